@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "oqsdk/Runtime.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// What the analytics library calls when an upload has ended. May be empty.
+using UploadHandler = std::function<void()>;
+
+/// The method of the class "TorvelinSDK" that every recorded event passes through: the upload information (a dictionary
+/// with "xwho", "appid", "xwhat", "xwhen" and "xcontext"), the event's name and the completion handler. Once
+/// TorvelinOqManager has been started, each call is followed by the library's own look at the same dictionary, on the
+/// caller's thread.
+inline const Selector<void(const Value&, const std::string&, const UploadHandler&)> saveUploadInfo{
+    "saveUploadInfo:event:handler:"};
+
+}  // namespace oq

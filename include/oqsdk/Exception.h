@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+/// A programmer's error: a selector that a class lacks, or a value that cannot be written as JSON. Nothing that comes
+/// from a server, a file or a user ever raises it.
+class OQSDK_EXPORT Exception : public std::runtime_error {
+ public:
+  Exception(std::string name, const std::string& reason);
+  ~Exception() override;
+
+  const std::string& name() const { return _name; }
+  std::string reason() const { return what(); }
+
+ private:
+  std::string _name;
+};
+
+}  // namespace oq

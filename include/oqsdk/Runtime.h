@@ -1,0 +1,192 @@
+#pragma once
+
+#include <atomic>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "oqsdk/Export.h"
+
+/// Classes by name, with methods that are found when they are called. A method is reached by sending its selector, so
+/// that replacing its implementation changes what runs, for every caller. A host registers the class whose methods
+/// the library is to observe:
+///
+///     class TorvelinSDK : public oq::Object {
+///       OQ_CLASS(TorvelinSDK)
+///      public:
+///       void record(const oq::Value& info) { oq::send(*this, oq::saveUploadInfo, info, "", nullptr); }
+///      private:
+///       void _save(const oq::Value& info, const std::string& event, const oq::UploadHandler& handler);
+///     };
+///     oq::Class* TorvelinSDK::staticClass() {
+///       static oq::Class* registered = oq::registerClass(
+///           "TorvelinSDK", oq::Object::staticClass(), {oq::method<&TorvelinSDK::_save>(oq::saveUploadInfo)});
+///       return registered;
+///     }
+///
+/// Threads: everything here may be called from any thread. Classes and methods are never freed, so a handle stays valid
+/// and identical for the life of the process, and looking a method up takes no lock.
+namespace oq {
+
+class Object;
+struct Class;
+struct Method;
+struct SelectorName;
+
+/// An implementation, erased. It is only ever called after a cast back to its exact type.
+using IMP = void (*)();
+
+/// A selector: the interned name of a method. Equal names give the same pointer.
+using SEL = const SelectorName*;
+
+OQSDK_EXPORT SEL sel_registerName(std::string_view name);
+OQSDK_EXPORT const std::string& sel_getName(SEL selector);
+
+/// The class registered under the name, or nullptr.
+OQSDK_EXPORT Class* NSClassFromString(std::string_view name);
+OQSDK_EXPORT const std::string& class_getName(const Class* cls);
+OQSDK_EXPORT Class* class_getSuperclass(const Class* cls);
+
+/// The class's own method or the nearest inherited one; nullptr when there is none, or when either argument is nullptr.
+OQSDK_EXPORT Method* class_getInstanceMethod(const Class* cls, SEL selector);
+/// The class's own methods, inherited ones not included, in no promised order.
+OQSDK_EXPORT std::vector<Method*> class_copyMethodList(const Class* cls);
+/// False, and nothing changed, when the class itself already has a method for the selector.
+OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding);
+
+OQSDK_EXPORT IMP method_getImplementation(const Method* method);
+/// Returns the implementation that was replaced.
+OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
+OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
+OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
+
+/// The signature as text. Two modules of one program agree on it.
+template <class Signature>
+const char* typeEncodingOf() {
+  return typeid(Signature).name();
+}
+
+/// A selector that knows its signature, so that registrations and sends are checked when they are compiled. Meant for
+/// constants: it may be used before and after any other object with static storage is alive.
+template <class Signature>
+class Selector;
+
+template <class R, class... A>
+class Selector<R(A...)> {
+ public:
+  using Signature = R(A...);
+  using Function = R (*)(Object&, SEL, A...);
+
+  constexpr explicit Selector(const char* name) : _name(name) {}
+
+  const char* name() const { return _name; }
+  SEL sel() const {
+    SEL known = _sel.load(std::memory_order_acquire);
+    if (!known) {
+      known = sel_registerName(_name);
+      _sel.store(known, std::memory_order_release);
+    }
+    return known;
+  }
+  operator SEL() const { return sel(); }  // NOLINT: a selector with a signature is a selector
+
+  static IMP erase(Function function) { return reinterpret_cast<IMP>(function); }
+  static Function typed(IMP implementation) { return reinterpret_cast<Function>(implementation); }
+
+ private:
+  const char* _name;
+  mutable std::atomic<SEL> _sel{nullptr};
+};
+
+namespace detail {
+
+template <auto member>
+struct MemberThunk;
+
+template <class C, class R, class... A, R (C::*member)(A...)>
+struct MemberThunk<member> {
+  using Signature = R(A...);
+  static R call(Object& self, SEL, A... arguments) {
+    return (static_cast<C&>(self).*member)(std::forward<A>(arguments)...);
+  }
+};
+
+struct MethodDefinition {
+  SEL selector;
+  IMP implementation;
+  const char* typeEncoding;
+};
+
+/// The implementation to call, or an Exception "NSInvalidArgumentException" when the class lacks the selector or knows
+/// it with another signature.
+OQSDK_EXPORT IMP implementationFor(const Class* cls, SEL selector, const char* typeEncoding);
+
+}  // namespace detail
+
+/// One entry of a class's method table: a member function that answers to the selector.
+template <auto member, class Signature>
+detail::MethodDefinition method(const Selector<Signature>& selector) {
+  using Thunk = detail::MemberThunk<member>;
+  static_assert(std::is_same_v<typename Thunk::Signature, Signature>,
+                "the member function's parameters must be the selector's");
+  return {selector.sel(), Selector<Signature>::erase(&Thunk::call), typeEncodingOf<Signature>()};
+}
+
+/// Makes a class known under its name. A second call with the same name returns the first class, unchanged.
+/// The superclass may be nullptr only for a root class.
+OQSDK_EXPORT Class* registerClass(std::string_view name, Class* superclass,
+                                  std::initializer_list<detail::MethodDefinition> methods = {});
+
+/// The root of everything that has a class at run time. Receivers of messages need not be owned by a shared_ptr.
+class OQSDK_EXPORT Object {
+ public:
+  Object() = default;
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object();
+
+  static Class* staticClass();
+  /// The registered class of this object; a C++ subclass that is not registered answers with its ancestor's.
+  virtual Class* class_() const { return staticClass(); }
+  bool isKindOfClass(const Class* cls) const;
+  /// The class's name in angle brackets, unless a subclass has something better to say.
+  virtual std::string description() const;
+};
+
+/// Declares that the enclosing class is registered under a name of its own, also before main() runs. Leaves the access
+/// at private.
+#define OQ_CLASS(Type)                                                            \
+ public:                                                                          \
+  static ::oq::Class* staticClass();                                              \
+  ::oq::Class* class_() const override { return staticClass(); }                  \
+                                                                                  \
+ private:                                                                         \
+  static inline ::oq::Class* const _registeredClass = Type::staticClass();
+
+namespace detail {
+
+template <class R, class... A, class... B>
+R sendFrom(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
+  IMP implementation = implementationFor(cls, selector.sel(), typeEncodingOf<R(A...)>());
+  return Selector<R(A...)>::typed(implementation)(receiver, selector.sel(), std::forward<B>(arguments)...);
+}
+
+}  // namespace detail
+
+/// Calls the receiver's method for the selector, on the calling thread.
+template <class R, class... A, class... B>
+R send(Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
+  return detail::sendFrom(receiver.class_(), receiver, selector, std::forward<B>(arguments)...);
+}
+
+/// Calls what the superclass of `cls` has for the selector; `cls` is the class whose method makes the call.
+template <class R, class... A, class... B>
+R sendSuper(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
+  return detail::sendFrom(class_getSuperclass(cls), receiver, selector, std::forward<B>(arguments)...);
+}
+
+}  // namespace oq

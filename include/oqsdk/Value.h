@@ -1,0 +1,13 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+
+namespace oq {
+
+/// Any object of a message: null, boolean, number, string, array or dictionary. Dictionaries keep the order of their
+/// keys. A null Value stands for "no object"; an empty string, array or dictionary is an object.
+using Value = boost::json::value;
+using Dictionary = boost::json::object;
+using Array = boost::json::array;
+
+}  // namespace oq

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+/// A host without a display: one offscreen window, synthetic touches, a clock in the caller's hand, the screen as a
+/// PNG. One at a time; the thread that makes it is the main thread.
+class OQSDK_EXPORT HeadlessHost {
+ public:
+  struct Options {
+    double width = 390;   ///< points
+    double height = 844;  ///< points
+    double scale = 1;     ///< pixels a point
+    std::string applicationIdentifier = "com.example.headless";
+    std::string applicationVersion = "1.0";
+    /// Where documents and preferences live; empty: the XDG data folder of the application.
+    std::filesystem::path dataDirectory;
+  };
+  /// A pixel of the screen, not premultiplied, 0 to 255.
+  struct Pixel {
+    std::uint8_t red, green, blue;
+    bool operator==(const Pixel&) const = default;
+  };
+
+  explicit HeadlessHost(const Options& options);
+  HeadlessHost() : HeadlessHost(Options{}) {}
+  ~HeadlessHost();
+  HeadlessHost(const HeadlessHost&) = delete;
+  HeadlessHost& operator=(const HeadlessHost&) = delete;
+
+  /// Seconds on the animation clock. It starts at 0 and moves only with advance().
+  double now() const;
+  /// Moves the animation clock in frames of 1/60 s, runs what becomes due on the main queue between them.
+  void advance(double seconds);
+  /// Runs what is waiting on the main queue, without waiting for more.
+  void runMainQueue();
+  /// Runs the main queue until the condition holds, sleeping while there is nothing to do; false when `seconds` of
+  /// real time have passed first. The animation clock does not move unless `animate` is set: then it follows real time.
+  bool runUntil(const std::function<bool()>& condition, double seconds, bool animate = false);
+
+  /// Touches, in points from the top left corner. True when a view of the library took it; false when it would have
+  /// reached the host's own widgets.
+  bool touchDown(double x, double y);
+  void touchMove(double x, double y);
+  void touchUp(double x, double y);
+  void touchCancel();
+  bool tap(double x, double y);
+
+  /// Another size of the screen, from now on.
+  void setScreenSize(double width, double height);
+  /// Whether the application is in the foreground.
+  void setActive(bool active);
+
+  Pixel pixelAt(double x, double y);
+  /// The screen as it is now. False when the file cannot be written.
+  bool writePng(const std::filesystem::path& file);
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> _impl;
+};
+
+}  // namespace oq

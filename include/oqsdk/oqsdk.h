@@ -1,0 +1,10 @@
+#pragma once
+
+/// Everything of the library that does not depend on the kind of host.
+#include "oqsdk/AnalyticsHook.h"
+#include "oqsdk/Exception.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "oqsdk/Runtime.h"
+#include "oqsdk/TorvelinOqConfig.h"
+#include "oqsdk/TorvelinOqManager.h"
+#include "oqsdk/Value.h"

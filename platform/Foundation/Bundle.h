@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+/// What the host says of itself when it installs the library; empty texts fall back to the program's name and "".
+OQSDK_EXPORT void setMainBundle(std::string identifier, std::string shortVersion);
+std::string mainBundleIdentifier();
+std::string mainBundleShortVersion();
+
+/// A folder of resources that belongs to the library: `name` + ".bundle" beside the library's data. Looked for in
+/// $OQSDK_RESOURCE_DIR, the source tree that built the library and the place where it is installed, in this order.
+std::optional<std::filesystem::path> pathForResourceBundle(std::string_view name);
+/// A file of such a bundle; nullopt when either is missing.
+std::optional<std::filesystem::path> pathForResource(std::string_view bundle, std::string_view file);
+
+}  // namespace oq

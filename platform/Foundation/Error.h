@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace oq {
+
+/// A failure as a value: who says so, its number there, and a sentence for people.
+struct Error {
+  std::string domain;
+  std::int64_t code = 0;
+  std::string localizedDescription;
+};
+
+/// The domain of failures of URL sessions. Their codes are those below.
+inline constexpr const char* URLErrorDomain = "NSURLErrorDomain";
+enum URLErrorCode : std::int64_t {
+  URLErrorUnknown = -1,
+  URLErrorCancelled = -999,
+  URLErrorBadURL = -1000,
+  URLErrorTimedOut = -1001,
+  URLErrorUnsupportedURL = -1002,
+  URLErrorCannotFindHost = -1003,
+  URLErrorCannotConnectToHost = -1004,
+  URLErrorNetworkConnectionLost = -1005,
+  URLErrorHTTPTooManyRedirects = -1007,
+  URLErrorBadServerResponse = -1011,
+  URLErrorSecureConnectionFailed = -1200,
+  URLErrorServerCertificateUntrusted = -1202,
+};
+
+}  // namespace oq

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Foundation/Data.h"
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+/// Where the application's files live: `Documents` and `Preferences` below one folder. By default the XDG data folder
+/// ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. Changing it later affects what is
+/// opened from then on.
+OQSDK_EXPORT void setApplicationDataDirectory(const std::filesystem::path& directory);
+std::filesystem::path applicationDataDirectory();
+/// The user's documents folder of the application; made (0700) when it is missing.
+std::filesystem::path documentsDirectory();
+std::filesystem::path preferencesDirectory();
+
+/// The bytes of a regular file of at most `limit` bytes; nullopt when it cannot be read whole.
+std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = 256u << 20);
+
+/// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader sees the
+/// old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file untouched, when
+/// any step fails.
+bool writeFileAtomically(const std::filesystem::path& file, const Data& contents);
+
+/// Every entry below the folder, relative to it, in ascending order of names, sub-folders after the entry that names
+/// them. Empty when the folder cannot be read.
+std::vector<std::filesystem::path> enumerateDirectory(const std::filesystem::path& directory);
+
+/// While one lives on a thread, a write there past a file-size limit or into a closed pipe fails with an error instead
+/// of ending the process. The host's handlers stay untouched.
+class WriteSignalGuard {
+ public:
+  WriteSignalGuard();
+  ~WriteSignalGuard();
+  WriteSignalGuard(const WriteSignalGuard&) = delete;
+  WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
+
+ private:
+  alignas(16) unsigned char _saved[128];
+  bool _active = false;
+};
+
+}  // namespace oq

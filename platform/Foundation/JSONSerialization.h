@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Foundation/Data.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// Parses one JSON value of any kind (fragments allowed), nested at most 512 deep. nullopt for anything else, bytes
+/// after the value included. A number out of range, invalid UTF-8 or a torn text is not JSON.
+std::optional<Value> valueWithJSONData(const Data& data);
+
+/// JSON with two blanks of indentation. Throws Exception "NSInvalidArgumentException" unless the value is an array or a
+/// dictionary. Numbers that are not finite are written as null.
+Data dataWithJSONObject(const Value& object);
+/// The same text for any value.
+std::string prettyJSON(const Value& value);
+
+}  // namespace oq

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace oq {
+
+class UIView;
+
+/// One call of UIView::animateWithDuration(): the properties it set in motion share a start, a duration and a
+/// completion. Main thread only.
+struct AnimationGroup {
+  double start = 0;
+  double duration = 0;
+  std::size_t running = 0;  ///< properties still in motion
+  bool finished = true;     ///< none of them was replaced, removed or detached
+  std::function<void(bool)> completion;
+};
+
+/// The running animations of all windows. Time is given to it; it never asks for one of its own.
+class AnimationEngine {
+ public:
+  static AnimationEngine& shared();
+
+  /// Takes off what has ended by `now` and then calls the completions, which may start, remove or destroy anything.
+  void step(double now);
+  bool isRunning() const { return !_views.empty(); }
+  /// When the first running group ends; infinity when nothing runs.
+  double nextDeadline() const;
+
+  // For layers and views.
+  AnimationGroup* current() const { return _stack.empty() ? nullptr : _stack.back().get(); }
+  const std::shared_ptr<AnimationGroup>& currentShared() const { return _stack.back(); }
+  void begin(double duration, std::function<void(bool)> completion);
+  void commit();
+  void track(UIView& view);
+  void forget(UIView& view);
+  /// One property of the group has ended; its completion follows from the main queue when it was the last.
+  void propertyEnded(const std::shared_ptr<AnimationGroup>& group, bool finished);
+
+ private:
+  std::vector<std::shared_ptr<AnimationGroup>> _stack;
+  std::vector<UIView*> _views;
+};
+
+}  // namespace oq

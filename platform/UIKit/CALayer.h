@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "CoreGraphics/Color.h"
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+
+class UIView;
+struct AnimationGroup;
+
+/// The model of a layer: a plain value. What is painted is a pure function of it, the running animations and the time.
+struct LayerState {
+  CGPoint position;  ///< where the centre of the bounds lies in the parent's coordinates
+  CGRect bounds;     ///< a non-zero origin scrolls what lies inside
+  double opacity = 1;
+  double cornerRadius = 0;
+  double zPosition = 0;
+  UIColor backgroundColor = UIColor::clearColor();
+  bool hidden = false;
+  bool masksToBounds = false;
+  UIColor shadowColor = UIColor::blackColor();
+  CGSize shadowOffset{0, -3};
+  double shadowOpacity = 0;
+  double shadowRadius = 3;
+
+  CGRect frame() const {
+    return {{position.x - bounds.size.width / 2, position.y - bounds.size.height / 2}, bounds.size};
+  }
+};
+
+/// The visual half of a view. Every setter of an animatable property goes through one funnel: an equal value changes
+/// nothing; inside UIView::animateWithDuration() the value on screen is noted as the animation's start; then the model
+/// is written and the window is asked for a frame. Main thread only.
+class CALayer {
+ public:
+  explicit CALayer(UIView& owner) : _owner(owner) {}
+  CALayer(const CALayer&) = delete;
+  CALayer& operator=(const CALayer&) = delete;
+
+  const LayerState& model() const { return _model; }
+  /// What is on screen at the time.
+  LayerState presentation(double now) const;
+  bool isAnimating() const { return !_animations.empty(); }
+
+  void setPosition(CGPoint position);
+  void setBounds(CGRect bounds);
+  void setOpacity(double opacity);
+  void setCornerRadius(double radius);
+  void setBackgroundColor(UIColor colour);
+  void setShadowOpacity(double opacity);
+  void setZPosition(double z);
+  void setHidden(bool hidden);
+  void setMasksToBounds(bool masks);
+  void setShadowColor(UIColor colour);
+  void setShadowOffset(CGSize offset);
+  void setShadowRadius(double radius);
+
+ private:
+  friend class UIView;
+  friend class AnimationEngine;
+  enum class Property { Position, Bounds, Opacity, CornerRadius, BackgroundColor, ShadowOpacity, ZPosition };
+  struct Running {
+    Property property;
+    LayerState from;  ///< only the animated property's member counts
+    std::shared_ptr<AnimationGroup> group;
+  };
+
+  template <class T>
+  void change(Property property, T LayerState::*member, T value);
+  template <class T>
+  void set(T LayerState::*member, T value);
+
+  UIView& _owner;
+  LayerState _model;
+  std::vector<Running> _animations;
+};
+
+}  // namespace oq

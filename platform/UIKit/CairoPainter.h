@@ -1,0 +1,37 @@
+#pragma once
+
+#include <vector>
+
+#include "UIKit/Painter.h"
+
+typedef struct _cairo cairo_t;
+
+namespace oq {
+
+/// Paints into any Cairo context, in points; `scale` is the number of pixels a point, in which contents are cached as
+/// surfaces.
+class CairoPainter : public Painter {
+ public:
+  CairoPainter(cairo_t* cr, double scale);
+  ~CairoPainter() override;
+
+  void pushTranslation(double x, double y) override;
+  void pushClip(CGRect rect, double cornerRadius) override;
+  void pushOpacity(double opacity) override;
+  void pop() override;
+  void fill(CGRect rect, double cornerRadius, UIColor colour) override;
+  void content(LayerContent& content, CGRect destination, double opacity) override;
+  void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+                     double radius) override;
+
+ private:
+  cairo_t* _cr;
+  double _scale;
+  std::vector<double> _groups;  ///< one entry a push: the opacity of a group, or below 0 for a plain save
+};
+
+/// A path of the rectangle with rounded corners, for whoever draws.
+void addRoundedRect(cairo_t* cr, CGRect rect, double cornerRadius);
+
+}  // namespace oq

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "CoreGraphics/Geometry.h"
+
+typedef struct _cairo cairo_t;
+
+namespace oq {
+
+/// A recorded drawing of a fixed size. Immutable: a view that changes makes another. Painters keep what they made of it
+/// (a surface, a render node) in `cache`, so that it is drawn once however many frames show it.
+class LayerContent {
+ public:
+  using Draw = std::function<void(cairo_t*)>;
+  LayerContent(CGSize size, Draw draw) : _size(size), _draw(std::move(draw)) {}
+
+  CGSize size() const { return _size; }
+  void draw(cairo_t* cr) const { _draw(cr); }
+
+  /// Owned by the painter that is in use; another kind of painter, or another scale, replaces it.
+  struct Cache {
+    virtual ~Cache() = default;
+  };
+  std::unique_ptr<Cache> cache;
+
+ private:
+  CGSize _size;
+  Draw _draw;
+};
+
+}  // namespace oq

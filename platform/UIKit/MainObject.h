@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+
+namespace oq {
+
+/// True on the thread that installed the host, outside any other queue's block.
+inline bool isOnMainQueue() { return DispatchQueue::currentLabel() == DispatchQueue::main().label(); }
+
+/// Makes a view or controller that is destroyed on the main queue, whoever drops it last.
+template <class T, class... Arguments>
+std::shared_ptr<T> makeMainObject(Arguments&&... arguments) {
+  return std::shared_ptr<T>(new T(std::forward<Arguments>(arguments)...), [](T* object) {
+    if (isOnMainQueue()) {
+      delete object;
+    } else {
+      DispatchQueue::main().async([object] { delete object; });
+    }
+  });
+}
+
+}  // namespace oq

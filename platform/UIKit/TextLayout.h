@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "CoreGraphics/Color.h"
+#include "CoreGraphics/Geometry.h"
+#include "UIKit/UIFont.h"
+
+typedef struct _cairo cairo_t;
+
+namespace oq {
+
+enum class NSTextAlignment { Left = 0, Center = 1, Right = 2, Justified = 3, Natural = 4 };
+
+struct NSParagraphStyle {
+  double lineSpacing = 0;  ///< points between two lines
+  NSTextAlignment alignment = NSTextAlignment::Natural;
+  bool operator==(const NSParagraphStyle&) const = default;
+};
+
+/// Text with one paragraph style over its whole length.
+struct NSAttributedString {
+  std::string string;
+  NSParagraphStyle paragraphStyle;
+  bool operator==(const NSAttributedString&) const = default;
+};
+
+/// The size that the text takes when it is broken at the width; the very layout that drawText() paints. An empty text
+/// has no height. Main thread only, but for warmUpText().
+CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
+
+/// Draws into `rect`, from its top; at most `numberOfLines` lines (0: any number), the last one shortened with an
+/// ellipsis where there are more. With `centredVertically` the block of text is centred in the rectangle.
+void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
+              int numberOfLines, bool centredVertically);
+
+/// Loads fonts and shapes a first text, so that the first window does not wait for it. Any thread, once.
+void warmUpText();
+
+}  // namespace oq

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace oq {
+
+/// A font that is asked for by name; where the system has none of that name, fontconfig's fallback stands in for it.
+class UIFont {
+ public:
+  UIFont() = default;
+  static UIFont fontWithName(std::string name, double size) { return UIFont(std::move(name), size); }
+  static UIFont systemFontOfSize(double size) { return UIFont("sans-serif", size); }
+
+  const std::string& fontName() const { return _name; }
+  /// Points.
+  double pointSize() const { return _size; }
+  bool operator==(const UIFont&) const = default;
+
+ private:
+  UIFont(std::string name, double size) : _name(std::move(name)), _size(size) {}
+  std::string _name = "sans-serif";
+  double _size = 17;
+};
+
+}  // namespace oq

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "UIKit/TextLayout.h"
+#include "UIKit/UIView.h"
+
+namespace oq {
+
+/// Text in one colour and font. Takes no touches by itself. Main thread only.
+class UILabel : public UIView {
+  OQ_CLASS(UILabel)
+
+ public:
+  UILabel();
+
+  /// nullopt when no text was ever set.
+  const std::optional<std::string>& text() const { return _text; }
+  /// Plain text: an earlier paragraph style goes.
+  void setText(std::optional<std::string> text);
+  void setAttributedText(NSAttributedString text);
+  NSAttributedString attributedText() const { return {_text.value_or(""), _paragraphStyle}; }
+  const UIFont& font() const { return _font; }
+  void setFont(UIFont font);
+  UIColor textColor() const { return _textColor; }
+  void setTextColor(UIColor colour);
+  /// 0 for any number; 1 by default.
+  int numberOfLines() const { return _numberOfLines; }
+  void setNumberOfLines(int lines);
+  NSTextAlignment textAlignment() const { return _paragraphStyle.alignment; }
+  void setTextAlignment(NSTextAlignment alignment);
+
+ protected:
+  std::shared_ptr<LayerContent> makeContent(CGSize size) override;
+
+ private:
+  std::optional<std::string> _text;
+  NSParagraphStyle _paragraphStyle;
+  UIFont _font;
+  UIColor _textColor = UIColor::blackColor();
+  int _numberOfLines = 1;
+};
+
+}  // namespace oq

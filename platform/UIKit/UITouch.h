@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+
+class UIView;
+class UIWindow;
+
+enum class UITouchPhase { Began, Moved, Ended, Cancelled };
+
+/// One finger or pointer button, from down to up. It belongs to the view that it began in.
+struct UITouch {
+  UITouchPhase phase = UITouchPhase::Began;
+  CGPoint locationInWindow;
+  double timestamp = 0;  ///< seconds on the animation clock
+  std::weak_ptr<UIView> view;
+
+  /// The location in a view's coordinates.
+  CGPoint locationIn(const UIView& view) const;
+};
+
+}  // namespace oq

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "UIKit/UIView.h"
+#include "oqsdk/Runtime.h"
+
+namespace oq {
+
+class UINavigationController;
+
+inline const Selector<void()> viewDidLoadSelector{"viewDidLoad"};
+inline const Selector<void(bool)> viewWillAppearSelector{"viewWillAppear:"};
+inline const Selector<void(bool)> viewDidAppearSelector{"viewDidAppear:"};
+inline const Selector<void(bool)> viewWillDisappearSelector{"viewWillDisappear:"};
+inline const Selector<void(bool)> viewDidDisappearSelector{"viewDidDisappear:"};
+
+/// One page: a view that is made when it is first asked for, and messages that tell when it comes and goes. They are
+/// sent through the class runtime, so that replacing an implementation changes what runs. Main thread only.
+class UIViewController : public Object, public std::enable_shared_from_this<UIViewController> {
+  OQ_CLASS(UIViewController)
+
+ public:
+  UIViewController();
+  ~UIViewController() override;
+
+  /// Loads the view at the first call, then sends viewDidLoad, once.
+  std::shared_ptr<UIView> view();
+  bool isViewLoaded() const { return _view != nullptr; }
+
+  // These send; a subclass registers a method of its own for the selector and calls its superclass with sendSuper().
+  void viewDidLoad() { send(*this, viewDidLoadSelector); }
+  void viewWillAppear(bool animated) { send(*this, viewWillAppearSelector, animated); }
+  void viewDidAppear(bool animated) { send(*this, viewDidAppearSelector, animated); }
+  void viewWillDisappear(bool animated) { send(*this, viewWillDisappearSelector, animated); }
+  void viewDidDisappear(bool animated) { send(*this, viewDidDisappearSelector, animated); }
+
+  const std::string& title() const { return _title; }
+  void setTitle(std::string title) { _title = std::move(title); }
+
+  std::shared_ptr<UIViewController> parentViewController() const { return _parent.lock(); }
+  /// The nearest navigation controller above, nullptr when there is none.
+  std::shared_ptr<UINavigationController> navigationController() const;
+  std::shared_ptr<UIViewController> presentedViewController() const { return _presented; }
+  std::shared_ptr<UIViewController> presentingViewController() const { return _presenting.lock(); }
+
+ protected:
+  virtual std::shared_ptr<UIView> loadView();
+  void setParent(const std::shared_ptr<UIViewController>& parent) { _parent = parent; }
+  static void setParentOf(UIViewController& child, const std::shared_ptr<UIViewController>& parent) {
+    child._parent = parent;
+  }
+
+ private:
+  void _viewDidLoad() {}
+  void _viewWillAppear(bool) {}
+  void _viewDidAppear(bool) {}
+  void _viewWillDisappear(bool) {}
+  void _viewDidDisappear(bool) {}
+
+  std::shared_ptr<UIView> _view;
+  std::string _title;
+  std::weak_ptr<UIViewController> _parent;
+  std::shared_ptr<UIViewController> _presented;
+  std::weak_ptr<UIViewController> _presenting;
+};
+
+}  // namespace oq

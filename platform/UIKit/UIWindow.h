@@ -1,0 +1,45 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "UIKit/UIView.h"
+
+namespace oq {
+
+class UIViewController;
+
+/// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
+/// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
+/// host has below. Main thread only.
+class UIWindow : public UIView {
+  OQ_CLASS(UIWindow)
+
+ public:
+  explicit UIWindow(CGRect frame);
+  ~UIWindow() override;
+
+  UIWindow* window() const override { return const_cast<UIWindow*>(this); }
+  std::shared_ptr<UIViewController> rootViewController() const { return _rootViewController; }
+  void setRootViewController(std::shared_ptr<UIViewController> controller);
+
+  /// Whether a view of the library would take a touch there.
+  bool wantsTouchAt(CGPoint point);
+  /// A touch that begins; `identifier` tells fingers apart. False when no view took it, and nothing further is wanted.
+  bool touchBegan(int identifier, CGPoint point, double timestamp);
+  void touchMoved(int identifier, CGPoint point, double timestamp);
+  void touchEnded(int identifier, CGPoint point, double timestamp);
+  void touchCancelled(int identifier);
+  /// Wheel or touchpad; true when a view used it.
+  bool scroll(CGPoint point, double dx, double dy);
+  /// Cancels the touches that began in the view or below it.
+  void cancelTouchesIn(UIView& view);
+
+  std::shared_ptr<UIView> hitTest(CGPoint point) override;
+
+ private:
+  std::map<int, std::shared_ptr<UITouch>> _touches;
+  std::shared_ptr<UIViewController> _rootViewController;
+};
+
+}  // namespace oq

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs what building, running and testing needs: the one list of the project's Debian packages. Quick when nothing
+# is missing. Needs root or sudo only when something is.
+set -euo pipefail
+
+packages=(
+  # building
+  g++ cmake ninja-build ccache pkg-config git ca-certificates
+  # the library
+  libcurl4-openssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
+  libgdk-pixbuf-2.0-dev libfontconfig-dev zlib1g-dev
+  # the GTK host, the campaign server
+  libgtkmm-4.0-dev libcpp-httplib-dev libssl-dev
+  # tests and judges
+  libgtest-dev libgmock-dev libplist-dev python3 openssl curl
+  # a screen where there is none, a hand to touch it, fonts to read it
+  xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  state=$(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null || true)
+  [[ $state == ii* ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then
+  command -v sudo >/dev/null || { echo "install-deps: needs root or sudo to install: ${missing[*]}" >&2; exit 1; }
+  as_root=(sudo)
+fi
+echo "install-deps: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
