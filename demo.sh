@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# The main job, end to end: installs what is missing, builds, starts the campaign server on HTTPS and the example shop
+# in a real window (on Xvfb where there is no display), drives the shop with real pointer events, keeps pictures of
+# what it showed in build/demo/pictures and prints the events that the server received. Ends with an error if any part
+# of the story did not happen. With --interactive the shop stays open for you.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+case "${1:-}" in
+  ""|--interactive) ;;
+  *) echo "usage: ./demo.sh [--interactive]" >&2; exit 2 ;;
+esac
+
+scripts/install-deps.sh
+echo "building ..."
+mkdir -p build
+cmake --preset release >build/demo-configure.log 2>&1 || { cat build/demo-configure.log; exit 1; }
+cmake --build --preset release --target oqsdk-server gtk-shop -- --quiet
+exec python3 scripts/demo.py "$@"

@@ -1,0 +1,270 @@
+#!/usr/bin/env python3
+"""Runs the demo that demo.sh has built: server, shop, pointer, pictures, story."""
+import json
+import os
+import pathlib
+import queue
+import re
+import shutil
+import ssl
+import subprocess
+import sys
+import threading
+import time
+import urllib.request
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "release"
+OUT = ROOT / "build" / "demo"
+PICTURES = OUT / "pictures"
+PORT = 8088
+CARD, LEFT, RIGHT = (255, 255, 255), (0xE9, 0xED, 0xF5), (0x24, 0x57, 0xD6)
+
+
+class Failure(Exception):
+    pass
+
+
+class Program:
+    """A process whose lines can be awaited."""
+
+    def __init__(self, name, command, environment):
+        self.name, self.said, self._lines = name, [], queue.Queue()
+        self.process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE,
+                                        stderr=subprocess.STDOUT, text=True, encoding="utf-8", env=environment)
+        threading.Thread(target=self._pump, daemon=True).start()
+
+    def _pump(self):
+        for line in self.process.stdout:
+            self.said.append(line.rstrip("\n"))
+            self._lines.put(line.rstrip("\n"))
+        self._lines.put(None)
+
+    def until(self, pattern, seconds=30):
+        end = time.monotonic() + seconds
+        while True:
+            try:
+                line = self._lines.get(timeout=max(0.01, end - time.monotonic()))
+            except queue.Empty:
+                line = None
+            if line is None:
+                raise Failure(f"{self.name} never said {pattern!r}; it said:\n  " + "\n  ".join(self.said[-20:]))
+            match = re.search(pattern, line)
+            if match:
+                return match
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+            try:
+                self.process.wait(timeout=10)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+
+
+class Screen:
+    """The X display: takes pictures and moves the pointer, as a person's hand and eye would."""
+
+    def __init__(self):
+        self._xvfb = None
+        self.display = os.environ.get("DISPLAY")
+        if not self.display:
+            read, write = os.pipe()
+            self._xvfb = subprocess.Popen(
+                ["Xvfb", "-displayfd", str(write), "-screen", "0", "900x1100x24", "-nolisten", "tcp"],
+                pass_fds=[write], stderr=subprocess.DEVNULL)
+            os.close(write)
+            with os.fdopen(read) as pipe:
+                self.display = ":" + pipe.readline().strip()
+        self.environment = {**os.environ, "DISPLAY": self.display, "GDK_BACKEND": "x11"}
+        self.environment.pop("WAYLAND_DISPLAY", None)
+
+    def xdotool(self, *words):
+        return subprocess.run(["xdotool", *map(str, words)], env=self.environment, check=True, capture_output=True,
+                              text=True).stdout
+
+    def window_origin(self, pid):
+        ids = self.xdotool("search", "--sync", "--onlyvisible", "--pid", pid).split()
+        geometry = self.xdotool("getwindowgeometry", "--shell", ids[-1])
+        values = dict(line.split("=") for line in geometry.splitlines())
+        return int(values["X"]), int(values["Y"])
+
+    def click(self, x, y):
+        self.xdotool("mousemove", "--sync", round(x), round(y))
+        self.xdotool("click", 1)
+
+    def shoot(self):
+        raw = subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "ppm:-"], env=self.environment,
+                             check=True, capture_output=True).stdout
+        return Picture(raw)
+
+    def stop(self):
+        if self._xvfb:
+            self._xvfb.terminate()
+            self._xvfb.wait()
+
+
+class Picture:
+    def __init__(self, ppm):
+        header = re.match(rb"P6\s+(\d+)\s+(\d+)\s+255\s", ppm)
+        self.width, self.height = int(header[1]), int(header[2])
+        self._ppm, self._pixels = ppm, ppm[header.end():]
+
+    def at(self, x, y):
+        start = 3 * (int(y) * self.width + int(x))
+        return tuple(self._pixels[start:start + 3])
+
+    def region(self, colour):
+        """The box around all pixels of a colour, looked at on a grid of 3; None where there are too few for a button."""
+        spots = [(x, y) for y in range(0, self.height, 3) for x in range(0, self.width, 3) if self.at(x, y) == colour]
+        if len(spots) < 60:
+            return None
+        xs, ys = [x for x, _ in spots], [y for _, y in spots]
+        return min(xs), min(ys), max(xs), max(ys)
+
+    def keep(self, name, crop=None):
+        file = PICTURES / name
+        command = ["convert", "ppm:-"]
+        if crop:
+            command += ["-crop", "{}x{}+{}+{}".format(*crop), "+repage"]
+        subprocess.run([*command, str(file)], input=self._ppm, check=True)
+        return file
+
+
+class Demo:
+    def __init__(self):
+        shutil.rmtree(OUT, ignore_errors=True)
+        PICTURES.mkdir(parents=True)
+        self.screen = Screen()
+        environment = {k: v for k, v in os.environ.items() if not k.startswith("SSL_CERT")}
+        self.server = Program("server", [BUILD / "server" / "oqsdk-server", "--data", OUT / "server", "--campaigns",
+                                         ROOT / "examples" / "demo" / "campaigns.json"], environment)
+        self.shop = None
+
+    def start_server(self):
+        self.authority = self.server.until(r"^certificate authority: (.+)$")[1]
+        self.server.until(rf"\b{PORT}\b")
+        self._tls = ssl.create_default_context(cafile=self.authority)
+
+    def start_shop(self, *more):
+        environment = {**self.screen.environment, "SSL_CERT_FILE": self.authority, "GSK_RENDERER": "cairo"}
+        self.shop = Program("shop", [BUILD / "examples" / "gtk-shop" / "gtk-shop", "--app-key", "demo-shop", "--user",
+                                     "anna", "--data-dir", OUT / "shop", "--print-layout", *more], environment)
+        return self.shop
+
+    def widget(self, name):
+        """Where a widget of the shop is on the screen."""
+        match = self.shop.until(rf"^widget {name} ([\d.]+) ([\d.]+)$")
+        x, y = self.screen.window_origin(self.shop.process.pid)
+        return x + float(match[1]), y + float(match[2])
+
+    def events(self):
+        with urllib.request.urlopen(f"https://localhost:{PORT}/events", context=self._tls, timeout=20) as answer:
+            listed = json.load(answer)
+        return [e.get("event", e) for e in (listed["events"] if isinstance(listed, dict) else listed)]
+
+    def log(self):
+        files = sorted((OUT / "shop" / "Documents" / "Log").glob("*.log"))
+        return files[-1].read_text(encoding="utf-8") if files else ""
+
+    def await_(self, what, condition, seconds=20):
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            result = condition()
+            if result:
+                return result
+            time.sleep(0.05)
+        self.screen.shoot().keep("failure.png")
+        raise Failure(f"{what}: not within {seconds} s\nlog of the shop:\n{self.log()}")
+
+    def say(self, text):
+        print("  " + text, flush=True)
+
+    def first_start(self):
+        print("First start, with nothing stored")
+        self.start_shop()
+        buy = self.widget("buy")
+        self.await_("the login is answered", lambda: "login data:" in self.log())
+        self.say("logged in; no user is known yet, so no campaign is fetched: the user's id comes with the first event")
+        self.screen.click(*buy)
+        self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
+        self.shop.stop()
+
+    def second_start(self):
+        print("Second start, the user is known")
+        self.start_shop()
+        buy = self.widget("buy")
+        self.await_("the campaigns are fetched", lambda: "in_app data:" in self.log())
+        self.say("campaigns fetched")
+        self.screen.shoot().keep("1-shop.png")
+        self.screen.click(*buy)
+        self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
+        self.await_("the window is shown and reported", lambda: self.has("$impDialog"))
+        picture = self.screen.shoot()
+        left, right = picture.region(LEFT), picture.region(RIGHT)
+        if not left or not right:
+            picture.keep("failure.png")
+            raise Failure("the buttons' colours are not on the screen")
+        if abs(left[1] - right[1]) > 3 or not left[2] < right[0]:
+            raise Failure(f"the buttons do not lie side by side: {left} {right}")
+        card = picture.at((left[0] + right[2]) // 2, left[1] - 8)
+        if card != CARD:
+            raise Failure(f"above the buttons there is {card} instead of the white card")
+        self.say("window shown: " + str(picture.keep("2-window.png").relative_to(ROOT)))
+        self.screen.click((right[0] + right[2]) / 2, right[1] + 4)
+        self.await_("the click is reported", lambda: self.has("$clickDialog"))
+        after = self.screen.shoot()
+        after.keep("3-after.png")
+        if after.region(RIGHT) or after.region(LEFT):
+            raise Failure("the window is still there after the tap")
+        self.say("button tapped, window gone: build/demo/pictures/3-after.png")
+
+    def has(self, name):
+        return any(event["xwhat"] == name for event in self.events())
+
+    def story(self):
+        print("What the server received")
+        for event in self.events():
+            self.say(f"{event['xwhat']:<14} from {event['xwho']}  {json.dumps(event['xcontext'], ensure_ascii=False)}")
+
+    def interactive(self):
+        print("First start: makes the user known (campaigns are fetched only for a known user)")
+        self.start_shop()
+        self.widget("buy")
+        self.say("press a button in the shop, close it, and it starts again with campaigns")
+        while self.shop.process.wait() == 0 and not re.search("^event ", "\n".join(self.shop.said), re.M):
+            self.start_shop()
+        print("Second start: buy something. Ends when you close the shop.")
+        self.start_shop().process.wait()
+        self.story()
+
+    def stop(self):
+        if self.shop:
+            self.shop.stop()
+        self.server.stop()
+        self.screen.stop()
+
+
+def main():
+    interactive = "--interactive" in sys.argv[1:]
+    if interactive and not os.environ.get("DISPLAY"):
+        sys.exit("demo: --interactive needs a display")
+    demo = Demo()
+    try:
+        demo.start_server()
+        if interactive:
+            demo.interactive()
+        else:
+            demo.first_start()
+            demo.second_start()
+            demo.story()
+            print("Everything happened. Pictures: build/demo/pictures")
+    except Failure as failure:
+        sys.exit(f"demo: {failure}")
+    finally:
+        demo.stop()
+
+
+if __name__ == "__main__":
+    main()

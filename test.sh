@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and runs all tests: everything once as it is, then the core again under
+# AddressSanitizer with UBSan and under ThreadSanitizer. `./test.sh dev` (or asan, tsan) runs that part alone.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+scripts/install-deps.sh
+presets=("$@")
+[[ ${#presets[@]} -gt 0 ]] || presets=(dev asan tsan)
+
+# Tests bring their own certificates, folders and displays.
+unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
+
+passed=0 failed=0
+for preset in "${presets[@]}"; do
+  echo "== $preset: build"
+  cmake --preset "$preset" >"/tmp/oqsdk-configure-$$.log" 2>&1 || { cat "/tmp/oqsdk-configure-$$.log"; exit 1; }
+  rm -f "/tmp/oqsdk-configure-$$.log"
+  cmake --build --preset "$preset" -- --quiet
+  echo "== $preset: tests"
+  report=build/$preset/tests.xml
+  rm -f "$report"
+  ctest --preset "$preset" -j 2 --output-junit "tests.xml" || true
+  [[ -s $report ]] || { echo "no test report from $preset" >&2; exit 1; }
+  read -r ran broken < <(python3 - "$report" <<'P'
+import sys, xml.etree.ElementTree as tree
+suite = tree.parse(sys.argv[1]).getroot()
+print(suite.get("tests"), int(suite.get("failures")) + int(suite.get("errors") or 0))
+P
+)
+  passed=$((passed + ran - broken)) failed=$((failed + broken))
+  [[ $ran -gt 0 ]] || { echo "$preset ran no test" >&2; exit 1; }
+done
+
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]

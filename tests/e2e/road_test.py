@@ -1,0 +1,213 @@
+#!/usr/bin/env python3
+"""Follows one event from the hook to the server's list of events: the built server and the headless host as two
+processes, over TLS. Usage: road_test.py SERVER HOST"""
+import json
+import os
+import pathlib
+import queue
+import ssl
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+import urllib.request
+
+SERVER, HOST = sys.argv[1:3]
+DEVELOPMENT, PORT = "2", 38088
+BLUE, GREY = "2457D6", "E9EDF5"
+
+CAMPAIGNS = {
+    "windows": [
+        {
+            "id": "7001", "count": 2, "style": 3, "type": 1,
+            "startTime": "2020-01-01 00:00:00", "endTime": "2099-12-31 23:59:59",
+            "event": {"xwhat": "buy", "xcontext": {"item": "tea"}},
+            "title": {"text": "谢谢 Thank you"},
+            "content": {"text": "Your tea is on its way."},
+            "buttonLeft": {"text": "Later", "background": "#" + GREY},
+            "buttonRight": {"text": "Fine", "background": "#" + BLUE, "color": "#FFFFFF"},
+        }
+    ],
+    "subscriptions": [{"id": "9001", "event": {"xwhat": "add_to_cart"}}],
+}
+
+
+class Lines:
+    """The lines that a process prints, awaited with a deadline."""
+
+    def __init__(self, stream, seen):
+        self._queue, self._seen = queue.Queue(), seen
+        threading.Thread(target=self._pump, args=(stream,), daemon=True).start()
+
+    def _pump(self, stream):
+        for line in stream:
+            self._seen.append(line.rstrip("\n"))
+            self._queue.put(line.rstrip("\n"))
+        self._queue.put(None)
+
+    def until(self, wanted, seconds=30):
+        while True:
+            line = self._queue.get(timeout=seconds)
+            if line is None:
+                raise AssertionError("the process ended; it said:\n" + "\n".join(self._seen))
+            if wanted(line):
+                return line
+
+
+class Server:
+    def __init__(self, folder):
+        campaigns = folder / "campaigns.json"
+        campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
+        self.said = []
+        self.process = subprocess.Popen(
+            [SERVER, "--data", str(folder / "server"), "--campaigns", str(campaigns), "--port-production", "0",
+             "--port-test", "0", "--port-development", str(PORT)],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, encoding="utf-8")
+        self.lines = Lines(self.process.stdout, self.said)
+        self.authority = self.lines.until(lambda l: l.startswith("certificate authority: ")).split(": ", 1)[1]
+        self.lines.until(lambda l: str(PORT) in l)
+        self._tls = ssl.create_default_context(cafile=self.authority)
+
+    def events(self):
+        with urllib.request.urlopen(f"https://localhost:{PORT}/events", context=self._tls, timeout=20) as answer:
+            listed = json.load(answer)
+        return listed["events"] if isinstance(listed, dict) else listed
+
+    def stop(self):
+        self.process.terminate()
+        code = self.process.wait(timeout=20)
+        self.process.stdout.close()
+        return code
+
+
+class Host:
+    def __init__(self, folder, authority, environment=DEVELOPMENT):
+        self.folder = folder / "host"
+        self.said = []
+        self.process = subprocess.Popen(
+            [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE, text=True, encoding="utf-8",
+            env={**os.environ, "SSL_CERT_FILE": authority})
+        self.lines = Lines(self.process.stdout, self.said)
+
+    def do(self, step):
+        self.process.stdin.write(step + "\n")
+        self.process.stdin.flush()
+        answer = self.lines.until(lambda l: l == "ok" or l.startswith("failed"), 40)
+        if answer != "ok":
+            raise AssertionError(f"{step}: {answer}\n{self.log()}")
+
+    def await_log(self, text):
+        """The log is the only thing that tells of an answer which shows nothing."""
+        for _ in range(400):
+            if text in self.log():
+                return
+            self.do("settle")
+            threading.Event().wait(0.05)
+        raise AssertionError(f"never logged: {text}\n{self.log()}")
+
+    def log(self):
+        files = sorted((self.folder / "Documents" / "Log").glob("*.log"))
+        return files[-1].read_text(encoding="utf-8") if files else "(no log)"
+
+    def quit(self):
+        self.process.stdin.close()
+        code = self.process.wait(timeout=30)
+        self.process.stdout.close()
+        return code
+
+
+class RoadTest(unittest.TestCase):
+    def setUp(self):
+        self._temporary = tempfile.TemporaryDirectory()
+        self.folder = pathlib.Path(self._temporary.name)
+        self.server = Server(self.folder)
+
+    def tearDown(self):
+        self.server.stop()
+        self._temporary.cleanup()
+
+    def await_event(self, name, **context):
+        """Waits for the server's own line, then asks its list."""
+        def fits(event):
+            return event["xwhat"] == name and all(event["xcontext"].get(k) == v for k, v in context.items())
+        for _ in range(400):
+            found = [e for e in map(lambda e: e.get("event", e), self.server.events()) if fits(e)]
+            if found:
+                return found[0]
+            threading.Event().wait(0.05)
+        raise AssertionError(f"{name} {context} never reached the server: {self.server.events()}")
+
+    def names(self):
+        return [e.get("event", e)["xwhat"] for e in self.server.events()]
+
+    def test_one_event_from_the_hook_to_the_servers_list(self):
+        # The first start of all knows no user when the login is answered, so it fetches no list.
+        first = Host(self.folder, self.server.authority)
+        first.await_log("login data:")
+        first.do("record buy item=tea")
+        first.do("settle")
+        first.do("await-no-colour " + BLUE)
+        self.assertEqual(first.quit(), 0)
+        self.assertEqual(self.names(), [])
+
+        # The second start knows the user: an event that comes before the lists waits for them.
+        second = Host(self.folder, self.server.authority)
+        second.do("record buy item=tea")
+        second.do("await-colour " + BLUE)
+        second.do("png " + str(self.folder / "window.png"))
+        shown = self.await_event("$impDialog")
+        self.assertEqual(shown["xcontext"], {"$dialog_id": "7001", "$dialog_type": 1})
+        self.assertEqual((shown["xwho"], shown["appid"]), ("user-1", "e2e"))
+        second.do("tap-colour " + BLUE)
+        second.do("await-no-colour " + BLUE)
+        clicked = self.await_event("$clickDialog")
+        self.assertEqual(clicked["xcontext"], {"$dialog_id": "7001", "$dialog_type": 5})
+        # Once in a run is all, whatever else happens.
+        second.do("record buy item=tea")
+        second.do("settle")
+        second.do("await-no-colour " + BLUE)
+        second.do("record add_to_cart item=cup")
+        self.await_event("add_to_cart", item="cup")
+        self.assertEqual(second.quit(), 0)
+
+        # The count is two: the third start shows it once more, from what is kept on disk, and the fourth does not.
+        third = Host(self.folder, self.server.authority)
+        third.do("record buy item=tea")
+        third.do("await-colour " + BLUE)
+        self.assertNotIn("in_app data:", third.log(), "the list is fetched once a day")
+        third.do("tap-colour " + GREY)
+        third.do("await-no-colour " + GREY)
+        self.assertEqual(third.quit(), 0)
+        fourth = Host(self.folder, self.server.authority)
+        fourth.do("record buy item=tea")
+        fourth.do("settle")
+        fourth.do("await-no-colour " + BLUE)
+        self.assertEqual(fourth.quit(), 0)
+        self.assertEqual(self.names().count("$impDialog"), 2)
+
+    def test_a_server_that_cannot_be_trusted_changes_nothing(self):
+        other = self.folder / "other.pem"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=other", "-keyout",
+                        str(self.folder / "other.key"), "-out", str(other)], check=True, capture_output=True)
+        host = Host(self.folder, str(other))
+        host.await_log("descripton:")
+        host.do("record buy item=tea")
+        host.do("settle")
+        host.do("await-no-colour " + BLUE)
+        self.assertNotIn("login data:", host.log())
+        self.assertEqual(host.quit(), 0)
+
+    def test_no_server_leaves_the_host_alive(self):
+        self.server.stop()
+        host = Host(self.folder, self.server.authority)
+        host.await_log("descripton:")
+        host.do("record buy item=tea")
+        host.do("settle")
+        self.assertEqual(host.quit(), 0)
+        self.server = Server(self.folder)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
