@@ -1,0 +1,212 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Foundation/Snapshot.h"
+#include "Manager/OQCampaignList.h"
+#include "Network/OQNetwork.h"
+#include "oqsdk/Runtime.h"
+#include "oqsdk/TorvelinOqConfig.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+class OQRecordTree;
+class OQRecordTreeNode;
+class OQWindowData;
+class OQWindowEvent;
+
+/// The engine: the session with the server, the two campaign lists, the records of what was shown, the events
+/// that wait for a list, and the decision to show a window.
+///
+/// Threads: every method may be called from any thread. Analytics events are matched on the thread that
+/// brings them; answers are handled on the HTTP client's queue; windows are presented, and their actions
+/// handled, on the main queue. No lock is held while anything outside the engine is called; log entries are
+/// only handed over. Ownership: the engine lives in a shared_ptr. Answers hold it weakly, a window on screen
+/// holds it strongly. Failure: what goes wrong is in the log; nothing is retried.
+class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKManager> {
+  OQ_CLASS(OQSDKManager)
+
+ public:
+  using Windows = OQCampaignList::Windows;
+  using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
+  /// What happened to a window on screen: 1 shown, 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and
+  /// the link.
+  using WindowAction = std::function<void(std::int64_t code, const Value& link)>;
+
+  /// The engine of the process, made at the first call. It is never destroyed: threads may still report to it
+  /// while the process ends.
+  static OQSDKManager& sharedManager();
+
+  /// Restores what earlier runs left. Not meant for hosts: a second engine beside the shared one is for
+  /// tests, and must be owned by a shared_ptr.
+  OQSDKManager();
+  ~OQSDKManager() override;
+
+  // --- Start-up and environment
+
+  /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
+  void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
+  /// Lets the analytics library's events reach the shared engine. Without that library nothing is installed.
+  void exchangeMethod();
+  /// Through the shared engine's configuration; before there is one, nothing is stored.
+  static void setEnvironment(std::uint64_t environment);
+  /// The stored environment, read afresh; 0 when there is none.
+  static std::uint64_t getEnvironment();
+  bool autoCollectPage() const { return _autoCollectPageInfo; }
+  void setAutoCollectPage(bool collect) { _autoCollectPageInfo = collect; }
+
+  // --- Lists
+
+  void login();
+  /// Fetches the subscriptions, and once per calendar day the windows; nothing without a token and a user id.
+  void getListData();
+  void getInAppList();
+  void getSubscribeList();
+
+  // --- Intake
+
+  /// What the analytics library uploads; ignored unless it is a dictionary.
+  void onEventDataReceived(const Value& info);
+  void triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event);
+  void triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event);
+  void triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event);
+  /// Tells the server of an event that it subscribed to.
+  void triggerEvent(const std::shared_ptr<OQWindowEvent>& event);
+  void autoPageCollected(const std::string& name);
+  void pushTrack(std::uint64_t type, const Value& msg);
+
+  // --- Display
+
+  /// Whether the window may be shown now. When it may, the display is already counted and written.
+  bool readyToShowWithData(const OQWindowData& window);
+  void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
+  /// Counts one display of the node and writes the records.
+  void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
+  /// Once per engine: windows that the user has not closed may be shown again.
+  void clearTreeNodeActivateState();
+  void syncRecordTree();
+  void syncInAppData();
+  void syncSubscribeData();
+  void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type,
+                                 const OQWindowData& window);
+  void reportPushEventWithType(std::uint64_t type, const Value& msg);
+  void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
+  /// Main queue only.
+  void jumpToWebViewWithURLStr(const Value& url);
+
+  // --- Diagnostics
+
+  /// The completion may be empty; see OQNetwork.
+  void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
+
+  // --- State. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
+  // are not strings are kept in their text form.
+
+  bool treeNodesInit() const { return _treeNodesInit; }
+  void setTreeNodesInit(bool done) { _treeNodesInit = done; }
+  /// True when a user id was already stored when the engine was made. The name says the opposite; both this
+  /// and the inversion in the list requests are meant.
+  bool isNewUser() const { return _isNewUser; }
+  void setIsNewUser(bool isNewUser) { _isNewUser = isNewUser; }
+  bool autoCollectPageInfo() const { return _autoCollectPageInfo; }
+  void setAutoCollectPageInfo(bool collect) { _autoCollectPageInfo = collect; }
+  std::int64_t maxWaitingReceivedEventsNum() const { return _maxWaitingReceivedEventsNum; }
+  void setMaxWaitingReceivedEventsNum(std::int64_t most) { _maxWaitingReceivedEventsNum = most; }
+  std::shared_ptr<TorvelinOqConfig> configuration() const;
+  void setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
+  std::optional<std::string> token() const;
+  void setToken(std::optional<std::string> token);
+  std::optional<std::string> userId() const;
+  void setUserId(std::optional<std::string> userId);
+  std::optional<std::string> appid() const;
+  void setAppid(std::optional<std::string> appid);
+  std::optional<std::string> pageName() const;
+  void setPageName(std::optional<std::string> pageName);
+  /// Made at the first call and kept. Pictures go through it; every other request has a client of its own.
+  std::shared_ptr<OQNetwork> network();
+  void setNetwork(std::shared_ptr<OQNetwork> network);
+  std::shared_ptr<const Windows> inAppDataArray() const;
+  void setInAppDataArray(Windows windows);
+  std::shared_ptr<const Windows> subscribeDataArray() const;
+  void setSubscribeDataArray(Windows windows);
+  std::shared_ptr<OQRecordTree> recordTree() const;
+  void setRecordTree(std::shared_ptr<OQRecordTree> tree);
+  Events waitingEvents() const;
+  void setWaitingEvents(Events events);
+  Events waitingEvents1() const;
+  void setWaitingEvents1(Events events);
+
+ protected:
+  /// Puts the window on screen; runs on the main queue. A test takes its place to see what would be shown.
+  virtual void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action);
+
+ private:
+  /// Everything that travels with each request, read in one step.
+  struct Session {
+    std::shared_ptr<TorvelinOqConfig> configuration;
+    std::optional<std::string> token;
+    std::optional<std::string> userId;
+    std::optional<std::string> appid;
+    std::optional<std::string> pageName;
+    std::shared_ptr<OQNetwork> network;
+  };
+  using AnswerHandler = void (OQSDKManager::*)(const std::optional<Value>& answer);
+
+  Session _session() const;
+  template <class Field>
+  void _setField(Field Session::*field, Field value);
+
+  /// Posts the body with a client of its own and hands the parsed answer of status 200 to the handler,
+  /// guarded.
+  void _post(const std::string& path, Value body,
+             std::function<void(OQSDKManager&, const std::optional<Value>&)> handler);
+  Value _listRequestBody() const;
+  Value _eventRequestBody(const OQWindowEvent& event) const;
+  void _handleLoginAnswer(const std::optional<Value>& answer);
+  void _handleInAppAnswer(const std::optional<Value>& answer);
+  void _handleSubscribeAnswer(const std::optional<Value>& answer);
+  void _installInAppList(const Array& records);
+  void _installSubscribeList(const Array& records);
+
+  bool _waits(const std::shared_ptr<OQWindowEvent>& event, const Snapshot<OQCampaignList>& list,
+              Events& waiting);
+  bool _decideAndCount(const OQWindowData& window);
+  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
+  void _markClosed(const OQWindowData& window);
+
+  std::atomic<bool> _treeNodesInit{false};
+  std::atomic<bool> _isNewUser{false};
+  std::atomic<bool> _autoCollectPageInfo{true};
+  std::atomic<std::int64_t> _maxWaitingReceivedEventsNum{3};
+
+  /// Guards the fields of the session.
+  mutable std::mutex _sessionMutex;
+  Session _fields;
+
+  /// Held by the handler of a list answer until the list is in force and on disk, so that the answers to two
+  /// requests never mix. Replays run after it.
+  std::mutex _answerMutex;
+
+  /// One step under it: the decision to show a window with the counting of it; the installation of a list
+  /// with its merged records; the choice whether an event waits, and the taking of those that wait.
+  mutable std::mutex _displayMutex;
+  Snapshot<OQCampaignList> _inApp;
+  Snapshot<OQCampaignList> _subscribe;
+  std::shared_ptr<OQRecordTree> _recordTree;
+  Events _waitingEvents;
+  Events _waitingEvents1;
+
+  /// Held while the record file is written. The records are read inside it, so a later write never holds
+  /// older counts.
+  std::mutex _recordFileMutex;
+};
+
+}  // namespace oq
