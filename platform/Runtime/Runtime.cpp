@@ -1,0 +1,197 @@
+#include "oqsdk/Runtime.h"
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "oqsdk/Exception.h"
+
+namespace oq {
+
+struct SelectorName {
+  std::string text;
+};
+
+struct Method {
+  SEL selector;
+  const char* typeEncoding;  ///< nullptr: whoever added it vouches for its type
+  std::atomic<IMP> implementation;
+  Method* next;
+};
+
+/// The methods form a list that only ever grows at its head, so that a reader needs no lock.
+struct Class {
+  std::string name;
+  Class* superclass;
+  std::atomic<Method*> methods{nullptr};
+
+  Method* ownMethod(SEL selector) const {
+    for (Method* method = methods.load(std::memory_order_acquire); method; method = method->next) {
+      if (method->selector == selector) return method;
+    }
+    return nullptr;
+  }
+
+  Method* findMethod(SEL selector) const {
+    for (const Class* cls = this; cls; cls = cls->superclass) {
+      if (Method* method = cls->ownMethod(selector)) return method;
+    }
+    return nullptr;
+  }
+};
+
+namespace {
+
+/// Selectors and classes by name. Classes register themselves before main() and are used while the process
+/// ends, so the tables are made at first use and never destroyed.
+template <class T>
+struct NameTable {
+  std::mutex mutex;
+  std::map<std::string, std::unique_ptr<T>, std::less<>> entries;
+};
+
+NameTable<SelectorName>& selectorTable() {
+  static auto* table = new NameTable<SelectorName>;
+  return *table;
+}
+
+NameTable<Class>& classTable() {
+  static auto* table = new NameTable<Class>;
+  return *table;
+}
+
+bool isSameEncoding(const char* first, const char* second) {
+  return first == second || std::strcmp(first, second) == 0;
+}
+
+[[noreturn]] [[gnu::cold]] void throwInvalidArgument(const Class* cls, SEL selector, const char* what) {
+  std::string name = "-[" + class_getName(cls) + " " + sel_getName(selector) + "]";
+  throw Exception("NSInvalidArgumentException", name + ": " + what);
+}
+
+}  // namespace
+
+SEL sel_registerName(std::string_view name) {
+  auto& table = selectorTable();
+  std::lock_guard lock(table.mutex);
+  auto found = table.entries.find(name);
+  if (found == table.entries.end()) {
+    std::string text(name);
+    found = table.entries.emplace(text, new SelectorName{text}).first;
+  }
+  return found->second.get();
+}
+
+const std::string& sel_getName(SEL selector) {
+  static const auto* none = new std::string("(null)");
+  return selector ? selector->text : *none;
+}
+
+Class* NSClassFromString(std::string_view name) {
+  auto& table = classTable();
+  std::lock_guard lock(table.mutex);
+  auto found = table.entries.find(name);
+  return found == table.entries.end() ? nullptr : found->second.get();
+}
+
+const std::string& class_getName(const Class* cls) {
+  static const auto* none = new std::string("(null)");
+  return cls ? cls->name : *none;
+}
+
+Class* class_getSuperclass(const Class* cls) {
+  return cls ? cls->superclass : nullptr;
+}
+
+Method* class_getInstanceMethod(const Class* cls, SEL selector) {
+  return cls && selector ? cls->findMethod(selector) : nullptr;
+}
+
+std::vector<Method*> class_copyMethodList(const Class* cls) {
+  std::vector<Method*> list;
+  if (!cls) return list;
+  for (Method* method = cls->methods.load(std::memory_order_acquire); method; method = method->next) {
+    list.push_back(method);
+  }
+  return list;
+}
+
+bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding) {
+  if (!cls || !selector || !implementation || cls->ownMethod(selector)) return false;
+  Method* head = cls->methods.load(std::memory_order_acquire);
+  std::unique_ptr<Method> added(new Method{selector, typeEncoding, {implementation}, head});
+  while (!cls->methods.compare_exchange_weak(added->next, added.get(), std::memory_order_acq_rel)) {
+    if (cls->ownMethod(selector)) return false;
+  }
+  added.release();  // the class keeps it for ever
+  return true;
+}
+
+IMP method_getImplementation(const Method* method) {
+  return method ? method->implementation.load(std::memory_order_acquire) : nullptr;
+}
+
+IMP method_setImplementation(Method* method, IMP implementation) {
+  if (!method || !implementation) return nullptr;
+  return method->implementation.exchange(implementation, std::memory_order_acq_rel);
+}
+
+const char* method_getTypeEncoding(const Method* method) {
+  return method ? method->typeEncoding : nullptr;
+}
+
+void method_exchangeImplementations(Method* first, Method* second) {
+  if (!first || !second) return;
+  static auto* exchanging = new std::mutex;
+  std::lock_guard lock(*exchanging);
+  IMP ofSecond = second->implementation.load(std::memory_order_acquire);
+  IMP ofFirst = first->implementation.exchange(ofSecond, std::memory_order_acq_rel);
+  second->implementation.store(ofFirst, std::memory_order_release);
+}
+
+Class* registerClass(std::string_view name, Class* superclass,
+                     std::initializer_list<detail::MethodDefinition> methods) {
+  auto& table = classTable();
+  std::lock_guard lock(table.mutex);
+  auto found = table.entries.find(name);
+  if (found != table.entries.end()) return found->second.get();
+  // Its methods are in place before anybody can find the class.
+  auto cls = std::make_unique<Class>();
+  cls->name = name;
+  cls->superclass = superclass;
+  for (const auto& definition : methods) {
+    class_addMethod(cls.get(), definition.selector, definition.implementation, definition.typeEncoding);
+  }
+  return table.entries.emplace(cls->name, std::move(cls)).first->second.get();
+}
+
+IMP detail::implementationFor(const Class* cls, SEL selector, const char* typeEncoding) {
+  Method* method = cls ? cls->findMethod(selector) : nullptr;
+  if (!method) [[unlikely]]
+    throwInvalidArgument(cls, selector, "unrecognized selector sent to instance");
+  if (method->typeEncoding && !isSameEncoding(method->typeEncoding, typeEncoding)) [[unlikely]] {
+    throwInvalidArgument(cls, selector, "the method has another signature than the message");
+  }
+  return method->implementation.load(std::memory_order_acquire);
+}
+
+Object::~Object() = default;
+
+Class* Object::staticClass() {
+  static Class* registered = registerClass("Object", nullptr);
+  return registered;
+}
+
+bool Object::isKindOfClass(const Class* cls) const {
+  for (const Class* own = class_(); own; own = own->superclass) {
+    if (own == cls) return true;
+  }
+  return false;
+}
+
+std::string Object::description() const {
+  return "<" + class_getName(class_()) + ">";
+}
+
+}  // namespace oq
