@@ -1,0 +1,30 @@
+#include "Dispatch/BackgroundThread.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <system_error>
+#include <thread>
+
+namespace oq {
+
+bool startBackgroundThread(const char* name, std::function<void()> function) {
+  // A thread inherits the mask of the one that makes it: no signal can slip in before it has blocked them
+  // itself.
+  sigset_t all;
+  sigset_t callers;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &callers);
+  bool started = true;
+  try {
+    std::thread thread(std::move(function));
+    pthread_setname_np(thread.native_handle(), name);
+    thread.detach();
+  } catch (const std::system_error&) {
+    started = false;
+  }
+  pthread_sigmask(SIG_SETMASK, &callers, nullptr);
+  return started;
+}
+
+}  // namespace oq

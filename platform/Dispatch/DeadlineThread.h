@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace oq {
+
+/// Calls functions at points in time, on one thread of its own that sleeps on a timerfd. They must be quick:
+/// what takes time is handed to a queue. Any thread may use it.
+class DeadlineThread {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Ticket = std::pair<Clock::time_point, std::uint64_t>;
+
+  /// Never destroyed: its thread lives as long as the process.
+  static DeadlineThread& shared();
+
+  Ticket callAt(Clock::time_point deadline, std::function<void()> function);
+  /// Does nothing when the call has been made, or is being made.
+  void cancel(const Ticket& ticket);
+
+  /// Saturates instead of overflowing; the past counts as now.
+  static Clock::time_point after(std::chrono::nanoseconds delay);
+
+ private:
+  DeadlineThread();
+  void runThread();
+  void waitForAlarm() const;
+  void setAlarm();
+  std::function<void()> takeDue();
+
+  std::mutex _mutex;
+  std::map<Ticket, std::function<void()>> _calls;
+  std::uint64_t _lastNumber = 0;
+  int _descriptor;
+};
+
+}  // namespace oq
