@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "Foundation/KeyedArchiver.h"
+#include "oqsdk/Runtime.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// What is remembered of one window: how often it may be shown and was shown, when, whether it was shown in
+/// this run and whether the user closed it.
+///
+/// Threads: any thread may read and write any property. A decision over several of them needs a lock of the
+/// caller's.
+class OQRecordTreeNode : public Object, public SecureCoding {
+  OQ_CLASS(OQRecordTreeNode)
+
+ public:
+  static constexpr const char* ArchivedClassName = "OQRecordTreeNode";
+  static bool supportsSecureCoding() { return true; }
+
+  /// The window's trigger has fired, and it waits to be shown or was shown in this run.
+  bool isActivated() const { return _activated; }
+  void setActivated(bool activated) { _activated = activated; }
+  bool isUserClosed() const { return _userClosed; }
+  void setUserClosed(bool closed) { _userClosed = closed; }
+  /// The window's id as a number.
+  std::int64_t nodeId() const { return _nodeId; }
+  void setNodeId(std::int64_t nodeId) { _nodeId = nodeId; }
+  /// How often the window may be shown. Lowering it leaves the used count as it is; meant.
+  std::int64_t count() const { return _count; }
+  void setCount(std::int64_t count);
+  /// How often it was shown. Stores at most the count of that moment.
+  std::int64_t usedCount() const { return _usedCount; }
+  void setUsedCount(std::int64_t usedCount);
+  /// The time range, as the server wrote it; null when there is none.
+  Value startTime() const;
+  void setStartTime(const Value& time);
+  Value endTime() const;
+  void setEndTime(const Value& time);
+
+  /// Two nodes are equal when their ids are; nullptr equals nothing.
+  bool isEqual(const OQRecordTreeNode* other) const;
+
+  std::string archivedClassName() const override { return ArchivedClassName; }
+  void encodeWithCoder(KeyedArchiver& coder) const override;
+  void initWithCoder(const KeyedUnarchiver& coder);
+
+ private:
+  std::atomic<bool> _activated{false};
+  std::atomic<bool> _userClosed{false};
+  std::atomic<std::int64_t> _nodeId{0};
+  std::atomic<std::int64_t> _count{0};
+  std::atomic<std::int64_t> _usedCount{0};
+  /// Guards the times, and that the used count is held against one count.
+  mutable std::mutex _mutex;
+  Value _startTime;
+  Value _endTime;
+};
+
+}  // namespace oq

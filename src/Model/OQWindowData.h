@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "Model/OQButtonAttribute.h"
+#include "Model/OQTextAttribute.h"
+#include "Model/OQWindowDataModel.h"
+#include "Model/OQWindowEvent.h"
+
+namespace oq {
+
+/// One campaign: a window with its texts and buttons, how often and when it may be shown, and the events that
+/// bring it up. What the server sends as text is kept as it is, also where it is no text.
+///
+/// Threads: filled by one thread, then read by any. The pre-condition alone changes later: it is taken away
+/// once it has been satisfied, safely beside readers on other threads. Parts that are pointers are shared,
+/// never copied.
+class OQWindowData : public OQWindowDataModel {
+  OQ_CLASS(OQWindowData)
+
+ public:
+  static constexpr const char* ArchivedClassName = "OQWindowData";
+
+  const Value& windowId() const { return _windowId; }
+  void setWindowId(const Value& windowId) { _windowId = windowId; }
+  /// How often the window may be shown.
+  std::int64_t count() const { return _count; }
+  void setCount(std::int64_t count) { _count = count; }
+  /// 1 picture, 2 picture and text, 3 text, 4 HTML; any other shows nothing.
+  std::int64_t style() const { return _style; }
+  void setStyle(std::int64_t style) { _style = style; }
+  /// Kept, but nothing depends on it.
+  std::int64_t type() const { return _type; }
+  void setType(std::int64_t type) { _type = type; }
+  const Value& createTime() const { return _createTime; }
+  void setCreateTime(const Value& time) { _createTime = time; }
+  const Value& changeTime() const { return _changeTime; }
+  void setChangeTime(const Value& time) { _changeTime = time; }
+  const Value& startTime() const { return _startTime; }
+  void setStartTime(const Value& time) { _startTime = time; }
+  const Value& endTime() const { return _endTime; }
+  void setEndTime(const Value& time) { _endTime = time; }
+  /// The action of a tap on the window itself.
+  const Value& eventLink() const { return _eventLink; }
+  void setEventLink(const Value& link) { _eventLink = link; }
+  /// The condition; nullptr when the server sent none.
+  const std::shared_ptr<OQWindowEvent>& event() const { return _event; }
+  void setEvent(std::shared_ptr<OQWindowEvent> event) { _event = std::move(event); }
+  /// What has to happen before the condition counts; nullptr when nothing has to. Any thread, at any time.
+  std::shared_ptr<OQWindowEvent> preEvent() const;
+  void setPreEvent(std::shared_ptr<OQWindowEvent> event);
+  /// Takes the pre-condition away if it is still the expected one; true for the one caller that did.
+  bool consumePreEvent(const std::shared_ptr<OQWindowEvent>& expected);
+  /// The picture's address.
+  const Value& picture() const { return _picture; }
+  void setPicture(const Value& picture) { _picture = picture; }
+  const std::shared_ptr<OQTextAttribute>& title() const { return _title; }
+  void setTitle(std::shared_ptr<OQTextAttribute> title) { _title = std::move(title); }
+  /// The body text, or the HTML of style 4.
+  const std::shared_ptr<OQTextAttribute>& content() const { return _content; }
+  void setContent(std::shared_ptr<OQTextAttribute> content) { _content = std::move(content); }
+  const std::shared_ptr<OQButtonAttribute>& leftBtnAttribute() const { return _leftBtnAttribute; }
+  void setLeftBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
+    _leftBtnAttribute = std::move(button);
+  }
+  const std::shared_ptr<OQButtonAttribute>& middleBtnAttribute() const { return _middleBtnAttribute; }
+  void setMiddleBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
+    _middleBtnAttribute = std::move(button);
+  }
+  const std::shared_ptr<OQButtonAttribute>& rightBtnAttribute() const { return _rightBtnAttribute; }
+  void setRightBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
+    _rightBtnAttribute = std::move(button);
+  }
+
+  /// Texts and buttons are always made, also where the server sent none; conditions only where it sent a
+  /// dictionary.
+  void setModelWithDic(const Value& dic) override;
+  void encodeWithCoder(KeyedArchiver& coder) const override;
+  void initWithCoder(const KeyedUnarchiver& coder) override;
+
+ private:
+  Value _windowId;
+  std::int64_t _count = 0;
+  std::int64_t _style = 0;
+  std::int64_t _type = 0;
+  Value _createTime;
+  Value _changeTime;
+  Value _startTime;
+  Value _endTime;
+  Value _eventLink;
+  std::shared_ptr<OQWindowEvent> _event;
+  mutable std::mutex _preEventMutex;
+  std::shared_ptr<OQWindowEvent> _preEvent;
+  Value _picture;
+  std::shared_ptr<OQTextAttribute> _title;
+  std::shared_ptr<OQTextAttribute> _content;
+  std::shared_ptr<OQButtonAttribute> _leftBtnAttribute;
+  std::shared_ptr<OQButtonAttribute> _middleBtnAttribute;
+  std::shared_ptr<OQButtonAttribute> _rightBtnAttribute;
+};
+
+}  // namespace oq

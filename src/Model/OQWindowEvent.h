@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Model/OQWindowDataModel.h"
+
+namespace oq {
+
+/// An analytics event that arrived, or the condition of a window that waits for one. Threads and failure: as
+/// for OQWindowDataModel.
+class OQWindowEvent : public OQWindowDataModel {
+  OQ_CLASS(OQWindowEvent)
+
+ public:
+  static constexpr const char* ArchivedClassName = "OQWindowEvent";
+
+  /// Whether it was filled from a dictionary; nothing else ever matches.
+  bool available() const { return _available; }
+  void setAvailable(bool available) { _available = available; }
+  const Value& appid() const { return _appid; }
+  void setAppid(const Value& appid) { _appid = appid; }
+  /// The event's name.
+  const Value& xwhat() const { return _xwhat; }
+  void setXwhat(const Value& xwhat) { _xwhat = xwhat; }
+  double xwhen() const { return _xwhen; }
+  void setXwhen(double xwhen) { _xwhen = xwhen; }
+  const Value& xwho() const { return _xwho; }
+  void setXwho(const Value& xwho) { _xwho = xwho; }
+  /// The event's properties by name, as they were given.
+  const Value& xcontext() const { return _xcontext; }
+  void setXcontext(const Value& xcontext) { _xcontext = xcontext; }
+
+  /// Anything but a dictionary only makes the event unavailable. An empty dictionary is available.
+  void setModelWithDic(const Value& dic) override;
+
+  /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the
+  /// two contexts (in the condition's when both are of one size). Allocates nothing.
+  bool matches(const OQWindowEvent& condition) const;
+  /// No condition is never satisfied.
+  bool matches(const OQWindowEvent* condition) const { return condition && matches(*condition); }
+
+  /// The event as it is sent to the server; what is missing is an empty text or an empty dictionary.
+  Dictionary toDictionary() const;
+
+  void encodeWithCoder(KeyedArchiver& coder) const override;
+  void initWithCoder(const KeyedUnarchiver& coder) override;
+
+ private:
+  bool _available = false;
+  Value _appid;
+  Value _xwhat;
+  double _xwhen = 0;
+  Value _xwho;
+  Value _xcontext;
+};
+
+}  // namespace oq
