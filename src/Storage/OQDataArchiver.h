@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Foundation/FileManager.h"
+#include "Foundation/KeyedArchiver.h"
+
+namespace oq {
+
+/// The engine's files in the documents folder.
+inline constexpr const char* OQInAppWindowDataFileName = "OQInAppWindowData.plist";
+inline constexpr const char* OQSubscribeWindowDataFileName = "OQSubscribeWindowData.plist";
+inline constexpr const char* OQRecordTreeDataFileName = "OQRecordTreeData.plist";
+
+/// Arrays of archived objects in files. A file is replaced whole or not at all. Any thread; two writers of
+/// one file leave the later one's.
+class OQDataArchiver {
+ public:
+  template <class T>
+  using Objects = std::vector<std::shared_ptr<T>>;
+
+  /// False, and nothing written, for no data; else whether the file was written. nullptr objects are left
+  /// out.
+  template <class T>
+  static bool setData(const Objects<T>* data, const std::filesystem::path& path) {
+    if (!data) return false;
+    Roots roots;
+    roots.reserve(data->size());
+    for (const auto& object : *data) {
+      if (object) roots.push_back(object);
+    }
+    return write(roots, path);
+  }
+  template <class T>
+  static bool setData(const Objects<T>& data, const std::filesystem::path& path) {
+    return setData(&data, path);
+  }
+  template <class T>
+  static bool setData(const std::shared_ptr<T>& data, const std::filesystem::path& path) {
+    return setData(data.get(), path);
+  }
+  static bool setData(std::nullptr_t, const std::filesystem::path&) { return false; }
+
+  /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else.
+  template <class T>
+  static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path) {
+    std::optional<Data> bytes = contentsOfFile(path);
+    if (!bytes) return std::nullopt;
+    return KeyedUnarchiver::unarchiveArrayOf<T>(*bytes);
+  }
+
+ private:
+  using Roots = std::vector<std::shared_ptr<const SecureCoding>>;
+  static bool write(const Roots& roots, const std::filesystem::path& path);
+};
+
+}  // namespace oq
