@@ -1,0 +1,48 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "oqsdk/Runtime.h"
+
+namespace oq {
+
+/// Notices every screen that appears and tells the engine the names of those that are pages of the host.
+///
+/// Threads: screens appear on the main thread; what becomes of them is decided later, in order, on the serial
+/// queue of OQDispatchQueueManager. The page's name may be read anywhere. Screens are not kept: only their
+/// class is.
+class OQPageCollection : public Object {
+  OQ_CLASS(OQPageCollection)
+
+ public:
+  /// Made at the first call and never destroyed.
+  static OQPageCollection& sharedInstance();
+  OQPageCollection() = default;
+
+  /// Hooks the appearance of all screens; a second call changes nothing. Waits for the main queue when called
+  /// elsewhere.
+  static void collectPage();
+
+  /// A screen has appeared: if it can be collected its class's name becomes the page's and is reported; if it
+  /// cannot, and is no screen of the system's, it only becomes the page's name.
+  void viewDidAppear(const Object& screen);
+  /// Queues nothing to do, which is meant.
+  void viewWillDisappear(const Object& screen);
+  /// Whether the screen is a page to report at this moment.
+  bool canCollectViewController(const Object* screen) const;
+
+  /// The class name of the screen that was recorded last; nullopt before the first.
+  std::optional<std::string> pageName() const;
+  void setPageName(std::optional<std::string> name);
+
+ private:
+  void record(const Class* screenClass);
+
+  mutable std::mutex _mutex;
+  std::optional<std::string> _pageName;
+};
+
+}  // namespace oq

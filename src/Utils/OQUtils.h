@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "CoreGraphics/Geometry.h"
+#include "Foundation/Date.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// Odds and ends that several parts share. No state; any thread.
+class OQUtils {
+ public:
+  /// The operating system's version.
+  static std::string getOSVersion();
+  /// Identifies this installation; sent at login.
+  static std::string getUUID();
+
+  /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
+  static std::optional<Date> dateFromString(const Value& text);
+  static std::string stringFromDate(Date date);
+  /// 1 when the first is later, -1 when it is earlier, 0 when both fall into one second (not day, despite the
+  /// name) or either is missing. Writes both to the platform's log, at every call.
+  static int compareOneDay(std::optional<Date> oneDay, std::optional<Date> anotherDay);
+  /// The same calendar day in the device's time zone; false when either is missing.
+  static bool isSameDay(std::optional<Date> oneDay, std::optional<Date> anotherDay);
+
+  /// Whether the point lies in the circle of the rectangle's width that touches its top and left edges, the
+  /// boundary included. The height takes no part.
+  static bool point(CGPoint point, CGRect inCircleRect);
+
+  /// nullopt for nothing and for an empty text.
+  static std::optional<std::string> base64Encode(const std::optional<std::string>& text);
+  /// nullopt too for what is not base64 of UTF-8 text.
+  static std::optional<std::string> base64Decode(const std::optional<std::string>& text);
+};
+
+}  // namespace oq
