@@ -1,0 +1,66 @@
+#include "oqsdk/gtk/GtkHost.h"
+
+#include <giomm/application.h>
+#include <gtkmm/object.h>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Bundle.h"
+#include "Foundation/FileManager.h"
+#include "Host.h"
+#include "Surface.h"
+#include "UIKit/TextLayout.h"
+#include "WindowChild.h"
+
+namespace oq::gtk {
+
+namespace {
+
+std::string identifierFor(const AttachOptions& options) {
+  if (!options.applicationIdentifier.empty()) return options.applicationIdentifier;
+  if (GApplication* application = g_application_get_default()) {
+    if (const char* identifier = g_application_get_application_id(application)) return identifier;
+  }
+  const char* program = g_get_prgname();
+  return program ? program : "";
+}
+
+/// What the process does once, at its first attachment; what a later one says of the application no longer
+/// counts.
+void install(const AttachOptions& options) {
+  static bool installed = false;
+  if (installed) return;
+  installed = true;
+  DispatchQueue::installMain();
+  setMainBundle(identifierFor(options), options.applicationVersion);
+  if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
+  // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
+  // past.
+  DispatchQueue::background().async(warmUpText);
+}
+
+bool hasSurface(Gtk::Overlay& overlay) {
+  for (auto* child = overlay.get_first_child(); child; child = child->get_next_sibling()) {
+    if (dynamic_cast<Surface*>(child)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void attach(Gtk::Window& window, const AttachOptions& options) {
+  if (WindowChild::isWrapped(window.gobj())) return;
+  install(options);
+  int width = window.get_width(), height = window.get_height();
+  if (width <= 0 || height <= 0) window.get_default_size(width, height);
+  auto* surface = Gtk::make_managed<Surface>(Host::shared(), std::max(0, width), std::max(0, height));
+  WindowChild::wrap(window.gobj(), GTK_WIDGET(surface->gobj()));
+}
+
+void attach(Gtk::Overlay& overlay, const AttachOptions& options) {
+  if (hasSurface(overlay)) return;
+  install(options);
+  auto* surface = Gtk::make_managed<Surface>(Host::shared(), overlay.get_width(), overlay.get_height());
+  overlay.add_overlay(*surface);
+}
+
+}  // namespace oq::gtk

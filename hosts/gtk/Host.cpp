@@ -1,0 +1,84 @@
+#include "Host.h"
+
+#include <glib.h>
+
+#include <cmath>
+
+#include "Surface.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UIScreen.h"
+
+namespace oq::gtk {
+
+std::shared_ptr<Host> Host::shared() {
+  static std::weak_ptr<Host> current;
+  auto host = current.lock();
+  if (!host) current = host = std::make_shared<Host>();
+  return host;
+}
+
+Host::Host() : _self(std::make_shared<Host*>(this)) {
+  _timer = std::make_shared<DispatchTimer>([self = std::weak_ptr<Host*>(_self)] {
+    if (auto host = self.lock()) (*host)->deadlineReached();
+  });
+  UIApplication::sharedApplication().setHost(this);
+}
+
+Host::~Host() {
+  _timer->cancel();
+  UIApplication::sharedApplication().setHost(nullptr);
+}
+
+double Host::now() const {
+  return static_cast<double>(g_get_monotonic_time()) / G_USEC_PER_SEC;
+}
+
+void Host::setNeedsFrame(UIWindow& window) {
+  for (Surface* surface : _surfaces) {
+    if (surface->window().get() == &window) surface->treeChanged();
+  }
+}
+
+void Host::setDeadline(double deadline) {
+  if (deadline == _deadline) return;
+  _deadline = deadline;
+  arm();
+}
+
+void Host::arm() {
+  // An armed timer that nobody waits for any more is left to fire once: deadlineReached() looks for itself.
+  if (!std::isfinite(_deadline)) return;
+  _timer->setTimer(static_cast<std::int64_t>(std::max(0.0, _deadline - now()) * 1e9), 0);
+}
+
+void Host::deadlineReached() {
+  if (!std::isfinite(_deadline)) return;
+  double time = now();
+  if (time < _deadline) return arm();
+  // Forgotten first, so that the same deadline can be set again.
+  _deadline = std::numeric_limits<double>::infinity();
+  UIApplication::sharedApplication().step(time);
+}
+
+void Host::add(Surface& surface) {
+  _surfaces.push_back(&surface);
+  updateScreen();
+}
+
+void Host::remove(Surface& surface) {
+  if (std::erase(_surfaces, &surface) > 0) updateScreen();
+}
+
+void Host::stageChanged(Surface& surface) {
+  if (!_surfaces.empty() && _surfaces.front() == &surface) updateScreen();
+}
+
+void Host::updateScreen() {
+  if (_surfaces.empty()) return;
+  Surface& first = *_surfaces.front();
+  if (first.stage().isEmpty()) return;
+  UIScreen::mainScreen().setBounds({{}, first.stage().size});
+  UIScreen::mainScreen().setScale(first.get_scale_factor());
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UIKit/UIHost.h"
+
+namespace oq::gtk {
+
+class Surface;
+
+/// What the view layer sees of GTK: one clock, a frame for whoever asks, and a timer for ends that no frame
+/// reaches. Surfaces share it and own it together; it installs itself as the application's host and goes with
+/// the last of them. Main thread only.
+class Host : public UIHost {
+ public:
+  /// The host that is in use, or a new one.
+  static std::shared_ptr<Host> shared();
+  Host();
+  ~Host() override;
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  /// GLib's monotonic clock, which GTK's frame times are told in as well.
+  double now() const override;
+  void setNeedsFrame(UIWindow& window) override;
+  void setDeadline(double deadline) override;
+
+  /// A surface whose scene is connected. The first one's stage is the main screen.
+  void add(Surface& surface);
+  void remove(Surface& surface);
+  void stageChanged(Surface& surface);
+
+ private:
+  void updateScreen();
+  void arm();
+  void deadlineReached();
+
+  std::vector<Surface*> _surfaces;
+  double _deadline = std::numeric_limits<double>::infinity();
+  std::shared_ptr<DispatchTimer> _timer;
+  std::shared_ptr<Host*> _self;  ///< the timer's way to the host, emptied when that ends
+};
+
+}  // namespace oq::gtk

@@ -1,0 +1,159 @@
+#include "SnapshotPainter.h"
+
+#include <cmath>
+
+#include "UIKit/LayerContent.h"
+
+namespace oq::gtk {
+
+namespace {
+
+struct NodeCache : LayerContent::Cache {
+  explicit NodeCache(GskRenderNode* recorded) : node(recorded) {}
+  ~NodeCache() override { gsk_render_node_unref(node); }
+  NodeCache(const NodeCache&) = delete;
+  NodeCache& operator=(const NodeCache&) = delete;
+
+  GskRenderNode* node;
+};
+
+float toFloat(double value) {
+  return static_cast<float>(value);
+}
+
+graphene_rect_t toRect(CGRect rect) {
+  return {{toFloat(rect.minX()), toFloat(rect.minY())},
+          {toFloat(rect.size.width), toFloat(rect.size.height)}};
+}
+
+GskRoundedRect toRoundedRect(CGRect rect, double cornerRadius) {
+  graphene_rect_t bounds = toRect(rect);
+  double radius = std::min({cornerRadius, rect.size.width / 2, rect.size.height / 2});
+  GskRoundedRect rounded;
+  gsk_rounded_rect_init_from_rect(&rounded, &bounds, toFloat(std::max(0.0, radius)));
+  return rounded;
+}
+
+GdkRGBA toRgba(UIColor colour) {
+  return {toFloat(colour.red), toFloat(colour.green), toFloat(colour.blue), toFloat(colour.alpha)};
+}
+
+GskRenderNode* nodeOf(LayerContent& content) {
+  if (auto* kept = dynamic_cast<NodeCache*>(content.cache.get())) return kept->node;
+  graphene_rect_t bounds = toRect({{}, content.size()});
+  GskRenderNode* node = gsk_cairo_node_new(&bounds);
+  cairo_t* cr = gsk_cairo_node_get_draw_context(node);
+  content.draw(cr);
+  cairo_destroy(cr);
+  content.cache = std::make_unique<NodeCache>(node);
+  return node;
+}
+
+}  // namespace
+
+void SnapshotPainter::pushTranslation(double x, double y) {
+  _pushes.push_back({true, _origin});
+  _origin = {_origin.x + x, _origin.y + y};
+  gtk_snapshot_save(_snapshot);
+  graphene_point_t offset{toFloat(x), toFloat(y)};
+  gtk_snapshot_translate(_snapshot, &offset);
+}
+
+void SnapshotPainter::pushClip(CGRect rect, double cornerRadius) {
+  _pushes.push_back({false, _origin});
+  if (cornerRadius > 0) {
+    GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+    gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
+    return;
+  }
+  graphene_rect_t bounds = toRect(rect);
+  gtk_snapshot_push_clip(_snapshot, &bounds);
+}
+
+void SnapshotPainter::pushOpacity(double opacity) {
+  _pushes.push_back({false, _origin});
+  gtk_snapshot_push_opacity(_snapshot, opacity);
+}
+
+void SnapshotPainter::pop() {
+  if (_pushes.empty()) return;
+  Push last = _pushes.back();
+  _pushes.pop_back();
+  _origin = last.origin;
+  if (last.isTranslation) {
+    gtk_snapshot_restore(_snapshot);
+  } else {
+    gtk_snapshot_pop(_snapshot);
+  }
+}
+
+void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
+  if (rect.isEmpty() || colour.alpha <= 0) return;
+  GdkRGBA rgba = toRgba(colour);
+  graphene_rect_t bounds = toRect(rect);
+  if (cornerRadius <= 0) return gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
+  GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+  gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
+  gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
+  gtk_snapshot_pop(_snapshot);
+}
+
+void SnapshotPainter::content(LayerContent& content, CGRect destination, double opacity) {
+  if (opacity <= 0) return;
+  if (opacity < 1) gtk_snapshot_push_opacity(_snapshot, opacity);
+  appendContent(content, destination);
+  if (opacity < 1) gtk_snapshot_pop(_snapshot);
+}
+
+void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
+  CGSize size = content.size();
+  if (destination.isEmpty() || size.width <= 0 || size.height <= 0) return;
+  GskRenderNode* node = nodeOf(content);
+  // A content in its own size begins on a whole pixel: between two pixels its text would be blurred.
+  bool scaled = destination.size != size;
+  double x = destination.minX(), y = destination.minY();
+  if (!scaled) {
+    x = std::round((_origin.x + x) * _scale) / _scale - _origin.x;
+    y = std::round((_origin.y + y) * _scale) / _scale - _origin.y;
+  }
+  gtk_snapshot_save(_snapshot);
+  graphene_point_t offset{toFloat(x), toFloat(y)};
+  gtk_snapshot_translate(_snapshot, &offset);
+  if (scaled) {
+    gtk_snapshot_scale(_snapshot, toFloat(destination.size.width / size.width),
+                       toFloat(destination.size.height / size.height));
+  }
+  gtk_snapshot_append_node(_snapshot, node);
+  gtk_snapshot_restore(_snapshot);
+}
+
+void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
+                                  double radius) {
+  if (rect.isEmpty() || colour.alpha <= 0) return;
+  GskRoundedRect outline = toRoundedRect(rect, cornerRadius);
+  GdkRGBA rgba = toRgba(colour);
+  // GTK's blur radius is twice the deviation that a layer's shadow radius stands for.
+  gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height),
+                                    0, toFloat(2 * radius));
+}
+
+void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+                                    double radius) {
+  if (colour.alpha <= 0) return;
+  // The outline alone: every pixel takes the shadow's colour and keeps its own alpha, in proportion.
+  const float alphaOnly[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, toFloat(colour.alpha)};
+  graphene_matrix_t matrix;
+  graphene_matrix_init_from_float(&matrix, alphaOnly);
+  graphene_vec4_t tint;
+  graphene_vec4_init(&tint, toFloat(colour.red), toFloat(colour.green), toFloat(colour.blue), 0);
+
+  gtk_snapshot_push_blur(_snapshot, 2 * radius);
+  gtk_snapshot_push_color_matrix(_snapshot, &matrix, &tint);
+  destination.origin.x += offset.width;
+  destination.origin.y += offset.height;
+  appendContent(content, destination);
+  gtk_snapshot_pop(_snapshot);
+  gtk_snapshot_pop(_snapshot);
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <vector>
+
+#include "UIKit/Painter.h"
+
+namespace oq::gtk {
+
+/// Paints into a GtkSnapshot, in points. A content is recorded as a render node once and appended again in
+/// every frame that shows it, so that GTK can keep what it made of the node. Lives for one snapshot.
+class SnapshotPainter : public Painter {
+ public:
+  /// `snapshot` is borrowed; `scale` is the number of pixels a point.
+  SnapshotPainter(GtkSnapshot* snapshot, double scale) : _snapshot(snapshot), _scale(scale) {}
+
+  void pushTranslation(double x, double y) override;
+  void pushClip(CGRect rect, double cornerRadius) override;
+  void pushOpacity(double opacity) override;
+  void pop() override;
+  void fill(CGRect rect, double cornerRadius, UIColor colour) override;
+  void content(LayerContent& content, CGRect destination, double opacity) override;
+  void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+                     double radius) override;
+
+ private:
+  struct Push {
+    bool isTranslation;
+    CGPoint origin;  ///< before the push
+  };
+  void appendContent(LayerContent& content, CGRect destination);
+
+  GtkSnapshot* _snapshot;
+  double _scale;
+  CGPoint _origin;  ///< of the current coordinates, in the snapshot's
+  std::vector<Push> _pushes;
+};
+
+}  // namespace oq::gtk

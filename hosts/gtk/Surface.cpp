@@ -1,0 +1,167 @@
+#include "Surface.h"
+
+#include <gtkmm/snapshot.h>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Host.h"
+#include "SnapshotPainter.h"
+#include "Stage.h"
+#include "UIKit/Animation.h"
+#include "UIKit/Painter.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UIViewController.h"
+#include "UIKit/UIWindow.h"
+
+namespace oq::gtk {
+
+Surface::Surface(std::shared_ptr<Host> host, int width, int height)
+    : Glib::ObjectBase("OQSurface"), _host(std::move(host)), _scene(std::make_shared<UIScene>()) {
+  set_name("oqsdk-surface");
+  set_focusable(false);
+  _stage = stageIn(width, height);
+  _window = makeHostWindow({{}, _stage.size});
+  _scene->addWindow(_window);
+  _scene->setActivationState(UISceneActivationState::Background);
+  connectScene();
+
+  GtkEventController* events = gtk_event_controller_legacy_new();
+  // Before any child: a view of ours may lie above a page that the surface shows.
+  gtk_event_controller_set_propagation_phase(events, GTK_PHASE_CAPTURE);
+  g_signal_connect(events, "event", G_CALLBACK(handleEvent), this);
+  gtk_widget_add_controller(gobj(), events);
+
+  signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
+  signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
+  signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
+  signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
+  property_scale_factor().signal_changed().connect([this] {
+    _host->stageChanged(*this);
+    queue_draw();
+  });
+}
+
+Surface::~Surface() {
+  hidden();
+  disconnectScene();
+}
+
+void Surface::connectScene() {
+  if (_connected) return;
+  _connected = true;
+  UIApplication::sharedApplication().connectScene(_scene);
+  _host->add(*this);
+}
+
+void Surface::disconnectScene() {
+  if (!_connected) return;
+  _connected = false;
+  _host->remove(*this);
+  UIApplication::sharedApplication().disconnectScene(_scene);
+}
+
+void Surface::realizationChanged() {
+  // Looked at a turn of the loop later: a surface that only moves to another parent is unrealized on the way.
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    if (get_realized()) {
+      connectScene();
+    } else {
+      disconnectScene();
+    }
+  });
+}
+
+void Surface::shown() {
+  GtkNative* native = gtk_widget_get_native(gobj());
+  _toplevel = native ? gtk_native_get_surface(native) : nullptr;
+  if (_toplevel && GDK_IS_TOPLEVEL(_toplevel)) {
+    g_object_ref(_toplevel);
+    auto changed =
+        +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->updateActivation(); };
+    _stateHandler = g_signal_connect(_toplevel, "notify::state", G_CALLBACK(changed), this);
+  } else {
+    _toplevel = nullptr;
+  }
+  updateActivation();
+}
+
+void Surface::hidden() {
+  if (_toplevel) {
+    g_signal_handler_disconnect(_toplevel, _stateHandler);
+    g_object_unref(_toplevel);
+    _toplevel = nullptr;
+  }
+  _scene->setActivationState(UISceneActivationState::Background);
+  cancelAllTouches();
+}
+
+void Surface::updateActivation() {
+  bool minimised =
+      _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
+  _scene->setActivationState(minimised ? UISceneActivationState::Background
+                                       : UISceneActivationState::ForegroundActive);
+}
+
+void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
+                            int& naturalBaseline) const {
+  minimum = natural = 0;
+  minimumBaseline = naturalBaseline = -1;
+}
+
+void Surface::size_allocate_vfunc(int width, int height, int) {
+  layOut(width, height);
+}
+
+void Surface::layOut(int width, int height) {
+  CGRect stage = stageIn(width, height);
+  if (stage.isEmpty() || stage == _stage) return;
+  _stage = stage;
+  _window->setFrame({{}, stage.size});
+  if (auto root = _window->rootViewController()) root->view()->setFrame({{}, stage.size});
+  _host->stageChanged(*this);
+}
+
+void Surface::treeChanged() {
+  queue_draw();
+}
+
+double Surface::frameTime() {
+  GdkFrameClock* clock = gtk_widget_get_frame_clock(gobj());
+  gint64 time = clock ? gdk_frame_clock_get_frame_time(clock) : 0;
+  return time > 0 ? static_cast<double>(time) / G_USEC_PER_SEC : _host->now();
+}
+
+void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
+  double time = frameTime();
+  paintSurroundings(snapshot->gobj(), time);
+  SnapshotPainter painter(snapshot->gobj(), get_scale_factor());
+  painter.pushTranslation(_stage.minX(), _stage.minY());
+  painter.pushClip({{}, _stage.size}, 0);
+  paintWindow(*_window, painter, time);
+  painter.pop();
+  painter.pop();
+  // What is in motion asks for its frames one by one, beginning with the frame that shows its start.
+  if (_tick == 0 && AnimationEngine::shared().isRunning()) {
+    _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
+  }
+}
+
+void Surface::paintSurroundings(GtkSnapshot* snapshot, double time) {
+  double width = get_width(), height = get_height();
+  if (_stage.size.width >= width) return;
+  SnapshotPainter painter(snapshot, get_scale_factor());
+  UIColor colour = surroundingsColor(*_window, time);
+  painter.fill(CGRectMake(0, 0, _stage.minX(), height), 0, colour);
+  painter.fill(CGRectMake(_stage.maxX(), 0, width - _stage.maxX(), height), 0, colour);
+}
+
+bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {
+  UIApplication::sharedApplication().step(frameTime());
+  // Also when the last animation has just ended: that frame shows where it came to rest.
+  queue_draw();
+  if (AnimationEngine::shared().isRunning()) return true;
+  _tick = 0;
+  return false;
+}
+
+}  // namespace oq::gtk

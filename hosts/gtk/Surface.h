@@ -1,0 +1,89 @@
+#pragma once
+
+#include <gtkmm/widget.h>
+
+#include <map>
+#include <memory>
+
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+class UIScene;
+class UIWindow;
+}  // namespace oq
+
+namespace oq::gtk {
+
+class Host;
+
+/// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
+/// It asks for no room, fills the overlay it lies in, and takes input only where a view of the library is.
+/// While it is realized its scene is connected: a window that goes takes the scene along, one that only
+/// changes its child keeps it. Made with Gtk::make_managed(); main thread only.
+class Surface : public Gtk::Widget {
+ public:
+  /// `width` and `height`: the size that is expected before the first allocation; 0 where none is known.
+  Surface(std::shared_ptr<Host> host, int width, int height);
+  ~Surface() override;
+
+  const std::shared_ptr<UIWindow>& window() const { return _window; }
+  /// Where the window lies in the widget.
+  CGRect stage() const { return _stage; }
+  /// Something in the window looks different from now on.
+  void treeChanged();
+
+ protected:
+  Gtk::SizeRequestMode get_request_mode_vfunc() const override { return Gtk::SizeRequestMode::CONSTANT_SIZE; }
+  void measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
+                     int& naturalBaseline) const override;
+  void size_allocate_vfunc(int width, int height, int baseline) override;
+  bool contains_vfunc(double x, double y) const override;
+  void snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) override;
+
+ private:
+  static constexpr int pointerTouch = 0;
+
+  // The scene's life.
+  void connectScene();
+  void disconnectScene();
+  void realizationChanged();
+  void shown();
+  void hidden();
+  void updateActivation();
+  void layOut(int width, int height);
+
+  // Frames.
+  double frameTime();
+  void paintSurroundings(GtkSnapshot* snapshot, double time);
+  bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
+
+  // Input.
+  static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
+  bool handle(GdkEvent* event);
+  bool handlePointer(GdkEvent* event, CGPoint point);
+  bool handleTouch(GdkEvent* event, CGPoint point);
+  bool handleScroll(GdkEvent* event, CGPoint point);
+  bool locate(GdkEvent* event, CGPoint& point);
+  bool covers(CGPoint point) const;
+  CGPoint inStage(CGPoint point) const { return {point.x - _stage.minX(), point.y - _stage.minY()}; }
+  bool begin(int identifier, CGPoint point);
+  void move(int identifier, CGPoint point);
+  void end(int identifier, CGPoint point);
+  void cancel(int identifier);
+  void cancelAllTouches();
+
+  std::shared_ptr<Host> _host;
+  std::shared_ptr<UIWindow> _window;
+  std::shared_ptr<UIScene> _scene;
+  std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
+  bool _connected = false;
+  CGRect _stage;
+  GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
+  gulong _stateHandler = 0;
+  guint _tick = 0;
+  std::map<GdkEventSequence*, int> _fingers;
+  std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
+  int _nextFinger = pointerTouch + 1;
+};
+
+}  // namespace oq::gtk

@@ -1,0 +1,186 @@
+#include "Host.h"
+#include "Surface.h"
+#include "UIKit/Painter.h"
+#include "UIKit/UIWindow.h"
+
+namespace oq::gtk {
+
+namespace {
+
+/// How far one notch of a wheel scrolls, in points.
+constexpr double wheelNotch = 60;
+
+}  // namespace
+
+bool Surface::contains_vfunc(double x, double y) const {
+  return covers({x, y});
+}
+
+bool Surface::covers(CGPoint point) const {
+  if (!_window) return false;
+  if (_stage.contains(point)) return _window->wantsTouchAt(inStage(point));
+  return surroundingsColor(*_window, _host->now()).alpha > 0;
+}
+
+gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {
+  return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
+}
+
+bool Surface::handle(GdkEvent* event) {
+  CGPoint point;
+  switch (gdk_event_get_event_type(event)) {
+    case GDK_BUTTON_PRESS:
+    case GDK_MOTION_NOTIFY:
+    case GDK_BUTTON_RELEASE:
+      return locate(event, point) && handlePointer(event, point);
+    case GDK_TOUCH_BEGIN:
+    case GDK_TOUCH_UPDATE:
+    case GDK_TOUCH_END:
+    case GDK_TOUCH_CANCEL:
+      return locate(event, point) && handleTouch(event, point);
+    case GDK_SCROLL:
+      return locate(event, point) && handleScroll(event, point);
+    case GDK_GRAB_BROKEN:
+      cancelAllTouches();
+      return false;
+    default:
+      return false;
+  }
+}
+
+bool Surface::locate(GdkEvent* event, CGPoint& point) {
+  GtkNative* native = gtk_widget_get_native(gobj());
+  double x = 0, y = 0;
+  // A popover above the surface has coordinates of its own; its events are none of ours.
+  if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
+  if (!gdk_event_get_position(event, &x, &y)) return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
+  double dx = 0, dy = 0;
+  gtk_native_get_surface_transform(native, &dx, &dy);
+  graphene_point_t inNative{static_cast<float>(x - dx), static_cast<float>(y - dy)};
+  graphene_point_t inSurface;
+  if (!gtk_widget_compute_point(GTK_WIDGET(native), gobj(), &inNative, &inSurface)) return false;
+  point = {inSurface.x, inSurface.y};
+  return true;
+}
+
+bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
+  bool running = _touches.contains(pointerTouch);
+  switch (gdk_event_get_event_type(event)) {
+    case GDK_BUTTON_PRESS:
+      // Another button over a view of ours means nothing, and nothing to the widget below either.
+      if (gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running || covers(point);
+      return begin(pointerTouch, point);
+    case GDK_BUTTON_RELEASE:
+      if (!running || gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running;
+      end(pointerTouch, point);
+      return true;
+    default:
+      if (!running) return false;
+      // The release was lost, for instance to a grab of the host's.
+      if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
+        move(pointerTouch, point);
+      } else {
+        cancel(pointerTouch);
+      }
+      return true;
+  }
+}
+
+bool Surface::handleTouch(GdkEvent* event, CGPoint point) {
+  GdkEventSequence* sequence = gdk_event_get_event_sequence(event);
+  if (gdk_event_get_event_type(event) == GDK_TOUCH_BEGIN) {
+    int identifier = _nextFinger++;
+    _fingers[sequence] = identifier;
+    if (begin(identifier, point)) return true;
+    _fingers.erase(sequence);
+    return false;
+  }
+  auto finger = _fingers.find(sequence);
+  if (finger == _fingers.end()) return false;
+  int identifier = finger->second;
+  switch (gdk_event_get_event_type(event)) {
+    case GDK_TOUCH_UPDATE:
+      move(identifier, point);
+      return true;
+    case GDK_TOUCH_END:
+      _fingers.erase(finger);
+      end(identifier, point);
+      return true;
+    default:
+      _fingers.erase(finger);
+      cancel(identifier);
+      return true;
+  }
+}
+
+bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
+  if (!covers(point)) return false;
+  double dx = 0, dy = 0;
+  switch (gdk_scroll_event_get_direction(event)) {
+    case GDK_SCROLL_UP:
+      dy = -wheelNotch;
+      break;
+    case GDK_SCROLL_DOWN:
+      dy = wheelNotch;
+      break;
+    case GDK_SCROLL_LEFT:
+      dx = -wheelNotch;
+      break;
+    case GDK_SCROLL_RIGHT:
+      dx = wheelNotch;
+      break;
+    case GDK_SCROLL_SMOOTH: {
+      gdk_scroll_event_get_deltas(event, &dx, &dy);
+      double unit = gdk_scroll_event_get_unit(event) == GDK_SCROLL_UNIT_WHEEL ? wheelNotch : 1;
+      dx *= unit;
+      dy *= unit;
+      break;
+    }
+  }
+  auto window = _window;
+  if (_stage.contains(point)) window->scroll(inStage(point), dx, dy);
+  // Used or not, what lies below a view of ours does not scroll.
+  return true;
+}
+
+bool Surface::begin(int identifier, CGPoint point) {
+  cancel(identifier);
+  if (!covers(point)) return false;
+  // Noted first: the view may close the window.
+  auto window = _window;
+  _touches[identifier] = true;
+  bool taken = _stage.contains(point) && window->touchBegan(identifier, inStage(point), _host->now());
+  if (auto touch = _touches.find(identifier); touch != _touches.end()) touch->second = taken;
+  return true;
+}
+
+void Surface::move(int identifier, CGPoint point) {
+  auto window = _window;
+  auto touch = _touches.find(identifier);
+  if (touch != _touches.end() && touch->second) window->touchMoved(identifier, inStage(point), _host->now());
+}
+
+void Surface::end(int identifier, CGPoint point) {
+  auto window = _window;
+  auto touch = _touches.find(identifier);
+  if (touch == _touches.end()) return;
+  bool taken = touch->second;
+  _touches.erase(touch);
+  if (taken) window->touchEnded(identifier, inStage(point), _host->now());
+}
+
+void Surface::cancel(int identifier) {
+  auto window = _window;
+  auto touch = _touches.find(identifier);
+  if (touch == _touches.end()) return;
+  bool taken = touch->second;
+  _touches.erase(touch);
+  if (taken) window->touchCancelled(identifier);
+}
+
+void Surface::cancelAllTouches() {
+  _fingers.clear();
+  while (!_touches.empty()) cancel(_touches.begin()->first);
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,98 @@
+#include "WindowChild.h"
+
+namespace oq::gtk {
+
+namespace {
+
+constexpr const char* dataKey = "oqsdk-window-child";
+
+/// Moving a widget costs the window its focus and default widgets; both are put back.
+class KeepFocus {
+ public:
+  explicit KeepFocus(GtkWindow* window) : _window(window) {
+    g_set_object(&_focus, gtk_window_get_focus(window));
+    g_set_object(&_default, gtk_window_get_default_widget(window));
+  }
+  ~KeepFocus() {
+    if (belongs(_focus)) gtk_window_set_focus(_window, _focus);
+    if (belongs(_default)) gtk_window_set_default_widget(_window, _default);
+    g_clear_object(&_focus);
+    g_clear_object(&_default);
+  }
+  KeepFocus(const KeepFocus&) = delete;
+  KeepFocus& operator=(const KeepFocus&) = delete;
+
+ private:
+  bool belongs(GtkWidget* widget) const { return widget && gtk_widget_get_root(widget) == GTK_ROOT(_window); }
+
+  GtkWindow* _window;
+  GtkWidget* _focus = nullptr;
+  GtkWidget* _default = nullptr;
+};
+
+}  // namespace
+
+bool WindowChild::isWrapped(GtkWindow* window) {
+  return g_object_get_data(G_OBJECT(window), dataKey) != nullptr;
+}
+
+void WindowChild::wrap(GtkWindow* window, GtkWidget* surface) {
+  auto* wrapper = new WindowChild(window, surface);
+  auto drop = +[](gpointer data) { delete static_cast<WindowChild*>(data); };
+  g_object_set_data_full(G_OBJECT(window), dataKey, wrapper, drop);
+}
+
+WindowChild::WindowChild(GtkWindow* window, GtkWidget* surface)
+    : _window(window), _overlay(gtk_overlay_new()) {
+  // A reference of its own: a window that gets another child lets go of the overlay.
+  g_object_ref_sink(_overlay);
+  gtk_overlay_add_overlay(GTK_OVERLAY(_overlay), surface);
+  adopt();
+  g_signal_connect(window, "notify::child", G_CALLBACK(childChanged), this);
+}
+
+WindowChild::~WindowChild() {
+  if (_pending) g_source_remove(_pending);
+  g_object_unref(_overlay);
+}
+
+void WindowChild::childChanged(GObject*, GParamSpec*, gpointer self) {
+  auto* wrapper = static_cast<WindowChild*>(self);
+  if (wrapper->_adopting || gtk_widget_in_destruction(GTK_WIDGET(wrapper->_window))) return;
+  if (gtk_window_get_child(wrapper->_window) == wrapper->_overlay) return;
+  // At once: the host may be about to put its former child somewhere else.
+  gtk_overlay_set_child(GTK_OVERLAY(wrapper->_overlay), nullptr);
+  if (gtk_window_get_child(wrapper->_window)) {
+    wrapper->adopt();
+  } else {
+    wrapper->wrapLaterWhenEmpty();
+  }
+}
+
+void WindowChild::adopt() {
+  // The host has taken the overlay itself for its child and placed it in a tree of its own.
+  if (gtk_widget_get_parent(_overlay)) return;
+  _adopting = true;
+  {
+    KeepFocus focus(_window);
+    GtkWidget* child = gtk_window_get_child(_window);
+    if (child) g_object_ref(child);
+    gtk_window_set_child(_window, _overlay);
+    gtk_overlay_set_child(GTK_OVERLAY(_overlay), child);
+    if (child) g_object_unref(child);
+  }
+  _adopting = false;
+}
+
+void WindowChild::wrapLaterWhenEmpty() {
+  if (_pending) return;
+  auto later = +[](gpointer self) -> gboolean {
+    auto* wrapper = static_cast<WindowChild*>(self);
+    wrapper->_pending = 0;
+    if (!gtk_window_get_child(wrapper->_window)) wrapper->adopt();
+    return G_SOURCE_REMOVE;
+  };
+  _pending = g_idle_add(later, this);
+}
+
+}  // namespace oq::gtk

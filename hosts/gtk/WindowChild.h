@@ -1,0 +1,32 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+namespace oq::gtk {
+
+/// Keeps whatever child a window has inside an overlay that also holds the library's surface, however often
+/// the host sets another one. The window owns it. Main thread only.
+class WindowChild {
+ public:
+  /// Wraps the window's child and goes on doing so; does nothing for a window that is wrapped already.
+  /// `surface` is the widget to lie above the child; the overlay takes it.
+  static void wrap(GtkWindow* window, GtkWidget* surface);
+  static bool isWrapped(GtkWindow* window);
+
+  ~WindowChild();
+  WindowChild(const WindowChild&) = delete;
+  WindowChild& operator=(const WindowChild&) = delete;
+
+ private:
+  WindowChild(GtkWindow* window, GtkWidget* surface);
+  static void childChanged(GObject*, GParamSpec*, gpointer self);
+  void adopt();
+  void wrapLaterWhenEmpty();
+
+  GtkWindow* _window;
+  GtkWidget* _overlay;
+  bool _adopting = false;
+  guint _pending = 0;
+};
+
+}  // namespace oq::gtk
