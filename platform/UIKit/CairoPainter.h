@@ -8,8 +8,9 @@ typedef struct _cairo cairo_t;
 
 namespace oq {
 
-/// Paints into any Cairo context, in points; `scale` is the number of pixels a point, in which contents are cached as
-/// surfaces.
+/// Paints into any Cairo context whose user space is in points (its owner has scaled it); `scale` is the
+/// number of pixels a point, in which contents are cached as surfaces. Rectangles and contents are put on
+/// whole pixels, so that edges and text stay crisp wherever the layout places them. Main thread only.
 class CairoPainter : public Painter {
  public:
   CairoPainter(cairo_t* cr, double scale);
@@ -26,6 +27,10 @@ class CairoPainter : public Painter {
                      double radius) override;
 
  private:
+  CGPoint snapped(CGPoint point) const;
+  CGRect snapped(CGRect rect) const;
+  void drawUncached(const LayerContent& content, CGRect destination, double opacity);
+
   cairo_t* _cr;
   double _scale;
   std::vector<double> _groups;  ///< one entry a push: the opacity of a group, or below 0 for a plain save

@@ -24,18 +24,22 @@ class Painter {
   /// The content, scaled to the destination.
   virtual void content(LayerContent& content, CGRect destination, double opacity) = 0;
   /// The shadow of a filled shape; the colour's alpha already holds the shadow's opacity.
-  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) = 0;
+  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
+                           double radius) = 0;
   /// The shadow of a content's own outline.
   virtual void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
                              double radius) = 0;
-  /// A view that the host itself shows (a web page) keeps its place in the order.
+  /// Every view in sight is offered here, at its place in the order, with its bounds and the opacity to
+  /// apply: a painter whose host shows some views itself (a web page) puts its own there.
   virtual void nativeView(UIView&, CGRect, double) {}
 };
 
-/// Paints the window's tree as it looks at `now`: shadow, background, content, subviews by z position and then order,
-/// clipped to the rounded bounds; a group is used only when something translucent has more than one thing to blend.
+/// Paints the window's tree as it looks at `now`: shadow, background, content, subviews by z position and
+/// then order, clipped to the rounded bounds; a group is used only when something translucent has more than
+/// one thing to blend.
 void paintWindow(UIWindow& window, Painter& painter, double now);
-/// The colour with which views that fill the surroundings of the stage cover them at `now`; clear when none does.
+/// The colour with which views that fill the surroundings of the stage cover them at `now`; clear when none
+/// does.
 UIColor surroundingsColor(UIWindow& window, double now);
 
 }  // namespace oq
