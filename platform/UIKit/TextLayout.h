@@ -7,6 +7,7 @@
 #include "UIKit/UIFont.h"
 
 typedef struct _cairo cairo_t;
+typedef struct _PangoLayout PangoLayout;
 
 namespace oq {
 
@@ -25,12 +26,37 @@ struct NSAttributedString {
   bool operator==(const NSAttributedString&) const = default;
 };
 
-/// The size that the text takes when it is broken at the width; the very layout that drawText() paints. An empty text
-/// has no height. Main thread only, but for warmUpText().
+/// A text broken into lines at a width, ready to be measured and drawn again and again. Bytes that are no
+/// UTF-8 show as replacement characters. A width that is not positive, or beyond all measure, breaks nothing;
+/// a font without a size shows nothing. Texts that no card could show are cut at some ten thousand
+/// characters. Any thread, one at a time.
+class TextLayout {
+ public:
+  TextLayout(const NSAttributedString& text, const UIFont& font, double width);
+  ~TextLayout();
+  TextLayout(const TextLayout&) = delete;
+  TextLayout& operator=(const TextLayout&) = delete;
+
+  CGSize size() const { return _size; }
+  /// As drawText() below; `rect` is as wide as the layout.
+  void draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines, bool centredVertically) const;
+
+ private:
+  struct Shown;
+  Shown linesThatFit(double height, int numberOfLines) const;
+  PangoLayout* shortenedLine(const Shown& shown) const;
+
+  PangoLayout* _layout = nullptr;  ///< nullptr for nothing to show
+  CGSize _size;
+};
+
+/// The size that the text takes when it is broken at the width; the very layout that drawText() paints. An
+/// empty text has no height. Main thread only, but for warmUpText().
 CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
 
-/// Draws into `rect`, from its top; at most `numberOfLines` lines (0: any number), the last one shortened with an
-/// ellipsis where there are more. With `centredVertically` the block of text is centred in the rectangle.
+/// Draws into `rect`, from its top; at most `numberOfLines` lines (0: any number) and no more than the
+/// rectangle has room for, the last one shortened with an ellipsis where there are more. With
+/// `centredVertically` the block of text is centred in the rectangle.
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
               int numberOfLines, bool centredVertically);
 

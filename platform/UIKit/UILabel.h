@@ -37,6 +37,7 @@ class UILabel : public UIView {
  private:
   std::optional<std::string> _text;
   NSParagraphStyle _paragraphStyle;
+  NSTextAlignment _textAlignment = NSTextAlignment::Natural;  ///< what plain text goes back to
   UIFont _font;
   UIColor _textColor = UIColor::blackColor();
   int _numberOfLines = 1;

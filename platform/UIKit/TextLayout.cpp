@@ -1,0 +1,213 @@
+#include "UIKit/TextLayout.h"
+
+#include <pango/pangocairo.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <mutex>
+
+namespace oq {
+namespace {
+
+constexpr double kWidest = 100'000;           // points; beyond it nothing is broken
+constexpr double kLargestFont = 1000;         // points
+constexpr double kTallestLayout = 1'500'000;  // points; Pango counts in 1/1024 of them, in 32 bits
+constexpr double kHalfPoint = 0.5;
+
+/// Pango's objects may be used from any thread, but by one at a time.
+std::mutex& pangoMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+/// The one context, with the one font map, of the process: what was loaded once stays loaded.
+PangoContext* textContext() {
+  static PangoContext* context = [] {
+    PangoContext* made = pango_font_map_create_context(pango_cairo_font_map_new());
+    cairo_font_options_t* options = cairo_font_options_create();
+    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
+    // Widths must not depend on the density of the screen.
+    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+    pango_cairo_context_set_font_options(made, options);
+    cairo_font_options_destroy(options);
+    pango_context_set_round_glyph_positions(made, FALSE);
+    // Messages are written in simplified Chinese; without a word on it Han characters take their Japanese
+    // shapes. Other scripts are not touched by this.
+    pango_context_set_language(made, pango_language_from_string("zh-cn"));
+    return made;
+  }();
+  return context;
+}
+
+/// Valid text, short enough that not even a line break at every byte makes a layout that Pango cannot count.
+std::string displayable(const std::string& text, double lineHeight) {
+  std::string cut = text.substr(0, static_cast<std::size_t>(kTallestLayout / std::max(lineHeight, 10.0)));
+  if (cut.size() < text.size()) {
+    while (!cut.empty() && (cut.back() & 0xc0) == 0x80) cut.pop_back();
+    if (!cut.empty() && (cut.back() & 0x80)) cut.pop_back();
+  }
+  std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(cut.data(), static_cast<gssize>(cut.size())),
+                                               g_free);
+  return valid.get();
+}
+
+PangoAlignment alignmentFor(NSTextAlignment alignment, PangoDirection direction) {
+  // Pango's left is where a line begins; only an alignment that names a side has to know the direction.
+  bool rightToLeft = direction == PANGO_DIRECTION_RTL;
+  switch (alignment) {
+    case NSTextAlignment::Center:
+      return PANGO_ALIGN_CENTER;
+    case NSTextAlignment::Left:
+      return rightToLeft ? PANGO_ALIGN_RIGHT : PANGO_ALIGN_LEFT;
+    case NSTextAlignment::Right:
+      return rightToLeft ? PANGO_ALIGN_LEFT : PANGO_ALIGN_RIGHT;
+    default:
+      return PANGO_ALIGN_LEFT;
+  }
+}
+
+double points(int pangoUnits) {
+  return static_cast<double>(pangoUnits) / PANGO_SCALE;
+}
+
+struct IterDeleter {
+  void operator()(PangoLayoutIter* iter) const { pango_layout_iter_free(iter); }
+};
+using Iter = std::unique_ptr<PangoLayoutIter, IterDeleter>;
+
+PangoRectangle lineExtents(PangoLayoutIter* iter) {
+  PangoRectangle extents;
+  pango_layout_iter_get_line_extents(iter, nullptr, &extents);
+  return extents;
+}
+
+}  // namespace
+
+/// The part of the lines that is drawn.
+struct TextLayout::Shown {
+  int lines = 0;
+  double height = 0;
+  bool shortened = false;  ///< there are more lines than are drawn
+};
+
+TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, double width) {
+  double size = std::min(font.pointSize(), kLargestFont);
+  if (text.string.empty() || !(size > 0)) return;
+  double spacing = std::clamp(text.paragraphStyle.lineSpacing, 0.0, kLargestFont);
+
+  std::lock_guard lock(pangoMutex());
+  std::string valid = displayable(text.string, 1.5 * size + spacing);
+  _layout = pango_layout_new(textContext());
+  PangoFontDescription* description = pango_font_description_new();
+  pango_font_description_set_family(description, font.fontName().c_str());
+  pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
+  pango_layout_set_font_description(_layout, description);
+  pango_font_description_free(description);
+
+  bool bounded = width > 0 && width < kWidest;
+  if (bounded) pango_layout_set_width(_layout, static_cast<int>(std::ceil(width * PANGO_SCALE)));
+  pango_layout_set_wrap(_layout, PANGO_WRAP_WORD_CHAR);
+  pango_layout_set_spacing(_layout, static_cast<int>(std::lround(spacing * PANGO_SCALE)));
+  pango_layout_set_justify(_layout, text.paragraphStyle.alignment == NSTextAlignment::Justified);
+  pango_layout_set_text(_layout, valid.data(), static_cast<int>(valid.size()));
+  PangoDirection direction = pango_layout_get_direction(_layout, 0);
+  pango_layout_set_alignment(_layout, alignmentFor(text.paragraphStyle.alignment, direction));
+  PangoRectangle logical;
+  pango_layout_get_extents(_layout, nullptr, &logical);
+  _size = {points(logical.width), points(logical.height)};
+}
+
+TextLayout::~TextLayout() {
+  std::lock_guard lock(pangoMutex());
+  if (_layout) g_object_unref(_layout);
+}
+
+TextLayout::Shown TextLayout::linesThatFit(double height, int numberOfLines) const {
+  int all = pango_layout_get_line_count(_layout);
+  bool everything = (numberOfLines <= 0 || all <= numberOfLines) && _size.height <= height + kHalfPoint;
+  if (everything) return {all, _size.height, false};
+  Shown shown;
+  Iter iter(pango_layout_get_iter(_layout));
+  do {
+    PangoRectangle extents = lineExtents(iter.get());
+    double bottom = points(extents.y + extents.height);
+    // One line is drawn however little room there is.
+    bool fits = shown.lines == 0 ||
+                (bottom <= height + kHalfPoint && (numberOfLines <= 0 || shown.lines < numberOfLines));
+    if (!fits) break;
+    ++shown.lines;
+    shown.height = bottom;
+  } while (pango_layout_iter_next_line(iter.get()));
+  shown.shortened = shown.lines < all;
+  return shown;
+}
+
+/// The last line that is drawn, made anew from where it begins so that it ends in an ellipsis.
+PangoLayout* TextLayout::shortenedLine(const Shown& shown) const {
+  PangoLayoutLine* line = pango_layout_get_line_readonly(_layout, shown.lines - 1);
+  const char* text = pango_layout_get_text(_layout);
+  std::string rest(text + line->start_index);
+  std::string paragraph = rest.substr(0, rest.find_first_of("\r\n"));
+  bool lineEndsParagraph = paragraph.size() <= static_cast<std::size_t>(line->length);
+  if (lineEndsParagraph) paragraph += "\u2026";
+  PangoLayout* shortened = pango_layout_copy(_layout);
+  pango_layout_set_text(shortened, paragraph.data(), static_cast<int>(paragraph.size()));
+  pango_layout_set_justify(shortened, FALSE);
+  pango_layout_set_ellipsize(shortened, PANGO_ELLIPSIZE_END);
+  return shortened;
+}
+
+void TextLayout::draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines,
+                      bool centredVertically) const {
+  if (!_layout) return;
+  std::lock_guard lock(pangoMutex());
+  Shown shown = linesThatFit(rect.size.height, numberOfLines);
+  double left = rect.minX(), top = rect.minY();
+  if (centredVertically) top += (rect.size.height - shown.height) / 2;
+  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+
+  double clipLeft, clipTop, clipRight, clipBottom;
+  cairo_clip_extents(cr, &clipLeft, &clipTop, &clipRight, &clipBottom);
+  Iter iter(pango_layout_get_iter(_layout));
+  for (int i = 0; i < shown.lines; ++i) {
+    PangoRectangle extents = lineExtents(iter.get());
+    double baseline = top + points(pango_layout_iter_get_baseline(iter.get()));
+    bool last = shown.shortened && i == shown.lines - 1;
+    double lineTop = top + points(extents.y), height = points(extents.height);
+    // A line's ink may reach beyond its own height, but hardly by more than that.
+    bool seen = lineTop - height < clipBottom && lineTop + 2 * height > clipTop;
+    if (last && seen) {
+      PangoLayout* shortened = shortenedLine(shown);
+      cairo_move_to(cr, left, baseline - points(pango_layout_get_baseline(shortened)));
+      pango_cairo_show_layout(cr, shortened);
+      g_object_unref(shortened);
+    } else if (seen) {
+      cairo_move_to(cr, left + points(extents.x), baseline);
+      pango_cairo_show_layout_line(cr, pango_layout_iter_get_line_readonly(iter.get()));
+    }
+    pango_layout_iter_next_line(iter.get());
+  }
+  cairo_new_path(cr);
+}
+
+CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width) {
+  return TextLayout(text, font, width).size();
+}
+
+void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
+              int numberOfLines, bool centredVertically) {
+  TextLayout(text, font, rect.size.width).draw(cr, colour, rect, numberOfLines, centredVertically);
+}
+
+void warmUpText() {
+  TextLayout layout({"Aa1 \u6d88\u606f", {}}, UIFont(), 100);
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 100, 40);
+  cairo_t* cr = cairo_create(surface);
+  layout.draw(cr, UIColor::blackColor(), CGRectMake(0, 0, 100, 40), 1, false);
+  cairo_destroy(cr);
+  cairo_surface_destroy(surface);
+}
+
+}  // namespace oq
