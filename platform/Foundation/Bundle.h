@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -13,6 +14,8 @@ namespace oq {
 OQSDK_EXPORT void setMainBundle(std::string identifier, std::string shortVersion);
 std::string mainBundleIdentifier();
 std::string mainBundleShortVersion();
+/// Grows with every call of setMainBundle.
+std::uint64_t mainBundleGeneration();
 
 /// A folder of resources that belongs to the library: `name` + ".bundle" beside the library's data. Looked for in
 /// $OQSDK_RESOURCE_DIR, the source tree that built the library and the place where it is installed, in this order.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <signal.h>
+
+#include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,29 +13,35 @@
 
 namespace oq {
 
-/// Where the application's files live: `Documents` and `Preferences` below one folder. By default the XDG data folder
-/// ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. Changing it later affects what is
-/// opened from then on.
+/// Where the application's files live: `Documents` and `Preferences` below one folder. By default the XDG
+/// data folder
+/// ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. Changing it later affects
+/// what is opened from then on.
 OQSDK_EXPORT void setApplicationDataDirectory(const std::filesystem::path& directory);
 std::filesystem::path applicationDataDirectory();
 /// The user's documents folder of the application; made (0700) when it is missing.
 std::filesystem::path documentsDirectory();
 std::filesystem::path preferencesDirectory();
+/// Grows whenever the folders may have changed, so that what is kept open can be told from what must be
+/// opened anew.
+std::uint64_t applicationDataGeneration();
+/// Makes the folder and those above it that are missing, mode 0700 whatever the umask. True when it is there.
+bool createDirectory(const std::filesystem::path& directory);
 
 /// The bytes of a regular file of at most `limit` bytes; nullopt when it cannot be read whole.
 std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = 256u << 20);
 
-/// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader sees the
-/// old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file untouched, when
-/// any step fails.
+/// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader
+/// sees the old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file
+/// untouched, when any step fails.
 bool writeFileAtomically(const std::filesystem::path& file, const Data& contents);
 
-/// Every entry below the folder, relative to it, in ascending order of names, sub-folders after the entry that names
-/// them. Empty when the folder cannot be read.
+/// Every entry below the folder, relative to it, in ascending order of names, sub-folders after the entry
+/// that names them. Empty when the folder cannot be read.
 std::vector<std::filesystem::path> enumerateDirectory(const std::filesystem::path& directory);
 
-/// While one lives on a thread, a write there past a file-size limit or into a closed pipe fails with an error instead
-/// of ending the process. The host's handlers stay untouched.
+/// While one lives on a thread, a write there past a file-size limit or into a closed pipe fails with an
+/// error instead of ending the process. The host's handlers stay untouched.
 class WriteSignalGuard {
  public:
   WriteSignalGuard();
@@ -42,8 +50,8 @@ class WriteSignalGuard {
   WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
 
  private:
-  alignas(16) unsigned char _saved[128];
-  bool _active = false;
+  sigset_t _savedMask;
+  sigset_t _ours;  ///< the signals that were not pending before
 };
 
 }  // namespace oq

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace oq {
+
+/// An open file that is closed with its owner. False when it could not be opened.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int descriptor = -1) : _descriptor(descriptor) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(_descriptor, other._descriptor);
+    return *this;
+  }
+  ~FileDescriptor() { close(); }
+
+  explicit operator bool() const { return _descriptor >= 0; }
+  int get() const { return _descriptor; }
+  /// False when the system reports a failure that had been waiting, or when nothing was open.
+  bool close() {
+    int descriptor = std::exchange(_descriptor, -1);
+    return descriptor >= 0 && ::close(descriptor) == 0;
+  }
+
+ private:
+  int _descriptor;
+};
+
+}  // namespace oq

@@ -1,0 +1,203 @@
+#include "Foundation/FileManager.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+
+#include "Foundation/Bundle.h"
+#include "Foundation/FileDescriptor.h"
+
+namespace oq {
+namespace fs = std::filesystem;
+namespace {
+
+struct Location {
+  std::mutex mutex;
+  std::optional<fs::path> chosen;
+  std::atomic<std::uint64_t> generation{1};
+};
+
+Location& location() {
+  static auto* shared = new Location;  // Used until the last thread ends.
+  return *shared;
+}
+
+fs::path homeDirectory() {
+  if (const char* home = std::getenv("HOME"); home && *home == '/') return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  char buffer[4096];
+  if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found) return entry.pw_dir;
+  return "/";
+}
+
+fs::path userDataDirectory() {
+  // Relative paths are to be ignored, says the convention that defines the variable.
+  if (const char* folder = std::getenv("XDG_DATA_HOME"); folder && *folder == '/') return folder;
+  return homeDirectory() / ".local" / "share";
+}
+
+/// An identifier as one component of a path.
+std::string folderName(std::string identifier) {
+  std::replace(identifier.begin(), identifier.end(), '/', '_');
+  return identifier == "." || identifier == ".." ? "_" : identifier;
+}
+
+fs::path existing(fs::path directory) {
+  createDirectory(directory);  // When that fails, so does what is tried there, and says so.
+  return directory;
+}
+
+bool writeAll(int file, const Data& contents) {
+  std::size_t written = 0;
+  while (written < contents.size()) {
+    ssize_t count = ::write(file, contents.data() + written, contents.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    written += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+void flushDirectory(const fs::path& directory) {
+  FileDescriptor folder(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // The contents are safe already; not every file system lets a folder be flushed.
+  if (folder) ::fsync(folder.get());
+}
+
+void enumerateInto(const fs::path& directory, const fs::path& prefix, std::vector<fs::path>& entries) {
+  std::error_code error;
+  std::vector<fs::directory_entry> found;
+  for (fs::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+    found.push_back(*it);
+  }
+  std::sort(found.begin(), found.end());
+  for (const auto& entry : found) {
+    fs::path relative = prefix / entry.path().filename();
+    entries.push_back(relative);
+    // A link is named but not followed, since it may lead back here.
+    bool isFolder = entry.symlink_status(error).type() == fs::file_type::directory;
+    if (isFolder) enumerateInto(entry.path(), relative, entries);
+  }
+}
+
+}  // namespace
+
+void setApplicationDataDirectory(const fs::path& directory) {
+  std::lock_guard lock(location().mutex);
+  if (directory.empty()) {
+    location().chosen.reset();
+  } else {
+    location().chosen = directory;
+  }
+  ++location().generation;
+}
+
+fs::path applicationDataDirectory() {
+  {
+    std::lock_guard lock(location().mutex);
+    if (location().chosen) return *location().chosen;
+  }
+  return userDataDirectory() / folderName(mainBundleIdentifier());
+}
+
+std::uint64_t applicationDataGeneration() {
+  return location().generation.load(std::memory_order_acquire);
+}
+
+fs::path documentsDirectory() {
+  return existing(applicationDataDirectory() / "Documents");
+}
+fs::path preferencesDirectory() {
+  return existing(applicationDataDirectory() / "Preferences");
+}
+
+bool createDirectory(const fs::path& directory) {
+  std::error_code error;
+  if (fs::is_directory(directory, error)) return true;
+  fs::path parent = directory.parent_path();
+  if (!parent.empty() && parent != directory && !createDirectory(parent)) return false;
+  // Another process may be making the same folder.
+  if (::mkdir(directory.c_str(), 0700) != 0) return fs::is_directory(directory, error);
+  return ::chmod(directory.c_str(), 0700) == 0;
+}
+
+std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit) {
+  // Not blocking, so that a pipe of that name is refused rather than waited for.
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  auto size = static_cast<std::size_t>(status.st_size);
+  if (size > limit) return std::nullopt;
+
+  Data contents(size);
+  std::size_t length = 0;
+  while (true) {
+    if (length == contents.size()) {
+      if (length > limit) return std::nullopt;
+      contents.resize(length + 4096);  // Room to see the end, or that the file is growing.
+    }
+    ssize_t count = ::read(file.get(), contents.data() + length, contents.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  if (length < size || length > limit) return std::nullopt;
+  contents.resize(length);
+  return contents;
+}
+
+bool writeFileAtomically(const fs::path& path, const Data& contents) {
+  WriteSignalGuard guard;
+  // A name of its own length, since one made from the target's could be too long for the file system.
+  std::string temporary = (path.parent_path() / ".oq-XXXXXX").string();
+  FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (!file) return false;
+  bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) &&
+                  ::fsync(file.get()) == 0 && file.close() && ::rename(temporary.c_str(), path.c_str()) == 0;
+  if (!complete) {
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  flushDirectory(path.has_parent_path() ? path.parent_path() : fs::path("."));
+  return true;
+}
+
+std::vector<fs::path> enumerateDirectory(const fs::path& directory) {
+  std::vector<fs::path> entries;
+  enumerateInto(directory, {}, entries);
+  return entries;
+}
+
+WriteSignalGuard::WriteSignalGuard() {
+  sigset_t pending;
+  sigemptyset(&pending);
+  sigpending(&pending);
+  sigemptyset(&_ours);
+  for (int signal : {SIGXFSZ, SIGPIPE}) {
+    if (sigismember(&pending, signal) == 0) sigaddset(&_ours, signal);
+  }
+  pthread_sigmask(SIG_BLOCK, &_ours, &_savedMask);
+}
+
+WriteSignalGuard::~WriteSignalGuard() {
+  int error = errno;
+  timespec noTime{};
+  // What our writes raised is taken back before the mask goes, or it would be delivered then.
+  while (sigtimedwait(&_ours, nullptr, &noTime) > 0 || errno == EINTR) {
+  }
+  pthread_sigmask(SIG_SETMASK, &_savedMask, nullptr);
+  errno = error;
+}
+
+}  // namespace oq
