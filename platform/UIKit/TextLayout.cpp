@@ -3,6 +3,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <memory>
 #include <mutex>
@@ -45,8 +46,9 @@ PangoContext* textContext() {
 std::string displayable(const std::string& text, double lineHeight) {
   std::string cut = text.substr(0, static_cast<std::size_t>(kTallestLayout / std::max(lineHeight, 10.0)));
   if (cut.size() < text.size()) {
-    while (!cut.empty() && (cut.back() & 0xc0) == 0x80) cut.pop_back();
-    if (!cut.empty() && (cut.back() & 0x80)) cut.pop_back();
+    // Not in the middle of a character.
+    for (int i = 0; i < 3 && (cut.back() & 0xc0) == 0x80; ++i) cut.pop_back();
+    if (cut.back() & 0x80) cut.pop_back();
   }
   std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(cut.data(), static_cast<gssize>(cut.size())),
                                                g_free);
@@ -83,6 +85,23 @@ PangoRectangle lineExtents(PangoLayoutIter* iter) {
   return extents;
 }
 
+/// Fonts that stand in for each other differ in height; lines that follow each other should not. All get the
+/// height of the tallest.
+void evenLines(PangoLayout* layout) {
+  int lowest = INT_MAX, tallest = 0;
+  Iter iter(pango_layout_get_iter(layout));
+  do {
+    int height = lineExtents(iter.get()).height;
+    lowest = std::min(lowest, height);
+    tallest = std::max(tallest, height);
+  } while (pango_layout_iter_next_line(iter.get()));
+  if (lowest == tallest) return;
+  PangoAttrList* attributes = pango_attr_list_new();
+  pango_attr_list_insert(attributes, pango_attr_line_height_new_absolute(tallest));
+  pango_layout_set_attributes(layout, attributes);
+  pango_attr_list_unref(attributes);
+}
+
 }  // namespace
 
 /// The part of the lines that is drawn.
@@ -114,6 +133,7 @@ TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, doubl
   pango_layout_set_text(_layout, valid.data(), static_cast<int>(valid.size()));
   PangoDirection direction = pango_layout_get_direction(_layout, 0);
   pango_layout_set_alignment(_layout, alignmentFor(text.paragraphStyle.alignment, direction));
+  evenLines(_layout);
   PangoRectangle logical;
   pango_layout_get_extents(_layout, nullptr, &logical);
   _size = {points(logical.width), points(logical.height)};
