@@ -34,7 +34,8 @@ struct LayerState {
 
 /// The visual half of a view. Every setter of an animatable property goes through one funnel: an equal value changes
 /// nothing; inside UIView::animateWithDuration() the value on screen is noted as the animation's start; then the model
-/// is written and the window is asked for a frame. Main thread only.
+/// is written and the window is asked for a frame. Outside a block a running animation of the property ends where the
+/// new value is. A value that is not finite changes nothing. Main thread only.
 class CALayer {
  public:
   explicit CALayer(UIView& owner) : _owner(owner) {}
@@ -45,7 +46,11 @@ class CALayer {
   /// What is on screen at the time.
   LayerState presentation(double now) const;
   bool isAnimating() const { return !_animations.empty(); }
+  /// Ends them as not finished; what is on screen is the model again.
+  void removeAllAnimations();
 
+  /// Position and size of the bounds together; the origin of the bounds stays.
+  void setFrame(CGRect frame);
   void setPosition(CGPoint position);
   void setBounds(CGRect bounds);
   void setOpacity(double opacity);
@@ -73,6 +78,11 @@ class CALayer {
   void change(Property property, T LayerState::*member, T value);
   template <class T>
   void set(T LayerState::*member, T value);
+  void startAnimation(Property property, const std::shared_ptr<AnimationGroup>& group);
+  /// True when there was one.
+  bool stopAnimation(Property property);
+  void takeOffEnded(double now);
+  double nextEnd() const;
 
   UIView& _owner;
   LayerState _model;

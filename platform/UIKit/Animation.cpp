@@ -1,0 +1,94 @@
+#include "UIKit/Animation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UIView.h"
+
+namespace oq {
+
+namespace {
+
+/// Sums of frame times and of durations differ in their last bits; a nanosecond does not count.
+constexpr double kTimeTolerance = 1e-9;
+
+/// The standard curve for easing in and out, a cubic Bézier with the control points (0.42, 0) and (0.58, 1).
+double easeInOut(double time) {
+  double s = time;
+  for (int round = 0; round < 6; ++round) {
+    double x = 3 * (1 - s) * (1 - s) * s * 0.42 + 3 * (1 - s) * s * s * 0.58 + s * s * s;
+    double slope = 3 * (1 - s) * (1 - s) * 0.42 + 6 * (1 - s) * s * (0.58 - 0.42) + 3 * s * s * (1 - 0.58);
+    s -= (x - time) / slope;
+  }
+  return s * s * (3 - 2 * s);
+}
+
+}  // namespace
+
+bool AnimationGroup::hasEndedBy(double now) const {
+  return start + duration <= now + kTimeTolerance;
+}
+
+double AnimationGroup::progress(double now) const {
+  if (hasEndedBy(now)) return 1;
+  if (now <= start) return 0;
+  return easeInOut((now - start) / duration);
+}
+
+// Never destroyed: views with static storage end their animations when the process ends.
+AnimationEngine& AnimationEngine::shared() {
+  static auto& engine = *new AnimationEngine;
+  return engine;
+}
+
+void AnimationEngine::begin(double duration, std::function<void(bool)> completion) {
+  auto group = std::make_shared<AnimationGroup>();
+  group->start = UIApplication::sharedApplication().now();
+  group->duration = std::isfinite(duration) ? duration : 0;
+  group->completion = std::move(completion);
+  _stack.push_back(std::move(group));
+}
+
+void AnimationEngine::commit() {
+  auto group = std::move(_stack.back());
+  _stack.pop_back();
+  group->committed = true;
+  if (group->running == 0) complete(*group);
+  UIApplication::sharedApplication().animationsChanged();
+}
+
+void AnimationEngine::complete(AnimationGroup& group) {
+  if (!group.completion) return;
+  DispatchQueue::main().async(
+      [completion = std::move(group.completion), finished = group.finished] { completion(finished); });
+  group.completion = nullptr;
+}
+
+void AnimationEngine::propertyEnded(const std::shared_ptr<AnimationGroup>& group, bool finished) {
+  group->finished = group->finished && finished;
+  if (--group->running == 0 && group->committed) complete(*group);
+}
+
+void AnimationEngine::track(UIView& view) {
+  if (std::find(_views.begin(), _views.end(), &view) == _views.end()) _views.push_back(&view);
+}
+
+void AnimationEngine::forget(UIView& view) {
+  std::erase(_views, &view);
+}
+
+void AnimationEngine::step(double now) {
+  for (UIView* view : _views) view->layer().takeOffEnded(now);
+  std::erase_if(_views, [](UIView* view) { return !view->layer().isAnimating(); });
+}
+
+double AnimationEngine::nextDeadline() const {
+  double next = std::numeric_limits<double>::infinity();
+  for (const UIView* view : _views) next = std::min(next, view->layer().nextEnd());
+  return next;
+}
+
+}  // namespace oq
