@@ -53,6 +53,8 @@ class UIView : public Object, public std::enable_shared_from_this<UIView> {
   /// The background also covers what the host shows beside an upright stage in a wide window, and takes its touches.
   bool fillsSurroundings() const { return _fillsSurroundings; }
   void setFillsSurroundings(bool fills);
+  /// The frame follows the superview's bounds whenever their size changes.
+  void setFillsSuperview(bool fills) { _fillsSuperview = fills; }
 
   // The tree. A subview has one superview; adding it elsewhere moves it.
   const std::vector<std::shared_ptr<UIView>>& subviews() const { return _subviews; }
@@ -85,6 +87,9 @@ class UIView : public Object, public std::enable_shared_from_this<UIView> {
   virtual void touchesMoved(UITouch& touch);
   virtual void touchesEnded(UITouch& touch);
   virtual void touchesCancelled(UITouch& touch);
+  /// Asked of the views above the touched one while the touch moves; true takes the touch over: it is cancelled for the
+  /// view that had it and begins anew in this one.
+  virtual bool takesOver(const UITouch&) const { return false; }
   /// A wheel or touchpad over the view, in points; true when it was used.
   virtual bool scrollBy(double, double) { return false; }
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
@@ -107,7 +112,17 @@ class UIView : public Object, public std::enable_shared_from_this<UIView> {
  private:
   friend class CALayer;
   friend class UIWindow;
-  void detach();
+  bool isInside(const UIView& ancestor) const;
+  bool takesTouches() const;
+  bool coversSurroundings() const;
+  /// Back to front: by z position, then in order.
+  std::vector<std::shared_ptr<UIView>> subviewsInDepthOrder() const;
+  /// The front-most view that takes the touches beside the stage.
+  std::shared_ptr<UIView> hitSurroundings();
+  CGPoint convertPointToSuperview(CGPoint point) const;
+  CGPoint convertPointFromSuperview(CGPoint point) const;
+  void resizeFillingSubviews();
+  void removeAnimationsInSubtree();
   void notifyMovedToWindow(bool entered);
 
   CALayer _layer{*this};
@@ -119,6 +134,7 @@ class UIView : public Object, public std::enable_shared_from_this<UIView> {
   bool _contentValid = false;
   bool _userInteractionEnabled = true;
   bool _fillsSurroundings = false;
+  bool _fillsSuperview = false;
 };
 
 }  // namespace oq

@@ -1,0 +1,54 @@
+#include <algorithm>
+
+#include "UIKit/UIView.h"
+
+namespace oq {
+
+void UIView::touchesBegan(UITouch&) {}
+void UIView::touchesMoved(UITouch&) {}
+void UIView::touchesEnded(UITouch&) {}
+void UIView::touchesCancelled(UITouch&) {}
+
+bool UIView::pointInside(CGPoint point) const {
+  return bounds().contains(point);
+}
+
+bool UIView::takesTouches() const {
+  return _userInteractionEnabled && !isHidden() && alpha() >= 0.01 && !_layer.isAnimating();
+}
+
+std::vector<std::shared_ptr<UIView>> UIView::subviewsInDepthOrder() const {
+  auto ordered = _subviews;
+  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& below, const auto& above) {
+    return below->layer().model().zPosition < above->layer().model().zPosition;
+  });
+  return ordered;
+}
+
+std::shared_ptr<UIView> UIView::hitTest(CGPoint point) {
+  if (!takesTouches() || !pointInside(point)) return nullptr;
+  const auto children = subviewsInDepthOrder();
+  for (auto child = children.rbegin(); child != children.rend(); ++child) {
+    if (auto hit = (*child)->hitTest((*child)->convertPointFromSuperview(point))) return hit;
+  }
+  return shared_from_this();
+}
+
+/// While the view that fills the surroundings is in motion its superview takes their touches, as it does
+/// those inside.
+bool UIView::coversSurroundings() const {
+  return _fillsSurroundings || std::any_of(_subviews.begin(), _subviews.end(), [](const auto& child) {
+           return child->_fillsSurroundings && !child->isHidden();
+         });
+}
+
+std::shared_ptr<UIView> UIView::hitSurroundings() {
+  if (!takesTouches()) return nullptr;
+  const auto children = subviewsInDepthOrder();
+  for (auto child = children.rbegin(); child != children.rend(); ++child) {
+    if (auto hit = (*child)->hitSurroundings()) return hit;
+  }
+  return coversSurroundings() ? shared_from_this() : nullptr;
+}
+
+}  // namespace oq
