@@ -45,6 +45,7 @@ class UIControl : public UIView {
   std::vector<std::pair<std::uint32_t, Action>> _actions;
   bool _highlighted = false;
   bool _enabled = true;
+  bool _tracking = false;
 };
 
 }  // namespace oq

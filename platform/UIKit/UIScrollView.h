@@ -23,6 +23,8 @@ class UIScrollView : public UIView {
 
   void touchesBegan(UITouch& touch) override;
   void touchesMoved(UITouch& touch) override;
+  /// A vertical drag of more than 10 points, where there is something to scroll.
+  bool takesOver(const UITouch& touch) const override;
   bool scrollBy(double dx, double dy) override;
 
  private:

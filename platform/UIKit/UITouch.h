@@ -15,6 +15,7 @@ enum class UITouchPhase { Began, Moved, Ended, Cancelled };
 struct UITouch {
   UITouchPhase phase = UITouchPhase::Began;
   CGPoint locationInWindow;
+  CGPoint startInWindow;
   double timestamp = 0;  ///< seconds on the animation clock
   std::weak_ptr<UIView> view;
 

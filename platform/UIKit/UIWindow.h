@@ -38,6 +38,13 @@ class UIWindow : public UIView {
   std::shared_ptr<UIView> hitTest(CGPoint point) override;
 
  private:
+  using TouchPointer = std::shared_ptr<UITouch>;
+  bool isActive(int identifier, const TouchPointer& touch) const;
+  bool hasTouchIn(const UIView& view) const;
+  bool passToTakingView(int identifier, const TouchPointer& touch);
+  void deliver(int identifier, const TouchPointer& touch);
+  static void end(UITouch& touch, UITouchPhase phase);
+
   std::map<int, std::shared_ptr<UITouch>> _touches;
   std::shared_ptr<UIViewController> _rootViewController;
 };

@@ -1,0 +1,38 @@
+#include "UIKit/UIGestureRecognizer.h"
+
+#include <cmath>
+
+#include "UIKit/UIView.h"
+
+namespace oq {
+
+namespace {
+constexpr double kTapSlop = 10;
+}
+
+void UITapGestureRecognizer::touchesBegan(UITouch& touch, UIView&) {
+  _start = touch.locationInWindow;
+  _possible = true;
+}
+
+void UITapGestureRecognizer::touchesMoved(UITouch& touch, UIView&) {
+  const CGPoint now = touch.locationInWindow;
+  if (std::hypot(now.x - _start.x, now.y - _start.y) > kTapSlop) _possible = false;
+}
+
+bool UITapGestureRecognizer::touchesEnded(UITouch& touch, UIView& view) {
+  touchesMoved(touch, view);
+  const bool recognized = _possible && view.pointInside(touch.locationIn(view));
+  _possible = false;
+  if (!recognized) return false;
+  // The action may drop the view, and this recogniser with it.
+  const auto action = _action;
+  if (action) action();
+  return true;
+}
+
+void UITapGestureRecognizer::touchesCancelled(UITouch&, UIView&) {
+  _possible = false;
+}
+
+}  // namespace oq
