@@ -12,6 +12,7 @@ class UINavigationController : public UIViewController {
   OQ_CLASS(UINavigationController)
 
  public:
+  /// The root learns of its parent when this controller's view is loaded.
   explicit UINavigationController(std::shared_ptr<UIViewController> root);
 
   const std::vector<std::shared_ptr<UIViewController>>& viewControllers() const { return _stack; }
@@ -27,7 +28,16 @@ class UINavigationController : public UIViewController {
   std::shared_ptr<UIView> loadView() override;
 
  private:
-  void show(const std::shared_ptr<UIViewController>& controller);
+  void _viewWillAppear(bool animated);
+  void _viewDidAppear(bool animated);
+  void _viewWillDisappear(bool animated);
+  void _viewDidDisappear(bool animated);
+
+  bool isOnScreen();
+  /// The appearance messages around the change from one page to another.
+  void turnPage(UIViewController& from, UIViewController& to, bool animated);
+  /// Makes the top page's view the only one shown.
+  void showTop();
   std::vector<std::shared_ptr<UIViewController>> _stack;
   bool _barHidden = false;
 };
