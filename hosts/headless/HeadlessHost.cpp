@@ -1,0 +1,210 @@
+#include "oqsdk/headless/HeadlessHost.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Bundle.h"
+#include "Foundation/FileManager.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UIScreen.h"
+#include "headless/Screenshot.h"
+
+namespace oq {
+
+namespace {
+
+constexpr double kFrame = 1.0 / 60;
+/// Conditions may look at what other threads do, so they are asked again after this many milliseconds at the
+/// latest.
+constexpr guint kPoll = 5;
+constexpr int kFinger = 0;
+
+double realTime() {
+  return static_cast<double>(g_get_monotonic_time()) / 1e6;
+}
+
+bool isLength(double points) {
+  return std::isfinite(points) && points > 0;
+}
+
+/// Wakes the main loop again and again while it lives.
+class Ticker {
+ public:
+  explicit Ticker(guint milliseconds) : _id(g_timeout_add(milliseconds, &Ticker::tick, nullptr)) {}
+  ~Ticker() { g_source_remove(_id); }
+  Ticker(const Ticker&) = delete;
+  Ticker& operator=(const Ticker&) = delete;
+
+ private:
+  static gboolean tick(gpointer) { return G_SOURCE_CONTINUE; }
+  guint _id;
+};
+
+}  // namespace
+
+class HeadlessHost::Impl : public UIHost {
+ public:
+  explicit Impl(const Options& options);
+  ~Impl() override;
+
+  double now() const override { return _now; }
+  // Painted when somebody looks, stepped by whoever holds the clock: there is nothing to ask for.
+  void setNeedsFrame(UIWindow&) override {}
+  void setDeadline(double) override {}
+
+  void closeWindow();
+  void setSize(CGSize size);
+  void moveClock(double now);
+  UIWindow& window() { return *_window; }
+  UIScene& scene() { return *_scene; }
+  double scale() const { return _scale; }
+  Surface screenshot() { return takeScreenshot(*_window, _size, _scale, _now); }
+
+ private:
+  double _now = 0;
+  CGSize _size;
+  double _scale;
+  std::shared_ptr<UIWindow> _window;
+  std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
+};
+
+HeadlessHost::Impl::Impl(const Options& options)
+    : _size{isLength(options.width) ? options.width : Options{}.width,
+            isLength(options.height) ? options.height : Options{}.height},
+      _scale(isLength(options.scale) ? options.scale : 1) {
+  DispatchQueue::installMain();
+  setMainBundle(options.applicationIdentifier, options.applicationVersion);
+  setApplicationDataDirectory(options.dataDirectory);
+
+  const CGRect bounds{{}, _size};
+  UIScreen::mainScreen().setBounds(bounds);
+  UIScreen::mainScreen().setScale(_scale);
+  auto& application = UIApplication::sharedApplication();
+  application.setHost(this);
+  _window = makeHostWindow(bounds);
+  _scene->setActivationState(UISceneActivationState::ForegroundActive);
+  _scene->addWindow(_window);
+  application.connectScene(_scene);
+}
+
+HeadlessHost::Impl::~Impl() {
+  auto& application = UIApplication::sharedApplication();
+  application.setHost(nullptr);
+  application.setStatusBarFrame({});
+  UIScreen::mainScreen().setBounds({});
+  UIScreen::mainScreen().setScale(1);
+  setMainBundle("", "");
+  setApplicationDataDirectory({});
+}
+
+void HeadlessHost::Impl::closeWindow() {
+  UIApplication::sharedApplication().disconnectScene(_scene);
+  _scene.reset();
+  _window.reset();
+}
+
+void HeadlessHost::Impl::setSize(CGSize size) {
+  _size = size;
+  UIScreen::mainScreen().setBounds({{}, size});
+  _window->setFrame({{}, size});
+}
+
+void HeadlessHost::Impl::moveClock(double now) {
+  _now = now;
+  UIApplication::sharedApplication().step(now);
+}
+
+HeadlessHost::HeadlessHost(const Options& options) : _impl(std::make_unique<Impl>(options)) {}
+
+// What was still in motion ends with the window; its completions are called before the host goes, too.
+HeadlessHost::~HeadlessHost() {
+  _impl->closeWindow();
+  runMainQueue();
+}
+
+double HeadlessHost::now() const {
+  return _impl->now();
+}
+
+void HeadlessHost::advance(double seconds) {
+  const double end = now() + seconds;
+  runMainQueue();
+  while (now() < end) {
+    _impl->moveClock(std::min(now() + kFrame, end));
+    runMainQueue();
+  }
+}
+
+// A block that posts itself again forever must not keep the caller here.
+void HeadlessHost::runMainQueue() {
+  for (int turn = 0; turn < 1000; ++turn) {
+    const bool hasDispatched = g_main_context_iteration(nullptr, FALSE);
+    if (DispatchQueue::drainMain() == 0 && !hasDispatched) return;
+  }
+}
+
+bool HeadlessHost::runUntil(const std::function<bool()>& condition, double seconds, bool animate) {
+  const double began = realTime(), clockBegan = now();
+  const Ticker ticker(kPoll);
+  while (!condition()) {
+    const double elapsed = realTime() - began;
+    if (elapsed >= seconds) return false;
+    if (animate) _impl->moveClock(clockBegan + elapsed);
+    g_main_context_iteration(nullptr, TRUE);
+  }
+  return true;
+}
+
+bool HeadlessHost::touchDown(double x, double y) {
+  return _impl->window().touchBegan(kFinger, {x, y}, now());
+}
+void HeadlessHost::touchMove(double x, double y) {
+  _impl->window().touchMoved(kFinger, {x, y}, now());
+}
+void HeadlessHost::touchUp(double x, double y) {
+  _impl->window().touchEnded(kFinger, {x, y}, now());
+}
+void HeadlessHost::touchCancel() {
+  _impl->window().touchCancelled(kFinger);
+}
+
+bool HeadlessHost::tap(double x, double y) {
+  const bool isTaken = touchDown(x, y);
+  touchUp(x, y);
+  return isTaken;
+}
+
+void HeadlessHost::setScreenSize(double width, double height) {
+  if (isLength(width) && isLength(height)) _impl->setSize({width, height});
+}
+
+void HeadlessHost::setActive(bool active) {
+  _impl->scene().setActivationState(active ? UISceneActivationState::ForegroundActive
+                                           : UISceneActivationState::Background);
+}
+
+HeadlessHost::Pixel HeadlessHost::pixelAt(double x, double y) {
+  const Surface screen = _impl->screenshot();
+  const int column = static_cast<int>(std::floor(x * _impl->scale()));
+  const int row = static_cast<int>(std::floor(y * _impl->scale()));
+  const unsigned char* data = cairo_image_surface_get_data(screen.get());
+  if (!data || column < 0 || row < 0 || column >= cairo_image_surface_get_width(screen.get()) ||
+      row >= cairo_image_surface_get_height(screen.get())) {
+    return {255, 255, 255};
+  }
+  const auto* line = reinterpret_cast<const std::uint32_t*>(
+      static_cast<const void*>(data + row * cairo_image_surface_get_stride(screen.get())));
+  const std::uint32_t pixel = line[column];
+  return {static_cast<std::uint8_t>(pixel >> 16), static_cast<std::uint8_t>(pixel >> 8),
+          static_cast<std::uint8_t>(pixel)};
+}
+
+bool HeadlessHost::writePng(const std::filesystem::path& file) {
+  const Surface screen = _impl->screenshot();
+  return cairo_surface_write_to_png(screen.get(), file.c_str()) == CAIRO_STATUS_SUCCESS;
+}
+
+}  // namespace oq

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cairo.h>
+
+#include <memory>
+
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+
+class UIWindow;
+
+struct SurfaceRelease {
+  void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
+};
+using Surface = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
+
+/// The window as it looks at `now`, over the white that stands for the host's own widgets: 32-bit pixels,
+/// `scale` of them a point. A surface in an error state when there is no memory for it. Main thread only.
+Surface takeScreenshot(UIWindow& window, CGSize size, double scale, double now);
+
+}  // namespace oq
