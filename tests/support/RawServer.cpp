@@ -1,0 +1,163 @@
+#include <arpa/inet.h>
+#include <openssl/ssl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "support/LoopbackServer.h"
+#include "support/TestCertificates.h"
+
+namespace oq::test {
+
+namespace {
+
+class TLSConnection final : public RawServer::Connection {
+ public:
+  TLSConnection(SSL_CTX* context, int socket, std::atomic<std::size_t>& requestCount)
+      : _ssl(SSL_new(context)), _socket(socket), _requestCount(requestCount) {
+    SSL_set_fd(_ssl, _socket);
+  }
+  ~TLSConnection() {
+    SSL_free(_ssl);
+    close(_socket);
+  }
+  TLSConnection(const TLSConnection&) = delete;
+  TLSConnection& operator=(const TLSConnection&) = delete;
+
+  bool accept() { return SSL_accept(_ssl) == 1; }
+
+  std::string readRequest() override {
+    std::string request;
+    std::size_t bodyStart = std::string::npos;
+    while (bodyStart == std::string::npos || request.size() < bodyStart + bodyLength(request)) {
+      char buffer[4096];
+      int count = SSL_read(_ssl, buffer, sizeof buffer);
+      if (count <= 0) return "";
+      request.append(buffer, static_cast<std::size_t>(count));
+      auto headEnd = request.find("\r\n\r\n");
+      if (headEnd != std::string::npos) bodyStart = headEnd + 4;
+    }
+    ++_requestCount;
+    return request;
+  }
+
+  void write(const std::string& bytes) override {
+    SSL_write(_ssl, bytes.data(), static_cast<int>(bytes.size()));
+  }
+
+  void waitForClose() override {
+    char buffer[4096];
+    while (SSL_read(_ssl, buffer, sizeof buffer) > 0) continue;
+  }
+
+ private:
+  static std::size_t bodyLength(const std::string& request) {
+    const std::string field = "Content-Length: ";
+    auto found = request.find(field);
+    return found == std::string::npos ? 0 : std::strtoul(request.c_str() + found + field.size(), nullptr, 10);
+  }
+
+  SSL* _ssl;
+  int _socket;
+  std::atomic<std::size_t>& _requestCount;
+};
+
+}  // namespace
+
+class RawServer::Impl {
+ public:
+  explicit Impl(std::function<void(Connection&)> function)
+      : serve(std::move(function)), context(SSL_CTX_new(TLS_server_method())) {
+    TestAuthority::trusted().trust();
+    Identity identity = TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
+    SSL_CTX_use_certificate(context, identity.certificate.get());
+    SSL_CTX_use_PrivateKey(context, identity.key.get());
+    listenSocket();
+    acceptor = std::thread([this] { acceptConnections(); });
+  }
+
+  ~Impl() {
+    shutdown(listener, SHUT_RDWR);
+    acceptor.join();
+    close(listener);
+    {
+      std::lock_guard lock(mutex);
+      for (auto& [number, socket] : openSockets) shutdown(socket, SHUT_RDWR);
+    }
+    for (auto& thread : threads) thread.join();
+    SSL_CTX_free(context);
+  }
+
+  void listenSocket() {
+    listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto generic = reinterpret_cast<sockaddr*>(&address);
+    socklen_t length = sizeof address;
+    bool isListening = bind(listener, generic, length) == 0 && listen(listener, 64) == 0 &&
+                       getsockname(listener, generic, &length) == 0;
+    if (!isListening) throw std::runtime_error("the raw server has no port");
+    port = ntohs(address.sin_port);
+  }
+
+  void acceptConnections() {
+    for (;;) {
+      int socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+      if (socket < 0) return;
+      std::size_t number = connectionCount++;
+      std::lock_guard lock(mutex);
+      openSockets[number] = socket;
+      threads.emplace_back([this, socket, number] { run(socket, number); });
+    }
+  }
+
+  void run(int socket, std::size_t number) {
+    sigset_t brokenPipe;  // a client that has gone is an outcome, not the end of the test
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
+    TLSConnection connection(context, socket, requestCount);
+    if (connection.accept()) serve(connection);
+    // Forgotten before it is closed, so that nobody shuts down another socket with its number.
+    std::lock_guard lock(mutex);
+    openSockets.erase(number);
+  }
+
+  std::function<void(Connection&)> serve;
+  SSL_CTX* context;
+  int listener = -1;
+  int port = 0;
+  std::atomic<std::size_t> requestCount{0};
+  std::atomic<std::size_t> connectionCount{0};
+  std::mutex mutex;
+  std::map<std::size_t, int> openSockets;
+  std::vector<std::thread> threads;
+  std::thread acceptor;
+};
+
+RawServer::RawServer(std::function<void(Connection&)> serve)
+    : _impl(std::make_unique<Impl>(std::move(serve))) {}
+
+RawServer::~RawServer() = default;
+
+std::string RawServer::url(const std::string& path) const {
+  return "https://localhost:" + std::to_string(_impl->port) + path;
+}
+
+std::size_t RawServer::requestCount() const {
+  return _impl->requestCount;
+}
+
+std::size_t RawServer::connectionCount() const {
+  return _impl->connectionCount;
+}
+
+}  // namespace oq::test

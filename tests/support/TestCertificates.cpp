@@ -1,0 +1,86 @@
+#include "support/TestCertificates.h"
+
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <cstdio>
+#include <stdexcept>
+
+namespace oq::test {
+
+namespace {
+
+constexpr long validSeconds = 24 * 3600;
+
+void addExtension(X509* certificate, X509* issuer, int kind, const std::string& value) {
+  X509V3_CTX context;
+  X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+  X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, kind, value.c_str());
+  if (!extension) throw std::runtime_error("no certificate extension " + value);
+  X509_add_ext(certificate, extension, -1);
+  X509_EXTENSION_free(extension);
+}
+
+/// Signed by the issuer, or by itself without one.
+Identity makeIdentity(const std::string& commonName, const Identity* issuer, const std::string& names) {
+  static std::atomic<long> serialNumber{1};
+  Identity made{CertificatePointer(X509_new()), KeyPointer(EVP_EC_gen("P-256"))};
+  X509* certificate = made.certificate.get();
+  X509* issuerCertificate = issuer ? issuer->certificate.get() : certificate;
+  X509_set_version(certificate, 2);
+  ASN1_INTEGER_set(X509_get_serialNumber(certificate), serialNumber++);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), validSeconds);
+  X509_set_pubkey(certificate, made.key.get());
+  auto text = reinterpret_cast<const unsigned char*>(commonName.c_str());
+  X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0);
+  X509_set_issuer_name(certificate, X509_get_subject_name(issuerCertificate));
+  addExtension(certificate, issuerCertificate, NID_basic_constraints,
+               issuer ? "CA:FALSE" : "critical,CA:TRUE");
+  if (!names.empty()) addExtension(certificate, issuerCertificate, NID_subject_alt_name, names);
+  if (!X509_sign(certificate, issuer ? issuer->key.get() : made.key.get(), EVP_sha256())) {
+    throw std::runtime_error("could not sign a test certificate");
+  }
+  return made;
+}
+
+}  // namespace
+
+TestAuthority::TestAuthority(const std::string& name)
+    : _name(name), _identity(makeIdentity(name, nullptr, "")) {}
+
+TestAuthority::~TestAuthority() {
+  std::error_code ignored;
+  if (!_folder.empty()) std::filesystem::remove_all(_folder, ignored);
+}
+
+TestAuthority& TestAuthority::trusted() {
+  static TestAuthority authority("Test authority");
+  return authority;
+}
+
+TestAuthority& TestAuthority::unknown() {
+  static TestAuthority authority("Unknown authority");
+  return authority;
+}
+
+Identity TestAuthority::issue(const std::string& alternativeNames) const {
+  return makeIdentity("server of " + _name, &_identity, alternativeNames);
+}
+
+void TestAuthority::trust() {
+  if (!_folder.empty()) return;
+  std::string pattern = (std::filesystem::temp_directory_path() / "oqsdk-authority-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
+  _folder = pattern;
+  auto path = (_folder / "authority.pem").string();
+  FILE* file = fopen(path.c_str(), "w");
+  if (!file) throw std::runtime_error("cannot write " + path);
+  PEM_write_X509(file, _identity.certificate.get());
+  fclose(file);
+  setenv("SSL_CERT_FILE", path.c_str(), 1);
+}
+
+}  // namespace oq::test
