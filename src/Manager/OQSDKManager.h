@@ -22,6 +22,7 @@ class OQRecordTree;
 class OQRecordTreeNode;
 class OQWindowData;
 class OQWindowEvent;
+class UINavigationController;
 
 /// The engine: the session with the server, the two campaign lists, the records of what was shown, the events
 /// that wait for a list, and the decision to show a window.
@@ -158,29 +159,43 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
     std::optional<std::string> pageName;
     std::shared_ptr<OQNetwork> network;
   };
-  using AnswerHandler = void (OQSDKManager::*)(const std::optional<Value>& answer);
+  using AnswerHandler = std::function<void(OQSDKManager& engine, const std::optional<Value>& answer)>;
 
   Session _session() const;
   template <class Field>
   void _setField(Field Session::*field, Field value);
+  /// nullopt for null, else the value's text form.
+  static std::optional<std::string> _textOrNil(const Value& value);
 
-  /// Posts the body with a client of its own and hands the parsed answer of status 200 to the handler,
-  /// guarded.
-  void _post(const std::string& path, Value body,
-             std::function<void(OQSDKManager&, const std::optional<Value>&)> handler);
+  /// Posts the body with a client of its own. The handler gets the parsed answer of status 200, or nullopt
+  /// for what is not JSON; it is not called for anything else, nor once the engine is gone.
+  void _post(const std::string& path, const Value& body, AnswerHandler handler);
+  /// Whether the answer is a dictionary with code 0; another code is logged.
+  static bool _isSuccess(const std::optional<Value>& answer);
   Value _listRequestBody() const;
   Value _eventRequestBody(const OQWindowEvent& event) const;
+
   void _handleLoginAnswer(const std::optional<Value>& answer);
   void _handleInAppAnswer(const std::optional<Value>& answer);
   void _handleSubscribeAnswer(const std::optional<Value>& answer);
-  void _installInAppList(const Array& records);
-  void _installSubscribeList(const Array& records);
+  /// Puts the list in force and on disk and returns the events that waited for it.
+  Events _installInAppList(const Array& records);
+  Events _installSubscribeList(const Array& records);
 
-  bool _waits(const std::shared_ptr<OQWindowEvent>& event, const Snapshot<OQCampaignList>& list,
-              Events& waiting);
-  bool _decideAndCount(const OQWindowData& window);
+  void _keepUserId(const Value& xwho);
+  /// The list if it has windows. Otherwise nullptr, and the event waits or is dropped.
+  std::shared_ptr<const OQCampaignList> _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting,
+                                                    const std::shared_ptr<OQWindowEvent>& event);
+
+  bool _mayBeShownAgain(const OQWindowData& window) const;
+  bool _countIfStillAllowed(const OQWindowData& window);
+  /// With _displayMutex held.
+  static void _count(OQRecordTreeNode& node);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
   void _markClosed(const OQWindowData& window);
+  /// An event of this moment, in the name of the user.
+  std::shared_ptr<OQWindowEvent> _eventNamed(const std::string& name, Dictionary context) const;
+  void _openWebController(UINavigationController& navigation, const std::string& url);
 
   std::atomic<bool> _treeNodesInit{false};
   std::atomic<bool> _isNewUser{false};
@@ -191,8 +206,12 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   mutable std::mutex _sessionMutex;
   Session _fields;
 
-  /// Held by the handler of a list answer until the list is in force and on disk, so that the answers to two
-  /// requests never mix. Replays run after it.
+  /// Taken by one login answer at a time while it decides whether today's list was fetched. Nobody ever waits
+  /// for it.
+  std::mutex _dailyFetchMutex;
+
+  /// Held by the handler of a list answer until the list is in force and on disk, so that two answers never
+  /// mix. The events that waited are replayed after it.
   std::mutex _answerMutex;
 
   /// One step under it: the decision to show a window with the counting of it; the installation of a list
@@ -204,9 +223,9 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   Events _waitingEvents;
   Events _waitingEvents1;
 
-  /// Held while the record file is written. The records are read inside it, so a later write never holds
-  /// older counts.
-  std::mutex _recordFileMutex;
+  /// Held while one of the three files is written. What is written is read inside it, so a later write never
+  /// holds older counts.
+  std::mutex _fileMutex;
 };
 
 }  // namespace oq

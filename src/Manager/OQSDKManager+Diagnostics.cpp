@@ -1,0 +1,12 @@
+#include <utility>
+
+#include "Manager/OQSDKManager.h"
+
+namespace oq {
+
+void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url,
+                                        OQNetwork::ImageCompletion completion) {
+  network()->downloadImageWithURL(url, std::move(completion));
+}
+
+}  // namespace oq

@@ -1,0 +1,218 @@
+#include <cmath>
+#include <utility>
+
+#include "Foundation/Date.h"
+#include "Foundation/FileManager.h"
+#include "Foundation/Number.h"
+#include "Manager/OQDispatchQueueManager.h"
+#include "Manager/OQGuard.h"
+#include "Manager/OQSDKManager.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Model/OQWindowEvent.h"
+#include "Storage/OQDataArchiver.h"
+#include "UI/OQPopWindow.h"
+#include "UIKit/MainObject.h"
+#include "UIKit/UINavigationController.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQNavigation.h"
+#include "Utils/OQUtils.h"
+
+namespace oq {
+
+namespace {
+
+/// Milliseconds since 1970, whole, as they are sent.
+double currentMilliseconds() {
+  return std::nearbyint(secondsSince1970(currentDate()) * 1000.0);
+}
+
+Value orEmptyText(const Value& value) {
+  return value.is_null() ? Value("") : value;
+}
+
+bool hasUsesLeft(const OQRecordTreeNode* node) {
+  return node && node->usedCount() < node->count();
+}
+
+void logWritten(bool written, const char* success, const char* failure) {
+  OQLogger::log("%@", written ? success : failure);
+}
+
+}  // namespace
+
+bool OQSDKManager::readyToShowWithData(const OQWindowData& window) {
+  if (!_mayBeShownAgain(window)) return false;
+  // Compared to the second, both ends included. Outside the lock, since every comparison writes to the
+  // platform's log.
+  const Date now = currentDate();
+  if (OQUtils::compareOneDay(now, OQUtils::dateFromString(window.startTime())) < 0) return false;
+  if (OQUtils::compareOneDay(now, OQUtils::dateFromString(window.endTime())) > 0) return false;
+  if (!_countIfStillAllowed(window)) return false;
+  syncRecordTree();
+  return true;
+}
+
+bool OQSDKManager::_mayBeShownAgain(const OQWindowData& window) const {
+  std::lock_guard lock(_displayMutex);
+  return hasUsesLeft(_recordTree->findTreeNodeById(integerValue(window.windowId())).get());
+}
+
+bool OQSDKManager::_countIfStillAllowed(const OQWindowData& window) {
+  std::lock_guard lock(_displayMutex);
+  const auto node = _recordTree->findTreeNodeById(integerValue(window.windowId()));
+  if (!hasUsesLeft(node.get()) || node->isActivated()) return false;
+  _count(*node);
+  return true;
+}
+
+void OQSDKManager::_count(OQRecordTreeNode& node) {
+  node.setUsedCount(node.usedCount() + 1);
+  node.setActivated(true);
+}
+
+void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
+  if (!node) return;
+  {
+    std::lock_guard lock(_displayMutex);
+    _count(*node);
+  }
+  syncRecordTree();
+}
+
+void OQSDKManager::clearTreeNodeActivateState() {
+  if (_treeNodesInit.exchange(true)) return;
+  std::lock_guard lock(_displayMutex);
+  for (const auto& node : _recordTree->copyOfNodes()) {
+    if (!node->isUserClosed()) node->setActivated(false);
+  }
+}
+
+void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window) {
+  if (!window || !readyToShowWithData(*window)) return;
+  auto self = shared_from_this();
+  auto action = [self, window](std::int64_t code, const Value& link) {
+    guarded([&] { self->_handleWindowAction(window, code, link); });
+  };
+  auto present = [self, window, action] { guarded([&] { self->presentWindow(window, action); }); };
+  OQDispatchQueueManager::dispatchInMainThread(present, true);
+}
+
+void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action) {
+  makeMainObject<OQPopWindow>()->popWithData(window, std::move(action));
+}
+
+void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code,
+                                       const Value& link) {
+  const auto clicked = [&](const char* entry) {
+    OQLogger::log(entry);
+    jumpToWebViewWithURLStr(link);
+    reportWindowEventWithName("$clickDialog", code, *window);
+  };
+  switch (code) {
+    case 1:
+      OQLogger::log("显示弹窗，弹窗类型：%@", window->style());
+      return reportWindowEventWithName("$impDialog", code, *window);
+    case 2:
+      return clicked("点击了弹窗图片");
+    case 3:
+      OQLogger::log("点击了弹窗关闭按钮");
+      _markClosed(*window);
+      syncRecordTree();
+      return reportWindowEventWithName("$closeDialog", code, *window);
+    case 4:
+      return clicked("点击了弹窗left button");
+    case 5:
+      return clicked("点击了弹窗right button");
+    case 6:
+      return clicked("点击了弹窗middle button");
+    default:
+      return;
+  }
+}
+
+void OQSDKManager::_markClosed(const OQWindowData& window) {
+  std::lock_guard lock(_displayMutex);
+  if (const auto node = _recordTree->findTreeNodeById(integerValue(window.windowId()))) {
+    node->setUserClosed(true);
+  }
+}
+
+void OQSDKManager::syncRecordTree() {
+  bool written = false;
+  {
+    std::lock_guard lock(_fileMutex);
+    OQRecordTree::Nodes nodes;
+    {
+      std::lock_guard displayLock(_displayMutex);
+      nodes = _recordTree->copyOfNodes();
+    }
+    written = OQDataArchiver::setData(nodes, documentsDirectory() / OQRecordTreeDataFileName);
+  }
+  logWritten(written, "syncRecordTree 成功！", "syncRecordTree 失败！");
+}
+
+void OQSDKManager::syncInAppData() {
+  bool written = false;
+  {
+    std::lock_guard lock(_fileMutex);
+    written = OQDataArchiver::setData(*inAppDataArray(), documentsDirectory() / OQInAppWindowDataFileName);
+  }
+  logWritten(written, "syncInAppData 成功！", "syncInAppData 失败！");
+}
+
+void OQSDKManager::syncSubscribeData() {
+  bool written = false;
+  {
+    std::lock_guard lock(_fileMutex);
+    written =
+        OQDataArchiver::setData(*subscribeDataArray(), documentsDirectory() / OQSubscribeWindowDataFileName);
+  }
+  logWritten(written, "syncSubscribeData 成功！", "syncSubscribeData 失败！");
+}
+
+void OQSDKManager::reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type,
+                                             const OQWindowData& window) {
+  Dictionary context{{"$dialog_id", orEmptyText(window.windowId())}};
+  if (type != 0) context["$dialog_type"] = type;
+  _reportEvent(_eventNamed(name.value_or(""), std::move(context)));
+}
+
+void OQSDKManager::reportPushEventWithType(std::uint64_t type, const Value& msg) {
+  if (!msg.is_object() || type > 1) return;
+  Dictionary context{{"$push_channel", orEmptyText(valueForKey(msg, "$push_channel"))},
+                     {"activityId", orEmptyText(valueForKey(msg, "activityId"))}};
+  _reportEvent(_eventNamed(type == 0 ? "$oq_push_delivery" : "$oq_push_click", std::move(context)));
+}
+
+std::shared_ptr<OQWindowEvent> OQSDKManager::_eventNamed(const std::string& name, Dictionary context) const {
+  const Session session = _session();
+  auto event = std::make_shared<OQWindowEvent>();
+  event->setAppid(Value(session.appid.value_or("")));
+  event->setXwho(Value(session.userId.value_or("")));
+  event->setXwhen(currentMilliseconds());
+  event->setXwhat(Value(name));
+  event->setXcontext(Value(std::move(context)));
+  return event;
+}
+
+void OQSDKManager::_reportEvent(const std::shared_ptr<OQWindowEvent>& event) {
+  if (!event) return;
+  _post("/push/sdk/in_app/callback", _eventRequestBody(*event), [event](OQSDKManager&, const auto& answer) {
+    if (_isSuccess(answer)) OQLogger::log("上报事件成功, event:%@", event->toDictionary());
+    OQLogger::log("上报事件 data:\n%@", answer);
+  });
+}
+
+void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
+  if (!isNonEmptyString(url)) return;
+  if (const auto navigation = OQNavigation::currentNavigation()) {
+    _openWebController(*navigation, std::string(url.get_string()));
+  }
+}
+
+void OQSDKManager::_openWebController(UINavigationController&, const std::string&) {
+  // The link is not opened without a web view to open it in; the click is reported all the same.
+}
+
+}  // namespace oq

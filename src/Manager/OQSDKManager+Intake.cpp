@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <utility>
+
+#include "Foundation/Format.h"
+#include "Foundation/Number.h"
+#include "Manager/OQSDKManager.h"
+#include "Model/OQWindowData.h"
+#include "Model/OQWindowEvent.h"
+#include "OQSDKBundleIdentifier.h"
+#include "Storage/OQUserDefaults.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
+
+namespace oq {
+
+namespace {
+
+/// Consumes the window's pre-condition when the event satisfies it; the same event may then satisfy the
+/// condition.
+bool matchesInApp(const OQWindowEvent& event, OQWindowData& window) {
+  if (const auto preEvent = window.preEvent()) {
+    if (!event.matches(*preEvent)) return false;
+    window.consumePreEvent(preEvent);
+  }
+  return event.matches(window.event().get());
+}
+
+/// The first window in list order for which the test holds; nullptr when there is none.
+template <class Test>
+std::shared_ptr<OQWindowData> firstMatch(const OQCampaignList& list, const OQWindowEvent& event, Test test) {
+  const auto* name = event.xwhat().if_string();
+  if (!name) return nullptr;
+  for (const std::size_t position : list.candidates(*name)) {
+    const auto& window = list.windows()[position];
+    if (test(event, *window)) return window;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void OQSDKManager::onEventDataReceived(const Value& info) {
+  if (!info.is_object()) return;
+  OQLogger::log("收到event回调：\n%@", info);
+  _keepUserId(valueForKey(info, "xwho"));
+  setAppid(_textOrNil(valueForKey(info, "appid")));
+  // Looked at but without consequence: page views are matched like any other event. This is meant.
+  [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == Value("$pageview");
+
+  auto event = std::make_shared<OQWindowEvent>();
+  event->setModelWithDic(info);
+  triggerEventMatch(event);
+}
+
+void OQSDKManager::_keepUserId(const Value& xwho) {
+  std::optional<std::string> userId = _textOrNil(xwho);
+  OQUserDefaults::defaultsWithName("group.oqsdk").setObject(userId ? Value(*userId) : Value(), "oq_xwho");
+  setUserId(std::move(userId));
+}
+
+void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event) {
+  triggerEventMatchInApp(event);
+  triggerEventMatchSubscribe(event);
+}
+
+void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
+  if (!event) return;
+  const auto list = _listOrWait(_inApp, _waitingEvents, event);
+  if (!list) return;
+  // First match wins, even when that window then decides not to show itself.
+  if (const auto window = firstMatch(*list, *event, matchesInApp)) _showWindowWithData(window);
+}
+
+void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
+  if (!event) return;
+  const auto list = _listOrWait(_subscribe, _waitingEvents1, event);
+  if (!list) return;
+  const auto subscribed =
+      firstMatch(*list, *event, [](const OQWindowEvent& received, const OQWindowData& window) {
+        return received.matches(window.event().get());
+      });
+  if (subscribed) triggerEvent(event);
+}
+
+std::shared_ptr<const OQCampaignList> OQSDKManager::_listOrWait(const Snapshot<OQCampaignList>& list,
+                                                                Events& waiting,
+                                                                const std::shared_ptr<OQWindowEvent>& event) {
+  auto current = list.load();
+  if (!current->empty()) return current;
+  // Looked at again under the lock under which a list is installed: an event that waits is sure to be
+  // replayed.
+  std::lock_guard lock(_displayMutex);
+  current = list.load();
+  if (!current->empty()) return current;
+  // The oldest are kept, not the newest; this is meant.
+  const bool hasRoom = static_cast<std::int64_t>(waiting.size()) < maxWaitingReceivedEventsNum();
+  if (hasRoom && std::ranges::find(waiting, event) == waiting.end()) waiting.push_back(event);
+  return nullptr;
+}
+
+Value OQSDKManager::_eventRequestBody(const OQWindowEvent& event) const {
+  const Session session = _session();
+  return {{"os",
+           {{"brand", "iphone"},
+            {"channel", "default"},
+            {"packageName", OQSDK_BUNDLE_IDENTIFIER},
+            {"platform", "ios"},
+            {"version", OQUtils::getOSVersion()}}},
+          {"sdkVersion", OQSDKVersion},
+          {"token", session.token.value_or("")},
+          {"userId", session.userId.value_or("")},
+          {"events", Array{event.toDictionary()}}};
+}
+
+void OQSDKManager::triggerEvent(const std::shared_ptr<OQWindowEvent>& event) {
+  if (!event) return;
+  _post("/push/sdk/event/trigger", _eventRequestBody(*event), [event](OQSDKManager&, const auto& answer) {
+    if (_isSuccess(answer)) OQLogger::log("触发事件成功!事件名：%@", event->xwhat());
+    OQLogger::log("触发事件 data:\n%@", answer);
+  });
+}
+
+void OQSDKManager::autoPageCollected(const std::string& name) {
+  setPageName(name);
+}
+
+void OQSDKManager::pushTrack(std::uint64_t type, const Value& msg) {
+  reportPushEventWithType(type, msg);
+}
+
+}  // namespace oq

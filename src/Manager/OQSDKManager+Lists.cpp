@@ -1,0 +1,212 @@
+#include <utility>
+
+#include "Foundation/Date.h"
+#include "Foundation/Format.h"
+#include "Foundation/JSONSerialization.h"
+#include "Foundation/Number.h"
+#include "Foundation/UserDefaults.h"
+#include "Manager/OQGuard.h"
+#include "Manager/OQSDKManager.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "OQSDKBundleIdentifier.h"
+#include "Storage/OQUserDefaults.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
+
+namespace oq {
+
+namespace {
+
+constexpr const char* lastUpdateKey = "OQWindowDataLastUpdateTime";
+
+/// The campaigns of an answer; nullptr when there are none, and then nothing changes.
+const Array* campaignsOf(const std::optional<Value>& answer) {
+  const Array* records = valueForKey(*answer, "data").if_array();
+  return records && !records->empty() ? records : nullptr;
+}
+
+std::shared_ptr<OQWindowData> windowFrom(const Value& record) {
+  auto window = std::make_shared<OQWindowData>();
+  window->setModelWithDic(record);
+  return window;
+}
+
+std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window) {
+  auto node = std::make_shared<OQRecordTreeNode>();
+  node->setNodeId(integerValue(window.windowId()));
+  node->setCount(window.count());
+  node->setStartTime(window.startTime());
+  node->setEndTime(window.endTime());
+  return node;
+}
+
+std::optional<URL> pictureURL(const OQWindowData& window) {
+  const auto* picture = window.picture().if_string();
+  return picture ? URL::withString(*picture) : std::nullopt;
+}
+
+bool wasFetchedToday() {
+  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(lastUpdateKey);
+  const Date* last = std::get_if<Date>(&stored);
+  return OQUtils::isSameDay(currentDate(), last ? std::optional(*last) : std::nullopt);
+}
+
+}  // namespace
+
+void OQSDKManager::_post(const std::string& path, const Value& body, AnswerHandler handler) {
+  auto success = [weak = weak_from_this(), handler = std::move(handler)](const URLResponse& response,
+                                                                         const Data& data) {
+    guarded([&] {
+      auto engine = weak.lock();
+      if (!engine) return;
+      if (response.statusCode != 200) {
+        OQLogger::error(response.statusCode);
+        return;
+      }
+      handler(*engine, valueWithJSONData(data));
+    });
+  };
+  auto failure = [](const Error& error) { guarded([&] { OQLogger::error(error); }); };
+  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr(path, nullptr, body, std::move(success),
+                                                            std::move(failure));
+}
+
+bool OQSDKManager::_isSuccess(const std::optional<Value>& answer) {
+  if (!answer || !answer->is_object()) return false;
+  const std::int64_t code = integerValue(valueForKey(*answer, "code"));
+  if (code == 0) return true;
+  OQLogger::error(stringWithFormat("code:%@\nmessage:%@\n", code, valueForKey(*answer, "message")));
+  return false;
+}
+
+void OQSDKManager::login() {
+  const auto host = configuration();
+  // "packageName" is the library's own identifier and not the host's; this is meant.
+  const Value body = {{"os",
+                       {{"brand", "iphone"},
+                        {"channel", "default"},
+                        {"platform", "ios"},
+                        {"version", OQUtils::getOSVersion()},
+                        {"mac", OQUtils::getUUID()},
+                        {"packageName", OQSDK_BUNDLE_IDENTIFIER}}},
+                      {"sdkVersion", OQSDKVersion},
+                      {"appKey", host ? host->appKey() : std::string()}};
+  _post("/push/sdk/login", body,
+        [](OQSDKManager& engine, const auto& answer) { engine._handleLoginAnswer(answer); });
+}
+
+void OQSDKManager::_handleLoginAnswer(const std::optional<Value>& answer) {
+  if (_isSuccess(answer)) {
+    const std::optional<std::string> token = _textOrNil(valueForKey(*answer, "token"));
+    setToken(token);
+    OQUserDefaults::defaultsWithName("group.oqsdk").setObject(token ? Value(*token) : Value(), "oq_token");
+    getListData();
+  }
+  OQLogger::log("login data:\n%@", answer);
+}
+
+void OQSDKManager::getListData() {
+  const Session session = _session();
+  if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
+  getSubscribeList();
+
+  std::unique_lock turn(_dailyFetchMutex, std::try_to_lock);
+  if (!turn || wasFetchedToday()) return;
+  getInAppList();
+  // Stored when the request is sent, whatever becomes of it: a failed fetch is not repeated on the same day.
+  auto defaults = UserDefaults::standardUserDefaults();
+  defaults->setObject(currentDate(), lastUpdateKey);
+  defaults->synchronize();
+}
+
+Value OQSDKManager::_listRequestBody() const {
+  const Session session = _session();
+  // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are
+  // meant.
+  const int newUser = isNewUser() ? 0 : 1;
+  return {{"newUser", newUser},
+          {"os",
+           {{"brand", "iphone"},
+            {"channel", "default"},
+            {"platform", "ios"},
+            {"version", OQUtils::getOSVersion()}}},
+          {"sdkVersion", OQSDKVersion},
+          {"token", session.token.value_or("")},
+          {"userId", session.userId.value_or("")}};
+}
+
+void OQSDKManager::getInAppList() {
+  _post("/push/sdk/in_app", _listRequestBody(),
+        [](OQSDKManager& engine, const auto& answer) { engine._handleInAppAnswer(answer); });
+}
+
+void OQSDKManager::getSubscribeList() {
+  _post("/push/sdk/event/subscribe", _listRequestBody(),
+        [](OQSDKManager& engine, const auto& answer) { engine._handleSubscribeAnswer(answer); });
+}
+
+void OQSDKManager::_handleInAppAnswer(const std::optional<Value>& answer) {
+  if (_isSuccess(answer)) {
+    if (const Array* records = campaignsOf(answer)) {
+      for (const auto& event : _installInAppList(*records)) triggerEventMatchInApp(event);
+    }
+  }
+  OQLogger::log("in_app data:\n%@", answer);
+}
+
+OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
+  std::lock_guard answerLock(_answerMutex);
+  OQRecordTree& scratch = OQRecordTree::defaultTree();
+  scratch.removeAllTreeNodes();
+  Windows windows;
+  windows.reserve(records.size());
+  for (const Value& record : records) {
+    const auto window = windowFrom(record);
+    windows.push_back(window);
+    scratch.addTreeNode(recordFor(*window));
+    // Only so that the picture is in the cache before the window is shown.
+    downloadImageWithURL(pictureURL(*window), nullptr);
+  }
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  Events waited;
+  {
+    std::lock_guard lock(_displayMutex);
+    list = _inApp.exchange(std::move(list));
+    _recordTree->updateWithTree(scratch);
+    waited.swap(_waitingEvents);
+  }
+  clearTreeNodeActivateState();
+  syncInAppData();
+  syncRecordTree();
+  return waited;
+}
+
+void OQSDKManager::_handleSubscribeAnswer(const std::optional<Value>& answer) {
+  if (_isSuccess(answer)) {
+    if (const Array* records = campaignsOf(answer)) {
+      for (const auto& event : _installSubscribeList(*records)) triggerEventMatchSubscribe(event);
+    }
+  }
+  OQLogger::log("subscribe data:\n%@", answer);
+}
+
+OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
+  std::lock_guard answerLock(_answerMutex);
+  // Subscriptions are never shown: no records, no pictures.
+  Windows windows;
+  windows.reserve(records.size());
+  for (const Value& record : records) windows.push_back(windowFrom(record));
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  Events waited;
+  {
+    std::lock_guard lock(_displayMutex);
+    list = _subscribe.exchange(std::move(list));
+    waited.swap(_waitingEvents1);
+  }
+  syncSubscribeData();
+  return waited;
+}
+
+}  // namespace oq

@@ -1,0 +1,191 @@
+#include "Manager/OQSDKManager.h"
+
+#include <utility>
+
+#include "Foundation/FileManager.h"
+#include "Foundation/Format.h"
+#include "Manager/OQGuard.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Model/OQWindowEvent.h"
+#include "Storage/OQDataArchiver.h"
+#include "Storage/OQUserDefaults.h"
+#include "Utils/OQPageCollection.h"
+#include "Utils/OQSwizzler.h"
+#include "oqsdk/AnalyticsHook.h"
+
+namespace oq {
+
+namespace {
+
+/// What the file of an earlier run holds; a missing or damaged one reads as empty.
+template <class T>
+std::vector<std::shared_ptr<T>> restored(const char* fileName) {
+  auto objects = OQDataArchiver::getDataForPath<T>(documentsDirectory() / fileName);
+  return objects ? std::move(*objects) : std::vector<std::shared_ptr<T>>();
+}
+
+std::shared_ptr<const OQSDKManager::Windows> windowsOf(std::shared_ptr<const OQCampaignList> list) {
+  return {list, &list->windows()};
+}
+
+}  // namespace
+
+Class* OQSDKManager::staticClass() {
+  static Class* registered = registerClass("OQSDKManager", Object::staticClass());
+  return registered;
+}
+
+OQSDKManager& OQSDKManager::sharedManager() {
+  // Leaked on purpose.
+  static auto* shared = new std::shared_ptr<OQSDKManager>(std::make_shared<OQSDKManager>());
+  return **shared;
+}
+
+OQSDKManager::OQSDKManager() {
+  OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.oqsdk");
+  const Value storedUserId = defaults.objectForKey("oq_xwho");
+  _isNewUser = !storedUserId.is_null();
+  _fields.token = _textOrNil(defaults.objectForKey("oq_token"));
+  _fields.userId = _textOrNil(storedUserId);
+  setInAppDataArray(restored<OQWindowData>(OQInAppWindowDataFileName));
+  setSubscribeDataArray(restored<OQWindowData>(OQSubscribeWindowDataFileName));
+  _recordTree = OQRecordTree::treeWithNodes(
+      std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
+  clearTreeNodeActivateState();
+}
+
+OQSDKManager::~OQSDKManager() = default;
+
+void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
+  // A flag and not a once-only guard: the hooks wait for the main thread, which may be starting the library
+  // itself.
+  static std::atomic<bool> hooksInstalled{false};
+  if (!hooksInstalled.exchange(true)) {
+    exchangeMethod();
+    OQPageCollection::collectPage();
+  }
+  setConfiguration(std::move(configuration));
+  login();
+}
+
+void OQSDKManager::exchangeMethod() {
+  OQUploadHookBlock block = [](Object&, SEL, const Value& info, const std::string&, const UploadHandler&) {
+    guarded([&] { sharedManager().onEventDataReceived(info); });
+  };
+  OQSwizzler::swizzleSelector(saveUploadInfo, NSClassFromString("TorvelinSDK"), std::move(block),
+                              "oq_saveUploadInfo");
+}
+
+void OQSDKManager::setEnvironment(std::uint64_t environment) {
+  // Without a configuration nothing is stored; a host that chooses before the start asks its own
+  // configuration.
+  if (auto configuration = sharedManager().configuration()) configuration->setEnvType(environment);
+}
+
+std::uint64_t OQSDKManager::getEnvironment() {
+  return static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName("group.oqsdk").integerForKey("envType"));
+}
+
+std::optional<std::string> OQSDKManager::_textOrNil(const Value& value) {
+  if (value.is_null()) return std::nullopt;
+  return descriptionOf(value);
+}
+
+OQSDKManager::Session OQSDKManager::_session() const {
+  std::lock_guard lock(_sessionMutex);
+  return _fields;
+}
+
+template <class Field>
+void OQSDKManager::_setField(Field Session::*field, Field value) {
+  // The former value is released by the caller's copy, outside the lock.
+  std::lock_guard lock(_sessionMutex);
+  std::swap(_fields.*field, value);
+}
+
+std::shared_ptr<TorvelinOqConfig> OQSDKManager::configuration() const {
+  return _session().configuration;
+}
+void OQSDKManager::setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
+  _setField(&Session::configuration, std::move(configuration));
+}
+std::optional<std::string> OQSDKManager::token() const {
+  return _session().token;
+}
+void OQSDKManager::setToken(std::optional<std::string> token) {
+  _setField(&Session::token, std::move(token));
+}
+std::optional<std::string> OQSDKManager::userId() const {
+  return _session().userId;
+}
+void OQSDKManager::setUserId(std::optional<std::string> userId) {
+  _setField(&Session::userId, std::move(userId));
+}
+std::optional<std::string> OQSDKManager::appid() const {
+  return _session().appid;
+}
+void OQSDKManager::setAppid(std::optional<std::string> appid) {
+  _setField(&Session::appid, std::move(appid));
+}
+std::optional<std::string> OQSDKManager::pageName() const {
+  return _session().pageName;
+}
+void OQSDKManager::setPageName(std::optional<std::string> pageName) {
+  _setField(&Session::pageName, std::move(pageName));
+}
+
+std::shared_ptr<OQNetwork> OQSDKManager::network() {
+  std::lock_guard lock(_sessionMutex);
+  if (!_fields.network) _fields.network = OQNetwork::randomNetwork();
+  return _fields.network;
+}
+void OQSDKManager::setNetwork(std::shared_ptr<OQNetwork> network) {
+  _setField(&Session::network, std::move(network));
+}
+
+std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::inAppDataArray() const {
+  return windowsOf(_inApp.load());
+}
+void OQSDKManager::setInAppDataArray(Windows windows) {
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  std::lock_guard lock(_displayMutex);
+  list = _inApp.exchange(std::move(list));
+}
+std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::subscribeDataArray() const {
+  return windowsOf(_subscribe.load());
+}
+void OQSDKManager::setSubscribeDataArray(Windows windows) {
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  std::lock_guard lock(_displayMutex);
+  list = _subscribe.exchange(std::move(list));
+}
+
+std::shared_ptr<OQRecordTree> OQSDKManager::recordTree() const {
+  std::lock_guard lock(_displayMutex);
+  return _recordTree;
+}
+void OQSDKManager::setRecordTree(std::shared_ptr<OQRecordTree> tree) {
+  if (!tree) tree = std::make_shared<OQRecordTree>();
+  std::lock_guard lock(_displayMutex);
+  std::swap(_recordTree, tree);
+}
+
+OQSDKManager::Events OQSDKManager::waitingEvents() const {
+  std::lock_guard lock(_displayMutex);
+  return _waitingEvents;
+}
+void OQSDKManager::setWaitingEvents(Events events) {
+  std::lock_guard lock(_displayMutex);
+  std::swap(_waitingEvents, events);
+}
+OQSDKManager::Events OQSDKManager::waitingEvents1() const {
+  std::lock_guard lock(_displayMutex);
+  return _waitingEvents1;
+}
+void OQSDKManager::setWaitingEvents1(Events events) {
+  std::lock_guard lock(_displayMutex);
+  std::swap(_waitingEvents1, events);
+}
+
+}  // namespace oq
