@@ -79,12 +79,6 @@ std::shared_ptr<const UIImage> UIButton::imageForState(std::uint32_t state) cons
   return image ? *image : nullptr;
 }
 
-void UIButton::setHighlighted(bool highlighted) {
-  if (highlighted == isHighlighted()) return;
-  UIControl::setHighlighted(highlighted);
-  setNeedsDisplay();
-}
-
 std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
   std::uint32_t state = !isEnabled()      ? UIControlStateDisabled
                         : isHighlighted() ? UIControlStateHighlighted

@@ -11,8 +11,9 @@
 
 namespace oq {
 
-/// A titled control of the custom type: its title centred, its image fitted, a background that is its own colour. While
-/// it is held down it darkens, unless it has a look of its own for that state. Main thread only.
+/// A titled control of the custom type: its title centred, its image fitted, a background that is its own
+/// colour. While it is held down it darkens, unless it has a look of its own for that state. Main thread
+/// only.
 class UIButton : public UIControl {
   OQ_CLASS(UIButton)
 
@@ -42,7 +43,6 @@ class UIButton : public UIControl {
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
-  void setHighlighted(bool highlighted) override;
 
  private:
   std::map<std::uint32_t, std::string> _titles;

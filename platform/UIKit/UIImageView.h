@@ -1,6 +1,9 @@
 #pragma once
 
+#include <any>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include "UIKit/UIImage.h"
 #include "UIKit/UIView.h"
@@ -21,12 +24,21 @@ class UIImageView : public UIView {
   void setContentMode(UIViewContentMode mode);
   CGRect contentRect(CGRect bounds) const override;
 
+  /// Whatever an extension of the class keeps with a view, by the address of a key; nullptr when it keeps
+  /// nothing.
+  void setAssociatedObject(const void* key, std::any object) { _associatedObjects[key] = std::move(object); }
+  const std::any* associatedObject(const void* key) const {
+    auto found = _associatedObjects.find(key);
+    return found == _associatedObjects.end() ? nullptr : &found->second;
+  }
+
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
 
  private:
   std::shared_ptr<const UIImage> _image;
   UIViewContentMode _contentMode = UIViewContentMode::ScaleToFill;
+  std::map<const void*, std::any> _associatedObjects;
 };
 
 }  // namespace oq
