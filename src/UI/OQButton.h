@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Model/OQButtonAttribute.h"
+#include "UIKit/UIButton.h"
+
+namespace oq {
+
+/// A button that is styled from a campaign's button. Main thread only.
+class OQButton : public UIButton {
+  OQ_CLASS(OQButton)
+
+ public:
+  /// Keeps the attribute, nullptr included, and applies what it holds to the normal state; what it lacks
+  /// leaves the button as it is.
+  void setAttribute(std::shared_ptr<OQButtonAttribute> attribute);
+  const std::shared_ptr<OQButtonAttribute>& attribute() const { return _attribute; }
+  /// The code that a tap reports.
+  std::int64_t eventType() const { return _eventType; }
+  void setEventType(std::int64_t type) { _eventType = type; }
+
+ private:
+  std::shared_ptr<OQButtonAttribute> _attribute;
+  std::int64_t _eventType = 0;
+};
+
+}  // namespace oq

@@ -1,0 +1,100 @@
+#include <algorithm>
+
+#include "Categories/UIImageView+OQWebCache.h"
+#include "Foundation/Format.h"
+#include "UI/OQPopWindow.h"
+#include "UI/OQPopWindowMetrics.h"
+
+namespace oq {
+namespace {
+
+constexpr NSParagraphStyle kParagraphStyle{8, NSTextAlignment::Justified};
+
+/// Gives the label's text its paragraph style and returns the height that it takes at the width; 0 without a
+/// text.
+double styleAndMeasure(UILabel& label, double width) {
+  if (!label.text()) return 0;
+  NSAttributedString text{*label.text(), kParagraphStyle};
+  label.setAttributedText(text);
+  return boundingSizeOfText(text, label.font(), width).height;
+}
+
+/// On a screen so wide that margins and button leave nothing, a text has no height rather than a negative
+/// one.
+double atMost(double height, double limit) {
+  return std::max(0.0, std::min(height, limit));
+}
+
+std::optional<URL> urlFromValue(const Value& address) {
+  return address.is_null() ? std::nullopt : URL::withString(descriptionOf(address));
+}
+
+}  // namespace
+
+void OQPopWindow::loadPicture() {
+  oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt);
+}
+
+void OQPopWindow::layoutImage() {
+  OQPopWindowMetrics metrics;
+  contentView()->addSubview(imgView());
+  imgView()->setFrame(CGRectMake(0, 0, metrics.cardWidth(), metrics.pictureHeight()));
+  loadPicture();
+}
+
+void OQPopWindow::layoutTitleAndTextWithData(const OQWindowData& data) {
+  OQPopWindowMetrics metrics;
+  bool textOnly = data.style() == 3;
+  double budget = metrics.textBudget(textOnly), margin = metrics.margin(), width = metrics.textWidth();
+
+  contentView()->addSubview(titleLbl());
+  titleLbl()->setAttribute(data.title());
+  double titleHeight = atMost(styleAndMeasure(*titleLbl(), width), 0.3 * budget);
+  // Three quarters, not the picture's own ratio, so that the title keeps some distance from it; meant.
+  double titleTop = textOnly ? margin : margin + metrics.cardWidth() * 0.75;
+  titleLbl()->setFrame(CGRectMake(margin, titleTop, width, titleHeight));
+
+  contentView()->addSubview(textScrollView());
+  textScrollView()->addSubview(textLbl());
+  textLbl()->setAttribute(data.content());
+  double bodyHeight = styleAndMeasure(*textLbl(), width);
+  textLbl()->setFrame(CGRectMake(0, 0, width, bodyHeight));
+  textScrollView()->setFrame(
+      CGRectMake(margin, titleLbl()->frame().maxY() + margin, width, atMost(bodyHeight, 0.7 * budget)));
+  textScrollView()->setContentSize({width, bodyHeight});
+}
+
+void OQPopWindow::layoutButtonWithData(const OQWindowData& data) {
+  OQPopWindowMetrics metrics;
+  double top = textScrollView()->frame().maxY() + metrics.margin(), height = metrics.buttonHeight();
+  auto place = [&](const std::shared_ptr<OQButton>& button, double x, double width,
+                   const std::shared_ptr<OQButtonAttribute>& attribute) {
+    contentView()->addSubview(button);
+    button->setFrame(CGRectMake(x, top, width, height));
+    button->setAttribute(attribute);
+  };
+  if (data.style() == 3) {
+    // The point between the two shows the card: a divider.
+    double width = (metrics.cardWidth() - 1) * 0.5;
+    place(leftBtn(), 0, width, data.leftBtnAttribute());
+    place(rightBtn(), width + 1, width, data.rightBtnAttribute());
+  } else if (data.style() == 2) {
+    place(middleBtn(), 0, metrics.cardWidth(), data.middleBtnAttribute());
+  }
+  reframeContentView();
+}
+
+void OQPopWindow::reframeContentView() {
+  std::int64_t style = _data ? _data->style() : 0;
+  double bottom = (style == 2 ? middleBtn() : leftBtn())->frame().maxY();
+  setCardHeight(*contentView(), bottom);
+  if (style == 2) _imageAndTextWindowHeight = contentView()->bounds().size.height;
+  if (style == 3) _textWindowHeight = contentView()->bounds().size.height;
+}
+
+void OQPopWindow::setCardHeight(UIView& card, double height) {
+  card.setBounds(CGRectMake(0, 0, OQPopWindowMetrics().cardWidth(), height));
+  card.setCenter(center());
+}
+
+}  // namespace oq

@@ -1,0 +1,201 @@
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UI/OQPopWindow.h"
+#include "UI/OQPopWindowMetrics.h"
+#include "UIKit/MainObject.h"
+#include "UIKit/UIGestureRecognizer.h"
+#include "UIKit/UIWindow.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQNavigation.h"
+
+namespace oq {
+namespace {
+
+constexpr double kOpening = 0.2, kClosing = 0.05;  // seconds
+constexpr std::int64_t kShown = 1, kShownAsTool = -1, kPicture = 2, kClosed = 3;
+
+/// At once on the main queue, soon from elsewhere.
+void onMainQueue(Block block) {
+  if (isOnMainQueue()) return block();
+  DispatchQueue::main().async(std::move(block));
+}
+
+std::shared_ptr<OQTextAttribute> textAttribute(const std::optional<std::string>& text) {
+  auto attribute = std::make_shared<OQTextAttribute>();
+  if (text) attribute->setText(Value(*text));
+  return attribute;
+}
+
+std::shared_ptr<OQButtonAttribute> buttonAttribute(const char* text) {
+  auto attribute = std::make_shared<OQButtonAttribute>();
+  attribute->setText(Value(text));
+  return attribute;
+}
+
+}  // namespace
+
+void OQPopWindow::popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction) {
+  if (_isShowing) return;
+  OQLogger::log("pop window with data:%@\n", data);
+  onMainQueue([self = self(), data = std::move(data), eventAction = std::move(eventAction)]() mutable {
+    self->showData(std::move(data), std::move(eventAction));
+  });
+}
+
+void OQPopWindow::showData(std::shared_ptr<OQWindowData> data, EventAction eventAction) {
+  _data = std::move(data);
+  _eventAction = eventAction;
+  switch (_data ? _data->style() : 0) {
+    case 1:
+      return _popWithImageWithCompletion(std::move(eventAction));
+    case 2:
+      return _popWithTextAndImageWithCompletion(std::move(eventAction));
+    case 3:
+      return _popWithTextWithCompletion(std::move(eventAction));
+    default:
+      // A style that is not known shows nothing and reports nothing; meant.
+      return;
+  }
+}
+
+void OQPopWindow::popWithTitle(std::optional<std::string> title, std::optional<std::string> message,
+                               EventAction eventAction) {
+  onMainQueue([self = self(), title = std::move(title), message = std::move(message),
+               eventAction = std::move(eventAction)]() mutable {
+    auto data = std::make_shared<OQWindowData>();
+    data->setTitle(textAttribute(title));
+    data->setContent(textAttribute(message.value_or("未取到userId，请重启APP")));
+    data->setLeftBtnAttribute(buttonAttribute("取消"));
+    data->setRightBtnAttribute(buttonAttribute("确定"));
+    data->setStyle(3);
+    self->_data = std::move(data);
+    self->_eventAction = eventAction;
+    self->_isToolWindow = true;
+    self->_popWithTextWithCompletion(std::move(eventAction));
+  });
+}
+
+void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {
+  addToKeyWindow(imgView());
+  loadPicture();
+  setCardHeight(*imgView(), 0);
+  imgView()->setUserInteractionEnabled(true);
+  // Shown a second time the picture has its recogniser already; another would report each tap twice.
+  if (imgView()->gestureRecognizers().empty()) {
+    imgView()->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([weak = weakSelf()] {
+      if (auto window = weak.lock()) window->imageClicked();
+    }));
+  }
+  openCard(
+      imgView(), OQPopWindowMetrics().pageHeight(),
+      [this] {
+        CGRect picture = imgView()->frame();
+        placeCloseButton({picture.centre().x, picture.maxY() + OQPopWindowMetrics().closeButtonSide()});
+      },
+      std::move(completion));
+}
+
+void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
+  addToKeyWindow(contentView());
+  if (_data) {
+    layoutImage();
+    layoutTitleAndTextWithData(*_data);
+    layoutButtonWithData(*_data);
+  }
+  setCardHeight(*contentView(), 0);
+  openCard(
+      contentView(), _imageAndTextWindowHeight,
+      [this] {
+        placeCloseButton({contentView()->frame().maxX(), contentView()->frame().minY()});
+      },
+      std::move(completion));
+}
+
+void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
+  addToKeyWindow(contentView());
+  if (_data) {
+    layoutTitleAndTextWithData(*_data);
+    layoutButtonWithData(*_data);
+  }
+  setCardHeight(*contentView(), 0);
+  auto opened = [this, completion = std::move(completion)](std::int64_t code, const Value& link) {
+    if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
+  };
+  openCard(contentView(), _textWindowHeight, nullptr, std::move(opened));
+}
+
+void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
+  if (auto window = OQNavigation::keyWindow()) window->addSubview(self());
+  addSubview(backgroundView());
+  addSubview(card);
+}
+
+void OQPopWindow::openCard(const std::shared_ptr<UIView>& card, double height,
+                           std::function<void()> placeClose, EventAction completion) {
+  backgroundView()->setAlpha(0.2);
+  setAlpha(1);
+  // Held strongly: without a key window nobody else may own this window until it has reported.
+  auto opened = [self = self(), placeClose = std::move(placeClose),
+                 completion = std::move(completion)](bool) {
+    self->_isShowing = true;
+    if (placeClose) placeClose();
+    if (completion) completion(kShown, Value());
+  };
+  UIView::animateWithDuration(
+      kOpening,
+      [&] {
+        backgroundView()->setAlpha(1);
+        setCardHeight(*card, height);
+      },
+      std::move(opened));
+}
+
+void OQPopWindow::placeCloseButton(CGPoint centre) {
+  double side = OQPopWindowMetrics().closeButtonSide();
+  addSubview(closeBtn());
+  closeBtn()->setFrame(CGRectMake(centre.x - side / 2, centre.y - side / 2, side, side));
+}
+
+void OQPopWindow::fadeOut(std::function<void()> completion) {
+  UIView::animateWithDuration(
+      kClosing, [this] { setAlpha(0); },
+      [self = self(), completion = std::move(completion)](bool) {
+        self->removeFromSuperview();
+        self->_isShowing = false;
+        completion();
+      });
+}
+
+void OQPopWindow::closeWithCompletion(EventAction completion) {
+  fadeOut([completion = std::move(completion)] {
+    if (completion) completion(kClosed, Value());
+  });
+}
+
+void OQPopWindow::_close() {
+  fadeOut([this] { report(kClosed, Value()); });
+}
+
+void OQPopWindow::imageClicked() {
+  closeWithCompletion([weak = weakSelf()](std::int64_t, const Value&) {
+    auto window = weak.lock();
+    if (window) window->report(kPicture, window->_data ? window->_data->eventLink() : Value());
+  });
+}
+
+void OQPopWindow::jumpOut(const std::shared_ptr<OQButton>& button) {
+  closeWithCompletion([weak = weakSelf(), button](std::int64_t, const Value&) {
+    const auto& attribute = button->attribute();
+    if (auto window = weak.lock())
+      window->report(button->eventType(), attribute ? attribute->eventLink() : Value());
+  });
+}
+
+/// The callback may set another one, or none, while it runs.
+void OQPopWindow::report(std::int64_t code, const Value& link) {
+  EventAction action = _eventAction;
+  if (action) action(code, link);
+}
+
+}  // namespace oq

@@ -1,0 +1,140 @@
+#include "UI/OQPopWindow.h"
+
+#include <utility>
+
+#include "Foundation/Bundle.h"
+#include "UI/OQPopWindowFont.h"
+#include "UI/OQPopWindowMetrics.h"
+#include "UIKit/UIImage.h"
+#include "UIKit/UIScreen.h"
+
+namespace oq {
+namespace {
+
+constexpr UIColor kTextColor =
+    UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
+
+std::shared_ptr<const UIImage> closeImage() {
+  auto file = pathForResource("OQSDK", "oq_close@2x.png");
+  return file ? UIImage::imageWithContentsOfFile(*file) : nullptr;
+}
+
+}  // namespace
+
+Class* OQPopWindow::staticClass() {
+  static Class* registered = registerClass("OQPopWindow", UIView::staticClass());
+  return registered;
+}
+
+OQPopWindow::OQPopWindow() : UIView(UIScreen::mainScreen().bounds()) {}
+
+OQPopWindow::OQPopWindow(CGRect) : OQPopWindow() {}
+
+std::shared_ptr<OQPopWindow> OQPopWindow::self() {
+  return std::static_pointer_cast<OQPopWindow>(shared_from_this());
+}
+
+const std::shared_ptr<UIView>& OQPopWindow::backgroundView() {
+  if (!_backgroundView) {
+    _backgroundView = makeMainObject<UIView>(UIScreen::mainScreen().bounds());
+    _backgroundView->setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.3));
+    // Beside an upright stage in a wide window the host dims with it.
+    _backgroundView->setFillsSurroundings(true);
+  }
+  return _backgroundView;
+}
+
+const std::shared_ptr<UIView>& OQPopWindow::contentView() {
+  if (!_contentView) {
+    _contentView = makeMainObject<UIView>();
+    _contentView->setBackgroundColor(UIColor::whiteColor());
+    _contentView->setClipsToBounds(true);
+  }
+  return _contentView;
+}
+
+const std::shared_ptr<UIImageView>& OQPopWindow::imgView() {
+  if (!_imgView) {
+    _imgView = makeMainObject<UIImageView>();
+    _imgView->setBackgroundColor(UIColor::whiteColor());
+    _imgView->setContentMode(UIViewContentMode::ScaleAspectFit);
+  }
+  return _imgView;
+}
+
+std::shared_ptr<OQLabel> OQPopWindow::textLabel(double fontSize, std::shared_ptr<OQTextAttribute> attribute) {
+  auto label = makeMainObject<OQLabel>();
+  label->setNumberOfLines(0);
+  label->setTextColor(kTextColor);
+  label->setBackgroundColor(UIColor::whiteColor());
+  label->setFont(popWindowFont(fontSize));
+  label->setAttribute(std::move(attribute));
+  return label;
+}
+
+const std::shared_ptr<OQLabel>& OQPopWindow::titleLbl() {
+  if (!_titleLbl)
+    _titleLbl = textLabel(OQPopWindowMetrics().titleFontSize(), _data ? _data->title() : nullptr);
+  return _titleLbl;
+}
+
+const std::shared_ptr<OQLabel>& OQPopWindow::textLbl() {
+  if (!_textLbl)
+    _textLbl = textLabel(OQPopWindowMetrics().bodyFontSize(), _data ? _data->content() : nullptr);
+  return _textLbl;
+}
+
+const std::shared_ptr<UIScrollView>& OQPopWindow::textScrollView() {
+  if (!_textScrollView) {
+    _textScrollView = makeMainObject<UIScrollView>();
+    _textScrollView->setShowsHorizontalScrollIndicator(false);
+    _textScrollView->setShowsVerticalScrollIndicator(true);
+  }
+  return _textScrollView;
+}
+
+/// The tap is attached where the button is built, so that a second layout does not make it count twice.
+std::shared_ptr<OQButton> OQPopWindow::actionButton(std::int64_t eventType) {
+  auto button = makeMainObject<OQButton>();
+  button->setEventType(eventType);
+  auto tapped = [weak = weakSelf()](UIControl& control) {
+    if (auto window = weak.lock())
+      window->jumpOut(std::static_pointer_cast<OQButton>(control.shared_from_this()));
+  };
+  button->addTarget(std::move(tapped), UIControlEventTouchUpInside);
+  return button;
+}
+
+// From left to right the codes are 4, 6, 5; meant.
+const std::shared_ptr<OQButton>& OQPopWindow::leftBtn() {
+  if (!_leftBtn) _leftBtn = actionButton(4);
+  return _leftBtn;
+}
+
+const std::shared_ptr<OQButton>& OQPopWindow::middleBtn() {
+  if (!_middleBtn) _middleBtn = actionButton(6);
+  return _middleBtn;
+}
+
+const std::shared_ptr<OQButton>& OQPopWindow::rightBtn() {
+  if (!_rightBtn) _rightBtn = actionButton(5);
+  return _rightBtn;
+}
+
+const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
+  if (_closeBtn) return _closeBtn;
+  _closeBtn = makeMainObject<UIButton>();
+  auto image = closeImage();
+  _closeBtn->setImage(image, UIControlStateNormal);
+  _closeBtn->setImage(image, UIControlStateHighlighted);
+  _closeBtn->layer().setShadowColor(UIColor::blackColor().withAlphaComponent(0.7));
+  _closeBtn->layer().setShadowOffset({-1, 1});
+  _closeBtn->layer().setShadowOpacity(0.7);
+  auto tapped = [weak = weakSelf()](UIControl&) {
+    if (auto window = weak.lock()) window->_close();
+  };
+  _closeBtn->addTarget(std::move(tapped), UIControlEventTouchUpInside);
+  return _closeBtn;
+}
+
+}  // namespace oq

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "UIKit/UIFont.h"
+
+namespace oq {
+
+/// The one font of all windows, in points.
+inline UIFont popWindowFont(double size) {
+  return UIFont::fontWithName("PingFangSC-Regular", size);
+}
+
+}  // namespace oq
