@@ -1,0 +1,297 @@
+#include "Foundation/DefaultsDatabase.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "Foundation/FileManager.h"
+#include "Foundation/JSONSerialization.h"
+
+namespace oq {
+namespace {
+
+// Long enough for another process to finish a write and a checkpoint, short enough for a person who waits.
+constexpr int BusyMilliseconds = 2000;
+
+constexpr const char* Schema =
+    "CREATE TABLE entries(key TEXT NOT NULL PRIMARY KEY, kind INTEGER NOT NULL, value NOT NULL) WITHOUT "
+    "ROWID";
+constexpr std::int64_t ApplicationId = 0x4F515544;  // "OQUD"
+
+enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
+
+int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  // SQLite takes a null pointer for NULL, which is no key.
+  const char* bytes = text.empty() ? "" : text.data();
+  return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+std::string_view bytesOf(sqlite3_stmt* row, int column) {
+  auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column))};
+}
+
+/// A row that another program changed into something else counts as none.
+PropertyValue propertyOf(sqlite3_stmt* row) {
+  int type = sqlite3_column_type(row, 1);
+  int kind = sqlite3_column_int(row, 0);
+  if (kind == Nanoseconds && type == SQLITE_INTEGER) {
+    return Date(
+        std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(sqlite3_column_int64(row, 1))));
+  }
+  if (type != SQLITE_BLOB && type != SQLITE_TEXT) return Value();
+  Data bytes = dataFromString(bytesOf(row, 1));
+  if (kind == Bytes && type == SQLITE_BLOB) return bytes;
+  if (kind == JSONText && type == SQLITE_TEXT) return valueWithJSONData(bytes).value_or(Value());
+  return Value();
+}
+
+}  // namespace
+
+std::optional<PropertyValue> DefaultsDatabase::read(std::string_view key) {
+  WriteSignalGuard guard;
+  if (!open(Foreign::Keep)) return std::nullopt;
+  bindText(_select.get(), 1, key);
+  int result = sqlite3_step(_select.get());
+  std::optional<PropertyValue> value;
+  if (result == SQLITE_ROW) value = propertyOf(_select.get());
+  if (result == SQLITE_DONE) value = Value();
+  finish(_select.get());
+  return value;
+}
+
+bool DefaultsDatabase::write(std::string_view key, const PropertyValue& value) {
+  std::string text;
+  if (auto* object = std::get_if<Value>(&value)) text = compactJSON(*object);
+  return change(_upsert, [&](sqlite3_stmt* statement) {
+    bindText(statement, 1, key);
+    sqlite3_bind_int64(statement, 2, static_cast<std::int64_t>(value.index()));
+    if (auto* data = std::get_if<Data>(&value)) {
+      const void* bytes = data->empty() ? static_cast<const void*>("") : data->data();
+      return sqlite3_bind_blob64(statement, 3, bytes, data->size(), SQLITE_STATIC);
+    }
+    if (auto* date = std::get_if<Date>(&value)) {
+      auto sinceEpoch = std::chrono::duration_cast<std::chrono::nanoseconds>(date->time_since_epoch());
+      return sqlite3_bind_int64(statement, 3, sinceEpoch.count());
+    }
+    return bindText(statement, 3, text);
+  });
+}
+
+bool DefaultsDatabase::remove(std::string_view key) {
+  return change(_delete, [&](sqlite3_stmt* statement) { return bindText(statement, 1, key); });
+}
+
+template <class Bind>
+bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
+  WriteSignalGuard guard;
+  if (_connection && !isStillInPlace()) close();
+  // A second round is for a file that shows only now that it is torn.
+  for (int round = 0; round < 2; ++round) {
+    if (!open(Foreign::Replace)) return false;
+    if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
+    sqlite3_step(statement.get());
+    if (finish(statement.get())) return _hasUnflushedWrites = true;
+    if (_connection) return false;
+  }
+  return false;
+}
+
+bool DefaultsDatabase::changedElsewhere() {
+  WalIndexHeader header{};
+  if (_connection && _walIndex) {
+    header = walIndexHeader();
+    if (header == _knownHeader && !_reopened) return false;
+  }
+  WriteSignalGuard guard;
+  if (!open(Foreign::Keep)) return true;
+  auto version = integerOf(_dataVersion.get());
+  bool changed = !version || *version != _knownVersion || _reopened;
+  _reopened = false;
+  if (version) {
+    _knownVersion = *version;
+    _knownHeader = header;  // As it was before the version was asked for, so that nothing later is missed.
+  }
+  return changed;
+}
+
+bool DefaultsDatabase::flush() {
+  if (!_hasUnflushedWrites) return true;
+  if (!_connection) return false;
+  WriteSignalGuard guard;
+  // Flushing the log is enough, and one flush instead of the three that a checkpoint takes: what is in the
+  // log is read from there, and SQLite itself flushes the log before it copies from it.
+  sqlite3_file* log = nullptr;
+  sqlite3_file_control(_connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+  if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) return false;
+  _hasUnflushedWrites = false;
+  return true;
+}
+
+void DefaultsDatabase::close() {
+  if (!_connection) return;
+  flush();
+  WriteSignalGuard guard;
+  for (Statement* statement : {&_select, &_upsert, &_delete, &_dataVersion}) statement->reset();
+  _walIndex = nullptr;
+  sqlite3_close_v2(std::exchange(_connection, nullptr));
+}
+
+bool DefaultsDatabase::open(Foreign treatment) {
+  if (_connection) return true;
+  if (!createDirectory(_file.parent_path())) return false;
+  FileDescriptor lock = lockSetup();
+  if (!lock) return false;
+  State state = openFile();
+  if (state == State::Foreign && treatment == Foreign::Replace) {
+    close();
+    removeFiles();
+    state = openFile();
+  }
+  if (state != State::Usable) close();
+  _reopened = true;
+  return state == State::Usable;
+}
+
+DefaultsDatabase::State DefaultsDatabase::openFile() {
+  // Made here, since SQLite would give it a mode after the umask; its companions take the mode from this
+  // file.
+  FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (made) ::fchmod(made.get(), 0600);
+  made.close();
+
+  constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+  if (sqlite3_open_v2(_file.c_str(), &_connection, Flags, nullptr) != SQLITE_OK) return State::Unavailable;
+  sqlite3_busy_timeout(_connection, BusyMilliseconds);
+  sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+
+  State state = identify();
+  if (state != State::Usable && state != State::Empty) return state;
+  execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA journal_size_limit=4194304");
+  if (state == State::Empty && !createSchema()) return State::Unavailable;
+  if (!prepareStatements()) return State::Unavailable;
+  struct stat status {};
+  _inode = ::stat(_file.c_str(), &status) == 0 ? status.st_ino : 0;
+  _isDamaged = false;
+  mapWalIndex();
+  return State::Usable;
+}
+
+/// Looks before anything is written: a file that is not ours stays as it is until a value must be kept.
+DefaultsDatabase::State DefaultsDatabase::identify() {
+  auto id = integerOf(prepare("PRAGMA application_id").get());
+  auto objects = id ? integerOf(prepare("SELECT count(*) FROM sqlite_schema").get()) : std::nullopt;
+  if (!objects) {
+    int error = sqlite3_errcode(_connection);
+    bool torn = error == SQLITE_NOTADB || error == SQLITE_CORRUPT;
+    return torn ? State::Foreign : State::Unavailable;
+  }
+  if (*objects == 0 && (*id == 0 || *id == ApplicationId)) return State::Empty;
+  Statement ours =
+      prepare("SELECT count(*)=1 AND max(sql)=? FROM sqlite_schema WHERE name NOT LIKE 'sqlite_%'");
+  bindText(ours.get(), 1, Schema);
+  if (*id != ApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
+  if (!_isDamaged) return State::Usable;
+  // Damage was found in the file of this name; another process may have replaced it meanwhile.
+  return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) ==
+                 1
+             ? State::Usable
+             : State::Foreign;
+}
+
+bool DefaultsDatabase::createSchema() {
+  std::string sql =
+      "BEGIN IMMEDIATE; PRAGMA application_id=" + std::to_string(ApplicationId) + "; " + Schema + "; COMMIT";
+  if (execute(sql.c_str())) return true;
+  execute("ROLLBACK");
+  return false;
+}
+
+bool DefaultsDatabase::prepareStatements() {
+  _select = prepare("SELECT kind, value FROM entries WHERE key=?1");
+  _upsert =
+      prepare("INSERT INTO entries VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET kind=?2, value=?3");
+  _delete = prepare("DELETE FROM entries WHERE key=?1");
+  _dataVersion = prepare("PRAGMA data_version");
+  return _select && _upsert && _delete && _dataVersion;
+}
+
+/// The first 48 bytes of the shared index of the log change with every commit by anybody; their layout is
+/// part of the file format. SQLite has them mapped already, so that looking costs no system call. Without
+/// them every question goes to "PRAGMA data_version".
+void DefaultsDatabase::mapWalIndex() {
+  constexpr int RegionSize = 32768;
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(_connection, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  if (!file || !file->pMethods || file->pMethods->iVersion < 2) return;
+  // Asking for the version opens the index when nothing has yet.
+  if (!integerOf(_dataVersion.get())) return;
+  auto mode = prepare("SELECT journal_mode='wal' FROM pragma_journal_mode");
+  if (integerOf(mode.get()) != 1) return;
+  void volatile* region = nullptr;
+  if (file->pMethods->xShmMap(file, 0, RegionSize, 0, &region) != SQLITE_OK) return;
+  _walIndex = static_cast<const volatile std::uint64_t*>(region);
+}
+
+DefaultsDatabase::WalIndexHeader DefaultsDatabase::walIndexHeader() const {
+  WalIndexHeader header;
+  for (std::size_t i = 0; i < header.size(); ++i) header[i] = _walIndex[i];
+  return header;
+}
+
+void DefaultsDatabase::removeFiles() {
+  for (const char* suffix : {"-wal", "-shm", "-journal", ""}) ::unlink((_file.string() + suffix).c_str());
+}
+
+bool DefaultsDatabase::isStillInPlace() const {
+  struct stat status {};
+  return ::stat(_file.c_str(), &status) == 0 && status.st_ino == _inode;
+}
+
+/// Of several processes one at a time makes or replaces the file. Waits as long as SQLite itself would.
+FileDescriptor DefaultsDatabase::lockSetup() const {
+  FileDescriptor lock(
+      ::open((_file.string() + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(BusyMilliseconds);
+  while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
+    if (std::chrono::steady_clock::now() > deadline) return FileDescriptor();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return lock;
+}
+
+DefaultsDatabase::Statement DefaultsDatabase::prepare(const char* sql) {
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v3(_connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+  return Statement(statement);
+}
+
+bool DefaultsDatabase::execute(const char* sql) {
+  return sqlite3_exec(_connection, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::optional<std::int64_t> DefaultsDatabase::integerOf(sqlite3_stmt* statement) {
+  if (!statement) return std::nullopt;
+  bool hasRow = sqlite3_step(statement) == SQLITE_ROW;
+  std::int64_t number = hasRow ? sqlite3_column_int64(statement, 0) : 0;
+  sqlite3_reset(statement);
+  return hasRow ? std::optional(number) : std::nullopt;
+}
+
+/// Ends a statement's run and forgets what was bound. A torn page closes the database.
+bool DefaultsDatabase::finish(sqlite3_stmt* statement) {
+  int result = sqlite3_reset(statement);
+  sqlite3_clear_bindings(statement);
+  if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB) {
+    _isDamaged = true;
+    close();
+  }
+  return result == SQLITE_OK;
+}
+
+}  // namespace oq
