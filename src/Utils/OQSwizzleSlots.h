@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string_view>
+
+#include "Utils/OQSwizzle.h"
+
+namespace oq {
+
+/// The place of the one record of a selector that can be hooked, with the function that takes the place of a
+/// hooked method. Never destroyed, so that methods may be called while the process ends. Any thread.
+class OQSwizzleSlot {
+ public:
+  OQSwizzleSlot(std::string_view selectorName, IMP replacement, const char* typeEncoding,
+                std::size_t blockKind)
+      : _selectorName(selectorName),
+        _trampoline(replacement),
+        _typeEncoding(typeEncoding),
+        _blockKind(blockKind) {}
+
+  std::string_view selectorName() const { return _selectorName; }
+  IMP trampoline() const { return _trampoline; }
+  const char* typeEncoding() const { return _typeEncoding; }
+  /// Whether the block is of the selector's kind.
+  bool accepts(const OQSwizzleBlock& block) const { return block.index() == _blockKind; }
+
+  /// nullptr before the selector is hooked.
+  std::shared_ptr<OQSwizzle> load() const;
+  /// Returns the former record, so that what it owns is released outside of the caller's locks.
+  std::shared_ptr<OQSwizzle> exchange(std::shared_ptr<OQSwizzle> swizzle);
+
+ private:
+  const std::string_view _selectorName;
+  const IMP _trampoline;
+  const char* const _typeEncoding;
+  const std::size_t _blockKind;
+  mutable std::mutex _mutex;
+  std::shared_ptr<OQSwizzle> _swizzle;
+};
+
+/// The slot of the selector's name, compared exactly; nullptr for a selector that cannot be hooked.
+OQSwizzleSlot* getSwizzleByName(std::string_view selectorName);
+/// The function that takes the place of a method of that name; nullptr likewise.
+IMP getSwizzleIMPBySELName(std::string_view selectorName);
+
+}  // namespace oq
