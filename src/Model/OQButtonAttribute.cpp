@@ -1,0 +1,36 @@
+#include "Model/OQButtonAttribute.h"
+
+#include "Foundation/Number.h"
+#include "UIKit/UIScreen.h"
+
+namespace oq {
+
+Class* OQButtonAttribute::staticClass() {
+  static Class* registered = registerClass("OQButtonAttribute", OQWindowItemAttribute::staticClass());
+  return registered;
+}
+
+OQButtonAttribute::OQButtonAttribute() {
+  setColor(colorFromHexString("#444444"));
+  setBackgroundColor(colorFromHexString("#f4f4f4"));
+  // 30 points on a reference screen of 590.5; nothing before there is a screen.
+  setSize(UIScreen::mainScreen().bounds().size.width / 590.5 * 30.0);
+}
+
+void OQButtonAttribute::setModelWithDic(const Value& dic) {
+  if (!dic.is_object()) return;
+  OQWindowItemAttribute::setModelWithDic(dic);
+  _eventLink = valueForKey(dic, "clickEvent");
+}
+
+void OQButtonAttribute::encodeWithCoder(KeyedArchiver& coder) const {
+  OQWindowItemAttribute::encodeWithCoder(coder);
+  coder.encodeObject(_eventLink, "eventLink");
+}
+
+void OQButtonAttribute::initWithCoder(const KeyedUnarchiver& coder) {
+  OQWindowItemAttribute::initWithCoder(coder);
+  _eventLink = coder.decodeValue("eventLink");
+}
+
+}  // namespace oq

@@ -1,0 +1,91 @@
+#include "Model/OQWindowEvent.h"
+
+#include "Foundation/Number.h"
+
+namespace oq {
+
+namespace {
+
+/// Values are equal only as strings: a number never equals a text, nor another number.
+bool equalStrings(const Value& one, const Value& other) {
+  return one.is_string() && other.is_string() && one.get_string() == other.get_string();
+}
+
+std::size_t keyCount(const Dictionary* context) {
+  return context ? context->size() : 0;
+}
+
+/// Whether every entry of `walked` is in `other`, with an equal value.
+bool contains(const Dictionary* other, const Dictionary* walked) {
+  if (!walked) return true;
+  for (const auto& entry : *walked) {
+    const Value* value = other ? other->if_contains(entry.key()) : nullptr;
+    if (!value || !equalStrings(entry.value(), *value)) return false;
+  }
+  return true;
+}
+
+Value orEmptyText(const Value& value) {
+  return value.is_null() ? Value("") : value;
+}
+
+}  // namespace
+
+Class* OQWindowEvent::staticClass() {
+  static Class* registered = registerClass("OQWindowEvent", OQWindowDataModel::staticClass());
+  return registered;
+}
+
+void OQWindowEvent::setModelWithDic(const Value& dic) {
+  _available = dic.is_object();
+  if (!_available) return;
+  _appid = valueForKey(dic, "appid");
+  _xwhat = valueForKey(dic, "xwhat");
+  _xwho = valueForKey(dic, "xwho");
+  _xwhen = doubleValue(valueForKey(dic, "xwhen"));
+  _xcontext = valueForKey(dic, "xcontext");
+}
+
+bool OQWindowEvent::matches(const OQWindowEvent& condition) const {
+  if (!_available || !condition._available) return false;
+  if (!equalStrings(_xwhat, condition._xwhat)) return false;
+  const Dictionary* own = _xcontext.if_object();
+  const Dictionary* required = condition._xcontext.if_object();
+  // The smaller dictionary is walked, the condition's on a tie. So an event with fewer properties than the
+  // condition is held only against those it has, and one without any satisfies every condition of its name.
+  // This is meant.
+  return keyCount(own) >= keyCount(required) ? contains(own, required) : contains(required, own);
+}
+
+Dictionary OQWindowEvent::toDictionary() const {
+  Dictionary dictionary;
+  dictionary.reserve(5);
+  dictionary.emplace("appid", orEmptyText(_appid));
+  dictionary.emplace("xwho", orEmptyText(_xwho));
+  dictionary.emplace("xwhat", orEmptyText(_xwhat));
+  dictionary.emplace("xwhen", _xwhen);
+  dictionary.emplace("xcontext", _xcontext.is_null() ? Value(Dictionary()) : _xcontext);
+  return dictionary;
+}
+
+void OQWindowEvent::encodeWithCoder(KeyedArchiver& coder) const {
+  OQWindowDataModel::encodeWithCoder(coder);
+  coder.encodeBool(_available, "available");
+  coder.encodeObject(_appid, "appid");
+  coder.encodeObject(_xwho, "xwho");
+  coder.encodeObject(_xwhat, "xwhat");
+  coder.encodeDouble(_xwhen, "xwhen");
+  coder.encodeObject(_xcontext, "xcontext");
+}
+
+void OQWindowEvent::initWithCoder(const KeyedUnarchiver& coder) {
+  OQWindowDataModel::initWithCoder(coder);
+  _available = coder.decodeBool("available");
+  _appid = coder.decodeValue("appid");
+  _xwho = coder.decodeValue("xwho");
+  _xwhat = coder.decodeValue("xwhat");
+  _xwhen = coder.decodeDouble("xwhen");
+  _xcontext = coder.decodeValue("xcontext");
+}
+
+}  // namespace oq

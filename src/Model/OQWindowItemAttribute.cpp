@@ -1,0 +1,65 @@
+#include "Model/OQWindowItemAttribute.h"
+
+#include <cstdlib>
+
+#include "Foundation/Format.h"
+#include "Foundation/Number.h"
+
+namespace oq {
+
+namespace {
+
+std::string replacingAll(std::string text, std::string_view what, std::string_view with) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
+    text.replace(at, what.size(), with);
+  }
+  return text;
+}
+
+}  // namespace
+
+Class* OQWindowItemAttribute::staticClass() {
+  static Class* registered = registerClass("OQWindowItemAttribute", OQWindowDataModel::staticClass());
+  return registered;
+}
+
+UIColor colorFromHexString(const Value& text) {
+  std::string digits = replacingAll(descriptionOf(text), "#", "0x");
+  // Whatever strtoul makes of the text is the colour: six digits are meant, the top byte of eight is lost.
+  unsigned long rgb = std::strtoul(digits.c_str(), nullptr, 16);
+  auto component = [rgb](int shift) { return static_cast<double>((rgb >> shift) & 0xff) / 255.0; };
+  return UIColor::colorWithRed(component(16), component(8), component(0), 1.0);
+}
+
+void OQWindowItemAttribute::setModelWithDic(const Value& dic) {
+  if (!dic.is_object()) return;
+  _text = valueForKey(dic, "text");
+  const Value& color = valueForKey(dic, "color");
+  if (!color.is_null()) _color = colorFromHexString(color);
+  const Value& background = valueForKey(dic, "background");
+  if (!background.is_null()) _backgroundColor = colorFromHexString(background);
+  const Value& size = valueForKey(dic, "size");
+  if (size.is_null()) return;
+  // Sizes are sent in a unit half as large as a point.
+  _size = doubleValue(Value(replacingAll(descriptionOf(size), "pd", ""))) * 0.5;
+}
+
+void OQWindowItemAttribute::encodeWithCoder(KeyedArchiver& coder) const {
+  OQWindowDataModel::encodeWithCoder(coder);
+  coder.encodeObject(_text, "text");
+  coder.encodeObject(_color, "color");
+  // The server calls it "background"; the archive does not.
+  coder.encodeObject(_backgroundColor, "backgroundColor");
+  // Held as a double but archived in single precision, which is meant.
+  coder.encodeFloat(static_cast<float>(_size), "size");
+}
+
+void OQWindowItemAttribute::initWithCoder(const KeyedUnarchiver& coder) {
+  OQWindowDataModel::initWithCoder(coder);
+  _text = coder.decodeValue("text");
+  _color = coder.decodeColor("color");
+  _backgroundColor = coder.decodeColor("backgroundColor");
+  _size = coder.decodeFloat("size");
+}
+
+}  // namespace oq
