@@ -1,0 +1,43 @@
+#include "Storage/OQUserDefaults.h"
+
+#include "Foundation/UserDefaults.h"
+
+namespace oq {
+
+Class* OQUserDefaults::staticClass() {
+  static Class* registered = registerClass("OQUserDefaults", Object::staticClass());
+  return registered;
+}
+
+OQUserDefaults& OQUserDefaults::defaultsWithName(const std::string& name) {
+  static OQUserDefaults& shared = *new OQUserDefaults(name);
+  return shared;
+}
+
+std::shared_ptr<UserDefaults> OQUserDefaults::open() const {
+  return _name ? UserDefaults::withSuiteName(*_name) : UserDefaults::standardUserDefaults();
+}
+
+void OQUserDefaults::setObject(const Value& value, std::string_view key) {
+  auto defaults = open();
+  defaults->setObject(value, key);
+  defaults->synchronize();
+}
+
+Value OQUserDefaults::objectForKey(std::string_view key) const {
+  PropertyValue stored = open()->objectForKey(key);
+  Value* value = std::get_if<Value>(&stored);
+  return value ? std::move(*value) : Value();
+}
+
+void OQUserDefaults::setInteger(std::int64_t value, std::string_view key) {
+  auto defaults = open();
+  defaults->setInteger(value, key);
+  defaults->synchronize();
+}
+
+std::int64_t OQUserDefaults::integerForKey(std::string_view key) const {
+  return open()->integerForKey(key);
+}
+
+}  // namespace oq
