@@ -1,0 +1,218 @@
+#include "Utils/OQLogger.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Bundle.h"
+#include "Foundation/Date.h"
+#include "Foundation/Device.h"
+#include "Foundation/FileHandle.h"
+#include "Foundation/FileManager.h"
+#include "Foundation/Number.h"
+#include "Foundation/URLSession.h"
+#include "OQSDKBundleIdentifier.h"
+#include "oqsdk/OQSDKConstants.h"
+
+namespace oq {
+
+const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue() {
+  static const auto& queue = *new std::shared_ptr(DispatchQueue::serial(OQSDK_BUNDLE_IDENTIFIER ".userlog"));
+  return queue;
+}
+
+namespace {
+
+bool isOnLogQueue() {
+  return DispatchQueue::currentLabel() == oq_log_get_dispatch_serial_queue()->label();
+}
+
+/// Time stamps of entries. The text of the second is made once a second.
+class Clock {
+ public:
+  void appendStamp(std::string& text, Date now) {
+    auto second = std::chrono::floor<std::chrono::seconds>(now);
+    if (_secondText.empty() || second != _second) {
+      _second = second;
+      _secondText = _formatter.stringFromDate(second);
+    }
+    auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
+    const char digits[] = {'.', static_cast<char>('0' + milliseconds / 100),
+                           static_cast<char>('0' + milliseconds / 10 % 10),
+                           static_cast<char>('0' + milliseconds % 10)};
+    text.append(_secondText).append(digits, sizeof digits);
+  }
+
+ private:
+  const DateFormatter _formatter{"yyyy-MM-dd HH:mm:ss"};
+  std::chrono::sys_seconds _second{};
+  std::string _secondText;
+};
+
+}  // namespace
+
+/// What waits to be written, and the file. Callers append to one buffer; the queue's block takes all of it
+/// and writes it at once, without keeping callers out meanwhile.
+class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
+ public:
+  Writer(std::unique_ptr<FileHandle> file, std::size_t memoryLimit)
+      : _limit(memoryLimit), _file(std::move(file)) {}
+
+  void appendHeader(const std::string& header) {
+    append(header.size(), [&](std::string& pending) { pending.append(header); });
+  }
+
+  void appendEntry(std::string_view message) {
+    append(message.size(), [&](std::string& pending) {
+      // Under the lock, so that entries stand in the order of their times.
+      _clock.appendStamp(pending, currentDate());
+      pending.append("  ").append(message).push_back('\n');
+    });
+  }
+
+  /// Writes all that waits.
+  void drain() {
+    std::lock_guard writing(_fileMutex);
+    {
+      std::lock_guard lock(_mutex);
+      _batch.swap(_pending);
+      _bytesBeingWritten = _batch.size();
+    }
+    if (!_batch.empty()) _file->writeData(_batch);
+    _batch.clear();
+    if (_batch.capacity() > keptCapacity) _batch.shrink_to_fit();
+    std::lock_guard lock(_mutex);
+    _bytesBeingWritten = 0;
+    _roomMade.notify_all();
+  }
+
+  /// From now on callers write their entries themselves: the queue's threads may be gone.
+  void finish() {
+    {
+      std::lock_guard lock(_mutex);
+      _isFinishing = true;
+    }
+    drain();
+  }
+
+ private:
+  static constexpr std::size_t keptCapacity = 1 << 20;
+
+  template <class Append>
+  void append(std::size_t size, const Append& appendTo) {
+    if (!_file) return;
+    std::unique_lock lock(_mutex);
+    waitForRoom(lock, size);
+    appendTo(_pending);
+    bool finishing = _isFinishing;
+    bool firstInLine = !finishing && !std::exchange(_isDrainQueued, true);
+    lock.unlock();
+    if (finishing) drain();
+    if (firstInLine) queueDrain();
+  }
+
+  void waitForRoom(std::unique_lock<std::mutex>& lock, std::size_t size) {
+    auto waiting = [this] { return _pending.size() + _bytesBeingWritten; };
+    if (waiting() + size <= _limit || isOnLogQueue()) return;
+    _roomMade.wait(lock, [&] { return _isFinishing || waiting() == 0 || waiting() + size <= _limit; });
+  }
+
+  void queueDrain() {
+    oq_log_get_dispatch_serial_queue()->async([self = shared_from_this()] { self->drainInTurn(); });
+  }
+
+  /// One batch a turn, so that whoever waits for the queue gets his turn under constant logging too.
+  void drainInTurn() {
+    drain();
+    {
+      std::lock_guard lock(_mutex);
+      _isDrainQueued = !_pending.empty();
+      if (!_isDrainQueued) return;
+    }
+    queueDrain();
+  }
+
+  const std::size_t _limit;
+  /// Guards everything up to the next lock. Callers hold it only to append.
+  std::mutex _mutex;
+  std::condition_variable _roomMade;
+  Clock _clock;
+  std::string _pending;
+  std::size_t _bytesBeingWritten = 0;
+  bool _isDrainQueued = false;
+  bool _isFinishing = false;
+  /// Guards the file and the batch. Taken before the other one.
+  std::mutex _fileMutex;
+  std::string _batch;
+  /// nullptr when the file could not be made; nothing is then kept.
+  const std::unique_ptr<FileHandle> _file;
+};
+
+Class* OQLogger::staticClass() {
+  static Class* registered = registerClass("OQLogger", Object::staticClass());
+  return registered;
+}
+
+OQLogger& OQLogger::getInstance() {
+  static OQLogger& shared = [&]() -> OQLogger& {
+    auto& logger = *new OQLogger();
+    std::atexit([] { getInstance()._writer->finish(); });
+    return logger;
+  }();
+  return shared;
+}
+
+OQLogger::OQLogger() : OQLogger(documentsDirectory() / "Log") {}
+
+OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit) {
+  createDirectory(folder);
+  handleFilesOfDirectory(folder);
+  std::string name = "oqsdk_" + DateFormatter("yyyy-MM-dd HH:mm:ss").stringFromDate(currentDate()) + ".log";
+  _logFilePath = folder / name;
+  _writer = std::make_shared<Writer>(FileHandle::createForWriting(_logFilePath), memoryLimit);
+  _writer->appendHeader(stringWithFormat("SDKVersion:%@\n设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n",
+                                         OQSDKVersion, machineIdentifier(), operatingSystemVersion(),
+                                         mainBundleShortVersion()));
+}
+
+void OQLogger::handleFilesOfDirectory(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> logs;
+  for (const auto& entry : enumerateDirectory(folder)) {
+    if (entry.extension() == ".log") logs.push_back(folder / entry);
+  }
+  if (logs.size() < 10) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(logs.front(), ignored);
+}
+
+void OQLogger::_log(std::string_view message) {
+  _writer->appendEntry(message);
+}
+
+void OQLogger::flush() {
+  oq_log_get_dispatch_serial_queue()->sync([this] { _writer->drain(); });
+}
+
+void OQLogger::error(const Value& object) {
+  if (object.is_string()) return getInstance()._log(object.get_string());
+  if (!object.is_number() && !object.is_bool()) return;
+  // "descripton" is the log's own spelling, here and below.
+  log("statusCode:%@\ndescripton:%@\n", object, localizedStringForStatusCode(integerValue(object)));
+}
+
+void OQLogger::error(const Error& error) {
+  log("code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+}
+
+void OQLogger::error(const std::string& message) {
+  getInstance()._log(message);
+}
+
+void OQLogger::error(const char* message) {
+  if (message) getInstance()._log(message);
+}
+
+}  // namespace oq
