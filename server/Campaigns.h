@@ -1,0 +1,72 @@
+#pragma once
+
+#include <bitset>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace oq::server {
+
+// The three servers that a client can be pointed at; the values are those the client uses.
+enum class Environment { production = 0, test = 1, development = 2 };
+
+inline constexpr Environment allEnvironments[] = {Environment::production, Environment::test,
+                                                  Environment::development};
+inline constexpr std::string_view environmentNames[] = {"production", "test", "development"};
+
+inline std::string_view nameOf(Environment environment) {
+  return environmentNames[static_cast<int>(environment)];
+}
+
+// Who asks for a list. `newUser` is absent when the request did not say.
+struct Audience {
+  Environment environment = Environment::production;
+  std::optional<int> newUser;
+  std::string userId;
+};
+
+// One campaign: the text that clients get, and the rules that only the server reads.
+struct Campaign {
+  std::string json;
+  std::bitset<3> environments = 0b111;
+  std::optional<int> newUser;
+  std::set<std::string> userIds;  // empty: everybody
+
+  bool isFor(const Audience& audience) const {
+    if (!environments[static_cast<size_t>(audience.environment)]) return false;
+    if (newUser && newUser != audience.newUser) return false;
+    return userIds.empty() || userIds.count(audience.userId) > 0;
+  }
+};
+
+// Everything that one campaign file says. Immutable once it is published.
+struct Campaigns {
+  std::optional<std::set<std::string>> appKeys;  // absent: every key may log in
+  std::vector<Campaign> windows;
+  std::vector<Campaign> subscriptions;
+};
+
+// The campaigns in force. Any thread may read while another one replaces them; a reader keeps what it got.
+class CurrentCampaigns {
+ public:
+  std::shared_ptr<const Campaigns> get() const {
+    std::lock_guard lock(_mutex);
+    return _campaigns;
+  }
+
+  void set(Campaigns campaigns) {
+    auto next = std::make_shared<const Campaigns>(std::move(campaigns));
+    std::lock_guard lock(_mutex);
+    _campaigns.swap(next);
+  }
+
+ private:
+  mutable std::mutex _mutex;
+  std::shared_ptr<const Campaigns> _campaigns = std::make_shared<const Campaigns>();
+};
+
+}  // namespace oq::server
