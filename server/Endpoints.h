@@ -1,0 +1,63 @@
+#pragma once
+
+#include <boost/json.hpp>
+#include <iosfwd>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "Campaigns.h"
+#include "EventStore.h"
+
+namespace oq::server {
+
+// An HTTP status and a JSON body.
+struct Reply {
+  int status = 200;
+  std::string body;
+};
+
+// {"code":status,"message":message} with that HTTP status.
+Reply refusal(int status, std::string_view message);
+
+// What the server answers, without any transport. Bad input is answered with a refusal and changes nothing. A
+// failing database is answered with HTTP 500. Every method may be called from any thread and none throws.
+class Endpoints {
+ public:
+  static constexpr std::string_view login = "/push/sdk/login";
+  static constexpr std::string_view inApp = "/push/sdk/in_app";
+  static constexpr std::string_view subscribe = "/push/sdk/event/subscribe";
+  static constexpr std::string_view trigger = "/push/sdk/event/trigger";
+  static constexpr std::string_view callback = "/push/sdk/in_app/callback";
+  static constexpr std::string_view paths[] = {login, inApp, subscribe, trigger, callback};
+
+  // Each received event becomes one line of `eventLines`, after it is stored. The three must outlive this
+  // object; nobody else may write to `eventLines` meanwhile.
+  Endpoints(EventStore& store, const CurrentCampaigns& campaigns, std::ostream& eventLines);
+
+  // `path` is one of `paths`.
+  Reply post(Environment environment, std::string_view path, std::string_view body);
+
+  // {"events":[...]}, newest last.
+  Reply listEvents(const EventFilter& filter);
+
+  // Version, environment and how many campaigns and events there are.
+  Reply status(Environment environment);
+
+ private:
+  using Object = boost::json::object;
+
+  Reply _answer(Environment environment, std::string_view path, const Object& request);
+  Reply _login(const Object& request);
+  Reply _list(Environment environment, const Object& request, bool windows);
+  Reply _receive(Environment environment, std::string_view path, const Object& request);
+  void _print(std::string_view time, std::string_view path, std::string_view user,
+              const std::vector<ReceivedEvent>& events);
+
+  EventStore& _store;
+  const CurrentCampaigns& _campaigns;
+  std::mutex _printing;  // guards _eventLines
+  std::ostream& _eventLines;
+};
+
+}  // namespace oq::server
