@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace oq::server {
+
+// What the program was asked to do.
+struct Options {
+  enum class Action { serve, help, version, init };
+
+  Action action = Action::serve;
+  std::filesystem::path initFile;
+  std::filesystem::path campaigns;  // empty: no campaigns
+  std::filesystem::path data;
+  std::filesystem::path staticFolder;  // empty: none
+  std::vector<std::string> addresses;  // empty: loopback
+  std::array<int, 3> ports = {8088, 28088, 38088};
+  std::set<std::string> hosts = {"localhost", "127.0.0.1", "::1"};
+  bool publicEvents = false;
+};
+
+// A command line that cannot be understood; the text is one sentence for the user.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// `arguments` are those after the program's name. Values may follow an option or its '='. Throws UsageError.
+Options parseCommandLine(const std::vector<std::string>& arguments);
+
+// The text of --help.
+const char* usage();
+
+}  // namespace oq::server
