@@ -79,12 +79,14 @@ void UIView::bringSubviewToFront(const std::shared_ptr<UIView>& view) {
 }
 
 void UIView::insertSubview(const std::shared_ptr<UIView>& view, std::size_t index) {
+  if (!view || isInside(*view)) return;
   const auto self = shared_from_this();
-  const bool isReordered = view && view->superview() == self;
-  if (view && !isReordered) view->removeFromSuperview();
-  // What was told of the removal may have put the view, or this one, elsewhere.
-  if (!view || isInside(*view) || (!isReordered && view->superview())) return;
-
+  const bool isReordered = view->superview() == self;
+  if (!isReordered) {
+    view->removeFromSuperview();
+    // What was told of the removal may have put the view, or this one, elsewhere.
+    if (view->superview() || isInside(*view)) return;
+  }
   std::erase(_subviews, view);
   index = std::min(index, _subviews.size());
   _subviews.insert(_subviews.begin() + static_cast<std::ptrdiff_t>(index), view);

@@ -19,8 +19,8 @@ class UIWindow;
 class UIGestureRecognizer;
 
 /// A rectangle on screen that paints itself, holds subviews and takes touches. Made with makeMainObject() (or
-/// std::make_shared in a test on the main thread); a superview owns its subviews and is known to them weakly. Main
-/// thread only.
+/// std::make_shared in a test on the main thread), since subviews can be added only after construction; a superview
+/// owns its subviews and is known to them weakly. Main thread only.
 class UIView : public Object, public std::enable_shared_from_this<UIView> {
   OQ_CLASS(UIView)
 
