@@ -24,6 +24,7 @@ std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
 
 void UIApplication::step(double now) {
   auto& engine = AnimationEngine::shared();
+  if (!engine.isRunning()) return;
   // Also a window whose animation ends now needs a frame: the last one.
   std::vector<UIWindow*> windows;
   for (const UIView* view : engine.views()) {
@@ -31,7 +32,6 @@ void UIApplication::step(double now) {
     if (window && std::find(windows.begin(), windows.end(), window) == windows.end())
       windows.push_back(window);
   }
-  if (windows.empty()) return;
   engine.step(now);
   for (UIWindow* window : windows) windowNeedsFrame(*window);
   animationsChanged();
