@@ -49,8 +49,7 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
 }
 
 std::shared_ptr<UIView> UIWindow::hitTest(CGPoint point) {
-  if (!bounds().contains(point)) return hitSurroundings();
-  auto hit = UIView::hitTest(point);
+  auto hit = bounds().contains(point) ? UIView::hitTest(point) : hitSurroundings();
   return hit.get() == this ? nullptr : hit;
 }
 
