@@ -25,6 +25,7 @@ std::shared_ptr<UIView> UIViewController::view() {
   if (_view) return _view;
   const auto self = shared_from_this();
   _view = loadView();
+  if (!_view) _view = UIViewController::loadView();
   viewDidLoad();
   return _view;
 }
