@@ -130,8 +130,8 @@ double HeadlessHost::now() const {
 }
 
 void HeadlessHost::advance(double seconds) {
-  const double end = now() + seconds;
   runMainQueue();
+  const double end = now() + (std::isfinite(seconds) ? seconds : 0);
   while (now() < end) {
     _impl->moveClock(std::min(now() + kFrame, end));
     runMainQueue();
@@ -152,7 +152,7 @@ bool HeadlessHost::runUntil(const std::function<bool()>& condition, double secon
   while (!condition()) {
     const double elapsed = realTime() - began;
     if (elapsed >= seconds) return false;
-    if (animate) _impl->moveClock(clockBegan + elapsed);
+    if (animate) _impl->moveClock(std::max(now(), clockBegan + elapsed));
     g_main_context_iteration(nullptr, TRUE);
   }
   return true;

@@ -1,0 +1,179 @@
+#include "oqsdk/headless/HeadlessHost.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Bundle.h"
+#include "Foundation/FileManager.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UIControl.h"
+#include "UIKit/UIScreen.h"
+
+namespace oq {
+namespace {
+
+using Pixel = HeadlessHost::Pixel;
+constexpr Pixel kWhite{255, 255, 255}, kRed{255, 0, 0};
+
+std::shared_ptr<UIWindow> keyWindow() {
+  return UIApplication::sharedApplication().keyWindow();
+}
+
+template <class View = UIView>
+std::shared_ptr<View> addRed(CGRect frame) {
+  auto view = std::make_shared<View>();
+  view->setFrame(frame);
+  view->setBackgroundColor(UIColor::redColor());
+  keyWindow()->addSubview(view);
+  return view;
+}
+
+TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
+  for (double width : {100.0, 200.0}) {
+    HeadlessHost::Options options;
+    options.width = width;
+    options.applicationIdentifier = "com.example.w" + std::to_string(static_cast<int>(width));
+    options.dataDirectory = "/tmp/oqsdk-headless-test";
+    bool finished = true;
+    {
+      HeadlessHost host(options);
+      EXPECT_EQ(UIScreen::mainScreen().bounds(), CGRectMake(0, 0, width, 844));
+      EXPECT_EQ(mainBundleIdentifier(), options.applicationIdentifier);
+      EXPECT_EQ(applicationDataDirectory(), options.dataDirectory);
+      EXPECT_EQ(host.now(), 0);
+      EXPECT_EQ(UIApplication::sharedApplication().connectedScenes().size(), 1u);
+      auto view = addRed(CGRectMake(0, 0, 10, 10));
+      UIView::animateWithDuration(
+          1, [&] { view->setAlpha(0); }, [&](bool value) { finished = value; });
+      host.advance(0.5);
+    }
+    EXPECT_FALSE(finished) << "what was in motion is told of the end";
+    EXPECT_EQ(keyWindow(), nullptr);
+    EXPECT_EQ(UIApplication::sharedApplication().host(), nullptr);
+    EXPECT_TRUE(UIScreen::mainScreen().bounds().isEmpty());
+    EXPECT_NE(applicationDataDirectory(), options.dataDirectory);
+  }
+}
+
+TEST(HeadlessHostTest, TheClockMovesInFramesAndCompletionsRunBetweenThem) {
+  HeadlessHost host;
+  auto view = addRed(CGRectMake(0, 0, 10, 10));
+  double first = 0, second = 0;
+  UIView::animateWithDuration(
+      0.2, [&] { view->setAlpha(0); },
+      [&](bool) {
+        first = host.now();
+        UIView::animateWithDuration(
+            0.1, [&] { view->setAlpha(1); }, [&](bool) { second = host.now(); });
+      });
+  host.advance(0.1);
+  EXPECT_EQ(first, 0);
+  host.advance(0.4);
+  EXPECT_NEAR(first, 0.2, 1.0 / 60);
+  EXPECT_NEAR(second, first + 0.1, 1.0 / 60);
+  EXPECT_DOUBLE_EQ(host.now(), 0.5);
+}
+
+TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {
+  HeadlessHost host;
+  int posted = 0;
+  std::thread poster([&] { DispatchQueue::main().async([&] { ++posted; }); });
+  EXPECT_TRUE(host.runUntil([&] { return posted == 1; }, 20));
+  poster.join();
+
+  std::atomic<bool> isSet = false;
+  std::thread setter([&] { isSet = true; });
+  EXPECT_TRUE(host.runUntil([&] { return isSet.load(); }, 20)) << "nothing was posted";
+  setter.join();
+  EXPECT_FALSE(host.runUntil([] { return false; }, 0.02));
+  EXPECT_EQ(host.now(), 0);
+
+  auto view = addRed(CGRectMake(0, 0, 10, 10));
+  bool hasFaded = false;
+  UIView::animateWithDuration(
+      0.05, [&] { view->setAlpha(0); }, [&](bool) { hasFaded = true; });
+  EXPECT_TRUE(host.runUntil([&] { return hasFaded; }, 20, true));
+  EXPECT_GE(host.now(), 0.05);
+}
+
+TEST(HeadlessHostTest, ABlockThatPostsItselfForeverDoesNotHoldTheCaller) {
+  HeadlessHost host;
+  auto isOver = std::make_shared<bool>(false);
+  struct Again {
+    std::shared_ptr<bool> isOver;
+    void operator()() const {
+      if (!*isOver) DispatchQueue::main().async(*this);
+    }
+  };
+  DispatchQueue::main().async(Again{isOver});
+  host.runMainQueue();
+  EXPECT_FALSE(*isOver);
+  *isOver = true;
+}
+
+TEST(HeadlessHostTest, TouchesReachTheViewsOrPassThrough) {
+  HeadlessHost host;
+  auto control = addRed<UIControl>(CGRectMake(0, 0, 50, 50));
+  int taps = 0;
+  control->addTarget([&](UIControl&) { ++taps; }, UIControlEventTouchUpInside);
+  EXPECT_TRUE(host.tap(10, 10));
+  EXPECT_FALSE(host.tap(100, 100));
+  EXPECT_TRUE(host.touchDown(10, 10));
+  host.touchMove(20, 20);
+  host.touchCancel();
+  host.touchUp(20, 20);
+  EXPECT_EQ(taps, 1);
+}
+
+TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
+  HeadlessHost::Options options;
+  options.width = 100;
+  options.height = 100;
+  options.scale = 2;
+  HeadlessHost host(options);
+  auto view = addRed(CGRectMake(10, 10, 20, 20));
+  EXPECT_EQ(host.pixelAt(9.5, 15), kWhite);
+  EXPECT_EQ(host.pixelAt(10, 15), kRed);
+  EXPECT_EQ(host.pixelAt(29.5, 29.5), kRed);
+  EXPECT_EQ(host.pixelAt(1e9, -5), kWhite);
+
+  UIView::animateWithDuration(1, [&] { view->setCenter({70, 20}); });
+  host.advance(0.5);
+  EXPECT_EQ(host.pixelAt(45, 20), kRed) << "half way";
+  EXPECT_EQ(host.pixelAt(15, 20), kWhite);
+
+  host.setScreenSize(50, 300);
+  host.setScreenSize(-1, 300);
+  EXPECT_EQ(UIScreen::mainScreen().bounds(), CGRectMake(0, 0, 50, 300));
+  EXPECT_EQ(keyWindow()->subviews().front()->frame(), CGRectMake(0, 0, 50, 300));
+}
+
+TEST(HeadlessHostTest, TheScreenIsWrittenAsAPicture) {
+  HeadlessHost host;
+  char folder[] = "/tmp/oqsdk-headless-XXXXXX";
+  ASSERT_TRUE(mkdtemp(folder));
+  const auto file = std::filesystem::path(folder) / "screen.png";
+  EXPECT_TRUE(host.writePng(file));
+  std::ifstream written(file, std::ios::binary);
+  char magic[4] = {};
+  written.read(magic, 4);
+  EXPECT_EQ(std::string(magic + 1, 3), "PNG");
+  EXPECT_FALSE(host.writePng(std::filesystem::path(folder) / "missing" / "screen.png"));
+  std::filesystem::remove_all(folder);
+}
+
+TEST(HeadlessHostTest, AnInactiveApplicationHasNoForegroundScene) {
+  HeadlessHost host;
+  const auto scene = UIApplication::sharedApplication().connectedScenes().front();
+  EXPECT_EQ(scene->activationState(), UISceneActivationState::ForegroundActive);
+  host.setActive(false);
+  EXPECT_EQ(scene->activationState(), UISceneActivationState::Background);
+}
+
+}  // namespace
+}  // namespace oq
