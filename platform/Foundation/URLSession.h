@@ -61,8 +61,8 @@ struct URLResponse {
 std::string localizedStringForStatusCode(std::int64_t statusCode);
 
 /// Exactly one of response and error is present; data may be empty.
-using URLCompletion =
-    std::function<void(const Data& data, const std::optional<URLResponse>& response, const std::optional<Error>& error)>;
+using URLCompletion = std::function<void(const Data& data, const std::optional<URLResponse>& response,
+                                         const std::optional<Error>& error)>;
 
 /// What carries requests. The real one is libcurl; a test may put another in its place.
 class URLTransport {
@@ -94,10 +94,13 @@ class URLSessionDataTask {
   bool _started = false;
 };
 
-/// A session of its own for each client on the surface; connections and TLS sessions are shared by all underneath.
-/// Completions run on a background queue, one after the other in no promised order. A request without a URL fails with
-/// URLErrorUnsupportedURL before the network. Redirects: at most 20, HTTPS only, a refused one is a failure. No cookies.
-/// Certificates are checked against the system's and those of the file named by SSL_CERT_FILE.
+/// A session of its own for each client on the surface; connections and TLS sessions are shared by all
+/// underneath. HTTPS only: any other address fails with URLErrorUnsupportedURL. A request is sent at most
+/// once, on a connection that turns out to be dead as well: the task then fails with
+/// URLErrorNetworkConnectionLost. Completions run on a background queue, side by side and in no promised
+/// order. A request without a URL fails with URLErrorUnsupportedURL before the network. Redirects: at most
+/// 20, HTTPS only, a refused one is a failure. No cookies. Certificates are checked against the system's and
+/// those of the file named by SSL_CERT_FILE.
 class URLSession {
  public:
   static std::shared_ptr<URLSession> sessionWithConfiguration(const URLSessionConfiguration& configuration);

@@ -1,0 +1,255 @@
+#include "Foundation/CurlTransfer.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <utility>
+
+#include "Foundation/URLCompletion.h"
+
+namespace oq {
+
+namespace {
+
+constexpr const char* userAgent = "OQSDK/0.8.6";
+constexpr long mostRedirects = 20;
+constexpr double usualTimeout = 60.0;
+
+std::string hostOf(const std::string& address) {
+  auto begin = address.find("//");
+  if (begin == std::string::npos) return "";
+  auto authority = address.substr(begin + 2, address.find_first_of("/?#", begin + 2) - begin - 2);
+  return authority.substr(authority.rfind('@') + 1);
+}
+
+/// The certificates named by SSL_CERT_FILE come beside the system's folder of certificates; empty when there
+/// are none to add. The system's own bundle adds nothing, and reading it again would cost every connection 30
+/// ms.
+std::string additionalAuthorities() {
+  const char* file = getenv("SSL_CERT_FILE");
+  if (!file || access(file, R_OK) != 0) return "";
+  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
+  std::error_code failed;
+  if (bundle && std::filesystem::equivalent(file, bundle, failed) && !failed) return "";
+  return file;
+}
+
+bool isToken(std::string_view text) {
+  auto isTokenCharacter = [](char c) {
+    return c > ' ' && c < 0x7f && !std::strchr("\"(),/:;<=>?@[\\]{}", c);
+  };
+  return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
+}
+
+bool isFieldValue(std::string_view text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+std::chrono::milliseconds timeoutOf(const URLRequest& request) {
+  double seconds = request.timeoutInterval();
+  if (!(seconds > 0)) seconds = usualTimeout;
+  return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds, 86400.0) * 1000));
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(URLRequest request, URLCompletion completion, std::size_t longestBody,
+                           std::chrono::milliseconds wholeTime)
+    : _request(std::move(request)),
+      _completion(std::move(completion)),
+      _longestBody(longestBody),
+      _latestEnd(Clock::now() + wholeTime),
+      _host(hostOf(_request.url()->absoluteString())),
+      _extraAuthorities(additionalAuthorities()) {}
+
+CurlTransfer::~CurlTransfer() {
+  curl_slist_free_all(_headerLines);
+}
+
+void CurlTransfer::prepare(CURL* handle) {
+  _handle = handle;
+  _lastByte = Clock::now();
+  curl_easy_setopt(handle, CURLOPT_URL, _request.url()->absoluteString().c_str());
+  curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "https");
+  curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(handle, CURLOPT_MAXREDIRS, mostRedirects);
+  curl_easy_setopt(handle, CURLOPT_USERAGENT, userAgent);
+  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L);  // a slow name server delays nobody else
+  curl_easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
+  curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, _message);
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &onBody);
+  curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
+  curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &onHeader);
+  curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &onProgress);
+  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
+  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, &onRequest);
+  curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
+  setAuthorities();
+  setMethodAndBody();
+  setHeaderFields();
+}
+
+void CurlTransfer::setAuthorities() {
+  curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (!_extraAuthorities.empty()) {
+    curl_easy_setopt(_handle, CURLOPT_CAINFO, _extraAuthorities.c_str());
+  } else if (curl_version_info(CURLVERSION_NOW)->capath) {
+    curl_easy_setopt(_handle, CURLOPT_CAINFO, nullptr);  // the folder suffices, and is read a file at a time
+  }
+}
+
+void CurlTransfer::setMethodAndBody() {
+  const auto& method = _request.httpMethod();
+  const auto& body = _request.httpBody();
+  if (method == "POST") {
+    curl_easy_setopt(_handle, CURLOPT_POST, 1L);
+  } else if (method == "HEAD") {
+    curl_easy_setopt(_handle, CURLOPT_NOBODY, 1L);
+    return;
+  }
+  if (method == "POST" || body) {
+    // Not copied: the request outlives the transfer.
+    bool isEmpty = !body || body->empty();
+    curl_easy_setopt(_handle, CURLOPT_POSTFIELDSIZE_LARGE,
+                     static_cast<curl_off_t>(isEmpty ? 0 : body->size()));
+    curl_easy_setopt(_handle, CURLOPT_POSTFIELDS, isEmpty ? "" : reinterpret_cast<const char*>(body->data()));
+  }
+  if (method != "POST" && (method != "GET" || body)) {
+    curl_easy_setopt(_handle, CURLOPT_CUSTOMREQUEST, method.c_str());
+  }
+}
+
+void CurlTransfer::setHeaderFields() {
+  for (const auto& [name, value] : _request.headerFields()) {
+    if (!isToken(name) || !isFieldValue(value)) continue;
+    addHeaderLine(value.empty() ? name + ";" : name + ": " + value);
+  }
+  if (_request.cachePolicy() == URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData) {
+    addHeaderLine("Cache-Control: no-cache");
+  }
+  addHeaderLine("Expect:");  // a large body goes out at once, too
+  curl_easy_setopt(_handle, CURLOPT_HTTPHEADER, _headerLines);
+}
+
+void CurlTransfer::addHeaderLine(const std::string& line) {
+  if (auto* longer = curl_slist_append(_headerLines, line.c_str())) _headerLines = longer;
+}
+
+std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+  auto& self = *static_cast<CurlTransfer*>(transfer);
+  std::size_t length = size * count;
+  if (length > self._longestBody - self._body.size()) {
+    self._isBodyTooLong = true;
+    return 0;
+  }
+  self._lastByte = Clock::now();
+  self._body.insert(self._body.end(), bytes, bytes + length);
+  return length;
+}
+
+std::size_t CurlTransfer::onHeader(char*, std::size_t size, std::size_t count, void* transfer) {
+  auto& self = *static_cast<CurlTransfer*>(transfer);
+  self._lastByte = Clock::now();
+  self._isAwaitingAnswer = false;
+  return size * count;
+}
+
+int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+  auto& self = *static_cast<CurlTransfer*>(transfer);
+  if (std::exchange(self._bytesSoFar, received + sent) != received + sent) self._lastByte = Clock::now();
+  return 0;
+}
+
+/// Called before each request that goes out, those after a redirect included. When the one before it has had
+/// no answer, this is libcurl sending it again, because a kept connection turned out to be dead. The server
+/// may have read it: a request is sent at most once.
+int CurlTransfer::onRequest(void* transfer, char*, char*, int, int) {
+  auto& self = *static_cast<CurlTransfer*>(transfer);
+  if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;
+  self._isAwaitingAnswer = true;
+  self._lastByte = Clock::now();
+  return CURL_PREREQFUNC_OK;
+}
+
+CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
+  return _lastByte ? std::min(*_lastByte + timeoutOf(_request), _latestEnd) : _latestEnd;
+}
+
+void CurlTransfer::complete(CURLcode result) {
+  if (result != CURLE_OK) return completeWithError(errorCodeFor(result), descriptionOf(result));
+  URLResponse response;
+  long statusCode = 0;
+  const char* address = nullptr;
+  curl_easy_getinfo(_handle, CURLINFO_RESPONSE_CODE, &statusCode);
+  curl_easy_getinfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
+  response.statusCode = statusCode;
+  response.url = address ? address : _request.url()->absoluteString();
+  succeed(std::exchange(_completion, nullptr), std::move(_body), std::move(response));
+}
+
+void CurlTransfer::completeWithError(URLErrorCode code, std::string description) {
+  fail(std::exchange(_completion, nullptr), code, std::move(description));
+}
+
+URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
+  if (_isBodyTooLong) return URLErrorBadServerResponse;
+  if (result == CURLE_OPERATION_TIMEDOUT) return URLErrorTimedOut;
+  if (_isAwaitingAnswer) {
+    // libcurl calls an answer that is not HTTP an unsupported protocol. Whatever else happens here, such as a
+    // failed attempt to connect once more, began with a connection that ended before the answer.
+    bool isNoHTTP = result == CURLE_UNSUPPORTED_PROTOCOL || result == CURLE_WEIRD_SERVER_REPLY;
+    return isNoHTTP ? URLErrorBadServerResponse : URLErrorNetworkConnectionLost;
+  }
+  switch (result) {
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      return URLErrorUnsupportedURL;
+    case CURLE_URL_MALFORMAT:
+      return URLErrorBadURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return URLErrorCannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+      return URLErrorCannotConnectToHost;
+    case CURLE_PARTIAL_FILE:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+      return URLErrorNetworkConnectionLost;
+    case CURLE_TOO_MANY_REDIRECTS:
+      return URLErrorHTTPTooManyRedirects;
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+      return URLErrorBadServerResponse;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_ISSUER_ERROR:
+      return URLErrorServerCertificateUntrusted;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return URLErrorSecureConnectionFailed;
+    default:
+      return URLErrorUnknown;
+  }
+}
+
+std::string CurlTransfer::descriptionOf(CURLcode result) const {
+  if (_isBodyTooLong) return "The answer is too long";
+  if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection was closed before an answer came";
+  if (result == CURLE_OPERATION_TIMEDOUT) return "The request timed out";
+  return *_message ? _message : curl_easy_strerror(result);
+}
+
+}  // namespace oq

@@ -1,0 +1,173 @@
+#include "Foundation/CurlTransport.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <shared_mutex>
+#include <utility>
+
+#include "Dispatch/BackgroundThread.h"
+#include "Foundation/CurlTransfer.h"
+
+namespace oq {
+
+namespace {
+
+constexpr std::size_t mostIdleHandles = 16;
+constexpr auto longestPause = std::chrono::minutes(1);
+
+/// Held shared while libcurl is at work. When the process ends it is taken for good, before the TLS library
+/// takes its own state apart, so that a transfer under way does not crash there.
+std::shared_mutex& processEndGate() {
+  static auto* gate = new std::shared_mutex;
+  return *gate;
+}
+
+}  // namespace
+
+std::shared_ptr<CurlTransport> CurlTransport::make(const Limits& limits) {
+  return {new CurlTransport(limits), [](CurlTransport*) {}};
+}
+
+std::shared_ptr<CurlTransport> CurlTransport::shared() {
+  static auto* transport = new std::shared_ptr<CurlTransport>(make(Limits{}));
+  return *transport;
+}
+
+void CurlTransport::perform(URLRequest request, URLCompletion completion) {
+  auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _limits.bodyBytes,
+                                                 _limits.wholeTransfer);
+  std::unique_lock lock(_mutex);
+  if (!_hasThread) _hasThread = startThread();
+  if (!_hasThread) {
+    lock.unlock();
+    return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
+  }
+  _submitted.push_back(std::move(transfer));
+  curl_multi_wakeup(_multi);
+}
+
+bool CurlTransport::startThread() {
+  static const bool isReady = [] {
+    bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    std::atexit(
+        [] { processEndGate().lock(); });  // after libcurl's own handlers, so that it runs before them
+    return isInitialised;
+  }();
+  if (!isReady) return false;
+  _multi = curl_multi_init();
+  if (!_multi) return false;
+  curl_multi_setopt(_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
+  curl_multi_setopt(_multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
+  _tlsSessions = curl_share_init();
+  curl_share_setopt(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  return startBackgroundThread("oq-http", [this] { runThread(); });
+}
+
+void CurlTransport::runThread() {
+  for (;;) {
+    bool hasStarted;
+    {
+      std::shared_lock lock(processEndGate());
+      int stillRunning = 0;
+      curl_multi_perform(_multi, &stillRunning);
+      finishDone();
+      finishOverdue();
+      takeSubmitted();
+      hasStarted = startWaiting();
+    }
+    if (!hasStarted) curl_multi_poll(_multi, nullptr, 0, millisecondsUntilDeadline(), nullptr);
+  }
+}
+
+void CurlTransport::takeSubmitted() {
+  std::lock_guard lock(_mutex);
+  for (auto& transfer : _submitted) _hosts[transfer->host()].waiting.push_back(std::move(transfer));
+  _submitted.clear();
+}
+
+bool CurlTransport::startWaiting() {
+  bool hasStarted = false;
+  for (auto& [name, host] : _hosts) {
+    while (!host.waiting.empty() && host.running < _limits.transfersPerHost) {
+      auto transfer = std::move(host.waiting.front());
+      host.waiting.pop_front();
+      if (start(transfer)) {
+        ++host.running;
+        hasStarted = true;
+      } else {
+        transfer->completeWithError(URLErrorUnknown, "There is no memory for the request");
+      }
+    }
+  }
+  return hasStarted;
+}
+
+bool CurlTransport::start(const std::shared_ptr<CurlTransfer>& transfer) {
+  CURL* handle = nullptr;
+  if (_idleHandles.empty()) {
+    handle = curl_easy_init();
+    if (!handle) return false;
+  } else {
+    handle = _idleHandles.back();
+    _idleHandles.pop_back();
+  }
+  curl_easy_setopt(handle, CURLOPT_SHARE, _tlsSessions);
+  transfer->prepare(handle);
+  if (curl_multi_add_handle(_multi, handle) != CURLM_OK) {
+    curl_easy_cleanup(handle);
+    return false;
+  }
+  _running[handle] = transfer;
+  return true;
+}
+
+void CurlTransport::finishDone() {
+  int left = 0;
+  while (CURLMsg* message = curl_multi_info_read(_multi, &left)) {
+    if (message->msg == CURLMSG_DONE) finish(message->easy_handle, message->data.result);
+  }
+}
+
+void CurlTransport::finishOverdue() {
+  auto now = Clock::now();
+  std::vector<CURL*> overdue;
+  for (const auto& [handle, transfer] : _running) {
+    if (transfer->deadline() <= now) overdue.push_back(handle);
+  }
+  for (CURL* handle : overdue) finish(handle, CURLE_OPERATION_TIMEDOUT);
+  for (auto& [name, host] : _hosts) {
+    while (!host.waiting.empty() && host.waiting.front()->deadline() <= now) {
+      host.waiting.front()->complete(CURLE_OPERATION_TIMEDOUT);
+      host.waiting.pop_front();
+    }
+  }
+  std::erase_if(_hosts,
+                [](const auto& entry) { return entry.second.running == 0 && entry.second.waiting.empty(); });
+}
+
+void CurlTransport::finish(CURL* handle, CURLcode result) {
+  auto found = _running.find(handle);
+  auto transfer = found->second;
+  _running.erase(found);
+  --_hosts[transfer->host()].running;
+  transfer->complete(result);
+  curl_multi_remove_handle(_multi, handle);  // ends its connection when that is still in use
+  curl_easy_reset(handle);
+  if (_idleHandles.size() < mostIdleHandles) {
+    _idleHandles.push_back(handle);
+  } else {
+    curl_easy_cleanup(handle);
+  }
+}
+
+int CurlTransport::millisecondsUntilDeadline() const {
+  auto first = Clock::now() + longestPause;
+  for (const auto& [handle, transfer] : _running) first = std::min(first, transfer->deadline());
+  for (const auto& [name, host] : _hosts) {
+    if (!host.waiting.empty()) first = std::min(first, host.waiting.front()->deadline());
+  }
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(first - Clock::now());
+  return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+}
+
+}  // namespace oq

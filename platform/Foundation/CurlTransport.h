@@ -1,0 +1,72 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Foundation/URLSession.h"
+
+namespace oq {
+
+class CurlTransfer;
+
+/// HTTPS through libcurl: one background thread drives all transfers, so that connections and TLS sessions
+/// are shared. At most six transfers to a host run at a time; the others wait in line, in order.
+class CurlTransport final : public URLTransport {
+ public:
+  struct Limits {
+    std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< waiting in line included
+    std::size_t bodyBytes = std::size_t{256} << 20;
+    std::size_t transfersPerHost = 6;
+  };
+
+  static std::shared_ptr<CurlTransport> shared();
+  /// Lives as long as the process, as its thread does.
+  static std::shared_ptr<CurlTransport> make(const Limits& limits);
+
+  void perform(URLRequest request, URLCompletion completion) override;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  explicit CurlTransport(const Limits& limits) : _limits(limits) {}
+  ~CurlTransport() override = default;
+
+  /// The transfers to one host and port. Their line is in the order of their deadlines.
+  struct Host {
+    std::size_t running = 0;
+    std::deque<std::shared_ptr<CurlTransfer>> waiting;
+  };
+
+  bool startThread();
+  void runThread();
+  void takeSubmitted();
+  bool startWaiting();
+  bool start(const std::shared_ptr<CurlTransfer>& transfer);
+  void finishDone();
+  void finishOverdue();
+  void finish(CURL* handle, CURLcode result);
+  int millisecondsUntilDeadline() const;
+
+  const Limits _limits;
+
+  std::mutex _mutex;  // guards the next three
+  std::vector<std::shared_ptr<CurlTransfer>> _submitted;
+  CURLM* _multi = nullptr;
+  bool _hasThread = false;
+
+  // For the thread only.
+  CURLSH* _tlsSessions = nullptr;
+  std::vector<CURL*> _idleHandles;
+  std::map<CURL*, std::shared_ptr<CurlTransfer>> _running;
+  std::map<std::string, Host> _hosts;
+};
+
+}  // namespace oq
