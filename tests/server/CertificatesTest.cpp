@@ -1,0 +1,102 @@
+#include "Certificates.h"
+
+#include <gtest/gtest.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <iterator>
+
+#include "TemporaryFolder.h"
+
+namespace oq::server {
+namespace {
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+TEST(Certificates, AreKeptUntilThereIsAReason) {
+  const TemporaryFolder folder;
+  Certificates first(folder.path() / "tls", {"localhost", "127.0.0.1"});
+  first.ensure();
+  const auto authority = contentOf(first.authorityFile()), server = contentOf(first.certificateFile());
+  Certificates(folder.path() / "tls", {"127.0.0.1", "localhost"}).ensure();
+  EXPECT_EQ(contentOf(first.certificateFile()), server);
+
+  Certificates(folder.path() / "tls", {"localhost", "127.0.0.1", "shop.example", "fd00::1"}).ensure();
+  const auto forMoreHosts = contentOf(first.certificateFile());
+  EXPECT_NE(forMoreHosts, server);
+  EXPECT_EQ(contentOf(first.authorityFile()), authority);
+
+  folder.write("tls/server.pem", "damaged");
+  Certificates(folder.path() / "tls", {"localhost"}).ensure();
+  EXPECT_NE(contentOf(first.certificateFile()), "damaged");
+  EXPECT_EQ(contentOf(first.authorityFile()), authority);
+
+  std::filesystem::remove(first.authorityFile());
+  const auto before = contentOf(first.certificateFile());
+  Certificates(folder.path() / "tls", {"localhost"}).ensure();
+  EXPECT_NE(contentOf(first.authorityFile()), authority);
+  EXPECT_NE(contentOf(first.certificateFile()), before);
+}
+
+// Signs the certificate again with another end.
+void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile,
+            long seconds) {
+  FILE* in = fopen(certificateFile.c_str(), "r");
+  X509* certificate = PEM_read_X509(in, nullptr, nullptr, nullptr);
+  fclose(in);
+  FILE* keyIn = fopen(issuerKeyFile.c_str(), "r");
+  EVP_PKEY* key = PEM_read_PrivateKey(keyIn, nullptr, nullptr, nullptr);
+  fclose(keyIn);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), seconds);
+  X509_sign(certificate, key, EVP_sha256());
+  FILE* out = fopen(certificateFile.c_str(), "w");
+  PEM_write_X509(out, certificate);
+  fclose(out);
+  X509_free(certificate);
+  EVP_PKEY_free(key);
+}
+
+TEST(Certificates, AreRenewedBeforeTheyEnd) {
+  constexpr long day = 24 * 60 * 60;
+  const TemporaryFolder folder;
+  Certificates certificates(folder.path(), {"localhost"});
+  certificates.ensure();
+  const auto authority = contentOf(certificates.authorityFile());
+  const auto authorityKey = folder.path() / "ca-key.pem";
+  for (const auto& [end, renewed] : {std::pair(40 * day, false), {20 * day, true}, {-day, true}}) {
+    setEnd(certificates.certificateFile(), authorityKey, end);
+    const auto before = contentOf(certificates.certificateFile());
+    certificates.ensure();
+    EXPECT_EQ(contentOf(certificates.certificateFile()) != before, renewed) << end;
+  }
+  EXPECT_EQ(contentOf(certificates.authorityFile()), authority);
+  setEnd(certificates.authorityFile(), authorityKey, day);
+  const auto server = contentOf(certificates.certificateFile());
+  certificates.ensure();
+  EXPECT_NE(contentOf(certificates.authorityFile()), authority);
+  EXPECT_NE(contentOf(certificates.certificateFile()), server);
+}
+
+TEST(Certificates, NeverReplaceADamagedAuthority) {
+  const TemporaryFolder folder;
+  Certificates certificates(folder.path(), {"localhost"});
+  certificates.ensure();
+  folder.write("ca.pem", "damaged");
+  EXPECT_THROW(certificates.ensure(), std::runtime_error);
+  EXPECT_EQ(contentOf(certificates.authorityFile()), "damaged");
+}
+
+TEST(Certificates, TakeOnlyHostsThatCanStandInACertificate) {
+  for (const auto* host : {"localhost", "a-b.example", "*.example.com", "10.0.0.1", "::1"}) {
+    EXPECT_TRUE(Certificates::isHost(host)) << host;
+  }
+  for (const auto* host : {"", "a,DNS:b", "a b", "商店.example", "a:80", "https://a", "*", ".a"}) {
+    EXPECT_FALSE(Certificates::isHost(host)) << host;
+  }
+}
+
+}  // namespace
+}  // namespace oq::server

@@ -1,0 +1,146 @@
+#include "Endpoints.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+#include <thread>
+
+#include "TemporaryFolder.h"
+
+namespace oq::server {
+namespace {
+
+namespace json = boost::json;
+using testing::HasSubstr;
+
+class EndpointsTest : public testing::Test {
+ protected:
+  json::object post(std::string_view path, const std::string& body, int status = 200) {
+    const auto reply = endpoints.post(Environment::test, path, body);
+    EXPECT_EQ(reply.status, status) << reply.body;
+    return json::parse(reply.body).as_object();
+  }
+
+  std::string login(const std::string& device = "") {
+    const auto answer = post(Endpoints::login, R"({"appKey":"k","os":{"mac":")" + device + R"("}})");
+    return std::string(answer.at("token").as_string());
+  }
+
+  TemporaryFolder folder;
+  CurrentCampaigns campaigns;
+  EventStore store{folder.path() / "server.db"};
+  std::ostringstream lines;
+  Endpoints endpoints{store, campaigns, lines};
+};
+
+TEST_F(EndpointsTest, RefusesWrongRequestsAndStoresNothing) {
+  const std::tuple<std::string_view, std::string, const char*> cases[] = {
+      {Endpoints::login, "", "not valid JSON"},
+      {Endpoints::login, "{\"appKey\":\"\xff\"}", "not valid JSON"},
+      {Endpoints::login, "[]", "must be a JSON object"},
+      {Endpoints::login, "{}", "appKey"},
+      {Endpoints::login, R"({"appKey":""})", "appKey"},
+      {Endpoints::login, R"({"appKey":1})", "appKey"},
+      {Endpoints::inApp, R"({"token":[]})", "token"},
+      {Endpoints::trigger, "{}", "events: must be"},
+      {Endpoints::trigger, R"({"events":{}})", "events: must be"},
+      {Endpoints::callback, R"({"events":[]})", "events: must be"},
+      {Endpoints::callback, R"({"events":[{"xwhat":"a"},1]})", "events[1]: must be"},
+      {Endpoints::callback, std::string(1000, '['), "not valid JSON"},
+  };
+  for (const auto& [path, body, expected] : cases) {
+    const auto answer = post(path, body, 400);
+    EXPECT_EQ(answer.at("code"), 400);
+    EXPECT_THAT(std::string(answer.at("message").as_string()), HasSubstr(expected)) << body;
+  }
+  EXPECT_EQ(store.count(), 0);
+  EXPECT_EQ(lines.str(), "");
+}
+
+TEST_F(EndpointsTest, AcceptsOnlyListedKeysAndKnownTokens) {
+  Campaigns restricted;
+  restricted.appKeys = {"k"};
+  restricted.windows.push_back({R"({"id":1})", 0b010, std::nullopt, {}});
+  restricted.windows.push_back({R"({"id":2})", 0b001, std::nullopt, {}});
+  campaigns.set(std::move(restricted));
+  EXPECT_EQ(post(Endpoints::login, R"({"appKey":"other"})").at("code"), 403);
+  const auto token = login();
+  const auto answer = post(Endpoints::inApp, R"({"token":")" + token + R"("})");
+  EXPECT_EQ(answer, json::parse(R"({"code":0,"message":"ok","data":[{"id":1}]})").as_object());
+  EXPECT_TRUE(post(Endpoints::subscribe, R"({"token":")" + token + R"("})").at("data").as_array().empty());
+  for (const auto* body : {"{}", R"({"token":""})", R"({"token":null})", R"({"token":"guess"})"}) {
+    EXPECT_EQ(post(Endpoints::inApp, body).at("code"), 401) << body;
+  }
+}
+
+TEST_F(EndpointsTest, ForgetsOnlyTheOldTokensOfADevice) {
+  const auto other = login("n"), first = login("m"), second = login("m");
+  for (int i = 0; i < 15; ++i) login("m");
+  EXPECT_FALSE(store.knowsToken(first));
+  EXPECT_TRUE(store.knowsToken(second));
+  EXPECT_TRUE(store.knowsToken(other));
+}
+
+TEST_F(EndpointsTest, WritesOneLineForEachEventWhateverClientsSend) {
+  post(Endpoints::callback,
+       R"({"userId":"a\nb","events":[{"xwhat":"x\r\n","xcontext":{"k":"v\n"}},{"xwhat":null,"xwhen":1}]})");
+  const auto text = lines.str();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
+  EXPECT_THAT(text, HasSubstr(R"( /push/sdk/in_app/callback "a\nb" "x\r\n" {"k":"v\n"})"));
+  EXPECT_THAT(text, HasSubstr(R"( "a\nb" "" {})"));
+}
+
+TEST_F(EndpointsTest, ListsByNameAndPosition) {
+  for (const auto* name : {"a", "b", "a", "b", "a"}) {
+    post(Endpoints::trigger, std::string(R"({"events":[{"xwhat":")") + name + R"("}]})");
+  }
+  const auto ids = [&](const EventFilter& filter) {
+    std::string text;
+    const auto answer = json::parse(endpoints.listEvents(filter).body);
+    for (const auto& event : answer.at("events").as_array()) text += json::serialize(event.at("id"));
+    return text;
+  };
+  EXPECT_EQ(ids({}), "12345");
+  EXPECT_EQ(ids({{}, {}, 2}), "45");
+  EXPECT_EQ(ids({1, {}, 2}), "23");
+  EXPECT_EQ(ids({{}, "a", 2}), "35");
+  EXPECT_EQ(ids({1, "a", 9}), "35");
+  EXPECT_EQ(ids({5, {}, 9}), "");
+}
+
+TEST_F(EndpointsTest, KeepsEveryEventOfManyClientsAtOnce) {
+  constexpr int clients = 8, each = 20;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < clients; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < each; ++n) {
+        EXPECT_EQ(
+            endpoints.post(Environment::test, Endpoints::trigger, R"({"events":[{"xwhat":"e"}]})").status,
+            200);
+        campaigns.set({});
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(store.count(), clients * each);
+  const auto text = lines.str();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), clients * each);
+}
+
+TEST(EventStore, KeepsTokensAndEventsInItsFile) {
+  const TemporaryFolder folder;
+  std::string token;
+  {
+    EventStore store(folder.path() / "server.db");
+    token = store.createToken("k", "d");
+    store.append("now", "test", "/x", "u", {{"n", "{}", "{}"}});
+  }
+  EventStore store(folder.path() / "server.db");
+  EXPECT_TRUE(store.knowsToken(token));
+  EXPECT_EQ(store.list({}).at(0).name, "n");
+  const auto broken = folder.write("broken.db", std::string(4096, 'x'));
+  EXPECT_THROW(EventStore{broken}, std::runtime_error);
+}
+
+}  // namespace
+}  // namespace oq::server

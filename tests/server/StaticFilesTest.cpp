@@ -1,0 +1,77 @@
+#include "StaticFiles.h"
+
+#include <gtest/gtest.h>
+
+#include "TemporaryFolder.h"
+
+namespace oq::server {
+namespace {
+
+TEST(StaticFiles, ServesWhatIsInsideWithItsType) {
+  const TemporaryFolder folder;
+  const std::pair<const char*, const char*> cases[] = {
+      {"a.png", "image/png"},
+      {"deep/er/B.JPG", "image/jpeg"},
+      {"page.html", "text/html; charset=utf-8"},
+      {"图片 1.svg", "image/svg+xml"},
+      {"unknown", "application/octet-stream"},
+      {"a..b", "application/octet-stream"},
+  };
+  for (const auto& [name, type] : cases) {
+    const auto written = folder.write(name, "x");
+    const auto file = StaticFiles(folder.path()).find(name);
+    ASSERT_TRUE(file) << name;
+    EXPECT_EQ(file->contentType, type);
+    EXPECT_TRUE(std::filesystem::equivalent(file->path, written));
+  }
+}
+
+TEST(StaticFiles, NeverLeavesItsFolder) {
+  const TemporaryFolder outer;
+  outer.write("secret.txt", "x");
+  outer.write("public-not/secret.txt", "x");
+  outer.write("public/ok.txt", "x");
+  outer.write("public/.hidden", "x");
+  outer.write("public/.git/config", "x");
+  const auto root = outer.path() / "public";
+  std::filesystem::create_symlink(outer.path() / "secret.txt", root / "link.txt");
+  std::filesystem::create_directory_symlink(outer.path(), root / "up");
+  std::filesystem::create_symlink("ok.txt", root / "inside.txt");
+  const StaticFiles files(root);
+  using namespace std::string_view_literals;
+  const std::string absolute = outer.path() / "secret.txt";
+  const std::string_view refused[] = {
+      "../secret.txt",
+      "./ok.txt",
+      "x/../ok.txt",
+      "a/../../secret.txt",
+      "..",
+      ".",
+      "",
+      "/",
+      "//ok.txt",
+      "ok.txt/",
+      "up/secret.txt",
+      "link.txt",
+      ".hidden",
+      ".git/config",
+      absolute,
+      "ok.txt\0.png"sv,
+      "missing.txt",
+      "up",
+      "../public/ok.txt",
+      "../public-not/secret.txt",
+  };
+  for (const auto name : refused) EXPECT_FALSE(files.find(name)) << name;
+  EXPECT_TRUE(files.find("ok.txt"));
+  EXPECT_TRUE(files.find("inside.txt"));
+}
+
+TEST(StaticFiles, NeedsAFolder) {
+  const TemporaryFolder folder;
+  EXPECT_THROW(StaticFiles(folder.path() / "missing"), std::runtime_error);
+  EXPECT_THROW(StaticFiles(folder.write("file", "x")), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace oq::server

@@ -1,0 +1,340 @@
+"""Drives the built campaign server over real HTTPS: server_test.py PATH-TO-oqsdk-server."""
+
+import http.client
+import json
+import os
+import queue
+import re
+import shutil
+import signal
+import socket
+import ssl
+import stat
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+PROGRAM = None
+PATIENCE = 30  # seconds that anything awaited may take
+PORTS = ("--port-production", "0", "--port-test", "0", "--port-development", "0")
+
+
+def window(window_id, **changes):
+    return {"id": window_id, "style": 3, "count": 1, "event": {"xwhat": "buy"}, **changes}
+
+
+class Lines:
+    """The lines of a pipe, as they come."""
+
+    def __init__(self, pipe):
+        self._queue = queue.Queue()
+        self.seen = []
+        threading.Thread(target=self._read, args=(pipe,), daemon=True).start()
+
+    def _read(self, pipe):
+        with pipe:
+            for line in pipe:
+                self._queue.put(line.rstrip("\n"))
+        self._queue.put(None)
+
+    def wait_for(self, pattern):
+        deadline = time.monotonic() + PATIENCE
+        while True:
+            try:
+                line = self._queue.get(timeout=max(0, deadline - time.monotonic()))
+            except queue.Empty:
+                raise AssertionError(f"no line {pattern!r} within {PATIENCE} s after {self.seen}") from None
+            if line is None:
+                raise AssertionError(f"the program ended without a line {pattern!r}: {self.seen}")
+            self.seen.append(line)
+            found = re.search(pattern, line)
+            if found:
+                return found
+
+
+class Server:
+    def __init__(self, *options):
+        self.process = subprocess.Popen(
+            [PROGRAM, *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, encoding="utf-8")
+        self.out, self.err = Lines(self.process.stdout), Lines(self.process.stderr)
+        self.authority = self.out.wait_for("^certificate authority: (.*)").group(1)
+        self.ports = {name: int(self.out.wait_for(rf"^{name}: https://localhost:(\d+)$").group(1))
+                      for name in ("production", "test", "development")}
+        self.out.wait_for("^ready$")
+        self.tls = ssl.create_default_context(cafile=self.authority)
+
+    def request(self, path, body=None, environment="production", host="localhost", headers=None):
+        """Status, body and headers."""
+        address = f"https://{host}:{self.ports[environment]}{path}"
+        if body is not None and not isinstance(body, bytes):
+            body = json.dumps(body).encode()
+        headers = {"Content-Type": "application/json", **(headers or {})}
+        call = urllib.request.Request(address, data=body, headers=headers)
+        try:
+            with urllib.request.urlopen(call, context=self.tls, timeout=PATIENCE) as answer:
+                return answer.status, answer.read(), answer.headers
+        except urllib.error.HTTPError as error:
+            with error:
+                return error.code, error.read(), error.headers
+
+    def post(self, path, body, environment="production"):
+        status, answer, _ = self.request(path, body, environment)
+        return status, json.loads(answer)
+
+    def login(self, app_key="key"):
+        status, answer = self.post("/push/sdk/login", {"appKey": app_key, "os": {"mac": "m"}})
+        assert status == 200 and answer["code"] == 0, answer
+        return answer["token"]
+
+    def window_ids(self, token, environment="production", path="/push/sdk/in_app", **more):
+        status, answer = self.post(path, {"token": token, **more}, environment)
+        assert status == 200 and answer["code"] == 0, answer
+        return [campaign["id"] for campaign in answer["data"]]
+
+    def events(self, query=""):
+        status, answer, _ = self.request("/events" + query)
+        assert status == 200, answer
+        return json.loads(answer)["events"]
+
+    def end(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        return self.process.wait(PATIENCE)
+
+    def kill(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+
+class ServerTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="oqsdk-server-test-")
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.data = self.path("data")
+        self.campaigns = self.path("campaigns.json")
+
+    def path(self, *names):
+        return os.path.join(self.folder, *names)
+
+    def write(self, content, path=None):
+        path = path or self.campaigns
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "w", encoding="utf-8") as out:
+            out.write(content if isinstance(content, str) else json.dumps(content))
+        return path
+
+    def start(self, *options):
+        server = Server("--data", self.data, *PORTS, *options)
+        self.addCleanup(server.kill)
+        return server
+
+    def run_program(self, *options):
+        return subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=PATIENCE)
+
+    def test_makes_certificates_that_only_its_authority_vouches_for(self):
+        server = self.start()
+        for name, mode in (("ca-key.pem", 0o600), ("server-key.pem", 0o600)):
+            self.assertEqual(stat.S_IMODE(os.stat(os.path.join(self.data, "tls", name)).st_mode), mode)
+        for host in ("localhost", "127.0.0.1"):
+            self.assertEqual(server.request("/", host=host)[0], 200)
+        with self.assertRaises(urllib.error.URLError) as refused:
+            urllib.request.urlopen(f"https://localhost:{server.ports['production']}/", timeout=PATIENCE,
+                                   context=ssl.create_default_context())
+        self.assertIsInstance(refused.exception.reason, ssl.SSLCertVerificationError)
+        with socket.create_connection(("127.0.0.1", server.ports["test"]), timeout=PATIENCE) as plain:
+            with self.assertRaises(ssl.SSLCertVerificationError):
+                server.tls.wrap_socket(plain, server_hostname="other.example")
+
+    def test_listens_on_both_loopback_addresses_and_no_other(self):
+        server = self.start()
+        self.assertEqual(server.request("/", host="127.0.0.1")[0], 200)
+        try:
+            socket.create_server(("::1", 0), family=socket.AF_INET6).close()
+        except OSError:
+            pass  # a machine without IPv6
+        else:
+            self.assertEqual(server.request("/", host="[::1]")[0], 200)
+        with self.assertRaises(ConnectionRefusedError):
+            socket.create_connection(("127.0.0.2", server.ports["production"]), timeout=PATIENCE)
+
+    def test_serves_each_list_to_whom_it_is_for(self):
+        self.write({"appKeys": ["key"],
+                    "windows": [window(1), window(2, environments=["test"]), window(3, newUser=1),
+                                window(4, userIds=["u"])],
+                    "subscriptions": [{"id": 9, "event": {"xwhat": "add_to_cart"}}]})
+        server = self.start("--campaigns", self.campaigns)
+        self.assertEqual(server.post("/push/sdk/login", {"appKey": "other"})[1]["code"], 403)
+        token = server.login()
+        self.assertEqual(server.window_ids(token, newUser=0, userId="x"), [1])
+        self.assertEqual(server.window_ids(token, newUser=1, userId="u"), [1, 3, 4])
+        self.assertEqual(server.window_ids(token, environment="test"), [1, 2])
+        self.assertEqual(server.window_ids(token, path="/push/sdk/event/subscribe"), [9])
+        status, answer = server.post("/push/sdk/in_app", {"token": token}, "test")
+        self.assertEqual((status, answer["data"]), (200, [window(1), window(2)]))
+        self.assertEqual(server.post("/push/sdk/in_app", {"token": "x"})[1]["code"], 401)
+
+    def test_keeps_prints_and_lists_events(self):
+        server = self.start()
+        shown = {"appid": "a", "xwho": "u", "xwhat": "$impDialog", "xwhen": 1767225600000.0,
+                 "xcontext": {"$dialog_id": "1", "$dialog_type": 1}}
+        bought = {"xwhat": "买", "xwho": "u", "xcontext": {"item": "鞋"}}
+        body = {"userId": "u", "token": "t"}
+        for path, event in (("/push/sdk/in_app/callback", shown), ("/push/sdk/event/trigger", bought)):
+            status, answer = server.post(path, {**body, "events": [event]}, "development")
+            self.assertEqual((status, answer["code"]), (200, 0))
+        server.out.wait_for(r'^20\d\d-\S+Z /push/sdk/in_app/callback "u" "\$impDialog" '
+                            r'{"\$dialog_id":"1","\$dialog_type":1}$')
+        server.out.wait_for(r'^20\d\d-\S+Z /push/sdk/event/trigger "u" "买" {"item":"鞋"}$')
+        first, second = server.events()
+        self.assertEqual((first["event"], first["environment"], first["user"]), (shown, "development", "u"))
+        self.assertEqual((second["name"], second["context"]), ("买", {"item": "鞋"}))
+        self.assertEqual(server.events(f"?since={first['id']}"), [second])
+        self.assertEqual(server.events("?name=%24impDialog"), [first])
+        self.assertEqual(server.events("?limit=1"), [second])
+        self.assertEqual(server.request("/events?limit=x")[0], 400)
+
+    def test_refuses_bad_requests_and_stores_nothing(self):
+        server = self.start()
+        large = b'{"events":[{"xwhat":"' + b"x" * (2 << 20) + b'"}]}'
+        chunked = (large[i:i + 65536] for i in range(0, len(large), 65536))
+        for body, status in ((b"{", 400), (b"[]", 400), (b'{"events":{}}', 400), (b'{"events":[1]}', 400),
+                             (large, 413)):
+            answer = server.request("/push/sdk/event/trigger", body)
+            self.assertEqual((answer[0], json.loads(answer[1])["code"]), (status, status), body[:40])
+        connection = http.client.HTTPSConnection("localhost", server.ports["test"], context=server.tls,
+                                                 timeout=PATIENCE)
+        self.addCleanup(connection.close)
+        connection.request("POST", "/push/sdk/event/trigger", body=chunked, encode_chunked=True,
+                           headers={"Transfer-Encoding": "chunked"})
+        answer = connection.getresponse()
+        self.assertEqual((answer.status, json.loads(answer.read())["code"]), (413, 413))
+        # The same connection goes on: what was too large has been read to its end.
+        connection.request("POST", "/push/sdk/login", body='{"appKey":"k"}')
+        self.assertEqual(json.loads(connection.getresponse().read())["code"], 0)
+        self.assertEqual(server.request("/push/sdk/nothing", {})[0], 404)
+        self.assertEqual(server.events(), [])
+
+    def test_reads_the_campaigns_again_however_they_are_written(self):
+        self.write({"windows": [window(1)]})
+        server = self.start("--campaigns", self.campaigns)
+        token = server.login()
+        self.write({"windows": [window(2)]})  # in place
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [2])
+        os.replace(self.write({"windows": [window(3)]}, self.path("new")), self.campaigns)
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [3])
+        os.rename(self.campaigns, self.path("backup"))  # as an editor does that keeps backups
+        self.assertEqual(server.window_ids(token), [3])
+        self.write({"windows": [window(4), window(5)]})
+        server.err.wait_for(": loaded, 2 windows")
+        self.assertEqual(server.window_ids(token), [4, 5])
+
+    def test_keeps_the_last_good_campaigns_and_names_what_is_wrong(self):
+        self.write({"windows": [window(1)]})
+        server = self.start("--campaigns", self.campaigns)
+        token = server.login()
+        self.write({"windows": [window(2), window(3), window(4, style=7)]})
+        server.err.wait_for(r"campaigns\.json: windows\[2\]\.style: must be 1, 2, 3 or 4")
+        server.err.wait_for("refused, the last good campaigns stay")
+        self.assertEqual(server.window_ids(token), [1])
+        self.write('{\n  "windows": [}\n')
+        server.err.wait_for(r"campaigns\.json: line 2, column 15: ")
+        server.err.wait_for("refused")
+        self.assertEqual(server.window_ids(token), [1])
+        self.write({"windows": [window(2)]})
+        server.err.wait_for("loaded")
+        self.assertEqual(server.window_ids(token), [2])
+
+    def test_restart_keeps_events_tokens_and_certificates(self):
+        server = self.start()
+        token = server.login()
+        server.post("/push/sdk/event/trigger", {"events": [{"xwhat": "e"}]})
+        before = server.events()
+        # An idle connection must not hold up the end.
+        idle = http.client.HTTPSConnection("localhost", server.ports["production"], context=server.tls,
+                                           timeout=PATIENCE)
+        self.addCleanup(idle.close)
+        idle.request("GET", "/")
+        idle.getresponse().read()
+        started = time.monotonic()
+        self.assertEqual(server.end(), 0)
+        self.assertLess(time.monotonic() - started, 20)
+        authority, trust = server.authority, server.tls
+        server = self.start()
+        self.assertEqual(server.authority, authority)
+        server.tls = trust
+        self.assertEqual(server.events(), before)
+        self.assertEqual(server.window_ids(token), [])
+        self.assertEqual(server.end(signal.SIGINT), 0)
+
+    def test_acknowledged_events_survive_a_crash(self):
+        server = self.start()
+        for number in range(5):
+            server.post("/push/sdk/event/trigger", {"events": [{"xwhat": f"e{number}"}]})
+        server.kill()
+        self.assertEqual([event["name"] for event in self.start().events()], [f"e{n}" for n in range(5)])
+
+    def test_serves_static_files_and_nothing_else(self):
+        self.write("<p>公告</p>", self.path("static", "page.html"))
+        picture = bytes(range(256)) * 512
+        with open(self.path("static", "a b.png"), "wb") as out:
+            out.write(picture)
+        self.write("", self.path("static", "empty.txt"))
+        self.write("secret", self.path("secret.txt"))
+        os.symlink(self.path("secret.txt"), self.path("static", "link.txt"))
+        server = self.start("--static", self.path("static"))
+        status, body, headers = server.request("/static/page.html")
+        self.assertEqual((status, body.decode(), headers["Content-Type"]),
+                         (200, "<p>公告</p>", "text/html; charset=utf-8"))
+        status, body, headers = server.request("/static/a%20b.png")
+        self.assertEqual((status, body, headers["Content-Type"]), (200, picture, "image/png"))
+        self.assertEqual(server.request("/static/empty.txt")[:2], (200, b""))
+        status, body, _ = server.request("/static/a%20b.png", headers={"Range": "bytes=131070-"})
+        self.assertEqual((status, body), (206, picture[131070:]))
+        for name in ("../secret.txt", "%2e%2e/secret.txt", "..%2fsecret.txt", "link.txt", "", "%00", "/etc/passwd",
+                     "x/../../secret.txt", "page.html%00.png"):
+            status, body, _ = server.request("/static/" + name)
+            self.assertEqual((status, json.loads(body)["code"]), (404, 404), name)
+
+    def test_refuses_to_start_with_one_clear_sentence(self):
+        running = self.start()
+        port = str(running.ports["production"])
+        bad = self.write({"windows": [window(1, count=-1)]})
+        other = self.path("other")
+        cases = (
+            (("--data", other, "--port-production", port), 1, f"port {port}.*in use"),
+            (("--data", self.data, *PORTS), 1, "another oqsdk-server is using this data folder"),
+            (("--data", other, "--campaigns", bad, *PORTS), 1, r"windows\[0\]\.count: must be an integer, 0 or more"),
+            (("--data", other, "--campaigns", self.path("none"), *PORTS), 1, "no such file"),
+            (("--data", other, "--static", self.path("none"), *PORTS), 1, "not a folder"),
+            (("--colour",), 2, "unknown option \"--colour\""),
+            (("--port-test", "70000"), 2, "--port-test needs a port"),
+            (("--host", "a,DNS:b"), 2, "--host needs"),
+            (("--data",), 2, "--data needs a value"),
+        )
+        for options, code, message in cases:
+            result = self.run_program(*options)
+            self.assertEqual((result.returncode, result.stdout), (code, ""), options)
+            self.assertRegex(result.stderr, message)
+
+    def test_init_writes_a_file_that_works_and_never_overwrites(self):
+        self.assertEqual(self.run_program("--init", self.campaigns).returncode, 0)
+        before = os.stat(self.campaigns)
+        self.assertEqual(self.run_program("--init", self.campaigns).returncode, 1)
+        self.assertEqual(os.stat(self.campaigns).st_mtime_ns, before.st_mtime_ns)
+        server = self.start("--campaigns", self.campaigns)
+        self.assertEqual(server.window_ids(server.login()), ["1001", "1002"])
+        self.assertRegex(self.run_program("--version").stdout, r"^oqsdk-server \d+\.\d+\.\d+\n$")
+        self.assertIn("--campaigns FILE", self.run_program("--help").stdout)
+
+
+if __name__ == "__main__":
+    PROGRAM = sys.argv.pop(1)
+    os.environ.pop("SSL_CERT_FILE", None)
+    unittest.main(verbosity=2)
