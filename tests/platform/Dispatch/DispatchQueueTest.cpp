@@ -1,0 +1,226 @@
+#include "Dispatch/DispatchQueue.h"
+
+#include <glib.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/MainLoop.h"
+
+namespace oq {
+namespace {
+
+using namespace std::chrono_literals;
+using test::runLoopUntil;
+
+constexpr auto patience = 30s;
+
+TEST(DispatchQueue, NothingIsMainUntilInstalledAndBlocksAreKept) {
+  // In a process of its own this is before any installMain().
+  if (DispatchQueue::currentLabel() == DispatchQueue::main().label()) GTEST_SKIP() << "a host is installed";
+  std::vector<int> ran;
+  DispatchQueue::main().async([&] { ran.push_back(1); });
+  DispatchQueue::main().async([&] { ran.push_back(2); });
+  EXPECT_FALSE(g_main_context_iteration(nullptr, FALSE));
+  EXPECT_TRUE(ran.empty());
+  DispatchQueue::installMain();
+  EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+  ASSERT_TRUE(runLoopUntil([&] { return ran.size() == 2; }));
+  EXPECT_EQ(ran, (std::vector<int>{1, 2}));
+}
+
+TEST(DispatchQueue, LabelsAndSpecificsAreThoseOfTheRunningQueue) {
+  DispatchQueue::installMain();
+  auto outer = DispatchQueue::serial("same text");
+  auto inner = DispatchQueue::concurrent("same text");
+  int key = 0;
+  int outerValue = 0;
+  outer->setSpecific(&key, &outerValue);
+  EXPECT_NE(outer->label(), inner->label());
+  EXPECT_EQ(DispatchQueue::currentSpecific(&key), nullptr);
+
+  auto check = [&] {
+    EXPECT_EQ(DispatchQueue::currentLabel(), outer->label());
+    EXPECT_EQ(DispatchQueue::currentSpecific(&key), &outerValue);
+    inner->sync([&] {
+      EXPECT_EQ(DispatchQueue::currentLabel(), inner->label());
+      EXPECT_EQ(DispatchQueue::currentSpecific(&key), nullptr);
+    });
+    EXPECT_EQ(DispatchQueue::currentLabel(), outer->label());
+  };
+  outer->sync(check);  // also on the main thread the block is the queue's, not the main queue's
+  EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+  std::promise<void> done;
+  outer->async([&] {
+    check();
+    done.set_value();
+  });
+  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
+  std::thread([&] {
+    EXPECT_NE(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+    EXPECT_NE(DispatchQueue::currentLabel(), outer->label());
+  }).join();
+}
+
+TEST(DispatchQueue, SerialQueueKeepsOrderWithManySendersAndVisitors) {
+  auto queue = DispatchQueue::serial("order");
+  constexpr int perThread = 400;
+  std::vector<std::vector<int>> seen(4);
+  int inside = 0;  // unguarded on purpose: the queue guards it
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < perThread; ++i) {
+        auto block = [&, t, i] {
+          EXPECT_EQ(++inside, 1);
+          seen[t].push_back(i);
+          --inside;
+        };
+        if (i % 7 == 3) {
+          queue->sync(block);
+        } else {
+          queue->async(block);
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  queue->sync([] {});
+  for (const auto& numbers : seen) {
+    ASSERT_EQ(numbers.size(), static_cast<std::size_t>(perThread));
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+  }
+}
+
+// Far more blocks than the pool has places wait at once for other queues: none of them may be waited for in
+// vain.
+TEST(DispatchQueue, WaitingForOtherQueuesDoesNotExhaustThePool) {
+  DispatchQueue::installMain();
+  auto concurrent = DispatchQueue::concurrent("wide");
+  auto gateQueue = DispatchQueue::serial("gate");
+  std::promise<void> gate;
+  gateQueue->async([opened = gate.get_future().share()] { opened.wait(); });
+  std::atomic<int> done{0};
+  constexpr int blocks = 40;
+  for (int i = 0; i < blocks; ++i) {
+    concurrent->async([&] {
+      gateQueue->sync([] {});
+      DispatchQueue::main().sync([&] { ++done; });
+    });
+  }
+  // Behind all of those: it gets its place only because they do not count while they wait.
+  concurrent->async([&] { gate.set_value(); });
+  EXPECT_TRUE(runLoopUntil([&] { return done == blocks; }));
+}
+
+// Blocks that hold every place of concurrent work still find a thread for the serial queue that they wait
+// for.
+TEST(DispatchQueue, SerialQueuesAlwaysGetAThread) {
+  auto concurrent = DispatchQueue::concurrent("busy");
+  auto serial = DispatchQueue::serial("needed");
+  std::atomic<int> done{0};
+  std::promise<void> all;
+  constexpr int blocks = 24;
+  for (int i = 0; i < blocks; ++i) {
+    concurrent->async([&] {
+      std::promise<void> answered;
+      serial->async([&] { answered.set_value(); });
+      answered.get_future().wait();
+      if (++done == blocks) all.set_value();
+    });
+  }
+  EXPECT_EQ(all.get_future().wait_for(patience), std::future_status::ready);
+}
+
+TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
+  DispatchQueue::installMain();
+  int reposts = 0;
+  bool hasDrawn = false;
+  std::function<void()> repost = [&] {
+    if (++reposts < 10000 && !hasDrawn) DispatchQueue::main().async(repost);
+  };
+  DispatchQueue::main().async(repost);
+  EXPECT_EQ(DispatchQueue::drainMain(), 1u);  // not the block that it has posted
+  g_idle_add_full(
+      G_PRIORITY_HIGH_IDLE + 20,  // GTK's redraw
+      [](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &hasDrawn, nullptr);
+  ASSERT_TRUE(runLoopUntil([&] { return hasDrawn; }));
+  EXPECT_LT(reposts, 100);
+  DispatchQueue::drainMain();
+}
+
+TEST(DispatchQueue, LoopSpunInsideABlockKeepsTheOrder) {
+  DispatchQueue::installMain();
+  std::vector<int> ran;
+  DispatchQueue::main().async([&] {
+    ran.push_back(1);
+    EXPECT_TRUE(runLoopUntil([&] { return ran.size() == 3; }));
+    ran.push_back(4);
+  });
+  DispatchQueue::main().async([&] { ran.push_back(2); });
+  DispatchQueue::main().async([&] { ran.push_back(3); });
+  ASSERT_TRUE(runLoopUntil([&] { return ran.size() == 4; }));
+  EXPECT_EQ(ran, (std::vector<int>{1, 2, 3, 4}));
+}
+
+TEST(DispatchQueue, SyncOnMainRunsAtOnceOnTheMainThread) {
+  DispatchQueue::installMain();
+  auto queue = DispatchQueue::serial("other");
+  bool ran = false;
+  queue->sync([&] {
+    DispatchQueue::main().sync([&] {
+      ran = true;
+      EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+    });
+  });
+  EXPECT_TRUE(ran);
+}
+
+TEST(DispatchQueue, AfterRunsInTheOrderOfDelaysAndNotEarly) {
+  auto queue = DispatchQueue::serial("later");
+  auto start = std::chrono::steady_clock::now();
+  std::vector<std::string> order;
+  std::promise<void> done;
+  queue->after(1e300, [&] { ADD_FAILURE() << "the end of time"; });
+  queue->after(0.06, [&] {
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
+    order.push_back("60");
+    done.set_value();
+  });
+  queue->after(0.02, [&] {
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
+    order.push_back("20");
+  });
+  queue->after(-1, [&] { order.push_back("past"); });
+  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
+  EXPECT_EQ(order, (std::vector<std::string>{"past", "20", "60"}));
+}
+
+TEST(DispatchQueue, ThreadsBlockAllSignalsAndQueuesMayGoWhileTheyWork) {
+  std::promise<sigset_t> mask;
+  DispatchQueue::concurrent("gone at once")->async([&] {
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    mask.set_value(blocked);
+  });
+  auto blocked = mask.get_future().get();
+  for (int signal : {SIGTERM, SIGINT, SIGPIPE, SIGUSR1, SIGCHLD}) EXPECT_EQ(sigismember(&blocked, signal), 1);
+  sigset_t own;
+  pthread_sigmask(SIG_BLOCK, nullptr, &own);
+  EXPECT_EQ(sigismember(&own, SIGTERM), 0);
+}
+
+}  // namespace
+}  // namespace oq

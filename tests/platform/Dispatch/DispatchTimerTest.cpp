@@ -1,0 +1,143 @@
+#include <glib.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "support/MainLoop.h"
+
+namespace oq {
+namespace {
+
+using namespace std::chrono_literals;
+using test::runLoopUntil;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::int64_t millisecond = 1'000'000;
+
+class DispatchTimerTest : public testing::Test {
+ protected:
+  void SetUp() override { DispatchQueue::installMain(); }
+  /// Lets everything happen that is due, and a little more.
+  void settle() {
+    bool isOver = false;
+    DispatchQueue::main().after(0.03, [&] { isOver = true; });
+    ASSERT_TRUE(runLoopUntil([&] { return isOver; }));
+  }
+};
+
+TEST_F(DispatchTimerTest, FiresOnTheMainQueueOnceOrAgainAndAgain) {
+  int once = 0;
+  DispatchTimer single([&] { ++once; });
+  single.setTimer(millisecond, 0);
+  std::vector<Clock::time_point> firings;
+  auto start = Clock::now();
+  DispatchTimer repeating([&] {
+    EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+    firings.push_back(Clock::now());
+  });
+  repeating.setTimer(10 * millisecond, 4 * millisecond);
+  ASSERT_TRUE(runLoopUntil([&] { return firings.size() >= 6; }));
+  for (std::size_t i = 0; i < 6; ++i) EXPECT_GE(firings[i] - start, 10ms + 4ms * i) << i;
+  EXPECT_EQ(once, 1);
+}
+
+TEST_F(DispatchTimerTest, BusyMainThreadFindsOneFiringInLineNotAllItMissed) {
+  int firings = 0;
+  DispatchTimer timer([&] { ++firings; });
+  timer.setTimer(0, millisecond);
+  std::this_thread::sleep_for(30ms);
+  DispatchQueue::drainMain();
+  EXPECT_EQ(firings, 1);
+  timer.setTimer(0, 1);  // as often as there is a turn of the loop, and the loop still turns
+  settle();
+  EXPECT_GT(firings, 10);
+}
+
+TEST_F(DispatchTimerTest, HandlerMayCancelReplaceOrDestroyItsTimer) {
+  int cancelled = 0;
+  std::unique_ptr<DispatchTimer> first;
+  first = std::make_unique<DispatchTimer>([&] {
+    ++cancelled;
+    first->cancel();
+    first->setTimer(0, millisecond);  // a cancelled timer stays so
+  });
+  first->setTimer(0, millisecond);
+
+  int destroyed = 0;
+  auto held = std::make_shared<int>(7);
+  std::unique_ptr<DispatchTimer> second;
+  second = std::make_unique<DispatchTimer>([&, held] {
+    ++destroyed;
+    second.reset();
+    EXPECT_EQ(*held, 7);  // what the handler holds lives until it returns
+  });
+  second->setTimer(0, millisecond);
+
+  int replaced = 0;
+  std::unique_ptr<DispatchTimer> third;
+  third = std::make_unique<DispatchTimer>([&] {
+    if (++replaced == 1) third->setTimer(millisecond, 0);
+  });
+  third->setTimer(0, millisecond);
+
+  ASSERT_TRUE(runLoopUntil([&] { return cancelled == 1 && destroyed == 1 && replaced == 2; }));
+  settle();
+  EXPECT_EQ(cancelled, 1);
+  EXPECT_EQ(destroyed, 1);
+  EXPECT_EQ(replaced, 2);
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(DispatchTimerTest, CancelledFiringThatIsAlreadyInLineDoesNotRun) {
+  int firings = 0;
+  auto timer = std::make_unique<DispatchTimer>([&] { ++firings; });
+  timer->setTimer(0, 0);
+  std::this_thread::sleep_for(10ms);  // it is in line by now; were it not, the test would pass as well
+  timer->cancel();
+  settle();
+  EXPECT_EQ(firings, 0);
+}
+
+TEST_F(DispatchTimerTest, ExtremeTimesNeitherFireNorOverflow) {
+  int firings = 0;
+  DispatchTimer never([&] { ADD_FAILURE() << "fired"; });
+  never.setTimer(std::numeric_limits<std::int64_t>::max(), 0);
+  DispatchTimer past([&] { ++firings; });
+  past.setTimer(std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::uint64_t>::max());
+  ASSERT_TRUE(runLoopUntil([&] { return firings == 1; }));
+  settle();
+  EXPECT_EQ(firings, 1);
+}
+
+TEST_F(DispatchTimerTest, AnyThreadMaySetAndCancel) {
+  std::atomic<int> firings{0};
+  std::vector<std::thread> threads;
+  std::atomic<int> finished{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 100; ++i) {
+        DispatchTimer timer([&] { ++firings; });
+        timer.setTimer(0, 1000);
+        timer.setTimer(100, 1000);
+        if (i % 2) timer.cancel();
+      }
+      ++finished;
+    });
+  }
+  EXPECT_TRUE(runLoopUntil([&] { return finished == 4; }));
+  for (auto& thread : threads) thread.join();
+  DispatchQueue::drainMain();
+  int atEnd = firings;
+  settle();
+  EXPECT_EQ(firings, atEnd);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,164 @@
+#include "oqsdk/Runtime.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "oqsdk/Exception.h"
+
+namespace oq {
+namespace {
+
+const Selector<int(int)> addSelector{"add:"};
+const Selector<std::string(const std::string&)> greetSelector{"greet:"};
+const Selector<int(double)> addDoubleSelector{"add:"};
+
+class Animal : public Object {
+  OQ_CLASS(Animal)
+
+ public:
+  int sum = 0;
+
+ private:
+  int _add(int value) { return sum += value; }
+  std::string _greet(const std::string& name) { return "hello " + name; }
+};
+
+Class* Animal::staticClass() {
+  static Class* registered =
+      registerClass("Animal", Object::staticClass(),
+                    {method<&Animal::_add>(addSelector), method<&Animal::_greet>(greetSelector)});
+  return registered;
+}
+
+class Dog : public Animal {
+  OQ_CLASS(Dog)
+  std::string _greet(const std::string& name) {
+    return sendSuper(staticClass(), *this, greetSelector, name) + ", woof";
+  }
+};
+
+Class* Dog::staticClass() {
+  static Class* registered =
+      registerClass("Dog", Animal::staticClass(), {method<&Dog::_greet>(greetSelector)});
+  return registered;
+}
+
+class UnregisteredDog : public Dog {};
+
+std::string reasonOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const Exception& exception) {
+    EXPECT_EQ(exception.name(), "NSInvalidArgumentException");
+    return exception.reason();
+  }
+  return "nothing was thrown";
+}
+
+// Registered while static objects are made, before main().
+const bool wasFoundBeforeMain = NSClassFromString("Dog") != nullptr;
+
+TEST(Runtime, ClassesAreKnownByNameBeforeMainAndStayWhatTheyAre) {
+  EXPECT_TRUE(wasFoundBeforeMain);
+  EXPECT_EQ(NSClassFromString("Dog"), Dog::staticClass());
+  EXPECT_EQ(NSClassFromString("Cat"), nullptr);
+  EXPECT_EQ(registerClass("Dog", nullptr, {}), Dog::staticClass());
+  EXPECT_EQ(class_getSuperclass(Dog::staticClass()), Animal::staticClass());
+  EXPECT_EQ(class_copyMethodList(Dog::staticClass()).size(), 1u);
+  UnregisteredDog dog;
+  EXPECT_EQ(dog.description(), "<Dog>");
+  EXPECT_TRUE(dog.isKindOfClass(Animal::staticClass()));
+  EXPECT_FALSE(Animal().isKindOfClass(Dog::staticClass()));
+}
+
+TEST(Runtime, MessagesReachOwnInheritedAndSuperMethods) {
+  Dog dog;
+  EXPECT_EQ(send(dog, greetSelector, "you"), "hello you, woof");
+  EXPECT_EQ(send(dog, addSelector, 2), 2);
+  EXPECT_EQ(send(dog, addSelector, 3), 5);
+  EXPECT_EQ(sel_registerName("greet:"), greetSelector.sel());
+}
+
+TEST(Runtime, WhatAClassLacksIsAnException) {
+  Dog dog;
+  Object object;
+  const Selector<void()> missing{"fly"};
+  EXPECT_EQ(reasonOf([&] { send(dog, missing); }), "-[Dog fly]: unrecognized selector sent to instance");
+  EXPECT_EQ(reasonOf([&] { send(object, addSelector, 1); }),
+            "-[Object add:]: unrecognized selector sent to instance");
+  EXPECT_EQ(reasonOf([&] { sendSuper(Object::staticClass(), object, addSelector, 1); }),
+            "-[(null) add:]: unrecognized selector sent to instance");
+  auto reason = reasonOf([&] { send(dog, addDoubleSelector, 1.5); });
+  EXPECT_NE(reason.find("-[Dog add:]: "), std::string::npos);
+  EXPECT_EQ(reason.find("unrecognized selector"), std::string::npos) << reason;
+}
+
+int addTwice(Object& self, SEL, int value) {
+  return static_cast<Animal&>(self).sum += 2 * value;
+}
+
+TEST(Runtime, ReplacedAndAddedMethodsRunForEveryCaller) {
+  Class* cls = registerClass("Hooked", Animal::staticClass());
+  struct Hooked : Animal {
+    Class* class_() const override { return NSClassFromString("Hooked"); }
+  } hooked;
+  Method* inherited = class_getInstanceMethod(cls, addSelector);
+  EXPECT_EQ(inherited, class_getInstanceMethod(Animal::staticClass(), addSelector));
+  IMP twice = Selector<int(int)>::erase(&addTwice);
+
+  ASSERT_TRUE(class_addMethod(cls, addSelector, twice, method_getTypeEncoding(inherited)));
+  EXPECT_FALSE(class_addMethod(cls, addSelector, twice, method_getTypeEncoding(inherited)));
+  Method* own = class_getInstanceMethod(cls, addSelector);
+  EXPECT_NE(own, inherited);
+  EXPECT_EQ(send(hooked, addSelector, 5), 10);
+
+  IMP original = method_getImplementation(inherited);
+  EXPECT_EQ(method_setImplementation(own, original), twice);
+  EXPECT_EQ(send(hooked, addSelector, 5), 15);
+  method_exchangeImplementations(own, own);
+  EXPECT_EQ(method_getImplementation(own), original);
+
+  // A hook may go on with a method that was never found; what it adds then has no encoding and is taken on
+  // trust.
+  const Selector<int(int)> unknown{"unknown:"};
+  Method* none = class_getInstanceMethod(cls, unknown);
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(method_getImplementation(none), nullptr);
+  EXPECT_EQ(method_setImplementation(none, twice), nullptr);
+  ASSERT_TRUE(class_addMethod(cls, unknown, twice, method_getTypeEncoding(none)));
+  EXPECT_EQ(send(hooked, unknown, 1), 17);
+}
+
+TEST(Runtime, MethodsMayBeAddedAndReplacedWhileOthersSend) {
+  Class* cls = registerClass("Busy", Animal::staticClass());
+  struct Busy : Animal {
+    Class* class_() const override { return NSClassFromString("Busy"); }
+  };
+  IMP twice = Selector<int(int)>::erase(&addTwice);
+  std::vector<std::thread> threads;
+  std::atomic<int> added{0};
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&] {
+      Busy busy;
+      for (int i = 0; i < 500; ++i) {
+        int before = busy.sum;
+        int step = send(busy, addSelector, 1) - before;
+        EXPECT_TRUE(step == 1 || step == 2);
+        SEL name = sel_registerName("fresh" + std::to_string(i));
+        added += class_addMethod(cls, name, twice, typeEncodingOf<int(int)>());
+      }
+    });
+  }
+  class_addMethod(cls, addSelector, twice, typeEncodingOf<int(int)>());
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(added, 500);
+  EXPECT_EQ(class_copyMethodList(cls).size(), 501u);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <glib.h>
+
+#include <chrono>
+#include <functional>
+
+namespace oq::test {
+
+/// Spins GLib's default main context until the condition holds; false when the time is up first. The
+/// condition is looked at again after every turn of the loop, and at least every few milliseconds.
+inline bool runLoopUntil(const std::function<bool()>& condition,
+                         std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
+  auto end = std::chrono::steady_clock::now() + timeout;
+  guint tick = g_timeout_add(
+      5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  bool holds = condition();
+  while (!holds && std::chrono::steady_clock::now() < end) {
+    g_main_context_iteration(nullptr, TRUE);
+    holds = condition();
+  }
+  g_source_remove(tick);
+  return holds;
+}
+
+}  // namespace oq::test
