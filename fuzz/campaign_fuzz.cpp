@@ -1,0 +1,41 @@
+// Feeds any bytes to the reader of campaign files. A file is either taken, and then every campaign in it is
+// JSON without the keys that only the server reads, or refused with at least one error.
+//
+//   clang++ -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -Iserver fuzz/campaign_fuzz.cpp \
+//     server/Campaign{Parser,Checker}.cpp server/CalendarTime.cpp -lboost_json -o campaign_fuzz
+
+#include <boost/json.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "CampaignParser.h"
+
+using namespace oq::server;
+
+namespace {
+
+void check(bool holds) {
+  if (!holds) std::abort();
+}
+
+void checkCampaigns(const std::vector<Campaign>& campaigns) {
+  for (const auto& campaign : campaigns) {
+    const auto sent = boost::json::parse(campaign.json);
+    check(sent.is_object());
+    for (const auto* key : {"environments", "newUser", "userIds"}) check(!sent.get_object().contains(key));
+    check(campaign.environments.any());
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  CampaignReport report;
+  const auto campaigns = parseCampaigns({reinterpret_cast<const char*>(bytes), size}, report);
+  check(campaigns.has_value() == report.errors.empty());
+  if (!campaigns) return 0;
+  checkCampaigns(campaigns->windows);
+  checkCampaigns(campaigns->subscriptions);
+  return 0;
+}
