@@ -31,8 +31,8 @@ class SecureCoding {
   virtual void encodeWithCoder(KeyedArchiver& coder) const = 0;
 };
 
-/// Writes objects in the standard keyed-archive layout ("$archiver", "$objects", "$top", class names), sealed with a
-/// checksum. One archiver makes one archive.
+/// Writes objects in the standard keyed-archive layout ("$archiver", "$objects", "$top", class names), sealed
+/// with a checksum. One archiver makes one archive.
 class KeyedArchiver {
  public:
   /// An array of objects as the root.
@@ -53,8 +53,8 @@ class KeyedArchiver {
   Writer& _writer;
 };
 
-/// Reads one object of an archive; handed to its constructor function. A key that is absent or of another type reads as
-/// 0, NO or nil.
+/// Reads one object of an archive; handed to its constructor function. A key that is absent or of another
+/// type reads as 0, NO or nil.
 class KeyedUnarchiver {
  public:
   std::int64_t decodeInteger(std::string_view key) const;
@@ -74,8 +74,8 @@ class KeyedUnarchiver {
     return result;
   }
 
-  /// The root array, when every element is a T. nullopt for a damaged archive, another root or another class in it: a
-  /// foreign archive reads as absent.
+  /// The root array, when every element is a T. nullopt for a damaged archive, another root or another class
+  /// in it: a foreign archive reads as absent.
   template <class T>
   static std::optional<std::vector<std::shared_ptr<T>>> unarchiveArrayOf(const Data& data) {
     std::vector<std::shared_ptr<T>> result;
@@ -95,8 +95,13 @@ class KeyedUnarchiver {
   void withObject(std::string_view key, std::string_view className, const Visitor& visitor) const;
   static bool readRootArray(const Data& data, std::string_view className, const Visitor& visitor);
 
+  const plist::Node* inlineNode(std::string_view key) const;
+
   const Reader& _reader;
   const plist::DictNode& _object;
+  /// Keys are mostly asked for in the order in which they were written, so a search begins after the last
+  /// find.
+  mutable std::size_t _next = 0;
 };
 
 }  // namespace oq
