@@ -158,11 +158,14 @@ std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t coun
   return length;
 }
 
-std::size_t CurlTransfer::onHeader(char*, std::size_t size, std::size_t count, void* transfer) {
+std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* transfer) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   self._lastByte = Clock::now();
   self._isAwaitingAnswer = false;
-  return size * count;
+  std::string_view line(bytes, size * count);
+  if (line.starts_with("HTTP/")) self._isHeadComplete = false;
+  if (line == "\r\n" || line == "\n") self._isHeadComplete = true;
+  return line.size();
 }
 
 int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
@@ -187,6 +190,8 @@ CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
 }
 
 void CurlTransfer::complete(CURLcode result) {
+  // libcurl takes a head that is cut off for a whole one.
+  if (result == CURLE_OK && !_isHeadComplete) result = CURLE_PARTIAL_FILE;
   if (result != CURLE_OK) return completeWithError(errorCodeFor(result), descriptionOf(result));
   URLResponse response;
   long statusCode = 0;

@@ -60,7 +60,8 @@ class CurlTransfer {
   std::optional<Clock::time_point> _lastByte;
   curl_off_t _bytesSoFar = 0;
   bool _isAwaitingAnswer =
-      false;  ///< a request has been given to a connection, and no byte has come back yet
+      false;                     ///< a request has been given to a connection, and no byte has come back yet
+  bool _isHeadComplete = false;  ///< of the answer that came last
   bool _isBodyTooLong = false;
   Data _body;
 };

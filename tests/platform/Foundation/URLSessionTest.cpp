@@ -1,0 +1,373 @@
+#include "Foundation/URLSession.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/CurlTransport.h"
+#include "support/LoopbackServer.h"
+
+namespace oq {
+namespace {
+
+using namespace std::chrono_literals;
+using test::LoopbackServer;
+using test::RawServer;
+
+struct Outcome {
+  Data data;
+  std::optional<URLResponse> response;
+  std::optional<Error> error;
+  std::string text() const { return stringFromData(data); }
+  std::int64_t status() const { return response ? response->statusCode : 0; }
+  std::int64_t errorCode() const { return error ? error->code : 0; }
+};
+
+URLRequest post(const std::string& address, const std::string& body, double timeout = 20) {
+  URLRequest request(URL::withString(address), URLRequestCachePolicy::ReloadIgnoringLocalCacheData, timeout);
+  request.setHTTPMethod("POST");
+  request.setValueForHTTPHeaderField("application/json", "Content-Type");
+  request.setHTTPBody(dataFromString(body));
+  return request;
+}
+
+URLRequest get(const std::string& address, double timeout = 20) {
+  return URLRequest(URL::withString(address), URLRequestCachePolicy::UseProtocolCachePolicy, timeout);
+}
+
+std::future<Outcome> start(URLRequest request) {
+  auto promise = std::make_shared<std::promise<Outcome>>();
+  auto session = URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration());
+  auto completion = [promise](const Data& data, const std::optional<URLResponse>& response,
+                              const std::optional<Error>& error) {
+    EXPECT_NE(response.has_value(), error.has_value());
+    promise->set_value({data, response, error});  // throws when the completion is called twice
+  };
+  auto task = session->dataTaskWithRequest(std::move(request), completion);
+  task->resume();
+  task->resume();
+  return promise->get_future();
+}
+
+Outcome perform(URLRequest request) {
+  auto future = start(std::move(request));
+  if (future.wait_for(60s) != std::future_status::ready) {
+    ADD_FAILURE() << "no completion";
+    return {};
+  }
+  return future.get();
+}
+
+class URLSessionTest : public testing::Test {
+ protected:
+  void TearDown() override { setURLTransport(nullptr); }
+  void useLimits(const CurlTransport::Limits& limits) { setURLTransport(CurlTransport::make(limits)); }
+};
+
+TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
+  LoopbackServer server;
+  server.handle("/echo", [](const auto& request) {
+    return LoopbackServer::Response{201, request.method + " " + request.body};
+  });
+  URLRequest request = post(server.url("/echo?a=1&b=%20"), "{}");
+  request.setValueForHTTPHeaderField("text/plain", "content-type");
+  request.setValueForHTTPHeaderField("a\r\nX-Injected: b", "X-Bad");
+  auto outcome = perform(std::move(request));
+  EXPECT_EQ(outcome.status(), 201);
+  EXPECT_EQ(outcome.text(), "POST {}");
+  EXPECT_EQ(outcome.response->url, server.url("/echo?a=1&b=%20"));
+
+  auto seen = server.requests().at(0);
+  EXPECT_EQ(seen.target, "/echo?a=1&b=%20");
+  EXPECT_EQ(seen.header("Content-Type"), "text/plain");
+  EXPECT_EQ(seen.header("User-Agent"), "OQSDK/0.8.6");
+  auto has = [&](const char* name) {
+    return std::any_of(seen.headers.begin(), seen.headers.end(),
+                       [&](auto& field) { return field.first == name; });
+  };
+  for (const char* unwanted : {"Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad"})
+    EXPECT_FALSE(has(unwanted));
+}
+
+TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
+  LoopbackServer server;
+  server.handle("/m", [](const auto& request) {
+    return LoopbackServer::Response{200,
+                                    request.method + ":" + std::to_string(request.body.size()),
+                                    "text/plain",
+                                    {{"Set-Cookie", "a=b"}}};
+  });
+  EXPECT_EQ(perform(get(server.url("/m"))).text(), "GET:0");
+  EXPECT_EQ(perform(post(server.url("/m"), "")).text(), "POST:0");
+  EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text(), "POST:3145728");
+  URLRequest put(URL::withString(server.url("/m")),
+                 URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
+  put.setHTTPMethod("PUT");
+  put.setHTTPBody(Data{1, 0, 2});
+  EXPECT_EQ(perform(put).text(), "PUT:3");
+  auto last = server.requests().back();
+  EXPECT_EQ(last.header("Cache-Control"), "no-cache");
+  EXPECT_EQ(last.header("Cookie"), "");
+  EXPECT_EQ(last.header("Expect"), "");
+}
+
+TEST_F(URLSessionTest, ErrorStatusWithABodyIsAResponse) {
+  LoopbackServer server;
+  server.answer("/broken", R"({"code":7})", 500);
+  auto outcome = perform(post(server.url("/broken"), "{}"));
+  EXPECT_EQ(outcome.status(), 500);
+  EXPECT_EQ(outcome.text(), R"({"code":7})");
+}
+
+TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
+  struct NoTransport : URLTransport {
+    void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "went to the network"; }
+  };
+  setURLTransport(std::make_shared<NoTransport>());
+  for (const char* address :
+       {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
+    auto outcome = perform(post(address, "{}"));
+    EXPECT_EQ(outcome.errorCode(), URLErrorUnsupportedURL) << address;
+    EXPECT_EQ(outcome.error->domain, URLErrorDomain);
+  }
+}
+
+TEST_F(URLSessionTest, FailuresHaveTheirCodes) {
+  LoopbackServer unknown(LoopbackServer::Certificate::unknownAuthority);
+  LoopbackServer other(LoopbackServer::Certificate::otherHost);
+  int closedPort = LoopbackServer().port();
+  std::string closed = "https://localhost:" + std::to_string(closedPort) + "/";
+  EXPECT_EQ(perform(get(unknown.url("/"))).errorCode(), URLErrorServerCertificateUntrusted);
+  EXPECT_EQ(perform(get(other.url("/"))).errorCode(), URLErrorServerCertificateUntrusted);
+  EXPECT_EQ(perform(get(closed)).errorCode(), URLErrorCannotConnectToHost);
+  EXPECT_EQ(perform(get("https://no-such-host.invalid/")).errorCode(), URLErrorCannotFindHost);
+  EXPECT_EQ(perform(get("https://:99999999/")).errorCode(), URLErrorBadURL);
+  EXPECT_TRUE(unknown.requests().empty());
+  EXPECT_TRUE(other.requests().empty());
+  EXPECT_NE(perform(get(closed)).error->localizedDescription, "");
+}
+
+TEST_F(URLSessionTest, CutOffAndSenselessAnswersAreErrors) {
+  auto answerWith = [](std::string answer) {
+    RawServer server([&](RawServer::Connection& connection) {
+      if (!connection.readRequest().empty()) connection.write(answer);
+    });
+    return perform(post(server.url("/"), "{}")).errorCode();
+  };
+  EXPECT_EQ(answerWith("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"), URLErrorNetworkConnectionLost);
+  EXPECT_EQ(answerWith("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n12345\r\n"),
+            URLErrorNetworkConnectionLost);
+  EXPECT_EQ(answerWith("HTTP/1.1 200 OK\r\nContent-Le"), URLErrorNetworkConnectionLost);
+  EXPECT_EQ(
+      answerWith("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\nTrailer: y\r\n\r\n"),
+      0);
+  EXPECT_EQ(answerWith(""), URLErrorNetworkConnectionLost);
+  EXPECT_EQ(answerWith("220 mail.example ESMTP\r\n"), URLErrorBadServerResponse);
+}
+
+// The server takes a second request on the kept connection and closes without a word. It may have acted on
+// it, so it must not get it again, whatever the method and whether the body went out or not.
+class SentOnceTest : public URLSessionTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
+  RawServer server([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+    connection.readRequest();
+  });
+  for (std::size_t round = 1; round <= 3; ++round) {
+    URLRequest request = get(server.url("/"));
+    request.setHTTPMethod(GetParam());
+    if (request.httpMethod() == "POST") request.setHTTPBody(Data(round == 3 ? 300'000 : 2, 'x'));
+    EXPECT_EQ(perform(request).text(), "ok");
+    EXPECT_EQ(perform(request).errorCode(), URLErrorNetworkConnectionLost);
+    EXPECT_EQ(server.requestCount(), 2 * round);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"));
+
+// Closed in peace while idle: the next request simply takes a new connection.
+TEST_F(URLSessionTest, ConnectionClosedWhileIdleIsNotUsedAgain) {
+  std::atomic<int> closed{0};
+  RawServer server([&](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+    ++closed;
+  });
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(perform(post(server.url("/"), "{}")).text(), "ok");
+    // The server closes right after the answer; give its last packet the time to cross the loopback
+    // interface.
+    std::this_thread::sleep_for(20ms);
+  }
+  EXPECT_EQ(server.requestCount(), 3u);
+  EXPECT_EQ(server.connectionCount(), 3u);
+}
+
+TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
+  RawServer silent([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.waitForClose();
+  });
+  auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.3)).errorCode(), URLErrorTimedOut);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
+  EXPECT_EQ(silent.requestCount(), 1u);
+
+  RawServer stalls([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
+    connection.waitForClose();
+  });
+  EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode(), URLErrorTimedOut);
+
+  RawServer slow([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
+    for (int i = 0; i < 10; ++i) {
+      std::this_thread::sleep_for(100ms);
+      connection.write("x");
+    }
+    connection.waitForClose();
+  });
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).text(), "xxxxxxxxxx");
+  CurlTransport::Limits limits;
+  limits.wholeTransfer = 400ms;
+  useLimits(limits);
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).errorCode(), URLErrorTimedOut);
+}
+
+TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) {
+  CurlTransport::Limits limits;
+  limits.bodyBytes = 100'000;
+  useLimits(limits);
+  LoopbackServer server;
+  server.answer("/fits", std::string(100'000, 'x'));
+  server.answer("/long", std::string(100'001, 'x'));
+  EXPECT_EQ(perform(get(server.url("/fits"))).data.size(), 100'000u);
+  EXPECT_EQ(perform(get(server.url("/long"))).errorCode(), URLErrorBadServerResponse);
+}
+
+TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
+  LoopbackServer server;
+  auto redirect = [&](const std::string& from, const std::string& to, int status) {
+    server.handle(from, [=](const auto&) {
+      return LoopbackServer::Response{status, "moved", "text/plain", {{"Location", to}}};
+    });
+  };
+  server.handle("/end", [](const auto& request) {
+    return LoopbackServer::Response{200, request.method + request.body, "text/plain"};
+  });
+  redirect("/found", "/end", 302);
+  redirect("/same", "/end", 307);
+  redirect("/plain", "http://localhost:" + std::to_string(server.port()) + "/end", 302);
+  redirect("/loop", "/loop", 302);
+  auto found = perform(post(server.url("/found"), "{}"));
+  EXPECT_EQ(found.text(), "GET");
+  EXPECT_EQ(found.response->url, server.url("/end"));
+  EXPECT_EQ(perform(post(server.url("/same"), "{}")).text(), "POST{}");
+  EXPECT_EQ(perform(get(server.url("/plain"))).errorCode(), URLErrorUnsupportedURL);
+  EXPECT_EQ(perform(get(server.url("/loop"))).errorCode(), URLErrorHTTPTooManyRedirects);
+  EXPECT_EQ(server.requests("/loop").size(), 21u);
+}
+
+TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground) {
+  DispatchQueue::installMain();
+  LoopbackServer server;
+  std::atomic<int> inside{0};
+  std::atomic<int> most{0};
+  server.handle("/n", [&](const auto& request) {
+    int now = ++inside;
+    for (int known = most; known < now && !most.compare_exchange_weak(known, now);) continue;
+    std::this_thread::sleep_for(2ms);  // so that they would pile up if they could
+    --inside;
+    return LoopbackServer::Response{200, request.body};
+  });
+  std::vector<std::future<Outcome>> outcomes;
+  for (int i = 0; i < 100; ++i) outcomes.push_back(start(post(server.url("/n"), std::to_string(i))));
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ(outcomes[i].wait_for(60s), std::future_status::ready);
+    EXPECT_EQ(outcomes[i].get().text(), std::to_string(i));
+  }
+  EXPECT_LE(server.connectionCount(), 6u);
+  EXPECT_LE(most, 6);
+  EXPECT_GT(most, 1);
+
+  std::promise<bool> isMain;
+  auto session = URLSession::sessionWithConfiguration({});
+  session
+      ->dataTaskWithRequest(
+          get(server.url("/n")),
+          [&](auto&, auto&, auto&) {
+            isMain.set_value(DispatchQueue::currentLabel() == DispatchQueue::main().label());
+          })
+      ->resume();
+  EXPECT_FALSE(isMain.get_future().get());
+}
+
+// Completions that take their time hold up neither each other nor further requests.
+TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
+  LoopbackServer server;
+  server.answer("/a", "a");
+  auto outer = std::make_shared<std::promise<std::string>>();
+  auto session = URLSession::sessionWithConfiguration({});
+  session
+      ->dataTaskWithRequest(
+          get(server.url("/a")),
+          [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text()); })
+      ->resume();
+  auto future = outer->get_future();
+  ASSERT_EQ(future.wait_for(60s), std::future_status::ready);
+  EXPECT_EQ(future.get(), "a");
+}
+
+// The line in front of a busy host does not count as silence.
+TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
+  CurlTransport::Limits limits;
+  limits.transfersPerHost = 1;
+  useLimits(limits);
+  LoopbackServer server;
+  server.handle("/slow", [](const auto&) {
+    std::this_thread::sleep_for(150ms);
+    return LoopbackServer::Response{200, "done"};
+  });
+  std::vector<std::future<Outcome>> outcomes;
+  for (int i = 0; i < 8; ++i) outcomes.push_back(start(get(server.url("/slow"), 0.7)));
+  for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text(), "done");
+  EXPECT_EQ(server.connectionCount(), 1u);
+}
+
+// A process may end while transfers are under way. The server is the parent's: it must not end with the
+// child.
+TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  std::optional<LoopbackServer> server;
+  if (!getenv("OQSDK_TEST_ADDRESS")) {
+    server.emplace();
+    server->answer("/a", std::string(100'000, 'x'));
+    setenv("OQSDK_TEST_ADDRESS", server->url("/a").c_str(), 1);
+  }
+  auto endWithTransfers = [] {
+    std::string address = getenv("OQSDK_TEST_ADDRESS");
+    std::vector<std::future<Outcome>> outcomes;
+    for (int i = 0; i < 60; ++i) outcomes.push_back(start(get(address)));
+    bool isUnderWay = outcomes.front().get().status() == 200;
+    std::exit(isUnderWay ? 0 : 1);
+  };
+  for (int i = 0; i < 5; ++i) EXPECT_EXIT(endWithTransfers(), testing::ExitedWithCode(0), "");
+  unsetenv("OQSDK_TEST_ADDRESS");
+}
+
+}  // namespace
+}  // namespace oq
