@@ -144,7 +144,8 @@ bool CampaignChecker::_checkObject(const std::string& place, const Value& value,
   }
   for (const auto& [key, member] : *object) {
     const auto field =
-        std::find_if(fields.begin(), fields.end(), [&](const Field& known) { return known.key == key; });
+        std::find_if(fields.begin(), fields.end(),
+                     [name = std::string_view(key)](const Field& known) { return known.key == name; });
     if (field == fields.end()) {
       _warn(join(place, key), "unknown key");
     } else if (!member.is_null()) {
