@@ -13,6 +13,61 @@ using plist::DictNode;
 using plist::Ref;
 using plist::Uid;
 
+namespace {
+
+/// Finds the node of a text that was added before. The texts stay in the table of nodes; only their hashes
+/// are here, in one flat array, since an archive has hundreds of thousands of them.
+class TextIndex {
+ public:
+  explicit TextIndex(const plist::Table& table) : _table(table), _slots(1024) {}
+
+  struct Slot {
+    std::uint32_t hash = 0;
+    Ref text = 0;
+    std::uint64_t number = 0;
+    bool isUsed = false;
+  };
+
+  /// The slot of the text: used when it is known, else to be filled with `fill`, before the next search.
+  Slot& find(std::string_view text) {
+    if (2 * (_count + 1) > _slots.size()) grow();
+    auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(text));
+    for (std::size_t i = hash;; ++i) {
+      Slot& slot = _slots[i & (_slots.size() - 1)];
+      if (!slot.isUsed) {
+        slot.hash = hash;
+        return slot;
+      }
+      if (slot.hash == hash && std::get<std::string>(_table.nodes[slot.text]) == text) return slot;
+    }
+  }
+
+  void fill(Slot& slot, Ref text, std::uint64_t number) {
+    slot.text = text;
+    slot.number = number;
+    slot.isUsed = true;
+    ++_count;
+  }
+
+ private:
+  void grow() {
+    std::vector<Slot> old(2 * _slots.size());
+    old.swap(_slots);
+    for (const Slot& slot : old) {
+      if (!slot.isUsed) continue;
+      std::size_t i = slot.hash;
+      while (_slots[i & (_slots.size() - 1)].isUsed) ++i;
+      _slots[i & (_slots.size() - 1)] = slot;
+    }
+  }
+
+  const plist::Table& _table;
+  std::vector<Slot> _slots;
+  std::size_t _count = 0;
+};
+
+}  // namespace
+
 /// The archive in the making. Objects get their number before their contents are written, so that they may
 /// refer to each other in circles; strings, colours, classes, keys, small numbers and references are written
 /// once.
@@ -40,10 +95,13 @@ class KeyedArchiver::Writer {
     _coded.emplace(object.get(), number);
 
     DictNode outer = std::exchange(_current, {});
+    _current.keys.reserve(_usualKeys);
+    _current.values.reserve(_usualKeys);
     KeyedArchiver coder(*this);
     object->encodeWithCoder(coder);
     auto superclasses = object->archivedSuperclassNames();
     setObject(classOf(object->archivedClassName(), superclasses), archive::ClassKey);
+    _usualKeys = _current.keys.size();
     _objects[number] = _table.add(std::exchange(_current, std::move(outer)));
     return number;
   }
@@ -92,12 +150,7 @@ class KeyedArchiver::Writer {
 
  private:
   using ColourBits = std::array<std::uint64_t, 4>;
-  struct TextHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-  };
-  template <class T>
-  using ByText = std::unordered_map<std::string, T, TextHash, std::equal_to<>>;
+  static constexpr std::int64_t SharedIntegers = 256;
 
   void set(std::string_view name, Ref value) {
     _current.keys.push_back(key(name));
@@ -153,10 +206,11 @@ class KeyedArchiver::Writer {
   }
 
   std::uint64_t objectOf(std::string_view text) {
-    auto known = _strings.find(text);
-    if (known != _strings.end()) return known->second;
-    std::uint64_t number = addObject(string(text));
-    _strings.emplace(text, number);
+    TextIndex::Slot& slot = _strings.find(text);
+    if (slot.isUsed) return slot.number;
+    Ref node = string(text);
+    std::uint64_t number = addObject(node);
+    _strings.fill(slot, node, number);
     return number;
   }
 
@@ -187,9 +241,10 @@ class KeyedArchiver::Writer {
   }
 
   Ref integer(std::int64_t value) {
-    auto [known, isNew] = _integers.try_emplace(value, 0);
-    if (isNew) known->second = _table.add(value);
-    return known->second;
+    if (value < 0 || value >= SharedIntegers) return _table.add(value);
+    auto& known = _integers[static_cast<std::size_t>(value)];
+    if (!known) known = _table.add(value);
+    return *known;
   }
 
   Ref boolean(bool value) {
@@ -201,23 +256,22 @@ class KeyedArchiver::Writer {
   Ref string(std::string_view text) { return _table.add(std::string(text)); }
 
   Ref key(std::string_view name) {
-    auto known = _keys.find(name);
-    if (known != _keys.end()) return known->second;
-    Ref ref = string(name);
-    _keys.emplace(name, ref);
-    return ref;
+    TextIndex::Slot& slot = _keys.find(name);
+    if (!slot.isUsed) _keys.fill(slot, string(name), 0);
+    return slot.text;
   }
 
   plist::Table _table;
   std::vector<Ref> _objects;
   std::vector<std::optional<Ref>> _references;
   DictNode _current;
+  std::size_t _usualKeys = 0;  ///< of the object before: neighbours are mostly alike
   std::vector<std::shared_ptr<const SecureCoding>> _kept;
   std::unordered_map<const SecureCoding*, std::uint64_t> _coded;
   std::map<ColourBits, std::uint64_t> _colours;
-  ByText<std::uint64_t> _strings, _classes;
-  ByText<Ref> _keys;
-  std::unordered_map<std::int64_t, Ref> _integers;
+  TextIndex _strings{_table}, _keys{_table};
+  std::map<std::string, std::uint64_t, std::less<>> _classes;
+  std::array<std::optional<Ref>, SharedIntegers> _integers;
   std::unordered_map<Ref, std::uint64_t> _objectOfNode;
   std::optional<Ref> _booleans[2];
 };
