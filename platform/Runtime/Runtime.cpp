@@ -118,12 +118,13 @@ std::vector<Method*> class_copyMethodList(const Class* cls) {
 }
 
 bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding) {
-  if (!cls || !selector || !implementation || cls->ownMethod(selector)) return false;
-  Method* head = cls->methods.load(std::memory_order_acquire);
-  std::unique_ptr<Method> added(new Method{selector, typeEncoding, {implementation}, head});
-  while (!cls->methods.compare_exchange_weak(added->next, added.get(), std::memory_order_acq_rel)) {
+  if (!cls || !selector || !implementation) return false;
+  std::unique_ptr<Method> added(new Method{selector, typeEncoding, {implementation}, nullptr});
+  // The head is read before the list is searched, so that no other thread's addition can come in between.
+  added->next = cls->methods.load(std::memory_order_acquire);
+  do {
     if (cls->ownMethod(selector)) return false;
-  }
+  } while (!cls->methods.compare_exchange_weak(added->next, added.get(), std::memory_order_acq_rel));
   added.release();  // the class keeps it for ever
   return true;
 }
