@@ -60,11 +60,11 @@ void AnimationEngine::commit() {
   UIApplication::sharedApplication().animationsChanged();
 }
 
+/// Reached once for a group: nothing joins it after its block, and its running properties only become fewer.
 void AnimationEngine::complete(AnimationGroup& group) {
   if (!group.completion) return;
   DispatchQueue::main().async(
       [completion = std::move(group.completion), finished = group.finished] { completion(finished); });
-  group.completion = nullptr;
 }
 
 void AnimationEngine::propertyEnded(const std::shared_ptr<AnimationGroup>& group, bool finished) {

@@ -25,9 +25,7 @@ bool UITapGestureRecognizer::touchesEnded(UITouch& touch, UIView& view) {
   const bool recognized = _possible && view.pointInside(touch.locationIn(view));
   _possible = false;
   if (!recognized) return false;
-  // The action may drop the view, and this recogniser with it.
-  const auto action = _action;
-  if (action) action();
+  if (_action) _action();
   return true;
 }
 

@@ -8,7 +8,8 @@ namespace oq {
 
 class UIView;
 
-/// Watches the touches of its view before the view does.
+/// Watches the touches of its view before the view does. Whoever calls it keeps it alive meanwhile, since an action may
+/// drop the view.
 class UIGestureRecognizer {
  public:
   virtual ~UIGestureRecognizer() = default;

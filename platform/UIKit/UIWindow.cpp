@@ -155,7 +155,7 @@ bool UIWindow::passToTakingView(int identifier, const TouchPointer& touch) {
       std::make_shared<UITouch>(UITouch{UITouchPhase::Began, here, here, touch->timestamp, taker});
   _touches[identifier] = taken;
   end(*touch, UITouchPhase::Cancelled);
-  if (isActive(identifier, taken)) deliver(identifier, taken);
+  deliver(identifier, taken);
   return true;
 }
 

@@ -166,6 +166,22 @@ TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
   EXPECT_EQ(outer.calls + inner.calls, 2);
 }
 
+TEST_F(AnimationTest, ABlockThatLosesItsFirstPropertyWaitsForItsSecond) {
+  Outcome outer;
+  UIView::animateWithDuration(
+      1,
+      [&] {
+        view->setAlpha(0);
+        UIView::animateWithDuration(0, [&] { view->setAlpha(0.5); });
+        view->setCenter({50, 50});
+      },
+      outer.record());
+  stepTo(0.5);
+  EXPECT_EQ(outer.calls, 0);
+  stepTo(1);
+  EXPECT_TRUE(outer.isUnfinishedOnce());
+}
+
 TEST_F(AnimationTest, ABlockThatThrowsIsClosed) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);

@@ -143,12 +143,30 @@ TEST_F(TouchTest, ATapIsRecognisedBeforeTheViewAndCancelsIt) {
   EXPECT_EQ(view->log, (Log{"began", "moved", "ended"})) << "too far on the way";
 }
 
+/// Removes its view as soon as it sees a touch there.
+class RemovingRecognizer : public UITapGestureRecognizer {
+ public:
+  RemovingRecognizer() : UITapGestureRecognizer(nullptr) {}
+  void touchesBegan(UITouch&, UIView& view) override { view.removeFromSuperview(); }
+};
+
+TEST_F(TouchTest, AViewThatARecogniserRemovesSeesNoTouchBegin) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  view->addGestureRecognizer(std::make_shared<RemovingRecognizer>());
+  down(10, 10);
+  up(10, 10);
+  EXPECT_EQ(view->log, (Log{"cancelled"}));
+}
+
 TEST_F(TouchTest, ATapMayDestroyItsOwner) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   std::weak_ptr<UIView> watched = view;
   auto token = std::make_shared<int>(7);
   view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&watched, token] {
-    watched.lock()->removeFromSuperview();
+    const auto owner = watched.lock();
+    for (int i = 0; i < 100; ++i)
+      owner->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>(nullptr));
+    owner->removeFromSuperview();
     EXPECT_EQ(*token, 7);
   }));
   view.reset();
@@ -182,20 +200,29 @@ TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
 
   EXPECT_TRUE(window->scroll({50, 50}, 0, -30));
   EXPECT_EQ(scroll->contentOffset().y, 170);
+
+  down(50, 50);
+  move(50, 70);
+  move(50, 80);
+  EXPECT_EQ(scroll->contentOffset().y, 160) << "a further drag goes on from there";
 }
 
-TEST_F(TouchTest, AViewThatIsTakenOverMayRemoveTheScrollView) {
-  auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
-  auto child = add<TouchView>(CGRectMake(0, 0, 100, 300), scroll);
-  scroll->setContentSize({100, 300});
+class GreedyView : public TouchView {
+ public:
+  bool takesOver(const UITouch&) const override { return true; }
+};
+
+TEST_F(TouchTest, AViewThatIsTakenOverMayRemoveTheTaker) {
+  auto taker = add<GreedyView>(CGRectMake(0, 0, 100, 100));
+  auto child = add<TouchView>(CGRectMake(0, 0, 100, 100), taker);
   child->onTouch = [&](const std::string& phase) {
-    if (phase == "cancelled") scroll->removeFromSuperview();
+    if (phase == "cancelled") taker->removeFromSuperview();
   };
   down(50, 80);
   move(50, 60);
   move(50, 40);
-  EXPECT_EQ(scroll->contentOffset().y, 0);
   EXPECT_EQ(child->log, (Log{"began", "cancelled"}));
+  EXPECT_EQ(taker->log, (Log{"cancelled"})) << "it was given the touch, and never saw it begin";
 }
 
 class ControlTest : public TouchTest {
@@ -247,19 +274,22 @@ TEST_F(ControlTest, ADisabledControlSaysNothing) {
   EXPECT_EQ(log, (Log{"down"}));
 }
 
-TEST_F(ControlTest, AnActionMayDropItsControl) {
-  control->addTarget(
-      [this](UIControl& sender) {
-        sender.removeFromSuperview();
-        control.reset();
-        sender.addTarget([this](UIControl&) { log.push_back("late"); }, UIControlEventTouchUpInside);
-      },
-      UIControlEventTouchUpInside);
+TEST_F(ControlTest, AnActionMayDropItsControlAndChangeItsActions) {
   std::weak_ptr<UIControl> watched = control;
-  down(10, 10);
-  up(10, 10);
+  const auto drop = [this](UIControl& sender) {
+    if (!control) return;
+    sender.removeFromSuperview();
+    control.reset();
+    for (int i = 0; i < 100; ++i) {
+      sender.addTarget([this](UIControl&) { log.push_back("late"); }, UIControlEventValueChanged);
+    }
+  };
+  control->addTarget(drop, UIControlEventValueChanged);
+  control->addTarget([this](UIControl&) { log.push_back("changed"); }, UIControlEventValueChanged);
+  UIControl& dropped = *control;
+  dropped.sendActionsForControlEvents(UIControlEventValueChanged);
   EXPECT_TRUE(watched.expired());
-  EXPECT_EQ(log, (Log{"down", "inside"}));
+  EXPECT_EQ(log, (Log{"changed"}));
 }
 
 }  // namespace
