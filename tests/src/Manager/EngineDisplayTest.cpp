@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Foundation/FileManager.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Storage/OQDataArchiver.h"
+#include "support/EngineTest.h"
+
+namespace oq::test {
+namespace {
+
+constexpr const char* reportPath = "/push/sdk/in_app/callback";
+using Counts = std::vector<std::pair<std::int64_t, std::int64_t>>;
+
+TEST_F(EngineTest, ShowsOncePerRunAndNoMoreThanItsCount) {
+  relaunch();
+  deliverInApp({campaign("7", "buy", {{"count", 2}})});
+  receive("buy");
+  EXPECT_EQ(usedCountsOnDisk(), (Counts{{7, 1}}));
+  receive("buy");
+  EXPECT_EQ(engine->shown().size(), 1u) << "not again in the same run";
+  relaunch();
+  receive("buy");
+  EXPECT_EQ(engine->shown().size(), 1u);
+  relaunch();
+  receive("buy");
+  EXPECT_TRUE(engine->shown().empty());
+  EXPECT_EQ(usedCountsOnDisk(), (Counts{{7, 2}}));
+}
+
+TEST_F(EngineTest, AWindowThatTheUserClosedStaysAway) {
+  relaunch();
+  deliverInApp({campaign("7", "buy", {{"count", 9}}), campaign("8", "view", {{"count", 9}})});
+  receive("buy");
+  receive("view");
+  ASSERT_EQ(engine->shown().size(), 2u);
+  engine->shown()[0].action(3, "");
+  relaunch();
+  receive("buy");
+  receive("view");
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"8"});
+  deliverInApp({campaign("7", "buy", {{"count", 20}})});
+  receive("buy");
+  EXPECT_EQ(engine->shown().size(), 1u) << "a new list does not bring it back either";
+}
+
+TEST_F(EngineTest, TheTimeRangeHoldsToTheSecond) {
+  struct Case {
+    Value start, end;
+    bool shown;
+  };
+  const std::vector<Case> cases = {
+      {"2026-03-10 12:00:00", "2026-03-10 12:00:00", true},
+      {"2026-03-10 12:00:01", "2026-03-31 00:00:00", false},
+      {"2026-03-01 00:00:00", "2026-03-10 11:59:59", false},
+      {nullptr, nullptr, true},
+      {"soon", 20260310, true},
+      {"2026-03-11 00:00:00", nullptr, false},
+  };
+  for (const Case& each : cases) {
+    relaunch();
+    moveClock(0.4);  // fractions take no part
+    static int id = 100;
+    deliverInApp({campaign(std::to_string(++id), "buy", {{"startTime", each.start}, {"endTime", each.end}})});
+    receive("buy");
+    EXPECT_EQ(engine->shown().size(), each.shown ? 1u : 0u) << each.start << " " << each.end;
+    setNow("2026-03-10 12:00:00");
+  }
+}
+
+TEST_F(EngineTest, AWindowWithoutARecordIsNeverShown) {
+  relaunch();
+  deliverInApp({campaign("7", "buy")});
+  engine->setRecordTree(nullptr);
+  receive("buy");
+  EXPECT_TRUE(engine->shown().empty());
+}
+
+TEST_F(EngineTest, ActionsAreLoggedAndReported) {
+  struct Case {
+    std::int64_t code;
+    std::vector<std::string> entries;
+    Value name;
+  };
+  const std::vector<Case> cases = {
+      {1, {"显示弹窗，弹窗类型：3"}, "$impDialog"},
+      {2, {"点击了弹窗图片"}, "$clickDialog"},
+      {3, {"点击了弹窗关闭按钮", "syncRecordTree 成功！"}, "$closeDialog"},
+      {4, {"点击了弹窗left button"}, "$clickDialog"},
+      {5, {"点击了弹窗right button"}, "$clickDialog"},
+      {6, {"点击了弹窗middle button"}, "$clickDialog"},
+      {0, {}, nullptr},
+      {7, {}, nullptr},
+      {-1, {}, nullptr},
+  };
+  relaunch();
+  engine->setToken("T");
+  network->answer(reportPath, "", 500);
+  deliverInApp({campaign("7", "buy")});
+  receive("buy");
+  ASSERT_EQ(engine->shown().size(), 1u);
+  for (const Case& each : cases) {
+    const std::size_t before = logEntriesButRequests().size();
+    const std::size_t sent = network->requests(reportPath).size();
+    engine->shown()[0].action(each.code, each.code == 4 ? Value("https://shop.invalid/") : Value());
+    settle();
+    std::vector<std::string> expected = each.entries;
+    if (!each.name.is_null()) expected.emplace_back("statusCode:500\ndescripton:internal server error\n");
+    std::vector<std::string> entries = logEntriesButRequests();
+    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_EQ(entries, expected) << each.code;
+    const auto reports = network->requests(reportPath);
+    ASSERT_EQ(reports.size(), sent + (each.name.is_null() ? 0 : 1)) << each.code;
+    if (each.name.is_null()) continue;
+    const Value expectedEvents = Array{{{"appid", "shop"},
+                                        {"xwho", "ann"},
+                                        {"xwhat", each.name},
+                                        {"xwhen", std::llround(secondsSince1970(currentDate()) * 1000)},
+                                        {"xcontext", {{"$dialog_id", "7"}, {"$dialog_type", each.code}}}}};
+    EXPECT_EQ(reports.back().json.at("events"), expectedEvents);
+    EXPECT_EQ(reports.back().json.at("os").as_object().size(), 5u);
+    EXPECT_EQ(reports.back().json.at("token"), Value("T"));
+  }
+}
+
+TEST_F(EngineTest, ReportsOfPushMessages) {
+  relaunch();
+  const Value msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
+  engine->pushTrack(0, msg);
+  engine->pushTrack(1, {{"activityId", nullptr}});
+  engine->pushTrack(2, msg);
+  engine->pushTrack(1, "no dictionary");
+  engine->pushTrack(1, nullptr);
+  settle();
+  const auto reports = network->requests(reportPath);
+  ASSERT_EQ(reports.size(), 2u);
+  const Value& delivered = reports[0].json.at("events").at(0);
+  EXPECT_EQ(delivered.at("xwhat"), Value("$oq_push_delivery"));
+  EXPECT_EQ(delivered.at("xwho"), Value(""));
+  EXPECT_EQ(delivered.at("xcontext"), Value({{"$push_channel", "mail"}, {"activityId", 5}}));
+  const Value& clicked = reports[1].json.at("events").at(0);
+  EXPECT_EQ(clicked.at("xwhat"), Value("$oq_push_click"));
+  EXPECT_EQ(clicked.at("xcontext"), Value({{"$push_channel", ""}, {"activityId", ""}}));
+}
+
+TEST_F(EngineTest, ReportsWithoutATypeOrAnIdSayLess) {
+  relaunch();
+  engine->reportWindowEventWithName(std::nullopt, 0, OQWindowData());
+  settle();
+  const auto reports = network->requests(reportPath);
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_EQ(reports[0].json.at("events").at(0).at("xwhat"), Value(""));
+  EXPECT_EQ(reports[0].json.at("events").at(0).at("xcontext"), Value({{"$dialog_id", ""}}));
+}
+
+TEST_F(EngineTest, ASuccessfulReportIsLoggedWithItsEvent) {
+  relaunch();
+  engine->pushTrack(0, Dictionary{});
+  settle();
+  const auto entries = logEntriesButRequests();
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_TRUE(entries[0].starts_with("上报事件成功, event:{")) << entries[0];
+  EXPECT_NE(entries[0].find("$oq_push_delivery"), std::string::npos);
+  EXPECT_TRUE(entries[1].starts_with("上报事件 data:\n{")) << entries[1];
+}
+
+TEST_F(EngineTest, AFileThatCannotBeWrittenIsOnlyLogged) {
+  relaunch();
+  deliverInApp({campaign("7", "buy")});
+  // A folder in the file's place, which no rename can replace.
+  std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
+  std::filesystem::create_directories(documentsDirectory() / OQRecordTreeDataFileName / "in the way");
+  receive("buy");
+  EXPECT_EQ(engine->shown().size(), 1u) << "counted in memory, and shown";
+  EXPECT_EQ(engine->recordTree()->findTreeNodeById(7)->usedCount(), 1);
+  EXPECT_EQ(logEntriesButRequests().back(), "syncRecordTree 失败！");
+}
+
+}  // namespace
+}  // namespace oq::test

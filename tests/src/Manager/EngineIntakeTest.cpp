@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "Model/OQWindowData.h"
+#include "Storage/OQUserDefaults.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "support/EngineTest.h"
+
+namespace oq::test {
+namespace {
+
+constexpr const char* triggerPath = "/push/sdk/event/trigger";
+
+Value storedUser() {
+  return OQUserDefaults::defaultsWithName("group.oqsdk").objectForKey("oq_xwho");
+}
+
+std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name) {
+  auto event = std::make_shared<OQWindowEvent>();
+  event->setModelWithDic(uploadInfo(name));
+  return event;
+}
+
+TEST_F(EngineTest, TakesTheUserFromEveryEvent) {
+  relaunch();
+  struct Case {
+    Value info;
+    std::optional<std::string> userId, appid;
+  };
+  const std::vector<Case> cases = {
+      {uploadInfo("buy"), "ann", "shop"},
+      {{{"xwho", 42}, {"appid", 7.5}, {"xwhat", "buy"}}, "42", "7.5"},
+      {Value("no dictionary"), "42", "7.5"},
+      {Array{1, 2}, "42", "7.5"},
+      {nullptr, "42", "7.5"},
+      {{{"xwho", ""}, {"appid", nullptr}, {"xwhat", "buy"}}, "", std::nullopt},
+      {Dictionary{}, std::nullopt, std::nullopt},
+  };
+  for (const Case& each : cases) {
+    engine->onEventDataReceived(each.info);
+    EXPECT_EQ(engine->userId(), each.userId) << each.info;
+    EXPECT_EQ(engine->appid(), each.appid) << each.info;
+    EXPECT_EQ(storedUser(), each.userId ? Value(*each.userId) : Value()) << each.info;
+  }
+}
+
+TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
+  relaunch();
+  const std::vector<std::shared_ptr<OQWindowEvent>> events = {eventNamed("a"), eventNamed("b"),
+                                                              eventNamed("c"), eventNamed("d")};
+  engine->triggerEventMatch(events[0]);
+  engine->triggerEventMatch(events[0]);
+  EXPECT_EQ(engine->waitingEvents().size(), 1u) << "the same object is held once";
+  for (const auto& event : events) engine->triggerEventMatch(event);
+  const OQSDKManager::Events oldest(events.begin(), events.begin() + 3);
+  EXPECT_EQ(engine->waitingEvents(), oldest);
+  EXPECT_EQ(engine->waitingEvents1(), oldest);
+
+  deliverInApp({});
+  EXPECT_EQ(engine->waitingEvents(), oldest) << "an empty list changes nothing";
+  deliverInApp({campaign("3", "c"), campaign("4", "d"), campaign("1", "a"), campaign("2", "b")});
+  EXPECT_EQ(engine->shownIds(), (std::vector<std::string>{"1", "2", "3"})) << "in the order of arrival";
+  EXPECT_TRUE(engine->waitingEvents().empty());
+  EXPECT_EQ(engine->waitingEvents1(), oldest) << "the other list is still to come";
+
+  deliverSubscriptions({campaign("9", "b")});
+  EXPECT_TRUE(engine->waitingEvents1().empty());
+  ASSERT_EQ(network->requests(triggerPath).size(), 1u);
+}
+
+TEST_F(EngineTest, TheFirstMatchWinsEvenWhenItIsNotShown) {
+  relaunch();
+  deliverInApp({campaign("1", "buy", {{"count", 0}}), campaign("2", "buy")});
+  receive("buy");
+  EXPECT_TRUE(engine->shown().empty());
+}
+
+TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
+  relaunch();
+  const Value visit = {{"xwhat", "visit"}};
+  deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),
+                campaign("3", "pay", {{"preEvent", {{"xwhat", "pay"}, {"xcontext", {{"a", "1"}}}}}})});
+  receive("buy");
+  EXPECT_TRUE(engine->shown().empty());
+  receive("visit");
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"2"}) << "one event may satisfy both";
+  EXPECT_EQ(engine->inAppDataArray()->at(0)->preEvent(), nullptr);
+  receive("buy");
+  EXPECT_EQ(engine->shownIds(), (std::vector<std::string>{"2", "1"}));
+  receive("pay", {{"a", "2"}});
+  EXPECT_NE(engine->inAppDataArray()->at(2)->preEvent(), nullptr);
+  EXPECT_EQ(engine->shown().size(), 2u);
+}
+
+TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
+  relaunch();
+  engine->setToken("T");
+  deliverSubscriptions({campaign("5", "view"), campaign("6", "buy", {{"preEvent", {{"xwhat", "never"}}}}),
+                        campaign("7", "buy")});
+  receive("buy", {{"sku", "x"}});
+  EXPECT_TRUE(engine->shown().empty());
+  const auto triggers = network->requests(triggerPath);
+  ASSERT_EQ(triggers.size(), 1u);
+  const Value expected = {{"os",
+                           {{"brand", "iphone"},
+                            {"channel", "default"},
+                            {"packageName", OQSDKBundleId},
+                            {"platform", "ios"},
+                            {"version", triggers[0].json.at("os").at("version")}}},
+                          {"sdkVersion", "0.8.6"},
+                          {"token", "T"},
+                          {"userId", "ann"},
+                          {"events", Array{{{"appid", "shop"},
+                                            {"xwho", "ann"},
+                                            {"xwhat", "buy"},
+                                            {"xwhen", 1},
+                                            {"xcontext", {{"sku", "x"}}}}}}};
+  EXPECT_EQ(triggers[0].json, expected);
+}
+
+TEST_F(EngineTest, TriggersLogTheirAnswers) {
+  relaunch();
+  deliverSubscriptions({campaign("5", "buy")});
+  const std::vector<std::pair<ScriptedTransport::Answer, std::vector<std::string>>> cases = {
+      {{R"({"code":0})"}, {"触发事件成功!事件名：buy", "触发事件 data:\n{\n  \"code\": 0\n}"}},
+      {{R"({"code":3,"message":"m"})"},
+       {"code:3\nmessage:m\n", "触发事件 data:\n{\n  \"code\": 3,\n  \"message\": \"m\"\n}"}},
+      {{"x"}, {"触发事件 data:\n(null)"}},
+      {{"", 503}, {"statusCode:503\ndescripton:service unavailable\n"}},
+      {{"", 0, Error{URLErrorDomain, -1004, "refused"}}, {"code:-1004\ndescripton:refused\n"}}};
+  for (const auto& [answer, expected] : cases) {
+    network->script(triggerPath, [&answer = answer](const auto&) { return answer; });
+    const std::size_t before = logEntriesButRequests().size();
+    receive("buy");
+    std::vector<std::string> entries = logEntriesButRequests();
+    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(before) + 1);
+    for (auto& entry : entries) std::erase(entry, ' ');
+    auto packed = expected;
+    for (auto& entry : packed) std::erase(entry, ' ');
+    EXPECT_EQ(entries, packed) << answer.body;
+  }
+}
+
+TEST_F(EngineTest, PageNamesAreOnlyRecorded) {
+  relaunch();
+  engine->autoPageCollected("CartPage");
+  EXPECT_EQ(engine->pageName(), "CartPage");
+  EXPECT_TRUE(network->requests().empty());
+}
+
+/// The index by name is to find what a walk over all windows would find.
+TEST(OQCampaignListTest, CandidatesLeaveNoMatchOut) {
+  std::mt19937 random(7);
+  const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
+  const auto condition = [&]() -> Value {
+    switch (pick(6)) {
+      case 0:
+        return nullptr;
+      case 1:
+        return {{"xwhat", pick(3)}};
+      default:
+        return {{"xwhat", "e" + std::to_string(pick(5))}, {"xcontext", {{"k", std::to_string(pick(2))}}}};
+    }
+  };
+  for (int round = 0; round < 200; ++round) {
+    OQCampaignList::Windows windows;
+    for (int i = pick(12); i > 0; --i) {
+      auto window = std::make_shared<OQWindowData>();
+      window->setModelWithDic({{"id", std::to_string(i)}, {"event", condition()}, {"preEvent", condition()}});
+      windows.push_back(window);
+    }
+    const OQCampaignList list(windows);
+    for (int name = 0; name < 5; ++name) {
+      OQWindowEvent event;
+      event.setModelWithDic(uploadInfo("e" + std::to_string(name), {{"k", "0"}}));
+      const auto candidates = list.candidates("e" + std::to_string(name));
+      ASSERT_TRUE(std::ranges::is_sorted(candidates));
+      ASSERT_TRUE(std::ranges::adjacent_find(candidates) == candidates.end());
+      for (std::size_t i = 0; i < windows.size(); ++i) {
+        const bool concerned =
+            event.matches(windows[i]->event().get()) || event.matches(windows[i]->preEvent().get());
+        const bool found = std::ranges::find(candidates, i) != candidates.end();
+        ASSERT_TRUE(found || !concerned) << "round " << round << ", window " << i;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace oq::test

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include "Foundation/FileManager.h"
+#include "Foundation/UserDefaults.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Storage/OQDataArchiver.h"
+#include "oqsdk/AnalyticsHook.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "oqsdk/TorvelinOqManager.h"
+#include "support/EngineTest.h"
+
+namespace oq::test {
+namespace {
+
+TEST_F(EngineTest, FirstRunBeginsWithNothing) {
+  relaunch();
+  EXPECT_TRUE(engine->treeNodesInit());
+  EXPECT_FALSE(engine->isNewUser());
+  EXPECT_TRUE(engine->autoCollectPage());
+  EXPECT_EQ(engine->maxWaitingReceivedEventsNum(), 3);
+  EXPECT_EQ(engine->configuration(), nullptr);
+  EXPECT_EQ(engine->token(), std::nullopt);
+  EXPECT_EQ(engine->userId(), std::nullopt);
+  EXPECT_EQ(engine->pageName(), std::nullopt);
+  EXPECT_TRUE(engine->inAppDataArray()->empty());
+  EXPECT_TRUE(engine->subscribeDataArray()->empty());
+  EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
+  EXPECT_EQ(engine->network(), engine->network());
+}
+
+TEST_F(EngineTest, RestoresWhatTheLastRunLeft) {
+  relaunch();
+  engine->setToken("T");
+  deliverInApp({campaign("7", "buy", {{"count", 2}}), campaign("8", "view")});
+  deliverSubscriptions({campaign("9", "pay")});
+  receive("buy");
+  relaunch();
+  EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, whatever the name says";
+  EXPECT_EQ(engine->userId(), "ann");
+  ASSERT_EQ(engine->inAppDataArray()->size(), 2u);
+  EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), Value("8"));
+  EXPECT_EQ(engine->subscribeDataArray()->size(), 1u);
+  const auto node = engine->recordTree()->findTreeNodeById(7);
+  ASSERT_NE(node, nullptr);
+  EXPECT_EQ(node->usedCount(), 1);
+  EXPECT_FALSE(node->isActivated());
+}
+
+TEST_F(EngineTest, DamagedFilesReadAsEmpty) {
+  for (const char* name :
+       {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName}) {
+    ASSERT_TRUE(writeFileAtomically(documentsDirectory() / name, dataFromString("bplist00 but torn")));
+  }
+  relaunch();
+  EXPECT_TRUE(engine->inAppDataArray()->empty());
+  EXPECT_TRUE(engine->subscribeDataArray()->empty());
+  EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
+}
+
+TEST_F(EngineTest, LoginSendsTheDeviceAndTheKey) {
+  relaunch();
+  auto config = std::make_shared<TorvelinOqConfig>();
+  config->setAppKey("key-1");
+  engine->startWithConfiguration(config);
+  engine->startWithConfiguration(nullptr);
+  settle();
+  const auto logins = network->requests("/push/sdk/login");
+  ASSERT_EQ(logins.size(), 2u) << "one login at every start";
+  EXPECT_EQ(logins[0].method, "POST");
+  const Dictionary& body = logins[0].json.as_object();
+  EXPECT_EQ(body.size(), 3u);
+  EXPECT_EQ(body.at("appKey"), Value("key-1"));
+  EXPECT_EQ(body.at("sdkVersion"), Value("0.8.6"));
+  const Dictionary& device = body.at("os").as_object();
+  EXPECT_EQ(device.size(), 6u);
+  EXPECT_EQ(device.at("brand"), Value("iphone"));
+  EXPECT_EQ(device.at("channel"), Value("default"));
+  EXPECT_EQ(device.at("platform"), Value("ios"));
+  EXPECT_TRUE(device.at("version").is_string());
+  EXPECT_EQ(device.at("mac").as_string().size(), 36u);
+  EXPECT_EQ(device.at("packageName"), Value(OQSDKBundleId));
+  EXPECT_EQ(logins[1].json.at("appKey"), Value("")) << "without a configuration the key is empty";
+}
+
+TEST_F(EngineTest, EnvironmentIsOneForAllConfigurationsAndRuns) {
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 0u);
+  EXPECT_EQ(TorvelinOqConfig::defaultConfig()->envType(), 0u);
+  TorvelinOqConfig().setEnvType(2);
+  EXPECT_EQ(TorvelinOqConfig::defaultConfig()->envType(), 2u);
+  closeAllUserDefaults();
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
+  TorvelinOqConfig().setEnvType(3);
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 3u) << "unknown environments are kept as they are";
+
+  OQSDKManager::sharedManager().setConfiguration(nullptr);
+  OQSDKManager::setEnvironment(1);
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 3u) << "before there is a configuration nothing is stored";
+  OQSDKManager::sharedManager().setConfiguration(std::make_shared<TorvelinOqConfig>());
+  OQSDKManager::setEnvironment(1);
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 1u);
+  OQSDKManager::sharedManager().setConfiguration(nullptr);
+}
+
+/// A host's analytics library.
+class TorvelinSDK : public Object {
+  OQ_CLASS(TorvelinSDK)
+ public:
+  int uploads = 0;
+
+ private:
+  void _save(const Value&, const std::string&, const UploadHandler&) { ++uploads; }
+};
+
+Class* TorvelinSDK::staticClass() {
+  static Class* registered =
+      registerClass("TorvelinSDK", Object::staticClass(), {method<&TorvelinSDK::_save>(saveUploadInfo)});
+  return registered;
+}
+
+TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsOnce) {
+  auto& shared = OQSDKManager::sharedManager();
+  EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &shared);
+  TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
+  TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
+  EXPECT_EQ(shared.configuration(), TorvelinOqConfig::defaultConfig());
+  settle();
+  EXPECT_EQ(network->requests("/push/sdk/login").size(), 2u);
+
+  TorvelinSDK analytics;
+  send(analytics, saveUploadInfo, uploadInfo("buy"), "buy", nullptr);
+  send(analytics, saveUploadInfo, Value("no dictionary"), "buy", nullptr);
+  EXPECT_EQ(analytics.uploads, 2);
+  EXPECT_EQ(shared.userId(), "ann");
+  EXPECT_EQ(shared.appid(), "shop");
+  int received = 0;
+  for (const auto& entry : logEntries()) received += entry.starts_with("收到event回调：\n") ? 1 : 0;
+  EXPECT_EQ(received, 1);
+
+  TorvelinOqManager::setAutoCollectPage(false);
+  EXPECT_FALSE(shared.autoCollectPage());
+  TorvelinOqManager::setAutoCollectPage(true);
+}
+
+}  // namespace
+}  // namespace oq::test

@@ -1,0 +1,158 @@
+#include "Storage/OQImageDiskCache.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <thread>
+
+#include "Foundation/UserDefaults.h"
+#include "Utils/OQUtils.h"
+#include "support/EngineTest.h"
+
+namespace oq::test {
+namespace {
+
+constexpr double threeDays = 259200;
+
+class OQImageDiskCacheTest : public WorldTest {
+ protected:
+  std::shared_ptr<OQImageDiskCache> cache = OQImageDiskCache::create();
+  static Data bytes(const std::string& text) { return dataFromString(text); }
+  static bool isStored(const std::string& storedKey) {
+    return std::holds_alternative<Data>(UserDefaults::standardUserDefaults()->objectForKey(storedKey));
+  }
+  static std::size_t indexedOnDisk() {
+    const PropertyValue index = UserDefaults::standardUserDefaults()->objectForKey("OQImageDiskCacheKeys");
+    const Value* list = std::get_if<Value>(&index);
+    return list && list->is_array() ? list->get_array().size() : 0;
+  }
+};
+
+TEST_F(OQImageDiskCacheTest, KeepsBytesUnderAKeyThatNamesAddressAndTime) {
+  EXPECT_EQ(cache->ageLimit(), threeDays);
+  EXPECT_EQ(cache->autoTrimInterval(), 60);
+  cache->setImageData(bytes("one"), "https://p/1");
+  const auto time = static_cast<long>(secondsSince1970(currentDate()));
+  EXPECT_EQ(cache->keys(),
+            std::vector<std::string>{*OQUtils::base64Encode("https://p/1__#OQ#__" + std::to_string(time))});
+  EXPECT_TRUE(isStored(cache->keys()[0]));
+  EXPECT_EQ(cache->imageDataForKey("https://p/1"), bytes("one"));
+  EXPECT_TRUE(cache->containsImageDataForKey("https://p/1"));
+  EXPECT_FALSE(cache->containsImageDataForKey("https://p/"));
+  EXPECT_EQ(cache->imageDataForKey("https://p/2"), std::nullopt);
+
+  closeAllUserDefaults();
+  EXPECT_EQ(OQImageDiskCache::create()->imageDataForKey("https://p/1"), bytes("one")) << "after a relaunch";
+}
+
+TEST_F(OQImageDiskCacheTest, TheOldestOfSeveralEntriesIsFound) {
+  cache->setImageData(bytes("old"), "u");
+  cache->setImageData(bytes("same second"), "u");
+  EXPECT_EQ(cache->keys().size(), 1u);
+  moveClock(1);
+  cache->setImageData(bytes("new"), "u");
+  EXPECT_EQ(cache->keys().size(), 2u);
+  EXPECT_EQ(cache->imageDataForKey("u"), bytes("same second"));
+  moveClock(threeDays);
+  cache->trimToAge(threeDays);
+  EXPECT_EQ(cache->imageDataForKey("u"), bytes("new"));
+}
+
+TEST_F(OQImageDiskCacheTest, LookupsByBlockAnswerOnceAndAtOnce) {
+  cache->setImageData(bytes("one"), "there");
+  cache->setImageData(bytes("two"), "emptied");
+  UserDefaults::standardUserDefaults()->removeObjectForKey(cache->keys()[1]);
+  cache->setImageData(std::nullopt, "nothing");
+  struct Case {
+    std::string key;
+    int calls;
+    bool contains;
+    std::optional<Data> data;
+  };
+  for (const Case& each : {Case{"there", 1, true, bytes("one")}, Case{"emptied", 1, false, std::nullopt},
+                           Case{"nothing", 1, false, std::nullopt}, Case{"absent", 1, false, std::nullopt},
+                           Case{"", 0, false, std::nullopt}}) {
+    int calls = 0;
+    cache->containsImageDataForKey(each.key, [&](bool contains, const std::string& key, const auto& data) {
+      ++calls;
+      EXPECT_EQ(contains, each.contains) << each.key;
+      EXPECT_EQ(key, each.key);
+      EXPECT_EQ(data, each.data);
+    });
+    EXPECT_EQ(calls, each.calls) << each.key;
+  }
+  EXPECT_TRUE(cache->containsImageDataForKey("nothing")) << "the index records it all the same";
+  cache->containsImageDataForKey("there", nullptr);
+  cache->setImageData(bytes("x"), "");
+  EXPECT_EQ(cache->keys().size(), 3u);
+}
+
+TEST_F(OQImageDiskCacheTest, TrimsByAgeAndLeavesEverySecondNeighbour) {
+  for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
+  const std::vector<std::string> stored = cache->keys();
+  moveClock(threeDays);
+  cache->trimToAge(threeDays);
+  EXPECT_EQ(cache->keys().size(), 3u) << "not yet older than the limit";
+  moveClock(1);
+  cache->setImageData(bytes("d"), "d");
+  cache->trimToAge(threeDays);
+  EXPECT_EQ(cache->keys().size(), 2u) << "a and c went, b moved up and was passed over";
+  EXPECT_FALSE(isStored(stored[0]));
+  EXPECT_TRUE(isStored(stored[1]));
+  EXPECT_FALSE(isStored(stored[2]));
+  EXPECT_EQ(indexedOnDisk(), 2u);
+  cache->trimToAge(threeDays);
+  EXPECT_EQ(cache->keys().size(), 1u);
+  EXPECT_TRUE(cache->containsImageDataForKey("d"));
+}
+
+TEST_F(OQImageDiskCacheTest, UnreasonableAgesAreHarmless) {
+  cache->setImageData(bytes("a"), "a");
+  for (const double age :
+       {1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+    cache->trimToAge(age);
+    EXPECT_EQ(cache->keys().size(), 1u) << age;
+  }
+  const std::string storedKey = cache->keys()[0];
+  cache->trimToAge(0);
+  EXPECT_TRUE(cache->keys().empty());
+  EXPECT_FALSE(isStored(storedKey));
+  EXPECT_EQ(indexedOnDisk(), 0u);
+  cache->setImageData(bytes("a"), "a");
+  EXPECT_TRUE(cache->containsImageDataForKey("a")) << "goes on working";
+}
+
+TEST_F(OQImageDiskCacheTest, ForeignEntriesOfTheIndexArePassedOver) {
+  UserDefaults::standardUserDefaults()->setObject(
+      Value(Array{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
+                  *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
+      "OQImageDiskCacheKeys");
+  auto restored = OQImageDiskCache::create();
+  EXPECT_EQ(restored->keys().size(), 3u);
+  EXPECT_FALSE(restored->containsImageDataForKey("not base64!"));
+  EXPECT_TRUE(restored->containsImageDataForKey("no separator"));
+  EXPECT_TRUE(restored->containsImageDataForKey("a"));
+  restored->removeCachesEalierThanTime(1);
+  EXPECT_FALSE(restored->containsImageDataForKey("a")) << "its second part, b, reads as 0";
+  EXPECT_EQ(restored->keys().size(), 2u);
+}
+
+TEST_F(OQImageDiskCacheTest, StoresAndTrimsFromManyThreadsLoseNothing) {
+  std::vector<std::thread> workers;
+  for (int t = 0; t < 4; ++t) {
+    workers.emplace_back([&, t] {
+      for (int i = 0; i < 25; ++i) {
+        const std::string key = std::to_string(t) + "/" + std::to_string(i);
+        cache->setImageData(bytes(key), key);
+        EXPECT_EQ(cache->imageDataForKey(key), bytes(key));
+        if (i % 10 == 0) cache->_trimInBackground();
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+  EXPECT_EQ(cache->keys().size(), 100u);
+  EXPECT_EQ(indexedOnDisk(), 100u) << "the index on disk is the last one";
+}
+
+}  // namespace
+}  // namespace oq::test

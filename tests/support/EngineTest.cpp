@@ -1,0 +1,172 @@
+#include "support/EngineTest.h"
+
+#include <unistd.h>
+
+#include <boost/json/serialize.hpp>
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "Foundation/FileManager.h"
+#include "Foundation/Format.h"
+#include "Foundation/JSONSerialization.h"
+#include "Foundation/UserDefaults.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Storage/OQDataArchiver.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQUtils.h"
+
+namespace oq::test {
+
+namespace {
+
+/// Kept until the process ends, since the process's logger keeps its file in the first test's folder.
+class TemporaryRoot {
+ public:
+  TemporaryRoot()
+      : path(std::filesystem::temp_directory_path() / ("oqsdk-engine-" + std::to_string(::getpid()))) {}
+  ~TemporaryRoot() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  const std::filesystem::path path;
+};
+
+std::filesystem::path freshFolder() {
+  static const TemporaryRoot root;
+  static int number = 0;
+  return root.path / std::to_string(++number);
+}
+
+std::uintmax_t logSize() {
+  OQLogger::getInstance().flush();
+  return std::filesystem::file_size(OQLogger::getInstance().logFilePath());
+}
+
+std::string logTextFrom(std::uintmax_t offset) {
+  OQLogger::getInstance().flush();
+  std::ifstream file(OQLogger::getInstance().logFilePath(), std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(offset));
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+std::vector<std::string> RecordingEngine::shownIds() const {
+  std::vector<std::string> ids;
+  for (const Shown& each : shown()) ids.push_back(descriptionOf(each.window->windowId()));
+  return ids;
+}
+
+WorldTest::WorldTest() : _folder(freshFolder()) {
+  closeAllUserDefaults();
+  setApplicationDataDirectory(_folder);
+  DispatchQueue::installMain();
+  setPlatformLogHandler([](std::string_view) {});
+  setNow("2026-03-10 12:00:00");
+  setURLTransport(network);
+  _logStart = logSize();
+}
+
+WorldTest::~WorldTest() {
+  EXPECT_TRUE(network->settle());
+  DispatchQueue::drainMain();
+  setURLTransport(nullptr);
+  setCurrentDateProvider({});
+  setPlatformLogHandler({});
+}
+
+void WorldTest::setNow(const std::string& text) {
+  setDate(OQUtils::dateFromString(Value(text)).value());
+}
+
+void WorldTest::setDate(Date date) {
+  _now = date;
+  setCurrentDateProvider([date] { return date; });
+}
+
+std::vector<std::string> WorldTest::logEntries() const {
+  const std::string text = logTextFrom(_logStart);
+  static const std::regex stamp(R"((?:^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}  )");
+  std::vector<std::string> entries;
+  for (std::sregex_iterator at(text.begin(), text.end(), stamp), end; at != end; ++at) {
+    const auto next = std::next(at);
+    const auto begin = at->position() + at->length();
+    const auto stop = next == end ? static_cast<std::ptrdiff_t>(text.size()) - 1 : next->position();
+    entries.push_back(text.substr(begin, stop - begin));
+  }
+  return entries;
+}
+
+std::vector<std::string> WorldTest::logEntriesButRequests() const {
+  std::vector<std::string> entries = logEntries();
+  std::erase_if(entries, [](const std::string& entry) { return entry.starts_with("请求URL："); });
+  return entries;
+}
+
+void EngineTest::relaunch() {
+  settle();
+  engine.reset();
+  closeAllUserDefaults();
+  engine = std::make_shared<RecordingEngine>();
+}
+
+void EngineTest::settle() {
+  do {
+    ASSERT_TRUE(network->settle());
+  } while (DispatchQueue::drainMain() > 0);
+}
+
+void EngineTest::deliverInApp(const Array& records) {
+  network->answer("/push/sdk/in_app", textOf(listAnswer(records)));
+  engine->getInAppList();
+  settle();
+}
+
+void EngineTest::deliverSubscriptions(const Array& records) {
+  network->answer("/push/sdk/event/subscribe", textOf(listAnswer(records)));
+  engine->getSubscribeList();
+  settle();
+}
+
+void EngineTest::receive(const std::string& name, const Dictionary& context) {
+  engine->onEventDataReceived(uploadInfo(name, context));
+  settle();
+}
+
+std::vector<std::pair<std::int64_t, std::int64_t>> EngineTest::usedCountsOnDisk() const {
+  std::vector<std::pair<std::int64_t, std::int64_t>> counts;
+  const auto nodes =
+      OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName);
+  if (!nodes) return counts;
+  for (const auto& node : *nodes) counts.emplace_back(node->nodeId(), node->usedCount());
+  return counts;
+}
+
+Value campaign(const std::string& id, const std::string& eventName, const Dictionary& extra) {
+  Dictionary record{{"id", id},
+                    {"count", 1},
+                    {"style", 3},
+                    {"startTime", "2026-03-01 00:00:00"},
+                    {"endTime", "2026-03-31 23:59:59"},
+                    {"picture", "https://pictures.invalid/" + id + ".png"},
+                    {"event", {{"xwhat", eventName}}}};
+  for (const auto& [key, value] : extra) record[key] = value;
+  return record;
+}
+
+Value listAnswer(const Array& records) {
+  return {{"code", 0}, {"data", records}};
+}
+
+Value uploadInfo(const std::string& name, const Dictionary& context) {
+  return {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", name}, {"xwhen", 1.0}, {"xcontext", context}};
+}
+
+std::string textOf(const Value& value) {
+  return boost::json::serialize(value);
+}
+
+}  // namespace oq::test

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/URLSession.h"
+#include "oqsdk/Value.h"
+
+namespace oq::test {
+
+/// Stands in for the network: records every request and answers it from a script, on a queue of its own. A
+/// path without a script is answered with {"code":0}. Any thread may use it.
+class ScriptedTransport : public URLTransport {
+ public:
+  struct Request {
+    std::string url;
+    std::string path;  ///< without server and query
+    std::string method;
+    std::map<std::string, std::string> headers;
+    std::string body;
+    Value json;  ///< the parsed body; null when it is not JSON
+    URLRequestCachePolicy cachePolicy{};
+    double timeout = 0;
+  };
+  struct Answer {
+    std::string body = R"({"code":0})";
+    std::int64_t status = 200;
+    std::optional<Error> error = std::nullopt;
+  };
+  /// Runs on the answering queue, and may wait there.
+  using Script = std::function<Answer(const Request&)>;
+
+  /// A serial queue answers in the order of the requests, a concurrent one side by side.
+  explicit ScriptedTransport(std::shared_ptr<DispatchQueue> queue = DispatchQueue::serial("test.network"))
+      : _queue(std::move(queue)) {}
+
+  void answer(const std::string& path, std::string body, std::int64_t status = 200) {
+    script(path, [body = std::move(body), status](const Request&) { return Answer{body, status}; });
+  }
+  void fail(const std::string& path, Error error) {
+    script(path, [error = std::move(error)](const Request&) { return Answer{"", 0, error}; });
+  }
+  void script(const std::string& path, Script script) {
+    std::lock_guard lock(_mutex);
+    _scripts[path] = std::move(script);
+  }
+
+  /// What was sent so far, in order; only to the path when one is given.
+  std::vector<Request> requests(const std::string& path = "") const;
+  /// Waits until every request is answered, those included that the answers brought about.
+  bool settle();
+
+  void perform(URLRequest request, URLCompletion completion) override;
+
+ private:
+  mutable std::mutex _mutex;
+  std::condition_variable _quiet;
+  std::map<std::string, Script> _scripts;
+  std::vector<Request> _requests;
+  int _underWay = 0;
+  const std::shared_ptr<DispatchQueue> _queue;
+};
+
+}  // namespace oq::test
