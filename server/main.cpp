@@ -45,7 +45,8 @@ int run(const Options& options) {
       break;
   }
   blockEndingSignals();
-  umask(0077);  // what the server writes is keys, and what users did
+  std::signal(SIGXFSZ, SIG_IGN);  // a file at its limit is an error of that request, not the end
+  umask(0077);                    // what the server writes is keys, and what users did
   CampaignServer(options).run();
   return 0;
 }

@@ -5,6 +5,7 @@ import json
 import os
 import queue
 import re
+import resource
 import shutil
 import signal
 import socket
@@ -58,9 +59,9 @@ class Lines:
 
 
 class Server:
-    def __init__(self, *options):
-        self.process = subprocess.Popen(
-            [PROGRAM, *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, encoding="utf-8")
+    def __init__(self, *options, **how):
+        self.process = subprocess.Popen([PROGRAM, *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        text=True, encoding="utf-8", **how)
         self.out, self.err = Lines(self.process.stdout), Lines(self.process.stderr)
         self.authority = self.out.wait_for("^certificate authority: (.*)").group(1)
         self.ports = {name: int(self.out.wait_for(rf"^{name}: https://localhost:(\d+)$").group(1))
@@ -128,8 +129,8 @@ class ServerTest(unittest.TestCase):
             out.write(content if isinstance(content, str) else json.dumps(content))
         return path
 
-    def start(self, *options):
-        server = Server("--data", self.data, *PORTS, *options)
+    def start(self, *options, **how):
+        server = Server("--data", self.data, *PORTS, *options, **how)
         self.addCleanup(server.kill)
         return server
 
@@ -279,6 +280,22 @@ class ServerTest(unittest.TestCase):
             server.post("/push/sdk/event/trigger", {"events": [{"xwhat": f"e{number}"}]})
         server.kill()
         self.assertEqual([event["name"] for event in self.start().events()], [f"e{n}" for n in range(5)])
+
+    def test_acknowledges_nothing_that_does_not_fit_on_the_disk(self):
+        limit = 600_000  # bytes in one file
+        server = self.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+        acknowledged = []
+        for number in range(40):
+            event = {"xwhat": f"e{number}", "xcontext": {"filling": "x" * 40_000}}
+            status, answer = server.post("/push/sdk/event/trigger", {"events": [event]})
+            self.assertEqual(answer["code"], 0 if status == 200 else 500)
+            if status == 200:
+                acknowledged.append(event["xwhat"])
+        server.err.wait_for("the database failed: ")
+        self.assertTrue(0 < len(acknowledged) < 40, acknowledged)
+        self.assertEqual([event["name"] for event in server.events()], acknowledged)
+        self.assertEqual(server.end(), 0)
+        self.assertEqual([event["name"] for event in self.start().events()], acknowledged)
 
     def test_serves_static_files_and_nothing_else(self):
         self.write("<p>公告</p>", self.path("static", "page.html"))
