@@ -1,0 +1,180 @@
+#include "Model/OQRecordTree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "Storage/OQDataArchiver.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+using Node = std::shared_ptr<OQRecordTreeNode>;
+
+Node node(std::int64_t id, std::int64_t count = 0, std::int64_t used = 0, const Value& start = nullptr,
+          const Value& end = nullptr) {
+  auto made = std::make_shared<OQRecordTreeNode>();
+  made->setNodeId(id);
+  made->setCount(count);
+  made->setUsedCount(used);
+  made->setStartTime(start);
+  made->setEndTime(end);
+  return made;
+}
+
+std::vector<std::int64_t> ids(const OQRecordTree& tree) {
+  std::vector<std::int64_t> found;
+  for (const auto& known : *tree.allNodes()) found.push_back(known->nodeId());
+  return found;
+}
+
+TEST(RecordTreeNode, HoldsTheUsedCountAgainstTheCountOnlyWhenItIsSet) {
+  auto one = node(1);
+  one->setUsedCount(10);
+  EXPECT_EQ(one->usedCount(), 0);
+  one->setCount(5);
+  one->setUsedCount(10);
+  EXPECT_EQ(one->usedCount(), 5);
+  one->setCount(2);
+  EXPECT_EQ(one->usedCount(), 5);
+  one->setUsedCount(-3);
+  EXPECT_EQ(one->usedCount(), -3);
+}
+
+TEST(RecordTree, RefreshesWhatItKnows) {
+  struct {
+    Node known, added;
+    std::int64_t count, used;
+    Value start, end;
+  } cases[] = {
+      {node(1, 3, 2, "s", "e"), node(1, 5, 0, "", nullptr), 5, 2, "s", "e"},
+      {node(1, 3, 2, "s", "e"), node(1, 0, 0, 17, "new"), 0, 2, "s", "new"},
+      {node(1, 3, 2, "s", "e"), node(1, -1, 0, "t", "e"), 3, 2, "t", "e"},
+      {node(1, 9, 2), node(1, 7, 4, "s"), 7, 4, "s", nullptr},
+  };
+  for (const auto& c : cases) {
+    OQRecordTree tree;
+    c.known->setActivated(true);
+    EXPECT_TRUE(tree.addTreeNode(c.known));
+    EXPECT_TRUE(tree.addTreeNode(c.added));
+    ASSERT_EQ(tree.allNodes()->size(), 1u);
+    EXPECT_EQ(tree.findTreeNodeById(1), c.known);
+    EXPECT_EQ(c.known->count(), c.count);
+    EXPECT_EQ(c.known->usedCount(), c.used);
+    EXPECT_EQ(c.known->startTime(), c.start);
+    EXPECT_EQ(c.known->endTime(), c.end);
+    EXPECT_TRUE(c.known->isActivated());
+  }
+}
+
+TEST(RecordTree, HoldsAnAddedUsedCountAgainstTheAddedCount) {
+  OQRecordTree tree;
+  auto known = node(1, 9, 1);
+  auto added = node(1, 7, 7);
+  added->setCount(3);  // which leaves the 7 in place
+  tree.addTreeNode(known);
+  tree.addTreeNode(added);
+  EXPECT_EQ(known->usedCount(), 3);
+}
+
+TEST(RecordTree, NeverForgetsThatTheUserClosedAWindow) {
+  OQRecordTree tree;
+  auto closed = node(1);
+  closed->setUserClosed(true);
+  closed->setActivated(true);
+  tree.addTreeNode(node(1));
+  tree.addTreeNode(closed);
+  tree.addTreeNode(node(1));
+  EXPECT_TRUE(tree.findTreeNodeById(1)->isUserClosed());
+  EXPECT_FALSE(tree.findTreeNodeById(1)->isActivated());
+}
+
+TEST(RecordTree, StandsOnTheGivenArrayUntilAllIsRemoved) {
+  auto array = std::make_shared<OQRecordTree::Nodes>();
+  array->push_back(node(1));
+  auto tree = OQRecordTree::treeWithNodes(array);
+  tree->addTreeNode(node(2));
+  EXPECT_EQ(tree->allNodes(), array);
+  EXPECT_EQ(array->size(), 2u);
+  tree->removeAllTreeNodes();
+  EXPECT_EQ(array->size(), 2u);
+  EXPECT_TRUE(tree->allNodes()->empty());
+  tree->addTreeNode(node(3));
+  EXPECT_EQ(array->size(), 2u);
+
+  auto empty = OQRecordTree::treeWithNodes(nullptr);
+  EXPECT_TRUE(empty->addTreeNode(nullptr));
+  EXPECT_TRUE(empty->removeTreeNode(nullptr));
+  empty->addTreeNode(node(4));
+  EXPECT_THAT(ids(*empty), testing::ElementsAre(4));
+}
+
+TEST(RecordTree, FindsTheFirstAndRemovesEveryNodeOfAnId) {
+  auto first = node(2, 1);
+  auto array =
+      std::make_shared<OQRecordTree::Nodes>(OQRecordTree::Nodes{node(1), first, nullptr, node(2, 9)});
+  auto tree = OQRecordTree::treeWithNodes(array);
+  EXPECT_EQ(tree->findTreeNodeById(2), first);
+  EXPECT_EQ(tree->findTreeNodeById(7), nullptr);
+  tree->removeTreeNode(node(2));
+  EXPECT_EQ(tree->findTreeNodeById(2), nullptr);
+  EXPECT_EQ(array->size(), 2u);
+}
+
+TEST(RecordTree, MergesAnotherTreeAndItself) {
+  OQRecordTree tree, fresh;
+  for (int id : {1, 2, 3}) tree.addTreeNode(node(id, id));
+  for (int id : {5, 2, 4}) fresh.addTreeNode(node(id, 10 * id));
+  tree.updateWithTree(fresh);
+  EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
+  EXPECT_EQ(tree.findTreeNodeById(2)->count(), 20);
+  tree.updateWithTree(tree);
+  EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
+}
+
+TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
+  test::TemporaryFolder folder;
+  auto file = documentsDirectory() / OQRecordTreeDataFileName;
+  OQRecordTree tree;
+  auto lowered = node(-4, 8, 8, "2026-01-01 00:00:00", 12);
+  lowered->setCount(3);
+  lowered->setActivated(true);
+  tree.addTreeNode(lowered);
+  tree.addTreeNode(node(5, 2, 1));
+  ASSERT_TRUE(OQDataArchiver::setData(tree.allNodes(), file));
+
+  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(file);
+  ASSERT_TRUE(nodes);
+  auto restored = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(*nodes));
+  EXPECT_THAT(ids(*restored), testing::ElementsAre(-4, 5));
+  auto copy = restored->findTreeNodeById(-4);
+  EXPECT_EQ(copy->count(), 3);
+  EXPECT_EQ(copy->usedCount(), 3);
+  EXPECT_EQ(copy->startTime(), Value("2026-01-01 00:00:00"));
+  EXPECT_EQ(copy->endTime(), Value(12));
+  EXPECT_TRUE(copy->isActivated());
+  EXPECT_FALSE(copy->isUserClosed());
+}
+
+TEST(RecordTree, IsSafeBesideThreadsThatAddFindAndRefresh) {
+  OQRecordTree tree;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&tree] {
+      for (int id = 0; id < 100; ++id) {
+        tree.addTreeNode(node(id, id, 0, Value(std::to_string(id))));
+        auto found = tree.findTreeNodeById(id);
+        ASSERT_TRUE(found);
+        found->setUsedCount(found->usedCount() + 1);
+        for (const auto& known : tree.copyOfNodes()) ASSERT_EQ(known->startTime().is_string(), true);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(tree.allNodes()->size(), 100u);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,182 @@
+#include "Model/OQWindowData.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "Foundation/KeyedArchiver.h"
+#include "UIKit/UIScreen.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+using test::json;
+
+template <class T>
+std::shared_ptr<T> archivedAndBack(const std::shared_ptr<T>& object) {
+  auto restored = KeyedUnarchiver::unarchiveArrayOf<T>(KeyedArchiver::archivedDataWithRootObjects({object}));
+  return restored && restored->size() == 1 ? restored->front() : nullptr;
+}
+
+TEST(WindowItemAttribute, ReadsColoursAsHexadecimalTextDoes) {
+  struct {
+    const char* text;
+    int red, green, blue;
+  } cases[] = {
+      {R"("#FF8000")", 255, 128, 0},
+      {R"("#ff8000")", 255, 128, 0},
+      {R"("FF8000")", 255, 128, 0},
+      {R"("#11FF8000")", 255, 128, 0},  // the top byte of eight digits is lost
+      {R"("#12")", 0, 0, 0x12},
+      {R"("#F08xyz")", 0, 0x0F, 0x08},
+      {R"("")", 0, 0, 0},
+      {R"("red")", 0, 0, 0},
+      {R"("##FF8000")", 0, 0, 0},
+      {R"("#")", 0, 0, 0},
+      {"123456", 0x12, 0x34, 0x56},  // a number is read by its digits
+      {R"(["#FF8000"])", 0, 0, 0},
+      {R"("#FFFFFFFFFFFFFFFFFFFF")", 255, 255, 255},
+  };
+  for (const auto& c : cases) {
+    UIColor expected{c.red / 255.0, c.green / 255.0, c.blue / 255.0, 1.0};
+    EXPECT_EQ(colorFromHexString(json(c.text)), expected) << c.text;
+  }
+}
+
+TEST(WindowItemAttribute, HalvesSizesWhateverTheyAreWrittenAs) {
+  struct {
+    const char* size;
+    double expected;
+  } cases[] = {{R"("28pd")", 14}, {"28", 14},    {R"("28")", 14}, {"28.6", 14.3}, {R"("pd2pd8")", 14},
+               {R"("big")", 0},   {"true", 0.5}, {"null", 7},     {"-4", -2}};
+  for (const auto& c : cases) {
+    OQTextAttribute attribute;
+    attribute.setSize(7);
+    attribute.setModelWithDic(json(std::string(R"({"size": )") + c.size + "}"));
+    EXPECT_DOUBLE_EQ(attribute.size(), c.expected) << c.size;
+  }
+}
+
+TEST(WindowItemAttribute, KeepsColoursThatTheServerDoesNotNameButNotTheText) {
+  OQTextAttribute attribute;
+  attribute.setModelWithDic(
+      json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4})"));
+  attribute.setModelWithDic(json(R"({"color": null})"));
+  EXPECT_TRUE(attribute.text().is_null());
+  EXPECT_EQ(attribute.color(), colorFromHexString("#010203"));
+  EXPECT_EQ(attribute.backgroundColor(), colorFromHexString("#040506"));
+  EXPECT_EQ(attribute.size(), 2);
+  for (const char* wrong : {"null", "[]", R"("text")", "3"}) {
+    OQButtonAttribute button;
+    button.setText("kept");
+    button.setEventLink("kept");
+    button.setModelWithDic(json(wrong));
+    EXPECT_EQ(button.text(), Value("kept")) << wrong;
+    EXPECT_EQ(button.eventLink(), Value("kept")) << wrong;
+  }
+}
+
+TEST(ButtonAttribute, BeginsWithLooksThatFollowTheScreen) {
+  CGRect before = UIScreen::mainScreen().bounds();
+  UIScreen::mainScreen().setBounds(CGRectMake(0, 0, 1181, 2549));
+  OQButtonAttribute button;
+  UIScreen::mainScreen().setBounds(before);
+  button.setModelWithDic(json(R"({"clickEvent": "link", "text": "OK"})"));
+  EXPECT_DOUBLE_EQ(button.size(), 60);
+  EXPECT_EQ(button.color(), colorFromHexString("#444444"));
+  EXPECT_EQ(button.backgroundColor(), colorFromHexString("#f4f4f4"));
+  EXPECT_EQ(button.eventLink(), Value("link"));
+}
+
+TEST(WindowData, TakesConditionsOnlyFromDictionariesAndKeepsValuesAsTheyCome) {
+  OQWindowData window;
+  window.setModelWithDic(
+      json(R"({"id": 17, "count": "3 times", "style": 2.9, "type": true, "startTime": false,
+                                  "picture": ["p"], "event": {}, "preEvent": "buy"})"));
+  EXPECT_EQ(window.windowId(), Value(17));
+  EXPECT_EQ(window.count(), 3);
+  EXPECT_EQ(window.style(), 2);
+  EXPECT_EQ(window.type(), 1);
+  EXPECT_EQ(window.startTime(), Value(false));
+  EXPECT_EQ(window.picture(), json(R"(["p"])"));
+  ASSERT_TRUE(window.event());
+  EXPECT_TRUE(window.event()->available());
+  EXPECT_FALSE(window.preEvent());
+  ASSERT_TRUE(window.title() && window.content() && window.leftBtnAttribute() &&
+              window.middleBtnAttribute() && window.rightBtnAttribute());
+  EXPECT_FALSE(window.title()->color());
+  EXPECT_TRUE(window.rightBtnAttribute()->color());
+
+  window.setModelWithDic(json(R"(["not a dictionary"])"));
+  EXPECT_EQ(window.windowId(), Value(17));
+  window.setModelWithDic(json("{}"));
+  EXPECT_TRUE(window.windowId().is_null());
+  EXPECT_EQ(window.count(), 0);
+  EXPECT_FALSE(window.event());
+}
+
+TEST(WindowData, ComesBackFromAnArchiveWithSizesInSinglePrecision) {
+  auto window = std::make_shared<OQWindowData>();
+  window->setModelWithDic(json(R"({
+    "id": "w1", "count": 9007199254740993, "style": 2, "type": -1, "createTime": "a", "changeTime": "b",
+    "startTime": "2026-01-01 00:00:00", "endTime": 5, "clickEvent": "link", "picture": "https://x/y.png",
+    "event": {"appid": "A", "xwhat": "buy", "xwho": null, "xwhen": 1e300, "xcontext": {"b": "2", "a": "1", "n": 3}},
+    "title": {"text": "标题", "color": "#FF8000", "background": "#102030", "size": 28.6},
+    "content": {"text": "<p>"}, "buttonLeft": {"text": "L", "clickEvent": "left"},
+    "buttonRight": {"color": "#000001"}})"));
+  auto copy = archivedAndBack(window);
+  ASSERT_TRUE(copy);
+  EXPECT_EQ(copy->windowId(), Value("w1"));
+  EXPECT_EQ(copy->count(), 9007199254740993);
+  EXPECT_EQ(copy->style(), 2);
+  EXPECT_EQ(copy->type(), -1);
+  EXPECT_EQ(copy->changeTime(), Value("b"));
+  EXPECT_EQ(copy->endTime(), Value(5));
+  EXPECT_EQ(copy->eventLink(), Value("link"));
+  EXPECT_EQ(copy->picture(), Value("https://x/y.png"));
+  ASSERT_TRUE(copy->event());
+  EXPECT_TRUE(copy->event()->available());
+  EXPECT_EQ(copy->event()->toDictionary(), window->event()->toDictionary());
+  EXPECT_TRUE(copy->event()->xwho().is_null());
+  EXPECT_FALSE(copy->preEvent());
+  EXPECT_EQ(copy->title()->text(), Value("标题"));
+  EXPECT_EQ(copy->title()->color(), window->title()->color());
+  EXPECT_EQ(copy->title()->backgroundColor(), window->title()->backgroundColor());
+  EXPECT_EQ(copy->title()->size(), static_cast<double>(14.3f));
+  EXPECT_NE(copy->title()->size(), window->title()->size());
+  EXPECT_FALSE(copy->content()->color());
+  EXPECT_EQ(copy->leftBtnAttribute()->eventLink(), Value("left"));
+  EXPECT_EQ(copy->rightBtnAttribute()->color(), colorFromHexString("#000001"));
+}
+
+TEST(WindowData, AButtonWithoutColourStaysWithoutInTheArchive) {
+  auto button = std::make_shared<OQButtonAttribute>();
+  button->setColor(std::nullopt);
+  auto copy = archivedAndBack(button);
+  ASSERT_TRUE(copy);
+  EXPECT_FALSE(copy->color());
+  EXPECT_EQ(copy->backgroundColor(), button->backgroundColor());
+}
+
+TEST(WindowData, ThePreConditionIsConsumedOnceWhoeverReadsIt) {
+  OQWindowData window;
+  window.setModelWithDic(json(R"({"preEvent": {"xwhat": "open"}})"));
+  std::atomic<int> consumed{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      while (auto condition = window.preEvent()) {
+        ASSERT_EQ(condition->xwhat(), Value("open"));
+        if (window.consumePreEvent(condition)) ++consumed;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(consumed, 1);
+  EXPECT_FALSE(window.consumePreEvent(nullptr));
+}
+
+}  // namespace
+}  // namespace oq

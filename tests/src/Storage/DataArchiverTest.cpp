@@ -1,0 +1,69 @@
+#include "Storage/OQDataArchiver.h"
+
+#include <gtest/gtest.h>
+
+#include "Model/OQRecordTreeNode.h"
+#include "Model/OQWindowData.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+using Windows = std::vector<std::shared_ptr<OQWindowData>>;
+
+std::shared_ptr<OQWindowData> window(const char* id) {
+  auto made = std::make_shared<OQWindowData>();
+  made->setWindowId(id);
+  return made;
+}
+
+TEST(DataArchiver, WritesNothingForNoData) {
+  test::TemporaryFolder folder;
+  auto file = folder.path() / "list.plist";
+  EXPECT_FALSE(OQDataArchiver::setData(nullptr, file));
+  EXPECT_FALSE(OQDataArchiver::setData(static_cast<const Windows*>(nullptr), file));
+  EXPECT_FALSE(OQDataArchiver::setData(std::shared_ptr<Windows>(), file));
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file));
+}
+
+TEST(DataArchiver, TellsAnEmptyListFromNoList) {
+  test::TemporaryFolder folder;
+  auto file = folder.path() / "list.plist";
+  ASSERT_TRUE(OQDataArchiver::setData(Windows{}, file));
+  auto list = OQDataArchiver::getDataForPath<OQWindowData>(file);
+  ASSERT_TRUE(list);
+  EXPECT_TRUE(list->empty());
+}
+
+TEST(DataArchiver, KeepsTheOldFileWhenTheNewOneCannotBeWritten) {
+  test::TemporaryFolder folder;
+  auto file = folder.path() / "list.plist";
+  ASSERT_TRUE(OQDataArchiver::setData(Windows{window("a"), nullptr, window("b")}, file));
+  EXPECT_FALSE(OQDataArchiver::setData(Windows{window("c")}, folder.path() / "missing" / "list.plist"));
+  auto list = OQDataArchiver::getDataForPath<OQWindowData>(file);
+  ASSERT_TRUE(list);
+  ASSERT_EQ(list->size(), 2u);
+  EXPECT_EQ(list->back()->windowId(), Value("b"));
+}
+
+TEST(DataArchiver, TakesTornAndForeignFilesForNone) {
+  test::TemporaryFolder folder;
+  auto file = folder.path() / "list.plist";
+  ASSERT_TRUE(OQDataArchiver::setData(Windows{window("a")}, file));
+  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQRecordTreeNode>(file));
+  const Data whole = *contentsOfFile(file);
+  for (std::size_t length : {std::size_t{0}, std::size_t{8}, whole.size() / 2, whole.size() - 1}) {
+    ASSERT_TRUE(
+        writeFileAtomically(file, Data(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
+    EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file)) << length;
+  }
+  Data flipped = whole;
+  flipped[flipped.size() / 3] ^= 1;
+  ASSERT_TRUE(writeFileAtomically(file, flipped));
+  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file));
+  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(folder.path()));
+}
+
+}  // namespace
+}  // namespace oq
