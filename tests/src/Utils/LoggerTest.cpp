@@ -1,0 +1,264 @@
+#include "Utils/OQLogger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "Foundation/Bundle.h"
+#include "Foundation/Date.h"
+#include "Foundation/Device.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+using test::textOf;
+
+Date noon() {
+  return DateFormatter("yyyy-MM-dd HH:mm:ss").dateFromString("2026-03-10 12:00:00").value();
+}
+
+/// A folder for logs, and a clock that stands at noon.
+class Logger : public testing::Test {
+ protected:
+  Logger() { setNow(noon()); }
+  ~Logger() override { setCurrentDateProvider({}); }
+  static void setNow(Date now) {
+    setCurrentDateProvider([now] { return now; });
+  }
+  std::filesystem::path logs() const { return folder.path() / "Documents" / "Log"; }
+  void put(const std::filesystem::path& name) const {
+    std::filesystem::create_directories((logs() / name).parent_path());
+    std::ofstream(logs() / name) << "old";
+  }
+  std::size_t countOf(const std::filesystem::path& extension) const {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(logs())) {
+      count += entry.path().extension() == extension;
+    }
+    return count;
+  }
+
+  test::TemporaryFolder folder;
+};
+
+std::string afterHeader(const OQLogger& logger) {
+  std::string text = textOf(logger.logFilePath());
+  std::size_t end = text.find("\n\n");
+  return end == std::string::npos ? "no header" : text.substr(end + 2);
+}
+
+TEST_F(Logger, WritesAHeaderAndStampedEntries) {
+  setMainBundle("com.example.shop", "4.2");
+  mode_t mask = ::umask(0277);
+  OQLogger logger;
+  ::umask(mask);
+  logger._log("one 100%@ %d");
+  setNow(noon() + std::chrono::milliseconds(59'999));
+  logger._log("two\nlines");
+  setNow(noon() - std::chrono::microseconds(1));
+  logger._log("");
+  logger.flush();
+  EXPECT_EQ(logger.logFilePath(), logs() / "oqsdk_2026-03-10 12:00:00.log");
+  EXPECT_EQ(textOf(logger.logFilePath()), "SDKVersion:0.8.6\n设备名称:" + machineIdentifier() +
+                                              "\n手机系统版本:" + operatingSystemVersion() +
+                                              "\n应用版本号:4.2\n\n"
+                                              "2026-03-10 12:00:00.000  one 100%@ %d\n"
+                                              "2026-03-10 12:00:59.999  two\nlines\n"
+                                              "2026-03-10 11:59:59.999  \n");
+  namespace fs = std::filesystem;
+  EXPECT_EQ(fs::status(logger.logFilePath()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(fs::status(logs()).permissions(), fs::perms::owner_all);
+}
+
+TEST_F(Logger, ASecondStartInTheSameSecondBeginsTheFileAnew) {
+  OQLogger first(logs());
+  first._log("of the first");
+  first.flush();
+  OQLogger second(logs());
+  second.flush();
+  EXPECT_EQ(second.logFilePath(), first.logFilePath());
+  EXPECT_EQ(afterHeader(second), "");
+}
+
+TEST_F(Logger, RemovesOneFileAStartFromTenOn) {
+  for (int i = 0; i < 9; ++i) put("oqsdk_2025-01-0" + std::to_string(i) + ".log");
+  auto start = [&](int second) {
+    setNow(noon() + std::chrono::seconds(second));
+    OQLogger logger(logs());
+    return countOf(".log");
+  };
+  EXPECT_EQ(start(0), 10u);
+  EXPECT_EQ(start(1), 10u);
+  EXPECT_FALSE(std::filesystem::exists(logs() / "oqsdk_2025-01-00.log"));
+  EXPECT_TRUE(std::filesystem::exists(logs() / "oqsdk_2025-01-01.log"));
+  for (int i = 10; i < 25; ++i) put("oqsdk_2025-01-" + std::to_string(i) + ".log");
+  EXPECT_EQ(start(2), 25u);
+  EXPECT_EQ(start(3), 25u);
+}
+
+TEST_F(Logger, CountsSubfoldersAndTheVeryExtensionOnly) {
+  for (int i = 0; i < 5; ++i) {
+    put("b" + std::to_string(i) + ".log");
+    put("a/" + std::to_string(i) + ".log");
+    put("A" + std::to_string(i) + ".LOG");
+    put("A" + std::to_string(i) + ".log.txt");
+  }
+  put(".log");
+  OQLogger::handleFilesOfDirectory(logs());
+  EXPECT_FALSE(std::filesystem::exists(logs() / "a/0.log"));
+  EXPECT_EQ(countOf(".log"), 9u);
+  OQLogger::handleFilesOfDirectory(logs());
+  EXPECT_EQ(countOf(".log"), 9u);
+  EXPECT_EQ(countOf(".LOG"), 5u);
+}
+
+TEST_F(Logger, LosesEntriesSilentlyWithoutAFile) {
+  std::ofstream(folder.path() / "in the way") << "no folder";
+  OQLogger logger(folder.path() / "in the way");
+  logger._log("nowhere to go");
+  logger.flush();
+  EXPECT_EQ(textOf(folder.path() / "in the way"), "no folder");
+}
+
+TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
+  setCurrentDateProvider({});
+  OQLogger logger(logs(), 4096);  // so little that callers have to wait for the disk, too
+  constexpr int threads = 8, entries = 500;
+  std::vector<std::thread> callers;
+  for (int thread = 0; thread < threads; ++thread) {
+    callers.emplace_back([&logger, thread] {
+      for (int i = 0; i < entries; ++i) logger._log(std::to_string(thread) + " " + std::to_string(i));
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  logger.flush();
+  std::istringstream lines(afterHeader(logger));
+  std::vector<int> next(threads);
+  std::string line, lastStamp;
+  while (std::getline(lines, line)) {
+    ASSERT_GT(line.size(), 25u) << line;
+    ASSERT_LE(lastStamp, line.substr(0, 23));
+    lastStamp = line.substr(0, 23);
+    int thread = -1, number = -1;
+    std::istringstream(line.substr(25)) >> thread >> number;
+    ASSERT_TRUE(thread >= 0 && thread < threads) << line;
+    ASSERT_EQ(number, next[static_cast<std::size_t>(thread)]++);
+  }
+  EXPECT_THAT(next, testing::Each(entries));
+}
+
+TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool released = false, blocked = false;
+  oq_log_get_dispatch_serial_queue()->async([&] {
+    std::unique_lock lock(mutex);
+    blocked = true;
+    changed.notify_all();
+    changed.wait(lock, [&] { return released; });
+  });
+  {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return blocked; });
+  }
+  OQLogger logger(logs(), 100'000);
+  for (int i = 0; i < 9; ++i)
+    logger._log(std::string(10'000, 'x'));  // returns, though nothing can be written
+  EXPECT_EQ(textOf(logger.logFilePath()), "");
+  std::atomic<bool> logged = false;
+  std::thread late([&] {
+    logger._log(std::string(20'000, 'y'));
+    logged = true;
+  });
+  // It may not have come to the wait yet; but it must not have come through it.
+  std::this_thread::yield();
+  EXPECT_FALSE(logged);
+  {
+    std::lock_guard lock(mutex);
+    released = true;
+    changed.notify_all();
+  }
+  late.join();
+  logger._log(std::string(200'000, 'z'));  // more than all the memory: taken when nothing else waits
+  logger.flush();
+  EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
+}
+
+TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
+  OQLogger& shared = OQLogger::getInstance();
+  shared.flush();
+  std::size_t before = textOf(shared.logFilePath()).size();
+  OQLogger::error(404);
+  OQLogger::error(0);
+  OQLogger::error(Error{URLErrorDomain, URLErrorTimedOut, "too slow"});
+  OQLogger::error("a text with %@");
+  OQLogger::error(std::string("another"));
+  OQLogger::error(Value("a third"));
+  OQLogger::error(Value(Dictionary{{"a", 1}}));
+  OQLogger::error(Value(Array{1}));
+  OQLogger::error(nullptr);
+  OQLogger::log("%@: %@ and %@", "list", Value(nullptr), 3);
+  shared.flush();
+  std::string text = textOf(shared.logFilePath()).substr(before), plain;
+  std::istringstream lines(text);
+  const std::string stamp = "2026-03-10 12:00:00.000  ";
+  for (std::string line; std::getline(lines, line);) {
+    plain += (line.starts_with(stamp) ? "> " + line.substr(stamp.size()) : line) + "\n";
+  }
+  EXPECT_THAT(plain,
+              testing::StartsWith("> statusCode:404\ndescripton:not found\n\n> statusCode:0\ndescripton:"));
+  EXPECT_THAT(plain,
+              testing::EndsWith("\n\n> code:-1001\ndescripton:too slow\n\n> a text with %@\n> another\n"
+                                "> a third\n> list: (null) and 3\n"));
+}
+
+/// Runs in a process of its own, which would be ended by the signal of the file-size limit.
+[[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
+  rlimit limit{8192, 8192};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  OQLogger logger(folder);
+  for (int i = 0; i < 4; ++i) {
+    logger._log(std::string(4000, 'x'));
+    logger.flush();
+  }
+  std::exit(std::filesystem::file_size(logger.logFilePath()) == 8192 ? 0 : 1);
+}
+
+TEST_F(Logger, AFullDiskDoesNotEndTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(logBeyondTheLimit(logs()), testing::ExitedWithCode(0), "");
+}
+
+/// Everything is logged right before the end.
+[[noreturn]] void logAndExit(const std::filesystem::path& folder) {
+  setApplicationDataDirectory(folder);
+  for (int i = 0; i < 1000; ++i) OQLogger::log("entry %@", i);
+  std::exit(0);
+}
+
+TEST_F(Logger, WhatWaitsIsOnDiskWhenTheProcessHasEnded) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  // The process that ends runs this again from its start, and is told by the first one which folder to use.
+  const char* variable = "OQSDK_TEST_LOG_FOLDER";
+  ::setenv(variable, folder.path().c_str(), 0);
+  std::filesystem::path place = ::getenv(variable);
+  EXPECT_EXIT(logAndExit(place), testing::ExitedWithCode(0), "");
+  ::unsetenv(variable);
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(place)) {
+    if (entry.path().extension() == ".log") files.push_back(entry.path());
+  }
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_THAT(textOf(files.front()), testing::EndsWith("  entry 999\n"));
+}
+
+}  // namespace
+}  // namespace oq

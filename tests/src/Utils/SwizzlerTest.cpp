@@ -1,0 +1,341 @@
+#include "Utils/OQSwizzler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "Categories/Object+OQSwizzle.h"
+#include "UIKit/UIViewController.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQSwizzleSlots.h"
+#include "oqsdk/Exception.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> mailDidFinish{
+    "mailComposeController:didFinishWithResult:error:"};
+const Selector<void()> exchanged{"swizzlerTestExchanged"};
+
+/// An object whose class is made by the test, and what happened to it.
+class Receiver : public Object {
+ public:
+  explicit Receiver(Class* cls) : _class(cls) {}
+  Class* class_() const override { return _class; }
+
+  void save(const std::string& event = "e") { send(*this, saveUploadInfo, Value(1), event, nullptr); }
+  void appear(bool animated = false) { send(*this, viewDidAppearSelector, animated); }
+
+  void _save(const Value&, const std::string& event, const UploadHandler&) {
+    calls.push_back("original " + event);
+  }
+  void _saveAndSuper(const Value& info, const std::string& event, const UploadHandler& handler) {
+    calls.push_back("override " + event);
+    sendSuper(_class, *this, saveUploadInfo, info, event, handler);
+  }
+  void _appear(bool animated) { calls.push_back(animated ? "original animated" : "original"); }
+  void _saveWithOtherTypes(bool) { calls.push_back("other types"); }
+  void _finish(Object*, std::int64_t, const std::optional<Error>&) { calls.push_back("original finish"); }
+  void _exchangedOne() { calls.push_back("one"); }
+
+  std::vector<std::string> calls;
+
+ private:
+  Class* const _class;
+};
+
+const detail::MethodDefinition saving = method<&Receiver::_save>(saveUploadInfo);
+const detail::MethodDefinition savingAndSuper = method<&Receiver::_saveAndSuper>(saveUploadInfo);
+
+/// Every test begins with nothing hooked and with classes of its own.
+class Swizzler : public testing::Test {
+ protected:
+  Swizzler() {
+    for (const char* name : hookable) _former.push_back(getSwizzleByName(name)->exchange(nullptr));
+    OQLogger::getInstance().flush();
+    _logStart = test::textOf(OQLogger::getInstance().logFilePath()).size();
+  }
+  ~Swizzler() override {
+    for (std::size_t i = 0; i < _former.size(); ++i) getSwizzleByName(hookable[i])->exchange(_former[i]);
+  }
+
+  static Class* makeClass(std::initializer_list<detail::MethodDefinition> methods,
+                          Class* superclass = Object::staticClass()) {
+    static int number = 0;
+    return registerClass("SwizzlerTest" + std::to_string(++number), superclass, methods);
+  }
+
+  /// A block that notes its name in the receiver.
+  static OQUploadHookBlock noting(const std::string& name) {
+    return [name](Object& receiver, SEL, const Value&, const std::string&, const UploadHandler&) {
+      static_cast<Receiver&>(receiver).calls.push_back(name);
+    };
+  }
+  static void hook(Class* cls, const std::string& name) {
+    OQSwizzler::swizzleSelector(saveUploadInfo, cls, noting(name), name);
+  }
+
+  std::string logged() const {
+    OQLogger::getInstance().flush();
+    return test::textOf(OQLogger::getInstance().logFilePath()).substr(_logStart);
+  }
+
+ private:
+  static constexpr const char* hookable[] = {
+      "saveUploadInfo:event:handler:", "viewDidAppear:", "viewWillDisappear:",
+      "mailComposeController:didFinishWithResult:error:"};
+  test::TemporaryFolder _folder;
+  std::vector<std::shared_ptr<OQSwizzle>> _former;
+  std::size_t _logStart = 0;
+};
+
+TEST_F(Swizzler, KeepsOneRecordWithABlockForEachName) {
+  Class* cls = makeClass({saving});
+  hook(cls, "a");
+  auto record = OQSwizzler::swizzleForSelector(saveUploadInfo);
+  hook(cls, "b");
+  hook(cls, "a");
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), record);
+  EXPECT_EQ(record->swizzledClass(), cls);
+  EXPECT_EQ(record->selector(), saveUploadInfo.sel());
+  EXPECT_THAT(record->description(),
+              testing::MatchesRegex("Swizzle on SwizzlerTest.*::saveUploadInfo:event:handler: "
+                                    "\\[\n\ta : .*\n\tb : .*\n\\]"));
+  Receiver receiver(cls);
+  receiver.save();
+  EXPECT_EQ(receiver.calls.front(), "original e");
+  EXPECT_THAT(receiver.calls, testing::UnorderedElementsAre("original e", "a", "b"));
+
+  OQSwizzler::unswizzleSelector(saveUploadInfo, nullptr, "absent");
+  OQSwizzler::unswizzleSelector(saveUploadInfo, nullptr, "a");
+  OQSwizzler::unswizzleSelector(viewDidAppearSelector, cls, "b");
+  receiver.calls.clear();
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("original e", "b"));
+  OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "b");
+  receiver.calls.clear();
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("original e"));
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), record);
+}
+
+TEST_F(Swizzler, GivesAnInheritingClassAMethodOfItsOwn) {
+  Class* base = makeClass({saving});
+  Class* sub = makeClass({}, base);
+  Method* inherited = class_getInstanceMethod(sub, saveUploadInfo);
+  IMP original = method_getImplementation(inherited);
+  hook(sub, "a");
+  Method* own = class_getInstanceMethod(sub, saveUploadInfo);
+  EXPECT_NE(own, inherited);
+  EXPECT_TRUE(OQSwizzler::isLocallyDefinedMethod(own, sub));
+  EXPECT_EQ(method_getImplementation(own), getSwizzleIMPBySELName("saveUploadInfo:event:handler:"));
+  EXPECT_EQ(method_getImplementation(inherited), original);
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), original);
+  Receiver ofBase(base), ofSub(sub);
+  ofBase.save();
+  ofSub.save();
+  EXPECT_THAT(ofBase.calls, ElementsAre("original e"));
+  EXPECT_THAT(ofSub.calls, ElementsAre("original e", "a"));
+  EXPECT_EQ(logged(), "");
+}
+
+TEST_F(Swizzler, AnInheritingClassDropsTheBlocksOfTheFormerRecord) {
+  Class* base = makeClass({saving});
+  Class* sub = makeClass({}, base);
+  hook(base, "of base");
+  hook(sub, "of sub");
+  Receiver ofBase(base), ofSub(sub);
+  ofBase.save();
+  ofSub.save();
+  EXPECT_THAT(ofBase.calls, ElementsAre("original e", "of sub"));
+  EXPECT_THAT(ofSub.calls, ElementsAre("original e", "of sub"));
+}
+
+TEST_F(Swizzler, RunsBlocksOnceForAnOverrideThatCallsItsSuperclass) {
+  Class* base = makeClass({saving});
+  Class* sub = makeClass({savingAndSuper}, base);
+  hook(base, "a");
+  Receiver receiver(sub);
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("override e", "original e", "a"));
+}
+
+TEST_F(Swizzler, PassesArgumentsOnWithScalarsAsObjects) {
+  Class* cls = makeClass(
+      {method<&Receiver::_appear>(viewDidAppearSelector), method<&Receiver::_finish>(mailDidFinish)});
+  Receiver receiver(cls);
+  Value animated, mailResult;
+  Object* controller = nullptr;
+  SEL selector = nullptr;
+  OQSwizzler::swizzleSelector(
+      viewDidAppearSelector, cls,
+      [&](Object& screen, SEL sent, const Value& given) {
+        EXPECT_EQ(&screen, &receiver);
+        selector = sent;
+        animated = given;
+      },
+      "a");
+  OQSwizzler::swizzleSelector(
+      mailDidFinish, cls,
+      [&](Object&, SEL, Object* composer, const Value& result, const std::optional<Error>& error) {
+        controller = composer;
+        mailResult = result;
+        EXPECT_EQ(error->code, 5);
+      },
+      "a");
+  receiver.appear(true);
+  send(receiver, mailDidFinish, &receiver, std::int64_t{2}, Error{"mail", 5, ""});
+  EXPECT_EQ(animated, Value(true));
+  EXPECT_EQ(selector, viewDidAppearSelector.sel());
+  EXPECT_EQ(mailResult, Value(2));
+  EXPECT_EQ(controller, &receiver);
+  EXPECT_THAT(receiver.calls, ElementsAre("original animated", "original finish"));
+}
+
+TEST_F(Swizzler, AddsAMethodThatWasNeverThere) {
+  Class* cls = makeClass({});
+  hook(cls, "a");
+  EXPECT_THAT(logged(),
+              testing::EndsWith("SwizzleException:Cannot find method for saveUploadInfo:event:handler: on " +
+                                class_getName(cls) + "\n"));
+  Receiver receiver(cls);
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("a"));
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), nullptr);
+}
+
+TEST_F(Swizzler, AScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {
+  Class* cls = makeClass({});
+  int blocks = 0;
+  OQSwizzler::swizzleSelector(
+      viewDidAppearSelector, cls, [&](Object&, SEL, const Value&) { ++blocks; }, "a");
+  Receiver receiver(cls);
+  EXPECT_THROW(receiver.appear(), Exception);
+  EXPECT_EQ(blocks, 0);
+}
+
+TEST_F(Swizzler, RefusesWhatItCannotHookWithoutAWord) {
+  Class* cls = makeClass({saving, method<&Receiver::_exchangedOne>(exchanged)});
+  const Selector<void(bool)> sameName{"saveUploadInfo:event:handler:"};
+  Class* otherTypes = makeClass({method<&Receiver::_saveWithOtherTypes>(sameName)});
+  Method* unknown = class_getInstanceMethod(cls, exchanged);
+  IMP before = method_getImplementation(unknown);
+  auto appearance = [](Object&, SEL, const Value&) { FAIL(); };
+  OQSwizzler::swizzleSelector(exchanged, cls, noting("a"), "a");
+  OQSwizzler::swizzleSelector(nullptr, cls, noting("a"), "a");
+  OQSwizzler::swizzleSelector(saveUploadInfo, nullptr, noting("a"), "a");
+  OQSwizzler::swizzleSelector(saveUploadInfo, cls, OQUploadHookBlock(), "a");
+  OQSwizzler::swizzleSelector(saveUploadInfo, cls, noting("a"), std::nullopt);
+  OQSwizzler::swizzleSelector(saveUploadInfo, cls, appearance, "a");  // a block of another selector
+  OQSwizzler::swizzleSelector(saveUploadInfo, otherTypes, noting("a"), "a");
+  OQSwizzler::unswizzleSelector(nullptr, cls, "a");
+  OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "a");
+  EXPECT_EQ(method_getImplementation(unknown), before);
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), nullptr);
+  EXPECT_EQ(OQSwizzler::swizzleForSelector(exchanged), nullptr);
+  EXPECT_EQ(logged(), "");
+  Receiver receiver(cls);
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("original e"));
+  Receiver ofOtherTypes(otherTypes);
+  send(ofOtherTypes, sameName, true);
+  EXPECT_THAT(ofOtherTypes.calls, ElementsAre("other types"));
+}
+
+TEST_F(Swizzler, NeverHandsAReceiverToTheMethodOfAnUnrelatedClass) {
+  Class* first = makeClass({saving});
+  Class* second = makeClass({});
+  hook(first, "a");
+  hook(second, "b");  // takes over the record, and with it the original of the first class
+  Receiver ofFirst(first), ofSecond(second);
+  ofFirst.save();
+  ofSecond.save();
+  EXPECT_THAT(ofFirst.calls, ElementsAre("original e", "b"));
+  EXPECT_THAT(ofSecond.calls, ElementsAre("b"));
+}
+
+TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
+  Class* cls = makeClass({saving});
+  OQSwizzler::swizzleSelector(
+      saveUploadInfo, cls,
+      [cls, guard = std::make_shared<int>(7)](Object& receiver, SEL, const Value&, const std::string& event,
+                                              const UploadHandler&) {
+        OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "once");
+        hook(cls, "added");
+        static_cast<Receiver&>(receiver).save("nested");
+        // What the block owns must live until it has ended.
+        static_cast<Receiver&>(receiver).calls.push_back("after " + event + std::to_string(*guard));
+      },
+      "once");
+  Receiver receiver(cls);
+  receiver.save();
+  EXPECT_THAT(receiver.calls, ElementsAre("original e", "original nested", "added", "after e7"));
+}
+
+TEST_F(Swizzler, CallsOnOtherThreadsStayWholeWhileHooksComeAndGo) {
+  Class* cls = makeClass({saving});
+  std::atomic<bool> installed = false;
+  std::atomic<int> wrong = 0, blocks = 0;
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 8; ++i) {
+    callers.emplace_back([&] {
+      for (int call = 0; call < 300 || !installed; ++call) {
+        Receiver receiver(cls);
+        receiver.save();
+        wrong +=
+            receiver.calls.empty() || receiver.calls.front() != "original e" || receiver.calls.size() > 3;
+        blocks += static_cast<int>(receiver.calls.size()) - 1;
+      }
+      Receiver last(cls);
+      last.save();
+      wrong += std::count(last.calls.begin(), last.calls.end(), "kept") != 1;
+    });
+  }
+  hook(cls, "kept");
+  for (int i = 0; i < 100; ++i) {
+    hook(cls, "passing");
+    OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "passing");
+  }
+  installed = true;
+  for (auto& caller : callers) caller.join();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_GE(blocks, 8);
+}
+
+TEST_F(Swizzler, ExchangesTwoMethodsAndReachesTheSuperclassOfAnInheritedOne) {
+  const Selector<void()> other{"swizzlerTestOther"};
+  auto note = [](const char* word) {
+    return word[0] == '1' ? Selector<void()>::erase(
+                                [](Object& self, SEL) { static_cast<Receiver&>(self).calls.push_back("1"); })
+                          : Selector<void()>::erase(
+                                [](Object& self, SEL) { static_cast<Receiver&>(self).calls.push_back("2"); });
+  };
+  auto calls = [&](Class* cls) {
+    Receiver receiver(cls);
+    send(receiver, exchanged);
+    if (class_getInstanceMethod(cls, other)) send(receiver, other);
+    return receiver.calls;
+  };
+  const char* types = typeEncodingOf<void()>();
+  Class* own = makeClass({{exchanged.sel(), note("1"), types}, {other.sel(), note("2"), types}});
+  oq_exchangeOriginalSel(own, exchanged, other);
+  EXPECT_THAT(calls(own), ElementsAre("2", "1"));
+  oq_exchangeOriginalSel(own, exchanged, sel_registerName("swizzlerTestAbsent"));
+  EXPECT_THAT(calls(own), ElementsAre("2", "1"));
+
+  Class* base = makeClass({{exchanged.sel(), note("1"), types}});
+  Class* sub = makeClass({{other.sel(), note("2"), types}}, base);
+  oq_exchangeOriginalSel(sub, exchanged, other);
+  EXPECT_THAT(calls(sub), ElementsAre("2", "1"));
+  EXPECT_THAT(calls(base), ElementsAre("2"));
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,104 @@
+#include "Utils/OQTimer.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "oqsdk/Exception.h"
+#include "support/MainLoop.h"
+
+namespace oq {
+namespace {
+
+const OQTimer::Action tick{"timerTestTick:"};
+
+class Ticking : public Object {
+  OQ_CLASS(Ticking)
+
+ public:
+  int ticks = 0;
+  std::function<void(OQTimer&)> onTick;
+
+ private:
+  void _tick(OQTimer& timer) {
+    ++ticks;
+    if (onTick) onTick(timer);
+  }
+};
+
+Class* Ticking::staticClass() {
+  static Class* registered =
+      registerClass("TimerTestTicking", Object::staticClass(), {method<&Ticking::_tick>(tick)});
+  return registered;
+}
+
+class Timer : public testing::Test {
+ protected:
+  Timer() { DispatchQueue::installMain(); }
+  std::shared_ptr<Ticking> target = std::make_shared<Ticking>();
+};
+
+TEST_F(Timer, RefusesToBeMadePlainly) {
+  try {
+    OQTimer timer;
+    FAIL() << "no exception";
+  } catch (const Exception& exception) {
+    EXPECT_EQ(exception.name(), "OQTimer init error");
+    EXPECT_EQ(exception.reason(), "Use the designated initializer to init.");
+  }
+}
+
+TEST_F(Timer, FiresOnceAndIsThenInvalid) {
+  auto once = OQTimer::initWithFireTime(0, 3600, target, tick, false);
+  EXPECT_TRUE(once->isValid());
+  auto later = std::make_shared<Ticking>();
+  auto fence = OQTimer::timerWithTimeInterval(0.01, later, tick, false);
+  EXPECT_TRUE(test::runLoopUntil([&] { return later->ticks == 1; }));
+  EXPECT_EQ(target->ticks, 1);
+  EXPECT_FALSE(once->isValid());
+  EXPECT_EQ(once->timeInterval(), 3600);
+  once->fire();
+  EXPECT_EQ(target->ticks, 1);
+}
+
+TEST_F(Timer, RepeatsUntilItsTargetHasGone) {
+  auto timer = OQTimer::initWithFireTime(-1, 0.001, target, tick, true);
+  EXPECT_TRUE(test::runLoopUntil([&] { return target->ticks >= 3; }));
+  EXPECT_TRUE(timer->isValid());
+  target.reset();
+  EXPECT_TRUE(test::runLoopUntil([&] { return !timer->isValid(); }));
+}
+
+TEST_F(Timer, MayBeInvalidatedAndDroppedByItsOwnAction) {
+  auto timer = OQTimer::timerWithTimeInterval(0, target, tick, true);
+  target->onTick = [&](OQTimer& fired) {
+    fired.invalidate();
+    timer.reset();
+  };
+  EXPECT_TRUE(test::runLoopUntil([&] { return target->ticks == 1; }));
+  auto fence = std::make_shared<Ticking>();
+  auto later = OQTimer::timerWithTimeInterval(0.01, fence, tick, false);
+  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  EXPECT_EQ(target->ticks, 1);
+}
+
+TEST_F(Timer, IsStoppedByItsDestruction) {
+  auto dropped = OQTimer::timerWithTimeInterval(0.001, target, tick, true);
+  dropped.reset();
+  auto fence = std::make_shared<Ticking>();
+  auto later = OQTimer::timerWithTimeInterval(0.02, fence, tick, false);
+  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  EXPECT_EQ(target->ticks, 0);
+}
+
+TEST_F(Timer, TakesTimesBeyondEveryRange) {
+  for (double seconds : {1e30, 9.3e9, 1.8e10, std::numeric_limits<double>::infinity(),
+                         std::numeric_limits<double>::quiet_NaN()}) {
+    auto timer = OQTimer::initWithFireTime(1e30, seconds, target, tick, true);
+    EXPECT_TRUE(timer->isValid()) << seconds;
+  }
+  EXPECT_EQ(target->ticks, 0);
+}
+
+}  // namespace
+}  // namespace oq
