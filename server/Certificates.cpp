@@ -59,7 +59,9 @@ bool isAddress(const std::string& text) {
 std::string subjectNames(const std::set<std::string>& hosts) {
   std::string names;
   for (const auto& host : hosts) {
-    names += (names.empty() ? "" : ",") + std::string(isAddress(host) ? "IP:" : "DNS:") + host;
+    if (!names.empty()) names += ',';
+    names += isAddress(host) ? "IP:" : "DNS:";
+    names += host;
   }
   return names;
 }
