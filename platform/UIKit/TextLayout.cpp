@@ -7,6 +7,7 @@
 #include <cmath>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 namespace oq {
 namespace {
@@ -14,6 +15,8 @@ namespace {
 constexpr double kWidest = 100'000;           // points; beyond it nothing is broken
 constexpr double kLargestFont = 1000;         // points
 constexpr double kTallestLayout = 1'500'000;  // points; Pango counts in 1/1024 of them, in 32 bits
+constexpr std::size_t kShortText = 1000;      // bytes
+constexpr int kLongWord = 200, kPiece = 8;    // characters
 constexpr double kHalfPoint = 0.5;
 
 /// Pango's objects may be used from any thread, but by one at a time.
@@ -53,6 +56,27 @@ std::string displayable(const std::string& text, double lineHeight) {
   std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(cut.data(), static_cast<gssize>(cut.size())),
                                                g_free);
   return valid.get();
+}
+
+/// Pango's time to wrap a word grows with the square of its length: seconds for what a hostile server may
+/// send. A word that would fill many lines gets places, unseen, where it may be broken.
+std::string withBreakableWords(const std::string& text) {
+  if (text.size() <= kShortText) return text;
+  auto length = static_cast<std::size_t>(g_utf8_strlen(text.data(), static_cast<gssize>(text.size())));
+  std::vector<PangoLogAttr> places(length + 1);
+  pango_get_log_attrs(text.data(), static_cast<int>(text.size()), -1, pango_language_from_string("zh-cn"),
+                      places.data(), static_cast<int>(places.size()));
+  std::string broken;
+  const char* from = text.data();
+  int unbroken = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    unbroken = places[i].is_line_break ? 0 : unbroken + 1;
+    if (unbroken > kLongWord && unbroken % kPiece == 0 && places[i].is_cursor_position) broken += "\u200b";
+    const char* to = g_utf8_next_char(from);
+    broken.append(from, to);
+    from = to;
+  }
+  return broken;
 }
 
 PangoAlignment alignmentFor(NSTextAlignment alignment, PangoDirection direction) {
@@ -117,7 +141,7 @@ TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, doubl
   double spacing = std::clamp(text.paragraphStyle.lineSpacing, 0.0, kLargestFont);
 
   std::lock_guard lock(pangoMutex());
-  std::string valid = displayable(text.string, 1.5 * size + spacing);
+  std::string valid = withBreakableWords(displayable(text.string, 1.5 * size + spacing));
   _layout = pango_layout_new(textContext());
   PangoFontDescription* description = pango_font_description_new();
   pango_font_description_set_family(description, font.fontName().c_str());

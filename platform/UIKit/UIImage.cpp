@@ -4,8 +4,6 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -83,9 +81,11 @@ std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) return nullptr;
-  Data data{std::istreambuf_iterator<char>(stream), {}};
+  gchar* bytes = nullptr;
+  gsize length = 0;
+  if (!g_file_get_contents(file.c_str(), &bytes, &length, nullptr)) return nullptr;
+  Data data(bytes, bytes + length);
+  g_free(bytes);
   return decode(data, scaleInName(file));
 }
 
