@@ -1,0 +1,216 @@
+#include <gdk-pixbuf/gdk-pixbuf.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "Canvas.h"
+#include "UIKit/UIButton.h"
+#include "UIKit/UIImage.h"
+#include "UIKit/UIImageView.h"
+#include "UIKit/UITouch.h"
+
+namespace oq {
+namespace {
+
+using namespace test;
+
+/// A picture whose left half is red, the rest translucent blue.
+cairo_surface_t* makePicture(int width, int height) {
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+  cairo_t* cr = cairo_create(surface);
+  cairo_set_source_rgba(cr, 0, 0, 1, 0.5);
+  cairo_paint(cr);
+  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+  cairo_set_source_rgb(cr, 1, 0, 0);
+  cairo_rectangle(cr, 0, 0, width / 2, height);
+  cairo_fill(cr);
+  cairo_destroy(cr);
+  return surface;
+}
+
+Data pngOf(int width, int height) {
+  Data data;
+  cairo_surface_t* surface = makePicture(width, height);
+  auto append = [](void* to, const unsigned char* bytes, unsigned length) {
+    auto& target = *static_cast<Data*>(to);
+    target.insert(target.end(), bytes, bytes + length);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  cairo_surface_write_to_png_stream(surface, append, &data);
+  cairo_surface_destroy(surface);
+  return data;
+}
+
+/// A JPEG that is red at the left, green at the right, and says how it was held.
+Data jpegOf(int width, int height, std::uint8_t orientation) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
+  gdk_pixbuf_fill(pixels, 0xff0000ff);
+  GdkPixbuf* right = gdk_pixbuf_new_subpixbuf(pixels, width / 2, 0, width / 2, height);
+  gdk_pixbuf_fill(right, 0x00ff00ff);
+  gchar* bytes = nullptr;
+  gsize length = 0;
+  gdk_pixbuf_save_to_buffer(pixels, &bytes, &length, "jpeg", nullptr, "quality", "100", nullptr);
+  Data jpeg(bytes, bytes + length);
+  g_free(bytes);
+  g_object_unref(right);
+  g_object_unref(pixels);
+  const Data exif = {0xff, 0xe1, 0,    34,   'E', 'x', 'i', 'f', 0, 0, 'I',         'I', 42, 0, 8, 0, 0, 0,
+                     1,    0,    0x12, 0x01, 3,   0,   1,   0,   0, 0, orientation, 0,   0,  0, 0, 0, 0, 0};
+  jpeg.insert(jpeg.begin() + 2, exif.begin(), exif.end());
+  return jpeg;
+}
+
+std::shared_ptr<UIWindow> windowWith(const std::shared_ptr<UIView>& view) {
+  auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
+  window->addSubview(view);
+  return window;
+}
+
+TEST(Image, DecodesToPremultipliedPixels) {
+  auto image = UIImage::imageWithData(pngOf(20, 10));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (CGSize{20, 10}));
+  EXPECT_EQ(image->scale(), 1);
+  Canvas canvas(20, 10);
+  drawImage(canvas.cr(), *image, CGRectMake(0, 0, 20, 10));
+  EXPECT_EQ(canvas.at(5, 5), kRed);
+  EXPECT_TRUE(canvas.at(15, 5).isNear({127, 127, 255})) << canvas.at(15, 5);
+}
+
+TEST(Image, RefusesWhatIsNoPicture) {
+  Data whole = pngOf(20, 10);
+  const Data cases[] = {{},
+                        dataFromString("not a picture"),
+                        Data(whole.begin(), whole.begin() + 8),
+                        Data(whole.begin(), whole.begin() + 50),
+                        pngOf(8193, 1),
+                        pngOf(1, 8193)};
+  for (const Data& data : cases) EXPECT_FALSE(UIImage::imageWithData(data)) << data.size() << " bytes";
+  EXPECT_FALSE(UIImage::imageWithContentsOfFile("/nowhere/at/all.png"));
+  EXPECT_FALSE(UIImage::imageWithContentsOfFile("/"));
+  EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "as large as may be";
+}
+
+TEST(Image, IsTurnedAsThePhotographWasHeld) {
+  auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)),
+       turned = UIImage::imageWithData(jpegOf(32, 16, 6));
+  ASSERT_TRUE(upright && turned);
+  EXPECT_EQ(upright->size(), (CGSize{32, 16}));
+  EXPECT_EQ(turned->size(), (CGSize{16, 32}));
+  Canvas canvas(16, 32);
+  drawImage(canvas.cr(), *turned, CGRectMake(0, 0, 16, 32));
+  EXPECT_GT(canvas.at(8, 4).red, 200);  // what was left is on top now
+  EXPECT_GT(canvas.at(8, 28).green, 200);
+}
+
+TEST(Image, TakesItsDensityFromTheFileName) {
+  auto folder = std::filesystem::temp_directory_path() / ("oq-image-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  Data png = pngOf(60, 60);
+  for (auto [name, side] :
+       {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
+    std::ofstream(folder / name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+    auto image = UIImage::imageWithContentsOfFile(folder / name);
+    ASSERT_TRUE(image) << name;
+    EXPECT_EQ(image->size(), (CGSize{side, side})) << name;
+  }
+  std::filesystem::remove_all(folder);
+}
+
+TEST(ImageView, PutsItsPictureByTheContentMode) {
+  auto view = std::make_shared<UIImageView>();
+  view->setFrame(CGRectMake(10, 10, 40, 40));
+  view->setImage(UIImage::imageWithData(pngOf(20, 10)));
+  const CGRect bounds = view->bounds();
+  EXPECT_EQ(view->contentRect(bounds), bounds);
+  view->setContentMode(UIViewContentMode::ScaleAspectFit);
+  EXPECT_EQ(view->contentRect(bounds), CGRectMake(0, 10, 40, 20));
+  view->setContentMode(UIViewContentMode::ScaleAspectFill);
+  EXPECT_EQ(view->contentRect(bounds), CGRectMake(-20, 0, 80, 40));
+
+  view->setContentMode(UIViewContentMode::ScaleAspectFit);
+  auto window = windowWith(view);
+  Canvas canvas(100, 100);
+  canvas.paint(*window);
+  auto ink = canvas.ink();
+  EXPECT_EQ((std::vector{ink.left, ink.top, ink.right, ink.bottom}), (std::vector{10, 20, 50, 40}));
+  EXPECT_EQ(canvas.at(15, 30), kRed);
+  EXPECT_TRUE(canvas.at(45, 30).isNear({127, 127, 255}));
+  view->setImage(nullptr);
+  Canvas blank(100, 100);
+  blank.paint(*window);
+  EXPECT_EQ(blank.ink().pixels, 0);
+}
+
+class Button : public testing::Test {
+ protected:
+  Colour colourAt(int x, int y) {
+    Canvas canvas(100, 100);
+    canvas.paint(*window);
+    return canvas.at(x, y);
+  }
+  void hold() { window->touchBegan(0, {50, 50}, 0); }
+
+  std::shared_ptr<UIButton> button = std::make_shared<UIButton>();
+  std::shared_ptr<UIWindow> window = windowWith(button);
+  void SetUp() override { button->setFrame(CGRectMake(0, 0, 100, 100)); }
+};
+
+TEST_F(Button, DarkensWhileItIsHeldDown) {
+  button->setBackgroundColor(UIColor::redColor());
+  button->setImage(UIImage::imageWithData(pngOf(20, 20)), UIControlStateNormal);
+  Colour before = colourAt(75, 50);
+  hold();
+  EXPECT_LT(colourAt(5, 5).red, 230);
+  EXPECT_GT(colourAt(5, 5).red, 150);
+  EXPECT_LT(colourAt(75, 50).blue, before.blue);
+  window->touchEnded(0, {50, 50}, 0);
+  EXPECT_EQ(colourAt(75, 50), before);
+
+  // Where there is nothing, nothing darkens.
+  button->setBackgroundColor(UIColor::clearColor());
+  button->setImage(nullptr, UIControlStateNormal);
+  hold();
+  EXPECT_EQ(colourAt(5, 5), kWhite);
+}
+
+TEST_F(Button, ShowsTheLookOfItsStateOrTheNormalOne) {
+  button->setTitle("normal", UIControlStateNormal);
+  EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
+  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::whiteColor());
+  button->setTitleColor(UIColor::redColor(), UIControlStateNormal);
+  EXPECT_EQ(button->titleColorForState(UIControlStateDisabled), UIColor::redColor());
+  button->setTitle(std::nullopt, UIControlStateNormal);
+  EXPECT_FALSE(button->titleForState(UIControlStateNormal));
+
+  auto image = UIImage::imageWithData(pngOf(20, 20));
+  button->setImage(image, UIControlStateNormal);
+  button->setImage(image, UIControlStateHighlighted);
+  Colour before = colourAt(25, 50);
+  hold();
+  EXPECT_EQ(colourAt(25, 50), before) << "it has a look of its own for that state";
+}
+
+TEST_F(Button, CentresItsTitle) {
+  button->setTitle("ok", UIControlStateNormal);
+  button->setTitleColor(UIColor::blackColor(), UIControlStateNormal);
+  auto ink = [&] {
+    Canvas canvas(100, 100);
+    canvas.paint(*window);
+    return canvas.ink();
+  };
+  auto small = ink();
+  EXPECT_NEAR(small.left, 100 - small.right, 4);
+  EXPECT_NEAR(small.top, 100 - small.bottom, 8);
+  button->titleLabel().setFont(UIFont::systemFontOfSize(40));
+  EXPECT_GT(ink().pixels, small.pixels);
+  button->setTitle("a title that is far too long for it", UIControlStateNormal);
+  EXPECT_LE(ink().bottom - ink().top, 55) << "one line";
+}
+
+}  // namespace
+}  // namespace oq
