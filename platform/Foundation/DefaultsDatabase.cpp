@@ -61,6 +61,7 @@ std::optional<PropertyValue> DefaultsDatabase::read(std::string_view key) {
   if (result == SQLITE_ROW) value = propertyOf(_select.get());
   if (result == SQLITE_DONE) value = Value();
   finish(_select.get());
+  if (_isAlone) close();
   return value;
 }
 
@@ -146,18 +147,24 @@ bool DefaultsDatabase::open(Foreign treatment) {
   if (!createDirectory(_file.parent_path())) return false;
   FileDescriptor lock = lockSetup();
   if (!lock) return false;
-  State state = openFile();
+  State state = openFile(Sharing::Shared);
+  if (state == State::Unavailable && treatment == Foreign::Keep) {
+    // On a full disk not even the index of the log can be made. The log is then read with an index in memory,
+    // which takes the file for this process alone, until the value is read.
+    close();
+    state = openFile(Sharing::Alone);
+  }
   if (state == State::Foreign && treatment == Foreign::Replace) {
     close();
     removeFiles();
-    state = openFile();
+    state = openFile(Sharing::Shared);
   }
   if (state != State::Usable) close();
   _reopened = true;
   return state == State::Usable;
 }
 
-DefaultsDatabase::State DefaultsDatabase::openFile() {
+DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   // Made here, since SQLite would give it a mode after the umask; its companions take the mode from this
   // file.
   FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -166,7 +173,9 @@ DefaultsDatabase::State DefaultsDatabase::openFile() {
 
   constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
   if (sqlite3_open_v2(_file.c_str(), &_connection, Flags, nullptr) != SQLITE_OK) return State::Unavailable;
-  sqlite3_busy_timeout(_connection, BusyMilliseconds);
+  _isAlone = sharing == Sharing::Alone;
+  sqlite3_busy_timeout(_connection, _isAlone ? 0 : BusyMilliseconds);
+  if (_isAlone) execute("PRAGMA locking_mode=EXCLUSIVE");
   sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
   State state = identify();
@@ -177,7 +186,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile() {
   struct stat status {};
   _inode = ::stat(_file.c_str(), &status) == 0 ? status.st_ino : 0;
   _isDamaged = false;
-  mapWalIndex();
+  if (!_isAlone) mapWalIndex();
   return State::Usable;
 }
 

@@ -39,6 +39,7 @@ class DefaultsDatabase {
  private:
   enum class State { Usable, Empty, Foreign, Unavailable };
   enum class Foreign { Keep, Replace };
+  enum class Sharing { Shared, Alone };
   struct Finalizer {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
@@ -46,7 +47,7 @@ class DefaultsDatabase {
   using WalIndexHeader = std::array<std::uint64_t, 6>;
 
   bool open(Foreign treatment);
-  State openFile();
+  State openFile(Sharing sharing);
   State identify();
   bool createSchema();
   bool prepareStatements();
@@ -69,6 +70,7 @@ class DefaultsDatabase {
   std::uint64_t _inode = 0;
   bool _isDamaged =
       false;  ///< a page was found torn; the file is looked at more closely when it is opened again
+  bool _isAlone = false;  ///< no other process can use the file while the connection is open
   bool _hasUnflushedWrites = false;
   bool _reopened = false;
   std::int64_t _knownVersion = 0;

@@ -1,0 +1,345 @@
+#include "Foundation/UserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/json/serialize.hpp>
+#include <cmath>
+#include <thread>
+
+#include "Foundation/Bundle.h"
+#include "Foundation/FileManager.h"
+#include "TemporaryFolder.h"
+
+using namespace oq;
+using namespace oq::test;
+
+namespace {
+
+class UserDefaultsTest : public testing::Test {
+ protected:
+  UserDefaultsTest() { setApplicationDataDirectory(folder.path()); }
+  ~UserDefaultsTest() override { closeAllUserDefaults(); }
+
+  static std::shared_ptr<UserDefaults> suite() { return UserDefaults::withSuiteName("group.oqsdk"); }
+  static std::shared_ptr<UserDefaults> reopened() {
+    closeAllUserDefaults();
+    return suite();
+  }
+  std::filesystem::path database() const { return folder / "Preferences/group.oqsdk.sqlite"; }
+
+  /// What a program that knows nothing of us would do to the file.
+  bool execute(const std::string& sql) const {
+    sqlite3* connection = nullptr;
+    bool done = sqlite3_open(database().c_str(), &connection) == SQLITE_OK &&
+                sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(connection);
+    return done;
+  }
+
+  TemporaryFolder folder;
+};
+
+const PropertyValue Nothing = Value();
+
+}  // namespace
+
+TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
+  const PropertyValue values[] = {Value(true),
+                                  Value(1),
+                                  Value(1.0),
+                                  Value("1"),
+                                  Value(""),
+                                  Value(std::uint64_t{1} << 63),
+                                  Value(-0.5),
+                                  Value(std::string_view("nul\0and é😀", 14)),
+                                  Value(Array{}),
+                                  Value(Array{1, nullptr, Array{"x"}}),
+                                  Value(Dictionary{}),
+                                  Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
+                                  Data{},
+                                  Data{0, 255, 'x'},
+                                  Data(300000, 7),
+                                  dateFromSecondsSince1970(1794614400.125),
+                                  dateFromSecondsSince1970(-5)};
+  auto same = [](const PropertyValue& a, const PropertyValue& b) {
+    if (a != b) return false;
+    auto* value = std::get_if<Value>(&a);
+    return !value ||
+           (value->kind() == std::get<Value>(b).kind() && serialize(*value) == serialize(std::get<Value>(b)));
+  };
+  int key = 0;
+  for (const auto& value : values) {
+    std::string name = "key" + std::to_string(key++);
+    EXPECT_TRUE(suite()->setObject(value, name));
+    EXPECT_TRUE(same(suite()->objectForKey(name), value)) << name;
+    EXPECT_TRUE(same(reopened()->objectForKey(name), value)) << name << " from the disk";
+  }
+  // One key through all kinds: neighbours that compare equal are still different values.
+  for (const auto& value : values) {
+    EXPECT_TRUE(suite()->setObject(value, "one"));
+    EXPECT_TRUE(same(reopened()->objectForKey("one"), value));
+  }
+}
+
+TEST_F(UserDefaultsTest, AnotherOrderOfKeysIsAnotherValue) {
+  suite()->setObject(Value(Dictionary{{"a", 1}, {"b", 2}}), "k");
+  suite()->setObject(Value(Dictionary{{"b", 2}, {"a", 1}}), "k");
+  EXPECT_EQ(serialize(std::get<Value>(reopened()->objectForKey("k"))), "{\"b\":2,\"a\":1}");
+}
+
+TEST_F(UserDefaultsTest, ReadsBackTheSameBeforeAndAfterReopening) {
+  const Value awkward[] = {std::nan(""), Array{HUGE_VAL, 1}, "\xff broken", Dictionary{{"k", std::nan("")}}};
+  for (const auto& value : awkward) {
+    EXPECT_TRUE(suite()->setObject(value, "k"));
+    PropertyValue before = suite()->objectForKey("k");
+    EXPECT_EQ(reopened()->objectForKey("k"), before);
+  }
+}
+
+TEST_F(UserDefaultsTest, RemovesWithNull) {
+  suite()->setObject(Value("x"), "k");
+  EXPECT_TRUE(suite()->setObject(Value(), "k"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  suite()->setInteger(5, "k");
+  suite()->removeObjectForKey("k");
+  EXPECT_EQ(reopened()->objectForKey("k"), Nothing);
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
+}
+
+TEST_F(UserDefaultsTest, ReadsIntegersFromText) {
+  suite()->setObject(Value(" 12 apples"), "text");
+  suite()->setObject(Data{'7'}, "bytes");
+  EXPECT_EQ(suite()->integerForKey("text"), 12);
+  EXPECT_EQ(suite()->integerForKey("bytes"), 0);
+}
+
+TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
+  setMainBundle("com.example.shop", "");
+  UserDefaults::standardUserDefaults()->setInteger(1, "k");
+  UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
+  EXPECT_TRUE(std::filesystem::exists(folder / "Preferences/com.example.shop.sqlite"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "escape.sqlite"));
+  TemporaryFolder other;
+  setApplicationDataDirectory(other.path());
+  EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("k"), 0);
+  setMainBundle("", "");
+}
+
+TEST_F(UserDefaultsTest, FilesArePrivateWhateverTheUmask) {
+  mode_t old = ::umask(0);
+  EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+  ::umask(old);
+  EXPECT_EQ(modeOf(folder / "Preferences"), 0700u);
+  for (const auto& entry : std::filesystem::directory_iterator(folder / "Preferences")) {
+    EXPECT_EQ(modeOf(entry.path()) & 077, 0u) << entry.path();
+  }
+}
+
+TEST_F(UserDefaultsTest, AnUnchangedValueIsNotWritten) {
+  suite()->setObject(Value("same"), "k");
+  auto size = std::filesystem::file_size(database().string() + "-wal");
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(suite()->setObject(Value("same"), "k"));
+  EXPECT_EQ(std::filesystem::file_size(database().string() + "-wal"), size);
+  suite()->setObject(Value("other"), "k");
+  EXPECT_GT(std::filesystem::file_size(database().string() + "-wal"), size);
+}
+
+TEST_F(UserDefaultsTest, AKilledProcessLosesNothing) {
+  for (bool synchronizes : {false, true}) {
+    int status = statusOfChild([&] {
+      suite()->setObject(Value("kept"), "k");
+      if (synchronizes && !suite()->synchronize()) return false;
+      ::raise(SIGKILL);
+      return false;
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("kept")));
+    suite()->removeObjectForKey("k");
+    closeAllUserDefaults();
+  }
+}
+
+TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
+  int toChild[2], toParent[2];
+  ASSERT_EQ(::pipe(toChild) | ::pipe(toParent), 0);
+  auto signal = [](int end) { return ::write(end, "x", 1) == 1; };
+  auto await = [](int end) {
+    char byte;
+    return ::read(end, &byte, 1) == 1;
+  };
+  pid_t child = ::fork();
+  if (child == 0) {
+    bool ok = true;
+    for (int round = 0; round < 50 && ok; ++round) {
+      ok = await(toChild[0]) && suite()->integerForKey("shared") == 2 * round;
+      suite()->setInteger(2 * round + 1, "shared");
+      ok = ok && signal(toParent[1]);
+    }
+    ::_exit(ok ? 0 : 1);
+  }
+  for (int round = 0; round < 50; ++round) {
+    suite()->setInteger(2 * round, "shared");
+    ASSERT_TRUE(signal(toChild[1]) && await(toParent[0]));
+    ASSERT_EQ(suite()->integerForKey("shared"), 2 * round + 1);
+    // Equal to what this process wrote before, but not to what is stored.
+    suite()->setInteger(2 * round, "shared");
+    ASSERT_EQ(suite()->integerForKey("shared"), 2 * round);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  for (int end : {toChild[0], toChild[1], toParent[0], toParent[1]}) ::close(end);
+}
+
+TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
+  pid_t children[4];
+  for (int i = 0; i < 4; ++i) {
+    children[i] = ::fork();
+    if (children[i] != 0) continue;
+    bool ok = true;
+    for (int k = 0; k < 50; ++k)
+      ok &= suite()->setObject(Value(k), "p" + std::to_string(i) + "." + std::to_string(k));
+    ::_exit(ok ? 0 : 1);
+  }
+  for (pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_EQ(suite()->objectForKey("p" + std::to_string(i / 50) + "." + std::to_string(i % 50)),
+              PropertyValue(Value(i % 50)));
+  }
+}
+
+TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < 100; ++i) {
+        suite()->setInteger(i, "t" + std::to_string(t));
+        EXPECT_EQ(suite()->integerForKey("t" + std::to_string(t)), i);
+        suite()->objectForKey("t" + std::to_string((t + 1) % 4));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(reopened()->integerForKey("t" + std::to_string(t)), 99);
+}
+
+TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
+  suite()->setObject(Value("x"), "k");
+  closeAllUserDefaults();
+  const std::string whole = textOfFile(database());
+  ASSERT_GT(whole.size(), 4096u);
+  std::string zeroed = whole;
+  std::fill(zeroed.begin() + 4096, zeroed.end(), '\0');
+  std::string scrambled = whole;
+  for (std::size_t i = 100; i < 4096; i += 3) scrambled[i] = static_cast<char>(i * 7);
+
+  const std::string contents[] = {"",
+                                  "hello",
+                                  std::string(5000, 'x'),
+                                  whole.substr(0, 50),
+                                  whole.substr(0, 4096),
+                                  zeroed,
+                                  scrambled,
+                                  "\x7f"
+                                  "ELF" +
+                                      whole};
+  for (const auto& text : contents) {
+    closeAllUserDefaults();
+    writeText(database(), text);
+    EXPECT_EQ(suite()->objectForKey("k"), Nothing) << text.size();
+    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5))
+        << "changed by reading";
+    EXPECT_TRUE(suite()->setObject(Value("new"), "k")) << text.size();
+    EXPECT_TRUE(suite()->setObject(Value(7), "other")) << text.size();
+    EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(Value("new")));
+  }
+}
+
+TEST_F(UserDefaultsTest, ADatabaseOfAnotherProgramIsNotTakenForOurs) {
+  const char* schemas[] = {
+      "CREATE TABLE entries(key, kind, value); INSERT INTO entries VALUES('k', 0, '\"x\"')",
+      "CREATE TABLE other(x)",
+  };
+  std::filesystem::create_directories(folder / "Preferences");
+  for (const char* schema : schemas) {
+    closeAllUserDefaults();
+    std::filesystem::remove(database());
+    ASSERT_TRUE(execute(schema));
+    EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+    EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+    EXPECT_EQ(reopened()->integerForKey("k"), 1);
+  }
+  // Ours, but with something added that would run when we write.
+  closeAllUserDefaults();
+  ASSERT_TRUE(execute("CREATE TRIGGER t AFTER INSERT ON entries BEGIN DELETE FROM entries; END"));
+  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_EQ(reopened()->integerForKey("m"), 2);
+}
+
+TEST_F(UserDefaultsTest, NoticesWhatAForeignProgramWrites) {
+  suite()->setObject(Value("ours"), "k");
+  ASSERT_TRUE(execute(
+      "UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("theirs")));
+  EXPECT_EQ(suite()->objectForKey("bad"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("odd"), Nothing);
+}
+
+TEST_F(UserDefaultsTest, BeginsAnewWhenItsFolderIsRemoved) {
+  suite()->setObject(Value(1), "k");
+  std::filesystem::remove_all(folder / "Preferences");
+  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  EXPECT_EQ(reopened()->integerForKey("m"), 2);
+}
+
+TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
+  suite()->setObject(Value("old"), "k");
+  closeAllUserDefaults();
+  EXPECT_TRUE(holdsInChild([] {
+    if (!suite()->setObject(Value("warm"), "w")) return false;
+    rlimit limit{16384, 16384};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    bool told = !suite()->setObject(Data(200000, 1), "k");
+    suite()->synchronize();
+    return told && suite()->objectForKey("k") == PropertyValue(Value("old"));
+  }));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+  EXPECT_EQ(suite()->objectForKey("w"), PropertyValue(Value("warm")));
+
+  writeText(folder / "file", "");
+  setApplicationDataDirectory(folder / "file");
+  EXPECT_FALSE(suite()->setObject(Value(1), "k"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+}
+
+TEST_F(UserDefaultsTest, StoredValuesAreReadWhereNothingCanBeWritten) {
+  suite()->setObject(Value("old"), "k");
+  closeAllUserDefaults();
+  EXPECT_TRUE(holdsInChild([] {
+    rlimit limit{0, 0};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    return suite()->objectForKey("k") == PropertyValue(Value("old")) && !suite()->setObject(Value(1), "k");
+  }));
+}
+
+TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefused) {
+  suite()->setObject(Value(1), "k");
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_FALSE(suite()->setObject(Value(2), "k"));
+  EXPECT_EQ(suite()->integerForKey("k"), 1);
+  sqlite3_close(other);
+  EXPECT_TRUE(suite()->setObject(Value(2), "k"));
+}
