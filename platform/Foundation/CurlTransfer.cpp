@@ -110,7 +110,7 @@ void CurlTransfer::setAuthorities() {
 }
 
 void CurlTransfer::setMethodAndBody() {
-  const auto& method = _request.httpMethod();
+  const std::string method = isToken(_request.httpMethod()) ? _request.httpMethod() : "GET";
   const auto& body = _request.httpBody();
   if (method == "POST") {
     curl_easy_setopt(_handle, CURLOPT_POST, 1L);

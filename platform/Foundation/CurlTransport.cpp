@@ -43,7 +43,7 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
     return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
   }
   _submitted.push_back(std::move(transfer));
-  curl_multi_wakeup(_multi);
+  if (_submitted.size() == 1) curl_multi_wakeup(_multi);  // else it has been woken, and has not looked yet
 }
 
 bool CurlTransport::startThread() {
