@@ -71,7 +71,7 @@ class KeyedUnarchiver::Reader {
                                      std::size_t start) const {
     std::size_t count = dictionary.keys.size();
     for (std::size_t i = 0; i < count; ++i) {
-      if (!spend(1)) break;
+      if (!spend(KeyCost)) break;
       std::size_t index = start + i < count ? start + i : start + i - count;
       auto* name = std::get_if<std::string>(&node(dictionary.keys[index]));
       if (name && *name == key) return index;
@@ -96,7 +96,8 @@ class KeyedUnarchiver::Reader {
   static constexpr std::uint64_t Budget = 256u << 20;
   static constexpr std::uint64_t ObjectCost = 128;
   static constexpr std::uint64_t KeyCost = 16;
-  static constexpr std::uint64_t ValueCost = 32;
+  static constexpr std::uint64_t ValueCost = 64;
+  static constexpr std::uint64_t KeyCost = 4;
 
   static bool isArrayClass(std::string_view name) { return name == "NSArray" || name == "NSMutableArray"; }
   static bool isDictionaryClass(std::string_view name) {
@@ -176,7 +177,7 @@ class KeyedUnarchiver::Reader {
   Value referredValue(Ref ref, std::size_t depth) const {
     // A null costs too, or an array of a million of them would be free as often as it is named.
     auto* uid = std::get_if<Uid>(&node(ref));
-    if (!uid || !spend(ValueCost)) {
+    if (!uid || !spend(ValueCost / 2)) {
       _isDamaged = true;
       return nullptr;
     }
