@@ -27,6 +27,8 @@ OQRecordTree::OQRecordTree() : _nodes(std::make_shared<Nodes>()) {}
 
 std::shared_ptr<OQRecordTree::Nodes> OQRecordTree::allNodes() const {
   std::lock_guard lock(_lock);
+  // Whoever gets the array may change it in any way.
+  _index.reset();
   return _nodes;
 }
 
@@ -38,18 +40,18 @@ OQRecordTree::Nodes OQRecordTree::copyOfNodes() const {
 bool OQRecordTree::addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return true;
   std::lock_guard lock(_lock);
-  for (const auto& known : *_nodes) {
-    if (!node->isEqual(known.get())) continue;
+  if (auto known = firstWithId(node->nodeId())) {
     refresh(*known, *node);
-    return true;
+  } else {
+    _nodes->push_back(node);
   }
-  _nodes->push_back(node);
   return true;
 }
 
 bool OQRecordTree::removeTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return true;
   std::lock_guard lock(_lock);
+  _index.reset();
   std::erase_if(*_nodes, [&](const auto& known) { return node->isEqual(known.get()); });
   return true;
 }
@@ -57,6 +59,7 @@ bool OQRecordTree::removeTreeNode(const std::shared_ptr<OQRecordTreeNode>& node)
 bool OQRecordTree::removeAllTreeNodes() {
   auto nodes = std::make_shared<Nodes>();
   std::lock_guard lock(_lock);
+  _index.reset();
   _nodes.swap(nodes);
   return true;
 }
@@ -78,6 +81,12 @@ void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& ne
 
 std::shared_ptr<OQRecordTreeNode> OQRecordTree::findTreeNodeById(std::int64_t nodeId) const {
   std::lock_guard lock(_lock);
+  return firstWithId(nodeId);
+}
+
+/// Through the index while nobody else has the array; under the lock.
+std::shared_ptr<OQRecordTreeNode> OQRecordTree::firstWithId(std::int64_t nodeId) const {
+  if (_nodes.use_count() == 1) return _index.find(*_nodes, nodeId);
   for (const auto& node : *_nodes) {
     if (node && node->nodeId() == nodeId) return node;
   }

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <vector>
 
+#include "Model/OQRecordIndex.h"
 #include "Model/OQRecordTreeNode.h"
 #include "oqsdk/Runtime.h"
 
@@ -48,11 +49,13 @@ class OQRecordTree : public Object {
   void updateWithTree(const OQRecordTree& tree);
 
  private:
+  std::shared_ptr<OQRecordTreeNode> firstWithId(std::int64_t nodeId) const;
   static void refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode);
 
   /// Guards the array and each refresh.
   mutable std::mutex _lock;
   std::shared_ptr<Nodes> _nodes;
+  mutable OQRecordIndex _index;
 };
 
 }  // namespace oq

@@ -4,9 +4,32 @@
 
 namespace oq {
 
+namespace {
+
+std::atomic<std::uint64_t> renumberingCount{0};
+
+}  // namespace
+
 Class* OQRecordTreeNode::staticClass() {
   static Class* registered = registerClass("OQRecordTreeNode", Object::staticClass());
   return registered;
+}
+
+// Each side writes its own half before it reads the other's: either the index sees the new id, or this sees
+// the index.
+
+void OQRecordTreeNode::setNodeId(std::int64_t nodeId) {
+  _nodeId = nodeId;
+  if (_isIndexed) ++renumberingCount;
+}
+
+std::int64_t OQRecordTreeNode::nodeIdForIndex() {
+  _isIndexed = true;
+  return _nodeId;
+}
+
+std::uint64_t OQRecordTreeNode::renumberings() {
+  return renumberingCount;
 }
 
 void OQRecordTreeNode::setCount(std::int64_t count) {

@@ -29,7 +29,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void setUserClosed(bool closed) { _userClosed = closed; }
   /// The window's id as a number.
   std::int64_t nodeId() const { return _nodeId; }
-  void setNodeId(std::int64_t nodeId) { _nodeId = nodeId; }
+  void setNodeId(std::int64_t nodeId);
   /// How often the window may be shown. Lowering it leaves the used count as it is; meant.
   std::int64_t count() const { return _count; }
   void setCount(std::int64_t count);
@@ -49,7 +49,12 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder);
 
+  /// The id for an index, which learns from renumberings() when any node that it has asked got another one.
+  std::int64_t nodeIdForIndex();
+  static std::uint64_t renumberings();
+
  private:
+  std::atomic<bool> _isIndexed{false};
   std::atomic<bool> _activated{false};
   std::atomic<bool> _userClosed{false};
   std::atomic<std::int64_t> _nodeId{0};

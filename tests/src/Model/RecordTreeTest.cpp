@@ -123,6 +123,28 @@ TEST(RecordTree, FindsTheFirstAndRemovesEveryNodeOfAnId) {
   EXPECT_EQ(array->size(), 2u);
 }
 
+TEST(RecordTree, FindsWhatOthersPutIntoTheArrayAndWhatGotAnotherId) {
+  OQRecordTree tree;
+  for (int id : {1, 2, 3}) tree.addTreeNode(node(id));
+  auto second = tree.findTreeNodeById(2);
+  second->setNodeId(7);
+  EXPECT_EQ(tree.findTreeNodeById(2), nullptr);
+  EXPECT_EQ(tree.findTreeNodeById(7), second);
+  tree.addTreeNode(node(7, 5));
+  EXPECT_EQ(second->count(), 5);
+
+  auto array = tree.allNodes();
+  auto replacement = node(8);
+  array->front() = replacement;
+  EXPECT_EQ(tree.findTreeNodeById(8), replacement);
+  array->front() = node(9);
+  array.reset();
+  EXPECT_EQ(tree.findTreeNodeById(8), nullptr);
+  tree.addTreeNode(node(9, 4));
+  EXPECT_EQ(tree.findTreeNodeById(9)->count(), 4);
+  EXPECT_THAT(ids(tree), testing::ElementsAre(9, 7, 3));
+}
+
 TEST(RecordTree, MergesAnotherTreeAndItself) {
   OQRecordTree tree, fresh;
   for (int id : {1, 2, 3}) tree.addTreeNode(node(id, id));
