@@ -95,7 +95,6 @@ class KeyedUnarchiver::Reader {
   // them.
   static constexpr std::uint64_t Budget = 256u << 20;
   static constexpr std::uint64_t ObjectCost = 128;
-  static constexpr std::uint64_t KeyCost = 16;
   static constexpr std::uint64_t ValueCost = 64;
   static constexpr std::uint64_t KeyCost = 4;
 
