@@ -96,7 +96,7 @@ class KeyedUnarchiver::Reader {
   static constexpr std::uint64_t Budget = 256u << 20;
   static constexpr std::uint64_t ObjectCost = 128;
   static constexpr std::uint64_t ValueCost = 64;
-  static constexpr std::uint64_t KeyCost = 4;
+  static constexpr std::uint64_t KeyCost = 16;
 
   static bool isArrayClass(std::string_view name) { return name == "NSArray" || name == "NSMutableArray"; }
   static bool isDictionaryClass(std::string_view name) {
@@ -110,7 +110,10 @@ class KeyedUnarchiver::Reader {
   }
 
   std::string_view classNameOf(const DictNode& dictionary) const {
-    auto* uid = entry<Uid>(dictionary, archive::ClassKey);
+    // Archivers write the class last.
+    std::size_t last = dictionary.keys.empty() ? 0 : dictionary.keys.size() - 1;
+    auto index = indexOf(dictionary, archive::ClassKey, last);
+    auto* uid = index ? std::get_if<Uid>(&node(dictionary.values[*index])) : nullptr;
     const Node* found = uid ? object(*uid) : nullptr;
     auto* classObject = found ? std::get_if<DictNode>(found) : nullptr;
     auto* name = classObject ? entry<std::string>(*classObject, archive::ClassNameKey) : nullptr;
