@@ -173,8 +173,9 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   Events waited;
   {
     std::lock_guard lock(_displayMutex);
-    list = _inApp.exchange(std::move(list));
+    // The records first: whoever sees the new list without the lock finds them merged.
     _recordTree->updateWithTree(scratch);
+    list = _inApp.exchange(std::move(list));
     waited.swap(_waitingEvents);
   }
   clearTreeNodeActivateState();

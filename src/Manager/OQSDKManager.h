@@ -51,8 +51,6 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   OQSDKManager();
   ~OQSDKManager() override;
 
-  // --- Start-up and environment
-
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
   /// Lets the analytics library's events reach the shared engine. Without that library nothing is installed.
@@ -64,15 +62,11 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   bool autoCollectPage() const { return _autoCollectPageInfo; }
   void setAutoCollectPage(bool collect) { _autoCollectPageInfo = collect; }
 
-  // --- Lists
-
   void login();
   /// Fetches the subscriptions, and once per calendar day the windows; nothing without a token and a user id.
   void getListData();
   void getInAppList();
   void getSubscribeList();
-
-  // --- Intake
 
   /// What the analytics library uploads; ignored unless it is a dictionary.
   void onEventDataReceived(const Value& info);
@@ -83,8 +77,6 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   void triggerEvent(const std::shared_ptr<OQWindowEvent>& event);
   void autoPageCollected(const std::string& name);
   void pushTrack(std::uint64_t type, const Value& msg);
-
-  // --- Display
 
   /// Whether the window may be shown now. When it may, the display is already counted and written.
   bool readyToShowWithData(const OQWindowData& window);
@@ -103,12 +95,10 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   /// Main queue only.
   void jumpToWebViewWithURLStr(const Value& url);
 
-  // --- Diagnostics
-
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
-  // --- State. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
+  // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
   // are not strings are kept in their text form.
 
   bool treeNodesInit() const { return _treeNodesInit; }
