@@ -2,9 +2,11 @@
 
 #include <atomic>
 #include <barrier>
+#include <chrono>
 #include <map>
 #include <thread>
 
+#include "Foundation/Format.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "support/EngineTest.h"
@@ -76,30 +78,109 @@ TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
   }
 }
 
-TEST_F(EngineStressTest, AnEventThatMeetsTheFirstListIsMatchedOrReplayed) {
+/// Lets two threads go on at the same moment. Waits for the other one for a while only.
+class MeetingPoint {
+ public:
+  void meet() {
+    ++_arrived;
+    for (int i = 0; i < 20000 && _arrived < 2; ++i) {
+      if (i % 64 == 63) std::this_thread::yield();
+    }
+  }
+  void reset() { _arrived = 0; }
+
+ private:
+  std::atomic<int> _arrived{0};
+};
+
+TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
+  constexpr int windows = 200;
+  relaunch();
   Array records;
-  for (int i = 1; i <= 3; ++i) {
+  for (int i = 0; i < windows; ++i) {
+    records.push_back(
+        campaign(std::to_string(i), "e" + std::to_string(i), {{"count", 2}, {"picture", nullptr}}));
+  }
+  deliverInApp(records);
+  // Both times of a decision are written to the platform's log; the second is the last thing before it falls.
+  MeetingPoint decision;
+  setPlatformLogHandler([&](std::string_view) {
+    thread_local int comparisons = 0;
+    if (++comparisons % 2 == 0) decision.meet();
+  });
+  std::barrier round(2, [&]() noexcept { decision.reset(); });
+  const auto bringEvents = [&] {
+    for (int i = 0; i < windows; ++i) {
+      round.arrive_and_wait();
+      engine->onEventDataReceived(uploadInfo("e" + std::to_string(i)));
+    }
+  };
+  std::thread other(bringEvents);
+  bringEvents();
+  other.join();
+  setPlatformLogHandler([](std::string_view) {});
+  settle();
+  EXPECT_EQ(engine->shown().size(), static_cast<std::size_t>(windows));
+  for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
+}
+
+TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
+  constexpr int rounds = 100;
+  relaunch();
+  Array records;
+  for (int i = 0; i < 2 * rounds; ++i) {
+    records.push_back(campaign(std::to_string(i), "e" + std::to_string(i), {{"picture", nullptr}}));
+  }
+  deliverInApp(records);
+  std::barrier round(2);
+  const auto bring = [&](int thread, int i) {
+    round.arrive_and_wait();
+    // Every round another distance between the two.
+    const auto begin = std::chrono::steady_clock::now() + std::chrono::microseconds(i % 50 * 20 * thread);
+    while (std::chrono::steady_clock::now() < begin) {
+    }
+    engine->onEventDataReceived(uploadInfo("e" + std::to_string(2 * i + thread)));
+    round.arrive_and_wait();
+  };
+  std::thread other([&] {
+    for (int i = 0; i < rounds; ++i) bring(1, i);
+  });
+  int missing = 0;
+  for (int i = 0; i < rounds; ++i) {
+    bring(0, i);
+    const auto counts = usedCountsOnDisk();
+    for (int id = 0; id < 2 * i + 2; ++id)
+      missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
+  }
+  other.join();
+  EXPECT_EQ(missing, 0) << "counts that a later write took back";
+}
+
+TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched) {
+  Array records;
+  for (int i = 0; i < 4000; ++i) {
     records.push_back(campaign(std::to_string(i), "e" + std::to_string(i), {{"picture", nullptr}}));
   }
   network->answer("/push/sdk/in_app", textOf(listAnswer(records)));
-  for (int round = 0; round < 50; ++round) {
+  for (int turn = 0; turn < 3; ++turn) {
     relaunch();
     engine->setInAppDataArray({});
     engine->setRecordTree(nullptr);
+    const auto tree = engine->recordTree();
     std::vector<std::thread> workers;
-    std::barrier start(4);
-    for (int i = 1; i <= 3; ++i) {
+    for (int i = 0; i < 3; ++i) {
       workers.emplace_back([&, i] {
-        start.arrive_and_wait();
-        engine->onEventDataReceived(uploadInfo("e" + std::to_string(i)));
+        auto event = std::make_shared<OQWindowEvent>();
+        event->setModelWithDic(uploadInfo("e" + std::to_string(i)));
+        while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // the records are being merged
+        engine->triggerEventMatchInApp(event);
       });
     }
-    start.arrive_and_wait();
     engine->getInAppList();
     for (std::thread& worker : workers) worker.join();
     settle();
-    ASSERT_EQ(engine->shown().size(), 3u) << "round " << round;
-    ASSERT_TRUE(engine->waitingEvents().empty());
+    EXPECT_EQ(engine->shown().size(), 3u);
+    EXPECT_TRUE(engine->waitingEvents().empty());
   }
 }
 
