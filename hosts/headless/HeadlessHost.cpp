@@ -8,6 +8,7 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/FileManager.h"
+#include "UIKit/Animation.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
 #include "headless/Screenshot.h"
@@ -52,7 +53,7 @@ class HeadlessHost::Impl : public UIHost {
 
   double now() const override { return _now; }
   // Painted when somebody looks, stepped by whoever holds the clock: there is nothing to ask for.
-  void setNeedsFrame(UIWindow&) override {}
+  void setNeedsFrame(UIWindow&) override { _screen.reset(); }
   void setDeadline(double) override {}
 
   void closeWindow();
@@ -61,12 +62,17 @@ class HeadlessHost::Impl : public UIHost {
   UIWindow& window() { return *_window; }
   UIScene& scene() { return *_scene; }
   double scale() const { return _scale; }
-  Surface screenshot() { return takeScreenshot(*_window, _size, _scale, _now); }
+  /// Kept until something changes or moves.
+  cairo_surface_t* screen() {
+    if (!_screen) _screen = takeScreenshot(*_window, _size, _scale, _now);
+    return _screen.get();
+  }
 
  private:
   double _now = 0;
   CGSize _size;
   double _scale;
+  Surface _screen;
   std::shared_ptr<UIWindow> _window;
   std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
 };
@@ -108,12 +114,14 @@ void HeadlessHost::Impl::closeWindow() {
 
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
+  _screen.reset();
   UIScreen::mainScreen().setBounds({{}, size});
   _window->setFrame({{}, size});
 }
 
 void HeadlessHost::Impl::moveClock(double now) {
   _now = now;
+  if (AnimationEngine::shared().isRunning()) _screen.reset();
   UIApplication::sharedApplication().step(now);
 }
 
@@ -187,24 +195,24 @@ void HeadlessHost::setActive(bool active) {
 }
 
 HeadlessHost::Pixel HeadlessHost::pixelAt(double x, double y) {
-  const Surface screen = _impl->screenshot();
+  cairo_surface_t* screen = _impl->screen();
   const int column = static_cast<int>(std::floor(x * _impl->scale()));
   const int row = static_cast<int>(std::floor(y * _impl->scale()));
-  const unsigned char* data = cairo_image_surface_get_data(screen.get());
-  if (!data || column < 0 || row < 0 || column >= cairo_image_surface_get_width(screen.get()) ||
-      row >= cairo_image_surface_get_height(screen.get())) {
+  const unsigned char* data = cairo_image_surface_get_data(screen);
+  if (!data || column < 0 || row < 0 || column >= cairo_image_surface_get_width(screen) ||
+      row >= cairo_image_surface_get_height(screen)) {
     return {255, 255, 255};
   }
   const auto* line = reinterpret_cast<const std::uint32_t*>(
-      static_cast<const void*>(data + row * cairo_image_surface_get_stride(screen.get())));
+      static_cast<const void*>(data + row * cairo_image_surface_get_stride(screen)));
   const std::uint32_t pixel = line[column];
   return {static_cast<std::uint8_t>(pixel >> 16), static_cast<std::uint8_t>(pixel >> 8),
           static_cast<std::uint8_t>(pixel)};
 }
 
 bool HeadlessHost::writePng(const std::filesystem::path& file) {
-  const Surface screen = _impl->screenshot();
-  return cairo_surface_write_to_png(screen.get(), file.c_str()) == CAIRO_STATUS_SUCCESS;
+  cairo_surface_t* screen = _impl->screen();
+  return cairo_surface_write_to_png(screen, file.c_str()) == CAIRO_STATUS_SUCCESS;
 }
 
 }  // namespace oq
