@@ -193,6 +193,7 @@ void OQLogger::_log(std::string_view message) {
 }
 
 void OQLogger::flush() {
+  if (isOnLogQueue()) return _writer->drain();
   oq_log_get_dispatch_serial_queue()->sync([this] { _writer->drain(); });
 }
 

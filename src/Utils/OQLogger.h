@@ -55,8 +55,7 @@ class OQLogger : public Object {
 
   /// Logs a finished message. Line feeds in it are written as they are.
   void _log(std::string_view message);
-  /// Returns once everything that was logged before the call has been handed to the file. Not on the logger's
-  /// queue.
+  /// Returns once everything that was logged before the call has been handed to the file.
   void flush();
   const std::filesystem::path& logFilePath() const { return _logFilePath; }
 
