@@ -9,7 +9,6 @@
 #include "UIKit/Animation.h"
 #include "UIKit/Painter.h"
 #include "UIKit/UIApplication.h"
-#include "UIKit/UIViewController.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
@@ -24,12 +23,7 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
 
-  GtkEventController* events = gtk_event_controller_legacy_new();
-  // Before any child: a view of ours may lie above a page that the surface shows.
-  gtk_event_controller_set_propagation_phase(events, GTK_PHASE_CAPTURE);
-  g_signal_connect(events, "event", G_CALLBACK(handleEvent), this);
-  gtk_widget_add_controller(gobj(), events);
-
+  property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
@@ -41,6 +35,7 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
 }
 
 Surface::~Surface() {
+  stopListening();
   hidden();
   disconnectScene();
 }
@@ -117,12 +112,12 @@ void Surface::layOut(int width, int height) {
   if (stage.isEmpty() || stage == _stage) return;
   _stage = stage;
   _window->setFrame({{}, stage.size});
-  if (auto root = _window->rootViewController()) root->view()->setFrame({{}, stage.size});
   _host->stageChanged(*this);
 }
 
 void Surface::treeChanged() {
   queue_draw();
+  givePointerBackLater();
 }
 
 double Surface::frameTime() {
@@ -135,10 +130,11 @@ void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
   double time = frameTime();
   paintSurroundings(snapshot->gobj(), time);
   SnapshotPainter painter(snapshot->gobj(), get_scale_factor());
+  bool wide = _stage.size.width < get_width();
   painter.pushTranslation(_stage.minX(), _stage.minY());
-  painter.pushClip({{}, _stage.size}, 0);
+  if (wide) painter.pushClip({{}, _stage.size}, 0);
   paintWindow(*_window, painter, time);
-  painter.pop();
+  if (wide) painter.pop();
   painter.pop();
   // What is in motion asks for its frames one by one, beginning with the frame that shows its start.
   if (_tick == 0 && AnimationEngine::shared().isRunning()) {
@@ -156,9 +152,8 @@ void Surface::paintSurroundings(GtkSnapshot* snapshot, double time) {
 }
 
 bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {
+  // Asks for a frame wherever something moves, also for the one that shows where it came to rest.
   UIApplication::sharedApplication().step(frameTime());
-  // Also when the last animation has just ended: that frame shows where it came to rest.
-  queue_draw();
   if (AnimationEngine::shared().isRunning()) return true;
   _tick = 0;
   return false;

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "CoreGraphics/Geometry.h"
 
@@ -58,6 +59,8 @@ class Surface : public Gtk::Widget {
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
 
   // Input.
+  void listen();
+  void stopListening();
   static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
   bool handle(GdkEvent* event);
   bool handlePointer(GdkEvent* event, CGPoint point);
@@ -65,6 +68,9 @@ class Surface : public Gtk::Widget {
   bool handleScroll(GdkEvent* event, CGPoint point);
   bool locate(GdkEvent* event, CGPoint& point);
   bool covers(CGPoint point) const;
+  bool isOnTopAt(CGPoint point);
+  void givePointerBackLater();
+  void givePointerBack();
   CGPoint inStage(CGPoint point) const { return {point.x - _stage.minX(), point.y - _stage.minY()}; }
   bool begin(int identifier, CGPoint point);
   void move(int identifier, CGPoint point);
@@ -81,6 +87,10 @@ class Surface : public Gtk::Widget {
   GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
   gulong _stateHandler = 0;
   guint _tick = 0;
+  GtkEventController* _events = nullptr;
+  std::optional<CGPoint> _pointer;  ///< where it was last seen
+  bool _pointerIsOurs = false;      ///< it was over a view of ours then
+  bool _givingBack = false;
   std::map<GdkEventSequence*, int> _fingers;
   std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
   int _nextFinger = pointerTouch + 1;

@@ -1,6 +1,6 @@
+#include "Dispatch/DispatchQueue.h"
 #include "Host.h"
 #include "Surface.h"
-#include "UIKit/Painter.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
@@ -16,10 +16,61 @@ bool Surface::contains_vfunc(double x, double y) const {
   return covers({x, y});
 }
 
+/// Beside the stage as well: there the window knows of views that fill its surroundings.
 bool Surface::covers(CGPoint point) const {
-  if (!_window) return false;
-  if (_stage.contains(point)) return _window->wantsTouchAt(inStage(point));
-  return surroundingsColor(*_window, _host->now()).alpha > 0;
+  return _window->wantsTouchAt(inStage(point));
+}
+
+/// GTK gives a press to the widget that the pointer last moved over, which is the host's when a view of ours
+/// has come up under a pointer at rest, or a page that the surface shows when a view of ours lies above that.
+/// So events are looked at before all of these, on their way down through the overlay.
+void Surface::listen() {
+  stopListening();
+  GtkWidget* parent = gtk_widget_get_parent(gobj());
+  if (!parent) return;
+  _events = gtk_event_controller_legacy_new();
+  g_object_ref(_events);
+  gtk_event_controller_set_propagation_phase(_events, GTK_PHASE_CAPTURE);
+  g_signal_connect(_events, "event", G_CALLBACK(handleEvent), this);
+  gtk_widget_add_controller(parent, _events);
+}
+
+void Surface::stopListening() {
+  if (!_events) return;
+  g_signal_handlers_disconnect_by_data(_events, this);
+  if (GtkWidget* parent = gtk_event_controller_get_widget(_events))
+    gtk_widget_remove_controller(parent, _events);
+  g_clear_object(&_events);
+}
+
+/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above.
+bool Surface::isOnTopAt(CGPoint point) {
+  GtkWidget* parent = gtk_widget_get_parent(gobj());
+  double x = 0, y = 0;
+  if (!parent || !gtk_widget_translate_coordinates(gobj(), parent, point.x, point.y, &x, &y)) return false;
+  GtkWidget* top = gtk_widget_pick(parent, x, y, GTK_PICK_DEFAULT);
+  return top && (top == gobj() || gtk_widget_is_ancestor(top, gobj())) && covers(point);
+}
+
+/// A view that goes from under a pointer at rest leaves GTK with the surface as the pointer's widget, and the
+/// next press would be lost.
+void Surface::givePointerBackLater() {
+  if (!_pointerIsOurs || _givingBack) return;
+  _givingBack = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _givingBack = false;
+    if (_pointerIsOurs && _touches.empty() && !covers(*_pointer)) givePointerBack();
+  });
+}
+
+void Surface::givePointerBack() {
+  _pointerIsOurs = false;
+  // The one public way to make GTK look again for the widget under the pointer: an insensitive one cannot be
+  // it. A page that the surface shows must not lose the focus over it.
+  if (get_focus_child()) return;
+  set_sensitive(false);
+  set_sensitive(true);
 }
 
 gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {
@@ -50,10 +101,17 @@ bool Surface::handle(GdkEvent* event) {
 
 bool Surface::locate(GdkEvent* event, CGPoint& point) {
   GtkNative* native = gtk_widget_get_native(gobj());
+  GdkSurface* surface = native ? gtk_native_get_surface(native) : nullptr;
+  // A popover above has coordinates of its own; its events are none of ours.
+  if (!surface || gdk_event_get_surface(event) != surface) return false;
   double x = 0, y = 0;
-  // A popover above the surface has coordinates of its own; its events are none of ours.
-  if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
-  if (!gdk_event_get_position(event, &x, &y)) return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
+  if (!gdk_event_get_position(event, &x, &y)) {
+    // A scroll event does not say where, and asking the display would end the host for devices of some kinds.
+    if (gdk_event_get_event_type(event) != GDK_SCROLL)
+      return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
+    if (_pointer) point = *_pointer;
+    return _pointer.has_value();
+  }
   double dx = 0, dy = 0;
   gtk_native_get_surface_transform(native, &dx, &dy);
   graphene_point_t inNative{static_cast<float>(x - dx), static_cast<float>(y - dy)};
@@ -65,10 +123,12 @@ bool Surface::locate(GdkEvent* event, CGPoint& point) {
 
 bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
   bool running = _touches.contains(pointerTouch);
+  _pointer = point;
+  _pointerIsOurs = running || covers(point);
   switch (gdk_event_get_event_type(event)) {
     case GDK_BUTTON_PRESS:
       // Another button over a view of ours means nothing, and nothing to the widget below either.
-      if (gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running || covers(point);
+      if (gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running || isOnTopAt(point);
       return begin(pointerTouch, point);
     case GDK_BUTTON_RELEASE:
       if (!running || gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running;
@@ -114,7 +174,7 @@ bool Surface::handleTouch(GdkEvent* event, CGPoint point) {
 }
 
 bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
-  if (!covers(point)) return false;
+  if (!isOnTopAt(point)) return false;
   double dx = 0, dy = 0;
   switch (gdk_scroll_event_get_direction(event)) {
     case GDK_SCROLL_UP:
@@ -138,18 +198,18 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
     }
   }
   auto window = _window;
-  if (_stage.contains(point)) window->scroll(inStage(point), dx, dy);
+  window->scroll(inStage(point), dx, dy);
   // Used or not, what lies below a view of ours does not scroll.
   return true;
 }
 
 bool Surface::begin(int identifier, CGPoint point) {
   cancel(identifier);
-  if (!covers(point)) return false;
+  if (!isOnTopAt(point)) return false;
   // Noted first: the view may close the window.
   auto window = _window;
   _touches[identifier] = true;
-  bool taken = _stage.contains(point) && window->touchBegan(identifier, inStage(point), _host->now());
+  bool taken = window->touchBegan(identifier, inStage(point), _host->now());
   if (auto touch = _touches.find(identifier); touch != _touches.end()) touch->second = taken;
   return true;
 }

@@ -1,0 +1,207 @@
+#include <gtkmm.h>
+
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+
+#include "UIKit/UIApplication.h"
+#include "UIKit/UILabel.h"
+#include "UIKit/UIScreen.h"
+#include "UIKit/UIWindow.h"
+#include "oqsdk/gtk/GtkHost.h"
+
+/// A host with one button that fills its window and views of the library above it. It does what it reads from
+/// its standard input, line by line, and tells on its standard output what happens; gtk_test.py is the other
+/// end.
+
+namespace {
+
+void say(const std::string& line) {
+  std::cout << line << std::endl;
+}
+
+/// Tells of its touches.
+class Talker : public oq::UIView {
+ public:
+  Talker(std::string name, oq::CGRect frame) : UIView(frame), _name(std::move(name)) {}
+  void touchesBegan(oq::UITouch& touch) override { tell("began", touch); }
+  void touchesEnded(oq::UITouch& touch) override { tell("ended", touch); }
+  void touchesCancelled(oq::UITouch& touch) override { tell("cancelled", touch); }
+  bool scrollBy(double, double dy) override {
+    say(_name + (dy > 0 ? " scrolled down" : " scrolled up"));
+    return true;
+  }
+
+ private:
+  void tell(const char* what, const oq::UITouch& touch) {
+    std::ostringstream text;
+    text << _name << " " << what << " " << touch.locationInWindow.x << " " << touch.locationInWindow.y;
+    say(text.str());
+  }
+  std::string _name;
+};
+
+class Fixture {
+ public:
+  Fixture(int width, int height, bool ownOverlay) : _width(width), _height(height), _ownOverlay(ownOverlay) {
+    _commands = {
+        {"view", [this](auto& in) { addView(in); }},
+        {"text", [this](auto&) { addText(); }},
+        {"fill", [this](auto&) { addFilling(); }},
+        {"remove", [this](auto&) { _view->removeFromSuperview(); }},
+        {"animate", [this](auto& in) { animate(in); }},
+        {"child", [this](auto& in) { setChild(in); }},
+        {"rehome", [this](auto&) { rehome(); }},
+        {"hide", [this](auto&) { _window->set_visible(false); }},
+        {"show", [this](auto&) { _window->set_visible(true); }},
+        {"close", [this](auto&) { _window->close(); }},
+        {"open", [this](auto&) { open(); }},
+        {"resize", [this](auto& in) { resize(in); }},
+        {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
+        {"state", [this](auto&) { tellState(); }},
+        {"quit", [](auto&) { Gio::Application::get_default()->quit(); }},
+    };
+  }
+
+  void open() {
+    _window = new Gtk::Window;
+    _window->set_decorated(false);
+    _window->set_default_size(_width, _height);
+    _window->signal_hide().connect([] { say("hidden"); });
+    g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }),
+                     nullptr);
+    auto& button = makeButton("host");
+    if (_ownOverlay) {
+      auto* overlay = Gtk::make_managed<Gtk::Overlay>();
+      overlay->set_child(button);
+      _window->set_child(*overlay);
+      oq::gtk::attach(*overlay);
+    } else {
+      _window->set_child(button);
+      oq::gtk::attach(*_window);
+    }
+    _window->signal_map().connect([this] { watchFrames(); });
+    _window->present();
+  }
+
+  bool obey() {
+    std::string line, word;
+    if (!std::getline(std::cin, line)) return Gio::Application::get_default()->quit(), false;
+    std::istringstream in(line);
+    in >> word;
+    if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
+    say("did " + line);
+    return true;
+  }
+
+ private:
+  Gtk::Button& makeButton(const std::string& name) {
+    auto* button = Gtk::make_managed<Gtk::Button>(name);
+    button->signal_clicked().connect([name] { say(name + " clicked"); });
+    return *button;
+  }
+
+  oq::UIWindow& ours() { return *oq::UIApplication::sharedApplication().keyWindow(); }
+
+  void addView(std::istream& in) {
+    double x, y, width, height;
+    in >> x >> y >> width >> height;
+    _view = oq::makeMainObject<Talker>("view", oq::CGRectMake(x, y, width, height));
+    _view->setBackgroundColor(oq::UIColor::redColor());
+    ours().addSubview(_view);
+  }
+
+  void addText() {
+    auto label = oq::makeMainObject<oq::UILabel>();
+    label->setFrame(oq::CGRectMake(0, 0, 100, 40));
+    label->setText("text");
+    _view->addSubview(label);
+  }
+
+  void addFilling() {
+    auto view = oq::makeMainObject<Talker>("filling", ours().bounds());
+    view->setBackgroundColor(oq::UIColor::greenColor());
+    view->setFillsSurroundings(true);
+    ours().addSubview(view);
+  }
+
+  void animate(std::istream& in) {
+    double seconds = 0;
+    in >> seconds;
+    oq::UIView::animateWithDuration(
+        seconds, [this] { _view->setAlpha(_view->alpha() < 1 ? 1 : 0.5); },
+        [](bool finished) { say(finished ? "completed 1" : "completed 0"); });
+  }
+
+  void setChild(std::istream& in) {
+    std::string name;
+    in >> name;
+    if (name.empty()) return _window->unset_child();
+    _window->set_child(makeButton(name));
+  }
+
+  /// What a host does that puts a frame around the child it has.
+  void rehome() {
+    auto& button = makeButton("inner");
+    _window->set_child(button);
+    button.reference();
+    _window->unset_child();
+    auto* box = Gtk::make_managed<Gtk::Box>();
+    button.set_hexpand();
+    box->append(button);
+    button.unreference();
+    _window->set_child(*box);
+  }
+
+  void resize(std::istream& in) {
+    int width, height;
+    in >> width >> height;
+    _window->set_default_size(width, height);
+  }
+
+  void watchFrames() {
+    auto painted = +[](GdkFrameClock*, gpointer frames) { ++*static_cast<int*>(frames); };
+    g_signal_connect(_window->get_frame_clock()->gobj(), "paint", G_CALLBACK(painted), &_frames);
+    say("mapped");
+  }
+
+  void tellState() {
+    auto& application = oq::UIApplication::sharedApplication();
+    int active = 0;
+    for (const auto& scene : application.connectedScenes())
+      active += scene->activationState() == oq::UISceneActivationState::ForegroundActive;
+    oq::CGSize screen = oq::UIScreen::mainScreen().bounds().size;
+    std::ostringstream text;
+    text << "state scenes " << application.connectedScenes().size() << " active " << active << " host "
+         << (application.host() ? 1 : 0) << " screen " << screen.width << "x" << screen.height;
+    say(text.str());
+  }
+
+  int _width, _height;
+  bool _ownOverlay;
+  int _frames = 0;
+  Gtk::Window* _window = nullptr;
+  std::shared_ptr<oq::UIView> _view;
+  std::map<std::string, std::function<void(std::istream&)>> _commands;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int width = argc > 1 ? std::atoi(argv[1]) : 400, height = argc > 2 ? std::atoi(argv[2]) : 700;
+  bool ownOverlay = argc > 3 && std::string(argv[3]) == "overlay";
+  auto application = Gtk::Application::create("com.example.fixture", Gio::Application::Flags::NON_UNIQUE);
+  auto fixture = std::make_unique<Fixture>(width, height, ownOverlay);
+  application->signal_activate().connect([&] {
+    application->hold();
+    fixture->open();
+    Glib::signal_io().connect([&](Glib::IOCondition) { return fixture->obey(); }, 0,
+                              Glib::IOCondition::IO_IN | Glib::IOCondition::IO_HUP);
+  });
+  application->run();
+  fixture.reset();
+  say("left");
+  return 0;
+}

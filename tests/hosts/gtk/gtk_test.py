@@ -1,0 +1,299 @@
+#!/usr/bin/env python3
+"""Drives the fixture with a real pointer on an Xvfb of its own: gtk_test.py FIXTURE [unittest arguments]."""
+
+import os
+import select
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+FIXTURE = ""
+DISPLAY = ""
+WAIT = 20.0
+
+
+class Display:
+    """An X server on a free display, for as long as the block runs."""
+
+    def __enter__(self):
+        reader, writer = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1400x1000x24", "-nolisten", "tcp"],
+            pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(writer)
+        with os.fdopen(reader) as told:
+            number = told.readline().strip()
+        if not number:
+            raise RuntimeError("Xvfb does not start")
+        return ":" + number
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+
+
+class Fixture:
+    """One run of the fixture. Every line that it prints is kept until it is asked for."""
+
+    def __init__(self, width=400, height=700, *more):
+        self.home = tempfile.TemporaryDirectory()
+        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="none",
+                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
+        self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.buffer = b""
+        self.lines = []
+
+    def read_line(self, deadline):
+        while b"\n" not in self.buffer:
+            ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
+            chunk = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            if not chunk:
+                raise AssertionError(f"no more lines; waiting since {self.lines[-8:]}")
+            self.buffer += chunk
+        line, self.buffer = self.buffer.split(b"\n", 1)
+        return line.decode()
+
+    def await_line(self, start):
+        """Everything up to the first line that begins with `start`, that line last."""
+        deadline = time.monotonic() + WAIT
+        seen = []
+        while not seen or not seen[-1].startswith(start):
+            seen.append(self.read_line(deadline))
+            self.lines.append(seen[-1])
+        return seen
+
+    def do(self, command):
+        """What was printed up to the end of the command."""
+        self.process.stdin.write((command + "\n").encode())
+        self.process.stdin.flush()
+        return self.await_line("did " + command)[:-1]
+
+    def do_until(self, command, start):
+        """Does the command and waits for a line that may come before its end or after it."""
+        if not any(line.startswith(start) for line in self.do(command)):
+            self.await_line(start)
+
+    def state(self):
+        return self.do("state")[-1]
+
+    def await_state(self, wanted):
+        deadline = time.monotonic() + WAIT
+        while (state := self.state()) != wanted:
+            if time.monotonic() > deadline:
+                raise AssertionError(f"{state!r} instead of {wanted!r}")
+            time.sleep(0.02)
+
+    def frames(self):
+        return int(self.do("frames")[-1].split()[1])
+
+    def quiet_frames(self):
+        """The number of frames once nothing has been painted for a while."""
+        deadline = time.monotonic() + WAIT
+        before = -1
+        while (now := self.frames()) != before:
+            if time.monotonic() > deadline:
+                raise AssertionError("painting never ends")
+            before = now
+            time.sleep(0.3)
+        return now
+
+    def close(self):
+        if self.process.poll() is None:
+            self.process.stdin.close()
+            try:
+                self.process.wait(WAIT)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+        self.process.stdout.close()
+        self.home.cleanup()
+        return self.process.returncode
+
+
+def pointer(*arguments):
+    subprocess.run(["xdotool", *map(str, arguments)], env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT)
+
+
+def click(x, y):
+    pointer("mousemove", x, y, "click", 1)
+
+
+def pixel(x, y):
+    """Red, green and blue of a pixel of the screen."""
+    shot = ["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "-depth", "8", "rgb:-"]
+    return tuple(subprocess.run(shot, env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT,
+                                stdout=subprocess.PIPE).stdout)
+
+
+def await_pixel(x, y, colour):
+    deadline = time.monotonic() + WAIT
+    while (seen := pixel(x, y)) != colour:
+        if time.monotonic() > deadline:
+            raise AssertionError(f"{seen} instead of {colour} at {x},{y}")
+        time.sleep(0.02)
+
+
+RED = (255, 0, 0)
+GREEN = (0, 255, 0)
+
+
+class GtkHost(unittest.TestCase):
+    def start(self, *arguments):
+        pointer("mousemove", 1390, 990)
+        fixture = Fixture(*arguments)
+        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
+        fixture.await_line("mapped")
+        fixture.quiet_frames()
+        return fixture
+
+    def test_touches_reach_whom_they_hit(self):
+        for kind in ("window", "overlay"):
+            with self.subTest(kind):
+                fixture = self.start(400, 700, kind)
+                fixture.do("view 100 100 200 100")
+                await_pixel(150, 150, RED)
+                click(150, 150)
+                self.assertEqual(fixture.await_line("view ended"), ["view began 150 150", "view ended 150 150"])
+                click(150, 300)
+                self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
+                # A touch stays with whom it began in, wherever it goes.
+                pointer("mousemove", 200, 150, "mousedown", 1, "mousemove", 200, 400, "mouseup", 1)
+                self.assertEqual(fixture.await_line("view ended"), ["view began 200 150", "view ended 200 400"])
+                pointer("mousemove", 200, 400, "mousedown", 1, "mousemove", 200, 150, "mouseup", 1)
+                # Neither another button nor the wheel reaches what lies below.
+                pointer("mousemove", 150, 150, "click", 3, "click", 5)
+                self.assertEqual(fixture.await_line("view scrolled"), ["host clicked", "view scrolled down"])
+                self.assertEqual(fixture.close(), 0)
+
+    def test_a_view_that_comes_under_a_resting_pointer_takes_its_click(self):
+        fixture = self.start()
+        click(150, 150)
+        fixture.await_line("host clicked")
+        fixture.do("view 100 100 200 100")
+        await_pixel(290, 190, RED)
+        pointer("click", 1)
+        self.assertEqual(fixture.await_line("view ended"), ["view began 150 150", "view ended 150 150"])
+        fixture.do("remove")
+        fixture.quiet_frames()
+        pointer("click", 1)
+        self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
+
+    def test_a_touch_is_cancelled_when_its_window_is_hidden(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        await_pixel(150, 150, RED)
+        pointer("mousemove", 150, 150, "mousedown", 1)
+        fixture.await_line("view began")
+        fixture.do("hide")
+        self.assertIn("view cancelled 150 150", fixture.lines)
+        pointer("mouseup", 1)
+        fixture.do_until("show", "mapped")
+        fixture.quiet_frames()
+        pointer("mousemove", 1, 1)
+        click(150, 150)
+        self.assertEqual(fixture.await_line("view ended")[-2:], ["view began 150 150", "view ended 150 150"])
+
+    def test_a_later_child_is_wrapped(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        for command, name in (("child second", "second"), ("child", None), ("child third", "third"),
+                              ("rehome", "inner")):
+            with self.subTest(command):
+                fixture.do(command)
+                fixture.quiet_frames()
+                click(150, 150)
+                self.assertEqual(fixture.await_line("view ended")[0], "view began 150 150")
+                if name:
+                    click(150, 300)
+                    self.assertEqual(fixture.await_line(name), [name + " clicked"])
+                self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 400x700")
+
+    def test_an_animation_of_a_hidden_window_completes(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        fixture.do("hide")
+        fixture.await_state("state scenes 1 active 0 host 1 screen 400x700")
+        fixture.do("animate 0.2")
+        self.assertEqual(fixture.await_line("completed")[-1], "completed 1")
+        fixture.do("show")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+        fixture.do("animate 30")
+        fixture.do("hide")
+        fixture.do_until("remove", "completed 0")
+
+    def test_a_closed_window_leaves_nothing(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        fixture.do("animate 30")
+        fixture.do_until("close", "completed 0")
+        self.assertIn("destroyed", fixture.lines)
+        fixture.await_state("state scenes 0 active 0 host 0 screen 400x700")
+        fixture.do_until("open", "mapped")
+        fixture.do("view 100 100 200 100")
+        await_pixel(150, 150, RED)
+        click(150, 150)
+        self.assertEqual(fixture.await_line("view ended")[-1], "view ended 150 150")
+        fixture.do("quit")
+        fixture.await_line("left")
+
+    def test_a_second_window_is_a_scene_of_its_own(self):
+        fixture = self.start(400, 700)
+        fixture.do_until("open", "mapped")
+        fixture.await_state("state scenes 2 active 2 host 1 screen 400x700")
+        fixture.do("close")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+
+    def test_a_wide_window_has_its_stage_in_the_middle(self):
+        fixture = self.start(1280, 800)
+        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 371x800")
+        fixture.do("view 100 100 200 100")
+        left = (1280 - 371) // 2
+        await_pixel(left + 101, 150, RED)
+        self.assertNotEqual(pixel(left + 99, 150), RED)
+        click(left + 150, 150)
+        self.assertEqual(fixture.await_line("view ended")[0], "view began 150 150")
+        click(50, 400)
+        self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
+
+        fixture.do("fill")
+        for x in (2, left - 1, left, left + 370, left + 371, 1277):
+            await_pixel(x, 400, GREEN)
+        click(50, 400)
+        click(1200, 400)
+        click(left + 20, 400)
+        seen = fixture.await_line("filling ended 20 400")
+        self.assertNotIn("host clicked", seen)
+
+    def test_a_new_size_moves_the_stage(self):
+        fixture = self.start(400, 700)
+        fixture.do("resize 900 700")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 324x700")
+        fixture.do("resize 350 600")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 350x600")
+
+    def test_nothing_is_painted_while_nothing_changes(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        fixture.do("text")
+        await_pixel(290, 190, RED)
+        before = fixture.quiet_frames()
+        time.sleep(0.7)
+        self.assertEqual(fixture.frames(), before)
+        fixture.do("animate 0.5")
+        fixture.await_line("completed 1")
+        moved = fixture.quiet_frames() - before
+        # Half a second of motion, then rest: the number also tells that the counter counts.
+        self.assertGreater(moved, 5)
+        self.assertLess(moved, 60)
+        time.sleep(0.7)
+        self.assertEqual(fixture.frames(), before + moved)
+
+
+if __name__ == "__main__":
+    FIXTURE = sys.argv.pop(1)
+    with Display() as DISPLAY:
+        program = unittest.main(exit=False)
+    sys.exit(not program.result.wasSuccessful())
