@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cairomm/context.h>
+
+struct Colour {
+  double red, green, blue;
+};
+
+/// Draws a thing that stands on the ground line of a field 200 wide and 150 high.
+using Drawing = void (*)(Cairo::Context& cr);
+
+constexpr double artWidth = 200;
+constexpr double artHeight = 150;
+
+void drawMug(Cairo::Context& cr);
+void drawLamp(Cairo::Context& cr);
+void drawVase(Cairo::Context& cr);
+void drawClock(Cairo::Context& cr);
+void drawCandle(Cairo::Context& cr);
+void drawBooks(Cairo::Context& cr);
+void drawStool(Cairo::Context& cr);
+void drawBowl(Cairo::Context& cr);

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <gtkmm.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Catalogue.h"
+#include "TorvelinSDK.h"
+
+/// The shop: products, a cart and a page about itself. It records what happens with its analytics and does
+/// not know that anything else listens.
+class ShopWindow : public Gtk::Window {
+ public:
+  ShopWindow(TorvelinSDK& analytics, int width, int height);
+
+  /// Prints "widget NAME X Y" for the buttons of every page that is shown from now on: the centre, from the
+  /// window's top left corner. For scripts that touch them.
+  void printLayout() { _printsLayout = true; }
+  /// Goes to the page and records that it was seen.
+  void showPage(const std::string& name);
+
+ private:
+  Gtk::Widget& makeTop(bool wide);
+  Gtk::Widget& makeTabs(bool wide);
+  Gtk::Widget& makeProducts();
+  Gtk::Widget& makeBanner();
+  Gtk::Widget& makeProduct(const Product& product);
+  Gtk::Widget& makeCart();
+  Gtk::Widget& makeAbout();
+  Gtk::Button& makeButton(const std::string& name, const std::string& text,
+                          const std::vector<Glib::ustring>& classes);
+
+  void addToCart(const Product& product);
+  void buy(const Product& product);
+  void checkOut();
+  void refreshCart();
+  void say(const std::string& text);
+  void printLayoutSoon();
+  void printLayoutNow();
+
+  TorvelinSDK& _analytics;
+  bool _printsLayout = false;
+  std::map<const Product*, int> _cart;
+  std::vector<std::pair<std::string, Gtk::Widget*>> _buttons;
+  std::map<std::string, Gtk::ToggleButton*> _tabs;
+  Gtk::Stack _pages;
+  Gtk::Box _cartLines{Gtk::Orientation::VERTICAL, 10};
+  Gtk::Label _cartTotal;
+  Gtk::Button* _checkOut = nullptr;
+  Gtk::Revealer _toast;
+  Gtk::Label _toastText;
+  sigc::connection _toastEnd;
+};

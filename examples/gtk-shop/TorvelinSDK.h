@@ -1,0 +1,26 @@
+#pragma once
+
+#include <oqsdk/oqsdk.h>
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+/// The shop's analytics. Every event becomes an upload dictionary and goes through saveUploadInfo, which
+/// "uploads" it to the terminal. The class knows nothing of in-app messages: what it records, others may
+/// watch.
+class TorvelinSDK : public oq::Object {
+  OQ_CLASS(TorvelinSDK)
+
+ public:
+  using Properties = std::initializer_list<std::pair<const char*, std::string>>;
+
+  TorvelinSDK(std::string appKey, std::string userId);
+  void track(const std::string& event, Properties properties);
+
+ private:
+  void _saveUploadInfo(const oq::Value& info, const std::string& event, const oq::UploadHandler& handler);
+
+  std::string _appKey;
+  std::string _userId;
+};

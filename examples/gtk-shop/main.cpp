@@ -1,0 +1,94 @@
+#include <glibmm.h>
+#include <oqsdk/gtk/GtkHost.h>
+#include <oqsdk/oqsdk.h>
+
+#include <iostream>
+
+#include "ShopWindow.h"
+#include "TorvelinSDK.h"
+
+namespace {
+
+constexpr const char* applicationId = "com.torvelin.shop";
+
+struct Options {
+  Glib::ustring user = "guest";
+  Glib::ustring appKey = "torvelin-shop";
+  std::string dataDirectory;
+  int environment = -1;
+  int width = 540;
+  int height = 960;
+  int quitAfter = 0;
+  bool printLayout = false;
+};
+
+Glib::OptionEntry entry(const char* name, const char* description, const char* argument = "") {
+  Glib::OptionEntry option;
+  option.set_long_name(name);
+  option.set_description(description);
+  option.set_arg_description(argument);
+  return option;
+}
+
+/// Throws Glib::Error for an option that it does not know.
+Options readOptions(int& argc, char**& argv) {
+  Options options;
+  Glib::OptionGroup group("shop", "Shop");
+  group.add_entry(entry("user", "Who is shopping", "ID"), options.user);
+  group.add_entry(entry("app-key", "The key that the campaign server knows", "KEY"), options.appKey);
+  group.add_entry(entry("env", "0 production, 1 test, 2 development; kept for later runs", "N"),
+                  options.environment);
+  group.add_entry_filename(entry("data-dir", "Where the data lies", "DIR"), options.dataDirectory);
+  group.add_entry(entry("width", "Width of the window", "POINTS"), options.width);
+  group.add_entry(entry("height", "Height of the window", "POINTS"), options.height);
+  group.add_entry(entry("quit-after", "Close the shop after a while", "SECONDS"), options.quitAfter);
+  group.add_entry(entry("print-layout", "Print where the buttons are"), options.printLayout);
+  Glib::OptionContext context;
+  context.set_main_group(group);
+  context.parse(argc, argv);
+  return options;
+}
+
+/// All that the shop does to show in-app messages.
+void startMessages(Gtk::Window& window, const Options& options) {
+  oq::gtk::AttachOptions attachment;
+  attachment.applicationIdentifier = applicationId;
+  attachment.applicationVersion = "1.0";
+  attachment.dataDirectory = options.dataDirectory;
+  oq::gtk::attach(window, attachment);
+
+  auto config = oq::TorvelinOqConfig::defaultConfig();
+  config->setAppKey(options.appKey);
+  if (options.environment >= 0) config->setEnvType(static_cast<std::uint64_t>(options.environment));
+  oq::TorvelinOqManager::startWithConfig(config);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Glib::init();
+  Options options;
+  try {
+    options = readOptions(argc, argv);
+  } catch (const Glib::Error& error) {
+    std::cerr << "gtk-shop: " << error.what() << "\n";
+    return 2;
+  }
+
+  auto application = Gtk::Application::create(applicationId, Gio::Application::Flags::NON_UNIQUE);
+  TorvelinSDK analytics(options.appKey, options.user);
+  application->signal_activate().connect([&] {
+    auto* window = new ShopWindow(analytics, options.width, options.height);
+    window->signal_hide().connect([window] { delete window; });
+    application->add_window(*window);
+    if (options.printLayout) window->printLayout();
+    startMessages(*window, options);
+    window->present();
+    window->showPage("products");
+    if (options.quitAfter > 0) {
+      auto quit = [application] { application->quit(); };
+      Glib::signal_timeout().connect_seconds_once(quit, static_cast<unsigned>(options.quitAfter));
+    }
+  });
+  return application->run();
+}
