@@ -328,11 +328,14 @@ void ShopWindow::printLayoutSoon() {
 
 void ShopWindow::printLayoutNow() {
   for (const auto& [name, widget] : _buttons) {
-    double x = 0, y = 0;
+    // What is scrolled out of its page cannot be touched.
+    Gtk::Widget& area = widget->is_ancestor(_pages) ? static_cast<Gtk::Widget&>(_pages) : *this;
+    double x = 0, y = 0, areaX = 0, areaY = 0;
+    double width = widget->get_width(), height = widget->get_height();
     if (!widget->get_mapped()) continue;
-    if (!widget->translate_coordinates(*this, widget->get_width() / 2.0, widget->get_height() / 2.0, x, y))
-      continue;
-    if (x < 0 || y < 0 || x >= get_width() || y >= get_height()) continue;
+    if (!widget->translate_coordinates(*this, width / 2, height / 2, x, y)) continue;
+    if (!widget->translate_coordinates(area, width / 2, height / 2, areaX, areaY)) continue;
+    if (areaX < 0 || areaY < 0 || areaX >= area.get_width() || areaY >= area.get_height()) continue;
     std::cout << "widget " << name << " " << static_cast<int>(x) << " " << static_cast<int>(y) << "\n";
   }
   std::cout << std::flush;
