@@ -126,6 +126,44 @@ void evenLines(PangoLayout* layout) {
   pango_attr_list_unref(attributes);
 }
 
+/// Where a line of text may be stretched: after a space, and after an ideograph, but not at the line's end.
+std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* text) {
+  std::vector<PangoGlyphInfo*> gaps;
+  PangoGlyphInfo* last = nullptr;
+  for (const GSList* node = line.runs; node; node = node->next) {
+    const auto* run = static_cast<const PangoLayoutRun*>(node->data);
+    const PangoGlyphString& glyphs = *run->glyphs;
+    bool leftToRight = run->item->analysis.level % 2 == 0;
+    for (int i = 0; i < glyphs.num_glyphs; ++i) {
+      bool endsCluster = i + 1 == glyphs.num_glyphs || glyphs.log_clusters[i + 1] != glyphs.log_clusters[i];
+      if (!endsCluster || glyphs.glyphs[i].geometry.width == 0) continue;
+      last = &glyphs.glyphs[i];
+      gunichar character = g_utf8_get_char(text + run->item->offset + glyphs.log_clusters[i]);
+      if (character == ' ' || (leftToRight && g_unichar_iswide(character))) gaps.push_back(last);
+    }
+  }
+  if (!gaps.empty() && gaps.back() == last) gaps.pop_back();
+  return gaps;
+}
+
+/// Stretches every line but the last of each paragraph to the width. Pango itself stretches nothing but
+/// spaces as soon as a line has one, which tears holes into lines of mixed scripts.
+void justify(PangoLayout* layout) {
+  for (GSList* node = pango_layout_get_lines(layout); node && node->next; node = node->next) {
+    if (static_cast<PangoLayoutLine*>(node->next->data)->is_paragraph_start) continue;
+    auto* line = static_cast<PangoLayoutLine*>(node->data);
+    PangoRectangle extents;
+    pango_layout_line_get_extents(line, nullptr, &extents);
+    int slack = pango_layout_get_width(layout) - extents.width;
+    auto gaps = gapsIn(*line, pango_layout_get_text(layout));
+    for (std::size_t left = gaps.size(); left > 0 && slack > 0; --left) {
+      int share = slack / static_cast<int>(left);
+      gaps[left - 1]->geometry.width += share;
+      slack -= share;
+    }
+  }
+}
+
 }  // namespace
 
 /// The part of the lines that is drawn.
@@ -153,11 +191,11 @@ TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, doubl
   if (bounded) pango_layout_set_width(_layout, static_cast<int>(std::ceil(width * PANGO_SCALE)));
   pango_layout_set_wrap(_layout, PANGO_WRAP_WORD_CHAR);
   pango_layout_set_spacing(_layout, static_cast<int>(std::lround(spacing * PANGO_SCALE)));
-  pango_layout_set_justify(_layout, text.paragraphStyle.alignment == NSTextAlignment::Justified);
   pango_layout_set_text(_layout, valid.data(), static_cast<int>(valid.size()));
   PangoDirection direction = pango_layout_get_direction(_layout, 0);
   pango_layout_set_alignment(_layout, alignmentFor(text.paragraphStyle.alignment, direction));
   evenLines(_layout);
+  if (bounded && text.paragraphStyle.alignment == NSTextAlignment::Justified) justify(_layout);
   PangoRectangle logical;
   pango_layout_get_extents(_layout, nullptr, &logical);
   _size = {points(logical.width), points(logical.height)};
@@ -198,7 +236,6 @@ PangoLayout* TextLayout::shortenedLine(const Shown& shown) const {
   if (lineEndsParagraph) paragraph += "\u2026";
   PangoLayout* shortened = pango_layout_copy(_layout);
   pango_layout_set_text(shortened, paragraph.data(), static_cast<int>(paragraph.size()));
-  pango_layout_set_justify(shortened, FALSE);
   pango_layout_set_ellipsize(shortened, PANGO_ELLIPSIZE_END);
   return shortened;
 }

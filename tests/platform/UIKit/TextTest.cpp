@@ -131,6 +131,9 @@ TEST(Text, Aligns) {
   const std::string twoLines = "several words that need two lines";
   EXPECT_GE(inkOf(twoLines, NSTextAlignment::Justified).right, 197);
   EXPECT_GT(inkOf(twoLines, NSTextAlignment::Justified).right, inkOf(twoLines, NSTextAlignment::Left).right);
+  EXPECT_GE(inkOf("限时优惠所有商品八折起每日精选", NSTextAlignment::Justified).right, 197)
+      << "without spaces too";
+  EXPECT_LT(inkOf("one\ntwo", NSTextAlignment::Justified).right, 120) << "each paragraph has a last line";
 }
 
 TEST(Text, ShortensWhatIsTooLongWithAnEllipsis) {
