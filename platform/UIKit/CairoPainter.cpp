@@ -152,12 +152,14 @@ void CairoPainter::pushClip(CGRect rect, double cornerRadius) {
 void CairoPainter::pushOpacity(double opacity) {
   cairo_push_group(_cr);
   _groups.push_back(opacity);
+  _groupIsEmpty = true;
 }
 
 void CairoPainter::pop() {
   double opacity = _groups.back();
   _groups.pop_back();
   if (opacity < 0) return cairo_restore(_cr);
+  _groupIsEmpty = false;
   cairo_pop_group_to_source(_cr);
   cairo_paint_with_alpha(_cr, opacity);
 }
@@ -169,12 +171,17 @@ void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
     addRoundedRect(_cr, rect, cornerRadius);
   } else {
     addRect(_cr, snapped(rect));
+    // Over nothing, blending only costs time.
+    if (_groupIsEmpty) cairo_set_operator(_cr, CAIRO_OPERATOR_SOURCE);
   }
   cairo_fill(_cr);
+  cairo_set_operator(_cr, CAIRO_OPERATOR_OVER);
+  _groupIsEmpty = false;
 }
 
 void CairoPainter::content(LayerContent& content, CGRect destination, double opacity) {
   if (destination.isEmpty() || content.size().width <= 0 || content.size().height <= 0) return;
+  _groupIsEmpty = false;
   SurfaceCache* cache = cacheOf(content, _scale);
   if (!cache) return drawUncached(content, destination, opacity);
 
@@ -215,6 +222,7 @@ void CairoPainter::drawUncached(const LayerContent& content, CGRect destination,
 void CairoPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
                                double radius) {
   if (rect.isEmpty()) return;
+  _groupIsEmpty = false;
   auto mask = ShadowMask::forShape(rect.size, cornerRadius, radius, _scale);
   if (mask)
     paintMask(_cr, *mask, snapped(CGPoint{rect.minX() + offset.width, rect.minY() + offset.height}), colour);
@@ -224,6 +232,7 @@ void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UICo
                                  double radius) {
   SurfaceCache* cache = destination.isEmpty() ? nullptr : cacheOf(content, _scale);
   if (!cache) return;
+  _groupIsEmpty = false;
   if (cache->shadowRadius != radius) {
     cache->shadow = ShadowMask::make(content.size(), radius, _scale, [cache](cairo_t* cr) {
       cairo_set_source_surface(cr, cache->surface, 0, 0);

@@ -34,6 +34,7 @@ class CairoPainter : public Painter {
   cairo_t* _cr;
   double _scale;
   std::vector<double> _groups;  ///< one entry a push: the opacity of a group, or below 0 for a plain save
+  bool _groupIsEmpty = false;   ///< nothing was painted into the innermost group yet
 };
 
 /// A path of the rectangle with rounded corners, for whoever draws.
