@@ -2,12 +2,17 @@
 function(oqsdk_own_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                          -Woverloaded-virtual -Wcast-align -Werror)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # GCC 12 sees overlaps in std::string's operator+ that cannot be (its bug 105651).
+    target_compile_options(${target} PRIVATE -Wno-restrict)
+  endif()
   if(OQSDK_SANITIZE)
     target_compile_options(${target} PUBLIC -fsanitize=${OQSDK_SANITIZE} -fno-omit-frame-pointer)
     target_link_options(${target} PUBLIC -fsanitize=${OQSDK_SANITIZE})
   endif()
   get_target_property(type ${target} TYPE)
-  if(BUILD_SHARED_LIBS)
-    target_compile_definitions(${target} PRIVATE OQSDK_BUILDING_SHARED)
+  if(type STREQUAL "SHARED_LIBRARY")
+    # What a host needs of the library and the library does not export fails here, not in the application.
+    target_link_options(${target} PRIVATE LINKER:-z,defs)
   endif()
 endfunction()

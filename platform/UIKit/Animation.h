@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "oqsdk/Export.h"
+
 namespace oq {
 
 class UIView;
@@ -26,7 +28,7 @@ struct AnimationGroup {
 };
 
 /// The running animations of all windows. Time is given to it; it never asks for one of its own.
-class AnimationEngine {
+class OQSDK_EXPORT AnimationEngine {
  public:
   static AnimationEngine& shared();
 

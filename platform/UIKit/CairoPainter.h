@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "UIKit/Painter.h"
+#include "oqsdk/Export.h"
 
 typedef struct _cairo cairo_t;
 
@@ -11,7 +12,7 @@ namespace oq {
 /// Paints into any Cairo context whose user space is in points (its owner has scaled it); `scale` is the
 /// number of pixels a point, in which contents are cached as surfaces. Rectangles and contents are put on
 /// whole pixels, so that edges and text stay crisp wherever the layout places them. Main thread only.
-class CairoPainter : public Painter {
+class OQSDK_EXPORT CairoPainter : public Painter {
  public:
   CairoPainter(cairo_t* cr, double scale);
   ~CairoPainter() override;

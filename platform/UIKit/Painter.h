@@ -2,6 +2,7 @@
 
 #include "CoreGraphics/Color.h"
 #include "CoreGraphics/Geometry.h"
+#include "oqsdk/Export.h"
 
 namespace oq {
 
@@ -37,9 +38,9 @@ class Painter {
 /// Paints the window's tree as it looks at `now`: shadow, background, content, subviews by z position and
 /// then order, clipped to the rounded bounds; a group is used only when something translucent has more than
 /// one thing to blend.
-void paintWindow(UIWindow& window, Painter& painter, double now);
+OQSDK_EXPORT void paintWindow(UIWindow& window, Painter& painter, double now);
 /// The colour with which views that fill the surroundings of the stage cover them at `now`; clear when none
 /// does.
-UIColor surroundingsColor(UIWindow& window, double now);
+OQSDK_EXPORT UIColor surroundingsColor(UIWindow& window, double now);
 
 }  // namespace oq

@@ -5,6 +5,7 @@
 #include "CoreGraphics/Color.h"
 #include "CoreGraphics/Geometry.h"
 #include "UIKit/UIFont.h"
+#include "oqsdk/Export.h"
 
 typedef struct _cairo cairo_t;
 typedef struct _PangoLayout PangoLayout;
@@ -61,6 +62,6 @@ void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, U
               int numberOfLines, bool centredVertically);
 
 /// Loads fonts and shapes a first text, so that the first window does not wait for it. Any thread, once.
-void warmUpText();
+OQSDK_EXPORT void warmUpText();
 
 }  // namespace oq

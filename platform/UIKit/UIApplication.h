@@ -6,6 +6,7 @@
 #include "CoreGraphics/Geometry.h"
 #include "UIKit/UIHost.h"
 #include "UIKit/UIWindow.h"
+#include "oqsdk/Export.h"
 
 namespace oq {
 
@@ -25,7 +26,7 @@ class UIScene {
 };
 
 /// What is installed: the host and its scenes, in the order in which they were attached. Main thread only.
-class UIApplication {
+class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();
 
@@ -58,6 +59,6 @@ class UIApplication {
 
 /// A window with the root that pages are pushed on later: a navigation controller with a hidden bar over a transparent
 /// controller that takes no touches, so that the host's own widgets stay in reach.
-std::shared_ptr<UIWindow> makeHostWindow(CGRect frame);
+OQSDK_EXPORT std::shared_ptr<UIWindow> makeHostWindow(CGRect frame);
 
 }  // namespace oq

@@ -12,6 +12,7 @@
 #include "UIKit/MainObject.h"
 #include "UIKit/UITouch.h"
 #include "oqsdk/Runtime.h"
+#include "oqsdk/Export.h"
 
 namespace oq {
 
@@ -21,7 +22,7 @@ class UIGestureRecognizer;
 /// A rectangle on screen that paints itself, holds subviews and takes touches. Made with makeMainObject() (or
 /// std::make_shared in a test on the main thread), since subviews can be added only after construction; a superview
 /// owns its subviews and is known to them weakly. Main thread only.
-class UIView : public Object, public std::enable_shared_from_this<UIView> {
+class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<UIView> {
   OQ_CLASS(UIView)
 
  public:

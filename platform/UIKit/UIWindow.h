@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "UIKit/UIView.h"
+#include "oqsdk/Export.h"
 
 namespace oq {
 
@@ -12,7 +13,7 @@ class UIViewController;
 /// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
 /// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
 /// host has below. Main thread only.
-class UIWindow : public UIView {
+class OQSDK_EXPORT UIWindow : public UIView {
   OQ_CLASS(UIWindow)
 
  public:
