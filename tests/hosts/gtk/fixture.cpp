@@ -54,6 +54,7 @@ class Fixture {
         {"animate", [this](auto& in) { animate(in); }},
         {"child", [this](auto& in) { setChild(in); }},
         {"rehome", [this](auto&) { rehome(); }},
+        {"above", [this](auto&) { addAbove(); }},
         {"hide", [this](auto&) { _window->set_visible(false); }},
         {"show", [this](auto&) { _window->set_visible(true); }},
         {"close", [this](auto&) { _window->close(); }},
@@ -140,6 +141,15 @@ class Fixture {
     in >> name;
     if (name.empty()) return _window->unset_child();
     _window->set_child(makeButton(name));
+  }
+
+  /// Something of the host's own that lies above the library's views.
+  void addAbove() {
+    auto& button = makeButton("above");
+    button.set_halign(Gtk::Align::START);
+    button.set_valign(Gtk::Align::START);
+    button.set_size_request(200, 200);
+    dynamic_cast<Gtk::Overlay&>(*_window->get_child()).add_overlay(button);
   }
 
   /// What a host does that puts a frame around the child it has.

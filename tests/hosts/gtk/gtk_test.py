@@ -181,6 +181,16 @@ class GtkHost(unittest.TestCase):
         pointer("click", 1)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
+    def test_what_the_host_puts_above_comes_first(self):
+        fixture = self.start(400, 700, "overlay")
+        fixture.do("view 100 100 200 100")
+        fixture.do("above")
+        fixture.quiet_frames()
+        click(150, 150)
+        self.assertEqual(fixture.await_line("above clicked"), ["above clicked"])
+        click(250, 150)
+        self.assertEqual(fixture.await_line("view ended")[0], "view began 250 150")
+
     def test_a_touch_is_cancelled_when_its_window_is_hidden(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
