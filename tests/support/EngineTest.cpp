@@ -4,9 +4,12 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <iterator>
-#include <regex>
+#include <sstream>
+#include <string_view>
 
 #include "Foundation/FileManager.h"
 #include "Foundation/Format.h"
@@ -45,6 +48,16 @@ std::uintmax_t logSize() {
   return std::filesystem::file_size(OQLogger::getInstance().logFilePath());
 }
 
+/// The time and two blanks; a letter stands for a digit.
+constexpr std::string_view stamp = "yyyy-MM-dd HH:mm:ss.SSS  ";
+
+bool beginsAnEntry(std::string_view line) {
+  if (line.size() < stamp.size()) return false;
+  return std::equal(stamp.begin(), stamp.end(), line.begin(), [](char expected, char found) {
+    return std::isalpha(expected) ? std::isdigit(found) : expected == found;
+  });
+}
+
 std::string logTextFrom(std::uintmax_t offset) {
   OQLogger::getInstance().flush();
   std::ifstream file(OQLogger::getInstance().logFilePath(), std::ios::binary);
@@ -58,6 +71,12 @@ std::vector<std::string> RecordingEngine::shownIds() const {
   std::vector<std::string> ids;
   for (const Shown& each : shown()) ids.push_back(descriptionOf(each.window->windowId()));
   return ids;
+}
+
+void RecordingEngine::closeAll() {
+  std::vector<Shown> closed;
+  std::lock_guard lock(_mutex);
+  closed.swap(_shown);
 }
 
 WorldTest::WorldTest() : _folder(freshFolder()) {
@@ -88,14 +107,14 @@ void WorldTest::setDate(Date date) {
 }
 
 std::vector<std::string> WorldTest::logEntries() const {
-  const std::string text = logTextFrom(_logStart);
-  static const std::regex stamp(R"((?:^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}  )");
   std::vector<std::string> entries;
-  for (std::sregex_iterator at(text.begin(), text.end(), stamp), end; at != end; ++at) {
-    const auto next = std::next(at);
-    const auto begin = at->position() + at->length();
-    const auto stop = next == end ? static_cast<std::ptrdiff_t>(text.size()) - 1 : next->position();
-    entries.push_back(text.substr(begin, stop - begin));
+  std::istringstream text(logTextFrom(_logStart));
+  for (std::string line; std::getline(text, line);) {
+    if (beginsAnEntry(line)) {
+      entries.push_back(line.substr(stamp.size()));
+    } else {
+      entries.back() += "\n" + line;
+    }
   }
   return entries;
 }
@@ -106,9 +125,20 @@ std::vector<std::string> WorldTest::logEntriesButRequests() const {
   return entries;
 }
 
-void EngineTest::relaunch() {
+EngineTest::~EngineTest() {
+  quit();
+}
+
+void EngineTest::quit() {
   settle();
+  if (!engine) return;
+  engine->closeAll();
+  EXPECT_EQ(engine.use_count(), 1) << "somebody still holds the engine";
   engine.reset();
+}
+
+void EngineTest::relaunch() {
+  quit();
   closeAllUserDefaults();
   engine = std::make_shared<RecordingEngine>();
 }

@@ -27,6 +27,8 @@ class RecordingEngine : public OQSDKManager {
     return _shown;
   }
   std::vector<std::string> shownIds() const;
+  /// Takes the windows off; each holds the engine as long as it is shown.
+  void closeAll();
 
  protected:
   void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action) override {
@@ -68,7 +70,10 @@ class WorldTest : public ::testing::Test {
 
 class EngineTest : public WorldTest {
  protected:
-  /// Ends the process's life as far as the engine is concerned, and begins the next.
+  ~EngineTest() override;
+  /// Ends the process's life as far as the engine is concerned.
+  void quit();
+  /// The same, and begins the next life.
   void relaunch();
   /// Waits for all answers, then runs what they queued on the main queue, until nothing is left.
   void settle();
