@@ -94,8 +94,8 @@ class TreePainter {
       CGRect inside = state.masksToBounds ? visible.intersection(bounds) : visible;
       for (UIView* child : paintOrder(view, _now)) paint(*child, inside, opacity);
     }
-    if (seen) paintScrollIndicators(view, bounds, opacity);
     if (state.masksToBounds) _painter.pop();
+    if (seen) paintScrollIndicators(view, bounds, opacity);
   }
 
   void paintShadow(UIView& view, const LayerState& state, double opacity) {
@@ -127,24 +127,33 @@ class TreePainter {
     if (rounded) _painter.pop();
   }
 
-  /// A slim bar over the subviews that tells which part of the content shows, while there is more than fits.
+  /// Slim bars that tell which part of the content shows, while there is more than fits. They stand beside
+  /// the view where its superview leaves room for them, so as not to strike through what is shown, else
+  /// inside its edge.
   void paintScrollIndicators(UIView& view, const CGRect& bounds, double opacity) {
     auto* scroll = dynamic_cast<UIScrollView*>(&view);
     if (!scroll) return;
     CGSize content = scroll->contentSize();
+    CGSize room = roomBeside(view);
     if (scroll->showsVerticalScrollIndicator() && content.height > bounds.size.height + 0.5) {
       Bar bar = barFor(bounds.size.height, content.height, bounds.origin.y);
-      fillBar(
-          CGRectMake(bounds.maxX() - kThickness - kGap, bounds.minY() + bar.start, kThickness, bar.length),
-          opacity);
+      double x = bounds.maxX() + distance(room.width);
+      fillBar(CGRectMake(x, bounds.minY() + bar.start, kThickness, bar.length), opacity);
     }
     if (scroll->showsHorizontalScrollIndicator() && content.width > bounds.size.width + 0.5) {
       Bar bar = barFor(bounds.size.width, content.width, bounds.origin.x);
-      fillBar(
-          CGRectMake(bounds.minX() + bar.start, bounds.maxY() - kThickness - kGap, bar.length, kThickness),
-          opacity);
+      double y = bounds.maxY() + distance(room.height);
+      fillBar(CGRectMake(bounds.minX() + bar.start, y, bar.length, kThickness), opacity);
     }
   }
+
+  static CGSize roomBeside(const UIView& view) {
+    auto parent = view.superview();
+    if (!parent) return {};
+    CGRect bounds = parent->bounds(), frame = view.frame();
+    return {bounds.maxX() - frame.maxX(), bounds.maxY() - frame.maxY()};
+  }
+  static double distance(double room) { return room >= kThickness + 2 * kGap ? kGap : -kThickness - kGap; }
 
   struct Bar {
     double start, length;
@@ -159,7 +168,7 @@ class TreePainter {
     if (!rect.isEmpty()) _painter.fill(rect, kThickness / 2, {0, 0, 0, 0.35 * opacity});
   }
 
-  static constexpr double kThickness = 3, kGap = 1, kShortestBar = 24;
+  static constexpr double kThickness = 3, kGap = 2, kShortestBar = 24;
   Painter& _painter;
   double _now;
 };

@@ -218,8 +218,11 @@ TEST_F(Painting, ShowsAScrollIndicatorWhileThereIsMoreToSee) {
     return canvas.ink();
   };
   auto atTop = rows();
-  EXPECT_GT(atTop.left, 40);
-  EXPECT_LE(atTop.right, 50);
+  EXPECT_GT(atTop.left, 50) << "beside the view, where there is room";
+  EXPECT_LT(atTop.right, 60);
+  scroll->setFrame(CGRectMake(50, 0, 50, 100));
+  EXPECT_GT(rows().left, 90) << "inside, where there is none";
+  EXPECT_EQ(rows().right, 98);
   EXPECT_LT(atTop.top, 5);
   scroll->setContentOffset({0, 300});
   EXPECT_GT(rows().bottom, 95);
