@@ -72,7 +72,7 @@ class Screen:
         if not self.display:
             read, write = os.pipe()
             self._xvfb = subprocess.Popen(
-                ["Xvfb", "-displayfd", str(write), "-screen", "0", "900x1100x24", "-nolisten", "tcp"],
+                ["Xvfb", "-displayfd", str(write), "-screen", "0", "540x960x24", "-nolisten", "tcp"],
                 pass_fds=[write], stderr=subprocess.DEVNULL)
             os.close(write)
             with os.fdopen(read) as pipe:
@@ -91,8 +91,7 @@ class Screen:
         return int(values["X"]), int(values["Y"])
 
     def click(self, x, y):
-        self.xdotool("mousemove", "--sync", round(x), round(y))
-        self.xdotool("click", 1)
+        self.xdotool("mousemove", round(x), round(y), "click", 1)
 
     def shoot(self):
         raw = subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "ppm:-"], env=self.environment,
@@ -184,7 +183,7 @@ class Demo:
     def first_start(self):
         print("First start, with nothing stored")
         self.start_shop()
-        buy = self.widget("buy")
+        buy = self.widget("buy-mug")
         self.await_("the login is answered", lambda: "login data:" in self.log())
         self.say("logged in; no user is known yet, so no campaign is fetched: the user's id comes with the first event")
         self.screen.click(*buy)
@@ -194,7 +193,7 @@ class Demo:
     def second_start(self):
         print("Second start, the user is known")
         self.start_shop()
-        buy = self.widget("buy")
+        buy = self.widget("buy-mug")
         self.await_("the campaigns are fetched", lambda: "in_app data:" in self.log())
         self.say("campaigns fetched")
         self.screen.shoot().keep("1-shop.png")
@@ -231,7 +230,7 @@ class Demo:
     def interactive(self):
         print("First start: makes the user known (campaigns are fetched only for a known user)")
         self.start_shop()
-        self.widget("buy")
+        self.widget("buy-mug")
         self.say("press a button in the shop, close it, and it starts again with campaigns")
         while self.shop.process.wait() == 0 and not re.search("^event ", "\n".join(self.shop.said), re.M):
             self.start_shop()
