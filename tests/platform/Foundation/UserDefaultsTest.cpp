@@ -174,6 +174,9 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
     return ::read(end, &byte, 1) == 1;
   };
   pid_t child = ::fork();
+  // Each side keeps its own ends alone, so that the other's death is seen as the end of the pipe.
+  ::close(child == 0 ? toChild[1] : toChild[0]);
+  ::close(child == 0 ? toParent[0] : toParent[1]);
   if (child == 0) {
     bool ok = true;
     for (int round = 0; round < 50 && ok; ++round) {
@@ -185,7 +188,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   }
   for (int round = 0; round < 50; ++round) {
     suite()->setInteger(2 * round, "shared");
-    ASSERT_TRUE(signal(toChild[1]) && await(toParent[0]));
+    ASSERT_TRUE(signal(toChild[1]) && await(toParent[0])) << "the child did not see this process's value";
     ASSERT_EQ(suite()->integerForKey("shared"), 2 * round + 1);
     // Equal to what this process wrote before, but not to what is stored.
     suite()->setInteger(2 * round, "shared");
@@ -194,7 +197,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   int status = -1;
   ::waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-  for (int end : {toChild[0], toChild[1], toParent[0], toParent[1]}) ::close(end);
+  for (int end : {toChild[1], toParent[0]}) ::close(end);
 }
 
 TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
