@@ -159,7 +159,7 @@ class Demo:
         return x + float(match[1]), y + float(match[2])
 
     def events(self):
-        with urllib.request.urlopen(f"https://localhost:{PORT}/events", context=self._tls, timeout=20) as answer:
+        with urllib.request.urlopen(f"https://127.0.0.1:{PORT}/events", context=self._tls, timeout=20) as answer:
             listed = json.load(answer)
         return [e.get("event", e) for e in (listed["events"] if isinstance(listed, dict) else listed)]
 

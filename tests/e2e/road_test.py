@@ -70,7 +70,7 @@ class Server:
         self._tls = ssl.create_default_context(cafile=self.authority)
 
     def events(self):
-        with urllib.request.urlopen(f"https://localhost:{PORT}/events", context=self._tls, timeout=20) as answer:
+        with urllib.request.urlopen(f"https://127.0.0.1:{PORT}/events", context=self._tls, timeout=20) as answer:
             listed = json.load(answer)
         return listed["events"] if isinstance(listed, dict) else listed
 
