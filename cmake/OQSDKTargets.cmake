@@ -1,7 +1,10 @@
 # Flags of our own targets, and of nothing else.
 function(oqsdk_own_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
-                         -Woverloaded-virtual -Wcast-align -Werror)
+                         -Woverloaded-virtual -Wcast-align)
+  if(OQSDK_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # GCC 12 sees overlaps in std::string's operator+ that cannot be (its bug 105651).
     target_compile_options(${target} PRIVATE -Wno-restrict)
