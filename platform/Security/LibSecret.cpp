@@ -1,0 +1,66 @@
+#include "Security/LibSecret.h"
+
+#include <dlfcn.h>
+
+namespace oq {
+namespace {
+
+template <class Function>
+bool find(void* library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(::dlsym(library, name));
+  return function != nullptr;
+}
+
+GObject* constructService(GType type, guint count, GObjectConstructParam* properties) {
+  auto* parent = static_cast<GObjectClass*>(g_type_class_peek(g_type_parent(type)));
+  GObject* service = parent->constructor(type, count, properties);
+  // Overwrites what the library's constructor has just set, while that is still allowed.
+  g_object_set(service, "g-bus-type", G_BUS_TYPE_NONE, "g-flags", G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START,
+               nullptr);
+  return service;
+}
+
+GType registerServiceType(GType libraryType) {
+  GTypeQuery sizes{};
+  g_type_query(libraryType, &sizes);
+  if (sizes.type == 0) return G_TYPE_INVALID;
+  auto initializeClass = [](void* objectClass, void*) {
+    static_cast<GObjectClass*>(objectClass)->constructor = constructService;
+  };
+  return g_type_register_static_simple(libraryType, "OQSecretService", sizes.class_size, initializeClass,
+                                       sizes.instance_size, nullptr, static_cast<GTypeFlags>(0));
+}
+
+bool findAll(void* library, LibSecret& functions) {
+  GType (*libraryType)() = nullptr;
+  if (!find(library, "secret_service_get_type", libraryType)) return false;
+  functions.serviceType = registerServiceType(libraryType());
+  return functions.serviceType != G_TYPE_INVALID &&
+         find(library, "secret_service_encode_dbus_secret", functions.encodeSecret) &&
+         find(library, "secret_collection_for_alias_sync", functions.collectionForAlias) &&
+         find(library, "secret_collection_get_locked", functions.collectionIsLocked) &&
+         find(library, "secret_collection_search_sync", functions.search) &&
+         find(library, "secret_item_get_attributes", functions.itemAttributes) &&
+         find(library, "secret_item_load_secret_sync", functions.loadSecret) &&
+         find(library, "secret_item_get_secret", functions.itemSecret) &&
+         find(library, "secret_item_set_secret_sync", functions.setSecret) &&
+         find(library, "secret_item_set_attributes_sync", functions.setAttributes) &&
+         find(library, "secret_value_new", functions.newBytes) &&
+         find(library, "secret_value_get", functions.bytes) &&
+         find(library, "secret_value_unref", functions.unrefBytes);
+}
+
+const LibSecret* load() {
+  static LibSecret functions{};
+  void* library = ::dlopen("libsecret-1.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  return library && findAll(library, functions) ? &functions : nullptr;
+}
+
+}  // namespace
+
+const LibSecret* LibSecret::shared() {
+  static const LibSecret* functions = load();
+  return functions;
+}
+
+}  // namespace oq

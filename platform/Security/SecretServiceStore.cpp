@@ -1,0 +1,133 @@
+#include "Security/SecretServiceStore.h"
+
+#include <chrono>
+#include <functional>
+#include <future>
+
+#include "Dispatch/BackgroundThread.h"
+#include "Security/SecretSession.h"
+
+namespace oq {
+namespace {
+
+constexpr auto Patience = std::chrono::seconds(2);
+constexpr auto CancellingPatience = std::chrono::milliseconds(500);
+
+using Items = std::vector<SecretSession::Item>;
+using Operation = std::function<OSStatus(const SecretSession&)>;
+
+/// What the caller and the operation's thread share, for as long as the longer of them needs it.
+struct Conversation {
+  ObjectRef<GCancellable> cancellable{g_cancellable_new()};
+  std::promise<OSStatus> outcome;
+};
+
+OSStatus converse(GCancellable* cancellable, const Operation& operation) {
+  // What arrives for the proxies goes to this context, not to the host's.
+  std::unique_ptr<GMainContext, void (*)(GMainContext*)> context(g_main_context_new(), g_main_context_unref);
+  g_main_context_push_thread_default(context.get());
+  OSStatus status = errSecNotAvailable;
+  try {
+    if (auto session = SecretSession::open(cancellable)) status = operation(*session);
+  } catch (const std::bad_alloc&) {
+    status = errSecAllocate;
+  }
+  // What proxies leave behind when they go is freed from here.
+  while (g_main_context_iteration(context.get(), FALSE)) {
+  }
+  g_main_context_pop_thread_default(context.get());
+  return status;
+}
+
+/// The operation must own what it uses: a caller who gives up leaves it behind.
+OSStatus runBounded(Operation operation) {
+  auto conversation = std::make_shared<Conversation>();
+  std::future<OSStatus> outcome = conversation->outcome.get_future();
+  bool started = startBackgroundThread("oq-keychain", [conversation, operation = std::move(operation)] {
+    conversation->outcome.set_value(converse(conversation->cancellable.get(), operation));
+  });
+  if (!started) return errSecNotAvailable;
+  if (outcome.wait_for(Patience) == std::future_status::ready) return outcome.get();
+  g_cancellable_cancel(conversation->cancellable.get());
+  // What ends well in spite of that has happened.
+  bool ended = outcome.wait_for(CancellingPatience) == std::future_status::ready;
+  return ended ? outcome.get() : errSecNotAvailable;
+}
+
+OSStatus applyChange(const SecretSession& session, const Items& items, const KeychainAttributes& query,
+                     const KeychainChange& change) {
+  std::vector<KeychainAttributes> after;
+  bool found = false;
+  for (const auto& item : items) {
+    bool isMeant = matches(item.attributes, query);
+    found = found || isMeant;
+    after.push_back(isMeant ? changed(item.attributes, change.attributes) : item.attributes);
+  }
+  if (!found) return errSecItemNotFound;
+  if (haveDuplicates(after)) return errSecDuplicateItem;
+  OSStatus status = errSecSuccess;
+  for (std::size_t i = 0; i < items.size() && status == errSecSuccess; ++i) {
+    if (!matches(items[i].attributes, query)) continue;
+    if (change.data) status = session.setData(items[i], *change.data);
+    bool differs = after[i] != items[i].attributes;
+    if (status == errSecSuccess && differs) status = session.setAttributes(items[i], after[i]);
+  }
+  return status;
+}
+
+}  // namespace
+
+bool SecretServiceStore::isUsable() {
+  return runBounded([](const SecretSession&) { return errSecSuccess; }) == errSecSuccess;
+}
+
+OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool wantsData,
+                                          KeychainItem& found) {
+  auto copy = std::make_shared<KeychainItem>();
+  OSStatus status = runBounded([query, wantsData, copy](const SecretSession& session) {
+    Items items;
+    if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
+    for (const auto& item : items) {
+      if (!matches(item.attributes, query)) continue;
+      copy->attributes = item.attributes;
+      return wantsData ? session.data(item, copy->data) : errSecSuccess;
+    }
+    return errSecItemNotFound;
+  });
+  if (status == errSecSuccess) found = std::move(*copy);
+  return status;
+}
+
+OSStatus SecretServiceStore::add(const KeychainItem& item) {
+  return runBounded([item](const SecretSession& session) {
+    Items items;
+    if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
+    std::vector<KeychainAttributes> after{item.attributes};
+    for (const auto& other : items) after.push_back(other.attributes);
+    return haveDuplicates(after) ? errSecDuplicateItem : session.create(item);
+  });
+}
+
+OSStatus SecretServiceStore::update(const KeychainAttributes& query, const KeychainChange& change) {
+  return runBounded([query, change](const SecretSession& session) {
+    Items items;
+    if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
+    return applyChange(session, items, query, change);
+  });
+}
+
+OSStatus SecretServiceStore::remove(const KeychainAttributes& query) {
+  return runBounded([query](const SecretSession& session) {
+    Items items;
+    if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
+    OSStatus status = errSecItemNotFound;
+    for (const auto& item : items) {
+      if (!matches(item.attributes, query)) continue;
+      status = session.remove(item);
+      if (status != errSecSuccess) break;
+    }
+    return status;
+  });
+}
+
+}  // namespace oq

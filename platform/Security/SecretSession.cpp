@@ -1,0 +1,242 @@
+#include "Security/SecretSession.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "Foundation/Bundle.h"
+
+namespace oq {
+namespace {
+
+constexpr const char* ServiceName = "org.freedesktop.secrets";
+constexpr const char* SchemaKey = "xdg:schema";
+constexpr const char* SchemaName = "oqsdk.GenericPassword";
+// The collection is shared by all programs of the user.
+constexpr const char* ApplicationKey = "application";
+constexpr int CallMilliseconds = 2000;
+
+struct UnrefVariant {
+  void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
+
+/// The failure of a call, freed with its owner.
+class Failure {
+ public:
+  ~Failure() { g_clear_error(&_error); }
+  GError** out() { return &_error; }
+  OSStatus status() const {
+    char* name = _error ? g_dbus_error_get_remote_error(_error) : nullptr;
+    bool isLocked = g_strcmp0(name, "org.freedesktop.Secret.Error.IsLocked") == 0;
+    g_free(name);
+    return isLocked ? errSecInteractionNotAllowed : errSecNotAvailable;
+  }
+
+ private:
+  GError* _error = nullptr;
+};
+
+/// Where the session bus is by the environment, or "". A kind of address that would start a program is none.
+std::string sessionBusAddress() {
+  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) {
+    std::string text = address;
+    bool starts = text.find("autolaunch:") != text.npos || text.find("unixexec:") != text.npos;
+    return starts ? "" : text;
+  }
+  const char* folder = std::getenv("XDG_RUNTIME_DIR");
+  if (!folder || *folder != '/') return "";
+  std::string socket = std::string(folder) + "/bus";
+  struct stat status {};
+  if (::stat(socket.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return "";
+  char* escaped = g_dbus_address_escape_value(socket.c_str());
+  std::string address = std::string("unix:path=") + escaped;
+  g_free(escaped);
+  return address;
+}
+
+using Table = std::unique_ptr<GHashTable, void (*)(GHashTable*)>;
+
+Table emptyTable() {
+  return Table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free), g_hash_table_unref);
+}
+
+void insert(const Table& table, std::string_view key, std::string_view text) {
+  g_hash_table_insert(table.get(), g_strndup(key.data(), key.size()), g_strndup(text.data(), text.size()));
+}
+
+/// The item's attributes with those by which this application's items are found.
+Table tableOf(const KeychainAttributes& attributes) {
+  Table table = emptyTable();
+  for (const auto& [name, text] : attributes) insert(table, name, text);
+  insert(table, SchemaKey, SchemaName);
+  insert(table, ApplicationKey, mainBundleIdentifier());
+  return table;
+}
+
+KeychainAttributes attributesOf(GHashTable* table) {
+  KeychainAttributes attributes;
+  GHashTableIter iterator;
+  void *key, *text;
+  g_hash_table_iter_init(&iterator, table);
+  while (g_hash_table_iter_next(&iterator, &key, &text)) {
+    attributes.emplace(static_cast<char*>(key), static_cast<char*>(text));
+  }
+  attributes.erase(SchemaKey);
+  attributes.erase(ApplicationKey);
+  return attributes;
+}
+
+GVariant* variantOf(const Table& table) {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("a{ss}"));
+  GHashTableIter iterator;
+  void *key, *text;
+  g_hash_table_iter_init(&iterator, table.get());
+  while (g_hash_table_iter_next(&iterator, &key, &text)) g_variant_builder_add(&builder, "{ss}", key, text);
+  return g_variant_builder_end(&builder);
+}
+
+/// What the user's password manager shows.
+std::string labelOf(const KeychainAttributes& attributes) {
+  auto label = attributes.find(kSecAttrLabel);
+  if (label != attributes.end() && !label->second.empty()) return label->second;
+  auto generic = attributes.find(kSecAttrGeneric);
+  return mainBundleIdentifier() + (generic == attributes.end() ? "" : " " + generic->second);
+}
+
+GVariant* propertiesOf(const KeychainAttributes& attributes) {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE("a{sv}"));
+  g_variant_builder_add(&builder, "{sv}", "org.freedesktop.Secret.Item.Label",
+                        g_variant_new_string(labelOf(attributes).c_str()));
+  g_variant_builder_add(&builder, "{sv}", "org.freedesktop.Secret.Item.Attributes",
+                        variantOf(tableOf(attributes)));
+  return g_variant_builder_end(&builder);
+}
+
+using SecretRef = std::unique_ptr<SecretBytes, void (*)(void*)>;
+
+SecretRef secretOf(const LibSecret& library, const Data& data) {
+  auto* bytes = reinterpret_cast<const char*>(data.data());
+  return SecretRef(
+      library.newBytes(bytes ? bytes : "", static_cast<gssize>(data.size()), "application/octet-stream"),
+      library.unrefBytes);
+}
+
+}  // namespace
+
+std::unique_ptr<SecretSession> SecretSession::open(GCancellable* cancellable) {
+  std::unique_ptr<SecretSession> session(new SecretSession(cancellable));
+  if (!session->connect() || !session->serviceRuns()) return nullptr;
+  session->_library = LibSecret::shared();
+  return session->_library && session->openCollection() ? std::move(session) : nullptr;
+}
+
+bool SecretSession::connect() {
+  std::string address = sessionBusAddress();
+  if (address.empty()) return false;
+  auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                 G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+  _connection.reset(
+      g_dbus_connection_new_for_address_sync(address.c_str(), flags, nullptr, _cancellable, nullptr));
+  return static_cast<bool>(_connection);
+}
+
+/// A service that has to be started first has no open collection, and some greet the user with a window.
+bool SecretSession::serviceRuns() const {
+  VariantRef answer(g_dbus_connection_call_sync(
+      _connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+      "NameHasOwner", g_variant_new("(s)", ServiceName), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE,
+      CallMilliseconds, _cancellable, nullptr));
+  gboolean runs = FALSE;
+  if (answer) g_variant_get(answer.get(), "(b)", &runs);
+  return runs;
+}
+
+/// The proxies are made afresh for every session, so that what they say of the lock is not a memory.
+bool SecretSession::openCollection() {
+  _service.reset(static_cast<SecretServiceProxy*>(g_initable_new(_library->serviceType, _cancellable, nullptr,
+                                                                 "g-connection", _connection.get(), "flags",
+                                                                 LibSecret::ServiceOpenSession, nullptr)));
+  if (!_service) return false;
+  _collection.reset(_library->collectionForAlias(_service.get(), "default", LibSecret::CollectionNone,
+                                                 _cancellable, nullptr));
+  return _collection && !_library->collectionIsLocked(_collection.get());
+}
+
+OSStatus SecretSession::items(std::vector<Item>& items) const {
+  Failure failure;
+  GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::SearchAll,
+                                  _cancellable, failure.out());
+  if (*failure.out()) return failure.status();
+  for (GList* link = found; link; link = link->next) {
+    Item item{ObjectRef<SecretItemProxy>(static_cast<SecretItemProxy*>(link->data)), {}};
+    Table attributes(_library->itemAttributes(item.proxy.get()), g_hash_table_unref);
+    item.attributes = attributesOf(attributes.get());
+    items.push_back(std::move(item));
+  }
+  g_list_free(found);
+  return errSecSuccess;
+}
+
+OSStatus SecretSession::data(const Item& item, Data& data) const {
+  Failure failure;
+  if (!_library->loadSecret(item.proxy.get(), _cancellable, failure.out())) return failure.status();
+  SecretRef secret(_library->itemSecret(item.proxy.get()), _library->unrefBytes);
+  // An item can be locked by itself.
+  if (!secret) return errSecInteractionNotAllowed;
+  gsize length = 0;
+  const char* bytes = _library->bytes(secret.get(), &length);
+  data.assign(bytes, bytes + length);
+  return errSecSuccess;
+}
+
+/// Two processes that add the same item at the same time make one of it, since the service replaces what has
+/// the same attributes.
+OSStatus SecretSession::create(const KeychainItem& item) const {
+  SecretRef secret = secretOf(*_library, item.data);
+  VariantRef encoded(g_variant_take_ref(_library->encodeSecret(_service.get(), secret.get())));
+  if (!encoded) return errSecNotAvailable;
+  GVariant* parameters =
+      g_variant_new("(@a{sv}@(oayays)b)", propertiesOf(item.attributes), encoded.get(), TRUE);
+  return call(_collection.get(), "CreateItem", parameters, "(oo)");
+}
+
+OSStatus SecretSession::setData(const Item& item, const Data& data) const {
+  Failure failure;
+  SecretRef secret = secretOf(*_library, data);
+  bool done = _library->setSecret(item.proxy.get(), secret.get(), _cancellable, failure.out());
+  return done ? errSecSuccess : failure.status();
+}
+
+OSStatus SecretSession::setAttributes(const Item& item, const KeychainAttributes& attributes) const {
+  Failure failure;
+  bool done = _library->setAttributes(item.proxy.get(), nullptr, tableOf(attributes).get(), _cancellable,
+                                      failure.out());
+  return done ? errSecSuccess : failure.status();
+}
+
+OSStatus SecretSession::remove(const Item& item) const {
+  return call(item.proxy.get(), "Delete", nullptr, "(o)");
+}
+
+/// libsecret's own calls of these methods would perform the prompt that the service answers with when it
+/// wants to ask a person. Left alone, it asks nobody and does nothing.
+OSStatus SecretSession::call(void* proxy, const char* method, GVariant* parameters,
+                             const char* answerType) const {
+  Failure failure;
+  VariantRef answer(g_dbus_proxy_call_sync(static_cast<GDBusProxy*>(proxy), method, parameters,
+                                           G_DBUS_CALL_FLAGS_NO_AUTO_START, CallMilliseconds, _cancellable,
+                                           failure.out()));
+  if (!answer) return failure.status();
+  if (!g_variant_is_of_type(answer.get(), G_VARIANT_TYPE(answerType))) return errSecNotAvailable;
+  // The prompt is the last of the values; "/" stands for none.
+  VariantRef prompt(g_variant_get_child_value(answer.get(), g_variant_n_children(answer.get()) - 1));
+  bool asks = g_strcmp0(g_variant_get_string(prompt.get(), nullptr), "/") != 0;
+  return asks ? errSecInteractionNotAllowed : errSecSuccess;
+}
+
+}  // namespace oq
