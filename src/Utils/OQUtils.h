@@ -16,6 +16,10 @@ class OQUtils {
   static std::string getOSVersion();
   /// Identifies this installation; sent at login.
   static std::string getUUID();
+  /// Keeps getUUID() in the keychain unless an identifier is there. May wait some seconds for the keychain.
+  static void saveUUIDWithKeyChain();
+  /// What is kept there: an empty dictionary when nothing is, null when it cannot be read. Waits likewise.
+  static Value getUUIDWithKeychain();
 
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
   static std::optional<Date> dateFromString(const Value& text);

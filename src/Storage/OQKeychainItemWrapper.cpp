@@ -1,0 +1,124 @@
+#include "Storage/OQKeychainItemWrapper.h"
+
+#include "Foundation/Format.h"
+#include "Foundation/PropertyListSerialization.h"
+
+namespace oq {
+
+namespace {
+
+void set(SecDictionary& dictionary, std::string_view key, PropertyValue value) {
+  dictionary[std::string(key)] = std::move(value);
+}
+
+void remove(SecDictionary& dictionary, std::string_view key) {
+  if (auto found = dictionary.find(key); found != dictionary.end()) dictionary.erase(found);
+}
+
+bool isNothing(const PropertyValue& value) {
+  auto* object = std::get_if<Value>(&value);
+  return object && object->is_null();
+}
+
+PropertyValue valueOf(const SecDictionary& dictionary, std::string_view key) {
+  auto found = dictionary.find(key);
+  return found == dictionary.end() ? Value() : found->second;
+}
+
+}  // namespace
+
+Class* OQKeychainItemWrapper::staticClass() {
+  static Class* registered = registerClass("OQKeychainItemWrapper", Object::staticClass());
+  return registered;
+}
+
+OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier,
+                                             std::optional<std::string> accessGroup)
+    : _accessGroup(std::move(accessGroup)) {
+  set(_genericPasswordQuery, kSecClass, Value(kSecClassGenericPassword));
+  set(_genericPasswordQuery, kSecAttrGeneric, Value(identifier));
+  // This counts as a device, where the access group takes part.
+  if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, Value(*_accessGroup));
+  set(_genericPasswordQuery, kSecMatchLimit, Value(kSecMatchLimitOne));
+  set(_genericPasswordQuery, kSecReturnAttributes, Value(true));
+
+  SecItemResult found;
+  if (SecItemCopyMatching(_genericPasswordQuery, found) == errSecSuccess) {
+    _keychainItemData = secItemFormatToDictionary(std::get<SecDictionary>(found));
+    return;
+  }
+  resetKeychainItem();
+  set(*_keychainItemData, kSecAttrGeneric, Value(identifier));
+  if (_accessGroup) set(*_keychainItemData, kSecAttrAccessGroup, Value(*_accessGroup));
+}
+
+void OQKeychainItemWrapper::setObject(const PropertyValue& value, std::string_view key) {
+  if (isNothing(value) || objectForKey(key) == value) return;
+  set(*_keychainItemData, key, value);
+  writeToKeychain();
+}
+
+PropertyValue OQKeychainItemWrapper::objectForKey(std::string_view key) const {
+  return valueOf(*_keychainItemData, key);
+}
+
+void OQKeychainItemWrapper::resetKeychainItem() {
+  if (_keychainItemData) {
+    SecItemDelete(dictionaryToSecItemFormat(*_keychainItemData));
+  } else {
+    _keychainItemData.emplace();
+  }
+  for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
+    set(*_keychainItemData, key, Value(""));
+  }
+  set(*_keychainItemData, kSecValueData, Value(Dictionary{}));
+}
+
+void OQKeychainItemWrapper::writeToKeychain() const {
+  SecDictionary item = dictionaryToSecItemFormat(*_keychainItemData);
+  SecItemResult found;
+  // What comes of adding and updating is not looked at; meant: the state in memory goes on either way.
+  if (SecItemCopyMatching(_genericPasswordQuery, found) != errSecSuccess) {
+    SecItemAdd(item);
+    return;
+  }
+  SecDictionary updateQuery = std::get<SecDictionary>(std::move(found));
+  set(updateQuery, kSecClass, valueOf(_genericPasswordQuery, kSecClass));
+  remove(item, kSecClass);
+  remove(item, kSecAttrAccessGroup);
+  SecItemUpdate(updateQuery, item);
+}
+
+SecDictionary OQKeychainItemWrapper::dictionaryToSecItemFormat(const SecDictionary& dict) const {
+  SecDictionary result = dict;
+  set(result, kSecClass, Value(kSecClassGenericPassword));
+  Error error;
+  auto bytes = PropertyListSerialization::dataWithPropertyList(valueOf(dict, kSecValueData),
+                                                               PropertyListFormat::XML, &error);
+  if (bytes) {
+    set(result, kSecValueData, std::move(*bytes));
+  } else {
+    platformLog(stringWithFormat("dictionaryToSecItemFormat: Error! %@", error));
+  }
+  return result;
+}
+
+SecDictionary OQKeychainItemWrapper::secItemFormatToDictionary(const SecDictionary& dict) const {
+  SecDictionary result = dict;
+  set(result, kSecReturnData, Value(true));
+  set(result, kSecClass, Value(kSecClassGenericPassword));
+  SecItemResult found;
+  if (SecItemCopyMatching(result, found) != errSecSuccess) {
+    platformLog("secItemFormatToDictionary: format error.");
+    // The wish for data stays in it, so that an item whose data was out of reach is not written over; meant.
+    return result;
+  }
+  remove(result, kSecReturnData);
+  if (auto* bytes = std::get_if<Data>(&found)) {
+    PropertyValue object = PropertyListSerialization::propertyListWithData(*bytes);
+    if (!isNothing(object)) set(result, kSecValueData, std::move(object));
+  }
+  return result;
+}
+
+}  // namespace oq

@@ -1,0 +1,39 @@
+#include "Storage/OQKeychainItemWrapper.h"
+#include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
+
+namespace oq {
+
+namespace {
+
+OQKeychainItemWrapper identifierItem() {
+  return OQKeychainItemWrapper("UUID", OQSDKBundleId);
+}
+
+/// Bytes and dates say something, whatever it is.
+bool isEmpty(const PropertyValue& stored) {
+  auto* value = std::get_if<Value>(&stored);
+  if (!value) return false;
+  if (auto* text = value->if_string()) return text->empty();
+  if (auto* array = value->if_array()) return array->empty();
+  if (auto* dictionary = value->if_object()) return dictionary->empty();
+  return value->is_null();
+}
+
+}  // namespace
+
+void OQUtils::saveUUIDWithKeyChain() {
+  OQKeychainItemWrapper item = identifierItem();
+  if (!isEmpty(item.objectForKey(kSecValueData))) return;
+  // No identifier is nil, which the item ignores.
+  std::string identifier = getUUID();
+  item.setObject(identifier.empty() ? Value() : Value(identifier), kSecValueData);
+}
+
+Value OQUtils::getUUIDWithKeychain() {
+  PropertyValue stored = identifierItem().objectForKey(kSecValueData);
+  Value* value = std::get_if<Value>(&stored);
+  return value ? std::move(*value) : Value();
+}
+
+}  // namespace oq

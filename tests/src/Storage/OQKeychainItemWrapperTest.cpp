@@ -1,0 +1,201 @@
+#include "Storage/OQKeychainItemWrapper.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "Foundation/Device.h"
+#include "Foundation/Format.h"
+#include "Security/FileKeychainStore.h"
+#include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "src/TemporaryFolder.h"
+
+using namespace oq;
+using namespace oq::test;
+
+namespace {
+
+/// The store, with a way to break it and a count of the writes that reach it.
+class ObservedStore : public FileKeychainStore {
+ public:
+  OSStatus copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) override {
+    if (wantsData && refusesData) return errSecInteractionNotAllowed;
+    return FileKeychainStore::copyMatching(query, wantsData, found);
+  }
+  OSStatus add(const KeychainItem& item) override {
+    ++writes;
+    return refusesWrites ? errSecIO : FileKeychainStore::add(item);
+  }
+  OSStatus update(const KeychainAttributes& query, const KeychainChange& change) override {
+    ++writes;
+    return refusesWrites ? errSecIO : FileKeychainStore::update(query, change);
+  }
+
+  bool refusesData = false;
+  bool refusesWrites = false;
+  int writes = 0;
+};
+
+class KeychainItemTest : public testing::Test {
+ protected:
+  KeychainItemTest() {
+    setKeychainStore(store);
+    setPlatformLogHandler([this](std::string_view line) { log.emplace_back(line); });
+  }
+  ~KeychainItemTest() override {
+    setKeychainStore(nullptr);
+    setPlatformLogHandler({});
+  }
+
+  static OQKeychainItemWrapper wrapper(const std::string& identifier = "UUID") {
+    return OQKeychainItemWrapper(identifier, OQSDKBundleId);
+  }
+  /// The bytes of the item "UUID" as another program of ours would find them.
+  static std::string storedBytes() {
+    SecItemResult result;
+    SecItemCopyMatching({{std::string(kSecClass), Value(kSecClassGenericPassword)},
+                         {std::string(kSecAttrGeneric), Value("UUID")},
+                         {std::string(kSecReturnData), Value(true)}},
+                        result);
+    auto* data = std::get_if<Data>(&result);
+    return data ? stringFromData(*data) : "none";
+  }
+
+  TemporaryFolder folder;
+  std::shared_ptr<ObservedStore> store = std::make_shared<ObservedStore>();
+  std::vector<std::string> log;
+};
+
+}  // namespace
+
+TEST_F(KeychainItemTest, ComesUpEmptyWithoutAnItem) {
+  auto item = wrapper();
+  for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
+    EXPECT_TRUE(item.objectForKey(key) == PropertyValue("")) << key;
+  }
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(Dictionary{}));
+  EXPECT_TRUE(item.objectForKey(kSecAttrGeneric) == PropertyValue("UUID"));
+  EXPECT_TRUE(item.objectForKey(kSecAttrAccessGroup) == PropertyValue(Value(OQSDKBundleId)));
+  EXPECT_TRUE(item.objectForKey("unknown") == PropertyValue(Value()));
+  EXPECT_EQ(storedBytes(), "none");
+  EXPECT_EQ(log, std::vector<std::string>{});
+}
+
+TEST_F(KeychainItemTest, KeepsPlainObjectsAsXMLAndFindsThemAgain) {
+  const PropertyValue values[] = {Value("text <&>"), Value(Dictionary{{"a", Array{1, 0.5, true}}}), Value(7),
+                                  Data{0, 1, 255}, dateFromSecondsSince1970(1794614400)};
+  for (const auto& value : values) {
+    wrapper().setObject(value, kSecValueData);
+    EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == value);
+    EXPECT_EQ(storedBytes().substr(0, 5), "<?xml");
+  }
+  wrapper().setObject("Anna", kSecAttrAccount);
+  EXPECT_TRUE(wrapper().objectForKey(kSecAttrAccount) == PropertyValue("Anna"));
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == values[4]);
+}
+
+TEST_F(KeychainItemTest, WritesOnlyWhatIsNewAndNeverNil) {
+  auto item = wrapper();
+  item.setObject("x", kSecValueData);
+  EXPECT_EQ(store->writes, 1);
+  item.setObject("x", kSecValueData);
+  item.setObject(Value(), kSecValueData);
+  EXPECT_EQ(store->writes, 1);
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("x"));
+  item.setObject("y", kSecValueData);
+  EXPECT_EQ(store->writes, 2);
+}
+
+TEST_F(KeychainItemTest, ItemsAreToldApartByIdentifierAndAccessGroup) {
+  wrapper("one").setObject("1", kSecValueData);
+  wrapper("two").setObject("2", kSecValueData);
+  OQKeychainItemWrapper("one", "another.group").setObject("3", kSecValueData);
+  EXPECT_TRUE(wrapper("one").objectForKey(kSecValueData) == PropertyValue("1"));
+  EXPECT_TRUE(wrapper("two").objectForKey(kSecValueData) == PropertyValue("2"));
+  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup),
+            0u);
+}
+
+TEST_F(KeychainItemTest, ResettingDeletesTheItem) {
+  auto item = wrapper();
+  item.setObject("x", kSecValueData);
+  item.setObject("Anna", kSecAttrAccount);
+  item.resetKeychainItem();
+  EXPECT_EQ(storedBytes(), "none");
+  EXPECT_TRUE(item.objectForKey(kSecAttrAccount) == PropertyValue(""));
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(Dictionary{}));
+  item.setObject("again", kSecValueData);
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("again"));
+}
+
+TEST_F(KeychainItemTest, StateInMemorySurvivesAKeychainThatFails) {
+  auto item = wrapper();
+  store->refusesWrites = true;
+  item.setObject("x", kSecValueData);
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("x"));
+  EXPECT_EQ(storedBytes(), "none");
+  EXPECT_EQ(log, std::vector<std::string>{});
+}
+
+TEST_F(KeychainItemTest, SaysOnThePlatformLogWhatCannotBeWrittenOrRead) {
+  auto item = wrapper();
+  item.setObject("kept", kSecValueData);
+  item.setObject(Dictionary{{"nothing", nullptr}}, kSecValueData);
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_EQ(log[0].find("dictionaryToSecItemFormat: Error! "), 0u) << log[0];
+  EXPECT_GT(log[0].size(), std::string("dictionaryToSecItemFormat: Error! (null)").size());
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("kept"));
+
+  log.clear();
+  store->refusesData = true;
+  auto blind = wrapper();
+  EXPECT_EQ(log, std::vector<std::string>{"secItemFormatToDictionary: format error."});
+  EXPECT_TRUE(blind.objectForKey(kSecValueData) == PropertyValue(Value()));
+  EXPECT_TRUE(OQUtils::getUUIDWithKeychain().is_null());
+  OQUtils::saveUUIDWithKeyChain();
+  store->refusesData = false;
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("kept"));
+}
+
+TEST_F(KeychainItemTest, DataThatIsNoPropertyListReadsAsNoData) {
+  SecDictionary foreign{{std::string(kSecClass), Value(kSecClassGenericPassword)},
+                        {std::string(kSecAttrGeneric), Value("UUID")},
+                        {std::string(kSecAttrAccessGroup), Value(OQSDKBundleId)},
+                        {std::string(kSecValueData), dataFromString("not XML")}};
+  ASSERT_EQ(SecItemAdd(foreign), errSecSuccess);
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue(Value()));
+  EXPECT_EQ(log, std::vector<std::string>{});
+  OQUtils::saveUUIDWithKeyChain();
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(OQUtils::getUUID()));
+}
+
+TEST_F(KeychainItemTest, TheFirstIdentifierStays) {
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(Dictionary{}));
+  OQUtils::saveUUIDWithKeyChain();
+  const std::string first = OQUtils::getUUID();
+  ASSERT_EQ(first.size(), 36u);
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(first));
+  OQUtils::saveUUIDWithKeyChain();
+  EXPECT_EQ(store->writes, 1);
+
+  // Installing again makes another identifier, but not in the keychain.
+  std::filesystem::remove_all(folder.path() / "Preferences");
+  ASSERT_NE(OQUtils::getUUID(), first);
+  OQUtils::saveUUIDWithKeyChain();
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(first));
+}
+
+TEST_F(KeychainItemTest, EmptyValuesGiveWayToTheIdentifierAndOthersStay) {
+  for (const Value& empty : {Value(""), Value(Array{}), Value(Dictionary{})}) {
+    wrapper().setObject("x", kSecValueData);
+    wrapper().setObject(empty, kSecValueData);
+    OQUtils::saveUUIDWithKeyChain();
+    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(OQUtils::getUUID()));
+  }
+  for (const Value& value : {Value(false), Value(0), Value(Array{""})}) {
+    wrapper().setObject(value, kSecValueData);
+    OQUtils::saveUUIDWithKeyChain();
+    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), value);
+  }
+}
