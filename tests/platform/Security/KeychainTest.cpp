@@ -1,0 +1,372 @@
+#include <fcntl.h>
+#include <glib.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/FileManager.h"
+#include "Security/FileKeychainStore.h"
+#include "Security/SecItem.h"
+#include "Security/SecretServiceStore.h"
+#include "platform/Foundation/TemporaryFolder.h"
+
+using namespace oq;
+using namespace oq::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// What secret_service_test.sh has set up around this program: a service that is "open", "locked", "missing"
+/// its collection or "frozen" from the start, or open and then "closing", "freezing" or "busless"; "" without
+/// a service.
+std::string serviceState() {
+  const char* state = std::getenv("OQSDK_TEST_SECRET_SERVICE");
+  return state ? state : "";
+}
+
+SecDictionary item(std::initializer_list<std::pair<std::string_view, PropertyValue>> entries) {
+  SecDictionary dictionary{{std::string(kSecClass), Value(kSecClassGenericPassword)}};
+  for (const auto& [key, value] : entries) dictionary[std::string(key)] = value;
+  return dictionary;
+}
+SecDictionary named(const char* identifier) {
+  return item({{kSecAttrGeneric, identifier}});
+}
+
+/// The data of the first item found, or the status as text.
+std::string dataOf(SecDictionary query) {
+  query[std::string(kSecReturnData)] = Value(true);
+  SecItemResult result;
+  OSStatus status = SecItemCopyMatching(query, result);
+  auto* data = std::get_if<Data>(&result);
+  return data ? stringFromData(*data) : std::to_string(status);
+}
+
+SecDictionary attributesOf(SecDictionary query) {
+  query[std::string(kSecReturnAttributes)] = Value(true);
+  query[std::string(kSecMatchLimit)] = Value(kSecMatchLimitOne);
+  SecItemResult result;
+  SecItemCopyMatching(query, result);
+  auto* found = std::get_if<SecDictionary>(&result);
+  return found ? *found : SecDictionary{};
+}
+
+class KeychainTest : public testing::Test {
+ protected:
+  KeychainTest() { setApplicationDataDirectory(folder.path()); }
+  ~KeychainTest() override { setKeychainStore(nullptr); }
+  TemporaryFolder folder;
+};
+
+using MakeStore = std::shared_ptr<KeychainStore> (*)();
+
+/// What holds for every place where items are kept.
+class KeychainStoreTest : public KeychainTest, public testing::WithParamInterface<MakeStore> {
+ protected:
+  KeychainStoreTest() {
+    setKeychainStore(GetParam()());
+    clear();
+  }
+  ~KeychainStoreTest() override { clear(); }
+  static void clear() { SecItemDelete(item({})); }
+};
+
+/// The address of the session bus for the length of a test; nullptr for none.
+class BusAddress {
+ public:
+  explicit BusAddress(const char* address) {
+    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}) {
+      if (const char* value = std::getenv(name)) _saved.emplace_back(name, value);
+      ::unsetenv(name);
+    }
+    if (address) ::setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
+  }
+  ~BusAddress() {
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    for (const auto& [name, value] : _saved) ::setenv(name.c_str(), value.c_str(), 1);
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> _saved;
+};
+
+template <class Body>
+std::chrono::milliseconds timeOf(Body body) {
+  auto start = std::chrono::steady_clock::now();
+  body();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+class FileKeychain : public KeychainTest {
+ protected:
+  FileKeychain() { setKeychainStore(std::make_shared<FileKeychainStore>()); }
+  std::filesystem::path keychain() const { return folder / "Keychain/keychain.plist"; }
+  static OSStatus add(const std::string& identifier, const std::string& text = "x") {
+    return SecItemAdd(item({{kSecAttrGeneric, Value(identifier)}, {kSecValueData, dataFromString(text)}}));
+  }
+};
+
+}  // namespace
+
+TEST_P(KeychainStoreTest, KeepsAnItemWithItsAttributesAndBytes) {
+  Data every;
+  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<std::uint8_t>(byte));
+  SecDictionary attributes{{std::string(kSecAttrGeneric), Value("UUID")},
+                           {std::string(kSecAttrAccessGroup), Value("group")},
+                           {std::string(kSecAttrAccount), Value("")},
+                           {std::string(kSecAttrLabel), Value("Größe 😀")}};
+  SecDictionary added = attributes;
+  added[std::string(kSecClass)] = Value(kSecClassGenericPassword);
+  added[std::string(kSecValueData)] = every;
+  ASSERT_EQ(SecItemAdd(added), errSecSuccess);
+  EXPECT_EQ(dataOf(named("UUID")), stringFromData(every));
+  EXPECT_TRUE(attributesOf(named("UUID")) == attributes);
+  EXPECT_EQ(dataOf(item({{kSecAttrGeneric, "UUID"}, {kSecAttrLabel, "other"}})), "-25300");
+  EXPECT_EQ(dataOf(item({{kSecAttrGeneric, "UUID"}, {kSecAttrService, ""}})), "-25300");
+  EXPECT_EQ(dataOf(named("uuid")), "-25300");
+  EXPECT_EQ(SecItemAdd(added), errSecDuplicateItem);
+  EXPECT_EQ(SecItemDelete(named("UUID")), errSecSuccess);
+  EXPECT_EQ(SecItemDelete(named("UUID")), errSecItemNotFound);
+  EXPECT_EQ(dataOf(named("UUID")), "-25300");
+}
+
+TEST_P(KeychainStoreTest, ChangesWhatIsNamedAndLeavesTheRest) {
+  for (const char* account : {"a", "b"}) {
+    ASSERT_EQ(SecItemAdd(item({{kSecAttrGeneric, "g"},
+                               {kSecAttrAccount, account},
+                               {kSecAttrLabel, "label"},
+                               {kSecValueData, dataFromString(account)}})),
+              errSecSuccess);
+  }
+  SecDictionary first = item({{kSecAttrGeneric, "g"}, {kSecAttrAccount, "a"}});
+  SecDictionary second = item({{kSecAttrGeneric, "g"}, {kSecAttrAccount, "b"}});
+  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecValueData), dataFromString("new")}}), errSecSuccess);
+  EXPECT_EQ(dataOf(first), "new");
+  EXPECT_EQ(dataOf(second), "b");
+  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrDescription), Value("d")}}), errSecSuccess);
+  EXPECT_TRUE(attributesOf(first).at(std::string(kSecAttrDescription)) == PropertyValue("d"));
+  EXPECT_TRUE(attributesOf(first).at(std::string(kSecAttrLabel)) == PropertyValue("label"));
+  EXPECT_EQ(dataOf(first), "new");
+  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrAccount), Value("b")}}), errSecDuplicateItem);
+  EXPECT_EQ(SecItemUpdate(named("none"), {{std::string(kSecAttrLabel), Value("")}}), errSecItemNotFound);
+  EXPECT_EQ(dataOf(first), "new");
+  EXPECT_EQ(SecItemDelete(named("g")), errSecSuccess);
+  EXPECT_EQ(dataOf(second), "-25300");
+}
+
+TEST_P(KeychainStoreTest, ThreadsThatAddAndChangeLoseNothing) {
+  auto work = [](const std::string& name) {
+    EXPECT_EQ(SecItemAdd(item({{kSecAttrGeneric, Value(name)}})), errSecSuccess);
+    EXPECT_EQ(SecItemUpdate(item({{kSecAttrGeneric, Value(name)}}),
+                            {{std::string(kSecValueData), dataFromString(name)}}),
+              errSecSuccess);
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 6; ++i) threads.emplace_back(work, std::to_string(i));
+  for (auto& thread : threads) thread.join();
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(dataOf(named(std::to_string(i).c_str())), std::to_string(i));
+}
+
+INSTANTIATE_TEST_SUITE_P(File, KeychainStoreTest, testing::Values(MakeStore([] {
+                           return std::shared_ptr<KeychainStore>(std::make_shared<FileKeychainStore>());
+                         })));
+// Only where a script has set up a service of its own: nobody's real keyring is written to.
+INSTANTIATE_TEST_SUITE_P(SecretService, KeychainStoreTest,
+                         testing::ValuesIn(serviceState() == "open"
+                                               ? std::vector<MakeStore>{[] { return chooseKeychainStore(); }}
+                                               : std::vector<MakeStore>{}));
+
+TEST_F(FileKeychain, IsTheUsersAlone) {
+  mode_t mask = ::umask(0);
+  EXPECT_EQ(add("a"), errSecSuccess);
+  ::umask(mask);
+  EXPECT_EQ(modeOf(keychain()), 0600u);
+  EXPECT_EQ(modeOf(keychain().parent_path()), 0700u);
+  std::filesystem::permissions(keychain().parent_path(), std::filesystem::perms::all);
+  EXPECT_EQ(dataOf(named("a")), "x");
+  EXPECT_EQ(modeOf(keychain().parent_path()), 0700u);
+}
+
+TEST_F(FileKeychain, TornAndForeignFilesReadAsEmptyAndAreReplaced) {
+  ASSERT_EQ(add("a"), errSecSuccess);
+  const std::string whole = textOfFile(keychain());
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    writeText(keychain(), whole.substr(0, size));
+    ASSERT_EQ(dataOf(named("a")), "-25300") << size;
+  }
+  writeText(keychain(), whole);
+  EXPECT_EQ(dataOf(named("a")), "x");
+  writeText(keychain(), "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
+  EXPECT_EQ(add("b"), errSecSuccess);
+  EXPECT_EQ(dataOf(named("b")), "x");
+  EXPECT_EQ(dataOf(named("a")), "-25300");
+}
+
+TEST_F(FileKeychain, FollowsNoLink) {
+  ASSERT_EQ(add("a"), errSecSuccess);
+  const std::string whole = textOfFile(keychain());
+  writeText(folder / "elsewhere", whole);
+  std::filesystem::remove(keychain());
+  std::filesystem::create_symlink(folder / "elsewhere", keychain());
+  EXPECT_EQ(dataOf(named("a")), "-25300");
+  EXPECT_EQ(add("b"), errSecSuccess);
+  EXPECT_FALSE(std::filesystem::is_symlink(keychain()));
+  EXPECT_EQ(textOfFile(folder / "elsewhere"), whole);
+
+  auto lock = folder / "Keychain/keychain.lock";
+  std::filesystem::remove(lock);
+  std::filesystem::create_symlink(folder / "made", lock);
+  EXPECT_EQ(add("c"), errSecNotAvailable);
+  EXPECT_FALSE(std::filesystem::exists(folder / "made"));
+
+  std::filesystem::rename(folder / "Keychain", folder / "moved");
+  std::filesystem::create_directory_symlink(folder / "moved", folder / "Keychain");
+  EXPECT_EQ(dataOf(named("b")), "-36");
+  EXPECT_EQ(add("d"), errSecIO);
+}
+
+TEST_F(FileKeychain, AFailedWriteLeavesWhatWasThere) {
+  ASSERT_EQ(add("a"), errSecSuccess);
+  EXPECT_TRUE(holdsInChild([] {
+    rlimit limit{200, 200};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    return add("b", std::string(1000, 'x')) == errSecIO;
+  }));
+  EXPECT_EQ(dataOf(named("a")), "x");
+  EXPECT_EQ(dataOf(named("b")), "-25300");
+  std::filesystem::remove(keychain());
+  std::filesystem::create_directory(keychain());
+  EXPECT_EQ(add("c"), errSecIO);
+}
+
+TEST_F(FileKeychain, TwoProcessesLoseNothing) {
+  std::vector<pid_t> children;
+  for (int process = 0; process < 2; ++process) {
+    pid_t child = ::fork();
+    if (child == 0) {
+      bool all = true;
+      for (int i = 0; i < 20; ++i) all &= add(std::to_string(process * 100 + i)) == errSecSuccess;
+      ::_exit(all ? 0 : 1);
+    }
+    children.push_back(child);
+  }
+  for (pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(dataOf(named(std::to_string(i).c_str())), "x") << i;
+    EXPECT_EQ(dataOf(named(std::to_string(100 + i).c_str())), "x") << i;
+  }
+}
+
+TEST_F(FileKeychain, ALockThatNobodyGivesBackEndsInAnError) {
+  ASSERT_EQ(add("a"), errSecSuccess);
+  FileDescriptor lock(::open((folder / "Keychain/keychain.lock").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+  EXPECT_LT(timeOf([] { EXPECT_EQ(add("b"), errSecNotAvailable); }), 10s);
+  EXPECT_EQ(dataOf(named("a")), "x");
+  lock.close();
+  EXPECT_EQ(add("b"), errSecSuccess);
+}
+
+TEST_F(FileKeychain, RefusesRequestsThatMakeNoSense) {
+  SecItemResult result;
+  EXPECT_EQ(SecItemCopyMatching({}, result), errSecParam);
+  EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), Value("inet")}}, result), errSecParam);
+  const std::pair<std::string_view, PropertyValue> wrong[] = {
+      {"unknown", "x"},           {kSecAttrGeneric, Value(1)},
+      {kSecAttrGeneric, Data{1}}, {kSecAttrGeneric, "\xff"},
+      {kSecValueData, "text"},    {kSecMatchLimit, "m_LimitAll"},
+      {kSecReturnData, "yes"},    {kSecAttrLabel, Value(std::string_view("a\0b", 3))}};
+  for (const auto& [key, value] : wrong) {
+    EXPECT_EQ(SecItemCopyMatching(item({{key, value}}), result), errSecParam) << key;
+    EXPECT_EQ(SecItemAdd(item({{key, value}})), errSecParam) << key;
+    EXPECT_EQ(SecItemDelete(item({{key, value}})), errSecParam) << key;
+  }
+  EXPECT_EQ(SecItemUpdate(item({}), {}), errSecParam);
+  EXPECT_EQ(SecItemUpdate(item({}), item({})), errSecParam);
+  EXPECT_EQ(SecItemUpdate(item({}), {{std::string(kSecReturnData), Value(true)}}), errSecParam);
+  EXPECT_FALSE(std::filesystem::exists(folder / "Keychain"));
+}
+
+TEST_F(KeychainTest, WithoutASessionBusTheFileIsChosen) {
+  BusAddress none(nullptr);
+  EXPECT_STREQ(chooseKeychainStore()->name(), "file");
+  // It would start a bus.
+  BusAddress automatic("autolaunch:");
+  EXPECT_STREQ(chooseKeychainStore()->name(), "file");
+}
+
+TEST_F(KeychainTest, ABusThatNeverAnswersIsGivenUp) {
+  FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  (folder / "bus").string().copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(listener.get(), 4), 0);
+  BusAddress silent(("unix:path=" + (folder / "bus").string()).c_str());
+  EXPECT_LT(timeOf([] { EXPECT_STREQ(chooseKeychainStore()->name(), "file"); }), 8s);
+}
+
+/// Run by secret_service_test.sh, in the states that their names begin with.
+class SecretServiceState : public KeychainTest, public testing::WithParamInterface<const char*> {
+ protected:
+  bool fileExists() const { return std::filesystem::exists(folder / "Keychain"); }
+};
+
+TEST_P(SecretServiceState, DecidesTheStore) {
+  const std::string state = GetParam();
+  bool usesFile = state == "locked" || state == "missing" || state == "frozen";
+  auto choosing = timeOf([] { dataOf(named("none")); });
+  EXPECT_LT(choosing, state == "frozen" ? 8s : 2s);
+  OSStatus added = errSecParam;
+  EXPECT_LT(timeOf([&] { added = SecItemAdd(named("a")); }), 8s);
+  EXPECT_EQ(added, errSecSuccess);
+  EXPECT_EQ(fileExists(), usesFile);
+
+  // The choice stands: what becomes of the service later is an error, not another store.
+  const char* process = std::getenv("OQSDK_TEST_SERVICE_PID");
+  if (state == "closing") {
+    ASSERT_EQ(std::system("dbus-send --session --print-reply --dest=org.freedesktop.secrets "
+                          "/org/freedesktop/secrets org.freedesktop.Secret.Service.Lock "
+                          "array:objpath:/org/freedesktop/secrets/aliases/default >/dev/null"),
+              0);
+  }
+  if (state == "freezing") {
+    ASSERT_EQ(::kill(std::atoi(process), SIGSTOP), 0);
+  }
+  if (state == "busless") {
+    ASSERT_EQ(std::system("kill $(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / "
+                          "org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.DBus | "
+                          "awk '{print $2}')"),
+              0);
+    // A connection that ended the process with the bus would do so here.
+    while (g_main_context_iteration(nullptr, FALSE)) {
+    }
+  }
+  if (state != "closing" && state != "freezing" && state != "busless") return;
+  EXPECT_LT(timeOf([&] { added = SecItemAdd(named("b")); }), 8s);
+  EXPECT_EQ(added, errSecNotAvailable);
+  EXPECT_EQ(dataOf(named("a")), std::to_string(errSecNotAvailable));
+  EXPECT_FALSE(fileExists());
+  if (state == "freezing") ::kill(std::atoi(process), SIGCONT);
+}
+
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SecretServiceState);
+const std::string preparedState = serviceState();
+INSTANTIATE_TEST_SUITE_P(SecretService, SecretServiceState,
+                         testing::ValuesIn(preparedState.empty()
+                                               ? std::vector<const char*>{}
+                                               : std::vector<const char*>{preparedState.c_str()}));

@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Runs the keychain tests of a test program against real Secret Services: gnome-keyring-daemon on a session bus of
+# its own, with a home folder of its own, in every state that decides how the keychain behaves. In none of them may
+# a prompt be performed.
+#   secret_service_test.sh <test program>
+set -euo pipefail
+
+inside() {
+  local program=$1 state=$2 work=$3
+  dbus-monitor --session "type='method_call'" >"$work/calls" 2>&1 &
+  local monitor=$!
+  # The monitor is listening once it sees a call.
+  for _ in $(seq 100); do
+    dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null
+    grep -q "member=GetId" "$work/calls" && break
+    sleep 0.05
+  done
+
+  # The first run of a daemon that is unlocked makes the default collection.
+  if [[ $state != missing ]]; then
+    printf 'password' | gnome-keyring-daemon --unlock --components=secrets --control-directory="$work/control" >/dev/null
+  else
+    gnome-keyring-daemon --start --components=secrets --control-directory="$work/control" >/dev/null 2>&1
+  fi
+  # Daemons answer before they have taken their name.
+  local service=
+  for _ in $(seq 200); do
+    service=$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
+      org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.secrets 2>/dev/null | awk '{print $2}') || true
+    [[ -n $service ]] && break
+    sleep 0.05
+  done
+  [[ -n $service ]] || { echo "no service in state $state" >&2; exit 1; }
+  if [[ $state == locked ]]; then
+    dbus-send --session --print-reply --dest=org.freedesktop.secrets /org/freedesktop/secrets \
+      org.freedesktop.Secret.Service.Lock array:objpath:/org/freedesktop/secrets/aliases/default >/dev/null
+  fi
+  [[ $state == frozen ]] && kill -STOP "$service"
+
+  local ended=0
+  OQSDK_TEST_SECRET_SERVICE=$state OQSDK_TEST_SERVICE_PID=$service \
+    "$program" --gtest_filter='SecretService/*' >"$work/output" 2>&1 || ended=$?
+  # Where the bus has gone, both have gone with it.
+  kill -CONT "$service" 2>/dev/null || true
+  kill "$service" "$monitor" 2>/dev/null || true
+  wait "$monitor" 2>/dev/null || true
+
+  if [[ $ended -ne 0 ]] || ! grep -qE '^\[  PASSED  \] [1-9]' "$work/output"; then
+    cat "$work/output"
+    echo "$state: failed" >&2
+    exit 1
+  fi
+  if grep -qE 'interface=org.freedesktop.Secret.Prompt|SystemPrompter|PrompterCallback' "$work/calls"; then
+    echo "$state: a prompt was performed" >&2
+    exit 1
+  fi
+  # A monitor that heard nothing would prove nothing.
+  [[ $state == frozen ]] || grep -q "member=ReadAlias" "$work/calls" || { echo "$state: the monitor is deaf" >&2; exit 1; }
+  echo "$state: $(grep -E '^\[  PASSED  \]' "$work/output")"
+}
+
+if [[ ${1:-} == --inside ]]; then
+  inside "$2" "$3" "$4"
+  exit
+fi
+
+program=$(realpath "$1")
+for tool in gnome-keyring-daemon dbus-run-session dbus-monitor; do
+  command -v "$tool" >/dev/null || { echo "$tool is missing" >&2; exit 1; }
+done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+for state in open locked missing frozen closing freezing busless; do
+  here=$work/$state
+  mkdir -p "$here/home" "$here/run"
+  chmod 700 "$here/run"
+  env -u DISPLAY -u WAYLAND_DISPLAY -u DBUS_SESSION_BUS_ADDRESS -u XDG_DATA_HOME -u GNOME_KEYRING_CONTROL \
+    HOME="$here/home" XDG_RUNTIME_DIR="$here/run" \
+    timeout 100 dbus-run-session -- bash "$0" --inside "$program" "$state" "$here"
+done
