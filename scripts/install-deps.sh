@@ -13,6 +13,10 @@ packages=(
   libgtkmm-4.0-dev libcpp-httplib-dev libssl-dev
   # tests and judges
   libgtest-dev libgmock-dev libplist-dev python3 openssl curl
+  # the benchmarks' peer
+  libspdlog-dev
+  # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
+  gnome-keyring libsecret-1-0
   # a screen where there is none, a hand to touch it, fonts to read it
   xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
