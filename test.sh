@@ -11,7 +11,7 @@ presets=("$@")
 # Tests bring their own certificates, folders and displays.
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
-passed=0 failed=0
+passed=0 failed=0 skipped=0 complete=true
 for preset in "${presets[@]}"; do
   echo "== $preset: build"
   cmake --preset "$preset" >"/tmp/oqsdk-configure-$$.log" 2>&1 || { cat "/tmp/oqsdk-configure-$$.log"; exit 1; }
@@ -20,17 +20,20 @@ for preset in "${presets[@]}"; do
   echo "== $preset: tests"
   report=build/$preset/tests.xml
   rm -f "$report"
-  ctest --preset "$preset" -j 2 --output-junit "tests.xml" || true
+  # A test whose program is missing stands in the report as skipped; ctest itself knows better.
+  ctest --preset "$preset" -j 2 --output-junit "tests.xml" || complete=false
   [[ -s $report ]] || { echo "no test report from $preset" >&2; exit 1; }
-  read -r ran broken < <(python3 - "$report" <<'P'
+  read -r ran broken left_out < <(python3 - "$report" <<'P'
 import sys, xml.etree.ElementTree as tree
 suite = tree.parse(sys.argv[1]).getroot()
-print(suite.get("tests"), int(suite.get("failures")) + int(suite.get("errors") or 0))
+count = lambda name: int(suite.get(name) or 0)
+print(count("tests"), count("failures") + count("errors"), count("skipped") + count("disabled"))
 P
 )
-  passed=$((passed + ran - broken)) failed=$((failed + broken))
+  passed=$((passed + ran - broken - left_out)) failed=$((failed + broken)) skipped=$((skipped + left_out))
   [[ $ran -gt 0 ]] || { echo "$preset ran no test" >&2; exit 1; }
 done
 
+[[ $skipped -eq 0 ]] || echo "$skipped skipped"
 echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+[[ $failed -eq 0 && $complete == true ]]
