@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <numeric>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -46,21 +48,23 @@ inline double median(const std::vector<double>& samples) {
   return percentile(samples, 0.5);
 }
 
-/// Calls every run once a round and keeps what they return (seconds, mostly). Each round begins with another
-/// run, so that none always follows the same one; one more round comes first and is forgotten.
+/// Calls every run once a round and keeps what they return (seconds, mostly). The order changes from round to
+/// round, since what ran before leaves its mark on caches and on the heap; one more round comes first and is
+/// forgotten.
 template <class... Runs>
 std::array<std::vector<double>, sizeof...(Runs)> inTurns(int rounds, Runs&&... runs) {
   std::array<std::vector<double>, sizeof...(Runs)> samples;
+  std::array<std::size_t, sizeof...(Runs)> order;
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::mt19937 random(20260310);  // the same order in every run of the program
   for (int round = -1; round < rounds; ++round) {
-    for (std::size_t i = 0; i < sizeof...(Runs); ++i) {
-      const std::size_t turn = (i + static_cast<std::size_t>(round + 1)) % sizeof...(Runs);
+    std::shuffle(order.begin(), order.end(), random);
+    for (std::size_t turn : order) {
       std::size_t index = 0;
       auto take = [&](auto& run) {
-        if (index == turn) {
-          const double sample = run();
-          if (round >= 0) samples[index].push_back(sample);
-        }
-        ++index;
+        if (index++ != turn) return;
+        const double sample = run();
+        if (round >= 0) samples[turn].push_back(sample);
       };
       (take(runs), ...);
     }
