@@ -11,8 +11,9 @@ Class* OQButtonAttribute::staticClass() {
 }
 
 OQButtonAttribute::OQButtonAttribute() {
-  setColor(colorFromHexString("#444444"));
-  setBackgroundColor(colorFromHexString("#f4f4f4"));
+  static const UIColor color = colorFromHexString("#444444"), background = colorFromHexString("#f4f4f4");
+  setColor(color);
+  setBackgroundColor(background);
   // 30 points on a reference screen of 590.5; nothing before there is a screen.
   setSize(UIScreen::mainScreen().bounds().size.width / 590.5 * 30.0);
 }
