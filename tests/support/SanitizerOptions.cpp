@@ -1,0 +1,34 @@
+// How the sanitizers behave in every test program, compiled in so that a program run by hand behaves the same. No
+// suppression names a frame of ours.
+
+#define SANITIZER_HOOK extern "C" __attribute__((visibility("default"))) const char*
+
+SANITIZER_HOOK __asan_default_options();
+SANITIZER_HOOK __lsan_default_suppressions();
+SANITIZER_HOOK __tsan_default_options();
+SANITIZER_HOOK __tsan_default_suppressions();
+SANITIZER_HOOK __ubsan_default_options();
+
+SANITIZER_HOOK __asan_default_options() {
+  return "detect_leaks=1";
+}
+
+// Caches that the text libraries keep until the process ends.
+SANITIZER_HOOK __lsan_default_suppressions() {
+  return "leak:libfontconfig\n"
+         "leak:libpango\n"
+         "leak:libcairo\n";
+}
+
+SANITIZER_HOOK __tsan_default_options() {
+  return "halt_on_error=1";
+}
+
+// GLib is not built for the sanitizer: what it does between its own locks is not seen.
+SANITIZER_HOOK __tsan_default_suppressions() {
+  return "called_from_lib:libglib-2.0.so.0\n";
+}
+
+SANITIZER_HOOK __ubsan_default_options() {
+  return "halt_on_error=1:print_stacktrace=1";
+}
