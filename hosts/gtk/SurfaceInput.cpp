@@ -1,4 +1,5 @@
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/Format.h"
 #include "Host.h"
 #include "Surface.h"
 #include "UIKit/UIWindow.h"
@@ -74,7 +75,13 @@ void Surface::givePointerBack() {
 }
 
 gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {
-  return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
+  // An exception must not unwind through GTK's own frames.
+  try {
+    return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
+  } catch (const std::exception& failure) {
+    platformLog(failure.what());
+    return GDK_EVENT_STOP;
+  }
 }
 
 bool Surface::handle(GdkEvent* event) {
