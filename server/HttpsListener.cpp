@@ -85,9 +85,12 @@ int HttpsListener::bind(const std::string& address, int port) {
 }
 
 void HttpsListener::start() {
-  _thread = std::thread([this] { _server->listen_after_bind(); });
+  _thread = std::thread([this] {
+    _server->listen_after_bind();
+    _ended = true;
+  });
   // The library ignores a stop that comes before it runs.
-  while (!_server->is_running()) std::this_thread::yield();
+  while (!_server->is_running() && !_ended) std::this_thread::yield();
 }
 
 void HttpsListener::stop() {

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -34,6 +35,7 @@ class HttpsListener {
  private:
   std::unique_ptr<httplib::SSLServer> _server;
   int _socket = -1;
+  std::atomic<bool> _ended{false};  ///< it never listened, or no longer does
   std::thread _thread;
 };
 
