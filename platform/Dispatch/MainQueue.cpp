@@ -48,7 +48,8 @@ void MainQueue::async(Block block) {
 }
 
 void MainQueue::sync(const Block& block) {
-  if (isMainThread()) return runAsCurrent(block);  // nobody else could run it
+  // Nobody else could run it: on the main thread itself, and in a process without one.
+  if (isMainThread() || !isInstalled()) return runAsCurrent(block);
   std::mutex mutex;
   std::condition_variable changed;
   bool isDone = false;
