@@ -133,15 +133,15 @@ class Picture:
 
 class Demo:
     def __init__(self):
+        self.server = self.shop = self.screen = None
         shutil.rmtree(OUT, ignore_errors=True)
         PICTURES.mkdir(parents=True)
+
+    def start(self):
         self.screen = Screen()
         environment = {k: v for k, v in os.environ.items() if not k.startswith("SSL_CERT")}
         self.server = Program("server", [BUILD / "server" / "oqsdk-server", "--data", OUT / "server", "--campaigns",
                                          ROOT / "examples" / "demo" / "campaigns.json"], environment)
-        self.shop = None
-
-    def start_server(self):
         self.authority = self.server.until(r"^certificate authority: (.+)$")[1]
         self.server.until(rf"\b{PORT}\b")
         self._tls = ssl.create_default_context(cafile=self.authority)
@@ -188,7 +188,10 @@ class Demo:
         self.say("logged in; no user is known yet, so no campaign is fetched: the user's id comes with the first event")
         self.screen.click(*buy)
         self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
+        # It closes in good order, after what the click began.
         self.shop.stop()
+        if self.shop.process.returncode != 0:
+            raise Failure(f"the shop ended with {self.shop.process.returncode}")
 
     def second_start(self):
         print("Second start, the user is known")
@@ -239,10 +242,9 @@ class Demo:
         self.story()
 
     def stop(self):
-        if self.shop:
-            self.shop.stop()
-        self.server.stop()
-        self.screen.stop()
+        for part in (self.shop, self.server, self.screen):
+            if part:
+                part.stop()
 
 
 def main():
@@ -251,7 +253,7 @@ def main():
         sys.exit("demo: --interactive needs a display")
     demo = Demo()
     try:
-        demo.start_server()
+        demo.start()
         if interactive:
             demo.interactive()
         else:

@@ -1,3 +1,4 @@
+#include <glib-unix.h>
 #include <glibmm.h>
 #include <oqsdk/gtk/GtkHost.h>
 #include <oqsdk/oqsdk.h>
@@ -82,13 +83,21 @@ int main(int argc, char** argv) {
     window->signal_hide().connect([window] { delete window; });
     application->add_window(*window);
     if (options.printLayout) window->printLayout();
+    // Before the start: the page that the shop opens with is nobody's doing, and no event.
+    window->showPage("products");
     startMessages(*window, options);
     window->present();
-    window->showPage("products");
     if (options.quitAfter > 0) {
       auto quit = [application] { application->quit(); };
       Glib::signal_timeout().connect_seconds_once(quit, static_cast<unsigned>(options.quitAfter));
     }
   });
+  // Ended from outside, the shop closes as it does by hand.
+  auto end = +[](gpointer running) -> gboolean {
+    g_application_quit(G_APPLICATION(running));
+    return G_SOURCE_REMOVE;
+  };
+  g_unix_signal_add(SIGTERM, end, application->gobj());
+  g_unix_signal_add(SIGINT, end, application->gobj());
   return application->run();
 }
