@@ -10,17 +10,17 @@
 
 namespace oq {
 
-/// The servers that a configuration can name. The interface takes plain integers: any other value is stored as it is
-/// and makes every request fail.
+/// The servers that a configuration can name. The interface takes plain integers: any other value is stored
+/// as it is and makes every request fail.
 enum OQEnvironment : std::uint64_t {
   OQEnvironmentProduction = 0,
   OQEnvironmentTest = 1,
   OQEnvironmentDevelopment = 2,
 };
 
-/// What the library needs to know of its host before it starts. The environment is not a matter of one object: it is
-/// kept on disk, shared by all configurations, and survives the process.
-/// Threads: the host's main thread sets it; reading is safe from any thread.
+/// What the library needs to know of its host before it starts. The environment is not a matter of one
+/// object: it is kept on disk, shared by all configurations, and survives the process. Threads: the host's
+/// main thread sets it; reading is safe from any thread.
 class OQSDK_EXPORT TorvelinOqConfig : public Object {
   OQ_CLASS(TorvelinOqConfig)
 
@@ -32,7 +32,8 @@ class OQSDK_EXPORT TorvelinOqConfig : public Object {
   void setAppKey(std::string appKey);
   std::string appKey() const;
 
-  /// Stores the environment for this and all later runs.
+  /// Stores the environment for this and all later runs, in the data folder of the application: a host is
+  /// attached first, since it is the host that says where this is.
   void setEnvType(std::uint64_t envType);
   /// The stored environment, read afresh; 0 (production) when none was ever stored.
   std::uint64_t envType();
