@@ -4,7 +4,9 @@ processes, over TLS. Usage: road_test.py SERVER HOST"""
 import json
 import os
 import pathlib
+import plistlib
 import queue
+import re
 import ssl
 import subprocess
 import sys
@@ -111,6 +113,17 @@ class Host:
         files = sorted((self.folder / "Documents" / "Log").glob("*.log"))
         return files[-1].read_text(encoding="utf-8") if files else "(no log)"
 
+    def entries(self):
+        """The log's entries without header and times."""
+        entries = []
+        for line in self.log().split("\n")[5:]:
+            stamp = re.match(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}  ", line)
+            if stamp:
+                entries.append(line[stamp.end():])
+            elif entries:
+                entries[-1] += "\n" + line
+        return [entry.rstrip("\n") for entry in entries]
+
     def quit(self):
         self.process.stdin.close()
         code = self.process.wait(timeout=30)
@@ -186,27 +199,36 @@ class RoadTest(unittest.TestCase):
         fourth.do("await-no-colour " + BLUE)
         self.assertEqual(fourth.quit(), 0)
         self.assertEqual(self.names().count("$impDialog"), 2)
+        # It was the count that spoke, not a lost list: both are on disk, where other tools can read them.
+        documents = fourth.folder / "Documents"
+        records = plistlib.loads((documents / "OQRecordTreeData.plist").read_bytes())["$objects"]
+        self.assertEqual([(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r],
+                         [(7001, 2)])
+        self.assertIn("7001", plistlib.loads((documents / "OQInAppWindowData.plist").read_bytes())["$objects"])
+
+    def assert_login_fails_quietly(self, host, code):
+        """The request, the failure, the event and nothing else in the log; nothing but that user on disk."""
+        host.await_log("descripton:")
+        host.do("record buy item=tea")
+        host.do("settle")
+        host.do("await-no-colour " + BLUE)
+        self.assertEqual(host.quit(), 0)
+        request, failure, event = host.entries()
+        self.assertTrue(request.startswith(f"请求URL：https://localhost:{PORT}/push/sdk/login\n参数："), request)
+        self.assertRegex(failure, rf"^code:{code}\ndescripton:.+$")
+        self.assertTrue(event.startswith("收到event回调：\n"), event)
+        self.assertEqual([f.name for f in (host.folder / "Documents").iterdir()], ["Log"])
 
     def test_a_server_that_cannot_be_trusted_changes_nothing(self):
         other = self.folder / "other.pem"
         subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=other", "-keyout",
                         str(self.folder / "other.key"), "-out", str(other)], check=True, capture_output=True)
-        host = Host(self.folder, str(other))
-        host.await_log("descripton:")
-        host.do("record buy item=tea")
-        host.do("settle")
-        host.do("await-no-colour " + BLUE)
-        self.assertNotIn("login data:", host.log())
-        self.assertEqual(host.quit(), 0)
+        self.assert_login_fails_quietly(Host(self.folder, str(other)), -1202)
+        self.assertEqual(self.names(), [])
 
     def test_no_server_leaves_the_host_alive(self):
         self.server.stop()
-        host = Host(self.folder, self.server.authority)
-        host.await_log("descripton:")
-        host.do("record buy item=tea")
-        host.do("settle")
-        self.assertEqual(host.quit(), 0)
-        self.server = Server(self.folder)
+        self.assert_login_fails_quietly(Host(self.folder, self.server.authority), -1004)
 
 
 if __name__ == "__main__":

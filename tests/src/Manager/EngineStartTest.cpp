@@ -47,15 +47,35 @@ TEST_F(EngineTest, RestoresWhatTheLastRunLeft) {
   EXPECT_FALSE(node->isActivated());
 }
 
-TEST_F(EngineTest, DamagedFilesReadAsEmpty) {
-  for (const char* name :
-       {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName}) {
-    ASSERT_TRUE(writeFileAtomically(documentsDirectory() / name, dataFromString("bplist00 but torn")));
-  }
+TEST_F(EngineTest, DamagedFilesReadAsEmptyAndAreReplacedAtTheNextWrite) {
+  const char* names[] = {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName};
   relaunch();
-  EXPECT_TRUE(engine->inAppDataArray()->empty());
-  EXPECT_TRUE(engine->subscribeDataArray()->empty());
-  EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
+  deliverInApp({campaign("7", "buy")});
+  deliverSubscriptions({campaign("9", "pay")});
+  std::vector<Data> good;
+  for (const char* name : names) good.push_back(contentsOfFile(documentsDirectory() / name).value());
+  const Data cutOff(good[0].begin(), good[0].begin() + static_cast<std::ptrdiff_t>(good[0].size() / 2));
+  // Each file in turn torn, of another kind, and sound but with objects of another class.
+  const std::vector<std::vector<Data>> damages = {
+      {cutOff, cutOff, cutOff},
+      {dataFromString("bplist00 but torn"), dataFromString("{}"), Data()},
+      {good[2], good[2], good[0]}};
+  for (const auto& damage : damages) {
+    quit();
+    for (std::size_t each = 0; each < damage.size(); ++each) {
+      ASSERT_TRUE(writeFileAtomically(documentsDirectory() / names[each], damage[each]));
+    }
+    relaunch();
+    EXPECT_TRUE(engine->inAppDataArray()->empty());
+    EXPECT_TRUE(engine->subscribeDataArray()->empty());
+    EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
+    deliverInApp({campaign("7", "buy")});
+    deliverSubscriptions({campaign("9", "pay")});
+    relaunch();
+    EXPECT_EQ(engine->inAppDataArray()->size(), 1u);
+    EXPECT_EQ(engine->subscribeDataArray()->size(), 1u);
+    EXPECT_EQ(engine->recordTree()->copyOfNodes().size(), 1u);
+  }
 }
 
 TEST_F(EngineTest, LoginSendsTheDeviceAndTheKey) {
