@@ -1,37 +1,141 @@
 #include "Manager/OQCampaignList.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "Foundation/Number.h"
+#include "Model/OQRecordTreeNode.h"
 #include "Model/OQWindowData.h"
-#include "Model/OQWindowEvent.h"
 
 namespace oq {
 
 namespace {
 
-/// The name that an event must bear to satisfy the condition; nullptr for a condition that nothing satisfies.
-const boost::json::string* nameOf(const OQWindowEvent* condition) {
-  return condition ? condition->xwhat().if_string() : nullptr;
-}
+/// How many windows are looked at, beyond the one that was chosen, in search of those passed over.
+constexpr int passedOverLooks = 4;
 
 }  // namespace
 
-OQCampaignList::OQCampaignList(Windows windows) : _windows(std::move(windows)) {
+OQCampaignList::OQCampaignList(Windows windows, PreConditions preConditions) : _windows(std::move(windows)) {
   std::erase(_windows, nullptr);
+  OQConditionIndex::Conditions conditions;
+  conditions.reserve(_windows.size() * 2);
+  for (const auto& window : _windows) {
+    conditions.push_back(window->event());
+    conditions.push_back(preConditions == PreConditions::Heeded ? window->preEvent() : nullptr);
+    _hasPreConditions |= conditions.back() != nullptr;
+  }
+  _index = OQConditionIndex(std::move(conditions));
+  _inForce = OQSlotSet(_index.slotCount());
+  _waiting = OQSlotSet(_hasPreConditions ? _index.slotCount() : 0);
+  _awaited = OQSlotSet(_hasPreConditions ? _index.slotCount() : 0);
   for (std::size_t position = 0; position < _windows.size(); ++position) {
-    const OQWindowData& window = *_windows[position];
-    const auto preEvent = window.preEvent();
-    const auto* preName = nameOf(preEvent.get());
-    const auto* name = nameOf(window.event().get());
-    if (preName) _byName[std::string(*preName)].push_back(position);
-    if (name && (!preName || *name != *preName)) _byName[std::string(*name)].push_back(position);
+    const bool waits = _index.conditions()[preConditionOf(position)] != nullptr;
+    for (const auto slot : _index.slotsOf(conditionOf(position))) (waits ? _waiting : _inForce).insert(slot);
+    for (const auto slot : _index.slotsOf(preConditionOf(position))) _awaited.insert(slot);
   }
 }
 
-std::span<const std::size_t> OQCampaignList::candidates(std::string_view name) const {
-  const auto found = _byName.find(name);
-  if (found == _byName.end()) return {};
-  return found->second;
+std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const Value& record) {
+  auto window = std::make_shared<OQWindowData>();
+  window->setModelWithDic(record);
+  return window;
+}
+
+std::shared_ptr<OQRecordTreeNode> OQCampaignList::recordFor(const OQWindowData& window) {
+  auto node = std::make_shared<OQRecordTreeNode>();
+  node->setNodeId(integerValue(window.windowId()));
+  node->setCount(window.count());
+  node->setStartTime(window.startTime());
+  node->setEndTime(window.endTime());
+  return node;
+}
+
+bool OQCampaignList::satisfies(const OQWindowEvent& event, std::size_t condition, const Range& range) const {
+  return range.isCertain || event.matches(*_index.conditions()[condition]);
+}
+
+/// Visits what the range has in the set, in list order, until the visitor answers false.
+template <class Visit>
+void OQCampaignList::walk(const Range& range, const OQSlotSet& set, Visit visit) const {
+  for (std::size_t slot = set.next(range.begin, range.end); slot < range.end;
+       slot = set.next(slot + 1, range.end)) {
+    if (!visit(_index.conditionAt(slot) / 2)) return;
+  }
+}
+
+OQCampaignMatch OQCampaignList::match(const OQWindowEvent& event) const {
+  OQCampaignMatch match;
+  const Ranges ranges = _index.lookUp(event);
+  if (ranges.empty()) return match;
+  const std::size_t chosen = firstPosition(event, ranges);
+  match.position = chosen;
+  if (_hasPreConditions) {
+    consumePreConditions(event, ranges, chosen);
+    notePassedOver(event, ranges, {_waiting, 0, chosen, true}, match);
+  }
+  if (chosen != nowhere) notePassedOver(event, ranges, {_inForce, chosen + 1, nowhere, false}, match);
+  return match;
+}
+
+std::size_t OQCampaignList::firstPosition(const OQWindowEvent& event, const Ranges& ranges) const {
+  std::size_t first = nowhere;
+  const auto look = [&](const OQSlotSet& set, auto isMatch) {
+    for (const Range& range : ranges) {
+      walk(range, set, [&](std::size_t position) {
+        if (position >= first) return false;
+        if (!isMatch(position, range)) return true;
+        first = position;
+        return false;
+      });
+    }
+  };
+  // Those that wait first: when another thread takes a pre-condition away meanwhile, the window is found
+  // among the others.
+  if (_hasPreConditions) {
+    look(_awaited, [&](std::size_t position, const Range& range) {
+      return satisfies(event, preConditionOf(position), range) &&
+             event.matches(_windows[position]->event().get());
+    });
+  }
+  look(_inForce, [&](std::size_t position, const Range& range) {
+    return satisfies(event, conditionOf(position), range);
+  });
+  return first;
+}
+
+void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Ranges& ranges,
+                                          std::size_t last) const {
+  for (const Range& range : ranges) {
+    walk(range, _awaited, [&](std::size_t position) {
+      if (last != nowhere && position > last) return false;
+      if (satisfies(event, preConditionOf(position), range)) consumePreCondition(position);
+      return true;
+    });
+  }
+}
+
+void OQCampaignList::consumePreCondition(std::size_t position) const {
+  _windows[position]->consumePreEvent(_index.conditions()[preConditionOf(position)]);
+  // In this order, so that no reader finds the window neither here nor there.
+  for (const auto slot : _index.slotsOf(conditionOf(position))) _inForce.insert(slot);
+  for (const auto slot : _index.slotsOf(conditionOf(position))) _waiting.erase(slot);
+  for (const auto slot : _index.slotsOf(preConditionOf(position))) _awaited.erase(slot);
+}
+
+void OQCampaignList::notePassedOver(const OQWindowEvent& event, const Ranges& ranges, const Search& search,
+                                    OQCampaignMatch& match) const {
+  int looks = passedOverLooks;
+  for (const Range& range : ranges) {
+    if (looks == 0) return;
+    walk(_index.from(range, conditionOf(search.begin)), search.set, [&](std::size_t position) {
+      if (position >= search.end || match.passedOverCount == match.passedOver.size()) return false;
+      if (satisfies(event, conditionOf(position), range)) {
+        match.passedOver[match.passedOverCount++] = {position, search.isWaiting};
+      }
+      return --looks > 0;
+    });
+  }
 }
 
 }  // namespace oq

@@ -4,6 +4,8 @@
 
 namespace oq {
 
+OQObserverListener::~OQObserverListener() = default;
+
 void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url,
                                         OQNetwork::ImageCompletion completion) {
   network()->downloadImageWithURL(url, std::move(completion));

@@ -31,8 +31,10 @@ Value orEmptyText(const Value& value) {
   return value.is_null() ? Value("") : value;
 }
 
-bool hasUsesLeft(const OQRecordTreeNode* node) {
-  return node && node->usedCount() < node->count();
+std::optional<OQDecision> objectionOf(const OQRecordTreeNode* node) {
+  if (!node) return OQDecision::NoRecord;
+  if (node->usedCount() >= node->count()) return OQDecision::CountUsedUp;
+  return std::nullopt;
 }
 
 void logWritten(bool written, const char* success, const char* failure) {
@@ -42,33 +44,45 @@ void logWritten(bool written, const char* success, const char* failure) {
 }  // namespace
 
 bool OQSDKManager::readyToShowWithData(const OQWindowData& window) {
-  if (!_mayBeShownAgain(window)) return false;
+  return _decide(window) == OQDecision::Shown;
+}
+
+OQDecision OQSDKManager::_decide(const OQWindowData& window) {
+  if (const auto objection = _objection(window)) return *objection;
   // Compared to the second, both ends included. Outside the lock, since every comparison writes to the
   // platform's log.
   const Date now = currentDate();
-  if (OQUtils::compareOneDay(now, OQUtils::dateFromString(window.startTime())) < 0) return false;
-  if (OQUtils::compareOneDay(now, OQUtils::dateFromString(window.endTime())) > 0) return false;
-  if (!_countIfStillAllowed(window)) return false;
-  syncRecordTree();
-  return true;
+  const auto compared = [now](const Value& time) {
+    return OQUtils::compareOneDay(now, OQUtils::dateFromString(time));
+  };
+  if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;
+  if (compared(window.endTime()) > 0) return OQDecision::AfterEnd;
+  const OQDecision decision = _countIfStillAllowed(window);
+  if (decision == OQDecision::Shown) syncRecordTree();
+  return decision;
 }
 
-bool OQSDKManager::_mayBeShownAgain(const OQWindowData& window) const {
+std::optional<OQDecision> OQSDKManager::_objection(const OQWindowData& window) const {
   std::lock_guard lock(_displayMutex);
-  return hasUsesLeft(_recordTree->findTreeNodeById(integerValue(window.windowId())).get());
+  return objectionOf(_recordTree->findTreeNodeById(integerValue(window.windowId())).get());
 }
 
-bool OQSDKManager::_countIfStillAllowed(const OQWindowData& window) {
+OQDecision OQSDKManager::_countIfStillAllowed(const OQWindowData& window) {
   std::lock_guard lock(_displayMutex);
   const auto node = _recordTree->findTreeNodeById(integerValue(window.windowId()));
-  if (!hasUsesLeft(node.get()) || node->isActivated()) return false;
+  if (const auto objection = objectionOf(node.get())) return *objection;
+  if (node->isActivated()) {
+    const bool wasClosedBefore = node->isUserClosed() && !node->wasCountedInThisRun();
+    return wasClosedBefore ? OQDecision::ClosedByUser : OQDecision::AlreadyShown;
+  }
   _count(*node);
-  return true;
+  return OQDecision::Shown;
 }
 
 void OQSDKManager::_count(OQRecordTreeNode& node) {
   node.setUsedCount(node.usedCount() + 1);
   node.setActivated(true);
+  node.noteCountedInThisRun();
 }
 
 void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
@@ -89,7 +103,15 @@ void OQSDKManager::clearTreeNodeActivateState() {
 }
 
 void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window) {
-  if (!window || !readyToShowWithData(*window)) return;
+  _showWindowWithData(window, nullptr);
+}
+
+void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window,
+                                       const OQWindowEvent* event) {
+  if (!window) return;
+  const OQDecision decision = _decide(*window);
+  _decisions.record(decision, event, window);
+  if (decision != OQDecision::Shown) return;
   auto self = shared_from_this();
   auto action = [self, window](std::int64_t code, const Value& link) {
     guarded([&] { self->_handleWindowAction(window, code, link); });

@@ -14,32 +14,6 @@
 
 namespace oq {
 
-namespace {
-
-/// Consumes the window's pre-condition when the event satisfies it; the same event may then satisfy the
-/// condition.
-bool matchesInApp(const OQWindowEvent& event, OQWindowData& window) {
-  if (const auto preEvent = window.preEvent()) {
-    if (!event.matches(*preEvent)) return false;
-    window.consumePreEvent(preEvent);
-  }
-  return event.matches(window.event().get());
-}
-
-/// The first window in list order for which the test holds; nullptr when there is none.
-template <class Test>
-std::shared_ptr<OQWindowData> firstMatch(const OQCampaignList& list, const OQWindowEvent& event, Test test) {
-  const auto* name = event.xwhat().if_string();
-  if (!name) return nullptr;
-  for (const std::size_t position : list.candidates(*name)) {
-    const auto& window = list.windows()[position];
-    if (test(event, *window)) return window;
-  }
-  return nullptr;
-}
-
-}  // namespace
-
 void OQSDKManager::onEventDataReceived(const Value& info) {
   if (!info.is_object()) return;
   OQLogger::log("收到event回调：\n%@", info);
@@ -66,37 +40,45 @@ void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event
 
 void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
-  const auto list = _listOrWait(_inApp, _waitingEvents, event);
-  if (!list) return;
+  const Turn turn = _listOrWait(_inApp, _waitingEvents, event);
+  if (!turn.list)
+    return _decisions.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
+  const OQCampaignMatch match = turn.list->match(*event);
+  _notePassedOver(*event, *turn.list, match);
+  if (match.position == OQCampaignMatch::nowhere) return _decisions.record(OQDecision::NoMatch, event.get());
   // First match wins, even when that window then decides not to show itself.
-  if (const auto window = firstMatch(*list, *event, matchesInApp)) _showWindowWithData(window);
+  _showWindowWithData(turn.list->windows()[match.position], event.get());
+}
+
+void OQSDKManager::_notePassedOver(const OQWindowEvent& event, const OQCampaignList& list,
+                                   const OQCampaignMatch& match) {
+  for (std::size_t i = 0; i < match.passedOverCount; ++i) {
+    const auto& [position, isWaiting] = match.passedOver[i];
+    const auto reason = isWaiting ? OQDecision::PreConditionNotMet : OQDecision::AnotherWindowFirst;
+    _decisions.record(reason, &event, list.windows()[position]);
+  }
 }
 
 void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
-  const auto list = _listOrWait(_subscribe, _waitingEvents1, event);
-  if (!list) return;
-  const auto subscribed =
-      firstMatch(*list, *event, [](const OQWindowEvent& received, const OQWindowData& window) {
-        return received.matches(window.event().get());
-      });
-  if (subscribed) triggerEvent(event);
+  const Turn turn = _listOrWait(_subscribe, _waitingEvents1, event);
+  if (turn.list && turn.list->match(*event).position != OQCampaignMatch::nowhere) triggerEvent(event);
 }
 
-std::shared_ptr<const OQCampaignList> OQSDKManager::_listOrWait(const Snapshot<OQCampaignList>& list,
-                                                                Events& waiting,
-                                                                const std::shared_ptr<OQWindowEvent>& event) {
+OQSDKManager::Turn OQSDKManager::_listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting,
+                                             const std::shared_ptr<OQWindowEvent>& event) {
   auto current = list.load();
-  if (!current->empty()) return current;
+  if (!current->empty()) return {current};
   // Looked at again under the lock under which a list is installed: an event that waits is sure to be
   // replayed.
   std::lock_guard lock(_displayMutex);
   current = list.load();
-  if (!current->empty()) return current;
+  if (!current->empty()) return {current};
+  if (std::ranges::find(waiting, event) != waiting.end()) return {nullptr};
   // The oldest are kept, not the newest; this is meant.
-  const bool hasRoom = static_cast<std::int64_t>(waiting.size()) < maxWaitingReceivedEventsNum();
-  if (hasRoom && std::ranges::find(waiting, event) == waiting.end()) waiting.push_back(event);
-  return nullptr;
+  if (static_cast<std::int64_t>(waiting.size()) >= maxWaitingReceivedEventsNum()) return {nullptr, true};
+  waiting.push_back(event);
+  return {nullptr};
 }
 
 Value OQSDKManager::_eventRequestBody(const OQWindowEvent& event) const {

@@ -27,21 +27,6 @@ const Array* campaignsOf(const std::optional<Value>& answer) {
   return records && !records->empty() ? records : nullptr;
 }
 
-std::shared_ptr<OQWindowData> windowFrom(const Value& record) {
-  auto window = std::make_shared<OQWindowData>();
-  window->setModelWithDic(record);
-  return window;
-}
-
-std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window) {
-  auto node = std::make_shared<OQRecordTreeNode>();
-  node->setNodeId(integerValue(window.windowId()));
-  node->setCount(window.count());
-  node->setStartTime(window.startTime());
-  node->setEndTime(window.endTime());
-  return node;
-}
-
 std::optional<URL> pictureURL(const OQWindowData& window) {
   const auto* picture = window.picture().if_string();
   return picture ? URL::withString(*picture) : std::nullopt;
@@ -163,9 +148,9 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   Windows windows;
   windows.reserve(records.size());
   for (const Value& record : records) {
-    const auto window = windowFrom(record);
+    const auto window = OQCampaignList::windowFrom(record);
     windows.push_back(window);
-    scratch.addTreeNode(recordFor(*window));
+    scratch.addTreeNode(OQCampaignList::recordFor(*window));
     // Only so that the picture is in the cache before the window is shown.
     downloadImageWithURL(pictureURL(*window), nullptr);
   }
@@ -198,8 +183,9 @@ OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
   // Subscriptions are never shown: no records, no pictures.
   Windows windows;
   windows.reserve(records.size());
-  for (const Value& record : records) windows.push_back(windowFrom(record));
-  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
+  auto list =
+      std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
   Events waited;
   {
     std::lock_guard lock(_displayMutex);

@@ -98,6 +98,12 @@ OQSDKManager::Session OQSDKManager::_session() const {
 }
 
 template <class Field>
+Field OQSDKManager::_field(Field Session::*field) const {
+  std::lock_guard lock(_sessionMutex);
+  return _fields.*field;
+}
+
+template <class Field>
 void OQSDKManager::_setField(Field Session::*field, Field value) {
   // The former value is released by the caller's copy, outside the lock.
   std::lock_guard lock(_sessionMutex);
@@ -105,31 +111,31 @@ void OQSDKManager::_setField(Field Session::*field, Field value) {
 }
 
 std::shared_ptr<TorvelinOqConfig> OQSDKManager::configuration() const {
-  return _session().configuration;
+  return _field(&Session::configuration);
 }
 void OQSDKManager::setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
   _setField(&Session::configuration, std::move(configuration));
 }
 std::optional<std::string> OQSDKManager::token() const {
-  return _session().token;
+  return _field(&Session::token);
 }
 void OQSDKManager::setToken(std::optional<std::string> token) {
   _setField(&Session::token, std::move(token));
 }
 std::optional<std::string> OQSDKManager::userId() const {
-  return _session().userId;
+  return _field(&Session::userId);
 }
 void OQSDKManager::setUserId(std::optional<std::string> userId) {
   _setField(&Session::userId, std::move(userId));
 }
 std::optional<std::string> OQSDKManager::appid() const {
-  return _session().appid;
+  return _field(&Session::appid);
 }
 void OQSDKManager::setAppid(std::optional<std::string> appid) {
   _setField(&Session::appid, std::move(appid));
 }
 std::optional<std::string> OQSDKManager::pageName() const {
-  return _session().pageName;
+  return _field(&Session::pageName);
 }
 void OQSDKManager::setPageName(std::optional<std::string> pageName) {
   _setField(&Session::pageName, std::move(pageName));
@@ -156,7 +162,8 @@ std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::subscribeDataArray() 
   return windowsOf(_subscribe.load());
 }
 void OQSDKManager::setSubscribeDataArray(Windows windows) {
-  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  auto list =
+      std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
   std::lock_guard lock(_displayMutex);
   list = _subscribe.exchange(std::move(list));
 }

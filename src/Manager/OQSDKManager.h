@@ -11,7 +11,9 @@
 
 #include "Foundation/Snapshot.h"
 #include "Manager/OQCampaignList.h"
+#include "Manager/OQDecisionLog.h"
 #include "Network/OQNetwork.h"
+#include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "oqsdk/Value.h"
@@ -32,7 +34,7 @@ class UINavigationController;
 /// handled, on the main queue. No lock is held while anything outside the engine is called; log entries are
 /// only handed over. Ownership: the engine lives in a shared_ptr. Answers hold it weakly, a window on screen
 /// holds it strongly. Failure: what goes wrong is in the log; nothing is retried.
-class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKManager> {
+class OQSDKManager : public OQObserverListener, public std::enable_shared_from_this<OQSDKManager> {
   OQ_CLASS(OQSDKManager)
 
  public:
@@ -81,6 +83,8 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   /// Whether the window may be shown now. When it may, the display is already counted and written.
   bool readyToShowWithData(const OQWindowData& window);
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
+  /// The same, as the decision on an event.
+  void _showWindowWithData(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event);
   /// Counts one display of the node and writes the records.
   void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
   /// Once per engine: windows that the user has not closed may be shown again.
@@ -97,6 +101,9 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
 
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
+
+  Value recentDecisions() const override { return _decisions.entries(); }
+  void keepRecentDecisions(std::size_t most) override { _decisions.setCapacity(most); }
 
   // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
   // are not strings are kept in their text form.
@@ -153,6 +160,8 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
 
   Session _session() const;
   template <class Field>
+  Field _field(Field Session::*field) const;
+  template <class Field>
   void _setField(Field Session::*field, Field value);
   /// nullopt for null, else the value's text form.
   static std::optional<std::string> _textOrNil(const Value& value);
@@ -173,12 +182,20 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   Events _installSubscribeList(const Array& records);
 
   void _keepUserId(const Value& xwho);
-  /// The list if it has windows. Otherwise nullptr, and the event waits or is dropped.
-  std::shared_ptr<const OQCampaignList> _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting,
-                                                    const std::shared_ptr<OQWindowEvent>& event);
+  struct Turn {
+    /// The list if it has windows. Otherwise nullptr: the event waits, or is dropped.
+    std::shared_ptr<const OQCampaignList> list;
+    bool isDropped = false;
+  };
+  Turn _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting,
+                   const std::shared_ptr<OQWindowEvent>& event);
+  void _notePassedOver(const OQWindowEvent& event, const OQCampaignList& list, const OQCampaignMatch& match);
 
-  bool _mayBeShownAgain(const OQWindowData& window) const;
-  bool _countIfStillAllowed(const OQWindowData& window);
+  /// Shown, when the display is counted and written; else why it is not.
+  OQDecision _decide(const OQWindowData& window);
+  /// What the records say before anything is looked at that costs more; nullopt when they have no objection.
+  std::optional<OQDecision> _objection(const OQWindowData& window) const;
+  OQDecision _countIfStillAllowed(const OQWindowData& window);
   /// With _displayMutex held.
   static void _count(OQRecordTreeNode& node);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
@@ -212,6 +229,8 @@ class OQSDKManager : public Object, public std::enable_shared_from_this<OQSDKMan
   std::shared_ptr<OQRecordTree> _recordTree;
   Events _waitingEvents;
   Events _waitingEvents1;
+
+  OQDecisionLog _decisions;
 
   /// Held while one of the three files is written. What is written is read inside it, so a later write never
   /// holds older counts.

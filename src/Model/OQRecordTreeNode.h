@@ -27,6 +27,9 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void setActivated(bool activated) { _activated = activated; }
   bool isUserClosed() const { return _userClosed; }
   void setUserClosed(bool closed) { _userClosed = closed; }
+  /// Whether a display was counted since the process began; not part of the archive.
+  bool wasCountedInThisRun() const { return _wasCountedInThisRun; }
+  void noteCountedInThisRun() { _wasCountedInThisRun = true; }
   /// The window's id as a number.
   std::int64_t nodeId() const { return _nodeId; }
   void setNodeId(std::int64_t nodeId);
@@ -57,6 +60,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::atomic<bool> _isIndexed{false};
   std::atomic<bool> _activated{false};
   std::atomic<bool> _userClosed{false};
+  std::atomic<bool> _wasCountedInThisRun{false};
   std::atomic<std::int64_t> _nodeId{0};
   std::atomic<std::int64_t> _count{0};
   std::atomic<std::int64_t> _usedCount{0};

@@ -39,7 +39,7 @@ void OQWindowData::setPreEvent(std::shared_ptr<OQWindowEvent> event) {
   _preEvent.swap(event);
 }
 
-bool OQWindowData::consumePreEvent(const std::shared_ptr<OQWindowEvent>& expected) {
+bool OQWindowData::consumePreEvent(const std::shared_ptr<const OQWindowEvent>& expected) {
   std::shared_ptr<OQWindowEvent> consumed;
   std::lock_guard lock(_preEventMutex);
   if (!expected || _preEvent != expected) return false;

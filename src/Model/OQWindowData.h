@@ -52,7 +52,7 @@ class OQWindowData : public OQWindowDataModel {
   std::shared_ptr<OQWindowEvent> preEvent() const;
   void setPreEvent(std::shared_ptr<OQWindowEvent> event);
   /// Takes the pre-condition away if it is still the expected one; true for the one caller that did.
-  bool consumePreEvent(const std::shared_ptr<OQWindowEvent>& expected);
+  bool consumePreEvent(const std::shared_ptr<const OQWindowEvent>& expected);
   /// The picture's address.
   const Value& picture() const { return _picture; }
   void setPicture(const Value& picture) { _picture = picture; }

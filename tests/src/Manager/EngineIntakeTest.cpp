@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-
 #include "Model/OQWindowData.h"
 #include "Storage/OQUserDefaults.h"
 #include "oqsdk/OQSDKConstants.h"
@@ -148,44 +145,6 @@ TEST_F(EngineTest, PageNamesAreOnlyRecorded) {
   engine->autoPageCollected("CartPage");
   EXPECT_EQ(engine->pageName(), "CartPage");
   EXPECT_TRUE(network->requests().empty());
-}
-
-/// The index by name is to find what a walk over all windows would find.
-TEST(OQCampaignListTest, CandidatesLeaveNoMatchOut) {
-  std::mt19937 random(7);
-  const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
-  const auto condition = [&]() -> Value {
-    switch (pick(6)) {
-      case 0:
-        return nullptr;
-      case 1:
-        return {{"xwhat", pick(3)}};
-      default:
-        return {{"xwhat", "e" + std::to_string(pick(5))}, {"xcontext", {{"k", std::to_string(pick(2))}}}};
-    }
-  };
-  for (int round = 0; round < 200; ++round) {
-    OQCampaignList::Windows windows;
-    for (int i = pick(12); i > 0; --i) {
-      auto window = std::make_shared<OQWindowData>();
-      window->setModelWithDic({{"id", std::to_string(i)}, {"event", condition()}, {"preEvent", condition()}});
-      windows.push_back(window);
-    }
-    const OQCampaignList list(windows);
-    for (int name = 0; name < 5; ++name) {
-      OQWindowEvent event;
-      event.setModelWithDic(uploadInfo("e" + std::to_string(name), {{"k", "0"}}));
-      const auto candidates = list.candidates("e" + std::to_string(name));
-      ASSERT_TRUE(std::ranges::is_sorted(candidates));
-      ASSERT_TRUE(std::ranges::adjacent_find(candidates) == candidates.end());
-      for (std::size_t i = 0; i < windows.size(); ++i) {
-        const bool concerned =
-            event.matches(windows[i]->event().get()) || event.matches(windows[i]->preEvent().get());
-        const bool found = std::ranges::find(candidates, i) != candidates.end();
-        ASSERT_TRUE(found || !concerned) << "round " << round << ", window " << i;
-      }
-    }
-  }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "src/TemporaryFolder.h"
+#include "support/MatchingCases.h"
 
 namespace oq {
 namespace {
@@ -15,34 +16,7 @@ OQWindowEvent* filled(OQWindowEvent& event, const std::string& text) {
 }
 
 TEST(WindowEvent, MatchesByNameAndByTheSmallerContext) {
-  const std::string buy = R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})";
-  struct {
-    std::string event, condition;
-    bool matches;
-  } cases[] = {
-      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", buy, true},
-      {R"({"xwhat": "buy", "xcontext": {"a": "9"}})", buy, false},
-      {R"({"xwhat": "buy", "xcontext": {"z": "1"}})", buy, false},
-      {R"({"xwhat": "buy", "xcontext": {"b": "2", "a": "1"}})", buy, true},
-      {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "2"}})", buy, false},
-      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "3", "d": "x"}})", buy, false},
-      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2", "d": 4}})", buy, true},
-      {R"({"xwhat": "buy", "xcontext": {}})", buy, true},
-      {R"({"xwhat": "buy"})", buy, true},
-      {R"({"xwhat": "buy", "xcontext": "a"})", buy, true},  // no dictionary: no properties
-      {R"({"xwhat": "Buy", "xcontext": {"a": "1"}})", buy, false},
-      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy"})", true},
-      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": [1, 2, 3]})", true},
-      {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": "1"}})", false},
-      {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
-      {R"({"xwhat": "buy", "xcontext": {"n": null}})", R"({"xwhat": "buy", "xcontext": {"n": null}})", false},
-      {R"({"xwhat": 5})", R"({"xwhat": 5})", false},
-      {R"({})", R"({})", false},
-      {R"({"xwhat": ""})", R"({"xwhat": ""})", true},
-      {R"({"xwhat": "buy"})", R"("buy")", false},
-      {R"(["buy"])", R"({"xwhat": "buy"})", false},
-  };
-  for (const auto& c : cases) {
+  for (const auto& c : test::matchingCases()) {
     OQWindowEvent event, condition;
     EXPECT_EQ(filled(event, c.event)->matches(filled(condition, c.condition)), c.matches)
         << c.event << " against " << c.condition;

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+
+#include "oqsdk/Export.h"
+#include "oqsdk/Runtime.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// What the engine can tell a host about itself. The engine that the facade hands out is one of these:
+///
+///     auto& engine = dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
+///     const oq::Value decisions = engine.recentDecisions();
+///
+/// Any thread may call anything.
+class OQSDK_EXPORT OQObserverListener : public Object {
+ public:
+  ~OQObserverListener() override;
+
+  /// Why a window was shown or was not: the last decisions, oldest first, kept in memory only. An array of
+  /// dictionaries with
+  ///
+  /// - "time": milliseconds since 1970, a number
+  /// - "event": the event's name as the host recorded it, cut after 95 bytes; null when there was none
+  /// - "windowId": the window's id as the server sent it; null when no window takes part
+  /// - "outcome": one of
+  ///
+  /// | outcome | the window |
+  /// | --- | --- |
+  /// | "no match" | the event satisfied no window's condition |
+  /// | "another window matched first" | matched too, but one before it in the list was chosen |
+  /// | "pre-condition not met" | matched, but waits for another event first |
+  /// | "no record" | is not in the records of what was shown |
+  /// | "count used up" | was shown as often as it may be |
+  /// | "before start", "after end" | is not to be shown at this time |
+  /// | "already shown in this run" | waits for the next start of the application |
+  /// | "closed by the user in an earlier run" | is not to be shown any more |
+  /// | "counted and handed to the screen" | is shown |
+  /// | "waiting" | the event waits for a list of windows |
+  /// | "dropped because the waiting array is full" | the event will not be looked at |
+  ///
+  /// An event that matched very many windows leaves an entry for the chosen one and for a few of the others.
+  virtual Value recentDecisions() const = 0;
+  /// How many decisions are kept, 256 unless told. Those at hand are forgotten; 0 keeps none.
+  virtual void keepRecentDecisions(std::size_t most) = 0;
+};
+
+}  // namespace oq

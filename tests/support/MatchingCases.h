@@ -1,0 +1,60 @@
+#pragma once
+
+#include <span>
+
+namespace oq::test {
+
+struct MatchingCase {
+  const char* event;
+  const char* condition;
+  bool matches;
+};
+
+/// What satisfies what, for every way of finding out.
+inline std::span<const MatchingCase> matchingCases() {
+  static constexpr const char* buy = R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})";
+  static constexpr const char* mixed = R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2, "c": "3"}})";
+  static const MatchingCase cases[] = {
+      // fewer properties than the condition: only the event's own count
+      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", buy, true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "9"}})", buy, false},
+      {R"({"xwhat": "buy", "xcontext": {"z": "1"}})", buy, false},
+      {R"({"xwhat": "buy", "xcontext": {"a": 1}})", buy, false},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "3"}})", mixed, true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})", mixed, false},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2}})", mixed, false},
+      // none at all
+      {R"({"xwhat": "buy", "xcontext": {}})", buy, true},
+      {R"({"xwhat": "buy"})", buy, true},
+      {R"({"xwhat": "buy"})", mixed, true},
+      {R"({"xwhat": "buy", "xcontext": "a"})", buy, true},
+      // as many: the condition's count
+      {R"({"xwhat": "buy", "xcontext": {"b": "2", "a": "1"}})", buy, true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "2"}})", buy, false},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2, "c": "3"}})", mixed, false},
+      // more: the condition's count
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "3", "d": "x"}})", buy, false},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2", "d": 4}})", buy, true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy"})", true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": {}})", true},
+      {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": [1, 2, 3]})", true},
+      // names
+      {R"({"xwhat": "Buy", "xcontext": {"a": "1"}})", buy, false},
+      {R"({"xwhat": ""})", R"({"xwhat": ""})", true},
+      {R"({"xwhat": 5})", R"({"xwhat": 5})", false},
+      {R"({"xwhat": null})", R"({"xwhat": null})", false},
+      {R"({})", R"({})", false},
+      // values that are no texts
+      {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": "1"}})", false},
+      {R"({"xwhat": "buy", "xcontext": {"n": "1"}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
+      {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
+      {R"({"xwhat": "buy", "xcontext": {"n": null}})", R"({"xwhat": "buy", "xcontext": {"n": null}})", false},
+      {R"({"xwhat": "buy", "xcontext": {"": ""}})", R"({"xwhat": "buy", "xcontext": {"": ""}})", true},
+      // no dictionaries
+      {R"({"xwhat": "buy"})", R"("buy")", false},
+      {R"(["buy"])", R"({"xwhat": "buy"})", false},
+  };
+  return cases;
+}
+
+}  // namespace oq::test
