@@ -1,0 +1,101 @@
+/// The intake of events, all told: log entry, user id, matching against a thousand campaigns, decision log.
+#include <thread>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/FileManager.h"
+#include "Foundation/Format.h"
+#include "Manager/OQSDKManager.h"
+#include "Measure.h"
+#include "Model/OQWindowData.h"
+#include "Utils/OQLogger.h"
+
+namespace {
+
+using namespace oq;
+using namespace oq::bench;
+
+OQCampaignList::Windows campaigns() {
+  OQCampaignList::Windows windows;
+  for (int i = 0; i < 1000; ++i) {
+    auto window = std::make_shared<OQWindowData>();
+    window->setModelWithDic(
+        {{"id", std::to_string(i)},
+         {"event",
+          {{"xwhat", "event_" + std::to_string(i % 100)}, {"xcontext", {{"sku", std::to_string(i)}}}}}});
+    windows.push_back(std::move(window));
+  }
+  return windows;
+}
+
+/// Half of them known to campaigns, with the properties of a real shop's events.
+std::vector<Value> uploads() {
+  std::vector<Value> infos;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string name = (i % 2 ? "event_" : "page_") + std::to_string(i % 100);
+    infos.push_back(
+        {{"appid", "shop"},
+         {"xwho", "user-4711"},
+         {"xwhat", name},
+         {"xwhen", 1773144000000.0},
+         {"xcontext", {{"sku", std::to_string(i)}, {"page", "cart"}, {"price", 12.5}}}});
+  }
+  return infos;
+}
+
+double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
+  const double seconds = secondsOf([&] {
+    for (int i = 0; i < events; ++i)
+      engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
+  });
+  OQLogger::getInstance().flush();
+  return seconds / events;
+}
+
+double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events,
+                                 int count) {
+  const double seconds = secondsOf([&] {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; ++t) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < events / count; ++i) {
+          engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+  });
+  OQLogger::getInstance().flush();
+  return seconds / events;
+}
+
+double medianOfSingleEvents(OQSDKManager& engine, const std::vector<Value>& infos) {
+  std::vector<double> samples;
+  for (int i = 0; i < 50000; ++i) {
+    const Value& info = infos[static_cast<std::size_t>(i) % infos.size()];
+    samples.push_back(secondsOf([&] { engine.onEventDataReceived(info); }));
+  }
+  OQLogger::getInstance().flush();
+  return median(samples);
+}
+
+}  // namespace
+
+int main() {
+  const ScratchFolder folder;
+  setApplicationDataDirectory(folder.path());
+  DispatchQueue::installMain();
+  setPlatformLogHandler([](std::string_view) {});
+  const auto engine = std::make_shared<OQSDKManager>();
+  engine->setInAppDataArray(campaigns());
+  OQCampaignList::Windows subscriptions;
+  subscriptions.push_back(std::make_shared<OQWindowData>());
+  engine->setSubscribeDataArray(subscriptions);
+  const std::vector<Value> infos = uploads();
+  const auto [one, four, single] = inTurns(
+      7, [&] { return secondsAnEvent(*engine, infos, 100000); },
+      [&] { return secondsAnEventFromThreads(*engine, infos, 100000, 4); },
+      [&] { return medianOfSingleEvents(*engine, infos); });
+  atLeast("intake_events_per_second", 1 / median(one), 500000);
+  atMost("intake_p50_us", median(single) * 1e6, 1.5);
+  atLeast("intake_4_threads_to_1", medianRatio(one, four), 1);
+}
