@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <barrier>
 #include <chrono>
+#include <cstdlib>
 #include <map>
+#include <random>
 #include <thread>
 
 #include "Foundation/Format.h"
@@ -77,6 +80,74 @@ TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
     EXPECT_EQ(shownInRun.size(), run < 2 ? static_cast<std::size_t>(windowCount) : 0u);
   }
 }
+
+/// OQSDK_STRESS_SEEDS asks for more seeds than usual.
+TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) {
+  constexpr int threads = 16;
+  constexpr int eventsPerThread = 10000;
+  const char* asked = std::getenv("OQSDK_STRESS_SEEDS");
+  const unsigned seeds = asked ? static_cast<unsigned>(std::stoi(asked)) : 2;
+  for (unsigned seed = 1; seed <= seeds; ++seed) {
+    relaunch();
+    engine->setRecordTree(nullptr);
+    std::atomic<int> turn{0};
+    const auto answer = [&](const auto&) {
+      Array records = shuffledCampaigns(turn++);
+      for (Value& record : records) {
+        if (turn % 3 == 0) record.as_object()["preEvent"] = {{"xwhat", "e1"}, {"xcontext", {{"k", "1"}}}};
+      }
+      return ScriptedTransport::Answer{textOf(listAnswer(records))};
+    };
+    network->script("/push/sdk/in_app", answer);
+    network->script("/push/sdk/event/subscribe", [](const auto&) {
+      return ScriptedTransport::Answer{textOf(listAnswer({campaign("1", "subscribed")}))};
+    });
+    std::atomic<int> running{threads};
+    std::vector<std::thread> workers;
+    for (unsigned t = 0; t < threads; ++t) {
+      workers.emplace_back([&, t] {
+        std::mt19937 random(seed * 100 + t);
+        for (int i = 0; i < eventsPerThread; ++i) {
+          const unsigned number = random() % (windowCount + 6) + 1;
+          engine->onEventDataReceived(
+              uploadInfo("e" + std::to_string(number), {{"k", std::to_string(random() % 3)}}));
+        }
+        --running;
+      });
+    }
+    while (running > 0) {
+      engine->getInAppList();
+      engine->getSubscribeList();
+      (void)engine->recentDecisions();
+      settle();
+    }
+    for (std::thread& worker : workers) worker.join();
+    settle();
+    std::map<std::string, int> shown;
+    for (const std::string& id : engine->shownIds()) EXPECT_EQ(++shown[id], 1) << id << ", seed " << seed;
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(windowCount));
+    for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
+  }
+}
+
+#ifdef __SANITIZE_THREAD__
+/// That the sanitizer is silent means something only if it is not so about a race of ours.
+TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        OQWindowData window;
+        const auto change = [&] {
+          for (int i = 0; i < 1000; ++i) window.setWindowId(Value(i));
+        };
+        std::thread other(change);
+        change();
+        other.join();
+        ::_exit(0);
+      },
+      ::testing::ExitedWithCode(66), "ThreadSanitizer: data race");
+}
+#endif
 
 /// Lets two threads go on at the same moment. Waits for the other one for a while only.
 class MeetingPoint {
