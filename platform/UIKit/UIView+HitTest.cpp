@@ -42,6 +42,15 @@ bool UIView::coversSurroundings() const {
          });
 }
 
+bool UIView::isInMotionAt(CGPoint point) const {
+  if (!_userInteractionEnabled || isHidden()) return false;
+  if (!pointInside(point) && !coversSurroundings()) return false;
+  if (_layer.isAnimating()) return true;
+  return std::any_of(_subviews.begin(), _subviews.end(), [&](const auto& child) {
+    return child->isInMotionAt(child->convertPointFromSuperview(point));
+  });
+}
+
 std::shared_ptr<UIView> UIView::hitSurroundings() {
   if (!takesTouches()) return nullptr;
   const auto children = subviewsInDepthOrder();

@@ -116,6 +116,8 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   bool isInside(const UIView& ancestor) const;
   bool takesTouches() const;
   bool coversSurroundings() const;
+  /// Whether a view in motion lies there: it takes no touch, and what lies below it gets none either.
+  bool isInMotionAt(CGPoint point) const;
   /// Back to front: by z position, then in order.
   std::vector<std::shared_ptr<UIView>> subviewsInDepthOrder() const;
   /// The front-most view that takes the touches beside the stage.

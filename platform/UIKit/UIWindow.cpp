@@ -54,7 +54,13 @@ std::shared_ptr<UIView> UIWindow::hitTest(CGPoint point) {
 }
 
 bool UIWindow::wantsTouchAt(CGPoint point) {
-  return hitTest(point) != nullptr;
+  return hitTest(point) || keepsFromHost(point);
+}
+
+bool UIWindow::keepsFromHost(CGPoint point) const {
+  return std::any_of(subviews().begin(), subviews().end(), [&](const auto& view) {
+    return view->isInMotionAt(view->convertPointFromSuperview(point));
+  });
 }
 
 bool UIWindow::isActive(int identifier, const TouchPointer& touch) const {
@@ -71,7 +77,7 @@ bool UIWindow::touchBegan(int identifier, CGPoint point, double timestamp) {
   const auto self = shared_from_this();
   touchCancelled(identifier);
   const auto view = hitTest(point);
-  if (!view) return false;
+  if (!view) return keepsFromHost(point);
   // A view has one touch at a time. Further fingers are kept from the host, and from pressing twice.
   if (hasTouchIn(*view)) return true;
   const auto touch = std::make_shared<UITouch>(UITouch{UITouchPhase::Began, point, point, timestamp, view});

@@ -24,9 +24,9 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIViewController> rootViewController() const { return _rootViewController; }
   void setRootViewController(std::shared_ptr<UIViewController> controller);
 
-  /// Whether a view of the library would take a touch there.
+  /// Whether a touch there is the library's: a view would take it, or is in motion and lets nothing through.
   bool wantsTouchAt(CGPoint point);
-  /// A touch that begins; `identifier` tells fingers apart. False when no view took it, and nothing further is wanted.
+  /// A touch that begins; `identifier` tells fingers apart. False when it is the host's, and nothing further is wanted.
   bool touchBegan(int identifier, CGPoint point, double timestamp);
   void touchMoved(int identifier, CGPoint point, double timestamp);
   void touchEnded(int identifier, CGPoint point, double timestamp);
@@ -39,6 +39,7 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIView> hitTest(CGPoint point) override;
 
  private:
+  bool keepsFromHost(CGPoint point) const;
   using TouchPointer = std::shared_ptr<UITouch>;
   bool isActive(int identifier, const TouchPointer& touch) const;
   bool hasTouchIn(const UIView& view) const;
