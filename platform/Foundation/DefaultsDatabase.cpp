@@ -1,7 +1,6 @@
 #include "Foundation/DefaultsDatabase.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -14,15 +13,26 @@
 namespace oq {
 namespace {
 
-// Long enough for another process to finish a write and a checkpoint, short enough for a person who waits.
-constexpr int BusyMilliseconds = 2000;
-
 constexpr const char* Schema =
     "CREATE TABLE entries(key TEXT NOT NULL PRIMARY KEY, kind INTEGER NOT NULL, value NOT NULL) WITHOUT "
     "ROWID";
 constexpr std::int64_t ApplicationId = 0x4F515544;  // "OQUD"
 
 enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
+
+/// The file's name for SQLite, with the promise that nobody changes the file.
+std::string immutableAddressOf(const std::filesystem::path& file) {
+  std::string address = "file:";
+  for (char c : file.string()) {
+    if (c == '%' || c == '?' || c == '#') {
+      constexpr const char* Digits = "0123456789ABCDEF";
+      address += {'%', Digits[c >> 4], Digits[c & 15]};
+    } else {
+      address.push_back(c);
+    }
+  }
+  return address + "?immutable=1";
+}
 
 int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
   // SQLite takes a null pointer for NULL, which is no key.
@@ -61,7 +71,7 @@ std::optional<PropertyValue> DefaultsDatabase::read(std::string_view key) {
   if (result == SQLITE_ROW) value = propertyOf(_select.get());
   if (result == SQLITE_DONE) value = Value();
   finish(_select.get());
-  if (_isAlone) close();
+  if (_isForOneRead) close();
   return value;
 }
 
@@ -145,14 +155,19 @@ void DefaultsDatabase::close() {
 bool DefaultsDatabase::open(Foreign treatment) {
   if (_connection) return true;
   if (!createDirectory(_file.parent_path())) return false;
-  FileDescriptor lock = lockSetup();
-  if (!lock) return false;
+  std::optional<FileDescriptor> lock = lockSetup();
+  // Where no lock can be made, nothing can be set up by anybody; what is there can be read.
+  if (!lock || (!*lock && treatment == Foreign::Replace)) return false;
   State state = openFile(Sharing::Shared);
   if (state == State::Unavailable && treatment == Foreign::Keep) {
     // On a full disk not even the index of the log can be made. The log is then read with an index in memory,
     // which takes the file for this process alone, until the value is read.
     close();
     state = openFile(Sharing::Alone);
+    if (state == State::Unavailable && ::access(_file.parent_path().c_str(), W_OK) != 0) {
+      close();
+      state = openFile(Sharing::Nobody);
+    }
   }
   if (state == State::Foreign && treatment == Foreign::Replace) {
     close();
@@ -171,11 +186,15 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   if (made) ::fchmod(made.get(), 0600);
   made.close();
 
-  constexpr int Flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-  if (sqlite3_open_v2(_file.c_str(), &_connection, Flags, nullptr) != SQLITE_OK) return State::Unavailable;
-  _isAlone = sharing == Sharing::Alone;
-  sqlite3_busy_timeout(_connection, _isAlone ? 0 : BusyMilliseconds);
-  if (_isAlone) execute("PRAGMA locking_mode=EXCLUSIVE");
+  bool isFixed = sharing == Sharing::Nobody;
+  std::string name = isFixed ? immutableAddressOf(_file) : _file.string();
+  int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE |
+              (isFixed ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
+  if (sqlite3_open_v2(name.c_str(), &_connection, flags, nullptr) != SQLITE_OK) return State::Unavailable;
+  bool isReadOnly = sqlite3_db_readonly(_connection, "main") == 1;
+  _isForOneRead = sharing != Sharing::Shared || isReadOnly;
+  if (sharing == Sharing::Shared) sqlite3_busy_handler(_connection, &waitWhileBusy, this);
+  if (sharing == Sharing::Alone) execute("PRAGMA locking_mode=EXCLUSIVE");
   sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
   State state = identify();
@@ -186,7 +205,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   struct stat status {};
   _inode = ::stat(_file.c_str(), &status) == 0 ? status.st_ino : 0;
   _isDamaged = false;
-  if (!_isAlone) mapWalIndex();
+  if (!_isForOneRead) mapWalIndex();
   return State::Usable;
 }
 
@@ -261,17 +280,21 @@ bool DefaultsDatabase::isStillInPlace() const {
   return ::stat(_file.c_str(), &status) == 0 && status.st_ino == _inode;
 }
 
-/// Of several processes one at a time makes or replaces the file. Waits as long as SQLite itself would.
-FileDescriptor DefaultsDatabase::lockSetup() const {
+/// Of several processes one at a time makes or replaces the file. nullopt when another one is about it until
+/// the deadline; nothing open when there can be no lock.
+std::optional<FileDescriptor> DefaultsDatabase::lockSetup() const {
   FileDescriptor lock(
       ::open((_file.string() + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(BusyMilliseconds);
-  while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
-    if (std::chrono::steady_clock::now() > deadline) return FileDescriptor();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  if (!lock) return FileDescriptor();
+  ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
+  if (!lockFile(lock.get(), _deadline)) return std::nullopt;
   return lock;
+}
+
+int DefaultsDatabase::waitWhileBusy(void* database, int) {
+  if (Clock::now() >= static_cast<DefaultsDatabase*>(database)->_deadline) return 0;
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  return 1;
 }
 
 DefaultsDatabase::Statement DefaultsDatabase::prepare(const char* sql) {

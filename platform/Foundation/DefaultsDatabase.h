@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -25,6 +26,10 @@ class DefaultsDatabase {
   DefaultsDatabase(const DefaultsDatabase&) = delete;
   DefaultsDatabase& operator=(const DefaultsDatabase&) = delete;
 
+  using Clock = std::chrono::steady_clock;
+  /// Other processes are waited for until then, and no longer. Set before each use.
+  void waitUntil(Clock::time_point deadline) { _deadline = deadline; }
+
   /// A null Value when the key has no entry; nullopt when the database cannot be asked at present.
   std::optional<PropertyValue> read(std::string_view key);
   bool write(std::string_view key, const PropertyValue& value);
@@ -39,7 +44,8 @@ class DefaultsDatabase {
  private:
   enum class State { Usable, Empty, Foreign, Unavailable };
   enum class Foreign { Keep, Replace };
-  enum class Sharing { Shared, Alone };
+  /// With other processes; with nobody while the connection is open; with nobody who could change the file.
+  enum class Sharing { Shared, Alone, Nobody };
   struct Finalizer {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
@@ -54,7 +60,8 @@ class DefaultsDatabase {
   void mapWalIndex();
   void removeFiles();
   bool isStillInPlace() const;
-  FileDescriptor lockSetup() const;
+  std::optional<FileDescriptor> lockSetup() const;
+  static int waitWhileBusy(void* database, int attempts);
 
   Statement prepare(const char* sql);
   bool execute(const char* sql);
@@ -70,7 +77,8 @@ class DefaultsDatabase {
   std::uint64_t _inode = 0;
   bool _isDamaged =
       false;  ///< a page was found torn; the file is looked at more closely when it is opened again
-  bool _isAlone = false;  ///< no other process can use the file while the connection is open
+  bool _isForOneRead = false;  ///< others are kept out, or not seen, while the connection is open
+  Clock::time_point _deadline{};
   bool _hasUnflushedWrites = false;
   bool _reopened = false;
   std::int64_t _knownVersion = 0;

@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <glib.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 
 #include "Foundation/Base64.h"
 #include "Foundation/FileDescriptor.h"
@@ -19,6 +19,7 @@ namespace {
 std::atomic<double> systemVersion{13.0};
 
 constexpr std::size_t IdentifierLength = 36;
+constexpr auto LongestWait = std::chrono::seconds(2);
 
 /// The identifier that a file holds, or "" when it holds anything else.
 std::string identifierIn(int file) {
@@ -63,10 +64,10 @@ std::string identifierForVendor() {
     return readable ? identifierIn(readable.get()) : "";
   }
   // Of two processes that start for the first time, one makes the identifier and the other finds it.
-  while (::flock(file.get(), LOCK_EX) != 0 && errno == EINTR) {
-  }
+  // Whoever holds the file for long, it is not one who makes an identifier.
+  bool isLocked = lockFile(file.get(), std::chrono::steady_clock::now() + LongestWait);
   std::string identifier = identifierIn(file.get());
-  if (!identifier.empty()) return identifier;
+  if (!identifier.empty() || !isLocked) return identifier;
   identifier = uuidString();
   return keepIdentifier(file.get(), identifier) ? identifier : "";
 }

@@ -3,6 +3,9 @@
 #include <filesystem>
 #include <memory>
 #include <string_view>
+#include <utility>
+
+#include "Foundation/FileDescriptor.h"
 
 namespace oq {
 
@@ -10,9 +13,8 @@ namespace oq {
 class FileHandle {
  public:
   /// Makes the file, or empties the one that is there; mode 0600 either way. nullptr when it cannot be
-  /// opened.
+  /// opened, or when a link or anything else that is no file has the name.
   static std::unique_ptr<FileHandle> createForWriting(const std::filesystem::path& file);
-  ~FileHandle();
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
 
@@ -20,8 +22,8 @@ class FileHandle {
   bool writeData(std::string_view bytes);
 
  private:
-  explicit FileHandle(int descriptor) : _descriptor(descriptor) {}
-  const int _descriptor;
+  explicit FileHandle(FileDescriptor descriptor) : _descriptor(std::move(descriptor)) {}
+  const FileDescriptor _descriptor;
 };
 
 }  // namespace oq

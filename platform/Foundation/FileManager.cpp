@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <ctime>
 #include <mutex>
+#include <thread>
 
 #include "Foundation/Bundle.h"
 #include "Foundation/FileDescriptor.h"
@@ -55,6 +57,43 @@ std::string folderName(std::string identifier) {
 fs::path existing(fs::path directory) {
   createDirectory(directory);  // When that fails, so does what is tried there, and says so.
   return directory;
+}
+
+constexpr std::string_view TemporaryPrefix = ".oq-";
+constexpr std::string_view TemporaryPattern = ".oq-XXXXXX";
+
+/// A file of its own beside the target, locked as long as it is open: that is what tells it from one that a
+/// killed process left behind.
+FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
+  for (;;) {
+    // A name of its own length, since one made from the target's could be too long for the file system.
+    name = (folder / TemporaryPattern).string();
+    FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+      // Held by one who takes it for left behind and is about to remove it, unless files have no locks here.
+      if (file && errno == EWOULDBLOCK) continue;
+      return file;
+    }
+    // Removed before it could be locked: it had looked as if nobody wrote it.
+    if (::fstat(file.get(), &status) == 0 && status.st_nlink == 0) continue;
+    return file;
+  }
+}
+
+/// Removes what processes left behind that were killed while they wrote. Files that are being written are
+/// locked; those of others, and all files where there are no locks, stay.
+void removeAbandonedFiles(const fs::path& folder) {
+  std::error_code error;
+  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    std::string name = it->path().filename().string();
+    if (name.size() != TemporaryPattern.size() || !name.starts_with(TemporaryPrefix)) continue;
+    FileDescriptor file(::open(it->path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status {};
+    bool isAbandoned = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+                       ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+    if (isAbandoned) ::unlink(it->path().c_str());
+  }
 }
 
 bool writeAll(int file, const Data& contents) {
@@ -159,17 +198,42 @@ std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit) {
 
 bool writeFileAtomically(const fs::path& path, const Data& contents) {
   WriteSignalGuard guard;
-  // A name of its own length, since one made from the target's could be too long for the file system.
-  std::string temporary = (path.parent_path() / ".oq-XXXXXX").string();
-  FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+  fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  removeAbandonedFiles(folder);
+  std::string temporary;
+  FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
+  // Closed, and so unlocked, when it has its name.
   bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) &&
-                  ::fsync(file.get()) == 0 && file.close() && ::rename(temporary.c_str(), path.c_str()) == 0;
+                  ::fsync(file.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {
     ::unlink(temporary.c_str());
     return false;
   }
-  flushDirectory(path.has_parent_path() ? path.parent_path() : fs::path("."));
+  flushDirectory(folder);
+  return true;
+}
+
+bool removeItem(const fs::path& directory, const fs::path& item) {
+  FileDescriptor folder(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  for (const auto& component : item.parent_path()) {
+    if (!folder || component == "..") return false;
+    folder = FileDescriptor(
+        ::openat(folder.get(), component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  }
+  if (!folder) return false;
+  std::error_code error;
+  // By way of the open folder, whatever stands in the place of its name by now.
+  fs::path open = "/proc/self/fd/" + std::to_string(folder.get());
+  return fs::remove_all(open / item.filename(), error) > 0 && !error;
+}
+
+bool lockFile(int file, std::chrono::steady_clock::time_point deadline) {
+  while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   return true;
 }
 

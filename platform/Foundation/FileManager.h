@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -33,12 +34,21 @@ std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_
 
 /// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader
 /// sees the old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file
-/// untouched, when any step fails.
+/// untouched, when any step fails. Temporary files that killed processes left in the folder are removed; those
+/// that somebody is writing are not.
 bool writeFileAtomically(const std::filesystem::path& file, const Data& contents);
 
 /// Every entry below the folder, relative to it, in ascending order of names, sub-folders after the entry
 /// that names them. Empty when the folder cannot be read.
 std::vector<std::filesystem::path> enumerateDirectory(const std::filesystem::path& directory);
+
+/// Removes an entry that enumerateDirectory() gave, a folder with all that is in it. Follows no link below the
+/// folder, also when one is put there meanwhile; a link that is the entry goes itself. False when nothing went.
+bool removeItem(const std::filesystem::path& directory, const std::filesystem::path& item);
+
+/// Takes the exclusive lock of an open file, against other processes and other openings. False when somebody
+/// holds it until the deadline, or where files cannot be locked.
+bool lockFile(int file, std::chrono::steady_clock::time_point deadline);
 
 /// While one lives on a thread, a write there past a file-size limit or into a closed pipe fails with an
 /// error instead of ending the process. The host's handlers stay untouched.

@@ -1,6 +1,7 @@
 #include "Foundation/UserDefaults.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <unordered_map>
@@ -59,7 +60,8 @@ class UserDefaults::Store {
   explicit Store(std::filesystem::path file) : _database(std::move(file)) {}
 
   bool set(const PropertyValue& value, std::string_view key) {
-    std::lock_guard lock(_mutex);
+    auto turn = takeTurn();
+    if (!turn) return false;
     if (isKnownToBe(value, key)) return true;
     bool kept = isNothing(value) ? _database.remove(key) : _database.write(key, value);
     auto known = _known.find(key);
@@ -74,7 +76,8 @@ class UserDefaults::Store {
   }
 
   PropertyValue get(std::string_view key) {
-    std::lock_guard lock(_mutex);
+    auto turn = takeTurn();
+    if (!turn) return Value();
     if (const PropertyValue* known = current(key)) return *known;
     auto value = _database.read(key);
     if (!value) return Value();
@@ -83,8 +86,8 @@ class UserDefaults::Store {
   }
 
   bool synchronize() {
-    std::lock_guard lock(_mutex);
-    return _database.flush();
+    auto turn = takeTurn();
+    return turn && _database.flush();
   }
 
   void close() {
@@ -94,8 +97,21 @@ class UserDefaults::Store {
   }
 
  private:
+  // Long enough for another process to finish a write and a checkpoint, short enough for a person who waits.
+  static constexpr auto LongestWait = std::chrono::seconds(2);
   static constexpr std::size_t MaximumKnown = 4096;
   static constexpr std::size_t MaximumKnownBytes = 64 << 10;
+
+  /// Owns nothing when other threads and processes do not make way in time. However many wait, none waits
+  /// longer.
+  std::unique_lock<std::timed_mutex> takeTurn() {
+    auto deadline = DefaultsDatabase::Clock::now() + LongestWait;
+    std::unique_lock turn(_mutex, std::try_to_lock);
+    // By the clock of the day, since a race detector does not know waits by the other one.
+    if (!turn) (void)turn.try_lock_until(std::chrono::system_clock::now() + LongestWait);
+    if (turn) _database.waitUntil(deadline);
+    return turn;
+  }
 
   static bool isKeptInMemory(const PropertyValue& value) {
     auto* data = std::get_if<Data>(&value);
@@ -128,7 +144,7 @@ class UserDefaults::Store {
     _known.insert_or_assign(std::string(key), std::move(value));
   }
 
-  std::mutex _mutex;
+  std::timed_mutex _mutex;
   DefaultsDatabase _database;
   std::unordered_map<std::string, PropertyValue, TransparentHash, std::equal_to<>> _known;
 };

@@ -1,10 +1,13 @@
 #include "Foundation/Device.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/file.h>
 
 #include "Foundation/Base64.h"
 #include "Foundation/Bundle.h"
+#include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
 #include "TemporaryFolder.h"
 
@@ -72,6 +75,17 @@ TEST(Device, KeepsOneIdentifierForAllProcesses) {
   writeText(preferencesDirectory() / "identifierForVendor", "torn");
   EXPECT_EQ(identifierForVendor().size(), 36u);
   EXPECT_EQ(identifierForVendor(), identifierForVendor());
+}
+
+TEST(Device, WaitsForNobodyForEver) {
+  TemporaryFolder folder;
+  setApplicationDataDirectory(folder.path());
+  std::string identifier = identifierForVendor();
+  FileDescriptor held(::open((preferencesDirectory() / "identifierForVendor").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+  EXPECT_EQ(identifierForVendor(), identifier) << "reading needs no lock";
+  ASSERT_EQ(::ftruncate(held.get(), 0), 0);
+  EXPECT_EQ(identifierForVendor(), "") << "what another one is making is not made twice";
 }
 
 TEST(Device, HasNoIdentifierWhereNoneCanBeKept) {

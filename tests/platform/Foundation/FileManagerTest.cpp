@@ -1,11 +1,15 @@
 #include "Foundation/FileManager.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Foundation/FileDescriptor.h"
 #include "TemporaryFolder.h"
 
 using namespace oq;
@@ -16,8 +20,12 @@ namespace {
 volatile sig_atomic_t handled = 0;
 
 void limitFileSize(rlim_t bytes) {
-  rlimit limit{bytes, bytes};
+  rlimit limit{bytes, RLIM_INFINITY};
   ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+bool isEntry(const std::filesystem::path& path) {
+  return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
 }  // namespace
@@ -57,7 +65,92 @@ TEST(FileManager, SurvivesAFileSizeLimit) {
            writeFileAtomically(folder / "small", Data(1000));
   }));
   EXPECT_EQ(textOfFile(folder / "kept"), "old");
+  EXPECT_TRUE(holdsInChild([&] {
+    limitFileSize(1000);
+    if (writeFileAtomically(folder / "kept", Data(5000))) return false;
+    limitFileSize(RLIM_INFINITY);
+    return writeFileAtomically(folder / "kept", Data(5000));
+  }));
+  EXPECT_EQ(textOfFile(folder / "kept").size(), 5000u);
   EXPECT_EQ(enumerateDirectory(folder.path()).size(), 2u);
+}
+
+/// A file system of 256 KiB that only the calling process sees. False where the process may not make one.
+static bool mountSmallDisk(const std::filesystem::path& place) {
+  return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         ::mount("small", place.c_str(), "tmpfs", 0, "size=256k") == 0;
+}
+
+TEST(FileManager, SurvivesAFullDisk) {
+  TemporaryFolder folder;
+  if (!holdsInChild([&] { return mountSmallDisk(folder.path()); })) {
+    GTEST_SKIP() << "needs the right to mount a small file system; the file-size limit was tried above";
+  }
+  EXPECT_TRUE(holdsInChild([&] {
+    bool isSafe = mountSmallDisk(folder.path()) && writeFileAtomically(folder / "kept", Data(1000, 'k')) &&
+                  writeFileAtomically(folder / "ballast", Data(200'000)) &&
+                  !writeFileAtomically(folder / "kept", Data(100'000)) &&
+                  textOfFile(folder / "kept") == std::string(1000, 'k') &&
+                  enumerateDirectory(folder.path()).size() == 2;
+    return isSafe && std::filesystem::remove(folder / "ballast") &&
+           writeFileAtomically(folder / "kept", Data(100'000));
+  }));
+}
+
+TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
+  TemporaryFolder folder;
+  for (const char* name : {".oq-abcdef", ".oq-living", ".oq-longer-name", "oq-abcdef", "target"}) {
+    writeText(folder / name, "x");
+  }
+  std::filesystem::create_symlink(folder / "target", folder / ".oq-symbol");
+  std::filesystem::create_directory(folder / ".oq-folder");
+  FileDescriptor living(::open((folder / ".oq-living").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(living.get(), LOCK_EX), 0);
+  ASSERT_TRUE(writeFileAtomically(folder / "file", {1}));
+  EXPECT_FALSE(isEntry(folder / ".oq-abcdef"));
+  for (const char* name :
+       {".oq-living", ".oq-longer-name", "oq-abcdef", "target", ".oq-symbol", ".oq-folder", "file"}) {
+    EXPECT_TRUE(isEntry(folder / name)) << name;
+  }
+  living.close();
+  ASSERT_TRUE(writeFileAtomically(folder / "file", {1}));
+  EXPECT_FALSE(isEntry(folder / ".oq-living"));
+}
+
+TEST(FileManager, WritersSideBySideDoNotTakeEachOtherForDead) {
+  TemporaryFolder folder;
+  pid_t children[4];
+  for (pid_t& child : children) {
+    child = ::fork();
+    if (child != 0) continue;
+    bool ok = true;
+    std::string name = "file" + std::to_string(&child - children);
+    for (int i = 0; i < 200; ++i) ok &= writeFileAtomically(folder / name, Data(2000, 'x'));
+    ::_exit(ok ? 0 : 1);
+  }
+  for (pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(enumerateDirectory(folder.path()).size(), 4u);
+}
+
+TEST(FileManager, RemovesWithoutFollowingLinks) {
+  TemporaryFolder folder, outside;
+  writeText(outside / "precious.log", "x");
+  std::filesystem::create_directories(folder / "a/b.log/c");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "door");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "a/b.log/door");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "link.log");
+  EXPECT_FALSE(removeItem(folder.path(), "door/precious.log"));
+  EXPECT_FALSE(removeItem(folder / "a", "../door"));
+  EXPECT_FALSE(removeItem(folder.path(), "a/none.log"));
+  EXPECT_TRUE(removeItem(folder.path(), "a/b.log"));
+  EXPECT_TRUE(removeItem(folder.path(), "link.log"));
+  EXPECT_EQ(textOfFile(outside / "precious.log"), "x");
+  std::vector<std::filesystem::path> left{"a", "door"};
+  EXPECT_EQ(enumerateDirectory(folder.path()), left);
 }
 
 TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {

@@ -1,8 +1,10 @@
 #include "Foundation/UserDefaults.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,10 +12,12 @@
 #include <boost/json/serialize.hpp>
 #include <cmath>
 #include <thread>
+#include <vector>
 
 #include "Foundation/Bundle.h"
+#include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
-#include "TemporaryFolder.h"
+#include "Judges.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -312,12 +316,17 @@ TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
   EXPECT_TRUE(holdsInChild([] {
     if (!suite()->setObject(Value("warm"), "w")) return false;
     rlimit limit{16384, 16384};
+    limit.rlim_max = RLIM_INFINITY;
     ::setrlimit(RLIMIT_FSIZE, &limit);
     bool told = !suite()->setObject(Data(200000, 1), "k");
     suite()->synchronize();
-    return told && suite()->objectForKey("k") == PropertyValue(Value("old"));
+    if (!told || suite()->objectForKey("k") != PropertyValue(Value("old"))) return false;
+    limit.rlim_cur = RLIM_INFINITY;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    return suite()->setObject(Data(200000, 1), "room") && suite()->synchronize();
   }));
   EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+  EXPECT_EQ(suite()->objectForKey("room"), PropertyValue(Data(200000, 1)));
   EXPECT_EQ(suite()->objectForKey("w"), PropertyValue(Value("warm")));
 
   writeText(folder / "file", "");
@@ -345,4 +354,85 @@ TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefused) {
   EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
   EXPECT_TRUE(suite()->setObject(Value(2), "k"));
+}
+
+/// Takes the right to write from the process, which the system's administrator has whatever the modes say.
+static bool becomeNobody() {
+  return ::getuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0);
+}
+
+TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
+  // Closed in peace, and killed with its log still there.
+  for (bool isKilled : {false, true}) {
+    statusOfChild([&] {
+      suite()->setObject(Value("old"), "k");
+      if (isKilled) ::raise(SIGKILL);
+      closeAllUserDefaults();
+      return true;
+    });
+    for (const char* mode : {"u=rX,go=rX", "u=rwX,go=rwX"}) {
+      bool isReadOnly = mode[2] == 'r' && mode[3] == 'X';
+      ASSERT_EQ(std::system(("chmod -R " + std::string(mode) + " '" + folder.path().string() + "'").c_str()),
+                0);
+      // With files that could be written in a folder that could not, too.
+      ASSERT_EQ(std::system(("chmod go-w '" + (folder / "Preferences").string() + "'").c_str()), 0);
+      EXPECT_TRUE(holdsInChild([&] {
+        if (!becomeNobody()) return false;
+        return suite()->objectForKey("k") == PropertyValue(Value("old")) &&
+               suite()->objectForKey("none") == Nothing &&
+               (!isReadOnly || !suite()->setObject(Value("new"), "k")) &&
+               (!isReadOnly || suite()->objectForKey("k") == PropertyValue(Value("old")));
+      })) << mode
+          << (isKilled ? " after a kill" : "");
+    }
+    ASSERT_EQ(std::system(("chmod -R u+rwX '" + folder.path().string() + "'").c_str()), 0);
+    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+    suite()->removeObjectForKey("k");
+    closeAllUserDefaults();
+  }
+}
+
+TEST_F(UserDefaultsTest, ManyCallersOfALockedDatabaseWaitAtOnceAndNotInLine) {
+  suite()->setObject(Value(1), "k");
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  auto begin = std::chrono::steady_clock::now();
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 10; ++i) {
+    callers.emplace_back([i] { EXPECT_FALSE(suite()->setObject(Value(i), "n" + std::to_string(i))); });
+  }
+  for (auto& caller : callers) caller.join();
+  // Two seconds each; in line they would take twenty.
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+  sqlite3_close(other);
+  EXPECT_TRUE(suite()->setObject(Value(2), "k"));
+}
+
+TEST_F(UserDefaultsTest, AStuckSetUpIsNotWaitedForForEver) {
+  suite()->setObject(Value(1), "k");
+  closeAllUserDefaults();
+  FileDescriptor held(::open((database().string() + "-lock").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+  EXPECT_FALSE(suite()->setObject(Value(2), "k"));
+  held.close();
+  EXPECT_EQ(suite()->integerForKey("k"), 1);
+}
+
+TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
+  suite()->setObject(Value(Dictionary{{"a", Array{1, "é"}}}), "json");
+  suite()->setObject(Data{1, 2}, "bytes");
+  suite()->setObject(dateFromSecondsSince1970(1.5), "date");
+  closeAllUserDefaults();
+  EXPECT_EQ(python(R"py(import sqlite3
+store = sqlite3.connect(path)
+print(store.execute('PRAGMA integrity_check').fetchone()[0])
+for row in store.execute('SELECT key, kind, value FROM entries ORDER BY key'): print(row)
+store.execute("INSERT INTO entries VALUES('theirs', 0, ?), ('blob', 1, ?)", ('{"x": [1, 2.5]}', b'abc'))
+store.commit()
+)py",
+                   database()),
+            "ok\n('bytes', 1, b'\\x01\\x02')\n('date', 2, 1500000000)\n('json', 0, '{\"a\":[1,\"é\"]}')\n");
+  EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
+  EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
 }
