@@ -151,6 +151,7 @@ class KeyedArchiver::Writer {
  private:
   using ColourBits = std::array<std::uint64_t, 4>;
   static constexpr std::int64_t SharedIntegers = 256;
+  static constexpr std::uint64_t RepeatedForEachByte = 16;
 
   void set(std::string_view name, Ref value) {
     _current.keys.push_back(key(name));
@@ -207,11 +208,21 @@ class KeyedArchiver::Writer {
 
   std::uint64_t objectOf(std::string_view text) {
     TextIndex::Slot& slot = _strings.find(text);
-    if (slot.isUsed) return slot.number;
+    if (slot.isUsed && mayRepeat(text)) return slot.number;
     Ref node = string(text);
+    _writtenText += text.size();
     std::uint64_t number = addObject(node);
-    _strings.fill(slot, node, number);
+    if (!slot.isUsed) _strings.fill(slot, node, number);
     return number;
+  }
+
+  /// A reference costs its reader the whole text. What is read must stay in proportion to the file, so a text
+  /// that comes again and again is written anew from time to time.
+  bool mayRepeat(std::string_view text) {
+    if (_repeatedText + text.size() > RepeatedForEachByte * (_writtenText + _table.nodes.size()))
+      return false;
+    _repeatedText += text.size();
+    return true;
   }
 
   std::uint64_t objectOf(const Array& array, std::size_t depth) {
@@ -270,6 +281,7 @@ class KeyedArchiver::Writer {
   std::unordered_map<const SecureCoding*, std::uint64_t> _coded;
   std::map<ColourBits, std::uint64_t> _colours;
   TextIndex _strings{_table}, _keys{_table};
+  std::uint64_t _writtenText = 0, _repeatedText = 0;  ///< bytes
   std::map<std::string, std::uint64_t, std::less<>> _classes;
   std::array<std::optional<Ref>, SharedIntegers> _integers;
   std::unordered_map<Ref, std::uint64_t> _objectOfNode;

@@ -67,7 +67,7 @@ class KeyedUnarchiver {
   template <class T>
   std::shared_ptr<T> decodeObjectOf(std::string_view key) const {
     std::shared_ptr<T> result;
-    withObject(key, T::ArchivedClassName, [&](const KeyedUnarchiver& coder) {
+    withObject(key, T::ArchivedClassName, sizeof(T), [&](const KeyedUnarchiver& coder) {
       result = std::make_shared<T>();
       result->initWithCoder(coder);
     });
@@ -75,11 +75,12 @@ class KeyedUnarchiver {
   }
 
   /// The root array, when every element is a T. nullopt for a damaged archive, another root or another class
-  /// in it: a foreign archive reads as absent.
+  /// in it: a foreign archive reads as absent. So does one that would make more than 64 times its size of
+  /// objects (and 1 MiB), as references that name the same over and over can.
   template <class T>
   static std::optional<std::vector<std::shared_ptr<T>>> unarchiveArrayOf(const Data& data) {
     std::vector<std::shared_ptr<T>> result;
-    bool intact = readRootArray(data, T::ArchivedClassName, [&](const KeyedUnarchiver& coder) {
+    bool intact = readRootArray(data, T::ArchivedClassName, sizeof(T), [&](const KeyedUnarchiver& coder) {
       auto object = std::make_shared<T>();
       object->initWithCoder(coder);
       result.push_back(std::move(object));
@@ -92,8 +93,11 @@ class KeyedUnarchiver {
   class Reader;
   using Visitor = std::function<void(const KeyedUnarchiver&)>;
   KeyedUnarchiver(const Reader& reader, const plist::DictNode& object) : _reader(reader), _object(object) {}
-  void withObject(std::string_view key, std::string_view className, const Visitor& visitor) const;
-  static bool readRootArray(const Data& data, std::string_view className, const Visitor& visitor);
+  /// `size` is that of the object which the visitor makes.
+  void withObject(std::string_view key, std::string_view className, std::size_t size,
+                  const Visitor& visitor) const;
+  static bool readRootArray(const Data& data, std::string_view className, std::size_t size,
+                            const Visitor& visitor);
 
   const plist::Node* inlineNode(std::string_view key) const;
 

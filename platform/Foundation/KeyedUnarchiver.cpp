@@ -19,6 +19,7 @@ class KeyedUnarchiver::Reader {
  public:
   /// The archive's objects; false when this is no keyed archive.
   bool open(const Data& data) {
+    _budget = FixedBudget + BudgetForEachByte * data.size();
     auto table = plist::readSealed(data);
     if (!table) return false;
     _table = *std::move(table);
@@ -81,22 +82,24 @@ class KeyedUnarchiver::Reader {
 
   Value value(const Uid& uid) const { return value(uid, 0); }
 
-  /// Calls the visitor with the object, when the budget and the stack allow it.
-  void visit(const DictNode& dictionary, const Visitor& visitor) const {
+  /// Calls the visitor, who makes an object of `size` bytes, when the budget and the stack allow it.
+  void visit(const DictNode& dictionary, std::size_t size, const Visitor& visitor) const {
     if (_visitDepth == archive::MaximumDepth) _isDamaged = true;
-    if (_isDamaged || !spend(ObjectCost)) return;
+    if (_isDamaged || !spend(size + ObjectCost)) return;
     ++_visitDepth;
     visitor(KeyedUnarchiver(*this, dictionary));
     --_visitDepth;
   }
 
  private:
-  // In bytes of memory, roughly. Keys cost more than they take, since every look-up may walk over all of
-  // them.
-  static constexpr std::uint64_t Budget = 256u << 20;
-  static constexpr std::uint64_t ObjectCost = 128;
-  static constexpr std::uint64_t ValueCost = 64;
-  static constexpr std::uint64_t KeyCost = 16;
+  // In bytes of memory, roughly. Keys cost something though they take none, since every look-up may walk over
+  // all of them. Whatever the archiver writes costs less than is allowed.
+  static constexpr std::uint64_t BudgetForEachByte = 64;
+  static constexpr std::uint64_t FixedBudget = 1u << 20;
+  static constexpr std::uint64_t ObjectCost = 32;
+  static constexpr std::uint64_t ContainerCost = 64;
+  static constexpr std::uint64_t ValueCost = 24;
+  static constexpr std::uint64_t KeyCost = 4;
 
   static bool isArrayClass(std::string_view name) { return name == "NSArray" || name == "NSMutableArray"; }
   static bool isDictionaryClass(std::string_view name) {
@@ -130,7 +133,7 @@ class KeyedUnarchiver::Reader {
     const Node* found = object(uid);
     if (!found) return nullptr;
     auto* text = std::get_if<std::string>(found);
-    if (!spend(ValueCost + (text ? text->size() : 0))) return nullptr;
+    if (!spend(text ? text->size() : 0)) return nullptr;
     if (text) return Value(*text);
     if (auto* boolean = std::get_if<bool>(found)) return *boolean;
     if (auto* integer = std::get_if<std::int64_t>(found)) return *integer;
@@ -147,7 +150,7 @@ class KeyedUnarchiver::Reader {
     auto* objects = entry<ArrayNode>(dictionary, archive::ObjectsKey);
     auto* keys = isArray ? nullptr : entry<ArrayNode>(dictionary, archive::KeysKey);
     bool isWhole = objects && (isArray || (keys && keys->items.size() == objects->items.size()));
-    if (!isWhole || depth >= archive::MaximumDepth) {
+    if (!isWhole || depth >= archive::MaximumDepth || !spend(ContainerCost)) {
       _isDamaged = true;
       return nullptr;
     }
@@ -179,7 +182,7 @@ class KeyedUnarchiver::Reader {
   Value referredValue(Ref ref, std::size_t depth) const {
     // A null costs too, or an array of a million of them would be free as often as it is named.
     auto* uid = std::get_if<Uid>(&node(ref));
-    if (!uid || !spend(ValueCost / 2)) {
+    if (!uid || !spend(ValueCost)) {
       _isDamaged = true;
       return nullptr;
     }
@@ -189,7 +192,7 @@ class KeyedUnarchiver::Reader {
   plist::Table _table;
   const ArrayNode* _objects = nullptr;
   const Uid* _root = nullptr;
-  mutable std::uint64_t _budget = Budget;
+  mutable std::uint64_t _budget = 0;
   mutable std::size_t _visitDepth = 0;
   mutable bool _isDamaged = false;
 };
@@ -231,7 +234,7 @@ Value KeyedUnarchiver::decodeValue(std::string_view key) const {
 
 std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const {
   std::optional<UIColor> colour;
-  withObject(key, "UIColor", [&](const KeyedUnarchiver& coder) {
+  withObject(key, "UIColor", 0, [&](const KeyedUnarchiver& coder) {
     std::array<double, 4> components{};
     for (std::size_t i = 0; i < components.size(); ++i) {
       const Node* node = coder.inlineNode(archive::ColourKeys[i]);
@@ -244,15 +247,16 @@ std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const 
   return colour;
 }
 
-void KeyedUnarchiver::withObject(std::string_view key, std::string_view className,
+void KeyedUnarchiver::withObject(std::string_view key, std::string_view className, std::size_t size,
                                  const Visitor& visitor) const {
   const Node* node = inlineNode(key);
   auto* uid = node ? std::get_if<Uid>(node) : nullptr;
   const DictNode* object = uid ? _reader.instance(*uid, className) : nullptr;
-  if (object) _reader.visit(*object, visitor);
+  if (object) _reader.visit(*object, size, visitor);
 }
 
-bool KeyedUnarchiver::readRootArray(const Data& data, std::string_view className, const Visitor& visitor) {
+bool KeyedUnarchiver::readRootArray(const Data& data, std::string_view className, std::size_t size,
+                                    const Visitor& visitor) {
   Reader reader;
   if (!reader.open(data)) return false;
   const ArrayNode* elements = reader.arrayObject(reader.root());
@@ -261,7 +265,7 @@ bool KeyedUnarchiver::readRootArray(const Data& data, std::string_view className
     auto* uid = std::get_if<Uid>(&reader.node(ref));
     const DictNode* object = uid ? reader.instance(*uid, className) : nullptr;
     if (!object) return false;
-    reader.visit(*object, visitor);
+    reader.visit(*object, size, visitor);
     if (reader.isDamaged()) return false;
   }
   return true;

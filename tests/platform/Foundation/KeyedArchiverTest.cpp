@@ -231,6 +231,47 @@ TEST(KeyedArchiver, CirclesAndExplosionsAreRefused) {
       << "a wide object named often";
 }
 
+/// What making the objects of an archive takes, in bytes for each byte of it.
+static double shareOf(std::size_t made, const Data& data) {
+  return static_cast<double>(made) / static_cast<double>(data.size());
+}
+
+TEST(KeyedArchiver, WhatItWritesCanBeReadInProportion) {
+  // Lists that refer to the same things as often as a list can.
+  const std::string url(2000, 'u');
+  Array longTexts, shortTexts, numbers;
+  for (int i = 0; i < 50'000; ++i) {
+    longTexts.emplace_back(url);
+    shortTexts.emplace_back("short text, often");
+    numbers.emplace_back(1);
+  }
+  Items small, sameText;
+  for (int i = 0; i < 20'000; ++i) small.push_back(itemWith(nullptr));
+  for (int i = 0; i < 20'000; ++i) sameText.push_back(itemWith(Value(url)));
+  const Items lists[] = {{itemWith(longTexts)}, {itemWith(shortTexts)}, {itemWith(numbers)}, small, sameText};
+  for (const Items& list : lists) {
+    Data data = archived(list);
+    auto back = unarchived(data);
+    ASSERT_TRUE(back && back->size() == list.size()) << &list - lists;
+    EXPECT_EQ(back->back()->text, list.back()->text);
+    std::size_t texts = &list == &lists[0] || &list == &lists[4] ? back->size() * url.size() : 0;
+    if (&list == &lists[0]) texts = longTexts.size() * url.size();
+    EXPECT_LT(shareOf(texts, data), 32) << &list - lists;
+  }
+  EXPECT_LT(archived(sameText).size(), 20'000 * url.size() / 8) << "texts are still shared";
+}
+
+TEST(KeyedArchiver, WhatOutgrowsItsFileIsRefused) {
+  const std::string item = "{'$class': UID(3), 'text': UID(5)}, ";
+  EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + item +
+                                    "{'$class': UID(2), 'NS.objects': [UID(6)] * 3000}, 'x' * 3000"))
+      << "9 MB of text from 9 KB";
+  // 100,000 objects of one and the same.
+  EXPECT_FALSE(unarchivedFromPython(
+      "{'$class': UID(2), 'NS.objects': [UID(4)] * 100000}, {'$classname': 'NSArray', '$classes': []}, "
+      "{'$classname': 'OQItem', '$classes': []}, {'$class': UID(3)}"));
+}
+
 TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
   auto nested = [](int depth) {
     Value value = "core";
