@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -18,6 +19,8 @@ namespace {
 constexpr const char* userAgent = "OQSDK/0.8.6";
 constexpr long mostRedirects = 20;
 constexpr double usualTimeout = 60.0;
+constexpr std::size_t longestHead = 256 << 10;
+constexpr std::size_t usualBody = 1 << 20;
 
 std::string hostOf(const std::string& address) {
   auto begin = address.find("//");
@@ -26,12 +29,17 @@ std::string hostOf(const std::string& address) {
   return authority.substr(authority.rfind('@') + 1);
 }
 
+/// Read on the caller's thread, the only one that knows that nobody changes the environment meanwhile.
+std::string namedAuthorities() {
+  const char* file = getenv("SSL_CERT_FILE");
+  return file ? file : "";
+}
+
 /// The certificates named by SSL_CERT_FILE come beside the system's folder of certificates; empty when there
 /// are none to add. The system's own bundle adds nothing, and reading it again would cost every connection 30
 /// ms.
-std::string additionalAuthorities() {
-  const char* file = getenv("SSL_CERT_FILE");
-  if (!file || access(file, R_OK) != 0) return "";
+std::string additionalAuthorities(const std::string& file) {
+  if (file.empty() || access(file.c_str(), R_OK) != 0) return "";
   const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
   std::error_code failed;
   if (bundle && std::filesystem::equivalent(file, bundle, failed) && !failed) return "";
@@ -64,7 +72,7 @@ CurlTransfer::CurlTransfer(URLRequest request, URLCompletion completion, std::si
       _longestBody(longestBody),
       _latestEnd(Clock::now() + wholeTime),
       _host(hostOf(_request.url()->absoluteString())),
-      _extraAuthorities(additionalAuthorities()) {}
+      _namedAuthorities(namedAuthorities()) {}
 
 CurlTransfer::~CurlTransfer() {
   curl_slist_free_all(_headerLines);
@@ -83,6 +91,7 @@ void CurlTransfer::prepare(CURL* handle) {
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L);  // a slow name server delays nobody else
   curl_easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
+  curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
   curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, _message);
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &onBody);
@@ -102,8 +111,9 @@ void CurlTransfer::prepare(CURL* handle) {
 void CurlTransfer::setAuthorities() {
   curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYHOST, 2L);
-  if (!_extraAuthorities.empty()) {
-    curl_easy_setopt(_handle, CURLOPT_CAINFO, _extraAuthorities.c_str());
+  std::string extraAuthorities = additionalAuthorities(_namedAuthorities);
+  if (!extraAuthorities.empty()) {
+    curl_easy_setopt(_handle, CURLOPT_CAINFO, extraAuthorities.c_str());
   } else if (curl_version_info(CURLVERSION_NOW)->capath) {
     curl_easy_setopt(_handle, CURLOPT_CAINFO, nullptr);  // the folder suffices, and is read a file at a time
   }
@@ -149,13 +159,23 @@ void CurlTransfer::addHeaderLine(const std::string& line) {
 std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   std::size_t length = size * count;
-  if (length > self._longestBody - self._body.size()) {
-    self._isBodyTooLong = true;
-    return 0;
+  return self.append(bytes, length) ? length : 0;
+}
+
+bool CurlTransfer::append(const char* bytes, std::size_t length) try {
+  if (length > _longestBody - _body.size()) {
+    _isTooLong = true;
+    return false;
   }
-  self._lastByte = Clock::now();
-  self._body.insert(self._body.end(), bytes, bytes + length);
-  return length;
+  _lastByte = Clock::now();
+  // A body that grows takes addresses for the longest one at once, and memory for what has come: moving it to
+  // a larger place again and again would hold it twice.
+  bool isLarge = _body.size() + length > usualBody;
+  if (isLarge && _body.capacity() < _longestBody) _body.reserve(_longestBody);
+  _body.insert(_body.end(), bytes, bytes + length);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t count, void* transfer) {
@@ -163,6 +183,11 @@ std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t co
   self._lastByte = Clock::now();
   self._isAwaitingAnswer = false;
   std::string_view line(bytes, size * count);
+  self._headLength += line.size();
+  if (self._headLength > longestHead) {
+    self._isTooLong = true;
+    return 0;
+  }
   if (line.starts_with("HTTP/")) self._isHeadComplete = false;
   if (line == "\r\n" || line == "\n") self._isHeadComplete = true;
   return line.size();
@@ -208,7 +233,7 @@ void CurlTransfer::completeWithError(URLErrorCode code, std::string description)
 }
 
 URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
-  if (_isBodyTooLong) return URLErrorBadServerResponse;
+  if (_isTooLong) return URLErrorBadServerResponse;
   if (result == CURLE_OPERATION_TIMEDOUT) return URLErrorTimedOut;
   if (_isAwaitingAnswer) {
     // libcurl calls an answer that is not HTTP an unsupported protocol. Whatever else happens here, such as a
@@ -251,7 +276,7 @@ URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
 }
 
 std::string CurlTransfer::descriptionOf(CURLcode result) const {
-  if (_isBodyTooLong) return "The answer is too long";
+  if (_isTooLong) return "The answer is too long";
   if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection was closed before an answer came";
   if (result == CURLE_OPERATION_TIMEDOUT) return "The request timed out";
   return *_message ? _message : curl_easy_strerror(result);

@@ -40,6 +40,8 @@ class CurlTransfer {
   static int onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
   static int onRequest(void* transfer, char*, char*, int, int);
 
+  /// False when that would be too much.
+  bool append(const char* bytes, std::size_t length);
   void setMethodAndBody();
   void setHeaderFields();
   void setAuthorities();
@@ -52,7 +54,7 @@ class CurlTransfer {
   const std::size_t _longestBody;
   const Clock::time_point _latestEnd;
   const std::string _host;
-  const std::string _extraAuthorities;
+  const std::string _namedAuthorities;
 
   CURL* _handle = nullptr;
   curl_slist* _headerLines = nullptr;
@@ -62,7 +64,8 @@ class CurlTransfer {
   bool _isAwaitingAnswer =
       false;                     ///< a request has been given to a connection, and no byte has come back yet
   bool _isHeadComplete = false;  ///< of the answer that came last
-  bool _isBodyTooLong = false;
+  bool _isTooLong = false;
+  std::size_t _headLength = 0;  ///< of all answers, redirects included
   Data _body;
 };
 

@@ -22,6 +22,23 @@ std::shared_mutex& processEndGate() {
   return *gate;
 }
 
+void closeGateAtProcessEnd() {
+  std::atexit([] {
+    static std::once_flag closed;
+    std::call_once(closed, [] { processEndGate().lock(); });
+  });
+}
+
+/// Loading the TLS library takes milliseconds, so it is left to the transport's thread.
+bool initialiseLibrary() {
+  static const bool isReady = [] {
+    bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    closeGateAtProcessEnd();  // after libcurl's own handlers, so that it runs before them
+    return isInitialised;
+  }();
+  return isReady;
+}
+
 }  // namespace
 
 std::shared_ptr<CurlTransport> CurlTransport::make(const Limits& limits) {
@@ -36,34 +53,49 @@ std::shared_ptr<CurlTransport> CurlTransport::shared() {
 void CurlTransport::perform(URLRequest request, URLCompletion completion) {
   auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _limits.bodyBytes,
                                                  _limits.wholeTransfer);
+  // Registered before there is a thread as well: the process may end while that loads the library.
+  static const bool isGuarded = (closeGateAtProcessEnd(), true);
+  (void)isGuarded;
   std::unique_lock lock(_mutex);
-  if (!_hasThread) _hasThread = startThread();
-  if (!_hasThread) {
+  if (!_hasThread) _hasThread = startBackgroundThread("oq-http", [this] { runThread(); });
+  if (!_hasThread || _isBroken) {
     lock.unlock();
     return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
   }
   _submitted.push_back(std::move(transfer));
-  if (_submitted.size() == 1) curl_multi_wakeup(_multi);  // else it has been woken, and has not looked yet
+  // When there are more, the thread has been woken and has not looked yet; when it is not set up, it will
+  // look.
+  if (_submitted.size() == 1 && _multi) curl_multi_wakeup(_multi);
 }
 
-bool CurlTransport::startThread() {
-  static const bool isReady = [] {
-    bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    std::atexit(
-        [] { processEndGate().lock(); });  // after libcurl's own handlers, so that it runs before them
-    return isInitialised;
-  }();
-  if (!isReady) return false;
-  _multi = curl_multi_init();
-  if (!_multi) return false;
-  curl_multi_setopt(_multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
-  curl_multi_setopt(_multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
+bool CurlTransport::setUp() {
+  std::shared_lock gate(processEndGate());
+  if (!initialiseLibrary()) return false;
+  CURLM* multi = curl_multi_init();
   _tlsSessions = curl_share_init();
+  if (!multi || !_tlsSessions) return false;
+  curl_multi_setopt(multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
+  curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
   curl_share_setopt(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
-  return startBackgroundThread("oq-http", [this] { runThread(); });
+  std::lock_guard lock(_mutex);
+  _multi = multi;
+  return true;
+}
+
+void CurlTransport::refuseAll() {
+  std::vector<std::shared_ptr<CurlTransfer>> refused;
+  {
+    std::lock_guard lock(_mutex);
+    _isBroken = true;
+    refused.swap(_submitted);
+  }
+  for (auto& transfer : refused) {
+    transfer->completeWithError(URLErrorUnknown, "The network library could not be set up");
+  }
 }
 
 void CurlTransport::runThread() {
+  if (!setUp()) return refuseAll();
   for (;;) {
     bool hasStarted;
     {

@@ -23,7 +23,7 @@ class CurlTransport final : public URLTransport {
  public:
   struct Limits {
     std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< waiting in line included
-    std::size_t bodyBytes = std::size_t{256} << 20;
+    std::size_t bodyBytes = std::size_t{64} << 20;  ///< of an answer, after decompression
     std::size_t transfersPerHost = 6;
   };
 
@@ -45,8 +45,9 @@ class CurlTransport final : public URLTransport {
     std::deque<std::shared_ptr<CurlTransfer>> waiting;
   };
 
-  bool startThread();
   void runThread();
+  bool setUp();
+  void refuseAll();
   void takeSubmitted();
   bool startWaiting();
   bool start(const std::shared_ptr<CurlTransfer>& transfer);
@@ -57,10 +58,11 @@ class CurlTransport final : public URLTransport {
 
   const Limits _limits;
 
-  std::mutex _mutex;  // guards the next three
+  std::mutex _mutex;  // guards the next four
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
   CURLM* _multi = nullptr;
   bool _hasThread = false;
+  bool _isBroken = false;  ///< libcurl could not be set up
 
   // For the thread only.
   CURLSH* _tlsSessions = nullptr;

@@ -99,7 +99,8 @@ class URLSessionDataTask {
 /// once, on a connection that turns out to be dead as well: the task then fails with
 /// URLErrorNetworkConnectionLost. Completions run on a background queue, side by side and in no promised
 /// order. A request without a URL fails with URLErrorUnsupportedURL before the network. Redirects: at most
-/// 20, HTTPS only, a refused one is a failure. No cookies. Certificates are checked against the system's and
+/// 20, HTTPS only, a refused one is a failure. An answer of more than 64 MiB, after decompression, is a failure, and
+/// takes no more memory than that meanwhile. No cookies. Certificates are checked against the system's and
 /// those of the file named by SSL_CERT_FILE.
 class URLSession {
  public:

@@ -26,6 +26,10 @@ Identity identityFor(LoopbackServer::Certificate certificate) {
       return TestAuthority::unknown().issue("DNS:localhost,IP:127.0.0.1");
     case LoopbackServer::Certificate::otherHost:
       return TestAuthority::trusted().issue("DNS:elsewhere.example");
+    case LoopbackServer::Certificate::expired:
+      return TestAuthority::trusted().issueExpired("DNS:localhost,IP:127.0.0.1");
+    case LoopbackServer::Certificate::selfSigned:
+      return TestAuthority::selfSigned("DNS:localhost,IP:127.0.0.1");
     case LoopbackServer::Certificate::trusted:
       break;
   }

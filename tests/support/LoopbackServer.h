@@ -46,6 +46,8 @@ class LoopbackServer {
     trusted,           ///< from the authority that SSL_CERT_FILE names, for localhost and 127.0.0.1
     unknownAuthority,  ///< for localhost, from an authority that nobody knows
     otherHost,         ///< from the trusted authority, for another name
+    expired,           ///< from the trusted authority, for localhost, out of date
+    selfSigned,        ///< for localhost, from no authority
   };
 
   /// Port 0: any free port. A fixed port waits until no other test process has it.
@@ -92,9 +94,12 @@ class RawServer {
    public:
     /// The next request, head and body as they came; empty when the client has closed.
     virtual std::string readRequest() = 0;
-    virtual void write(const std::string& bytes) = 0;
+    /// False when the client has gone.
+    virtual bool write(const std::string& bytes) = 0;
     /// Waits until the client closes, reading what it sends.
     virtual void waitForClose() = 0;
+    /// Ends the connection as a machine does that has lost its state: without a farewell, in the middle.
+    virtual void reset() = 0;
 
    protected:
     ~Connection() = default;

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <openssl/ssl.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -48,8 +49,16 @@ class TLSConnection final : public RawServer::Connection {
     return request;
   }
 
-  void write(const std::string& bytes) override {
-    SSL_write(_ssl, bytes.data(), static_cast<int>(bytes.size()));
+  bool write(const std::string& bytes) override {
+    return SSL_write(_ssl, bytes.data(), static_cast<int>(bytes.size())) > 0;
+  }
+
+  void reset() override {
+    linger atOnce{1, 0};
+    setsockopt(_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    int nobody = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    dup3(nobody, _socket, O_CLOEXEC);  // closes it, and keeps its number taken until it is closed for good
+    close(nobody);
   }
 
   void waitForClose() override {

@@ -24,15 +24,16 @@ void addExtension(X509* certificate, X509* issuer, int kind, const std::string& 
 }
 
 /// Signed by the issuer, or by itself without one.
-Identity makeIdentity(const std::string& commonName, const Identity* issuer, const std::string& names) {
+Identity makeIdentity(const std::string& commonName, const Identity* issuer, const std::string& names,
+                      long secondsLeft = validSeconds) {
   static std::atomic<long> serialNumber{1};
   Identity made{CertificatePointer(X509_new()), KeyPointer(EVP_EC_gen("P-256"))};
   X509* certificate = made.certificate.get();
   X509* issuerCertificate = issuer ? issuer->certificate.get() : certificate;
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), serialNumber++);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), validSeconds);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -validSeconds);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), secondsLeft);
   X509_set_pubkey(certificate, made.key.get());
   auto text = reinterpret_cast<const unsigned char*>(commonName.c_str());
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0);
@@ -68,6 +69,14 @@ TestAuthority& TestAuthority::unknown() {
 
 Identity TestAuthority::issue(const std::string& alternativeNames) const {
   return makeIdentity("server of " + _name, &_identity, alternativeNames);
+}
+
+Identity TestAuthority::issueExpired(const std::string& alternativeNames) const {
+  return makeIdentity("late server of " + _name, &_identity, alternativeNames, -3600);
+}
+
+Identity TestAuthority::selfSigned(const std::string& alternativeNames) {
+  return makeIdentity("its own authority", nullptr, alternativeNames);
 }
 
 void TestAuthority::trust() {

@@ -36,6 +36,10 @@ class TestAuthority {
 
   /// For alternative names as OpenSSL writes them: "DNS:localhost,IP:127.0.0.1".
   Identity issue(const std::string& alternativeNames) const;
+  /// The same, but out of date since an hour.
+  Identity issueExpired(const std::string& alternativeNames) const;
+  /// By itself and by nobody else.
+  static Identity selfSigned(const std::string& alternativeNames);
   /// Points SSL_CERT_FILE at this authority's certificate.
   void trust();
 
