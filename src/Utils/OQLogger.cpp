@@ -181,11 +181,9 @@ OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit)
 void OQLogger::handleFilesOfDirectory(const std::filesystem::path& folder) {
   std::vector<std::filesystem::path> logs;
   for (const auto& entry : enumerateDirectory(folder)) {
-    if (entry.extension() == ".log") logs.push_back(folder / entry);
+    if (entry.extension() == ".log") logs.push_back(entry);
   }
-  if (logs.size() < 10) return;
-  std::error_code ignored;
-  std::filesystem::remove_all(logs.front(), ignored);
+  if (logs.size() >= 10) removeItem(folder, logs.front());
 }
 
 void OQLogger::_log(std::string_view message) {

@@ -128,6 +128,38 @@ TEST_F(Logger, LosesEntriesSilentlyWithoutAFile) {
   EXPECT_EQ(textOf(folder.path() / "in the way"), "no folder");
 }
 
+TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
+  namespace fs = std::filesystem;
+  const fs::path outside = folder.path() / "outside", own = "oqsdk_2026-03-10 12:00:00.log";
+  fs::create_directories(outside);
+  for (int i = 0; i < 12; ++i) std::ofstream(outside / ("a" + std::to_string(i) + ".log")) << "precious";
+  put("b.log");
+  // The file of this start is a link to somebody's file, to none, or a pipe without a reader.
+  for (int kind = 0; kind < 3; ++kind) {
+    fs::remove(logs() / own);
+    if (kind == 2) {
+      ASSERT_EQ(::mkfifo((logs() / own).c_str(), 0600), 0);
+    } else {
+      fs::create_symlink(outside / (kind == 0 ? "a0.log" : "made.log"), logs() / own);
+    }
+    OQLogger logger(logs());
+    logger._log("not there");
+    logger.flush();
+    EXPECT_FALSE(fs::exists(outside / "made.log"));
+  }
+  fs::remove(logs() / own);
+  // Retention neither counts nor removes what a link leads to; a link that is first goes itself.
+  fs::create_directory_symlink(outside, logs() / "a");
+  OQLogger::handleFilesOfDirectory(logs());
+  EXPECT_TRUE(fs::exists(logs() / "b.log"));
+  for (int i = 0; i < 9; ++i) put("c" + std::to_string(i) + ".log");
+  fs::create_directory_symlink(outside, logs() / "0.log");
+  OQLogger::handleFilesOfDirectory(logs());
+  EXPECT_FALSE(fs::exists(fs::symlink_status(logs() / "0.log")));
+  EXPECT_TRUE(fs::exists(logs() / "b.log"));
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(textOf(outside / ("a" + std::to_string(i) + ".log")), "precious");
+}
+
 TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
   setCurrentDateProvider({});
   OQLogger logger(logs(), 4096);  // so little that callers have to wait for the disk, too
@@ -222,14 +254,19 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
 
 /// Runs in a process of its own, which would be ended by the signal of the file-size limit.
 [[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
-  rlimit limit{8192, 8192};
+  rlimit limit{8192, RLIM_INFINITY};
   ::setrlimit(RLIMIT_FSIZE, &limit);
   OQLogger logger(folder);
   for (int i = 0; i < 4; ++i) {
     logger._log(std::string(4000, 'x'));
     logger.flush();
   }
-  std::exit(std::filesystem::file_size(logger.logFilePath()) == 8192 ? 0 : 1);
+  if (std::filesystem::file_size(logger.logFilePath()) != 8192) std::exit(1);
+  limit.rlim_cur = RLIM_INFINITY;
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  logger._log("there is room again");
+  logger.flush();
+  std::exit(textOf(logger.logFilePath()).ends_with("  there is room again\n") ? 0 : 1);
 }
 
 TEST_F(Logger, AFullDiskDoesNotEndTheProcess) {
