@@ -49,6 +49,49 @@ TEST(Utils, DaysAreTheCalendarsOfTheTimeZone) {
   EXPECT_FALSE(OQUtils::isSameDay(std::nullopt, std::nullopt));
 }
 
+TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
+  setPlatformLogHandler([](std::string_view) {});
+  struct Case {
+    const char* zone;
+    const char* evening;
+    double seconds;  ///< that pass until the next moment
+    const char* next;
+    bool same;
+  };
+  const Case cases[] = {
+      {"UTC", "2026-12-31 23:59:59", 1, "2027-01-01 00:00:00", false},
+      {"Asia/Shanghai", "2026-03-10 07:59:59", 1, "2026-03-10 08:00:00", true},  // midnight of UTC is none
+      {"America/New_York", "2026-03-08 00:00:00", 22.9 * 3600, "2026-03-08 23:54:00", true},  // of 23 hours
+      {"America/New_York", "2026-03-08 00:00:00", 23.0 * 3600, "2026-03-09 00:00:00", false},
+      {"America/New_York", "2026-11-01 00:00:00", 24.5 * 3600, "2026-11-01 23:30:00", true},  // of 25
+      {"America/New_York", "2026-11-01 00:00:00", 25.0 * 3600, "2026-11-02 00:00:00", false},
+      {"America/Sao_Paulo", "2018-11-03 23:59:59", 1, "2018-11-04 01:00:00", false},  // that begins at one
+      {"UTC", "2028-02-28 23:59:59", 1, "2028-02-29 00:00:00", false},                // a leap day
+      {"UTC", "2028-02-29 00:00:00", 86399, "2028-02-29 23:59:59", true},
+      {"UTC", "2028-02-29 23:59:59", 1, "2028-03-01 00:00:00", false},
+      {"UTC", "2027-02-28 23:59:59", 1, "2027-03-01 00:00:00", false},
+  };
+  for (const Case& each : cases) {
+    ::setenv("TZ", each.zone, 1);
+    resetSystemTimeZone();
+    Date first = date(each.evening);
+    Date second =
+        first + std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(each.seconds));
+    EXPECT_EQ(OQUtils::stringFromDate(second), each.next) << each.zone;
+    EXPECT_EQ(OQUtils::isSameDay(first, second), each.same) << each.zone << " " << each.next;
+    EXPECT_EQ(OQUtils::compareOneDay(first, second), -1) << each.zone << " " << each.next;
+    EXPECT_EQ(OQUtils::compareOneDay(second, first), 1) << each.zone << " " << each.next;
+  }
+  // The comparison goes by the clock's face, on which the hour that comes twice is one.
+  ::setenv("TZ", "America/New_York", 1);
+  resetSystemTimeZone();
+  Date repeated = date("2026-11-01 01:30:00");
+  EXPECT_EQ(OQUtils::compareOneDay(repeated - std::chrono::hours(1), repeated), 0);
+  ::setenv("TZ", "UTC", 1);
+  resetSystemTimeZone();
+  setPlatformLogHandler({});
+}
+
 TEST(Utils, TheCircleIsOfTheWidth) {
   CGRect tall = CGRectMake(0, 0, 60, 100), moved = CGRectMake(100, -50, 60, 10);
   struct {
