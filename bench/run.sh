@@ -46,4 +46,4 @@ if [[ ${#broken[@]} -gt 0 ]]; then
   echo "broke off: ${broken[*]}"
   status=2
 fi
-exit $status
+exit "$status"
