@@ -61,9 +61,11 @@ OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, 
 
 /// A nullptr method has no implementation and no encoding; changing it does nothing.
 OQSDK_EXPORT IMP method_getImplementation(const Method* method);
-/// Returns the implementation that was replaced. A method keeps its own when nullptr is given.
+/// Returns the implementation that was replaced. A method keeps its own when nullptr is given. The library's own hooks
+/// stay: who puts back what was there before such a hook came takes out what it had put in, below the hook or above it.
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
+/// Where one of the library's own hooks is on top, what lies below it is exchanged.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
 
 /// The signature as text. Two modules of one program agree on it.
@@ -106,11 +108,13 @@ class Selector<R(A...)> {
 
 namespace detail {
 
-template <auto member>
+/// The member's type is a parameter of its own, here and below: where only the member tells them apart, GCC 12 takes
+/// classes of one name in two files' unnamed namespaces for the same.
+template <auto member, class Member = decltype(member)>
 struct MemberThunk;
 
-template <class C, class R, class... A, R (C::*member)(A...)>
-struct MemberThunk<member> {
+template <auto member, class C, class R, class... A>
+struct MemberThunk<member, R (C::*)(A...)> {
   using Signature = R(A...);
   static R call(Object& self, SEL, A... arguments) {
     return (static_cast<C&>(self).*member)(std::forward<A>(arguments)...);
@@ -130,7 +134,7 @@ OQSDK_EXPORT IMP implementationFor(const Class* cls, SEL selector, const char* t
 }  // namespace detail
 
 /// One entry of a class's method table: a member function that answers to the selector.
-template <auto member, class Signature>
+template <auto member, class Signature, class Member = decltype(member)>
 detail::MethodDefinition method(const Selector<Signature>& selector) {
   using Thunk = detail::MemberThunk<member>;
   static_assert(std::is_same_v<typename Thunk::Signature, Signature>,

@@ -12,13 +12,17 @@ Class* OQSwizzle::staticClass() {
 }
 
 OQSwizzle::OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector,
-                     IMP original, const Class* originalClass)
-    : _class(swizzledClass), _selector(selector), _originalMethod(original), _originalClass(originalClass) {
+                     IMP original, const Class* originalClass, IMP first)
+    : _class(swizzledClass),
+      _selector(selector),
+      _originalMethod(original),
+      _originalClass(originalClass),
+      _firstMethod(first) {
   setBlock(name, std::move(block));
 }
 
 bool OQSwizzle::canCallOriginal(const Object& receiver) const {
-  return _originalMethod && receiver.isKindOfClass(_originalClass);
+  return originalMethod() && receiver.isKindOfClass(_originalClass);
 }
 
 std::shared_ptr<const OQSwizzle::Blocks> OQSwizzle::setBlock(const std::string& name, OQSwizzleBlock block) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -25,8 +26,9 @@ using OQMailHookBlock = std::function<void(Object& receiver, SEL selector, Objec
                                            const Value& result, const std::optional<Error>& error)>;
 using OQSwizzleBlock = std::variant<OQUploadHookBlock, OQAppearanceHookBlock, OQMailHookBlock>;
 
-/// The record of one hooked selector. Everything but the blocks is fixed once it is made; blocks may be added
-/// and removed while other threads run them.
+/// The record of one hooked selector. Blocks may be added and removed while other threads run them, and the
+/// original follows when another library takes its own hook out from below; everything else is fixed once it
+/// is made.
 class OQSwizzle : public Object {
   OQ_CLASS(OQSwizzle)
 
@@ -35,15 +37,18 @@ class OQSwizzle : public Object {
 
   OQSwizzle() = default;
   /// `originalClass` is the class that the original was written for: receivers of other classes cannot take
-  /// it.
+  /// it. `first` is what the hooked method was made with, before anybody replaced it.
   OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
-            const Class* originalClass);
+            const Class* originalClass, IMP first = nullptr);
 
   /// The class on which the hook was installed.
   Class* swizzledClass() const { return _class; }
   SEL selector() const { return _selector; }
   /// What the method did before; nullptr when there was no method.
-  IMP originalMethod() const { return _originalMethod; }
+  IMP originalMethod() const { return _originalMethod.load(std::memory_order_acquire); }
+  /// Takes `is` for the original if that is `was`.
+  void replaceOriginalMethod(IMP was, IMP is) { _originalMethod.compare_exchange_strong(was, is); }
+  IMP firstMethod() const { return _firstMethod; }
   const Class* originalClass() const { return _originalClass; }
   /// Whether there is an original that the receiver can take.
   bool canCallOriginal(const Object& receiver) const;
@@ -56,14 +61,16 @@ class OQSwizzle : public Object {
   /// former blocks, so that what they own is released outside of the caller's locks.
   std::shared_ptr<const Blocks> setBlock(const std::string& name, OQSwizzleBlock block);
   std::shared_ptr<const Blocks> removeBlock(const std::string& name);
+  std::shared_ptr<const Blocks> removeAllBlocks() { return _blocks.exchange(std::make_shared<Blocks>()); }
 
   std::string description() const override;
 
  private:
   Class* _class = nullptr;
   SEL _selector = nullptr;
-  IMP _originalMethod = nullptr;
+  std::atomic<IMP> _originalMethod{nullptr};
   const Class* _originalClass = nullptr;
+  IMP _firstMethod = nullptr;
   std::uint32_t _numArgs = 0;
   Snapshot<Blocks> _blocks;
 };

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string_view>
+#include <vector>
 
 #include "Utils/OQSwizzle.h"
 
@@ -28,7 +30,10 @@ class OQSwizzleSlot {
 
   /// nullptr before the selector is hooked.
   std::shared_ptr<OQSwizzle> load() const;
-  /// Returns the former record, so that what it owns is released outside of the caller's locks.
+  /// The same without a lock, for every call of a hooked method.
+  OQSwizzle* current() const { return _current.load(std::memory_order_acquire); }
+  /// Returns the former record. It is kept for calls that may still be using it; what its blocks own is for
+  /// the caller to release.
   std::shared_ptr<OQSwizzle> exchange(std::shared_ptr<OQSwizzle> swizzle);
 
  private:
@@ -38,6 +43,8 @@ class OQSwizzleSlot {
   const std::size_t _blockKind;
   mutable std::mutex _mutex;
   std::shared_ptr<OQSwizzle> _swizzle;
+  std::vector<std::shared_ptr<OQSwizzle>> _former;
+  std::atomic<OQSwizzle*> _current{nullptr};
 };
 
 /// The slot of the selector's name, compared exactly; nullptr for a selector that cannot be hooked.

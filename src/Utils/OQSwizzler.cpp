@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Foundation/Format.h"
+#include "Runtime/Hook.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQSwizzleSlots.h"
 
@@ -49,7 +50,7 @@ const Class* definingClass(const Class* cls, const Method* method) {
 
 std::shared_ptr<OQSwizzle> makeRecord(Hook& hook, IMP original, const Class* originalClass) {
   return std::make_shared<OQSwizzle>(std::move(hook.block), hook.name, hook.cls, hook.selector, original,
-                                     originalClass);
+                                     originalClass, detail::firstImplementation(hook.method));
 }
 
 void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
@@ -58,8 +59,11 @@ void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
     return;
   }
   // The record first: a call on another thread that finds the trampoline finds the original too.
-  slot.exchange(makeRecord(hook, method_getImplementation(hook.method), hook.cls));
-  method_setImplementation(hook.method, slot.trampoline());
+  IMP original = method_getImplementation(hook.method);
+  auto record = makeRecord(hook, original, hook.cls);
+  slot.exchange(record);
+  IMP replaced = method_setImplementation(hook.method, slot.trampoline());
+  record->replaceOriginalMethod(original, replaced);  // another thread may have been quicker
 }
 
 void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
@@ -81,7 +85,8 @@ void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
         stringWithFormat("SwizzleException:Newly added method for %@::%@ was the same as the old method",
                          class_getName(hook.cls), sel_getName(hook.selector));
   }
-  hook.replaced = hook.failure ? slot.exchange(former) : former;
+  const auto dropped = hook.failure ? slot.exchange(former) : former;
+  if (dropped) hook.replaced = dropped->removeAllBlocks();
 }
 
 }  // namespace
