@@ -3,12 +3,12 @@
 #include <memory>
 #include <vector>
 
-#include "UIKit/UIViewController.h"
+#include "UIKit/ContainerViewController.h"
 
 namespace oq {
 
 /// A stack of pages of which the top one shows. Main thread only.
-class UINavigationController : public UIViewController {
+class UINavigationController : public ContainerViewController {
   OQ_CLASS(UINavigationController)
 
  public:
@@ -16,8 +16,11 @@ class UINavigationController : public UIViewController {
   explicit UINavigationController(std::shared_ptr<UIViewController> root);
 
   const std::vector<std::shared_ptr<UIViewController>>& viewControllers() const { return _stack; }
-  std::shared_ptr<UIViewController> topViewController() const { return _stack.empty() ? nullptr : _stack.back(); }
-  /// Shows the page above the others and sends the appearance messages. The view takes all of this controller's view.
+  std::shared_ptr<UIViewController> topViewController() const {
+    return _stack.empty() ? nullptr : _stack.back();
+  }
+  /// Shows the page above the others and sends the appearance messages. The view takes all of this
+  /// controller's view.
   void pushViewController(std::shared_ptr<UIViewController> controller, bool animated);
   /// Takes the top page away; the last one stays. Returns what was taken, nullptr when nothing was.
   std::shared_ptr<UIViewController> popViewController(bool animated);
@@ -25,19 +28,11 @@ class UINavigationController : public UIViewController {
   void setNavigationBarHidden(bool hidden) { _barHidden = hidden; }
 
  protected:
+  std::shared_ptr<UIViewController> shownPage() const override { return topViewController(); }
+  Class* containerClass() const override { return UINavigationController::staticClass(); }
   std::shared_ptr<UIView> loadView() override;
 
  private:
-  void _viewWillAppear(bool animated);
-  void _viewDidAppear(bool animated);
-  void _viewWillDisappear(bool animated);
-  void _viewDidDisappear(bool animated);
-
-  bool isOnScreen();
-  /// The appearance messages around the change from one page to another.
-  void turnPage(UIViewController& from, UIViewController& to, bool animated);
-  /// Makes the top page's view the only one shown.
-  void showTop();
   std::vector<std::shared_ptr<UIViewController>> _stack;
   bool _barHidden = false;
 };

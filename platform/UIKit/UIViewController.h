@@ -6,11 +6,14 @@
 #include <vector>
 
 #include "UIKit/UIView.h"
+#include "oqsdk/Export.h"
 #include "oqsdk/Runtime.h"
 
 namespace oq {
 
 class UINavigationController;
+
+enum class UIModalPresentationStyle : int { FullScreen = 0, OverFullScreen = 5 };
 
 inline const Selector<void()> viewDidLoadSelector{"viewDidLoad"};
 inline const Selector<void(bool)> viewWillAppearSelector{"viewWillAppear:"};
@@ -18,9 +21,10 @@ inline const Selector<void(bool)> viewDidAppearSelector{"viewDidAppear:"};
 inline const Selector<void(bool)> viewWillDisappearSelector{"viewWillDisappear:"};
 inline const Selector<void(bool)> viewDidDisappearSelector{"viewDidDisappear:"};
 
-/// One page: a view that is made when it is first asked for, and messages that tell when it comes and goes. They are
-/// sent through the class runtime, so that replacing an implementation changes what runs. Main thread only.
-class UIViewController : public Object, public std::enable_shared_from_this<UIViewController> {
+/// One page: a view that is made when it is first asked for, and messages that tell when it comes and goes.
+/// They are sent through the class runtime, so that replacing an implementation changes what runs. Main
+/// thread only.
+class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_from_this<UIViewController> {
   OQ_CLASS(UIViewController)
 
  public:
@@ -31,7 +35,8 @@ class UIViewController : public Object, public std::enable_shared_from_this<UIVi
   std::shared_ptr<UIView> view();
   bool isViewLoaded() const { return _view != nullptr; }
 
-  // These send; a subclass registers a method of its own for the selector and calls its superclass with sendSuper().
+  // These send; a subclass registers a method of its own for the selector and calls its superclass with
+  // sendSuper().
   void viewDidLoad() { send(*this, viewDidLoadSelector); }
   void viewWillAppear(bool animated) { send(*this, viewWillAppearSelector, animated); }
   void viewDidAppear(bool animated) { send(*this, viewDidAppearSelector, animated); }
@@ -44,8 +49,25 @@ class UIViewController : public Object, public std::enable_shared_from_this<UIVi
   std::shared_ptr<UIViewController> parentViewController() const { return _parent.lock(); }
   /// The nearest navigation controller above, nullptr when there is none.
   std::shared_ptr<UINavigationController> navigationController() const;
-  std::shared_ptr<UIViewController> presentedViewController() const { return _presented; }
-  std::shared_ptr<UIViewController> presentingViewController() const { return _presenting.lock(); }
+
+  /// Shows the controller over everything in this one's window; it is presented by the outermost controller
+  /// above this one. Nothing happens, and the completion is dropped, when this one is not on screen or is
+  /// presenting already, or the other is shown somewhere itself. Otherwise the completion is called once,
+  /// when the page has slid in, or at once when it is not animated.
+  void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
+                             std::function<void()> completion = nullptr);
+  /// Takes away what this controller presents, and all that is presented on top of that; without any, takes
+  /// this one away. The completion is called once, when the page has slid out, or at once when it is not
+  /// animated or there was nothing to take away.
+  void dismissViewControllerAnimated(bool animated, std::function<void()> completion = nullptr);
+  /// What this controller or one above it presents.
+  std::shared_ptr<UIViewController> presentedViewController() const;
+  /// Who presents this controller or one above it.
+  std::shared_ptr<UIViewController> presentingViewController() const;
+  UIModalPresentationStyle modalPresentationStyle() const { return _presentationStyle; }
+  /// Full screen, the presenting page disappears; over full screen, it stays visible below and is told
+  /// nothing. Counts when the controller is presented.
+  void setModalPresentationStyle(UIModalPresentationStyle style) { _presentationStyle = style; }
 
  protected:
   virtual std::shared_ptr<UIView> loadView();
@@ -61,11 +83,19 @@ class UIViewController : public Object, public std::enable_shared_from_this<UIVi
   void _viewWillDisappear(bool) {}
   void _viewDidDisappear(bool) {}
 
+  bool isPresentedFullScreen() const { return _presentationStyle == UIModalPresentationStyle::FullScreen; }
+  /// The outermost controller around this one.
+  std::shared_ptr<UIViewController> outermost();
+  void putBackInto(UIWindow& window, const UIView& above);
+  void takeAwayPresented(bool animated, std::function<void()> completion);
+  void slideOut(std::function<void()> completion);
+
   std::shared_ptr<UIView> _view;
   std::string _title;
   std::weak_ptr<UIViewController> _parent;
   std::shared_ptr<UIViewController> _presented;
   std::weak_ptr<UIViewController> _presenting;
+  UIModalPresentationStyle _presentationStyle = UIModalPresentationStyle::FullScreen;
 };
 
 }  // namespace oq

@@ -33,6 +33,7 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
   const auto self = shared_from_this();
   const auto previous = std::exchange(_rootViewController, controller);
   if (previous) {
+    if (previous->presentedViewController()) previous->dismissViewControllerAnimated(false);
     previous->viewWillDisappear(false);
     previous->view()->removeFromSuperview();
     previous->viewDidDisappear(false);

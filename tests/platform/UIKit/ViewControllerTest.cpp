@@ -1,6 +1,7 @@
 #include "UIKit/UIViewController.h"
 
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UITabBarController.h"
 #include "platform/UIKit/ScriptedHost.h"
 
 namespace oq {
@@ -128,6 +129,121 @@ TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
   navigation->pushViewController(second, false);
   EXPECT_EQ(navigation->topViewController(), third);
   EXPECT_EQ(navigation->view()->subviews(), (std::vector<std::shared_ptr<UIView>>{third->view()}));
+}
+
+TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
+  auto first = page("a"), second = page("b"), third = page("c");
+  auto tabs = std::make_shared<UITabBarController>();
+  window->setRootViewController(tabs);
+  tabs->setViewControllers({first, second, nullptr, first, tabs});
+  EXPECT_EQ(log, (Log{"a will appear", "a load", "a did appear"}));
+  EXPECT_EQ(tabs->viewControllers().size(), 2u);
+  EXPECT_EQ(second->parentViewController(), tabs);
+
+  log.clear();
+  tabs->setSelectedViewController(third);
+  tabs->setSelectedIndex(7);
+  tabs->setSelectedViewController(first);
+  EXPECT_TRUE(log.empty());
+  tabs->setSelectedIndex(1);
+  EXPECT_EQ(log, (Log{"a will disappear", "b will appear", "b load", "a did disappear", "b did appear"}));
+  EXPECT_EQ(tabs->selectedIndex(), 1u);
+  EXPECT_EQ(tabs->view()->subviews(), (std::vector<std::shared_ptr<UIView>>{second->view()}));
+
+  log.clear();
+  tabs->setViewControllers({third, second});
+  EXPECT_EQ(tabs->selectedViewController(), second);
+  EXPECT_EQ(first->parentViewController(), nullptr);
+  EXPECT_TRUE(log.empty());
+  tabs->setViewControllers({});
+  EXPECT_EQ(log, (Log{"b will disappear", "b did disappear"}));
+  EXPECT_TRUE(tabs->view()->subviews().empty());
+}
+
+TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
+  auto root = page("a"), sheet = page("b");
+  auto navigation = std::make_shared<UINavigationController>(root);
+  int presented = 0, dismissed = 0;
+  root->presentViewController(sheet, false, [&] { ++presented; });
+  EXPECT_EQ(sheet->presentingViewController(), nullptr);  // nothing presents where there is no window
+  window->setRootViewController(navigation);
+  auto popup = add(CGRectMake(0, 0, 10, 10));
+  log.clear();
+
+  root->presentViewController(sheet, false, [&] { ++presented; });
+  EXPECT_EQ(log, (Log{"b load", "a will disappear", "b will appear", "a did disappear", "b did appear"}));
+  EXPECT_EQ(navigation->presentedViewController(), sheet);
+  EXPECT_EQ(root->presentedViewController(), sheet);
+  EXPECT_EQ(sheet->presentingViewController(), navigation);
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{popup, sheet->view()}));
+  EXPECT_EQ(sheet->view()->frame(), window->bounds());
+  root->presentViewController(page("c"), false, [&] { ++presented; });
+  root->presentViewController(nullptr, false);
+  EXPECT_EQ(navigation->presentedViewController(), sheet);
+  EXPECT_EQ(presented, 1);
+
+  log.clear();
+  navigation->pushViewController(page("d"), false);
+  EXPECT_EQ(log, (Log{"d load"}));  // nobody sees it
+  log.clear();
+  sheet->dismissViewControllerAnimated(false, [&] { ++dismissed; });
+  EXPECT_EQ(log, (Log{"b will disappear", "d will appear", "b did disappear", "d did appear"}));
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{navigation->view(), popup}));
+  EXPECT_EQ(root->presentedViewController(), nullptr);
+  sheet->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(dismissed, 2);
+}
+
+TEST_F(ViewControllerTest, APresentedPageSlidesAndCompletesOnce) {
+  auto root = page("a"), sheet = page("b");
+  window->setRootViewController(root);
+  int presented = 0, dismissed = 0;
+  root->presentViewController(sheet, true, [&] { ++presented; });
+  runMainQueue();
+  EXPECT_EQ(presented, 0);
+  stepTo(1);
+  EXPECT_EQ(presented, 1);
+  EXPECT_EQ(sheet->view()->frame(), window->bounds());
+  root->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(root->view()->window(), window.get());
+  stepTo(1.1);
+  EXPECT_EQ(sheet->view()->window(), window.get());
+  stepTo(2);
+  EXPECT_EQ(dismissed, 1);
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
+}
+
+TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
+  auto root = page("a"), sheet = page("b"), alert = page("c");
+  window->setRootViewController(root);
+  root->presentViewController(sheet, false);
+  alert->setModalPresentationStyle(UIModalPresentationStyle::OverFullScreen);
+  log.clear();
+  sheet->presentViewController(alert, false);
+  EXPECT_EQ(log, (Log{"c load", "c will appear", "c did appear"}));
+  EXPECT_EQ(sheet->view()->window(), window.get());
+  log.clear();
+  root->dismissViewControllerAnimated(false);
+  EXPECT_EQ(log, (Log{"c will disappear", "b will disappear", "a will appear", "c did disappear",
+                      "b did disappear", "a did appear"}));
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
+
+  // A root that goes takes along what it presents.
+  root->presentViewController(sheet, false);
+  auto other = page("d");
+  window->setRootViewController(other);
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{other->view()}));
+}
+
+TEST_F(ViewControllerTest, APageMayDismissItselfWhileItAppears) {
+  auto root = page("a"), sheet = page("b");
+  window->setRootViewController(root);
+  sheet->onWillAppear = [&] { sheet->dismissViewControllerAnimated(false); };
+  int completions = 0;
+  root->presentViewController(sheet, true, [&] { ++completions; });
+  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
+  EXPECT_EQ(root->presentedViewController(), nullptr);
+  EXPECT_EQ(completions, 1);
 }
 
 TEST_F(ViewControllerTest, AHostWindowLetsTouchesThroughUntilAPageIsPushed) {

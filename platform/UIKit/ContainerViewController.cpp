@@ -1,0 +1,77 @@
+#include "UIKit/ContainerViewController.h"
+
+#include "UIKit/UIScreen.h"
+
+namespace oq {
+
+namespace {
+/// Holds the page and is nothing to touch itself, so that a page without touches leaves the host's widgets in
+/// reach.
+class PageContainer : public UIView {
+ public:
+  using UIView::UIView;
+  std::shared_ptr<UIView> hitTest(CGPoint point) override {
+    auto hit = UIView::hitTest(point);
+    return hit.get() == this ? nullptr : hit;
+  }
+};
+}  // namespace
+
+std::shared_ptr<UIView> ContainerViewController::loadView() {
+  return makeMainObject<PageContainer>(UIScreen::mainScreen().bounds());
+}
+
+bool ContainerViewController::isOnScreen() {
+  return isViewLoaded() && view()->window();
+}
+
+void ContainerViewController::turnPage(const std::shared_ptr<UIViewController>& from,
+                                       const std::shared_ptr<UIViewController>& to, bool animated) {
+  const auto self = shared_from_this();
+  if (!isOnScreen()) return showPage();
+  if (from) from->viewWillDisappear(animated);
+  if (to) to->viewWillAppear(animated);
+  showPage();
+  if (from) from->viewDidDisappear(animated);
+  if (to) to->viewDidAppear(animated);
+}
+
+/// Looks at the pages as they are now, since the messages before may have changed them.
+void ContainerViewController::showPage() {
+  if (!isViewLoaded()) return;
+  const auto shown = shownPage();
+  const auto page = shown ? shown->view() : nullptr;
+  const auto container = view();
+  const auto others = container->subviews();
+  if (page) {
+    page->setFrame(container->bounds());
+    page->setFillsSuperview(true);
+    container->addSubview(page);
+  }
+  for (const auto& other : others) {
+    if (other != page) other->removeFromSuperview();
+  }
+}
+
+void ContainerViewController::_viewWillAppear(bool animated) {
+  sendSuper(containerClass(), *this, viewWillAppearSelector, animated);
+  showPage();
+  if (const auto page = shownPage()) page->viewWillAppear(animated);
+}
+
+void ContainerViewController::_viewDidAppear(bool animated) {
+  sendSuper(containerClass(), *this, viewDidAppearSelector, animated);
+  if (const auto page = shownPage()) page->viewDidAppear(animated);
+}
+
+void ContainerViewController::_viewWillDisappear(bool animated) {
+  sendSuper(containerClass(), *this, viewWillDisappearSelector, animated);
+  if (const auto page = shownPage()) page->viewWillDisappear(animated);
+}
+
+void ContainerViewController::_viewDidDisappear(bool animated) {
+  sendSuper(containerClass(), *this, viewDidDisappearSelector, animated);
+  if (const auto page = shownPage()) page->viewDidDisappear(animated);
+}
+
+}  // namespace oq

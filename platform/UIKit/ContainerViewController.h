@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include "UIKit/UIViewController.h"
+
+namespace oq {
+
+/// What controllers have in common that show one page of several: its view fills theirs, it gets their
+/// appearance messages, and a change from one page to another is told to both. At run time it is no class of
+/// its own. Main thread only.
+class ContainerViewController : public UIViewController {
+ protected:
+  /// The page to show; nullptr when there is none.
+  virtual std::shared_ptr<UIViewController> shownPage() const = 0;
+  /// The registered class whose methods the messages below are.
+  virtual Class* containerClass() const = 0;
+
+  std::shared_ptr<UIView> loadView() override;
+  void _viewWillAppear(bool animated);
+  void _viewDidAppear(bool animated);
+  void _viewWillDisappear(bool animated);
+  void _viewDidDisappear(bool animated);
+
+  /// The appearance messages around the change from one page to another; either may be nullptr. Silent off
+  /// screen.
+  void turnPage(const std::shared_ptr<UIViewController>& from, const std::shared_ptr<UIViewController>& to,
+                bool animated);
+  /// Makes the page's view the only one shown.
+  void showPage();
+
+ private:
+  bool isOnScreen();
+};
+
+}  // namespace oq
