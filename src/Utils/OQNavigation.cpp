@@ -3,6 +3,7 @@
 #include "Foundation/Device.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UITabBarController.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq {
@@ -13,6 +14,10 @@ std::shared_ptr<UINavigationController> asNavigation(const std::shared_ptr<UIVie
   return std::dynamic_pointer_cast<UINavigationController>(screen);
 }
 
+std::shared_ptr<UITabBarController> asTabBar(const std::shared_ptr<UIViewController>& screen) {
+  return std::dynamic_pointer_cast<UITabBarController>(screen);
+}
+
 std::shared_ptr<UIViewController> rootOfKeyWindow() {
   auto window = OQNavigation::keyWindow();
   return window ? window->rootViewController() : nullptr;
@@ -21,8 +26,22 @@ std::shared_ptr<UIViewController> rootOfKeyWindow() {
 /// What the screen shows in its own place; nullptr when it shows itself.
 std::shared_ptr<UIViewController> screenAbove(const std::shared_ptr<UIViewController>& screen) {
   if (auto presented = screen->presentedViewController()) return presented;
-  auto navigation = asNavigation(screen);
-  return navigation ? navigation->topViewController() : nullptr;
+  if (auto navigation = asNavigation(screen)) return navigation->topViewController();
+  auto tabs = asTabBar(screen);
+  if (!tabs) return nullptr;
+  auto selected = tabs->selectedViewController();
+  auto stack = asNavigation(selected);
+  // The stack itself is left out, and what it would be presenting with it; meant.
+  return stack ? stack->topViewController() : selected;
+}
+
+bool isWebView(const UIView& view) {
+  // By name, since the kind that is shown is known only once a page has been opened.
+  for (const char* name : {"UIWebView", "WKWebView"}) {
+    const Class* kind = NSClassFromString(name);
+    if (kind && view.isKindOfClass(kind)) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -45,7 +64,21 @@ std::shared_ptr<UIViewController> OQNavigation::currentViewController() {
 }
 
 std::shared_ptr<UINavigationController> OQNavigation::currentNavigation() {
-  return asNavigation(rootOfKeyWindow());
+  auto root = rootOfKeyWindow();
+  if (auto navigation = asNavigation(root)) return navigation;
+  auto tabs = asTabBar(root);
+  auto selected = tabs ? tabs->selectedViewController() : nullptr;
+  if (auto navigation = asNavigation(selected)) return navigation;
+  return selected ? selected->navigationController() : nullptr;
+}
+
+std::shared_ptr<UIView> OQNavigation::currentWebview() {
+  auto screen = currentViewController();
+  if (!screen) return nullptr;
+  for (const auto& view : screen->view()->subviews()) {
+    if (isWebView(*view)) return view;
+  }
+  return nullptr;
 }
 
 }  // namespace oq

@@ -6,6 +6,7 @@
 #include "Manager/OQDispatchQueueManager.h"
 #include "Manager/OQSDKManager.h"
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UITabBarController.h"
 #include "UIKit/UIViewController.h"
 #include "Utils/OQSwizzler.h"
 
@@ -94,10 +95,8 @@ bool isKindOf(const Class* cls, const Class* ancestor) {
 bool canCollect(const Class* screenClass) {
   if (!screenClass || !OQSDKManager::sharedManager().autoCollectPage()) return false;
   if (isSystemClass(class_getName(screenClass))) return false;
-  if (isKindOf(screenClass, UINavigationController::staticClass())) return false;
-  // A platform need not have tab bars.
-  const Class* tabBars = NSClassFromString("UITabBarController");
-  return !tabBars || !isKindOf(screenClass, tabBars);
+  return !isKindOf(screenClass, UINavigationController::staticClass()) &&
+         !isKindOf(screenClass, UITabBarController::staticClass());
 }
 
 }  // namespace

@@ -6,10 +6,21 @@
 #include "Foundation/Device.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UITabBarController.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq {
 namespace {
+
+/// Views of classes that are known by name alone.
+class NamedView : public UIView {
+ public:
+  explicit NamedView(const char* name) : _class(registerClass(name, UIView::staticClass())) {}
+  Class* class_() const override { return _class; }
+
+ private:
+  Class* const _class;
+};
 
 class Navigation : public testing::Test {
  protected:
@@ -43,6 +54,7 @@ TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOn) {
   EXPECT_EQ(OQNavigation::keyWindow(), front);
   setPlatformSystemVersion(12.4);
   EXPECT_EQ(OQNavigation::keyWindow(), background);
+  EXPECT_EQ(OQNavigation::currentNavigation(), background->rootViewController());
 }
 
 TEST_F(Navigation, FollowsTheStackToItsTop) {
@@ -64,11 +76,55 @@ TEST_F(Navigation, AnswersWithThePlainRootWhereThereIsNoStack) {
   EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
 }
 
+TEST_F(Navigation, FollowsTheSelectedTabAndThenWhatIsPresented) {
+  auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>();
+  auto stack = std::make_shared<UINavigationController>(top);
+  auto tabs = std::make_shared<UITabBarController>();
+  front->setRootViewController(tabs);
+  EXPECT_EQ(OQNavigation::currentViewController(), tabs);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+
+  tabs->setViewControllers({plain, stack});
+  EXPECT_EQ(OQNavigation::currentViewController(), plain);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  tabs->setSelectedViewController(stack);
+  EXPECT_EQ(OQNavigation::currentViewController(), top);
+  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+
+  auto sheet = std::make_shared<UIViewController>();
+  auto sheetStack = std::make_shared<UINavigationController>(sheet);
+  top->presentViewController(sheetStack, false);
+  EXPECT_EQ(OQNavigation::currentViewController(), sheet);
+  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+
+  auto around = std::make_shared<UINavigationController>(tabs);
+  front->setRootViewController(around);
+  tabs->setSelectedViewController(plain);
+  EXPECT_EQ(OQNavigation::currentViewController(), plain);
+  EXPECT_EQ(OQNavigation::currentNavigation(), around);
+}
+
+TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
+  auto page = std::make_shared<UIViewController>();
+  front->setRootViewController(page);
+  auto box = std::make_shared<UIView>(), label = std::make_shared<UIView>();
+  page->view()->addSubview(label);
+  page->view()->addSubview(box);
+  box->addSubview(std::make_shared<NamedView>("WKWebView"));
+  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
+  auto old = std::make_shared<NamedView>("UIWebView"), recent = std::make_shared<NamedView>("WKWebView");
+  page->view()->addSubview(recent);
+  EXPECT_EQ(OQNavigation::currentWebview(), recent);
+  page->view()->insertSubview(old, 1);
+  EXPECT_EQ(OQNavigation::currentWebview(), old);
+}
+
 TEST_F(Navigation, FindsNothingInTheBackground) {
   sendToBackground();
   EXPECT_EQ(OQNavigation::keyWindow(), nullptr);
   EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
   EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
 }  // namespace

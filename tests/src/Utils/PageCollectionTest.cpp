@@ -8,6 +8,7 @@
 #include "Manager/OQDispatchQueueManager.h"
 #include "Manager/OQSDKManager.h"
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UITabBarController.h"
 #include "UIKit/UIViewController.h"
 #include "src/TemporaryFolder.h"
 
@@ -30,6 +31,14 @@ class ShopNavigation : public UINavigationController {
 };
 Class* ShopNavigation::staticClass() {
   static Class* registered = registerClass("PageTestShopNavigation", UINavigationController::staticClass());
+  return registered;
+}
+
+class ShopTabs : public UITabBarController {
+  OQ_CLASS(ShopTabs)
+};
+Class* ShopTabs::staticClass() {
+  static Class* registered = registerClass("PageTestShopTabs", UITabBarController::staticClass());
   return registered;
 }
 
@@ -85,9 +94,11 @@ TEST_F(PageCollection, PassesOverScreensOfTheSystem) {
   EXPECT_FALSE(OQPageCollection::sharedInstance().canCollectViewController(nullptr));
 }
 
-TEST_F(PageCollection, FollowsTheHostsNavigationControllersWithoutReportingThem) {
+TEST_F(PageCollection, FollowsTheHostsContainersWithoutReportingThem) {
   ShopNavigation navigation(std::make_shared<UIViewController>());
   EXPECT_EQ(pagesAfter(navigation), Pages("PageTestShopNavigation", "engine before"));
+  ShopTabs tabs;
+  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestShopTabs", "engine before"));
 }
 
 TEST_F(PageCollection, FollowsPagesWithoutReportingThemWhenItIsOff) {
