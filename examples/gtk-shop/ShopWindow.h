@@ -20,6 +20,8 @@ class ShopWindow : public Gtk::Window {
   void printLayout() { _printsLayout = true; }
   /// Goes to the page and records that it was seen.
   void showPage(const std::string& name);
+  /// "products", "cart" and "about".
+  Gtk::Stack& pages() { return _pages; }
 
  private:
   Gtk::Widget& makeTop(bool wide);

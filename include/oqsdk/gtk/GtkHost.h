@@ -1,9 +1,13 @@
 #pragma once
 
+#include <gtkmm/notebook.h>
 #include <gtkmm/overlay.h>
+#include <gtkmm/stack.h>
 #include <gtkmm/window.h>
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "oqsdk/Export.h"
@@ -25,5 +29,35 @@ OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {})
 
 /// The same for a host that has an overlay of its own: a layer is added on top of it.
 OQSDK_EXPORT void attach(Gtk::Overlay& overlay, const AttachOptions& options = {});
+
+/// The class name that a page goes by, from the name that the host gave it; "" for what is no page.
+using PageNames = std::function<std::string(const std::string& name)>;
+
+/// Words begin with capitals, what is neither letter nor digit parts them, and "Page" stands at the end: "cart" is
+/// "CartPage", "new-arrivals" is "NewArrivalsPage", "FrontPage" stays. "" stays "".
+OQSDK_EXPORT std::string pageClassName(const std::string& name);
+
+/// Makes the children of a stack pages: the visible one appears and disappears as a view controller of the class that
+/// `names` tells, which is made when it is first needed. Names are the children's names in the stack; a child without
+/// one goes by its title. A name that is another class's of the program is no page's. Call it once, after
+/// TorvelinOqManager::startWithConfig(), on GTK's main thread; it ends with the stack.
+OQSDK_EXPORT void collectPages(Gtk::Stack& stack, PageNames names = pageClassName);
+
+/// The same for a notebook, whose pages go by their widgets' names; a page without one goes by its tab's text.
+OQSDK_EXPORT void collectPages(Gtk::Notebook& notebook, PageNames names = pageClassName);
+
+/// Any other page of a host's: it appears when the object is made and disappears when it is destroyed. Main thread only.
+class OQSDK_EXPORT ShownPage {
+ public:
+  /// The class's name as it is; a name that no page can have shows nothing.
+  explicit ShownPage(const std::string& className);
+  ~ShownPage();
+  ShownPage(const ShownPage&) = delete;
+  ShownPage& operator=(const ShownPage&) = delete;
+
+ private:
+  class Controller;
+  std::shared_ptr<Controller> _controller;
+};
 
 }  // namespace oq::gtk

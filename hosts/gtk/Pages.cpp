@@ -1,0 +1,118 @@
+#include <cctype>
+#include <map>
+#include <optional>
+
+#include "UIKit/UIViewController.h"
+#include "oqsdk/gtk/GtkHost.h"
+
+namespace oq::gtk {
+
+namespace {
+
+/// The class of the pages of that name; nullptr when the name is empty or belongs to a class that is none of
+/// ours: its methods would take our objects for their own.
+Class* classNamed(const std::string& name) {
+  static auto& made = *new std::map<std::string, Class*>;
+  if (const auto found = made.find(name); found != made.end()) return found->second;
+  if (name.empty() || NSClassFromString(name)) return nullptr;
+  return made[name] = registerClass(name, UIViewController::staticClass());
+}
+
+/// Shows the page of a container that is on screen. The container's signals own it.
+class PageWatch {
+ public:
+  explicit PageWatch(PageNames names) : _names(std::move(names)) {}
+
+  void show(const std::string& name) {
+    if (_shown && name == _name) return;
+    hide();
+    _name = name;
+    _shown.emplace(_names ? _names(name) : pageClassName(name));
+  }
+  void hide() { _shown.reset(); }
+
+ private:
+  const PageNames _names;
+  std::string _name;
+  std::optional<ShownPage> _shown;
+};
+
+std::string nameOf(Gtk::Stack& stack) {
+  if (auto name = stack.get_visible_child_name(); !name.empty()) return name;
+  auto* child = stack.get_visible_child();
+  return child ? std::string(stack.get_page(*child)->get_title()) : "";
+}
+
+std::string nameOf(Gtk::Notebook& notebook) {
+  auto* child = notebook.get_nth_page(notebook.get_current_page());
+  if (!child) return "";
+  // A widget without a name answers with its type's.
+  const std::string name = child->get_name();
+  return name != G_OBJECT_TYPE_NAME(child->gobj()) ? name : std::string(notebook.get_tab_label_text(*child));
+}
+
+/// `changed` tells that another page has come to the front.
+template <class Container, class Changed>
+void watch(Container& container, PageNames names, Changed changed) {
+  auto pages = std::make_shared<PageWatch>(std::move(names));
+  auto update = [pages, &container] {
+    container.get_mapped() ? pages->show(nameOf(container)) : pages->hide();
+  };
+  container.signal_map().connect(update);
+  container.signal_unmap().connect([pages] { pages->hide(); });
+  changed(update);
+  update();
+}
+
+}  // namespace
+
+std::string pageClassName(const std::string& name) {
+  std::string result;
+  bool wordBegins = true;
+  for (const unsigned char letter : name) {
+    if (letter < 0x80 && !std::isalnum(letter)) {
+      wordBegins = true;
+      continue;
+    }
+    result += static_cast<char>(wordBegins ? std::toupper(letter) : letter);
+    wordBegins = false;
+  }
+  const bool isPage = result.size() >= 4 && result.compare(result.size() - 4, 4, "Page") == 0;
+  return result.empty() || isPage ? result : result + "Page";
+}
+
+void collectPages(Gtk::Stack& stack, PageNames names) {
+  watch(stack, std::move(names),
+        [&](auto update) { stack.property_visible_child().signal_changed().connect(update); });
+}
+
+void collectPages(Gtk::Notebook& notebook, PageNames names) {
+  watch(notebook, std::move(names), [&](auto update) {
+    notebook.signal_switch_page().connect([update](Gtk::Widget*, guint) { update(); });
+  });
+}
+
+class ShownPage::Controller : public UIViewController {
+ public:
+  explicit Controller(Class* cls) : _class(cls) {}
+  Class* class_() const override { return _class; }
+
+ private:
+  Class* const _class;
+};
+
+ShownPage::ShownPage(const std::string& className) {
+  Class* cls = classNamed(className);
+  if (!cls) return;
+  _controller = makeMainObject<Controller>(cls);
+  _controller->viewWillAppear(false);
+  _controller->viewDidAppear(false);
+}
+
+ShownPage::~ShownPage() {
+  if (!_controller) return;
+  _controller->viewWillDisappear(false);
+  _controller->viewDidDisappear(false);
+}
+
+}  // namespace oq::gtk

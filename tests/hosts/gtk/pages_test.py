@@ -1,0 +1,40 @@
+#!/usr/bin/env python3
+"""What the engine calls the pages of a GTK host: pages_test.py FIXTURE."""
+
+import os
+import subprocess
+import sys
+import tempfile
+
+from gtk_test import Display
+
+EXPECTED = [
+    "before it is shown: none",
+    "shop: ProductsPage",
+    "cart: CartPage",
+    "about: AboutPage",
+    "about: none",  # it has not appeared again
+    "products: ProductsPage",
+    "while it is hidden: none",
+    "shown again: CartPage",
+    "notebook: SettingsGeneralPage",
+    "second tab: KeyBindingsPage",
+    "a name that is taken: none",
+    "any other: WelcomePage",
+    "left",
+]
+
+
+def main():
+    with Display() as display, tempfile.TemporaryDirectory() as home:
+        environment = dict(os.environ, DISPLAY=display, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="none",
+                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=home)
+        run = subprocess.run([sys.argv[1]], env=environment, stdout=subprocess.PIPE, text=True, timeout=60)
+    told = [line for line in run.stdout.splitlines() if not line.startswith("event ")]
+    if run.returncode != 0 or told != EXPECTED:
+        sys.exit(f"ended with {run.returncode}; told\n  " + "\n  ".join(told) + "\nand should have told\n  " +
+                 "\n  ".join(EXPECTED))
+
+
+if __name__ == "__main__":
+    main()
