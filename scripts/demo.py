@@ -193,10 +193,22 @@ class Demo:
         if self.shop.process.returncode != 0:
             raise Failure(f"the shop ended with {self.shop.process.returncode}")
 
+    def visit(self, tab, page):
+        """Goes to a page of the shop and waits until the library has noticed."""
+        self.screen.click(*tab)
+        self.await_(f"the page is {page}", lambda: self.pages()[-1:] == [page])
+
+    def pages(self):
+        """What the library called the shop's pages so far."""
+        return [line.removeprefix("page ") for line in self.shop.said if line.startswith("page ")]
+
     def second_start(self):
         print("Second start, the user is known")
         self.start_shop()
-        buy = self.widget("buy-mug")
+        buy, products, cart = (self.widget(name) for name in ("buy-mug", "tab-products", "tab-cart"))
+        self.visit(cart, "CartPage")
+        self.visit(products, "ProductsPage")
+        self.say("pages seen: " + ", ".join(self.pages()))
         self.await_("the campaigns are fetched", lambda: "in_app data:" in self.log())
         self.say("campaigns fetched")
         self.screen.shoot().keep("1-shop.png")

@@ -43,7 +43,7 @@ Options readOptions(int& argc, char**& argv) {
   group.add_entry(entry("width", "Width of the window", "POINTS"), options.width);
   group.add_entry(entry("height", "Height of the window", "POINTS"), options.height);
   group.add_entry(entry("quit-after", "Close the shop after a while", "SECONDS"), options.quitAfter);
-  group.add_entry(entry("print-layout", "Print where the buttons are"), options.printLayout);
+  group.add_entry(entry("print-layout", "Print where the buttons are, and the pages"), options.printLayout);
   Glib::OptionContext context;
   context.set_main_group(group);
   context.parse(argc, argv);
@@ -51,7 +51,7 @@ Options readOptions(int& argc, char**& argv) {
 }
 
 /// All that the shop does to show in-app messages.
-void startMessages(Gtk::Window& window, const Options& options) {
+void startMessages(ShopWindow& window, const Options& options) {
   oq::gtk::AttachOptions attachment;
   attachment.applicationIdentifier = applicationId;
   attachment.applicationVersion = "1.0";
@@ -62,6 +62,15 @@ void startMessages(Gtk::Window& window, const Options& options) {
   config->setAppKey(options.appKey);
   if (options.environment >= 0) config->setEnvType(static_cast<std::uint64_t>(options.environment));
   oq::TorvelinOqManager::startWithConfig(config);
+  oq::gtk::collectPages(window.pages());
+}
+
+/// Prints "page NAME" whenever the messages know the customer on another page. For scripts.
+void printPages() {
+  static std::string last;
+  const auto& engine = dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
+  const std::string page = engine.pageName().value_or("");
+  if (page != last) std::cout << "page " << (last = page) << std::endl;
 }
 
 }  // namespace
@@ -85,6 +94,7 @@ int main(int argc, char** argv) {
     if (options.printLayout) window->printLayout();
     // Before the start: the page that the shop opens with is nobody's doing, and no event.
     window->showPage("products");
+    if (options.printLayout) Glib::signal_timeout().connect([] { return printPages(), true; }, 100);
     startMessages(*window, options);
     window->present();
     if (options.quitAfter > 0) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
 
 #include "oqsdk/Export.h"
 #include "oqsdk/Runtime.h"
@@ -42,6 +44,8 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   ///
   /// An event that matched very many windows leaves an entry for the chosen one and for a few of the others.
   virtual Value recentDecisions() const = 0;
+  /// The class name of the host's page that appeared last and could be collected; nullopt before the first.
+  virtual std::optional<std::string> pageName() const = 0;
   /// How many decisions are kept, 256 unless told. Those at hand are forgotten; 0 keeps none.
   virtual void keepRecentDecisions(std::size_t most) = 0;
 };

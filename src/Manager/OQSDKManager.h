@@ -126,7 +126,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void setUserId(std::optional<std::string> userId);
   std::optional<std::string> appid() const;
   void setAppid(std::optional<std::string> appid);
-  std::optional<std::string> pageName() const;
+  std::optional<std::string> pageName() const override;
   void setPageName(std::optional<std::string> pageName);
   /// Made at the first call and kept. Pictures go through it; every other request has a client of its own.
   std::shared_ptr<OQNetwork> network();
