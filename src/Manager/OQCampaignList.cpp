@@ -68,18 +68,19 @@ OQCampaignMatch OQCampaignList::match(const OQWindowEvent& event) const {
   OQCampaignMatch match;
   const Ranges ranges = _index.lookUp(event);
   if (ranges.empty()) return match;
-  const std::size_t chosen = firstPosition(event, ranges);
+  const auto [chosen, satisfiesPreConditions] = firstPosition(event, ranges);
   match.position = chosen;
   if (_hasPreConditions) {
-    consumePreConditions(event, ranges, chosen);
+    if (satisfiesPreConditions) consumePreConditions(event, ranges, chosen);
     notePassedOver(event, ranges, {_waiting, 0, chosen, true}, match);
   }
   if (chosen != nowhere) notePassedOver(event, ranges, {_inForce, chosen + 1, nowhere, false}, match);
   return match;
 }
 
-std::size_t OQCampaignList::firstPosition(const OQWindowEvent& event, const Ranges& ranges) const {
+OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, const Ranges& ranges) const {
   std::size_t first = nowhere;
+  bool satisfiesPreConditions = false;
   const auto look = [&](const OQSlotSet& set, auto isMatch) {
     for (const Range& range : ranges) {
       walk(range, set, [&](std::size_t position) {
@@ -94,14 +95,15 @@ std::size_t OQCampaignList::firstPosition(const OQWindowEvent& event, const Rang
   // among the others.
   if (_hasPreConditions) {
     look(_awaited, [&](std::size_t position, const Range& range) {
-      return satisfies(event, preConditionOf(position), range) &&
-             event.matches(_windows[position]->event().get());
+      if (!satisfies(event, preConditionOf(position), range)) return false;
+      satisfiesPreConditions = true;
+      return event.matches(_windows[position]->event().get());
     });
   }
   look(_inForce, [&](std::size_t position, const Range& range) {
     return satisfies(event, conditionOf(position), range);
   });
-  return first;
+  return {first, satisfiesPreConditions};
 }
 
 void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Ranges& ranges,
@@ -128,13 +130,14 @@ void OQCampaignList::notePassedOver(const OQWindowEvent& event, const Ranges& ra
   int looks = passedOverLooks;
   for (const Range& range : ranges) {
     if (looks == 0) return;
-    walk(_index.from(range, conditionOf(search.begin)), search.set, [&](std::size_t position) {
-      if (position >= search.end || match.passedOverCount == match.passedOver.size()) return false;
-      if (satisfies(event, conditionOf(position), range)) {
-        match.passedOver[match.passedOverCount++] = {position, search.isWaiting};
-      }
-      return --looks > 0;
-    });
+    walk(search.begin == 0 ? range : _index.from(range, conditionOf(search.begin)), search.set,
+         [&](std::size_t position) {
+           if (position >= search.end || match.passedOverCount == match.passedOver.size()) return false;
+           if (satisfies(event, conditionOf(position), range)) {
+             match.passedOver[match.passedOverCount++] = {position, search.isWaiting};
+           }
+           return --looks > 0;
+         });
   }
 }
 

@@ -66,6 +66,10 @@ class OQCampaignList {
   static std::size_t conditionOf(std::size_t position) { return position * 2; }
   static std::size_t preConditionOf(std::size_t position) { return position * 2 + 1; }
 
+  struct First {
+    std::size_t position;
+    bool satisfiesPreConditions;  ///< of some window up to there that waits
+  };
   struct Search {
     const OQSlotSet& set;
     std::size_t begin, end;  ///< positions
@@ -76,7 +80,7 @@ class OQCampaignList {
   bool satisfies(const OQWindowEvent& event, std::size_t condition, const Range& range) const;
   template <class Visit>
   void walk(const Range& range, const OQSlotSet& set, Visit visit) const;
-  std::size_t firstPosition(const OQWindowEvent& event, const Ranges& ranges) const;
+  First firstPosition(const OQWindowEvent& event, const Ranges& ranges) const;
   /// Takes away what the event satisfies up to and with the last position.
   void consumePreConditions(const OQWindowEvent& event, const Ranges& ranges, std::size_t last) const;
   void consumePreCondition(std::size_t position) const;

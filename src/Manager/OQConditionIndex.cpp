@@ -39,11 +39,6 @@ std::uint64_t hashOf(std::uint64_t name, std::string_view key, std::string_view 
   return hashOf(value, hashOf(key, name));
 }
 
-/// Under which the conditions of a name without properties stand.
-std::uint64_t withoutProperties(std::uint64_t name) {
-  return mixed(name, 1);
-}
-
 /// Under which the conditions of one size stand that have the property, among others.
 std::uint64_t withOthers(std::uint64_t property, std::size_t size) {
   return mixed(property, size + 2);
@@ -57,6 +52,7 @@ std::size_t roomFor(std::size_t count) {
   return std::bit_ceil(count * 2 + 1);
 }
 
+/// The cell of the hash, or the free one where it belongs.
 template <class Cells>
 auto& cellOf(Cells& cells, std::uint64_t hash) {
   std::size_t at = hash & (cells.size() - 1);
@@ -69,46 +65,59 @@ auto& cellOf(Cells& cells, std::uint64_t hash) {
 class OQConditionIndex::Builder {
  public:
   explicit Builder(OQConditionIndex& index) : _index(index) {
-    readConditions(index._all);
+    _index._nameCells.resize(roomFor(_index._all.size()));
+    for (std::uint32_t number = 0; number < _index._all.size(); ++number) read(number);
     countProperties();
-    chooseKeys();
+    choosePlaces();
+    makeBuckets();
     placeConditions();
   }
 
  private:
   struct Condition {
     std::uint32_t number;
-    std::uint64_t name;
+    std::uint32_t name;
     std::size_t size;
     std::size_t firstProperty, endProperty;
     bool hasOnlyTexts;
   };
-  struct Key {
-    std::uint64_t hash;
+  enum class Kind : std::uint8_t { Name, NameWithoutProperties, Hash };
+  struct Place {
+    std::uint64_t key;  ///< the name's number, or the hash
     std::uint32_t condition;
-    bool isName;  ///< and nothing else
+    Kind kind;
   };
   struct Count {
     std::uint64_t hash = 0;
     std::size_t count = 0;
   };
 
-  void readConditions(const Conditions& conditions) {
-    for (std::size_t number = 0; number < conditions.size(); ++number) {
-      const OQWindowEvent* condition = conditions[number].get();
-      if (!condition || !condition->available() || !condition->xwhat().is_string()) continue;
-      const Dictionary* context = condition->xcontext().if_object();
-      const std::uint64_t name = hashOf(condition->xwhat().get_string());
-      const std::size_t first = _properties.size();
-      if (context) {
-        for (const auto& [key, value] : *context) {
-          if (value.is_string()) _properties.push_back(hashOf(name, key, value.get_string()));
-        }
+  void read(std::uint32_t number) {
+    const OQWindowEvent* condition = _index._all[number].get();
+    if (!condition || !condition->available() || !condition->xwhat().is_string()) return;
+    const std::uint64_t hash = hashOf(condition->xwhat().get_string());
+    const std::uint32_t name = nameWith(hash, condition->xwhat().get_string());
+    const Dictionary* context = condition->xcontext().if_object();
+    const std::size_t first = _properties.size();
+    if (context) {
+      for (const auto& [key, value] : *context) {
+        if (value.is_string()) _properties.push_back(hashOf(hash, key, value.get_string()));
       }
-      const bool hasOnlyTexts = !context || _properties.size() - first == context->size();
-      _read.push_back({static_cast<std::uint32_t>(number), name, sizeOf(context), first, _properties.size(),
-                       hasOnlyTexts});
     }
+    const bool hasOnlyTexts = !context || _properties.size() - first == context->size();
+    _index._names[name].sizes |= std::uint64_t{1} << sizeOf(context);
+    _read.push_back({number, name, sizeOf(context), first, _properties.size(), hasOnlyTexts});
+  }
+
+  std::uint32_t nameWith(std::uint64_t hash, std::string_view text) {
+    auto& names = _index._names;
+    if (const Name* known = _index.find(hash, text)) return static_cast<std::uint32_t>(known - names.data());
+    auto& cells = _index._nameCells;
+    std::size_t at = hash & (cells.size() - 1);
+    while (cells[at].hash != 0) at = (at + 1) & (cells.size() - 1);
+    cells[at] = {hash, static_cast<std::uint32_t>(names.size())};
+    names.push_back({std::string(text), {}, {}, 0});
+    return cells[at].name;
   }
 
   void countProperties() {
@@ -120,22 +129,24 @@ class OQConditionIndex::Builder {
     }
   }
 
-  void chooseKeys() {
-    _keys.reserve(_read.size() * 2 + _properties.size());
+  void choosePlaces() {
+    _places.reserve(_read.size() * 2 + _properties.size());
     for (const Condition& condition : _read) {
-      addKey(condition.name, condition, true);
-      if (condition.size == 0) addKey(withoutProperties(condition.name), condition, true);
+      addPlace(condition.name, condition, Kind::Name);
+      if (condition.size == 0) addPlace(condition.name, condition, Kind::NameWithoutProperties);
       // What asks for something that is no text is satisfied by no event that has as many properties.
-      if (condition.size > 0 && condition.hasOnlyTexts) addKey(rarestProperty(condition), condition);
+      if (condition.size > 0 && condition.hasOnlyTexts) {
+        addPlace(rarestProperty(condition), condition, Kind::Hash);
+      }
       if (condition.size < 2) continue;
       for (std::size_t i = condition.firstProperty; i < condition.endProperty; ++i) {
-        addKey(withOthers(_properties[i], condition.size), condition);
+        addPlace(withOthers(_properties[i], condition.size), condition, Kind::Hash);
       }
     }
   }
 
-  void addKey(std::uint64_t hash, const Condition& condition, bool isName = false) {
-    _keys.push_back({hash, condition.number, isName});
+  void addPlace(std::uint64_t key, const Condition& condition, Kind kind) {
+    _places.push_back({key, condition.number, kind});
   }
 
   std::uint64_t rarestProperty(const Condition& condition) {
@@ -146,64 +157,75 @@ class OQConditionIndex::Builder {
     });
   }
 
+  /// As many as there are different hashes.
+  void makeBuckets() {
+    std::vector<Count> hashes(roomFor(_places.size()));
+    std::size_t different = 0;
+    for (const Place& place : _places) {
+      if (place.kind != Kind::Hash) continue;
+      Count& cell = cellOf(hashes, place.key);
+      different += cell.hash == 0 ? 1 : 0;
+      cell.hash = place.key;
+    }
+    _index._buckets.resize(roomFor(different));
+  }
+
   void placeConditions() {
-    auto& buckets = _index._buckets;
-    buckets.resize(roomFor(_keys.size()));
-    _index._firstSlot.resize(_index._all.size() + 1);
-    for (const Key& key : _keys) {
-      Bucket& bucket = cellOf(buckets, key.hash);
-      bucket.hash = key.hash;
-      bucket.isOfOneName = true;
-      ++bucket.range.end;
-      ++_index._firstSlot[key.condition + 1];
-    }
-    for (const Condition& condition : _read) {
-      cellOf(buckets, condition.name).sizes |= std::uint64_t{1} << condition.size;
-    }
-    std::uint32_t slot = 0;
-    for (Bucket& bucket : buckets) {
-      const std::uint32_t count = bucket.range.end;
-      bucket.range = {slot, slot, false};
-      slot += count;
-    }
-    fillSlots();
-  }
-
-  /// The keys stand in the order of the conditions, and so do the conditions in each bucket.
-  void fillSlots() {
     auto& firstSlot = _index._firstSlot;
+    firstSlot.resize(_index._all.size() + 1);
+    for (const Place& place : _places) {
+      ++endOf(place);
+      ++firstSlot[place.condition + 1];
+    }
     for (std::size_t i = 1; i < firstSlot.size(); ++i) firstSlot[i] += firstSlot[i - 1];
-    _index._conditions.resize(_keys.size());
-    _index._slots.resize(_keys.size());
-    for (std::uint32_t i = 0; i < _keys.size(); ++i) {
-      Bucket& bucket = cellOf(_index._buckets, _keys[i].hash);
-      const std::uint32_t slot = bucket.range.end++;
-      _index._conditions[slot] = _keys[i].condition;
-      // Two names may share a hash, and so may a name and a property.
-      const bool isName =
-          _keys[i].isName && nameOf(_keys[i].condition) == nameOf(_index._conditions[bucket.range.begin]);
-      if (!isName) bucket.isOfOneName = false;
-      _index._slots[i] = slot;
+    std::uint32_t slot = 0;
+    const auto reserve = [&slot](std::uint32_t& begin, std::uint32_t& end) {
+      begin = slot;
+      slot += std::exchange(end, slot);
+    };
+    for (Name& name : _index._names) {
+      reserve(name.all.begin, name.all.end);
+      reserve(name.withoutProperties.begin, name.withoutProperties.end);
+      // The text of the name has been compared, and nothing else matters here.
+      name.all.isCertain = name.withoutProperties.isCertain = true;
+    }
+    for (Bucket& bucket : _index._buckets) reserve(bucket.begin, bucket.end);
+    // In the order of the conditions, which is then the order in each range.
+    _index._conditions.resize(_places.size());
+    _index._slots.resize(_places.size());
+    for (std::size_t i = 0; i < _places.size(); ++i) {
+      const std::uint32_t free = endOf(_places[i])++;
+      _index._conditions[free] = _places[i].condition;
+      _index._slots[i] = free;
     }
   }
 
-  const Value& nameOf(std::uint32_t condition) const { return _index._all[condition]->xwhat(); }
+  std::uint32_t& endOf(const Place& place) {
+    if (place.kind == Kind::Name) return _index._names[place.key].all.end;
+    if (place.kind == Kind::NameWithoutProperties) return _index._names[place.key].withoutProperties.end;
+    Bucket& bucket = cellOf(_index._buckets, place.key);
+    bucket.hash = place.key;
+    return bucket.end;
+  }
 
   OQConditionIndex& _index;
   std::vector<Condition> _read;
   std::vector<std::uint64_t> _properties;
   std::vector<Count> _counts;
-  std::vector<Key> _keys;
+  std::vector<Place> _places;
 };
 
 OQConditionIndex::OQConditionIndex(Conditions conditions) : _all(std::move(conditions)) {
   Builder{*this};
 }
 
-OQConditionIndex::Range OQConditionIndex::wholeRange(const Bucket& bucket, const Value& name) const {
-  Range range = bucket.range;
-  range.isCertain = bucket.isOfOneName && _all[_conditions[range.begin]]->xwhat() == name;
-  return range;
+const OQConditionIndex::Name* OQConditionIndex::find(std::uint64_t hash, std::string_view text) const {
+  std::size_t at = hash & (_nameCells.size() - 1);
+  for (; _nameCells[at].hash != 0; at = (at + 1) & (_nameCells.size() - 1)) {
+    const Name& name = _names[_nameCells[at].name];
+    if (_nameCells[at].hash == hash && name.text == text) return &name;
+  }
+  return nullptr;
 }
 
 const OQConditionIndex::Bucket* OQConditionIndex::find(std::uint64_t hash) const {
@@ -214,26 +236,26 @@ const OQConditionIndex::Bucket* OQConditionIndex::find(std::uint64_t hash) const
 OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) const {
   Ranges ranges;
   const auto* text = event.xwhat().if_string();
-  if (_buckets.empty() || !text || !event.available()) return ranges;
-  const std::uint64_t name = hashOf(*text);
-  const Bucket* named = find(name);
-  if (!named) return ranges;
+  if (_names.empty() || !text || !event.available()) return ranges;
+  const std::uint64_t hash = hashOf(*text);
+  const Name* name = find(hash, *text);
+  if (!name) return ranges;
 
   const Dictionary* context = event.xcontext().if_object();
   if (!context || context->empty()) {
-    ranges.push_back(wholeRange(*named, event.xwhat()));
+    ranges.push_back(name->all);
     return ranges;
   }
-  if (named->sizes & 1) ranges.push_back(wholeRange(*find(withoutProperties(name)), event.xwhat()));
-  if (named->sizes == 1) return ranges;
+  if (name->withoutProperties.size() > 0) ranges.push_back(name->withoutProperties);
+  if (name->sizes == 1) return ranges;
   boost::container::small_vector<std::uint64_t, 24> properties;
   for (const auto& [key, value] : *context) {
     if (!value.is_string()) continue;
-    properties.push_back(hashOf(name, key, value.get_string()));
-    if (const Bucket* asked = find(properties.back())) ranges.push_back(asked->range);
+    properties.push_back(hashOf(hash, key, value.get_string()));
+    if (const Bucket* asked = find(properties.back())) ranges.push_back({asked->begin, asked->end});
   }
   const std::size_t size = sizeOf(context);
-  const std::uint64_t larger = named->sizes & (~std::uint64_t{0} << std::min(size + 1, largestSize));
+  const std::uint64_t larger = name->sizes & (~std::uint64_t{0} << std::min(size + 1, largestSize));
   const bool hasOnlyTexts = properties.size() == context->size();
   if (larger && hasOnlyTexts) lookUpLarger(properties, larger, ranges);
   return ranges;
@@ -250,9 +272,9 @@ void OQConditionIndex::lookUpLarger(std::span<const std::uint64_t> properties, s
         rarest = nullptr;
         break;
       }
-      if (!rarest || asked->range.size() < rarest->range.size()) rarest = asked;
+      if (!rarest || asked->end - asked->begin < rarest->end - rarest->begin) rarest = asked;
     }
-    if (rarest) ranges.push_back(rarest->range);
+    if (rarest) ranges.push_back({rarest->begin, rarest->end});
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -50,24 +51,37 @@ class OQConditionIndex {
 
  private:
   class Builder;
-  /// What stands under one hash. That two things share a hash costs time, but is harmless: whatever is found
-  /// is held against the event.
+  /// The conditions of one name.
+  struct Name {
+    std::string text;
+    Range all;
+    Range withoutProperties;
+    std::uint64_t sizes = 0;  ///< a bit for each number of properties that they have
+  };
+  struct NameCell {
+    std::uint64_t hash = 0;  ///< 0: free
+    std::uint32_t name = 0;
+  };
+  /// What stands under one hash. That two things share one costs time, but is harmless: whatever is found
+  /// here is held against the event.
   struct Bucket {
     std::uint64_t hash = 0;  ///< 0: free
-    Range range;
-    /// All or some of what has one name, by that alone.
-    bool isOfOneName = false;
-    std::uint64_t sizes = 0;  ///< for a name: which numbers of properties its conditions have
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
   };
 
+  const Name* find(std::uint64_t hash, std::string_view text) const;
   const Bucket* find(std::uint64_t hash) const;
-  /// The range, certain if nothing but the event's name matters for it.
-  Range wholeRange(const Bucket& bucket, const Value& name) const;
   void lookUpLarger(std::span<const std::uint64_t> properties, std::uint64_t sizes, Ranges& ranges) const;
 
   Conditions _all;
+  std::vector<Name> _names;
+  std::vector<NameCell> _nameCells;
+  /// Small, so that it stays near the processor.
   std::vector<Bucket> _buckets;
+  /// The number of the condition at each place.
   std::vector<std::uint32_t> _conditions;
+  /// The places of each condition, one condition after the other.
   std::vector<std::uint32_t> _slots;
   std::vector<std::uint32_t> _firstSlot;
 };
