@@ -99,7 +99,7 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
       {{R"({"code":1,"message":"x"})", 200},
        {"code:1\nmessage:x\n", "{data} data:\n{\n  \"code\" : 1,\n  \"message\" : \"x\"\n}"}},
       {{R"({"code":"12"})", 200}, {"code:12\nmessage:(null)\n", "{data} data:\n{\n  \"code\" : \"12\"\n}"}},
-      {{R"({"data":[]})", 200}, {"{data} data:\n{\n  \"data\" : [\n\n  ]\n}"}},
+      {{R"({"data":[]})", 200}, {"{data} data:\n{\n  \"data\" : []\n}"}},
       {{R"({"data":"no"})", 200}, {"{data} data:\n{\n  \"data\" : \"no\"\n}"}},
   };
   relaunch();

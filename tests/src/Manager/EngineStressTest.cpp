@@ -138,7 +138,7 @@ TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
       {
         OQWindowData window;
         const auto change = [&] {
-          for (int i = 0; i < 1000; ++i) window.setWindowId(Value(i));
+          for (int i = 0; i < 1000; ++i) window.setCount(i);
         };
         std::thread other(change);
         change();
