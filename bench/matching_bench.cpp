@@ -65,7 +65,7 @@ class TypicalMix {
 };
 
 double nanosecondsAnEvent(const OQCampaignList& list, const Events& events, int rounds) {
-  const double seconds = secondsOf([&] {
+  const double seconds = ownSecondsOf([&] {
     for (int round = 0; round < rounds; ++round) {
       for (const auto& each : events) keep(list.match(*each).position);
     }
@@ -74,7 +74,7 @@ double nanosecondsAnEvent(const OQCampaignList& list, const Events& events, int 
 }
 
 double nanosecondsOfWalk(const Windows& windows, const Events& events, std::size_t count) {
-  const double seconds = secondsOf([&] {
+  const double seconds = ownSecondsOf([&] {
     for (std::size_t i = 0; i < count; ++i) keep(test::linearMatch(windows, *events[i]));
   });
   return seconds * 1e9 / static_cast<double>(count);
