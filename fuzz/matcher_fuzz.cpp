@@ -1,0 +1,79 @@
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../tests/support/LinearMatch.h"
+#include "Manager/OQCampaignList.h"
+#include "Model/OQWindowData.h"
+
+/// Lets the bytes choose campaigns and events out of few names, keys and values. The index must choose what a
+/// walk over all windows chooses, and take away the same pre-conditions.
+namespace {
+
+using namespace oq;
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+class Choices {
+ public:
+  Choices(const std::uint8_t* bytes, std::size_t size) : _bytes(bytes), _end(bytes + size) {}
+
+  bool empty() const { return _bytes == _end; }
+  unsigned below(unsigned most) { return empty() ? 0 : *_bytes++ % most; }
+
+  Value text(const char* letters) {
+    const unsigned choice = below(8);
+    if (choice == 7) return below(2) == 0 ? Value(1) : Value();
+    return Value(std::string(1, letters[choice % 3]));
+  }
+
+  /// A byte says which properties there are.
+  std::shared_ptr<OQWindowEvent> condition() {
+    const unsigned keys = below(256);
+    if (keys == 255) return nullptr;
+    auto event = std::make_shared<OQWindowEvent>();
+    Dictionary context;
+    for (unsigned i = 0; i < 6; ++i) {
+      if (keys >> i & 1) context[std::string(1, static_cast<char>('k' + i))] = text("xyz");
+    }
+    event->setModelWithDic({{"xwhat", text("abc")}, {"xcontext", keys & 128 ? Value() : Value(context)}});
+    return event;
+  }
+
+ private:
+  const std::uint8_t* _bytes;
+  const std::uint8_t* _end;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  Choices choices(bytes, size);
+  OQCampaignList::Windows windows, walked;
+  for (unsigned count = choices.below(80); count > 0; --count) {
+    const auto event = choices.condition();
+    const auto preEvent = choices.below(3) == 0 ? choices.condition() : nullptr;
+    for (auto* list : {&windows, &walked}) {
+      list->push_back(std::make_shared<OQWindowData>());
+      list->back()->setEvent(event);
+      list->back()->setPreEvent(preEvent);
+    }
+  }
+  const OQCampaignList list(windows);
+  while (!choices.empty()) {
+    const auto event = choices.condition();
+    if (!event) continue;
+    const auto match = list.match(*event);
+    const std::size_t expected = test::linearMatch(walked, *event);
+    require(match.position == (expected == walked.size() ? OQCampaignMatch::nowhere : expected));
+    for (std::size_t i = 0; i < match.passedOverCount; ++i) {
+      require(event->matches(walked[match.passedOver[i].position]->event().get()));
+    }
+  }
+  for (std::size_t i = 0; i < windows.size(); ++i) require(windows[i]->preEvent() == walked[i]->preEvent());
+  return 0;
+}
