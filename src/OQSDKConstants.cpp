@@ -4,9 +4,10 @@
 
 namespace oq {
 
-const std::string OQSDKVersion = "0.8.6";
+// Never destroyed: threads may still send and log while the process ends.
+const std::string& OQSDKVersion = *new std::string("0.8.6");
 const double OQSDKVersionNumber = 1.0;
 const unsigned char OQSDKVersionString[] = "@(#)PROGRAM:OQSDK  PROJECT:OQSDK-1\n";
-const std::string OQSDKBundleId = OQSDK_BUNDLE_IDENTIFIER;
+const std::string& OQSDKBundleId = *new std::string(OQSDK_BUNDLE_IDENTIFIER);
 
 }  // namespace oq
