@@ -32,12 +32,11 @@ std::vector<Value> uploads() {
   std::vector<Value> infos;
   for (int i = 0; i < 1000; ++i) {
     const std::string name = (i % 2 ? "event_" : "page_") + std::to_string(i % 100);
-    infos.push_back(
-        {{"appid", "shop"},
-         {"xwho", "user-4711"},
-         {"xwhat", name},
-         {"xwhen", 1773144000000.0},
-         {"xcontext", {{"sku", std::to_string(i)}, {"page", "cart"}, {"price", 12.5}}}});
+    infos.push_back({{"appid", "shop"},
+                     {"xwho", "user-4711"},
+                     {"xwhat", name},
+                     {"xwhen", 1773144000000.0},
+                     {"xcontext", {{"sku", std::to_string(i)}, {"page", "cart"}, {"price", 12.5}}}});
   }
   return infos;
 }
@@ -95,6 +94,8 @@ int main() {
       7, [&] { return secondsAnEvent(*engine, infos, 100000); },
       [&] { return secondsAnEventFromThreads(*engine, infos, 100000, 4); },
       [&] { return medianOfSingleEvents(*engine, infos); });
+  note("intake_own_time_us", ownSecondsOf([&] { secondsAnEvent(*engine, infos, 100000); }) * 1e6 / 100000,
+       "us");
   atLeast("intake_events_per_second", 1 / median(one), 500000);
   atMost("intake_p50_us", median(single) * 1e6, 1.5);
   atLeast("intake_4_threads_to_1", medianRatio(one, four), 1);
