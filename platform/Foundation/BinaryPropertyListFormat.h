@@ -1,16 +1,17 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string_view>
 
 #include "Foundation/Data.h"
 
 /// The bytes of the binary property list format, for its writer, its reader and its seal.
 namespace oq::plist {
 
-inline constexpr std::string_view Header = "bplist00";
+// An array, since a view of a literal may name another copy of it in each file that includes this.
+inline constexpr std::array<char, 8> Header{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
 inline constexpr std::size_t TrailerSize = 32;
 inline constexpr double ReferenceDate = 978307200;  // 2001-01-01, from which the format counts.
 // A byte of the file can stand for a node of fifty, so the number of nodes has a bound of its own.

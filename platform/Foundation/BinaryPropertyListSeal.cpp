@@ -1,6 +1,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "Foundation/BinaryPropertyList.h"
 #include "Foundation/BinaryPropertyListFormat.h"
