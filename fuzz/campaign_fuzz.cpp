@@ -1,8 +1,5 @@
 // Feeds any bytes to the reader of campaign files. A file is either taken, and then every campaign in it is
 // JSON without the keys that only the server reads, or refused with at least one error.
-//
-//   clang++ -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -Iserver fuzz/campaign_fuzz.cpp \
-//     server/Campaign{Parser,Checker}.cpp server/CalendarTime.cpp -lboost_json -o campaign_fuzz
 
 #include <boost/json.hpp>
 #include <cstddef>

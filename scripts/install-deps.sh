@@ -21,6 +21,10 @@ packages=(
   xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
+# `install-deps.sh --fuzz`: fuzzing as well, which needs a compiler of its own
+fuzzing=(clang-14 libclang-rt-14-dev)
+[[ ${1:-} == --fuzz ]] && packages+=("${fuzzing[@]}")
+
 missing=()
 for package in "${packages[@]}"; do
   state=$(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null || true)

@@ -1,0 +1,16 @@
+#include <cstdint>
+#include <cstdlib>
+
+#include "Foundation/XMLPropertyList.h"
+
+/// Feeds arbitrary bytes to the reader of XML property lists. What could be read must survive being written
+/// and read again.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  auto table = oq::plist::readXML(oq::Data(bytes, bytes + size));
+  if (!table) return 0;
+  auto written = oq::plist::writeXML(*table);
+  if (!written) std::abort();
+  auto again = oq::plist::readXML(*written);
+  if (!again || again->nodes.size() != table->nodes.size()) std::abort();
+  return 0;
+}
