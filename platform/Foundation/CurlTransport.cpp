@@ -29,7 +29,9 @@ void closeGateAtProcessEnd() {
   });
 }
 
-/// Loading the TLS library takes milliseconds, so it is left to the transport's thread.
+/// On the thread that makes the first request, although it takes milliseconds: the handlers for the end of
+/// the process must all be in line before that can end, and one that ends while another thread is loading the
+/// library crashes there.
 bool initialiseLibrary() {
   static const bool isReady = [] {
     bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
@@ -53,10 +55,9 @@ std::shared_ptr<CurlTransport> CurlTransport::shared() {
 void CurlTransport::perform(URLRequest request, URLCompletion completion) {
   auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _limits.bodyBytes,
                                                  _limits.wholeTransfer);
-  // Registered before there is a thread as well: the process may end while that loads the library.
-  static const bool isGuarded = (closeGateAtProcessEnd(), true);
-  (void)isGuarded;
+  const bool isReady = initialiseLibrary();
   std::unique_lock lock(_mutex);
+  if (!isReady) _isBroken = true;
   if (!_hasThread) _hasThread = startBackgroundThread("oq-http", [this] { runThread(); });
   if (!_hasThread || _isBroken) {
     lock.unlock();
@@ -70,7 +71,6 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
 
 bool CurlTransport::setUp() {
   std::shared_lock gate(processEndGate());
-  if (!initialiseLibrary()) return false;
   CURLM* multi = curl_multi_init();
   _tlsSessions = curl_share_init();
   if (!multi || !_tlsSessions) return false;
