@@ -1,5 +1,4 @@
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Format.h"
 #include "Host.h"
 #include "Surface.h"
 #include "UIKit/UIWindow.h"
@@ -79,7 +78,7 @@ gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpoint
   try {
     return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
   } catch (const std::exception& failure) {
-    platformLog(failure.what());
+    g_printerr("%s\n", failure.what());
     return GDK_EVENT_STOP;
   }
 }
