@@ -24,9 +24,10 @@ SANITIZER_HOOK __tsan_default_options() {
   return "halt_on_error=1";
 }
 
-// GLib is not built for the sanitizer: what it does between its own locks is not seen.
+// These are not built for the sanitizer: what they do between their own locks and threads is not seen.
 SANITIZER_HOOK __tsan_default_suppressions() {
-  return "called_from_lib:libglib-2.0.so.0\n";
+  return "called_from_lib:libglib-2.0.so.0\n"
+         "called_from_lib:libfontconfig.so.1\n";
 }
 
 SANITIZER_HOOK __ubsan_default_options() {
