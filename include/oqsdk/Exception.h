@@ -11,10 +11,13 @@ namespace oq {
 /// from a server, a file or a user ever raises it.
 class OQSDK_EXPORT Exception : public std::runtime_error {
  public:
+  /// `name` says which error it is, for programs; `reason` what happened, for people.
   Exception(std::string name, const std::string& reason);
   ~Exception() override;
 
+  /// Which error it is, such as "NSInvalidArgumentException".
   const std::string& name() const { return _name; }
+  /// What happened, in one sentence; the same as what().
   std::string reason() const { return what(); }
 
  private:

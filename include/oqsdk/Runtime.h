@@ -43,12 +43,16 @@ using IMP = void (*)();
 /// A selector: the interned name of a method. Equal names give the same pointer.
 using SEL = const SelectorName*;
 
+/// The selector of that name, made at its first use.
 OQSDK_EXPORT SEL sel_registerName(std::string_view name);
+/// The name that the selector was registered with; "(null)" for nullptr.
 OQSDK_EXPORT const std::string& sel_getName(SEL selector);
 
 /// The class registered under the name, or nullptr.
 OQSDK_EXPORT Class* NSClassFromString(std::string_view name);
+/// The name that the class was registered under; "(null)" for nullptr.
 OQSDK_EXPORT const std::string& class_getName(const Class* cls);
+/// nullptr for a root class, and for nullptr.
 OQSDK_EXPORT Class* class_getSuperclass(const Class* cls);
 
 /// The class's own method or the nearest inherited one; nullptr when there is none, or when either argument is nullptr.
@@ -64,6 +68,7 @@ OQSDK_EXPORT IMP method_getImplementation(const Method* method);
 /// Returns the implementation that was replaced. A method keeps its own when nullptr is given. The library's own hooks
 /// stay: who puts back what was there before such a hook came takes out what it had put in, below the hook or above it.
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
+/// The signature that the method was registered with, as typeEncodingOf() tells it; nullptr when none was given.
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
 /// Where one of the library's own hooks is on top, what lies below it is exchanged.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
@@ -79,15 +84,21 @@ const char* typeEncodingOf() {
 template <class Signature>
 class Selector;
 
+/// The one form that a selector has: R is what the method returns, A are its arguments.
 template <class R, class... A>
 class Selector<R(A...)> {
  public:
+  /// What the method takes and returns.
   using Signature = R(A...);
+  /// An implementation's exact type: the receiver and the selector come before the arguments.
   using Function = R (*)(Object&, SEL, A...);
 
+  /// `name` is not copied: it is a literal, as a rule.
   constexpr explicit Selector(const char* name) : _name(name) {}
 
+  /// The name as it was given.
   const char* name() const { return _name; }
+  /// The interned selector, looked up once.
   SEL sel() const {
     SEL known = _sel.load(std::memory_order_acquire);
     if (!known) {
@@ -96,9 +107,12 @@ class Selector<R(A...)> {
     }
     return known;
   }
+  /// The same as sel().
   operator SEL() const { return sel(); }  // NOLINT: a selector with a signature is a selector
 
+  /// An implementation as it is stored.
   static IMP erase(Function function) { return reinterpret_cast<IMP>(function); }
+  /// A stored implementation as it is called: of a method of this very signature, and of no other.
   static Function typed(IMP implementation) { return reinterpret_cast<Function>(implementation); }
 
  private:
@@ -155,9 +169,11 @@ class OQSDK_EXPORT Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object();
 
+  /// The class "Object", which all others descend from.
   static Class* staticClass();
   /// The registered class of this object; a C++ subclass that is not registered answers with its ancestor's.
   virtual Class* class_() const { return staticClass(); }
+  /// Whether the object's class is `cls` or descends from it; false for nullptr.
   bool isKindOfClass(const Class* cls) const;
   /// The class's name in angle brackets, unless a subclass has something better to say.
   virtual std::string description() const;

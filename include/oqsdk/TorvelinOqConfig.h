@@ -13,9 +13,9 @@ namespace oq {
 /// The servers that a configuration can name. The interface takes plain integers: any other value is stored
 /// as it is and makes every request fail.
 enum OQEnvironment : std::uint64_t {
-  OQEnvironmentProduction = 0,
-  OQEnvironmentTest = 1,
-  OQEnvironmentDevelopment = 2,
+  OQEnvironmentProduction = 0,   ///< port 8088
+  OQEnvironmentTest = 1,         ///< port 28088
+  OQEnvironmentDevelopment = 2,  ///< port 38088
 };
 
 /// What the library needs to know of its host before it starts. The environment is not a matter of one
@@ -30,6 +30,7 @@ class OQSDK_EXPORT TorvelinOqConfig : public Object {
 
   /// The application key issued by the server. Its form is not checked.
   void setAppKey(std::string appKey);
+  /// The key as it was set; "" before.
   std::string appKey() const;
 
   /// Stores the environment for this and all later runs, in the data folder of the application: a host is

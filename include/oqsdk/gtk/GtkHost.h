@@ -14,9 +14,11 @@
 
 namespace oq::gtk {
 
+/// What the library is told of the application that it is in.
 struct AttachOptions {
   /// Names the data folder and is written into logs; empty: taken from the GApplication, else from the program's name.
   std::string applicationIdentifier;
+  /// Written into logs; "" is allowed.
   std::string applicationVersion;
   /// Where documents and preferences live; empty: the XDG data folder of the application.
   std::filesystem::path dataDirectory;

@@ -14,22 +14,30 @@ namespace oq {
 /// PNG. One at a time; the thread that makes it is the main thread.
 class OQSDK_EXPORT HeadlessHost {
  public:
+  /// The screen, and what the library is told of the application that it is in.
   struct Options {
     double width = 390;   ///< points
     double height = 844;  ///< points
     double scale = 1;     ///< pixels a point
+    /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
+    /// Written into logs.
     std::string applicationVersion = "1.0";
     /// Where documents and preferences live; empty: the XDG data folder of the application.
     std::filesystem::path dataDirectory;
   };
-  /// A pixel of the screen, not premultiplied, 0 to 255.
+  /// A pixel of the screen, not premultiplied.
   struct Pixel {
-    std::uint8_t red, green, blue;
+    std::uint8_t red;    ///< 0 to 255
+    std::uint8_t green;  ///< 0 to 255
+    std::uint8_t blue;   ///< 0 to 255
+    /// All three the same.
     bool operator==(const Pixel&) const = default;
   };
 
+  /// Installs the host; the calling thread becomes the main thread.
   explicit HeadlessHost(const Options& options);
+  /// A screen of 390 by 844 points.
   HeadlessHost() : HeadlessHost(Options{}) {}
   ~HeadlessHost();
   HeadlessHost(const HeadlessHost&) = delete;
@@ -48,9 +56,13 @@ class OQSDK_EXPORT HeadlessHost {
   /// Touches, in points from the top left corner. True when a view of the library took it; false when it would have
   /// reached the host's own widgets.
   bool touchDown(double x, double y);
+  /// The touch that is down moves to another place.
   void touchMove(double x, double y);
+  /// The touch that is down ends there.
   void touchUp(double x, double y);
+  /// The touch that is down ends without having been one.
   void touchCancel();
+  /// Down and up in one place; true as with touchDown().
   bool tap(double x, double y);
 
   /// Another size of the screen, from now on.
@@ -58,6 +70,7 @@ class OQSDK_EXPORT HeadlessHost {
   /// Whether the application is in the foreground.
   void setActive(bool active);
 
+  /// What is painted at a place, in points; white outside the screen.
   Pixel pixelAt(double x, double y);
   /// The screen as it is now. False when the file cannot be written.
   bool writePng(const std::filesystem::path& file);
