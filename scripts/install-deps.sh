@@ -12,7 +12,7 @@ packages=(
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev libssl-dev
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 openssl curl
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema openssl curl
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one

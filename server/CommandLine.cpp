@@ -59,11 +59,16 @@ const std::map<std::string, Apply, std::less<>>& optionsWithValue() {
 }  // namespace
 
 Options parseCommandLine(const std::vector<std::string>& arguments) {
+  static const std::map<std::string_view, Options::Action> actions = {
+      {"--help", Options::Action::help},
+      {"--version", Options::Action::version},
+      {"--schema", Options::Action::schema},
+  };
   Options options;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const auto& argument = arguments[i];
-    if (argument == "--help" || argument == "--version") {
-      options.action = argument == "--help" ? Options::Action::help : Options::Action::version;
+    if (const auto told = actions.find(argument); told != actions.end()) {
+      options.action = told->second;
       return options;
     }
     if (argument == "--public-events") {
@@ -100,6 +105,7 @@ Serves in-app campaigns to OQSDK clients and keeps the events that they report.
   --port-development PORT  default 38088
   --public-events          list events at /events for other machines too
   --init FILE              write a sample campaign file and exit
+  --schema                 print the JSON Schema of campaign files and exit
   --help                   print this and exit
   --version                print the version and exit
 )";

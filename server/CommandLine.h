@@ -11,7 +11,7 @@ namespace oq::server {
 
 // What the program was asked to do.
 struct Options {
-  enum class Action { serve, help, version, init };
+  enum class Action { serve, help, version, schema, init };
 
   Action action = Action::serve;
   std::filesystem::path initFile;

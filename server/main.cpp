@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "CampaignSchema.h"
 #include "CampaignServer.h"
 #include "StarterCampaigns.h"
 
@@ -38,6 +39,9 @@ int run(const Options& options) {
       return 0;
     case Options::Action::version:
       std::cout << "oqsdk-server " OQSDK_SERVER_VERSION << std::endl;
+      return 0;
+    case Options::Action::schema:
+      std::cout << campaignSchema << std::flush;
       return 0;
     case Options::Action::init:
       return writeStarterFile(options.initFile);

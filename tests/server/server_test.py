@@ -349,6 +349,7 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.window_ids(server.login()), ["1001", "1002"])
         self.assertRegex(self.run_program("--version").stdout, r"^oqsdk-server \d+\.\d+\.\d+\n$")
         self.assertIn("--campaigns FILE", self.run_program("--help").stdout)
+        self.assertIn("windows", json.loads(self.run_program("--schema").stdout)["properties"])
 
 
 if __name__ == "__main__":
