@@ -29,13 +29,15 @@ double easeInOut(double time) {
 }  // namespace
 
 bool AnimationGroup::hasEndedBy(double now) const {
-  return start + duration <= now + kTimeTolerance;
+  return end() <= now + kTimeTolerance;
 }
 
 double AnimationGroup::progress(double now) const {
   if (hasEndedBy(now)) return 1;
   if (now <= start) return 0;
-  return easeInOut((now - start) / duration);
+  if (timing.decay > 0)
+    return -std::expm1(-timing.decay * (now - start)) / -std::expm1(-timing.decay * timing.duration);
+  return easeInOut((now - start) / timing.duration);
 }
 
 // Never destroyed: views with static storage end their animations when the process ends.
@@ -44,10 +46,11 @@ AnimationEngine& AnimationEngine::shared() {
   return engine;
 }
 
-void AnimationEngine::begin(double duration, std::function<void(bool)> completion) {
+void AnimationEngine::begin(AnimationTiming timing, std::function<void(bool)> completion) {
   auto group = std::make_shared<AnimationGroup>();
   group->start = UIApplication::sharedApplication().now();
-  group->duration = std::isfinite(duration) ? duration : 0;
+  group->timing = timing;
+  if (!std::isfinite(timing.duration)) group->timing.duration = 0;
   group->completion = std::move(completion);
   _stack.push_back(std::move(group));
 }

@@ -11,19 +11,30 @@ namespace oq {
 
 class UIView;
 
+/// How a motion goes through its time.
+struct AnimationTiming {
+  double duration = 0;
+  /// Above 0: the speed falls by this factor of itself a second, as of something that was pushed. Otherwise the motion
+  /// eases in and out.
+  double decay = 0;
+  /// The views may be touched meanwhile.
+  bool letsTouchesThrough = false;
+};
+
 /// One call of UIView::animateWithDuration(): the properties it set in motion share a start, a duration and a
 /// completion. Main thread only.
 struct AnimationGroup {
   double start = 0;
-  double duration = 0;
+  AnimationTiming timing;
   std::size_t running = 0;  ///< properties still in motion
   bool finished = true;     ///< none of them was replaced, removed or detached
   bool committed = false;   ///< its block has returned, so nothing joins any more
   std::function<void(bool)> completion;
 
-  bool hasMotion() const { return duration > 0; }
+  double end() const { return start + timing.duration; }
+  bool hasMotion() const { return timing.duration > 0; }
   bool hasEndedBy(double now) const;
-  /// From 0 at the start to 1 at the end, easing in and out.
+  /// From 0 at the start to 1 at the end.
   double progress(double now) const;
 };
 
@@ -44,7 +55,7 @@ class OQSDK_EXPORT AnimationEngine {
   // For layers and views.
   /// The innermost block that is running; nullptr outside every block.
   std::shared_ptr<AnimationGroup> current() const { return _stack.empty() ? nullptr : _stack.back(); }
-  void begin(double duration, std::function<void(bool)> completion);
+  void begin(AnimationTiming timing, std::function<void(bool)> completion);
   void commit();
   void track(UIView& view);
   void forget(UIView& view);

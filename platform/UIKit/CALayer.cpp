@@ -56,6 +56,11 @@ void mixMember(LayerState& state, const LayerState& from, T LayerState::*member,
 
 }  // namespace
 
+bool CALayer::isInMotion() const {
+  return std::any_of(_animations.begin(), _animations.end(),
+                     [](const Running& running) { return !running.group->timing.letsTouchesThrough; });
+}
+
 LayerState CALayer::presentation(double now) const {
   LayerState state = _model;
   for (const Running& running : _animations) {
@@ -146,7 +151,7 @@ void CALayer::takeOffEnded(double now) {
 double CALayer::nextEnd() const {
   double next = std::numeric_limits<double>::infinity();
   for (const Running& running : _animations) {
-    next = std::min(next, running.group->start + running.group->duration);
+    next = std::min(next, running.group->end());
   }
   return next;
 }

@@ -46,6 +46,8 @@ class CALayer {
   /// What is on screen at the time.
   LayerState presentation(double now) const;
   bool isAnimating() const { return !_animations.empty(); }
+  /// In a motion that takes no touches.
+  bool isInMotion() const;
   /// Ends them as not finished; what is on screen is the model again.
   void removeAllAnimations();
 

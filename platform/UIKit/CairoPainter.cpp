@@ -61,8 +61,10 @@ SurfaceCache* cacheOf(LayerContent& content, double scale) {
   auto* known = dynamic_cast<SurfaceCache*>(content.cache.get());
   if (known && known->scale == scale) return known;
   if (!fitsInMemory(content.size(), scale)) return nullptr;
-  int width = static_cast<int>(std::ceil(content.size().width * scale));
-  int height = static_cast<int>(std::ceil(content.size().height * scale));
+  // Products of sizes and scales miss whole numbers by their last bits.
+  constexpr double rounding = 1e-6;
+  int width = static_cast<int>(std::ceil(content.size().width * scale - rounding));
+  int height = static_cast<int>(std::ceil(content.size().height * scale - rounding));
   auto cache = std::make_unique<SurfaceCache>();
   cache->scale = scale;
   cache->surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);

@@ -28,28 +28,32 @@ bool ContainerViewController::isOnScreen() {
 void ContainerViewController::turnPage(const std::shared_ptr<UIViewController>& from,
                                        const std::shared_ptr<UIViewController>& to, bool animated) {
   const auto self = shared_from_this();
-  if (!isOnScreen()) return showPage();
+  if (!isOnScreen()) return bringInPage(false);
   if (from) from->viewWillDisappear(animated);
   if (to) to->viewWillAppear(animated);
-  showPage();
+  bringInPage(animated);
   if (from) from->viewDidDisappear(animated);
   if (to) to->viewDidAppear(animated);
 }
 
+void ContainerViewController::placePage(UIView& page) {
+  page.setFrame(view()->bounds());
+  page.setFillsSuperview(true);
+}
+
 /// Looks at the pages as they are now, since the messages before may have changed them.
-void ContainerViewController::showPage() {
+void ContainerViewController::showPage(const std::shared_ptr<UIView>& leaving) {
   if (!isViewLoaded()) return;
   const auto shown = shownPage();
   const auto page = shown ? shown->view() : nullptr;
   const auto container = view();
   const auto others = container->subviews();
   if (page) {
-    page->setFrame(container->bounds());
-    page->setFillsSuperview(true);
+    placePage(*page);
     container->addSubview(page);
   }
   for (const auto& other : others) {
-    if (other != page) other->removeFromSuperview();
+    if (other != page && other != leaving && !isOwnView(*other)) other->removeFromSuperview();
   }
 }
 

@@ -26,10 +26,14 @@ class ContainerViewController : public UIViewController {
   /// screen.
   void turnPage(const std::shared_ptr<UIViewController>& from, const std::shared_ptr<UIViewController>& to,
                 bool animated);
-  /// Makes the page's view the only one shown.
-  void showPage();
-
- private:
+  /// Makes the page's view the only page shown; `leaving` may stay below or above it for now.
+  virtual void showPage(const std::shared_ptr<UIView>& leaving = nullptr);
+  /// Puts the page into its place; by default it fills the controller's view.
+  virtual void placePage(UIView& page);
+  /// A view among the pages that is none.
+  virtual bool isOwnView(const UIView&) const { return false; }
+  /// Brings the page on screen; by default at once.
+  virtual void bringInPage(bool) { showPage(); }
   bool isOnScreen();
 };
 

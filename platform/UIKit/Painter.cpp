@@ -50,7 +50,8 @@ std::vector<UIView*> paintOrder(const UIView& view, double now) {
 
 class TreePainter {
  public:
-  TreePainter(Painter& painter, double now) : _painter(painter), _now(now) {}
+  TreePainter(UIWindow& window, Painter& painter, double now)
+      : _window(window), _painter(painter), _now(now), _focused(window.focusedView()) {}
 
   /// `visible` is what can be seen of the parent, in its coordinates; `opacity` what the ancestors left to
   /// the view to apply.
@@ -96,6 +97,7 @@ class TreePainter {
     }
     if (state.masksToBounds) _painter.pop();
     if (seen) paintScrollIndicators(view, bounds, opacity);
+    if (seen && &view == _focused.get()) _painter.content(*_window.focusRing(bounds.size), bounds, opacity);
   }
 
   void paintShadow(UIView& view, const LayerState& state, double opacity) {
@@ -107,6 +109,19 @@ class TreePainter {
     } else if (const auto& content = view.content()) {
       _painter.contentShadow(*content, view.contentRect(state.bounds), colour, state.shadowOffset,
                              state.shadowRadius);
+    } else {
+      paintShadowsOfSubviews(view, state, colour);
+    }
+  }
+
+  /// What is clear itself casts the shadow of the shapes that lie in it.
+  void paintShadowsOfSubviews(UIView& view, const LayerState& state, const UIColor& colour) {
+    for (const auto& child : view.subviews()) {
+      LayerState shape = stateOf(*child, _now);
+      if (!isShown(shape) || shape.backgroundColor.alpha <= 0) continue;
+      _painter.shapeShadow(shape.frame(), shape.cornerRadius,
+                           colour.withAlphaComponent(colour.alpha * shape.backgroundColor.alpha * shape.opacity),
+                           state.shadowOffset, state.shadowRadius);
     }
   }
 
@@ -169,8 +184,10 @@ class TreePainter {
   }
 
   static constexpr double kThickness = 3, kGap = 2, kShortestBar = 24;
+  UIWindow& _window;
   Painter& _painter;
   double _now;
+  std::shared_ptr<UIView> _focused;
 };
 
 /// `over` on top of `under`.
@@ -198,7 +215,7 @@ void addSurroundings(UIView& view, double now, double opacity, UIColor& colour) 
 }  // namespace
 
 void paintWindow(UIWindow& window, Painter& painter, double now) {
-  TreePainter(painter, now).paint(window, stateOf(window, now).frame(), 1);
+  TreePainter(window, painter, now).paint(window, stateOf(window, now).frame(), 1);
 }
 
 UIColor surroundingsColor(UIWindow& window, double now) {

@@ -183,6 +183,7 @@ TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, doubl
   _layout = pango_layout_new(textContext());
   PangoFontDescription* description = pango_font_description_new();
   pango_font_description_set_family(description, font.fontName().c_str());
+  if (font.isBold()) pango_font_description_set_weight(description, PANGO_WEIGHT_BOLD);
   pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
   pango_layout_set_font_description(_layout, description);
   pango_font_description_free(description);

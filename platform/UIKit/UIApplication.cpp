@@ -45,10 +45,17 @@ void UIApplication::animationsChanged() {
   if (_host) _host->setDeadline(AnimationEngine::shared().nextDeadline());
 }
 
+namespace {
+/// Stands for the host's own widgets: the bar comes with the first page above them.
+class HostPage : public UIViewController {
+ public:
+  bool hidesNavigationBar() const override { return true; }
+};
+}  // namespace
+
 std::shared_ptr<UIWindow> makeHostWindow(CGRect frame) {
-  const auto root = makeMainObject<UIViewController>();
+  const std::shared_ptr<UIViewController> root = makeMainObject<HostPage>();
   const auto navigation = makeMainObject<UINavigationController>(root);
-  navigation->setNavigationBarHidden(true);
   root->view()->setUserInteractionEnabled(false);
   auto window = makeMainObject<UIWindow>(frame);
   window->setRootViewController(navigation);

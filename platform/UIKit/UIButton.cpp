@@ -30,6 +30,11 @@ CGRect fitted(CGSize image, CGSize room) {
   return {{(room.width - size.width) / 2, (room.height - size.height) / 2}, size};
 }
 
+CGRect unionOf(CGRect a, CGRect b) {
+  const double x = std::min(a.minX(), b.minX()), y = std::min(a.minY(), b.minY());
+  return CGRectMake(x, y, std::max(a.maxX(), b.maxX()) - x, std::max(a.maxY(), b.maxY()) - y);
+}
+
 }  // namespace
 
 Class* UIButton::staticClass() {
@@ -37,12 +42,69 @@ Class* UIButton::staticClass() {
   return registered;
 }
 
-UIButton::UIButton() = default;
+UIButton::UIButton() {
+  setIsAccessibilityElement(true);
+  setAccessibilityTraits(UIAccessibilityTraitButton);
+}
+
+std::string UIButton::accessibilityLabel() const {
+  if (const auto& own = ownAccessibilityLabel()) return *own;
+  return titleForState(UIControlStateNormal).value_or("");
+}
 
 void UIButton::TitleLabel::setFont(UIFont font) {
   if (font == _font) return;
   _font = std::move(font);
   _button.setNeedsDisplay();
+}
+
+void UIButton::TitleLabel::setNumberOfLines(int lines) {
+  if (lines == _lines) return;
+  _lines = lines;
+  _button.setNeedsDisplay();
+}
+
+void UIButton::TitleLabel::setTextAlignment(NSTextAlignment alignment) {
+  if (alignment == _alignment) return;
+  _alignment = alignment;
+  _button.setNeedsDisplay();
+}
+
+void UIButton::setTitleEdgeInsets(UIEdgeInsets insets) {
+  if (insets == _titleInsets) return;
+  _titleInsets = insets;
+  setNeedsDisplay();
+}
+
+/// Insets that leave no height give a line without one, in whose middle the title stands all the same.
+CGRect UIButton::titleRoom(CGRect bounds) const {
+  const UIEdgeInsets& in = _titleInsets;
+  CGRect room = CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top,
+                           std::max(0.0, bounds.size.width - in.left - in.right),
+                           bounds.size.height - in.top - in.bottom);
+  if (room.size.height < 0) room = CGRectMake(room.minX(), room.centre().y, room.size.width, 0);
+  return room;
+}
+
+CGRect UIButton::titleRect(CGRect bounds) const {
+  const std::string title = titleForState(state()).value_or("");
+  const CGRect room = titleRoom(bounds);
+  if (title.empty()) return {};
+  const double height = boundingSizeOfText({title, {}}, _titleLabel.font(), room.size.width).height;
+  return CGRectMake(room.minX(), room.centre().y - height / 2, room.size.width, height);
+}
+
+CGRect UIButton::contentRect(CGRect bounds) const {
+  return _titleInsets == UIEdgeInsets{} ? bounds : unionOf(bounds, titleRect(bounds));
+}
+
+bool UIButton::pointInside(CGPoint point) const {
+  return contentRect(bounds()).contains(point);
+}
+
+std::uint32_t UIButton::state() const {
+  if (!isEnabled()) return UIControlStateDisabled;
+  return isHighlighted() ? UIControlStateHighlighted : UIControlStateNormal;
 }
 
 void UIButton::setTitle(std::optional<std::string> title, std::uint32_t state) {
@@ -80,34 +142,37 @@ std::shared_ptr<const UIImage> UIButton::imageForState(std::uint32_t state) cons
 }
 
 std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
-  std::uint32_t state = !isEnabled()      ? UIControlStateDisabled
-                        : isHighlighted() ? UIControlStateHighlighted
-                                          : UIControlStateNormal;
-  std::string title = titleForState(state).value_or("");
-  auto image = imageForState(state);
-  bool ownLook = has(_titles, state) || has(_titleColors, state) || has(_images, state);
-  bool dimmed = state == UIControlStateHighlighted && !ownLook;
+  const std::uint32_t look = state();
+  std::string title = titleForState(look).value_or("");
+  auto image = imageForState(look);
+  bool ownLook = has(_titles, look) || has(_titleColors, look) || has(_images, look);
+  bool dimmed = look == UIControlStateHighlighted && !ownLook;
   if (title.empty() && !image && !dimmed) return nullptr;
 
-  NSParagraphStyle centred;
-  centred.alignment = NSTextAlignment::Center;
+  const CGRect bounds{{0, 0}, size}, painted = contentRect(bounds);
+  const bool isMoved = painted != bounds;
+  const CGRect room = isMoved ? titleRect(bounds) : bounds;
+  NSParagraphStyle style;
+  style.alignment = _titleLabel.textAlignment();
   auto text =
-      std::make_shared<TextLayout>(NSAttributedString{title, centred}, _titleLabel.font(), size.width);
+      std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
   UIColor shade = UIColor::blackColor().withAlphaComponent(kHeldDown);
   UIColor backgroundShade = shade.withAlphaComponent(kHeldDown * backgroundColor().alpha);
-  return std::make_shared<LayerContent>(size, [=, colour = titleColorForState(state)](cairo_t* cr) {
-    CGRect bounds{{0, 0}, size};
-    if (image) drawImage(cr, *image, fitted(image->size(), size));
-    text->draw(cr, colour, bounds, 1, true);
-    if (!dimmed) return;
-    // What is painted darkens by the shade; where the background shows through, the shade itself is painted.
-    cairo_set_operator(cr, CAIRO_OPERATOR_ATOP);
-    cairo_set_source_rgba(cr, 0, 0, 0, shade.alpha);
-    cairo_paint(cr);
-    cairo_set_operator(cr, CAIRO_OPERATOR_DEST_OVER);
-    cairo_set_source_rgba(cr, 0, 0, 0, backgroundShade.alpha);
-    cairo_paint(cr);
-  });
+  return std::make_shared<LayerContent>(
+      painted.size, [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look)](cairo_t* cr) {
+        cairo_translate(cr, -painted.minX(), -painted.minY());
+        if (image) drawImage(cr, *image, fitted(image->size(), size));
+        text->draw(cr, colour, room, lines, true);
+        if (!dimmed) return;
+        // What is painted darkens by the shade; where the background shows through, the shade itself is
+        // painted.
+        cairo_set_operator(cr, CAIRO_OPERATOR_ATOP);
+        cairo_set_source_rgba(cr, 0, 0, 0, shade.alpha);
+        cairo_paint(cr);
+        cairo_set_operator(cr, CAIRO_OPERATOR_DEST_OVER);
+        cairo_set_source_rgba(cr, 0, 0, 0, backgroundShade.alpha);
+        cairo_paint(cr);
+      });
 }
 
 }  // namespace oq

@@ -44,6 +44,17 @@ void UIControl::setEnabled(bool enabled) {
   setNeedsDisplay();
 }
 
+UIAccessibilityTraits UIControl::accessibilityTraits() const {
+  return UIView::accessibilityTraits() |
+         (_enabled ? UIAccessibilityTraitNone : UIAccessibilityTraitNotEnabled);
+}
+
+bool UIControl::accessibilityActivate() {
+  if (!_enabled) return false;
+  sendActionsForControlEvents(UIControlEventTouchUpInside);
+  return true;
+}
+
 void UIControl::touchesBegan(UITouch&) {
   if (!_enabled) return;
   _tracking = true;

@@ -33,6 +33,10 @@ class UIControl : public UIView {
   bool isEnabled() const { return _enabled; }
   void setEnabled(bool enabled);
 
+  UIAccessibilityTraits accessibilityTraits() const override;
+  /// As a touch that goes down and up inside.
+  bool accessibilityActivate() override;
+
   void touchesBegan(UITouch& touch) override;
   void touchesMoved(UITouch& touch) override;
   void touchesEnded(UITouch& touch) override;

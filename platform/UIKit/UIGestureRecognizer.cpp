@@ -29,6 +29,14 @@ bool UITapGestureRecognizer::touchesEnded(UITouch& touch, UIView& view) {
   return true;
 }
 
+bool UITapGestureRecognizer::activate() {
+  if (!_action) return false;
+  // A copy: the action may drop its recogniser.
+  const auto action = _action;
+  action();
+  return true;
+}
+
 void UITapGestureRecognizer::touchesCancelled(UITouch&, UIView&) {
   _possible = false;
 }

@@ -18,6 +18,8 @@ class UIGestureRecognizer {
   /// True when the gesture was recognised by this touch; the view's own handling is then cancelled.
   virtual bool touchesEnded(UITouch& touch, UIView& view) = 0;
   virtual void touchesCancelled(UITouch& touch, UIView& view) = 0;
+  /// Does without a touch what the gesture does; false when it cannot.
+  virtual bool activate() { return false; }
 };
 
 /// A touch that ends inside the view without having moved more than 10 points.
@@ -28,6 +30,7 @@ class UITapGestureRecognizer : public UIGestureRecognizer {
   void touchesMoved(UITouch& touch, UIView& view) override;
   bool touchesEnded(UITouch& touch, UIView& view) override;
   void touchesCancelled(UITouch& touch, UIView& view) override;
+  bool activate() override;
 
  private:
   std::function<void()> _action;

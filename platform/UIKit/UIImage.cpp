@@ -3,35 +3,76 @@
 #include <cairo.h>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
 
+#include "UIKit/MainObject.h"
+
 namespace oq {
 namespace {
 
-constexpr int kLargestSide = 8192;  // pixels
+constexpr int kLargestSide = 8192;                 // pixels
+constexpr std::int64_t kLargestArea = 32'000'000;  // pixels
+constexpr std::size_t kPiece = 4096;               // bytes
 
 template <class T>
 using Object_ = std::unique_ptr<T, void (*)(void*)>;
 
+bool isTooLarge(int width, int height) {
+  return width > kLargestSide || height > kLargestSide || std::int64_t{width} * height > kLargestArea;
+}
+
+/// What a picture's header says.
+struct Header {
+  bool isRead = false;
+  bool isAcceptable = false;
+};
+
 /// A picture of nothing is refused by every decoder, before it asks for memory.
+void refuse(GdkPixbufLoader* loader) {
+  gdk_pixbuf_loader_set_size(loader, 0, 0);
+}
+
+void readHeader(GdkPixbufLoader* loader, int width, int height, void* header) {
+  *static_cast<Header*>(header) = {true, width > 0 && height > 0 && !isTooLarge(width, height)};
+  refuse(loader);
+}
+
 void refuseBombs(GdkPixbufLoader* loader, int width, int height, void*) {
-  if (width > kLargestSide || height > kLargestSide) gdk_pixbuf_loader_set_size(loader, 0, 0);
+  if (isTooLarge(width, height)) refuse(loader);
+}
+
+Object_<GdkPixbufLoader> makeLoader(GCallback sizePrepared, void* data) {
+  Object_<GdkPixbufLoader> loader(gdk_pixbuf_loader_new(), g_object_unref);
+  g_signal_connect(loader.get(), "size-prepared", sizePrepared, data);
+  return loader;
+}
+
+/// Reads no further than the header goes, so it takes next to no time and no memory.
+bool looksLikeAPicture(const Data& data) {
+  Header header;
+  auto loader = makeLoader(G_CALLBACK(readHeader), &header);
+  for (std::size_t at = 0; at < data.size() && !header.isRead; at += kPiece) {
+    std::size_t piece = std::min(kPiece, data.size() - at);
+    if (!gdk_pixbuf_loader_write(loader.get(), data.data() + at, piece, nullptr)) break;
+  }
+  // A loader must be closed whatever happened before; some look at the bytes only then.
+  gdk_pixbuf_loader_close(loader.get(), nullptr);
+  return header.isAcceptable;
 }
 
 Object_<GdkPixbuf> decodedPixels(const Data& data) {
   Object_<GdkPixbuf> none(nullptr, g_object_unref);
-  Object_<GdkPixbufLoader> loader(gdk_pixbuf_loader_new(), g_object_unref);
-  g_signal_connect(loader.get(), "size-prepared", G_CALLBACK(refuseBombs), nullptr);
+  auto loader = makeLoader(G_CALLBACK(refuseBombs), nullptr);
   bool written = gdk_pixbuf_loader_write(loader.get(), data.data(), data.size(), nullptr);
-  // A loader must be closed whatever happened before.
   bool closed = gdk_pixbuf_loader_close(loader.get(), nullptr);
   GdkPixbuf* pixels = written && closed ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
   if (!pixels) return none;
   Object_<GdkPixbuf> upright(gdk_pixbuf_apply_embedded_orientation(pixels), g_object_unref);
-  int width = gdk_pixbuf_get_width(upright.get()), height = gdk_pixbuf_get_height(upright.get());
-  return width > kLargestSide || height > kLargestSide ? std::move(none) : std::move(upright);
+  bool tooLarge = isTooLarge(gdk_pixbuf_get_width(upright.get()), gdk_pixbuf_get_height(upright.get()));
+  return tooLarge ? std::move(none) : std::move(upright);
 }
 
 std::uint32_t premultiplied(const std::uint8_t* p, bool hasAlpha) {
@@ -73,11 +114,11 @@ double scaleInName(const std::filesystem::path& file) {
 }  // namespace
 
 UIImage::~UIImage() {
-  cairo_surface_destroy(_surface);
+  if (_surface) cairo_surface_destroy(_surface);
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
-  return decode(data, 1);
+  return make(data, 1);
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::filesystem::path& file) {
@@ -86,22 +127,33 @@ std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::files
   if (!g_file_get_contents(file.c_str(), &bytes, &length, nullptr)) return nullptr;
   Data data(bytes, bytes + length);
   g_free(bytes);
-  return decode(data, scaleInName(file));
+  return make(std::move(data), scaleInName(file));
 }
 
-std::shared_ptr<const UIImage> UIImage::decode(const Data& data, double scale) {
-  if (data.empty()) return nullptr;
-  auto pixels = decodedPixels(data);
-  cairo_surface_t* surface = pixels ? surfaceFrom(pixels.get()) : nullptr;
-  if (!surface) return nullptr;
-  CGSize size{cairo_image_surface_get_width(surface) / scale,
-              cairo_image_surface_get_height(surface) / scale};
-  return std::shared_ptr<const UIImage>(new UIImage(surface, size, scale));
+std::shared_ptr<const UIImage> UIImage::make(Data data, double scale) {
+  if (data.empty() || !looksLikeAPicture(data)) return nullptr;
+  std::shared_ptr<const UIImage> image(new UIImage(std::move(data), scale));
+  return isOnMainQueue() || image->surface() ? image : nullptr;
+}
+
+cairo_surface_t* UIImage::surface() const {
+  std::call_once(_decoded, [this] {
+    auto pixels = decodedPixels(_data);
+    if (pixels) _surface = surfaceFrom(pixels.get());
+    Data().swap(_data);
+  });
+  return _surface;
+}
+
+CGSize UIImage::size() const {
+  cairo_surface_t* pixels = surface();
+  if (!pixels) return {};
+  return {cairo_image_surface_get_width(pixels) / _scale, cairo_image_surface_get_height(pixels) / _scale};
 }
 
 void drawImage(cairo_t* cr, const UIImage& image, CGRect rect) {
-  if (rect.isEmpty()) return;
-  cairo_surface_t* surface = image.surface();
+  cairo_surface_t* surface = rect.isEmpty() ? nullptr : image.surface();
+  if (!surface) return;
   cairo_save(cr);
   cairo_rectangle(cr, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
   cairo_clip(cr);

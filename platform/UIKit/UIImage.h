@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
 #include "CoreGraphics/Geometry.h"
 #include "Foundation/Data.h"
@@ -11,28 +12,34 @@ typedef struct _cairo_surface cairo_surface_t;
 
 namespace oq {
 
-/// A decoded picture. Immutable; any thread may decode, hold and drop it.
+/// A picture. Immutable; any thread may make, look at and drop it. On the main queue only its header is read
+/// when it is made: the pixels are decoded by whoever asks for them first, which on the main queue nobody
+/// does who can wait. On other queues they are decoded at once.
 class UIImage {
  public:
-  /// nullptr for bytes that are no picture, and for a picture of more than 8192 pixels a side.
+  /// nullptr for bytes that are no picture, and for a picture of more than 8192 pixels a side or 32 million
+  /// in all, which is refused before memory is taken for it. Of an animated picture the first frame.
   static std::shared_ptr<const UIImage> imageWithData(const Data& data);
   /// A file name that ends in "@2x" or "@3x" before its extension gives that many pixels a point.
   static std::shared_ptr<const UIImage> imageWithContentsOfFile(const std::filesystem::path& file);
   ~UIImage();
+  UIImage(const UIImage&) = delete;
+  UIImage& operator=(const UIImage&) = delete;
 
-  /// Points.
-  CGSize size() const { return _size; }
+  /// Points; decodes. Zero for a picture that turns out to be broken behind its header.
+  CGSize size() const;
   double scale() const { return _scale; }
-  /// 32-bit premultiplied pixels, owned by the image.
-  cairo_surface_t* surface() const { return _surface; }
+  /// 32-bit premultiplied pixels, owned by the image; decodes. nullptr for a broken picture.
+  cairo_surface_t* surface() const;
 
  private:
-  UIImage(cairo_surface_t* surface, CGSize size, double scale)
-      : _surface(surface), _size(size), _scale(scale) {}
-  static std::shared_ptr<const UIImage> decode(const Data& data, double scale);
-  cairo_surface_t* _surface;
-  CGSize _size;
-  double _scale;
+  UIImage(Data data, double scale) : _data(std::move(data)), _scale(scale) {}
+  static std::shared_ptr<const UIImage> make(Data data, double scale);
+
+  mutable std::once_flag _decoded;
+  mutable Data _data;  ///< until it is decoded
+  mutable cairo_surface_t* _surface = nullptr;
+  const double _scale;
 };
 
 /// Draws the image over the rectangle.

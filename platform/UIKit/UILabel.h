@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -30,17 +31,28 @@ class UILabel : public UIView {
   void setNumberOfLines(int lines);
   NSTextAlignment textAlignment() const { return _paragraphStyle.alignment; }
   void setTextAlignment(NSTextAlignment alignment);
+  /// The size that the text takes when it is broken at the width, whatever the number of lines; measured with
+  /// the very layout that is painted when the label gets that width.
+  CGSize textSizeForWidth(double width);
+
+  /// The text, until a name is set.
+  std::string accessibilityLabel() const override;
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
 
  private:
+  void textChanged();
+  std::shared_ptr<const TextLayout> layoutForWidth(double width);
+
   std::optional<std::string> _text;
   NSParagraphStyle _paragraphStyle;
   NSTextAlignment _textAlignment = NSTextAlignment::Natural;  ///< what plain text goes back to
   UIFont _font;
   UIColor _textColor = UIColor::blackColor();
   int _numberOfLines = 1;
+  std::shared_ptr<const TextLayout> _layout;
+  double _layoutWidth = 0;
 };
 
 }  // namespace oq

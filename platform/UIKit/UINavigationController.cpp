@@ -2,7 +2,21 @@
 
 #include <algorithm>
 
+#include "UIKit/UINavigationBar.h"
+#include "UIKit/UIScreen.h"
+
 namespace oq {
+
+namespace {
+
+constexpr double kSlide = 0.35;  // seconds
+
+CGRect toTheRight(CGRect rect) {
+  rect.origin.x += rect.size.width;
+  return rect;
+}
+
+}  // namespace
 
 Class* UINavigationController::staticClass() {
   static Class* registered =
@@ -25,6 +39,110 @@ std::shared_ptr<UIView> UINavigationController::loadView() {
   return ContainerViewController::loadView();
 }
 
+const std::shared_ptr<UINavigationBar>& UINavigationController::navigationBar() {
+  if (_bar) return _bar;
+  _bar = makeMainObject<UINavigationBar>();
+  // The view may outlive its controller.
+  _bar->onSuperviewResize = [this, weak = std::weak_ptr<UIViewController>(shared_from_this())] {
+    if (const auto keepsThis = weak.lock()) layOut();
+  };
+  updateBar();
+  return _bar;
+}
+
+bool UINavigationController::isNavigationBarHidden() const {
+  return _barHidden || (!_stack.empty() && _stack.back()->hidesNavigationBar());
+}
+
+void UINavigationController::setNavigationBarHidden(bool hidden) {
+  if (_barHidden == hidden) return;
+  _barHidden = hidden;
+  if (isViewLoaded()) layOut();
+}
+
+double UINavigationController::barHeight() const {
+  return isNavigationBarHidden() ? 0 : UINavigationBar::standardHeight;
+}
+
+void UINavigationController::updateBar() {
+  const bool hidden = isNavigationBarHidden();
+  const double width =
+      isViewLoaded() ? view()->bounds().size.width : UIScreen::mainScreen().bounds().size.width;
+  const auto top = topViewController();
+  navigationBar()->setHidden(hidden);
+  _bar->setFrame(CGRectMake(0, 0, width, barHeight()));
+  _bar->setTopItem(hidden || !top ? nullptr : top->navigationItem());
+}
+
+void UINavigationController::layOut() {
+  if (!isViewLoaded()) return;
+  if (const auto page = _shownView.lock()) placePage(*page);
+  updateBar();
+}
+
+void UINavigationController::placePage(UIView& page) {
+  const CGRect bounds = view()->bounds();
+  const double top = barHeight();
+  page.setFillsSuperview(false);
+  page.setFrame(CGRectMake(0, top, bounds.size.width, std::max(0.0, bounds.size.height - top)));
+}
+
+bool UINavigationController::isOwnView(const UIView& view) const {
+  return &view == _bar.get();
+}
+
+void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
+  ContainerViewController::showPage(leaving);
+  if (!isViewLoaded()) return;
+  const auto top = topViewController();
+  _shownView = top ? top->view() : nullptr;
+  updateBar();
+  view()->addSubview(_bar);
+}
+
+void UINavigationController::bringInPage(bool animated) {
+  ++_slides;
+  const auto leaving = _shownView.lock();
+  const bool barWasHidden = !_bar || _bar->isHidden();
+  const auto formerItem = _bar ? _bar->topItem() : nullptr;
+  const bool slides = animated && leaving && leaving->superview() == (isViewLoaded() ? view() : nullptr);
+  showPage(slides ? leaving : nullptr);
+  const auto page = _shownView.lock();
+  if (!slides || !page || page == leaving) return;
+  const bool barComesOrGoes = barWasHidden != _bar->isHidden();
+  if (barComesOrGoes && _turn == Turn::Pop) {
+    // It goes with the page whose bar it was.
+    _bar->setHidden(false);
+    _bar->setFrame(CGRectMake(0, 0, page->bounds().size.width, UINavigationBar::standardHeight));
+    _bar->setTopItem(formerItem);
+  }
+  slide(page, leaving, barComesOrGoes);
+}
+
+/// A page that was pushed comes in above the former one; one that was popped goes off the one below.
+void UINavigationController::slide(const std::shared_ptr<UIView>& page,
+                                   const std::shared_ptr<UIView>& leaving, bool barComesOrGoes) {
+  const bool isPush = _turn == Turn::Push;
+  const auto moving = isPush ? page : leaving;
+  const CGRect place = page->frame(), barPlace = _bar->frame();
+  if (isPush) {
+    page->setFrame(toTheRight(place));
+    if (barComesOrGoes) _bar->setFrame(toTheRight(barPlace));
+  } else {
+    view()->insertSubview(page, 0);
+  }
+  const auto motion = [&] {
+    moving->setFrame(isPush ? place : toTheRight(leaving->frame()));
+    if (barComesOrGoes) _bar->setFrame(isPush ? barPlace : toTheRight(barPlace));
+  };
+  const auto weak = std::weak_ptr<UIViewController>(shared_from_this());
+  UIView::animateWithDuration(kSlide, motion, [this, weak, leaving, number = _slides](bool) {
+    const auto keepsThis = weak.lock();
+    if (!keepsThis || _shownView.lock() != leaving) leaving->removeFromSuperview();
+    if (keepsThis && number == _slides) updateBar();
+  });
+}
+
 void UINavigationController::pushViewController(std::shared_ptr<UIViewController> controller, bool animated) {
   if (!controller || controller.get() == this) return;
   if (std::find(_stack.begin(), _stack.end(), controller) != _stack.end()) return;
@@ -32,6 +150,7 @@ void UINavigationController::pushViewController(std::shared_ptr<UIViewController
   const auto covered = topViewController();
   _stack.push_back(controller);
   setParentOf(*controller, self);
+  _turn = Turn::Push;
   turnPage(covered, controller, animated);
 }
 
@@ -40,6 +159,7 @@ std::shared_ptr<UIViewController> UINavigationController::popViewController(bool
   const auto self = shared_from_this();
   const auto taken = _stack.back();
   _stack.pop_back();
+  _turn = Turn::Pop;
   turnPage(taken, _stack.back(), animated);
   setParentOf(*taken, nullptr);
   return taken;

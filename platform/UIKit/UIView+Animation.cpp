@@ -8,7 +8,7 @@ void UIView::animateWithDuration(double duration, const std::function<void()>& a
   struct Commit {
     ~Commit() { AnimationEngine::shared().commit(); }
   };
-  AnimationEngine::shared().begin(duration, std::move(completion));
+  AnimationEngine::shared().begin({duration}, std::move(completion));
   const Commit commit;
   if (animations) animations();
 }

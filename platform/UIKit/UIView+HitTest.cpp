@@ -14,7 +14,7 @@ bool UIView::pointInside(CGPoint point) const {
 }
 
 bool UIView::takesTouches() const {
-  return _userInteractionEnabled && !isHidden() && alpha() >= 0.01 && !_layer.isAnimating();
+  return _userInteractionEnabled && !isHidden() && alpha() >= 0.01 && !_layer.isInMotion();
 }
 
 std::vector<std::shared_ptr<UIView>> UIView::subviewsInDepthOrder() const {
@@ -45,7 +45,7 @@ bool UIView::coversSurroundings() const {
 bool UIView::isInMotionAt(CGPoint point) const {
   if (!_userInteractionEnabled || isHidden()) return false;
   if (!pointInside(point) && !coversSurroundings()) return false;
-  if (_layer.isAnimating()) return true;
+  if (_layer.isInMotion()) return true;
   return std::any_of(_subviews.begin(), _subviews.end(), [&](const auto& child) {
     return child->isInMotionAt(child->convertPointFromSuperview(point));
   });

@@ -54,8 +54,10 @@ void UIView::setFillsSurroundings(bool fills) {
 }
 
 void UIView::resizeFillingSubviews() {
-  for (const auto& view : _subviews) {
+  const auto children = _subviews;
+  for (const auto& view : children) {
     if (view->_fillsSuperview) view->setFrame(bounds());
+    view->superviewDidResize();
   }
 }
 
@@ -127,6 +129,11 @@ void UIView::setNeedsFrame() {
 void UIView::setNeedsDisplay() {
   _contentValid = false;
   setNeedsFrame();
+}
+
+void UIView::setNeedsDisplayInSubtree() {
+  setNeedsDisplay();
+  for (const auto& child : _subviews) child->setNeedsDisplayInSubtree();
 }
 
 const std::shared_ptr<LayerContent>& UIView::content() {

@@ -2,11 +2,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "CoreGraphics/Color.h"
 #include "CoreGraphics/Geometry.h"
+#include "UIKit/Accessibility.h"
 #include "UIKit/CALayer.h"
 #include "UIKit/LayerContent.h"
 #include "UIKit/MainObject.h"
@@ -69,9 +71,13 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void bringSubviewToFront(const std::shared_ptr<UIView>& view);
   /// Called after the view has come into a window's tree, or has left it.
   virtual void didMoveToWindow() {}
+  /// Called after the superview's bounds have taken another size.
+  virtual void superviewDidResize() {}
 
   // Painting. A view's content is recorded once and kept until setNeedsDisplay().
   void setNeedsDisplay();
+  /// The same for everything in the view as well: the screen has another density.
+  void setNeedsDisplayInSubtree();
   /// The recorded content, made when needed; nullptr when the view has none beyond its background.
   const std::shared_ptr<LayerContent>& content();
   /// Where the content goes when it is painted, for the bounds at that moment; by default all of them.
@@ -93,8 +99,27 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual bool takesOver(const UITouch&) const { return false; }
   /// A wheel or touchpad over the view, in points; true when it was used.
   virtual bool scrollBy(double, double) { return false; }
+  /// What is left of a scrolling movement when the fingers leave the touchpad, in points a second; true when it was
+  /// used.
+  virtual bool flingBy(double, double) { return false; }
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
   const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return _recognizers; }
+
+  // What assistive technology and the keyboard find.
+  bool isAccessibilityElement() const { return _isAccessibilityElement; }
+  void setIsAccessibilityElement(bool is);
+  /// The name that is spoken; text and titles speak for themselves until a name is set.
+  virtual std::string accessibilityLabel() const { return _accessibilityLabel.value_or(""); }
+  void setAccessibilityLabel(std::optional<std::string> label);
+  virtual UIAccessibilityTraits accessibilityTraits() const { return _accessibilityTraits; }
+  void setAccessibilityTraits(UIAccessibilityTraits traits);
+  /// A dialog: what lies behind it is out of reach until it goes.
+  bool accessibilityViewIsModal() const { return _accessibilityViewIsModal; }
+  void setAccessibilityViewIsModal(bool modal);
+  /// Does what a tap does; false when that is nothing.
+  virtual bool accessibilityActivate();
+  /// Leaves a dialog without a choice; false when it has no such way out.
+  virtual bool accessibilityPerformEscape() { return false; }
 
   // Animation.
   /// Runs `animations` at once; what it changes in animatable properties of views in a window moves there over
@@ -109,6 +134,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual std::shared_ptr<LayerContent> makeContent(CGSize) { return nullptr; }
   /// Asks the window for a frame.
   void setNeedsFrame();
+  const std::optional<std::string>& ownAccessibilityLabel() const { return _accessibilityLabel; }
 
  private:
   friend class CALayer;
@@ -138,6 +164,10 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   bool _userInteractionEnabled = true;
   bool _fillsSurroundings = false;
   bool _fillsSuperview = false;
+  bool _isAccessibilityElement = false;
+  bool _accessibilityViewIsModal = false;
+  UIAccessibilityTraits _accessibilityTraits = UIAccessibilityTraitNone;
+  std::optional<std::string> _accessibilityLabel;
 };
 
 }  // namespace oq

@@ -8,7 +8,7 @@ namespace oq {
 
 namespace {
 
-constexpr double slideDuration = 0.35;
+constexpr double turnDuration = 0.35;
 
 CGRect below(CGRect bounds) {
   return CGRectMake(bounds.minX(), bounds.maxY(), bounds.size.width, bounds.size.height);
@@ -46,12 +46,15 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   if (!controller || !window || presenter->_presented || controller->outermost() == presenter) return;
   if (controller->_parent.lock() || controller->_presenting.lock() || windowOf(*controller)) return;
   const bool covers = controller->isPresentedFullScreen();
+  const bool dissolves = controller->_transitionStyle == UIModalTransitionStyle::CrossDissolve;
   presenter->_presented = controller;
   controller->_presenting = presenter;
 
   const auto page = controller->view();
   page->setFillsSuperview(true);
-  page->setFrame(animated ? below(window->bounds()) : window->bounds());
+  page->setFrame(window->bounds());
+  if (dissolves) page->setAlpha(1);
+  if (animated) controller->placeOffScreen(*window);
   if (covers) presenter->viewWillDisappear(animated);
   controller->viewWillAppear(animated);
   // Each message may have dismissed it again.
@@ -64,7 +67,11 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   controller->viewDidAppear(animated);
   if (!animated) return completion ? completion() : void();
   UIView::animateWithDuration(
-      slideDuration, [&] { page->setFrame(window->bounds()); },
+      turnDuration,
+      [&] {
+        page->setFrame(window->bounds());
+        if (dissolves) page->setAlpha(1);
+      },
       [completion = std::move(completion)](bool) {
         if (completion) completion();
       });
@@ -96,14 +103,14 @@ void UIViewController::takeAwayPresented(bool animated, std::function<void()> co
   if (wasCovered) viewWillAppear(animated);
   const auto window = windowOf(*pages.front());
   if (window && wasCovered) putBackInto(*window, *pages.front()->view());
-  const bool slides = animated && window;
+  const bool turns = animated && window;
   for (const auto& page : pages) {
-    const bool staysForNow = slides && page == pages.front();
+    const bool staysForNow = turns && page == pages.front();
     if (page->isViewLoaded() && !staysForNow) page->view()->removeFromSuperview();
   }
   for (auto page = pages.begin(); page != visibleEnd; ++page) (*page)->viewDidDisappear(animated);
   if (wasCovered) viewDidAppear(animated);
-  if (slides) return pages.front()->slideOut(std::move(completion));
+  if (turns) return pages.front()->turnOut(std::move(completion));
   if (completion) completion();
 }
 
@@ -117,17 +124,25 @@ void UIViewController::putBackInto(UIWindow& window, const UIView& above) {
   window.insertSubview(view(), isRoot ? 0 : static_cast<std::size_t>(found - views.begin()));
 }
 
-void UIViewController::slideOut(std::function<void()> completion) {
+void UIViewController::placeOffScreen(UIWindow& window) {
+  if (_transitionStyle == UIModalTransitionStyle::CrossDissolve) {
+    view()->setAlpha(0);
+  } else {
+    view()->setFrame(below(window.bounds()));
+  }
+}
+
+void UIViewController::turnOut(std::function<void()> completion) {
   const auto page = view();
-  const auto slide = [&] {
-    if (const auto window = windowOf(*this)) page->setFrame(below(window->bounds()));
+  const auto go = [&] {
+    if (const auto window = windowOf(*this)) placeOffScreen(*window);
   };
   const auto end = [self = shared_from_this(), page, completion = std::move(completion)](bool) {
     // Unless it has been presented anew meanwhile.
     if (!self->_presenting.lock()) page->removeFromSuperview();
     if (completion) completion();
   };
-  UIView::animateWithDuration(slideDuration, slide, end);
+  UIView::animateWithDuration(turnDuration, go, end);
 }
 
 }  // namespace oq

@@ -1,6 +1,7 @@
 #include "UIKit/UIViewController.h"
 
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UINavigationItem.h"
 #include "UIKit/UIScreen.h"
 
 namespace oq {
@@ -32,6 +33,16 @@ std::shared_ptr<UIView> UIViewController::view() {
 
 std::shared_ptr<UIView> UIViewController::loadView() {
   return makeMainObject<UIView>(UIScreen::mainScreen().bounds());
+}
+
+void UIViewController::setTitle(std::string title) {
+  _title = std::move(title);
+  navigationItem()->setTitle(_title);
+}
+
+const std::shared_ptr<UINavigationItem>& UIViewController::navigationItem() {
+  if (!_navigationItem) _navigationItem = std::make_shared<UINavigationItem>();
+  return _navigationItem;
 }
 
 std::shared_ptr<UINavigationController> UIViewController::navigationController() const {

@@ -12,8 +12,11 @@
 namespace oq {
 
 class UINavigationController;
+class UINavigationItem;
 
 enum class UIModalPresentationStyle : int { FullScreen = 0, OverFullScreen = 5 };
+/// How a presented page comes and goes: from below, or by fading.
+enum class UIModalTransitionStyle : int { CoverVertical = 0, CrossDissolve = 2 };
 
 inline const Selector<void()> viewDidLoadSelector{"viewDidLoad"};
 inline const Selector<void(bool)> viewWillAppearSelector{"viewWillAppear:"};
@@ -44,7 +47,12 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   void viewDidDisappear(bool animated) { send(*this, viewDidDisappearSelector, animated); }
 
   const std::string& title() const { return _title; }
-  void setTitle(std::string title) { _title = std::move(title); }
+  /// The navigation bar shows it, too.
+  void setTitle(std::string title);
+  /// What a navigation controller's bar shows for this page.
+  const std::shared_ptr<UINavigationItem>& navigationItem();
+  /// True for a page that a navigation controller shows without its bar.
+  virtual bool hidesNavigationBar() const { return false; }
 
   std::shared_ptr<UIViewController> parentViewController() const { return _parent.lock(); }
   /// The nearest navigation controller above, nullptr when there is none.
@@ -53,11 +61,11 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   /// Shows the controller over everything in this one's window; it is presented by the outermost controller
   /// above this one. Nothing happens, and the completion is dropped, when this one is not on screen or is
   /// presenting already, or the other is shown somewhere itself. Otherwise the completion is called once,
-  /// when the page has slid in, or at once when it is not animated.
+  /// when the page has come in, or at once when it is not animated.
   void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
                              std::function<void()> completion = nullptr);
   /// Takes away what this controller presents, and all that is presented on top of that; without any, takes
-  /// this one away. The completion is called once, when the page has slid out, or at once when it is not
+  /// this one away. The completion is called once, when the page has gone, or at once when it is not
   /// animated or there was nothing to take away.
   void dismissViewControllerAnimated(bool animated, std::function<void()> completion = nullptr);
   /// What this controller or one above it presents.
@@ -68,6 +76,8 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   /// Full screen, the presenting page disappears; over full screen, it stays visible below and is told
   /// nothing. Counts when the controller is presented.
   void setModalPresentationStyle(UIModalPresentationStyle style) { _presentationStyle = style; }
+  UIModalTransitionStyle modalTransitionStyle() const { return _transitionStyle; }
+  void setModalTransitionStyle(UIModalTransitionStyle style) { _transitionStyle = style; }
 
  protected:
   virtual std::shared_ptr<UIView> loadView();
@@ -88,14 +98,18 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   std::shared_ptr<UIViewController> outermost();
   void putBackInto(UIWindow& window, const UIView& above);
   void takeAwayPresented(bool animated, std::function<void()> completion);
-  void slideOut(std::function<void()> completion);
+  /// Before it comes, and after it has gone.
+  void placeOffScreen(UIWindow& window);
+  void turnOut(std::function<void()> completion);
 
   std::shared_ptr<UIView> _view;
   std::string _title;
+  std::shared_ptr<UINavigationItem> _navigationItem;
   std::weak_ptr<UIViewController> _parent;
   std::shared_ptr<UIViewController> _presented;
   std::weak_ptr<UIViewController> _presenting;
   UIModalPresentationStyle _presentationStyle = UIModalPresentationStyle::FullScreen;
+  UIModalTransitionStyle _transitionStyle = UIModalTransitionStyle::CoverVertical;
 };
 
 }  // namespace oq

@@ -174,4 +174,12 @@ bool UIWindow::scroll(CGPoint point, double dx, double dy) {
   return false;
 }
 
+bool UIWindow::fling(CGPoint point, double dx, double dy) {
+  const auto self = shared_from_this();
+  for (auto view = hitTest(point); view; view = view->superview()) {
+    if (view->flingBy(dx, dy)) return true;
+  }
+  return false;
+}
+
 }  // namespace oq

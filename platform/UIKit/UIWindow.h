@@ -10,6 +10,9 @@ namespace oq {
 
 class UIViewController;
 
+/// The keys that views know.
+enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
+
 /// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
 /// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
 /// host has below. Main thread only.
@@ -33,6 +36,21 @@ class OQSDK_EXPORT UIWindow : public UIView {
   void touchCancelled(int identifier);
   /// Wheel or touchpad; true when a view used it.
   bool scroll(CGPoint point, double dx, double dy);
+  /// What is left of a scrolling movement when the fingers leave a touchpad, in points a second; true when a view used
+  /// it.
+  bool fling(CGPoint point, double dx, double dy);
+
+  // The keyboard. Nothing is focused until Tab goes to it, so that whoever is typing when a window comes up presses
+  // nothing in it by accident.
+  /// Tab goes round the elements that can be pressed, Return presses the focused one, Escape leaves the front-most
+  /// dialog where that has such a way out, the rest scrolls. True when the key is the library's: with a dialog on
+  /// screen every one of these is.
+  bool pressKey(UIKeyboardKey key);
+  /// Around it a ring is painted. nullptr without one.
+  std::shared_ptr<UIView> focusedView() const;
+  void setFocusedView(const std::shared_ptr<UIView>& view);
+  /// The ring, for a view of that size.
+  const std::shared_ptr<LayerContent>& focusRing(CGSize size);
   /// Cancels the touches that began in the view or below it.
   void cancelTouchesIn(UIView& view);
 
@@ -40,6 +58,7 @@ class OQSDK_EXPORT UIWindow : public UIView {
 
  private:
   bool keepsFromHost(CGPoint point) const;
+  bool moveFocus(const std::shared_ptr<UIView>& dialog, bool forward);
   using TouchPointer = std::shared_ptr<UITouch>;
   bool isActive(int identifier, const TouchPointer& touch) const;
   bool hasTouchIn(const UIView& view) const;
@@ -49,6 +68,8 @@ class OQSDK_EXPORT UIWindow : public UIView {
 
   std::map<int, std::shared_ptr<UITouch>> _touches;
   std::shared_ptr<UIViewController> _rootViewController;
+  std::weak_ptr<UIView> _focused;
+  std::shared_ptr<LayerContent> _focusRing;
 };
 
 }  // namespace oq
