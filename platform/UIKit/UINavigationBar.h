@@ -7,7 +7,8 @@
 
 namespace oq {
 
-/// The bar above a page: the page's left item, and its title in the middle. Made with makeMainObject(); main thread only.
+/// The bar above a page: the page's left item, and its title in the middle. Made with makeMainObject(); main
+/// thread only.
 class UINavigationBar : public UIView {
   OQ_CLASS(UINavigationBar)
 

@@ -10,8 +10,9 @@ namespace oq {
 
 class UINavigationBar;
 
-/// A stack of pages of which the top one shows, below a bar with its title and left item. An animated page slides in from
-/// the right, or out to it; the stack and the appearance messages are done with at once. Main thread only.
+/// A stack of pages of which the top one shows, below a bar with its title and left item. An animated page
+/// slides in from the right, or out to it; the stack and the appearance messages are done with at once. Main
+/// thread only.
 class UINavigationController : public ContainerViewController {
   OQ_CLASS(UINavigationController)
 
@@ -46,12 +47,13 @@ class UINavigationController : public ContainerViewController {
   double barHeight() const;
   void updateBar();
   void layOut();
-  void slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving, bool barComesOrGoes);
+  void slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving,
+             bool barComesOrGoes);
 
   std::vector<std::shared_ptr<UIViewController>> _stack;
   std::shared_ptr<UINavigationBar> _bar;
   std::weak_ptr<UIView> _shownView;
-  Turn _turn = Turn::Push;  ///< what the page that is brought in next came by
+  Turn _turn = Turn::Push;    ///< what the page that is brought in next came by
   std::uint64_t _slides = 0;  ///< tells the last slide from earlier ones
   bool _barHidden = false;
 };

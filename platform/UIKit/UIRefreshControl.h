@@ -4,8 +4,8 @@
 
 namespace oq {
 
-/// What a scrolling view is pulled down for. It shows at the view's top from the pull, which it tells as "value changed",
-/// until endRefreshing(). Main thread only.
+/// What a scrolling view is pulled down for. It shows at the view's top from the pull, which it tells as
+/// "value changed", until endRefreshing(). Main thread only.
 class UIRefreshControl : public UIControl {
   OQ_CLASS(UIRefreshControl)
 

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "oqsdk/Runtime.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// Hears of the properties of an object that it observes, on the thread that changes them.
+class KeyValueObserver {
+ public:
+  /// `change` has the new value under "new".
+  virtual void observeValueForKeyPath(const std::string& keyPath, Object& object,
+                                      const Dictionary& change) = 0;
+
+ protected:
+  ~KeyValueObserver() = default;
+};
+
+/// The observers of one object, known weakly. One thread.
+class KeyValueObservers {
+ public:
+  void add(const std::shared_ptr<KeyValueObserver>& observer, std::string keyPath) {
+    if (observer) _entries.push_back({observer, observer.get(), std::move(keyPath)});
+  }
+  /// Also while the observer is being destroyed.
+  void remove(const KeyValueObserver& observer, const std::string& keyPath) {
+    std::erase_if(_entries,
+                  [&](const Entry& entry) { return entry.address == &observer && entry.keyPath == keyPath; });
+  }
+  /// The object must outlive the call, whatever the observers do.
+  void notify(const std::string& keyPath, Object& object, const Value& newValue) const {
+    const auto entries = _entries;
+    for (const Entry& entry : entries) {
+      const auto observer = entry.keyPath == keyPath ? entry.observer.lock() : nullptr;
+      if (observer) observer->observeValueForKeyPath(keyPath, object, {{"new", newValue}});
+    }
+  }
+
+ private:
+  struct Entry {
+    std::weak_ptr<KeyValueObserver> observer;
+    const KeyValueObserver* address;
+    std::string keyPath;
+  };
+  std::vector<Entry> _entries;
+};
+
+}  // namespace oq

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Foundation/Error.h"
+#include "WebKit/WebEngine.h"
+
+namespace oq {
+
+class WKWebView;
+
+enum class WKNavigationResponsePolicy : int { Cancel = 0, Allow = 1 };
+
+/// Hears of a web view's navigations. Main thread.
+class WKNavigationDelegate {
+ public:
+  virtual void didStartProvisionalNavigation(WKWebView&) {}
+  virtual void didCommitNavigation(WKWebView&) {}
+  virtual void didFinishNavigation(WKWebView&) {}
+  virtual void didFailProvisionalNavigation(WKWebView&, const Error&) {}
+  /// After the new document was there.
+  virtual void didFailNavigation(WKWebView&, const Error&) {}
+  /// The handler is called before this returns; otherwise the response is not shown.
+  virtual void decidePolicyForNavigationResponse(
+      WKWebView&, const WebResponse&,
+      const std::function<void(WKNavigationResponsePolicy)>& decisionHandler) {
+    decisionHandler(WKNavigationResponsePolicy::Allow);
+  }
+  virtual void webContentProcessDidTerminate(WKWebView&) {}
+
+ protected:
+  ~WKNavigationDelegate() = default;
+};
+
+/// Shows the dialogs of scripts. A script waits until its completion handler is called. Without a delegate
+/// dialogs end at once, as if they had been cancelled. Main thread.
+class WKUIDelegate {
+ public:
+  virtual void runJavaScriptAlertPanel(WKWebView&, const std::string& message,
+                                       std::function<void()> completionHandler) = 0;
+  virtual void runJavaScriptConfirmPanel(WKWebView&, const std::string& message,
+                                         std::function<void(bool confirmed)> completionHandler) = 0;
+  virtual void runJavaScriptTextInputPanel(
+      WKWebView&, const std::string& prompt, const std::string& defaultText,
+      std::function<void(const std::optional<std::string>& text)> completionHandler) = 0;
+
+ protected:
+  ~WKUIDelegate() = default;
+};
+
+}  // namespace oq

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "WebKit/WKScriptMessage.h"
+
+namespace oq {
+
+enum class WKUserScriptInjectionTime : int { AtDocumentStart = 0, AtDocumentEnd = 1 };
+
+/// A script that runs in every page.
+struct WKUserScript {
+  std::string source;
+  WKUserScriptInjectionTime injectionTime = WKUserScriptInjectionTime::AtDocumentStart;
+  bool isForMainFrameOnly = true;
+};
+
+/// What a web view adds to its pages: scripts of ours, and handlers that scripts of theirs can post to. Both
+/// count for pages that are opened later. Main thread only.
+///
+/// Ownership: a handler is kept alive while the web view is in a window, and known weakly otherwise. A
+/// handler is often what owns the web view; the circle of the two is closed when the view comes on screen and
+/// opened when it leaves, and the registration stays.
+class WKUserContentController {
+ public:
+  /// A second handler of the same name is ignored.
+  void addScriptMessageHandler(const std::shared_ptr<WKScriptMessageHandler>& handler,
+                               const std::string& name);
+  void removeScriptMessageHandlerForName(const std::string& name) { _handlers.erase(name); }
+  void addUserScript(WKUserScript script) { _scripts.push_back(std::move(script)); }
+
+  const std::vector<WKUserScript>& userScripts() const { return _scripts; }
+  std::vector<std::string> handlerNames() const;
+  /// nullptr where there is none of the name, or it is gone.
+  std::shared_ptr<WKScriptMessageHandler> handlerForName(const std::string& name) const;
+
+ private:
+  friend class WKWebView;
+  void setKeepsHandlers(bool keeps);
+
+  struct Handler {
+    std::weak_ptr<WKScriptMessageHandler> known;
+    std::shared_ptr<WKScriptMessageHandler> kept;
+  };
+  std::map<std::string, Handler> _handlers;
+  std::vector<WKUserScript> _scripts;
+  bool _keepsHandlers = false;
+};
+
+}  // namespace oq

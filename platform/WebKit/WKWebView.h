@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Foundation/KeyValueObserver.h"
+#include "Foundation/URL.h"
+#include "UIKit/UIScrollView.h"
+#include "WebKit/WKDelegates.h"
+#include "WebKit/WKWebViewConfiguration.h"
+#include "WebKit/WebEngine.h"
+
+namespace oq {
+
+/// Why an address is never given to an engine; nullopt for one that may be loaded: HTTPS, and the empty pages
+/// of "about". Nothing of the machine itself can be named.
+std::optional<Error> objectionToLoading(const std::optional<URL>& url);
+
+/// A view that shows web pages, with the engine of the installed host. The engine is asked for a page at the
+/// first load. What cannot be loaded, for want of an engine or for its address, is a navigation that starts
+/// and fails, a turn of the main queue later. Delegates and observers are known weakly. Made with
+/// makeMainObject(); main thread only.
+class WKWebView : public UIView, private WebPageClient {
+  OQ_CLASS(WKWebView)
+
+ public:
+  WKWebView(CGRect frame, std::shared_ptr<WKWebViewConfiguration> configuration);
+  ~WKWebView() override;
+
+  const std::shared_ptr<WKWebViewConfiguration>& configuration() const { return _configuration; }
+  std::shared_ptr<WKUIDelegate> UIDelegate() const { return _uiDelegate.lock(); }
+  void setUIDelegate(const std::shared_ptr<WKUIDelegate>& delegate) { _uiDelegate = delegate; }
+  std::shared_ptr<WKNavigationDelegate> navigationDelegate() const { return _navigationDelegate.lock(); }
+  void setNavigationDelegate(const std::shared_ptr<WKNavigationDelegate>& delegate) {
+    _navigationDelegate = delegate;
+  }
+  bool allowsBackForwardNavigationGestures() const { return _allowsGestures; }
+  void setAllowsBackForwardNavigationGestures(bool allows) { _allowsGestures = allows; }
+  /// Stands for the page's own scrolling; holds the refresh control.
+  const std::shared_ptr<UIScrollView>& scrollView() const { return _scrollView; }
+
+  void loadRequest(const std::optional<URL>& url);
+  /// Loads again what failed last, else what is shown.
+  void reload();
+  void stopLoading();
+  bool canGoBack() const;
+  void goBack();
+  /// What is shown or on its way; nullopt before anything was loaded.
+  std::optional<oq::URL> URL() const;
+  double estimatedProgress() const { return _estimatedProgress; }
+  /// The completion is called later, once, with the result or, where the script failed, an error; never once
+  /// the page has gone.
+  void evaluateJavaScript(
+      const std::string& script,
+      std::function<void(const Value& result, const std::optional<Error>& error)> completion);
+
+  /// Of "estimatedProgress".
+  void addObserver(const std::shared_ptr<KeyValueObserver>& observer, const std::string& keyPath) {
+    _observers.add(observer, keyPath);
+  }
+  void removeObserver(const KeyValueObserver& observer, const std::string& keyPath) {
+    _observers.remove(observer, keyPath);
+  }
+
+  void didMoveToWindow() override;
+
+ private:
+  void pageStarted() override;
+  void pageCommitted() override;
+  void pageFinished() override;
+  void pageFailed(const Error& error, const std::string& url, bool committed) override;
+  void pageProgressed(double progress) override;
+  void pageCrashed() override;
+  bool pageMayShow(const WebResponse& response) override;
+  void pagePosted(const std::string& handler, const std::string& json) override;
+  void pageAsks(WebPanel panel) override;
+  void pagePulledDown() override;
+
+  bool openPage(Error& reason);
+  void failLater(Error error);
+  std::shared_ptr<WKWebView> self() { return std::static_pointer_cast<WKWebView>(shared_from_this()); }
+
+  const std::shared_ptr<WKWebViewConfiguration> _configuration;
+  const std::shared_ptr<UIScrollView> _scrollView;
+  std::weak_ptr<WKUIDelegate> _uiDelegate;
+  std::weak_ptr<WKNavigationDelegate> _navigationDelegate;
+  KeyValueObservers _observers;
+  std::unique_ptr<WebPage> _page;
+  /// What reload() is to load while nothing of it has come; nullopt when that is the page's own affair.
+  std::optional<std::string> _failedAddress;
+  /// Tells the loads apart that fail without an engine.
+  std::uint64_t _loads = 0;
+  double _estimatedProgress = 0;
+  bool _allowsGestures = false;
+};
+
+}  // namespace oq
