@@ -1,5 +1,6 @@
 #include "Foundation/Bundle.h"
 
+#include <dlfcn.h>
 #include <errno.h>
 
 #include <atomic>
@@ -23,12 +24,26 @@ MainBundle& mainBundle() {
   return *bundle;
 }
 
+/// Where this code was loaded from: the library's folder, or that of the program which has the library linked in.
+fs::path ownFolder() {
+  Dl_info own{};
+  const bool known = ::dladdr(reinterpret_cast<const void*>(&mainBundleGeneration), &own) != 0 && own.dli_fname;
+  fs::path file = known ? own.dli_fname : "";
+  std::error_code error;
+  // A program goes by the name that it was called with, which does not tell where it is.
+  if (!file.is_absolute()) file = fs::read_symlink("/proc/self/exe", error);
+  return file.parent_path();
+}
+
 std::vector<fs::path> resourceDirectories() {
   std::vector<fs::path> directories;
   if (const char* chosen = std::getenv("OQSDK_RESOURCE_DIR"); chosen && *chosen)
     directories.emplace_back(chosen);
-  directories.emplace_back(OQSDK_RESOURCE_DIR);
+  directories.push_back(ownFolder() / OQSDK_RESOURCES_FROM_LIBRARY);
   directories.emplace_back(OQSDK_INSTALLED_RESOURCE_DIR);
+#ifdef OQSDK_SOURCE_RESOURCE_DIR
+  directories.emplace_back(OQSDK_SOURCE_RESOURCE_DIR);
+#endif
   return directories;
 }
 

@@ -1,0 +1,75 @@
+# How our libraries are called, what they export, and what `cmake --install` puts where: in parts of which each becomes
+# a Debian package.
+include(CMakePackageConfigHelpers)
+set(OQSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/OQSDK)
+set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
+
+# One library: its files, its headers, how CMake and pkg-config find it. NAME is the component to ask find_package for.
+function(oqsdk_library target)
+  cmake_parse_arguments(ARG "" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
+                        SOVERSION ${PROJECT_VERSION_MAJOR})
+  if(NOT ARG_NAME STREQUAL "oqsdk" AND NOT CMAKE_SKIP_INSTALL_RPATH)
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk lies beside it
+  endif()
+  if(BUILD_SHARED_LIBS)
+    oqsdk_limit_exports(${target} ${ARG_HEADERS})
+  endif()
+  if(NOT OQSDK_INSTALL)
+    return()
+  endif()
+  install(TARGETS ${target} EXPORT OQSDK-${ARG_NAME}
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${ARG_RUNTIME} NAMELINK_COMPONENT ${ARG_DEVELOPMENT}
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${ARG_DEVELOPMENT})
+  install(EXPORT OQSDK-${ARG_NAME} NAMESPACE OQSDK:: DESTINATION ${OQSDK_CMAKE_DIR} COMPONENT ${ARG_DEVELOPMENT})
+  foreach(header ${ARG_HEADERS})
+    file(RELATIVE_PATH relative ${PROJECT_SOURCE_DIR}/include ${header})
+    get_filename_component(folder ${relative} DIRECTORY)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder} COMPONENT ${ARG_DEVELOPMENT})
+  endforeach()
+  configure_file(cmake/${ARG_PKG_CONFIG}.pc.in ${PROJECT_BINARY_DIR}/${ARG_PKG_CONFIG}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${ARG_PKG_CONFIG}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT ${ARG_DEVELOPMENT})
+endfunction()
+
+# A static library leaves what it stands on to whoever links it.
+set(OQSDK_STATIC_REQUIRES "")
+if(NOT BUILD_SHARED_LIBS)
+  set(OQSDK_STATIC_REQUIRES
+      "libcurl libcrypto sqlite3 glib-2.0 gio-2.0 pangocairo gdk-pixbuf-2.0 fontconfig zlib")
+endif()
+# A .pc file says where its prefix is as seen from itself, so that an installed tree can be moved.
+file(RELATIVE_PATH OQSDK_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" OQSDK_PREFIX_FROM_PC "${OQSDK_PREFIX_FROM_PC}")
+
+file(GLOB OQSDK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/*.h)
+file(GLOB OQSDK_HEADLESS_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/headless/*.h)
+file(GLOB OQSDK_GTK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/gtk/*.h)
+oqsdk_library(oqsdk NAME oqsdk RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk
+                      HEADERS ${OQSDK_HEADERS})
+oqsdk_library(oqsdk_headless NAME headless RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk-headless
+                      HEADERS ${OQSDK_HEADLESS_HEADERS})
+if(TARGET oqsdk_gtk)
+  oqsdk_library(oqsdk_gtk NAME gtk RUNTIME gtk DEVELOPMENT gtk_development PKG_CONFIG oqsdk-gtk
+                        HEADERS ${OQSDK_GTK_HEADERS})
+endif()
+
+if(NOT OQSDK_INSTALL)
+  return()
+endif()
+configure_package_config_file(cmake/OQSDKConfig.cmake.in ${PROJECT_BINARY_DIR}/OQSDKConfig.cmake
+                              INSTALL_DESTINATION ${OQSDK_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OQSDKConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/OQSDKConfig.cmake ${PROJECT_BINARY_DIR}/OQSDKConfigVersion.cmake
+        DESTINATION ${OQSDK_CMAKE_DIR} COMPONENT development)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/resources/OQSDK.bundle DESTINATION ${CMAKE_INSTALL_DATADIR}/oqsdk
+        COMPONENT library)
+
+if(TARGET oqsdk-server)
+  install(TARGETS oqsdk-server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT server)
+  install(FILES ${PROJECT_SOURCE_DIR}/server/campaigns.schema.json
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/oqsdk-server COMPONENT server)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/server.md ${PROJECT_SOURCE_DIR}/docs/campaigns.md
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/oqsdk-server COMPONENT server)
+endif()

@@ -1,0 +1,56 @@
+# The Debian packages that `cpack` makes of the installed parts: one for each, as Debian cuts a library.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME oqsdk)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "${OQSDK_PACKAGE_CONTACT}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# Dependencies are read from the programs themselves; our own library is found where it was built.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+set(CPACK_COMPONENTS_ALL "")
+function(oqsdk_package component name section)
+  cmake_parse_arguments(ARG "" "DESCRIPTION;DEPENDS;RECOMMENDS" "" ${ARGN})
+  string(TOUPPER ${component} key)
+  set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_DEPENDS "${ARG_DEPENDS}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_RECOMMENDS "${ARG_RECOMMENDS}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_DESCRIPTION "${ARG_DESCRIPTION}" PARENT_SCOPE)
+  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+endfunction()
+
+set(same "(= ${PROJECT_VERSION})")
+set(library liboqsdk${PROJECT_VERSION_MAJOR})
+set(gtk liboqsdk-gtk${PROJECT_VERSION_MAJOR})
+oqsdk_package(library ${library} libs RECOMMENDS ca-certificates
+              DESCRIPTION "in-app messages for native applications
+ The library that shows campaigns of a server as messages in an application,
+ with its resources and the host that needs no display.")
+oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}, libboost-json1.81-dev"
+              DESCRIPTION "in-app messages for native applications (development)
+ Headers, CMake package and pkg-config files of OQSDK and of its host without a
+ display.")
+if(TARGET oqsdk_gtk)
+  oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
+                DESCRIPTION "in-app messages for GTK 4 applications
+ The part of OQSDK that shows its messages in GTK 4 windows.")
+  oqsdk_package(gtk_development liboqsdk-gtk-dev libdevel
+                DEPENDS "${gtk} ${same}, liboqsdk-dev ${same}, libgtkmm-4.0-dev"
+                DESCRIPTION "in-app messages for GTK 4 applications (development)
+ Headers, CMake package and pkg-config files of OQSDK's GTK host.")
+endif()
+if(TARGET oqsdk-server)
+  oqsdk_package(server oqsdk-server net
+                DESCRIPTION "server of in-app campaigns
+ Hands out campaigns from a JSON file to applications with OQSDK, and keeps the
+ events that they report.")
+endif()
+include(CPack)
