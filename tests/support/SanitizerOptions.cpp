@@ -27,6 +27,7 @@ SANITIZER_HOOK __tsan_default_options() {
 // These are not built for the sanitizer: what they do between their own locks and threads is not seen.
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
+         "called_from_lib:libcpp-httplib.so\n"
          "called_from_lib:libfontconfig.so.1\n";
 }
 
