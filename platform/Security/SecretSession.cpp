@@ -1,12 +1,10 @@
 #include "Security/SecretSession.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 #include "Foundation/Bundle.h"
+#include "Foundation/SessionBus.h"
 
 namespace oq {
 namespace {
@@ -38,24 +36,6 @@ class Failure {
  private:
   GError* _error = nullptr;
 };
-
-/// Where the session bus is by the environment, or "". A kind of address that would start a program is none.
-std::string sessionBusAddress() {
-  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) {
-    std::string text = address;
-    bool starts = text.find("autolaunch:") != text.npos || text.find("unixexec:") != text.npos;
-    return starts ? "" : text;
-  }
-  const char* folder = std::getenv("XDG_RUNTIME_DIR");
-  if (!folder || *folder != '/') return "";
-  std::string socket = std::string(folder) + "/bus";
-  struct stat status {};
-  if (::stat(socket.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return "";
-  char* escaped = g_dbus_address_escape_value(socket.c_str());
-  std::string address = std::string("unix:path=") + escaped;
-  g_free(escaped);
-  return address;
-}
 
 using Table = std::unique_ptr<GHashTable, void (*)(GHashTable*)>;
 
