@@ -1,0 +1,295 @@
+#include "MessageUI/PortalMail.h"
+
+#include <fcntl.h>
+#include <gio/gio.h>
+#include <gio/gunixfdlist.h>
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/SessionBus.h"
+
+namespace oq {
+namespace {
+
+constexpr const char* kPortal = "org.freedesktop.portal.Desktop";
+constexpr const char* kObject = "/org/freedesktop/portal/desktop";
+constexpr const char* kEmail = "org.freedesktop.portal.Email";
+constexpr const char* kRequest = "org.freedesktop.portal.Request";
+constexpr const char* kRequests = "/org/freedesktop/portal/desktop/request/";
+constexpr int kShortWait = 2000;            // milliseconds
+constexpr int kComposeWait = 25000;         // milliseconds, until the portal has taken the call
+constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
+
+template <class T>
+struct Unref {
+  void operator()(T* object) const { g_object_unref(object); }
+};
+template <class T>
+using Ref = std::unique_ptr<T, Unref<T>>;
+
+struct UnrefVariant {
+  void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
+
+/// Freed with its owner.
+class Failure {
+ public:
+  ~Failure() { g_clear_error(&_error); }
+  GError** out() { return &_error; }
+  bool isCancelled() const { return g_error_matches(_error, G_IO_ERROR, G_IO_ERROR_CANCELLED); }
+  /// The portal itself has said no.
+  bool isRefusal() const {
+    char* name = _error ? g_dbus_error_get_remote_error(_error) : nullptr;
+    const bool refuses = name && g_str_has_prefix(name, "org.freedesktop.portal.Error.");
+    g_free(name);
+    return refuses;
+  }
+  Error error() const { return {MailErrorDomain, _error ? _error->code : 0, _error ? _error->message : ""}; }
+
+ private:
+  GError* _error = nullptr;
+};
+
+constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(
+    G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+
+GVariant* versionQuery() {
+  return g_variant_new("(ss)", kEmail, "version");
+}
+
+guint32 versionIn(GVariant* answer) {
+  GVariant* boxed = nullptr;
+  g_variant_get(answer, "(v)", &boxed);
+  const VariantRef version(boxed);
+  return g_variant_is_of_type(boxed, G_VARIANT_TYPE_UINT32) ? g_variant_get_uint32(boxed) : 0;
+}
+
+/// D-Bus takes valid UTF-8 only, and none that goes on after a NUL.
+GVariant* textVariant(const std::string& text) {
+  return g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
+}
+
+/// One request, over when its owner drops it. What GLib calls back holds it strongly where an answer is sure
+/// to come, and weakly where it may never come.
+class Request : public MailComposition, public std::enable_shared_from_this<Request> {
+ public:
+  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files,
+          MailCompletion completion)
+      : _message{message.recipients, message.subject, message.body, {}},
+        _completion(std::move(completion)),
+        _cancellable(g_cancellable_new()) {
+    for (const auto& file : files) {
+      if (_files.size() == PortalMail::mostFiles) break;
+      // The way in which portals want them: they look up the file's name, and read nothing.
+      FileDescriptor open(::open(file.c_str(), O_PATH | O_CLOEXEC));
+      if (open) _files.push_back(std::move(open));
+    }
+  }
+  ~Request() override { close(); }
+
+  void start() {
+    const std::string address = sessionBusAddress();
+    if (address.empty()) return end(MailOutcome::Unreachable);
+    g_dbus_connection_new_for_address(address.c_str(), kConnectionFlags, nullptr, _cancellable.get(),
+                                      &Request::connected, held());
+  }
+
+  void cancel() override {
+    if (!_completion) return;
+    _completion = nullptr;
+    g_cancellable_cancel(_cancellable.get());
+    if (!_connection || _handle.empty()) return;
+    g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
+                           G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, nullptr, nullptr);
+    g_dbus_connection_flush(_connection.get(), nullptr, nullptr, nullptr);
+  }
+
+ private:
+  using Self = std::shared_ptr<Request>;
+  Self* held() { return new Self(shared_from_this()); }
+  static Self taken(gpointer held) {
+    const std::unique_ptr<Self> owner(static_cast<Self*>(held));
+    return *owner;
+  }
+
+  static void connected(GObject*, GAsyncResult* result, gpointer data) {
+    const Self self = taken(data);
+    Failure failure;
+    self->_connection.reset(g_dbus_connection_new_for_address_finish(result, failure.out()));
+    if (!self->_connection) return self->end(MailOutcome::Unreachable);
+    g_dbus_connection_set_exit_on_close(self->_connection.get(), FALSE);
+    self->_closed = g_signal_connect_data(
+        self->_connection.get(), "closed",
+        G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer weak) {
+          if (const auto request = static_cast<std::weak_ptr<Request>*>(weak)->lock())
+            request->end(MailOutcome::Unreachable);
+        }),
+        new std::weak_ptr<Request>(self->weak_from_this()), &Request::dropWeakOfSignal, G_CONNECT_DEFAULT);
+    g_dbus_connection_call(self->_connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties",
+                           "Get", versionQuery(), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait,
+                           self->_cancellable.get(), &Request::versionCame, self->held());
+  }
+
+  static void versionCame(GObject* connection, GAsyncResult* result, gpointer data) {
+    const Self self = taken(data);
+    Failure failure;
+    const VariantRef answer(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
+    if (!answer) return self->end(MailOutcome::Unreachable);
+    self->askFor(versionIn(answer.get()));
+  }
+
+  void askFor(guint32 version) {
+    static std::atomic<unsigned> requests{0};
+    const std::string token = "oqsdk" + std::to_string(g_random_int()) + "_" + std::to_string(++requests);
+    // Listening begins before the call: the answer may be there before the call's return.
+    listenTo(expectedHandle(token));
+    const Ref<GUnixFDList> files(g_unix_fd_list_new());
+    GVariant* options = optionsFor(token, version, files.get());
+    g_dbus_connection_call_with_unix_fd_list(_connection.get(), kPortal, kObject, kEmail, "ComposeEmail",
+                                             g_variant_new("(s@a{sv})", "", options), G_VARIANT_TYPE("(o)"),
+                                             G_DBUS_CALL_FLAGS_NONE, kComposeWait, files.get(),
+                                             _cancellable.get(), &Request::handleCame, held());
+  }
+
+  GVariant* optionsFor(const std::string& token, guint32 version, GUnixFDList* files) const {
+    GVariantBuilder options;
+    g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
+    const auto add = [&](const char* key, GVariant* value) {
+      g_variant_builder_add(&options, "{sv}", key, value);
+    };
+    add("handle_token", g_variant_new_string(token.c_str()));
+    if (version >= kTakesManyAddresses) {
+      GVariantBuilder addresses;
+      g_variant_builder_init(&addresses, G_VARIANT_TYPE("as"));
+      for (const auto& recipient : _message.recipients)
+        g_variant_builder_add_value(&addresses, textVariant(recipient));
+      add("addresses", g_variant_builder_end(&addresses));
+    } else if (!_message.recipients.empty()) {
+      add("address", textVariant(_message.recipients.front()));
+    }
+    add("subject", textVariant(_message.subject));
+    add("body", textVariant(_message.body));
+    GVariantBuilder handles;
+    g_variant_builder_init(&handles, G_VARIANT_TYPE("ah"));
+    for (const auto& file : _files) {
+      const int index = g_unix_fd_list_append(files, file.get(), nullptr);
+      if (index >= 0) g_variant_builder_add(&handles, "h", index);
+    }
+    add("attachment_fds", g_variant_builder_end(&handles));
+    return g_variant_builder_end(&options);
+  }
+
+  std::string expectedHandle(const std::string& token) const {
+    std::string name = g_dbus_connection_get_unique_name(_connection.get());
+    name.erase(0, 1);
+    std::replace(name.begin(), name.end(), '.', '_');
+    return kRequests + name + "/" + token;
+  }
+
+  void listenTo(const std::string& handle) {
+    if (handle == _handle) return;
+    stopListening();
+    _handle = handle;
+    _subscription = g_dbus_connection_signal_subscribe(
+        _connection.get(), kPortal, kRequest, "Response", _handle.c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+        &Request::responseCame, new std::weak_ptr<Request>(weak_from_this()), &Request::dropWeak);
+  }
+
+  static void handleCame(GObject* connection, GAsyncResult* result, gpointer data) {
+    const Self self = taken(data);
+    Failure failure;
+    const VariantRef answer(g_dbus_connection_call_with_unix_fd_list_finish(G_DBUS_CONNECTION(connection),
+                                                                            nullptr, result, failure.out()));
+    if (answer) {
+      // Old portals choose the handle themselves.
+      const char* handle = nullptr;
+      g_variant_get(answer.get(), "(&o)", &handle);
+      if (self->_completion) self->listenTo(handle);
+    } else if (failure.isRefusal()) {
+      self->end(MailOutcome::Failed, failure.error());
+    } else {
+      self->end(MailOutcome::Unreachable);
+    }
+  }
+
+  static void responseCame(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                           GVariant* parameters, gpointer data) {
+    const Self self = static_cast<std::weak_ptr<Request>*>(data)->lock();
+    if (!self || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ua{sv})"))) return;
+    guint32 code = 0;
+    g_variant_get(parameters, "(ua{sv})", &code, nullptr);
+    if (code == 0) return self->end(MailOutcome::HandedOver);
+    if (code == 1) return self->end(MailOutcome::Cancelled);
+    self->end(MailOutcome::Failed, Error{MailErrorDomain, code, "The mail program could not be opened."});
+  }
+
+  /// Called back later, from the main queue, where an exception of the completion's has no C in its way.
+  void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
+    auto completion = std::exchange(_completion, nullptr);
+    if (!completion) return;
+    DispatchQueue::main().async(
+        [self = shared_from_this(), completion = std::move(completion), outcome, error = std::move(error)] {
+          self->close();
+          completion(outcome, error);
+        });
+  }
+
+  void stopListening() {
+    if (_subscription)
+      g_dbus_connection_signal_unsubscribe(_connection.get(), std::exchange(_subscription, 0));
+  }
+
+  void close() {
+    if (!_connection) return;
+    stopListening();
+    if (_closed) g_signal_handler_disconnect(_connection.get(), std::exchange(_closed, 0));
+    g_dbus_connection_close(_connection.get(), nullptr, nullptr, nullptr);
+    _connection.reset();
+  }
+
+  static void dropWeak(gpointer weak) { delete static_cast<std::weak_ptr<Request>*>(weak); }
+  static void dropWeakOfSignal(gpointer weak, GClosure*) { dropWeak(weak); }
+
+  const MailMessage _message;
+  MailCompletion _completion;  ///< empty once it has been called or given up
+  std::vector<FileDescriptor> _files;
+  const Ref<GCancellable> _cancellable;
+  Ref<GDBusConnection> _connection;
+  gulong _closed = 0;
+  guint _subscription = 0;
+  std::string _handle;
+};
+
+}  // namespace
+
+bool PortalMail::isAvailable() {
+  const std::string address = sessionBusAddress();
+  if (address.empty()) return false;
+  Failure failure;
+  const Ref<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
+      address.c_str(), kConnectionFlags, nullptr, nullptr, failure.out()));
+  if (!connection) return false;
+  g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+  Failure noAnswer;
+  const VariantRef answer(g_dbus_connection_call_sync(
+      connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties", "Get", versionQuery(),
+      G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, noAnswer.out()));
+  g_dbus_connection_close(connection.get(), nullptr, nullptr, nullptr);
+  return answer && versionIn(answer.get()) > 0;
+}
+
+std::shared_ptr<MailComposition> PortalMail::compose(const MailMessage& message,
+                                                     const std::vector<std::filesystem::path>& files,
+                                                     MailCompletion completion) {
+  auto request = std::make_shared<Request>(message, files, std::move(completion));
+  request->start();
+  return request;
+}
+
+}  // namespace oq
