@@ -48,6 +48,31 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   virtual std::optional<std::string> pageName() const = 0;
   /// How many decisions are kept, 256 unless told. Those at hand are forgotten; 0 keeps none.
   virtual void keepRecentDecisions(std::size_t most) = 0;
+
+  /// The engine's state at this moment, a dictionary with
+  ///
+  /// - "environment": a number, as OQEnvironment has them
+  /// - "isLoggedIn": whether there is a token of this run or an earlier one
+  /// - "userId", "appId", "pageName": strings, or null before they are known
+  /// - "waitingEvents": how many events wait for a list
+  /// - "windows": an array of dictionaries: "windowId"; "event" and "preEvent", the names of the conditions, or null;
+  ///   "count", how often it may be shown; "usedCount", how often it was; "startTime" and "endTime"
+  /// - "subscriptions": an array of dictionaries: "windowId" and "event"
+  /// - "decisions": as recentDecisions()
+  ///
+  /// OQDiagnosticsPanel shows it.
+  virtual Value diagnostics() const = 0;
+
+  // Tools for whoever integrates the library, also behind the buttons of an OQFloatingBall.
+
+  /// Has the user's mail program show a message to the recipient with the newest log files, at most 16 of them. Nothing
+  /// happens without a recipient, a window or a mail program.
+  virtual void sendLogToEmail(const std::string& recipient) = 0;
+  /// Asks the user for another environment; it is stored, and counts from the next start of the application on. Nothing
+  /// happens without a window, and nothing is stored before the start.
+  virtual void changeEnvironment() = 0;
+  /// Records one sample event ten thousand times, from many threads at once.
+  virtual void testMultipleThread() = 0;
 };
 
 }  // namespace oq

@@ -3,6 +3,8 @@
 /// Everything of the library that does not depend on the kind of host.
 #include "oqsdk/AnalyticsHook.h"
 #include "oqsdk/Exception.h"
+#include "oqsdk/OQDiagnosticsPanel.h"
+#include "oqsdk/OQFloatingBall.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "oqsdk/Runtime.h"

@@ -25,6 +25,7 @@ class OQRecordTreeNode;
 class OQWindowData;
 class OQWindowEvent;
 class UINavigationController;
+class UIViewController;
 
 /// The engine: the session with the server, the two campaign lists, the records of what was shown, the events
 /// that wait for a list, and the decision to show a window.
@@ -99,6 +100,14 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Main queue only.
   void jumpToWebViewWithURLStr(const Value& url);
 
+  /// Hands the log files (the newest, as many as a mail carries) to OQUtils::sendEmailTo(), with the names that
+  /// they have in the log's folder. Reads them on the calling thread.
+  void sendLogToEmail(const std::optional<std::string>& recipient, std::shared_ptr<UIViewController> controller);
+  /// From the current screen.
+  void sendLogToEmail(const std::string& recipient) override;
+  void changeEnvironment() override;
+  void testMultipleThread() override;
+  Value diagnostics() const override;
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Foundation/Data.h"
 #include "Foundation/Date.h"
 #include "oqsdk/Value.h"
 
 namespace oq {
+
+class UIViewController;
 
 /// Odds and ends that several parts share. No state; any thread.
 class OQUtils {
@@ -33,6 +38,15 @@ class OQUtils {
   /// Whether the point lies in the circle of the rectangle's width that touches its top and left edges, the
   /// boundary included. The height takes no part.
   static bool point(CGPoint point, CGRect inCircleRect);
+
+  /// Has a mail program show a message with the files to the recipient; both lists go together. The composer is
+  /// presented from the controller, and taken away again when it has finished. Nothing happens without a
+  /// recipient, a controller on screen or a mail program. Any thread.
+  static void sendEmailTo(const std::optional<std::string>& recipient, std::vector<Data> attachmentDatas,
+                          std::vector<std::string> attachmentFileNames,
+                          std::shared_ptr<UIViewController> fromController);
+  /// Asks which of the other two environments to store; it counts from the next start on. Any thread.
+  static void changeEnvironment();
 
   /// nullopt for nothing and for an empty text.
   static std::optional<std::string> base64Encode(const std::optional<std::string>& text);
