@@ -21,9 +21,15 @@ packages=(
   xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
-# `install-deps.sh --fuzz`: fuzzing as well, which needs a compiler of its own
-fuzzing=(clang-14 libclang-rt-14-dev)
-[[ ${1:-} == --fuzz ]] && packages+=("${fuzzing[@]}")
+# What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.
+for option in "$@"; do
+  case $option in
+    --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
+    --docs) packages+=(doxygen) ;;
+    --package) packages+=(dpkg-dev file mmdebstrap) ;;
+    *) echo "usage: install-deps.sh [--fuzz] [--docs] [--package]" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for package in "${packages[@]}"; do
