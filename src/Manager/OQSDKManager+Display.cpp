@@ -12,6 +12,7 @@
 #include "Model/OQWindowEvent.h"
 #include "Storage/OQDataArchiver.h"
 #include "UI/OQPopWindow.h"
+#include "UI/OQWebController.h"
 #include "UIKit/MainObject.h"
 #include "UIKit/UINavigationController.h"
 #include "Utils/OQLogger.h"
@@ -233,8 +234,16 @@ void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
   }
 }
 
-void OQSDKManager::_openWebController(UINavigationController&, const std::string&) {
-  // The link is not opened without a web view to open it in; the click is reported all the same.
+/// A web page that is open already makes room. What is popped is the top of the stack each time, and not
+/// necessarily the page that was found; meant.
+void OQSDKManager::_openWebController(UINavigationController& navigation, const std::string& url) {
+  for (std::size_t i = 0; i < navigation.viewControllers().size(); ++i) {
+    if (std::dynamic_pointer_cast<OQWebController>(navigation.viewControllers()[i]))
+      navigation.popViewController(false);
+  }
+  auto page = makeMainObject<OQWebController>();
+  page->setUrlString(url);
+  navigation.pushViewController(std::move(page), true);
 }
 
 }  // namespace oq

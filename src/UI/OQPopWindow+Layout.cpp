@@ -14,9 +14,8 @@ constexpr NSParagraphStyle kParagraphStyle{8, NSTextAlignment::Justified};
 /// text.
 double styleAndMeasure(UILabel& label, double width) {
   if (!label.text()) return 0;
-  NSAttributedString text{*label.text(), kParagraphStyle};
-  label.setAttributedText(text);
-  return boundingSizeOfText(text, label.font(), width).height;
+  label.setAttributedText({*label.text(), kParagraphStyle});
+  return label.textSizeForWidth(width).height;
 }
 
 /// On a screen so wide that margins and button leave nothing, a text has no height rather than a negative
@@ -95,6 +94,10 @@ void OQPopWindow::reframeContentView() {
 void OQPopWindow::setCardHeight(UIView& card, double height) {
   card.setBounds(CGRectMake(0, 0, OQPopWindowMetrics().cardWidth(), height));
   card.setCenter(center());
+}
+
+void OQPopWindow::setPageHeight(double height) {
+  webController()->setBounds(CGRectMake(0, 0, OQPopWindowMetrics().cardWidth(), height), center());
 }
 
 }  // namespace oq

@@ -53,6 +53,8 @@ void OQPopWindow::showData(std::shared_ptr<OQWindowData> data, EventAction event
       return _popWithTextAndImageWithCompletion(std::move(eventAction));
     case 3:
       return _popWithTextWithCompletion(std::move(eventAction));
+    case 4:
+      return _popWithHTMLWithCompletion(std::move(eventAction));
     default:
       // A style that is not known shows nothing and reports nothing; meant.
       return;
@@ -81,19 +83,16 @@ void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {
   loadPicture();
   setCardHeight(*imgView(), 0);
   imgView()->setUserInteractionEnabled(true);
+  imgView()->setIsAccessibilityElement(true);
+  imgView()->setAccessibilityTraits(UIAccessibilityTraitImage | UIAccessibilityTraitButton);
   // Shown a second time the picture has its recogniser already; another would report each tap twice.
   if (imgView()->gestureRecognizers().empty()) {
     imgView()->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([weak = weakSelf()] {
       if (auto window = weak.lock()) window->imageClicked();
     }));
   }
-  openCard(
-      imgView(), OQPopWindowMetrics().pageHeight(),
-      [this] {
-        CGRect picture = imgView()->frame();
-        placeCloseButton({picture.centre().x, picture.maxY() + OQPopWindowMetrics().closeButtonSide()});
-      },
-      std::move(completion));
+  openCard([this] { setCardHeight(*imgView(), OQPopWindowMetrics().pageHeight()); },
+           [this] { placeCloseButtonBelow(*imgView()); }, std::move(completion));
 }
 
 void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
@@ -105,7 +104,7 @@ void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
   }
   setCardHeight(*contentView(), 0);
   openCard(
-      contentView(), _imageAndTextWindowHeight,
+      [this] { setCardHeight(*contentView(), _imageAndTextWindowHeight); },
       [this] {
         placeCloseButton({contentView()->frame().maxX(), contentView()->frame().minY()});
       },
@@ -122,7 +121,15 @@ void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
   auto opened = [this, completion = std::move(completion)](std::int64_t code, const Value& link) {
     if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
   };
-  openCard(contentView(), _textWindowHeight, nullptr, std::move(opened));
+  openCard([this] { setCardHeight(*contentView(), _textWindowHeight); }, nullptr, std::move(opened));
+}
+
+/// The fields of the window's data are not shown in this style; meant.
+void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
+  addToKeyWindow(webController()->view());
+  setPageHeight(0);
+  openCard([this] { setPageHeight(OQPopWindowMetrics().pageHeight()); },
+           [this] { placeCloseButtonBelow(*webController()->view()); }, std::move(completion));
 }
 
 void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
@@ -131,8 +138,8 @@ void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
   addSubview(card);
 }
 
-void OQPopWindow::openCard(const std::shared_ptr<UIView>& card, double height,
-                           std::function<void()> placeClose, EventAction completion) {
+void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void()> placeClose,
+                           EventAction completion) {
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
   // Held strongly: without a key window nobody else may own this window until it has reported.
@@ -146,9 +153,14 @@ void OQPopWindow::openCard(const std::shared_ptr<UIView>& card, double height,
       kOpening,
       [&] {
         backgroundView()->setAlpha(1);
-        setCardHeight(*card, height);
+        grow();
       },
       std::move(opened));
+}
+
+void OQPopWindow::placeCloseButtonBelow(const UIView& card) {
+  const CGRect frame = card.frame();
+  placeCloseButton({frame.centre().x, frame.maxY() + OQPopWindowMetrics().closeButtonSide()});
 }
 
 void OQPopWindow::placeCloseButton(CGPoint centre) {
@@ -158,6 +170,8 @@ void OQPopWindow::placeCloseButton(CGPoint centre) {
 }
 
 void OQPopWindow::fadeOut(std::function<void()> completion) {
+  // A second finger that is down on another button has nothing more to say.
+  if (UIWindow* root = window()) root->cancelTouchesIn(*this);
   UIView::animateWithDuration(
       kClosing, [this] { setAlpha(0); },
       [self = self(), completion = std::move(completion)](bool) {

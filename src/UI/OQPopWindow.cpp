@@ -11,6 +11,11 @@
 namespace oq {
 namespace {
 
+// What is said of parts that bear no text.
+constexpr const char* kWindowName = "消息";
+constexpr const char* kPictureName = "图片";
+constexpr const char* kCloseName = "关闭";
+
 constexpr UIColor kTextColor =
     UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
 
@@ -26,7 +31,9 @@ Class* OQPopWindow::staticClass() {
   return registered;
 }
 
-OQPopWindow::OQPopWindow() : UIView(UIScreen::mainScreen().bounds()) {}
+OQPopWindow::OQPopWindow() : UIView(UIScreen::mainScreen().bounds()) {
+  setAccessibilityViewIsModal(true);
+}
 
 OQPopWindow::OQPopWindow(CGRect) : OQPopWindow() {}
 
@@ -58,8 +65,15 @@ const std::shared_ptr<UIImageView>& OQPopWindow::imgView() {
     _imgView = makeMainObject<UIImageView>();
     _imgView->setBackgroundColor(UIColor::whiteColor());
     _imgView->setContentMode(UIViewContentMode::ScaleAspectFit);
+    _imgView->setAccessibilityLabel(kPictureName);
+    _imgView->setAccessibilityTraits(UIAccessibilityTraitImage);
   }
   return _imgView;
+}
+
+const std::shared_ptr<OQWebController>& OQPopWindow::webController() {
+  if (!_webController) _webController = makeMainObject<OQWebController>(std::string(OQSDK_WEB_WINDOW_URL));
+  return _webController;
 }
 
 std::shared_ptr<OQLabel> OQPopWindow::textLabel(double fontSize, std::shared_ptr<OQTextAttribute> attribute) {
@@ -73,8 +87,10 @@ std::shared_ptr<OQLabel> OQPopWindow::textLabel(double fontSize, std::shared_ptr
 }
 
 const std::shared_ptr<OQLabel>& OQPopWindow::titleLbl() {
-  if (!_titleLbl)
+  if (!_titleLbl) {
     _titleLbl = textLabel(OQPopWindowMetrics().titleFontSize(), _data ? _data->title() : nullptr);
+    _titleLbl->setAccessibilityTraits(UIAccessibilityTraitHeader);
+  }
   return _titleLbl;
 }
 
@@ -127,6 +143,7 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   auto image = closeImage();
   _closeBtn->setImage(image, UIControlStateNormal);
   _closeBtn->setImage(image, UIControlStateHighlighted);
+  _closeBtn->setAccessibilityLabel(kCloseName);
   _closeBtn->layer().setShadowColor(UIColor::blackColor().withAlphaComponent(0.7));
   _closeBtn->layer().setShadowOffset({-1, 1});
   _closeBtn->layer().setShadowOpacity(0.7);
@@ -135,6 +152,18 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   };
   _closeBtn->addTarget(std::move(tapped), UIControlEventTouchUpInside);
   return _closeBtn;
+}
+
+std::string OQPopWindow::accessibilityLabel() const {
+  for (const auto& label : {_titleLbl, _textLbl}) {
+    if (label && label->text() && !label->text()->empty()) return *label->text();
+  }
+  return kWindowName;
+}
+
+bool OQPopWindow::accessibilityPerformEscape() {
+  const bool hasCloseButton = _closeBtn && _closeBtn->superview().get() == this;
+  return hasCloseButton && _closeBtn->accessibilityActivate();
 }
 
 }  // namespace oq

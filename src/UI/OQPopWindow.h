@@ -10,6 +10,7 @@
 #include "Model/OQWindowData.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
+#include "UI/OQWebController.h"
 #include "UIKit/UIImageView.h"
 #include "UIKit/UIScrollView.h"
 #include "UIKit/UIView.h"
@@ -47,9 +48,11 @@ class OQPopWindow : public UIView {
   void _popWithImageWithCompletion(EventAction completion);
   void _popWithTextAndImageWithCompletion(EventAction completion);
   void _popWithTextWithCompletion(EventAction completion);
+  void _popWithHTMLWithCompletion(EventAction completion);
   void _popWithImage() { _popWithImageWithCompletion(nullptr); }
   void _popWithTextAndImage() { _popWithTextAndImageWithCompletion(nullptr); }
   void _popWithText() { _popWithTextWithCompletion(nullptr); }
+  void _popWithHTML() { _popWithHTMLWithCompletion(nullptr); }
   /// Fades out, removes the window, then calls back with (3, null).
   void closeWithCompletion(EventAction completion);
   void _close();
@@ -73,6 +76,8 @@ class OQPopWindow : public UIView {
   const std::shared_ptr<UIView>& backgroundView();
   const std::shared_ptr<UIView>& contentView();
   const std::shared_ptr<UIImageView>& imgView();
+  /// Shows the one page that is the same for every window.
+  const std::shared_ptr<OQWebController>& webController();
   const std::shared_ptr<OQLabel>& titleLbl();
   const std::shared_ptr<UIScrollView>& textScrollView();
   const std::shared_ptr<OQLabel>& textLbl();
@@ -80,6 +85,11 @@ class OQPopWindow : public UIView {
   const std::shared_ptr<OQButton>& middleBtn();
   const std::shared_ptr<OQButton>& rightBtn();
   const std::shared_ptr<UIButton>& closeBtn();
+
+  /// The title, else the text, else what every window is.
+  std::string accessibilityLabel() const override;
+  /// As the close button, where that is on screen.
+  bool accessibilityPerformEscape() override;
 
  private:
   std::shared_ptr<OQPopWindow> self();
@@ -90,10 +100,12 @@ class OQPopWindow : public UIView {
   void showData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   void addToKeyWindow(const std::shared_ptr<UIView>& card);
   void setCardHeight(UIView& card, double height);
-  /// Opens the card; afterwards the close button is placed, and the code reported.
-  void openCard(const std::shared_ptr<UIView>& card, double height, std::function<void()> placeCloseButton,
+  void setPageHeight(double height);
+  /// `grow` gives the card its height; afterwards the close button is placed, and the code reported.
+  void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton,
                 EventAction completion);
   void placeCloseButton(CGPoint centre);
+  void placeCloseButtonBelow(const UIView& card);
   void fadeOut(std::function<void()> completion);
   void report(std::int64_t code, const Value& link);
   void loadPicture();
@@ -102,6 +114,7 @@ class OQPopWindow : public UIView {
   EventAction _eventAction;
   std::shared_ptr<UIView> _backgroundView, _contentView;
   std::shared_ptr<UIImageView> _imgView;
+  std::shared_ptr<OQWebController> _webController;
   std::shared_ptr<OQLabel> _titleLbl, _textLbl;
   std::shared_ptr<UIScrollView> _textScrollView;
   std::shared_ptr<OQButton> _leftBtn, _middleBtn, _rightBtn;

@@ -1,0 +1,18 @@
+#include "UI/OQWebImages.h"
+
+#include "Foundation/Bundle.h"
+#include "Foundation/Device.h"
+#include "Foundation/Format.h"
+#include "UIKit/UIImageAsset.h"
+#include "UIKit/UIScreen.h"
+
+namespace oq {
+
+std::shared_ptr<const UIImage> webControllerImage(const std::string& name) {
+  if (platformSystemVersion() >= 13.0) return imageNamed(name, "OQSDK");
+  const int scale = static_cast<int>(UIScreen::mainScreen().scale());
+  const auto file = pathForResource("OQSDK", stringWithFormat("%@@%@x.png", name, scale));
+  return file ? UIImage::imageWithContentsOfFile(*file) : nullptr;
+}
+
+}  // namespace oq
