@@ -8,7 +8,10 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/FileManager.h"
+#include "Stage.h"
+#include "UIKit/Accessibility.h"
 #include "UIKit/Animation.h"
+#include "UIKit/TextLayout.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
 #include "headless/Screenshot.h"
@@ -29,6 +32,41 @@ double realTime() {
 
 bool isLength(double points) {
   return std::isfinite(points) && points > 0;
+}
+
+UIKeyboardKey keyFor(HeadlessHost::Key key) {
+  switch (key) {
+    case HeadlessHost::Key::Tab:
+      return UIKeyboardKey::Tab;
+    case HeadlessHost::Key::BackTab:
+      return UIKeyboardKey::BackTab;
+    case HeadlessHost::Key::Return:
+      return UIKeyboardKey::Return;
+    case HeadlessHost::Key::Escape:
+      return UIKeyboardKey::Escape;
+    case HeadlessHost::Key::Up:
+      return UIKeyboardKey::Up;
+    case HeadlessHost::Key::Down:
+      return UIKeyboardKey::Down;
+    case HeadlessHost::Key::PageUp:
+      return UIKeyboardKey::PageUp;
+    case HeadlessHost::Key::PageDown:
+      return UIKeyboardKey::PageDown;
+    case HeadlessHost::Key::Home:
+      return UIKeyboardKey::Home;
+    case HeadlessHost::Key::End:
+      break;
+  }
+  return UIKeyboardKey::End;
+}
+
+const char* roleOf(const UIView& view) {
+  const UIAccessibilityTraits traits = view.accessibilityTraits();
+  if (view.accessibilityViewIsModal()) return "dialog";
+  if (traits & UIAccessibilityTraitButton) return "button";
+  if (traits & UIAccessibilityTraitLink) return "link";
+  if (traits & UIAccessibilityTraitHeader) return "heading";
+  return traits & UIAccessibilityTraitImage ? "image" : "text";
 }
 
 /// Wakes the main loop again and again while it lives.
@@ -58,17 +96,22 @@ class HeadlessHost::Impl : public UIHost {
 
   void closeWindow();
   void setSize(CGSize size);
+  void setScale(double scale);
   void moveClock(double now);
   UIWindow& window() { return *_window; }
   UIScene& scene() { return *_scene; }
   double scale() const { return _scale; }
   /// Kept until something changes or moves.
   cairo_surface_t* screen() {
-    if (!_screen) _screen = takeScreenshot(*_window, _size, _scale, _now);
+    if (!_screen) _screen = takeScreenshot(*_window, _size, stage(), _scale, _now);
     return _screen.get();
   }
+  CGPoint inStage(double x, double y) const { return {x - stage().minX(), y - stage().minY()}; }
+  AccessibleElement describe(const UIView& view) const;
 
  private:
+  CGRect stage() const { return stageIn(_size.width, _size.height); }
+
   double _now = 0;
   CGSize _size;
   double _scale;
@@ -85,7 +128,7 @@ HeadlessHost::Impl::Impl(const Options& options)
   setMainBundle(options.applicationIdentifier, options.applicationVersion);
   setApplicationDataDirectory(options.dataDirectory);
 
-  const CGRect bounds{{}, _size};
+  const CGRect bounds{{}, stage().size};
   UIScreen::mainScreen().setBounds(bounds);
   UIScreen::mainScreen().setScale(_scale);
   auto& application = UIApplication::sharedApplication();
@@ -94,6 +137,9 @@ HeadlessHost::Impl::Impl(const Options& options)
   _scene->setActivationState(UISceneActivationState::ForegroundActive);
   _scene->addWindow(_window);
   application.connectScene(_scene);
+  // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
+  // past.
+  DispatchQueue::background().async(warmUpText);
 }
 
 HeadlessHost::Impl::~Impl() {
@@ -115,8 +161,21 @@ void HeadlessHost::Impl::closeWindow() {
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
   _screen.reset();
-  UIScreen::mainScreen().setBounds({{}, size});
-  _window->setFrame({{}, size});
+  const CGRect bounds{{}, stage().size};
+  UIScreen::mainScreen().setBounds(bounds);
+  _window->setFrame(bounds);
+}
+
+void HeadlessHost::Impl::setScale(double scale) {
+  _scale = scale;
+  UIScreen::mainScreen().setScale(scale);
+  _window->setNeedsDisplayInSubtree();
+}
+
+HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
+  const CGPoint middle = view.convertPointToWindow(view.bounds().centre());
+  return {roleOf(view), view.accessibilityLabel(), _window->focusedView().get() == &view,
+          stage().minX() + middle.x, stage().minY() + middle.y};
 }
 
 void HeadlessHost::Impl::moveClock(double now) {
@@ -167,13 +226,13 @@ bool HeadlessHost::runUntil(const std::function<bool()>& condition, double secon
 }
 
 bool HeadlessHost::touchDown(double x, double y) {
-  return _impl->window().touchBegan(kFinger, {x, y}, now());
+  return _impl->window().touchBegan(kFinger, _impl->inStage(x, y), now());
 }
 void HeadlessHost::touchMove(double x, double y) {
-  _impl->window().touchMoved(kFinger, {x, y}, now());
+  _impl->window().touchMoved(kFinger, _impl->inStage(x, y), now());
 }
 void HeadlessHost::touchUp(double x, double y) {
-  _impl->window().touchEnded(kFinger, {x, y}, now());
+  _impl->window().touchEnded(kFinger, _impl->inStage(x, y), now());
 }
 void HeadlessHost::touchCancel() {
   _impl->window().touchCancelled(kFinger);
@@ -183,6 +242,31 @@ bool HeadlessHost::tap(double x, double y) {
   const bool isTaken = touchDown(x, y);
   touchUp(x, y);
   return isTaken;
+}
+
+bool HeadlessHost::scroll(double x, double y, double dx, double dy) {
+  return _impl->window().scroll(_impl->inStage(x, y), dx, dy);
+}
+
+bool HeadlessHost::pressKey(Key key) {
+  return _impl->window().pressKey(keyFor(key));
+}
+
+std::vector<HeadlessHost::AccessibleElement> HeadlessHost::accessibleElements() {
+  UIWindow& window = _impl->window();
+  std::vector<AccessibleElement> elements;
+  auto root = frontmostDialog(window);
+  if (root) {
+    elements.push_back(_impl->describe(*root));
+  } else {
+    root = window.shared_from_this();
+  }
+  for (const auto& view : accessibilityElements(root)) elements.push_back(_impl->describe(*view));
+  return elements;
+}
+
+void HeadlessHost::setScale(double scale) {
+  if (isLength(scale)) _impl->setScale(scale);
 }
 
 void HeadlessHost::setScreenSize(double width, double height) {

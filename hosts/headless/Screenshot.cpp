@@ -18,7 +18,7 @@ int pixels(double points, double scale) {
 }
 }  // namespace
 
-Surface takeScreenshot(UIWindow& window, CGSize size, double scale, double now) {
+Surface takeScreenshot(UIWindow& window, CGSize size, CGRect stage, double scale, double now) {
   Surface surface(
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(size.width, scale), pixels(size.height, scale)));
   const std::unique_ptr<cairo_t, ContextRelease> cr(cairo_create(surface.get()));
@@ -26,7 +26,16 @@ Surface takeScreenshot(UIWindow& window, CGSize size, double scale, double now) 
   cairo_paint(cr.get());
   cairo_scale(cr.get(), scale, scale);
   CairoPainter painter(cr.get(), scale);
+  if (stage.size.width < size.width) {
+    UIColor colour = surroundingsColor(window, now);
+    painter.fill(CGRectMake(0, 0, stage.minX(), size.height), 0, colour);
+    painter.fill(CGRectMake(stage.maxX(), 0, size.width - stage.maxX(), size.height), 0, colour);
+  }
+  painter.pushTranslation(stage.minX(), stage.minY());
+  painter.pushClip({{}, stage.size}, 0);
   paintWindow(window, painter, now);
+  painter.pop();
+  painter.pop();
   cairo_surface_flush(surface.get());
   return surface;
 }

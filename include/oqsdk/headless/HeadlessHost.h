@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "oqsdk/Export.h"
 
@@ -33,6 +34,17 @@ class OQSDK_EXPORT HeadlessHost {
     std::uint8_t blue;   ///< 0 to 255
     /// All three the same.
     bool operator==(const Pixel&) const = default;
+  };
+
+  /// The keys that the library knows.
+  enum class Key { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
+  /// What assistive technology is told of one part of the screen.
+  struct AccessibleElement {
+    std::string role;    ///< "dialog", "heading", "text", "button", "link", "image"
+    std::string name;    ///< what is spoken; may be empty
+    bool focused;        ///< the keyboard is there
+    double x;            ///< points from the left edge, of its middle
+    double y;            ///< points from the upper edge, of its middle
   };
 
   /// Installs the host; the calling thread becomes the main thread.
@@ -65,8 +77,19 @@ class OQSDK_EXPORT HeadlessHost {
   /// Down and up in one place; true as with touchDown().
   bool tap(double x, double y);
 
-  /// Another size of the screen, from now on.
+  /// A wheel or a touchpad over a place, in points to the right and down; true when a view used it.
+  bool scroll(double x, double y, double dx, double dy);
+  /// True when the key is the library's: while a dialog is on screen every one of these is.
+  bool pressKey(Key key);
+  /// In the order in which they are read; while a dialog is on screen that comes first, with only its own parts after
+  /// it.
+  std::vector<AccessibleElement> accessibleElements();
+
+  /// Another size of the screen, from now on. In one that is wider than 0.65 times its height the library has an upright
+  /// stage in the middle, and shades the rest where it dims the stage.
   void setScreenSize(double width, double height);
+  /// Another number of pixels a point.
+  void setScale(double scale);
   /// Whether the application is in the foreground.
   void setActive(bool active);
 

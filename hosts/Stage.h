@@ -1,10 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 
 #include "CoreGraphics/Geometry.h"
 
-namespace oq::gtk {
+namespace oq {
 
 /// The shape that the library's windows are drawn for.
 constexpr double referenceWidth = 590.5;
@@ -23,4 +24,4 @@ inline CGRect stageIn(double width, double height) {
   return CGRectMake(std::floor((width - column) / 2), 0, column, height);
 }
 
-}  // namespace oq::gtk
+}  // namespace oq
