@@ -1,5 +1,7 @@
 #include "Utils/OQNavigation.h"
 
+#include <optional>
+
 #include "Foundation/Device.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UINavigationController.h"
@@ -23,12 +25,17 @@ std::shared_ptr<UIViewController> rootOfKeyWindow() {
   return window ? window->rootViewController() : nullptr;
 }
 
-/// What the screen shows in its own place; nullptr when it shows itself.
-std::shared_ptr<UIViewController> screenAbove(const std::shared_ptr<UIViewController>& screen) {
+/// What the screen shows in its own place; nullopt when it shows itself. A tab-bar controller never does:
+/// one without a tab to show has nothing.
+std::optional<std::shared_ptr<UIViewController>> screenAbove(
+    const std::shared_ptr<UIViewController>& screen) {
   if (auto presented = screen->presentedViewController()) return presented;
-  if (auto navigation = asNavigation(screen)) return navigation->topViewController();
+  if (auto navigation = asNavigation(screen)) {
+    auto top = navigation->topViewController();
+    return top ? std::optional(top) : std::nullopt;
+  }
   auto tabs = asTabBar(screen);
-  if (!tabs) return nullptr;
+  if (!tabs) return std::nullopt;
   auto selected = tabs->selectedViewController();
   auto stack = asNavigation(selected);
   // The stack itself is left out, and what it would be presenting with it; meant.
@@ -58,8 +65,11 @@ std::shared_ptr<UIWindow> OQNavigation::keyWindow() {
 
 std::shared_ptr<UIViewController> OQNavigation::currentViewController() {
   auto screen = rootOfKeyWindow();
-  if (!screen) return nullptr;
-  while (auto above = screenAbove(screen)) screen = above;
+  while (screen) {
+    auto above = screenAbove(screen);
+    if (!above) break;
+    screen = *above;
+  }
   return screen;
 }
 

@@ -81,7 +81,7 @@ TEST_F(Navigation, FollowsTheSelectedTabAndThenWhatIsPresented) {
   auto stack = std::make_shared<UINavigationController>(top);
   auto tabs = std::make_shared<UITabBarController>();
   front->setRootViewController(tabs);
-  EXPECT_EQ(OQNavigation::currentViewController(), tabs);
+  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
   EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
 
   tabs->setViewControllers({plain, stack});

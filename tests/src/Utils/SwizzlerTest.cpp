@@ -105,6 +105,7 @@ TEST_F(Swizzler, KeepsOneRecordWithABlockForEachName) {
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), record);
   EXPECT_EQ(record->swizzledClass(), cls);
   EXPECT_EQ(record->selector(), saveUploadInfo.sel());
+  EXPECT_EQ(record->numArgs(), 0u);
   EXPECT_THAT(record->description(),
               testing::MatchesRegex("Swizzle on SwizzlerTest.*::saveUploadInfo:event:handler: "
                                     "\\[\n\ta : .*\n\tb : .*\n\\]"));
@@ -209,6 +210,38 @@ TEST_F(Swizzler, AddsAMethodThatWasNeverThere) {
   receiver.save();
   EXPECT_THAT(receiver.calls, ElementsAre("a"));
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), nullptr);
+}
+
+/// Between the look for the method and its addition another thread may add it.
+TEST_F(Swizzler, KeepsTheFormerRecordWhereAnotherThreadIsQuicker) {
+  for (int attempt = 0; attempt < 20000; ++attempt) {
+    getSwizzleByName("saveUploadInfo:event:handler:")->exchange(nullptr);
+    Class *first = makeClass({saving}), *cls = makeClass({});
+    hook(first, "kept");
+    auto former = OQSwizzler::swizzleForSelector(saveUploadInfo);
+    std::atomic<bool> go = false;
+    std::thread adding([&] {
+      while (!go) {
+      }
+      class_addMethod(cls, saving.selector, saving.implementation, saving.typeEncoding);
+    });
+    go = true;
+    hook(cls, "late");
+    adding.join();
+    // Early enough it was just a method of the class; too late it found ours there.
+    if (former->blocks()->size() != 1) continue;
+    EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), former);
+    Receiver ofFirst(first), ofClass(cls);
+    ofFirst.save();
+    ofClass.save();
+    EXPECT_THAT(ofFirst.calls, ElementsAre("original e", "kept"));
+    EXPECT_THAT(ofClass.calls, ElementsAre("original e"));
+    EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Could not add swizzle for " + class_getName(cls) +
+                                            "::saveUploadInfo:event:handler:, even though it didn't already "
+                                            "exist locally\n"));
+    return;
+  }
+  FAIL() << "no thread was ever quicker";
 }
 
 TEST_F(Swizzler, AScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
+#include <vector>
 
 #include "oqsdk/Exception.h"
 #include "support/MainLoop.h"
@@ -91,13 +93,19 @@ TEST_F(Timer, IsStoppedByItsDestruction) {
   EXPECT_EQ(target->ticks, 0);
 }
 
+/// 2^63 ns are 9.22e9 s. An interval that was taken for less would fire again before the fence does.
 TEST_F(Timer, TakesTimesBeyondEveryRange) {
-  for (double seconds : {1e30, 9.3e9, 1.8e10, std::numeric_limits<double>::infinity(),
-                         std::numeric_limits<double>::quiet_NaN()}) {
-    auto timer = OQTimer::initWithFireTime(1e30, seconds, target, tick, true);
-    EXPECT_TRUE(timer->isValid()) << seconds;
+  std::vector<std::shared_ptr<OQTimer>> timers;
+  for (double seconds : {9.2e9, 9.3e9, 1.8e10, 1.9e10, 1e30, std::numeric_limits<double>::infinity()}) {
+    timers.push_back(OQTimer::initWithFireTime(0, seconds, target, tick, true));
+    timers.push_back(OQTimer::initWithFireTime(seconds, 0.001, target, tick, true));
   }
-  EXPECT_EQ(target->ticks, 0);
+  auto fence = std::make_shared<Ticking>();
+  auto later = OQTimer::timerWithTimeInterval(0.02, fence, tick, false);
+  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  EXPECT_EQ(target->ticks, 6);
+  auto noNumber = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_TRUE(OQTimer::initWithFireTime(noNumber, noNumber, target, tick, true)->isValid());
 }
 
 }  // namespace
