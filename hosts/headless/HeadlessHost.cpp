@@ -14,6 +14,8 @@
 #include "UIKit/TextLayout.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
+#include "WebKit/WebEngineRegistry.h"
+#include "headless/PageEngine.h"
 #include "headless/Screenshot.h"
 
 namespace oq {
@@ -98,6 +100,7 @@ class HeadlessHost::Impl : public UIHost {
   void setSize(CGSize size);
   void setScale(double scale);
   void moveClock(double now);
+  PageEngine& engine() { return _engine; }
   UIWindow& window() { return *_window; }
   UIScene& scene() { return *_scene; }
   double scale() const { return _scale; }
@@ -116,6 +119,7 @@ class HeadlessHost::Impl : public UIHost {
   CGSize _size;
   double _scale;
   Surface _screen;
+  PageEngine _engine;
   std::shared_ptr<UIWindow> _window;
   std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
 };
@@ -133,6 +137,7 @@ HeadlessHost::Impl::Impl(const Options& options)
   UIScreen::mainScreen().setScale(_scale);
   auto& application = UIApplication::sharedApplication();
   application.setHost(this);
+  setWebEngine(&_engine);
   _window = makeHostWindow(bounds);
   _scene->setActivationState(UISceneActivationState::ForegroundActive);
   _scene->addWindow(_window);
@@ -145,6 +150,7 @@ HeadlessHost::Impl::Impl(const Options& options)
 HeadlessHost::Impl::~Impl() {
   auto& application = UIApplication::sharedApplication();
   application.setHost(nullptr);
+  setWebEngine(nullptr);
   application.setStatusBarFrame({});
   UIScreen::mainScreen().setBounds({});
   UIScreen::mainScreen().setScale(1);
@@ -276,6 +282,14 @@ void HeadlessHost::setScreenSize(double width, double height) {
 void HeadlessHost::setActive(bool active) {
   _impl->scene().setActivationState(active ? UISceneActivationState::ForegroundActive
                                            : UISceneActivationState::Background);
+}
+
+std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {
+  return _impl->engine().pages();
+}
+
+void HeadlessHost::refusePages(const std::string& reason) {
+  _impl->engine().refuse(reason);
 }
 
 HeadlessHost::Pixel HeadlessHost::pixelAt(double x, double y) {

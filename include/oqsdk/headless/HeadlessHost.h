@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "oqsdk/Export.h"
+#include "oqsdk/headless/HeadlessPage.h"
 
 namespace oq {
 
@@ -94,6 +95,11 @@ class OQSDK_EXPORT HeadlessHost {
   void setActive(bool active);
 
   /// What is painted at a place, in points; white outside the screen.
+  /// The web pages that the library has open, oldest first.
+  std::vector<std::shared_ptr<HeadlessPage>> pages() const;
+  /// Plays a host that cannot show web pages, for this reason, from now on; "" ends that. Pages that are open stay.
+  void refusePages(const std::string& reason);
+
   Pixel pixelAt(double x, double y);
   /// The screen as it is now. False when the file cannot be written.
   bool writePng(const std::filesystem::path& file);

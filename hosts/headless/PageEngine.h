@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "WebKit/WebEngine.h"
+#include "oqsdk/headless/HeadlessPage.h"
+
+namespace oq {
+
+/// What a page and whoever plays its engine share.
+class HeadlessPage::Impl {
+ public:
+  WebPageSettings settings;
+  WebPageClient* client = nullptr;  ///< nullptr once the page is closed
+  std::vector<std::string> loads, scripts;
+  std::vector<std::string> history;  ///< committed addresses; the last is shown
+  std::string url, title;
+  bool isGoingBack = false, isReloading = false;
+  int stops = 0, openDialogs = 0;
+
+  void ask(const std::string& address);
+  void commit();
+  void askDialog(WebPanel::Kind kind, const std::string& message, const std::string& defaultText,
+                 const std::shared_ptr<Impl>& self);
+};
+
+/// Opens pages that do what they are told. Main thread only.
+class PageEngine : public WebEngine {
+ public:
+  std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client,
+                                    Error& reason) override;
+  /// The pages that are open, oldest first.
+  std::vector<std::shared_ptr<HeadlessPage>> pages() const;
+  /// Why no page can be opened from now on; "" when they can.
+  void refuse(std::string reason) { _refusal = std::move(reason); }
+
+ private:
+  std::string _refusal;
+  std::vector<std::shared_ptr<HeadlessPage>> _pages;
+};
+
+}  // namespace oq
