@@ -1,25 +1,22 @@
 #include "Model/OQWindowData.h"
 
+#include <type_traits>
 #include <utility>
 
-#include "Foundation/Number.h"
+#include "Model/OQModelFields.h"
 
 namespace oq {
 
 namespace {
 
-std::shared_ptr<OQWindowEvent> conditionFrom(const Value& dic) {
-  auto event = std::make_shared<OQWindowEvent>();
-  event->setModelWithDic(dic);
-  return event->available() ? event : nullptr;
-}
-
-template <class Attribute>
-std::shared_ptr<Attribute> attributeFrom(const Value& dic) {
-  auto attribute = std::make_shared<Attribute>();
-  attribute->setModelWithDic(dic);
-  return attribute;
-}
+struct WindowFieldsFromDictionary : FieldsFromDictionary {
+  using FieldsFromDictionary::operator();
+  /// Conditions are kept only where the server sent a dictionary.
+  void operator()(const char* key, const char* archiveKey, std::shared_ptr<OQWindowEvent>& field) const {
+    FieldsFromDictionary::operator()(key, archiveKey, field);
+    if (!field->available()) field = nullptr;
+  }
+};
 
 }  // namespace
 
@@ -47,67 +44,41 @@ bool OQWindowData::consumePreEvent(const std::shared_ptr<const OQWindowEvent>& e
   return true;
 }
 
+template <class Window, class Visit>
+void OQWindowData::visitFields(Window& window, const Visit& visit) {
+  visit("id", "windowId", window._windowId);
+  visit("count", "count", window._count);
+  visit("style", "style", window._style);
+  visit("type", "type", window._type);
+  visit("createTime", "createTime", window._createTime);
+  visit("changeTime", "changeTime", window._changeTime);
+  visit("startTime", "startTime", window._startTime);
+  visit("endTime", "endTime", window._endTime);
+  visit("clickEvent", "eventLink", window._eventLink);
+  visit("event", "event", window._event);
+  auto preEvent = window.preEvent();
+  visit("preEvent", "preEvent", preEvent);
+  if constexpr (!std::is_const_v<Window>) window.setPreEvent(std::move(preEvent));
+  visit("picture", "picture", window._picture);
+  visit("title", "title", window._title);
+  visit("content", "content", window._content);
+  visit("buttonLeft", "leftBtnAttribute", window._leftBtnAttribute);
+  visit("buttonMiddle", "middleBtnAttribute", window._middleBtnAttribute);
+  visit("buttonRight", "rightBtnAttribute", window._rightBtnAttribute);
+}
+
 void OQWindowData::setModelWithDic(const Value& dic) {
-  if (!dic.is_object()) return;
-  _windowId = valueForKey(dic, "id");
-  _count = integerValue(valueForKey(dic, "count"));
-  _style = integerValue(valueForKey(dic, "style"));
-  _type = integerValue(valueForKey(dic, "type"));
-  _createTime = valueForKey(dic, "createTime");
-  _changeTime = valueForKey(dic, "changeTime");
-  _startTime = valueForKey(dic, "startTime");
-  _endTime = valueForKey(dic, "endTime");
-  _eventLink = valueForKey(dic, "clickEvent");
-  _event = conditionFrom(valueForKey(dic, "event"));
-  setPreEvent(conditionFrom(valueForKey(dic, "preEvent")));
-  _picture = valueForKey(dic, "picture");
-  _title = attributeFrom<OQTextAttribute>(valueForKey(dic, "title"));
-  _content = attributeFrom<OQTextAttribute>(valueForKey(dic, "content"));
-  _leftBtnAttribute = attributeFrom<OQButtonAttribute>(valueForKey(dic, "buttonLeft"));
-  _middleBtnAttribute = attributeFrom<OQButtonAttribute>(valueForKey(dic, "buttonMiddle"));
-  _rightBtnAttribute = attributeFrom<OQButtonAttribute>(valueForKey(dic, "buttonRight"));
+  if (dic.is_object()) visitFields(*this, WindowFieldsFromDictionary{{dic}});
 }
 
 void OQWindowData::encodeWithCoder(KeyedArchiver& coder) const {
   OQWindowDataModel::encodeWithCoder(coder);
-  coder.encodeObject(_windowId, "windowId");
-  coder.encodeInteger(_count, "count");
-  coder.encodeInteger(_style, "style");
-  coder.encodeInteger(_type, "type");
-  coder.encodeObject(_createTime, "createTime");
-  coder.encodeObject(_changeTime, "changeTime");
-  coder.encodeObject(_startTime, "startTime");
-  coder.encodeObject(_endTime, "endTime");
-  coder.encodeObject(_eventLink, "eventLink");
-  coder.encodeObject(_event, "event");
-  coder.encodeObject(preEvent(), "preEvent");
-  coder.encodeObject(_picture, "picture");
-  coder.encodeObject(_title, "title");
-  coder.encodeObject(_content, "content");
-  coder.encodeObject(_leftBtnAttribute, "leftBtnAttribute");
-  coder.encodeObject(_middleBtnAttribute, "middleBtnAttribute");
-  coder.encodeObject(_rightBtnAttribute, "rightBtnAttribute");
+  visitFields(*this, FieldsToArchive{coder});
 }
 
 void OQWindowData::initWithCoder(const KeyedUnarchiver& coder) {
   OQWindowDataModel::initWithCoder(coder);
-  _windowId = coder.decodeValue("windowId");
-  _count = coder.decodeInteger("count");
-  _style = coder.decodeInteger("style");
-  _type = coder.decodeInteger("type");
-  _createTime = coder.decodeValue("createTime");
-  _changeTime = coder.decodeValue("changeTime");
-  _startTime = coder.decodeValue("startTime");
-  _endTime = coder.decodeValue("endTime");
-  _eventLink = coder.decodeValue("eventLink");
-  _event = coder.decodeObjectOf<OQWindowEvent>("event");
-  setPreEvent(coder.decodeObjectOf<OQWindowEvent>("preEvent"));
-  _picture = coder.decodeValue("picture");
-  _title = coder.decodeObjectOf<OQTextAttribute>("title");
-  _content = coder.decodeObjectOf<OQTextAttribute>("content");
-  _leftBtnAttribute = coder.decodeObjectOf<OQButtonAttribute>("leftBtnAttribute");
-  _middleBtnAttribute = coder.decodeObjectOf<OQButtonAttribute>("middleBtnAttribute");
-  _rightBtnAttribute = coder.decodeObjectOf<OQButtonAttribute>("rightBtnAttribute");
+  visitFields(*this, FieldsFromArchive{coder});
 }
 
 }  // namespace oq

@@ -81,6 +81,10 @@ class OQWindowData : public OQWindowDataModel {
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
+  /// Names every field to `visit`, as OQModelFields.h describes.
+  template <class Window, class Visit>
+  static void visitFields(Window& window, const Visit& visit);
+
   Value _windowId;
   std::int64_t _count = 0;
   std::int64_t _style = 0;

@@ -1,6 +1,6 @@
 #include "Model/OQWindowEvent.h"
 
-#include "Foundation/Number.h"
+#include "Model/OQModelFields.h"
 
 namespace oq {
 
@@ -36,14 +36,18 @@ Class* OQWindowEvent::staticClass() {
   return registered;
 }
 
+template <class Event, class Visit>
+void OQWindowEvent::visitFields(Event& event, const Visit& visit) {
+  visit("appid", "appid", event._appid);
+  visit("xwho", "xwho", event._xwho);
+  visit("xwhat", "xwhat", event._xwhat);
+  visit("xwhen", "xwhen", event._xwhen);
+  visit("xcontext", "xcontext", event._xcontext);
+}
+
 void OQWindowEvent::setModelWithDic(const Value& dic) {
   _available = dic.is_object();
-  if (!_available) return;
-  _appid = valueForKey(dic, "appid");
-  _xwhat = valueForKey(dic, "xwhat");
-  _xwho = valueForKey(dic, "xwho");
-  _xwhen = doubleValue(valueForKey(dic, "xwhen"));
-  _xcontext = valueForKey(dic, "xcontext");
+  if (_available) visitFields(*this, FieldsFromDictionary{dic});
 }
 
 bool OQWindowEvent::matches(const OQWindowEvent& condition) const {
@@ -71,21 +75,13 @@ Dictionary OQWindowEvent::toDictionary() const {
 void OQWindowEvent::encodeWithCoder(KeyedArchiver& coder) const {
   OQWindowDataModel::encodeWithCoder(coder);
   coder.encodeBool(_available, "available");
-  coder.encodeObject(_appid, "appid");
-  coder.encodeObject(_xwho, "xwho");
-  coder.encodeObject(_xwhat, "xwhat");
-  coder.encodeDouble(_xwhen, "xwhen");
-  coder.encodeObject(_xcontext, "xcontext");
+  visitFields(*this, FieldsToArchive{coder});
 }
 
 void OQWindowEvent::initWithCoder(const KeyedUnarchiver& coder) {
   OQWindowDataModel::initWithCoder(coder);
   _available = coder.decodeBool("available");
-  _appid = coder.decodeValue("appid");
-  _xwho = coder.decodeValue("xwho");
-  _xwhat = coder.decodeValue("xwhat");
-  _xwhen = coder.decodeDouble("xwhen");
-  _xcontext = coder.decodeValue("xcontext");
+  visitFields(*this, FieldsFromArchive{coder});
 }
 
 }  // namespace oq

@@ -44,6 +44,10 @@ class OQWindowEvent : public OQWindowDataModel {
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
+  /// Names every field but the availability to `visit`, as OQModelFields.h describes.
+  template <class Event, class Visit>
+  static void visitFields(Event& event, const Visit& visit);
+
   bool _available = false;
   Value _appid;
   Value _xwhat;

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Foundation/KeyedArchiver.h"
+#include "Foundation/Number.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+// A model names its fields once, in one table, with the key that each has in the server's JSON and the key
+// that it has in an archive. What follows goes through such a table.
+
+/// Takes fields over from a dictionary; what it lacks becomes 0 or nil. Models within are always made.
+struct FieldsFromDictionary {
+  const Value& dic;
+
+  void operator()(const char* key, const char*, Value& field) const { field = valueForKey(dic, key); }
+  void operator()(const char* key, const char*, std::int64_t& field) const {
+    field = integerValue(valueForKey(dic, key));
+  }
+  void operator()(const char* key, const char*, double& field) const {
+    field = doubleValue(valueForKey(dic, key));
+  }
+  template <class Model>
+  void operator()(const char* key, const char*, std::shared_ptr<Model>& field) const {
+    field = std::make_shared<Model>();
+    field->setModelWithDic(valueForKey(dic, key));
+  }
+};
+
+struct FieldsToArchive {
+  KeyedArchiver& coder;
+
+  void operator()(const char*, const char* key, const Value& field) const { coder.encodeObject(field, key); }
+  void operator()(const char*, const char* key, const std::int64_t& field) const {
+    coder.encodeInteger(field, key);
+  }
+  void operator()(const char*, const char* key, const double& field) const { coder.encodeDouble(field, key); }
+  template <class Model>
+  void operator()(const char*, const char* key, const std::shared_ptr<Model>& field) const {
+    coder.encodeObject(field, key);
+  }
+};
+
+struct FieldsFromArchive {
+  const KeyedUnarchiver& coder;
+
+  void operator()(const char*, const char* key, Value& field) const { field = coder.decodeValue(key); }
+  void operator()(const char*, const char* key, std::int64_t& field) const {
+    field = coder.decodeInteger(key);
+  }
+  void operator()(const char*, const char* key, double& field) const { field = coder.decodeDouble(key); }
+  template <class Model>
+  void operator()(const char*, const char* key, std::shared_ptr<Model>& field) const {
+    field = coder.decodeObjectOf<Model>(key);
+  }
+};
+
+}  // namespace oq
