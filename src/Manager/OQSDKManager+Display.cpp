@@ -165,7 +165,7 @@ void OQSDKManager::syncRecordTree() {
   bool written = false;
   {
     std::lock_guard lock(_fileMutex);
-    OQRecordTree::Nodes nodes;
+    OQRecordTree::Nodes::Vector nodes;
     {
       std::lock_guard displayLock(_displayMutex);
       nodes = _recordTree->copyOfNodes();

@@ -1,6 +1,5 @@
 #include "Model/OQRecordTree.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "Foundation/Number.h"
@@ -27,20 +26,18 @@ OQRecordTree::OQRecordTree() : _nodes(std::make_shared<Nodes>()) {}
 
 std::shared_ptr<OQRecordTree::Nodes> OQRecordTree::allNodes() const {
   std::lock_guard lock(_lock);
-  // Whoever gets the array may change it in any way.
-  _index.reset();
   return _nodes;
 }
 
-OQRecordTree::Nodes OQRecordTree::copyOfNodes() const {
+OQRecordTree::Nodes::Vector OQRecordTree::copyOfNodes() const {
   std::lock_guard lock(_lock);
-  return *_nodes;
+  return _nodes->all();
 }
 
 bool OQRecordTree::addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return true;
   std::lock_guard lock(_lock);
-  if (auto known = firstWithId(node->nodeId())) {
+  if (const auto known = _nodes->firstWithId(node->nodeId())) {
     refresh(*known, *node);
   } else {
     _nodes->push_back(node);
@@ -51,15 +48,15 @@ bool OQRecordTree::addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
 bool OQRecordTree::removeTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return true;
   std::lock_guard lock(_lock);
-  _index.reset();
-  std::erase_if(*_nodes, [&](const auto& known) { return node->isEqual(known.get()); });
+  _nodes->change([&](auto& nodes) {
+    std::erase_if(nodes, [&](const auto& known) { return node->isEqual(known.get()); });
+  });
   return true;
 }
 
 bool OQRecordTree::removeAllTreeNodes() {
   auto nodes = std::make_shared<Nodes>();
   std::lock_guard lock(_lock);
-  _index.reset();
   _nodes.swap(nodes);
   return true;
 }
@@ -81,16 +78,7 @@ void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& ne
 
 std::shared_ptr<OQRecordTreeNode> OQRecordTree::findTreeNodeById(std::int64_t nodeId) const {
   std::lock_guard lock(_lock);
-  return firstWithId(nodeId);
-}
-
-/// Through the index while nobody else has the array; under the lock.
-std::shared_ptr<OQRecordTreeNode> OQRecordTree::firstWithId(std::int64_t nodeId) const {
-  if (_nodes.use_count() == 1) return _index.find(*_nodes, nodeId);
-  for (const auto& node : *_nodes) {
-    if (node && node->nodeId() == nodeId) return node;
-  }
-  return nullptr;
+  return _nodes->firstWithId(nodeId);
 }
 
 void OQRecordTree::updateWithTree(const OQRecordTree& tree) {

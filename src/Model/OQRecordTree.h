@@ -3,9 +3,8 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <vector>
 
-#include "Model/OQRecordIndex.h"
+#include "Model/OQRecordNodes.h"
 #include "Model/OQRecordTreeNode.h"
 #include "oqsdk/Runtime.h"
 
@@ -21,7 +20,7 @@ class OQRecordTree : public Object {
   OQ_CLASS(OQRecordTree)
 
  public:
-  using Nodes = std::vector<std::shared_ptr<OQRecordTreeNode>>;
+  using Nodes = OQRecordNodes;
 
   /// One tree for the whole process, made at the first call: a place to put together what is then merged
   /// elsewhere.
@@ -33,7 +32,7 @@ class OQRecordTree : public Object {
   /// The array itself, until removeAllTreeNodes() puts a new one in its place.
   std::shared_ptr<Nodes> allNodes() const;
   /// The nodes of this moment, for a walk beside other threads.
-  Nodes copyOfNodes() const;
+  Nodes::Vector copyOfNodes() const;
 
   /// Refreshes the first equal node, or else appends the node. Always true.
   bool addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
@@ -43,19 +42,17 @@ class OQRecordTree : public Object {
   bool removeAllTreeNodes();
   /// Copies into the old node what the new one has to say. Always true.
   bool refreshTreeNode(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode);
-  /// The first node with the id, or nullptr.
+  /// The first node with the id, or nullptr. At once, however many nodes there are, as addTreeNode().
   std::shared_ptr<OQRecordTreeNode> findTreeNodeById(std::int64_t nodeId) const;
   /// Adds every node of the other tree, in order. Nodes that the other tree lacks stay.
   void updateWithTree(const OQRecordTree& tree);
 
  private:
-  std::shared_ptr<OQRecordTreeNode> firstWithId(std::int64_t nodeId) const;
   static void refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode);
 
   /// Guards the array and each refresh.
   mutable std::mutex _lock;
   std::shared_ptr<Nodes> _nodes;
-  mutable OQRecordIndex _index;
 };
 
 }  // namespace oq

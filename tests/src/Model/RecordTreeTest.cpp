@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <random>
 #include <thread>
 
 #include "Storage/OQDataArchiver.h"
@@ -111,38 +113,75 @@ TEST(RecordTree, StandsOnTheGivenArrayUntilAllIsRemoved) {
   EXPECT_THAT(ids(*empty), testing::ElementsAre(4));
 }
 
-TEST(RecordTree, FindsTheFirstAndRemovesEveryNodeOfAnId) {
-  auto first = node(2, 1);
-  auto array =
-      std::make_shared<OQRecordTree::Nodes>(OQRecordTree::Nodes{node(1), first, nullptr, node(2, 9)});
-  auto tree = OQRecordTree::treeWithNodes(array);
-  EXPECT_EQ(tree->findTreeNodeById(2), first);
-  EXPECT_EQ(tree->findTreeNodeById(7), nullptr);
-  tree->removeTreeNode(node(2));
-  EXPECT_EQ(tree->findTreeNodeById(2), nullptr);
-  EXPECT_EQ(array->size(), 2u);
+/// Whoever changes the array, and whatever ids its nodes get: what the tree does is what walks would do.
+TEST(RecordTree, FindsAddsAndRemovesAsWalksOverTheLiveArrayWould) {
+  std::mt19937 random(20260310);
+  const auto below = [&](std::size_t most) { return most ? random() % most : 0; };
+  const auto array = std::make_shared<OQRecordTree::Nodes>();
+  const auto tree = OQRecordTree::treeWithNodes(array);
+  std::vector<Node> walked;
+  const auto first = [&](std::int64_t id) {
+    for (const Node& known : walked) {
+      if (known && known->nodeId() == id) return known;
+    }
+    return Node();
+  };
+  // Both get the same change.
+  const auto changeBoth = [&](const auto& change) {
+    array->change(change);
+    change(walked);
+  };
+  for (int step = 0; step < 20000; ++step) {
+    const auto id = static_cast<std::int64_t>(below(15));
+    const auto position = static_cast<std::ptrdiff_t>(below(walked.size()));
+    const Node made = below(9) == 0 ? nullptr : node(id, step);
+    switch (walked.size() > 30 ? 0 : below(7)) {
+      case 0:
+        tree->removeTreeNode(node(id));
+        std::erase_if(walked, [&](const Node& known) { return known && known->nodeId() == id; });
+        break;
+      case 1:
+        array->push_back(made);
+        walked.push_back(made);
+        break;
+      case 2:
+        changeBoth([&](auto& nodes) { nodes.insert(nodes.begin() + position, made); });
+        break;
+      case 3:
+        if (!walked.empty()) changeBoth([&](auto& nodes) { nodes[position] = made; });
+        break;
+      case 4:
+        if (!walked.empty() && walked[position]) walked[position]->setNodeId(id);
+        break;
+      default: {
+        const Node known = first(id);
+        tree->addTreeNode(made);
+        if (known && made) {
+          ASSERT_EQ(known->count(), step) << "refreshed";
+        }
+        if (!known && made) walked.push_back(made);
+      }
+    }
+    ASSERT_EQ(array->all(), walked) << "step " << step;
+    ASSERT_EQ(tree->findTreeNodeById(id), first(id)) << "step " << step;
+  }
 }
 
-TEST(RecordTree, FindsWhatOthersPutIntoTheArrayAndWhatGotAnotherId) {
-  OQRecordTree tree;
-  for (int id : {1, 2, 3}) tree.addTreeNode(node(id));
-  auto second = tree.findTreeNodeById(2);
-  second->setNodeId(7);
-  EXPECT_EQ(tree.findTreeNodeById(2), nullptr);
-  EXPECT_EQ(tree.findTreeNodeById(7), second);
-  tree.addTreeNode(node(7, 5));
-  EXPECT_EQ(second->count(), 5);
-
-  auto array = tree.allNodes();
-  auto replacement = node(8);
-  array->front() = replacement;
-  EXPECT_EQ(tree.findTreeNodeById(8), replacement);
-  array->front() = node(9);
-  array.reset();
-  EXPECT_EQ(tree.findTreeNodeById(8), nullptr);
-  tree.addTreeNode(node(9, 4));
-  EXPECT_EQ(tree.findTreeNodeById(9)->count(), 4);
-  EXPECT_THAT(ids(tree), testing::ElementsAre(9, 7, 3));
+TEST(RecordTree, TakesNoLongerForEachNodeWhenThereAreMore) {
+  const auto secondsFor = [](int count) {
+    OQRecordTree tree;
+    const auto held = tree.allNodes();  // which must not make a difference
+    const auto start = std::clock();
+    for (int id = 0; id < count; ++id) {
+      tree.addTreeNode(node(id));
+      EXPECT_TRUE(tree.findTreeNodeById(id / 2));
+      if (id % 100 == 0) (void)tree.allNodes();
+    }
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  };
+  secondsFor(5000);
+  EXPECT_LT(secondsFor(100'000), 60 * secondsFor(5000))
+      << "twenty times as many; walks would take 400 times as long";
 }
 
 TEST(RecordTree, MergesAnotherTreeAndItself) {
@@ -165,7 +204,7 @@ TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
   lowered->setActivated(true);
   tree.addTreeNode(lowered);
   tree.addTreeNode(node(5, 2, 1));
-  ASSERT_TRUE(OQDataArchiver::setData(tree.allNodes(), file));
+  ASSERT_TRUE(OQDataArchiver::setData(tree.copyOfNodes(), file));
 
   auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(file);
   ASSERT_TRUE(nodes);

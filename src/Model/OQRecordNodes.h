@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Model/OQRecordTreeNode.h"
+
+namespace oq {
+
+/// A mutable array of records that finds the first one with an id at once, however long it is and whoever
+/// changes it: it notices what is done to it, and when a record in it gets another id. One thread at a time.
+class OQRecordNodes {
+ public:
+  using Node = std::shared_ptr<OQRecordTreeNode>;
+  using Vector = std::vector<Node>;
+
+  OQRecordNodes() = default;
+  explicit OQRecordNodes(Vector nodes) : _nodes(std::move(nodes)) {}
+
+  const Vector& all() const { return _nodes; }
+  std::size_t size() const { return _nodes.size(); }
+  bool empty() const { return _nodes.empty(); }
+  const Node& operator[](std::size_t position) const { return _nodes[position]; }
+  auto begin() const { return _nodes.begin(); }
+  auto end() const { return _nodes.end(); }
+
+  void push_back(Node node) { _nodes.push_back(std::move(node)); }
+  /// Every other change: `change` gets the vector, and must not keep it.
+  template <class Change>
+  void change(const Change& change) {
+    _firstPosition.clear();
+    _indexedCount = 0;
+    change(_nodes);
+  }
+
+  /// The first node with the id, or nullptr.
+  Node firstWithId(std::int64_t nodeId) const;
+
+ private:
+  Vector _nodes;
+  /// Where each id stands first among the nodes that were counted in; follows what is appended.
+  mutable std::unordered_map<std::int64_t, std::size_t> _firstPosition;
+  mutable std::size_t _indexedCount = 0;
+  mutable std::uint64_t _renumberings = 0;
+};
+
+}  // namespace oq
