@@ -143,7 +143,12 @@ void MFMailComposeViewController::portalEnded(MailOutcome outcome, const std::op
 }
 
 void MFMailComposeViewController::composeByProgram() {
-  _composition = XdgEmail::compose(_message, _files, telling(&MFMailComposeViewController::finish));
+  _composition = XdgEmail::compose(_message, _files, telling(&MFMailComposeViewController::programEnded));
+}
+
+void MFMailComposeViewController::programEnded(MailOutcome outcome, const std::optional<Error>& error) {
+  if (outcome != MailOutcome::Unreachable) return finish(outcome, error);
+  finish(MailOutcome::Failed, Error{MailErrorDomain, 2, "There is no mail program."});
 }
 
 void MFMailComposeViewController::giveUp() {

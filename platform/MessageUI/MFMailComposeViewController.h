@@ -63,6 +63,7 @@ class MFMailComposeViewController : public UINavigationController {
   MailCompletion telling(void (MFMailComposeViewController::*member)(MailOutcome,
                                                                      const std::optional<Error>&));
   void portalEnded(MailOutcome outcome, const std::optional<Error>& error);
+  void programEnded(MailOutcome outcome, const std::optional<Error>& error);
   void finish(MailOutcome outcome, const std::optional<Error>& error);
 
   std::weak_ptr<Object> _delegate;

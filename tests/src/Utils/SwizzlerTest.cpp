@@ -236,9 +236,10 @@ TEST_F(Swizzler, KeepsTheFormerRecordWhereAnotherThreadIsQuicker) {
     ofClass.save();
     EXPECT_THAT(ofFirst.calls, ElementsAre("original e", "kept"));
     EXPECT_THAT(ofClass.calls, ElementsAre("original e"));
-    EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Could not add swizzle for " + class_getName(cls) +
-                                            "::saveUploadInfo:event:handler:, even though it didn't already "
-                                            "exist locally\n"));
+    EXPECT_THAT(logged(),
+                testing::EndsWith("SwizzleException:Could not add swizzle for " + class_getName(cls) +
+                                  "::saveUploadInfo:event:handler:, even though it didn't already "
+                                  "exist locally\n"));
     return;
   }
   FAIL() << "no thread was ever quicker";

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "UIKit/UIButton.h"
+#include "UIKit/UIWindow.h"
+#include "Utils/OQNavigation.h"
+#include "oqsdk/headless/HeadlessHost.h"
+
+namespace oq::test {
+
+/// All views of a kind on screen, in the order of the tree.
+template <class View>
+std::vector<std::shared_ptr<View>> viewsOnScreen() {
+  std::vector<std::shared_ptr<View>> found;
+  std::function<void(const std::shared_ptr<UIView>&)> collect = [&](const auto& view) {
+    if (auto fitting = std::dynamic_pointer_cast<View>(view)) found.push_back(fitting);
+    for (const auto& child : view->subviews()) collect(child);
+  };
+  if (auto window = OQNavigation::keyWindow()) collect(window);
+  return found;
+}
+
+inline std::vector<std::string> buttonTitlesOnScreen() {
+  std::vector<std::string> titles;
+  for (const auto& button : viewsOnScreen<UIButton>())
+    titles.push_back(button->titleForState(UIControlStateNormal).value_or("(untitled)"));
+  return titles;
+}
+
+/// A finger on the middle of the view; false when something else is there.
+inline bool tap(HeadlessHost& host, const UIView& view) {
+  const CGPoint at = view.convertPointToWindow(view.bounds().centre());
+  return OQNavigation::keyWindow()->hitTest(at).get() == &view && host.tap(at.x, at.y);
+}
+
+/// The same by its title.
+inline bool tapButton(HeadlessHost& host, const std::string& title) {
+  for (const auto& button : viewsOnScreen<UIButton>()) {
+    if (button->titleForState(UIControlStateNormal) == title) return tap(host, *button);
+  }
+  return false;
+}
+
+}  // namespace oq::test
