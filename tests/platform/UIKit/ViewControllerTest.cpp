@@ -1,6 +1,8 @@
 #include "UIKit/UIViewController.h"
 
+#include "UIKit/UINavigationBar.h"
 #include "UIKit/UINavigationController.h"
+#include "UIKit/UINavigationItem.h"
 #include "UIKit/UITabBarController.h"
 #include "platform/UIKit/ScriptedHost.h"
 
@@ -8,6 +10,7 @@ namespace oq {
 namespace {
 
 using Log = std::vector<std::string>;
+using Views = std::vector<std::shared_ptr<UIView>>;
 
 /// Writes its messages into a common log.
 class Page : public UIViewController {
@@ -102,14 +105,38 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
             (Log{"a will disappear", "b will appear animated", "b load", "a did disappear", "b did appear"}));
   EXPECT_EQ(navigation->viewControllers().size(), 2u);
   EXPECT_EQ(second->view()->window(), window.get());
-  EXPECT_EQ(second->view()->frame(), window->bounds());
+  EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
+  EXPECT_EQ(first->view()->window(), window.get()) << "until the other has slid over it";
+  stepTo(1);
   EXPECT_EQ(first->view()->window(), nullptr);
 
   log.clear();
   EXPECT_EQ(navigation->popViewController(false), second);
   EXPECT_EQ(log, (Log{"b will disappear", "a will appear", "b did disappear", "a did appear"}));
   EXPECT_EQ(second->parentViewController(), nullptr);
-  EXPECT_EQ(navigation->view()->subviews(), (std::vector<std::shared_ptr<UIView>>{first->view()}));
+  EXPECT_EQ(navigation->view()->subviews(), (Views{first->view(), navigation->navigationBar()}));
+}
+
+TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
+  auto first = page("a"), second = page("b"), third = page("c");
+  auto navigation = std::make_shared<UINavigationController>(first);
+  window->setRootViewController(navigation);
+  navigation->pushViewController(second, true);
+  stepTo(0.1);
+  navigation->popViewController(true);
+  stepTo(0.2);
+  navigation->pushViewController(third, true);
+  stepTo(0.3);
+  third->navigationItem()->setTitle("C");
+  navigation->setNavigationBarHidden(true);
+  EXPECT_EQ(navigation->navigationBar()->frame().size.height, 0);
+  EXPECT_EQ(third->view()->frame(), window->bounds());
+  navigation->setNavigationBarHidden(false);
+  stepTo(2);
+  EXPECT_EQ(navigation->view()->subviews(), (Views{third->view(), navigation->navigationBar()}));
+  EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
+  EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
+  EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
 }
 
 TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
@@ -128,7 +155,7 @@ TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
   second->onWillAppear = [&] { navigation->pushViewController(third, false); };
   navigation->pushViewController(second, false);
   EXPECT_EQ(navigation->topViewController(), third);
-  EXPECT_EQ(navigation->view()->subviews(), (std::vector<std::shared_ptr<UIView>>{third->view()}));
+  EXPECT_EQ(navigation->view()->subviews(), (Views{third->view(), navigation->navigationBar()}));
 }
 
 TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
