@@ -1,10 +1,11 @@
-# What a shared library lets others link: what its public headers mark with OQSDK_EXPORT, under the name OQSDK_0, and
-# what our own hosts need of the platform layer, under a name that changes with every version, so that nothing but the
-# hosts of the same version can be linked to it by mistake. Templates of the standard library and of Boost that happen
-# to be instantiated inside stay inside.
+# What a shared library lets others link: what its public HEADERS mark with OQSDK_EXPORT, under the name OQSDK_0, and,
+# FOR_HOSTS, what our own hosts need of the platform layer, under a name that changes with every version, so that
+# nothing but the hosts of the same version can be linked to it by mistake. Templates of the standard library and of
+# Boost that happen to be instantiated inside stay inside.
 function(oqsdk_limit_exports target)
+  cmake_parse_arguments(ARG "FOR_HOSTS" "" "HEADERS" ${ARGN})
   set(public "")
-  foreach(header ${ARGN})
+  foreach(header ${ARG_HEADERS})
     set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
     file(STRINGS ${header} lines REGEX "OQSDK_EXPORT ")
     foreach(line IN LISTS lines)
@@ -26,10 +27,11 @@ function(oqsdk_limit_exports target)
   foreach(prefix "" "typeinfo?for?" "typeinfo?name?for?" "vtable?for?" "non-virtual?thunk?to?" "virtual?thunk?to?")
     string(APPEND private "      ${prefix}oq::*;\n")
   endforeach()
-  # Of two patterns that fit, the later one counts.
-  string(CONCAT script
-    "OQSDK_PRIVATE_${PROJECT_VERSION} {\n  global:\n    extern \"C++\" {\n${private}    };\n  local: *;\n};\n"
-    "OQSDK_${PROJECT_VERSION_MAJOR} {\n  global:\n    extern \"C++\" {\n${public}    };\n};\n")
+  set(script "OQSDK_${PROJECT_VERSION_MAJOR} {\n  global:\n    extern \"C++\" {\n${public}    };\n  local: *;\n};\n")
+  if(ARG_FOR_HOSTS)
+    # Of two patterns that fit, the later one counts: the public names come last.
+    string(PREPEND script "OQSDK_PRIVATE_${PROJECT_VERSION} {\n  global:\n    extern \"C++\" {\n${private}    };\n};\n")
+  endif()
   set(file ${PROJECT_BINARY_DIR}/exports/${target}.map)
   file(CONFIGURE OUTPUT ${file} CONTENT "${script}" @ONLY)
   target_link_options(${target} PRIVATE LINKER:--version-script=${file})

@@ -6,14 +6,18 @@ set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
 # One library: its files, its headers, how CMake and pkg-config find it. NAME is the component to ask find_package for.
 function(oqsdk_library target)
-  cmake_parse_arguments(ARG "" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
                         SOVERSION ${PROJECT_VERSION_MAJOR})
   if(NOT ARG_NAME STREQUAL "oqsdk" AND NOT CMAKE_SKIP_INSTALL_RPATH)
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk lies beside it
   endif()
   if(BUILD_SHARED_LIBS)
-    oqsdk_limit_exports(${target} ${ARG_HEADERS})
+    set(for_hosts "")
+    if(ARG_FOR_HOSTS)
+      set(for_hosts FOR_HOSTS)
+    endif()
+    oqsdk_limit_exports(${target} HEADERS ${ARG_HEADERS} ${for_hosts})
   endif()
   if(NOT OQSDK_INSTALL)
     return()
@@ -45,7 +49,7 @@ string(REGEX REPLACE "/$" "" OQSDK_PREFIX_FROM_PC "${OQSDK_PREFIX_FROM_PC}")
 file(GLOB OQSDK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/*.h)
 file(GLOB OQSDK_HEADLESS_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/headless/*.h)
 file(GLOB OQSDK_GTK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/gtk/*.h)
-oqsdk_library(oqsdk NAME oqsdk RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk
+oqsdk_library(oqsdk NAME oqsdk RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk FOR_HOSTS
                       HEADERS ${OQSDK_HEADERS})
 oqsdk_library(oqsdk_headless NAME headless RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk-headless
                       HEADERS ${OQSDK_HEADLESS_HEADERS})

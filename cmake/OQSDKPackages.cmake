@@ -3,7 +3,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME oqsdk)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "${OQSDK_PACKAGE_CONTACT}")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -32,25 +32,25 @@ set(library liboqsdk${PROJECT_VERSION_MAJOR})
 set(gtk liboqsdk-gtk${PROJECT_VERSION_MAJOR})
 oqsdk_package(library ${library} libs RECOMMENDS ca-certificates
               DESCRIPTION "in-app messages for native applications
- The library that shows campaigns of a server as messages in an application,
- with its resources and the host that needs no display.")
+The library that shows campaigns of a server as messages in an application,
+with its resources and the host that needs no display.")
 oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}, libboost-json1.81-dev"
               DESCRIPTION "in-app messages for native applications (development)
- Headers, CMake package and pkg-config files of OQSDK and of its host without a
- display.")
+Headers, CMake package and pkg-config files of OQSDK and of its host without a
+display.")
 if(TARGET oqsdk_gtk)
   oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
                 DESCRIPTION "in-app messages for GTK 4 applications
- The part of OQSDK that shows its messages in GTK 4 windows.")
+The part of OQSDK that shows its messages in GTK 4 windows.")
   oqsdk_package(gtk_development liboqsdk-gtk-dev libdevel
                 DEPENDS "${gtk} ${same}, liboqsdk-dev ${same}, libgtkmm-4.0-dev"
                 DESCRIPTION "in-app messages for GTK 4 applications (development)
- Headers, CMake package and pkg-config files of OQSDK's GTK host.")
+Headers, CMake package and pkg-config files of OQSDK's GTK host.")
 endif()
 if(TARGET oqsdk-server)
   oqsdk_package(server oqsdk-server net
                 DESCRIPTION "server of in-app campaigns
- Hands out campaigns from a JSON file to applications with OQSDK, and keeps the
- events that they report.")
+Hands out campaigns from a JSON file to applications with OQSDK, and keeps the
+events that they report.")
 endif()
 include(CPack)

@@ -92,7 +92,8 @@ void collectPages(Gtk::Notebook& notebook, PageNames names) {
   });
 }
 
-class ShownPage::Controller : public UIViewController {
+// The class around it is exported, and this would be with it.
+class __attribute__((visibility("hidden"))) ShownPage::Controller : public UIViewController {
  public:
   explicit Controller(Class* cls) : _class(cls) {}
   Class* class_() const override { return _class; }

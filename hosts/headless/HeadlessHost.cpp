@@ -86,7 +86,8 @@ class Ticker {
 
 }  // namespace
 
-class HeadlessHost::Impl : public UIHost {
+// The class around it is exported, and this would be with it.
+class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
  public:
   explicit Impl(const Options& options);
   ~Impl() override;

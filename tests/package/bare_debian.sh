@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs the packages on a bare Debian 12 in a folder of its own and uses them there as a stranger would: the server
+# and the libraries alone first; then a program of ten lines, found with CMake and with pkg-config; then the first
+# window of the guide, on a screen of its own, until the message of a campaign is in it. Needs root and the network.
+#   bare_debian.sh FOLDER-OF-PACKAGES [PICTURE]
+set -euo pipefail
+source=$(cd "$(dirname "$0")/../.." && pwd)
+packages=$(cd "$1" && pwd)
+picture=$(realpath -m "${2:-$packages/first-window.png}")
+
+root=$(mktemp -d)
+trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$root"' EXIT
+mmdebstrap --quiet --variant=minbase bookworm "$root" http://deb.debian.org/debian
+mount -t proc proc "$root/proc"
+mkdir "$root/packages" "$root/work"
+cp "$packages"/*.deb "$root/packages"
+cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/tests/package/first_window.sh" "$root/work"
+
+inside() {
+  chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    bash -euo pipefail -c "$1"
+}
+install() { inside "apt-get install -y -qq --no-install-recommends $1 >/work/apt.log 2>&1 || { tail /work/apt.log; exit 1; }"; }
+
+echo "== Debian $(cat "$root/etc/debian_version"): libraries and server"
+install "/packages/liboqsdk0_* /packages/liboqsdk-gtk0_* /packages/oqsdk-server_*"
+inside 'dpkg -L liboqsdk0 liboqsdk-gtk0 oqsdk-server | grep -E "\.so|/bin/." | xargs -n1 ldd >/work/ldd
+        if grep "not found" /work/ldd; then exit 1; fi; oqsdk-server --version; dpkg -l | grep -c ^ii'
+
+echo "== development files: a program of ten lines"
+install "/packages/*-dev_* g++ cmake ninja-build pkg-config"
+inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --build by-cmake; by-cmake/consumer
+        c++ -std=c++20 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
+        ls -l screen.png'
+
+echo "== the guide's first window"
+install "xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
+inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build; ./first_window.sh build/first-window'
+cp "$root/work/first-window.png" "$picture"
+echo "picture: $picture"
+inside 'apt-get purge -y -qq liboqsdk0 oqsdk-server >/dev/null 2>&1
+        if ls -d /usr/share/oqsdk* /usr/include/oqsdk 2>/dev/null; then exit 1; fi'
+echo "installed, used and removed"

@@ -1,0 +1,66 @@
+"""What a shared library lets others link is what the headers mark with OQSDK_EXPORT, and nothing else:
+exports_test.py LIBRARY=PUBLIC-HEADER-FOLDER ... (a folder below include/oqsdk)."""
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PARTS_OF_CLASSES = re.compile(r"(typeinfo|typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable) (for|to) ")
+CLASS = re.compile(r"^\s*(?:class|struct) OQSDK_EXPORT (\w+)", re.MULTILINE)
+OTHER = re.compile(r"^\s*OQSDK_EXPORT [^(;]*?(\w+)(?:\(|\[|;)", re.MULTILINE)
+
+
+def marked(headers):
+    names = set()
+    for header in headers:
+        text = header.read_text(encoding="utf-8")
+        names |= set(CLASS.findall(text)) | set(OTHER.findall(text))
+    return names
+
+
+def symbols(library):
+    """(qualified name without parameters, version) of everything that the library defines for others."""
+    listing = subprocess.run(["nm", "-DC", "--defined-only", library], check=True, capture_output=True, text=True).stdout
+    for line in listing.splitlines():
+        kind, name = line[17:18], line[19:]
+        if kind == "A":  # the versions themselves
+            continue
+        name, _, version = name.partition("@")
+        name = PARTS_OF_CLASSES.sub("", name)
+        yield re.split(r"[(\[]", name)[0], version.lstrip("@")
+
+
+def check(library, public, private):
+    problems, seen, count = [], set(), 0
+    for name, version in symbols(library):
+        count += 1
+        words = set(name.split("::")[1:])
+        if not name.startswith("oq::"):
+            problems.append(f"{name}: not ours")
+        elif words & public:
+            seen |= words & public
+            if not re.fullmatch(r"OQSDK_\d+", version):
+                problems.append(f"{name}: public, but goes by {version or 'no version'}")
+        elif not words & private:
+            problems.append(f"{name}: nothing marks it")
+        elif not version.startswith("OQSDK_PRIVATE_"):
+            problems.append(f"{name}: for our hosts alone, but goes by {version or 'no version'}")
+    problems += [f"{name}: promised by a header, but not there" for name in sorted(public - seen)]
+    print(f"{pathlib.Path(library).name}: {count} symbols, {len(seen)} public names, {len(problems)} problems")
+    return problems
+
+
+def main():
+    private = marked((ROOT / "platform").rglob("*.h"))
+    problems = []
+    for argument in sys.argv[1:]:
+        library, folder = argument.split("=")
+        public = marked((ROOT / "include/oqsdk" / folder).glob("*.h"))
+        assert public, folder
+        problems += check(library, public, private)
+    print(*problems, sep="\n")
+    sys.exit(1 if problems or len(sys.argv) < 2 else 0)
+
+
+main()

@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# The guide's story on a screen of its own: a server with one campaign, two starts of the program, a press of its button
+# each time. Ends well when the server hears that the message was shown. Leaves first-window.png behind.
+#   first_window.sh PROGRAM
+set -euo pipefail
+program=$(realpath "$1")
+folder=$(mktemp -d)
+children=()
+trap 'kill "${children[@]}" 2>/dev/null || true; rm -rf "$folder"' EXIT
+
+until_true() {  # SECONDS COMMAND...
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    [[ $SECONDS -lt $end ]] || { echo "never true: $*" >&2; cat "$folder"/*.log >&2; exit 1; }
+    sleep 0.1
+  done
+}
+
+cat >"$folder/campaigns.json" <<'JSON'
+{
+  "windows": [
+    {
+      "id": 1, "style": 2, "count": 5,
+      "event": { "xwhat": "buy" },
+      "title": { "text": "Thank you!", "size": "56pd" },
+      "content": { "text": "Your order is confirmed. Ten per cent off the next one.", "size": "40pd" },
+      "buttonMiddle": { "text": "Fine", "color": "#FFFFFF", "background": "#2457D6", "size": "44pd" }
+    }
+  ]
+}
+JSON
+oqsdk-server --campaigns "$folder/campaigns.json" --data "$folder/server" >"$folder/server.log" 2>&1 &
+children+=($!)
+until_true 20 grep -q '^ready' "$folder/server.log"
+
+Xvfb -displayfd 3 -screen 0 390x700x24 -nolisten tcp 3>"$folder/display" 2>/dev/null &
+children+=($!)
+until_true 20 test -s "$folder/display"
+export DISPLAY=:$(tr -d '\n' <"$folder/display") GDK_BACKEND=x11 GSK_RENDERER=cairo XDG_DATA_HOME=$folder/data
+export SSL_CERT_FILE=$folder/server/tls/ca.pem
+
+visible() { xdotool search --onlyvisible --name '^First window$' >/dev/null 2>&1; }
+known() { ls "$folder"/data/com.example.FirstWindow/"$1" >/dev/null 2>&1; }
+told() { grep -q "$1" "$folder/server.log"; }
+press() { xdotool mousemove 195 350 click 1; }
+
+"$program" >"$folder/first.log" 2>&1 &
+children+=($!)
+until_true 30 visible
+until_pressed() { press; known Preferences/group.oqsdk.sqlite; }
+until_true 20 until_pressed  # the user is known from the first event on
+kill "${children[-1]}"
+wait "${children[-1]}" 2>/dev/null || true
+
+"$program" >"$folder/second.log" 2>&1 &
+children+=($!)
+until_true 30 known Documents/OQInAppWindowData.plist
+until_true 30 visible
+press
+until_true 30 told impDialog
+sleep 1  # the opening is an animation
+import -silent -window root first-window.png
+grep impDialog "$folder/server.log"

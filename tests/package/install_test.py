@@ -1,0 +1,78 @@
+"""Installs a build tree into an empty prefix, moves it, and builds programs against it outside the source tree:
+install_test.py BUILD-TREE"""
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+CONSUMER = ROOT / "tests/package/consumer"
+BUILD = pathlib.Path(sys.argv.pop())
+
+
+class Installed(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls._folder = tempfile.TemporaryDirectory()
+        cls.folder = pathlib.Path(cls._folder.name)
+        cls.prefix = cls.folder / "moved"
+        cls.run_program("cmake", "--install", BUILD, "--prefix", cls.folder / "first")
+        shutil.move(cls.folder / "first", cls.prefix)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls._folder.cleanup()
+
+    @classmethod
+    def run_program(cls, *command, succeeds=True, **environment):
+        done = subprocess.run([str(word) for word in command], cwd=cls.folder, text=True, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, env={**os.environ, "XDG_DATA_HOME": str(cls.folder / "data"),
+                                                             **environment})
+        if (done.returncode == 0) != succeeds:
+            raise AssertionError(f"{command}: {done.returncode}\n{done.stdout}")
+        return done.stdout
+
+    def configure(self, source, name, *options, **how):
+        return self.run_program("cmake", "-G", "Ninja", "-S", source, "-B", self.folder / name,
+                                f"-DCMAKE_PREFIX_PATH={self.prefix}", *options, **how)
+
+    def test_a_program_of_ten_lines_finds_it_with_cmake(self):
+        self.configure(CONSUMER, "by-cmake")
+        self.run_program("cmake", "--build", "by-cmake")
+        self.run_program("by-cmake/consumer")
+        self.assertGreater((self.folder / "screen.png").stat().st_size, 100)
+
+    def test_a_program_of_ten_lines_finds_it_with_pkg_config(self):
+        where = [str(path.parent) for path in self.prefix.rglob("oqsdk.pc")]
+        flags = self.run_program("pkg-config", "--cflags", "--libs", "oqsdk-headless", PKG_CONFIG_PATH=":".join(where))
+        libraries = next(self.prefix.rglob("liboqsdk.*")).parent
+        self.run_program("c++", "-std=c++20", CONSUMER / "main.cpp", "-o", "by-pkg-config", *flags.split(),
+                         f"-Wl,-rpath,{libraries}")
+        self.run_program("./by-pkg-config")
+
+    def test_the_first_window_of_the_guide_is_a_program_of_its_own(self):
+        self.configure(ROOT / "examples/first-window", "first-window")
+        self.run_program("cmake", "--build", "first-window")
+
+    def test_what_is_not_there_is_not_found(self):
+        for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'there is no component "telepathy"'),
+                             ("find_package(OQSDK 0.9 REQUIRED)", "0.8.6"), ("find_package(OQSDK 1.0 REQUIRED)", "0.8.6")):
+            source = self.folder / "refused"
+            source.mkdir(exist_ok=True)
+            (source / "CMakeLists.txt").write_text(f"cmake_minimum_required(VERSION 3.25)\nproject(x)\n{text}\n")
+            self.assertIn(wanted, self.configure(source, "refused/build", "--fresh", succeeds=False))
+
+    def test_brings_all_that_belongs_to_it(self):
+        self.assertIn("0.8.6", self.run_program(self.prefix / "bin/oqsdk-server", "--version"))
+        bundle = self.prefix / "share/oqsdk/OQSDK.bundle"
+        ours = ROOT / "resources/OQSDK.bundle"
+        self.assertEqual(sorted(path.name for path in bundle.iterdir()), sorted(path.name for path in ours.iterdir()))
+        for header in (ROOT / "include").rglob("*.h"):
+            self.assertTrue((self.prefix / header.relative_to(ROOT)).is_file(), header)
+
+
+if __name__ == "__main__":
+    unittest.main()
