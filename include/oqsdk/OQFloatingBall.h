@@ -18,7 +18,7 @@ namespace oq {
 /// in order.
 class OQSDK_EXPORT OQFloatingBall {
  public:
-  using Callback = std::function<void(std::int64_t index)>;
+  using Callback = std::function<void(std::int64_t index)>;  ///< Gets 0, 1 or 2.
 
   /// Shows the ball above everything in the key window, resting at the nearer side.
   static void show();

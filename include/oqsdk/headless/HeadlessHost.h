@@ -94,13 +94,13 @@ class OQSDK_EXPORT HeadlessHost {
   /// Whether the application is in the foreground.
   void setActive(bool active);
 
-  /// What is painted at a place, in points; white outside the screen.
-  /// The web pages that the library has open, oldest first.
+  /// The web pages that the library has open, oldest first. They are not painted: there is no engine to do it, and the
+  /// caller plays its part.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
   /// Plays a host that cannot show web pages, for this reason, from now on; "" ends that. Pages that are open stay.
   void refusePages(const std::string& reason);
 
-  Pixel pixelAt(double x, double y);
+  Pixel pixelAt(double x, double y);  ///< What is painted at a place, in points; white outside the screen.
   /// The screen as it is now. False when the file cannot be written.
   bool writePng(const std::filesystem::path& file);
 

@@ -35,25 +35,25 @@ class OQSDK_EXPORT HeadlessPage {
   /// Dialogs that scripts wait for.
   int openDialogs() const;
 
-  /// The load that was asked for last begins, or one of the page's own.
+  /// The load that was asked for last begins.
   void start();
-  void start(const std::string& url);
-  void progress(double progress);
-  void commit();
+  void start(const std::string& url);  ///< A load of the page's own begins.
+  void progress(double progress);  ///< How much is loaded, 0 to 1.
+  void commit();  ///< The first bytes are there, and the page is what they make of it.
   /// What "document.title" answers from now on.
   void finish(const std::string& title);
   /// Before the commit; `code` is one of URLErrorCode's, -1009 for instance.
   void fail(int code, const std::string& description);
   /// After the commit.
   void failLater(int code, const std::string& description);
-  void crash();
+  void crash();  ///< The process that shows the page ends.
   /// A server answered; whether the library lets it be shown.
   bool respond(int statusCode, const std::string& mimeType);
   /// A script calls window.webkit.messageHandlers.HANDLER.postMessage() with this JSON.
   void post(const std::string& handler, const std::string& json);
-  void alert(const std::string& message);
-  void confirm(const std::string& message);
-  void prompt(const std::string& message, const std::string& defaultText);
+  void alert(const std::string& message);  ///< A script calls alert().
+  void confirm(const std::string& message);  ///< A script calls confirm().
+  void prompt(const std::string& message, const std::string& defaultText);  ///< A script calls prompt().
   /// The user pulls the page down beyond its top.
   void pullDown();
 
