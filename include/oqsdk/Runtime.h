@@ -11,9 +11,9 @@
 
 #include "oqsdk/Export.h"
 
-/// Classes by name, with methods that are found when they are called. A method is reached by sending its selector, so
-/// that replacing its implementation changes what runs, for every caller. A host registers the class whose methods
-/// the library is to observe:
+/// \file
+/// Classes by name, with methods that are found when they are called: a method is reached by sending its selector, so
+/// replacing its implementation changes what runs. A host registers the class whose methods the library is to observe:
 ///
 ///     class TorvelinSDK : public oq::Object {
 ///       OQ_CLASS(TorvelinSDK)
