@@ -8,6 +8,10 @@ namespace oq::gtk {
 
 namespace {
 
+/// What is longer than this in one direction, in points, is not kept whole: it would not fit into a texture,
+/// and takes longer to go through than the part that shows takes to draw.
+constexpr double longest = 4096;
+
 struct NodeCache : LayerContent::Cache {
   explicit NodeCache(GskRenderNode* recorded) : node(recorded) {}
   ~NodeCache() override { gsk_render_node_unref(node); }
@@ -51,8 +55,25 @@ GskRenderNode* nodeOf(LayerContent& content) {
 
 }  // namespace
 
+double SnapshotPainter::snapped(double value, double origin) const {
+  return std::round((origin + value) * _scale) / _scale - origin;
+}
+
+/// Both edges go to the nearest pixel, so that neighbours still meet; a hairline that would vanish stays as
+/// it is.
+CGRect SnapshotPainter::snapped(CGRect rect) const {
+  double left = snapped(rect.minX(), _origin.x), top = snapped(rect.minY(), _origin.y);
+  double right = snapped(rect.maxX(), _origin.x), bottom = snapped(rect.maxY(), _origin.y);
+  CGRect whole = CGRectMake(left, top, right - left, bottom - top);
+  return whole.isEmpty() ? rect : whole;
+}
+
+CGRect SnapshotPainter::visible() const {
+  return {{_visible.minX() - _origin.x, _visible.minY() - _origin.y}, _visible.size};
+}
+
 void SnapshotPainter::pushTranslation(double x, double y) {
-  _pushes.push_back({true, _origin});
+  push(true);
   _origin = {_origin.x + x, _origin.y + y};
   gtk_snapshot_save(_snapshot);
   graphene_point_t offset{toFloat(x), toFloat(y)};
@@ -60,18 +81,19 @@ void SnapshotPainter::pushTranslation(double x, double y) {
 }
 
 void SnapshotPainter::pushClip(CGRect rect, double cornerRadius) {
-  _pushes.push_back({false, _origin});
+  push(false);
+  _visible = _visible.intersection({{_origin.x + rect.minX(), _origin.y + rect.minY()}, rect.size});
   if (cornerRadius > 0) {
     GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
     gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
     return;
   }
-  graphene_rect_t bounds = toRect(rect);
+  graphene_rect_t bounds = toRect(snapped(rect));
   gtk_snapshot_push_clip(_snapshot, &bounds);
 }
 
 void SnapshotPainter::pushOpacity(double opacity) {
-  _pushes.push_back({false, _origin});
+  push(false);
   gtk_snapshot_push_opacity(_snapshot, opacity);
 }
 
@@ -80,6 +102,7 @@ void SnapshotPainter::pop() {
   Push last = _pushes.back();
   _pushes.pop_back();
   _origin = last.origin;
+  _visible = last.visible;
   if (last.isTranslation) {
     gtk_snapshot_restore(_snapshot);
   } else {
@@ -90,7 +113,7 @@ void SnapshotPainter::pop() {
 void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
   if (rect.isEmpty() || colour.alpha <= 0) return;
   GdkRGBA rgba = toRgba(colour);
-  graphene_rect_t bounds = toRect(rect);
+  graphene_rect_t bounds = toRect(cornerRadius > 0 ? rect : snapped(rect));
   if (cornerRadius <= 0) return gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
   GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
   gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
@@ -108,13 +131,14 @@ void SnapshotPainter::content(LayerContent& content, CGRect destination, double 
 void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   CGSize size = content.size();
   if (destination.isEmpty() || size.width <= 0 || size.height <= 0) return;
+  bool scaled = destination.size != size;
+  if (!scaled && std::max(size.width, size.height) > longest) return appendPart(content, destination.origin);
   GskRenderNode* node = nodeOf(content);
   // A content in its own size begins on a whole pixel: between two pixels its text would be blurred.
-  bool scaled = destination.size != size;
   double x = destination.minX(), y = destination.minY();
   if (!scaled) {
-    x = std::round((_origin.x + x) * _scale) / _scale - _origin.x;
-    y = std::round((_origin.y + y) * _scale) / _scale - _origin.y;
+    x = snapped(x, _origin.x);
+    y = snapped(y, _origin.y);
   }
   gtk_snapshot_save(_snapshot);
   graphene_point_t offset{toFloat(x), toFloat(y)};
@@ -125,6 +149,17 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   }
   gtk_snapshot_append_node(_snapshot, node);
   gtk_snapshot_restore(_snapshot);
+}
+
+/// Draws what can be seen of the content, anew in every frame.
+void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
+  CGRect part = CGRect{origin, content.size()}.intersection(visible());
+  if (part.isEmpty()) return;
+  graphene_rect_t bounds = toRect(snapped(part));
+  cairo_t* cr = gtk_snapshot_append_cairo(_snapshot, &bounds);
+  cairo_translate(cr, snapped(origin.x, _origin.x), snapped(origin.y, _origin.y));
+  content.draw(cr);
+  cairo_destroy(cr);
 }
 
 void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,

@@ -9,11 +9,14 @@
 namespace oq::gtk {
 
 /// Paints into a GtkSnapshot, in points. A content is recorded as a render node once and appended again in
-/// every frame that shows it, so that GTK can keep what it made of the node. Lives for one snapshot.
+/// every frame that shows it, so that GTK can keep what it made of the node. Straight edges, and contents in
+/// their own size, are put on whole pixels. Lives for one snapshot.
 class SnapshotPainter : public Painter {
  public:
-  /// `snapshot` is borrowed; `scale` is the number of pixels a point.
-  SnapshotPainter(GtkSnapshot* snapshot, double scale) : _snapshot(snapshot), _scale(scale) {}
+  /// `snapshot` is borrowed; `scale` is the number of pixels a point; `visible` is what can be seen of the
+  /// snapshot.
+  SnapshotPainter(GtkSnapshot* snapshot, double scale, CGRect visible)
+      : _snapshot(snapshot), _scale(scale), _visible(visible) {}
 
   void pushTranslation(double x, double y) override;
   void pushClip(CGRect rect, double cornerRadius) override;
@@ -29,12 +32,20 @@ class SnapshotPainter : public Painter {
   struct Push {
     bool isTranslation;
     CGPoint origin;  ///< before the push
+    CGRect visible;
   };
+  void push(bool isTranslation) { _pushes.push_back({isTranslation, _origin, _visible}); }
+  double snapped(double value, double origin) const;
+  CGRect snapped(CGRect rect) const;
+  /// In the current coordinates.
+  CGRect visible() const;
   void appendContent(LayerContent& content, CGRect destination);
+  void appendPart(LayerContent& content, CGPoint origin);
 
   GtkSnapshot* _snapshot;
   double _scale;
   CGPoint _origin;  ///< of the current coordinates, in the snapshot's
+  CGRect _visible;  ///< in the snapshot's coordinates
   std::vector<Push> _pushes;
 };
 

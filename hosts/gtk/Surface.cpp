@@ -6,6 +6,7 @@
 #include "Host.h"
 #include "SnapshotPainter.h"
 #include "Stage.h"
+#include "StandIns.h"
 #include "UIKit/Animation.h"
 #include "UIKit/Painter.h"
 #include "UIKit/UIApplication.h"
@@ -17,8 +18,10 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
     : Glib::ObjectBase("OQSurface"), _host(std::move(host)), _scene(std::make_shared<UIScene>()) {
   set_name("oqsdk-surface");
   set_focusable(false);
+  keepFocusInDialogs();
   _stage = stageIn(width, height);
   _window = makeHostWindow({{}, _stage.size});
+  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
   _scene->addWindow(_window);
   _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
@@ -26,10 +29,13 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
+  signal_destroy().connect([this] { _standIns->clear(); });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   property_scale_factor().signal_changed().connect([this] {
     _host->stageChanged(*this);
+    // Pictures were scaled for other pixels.
+    _window->setNeedsDisplayInSubtree();
     queue_draw();
   });
 }
@@ -38,6 +44,7 @@ Surface::~Surface() {
   stopListening();
   hidden();
   disconnectScene();
+  _standIns.reset();
 }
 
 void Surface::connectScene() {
@@ -78,6 +85,7 @@ void Surface::shown() {
     _toplevel = nullptr;
   }
   updateActivation();
+  updateStandInsLater();
 }
 
 void Surface::hidden() {
@@ -105,6 +113,7 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
   layOut(width, height);
+  _standIns->allocate(_stage.origin);
 }
 
 void Surface::layOut(int width, int height) {
@@ -118,6 +127,31 @@ void Surface::layOut(int width, int height) {
 void Surface::treeChanged() {
   queue_draw();
   givePointerBackLater();
+  updateStandInsLater();
+}
+
+/// Once for whatever changes in one turn of the loop.
+void Surface::updateStandInsLater() {
+  if (_updatingStandIns) return;
+  _updatingStandIns = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _updatingStandIns = false;
+    if (get_mapped()) _standIns->update();
+  });
+}
+
+/// gtkmm has no virtual function for it. The class is that of surfaces alone.
+void Surface::keepFocusInDialogs() {
+  GtkWidgetClass* surfaces = GTK_WIDGET_GET_CLASS(gobj());
+  surfaces->focus = moveFocus;
+}
+
+/// The keyboard's focus stays inside a dialog, also when it comes to the end of a page in it.
+gboolean Surface::moveFocus(GtkWidget* widget, GtkDirectionType direction) {
+  if (GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction)) return TRUE;
+  auto* surface = dynamic_cast<Surface*>(Glib::wrap(widget));
+  return surface && surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
 }
 
 double Surface::frameTime() {
@@ -127,9 +161,9 @@ double Surface::frameTime() {
 }
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
-  double time = frameTime();
+  double time = frameTime(), width = get_width(), height = get_height();
   paintSurroundings(snapshot->gobj(), time);
-  SnapshotPainter painter(snapshot->gobj(), get_scale_factor());
+  SnapshotPainter painter(snapshot->gobj(), get_scale_factor(), {{}, {width, height}});
   bool wide = _stage.size.width < get_width();
   painter.pushTranslation(_stage.minX(), _stage.minY());
   if (wide) painter.pushClip({{}, _stage.size}, 0);
@@ -145,7 +179,7 @@ void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
 void Surface::paintSurroundings(GtkSnapshot* snapshot, double time) {
   double width = get_width(), height = get_height();
   if (_stage.size.width >= width) return;
-  SnapshotPainter painter(snapshot, get_scale_factor());
+  SnapshotPainter painter(snapshot, get_scale_factor(), {{}, {width, height}});
   UIColor colour = surroundingsColor(*_window, time);
   painter.fill(CGRectMake(0, 0, _stage.minX(), height), 0, colour);
   painter.fill(CGRectMake(_stage.maxX(), 0, width - _stage.maxX(), height), 0, colour);

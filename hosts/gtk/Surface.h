@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "CoreGraphics/Geometry.h"
 
@@ -16,6 +17,7 @@ class UIWindow;
 namespace oq::gtk {
 
 class Host;
+class StandIns;
 
 /// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
 /// It asks for no room, fills the overlay it lies in, and takes input only where a view of the library is.
@@ -57,6 +59,9 @@ class Surface : public Gtk::Widget {
   double frameTime();
   void paintSurroundings(GtkSnapshot* snapshot, double time);
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
+  void updateStandInsLater();
+  void keepFocusInDialogs();
+  static gboolean moveFocus(GtkWidget* widget, GtkDirectionType direction);
 
   // Input.
   void listen();
@@ -66,6 +71,9 @@ class Surface : public Gtk::Widget {
   bool handlePointer(GdkEvent* event, CGPoint point);
   bool handleTouch(GdkEvent* event, CGPoint point);
   bool handleScroll(GdkEvent* event, CGPoint point);
+  bool handleKey(GdkEvent* event);
+  void rememberScroll(GdkEvent* event, double dx, double dy);
+  void flingScrolled(GdkEvent* event, CGPoint point);
   bool locate(GdkEvent* event, CGPoint& point);
   bool covers(CGPoint point) const;
   bool isOnTopAt(CGPoint point);
@@ -84,6 +92,8 @@ class Surface : public Gtk::Widget {
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   bool _connected = false;
   CGRect _stage;
+  std::unique_ptr<StandIns> _standIns;
+  bool _updatingStandIns = false;
   GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
   gulong _stateHandler = 0;
   guint _tick = 0;
@@ -94,6 +104,10 @@ class Surface : public Gtk::Widget {
   std::map<GdkEventSequence*, int> _fingers;
   std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
   int _nextFinger = pointerTouch + 1;
+  struct Scrolled {
+    double time, dx, dy;  ///< seconds; points
+  };
+  std::vector<Scrolled> _scrolled;  ///< what a touchpad did lately
 };
 
 }  // namespace oq::gtk

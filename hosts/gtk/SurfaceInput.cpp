@@ -1,5 +1,8 @@
+#include <optional>
+
 #include "Dispatch/DispatchQueue.h"
 #include "Host.h"
+#include "StandIns.h"
 #include "Surface.h"
 #include "UIKit/UIWindow.h"
 
@@ -9,6 +12,46 @@ namespace {
 
 /// How far one notch of a wheel scrolls, in points.
 constexpr double wheelNotch = 60;
+/// How long what a touchpad did tells its speed, in seconds.
+constexpr double scrollMemory = 0.1;
+
+std::optional<UIKeyboardKey> keyFor(guint value) {
+  switch (value) {
+    case GDK_KEY_Tab:
+    case GDK_KEY_KP_Tab:
+      return UIKeyboardKey::Tab;
+    case GDK_KEY_ISO_Left_Tab:
+      return UIKeyboardKey::BackTab;
+    case GDK_KEY_Return:
+    case GDK_KEY_KP_Enter:
+    case GDK_KEY_ISO_Enter:
+    case GDK_KEY_space:
+    case GDK_KEY_KP_Space:
+      return UIKeyboardKey::Return;
+    case GDK_KEY_Escape:
+      return UIKeyboardKey::Escape;
+    case GDK_KEY_Up:
+    case GDK_KEY_KP_Up:
+      return UIKeyboardKey::Up;
+    case GDK_KEY_Down:
+    case GDK_KEY_KP_Down:
+      return UIKeyboardKey::Down;
+    case GDK_KEY_Page_Up:
+    case GDK_KEY_KP_Page_Up:
+      return UIKeyboardKey::PageUp;
+    case GDK_KEY_Page_Down:
+    case GDK_KEY_KP_Page_Down:
+      return UIKeyboardKey::PageDown;
+    case GDK_KEY_Home:
+    case GDK_KEY_KP_Home:
+      return UIKeyboardKey::Home;
+    case GDK_KEY_End:
+    case GDK_KEY_KP_End:
+      return UIKeyboardKey::End;
+    default:
+      return std::nullopt;
+  }
+}
 
 }  // namespace
 
@@ -97,6 +140,8 @@ bool Surface::handle(GdkEvent* event) {
       return locate(event, point) && handleTouch(event, point);
     case GDK_SCROLL:
       return locate(event, point) && handleScroll(event, point);
+    case GDK_KEY_PRESS:
+      return handleKey(event);
     case GDK_GRAB_BROKEN:
       cancelAllTouches();
       return false;
@@ -200,6 +245,11 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
       double unit = gdk_scroll_event_get_unit(event) == GDK_SCROLL_UNIT_WHEEL ? wheelNotch : 1;
       dx *= unit;
       dy *= unit;
+      if (gdk_scroll_event_is_stop(event)) {
+        flingScrolled(event, point);
+        return true;
+      }
+      rememberScroll(event, dx, dy);
       break;
     }
   }
@@ -207,6 +257,45 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
   window->scroll(inStage(point), dx, dy);
   // Used or not, what lies below a view of ours does not scroll.
   return true;
+}
+
+void Surface::rememberScroll(GdkEvent* event, double dx, double dy) {
+  double time = gdk_event_get_time(event) / 1e3;
+  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - scrollMemory; });
+  _scrolled.push_back({time, dx, dy});
+}
+
+/// The fingers have left the touchpad: what they scrolled rolls on.
+void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
+  double time = gdk_event_get_time(event) / 1e3;
+  auto scrolled = std::move(_scrolled);
+  _scrolled.clear();
+  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - scrollMemory; });
+  double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
+  if (elapsed <= 0) return;
+  double dx = 0, dy = 0;
+  for (const Scrolled& each : scrolled) {
+    dx += each.dx;
+    dy += each.dy;
+  }
+  auto window = _window;
+  window->fling(inStage(point), dx / elapsed, dy / elapsed);
+}
+
+/// While a dialog is on screen its keys are looked at before anything of the host's sees them; without one
+/// GTK knows what to do.
+bool Surface::handleKey(GdkEvent* event) {
+  GtkNative* native = gtk_widget_get_native(gobj());
+  if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
+  auto modifiers = gdk_event_get_modifier_state(event);
+  if (modifiers & (GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK)) return false;
+  auto key = keyFor(gdk_key_event_get_keyval(event));
+  if (!key || !_standIns->hasDialog()) return false;
+  // A page in the dialog has keys of its own, but no way to leave it.
+  if (!_standIns->hasKeyboard() && key != UIKeyboardKey::Escape) return false;
+  if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
+  auto window = _window;
+  return window->pressKey(*key);
 }
 
 bool Surface::begin(int identifier, CGPoint point) {

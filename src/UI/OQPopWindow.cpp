@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Bundle.h"
+#include "Foundation/Format.h"
 #include "UI/OQPopWindowFont.h"
 #include "UI/OQPopWindowMetrics.h"
 #include "UIKit/UIImage.h"
@@ -154,9 +155,13 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   return _closeBtn;
 }
 
+/// Also what the record calls a window that shows no title. The content of a page is no text.
 std::string OQPopWindow::accessibilityLabel() const {
-  for (const auto& label : {_titleLbl, _textLbl}) {
-    if (label && label->text() && !label->text()->empty()) return *label->text();
+  if (!_data) return kWindowName;
+  for (const auto& attribute : {_data->title(), _data->style() == 4 ? nullptr : _data->content()}) {
+    if (!attribute || attribute->text().is_null()) continue;
+    std::string text = descriptionOf(attribute->text());
+    if (text.find_first_not_of(" \t\r\n") != std::string::npos) return text;
   }
   return kWindowName;
 }

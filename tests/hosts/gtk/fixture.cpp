@@ -1,3 +1,4 @@
+#include <gtk/gtk.h>
 #include <gtkmm.h>
 
 #include <functional>
@@ -6,6 +7,7 @@
 #include <memory>
 #include <sstream>
 
+#include "UI/OQPopWindow.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UILabel.h"
 #include "UIKit/UIScreen.h"
@@ -20,6 +22,42 @@ namespace {
 
 void say(const std::string& line) {
   std::cout << line << std::endl;
+}
+
+/// A message with what `style` shows of it; `repeats` of its text.
+std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
+  std::string text;
+  for (int i = 0; i < repeats; ++i) text += "全场八折 off ";
+  auto data = std::make_shared<oq::OQWindowData>();
+  data->setModelWithDic({{"style", style},
+                         {"title", {{"text", "春季大促"}}},
+                         {"content", {{"text", text}}},
+                         {"buttonLeft", {{"text", "取消"}}},
+                         {"buttonRight", {{"text", "确定"}}}});
+  return data;
+}
+
+std::string roleOf(GtkWidget* widget) {
+  switch (gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget))) {
+    case GTK_ACCESSIBLE_ROLE_DIALOG:
+      return "dialog";
+    case GTK_ACCESSIBLE_ROLE_HEADING:
+      return "heading";
+    case GTK_ACCESSIBLE_ROLE_LABEL:
+      return "text";
+    case GTK_ACCESSIBLE_ROLE_BUTTON:
+      return "button";
+    default:
+      return "other";
+  }
+}
+
+std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
+  // Asked whether it is something that it never is, GTK tells what it is.
+  char* value = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), property, "\001");
+  std::string text = value ? value : "";
+  g_free(value);
+  return text;
 }
 
 /// Tells of its touches.
@@ -49,6 +87,12 @@ class Fixture {
     _commands = {
         {"view", [this](auto& in) { addView(in); }},
         {"text", [this](auto&) { addText(); }},
+        {"pop", [this](auto& in) { pop(in); }},
+        {"a11y", [this](auto&) { tellAccessible(GTK_WIDGET(_window->gobj())); }},
+        {"focus",
+         [this](auto&) {
+           _window->get_focus() ? say("focus " + _window->get_focus()->get_name()) : say("no focus");
+         }},
         {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
@@ -119,6 +163,25 @@ class Fixture {
     label->setFrame(oq::CGRectMake(0, 0, 100, 40));
     label->setText("text");
     _view->addSubview(label);
+  }
+
+  void pop(std::istream& in) {
+    int style = 0, repeats = 1;
+    in >> style >> repeats;
+    auto window = oq::makeMainObject<oq::OQPopWindow>();
+    window->popWithData(message(style, repeats),
+                        [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
+  }
+
+  /// What GTK tells of the widgets that stand for views.
+  void tellAccessible(GtkWidget* widget) {
+    if (std::string(gtk_widget_get_css_name(widget)) == "oqsdk-stand-in") {
+      std::string line = roleOf(widget) + " " + propertyOf(widget, GTK_ACCESSIBLE_PROPERTY_LABEL);
+      if (roleOf(widget) == "dialog") line += " | " + propertyOf(widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION);
+      say(line + (gtk_widget_is_focus(widget) ? " *" : ""));
+    }
+    for (auto* child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child))
+      tellAccessible(child);
   }
 
   void addFilling() {

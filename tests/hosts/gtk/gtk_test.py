@@ -39,7 +39,7 @@ class Fixture:
 
     def __init__(self, width=400, height=700, *more):
         self.home = tempfile.TemporaryDirectory()
-        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="none",
+        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
                            GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
         self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -233,6 +233,63 @@ class GtkHost(unittest.TestCase):
         fixture.do("animate 30")
         fixture.do("hide")
         fixture.do_until("remove", "completed 0")
+
+    def key(self, fixture, name):
+        """What is told of the views afterwards."""
+        pointer("key", name)
+        fixture.quiet_frames()
+        return [line for line in fixture.do("a11y") if not line.startswith(("code", "host"))]
+
+    def test_a_message_is_a_dialog_that_the_keyboard_can_use(self):
+        fixture = self.start()
+        click(150, 150)
+        fixture.await_line("host clicked")
+        fixture.do_until("pop 3", "code 1")
+        fixture.quiet_frames()
+        heard = ["dialog 春季大促 | 全场八折 off ", "heading 春季大促", "text 全场八折 off ", "button 取消", "button 确定"]
+
+        def focused(at):
+            return [line + " *" if index == at else line for index, line in enumerate(heard)]
+
+        self.assertEqual(fixture.do("a11y"), focused(0))
+        for name, at in (("Tab", 3), ("Tab", 4), ("Tab", 3), ("shift+Tab", 4), ("Escape", 4)):
+            self.assertEqual(self.key(fixture, name), focused(at), name)
+        # Return goes where the focus is, once; afterwards the keyboard is the host's again.
+        pointer("key", "Return")
+        self.assertEqual(fixture.await_line("code"), ["code 5"])
+        self.assertEqual(self.key(fixture, "Return"), [])
+        self.assertIn("host clicked", fixture.lines[-20:])
+        fixture.do_until("pop 1", "code 1")
+        fixture.quiet_frames()
+        self.assertEqual(fixture.do("a11y"), ["dialog 春季大促 | undefined *", "button 图片", "button 关闭"])
+        pointer("key", "Escape")
+        self.assertEqual(fixture.await_line("code"), ["code 3"])
+
+    def test_whatever_happens_to_the_window_while_a_message_opens_it_reports(self):
+        fixture = self.start()
+        for command in ("hide", "show", "resize 350 600", "resize 900 600", "close"):
+            with self.subTest(command):
+                fixture.do("pop 2")
+                fixture.do(command)
+                if "code 1" not in fixture.lines[-4:]:
+                    fixture.await_line("code 1")
+
+    def test_an_endless_text_shows_and_scrolls(self):
+        fixture = self.start()
+        fixture.do_until("pop 3 8000", "code 1")
+        fixture.quiet_frames()
+
+        def body():
+            shot = ["import", "-window", "root", "-crop", "280x200+60+250", "-depth", "8", "rgb:-"]
+            return subprocess.run(shot, env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT,
+                                  stdout=subprocess.PIPE).stdout
+
+        before = body()
+        self.assertGreater(len(set(before)), 20, "no text to be seen")
+        pointer("mousemove", 200, 350, "click", 5)
+        fixture.quiet_frames()
+        self.assertNotEqual(body(), before)
+        self.assertGreater(len(set(body())), 20)
 
     def test_a_closed_window_leaves_nothing(self):
         fixture = self.start()

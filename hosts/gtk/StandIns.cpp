@@ -1,0 +1,268 @@
+#include "StandIns.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "UIKit/Accessibility.h"
+#include "UIKit/UIWindow.h"
+
+namespace oq::gtk {
+
+namespace {
+
+constexpr std::size_t longestDescription = 2000;  // bytes
+
+GtkAccessibleRole roleOf(const UIView& view) {
+  UIAccessibilityTraits traits = view.accessibilityTraits();
+  if (traits & UIAccessibilityTraitButton) return GTK_ACCESSIBLE_ROLE_BUTTON;
+  if (traits & UIAccessibilityTraitLink) return GTK_ACCESSIBLE_ROLE_LINK;
+  if (traits & UIAccessibilityTraitHeader) return GTK_ACCESSIBLE_ROLE_HEADING;
+  return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
+}
+
+CGRect frameInWindow(const UIView& view) {
+  CGRect bounds = view.bounds();
+  return {view.convertPointToWindow(bounds.origin), bounds.size};
+}
+
+void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {
+  std::unique_ptr<char, void (*)(void*)> valid(
+      g_utf8_make_valid(value.data(), static_cast<gssize>(value.size())), g_free);
+  gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
+}
+
+/// An exception must not unwind through GTK's own frames.
+template <class Run>
+void guarded(Run&& run) {
+  try {
+    run();
+  } catch (const std::exception& failure) {
+    g_printerr("%s\n", failure.what());
+  }
+}
+
+}  // namespace
+
+StandIns::StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window)
+    : _surface(surface), _window(std::move(window)) {}
+
+StandIns::~StandIns() {
+  if (_focusBefore)
+    g_object_remove_weak_pointer(G_OBJECT(_focusBefore), reinterpret_cast<gpointer*>(&_focusBefore));
+  clear();
+}
+
+void StandIns::clear() {
+  for (auto& [view, standIn] : _elements) remove(standIn);
+  _elements.clear();
+  remove(_dialog);
+}
+
+/// A style name that no theme knows keeps a theme's paddings and smallest sizes away.
+GtkWidget* StandIns::make(GtkAccessibleRole role, bool focusable) {
+  GType type = focusable && role != GTK_ACCESSIBLE_ROLE_DIALOG ? GTK_TYPE_BUTTON : GTK_TYPE_BOX;
+  auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role,
+                                         "can-target", FALSE, "focusable", focusable, nullptr));
+  gtk_widget_set_layout_manager(widget, nullptr);
+  return widget;
+}
+
+void StandIns::remove(StandIn& standIn) {
+  if (!standIn.widget) return;
+  g_signal_handlers_disconnect_by_data(standIn.widget, this);
+  gtk_widget_unparent(standIn.widget);
+  standIn.widget = nullptr;
+}
+
+void StandIns::update() {
+  auto dialog = frontmostDialog(*_window);
+  auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
+  setDialog(dialog);
+  setElements(elements);
+  if (dialog) describeDialog(elements);
+  followFocus();
+  if (_changed) gtk_widget_queue_allocate(_surface);
+}
+
+void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
+  if (_dialog.view.lock() == view && (_dialog.widget != nullptr) == (view != nullptr)) return;
+  bool hadDialog = _dialog.widget != nullptr;
+  if (!hadDialog && view) {
+    _focusBefore = focus();
+    if (_focusBefore)
+      g_object_add_weak_pointer(G_OBJECT(_focusBefore), reinterpret_cast<gpointer*>(&_focusBefore));
+  }
+  bool hadFocus = isOurs(focus());
+  // The parts of another dialog have another parent.
+  clear();
+  _dialog = {};
+  _description.clear();
+  if (view) {
+    _dialog.widget = make(GTK_ACCESSIBLE_ROLE_DIALOG, true);
+    _dialog.view = view;
+    gtk_widget_set_parent(_dialog.widget, _surface);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
+    _changed = true;
+    describe(_dialog, *view);
+    gtk_widget_grab_focus(_dialog.widget);
+  } else if (_focusBefore) {
+    GtkWidget* before = _focusBefore;
+    g_object_remove_weak_pointer(G_OBJECT(before), reinterpret_cast<gpointer*>(&_focusBefore));
+    _focusBefore = nullptr;
+    bool isStillThere = gtk_widget_get_root(before) == gtk_widget_get_root(_surface);
+    if (hadFocus && isStillThere) gtk_widget_grab_focus(before);
+  }
+}
+
+void StandIns::setElements(const std::vector<std::shared_ptr<UIView>>& elements) {
+  for (auto entry = _elements.begin(); entry != _elements.end();) {
+    StandIn& standIn = entry->second;
+    auto view = standIn.view.lock();
+    bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
+                 standIn.role == roleOf(*view);
+    if (!stays) remove(standIn);
+    entry = stays ? std::next(entry) : _elements.erase(entry);
+  }
+  GtkWidget* parent = _dialog.widget ? _dialog.widget : _surface;
+  GtkWidget* previous = nullptr;
+  for (const auto& view : elements) {
+    StandIn& standIn = _elements[view.get()];
+    if (!standIn.widget) {
+      standIn.role = roleOf(*view);
+      standIn.view = view;
+      standIn.widget = make(standIn.role, standIn.role == GTK_ACCESSIBLE_ROLE_BUTTON ||
+                                              standIn.role == GTK_ACCESSIBLE_ROLE_LINK);
+      gtk_widget_set_parent(standIn.widget, parent);
+      _changed = true;
+      if (GTK_IS_BUTTON(standIn.widget)) {
+        g_signal_connect(standIn.widget, "clicked", G_CALLBACK(clicked), this);
+        GtkEventController* watch = gtk_event_controller_focus_new();
+        g_signal_connect(watch, "enter", G_CALLBACK(entered), this);
+        g_signal_connect(watch, "leave", G_CALLBACK(left), this);
+        gtk_widget_add_controller(standIn.widget, watch);
+      }
+    }
+    describe(standIn, *view);
+    if (gtk_widget_get_prev_sibling(standIn.widget) != previous)
+      gtk_widget_insert_after(standIn.widget, parent, previous);
+    previous = standIn.widget;
+  }
+}
+
+void StandIns::describe(StandIn& standIn, const UIView& view) {
+  std::string name = view.accessibilityLabel();
+  if (name != standIn.name) setProperty(standIn.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, name);
+  standIn.name = std::move(name);
+  gtk_widget_set_sensitive(standIn.widget, !(view.accessibilityTraits() & UIAccessibilityTraitNotEnabled));
+  CGRect frame = frameInWindow(view);
+  if (frame != standIn.frame) _changed = true;
+  standIn.frame = frame;
+}
+
+/// What the dialog says, told with its name as soon as it comes up.
+void StandIns::describeDialog(const std::vector<std::shared_ptr<UIView>>& elements) {
+  std::string text;
+  for (const auto& view : elements) {
+    bool isText = roleOf(*view) == GTK_ACCESSIBLE_ROLE_LABEL;
+    if (!isText || view->accessibilityLabel() == _dialog.name) continue;
+    if (!text.empty()) text += '\n';
+    text += view->accessibilityLabel();
+  }
+  if (text.size() > longestDescription) {
+    const char* end = g_utf8_find_prev_char(text.data(), text.data() + longestDescription);
+    text.resize(end ? static_cast<std::size_t>(end - text.data()) : 0);
+  }
+  if (text == _description) return;
+  _description = text;
+  setProperty(_dialog.widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, text);
+}
+
+GtkWidget* StandIns::focus() const {
+  GtkRoot* root = gtk_widget_get_root(_surface);
+  return root ? gtk_root_get_focus(root) : nullptr;
+}
+
+bool StandIns::isOurs(GtkWidget* widget) const {
+  if (!widget) return false;
+  return widget == _dialog.widget ||
+         std::any_of(_elements.begin(), _elements.end(),
+                     [widget](const auto& entry) { return entry.second.widget == widget; });
+}
+
+std::shared_ptr<UIView> StandIns::viewOf(GtkWidget* widget) const {
+  for (const auto& [view, standIn] : _elements) {
+    if (standIn.widget == widget) return standIn.view.lock();
+  }
+  return nullptr;
+}
+
+/// GTK's focus goes where the window's is.
+void StandIns::followFocus() {
+  auto focused = _window->focusedView();
+  auto found = _elements.find(focused.get());
+  if (found != _elements.end()) {
+    if (focus() != found->second.widget) gtk_widget_grab_focus(found->second.widget);
+  } else if (_dialog.widget && (!focus() || isOurs(focus()))) {
+    if (focus() != _dialog.widget) gtk_widget_grab_focus(_dialog.widget);
+  }
+}
+
+bool StandIns::hasKeyboard() const {
+  GtkWidget* focused = focus();
+  bool isElsewhereInside =
+      focused && focused != _surface && !isOurs(focused) && gtk_widget_is_ancestor(focused, _surface);
+  return hasDialog() && !isElsewhereInside;
+}
+
+bool StandIns::takeFocus(bool first) {
+  if (!hasDialog()) return false;
+  _window->setFocusedView(nullptr);
+  _window->pressKey(first ? UIKeyboardKey::Tab : UIKeyboardKey::BackTab);
+  auto found = _elements.find(_window->focusedView().get());
+  return gtk_widget_grab_focus(found == _elements.end() ? _dialog.widget : found->second.widget);
+}
+
+void StandIns::clicked(GtkButton* button, gpointer self) {
+  guarded([&] {
+    auto* standIns = static_cast<StandIns*>(self);
+    auto window = standIns->_window;
+    window->setFocusedView(standIns->viewOf(GTK_WIDGET(button)));
+    window->pressKey(UIKeyboardKey::Return);
+  });
+}
+
+void StandIns::entered(GtkEventControllerFocus* controller, gpointer self) {
+  auto* standIns = static_cast<StandIns*>(self);
+  GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
+  guarded([&] { standIns->_window->setFocusedView(standIns->viewOf(widget)); });
+}
+
+void StandIns::left(GtkEventControllerFocus* controller, gpointer self) {
+  auto* standIns = static_cast<StandIns*>(self);
+  GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
+  guarded([&] {
+    auto view = standIns->viewOf(widget);
+    if (view && standIns->_window->focusedView() == view) standIns->_window->setFocusedView(nullptr);
+  });
+}
+
+void StandIns::allocate(CGPoint stage) {
+  _changed = false;
+  if (_dialog.widget) place(_dialog, {-stage.x, -stage.y});
+  CGPoint origin = _dialog.widget ? _dialog.frame.origin : CGPoint{-stage.x, -stage.y};
+  for (const auto& [view, standIn] : _elements) place(standIn, origin);
+}
+
+/// `origin`: where the parent begins, in the window.
+void StandIns::place(const StandIn& standIn, CGPoint origin) const {
+  // GTK wants to be asked before it is told.
+  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
+  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
+  auto whole = [](double value) { return static_cast<int>(std::lround(std::clamp(value, -1e6, 1e6))); };
+  const CGRect& frame = standIn.frame;
+  GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
+                           whole(frame.size.width), whole(frame.size.height)};
+  gtk_widget_size_allocate(standIn.widget, &allocation, -1);
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+class UIView;
+class UIWindow;
+}  // namespace oq
+
+namespace oq::gtk {
+
+/// Widgets without looks that stand for painted views, since GTK tells assistive technology of widgets only:
+/// a dialog around its parts, texts, and buttons that can be focused and pressed. They are children of the
+/// surface, which gives them their place and paints none of them; the pointer goes through them. Main thread
+/// only.
+class StandIns {
+ public:
+  StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window);
+  ~StandIns();
+  StandIns(const StandIns&) = delete;
+  StandIns& operator=(const StandIns&) = delete;
+
+  /// Makes them those of what the window shows now. A dialog that has come up takes the keyboard's focus;
+  /// when it has gone, the focus goes back to where it was.
+  void update();
+  /// Gives each the place of its view; `stage` is where the window begins in the surface.
+  void allocate(CGPoint stage);
+  /// A dialog is on screen, and the keyboard is its own: not in something that the surface shows otherwise.
+  bool hasKeyboard() const;
+  bool hasDialog() const { return _dialog.widget != nullptr; }
+  /// The keyboard's focus, from whatever the surface shows otherwise, to the first or the last of the
+  /// dialog's parts.
+  bool takeFocus(bool first);
+  /// Takes all away; for a surface that goes.
+  void clear();
+
+ private:
+  struct StandIn {
+    GtkWidget* widget = nullptr;
+    std::weak_ptr<UIView> view;
+    GtkAccessibleRole role = GTK_ACCESSIBLE_ROLE_GROUP;
+    std::string name;
+    CGRect frame;
+  };
+  static GtkWidget* make(GtkAccessibleRole role, bool focusable);
+  static void clicked(GtkButton* button, gpointer self);
+  static void entered(GtkEventControllerFocus* controller, gpointer self);
+  static void left(GtkEventControllerFocus* controller, gpointer self);
+  std::shared_ptr<UIView> viewOf(GtkWidget* widget) const;
+  void setDialog(const std::shared_ptr<UIView>& view);
+  void setElements(const std::vector<std::shared_ptr<UIView>>& elements);
+  void describe(StandIn& standIn, const UIView& view);
+  void describeDialog(const std::vector<std::shared_ptr<UIView>>& elements);
+  void remove(StandIn& standIn);
+  void followFocus();
+  GtkWidget* focus() const;
+  bool isOurs(GtkWidget* widget) const;
+  void place(const StandIn& standIn, CGPoint origin) const;
+
+  GtkWidget* const _surface;
+  const std::shared_ptr<UIWindow> _window;
+  StandIn _dialog;
+  std::string _description;
+  std::map<const UIView*, StandIn> _elements;
+  GtkWidget* _focusBefore = nullptr;  ///< where the focus was before the dialog; known weakly
+  bool _changed = false;              ///< something has to be given another place
+};
+
+}  // namespace oq::gtk
