@@ -10,7 +10,8 @@
 namespace oq {
 
 /// What a page and whoever plays its engine share.
-class HeadlessPage::Impl {
+// The class around it is exported, and this would be with it.
+class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
  public:
   WebPageSettings settings;
   WebPageClient* client = nullptr;  ///< nullptr once the page is closed

@@ -8,15 +8,13 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PARTS_OF_CLASSES = re.compile(r"(typeinfo|typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable) (for|to) ")
 CLASS = re.compile(r"^\s*(?:class|struct) OQSDK_EXPORT (\w+)", re.MULTILINE)
+INNER = re.compile(r"^\s+class (\w+);", re.MULTILINE)  # declared inside a class, and known to the library alone
 OTHER = re.compile(r"^\s*OQSDK_EXPORT [^(;]*?(\w+)(?:\(|\[|;)", re.MULTILINE)
 
 
-def marked(headers):
-    names = set()
-    for header in headers:
-        text = header.read_text(encoding="utf-8")
-        names |= set(CLASS.findall(text)) | set(OTHER.findall(text))
-    return names
+def found(headers, *patterns):
+    texts = [header.read_text(encoding="utf-8") for header in headers]
+    return {name for text in texts for pattern in patterns for name in pattern.findall(text)}
 
 
 def symbols(library):
@@ -31,13 +29,15 @@ def symbols(library):
         yield re.split(r"[(\[]", name)[0], version.lstrip("@")
 
 
-def check(library, public, private):
+def check(library, public, inner, private):
     problems, seen, count = [], set(), 0
     for name, version in symbols(library):
         count += 1
         words = set(name.split("::")[1:])
         if not name.startswith("oq::"):
             problems.append(f"{name}: not ours")
+        elif words & inner:
+            problems.append(f"{name}: of no use to others")
         elif words & public:
             seen |= words & public
             if not re.fullmatch(r"OQSDK_\d+", version):
@@ -52,13 +52,14 @@ def check(library, public, private):
 
 
 def main():
-    private = marked((ROOT / "platform").rglob("*.h"))
+    private = found((ROOT / "platform").rglob("*.h"), CLASS, OTHER)
     problems = []
     for argument in sys.argv[1:]:
         library, folder = argument.split("=")
-        public = marked((ROOT / "include/oqsdk" / folder).glob("*.h"))
+        headers = list((ROOT / "include/oqsdk" / folder).glob("*.h"))
+        public = found(headers, CLASS, OTHER)
         assert public, folder
-        problems += check(library, public, private)
+        problems += check(library, public, found(headers, INNER), private)
     print(*problems, sep="\n")
     sys.exit(1 if problems or len(sys.argv) < 2 else 0)
 
