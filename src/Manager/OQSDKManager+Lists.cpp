@@ -96,14 +96,15 @@ void OQSDKManager::getListData() {
   const Session session = _session();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
   getSubscribeList();
-
-  std::unique_lock turn(_dailyFetchMutex, std::try_to_lock);
-  if (!turn || wasFetchedToday()) return;
-  getInAppList();
-  // Stored when the request is sent, whatever becomes of it: a failed fetch is not repeated on the same day.
-  auto defaults = UserDefaults::standardUserDefaults();
-  defaults->setObject(currentDate(), lastUpdateKey);
-  defaults->synchronize();
+  _dailyFetches.run([self = shared_from_this()] {
+    if (wasFetchedToday()) return;
+    self->getInAppList();
+    // Stored when the request is sent, whatever becomes of it: a failed fetch is not repeated on the same
+    // day.
+    auto defaults = UserDefaults::standardUserDefaults();
+    defaults->setObject(currentDate(), lastUpdateKey);
+    defaults->synchronize();
+  });
 }
 
 Value OQSDKManager::_listRequestBody() const {
@@ -122,14 +123,21 @@ Value OQSDKManager::_listRequestBody() const {
           {"userId", session.userId.value_or("")}};
 }
 
+void OQSDKManager::_postForList(const std::string& path,
+                                void (OQSDKManager::*handle)(const std::optional<Value>& answer)) {
+  _post(path, _listRequestBody(), [handle](OQSDKManager& engine, std::optional<Value> answer) {
+    engine._listAnswers.run([self = engine.shared_from_this(), handle, answer = std::move(answer)] {
+      ((*self).*handle)(answer);
+    });
+  });
+}
+
 void OQSDKManager::getInAppList() {
-  _post("/push/sdk/in_app", _listRequestBody(),
-        [](OQSDKManager& engine, const auto& answer) { engine._handleInAppAnswer(answer); });
+  _postForList("/push/sdk/in_app", &OQSDKManager::_handleInAppAnswer);
 }
 
 void OQSDKManager::getSubscribeList() {
-  _post("/push/sdk/event/subscribe", _listRequestBody(),
-        [](OQSDKManager& engine, const auto& answer) { engine._handleSubscribeAnswer(answer); });
+  _postForList("/push/sdk/event/subscribe", &OQSDKManager::_handleSubscribeAnswer);
 }
 
 void OQSDKManager::_handleInAppAnswer(const std::optional<Value>& answer) {
@@ -142,7 +150,6 @@ void OQSDKManager::_handleInAppAnswer(const std::optional<Value>& answer) {
 }
 
 OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
-  std::lock_guard answerLock(_answerMutex);
   OQRecordTree& scratch = OQRecordTree::defaultTree();
   scratch.removeAllTreeNodes();
   Windows windows;
@@ -179,7 +186,6 @@ void OQSDKManager::_handleSubscribeAnswer(const std::optional<Value>& answer) {
 }
 
 OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
-  std::lock_guard answerLock(_answerMutex);
   // Subscriptions are never shown: no records, no pictures.
   Windows windows;
   windows.reserve(records.size());

@@ -142,8 +142,10 @@ void OQSDKManager::setPageName(std::optional<std::string> pageName) {
 }
 
 std::shared_ptr<OQNetwork> OQSDKManager::network() {
+  if (auto known = _field(&Session::network)) return known;
+  auto made = OQNetwork::randomNetwork();
   std::lock_guard lock(_sessionMutex);
-  if (!_fields.network) _fields.network = OQNetwork::randomNetwork();
+  if (!_fields.network) _fields.network = std::move(made);
   return _fields.network;
 }
 void OQSDKManager::setNetwork(std::shared_ptr<OQNetwork> network) {

@@ -12,6 +12,7 @@
 #include "Foundation/Snapshot.h"
 #include "Manager/OQCampaignList.h"
 #include "Manager/OQDecisionLog.h"
+#include "Manager/OQTurns.h"
 #include "Network/OQNetwork.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
@@ -165,7 +166,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
     std::optional<std::string> pageName;
     std::shared_ptr<OQNetwork> network;
   };
-  using AnswerHandler = std::function<void(OQSDKManager& engine, const std::optional<Value>& answer)>;
+  using AnswerHandler = std::function<void(OQSDKManager& engine, std::optional<Value> answer)>;
 
   Session _session() const;
   template <class Field>
@@ -178,6 +179,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Posts the body with a client of its own. The handler gets the parsed answer of status 200, or nullopt
   /// for what is not JSON; it is not called for anything else, nor once the engine is gone.
   void _post(const std::string& path, const Value& body, AnswerHandler handler);
+  /// The same for a list; the answers of all lists are handled one after the other.
+  void _postForList(const std::string& path,
+                    void (OQSDKManager::*handle)(const std::optional<Value>& answer));
   /// Whether the answer is a dictionary with code 0; another code is logged.
   static bool _isSuccess(const std::optional<Value>& answer);
   Value _listRequestBody() const;
@@ -222,13 +226,11 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   mutable std::mutex _sessionMutex;
   Session _fields;
 
-  /// Taken by one login answer at a time while it decides whether today's list was fetched. Nobody ever waits
-  /// for it.
-  std::mutex _dailyFetchMutex;
-
-  /// Held by the handler of a list answer until the list is in force and on disk, so that two answers never
-  /// mix. The events that waited are replayed after it.
-  std::mutex _answerMutex;
+  /// One login answer at a time decides whether today's list was fetched.
+  OQTurns _dailyFetches;
+  /// One answer at a time is put in force and on disk, with the events that waited for it, so that two never
+  /// mix.
+  OQTurns _listAnswers;
 
   /// One step under it: the decision to show a window with the counting of it; the installation of a list
   /// with its merged records; the choice whether an event waits, and the taking of those that wait.
@@ -241,8 +243,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   OQDecisionLog _decisions;
 
-  /// Held while one of the three files is written. What is written is read inside it, so a later write never
-  /// holds older counts.
+  /// Held while one of the three files is written, and nothing but the file system is asked. What is written
+  /// is read inside it, so a later write never holds older counts.
   std::mutex _fileMutex;
 };
 
