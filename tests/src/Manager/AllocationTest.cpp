@@ -2,68 +2,59 @@
 
 #include <cstdlib>
 #include <new>
+#include <set>
 
-#include "Manager/OQCampaignList.h"
-#include "Manager/OQDecisionLog.h"
+#include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "support/EngineTest.h"
+#include "support/Faults.h"
 
 // The sanitizers bring operators of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
-namespace {
-thread_local std::size_t allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size ? size : 1)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-
 namespace oq::test {
 namespace {
 
-TEST(AllocationTest, MatchingAndNotingTheDecisionAllocateNothing) {
-  OQCampaignList::Windows windows;
+/// From the event to the decisions noted about it: matched, held against pre-conditions and records.
+TEST_F(EngineTest, AnEventThatShowsNoWindowAllocatesNothing) {
+  relaunch();
+  Array records;
   for (int i = 0; i < 200; ++i) {
+    const std::string name = "e" + std::to_string(i % 10);
     const Value awaited = i % 3 == 0 ? Value{{"xwhat", "e0"}} : Value();
-    windows.push_back(OQCampaignList::windowFrom(
-        campaign(std::to_string(i), "e" + std::to_string(i % 10),
-                 {{"preEvent", awaited},
-                  {"event",
-                   {{"xwhat", "e" + std::to_string(i % 10)},
-                    {"xcontext", {{"k" + std::to_string(i % 4), std::to_string(i % 5)}}}}}})));
+    records.push_back(campaign(
+        std::to_string(i), name,
+        {{"count", 0},
+         {"preEvent", awaited},
+         {"picture", nullptr},
+         {"event",
+          {{"xwhat", name}, {"xcontext", {{"k" + std::to_string(i % 4), std::to_string(i % 5)}}}}}}));
   }
-  const OQCampaignList list(windows);
-  std::vector<OQWindowEvent> events(13);
-  for (std::size_t i = 0; i < events.size(); ++i) {
+  records.push_back(campaign("1000", "e11", {{"preEvent", {{"xwhat", "never"}}}}));
+  records.push_back(campaign("1001", "e12"));
+  deliverInApp(records);
+  engine->recordTree()->removeTreeNode(engine->recordTree()->findTreeNodeById(1001));
+  std::vector<std::shared_ptr<OQWindowEvent>> events;
+  for (int i = 0; i < 13; ++i) {
     Dictionary context;
-    for (std::size_t k = 0; k < i; ++k) context["k" + std::to_string(k)] = std::to_string(k);
-    events[i].setModelWithDic(uploadInfo("e" + std::to_string(i), context));
+    for (int k = 0; k < i; ++k) context["k" + std::to_string(k)] = std::to_string(k);
+    events.push_back(std::make_shared<OQWindowEvent>());
+    events.back()->setModelWithDic(uploadInfo("e" + std::to_string(i), context));
   }
-  OQDecisionLog log;
-  std::size_t matched = 0;
-  allocations = 0;
-  for (int round = 0; round < 100; ++round) {
-    for (const OQWindowEvent& event : events) {
-      const OQCampaignMatch match = list.match(event);
-      const bool isMatch = match.position != OQCampaignMatch::nowhere;
-      if (isMatch) log.record(OQDecision::CountUsedUp, &event, windows[match.position]);
-      if (!isMatch) log.record(OQDecision::NoMatch, &event);
-      matched += isMatch ? 1 : 0;
-    }
-  }
-  EXPECT_EQ(allocations, 0u);
-  EXPECT_GT(matched, 0u);
+  const auto bringAll = [&] {
+    for (const auto& event : events) engine->triggerEventMatchInApp(event);
+  };
+  bringAll();  // takes away what pre-conditions it satisfies
+  const auto before = Faults::allocationsOfThread();
+  for (int round = 0; round < 100; ++round) bringAll();
+  EXPECT_EQ(Faults::allocationsOfThread() - before, 0u);
   auto counted = std::make_unique<int>(1);
-  EXPECT_EQ(allocations, 1u) << "the count works";
+  EXPECT_EQ(Faults::allocationsOfThread() - before, 1u) << "the count works";
+  std::set<std::string> outcomes;
+  const Value decisions = engine->recentDecisions();
+  for (const Value& each : decisions.as_array()) outcomes.emplace(each.at("outcome").as_string());
+  EXPECT_EQ(outcomes, (std::set<std::string>{"another window matched first", "count used up", "no match",
+                                             "no record", "pre-condition not met"}));
 }
 
 }  // namespace

@@ -43,8 +43,9 @@ TEST(CampaignList, ComesToWhatTheRuleSays) {
     const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
                             window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")),
                             window(json(each.condition))};
-    EXPECT_EQ(indexMatch(OQCampaignList({window(json(each.condition))}), event), each.matches ? 0u : 1u)
-        << text;
+    const Windows alone = {window(json(each.condition))};
+    EXPECT_EQ(indexMatch(OQCampaignList(alone), event), each.matches ? 0u : 1u) << text;
+    EXPECT_EQ(linearMatch(alone, event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(indexMatch(OQCampaignList(others), event), linearMatch(others, event)) << text;
     const auto waiting = window(json(R"({"xwhat": "other"})"), json(each.condition));
     const bool heeded = waiting->preEvent() != nullptr;

@@ -81,7 +81,7 @@ TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
   host.advance(0.5);
   for (const char* text :
        {"OQSDK 0.8.6", "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
-        "Subscriptions (0)", "Last decisions (1)", "buy", "Window 7: no record"})
+        "Subscriptions (0)", "Last decisions (1)", "Window 7 on buy", "no record"})
     EXPECT_THAT(texts(), Contains(text));
   EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is no page";
   shared.setUserId(std::nullopt);

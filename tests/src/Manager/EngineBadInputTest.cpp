@@ -103,6 +103,26 @@ TEST_F(EngineBadInputTest, DatesThatNameNoDayDoNotRestrict) {
   }
 }
 
+TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
+  relaunch();
+  deliverInApp({campaign("1", "buy", {{"count", 1}})});
+  Value deep = "core";
+  for (int i = 0; i < 2000; ++i) deep = i % 2 ? Value(Array{std::move(deep)}) : Value{{"k", std::move(deep)}};
+  Dictionary wide;
+  for (int i = 0; i < 3000; ++i) wide[std::to_string(i)] = std::to_string(i);
+  for (const Value& value :
+       Array{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
+    for (const char* key : {"xwho", "appid", "xwhat", "xwhen", "xcontext"}) {
+      Value info = uploadInfo("view");
+      info.as_object()[key] = value;
+      engine->onEventDataReceived(info);
+    }
+  }
+  receive("buy");
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"1"});
+  EXPECT_EQ(engine->userId(), "ann");
+}
+
 TEST_F(EngineBadInputTest, FiftyThousandWindowsAreTakenIn) {
   relaunch();
   Array records;
