@@ -7,12 +7,12 @@ packages=(
   # building
   g++ cmake ninja-build ccache pkg-config git ca-certificates
   # the library
-  libcurl4-openssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
+  libcurl4-openssl-dev libssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
   libgdk-pixbuf-2.0-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
-  libgtkmm-4.0-dev libcpp-httplib-dev libssl-dev
+  libgtkmm-4.0-dev libcpp-httplib-dev
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema openssl curl
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one

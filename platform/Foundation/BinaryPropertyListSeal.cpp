@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "Foundation/BinaryPropertyList.h"
-#include "Foundation/BinaryPropertyListFormat.h"
+#include "Foundation/BinaryPropertyListView.h"
 
 namespace oq::plist {
 namespace {
@@ -57,12 +56,12 @@ Data writeSealed(Table table) {
   return data;
 }
 
-std::optional<Table> readSealed(const Data& data) {
+std::optional<View> openSealed(const Data& data) {
   if (data.size() > MaximumSealedSize) return std::nullopt;
   auto position = checksumPosition(data);
   if (!position || numberAt(data, *position, ChecksumSize) != checksumOf(data, *position))
     return std::nullopt;
-  return read(data);
+  return View::open(data);
 }
 
 }  // namespace oq::plist

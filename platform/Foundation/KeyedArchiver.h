@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "CoreGraphics/Color.h"
-#include "Foundation/BinaryPropertyList.h"
+#include "Foundation/BinaryPropertyListView.h"
 #include "Foundation/Data.h"
 #include "oqsdk/Value.h"
 
@@ -92,17 +92,18 @@ class KeyedUnarchiver {
  private:
   class Reader;
   using Visitor = std::function<void(const KeyedUnarchiver&)>;
-  KeyedUnarchiver(const Reader& reader, const plist::DictNode& object) : _reader(reader), _object(object) {}
+  KeyedUnarchiver(const Reader& reader, const plist::View::Item& object) : _reader(reader), _object(object) {}
   /// `size` is that of the object which the visitor makes.
   void withObject(std::string_view key, std::string_view className, std::size_t size,
                   const Visitor& visitor) const;
   static bool readRootArray(const Data& data, std::string_view className, std::size_t size,
                             const Visitor& visitor);
 
-  const plist::Node* inlineNode(std::string_view key) const;
+  /// What stands under the key, when it is of that kind.
+  std::optional<plist::View::Item> inlineItem(std::string_view key, plist::View::Kind kind) const;
 
   const Reader& _reader;
-  const plist::DictNode& _object;
+  const plist::View::Item _object;
   /// Keys are mostly asked for in the order in which they were written, so a search begins after the last
   /// find.
   mutable std::size_t _next = 0;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "Foundation/KeyedArchive.h"
@@ -6,84 +7,85 @@
 
 namespace oq {
 
-using plist::ArrayNode;
-using plist::DictNode;
-using plist::Node;
 using plist::Ref;
-using plist::Uid;
+using plist::View;
+using Item = View::Item;
+using Kind = View::Kind;
 
 /// An archive that is being read. References make a small file describe an endless or an enormous object, so
 /// what is made of them is paid from a budget; when that is spent, or the nesting too deep, the whole archive
 /// counts as damaged.
 class KeyedUnarchiver::Reader {
  public:
-  /// The archive's objects; false when this is no keyed archive.
+  /// The archive's objects; false when this is no keyed archive. The data must outlive the reader.
   bool open(const Data& data) {
     _budget = FixedBudget + BudgetForEachByte * data.size();
-    auto table = plist::readSealed(data);
-    if (!table) return false;
-    _table = *std::move(table);
-    auto* file = std::get_if<DictNode>(&node(_table.root));
-    if (!file || !isArchive(*file)) return false;
-    auto* objects = entry<ArrayNode>(*file, archive::AllObjectsKey);
-    auto* top = entry<DictNode>(*file, archive::TopKey);
-    if (!objects || objects->items.empty() || !top) return false;
-    auto* null = std::get_if<std::string>(&node(objects->items.front()));
-    if (!null || *null != archive::NullObject) return false;
-    _objects = objects;
-    _root = entry<Uid>(*top, archive::RootKey);
-    return _root != nullptr;
+    _view = plist::openSealed(data);
+    if (!_view) return false;
+    const Item file = _view->item(_view->root());
+    if (file.kind != Kind::Dictionary || !isArchive(file)) return false;
+    auto objects = entry(file, archive::AllObjectsKey, Kind::Array);
+    auto top = entry(file, archive::TopKey, Kind::Dictionary);
+    if (!objects || objects->value == 0 || !top) return false;
+    if (!_view->equals(element(*objects, 0), archive::NullObject)) return false;
+    auto root = entry(*top, archive::RootKey, Kind::Uid);
+    if (!root) return false;
+    _objects = *objects;
+    _root = root->value;
+    return true;
   }
 
-  const Uid& root() const { return *_root; }
+  std::uint64_t root() const { return _root; }
   bool isDamaged() const { return _isDamaged; }
-  const Node& node(Ref ref) const { return _table.nodes[ref]; }
+  Item element(const Item& container, std::uint64_t index) const {
+    return _view->item(_view->reference(container, index));
+  }
 
-  /// nullptr for the null object and for a number that no object has.
-  const Node* object(const Uid& uid) const {
-    bool exists = uid.value != archive::NullUid && uid.value < _objects->items.size();
-    return exists ? &node(_objects->items[uid.value]) : nullptr;
+  /// nullopt for the null object and for a number that no object has.
+  std::optional<Item> object(std::uint64_t uid) const {
+    bool exists = uid != archive::NullUid && uid < _objects.value;
+    return exists ? std::optional(element(_objects, uid)) : std::nullopt;
   }
 
   /// The object when it is an instance of the class.
-  const DictNode* instance(const Uid& uid, std::string_view className) const {
-    const Node* found = object(uid);
-    auto* dictionary = found ? std::get_if<DictNode>(found) : nullptr;
-    return dictionary && classNameOf(*dictionary) == className ? dictionary : nullptr;
+  std::optional<Item> instance(std::uint64_t uid, std::string_view className) const {
+    auto found = object(uid);
+    return found && classNameOf(*found) == className ? found : std::nullopt;
   }
 
-  /// The references of an array object, mutable or not; nullptr for anything else.
-  const ArrayNode* arrayObject(const Uid& uid) const {
-    const Node* found = object(uid);
-    auto* dictionary = found ? std::get_if<DictNode>(found) : nullptr;
-    return dictionary && isArrayClass(classNameOf(*dictionary))
-               ? entry<ArrayNode>(*dictionary, archive::ObjectsKey)
-               : nullptr;
+  /// The references of an array object, mutable or not; nullopt for anything else.
+  std::optional<Item> arrayObject(std::uint64_t uid) const {
+    auto found = object(uid);
+    return found && isArrayClass(classNameOf(*found)) ? entry(*found, archive::ObjectsKey, Kind::Array)
+                                                      : std::nullopt;
   }
 
-  template <class T>
-  const T* entry(const DictNode& dictionary, std::string_view key) const {
+  std::optional<Item> entry(const Item& dictionary, std::string_view key, Kind kind) const {
     auto index = indexOf(dictionary, key, 0);
-    return index ? std::get_if<T>(&node(dictionary.values[*index])) : nullptr;
+    return index ? valueAt(dictionary, *index, kind) : std::nullopt;
+  }
+
+  std::optional<Item> valueAt(const Item& dictionary, std::uint64_t index, Kind kind) const {
+    Item found = element(dictionary, dictionary.value + index);
+    return found.kind == kind ? std::optional(found) : std::nullopt;
   }
 
   /// Where the dictionary has the key; the search begins at `start` and goes once around.
-  std::optional<std::size_t> indexOf(const DictNode& dictionary, std::string_view key,
-                                     std::size_t start) const {
-    std::size_t count = dictionary.keys.size();
-    for (std::size_t i = 0; i < count; ++i) {
+  std::optional<std::uint64_t> indexOf(const Item& dictionary, std::string_view key,
+                                       std::uint64_t start) const {
+    std::uint64_t count = dictionary.value;
+    for (std::uint64_t i = 0; i < count; ++i) {
       if (!spend(KeyCost)) break;
-      std::size_t index = start + i < count ? start + i : start + i - count;
-      auto* name = std::get_if<std::string>(&node(dictionary.keys[index]));
-      if (name && *name == key) return index;
+      std::uint64_t index = start + i < count ? start + i : start + i - count;
+      if (_view->equals(element(dictionary, index), key)) return index;
     }
     return std::nullopt;
   }
 
-  Value value(const Uid& uid) const { return value(uid, 0); }
+  Value value(std::uint64_t uid) const { return value(uid, 0); }
 
   /// Calls the visitor, who makes an object of `size` bytes, when the budget and the stack allow it.
-  void visit(const DictNode& dictionary, std::size_t size, const Visitor& visitor) const {
+  void visit(const Item& dictionary, std::size_t size, const Visitor& visitor) const {
     if (_visitDepth == archive::MaximumDepth) _isDamaged = true;
     if (_isDamaged || !spend(size + ObjectCost)) return;
     ++_visitDepth;
@@ -100,27 +102,31 @@ class KeyedUnarchiver::Reader {
   static constexpr std::uint64_t ContainerCost = 64;
   static constexpr std::uint64_t ValueCost = 24;
   static constexpr std::uint64_t KeyCost = 4;
+  static constexpr std::uint64_t MostBytesOfUnit = 3;  ///< in UTF-8, of UTF-16
 
   static bool isArrayClass(std::string_view name) { return name == "NSArray" || name == "NSMutableArray"; }
   static bool isDictionaryClass(std::string_view name) {
     return name == "NSDictionary" || name == "NSMutableDictionary";
   }
 
-  bool isArchive(const DictNode& file) const {
-    auto* archiver = entry<std::string>(file, archive::ArchiverKey);
-    auto* version = entry<std::int64_t>(file, archive::VersionKey);
-    return archiver && *archiver == archive::ArchiverName && version && *version == archive::Version;
+  bool isArchive(const Item& file) const {
+    auto archiver = entry(file, archive::ArchiverKey, Kind::ASCII);
+    auto version = entry(file, archive::VersionKey, Kind::Integer);
+    return archiver && _view->equals(*archiver, archive::ArchiverName) && version &&
+           version->integer() == archive::Version;
   }
 
-  std::string_view classNameOf(const DictNode& dictionary) const {
+  /// "" for what is no object of a class.
+  std::string_view classNameOf(const Item& found) const {
+    if (found.kind != Kind::Dictionary) return "";
     // Archivers write the class last.
-    std::size_t last = dictionary.keys.empty() ? 0 : dictionary.keys.size() - 1;
-    auto index = indexOf(dictionary, archive::ClassKey, last);
-    auto* uid = index ? std::get_if<Uid>(&node(dictionary.values[*index])) : nullptr;
-    const Node* found = uid ? object(*uid) : nullptr;
-    auto* classObject = found ? std::get_if<DictNode>(found) : nullptr;
-    auto* name = classObject ? entry<std::string>(*classObject, archive::ClassNameKey) : nullptr;
-    return name ? std::string_view(*name) : std::string_view();
+    std::uint64_t last = found.value == 0 ? 0 : found.value - 1;
+    auto index = indexOf(found, archive::ClassKey, last);
+    auto uid = index ? valueAt(found, *index, Kind::Uid) : std::nullopt;
+    auto classObject = uid ? object(uid->value) : std::nullopt;
+    if (!classObject || classObject->kind != Kind::Dictionary) return "";
+    auto name = entry(*classObject, archive::ClassNameKey, Kind::ASCII);
+    return name ? _view->bytes(*name) : "";
   }
 
   bool spend(std::uint64_t bytes) const {
@@ -129,27 +135,36 @@ class KeyedUnarchiver::Reader {
     return !_isDamaged;
   }
 
-  Value value(const Uid& uid, std::size_t depth) const {
-    const Node* found = object(uid);
+  Value value(std::uint64_t uid, std::size_t depth) const {
+    auto found = object(uid);
     if (!found) return nullptr;
-    auto* text = std::get_if<std::string>(found);
-    if (!spend(text ? text->size() : 0)) return nullptr;
-    if (text) return Value(*text);
-    if (auto* boolean = std::get_if<bool>(found)) return *boolean;
-    if (auto* integer = std::get_if<std::int64_t>(found)) return *integer;
-    if (auto* integer = std::get_if<std::uint64_t>(found)) return *integer;
-    if (auto* real = std::get_if<plist::RealNode>(found)) return real->value;
-    auto* dictionary = std::get_if<DictNode>(found);
-    return dictionary ? containerValue(*dictionary, depth) : nullptr;
+    switch (found->kind) {
+      case Kind::ASCII:
+        return spend(found->value) ? Value(_view->bytes(*found)) : nullptr;
+      case Kind::UTF16:
+        return spend(MostBytesOfUnit * found->value) ? Value(_view->text(*found)) : nullptr;
+      case Kind::Bool:
+        return found->value != 0;
+      case Kind::Integer:
+        return found->integer();
+      case Kind::Unsigned:
+        return found->value;
+      case Kind::Real:
+        return found->real();
+      case Kind::Dictionary:
+        return containerValue(*found, depth);
+      default:
+        return nullptr;
+    }
   }
 
-  Value containerValue(const DictNode& dictionary, std::size_t depth) const {
+  Value containerValue(const Item& dictionary, std::size_t depth) const {
     std::string_view className = classNameOf(dictionary);
     bool isArray = isArrayClass(className);
     if (!isArray && !isDictionaryClass(className)) return nullptr;
-    auto* objects = entry<ArrayNode>(dictionary, archive::ObjectsKey);
-    auto* keys = isArray ? nullptr : entry<ArrayNode>(dictionary, archive::KeysKey);
-    bool isWhole = objects && (isArray || (keys && keys->items.size() == objects->items.size()));
+    auto objects = entry(dictionary, archive::ObjectsKey, Kind::Array);
+    auto keys = isArray ? std::nullopt : entry(dictionary, archive::KeysKey, Kind::Array);
+    bool isWhole = objects && (isArray || (keys && keys->value == objects->value));
     if (!isWhole || depth >= archive::MaximumDepth || !spend(ContainerCost)) {
       _isDamaged = true;
       return nullptr;
@@ -157,69 +172,64 @@ class KeyedUnarchiver::Reader {
     return isArray ? arrayValue(*objects, depth) : dictionaryValue(*keys, *objects, depth);
   }
 
-  Value arrayValue(const ArrayNode& objects, std::size_t depth) const {
+  Value arrayValue(const Item& objects, std::size_t depth) const {
     Array array;
-    for (Ref ref : objects.items) {
-      if (_isDamaged) break;
-      array.push_back(referredValue(ref, depth));
+    for (std::uint64_t i = 0; i < objects.value && !_isDamaged; ++i) {
+      array.push_back(referredValue(element(objects, i), depth));
     }
     return array;
   }
 
-  Value dictionaryValue(const ArrayNode& keys, const ArrayNode& objects, std::size_t depth) const {
+  Value dictionaryValue(const Item& keys, const Item& objects, std::size_t depth) const {
     Dictionary result;
-    for (std::size_t i = 0; i < keys.items.size() && !_isDamaged; ++i) {
-      Value key = referredValue(keys.items[i], depth);
+    for (std::uint64_t i = 0; i < keys.value && !_isDamaged; ++i) {
+      Value key = referredValue(element(keys, i), depth);
       if (!key.is_string()) {
         _isDamaged = true;
         break;
       }
-      result.insert_or_assign(key.get_string(), referredValue(objects.items[i], depth));
+      result.insert_or_assign(key.get_string(), referredValue(element(objects, i), depth));
     }
     return result;
   }
 
-  Value referredValue(Ref ref, std::size_t depth) const {
+  Value referredValue(const Item& reference, std::size_t depth) const {
     // A null costs too, or an array of a million of them would be free as often as it is named.
-    auto* uid = std::get_if<Uid>(&node(ref));
-    if (!uid || !spend(ValueCost)) {
+    if (reference.kind != Kind::Uid || !spend(ValueCost)) {
       _isDamaged = true;
       return nullptr;
     }
-    return value(*uid, depth + 1);
+    return value(reference.value, depth + 1);
   }
 
-  plist::Table _table;
-  const ArrayNode* _objects = nullptr;
-  const Uid* _root = nullptr;
+  std::optional<View> _view;
+  Item _objects;
+  std::uint64_t _root = 0;
   mutable std::uint64_t _budget = 0;
   mutable std::size_t _visitDepth = 0;
   mutable bool _isDamaged = false;
 };
 
-const Node* KeyedUnarchiver::inlineNode(std::string_view key) const {
+std::optional<Item> KeyedUnarchiver::inlineItem(std::string_view key, Kind kind) const {
   auto index = _reader.indexOf(_object, key, _next);
-  if (!index) return nullptr;
-  _next = *index + 1;
-  return &_reader.node(_object.values[*index]);
+  if (!index) return std::nullopt;
+  _next = static_cast<std::size_t>(*index) + 1;
+  return _reader.valueAt(_object, *index, kind);
 }
 
 std::int64_t KeyedUnarchiver::decodeInteger(std::string_view key) const {
-  const Node* node = inlineNode(key);
-  auto* integer = node ? std::get_if<std::int64_t>(node) : nullptr;
-  return integer ? *integer : 0;
+  auto integer = inlineItem(key, Kind::Integer);
+  return integer ? integer->integer() : 0;
 }
 
 bool KeyedUnarchiver::decodeBool(std::string_view key) const {
-  const Node* node = inlineNode(key);
-  auto* boolean = node ? std::get_if<bool>(node) : nullptr;
-  return boolean && *boolean;
+  auto boolean = inlineItem(key, Kind::Bool);
+  return boolean && boolean->value != 0;
 }
 
 double KeyedUnarchiver::decodeDouble(std::string_view key) const {
-  const Node* node = inlineNode(key);
-  auto* real = node ? std::get_if<plist::RealNode>(node) : nullptr;
-  return real ? real->value : 0;
+  auto real = inlineItem(key, Kind::Real);
+  return real ? real->real() : 0;
 }
 
 float KeyedUnarchiver::decodeFloat(std::string_view key) const {
@@ -227,9 +237,8 @@ float KeyedUnarchiver::decodeFloat(std::string_view key) const {
 }
 
 Value KeyedUnarchiver::decodeValue(std::string_view key) const {
-  const Node* node = inlineNode(key);
-  auto* uid = node ? std::get_if<Uid>(node) : nullptr;
-  return uid ? _reader.value(*uid) : nullptr;
+  auto uid = inlineItem(key, Kind::Uid);
+  return uid ? _reader.value(uid->value) : nullptr;
 }
 
 std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const {
@@ -237,10 +246,9 @@ std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const 
   withObject(key, "UIColor", 0, [&](const KeyedUnarchiver& coder) {
     std::array<double, 4> components{};
     for (std::size_t i = 0; i < components.size(); ++i) {
-      const Node* node = coder.inlineNode(archive::ColourKeys[i]);
-      auto* real = node ? std::get_if<plist::RealNode>(node) : nullptr;
-      if (!real || !std::isfinite(real->value)) return;
-      components[i] = std::clamp(real->value, 0.0, 1.0);
+      auto real = coder.inlineItem(archive::ColourKeys[i], Kind::Real);
+      if (!real || !std::isfinite(real->real())) return;
+      components[i] = std::clamp(real->real(), 0.0, 1.0);
     }
     colour = UIColor::colorWithRed(components[0], components[1], components[2], components[3]);
   });
@@ -249,9 +257,8 @@ std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const 
 
 void KeyedUnarchiver::withObject(std::string_view key, std::string_view className, std::size_t size,
                                  const Visitor& visitor) const {
-  const Node* node = inlineNode(key);
-  auto* uid = node ? std::get_if<Uid>(node) : nullptr;
-  const DictNode* object = uid ? _reader.instance(*uid, className) : nullptr;
+  auto uid = inlineItem(key, Kind::Uid);
+  auto object = uid ? _reader.instance(uid->value, className) : std::nullopt;
   if (object) _reader.visit(*object, size, visitor);
 }
 
@@ -259,11 +266,11 @@ bool KeyedUnarchiver::readRootArray(const Data& data, std::string_view className
                                     const Visitor& visitor) {
   Reader reader;
   if (!reader.open(data)) return false;
-  const ArrayNode* elements = reader.arrayObject(reader.root());
+  auto elements = reader.arrayObject(reader.root());
   if (!elements) return false;
-  for (Ref ref : elements->items) {
-    auto* uid = std::get_if<Uid>(&reader.node(ref));
-    const DictNode* object = uid ? reader.instance(*uid, className) : nullptr;
+  for (std::uint64_t i = 0; i < elements->value; ++i) {
+    Item uid = reader.element(*elements, i);
+    auto object = uid.kind == Kind::Uid ? reader.instance(uid.value, className) : std::nullopt;
     if (!object) return false;
     reader.visit(*object, size, visitor);
     if (reader.isDamaged()) return false;

@@ -12,20 +12,23 @@
 /// Readers and writers of property lists that others wrote.
 namespace oq::test {
 
-/// Runs a Python program, whose `path` is the file, and gives back what it prints.
-inline std::string python(const std::string& program, const std::filesystem::path& file) {
-  TemporaryFolder folder;
-  writeText(folder / "program.py",
-            "import plistlib, sys, json, datetime\nfrom plistlib import UID\npath = sys.argv[1]\n" + program);
-  std::string command =
-      "/usr/bin/python3 '" + (folder / "program.py").string() + "' '" + file.string() + "' 2>&1";
+/// What the command prints.
+inline std::string outputOf(const std::string& command) {
   std::string output;
-  FILE* pipe = ::popen(command.c_str(), "r");
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
   char buffer[4096];
   for (std::size_t count; pipe && (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
     output.append(buffer, count);
   if (pipe) ::pclose(pipe);
   return output;
+}
+
+/// Runs a Python program, whose `path` is the file, and gives back what it prints.
+inline std::string python(const std::string& program, const std::filesystem::path& file) {
+  TemporaryFolder folder;
+  writeText(folder / "program.py",
+            "import plistlib, sys, json, datetime\nfrom plistlib import UID\npath = sys.argv[1]\n" + program);
+  return outputOf("/usr/bin/python3 '" + (folder / "program.py").string() + "' '" + file.string() + "'");
 }
 
 inline std::string python(const std::string& program, const Data& contents) {
@@ -42,6 +45,20 @@ inline Data plistFromPython(const std::string& expression) {
                                   "sort_keys=False))\n",
                               folder / "made");
   return dataFromString(errors + textOfFile(folder / "made"));
+}
+
+/// The bytes that libplist writes for what is said in XML.
+inline Data binaryFromLibplist(const std::string& xml) {
+  std::string document = "<plist version=\"1.0\">" + xml + "</plist>";
+  plist_t list = nullptr;
+  plist_from_xml(document.c_str(), static_cast<std::uint32_t>(document.size()), &list);
+  char* bytes = nullptr;
+  std::uint32_t length = 0;
+  plist_to_bin(list, &bytes, &length);
+  Data data(bytes, bytes + length);
+  std::free(bytes);
+  plist_free(list);
+  return data;
 }
 
 /// The XML that libplist makes of a binary list; "" when it cannot read it.

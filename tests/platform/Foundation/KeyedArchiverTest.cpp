@@ -299,10 +299,13 @@ TEST(KeyedArchiver, AnObjectMadeWhileEncodingIsNotMistakenForAnother) {
 
 TEST(KeyedArchiver, ATornOrFlippedArchiveReadsAsAbsent) {
   const Data data = archived({itemWith("some text"), itemWith(Array{1, 2})});
-  for (std::size_t i = 0; i < data.size(); ++i) {
+  ASSERT_TRUE(unarchived(data));
+  for (std::size_t bit = 0; bit < 8 * data.size(); ++bit) {
     Data flipped = data;
-    flipped[i] ^= 0x10;
-    ASSERT_FALSE(unarchived(flipped)) << i;
-    ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(i)))) << i;
+    flipped[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+    ASSERT_FALSE(unarchived(flipped)) << "bit " << bit;
+  }
+  for (std::size_t size = 0; size < data.size(); ++size) {
+    ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(size)))) << size;
   }
 }

@@ -424,15 +424,12 @@ TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
   suite()->setObject(Data{1, 2}, "bytes");
   suite()->setObject(dateFromSecondsSince1970(1.5), "date");
   closeAllUserDefaults();
-  EXPECT_EQ(python(R"py(import sqlite3
-store = sqlite3.connect(path)
-print(store.execute('PRAGMA integrity_check').fetchone()[0])
-for row in store.execute('SELECT key, kind, value FROM entries ORDER BY key'): print(row)
-store.execute("INSERT INTO entries VALUES('theirs', 0, ?), ('blob', 1, ?)", ('{"x": [1, 2.5]}', b'abc'))
-store.commit()
-)py",
-                   database()),
-            "ok\n('bytes', 1, b'\\x01\\x02')\n('date', 2, 1500000000)\n('json', 0, '{\"a\":[1,\"é\"]}')\n");
+  auto shell = [&](const std::string& sql) {
+    return outputOf("/usr/bin/sqlite3 '" + database().string() + "' \"" + sql + "\"");
+  };
+  EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
+            "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
+  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"), "");
   EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
   EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
 }
