@@ -1,5 +1,8 @@
 #include "Foundation/CurlTransport.h"
 
+#include <openssl/crypto.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <shared_mutex>
@@ -15,30 +18,34 @@ namespace {
 constexpr std::size_t mostIdleHandles = 16;
 constexpr auto longestPause = std::chrono::minutes(1);
 
-/// Held shared while libcurl is at work. When the process ends it is taken for good, before the TLS library
-/// takes its own state apart, so that a transfer under way does not crash there.
+/// Held shared while libcurl is at work. When the process ends it is taken for good, so that nothing is taken
+/// apart under a transfer.
 std::shared_mutex& processEndGate() {
   static auto* gate = new std::shared_mutex;
   return *gate;
 }
 
-void closeGateAtProcessEnd() {
-  std::atexit([] {
-    static std::once_flag closed;
-    std::call_once(closed, [] { processEndGate().lock(); });
-  });
+/// Before the first use of libcurl, on the thread that makes the first request: it takes microseconds. The
+/// TLS library would free its state when the process ends, also while another thread is still loading it, and
+/// crash there; told so now, it leaves that to the system. Where the host used the library before, it does so
+/// after the gate has closed.
+bool settleProcessEnd() {
+  static const pid_t process = ::getpid();
+  static const bool isSettled = [] {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    return std::atexit([] {
+             // A forked process has no transfers, and nobody there would open a gate that was shared meanwhile.
+             static std::once_flag closed;
+             if (::getpid() == process) std::call_once(closed, [] { processEndGate().lock(); });
+           }) == 0;
+  }();
+  return isSettled;
 }
 
-/// On the thread that makes the first request, although it takes milliseconds: the handlers for the end of
-/// the process must all be in line before that can end, and one that ends while another thread is loading the
-/// library crashes there.
-bool initialiseLibrary() {
-  static const bool isReady = [] {
-    bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    closeGateAtProcessEnd();  // after libcurl's own handlers, so that it runs before them
-    return isInitialised;
-  }();
-  return isReady;
+/// Takes milliseconds, which the transport's thread has.
+bool loadLibrary() {
+  static const bool isLoaded = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+  return isLoaded;
 }
 
 }  // namespace
@@ -55,9 +62,9 @@ std::shared_ptr<CurlTransport> CurlTransport::shared() {
 void CurlTransport::perform(URLRequest request, URLCompletion completion) {
   auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _limits.bodyBytes,
                                                  _limits.wholeTransfer);
-  const bool isReady = initialiseLibrary();
+  const bool isSettled = settleProcessEnd();
   std::unique_lock lock(_mutex);
-  if (!isReady) _isBroken = true;
+  if (!isSettled) _isBroken = true;
   if (!_hasThread) _hasThread = startBackgroundThread("oq-http", [this] { runThread(); });
   if (!_hasThread || _isBroken) {
     lock.unlock();
@@ -71,6 +78,7 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
 
 bool CurlTransport::setUp() {
   std::shared_lock gate(processEndGate());
+  if (!loadLibrary()) return false;
   CURLM* multi = curl_multi_init();
   _tlsSessions = curl_share_init();
   if (!multi || !_tlsSessions) return false;

@@ -104,6 +104,8 @@ TEST_F(ServerFaults, OfTheNetworkAndTheCertificate) {
   EXPECT_EQ(perform("https://255.255.255.255/").code, URLErrorCannotConnectToHost) << "no route";
   std::string refused = LoopbackServer().url("/");
   EXPECT_EQ(perform(refused).code, URLErrorCannotConnectToHost) << "refused";
+  EXPECT_EQ(perform("https://no-such-host.invalid/").code, URLErrorCannotFindHost);
+  EXPECT_EQ(perform("https://:99999999/").code, URLErrorBadURL);
   MutePort mute;
   EXPECT_EQ(perform(mute.url(), 0.3).code, URLErrorTimedOut) << "no TLS";
 }
@@ -132,6 +134,13 @@ TEST_F(ServerFaults, OfTheAnswer) {
       {"reset in a body without a length", resetsAfter("HTTP/1.1 200 OK\r\n\r\n12345"),
        URLErrorNetworkConnectionLost},
       {"shorter than announced", sends(tenAnnounced + "12345"), URLErrorNetworkConnectionLost},
+      {"chunks without an end", sends("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n12345\r\n"),
+       URLErrorNetworkConnectionLost},
+      {"chunks and a trailer, as they may be",
+       sends("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\nTrailer: y\r\n\r\n"), 0},
+      {"cut off in the head", sends("HTTP/1.1 200 OK\r\nContent-Le"), URLErrorNetworkConnectionLost},
+      {"closed without an answer", [](RawServer::Connection&) {}, URLErrorNetworkConnectionLost},
+      {"another protocol", sends("220 mail.example ESMTP\r\n"), URLErrorBadServerResponse},
       {"a length that is no number", sends("HTTP/1.1 200 OK\r\nContent-Length: ten\r\n\r\n12345"),
        URLErrorBadServerResponse},
       {"a negative length", sends("HTTP/1.1 200 OK\r\nContent-Length: -10\r\n\r\n12345"),
