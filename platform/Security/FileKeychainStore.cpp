@@ -46,6 +46,7 @@ FileDescriptor openFolder() {
 FileDescriptor lockIn(int folder, Clock::time_point deadline) {
   FileDescriptor lock(
       ::openat(folder, LockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+  if (lock) ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
   while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
     if (Clock::now() > deadline) return FileDescriptor();
@@ -167,7 +168,8 @@ OSStatus FileKeychainStore::readItems(int folder, Items& items) {
 OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) {
   std::lock_guard thread(_changeMutex);
   if (!createDirectory(applicationDataDirectory())) return errSecIO;
-  if (::mkdir(folderPath().c_str(), 0700) != 0 && errno != EEXIST) return errSecIO;
+  bool isMade = ::mkdir(folderPath().c_str(), 0700) == 0;
+  if (isMade ? ::chmod(folderPath().c_str(), 0700) != 0 : errno != EEXIST) return errSecIO;
   FileDescriptor folder = openFolder();
   if (!folder) return errSecIO;
   FileDescriptor lock = lockIn(folder.get(), Clock::now() + Patience);
