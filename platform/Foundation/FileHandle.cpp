@@ -24,13 +24,25 @@ std::unique_ptr<FileHandle> FileHandle::createForWriting(const std::filesystem::
 
 bool FileHandle::writeData(std::string_view bytes) {
   WriteSignalGuard guard;
-  while (!bytes.empty()) {
-    ssize_t written = ::write(_descriptor.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    ssize_t count = ::write(_descriptor.get(), bytes.data() + written, bytes.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      takeBackTornLine(bytes.substr(0, written));
+      return false;
+    }
+    written += static_cast<std::size_t>(count);
   }
   return true;
+}
+
+void FileHandle::takeBackTornLine(std::string_view written) {
+  // Without a line feed all of it is torn.
+  std::size_t torn = written.size() - (written.rfind('\n') + 1);
+  off_t end = ::lseek(_descriptor.get(), -static_cast<off_t>(torn), SEEK_CUR);
+  // Where the file cannot be made shorter, what comes next is written over the rest.
+  [[maybe_unused]] bool isShorter = end >= 0 && ::ftruncate(_descriptor.get(), end) == 0;
 }
 
 }  // namespace oq

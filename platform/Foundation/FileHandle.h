@@ -18,10 +18,12 @@ class FileHandle {
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
 
-  /// False when not all of it could be written; what was written stays. Raises no signal.
+  /// False when not all of it could be written. The lines that were written stay; a part of one is taken back, so that
+  /// the next write begins a line of its own. Raises no signal.
   bool writeData(std::string_view bytes);
 
  private:
+  void takeBackTornLine(std::string_view written);
   explicit FileHandle(FileDescriptor descriptor) : _descriptor(std::move(descriptor)) {}
   const FileDescriptor _descriptor;
 };
