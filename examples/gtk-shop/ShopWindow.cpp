@@ -236,16 +236,21 @@ Gtk::Widget& ShopWindow::makeAbout() {
     paragraph.set_xalign(0);
     body.append(paragraph);
   }
-  auto& write = makeButton("contact", "Write to us", {"soft"});
-  write.set_halign(Gtk::Align::START);
-  write.signal_clicked().connect([this] {
+  body.append(_aboutButtons);
+  addAboutButton("contact", "Write to us", [this] {
     _analytics.track("contact", {{"from", "about"}});
     say("We answer within a day");
   });
-  body.append(write);
   card.append(body);
   column.append(card);
   return inScroller(column, 500);
+}
+
+void ShopWindow::addAboutButton(const std::string& name, const std::string& text,
+                                const std::function<void()>& clicked) {
+  auto& button = makeButton(name, text, {"soft"});
+  button.signal_clicked().connect(clicked);
+  _aboutButtons.append(button);
 }
 
 void ShopWindow::showPage(const std::string& name) {

@@ -2,6 +2,7 @@
 
 #include <gtkmm.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,6 +23,10 @@ class ShopWindow : public Gtk::Window {
   void showPage(const std::string& name);
   /// "products", "cart" and "about".
   Gtk::Stack& pages() { return _pages; }
+  /// A button more on the page about the shop.
+  void addAboutButton(const std::string& name, const std::string& text, const std::function<void()>& clicked);
+  /// A word to the customer that goes away by itself.
+  void say(const std::string& text);
 
  private:
   Gtk::Widget& makeTop(bool wide);
@@ -38,7 +43,6 @@ class ShopWindow : public Gtk::Window {
   void buy(const Product& product);
   void checkOut();
   void refreshCart();
-  void say(const std::string& text);
   void printLayoutSoon();
   void printLayoutNow();
 
@@ -49,6 +53,7 @@ class ShopWindow : public Gtk::Window {
   std::map<std::string, Gtk::ToggleButton*> _tabs;
   Gtk::Stack _pages;
   Gtk::Box _cartLines{Gtk::Orientation::VERTICAL, 10};
+  Gtk::Box _aboutButtons{Gtk::Orientation::HORIZONTAL, 10};
   Gtk::Label _cartTotal;
   Gtk::Button* _checkOut = nullptr;
   Gtk::Revealer _toast;

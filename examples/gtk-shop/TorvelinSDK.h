@@ -17,6 +17,8 @@ class TorvelinSDK : public oq::Object {
 
   TorvelinSDK(std::string appKey, std::string userId);
   void track(const std::string& event, Properties properties);
+  /// Who is shopping from now on.
+  void setUserId(std::string userId) { _userId = std::move(userId); }
 
  private:
   void _saveUploadInfo(const oq::Value& info, const std::string& event, const oq::UploadHandler& handler);

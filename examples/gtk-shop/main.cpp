@@ -5,6 +5,7 @@
 
 #include <iostream>
 
+#include "ShopTools.h"
 #include "ShopWindow.h"
 #include "TorvelinSDK.h"
 
@@ -21,6 +22,8 @@ struct Options {
   int height = 960;
   int quitAfter = 0;
   bool printLayout = false;
+  bool tools = false;
+  Glib::ustring logRecipient = "logs@torvelin.example";
 };
 
 Glib::OptionEntry entry(const char* name, const char* description, const char* argument = "") {
@@ -43,6 +46,8 @@ Options readOptions(int& argc, char**& argv) {
   group.add_entry(entry("width", "Width of the window", "POINTS"), options.width);
   group.add_entry(entry("height", "Height of the window", "POINTS"), options.height);
   group.add_entry(entry("quit-after", "Close the shop after a while", "SECONDS"), options.quitAfter);
+  group.add_entry(entry("tools", "Show the tools for developers"), options.tools);
+  group.add_entry(entry("log-recipient", "Who gets the log by mail", "ADDRESS"), options.logRecipient);
   group.add_entry(entry("print-layout", "Print where the buttons are, and the pages"), options.printLayout);
   Glib::OptionContext context;
   context.set_main_group(group);
@@ -97,6 +102,7 @@ int main(int argc, char** argv) {
     if (options.printLayout) Glib::signal_timeout().connect([] { return printPages(), true; }, 100);
     startMessages(*window, options);
     window->present();
+    if (options.tools) showShopTools(*window, analytics, options.logRecipient);
     if (options.quitAfter > 0) {
       auto quit = [application] { application->quit(); };
       Glib::signal_timeout().connect_seconds_once(quit, static_cast<unsigned>(options.quitAfter));
