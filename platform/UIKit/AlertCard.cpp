@@ -10,8 +10,8 @@ namespace oq {
 namespace {
 
 // Points.
-constexpr double kWidth = 280, kNarrowest = 120, kMargin = 16, kPadding = 20, kGap = 6, kButtonHeight = 46,
-                 kRadius = 14, kHairline = 0.5;
+constexpr double kWidth = 300, kNarrowest = 120, kMargin = 16, kPadding = 20, kSides = 16, kGap = 6,
+                 kButtonHeight = 46, kRadius = 14, kHairline = 0.5;
 constexpr UIColor kLine = UIColor::colorWithRed(0.78, 0.78, 0.80, 1);
 constexpr UIColor kBlue = UIColor::colorWithRed(0, 0.44, 0.92, 1);
 constexpr UIColor kRed = UIColor::colorWithRed(0.85, 0.16, 0.13, 1);
@@ -56,9 +56,9 @@ class Builder {
   void addText(const std::string& text, const UIFont& font) {
     if (text.empty()) return;
     auto label = makeText(text, font);
-    const double width = _width - 2 * kPadding;
+    const double width = _width - 2 * kSides;
     const double height = std::ceil(boundingSizeOfText(label->attributedText(), font, width).height);
-    label->setFrame(CGRectMake(kPadding, _bottom, width, height));
+    label->setFrame(CGRectMake(kSides, _bottom, width, height));
     _content->addSubview(label);
     _bottom += height + kGap;
   }

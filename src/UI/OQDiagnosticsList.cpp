@@ -15,8 +15,8 @@ namespace oq {
 namespace {
 
 // Points.
-constexpr double kMargin = 16, kPadding = 14, kHeading = 38, kPair = 40, kRow = 54, kRadius = 10,
-                 kHairline = 0.5;
+constexpr double kMargin = 16, kPadding = 14, kHeading = 38, kPair = 40, kRow = 34, kSmall = 19, kRowEnd = 3,
+                 kRadius = 10, kHairline = 0.5;
 
 constexpr UIColor kInk = UIColor::colorWithRed(0.11, 0.12, 0.14, 1);
 constexpr UIColor kQuiet = UIColor::colorWithRed(0.40, 0.42, 0.46, 1);
@@ -44,12 +44,18 @@ UIColor colourOf(const std::string& outcome) {
   return outcome == "no match" || outcome == "waiting" ? kQuiet : kHeld;
 }
 
-/// A row of a group: a line with something at its right, and perhaps a second line.
+/// A row of a group: a line with something at its right, and smaller ones below it.
 struct Row {
-  std::string text, right, below;
+  std::string text, right;
+  std::vector<std::string> below;
   UIColor rightColour = kQuiet, belowColour = kQuiet;
   bool isBold = true;
 };
+
+/// With no word in it, a number would be set in the font of another script than what stands beside it.
+UIFont numberFont(double size) {
+  return UIFont::fontWithName("DejaVu Sans,sans-serif", size);
+}
 
 class Column {
  public:
@@ -99,20 +105,22 @@ class Column {
 
   /// The height of the row.
   double addRow(UIView& group, const Row& row, double top) const {
-    const double room = inside() - 2 * kPadding, height = row.below.empty() ? kPair : kRow;
-    const double line = row.below.empty() ? height : 30;
-    const auto font = UIFont::systemFontOfSize(15);
+    const double room = inside() - 2 * kPadding, line = row.below.empty() ? kPair : kRow;
+    const auto font = numberFont(15);
     const double needed =
         row.right.empty() ? 0 : std::ceil(boundingSizeOfText({row.right, {}}, font, 0).width) + 2;
     const double right = std::min(needed, room * 0.66);
-    addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : font, kInk,
-             {{kPadding, top}, {room - right - (right > 0 ? 10 : 0), line}});
+    addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : UIFont::systemFontOfSize(15),
+             kInk, {{kPadding, top}, {room - right - (right > 0 ? 10 : 0), line}});
     addLabel(group, row.right, font, row.rightColour, {{kPadding + room - right, top}, {right, line}},
              NSTextAlignment::Right);
-    if (!row.below.empty())
-      addLabel(group, row.below, UIFont::systemFontOfSize(13), row.belowColour,
-               {{kPadding, top + 25}, {room, 22}});
-    return height;
+    double bottom = top + line - kRowEnd;
+    for (const std::string& text : row.below) {
+      addLabel(group, text, UIFont::systemFontOfSize(13), row.belowColour,
+               {{kPadding, bottom}, {room, kSmall}});
+      bottom += kSmall;
+    }
+    return row.below.empty() ? line : bottom - top + 2 * kRowEnd;
   }
 
   const double _width;
@@ -121,7 +129,7 @@ class Column {
 };
 
 Row pair(const char* name, std::string value) {
-  return {name, std::move(value), "", kInk, kQuiet, false};
+  return {name, std::move(value), {}, kInk, kQuiet, false};
 }
 
 std::vector<Row> stateRows(const Dictionary& told) {
@@ -133,31 +141,33 @@ std::vector<Row> stateRows(const Dictionary& told) {
           pair("Waiting events", descriptionOf(told.at("waitingEvents")))};
 }
 
-std::string rangeText(const Dictionary& window) {
-  const std::string from = textOr(window.at("startTime"), ""), to = textOr(window.at("endTime"), "");
-  if (from.empty() && to.empty()) return "";
-  return "  ·  " + (from.empty() ? "…" : from) + " – " + (to.empty() ? "…" : to);
-}
-
 Row windowRow(const Dictionary& window) {
   const std::int64_t used = integerValue(window.at("usedCount")), count = integerValue(window.at("count"));
-  std::string below = "on " + textOr(window.at("event"), "no event");
-  if (!window.at("preEvent").is_null()) below += " after " + descriptionOf(window.at("preEvent"));
-  return {"Window " + textOr(window.at("windowId"), "without id"),
-          "shown " + std::to_string(used) + " of " + std::to_string(count), below + rangeText(window),
+  std::string condition = "on " + textOr(window.at("event"), "no event");
+  if (!window.at("preEvent").is_null()) condition += ", after " + descriptionOf(window.at("preEvent"));
+  Row row{"Window " + textOr(window.at("windowId"), "without id"),
+          "shown " + std::to_string(used) + " of " + std::to_string(count),
+          {std::move(condition)},
           used < count ? kGood : kHeld};
+  const Value &start = window.at("startTime"), &end = window.at("endTime");
+  if (!start.is_null() || !end.is_null()) row.below.push_back(textOr(start, "…") + " – " + textOr(end, "…"));
+  return row;
 }
 
 Row subscriptionRow(const Dictionary& subscription) {
-  return {"Subscription " + textOr(subscription.at("windowId"), "without id"), "",
-          "on " + textOr(subscription.at("event"), "no event")};
+  return {"Subscription " + textOr(subscription.at("windowId"), "without id"),
+          "",
+          {"on " + textOr(subscription.at("event"), "no event")}};
 }
 
 Row decisionRow(const Dictionary& decision) {
   const std::string outcome = descriptionOf(decision.at("outcome"));
+  const std::string event = textOr(decision.at("event"), "no event");
   const Value& windowId = decision.at("windowId");
-  return {textOr(decision.at("event"), "no event"), timeText(decision.at("time")),
-          windowId.is_null() ? outcome : "Window " + descriptionOf(windowId) + ": " + outcome, kQuiet,
+  return {windowId.is_null() ? event : "Window " + descriptionOf(windowId) + " on " + event,
+          timeText(decision.at("time")),
+          {outcome},
+          kQuiet,
           colourOf(outcome)};
 }
 
@@ -165,7 +175,7 @@ Row decisionRow(const Dictionary& decision) {
 std::vector<Row> rowsOf(const Array& records, Row (*rowOf)(const Dictionary&), const char* nothing) {
   std::vector<Row> rows;
   for (const Value& record : records) rows.push_back(rowOf(record.as_object()));
-  if (rows.empty()) rows.push_back({nothing, "", "", kQuiet, kQuiet, false});
+  if (rows.empty()) rows.push_back({nothing, "", {}, kQuiet, kQuiet, false});
   return rows;
 }
 
