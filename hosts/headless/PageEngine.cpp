@@ -1,9 +1,10 @@
 #include "headless/PageEngine.h"
 
+#include <boost/json/serialize.hpp>
+#include <boost/json/value.hpp>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/JSONSerialization.h"
 
 namespace oq {
 
@@ -32,8 +33,9 @@ class ScriptedPage : public WebPage {
   }
   void evaluate(const std::string& script,
                 std::function<void(const std::optional<std::string>&)> completion) override {
-    const auto result =
-        script == "document.title" ? std::optional(compactJSON(Value(_state->title))) : std::nullopt;
+    const auto result = script == "document.title"
+                            ? std::optional(boost::json::serialize(boost::json::value(_state->title)))
+                            : std::nullopt;
     DispatchQueue::main().async([state = std::weak_ptr(_state), result, completion = std::move(completion)] {
       const auto page = state.lock();
       if (page && page->client) completion(result);

@@ -8,7 +8,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PARTS_OF_CLASSES = re.compile(r"(typeinfo|typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable) (for|to) ")
 CLASS = re.compile(r"^\s*(?:class|struct) OQSDK_EXPORT (\w+)", re.MULTILINE)
-INNER = re.compile(r"^\s+class (\w+);", re.MULTILINE)  # declared inside a class, and known to the library alone
+INNER = re.compile(r"^ +class (\w+);", re.MULTILINE)  # declared inside a class, and known to the library alone
 OTHER = re.compile(r"^\s*OQSDK_EXPORT [^(;]*?(\w+)(?:\(|\[|;)", re.MULTILINE)
 
 
