@@ -19,7 +19,7 @@ namespace oq {
 /// ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. Changing it later affects
 /// what is opened from then on.
 OQSDK_EXPORT void setApplicationDataDirectory(const std::filesystem::path& directory);
-std::filesystem::path applicationDataDirectory();
+OQSDK_EXPORT std::filesystem::path applicationDataDirectory();
 /// The user's documents folder of the application; made (0700) when it is missing.
 std::filesystem::path documentsDirectory();
 std::filesystem::path preferencesDirectory();
@@ -27,7 +27,7 @@ std::filesystem::path preferencesDirectory();
 /// opened anew.
 std::uint64_t applicationDataGeneration();
 /// Makes the folder and those above it that are missing, mode 0700 whatever the umask. True when it is there.
-bool createDirectory(const std::filesystem::path& directory);
+OQSDK_EXPORT bool createDirectory(const std::filesystem::path& directory);
 
 /// The bytes of a regular file of at most `limit` bytes; nullopt when it cannot be read whole.
 std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = 256u << 20);
