@@ -11,6 +11,8 @@ packages=(
   libgdk-pixbuf-2.0-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev
+  # the web engine, and what its sandbox is built with
+  libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
   libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl
   # the benchmarks' peer

@@ -7,6 +7,8 @@
 #include "Surface.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
+#include "UIKit/UIWindow.h"
+#include "WebKit/WebEngineRegistry.h"
 
 namespace oq::gtk {
 
@@ -22,10 +24,12 @@ Host::Host() : _self(std::make_shared<Host*>(this)) {
     if (auto host = self.lock()) (*host)->deadlineReached();
   });
   UIApplication::sharedApplication().setHost(this);
+  setWebEngine(&_webPages);
 }
 
 Host::~Host() {
   _timer->cancel();
+  setWebEngine(nullptr);
   UIApplication::sharedApplication().setHost(nullptr);
 }
 
@@ -34,9 +38,14 @@ double Host::now() const {
 }
 
 void Host::setNeedsFrame(UIWindow& window) {
+  if (Surface* surface = surfaceOf(window)) surface->treeChanged();
+}
+
+Surface* Host::surfaceOf(const UIWindow& window) const {
   for (Surface* surface : _surfaces) {
-    if (surface->window().get() == &window) surface->treeChanged();
+    if (surface->window().get() == &window) return surface;
   }
+  return nullptr;
 }
 
 void Host::setDeadline(double deadline) {

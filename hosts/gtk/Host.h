@@ -6,6 +6,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "UIKit/UIHost.h"
+#include "WebPages.h"
 
 namespace oq::gtk {
 
@@ -32,12 +33,15 @@ class Host : public UIHost {
   void add(Surface& surface);
   void remove(Surface& surface);
   void stageChanged(Surface& surface);
+  /// The one that shows the window; nullptr when none does.
+  Surface* surfaceOf(const UIWindow& window) const;
 
  private:
   void updateScreen();
   void arm();
   void deadlineReached();
 
+  WebPages _webPages{*this};
   std::vector<Surface*> _surfaces;
   double _deadline = std::numeric_limits<double>::infinity();
   std::shared_ptr<DispatchTimer> _timer;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "NativeChildren.h"
 #include "UIKit/LayerContent.h"
 
 namespace oq::gtk {
@@ -160,6 +161,10 @@ void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
   cairo_translate(cr, snapped(origin.x, _origin.x), snapped(origin.y, _origin.y));
   content.draw(cr);
   cairo_destroy(cr);
+}
+
+void SnapshotPainter::nativeView(UIView& view, CGRect bounds, double opacity) {
+  if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, bounds, opacity);
 }
 
 void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,

@@ -8,6 +8,8 @@
 
 namespace oq::gtk {
 
+class NativeChildren;
+
 /// Paints into a GtkSnapshot, in points. A content is recorded as a render node once and appended again in
 /// every frame that shows it, so that GTK can keep what it made of the node. Straight edges, and contents in
 /// their own size, are put on whole pixels. Lives for one snapshot.
@@ -27,6 +29,9 @@ class SnapshotPainter : public Painter {
   void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
   void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
                      double radius) override;
+  void nativeView(UIView& view, CGRect bounds, double opacity) override;
+  /// Whose widgets are painted at their views' places; borrowed.
+  void setNativeChildren(NativeChildren* children) { _nativeChildren = children; }
 
  private:
   struct Push {
@@ -43,6 +48,7 @@ class SnapshotPainter : public Painter {
   void appendPart(LayerContent& content, CGPoint origin);
 
   GtkSnapshot* _snapshot;
+  NativeChildren* _nativeChildren = nullptr;
   double _scale;
   CGPoint _origin;  ///< of the current coordinates, in the snapshot's
   CGRect _visible;  ///< in the snapshot's coordinates

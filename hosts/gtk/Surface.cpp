@@ -4,6 +4,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Host.h"
+#include "NativeChildren.h"
 #include "SnapshotPainter.h"
 #include "Stage.h"
 #include "StandIns.h"
@@ -22,6 +23,7 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   _stage = stageIn(width, height);
   _window = makeHostWindow({{}, _stage.size});
   _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
+  _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
   _scene->addWindow(_window);
   _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
@@ -29,7 +31,10 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
-  signal_destroy().connect([this] { _standIns->clear(); });
+  signal_destroy().connect([this] {
+    _standIns->clear();
+    _nativeChildren->clear();
+  });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   property_scale_factor().signal_changed().connect([this] {
@@ -45,6 +50,7 @@ Surface::~Surface() {
   hidden();
   disconnectScene();
   _standIns.reset();
+  _nativeChildren.reset();
 }
 
 void Surface::connectScene() {
@@ -113,6 +119,7 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
   layOut(width, height);
+  _nativeChildren->allocate(_stage.origin);
   _standIns->allocate(_stage.origin);
 }
 
@@ -126,6 +133,7 @@ void Surface::layOut(int width, int height) {
 
 void Surface::treeChanged() {
   queue_draw();
+  if (!_nativeChildren->isEmpty()) queue_allocate();
   givePointerBackLater();
   updateStandInsLater();
 }
@@ -167,6 +175,7 @@ void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
   bool wide = _stage.size.width < get_width();
   painter.pushTranslation(_stage.minX(), _stage.minY());
   if (wide) painter.pushClip({{}, _stage.size}, 0);
+  painter.setNativeChildren(_nativeChildren.get());
   paintWindow(*_window, painter, time);
   if (wide) painter.pop();
   painter.pop();

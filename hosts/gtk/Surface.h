@@ -17,6 +17,7 @@ class UIWindow;
 namespace oq::gtk {
 
 class Host;
+class NativeChildren;
 class StandIns;
 
 /// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
@@ -34,6 +35,8 @@ class Surface : public Gtk::Widget {
   CGRect stage() const { return _stage; }
   /// Something in the window looks different from now on.
   void treeChanged();
+  /// The widgets that show views of the window; they go before the surface does.
+  const std::shared_ptr<NativeChildren>& nativeChildren() const { return _nativeChildren; }
 
  protected:
   Gtk::SizeRequestMode get_request_mode_vfunc() const override { return Gtk::SizeRequestMode::CONSTANT_SIZE; }
@@ -93,6 +96,7 @@ class Surface : public Gtk::Widget {
   bool _connected = false;
   CGRect _stage;
   std::unique_ptr<StandIns> _standIns;
+  std::shared_ptr<NativeChildren> _nativeChildren;
   bool _updatingStandIns = false;
   GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
   gulong _stateHandler = 0;

@@ -2,6 +2,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Host.h"
+#include "NativeChildren.h"
 #include "StandIns.h"
 #include "Surface.h"
 #include "UIKit/UIWindow.h"
@@ -86,13 +87,15 @@ void Surface::stopListening() {
   g_clear_object(&_events);
 }
 
-/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above.
+/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above. A page
+/// is a widget, which takes its touches itself.
 bool Surface::isOnTopAt(CGPoint point) {
   GtkWidget* parent = gtk_widget_get_parent(gobj());
   double x = 0, y = 0;
   if (!parent || !gtk_widget_translate_coordinates(gobj(), parent, point.x, point.y, &x, &y)) return false;
   GtkWidget* top = gtk_widget_pick(parent, x, y, GTK_PICK_DEFAULT);
-  return top && (top == gobj() || gtk_widget_is_ancestor(top, gobj())) && covers(point);
+  if (!top || (top != gobj() && !gtk_widget_is_ancestor(top, gobj())) || !covers(point)) return false;
+  return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(inStage(point)).get());
 }
 
 /// A view that goes from under a pointer at rest leaves GTK with the surface as the pointer's widget, and the
@@ -186,7 +189,8 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       end(pointerTouch, point);
       return true;
     default:
-      if (!running) return false;
+      // A page below a view of ours does not see the pointer either.
+      if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
       // The release was lost, for instance to a grab of the host's.
       if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
         move(pointerTouch, point);

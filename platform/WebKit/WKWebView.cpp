@@ -59,6 +59,7 @@ bool WKWebView::openPage(Error& reason) {
   }
   WebPageSettings settings;
   settings.allowsBackForwardGestures = _allowsGestures;
+  settings.tellsPulls = _scrollView->refreshControl() != nullptr;
   if (const auto& content = _configuration->userContentController()) {
     settings.messageHandlers = content->handlerNames();
     for (const WKUserScript& script : content->userScripts()) {

@@ -26,6 +26,7 @@ struct WebPageSettings {
   std::vector<std::string> messageHandlers;
   std::vector<WebScript> scripts;
   bool allowsBackForwardGestures = false;
+  bool tellsPulls = false;  ///< WebPageClient::pagePulledDown() is wanted
 };
 
 struct WebResponse {

@@ -1,0 +1,106 @@
+#include "NativeChildren.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "UIKit/UIView.h"
+
+namespace oq::gtk {
+
+namespace {
+
+bool isShown(const UIView& view) {
+  if (view.isHidden() || view.alpha() < 0.01) return false;
+  const auto above = view.superview();
+  return !above || isShown(*above);
+}
+
+GtkWidget* focusOf(GtkWidget* widget) {
+  GtkRoot* root = gtk_widget_get_root(widget);
+  return root ? gtk_root_get_focus(root) : nullptr;
+}
+
+bool hasFocusInside(GtkWidget* widget) {
+  GtkWidget* focus = focusOf(widget);
+  return focus && (focus == widget || gtk_widget_is_ancestor(focus, widget));
+}
+
+}  // namespace
+
+void NativeChildren::add(UIView& view, GtkWidget* widget) {
+  if (find(&view)) return;
+  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, nullptr, {}}));
+  g_set_weak_pointer(&_children.back()->formerFocus, focusOf(_surface));
+  gtk_widget_set_parent(widget, _surface);
+  gtk_widget_grab_focus(widget);
+  gtk_widget_queue_allocate(_surface);
+}
+
+void NativeChildren::remove(UIView& view) {
+  if (Child* child = find(&view)) {
+    detach(*child);
+    std::erase_if(_children, [&](const auto& each) { return each->view == &view; });
+  }
+}
+
+void NativeChildren::clear() {
+  while (!_children.empty()) remove(*_children.back()->view);
+}
+
+void NativeChildren::detach(Child& child) {
+  const bool hadFocus = hasFocusInside(child.widget);
+  GtkWidget* former = child.formerFocus;
+  g_clear_weak_pointer(&child.formerFocus);
+  gtk_widget_unparent(child.widget);
+  if (hadFocus && former && gtk_widget_get_root(former) == gtk_widget_get_root(_surface))
+    gtk_widget_grab_focus(former);
+}
+
+NativeChildren::Child* NativeChildren::find(const UIView* view) {
+  const auto found =
+      std::find_if(_children.begin(), _children.end(), [&](const auto& each) { return each->view == view; });
+  return found == _children.end() ? nullptr : found->get();
+}
+
+bool NativeChildren::has(const UIView* view) const {
+  return std::any_of(_children.begin(), _children.end(),
+                     [&](const auto& each) { return each->view == view; });
+}
+
+void NativeChildren::allocate(CGPoint stage) {
+  for (const auto& each : _children) {
+    Child& child = *each;
+    const CGSize size = child.view->bounds().size;
+    const CGPoint place = child.view->convertPointToWindow(child.view->bounds().origin);
+    const GtkAllocation allocation{
+        static_cast<int>(std::lround(stage.x + place.x)), static_cast<int>(std::lround(stage.y + place.y)),
+        static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height))};
+    const bool shown = allocation.width > 0 && allocation.height > 0 && isShown(*child.view);
+    gtk_widget_set_child_visible(child.widget, shown);
+    if (!shown) continue;
+    int minimum = 0, natural = 0;
+    gtk_widget_measure(child.widget, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, &natural, nullptr, nullptr);
+    gtk_widget_size_allocate(child.widget, &allocation, -1);
+    child.origin = {static_cast<double>(allocation.x), static_cast<double>(allocation.y)};
+  }
+}
+
+void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity) {
+  Child* child = find(&view);
+  if (!child || bounds.isEmpty()) return;
+  const graphene_rect_t clip{{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())},
+                             {static_cast<float>(bounds.size.width), static_cast<float>(bounds.size.height)}};
+  gtk_snapshot_push_clip(snapshot, &clip);
+  if (opacity < 1) gtk_snapshot_push_opacity(snapshot, opacity);
+  gtk_snapshot_save(snapshot);
+  // Where the widget lies is a matter of its allocation, which is added to where it is painted.
+  const graphene_point_t offset{static_cast<float>(bounds.minX() - child->origin.x),
+                                static_cast<float>(bounds.minY() - child->origin.y)};
+  gtk_snapshot_translate(snapshot, &offset);
+  gtk_widget_snapshot_child(_surface, child->widget, snapshot);
+  gtk_snapshot_restore(snapshot);
+  if (opacity < 1) gtk_snapshot_pop(snapshot);
+  gtk_snapshot_pop(snapshot);
+}
+
+}  // namespace oq::gtk

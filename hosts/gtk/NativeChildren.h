@@ -1,0 +1,54 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <memory>
+#include <vector>
+
+#include "CoreGraphics/Geometry.h"
+
+namespace oq {
+class UIView;
+}
+
+namespace oq::gtk {
+
+/// The widgets that show views of a surface's window: web pages. Each lies where its view lies, as large as the view's
+/// model, so that it is laid out once however its view comes on screen, and is painted at its view's place in the order,
+/// clipped to what the view shows at that moment. Main thread only.
+class NativeChildren {
+ public:
+  explicit NativeChildren(GtkWidget* surface) : _surface(surface) {}
+  ~NativeChildren() { clear(); }
+  NativeChildren(const NativeChildren&) = delete;
+  NativeChildren& operator=(const NativeChildren&) = delete;
+
+  /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end. The
+  /// view must be removed before it goes.
+  void add(UIView& view, GtkWidget* widget);
+  void remove(UIView& view);
+  void clear();
+  bool isEmpty() const { return _children.empty(); }
+  /// Whether the view is shown by a widget, which then gets its input from GTK.
+  bool has(const UIView* view) const;
+
+  /// `stage`: where the window lies in the surface.
+  void allocate(CGPoint stage);
+  /// Into a snapshot whose origin is that of the view's bounds.
+  void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
+
+ private:
+  struct Child {
+    UIView* view;
+    GtkWidget* widget;
+    GtkWidget* formerFocus;  ///< a weak pointer
+    CGPoint origin;          ///< of the allocation, in the surface
+  };
+  Child* find(const UIView* view);
+  void detach(Child& child);
+
+  GtkWidget* _surface;
+  std::vector<std::unique_ptr<Child>> _children;
+};
+
+}  // namespace oq::gtk

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <webkit/webkit.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "WebModule.h"
+
+namespace oq::gtk {
+
+/// A page in a web view of WebKitGTK. Main thread only.
+class Page : public WidgetPage {
+ public:
+  Page(const char* folder, const WebPageSettings& settings, WebPageClient& client);
+  ~Page() override;
+  Page(const Page&) = delete;
+  Page& operator=(const Page&) = delete;
+
+  GtkWidget* widget() const override { return GTK_WIDGET(_view); }
+  void load(const std::string& url) override;
+  void reload() override;
+  void stopLoading() override;
+  std::string url() const override;
+  bool canGoBack() const override;
+  void goBack() override;
+  void evaluate(const std::string& script,
+                std::function<void(const std::optional<std::string>& json)> completion) override;
+
+ private:
+  struct Handler;
+  using Dialog = std::shared_ptr<WebKitScriptDialog>;
+
+  void addContent(const WebPageSettings& settings);
+  void connectLoad();
+  void connectLimits();
+  void connectPulls();
+  void loadChanged(WebKitLoadEvent event);
+  bool loadFailed(WebKitLoadEvent event, const char* address, const GError& error);
+  bool certificateRefused(const char* address, GTlsCertificate* certificate);
+  bool decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
+  bool decideResponse(WebKitResponsePolicyDecision* decision);
+  bool showDialog(WebKitScriptDialog* dialog);
+  void scrolled(double dy);
+
+  WebPageClient& _client;
+  WebKitUserContentManager* _content;
+  WebKitWebView* _view;
+  GCancellable* _gone = g_cancellable_new();
+  std::vector<std::unique_ptr<Handler>> _handlers;
+  std::vector<Dialog> _dialogs;  ///< those that scripts wait for
+  std::string _retried;          ///< the address that is loaded again with a certificate of ours
+  bool _failed = false;          ///< the load that is under way
+  bool _crashed = false;
+  double _pulled = 0;
+};
+
+}  // namespace oq::gtk
