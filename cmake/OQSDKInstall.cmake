@@ -61,6 +61,10 @@ endif()
 if(NOT OQSDK_INSTALL)
   return()
 endif()
+# The web engine is no library to link: the GTK host loads it when the first page is opened.
+if(TARGET oqsdk_webkit)
+  install(TARGETS oqsdk_webkit LIBRARY DESTINATION ${OQSDK_MODULES_DIR} COMPONENT gtk)
+endif()
 configure_package_config_file(cmake/OQSDKConfig.cmake.in ${PROJECT_BINARY_DIR}/OQSDKConfig.cmake
                               INSTALL_DESTINATION ${OQSDK_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OQSDKConfigVersion.cmake COMPATIBILITY SameMinorVersion)
