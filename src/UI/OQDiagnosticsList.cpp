@@ -52,11 +52,6 @@ struct Row {
   bool isBold = true;
 };
 
-/// With no word in it, a number would be set in the font of another script than what stands beside it.
-UIFont numberFont(double size) {
-  return UIFont::fontWithName("DejaVu Sans,sans-serif", size);
-}
-
 class Column {
  public:
   explicit Column(double width) : _width(width) {}
@@ -106,12 +101,12 @@ class Column {
   /// The height of the row.
   double addRow(UIView& group, const Row& row, double top) const {
     const double room = inside() - 2 * kPadding, line = row.below.empty() ? kPair : kRow;
-    const auto font = numberFont(15);
+    const auto font = UIFont::systemFontOfSize(15);
     const double needed =
         row.right.empty() ? 0 : std::ceil(boundingSizeOfText({row.right, {}}, font, 0).width) + 2;
     const double right = std::min(needed, room * 0.66);
-    addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : UIFont::systemFontOfSize(15),
-             kInk, {{kPadding, top}, {room - right - (right > 0 ? 10 : 0), line}});
+    addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : font, kInk,
+             {{kPadding, top}, {room - right - (right > 0 ? 10 : 0), line}});
     addLabel(group, row.right, font, row.rightColour, {{kPadding + room - right, top}, {right, line}},
              NSTextAlignment::Right);
     double bottom = top + line - kRowEnd;
