@@ -1,12 +1,15 @@
 #include "UIKit/TextLayout.h"
 
+#include <fontconfig/fontconfig.h>
 #include <pango/pangocairo.h>
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace oq {
@@ -14,10 +17,13 @@ namespace {
 
 constexpr double kWidest = 100'000;           // points; beyond it nothing is broken
 constexpr double kLargestFont = 1000;         // points
+constexpr double kSmallestFont = 0.01;        // points; Pango has no smaller one
 constexpr double kTallestLayout = 1'500'000;  // points; Pango counts in 1/1024 of them, in 32 bits
 constexpr std::size_t kShortText = 1000;      // bytes
 constexpr int kLongWord = 200, kPiece = 8;    // characters
 constexpr double kHalfPoint = 0.5;
+/// Messages are written in simplified Chinese.
+constexpr const char* kLanguage = "zh-cn";
 
 /// Pango's objects may be used from any thread, but by one at a time.
 std::mutex& pangoMutex() {
@@ -37,12 +43,60 @@ PangoContext* textContext() {
     pango_cairo_context_set_font_options(made, options);
     cairo_font_options_destroy(options);
     pango_context_set_round_glyph_positions(made, FALSE);
-    // Messages are written in simplified Chinese; without a word on it Han characters take their Japanese
-    // shapes. Other scripts are not touched by this.
-    pango_context_set_language(made, pango_language_from_string("zh-cn"));
+    // Without a word on it Han characters take their Japanese shapes. Other scripts are not touched by this.
+    pango_context_set_language(made, pango_language_from_string(kLanguage));
     return made;
   }();
   return context;
+}
+
+const FcChar8* fcString(const std::string& text) {
+  return reinterpret_cast<const FcChar8*>(text.c_str());
+}
+
+std::string familyOf(FcPattern* pattern) {
+  FcChar8* family = nullptr;
+  if (!pattern || FcPatternGetString(pattern, FC_FAMILY, 0, &family) != FcResultMatch) return "";
+  return reinterpret_cast<const char*>(family);
+}
+
+/// The family of the font with that PostScript name; "" without one.
+std::string familyNamed(const std::string& name) {
+  FcPattern* asked = FcPatternBuild(nullptr, FC_POSTSCRIPT_NAME, FcTypeString, fcString(name), nullptr);
+  FcObjectSet* wanted = FcObjectSetBuild(FC_FAMILY, nullptr);
+  FcFontSet* found = FcFontList(nullptr, asked, wanted);
+  std::string family = found && found->nfont > 0 ? familyOf(found->fonts[0]) : "";
+  if (found) FcFontSetDestroy(found);
+  FcObjectSetDestroy(wanted);
+  FcPatternDestroy(asked);
+  return family;
+}
+
+/// What fontconfig puts in the place of a font of that name for Chinese text.
+std::string familyInsteadOf(const std::string& name) {
+  FcPattern* asked = FcPatternBuild(nullptr, FC_FAMILY, FcTypeString, fcString(name), FC_LANG, FcTypeString,
+                                    fcString(kLanguage), nullptr);
+  FcConfigSubstitute(nullptr, asked, FcMatchPattern);
+  FcDefaultSubstitute(asked);
+  FcResult result = FcResultNoMatch;
+  FcPattern* found = FcFontMatch(nullptr, asked, &result);
+  std::string family = familyOf(found);
+  if (found) FcPatternDestroy(found);
+  FcPatternDestroy(asked);
+  return family;
+}
+
+/// The name that was asked for, then what stands in for it. Pango by itself would take one font for the
+/// Chinese and another for the Latin of the same line.
+const std::string& familiesFor(const std::string& name) {
+  static auto& known = *new std::map<std::string, std::string>;
+  auto [entry, isNew] = known.try_emplace(name, name);
+  if (isNew) {
+    std::string family = familyNamed(name);
+    if (family.empty()) family = familyInsteadOf(name);
+    if (!family.empty()) entry->second += "," + family;
+  }
+  return entry->second;
 }
 
 /// Valid text, short enough that not even a line break at every byte makes a layout that Pango cannot count.
@@ -64,7 +118,7 @@ std::string withBreakableWords(const std::string& text) {
   if (text.size() <= kShortText) return text;
   auto length = static_cast<std::size_t>(g_utf8_strlen(text.data(), static_cast<gssize>(text.size())));
   std::vector<PangoLogAttr> places(length + 1);
-  pango_get_log_attrs(text.data(), static_cast<int>(text.size()), -1, pango_language_from_string("zh-cn"),
+  pango_get_log_attrs(text.data(), static_cast<int>(text.size()), -1, pango_language_from_string(kLanguage),
                       places.data(), static_cast<int>(places.size()));
   std::string broken;
   const char* from = text.data();
@@ -126,7 +180,20 @@ void evenLines(PangoLayout* layout) {
   pango_attr_list_unref(attributes);
 }
 
-/// Where a line of text may be stretched: after a space, and after an ideograph, but not at the line's end.
+/// A mark that belongs to what stands before it, as a full stop does.
+bool closes(gunichar character) {
+  switch (g_unichar_type(character)) {
+    case G_UNICODE_CLOSE_PUNCTUATION:
+    case G_UNICODE_FINAL_PUNCTUATION:
+    case G_UNICODE_OTHER_PUNCTUATION:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// Where a line of text may be stretched: after a space, and after an ideograph that no mark follows, but not
+/// at the line's end.
 std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* text) {
   std::vector<PangoGlyphInfo*> gaps;
   PangoGlyphInfo* last = nullptr;
@@ -138,8 +205,11 @@ std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* tex
       bool endsCluster = i + 1 == glyphs.num_glyphs || glyphs.log_clusters[i + 1] != glyphs.log_clusters[i];
       if (!endsCluster || glyphs.glyphs[i].geometry.width == 0) continue;
       last = &glyphs.glyphs[i];
-      gunichar character = g_utf8_get_char(text + run->item->offset + glyphs.log_clusters[i]);
-      if (character == ' ' || (leftToRight && g_unichar_iswide(character))) gaps.push_back(last);
+      const char* at = text + run->item->offset + glyphs.log_clusters[i];
+      gunichar character = g_utf8_get_char(at);
+      bool beforeMark = *at && closes(g_utf8_get_char(g_utf8_next_char(at)));
+      if (character == ' ' || (leftToRight && g_unichar_iswide(character) && !beforeMark))
+        gaps.push_back(last);
     }
   }
   if (!gaps.empty() && gaps.back() == last) gaps.pop_back();
@@ -175,14 +245,14 @@ struct TextLayout::Shown {
 
 TextLayout::TextLayout(const NSAttributedString& text, const UIFont& font, double width) {
   double size = std::min(font.pointSize(), kLargestFont);
-  if (text.string.empty() || !(size > 0)) return;
+  if (text.string.empty() || !(size >= kSmallestFont)) return;
   double spacing = std::clamp(text.paragraphStyle.lineSpacing, 0.0, kLargestFont);
 
   std::lock_guard lock(pangoMutex());
   std::string valid = withBreakableWords(displayable(text.string, 1.5 * size + spacing));
   _layout = pango_layout_new(textContext());
   PangoFontDescription* description = pango_font_description_new();
-  pango_font_description_set_family(description, font.fontName().c_str());
+  pango_font_description_set_family(description, familiesFor(font.fontName()).c_str());
   if (font.isBold()) pango_font_description_set_weight(description, PANGO_WEIGHT_BOLD);
   pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
   pango_layout_set_font_description(_layout, description);
@@ -284,12 +354,15 @@ void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, U
 }
 
 void warmUpText() {
-  TextLayout layout({"Aa1 \u6d88\u606f", {}}, UIFont(), 100);
-  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 100, 40);
-  cairo_t* cr = cairo_create(surface);
-  layout.draw(cr, UIColor::blackColor(), CGRectMake(0, 0, 100, 40), 1, false);
-  cairo_destroy(cr);
-  cairo_surface_destroy(surface);
+  // A font is loaded for the name that it is asked for by; these are the names that are.
+  for (const UIFont& font : {UIFont::fontWithName("PingFangSC-Regular", 17), UIFont()}) {
+    TextLayout layout({"Aa1 \u6d88\u606f\u3002", {8, NSTextAlignment::Justified}}, font, 100);
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 100, 40);
+    cairo_t* cr = cairo_create(surface);
+    layout.draw(cr, UIColor::blackColor(), CGRectMake(0, 0, 100, 40), 1, false);
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+  }
 }
 
 }  // namespace oq

@@ -1,16 +1,20 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "Canvas.h"
 #include "UIKit/UIButton.h"
 #include "UIKit/UIImage.h"
 #include "UIKit/UIImageView.h"
 #include "UIKit/UITouch.h"
+#include "oqsdk/headless/HeadlessHost.h"
 
 namespace oq {
 namespace {
@@ -94,6 +98,62 @@ TEST(Image, RefusesWhatIsNoPicture) {
   EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "as large as may be";
 }
 
+/// 20,000 by 20,000 pixels in a megabyte, in every format that says so in its first bytes.
+std::vector<std::pair<std::string, Data>> bombs() {
+  auto bytes = [](std::initializer_list<int> list) { return Data(list.begin(), list.end()); };
+  Data png = pngOf(20, 10), jpeg = jpegOf(32, 16, 1);
+  const std::uint8_t side[] = {0, 0, 0x4e, 0x20};
+  for (int at : {16, 20}) std::copy_n(side, 4, png.begin() + at);
+  for (std::size_t i = 0; i + 8 < jpeg.size(); ++i) {
+    if (jpeg[i] != 0xff || jpeg[i + 1] != 0xc0) continue;
+    for (std::size_t at : {i + 5, i + 7})
+      std::copy_n(side + 2, 2, jpeg.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+  std::vector<std::pair<std::string, Data>> all = {
+      {"png", png},
+      {"jpeg", jpeg},
+      {"gif", bytes({'G',  'I', 'F', '8', '9', 'a',  0x20, 0x4e, 0x20, 0x4e, 0, 0,  0,
+                     0x2c, 0,   0,   0,   0,   0x20, 0x4e, 0x20, 0x4e, 0,    2, 255})},
+      {"bmp", bytes({'B',  'M',  0, 0, 16,   0,    0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0,
+                     0x20, 0x4e, 0, 0, 0x20, 0x4e, 0, 0, 1, 0, 24, 0, 0, 0, 0,  0, 0, 0,
+                     0,    0,    0, 0, 0,    0,    0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0})},
+      {"ppm", dataFromString("P6\n20000 20000\n255\n")},
+      {"svg", dataFromString("<svg xmlns='http://www.w3.org/2000/svg' width='20000' height='20000'></svg>")}};
+  for (auto& [name, data] : all) data.resize(1'000'000, ' ');
+  return all;
+}
+
+long peakKilobytes() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+TEST(Image, RefusesBombsByTheirHeaders) {
+  const auto pictures = bombs();
+  // What a decoder loads once does not count.
+  EXPECT_TRUE(UIImage::imageWithData(pngOf(8, 8)) && UIImage::imageWithData(jpegOf(32, 16, 1)));
+  const long before = peakKilobytes();
+  for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
+  std::thread([&] {
+    for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
+  }).join();
+  EXPECT_LE(peakKilobytes() - before, 16 * 1024);
+}
+
+TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
+  // Two frames of one pixel: red, then blue.
+  const Data gif = {
+      'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
+      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
+      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
+  auto image = UIImage::imageWithData(gif);
+  ASSERT_TRUE(image);
+  Canvas canvas(1, 1);
+  drawImage(canvas.cr(), *image, CGRectMake(0, 0, 1, 1));
+  EXPECT_EQ(canvas.at(0, 0), kRed);
+}
+
 TEST(Image, IsTurnedAsThePhotographWasHeld) {
   auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)),
        turned = UIImage::imageWithData(jpegOf(32, 16, 6));
@@ -122,17 +182,20 @@ TEST(Image, TakesItsDensityFromTheFileName) {
 }
 
 TEST(ImageView, PutsItsPictureByTheContentMode) {
+  HeadlessHost host;
   auto view = std::make_shared<UIImageView>();
   view->setFrame(CGRectMake(10, 10, 40, 40));
   view->setImage(UIImage::imageWithData(pngOf(20, 10)));
   const CGRect bounds = view->bounds();
-  EXPECT_EQ(view->contentRect(bounds), bounds);
-  view->setContentMode(UIViewContentMode::ScaleAspectFit);
-  EXPECT_EQ(view->contentRect(bounds), CGRectMake(0, 10, 40, 20));
-  view->setContentMode(UIViewContentMode::ScaleAspectFill);
-  EXPECT_EQ(view->contentRect(bounds), CGRectMake(-20, 0, 80, 40));
+  auto rectIn = [&](UIViewContentMode mode) {
+    view->setContentMode(mode);
+    EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 10));
+    return view->contentRect(bounds);
+  };
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleToFill), bounds);
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleAspectFill), CGRectMake(-20, 0, 80, 40));
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleAspectFit), CGRectMake(0, 10, 40, 20));
 
-  view->setContentMode(UIViewContentMode::ScaleAspectFit);
   auto window = windowWith(view);
   Canvas canvas(100, 100);
   canvas.paint(*window);
@@ -144,6 +207,51 @@ TEST(ImageView, PutsItsPictureByTheContentMode) {
   Canvas blank(100, 100);
   blank.paint(*window);
   EXPECT_EQ(blank.ink().pixels, 0);
+}
+
+double ownSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+TEST(ImageView, LeavesDecodingAndScalingToOtherThreads) {
+  HeadlessHost host;
+  const Data large = pngOf(4000, 3000);
+  double there = 0;
+  std::thread([&] {
+    Canvas canvas(390, 293);
+    const double began = ownSeconds();
+    drawImage(canvas.cr(), *UIImage::imageWithData(large), CGRectMake(0, 0, 390, 292.5));
+    there = ownSeconds() - began;
+  }).join();
+
+  auto view = std::make_shared<UIImageView>();
+  view->setFrame(CGRectMake(0, 0, 390, 292.5));
+  auto window = windowWith(view);
+  Canvas canvas(400, 300);
+  const double began = ownSeconds();
+  view->setImage(UIImage::imageWithData(large));
+  ASSERT_TRUE(view->image()) << "the header says that it is one";
+  canvas.paint(*window);
+  const double untilPainted = ownSeconds() - began;
+  EXPECT_EQ(canvas.at(100, 100), kWhite) << "not there yet, and not waited for";
+  ASSERT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 60));
+  const auto content = view->content();
+  const double resumed = ownSeconds();
+  for (int frame = 0; frame < 3; ++frame) canvas.paint(*window);
+  const double here = untilPainted + ownSeconds() - resumed;
+  EXPECT_EQ(canvas.at(100, 100), kRed);
+  EXPECT_EQ(view->content(), content) << "made once";
+  EXPECT_LT(here, there / 4);
+
+  // A broken picture leaves the view as it is.
+  Data broken = large;
+  broken.resize(broken.size() / 2);
+  view->setImage(UIImage::imageWithData(broken));
+  EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 60));
+  canvas.paint(*window);
+  EXPECT_EQ(canvas.at(100, 100), kRed);
 }
 
 class Button : public testing::Test {

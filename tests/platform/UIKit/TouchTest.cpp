@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "UIKit/UIControl.h"
 #include "UIKit/UIGestureRecognizer.h"
 #include "UIKit/UIScrollView.h"
@@ -205,6 +207,44 @@ TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
   move(50, 70);
   move(50, 80);
   EXPECT_EQ(scroll->contentOffset().y, 160) << "a further drag goes on from there";
+}
+
+TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
+  auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
+  scroll->setContentSize({100, 2000});
+  auto shown = [&] { return scroll->layer().presentation(host.time).bounds.origin.y; };
+  auto drag = [&](double step) {
+    down(50, 90);
+    for (int i = 1; i <= 5; ++i) {
+      stepTo(host.time + 0.01);
+      move(50, 90 - i * step);
+    }
+  };
+  drag(10);  // 1000 points a second: it comes to rest half a second's way further
+  up(50, 40);
+  EXPECT_EQ(shown(), 50);
+  stepTo(host.time + 0.2);
+  EXPECT_NEAR(shown(), 50 + 500 * (1 - std::exp(-0.4)), 5);
+  EXPECT_TRUE(window->wantsTouchAt({50, 50}));
+  EXPECT_EQ(window->hitTest({50, 50}), scroll) << "in motion it can be touched";
+  const double stopped = shown();
+  down(50, 50);
+  up(50, 50);
+  stepTo(host.time + 1);
+  EXPECT_EQ(shown(), stopped);
+
+  drag(10);
+  stepTo(host.time + 0.2);
+  up(50, 40);
+  EXPECT_FALSE(scroll->isDecelerating()) << "it had come to rest";
+  // At the end of the content there is nothing to roll on.
+  scroll->setContentOffset({0, 1900});
+  drag(10);
+  up(50, 40);
+  EXPECT_FALSE(scroll->isDecelerating());
+  EXPECT_TRUE(window->fling({50, 50}, 0, -10000)) << "a touchpad";
+  stepTo(host.time + 10);
+  EXPECT_EQ(shown(), 0);
 }
 
 class GreedyView : public TouchView {
