@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+"""Drives the ball of tools, the alert and the diagnostics with a real pointer and keyboard: tools_test.py FIXTURE."""
+
+import sys
+import time
+import unittest
+
+import gtk_test
+from gtk_test import Display, Fixture, await_pixel, click, pixel, pointer
+
+RED, GREEN, WHITE = (255, 0, 0), (0, 255, 0), (255, 255, 255)
+FAN = 84.8528137423857
+
+
+class Tools(unittest.TestCase):
+    def start(self, width, height):
+        pointer("mousemove", 1390, 990)
+        fixture = Fixture(width, height)
+        self.addCleanup(fixture.close)
+        self.addCleanup(fixture.process.kill)
+        fixture.await_line("ready")
+        return fixture
+
+    def test_the_ball_on_two_screens(self):
+        # A wide window has an upright screen of 371 points in its middle.
+        for width, height, left, screen in ((400, 700, 0, 400), (1280, 800, 454, 371)):
+            with self.subTest(width):
+                fixture = self.start(width, height)
+                x, y = left + screen - 30, 330
+                await_pixel(x, y - 25, RED)
+                click(x, y)
+                for dx, dy in ((-60, -60), (-FAN, 0), (-60, 60)):
+                    await_pixel(round(x + dx), y + dy - 25, GREEN)
+                click(x - 60, y - 60)
+                self.assertEqual(fixture.await_line("tapped"), ["tapped 0"])
+                # Folded, which takes a quarter of a second, its place is the host's again.
+                while pixel(round(x - 60), y - 85) == GREEN:
+                    pass
+                time.sleep(0.3)
+                click(x - 60, y - 60)
+                self.assertEqual(fixture.await_line("host"), ["host clicked"])
+
+                pointer("mousemove", x, y, "mousedown", 1, "mousemove", left + 200, 400, "mousemove", left + 100, 450,
+                        "mouseup", 1)
+                x, y = left + 30, 450
+                await_pixel(x - 29, y, RED)  # at the very edge
+                click(x, y)
+                await_pixel(round(x + FAN), y - 25, GREEN)
+                click(x + 60, y + 60)
+                self.assertEqual(fixture.await_line("tapped"), ["tapped 2"])
+                fixture.process.kill()
+                fixture.process.wait()
+
+    def test_the_alert_answers_to_pointer_and_keys(self):
+        fixture = self.start(400, 700)
+
+        def ask():
+            await_pixel(370, 305, RED)
+            click(370, 330)
+            await_pixel(round(370 - FAN), 305, GREEN)
+            click(round(370 - FAN), 330)
+            self.assertEqual(fixture.await_line("tapped"), ["tapped 1"])
+            await_pixel(60, 300, WHITE)  # the alert's card
+
+        ask()
+        click(200, 700 // 2 + 100)  # the last of three buttons: "test"
+        self.assertEqual(fixture.await_line("environment"), ["environment 1"])
+        ask()
+        pointer("key", "Tab")
+        pointer("key", "Tab")
+        pointer("key", "Return")  # the second one: "dev"
+        self.assertEqual(fixture.await_line("environment"), ["environment 2"])
+        ask()
+        pointer("key", "Escape")
+        while pixel(60, 300) == WHITE:
+            pass
+        time.sleep(0.3)
+        click(200, 600)
+        self.assertEqual(fixture.await_line("host"), ["host clicked"])
+
+
+if __name__ == "__main__":
+    gtk_test.FIXTURE = sys.argv.pop(1)
+    with Display() as gtk_test.DISPLAY:
+        program = unittest.main(exit=False)
+    sys.exit(not program.result.wasSuccessful())
