@@ -35,7 +35,7 @@ inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --bui
 
 echo "== the guide's first window"
 install "xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
-inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build; ./first_window.sh build/first-window'
+inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build; ./first_window.sh build/first-window first-window'
 cp "$root/work/first-window.png" "$picture"
 echo "picture: $picture"
 inside 'apt-get purge -y -qq liboqsdk0 oqsdk-server >/dev/null 2>&1

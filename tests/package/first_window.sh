@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The guide's story on a screen of its own: a server with one campaign, two starts of the program, a press of its button
 # each time. Ends well when the server hears that the message was shown. Leaves first-window.png behind.
-#   first_window.sh PROGRAM
+#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE
 set -euo pipefail
-program=$(realpath "$1")
+program=$(realpath "$1") example=$(realpath "$2")
 folder=$(mktemp -d)
 children=()
 trap 'kill "${children[@]}" 2>/dev/null || true; rm -rf "$folder"' EXIT
@@ -17,20 +17,7 @@ until_true() {  # SECONDS COMMAND...
   done
 }
 
-cat >"$folder/campaigns.json" <<'JSON'
-{
-  "windows": [
-    {
-      "id": 1, "style": 2, "count": 5,
-      "event": { "xwhat": "buy" },
-      "title": { "text": "Thank you!", "size": "56pd" },
-      "content": { "text": "Your order is confirmed. Ten per cent off the next one.", "size": "40pd" },
-      "buttonMiddle": { "text": "Fine", "color": "#FFFFFF", "background": "#2457D6", "size": "44pd" }
-    }
-  ]
-}
-JSON
-oqsdk-server --campaigns "$folder/campaigns.json" --data "$folder/server" >"$folder/server.log" 2>&1 &
+oqsdk-server --campaigns "$example/campaigns.json" --static "$example/static" --data "$folder/server" >"$folder/server.log" 2>&1 &
 children+=($!)
 until_true 20 grep -q '^ready' "$folder/server.log"
 
@@ -48,8 +35,9 @@ press() { xdotool mousemove 195 350 click 1; }
 "$program" >"$folder/first.log" 2>&1 &
 children+=($!)
 until_true 30 visible
-until_pressed() { press; known Preferences/group.oqsdk.sqlite; }
-until_true 20 until_pressed  # the user is known from the first event on
+knows_user() { grep -qas user-1 "$folder"/data/com.example.FirstWindow/Preferences/*; }
+press_for_user() { press; knows_user; }
+until_true 20 press_for_user  # the user is known from the first event on
 kill "${children[-1]}"
 wait "${children[-1]}" 2>/dev/null || true
 
