@@ -1,42 +1,60 @@
 #!/usr/bin/env bash
-# Builds every fuzz/*_fuzz.cpp with clang's libFuzzer, AddressSanitizer and UBSan, and runs each for some seconds:
+# Builds every fuzz/*_fuzz.cpp with clang's libFuzzer, AddressSanitizer and UBSan. Each target first goes through the
+# cases that are kept in fuzz/cases/<target>, then searches for some seconds, as many targets at a time as there are
+# processors:
 #
 #   scripts/fuzz.sh [seconds, default 60] [target ...]
 #
-# What was found is kept in build/fuzz/corpus/<target>, so that the next run begins where this one ended. An input that
-# broke something stays as build/fuzz/<target>-crash-... and ends this script with an error, after the other targets.
+# An input that breaks something is put with the kept cases, fails every later run until it is mended, and stays there
+# as a case. What merely reached new code stays in build/fuzz/corpus/<target>, where the next search begins. The last
+# line counts targets: "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=${1:-60}
 [[ $# -gt 0 ]] && shift
-scripts/install-deps.sh --fuzz
-
-build=build/fuzz
-cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_C_COMPILER=clang-14 \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOQSDK_BUILD_FUZZ=ON -DOQSDK_BUILD_SERVER=ON -DOQSDK_BUILD_TESTS=OFF \
-  -DOQSDK_BUILD_GTK=OFF -DOQSDK_WARNINGS_AS_ERRORS=OFF -DOQSDK_SANITIZE=fuzzer-no-link,address,undefined >/dev/null
-
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
   for source in fuzz/*_fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
 fi
-cmake --build "$build" --target "${targets[@]}" -- --quiet
 
-# What each target may begin with.
-declare -A seeds=(
-  [campaign_fuzz]=server/campaigns.example.json
-)
+scripts/install-deps.sh --fuzz
+build=build/fuzz
+mkdir -p "$build"
+cmake --preset fuzz >"$build/configure.log" 2>&1 || { cat "$build/configure.log"; exit 1; }
+cmake --build --preset fuzz --target "${targets[@]}" -- --quiet
 
-broken=0
+export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+
+fuzz() { # target
+  local target=$1 cases=fuzz/cases/$1 corpus=$build/corpus/$1 log=$build/$1.log status=passed kept runs
+  mkdir -p "$cases" "$corpus"
+  [[ $target != campaign_fuzz ]] || cp server/campaigns.example.json "$corpus/example"
+  local found=("$cases"/*)
+  [[ -e ${found[0]} ]] || found=()
+  if [[ ${#found[@]} -gt 0 ]] && ! "$build/fuzz/$target" -timeout=10 "${found[@]}" >"$log" 2>&1; then
+    status=failed runs=0
+    echo "-- $target breaks on a case that is kept:"
+  elif ! "$build/fuzz/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
+    -print_final_stats=1 -verbosity=0 -artifact_prefix="$cases/" "$corpus" "$cases" >"$log" 2>&1; then
+    status=failed
+    echo "-- $target found something, which is now in $cases:"
+  fi
+  kept=${#found[@]}
+  runs=$(awk '$1 == "stat::number_of_executed_units:" { print $2 }' "$log")
+  [[ $status == passed ]] || tail -n 60 "$log"
+  echo "fuzz.$target $status: $kept kept cases, ${runs:-0} runs in $seconds s"
+  [[ $status == passed ]] && : >"$build/$target.passed"
+}
+
+rm -f "$build"/*.passed
 for target in "${targets[@]}"; do
-  corpus=$build/corpus/$target
-  mkdir -p "$corpus"
-  [[ -n ${seeds[$target]:-} ]] && cp "${seeds[$target]}" "$corpus/seed"
-  echo "== $target: $seconds s"
-  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ASAN_OPTIONS=detect_leaks=1 \
-    "$build/fuzz/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
-    -print_final_stats=1 -verbosity=0 -artifact_prefix="$build/$target-" "$corpus" || broken=$((broken + 1))
+  while [[ $(jobs -rp | wc -l) -ge $(nproc) ]]; do wait -n || true; done
+  fuzz "$target" &
 done
-echo "${#targets[@]} targets, $broken broken"
-[[ $broken -eq 0 ]]
+wait
+
+passed=0
+for target in "${targets[@]}"; do [[ -e $build/$target.passed ]] && passed=$((passed + 1)); done
+echo "$passed passed, $((${#targets[@]} - passed)) failed"
+[[ $passed -eq ${#targets[@]} ]]
