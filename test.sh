@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs all tests: everything once as it is, then the core again under
-# AddressSanitizer with UBSan and under ThreadSanitizer. `./test.sh dev` (or asan, tsan) runs that part alone.
+# AddressSanitizer with UBSan and under ThreadSanitizer; then each fuzz target for a minute (OQSDK_FUZZ_SECONDS says
+# otherwise). `./test.sh dev` (or asan, tsan, fuzz) runs that part alone; `./test.sh --long` the long forms of tests.
 set -euo pipefail
 cd "$(dirname "$0")"
 
+[[ ${1:-} == --long ]] && exec scripts/long.sh "${@:2}"
 scripts/install-deps.sh
 presets=("$@")
-[[ ${#presets[@]} -gt 0 ]] || presets=(dev asan tsan)
+[[ ${#presets[@]} -gt 0 ]] || presets=(dev asan tsan fuzz)
 
 # Tests bring their own certificates, folders and displays.
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
@@ -14,6 +16,15 @@ unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 passed=0 failed=0 skipped=0 complete=true
 for preset in "${presets[@]}"; do
   echo "== $preset: build"
+  if [[ $preset == fuzz ]]; then
+    fuzzed=$(mktemp)
+    scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-60}" | tee "$fuzzed" | sed '/^[0-9]* passed, [0-9]* failed$/d' || complete=false
+    read -r ran broken < <(awk 'END { print $1 + 0, $3 + 0 }' "$fuzzed")
+    rm -f "$fuzzed"
+    [[ $((ran + broken)) -gt 0 ]] || { echo "no fuzz target ran" >&2; exit 1; }
+    passed=$((passed + ran)) failed=$((failed + broken))
+    continue
+  fi
   cmake --preset "$preset" >"/tmp/oqsdk-configure-$$.log" 2>&1 || { cat "/tmp/oqsdk-configure-$$.log"; exit 1; }
   rm -f "/tmp/oqsdk-configure-$$.log"
   cmake --build --preset "$preset" -- --quiet

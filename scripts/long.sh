@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# The long forms of what ./test.sh does in short, with their figures: processes killed while they write and while they
+# show windows, many seeds under ThreadSanitizer, a soak, an hour of fuzzing. `scripts/long.sh kills soak` does only
+# those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last line is "N passed, N failed".
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh --fuzz
+unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
+
+parts=("$@")
+[[ ${#parts[@]} -gt 0 ]] || parts=(kills display soak seeds fuzz)
+echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc) processors, $(date -u +%F)"
+
+passed=0 failed=0
+
+tests() { # preset program filter; every test in it counts
+  local preset=$1 program=$2 filter=$3 start=$SECONDS report=build/$1/long.json
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" --target "$program" -- --quiet
+  rm -f "$report"
+  "build/$preset/tests/$program" --gtest_filter="$filter" --gtest_output="json:$report" || true
+  local ran broken
+  # A program that died has left no report.
+  read -r ran broken < <(python3 - "$report" <<'P' || echo 1 1
+import json, sys
+report = json.load(open(sys.argv[1]))
+print(report["tests"], report["failures"] + report["errors"])
+P
+)
+  [[ $ran -gt 0 ]] || broken=1 ran=1
+  passed=$((passed + ran - broken)) failed=$((failed + broken))
+  echo "== $((SECONDS - start)) s"
+}
+
+for part in "${parts[@]}"; do
+  echo "== $part"
+  case $part in
+    kills) OQSDK_KILLS=1000 tests dev platform_tests 'KilledWriter.*' ;;
+    display) OQSDK_KILLS=500 tests dev core_tests 'KillTest.*' ;;
+    soak) OQSDK_SOAK_EVENTS=10000000 tests dev core_tests '*MemoryAndDescriptorsStayFlat*' ;;
+    seeds) OQSDK_STRESS_SEEDS=100 tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*' ;;
+    fuzz)
+      scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-1200}" | tee build/long-fuzz.log || true
+      read -r found broken < <(awk 'END { print $1 + 0, $3 + 0 }' build/long-fuzz.log)
+      [[ $((found + broken)) -gt 0 ]] || broken=1
+      passed=$((passed + found)) failed=$((failed + broken))
+      ;;
+    *) echo "long.sh: no part is called $part" >&2; exit 2 ;;
+  esac
+done
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]
