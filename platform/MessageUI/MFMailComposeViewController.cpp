@@ -5,7 +5,7 @@
 #include "MessageUI/PortalMail.h"
 #include "MessageUI/XdgEmail.h"
 #include "UIKit/AlertCard.h"
-#include "UIKit/UIScreen.h"
+#include "UIKit/DialogPage.h"
 
 namespace oq {
 namespace {
@@ -32,18 +32,15 @@ class MFMailComposeViewController::Page : public UIViewController {
 
  protected:
   std::shared_ptr<UIView> loadView() override {
-    auto page = UIViewController::loadView();
-    page->setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.35));
-    page->setFillsSurroundings(true);
-    page->setAccessibilityViewIsModal(true);
-    page->setAccessibilityLabel(kTitle);
-    auto cancelled = [weak = weak_from_this()] {
+    auto cancel = [weak = weak_from_this()] {
       const auto waiting = weak.lock();
       auto composer = waiting ? waiting->navigationController() : nullptr;
       if (composer) std::static_pointer_cast<MFMailComposeViewController>(composer)->giveUp();
+      return true;
     };
+    auto page = makeMainObject<DialogPage>(kTitle, cancel);
     page->addSubview(makeAlertCard(kTitle, "The message waits there to be sent.",
-                                   {makeAlertButton("Cancel", UIAlertActionStyle::Cancel, cancelled)},
+                                   {makeAlertButton("Cancel", UIAlertActionStyle::Cancel, cancel)},
                                    page->bounds().size.width));
     return page;
   }

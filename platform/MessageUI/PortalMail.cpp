@@ -104,9 +104,9 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     _completion = nullptr;
     g_cancellable_cancel(_cancellable.get());
     if (!_connection || _handle.empty()) return;
+    // The connection stays until the portal has heard.
     g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
-                           G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, nullptr, nullptr);
-    g_dbus_connection_flush(_connection.get(), nullptr, nullptr, nullptr);
+                           G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, &Request::closeHeard, held());
   }
 
  private:
@@ -115,6 +115,13 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   static Self taken(gpointer held) {
     const std::unique_ptr<Self> owner(static_cast<Self*>(held));
     return *owner;
+  }
+
+  static void closeHeard(GObject* connection, GAsyncResult* result, gpointer data) {
+    const Self self = taken(data);
+    Failure failure;
+    const VariantRef answer(
+        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
   }
 
   static void connected(GObject*, GAsyncResult* result, gpointer data) {

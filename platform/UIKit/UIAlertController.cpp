@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "UIKit/AlertCard.h"
-#include "UIKit/UIScreen.h"
+#include "UIKit/DialogPage.h"
 
 namespace oq {
 
@@ -47,29 +47,14 @@ void UIAlertController::addAction(std::shared_ptr<UIAlertAction> action) {
   if (action && !isViewLoaded()) _actions.push_back(std::move(action));
 }
 
-/// Dims what lies behind, and is a dialog to assistive technology.
-class UIAlertController::Page : public UIView {
- public:
-  Page(CGRect frame, std::weak_ptr<UIViewController> alert) : UIView(frame), _alert(std::move(alert)) {
-    setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.35));
-    setFillsSurroundings(true);
-    setAccessibilityViewIsModal(true);
-  }
-  bool accessibilityPerformEscape() override {
-    const auto alert = std::static_pointer_cast<UIAlertController>(_alert.lock());
+std::shared_ptr<UIView> UIAlertController::loadView() {
+  const auto escape = [weak = weak_from_this()] {
+    const auto alert = std::static_pointer_cast<UIAlertController>(weak.lock());
     const auto action = alert ? alert->wayOut() : nullptr;
     if (action) alert->answer(action);
     return action != nullptr;
-  }
-
- private:
-  const std::weak_ptr<UIViewController> _alert;
-};
-
-std::shared_ptr<UIView> UIAlertController::loadView() {
-  auto page = makeMainObject<Page>(UIScreen::mainScreen().bounds(), weak_from_this());
-  page->setAccessibilityLabel(title());
-
+  };
+  auto page = makeMainObject<DialogPage>(title(), escape);
   std::vector<std::shared_ptr<UIButton>> buttons;
   for (const auto& action : _actions) {
     auto tapped = [weak = weak_from_this(), action] {

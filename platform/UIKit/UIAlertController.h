@@ -56,7 +56,6 @@ class UIAlertController : public UIViewController {
   std::shared_ptr<UIView> loadView() override;
 
  private:
-  class Page;
   void answer(const std::shared_ptr<UIAlertAction>& action);
   /// What Escape stands for: the action that cancels, or else the first that does nothing.
   std::shared_ptr<UIAlertAction> wayOut() const;

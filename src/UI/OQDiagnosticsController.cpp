@@ -4,10 +4,10 @@
 
 #include "Manager/OQSDKManager.h"
 #include "UI/OQDiagnosticsList.h"
+#include "UIKit/DialogPage.h"
 #include "UIKit/MainObject.h"
 #include "UIKit/UIButton.h"
 #include "UIKit/UILabel.h"
-#include "UIKit/UIScreen.h"
 #include "oqsdk/OQSDKConstants.h"
 
 namespace oq {
@@ -30,25 +30,6 @@ std::shared_ptr<UIButton> makeHeaderButton(const char* title, CGRect frame, std:
 
 }  // namespace
 
-/// Dims what lies behind, and is a dialog to assistive technology.
-class OQDiagnosticsController::Page : public UIView {
- public:
-  Page(CGRect frame, std::weak_ptr<UIViewController> controller)
-      : UIView(frame), _controller(std::move(controller)) {
-    setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.35));
-    setFillsSurroundings(true);
-    setAccessibilityViewIsModal(true);
-    setAccessibilityLabel("Diagnostics");
-  }
-  bool accessibilityPerformEscape() override {
-    if (const auto controller = _controller.lock()) controller->dismissViewControllerAnimated(true);
-    return true;
-  }
-
- private:
-  const std::weak_ptr<UIViewController> _controller;
-};
-
 /// Tells when it has to be laid out for another size.
 class OQDiagnosticsController::Sheet : public UIView {
  public:
@@ -68,7 +49,11 @@ OQDiagnosticsController::OQDiagnosticsController() {
 }
 
 std::shared_ptr<UIView> OQDiagnosticsController::loadView() {
-  auto page = makeMainObject<Page>(UIScreen::mainScreen().bounds(), weak_from_this());
+  const auto escape = [weak = weak_from_this()] {
+    if (const auto controller = weak.lock()) controller->dismissViewControllerAnimated(true);
+    return true;
+  };
+  auto page = makeMainObject<DialogPage>("Diagnostics", escape);
   _sheet = makeMainObject<Sheet>(weak_from_this());
   _sheet->setBackgroundColor(kPaper);
   _sheet->layer().setCornerRadius(kRadius);

@@ -17,7 +17,6 @@ class OQDiagnosticsController : public UIViewController {
   std::shared_ptr<UIView> loadView() override;
 
  private:
-  class Page;
   class Sheet;
   std::shared_ptr<UIView> makeHeader(double width);
   void layOut();

@@ -125,6 +125,11 @@ TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
   write(logs() / "m_a.log", "of the same name once it is mailed");
   fs::create_directories(logs() / "folder.log");
   fs::create_symlink("gone", logs() / "h.log");  // went while the others were read
+  // What an earlier mail left is kept for a day.
+  const fs::path mails = applicationDataDirectory() / "Mail";
+  write(mails / "old/a.log", "old");
+  write(mails / "recent/a.log", "recent");
+  fs::last_write_time(mails / "old", fs::file_time_type::clock::now() - std::chrono::hours(25));
   const std::string odd = "de v\"<x>\"+log@例え.org\n-a";
   send(odd);
   host.advance(0.1);
@@ -138,6 +143,8 @@ TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
   EXPECT_EQ(mail.body, "请查收附件");
   EXPECT_THAT(filesOf(mail), ElementsAre(Pair("a.log", "first"), Pair("m_a.log", "below"),
                                          Pair("2-m_a.log", "of the same name once it is mailed")));
+  EXPECT_FALSE(fs::exists(mails / "old"));
+  EXPECT_TRUE(fs::exists(mails / "recent/a.log"));
   auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
   ASSERT_TRUE(record);
   EXPECT_EQ(record->swizzledClass(), Delegate::staticClass());
