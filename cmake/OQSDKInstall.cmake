@@ -58,10 +58,14 @@ if(TARGET oqsdk_gtk)
                         HEADERS ${OQSDK_GTK_HEADERS})
 endif()
 
+# The web engine is no library to link: the GTK host loads it when the first page is opened, and asks for plain names.
+if(TARGET oqsdk_webkit)
+  target_link_options(oqsdk_webkit PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/module.map)
+endif()
+
 if(NOT OQSDK_INSTALL)
   return()
 endif()
-# The web engine is no library to link: the GTK host loads it when the first page is opened.
 if(TARGET oqsdk_webkit)
   install(TARGETS oqsdk_webkit LIBRARY DESTINATION ${OQSDK_MODULES_DIR} COMPONENT gtk)
 endif()

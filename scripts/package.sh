@@ -8,6 +8,6 @@ scripts/install-deps.sh --package
 cmake --workflow --preset package >build-package.log 2>&1 || { tail -50 build-package.log; exit 1; }
 rm -f build-package.log
 python3 tests/package/exports_test.py build/package/liboqsdk.so= build/package/hosts/liboqsdk_headless.so=headless \
-        build/package/hosts/liboqsdk_gtk.so=gtk
+        build/package/hosts/liboqsdk_gtk.so=gtk build/package/hosts/liboqsdk-webkit.so=module
 ls -l build/package/*.deb
 [[ ${1:-} != --try ]] || tests/package/bare_debian.sh build/package

@@ -12,6 +12,7 @@ root=$(mktemp -d)
 trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$root"' EXIT
 mmdebstrap --quiet --variant=minbase bookworm "$root" http://deb.debian.org/debian
 mount -t proc proc "$root/proc"
+cp /etc/resolv.conf "$root/etc/resolv.conf"
 mkdir "$root/packages" "$root/work"
 cp "$packages"/*.deb "$root/packages"
 cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/tests/package/first_window.sh" "$root/work"
@@ -20,24 +21,25 @@ inside() {
   chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
     bash -euo pipefail -c "$1"
 }
-install() { inside "apt-get install -y -qq --no-install-recommends $1 >/work/apt.log 2>&1 || { tail /work/apt.log; exit 1; }"; }
+apt_get() { inside "apt-get -y -qq --no-install-recommends $1 >/work/apt.log 2>&1 || { cat /work/apt.log; exit 1; }"; }
 
 echo "== Debian $(cat "$root/etc/debian_version"): libraries and server"
-install "/packages/liboqsdk0_* /packages/liboqsdk-gtk0_* /packages/oqsdk-server_*"
+apt_get update
+apt_get "install /packages/liboqsdk0_* /packages/liboqsdk-gtk0_* /packages/oqsdk-server_*"
 inside 'dpkg -L liboqsdk0 liboqsdk-gtk0 oqsdk-server | grep -E "\.so|/bin/." | xargs -n1 ldd >/work/ldd
         if grep "not found" /work/ldd; then exit 1; fi; oqsdk-server --version; dpkg -l | grep -c ^ii'
 
 echo "== development files: a program of ten lines"
-install "/packages/*-dev_* g++ cmake ninja-build pkg-config"
+apt_get "install /packages/*-dev_* g++ cmake ninja-build pkg-config"
 inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --build by-cmake; by-cmake/consumer
         c++ -std=c++20 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
         ls -l screen.png'
 
 echo "== the guide's first window"
-install "xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
+apt_get "install xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
 inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build; ./first_window.sh build/first-window first-window'
 cp "$root/work/first-window.png" "$picture"
 echo "picture: $picture"
-inside 'apt-get purge -y -qq liboqsdk0 oqsdk-server >/dev/null 2>&1
-        if ls -d /usr/share/oqsdk* /usr/include/oqsdk 2>/dev/null; then exit 1; fi'
+apt_get "purge liboqsdk0 oqsdk-server"
+inside 'if ls -d /usr/share/oqsdk* /usr/include/oqsdk 2>/dev/null; then exit 1; fi'
 echo "installed, used and removed"
