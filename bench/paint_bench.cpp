@@ -1,6 +1,7 @@
 // Frames of 1080 x 1920 pixels with a message of picture, text and button on screen, painted whole every
 // time: steady ones, and those of the opening animation. Beside them the plain fill of the same memory, and
-// the same frames by a painter that keeps nothing from one frame to the next.
+// the same frames by a painter that keeps nothing from one frame to the next but the broken lines of the
+// texts: it draws those anew, and scales the picture.
 #include <cairo.h>
 
 #include <cstdint>
@@ -42,6 +43,13 @@ class Screen {
     }
     cairo_destroy(cr);
     cairo_surface_flush(_surface);
+  }
+  /// What scaling the picture for the place where it is shown takes.
+  void scale(const UIImage& picture, CGRect place) {
+    cairo_t* cr = cairo_create(_surface);
+    cairo_scale(cr, _scale, _scale);
+    drawImage(cr, picture, place);
+    cairo_destroy(cr);
   }
   void fill() {
     auto* pixels = reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(_surface));
@@ -123,6 +131,8 @@ class Bench {
           return 1e3 * secondsOf([&] {
                    forgetContents(*_window);
                    _screen.paint(_host.now());
+                   UIImageView& view = *_window->imgView();
+                   _screen.scale(*_picture, {view.convertPointToWindow({0, 0}), view.bounds().size});
                  });
         });
     close();
@@ -167,6 +177,8 @@ class Bench {
     _window = makeMainObject<OQPopWindow>();
     _window->popWithData(message(), nullptr);
     _window->imgView()->setImage(_picture);
+    require(_host.runUntil([&] { return _window->imgView()->isImageReady(); }, 60),
+            "the picture does not come");
     while (!_window->isShowing()) {
       _host.advance(kFrame);
       const double seconds = secondsOf([&] { _screen.paint(_host.now()); });

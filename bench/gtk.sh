@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Measures the frames of an opening message in GTK on software rendering, on a display of its own, with both renderers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+mkdir -p build
+log=build/bench-gtk-build.log
+if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&
+  cmake --build build/bench-gtk --target gtk_opening; } >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 2
+fi
+
+exec {numbers}<> <(:)
+Xvfb -displayfd "$numbers" -screen 0 1080x1920x24 -nolisten tcp >/dev/null 2>&1 &
+server=$!
+trap 'kill "$server"' EXIT
+read -r number <&"$numbers"
+
+home=$(mktemp -d)
+for renderer in cairo gl; do
+  echo "== $renderer"
+  DISPLAY=":$number" GDK_BACKEND=x11 GSK_RENDERER=$renderer LIBGL_ALWAYS_SOFTWARE=1 GTK_A11Y=none \
+    GSETTINGS_BACKEND=memory XDG_DATA_HOME="$home" ${OQSDK_BENCH_PREFIX:-} build/bench-gtk/bench/gtk_opening
+done
+rm -rf "$home"
