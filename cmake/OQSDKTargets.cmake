@@ -19,3 +19,12 @@ function(oqsdk_own_target target)
     target_link_options(${target} PRIVATE LINKER:-z,defs)
   endif()
 endfunction()
+
+# Headers that most files of a target read, read once for all of them. Wanted where everything is built anew; an include
+# that a file lacks is found by the builds that leave it off.
+function(oqsdk_precompile target)
+  if(OQSDK_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+  endif()
+endfunction()
