@@ -1,4 +1,5 @@
 /// Matching an event against ten thousand campaigns, beside a walk over all of them.
+#include <algorithm>
 #include <random>
 
 #include "Manager/OQCampaignList.h"
@@ -34,7 +35,7 @@ std::unique_ptr<OQWindowEvent> event(const Value& info) {
 class TypicalMix {
  public:
   Windows windows(int count) {
-    _names = count / 20;
+    _names = std::max(1, count / 20);
     Windows made;
     for (int i = 0; i < count; ++i) {
       Dictionary asked;
@@ -149,9 +150,25 @@ void sharedName() {
       });
 }
 
+/// The curve that bench/plot.py draws: the typical mix, from ten campaigns to ten thousand.
+void curve() {
+  for (const int count : {10, 30, 100, 300, 1000, 3000, 10000}) {
+    TypicalMix mix, sameMix;
+    const OQCampaignList list(mix.windows(count));
+    const Windows walked = sameMix.windows(count);
+    const Events events = mix.events(4000);
+    const auto [indexed, linear] = inTurns(
+        5, [&] { return nanosecondsAnEvent(list, events, 10); },
+        [&] { return nanosecondsOfWalk(walked, events, count > 1000 ? 200 : 4000); });
+    note("matching_curve_" + std::to_string(count) + "_indexed", median(indexed), "ns");
+    note("matching_curve_" + std::to_string(count) + "_linear", median(linear), "ns");
+  }
+}
+
 }  // namespace
 
 int main() {
   typicalMix();
+  curve();
   sharedName();
 }
