@@ -8,7 +8,7 @@ import math
 import re
 import sys
 
-LINE = re.compile(r"note\s+matching_curve_(\d+)_(indexed|linear)\s+([\d.]+)")
+LINE = re.compile(r"note\s+matching_curve_(\d+)_(indexed|linear)\s+([\d.e+]+)")
 SERIES = {"linear": ("a walk over all campaigns", "#b4542d"), "indexed": ("the index", "#1f6f54")}
 WIDTH, HEIGHT, LEFT, RIGHT, TOP, BOTTOM = 720, 400, 84, 24, 24, 56
 
