@@ -1,0 +1,40 @@
+"""What the documents say of the tree is so: links lead somewhere, named files exist, and the guide quotes its example."""
+import pathlib
+import re
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+DOCUMENTS = [*ROOT.glob("*.md"), *(ROOT / "docs").rglob("*.md")]
+FOLDERS = "bench|cmake|docs|examples|fuzz|hosts|include|platform|resources|scripts|server|src|tests|tools"
+
+
+class Documents(unittest.TestCase):
+    def test_links_and_named_files_exist(self):
+        self.assertGreater(len(DOCUMENTS), 10)
+        for document in DOCUMENTS:
+            text = document.read_text(encoding="utf-8")
+            links = [document.parent / link for link in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", text)]
+            named = [ROOT / name for name in re.findall(rf"`(?:\./)?((?:{FOLDERS})/[\w./+-]+)`", text)]
+            for target in links + named:
+                with self.subTest(f"{document.name}: {target}"):
+                    known = target.exists() or any(target.parent.glob(target.name + "*"))  # a pair goes by one name
+                    self.assertTrue(known)
+
+    def test_the_guide_quotes_its_example(self):
+        example = ROOT / "examples/first-window"
+        sources = {
+            "cpp": (example / "main.cpp").read_text(encoding="utf-8"),
+            "cmake": (example / "CMakeLists.txt").read_text(encoding="utf-8"),
+            "json": (example / "campaigns.json").read_text(encoding="utf-8"),
+        }
+        guide = (ROOT / "docs/guide.md").read_text(encoding="utf-8")
+        quotes = re.findall(r"^```(cpp|cmake|json)\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
+        self.assertEqual({language for language, _ in quotes}, set(sources))
+        for language, quote in quotes:
+            for line in quote.splitlines():
+                with self.subTest(line):
+                    self.assertIn(line.strip(), sources[language])
+
+
+if __name__ == "__main__":
+    unittest.main()
