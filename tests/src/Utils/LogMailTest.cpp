@@ -195,6 +195,20 @@ TEST_F(LogMail, EndsAsThePortalSays) {
   }
 }
 
+TEST_F(LogMail, AControllerNeedNotKnowOfMails) {
+  PortalStandIn portal;
+  auto plain = makeMainObject<UIViewController>();
+  OQNavigation::currentNavigation()->pushViewController(plain, false);
+  for (std::size_t mails : {1, 2}) {  // the second time its class has the method, which is the hook's
+    OQSDKManager::sharedManager().sendLogToEmail("\xff@example.org", plain);
+    EXPECT_TRUE(plain->presentedViewController());
+    EXPECT_TRUE(host.runUntil([&] { return !plain->presentedViewController(); }, 20, true));
+    ASSERT_EQ(portal.mails().size(), mails);
+    EXPECT_THAT(portal.mails().back().addresses, ElementsAre("\uFFFD@example.org"));
+    host.advance(1);
+  }
+}
+
 TEST_F(LogMail, CanBeGivenUpWhileThePortalIsSilent) {
   PortalStandIn portal({.response = std::nullopt});
   send();
