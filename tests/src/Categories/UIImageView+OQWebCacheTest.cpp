@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "Foundation/Base64.h"
+#include "Foundation/URLSession.h"
 #include "Storage/OQImageDiskCache.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "src/TemporaryFolder.h"
+#include "support/EngineTest.h"
 
 namespace oq {
 namespace {
@@ -38,6 +42,49 @@ TEST_F(WebImage, ShowsThePictureOfItsAddress) {
   oq_setImageWithURL(view, std::nullopt);
   EXPECT_EQ(oq_imageURL(*view), std::nullopt);
   EXPECT_EQ(view->image(), shown);
+}
+
+/// The network answers here, one address after the other or side by side.
+class DownloadedImage : public test::WorldTest {
+ protected:
+  DownloadedImage() {
+    network = std::make_shared<test::ScriptedTransport>(DispatchQueue::concurrent("test.pictures"));
+    setURLTransport(network);
+  }
+  static std::string picture() {
+    const Data data = *dataWithBase64(kPixel);
+    return {data.begin(), data.end()};
+  }
+  HeadlessHost::Options options() {
+    HeadlessHost::Options options;
+    options.dataDirectory = folder();
+    return options;
+  }
+  HeadlessHost host{options()};
+  std::shared_ptr<UIImageView> view = std::make_shared<UIImageView>();
+};
+
+TEST_F(DownloadedImage, ThatArrivesLateReplacesOneThatWasAskedForLater) {
+  std::promise<void> released;
+  network->script("/slow.png", [&, wait = released.get_future().share()](const auto&) {
+    wait.wait();
+    return test::ScriptedTransport::Answer{picture()};
+  });
+  network->answer("/fast.png", picture());
+  network->answer("/missing.png", "", 404);
+  network->answer("/text.png", "no picture");
+  network->fail("/broken.png", Error{"test", 7, "down"});
+  oq_setImageWithURL(view, URL::withString("https://p.example/slow.png"));
+  oq_setImageWithURL(view, URL::withString("https://p.example/fast.png"));
+  ASSERT_TRUE(host.runUntil([&] { return view->image() != nullptr; }, 20));
+  const auto first = view->image();
+  for (const char* nothing : {"/missing.png", "/text.png", "/broken.png"})
+    oq_setImageWithURL(view, URL::withString(std::string("https://p.example") + nothing));
+  released.set_value();
+  ASSERT_TRUE(network->settle());
+  ASSERT_TRUE(host.runUntil([&] { return view->image() != first; }, 20));
+  EXPECT_EQ(oq_imageURL(*view)->absoluteString(), "https://p.example/broken.png");
+  EXPECT_TRUE(view->image());
 }
 
 TEST_F(WebImage, DoesNotKeepTheViewWhileItLoads) {

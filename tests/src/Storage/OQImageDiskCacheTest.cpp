@@ -87,6 +87,25 @@ TEST_F(OQImageDiskCacheTest, LookupsByBlockAnswerOnceAndAtOnce) {
   EXPECT_EQ(cache->keys().size(), 3u);
 }
 
+TEST_F(OQImageDiskCacheTest, NoticesWhatIsDoneBehindItsBack) {
+  auto defaults = UserDefaults::standardUserDefaults();
+  cache->setImageData(bytes("one"), "u");
+  const std::string storedKey = cache->keys()[0];
+  defaults->setObject(bytes("other"), storedKey);
+  EXPECT_EQ(cache->imageDataForKey("u"), bytes("other"));
+  defaults->setObject(Value("no bytes"), storedKey);
+  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
+  defaults->removeObjectForKey(storedKey);
+  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
+  EXPECT_TRUE(cache->containsImageDataForKey("u")) << "the key is still known";
+  // Stored again, it is the oldest entry that is found: the empty one, until it has aged out.
+  moveClock(1);
+  cache->setImageData(bytes("two"), "u");
+  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
+  cache->removeCachesEalierThanTime(static_cast<std::int64_t>(secondsSince1970(currentDate())));
+  EXPECT_EQ(cache->imageDataForKey("u"), bytes("two"));
+}
+
 TEST_F(OQImageDiskCacheTest, TrimsByAgeAndLeavesEverySecondNeighbour) {
   for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
   const std::vector<std::string> stored = cache->keys();
