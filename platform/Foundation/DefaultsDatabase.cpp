@@ -40,6 +40,19 @@ int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
   return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
+/// Runs when the scope is left, also by an exception: memory may run out at any place.
+template <class Run>
+class AtEnd {
+ public:
+  explicit AtEnd(Run run) : _run(std::move(run)) {}
+  ~AtEnd() { _run(); }
+  AtEnd(const AtEnd&) = delete;
+  AtEnd& operator=(const AtEnd&) = delete;
+
+ private:
+  Run _run;
+};
+
 std::string_view bytesOf(sqlite3_stmt* row, int column) {
   auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
   return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column))};
@@ -65,14 +78,14 @@ PropertyValue propertyOf(sqlite3_stmt* row) {
 std::optional<PropertyValue> DefaultsDatabase::read(std::string_view key) {
   WriteSignalGuard guard;
   if (!open(Foreign::Keep)) return std::nullopt;
+  AtEnd ending([this] {
+    finish(_select.get());
+    if (_isForOneRead) close();
+  });
   bindText(_select.get(), 1, key);
   int result = sqlite3_step(_select.get());
-  std::optional<PropertyValue> value;
-  if (result == SQLITE_ROW) value = propertyOf(_select.get());
-  if (result == SQLITE_DONE) value = Value();
-  finish(_select.get());
-  if (_isForOneRead) close();
-  return value;
+  if (result == SQLITE_ROW) return propertyOf(_select.get());
+  return result == SQLITE_DONE ? std::optional<PropertyValue>(Value()) : std::nullopt;
 }
 
 bool DefaultsDatabase::write(std::string_view key, const PropertyValue& value) {
@@ -158,23 +171,28 @@ bool DefaultsDatabase::open(Foreign treatment) {
   std::optional<FileDescriptor> lock = lockSetup();
   // Where no lock can be made, nothing can be set up by anybody; what is there can be read.
   if (!lock || (!*lock && treatment == Foreign::Replace)) return false;
-  State state = openFile(Sharing::Shared);
+  State state = State::Unavailable;
+  AtEnd ending([&] {
+    if (state != State::Usable) close();
+  });
+  auto openAnew = [&](Sharing sharing) {
+    close();
+    state = State::Unavailable;
+    state = openFile(sharing);
+  };
+  openAnew(Sharing::Shared);
   if (state == State::Unavailable && treatment == Foreign::Keep) {
     // On a full disk not even the index of the log can be made. The log is then read with an index in memory,
     // which takes the file for this process alone, until the value is read.
-    close();
-    state = openFile(Sharing::Alone);
-    if (state == State::Unavailable && ::access(_file.parent_path().c_str(), W_OK) != 0) {
-      close();
-      state = openFile(Sharing::Nobody);
-    }
+    openAnew(Sharing::Alone);
+    bool isReadOnly = ::access(_file.parent_path().c_str(), W_OK) != 0;
+    if (state == State::Unavailable && isReadOnly) openAnew(Sharing::Nobody);
   }
   if (state == State::Foreign && treatment == Foreign::Replace) {
     close();
     removeFiles();
-    state = openFile(Sharing::Shared);
+    openAnew(Sharing::Shared);
   }
-  if (state != State::Usable) close();
   _reopened = true;
   return state == State::Usable;
 }

@@ -1,5 +1,6 @@
 #include "Foundation/FileManager.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <stdlib.h>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -81,18 +83,29 @@ FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
   }
 }
 
+/// The names of a folder's entries, in no order; none when it cannot be read. (The standard library's
+/// iterators end the process when there is no memory.)
+std::vector<std::string> namesIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
+  while (dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+    std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  return names;
+}
+
 /// Removes what processes left behind that were killed while they wrote. Files that are being written are
 /// locked; those of others, and all files where there are no locks, stay.
 void removeAbandonedFiles(const fs::path& folder) {
-  std::error_code error;
-  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    std::string name = it->path().filename().string();
+  for (const std::string& name : namesIn(folder)) {
     if (name.size() != TemporaryPattern.size() || !name.starts_with(TemporaryPrefix)) continue;
-    FileDescriptor file(::open(it->path().c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    fs::path path = folder / name;
+    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat status {};
     bool isAbandoned = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
                        ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
-    if (isAbandoned) ::unlink(it->path().c_str());
+    if (isAbandoned) ::unlink(path.c_str());
   }
 }
 
@@ -114,18 +127,14 @@ void flushDirectory(const fs::path& directory) {
 }
 
 void enumerateInto(const fs::path& directory, const fs::path& prefix, std::vector<fs::path>& entries) {
-  std::error_code error;
-  std::vector<fs::directory_entry> found;
-  for (fs::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
-    found.push_back(*it);
-  }
-  std::sort(found.begin(), found.end());
-  for (const auto& entry : found) {
-    fs::path relative = prefix / entry.path().filename();
-    entries.push_back(relative);
+  std::vector<std::string> names = namesIn(directory);
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    entries.push_back(prefix / name);
     // A link is named but not followed, since it may lead back here.
-    bool isFolder = entry.symlink_status(error).type() == fs::file_type::directory;
-    if (isFolder) enumerateInto(entry.path(), relative, entries);
+    std::error_code error;
+    bool isFolder = fs::symlink_status(directory / name, error).type() == fs::file_type::directory;
+    if (isFolder) enumerateInto(directory / name, prefix / name, entries);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -120,8 +121,11 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     _roomMade.wait(lock, [&] { return _isFinishing || waiting() == 0 || waiting() + size <= _limit; });
   }
 
-  void queueDrain() {
+  void queueDrain() try {
     oq_log_get_dispatch_serial_queue()->async([self = shared_from_this()] { self->drainInTurn(); });
+  } catch (const std::bad_alloc&) {
+    std::lock_guard lock(_mutex);
+    _isDrainQueued = false;  // the next entry tries again
   }
 
   /// One batch a turn, so that whoever waits for the queue gets his turn under constant logging too.
