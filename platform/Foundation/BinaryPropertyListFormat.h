@@ -34,6 +34,8 @@ enum Marker : std::uint8_t {
 
 /// A big-endian number of the file; the bytes are there.
 inline std::uint64_t numberAt(const Data& data, std::size_t position, unsigned width) {
+  if (width == 1) return data[position];
+  if (width == 2) return static_cast<std::uint64_t>(data[position]) << 8 | data[position + 1];
   std::uint64_t number = 0;
   for (unsigned i = 0; i < width; ++i) number = number << 8 | data[position + i];
   return number;

@@ -77,7 +77,7 @@ class KeyedUnarchiver::Reader {
     for (std::uint64_t i = 0; i < count; ++i) {
       if (!spend(KeyCost)) break;
       std::uint64_t index = start + i < count ? start + i : start + i - count;
-      if (_view->equals(element(dictionary, index), key)) return index;
+      if (isKey(_view->reference(dictionary, index), key)) return index;
     }
     return std::nullopt;
   }
@@ -109,6 +109,16 @@ class KeyedUnarchiver::Reader {
     return name == "NSDictionary" || name == "NSMutableDictionary";
   }
 
+  /// Objects have the same keys again and again, so where a key stands is remembered.
+  bool isKey(Ref node, std::string_view name) const {
+    KnownText& known = _knownKeys[node % _knownKeys.size()];
+    if (known.node == node) return known.text == name;
+    const Item item = _view->item(node);
+    if (item.kind != Kind::ASCII) return _view->equals(item, name);
+    known = {node, _view->bytes(item)};
+    return known.text == name;
+  }
+
   bool isArchive(const Item& file) const {
     auto archiver = entry(file, archive::ArchiverKey, Kind::ASCII);
     auto version = entry(file, archive::VersionKey, Kind::Integer);
@@ -123,10 +133,17 @@ class KeyedUnarchiver::Reader {
     std::uint64_t last = found.value == 0 ? 0 : found.value - 1;
     auto index = indexOf(found, archive::ClassKey, last);
     auto uid = index ? valueAt(found, *index, Kind::Uid) : std::nullopt;
-    auto classObject = uid ? object(uid->value) : std::nullopt;
+    return uid ? nameOfClass(uid->value) : "";
+  }
+
+  std::string_view nameOfClass(std::uint64_t uid) const {
+    KnownText& known = _knownClasses[uid % _knownClasses.size()];
+    if (known.node == uid) return known.text;
+    auto classObject = object(uid);
     if (!classObject || classObject->kind != Kind::Dictionary) return "";
     auto name = entry(*classObject, archive::ClassNameKey, Kind::ASCII);
-    return name ? _view->bytes(*name) : "";
+    known = {uid, name ? _view->bytes(*name) : ""};
+    return known.text;
   }
 
   bool spend(std::uint64_t bytes) const {
@@ -202,7 +219,14 @@ class KeyedUnarchiver::Reader {
     return value(reference.value, depth + 1);
   }
 
+  struct KnownText {
+    std::uint64_t node = ~std::uint64_t{0};
+    std::string_view text;
+  };
+
   std::optional<View> _view;
+  mutable std::array<KnownText, 256> _knownKeys;
+  mutable std::array<KnownText, 16> _knownClasses;  ///< by the number of the object
   Item _objects;
   std::uint64_t _root = 0;
   mutable std::uint64_t _budget = 0;
