@@ -355,7 +355,8 @@ TEST(FirstRequest, ProcessMayEndMeanwhile) {
   }
 }
 
-// The library's milliseconds are its own thread's. In a process that has made requests before, this shows less.
+// The library's milliseconds are its own thread's. In a process that has made requests before, this shows
+// less.
 TEST(FirstRequest, TakesTheCallerNoMillisecond) {
   auto ownTime = [] {
     timespec time{};

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Runs the keychain tests of a test program against real Secret Services: gnome-keyring-daemon on a session bus of
 # its own, with a home folder of its own, in every state that decides how the keychain behaves. In none of them may
-# a prompt be performed.
-#   secret_service_test.sh <test program>
+# a prompt be performed. Where the service is open, the tests of the keychain items of a second program run on it, too.
+#   secret_service_test.sh <test program> <test program with the items>
 set -euo pipefail
 
 inside() {
-  local program=$1 state=$2 work=$3
+  local program=$1 items=$2 state=$3 work=$4
   dbus-monitor --session "type='method_call'" >"$work/calls" 2>&1 &
   local monitor=$!
   # The monitor is listening once it sees a call.
@@ -37,15 +37,19 @@ inside() {
   fi
   [[ $state == frozen ]] && kill -STOP "$service"
 
-  local ended=0
+  local ended=0 programs=1
   OQSDK_TEST_SECRET_SERVICE=$state OQSDK_TEST_SERVICE_PID=$service \
     "$program" --gtest_filter='SecretService/*' >"$work/output" 2>&1 || ended=$?
+  if [[ $state == open && $ended -eq 0 ]]; then
+    programs=2
+    OQSDK_TEST_SECRET_SERVICE=$state "$items" --gtest_filter='KeychainItemTest.*' >>"$work/output" 2>&1 || ended=$?
+  fi
   # Where the bus has gone, both have gone with it.
   kill -CONT "$service" 2>/dev/null || true
   kill "$service" "$monitor" 2>/dev/null || true
   wait "$monitor" 2>/dev/null || true
 
-  if [[ $ended -ne 0 ]] || ! grep -qE '^\[  PASSED  \] [1-9]' "$work/output"; then
+  if [[ $ended -ne 0 || $(grep -cE '^\[  PASSED  \] [1-9]' "$work/output") -ne $programs ]]; then
     cat "$work/output"
     echo "$state: failed" >&2
     exit 1
@@ -56,15 +60,15 @@ inside() {
   fi
   # A monitor that heard nothing would prove nothing.
   [[ $state == frozen ]] || grep -q "member=ReadAlias" "$work/calls" || { echo "$state: the monitor is deaf" >&2; exit 1; }
-  echo "$state: $(grep -E '^\[  PASSED  \]' "$work/output")"
+  echo "$state: $(grep -E '^\[  PASSED  \]' "$work/output" | tr '\n' ' ')"
 }
 
 if [[ ${1:-} == --inside ]]; then
-  inside "$2" "$3" "$4"
+  inside "$2" "$3" "$4" "$5"
   exit
 fi
 
-program=$(realpath "$1")
+program=$(realpath "$1") items=$(realpath "$2")
 for tool in gnome-keyring-daemon dbus-run-session dbus-monitor; do
   command -v "$tool" >/dev/null || { echo "$tool is missing" >&2; exit 1; }
 done
@@ -76,5 +80,5 @@ for state in open locked missing frozen closing freezing busless; do
   chmod 700 "$here/run"
   env -u DISPLAY -u WAYLAND_DISPLAY -u DBUS_SESSION_BUS_ADDRESS -u XDG_DATA_HOME -u GNOME_KEYRING_CONTROL \
     HOME="$here/home" XDG_RUNTIME_DIR="$here/run" \
-    timeout 100 dbus-run-session -- bash "$0" --inside "$program" "$state" "$here"
+    timeout 100 dbus-run-session -- bash "$0" --inside "$program" "$items" "$state" "$here"
 done

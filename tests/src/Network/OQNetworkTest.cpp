@@ -79,6 +79,22 @@ TEST_F(OQNetworkTest, APostSendsJSONWithItsOwnContentType) {
   EXPECT_TRUE(logEntries()[0].starts_with("请求URL：" + request.url + "\n参数：{")) << logEntries()[0];
 }
 
+TEST_F(OQNetworkTest, TypesOneAndZeroSetTheMethodAndOthersLeaveIt) {
+  OQNetwork client;
+  EXPECT_NE(client.session(), OQNetwork::randomNetwork()->session());
+  const std::pair<std::uint64_t, const char*> cases[] = {{0, "GET"}, {1, "POST"}, {2, "GET"}, {~0ull, "GET"}};
+  for (const auto& [type, method] : cases) {
+    const std::string path = "/t" + std::to_string(type);
+    client.requestWithRelativeUrl(path, type, {{"q", 1}}, nullptr, {{"k", 1}}, success(), failure());
+    ASSERT_TRUE(network->settle());
+    const auto request = network->requests(path).at(0);
+    EXPECT_EQ(request.method, method) << type;
+    EXPECT_TRUE(request.url.ends_with("?q=1")) << request.url;
+    EXPECT_EQ(request.body, "{\n  \"k\" : 1\n}") << "as people read it";
+  }
+  EXPECT_EQ(outcome.successes, 4);
+}
+
 TEST_F(OQNetworkTest, WhatArrivesIsASuccessWhateverItsStatus) {
   network->answer("/p", "oops", 500);
   OQNetwork client;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <vector>
 
 #include "Foundation/Device.h"
@@ -16,31 +17,45 @@ using namespace oq::test;
 
 namespace {
 
+/// Where the items are kept: in the Secret Service that secret_service_test.sh has set up, else in the file.
+std::shared_ptr<KeychainStore> storeToTest() {
+  if (!std::getenv("OQSDK_TEST_SECRET_SERVICE")) return std::make_shared<FileKeychainStore>();
+  auto chosen = chooseKeychainStore();
+  EXPECT_STRNE(chosen->name(), "file");
+  return chosen;
+}
+
 /// The store, with a way to break it and a count of the writes that reach it.
-class ObservedStore : public FileKeychainStore {
+class ObservedStore : public KeychainStore {
  public:
+  const char* name() const override { return _store->name(); }
   OSStatus copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) override {
     if (wantsData && refusesData) return errSecInteractionNotAllowed;
-    return FileKeychainStore::copyMatching(query, wantsData, found);
+    return _store->copyMatching(query, wantsData, found);
   }
   OSStatus add(const KeychainItem& item) override {
     ++writes;
-    return refusesWrites ? errSecIO : FileKeychainStore::add(item);
+    return refusesWrites ? errSecIO : _store->add(item);
   }
   OSStatus update(const KeychainAttributes& query, const KeychainChange& change) override {
     ++writes;
-    return refusesWrites ? errSecIO : FileKeychainStore::update(query, change);
+    return refusesWrites ? errSecIO : _store->update(query, change);
   }
+  OSStatus remove(const KeychainAttributes& query) override { return _store->remove(query); }
 
   bool refusesData = false;
   bool refusesWrites = false;
   int writes = 0;
+
+ private:
+  const std::shared_ptr<KeychainStore> _store = storeToTest();
 };
 
 class KeychainItemTest : public testing::Test {
  protected:
   KeychainItemTest() {
     setKeychainStore(store);
+    store->remove({});
     setPlatformLogHandler([this](std::string_view line) { log.emplace_back(line); });
   }
   ~KeychainItemTest() override {

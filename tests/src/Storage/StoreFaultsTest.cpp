@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <regex>
+#include <sstream>
+
+#include "Foundation/Device.h"
+#include "Foundation/FileManager.h"
+#include "Foundation/UserDefaults.h"
+#include "Model/OQRecordTreeNode.h"
+#include "Security/FileKeychainStore.h"
+#include "Storage/OQDataArchiver.h"
+#include "Utils/OQLogger.h"
+#include "src/TemporaryFolder.h"
+#include "support/Faults.h"
+
+/// Whatever the stores ask of the system fails once, at every place in turn. Afterwards the store holds the
+/// old value or the new one, the new one when the write said so, and the next write works.
+namespace oq::test {
+namespace {
+
+struct Store {
+  const char* name;
+  std::function<bool(std::int64_t)> write;
+  std::function<std::optional<std::int64_t>()> read;
+};
+
+std::filesystem::path archiveFile() {
+  return applicationDataDirectory() / "Documents" / OQRecordTreeDataFileName;
+}
+
+bool writeArchive(std::int64_t number) {
+  auto node = std::make_shared<OQRecordTreeNode>();
+  node->setNodeId(number);
+  return OQDataArchiver::setData(OQDataArchiver::Objects<OQRecordTreeNode>{node, node},
+                                 documentsDirectory() / OQRecordTreeDataFileName);
+}
+
+std::optional<std::int64_t> readArchive() {
+  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(archiveFile());
+  return nodes && nodes->size() == 2 ? std::optional(nodes->front()->nodeId()) : std::nullopt;
+}
+
+bool writeDefaults(std::int64_t number) {
+  auto suite = UserDefaults::withSuiteName("group.oqsdk");
+  bool isKept = number > 1 || suite->setObject(Value("kept"), "neighbour");
+  return isKept && suite->setObject(Value(number), "number") && suite->synchronize();
+}
+
+std::optional<std::int64_t> readDefaults() {
+  auto suite = UserDefaults::withSuiteName("group.oqsdk");
+  std::int64_t number = suite->integerForKey("number");
+  bool isKept = number == 0 || suite->objectForKey("neighbour") == PropertyValue(Value("kept"));
+  return isKept && number != 0 ? std::optional(number) : std::nullopt;
+}
+
+const KeychainAttributes keychainItem{{std::string(kSecAttrGeneric), "UUID"}};
+
+bool writeKeychain(std::int64_t number) {
+  Data data = dataFromString(std::to_string(number));
+  OSStatus status = FileKeychainStore().update(keychainItem, {{}, data});
+  if (status == errSecItemNotFound) status = FileKeychainStore().add({keychainItem, data});
+  return status == errSecSuccess;
+}
+
+std::optional<std::int64_t> readKeychain() {
+  KeychainItem item;
+  if (FileKeychainStore().copyMatching(keychainItem, true, item) != errSecSuccess) return std::nullopt;
+  return std::stoll(stringFromData(item.data));
+}
+
+class StoreFaults : public testing::TestWithParam<Store> {
+ protected:
+  ~StoreFaults() override { closeAllUserDefaults(); }
+
+  /// What the work answers; nothing when it ran out of memory.
+  template <class Work>
+  static auto attempt(Faults::Kind kind, int number, bool& hasStruck, Work work) -> decltype(work()) {
+    Faults::Armed fault(kind, number);
+    decltype(work()) answer{};
+    try {
+      answer = work();
+    } catch (const std::bad_alloc&) {
+    }
+    hasStruck |= fault.hasStruck();
+    return answer;
+  }
+
+  TemporaryFolder folder;
+};
+
+void forgetWhatIsOpen(bool isCold) {
+  if (isCold) closeAllUserDefaults();
+}
+
+TEST_P(StoreFaults, LeaveTheOldValueOrTheNewOne) {
+  const Store& store = GetParam();
+  for (Faults::Kind kind : {Faults::Kind::fileCall, Faults::Kind::allocation}) {
+    for (bool isCold : {false, true}) {
+      std::int64_t kept = 1;
+      ASSERT_TRUE(store.write(kept));
+      bool hasStruck = true;
+      for (int number = 1; hasStruck; ++number) {
+        SCOPED_TRACE(testing::Message()
+                     << (isCold ? "cold " : "warm ") << static_cast<int>(kind) << "." << number);
+        hasStruck = false;
+        forgetWhatIsOpen(isCold);
+        const std::int64_t wanted = kept + 1;
+        const bool isWritten = attempt(kind, number, hasStruck, [&] { return store.write(wanted); });
+        forgetWhatIsOpen(isCold);
+        const auto found = store.read();
+        ASSERT_TRUE(found == wanted || (found == kept && !isWritten))
+            << found.value_or(0) << " for " << wanted;
+        forgetWhatIsOpen(isCold);
+        const auto seen = attempt(kind, number, hasStruck, store.read);
+        ASSERT_TRUE(!seen || seen == found) << *seen << " for " << *found;
+        ASSERT_EQ(store.read(), found);
+        kept = wanted + 1;
+        ASSERT_TRUE(store.write(kept));
+        ASSERT_EQ(store.read(), kept);
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, StoreFaults,
+                         testing::Values(Store{"archive", writeArchive, readArchive},
+                                         Store{"defaults", writeDefaults, readDefaults},
+                                         Store{"keychain", writeKeychain, readKeychain}),
+                         [](const auto& store) { return std::string(store.param.name); });
+
+TEST_F(StoreFaults, LeaveNoIdentifierOrOneThatStays) {
+  bool hasStruck = true;
+  for (int number = 1; hasStruck; ++number) {
+    std::filesystem::remove_all(folder.path() / "Preferences");
+    hasStruck = false;
+    const std::string made = attempt(Faults::Kind::fileCall, number, hasStruck, identifierForVendor);
+    const std::string found = identifierForVendor();
+    ASSERT_EQ(found.size(), 36u) << number;
+    ASSERT_TRUE(made.empty() || made == found) << number;
+  }
+}
+
+TEST_F(StoreFaults, LeaveWholeEntriesInTheLog) {
+  OQLogger logger(folder.path() / "Log");
+  bool hasStruck = true;
+  for (int number = 1; hasStruck; ++number) {
+    hasStruck = false;
+    attempt(Faults::Kind::fileCall, number, hasStruck, [&] {
+      logger._log("entry " + std::to_string(number));
+      logger._log("entry of more than a few bytes " + std::to_string(number));
+      logger.flush();
+      return true;
+    });
+    logger._log("after " + std::to_string(number));
+    logger.flush();
+    std::istringstream lines(textOf(logger.logFilePath()));
+    std::string line, last;
+    for (int header = 0; header < 5; ++header) std::getline(lines, line);
+    static const std::regex entry(R"([0-9-]{10} [0-9:]{8}\.[0-9]{3}  (entry|after) .*[0-9]+)");
+    for (; std::getline(lines, line); last = line) ASSERT_TRUE(std::regex_match(line, entry)) << line;
+    ASSERT_TRUE(last.ends_with("  after " + std::to_string(number))) << last;
+  }
+  hasStruck = true;
+  for (int number = 1; hasStruck; ++number) {
+    std::filesystem::remove_all(folder.path() / "Log");
+    hasStruck = false;
+    attempt(Faults::Kind::fileCall, number, hasStruck, [&] {
+      OQLogger made(folder.path() / "Log");
+      made._log("entry");
+      made.flush();
+      return true;
+    });
+  }
+}
+
+}  // namespace
+}  // namespace oq::test
