@@ -110,6 +110,8 @@ Page::~Page() {
   g_signal_handlers_disconnect_by_data(_view, this);
   for (const auto& handler : _handlers) g_signal_handlers_disconnect_by_data(_content, handler.get());
   _dialogs.clear();
+  // The engine would keep it for the next page.
+  webkit_web_view_terminate_web_process(_view);
   g_object_unref(_view);
   g_object_unref(_content);
 }
@@ -212,17 +214,19 @@ void Page::scrolled(double dy) {
 
 void Page::load(const std::string& url) {
   _retried.clear();
+  _shown = url;
   webkit_web_view_load_uri(_view, url.c_str());
 }
 
 void Page::reload() {
   _retried.clear();
-  // Without a process there is no document to load again.
-  if (_crashed) return webkit_web_view_load_uri(_view, url().c_str());
+  // Without a process there is no document to load again, and its address is forgotten.
+  if (_crashed) return webkit_web_view_load_uri(_view, _shown.c_str());
   webkit_web_view_reload(_view);
 }
 
 void Page::stopLoading() {
+  _retried.clear();
   webkit_web_view_stop_loading(_view);
 }
 
@@ -268,6 +272,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
       return;
     case WEBKIT_LOAD_COMMITTED:
       _retried.clear();
+      _shown = url();
       return _client.pageCommitted();
     case WEBKIT_LOAD_FINISHED:
       // The engine says so after a failure as well.
@@ -290,11 +295,10 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
   _failed = true;
   const std::string url = textOf(address);
   if (url != _retried && isTrustedByUs(certificate, address)) {
-    _retried = url;
     g_autoptr(GUri) uri = g_uri_parse(address, G_URI_FLAGS_NONE, nullptr);
     webkit_network_session_allow_tls_certificate_for_host(webkit_web_view_get_network_session(_view),
                                                           certificate, g_uri_get_host(uri));
-    webkit_web_view_load_uri(_view, address);
+    retryWhenAllowed(url);
     return true;
   }
   _retried.clear();
@@ -302,6 +306,28 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
       {URLErrorDomain, URLErrorServerCertificateUntrusted, "The certificate for this server is not trusted"},
       url, false);
   return true;
+}
+
+/// What is allowed reaches the network process by one way and a load by another, so the load waits until the
+/// process has answered something that was asked after the former.
+void Page::retryWhenAllowed(const std::string& url) {
+  _retried = url;
+  struct Retry {
+    Page* page;
+    GCancellable* gone;
+    std::string url;
+    ~Retry() { g_object_unref(gone); }
+  };
+  auto answered = +[](GObject* cookies, GAsyncResult* result, gpointer data) {
+    const std::unique_ptr<Retry> retry(static_cast<Retry*>(data));
+    webkit_cookie_manager_get_accept_policy_finish(WEBKIT_COOKIE_MANAGER(cookies), result, nullptr);
+    if (g_cancellable_is_cancelled(retry->gone) || retry->page->_retried != retry->url) return;
+    webkit_web_view_load_uri(retry->page->_view, retry->url.c_str());
+  };
+  WebKitCookieManager* cookies =
+      webkit_network_session_get_cookie_manager(webkit_web_view_get_network_session(_view));
+  webkit_cookie_manager_get_accept_policy(cookies, _gone, answered,
+                                          new Retry{this, G_CANCELLABLE(g_object_ref(_gone)), url});
 }
 
 bool Page::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type) {

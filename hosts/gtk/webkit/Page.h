@@ -39,6 +39,7 @@ class Page : public WidgetPage {
   void loadChanged(WebKitLoadEvent event);
   bool loadFailed(WebKitLoadEvent event, const char* address, const GError& error);
   bool certificateRefused(const char* address, GTlsCertificate* certificate);
+  void retryWhenAllowed(const std::string& url);
   bool decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
   bool decideResponse(WebKitResponsePolicyDecision* decision);
   bool showDialog(WebKitScriptDialog* dialog);
@@ -51,6 +52,7 @@ class Page : public WidgetPage {
   std::vector<std::unique_ptr<Handler>> _handlers;
   std::vector<Dialog> _dialogs;  ///< those that scripts wait for
   std::string _retried;          ///< the address that is loaded again with a certificate of ours
+  std::string _shown;            ///< the address to go back to after a crash
   bool _failed = false;          ///< the load that is under way
   bool _crashed = false;
   double _pulled = 0;
