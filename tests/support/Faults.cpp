@@ -78,6 +78,9 @@ using namespace oq::test;
 #define STAND_IN extern "C" __attribute__((visibility("default")))
 #define REAL(name) static auto* const real = next(#name, &::name)
 
+// Under ThreadSanitizer files open as ever: it leaves GLib's calls alone, but a stand-in's call would be none of GLib's,
+// and it would see a descriptor opened that it never sees closed.
+#ifndef __SANITIZE_THREAD__
 #define STAND_IN_FOR_OPEN(name)                               \
   STAND_IN int name(const char* path, int flags, ...) {       \
     REAL(name);                                               \
@@ -101,6 +104,7 @@ STAND_IN_FOR_OPEN(open64)
   }
 STAND_IN_FOR_OPENAT(openat)
 STAND_IN_FOR_OPENAT(openat64)
+#endif
 
 STAND_IN ssize_t write(int file, const void* bytes, size_t count) {
   REAL(write);
