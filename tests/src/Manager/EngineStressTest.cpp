@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "Foundation/Format.h"
+#include "Foundation/Number.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "support/EngineTest.h"
@@ -135,6 +136,42 @@ TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) 
   }
   std::printf("[ seeds    ] %u seeds, %d threads with %d events each beside %d lists\n", seeds, threads,
               eventsPerThread, lists);
+}
+
+TEST_F(EngineStressTest, AReaderSeesOneWholeListAndRecordsAtLeastAsNew) {
+  relaunch();
+  std::atomic<int> turn{0};
+  network->script("/push/sdk/in_app", [&](const auto&) {
+    Array records = shuffledCampaigns(++turn);
+    for (Value& record : records) record.as_object()["count"] = turn.load();
+    return ScriptedTransport::Answer{textOf(listAnswer(records))};
+  });
+  std::atomic<bool> isOver{false};
+  std::atomic<int> mixtures{0}, missing{0}, seen{0};
+  const auto read = [&] {
+    for (std::int64_t last = 0; !isOver;) {
+      const auto windows = engine->inAppDataArray();
+      if (windows->empty()) continue;
+      const std::int64_t number = windows->front()->count();
+      for (const auto& window : *windows) {
+        const auto node = engine->recordTree()->findTreeNodeById(integerValue(window->windowId()));
+        mixtures += window->count() == number ? 0 : 1;
+        missing += node && node->count() >= number ? 0 : 1;
+      }
+      seen += std::exchange(last, number) == number ? 0 : 1;
+    }
+  };
+  std::thread one(read), other(read);
+  for (int i = 0; i < 100; ++i) {
+    engine->getInAppList();
+    settle();
+  }
+  isOver = true;
+  one.join();
+  other.join();
+  EXPECT_EQ(mixtures, 0);
+  EXPECT_EQ(missing, 0);
+  EXPECT_GT(seen, 2) << "no list was seen to be replaced";
 }
 
 #ifdef __SANITIZE_THREAD__
