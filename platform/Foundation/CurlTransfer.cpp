@@ -38,12 +38,31 @@ std::string namedAuthorities() {
 /// The certificates named by SSL_CERT_FILE come beside the system's folder of certificates; empty when there
 /// are none to add. The system's own bundle adds nothing, and reading it again would cost every connection 30
 /// ms.
-std::string additionalAuthorities(const std::string& file) {
+std::string readableAuthorities(const std::string& file) {
   if (file.empty() || access(file.c_str(), R_OK) != 0) return "";
   const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
   std::error_code failed;
   if (bundle && std::filesystem::equivalent(file, bundle, failed) && !failed) return "";
   return file;
+}
+
+/// The same, looked at once a second at most.
+const std::string& additionalAuthorities(const std::string& file) {
+  struct Known {
+    std::string file, authorities;
+    CurlTransfer::Clock::time_point until;
+  };
+  thread_local Known known;
+  const auto now = CurlTransfer::Clock::now();
+  if (known.file != file || now >= known.until) {
+    known = {file, readableAuthorities(file), now + std::chrono::seconds(1)};
+  }
+  return known.authorities;
+}
+
+bool hasFolderOfAuthorities() {
+  static const bool hasFolder = curl_version_info(CURLVERSION_NOW)->capath != nullptr;
+  return hasFolder;
 }
 
 bool isToken(std::string_view text) {
@@ -111,10 +130,10 @@ void CurlTransfer::prepare(CURL* handle) {
 void CurlTransfer::setAuthorities() {
   curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYHOST, 2L);
-  std::string extraAuthorities = additionalAuthorities(_namedAuthorities);
+  const std::string& extraAuthorities = additionalAuthorities(_namedAuthorities);
   if (!extraAuthorities.empty()) {
     curl_easy_setopt(_handle, CURLOPT_CAINFO, extraAuthorities.c_str());
-  } else if (curl_version_info(CURLVERSION_NOW)->capath) {
+  } else if (hasFolderOfAuthorities()) {
     curl_easy_setopt(_handle, CURLOPT_CAINFO, nullptr);  // the folder suffices, and is read a file at a time
   }
 }
