@@ -84,6 +84,13 @@ class KeyedUnarchiver::Reader {
 
   Value value(std::uint64_t uid) const { return value(uid, 0); }
 
+  struct KnownColour {
+    std::uint64_t uid = archive::NullUid;
+    std::optional<UIColor> colour;
+  };
+  /// The place of a colour that may have been read: windows have few, each many times.
+  KnownColour& knownColour(std::uint64_t uid) const { return _knownColours[uid % _knownColours.size()]; }
+
   /// Calls the visitor, who makes an object of `size` bytes, when the budget and the stack allow it.
   void visit(const Item& dictionary, std::size_t size, const Visitor& visitor) const {
     if (_visitDepth == archive::MaximumDepth) _isDamaged = true;
@@ -225,6 +232,7 @@ class KeyedUnarchiver::Reader {
   };
 
   std::optional<View> _view;
+  mutable std::array<KnownColour, 16> _knownColours;
   mutable std::array<KnownText, 256> _knownKeys;
   mutable std::array<KnownText, 16> _knownClasses;  ///< by the number of the object
   Item _objects;
@@ -266,17 +274,23 @@ Value KeyedUnarchiver::decodeValue(std::string_view key) const {
 }
 
 std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const {
-  std::optional<UIColor> colour;
-  withObject(key, "UIColor", 0, [&](const KeyedUnarchiver& coder) {
+  auto uid = inlineItem(key, Kind::Uid);
+  if (!uid || uid->value == archive::NullUid) return std::nullopt;
+  Reader::KnownColour& known = _reader.knownColour(uid->value);
+  if (known.uid == uid->value) return known.colour;
+  known = {uid->value, std::nullopt};
+  auto object = _reader.instance(uid->value, "UIColor");
+  if (!object) return std::nullopt;
+  _reader.visit(*object, 0, [&](const KeyedUnarchiver& coder) {
     std::array<double, 4> components{};
     for (std::size_t i = 0; i < components.size(); ++i) {
       auto real = coder.inlineItem(archive::ColourKeys[i], Kind::Real);
       if (!real || !std::isfinite(real->real())) return;
       components[i] = std::clamp(real->real(), 0.0, 1.0);
     }
-    colour = UIColor::colorWithRed(components[0], components[1], components[2], components[3]);
+    known.colour = UIColor::colorWithRed(components[0], components[1], components[2], components[3]);
   });
-  return colour;
+  return known.colour;
 }
 
 void KeyedUnarchiver::withObject(std::string_view key, std::string_view className, std::size_t size,
