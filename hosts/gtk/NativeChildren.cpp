@@ -67,6 +67,15 @@ bool NativeChildren::has(const UIView* view) const {
                      [&](const auto& each) { return each->view == view; });
 }
 
+GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
+  for (const auto& child : _children) {
+    for (auto above = child->view->superview(); above; above = above->superview()) {
+      if (above.get() == &view) return child->widget;
+    }
+  }
+  return nullptr;
+}
+
 void NativeChildren::allocate(CGPoint stage) {
   for (const auto& each : _children) {
     Child& child = *each;

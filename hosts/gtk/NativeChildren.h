@@ -31,6 +31,8 @@ class NativeChildren {
   bool isEmpty() const { return _children.empty(); }
   /// Whether the view is shown by a widget, which then gets its input from GTK.
   bool has(const UIView* view) const;
+  /// The widget of a view that lies in this one; nullptr when there is none.
+  GtkWidget* widgetIn(const UIView& view) const;
 
   /// `stage`: where the window lies in the surface.
   void allocate(CGPoint stage);

@@ -88,7 +88,8 @@ void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
   if (_dialog.view.lock() == view && (_dialog.widget != nullptr) == (view != nullptr)) return;
   bool hadDialog = _dialog.widget != nullptr;
   if (!hadDialog && view) {
-    _focusBefore = focus();
+    // A page gives the focus back by itself.
+    _focusBefore = isInPage(focus()) ? nullptr : focus();
     if (_focusBefore)
       g_object_add_weak_pointer(G_OBJECT(_focusBefore), reinterpret_cast<gpointer*>(&_focusBefore));
   }
@@ -104,7 +105,7 @@ void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
     gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
     _changed = true;
     describe(_dialog, *view);
-    gtk_widget_grab_focus(_dialog.widget);
+    if (!isInPage(focus())) gtk_widget_grab_focus(_dialog.widget);
   } else if (_focusBefore) {
     GtkWidget* before = _focusBefore;
     g_object_remove_weak_pointer(G_OBJECT(before), reinterpret_cast<gpointer*>(&_focusBefore));
@@ -207,11 +208,12 @@ void StandIns::followFocus() {
   }
 }
 
+bool StandIns::isInPage(GtkWidget* widget) const {
+  return widget && widget != _surface && !isOurs(widget) && gtk_widget_is_ancestor(widget, _surface);
+}
+
 bool StandIns::hasKeyboard() const {
-  GtkWidget* focused = focus();
-  bool isElsewhereInside =
-      focused && focused != _surface && !isOurs(focused) && gtk_widget_is_ancestor(focused, _surface);
-  return hasDialog() && !isElsewhereInside;
+  return hasDialog() && !isInPage(focus());
 }
 
 bool StandIns::takeFocus(bool first) {

@@ -27,8 +27,8 @@ class StandIns {
   StandIns(const StandIns&) = delete;
   StandIns& operator=(const StandIns&) = delete;
 
-  /// Makes them those of what the window shows now. A dialog that has come up takes the keyboard's focus;
-  /// when it has gone, the focus goes back to where it was.
+  /// Makes them those of what the window shows now. A dialog that has come up takes the keyboard's focus,
+  /// unless a page in it has that already; when it has gone, the focus goes back to where it was.
   void update();
   /// Gives each the place of its view; `stage` is where the window begins in the surface.
   void allocate(CGPoint stage);
@@ -62,6 +62,8 @@ class StandIns {
   void followFocus();
   GtkWidget* focus() const;
   bool isOurs(GtkWidget* widget) const;
+  /// In something that the surface shows otherwise.
+  bool isInPage(GtkWidget* widget) const;
   void place(const StandIn& standIn, CGPoint origin) const;
 
   GtkWidget* const _surface;

@@ -75,6 +75,7 @@ class Surface : public Gtk::Widget {
   bool handleTouch(GdkEvent* event, CGPoint point);
   bool handleScroll(GdkEvent* event, CGPoint point);
   bool handleKey(GdkEvent* event);
+  bool goIntoPage(bool forward);
   void rememberScroll(GdkEvent* event, double dx, double dy);
   void flingScrolled(GdkEvent* event, CGPoint point);
   bool locate(GdkEvent* event, CGPoint& point);

@@ -87,8 +87,8 @@ void Surface::stopListening() {
   g_clear_object(&_events);
 }
 
-/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above. A page
-/// is a widget, which takes its touches itself.
+/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above. A
+/// page is a widget, which takes its touches itself.
 bool Surface::isOnTopAt(CGPoint point) {
   GtkWidget* parent = gtk_widget_get_parent(gobj());
   double x = 0, y = 0;
@@ -298,8 +298,25 @@ bool Surface::handleKey(GdkEvent* event) {
   // A page in the dialog has keys of its own, but no way to leave it.
   if (!_standIns->hasKeyboard() && key != UIKeyboardKey::Escape) return false;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
+  if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
+  if (key == UIKeyboardKey::BackTab && goIntoPage(false)) return true;
   auto window = _window;
   return window->pressKey(*key);
+}
+
+/// A page in a dialog comes after the last of the dialog's buttons, and before the first.
+bool Surface::goIntoPage(bool forward) {
+  auto dialog = frontmostDialog(*_window);
+  GtkWidget* page = dialog ? _nativeChildren->widgetIn(*dialog) : nullptr;
+  if (!page) return false;
+  auto elements = accessibilityElements(dialog);
+  std::erase_if(elements, [](const auto& element) { return !canBecomeFocused(*element); });
+  auto focused = _window->focusedView();
+  bool isLast = elements.empty() || focused == (forward ? elements.back() : elements.front());
+  if (focused && !isLast) return false;
+  if (!gtk_widget_child_focus(page, forward ? GTK_DIR_TAB_FORWARD : GTK_DIR_TAB_BACKWARD)) return false;
+  _window->setFocusedView(nullptr);
+  return true;
 }
 
 bool Surface::begin(int identifier, CGPoint point) {
