@@ -133,7 +133,7 @@ TEST(HeadlessHostTest, TouchesReachTheViewsOrPassThrough) {
 TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
   HeadlessHost::Options options;
   options.width = 100;
-  options.height = 100;
+  options.height = 200;
   options.scale = 2;
   HeadlessHost host(options);
   auto view = addRed(CGRectMake(10, 10, 20, 20));
