@@ -31,6 +31,15 @@ void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::s
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
 }
 
+/// As it was: an entry would select all that was typed into it.
+void giveFocusBack(GtkWidget* widget) {
+  if (GTK_IS_TEXT(widget)) {
+    gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
+  } else {
+    gtk_widget_grab_focus(widget);
+  }
+}
+
 /// An exception must not unwind through GTK's own frames.
 template <class Run>
 void guarded(Run&& run) {
@@ -111,7 +120,7 @@ void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
     g_object_remove_weak_pointer(G_OBJECT(before), reinterpret_cast<gpointer*>(&_focusBefore));
     _focusBefore = nullptr;
     bool isStillThere = gtk_widget_get_root(before) == gtk_widget_get_root(_surface);
-    if (hadFocus && isStillThere) gtk_widget_grab_focus(before);
+    if (hadFocus && isStillThere) giveFocusBack(before);
   }
 }
 
