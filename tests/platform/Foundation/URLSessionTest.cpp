@@ -16,7 +16,6 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/CurlTransport.h"
-#include "TemporaryFolder.h"
 #include "support/LoopbackServer.h"
 
 namespace oq {
@@ -339,20 +338,6 @@ TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
   };
   for (int i = 0; i < 15; ++i) EXPECT_EXIT(endWithTransfers(), testing::ExitedWithCode(0), "");
   unsetenv("OQSDK_TEST_ADDRESS");
-}
-
-// Or while the first one is still loading the network library. Nothing tells when: any moment must do.
-TEST(FirstRequest, ProcessMayEndMeanwhile) {
-  for (int i = 0; i < 100; ++i) {
-    EXPECT_EQ(test::statusOfChild([&] {
-                start(get("https://localhost:1/"));
-                ::usleep(static_cast<useconds_t>(100 * i));
-                std::exit(0);
-                return true;
-              }),
-              0)
-        << "after " << i / 10.0 << " ms";
-  }
 }
 
 // The library's milliseconds are its own thread's. In a process that has made requests before, this shows
