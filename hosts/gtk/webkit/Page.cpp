@@ -214,12 +214,16 @@ void Page::scrolled(double dy) {
 
 void Page::load(const std::string& url) {
   _retried.clear();
+  _allowed.clear();
+  _cancellations = 0;
   _shown = url;
   webkit_web_view_load_uri(_view, url.c_str());
 }
 
 void Page::reload() {
   _retried.clear();
+  _allowed.clear();
+  _cancellations = 0;
   // Without a process there is no document to load again, and its address is forgotten.
   if (_crashed) return webkit_web_view_load_uri(_view, _shown.c_str());
   webkit_web_view_reload(_view);
@@ -272,6 +276,8 @@ void Page::loadChanged(WebKitLoadEvent event) {
       return;
     case WEBKIT_LOAD_COMMITTED:
       _retried.clear();
+      _allowed.clear();
+      _cancellations = 0;
       _shown = url();
       return _client.pageCommitted();
     case WEBKIT_LOAD_FINISHED:
@@ -283,8 +289,15 @@ void Page::loadChanged(WebKitLoadEvent event) {
 
 bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& error) {
   _failed = true;
-  _retried.clear();
   const bool committed = event == WEBKIT_LOAD_COMMITTED || event == WEBKIT_LOAD_FINISHED;
+  // The engine may open a connection ahead of the load; when that one's certificate is refused, the load that
+  // waits for it ends as if somebody had cancelled it. What is cancelled in earnest has an error of the
+  // engine's own.
+  if (!committed && g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && _cancellations++ < 3) {
+    retryWhenAllowed(textOf(address));
+    return true;
+  }
+  _retried.clear();
   _client.pageFailed({URLErrorDomain, codeOf(error), textOf(error.message)}, textOf(address), committed);
   return true;
 }
@@ -294,7 +307,8 @@ bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& 
 bool Page::certificateRefused(const char* address, GTlsCertificate* certificate) {
   _failed = true;
   const std::string url = textOf(address);
-  if (url != _retried && isTrustedByUs(certificate, address)) {
+  if (_allowed != url && isTrustedByUs(certificate, address)) {
+    _allowed = url;
     g_autoptr(GUri) uri = g_uri_parse(address, G_URI_FLAGS_NONE, nullptr);
     webkit_network_session_allow_tls_certificate_for_host(webkit_web_view_get_network_session(_view),
                                                           certificate, g_uri_get_host(uri));
