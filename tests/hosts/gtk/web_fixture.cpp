@@ -1,0 +1,191 @@
+#include <gtkmm.h>
+
+#include <boost/json/serialize.hpp>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+
+#include "Manager/OQSDKManager.h"
+#include "Model/OQWindowData.h"
+#include "UI/OQPopWindow.h"
+#include "UI/OQWebController.h"
+#include "UIKit/UIApplication.h"
+#include "UIKit/UINavigationController.h"
+#include "UIKit/UIWindow.h"
+#include "Utils/OQNavigation.h"
+#include "oqsdk/gtk/GtkHost.h"
+
+/// A host of one entry and one button over which web pages are opened. It does what it reads from its standard input,
+/// line by line, and tells on its standard output what the open page looks like whenever that changes; web_test.py is
+/// the other end.
+
+namespace {
+
+void say(const std::string& line) {
+  std::cout << line << std::endl;
+}
+
+class Fixture {
+ public:
+  explicit Fixture(std::string dataFolder) : _dataFolder(std::move(dataFolder)) {
+    _commands = {
+        {"jump", [](auto& in) { jump(in); }},
+        {"close", [this](auto&) { shown()->close(); }},
+        {"back", [this](auto&) { shown()->back(); }},
+        {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
+        {"script", [this](auto& in) { evaluate(in); }},
+        {"inject", [this](auto& in) { inject(in); }},
+        {"window", [this](auto& in) { popWindow(in); }},
+        {"cover", [this](auto&) { cover(); }},
+        {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
+        {"quit", [](auto&) { Gio::Application::get_default()->quit(); }},
+    };
+  }
+
+  void open() {
+    _window = new Gtk::Window;
+    _window->set_decorated(false);
+    _window->set_default_size(400, 700);
+    auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
+    auto* entry = Gtk::make_managed<Gtk::Entry>();
+    entry->signal_changed().connect([entry] { say("entry " + entry->get_text()); });
+    auto* button = Gtk::make_managed<Gtk::Button>("host");
+    button->set_vexpand();
+    button->signal_clicked().connect([] { say("host clicked"); });
+    box->append(*entry);
+    box->append(*button);
+    _window->set_child(*box);
+    oq::gtk::AttachOptions options;
+    options.applicationIdentifier = "com.example.web";
+    options.dataDirectory = _dataFolder;
+    oq::gtk::attach(*_window, options);
+    _window->signal_map().connect([] { say("mapped"); });
+    _window->present();
+    entry->grab_focus();
+    Glib::signal_timeout().connect([this] { return tell(), true; }, 10);
+  }
+
+  bool obey() {
+    std::string line, word;
+    if (!std::getline(std::cin, line)) return Gio::Application::get_default()->quit(), false;
+    std::istringstream in(line);
+    in >> word;
+    if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
+    say("did " + word);
+    return true;
+  }
+
+ private:
+  static std::string rest(std::istream& in) {
+    std::string text;
+    std::getline(in >> std::ws, text);
+    return text;
+  }
+
+  static void jump(std::istream& in) {
+    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value(rest(in)));
+  }
+
+  std::shared_ptr<oq::OQWebController> shown() {
+    if (_popWindow) return _popWindow->webController();
+    return std::dynamic_pointer_cast<oq::OQWebController>(oq::OQNavigation::currentViewController());
+  }
+
+  void inject(std::istream& in) {
+    auto page = oq::makeMainObject<oq::OQWebController>();
+    std::string url;
+    in >> url;
+    page->setUrlString(url);
+    page->setJsString(rest(in));
+    page->setCanDownRefresh(true);
+    oq::OQNavigation::currentNavigation()->pushViewController(page, false);
+  }
+
+  void evaluate(std::istream& in) {
+    shown()->wkWebView()->evaluateJavaScript(
+        rest(in), [](const oq::Value& result, const std::optional<oq::Error>& error) {
+          say("result " + (error ? error->localizedDescription : boost::json::serialize(result)));
+        });
+  }
+
+  void popWindow(std::istream& in) {
+    auto data = std::make_shared<oq::OQWindowData>();
+    data->setModelWithDic({{"style", 4}});
+    _popWindow = oq::makeMainObject<oq::OQPopWindow>();
+    _popWindow->webController()->setUrlString(rest(in));
+    _popWindow->popWithData(data, [this](std::int64_t code, const oq::Value&) {
+      say("code " + std::to_string(code));
+      if (code == 1) tellCard();
+      if (code == 3) _popWindow.reset();
+    });
+  }
+
+  void tellCard() {
+    const auto frame = _popWindow->webController()->view()->frame();
+    const auto close = _popWindow->closeBtn()->frame();
+    std::ostringstream text;
+    text << "card " << frame.minX() << " " << frame.minY() << " " << frame.size.width << " " << frame.size.height
+         << " " << close.centre().x << " " << close.centre().y;
+    say(text.str());
+  }
+
+  /// A view above whatever is open.
+  void cover() {
+    _cover = oq::makeMainObject<oq::UIView>(oq::CGRectMake(100, 300, 200, 100));
+    _cover->setBackgroundColor(oq::UIColor::redColor());
+    oq::UIApplication::sharedApplication().keyWindow()->addSubview(_cover);
+  }
+
+  void tell() {
+    const auto controller = shown();
+    std::string line = "page none";
+    if (controller) {
+      if (_last.lock() != controller) ++_number;
+      _last = controller;
+      const auto web = controller->wkWebView();
+      const auto url = web->URL();
+      const auto title = controller->navigationItem()->title();
+      line = "page " + boost::json::serialize(oq::Value{
+                           {"number", _number},
+                           {"url", url ? url->absoluteString() : ""},
+                           {"title", title ? oq::Value(*title) : oq::Value()},
+                           {"hidden", web->isHidden()},
+                           {"reload", !controller->reloadBtn()->isHidden()},
+                           {"bar", !controller->progress()->isHidden()},
+                           {"progress", controller->progress()->progress()},
+                           {"back", web->canGoBack()},
+                           {"moving", controller->view()->layer().isAnimating()},
+                           {"refreshing", controller->refreshControl()->isRefreshing()},
+                       });
+    }
+    if (line != _told) say(_told = line);
+  }
+
+  const std::string _dataFolder;
+  std::string _told = "page none";
+  std::weak_ptr<oq::OQWebController> _last;
+  int _number = 0;  ///< of the page that is open, in order
+  Gtk::Window* _window = nullptr;
+  std::shared_ptr<oq::OQPopWindow> _popWindow;
+  std::shared_ptr<oq::UIView> _cover;
+  std::map<std::string, std::function<void(std::istream&)>> _commands;
+};
+
+}  // namespace
+
+int main(int, char** argv) {
+  auto application = Gtk::Application::create("com.example.web", Gio::Application::Flags::NON_UNIQUE);
+  auto fixture = std::make_unique<Fixture>(argv[1]);
+  application->signal_activate().connect([&] {
+    application->hold();
+    fixture->open();
+    Glib::signal_io().connect([&](Glib::IOCondition) { return fixture->obey(); }, 0,
+                              Glib::IOCondition::IO_IN | Glib::IOCondition::IO_HUP);
+  });
+  application->run();
+  fixture.reset();
+  say("left");
+  return 0;
+}

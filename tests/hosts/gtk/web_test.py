@@ -1,0 +1,478 @@
+#!/usr/bin/env python3
+"""Opens web pages with the real engine, over a fixture on an Xvfb of its own: web_test.py FIXTURE PAGES [arguments]."""
+
+import http.server
+import json
+import os
+import pathlib
+import re
+import signal
+import socketserver
+import ssl
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+import gtk_test
+from gtk_test import await_pixel, click, pixel, pointer
+
+FIXTURE = PAGES = ""
+WAIT = 20.0
+PINK, RED = (255, 221, 238), (255, 0, 0)
+
+
+class Authority:
+    """A certificate authority in a folder of its own."""
+
+    def __init__(self, folder, name):
+        self.folder, self.name = pathlib.Path(folder), name
+        self.file = self.folder / f"{name}.pem"
+        self._openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", self._key(name), "-out", self.file,
+                      "-days", "2", "-subj", f"/CN={name}", "-addext", "basicConstraints=critical,CA:TRUE",
+                      "-addext", "keyUsage=keyCertSign")
+
+    def issue(self, host):
+        """A server's context for the host."""
+        name = f"{self.name}-{host}"
+        request, extensions = self.folder / f"{name}.csr", self.folder / f"{name}.ext"
+        certificate = self.folder / f"{name}.crt"
+        extensions.write_text(f"subjectAltName=DNS:{host}\nextendedKeyUsage=serverAuth\n")
+        self._openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", self._key(name), "-out", request, "-subj",
+                      f"/CN={host}")
+        self._openssl("x509", "-req", "-in", request, "-CA", self.file, "-CAkey", self._key(self.name),
+                      "-CAcreateserial", "-days", "2", "-extfile", extensions, "-out", certificate)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate, self._key(name))
+        return context
+
+    def _key(self, name):
+        return self.folder / f"{name}.key"
+
+    @staticmethod
+    def _openssl(*words):
+        subprocess.run(["openssl", *map(str, words)], check=True, capture_output=True)
+
+
+def html(title, body="", head=""):
+    return (f"<!doctype html><html><head><meta charset='utf-8'><title>{title}</title>{head}</head>"
+            f"<body style='margin:0;background:#fde;height:3000px'>{body}</body></html>").encode()
+
+
+POST = "window.webkit.messageHandlers.jsCallOC.postMessage"
+PAGE = {
+    "/one": html("One 一", "<a id=l style='display:block;height:120px' href='/two'>two</a>"),
+    "/two": html("Two"),
+    "/talk": html("Talk", f"<script>{POST}({{a: 1, b: [true, null, '二']}}); {POST}('text'); {POST}(undefined)</script>"),
+    "/flood": html("Flood", f"<script>for (let i = 0; i < 2000; i++) {POST}(i); {POST}('x'.repeat(1 << 20)); "
+                            f"{POST}('last')</script>"),
+    "/alert": html("Alert", f"<script>{POST}('before'); alert('hello'); {POST}('after')</script>"),
+    "/frames": html("Frames", "<iframe src='/inner'></iframe>"),
+    "/inner": html("Inner", f"<script>{POST}('inner ' + window.injected)</script>"),
+    "/windows": html("Windows", f"<script>{POST}('opened ' + window.open('/two')); "
+                                "</script><a id=l style='display:block;height:120px' target=_blank href='/two'>x</a>"),
+    "/reach": html("Reach", f"""<script>
+        const tries = ['file:///etc/passwd', 'http://localhost/', 'mailto:a@b.c'].map(a =>
+          new Promise(done => {{ const f = document.createElement('iframe'); f.src = a;
+            f.onload = f.onerror = () => done(); document.documentElement.append(f); setTimeout(done, 300); }}));
+        Promise.all(tries).then(() => fetch('file:///etc/passwd').catch(e => 0)).then(() => {{
+          {POST}('reached ' + document.title + ' ' + window.webkit.messageHandlers.other); location = 'file:///etc/passwd';
+          setTimeout(() => {POST}('still ' + location.protocol), 300); }});</script>"""),
+    "/leaving": html("Leaving", "<script>onbeforeunload = e => { e.preventDefault(); return 'stay?' };"
+                                "setTimeout(() => location = '/two', 30)</script>"),
+}
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    served = []
+    release = threading.Event()
+
+    def do_GET(self):
+        path = self.path.split("?")[0]
+        Handler.served.append(path)
+        if path in PAGE:
+            self.answer(PAGE[path])
+        elif path == "/endless":
+            # Begins, says something, and never ends.
+            self.head(None)
+            self.write(html("Endless"))
+            Handler.release.wait(60)
+        elif path == "/silent":
+            Handler.release.wait(60)
+        elif path == "/round":
+            self.head(0, 302, [("Location", f"/round?{len(Handler.served)}")])
+        elif path == "/insecure":
+            self.head(0, 302, [("Location", "http://localhost/")])
+        elif path == "/download":
+            self.answer(b"\0" * 64, [("Content-Disposition", "attachment; filename=a.bin")],
+                        kind="application/octet-stream")
+        elif path.startswith("/static/"):
+            self.answer((pathlib.Path(PAGES) / path[8:]).read_bytes())
+        else:
+            self.head(0, 404)
+
+    def answer(self, body, headers=(), kind="text/html; charset=utf-8"):
+        self.head(len(body), 200, headers, kind)
+        self.write(body)
+
+    def head(self, length, status=200, headers=(), kind="text/html; charset=utf-8"):
+        self.send_response(status)
+        self.send_header("Content-Type", kind)
+        for name, value in headers:
+            self.send_header(name, value)
+        if length is not None:
+            self.send_header("Content-Length", str(length))
+        self.end_headers()
+
+    def write(self, body):
+        try:
+            self.wfile.write(body)
+            self.wfile.flush()
+        except OSError:
+            pass
+
+    def log_message(self, *_):
+        pass
+
+
+class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
+    """HTTPS on a free port for as long as the block runs."""
+    daemon_threads = True
+
+    def __init__(self, context):
+        super().__init__(("127.0.0.1", 0), Handler)
+        self.socket = context.wrap_socket(self.socket, server_side=True, do_handshake_on_connect=False)
+
+    def __enter__(self):
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+        return self
+
+    def __exit__(self, *_):
+        self.shutdown()
+        self.server_close()
+
+    def handle_error(self, *_):
+        pass
+
+    def url(self, path):
+        return f"https://localhost:{self.server_port}{path}"
+
+
+class Fixture(gtk_test.Fixture):
+    def __init__(self, authority, **environment):
+        self.home = tempfile.TemporaryDirectory()
+        self.data = pathlib.Path(self.home.name)
+        settings = dict(os.environ, DISPLAY=gtk_test.DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo",
+                        GTK_A11Y="none", GSETTINGS_BACKEND="memory", XDG_DATA_HOME=self.home.name,
+                        # No bus is started for the test.
+                        DBUS_SESSION_BUS_ADDRESS="disabled:", SSL_CERT_FILE=str(authority), **environment)
+        self.process = subprocess.Popen([FIXTURE, self.home.name], env=settings, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE)
+        self.buffer, self.lines, self.page, self.number = b"", [], None, 0
+        self.await_line("mapped")
+
+    def read_line(self, deadline):
+        line = super().read_line(deadline)
+        if line.startswith("page "):
+            self.page = None if line == "page none" else json.loads(line[5:])
+            self.number = self.page["number"] if self.page else self.number
+        return line
+
+    def await_page(self, **wanted):
+        """Until the open page looks like this."""
+        deadline = time.monotonic() + WAIT
+        while self.page is None or any(self.page[key] != value for key, value in wanted.items()):
+            self.lines.append(self.read_line(deadline))
+        return self.page
+
+    def await_none(self):
+        deadline = time.monotonic() + WAIT
+        while self.page is not None:
+            self.lines.append(self.read_line(deadline))
+
+    def open(self, command, **wanted):
+        """The page that the command opens, once it looks as wanted."""
+        former = self.number
+        self.do(command)
+        deadline = time.monotonic() + WAIT
+        while self.number == former:
+            self.lines.append(self.read_line(deadline))
+        return self.await_page(**wanted)
+
+    def jump(self, address, **wanted):
+        return self.open("jump " + address, **wanted)
+
+    def result(self, script):
+        lines = self.do("script " + script)
+        found = [line for line in lines if line.startswith("result ")] or [self.await_line("result ")[-1]]
+        return found[-1][7:]
+
+    def log(self):
+        files = list((self.data / "Documents" / "Log").glob("*.log"))
+        return files[0].read_text(encoding="utf-8") if files else ""
+
+    def await_log(self, text, count=1):
+        deadline = time.monotonic() + WAIT
+        while (log := self.log()).count(text) < count:
+            if time.monotonic() > deadline:
+                raise AssertionError(f"{text!r} is not in the log:\n{log[-2000:]}")
+            time.sleep(0.01)
+        return log
+
+    def do(self, command):
+        self.process.stdin.write((command + "\n").encode())
+        self.process.stdin.flush()
+        return self.await_line("did " + command.split()[0])[:-1]
+
+    def descendants(self, name):
+        """Processes of ours whose program is called so."""
+        parents = {}
+        for entry in pathlib.Path("/proc").iterdir():
+            try:
+                if entry.name.isdigit():
+                    stat = (entry / "stat").read_text()
+                    parents[int(entry.name)] = (int(stat.rsplit(")", 1)[1].split()[1]), (entry / "cmdline").read_text())
+            except OSError:
+                pass
+        found = []
+        for process, (_, command) in parents.items():
+            above = process
+            while above in parents and above != self.process.pid:
+                above = parents[above][0]
+            if above == self.process.pid and command.split("\0")[0].endswith(name):
+                found.append(process)
+        return found
+
+    def await_descendants(self, name, count):
+        deadline = time.monotonic() + WAIT
+        while len(found := self.descendants(name)) != count:
+            if time.monotonic() > deadline:
+                raise AssertionError(f"{len(found)} of {name} instead of {count}")
+            time.sleep(0.02)
+        return found
+
+
+class WebPages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.authority = Authority(cls.folder.name, "trusted")
+        cls.stranger = Authority(cls.folder.name, "unknown")
+        cls.server = Server(cls.authority.issue("localhost")).__enter__()
+
+    @classmethod
+    def tearDownClass(cls):
+        Handler.release.set()
+        cls.server.__exit__()
+
+    def start(self, **environment):
+        pointer("mousemove", 1390, 990)
+        fixture = Fixture(self.authority.file, **environment)
+        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
+        return fixture
+
+    def url(self, path):
+        return self.server.url(path)
+
+    def test_a_page_is_opened_used_and_closed(self):
+        fixture = self.start()
+        self.assertEqual(fixture.descendants("WebKitNetworkProcess"), [], "nothing is loaded before the first page")
+        fixture.jump(self.url("/one"), title="One 一", progress=1, bar=False, hidden=False, reload=False, back=False, moving=False)
+        await_pixel(200, 400, PINK)
+        # The engine runs in its sandbox, unless this environment cannot have one.
+        web = fixture.await_descendants("WebKitWebProcess", 1)[0]
+        if os.environ.get("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS") != "1":
+            self.assertNotEqual(os.readlink(f"/proc/{web}/ns/pid"), os.readlink("/proc/self/ns/pid"))
+        # Touches reach the page, but not where a view of ours lies above it.
+        fixture.do("cover")
+        await_pixel(150, 350, RED)
+        click(150, 350)
+        fixture.do("uncover")
+        await_pixel(150, 350, PINK)
+        click(100, 100)
+        fixture.await_page(title="Two", back=True, url=self.url("/two"))
+        # The keyboard is the page's: the entry of the host's below hears nothing.
+        pointer("key", "Page_Down", "type", "abc")
+        deadline = time.monotonic() + WAIT
+        while fixture.result("window.scrollY > 100") != "true":
+            self.assertLess(time.monotonic(), deadline)
+        click(26, 22)
+        fixture.await_page(title="One 一", back=False)
+        click(62, 22)
+        fixture.await_none()
+        fixture.await_descendants("WebKitWebProcess", 0)
+        pointer("type", "x")
+        self.assertNotIn("entry abc", fixture.await_line("entry "))
+        click(200, 400)
+        fixture.await_line("host clicked")
+
+    def test_what_fails_can_be_tried_again(self):
+        fixture = self.start()
+        closed = Server(self.authority.issue("localhost"))
+        port, address = closed.server_port, closed.url("/one")
+        closed.server_close()
+        fixture.jump(address, reload=True, hidden=True)
+        fixture.await_log(f"页面加载失败：Error Domain=NSURLErrorDomain Code=-1004")
+        self.assertTrue(fixture.log().rstrip().endswith("，url：" + address))
+        for link, code in ((self.url("/round"), ""), (self.url("/insecure"), ""), ("https://nobody.invalid/", "-1003"),
+                           ("file:///etc/passwd", "-1002"), ("not an address", "-1000"), ("x" * 300000, "-1002")):
+            with self.subTest(link[:40]):
+                failures = fixture.log().count("页面加载失败")
+                fixture.jump(link, reload=True, hidden=True)
+                fixture.await_log("页面加载失败", failures + 1)
+                self.assertIn(f"Code={code}", fixture.log().splitlines()[-1])
+        # One tap on the words, when the server is there again.
+        fixture.jump(address, reload=True, hidden=True, moving=False)
+        http.server.HTTPServer.allow_reuse_address = True
+        server = Server.__new__(Server)
+        http.server.HTTPServer.__init__(server, ("127.0.0.1", port), Handler)
+        server.socket = self.authority.issue("localhost").wrap_socket(server.socket, server_side=True,
+                                                                       do_handshake_on_connect=False)
+        with server:
+            # In the middle of the screen that the view was made for.
+            click(200, 44 + 350)
+            fixture.await_page(title="One 一", reload=False, hidden=False)
+
+    def test_certificates_are_checked(self):
+        fixture = self.start()
+        Handler.served.clear()
+        with Server(self.stranger.issue("localhost")) as unknown, Server(self.authority.issue("other.example")) as other:
+            for server in (unknown, other):
+                failures = fixture.log().count("页面加载失败")
+                fixture.jump(server.url("/one"), reload=True, hidden=True)
+                fixture.do("reload")
+                fixture.await_log("页面加载失败", failures + 2)
+        self.assertEqual(Handler.served, [])
+        fixture.jump(self.url("/one"), title="One 一")
+
+    def test_scripts_reach_the_log_and_nothing_else(self):
+        fixture = self.start()
+        entry = "js拦截，调用OC方法，方法名：jsCallOC,参数："
+        fixture.jump(self.url("/talk"), title="Talk")
+        log = fixture.await_log(entry + "(null)")
+        first = re.search(f"{entry}({{.*?\n}})\n", log, re.S)[1]
+        self.assertEqual(json.loads(first), {"a": 1, "b": [True, None, "二"]})
+        self.assertIn(entry + "text", log)
+
+        fixture.jump(self.url("/flood"), title="Flood")
+        log = fixture.await_log(entry + "last")
+        numbers = re.findall(f"{entry}(\\d+)\n", log)
+        self.assertEqual(numbers, [str(i) for i in range(2000)])
+        self.assertIn(entry + "x" * (1 << 20), log)
+
+        fixture.open(f"inject {self.url('/frames')} window.injected = 42;")
+        fixture.await_log(entry + "inner 42")
+        fixture.do("close")
+
+        fixture.jump(self.url("/windows"), title="Windows")
+        fixture.await_log(entry + "opened null")
+        click(100, 100)
+        fixture.jump(self.url("/reach"), title="Reach")
+        log = fixture.await_log(entry + "still https:")
+        self.assertIn(entry + "reached Reach undefined", log)
+        fixture.await_descendants("WebKitWebProcess", 1)
+
+        fixture.jump(self.url("/download"))
+        fixture.jump(self.url("/leaving"), title="Two")
+        fixture.jump(self.url("/alert"))
+        fixture.await_log(entry + "before")
+        fixture.do("close")
+        fixture.await_none()
+        fixture.await_descendants("WebKitWebProcess", 0)
+        self.assertNotIn(entry + "after", fixture.log())
+        kept = {file.name for file in (fixture.data / "Web").iterdir()}
+        self.assertLessEqual({"data", "cache"}, kept)
+
+    def test_a_web_process_that_dies_is_replaced(self):
+        fixture = self.start()
+        fixture.jump(self.url("/one"), title="One 一")
+        os.kill(fixture.await_descendants("WebKitWebProcess", 1)[0], signal.SIGKILL)
+        fixture.await_page(reload=True, hidden=True)
+        fixture.await_log("页面加载失败：Error Domain=WebKitErrorDomain")
+        fixture.do("reload")
+        fixture.await_page(reload=False, hidden=False)
+        await_pixel(200, 400, PINK)
+        self.assertEqual(fixture.result("document.title"), '"One 一"')
+
+    def test_pulling_down_reloads(self):
+        fixture = self.start()
+        fixture.open(f"inject {self.url('/one')} ;", title="One 一", bar=False)
+        await_pixel(200, 400, PINK)
+        before = Handler.served.count("/one")
+        pointer("mousemove", 200, 300, "click", "--repeat", 6, "--delay", 20, 4)
+        fixture.await_page(refreshing=True)
+        fixture.await_page(refreshing=False)
+        self.assertEqual(Handler.served.count("/one"), before + 1)
+
+    def test_rounds_leave_nothing_behind(self):
+        fixture = self.start()
+        paths = ("/one", "/silent", "/endless", "/alert", "/frames")
+        rounds = int(os.environ.get("OQSDK_WEB_ROUNDS", "100"))
+        for number in range(rounds):
+            path = paths[number % len(paths)]
+            asked = len(Handler.served)
+            fixture.jump(self.url(path))
+            # In each phase: at once, when the server has been asked, when something is shown.
+            if number % 3 > 0:
+                deadline = time.monotonic() + WAIT
+                while len(Handler.served) == asked:
+                    self.assertLess(time.monotonic(), deadline)
+                    time.sleep(0.002)
+            if number % 3 == 2 and path in ("/one", "/frames"):
+                fixture.await_page(bar=False)
+            fixture.do("close")
+            fixture.await_none()
+        fixture.await_descendants("WebKitWebProcess", 0)
+        self.assertLessEqual(len(fixture.descendants("WebKitNetworkProcess")), 1)
+
+    def test_a_window_shows_its_page_in_the_card(self):
+        fixture = self.start()
+        fixture.open("window " + self.url("/static/window.html"))
+        card = [float(word) for word in fixture.await_line("card ")[-1].split()[1:]]
+        fixture.await_page(hidden=False, bar=False)
+        self.assertAlmostEqual(card[3], card[2] * 1.5, delta=0.01)
+        self.assertEqual(json.loads(fixture.result("[innerWidth, innerHeight]")), [round(card[2]), round(card[3])])
+        x, y = (400 - card[2]) / 2, (700 - card[3]) / 2
+        self.assertAlmostEqual(card[1], y, delta=0.01)
+        outside = pixel(200, int(y) - 4)
+        self.assertNotEqual(pixel(200, int(y) + 4), outside)
+        click(round(card[4]), round(card[5]))
+        fixture.await_line("code 3")
+        fixture.await_descendants("WebKitWebProcess", 0)
+        click(200, 400)
+        fixture.await_line("host clicked")
+
+    def test_where_the_engine_cannot_run_it_is_not_loaded(self):
+        with tempfile.TemporaryDirectory() as folder:
+            tool = pathlib.Path(folder) / "bwrap"
+            tool.write_text("#!/bin/sh\nexit 1\n")
+            tool.chmod(0o755)
+            fixture = self.start(PATH=f"{folder}:{os.environ['PATH']}", WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS="")
+            fixture.jump(self.url("/one"), reload=True, hidden=True)
+            fixture.await_log("there are no user namespaces for the web engine's sandbox")
+            self.assertNotIn("libwebkitgtk", pathlib.Path(f"/proc/{fixture.process.pid}/maps").read_text())
+            fixture.await_page(moving=False)
+            click(62, 22)
+            fixture.await_none()
+            tool.write_text("#!/bin/sh\nexit 0\n")
+            fixture.jump(self.url("/one"), title="One 一")
+
+
+def sandbox_works():
+    try:
+        return subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True).returncode == 0
+    except OSError:
+        return False
+
+
+if __name__ == "__main__":
+    FIXTURE, PAGES = sys.argv.pop(1), sys.argv.pop(1)
+    if not sandbox_works():
+        print("web_test: no user namespaces here: the engine runs WITHOUT its sandbox, for this test alone", flush=True)
+        os.environ["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1"
+    with gtk_test.Display() as gtk_test.DISPLAY:
+        program = unittest.main(exit=False)
+    sys.exit(not program.result.wasSuccessful())
