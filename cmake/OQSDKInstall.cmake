@@ -80,6 +80,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/resources/OQSDK.bundle DESTINATION ${CMA
 
 if(TARGET oqsdk-server)
   install(TARGETS oqsdk-server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT server)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/server/static DESTINATION ${CMAKE_INSTALL_DATADIR}/oqsdk-server
+          COMPONENT server)
   install(FILES ${PROJECT_SOURCE_DIR}/server/campaigns.schema.json
           DESTINATION ${CMAKE_INSTALL_DATADIR}/oqsdk-server COMPONENT server)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/server.md ${PROJECT_SOURCE_DIR}/docs/campaigns.md

@@ -1,4 +1,5 @@
 #include "CampaignServer.h"
+#include "ShippedFiles.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -28,6 +29,7 @@ const std::filesystem::path& makeDataFolder(const std::filesystem::path& folder)
 RouteOptions routeOptions(const Options& options) {
   RouteOptions routes;
   if (!options.staticFolder.empty()) routes.staticFiles.emplace(options.staticFolder);
+  routes.shippedFiles = shippedFiles();
   routes.publicEvents = options.publicEvents;
   return routes;
 }

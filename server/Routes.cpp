@@ -139,7 +139,8 @@ void addRoutes(httplib::Server& server, Environment environment, Endpoints& endp
     const bool reads = request.method == "GET" || request.method == "HEAD";
     if (!reads || !request.path.starts_with(staticPrefix)) return httplib::Server::HandlerResponse::Unhandled;
     const auto name = request.path.substr(staticPrefix.size());
-    const auto file = options.staticFiles ? options.staticFiles->find(name) : std::nullopt;
+    auto file = options.staticFiles ? options.staticFiles->find(name) : std::nullopt;
+    if (!file && options.shippedFiles) file = options.shippedFiles->find(name);
     if (file) {
       sendFile(response, *file);
     } else {

@@ -11,6 +11,7 @@ namespace oq::server {
 
 struct RouteOptions {
   std::optional<StaticFiles> staticFiles;
+  std::optional<StaticFiles> shippedFiles;  // for what those do not have
   bool publicEvents = false;  // whether "/events" is shown to clients of other machines
 };
 
