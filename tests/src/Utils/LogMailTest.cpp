@@ -81,6 +81,11 @@ class Desktop {
 
 class LogMail : public testing::Test {
  protected:
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "GLib's D-Bus and its threads are not built for the sanitizer";
+#endif
+  }
   LogMail() {
     delegate = makeMainObject<Delegate>();
     OQNavigation::currentNavigation()->pushViewController(delegate, false);
@@ -91,7 +96,9 @@ class LogMail : public testing::Test {
     options.dataDirectory = folder / "data";
     return options;
   }
-  static fs::path logs() { return documentsDirectory() / "Log"; }
+  static fs::path logs() {
+    return documentsDirectory() / "Log";
+  }
   void send(const std::string& recipient = "dev@example.org") {
     OQSDKManager::sharedManager().sendLogToEmail(recipient, delegate);
   }
