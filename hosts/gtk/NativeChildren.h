@@ -36,7 +36,7 @@ class NativeChildren {
 
   /// `stage`: where the window lies in the surface.
   void allocate(CGPoint stage);
-  /// Into a snapshot whose origin is that of the view's bounds.
+  /// Into a snapshot in the view's coordinates: `bounds` are what it shows, on whole pixels.
   void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
 
  private:

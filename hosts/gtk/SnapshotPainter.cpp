@@ -164,7 +164,8 @@ void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
 }
 
 void SnapshotPainter::nativeView(UIView& view, CGRect bounds, double opacity) {
-  if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, bounds, opacity);
+  // On whole pixels, as it was laid out: between two pixels its text would be blurred.
+  if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, snapped(bounds), opacity);
 }
 
 void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
