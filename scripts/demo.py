@@ -228,11 +228,35 @@ class Demo:
         self.say("window shown: " + str(picture.keep("2-window.png").relative_to(ROOT)))
         self.screen.click((right[0] + right[2]) / 2, right[1] + 4)
         self.await_("the click is reported", lambda: self.has("$clickDialog"))
+        self.see_page()
         after = self.screen.shoot()
-        after.keep("3-after.png")
+        after.keep("4-after.png")
         if after.region(RIGHT) or after.region(LEFT):
             raise Failure("the window is still there after the tap")
-        self.say("button tapped, window gone: build/demo/pictures/3-after.png")
+        self.say("page closed, the shop is back: build/demo/pictures/4-after.png")
+
+    def see_page(self):
+        """The page that the button leads to, until its close button is tapped."""
+        x, y = self.screen.window_origin(self.shop.process.pid)
+        top = (x + 270, y + 60)
+
+        def in_sight():
+            red, _, blue = self.screen.shoot().at(*top)
+            return red < 100 and blue > 120
+
+        failure = "页面加载失败"
+        self.await_("the page is shown", lambda: in_sight() or failure in self.log(), 60)
+        if failure in self.log():
+            self.say("the web engine cannot run here: " + self.log().split(failure)[1].splitlines()[0])
+        else:
+            time.sleep(0.5)  # for the eye: the page has slid in
+            self.say("button tapped, its page is open: " +
+                     str(self.screen.shoot().keep("3-page.png").relative_to(ROOT)))
+
+        shown = self.screen.shoot().at(*top)
+        self.screen.click(x + 62, y + 22)
+        self.await_("the page is closed", lambda: self.screen.shoot().at(*top) != shown)
+        time.sleep(0.5)
 
     def has(self, name):
         return any(event["xwhat"] == name for event in self.events())
