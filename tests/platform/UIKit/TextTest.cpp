@@ -184,8 +184,10 @@ TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {
   label->setText("x");
   EXPECT_NEAR(ink().top, 100 - ink().bottom, 8);
   auto before = ink();
+  const CGSize small = label->textSizeForWidth(150);
   label->setFont(UIFont::systemFontOfSize(40));
   EXPECT_GT(ink().pixels, before.pixels);
+  EXPECT_GT(label->textSizeForWidth(150).height, 2 * small.height) << "no layout outlives its font";
   label->setTextColor(UIColor::whiteColor());
   EXPECT_EQ(ink().pixels, 0);
 }
