@@ -118,7 +118,8 @@ UIImage::~UIImage() {
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
-  return make(data, 1);
+  // Looked at before it is copied.
+  return looksLikeAPicture(data) ? make(data, 1) : nullptr;
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::filesystem::path& file) {
@@ -127,11 +128,10 @@ std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::files
   if (!g_file_get_contents(file.c_str(), &bytes, &length, nullptr)) return nullptr;
   Data data(bytes, bytes + length);
   g_free(bytes);
-  return make(std::move(data), scaleInName(file));
+  return looksLikeAPicture(data) ? make(std::move(data), scaleInName(file)) : nullptr;
 }
 
 std::shared_ptr<const UIImage> UIImage::make(Data data, double scale) {
-  if (data.empty() || !looksLikeAPicture(data)) return nullptr;
   std::shared_ptr<const UIImage> image(new UIImage(std::move(data), scale));
   return isOnMainQueue() || image->surface() ? image : nullptr;
 }
