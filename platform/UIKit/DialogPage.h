@@ -7,8 +7,8 @@
 
 namespace oq {
 
-/// The page of a dialog: dims what lies behind it, beside an upright stage as well, takes its touches, and keeps
-/// assistive technology and the keyboard to itself. As large as the main screen. Main thread only.
+/// The page of a dialog: dims what lies behind it, beside an upright stage as well, takes its touches, and
+/// keeps assistive technology and the keyboard to itself. As large as the main screen. Main thread only.
 class DialogPage : public UIView {
  public:
   /// `escape` is what the key Escape does; it tells whether it did anything.

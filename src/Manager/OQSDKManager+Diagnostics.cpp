@@ -43,8 +43,7 @@ std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, cons
   }
   std::sort(byAge.rbegin(), byAge.rend());
   byAge.resize(most);
-  std::sort(byAge.begin(), byAge.end(),
-            [](const auto& a, const auto& b) { return a.second < b.second; });
+  std::sort(byAge.begin(), byAge.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
   std::vector<fs::path> chosen;
   for (const auto& [age, index] : byAge) chosen.push_back(std::move(files[index]));
   return chosen;
