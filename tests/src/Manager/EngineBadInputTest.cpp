@@ -91,18 +91,6 @@ TEST_F(EngineBadInputTest, IdsBeyondEveryNumberEndAtTheLastOne) {
   EXPECT_EQ(engine->shown().size(), 4u);
 }
 
-TEST_F(EngineBadInputTest, DatesThatNameNoDayDoNotRestrict) {
-  relaunch();
-  int number = 0;
-  for (const Value& time : Array{nullptr, "", "2026-02-30 00:00:00", "2026-13-01 00:00:00", "tomorrow", 5,
-                                 "2026-03-10", " 2026-03-11 00:00:00", "99999-01-01 00:00:00", Array{}}) {
-    const std::string id = std::to_string(++number);
-    deliverInApp({campaign(id, id, {{"startTime", time}, {"endTime", time}, {"picture", nullptr}})});
-    receive(id);
-    EXPECT_EQ(engine->shown().size(), static_cast<std::size_t>(number)) << time;
-  }
-}
-
 TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
   relaunch();
   deliverInApp({campaign("1", "buy", {{"count", 1}})});

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "Manager/OQDecisionLog.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
-#include "oqsdk/OQObserverListener.h"
-#include "oqsdk/TorvelinOqManager.h"
 #include "support/EngineTest.h"
 
 namespace oq::test {
@@ -61,13 +57,6 @@ TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
   EXPECT_EQ(told(engine->recentDecisions()),
             (Lines{"close 7: closed by the user in an earlier run", "buy 2: another window matched first",
                    "buy 1: counted and handed to the screen"}));
-}
-
-TEST_F(EngineTest, IsTheListenerThatTheFacadeHandsOut) {
-  auto& listener = dynamic_cast<OQObserverListener&>(TorvelinOqManager::getObserverListener());
-  const auto before = listener.recentDecisions().as_array().size();
-  dynamic_cast<OQSDKManager&>(listener).triggerEventMatchInApp(std::make_shared<OQWindowEvent>());
-  EXPECT_EQ(listener.recentDecisions().as_array().size(), before + 1);
 }
 
 TEST(DecisionLog, KeepsTheNewest) {

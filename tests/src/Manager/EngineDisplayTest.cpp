@@ -46,36 +46,30 @@ TEST_F(EngineTest, AWindowThatTheUserClosedStaysAway) {
   EXPECT_EQ(engine->shown().size(), 1u) << "a new list does not bring it back either";
 }
 
-TEST_F(EngineTest, TheTimeRangeHoldsToTheSecond) {
+TEST_F(EngineTest, TheTimeRangeHoldsToTheSecondAndTimesThatNameNoneDoNotRestrict) {
   struct Case {
     Value start, end;
-    bool shown;
+    bool shown = true;
   };
-  const std::vector<Case> cases = {
-      {"2026-03-10 12:00:00", "2026-03-10 12:00:00", true},
+  std::vector<Case> cases = {
+      {"2026-03-10 12:00:00", "2026-03-10 12:00:00"},
       {"2026-03-10 12:00:01", "2026-03-31 00:00:00", false},
       {"2026-03-01 00:00:00", "2026-03-10 11:59:59", false},
-      {nullptr, nullptr, true},
-      {"soon", 20260310, true},
       {"2026-03-11 00:00:00", nullptr, false},
   };
-  for (const Case& each : cases) {
-    relaunch();
-    moveClock(0.4);  // fractions take no part
-    static int id = 100;
-    deliverInApp({campaign(std::to_string(++id), "buy", {{"startTime", each.start}, {"endTime", each.end}})});
-    receive("buy");
-    EXPECT_EQ(engine->shown().size(), each.shown ? 1u : 0u) << each.start << " " << each.end;
-    setNow("2026-03-10 12:00:00");
-  }
-}
-
-TEST_F(EngineTest, AWindowWithoutARecordIsNeverShown) {
+  for (const Value& none : Array{nullptr, "", "2026-02-30 00:00:00", "2026-13-01 00:00:00", "tomorrow", 5,
+                                 "2026-03-10", " 2026-03-11 00:00:00", "99999-01-01 00:00:00", Array{}})
+    cases.push_back({none, none});
   relaunch();
-  deliverInApp({campaign("7", "buy")});
-  engine->setRecordTree(nullptr);
-  receive("buy");
-  EXPECT_TRUE(engine->shown().empty());
+  moveClock(0.4);  // fractions take no part
+  std::size_t shown = 0;
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const auto& [start, end, isShown] = cases[i];
+    const std::string id = std::to_string(i);
+    deliverInApp({campaign(id, id, {{"startTime", start}, {"endTime", end}, {"picture", nullptr}})});
+    receive(id);
+    EXPECT_EQ(engine->shown().size(), shown += isShown ? 1 : 0) << start << " " << end;
+  }
 }
 
 TEST_F(EngineTest, ActionsAreLoggedAndReported) {
@@ -125,45 +119,34 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   }
 }
 
-TEST_F(EngineTest, ReportsOfPushMessages) {
+TEST_F(EngineTest, ReportsOfPushMessagesAndOfAWindowWithoutTypeAndId) {
   relaunch();
   const Value msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
-  engine->pushTrack(1, {{"activityId", nullptr}});
-  engine->pushTrack(2, msg);
-  engine->pushTrack(1, "no dictionary");
-  engine->pushTrack(1, nullptr);
-  settle();
-  const auto reports = network->requests(reportPath);
-  ASSERT_EQ(reports.size(), 2u);
-  const Value& delivered = reports[0].json.at("events").at(0);
-  EXPECT_EQ(delivered.at("xwhat"), Value("$oq_push_delivery"));
-  EXPECT_EQ(delivered.at("xwho"), Value(""));
-  EXPECT_EQ(delivered.at("xcontext"), Value({{"$push_channel", "mail"}, {"activityId", 5}}));
-  const Value& clicked = reports[1].json.at("events").at(0);
-  EXPECT_EQ(clicked.at("xwhat"), Value("$oq_push_click"));
-  EXPECT_EQ(clicked.at("xcontext"), Value({{"$push_channel", ""}, {"activityId", ""}}));
-}
-
-TEST_F(EngineTest, ReportsWithoutATypeOrAnIdSayLess) {
-  relaunch();
-  engine->reportWindowEventWithName(std::nullopt, 0, OQWindowData());
-  settle();
-  const auto reports = network->requests(reportPath);
-  ASSERT_EQ(reports.size(), 1u);
-  EXPECT_EQ(reports[0].json.at("events").at(0).at("xwhat"), Value(""));
-  EXPECT_EQ(reports[0].json.at("events").at(0).at("xcontext"), Value({{"$dialog_id", ""}}));
-}
-
-TEST_F(EngineTest, ASuccessfulReportIsLoggedWithItsEvent) {
-  relaunch();
-  engine->pushTrack(0, Dictionary{});
   settle();
   const auto entries = logEntriesButRequests();
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_TRUE(entries[0].starts_with("上报事件成功, event:{")) << entries[0];
   EXPECT_NE(entries[0].find("$oq_push_delivery"), std::string::npos);
   EXPECT_TRUE(entries[1].starts_with("上报事件 data:\n{")) << entries[1];
+  engine->pushTrack(1, {{"activityId", nullptr}});
+  engine->pushTrack(2, msg);
+  engine->pushTrack(1, "no dictionary");
+  engine->pushTrack(1, nullptr);
+  engine->reportWindowEventWithName(std::nullopt, 0, OQWindowData());
+  settle();
+  const std::pair<Value, Value> expected[] = {
+      {"$oq_push_delivery", {{"$push_channel", "mail"}, {"activityId", 5}}},
+      {"$oq_push_click", {{"$push_channel", ""}, {"activityId", ""}}},
+      {"", {{"$dialog_id", ""}}}};
+  const auto reports = network->requests(reportPath);
+  ASSERT_EQ(reports.size(), std::size(expected));
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const Value& event = reports[i].json.at("events").at(0);
+    EXPECT_EQ(event.at("xwho"), Value(""));
+    EXPECT_EQ(event.at("xwhat"), expected[i].first);
+    EXPECT_EQ(event.at("xcontext"), expected[i].second);
+  }
 }
 
 TEST_F(EngineTest, AFileThatCannotBeWrittenIsOnlyLogged) {

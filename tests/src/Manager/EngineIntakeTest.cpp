@@ -67,13 +67,6 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
-TEST_F(EngineTest, TheFirstMatchWinsEvenWhenItIsNotShown) {
-  relaunch();
-  deliverInApp({campaign("1", "buy", {{"count", 0}}), campaign("2", "buy")});
-  receive("buy");
-  EXPECT_TRUE(engine->shown().empty());
-}
-
 TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
   relaunch();
   const Value visit = {{"xwhat", "visit"}};
@@ -138,13 +131,6 @@ TEST_F(EngineTest, TriggersLogTheirAnswers) {
     for (auto& entry : packed) std::erase(entry, ' ');
     EXPECT_EQ(entries, packed) << answer.body;
   }
-}
-
-TEST_F(EngineTest, PageNamesAreOnlyRecorded) {
-  relaunch();
-  engine->autoPageCollected("CartPage");
-  EXPECT_EQ(engine->pageName(), "CartPage");
-  EXPECT_TRUE(network->requests().empty());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
 #include "oqsdk/AnalyticsHook.h"
+#include "oqsdk/OQObserverListener.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "support/EngineTest.h"
@@ -13,24 +14,11 @@
 namespace oq::test {
 namespace {
 
-TEST_F(EngineTest, FirstRunBeginsWithNothing) {
+TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   relaunch();
-  EXPECT_TRUE(engine->treeNodesInit());
-  EXPECT_FALSE(engine->isNewUser());
-  EXPECT_TRUE(engine->autoCollectPage());
-  EXPECT_EQ(engine->maxWaitingReceivedEventsNum(), 3);
-  EXPECT_EQ(engine->configuration(), nullptr);
-  EXPECT_EQ(engine->token(), std::nullopt);
-  EXPECT_EQ(engine->userId(), std::nullopt);
-  EXPECT_EQ(engine->pageName(), std::nullopt);
-  EXPECT_TRUE(engine->inAppDataArray()->empty());
-  EXPECT_TRUE(engine->subscribeDataArray()->empty());
+  EXPECT_TRUE(engine->treeNodesInit() && !engine->isNewUser() && engine->autoCollectPage());
+  EXPECT_TRUE(!engine->userId() && !engine->pageName() && !engine->configuration());
   EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
-  EXPECT_EQ(engine->network(), engine->network());
-}
-
-TEST_F(EngineTest, RestoresWhatTheLastRunLeft) {
-  relaunch();
   engine->setToken("T");
   deliverInApp({campaign("7", "buy", {{"count", 2}}), campaign("8", "view")});
   deliverSubscriptions({campaign("9", "pay")});
@@ -88,18 +76,19 @@ TEST_F(EngineTest, LoginSendsTheDeviceAndTheKey) {
   const auto logins = network->requests("/push/sdk/login");
   ASSERT_EQ(logins.size(), 2u) << "one login at every start";
   EXPECT_EQ(logins[0].method, "POST");
-  const Dictionary& body = logins[0].json.as_object();
-  EXPECT_EQ(body.size(), 3u);
-  EXPECT_EQ(body.at("appKey"), Value("key-1"));
-  EXPECT_EQ(body.at("sdkVersion"), Value("0.8.6"));
-  const Dictionary& device = body.at("os").as_object();
-  EXPECT_EQ(device.size(), 6u);
-  EXPECT_EQ(device.at("brand"), Value("iphone"));
-  EXPECT_EQ(device.at("channel"), Value("default"));
-  EXPECT_EQ(device.at("platform"), Value("ios"));
+  const Value& device = logins[0].json.at("os");
   EXPECT_TRUE(device.at("version").is_string());
   EXPECT_EQ(device.at("mac").as_string().size(), 36u);
-  EXPECT_EQ(device.at("packageName"), Value(OQSDKBundleId));
+  const Value expected = {{"appKey", "key-1"},
+                          {"sdkVersion", "0.8.6"},
+                          {"os",
+                           {{"brand", "iphone"},
+                            {"channel", "default"},
+                            {"platform", "ios"},
+                            {"version", device.at("version")},
+                            {"mac", device.at("mac")},
+                            {"packageName", OQSDKBundleId}}}};
+  EXPECT_EQ(logins[0].json, expected);
   EXPECT_EQ(logins[1].json.at("appKey"), Value("")) << "without a configuration the key is empty";
 }
 
@@ -141,6 +130,10 @@ Class* TorvelinSDK::staticClass() {
 TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsOnce) {
   auto& shared = OQSDKManager::sharedManager();
   EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &shared);
+  auto& listener = dynamic_cast<OQObserverListener&>(TorvelinOqManager::getObserverListener());
+  const auto decisions = listener.recentDecisions().as_array().size();
+  shared.triggerEventMatchInApp(std::make_shared<OQWindowEvent>());
+  EXPECT_EQ(listener.recentDecisions().as_array().size(), decisions + 1);
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
   EXPECT_EQ(shared.configuration(), TorvelinOqConfig::defaultConfig());
