@@ -142,12 +142,10 @@ TEST(CampaignList, NamesSomeOfTheWindowsThatWerePassedOver) {
 
 TEST(CampaignList, SubscriptionsDoNotWait) {
   const Windows windows = {window({{"xwhat", "buy"}}, {{"xwhat", "pay"}})};
-  OQWindowEvent buy, pay;
-  EXPECT_EQ(OQCampaignList(windows, OQCampaignList::PreConditions::Ignored)
-                .match(fill(buy, {{"xwhat", "buy"}}))
-                .position,
-            0u);
-  OQCampaignList(windows, OQCampaignList::PreConditions::Ignored).match(fill(pay, {{"xwhat", "pay"}}));
+  const OQCampaignList list(windows, OQCampaignList::PreConditions::Ignored);
+  OQWindowEvent event;
+  EXPECT_EQ(list.match(fill(event, {{"xwhat", "buy"}})).position, 0u);
+  list.match(fill(event, {{"xwhat", "pay"}}));
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 const void* const asyncTask = QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 
-TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueButNotInsideAnotherQueuesBlock) {
+TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueAndLaterInsideAnotherQueuesBlock) {
   DispatchQueue::installMain();
   std::vector<int> order;
   OQDispatchQueueManager::dispatchInMainThread([&] { order.push_back(1); }, false);
@@ -28,10 +28,7 @@ TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueButNotInsideAnotherQueuesBloc
   EXPECT_TRUE(test::runLoopUntil([&] { return order.back() == 4; }));
   OQDispatchQueueManager::dispatchInMainThread(nullptr, false);
   OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, nullptr);
-}
-
-TEST(DispatchQueueManager, WaitsForTheMainQueueFromAnotherThread) {
-  DispatchQueue::installMain();
+  // From another thread it waits.
   std::thread::id ranOn;
   std::atomic<bool> returned = false;
   std::thread caller([&] {

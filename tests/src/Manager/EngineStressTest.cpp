@@ -30,15 +30,24 @@ class EngineStressTest : public EngineTest {
 
 constexpr int windowCount = 12;
 
-/// The same windows in another order each time, each with a count of 2.
-Array shuffledCampaigns(int turn) {
+/// Windows that wait for "e" with their number and have a count of 2, in another order each turn.
+Array campaigns(int number, int first = 0, int turn = 0) {
   Array records;
-  for (int i = 0; i < windowCount; ++i) {
-    const int id = (i + turn) % windowCount + 1;
-    records.push_back(
-        campaign(std::to_string(id), "e" + std::to_string(id), {{"count", 2}, {"picture", nullptr}}));
+  for (int i = 0; i < number; ++i) {
+    const std::string id = std::to_string(first + (i + turn) % number);
+    records.push_back(campaign(id, "e" + id, {{"count", 2}, {"picture", nullptr}}));
   }
   return records;
+}
+
+Array shuffledCampaigns(int turn) {
+  return campaigns(windowCount, 1, turn);
+}
+
+void inThreads(int number, const std::function<void(int thread)>& work) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < number; ++t) threads.emplace_back(work, t);
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
@@ -52,20 +61,15 @@ TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
       return ScriptedTransport::Answer{textOf(listAnswer(shuffledCampaigns(turn++)))};
     });
     deliverSubscriptions({campaign("1", "subscribed", {{"count", 1}})});
-    std::vector<std::thread> workers;
-    std::barrier start(threads + 1);
-    for (int t = 0; t < threads; ++t) {
-      workers.emplace_back([&, t] {
-        start.arrive_and_wait();
-        for (int i = 0; i < eventsPerThread; ++i) {
-          engine->onEventDataReceived(uploadInfo("e" + std::to_string((i + t) % (windowCount + 5) + 1)));
-          if (i % 100 == 50) engine->getInAppList();
-          if (i % 100 == 99) engine->onEventDataReceived(uploadInfo("subscribed"));
-        }
-      });
-    }
-    start.arrive_and_wait();
-    for (std::thread& worker : workers) worker.join();
+    std::barrier start(threads);
+    inThreads(threads, [&](int t) {
+      start.arrive_and_wait();
+      for (int i = 0; i < eventsPerThread; ++i) {
+        engine->onEventDataReceived(uploadInfo("e" + std::to_string((i + t) % (windowCount + 5) + 1)));
+        if (i % 100 == 50) engine->getInAppList();
+        if (i % 100 == 99) engine->onEventDataReceived(uploadInfo("subscribed"));
+      }
+    });
     settle();
     // The first list may have come after all of them.
     for (int id = 1; id <= windowCount; ++id) receive("e" + std::to_string(id));
@@ -211,12 +215,7 @@ class MeetingPoint {
 TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
   constexpr int windows = 200;
   relaunch();
-  Array records;
-  for (int i = 0; i < windows; ++i) {
-    records.push_back(
-        campaign(std::to_string(i), "e" + std::to_string(i), {{"count", 2}, {"picture", nullptr}}));
-  }
-  deliverInApp(records);
+  deliverInApp(campaigns(windows));
   // Both times of a decision are written to the platform's log; the second is the last thing before it falls.
   MeetingPoint decision;
   setPlatformLogHandler([&](std::string_view) {
@@ -242,11 +241,7 @@ TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
 TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
   constexpr int rounds = 100;
   relaunch();
-  Array records;
-  for (int i = 0; i < 2 * rounds; ++i) {
-    records.push_back(campaign(std::to_string(i), "e" + std::to_string(i), {{"picture", nullptr}}));
-  }
-  deliverInApp(records);
+  deliverInApp(campaigns(2 * rounds));
   std::barrier round(2);
   const auto bring = [&](int thread, int i) {
     round.arrive_and_wait();
@@ -272,11 +267,7 @@ TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
 }
 
 TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched) {
-  Array records;
-  for (int i = 0; i < 4000; ++i) {
-    records.push_back(campaign(std::to_string(i), "e" + std::to_string(i), {{"picture", nullptr}}));
-  }
-  network->answer("/push/sdk/in_app", textOf(listAnswer(records)));
+  network->answer("/push/sdk/in_app", textOf(listAnswer(campaigns(4000))));
   for (int turn = 0; turn < 3; ++turn) {
     relaunch();
     engine->setInAppDataArray({});
@@ -303,9 +294,7 @@ TEST_F(EngineStressTest, TwoLoginsAtOnceFetchTheWindowsOnce) {
   relaunch();
   engine->setUserId("ann");
   network->answer("/push/sdk/login", R"({"code":0,"token":"T"})");
-  std::vector<std::thread> workers;
-  for (int i = 0; i < 4; ++i) workers.emplace_back([&] { engine->login(); });
-  for (std::thread& worker : workers) worker.join();
+  inThreads(4, [&](int) { engine->login(); });
   settle();
   EXPECT_EQ(network->requests("/push/sdk/in_app").size(), 1u);
   EXPECT_EQ(network->requests("/push/sdk/event/subscribe").size(), 4u);

@@ -11,6 +11,7 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileManager.h"
 #include "Foundation/Format.h"
+#include "Foundation/Number.h"
 #include "Foundation/UserDefaults.h"
 #include "Manager/OQSDKManager.h"
 #include "Model/OQRecordTree.h"
@@ -31,14 +32,11 @@ class ReportingEngine : public OQSDKManager {
 
  protected:
   void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction) override {
-    const auto id = static_cast<std::uint8_t>(integerValueOf(*window));
+    const auto id = static_cast<std::uint8_t>(integerValue(window->windowId()));
     if (::write(_pipe, &id, 1) != 1) ::_exit(3);
   }
 
  private:
-  static int integerValueOf(const OQWindowData& window) {
-    return std::stoi(std::string(window.windowId().as_string()));
-  }
   const int _pipe;
 };
 
