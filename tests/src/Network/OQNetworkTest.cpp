@@ -127,15 +127,13 @@ TEST_F(OQNetworkTest, OnlyDictionariesAndStringsCountAsBodiesAndStringsAreRefuse
 TEST_F(OQNetworkTest, AnUnknownEnvironmentFailsOnce) {
   setURLTransport(nullptr);
   TorvelinOqConfig().setEnvType(3);
-  std::promise<void> failed;
-  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/push/sdk/login", nullptr, Dictionary{},
-                                                            success(), [&](const Error& error) {
-                                                              outcome.error = error;
-                                                              failed.set_value();
-                                                            });
-  ASSERT_EQ(failed.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  std::promise<Error> failed;
+  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/push/sdk/login", nullptr, Dictionary{}, success(),
+                                                            [&](const Error& error) { failed.set_value(error); });
+  auto answer = failed.get_future();
+  ASSERT_EQ(answer.wait_for(std::chrono::seconds(60)), std::future_status::ready);
   EXPECT_EQ(outcome.successes, 0);
-  EXPECT_EQ(outcome.error->domain, URLErrorDomain);
+  EXPECT_EQ(answer.get().domain, URLErrorDomain);
   EXPECT_TRUE(logEntries().at(0).starts_with("请求URL：(null)/push/sdk/login\n")) << logEntries()[0];
 }
 

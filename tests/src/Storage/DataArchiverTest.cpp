@@ -17,7 +17,7 @@ std::shared_ptr<OQWindowData> window(const char* id) {
   return made;
 }
 
-TEST(DataArchiver, WritesNothingForNoData) {
+TEST(DataArchiver, WritesNothingForNoDataAndTellsItFromAnEmptyList) {
   test::TemporaryFolder folder;
   auto file = folder.path() / "list.plist";
   EXPECT_FALSE(OQDataArchiver::setData(nullptr, file));
@@ -25,23 +25,14 @@ TEST(DataArchiver, WritesNothingForNoData) {
   EXPECT_FALSE(OQDataArchiver::setData(std::shared_ptr<Windows>(), file));
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file));
-}
-
-TEST(DataArchiver, TellsAnEmptyListFromNoList) {
-  test::TemporaryFolder folder;
-  auto file = folder.path() / "list.plist";
   ASSERT_TRUE(OQDataArchiver::setData(Windows{}, file));
   auto list = OQDataArchiver::getDataForPath<OQWindowData>(file);
   ASSERT_TRUE(list);
   EXPECT_TRUE(list->empty());
-}
-
-TEST(DataArchiver, KeepsTheOldFileWhenTheNewOneCannotBeWritten) {
-  test::TemporaryFolder folder;
-  auto file = folder.path() / "list.plist";
+  // What is no object is left out, and a file that cannot be written says so.
   ASSERT_TRUE(OQDataArchiver::setData(Windows{window("a"), nullptr, window("b")}, file));
   EXPECT_FALSE(OQDataArchiver::setData(Windows{window("c")}, folder.path() / "missing" / "list.plist"));
-  auto list = OQDataArchiver::getDataForPath<OQWindowData>(file);
+  list = OQDataArchiver::getDataForPath<OQWindowData>(file);
   ASSERT_TRUE(list);
   ASSERT_EQ(list->size(), 2u);
   EXPECT_EQ(list->back()->windowId(), Value("b"));

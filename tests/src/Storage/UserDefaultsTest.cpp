@@ -14,19 +14,17 @@ class SmallValues : public testing::Test {
   test::TemporaryFolder folder;
 };
 
-TEST_F(SmallValues, TheFirstNameWins) {
+TEST_F(SmallValues, KeepApartButTheFirstNameAskedForWins) {
   OQUserDefaults& first = OQUserDefaults::defaultsWithName("group.oqsdk");
   EXPECT_EQ(&OQUserDefaults::defaultsWithName("group.other"), &first);
-  EXPECT_EQ(first.name(), "group.oqsdk");
-}
-
-TEST_F(SmallValues, SuitesAndTheStandardDefaultsKeepApart) {
   OQUserDefaults suite("group.oqsdk"), other("group.other"), standard(std::nullopt);
   suite.setObject("suite", "key");
   standard.setObject("standard", "key");
-  EXPECT_EQ(suite.objectForKey("key"), Value("suite"));
+  EXPECT_EQ(first.objectForKey("key"), Value("suite"));
   EXPECT_TRUE(other.objectForKey("key").is_null());
   EXPECT_EQ(standard.objectForKey("key"), Value("standard"));
+  UserDefaults::withSuiteName("group.oqsdk")->setObject(Data{1, 2}, "bytes");
+  EXPECT_TRUE(suite.objectForKey("bytes").is_null());
 }
 
 TEST_F(SmallValues, SurviveTheProcessAndGoWithNull) {
@@ -44,11 +42,6 @@ TEST_F(SmallValues, SurviveTheProcessAndGoWithNull) {
   EXPECT_EQ(suite.integerForKey("absent"), 0);
   suite.setObject(nullptr, "oq_xwho");
   EXPECT_TRUE(suite.objectForKey("oq_xwho").is_null());
-}
-
-TEST_F(SmallValues, BytesAndDatesReadAsNothing) {
-  UserDefaults::withSuiteName("group.oqsdk")->setObject(Data{1, 2}, "bytes");
-  EXPECT_TRUE(OQUserDefaults("group.oqsdk").objectForKey("bytes").is_null());
 }
 
 }  // namespace
