@@ -20,13 +20,8 @@ const char* kPixel =
 
 class WebImage : public testing::Test {
  protected:
-  HeadlessHost::Options options() {
-    HeadlessHost::Options options;
-    options.dataDirectory = folder.path();
-    return options;
-  }
   test::TemporaryFolder folder;
-  HeadlessHost host{options()};
+  HeadlessHost host{{.dataDirectory = folder.path()}};
   std::shared_ptr<UIImageView> view = std::make_shared<UIImageView>();
   const std::optional<URL> url = URL::withString("https://localhost:1/picture.png");
 };
@@ -51,16 +46,8 @@ class DownloadedImage : public test::WorldTest {
     network = std::make_shared<test::ScriptedTransport>(DispatchQueue::concurrent("test.pictures"));
     setURLTransport(network);
   }
-  static std::string picture() {
-    const Data data = *dataWithBase64(kPixel);
-    return {data.begin(), data.end()};
-  }
-  HeadlessHost::Options options() {
-    HeadlessHost::Options options;
-    options.dataDirectory = folder();
-    return options;
-  }
-  HeadlessHost host{options()};
+  static std::string picture() { return stringFromData(*dataWithBase64(kPixel)); }
+  HeadlessHost host{{.dataDirectory = folder()}};
   std::shared_ptr<UIImageView> view = std::make_shared<UIImageView>();
 };
 

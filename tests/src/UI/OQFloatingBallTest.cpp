@@ -22,16 +22,10 @@ namespace {
 constexpr CGSize tall{390, 844}, small{320, 568};
 constexpr double radius = 84.8528137423857;
 
-HeadlessHost::Options optionsFor(CGSize screen) {
-  HeadlessHost::Options options;
-  options.width = screen.width;
-  options.height = screen.height;
-  return options;
-}
-
 /// A screen with a ball on it, and a finger.
 struct Screen {
-  explicit Screen(CGSize size, std::int64_t mode = 3) : host(optionsFor(size)) {
+  explicit Screen(CGSize size, std::int64_t mode = 3)
+      : host({.width = size.width, .height = size.height, .dataDirectory = {}}) {
     ball = makeMainObject<OQFloatingBallView>(CGRect{}, mode);
     ball->createFloatingBtn();
     OQNavigation::keyWindow()->addSubview(ball);
@@ -48,6 +42,12 @@ struct Screen {
     host.touchMove(to.x, to.y);
   }
   void drop(CGPoint at) { host.touchUp(at.x, at.y); }
+  /// Drags it there and lets it come to rest.
+  void put(CGPoint at) {
+    drag(at);
+    drop(at);
+    host.advance(0.6);
+  }
   void tapBall() { host.tap(ball->center().x, ball->center().y); }
   CGRect frame() const { return ball->frame(); }
 
@@ -138,9 +138,7 @@ TEST(FloatingBall, FansOutAndFolds) {
   for (const Case& each : {Case{tall, 2, -1}, Case{tall, 1, 1}, Case{small, 2, -1}, Case{small, 1, 1}}) {
     Screen screen(each.screen, each.mode);
     auto& ball = *screen.ball;
-    screen.drag({150, 330});
-    screen.drop({150, 330});
-    screen.host.advance(0.6);
+    screen.put({150, 330});
     screen.tapBall();
     const std::vector<std::shared_ptr<UIView>> order = {ball.subBtn1(), ball.subBtn2(), ball.subBtn3(),
                                                         ball.floatingBtn()};
@@ -162,9 +160,7 @@ TEST(FloatingBall, FansOutAndFolds) {
     EXPECT_FALSE(order[0]->layer().isAnimating());
 
     // They travel with the ball, and fold at its next tap.
-    screen.drag({180, 500});
-    screen.drop({180, 500});
-    screen.host.advance(0.6);
+    screen.put({180, 500});
     EXPECT_EQ(ball.subviews(), order);
     screen.tapBall();
     EXPECT_EQ(order[0]->center(), (CGPoint{30, 30}));
@@ -178,9 +174,7 @@ TEST(FloatingBall, FansOutAndFolds) {
 TEST(FloatingBall, ASubButtonFoldsFirstAndThenReports) {
   for (double side : {-1.0, 1.0}) {
     Screen screen(tall, side < 0 ? 2 : 1);
-    screen.drag({150, 400});
-    screen.drop({150, 400});
-    screen.host.advance(0.6);
+    screen.put({150, 400});
     const CGPoint centre = screen.ball->center();
     const auto tapAt = [&](double dx, double dy) {
       return screen.host.tap(centre.x + side * dx, centre.y + dy);
@@ -257,7 +251,7 @@ TEST(FloatingBall, StaysInReachWhenTheScreenShrinks) {
 
 /// In a process there is one ball, so there is one test of it.
 TEST(FloatingBall, ThereIsOneForAllCalls) {
-  HeadlessHost host(optionsFor(tall));
+  HeadlessHost host({.width = tall.width, .height = tall.height, .dataDirectory = {}});
   std::vector<std::int64_t> early, late;
   OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { early.push_back(index); });
   OQFloatingBall::hide();

@@ -23,15 +23,10 @@ class StyledWidget : public testing::Test {
     attribute->setModelWithDic(test::json(json));
     return attribute;
   }
-  HeadlessHost::Options options() const {
-    HeadlessHost::Options options;
-    options.dataDirectory = folder.path();
-    return options;
-  }
   static UIFont font(double size) { return UIFont::fontWithName("PingFangSC-Regular", size); }
 
   test::TemporaryFolder folder;
-  HeadlessHost host{options()};
+  HeadlessHost host{{.dataDirectory = folder.path()}};
   std::shared_ptr<OQLabel> label = std::make_shared<OQLabel>();
   std::shared_ptr<OQButton> button = std::make_shared<OQButton>();
 };
@@ -40,48 +35,34 @@ TEST_F(StyledWidget, LabelTakesWhatTheAttributeHoldsAndKeepsTheRest) {
   auto full = make<OQTextAttribute>(R"({"text": "你好", "size": "28pd"})");
   full->setColor(kInk);
   full->setBackgroundColor(kPaper);
-  label->setAttribute(full);
-  EXPECT_EQ(label->text(), "你好");
-  EXPECT_EQ(label->textColor(), kInk);
-  EXPECT_EQ(label->backgroundColor(), kPaper);
-  EXPECT_EQ(label->font(), font(14));
-
   auto colourOnly = std::make_shared<OQTextAttribute>();
   colourOnly->setColor(UIColor::redColor());
   colourOnly->setSize(-3);
-  label->setAttribute(colourOnly);
-  EXPECT_EQ(label->attribute(), colourOnly);
-  EXPECT_EQ(label->textColor(), UIColor::redColor());
-  EXPECT_EQ(label->text(), "你好");
-  EXPECT_EQ(label->backgroundColor(), kPaper);
-  EXPECT_EQ(label->font(), font(14));
-
-  label->setAttribute(nullptr);
-  EXPECT_EQ(label->attribute(), nullptr);
-  EXPECT_EQ(label->text(), "你好");
+  for (const auto& attribute : {full, colourOnly, std::shared_ptr<OQTextAttribute>()}) {
+    label->setAttribute(attribute);
+    EXPECT_EQ(label->attribute(), attribute);
+    EXPECT_EQ(label->text(), "你好");
+    EXPECT_EQ(label->textColor(), attribute == full ? kInk : UIColor::redColor());
+    EXPECT_EQ(label->backgroundColor(), kPaper);
+    EXPECT_EQ(label->font(), font(14));
+  }
 }
 
 TEST_F(StyledWidget, ButtonTakesWhatTheAttributeHoldsAndKeepsTheRest) {
   auto full =
       make<OQButtonAttribute>(R"({"text": "Go", "color": "#ff0000", "background": "#00ff00", "size": 30})");
-  button->setAttribute(full);
-  button->setEventType(6);
-  EXPECT_EQ(button->titleForState(UIControlStateNormal), "Go");
-  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::redColor());
-  EXPECT_EQ(button->backgroundColor(), UIColor::greenColor());
-  EXPECT_EQ(button->titleLabel().font(), font(15));
-
   auto empty = std::make_shared<OQButtonAttribute>();
   empty->setColor(std::nullopt);
   empty->setBackgroundColor(std::nullopt);
   empty->setSize(0);
-  button->setAttribute(empty);
-  EXPECT_EQ(button->attribute(), empty);
-  EXPECT_EQ(button->titleForState(UIControlStateNormal), "Go");
-  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::redColor());
-  EXPECT_EQ(button->backgroundColor(), UIColor::greenColor());
-  EXPECT_EQ(button->titleLabel().font(), font(15));
-  EXPECT_EQ(button->eventType(), 6);
+  for (const auto& attribute : {full, empty}) {
+    button->setAttribute(attribute);
+    EXPECT_EQ(button->attribute(), attribute);
+    EXPECT_EQ(button->titleForState(UIControlStateNormal), "Go");
+    EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::redColor());
+    EXPECT_EQ(button->backgroundColor(), UIColor::greenColor());
+    EXPECT_EQ(button->titleLabel().font(), font(15));
+  }
 }
 
 TEST_F(StyledWidget, ShowsATextThatIsNoStringInItsTextForm) {

@@ -27,12 +27,6 @@ class WebController : public test::EngineTest {
   WebController() { relaunch(); }
   ~WebController() override { host.advance(1); }
 
-  HeadlessHost::Options options() const {
-    HeadlessHost::Options options;
-    options.dataDirectory = folder();
-    options.scale = 2;
-    return options;
-  }
   std::shared_ptr<OQWebController> jump(const std::string& url = kAddress) {
     engine->jumpToWebViewWithURLStr(Value(url));
     return current();
@@ -59,7 +53,7 @@ class WebController : public test::EngineTest {
     return entries.empty() ? "" : entries.back();
   }
 
-  HeadlessHost host{options()};
+  HeadlessHost host{{.scale = 2, .dataDirectory = folder()}};
 };
 
 TEST_F(WebController, AJumpOpensAPageOverTheHostAndCloseGivesItBack) {

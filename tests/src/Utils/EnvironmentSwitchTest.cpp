@@ -20,11 +20,6 @@ class EnvironmentSwitch : public testing::Test {
   EnvironmentSwitch() { OQSDKManager::sharedManager().setConfiguration(config); }
   ~EnvironmentSwitch() override { OQSDKManager::sharedManager().setConfiguration(nullptr); }
 
-  static HeadlessHost::Options options() {
-    HeadlessHost::Options options;
-    options.dataDirectory = test::TemporaryFolder().path();
-    return options;
-  }
   void ask() {
     OQUtils::changeEnvironment();
     host.advance(0.5);
@@ -45,7 +40,7 @@ class EnvironmentSwitch : public testing::Test {
     return OQSDKManager::getEnvironment();
   }
 
-  HeadlessHost host{options()};
+  HeadlessHost host{{.dataDirectory = test::TemporaryFolder().path()}};
   std::shared_ptr<TorvelinOqConfig> config = std::make_shared<TorvelinOqConfig>();
 };
 

@@ -50,14 +50,20 @@ class Navigation : public testing::Test {
   std::vector<std::shared_ptr<UIScene>> _scenes;
 };
 
-TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOn) {
+TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOnOrNone) {
   EXPECT_EQ(OQNavigation::keyWindow(), front);
   setPlatformSystemVersion(12.4);
   EXPECT_EQ(OQNavigation::keyWindow(), background);
   EXPECT_EQ(OQNavigation::currentNavigation(), background->rootViewController());
+  setPlatformSystemVersion(13);
+  sendToBackground();
+  EXPECT_EQ(OQNavigation::keyWindow(), nullptr);
+  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
-TEST_F(Navigation, FollowsTheStackToItsTop) {
+TEST_F(Navigation, FollowsTheStackToItsTopAndAnswersWithAPlainRoot) {
   auto navigation = OQNavigation::currentNavigation();
   ASSERT_TRUE(navigation);
   EXPECT_EQ(navigation, front->rootViewController());
@@ -65,10 +71,7 @@ TEST_F(Navigation, FollowsTheStackToItsTop) {
   auto page = std::make_shared<UIViewController>();
   navigation->pushViewController(page, false);
   EXPECT_EQ(OQNavigation::currentViewController(), page);
-}
-
-TEST_F(Navigation, AnswersWithThePlainRootWhereThereIsNoStack) {
-  auto page = std::make_shared<UIViewController>();
+  page = std::make_shared<UIViewController>();
   front->setRootViewController(page);
   EXPECT_EQ(OQNavigation::currentViewController(), page);
   EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
@@ -117,14 +120,6 @@ TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
   EXPECT_EQ(OQNavigation::currentWebview(), recent);
   page->view()->insertSubview(old, 1);
   EXPECT_EQ(OQNavigation::currentWebview(), old);
-}
-
-TEST_F(Navigation, FindsNothingInTheBackground) {
-  sendToBackground();
-  EXPECT_EQ(OQNavigation::keyWindow(), nullptr);
-  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
-  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
 }  // namespace

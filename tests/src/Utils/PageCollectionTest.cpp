@@ -15,40 +15,18 @@
 namespace oq {
 namespace {
 
-class ShopPage : public UIViewController {
-  OQ_CLASS(ShopPage)
-};
-Class* ShopPage::staticClass() {
-  static Class* registered = registerClass("PageTestShopPage", UIViewController::staticClass());
-  return registered;
-}
-
-class ShopNavigation : public UINavigationController {
-  OQ_CLASS(ShopNavigation)
-
+/// A screen of a class with the given name.
+template <class Base>
+class Named : public Base {
  public:
-  using UINavigationController::UINavigationController;
-};
-Class* ShopNavigation::staticClass() {
-  static Class* registered = registerClass("PageTestShopNavigation", UINavigationController::staticClass());
-  return registered;
-}
+  template <class... Arguments>
+  explicit Named(const char* name, Arguments... arguments)
+      : Base(arguments...), _class(registerClass(name, Base::staticClass())) {}
+  Class* class_() const override { return _class; }
 
-class ShopTabs : public UITabBarController {
-  OQ_CLASS(ShopTabs)
+ private:
+  Class* const _class;
 };
-Class* ShopTabs::staticClass() {
-  static Class* registered = registerClass("PageTestShopTabs", UITabBarController::staticClass());
-  return registered;
-}
-
-class AlertScreen : public UIViewController {
-  OQ_CLASS(AlertScreen)
-};
-Class* AlertScreen::staticClass() {
-  static Class* registered = registerClass("UIInputWindowController", UIViewController::staticClass());
-  return registered;
-}
 
 class PageCollection : public testing::Test {
  protected:
@@ -79,34 +57,23 @@ class PageCollection : public testing::Test {
 
 using Pages = std::pair<std::string, std::string>;
 
-TEST_F(PageCollection, ReportsThePagesOfTheHost) {
-  ShopPage page;
-  EXPECT_EQ(pagesAfter(page), Pages("PageTestShopPage", "PageTestShopPage"));
-}
-
-TEST_F(PageCollection, PassesOverScreensOfTheSystem) {
+/// Pages of the host are reported, its containers only followed, and screens of the system passed over.
+TEST_F(PageCollection, FollowsTheHostsScreensAndReportsItsPagesWhenItIsOn) {
+  const auto inner = std::make_shared<UIViewController>();
   UIViewController plain;
-  AlertScreen alert;
-  UINavigationController navigation(std::make_shared<UIViewController>());
-  EXPECT_EQ(pagesAfter(plain), Pages("before", "engine before"));
-  EXPECT_EQ(pagesAfter(alert), Pages("before", "engine before"));
-  EXPECT_EQ(pagesAfter(navigation), Pages("before", "engine before"));
+  UINavigationController systemStack(inner);
+  Named<UIViewController> alert("UIInputWindowController"), page("PageTestPage"), other("PageTestOther");
+  Named<UINavigationController> stack("PageTestStack", inner);
+  Named<UITabBarController> tabs("PageTestTabs");
+  for (UIViewController* passedOver : std::initializer_list<UIViewController*>{&plain, &alert, &systemStack})
+    EXPECT_EQ(pagesAfter(*passedOver), Pages("before", "engine before"));
   EXPECT_FALSE(OQPageCollection::sharedInstance().canCollectViewController(nullptr));
-}
-
-TEST_F(PageCollection, FollowsTheHostsContainersWithoutReportingThem) {
-  ShopNavigation navigation(std::make_shared<UIViewController>());
-  EXPECT_EQ(pagesAfter(navigation), Pages("PageTestShopNavigation", "engine before"));
-  ShopTabs tabs;
-  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestShopTabs", "engine before"));
-}
-
-TEST_F(PageCollection, FollowsPagesWithoutReportingThemWhenItIsOff) {
+  EXPECT_EQ(pagesAfter(stack), Pages("PageTestStack", "engine before"));
+  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestTabs", "engine before"));
+  EXPECT_EQ(pagesAfter(page), Pages("PageTestPage", "PageTestPage"));
   engine().setAutoCollectPage(false);
-  ShopPage page;
-  EXPECT_EQ(pagesAfter(page), Pages("PageTestShopPage", "engine before"));
-  UIViewController plain;
-  EXPECT_EQ(pagesAfter(plain), Pages("PageTestShopPage", "engine before"));
+  EXPECT_EQ(pagesAfter(other), Pages("PageTestOther", "PageTestPage"));
+  EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
 }
 
 TEST_F(PageCollection, DoesNotKeepAScreenUntilItIsDecidedOn) {
@@ -114,7 +81,7 @@ TEST_F(PageCollection, DoesNotKeepAScreenUntilItIsDecidedOn) {
   OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                 [&, open = go.get_future().share()] { open.wait(); });
   {
-    auto shortLived = std::make_shared<ShopPage>();
+    auto shortLived = std::make_shared<Named<UIViewController>>("PageTestShopPage");
     shortLived->viewDidAppear(false);
   }
   go.set_value();
