@@ -243,16 +243,10 @@ TEST_F(HookChain, AnOriginalThatThrowsIsForgotten) {
   EXPECT_THAT(receiver.calls, testing::ElementsAre("original", "original", "a"));
 }
 
-/// Owns its hook and takes it out when it ends.
-struct Owner {
-  explicit Owner(Class* hooked) : cls(hooked) {}
-  ~Owner() { OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "a"); }
-  Class* cls;
-};
-
 TEST_F(HookChain, ABlockMayEndItsOwner) {
   Class* cls = makeClass();
-  auto owner = std::make_unique<Owner>(cls);
+  // Takes the hook out when it ends.
+  std::shared_ptr<void> owner(nullptr, [cls](void*) { OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "a"); });
   OQUploadHookBlock ending = [&owner, word = std::string("a word that lives in the block alone")](
                                  Object& receiver, SEL, const Value&, const std::string&,
                                  const UploadHandler&) {

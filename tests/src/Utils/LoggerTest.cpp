@@ -5,9 +5,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <condition_variable>
 #include <fstream>
-#include <mutex>
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -188,19 +187,12 @@ TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
 }
 
 TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool released = false, blocked = false;
+  std::promise<void> blocked, released;
   oq_log_get_dispatch_serial_queue()->async([&] {
-    std::unique_lock lock(mutex);
-    blocked = true;
-    changed.notify_all();
-    changed.wait(lock, [&] { return released; });
+    blocked.set_value();
+    released.get_future().wait();
   });
-  {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return blocked; });
-  }
+  blocked.get_future().wait();
   OQLogger logger(logs(), 100'000);
   for (int i = 0; i < 9; ++i)
     logger._log(std::string(10'000, 'x'));  // returns, though nothing can be written
@@ -213,11 +205,7 @@ TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
   // It may not have come to the wait yet; but it must not have come through it.
   std::this_thread::yield();
   EXPECT_FALSE(logged);
-  {
-    std::lock_guard lock(mutex);
-    released = true;
-    changed.notify_all();
-  }
+  released.set_value();
   late.join();
   logger._log(std::string(200'000, 'z'));  // more than all the memory: taken when nothing else waits
   logger.flush();

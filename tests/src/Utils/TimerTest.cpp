@@ -37,6 +37,12 @@ Class* Ticking::staticClass() {
 class Timer : public testing::Test {
  protected:
   Timer() { DispatchQueue::installMain(); }
+  /// Until a timer of that many seconds has fired.
+  static void wait(double seconds) {
+    auto fence = std::make_shared<Ticking>();
+    auto later = OQTimer::timerWithTimeInterval(seconds, fence, tick, false);
+    EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  }
   std::shared_ptr<Ticking> target = std::make_shared<Ticking>();
 };
 
@@ -53,9 +59,7 @@ TEST_F(Timer, RefusesToBeMadePlainly) {
 TEST_F(Timer, FiresOnceAndIsThenInvalid) {
   auto once = OQTimer::initWithFireTime(0, 3600, target, tick, false);
   EXPECT_TRUE(once->isValid());
-  auto later = std::make_shared<Ticking>();
-  auto fence = OQTimer::timerWithTimeInterval(0.01, later, tick, false);
-  EXPECT_TRUE(test::runLoopUntil([&] { return later->ticks == 1; }));
+  wait(0.01);
   EXPECT_EQ(target->ticks, 1);
   EXPECT_FALSE(once->isValid());
   EXPECT_EQ(once->timeInterval(), 3600);
@@ -78,18 +82,13 @@ TEST_F(Timer, MayBeInvalidatedAndDroppedByItsOwnAction) {
     timer.reset();
   };
   EXPECT_TRUE(test::runLoopUntil([&] { return target->ticks == 1; }));
-  auto fence = std::make_shared<Ticking>();
-  auto later = OQTimer::timerWithTimeInterval(0.01, fence, tick, false);
-  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  wait(0.01);
   EXPECT_EQ(target->ticks, 1);
 }
 
 TEST_F(Timer, IsStoppedByItsDestruction) {
-  auto dropped = OQTimer::timerWithTimeInterval(0.001, target, tick, true);
-  dropped.reset();
-  auto fence = std::make_shared<Ticking>();
-  auto later = OQTimer::timerWithTimeInterval(0.02, fence, tick, false);
-  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  OQTimer::timerWithTimeInterval(0.001, target, tick, true).reset();
+  wait(0.02);
   EXPECT_EQ(target->ticks, 0);
 }
 
@@ -100,9 +99,7 @@ TEST_F(Timer, TakesTimesBeyondEveryRange) {
     timers.push_back(OQTimer::initWithFireTime(0, seconds, target, tick, true));
     timers.push_back(OQTimer::initWithFireTime(seconds, 0.001, target, tick, true));
   }
-  auto fence = std::make_shared<Ticking>();
-  auto later = OQTimer::timerWithTimeInterval(0.02, fence, tick, false);
-  EXPECT_TRUE(test::runLoopUntil([&] { return fence->ticks == 1; }));
+  wait(0.02);
   EXPECT_EQ(target->ticks, 6);
   auto noNumber = std::numeric_limits<double>::quiet_NaN();
   EXPECT_TRUE(OQTimer::initWithFireTime(noNumber, noNumber, target, tick, true)->isValid());

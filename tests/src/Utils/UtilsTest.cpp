@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Foundation/Format.h"
-#include "src/TemporaryFolder.h"
 
 namespace oq {
 namespace {
@@ -42,13 +41,6 @@ TEST(Utils, ComparesToTheWholeSecondAndSaysSo) {
   EXPECT_TRUE(lines[3].ends_with(", date2 : (null)")) << lines[3];
 }
 
-TEST(Utils, DaysAreTheCalendarsOfTheTimeZone) {
-  EXPECT_TRUE(OQUtils::isSameDay(date("2026-03-10 00:00:00"), date("2026-03-10 23:59:59")));
-  EXPECT_FALSE(OQUtils::isSameDay(date("2026-03-10 23:59:59"), date("2026-03-11 00:00:00")));
-  EXPECT_FALSE(OQUtils::isSameDay(date("2025-03-10 12:00:00"), date("2026-03-10 12:00:00")));
-  EXPECT_FALSE(OQUtils::isSameDay(std::nullopt, std::nullopt));
-}
-
 TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
   setPlatformLogHandler([](std::string_view) {});
   struct Case {
@@ -70,6 +62,7 @@ TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
       {"UTC", "2028-02-29 00:00:00", 86399, "2028-02-29 23:59:59", true},
       {"UTC", "2028-02-29 23:59:59", 1, "2028-03-01 00:00:00", false},
       {"UTC", "2027-02-28 23:59:59", 1, "2027-03-01 00:00:00", false},
+      {"UTC", "2025-03-10 12:00:00", 365 * 86400, "2026-03-10 12:00:00", false},  // the same of another year
   };
   for (const Case& each : cases) {
     ::setenv("TZ", each.zone, 1);
@@ -82,6 +75,7 @@ TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
     EXPECT_EQ(OQUtils::compareOneDay(first, second), -1) << each.zone << " " << each.next;
     EXPECT_EQ(OQUtils::compareOneDay(second, first), 1) << each.zone << " " << each.next;
   }
+  EXPECT_FALSE(OQUtils::isSameDay(std::nullopt, std::nullopt));
   // The comparison goes by the clock's face, on which the hour that comes twice is one.
   ::setenv("TZ", "America/New_York", 1);
   resetSystemTimeZone();
@@ -118,13 +112,6 @@ TEST(Utils, Base64OfTexts) {
   }
   EXPECT_FALSE(OQUtils::base64Decode("/w=="));  // no UTF-8
   EXPECT_FALSE(OQUtils::base64Decode("A"));
-}
-
-TEST(Utils, TheIdentifierStays) {
-  test::TemporaryFolder folder;
-  std::string first = OQUtils::getUUID();
-  EXPECT_EQ(first.size(), 36u);
-  EXPECT_EQ(OQUtils::getUUID(), first);
 }
 
 }  // namespace
