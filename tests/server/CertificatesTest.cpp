@@ -4,41 +4,36 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <iterator>
-
-#include "TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 namespace oq::server {
 namespace {
 
-std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using test::ScratchFolder, test::textOfFile;
 
 TEST(Certificates, AreKeptUntilThereIsAReason) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   Certificates first(folder.path() / "tls", {"localhost", "127.0.0.1"});
   first.ensure();
-  const auto authority = contentOf(first.authorityFile()), server = contentOf(first.certificateFile());
+  const auto authority = textOfFile(first.authorityFile()), server = textOfFile(first.certificateFile());
   Certificates(folder.path() / "tls", {"127.0.0.1", "localhost"}).ensure();
-  EXPECT_EQ(contentOf(first.certificateFile()), server);
+  EXPECT_EQ(textOfFile(first.certificateFile()), server);
 
   Certificates(folder.path() / "tls", {"localhost", "127.0.0.1", "shop.example", "fd00::1"}).ensure();
-  const auto forMoreHosts = contentOf(first.certificateFile());
+  const auto forMoreHosts = textOfFile(first.certificateFile());
   EXPECT_NE(forMoreHosts, server);
-  EXPECT_EQ(contentOf(first.authorityFile()), authority);
+  EXPECT_EQ(textOfFile(first.authorityFile()), authority);
 
   folder.write("tls/server.pem", "damaged");
   Certificates(folder.path() / "tls", {"localhost"}).ensure();
-  EXPECT_NE(contentOf(first.certificateFile()), "damaged");
-  EXPECT_EQ(contentOf(first.authorityFile()), authority);
+  EXPECT_NE(textOfFile(first.certificateFile()), "damaged");
+  EXPECT_EQ(textOfFile(first.authorityFile()), authority);
 
   std::filesystem::remove(first.authorityFile());
-  const auto before = contentOf(first.certificateFile());
+  const auto before = textOfFile(first.certificateFile());
   Certificates(folder.path() / "tls", {"localhost"}).ensure();
-  EXPECT_NE(contentOf(first.authorityFile()), authority);
-  EXPECT_NE(contentOf(first.certificateFile()), before);
+  EXPECT_NE(textOfFile(first.authorityFile()), authority);
+  EXPECT_NE(textOfFile(first.certificateFile()), before);
 }
 
 // Signs the certificate again with another end.
@@ -61,32 +56,32 @@ void setEnd(const std::filesystem::path& certificateFile, const std::filesystem:
 
 TEST(Certificates, AreRenewedBeforeTheyEnd) {
   constexpr long day = 24 * 60 * 60;
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   Certificates certificates(folder.path(), {"localhost"});
   certificates.ensure();
-  const auto authority = contentOf(certificates.authorityFile());
+  const auto authority = textOfFile(certificates.authorityFile());
   const auto authorityKey = folder.path() / "ca-key.pem";
   for (const auto& [end, renewed] : {std::pair(40 * day, false), {20 * day, true}, {-day, true}}) {
     setEnd(certificates.certificateFile(), authorityKey, end);
-    const auto before = contentOf(certificates.certificateFile());
+    const auto before = textOfFile(certificates.certificateFile());
     certificates.ensure();
-    EXPECT_EQ(contentOf(certificates.certificateFile()) != before, renewed) << end;
+    EXPECT_EQ(textOfFile(certificates.certificateFile()) != before, renewed) << end;
   }
-  EXPECT_EQ(contentOf(certificates.authorityFile()), authority);
+  EXPECT_EQ(textOfFile(certificates.authorityFile()), authority);
   setEnd(certificates.authorityFile(), authorityKey, day);
-  const auto server = contentOf(certificates.certificateFile());
+  const auto server = textOfFile(certificates.certificateFile());
   certificates.ensure();
-  EXPECT_NE(contentOf(certificates.authorityFile()), authority);
-  EXPECT_NE(contentOf(certificates.certificateFile()), server);
+  EXPECT_NE(textOfFile(certificates.authorityFile()), authority);
+  EXPECT_NE(textOfFile(certificates.certificateFile()), server);
 }
 
 TEST(Certificates, NeverReplaceADamagedAuthority) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   Certificates certificates(folder.path(), {"localhost"});
   certificates.ensure();
   folder.write("ca.pem", "damaged");
   EXPECT_THROW(certificates.ensure(), std::runtime_error);
-  EXPECT_EQ(contentOf(certificates.authorityFile()), "damaged");
+  EXPECT_EQ(textOfFile(certificates.authorityFile()), "damaged");
 }
 
 TEST(Certificates, TakeOnlyHostsThatCanStandInACertificate) {

@@ -176,8 +176,9 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.window_ids(token, environment="test"), [1, 2])
         self.assertEqual(server.window_ids(token, path="/push/sdk/event/subscribe"), [9])
         status, answer = server.post("/push/sdk/in_app", {"token": token}, "test")
-        self.assertEqual((status, answer["data"]), (200, [window(1), window(2)]))
-        self.assertEqual(server.post("/push/sdk/in_app", {"token": "x"})[1]["code"], 401)
+        self.assertEqual((status, answer), (200, {"code": 0, "message": "ok", "data": [window(1), window(2)]}))
+        for body in ({}, {"token": ""}, {"token": None}, {"token": "guess"}):
+            self.assertEqual(server.post("/push/sdk/in_app", body)[1]["code"], 401, body)
 
     def test_keeps_prints_and_lists_events(self):
         server = self.start()

@@ -1,7 +1,5 @@
 #include "support/EngineTest.h"
 
-#include <unistd.h>
-
 #include <boost/json/serialize.hpp>
 
 #include <algorithm>
@@ -20,28 +18,11 @@
 #include "Storage/OQDataArchiver.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
+#include "support/ScratchFolder.h"
 
 namespace oq::test {
 
 namespace {
-
-/// Kept until the process ends, since the process's logger keeps its file in the first test's folder.
-class TemporaryRoot {
- public:
-  TemporaryRoot()
-      : path(std::filesystem::temp_directory_path() / ("oqsdk-engine-" + std::to_string(::getpid()))) {}
-  ~TemporaryRoot() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  const std::filesystem::path path;
-};
-
-std::filesystem::path freshFolder() {
-  static const TemporaryRoot root;
-  static int number = 0;
-  return root.path / std::to_string(++number);
-}
 
 std::uintmax_t logSize() {
   OQLogger::getInstance().flush();

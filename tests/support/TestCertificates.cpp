@@ -52,11 +52,6 @@ Identity makeIdentity(const std::string& commonName, const Identity* issuer, con
 TestAuthority::TestAuthority(const std::string& name)
     : _name(name), _identity(makeIdentity(name, nullptr, "")) {}
 
-TestAuthority::~TestAuthority() {
-  std::error_code ignored;
-  if (!_folder.empty()) std::filesystem::remove_all(_folder, ignored);
-}
-
 TestAuthority& TestAuthority::trusted() {
   static TestAuthority authority("Test authority");
   return authority;
@@ -80,11 +75,9 @@ Identity TestAuthority::selfSigned(const std::string& alternativeNames) {
 }
 
 void TestAuthority::trust() {
-  if (!_folder.empty()) return;
-  std::string pattern = (std::filesystem::temp_directory_path() / "oqsdk-authority-XXXXXX").string();
-  if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-  _folder = pattern;
-  auto path = (_folder / "authority.pem").string();
+  if (_folder) return;
+  _folder.emplace();
+  auto path = (*_folder / "authority.pem").string();
   FILE* file = fopen(path.c_str(), "w");
   if (!file) throw std::runtime_error("cannot write " + path);
   PEM_write_X509(file, _identity.certificate.get());

@@ -3,9 +3,11 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "support/ScratchFolder.h"
 
 namespace oq::test {
 
@@ -25,9 +27,6 @@ struct Identity {
 class TestAuthority {
  public:
   explicit TestAuthority(const std::string& name);
-  ~TestAuthority();
-  TestAuthority(const TestAuthority&) = delete;
-  TestAuthority& operator=(const TestAuthority&) = delete;
 
   /// The one that trust() makes known.
   static TestAuthority& trusted();
@@ -46,7 +45,7 @@ class TestAuthority {
  private:
   std::string _name;
   Identity _identity;
-  std::filesystem::path _folder;
+  std::optional<ScratchFolder> _folder;
 };
 
 }  // namespace oq::test

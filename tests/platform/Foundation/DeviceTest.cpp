@@ -9,7 +9,7 @@
 #include "Foundation/Bundle.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
-#include "TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -47,38 +47,28 @@ TEST(UTF8, TellsValidFromInvalid) {
 }
 
 TEST(Device, KeepsOneIdentifierForAllProcesses) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
-  pid_t children[4];
-  for (pid_t& child : children) {
-    child = ::fork();
-    if (child != 0) continue;
+  EXPECT_TRUE(holdsInChildren<4>([&](int) {
     std::string identifier = identifierForVendor();
-    ssize_t written = ::write(ends[1], identifier.data(), identifier.size());
-    ::_exit(written == 36 ? 0 : 1);
-  }
-  for (pid_t child : children) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
+    return ::write(ends[1], identifier.data(), identifier.size()) == 36;
+  }));
   std::string own = identifierForVendor();
   char text[4 * 36];
   ASSERT_EQ(::read(ends[0], text, sizeof text), static_cast<ssize_t>(sizeof text));
   EXPECT_EQ(std::string(text, sizeof text), own + own + own + own);
   EXPECT_EQ(own.find_first_not_of("0123456789ABCDEF-"), own.npos);
-  ::close(ends[0]);
-  ::close(ends[1]);
+  for (int end : ends) ::close(end);
 
   writeText(preferencesDirectory() / "identifierForVendor", "torn");
   EXPECT_EQ(identifierForVendor().size(), 36u);
   EXPECT_EQ(identifierForVendor(), identifierForVendor());
 }
 
-TEST(Device, WaitsForNobodyForEver) {
-  TemporaryFolder folder;
+TEST(Device, WaitsForNobodyForEverAndMakesNothingWhereNothingCanBeKept) {
+  ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   std::string identifier = identifierForVendor();
   FileDescriptor held(::open((preferencesDirectory() / "identifierForVendor").c_str(), O_RDWR | O_CLOEXEC));
@@ -86,19 +76,13 @@ TEST(Device, WaitsForNobodyForEver) {
   EXPECT_EQ(identifierForVendor(), identifier) << "reading needs no lock";
   ASSERT_EQ(::ftruncate(held.get(), 0), 0);
   EXPECT_EQ(identifierForVendor(), "") << "what another one is making is not made twice";
-}
-
-TEST(Device, HasNoIdentifierWhereNoneCanBeKept) {
-  TemporaryFolder folder;
-  writeText(folder / "file", "");
-  setApplicationDataDirectory(folder / "file");
+  setApplicationDataDirectory(folder.write("file", ""));
   EXPECT_EQ(identifierForVendor(), "");
 }
 
 TEST(Bundle, LooksForResourcesInTheChosenFolderFirst) {
-  TemporaryFolder folder;
-  std::filesystem::create_directories(folder / "Some.bundle");
-  writeText(folder / "Some.bundle/a.txt", "x");
+  ScratchFolder folder;
+  folder.write("Some.bundle/a.txt", "x");
   ::setenv("OQSDK_RESOURCE_DIR", folder.path().c_str(), 1);
   EXPECT_EQ(pathForResource("Some", "a.txt"), folder / "Some.bundle/a.txt");
   EXPECT_FALSE(pathForResource("Some", "b.txt"));

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "Foundation/FileDescriptor.h"
-#include "TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -31,7 +31,7 @@ bool isEntry(const std::filesystem::path& path) {
 }  // namespace
 
 TEST(FileManager, WritesPrivateFilesWhateverTheUmask) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   setApplicationDataDirectory(folder / "a/b");
   for (mode_t mask : {0u, 0777u}) {
     mode_t old = ::umask(mask);
@@ -47,7 +47,7 @@ TEST(FileManager, WritesPrivateFilesWhateverTheUmask) {
 }
 
 TEST(FileManager, LeavesNothingBehindWhenAWriteFails) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   std::filesystem::create_directories(folder / "target/occupied");
   EXPECT_FALSE(writeFileAtomically(folder / "target", {1}));
   EXPECT_FALSE(writeFileAtomically(folder / "missing/file", {1}));
@@ -57,17 +57,13 @@ TEST(FileManager, LeavesNothingBehindWhenAWriteFails) {
 }
 
 TEST(FileManager, SurvivesAFileSizeLimit) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   ASSERT_TRUE(writeFileAtomically(folder / "kept", dataFromString("old")));
   EXPECT_TRUE(holdsInChild([&] {
     limitFileSize(1000);
-    return !writeFileAtomically(folder / "kept", Data(5000)) &&
-           writeFileAtomically(folder / "small", Data(1000));
-  }));
-  EXPECT_EQ(textOfFile(folder / "kept"), "old");
-  EXPECT_TRUE(holdsInChild([&] {
-    limitFileSize(1000);
-    if (writeFileAtomically(folder / "kept", Data(5000))) return false;
+    if (writeFileAtomically(folder / "kept", Data(5000)) || textOfFile(folder / "kept") != "old" ||
+        !writeFileAtomically(folder / "small", Data(1000)))
+      return false;
     limitFileSize(RLIM_INFINITY);
     return writeFileAtomically(folder / "kept", Data(5000));
   }));
@@ -82,7 +78,7 @@ static bool mountSmallDisk(const std::filesystem::path& place) {
 }
 
 TEST(FileManager, SurvivesAFullDisk) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   if (!holdsInChild([&] { return mountSmallDisk(folder.path()); })) {
     GTEST_SKIP() << "needs the right to mount a small file system; the file-size limit was tried above";
   }
@@ -98,7 +94,7 @@ TEST(FileManager, SurvivesAFullDisk) {
 }
 
 TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   for (const char* name : {".oq-abcdef", ".oq-living", ".oq-longer-name", "oq-abcdef", "target"}) {
     writeText(folder / name, "x");
   }
@@ -118,27 +114,19 @@ TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
 }
 
 TEST(FileManager, WritersSideBySideDoNotTakeEachOtherForDead) {
-  TemporaryFolder folder;
-  pid_t children[4];
-  for (pid_t& child : children) {
-    child = ::fork();
-    if (child != 0) continue;
+  ScratchFolder folder;
+  EXPECT_TRUE(holdsInChildren<4>([&](int number) {
     bool ok = true;
-    std::string name = "file" + std::to_string(&child - children);
-    for (int i = 0; i < 200; ++i) ok &= writeFileAtomically(folder / name, Data(2000, 'x'));
-    ::_exit(ok ? 0 : 1);
-  }
-  for (pid_t child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
+    for (int i = 0; i < 200; ++i)
+      ok &= writeFileAtomically(folder / ("file" + std::to_string(number)), Data(2000, 'x'));
+    return ok;
+  }));
   EXPECT_EQ(enumerateDirectory(folder.path()).size(), 4u);
 }
 
 TEST(FileManager, RemovesWithoutFollowingLinks) {
-  TemporaryFolder folder, outside;
-  writeText(outside / "precious.log", "x");
+  ScratchFolder folder, outside;
+  outside.write("precious.log", "x");
   std::filesystem::create_directories(folder / "a/b.log/c");
   std::filesystem::create_directory_symlink(outside.path(), folder / "door");
   std::filesystem::create_directory_symlink(outside.path(), folder / "a/b.log/door");
@@ -179,7 +167,7 @@ TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {
 }
 
 TEST(FileManager, ReadsRegularFilesUpToALimit) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   writeText(folder / "ten", "0123456789");
   EXPECT_EQ(contentsOfFile(folder / "ten", 10)->size(), 10u);
   EXPECT_FALSE(contentsOfFile(folder / "ten", 9));
@@ -192,9 +180,8 @@ TEST(FileManager, ReadsRegularFilesUpToALimit) {
 }
 
 TEST(FileManager, EnumeratesInAscendingOrderWithoutFollowingLinks) {
-  TemporaryFolder folder;
-  std::filesystem::create_directories(folder / "b/inner");
-  for (const char* name : {"c", "a", "b/z", "b/inner/y", "b.txt"}) writeText(folder / name, "");
+  ScratchFolder folder;
+  for (const char* name : {"c", "a", "b/z", "b/inner/y", "b.txt"}) folder.write(name, "");
   std::filesystem::create_directory_symlink(folder.path(), folder / "b/loop");
   std::vector<std::filesystem::path> expected{"a",      "b",   "b/inner", "b/inner/y",
                                               "b/loop", "b/z", "b.txt",   "c"};

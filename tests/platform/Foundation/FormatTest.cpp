@@ -112,26 +112,12 @@ TEST(Number, ReadsNumbersFromAnyObject) {
 
 TEST(JSON, RefusesWhatIsNotJSON) {
   auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
-  const std::string refused[] = {"",
-                                 " ",
-                                 "{",
-                                 "[1,]",
-                                 "{\"a\":}",
-                                 "1 2",
-                                 "nul",
-                                 "NaN",
-                                 "1e999",
-                                 "-1e999",
-                                 "[1e400]",
-                                 "'a'",
-                                 "\"\xff\"",
-                                 "\"\xed\xa0\x80\"",
-                                 "\"\\ud800\"",
-                                 "\xef\xbb\xbf{}",
-                                 "[1]x",
-                                 "{\"a\":{\"b\":-1e999}}",
-                                 deep(513),
-                                 std::string("[1]\0", 4)};
+  const std::string refused[] = {// torn or too much
+                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf{}",
+                                 std::string("[1]\0", 4), deep(513),
+                                 // numbers and texts that there are not
+                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'",
+                                 "\"\xff\"", "\"\xed\xa0\x80\"", "\"\\ud800\""};
   for (const auto& text : refused)
     EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
   for (const std::string& text :

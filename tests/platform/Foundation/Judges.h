@@ -4,13 +4,58 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <iomanip>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "Foundation/BinaryPropertyList.h"
 #include "Foundation/Data.h"
-#include "TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 /// Readers and writers of property lists that others wrote.
 namespace oq::test {
+
+inline plist::Table listOf(const std::vector<plist::Node>& nodes) {
+  plist::Table table;
+  plist::ArrayNode array;
+  for (const plist::Node& node : nodes) array.items.push_back(table.add(node));
+  table.root = table.add(array);
+  return table;
+}
+
+/// The node as the judges' language would write it.
+inline std::string textOf(const plist::Table& table, plist::Ref ref) {
+  using namespace plist;
+  const Node& node = table.nodes[ref];
+  std::string text;
+  if (auto* list = std::get_if<ArrayNode>(&node)) {
+    for (Ref item : list->items) text += (text.empty() ? "" : ", ") + textOf(table, item);
+    return "[" + text + "]";
+  }
+  if (auto* dict = std::get_if<DictNode>(&node)) {
+    for (std::size_t i = 0; i < dict->keys.size(); ++i)
+      text += (i ? ", " : "") + textOf(table, dict->keys[i]) + ": " + textOf(table, dict->values.at(i));
+    return "{" + text + "}";
+  }
+  if (auto* flag = std::get_if<bool>(&node)) return *flag ? "True" : "False";
+  if (auto* number = std::get_if<std::int64_t>(&node)) return std::to_string(*number);
+  if (auto* number = std::get_if<std::uint64_t>(&node)) return std::to_string(*number) + "u";
+  auto exact = [](double value) {
+    std::ostringstream stream;
+    stream << std::setprecision(17) << value;
+    return stream.str();
+  };
+  if (auto* real = std::get_if<RealNode>(&node)) return "real " + exact(real->value);
+  if (auto* data = std::get_if<Data>(&node)) return "b'" + stringFromData(*data) + "'";
+  if (auto* string = std::get_if<std::string>(&node)) return "'" + *string + "'";
+  if (auto* uid = std::get_if<Uid>(&node)) return "UID " + std::to_string(uid->value);
+  return "date " + exact(secondsSince1970(std::get<Date>(node)));
+}
+inline std::string textOf(const std::optional<plist::Table>& table) {
+  return table ? textOf(*table, table->root) : "unreadable";
+}
 
 /// What the command prints.
 inline std::string outputOf(const std::string& command) {
@@ -25,21 +70,21 @@ inline std::string outputOf(const std::string& command) {
 
 /// Runs a Python program, whose `path` is the file, and gives back what it prints.
 inline std::string python(const std::string& program, const std::filesystem::path& file) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   writeText(folder / "program.py",
             "import plistlib, sys, json, datetime\nfrom plistlib import UID\npath = sys.argv[1]\n" + program);
   return outputOf("/usr/bin/python3 '" + (folder / "program.py").string() + "' '" + file.string() + "'");
 }
 
 inline std::string python(const std::string& program, const Data& contents) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   writeText(folder / "file", stringFromData(contents));
   return python(program, folder / "file");
 }
 
 /// The bytes that the Python expression is written as.
 inline Data plistFromPython(const std::string& expression) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression +
                                   ", fmt=plistlib.FMT_BINARY, "
                                   "sort_keys=False))\n",

@@ -12,7 +12,7 @@
 #include "Foundation/FileManager.h"
 #include "Foundation/KeyedArchiver.h"
 #include "Foundation/UserDefaults.h"
-#include "TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 /// Processes that are killed at random moments while they write. OQSDK_KILLS sets how many of each kind (50
 /// by default, 1000 for a night).
@@ -137,7 +137,7 @@ void report(const char* what, const Tally& tally) {
 }
 
 TEST(KilledWriter, LeavesAWholeArchiveWithAllThatItAcknowledged) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   auto file = folder / "list.plist";
   auto tally = killAgainAndAgain(
       killCount(),
@@ -155,7 +155,7 @@ TEST(KilledWriter, LeavesAWholeArchiveWithAllThatItAcknowledged) {
 
 /// The same with the one thing left out that makes it safe, to show that these kills find what they look for.
 TEST(KilledWriter, WithoutTheRenameIsFoundOut) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   auto file = folder / "list.plist";
   auto writeInPlace = [&file](const Data& bytes) {
     FILE* stream = std::fopen(file.c_str(), "w");
@@ -173,7 +173,7 @@ TEST(KilledWriter, WithoutTheRenameIsFoundOut) {
 }
 
 TEST(KilledWriter, LeavesUserDefaultsWithAllThatItAcknowledged) {
-  TemporaryFolder folder;
+  ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   const std::string padding(3000, 'x');
   // Two rows for each number: one that is small, and one that fills pages of the database.

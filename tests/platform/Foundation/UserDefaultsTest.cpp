@@ -45,7 +45,7 @@ class UserDefaultsTest : public testing::Test {
     return done;
   }
 
-  TemporaryFolder folder;
+  ScratchFolder folder;
 };
 
 const PropertyValue Nothing = Value();
@@ -53,23 +53,14 @@ const PropertyValue Nothing = Value();
 }  // namespace
 
 TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
-  const PropertyValue values[] = {Value(true),
-                                  Value(1),
-                                  Value(1.0),
-                                  Value("1"),
-                                  Value(""),
-                                  Value(std::uint64_t{1} << 63),
-                                  Value(-0.5),
-                                  Value(std::string_view("nul\0and é😀", 14)),
-                                  Value(Array{}),
-                                  Value(Array{1, nullptr, Array{"x"}}),
-                                  Value(Dictionary{}),
-                                  Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
-                                  Data{},
-                                  Data{0, 255, 'x'},
-                                  Data(300000, 7),
-                                  dateFromSecondsSince1970(1794614400.125),
-                                  dateFromSecondsSince1970(-5)};
+  const PropertyValue values[] = {
+      // that could be taken for each other
+      Value(true), Value(1), Value(1.0), Value("1"), Value(""), Value(Array{}), Value(Dictionary{}), Data{},
+      // the rest
+      Value(std::uint64_t{1} << 63), Value(-0.5), Value(std::string_view("nul\0and é😀", 14)),
+      Value(Array{1, nullptr, Array{"x"}}), Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
+      Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125),
+      dateFromSecondsSince1970(-5)};
   auto same = [](const PropertyValue& a, const PropertyValue& b) {
     if (a != b) return false;
     auto* value = std::get_if<Value>(&a);
@@ -105,7 +96,7 @@ TEST_F(UserDefaultsTest, ReadsBackTheSameBeforeAndAfterReopening) {
   }
 }
 
-TEST_F(UserDefaultsTest, RemovesWithNull) {
+TEST_F(UserDefaultsTest, RemovesWithNullAndReadsIntegersFromText) {
   suite()->setObject(Value("x"), "k");
   EXPECT_TRUE(suite()->setObject(Value(), "k"));
   EXPECT_EQ(suite()->objectForKey("k"), Nothing);
@@ -113,13 +104,10 @@ TEST_F(UserDefaultsTest, RemovesWithNull) {
   suite()->removeObjectForKey("k");
   EXPECT_EQ(reopened()->objectForKey("k"), Nothing);
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-}
-
-TEST_F(UserDefaultsTest, ReadsIntegersFromText) {
-  suite()->setObject(Value(" 12 apples"), "text");
-  suite()->setObject(Data{'7'}, "bytes");
-  EXPECT_EQ(suite()->integerForKey("text"), 12);
-  EXPECT_EQ(suite()->integerForKey("bytes"), 0);
+  suite()->setObject(Value(" 12 apples"), "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 12);
+  suite()->setObject(Data{'7'}, "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
 }
 
 TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
@@ -129,7 +117,7 @@ TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
   EXPECT_EQ(suite()->integerForKey("k"), 0);
   EXPECT_TRUE(std::filesystem::exists(folder / "Preferences/com.example.shop.sqlite"));
   EXPECT_FALSE(std::filesystem::exists(folder / "escape.sqlite"));
-  TemporaryFolder other;
+  ScratchFolder other;
   setApplicationDataDirectory(other.path());
   EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("k"), 0);
   setMainBundle("", "");
@@ -198,31 +186,19 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
     suite()->setInteger(2 * round, "shared");
     ASSERT_EQ(suite()->integerForKey("shared"), 2 * round);
   }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(statusOf(child), 0);
   for (int end : {toChild[1], toParent[0]}) ::close(end);
 }
 
 TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
-  pid_t children[4];
-  for (int i = 0; i < 4; ++i) {
-    children[i] = ::fork();
-    if (children[i] != 0) continue;
+  auto key = [](int process, int k) { return "p" + std::to_string(process) + "." + std::to_string(k); };
+  EXPECT_TRUE(holdsInChildren<4>([&](int process) {
     bool ok = true;
-    for (int k = 0; k < 50; ++k)
-      ok &= suite()->setObject(Value(k), "p" + std::to_string(i) + "." + std::to_string(k));
-    ::_exit(ok ? 0 : 1);
-  }
-  for (pid_t child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  for (int i = 0; i < 200; ++i) {
-    EXPECT_EQ(suite()->objectForKey("p" + std::to_string(i / 50) + "." + std::to_string(i % 50)),
-              PropertyValue(Value(i % 50)));
-  }
+    for (int k = 0; k < 50; ++k) ok &= suite()->setObject(Value(k), key(process, k));
+    return ok;
+  }));
+  for (int i = 0; i < 200; ++i)
+    EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(Value(i % 50)));
 }
 
 TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
@@ -250,16 +226,9 @@ TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
   std::string scrambled = whole;
   for (std::size_t i = 100; i < 4096; i += 3) scrambled[i] = static_cast<char>(i * 7);
 
-  const std::string contents[] = {"",
-                                  "hello",
-                                  std::string(5000, 'x'),
-                                  whole.substr(0, 50),
-                                  whole.substr(0, 4096),
-                                  zeroed,
-                                  scrambled,
-                                  "\x7f"
-                                  "ELF" +
-                                      whole};
+  const std::string contents[] = {
+      "",     "hello",   std::string(5000, 'x'), whole.substr(0, 50), whole.substr(0, 4096),
+      zeroed, scrambled, "\177ELF" + whole};
   for (const auto& text : contents) {
     closeAllUserDefaults();
     writeText(database(), text);
@@ -345,17 +314,6 @@ TEST_F(UserDefaultsTest, StoredValuesAreReadWhereNothingCanBeWritten) {
   }));
 }
 
-TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefused) {
-  suite()->setObject(Value(1), "k");
-  sqlite3* other = nullptr;
-  ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-  EXPECT_FALSE(suite()->setObject(Value(2), "k"));
-  EXPECT_EQ(suite()->integerForKey("k"), 1);
-  sqlite3_close(other);
-  EXPECT_TRUE(suite()->setObject(Value(2), "k"));
-}
-
 /// Takes the right to write from the process, which the system's administrator has whatever the modes say.
 static bool becomeNobody() {
   return ::getuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0);
@@ -392,19 +350,19 @@ TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
   }
 }
 
-TEST_F(UserDefaultsTest, ManyCallersOfALockedDatabaseWaitAtOnceAndNotInLine) {
+TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefusedNotInLine) {
   suite()->setObject(Value(1), "k");
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   auto begin = std::chrono::steady_clock::now();
   std::vector<std::thread> callers;
-  for (int i = 0; i < 10; ++i) {
-    callers.emplace_back([i] { EXPECT_FALSE(suite()->setObject(Value(i), "n" + std::to_string(i))); });
-  }
+  for (int i = 0; i < 10; ++i)
+    callers.emplace_back([i] { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
   for (auto& caller : callers) caller.join();
   // Two seconds each; in line they would take twenty.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+  EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
   EXPECT_TRUE(suite()->setObject(Value(2), "k"));
 }
@@ -429,7 +387,8 @@ TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
   };
   EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
             "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
-  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"), "");
+  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"),
+            "");
   EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
   EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
 }

@@ -18,7 +18,7 @@
 #include "Security/FileKeychainStore.h"
 #include "Security/SecItem.h"
 #include "Security/SecretServiceStore.h"
-#include "platform/Foundation/TemporaryFolder.h"
+#include "support/ScratchFolder.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -65,7 +65,7 @@ class KeychainTest : public testing::Test {
  protected:
   KeychainTest() { setApplicationDataDirectory(folder.path()); }
   ~KeychainTest() override { setKeychainStore(nullptr); }
-  TemporaryFolder folder;
+  ScratchFolder folder;
 };
 
 using MakeStore = std::shared_ptr<KeychainStore> (*)();
@@ -250,21 +250,11 @@ TEST_F(FileKeychain, AFailedWriteLeavesWhatWasThere) {
 }
 
 TEST_F(FileKeychain, TwoProcessesLoseNothing) {
-  std::vector<pid_t> children;
-  for (int process = 0; process < 2; ++process) {
-    pid_t child = ::fork();
-    if (child == 0) {
-      bool all = true;
-      for (int i = 0; i < 20; ++i) all &= add(std::to_string(process * 100 + i)) == errSecSuccess;
-      ::_exit(all ? 0 : 1);
-    }
-    children.push_back(child);
-  }
-  for (pid_t child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
+  EXPECT_TRUE(holdsInChildren<2>([](int process) {
+    bool all = true;
+    for (int i = 0; i < 20; ++i) all &= add(std::to_string(process * 100 + i)) == errSecSuccess;
+    return all;
+  }));
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(dataOf(named(std::to_string(i).c_str())), "x") << i;
     EXPECT_EQ(dataOf(named(std::to_string(100 + i).c_str())), "x") << i;
