@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <set>
 
 #include "Model/OQRecordTree.h"

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <thread>
 
-#include "Foundation/Bundle.h"
-#include "Foundation/FileManager.h"
 #include "UIKit/UILabel.h"
 #include "oqsdk/OQDiagnosticsPanel.h"
 #include "support/EngineTest.h"
@@ -15,7 +13,6 @@ namespace oq::test {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 
 class DiagnosticsTest : public EngineTest {
  protected:
@@ -41,27 +38,6 @@ TEST_F(DiagnosticsTest, TakesInEveryEventOfManyThreads) {
   EXPECT_EQ(network->requests().size() - before, 10000u);
   EXPECT_EQ(engine->userId(), "load-test");
   EXPECT_EQ(engine->appid(), "torvelin-load-test");
-}
-
-TEST_F(DiagnosticsTest, DownloadsAPictureForWhoeverWantsToHearOfIt) {
-  const Data bytes = contentsOfFile(*pathForResource("OQSDK", "oq_close@2x.png")).value();
-  network->answer("/7.png", stringFromData(bytes));
-  const auto url = URL::withString("https://pictures.invalid/7.png");
-  int calls = 0;
-  const auto completion = [&](std::shared_ptr<const UIImage> image, const Data& data,
-                              const std::optional<Error>& error, bool finished) {
-    ++calls;
-    EXPECT_TRUE(image && finished && !error);
-    EXPECT_EQ(data, bytes);
-  };
-  engine->downloadImageWithURL(url, nullptr);
-  settle();
-  engine->downloadImageWithURL(url, completion);
-  settle();
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(network->requests("/7.png").size(), 1u) << "the first one has put it into the cache";
-  engine->downloadImageWithURL(std::nullopt, nullptr);
-  settle();
 }
 
 TEST_F(DiagnosticsTest, TellsTheState) {
