@@ -73,8 +73,7 @@ class Server:
 
     def events(self):
         with urllib.request.urlopen(f"https://127.0.0.1:{PORT}/events", context=self._tls, timeout=20) as answer:
-            listed = json.load(answer)
-        return listed["events"] if isinstance(listed, dict) else listed
+            return [listed["event"] for listed in json.load(answer)["events"]]
 
     def stop(self):
         self.process.terminate()
@@ -146,14 +145,14 @@ class RoadTest(unittest.TestCase):
         def fits(event):
             return event["xwhat"] == name and all(event["xcontext"].get(k) == v for k, v in context.items())
         for _ in range(400):
-            found = [e for e in map(lambda e: e.get("event", e), self.server.events()) if fits(e)]
+            found = [event for event in self.server.events() if fits(event)]
             if found:
                 return found[0]
             threading.Event().wait(0.05)
         raise AssertionError(f"{name} {context} never reached the server: {self.server.events()}")
 
     def names(self):
-        return [e.get("event", e)["xwhat"] for e in self.server.events()]
+        return [event["xwhat"] for event in self.server.events()]
 
     def test_one_event_from_the_hook_to_the_servers_list(self):
         # The first start of all knows no user when the login is answered, so it fetches no list.

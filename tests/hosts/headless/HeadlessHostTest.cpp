@@ -35,10 +35,10 @@ std::shared_ptr<View> addRed(CGRect frame) {
 
 TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
   for (double width : {100.0, 200.0}) {
-    HeadlessHost::Options options;
-    options.width = width;
-    options.applicationIdentifier = "com.example.w" + std::to_string(static_cast<int>(width));
-    options.dataDirectory = "/tmp/oqsdk-headless-test";
+    const HeadlessHost::Options options{
+        .width = width,
+        .applicationIdentifier = "com.example.w" + std::to_string(static_cast<int>(width)),
+        .dataDirectory = "/tmp/oqsdk-headless-test"};
     bool finished = true;
     {
       HeadlessHost host(options);
@@ -131,11 +131,7 @@ TEST(HeadlessHostTest, TouchesReachTheViewsOrPassThrough) {
 }
 
 TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
-  HeadlessHost::Options options;
-  options.width = 100;
-  options.height = 200;
-  options.scale = 2;
-  HeadlessHost host(options);
+  HeadlessHost host({.width = 100, .height = 200, .scale = 2, .dataDirectory = {}});
   auto view = addRed(CGRectMake(10, 10, 20, 20));
   EXPECT_EQ(host.pixelAt(9.5, 15), kWhite);
   EXPECT_EQ(host.pixelAt(10, 15), kRed);
