@@ -185,11 +185,11 @@ TEST(RecordTree, MergesAnotherTreeAndItself) {
   OQRecordTree tree, fresh;
   for (int id : {1, 2, 3}) tree.addTreeNode(node(id, id));
   for (int id : {5, 2, 4}) fresh.addTreeNode(node(id, 10 * id));
-  tree.updateWithTree(fresh);
-  EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
-  EXPECT_EQ(tree.findTreeNodeById(2)->count(), 20);
-  tree.updateWithTree(tree);
-  EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
+  for (OQRecordTree* merged : {&fresh, &tree}) {
+    tree.updateWithTree(*merged);
+    EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
+    EXPECT_EQ(tree.findTreeNodeById(2)->count(), 20);
+  }
 }
 
 TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {

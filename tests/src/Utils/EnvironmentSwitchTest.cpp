@@ -82,11 +82,6 @@ TEST_F(EnvironmentSwitch, HasNothingToOfferForAnEnvironmentThatIsNotKnown) {
   EXPECT_EQ(OQSDKManager::getEnvironment(), 7u);
 }
 
-TEST_F(EnvironmentSwitch, StoresNothingBeforeTheStart) {
-  OQSDKManager::sharedManager().setConfiguration(nullptr);
-  EXPECT_EQ(storedAfter(0, "dev"), 0u);
-}
-
 TEST_F(EnvironmentSwitch, AsksOnceAndAnswersToKeysAndTouchesOfEveryKind) {
   std::thread elsewhere([] { OQUtils::changeEnvironment(); });
   elsewhere.join();
