@@ -78,8 +78,8 @@ using namespace oq::test;
 #define STAND_IN extern "C" __attribute__((visibility("default")))
 #define REAL(name) static auto* const real = next(#name, &::name)
 
-// Under ThreadSanitizer files open as ever: it leaves GLib's calls alone, but a stand-in's call would be none of GLib's,
-// and it would see a descriptor opened that it never sees closed.
+// Under ThreadSanitizer files open as ever: it leaves GLib's calls alone, but a stand-in's call would be none
+// of GLib's, and it would see a descriptor opened that it never sees closed.
 #ifndef __SANITIZE_THREAD__
 #define STAND_IN_FOR_OPEN(name)                               \
   STAND_IN int name(const char* path, int flags, ...) {       \
@@ -134,30 +134,18 @@ STAND_IN int mkostemp(char* pattern, int flags) {
   REAL(mkostemp);
   return failsNow() ? -1 : real(pattern, flags);
 }
-STAND_IN int rename(const char* from, const char* to) noexcept {
-  REAL(rename);
-  return failsNow() ? -1 : real(from, to);
-}
-STAND_IN int mkdir(const char* path, mode_t mode) noexcept {
-  REAL(mkdir);
-  return failsNow() ? -1 : real(path, mode);
-}
-STAND_IN int chmod(const char* path, mode_t mode) noexcept {
-  REAL(chmod);
-  return failsNow() ? -1 : real(path, mode);
-}
-STAND_IN int fchmod(int file, mode_t mode) noexcept {
-  REAL(fchmod);
-  return failsNow() ? -1 : real(file, mode);
-}
-STAND_IN int ftruncate(int file, off_t length) noexcept {
-  REAL(ftruncate);
-  return failsNow() ? -1 : real(file, length);
-}
-STAND_IN int ftruncate64(int file, off64_t length) noexcept {
-  REAL(ftruncate64);
-  return failsNow() ? -1 : real(file, length);
-}
+
+#define STAND_IN_FOR(name, First, Second)             \
+  STAND_IN int name(First one, Second two) noexcept { \
+    REAL(name);                                       \
+    return failsNow() ? -1 : real(one, two);          \
+  }
+STAND_IN_FOR(rename, const char*, const char*)
+STAND_IN_FOR(mkdir, const char*, mode_t)
+STAND_IN_FOR(chmod, const char*, mode_t)
+STAND_IN_FOR(fchmod, int, mode_t)
+STAND_IN_FOR(ftruncate, int, off_t)
+STAND_IN_FOR(ftruncate64, int, off64_t)
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 

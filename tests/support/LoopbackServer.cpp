@@ -3,13 +3,10 @@
 #include <fcntl.h>
 #include <httplib.h>
 #include <strings.h>
-#include <sys/file.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
-#include <condition_variable>
-#include <filesystem>
 #include <mutex>
-#include <set>
 #include <stdexcept>
 #include <thread>
 
@@ -21,39 +18,14 @@ namespace {
 
 Identity identityFor(LoopbackServer::Certificate certificate) {
   TestAuthority::trusted().trust();
-  switch (certificate) {
-    case LoopbackServer::Certificate::unknownAuthority:
-      return TestAuthority::unknown().issue("DNS:localhost,IP:127.0.0.1");
-    case LoopbackServer::Certificate::otherHost:
-      return TestAuthority::trusted().issue("DNS:elsewhere.example");
-    case LoopbackServer::Certificate::expired:
-      return TestAuthority::trusted().issueExpired("DNS:localhost,IP:127.0.0.1");
-    case LoopbackServer::Certificate::selfSigned:
-      return TestAuthority::selfSigned("DNS:localhost,IP:127.0.0.1");
-    case LoopbackServer::Certificate::trusted:
-      break;
-  }
-  return TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
+  using enum LoopbackServer::Certificate;
+  const char* here = "DNS:localhost,IP:127.0.0.1";
+  if (certificate == unknownAuthority) return TestAuthority::unknown().issue(here);
+  if (certificate == otherHost) return TestAuthority::trusted().issue("DNS:elsewhere.example");
+  if (certificate == expired) return TestAuthority::trusted().issueExpired(here);
+  if (certificate == selfSigned) return TestAuthority::selfSigned(here);
+  return TestAuthority::trusted().issue(here);
 }
-
-/// Tests that run side by side take turns at a fixed port.
-class PortLock {
- public:
-  explicit PortLock(int port) {
-    if (port == 0) return;
-    auto file = std::filesystem::temp_directory_path() / ("oqsdk-test-port-" + std::to_string(port));
-    _descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (_descriptor >= 0) flock(_descriptor, LOCK_EX);
-  }
-  ~PortLock() {
-    if (_descriptor >= 0) close(_descriptor);
-  }
-  PortLock(const PortLock&) = delete;
-  PortLock& operator=(const PortLock&) = delete;
-
- private:
-  int _descriptor = -1;
-};
 
 }  // namespace
 
@@ -66,10 +38,8 @@ std::string LoopbackServer::Request::header(const std::string& field) const {
 
 class LoopbackServer::Impl {
  public:
-  Impl(int fixedPort, Certificate certificate)
-      : portLock(fixedPort),
-        identity(identityFor(certificate)),
-        server(identity.certificate.get(), identity.key.get()) {
+  explicit Impl(Certificate certificate)
+      : identity(identityFor(certificate)), server(identity.certificate.get(), identity.key.get()) {
     server.set_tcp_nodelay(true);
     server.set_keep_alive_max_count(1'000'000);
     server.set_keep_alive_timeout(60);
@@ -87,11 +57,7 @@ class LoopbackServer::Impl {
       reply(request, response);
     };
     server.Get(".*", serve).Post(".*", serve).Put(".*", serve).Delete(".*", serve);
-    if (fixedPort == 0) {
-      port = server.bind_to_any_port("127.0.0.1");
-    } else {
-      port = server.bind_to_port("127.0.0.1", fixedPort) ? fixedPort : -1;
-    }
+    port = server.bind_to_any_port("127.0.0.1");
     if (port <= 0) throw std::runtime_error("the loopback server has no port");
     thread = std::thread([this] { server.listen_after_bind(); });
     while (!server.is_running()) std::this_thread::yield();
@@ -116,7 +82,7 @@ class LoopbackServer::Impl {
   }
 
   void reply(const httplib::Request& request, httplib::Response& response) {
-    Request seen{request.method, request.path, request.target, request.body, {}, request.remote_port};
+    Request seen{request.method, request.path, request.target, request.body, {}};
     seen.headers.assign(request.headers.begin(), request.headers.end());
     Handler handler;
     {
@@ -125,35 +91,24 @@ class LoopbackServer::Impl {
       auto found = handlers.find(request.path);
       if (found != handlers.end()) handler = found->second;
     }
-    arrived.notify_all();
     Response answer = handler ? handler(seen) : Response{404, "", "text/plain"};
     response.status = answer.status;
     for (const auto& [name, value] : answer.headers) response.set_header(name, value);
     response.set_content(answer.body, answer.contentType);
   }
 
-  std::vector<Request> requestsWhere(const std::function<bool(const Request&)>& wanted) const {
-    std::lock_guard lock(mutex);
-    std::vector<Request> found;
-    std::copy_if(recorded.begin(), recorded.end(), std::back_inserter(found), wanted);
-    return found;
-  }
-
-  PortLock portLock;
   Identity identity;
   httplib::SSLServer server;
   int port = 0;
   std::thread thread;
 
   mutable std::mutex mutex;
-  mutable std::condition_variable arrived;
   std::map<std::string, Handler> handlers;
   std::vector<Request> recorded;
   std::map<int, int> connections;  ///< a duplicate of the socket, by the client's port
 };
 
-LoopbackServer::LoopbackServer(int port, Certificate certificate)
-    : _impl(std::make_unique<Impl>(port, certificate)) {}
+LoopbackServer::LoopbackServer(Certificate certificate) : _impl(std::make_unique<Impl>(certificate)) {}
 
 LoopbackServer::~LoopbackServer() = default;
 
@@ -174,22 +129,13 @@ void LoopbackServer::answer(const std::string& path, std::string body, int statu
   handle(path, [body = std::move(body), status](const Request&) { return Response{status, body}; });
 }
 
-std::vector<LoopbackServer::Request> LoopbackServer::requests() const {
-  return _impl->requestsWhere([](const Request&) { return true; });
-}
-
 std::vector<LoopbackServer::Request> LoopbackServer::requests(const std::string& path) const {
-  return _impl->requestsWhere([&](const Request& request) { return request.path == path; });
-}
-
-bool LoopbackServer::waitForRequests(const std::string& path, std::size_t count,
-                                     std::chrono::milliseconds timeout) const {
-  std::unique_lock lock(_impl->mutex);
-  return _impl->arrived.wait_for(lock, timeout, [&] {
-    auto isForPath = [&](const Request& request) { return request.path == path; };
-    return std::count_if(_impl->recorded.begin(), _impl->recorded.end(), isForPath) >=
-           static_cast<std::ptrdiff_t>(count);
-  });
+  std::lock_guard lock(_impl->mutex);
+  std::vector<Request> found;
+  for (const Request& request : _impl->recorded) {
+    if (path.empty() || request.path == path) found.push_back(request);
+  }
+  return found;
 }
 
 std::size_t LoopbackServer::connectionCount() const {

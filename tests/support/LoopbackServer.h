@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -18,7 +17,6 @@ namespace oq::test {
 ///     LoopbackServer server;
 ///     server.answer("/push/sdk/login", R"({"code":0,"data":{}})");
 ///     ... post to server.url("/push/sdk/login") ...
-///     ASSERT_TRUE(server.waitForRequests("/push/sdk/login", 1));
 ///     EXPECT_EQ(server.requests("/push/sdk/login").front().header("Content-Type"), "application/json");
 ///
 /// Any thread may use it. Handlers run on the server's threads, several at a time.
@@ -30,7 +28,6 @@ class LoopbackServer {
     std::string target;  ///< with the query
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;
-    int clientPort = 0;  ///< tells connections apart
     /// The value of the field, whatever the case of its name; empty when there is none.
     std::string header(const std::string& field) const;
   };
@@ -50,9 +47,7 @@ class LoopbackServer {
     selfSigned,        ///< for localhost, from no authority
   };
 
-  /// Port 0: any free port. A fixed port waits until no other test process has it.
-  explicit LoopbackServer(int port = 0, Certificate certificate = Certificate::trusted);
-  explicit LoopbackServer(Certificate certificate) : LoopbackServer(0, certificate) {}
+  explicit LoopbackServer(Certificate certificate = Certificate::trusted);
   /// Ends the answers that are under way and closes all connections.
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
@@ -69,11 +64,7 @@ class LoopbackServer {
   void answer(const std::string& path, std::string body, int status = 200);
 
   /// What has come so far, in order; with a path, for that path only.
-  std::vector<Request> requests() const;
-  std::vector<Request> requests(const std::string& path) const;
-  /// Waits until so many requests have come for the path; false when the time is up first.
-  bool waitForRequests(const std::string& path, std::size_t count,
-                       std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
+  std::vector<Request> requests(const std::string& path = "") const;
   /// How many different connections have brought requests.
   std::size_t connectionCount() const;
 
@@ -84,6 +75,9 @@ class LoopbackServer {
   class Impl;
   std::unique_ptr<Impl> _impl;
 };
+
+/// A socket that takes connections at a free port of the loopback interface; the caller's to close.
+int listenOnLoopback(int& port);
 
 /// A TLS server with the trusted certificate whose every byte the test decides: for answers that no server
 /// should give. Each connection runs the function on a thread of its own; when the function returns, the

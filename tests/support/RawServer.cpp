@@ -80,6 +80,20 @@ class TLSConnection final : public RawServer::Connection {
 
 }  // namespace
 
+int listenOnLoopback(int& port) {
+  int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto generic = reinterpret_cast<sockaddr*>(&address);
+  socklen_t length = sizeof address;
+  bool isListening = bind(listener, generic, length) == 0 && listen(listener, 64) == 0 &&
+                     getsockname(listener, generic, &length) == 0;
+  if (!isListening) throw std::runtime_error("a test server has no port");
+  port = ntohs(address.sin_port);
+  return listener;
+}
+
 class RawServer::Impl {
  public:
   explicit Impl(std::function<void(Connection&)> function)
@@ -88,7 +102,6 @@ class RawServer::Impl {
     Identity identity = TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
     SSL_CTX_use_certificate(context, identity.certificate.get());
     SSL_CTX_use_PrivateKey(context, identity.key.get());
-    listenSocket();
     acceptor = std::thread([this] { acceptConnections(); });
   }
 
@@ -102,19 +115,6 @@ class RawServer::Impl {
     }
     for (auto& thread : threads) thread.join();
     SSL_CTX_free(context);
-  }
-
-  void listenSocket() {
-    listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto generic = reinterpret_cast<sockaddr*>(&address);
-    socklen_t length = sizeof address;
-    bool isListening = bind(listener, generic, length) == 0 && listen(listener, 64) == 0 &&
-                       getsockname(listener, generic, &length) == 0;
-    if (!isListening) throw std::runtime_error("the raw server has no port");
-    port = ntohs(address.sin_port);
   }
 
   void acceptConnections() {
@@ -142,8 +142,8 @@ class RawServer::Impl {
 
   std::function<void(Connection&)> serve;
   SSL_CTX* context;
-  int listener = -1;
   int port = 0;
+  const int listener = listenOnLoopback(port);
   std::atomic<std::size_t> requestCount{0};
   std::atomic<std::size_t> connectionCount{0};
   std::mutex mutex;

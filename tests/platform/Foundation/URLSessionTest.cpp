@@ -1,5 +1,3 @@
-#include "Foundation/URLSession.h"
-
 #include <gtest/gtest.h>
 #include <time.h>
 
@@ -16,58 +14,14 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/CurlTransport.h"
+#include "Requests.h"
 #include "support/LoopbackServer.h"
 
 namespace oq {
 namespace {
 
 using namespace std::chrono_literals;
-using test::LoopbackServer;
-using test::RawServer;
-
-struct Outcome {
-  Data data;
-  std::optional<URLResponse> response;
-  std::optional<Error> error;
-  std::string text() const { return stringFromData(data); }
-  std::int64_t status() const { return response ? response->statusCode : 0; }
-  std::int64_t errorCode() const { return error ? error->code : 0; }
-};
-
-URLRequest post(const std::string& address, const std::string& body, double timeout = 20) {
-  URLRequest request(URL::withString(address), URLRequestCachePolicy::ReloadIgnoringLocalCacheData, timeout);
-  request.setHTTPMethod("POST");
-  request.setValueForHTTPHeaderField("application/json", "Content-Type");
-  request.setHTTPBody(dataFromString(body));
-  return request;
-}
-
-URLRequest get(const std::string& address, double timeout = 20) {
-  return URLRequest(URL::withString(address), URLRequestCachePolicy::UseProtocolCachePolicy, timeout);
-}
-
-std::future<Outcome> start(URLRequest request) {
-  auto promise = std::make_shared<std::promise<Outcome>>();
-  auto session = URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration());
-  auto completion = [promise](const Data& data, const std::optional<URLResponse>& response,
-                              const std::optional<Error>& error) {
-    EXPECT_NE(response.has_value(), error.has_value());
-    promise->set_value({data, response, error});  // throws when the completion is called twice
-  };
-  auto task = session->dataTaskWithRequest(std::move(request), completion);
-  task->resume();
-  task->resume();
-  return promise->get_future();
-}
-
-Outcome perform(URLRequest request) {
-  auto future = start(std::move(request));
-  if (future.wait_for(60s) != std::future_status::ready) {
-    ADD_FAILURE() << "no completion";
-    return {};
-  }
-  return future.get();
-}
+using namespace test;
 
 class URLSessionTest : public testing::Test {
  protected:
@@ -78,15 +32,15 @@ class URLSessionTest : public testing::Test {
 TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
   LoopbackServer server;
   server.handle("/echo", [](const auto& request) {
-    return LoopbackServer::Response{201, request.method + " " + request.body};
+    return LoopbackServer::Response{500, request.method + " " + request.body};
   });
   URLRequest request = post(server.url("/echo?a=1&b=%20"), "{}");
   request.setValueForHTTPHeaderField("text/plain", "content-type");
   request.setValueForHTTPHeaderField("a\r\nX-Injected: b", "X-Bad");
   auto outcome = perform(std::move(request));
-  EXPECT_EQ(outcome.status(), 201);
-  EXPECT_EQ(outcome.text(), "POST {}");
-  EXPECT_EQ(outcome.response->url, server.url("/echo?a=1&b=%20"));
+  EXPECT_EQ(outcome.status, 500) << "an answer like any other";
+  EXPECT_EQ(outcome.text, "POST {}");
+  EXPECT_EQ(outcome.url, server.url("/echo?a=1&b=%20"));
 
   auto seen = server.requests().at(0);
   EXPECT_EQ(seen.target, "/echo?a=1&b=%20");
@@ -108,29 +62,21 @@ TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
                                     "text/plain",
                                     {{"Set-Cookie", "a=b"}}};
   });
-  EXPECT_EQ(perform(get(server.url("/m"))).text(), "GET:0");
-  EXPECT_EQ(perform(post(server.url("/m"), "")).text(), "POST:0");
-  EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text(), "POST:3145728");
+  EXPECT_EQ(perform(get(server.url("/m"))).text, "GET:0");
+  EXPECT_EQ(perform(post(server.url("/m"), "")).text, "POST:0");
+  EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text, "POST:3145728");
   URLRequest put(URL::withString(server.url("/m")),
                  URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
   put.setHTTPMethod("PUT");
   put.setHTTPBody(Data{1, 0, 2});
-  EXPECT_EQ(perform(put).text(), "PUT:3");
+  EXPECT_EQ(perform(put).text, "PUT:3");
   URLRequest injected = get(server.url("/m"));
   injected.setHTTPMethod("DELETE /x HTTP/1.1\r\nX:");
-  EXPECT_EQ(perform(injected).text(), "GET:0");
+  EXPECT_EQ(perform(injected).text, "GET:0");
   auto last = server.requests().at(3);
   EXPECT_EQ(last.header("Cache-Control"), "no-cache");
   EXPECT_EQ(last.header("Cookie"), "");
   EXPECT_EQ(last.header("Expect"), "");
-}
-
-TEST_F(URLSessionTest, ErrorStatusWithABodyIsAResponse) {
-  LoopbackServer server;
-  server.answer("/broken", R"({"code":7})", 500);
-  auto outcome = perform(post(server.url("/broken"), "{}"));
-  EXPECT_EQ(outcome.status(), 500);
-  EXPECT_EQ(outcome.text(), R"({"code":7})");
 }
 
 TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
@@ -141,8 +87,7 @@ TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
   for (const char* address :
        {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
     auto outcome = perform(post(address, "{}"));
-    EXPECT_EQ(outcome.errorCode(), URLErrorUnsupportedURL) << address;
-    EXPECT_EQ(outcome.error->domain, URLErrorDomain);
+    EXPECT_EQ(outcome.errorCode, URLErrorUnsupportedURL) << address;
   }
 }
 
@@ -160,8 +105,8 @@ TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
     URLRequest request = get(server.url("/"));
     request.setHTTPMethod(GetParam());
     if (request.httpMethod() == "POST") request.setHTTPBody(Data(round == 3 ? 300'000 : 2, 'x'));
-    EXPECT_EQ(perform(request).text(), "ok");
-    EXPECT_EQ(perform(request).errorCode(), URLErrorNetworkConnectionLost);
+    EXPECT_EQ(perform(request).text, "ok");
+    EXPECT_EQ(perform(request).errorCode, URLErrorNetworkConnectionLost);
     EXPECT_EQ(server.requestCount(), 2 * round);
   }
 }
@@ -177,7 +122,7 @@ TEST_F(URLSessionTest, ConnectionClosedWhileIdleIsNotUsedAgain) {
     ++closed;
   });
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(perform(post(server.url("/"), "{}")).text(), "ok");
+    EXPECT_EQ(perform(post(server.url("/"), "{}")).text, "ok");
     // The server closes right after the answer; give its last packet the time to cross the loopback
     // interface.
     std::this_thread::sleep_for(20ms);
@@ -192,7 +137,7 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
     connection.waitForClose();
   });
   auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.3)).errorCode(), URLErrorTimedOut);
+  EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
   EXPECT_EQ(silent.requestCount(), 1u);
 
@@ -201,7 +146,7 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
     connection.waitForClose();
   });
-  EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode(), URLErrorTimedOut);
+  EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
 
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
@@ -212,11 +157,11 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
     }
     connection.waitForClose();
   });
-  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).text(), "xxxxxxxxxx");
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).text, "xxxxxxxxxx");
   CurlTransport::Limits limits;
   limits.wholeTransfer = 400ms;
   useLimits(limits);
-  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).errorCode(), URLErrorTimedOut);
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).errorCode, URLErrorTimedOut);
 }
 
 TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) {
@@ -226,8 +171,8 @@ TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) 
   LoopbackServer server;
   server.answer("/fits", std::string(100'000, 'x'));
   server.answer("/long", std::string(100'001, 'x'));
-  EXPECT_EQ(perform(get(server.url("/fits"))).data.size(), 100'000u);
-  EXPECT_EQ(perform(get(server.url("/long"))).errorCode(), URLErrorBadServerResponse);
+  EXPECT_EQ(perform(get(server.url("/fits"))).length, 100'000u);
+  EXPECT_EQ(perform(get(server.url("/long"))).errorCode, URLErrorBadServerResponse);
 }
 
 TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
@@ -245,11 +190,11 @@ TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
   redirect("/plain", "http://localhost:" + std::to_string(server.port()) + "/end", 302);
   redirect("/loop", "/loop", 302);
   auto found = perform(post(server.url("/found"), "{}"));
-  EXPECT_EQ(found.text(), "GET");
-  EXPECT_EQ(found.response->url, server.url("/end"));
-  EXPECT_EQ(perform(post(server.url("/same"), "{}")).text(), "POST{}");
-  EXPECT_EQ(perform(get(server.url("/plain"))).errorCode(), URLErrorUnsupportedURL);
-  EXPECT_EQ(perform(get(server.url("/loop"))).errorCode(), URLErrorHTTPTooManyRedirects);
+  EXPECT_EQ(found.text, "GET");
+  EXPECT_EQ(found.url, server.url("/end"));
+  EXPECT_EQ(perform(post(server.url("/same"), "{}")).text, "POST{}");
+  EXPECT_EQ(perform(get(server.url("/plain"))).errorCode, URLErrorUnsupportedURL);
+  EXPECT_EQ(perform(get(server.url("/loop"))).errorCode, URLErrorHTTPTooManyRedirects);
   EXPECT_EQ(server.requests("/loop").size(), 21u);
 }
 
@@ -267,10 +212,7 @@ TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground
   });
   std::vector<std::future<Outcome>> outcomes;
   for (int i = 0; i < 100; ++i) outcomes.push_back(start(post(server.url("/n"), std::to_string(i))));
-  for (int i = 0; i < 100; ++i) {
-    ASSERT_EQ(outcomes[i].wait_for(60s), std::future_status::ready);
-    EXPECT_EQ(outcomes[i].get().text(), std::to_string(i));
-  }
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(outcomeOf(std::move(outcomes[i])).text, std::to_string(i));
   EXPECT_LE(server.connectionCount(), 6u);
   EXPECT_LE(most, 6);
   EXPECT_GT(most, 1);
@@ -296,7 +238,7 @@ TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
   session
       ->dataTaskWithRequest(
           get(server.url("/a")),
-          [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text()); })
+          [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text); })
       ->resume();
   auto future = outer->get_future();
   ASSERT_EQ(future.wait_for(60s), std::future_status::ready);
@@ -315,7 +257,7 @@ TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
   });
   std::vector<std::future<Outcome>> outcomes;
   for (int i = 0; i < 8; ++i) outcomes.push_back(start(get(server.url("/slow"), 0.7)));
-  for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text(), "done");
+  for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text, "done");
   EXPECT_EQ(server.connectionCount(), 1u);
 }
 
@@ -333,7 +275,7 @@ TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
     std::string address = getenv("OQSDK_TEST_ADDRESS");
     std::vector<std::future<Outcome>> outcomes;
     for (int i = 0; i < 600; ++i) outcomes.push_back(start(get(address)));
-    bool isUnderWay = outcomes.front().get().status() == 200;
+    bool isUnderWay = outcomes.front().get().status == 200;
     std::exit(isUnderWay ? 0 : 1);
   };
   for (int i = 0; i < 15; ++i) EXPECT_EXIT(endWithTransfers(), testing::ExitedWithCode(0), "");
@@ -352,7 +294,7 @@ TEST(FirstRequest, TakesTheCallerNoMillisecond) {
   auto begin = ownTime();
   auto future = start(std::move(request));
   EXPECT_LT(ownTime() - begin, 1ms);
-  EXPECT_EQ(future.get().errorCode(), URLErrorCannotConnectToHost);
+  EXPECT_EQ(future.get().errorCode, URLErrorCannotConnectToHost);
 }
 
 }  // namespace

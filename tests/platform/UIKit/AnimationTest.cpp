@@ -29,6 +29,9 @@ class AnimationTest : public UIKitTest {
     UIView::animateWithDuration(
         duration, [this, to] { view->setAlpha(to); }, std::move(completion));
   }
+  static void animate(double duration, Outcome& outcome, std::function<void()> block) {
+    UIView::animateWithDuration(duration, std::move(block), outcome.record());
+  }
   double shownAlpha() const { return view->layer().presentation(host.time).opacity; }
   /// Whatever happened, nothing is called a second time.
   void settle() {
@@ -65,13 +68,10 @@ TEST_F(AnimationTest, TheModelIsSetAtOnceAndTheScreenFollows) {
 
 TEST_F(AnimationTest, ReplacingStartsFromWhatIsOnScreen) {
   Outcome first, second;
-  UIView::animateWithDuration(
-      1,
-      [&] {
-        view->setAlpha(0);
-        view->setCenter({50, 50});
-      },
-      first.record());
+  animate(1, first, [&] {
+    view->setAlpha(0);
+    view->setCenter({50, 50});
+  });
   stepTo(0.5);
   fade(1, 1, second.record());
   EXPECT_NEAR(shownAlpha(), 0.5, 1e-9);
@@ -116,7 +116,7 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   };
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     Outcome outcome;
-    UIView::animateWithDuration(blocks[i].first, blocks[i].second, outcome.record());
+    animate(blocks[i].first, outcome, blocks[i].second);
     EXPECT_EQ(outcome.calls, 0) << i;
     EXPECT_FALSE(AnimationEngine::shared().isRunning()) << i;
     runMainQueue();
@@ -127,19 +127,11 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
 
 TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
   Outcome outer, inner;
-  UIView::animateWithDuration(
-      1,
-      [&] {
-        view->setAlpha(0);
-        UIView::animateWithDuration(
-            0.2,
-            [&] {
-              view->setCenter({50, 50});
-            },
-            inner.record());
-        view->layer().setCornerRadius(5);
-      },
-      outer.record());
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    animate(0.2, inner, [&] { view->setCenter({50, 50}); });
+    view->layer().setCornerRadius(5);
+  });
   stepTo(0.2);
   EXPECT_TRUE(inner.isFinishedOnce());
   EXPECT_EQ(outer.calls, 0);
@@ -150,14 +142,10 @@ TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
 
 TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
   Outcome outer, inner;
-  UIView::animateWithDuration(
-      1,
-      [&] {
-        view->setAlpha(0);
-        UIView::animateWithDuration(
-            0.2, [&] { view->setAlpha(0.5); }, inner.record());
-      },
-      outer.record());
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    animate(0.2, inner, [&] { view->setAlpha(0.5); });
+  });
   runMainQueue();
   EXPECT_TRUE(outer.isUnfinishedOnce());
   stepTo(0.2);
@@ -168,14 +156,11 @@ TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
 
 TEST_F(AnimationTest, ABlockThatLosesItsFirstPropertyWaitsForItsSecond) {
   Outcome outer;
-  UIView::animateWithDuration(
-      1,
-      [&] {
-        view->setAlpha(0);
-        UIView::animateWithDuration(0, [&] { view->setAlpha(0.5); });
-        view->setCenter({50, 50});
-      },
-      outer.record());
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    UIView::animateWithDuration(0, [&] { view->setAlpha(0.5); });
+    view->setCenter({50, 50});
+  });
   stepTo(0.5);
   EXPECT_EQ(outer.calls, 0);
   stepTo(1);
@@ -203,8 +188,7 @@ TEST_F(AnimationTest, ACompletionMayStartTheSameAnimationAgain) {
 TEST_F(AnimationTest, ACompletionMayDestroyTheViewAndItsNeighbours) {
   auto neighbour = add(CGRectMake(0, 0, 10, 10));
   Outcome neighbours;
-  UIView::animateWithDuration(
-      2, [&] { neighbour->setAlpha(0); }, neighbours.record());
+  animate(2, neighbours, [&] { neighbour->setAlpha(0); });
   std::weak_ptr<UIView> watched = view;
   fade(0, 1, [&](bool) {
     view->removeFromSuperview();
@@ -240,13 +224,10 @@ TEST_F(AnimationTest, LeavingTheWindowEndsTheAnimationsOfTheSubtree) {
 TEST_F(AnimationTest, AGroupOfSeveralViewsCompletesWithItsLast) {
   auto other = add(CGRectMake(0, 0, 10, 10));
   Outcome outcome;
-  UIView::animateWithDuration(
-      1,
-      [&] {
-        view->setFrame(CGRectMake(5, 5, 50, 50));
-        other->setBackgroundColor(UIColor::redColor());
-      },
-      outcome.record());
+  animate(1, outcome, [&] {
+    view->setFrame(CGRectMake(5, 5, 50, 50));
+    other->setBackgroundColor(UIColor::redColor());
+  });
   EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
       << "out of clear only the alpha changes";
   other->removeFromSuperview();

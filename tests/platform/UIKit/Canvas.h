@@ -40,6 +40,12 @@ class Canvas {
     cairo_paint(_cr);
     cairo_scale(_cr, scale, scale);
   }
+  /// As large as the window, with the window on it.
+  explicit Canvas(UIWindow& window, double scale = 1, double now = 0)
+      : Canvas(static_cast<int>(window.bounds().size.width), static_cast<int>(window.bounds().size.height),
+               scale) {
+    paint(window, now);
+  }
   ~Canvas() {
     cairo_destroy(_cr);
     cairo_surface_destroy(_surface);

@@ -144,8 +144,7 @@ TEST_F(Painting, BlendsAGroupAsOne) {
   auto view = add(CGRectMake(0, 0, 50, 50), red);
   view->setAlpha(0.5);
   add(CGRectMake(10, 10, 20, 20), blue, view);
-  Canvas canvas(100, 100);
-  canvas.paint(*window);
+  Canvas canvas(*window);
   EXPECT_PRED1([](Colour c) { return c.isNear({255, 127, 127}); }, canvas.at(5, 5));
   EXPECT_PRED1([](Colour c) { return c.isNear({127, 127, 255}); }, canvas.at(15, 15)) << "red shines through";
 }
@@ -169,11 +168,7 @@ TEST_F(Painting, LeavesOutWhatCannotBeSeen) {
 TEST_F(Painting, ClipsToTheBoundsAndRoundsTheCorners) {
   auto view = add(CGRectMake(10, 10, 40, 40), red);
   auto child = add(CGRectMake(20, 20, 60, 60), blue, view);
-  auto look = [&](int x, int y) {
-    Canvas canvas(100, 100);
-    canvas.paint(*window);
-    return canvas.at(x, y);
-  };
+  auto look = [&](int x, int y) { return Canvas(*window).at(x, y); };
   EXPECT_EQ(look(60, 60), kBlue);
   view->setClipsToBounds(true);
   EXPECT_EQ(look(60, 60), kWhite);
@@ -198,12 +193,10 @@ TEST_F(Painting, ScrollsByTheOriginOfTheBounds) {
   auto view = add(CGRectMake(10, 10, 40, 40), red);
   add(CGRectMake(0, 60, 10, 10), blue, view);
   view->setClipsToBounds(true);
-  Canvas before(100, 100);
-  before.paint(*window);
+  Canvas before(*window);
   EXPECT_EQ(before.at(15, 25), kRed);
   view->setBounds(CGRectMake(0, 50, 40, 40));
-  Canvas after(100, 100);
-  after.paint(*window);
+  Canvas after(*window);
   EXPECT_EQ(after.at(15, 25), kBlue);
   EXPECT_EQ(after.at(15, 12), kRed) << "the background stays where it is";
 }
@@ -212,11 +205,7 @@ TEST_F(Painting, ShowsAScrollIndicatorWhileThereIsMoreToSee) {
   auto scroll = add(std::make_shared<UIScrollView>(), clear);
   scroll->setFrame(CGRectMake(0, 0, 50, 100));
   scroll->setContentSize({50, 400});
-  auto rows = [&] {
-    Canvas canvas(100, 100);
-    canvas.paint(*window);
-    return canvas.ink();
-  };
+  auto rows = [&] { return Canvas(*window).ink(); };
   auto atTop = rows();
   EXPECT_GT(atTop.left, 50) << "beside the view, where there is room";
   EXPECT_LT(atTop.right, 60);
@@ -238,8 +227,7 @@ TEST_F(Painting, PutsEdgesAndContentsOnWholePixels) {
   add(CGRectMake(10.4, 10.4, 20.2, 20.2), red);
   auto ink = add(std::make_shared<InkView>(CGRectMake(60.3, 10.3, 20, 20), blue), clear);
   for (double scale : {1.0, 2.0, 1.5}) {
-    Canvas canvas(100, 100, scale);
-    canvas.paint(*window);
+    Canvas canvas(*window, scale);
     for (int y = 0; y < canvas.height(); ++y) {
       for (int x = 0; x < canvas.width(); ++x) {
         Colour c = canvas.at(x, y);
@@ -256,23 +244,21 @@ TEST_F(Painting, DrawsAContentOnceForManyFrames) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 50), blue), clear);
   for (int frame = 0; frame < 3; ++frame) {
     ink->setFrame(CGRectMake(frame, 0, 50, 50));
-    Canvas canvas(100, 100);
-    canvas.paint(*window);
+    Canvas canvas(*window);
     EXPECT_EQ(canvas.at(25, 25), kBlue);
   }
   EXPECT_EQ(ink->drawn(), 1);
   ink->setNeedsDisplay();
-  Canvas(100, 100).paint(*window);
+  Canvas{*window};
   EXPECT_EQ(ink->drawn(), 2);
-  Canvas(100, 100, 2).paint(*window);
+  Canvas(*window, 2);
   EXPECT_EQ(ink->drawn(), 3) << "another density needs other pixels";
 }
 
 TEST_F(Painting, DrawsAContentThatIsTooLargeToKeep) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 1e6), blue), clear);
   ink->setAlpha(0.5);
-  Canvas canvas(100, 100);
-  canvas.paint(*window);
+  Canvas canvas(*window);
   EXPECT_PRED1([](Colour c) { return c.isNear({127, 127, 255}); }, canvas.at(25, 99));
   EXPECT_EQ(canvas.at(60, 50), kWhite);
 }
@@ -282,8 +268,7 @@ TEST_F(Painting, BlursShadows) {
   view->layer().setShadowOpacity(1);
   view->layer().setShadowOffset({0, 6});
   view->layer().setShadowRadius(3);
-  Canvas canvas(100, 100);
-  canvas.paint(*window);
+  Canvas canvas(*window);
   EXPECT_EQ(canvas.at(50, 50), kRed);
   int close = canvas.at(50, 72).red, farther = canvas.at(50, 76).red;
   EXPECT_LT(close, 60);
@@ -296,8 +281,7 @@ TEST_F(Painting, BlursShadows) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue), clear);
   ink->layer().setShadowOpacity(1);
   ink->layer().setShadowOffset({0, 6});
-  Canvas other(100, 100);
-  other.paint(*window);
+  Canvas other(*window);
   EXPECT_EQ(other.at(50, 72), canvas.at(50, 72));
 }
 
@@ -328,8 +312,7 @@ TEST(PaintingInMotion, ShowsTheMomentNotTheModel) {
   card->addSubview(inside);
   UIView::animateWithDuration(1, [&] { card->setFrame(CGRectMake(0, 0, 100, 100)); });
   auto rowsAt = [&](double now) {
-    Canvas canvas(100, 100);
-    canvas.paint(*window, now);
+    Canvas canvas(*window, 1, now);
     auto ink = canvas.ink();
     return ink.pixels ? ink.bottom - ink.top : 0;
   };

@@ -175,11 +175,7 @@ TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {
   auto label = std::make_shared<UILabel>();
   label->setFrame(CGRectMake(0, 0, 150, 100));
   window->addSubview(label);
-  auto ink = [&] {
-    Canvas canvas(150, 100);
-    canvas.paint(*window);
-    return canvas.ink();
-  };
+  auto ink = [&] { return Canvas(*window).ink(); };
   EXPECT_EQ(ink().pixels, 0);
   label->setText("x");
   EXPECT_NEAR(ink().top, 100 - ink().bottom, 8);

@@ -51,7 +51,13 @@ Class* Page::staticClass() {
 class ViewControllerTest : public UIKitTest {
  protected:
   std::shared_ptr<Page> page(const std::string& name) { return std::make_shared<Page>(name, log); }
+  std::shared_ptr<UINavigationController> showInNavigation(const std::shared_ptr<Page>& root) {
+    auto navigation = std::make_shared<UINavigationController>(root);
+    window->setRootViewController(navigation);
+    return navigation;
+  }
   Log log;
+  std::shared_ptr<Page> first = page("a"), second = page("b"), third = page("c");
 };
 
 TEST_F(ViewControllerTest, TheViewIsMadeWhenItIsAskedForAndLoadsOnce) {
@@ -65,7 +71,6 @@ TEST_F(ViewControllerTest, TheViewIsMadeWhenItIsAskedForAndLoadsOnce) {
 
 TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize) {
   auto overlay = add(CGRectMake(0, 0, 10, 10));
-  auto first = page("a"), second = page("b");
   window->setFrame(CGRectMake(0, 0, 40, 40));
   window->setRootViewController(first);
   EXPECT_EQ(window->subviews().front(), first->view());
@@ -79,21 +84,18 @@ TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize)
                       "b load", "b will appear", "b did appear"}));
   EXPECT_EQ(first->view()->superview(), nullptr);
   window->setRootViewController(nullptr);
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{overlay}));
+  EXPECT_EQ(window->subviews(), (Views{overlay}));
 }
 
 TEST_F(ViewControllerTest, ARootThatIsReplacedWhileItAppearsLeavesNothingBehind) {
-  auto first = page("a"), second = page("b");
   first->onWillAppear = [&] { window->setRootViewController(second); };
   window->setRootViewController(first);
   EXPECT_EQ(window->rootViewController(), second);
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{second->view()}));
+  EXPECT_EQ(window->subviews(), (Views{second->view()}));
 }
 
 TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
-  auto first = page("a"), second = page("b");
-  auto navigation = std::make_shared<UINavigationController>(first);
-  window->setRootViewController(navigation);
+  auto navigation = showInNavigation(first);
   EXPECT_EQ(first->navigationController(), navigation);
   EXPECT_EQ(navigation->popViewController(true), nullptr);
 
@@ -118,9 +120,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
 }
 
 TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
-  auto first = page("a"), second = page("b"), third = page("c");
-  auto navigation = std::make_shared<UINavigationController>(first);
-  window->setRootViewController(navigation);
+  auto navigation = showInNavigation(first);
   navigation->pushViewController(second, true);
   stepTo(0.1);
   navigation->popViewController(true);
@@ -140,7 +140,6 @@ TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
 }
 
 TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
-  auto first = page("a"), second = page("b");
   auto navigation = std::make_shared<UINavigationController>(first);
   navigation->pushViewController(second, false);
   EXPECT_TRUE(log.empty());
@@ -149,9 +148,7 @@ TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
 }
 
 TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
-  auto first = page("a"), second = page("b"), third = page("c");
-  auto navigation = std::make_shared<UINavigationController>(first);
-  window->setRootViewController(navigation);
+  auto navigation = showInNavigation(first);
   second->onWillAppear = [&] { navigation->pushViewController(third, false); };
   navigation->pushViewController(second, false);
   EXPECT_EQ(navigation->topViewController(), third);
@@ -159,7 +156,6 @@ TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
 }
 
 TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
-  auto first = page("a"), second = page("b"), third = page("c");
   auto tabs = std::make_shared<UITabBarController>();
   window->setRootViewController(tabs);
   tabs->setViewControllers({first, second, nullptr, first, tabs});
@@ -175,7 +171,7 @@ TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
   tabs->setSelectedIndex(1);
   EXPECT_EQ(log, (Log{"a will disappear", "b will appear", "b load", "a did disappear", "b did appear"}));
   EXPECT_EQ(tabs->selectedIndex(), 1u);
-  EXPECT_EQ(tabs->view()->subviews(), (std::vector<std::shared_ptr<UIView>>{second->view()}));
+  EXPECT_EQ(tabs->view()->subviews(), (Views{second->view()}));
 
   log.clear();
   tabs->setViewControllers({third, second});
@@ -188,88 +184,84 @@ TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
 }
 
 TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
-  auto root = page("a"), sheet = page("b");
-  auto navigation = std::make_shared<UINavigationController>(root);
+  auto navigation = std::make_shared<UINavigationController>(first);
   int presented = 0, dismissed = 0;
-  root->presentViewController(sheet, false, [&] { ++presented; });
-  EXPECT_EQ(sheet->presentingViewController(), nullptr);  // nothing presents where there is no window
+  first->presentViewController(second, false, [&] { ++presented; });
+  EXPECT_EQ(second->presentingViewController(), nullptr);  // nothing presents where there is no window
   window->setRootViewController(navigation);
   auto popup = add(CGRectMake(0, 0, 10, 10));
   log.clear();
 
-  root->presentViewController(sheet, false, [&] { ++presented; });
+  first->presentViewController(second, false, [&] { ++presented; });
   EXPECT_EQ(log, (Log{"b load", "a will disappear", "b will appear", "a did disappear", "b did appear"}));
-  EXPECT_EQ(navigation->presentedViewController(), sheet);
-  EXPECT_EQ(root->presentedViewController(), sheet);
-  EXPECT_EQ(sheet->presentingViewController(), navigation);
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{popup, sheet->view()}));
-  EXPECT_EQ(sheet->view()->frame(), window->bounds());
-  root->presentViewController(page("c"), false, [&] { ++presented; });
-  root->presentViewController(nullptr, false);
-  EXPECT_EQ(navigation->presentedViewController(), sheet);
+  EXPECT_EQ(navigation->presentedViewController(), second);
+  EXPECT_EQ(first->presentedViewController(), second);
+  EXPECT_EQ(second->presentingViewController(), navigation);
+  EXPECT_EQ(window->subviews(), (Views{popup, second->view()}));
+  EXPECT_EQ(second->view()->frame(), window->bounds());
+  first->presentViewController(page("c"), false, [&] { ++presented; });
+  first->presentViewController(nullptr, false);
+  EXPECT_EQ(navigation->presentedViewController(), second);
   EXPECT_EQ(presented, 1);
 
   log.clear();
   navigation->pushViewController(page("d"), false);
   EXPECT_EQ(log, (Log{"d load"}));  // nobody sees it
   log.clear();
-  sheet->dismissViewControllerAnimated(false, [&] { ++dismissed; });
+  second->dismissViewControllerAnimated(false, [&] { ++dismissed; });
   EXPECT_EQ(log, (Log{"b will disappear", "d will appear", "b did disappear", "d did appear"}));
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{navigation->view(), popup}));
-  EXPECT_EQ(root->presentedViewController(), nullptr);
-  sheet->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(window->subviews(), (Views{navigation->view(), popup}));
+  EXPECT_EQ(first->presentedViewController(), nullptr);
+  second->dismissViewControllerAnimated(true, [&] { ++dismissed; });
   EXPECT_EQ(dismissed, 2);
 }
 
 TEST_F(ViewControllerTest, APresentedPageSlidesAndCompletesOnce) {
-  auto root = page("a"), sheet = page("b");
-  window->setRootViewController(root);
+  window->setRootViewController(first);
   int presented = 0, dismissed = 0;
-  root->presentViewController(sheet, true, [&] { ++presented; });
+  first->presentViewController(second, true, [&] { ++presented; });
   runMainQueue();
   EXPECT_EQ(presented, 0);
   stepTo(1);
   EXPECT_EQ(presented, 1);
-  EXPECT_EQ(sheet->view()->frame(), window->bounds());
-  root->dismissViewControllerAnimated(true, [&] { ++dismissed; });
-  EXPECT_EQ(root->view()->window(), window.get());
+  EXPECT_EQ(second->view()->frame(), window->bounds());
+  first->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(first->view()->window(), window.get());
   stepTo(1.1);
-  EXPECT_EQ(sheet->view()->window(), window.get());
+  EXPECT_EQ(second->view()->window(), window.get());
   stepTo(2);
   EXPECT_EQ(dismissed, 1);
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
 }
 
 TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
-  auto root = page("a"), sheet = page("b"), alert = page("c");
-  window->setRootViewController(root);
-  root->presentViewController(sheet, false);
-  alert->setModalPresentationStyle(UIModalPresentationStyle::OverFullScreen);
+  window->setRootViewController(first);
+  first->presentViewController(second, false);
+  third->setModalPresentationStyle(UIModalPresentationStyle::OverFullScreen);
   log.clear();
-  sheet->presentViewController(alert, false);
+  second->presentViewController(third, false);
   EXPECT_EQ(log, (Log{"c load", "c will appear", "c did appear"}));
-  EXPECT_EQ(sheet->view()->window(), window.get());
+  EXPECT_EQ(second->view()->window(), window.get());
   log.clear();
-  root->dismissViewControllerAnimated(false);
+  first->dismissViewControllerAnimated(false);
   EXPECT_EQ(log, (Log{"c will disappear", "b will disappear", "a will appear", "c did disappear",
                       "b did disappear", "a did appear"}));
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
 
-  // A root that goes takes along what it presents.
-  root->presentViewController(sheet, false);
+  // A first that goes takes along what it presents.
+  first->presentViewController(second, false);
   auto other = page("d");
   window->setRootViewController(other);
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{other->view()}));
+  EXPECT_EQ(window->subviews(), (Views{other->view()}));
 }
 
 TEST_F(ViewControllerTest, APageMayDismissItselfWhileItAppears) {
-  auto root = page("a"), sheet = page("b");
-  window->setRootViewController(root);
-  sheet->onWillAppear = [&] { sheet->dismissViewControllerAnimated(false); };
+  window->setRootViewController(first);
+  second->onWillAppear = [&] { second->dismissViewControllerAnimated(false); };
   int completions = 0;
-  root->presentViewController(sheet, true, [&] { ++completions; });
-  EXPECT_EQ(window->subviews(), (std::vector<std::shared_ptr<UIView>>{root->view()}));
-  EXPECT_EQ(root->presentedViewController(), nullptr);
+  first->presentViewController(second, true, [&] { ++completions; });
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
+  EXPECT_EQ(first->presentedViewController(), nullptr);
   EXPECT_EQ(completions, 1);
 }
 
