@@ -110,8 +110,6 @@ Page::~Page() {
   g_signal_handlers_disconnect_by_data(_view, this);
   for (const auto& handler : _handlers) g_signal_handlers_disconnect_by_data(_content, handler.get());
   _dialogs.clear();
-  // The engine would keep it for the next page. One that is still being launched is left to it.
-  if (_started) webkit_web_view_terminate_web_process(_view);
   g_object_unref(_view);
   g_object_unref(_content);
 }
@@ -268,7 +266,6 @@ void Page::evaluate(const std::string& script,
 void Page::loadChanged(WebKitLoadEvent event) {
   switch (event) {
     case WEBKIT_LOAD_STARTED:
-      _started = true;
       _failed = _crashed = false;
       // For the client it is one load still.
       if (!_retried.empty()) return;

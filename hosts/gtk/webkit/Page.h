@@ -56,7 +56,6 @@ class Page : public WidgetPage {
   std::string _shown;            ///< the address to go back to after a crash
   bool _failed = false;          ///< the load that is under way
   int _cancellations = 0;        ///< of the load that is under way
-  bool _started = false;         ///< a process has begun a load
   bool _crashed = false;
   double _pulled = 0;
 };
