@@ -31,7 +31,7 @@ TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
   engine->keepRecentDecisions(256);
   deliverInApp({campaign("1", "buy", {{"count", 2}}), campaign("2", "buy"),
                 campaign("3", "visit", {{"preEvent", {{"xwhat", "pay"}}}}),
-                campaign("4", "none", {{"count", 0}}),
+                campaign("4", "none", {{"count", 0}}), campaign("9", "none"),
                 campaign("5", "later", {{"startTime", "2026-03-10 12:00:01"}}),
                 campaign("6", "gone", {{"endTime", "2026-03-10 11:59:59"}}),
                 campaign("7", "close", {{"count", 2}}), campaign("8", "lost")});
@@ -46,7 +46,7 @@ TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
   receive("close");
   EXPECT_EQ(told(engine->recentDecisions()),
             (Lines{"buy 2: another window matched first", "buy 1: counted and handed to the screen",
-                   "visit 3: pre-condition not met", "visit -: no match", "none 4: count used up",
+                   "visit 3: pre-condition not met", "visit -: no match", "none 9: another window matched first", "none 4: count used up",
                    "later 5: before start", "gone 6: after end", "close 7: counted and handed to the screen",
                    "lost 8: no record", "unknown -: no match", "buy 2: another window matched first",
                    "buy 1: already shown in this run", "close 7: already shown in this run"}));
