@@ -13,6 +13,7 @@
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIControl.h"
 #include "UIKit/UIScreen.h"
+#include "support/ScratchFolder.h"
 
 namespace oq {
 namespace {
@@ -151,16 +152,14 @@ TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
 
 TEST(HeadlessHostTest, TheScreenIsWrittenAsAPicture) {
   HeadlessHost host;
-  char folder[] = "/tmp/oqsdk-headless-XXXXXX";
-  ASSERT_TRUE(mkdtemp(folder));
-  const auto file = std::filesystem::path(folder) / "screen.png";
+  const test::ScratchFolder folder;
+  const auto file = folder / "screen.png";
   EXPECT_TRUE(host.writePng(file));
   std::ifstream written(file, std::ios::binary);
   char magic[4] = {};
   written.read(magic, 4);
   EXPECT_EQ(std::string(magic + 1, 3), "PNG");
-  EXPECT_FALSE(host.writePng(std::filesystem::path(folder) / "missing" / "screen.png"));
-  std::filesystem::remove_all(folder);
+  EXPECT_FALSE(host.writePng(folder / "missing/screen.png"));
 }
 
 TEST(HeadlessHostTest, AnInactiveApplicationHasNoForegroundScene) {

@@ -19,6 +19,7 @@
 #include "Storage/OQDataArchiver.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "support/EngineTest.h"
+#include "support/ScratchFolder.h"
 
 namespace oq::test {
 namespace {
@@ -71,14 +72,7 @@ OQCampaignList::Windows campaignsWithCount(int count) {
 /// Lives that follow each other over the same files.
 class Lives {
  public:
-  explicit Lives(int count) : _count(count) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "oqsdk-kill-XXXXXX").string();
-    _folder = ::mkdtemp(pattern.data());
-  }
-  ~Lives() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_folder, ignored);
-  }
+  explicit Lives(int count) : _count(count) {}
 
   /// Kills the life some time after it has shown so many windows; true if it was killed before its end.
   bool run(int showings, int microseconds) {
@@ -87,7 +81,7 @@ class Lives {
     const pid_t child = ::fork();
     if (child == 0) {
       ::close(ends[0]);
-      live(_folder, ends[1], _count);
+      live(_folder.path(), ends[1], _count);
     }
     ::close(ends[1]);
     std::uint8_t id = 0;
@@ -107,7 +101,7 @@ class Lives {
 
   /// The counts that a next life would begin with.
   std::map<int, std::int64_t> counted() const {
-    setApplicationDataDirectory(_folder);
+    setApplicationDataDirectory(_folder.path());
     std::map<int, std::int64_t> counts;
     const auto nodes =
         OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName);
@@ -120,7 +114,7 @@ class Lives {
 
  private:
   const int _count;
-  std::filesystem::path _folder;
+  ScratchFolder _folder;
 };
 
 void killOverAndOver(int kills) {
