@@ -175,6 +175,8 @@ void Page::connectLoad() {
                      return static_cast<Page*>(self)->showDialog(dialog);
                    }),
                    this);
+  // A view may outlive its page for a moment: no dialog of the engine's own comes up then.
+  g_signal_connect(_view, "script-dialog", G_CALLBACK(refuse), nullptr);
 }
 
 /// What would lead out of the page: to files, to the user's other windows, to the keyring.
@@ -365,7 +367,9 @@ bool Page::decideResponse(WebKitResponsePolicyDecision* decision) {
   return true;
 }
 
-/// A dialog that is held stays unanswered; the last reference to it answers.
+/// A dialog that is held stays unanswered; the last reference to it answers. It is never closed by hand: closed
+/// while the engine still tells of it, as for a view whose delegate has gone, it is no more when the engine lets
+/// go of it, and the host dies.
 bool Page::showDialog(WebKitScriptDialog* dialog) {
   const WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
   if (type == WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM) {
@@ -392,7 +396,6 @@ bool Page::showDialog(WebKitScriptDialog* dialog) {
     if (type == WEBKIT_SCRIPT_DIALOG_PROMPT && text)
       webkit_script_dialog_prompt_set_text(open.get(), text->c_str());
     std::erase(_dialogs, open);
-    webkit_script_dialog_close(open.get());
   };
   _client.pageAsks(std::move(panel));
   return true;
