@@ -40,6 +40,7 @@ class Fixture {
         {"window", [this](auto& in) { popWindow(in); }},
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
+        {"focus", [this](auto&) { tellFocus(); }},
         {"quit", [](auto&) { Gio::Application::get_default()->quit(); }},
     };
   }
@@ -49,7 +50,7 @@ class Fixture {
     _window->set_decorated(false);
     _window->set_default_size(400, 700);
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
-    auto* entry = Gtk::make_managed<Gtk::Entry>();
+    auto* entry = _entry = Gtk::make_managed<Gtk::Entry>();
     entry->signal_changed().connect([entry] { say("entry " + entry->get_text()); });
     auto* button = Gtk::make_managed<Gtk::Button>("host");
     button->set_vexpand();
@@ -131,6 +132,11 @@ class Fixture {
     say(text.str());
   }
 
+  void tellFocus() {
+    auto* focus = _window->get_focus();
+    say(focus && focus->is_ancestor(*_entry) ? "focus host" : "focus elsewhere");
+  }
+
   /// A view above whatever is open.
   void cover() {
     _cover = oq::makeMainObject<oq::UIView>(oq::CGRectMake(100, 300, 200, 100));
@@ -163,6 +169,7 @@ class Fixture {
     if (line != _told) say(_told = line);
   }
 
+  Gtk::Entry* _entry = nullptr;
   const std::string _dataFolder;
   std::string _told = "page none";
   std::weak_ptr<oq::OQWebController> _last;
