@@ -36,11 +36,8 @@ std::string textIn(GVariant* options, const char* key) {
 
 PortalStandIn::PortalStandIn(Manners manners)
     : _manners(std::move(manners)),
-      _bus(g_test_dbus_new(G_TEST_DBUS_NONE)),
       _context(g_main_context_new()),
       _loop(g_main_loop_new(_context, FALSE)) {
-  g_test_dbus_up(_bus);
-  _address = g_test_dbus_get_bus_address(_bus);
   _thread = std::thread([this] { run(); });
   std::unique_lock lock(_mutex);
   _changed.wait(lock, [this] { return _isUp; });
@@ -60,8 +57,6 @@ PortalStandIn::~PortalStandIn() {
   _thread.join();
   g_main_loop_unref(_loop);
   g_main_context_unref(_context);
-  g_test_dbus_down(_bus);
-  g_object_unref(_bus);
 }
 
 std::vector<PortalStandIn::Mail> PortalStandIn::mails() const {
@@ -79,7 +74,7 @@ void PortalStandIn::run() {
   const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
   GDBusConnection* bus =
-      g_dbus_connection_new_for_address_sync(_address.c_str(), flags, nullptr, nullptr, nullptr);
+      g_dbus_connection_new_for_address_sync(_bus.address().c_str(), flags, nullptr, nullptr, nullptr);
   g_dbus_connection_set_exit_on_close(bus, FALSE);
   GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(interfaces, nullptr);
   _request = node->interfaces[1];

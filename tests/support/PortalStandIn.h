@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/PrivateBus.h"
+
 namespace oq::test {
 
 /// A session bus of the test's own, where DBUS_SESSION_BUS_ADDRESS says, and on it a stand-in for the
@@ -59,8 +61,7 @@ class PortalStandIn {
                             gpointer);
 
   const Manners _manners;
-  GTestDBus* _bus;
-  std::string _address;
+  PrivateBus _bus;
   GMainContext* _context;
   GMainLoop* _loop;
   GDBusInterfaceInfo* _request = nullptr;

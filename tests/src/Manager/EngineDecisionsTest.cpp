@@ -68,12 +68,13 @@ TEST(DecisionLog, KeepsTheNewest) {
     log.record(OQDecision::NoMatch, &event);
   }
   EXPECT_EQ(told(log.entries()), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
-  event.setXwhat(Value(std::string(94, 'x') + "键"));  // the cut would fall into the last character
+  const std::string longest(94, 'x');
+  event.setXwhat(Value(longest + "键"));  // the cut would fall into the last character
   log.record(OQDecision::Waiting, &event);
   event.setXwhat(Value(5));
   log.record(OQDecision::Waiting, &event);
   log.record(OQDecision::Shown, nullptr, std::make_shared<OQWindowData>());
-  EXPECT_EQ(told(log.entries()), (Lines{std::string(94, 'x') + " -: waiting", "- -: waiting",
+  EXPECT_EQ(told(log.entries()), (Lines{longest + " -: waiting", "- -: waiting",
                                         "- -: counted and handed to the screen"}));
   log.setCapacity(0);
   log.record(OQDecision::Waiting, &event);
