@@ -478,6 +478,15 @@ class WebPages(unittest.TestCase):
             tool.write_text("#!/bin/sh\nexit 0\n")
             fixture.jump(self.url("/one"), title="One 一")
 
+            # With the library's second version beside it, the engine's own ends the process.
+            library = f"{folder}/libsoup-stand-in.so"
+            subprocess.run(["c++", "-shared", "-x", "c++", "-", "-o", library], check=True,
+                           input=b'extern "C" void soup_uri_new() {}')
+            fixture = self.start(LD_PRELOAD=library)
+            fixture.jump(self.url("/one"), reload=True, hidden=True)
+            fixture.await_log("libsoup 2")
+            self.assertNotIn("libwebkitgtk", pathlib.Path(f"/proc/{fixture.process.pid}/maps").read_text())
+
 
 def sandbox_works():
     try:
