@@ -26,9 +26,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// What a link leads to is no log of ours, whatever the link is called.
 std::vector<fs::path> logFilesIn(const fs::path& folder) {
   auto files = enumerateDirectory(folder);
-  std::erase_if(files, [](const fs::path& file) { return file.extension() != ".log"; });
+  std::erase_if(files, [&](const fs::path& file) {
+    std::error_code gone;
+    return file.extension() != ".log" || !fs::is_regular_file(fs::symlink_status(folder / file, gone));
+  });
   return files;
 }
 
