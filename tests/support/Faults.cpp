@@ -1,3 +1,7 @@
+// Not under ThreadSanitizer: it leaves the calls of libraries alone that were not built for it, but a stand-in's call
+// would be none of theirs, and it would see half of what they do with a descriptor.
+#ifndef __SANITIZE_THREAD__
+
 #include "support/Faults.h"
 
 #include <dlfcn.h>
@@ -78,9 +82,6 @@ using namespace oq::test;
 #define STAND_IN extern "C" __attribute__((visibility("default")))
 #define REAL(name) static auto* const real = next(#name, &::name)
 
-// Under ThreadSanitizer files open as ever: it leaves GLib's calls alone, but a stand-in's call would be none
-// of GLib's, and it would see a descriptor opened that it never sees closed.
-#ifndef __SANITIZE_THREAD__
 #define STAND_IN_FOR_OPEN(name)                               \
   STAND_IN int name(const char* path, int flags, ...) {       \
     REAL(name);                                               \
@@ -104,7 +105,6 @@ STAND_IN_FOR_OPEN(open64)
   }
 STAND_IN_FOR_OPENAT(openat)
 STAND_IN_FOR_OPENAT(openat64)
-#endif
 
 STAND_IN ssize_t write(int file, const void* bytes, size_t count) {
   REAL(write);
@@ -147,7 +147,7 @@ STAND_IN_FOR(fchmod, int, mode_t)
 STAND_IN_FOR(ftruncate, int, off_t)
 STAND_IN_FOR(ftruncate64, int, off64_t)
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef __SANITIZE_ADDRESS__
 
 void* operator new(std::size_t size) {
   ++threadAllocations;
@@ -161,5 +161,7 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
+
+#endif
 
 #endif

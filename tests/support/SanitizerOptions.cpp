@@ -28,6 +28,7 @@ SANITIZER_HOOK __tsan_default_options() {
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
          "called_from_lib:libcpp-httplib.so\n"
+         "called_from_lib:libcairo.so.2\n"
          "called_from_lib:libfontconfig.so.1\n"
          "called_from_lib:libharfbuzz.so.0\n";
 }
