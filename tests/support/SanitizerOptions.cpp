@@ -24,12 +24,13 @@ SANITIZER_HOOK __tsan_default_options() {
   return "halt_on_error=1";
 }
 
-// These are not built for the sanitizer: what they do between their own locks and threads is not seen. Cairo's locks
-// are: it lends them to others. It calls nothing of ours.
+// These are not built for the sanitizer: what they do between their own locks and threads is not seen. The locks of
+// cairo and OpenSSL are, since others count on them; they call nothing of ours.
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
          "called_from_lib:libcpp-httplib.so\n"
          "race:libcairo.so.2\n"
+         "race:libcrypto.so.3\n"
          "called_from_lib:libfontconfig.so.1\n"
          "called_from_lib:libharfbuzz.so.0\n";
 }
