@@ -129,8 +129,10 @@ void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url,
 
 Value OQSDKManager::diagnostics() const {
   Array windows, subscriptions;
+  // Held for as long as they are walked: another list may take their place.
+  const auto inApp = inAppDataArray(), subscribed = subscribeDataArray();
   const auto records = recordTree();
-  for (const auto& window : *inAppDataArray()) {
+  for (const auto& window : *inApp) {
     const auto record = records->findTreeNodeById(integerValue(window->windowId()));
     windows.push_back({{"windowId", window->windowId()},
                        {"event", nameOf(window->event())},
@@ -140,7 +142,7 @@ Value OQSDKManager::diagnostics() const {
                        {"startTime", window->startTime()},
                        {"endTime", window->endTime()}});
   }
-  for (const auto& window : *subscribeDataArray())
+  for (const auto& window : *subscribed)
     subscriptions.push_back({{"windowId", window->windowId()}, {"event", nameOf(window->event())}});
   const Session session = _session();
   return {{"environment", getEnvironment()},

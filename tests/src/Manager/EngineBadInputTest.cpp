@@ -67,7 +67,8 @@ TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
   // What was taken in is what the next run begins with.
   const auto ids = [&] {
     std::vector<std::pair<Value, std::int64_t>> found;
-    for (const auto& window : *engine->inAppDataArray())
+    const auto windows = engine->inAppDataArray();
+    for (const auto& window : *windows)
       found.emplace_back(window->windowId(), window->count());
     return found;
   };

@@ -127,7 +127,7 @@ TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) 
     while (running > 0) {
       engine->getInAppList();
       engine->getSubscribeList();
-      (void)engine->recentDecisions();
+      (void)engine->diagnostics();
       settle();
     }
     for (std::thread& worker : workers) worker.join();
