@@ -14,6 +14,8 @@ presets=("$@")
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 passed=0 failed=0 skipped=0 complete=true
+failures=$(mktemp)
+trap 'rm -f "$failures"' EXIT
 for preset in "${presets[@]}"; do
   echo "== $preset: build"
   if [[ $preset == fuzz ]]; then
@@ -34,17 +36,12 @@ for preset in "${presets[@]}"; do
   # A test whose program is missing stands in the report as skipped; ctest itself knows better.
   ctest --preset "$preset" -j 2 --output-junit "tests.xml" || complete=false
   [[ -s $report ]] || { echo "no test report from $preset" >&2; exit 1; }
-  read -r ran broken left_out < <(python3 - "$report" <<'P'
-import sys, xml.etree.ElementTree as tree
-suite = tree.parse(sys.argv[1]).getroot()
-count = lambda name: int(suite.get(name) or 0)
-print(count("tests"), count("failures") + count("errors"), count("skipped") + count("disabled"))
-P
-)
+  read -r ran broken left_out < <(python3 scripts/test-report.py "$report" "$preset" "$failures")
   passed=$((passed + ran - broken - left_out)) failed=$((failed + broken)) skipped=$((skipped + left_out))
   [[ $ran -gt 0 ]] || { echo "$preset ran no test" >&2; exit 1; }
 done
 
+[[ ! -s $failures ]] || cat "$failures"
 [[ $skipped -eq 0 ]] || echo "$skipped skipped"
 echo "$passed passed, $failed failed"
 [[ $failed -eq 0 && $complete == true ]]
