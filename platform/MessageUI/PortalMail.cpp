@@ -10,6 +10,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/GLibReference.h"
 #include "Foundation/SessionBus.h"
 
 namespace oq {
@@ -24,36 +25,10 @@ constexpr int kShortWait = 2000;            // milliseconds
 constexpr int kComposeWait = 25000;         // milliseconds, until the portal has taken the call
 constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
 
-template <class T>
-struct Unref {
-  void operator()(T* object) const { g_object_unref(object); }
-};
-template <class T>
-using Ref = std::unique_ptr<T, Unref<T>>;
-
-struct UnrefVariant {
-  void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
-
-/// Freed with its owner.
-class Failure {
- public:
-  ~Failure() { g_clear_error(&_error); }
-  GError** out() { return &_error; }
-  bool isCancelled() const { return g_error_matches(_error, G_IO_ERROR, G_IO_ERROR_CANCELLED); }
-  /// The portal itself has said no.
-  bool isRefusal() const {
-    char* name = _error ? g_dbus_error_get_remote_error(_error) : nullptr;
-    const bool refuses = name && g_str_has_prefix(name, "org.freedesktop.portal.Error.");
-    g_free(name);
-    return refuses;
-  }
-  Error error() const { return {MailErrorDomain, _error ? _error->code : 0, _error ? _error->message : ""}; }
-
- private:
-  GError* _error = nullptr;
-};
+/// The portal itself has said no.
+bool isRefusal(const Failure& failure) {
+  return failure.remoteName().starts_with("org.freedesktop.portal.Error.");
+}
 
 constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(
     G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
@@ -156,7 +131,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     const std::string token = "oqsdk" + std::to_string(g_random_int()) + "_" + std::to_string(++requests);
     // Listening begins before the call: the answer may be there before the call's return.
     listenTo(expectedHandle(token));
-    const Ref<GUnixFDList> files(g_unix_fd_list_new());
+    const ObjectRef<GUnixFDList> files(g_unix_fd_list_new());
     GVariant* options = optionsFor(token, version, files.get());
     g_dbus_connection_call_with_unix_fd_list(_connection.get(), kPortal, kObject, kEmail, "ComposeEmail",
                                              g_variant_new("(s@a{sv})", "", options), G_VARIANT_TYPE("(o)"),
@@ -218,8 +193,8 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       const char* handle = nullptr;
       g_variant_get(answer.get(), "(&o)", &handle);
       if (self->_completion) self->listenTo(handle);
-    } else if (failure.isRefusal()) {
-      self->end(MailOutcome::Failed, failure.error());
+    } else if (isRefusal(failure)) {
+      self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
     } else {
       self->end(MailOutcome::Unreachable);
     }
@@ -266,8 +241,8 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   const MailMessage _message;
   MailCompletion _completion;  ///< empty once it has been called or given up
   std::vector<FileDescriptor> _files;
-  const Ref<GCancellable> _cancellable;
-  Ref<GDBusConnection> _connection;
+  const ObjectRef<GCancellable> _cancellable;
+  ObjectRef<GDBusConnection> _connection;
   gulong _closed = 0;
   guint _subscription = 0;
   std::string _handle;
@@ -279,7 +254,7 @@ bool PortalMail::isAvailable() {
   const std::string address = sessionBusAddress();
   if (address.empty()) return false;
   Failure failure;
-  const Ref<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
+  const ObjectRef<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
       address.c_str(), kConnectionFlags, nullptr, nullptr, failure.out()));
   if (!connection) return false;
   g_dbus_connection_set_exit_on_close(connection.get(), FALSE);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/GLibReference.h"
 
 namespace oq {
 namespace {
@@ -62,11 +63,10 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
     command.add(mailtoAddress(message.recipients));
     constexpr auto silent =
         static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_SILENCE);
-    GSubprocess* process = g_subprocess_newv(command.argv(), silent, nullptr);
+    const ObjectRef<GSubprocess> process(g_subprocess_newv(command.argv(), silent, nullptr));
     if (!process) return end(MailOutcome::Unreachable);
-    g_subprocess_wait_check_async(process, nullptr, &Run::ended,
+    g_subprocess_wait_check_async(process.get(), nullptr, &Run::ended,
                                   new std::shared_ptr<Run>(shared_from_this()));
-    g_object_unref(process);
     DispatchQueue::main().after(kLongEnough, [weak = weak_from_this()] {
       if (auto run = weak.lock()) run->end(MailOutcome::HandedOver);
     });
@@ -77,12 +77,10 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
  private:
   static void ended(GObject* process, GAsyncResult* result, gpointer held) {
     const std::unique_ptr<std::shared_ptr<Run>> self(static_cast<std::shared_ptr<Run>*>(held));
-    GError* failure = nullptr;
-    if (g_subprocess_wait_check_finish(G_SUBPROCESS(process), result, &failure))
+    Failure failure;
+    if (g_subprocess_wait_check_finish(G_SUBPROCESS(process), result, failure.out()))
       return (*self)->end(MailOutcome::HandedOver);
-    const Error error{MailErrorDomain, failure->code, failure->message};
-    g_error_free(failure);
-    (*self)->end(MailOutcome::Failed, error);
+    (*self)->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
   }
 
   void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
@@ -100,11 +98,9 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
 
 bool XdgEmail::isAvailable() {
   char* program = g_find_program_in_path(kProgram);
-  GAppInfo* mailProgram = program ? g_app_info_get_default_for_uri_scheme("mailto") : nullptr;
+  const ObjectRef<GAppInfo> mailProgram(program ? g_app_info_get_default_for_uri_scheme("mailto") : nullptr);
   g_free(program);
-  if (!mailProgram) return false;
-  g_object_unref(mailProgram);
-  return true;
+  return mailProgram != nullptr;
 }
 
 std::shared_ptr<MailComposition> XdgEmail::compose(const MailMessage& message,

@@ -16,26 +16,10 @@ constexpr const char* SchemaName = "oqsdk.GenericPassword";
 constexpr const char* ApplicationKey = "application";
 constexpr int CallMilliseconds = 2000;
 
-struct UnrefVariant {
-  void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
-
-/// The failure of a call, freed with its owner.
-class Failure {
- public:
-  ~Failure() { g_clear_error(&_error); }
-  GError** out() { return &_error; }
-  OSStatus status() const {
-    char* name = _error ? g_dbus_error_get_remote_error(_error) : nullptr;
-    bool isLocked = g_strcmp0(name, "org.freedesktop.Secret.Error.IsLocked") == 0;
-    g_free(name);
-    return isLocked ? errSecInteractionNotAllowed : errSecNotAvailable;
-  }
-
- private:
-  GError* _error = nullptr;
-};
+OSStatus statusOf(const Failure& failure) {
+  const bool isLocked = failure.remoteName() == "org.freedesktop.Secret.Error.IsLocked";
+  return isLocked ? errSecInteractionNotAllowed : errSecNotAvailable;
+}
 
 using Table = std::unique_ptr<GHashTable, void (*)(GHashTable*)>;
 
@@ -151,7 +135,7 @@ OSStatus SecretSession::items(std::vector<Item>& items) const {
   Failure failure;
   GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::SearchAll,
                                   _cancellable, failure.out());
-  if (*failure.out()) return failure.status();
+  if (failure) return statusOf(failure);
   for (GList* link = found; link; link = link->next) {
     Item item{ObjectRef<SecretItemProxy>(static_cast<SecretItemProxy*>(link->data)), {}};
     Table attributes(_library->itemAttributes(item.proxy.get()), g_hash_table_unref);
@@ -164,7 +148,7 @@ OSStatus SecretSession::items(std::vector<Item>& items) const {
 
 OSStatus SecretSession::data(const Item& item, Data& data) const {
   Failure failure;
-  if (!_library->loadSecret(item.proxy.get(), _cancellable, failure.out())) return failure.status();
+  if (!_library->loadSecret(item.proxy.get(), _cancellable, failure.out())) return statusOf(failure);
   SecretRef secret(_library->itemSecret(item.proxy.get()), _library->unrefBytes);
   // An item can be locked by itself.
   if (!secret) return errSecInteractionNotAllowed;
@@ -189,14 +173,14 @@ OSStatus SecretSession::setData(const Item& item, const Data& data) const {
   Failure failure;
   SecretRef secret = secretOf(*_library, data);
   bool done = _library->setSecret(item.proxy.get(), secret.get(), _cancellable, failure.out());
-  return done ? errSecSuccess : failure.status();
+  return done ? errSecSuccess : statusOf(failure);
 }
 
 OSStatus SecretSession::setAttributes(const Item& item, const KeychainAttributes& attributes) const {
   Failure failure;
   bool done = _library->setAttributes(item.proxy.get(), nullptr, tableOf(attributes).get(), _cancellable,
                                       failure.out());
-  return done ? errSecSuccess : failure.status();
+  return done ? errSecSuccess : statusOf(failure);
 }
 
 OSStatus SecretSession::remove(const Item& item) const {
@@ -211,7 +195,7 @@ OSStatus SecretSession::call(void* proxy, const char* method, GVariant* paramete
   VariantRef answer(g_dbus_proxy_call_sync(static_cast<GDBusProxy*>(proxy), method, parameters,
                                            G_DBUS_CALL_FLAGS_NO_AUTO_START, CallMilliseconds, _cancellable,
                                            failure.out()));
-  if (!answer) return failure.status();
+  if (!answer) return statusOf(failure);
   if (!g_variant_is_of_type(answer.get(), G_VARIANT_TYPE(answerType))) return errSecNotAvailable;
   // The prompt is the last of the values; "/" stands for none.
   VariantRef prompt(g_variant_get_child_value(answer.get(), g_variant_n_children(answer.get()) - 1));

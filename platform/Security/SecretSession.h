@@ -1,20 +1,13 @@
 #pragma once
 
-#include <gio/gio.h>
-
 #include <memory>
 #include <vector>
 
+#include "Foundation/GLibReference.h"
 #include "Security/KeychainStore.h"
 #include "Security/LibSecret.h"
 
 namespace oq {
-
-struct UnrefObject {
-  void operator()(void* object) const { g_object_unref(object); }
-};
-template <class T>
-using ObjectRef = std::unique_ptr<T, UnrefObject>;
 
 /// One conversation with a running Secret Service about this application's items in the default collection,
 /// on a bus connection of its own: the shared one would end the process when the bus goes away. Nothing here

@@ -4,17 +4,11 @@
 #include <memory>
 #include <string>
 
+#include "Foundation/GLibReference.h"
+
 namespace oq::gtk {
 
 namespace {
-
-struct Unref {
-  void operator()(gpointer object) const {
-    if (object) g_object_unref(object);
-  }
-};
-template <class T>
-using Reference = std::unique_ptr<T, Unref>;
 
 void cancelDownload(WebKitNetworkSession*, WebKitDownload* download, gpointer) {
   webkit_download_cancel(download);
@@ -44,10 +38,10 @@ WebKitNetworkSession* networkSession(const char* folder) {
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address) {
   const char* file = std::getenv("SSL_CERT_FILE");
   if (!file || !*file || !certificate) return false;
-  const Reference<GTlsDatabase> authorities(g_tls_file_database_new(file, nullptr));
+  const ObjectRef<GTlsDatabase> authorities(g_tls_file_database_new(file, nullptr));
   g_autoptr(GUri) uri = g_uri_parse(address, G_URI_FLAGS_NONE, nullptr);
   if (!authorities || !uri || !g_uri_get_host(uri)) return false;
-  const Reference<GSocketConnectable> identity(g_network_address_new(g_uri_get_host(uri), 443));
+  const ObjectRef<GSocketConnectable> identity(g_network_address_new(g_uri_get_host(uri), 443));
   g_autoptr(GError) error = nullptr;
   const GTlsCertificateFlags flags =
       g_tls_database_verify_chain(authorities.get(), certificate, G_TLS_DATABASE_PURPOSE_AUTHENTICATE_SERVER,
