@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "UIKit/TextLayout.h"
+#include "support/PngData.h"
 
 namespace oq::gallery {
 
@@ -114,15 +115,7 @@ Data png(int width, int height, double drawnWidth, double drawnHeight, void (*dr
   cairo_scale(cr, width / drawnWidth, height / drawnHeight);
   draw(cr);
   cairo_destroy(cr);
-  Data data;
-  auto append = [](void* to, const unsigned char* bytes, unsigned length) {
-    auto& target = *static_cast<Data*>(to);
-    target.insert(target.end(), bytes, bytes + length);
-    return CAIRO_STATUS_SUCCESS;
-  };
-  cairo_surface_write_to_png_stream(surface, append, &data);
-  cairo_surface_destroy(surface);
-  return data;
+  return test::pngData(surface);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "UIKit/UIImageView.h"
 #include "UIKit/UITouch.h"
 #include "oqsdk/headless/HeadlessHost.h"
+#include "support/PngData.h"
 #include "support/ScratchFolder.h"
 
 namespace oq {
@@ -34,16 +35,7 @@ cairo_surface_t* makePicture(int width, int height) {
 }
 
 Data pngOf(int width, int height) {
-  Data data;
-  cairo_surface_t* surface = makePicture(width, height);
-  auto append = [](void* to, const unsigned char* bytes, unsigned length) {
-    auto& target = *static_cast<Data*>(to);
-    target.insert(target.end(), bytes, bytes + length);
-    return CAIRO_STATUS_SUCCESS;
-  };
-  cairo_surface_write_to_png_stream(surface, append, &data);
-  cairo_surface_destroy(surface);
-  return data;
+  return test::pngData(makePicture(width, height));
 }
 
 /// A JPEG that is red at the left, green at the right, and says how it was held.

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cairo.h>
+
+#include "Foundation/Data.h"
+
+namespace oq::test {
+
+/// The surface as the bytes of a PNG file. Takes the surface.
+inline Data pngData(cairo_surface_t* surface) {
+  Data data;
+  auto append = [](void* to, const unsigned char* bytes, unsigned length) {
+    auto& target = *static_cast<Data*>(to);
+    target.insert(target.end(), bytes, bytes + length);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  cairo_surface_write_to_png_stream(surface, append, &data);
+  cairo_surface_destroy(surface);
+  return data;
+}
+
+}  // namespace oq::test
