@@ -1,12 +1,10 @@
 #include <gtk/gtk.h>
 #include <gtkmm.h>
 
-#include <functional>
-#include <iostream>
-#include <map>
 #include <memory>
 #include <sstream>
 
+#include "CommandFixture.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UILabel.h"
@@ -19,10 +17,6 @@
 /// end.
 
 namespace {
-
-void say(const std::string& line) {
-  std::cout << line << std::endl;
-}
 
 /// A message with what `style` shows of it; `repeats` of its text.
 std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
@@ -81,10 +75,10 @@ class Talker : public oq::UIView {
   std::string _name;
 };
 
-class Fixture {
+class Fixture : public CommandFixture {
  public:
   Fixture(int width, int height, bool ownOverlay) : _width(width), _height(height), _ownOverlay(ownOverlay) {
-    _commands = {
+    takeCommands({
         {"view", [this](auto& in) { addView(in); }},
         {"text", [this](auto&) { addText(); }},
         {"pop", [this](auto& in) { pop(in); }},
@@ -106,11 +100,10 @@ class Fixture {
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [this](auto&) { tellState(); }},
-        {"quit", [](auto&) { Gio::Application::get_default()->quit(); }},
-    };
+    });
   }
 
-  void open() {
+  void open() override {
     _window = new Gtk::Window;
     _window->set_decorated(false);
     _window->set_default_size(_width, _height);
@@ -129,16 +122,6 @@ class Fixture {
     }
     _window->signal_map().connect([this] { watchFrames(); });
     _window->present();
-  }
-
-  bool obey() {
-    std::string line, word;
-    if (!std::getline(std::cin, line)) return Gio::Application::get_default()->quit(), false;
-    std::istringstream in(line);
-    in >> word;
-    if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
-    say("did " + line);
-    return true;
   }
 
  private:
@@ -257,7 +240,6 @@ class Fixture {
   int _frames = 0;
   Gtk::Window* _window = nullptr;
   std::shared_ptr<oq::UIView> _view;
-  std::map<std::string, std::function<void(std::istream&)>> _commands;
 };
 
 }  // namespace
@@ -265,16 +247,5 @@ class Fixture {
 int main(int argc, char** argv) {
   int width = argc > 1 ? std::atoi(argv[1]) : 400, height = argc > 2 ? std::atoi(argv[2]) : 700;
   bool ownOverlay = argc > 3 && std::string(argv[3]) == "overlay";
-  auto application = Gtk::Application::create("com.example.fixture", Gio::Application::Flags::NON_UNIQUE);
-  auto fixture = std::make_unique<Fixture>(width, height, ownOverlay);
-  application->signal_activate().connect([&] {
-    application->hold();
-    fixture->open();
-    Glib::signal_io().connect([&](Glib::IOCondition) { return fixture->obey(); }, 0,
-                              Glib::IOCondition::IO_IN | Glib::IOCondition::IO_HUP);
-  });
-  application->run();
-  fixture.reset();
-  say("left");
-  return 0;
+  return runFixture("com.example.fixture", std::make_unique<Fixture>(width, height, ownOverlay));
 }

@@ -20,7 +20,7 @@ class Display:
     def __enter__(self):
         reader, writer = os.pipe()
         self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1400x1000x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1400x1000x24", "-nolisten", "tcp", "-noreset"],
             pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
         with os.fdopen(reader) as told:
@@ -128,11 +128,12 @@ def pixel(x, y):
                                 stdout=subprocess.PIPE).stdout)
 
 
-def await_pixel(x, y, colour):
+def await_pixel(x, y, colour, gone=False):
+    """Until the pixel has the colour; with `gone`, until it has another one."""
     deadline = time.monotonic() + WAIT
-    while (seen := pixel(x, y)) != colour:
+    while ((seen := pixel(x, y)) == colour) == gone:
         if time.monotonic() > deadline:
-            raise AssertionError(f"{seen} instead of {colour} at {x},{y}")
+            raise AssertionError(f"{seen}{'' if gone else f' instead of {colour}'} at {x},{y}")
         time.sleep(0.02)
 
 

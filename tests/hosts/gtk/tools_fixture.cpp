@@ -1,8 +1,6 @@
-#include <gtkmm.h>
-
-#include <iostream>
-
+#include "CommandFixture.h"
 #include "Manager/OQSDKManager.h"
+#include "UIKit/Animation.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 
@@ -11,49 +9,61 @@
 
 namespace {
 
-void say(const std::string& line) {
-  std::cout << line << std::endl;
-}
-
-bool tellEnvironment() {
-  static std::uint64_t last = 0;
-  const std::uint64_t now = oq::OQSDKManager::getEnvironment();
-  if (now != last) say("environment " + std::to_string(last = now));
-  return true;
-}
-
 void tapped(std::int64_t index) {
   say("tapped " + std::to_string(index));
   if (index == 1) oq::OQSDKManager::sharedManager().changeEnvironment();
   if (index == 2) oq::OQDiagnosticsPanel::show();
 }
 
+class Fixture : public CommandFixture {
+ public:
+  Fixture(int width, int height) : _width(width), _height(height) {
+    takeCommands({{"ball", [](auto&) { showBall(); }}, {"rest", [](auto&) { tellRest(); }}});
+  }
+
+  void open() override {
+    auto* window = new Gtk::Window;
+    window->set_default_size(_width, _height);
+    auto* button = Gtk::make_managed<Gtk::Button>("the host's");
+    button->signal_clicked().connect([] { say("host clicked"); });
+    window->set_child(*button);
+    oq::gtk::attach(*window);
+    // The login comes to nothing, since nobody listens.
+    oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
+    window->signal_map().connect([] { say("mapped"); });
+    Glib::signal_timeout().connect([this] { return tellEnvironment(), true; }, 20);
+    window->present();
+  }
+
+ private:
+  static void showBall() {
+    oq::OQFloatingBall::show();
+    oq::OQFloatingBall::setFloatingBtnClickedCallback(tapped);
+  }
+
+  /// "at rest", once nothing moves and what follows a motion has been done: until then touches reach nothing.
+  static void tellRest() {
+    Glib::signal_timeout().connect(
+        [quiet = 0]() mutable {
+          quiet = oq::AnimationEngine::shared().isRunning() ? 0 : quiet + 1;
+          if (quiet == 3) say("at rest");
+          return quiet < 3;
+        },
+        10);
+  }
+
+  void tellEnvironment() {
+    const std::uint64_t now = oq::OQSDKManager::getEnvironment();
+    if (now != _environment) say("environment " + std::to_string(_environment = now));
+  }
+
+  const int _width, _height;
+  std::uint64_t _environment = 0;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 3) return 2;
-  auto application = Gtk::Application::create("com.example.tools", Gio::Application::Flags::NON_UNIQUE);
-  application->signal_activate().connect([&] {
-    auto* window = Gtk::make_managed<Gtk::ApplicationWindow>();
-    window->set_default_size(std::atoi(argv[1]), std::atoi(argv[2]));
-    auto* button = Gtk::make_managed<Gtk::Button>("the host's");
-    button->signal_clicked().connect([] { say("host clicked"); });
-    window->set_child(*button);
-    application->add_window(*window);
-    oq::gtk::attach(*window);
-    // The login comes to nothing, since nobody listens.
-    oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
-    window->signal_map().connect([] {
-      Glib::signal_timeout().connect_once(
-          [] {
-            oq::OQFloatingBall::show();
-            oq::OQFloatingBall::setFloatingBtnClickedCallback(tapped);
-            say("ready");
-          },
-          200);
-    });
-    Glib::signal_timeout().connect(&tellEnvironment, 20);
-    window->present();
-  });
-  return application->run();
+  return runFixture("com.example.tools", std::make_unique<Fixture>(std::atoi(argv[1]), std::atoi(argv[2])));
 }

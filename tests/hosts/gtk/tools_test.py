@@ -2,20 +2,13 @@
 """Drives the ball of tools, the alert and the diagnostics with a real pointer and keyboard: tools_test.py FIXTURE."""
 
 import sys
-import time
 import unittest
 
 import gtk_test
-from gtk_test import Display, Fixture, await_pixel, click, pixel, pointer
+from gtk_test import Display, Fixture, await_pixel, click, pointer
 
 RED, GREEN, WHITE = (255, 0, 0), (0, 255, 0), (255, 255, 255)
 FAN = 84.8528137423857
-
-
-def await_fan(x, y):
-    """Until a button of the fan lies there and takes touches: it takes none while it moves, for a quarter of a second."""
-    await_pixel(round(x), y - 25, GREEN)
-    time.sleep(0.5)
 
 
 class Tools(unittest.TestCase):
@@ -24,8 +17,17 @@ class Tools(unittest.TestCase):
         fixture = Fixture(width, height)
         self.addCleanup(fixture.close)
         self.addCleanup(fixture.process.kill)
-        fixture.await_line("ready")
+        fixture.await_line("mapped")
+        fixture.do("ball")
         return fixture
+
+    def await_rest(self, fixture, x, y, colour, gone=False):
+        """Until that is to be seen there, or gone, and nothing moves any more: what moves takes no touches."""
+        await_pixel(x, y, colour, gone)
+        fixture.do_until("rest", "at rest")
+
+    def await_fan(self, fixture, x, y):
+        self.await_rest(fixture, round(x), y - 25, GREEN)
 
     def test_the_ball_on_two_screens(self):
         # A wide window has an upright screen of 371 points in its middle.
@@ -33,25 +35,23 @@ class Tools(unittest.TestCase):
             with self.subTest(width):
                 fixture = self.start(width, height)
                 x, y = left + screen - 30, 330
-                await_pixel(x, y - 25, RED)
+                self.await_rest(fixture, x, y - 25, RED)
                 click(x, y)
                 for dx, dy in ((-60, -60), (-FAN, 0), (-60, 60)):
-                    await_fan(x + dx, y + dy)
+                    self.await_fan(fixture, x + dx, y + dy)
                 click(x - 60, y - 60)
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 0"])
-                # Folded, which takes a quarter of a second, its place is the host's again.
-                while pixel(round(x - 60), y - 85) == GREEN:
-                    pass
-                time.sleep(0.3)
+                # Folded, its place is the host's again.
+                self.await_rest(fixture, x - 60, y - 85, GREEN, gone=True)
                 click(x - 60, y - 60)
                 self.assertEqual(fixture.await_line("host"), ["host clicked"])
 
                 pointer("mousemove", x, y, "mousedown", 1, "mousemove", left + 200, 400, "mousemove", left + 100, 450,
                         "mouseup", 1)
                 x, y = left + 30, 450
-                await_pixel(x - 29, y, RED)  # at the very edge
+                self.await_rest(fixture, x - 29, y, RED)  # at the very edge
                 click(x, y)
-                await_fan(x + FAN, y)
+                self.await_fan(fixture, x + FAN, y)
                 click(x + 60, y + 60)
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 2"])
                 fixture.process.kill()
@@ -61,12 +61,12 @@ class Tools(unittest.TestCase):
         fixture = self.start(400, 700)
 
         def ask():
-            await_pixel(370, 305, RED)
+            self.await_rest(fixture, 370, 305, RED)
             click(370, 330)
-            await_fan(370 - FAN, 330)
+            self.await_fan(fixture, 370 - FAN, 330)
             click(round(370 - FAN), 330)
             self.assertEqual(fixture.await_line("tapped"), ["tapped 1"])
-            await_pixel(60, 300, WHITE)  # the alert's card
+            self.await_rest(fixture, 60, 300, WHITE)  # the alert's card
 
         ask()
         click(200, 700 // 2 + 100)  # the last of three buttons: "test"
@@ -78,9 +78,7 @@ class Tools(unittest.TestCase):
         self.assertEqual(fixture.await_line("environment"), ["environment 2"])
         ask()
         pointer("key", "Escape")
-        while pixel(60, 300) == WHITE:
-            pass
-        time.sleep(0.3)
+        self.await_rest(fixture, 60, 300, WHITE, gone=True)
         click(200, 600)
         self.assertEqual(fixture.await_line("host"), ["host clicked"])
 

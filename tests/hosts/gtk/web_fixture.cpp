@@ -1,12 +1,10 @@
 #include <gtkmm.h>
 
 #include <boost/json/serialize.hpp>
-#include <functional>
-#include <iostream>
-#include <map>
 #include <memory>
 #include <sstream>
 
+#include "CommandFixture.h"
 #include "Manager/OQSDKManager.h"
 #include "Model/OQWindowData.h"
 #include "UI/OQPopWindow.h"
@@ -23,14 +21,10 @@
 
 namespace {
 
-void say(const std::string& line) {
-  std::cout << line << std::endl;
-}
-
-class Fixture {
+class Fixture : public CommandFixture {
  public:
   explicit Fixture(std::string dataFolder) : _dataFolder(std::move(dataFolder)) {
-    _commands = {
+    takeCommands({
         {"jump", [](auto& in) { jump(in); }},
         {"close", [this](auto&) { shown()->close(); }},
         {"back", [this](auto&) { shown()->back(); }},
@@ -41,11 +35,10 @@ class Fixture {
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { tellFocus(); }},
-        {"quit", [](auto&) { Gio::Application::get_default()->quit(); }},
-    };
+    });
   }
 
-  void open() {
+  void open() override {
     _window = new Gtk::Window;
     _window->set_decorated(false);
     _window->set_default_size(400, 700);
@@ -66,16 +59,6 @@ class Fixture {
     _window->present();
     entry->grab_focus();
     Glib::signal_timeout().connect([this] { return tell(), true; }, 10);
-  }
-
-  bool obey() {
-    std::string line, word;
-    if (!std::getline(std::cin, line)) return Gio::Application::get_default()->quit(), false;
-    std::istringstream in(line);
-    in >> word;
-    if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
-    say("did " + word);
-    return true;
   }
 
  private:
@@ -177,22 +160,10 @@ class Fixture {
   Gtk::Window* _window = nullptr;
   std::shared_ptr<oq::OQPopWindow> _popWindow;
   std::shared_ptr<oq::UIView> _cover;
-  std::map<std::string, std::function<void(std::istream&)>> _commands;
 };
 
 }  // namespace
 
 int main(int, char** argv) {
-  auto application = Gtk::Application::create("com.example.web", Gio::Application::Flags::NON_UNIQUE);
-  auto fixture = std::make_unique<Fixture>(argv[1]);
-  application->signal_activate().connect([&] {
-    application->hold();
-    fixture->open();
-    Glib::signal_io().connect([&](Glib::IOCondition) { return fixture->obey(); }, 0,
-                              Glib::IOCondition::IO_IN | Glib::IOCondition::IO_HUP);
-  });
-  application->run();
-  fixture.reset();
-  say("left");
-  return 0;
+  return runFixture("com.example.web", std::make_unique<Fixture>(argv[1]));
 }

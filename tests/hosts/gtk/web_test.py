@@ -225,7 +225,7 @@ class Fixture(gtk_test.Fixture):
     def do(self, command):
         self.process.stdin.write((command + "\n").encode())
         self.process.stdin.flush()
-        return self.await_line("did " + command.split()[0])[:-1]
+        return self.await_line("did " + command)[:-1]
 
     def descendants(self, name):
         """Processes of ours whose program is called so."""

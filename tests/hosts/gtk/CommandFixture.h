@@ -1,0 +1,60 @@
+#pragma once
+
+#include <gtkmm.h>
+
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+
+/// Told to the test at the other end.
+inline void say(const std::string& line) {
+  std::cout << line << std::endl;
+}
+
+/// A host that does what it reads from its standard input, line by line: the name of a command and what it takes.
+class CommandFixture {
+ public:
+  using Commands = std::map<std::string, std::function<void(std::istream&)>>;
+
+  virtual ~CommandFixture() = default;
+  virtual void open() = 0;
+
+ protected:
+  void takeCommands(Commands commands) {
+    _commands = std::move(commands);
+    _commands["quit"] = [](auto&) { Gio::Application::get_default()->quit(); };
+  }
+
+ private:
+  friend int runFixture(const std::string&, std::unique_ptr<CommandFixture>);
+
+  bool obey() {
+    std::string line, word;
+    if (!std::getline(std::cin, line)) return Gio::Application::get_default()->quit(), false;
+    std::istringstream in(line);
+    in >> word;
+    if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
+    say("did " + line);
+    return true;
+  }
+
+  Commands _commands;
+};
+
+/// Says "left" when the fixture has gone after the application.
+inline int runFixture(const std::string& identifier, std::unique_ptr<CommandFixture> fixture) {
+  auto application = Gtk::Application::create(identifier, Gio::Application::Flags::NON_UNIQUE);
+  application->signal_activate().connect([&] {
+    application->hold();
+    fixture->open();
+    Glib::signal_io().connect([&](Glib::IOCondition) { return fixture->obey(); }, 0,
+                              Glib::IOCondition::IO_IN | Glib::IOCondition::IO_HUP);
+  });
+  application->run();
+  fixture.reset();
+  say("left");
+  return 0;
+}
