@@ -12,7 +12,7 @@ if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&
 fi
 
 exec {numbers}<> <(:)
-Xvfb -displayfd "$numbers" -screen 0 1080x1920x24 -nolisten tcp >/dev/null 2>&1 &
+Xvfb -displayfd "$numbers" -screen 0 1080x1920x24 -nolisten tcp -noreset >/dev/null 2>&1 &
 server=$!
 trap 'kill "$server"' EXIT
 read -r number <&"$numbers"

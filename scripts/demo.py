@@ -72,7 +72,7 @@ class Screen:
         if not self.display:
             read, write = os.pipe()
             self._xvfb = subprocess.Popen(
-                ["Xvfb", "-displayfd", str(write), "-screen", "0", "540x960x24", "-nolisten", "tcp"],
+                ["Xvfb", "-displayfd", str(write), "-screen", "0", "540x960x24", "-nolisten", "tcp", "-noreset"],
                 pass_fds=[write], stderr=subprocess.DEVNULL)
             os.close(write)
             with os.fdopen(read) as pipe:

@@ -21,7 +21,7 @@ oqsdk-server --campaigns "$example/campaigns.json" --static "$example/static" --
 children+=($!)
 until_true 20 grep -q '^ready' "$folder/server.log"
 
-Xvfb -displayfd 3 -screen 0 390x700x24 -nolisten tcp 3>"$folder/display" 2>/dev/null &
+Xvfb -displayfd 3 -screen 0 390x700x24 -nolisten tcp -noreset 3>"$folder/display" 2>/dev/null &
 children+=($!)
 until_true 20 test -s "$folder/display"
 export DISPLAY=:$(tr -d '\n' <"$folder/display") GDK_BACKEND=x11 GSK_RENDERER=cairo XDG_DATA_HOME=$folder/data
