@@ -1,5 +1,6 @@
 #include "Dispatch/WorkQueue.h"
 
+#include <new>
 #include <utility>
 
 #include "Dispatch/WorkerPool.h"
@@ -10,7 +11,14 @@ void SerialQueue::async(Block block) {
   std::lock_guard lock(_mutex);
   _entries.push_back({std::move(block)});
   if (std::exchange(_isTurnTaken, true)) return;
-  submitToPool();
+  try {
+    submitToPool();
+  } catch (...) {
+    // Out of memory: the caller hears of it, and the queue is as it was.
+    _entries.pop_back();
+    _isTurnTaken = false;
+    throw;
+  }
 }
 
 /// The block runs on the caller's own thread, so that waiting for a queue needs no further thread of the
@@ -46,16 +54,25 @@ void SerialQueue::runBlocks() {
 }
 
 void SerialQueue::passTurnOn() {
-  std::lock_guard lock(_mutex);
-  if (_entries.empty()) {
-    _isTurnTaken = false;
-    return;
+  {
+    std::lock_guard lock(_mutex);
+    if (_entries.empty()) {
+      _isTurnTaken = false;
+      return;
+    }
+    if (Visitor* visitor = _entries.front().visitor) {
+      _entries.pop_front();
+      visitor->hasTurn = true;
+      visitor->changed.notify_one();  // under the lock: the visitor is gone as soon as it can go on
+      return;
+    }
+    try {
+      return submitToPool();
+    } catch (const std::bad_alloc&) {
+    }
   }
-  Visitor* visitor = _entries.front().visitor;
-  if (!visitor) return submitToPool();
-  _entries.pop_front();
-  visitor->hasTurn = true;
-  visitor->changed.notify_one();  // under the lock: the visitor is gone as soon as it can go on
+  // No memory for a job: what stands in line was taken in, and runs here.
+  runBlocks();
 }
 
 void SerialQueue::submitToPool() {

@@ -9,10 +9,12 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/Faults.h"
 #include "support/MainLoop.h"
 
 namespace oq {
@@ -221,6 +223,29 @@ TEST(DispatchQueue, ThreadsBlockAllSignalsAndQueuesMayGoWhileTheyWork) {
   pthread_sigmask(SIG_BLOCK, nullptr, &own);
   EXPECT_EQ(sigismember(&own, SIGTERM), 0);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they allocate themselves
+TEST(DispatchQueue, ABlockWithoutMemoryIsRefusedAndTheQueueGoesOn) {
+  bool hasStruck = true;
+  for (int number = 1; hasStruck; ++number) {
+    auto queue = DispatchQueue::serial("little memory");
+    std::vector<int> ran, wanted{1, 2};
+    ran.reserve(2);
+    {
+      test::Faults::Armed fault(test::Faults::Kind::allocation, number);
+      try {
+        queue->async([&] { ran.push_back(1); });
+      } catch (const std::bad_alloc&) {
+        wanted = {2};
+      }
+      hasStruck = fault.hasStruck();
+    }
+    queue->async([&] { ran.push_back(2); });
+    queue->sync([] {});
+    ASSERT_EQ(ran, wanted) << number;
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace oq
