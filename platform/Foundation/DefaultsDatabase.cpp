@@ -118,8 +118,8 @@ bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
   for (int round = 0; round < 2; ++round) {
     if (!open(Foreign::Replace)) return false;
     if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
-    sqlite3_step(statement.get());
-    if (finish(statement.get())) return _hasUnflushedWrites = true;
+    const bool isDone = sqlite3_step(statement.get()) == SQLITE_DONE;
+    if (finish(statement.get()) && isDone) return _hasUnflushedWrites = true;
     if (_connection) return false;
   }
   return false;

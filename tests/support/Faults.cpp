@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -20,9 +21,14 @@ namespace oq::test {
 namespace {
 
 /// Requests that are still let through, the one that fails included; 0 when none is to fail.
-std::atomic<int> callsLeft{0}, allocationsLeft{0};
+std::atomic<int> callsLeft{0}, stepsLeft{0}, allocationsLeft{0};
 std::atomic<bool> isArmed{false}, writeIsTorn{false};
 thread_local unsigned long threadAllocations = 0;
+
+std::atomic<int>& leftOf(Faults::Kind kind) {
+  if (kind == Faults::Kind::databaseStep) return stepsLeft;
+  return kind == Faults::Kind::fileCall ? callsLeft : allocationsLeft;
+}
 
 bool isLast(std::atomic<int>& left) {
   if (left.load(std::memory_order_relaxed) <= 0) return false;
@@ -58,16 +64,16 @@ Function* next(const char* name, Function*) {
 Faults::Armed::Armed(Kind kind, int number) {
   writeIsTorn = false;
   isArmed = true;
-  (kind == Kind::fileCall ? callsLeft : allocationsLeft) = number;
+  leftOf(kind) = number;
 }
 
 Faults::Armed::~Armed() {
-  callsLeft = allocationsLeft = 0;
+  callsLeft = stepsLeft = allocationsLeft = 0;
   isArmed = writeIsTorn = false;
 }
 
 bool Faults::Armed::hasStruck() const {
-  return callsLeft <= 0 && allocationsLeft <= 0;
+  return callsLeft <= 0 && stepsLeft <= 0 && allocationsLeft <= 0;
 }
 
 unsigned long Faults::allocationsOfThread() {
@@ -146,6 +152,11 @@ STAND_IN_FOR(chmod, const char*, mode_t)
 STAND_IN_FOR(fchmod, int, mode_t)
 STAND_IN_FOR(ftruncate, int, off_t)
 STAND_IN_FOR(ftruncate64, int, off64_t)
+
+STAND_IN int sqlite3_step(sqlite3_stmt* statement) {
+  REAL(sqlite3_step);
+  return isLast(stepsLeft) ? SQLITE_IOERR : real(statement);
+}
 
 #ifndef __SANITIZE_ADDRESS__
 

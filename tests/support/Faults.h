@@ -3,7 +3,8 @@
 namespace oq::test {
 
 /// Lets what this process asks of the system fail, one request after the other: calls that open, make, change
-/// and rename files, and allocations with new (not under the sanitizers, which bring operators of their own).
+/// and rename files, steps of SQLite's statements, and allocations with new (these not under the sanitizers, which bring
+/// operators of their own).
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);
@@ -15,7 +16,7 @@ namespace oq::test {
 /// disk while a fault is armed.
 class Faults {
  public:
-  enum class Kind { fileCall, allocation };
+  enum class Kind { fileCall, databaseStep, allocation };
 
   class Armed {
    public:

@@ -98,7 +98,7 @@ void forgetWhatIsOpen(bool isCold) {
 
 TEST_P(StoreFaults, LeaveTheOldValueOrTheNewOne) {
   const Store& store = GetParam();
-  for (Faults::Kind kind : {Faults::Kind::fileCall, Faults::Kind::allocation}) {
+  for (Faults::Kind kind : {Faults::Kind::fileCall, Faults::Kind::databaseStep, Faults::Kind::allocation}) {
     for (bool isCold : {false, true}) {
       std::int64_t kept = 1;
       ASSERT_TRUE(store.write(kept));
