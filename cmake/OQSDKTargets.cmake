@@ -28,3 +28,11 @@ function(oqsdk_precompile target)
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
   endif()
 endfunction()
+
+# Those of another target that is built with the same options.
+function(oqsdk_precompiled_with target other)
+  if(OQSDK_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} REUSE_FROM ${other})
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+  endif()
+endfunction()

@@ -40,7 +40,7 @@ for part in "${parts[@]}"; do
     soak) OQSDK_SOAK_EVENTS=10000000 tests dev core_tests '*MemoryAndDescriptorsStayFlat*' ;;
     seeds) OQSDK_STRESS_SEEDS=100 tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*' ;;
     fuzz)
-      scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-1200}" | tee build/long-fuzz.log || true
+      scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-600}" | tee build/long-fuzz.log || true
       read -r found broken < <(awk 'END { print $1 + 0, $3 + 0 }' build/long-fuzz.log)
       [[ $((found + broken)) -gt 0 ]] || broken=1
       passed=$((passed + found)) failed=$((failed + broken))
