@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <memory>
@@ -34,6 +35,20 @@ void closeAfterAnswer(const Request& request, Response& response) {
 
 bool hasBody(const Request& request) {
   return request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
+}
+
+bool isRead(const Request& request) {
+  return request.method == "GET" || request.method == "HEAD";
+}
+
+// The library would read such a body into memory, however long it is, and would take that of a GET for the
+// next request.
+bool hasUnwantedBody(const Request& request) {
+  const bool taken = request.method == "POST" &&
+                     std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
+  if (taken) return false;
+  // Without a length, all that follows is the body of a method that may have one.
+  return !isRead(request) || (hasBody(request) && request.get_header_value("Content-Length") != "0");
 }
 
 // The limit holds for the bytes after decompression, chunked or not. Nothing when the answer is already
@@ -136,8 +151,14 @@ void addRoutes(httplib::Server& server, Environment environment, Endpoints& endp
              });
   // Not a route with a pattern: the library matches those with a recursive regular expression.
   server.set_pre_routing_handler([&options](const Request& request, Response& response) {
-    const bool reads = request.method == "GET" || request.method == "HEAD";
-    if (!reads || !request.path.starts_with(staticPrefix)) return httplib::Server::HandlerResponse::Unhandled;
+    if (hasUnwantedBody(request)) {
+      send(response, refusal(404, "not found"));
+      closeAfterAnswer(request, response);
+      return httplib::Server::HandlerResponse::Handled;
+    }
+    if (!isRead(request) || !request.path.starts_with(staticPrefix)) {
+      return httplib::Server::HandlerResponse::Unhandled;
+    }
     const auto name = request.path.substr(staticPrefix.size());
     auto file = options.staticFiles ? options.staticFiles->find(name) : std::nullopt;
     if (!file && options.shippedFiles) file = options.shippedFiles->find(name);

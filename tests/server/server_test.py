@@ -22,6 +22,7 @@ import urllib.request
 
 PROGRAM = None
 PATIENCE = 30  # seconds that anything awaited may take
+MIB = 1 << 20
 PORTS = ("--port-production", "0", "--port-test", "0", "--port-development", "0")
 
 
@@ -83,6 +84,10 @@ class Server:
             with error:
                 return error.code, error.read(), error.headers
 
+    def connect(self, environment="production"):
+        plain = socket.create_connection(("localhost", self.ports[environment]), timeout=PATIENCE)
+        return self.tls.wrap_socket(plain, server_hostname="localhost")
+
     def post(self, path, body, environment="production"):
         status, answer, _ = self.request(path, body, environment)
         return status, json.loads(answer)
@@ -101,6 +106,30 @@ class Server:
         status, answer, _ = self.request("/events" + query)
         assert status == 200, answer
         return json.loads(answer)["events"]
+
+    def memory(self):
+        """The most that it has used so far, in bytes."""
+        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
+            return int(re.search(r"^VmHWM:\s+(\d+) kB$", status.read(), re.MULTILINE).group(1)) * 1024
+
+    def flood(self, head, most):
+        """What it answers to a request whose chunked body has no end, when it closes before it got `most` bytes."""
+        chunk = b"10000\r\n" + b"x" * 0x10000 + b"\r\n"
+        answer = b""
+        with self.connect() as connection:
+            connection.sendall(head.encode() + b"Host: localhost\r\nTransfer-Encoding: chunked\r\n\r\n")
+            try:
+                for _ in range(most // len(chunk)):
+                    connection.sendall(chunk)
+                return None
+            except (ConnectionError, ssl.SSLEOFError):
+                pass
+            try:
+                while part := connection.recv(65536):
+                    answer += part
+            except ConnectionError:
+                pass
+        return answer
 
     def end(self, how=signal.SIGTERM):
         self.process.send_signal(how)
@@ -220,6 +249,21 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(json.loads(connection.getresponse().read())["code"], 0)
         self.assertEqual(server.request("/push/sdk/nothing", {})[0], 404)
         self.assertEqual(server.events(), [])
+
+    def test_reads_no_body_that_nothing_takes(self):
+        server = self.start()
+        for line in ("PUT /push/sdk/nothing", "POST /push/sdk/nothing", "PATCH /", "DELETE /push/sdk/login",
+                     "GET /static/window.html"):
+            before = server.memory()
+            answer = server.flood(line + " HTTP/1.1\r\n", 64 * MIB)
+            self.assertIsNotNone(answer, f"{line}: read all that was sent")
+            self.assertRegex(answer.decode(), r"(?s)^HTTP/1\.1 404 .*Connection: close", line)
+            self.assertLess(server.memory() - before, 16 * MIB, line)
+        # A method that may have a body has one to the end of the connection when it tells no length.
+        with server.connect() as connection:
+            connection.sendall(b"PUT / HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            self.assertRegex(connection.recv(65536), b"^HTTP/1.1 404 ")
+        self.assertEqual(server.request("/", headers={"Content-Length": "0"})[0], 200)
 
     def test_reads_the_campaigns_again_however_they_are_written(self):
         self.write({"windows": [window(1)]})
