@@ -90,7 +90,14 @@ std::optional<std::int64_t> numberFrom(const Request& request, const char* name)
   return number;
 }
 
+// By a proxy, which may be on this machine while the client is not.
+bool isForwarded(const Request& request) {
+  return request.has_header("X-Forwarded-For") || request.has_header("Forwarded") ||
+         request.has_header("X-Real-IP");
+}
+
 bool isLocal(const Request& request) {
+  if (isForwarded(request)) return false;
   const auto& address = request.remote_addr;
   return address.starts_with("127.") || address == "::1" || address.starts_with("::ffff:127.");
 }

@@ -229,6 +229,16 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.events("?limit=1"), [second])
         self.assertEqual(server.request("/events?limit=x")[0], 400)
 
+    def test_lists_events_to_nobody_behind_a_proxy(self):
+        headers = ({"X-Forwarded-For": "192.0.2.1"}, {"Forwarded": "for=192.0.2.1"}, {"x-real-ip": "192.0.2.1"})
+        server = self.start()
+        for header in headers:
+            self.assertEqual(server.request("/events", headers=header)[0], 403, header)
+        self.assertEqual(server.request("/events")[0], 200)
+        self.assertEqual(server.end(), 0)
+        server = self.start("--public-events")
+        self.assertEqual([server.request("/events", headers=header)[0] for header in headers], [200] * 3)
+
     def test_refuses_bad_requests_and_stores_nothing(self):
         server = self.start()
         large = b'{"events":[{"xwhat":"' + b"x" * (2 << 20) + b'"}]}'
