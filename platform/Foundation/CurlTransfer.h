@@ -25,6 +25,8 @@ class CurlTransfer {
 
   /// Host and port, as the address has them.
   const std::string& host() const { return _host; }
+  /// Nothing at the server is changed by it.
+  bool onlyFetches() const { return _request.httpMethod() == "GET"; }
 
   /// Sets everything that the request needs on the handle, and starts the clock.
   void prepare(CURL* handle);

@@ -121,16 +121,29 @@ void CurlTransport::runThread() {
 
 void CurlTransport::takeSubmitted() {
   std::lock_guard lock(_mutex);
-  for (auto& transfer : _submitted) _hosts[transfer->host()].waiting.push_back(std::move(transfer));
+  for (auto& transfer : _submitted) {
+    auto& lines = _hosts[transfer->host()].lines;
+    lines[transfer->onlyFetches() ? 1 : 0].push_back(std::move(transfer));
+  }
   _submitted.clear();
+}
+
+std::shared_ptr<CurlTransfer> CurlTransport::Host::takeNext() {
+  for (Line& line : lines) {
+    if (line.empty()) continue;
+    auto transfer = std::move(line.front());
+    line.pop_front();
+    return transfer;
+  }
+  return nullptr;
 }
 
 bool CurlTransport::startWaiting() {
   bool hasStarted = false;
   for (auto& [name, host] : _hosts) {
-    while (!host.waiting.empty() && host.running < _limits.transfersPerHost) {
-      auto transfer = std::move(host.waiting.front());
-      host.waiting.pop_front();
+    while (host.running < _limits.transfersPerHost) {
+      const auto transfer = host.takeNext();
+      if (!transfer) break;
       if (start(transfer)) {
         ++host.running;
         hasStarted = true;
@@ -176,13 +189,12 @@ void CurlTransport::finishOverdue() {
   }
   for (CURL* handle : overdue) finish(handle, CURLE_OPERATION_TIMEDOUT);
   for (auto& [name, host] : _hosts) {
-    while (!host.waiting.empty() && host.waiting.front()->deadline() <= now) {
-      host.waiting.front()->complete(CURLE_OPERATION_TIMEDOUT);
-      host.waiting.pop_front();
+    for (Line& line : host.lines) {
+      for (; !line.empty() && line.front()->deadline() <= now; line.pop_front())
+        line.front()->complete(CURLE_OPERATION_TIMEDOUT);
     }
   }
-  std::erase_if(_hosts,
-                [](const auto& entry) { return entry.second.running == 0 && entry.second.waiting.empty(); });
+  std::erase_if(_hosts, [](const auto& entry) { return entry.second.isIdle(); });
 }
 
 void CurlTransport::finish(CURL* handle, CURLcode result) {
@@ -204,7 +216,8 @@ int CurlTransport::millisecondsUntilDeadline() const {
   auto first = Clock::now() + longestPause;
   for (const auto& [handle, transfer] : _running) first = std::min(first, transfer->deadline());
   for (const auto& [name, host] : _hosts) {
-    if (!host.waiting.empty()) first = std::min(first, host.waiting.front()->deadline());
+    for (const Line& line : host.lines)
+      if (!line.empty()) first = std::min(first, line.front()->deadline());
   }
   auto left = std::chrono::ceil<std::chrono::milliseconds>(first - Clock::now());
   return static_cast<int>(std::max<std::int64_t>(0, left.count()));

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -18,7 +19,8 @@ namespace oq {
 class CurlTransfer;
 
 /// HTTPS through libcurl: one background thread drives all transfers, so that connections and TLS sessions
-/// are shared. At most six transfers to a host run at a time; the others wait in line, in order.
+/// are shared. At most six transfers to a host run at a time; the others wait in line, in order, those that bring the
+/// server something before those that only fetch.
 class CurlTransport final : public URLTransport {
  public:
   struct Limits {
@@ -39,10 +41,16 @@ class CurlTransport final : public URLTransport {
   explicit CurlTransport(const Limits& limits) : _limits(limits) {}
   ~CurlTransport() override = default;
 
-  /// The transfers to one host and port. Their line is in the order of their deadlines.
+  /// In the order of their deadlines.
+  using Line = std::deque<std::shared_ptr<CurlTransfer>>;
+  /// The transfers to one host and port.
   struct Host {
     std::size_t running = 0;
-    std::deque<std::shared_ptr<CurlTransfer>> waiting;
+    /// First what brings something: a report must not wait for a campaign's pictures.
+    std::array<Line, 2> lines;
+
+    std::shared_ptr<CurlTransfer> takeNext();
+    bool isIdle() const { return running == 0 && lines[0].empty() && lines[1].empty(); }
   };
 
   void runThread();
