@@ -13,6 +13,8 @@ bool startBackgroundThread(const char* name, std::function<void()> function) {
   sigset_t all;
   sigset_t callers;
   sigfillset(&all);
+  // What a fault raises is for the thread that is at fault, and for the host's crash reporter.
+  for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&all, fault);
   pthread_sigmask(SIG_SETMASK, &all, &callers);
   bool started = true;
   try {

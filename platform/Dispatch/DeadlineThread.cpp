@@ -15,10 +15,6 @@ DeadlineThread& DeadlineThread::shared() {
   return *thread;
 }
 
-DeadlineThread::DeadlineThread() : _descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC)) {
-  startBackgroundThread("oq-timer", [this] { runThread(); });
-}
-
 DeadlineThread::Clock::time_point DeadlineThread::after(std::chrono::nanoseconds delay) {
   auto now = Clock::now();
   return now + std::clamp(delay, std::chrono::nanoseconds(0), Clock::time_point::max() - now);
@@ -26,6 +22,9 @@ DeadlineThread::Clock::time_point DeadlineThread::after(std::chrono::nanoseconds
 
 DeadlineThread::Ticket DeadlineThread::callAt(Clock::time_point deadline, std::function<void()> function) {
   std::lock_guard lock(_mutex);
+  // Where the system has no thread or no descriptor to give at the moment, the next call asks again.
+  if (_descriptor < 0) _descriptor = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+  if (!_hasThread) _hasThread = startBackgroundThread("oq-timer", [this] { runThread(); });
   Ticket ticket{deadline, ++_lastNumber};
   auto inserted = _calls.emplace(ticket, std::move(function)).first;
   if (inserted == _calls.begin()) setAlarm();
@@ -56,7 +55,7 @@ void DeadlineThread::setAlarm() {
 void DeadlineThread::waitForAlarm() const {
   std::uint64_t expirations;
   if (read(_descriptor, &expirations, sizeof expirations) == sizeof expirations) return;
-  // The process had no descriptor left for the timer: look every few milliseconds instead.
+  // The process has no descriptor for the timer: look every few milliseconds instead.
   std::this_thread::sleep_for(std::chrono::milliseconds(4));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -27,7 +28,7 @@ class DeadlineThread {
   static Clock::time_point after(std::chrono::nanoseconds delay);
 
  private:
-  DeadlineThread();
+  DeadlineThread() = default;
   void runThread();
   void waitForAlarm() const;
   void setAlarm();
@@ -36,7 +37,8 @@ class DeadlineThread {
   std::mutex _mutex;
   std::map<Ticket, std::function<void()>> _calls;
   std::uint64_t _lastNumber = 0;
-  int _descriptor;
+  std::atomic<int> _descriptor{-1};
+  bool _hasThread = false;
 };
 
 }  // namespace oq

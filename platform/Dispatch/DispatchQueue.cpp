@@ -77,7 +77,7 @@ void* DispatchQueue::currentSpecific(const void* key) {
   return found == queue->_specifics.end() ? nullptr : found->second;
 }
 
-void DispatchQueue::runAsCurrent(const Block& block) {
+void DispatchQueue::runAsCurrent(const Block& block) noexcept {
   // Restored, not cleared: a block may call sync() on another queue, which runs on the same thread.
   DispatchQueue* outer = std::exchange(runningQueue, this);
   if (block) block();

@@ -62,7 +62,7 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
 
  protected:
   explicit DispatchQueue(std::string label);
-  void runAsCurrent(const Block& block);
+  void runAsCurrent(const Block& block) noexcept;
 
  private:
   const std::string _label;

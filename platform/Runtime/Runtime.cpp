@@ -28,7 +28,7 @@ struct Method {
   const char* typeEncoding;  ///< nullptr: whoever added it vouches for its type
   std::atomic<IMP> implementation;
   Method* next = nullptr;
-  /// What was put into the method and not taken out again, oldest first. Guarded by replacing().
+  /// What was put into the method and not taken out again, oldest first. Guarded by the mutex of hooks().
   std::vector<IMP> layers;
 };
 
