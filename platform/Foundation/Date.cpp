@@ -43,6 +43,14 @@ const Field* fieldAt(std::string_view format) {
   return found == Fields.end() ? nullptr : &*found;
 }
 
+/// The device may have been moved to another time zone. Looked at no more than once a second: it asks the system.
+void noticeNewZone() {
+  static std::atomic<std::time_t> looked{-1};
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (looked.exchange(now.tv_sec, std::memory_order_relaxed) != now.tv_sec) tzset();
+}
+
 /// Local fields of a second. Log entries come many to a second, so the last answer of each thread is kept.
 const std::tm& localFields(std::time_t second) {
   struct Known {
@@ -54,6 +62,7 @@ const std::tm& localFields(std::time_t second) {
   thread_local Known known;
   unsigned generation = zoneGeneration.load(std::memory_order_acquire);
   if (!known.valid || known.second != second || known.generation != generation) {
+    noticeNewZone();
     localtime_r(&second, &known.fields);
     known.second = second;
     known.generation = generation;

@@ -38,8 +38,8 @@ class DateFormatter {
   std::string _format;
 };
 
-/// Forgets the time zone that was in force, so that the next conversion reads TZ and the system's setting
-/// again.
+/// Forgets the time zone that was in force, so that the next conversion reads TZ and the system's setting again.
+/// Without it a change is noticed within a second.
 void resetSystemTimeZone();
 
 }  // namespace oq
