@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -119,7 +120,7 @@ bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
     if (!open(Foreign::Replace)) return false;
     if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
     const bool isDone = sqlite3_step(statement.get()) == SQLITE_DONE;
-    if (finish(statement.get()) && isDone) return _hasUnflushedWrites = true;
+    if (finish(statement.get()) && isDone) return ++_writes > 0;
     if (_connection) return false;
   }
   return false;
@@ -144,7 +145,7 @@ bool DefaultsDatabase::changedElsewhere() {
 }
 
 bool DefaultsDatabase::flush() {
-  if (!_hasUnflushedWrites) return true;
+  if (_writes == _flushedWrites) return true;
   if (!_connection) return false;
   WriteSignalGuard guard;
   // Flushing the log is enough, and one flush instead of the three that a checkpoint takes: what is in the
@@ -152,8 +153,20 @@ bool DefaultsDatabase::flush() {
   sqlite3_file* log = nullptr;
   sqlite3_file_control(_connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) return false;
-  _hasUnflushedWrites = false;
+  _flushedWrites = _writes;
+  _isLogEntered = log != nullptr;
   return true;
+}
+
+std::optional<DefaultsDatabase::Log> DefaultsDatabase::unflushedLog() const {
+  if (_writes == _flushedWrites || !_connection || !_isLogEntered) return std::nullopt;
+  // SQLite keeps no locks on the log, which closing this file would let go of.
+  FileDescriptor file(::open((_file.string() + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  return file ? std::optional(Log{std::move(file), _writes}) : std::nullopt;
+}
+
+void DefaultsDatabase::noteFlushed(const Log& log) {
+  _flushedWrites = std::max(_flushedWrites, log.writes);
 }
 
 void DefaultsDatabase::close() {
@@ -162,6 +175,7 @@ void DefaultsDatabase::close() {
   WriteSignalGuard guard;
   for (Statement* statement : {&_select, &_upsert, &_delete, &_dataVersion}) statement->reset();
   _walIndex = nullptr;
+  _isLogEntered = false;
   sqlite3_close_v2(std::exchange(_connection, nullptr));
 }
 

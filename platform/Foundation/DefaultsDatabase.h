@@ -39,6 +39,15 @@ class DefaultsDatabase {
   bool changedElsewhere();
   /// Waits until every write has reached the disk.
   bool flush();
+  /// The log as a file of its own, with what had been written to it: flushing it is what flush() does, and needs
+  /// nothing of this object. Nothing when there is nothing to flush, or when only flush() can.
+  struct Log {
+    FileDescriptor file;
+    std::uint64_t writes;
+  };
+  std::optional<Log> unflushedLog() const;
+  /// The log has been flushed since it was given out.
+  void noteFlushed(const Log& log);
   void close();
 
  private:
@@ -79,7 +88,8 @@ class DefaultsDatabase {
       false;  ///< a page was found torn; the file is looked at more closely when it is opened again
   bool _isForOneRead = false;  ///< others are kept out, or not seen, while the connection is open
   Clock::time_point _deadline{};
-  bool _hasUnflushedWrites = false;
+  std::uint64_t _writes = 0, _flushedWrites = 0;
+  bool _isLogEntered = false;  ///< the folder's entry for the log has reached the disk
   bool _reopened = false;
   std::int64_t _knownVersion = 0;
   const volatile std::uint64_t* _walIndex = nullptr;

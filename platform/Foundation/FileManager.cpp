@@ -159,7 +159,8 @@ fs::path applicationDataDirectory() {
 }
 
 std::uint64_t applicationDataGeneration() {
-  return location().generation.load(std::memory_order_acquire);
+  // By default the folder has the application's name.
+  return location().generation.load(std::memory_order_acquire) + mainBundleGeneration();
 }
 
 fs::path documentsDirectory() {

@@ -1,5 +1,7 @@
 #include "Foundation/UserDefaults.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -86,8 +88,17 @@ class UserDefaults::Store {
   }
 
   bool synchronize() {
-    auto turn = takeTurn();
-    return turn && _database.flush();
+    std::optional<DefaultsDatabase::Log> log;
+    {
+      auto turn = takeTurn();
+      if (!turn) return false;
+      log = _database.unflushedLog();
+      if (!log) return _database.flush();
+    }
+    // A disk may take seconds. Meanwhile others read and write.
+    if (::fdatasync(log->file.get()) != 0) return false;
+    if (auto turn = takeTurn()) _database.noteFlushed(*log);
+    return true;
   }
 
   void close() {
