@@ -8,6 +8,7 @@
 #include <atomic>
 #include <utility>
 
+#include "Dispatch/DeadlineThread.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/GLibReference.h"
@@ -25,9 +26,14 @@ constexpr int kShortWait = 2000;            // milliseconds
 constexpr int kComposeWait = 25000;         // milliseconds, until the portal has taken the call
 constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
 
-/// The portal itself has said no.
-bool isRefusal(const Failure& failure) {
-  return failure.remoteName().starts_with("org.freedesktop.portal.Error.");
+/// Nobody is there who knows of mails, so that nothing will come of the call.
+bool isUnknownThere(const Failure& failure) {
+  const std::string name = failure.remoteName();
+  for (const char* unknown : {"ServiceUnknown", "NameHasNoOwner", "UnknownObject", "UnknownInterface",
+                              "UnknownMethod", "Spawn.ServiceNotFound"}) {
+    if (name == std::string("org.freedesktop.DBus.Error.") + unknown) return true;
+  }
+  return false;
 }
 
 constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(
@@ -78,13 +84,17 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     if (!_completion) return;
     _completion = nullptr;
     g_cancellable_cancel(_cancellable.get());
-    if (!_connection || _handle.empty()) return;
-    // The connection stays until the portal has heard.
+    if (_connection && !_handle.empty()) closeRequest();
+  }
+
+ private:
+  /// The connection stays until the portal has heard.
+  void closeRequest() {
+    _isClosing = true;
     g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
                            G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, &Request::closeHeard, held());
   }
 
- private:
   using Self = std::shared_ptr<Request>;
   Self* held() { return new Self(shared_from_this()); }
   static Self taken(gpointer held) {
@@ -109,7 +119,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
         self->_connection.get(), "closed",
         G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer weak) {
           if (const auto request = static_cast<std::weak_ptr<Request>*>(weak)->lock())
-            request->end(MailOutcome::Unreachable);
+            request->endUnanswered();
         }),
         new std::weak_ptr<Request>(self->weak_from_this()), &Request::dropWeakOfSignal, G_CONNECT_DEFAULT);
     g_dbus_connection_call(self->_connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties",
@@ -131,6 +141,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     const std::string token = "oqsdk" + std::to_string(g_random_int()) + "_" + std::to_string(++requests);
     // Listening begins before the call: the answer may be there before the call's return.
     listenTo(expectedHandle(token));
+    _hasAsked = true;
     const ObjectRef<GUnixFDList> files(g_unix_fd_list_new());
     GVariant* options = optionsFor(token, version, files.get());
     g_dbus_connection_call_with_unix_fd_list(_connection.get(), kPortal, kObject, kEmail, "ComposeEmail",
@@ -193,11 +204,19 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       const char* handle = nullptr;
       g_variant_get(answer.get(), "(&o)", &handle);
       if (self->_completion) self->listenTo(handle);
-    } else if (isRefusal(failure)) {
-      self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
-    } else {
+    } else if (isUnknownThere(failure)) {
       self->end(MailOutcome::Unreachable);
+    } else {
+      self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
+      // What is taken for dead may come up yet.
+      if (self->_connection) self->closeRequest();
     }
+  }
+
+  /// Another way may be tried as long as this one has not been asked: two mail windows would be one too many.
+  void endUnanswered() {
+    if (!_hasAsked) return end(MailOutcome::Unreachable);
+    end(MailOutcome::Failed, Error{MailErrorDomain, 3, "The mail program's portal has gone."});
   }
 
   static void responseCame(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
@@ -217,7 +236,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     if (!completion) return;
     DispatchQueue::main().async(
         [self = shared_from_this(), completion = std::move(completion), outcome, error = std::move(error)] {
-          self->close();
+          if (!self->_isClosing) self->close();
           completion(outcome, error);
         });
   }
@@ -246,24 +265,36 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   gulong _closed = 0;
   guint _subscription = 0;
   std::string _handle;
+  bool _hasAsked = false;   ///< the portal has been told of the mail
+  bool _isClosing = false;  ///< the portal is being told that nobody wants it any more; the connection goes after that
 };
+
+bool answersOn(const std::string& address, GCancellable* patience) {
+  Failure failure;
+  const ObjectRef<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
+      address.c_str(), kConnectionFlags, nullptr, patience, failure.out()));
+  if (!connection) return false;
+  g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+  Failure noAnswer;
+  const VariantRef answer(g_dbus_connection_call_sync(
+      connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties", "Get", versionQuery(),
+      G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait, patience, noAnswer.out()));
+  g_dbus_connection_close(connection.get(), nullptr, nullptr, nullptr);
+  return answer && versionIn(answer.get()) > 0;
+}
 
 }  // namespace
 
 bool PortalMail::isAvailable() {
   const std::string address = sessionBusAddress();
   if (address.empty()) return false;
-  Failure failure;
-  const ObjectRef<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
-      address.c_str(), kConnectionFlags, nullptr, nullptr, failure.out()));
-  if (!connection) return false;
-  g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
-  Failure noAnswer;
-  const VariantRef answer(g_dbus_connection_call_sync(
-      connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties", "Get", versionQuery(),
-      G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait, nullptr, noAnswer.out()));
-  g_dbus_connection_close(connection.get(), nullptr, nullptr, nullptr);
-  return answer && versionIn(answer.get()) > 0;
+  // A bus that takes the connection and then says nothing is given up, too.
+  const std::shared_ptr<GCancellable> patience(g_cancellable_new(), g_object_unref);
+  const auto end = DeadlineThread::shared().callAt(DeadlineThread::after(std::chrono::milliseconds(kShortWait)),
+                                                   [patience] { g_cancellable_cancel(patience.get()); });
+  const bool answers = answersOn(address, patience.get());
+  DeadlineThread::shared().cancel(end);
+  return answers;
 }
 
 std::shared_ptr<MailComposition> PortalMail::compose(const MailMessage& message,

@@ -15,6 +15,7 @@
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
+#include "MessageUI/PortalMail.h"
 #include "Security/FileKeychainStore.h"
 #include "Security/SecItem.h"
 #include "Security/SecretServiceStore.h"
@@ -308,6 +309,7 @@ TEST_F(KeychainTest, ABusThatNeverAnswersIsGivenUp) {
   ASSERT_EQ(::listen(listener.get(), 4), 0);
   BusAddress silent(("unix:path=" + (folder / "bus").string()).c_str());
   EXPECT_LT(timeOf([] { EXPECT_STREQ(chooseKeychainStore()->name(), "file"); }), 8s);
+  EXPECT_LT(timeOf([] { EXPECT_FALSE(PortalMail::isAvailable()); }), 8s) << "nor does the main thread wait for it";
 }
 
 /// Run by secret_service_test.sh, in the states that their names begin with.
