@@ -166,13 +166,16 @@ OSStatus FileKeychainStore::readItems(int folder, Items& items) {
 
 /// Reads, lets the body change and writes back, while no other thread or process does the same.
 OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) {
-  std::lock_guard thread(_changeMutex);
+  const auto deadline = Clock::now() + Patience;
+  std::unique_lock thread(_changeMutex, std::try_to_lock);
+  // By the clock of the day, since a race detector does not know waits by the other one.
+  if (!thread && !thread.try_lock_until(std::chrono::system_clock::now() + Patience)) return errSecNotAvailable;
   if (!createDirectory(applicationDataDirectory())) return errSecIO;
   bool isMade = ::mkdir(folderPath().c_str(), 0700) == 0;
   if (isMade ? ::chmod(folderPath().c_str(), 0700) != 0 : errno != EEXIST) return errSecIO;
   FileDescriptor folder = openFolder();
   if (!folder) return errSecIO;
-  FileDescriptor lock = lockIn(folder.get(), Clock::now() + Patience);
+  FileDescriptor lock = lockIn(folder.get(), deadline);
   if (!lock) return errSecNotAvailable;
   Items items;
   OSStatus status = readItems(folder.get(), items);

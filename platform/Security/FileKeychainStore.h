@@ -29,7 +29,7 @@ class FileKeychainStore : public KeychainStore {
   static OSStatus readItems(int folder, Items& items);
   OSStatus change(const std::function<OSStatus(Items&)>& body);
 
-  std::mutex _changeMutex;  ///< one thread at a time stands in line for the lock of the processes
+  std::timed_mutex _changeMutex;  ///< one thread at a time stands in line for the lock of the processes
 };
 
 }  // namespace oq

@@ -139,6 +139,7 @@ OSStatus SecretSession::items(std::vector<Item>& items) const {
   for (GList* link = found; link; link = link->next) {
     Item item{ObjectRef<SecretItemProxy>(static_cast<SecretItemProxy*>(link->data)), {}};
     Table attributes(_library->itemAttributes(item.proxy.get()), g_hash_table_unref);
+    if (!attributes) continue;  // changed while it was looked at
     item.attributes = attributesOf(attributes.get());
     items.push_back(std::move(item));
   }
