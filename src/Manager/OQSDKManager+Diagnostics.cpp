@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
@@ -90,7 +91,7 @@ void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
   std::vector<std::string> names;
   for (const fs::path& file : newest(std::move(files), most, folder)) {
     // One that has gone meanwhile stays away.
-    auto contents = contentsOfFile(folder / file);
+    auto contents = contentsOfFile(folder / file, std::numeric_limits<std::size_t>::max());
     if (!contents) continue;
     datas.push_back(std::move(*contents));
     names.push_back(file.string());
@@ -105,6 +106,10 @@ void OQSDKManager::sendLogToEmail(const std::string& recipient) {
     };
     OQDispatchQueueManager::dispatchInMainThread(send, true);
   });
+}
+
+void OQSDKManager::keepRecentDecisions(std::size_t most) {
+  guarded([&] { _decisions.setCapacity(most); });
 }
 
 void OQSDKManager::changeEnvironment() {

@@ -113,7 +113,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
   Value recentDecisions() const override { return _decisions.entries(); }
-  void keepRecentDecisions(std::size_t most) override { _decisions.setCapacity(most); }
+  void keepRecentDecisions(std::size_t most) override;
 
   // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
   // are not strings are kept in their text form.
