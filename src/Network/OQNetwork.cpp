@@ -4,6 +4,7 @@
 
 #include "Foundation/Format.h"
 #include "Foundation/JSONSerialization.h"
+#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
 #include "Storage/OQImageDiskCache.h"
 #include "Utils/OQLogger.h"
@@ -134,14 +135,16 @@ void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
   URLRequest request(url, URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData, requestTimeout);
   auto ended = [key = url.absoluteString(), completion = std::move(completion)](
                    const Data& data, const std::optional<URLResponse>&, const std::optional<Error>& error) {
-    if (error) {
-      if (completion) completion(nullptr, {}, error, true);
-      OQLogger::error(*error);
-      return;
-    }
-    if (completion) completion(UIImage::imageWithData(data), data, std::nullopt, true);
-    // Bytes that are no picture are kept all the same.
-    OQImageDiskCache::cache().setImageData(data, key);
+    guarded([&] {
+      if (error) {
+        if (completion) completion(nullptr, {}, error, true);
+        OQLogger::error(*error);
+        return;
+      }
+      if (completion) completion(UIImage::imageWithData(data), data, std::nullopt, true);
+      // Bytes that are no picture are kept all the same.
+      OQImageDiskCache::cache().setImageData(data, key);
+    });
   };
   _session->dataTaskWithRequest(std::move(request), std::move(ended))->resume();
 }

@@ -10,6 +10,7 @@
 #include "Foundation/Format.h"
 #include "Foundation/Number.h"
 #include "Foundation/UserDefaults.h"
+#include "Manager/OQGuard.h"
 #include "OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
 
@@ -141,7 +142,7 @@ void OQImageDiskCache::_trimRecursively() {
 
 void OQImageDiskCache::_trimInBackground() {
   _queue->async([weak = weak_from_this()] {
-    if (auto cache = weak.lock()) cache->trimToAge(cache->ageLimit());
+    if (auto cache = weak.lock()) guarded([&] { cache->trimToAge(cache->ageLimit()); });
   });
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Manager/OQDispatchQueueManager.h"
+#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UITabBarController.h"
@@ -128,7 +129,7 @@ void OQPageCollection::collectPage() {
 void OQPageCollection::viewDidAppear(const Object& screen) {
   OQDispatchQueueManager::dispatchInSerialQueue(
       QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
-      [this, screenClass = screen.class_()] { record(screenClass); });
+      [this, screenClass = screen.class_()] { guarded([&] { record(screenClass); }); });
 }
 
 void OQPageCollection::viewWillDisappear(const Object&) {
