@@ -78,7 +78,7 @@ class WebPageClient {
 class WebPage {
  public:
   virtual ~WebPage() = default;
-  /// An address that isLoadableURL() accepts.
+  /// An address to which objectionToLoading() has none.
   virtual void load(const std::string& url) = 0;
   virtual void reload() = 0;
   virtual void stopLoading() = 0;

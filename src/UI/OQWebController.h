@@ -39,7 +39,7 @@ class OQWebController : public UIViewController,
 
   const std::optional<std::string>& urlString() const { return _urlString; }
   void setUrlString(std::optional<std::string> url) { _urlString = std::move(url); }
-  // These four count when the part that they are about is built.
+  // These three count when the part that they are about is built.
   bool canDownRefresh() const { return _canDownRefresh; }
   void setCanDownRefresh(bool can) { _canDownRefresh = can; }
   const std::optional<std::string>& jsString() const { return _jsString; }

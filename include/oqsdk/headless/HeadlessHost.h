@@ -56,7 +56,7 @@ class OQSDK_EXPORT HeadlessHost {
   HeadlessHost(const HeadlessHost&) = delete;
   HeadlessHost& operator=(const HeadlessHost&) = delete;
 
-  /// Seconds on the animation clock. It starts at 0 and moves only with advance().
+  /// Seconds on the animation clock. It starts at 0 and moves only with advance() and a runUntil() that animates.
   double now() const;
   /// Moves the animation clock in frames of 1/60 s, runs what becomes due on the main queue between them.
   void advance(double seconds);
