@@ -20,7 +20,8 @@ for preset in "${presets[@]}"; do
   echo "== $preset: build"
   if [[ $preset == fuzz ]]; then
     fuzzed=$(mktemp)
-    scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-60}" | tee "$fuzzed" | sed '/^[0-9]* passed, [0-9]* failed$/d' || complete=false
+    scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-60}" | tee "$fuzzed" | sed '/^[0-9]* passed, [0-9]* failed$/d' ||
+      complete=false
     read -r ran broken < <(awk 'END { print $1 + 0, $3 + 0 }' "$fuzzed")
     rm -f "$fuzzed"
     [[ $((ran + broken)) -gt 0 ]] || { echo "no fuzz target ran" >&2; exit 1; }

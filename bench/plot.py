@@ -50,7 +50,8 @@ def draw(curves):
     across = Axis(counts, LEFT, WIDTH - RIGHT)
     up = Axis([cost for curve in curves.values() for cost in curve.values()], HEIGHT - BOTTOM, TOP)
     out = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="13">',
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" '
+        'font-size="13">',
         f'<rect width="{WIDTH}" height="{HEIGHT}" fill="#fff"/>',
     ]
 

@@ -2,7 +2,8 @@
 
 /// The shop's style sheet.
 inline constexpr const char* shopStyle = R"css(
-window.shop { background: #faf7f1; color: #2a2c2a; font-family: "Cantarell", "Noto Sans", "Noto Sans CJK SC", sans-serif; }
+window.shop { background: #faf7f1; color: #2a2c2a;
+  font-family: "Cantarell", "Noto Sans", "Noto Sans CJK SC", sans-serif; }
 .topbar { padding: 16px 20px 12px 20px; }
 .brand { font-size: 21px; font-weight: 800; letter-spacing: 0.5px; color: #24493e; }
 .brand-line { font-size: 12px; color: #85867d; }
@@ -18,8 +19,9 @@ window.shop { background: #faf7f1; color: #2a2c2a; font-family: "Cantarell", "No
 .product-line { font-size: 12px; color: #85867d; }
 .price { font-size: 15px; font-weight: 700; color: #24493e; }
 .total { font-size: 22px; font-weight: 800; color: #24493e; }
-button.pill { background: none; background-color: #24493e; color: #fffdf8; border: none; box-shadow: none; text-shadow: none;
-  border-radius: 999px; padding: 6px 16px; min-height: 22px; font-size: 13px; font-weight: 700; transition: background-color 120ms; }
+button.pill { background: none; background-color: #24493e; color: #fffdf8; border: none; box-shadow: none;
+  text-shadow: none; border-radius: 999px; padding: 6px 16px; min-height: 22px; font-size: 13px; font-weight: 700;
+  transition: background-color 120ms; }
 button.pill:hover { background-color: #2f5d50; }
 button.pill:active { background-color: #1a362e; }
 button.pill.soft { background-color: #edf2ee; color: #24493e; }

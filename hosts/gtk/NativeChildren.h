@@ -14,8 +14,8 @@ class UIView;
 namespace oq::gtk {
 
 /// The widgets that show views of a surface's window: web pages. Each lies where its view lies, as large as the view's
-/// model, so that it is laid out once however its view comes on screen, and is painted at its view's place in the order,
-/// clipped to what the view shows at that moment. Main thread only.
+/// model, so that it is laid out once however its view comes on screen, and is painted at its view's place in the
+/// order, clipped to what the view shows at that moment. Main thread only.
 class NativeChildren {
  public:
   explicit NativeChildren(GtkWidget* surface) : _surface(surface) {}
@@ -23,8 +23,8 @@ class NativeChildren {
   NativeChildren(const NativeChildren&) = delete;
   NativeChildren& operator=(const NativeChildren&) = delete;
 
-  /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end. The
-  /// view must be removed before it goes.
+  /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end.
+  /// The view must be removed before it goes.
   void add(UIView& view, GtkWidget* widget);
   void remove(UIView& view);
   void clear();

@@ -10,8 +10,8 @@ namespace oq::gtk {
 
 class Host;
 
-/// Web pages by WebKitGTK, whose module is loaded for the first page, and only where it would not end the host's process.
-/// Main thread only.
+/// Web pages by WebKitGTK, whose module is loaded for the first page, and only where it would not end the host's
+/// process. Main thread only.
 class WebPages : public WebEngine {
  public:
   /// The host outlives all pages.

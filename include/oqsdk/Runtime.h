@@ -59,8 +59,8 @@ OQSDK_EXPORT Class* class_getSuperclass(const Class* cls);
 OQSDK_EXPORT Method* class_getInstanceMethod(const Class* cls, SEL selector);
 /// The class's own methods, inherited ones not included, in no promised order.
 OQSDK_EXPORT std::vector<Method*> class_copyMethodList(const Class* cls);
-/// False, and nothing changed, when the class itself already has a method for the selector. A nullptr encoding means that
-/// the caller vouches for the implementation's type; it is then not checked when a message is sent.
+/// False, and nothing changed, when the class itself already has a method for the selector. A nullptr encoding means
+/// that the caller vouches for the implementation's type; it is then not checked when a message is sent.
 OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding);
 
 /// A nullptr method has no implementation and no encoding; changing it does nothing.

@@ -18,8 +18,8 @@ std::string mainBundleShortVersion();
 std::uint64_t mainBundleGeneration();
 
 /// A folder of resources that belongs to the library: `name` + ".bundle" beside the library's data. Looked for in
-/// $OQSDK_RESOURCE_DIR, in share/oqsdk of the prefix that the library was loaded from, where it was to be installed when
-/// it was built, and in its source tree, in this order.
+/// $OQSDK_RESOURCE_DIR, in share/oqsdk of the prefix that the library was loaded from, where it was to be installed
+/// when it was built, and in its source tree, in this order.
 std::optional<std::filesystem::path> pathForResourceBundle(std::string_view name);
 /// A file of such a bundle; nullopt when either is missing.
 std::optional<std::filesystem::path> pathForResource(std::string_view bundle, std::string_view file);

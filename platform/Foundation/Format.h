@@ -18,8 +18,8 @@
 
 namespace oq {
 
-/// The text that `%@` gives an object: strings bare, numbers as in JSON (whole doubles without exponent), booleans 1 and
-/// 0, containers as pretty JSON, null as "(null)".
+/// The text that `%@` gives an object: strings bare, numbers as in JSON (whole doubles without exponent), booleans 1
+/// and 0, containers as pretty JSON, null as "(null)".
 std::string descriptionOf(const Value& value);
 
 /// One argument of a format, already in its text form.
@@ -39,7 +39,8 @@ class FormatArgument {
   template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
   FormatArgument(T number) : _text(descriptionOf(Value(number))) {}  // NOLINT
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
-  FormatArgument(const std::shared_ptr<T>& object) : FormatArgument(static_cast<const Object*>(object.get())) {}  // NOLINT
+  FormatArgument(const std::shared_ptr<T>& object)  // NOLINT
+      : FormatArgument(static_cast<const Object*>(object.get())) {}
   template <class T>
   FormatArgument(const std::optional<T>& value)  // NOLINT
       : _text(value ? FormatArgument(*value).text() : "(null)") {}

@@ -10,7 +10,12 @@
 
 namespace oq {
 
-enum class UISceneActivationState : int { Unattached = -1, ForegroundActive = 0, ForegroundInactive = 1, Background = 2 };
+enum class UISceneActivationState : int {
+  Unattached = -1,
+  ForegroundActive = 0,
+  ForegroundInactive = 1,
+  Background = 2
+};
 
 /// One attached window of the host, with the windows that the library shows there.
 class UIScene {

@@ -17,7 +17,11 @@ enum UIControlEvents : std::uint32_t {
   UIControlEventValueChanged = 4096,
 };
 
-enum UIControlState : std::uint32_t { UIControlStateNormal = 0, UIControlStateHighlighted = 1, UIControlStateDisabled = 2 };
+enum UIControlState : std::uint32_t {
+  UIControlStateNormal = 0,
+  UIControlStateHighlighted = 1,
+  UIControlStateDisabled = 2
+};
 
 /// A view that turns touches into events. Main thread only.
 class UIControl : public UIView {

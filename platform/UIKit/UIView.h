@@ -124,8 +124,8 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   // Animation.
   /// Runs `animations` at once; what it changes in animatable properties of views in a window moves there over
   /// `duration` seconds, easing in and out. The completion is called exactly once, on the main queue, after the
-  /// animation has been taken off: true when it ran to its end, false when it was replaced, removed or detached. Without
-  /// anything to animate it is called from the main queue soon after. Calls nest.
+  /// animation has been taken off: true when it ran to its end, false when it was replaced, removed or detached.
+  /// Without anything to animate it is called from the main queue soon after. Calls nest.
   static void animateWithDuration(double duration, const std::function<void()>& animations,
                                   std::function<void(bool finished)> completion = nullptr);
 

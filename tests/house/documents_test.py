@@ -1,4 +1,4 @@
-"""What the documents say of the tree is so: links lead somewhere, named files exist, and the guide quotes its example."""
+"""What the documents say of the tree is so: links lead somewhere, named files exist, the guide quotes its example."""
 import pathlib
 import re
 import unittest

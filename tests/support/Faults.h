@@ -3,8 +3,8 @@
 namespace oq::test {
 
 /// Lets what this process asks of the system fail, one request after the other: calls that open, make, change
-/// and rename files, steps of SQLite's statements, and allocations with new (these not under the sanitizers, which bring
-/// operators of their own).
+/// and rename files, steps of SQLite's statements, and allocations with new (these not under the sanitizers,
+/// which bring operators of their own).
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);

@@ -8,8 +8,8 @@
 
 namespace oq {
 
-/// A web page of a headless host. There is no engine: nothing is fetched and no script runs. Whoever drives the host sees
-/// what the library asks of the page and plays the engine's part, in the order of a real load:
+/// A web page of a headless host. There is no engine: nothing is fetched and no script runs. Whoever drives the host
+/// sees what the library asks of the page and plays the engine's part, in the order of a real load:
 ///
 ///     auto page = host.pages().back();
 ///     page->start(); page->progress(0.4); page->commit(); page->progress(1); page->finish("Title");
@@ -27,8 +27,8 @@ class OQSDK_EXPORT HeadlessPage {
   const std::vector<std::string>& loads() const;
   /// How often loading was stopped.
   int stops() const;
-  /// Scripts of the library's that would run in the page: at the document's start and in all frames, unless the text says
-  /// otherwise before a colon ("end:", "main:", "end main:").
+  /// Scripts of the library's that would run in the page: at the document's start and in all frames, unless the text
+  /// says otherwise before a colon ("end:", "main:", "end main:").
   const std::vector<std::string>& scripts() const;
   /// Names under `window.webkit.messageHandlers`.
   const std::vector<std::string>& messageHandlers() const;

@@ -18,7 +18,8 @@ inside() {
 
   # The first run of a daemon that is unlocked makes the default collection.
   if [[ $state != missing ]]; then
-    printf 'password' | gnome-keyring-daemon --unlock --components=secrets --control-directory="$work/control" >/dev/null
+    printf 'password' |
+      gnome-keyring-daemon --unlock --components=secrets --control-directory="$work/control" >/dev/null
   else
     gnome-keyring-daemon --start --components=secrets --control-directory="$work/control" >/dev/null 2>&1
   fi
@@ -26,7 +27,8 @@ inside() {
   local service=
   for _ in $(seq 200); do
     service=$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
-      org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.secrets 2>/dev/null | awk '{print $2}') || true
+      org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.secrets 2>/dev/null |
+      awk '{print $2}') || true
     [[ -n $service ]] && break
     sleep 0.05
   done
@@ -59,7 +61,8 @@ inside() {
     exit 1
   fi
   # A monitor that heard nothing would prove nothing.
-  [[ $state == frozen ]] || grep -q "member=ReadAlias" "$work/calls" || { echo "$state: the monitor is deaf" >&2; exit 1; }
+  [[ $state == frozen ]] || grep -q "member=ReadAlias" "$work/calls" ||
+    { echo "$state: the monitor is deaf" >&2; exit 1; }
   echo "$state: $(grep -E '^\[  PASSED  \]' "$work/output" | tr '\n' ' ')"
 }
 

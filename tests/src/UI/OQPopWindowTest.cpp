@@ -371,7 +371,8 @@ TEST_F(PopWindow, IsPaintedInTheColoursOfItsRecord) {
   EXPECT_EQ(at(*window->contentView(), 5, 5), (Pixel{255, 255, 255}));
   EXPECT_EQ(at(*window, 5, 5), (Pixel{179, 179, 179})) << "0.3 of black";
   host.setScale(2);
-  EXPECT_NEAR(at(*window->contentView(), 260, window->leftBtn()->frame().minY() + 50).red, 255, 1) << "the strip between the buttons";
+  EXPECT_NEAR(at(*window->contentView(), 260, window->leftBtn()->frame().minY() + 50).red, 255, 1)
+      << "the strip between the buttons";
 }
 
 class PopWindowOnADesktop : public PopWindow {
