@@ -86,8 +86,8 @@ class OQSDK_EXPORT HeadlessHost {
   /// it.
   std::vector<AccessibleElement> accessibleElements();
 
-  /// Another size of the screen, from now on. In one that is wider than 0.65 times its height the library has an upright
-  /// stage in the middle, and shades the rest where it dims the stage.
+  /// Another size of the screen, from now on. In one that is wider than 0.65 times its height the library has an
+  /// upright stage in the middle, and shades the rest where it dims the stage.
   void setScreenSize(double width, double height);
   /// Another number of pixels a point.
   void setScale(double scale);
