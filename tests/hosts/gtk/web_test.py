@@ -65,7 +65,8 @@ POST = "window.webkit.messageHandlers.jsCallOC.postMessage"
 PAGE = {
     "/one": html("One 一", "<a id=l style='display:block;height:120px' href='/two'>two</a>"),
     "/two": html("Two"),
-    "/talk": html("Talk", f"<script>{POST}({{a: 1, b: [true, null, '二']}}); {POST}('text'); {POST}(undefined)</script>"),
+    "/talk": html("Talk", f"<script>{POST}({{a: 1, b: [true, null, '二']}}); {POST}('text'); "
+                          f"{POST}(undefined)</script>"),
     "/flood": html("Flood", f"<script>for (let i = 0; i < 2000; i++) {POST}(i); {POST}('x'.repeat(1 << 20)); "
                             f"{POST}('last')</script>"),
     "/alert": html("Alert", f"<script>{POST}('before'); alert('hello'); {POST}('after')</script>"),
@@ -78,7 +79,8 @@ PAGE = {
           new Promise(done => {{ const f = document.createElement('iframe'); f.src = a;
             f.onload = f.onerror = () => done(); document.documentElement.append(f); setTimeout(done, 300); }}));
         Promise.all(tries).then(() => fetch('file:///etc/passwd').catch(e => 0)).then(() => {{
-          {POST}('reached ' + document.title + ' ' + window.webkit.messageHandlers.other); location = 'file:///etc/passwd';
+          {POST}('reached ' + document.title + ' ' + window.webkit.messageHandlers.other);
+          location = 'file:///etc/passwd';
           setTimeout(() => {POST}('still ' + location.protocol), 300); }});</script>"""),
     "/leaving": html("Leaving", "<script>onbeforeunload = e => { e.preventDefault(); return 'stay?' };"
                                 "setTimeout(() => location = '/two', 30)</script>"),
@@ -288,7 +290,8 @@ class WebPages(unittest.TestCase):
     def test_a_page_is_opened_used_and_closed(self):
         fixture = self.start()
         self.assertEqual(fixture.descendants("WebKitNetworkProcess"), [], "nothing is loaded before the first page")
-        fixture.jump(self.url("/one"), title="One 一", progress=1, bar=False, hidden=False, reload=False, back=False, moving=False)
+        fixture.jump(self.url("/one"), title="One 一", progress=1, bar=False, hidden=False, reload=False, back=False,
+                     moving=False)
         await_pixel(200, 400, PINK)
         # The engine runs in its sandbox, unless this environment cannot have one.
         web = fixture.await_descendants("WebKitWebProcess", 1)[0]
@@ -351,7 +354,8 @@ class WebPages(unittest.TestCase):
     def test_certificates_are_checked(self):
         fixture = self.start()
         Handler.served.clear()
-        with Server(self.stranger.issue("localhost")) as unknown, Server(self.authority.issue("other.example")) as other:
+        with (Server(self.stranger.issue("localhost")) as unknown,
+              Server(self.authority.issue("other.example")) as other):
             for server in (unknown, other):
                 failures = fixture.log().count("页面加载失败")
                 fixture.jump(server.url("/one"), reload=True, hidden=True)
@@ -490,7 +494,8 @@ class WebPages(unittest.TestCase):
 
 def sandbox_works():
     try:
-        return subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True).returncode == 0
+        tried = subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True)
+        return tried.returncode == 0
     except OSError:
         return False
 
