@@ -33,7 +33,7 @@ constexpr int kPosts = 300;
 constexpr const char* kPath = "/bench/report";
 constexpr const char* kAnswer = R"({"code":0,"data":{}})";
 
-/// The port is fixed; the tests, which use it too, take turns by this lock.
+/// The port is fixed: two runs take turns by this lock.
 void waitForPort() {
   const auto file = std::filesystem::temp_directory_path() / ("oqsdk-test-port-" + std::to_string(kPort));
   const int lock = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
