@@ -115,19 +115,16 @@ class Picture:
         return tuple(self._pixels[start:start + 3])
 
     def region(self, colour):
-        """The box around all pixels of a colour, looked at on a grid of 3; None where there are too few for a button."""
+        """The box around all pixels of a colour, on a grid of 3; None where there are too few for a button."""
         spots = [(x, y) for y in range(0, self.height, 3) for x in range(0, self.width, 3) if self.at(x, y) == colour]
         if len(spots) < 60:
             return None
         xs, ys = [x for x, _ in spots], [y for _, y in spots]
         return min(xs), min(ys), max(xs), max(ys)
 
-    def keep(self, name, crop=None):
+    def keep(self, name):
         file = PICTURES / name
-        command = ["convert", "ppm:-"]
-        if crop:
-            command += ["-crop", "{}x{}+{}+{}".format(*crop), "+repage"]
-        subprocess.run([*command, str(file)], input=self._ppm, check=True)
+        subprocess.run(["convert", "ppm:-", str(file)], input=self._ppm, check=True)
         return file
 
 
@@ -160,8 +157,7 @@ class Demo:
 
     def events(self):
         with urllib.request.urlopen(f"https://127.0.0.1:{PORT}/events", context=self._tls, timeout=20) as answer:
-            listed = json.load(answer)
-        return [e.get("event", e) for e in (listed["events"] if isinstance(listed, dict) else listed)]
+            return [listed["event"] for listed in json.load(answer)["events"]]
 
     def log(self):
         files = sorted((OUT / "shop" / "Documents" / "Log").glob("*.log"))
