@@ -5,7 +5,6 @@ import json
 import os
 import pathlib
 import plistlib
-import queue
 import re
 import ssl
 import subprocess
@@ -14,6 +13,9 @@ import tempfile
 import threading
 import unittest
 import urllib.request
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "server"))
+from server_test import Lines
 
 SERVER, HOST = sys.argv[1:3]
 DEVELOPMENT, PORT = "2", 38088
@@ -35,40 +37,17 @@ CAMPAIGNS = {
 }
 
 
-class Lines:
-    """The lines that a process prints, awaited with a deadline."""
-
-    def __init__(self, stream, seen):
-        self._queue, self._seen = queue.Queue(), seen
-        threading.Thread(target=self._pump, args=(stream,), daemon=True).start()
-
-    def _pump(self, stream):
-        for line in stream:
-            self._seen.append(line.rstrip("\n"))
-            self._queue.put(line.rstrip("\n"))
-        self._queue.put(None)
-
-    def until(self, wanted, seconds=30):
-        while True:
-            line = self._queue.get(timeout=seconds)
-            if line is None:
-                raise AssertionError("the process ended; it said:\n" + "\n".join(self._seen))
-            if wanted(line):
-                return line
-
-
 class Server:
     def __init__(self, folder):
         campaigns = folder / "campaigns.json"
         campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
-        self.said = []
         self.process = subprocess.Popen(
             [SERVER, "--data", str(folder / "server"), "--campaigns", str(campaigns), "--port-production", "0",
              "--port-test", "0", "--port-development", str(PORT)],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, encoding="utf-8")
-        self.lines = Lines(self.process.stdout, self.said)
-        self.authority = self.lines.until(lambda l: l.startswith("certificate authority: ")).split(": ", 1)[1]
-        self.lines.until(lambda l: str(PORT) in l)
+        lines = Lines(self.process.stdout)
+        self.authority = lines.wait_for("^certificate authority: (.*)")[1]
+        lines.wait_for(str(PORT))
         self._tls = ssl.create_default_context(cafile=self.authority)
 
     def events(self):
@@ -77,25 +56,22 @@ class Server:
 
     def stop(self):
         self.process.terminate()
-        code = self.process.wait(timeout=20)
-        self.process.stdout.close()
-        return code
+        return self.process.wait(timeout=20)
 
 
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
-        self.said = []
         self.process = subprocess.Popen(
             [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, text=True, encoding="utf-8",
             env={**os.environ, "SSL_CERT_FILE": authority})
-        self.lines = Lines(self.process.stdout, self.said)
+        self.lines = Lines(self.process.stdout)
 
     def do(self, step):
         self.process.stdin.write(step + "\n")
         self.process.stdin.flush()
-        answer = self.lines.until(lambda l: l == "ok" or l.startswith("failed"), 40)
+        answer = self.lines.wait_for("^(ok$|failed)").string
         if answer != "ok":
             raise AssertionError(f"{step}: {answer}\n{self.log()}")
 
@@ -125,9 +101,7 @@ class Host:
 
     def quit(self):
         self.process.stdin.close()
-        code = self.process.wait(timeout=30)
-        self.process.stdout.close()
-        return code
+        return self.process.wait(timeout=30)
 
 
 class RoadTest(unittest.TestCase):
