@@ -64,13 +64,15 @@ OQDecision OQSDKManager::_decide(const OQWindowData& window) {
 }
 
 std::optional<OQDecision> OQSDKManager::_objection(const OQWindowData& window) const {
+  const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  return objectionOf(_recordTree->findTreeNodeById(integerValue(window.windowId())).get());
+  return objectionOf(stored.recordTree->findTreeNodeById(integerValue(window.windowId())).get());
 }
 
 OQDecision OQSDKManager::_countIfStillAllowed(const OQWindowData& window) {
+  const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  const auto node = _recordTree->findTreeNodeById(integerValue(window.windowId()));
+  const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()));
   if (const auto objection = objectionOf(node.get())) return *objection;
   if (node->isActivated()) {
     const bool wasClosedBefore = node->isUserClosed() && !node->wasCountedInThisRun();
@@ -97,10 +99,9 @@ void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& nod
 
 void OQSDKManager::clearTreeNodeActivateState() {
   if (_treeNodesInit.exchange(true)) return;
+  const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  for (const auto& node : _recordTree->copyOfNodes()) {
-    if (!node->isUserClosed()) node->setActivated(false);
-  }
+  _clearActivated(*stored.recordTree);
 }
 
 void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window) {
@@ -155,20 +156,22 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
 }
 
 void OQSDKManager::_markClosed(const OQWindowData& window) {
+  const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  if (const auto node = _recordTree->findTreeNodeById(integerValue(window.windowId()))) {
+  if (const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()))) {
     node->setUserClosed(true);
   }
 }
 
 void OQSDKManager::syncRecordTree() {
+  const Stored& stored = _stored();
   bool written = false;
   {
     std::lock_guard lock(_fileMutex);
     OQRecordTree::Nodes::Vector nodes;
     {
       std::lock_guard displayLock(_displayMutex);
-      nodes = _recordTree->copyOfNodes();
+      nodes = stored.recordTree->copyOfNodes();
     }
     written = OQDataArchiver::setData(nodes, documentsDirectory() / OQRecordTreeDataFileName);
   }

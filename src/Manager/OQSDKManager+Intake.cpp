@@ -40,7 +40,7 @@ void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event
 
 void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
-  const Turn turn = _listOrWait(_inApp, _waitingEvents, event);
+  const Turn turn = _listOrWait(_stored().inApp, _waitingEvents, event);
   if (!turn.list)
     return _decisions.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
   const OQCampaignMatch match = turn.list->match(*event);
@@ -61,7 +61,7 @@ void OQSDKManager::_notePassedOver(const OQWindowEvent& event, const OQCampaignL
 
 void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
-  const Turn turn = _listOrWait(_subscribe, _waitingEvents1, event);
+  const Turn turn = _listOrWait(_stored().subscribe, _waitingEvents1, event);
   if (turn.list && turn.list->match(*event).position != OQCampaignMatch::nowhere) triggerEvent(event);
 }
 

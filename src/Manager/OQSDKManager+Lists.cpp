@@ -162,12 +162,13 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
     downloadImageWithURL(pictureURL(*window), nullptr);
   }
   auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  Stored& stored = _stored();
   Events waited;
   {
     std::lock_guard lock(_displayMutex);
     // The records first: whoever sees the new list without the lock finds them merged.
-    _recordTree->updateWithTree(scratch);
-    list = _inApp.exchange(std::move(list));
+    stored.recordTree->updateWithTree(scratch);
+    list = stored.inApp.exchange(std::move(list));
     waited.swap(_waitingEvents);
   }
   clearTreeNodeActivateState();
@@ -192,10 +193,11 @@ OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
   for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
   auto list =
       std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
+  Stored& stored = _stored();
   Events waited;
   {
     std::lock_guard lock(_displayMutex);
-    list = _subscribe.exchange(std::move(list));
+    list = stored.subscribe.exchange(std::move(list));
     waited.swap(_waitingEvents1);
   }
   syncSubscribeData();

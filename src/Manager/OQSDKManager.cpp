@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileManager.h"
 #include "Foundation/Format.h"
 #include "Manager/OQGuard.h"
@@ -38,24 +39,54 @@ Class* OQSDKManager::staticClass() {
 
 OQSDKManager& OQSDKManager::sharedManager() {
   // Leaked on purpose.
-  static auto* shared = new std::shared_ptr<OQSDKManager>(std::make_shared<OQSDKManager>());
+  static auto* shared = new std::shared_ptr<OQSDKManager>(_startReading());
   return **shared;
 }
 
-OQSDKManager::OQSDKManager() {
+OQSDKManager::OQSDKManager(Restoring restoring) {
   OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.oqsdk");
   const Value storedUserId = defaults.objectForKey("oq_xwho");
   _isNewUser = !storedUserId.is_null();
   _fields.token = _textOrNil(defaults.objectForKey("oq_token"));
   _fields.userId = _textOrNil(storedUserId);
-  setInAppDataArray(restored<OQWindowData>(OQInAppWindowDataFileName));
-  setSubscribeDataArray(restored<OQWindowData>(OQSubscribeWindowDataFileName));
-  _recordTree = OQRecordTree::treeWithNodes(
-      std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
-  clearTreeNodeActivateState();
+  if (restoring == Restoring::AtOnce) _restore();
 }
 
 OQSDKManager::~OQSDKManager() = default;
+
+std::shared_ptr<OQSDKManager> OQSDKManager::_startReading() {
+  auto engine = std::make_shared<OQSDKManager>(Restoring::AtFirstUse);
+  // The thread that starts the library goes on meanwhile. Whoever needs a campaign before it is there waits for it.
+  guarded([&] { DispatchQueue::background().async([engine] { guarded([&] { engine->_stored(); }); }); });
+  return engine;
+}
+
+OQSDKManager::Stored& OQSDKManager::_stored() const {
+  if (!_isRestored.load(std::memory_order_acquire)) _restore();
+  return _storedFields;
+}
+
+void OQSDKManager::_restore() const {
+  std::lock_guard lock(_restoreMutex);
+  if (_isRestored.load(std::memory_order_relaxed)) return;
+  // All of it or, out of memory, nothing: the next one tries again.
+  auto inApp = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQInAppWindowDataFileName));
+  auto subscribe = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQSubscribeWindowDataFileName),
+                                                          OQCampaignList::PreConditions::Ignored);
+  auto tree = OQRecordTree::treeWithNodes(
+      std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
+  if (!_treeNodesInit.exchange(true)) _clearActivated(*tree);
+  _storedFields.inApp.exchange(std::move(inApp));
+  _storedFields.subscribe.exchange(std::move(subscribe));
+  _storedFields.recordTree = std::move(tree);
+  _isRestored.store(true, std::memory_order_release);
+}
+
+void OQSDKManager::_clearActivated(const OQRecordTree& tree) {
+  for (const auto& node : tree.copyOfNodes()) {
+    if (!node->isUserClosed()) node->setActivated(false);
+  }
+}
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
   // A flag and not a once-only guard: the hooks wait for the main thread, which may be starting the library
@@ -153,31 +184,35 @@ void OQSDKManager::setNetwork(std::shared_ptr<OQNetwork> network) {
 }
 
 std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::inAppDataArray() const {
-  return windowsOf(_inApp.load());
+  return windowsOf(_stored().inApp.load());
 }
 void OQSDKManager::setInAppDataArray(Windows windows) {
   auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  list = _inApp.exchange(std::move(list));
+  list = stored.inApp.exchange(std::move(list));
 }
 std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::subscribeDataArray() const {
-  return windowsOf(_subscribe.load());
+  return windowsOf(_stored().subscribe.load());
 }
 void OQSDKManager::setSubscribeDataArray(Windows windows) {
   auto list =
       std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
+  Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  list = _subscribe.exchange(std::move(list));
+  list = stored.subscribe.exchange(std::move(list));
 }
 
 std::shared_ptr<OQRecordTree> OQSDKManager::recordTree() const {
+  const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  return _recordTree;
+  return stored.recordTree;
 }
 void OQSDKManager::setRecordTree(std::shared_ptr<OQRecordTree> tree) {
   if (!tree) tree = std::make_shared<OQRecordTree>();
+  Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  std::swap(_recordTree, tree);
+  std::swap(stored.recordTree, tree);
 }
 
 OQSDKManager::Events OQSDKManager::waitingEvents() const {

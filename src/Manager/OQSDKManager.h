@@ -50,9 +50,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// while the process ends.
   static OQSDKManager& sharedManager();
 
-  /// Restores what earlier runs left. Not meant for hosts: a second engine beside the shared one is for
-  /// tests, and must be owned by a shared_ptr.
-  OQSDKManager();
+  /// When the campaigns and records of earlier runs are read.
+  enum class Restoring { AtOnce, AtFirstUse };
+  /// Not meant for hosts: a second engine beside the shared one is for tests, and must be owned by a shared_ptr.
+  explicit OQSDKManager(Restoring restoring = Restoring::AtOnce);
   ~OQSDKManager() override;
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
@@ -217,7 +218,6 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::shared_ptr<OQWindowEvent> _eventNamed(const std::string& name, Dictionary context) const;
   void _openWebController(UINavigationController& navigation, const std::string& url);
 
-  std::atomic<bool> _treeNodesInit{false};
   std::atomic<bool> _isNewUser{false};
   std::atomic<bool> _autoCollectPageInfo{true};
   std::atomic<std::int64_t> _maxWaitingReceivedEventsNum{3};
@@ -235,13 +235,26 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// One step under it: the decision to show a window with the counting of it; the installation of a list
   /// with its merged records; the choice whether an event waits, and the taking of those that wait.
   mutable std::mutex _displayMutex;
-  Snapshot<OQCampaignList> _inApp;
-  Snapshot<OQCampaignList> _subscribe;
-  std::shared_ptr<OQRecordTree> _recordTree;
+  /// What earlier runs left, and what has taken its place since.
+  struct Stored {
+    Snapshot<OQCampaignList> inApp, subscribe;
+    std::shared_ptr<OQRecordTree> recordTree;
+  };
+  /// Reads it first, or waits for the thread that does. Taken before any other lock.
+  Stored& _stored() const;
+  void _restore() const;
+  static std::shared_ptr<OQSDKManager> _startReading();
+  /// Except where the user has closed the window.
+  static void _clearActivated(const OQRecordTree& tree);
   Events _waitingEvents;
   Events _waitingEvents1;
 
   OQDecisionLog _decisions;
+
+  mutable std::mutex _restoreMutex;
+  mutable std::atomic<bool> _isRestored{false};
+  mutable std::atomic<bool> _treeNodesInit{false};
+  mutable Stored _storedFields;
 
   /// Held while one of the three files is written, and nothing but the file system is asked. What is written
   /// is read inside it, so a later write never holds older counts.
