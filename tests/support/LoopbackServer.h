@@ -108,6 +108,8 @@ class RawServer {
   /// Requests read so far, over all connections.
   std::size_t requestCount() const;
   std::size_t connectionCount() const;
+  /// Those that the server has closed; no byte of theirs is to come.
+  std::size_t closedCount() const;
 
  private:
   class Impl;

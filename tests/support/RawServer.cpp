@@ -133,11 +133,14 @@ class RawServer::Impl {
     sigemptyset(&brokenPipe);
     sigaddset(&brokenPipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
-    TLSConnection connection(context, socket, requestCount);
-    if (connection.accept()) serve(connection);
-    // Forgotten before it is closed, so that nobody shuts down another socket with its number.
-    std::lock_guard lock(mutex);
-    openSockets.erase(number);
+    {
+      TLSConnection connection(context, socket, requestCount);
+      if (connection.accept()) serve(connection);
+      // Forgotten before it is closed, so that nobody shuts down another socket with its number.
+      std::lock_guard lock(mutex);
+      openSockets.erase(number);
+    }
+    ++closedCount;
   }
 
   std::function<void(Connection&)> serve;
@@ -146,6 +149,7 @@ class RawServer::Impl {
   const int listener = listenOnLoopback(port);
   std::atomic<std::size_t> requestCount{0};
   std::atomic<std::size_t> connectionCount{0};
+  std::atomic<std::size_t> closedCount{0};
   std::mutex mutex;
   std::map<std::size_t, int> openSockets;
   std::vector<std::thread> threads;
@@ -167,6 +171,10 @@ std::size_t RawServer::requestCount() const {
 
 std::size_t RawServer::connectionCount() const {
   return _impl->connectionCount;
+}
+
+std::size_t RawServer::closedCount() const {
+  return _impl->closedCount;
 }
 
 }  // namespace oq::test

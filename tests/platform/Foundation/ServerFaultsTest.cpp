@@ -50,7 +50,8 @@ TEST_F(ServerFaults, OfTheNetworkAndTheCertificate) {
   EXPECT_EQ(perform(post("https://255.255.255.255/")).errorCode, URLErrorCannotConnectToHost) << "no route";
   std::string refused = LoopbackServer().url("/");
   EXPECT_EQ(perform(post(refused)).errorCode, URLErrorCannotConnectToHost) << "refused";
-  EXPECT_EQ(perform(post("https://no-such-host.invalid/")).errorCode, URLErrorCannotFindHost);
+  // A part of the name is longer than such parts may be: the resolver knows it without asking the network.
+  EXPECT_EQ(perform(post("https://" + std::string(64, 'x') + ".invalid/")).errorCode, URLErrorCannotFindHost);
   EXPECT_EQ(perform(post("https://:99999999/")).errorCode, URLErrorBadURL);
   MutePort mute;
   EXPECT_EQ(perform(post(mute.url(), "{}", 0.3)).errorCode, URLErrorTimedOut) << "no TLS";

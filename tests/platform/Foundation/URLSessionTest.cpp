@@ -15,7 +15,9 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/CurlTransport.h"
 #include "Requests.h"
+#include "oqsdk/OQSDKConstants.h"
 #include "support/LoopbackServer.h"
+#include "support/ScratchFolder.h"
 
 namespace oq {
 namespace {
@@ -45,7 +47,7 @@ TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
   auto seen = server.requests().at(0);
   EXPECT_EQ(seen.target, "/echo?a=1&b=%20");
   EXPECT_EQ(seen.header("Content-Type"), "text/plain");
-  EXPECT_EQ(seen.header("User-Agent"), "OQSDK/0.8.6");
+  EXPECT_EQ(seen.header("User-Agent"), "OQSDK/" + OQSDKVersion);
   auto has = [&](const char* name) {
     return std::any_of(seen.headers.begin(), seen.headers.end(),
                        [&](auto& field) { return field.first == name; });
@@ -115,17 +117,15 @@ INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "
 
 // Closed in peace while idle: the next request simply takes a new connection.
 TEST_F(URLSessionTest, ConnectionClosedWhileIdleIsNotUsedAgain) {
-  std::atomic<int> closed{0};
-  RawServer server([&](RawServer::Connection& connection) {
+  RawServer server([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-    ++closed;
   });
-  for (int i = 0; i < 3; ++i) {
+  for (std::size_t round = 1; round <= 3; ++round) {
     EXPECT_EQ(perform(post(server.url("/"), "{}")).text, "ok");
-    // The server closes right after the answer; give its last packet the time to cross the loopback
-    // interface.
-    std::this_thread::sleep_for(20ms);
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (server.closedCount() < round && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(1ms);
+    ASSERT_EQ(server.closedCount(), round);
   }
   EXPECT_EQ(server.requestCount(), 3u);
   EXPECT_EQ(server.connectionCount(), 3u);
@@ -137,8 +137,8 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
     connection.waitForClose();
   });
   auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
+  EXPECT_EQ(perform(post(silent.url("/"), "{}", 1)).errorCode, URLErrorTimedOut);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
   EXPECT_EQ(silent.requestCount(), 1u);
 
   RawServer stalls([](RawServer::Connection& connection) {
@@ -148,20 +148,22 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
   });
   EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
 
+  // All of it takes longer than the silence that is allowed, and each pause so little that a busy machine may
+  // add to it.
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
-    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
-    for (int i = 0; i < 10; ++i) {
-      std::this_thread::sleep_for(100ms);
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
+    for (int i = 0; i < 12; ++i) {
+      std::this_thread::sleep_for(200ms);
       connection.write("x");
     }
     connection.waitForClose();
   });
-  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).text, "xxxxxxxxxx");
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 2)).text, "xxxxxxxxxxxx");
   CurlTransport::Limits limits;
   limits.wholeTransfer = 400ms;
   useLimits(limits);
-  EXPECT_EQ(perform(post(slow.url("/"), "{}", 0.6)).errorCode, URLErrorTimedOut);
+  EXPECT_EQ(perform(post(slow.url("/"))).errorCode, URLErrorTimedOut);
 }
 
 TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) {
@@ -252,11 +254,11 @@ TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
   useLimits(limits);
   LoopbackServer server;
   server.handle("/slow", [](const auto&) {
-    std::this_thread::sleep_for(150ms);
+    std::this_thread::sleep_for(300ms);
     return LoopbackServer::Response{200, "done"};
   });
   std::vector<std::future<Outcome>> outcomes;
-  for (int i = 0; i < 8; ++i) outcomes.push_back(start(get(server.url("/slow"), 0.7)));
+  for (int i = 0; i < 9; ++i) outcomes.push_back(start(get(server.url("/slow"), 2)));
   for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text, "done");
   EXPECT_EQ(server.connectionCount(), 1u);
 }
@@ -283,7 +285,8 @@ TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
 }
 
 // The library's milliseconds are its own thread's. In a process that has made requests before, this shows
-// less; under sanitizers, where every step is dearer, nothing.
+// less; under sanitizers, where every step is dearer, nothing. A busy machine makes some of the processes
+// slow; work that does not belong there makes every one slow.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(FirstRequest, TakesTheCallerNoMillisecond) {
   auto ownTime = [] {
@@ -291,11 +294,17 @@ TEST(FirstRequest, TakesTheCallerNoMillisecond) {
     ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
   };
-  URLRequest request = get("https://localhost:1/");
-  auto begin = ownTime();
-  auto future = start(std::move(request));
-  EXPECT_LT(ownTime() - begin, 1ms);
-  EXPECT_EQ(future.get().errorCode, URLErrorCannotConnectToHost);
+  bool isQuick = false;
+  for (int i = 0; i < 10 && !isQuick; ++i) {
+    isQuick = holdsInChild([&] {
+      URLRequest request = get("https://localhost:1/");
+      auto begin = ownTime();
+      auto future = start(std::move(request));
+      return ownTime() - begin < 1ms;
+    });
+  }
+  EXPECT_TRUE(isQuick);
+  EXPECT_EQ(perform(get("https://localhost:1/")).errorCode, URLErrorCannotConnectToHost);
 }
 #endif
 
