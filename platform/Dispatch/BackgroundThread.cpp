@@ -18,9 +18,11 @@ bool startBackgroundThread(const char* name, std::function<void()> function) {
   pthread_sigmask(SIG_SETMASK, &all, &callers);
   bool started = true;
   try {
-    std::thread thread(std::move(function));
-    pthread_setname_np(thread.native_handle(), name);
-    thread.detach();
+    // A thread names itself with one system call; another thread would have to open a file for it.
+    std::thread([name, function = std::move(function)] {
+      pthread_setname_np(pthread_self(), name);
+      function();
+    }).detach();
   } catch (...) {  // no thread, or no memory for one: the caller's mask has to come back
     started = false;
   }
