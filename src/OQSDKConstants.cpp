@@ -5,7 +5,7 @@
 namespace oq {
 
 // Never destroyed: threads may still send and log while the process ends.
-const std::string& OQSDKVersion = *new std::string("0.8.6");
+const std::string& OQSDKVersion = *new std::string(OQSDK_VERSION);
 const double OQSDKVersionNumber = 1.0;
 const unsigned char OQSDKVersionString[] = "@(#)PROGRAM:OQSDK  PROJECT:OQSDK-1\n";
 const std::string& OQSDKBundleId = *new std::string(OQSDK_BUNDLE_IDENTIFIER);

@@ -16,7 +16,7 @@ namespace oq {
 
 namespace {
 
-constexpr const char* userAgent = "OQSDK/0.8.6";
+constexpr const char* userAgent = "OQSDK/" OQSDK_VERSION;
 constexpr long mostRedirects = 20;
 constexpr double usualTimeout = 60.0;
 constexpr std::size_t longestHead = 256 << 10;

@@ -6,6 +6,7 @@
 
 #include "UIKit/UILabel.h"
 #include "oqsdk/OQDiagnosticsPanel.h"
+#include "oqsdk/OQSDKConstants.h"
 #include "support/EngineTest.h"
 #include "support/ScreenParts.h"
 
@@ -78,8 +79,9 @@ TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
   host.advance(0.1);
   OQDiagnosticsPanel::show();  // it is there already
   host.advance(0.5);
+  const std::string title = "OQSDK " + OQSDKVersion;
   for (const char* text :
-       {"OQSDK 0.8.6", "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
+       {title.c_str(), "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
         "Subscriptions (0)", "Last decisions (1)", "Window 7 on buy", "no record"})
     EXPECT_THAT(texts(), Contains(text));
   EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is no page";
@@ -89,7 +91,7 @@ TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
   host.setScreenSize(320, 568);
   EXPECT_TRUE(tapButton(host, "Close"));
   host.advance(0.5);
-  EXPECT_THAT(texts(), testing::Not(Contains("OQSDK 0.8.6")));
+  EXPECT_THAT(texts(), testing::Not(Contains(title)));
 }
 
 }  // namespace

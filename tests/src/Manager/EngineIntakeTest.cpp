@@ -99,7 +99,7 @@ TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
                             {"packageName", OQSDKBundleId},
                             {"platform", "ios"},
                             {"version", triggers[0].json.at("os").at("version")}}},
-                          {"sdkVersion", "0.8.6"},
+                          {"sdkVersion", OQSDKVersion},
                           {"token", "T"},
                           {"userId", "ann"},
                           {"events", Array{{{"appid", "shop"},

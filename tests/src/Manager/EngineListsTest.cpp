@@ -8,6 +8,7 @@
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
+#include "oqsdk/OQSDKConstants.h"
 #include "support/EngineTest.h"
 
 namespace oq::test {
@@ -65,7 +66,7 @@ TEST_F(EngineListsTest, ListRequestsTellWhetherAUserWasKnownAtTheStart) {
         {"newUser", 1},
         {"token", "T"},
         {"userId", "ann"},
-        {"sdkVersion", "0.8.6"},
+        {"sdkVersion", OQSDKVersion},
         {"os", {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", version}}}};
     EXPECT_EQ(requests[0].json, expected);
     EXPECT_EQ(requests[1].json.at("newUser"), Value(0));

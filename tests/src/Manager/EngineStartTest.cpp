@@ -80,7 +80,7 @@ TEST_F(EngineTest, LoginSendsTheDeviceAndTheKey) {
   EXPECT_TRUE(device.at("version").is_string());
   EXPECT_EQ(device.at("mac").as_string().size(), 36u);
   const Value expected = {{"appKey", "key-1"},
-                          {"sdkVersion", "0.8.6"},
+                          {"sdkVersion", OQSDKVersion},
                           {"os",
                            {{"brand", "iphone"},
                             {"channel", "default"},

@@ -10,6 +10,7 @@
 #include "Utils/OQLogger.h"
 #include "Utils/OQSwizzler.h"
 #include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
 #include "support/PortalStandIn.h"
 #include "support/ScreenParts.h"
@@ -147,7 +148,7 @@ TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
   ASSERT_EQ(portal.mails().size(), 1u);
   const auto mail = portal.mails().front();
   EXPECT_THAT(mail.addresses, ElementsAre(odd));
-  EXPECT_EQ(mail.subject, "OQSDK v0.8.6 用户行为日志");
+  EXPECT_EQ(mail.subject, "OQSDK v" + OQSDKVersion + " 用户行为日志");
   EXPECT_EQ(mail.body, "请查收附件");
   EXPECT_THAT(filesOf(mail), ElementsAre(Pair("a.log", "first"), Pair("m_a.log", "below"),
                                          Pair("2-m_a.log", "of the same name once it is mailed")));
@@ -165,7 +166,7 @@ TEST_F(LogMail, CarriesTheNewestOfThousandsAndTellsOfTheOthers) {
   for (int i = 0; i < 3000; ++i) {
     const fs::path file = logs() / (std::to_string(i) + ".log");
     write(file, std::to_string(i));
-    // By its age each thousandth file is new, by its name it is not.
+    // By its age every two-hundredth file is new, by its name it is not.
     fs::last_write_time(file, now - std::chrono::hours(i % 200 == 7 ? 1 : 100));
   }
   send();
@@ -270,8 +271,8 @@ TEST_F(LogMail, GoesThroughXdgEmailWhereNoPortalAnswers) {
   std::ifstream lines(desktop.path() / "arguments");
   std::vector<std::string> arguments;
   for (std::string line; std::getline(lines, line);) arguments.push_back(line);
-  EXPECT_THAT(arguments, ElementsAre("--utf8", "--subject", "OQSDK v0.8.6 用户行为日志", "--body",
-                                     "请查收附件", "--attach", testing::EndsWith("/a b.log"), "--attach",
+  EXPECT_THAT(arguments, ElementsAre("--utf8", "--subject", "OQSDK v" + OQSDKVersion + " 用户行为日志",
+                                     "--body", "请查收附件", "--attach", testing::EndsWith("/a b.log"), "--attach",
                                      testing::ContainsRegex("/oqsdk_[^/]*\\.log$"),
                                      "mailto:--attach%20%2Fetc%2Fpasswd@example.org%3Fcc%3Dx"));
   EXPECT_THAT(test::textOf(desktop.path() / "attached"), testing::StartsWith("first"));
