@@ -163,25 +163,26 @@ void PortalStandIn::compose(GDBusConnection* bus, const std::string& sender, GVa
   static const GDBusInterfaceVTable request{&PortalStandIn::closeCalled, nullptr, nullptr, {}};
   g_dbus_connection_register_object(bus, handle.c_str(), _request, &request, this, nullptr, nullptr);
   if (_manners.ownHandle) {
-    // The caller learns the handle first, and needs some time to listen to it.
     g_dbus_method_invocation_return_value(call, g_variant_new("(o)", handle.c_str()));
-    return respondLater(bus, sender, handle);
+    return respondAgainAndAgain(bus, sender, handle);
   }
   // The answer overtakes the call's return.
   if (_manners.response) respond(bus, sender.c_str(), handle.c_str(), *_manners.response);
   g_dbus_method_invocation_return_value(call, g_variant_new("(o)", handle.c_str()));
 }
 
-void PortalStandIn::respondLater(GDBusConnection* bus, const std::string& client, const std::string& handle) {
+/// The caller learns the handle first, and nobody here learns when it has begun to listen.
+void PortalStandIn::respondAgainAndAgain(GDBusConnection* bus, const std::string& client,
+                                         const std::string& handle) {
   auto* answer = new std::function<void()>([bus, client, handle, code = *_manners.response] {
     respond(bus, client.c_str(), handle.c_str(), code);
   });
-  GSource* later = g_timeout_source_new(300);
+  GSource* later = g_timeout_source_new(50);
   g_source_set_callback(
       later,
       [](gpointer function) -> gboolean {
         (*static_cast<std::function<void()>*>(function))();
-        return G_SOURCE_REMOVE;
+        return G_SOURCE_CONTINUE;
       },
       answer, [](gpointer function) { delete static_cast<std::function<void()>*>(function); });
   g_source_attach(later, _context);

@@ -51,7 +51,7 @@ class PortalStandIn {
   void run();
   void compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters,
                GDBusMethodInvocation* call);
-  void respondLater(GDBusConnection* bus, const std::string& client, const std::string& handle);
+  void respondAgainAndAgain(GDBusConnection* bus, const std::string& client, const std::string& handle);
   Mail mailFrom(GVariant* options, GDBusMethodInvocation* call) const;
   static void called(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
                      GDBusMethodInvocation*, gpointer);
