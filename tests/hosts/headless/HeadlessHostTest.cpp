@@ -35,11 +35,12 @@ std::shared_ptr<View> addRed(CGRect frame) {
 }
 
 TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
+  const test::ScratchFolder folder;
   for (double width : {100.0, 200.0}) {
     const HeadlessHost::Options options{
         .width = width,
         .applicationIdentifier = "com.example.w" + std::to_string(static_cast<int>(width)),
-        .dataDirectory = "/tmp/oqsdk-headless-test"};
+        .dataDirectory = folder.path()};
     bool finished = true;
     {
       HeadlessHost host(options);
