@@ -1,9 +1,11 @@
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "Foundation/BinaryPropertyList.h"
 #include "Foundation/KeyedArchiver.h"
+#include "SameNodes.h"
 
 /// Feeds arbitrary bytes to the reader of property lists and, sealed with a right checksum so that they get
 /// past it, to the unarchiver. What could be read must survive being written and read again.
@@ -34,6 +36,24 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
+/// The seal adds an entry to the root and leaves everything else as it was.
+void requireSealed(const std::optional<oq::plist::Table>& sealed, const oq::plist::Table& table) {
+  require(sealed && sealed->root == table.root && sealed->nodes.size() == table.nodes.size() + 2);
+  for (std::size_t i = 0; i < table.nodes.size(); ++i) {
+    require(i == table.root || isSameNode(sealed->nodes[i], table.nodes[i], oq::plist::DatesIn::doubles));
+  }
+}
+
+oq::Data archiveOf(const std::vector<std::shared_ptr<Record>>& records) {
+  return oq::KeyedArchiver::archivedDataWithRootObjects({records.begin(), records.end()});
+}
+
+oq::Data archiveAgain(const oq::Data& archive, std::size_t count) {
+  auto records = oq::KeyedUnarchiver::unarchiveArrayOf<Record>(archive);
+  require(records && records->size() == count);
+  return archiveOf(*records);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -43,17 +63,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (!table) return 0;
 
   auto again = oq::plist::read(oq::plist::write(*table));
-  require(again && again->nodes.size() == table->nodes.size() && again->root == table->root);
+  require(again && isSameTable(*again, *table, oq::plist::DatesIn::doubles));
 
-  oq::Data sealed = oq::plist::writeSealed(*std::move(table));
+  oq::Data sealed = oq::plist::writeSealed(*table);
   if (sealed.empty()) return 0;
-  require(oq::plist::readSealed(sealed).has_value());
+  requireSealed(oq::plist::readSealed(sealed), *table);
   auto records = oq::KeyedUnarchiver::unarchiveArrayOf<Record>(sealed);
   if (!records) return 0;
 
-  std::vector<std::shared_ptr<const oq::SecureCoding>> objects(records->begin(), records->end());
-  auto copy =
-      oq::KeyedUnarchiver::unarchiveArrayOf<Record>(oq::KeyedArchiver::archivedDataWithRootObjects(objects));
-  require(copy && copy->size() == records->size());
+  // Objects that records share in memory come back as one for each, so that only the second archive is final.
+  const oq::Data first = archiveAgain(archiveOf(*records), records->size());
+  require(archiveAgain(first, records->size()) == first);
   return 0;
 }
