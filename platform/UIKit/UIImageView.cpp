@@ -56,7 +56,12 @@ UIImageView::UIImageView() {
 void UIImageView::setImage(std::shared_ptr<const UIImage> image) {
   if (image == _image) return;
   _image = std::move(image);
-  if (!_image) _pixels = nullptr;
+  if (!_image) {
+    // Forgotten as well, so that the same picture can be asked for again.
+    _pixels = nullptr;
+    _wanted = {};
+    _preparing = false;
+  }
   setNeedsDisplay();
 }
 

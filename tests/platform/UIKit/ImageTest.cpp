@@ -191,9 +191,13 @@ TEST(ImageView, PutsItsPictureByTheContentMode) {
   EXPECT_EQ((std::vector{ink.left, ink.top, ink.right, ink.bottom}), (std::vector{10, 20, 50, 40}));
   EXPECT_EQ(canvas.at(15, 30), kRed);
   EXPECT_TRUE(canvas.at(45, 30).isNear({127, 127, 255}));
+  const auto image = view->image();
   view->setImage(nullptr);
   Canvas blank(*window);
   EXPECT_EQ(blank.ink().pixels, 0);
+  view->setImage(image);
+  EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 10));
+  EXPECT_EQ(Canvas(*window).ink().pixels, ink.pixels) << "the same picture again";
 }
 
 double ownSeconds() {
