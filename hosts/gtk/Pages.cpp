@@ -1,4 +1,5 @@
-#include <cctype>
+#include <glib.h>
+
 #include <map>
 #include <optional>
 
@@ -69,12 +70,13 @@ void watch(Container& container, PageNames names, Changed changed) {
 std::string pageClassName(const std::string& name) {
   std::string result;
   bool wordBegins = true;
-  for (const unsigned char letter : name) {
-    if (letter < 0x80 && !std::isalnum(letter)) {
+  // By ASCII alone, so that a page goes by the same name in every locale.
+  for (const char letter : name) {
+    if (static_cast<unsigned char>(letter) < 0x80 && !g_ascii_isalnum(letter)) {
       wordBegins = true;
       continue;
     }
-    result += static_cast<char>(wordBegins ? std::toupper(letter) : letter);
+    result += wordBegins ? g_ascii_toupper(letter) : letter;
     wordBegins = false;
   }
   const bool isPage = result.size() >= 4 && result.compare(result.size() - 4, 4, "Page") == 0;

@@ -10,7 +10,7 @@
 #include "oqsdk/oqsdk.h"
 
 /// The example shop's window, a notebook and a page of another kind, and what the engine calls the page that
-/// shows: "NAME" or "none", a line for each thing that happens. gtk_test.py knows what the lines have to be.
+/// shows: "NAME" or "none", a line for each thing that happens. pages_test.py knows what the lines have to be.
 
 namespace {
 
