@@ -10,7 +10,9 @@ namespace oq::gtk {
 namespace {
 
 bool isShown(const UIView& view) {
-  if (view.isHidden() || view.alpha() < 0.01) return false;
+  // One that fades out is seen to its end.
+  const bool isClear = view.alpha() < 0.01 && !view.layer().isAnimating();
+  if (view.isHidden() || isClear) return false;
   const auto above = view.superview();
   return !above || isShown(*above);
 }
