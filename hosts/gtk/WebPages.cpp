@@ -74,16 +74,23 @@ bool canSandbox() {
          g_spawn_check_wait_status(status, nullptr);
 }
 
-/// Beside the library or the program that it is part of, in the folder for modules there, where it was built,
-/// and where it is installed.
+/// The folder of the library, or of the program that it is part of; "" where that cannot be told.
+fs::path ownFolder() {
+  Dl_info ours{};
+  const bool isKnown = dladdr(reinterpret_cast<void*>(&canSandbox), &ours) != 0 && ours.dli_fname;
+  fs::path file = isKnown ? ours.dli_fname : "";
+  // A program goes by the name that it was called with, which does not tell where it is.
+  if (!file.is_absolute()) file = "/proc/self/exe";
+  std::error_code error;
+  file = fs::canonical(file, error);
+  return error ? fs::path() : file.parent_path();
+}
+
+/// Beside the library, in the folder for modules there, where it was built, and where it is installed; never
+/// relative to where the host happens to be.
 std::vector<fs::path> modulePlaces() {
   std::vector<fs::path> places;
-  Dl_info ours;
-  if (dladdr(reinterpret_cast<void*>(&canSandbox), &ours) && ours.dli_fname) {
-    std::error_code error;
-    const fs::path folder = fs::canonical(ours.dli_fname, error).parent_path();
-    places = {folder, folder / "oqsdk"};
-  }
+  if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
 #ifdef OQSDK_BUILT_MODULE_DIR
   places.emplace_back(OQSDK_BUILT_MODULE_DIR);
 #endif

@@ -27,7 +27,7 @@ class Fixture : public CommandFixture {
     takeCommands({
         {"jump", [](auto& in) { jump(in); }},
         {"close", [this](auto&) { shown()->close(); }},
-        {"back", [this](auto&) { shown()->back(); }},
+        {"fade", [this](auto& in) { fade(in); }},
         {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
         {"script", [this](auto& in) { evaluate(in); }},
         {"inject", [this](auto& in) { inject(in); }},
@@ -92,6 +92,12 @@ class Fixture : public CommandFixture {
         rest(in), [](const oq::Value& result, const std::optional<oq::Error>& error) {
           say("result " + (error ? error->localizedDescription : boost::json::serialize(result)));
         });
+  }
+
+  void fade(std::istream& in) {
+    double seconds = 0;
+    in >> seconds;
+    oq::UIView::animateWithDuration(seconds, [this] { shown()->view()->setAlpha(0); });
   }
 
   void popWindow(std::istream& in) {
