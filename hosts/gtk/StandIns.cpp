@@ -20,6 +20,12 @@ GtkAccessibleRole roleOf(const UIView& view) {
   return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
 }
 
+/// One that is disabled stays a button; what takes no input at all must not take the keyboard either.
+bool takesInput(const UIView& view) {
+  return (view.accessibilityTraits() & (UIAccessibilityTraitButton | UIAccessibilityTraitLink)) &&
+         view.isUserInteractionEnabled();
+}
+
 CGRect frameInWindow(const UIView& view) {
   CGRect bounds = view.bounds();
   return {view.convertPointToWindow(bounds.origin), bounds.size};
@@ -129,7 +135,8 @@ void StandIns::setElements(const std::vector<std::shared_ptr<UIView>>& elements)
     StandIn& standIn = entry->second;
     auto view = standIn.view.lock();
     bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
-                 standIn.role == roleOf(*view);
+                 standIn.role == roleOf(*view) &&
+                 (GTK_IS_BUTTON(standIn.widget) != FALSE) == takesInput(*view);
     if (!stays) remove(standIn);
     entry = stays ? std::next(entry) : _elements.erase(entry);
   }
@@ -140,8 +147,7 @@ void StandIns::setElements(const std::vector<std::shared_ptr<UIView>>& elements)
     if (!standIn.widget) {
       standIn.role = roleOf(*view);
       standIn.view = view;
-      standIn.widget = make(standIn.role, standIn.role == GTK_ACCESSIBLE_ROLE_BUTTON ||
-                                              standIn.role == GTK_ACCESSIBLE_ROLE_LINK);
+      standIn.widget = make(standIn.role, takesInput(*view));
       gtk_widget_set_parent(standIn.widget, parent);
       _changed = true;
       if (GTK_IS_BUTTON(standIn.widget)) {
