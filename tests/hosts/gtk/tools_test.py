@@ -8,6 +8,7 @@ import gtk_test
 from gtk_test import Display, Fixture, await_pixel, click, pointer
 
 RED, GREEN, WHITE = (255, 0, 0), (0, 255, 0), (255, 255, 255)
+PAPER = (241, 243, 245)
 FAN = 84.8528137423857
 
 
@@ -15,8 +16,7 @@ class Tools(unittest.TestCase):
     def start(self, width, height):
         pointer("mousemove", 1390, 990)
         fixture = Fixture(width, height)
-        self.addCleanup(fixture.close)
-        self.addCleanup(fixture.process.kill)
+        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
         fixture.await_line("mapped")
         fixture.do("ball")
         return fixture
@@ -54,8 +54,17 @@ class Tools(unittest.TestCase):
                 self.await_fan(fixture, x + FAN, y)
                 click(x + 60, y + 60)
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 2"])
-                fixture.process.kill()
-                fixture.process.wait()
+                # The white head of the diagnostics, whose button at the right closes them.
+                middle = left + round(screen / 2)
+                self.await_rest(fixture, middle, 16, WHITE)
+                await_pixel(left + 14, height - 40, PAPER)
+                click(left + screen - 52, 36)
+                self.await_rest(fixture, middle, 16, WHITE, gone=True)
+                click(middle, 36)
+                self.assertEqual(fixture.await_line("host"), ["host clicked"])
+                fixture.do("quit")
+                fixture.await_line("left")
+                self.assertEqual(fixture.close(), 0)
 
     def test_the_alert_answers_to_pointer_and_keys(self):
         fixture = self.start(400, 700)
