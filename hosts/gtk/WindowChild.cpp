@@ -1,5 +1,7 @@
 #include "WindowChild.h"
 
+#include <string>
+
 namespace oq::gtk {
 
 namespace {
@@ -30,6 +32,16 @@ class KeepFocus {
   GtkWidget* _default = nullptr;
 };
 
+/// The property that holds what a window shows. libadwaita's windows end the process when their child is
+/// replaced. They are known by name, so that nobody has to have that library.
+const char* childProperty(GtkWindow* window) {
+  for (const char* name : {"AdwWindow", "AdwApplicationWindow"}) {
+    const GType type = g_type_from_name(name);
+    if (type && g_type_is_a(G_OBJECT_TYPE(window), type)) return "content";
+  }
+  return "child";
+}
+
 }  // namespace
 
 bool WindowChild::isWrapped(GtkWindow* window) {
@@ -43,12 +55,13 @@ void WindowChild::wrap(GtkWindow* window, GtkWidget* surface) {
 }
 
 WindowChild::WindowChild(GtkWindow* window, GtkWidget* surface)
-    : _window(window), _overlay(gtk_overlay_new()) {
+    : _window(window), _property(childProperty(window)), _overlay(gtk_overlay_new()) {
   // A reference of its own: a window that gets another child lets go of the overlay.
   g_object_ref_sink(_overlay);
   gtk_overlay_add_overlay(GTK_OVERLAY(_overlay), surface);
   adopt();
-  g_signal_connect(window, "notify::child", G_CALLBACK(childChanged), this);
+  const std::string signal = std::string("notify::") + _property;
+  g_signal_connect(window, signal.c_str(), G_CALLBACK(childChanged), this);
 }
 
 WindowChild::~WindowChild() {
@@ -56,13 +69,21 @@ WindowChild::~WindowChild() {
   g_object_unref(_overlay);
 }
 
+/// Owned by the window.
+GtkWidget* WindowChild::child() const {
+  GtkWidget* child = nullptr;
+  g_object_get(_window, _property, &child, nullptr);
+  if (child) g_object_unref(child);
+  return child;
+}
+
 void WindowChild::childChanged(GObject*, GParamSpec*, gpointer self) {
   auto* wrapper = static_cast<WindowChild*>(self);
   if (wrapper->_adopting || gtk_widget_in_destruction(GTK_WIDGET(wrapper->_window))) return;
-  if (gtk_window_get_child(wrapper->_window) == wrapper->_overlay) return;
+  if (wrapper->child() == wrapper->_overlay) return;
   // At once: the host may be about to put its former child somewhere else.
   gtk_overlay_set_child(GTK_OVERLAY(wrapper->_overlay), nullptr);
-  if (gtk_window_get_child(wrapper->_window)) {
+  if (wrapper->child()) {
     wrapper->adopt();
   } else {
     wrapper->wrapLaterWhenEmpty();
@@ -75,11 +96,11 @@ void WindowChild::adopt() {
   _adopting = true;
   {
     KeepFocus focus(_window);
-    GtkWidget* child = gtk_window_get_child(_window);
-    if (child) g_object_ref(child);
-    gtk_window_set_child(_window, _overlay);
-    gtk_overlay_set_child(GTK_OVERLAY(_overlay), child);
-    if (child) g_object_unref(child);
+    GtkWidget* former = nullptr;
+    g_object_get(_window, _property, &former, nullptr);
+    g_object_set(_window, _property, _overlay, nullptr);
+    gtk_overlay_set_child(GTK_OVERLAY(_overlay), former);
+    if (former) g_object_unref(former);
   }
   _adopting = false;
 }
@@ -89,7 +110,7 @@ void WindowChild::wrapLaterWhenEmpty() {
   auto later = +[](gpointer self) -> gboolean {
     auto* wrapper = static_cast<WindowChild*>(self);
     wrapper->_pending = 0;
-    if (!gtk_window_get_child(wrapper->_window)) wrapper->adopt();
+    if (!wrapper->child()) wrapper->adopt();
     return G_SOURCE_REMOVE;
   };
   _pending = g_idle_add(later, this);

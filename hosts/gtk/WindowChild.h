@@ -5,7 +5,8 @@
 namespace oq::gtk {
 
 /// Keeps whatever child a window has inside an overlay that also holds the library's surface, however often
-/// the host sets another one. The window owns it. Main thread only.
+/// the host sets another one. Where the window is one of libadwaita's, its content is meant. The window owns
+/// it. Main thread only.
 class WindowChild {
  public:
   /// Wraps the window's child and goes on doing so; does nothing for a window that is wrapped already.
@@ -20,10 +21,12 @@ class WindowChild {
  private:
   WindowChild(GtkWindow* window, GtkWidget* surface);
   static void childChanged(GObject*, GParamSpec*, gpointer self);
+  GtkWidget* child() const;
   void adopt();
   void wrapLaterWhenEmpty();
 
   GtkWindow* _window;
+  const char* const _property;
   GtkWidget* _overlay;
   bool _adopting = false;
   guint _pending = 0;
