@@ -78,16 +78,21 @@ void Host::remove(Surface& surface) {
   if (std::erase(_surfaces, &surface) > 0) updateScreen();
 }
 
-void Host::stageChanged(Surface& surface) {
-  if (!_surfaces.empty() && _surfaces.front() == &surface) updateScreen();
+Surface* Host::screenSurface() const {
+  Surface* first = nullptr;
+  for (Surface* surface : _surfaces) {
+    if (surface->stage().isEmpty()) continue;
+    if (surface->isActive()) return surface;
+    if (!first) first = surface;
+  }
+  return first;
 }
 
 void Host::updateScreen() {
-  if (_surfaces.empty()) return;
-  Surface& first = *_surfaces.front();
-  if (first.stage().isEmpty()) return;
-  UIScreen::mainScreen().setBounds({{}, first.stage().size});
-  UIScreen::mainScreen().setScale(first.get_scale_factor());
+  Surface* surface = screenSurface();
+  if (!surface) return;
+  UIScreen::mainScreen().setBounds({{}, surface->stage().size});
+  UIScreen::mainScreen().setScale(surface->get_scale_factor());
 }
 
 }  // namespace oq::gtk

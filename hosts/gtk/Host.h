@@ -29,15 +29,17 @@ class Host : public UIHost {
   void setNeedsFrame(UIWindow& window) override;
   void setDeadline(double deadline) override;
 
-  /// A surface whose scene is connected. The first one's stage is the main screen.
+  /// A surface whose scene is connected.
   void add(Surface& surface);
   void remove(Surface& surface);
-  void stageChanged(Surface& surface);
+  /// The main screen is the stage where messages are shown: that of the first surface that is active, else of
+  /// the first that has one. To be called when one of them is another.
+  void updateScreen();
   /// The one that shows the window; nullptr when none does.
   Surface* surfaceOf(const UIWindow& window) const;
 
  private:
-  void updateScreen();
+  Surface* screenSurface() const;
   void arm();
   void deadlineReached();
 

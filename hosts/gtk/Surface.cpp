@@ -2,6 +2,8 @@
 
 #include <gtkmm/snapshot.h>
 
+#include <algorithm>
+
 #include "Dispatch/DispatchQueue.h"
 #include "Host.h"
 #include "NativeChildren.h"
@@ -38,7 +40,7 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   property_scale_factor().signal_changed().connect([this] {
-    _host->stageChanged(*this);
+    _host->updateScreen();
     // Pictures were scaled for other pixels.
     _window->setNeedsDisplayInSubtree();
     queue_draw();
@@ -47,8 +49,8 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
 
 Surface::~Surface() {
   stopListening();
-  hidden();
   disconnectScene();
+  hidden();
   _standIns.reset();
   _nativeChildren.reset();
 }
@@ -90,6 +92,8 @@ void Surface::shown() {
   } else {
     _toplevel = nullptr;
   }
+  // A window is shown before it is laid out, and its host may record an event in between.
+  if (_stage.isEmpty()) layOutAsExpected();
   updateActivation();
   updateStandInsLater();
 }
@@ -101,7 +105,12 @@ void Surface::hidden() {
     _toplevel = nullptr;
   }
   _scene->setActivationState(UISceneActivationState::Background);
+  if (_connected) _host->updateScreen();
   cancelAllTouches();
+}
+
+bool Surface::isActive() const {
+  return _scene->activationState() == UISceneActivationState::ForegroundActive;
 }
 
 void Surface::updateActivation() {
@@ -109,6 +118,7 @@ void Surface::updateActivation() {
       _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
   _scene->setActivationState(minimised ? UISceneActivationState::Background
                                        : UISceneActivationState::ForegroundActive);
+  _host->updateScreen();
 }
 
 void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
@@ -123,12 +133,27 @@ void Surface::size_allocate_vfunc(int width, int height, int) {
   _standIns->allocate(_stage.origin);
 }
 
+/// In the size of the window or, where that has none yet, in the one that GTK will give it.
+void Surface::layOutAsExpected() {
+  auto* window = GTK_WIDGET(gtk_widget_get_root(gobj()));
+  if (!GTK_IS_WINDOW(window)) return;
+  int width = gtk_widget_get_width(window), height = gtk_widget_get_height(window);
+  if (width <= 0 || height <= 0) gtk_window_get_default_size(GTK_WINDOW(window), &width, &height);
+  auto length = [window](GtkOrientation orientation, int wanted, int across) {
+    int minimum = 0, natural = 0;
+    gtk_widget_measure(window, orientation, across, &minimum, &natural, nullptr, nullptr);
+    return std::max(minimum, wanted > 0 ? wanted : natural);
+  };
+  width = length(GTK_ORIENTATION_HORIZONTAL, width, -1);
+  layOut(width, length(GTK_ORIENTATION_VERTICAL, height, width));
+}
+
 void Surface::layOut(int width, int height) {
   CGRect stage = stageIn(width, height);
   if (stage.isEmpty() || stage == _stage) return;
   _stage = stage;
   _window->setFrame({{}, stage.size});
-  _host->stageChanged(*this);
+  _host->updateScreen();
 }
 
 void Surface::treeChanged() {

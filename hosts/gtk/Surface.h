@@ -33,6 +33,8 @@ class Surface : public Gtk::Widget {
   const std::shared_ptr<UIWindow>& window() const { return _window; }
   /// Where the window lies in the widget.
   CGRect stage() const { return _stage; }
+  /// It is on screen, and its scene takes what the library shows.
+  bool isActive() const;
   /// Something in the window looks different from now on.
   void treeChanged();
   /// The widgets that show views of the window; they go before the surface does.
@@ -56,6 +58,7 @@ class Surface : public Gtk::Widget {
   void shown();
   void hidden();
   void updateActivation();
+  void layOutAsExpected();
   void layOut(int width, int height);
 
   // Frames.

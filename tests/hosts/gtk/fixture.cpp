@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <gtk/gtk.h>
 #include <gtkmm.h>
 
@@ -14,7 +15,13 @@
 
 /// A host with one button that fills its window and views of the library above it. It does what it reads from
 /// its standard input, line by line, and tells on its standard output what happens; gtk_test.py is the other
-/// end.
+/// end. What kind of host it is:
+///
+/// "window": its window is attached
+/// "overlay": an overlay of its own is
+/// "eager": the same, and it shows a message as soon as it has asked for its window, which is given no size
+/// "second": a window that is never shown was attached before
+/// "adw_window", "adw_application_window": its window is libadwaita's, which is loaded for it
 
 namespace {
 
@@ -29,6 +36,15 @@ std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
                          {"buttonLeft", {{"text", "取消"}}},
                          {"buttonRight", {{"text", "确定"}}}});
   return data;
+}
+
+/// A window of the type that the library calls so.
+Gtk::Window* makeAdwaitaWindow(const std::string& type) {
+  void* library = dlopen("libadwaita-1.so.0", RTLD_NOW);
+  if (!library) return nullptr;
+  reinterpret_cast<void (*)()>(dlsym(library, "adw_init"))();
+  const auto typeOf = reinterpret_cast<GType (*)()>(dlsym(library, (type + "_get_type").c_str()));
+  return Glib::wrap(GTK_WINDOW(g_object_new(typeOf(), nullptr)));
 }
 
 std::string roleOf(GtkWidget* widget) {
@@ -77,16 +93,14 @@ class Talker : public oq::UIView {
 
 class Fixture : public CommandFixture {
  public:
-  Fixture(int width, int height, bool ownOverlay) : _width(width), _height(height), _ownOverlay(ownOverlay) {
+  Fixture(int width, int height, std::string kind)
+      : _width(width), _height(height), _kind(std::move(kind)) {
     takeCommands({
         {"view", [this](auto& in) { addView(in); }},
         {"text", [this](auto&) { addText(); }},
+        {"dead", [this](auto&) { addText()->setAccessibilityTraits(oq::UIAccessibilityTraitButton); }},
         {"pop", [this](auto& in) { pop(in); }},
         {"a11y", [this](auto&) { tellAccessible(GTK_WIDGET(_window->gobj())); }},
-        {"focus",
-         [this](auto&) {
-           _window->get_focus() ? say("focus " + _window->get_focus()->get_name()) : say("no focus");
-         }},
         {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
@@ -104,27 +118,32 @@ class Fixture : public CommandFixture {
   }
 
   void open() override {
-    _window = new Gtk::Window;
+    if (_kind == "second") oq::gtk::attach(*new Gtk::Window);
+    _window = isAdwaita() ? makeAdwaitaWindow(_kind) : new Gtk::Window;
     _window->set_decorated(false);
-    _window->set_default_size(_width, _height);
+    if (_kind != "eager") _window->set_default_size(_width, _height);
     _window->signal_hide().connect([] { say("hidden"); });
     g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }),
                      nullptr);
     auto& button = makeButton("host");
-    if (_ownOverlay) {
+    if (_kind == "overlay" || _kind == "eager") {
+      if (_kind == "eager") button.set_size_request(_width, _height);
       auto* overlay = Gtk::make_managed<Gtk::Overlay>();
       overlay->set_child(button);
       _window->set_child(*overlay);
       oq::gtk::attach(*overlay);
     } else {
-      _window->set_child(button);
+      setChild(&button);
       oq::gtk::attach(*_window);
     }
     _window->signal_map().connect([this] { watchFrames(); });
     _window->present();
+    if (_kind == "eager") pop(3, 1);
   }
 
  private:
+  bool isAdwaita() const { return _kind.starts_with("adw_"); }
+
   Gtk::Button& makeButton(const std::string& name) {
     auto* button = Gtk::make_managed<Gtk::Button>(name);
     button->signal_clicked().connect([name] { say(name + " clicked"); });
@@ -141,16 +160,21 @@ class Fixture : public CommandFixture {
     ours().addSubview(_view);
   }
 
-  void addText() {
+  std::shared_ptr<oq::UILabel> addText() {
     auto label = oq::makeMainObject<oq::UILabel>();
     label->setFrame(oq::CGRectMake(0, 0, 100, 40));
     label->setText("text");
     _view->addSubview(label);
+    return label;
   }
 
   void pop(std::istream& in) {
     int style = 0, repeats = 1;
     in >> style >> repeats;
+    pop(style, repeats);
+  }
+
+  void pop(int style, int repeats) {
     auto window = oq::makeMainObject<oq::OQPopWindow>();
     window->popWithData(message(style, repeats),
                         [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
@@ -185,8 +209,12 @@ class Fixture : public CommandFixture {
   void setChild(std::istream& in) {
     std::string name;
     in >> name;
-    if (name.empty()) return _window->unset_child();
-    _window->set_child(makeButton(name));
+    setChild(name.empty() ? nullptr : &makeButton(name));
+  }
+
+  void setChild(Gtk::Widget* child) {
+    const char* property = isAdwaita() ? "content" : "child";
+    g_object_set(_window->gobj(), property, child ? child->gobj() : nullptr, nullptr);
   }
 
   /// Something of the host's own that lies above the library's views.
@@ -201,14 +229,14 @@ class Fixture : public CommandFixture {
   /// What a host does that puts a frame around the child it has.
   void rehome() {
     auto& button = makeButton("inner");
-    _window->set_child(button);
+    setChild(&button);
     button.reference();
-    _window->unset_child();
+    setChild(nullptr);
     auto* box = Gtk::make_managed<Gtk::Box>();
     button.set_hexpand();
     box->append(button);
     button.unreference();
-    _window->set_child(*box);
+    setChild(box);
   }
 
   void resize(std::istream& in) {
@@ -236,7 +264,7 @@ class Fixture : public CommandFixture {
   }
 
   int _width, _height;
-  bool _ownOverlay;
+  const std::string _kind;
   int _frames = 0;
   Gtk::Window* _window = nullptr;
   std::shared_ptr<oq::UIView> _view;
@@ -246,6 +274,6 @@ class Fixture : public CommandFixture {
 
 int main(int argc, char** argv) {
   int width = argc > 1 ? std::atoi(argv[1]) : 400, height = argc > 2 ? std::atoi(argv[2]) : 700;
-  bool ownOverlay = argc > 3 && std::string(argv[3]) == "overlay";
-  return runFixture("com.example.fixture", std::make_unique<Fixture>(width, height, ownOverlay));
+  return runFixture("com.example.fixture",
+                    std::make_unique<Fixture>(width, height, argc > 3 ? argv[3] : "window"));
 }
