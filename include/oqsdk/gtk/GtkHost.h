@@ -24,9 +24,10 @@ struct AttachOptions {
   std::filesystem::path dataDirectory;
 };
 
-/// Lets the library show its windows above a host's own. Call it once, on GTK's main thread, before
-/// TorvelinOqManager::startWithConfig(). The window's child is wrapped in an overlay, also a child that is set later;
-/// touches that hit no view of the library reach the host's widgets as before. The attachment ends with the window.
+/// Lets the library show its windows above a host's own. Call it once for each window, on GTK's main thread; the first
+/// call comes before TorvelinOqManager::startWithConfig(), and only its options count. The window's child (for windows
+/// of libadwaita: their content) is wrapped in an overlay, also one that is set later; touches that hit no view of the
+/// library reach the host's widgets as before. The attachment ends with the window.
 OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {});
 
 /// The same for a host that has an overlay of its own: a layer is added on top of it.
@@ -48,7 +49,7 @@ OQSDK_EXPORT void collectPages(Gtk::Stack& stack, PageNames names = pageClassNam
 /// The same for a notebook, whose pages go by their widgets' names; a page without one goes by its tab's text.
 OQSDK_EXPORT void collectPages(Gtk::Notebook& notebook, PageNames names = pageClassName);
 
-/// Any other page of a host's: it appears when the object is made and disappears when it is destroyed. Main thread only.
+/// Any other page of a host's: it appears as the object is made and disappears as it is destroyed. Main thread only.
 class OQSDK_EXPORT ShownPage {
  public:
   /// The class's name as it is; a name that no page can have shows nothing.
