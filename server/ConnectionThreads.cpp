@@ -2,27 +2,23 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <iostream>
 
 namespace oq::server {
 
-namespace {
-
-constexpr std::size_t mostThreads = 256;
-
-struct Current {
-  ConnectionThreads* pool = nullptr;
-  int socket = -1;
-};
-thread_local Current current;
-
-}  // namespace
+thread_local ConnectionThreads::Current ConnectionThreads::_current;
 
 void ConnectionThreads::enqueue(std::function<void()> connection) {
   std::lock_guard lock(_mutex);
   _waiting.push_back(std::move(connection));
-  if (_waiting.size() > _idle && _threads.size() < mostThreads && !_stopping) {
-    _threads.emplace_back([this] { _work(); });
+  if (!_stopping) {
+    const auto free = _threads.size() - _connections.size();
+    if (free < _waiting.size() && _threads.size() < _mostThreads) {
+      _threads.emplace_back([this] { _work(); });
+    } else {
+      _makeRoom();
+    }
   }
   _arrived.notify_one();
 }
@@ -32,8 +28,7 @@ void ConnectionThreads::shutdown() {
   {
     std::lock_guard lock(_mutex);
     _stopping = true;
-    // Reading side only: an idle connection sees the end at once, one that is answering can still write.
-    for (const int socket : _sockets) ::shutdown(socket, SHUT_RD);
+    for (auto* connection : _connections) _end(*connection);
     threads.swap(_threads);
   }
   _arrived.notify_all();
@@ -41,36 +36,76 @@ void ConnectionThreads::shutdown() {
 }
 
 void ConnectionThreads::noteSocket(int socket) {
-  if (current.pool && socket >= 0) current.pool->_remember(socket);
+  if (!_current.pool || socket < 0) return;
+  std::lock_guard lock(_current.pool->_mutex);
+  _current.connection->socket = socket;
+  if (_current.pool->_stopping) _current.pool->_end(*_current.connection);
 }
 
-void ConnectionThreads::_remember(int socket) {
-  std::lock_guard lock(_mutex);
-  current.socket = socket;
-  _sockets.insert(socket);
-  if (_stopping) ::shutdown(socket, SHUT_RD);
+void ConnectionThreads::noteRequest() {
+  if (!_current.pool) return;
+  std::lock_guard lock(_current.pool->_mutex);
+  _current.connection->idleSince.reset();
+}
+
+void ConnectionThreads::noteAnswer() {
+  if (!_current.pool) return;
+  std::lock_guard lock(_current.pool->_mutex);
+  _current.connection->idleSince = Clock::now();
+  _current.pool->_makeRoom();
+}
+
+void ConnectionThreads::noteEnd() {
+  if (!_current.pool) return;
+  std::lock_guard lock(_current.pool->_mutex);
+  _current.connection->socket = -1;
+  _current.connection->ends = true;
+}
+
+// Reading side only: an idle connection sees the end at once, one that is answering can still write, and a
+// request that is already here is still answered.
+void ConnectionThreads::_end(Connection& connection) {
+  if (connection.socket < 0) return;
+  ::shutdown(connection.socket, SHUT_RD);
+  connection.ends = true;
+}
+
+// Ends the connection that has been idle longest when one waits for a thread. Called whenever one more waits or
+// is idle, so that one at a time is enough. None is ended before its first answer: a burst of new clients is
+// served one after the other.
+void ConnectionThreads::_makeRoom() {
+  if (_stopping) return;
+  const auto ends = [](const Connection* connection) { return connection->ends; };
+  const auto free =
+      _threads.size() - _connections.size() + static_cast<std::size_t>(std::ranges::count_if(_connections, ends));
+  if (_waiting.size() <= free) return;
+  Connection* longest = nullptr;
+  for (auto* connection : _connections) {
+    if (connection->ends || connection->socket < 0 || !connection->idleSince) continue;
+    if (!longest || connection->idleSince < longest->idleSince) longest = connection;
+  }
+  if (longest) _end(*longest);
 }
 
 void ConnectionThreads::_work() {
   std::unique_lock lock(_mutex);
   for (;;) {
-    ++_idle;
     _arrived.wait(lock, [this] { return !_waiting.empty() || _stopping; });
-    --_idle;
     if (_waiting.empty()) return;
     const auto connection = std::move(_waiting.front());
     _waiting.pop_front();
+    Connection own;
+    _connections.insert(&own);
+    _current = {this, &own};
     lock.unlock();
-    current = {this, -1};
     try {
       connection();
     } catch (const std::exception& problem) {
       std::cerr << "a connection failed: " << problem.what() << std::endl;
     }
     lock.lock();
-    // The number may be in use again by now: the new connection has an entry of its own.
-    const auto entry = _sockets.find(current.socket);
-    if (entry != _sockets.end()) _sockets.erase(entry);
+    _current = {};
+    _connections.erase(&own);
   }
 }
 

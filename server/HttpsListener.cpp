@@ -13,15 +13,19 @@ namespace oq::server {
 
 namespace {
 
-constexpr std::time_t idleSeconds = 60;
-
 void noteHandshake(const SSL* ssl, int where, int) {
   if (where & SSL_CB_HANDSHAKE_START) ConnectionThreads::noteSocket(SSL_get_fd(ssl));
 }
 
+// The library frees a connection's TLS state right before it closes the socket.
+void noteFree(void*, void*, CRYPTO_EX_DATA*, int, long, void*) {
+  ConnectionThreads::noteEnd();
+}
+
 bool setUp(SSL_CTX& context, const Certificates& certificates) {
   SSL_CTX_set_info_callback(&context, noteHandshake);
-  return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
+  static const int watchesFree = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, noteFree);
+  return watchesFree >= 0 && SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
          SSL_CTX_use_certificate_chain_file(&context, certificates.certificateFile().c_str()) == 1 &&
          SSL_CTX_use_PrivateKey_file(&context, certificates.keyFile().c_str(), SSL_FILETYPE_PEM) == 1;
 }
@@ -52,7 +56,7 @@ int tryBind(const std::string& address, int port) {
 
 }  // namespace
 
-HttpsListener::HttpsListener(const Certificates& certificates)
+HttpsListener::HttpsListener(const Certificates& certificates, const ConnectionLimits& limits)
     : _server(std::make_unique<httplib::SSLServer>(
           [&certificates](SSL_CTX& context) { return setUp(context, certificates); })) {
   if (!_server->is_valid()) {
@@ -60,8 +64,9 @@ HttpsListener::HttpsListener(const Certificates& certificates)
   }
   _server->set_tcp_nodelay(true);
   _server->set_keep_alive_max_count(1'000'000);
-  _server->set_keep_alive_timeout(idleSeconds);
-  _server->new_task_queue = [] { return new ConnectionThreads; };
+  _server->set_keep_alive_timeout(limits.idleSeconds);
+  _server->set_logger([](const auto&, const auto&) { ConnectionThreads::noteAnswer(); });
+  _server->new_task_queue = [threads = limits.threads] { return new ConnectionThreads(threads); };
   _server->set_socket_options([this](int socket) {
     allowRestart(socket);
     _socket = socket;

@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,11 +13,16 @@
 
 namespace oq::server {
 
+struct ConnectionLimits {
+  std::size_t threads = 256;  // how many connections are served at a time
+  std::time_t idleSeconds = 60;
+};
+
 // One HTTPS server on one address and port, with threads of its own.
 class HttpsListener {
  public:
   // Throws std::runtime_error when the certificate cannot be used.
-  explicit HttpsListener(const Certificates& certificates);
+  explicit HttpsListener(const Certificates& certificates, const ConnectionLimits& limits = {});
   ~HttpsListener();
 
   // Where routes are added, before start().

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <memory>
 
+#include "ConnectionThreads.h"
+
 namespace oq::server {
 
 using httplib::Request;
@@ -158,6 +160,7 @@ void addRoutes(httplib::Server& server, Environment environment, Endpoints& endp
              });
   // Not a route with a pattern: the library matches those with a recursive regular expression.
   server.set_pre_routing_handler([&options](const Request& request, Response& response) {
+    ConnectionThreads::noteRequest();
     if (hasUnwantedBody(request)) {
       send(response, refusal(404, "not found"));
       closeAfterAnswer(request, response);

@@ -1,0 +1,126 @@
+#include "ConnectionThreads.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <future>
+
+namespace oq::server {
+namespace {
+
+constexpr int patience = 30'000;  // milliseconds that anything awaited may take
+
+// A client and its connection to a pool, which does what it is told and says so: '?' begins a request, '.' ends
+// it with an answer, '-' gives the socket up without leaving the thread.
+class Client {
+ public:
+  explicit Client(ConnectionThreads& pool) {
+    int sockets[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+    _socket = sockets[0];
+    auto work = std::make_shared<std::packaged_task<void()>>([socket = sockets[1]] { serve(socket); });
+    _done = work->get_future();
+    pool.enqueue([work] { (*work)(); });
+  }
+  ~Client() { close(_socket); }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  // Whether the connection gets a thread.
+  bool begins() { return hears('!'); }
+
+  // False when the connection was ended.
+  bool tells(char what) { return send(_socket, &what, 1, MSG_NOSIGNAL) == 1 && hears(what); }
+
+  bool isEnded() { return _done.wait_for(std::chrono::milliseconds(patience)) == std::future_status::ready; }
+
+  void leave() { ::shutdown(_socket, SHUT_RDWR); }
+
+ private:
+  static void serve(int socket) {
+    ConnectionThreads::noteSocket(socket);
+    char what = '!';
+    do {
+      if (what == '?') ConnectionThreads::noteRequest();
+      if (what == '.') ConnectionThreads::noteAnswer();
+      if (what == '-') ConnectionThreads::noteEnd();
+      send(socket, &what, 1, MSG_NOSIGNAL);
+    } while (read(socket, &what, 1) == 1);
+    ConnectionThreads::noteEnd();
+    close(socket);
+  }
+
+  bool hears(char expected) {
+    pollfd wait{_socket, POLLIN, 0};
+    char what = 0;
+    return poll(&wait, 1, patience) == 1 && read(_socket, &what, 1) == 1 && what == expected;
+  }
+
+  int _socket = -1;
+  std::future<void> _done;
+};
+
+class Pool : public ConnectionThreads {
+ public:
+  using ConnectionThreads::ConnectionThreads;
+  ~Pool() override { shutdown(); }
+};
+
+TEST(ConnectionThreads, EndTheLongestIdleForOneThatWaits) {
+  Pool pool(4);
+  Client first(pool), second(pool), answering(pool), silent(pool);
+  for (auto* client : {&first, &second, &answering, &silent}) ASSERT_TRUE(client->begins());
+  ASSERT_TRUE(answering.tells('.') && answering.tells('?'));
+  ASSERT_TRUE(first.tells('.') && second.tells('.') && first.tells('?') && first.tells('.'));
+  Client waiting(pool);
+  ASSERT_TRUE(waiting.begins());
+  EXPECT_TRUE(second.isEnded());
+  // One that has had no answer yet is not idle: a burst of new clients must not end one another.
+  for (auto* client : {&first, &answering, &silent, &waiting}) EXPECT_TRUE(client->tells('?'));
+}
+
+TEST(ConnectionThreads, EndAsManyAsWait) {
+  Pool pool(2);
+  Client first(pool), second(pool);
+  for (auto* client : {&first, &second}) ASSERT_TRUE(client->begins() && client->tells('.'));
+  Client third(pool), fourth(pool);
+  ASSERT_TRUE(third.begins());
+  EXPECT_TRUE(fourth.begins());
+}
+
+TEST(ConnectionThreads, LetAnAnswerBeGivenFirst) {
+  Pool pool(1);
+  Client busy(pool);
+  ASSERT_TRUE(busy.begins() && busy.tells('.') && busy.tells('?'));
+  Client waiting(pool);
+  EXPECT_TRUE(busy.tells('.'));
+  ASSERT_TRUE(waiting.begins());
+  EXPECT_TRUE(busy.isEnded());
+}
+
+TEST(ConnectionThreads, EndNoneWhereAThreadIsAboutToBeFree) {
+  Pool pool(2);
+  Client leaving(pool), idle(pool);
+  for (auto* client : {&leaving, &idle}) ASSERT_TRUE(client->begins() && client->tells('.'));
+  ASSERT_TRUE(leaving.tells('-'));
+  Client waiting(pool);
+  EXPECT_TRUE(idle.tells('?'));
+  leaving.leave();
+  EXPECT_TRUE(waiting.begins());
+}
+
+TEST(ConnectionThreads, ShutdownWaitsForNoIdleConnection) {
+  Pool pool(2);
+  Client idle(pool), silent(pool);
+  for (auto* client : {&idle, &silent}) ASSERT_TRUE(client->begins());
+  ASSERT_TRUE(idle.tells('.'));
+  const auto ended = std::async(std::launch::async, [&] { pool.shutdown(); });
+  EXPECT_TRUE(idle.isEnded());
+  EXPECT_TRUE(silent.isEnded());
+  for (auto* client : {&idle, &silent}) client->leave();
+}
+
+}  // namespace
+}  // namespace oq::server

@@ -1,0 +1,34 @@
+#include "HttpsListener.h"
+
+#include <gtest/gtest.h>
+
+#include <list>
+
+#include "support/ScratchFolder.h"
+
+namespace oq::server {
+namespace {
+
+using test::ScratchFolder;
+
+TEST(HttpsListener, ServesNewClientsWhileOthersKeepTheirConnections) {
+  const ScratchFolder folder;
+  Certificates certificates(folder.path(), {"127.0.0.1"});
+  certificates.ensure();
+  HttpsListener listener(certificates, {.threads = 2, .idleSeconds = 3600});
+  listener.routes().Get("/", [](const auto&, auto& response) { response.set_content("x", "text/plain"); });
+  const int port = listener.bind("127.0.0.1", 0);
+  listener.start();
+  std::list<httplib::SSLClient> clients;
+  for (int i = 0; i < 5; ++i) {
+    auto& client = clients.emplace_back("127.0.0.1", port);
+    client.set_ca_cert_path(certificates.authorityFile());
+    client.set_keep_alive(true);
+    client.set_connection_timeout(30);
+    client.set_read_timeout(30);
+    ASSERT_TRUE(client.Get("/")) << i;
+  }
+}
+
+}  // namespace
+}  // namespace oq::server
