@@ -59,13 +59,31 @@ class Installed(unittest.TestCase):
         self.configure(ROOT / "examples/first-window", "first-window")
         self.run_program("cmake", "--build", "first-window")
 
+    def project(self, name, *lines):
+        source = self.folder / name
+        source.mkdir(exist_ok=True)
+        head = ("cmake_minimum_required(VERSION 3.25)", f"project({name} LANGUAGES CXX)")
+        (source / "CMakeLists.txt").write_text("\n".join([*head, *lines, ""]), encoding="utf-8")
+        return source
+
     def test_what_is_not_there_is_not_found(self):
-        for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'there is no component "telepathy"'),
-                             ("find_package(OQSDK 0.9 REQUIRED)", VERSION), ("find_package(OQSDK 0.7 REQUIRED)", VERSION)):
-            source = self.folder / "refused"
-            source.mkdir(exist_ok=True)
-            (source / "CMakeLists.txt").write_text(f"cmake_minimum_required(VERSION 3.25)\nproject(x)\n{text}\n")
+        for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'no component "telepathy"'),
+                             ("find_package(OQSDK 0.9 REQUIRED)", VERSION),
+                             ("find_package(OQSDK 0.7 REQUIRED)", VERSION)):
+            source = self.project("refused", text)
             self.assertIn(wanted, self.configure(source, "refused/build", "--fresh", succeeds=False))
+
+    def test_is_part_of_another_build_and_brings_only_what_can_be_linked(self):
+        (self.folder / "program.cpp").write_text("int main() {}\n", encoding="utf-8")
+        source = self.project("whole", f"add_subdirectory({ROOT} oqsdk)", "add_executable(program ../program.cpp)",
+                              "target_link_libraries(program PRIVATE OQSDK::oqsdk OQSDK::headless OQSDK::gtk)")
+        self.configure(source, "whole/build")
+        targets = self.run_program("cmake", "--build", "whole/build", "--target", "help")
+        self.assertRegex(targets, r"(?m)^oqsdk: ")
+        for ours in ("core_tests", "oqsdk-server", "gtk-shop"):
+            self.assertNotRegex(targets, rf"(?m)^{ours}: ")
+        self.run_program("cmake", "--install", "whole/build", "--prefix", self.folder / "nothing")
+        self.assertFalse((self.folder / "nothing").exists())
 
     def test_brings_all_that_belongs_to_it(self):
         self.assertIn(VERSION, self.run_program(self.prefix / "bin/oqsdk-server", "--version"))
