@@ -15,7 +15,7 @@ namespace oq::server {
 
 struct ConnectionLimits {
   std::size_t threads = 256;  // how many connections are served at a time
-  std::time_t idleSeconds = 60;
+  std::time_t idleSeconds = 5;
 };
 
 // One HTTPS server on one address and port, with threads of its own.
