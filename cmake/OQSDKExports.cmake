@@ -1,7 +1,7 @@
-# What a shared library lets others link: what its public HEADERS mark with OQSDK_EXPORT, under the name OQSDK_0, and,
-# FOR_HOSTS, what our own hosts need of the platform layer, under a name that changes with every version, so that
-# nothing but the hosts of the same version can be linked to it by mistake. Templates of the standard library and of
-# Boost that happen to be instantiated inside stay inside.
+# What a shared library lets others link: what its public HEADERS mark with OQSDK_EXPORT, under a name that changes with
+# the interface (OQSDK_0.8), and, FOR_HOSTS, what our own hosts need of the platform layer, under a name that changes
+# with every version, so that nothing but the hosts of the same version can be linked to it by mistake. Templates of the
+# standard library and of Boost that happen to be instantiated inside stay inside.
 function(oqsdk_limit_exports target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "" "HEADERS" ${ARGN})
   set(public "")
@@ -27,7 +27,7 @@ function(oqsdk_limit_exports target)
   foreach(prefix "" "typeinfo?for?" "typeinfo?name?for?" "vtable?for?" "non-virtual?thunk?to?" "virtual?thunk?to?")
     string(APPEND private "      ${prefix}oq::*;\n")
   endforeach()
-  set(script "OQSDK_${PROJECT_VERSION_MAJOR} {\n  global:\n    extern \"C++\" {\n${public}    };\n  local: *;\n};\n")
+  set(script "OQSDK_${OQSDK_INTERFACE_VERSION} {\n  global:\n    extern \"C++\" {\n${public}    };\n  local: *;\n};\n")
   if(ARG_FOR_HOSTS)
     # Of two patterns that fit, the later one counts: the public names come last.
     string(PREPEND script "OQSDK_PRIVATE_${PROJECT_VERSION} {\n  global:\n    extern \"C++\" {\n${private}    };\n};\n")

@@ -1,6 +1,12 @@
 # How our libraries are called, what they export, and what `cmake --install` puts where: in parts of which each becomes
 # a Debian package.
 include(CMakePackageConfigHelpers)
+# What a program was linked to and what it may be run with: while the major version is 0, a minor one may change the
+# interface.
+set(OQSDK_INTERFACE_VERSION ${PROJECT_VERSION_MAJOR})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  string(APPEND OQSDK_INTERFACE_VERSION .${PROJECT_VERSION_MINOR})
+endif()
 set(OQSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/OQSDK)
 set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
@@ -8,7 +14,7 @@ set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 function(oqsdk_library target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
-                        SOVERSION ${PROJECT_VERSION_MAJOR})
+                        SOVERSION ${OQSDK_INTERFACE_VERSION})
   if(NOT ARG_NAME STREQUAL "oqsdk" AND NOT CMAKE_SKIP_INSTALL_RPATH)
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk lies beside it
   endif()

@@ -16,21 +16,25 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(CPACK_COMPONENTS_ALL "")
+# A package is not installed beside another that is ONE_OF the same.
 function(oqsdk_package component name section)
-  cmake_parse_arguments(ARG "" "DESCRIPTION;DEPENDS;RECOMMENDS" "" ${ARGN})
+  cmake_parse_arguments(ARG "" "DESCRIPTION;DEPENDS;RECOMMENDS;ONE_OF" "" ${ARGN})
   string(TOUPPER ${component} key)
   set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name} PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section} PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_PACKAGE_DEPENDS "${ARG_DEPENDS}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_PACKAGE_RECOMMENDS "${ARG_RECOMMENDS}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_PROVIDES "${ARG_ONE_OF}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_CONFLICTS "${ARG_ONE_OF}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_DESCRIPTION "${ARG_DESCRIPTION}" PARENT_SCOPE)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
 endfunction()
 
 set(same "(= ${PROJECT_VERSION})")
-set(library liboqsdk${PROJECT_VERSION_MAJOR})
-set(gtk liboqsdk-gtk${PROJECT_VERSION_MAJOR})
-oqsdk_package(library ${library} libs RECOMMENDS ca-certificates
+set(library liboqsdk${OQSDK_INTERFACE_VERSION})
+set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
+# Resources and the web engine's module lie where those of any other version lie.
+oqsdk_package(library ${library} libs RECOMMENDS ca-certificates ONE_OF liboqsdk
               DESCRIPTION "in-app messages for native applications
 The library that shows campaigns of a server as messages in an application,
 with its resources and the host that needs no display.")

@@ -15,7 +15,11 @@ mount -t proc proc "$root/proc"
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 mkdir "$root/packages" "$root/work"
 cp "$packages"/*.deb "$root/packages"
-cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/tests/package/first_window.sh" "$root/work"
+cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/tests/package/first_window.sh" \
+  "$root/work"
+# The names of the libraries' packages carry the version of the interface.
+library=$(cd "$packages" && echo liboqsdk[0-9]*_*.deb) gtk=$(cd "$packages" && echo liboqsdk-gtk[0-9]*_*.deb)
+library=${library%%_*} gtk=${gtk%%_*}
 
 inside() {
   chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
@@ -25,8 +29,8 @@ apt_get() { inside "apt-get -y -qq --no-install-recommends $1 >/work/apt.log 2>&
 
 echo "== Debian $(cat "$root/etc/debian_version"): libraries and server"
 apt_get update
-apt_get "install /packages/liboqsdk0_* /packages/liboqsdk-gtk0_* /packages/oqsdk-server_*"
-inside 'dpkg -L liboqsdk0 liboqsdk-gtk0 oqsdk-server | grep -E "\.so|/bin/." | xargs -n1 ldd >/work/ldd
+apt_get "install /packages/${library}_* /packages/${gtk}_* /packages/oqsdk-server_*"
+inside "dpkg -L $library $gtk oqsdk-server"' | grep -E "\.so|/bin/." | xargs -n1 ldd >/work/ldd
         if grep "not found" /work/ldd; then exit 1; fi; oqsdk-server --version; dpkg -l | grep -c ^ii'
 
 echo "== development files: a program of ten lines"
@@ -37,9 +41,10 @@ inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --bui
 
 echo "== the guide's first window"
 apt_get "install xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
-inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build; ./first_window.sh build/first-window first-window'
+inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build
+        ./first_window.sh build/first-window first-window'
 cp "$root/work/first-window.png" "$picture"
 echo "picture: $picture"
-apt_get "purge liboqsdk0 oqsdk-server"
+apt_get "purge $library oqsdk-server"
 inside 'if ls -d /usr/share/oqsdk* /usr/include/oqsdk 2>/dev/null; then exit 1; fi'
 echo "installed, used and removed"

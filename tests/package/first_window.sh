@@ -17,7 +17,8 @@ until_true() {  # SECONDS COMMAND...
   done
 }
 
-oqsdk-server --campaigns "$example/campaigns.json" --static "$example/static" --data "$folder/server" >"$folder/server.log" 2>&1 &
+oqsdk-server --campaigns "$example/campaigns.json" --static "$example/static" --data "$folder/server" \
+  >"$folder/server.log" 2>&1 &
 children+=($!)
 until_true 20 grep -q '^ready' "$folder/server.log"
 
