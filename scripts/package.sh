@@ -7,6 +7,10 @@ cd "$(dirname "$0")/.."
 scripts/install-deps.sh --package
 cmake --workflow --preset package >build-package.log 2>&1 || { tail -50 build-package.log; exit 1; }
 rm -f build-package.log
+if grep -q '^OQSDK_PACKAGE_CONTACT:.*@localhost>' build/package/CMakeCache.txt; then
+  echo "package: the packages name no maintainer whom anybody can write to; for packages that others get, say first" >&2
+  echo '  cmake --preset package -DOQSDK_PACKAGE_CONTACT="Name <address>"' >&2
+fi
 python3 tests/package/exports_test.py build/package/liboqsdk.so= build/package/hosts/liboqsdk_headless.so=headless \
         build/package/hosts/liboqsdk_gtk.so=gtk build/package/hosts/liboqsdk-webkit.so=module
 ls -l build/package/*.deb
