@@ -2,49 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/file.h>
+#include <unistd.h>
 
-#include "Foundation/Base64.h"
-#include "Foundation/Bundle.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
 #include "support/ScratchFolder.h"
 
 using namespace oq;
 using namespace oq::test;
-
-TEST(Base64, DecodesWhatIsWellFormedAndNothingElse) {
-  auto decoded = [](std::string_view text) -> std::optional<std::string> {
-    auto data = dataWithBase64(text);
-    return data ? std::optional(stringFromData(*data)) : std::nullopt;
-  };
-  EXPECT_EQ(decoded("aGVsbG8="), "hello");
-  EXPECT_EQ(decoded(" aG Vs\n-bG8_=\r\n"), "hello");
-  EXPECT_EQ(decoded("+/+/"), "\xfb\xff\xbf");
-  EXPECT_EQ(decoded(""), "");
-  for (const char* text : {"a", "aGVsbG8", "aGVsbG8==", "aG==Vs", "=aGV", "====", "aGVsb==="}) {
-    EXPECT_FALSE(decoded(text)) << text;
-  }
-  Data bytes;
-  for (int i = 0; i < 256; ++i) {
-    bytes.push_back(static_cast<std::uint8_t>(i));
-    std::string text = base64EncodedString(bytes);
-    EXPECT_EQ(text.find('\n'), text.npos);
-    EXPECT_EQ(dataWithBase64(text), bytes);
-  }
-}
-
-TEST(UTF8, TellsValidFromInvalid) {
-  for (std::string_view text :
-       {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
-    EXPECT_TRUE(isValidUTF8(text));
-  }
-  for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"}) {
-    EXPECT_FALSE(isValidUTF8(text)) << text;
-  }
-  EXPECT_FALSE(isValidUTF8(std::string_view("\0\xff", 2)));
-}
 
 TEST(Device, KeepsOneIdentifierForAllProcesses) {
   ScratchFolder folder;
@@ -78,30 +44,4 @@ TEST(Device, WaitsForNobodyForEverAndMakesNothingWhereNothingCanBeKept) {
   EXPECT_EQ(identifierForVendor(), "") << "what another one is making is not made twice";
   setApplicationDataDirectory(folder.write("file", ""));
   EXPECT_EQ(identifierForVendor(), "");
-}
-
-TEST(Bundle, LooksForResourcesInTheChosenFolderFirst) {
-  ScratchFolder folder;
-  folder.write("Some.bundle/a.txt", "x");
-  ::setenv("OQSDK_RESOURCE_DIR", folder.path().c_str(), 1);
-  EXPECT_EQ(pathForResource("Some", "a.txt"), folder / "Some.bundle/a.txt");
-  EXPECT_FALSE(pathForResource("Some", "b.txt"));
-  EXPECT_FALSE(pathForResource("Other", "a.txt"));
-  ::unsetenv("OQSDK_RESOURCE_DIR");
-  EXPECT_FALSE(pathForResourceBundle("Some"));
-}
-
-TEST(Bundle, FallsBackToTheProgramsName) {
-  setMainBundle("", "");
-  EXPECT_EQ(mainBundleIdentifier(), program_invocation_short_name);
-  EXPECT_EQ(mainBundleShortVersion(), "");
-  setMainBundle("com.example.shop", "2.1");
-  EXPECT_EQ(mainBundleIdentifier(), "com.example.shop");
-  ::setenv("XDG_DATA_HOME", "/somewhere", 1);
-  setApplicationDataDirectory("");
-  EXPECT_EQ(applicationDataDirectory(), "/somewhere/com.example.shop");
-  setMainBundle("../../etc", "");
-  EXPECT_EQ(applicationDataDirectory(), "/somewhere/.._.._etc");
-  ::unsetenv("XDG_DATA_HOME");
-  setMainBundle("", "");
 }
