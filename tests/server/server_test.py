@@ -291,6 +291,32 @@ class ServerTest(unittest.TestCase):
         server.err.wait_for(": loaded, 2 windows")
         self.assertEqual(server.window_ids(token), [4, 5])
 
+    def test_reads_the_campaigns_again_when_what_a_link_leads_to_changes(self):
+        files = [self.path(folder, "list.json") for folder in ("first", "second")]
+        for number, file in enumerate(files):
+            self.write({"windows": [window(number)]}, file)
+        os.symlink(files[0], self.path("first", "step.json"))
+        os.symlink(os.path.join("first", "step.json"), self.campaigns)
+        server = self.start("--campaigns", self.campaigns)
+        token = server.login()
+        os.replace(self.write({"windows": [window(2)]}, self.path("new")), files[0])
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [2])
+        # From now on it leads elsewhere.
+        os.symlink(files[1], self.path("new"))
+        os.replace(self.path("new"), self.campaigns)
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [1])
+        os.replace(self.write({"windows": [window(3)]}, self.path("new")), files[1])
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [3])
+        # A link to what comes only later, folder and all.
+        os.symlink(self.path("third", "list.json"), self.path("new"))
+        os.replace(self.path("new"), self.campaigns)
+        os.renames(self.write({"windows": [window(4)]}, self.path("made", "list.json")), self.path("third", "list.json"))
+        server.err.wait_for(": loaded, 1 windows")
+        self.assertEqual(server.window_ids(token), [4])
+
     def test_keeps_the_last_good_campaigns_and_names_what_is_wrong(self):
         self.write({"windows": [window(1)]})
         server = self.start("--campaigns", self.campaigns)
