@@ -52,7 +52,6 @@ class Database {
 
   void execute(const char* sql);
   Statement prepare(std::string_view sql) { return Statement(_handle.get(), sql); }
-  std::int64_t lastRowId() const { return sqlite3_last_insert_rowid(_handle.get()); }
 
  private:
   struct Close {
