@@ -313,7 +313,8 @@ class ServerTest(unittest.TestCase):
         # A link to what comes only later, folder and all.
         os.symlink(self.path("third", "list.json"), self.path("new"))
         os.replace(self.path("new"), self.campaigns)
-        os.renames(self.write({"windows": [window(4)]}, self.path("made", "list.json")), self.path("third", "list.json"))
+        file = self.write({"windows": [window(4)]}, self.path("made", "list.json"))
+        os.renames(file, self.path("third", "list.json"))
         server.err.wait_for(": loaded, 1 windows")
         self.assertEqual(server.window_ids(token), [4])
 
