@@ -6,7 +6,7 @@
 
 namespace oq {
 
-/// The library's version as it is sent to the server: "0.8.6".
+/// The library's version as it is sent to the server.
 OQSDK_EXPORT extern const std::string& OQSDKVersion;
 /// The version of the interface, as a number.
 OQSDK_EXPORT extern const double OQSDKVersionNumber;
