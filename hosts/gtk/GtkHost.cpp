@@ -35,7 +35,7 @@ void install(const AttachOptions& options) {
   if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
-  DispatchQueue::background().async(warmUpText);
+  warmUpText();
 }
 
 bool hasSurface(Gtk::Overlay& overlay) {

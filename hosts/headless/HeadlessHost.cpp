@@ -145,7 +145,7 @@ HeadlessHost::Impl::Impl(const Options& options)
   application.connectScene(_scene);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
-  DispatchQueue::background().async(warmUpText);
+  warmUpText();
 }
 
 HeadlessHost::Impl::~Impl() {

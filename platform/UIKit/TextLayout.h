@@ -52,7 +52,7 @@ class TextLayout {
 };
 
 /// The size that the text takes when it is broken at the width; the very layout that drawText() paints. An
-/// empty text has no height. Main thread only, but for warmUpText().
+/// empty text has no height. Main thread only.
 CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
 
 /// Draws into `rect`, from its top; at most `numberOfLines` lines (0: any number) and no more than the
@@ -61,7 +61,8 @@ CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, do
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
               int numberOfLines, bool centredVertically);
 
-/// Loads fonts and shapes a first text, so that the first window does not wait for it. Any thread, once.
+/// Loads fonts and shapes a first text on a background thread, once in the process, so that the first window does not
+/// wait for it. To be called on the main thread, whose end waits for what has begun.
 OQSDK_EXPORT void warmUpText();
 
 }  // namespace oq

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <limits>
 #include <string>
-#include <thread>
 
 #include "Canvas.h"
 #include "UIKit/TextLayout.h"
@@ -165,9 +164,8 @@ TEST(Text, IsSharpAtEveryDensityWithTheSameMeasures) {
 }
 
 TEST(Text, MayBeWarmedUpBesideTheMainThread) {
-  std::thread thread(warmUpText);
+  warmUpText();
   EXPECT_GT(boundingSizeOfText(styled(kMixed), kFont, 200).height, 0);
-  thread.join();
 }
 
 TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {
