@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int Processes = 300;
+constexpr int Processes = 200;
 
 void makeRequest() {
   oq::URLRequest request(oq::URL::withString("https://localhost:1/"));
@@ -45,7 +45,7 @@ int deathsAfter(void (*begin)(), int step) {
 }  // namespace
 
 int main() {
-  const int requests = deathsAfter(makeRequest, 30), texts = deathsAfter(makeHost, 100);
+  const int requests = deathsAfter(makeRequest, 30), texts = deathsAfter(makeHost, 500);
   std::printf("of %d processes each: %d with a first request and %d with a first text did not end well\n", Processes,
               requests, texts);
   return requests + texts == 0 ? 0 : 1;
