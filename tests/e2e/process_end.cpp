@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr int Processes = 200;
-
 void makeRequest() {
   oq::URLRequest request(oq::URL::withString("https://localhost:1/"));
   auto session = oq::URLSession::sessionWithConfiguration({});
@@ -25,10 +23,10 @@ void makeHost() {
   (void)host;
 }
 
-/// How many of the processes do not end well; each ends so many microseconds later than the one before.
-int deathsAfter(void (*begin)(), int step) {
+/// How many of so many processes do not end well; each ends so many microseconds later than the one before.
+int deathsAfter(void (*begin)(), int processes, int step) {
   int died = 0;
-  for (int i = 0; i < Processes; ++i) {
+  for (int i = 0; i < processes; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
       begin();
@@ -45,8 +43,8 @@ int deathsAfter(void (*begin)(), int step) {
 }  // namespace
 
 int main() {
-  const int requests = deathsAfter(makeRequest, 30), texts = deathsAfter(makeHost, 500);
-  std::printf("of %d processes each: %d with a first request and %d with a first text did not end well\n", Processes,
-              requests, texts);
+  const int requests = deathsAfter(makeRequest, 200, 30), texts = deathsAfter(makeHost, 60, 1500);
+  std::printf("%d of 200 processes with a first request and %d of 60 with a first text did not end well\n", requests,
+              texts);
   return requests + texts == 0 ? 0 : 1;
 }
