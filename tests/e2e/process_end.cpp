@@ -1,5 +1,5 @@
-// Ends processes at every moment of what their other threads begin with: the first request, the first text. A program of
-// its own, since test programs have loaded the libraries for both themselves.
+// Ends processes at every moment of what their other threads begin with: the first request, the first text. A program
+// of its own, since test programs have loaded the libraries for both themselves.
 #include <sys/wait.h>
 #include <unistd.h>
 

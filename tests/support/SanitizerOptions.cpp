@@ -20,8 +20,8 @@ SANITIZER_HOOK __lsan_default_suppressions() {
          "leak:libcairo\n";
 }
 
-// Left alone, a process that ends waits a second for its other threads, and each case is a process. Without that wait it
-// would take threads of libraries that are about to end for leaks.
+// Left alone, a process that ends waits a second for its other threads, and each case is a process. Without that wait
+// it would take threads of libraries that are about to end for leaks.
 SANITIZER_HOOK __tsan_default_options() {
   return "halt_on_error=1:atexit_sleep_ms=20:report_thread_leaks=0";
 }
