@@ -1,10 +1,15 @@
 #include "Foundation/Date.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cmath>
 #include <ctime>
+#include <mutex>
+#include <tuple>
+#include <utility>
 
 #include "Foundation/Snapshot.h"
 
@@ -48,7 +53,14 @@ void noticeNewZone() {
   static std::atomic<std::time_t> looked{-1};
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  if (looked.exchange(now.tv_sec, std::memory_order_relaxed) != now.tv_sec) tzset();
+  if (looked.exchange(now.tv_sec, std::memory_order_relaxed) == now.tv_sec) return;
+  struct stat zone {};
+  if (::stat("/etc/localtime", &zone) != 0) return;
+  const auto changed = std::tuple(zone.st_dev, zone.st_ino, zone.st_mtim.tv_sec, zone.st_mtim.tv_nsec);
+  static std::mutex mutex;
+  static auto known = changed;
+  std::lock_guard lock(mutex);
+  if (std::exchange(known, changed) != changed) resetSystemTimeZone();
 }
 
 /// Local fields of a second. Log entries come many to a second, so the last answer of each thread is kept.
