@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
+#include "Utils/OQGuard.h"
 
 namespace oq {
 

@@ -5,7 +5,6 @@
 #include "Foundation/FileManager.h"
 #include "Foundation/Number.h"
 #include "Manager/OQDispatchQueueManager.h"
-#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
@@ -15,6 +14,7 @@
 #include "UI/OQWebController.h"
 #include "UIKit/MainObject.h"
 #include "UIKit/UINavigationController.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQNavigation.h"
 #include "Utils/OQUtils.h"
@@ -98,8 +98,8 @@ void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& nod
 }
 
 void OQSDKManager::clearTreeNodeActivateState() {
-  if (_treeNodesInit.exchange(true)) return;
-  const Stored& stored = _stored();
+  Stored& stored = _stored();
+  if (stored.treeNodesInit.exchange(true)) return;
   std::lock_guard lock(_displayMutex);
   _clearActivated(*stored.recordTree);
 }

@@ -5,12 +5,12 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileManager.h"
 #include "Foundation/Format.h"
-#include "Manager/OQGuard.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
 #include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQPageCollection.h"
 #include "Utils/OQSwizzler.h"
 #include "oqsdk/AnalyticsHook.h"
@@ -43,19 +43,18 @@ OQSDKManager& OQSDKManager::sharedManager() {
   return **shared;
 }
 
-OQSDKManager::OQSDKManager(Restoring restoring) {
+OQSDKManager::OQSDKManager() {
   OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.oqsdk");
   const Value storedUserId = defaults.objectForKey("oq_xwho");
   _isNewUser = !storedUserId.is_null();
   _fields.token = _textOrNil(defaults.objectForKey("oq_token"));
   _fields.userId = _textOrNil(storedUserId);
-  if (restoring == Restoring::AtOnce) _restore();
 }
 
 OQSDKManager::~OQSDKManager() = default;
 
 std::shared_ptr<OQSDKManager> OQSDKManager::_startReading() {
-  auto engine = std::make_shared<OQSDKManager>(Restoring::AtFirstUse);
+  auto engine = std::make_shared<OQSDKManager>();
   // The thread that starts the library goes on meanwhile. Whoever needs a campaign before it is there waits for it.
   guarded([&] { DispatchQueue::background().async([engine] { guarded([&] { engine->_stored(); }); }); });
   return engine;
@@ -75,10 +74,11 @@ void OQSDKManager::_restore() const {
                                                           OQCampaignList::PreConditions::Ignored);
   auto tree = OQRecordTree::treeWithNodes(
       std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
-  if (!_treeNodesInit.exchange(true)) _clearActivated(*tree);
+  _clearActivated(*tree);
   _storedFields.inApp.exchange(std::move(inApp));
   _storedFields.subscribe.exchange(std::move(subscribe));
   _storedFields.recordTree = std::move(tree);
+  _storedFields.treeNodesInit = true;
   _isRestored.store(true, std::memory_order_release);
 }
 

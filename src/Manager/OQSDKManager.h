@@ -50,10 +50,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// while the process ends.
   static OQSDKManager& sharedManager();
 
-  /// When the campaigns and records of earlier runs are read.
-  enum class Restoring { AtOnce, AtFirstUse };
-  /// Not meant for hosts: a second engine beside the shared one is for tests, and must be owned by a shared_ptr.
-  explicit OQSDKManager(Restoring restoring = Restoring::AtOnce);
+  /// The campaigns and records of earlier runs are read when they are first needed. Not meant for hosts: a second
+  /// engine beside the shared one is for tests, and must be owned by a shared_ptr.
+  OQSDKManager();
   ~OQSDKManager() override;
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
@@ -119,8 +118,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
   // are not strings are kept in their text form.
 
-  bool treeNodesInit() const { return _treeNodesInit; }
-  void setTreeNodesInit(bool done) { _treeNodesInit = done; }
+  bool treeNodesInit() const { return _stored().treeNodesInit; }
+  void setTreeNodesInit(bool done) { _stored().treeNodesInit = done; }
   /// True when a user id was already stored when the engine was made. The name says the opposite; both this
   /// and the inversion in the list requests are meant.
   bool isNewUser() const { return _isNewUser; }
@@ -235,25 +234,25 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// One step under it: the decision to show a window with the counting of it; the installation of a list
   /// with its merged records; the choice whether an event waits, and the taking of those that wait.
   mutable std::mutex _displayMutex;
-  /// What earlier runs left, and what has taken its place since.
-  struct Stored {
-    Snapshot<OQCampaignList> inApp, subscribe;
-    std::shared_ptr<OQRecordTree> recordTree;
-  };
-  /// Reads it first, or waits for the thread that does. Taken before any other lock.
-  Stored& _stored() const;
-  void _restore() const;
-  static std::shared_ptr<OQSDKManager> _startReading();
-  /// Except where the user has closed the window.
-  static void _clearActivated(const OQRecordTree& tree);
   Events _waitingEvents;
   Events _waitingEvents1;
 
   OQDecisionLog _decisions;
 
+  /// What earlier runs left, and what has taken its place since. To be had from _stored(), which reads it first or
+  /// waits for the thread that does, and is called before any other lock is taken.
+  struct Stored {
+    Snapshot<OQCampaignList> inApp, subscribe;
+    std::shared_ptr<OQRecordTree> recordTree;
+    std::atomic<bool> treeNodesInit{false};
+  };
+  Stored& _stored() const;
+  void _restore() const;
+  static std::shared_ptr<OQSDKManager> _startReading();
+  /// Except where the user has closed the window.
+  static void _clearActivated(const OQRecordTree& tree);
   mutable std::mutex _restoreMutex;
   mutable std::atomic<bool> _isRestored{false};
-  mutable std::atomic<bool> _treeNodesInit{false};
   mutable Stored _storedFields;
 
   /// Held while one of the three files is written, and nothing but the file system is asked. What is written

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "Manager/OQGuard.h"
+#include "Utils/OQGuard.h"
 
 namespace oq {
 

@@ -4,9 +4,9 @@
 
 #include "Foundation/Format.h"
 #include "Foundation/JSONSerialization.h"
-#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
 #include "Storage/OQImageDiskCache.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 
 namespace oq {

@@ -10,8 +10,8 @@
 #include "Foundation/Format.h"
 #include "Foundation/Number.h"
 #include "Foundation/UserDefaults.h"
-#include "Manager/OQGuard.h"
 #include "OQSDKBundleIdentifier.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {

@@ -1,10 +1,10 @@
 #include "oqsdk/OQDiagnosticsPanel.h"
 
 #include "Manager/OQDispatchQueueManager.h"
-#include "Manager/OQGuard.h"
 #include "UI/OQDiagnosticsController.h"
 #include "UIKit/MainObject.h"
 #include "UIKit/UINavigationController.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQNavigation.h"
 
 namespace oq {

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "Manager/OQDispatchQueueManager.h"
-#include "Manager/OQGuard.h"
 #include "UI/OQFloatingBallView.h"
+#include "Utils/OQGuard.h"
 
 namespace oq {
 

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "Manager/OQDispatchQueueManager.h"
-#include "Manager/OQGuard.h"
 #include "Manager/OQSDKManager.h"
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UITabBarController.h"
 #include "UIKit/UIViewController.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQSwizzler.h"
 
 namespace oq {

@@ -18,7 +18,6 @@ namespace oq::test {
 /// An engine that notes what it would put on screen, and plays the user's part when told to.
 class RecordingEngine : public OQSDKManager {
  public:
-  using OQSDKManager::OQSDKManager;
   struct Shown {
     std::shared_ptr<OQWindowData> window;
     WindowAction action;

@@ -18,9 +18,8 @@ TEST_F(EngineRestoreTest, WhoeverComesFirstFindsWhatEarlierRunsLeft) {
   deliverSubscriptions({campaign("3", "pay")});
   receive("buy");
   ASSERT_EQ(engine->shownIds(), std::vector<std::string>{"1"});
-  quit();
 
-  engine = std::make_shared<RecordingEngine>(OQSDKManager::Restoring::AtFirstUse);
+  relaunch();
   std::vector<std::shared_ptr<OQRecordTree>> trees(8);
   std::vector<std::size_t> lengths(8);
   std::vector<std::thread> threads;

@@ -137,6 +137,9 @@ TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) 
     EXPECT_EQ(shown.size(), static_cast<std::size_t>(windowCount));
     for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
     lists += turn;
+    if (!asked) continue;
+    std::printf("[ seeds    ] %u of %u\n", seed, seeds);
+    std::fflush(stdout);
   }
   std::printf("[ seeds    ] %u seeds, %d threads with %d events each beside %d lists\n", seeds, threads,
               eventsPerThread, lists);
