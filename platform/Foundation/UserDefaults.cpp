@@ -14,6 +14,7 @@
 #include "Foundation/DefaultsDatabase.h"
 #include "Foundation/FileManager.h"
 #include "Foundation/Number.h"
+#include "Foundation/TimedLock.h"
 
 namespace oq {
 namespace {
@@ -117,9 +118,7 @@ class UserDefaults::Store {
   /// longer.
   std::unique_lock<std::timed_mutex> takeTurn() {
     auto deadline = DefaultsDatabase::Clock::now() + LongestWait;
-    std::unique_lock turn(_mutex, std::try_to_lock);
-    // By the clock of the day, since a race detector does not know waits by the other one.
-    if (!turn) (void)turn.try_lock_until(std::chrono::system_clock::now() + LongestWait);
+    auto turn = lockWithin(_mutex, LongestWait);
     if (turn) _database.waitUntil(deadline);
     return turn;
   }

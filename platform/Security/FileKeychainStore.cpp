@@ -12,6 +12,7 @@
 
 #include "Foundation/BinaryPropertyList.h"
 #include "Foundation/FileManager.h"
+#include "Foundation/TimedLock.h"
 
 namespace oq {
 namespace fs = std::filesystem;
@@ -167,9 +168,8 @@ OSStatus FileKeychainStore::readItems(int folder, Items& items) {
 /// Reads, lets the body change and writes back, while no other thread or process does the same.
 OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) {
   const auto deadline = Clock::now() + Patience;
-  std::unique_lock thread(_changeMutex, std::try_to_lock);
-  // By the clock of the day, since a race detector does not know waits by the other one.
-  if (!thread && !thread.try_lock_until(std::chrono::system_clock::now() + Patience)) return errSecNotAvailable;
+  const auto thread = lockWithin(_changeMutex, Patience);
+  if (!thread) return errSecNotAvailable;
   if (!createDirectory(applicationDataDirectory())) return errSecIO;
   bool isMade = ::mkdir(folderPath().c_str(), 0700) == 0;
   if (isMade ? ::chmod(folderPath().c_str(), 0700) != 0 : errno != EEXIST) return errSecIO;
