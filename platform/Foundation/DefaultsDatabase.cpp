@@ -120,7 +120,10 @@ bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
     if (!open(Foreign::Replace)) return false;
     if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
     const bool isDone = sqlite3_step(statement.get()) == SQLITE_DONE;
-    if (finish(statement.get()) && isDone) return ++_writes > 0;
+    if (finish(statement.get()) && isDone) {
+      ++_writes;
+      return true;
+    }
     if (_connection) return false;
   }
   return false;
