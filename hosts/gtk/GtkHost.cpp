@@ -8,7 +8,7 @@
 #include "Foundation/FileManager.h"
 #include "Host.h"
 #include "Surface.h"
-#include "UIKit/TextLayout.h"
+#include "UIKit/TextWarmUp.h"
 #include "WindowChild.h"
 
 namespace oq::gtk {

@@ -11,7 +11,7 @@
 #include "Stage.h"
 #include "UIKit/Accessibility.h"
 #include "UIKit/Animation.h"
-#include "UIKit/TextLayout.h"
+#include "UIKit/TextWarmUp.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
 #include "WebKit/WebEngineRegistry.h"

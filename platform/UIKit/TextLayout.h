@@ -5,7 +5,6 @@
 #include "CoreGraphics/Color.h"
 #include "CoreGraphics/Geometry.h"
 #include "UIKit/UIFont.h"
-#include "oqsdk/Export.h"
 
 typedef struct _cairo cairo_t;
 typedef struct _PangoLayout PangoLayout;
@@ -60,9 +59,5 @@ CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, do
 /// `centredVertically` the block of text is centred in the rectangle.
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
               int numberOfLines, bool centredVertically);
-
-/// Loads fonts and shapes a first text on a background thread, once in the process, so that the first window does not
-/// wait for it. To be called on the main thread, whose end waits for what has begun.
-OQSDK_EXPORT void warmUpText();
 
 }  // namespace oq

@@ -7,6 +7,7 @@
 
 #include "Canvas.h"
 #include "UIKit/TextLayout.h"
+#include "UIKit/TextWarmUp.h"
 #include "UIKit/UILabel.h"
 
 namespace oq {
