@@ -51,16 +51,13 @@ std::shared_ptr<OQRecordTreeNode> OQCampaignList::recordFor(const OQWindowData& 
   return node;
 }
 
-bool OQCampaignList::satisfies(const OQWindowEvent& event, std::size_t condition, const Range& range) const {
-  return range.isCertain || event.matches(*_index.conditions()[condition]);
-}
-
-/// Visits what the range has in the set, in list order, until the visitor answers false.
+/// Visits what the range has in the set, in list order, until the visitor answers false. It is told the window's
+/// position and the place of the condition in the index.
 template <class Visit>
 void OQCampaignList::walk(const Range& range, const OQSlotSet& set, Visit visit) const {
   for (std::size_t slot = set.next(range.begin, range.end); slot < range.end;
        slot = set.next(slot + 1, range.end)) {
-    if (!visit(_index.conditionAt(slot) / 2)) return;
+    if (!visit(_index.conditionAt(slot) / 2, slot)) return;
   }
 }
 
@@ -83,9 +80,9 @@ OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, 
   bool satisfiesPreConditions = false;
   const auto look = [&](const OQSlotSet& set, auto isMatch) {
     for (const Range& range : ranges) {
-      walk(range, set, [&](std::size_t position) {
+      walk(range, set, [&](std::size_t position, std::size_t slot) {
         if (position >= first) return false;
-        if (!isMatch(position, range)) return true;
+        if (!_index.isSatisfied(slot, range, event) || !isMatch(position)) return true;
         first = position;
         return false;
       });
@@ -94,24 +91,21 @@ OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, 
   // Those that wait first: when another thread takes a pre-condition away meanwhile, the window is found
   // among the others.
   if (_hasPreConditions) {
-    look(_awaited, [&](std::size_t position, const Range& range) {
-      if (!satisfies(event, preConditionOf(position), range)) return false;
+    look(_awaited, [&](std::size_t position) {
       satisfiesPreConditions = true;
       return event.matches(_windows[position]->event().get());
     });
   }
-  look(_inForce, [&](std::size_t position, const Range& range) {
-    return satisfies(event, conditionOf(position), range);
-  });
+  look(_inForce, [](std::size_t) { return true; });
   return {first, satisfiesPreConditions};
 }
 
 void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Ranges& ranges,
                                           std::size_t last) const {
   for (const Range& range : ranges) {
-    walk(range, _awaited, [&](std::size_t position) {
+    walk(range, _awaited, [&](std::size_t position, std::size_t slot) {
       if (last != nowhere && position > last) return false;
-      if (satisfies(event, preConditionOf(position), range)) consumePreCondition(position);
+      if (_index.isSatisfied(slot, range, event)) consumePreCondition(position);
       return true;
     });
   }
@@ -131,9 +125,9 @@ void OQCampaignList::notePassedOver(const OQWindowEvent& event, const Ranges& ra
   for (const Range& range : ranges) {
     if (looks == 0) return;
     walk(search.begin == 0 ? range : _index.from(range, conditionOf(search.begin)), search.set,
-         [&](std::size_t position) {
+         [&](std::size_t position, std::size_t slot) {
            if (position >= search.end || match.passedOverCount == match.passedOver.size()) return false;
-           if (satisfies(event, conditionOf(position), range)) {
+           if (_index.isSatisfied(slot, range, event)) {
              match.passedOver[match.passedOverCount++] = {position, search.isWaiting};
            }
            return --looks > 0;

@@ -76,8 +76,6 @@ class OQCampaignList {
     bool isWaiting;
   };
 
-  /// The condition was found in the range.
-  bool satisfies(const OQWindowEvent& event, std::size_t condition, const Range& range) const;
   template <class Visit>
   void walk(const Range& range, const OQSlotSet& set, Visit visit) const;
   First firstPosition(const OQWindowEvent& event, const Ranges& ranges) const;

@@ -13,9 +13,9 @@ namespace {
 constexpr std::size_t largestSize = 63;
 
 std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
-  std::uint64_t hash = (a ^ std::rotl(b, 31)) * 0x9e3779b97f4a7c15u;
-  hash = (hash ^ (hash >> 32)) * 0xd6e8feb86659fd93u;
-  hash ^= hash >> 29;
+  __extension__ using Product = unsigned __int128;
+  const Product product = Product{a ^ 0x9e3779b97f4a7c15u} * (b ^ 0xd6e8feb86659fd93u);
+  const std::uint64_t hash = static_cast<std::uint64_t>(product >> 64) ^ static_cast<std::uint64_t>(product);
   return hash ? hash : 1;
 }
 
@@ -44,6 +44,11 @@ std::uint64_t withOthers(std::uint64_t property, std::size_t size) {
   return mixed(property, size + 2);
 }
 
+/// The bit that stands for a property.
+std::uint64_t bitOf(std::uint64_t hash) {
+  return std::uint64_t{1} << (hash >> 58);
+}
+
 std::size_t sizeOf(const Dictionary* context) {
   return context ? std::min(context->size(), largestSize) : 0;
 }
@@ -60,16 +65,23 @@ auto& cellOf(Cells& cells, std::uint64_t hash) {
   return cells[at];
 }
 
+template <class Bucket>
+const Bucket* bucketWith(const std::vector<Bucket>& buckets, std::uint64_t hash) {
+  const Bucket& bucket = cellOf(buckets, hash);
+  return bucket.hash ? &bucket : nullptr;
+}
+
 }  // namespace
 
 class OQConditionIndex::Builder {
  public:
   explicit Builder(OQConditionIndex& index) : _index(index) {
-    _index._nameCells.resize(roomFor(_index._all.size()));
+    _index._nameCells.resize(roomFor(0));
     for (std::uint32_t number = 0; number < _index._all.size(); ++number) read(number);
     countProperties();
     choosePlaces();
-    makeBuckets();
+    makeBuckets(_index._buckets, Kind::Property);
+    makeBuckets(_index._bucketsOfLarger, Kind::PropertyOfLarger);
     placeConditions();
   }
 
@@ -81,10 +93,10 @@ class OQConditionIndex::Builder {
     std::size_t firstProperty, endProperty;
     bool hasOnlyTexts;
   };
-  enum class Kind : std::uint8_t { Name, NameWithoutProperties, Hash };
-  struct Place {
+  enum class Kind : std::uint8_t { Name, NameWithoutProperties, Property, PropertyOfLarger };
+  struct ChosenPlace {
     std::uint64_t key;  ///< the name's number, or the hash
-    std::uint32_t condition;
+    Place place;
     Kind kind;
   };
   struct Count {
@@ -112,12 +124,24 @@ class OQConditionIndex::Builder {
   std::uint32_t nameWith(std::uint64_t hash, std::string_view text) {
     auto& names = _index._names;
     if (const Name* known = _index.find(hash, text)) return static_cast<std::uint32_t>(known - names.data());
+    const NameCell cell{hash, static_cast<std::uint32_t>(names.size())};
+    names.push_back({std::string(text), {}, {}});
     auto& cells = _index._nameCells;
-    std::size_t at = hash & (cells.size() - 1);
+    if (cells.size() < roomFor(names.size())) {
+      for (const NameCell& old : std::exchange(cells, std::vector<NameCell>(roomFor(names.size())))) {
+        if (old.hash) addCell(old);
+      }
+    }
+    addCell(cell);
+    return cell.name;
+  }
+
+  /// Names that share a hash have a cell each.
+  void addCell(const NameCell& cell) {
+    auto& cells = _index._nameCells;
+    std::size_t at = cell.hash & (cells.size() - 1);
     while (cells[at].hash != 0) at = (at + 1) & (cells.size() - 1);
-    cells[at] = {hash, static_cast<std::uint32_t>(names.size())};
-    names.push_back({std::string(text), {}, {}, 0});
-    return cells[at].name;
+    cells[at] = cell;
   }
 
   void countProperties() {
@@ -132,21 +156,24 @@ class OQConditionIndex::Builder {
   void choosePlaces() {
     _places.reserve(_read.size() * 2 + _properties.size());
     for (const Condition& condition : _read) {
-      addPlace(condition.name, condition, Kind::Name);
-      if (condition.size == 0) addPlace(condition.name, condition, Kind::NameWithoutProperties);
+      Name& name = _index._names[condition.name];
+      Place place{0, condition.number};
+      for (std::size_t i = condition.firstProperty; i < condition.endProperty; ++i) {
+        place.properties |= bitOf(_properties[i]);
+      }
+      _places.push_back({condition.name, place, Kind::Name});
+      if (condition.size == 0) _places.push_back({condition.name, place, Kind::NameWithoutProperties});
       // What asks for something that is no text is satisfied by no event that has as many properties.
       if (condition.size > 0 && condition.hasOnlyTexts) {
-        addPlace(rarestProperty(condition), condition, Kind::Hash);
+        const std::uint64_t rarest = rarestProperty(condition);
+        name.properties |= bitOf(rarest);
+        _places.push_back({rarest, place, Kind::Property});
       }
       if (condition.size < 2) continue;
       for (std::size_t i = condition.firstProperty; i < condition.endProperty; ++i) {
-        addPlace(withOthers(_properties[i], condition.size), condition, Kind::Hash);
+        _places.push_back({withOthers(_properties[i], condition.size), place, Kind::PropertyOfLarger});
       }
     }
-  }
-
-  void addPlace(std::uint64_t key, const Condition& condition, Kind kind) {
-    _places.push_back({key, condition.number, kind});
   }
 
   std::uint64_t rarestProperty(const Condition& condition) {
@@ -157,54 +184,53 @@ class OQConditionIndex::Builder {
     });
   }
 
-  /// As many as there are different hashes.
-  void makeBuckets() {
+  /// As many as there are different hashes of the kind.
+  void makeBuckets(Buckets& buckets, Kind kind) {
     std::vector<Count> hashes(roomFor(_places.size()));
     std::size_t different = 0;
-    for (const Place& place : _places) {
-      if (place.kind != Kind::Hash) continue;
-      Count& cell = cellOf(hashes, place.key);
+    for (const ChosenPlace& chosen : _places) {
+      if (chosen.kind != kind) continue;
+      Count& cell = cellOf(hashes, chosen.key);
       different += cell.hash == 0 ? 1 : 0;
-      cell.hash = place.key;
+      cell.hash = chosen.key;
     }
-    _index._buckets.resize(roomFor(different));
+    buckets.resize(roomFor(different));
   }
 
   void placeConditions() {
     auto& firstSlot = _index._firstSlot;
     firstSlot.resize(_index._all.size() + 1);
-    for (const Place& place : _places) {
-      ++endOf(place);
-      ++firstSlot[place.condition + 1];
+    for (const ChosenPlace& chosen : _places) {
+      ++endOf(chosen);
+      ++firstSlot[chosen.place.condition + 1];
     }
     for (std::size_t i = 1; i < firstSlot.size(); ++i) firstSlot[i] += firstSlot[i - 1];
     std::uint32_t slot = 0;
-    const auto reserve = [&slot](std::uint32_t& begin, std::uint32_t& end) {
-      begin = slot;
-      slot += std::exchange(end, slot);
+    const auto reserve = [&slot](auto& range) {
+      range.begin = slot;
+      slot += std::exchange(range.end, slot);
     };
     for (Name& name : _index._names) {
-      reserve(name.all.begin, name.all.end);
-      reserve(name.withoutProperties.begin, name.withoutProperties.end);
-      // The text of the name has been compared, and nothing else matters here.
-      name.all.isCertain = name.withoutProperties.isCertain = true;
+      reserve(name.all);
+      reserve(name.withoutProperties);
     }
-    for (Bucket& bucket : _index._buckets) reserve(bucket.begin, bucket.end);
+    for (Bucket& bucket : _index._buckets) reserve(bucket);
+    for (Bucket& bucket : _index._bucketsOfLarger) reserve(bucket);
     // In the order of the conditions, which is then the order in each range.
-    _index._conditions.resize(_places.size());
+    _index._places.resize(_places.size());
     _index._slots.resize(_places.size());
     for (std::size_t i = 0; i < _places.size(); ++i) {
       const std::uint32_t free = endOf(_places[i])++;
-      _index._conditions[free] = _places[i].condition;
+      _index._places[free] = _places[i].place;
       _index._slots[i] = free;
     }
   }
 
-  std::uint32_t& endOf(const Place& place) {
-    if (place.kind == Kind::Name) return _index._names[place.key].all.end;
-    if (place.kind == Kind::NameWithoutProperties) return _index._names[place.key].withoutProperties.end;
-    Bucket& bucket = cellOf(_index._buckets, place.key);
-    bucket.hash = place.key;
+  std::uint32_t& endOf(const ChosenPlace& chosen) {
+    if (chosen.kind == Kind::Name) return _index._names[chosen.key].all.end;
+    if (chosen.kind == Kind::NameWithoutProperties) return _index._names[chosen.key].withoutProperties.end;
+    Bucket& bucket = cellOf(chosen.kind == Kind::Property ? _index._buckets : _index._bucketsOfLarger, chosen.key);
+    bucket.hash = chosen.key;
     return bucket.end;
   }
 
@@ -212,7 +238,7 @@ class OQConditionIndex::Builder {
   std::vector<Condition> _read;
   std::vector<std::uint64_t> _properties;
   std::vector<Count> _counts;
-  std::vector<Place> _places;
+  std::vector<ChosenPlace> _places;
 };
 
 OQConditionIndex::OQConditionIndex(Conditions conditions) : _all(std::move(conditions)) {
@@ -226,11 +252,6 @@ const OQConditionIndex::Name* OQConditionIndex::find(std::uint64_t hash, std::st
     if (_nameCells[at].hash == hash && name.text == text) return &name;
   }
   return nullptr;
-}
-
-const OQConditionIndex::Bucket* OQConditionIndex::find(std::uint64_t hash) const {
-  const Bucket& bucket = cellOf(_buckets, hash);
-  return bucket.hash ? &bucket : nullptr;
 }
 
 OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) const {
@@ -248,40 +269,49 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
   }
   if (name->withoutProperties.size() > 0) ranges.push_back(name->withoutProperties);
   if (name->sizes == 1) return ranges;
-  boost::container::small_vector<std::uint64_t, 24> properties;
+  // Their hashes first: what many candidates are told from is then known, and none waits for the memory of another.
+  boost::container::small_vector<std::uint64_t, 24> hashes;
+  Properties properties = 0;
   for (const auto& [key, value] : *context) {
     if (!value.is_string()) continue;
-    properties.push_back(hashOf(hash, key, value.get_string()));
-    if (const Bucket* asked = find(properties.back())) ranges.push_back({asked->begin, asked->end});
+    hashes.push_back(hashOf(hash, key, value.get_string()));
+    properties |= bitOf(hashes.back());
+  }
+  for (const std::uint64_t property : hashes) {
+    if (!(name->properties & bitOf(property))) continue;
+    const Bucket* asked = bucketWith(_buckets, property);
+    if (asked) ranges.push_back({asked->begin, asked->end, Range::Rule::AskLess, properties});
   }
   const std::size_t size = sizeOf(context);
   const std::uint64_t larger = name->sizes & (~std::uint64_t{0} << std::min(size + 1, largestSize));
-  const bool hasOnlyTexts = properties.size() == context->size();
-  if (larger && hasOnlyTexts) lookUpLarger(properties, larger, ranges);
+  const bool hasOnlyTexts = hashes.size() == context->size();
+  if (larger && hasOnlyTexts) lookUpLarger(hashes, properties, larger, ranges);
   return ranges;
 }
 
-void OQConditionIndex::lookUpLarger(std::span<const std::uint64_t> properties, std::uint64_t sizes,
+void OQConditionIndex::lookUpLarger(std::span<const std::uint64_t> hashes, Properties properties, std::uint64_t sizes,
                                     Ranges& ranges) const {
   for (; sizes; sizes &= sizes - 1) {
     const auto size = static_cast<std::size_t>(std::countr_zero(sizes));
     const Bucket* rarest = nullptr;
-    for (const std::uint64_t property : properties) {
-      const Bucket* asked = find(withOthers(property, size));
+    for (const std::uint64_t property : hashes) {
+      const Bucket* asked = bucketWith(_bucketsOfLarger, withOthers(property, size));
       if (!asked) {
         rarest = nullptr;
         break;
       }
       if (!rarest || asked->end - asked->begin < rarest->end - rarest->begin) rarest = asked;
     }
-    if (rarest) ranges.push_back({rarest->begin, rarest->end});
+    if (rarest) ranges.push_back({rarest->begin, rarest->end, Range::Rule::AskMore, properties});
   }
 }
 
 OQConditionIndex::Range OQConditionIndex::from(const Range& range, std::size_t condition) const {
-  const auto conditions = std::span(_conditions).subspan(range.begin, range.size());
-  const auto first = std::ranges::lower_bound(conditions, condition);
-  return {range.begin + static_cast<std::uint32_t>(first - conditions.begin()), range.end, range.isCertain};
+  const auto places = std::span(_places).subspan(range.begin, range.size());
+  const auto first = std::ranges::lower_bound(places, condition, {}, &Place::condition);
+  Range rest = range;
+  rest.begin += static_cast<std::uint32_t>(first - places.begin());
+  return rest;
 }
 
 std::span<const std::uint32_t> OQConditionIndex::slotsOf(std::size_t condition) const {

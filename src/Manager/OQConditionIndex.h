@@ -24,11 +24,19 @@ namespace oq {
 class OQConditionIndex {
  public:
   using Conditions = std::vector<std::shared_ptr<const OQWindowEvent>>;
+  /// A set of properties, a bit for each, which several may share: what is not in it is not in the set.
+  using Properties = std::uint64_t;
   /// Places in the index, each of which bears the number of a condition, in ascending order.
   struct Range {
+    enum class Rule : std::uint8_t {
+      Satisfied,  ///< all of them, by their name alone
+      AskLess,    ///< the event must have all that they ask for
+      AskMore,    ///< they must ask for all that the event has
+    };
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
-    bool isCertain = false;  ///< the event satisfies all of them
+    Rule rule = Rule::Satisfied;
+    Properties properties = 0;  ///< of the event
     std::size_t size() const { return end - begin; }
   };
   /// On the stack unless an event has very many properties that conditions ask for.
@@ -40,23 +48,37 @@ class OQConditionIndex {
 
   const Conditions& conditions() const { return _all; }
 
-  /// Every condition that the event satisfies is in one of the ranges; most of those in them are satisfied.
+  /// Every condition that the event satisfies is in one of the ranges, where isSatisfied() tells it from others.
   Ranges lookUp(const OQWindowEvent& event) const;
-  std::uint32_t conditionAt(std::size_t slot) const { return _conditions[slot]; }
+  std::uint32_t conditionAt(std::size_t slot) const { return _places[slot].condition; }
+  /// Whether the event satisfies the condition at a place in one of its ranges. May miss one that stands in
+  /// another of them as well.
+  bool isSatisfied(std::size_t slot, const Range& range, const OQWindowEvent& event) const {
+    if (range.rule == Range::Rule::Satisfied) return true;
+    const Place& place = _places[slot];
+    const bool asksLess = range.rule == Range::Rule::AskLess;
+    if (asksLess ? place.properties & ~range.properties : range.properties & ~place.properties) return false;
+    return event.matches(*_all[place.condition]);
+  }
   /// The part of the range that begins with the condition or the next one after it.
   Range from(const Range& range, std::size_t condition) const;
-  std::size_t slotCount() const { return _conditions.size(); }
+  std::size_t slotCount() const { return _places.size(); }
   /// All places of one condition.
   std::span<const std::uint32_t> slotsOf(std::size_t condition) const;
 
  private:
   class Builder;
+  struct Place {
+    Properties properties;  ///< that the condition asks for
+    std::uint32_t condition;
+  };
   /// The conditions of one name.
   struct Name {
     std::string text;
     Range all;
     Range withoutProperties;
-    std::uint64_t sizes = 0;  ///< a bit for each number of properties that they have
+    std::uint64_t sizes = 0;    ///< a bit for each number of properties that they have
+    Properties properties = 0;  ///< under which any of them is found
   };
   struct NameCell {
     std::uint64_t hash = 0;  ///< 0: free
@@ -70,17 +92,20 @@ class OQConditionIndex {
     std::uint32_t end = 0;
   };
 
+  using Buckets = std::vector<Bucket>;
+
   const Name* find(std::uint64_t hash, std::string_view text) const;
-  const Bucket* find(std::uint64_t hash) const;
-  void lookUpLarger(std::span<const std::uint64_t> properties, std::uint64_t sizes, Ranges& ranges) const;
+  void lookUpLarger(std::span<const std::uint64_t> hashes, Properties properties, std::uint64_t sizes,
+                    Ranges& ranges) const;
 
   Conditions _all;
   std::vector<Name> _names;
   std::vector<NameCell> _nameCells;
-  /// Small, so that it stays near the processor.
-  std::vector<Bucket> _buckets;
-  /// The number of the condition at each place.
-  std::vector<std::uint32_t> _conditions;
+  /// Under a property, and under a property beside a number of others. Apart, since the first are asked far more
+  /// often and then stay near the processor.
+  Buckets _buckets;
+  Buckets _bucketsOfLarger;
+  std::vector<Place> _places;
   /// The places of each condition, one condition after the other.
   std::vector<std::uint32_t> _slots;
   std::vector<std::uint32_t> _firstSlot;
