@@ -13,6 +13,9 @@ namespace {
 
 /// A thread without work for so long ends.
 constexpr auto idleTime = std::chrono::seconds(10);
+/// One that has just worked stays awake for so long: work comes in rows, and whoever submits it would wait longer for
+/// the system to wake a thread than for all else.
+constexpr auto lookOutTime = std::chrono::microseconds(20);
 
 thread_local bool inConcurrentJob = false;
 
@@ -38,6 +41,8 @@ std::size_t WorkerPool::runnableJobs() const {
 
 void WorkerPool::startThreadIfNeeded() {
   if (runnableJobs() == 0) return;
+  if (_isLookedOut) _isWorkSeen.store(true, std::memory_order_relaxed);
+  if (_isLookedOut && runnableJobs() == 1) return;
   if (_freeThreads >= runnableJobs()) return _workArrived.notify_one();
   // Without a thread to be had, the job waits for the next one that becomes free.
   if (startBackgroundThread("oq-worker", [this] { runThread(); })) ++_freeThreads;
@@ -50,6 +55,20 @@ bool WorkerPool::takeJob(Job& job, Share& share) {
   job = std::move(jobs.front());
   jobs.pop_front();
   return true;
+}
+
+/// Whoever submits a job meanwhile need not wake anybody.
+void WorkerPool::lookOutForWork(std::unique_lock<std::mutex>& lock) {
+  if (_isLookedOut || runnableJobs() > 0) return;
+  _isLookedOut = true;
+  _isWorkSeen.store(false, std::memory_order_relaxed);
+  lock.unlock();
+  const auto end = std::chrono::steady_clock::now() + lookOutTime;
+  while (!_isWorkSeen.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  lock.lock();
+  _isLookedOut = false;
 }
 
 void WorkerPool::runThread() {
@@ -71,6 +90,7 @@ void WorkerPool::runThread() {
     lock.lock();
     if (isConcurrent) --_concurrentRunning;
     ++_freeThreads;
+    lookOutForWork(lock);
   }
   --_freeThreads;
 }

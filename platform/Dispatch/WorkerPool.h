@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -39,6 +40,7 @@ class WorkerPool {
   bool takeJob(Job& job, Share& share);
   std::size_t runnableJobs() const;
   void startThreadIfNeeded();
+  void lookOutForWork(std::unique_lock<std::mutex>& lock);
 
   const std::size_t _concurrentLimit;
   std::mutex _mutex;
@@ -46,6 +48,8 @@ class WorkerPool {
   std::deque<Job> _serialJobs;
   std::deque<Job> _concurrentJobs;
   std::size_t _freeThreads = 0;  ///< threads that will look for a job next
+  bool _isLookedOut = false;     ///< one of them is awake
+  std::atomic<bool> _isWorkSeen{false};
   std::size_t _concurrentRunning =
       0;  ///< threads in a concurrent queue's job and not waiting for another queue
 };
