@@ -24,11 +24,21 @@ bool isFinite(const Value& value) {
   return !object || std::all_of(object->begin(), object->end(), [](auto& e) { return isFinite(e.value()); });
 }
 
+/// Whether a text is written as it is: most are, and a look is quicker than the care that the others take.
+bool isPlain(std::string_view text) {
+  bool isSpecial = false;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    isSpecial |= byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\';
+  }
+  return !isSpecial;
+}
+
 enum class Layout { Pretty, Compact };
 
 class Writer {
  public:
-  explicit Writer(Layout layout) : _pretty(layout == Layout::Pretty) {}
+  explicit Writer(Layout layout) : _pretty(layout == Layout::Pretty) { _text.reserve(512); }
 
   void write(const Value& value) {
     switch (value.kind()) {
@@ -66,8 +76,10 @@ class Writer {
 
   void appendLineBreak() {
     if (!_pretty) return;
-    _text.push_back('\n');
-    _text.append(2 * _depth, ' ');
+    static constexpr std::string_view lineBreak = "\n                ";
+    const std::size_t length = 1 + 2 * _depth;
+    append(lineBreak.substr(0, length));
+    if (length > lineBreak.size()) _text.append(length - lineBreak.size(), ' ');
   }
 
   template <class Container, class WriteElement>
@@ -100,6 +112,11 @@ class Writer {
     if (!std::isfinite(number)) return append("null");
     char digits[400];
     bool whole = number == std::trunc(number);
+    // As an integer it is written in half of the time.
+    constexpr double largest = 9007199254740992;
+    if (_pretty && whole && std::abs(number) < largest && number != 0) {
+      return appendInteger(static_cast<std::int64_t>(number));
+    }
     auto end = whole ? std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed).ptr
                      : std::to_chars(digits, digits + sizeof digits, number).ptr;
     _text.append(digits, end);
@@ -108,6 +125,12 @@ class Writer {
   }
 
   void appendString(std::string_view text) {
+    if (isPlain(text)) {
+      _text.push_back('"');
+      _text.append(text);
+      _text.push_back('"');
+      return;
+    }
     if (isValidUTF8(text)) return appendQuoted(text);
     char* repaired = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
     appendQuoted(repaired);
