@@ -13,10 +13,6 @@ namespace {
 using Integers = std::numeric_limits<std::int64_t>;
 using Doubles = std::numeric_limits<double>;
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 std::string_view withoutLeadingBlanks(std::string_view text) {
   auto first = text.find_first_not_of(" \t\n\v\f\r");
   return first == text.npos ? std::string_view() : text.substr(first);
@@ -36,7 +32,7 @@ std::int64_t integerFromText(std::string_view text) {
 }
 
 std::size_t digitsFrom(std::string_view text, std::size_t position) {
-  while (position < text.size() && isDigit(text[position])) ++position;
+  while (position < text.size() && g_ascii_isdigit(text[position])) ++position;
   return position;
 }
 

@@ -1,5 +1,7 @@
 #include "Foundation/URL.h"
 
+#include <glib.h>
+
 #include <cstring>
 
 namespace oq {
@@ -7,23 +9,14 @@ namespace oq {
 namespace {
 
 // Not <cctype>: what is a letter must not depend on the host's locale.
-bool isLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool isHexDigit(char c) {
-  return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
 
 /// The unreserved and the reserved characters of RFC 3986.
 bool isURLCharacter(char c) {
-  return isLetter(c) || isDigit(c) || (c != '\0' && std::strchr("-._~:/?#[]@!$&'()*+,;=", c));
+  return g_ascii_isalnum(c) || (c != '\0' && std::strchr("-._~:/?#[]@!$&'()*+,;=", c));
 }
 
 bool isSchemeCharacter(char c) {
-  return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+  return g_ascii_isalnum(c) || c == '+' || c == '-' || c == '.';
 }
 
 }  // namespace
@@ -33,7 +26,7 @@ std::optional<URL> URL::withString(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (isURLCharacter(text[i])) continue;
     bool isEscape =
-        text[i] == '%' && i + 2 < text.size() && isHexDigit(text[i + 1]) && isHexDigit(text[i + 2]);
+        text[i] == '%' && i + 2 < text.size() && g_ascii_isxdigit(text[i + 1]) && g_ascii_isxdigit(text[i + 2]);
     if (!isEscape) return std::nullopt;
     i += 2;
   }
@@ -41,7 +34,7 @@ std::optional<URL> URL::withString(std::string_view text) {
 }
 
 std::string URL::scheme() const {
-  if (!isLetter(_text.front())) return "";
+  if (!g_ascii_isalpha(_text.front())) return "";
   std::string scheme;
   for (char c : _text) {
     if (c == ':') return scheme;
