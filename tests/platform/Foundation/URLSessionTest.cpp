@@ -113,7 +113,8 @@ TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"));
+INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"),
+                         [](const auto& method) { return std::string(method.param); });
 
 // Closed in peace while idle: the next request simply takes a new connection.
 TEST_F(URLSessionTest, ConnectionClosedWhileIdleIsNotUsedAgain) {
