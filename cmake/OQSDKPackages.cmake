@@ -34,7 +34,8 @@ set(same "(= ${PROJECT_VERSION})")
 set(library liboqsdk${OQSDK_INTERFACE_VERSION})
 set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
 # Resources and the web engine's module lie where those of any other version lie.
-oqsdk_package(library ${library} libs RECOMMENDS ca-certificates ONE_OF liboqsdk
+# libcurl is loaded by name when it is needed, so nobody else would ask for it.
+oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.85)" RECOMMENDS ca-certificates ONE_OF liboqsdk
               DESCRIPTION "in-app messages for native applications
 The library that shows campaigns of a server as messages in an application,
 with its resources and the host that needs no display.")

@@ -22,6 +22,11 @@ constexpr double usualTimeout = 60.0;
 constexpr std::size_t longestHead = 256 << 10;
 constexpr std::size_t usualBody = 1 << 20;
 
+/// Whoever comes here has been given a handle by it.
+const CurlLibrary& curl() {
+  return *CurlLibrary::shared();
+}
+
 std::string hostOf(const std::string& address) {
   auto begin = address.find("//");
   if (begin == std::string::npos) return "";
@@ -40,7 +45,7 @@ std::string namedAuthorities() {
 /// ms.
 std::string readableAuthorities(const std::string& file) {
   if (file.empty() || access(file.c_str(), R_OK) != 0) return "";
-  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
+  const char* bundle = curl().versionInfo(CURLVERSION_NOW)->cainfo;
   std::error_code failed;
   if (bundle && std::filesystem::equivalent(file, bundle, failed) && !failed) return "";
   return file;
@@ -61,7 +66,7 @@ const std::string& additionalAuthorities(const std::string& file) {
 }
 
 bool hasFolderOfAuthorities() {
-  static const bool hasFolder = curl_version_info(CURLVERSION_NOW)->capath != nullptr;
+  static const bool hasFolder = curl().versionInfo(CURLVERSION_NOW)->capath != nullptr;
   return hasFolder;
 }
 
@@ -94,47 +99,47 @@ CurlTransfer::CurlTransfer(URLRequest request, URLCompletion completion, std::si
       _namedAuthorities(namedAuthorities()) {}
 
 CurlTransfer::~CurlTransfer() {
-  curl_slist_free_all(_headerLines);
+  if (_headerLines) curl().listFreeAll(_headerLines);
 }
 
 void CurlTransfer::prepare(CURL* handle) {
   _handle = handle;
   _lastByte = Clock::now();
-  curl_easy_setopt(handle, CURLOPT_URL, _request.url()->absoluteString().c_str());
-  curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "https");
-  curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-  curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(handle, CURLOPT_MAXREDIRS, mostRedirects);
-  curl_easy_setopt(handle, CURLOPT_USERAGENT, userAgent);
-  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L);  // a slow name server delays nobody else
-  curl_easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
-  curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
-  curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, _message);
-  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &onBody);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &onHeader);
-  curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &onProgress);
-  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, &onRequest);
-  curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
+  curl().set<CURLOPT_URL>(handle, _request.url()->absoluteString().c_str());
+  curl().set<CURLOPT_PROTOCOLS_STR>(handle, "https");
+  curl().set<CURLOPT_REDIR_PROTOCOLS_STR>(handle, "https");
+  curl().set<CURLOPT_HTTP_VERSION>(handle, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  curl().set<CURLOPT_FOLLOWLOCATION>(handle, 1L);
+  curl().set<CURLOPT_MAXREDIRS>(handle, mostRedirects);
+  curl().set<CURLOPT_USERAGENT>(handle, userAgent);
+  curl().set<CURLOPT_NOSIGNAL>(handle, 1L);
+  curl().set<CURLOPT_QUICK_EXIT>(handle, 1L);  // a slow name server delays nobody else
+  curl().set<CURLOPT_TCP_NODELAY>(handle, 1L);
+  curl().set<CURLOPT_ACCEPT_ENCODING>(handle, "gzip, deflate");
+  curl().set<CURLOPT_SUPPRESS_CONNECT_HEADERS>(handle, 1L);
+  curl().set<CURLOPT_ERRORBUFFER>(handle, _message);
+  curl().set<CURLOPT_WRITEFUNCTION>(handle, &onBody);
+  curl().set<CURLOPT_WRITEDATA>(handle, this);
+  curl().set<CURLOPT_HEADERFUNCTION>(handle, &onHeader);
+  curl().set<CURLOPT_HEADERDATA>(handle, this);
+  curl().set<CURLOPT_XFERINFOFUNCTION>(handle, &onProgress);
+  curl().set<CURLOPT_XFERINFODATA>(handle, this);
+  curl().set<CURLOPT_NOPROGRESS>(handle, 0L);
+  curl().set<CURLOPT_PREREQFUNCTION>(handle, &onRequest);
+  curl().set<CURLOPT_PREREQDATA>(handle, this);
   setAuthorities();
   setMethodAndBody();
   setHeaderFields();
 }
 
 void CurlTransfer::setAuthorities() {
-  curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(_handle, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl().set<CURLOPT_SSL_VERIFYPEER>(_handle, 1L);
+  curl().set<CURLOPT_SSL_VERIFYHOST>(_handle, 2L);
   const std::string& extraAuthorities = additionalAuthorities(_namedAuthorities);
   if (!extraAuthorities.empty()) {
-    curl_easy_setopt(_handle, CURLOPT_CAINFO, extraAuthorities.c_str());
+    curl().set<CURLOPT_CAINFO>(_handle, extraAuthorities.c_str());
   } else if (hasFolderOfAuthorities()) {
-    curl_easy_setopt(_handle, CURLOPT_CAINFO, nullptr);  // the folder suffices, and is read a file at a time
+    curl().set<CURLOPT_CAINFO>(_handle, nullptr);  // the folder suffices, and is read a file at a time
   }
 }
 
@@ -142,20 +147,19 @@ void CurlTransfer::setMethodAndBody() {
   const std::string method = isToken(_request.httpMethod()) ? _request.httpMethod() : "GET";
   const auto& body = _request.httpBody();
   if (method == "POST") {
-    curl_easy_setopt(_handle, CURLOPT_POST, 1L);
+    curl().set<CURLOPT_POST>(_handle, 1L);
   } else if (method == "HEAD") {
-    curl_easy_setopt(_handle, CURLOPT_NOBODY, 1L);
+    curl().set<CURLOPT_NOBODY>(_handle, 1L);
     return;
   }
   if (method == "POST" || body) {
     // Not copied: the request outlives the transfer.
     bool isEmpty = !body || body->empty();
-    curl_easy_setopt(_handle, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(isEmpty ? 0 : body->size()));
-    curl_easy_setopt(_handle, CURLOPT_POSTFIELDS, isEmpty ? "" : reinterpret_cast<const char*>(body->data()));
+    curl().set<CURLOPT_POSTFIELDSIZE_LARGE>(_handle, static_cast<curl_off_t>(isEmpty ? 0 : body->size()));
+    curl().set<CURLOPT_POSTFIELDS>(_handle, isEmpty ? "" : reinterpret_cast<const char*>(body->data()));
   }
   if (method != "POST" && (method != "GET" || body)) {
-    curl_easy_setopt(_handle, CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl().set<CURLOPT_CUSTOMREQUEST>(_handle, method.c_str());
   }
 }
 
@@ -168,11 +172,11 @@ void CurlTransfer::setHeaderFields() {
     addHeaderLine("Cache-Control: no-cache");
   }
   addHeaderLine("Expect:");  // a large body goes out at once, too
-  curl_easy_setopt(_handle, CURLOPT_HTTPHEADER, _headerLines);
+  curl().set<CURLOPT_HTTPHEADER>(_handle, _headerLines);
 }
 
 void CurlTransfer::addHeaderLine(const std::string& line) {
-  if (auto* longer = curl_slist_append(_headerLines, line.c_str())) _headerLines = longer;
+  if (auto* longer = curl().listAppend(_headerLines, line.c_str())) _headerLines = longer;
 }
 
 std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* transfer) {
@@ -240,8 +244,8 @@ void CurlTransfer::complete(CURLcode result) {
   URLResponse response;
   long statusCode = 0;
   const char* address = nullptr;
-  curl_easy_getinfo(_handle, CURLINFO_RESPONSE_CODE, &statusCode);
-  curl_easy_getinfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
+  curl().easyGetInfo(_handle, CURLINFO_RESPONSE_CODE, &statusCode);
+  curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
   response.statusCode = statusCode;
   response.url = address ? address : _request.url()->absoluteString();
   succeed(std::exchange(_completion, nullptr), std::move(_body), std::move(response));
@@ -298,7 +302,7 @@ std::string CurlTransfer::descriptionOf(CURLcode result) const {
   if (_isTooLong) return "The answer is too long";
   if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection was closed before an answer came";
   if (result == CURLE_OPERATION_TIMEDOUT) return "The request timed out";
-  return *_message ? _message : curl_easy_strerror(result);
+  return *_message ? _message : curl().easyErrorText(result);
 }
 
 }  // namespace oq

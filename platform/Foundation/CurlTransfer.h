@@ -1,12 +1,11 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
 
+#include "Foundation/CurlLibrary.h"
 #include "Foundation/URLSession.h"
 
 namespace oq {

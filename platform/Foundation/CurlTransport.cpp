@@ -42,12 +42,6 @@ bool settleProcessEnd() {
   return isSettled;
 }
 
-/// Takes milliseconds, which the transport's thread has.
-bool loadLibrary() {
-  static const bool isLoaded = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-  return isLoaded;
-}
-
 }  // namespace
 
 std::shared_ptr<CurlTransport> CurlTransport::make(const Limits& limits) {
@@ -73,18 +67,19 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
   _submitted.push_back(std::move(transfer));
   // When there are more, the thread has been woken and has not looked yet; when it is not set up, it will
   // look.
-  if (_submitted.size() == 1 && _multi) curl_multi_wakeup(_multi);
+  if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
 }
 
 bool CurlTransport::setUp() {
   std::shared_lock gate(processEndGate());
-  if (!loadLibrary()) return false;
-  CURLM* multi = curl_multi_init();
-  _tlsSessions = curl_share_init();
+  _curl = CurlLibrary::shared();
+  if (!_curl) return false;
+  CURLM* multi = _curl->multiInit();
+  _tlsSessions = _curl->shareInit();
   if (!multi || !_tlsSessions) return false;
-  curl_multi_setopt(multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
-  curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
-  curl_share_setopt(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  _curl->multiSetOption(multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
+  _curl->multiSetOption(multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
+  _curl->shareSetOption(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
   std::lock_guard lock(_mutex);
   _multi = multi;
   return true;
@@ -109,13 +104,13 @@ void CurlTransport::runThread() {
     {
       std::shared_lock lock(processEndGate());
       int stillRunning = 0;
-      curl_multi_perform(_multi, &stillRunning);
+      _curl->multiPerform(_multi, &stillRunning);
       finishDone();
       finishOverdue();
       takeSubmitted();
       hasStarted = startWaiting();
     }
-    if (!hasStarted) curl_multi_poll(_multi, nullptr, 0, millisecondsUntilDeadline(), nullptr);
+    if (!hasStarted) _curl->multiPoll(_multi, nullptr, 0, millisecondsUntilDeadline(), nullptr);
   }
 }
 
@@ -158,16 +153,16 @@ bool CurlTransport::startWaiting() {
 bool CurlTransport::start(const std::shared_ptr<CurlTransfer>& transfer) {
   CURL* handle = nullptr;
   if (_idleHandles.empty()) {
-    handle = curl_easy_init();
+    handle = _curl->easyInit();
     if (!handle) return false;
   } else {
     handle = _idleHandles.back();
     _idleHandles.pop_back();
   }
-  curl_easy_setopt(handle, CURLOPT_SHARE, _tlsSessions);
+  _curl->set<CURLOPT_SHARE>(handle, _tlsSessions);
   transfer->prepare(handle);
-  if (curl_multi_add_handle(_multi, handle) != CURLM_OK) {
-    curl_easy_cleanup(handle);
+  if (_curl->multiAddHandle(_multi, handle) != CURLM_OK) {
+    _curl->easyCleanup(handle);
     return false;
   }
   _running[handle] = transfer;
@@ -176,7 +171,7 @@ bool CurlTransport::start(const std::shared_ptr<CurlTransfer>& transfer) {
 
 void CurlTransport::finishDone() {
   int left = 0;
-  while (CURLMsg* message = curl_multi_info_read(_multi, &left)) {
+  while (CURLMsg* message = _curl->multiReadInfo(_multi, &left)) {
     if (message->msg == CURLMSG_DONE) finish(message->easy_handle, message->data.result);
   }
 }
@@ -203,12 +198,12 @@ void CurlTransport::finish(CURL* handle, CURLcode result) {
   _running.erase(found);
   --_hosts[transfer->host()].running;
   transfer->complete(result);
-  curl_multi_remove_handle(_multi, handle);  // ends its connection when that is still in use
-  curl_easy_reset(handle);
+  _curl->multiRemoveHandle(_multi, handle);  // ends its connection when that is still in use
+  _curl->easyReset(handle);
   if (_idleHandles.size() < mostIdleHandles) {
     _idleHandles.push_back(handle);
   } else {
-    curl_easy_cleanup(handle);
+    _curl->easyCleanup(handle);
   }
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -12,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Foundation/CurlLibrary.h"
 #include "Foundation/URLSession.h"
 
 namespace oq {
@@ -68,9 +67,12 @@ class CurlTransport final : public URLTransport {
 
   std::mutex _mutex;  // guards the next four
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
-  CURLM* _multi = nullptr;
+  CURLM* _multi = nullptr;  ///< nullptr until the thread has set itself up
   bool _hasThread = false;
   bool _isBroken = false;  ///< libcurl could not be set up
+
+  /// There where _multi is.
+  const CurlLibrary* _curl = nullptr;
 
   // For the thread only.
   CURLSH* _tlsSessions = nullptr;

@@ -1,15 +1,9 @@
 #include "Security/LibSecret.h"
 
-#include <dlfcn.h>
+#include "Foundation/DynamicLibrary.h"
 
 namespace oq {
 namespace {
-
-template <class Function>
-bool find(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(::dlsym(library, name));
-  return function != nullptr;
-}
 
 GObject* constructService(GType type, guint count, GObjectConstructParam* properties) {
   auto* parent = static_cast<GObjectClass*>(g_type_class_peek(g_type_parent(type)));
@@ -33,26 +27,26 @@ GType registerServiceType(GType libraryType) {
 
 bool findAll(void* library, LibSecret& functions) {
   GType (*libraryType)() = nullptr;
-  if (!find(library, "secret_service_get_type", libraryType)) return false;
+  if (!findFunction(library, "secret_service_get_type", libraryType)) return false;
   functions.serviceType = registerServiceType(libraryType());
   return functions.serviceType != G_TYPE_INVALID &&
-         find(library, "secret_service_encode_dbus_secret", functions.encodeSecret) &&
-         find(library, "secret_collection_for_alias_sync", functions.collectionForAlias) &&
-         find(library, "secret_collection_get_locked", functions.collectionIsLocked) &&
-         find(library, "secret_collection_search_sync", functions.search) &&
-         find(library, "secret_item_get_attributes", functions.itemAttributes) &&
-         find(library, "secret_item_load_secret_sync", functions.loadSecret) &&
-         find(library, "secret_item_get_secret", functions.itemSecret) &&
-         find(library, "secret_item_set_secret_sync", functions.setSecret) &&
-         find(library, "secret_item_set_attributes_sync", functions.setAttributes) &&
-         find(library, "secret_value_new", functions.newBytes) &&
-         find(library, "secret_value_get", functions.bytes) &&
-         find(library, "secret_value_unref", functions.unrefBytes);
+         findFunction(library, "secret_service_encode_dbus_secret", functions.encodeSecret) &&
+         findFunction(library, "secret_collection_for_alias_sync", functions.collectionForAlias) &&
+         findFunction(library, "secret_collection_get_locked", functions.collectionIsLocked) &&
+         findFunction(library, "secret_collection_search_sync", functions.search) &&
+         findFunction(library, "secret_item_get_attributes", functions.itemAttributes) &&
+         findFunction(library, "secret_item_load_secret_sync", functions.loadSecret) &&
+         findFunction(library, "secret_item_get_secret", functions.itemSecret) &&
+         findFunction(library, "secret_item_set_secret_sync", functions.setSecret) &&
+         findFunction(library, "secret_item_set_attributes_sync", functions.setAttributes) &&
+         findFunction(library, "secret_value_new", functions.newBytes) &&
+         findFunction(library, "secret_value_get", functions.bytes) &&
+         findFunction(library, "secret_value_unref", functions.unrefBytes);
 }
 
 const LibSecret* load() {
   static LibSecret functions{};
-  void* library = ::dlopen("libsecret-1.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  void* library = openLibrary("libsecret-1.so.0");
   return library && findAll(library, functions) ? &functions : nullptr;
 }
 

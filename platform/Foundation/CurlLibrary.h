@@ -1,0 +1,51 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <type_traits>
+
+namespace oq {
+
+/// The functions of libcurl that are called, found when the first request is made: to load it, with the thirty
+/// libraries that it stands on, would cost an application half of all that linking ours does, also one that never asks
+/// its server anything.
+struct CurlLibrary {
+  /// The first call loads it, which takes milliseconds; any thread. nullptr when it is not installed, lacks a function
+  /// or cannot be set up. Never unloaded.
+  static const CurlLibrary* shared();
+
+  template <CURLoption option, class Value>
+  void set(CURL* handle, Value value) const {
+    constexpr auto kind = option / 10000 * 10000;
+    if constexpr (kind == CURLOPTTYPE_LONG) {
+      static_assert(std::is_same_v<Value, long>);
+    } else if constexpr (kind == CURLOPTTYPE_OFF_T) {
+      static_assert(std::is_same_v<Value, curl_off_t>);
+    } else {
+      static_assert(std::is_pointer_v<Value> || std::is_null_pointer_v<Value>);
+    }
+    easySetOption(handle, option, value);
+  }
+
+  decltype(&curl_easy_init) easyInit;
+  decltype(&curl_easy_reset) easyReset;
+  decltype(&curl_easy_cleanup) easyCleanup;
+  decltype(&curl_easy_setopt) easySetOption;
+  decltype(&curl_easy_getinfo) easyGetInfo;
+  decltype(&curl_easy_strerror) easyErrorText;
+  decltype(&curl_multi_init) multiInit;
+  decltype(&curl_multi_setopt) multiSetOption;
+  decltype(&curl_multi_add_handle) multiAddHandle;
+  decltype(&curl_multi_remove_handle) multiRemoveHandle;
+  decltype(&curl_multi_perform) multiPerform;
+  decltype(&curl_multi_poll) multiPoll;
+  decltype(&curl_multi_wakeup) multiWakeUp;
+  decltype(&curl_multi_info_read) multiReadInfo;
+  decltype(&curl_share_init) shareInit;
+  decltype(&curl_share_setopt) shareSetOption;
+  decltype(&curl_slist_append) listAppend;
+  decltype(&curl_slist_free_all) listFreeAll;
+  decltype(&curl_version_info) versionInfo;
+};
+
+}  // namespace oq
