@@ -43,7 +43,7 @@ int deathsAfter(void (*begin)(), int processes, int step) {
 }  // namespace
 
 int main() {
-  const int requests = deathsAfter(makeRequest, 200, 30), texts = deathsAfter(makeHost, 60, 1500);
+  const int requests = deathsAfter(makeRequest, 200, 60), texts = deathsAfter(makeHost, 60, 1500);
   std::printf("%d of 200 processes with a first request and %d of 60 with a first text did not end well\n", requests,
               texts);
   return requests + texts == 0 ? 0 : 1;
