@@ -35,7 +35,7 @@ set(library liboqsdk${OQSDK_INTERFACE_VERSION})
 set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
 # Resources and the web engine's module lie where those of any other version lie.
 # libcurl is loaded by name when it is needed, so nobody else would ask for it.
-oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.85)" RECOMMENDS ca-certificates ONE_OF liboqsdk
+oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.87)" RECOMMENDS ca-certificates ONE_OF liboqsdk
               DESCRIPTION "in-app messages for native applications
 The library that shows campaigns of a server as messages in an application,
 with its resources and the host that needs no display.")

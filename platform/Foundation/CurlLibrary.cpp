@@ -1,9 +1,15 @@
 #include "Foundation/CurlLibrary.h"
 
+#include <atomic>
+#include <mutex>
+
 #include "Foundation/DynamicLibrary.h"
 
 namespace oq {
 namespace {
+
+/// 7.87: what keeps redirects to HTTPS is 7.85's, and an option that is unknown would be passed over.
+constexpr unsigned firstVersion = 0x075700;
 
 bool findAll(void* library, CurlLibrary& functions) {
   return findFunction(library, "curl_easy_init", functions.easyInit) &&
@@ -33,6 +39,7 @@ const CurlLibrary* load() {
   void* library = openLibrary("libcurl.so.4");
   decltype(&curl_global_init) setUp = nullptr;
   const bool isUsable = library && findAll(library, functions) && findFunction(library, "curl_global_init", setUp) &&
+                        functions.versionInfo(CURLVERSION_NOW)->version_num >= firstVersion &&
                         setUp(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   return isUsable ? &functions : nullptr;
 }
@@ -40,8 +47,12 @@ const CurlLibrary* load() {
 }  // namespace
 
 const CurlLibrary* CurlLibrary::shared() {
-  static const CurlLibrary* functions = load();
-  return functions;
+  static std::atomic<const CurlLibrary*> loaded{nullptr};
+  if (const CurlLibrary* functions = loaded.load(std::memory_order_acquire)) return functions;
+  static auto* const mutex = new std::mutex;
+  std::lock_guard lock(*mutex);
+  if (!loaded) loaded = load();
+  return loaded;
 }
 
 }  // namespace oq

@@ -6,14 +6,15 @@
 
 namespace oq {
 
-/// The functions of libcurl that are called, found when the first request is made: to load it, with the thirty
-/// libraries that it stands on, would cost an application half of all that linking ours does, also one that never asks
-/// its server anything.
+/// The functions of libcurl, which is loaded at the first request: linked, it and the thirty libraries that it stands
+/// on would be half of what linking OQSDK costs an application, even one that never makes a request.
 struct CurlLibrary {
-  /// The first call loads it, which takes milliseconds; any thread. nullptr when it is not installed, lacks a function
-  /// or cannot be set up. Never unloaded.
+  /// The first call loads it, which takes milliseconds; the end of the process must wait for that. nullptr when there
+  /// is none, it is too old, or the system has no memory or descriptors to give; the next call tries again. Any thread.
   static const CurlLibrary* shared();
 
+  /// Sets an option, whose value must be of the kind that it takes. What fails for want of memory shows when the
+  /// transfer runs.
   template <CURLoption option, class Value>
   void set(CURL* handle, Value value) const {
     constexpr auto kind = option / 10000 * 10000;

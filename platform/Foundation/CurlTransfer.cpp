@@ -22,7 +22,7 @@ constexpr double usualTimeout = 60.0;
 constexpr std::size_t longestHead = 256 << 10;
 constexpr std::size_t usualBody = 1 << 20;
 
-/// Whoever comes here has been given a handle by it.
+/// For transfers that have a handle: it is there.
 const CurlLibrary& curl() {
   return *CurlLibrary::shared();
 }

@@ -74,9 +74,9 @@ bool CurlTransport::setUp() {
   std::shared_lock gate(processEndGate());
   _curl = CurlLibrary::shared();
   if (!_curl) return false;
-  CURLM* multi = _curl->multiInit();
-  _tlsSessions = _curl->shareInit();
-  if (!multi || !_tlsSessions) return false;
+  if (!_tlsSessions) _tlsSessions = _curl->shareInit();
+  CURLM* multi = _tlsSessions ? _curl->multiInit() : nullptr;
+  if (!multi) return false;
   _curl->multiSetOption(multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
   _curl->multiSetOption(multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
   _curl->shareSetOption(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
@@ -89,7 +89,7 @@ void CurlTransport::refuseAll() {
   std::vector<std::shared_ptr<CurlTransfer>> refused;
   {
     std::lock_guard lock(_mutex);
-    _isBroken = true;
+    _hasThread = false;  // the next request tries again
     refused.swap(_submitted);
   }
   for (auto& transfer : refused) {

@@ -69,9 +69,9 @@ class CurlTransport final : public URLTransport {
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
   CURLM* _multi = nullptr;  ///< nullptr until the thread has set itself up
   bool _hasThread = false;
-  bool _isBroken = false;  ///< libcurl could not be set up
+  bool _isBroken = false;  ///< the end of the process would not wait
 
-  /// There where _multi is.
+  /// Set before _multi: whoever sees that may use it.
   const CurlLibrary* _curl = nullptr;
 
   // For the thread only.

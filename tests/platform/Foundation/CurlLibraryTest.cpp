@@ -1,0 +1,27 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "Requests.h"
+#include "support/LoopbackServer.h"
+
+namespace oq {
+namespace {
+
+using namespace test;
+
+TEST(CurlLibrary, ThatCannotBeLoadedNowIsLoadedForALaterRequest) {
+  LoopbackServer server;
+  server.answer("/", "{}");
+  rlimit usual{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const rlimit noMore{0, usual.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &noMore), 0);
+  for (int request = 0; request < 2; ++request) {
+    EXPECT_EQ(perform(get(server.url("/"))).errorCode, URLErrorUnknown);
+  }
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+  EXPECT_EQ(perform(get(server.url("/"))).text, "{}");
+}
+
+}  // namespace
+}  // namespace oq
