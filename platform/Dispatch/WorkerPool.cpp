@@ -26,7 +26,9 @@ WorkerPool& WorkerPool::shared() {
   return *pool;
 }
 
-WorkerPool::WorkerPool() : _concurrentLimit(std::max(4U, std::thread::hardware_concurrency())) {}
+WorkerPool::WorkerPool()
+    : _concurrentLimit(std::max(4U, std::thread::hardware_concurrency())),
+      _hasSeveralCores(std::thread::hardware_concurrency() > 1) {}
 
 void WorkerPool::submit(Job job, Share share) {
   std::lock_guard lock(_mutex);
@@ -41,8 +43,8 @@ std::size_t WorkerPool::runnableJobs() const {
 
 void WorkerPool::startThreadIfNeeded() {
   if (runnableJobs() == 0) return;
-  if (_isLookedOut) _isWorkSeen.store(true, std::memory_order_relaxed);
-  if (_isLookedOut && runnableJobs() == 1) return;
+  if (_someoneLooksOut) _isWorkThere.store(true, std::memory_order_relaxed);
+  if (_someoneLooksOut && runnableJobs() == 1) return;
   if (_freeThreads >= runnableJobs()) return _workArrived.notify_one();
   // Without a thread to be had, the job waits for the next one that becomes free.
   if (startBackgroundThread("oq-worker", [this] { runThread(); })) ++_freeThreads;
@@ -57,18 +59,18 @@ bool WorkerPool::takeJob(Job& job, Share& share) {
   return true;
 }
 
-/// Whoever submits a job meanwhile need not wake anybody.
+/// Stays awake for a moment, and ends it when a job is submitted, which then need not wake anybody.
 void WorkerPool::lookOutForWork(std::unique_lock<std::mutex>& lock) {
-  if (_isLookedOut || runnableJobs() > 0) return;
-  _isLookedOut = true;
-  _isWorkSeen.store(false, std::memory_order_relaxed);
+  if (!_hasSeveralCores || _someoneLooksOut || runnableJobs() > 0) return;
+  _someoneLooksOut = true;
+  _isWorkThere.store(false, std::memory_order_relaxed);
   lock.unlock();
   const auto end = std::chrono::steady_clock::now() + lookOutTime;
-  while (!_isWorkSeen.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < end) {
-    std::this_thread::yield();
+  // Without giving way: on a busy machine the turn would come back after milliseconds, in which the job waits.
+  while (!_isWorkThere.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < end) {
   }
   lock.lock();
-  _isLookedOut = false;
+  _someoneLooksOut = false;
 }
 
 void WorkerPool::runThread() {

@@ -43,15 +43,15 @@ class WorkerPool {
   void lookOutForWork(std::unique_lock<std::mutex>& lock);
 
   const std::size_t _concurrentLimit;
+  const bool _hasSeveralCores;
   std::mutex _mutex;
   std::condition_variable _workArrived;
   std::deque<Job> _serialJobs;
   std::deque<Job> _concurrentJobs;
-  std::size_t _freeThreads = 0;  ///< threads that will look for a job next
-  bool _isLookedOut = false;     ///< one of them is awake
-  std::atomic<bool> _isWorkSeen{false};
-  std::size_t _concurrentRunning =
-      0;  ///< threads in a concurrent queue's job and not waiting for another queue
+  std::size_t _freeThreads = 0;           ///< threads that will look for a job next
+  bool _someoneLooksOut = false;          ///< one of them is awake, and takes the next job without being woken
+  std::atomic<bool> _isWorkThere{false};  ///< tells that one
+  std::size_t _concurrentRunning = 0;     ///< threads in a concurrent queue's job and not waiting for another queue
 };
 
 }  // namespace oq
