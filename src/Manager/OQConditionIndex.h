@@ -24,7 +24,7 @@ namespace oq {
 class OQConditionIndex {
  public:
   using Conditions = std::vector<std::shared_ptr<const OQWindowEvent>>;
-  /// A set of properties, a bit for each, which several may share: what is not in it is not in the set.
+  /// A set of properties, a bit for each, which several may share: one whose bit is clear is surely not in the set.
   using Properties = std::uint64_t;
   /// Places in the index, each of which bears the number of a condition, in ascending order.
   struct Range {
@@ -51,8 +51,8 @@ class OQConditionIndex {
   /// Every condition that the event satisfies is in one of the ranges, where isSatisfied() tells it from others.
   Ranges lookUp(const OQWindowEvent& event) const;
   std::uint32_t conditionAt(std::size_t slot) const { return _places[slot].condition; }
-  /// Whether the event satisfies the condition at a place in one of its ranges. May miss one that stands in
-  /// another of them as well.
+  /// Whether the event satisfies the condition at a place in one of its ranges. A condition that stands in several is
+  /// only sure to be told in one: one with more properties than the event in those that AskMore.
   bool isSatisfied(std::size_t slot, const Range& range, const OQWindowEvent& event) const {
     if (range.rule == Range::Rule::Satisfied) return true;
     const Place& place = _places[slot];

@@ -126,6 +126,30 @@ TEST(CampaignList, AgreesWithAWalkOverAllWindows) {
   EXPECT_GE(matched, rounds * eventsPerRound * 3 / 10);
 }
 
+/// Beyond 63 properties the index no longer tells numbers of them apart, and has fewer bits than properties.
+TEST(CampaignList, AgreesWithAWalkOverLargeConditions) {
+  const auto large = [](int size, int odd) {
+    Dictionary context;
+    for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
+    return Value{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
+  };
+  int matched = 0;
+  for (const int asked : {1, 2, 31, 62, 63, 64, 65, 70}) {
+    for (const int odd : {-1, 0, 61, 63}) {
+      const Windows windows = {window(large(asked, odd))};
+      const OQCampaignList list(windows);
+      for (const int size : {1, 2, 31, 62, 63, 64, 65, 70}) {
+        OQWindowEvent event;
+        fill(event, large(size, -1));
+        const std::size_t expected = linearMatch(windows, event);
+        ASSERT_EQ(indexMatch(list, event), expected) << size << " properties, " << asked << " asked for, odd " << odd;
+        matched += expected == 0 ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(matched, 8 * 8);
+}
+
 TEST(CampaignList, NamesSomeOfTheWindowsThatWerePassedOver) {
   const Value buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
