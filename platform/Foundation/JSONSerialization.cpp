@@ -112,9 +112,9 @@ class Writer {
     if (!std::isfinite(number)) return append("null");
     char digits[400];
     bool whole = number == std::trunc(number);
-    // As an integer it is written in half of the time.
-    constexpr double largest = 9007199254740992;
-    if (_pretty && whole && std::abs(number) < largest && number != 0) {
+    // As an integer it is written in half of the time. Zero may be a negative one.
+    constexpr double exactBelow = 9007199254740992;
+    if (_pretty && whole && std::abs(number) < exactBelow && number != 0) {
       return appendInteger(static_cast<std::int64_t>(number));
     }
     auto end = whole ? std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed).ptr

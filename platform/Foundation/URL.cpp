@@ -8,9 +8,8 @@ namespace oq {
 
 namespace {
 
-// Not <cctype>: what is a letter must not depend on the host's locale.
-
-/// The unreserved and the reserved characters of RFC 3986.
+/// The unreserved and the reserved characters of RFC 3986. Not by <cctype>: what is a letter must not depend on the
+/// host's locale.
 bool isURLCharacter(char c) {
   return g_ascii_isalnum(c) || (c != '\0' && std::strchr("-._~:/?#[]@!$&'()*+,;=", c));
 }
