@@ -6,18 +6,16 @@ import os
 import pathlib
 import plistlib
 import re
-import ssl
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
-import urllib.request
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "server"))
-from server_test import Lines
+import server_test
 
-SERVER, HOST = sys.argv[1:3]
+server_test.PROGRAM, HOST = sys.argv[1:3]
 DEVELOPMENT, PORT = "2", 38088
 BLUE, GREY = "2457D6", "E9EDF5"
 
@@ -37,28 +35,6 @@ CAMPAIGNS = {
 }
 
 
-class Server:
-    def __init__(self, folder):
-        campaigns = folder / "campaigns.json"
-        campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
-        self.process = subprocess.Popen(
-            [SERVER, "--data", str(folder / "server"), "--campaigns", str(campaigns), "--port-production", "0",
-             "--port-test", "0", "--port-development", str(PORT)],
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, encoding="utf-8")
-        lines = Lines(self.process.stdout)
-        self.authority = lines.wait_for("^certificate authority: (.*)")[1]
-        lines.wait_for(str(PORT))
-        self._tls = ssl.create_default_context(cafile=self.authority)
-
-    def events(self):
-        with urllib.request.urlopen(f"https://127.0.0.1:{PORT}/events", context=self._tls, timeout=20) as answer:
-            return [listed["event"] for listed in json.load(answer)["events"]]
-
-    def stop(self):
-        self.process.terminate()
-        return self.process.wait(timeout=20)
-
-
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
@@ -66,7 +42,7 @@ class Host:
             [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, text=True, encoding="utf-8",
             env={**os.environ, "SSL_CERT_FILE": authority})
-        self.lines = Lines(self.process.stdout)
+        self.lines = server_test.Lines(self.process.stdout)
 
     def do(self, step):
         self.process.stdin.write(step + "\n")
@@ -108,25 +84,31 @@ class RoadTest(unittest.TestCase):
     def setUp(self):
         self._temporary = tempfile.TemporaryDirectory()
         self.folder = pathlib.Path(self._temporary.name)
-        self.server = Server(self.folder)
+        campaigns = self.folder / "campaigns.json"
+        campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
+        self.server = server_test.Server("--data", str(self.folder / "server"), "--campaigns", str(campaigns),
+                                         "--port-production", "0", "--port-test", "0", "--port-development", str(PORT))
 
     def tearDown(self):
-        self.server.stop()
+        self.server.end()
         self._temporary.cleanup()
+
+    def events(self):
+        return [listed["event"] for listed in self.server.events()]
 
     def await_event(self, name, **context):
         """Waits for the server's own line, then asks its list."""
         def fits(event):
             return event["xwhat"] == name and all(event["xcontext"].get(k) == v for k, v in context.items())
         for _ in range(400):
-            found = [event for event in self.server.events() if fits(event)]
+            found = [event for event in self.events() if fits(event)]
             if found:
                 return found[0]
             threading.Event().wait(0.05)
-        raise AssertionError(f"{name} {context} never reached the server: {self.server.events()}")
+        raise AssertionError(f"{name} {context} never reached the server: {self.events()}")
 
     def names(self):
-        return [event["xwhat"] for event in self.server.events()]
+        return [event["xwhat"] for event in self.events()]
 
     def test_one_event_from_the_hook_to_the_servers_list(self):
         # The first start of all knows no user when the login is answered, so it fetches no list.
@@ -200,7 +182,7 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(self.names(), [])
 
     def test_no_server_leaves_the_host_alive(self):
-        self.server.stop()
+        self.server.end()
         self.assert_login_fails_quietly(Host(self.folder, self.server.authority), -1004)
 
 

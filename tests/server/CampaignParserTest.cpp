@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <boost/json.hpp>
-#include <fstream>
-#include <iterator>
+
+#include "support/ScratchFolder.h"
 
 namespace oq::server {
 namespace {
@@ -17,8 +17,7 @@ using testing::StartsWith;
 
 // A window that has nothing wrong, with `changes` as further or overriding members.
 std::string window(const std::string& changes) {
-  return R"({"id":"1","style":3,"count":1,"event":{"xwhat":"buy"})" + (changes.empty() ? "" : "," + changes) +
-         "}";
+  return R"({"id":"1","style":3,"count":1,"event":{"xwhat":"buy"})" + (changes.empty() ? "" : "," + changes) + "}";
 }
 
 std::string fileWith(const std::string& changes) {
@@ -34,9 +33,7 @@ CampaignReport reportOf(const std::string& text) {
 
 // The same table that another implementation of JSON Schema is held against, by schema_test.py.
 boost::json::object sharedCases() {
-  std::ifstream in(OQSDK_CAMPAIGN_CASES);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return boost::json::parse(text).as_object();
+  return boost::json::parse(test::textOfFile(OQSDK_CAMPAIGN_CASES)).as_object();
 }
 
 void expectReport(const boost::json::value& file, const boost::json::value& error) {
@@ -79,13 +76,11 @@ TEST(CampaignParser, TellsLineAndColumnOfWhatIsNotJson) {
 }
 
 TEST(CampaignParser, ReportsEveryErrorAndDuplicateIdsByNumber) {
-  const auto text = R"({"windows":[)" + window("") + "," + window(R"("id":1)") + "," +
-                    window(R"("id":"001")") + "," + window(R"("id":2,"style":9)") +
-                    R"(],"subscriptions":[{"id":1,"event":{"xwhat":"a"}}]})";
-  EXPECT_THAT(reportOf(text).errors,
-              testing::UnorderedElementsAre("windows[1].id: is the same as windows[0].id",
-                                            "windows[2].id: is the same as windows[0].id",
-                                            StartsWith("windows[3].style: must be")));
+  const auto text = R"({"windows":[)" + window("") + "," + window(R"("id":1)") + "," + window(R"("id":"001")") + "," +
+                    window(R"("id":2,"style":9)") + R"(],"subscriptions":[{"id":1,"event":{"xwhat":"a"}}]})";
+  EXPECT_THAT(reportOf(text).errors, testing::UnorderedElementsAre("windows[1].id: is the same as windows[0].id",
+                                                                   "windows[2].id: is the same as windows[0].id",
+                                                                   StartsWith("windows[3].style: must be")));
 }
 
 TEST(CampaignParser, WarnsOfWhatHasNoEffectButTakesTheFile) {
@@ -96,16 +91,16 @@ TEST(CampaignParser, WarnsOfWhatHasNoEffectButTakesTheFile) {
   ASSERT_TRUE(campaigns);
   EXPECT_THAT(campaigns->windows, SizeIs(1));
   EXPECT_THAT(report.warnings,
-              testing::UnorderedElementsAre(
-                  "window: unknown key", "windows[0].colour: unknown key",
-                  "windows[0].title.txt: unknown key", StartsWith("windows[0].picture: "),
-                  StartsWith("windows[0].event: is missing"), StartsWith("windows[0].count: is missing")));
+              testing::UnorderedElementsAre("window: unknown key", "windows[0].colour: unknown key",
+                                            "windows[0].title.txt: unknown key", StartsWith("windows[0].picture: "),
+                                            StartsWith("windows[0].event: is missing"),
+                                            StartsWith("windows[0].count: is missing")));
 }
 
 TEST(CampaignParser, KeepsServerRulesFromClientsAndOrderAsWritten) {
   CampaignReport report;
-  const auto campaigns = parseCampaigns(
-      fileWith(R"("zeta":1,"newUser":1,"environments":["test"],"userIds":["u"],"alpha":2)"), report);
+  const auto campaigns =
+      parseCampaigns(fileWith(R"("zeta":1,"newUser":1,"environments":["test"],"userIds":["u"],"alpha":2)"), report);
   ASSERT_TRUE(campaigns);
   EXPECT_EQ(campaigns->windows.at(0).json,
             R"({"id":"1","style":3,"count":1,"event":{"xwhat":"buy"},"zeta":1,"alpha":2})");
@@ -114,8 +109,7 @@ TEST(CampaignParser, KeepsServerRulesFromClientsAndOrderAsWritten) {
 
 TEST(Campaign, GoesOnlyToThoseItIsFor) {
   CampaignReport report;
-  const auto campaigns =
-      parseCampaigns(fileWith(R"("newUser":1,"environments":["test"],"userIds":["u","v"])"), report);
+  const auto campaigns = parseCampaigns(fileWith(R"("newUser":1,"environments":["test"],"userIds":["u","v"])"), report);
   ASSERT_TRUE(campaigns);
   const auto& campaign = campaigns->windows.at(0);
   EXPECT_TRUE(campaign.isFor({Environment::test, 1, "v"}));
@@ -126,9 +120,7 @@ TEST(Campaign, GoesOnlyToThoseItIsFor) {
 }
 
 TEST(CampaignParser, TakesTheSampleFileWithoutAWord) {
-  std::ifstream in(OQSDK_SAMPLE_CAMPAIGNS);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  const auto report = reportOf(text);
+  const auto report = reportOf(test::textOfFile(OQSDK_SAMPLE_CAMPAIGNS));
   EXPECT_THAT(report.errors, IsEmpty());
   EXPECT_THAT(report.warnings, IsEmpty());
 }

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <sstream>
-#include <thread>
 
 #include "support/ScratchFolder.h"
+#include "support/Threads.h"
 
 namespace oq::server {
 namespace {
@@ -96,18 +96,12 @@ TEST_F(EndpointsTest, ListsByNameAndPosition) {
 
 TEST_F(EndpointsTest, KeepsEveryEventOfManyClientsAtOnce) {
   constexpr int clients = 8, each = 20;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < clients; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < each; ++n) {
-        EXPECT_EQ(
-            endpoints.post(Environment::test, Endpoints::trigger, R"({"events":[{"xwhat":"e"}]})").status,
-            200);
-        campaigns.set({});
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  test::inThreads(clients, [&](int) {
+    for (int n = 0; n < each; ++n) {
+      EXPECT_EQ(endpoints.post(Environment::test, Endpoints::trigger, R"({"events":[{"xwhat":"e"}]})").status, 200);
+      campaigns.set({});
+    }
+  });
   EXPECT_EQ(store.count(), clients * each);
   const auto text = lines.str();
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), clients * each);

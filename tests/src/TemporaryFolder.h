@@ -1,13 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <boost/json/parse.hpp>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "Foundation/FileManager.h"
@@ -26,10 +20,6 @@ class TemporaryFolder {
  private:
   const std::filesystem::path _path = freshFolder();
 };
-
-inline std::string textOf(const std::filesystem::path& file) {
-  return textOfFile(file);
-}
 
 inline Value json(const std::string& text) {
   return boost::json::parse(text);

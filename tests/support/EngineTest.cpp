@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string_view>
 
@@ -41,9 +39,7 @@ bool beginsAnEntry(std::string_view line) {
 
 std::string logTextFrom(std::uintmax_t offset) {
   OQLogger::getInstance().flush();
-  std::ifstream file(OQLogger::getInstance().logFilePath(), std::ios::binary);
-  file.seekg(static_cast<std::streamoff>(offset));
-  return {std::istreambuf_iterator<char>(file), {}};
+  return textOfFile(OQLogger::getInstance().logFilePath()).substr(offset);
 }
 
 }  // namespace
@@ -100,9 +96,10 @@ std::vector<std::string> WorldTest::logEntries() const {
   return entries;
 }
 
-std::vector<std::string> WorldTest::logEntriesButRequests() const {
+std::vector<std::string> WorldTest::logEntriesButRequests(std::size_t known) const {
   std::vector<std::string> entries = logEntries();
   std::erase_if(entries, [](const std::string& entry) { return entry.starts_with("请求URL："); });
+  entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(known));
   return entries;
 }
 
@@ -149,8 +146,7 @@ void EngineTest::receive(const std::string& name, const Dictionary& context) {
 
 std::vector<std::pair<std::int64_t, std::int64_t>> EngineTest::usedCountsOnDisk() const {
   std::vector<std::pair<std::int64_t, std::int64_t>> counts;
-  const auto nodes =
-      OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName);
+  const auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName);
   if (!nodes) return counts;
   for (const auto& node : *nodes) counts.emplace_back(node->nodeId(), node->usedCount());
   return counts;

@@ -54,8 +54,8 @@ class WorldTest : public ::testing::Test {
   }
   /// Entries of the log since the test began, without their times.
   std::vector<std::string> logEntries() const;
-  /// The same without the entries that announce requests.
-  std::vector<std::string> logEntriesButRequests() const;
+  /// The same without the entries that announce requests, and without so many of the first ones.
+  std::vector<std::string> logEntriesButRequests(std::size_t known = 0) const;
   const std::filesystem::path& folder() const { return _folder; }
 
   std::shared_ptr<ScriptedTransport> network = std::make_shared<ScriptedTransport>();

@@ -15,6 +15,15 @@ DISPLAY = ""
 WAIT = 20.0
 
 
+def until(holds, otherwise, pause=0.02):
+    """Waits until it holds; `otherwise` tells what is instead."""
+    deadline = time.monotonic() + WAIT
+    while not holds():
+        if time.monotonic() > deadline:
+            raise AssertionError(otherwise())
+        time.sleep(pause)
+
+
 class Display:
     """An X server on a free display, for as long as the block runs."""
 
@@ -81,11 +90,7 @@ class Fixture:
         return self.do("state")[-1]
 
     def await_state(self, wanted):
-        deadline = time.monotonic() + WAIT
-        while (state := self.state()) != wanted:
-            if time.monotonic() > deadline:
-                raise AssertionError(f"{state!r} instead of {wanted!r}")
-            time.sleep(0.02)
+        until(lambda: self.state() == wanted, lambda: f"{self.state()!r} instead of {wanted!r}")
 
     def frames(self):
         return int(self.do("frames")[-1].split()[1])
@@ -131,11 +136,7 @@ def pixel(x, y):
 
 def await_pixel(x, y, colour, gone=False):
     """Until the pixel has the colour; with `gone`, until it has another one."""
-    deadline = time.monotonic() + WAIT
-    while ((seen := pixel(x, y)) == colour) == gone:
-        if time.monotonic() > deadline:
-            raise AssertionError(f"{seen}{'' if gone else f' instead of {colour}'} at {x},{y}")
-        time.sleep(0.02)
+    until(lambda: (pixel(x, y) == colour) != gone, lambda: f"{pixel(x, y)} at {x},{y}, {gone=} {colour}")
 
 
 def has_library(name):

@@ -17,7 +17,7 @@ import time
 import unittest
 
 import gtk_test
-from gtk_test import await_pixel, click, pixel, pointer
+from gtk_test import await_pixel, click, pixel, pointer, until
 
 FIXTURE = PAGES = ""
 WAIT = 20.0
@@ -220,12 +220,8 @@ class Fixture(gtk_test.Fixture):
         return files[0].read_text(encoding="utf-8") if files else ""
 
     def await_log(self, text, count=1):
-        deadline = time.monotonic() + WAIT
-        while (log := self.log()).count(text) < count:
-            if time.monotonic() > deadline:
-                raise AssertionError(f"{text!r} is not in the log:\n{log[-2000:]}")
-            time.sleep(0.01)
-        return log
+        until(lambda: self.log().count(text) >= count, lambda: f"{text!r} is not in the log:\n{self.log()[-2000:]}")
+        return self.log()
 
     def descendants(self, name):
         """Processes of ours whose program is called so."""
@@ -248,19 +244,11 @@ class Fixture(gtk_test.Fixture):
 
     def await_idle(self, pages=0):
         """So many pages run and no more; the engine may keep one process for the next page."""
-        deadline = time.monotonic() + WAIT
-        while len(found := self.descendants("WebKitWebProcess")) > pages + 1:
-            if time.monotonic() > deadline:
-                raise AssertionError(f"{len(found)} web processes are left")
-            time.sleep(0.02)
+        until(lambda: len(self.descendants("WebKitWebProcess")) <= pages + 1, lambda: "web processes are left")
 
     def await_descendants(self, name, count):
-        deadline = time.monotonic() + WAIT
-        while len(found := self.descendants(name)) != count:
-            if time.monotonic() > deadline:
-                raise AssertionError(f"{len(found)} of {name} instead of {count}")
-            time.sleep(0.02)
-        return found
+        until(lambda: len(self.descendants(name)) == count, lambda: f"{self.descendants(name)}, not {count} of {name}")
+        return self.descendants(name)
 
 
 class WebPages(unittest.TestCase):
@@ -305,18 +293,14 @@ class WebPages(unittest.TestCase):
         fixture.await_page(title="Two", back=True, url=self.url("/two"))
         # The keyboard is the page's: the entry of the host's below hears nothing.
         pointer("key", "Page_Down", "type", "abc")
-        deadline = time.monotonic() + WAIT
-        while fixture.result("window.scrollY > 100") != "true":
-            self.assertLess(time.monotonic(), deadline)
+        until(lambda: fixture.result("window.scrollY > 100") == "true", lambda: "the page does not scroll")
         click(26, 22)
         fixture.await_page(title="One 一", back=False)
         click(62, 22)
         fixture.await_none()
         fixture.await_idle()
         # The page goes with its slide; then the keyboard is the host's again.
-        deadline = time.monotonic() + WAIT
-        while "focus host" not in fixture.do("focus"):
-            self.assertLess(time.monotonic(), deadline)
+        until(lambda: "focus host" in fixture.do("focus"), lambda: "the host has no focus")
         pointer("type", "x")
         self.assertNotIn("entry abc", fixture.await_line("entry "))
         click(200, 400)
@@ -428,10 +412,7 @@ class WebPages(unittest.TestCase):
         before = Handler.served.count("/one")
         pointer("mousemove", 200, 300, "click", "--repeat", 6, "--delay", 20, 4)
         # The control may turn for less time than the fixture takes to tell of it; the page is asked for again.
-        deadline = time.monotonic() + WAIT
-        while Handler.served.count("/one") == before:
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.01)
+        until(lambda: Handler.served.count("/one") > before, lambda: "no reload")
         fixture.await_page(refreshing=False, bar=False)
         self.assertEqual(Handler.served.count("/one"), before + 1)
 
@@ -445,11 +426,9 @@ class WebPages(unittest.TestCase):
             fixture.jump(self.url(path))
             # In each phase: at once, when the server has been asked, when something is shown.
             if number % 3 > 0:
-                deadline = time.monotonic() + WAIT
-                while len(Handler.served) == asked:
-                    self.assertIsNone(fixture.process.poll(), "the host has died")
-                    self.assertLess(time.monotonic(), deadline)
-                    time.sleep(0.002)
+                until(lambda: len(Handler.served) > asked or fixture.process.poll() is not None,
+                      lambda: "the server is not asked", pause=0.002)
+                self.assertIsNone(fixture.process.poll(), "the host has died")
             if number % 3 == 2 and path in ("/one", "/frames"):
                 fixture.await_page(bar=False)
             fixture.do("close")

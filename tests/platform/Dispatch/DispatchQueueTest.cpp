@@ -16,6 +16,7 @@
 
 #include "support/Faults.h"
 #include "support/MainLoop.h"
+#include "support/Threads.h"
 
 namespace oq {
 namespace {
@@ -77,24 +78,16 @@ TEST(DispatchQueue, SerialQueueKeepsOrderWithManySendersAndVisitors) {
   constexpr int perThread = 400;
   std::vector<std::vector<int>> seen(4);
   int inside = 0;  // unguarded on purpose: the queue guards it
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < perThread; ++i) {
-        auto block = [&, t, i] {
-          EXPECT_EQ(++inside, 1);
-          seen[t].push_back(i);
-          --inside;
-        };
-        if (i % 7 == 3) {
-          queue->sync(block);
-        } else {
-          queue->async(block);
-        }
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  test::inThreads(4, [&](int t) {
+    for (int i = 0; i < perThread; ++i) {
+      auto block = [&, t, i] {
+        EXPECT_EQ(++inside, 1);
+        seen[t].push_back(i);
+        --inside;
+      };
+      i % 7 == 3 ? queue->sync(block) : queue->async(block);
+    }
+  });
   queue->sync([] {});
   for (const auto& numbers : seen) {
     ASSERT_EQ(numbers.size(), static_cast<std::size_t>(perThread));

@@ -11,6 +11,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "support/MainLoop.h"
+#include "support/Threads.h"
 
 namespace oq {
 namespace {
@@ -120,21 +121,18 @@ TEST_F(DispatchTimerTest, ExtremeTimesNeitherFireNorOverflow) {
 
 TEST_F(DispatchTimerTest, AnyThreadMaySetAndCancel) {
   std::atomic<int> firings{0};
-  std::vector<std::thread> threads;
   std::atomic<int> finished{0};
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 100; ++i) {
-        DispatchTimer timer([&] { ++firings; });
-        timer.setTimer(0, 1000);
-        timer.setTimer(100, 1000);
-        if (i % 2) timer.cancel();
-      }
-      ++finished;
-    });
-  }
+  auto threads = test::inThreads(4, [&](int) {
+    for (int i = 0; i < 100; ++i) {
+      DispatchTimer timer([&] { ++firings; });
+      timer.setTimer(0, 1000);
+      timer.setTimer(100, 1000);
+      if (i % 2) timer.cancel();
+    }
+    ++finished;
+  });
   EXPECT_TRUE(runLoopUntil([&] { return finished == 4; }));
-  for (auto& thread : threads) thread.join();
+  threads.clear();
   DispatchQueue::drainMain();
   int atEnd = firings;
   settle();

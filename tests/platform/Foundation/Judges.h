@@ -2,7 +2,6 @@
 
 #include <plist/plist.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <iomanip>
 #include <optional>
@@ -12,7 +11,7 @@
 
 #include "Foundation/BinaryPropertyList.h"
 #include "Foundation/Data.h"
-#include "support/ScratchFolder.h"
+#include "support/Python.h"
 
 /// Readers and writers of property lists that others wrote.
 namespace oq::test {
@@ -55,31 +54,6 @@ inline std::string textOf(const plist::Table& table, plist::Ref ref) {
 }
 inline std::string textOf(const std::optional<plist::Table>& table) {
   return table ? textOf(*table, table->root) : "unreadable";
-}
-
-/// What the command prints.
-inline std::string outputOf(const std::string& command) {
-  std::string output;
-  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-  char buffer[4096];
-  for (std::size_t count; pipe && (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-    output.append(buffer, count);
-  if (pipe) ::pclose(pipe);
-  return output;
-}
-
-/// Runs a Python program, whose `path` is the file, and gives back what it prints.
-inline std::string python(const std::string& program, const std::filesystem::path& file) {
-  ScratchFolder folder;
-  writeText(folder / "program.py",
-            "import plistlib, sys, json, datetime\nfrom plistlib import UID\npath = sys.argv[1]\n" + program);
-  return outputOf("/usr/bin/python3 '" + (folder / "program.py").string() + "' '" + file.string() + "'");
-}
-
-inline std::string python(const std::string& program, const Data& contents) {
-  ScratchFolder folder;
-  writeText(folder / "file", stringFromData(contents));
-  return python(program, folder / "file");
 }
 
 /// The bytes that the Python expression is written as.

@@ -11,13 +11,12 @@
 
 #include <boost/json/serialize.hpp>
 #include <cmath>
-#include <thread>
-#include <vector>
 
 #include "Foundation/Bundle.h"
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
 #include "Judges.h"
+#include "support/Threads.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -59,13 +58,11 @@ TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
       // the rest
       Value(std::uint64_t{1} << 63), Value(-0.5), Value(std::string_view("nul\0and é😀", 14)),
       Value(Array{1, nullptr, Array{"x"}}), Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
-      Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125),
-      dateFromSecondsSince1970(-5)};
+      Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125), dateFromSecondsSince1970(-5)};
   auto same = [](const PropertyValue& a, const PropertyValue& b) {
     if (a != b) return false;
     auto* value = std::get_if<Value>(&a);
-    return !value ||
-           (value->kind() == std::get<Value>(b).kind() && serialize(*value) == serialize(std::get<Value>(b)));
+    return !value || (value->kind() == std::get<Value>(b).kind() && serialize(*value) == serialize(std::get<Value>(b)));
   };
   int key = 0;
   for (const auto& value : values) {
@@ -197,22 +194,17 @@ TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
     for (int k = 0; k < 50; ++k) ok &= suite()->setObject(Value(k), key(process, k));
     return ok;
   }));
-  for (int i = 0; i < 200; ++i)
-    EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(Value(i % 50)));
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(Value(i % 50)));
 }
 
 TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < 100; ++i) {
-        suite()->setInteger(i, "t" + std::to_string(t));
-        EXPECT_EQ(suite()->integerForKey("t" + std::to_string(t)), i);
-        suite()->objectForKey("t" + std::to_string((t + 1) % 4));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  inThreads(4, [](int t) {
+    for (int i = 0; i < 100; ++i) {
+      suite()->setInteger(i, "t" + std::to_string(t));
+      EXPECT_EQ(suite()->integerForKey("t" + std::to_string(t)), i);
+      suite()->objectForKey("t" + std::to_string((t + 1) % 4));
+    }
+  });
   for (int t = 0; t < 4; ++t) EXPECT_EQ(reopened()->integerForKey("t" + std::to_string(t)), 99);
 }
 
@@ -226,15 +218,13 @@ TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
   std::string scrambled = whole;
   for (std::size_t i = 100; i < 4096; i += 3) scrambled[i] = static_cast<char>(i * 7);
 
-  const std::string contents[] = {
-      "",     "hello",   std::string(5000, 'x'), whole.substr(0, 50), whole.substr(0, 4096),
-      zeroed, scrambled, "\177ELF" + whole};
+  const std::string contents[] = {"",     "hello",   std::string(5000, 'x'), whole.substr(0, 50), whole.substr(0, 4096),
+                                  zeroed, scrambled, "\177ELF" + whole};
   for (const auto& text : contents) {
     closeAllUserDefaults();
     writeText(database(), text);
     EXPECT_EQ(suite()->objectForKey("k"), Nothing) << text.size();
-    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5))
-        << "changed by reading";
+    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5)) << "changed by reading";
     EXPECT_TRUE(suite()->setObject(Value("new"), "k")) << text.size();
     EXPECT_TRUE(suite()->setObject(Value(7), "other")) << text.size();
     EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(Value("new")));
@@ -264,8 +254,8 @@ TEST_F(UserDefaultsTest, ADatabaseOfAnotherProgramIsNotTakenForOurs) {
 
 TEST_F(UserDefaultsTest, NoticesWhatAForeignProgramWrites) {
   suite()->setObject(Value("ours"), "k");
-  ASSERT_TRUE(execute(
-      "UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
+  ASSERT_TRUE(
+      execute("UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
   EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("theirs")));
   EXPECT_EQ(suite()->objectForKey("bad"), Nothing);
   EXPECT_EQ(suite()->objectForKey("odd"), Nothing);
@@ -330,14 +320,12 @@ TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
     });
     for (const char* mode : {"u=rX,go=rX", "u=rwX,go=rwX"}) {
       bool isReadOnly = mode[2] == 'r' && mode[3] == 'X';
-      ASSERT_EQ(std::system(("chmod -R " + std::string(mode) + " '" + folder.path().string() + "'").c_str()),
-                0);
+      ASSERT_EQ(std::system(("chmod -R " + std::string(mode) + " '" + folder.path().string() + "'").c_str()), 0);
       // With files that could be written in a folder that could not, too.
       ASSERT_EQ(std::system(("chmod go-w '" + (folder / "Preferences").string() + "'").c_str()), 0);
       EXPECT_TRUE(holdsInChild([&] {
         if (!becomeNobody()) return false;
-        return suite()->objectForKey("k") == PropertyValue(Value("old")) &&
-               suite()->objectForKey("none") == Nothing &&
+        return suite()->objectForKey("k") == PropertyValue(Value("old")) && suite()->objectForKey("none") == Nothing &&
                (!isReadOnly || !suite()->setObject(Value("new"), "k")) &&
                (!isReadOnly || suite()->objectForKey("k") == PropertyValue(Value("old")));
       })) << mode
@@ -356,10 +344,7 @@ TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefusedNotInLine) {
   ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   auto begin = std::chrono::steady_clock::now();
-  std::vector<std::thread> callers;
-  for (int i = 0; i < 10; ++i)
-    callers.emplace_back([i] { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
-  for (auto& caller : callers) caller.join();
+  inThreads(10, [](int i) { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
   // Two seconds each; in line they would take twenty.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
   EXPECT_EQ(suite()->integerForKey("k"), 1);
@@ -387,8 +372,7 @@ TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
   };
   EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
             "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
-  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"),
-            "");
+  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"), "");
   EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
   EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
 }

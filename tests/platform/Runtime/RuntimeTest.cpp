@@ -5,10 +5,9 @@
 #include <atomic>
 #include <functional>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "oqsdk/Exception.h"
+#include "support/Threads.h"
 
 namespace oq {
 namespace {
@@ -29,9 +28,8 @@ class Animal : public Object {
 };
 
 Class* Animal::staticClass() {
-  static Class* registered =
-      registerClass("Animal", Object::staticClass(),
-                    {method<&Animal::_add>(addSelector), method<&Animal::_greet>(greetSelector)});
+  static Class* registered = registerClass(
+      "Animal", Object::staticClass(), {method<&Animal::_add>(addSelector), method<&Animal::_greet>(greetSelector)});
   return registered;
 }
 
@@ -43,8 +41,7 @@ class Dog : public Animal {
 };
 
 Class* Dog::staticClass() {
-  static Class* registered =
-      registerClass("Dog", Animal::staticClass(), {method<&Dog::_greet>(greetSelector)});
+  static Class* registered = registerClass("Dog", Animal::staticClass(), {method<&Dog::_greet>(greetSelector)});
   return registered;
 }
 
@@ -89,8 +86,7 @@ TEST(Runtime, WhatAClassLacksIsAnException) {
   Object object;
   const Selector<void()> missing{"fly"};
   EXPECT_EQ(reasonOf([&] { send(dog, missing); }), "-[Dog fly]: unrecognized selector sent to instance");
-  EXPECT_EQ(reasonOf([&] { send(object, addSelector, 1); }),
-            "-[Object add:]: unrecognized selector sent to instance");
+  EXPECT_EQ(reasonOf([&] { send(object, addSelector, 1); }), "-[Object add:]: unrecognized selector sent to instance");
   EXPECT_EQ(reasonOf([&] { sendSuper(Object::staticClass(), object, addSelector, 1); }),
             "-[(null) add:]: unrecognized selector sent to instance");
   auto reason = reasonOf([&] { send(dog, addDoubleSelector, 1.5); });
@@ -140,22 +136,19 @@ TEST(Runtime, MethodsMayBeAddedAndReplacedWhileOthersSend) {
     Class* class_() const override { return NSClassFromString("Busy"); }
   };
   IMP twice = Selector<int(int)>::erase(&addTwice);
-  std::vector<std::thread> threads;
   std::atomic<int> added{0};
-  for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([&] {
-      Busy busy;
-      for (int i = 0; i < 500; ++i) {
-        int before = busy.sum;
-        int step = send(busy, addSelector, 1) - before;
-        EXPECT_TRUE(step == 1 || step == 2);
-        SEL name = sel_registerName("fresh" + std::to_string(i));
-        added += class_addMethod(cls, name, twice, typeEncodingOf<int(int)>());
-      }
-    });
-  }
+  auto threads = test::inThreads(3, [&](int) {
+    Busy busy;
+    for (int i = 0; i < 500; ++i) {
+      int before = busy.sum;
+      int step = send(busy, addSelector, 1) - before;
+      EXPECT_TRUE(step == 1 || step == 2);
+      SEL name = sel_registerName("fresh" + std::to_string(i));
+      added += class_addMethod(cls, name, twice, typeEncodingOf<int(int)>());
+    }
+  });
   class_addMethod(cls, addSelector, twice, typeEncodingOf<int(int)>());
-  for (auto& thread : threads) thread.join();
+  threads.clear();
   EXPECT_EQ(added, 500);
   EXPECT_EQ(class_copyMethodList(cls).size(), 501u);
 }

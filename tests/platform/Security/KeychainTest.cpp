@@ -11,7 +11,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 
 #include "Foundation/FileDescriptor.h"
 #include "Foundation/FileManager.h"
@@ -20,6 +19,7 @@
 #include "Security/SecItem.h"
 #include "Security/SecretServiceStore.h"
 #include "support/ScratchFolder.h"
+#include "support/Threads.h"
 
 using namespace oq;
 using namespace oq::test;
@@ -82,24 +82,11 @@ class KeychainStoreTest : public KeychainTest, public testing::WithParamInterfac
   static void clear() { SecItemDelete(item({})); }
 };
 
-/// The address of the session bus for the length of a test; nullptr for none.
-class BusAddress {
- public:
-  explicit BusAddress(const char* address) {
-    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}) {
-      if (const char* value = std::getenv(name)) _saved.emplace_back(name, value);
-      ::unsetenv(name);
-    }
-    if (address) ::setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
-  }
-  ~BusAddress() {
-    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
-    for (const auto& [name, value] : _saved) ::setenv(name.c_str(), value.c_str(), 1);
-  }
-
- private:
-  std::vector<std::pair<std::string, std::string>> _saved;
-};
+/// The address of the session bus from now on; nullptr for none. Each case is a process of its own.
+void setBusAddress(const char* address) {
+  for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}) ::unsetenv(name);
+  if (address) ::setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
+}
 
 template <class Body>
 std::chrono::milliseconds timeOf(Body body) {
@@ -166,15 +153,13 @@ TEST_P(KeychainStoreTest, ChangesWhatIsNamedAndLeavesTheRest) {
 }
 
 TEST_P(KeychainStoreTest, ThreadsThatAddAndChangeLoseNothing) {
-  auto work = [](const std::string& name) {
+  inThreads(6, [](int number) {
+    const std::string name = std::to_string(number);
     EXPECT_EQ(SecItemAdd(item({{kSecAttrGeneric, Value(name)}})), errSecSuccess);
-    EXPECT_EQ(SecItemUpdate(item({{kSecAttrGeneric, Value(name)}}),
-                            {{std::string(kSecValueData), dataFromString(name)}}),
-              errSecSuccess);
-  };
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 6; ++i) threads.emplace_back(work, std::to_string(i));
-  for (auto& thread : threads) thread.join();
+    EXPECT_EQ(
+        SecItemUpdate(item({{kSecAttrGeneric, Value(name)}}), {{std::string(kSecValueData), dataFromString(name)}}),
+        errSecSuccess);
+  });
   for (int i = 0; i < 6; ++i) EXPECT_EQ(dataOf(named(std::to_string(i).c_str())), std::to_string(i));
 }
 
@@ -293,10 +278,10 @@ TEST_F(FileKeychain, RefusesRequestsThatMakeNoSense) {
 }
 
 TEST_F(KeychainTest, WithoutASessionBusTheFileIsChosen) {
-  BusAddress none(nullptr);
+  setBusAddress(nullptr);
   EXPECT_STREQ(chooseKeychainStore()->name(), "file");
   // It would start a bus.
-  BusAddress automatic("autolaunch:");
+  setBusAddress("autolaunch:");
   EXPECT_STREQ(chooseKeychainStore()->name(), "file");
 }
 
@@ -307,7 +292,7 @@ TEST_F(KeychainTest, ABusThatNeverAnswersIsGivenUp) {
   (folder / "bus").string().copy(address.sun_path, sizeof address.sun_path - 1);
   ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(::listen(listener.get(), 4), 0);
-  BusAddress silent(("unix:path=" + (folder / "bus").string()).c_str());
+  setBusAddress(("unix:path=" + (folder / "bus").string()).c_str());
   EXPECT_LT(timeOf([] { EXPECT_STREQ(chooseKeychainStore()->name(), "file"); }), 8s);
   EXPECT_LT(timeOf([] { EXPECT_FALSE(PortalMail::isAvailable()); }), 8s) << "nor does the main thread wait for it";
 }
@@ -359,6 +344,5 @@ TEST_P(SecretServiceState, DecidesTheStore) {
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SecretServiceState);
 const std::string preparedState = serviceState();
 INSTANTIATE_TEST_SUITE_P(SecretService, SecretServiceState,
-                         testing::ValuesIn(preparedState.empty()
-                                               ? std::vector<const char*>{}
-                                               : std::vector<const char*>{preparedState.c_str()}));
+                         testing::ValuesIn(preparedState.empty() ? std::vector<const char*>{}
+                                                                 : std::vector<const char*>{preparedState.c_str()}));

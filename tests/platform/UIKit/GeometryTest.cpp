@@ -115,13 +115,6 @@ TEST_F(GeometryTest, ScrollingIsClampedToTheContent) {
   EXPECT_EQ(view->contentOffset(), CGPointMake(0, 0));
 }
 
-TEST_F(GeometryTest, AFillingSubviewFollowsItsSuperview) {
-  auto view = add(CGRectMake(0, 0, 100, 200));
-  view->setFillsSuperview(true);
-  window->setFrame(CGRectMake(0, 0, 300, 50));
-  EXPECT_EQ(view->frame(), CGRectMake(0, 0, 300, 50));
-}
-
 class ContentView : public UIView {
  public:
   int made = 0;

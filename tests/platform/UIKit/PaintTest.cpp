@@ -7,7 +7,6 @@
 #include "UIKit/LayerContent.h"
 #include "UIKit/Painter.h"
 #include "UIKit/UIScrollView.h"
-#include "oqsdk/headless/HeadlessHost.h"
 
 namespace oq {
 namespace {
@@ -53,9 +52,7 @@ class RecordingPainter : public Painter {
     calls.push_back(opacity < 1 ? "content, faint" : "content");
   }
   void shapeShadow(CGRect, double, UIColor, CGSize, double) override { calls.push_back("shadow"); }
-  void contentShadow(LayerContent&, CGRect, UIColor, CGSize, double) override {
-    calls.push_back("ink shadow");
-  }
+  void contentShadow(LayerContent&, CGRect, UIColor, CGSize, double) override { calls.push_back("ink shadow"); }
   bool isBalanced() const { return _open.empty(); }
 
  private:
@@ -76,8 +73,7 @@ class Painting : public testing::Test {
     return add(std::make_shared<UIView>(frame), colour, parent);
   }
   template <class V>
-  std::shared_ptr<V> add(std::shared_ptr<V> view, UIColor colour,
-                         const std::shared_ptr<UIView>& parent = nullptr) {
+  std::shared_ptr<V> add(std::shared_ptr<V> view, UIColor colour, const std::shared_ptr<UIView>& parent = nullptr) {
     view->setBackgroundColor(colour);
     (parent ? parent : std::static_pointer_cast<UIView>(window))->addSubview(view);
     return view;
@@ -231,8 +227,7 @@ TEST_F(Painting, PutsEdgesAndContentsOnWholePixels) {
     for (int y = 0; y < canvas.height(); ++y) {
       for (int x = 0; x < canvas.width(); ++x) {
         Colour c = canvas.at(x, y);
-        ASSERT_TRUE(c == kWhite || c == kRed || c == kBlue)
-            << c << " at " << x << ", " << y << ", scale " << scale;
+        ASSERT_TRUE(c == kWhite || c == kRed || c == kBlue) << c << " at " << x << ", " << y << ", scale " << scale;
       }
     }
     EXPECT_EQ(canvas.at(std::lround(20 * scale), std::lround(20 * scale)), kRed);
@@ -300,26 +295,6 @@ TEST_F(Painting, TellsWhatCoversTheSurroundings) {
   parent->setHidden(true);
   second->removeFromSuperview();
   EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
-}
-
-TEST(PaintingInMotion, ShowsTheMomentNotTheModel) {
-  HeadlessHost host;
-  auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
-  auto card = std::make_shared<UIView>(CGRectMake(0, 50, 100, 0));
-  card->setClipsToBounds(true);
-  window->addSubview(card);
-  auto inside = std::make_shared<InkView>(CGRectMake(0, 0, 100, 100), red);
-  card->addSubview(inside);
-  UIView::animateWithDuration(1, [&] { card->setFrame(CGRectMake(0, 0, 100, 100)); });
-  auto rowsAt = [&](double now) {
-    Canvas canvas(*window, 1, now);
-    auto ink = canvas.ink();
-    return ink.pixels ? ink.bottom - ink.top : 0;
-  };
-  EXPECT_EQ(rowsAt(0), 0);
-  EXPECT_NEAR(rowsAt(0.5), 50, 2);
-  EXPECT_EQ(rowsAt(1), 100);
-  EXPECT_EQ(inside->drawn(), 1);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include "Canvas.h"
 #include "UIKit/TextLayout.h"
-#include "UIKit/TextWarmUp.h"
 #include "UIKit/UILabel.h"
 
 namespace oq {
@@ -21,8 +20,7 @@ const std::string kMixed =
     "每日精选好物。";
 const std::string kLatin = "The quick brown fox jumps over the lazy dog, again and again and again";
 
-NSAttributedString styled(std::string text, NSTextAlignment alignment = NSTextAlignment::Natural,
-                          double spacing = 0) {
+NSAttributedString styled(std::string text, NSTextAlignment alignment = NSTextAlignment::Natural, double spacing = 0) {
   return {std::move(text), {spacing, alignment}};
 }
 
@@ -88,8 +86,7 @@ TEST(Text, SurvivesWhatNobodyMeantToSend) {
 TEST(Text, WrapsAnEndlessWordInTimeAndSoThatItFits) {
   auto began = std::chrono::steady_clock::now();
   TextLayout layout(styled(std::string(30'000, 'x')), kFont, 200);
-  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(2))
-      << "its time must not grow squared";
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(2)) << "its time must not grow squared";
   EXPECT_GT(layout.size().height, 30'000 * 7 / 200 * 15);
   EXPECT_LE(layout.size().width, 200);
 }
@@ -100,8 +97,7 @@ TEST(Text, ShowsEveryScript) {
     draw(canvas, styled(text), CGRectMake(0, 5, 200, 30));
     return canvas.ink();
   };
-  for (const char* text : {"Latin", "限时优惠", "مرحبا", "かな", "한글"})
-    EXPECT_GT(inkOf(text).pixels, 50) << text;
+  for (const char* text : {"Latin", "限时优惠", "مرحبا", "かな", "한글"}) EXPECT_GT(inkOf(text).pixels, 50) << text;
   EXPECT_LT(inkOf("Latin").left, 5);
   EXPECT_GT(inkOf("مرحبا").right, 195) << "text that runs to the left begins at the right";
 
@@ -131,8 +127,7 @@ TEST(Text, Aligns) {
   const std::string twoLines = "several words that need two lines";
   EXPECT_GE(inkOf(twoLines, NSTextAlignment::Justified).right, 197);
   EXPECT_GT(inkOf(twoLines, NSTextAlignment::Justified).right, inkOf(twoLines, NSTextAlignment::Left).right);
-  EXPECT_GE(inkOf("限时优惠所有商品八折起每日精选", NSTextAlignment::Justified).right, 197)
-      << "without spaces too";
+  EXPECT_GE(inkOf("限时优惠所有商品八折起每日精选", NSTextAlignment::Justified).right, 197) << "without spaces too";
   EXPECT_LT(inkOf("one\ntwo", NSTextAlignment::Justified).right, 120) << "each paragraph has a last line";
 }
 
@@ -162,11 +157,6 @@ TEST(Text, IsSharpAtEveryDensityWithTheSameMeasures) {
   draw(two, styled(kLatin), CGRectMake(0, 0, 150, size.height));
   EXPECT_NEAR(two.ink().right, 2 * one.ink().right, 3);
   EXPECT_NEAR(two.ink().bottom, 2 * one.ink().bottom, 3);
-}
-
-TEST(Text, MayBeWarmedUpBesideTheMainThread) {
-  warmUpText();
-  EXPECT_GT(boundingSizeOfText(styled(kMixed), kFont, 200).height, 0);
 }
 
 TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {

@@ -45,8 +45,8 @@ TEST_F(EngineTest, TakesTheUserFromEveryEvent) {
 
 TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   relaunch();
-  const std::vector<std::shared_ptr<OQWindowEvent>> events = {eventNamed("a"), eventNamed("b"),
-                                                              eventNamed("c"), eventNamed("d")};
+  const std::vector<std::shared_ptr<OQWindowEvent>> events = {eventNamed("a"), eventNamed("b"), eventNamed("c"),
+                                                              eventNamed("d")};
   engine->triggerEventMatch(events[0]);
   engine->triggerEventMatch(events[0]);
   EXPECT_EQ(engine->waitingEvents().size(), 1u) << "the same object is held once";
@@ -87,26 +87,24 @@ TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
 TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
   relaunch();
   engine->setToken("T");
-  deliverSubscriptions({campaign("5", "view"), campaign("6", "buy", {{"preEvent", {{"xwhat", "never"}}}}),
-                        campaign("7", "buy")});
+  deliverSubscriptions(
+      {campaign("5", "view"), campaign("6", "buy", {{"preEvent", {{"xwhat", "never"}}}}), campaign("7", "buy")});
   receive("buy", {{"sku", "x"}});
   EXPECT_TRUE(engine->shown().empty());
   const auto triggers = network->requests(triggerPath);
   ASSERT_EQ(triggers.size(), 1u);
-  const Value expected = {{"os",
-                           {{"brand", "iphone"},
-                            {"channel", "default"},
-                            {"packageName", OQSDKBundleId},
-                            {"platform", "ios"},
-                            {"version", triggers[0].json.at("os").at("version")}}},
-                          {"sdkVersion", OQSDKVersion},
-                          {"token", "T"},
-                          {"userId", "ann"},
-                          {"events", Array{{{"appid", "shop"},
-                                            {"xwho", "ann"},
-                                            {"xwhat", "buy"},
-                                            {"xwhen", 1},
-                                            {"xcontext", {{"sku", "x"}}}}}}};
+  const Value expected = {
+      {"os",
+       {{"brand", "iphone"},
+        {"channel", "default"},
+        {"packageName", OQSDKBundleId},
+        {"platform", "ios"},
+        {"version", triggers[0].json.at("os").at("version")}}},
+      {"sdkVersion", OQSDKVersion},
+      {"token", "T"},
+      {"userId", "ann"},
+      {"events",
+       Array{{{"appid", "shop"}, {"xwho", "ann"}, {"xwhat", "buy"}, {"xwhen", 1}, {"xcontext", {{"sku", "x"}}}}}}};
   EXPECT_EQ(triggers[0].json, expected);
 }
 
@@ -124,8 +122,7 @@ TEST_F(EngineTest, TriggersLogTheirAnswers) {
     network->script(triggerPath, [&answer = answer](const auto&) { return answer; });
     const std::size_t before = logEntriesButRequests().size();
     receive("buy");
-    std::vector<std::string> entries = logEntriesButRequests();
-    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(before) + 1);
+    std::vector<std::string> entries = logEntriesButRequests(before + 1);
     for (auto& entry : entries) std::erase(entry, ' ');
     auto packed = expected;
     for (auto& entry : packed) std::erase(entry, ' ');

@@ -115,8 +115,7 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
   deliverSubscriptions({campaign("8", "buy")});
   const auto fileBytes = [] {
     std::vector<std::optional<Data>> bytes;
-    for (const char* name :
-         {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName}) {
+    for (const char* name : {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName}) {
       bytes.push_back(contentsOfFile(documentsDirectory() / name));
     }
     return bytes;
@@ -132,8 +131,7 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
       const std::size_t before = logEntriesButRequests().size();
       ((*engine).*request.second)();
       settle();
-      std::vector<std::string> entries = logEntriesButRequests();
-      entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(before));
+      const std::vector<std::string> entries = logEntriesButRequests(before);
       std::vector<std::string> expected = each.entries;
       for (std::string& entry : expected) {
         if (entry.starts_with("{data}")) entry.replace(0, 6, kind);
@@ -145,8 +143,7 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
       };
       EXPECT_EQ(packed(entries), packed(expected)) << kind << " " << each.answer.body;
       // A login that succeeds without a token forgets it; that has a test of its own.
-      const bool isLoginWithoutToken =
-          each.answer.body.starts_with("{\"data\"") && request.first == loginPath;
+      const bool isLoginWithoutToken = each.answer.body.starts_with("{\"data\"") && request.first == loginPath;
       if (isLoginWithoutToken) logIn();
       EXPECT_EQ(engine->token(), "T") << kind << " " << each.answer.body;
       EXPECT_EQ(storedToken(), Value("T")) << kind << " " << each.answer.body;
@@ -175,14 +172,12 @@ TEST_F(EngineListsTest, ANewListReplacesTheOldOneAndKeepsItsRecords) {
   EXPECT_TRUE(node->isActivated()) << "shown in this run";
   EXPECT_EQ(node->startTime(), Value("2026-03-01 00:00:00"));
 
-  std::vector<std::string> entries = logEntriesButRequests();
-  entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(before));
+  const std::vector<std::string> entries = logEntriesButRequests(before);
   ASSERT_EQ(entries.size(), 3u);
   EXPECT_EQ(entries[0], "syncInAppData 成功！");
   EXPECT_EQ(entries[1], "syncRecordTree 成功！");
   EXPECT_TRUE(entries[2].starts_with("in_app data:\n")) << entries[2];
-  const auto onDisk =
-      OQDataArchiver::getDataForPath<OQWindowData>(documentsDirectory() / OQInAppWindowDataFileName);
+  const auto onDisk = OQDataArchiver::getDataForPath<OQWindowData>(documentsDirectory() / OQInAppWindowDataFileName);
   ASSERT_TRUE(onDisk);
   EXPECT_EQ(onDisk->size(), 2u);
   EXPECT_EQ(network->requests("/9.png").size(), 1u) << "pictures are fetched ahead";

@@ -10,10 +10,12 @@
 #include "oqsdk/OQSDKConstants.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "support/EngineTest.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
 
+/// The first of many threads that need the campaigns reads them; the others wait for it.
 TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   relaunch();
   EXPECT_TRUE(engine->treeNodesInit() && !engine->isNewUser() && engine->autoCollectPage());
@@ -24,15 +26,30 @@ TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   deliverSubscriptions({campaign("9", "pay")});
   receive("buy");
   relaunch();
+  std::vector<std::shared_ptr<OQRecordTree>> trees(8);
+  std::vector<std::size_t> lengths(8);
+  inThreads(8, [&](std::size_t i) {
+    if (i % 2) trees[i] = engine->recordTree();
+    lengths[i] = engine->inAppDataArray()->size() + engine->subscribeDataArray()->size();
+    if (!trees[i]) trees[i] = engine->recordTree();
+  });
+  EXPECT_EQ(trees, std::vector(8, trees.front()));
+  EXPECT_EQ(lengths, std::vector<std::size_t>(8, 3));
   EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, whatever the name says";
   EXPECT_EQ(engine->userId(), "ann");
-  ASSERT_EQ(engine->inAppDataArray()->size(), 2u);
   EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), Value("8"));
-  EXPECT_EQ(engine->subscribeDataArray()->size(), 1u);
   const auto node = engine->recordTree()->findTreeNodeById(7);
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(node->usedCount(), 1);
   EXPECT_FALSE(node->isActivated());
+  receive("buy");
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"}) << "it may show once more";
+  EXPECT_EQ(usedCountsOnDisk().front(), std::pair(std::int64_t{7}, std::int64_t{2}));
+  receive("buy");
+  EXPECT_EQ(engine->shown().size(), 1u) << "not again in the same run";
+  relaunch();
+  receive("buy");
+  EXPECT_TRUE(engine->shown().empty());
 }
 
 TEST_F(EngineTest, DamagedFilesReadAsEmptyAndAreReplacedAtTheNextWrite) {
@@ -44,10 +61,9 @@ TEST_F(EngineTest, DamagedFilesReadAsEmptyAndAreReplacedAtTheNextWrite) {
   for (const char* name : names) good.push_back(contentsOfFile(documentsDirectory() / name).value());
   const Data cutOff(good[0].begin(), good[0].begin() + static_cast<std::ptrdiff_t>(good[0].size() / 2));
   // Each file in turn torn, of another kind, and sound but with objects of another class.
-  const std::vector<std::vector<Data>> damages = {
-      {cutOff, cutOff, cutOff},
-      {dataFromString("bplist00 but torn"), dataFromString("{}"), Data()},
-      {good[2], good[2], good[0]}};
+  const std::vector<std::vector<Data>> damages = {{cutOff, cutOff, cutOff},
+                                                  {dataFromString("bplist00 but torn"), dataFromString("{}"), Data()},
+                                                  {good[2], good[2], good[0]}};
   for (const auto& damage : damages) {
     quit();
     for (std::size_t each = 0; each < damage.size(); ++each) {

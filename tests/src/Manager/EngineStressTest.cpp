@@ -15,6 +15,7 @@
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "support/EngineTest.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
@@ -42,12 +43,6 @@ Array campaigns(int number, int first = 0, int turn = 0) {
 
 Array shuffledCampaigns(int turn) {
   return campaigns(windowCount, 1, turn);
-}
-
-void inThreads(int number, const std::function<void(int thread)>& work) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < number; ++t) threads.emplace_back(work, t);
-  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
@@ -112,25 +107,21 @@ TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) 
       return ScriptedTransport::Answer{textOf(listAnswer({campaign("1", "subscribed")}))};
     });
     std::atomic<int> running{threads};
-    std::vector<std::thread> workers;
-    for (unsigned t = 0; t < threads; ++t) {
-      workers.emplace_back([&, t] {
-        std::mt19937 random(seed * 100 + t);
-        for (int i = 0; i < eventsPerThread; ++i) {
-          const unsigned number = random() % (windowCount + 6) + 1;
-          engine->onEventDataReceived(
-              uploadInfo("e" + std::to_string(number), {{"k", std::to_string(random() % 3)}}));
-        }
-        --running;
-      });
-    }
+    auto workers = inThreads(threads, [&](int t) {
+      std::mt19937 random(seed * 100 + static_cast<unsigned>(t));
+      for (int i = 0; i < eventsPerThread; ++i) {
+        const unsigned number = random() % (windowCount + 6) + 1;
+        engine->onEventDataReceived(uploadInfo("e" + std::to_string(number), {{"k", std::to_string(random() % 3)}}));
+      }
+      --running;
+    });
     while (running > 0) {
       engine->getInAppList();
       engine->getSubscribeList();
       (void)engine->diagnostics();
       settle();
     }
-    for (std::thread& worker : workers) worker.join();
+    workers.clear();
     settle();
     std::map<std::string, int> shown;
     for (const std::string& id : engine->shownIds()) EXPECT_EQ(++shown[id], 1) << id << ", seed " << seed;
@@ -262,8 +253,7 @@ TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
   for (int i = 0; i < rounds; ++i) {
     bring(0, i);
     const auto counts = usedCountsOnDisk();
-    for (int id = 0; id < 2 * i + 2; ++id)
-      missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
+    for (int id = 0; id < 2 * i + 2; ++id) missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
   }
   other.join();
   EXPECT_EQ(missing, 0) << "counts that a later write took back";
@@ -276,17 +266,14 @@ TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched
     engine->setInAppDataArray({});
     engine->setRecordTree(nullptr);
     const auto tree = engine->recordTree();
-    std::vector<std::thread> workers;
-    for (int i = 0; i < 3; ++i) {
-      workers.emplace_back([&, i] {
-        auto event = std::make_shared<OQWindowEvent>();
-        event->setModelWithDic(uploadInfo("e" + std::to_string(i)));
-        while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // the records are being merged
-        engine->triggerEventMatchInApp(event);
-      });
-    }
+    auto workers = inThreads(3, [&](int i) {
+      auto event = std::make_shared<OQWindowEvent>();
+      event->setModelWithDic(uploadInfo("e" + std::to_string(i)));
+      while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // the records are being merged
+      engine->triggerEventMatchInApp(event);
+    });
     engine->getInAppList();
-    for (std::thread& worker : workers) worker.join();
+    workers.clear();
     settle();
     EXPECT_EQ(engine->shown().size(), 3u);
     EXPECT_TRUE(engine->waitingEvents().empty());

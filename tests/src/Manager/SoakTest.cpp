@@ -6,13 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <thread>
 
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Utils/OQLogger.h"
 #include "support/EngineTest.h"
 #include "support/ImmediateTransport.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
@@ -35,9 +35,9 @@ std::string answerOf(int turn) {
   for (int i = 0; i < windowCount; ++i) {
     const int id = (i + turn) % windowCount;
     const Value awaited = id % 10 == 0 ? Value{{"xwhat", "e1"}} : Value();
-    records.push_back(campaign(
-        std::to_string(id), "e" + std::to_string(id),
-        {{"count", 1'000'000'000}, {"preEvent", awaited}, {"picture", "https://pictures.invalid/one.png"}}));
+    records.push_back(
+        campaign(std::to_string(id), "e" + std::to_string(id),
+                 {{"count", 1'000'000'000}, {"preEvent", awaited}, {"picture", "https://pictures.invalid/one.png"}}));
   }
   return textOf(listAnswer(records));
 }
@@ -45,8 +45,8 @@ std::string answerOf(int turn) {
 void bringEvents(OQSDKManager& engine, std::int64_t count, unsigned seed) {
   std::mt19937 random(seed);
   for (std::int64_t i = 0; i < count; ++i) {
-    engine.onEventDataReceived(uploadInfo("e" + std::to_string(random() % (2 * windowCount)),
-                                          {{"k", std::to_string(random() % 1000)}}));
+    engine.onEventDataReceived(
+        uploadInfo("e" + std::to_string(random() % (2 * windowCount)), {{"k", std::to_string(random() % 1000)}}));
   }
 }
 
@@ -70,13 +70,9 @@ TEST_F(EngineTest, MemoryAndDescriptorsStayFlatHoweverManyEventsCome) {
     if (section % 10 == 0) {
       for (const auto& node : engine->recordTree()->copyOfNodes()) node->setActivated(false);
     }
-    std::vector<std::thread> workers;
-    for (unsigned t = 0; t < threads; ++t) {
-      workers.emplace_back([&, t] {
-        bringEvents(*engine, events / sections / threads, static_cast<unsigned>(section) * threads + t);
-      });
-    }
-    for (std::thread& worker : workers) worker.join();
+    inThreads(threads, [&](int t) {
+      bringEvents(*engine, events / sections / threads, static_cast<unsigned>(section * threads + t));
+    });
     settle();
     shown += engine->shown().size();
     engine->closeAll();

@@ -5,10 +5,10 @@
 
 #include <ctime>
 #include <random>
-#include <thread>
 
 #include "Storage/OQDataArchiver.h"
 #include "src/TemporaryFolder.h"
+#include "support/Threads.h"
 
 namespace oq {
 namespace {
@@ -177,8 +177,7 @@ TEST(RecordTree, TakesNoLongerForEachNodeWhenThereAreMore) {
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   };
   secondsFor(5000);
-  EXPECT_LT(secondsFor(100'000), 60 * secondsFor(5000))
-      << "twenty times as many; walks would take 400 times as long";
+  EXPECT_LT(secondsFor(100'000), 60 * secondsFor(5000)) << "twenty times as many; walks would take 400 times as long";
 }
 
 TEST(RecordTree, MergesAnotherTreeAndItself) {
@@ -216,19 +215,15 @@ TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
 
 TEST(RecordTree, IsSafeBesideThreadsThatAddFindAndRefresh) {
   OQRecordTree tree;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&tree] {
-      for (int id = 0; id < 100; ++id) {
-        tree.addTreeNode(node(id, id, 0, Value(std::to_string(id))));
-        auto found = tree.findTreeNodeById(id);
-        ASSERT_TRUE(found);
-        found->setUsedCount(found->usedCount() + 1);
-        for (const auto& known : tree.copyOfNodes()) ASSERT_EQ(known->startTime().is_string(), true);
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  test::inThreads(4, [&](int) {
+    for (int id = 0; id < 100; ++id) {
+      tree.addTreeNode(node(id, id, 0, Value(std::to_string(id))));
+      auto found = tree.findTreeNodeById(id);
+      ASSERT_TRUE(found);
+      found->setUsedCount(found->usedCount() + 1);
+      for (const auto& known : tree.copyOfNodes()) ASSERT_EQ(known->startTime().is_string(), true);
+    }
+  });
   EXPECT_EQ(tree.allNodes()->size(), 100u);
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Model/OQRecordTreeNode.h"
 #include "Model/OQWindowData.h"
 #include "src/TemporaryFolder.h"
 
@@ -36,24 +35,6 @@ TEST(DataArchiver, WritesNothingForNoDataAndTellsItFromAnEmptyList) {
   ASSERT_TRUE(list);
   ASSERT_EQ(list->size(), 2u);
   EXPECT_EQ(list->back()->windowId(), Value("b"));
-}
-
-TEST(DataArchiver, TakesTornAndForeignFilesForNone) {
-  test::TemporaryFolder folder;
-  auto file = folder.path() / "list.plist";
-  ASSERT_TRUE(OQDataArchiver::setData(Windows{window("a")}, file));
-  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQRecordTreeNode>(file));
-  const Data whole = *contentsOfFile(file);
-  for (std::size_t length : {std::size_t{0}, std::size_t{8}, whole.size() / 2, whole.size() - 1}) {
-    ASSERT_TRUE(
-        writeFileAtomically(file, Data(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
-    EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file)) << length;
-  }
-  Data flipped = whole;
-  flipped[flipped.size() / 3] ^= 1;
-  ASSERT_TRUE(writeFileAtomically(file, flipped));
-  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(file));
-  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQWindowData>(folder.path()));
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <thread>
 
 #include "Foundation/UserDefaults.h"
 #include "Utils/OQUtils.h"
 #include "support/EngineTest.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
@@ -29,8 +29,6 @@ class OQImageDiskCacheTest : public WorldTest {
 };
 
 TEST_F(OQImageDiskCacheTest, KeepsBytesUnderAKeyThatNamesAddressAndTime) {
-  EXPECT_EQ(cache->ageLimit(), threeDays);
-  EXPECT_EQ(cache->autoTrimInterval(), 60);
   cache->setImageData(bytes("one"), "https://p/1");
   const auto time = static_cast<long>(secondsSince1970(currentDate()));
   EXPECT_EQ(cache->keys(),
@@ -127,8 +125,7 @@ TEST_F(OQImageDiskCacheTest, TrimsByAgeAndLeavesEverySecondNeighbour) {
 
 TEST_F(OQImageDiskCacheTest, UnreasonableAgesAreHarmless) {
   cache->setImageData(bytes("a"), "a");
-  for (const double age :
-       {1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+  for (const double age : {1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
     cache->trimToAge(age);
     EXPECT_EQ(cache->keys().size(), 1u) << age;
   }
@@ -157,18 +154,14 @@ TEST_F(OQImageDiskCacheTest, ForeignEntriesOfTheIndexArePassedOver) {
 }
 
 TEST_F(OQImageDiskCacheTest, StoresAndTrimsFromManyThreadsLoseNothing) {
-  std::vector<std::thread> workers;
-  for (int t = 0; t < 4; ++t) {
-    workers.emplace_back([&, t] {
-      for (int i = 0; i < 25; ++i) {
-        const std::string key = std::to_string(t) + "/" + std::to_string(i);
-        cache->setImageData(bytes(key), key);
-        EXPECT_EQ(cache->imageDataForKey(key), bytes(key));
-        if (i % 10 == 0) cache->_trimInBackground();
-      }
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
+  inThreads(4, [&](int t) {
+    for (int i = 0; i < 25; ++i) {
+      const std::string key = std::to_string(t) + "/" + std::to_string(i);
+      cache->setImageData(bytes(key), key);
+      EXPECT_EQ(cache->imageDataForKey(key), bytes(key));
+      if (i % 10 == 0) cache->_trimInBackground();
+    }
+  });
   EXPECT_EQ(cache->keys().size(), 100u);
   EXPECT_EQ(indexedOnDisk(), 100u) << "the index on disk is the last one";
 }

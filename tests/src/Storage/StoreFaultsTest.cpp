@@ -104,16 +104,14 @@ TEST_P(StoreFaults, LeaveTheOldValueOrTheNewOne) {
       ASSERT_TRUE(store.write(kept));
       bool hasStruck = true;
       for (int number = 1; hasStruck; ++number) {
-        SCOPED_TRACE(testing::Message()
-                     << (isCold ? "cold " : "warm ") << static_cast<int>(kind) << "." << number);
+        SCOPED_TRACE(testing::Message() << (isCold ? "cold " : "warm ") << static_cast<int>(kind) << "." << number);
         hasStruck = false;
         forgetWhatIsOpen(isCold);
         const std::int64_t wanted = kept + 1;
         const bool isWritten = attempt(kind, number, hasStruck, [&] { return store.write(wanted); });
         forgetWhatIsOpen(isCold);
         const auto found = store.read();
-        ASSERT_TRUE(found == wanted || (found == kept && !isWritten))
-            << found.value_or(0) << " for " << wanted;
+        ASSERT_TRUE(found == wanted || (found == kept && !isWritten)) << found.value_or(0) << " for " << wanted;
         forgetWhatIsOpen(isCold);
         const auto seen = attempt(kind, number, hasStruck, store.read);
         ASSERT_TRUE(!seen || seen == found) << *seen << " for " << *found;
@@ -157,7 +155,7 @@ TEST_F(StoreFaults, LeaveWholeEntriesInTheLog) {
     });
     logger._log("after " + std::to_string(number));
     logger.flush();
-    std::istringstream lines(textOf(logger.logFilePath()));
+    std::istringstream lines(textOfFile(logger.logFilePath()));
     std::string line, last;
     for (int header = 0; header < 5; ++header) std::getline(lines, line);
     static const std::regex entry(R"([0-9-]{10} [0-9:]{8}\.[0-9]{3}  (entry|after) .*[0-9]+)");

@@ -110,8 +110,8 @@ TEST(FloatingBall, ComesToRestByItsMode) {
     EXPECT_EQ(screen.frame(), ballAt(each.restsAt, 370)) << each.mode << " " << each.centreX;
     // Half of the way in half of the time.
     screen.host.advance(0.25);
-    EXPECT_NEAR(screen.ball->layer().presentation(screen.host.now()).position.x,
-                (each.centreX + each.restsAt + 30) / 2, 1);
+    EXPECT_NEAR(screen.ball->layer().presentation(screen.host.now()).position.x, (each.centreX + each.restsAt + 30) / 2,
+                1);
     screen.host.advance(0.3);
     EXPECT_FALSE(screen.ball->layer().isAnimating());
     EXPECT_TRUE(screen.reported.empty() && screen.ball->subviews().size() == 1) << "a drag is no tap";
@@ -119,8 +119,7 @@ TEST(FloatingBall, ComesToRestByItsMode) {
 }
 
 TEST(FloatingBall, TellsATapFromADrag) {
-  for (auto [dx, dy, isTap] :
-       {std::tuple{0.0, 0.0, true}, {2.0, -2.0, true}, {3.0, 0.0, false}, {0.0, -3.0, false}}) {
+  for (auto [dx, dy, isTap] : {std::tuple{0.0, 0.0, true}, {2.0, -2.0, true}, {3.0, 0.0, false}, {0.0, -3.0, false}}) {
     Screen screen(tall);
     const CGPoint to{360 + dx, 330 + dy};
     screen.drag(to);
@@ -150,9 +149,6 @@ TEST(FloatingBall, FansOutAndFolds) {
       EXPECT_EQ(button.center(), (CGPoint{30 + each.side * offsets[i].x, 30 + offsets[i].y}));
       EXPECT_EQ(button.bounds(), ball.bounds());
       EXPECT_EQ(button.titleForState(UIControlStateNormal), titles[i]);
-      EXPECT_EQ(button.backgroundColor(), UIColor::greenColor());
-      EXPECT_EQ(button.layer().model().cornerRadius, 30);
-      EXPECT_TRUE(button.clipsToBounds());
     }
     screen.host.advance(0.24);
     EXPECT_TRUE(order[0]->layer().isAnimating());
@@ -176,9 +172,7 @@ TEST(FloatingBall, ASubButtonFoldsFirstAndThenReports) {
     Screen screen(tall, side < 0 ? 2 : 1);
     screen.put({150, 400});
     const CGPoint centre = screen.ball->center();
-    const auto tapAt = [&](double dx, double dy) {
-      return screen.host.tap(centre.x + side * dx, centre.y + dy);
-    };
+    const auto tapAt = [&](double dx, double dy) { return screen.host.tap(centre.x + side * dx, centre.y + dy); };
     EXPECT_FALSE(tapAt(60, 60)) << "still the host's";
     const std::pair<double, double> buttons[] = {{60, -60}, {radius, 0}, {60, 60}};
     for (auto [dx, dy] : buttons) {
@@ -263,21 +257,7 @@ TEST(FloatingBall, ThereIsOneForAllCalls) {
   ASSERT_TRUE(ball);
   EXPECT_EQ(ball->superview(), OQNavigation::keyWindow());
   EXPECT_EQ(ball->frame(), ballAt(330, 300));
-  EXPECT_EQ(class_getName(ball->class_()), "OQFloatingBall");
-  const LayerState& looks = ball->layer().model();
-  EXPECT_EQ(looks.cornerRadius, 0);
-  EXPECT_EQ(looks.backgroundColor, UIColor::clearColor());
-  EXPECT_EQ(looks.zPosition, 100);
-  EXPECT_EQ(looks.shadowColor, UIColor::blackColor().withAlphaComponent(0.7));
-  EXPECT_EQ(looks.shadowOffset, CGSizeMake(-1, 1));
-  EXPECT_EQ(looks.shadowOpacity, 0.6);
-  auto& main = *ball->floatingBtn();
-  EXPECT_EQ(main.frame(), CGRectMake(0, 0, 60, 60));
-  EXPECT_EQ(main.backgroundColor(), UIColor::redColor());
-  EXPECT_EQ(main.titleForState(UIControlStateNormal), "工具");
-  EXPECT_EQ(main.layer().model().cornerRadius, 30);
-  EXPECT_FALSE(main.isUserInteractionEnabled());
-  EXPECT_EQ(class_getName(main.class_()), "OQFloatingBallBtn");
+  EXPECT_EQ(ball->layer().model().zPosition, 100) << "above whatever comes later";
 
   OQFloatingBall::showWithMode(1);
   OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { late.push_back(index); });
@@ -297,11 +277,6 @@ TEST(FloatingBall, ThereIsOneForAllCalls) {
   EXPECT_EQ(late, (std::vector<std::int64_t>{2}));
   EXPECT_TRUE(early.empty());
   OQFloatingBall::hide();
-
-  OQFloatingBallView plain(CGRectMake(5, 6, 80, 10));
-  EXPECT_EQ(plain.frame(), ballAt(330, 300));
-  EXPECT_EQ(plain.layer().model().cornerRadius, 40);
-  EXPECT_EQ(plain.backgroundColor(), UIColor::blackColor().withAlphaComponent(0.3));
 }
 
 }  // namespace

@@ -178,7 +178,7 @@ TEST_F(LogMail, CarriesTheNewestOfThousandsAndTellsOfTheOthers) {
     EXPECT_EQ(std::stoi(bytes) % 200, 7) << name;
   }
   OQLogger::getInstance().flush();
-  EXPECT_THAT(test::textOf(OQLogger::getInstance().logFilePath()),
+  EXPECT_THAT(test::textOfFile(OQLogger::getInstance().logFilePath()),
               testing::HasSubstr("2985 log files stay behind, a mail carries the newest 16\n"));
 }
 
@@ -189,9 +189,9 @@ TEST_F(LogMail, EndsAsThePortalSays) {
   };
   using enum MFMailComposeResult;
   const std::string refusal = "org.freedesktop.portal.Error.InvalidArgument";
-  for (const Case& each : {Case{{.version = 2}, Sent}, Case{{.response = 1}, Cancelled},
-                           Case{{.response = 2}, Failed}, Case{{.error = refusal}, Failed},
-                           Case{{.ownHandle = true}, Sent}, Case{{.breaksDown = true}, Failed}}) {
+  for (const Case& each :
+       {Case{{.version = 2}, Sent}, Case{{.response = 1}, Cancelled}, Case{{.response = 2}, Failed},
+        Case{{.error = refusal}, Failed}, Case{{.ownHandle = true}, Sent}, Case{{.breaksDown = true}, Failed}}) {
     PortalStandIn portal(each.manners);
     delegate->results.clear();
     delegate->error.reset();
@@ -271,11 +271,11 @@ TEST_F(LogMail, GoesThroughXdgEmailWhereNoPortalAnswers) {
   std::ifstream lines(desktop.path() / "arguments");
   std::vector<std::string> arguments;
   for (std::string line; std::getline(lines, line);) arguments.push_back(line);
-  EXPECT_THAT(arguments, ElementsAre("--utf8", "--subject", "OQSDK v" + OQSDKVersion + " 用户行为日志",
-                                     "--body", "请查收附件", "--attach", testing::EndsWith("/a b.log"), "--attach",
+  EXPECT_THAT(arguments, ElementsAre("--utf8", "--subject", "OQSDK v" + OQSDKVersion + " 用户行为日志", "--body",
+                                     "请查收附件", "--attach", testing::EndsWith("/a b.log"), "--attach",
                                      testing::ContainsRegex("/oqsdk_[^/]*\\.log$"),
                                      "mailto:--attach%20%2Fetc%2Fpasswd@example.org%3Fcc%3Dx"));
-  EXPECT_THAT(test::textOf(desktop.path() / "attached"), testing::StartsWith("first"));
+  EXPECT_THAT(test::textOfFile(desktop.path() / "attached"), testing::StartsWith("first"));
 
   desktop.addXdgEmail(3);
   delegate->results.clear();

@@ -17,11 +17,12 @@
 #include "Foundation/Device.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
+#include "support/Threads.h"
 
 namespace oq {
 namespace {
 
-using test::textOf;
+using test::textOfFile;
 
 Date noon() {
   return DateFormatter("yyyy-MM-dd HH:mm:ss").dateFromString("2026-03-10 12:00:00").value();
@@ -52,7 +53,7 @@ class Logger : public testing::Test {
 };
 
 std::string afterHeader(const OQLogger& logger) {
-  std::string text = textOf(logger.logFilePath());
+  std::string text = textOfFile(logger.logFilePath());
   std::size_t end = text.find("\n\n");
   return end == std::string::npos ? "no header" : text.substr(end + 2);
 }
@@ -69,12 +70,12 @@ TEST_F(Logger, WritesAHeaderAndStampedEntries) {
   logger._log("");
   logger.flush();
   EXPECT_EQ(logger.logFilePath(), logs() / "oqsdk_2026-03-10 12:00:00.log");
-  EXPECT_EQ(textOf(logger.logFilePath()), "SDKVersion:" + OQSDKVersion + "\n设备名称:" + machineIdentifier() +
-                                              "\n手机系统版本:" + operatingSystemVersion() +
-                                              "\n应用版本号:4.2\n\n"
-                                              "2026-03-10 12:00:00.000  one 100%@ %d\n"
-                                              "2026-03-10 12:00:59.999  two\nlines\n"
-                                              "2026-03-10 11:59:59.999  \n");
+  EXPECT_EQ(textOfFile(logger.logFilePath()), "SDKVersion:" + OQSDKVersion + "\n设备名称:" + machineIdentifier() +
+                                                  "\n手机系统版本:" + operatingSystemVersion() +
+                                                  "\n应用版本号:4.2\n\n"
+                                                  "2026-03-10 12:00:00.000  one 100%@ %d\n"
+                                                  "2026-03-10 12:00:59.999  two\nlines\n"
+                                                  "2026-03-10 11:59:59.999  \n");
   namespace fs = std::filesystem;
   EXPECT_EQ(fs::status(logger.logFilePath()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_EQ(fs::status(logs()).permissions(), fs::perms::owner_all);
@@ -122,14 +123,6 @@ TEST_F(Logger, CountsSubfoldersAndTheVeryExtensionOnly) {
   EXPECT_EQ(countOf(".LOG"), 5u);
 }
 
-TEST_F(Logger, LosesEntriesSilentlyWithoutAFile) {
-  std::ofstream(folder.path() / "in the way") << "no folder";
-  OQLogger logger(folder.path() / "in the way");
-  logger._log("nowhere to go");
-  logger.flush();
-  EXPECT_EQ(textOf(folder.path() / "in the way"), "no folder");
-}
-
 TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
   namespace fs = std::filesystem;
   const fs::path outside = folder.path() / "outside", own = "oqsdk_2026-03-10 12:00:00.log";
@@ -159,20 +152,16 @@ TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
   OQLogger::handleFilesOfDirectory(logs());
   EXPECT_FALSE(fs::exists(fs::symlink_status(logs() / "0.log")));
   EXPECT_TRUE(fs::exists(logs() / "b.log"));
-  for (int i = 0; i < 12; ++i) EXPECT_EQ(textOf(outside / ("a" + std::to_string(i) + ".log")), "precious");
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(textOfFile(outside / ("a" + std::to_string(i) + ".log")), "precious");
 }
 
 TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
   setCurrentDateProvider({});
   OQLogger logger(logs(), 4096);  // so little that callers have to wait for the disk, too
   constexpr int threads = 8, entries = 500;
-  std::vector<std::thread> callers;
-  for (int thread = 0; thread < threads; ++thread) {
-    callers.emplace_back([&logger, thread] {
-      for (int i = 0; i < entries; ++i) logger._log(std::to_string(thread) + " " + std::to_string(i));
-    });
-  }
-  for (auto& caller : callers) caller.join();
+  test::inThreads(threads, [&](int thread) {
+    for (int i = 0; i < entries; ++i) logger._log(std::to_string(thread) + " " + std::to_string(i));
+  });
   logger.flush();
   std::istringstream lines(afterHeader(logger));
   std::vector<int> next(threads);
@@ -197,9 +186,8 @@ TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
   });
   blocked.get_future().wait();
   OQLogger logger(logs(), 100'000);
-  for (int i = 0; i < 9; ++i)
-    logger._log(std::string(10'000, 'x'));  // returns, though nothing can be written
-  EXPECT_EQ(textOf(logger.logFilePath()), "");
+  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, though nothing can be written
+  EXPECT_EQ(textOfFile(logger.logFilePath()), "");
   std::atomic<bool> logged = false;
   std::thread late([&] {
     logger._log(std::string(20'000, 'y'));
@@ -218,7 +206,7 @@ TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
 TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
   OQLogger& shared = OQLogger::getInstance();
   shared.flush();
-  std::size_t before = textOf(shared.logFilePath()).size();
+  std::size_t before = textOfFile(shared.logFilePath()).size();
   OQLogger::error(404);
   OQLogger::error(0);
   OQLogger::error(Error{URLErrorDomain, URLErrorTimedOut, "too slow"});
@@ -230,17 +218,15 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
   OQLogger::error(nullptr);
   OQLogger::log("%@: %@ and %@", "list", Value(nullptr), 3);
   shared.flush();
-  std::string text = textOf(shared.logFilePath()).substr(before), plain;
+  std::string text = textOfFile(shared.logFilePath()).substr(before), plain;
   std::istringstream lines(text);
   const std::string stamp = "2026-03-10 12:00:00.000  ";
   for (std::string line; std::getline(lines, line);) {
     plain += (line.starts_with(stamp) ? "> " + line.substr(stamp.size()) : line) + "\n";
   }
-  EXPECT_THAT(plain,
-              testing::StartsWith("> statusCode:404\ndescripton:not found\n\n> statusCode:0\ndescripton:"));
-  EXPECT_THAT(plain,
-              testing::EndsWith("\n\n> code:-1001\ndescripton:too slow\n\n> a text with %@\n> another\n"
-                                "> a third\n> list: (null) and 3\n"));
+  EXPECT_THAT(plain, testing::StartsWith("> statusCode:404\ndescripton:not found\n\n> statusCode:0\ndescripton:"));
+  EXPECT_THAT(plain, testing::EndsWith("\n\n> code:-1001\ndescripton:too slow\n\n> a text with %@\n> another\n"
+                                       "> a third\n> list: (null) and 3\n"));
 }
 
 /// Runs in a process of its own, which would be ended by the signal of the file-size limit.
@@ -253,13 +239,13 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
     logger.flush();
   }
   // The third entry did not fit, and no part of it is left for the next one to be glued to.
-  const std::string text = textOf(logger.logFilePath());
+  const std::string text = textOfFile(logger.logFilePath());
   if (text.size() < 8000 || text.size() > 8192 || !text.ends_with("x\n")) std::exit(1);
   limit.rlim_cur = RLIM_INFINITY;
   ::setrlimit(RLIMIT_FSIZE, &limit);
   logger._log("there is room again");
   logger.flush();
-  std::exit(textOf(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
+  std::exit(textOfFile(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
 }
 
 TEST_F(Logger, AFullDiskDoesNotEndTheProcess) {
@@ -287,7 +273,7 @@ TEST_F(Logger, WhatWaitsIsOnDiskWhenTheProcessHasEnded) {
     if (entry.path().extension() == ".log") files.push_back(entry.path());
   }
   ASSERT_EQ(files.size(), 1u);
-  EXPECT_THAT(textOf(files.front()), testing::EndsWith("  entry 999\n"));
+  EXPECT_THAT(textOfFile(files.front()), testing::EndsWith("  entry 999\n"));
 }
 
 }  // namespace
