@@ -10,6 +10,9 @@ namespace {
 using namespace test;
 
 TEST(CurlLibrary, ThatCannotBeLoadedNowIsLoadedForALaterRequest) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "looking at a type, the sanitizer opens a pipe, and takes it for a fault when it cannot";
+#endif
   LoopbackServer server;
   server.answer("/", "{}");
   rlimit usual{};
