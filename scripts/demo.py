@@ -98,6 +98,15 @@ class Screen:
                              check=True, capture_output=True).stdout
         return Picture(raw)
 
+    def shoot_still(self, seconds=5):
+        """The picture when nothing moves any more: pages fade and slide."""
+        end = time.monotonic() + seconds
+        before, picture = None, self.shoot()
+        while picture != before and time.monotonic() < end:
+            time.sleep(0.1)
+            before, picture = picture, self.shoot()
+        return picture
+
     def stop(self):
         if self._xvfb:
             self._xvfb.terminate()
@@ -109,6 +118,9 @@ class Picture:
         header = re.match(rb"P6\s+(\d+)\s+(\d+)\s+255\s", ppm)
         self.width, self.height = int(header[1]), int(header[2])
         self._ppm, self._pixels = ppm, ppm[header.end():]
+
+    def __eq__(self, other):
+        return isinstance(other, Picture) and self._ppm == other._ppm
 
     def at(self, x, y):
         start = 3 * (int(y) * self.width + int(x))
@@ -207,11 +219,11 @@ class Demo:
         self.say("pages seen: " + ", ".join(self.pages()))
         self.await_("the campaigns are fetched", lambda: "in_app data:" in self.log())
         self.say("campaigns fetched")
-        self.screen.shoot().keep("1-shop.png")
+        self.screen.shoot_still().keep("1-shop.png")
         self.screen.click(*buy)
         self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
         self.await_("the window is shown and reported", lambda: self.has("$impDialog"))
-        picture = self.screen.shoot()
+        picture = self.screen.shoot_still()
         left, right = picture.region(LEFT), picture.region(RIGHT)
         if not left or not right:
             picture.keep("failure.png")
@@ -225,7 +237,7 @@ class Demo:
         self.screen.click((right[0] + right[2]) / 2, right[1] + 4)
         self.await_("the click is reported", lambda: self.has("$clickDialog"))
         self.see_page()
-        after = self.screen.shoot()
+        after = self.screen.shoot_still()
         after.keep("4-after.png")
         if after.region(RIGHT) or after.region(LEFT):
             raise Failure("the window is still there after the tap")
@@ -245,14 +257,12 @@ class Demo:
         if failure in self.log():
             self.say("the web engine cannot run here: " + self.log().split(failure)[1].splitlines()[0])
         else:
-            time.sleep(0.5)  # for the eye: the page has slid in
             self.say("button tapped, its page is open: " +
-                     str(self.screen.shoot().keep("3-page.png").relative_to(ROOT)))
+                     str(self.screen.shoot_still().keep("3-page.png").relative_to(ROOT)))
 
         shown = self.screen.shoot().at(*top)
         self.screen.click(x + 62, y + 22)
         self.await_("the page is closed", lambda: self.screen.shoot().at(*top) != shown)
-        time.sleep(0.5)
 
     def has(self, name):
         return any(event["xwhat"] == name for event in self.events())
