@@ -34,8 +34,8 @@ for preset in "${presets[@]}"; do
   echo "== $preset: tests"
   report=build/$preset/tests.xml
   rm -f "$report"
-  # One more than there are processors, since many tests wait for something most of the time.
-  # A test whose program is missing stands in the report as skipped; ctest itself knows better.
+  # One test more than there are processors: most wait for something most of the time. One whose program is missing
+  # stands in the report as skipped; ctest itself knows better.
   ctest --preset "$preset" -j "$(($(nproc) + 1))" --output-junit "tests.xml" || complete=false
   [[ -s $report ]] || { echo "no test report from $preset" >&2; exit 1; }
   read -r ran broken left_out < <(python3 scripts/test-report.py "$report" "$preset" "$failures")

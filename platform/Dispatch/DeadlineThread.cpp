@@ -22,13 +22,13 @@ DeadlineThread::Clock::time_point DeadlineThread::after(std::chrono::nanoseconds
 
 DeadlineThread::Ticket DeadlineThread::callAt(Clock::time_point deadline, std::function<void()> function) {
   std::lock_guard lock(_mutex);
-  // Where the system has no thread or no descriptor to give at the moment, the next call asks again.
   Ticket ticket{deadline, ++_lastNumber};
   auto inserted = _calls.emplace(ticket, std::move(function)).first;
+  // Where the system has no thread or no descriptor to give at the moment, the next call asks again.
   const bool hadNone = _descriptor < 0;
   if (hadNone) _descriptor = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
   if (!_hasThread) _hasThread = startBackgroundThread("oq-timer", [this] { runThread(); });
-  // A new one knows of no earlier call either.
+  // A descriptor that came late has to be set for the calls before this one, too.
   if (hadNone || inserted == _calls.begin()) setAlarm();
   return ticket;
 }
