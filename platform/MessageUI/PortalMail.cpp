@@ -208,8 +208,8 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       self->end(MailOutcome::Unreachable);
     } else {
       self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
-      // What is taken for dead may come up yet.
-      if (self->_connection) self->closeRequest();
+      // What is taken for dead may come up yet. Who gave it up has told the portal.
+      if (self->_connection && !self->_isClosing) self->closeRequest();
     }
   }
 
