@@ -113,15 +113,15 @@ TEST(Number, ReadsNumbersFromAnyObject) {
 TEST(JSON, RefusesWhatIsNotJSON) {
   auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
   const std::string refused[] = {// torn or too much
-                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf{}",
-                                 std::string("[1]\0", 4), deep(513),
+                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf",
+                                 "{\xef\xbb\xbf}", std::string("[1]\0", 4), deep(513),
                                  // numbers and texts that there are not
-                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'",
-                                 "\"\xff\"", "\"\xed\xa0\x80\"", "\"\\ud800\""};
+                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'", "\"\xff\"",
+                                 "\"\xed\xa0\x80\"", "\"\\ud800\""};
   for (const auto& text : refused)
     EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
-  for (const std::string& text :
-       {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512)}) {
+  for (const std::string& text : {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512),
+                                  std::string("\xef\xbb\xbf {}")}) {
     EXPECT_TRUE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
   }
 }
