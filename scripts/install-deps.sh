@@ -14,7 +14,7 @@ packages=(
   # the web engine, and what its sandbox is built with
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx-light
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
@@ -49,3 +49,7 @@ echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# A test starts its own nginx. The package starts one as a service, which would stay.
+if [[ " ${missing[*]} " == *" nginx-light "* && -d /run/systemd/system ]]; then
+  "${as_root[@]}" systemctl --quiet disable --now nginx
+fi

@@ -35,6 +35,19 @@ CAMPAIGNS = {
 }
 
 
+def await_idle_end(port):
+    """Waits until the server has sent something, or closed, on each connection that is open and silent."""
+    def is_silent(line):
+        _, _, remote, state, queues = line.split()[:5]
+        return remote.endswith(f":{port:04X}") and state == "01" and queues.endswith(":00000000")
+    for _ in range(600):
+        tables = [pathlib.Path("/proc/net", name).read_text().splitlines()[1:] for name in ("tcp", "tcp6")]
+        if not any(is_silent(line) for table in tables for line in table):
+            return
+        threading.Event().wait(0.05)
+    raise AssertionError("the server keeps idle connections")
+
+
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
@@ -128,6 +141,8 @@ class RoadTest(unittest.TestCase):
         shown = self.await_event("$impDialog")
         self.assertEqual(shown["xcontext"], {"$dialog_id": "7001", "$dialog_type": 1})
         self.assertEqual((shown["xwho"], shown["appid"]), ("user-1", "e2e"))
+        # The user waits for so long that the server has closed the connection when the click is reported.
+        await_idle_end(PORT)
         second.do("tap-colour " + BLUE)
         second.do("await-no-colour " + BLUE)
         clicked = self.await_event("$clickDialog")
