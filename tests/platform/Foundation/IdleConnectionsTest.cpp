@@ -3,9 +3,9 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -35,10 +35,6 @@ namespace {
 using namespace std::chrono_literals;
 using namespace test;
 
-std::string answer(const std::string& body) {
-  return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
 const std::string lateAnswer = "HTTP/1.1 408 Request Timeout\r\nContent-Length: 4\r\nConnection: close\r\n\r\nlate";
 
 /// Its method and path, as in "GET:/1".
@@ -61,33 +57,17 @@ bool hasNewsOnAll(int port) {
   return true;
 }
 
-/// A descriptor that becomes readable, for all who wait for it, when the signal is given.
-class Signal {
- public:
-  Signal() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    _readEnd = FileDescriptor(ends[0]);
-    _writeEnd = FileDescriptor(ends[1]);
-  }
-  int descriptor() const { return _readEnd.get(); }
-  void give() { _writeEnd.close(); }
-
- private:
-  FileDescriptor _readEnd, _writeEnd;
-};
-
 /// Answers every request with its name. On the signal it ends all connections, while they are idle.
 class ClosingServer {
  public:
   using Close = void (*)(RawServer::Connection&);
-  explicit ClosingServer(Close close) : _close(close) {}
+  explicit ClosingServer(Close close) : _close(close) { renewSignal(); }
 
   std::string url(const std::string& path) const { return _server.url(path); }
 
   bool closeAll() {
-    _signals.back()->give();
-    nextCycle();
+    ::eventfd_write(_signal, 1);
+    renewSignal();
     return hasNewsOnAll(_server.port());
   }
 
@@ -95,24 +75,20 @@ class ClosingServer {
     std::lock_guard lock(_mutex);
     return _requests;
   }
-  std::size_t connectionCount() const { return _server.connectionCount(); }
 
  private:
-  void nextCycle() {
-    _signals.push_back(std::make_unique<Signal>());
-    _signal = _signals.back()->descriptor();
-  }
+  void renewSignal() { _signal = _signals.emplace_back(::eventfd(0, EFD_CLOEXEC)).get(); }
 
   void serve(RawServer::Connection& connection) {
     const int signal = _signal;
     while (connection.waitForRequest(signal)) {
-      const std::string request = connection.readRequest();
+      const std::string request = connection.readRequest(), name = nameOf(request);
       if (request.empty()) break;
       {
         std::lock_guard lock(_mutex);
-        _requests.push_back(nameOf(request));
+        _requests.push_back(name);
       }
-      connection.write(answer(nameOf(request)));
+      connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(name.size()) + "\r\n\r\n" + name);
     }
     _close(connection);
     connection.waitForClose();
@@ -121,8 +97,8 @@ class ClosingServer {
   const Close _close;
   std::mutex _mutex;
   std::vector<std::string> _requests;
-  std::vector<std::unique_ptr<Signal>> _signals;
-  std::atomic<int> _signal{(nextCycle(), _signals.back()->descriptor())};
+  std::vector<FileDescriptor> _signals;
+  std::atomic<int> _signal{-1};  ///< for the connections that are made now
   RawServer _server{[this](RawServer::Connection& connection) { serve(connection); }};
 };
 
@@ -130,10 +106,6 @@ struct Ending {
   const char* name;
   ClosingServer::Close close;
 };
-
-void PrintTo(const Ending& ending, std::ostream* out) {
-  *out << ending.name;
-}
 
 const Ending endings[] = {
     {"CloseNotify", [](RawServer::Connection& connection) { connection.closeTLS(); }},
@@ -253,16 +225,16 @@ int cyclesWithNginx() {
   return cycles ? std::atoi(cycles) : 1;
 }
 
-/// A real nginx on a free port, in a folder of its own, that closes what was idle for two seconds.
+/// A real nginx on a free port, in a folder of its own. It closes what was idle for two seconds.
 class Nginx {
  public:
   Nginx() {
+    TestAuthority::trusted().trust();
     const Identity identity = TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
     identity.write(_folder / "certificate.pem", _folder / "key.pem");
-    TestAuthority::trusted().trust();
-    ::close(listenOnLoopback(_port));
-    std::ofstream(_folder / "nginx.conf") << R"(
-daemon off; master_process off; pid nginx.pid; error_log stderr;
+    const FileDescriptor listener(listenOnLoopback(_port));
+    _folder.write("nginx.conf", R"(
+daemon off; worker_processes 1; pid nginx.pid;
 events {}
 http {
   keepalive_timeout 2;
@@ -271,18 +243,23 @@ http {
   client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path fastcgi; uwsgi_temp_path uwsgi;
   scgi_temp_path scgi;
   server {
-    listen 127.0.0.1:)" << _port << R"( ssl;
+    listen 127.0.0.1:)" + std::to_string(_port) +
+                                    R"( ssl;
     ssl_certificate certificate.pem; ssl_certificate_key key.pem;
     location / { return 200 $request_method:$uri; }
   }
-})";
-    const std::string folder = _folder.path().string() + "/";
+})");
+    // It takes the open socket over, as it does when it replaces itself: no other program can take the port.
+    const std::string prefix = _folder.path().string() + "/", socket = "NGINX=" + std::to_string(listener.get()) + ";";
+    const char* const environment[] = {socket.c_str(), nullptr};
     _process = ::fork();
-    if (_process == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      ::execl("/usr/sbin/nginx", "nginx", "-p", folder.c_str(), "-c", "nginx.conf", "-e", "stderr", nullptr);
-      ::_exit(127);
-    }
+    if (_process != 0) return;
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    ::fcntl(listener.get(), F_SETFD, 0);
+    ::fcntl(listener.get(), F_SETFL, O_NONBLOCK);
+    ::execle("/usr/sbin/nginx", "nginx", "-p", prefix.c_str(), "-c", "nginx.conf", "-e", "error.log", nullptr,
+             environment);
+    ::_exit(127);
   }
   ~Nginx() { stop(); }
   Nginx(const Nginx&) = delete;
@@ -290,15 +267,7 @@ http {
 
   int port() const { return _port; }
   std::string url(const std::string& path) const { return "https://localhost:" + std::to_string(_port) + path; }
-  /// False when it has ended instead.
-  bool isUp() {
-    while (::waitpid(_process, nullptr, WNOHANG) == 0) {
-      if (perform(get(url("/up"))).status == 200) return true;
-    }
-    _process = -1;
-    return false;
-  }
-  /// When everything is in its log.
+  /// Then everything is in its log.
   void stop() {
     if (_process <= 0) return;
     ::kill(_process, SIGQUIT);
@@ -308,6 +277,7 @@ http {
     std::ifstream log(_folder / "access.log");
     return {std::istream_iterator<std::string>(log), {}};
   }
+  std::string errors() const { return textOfFile(_folder / "error.log"); }
 
  private:
   ScratchFolder _folder;
@@ -317,12 +287,13 @@ http {
 
 TEST_F(IdleConnections, ThatNginxClosedLoseNoRequest) {
   Nginx nginx;
-  ASSERT_TRUE(nginx.isUp());
-  _sent.push_back("GET:/up");
+  const auto url = [&](const std::string& path) { return nginx.url(path); };
+  sendBurst(1, url);
+  ASSERT_FALSE(HasFailure()) << nginx.errors();
   for (int cycle = 0; cycle < cyclesWithNginx(); ++cycle) {
     for (const int count : {6, 1}) {
       ASSERT_TRUE(hasNewsOnAll(nginx.port()));
-      sendBurst(count, [&](const std::string& path) { return nginx.url(path); });
+      sendBurst(count, url);
     }
   }
   nginx.stop();
