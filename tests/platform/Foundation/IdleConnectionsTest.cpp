@@ -202,8 +202,8 @@ TEST_F(IdleConnections, AreNotUsedAfterThirtySecondsASuspensionOrTheServersTime)
 }
 
 TEST_F(IdleConnections, ARedirectToAClosedOneRepeatsOnlyWhatWasNotSent) {
-  LoopbackServer first;
   ClosingServer second(endings[0].close);
+  LoopbackServer first;
   for (const int status : {302, 307}) {
     first.handle("/" + std::to_string(status), [&, status](const auto&) {
       return LoopbackServer::Response{status, "", "text/plain", {{"Location", second.url("/there")}}};
