@@ -154,7 +154,7 @@ void UINavigationController::pushViewController(std::shared_ptr<UIViewController
   turnPage(covered, controller, animated);
 }
 
-std::shared_ptr<UIViewController> UINavigationController::popViewController(bool animated) {
+std::shared_ptr<UIViewController> UINavigationController::popViewControllerAnimated(bool animated) {
   if (_stack.size() < 2) return nullptr;
   const auto self = shared_from_this();
   const auto taken = _stack.back();

@@ -27,7 +27,7 @@ class UINavigationController : public ContainerViewController {
   /// Shows the page above the others and sends the appearance messages.
   void pushViewController(std::shared_ptr<UIViewController> controller, bool animated);
   /// Takes the top page away; the last one stays. Returns what was taken, nullptr when nothing was.
-  std::shared_ptr<UIViewController> popViewController(bool animated);
+  std::shared_ptr<UIViewController> popViewControllerAnimated(bool animated);
   const std::shared_ptr<UINavigationBar>& navigationBar();
   /// True also while the top page wants no bar. A hidden bar has no height, and pages lie where it was.
   bool isNavigationBarHidden() const;

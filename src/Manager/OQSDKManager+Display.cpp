@@ -242,7 +242,7 @@ void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
 void OQSDKManager::_openWebController(UINavigationController& navigation, const std::string& url) {
   for (std::size_t i = 0; i < navigation.viewControllers().size(); ++i) {
     if (std::dynamic_pointer_cast<OQWebController>(navigation.viewControllers()[i]))
-      navigation.popViewController(false);
+      navigation.popViewControllerAnimated(false);
   }
   auto page = makeMainObject<OQWebController>();
   page->setUrlString(url);

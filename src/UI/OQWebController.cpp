@@ -71,7 +71,7 @@ void OQWebController::back() {
 
 void OQWebController::close() {
   const auto keepsThis = self();
-  if (const auto navigation = navigationController()) navigation->popViewController(true);
+  if (const auto navigation = navigationController()) navigation->popViewControllerAnimated(true);
   dismissViewControllerAnimated(true);
 }
 

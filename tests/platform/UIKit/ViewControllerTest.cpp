@@ -97,7 +97,7 @@ TEST_F(ViewControllerTest, ARootThatIsReplacedWhileItAppearsLeavesNothingBehind)
 TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   auto navigation = showInNavigation(first);
   EXPECT_EQ(first->navigationController(), navigation);
-  EXPECT_EQ(navigation->popViewController(true), nullptr);
+  EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
 
   log.clear();
   navigation->pushViewController(second, true);
@@ -113,7 +113,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(first->view()->window(), nullptr);
 
   log.clear();
-  EXPECT_EQ(navigation->popViewController(false), second);
+  EXPECT_EQ(navigation->popViewControllerAnimated(false), second);
   EXPECT_EQ(log, (Log{"b will disappear", "a will appear", "b did disappear", "a did appear"}));
   EXPECT_EQ(second->parentViewController(), nullptr);
   EXPECT_EQ(navigation->view()->subviews(), (Views{first->view(), navigation->navigationBar()}));
@@ -123,7 +123,7 @@ TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
   auto navigation = showInNavigation(first);
   navigation->pushViewController(second, true);
   stepTo(0.1);
-  navigation->popViewController(true);
+  navigation->popViewControllerAnimated(true);
   stepTo(0.2);
   navigation->pushViewController(third, true);
   stepTo(0.3);
@@ -274,7 +274,7 @@ TEST_F(ViewControllerTest, AHostWindowLetsTouchesThroughUntilAPageIsPushed) {
   EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
   navigation->pushViewController(page("a"), false);
   EXPECT_TRUE(attached->wantsTouchAt({50, 50}));
-  navigation->popViewController(false);
+  navigation->popViewControllerAnimated(false);
   EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
 }
 
