@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Foundation/Format.h"
 #include "UIKit/Accessibility.h"
 #include "UIKit/UIWindow.h"
 
@@ -52,7 +53,7 @@ void guarded(Run&& run) {
   try {
     run();
   } catch (const std::exception& failure) {
-    g_printerr("%s\n", failure.what());
+    platformLog(failure.what());
   }
 }
 

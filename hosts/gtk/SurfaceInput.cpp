@@ -1,6 +1,7 @@
 #include <optional>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/Format.h"
 #include "Host.h"
 #include "NativeChildren.h"
 #include "StandIns.h"
@@ -124,7 +125,7 @@ gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpoint
   try {
     return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
   } catch (const std::exception& failure) {
-    g_printerr("%s\n", failure.what());
+    platformLog(failure.what());
     return GDK_EVENT_STOP;
   }
 }

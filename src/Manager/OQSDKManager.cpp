@@ -104,8 +104,13 @@ void OQSDKManager::exchangeMethod() {
   OQUploadHookBlock block = [](Object&, SEL, const Value& info, const std::string&, const UploadHandler&) {
     guarded([&] { sharedManager().onEventDataReceived(info); });
   };
-  OQSwizzler::swizzleSelector(saveUploadInfo, NSClassFromString("TorvelinSDK"), std::move(block),
-                              "oq_saveUploadInfo");
+  Class* analytics = NSClassFromString("TorvelinSDK");
+  if (!analytics) {
+    platformWarning(
+        "No class \"TorvelinSDK\" is registered, so the library sees no events and shows no messages. Register it with "
+        "oq::registerClass() before TorvelinOqManager::startWithConfig().");
+  }
+  OQSwizzler::swizzleSelector(saveUploadInfo, analytics, std::move(block), "oq_saveUploadInfo");
 }
 
 void OQSDKManager::setEnvironment(std::uint64_t environment) {

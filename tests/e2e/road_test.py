@@ -38,9 +38,10 @@ CAMPAIGNS = {
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
+        self.errors = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
             [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True, encoding="utf-8",
+            stdout=subprocess.PIPE, stderr=self.errors, text=True, encoding="utf-8",
             env={**os.environ, "SSL_CERT_FILE": authority})
         self.lines = server_test.Lines(self.process.stdout)
 
@@ -77,7 +78,13 @@ class Host:
 
     def quit(self):
         self.process.stdin.close()
-        return self.process.wait(timeout=30)
+        status = self.process.wait(timeout=30)
+        with self.errors:
+            self.errors.seek(0)
+            printed = self.errors.read()
+        if printed:
+            raise AssertionError(f"on the host's standard error:\n{printed}")
+        return status
 
 
 class RoadTest(unittest.TestCase):

@@ -13,6 +13,7 @@
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIControl.h"
 #include "UIKit/UIScreen.h"
+#include "oqsdk/TorvelinOqManager.h"
 #include "support/ScratchFolder.h"
 
 namespace oq {
@@ -32,6 +33,19 @@ std::shared_ptr<View> addRed(CGRect frame) {
   view->setBackgroundColor(UIColor::redColor());
   keyWindow()->addSubview(view);
   return view;
+}
+
+TEST(HeadlessHostTest, AStartWithoutAnAnalyticsClassWarnsOnce) {
+  const test::ScratchFolder folder;
+  HeadlessHost host({.dataDirectory = folder.path()});
+  auto config = TorvelinOqConfig::defaultConfig();
+  config->setEnvType(3);  // has no server
+  testing::internal::CaptureStderr();
+  for (int start = 0; start < 2; ++start) TorvelinOqManager::startWithConfig(config);
+  const std::string printed = testing::internal::GetCapturedStderr();
+  const std::size_t warning = printed.find("OQSDK-WARNING");
+  EXPECT_NE(printed.find("No class \"TorvelinSDK\" is registered", warning), std::string::npos) << printed;
+  EXPECT_EQ(printed.find("OQSDK-", warning + 1), std::string::npos) << printed;
 }
 
 TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {

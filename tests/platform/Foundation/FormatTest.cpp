@@ -1,6 +1,7 @@
 #include "Foundation/Format.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <cmath>
 #include <limits>
@@ -47,15 +48,20 @@ TEST(Format, ReplacesPlaceholdersInOrderAndNeverScansArguments) {
   EXPECT_EQ(stringWithFormat("%@", PropertyValue(Data{0x0a, 0xff})), "<0aff>");
 }
 
-TEST(Format, LogsToTheHandlerUntilItIsTakenBack) {
-  std::string seen;
-  setPlatformLogHandler([&](std::string_view text) { seen += text; });
-  platformLog("one");
-  setPlatformLogHandler({});
+TEST(Format, ThePlatformsLogIsQuietUnlessGLibIsAsked) {
+  testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  platformLog("two");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "two\n");
-  EXPECT_EQ(seen, "one");
+  platformLog("unasked");
+  setenv("G_MESSAGES_DEBUG", "OQSDK", 1);
+  platformLog("asked");
+  unsetenv("G_MESSAGES_DEBUG");
+  platformWarning("mistake");
+  const std::string output = testing::internal::GetCapturedStdout(), errors = testing::internal::GetCapturedStderr();
+  EXPECT_NE(output.find("OQSDK-DEBUG"), std::string::npos) << output;
+  EXPECT_NE(output.find(": asked\n"), std::string::npos) << output;
+  EXPECT_NE(errors.find("OQSDK-WARNING"), std::string::npos) << errors;
+  EXPECT_NE(errors.find(": mistake\n"), std::string::npos) << errors;
+  EXPECT_EQ((output + errors).find("unasked"), std::string::npos) << output << errors;
 }
 
 TEST(Number, ReadsNumbersFromAnyObject) {
