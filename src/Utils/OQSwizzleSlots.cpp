@@ -189,9 +189,8 @@ void viewWillDisappearSent(IMP implementation, Object& self, SEL selector, bool 
 
 void runMailBlocks(Object& self, SEL selector, Object* controller, std::int64_t result,
                    const std::optional<Error>& error) {
-  forEachBlock<OQMailHookBlock>(
-      MailComposeControllerDidFinishWithResultSwizzle(),
-      [&](const auto& block) { block(self, selector, controller, Value(result), error); });
+  forEachBlock<OQMailHookBlock>(MailComposeControllerDidFinishWithResultSwizzle(),
+                                [&](const auto& block) { block(self, selector, controller, Value(result), error); });
 }
 
 void oqSwizzledMethodMailComposeControllerDidFinishWithResult(Object& self, SEL selector, Object* controller,
