@@ -45,7 +45,9 @@ Snapshot<LogHandler>& logHandler() {
 void writeToPlatformLog(GLogLevelFlags level, const char* priority, std::string_view text) {
   auto handler = logHandler().load();
   if (*handler) return (*handler)(text);
-  WriteSignalGuard guard;  // a closed standard error must not end the host
+  // A closed standard error must not end the host. Usually nothing is written, and the system calls are saved.
+  std::optional<WriteSignalGuard> guard;
+  if (!g_log_writer_default_would_drop(level, "OQSDK")) guard.emplace();
   const GLogField fields[] = {{"GLIB_DOMAIN", "OQSDK", -1},
                               {"PRIORITY", priority, -1},
                               {"MESSAGE", text.data(), static_cast<gssize>(text.size())}};
