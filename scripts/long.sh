@@ -8,7 +8,7 @@ scripts/install-deps.sh --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
-[[ ${#parts[@]} -gt 0 ]] || parts=(kills display soak seeds fuzz)
+[[ ${#parts[@]} -gt 0 ]] || parts=(kills display processes soak seeds fuzz)
 echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc) processors, $(date -u +%F)"
 
 passed=0 failed=0
@@ -37,6 +37,7 @@ for part in "${parts[@]}"; do
   case $part in
     kills) OQSDK_KILLS=1000 tests dev platform_tests 'KilledWriter.*' ;;
     display) OQSDK_KILLS=500 tests dev core_tests 'KillTest.*' ;;
+    processes) OQSDK_PROCESS_ROUNDS=200 tests dev core_tests 'ProcessesTest.*' ;;
     soak) OQSDK_SOAK_EVENTS=10000000 tests dev core_tests '*MemoryAndDescriptorsStayFlat*' ;;
     seeds) OQSDK_STRESS_SEEDS=100 tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*' ;;
     fuzz)

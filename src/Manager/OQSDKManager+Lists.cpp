@@ -165,6 +165,7 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   Stored& stored = _stored();
   Events waited;
   {
+    const auto access = _shareRecords();
     std::lock_guard lock(_displayMutex);
     // The records first: whoever sees the new list without the lock finds them merged.
     stored.recordTree->updateWithTree(scratch);
@@ -173,7 +174,7 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   }
   clearTreeNodeActivateState();
   syncInAppData();
-  syncRecordTree();
+  _writeRecordsOrTryLater(_shareRecords());
   return waited;
 }
 

@@ -72,8 +72,7 @@ void OQSDKManager::_restore() const {
   auto inApp = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQInAppWindowDataFileName));
   auto subscribe = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQSubscribeWindowDataFileName),
                                                           OQCampaignList::PreConditions::Ignored);
-  auto tree = OQRecordTree::treeWithNodes(
-      std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
+  auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
   _clearActivated(*tree);
   _storedFields.inApp.exchange(std::move(inApp));
   _storedFields.subscribe.exchange(std::move(subscribe));
@@ -83,9 +82,7 @@ void OQSDKManager::_restore() const {
 }
 
 void OQSDKManager::_clearActivated(const OQRecordTree& tree) {
-  for (const auto& node : tree.copyOfNodes()) {
-    if (!node->isUserClosed()) node->setActivated(false);
-  }
+  for (const auto& node : tree.copyOfNodes()) node->beginRun();
 }
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
