@@ -147,6 +147,11 @@ class Process {
     }
     reports.closeWriter();
   }
+  /// Leaves no process behind, stopped or waiting, when the test fails.
+  ~Process() {
+    if (_isRunning) kill();
+    if (_isRunning) statusOf(_id);
+  }
 
   void kill() { ::kill(_id, SIGKILL); }
   void resume() { ::kill(_id, SIGCONT); }
@@ -156,7 +161,8 @@ class Process {
     return ::waitpid(_id, &status, WUNTRACED) == _id && WIFSTOPPED(status);
   }
   /// True if it was killed.
-  bool join() const {
+  bool join() {
+    _isRunning = false;
     const int status = statusOf(_id);
     EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0) << "status " << status;
     return WIFSIGNALED(status);
@@ -166,6 +172,7 @@ class Process {
 
  private:
   const pid_t _id;
+  bool _isRunning = true;
 };
 
 /// What the processes of one folder reported so far.

@@ -4,6 +4,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <future>
+#include <thread>
+
 #include "Model/OQRecordTree.h"
 #include "Storage/OQDataArchiver.h"
 #include "src/TemporaryFolder.h"
@@ -39,7 +42,6 @@ class RecordStore : public testing::Test {
 TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
   EXPECT_TRUE(ours.read().empty());
   EXPECT_EQ(changeIn(ours), std::nullopt) << "no file yet";
-  // Files of one size, written so quickly that they have one time, and with inode numbers that are used again.
   for (int value = 1; value < 60; value += 3) {
     write(ours, value);
     ASSERT_EQ(changeIn(ours), std::nullopt) << "our own write";
@@ -80,13 +82,42 @@ TEST_F(RecordStore, AForkedProcessDoesNotKeepTheLock) {
   test::statusOf(child);
 }
 
-TEST_F(RecordStore, ALockFileThatWasReplacedLocksNoLonger) {
+/// A process that waits has the lock file open when it is removed, and must not take that one for the lock.
+TEST_F(RecordStore, ALockFileThatWasRemovedLocksNoLonger) {
   auto access = ours.access();
+  OQRecordStore waiting;
+  auto waited = std::async(std::launch::async, [&] { return static_cast<bool>(waiting.access()); });
+  const auto openings = [&] {
+    int count = 0;
+    std::error_code error;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+      count += std::filesystem::read_symlink(each, error) == std::filesystem::canonical(lockFile);
+    return count;
+  };
+  while (openings() < 2) std::this_thread::yield();
   std::filesystem::remove(lockFile);
-  auto next = theirs.access();
+  const auto next = theirs.access();
   EXPECT_TRUE(next);
   access.release();
-  EXPECT_FALSE(ours.access());
+  EXPECT_FALSE(waited.get());
+}
+
+/// The inode number of a file that was replaced is given to a later one.
+TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
+  const auto time = std::filesystem::file_time_type::clock::now();
+  const auto replace = [&] {
+    test::writeText(folder.path() / "new", "same size");
+    std::filesystem::last_write_time(folder.path() / "new", time);
+    std::filesystem::rename(folder.path() / "new", file);
+  };
+  replace();
+  FileVersion version;
+  ASSERT_TRUE(contentsOfFile(file, UsualFileLimit, &version));
+  EXPECT_TRUE(version.isStillAt(file));
+  for (int i = 0; i < 20; ++i) {
+    replace();
+    ASSERT_FALSE(version.isStillAt(file)) << i;
+  }
 }
 
 TEST_F(RecordStore, WhereThereCanBeNoLockEachProcessGoesOnAlone) {
