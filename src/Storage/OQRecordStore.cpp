@@ -1,5 +1,6 @@
 #include "Storage/OQRecordStore.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Storage/OQDataArchiver.h"
@@ -20,25 +21,52 @@ OQRecordStore::Nodes OQRecordStore::read() {
 }
 
 OQRecordStore::Access OQRecordStore::access() {
-  const auto start = Clock::now();
   auto folder = documentsDirectory();
-  if (!takeTurn(start + Patience)) return Access();
+  const auto deadline = takeTurn();
+  if (!deadline) return Access();
   // Ends the turn unless it gets the lock.
   Access access(*this, FileLock(), std::move(folder));
-  auto lock = FileLock::take(access._file / OQRecordTreeLockFileName,
-                             start + (_isBlocked ? PatienceWhenBlocked : Patience));
-  _isBlocked = !lock;
+  auto lock = this->lock(access._file / OQRecordTreeLockFileName, *deadline);
   if (!lock) return Access();
   access._lock = std::move(*lock);
   access._file /= OQRecordTreeDataFileName;
   return access;
 }
 
-bool OQRecordStore::takeTurn(Clock::time_point deadline) {
+std::optional<FileLock> OQRecordStore::lock(const std::filesystem::path& file, Clock::time_point deadline) {
+  auto lock = FileLock::take(file, Clock::time_point::min());
+  if (!lock) {
+    setWaiting(true);
+    if (_isBlocked) deadline = std::min(deadline, Clock::now() + PatienceWhenBlocked);
+    lock = FileLock::take(file, deadline);
+    setWaiting(false);
+  }
+  _isBlocked = !lock;
+  return lock;
+}
+
+std::optional<OQRecordStore::Clock::time_point> OQRecordStore::takeTurn() {
+  auto deadline = Clock::now() + Patience;
+  bool hasWaitedForOthers = false;
   std::unique_lock lock(_mutex);
-  if (!_turnEnded.wait_until(lock, deadline, [this] { return !_isInUse; })) return false;
+  while (_isInUse) {
+    hasWaitedForOthers |= _isWaiting;
+    if (!_isWaiting) {
+      _changed.wait(lock);
+    } else if (_changed.wait_until(lock, deadline) == std::cv_status::timeout && _isInUse && _isWaiting) {
+      return std::nullopt;
+    }
+  }
   _isInUse = true;
-  return true;
+  return hasWaitedForOthers ? deadline : Clock::now() + Patience;
+}
+
+void OQRecordStore::setWaiting(bool isWaiting) {
+  {
+    std::lock_guard lock(_mutex);
+    _isWaiting = isWaiting;
+  }
+  _changed.notify_all();
 }
 
 void OQRecordStore::endTurn() {
@@ -46,7 +74,7 @@ void OQRecordStore::endTurn() {
     std::lock_guard lock(_mutex);
     _isInUse = false;
   }
-  _turnEnded.notify_one();
+  _changed.notify_all();
 }
 
 OQRecordStore::Access::Access(OQRecordStore& store, FileLock lock, std::filesystem::path file)

@@ -56,20 +56,25 @@ class OQRecordStore {
   /// The nodes of the file; empty when it is missing or damaged. Takes no lock. Before the first access only.
   Nodes read();
 
-  /// Waits up to 250 ms for other threads and processes, whatever they do; none after that. When a process keeps the
-  /// records from all others (it was stopped, perhaps), only the first wait is that long: until the lock is free again
-  /// the next ones end after 20 ms, so that a main thread with many events is not held up by each of them.
+  /// Waits up to 250 ms for other processes, and for threads that wait for them; none after that. A thread of this
+  /// process that has access is waited for, as for any other write. When a process keeps the records from all others
+  /// (it was stopped, perhaps), only the first wait is that long: until the lock is free again the next ones end after
+  /// 20 ms, so that a main thread with many events is not held up by each of them.
   Access access();
 
  private:
   using Clock = FileLock::Clock;
 
-  bool takeTurn(Clock::time_point deadline);
+  /// Until when the thread whose turn it is may wait for other processes; nullopt when it does not get its turn.
+  std::optional<Clock::time_point> takeTurn();
   void endTurn();
+  std::optional<FileLock> lock(const std::filesystem::path& file, Clock::time_point deadline);
+  void setWaiting(bool isWaiting);
 
   std::mutex _mutex;
-  std::condition_variable _turnEnded;
+  std::condition_variable _changed;
   bool _isInUse = false;
+  bool _isWaiting = false;  ///< the thread whose turn it is, for another process
 
   // Used by the thread whose turn it is.
   bool _isBlocked = false;
