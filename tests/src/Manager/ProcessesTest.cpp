@@ -86,7 +86,8 @@ class ReportingEngine : public OQSDKManager {
       const auto waited = std::chrono::steady_clock::now() - start;
       DispatchQueue::drainMain();
       const auto outcome = recentDecisions().as_array().back().at("outcome").as_string();
-      step = outcome == "records are busy" ? Step::Busy : outcome == "count used up" ? Step::UsedUp : Step::Shown;
+      const bool isShown = outcome == "counted and handed to the screen";
+      step = isShown ? Step::Shown : outcome == "records are busy" ? Step::Busy : Step::UsedUp;
       if (step != Step::Shown) {
         report(step, window, std::chrono::duration_cast<std::chrono::milliseconds>(waited).count());
       }
