@@ -273,6 +273,7 @@ void playRounds() {
                 "%d killed, %d of them without an answer; records busy %d times\n",
                 name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered,
                 totals.busy);
+    std::fflush(stdout);  // not again by a fork
   }
 }
 
