@@ -80,9 +80,10 @@ void Host::remove(Surface& surface) {
 
 Surface* Host::screenSurface() const {
   Surface* first = nullptr;
-  for (Surface* surface : _surfaces) {
-    if (surface->stage().isEmpty()) continue;
-    if (surface->isActive()) return surface;
+  for (const auto& scene : UIApplication::sharedApplication().connectedScenes()) {
+    Surface* surface = scene->windows().empty() ? nullptr : surfaceOf(*scene->windows().front());
+    if (!surface || surface->stage().isEmpty()) continue;
+    if (scene->activationState() == UISceneActivationState::ForegroundActive) return surface;
     if (!first) first = surface;
   }
   return first;

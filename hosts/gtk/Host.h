@@ -28,11 +28,12 @@ class Host : public UIHost {
   double now() const override;
   void setNeedsFrame(UIWindow& window) override;
   void setDeadline(double deadline) override;
+  void scenesChanged() override { updateScreen(); }
 
   /// A surface whose scene is connected.
   void add(Surface& surface);
   void remove(Surface& surface);
-  /// The main screen is the stage where messages are shown: that of the first surface that is active, else of
+  /// The main screen is the stage where messages are shown: that of the first scene that is active, else of
   /// the first that has one. To be called when one of them is another.
   void updateScreen();
   /// The one that shows the window; nullptr when none does.

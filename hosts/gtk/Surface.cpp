@@ -27,7 +27,6 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
   _scene->addWindow(_window);
-  _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
 
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
@@ -49,8 +48,9 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
 
 Surface::~Surface() {
   stopListening();
+  stopWatchingToplevel();
   disconnectScene();
-  hidden();
+  cancelAllTouches();
   _standIns.reset();
   _nativeChildren.reset();
 }
@@ -82,43 +82,67 @@ void Surface::realizationChanged() {
 }
 
 void Surface::shown() {
-  GtkNative* native = gtk_widget_get_native(gobj());
-  _toplevel = native ? gtk_native_get_surface(native) : nullptr;
-  if (_toplevel && GDK_IS_TOPLEVEL(_toplevel)) {
-    g_object_ref(_toplevel);
-    auto changed =
-        +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->updateActivation(); };
-    _stateHandler = g_signal_connect(_toplevel, "notify::state", G_CALLBACK(changed), this);
-  } else {
-    _toplevel = nullptr;
-  }
+  watchToplevel();
   // A window is shown before it is laid out, and its host may record an event in between.
   if (_stage.isEmpty()) layOutAsExpected();
-  updateActivation();
+  updateVisibility();
+  noteUse();
   updateStandInsLater();
 }
 
 void Surface::hidden() {
-  if (_toplevel) {
-    g_signal_handler_disconnect(_toplevel, _stateHandler);
-    g_object_unref(_toplevel);
-    _toplevel = nullptr;
-  }
-  _scene->setActivationState(UISceneActivationState::Background);
-  if (_connected) _host->updateScreen();
+  stopWatchingToplevel();
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Hidden);
   cancelAllTouches();
 }
 
-bool Surface::isActive() const {
-  return _scene->activationState() == UISceneActivationState::ForegroundActive;
+void Surface::watchToplevel() {
+  stopWatchingToplevel();
+  GtkNative* native = gtk_widget_get_native(gobj());
+  GdkSurface* toplevel = native ? gtk_native_get_surface(native) : nullptr;
+  if (!toplevel || !GDK_IS_TOPLEVEL(toplevel)) return;
+  _toplevel = GDK_SURFACE(g_object_ref(toplevel));
+  auto changed = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->updateVisibility(); };
+  g_signal_connect(_toplevel, "notify::state", G_CALLBACK(changed), this);
+  if (!GTK_IS_WINDOW(native)) return;
+  _root = GTK_WINDOW(g_object_ref(native));
+  auto activated = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->noteUse(); };
+  g_signal_connect(_root, "notify::is-active", G_CALLBACK(activated), this);
 }
 
-void Surface::updateActivation() {
+void Surface::stopWatchingToplevel() {
+  if (_toplevel) g_signal_handlers_disconnect_by_data(_toplevel, this);
+  if (_root) g_signal_handlers_disconnect_by_data(_root, this);
+  g_clear_object(&_toplevel);
+  g_clear_object(&_root);
+}
+
+void Surface::updateVisibility() {
   bool minimised =
       _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
-  _scene->setActivationState(minimised ? UISceneActivationState::Background
-                                       : UISceneActivationState::ForegroundActive);
-  _host->updateScreen();
+  bool wasOnScreen = _scene->visibility() == UISceneVisibility::OnScreen;
+  if (!minimised && wasOnScreen) return;
+  UIApplication::sharedApplication().setSceneVisibility(
+      *_scene, minimised ? UISceneVisibility::Hidden : UISceneVisibility::Mapped);
+  // For the frame that shows that it can be seen.
+  queue_draw();
+}
+
+/// Later: nothing of the tree may change while it is painted.
+void Surface::noteFrame() {
+  if (_noting || _scene->visibility() != UISceneVisibility::Mapped) return;
+  _noting = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _noting = false;
+    if (_scene->visibility() == UISceneVisibility::Mapped)
+      UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+  });
+}
+
+/// The user turned to the window. One that loses the focus stays the one that was used last.
+void Surface::noteUse() {
+  if (_root && gtk_window_is_active(_root)) UIApplication::sharedApplication().sceneWasUsed(*_scene);
 }
 
 void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
@@ -194,6 +218,7 @@ double Surface::frameTime() {
 }
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
+  noteFrame();
   double time = frameTime(), width = get_width(), height = get_height();
   paintSurroundings(snapshot->gobj(), time);
   SnapshotPainter painter(snapshot->gobj(), get_scale_factor(), {{}, {width, height}});

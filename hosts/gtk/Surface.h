@@ -33,8 +33,6 @@ class Surface : public Gtk::Widget {
   const std::shared_ptr<UIWindow>& window() const { return _window; }
   /// Where the window lies in the widget.
   CGRect stage() const { return _stage; }
-  /// It is on screen, and its scene takes what the library shows.
-  bool isActive() const;
   /// Something in the window looks different from now on.
   void treeChanged();
   /// The widgets that show views of the window; they go before the surface does.
@@ -57,7 +55,11 @@ class Surface : public Gtk::Widget {
   void realizationChanged();
   void shown();
   void hidden();
-  void updateActivation();
+  void updateVisibility();
+  void watchToplevel();
+  void stopWatchingToplevel();
+  void noteFrame();
+  void noteUse();
   void layOutAsExpected();
   void layOut(int width, int height);
 
@@ -102,8 +104,10 @@ class Surface : public Gtk::Widget {
   std::unique_ptr<StandIns> _standIns;
   std::shared_ptr<NativeChildren> _nativeChildren;
   bool _updatingStandIns = false;
-  GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
-  gulong _stateHandler = 0;
+  // Watched while the widget is mapped.
+  GdkSurface* _toplevel = nullptr;
+  GtkWindow* _root = nullptr;
+  bool _noting = false;  ///< that a frame was painted
   guint _tick = 0;
   GtkEventController* _events = nullptr;
   std::optional<CGPoint> _pointer;  ///< where it was last seen

@@ -5,6 +5,7 @@
 #include "NativeChildren.h"
 #include "StandIns.h"
 #include "Surface.h"
+#include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
@@ -131,7 +132,9 @@ gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpoint
 
 bool Surface::handle(GdkEvent* event) {
   CGPoint point;
-  switch (gdk_event_get_event_type(event)) {
+  const GdkEventType type = gdk_event_get_event_type(event);
+  if (type == GDK_BUTTON_PRESS || type == GDK_TOUCH_BEGIN) UIApplication::sharedApplication().sceneWasUsed(*_scene);
+  switch (type) {
     case GDK_BUTTON_PRESS:
     case GDK_MOTION_NOTIFY:
     case GDK_BUTTON_RELEASE:

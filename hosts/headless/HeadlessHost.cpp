@@ -140,9 +140,9 @@ HeadlessHost::Impl::Impl(const Options& options)
   application.setHost(this);
   setWebEngine(&_engine);
   _window = makeHostWindow(bounds);
-  _scene->setActivationState(UISceneActivationState::ForegroundActive);
   _scene->addWindow(_window);
   application.connectScene(_scene);
+  application.setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
   warmUpText();
@@ -281,8 +281,8 @@ void HeadlessHost::setScreenSize(double width, double height) {
 }
 
 void HeadlessHost::setActive(bool active) {
-  _impl->scene().setActivationState(active ? UISceneActivationState::ForegroundActive
-                                           : UISceneActivationState::Background);
+  UIApplication::sharedApplication().setSceneVisibility(
+      _impl->scene(), active ? UISceneVisibility::OnScreen : UISceneVisibility::Hidden);
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {

@@ -91,7 +91,7 @@ class OQSDK_EXPORT HeadlessHost {
   void setScreenSize(double width, double height);
   /// Another number of pixels a point.
   void setScale(double scale);
-  /// Whether the application is in the foreground.
+  /// Whether the application is in the foreground. While it is not, messages wait to be shown.
   void setActive(bool active);
 
   /// The web pages that the library has open, oldest first. They are not painted: there is no engine to do it, and the

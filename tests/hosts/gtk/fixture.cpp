@@ -21,6 +21,7 @@
 /// "overlay": an overlay of its own is
 /// "eager": the same, and it shows a message as soon as it has asked for its window, which is given no size
 /// "second": a window that is never shown was attached before
+/// "early": the same, and it shows a message before it has asked for its window, which is left to "show"
 /// "adw_window", "adw_application_window": its window is libadwaita's, which is loaded for it
 
 namespace {
@@ -108,9 +109,12 @@ class Fixture : public CommandFixture {
         {"rehome", [this](auto&) { rehome(); }},
         {"above", [this](auto&) { addAbove(); }},
         {"hide", [this](auto&) { _window->set_visible(false); }},
+        {"pop_and_hide", [this](auto&) { pop(3, 1), _window->set_visible(false); }},
         {"show", [this](auto&) { _window->set_visible(true); }},
+        {"minimise", [this](auto&) { _window->minimize(); }},
+        {"unminimise", [this](auto&) { _window->unminimize(); }},
         {"close", [this](auto&) { _window->close(); }},
-        {"open", [this](auto&) { open(); }},
+        {"open", [this](auto& in) { openNamed(in); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [this](auto&) { tellState(); }},
@@ -118,7 +122,7 @@ class Fixture : public CommandFixture {
   }
 
   void open() override {
-    if (_kind == "second") oq::gtk::attach(*new Gtk::Window);
+    if (_kind == "second" || _kind == "early") oq::gtk::attach(*new Gtk::Window);
     _window = isAdwaita() ? makeAdwaitaWindow(_kind) : new Gtk::Window;
     _window->set_decorated(false);
     if (_kind != "eager") _window->set_default_size(_width, _height);
@@ -137,11 +141,18 @@ class Fixture : public CommandFixture {
       oq::gtk::attach(*_window);
     }
     _window->signal_map().connect([this] { watchFrames(); });
-    _window->present();
-    if (_kind == "eager") pop(3, 1);
+    if (_kind != "early") _window->present();
+    if (_kind == "eager" || _kind == "early") pop(3, 1);
   }
 
  private:
+  void openNamed(std::istream& in) {
+    std::string title;
+    in >> title;
+    open();
+    _window->set_title(title);
+  }
+
   bool isAdwaita() const { return _kind.starts_with("adw_"); }
 
   Gtk::Button& makeButton(const std::string& name) {

@@ -44,6 +44,31 @@ class Display:
         self.process.wait()
 
 
+class WindowManager:
+    """Gives windows the focus, minimises them, and puts them where the first one would be without it."""
+
+    RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><applications><application class="*"><decor>no</decor>
+        <position force="yes"><x>0</x><y>0</y></position></application></applications></openbox_config>"""
+
+    def __enter__(self):
+        self.rules = tempfile.NamedTemporaryFile("w", suffix=".xml")
+        self.rules.write(self.RULES)
+        self.rules.flush()
+        self.process = subprocess.Popen(["openbox", "--config-file", self.rules.name, "--sm-disable"],
+                                        env=dict(os.environ, DISPLAY=DISPLAY), stderr=subprocess.DEVNULL)
+        until(lambda: b"window id" in self.root_property("_NET_SUPPORTING_WM_CHECK"), lambda: "no window manager")
+
+    @staticmethod
+    def root_property(name):
+        return subprocess.run(["xprop", "-root", name], env=dict(os.environ, DISPLAY=DISPLAY), check=True,
+                              stdout=subprocess.PIPE).stdout
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+        self.rules.close()
+
+
 class Fixture:
     """One run of the fixture. Every line that it prints is kept until it is asked for."""
 
@@ -317,7 +342,7 @@ class GtkHost(unittest.TestCase):
 
     def test_whatever_happens_to_the_window_while_a_message_opens_it_reports(self):
         fixture = self.start()
-        for command in ("hide", "show", "resize 350 600", "resize 900 600", "close"):
+        for command in ("show", "resize 350 600", "resize 900 600", "close"):
             with self.subTest(command):
                 # Each of those before has reported already.
                 before = fixture.lines.count("code 1")
@@ -325,6 +350,79 @@ class GtkHost(unittest.TestCase):
                 fixture.do(command)
                 while fixture.lines.count("code 1") == before:
                     fixture.await_line("code 1")
+
+    def assert_waiting(self, fixture, background):
+        """Neither reported nor painted, although time passes and the window may be looked at."""
+        fixture.do("animate 0.3")
+        fixture.await_line("completed")
+        self.assertNotIn("code 1", fixture.lines)
+        self.assertEqual(pixel(30, 350), background)
+
+    def assert_shown(self, fixture):
+        if "code 1" not in fixture.lines:
+            fixture.await_line("code 1")
+        await_pixel(30, 350, WHITE)
+        await_pixel(370, 350, WHITE)
+
+    def test_a_message_waits_until_its_window_can_be_seen(self):
+        pointer("mousemove", 1390, 990)
+        root = pixel(30, 350)
+        with WindowManager():
+            with self.subTest("not yet mapped"):
+                fixture = Fixture(400, 700, "early")
+                fixture.do("view 0 0 1 1")
+                self.assert_waiting(fixture, root)
+                fixture.do_until("show", "mapped")
+                self.assert_shown(fixture)
+                self.assertEqual(fixture.close(), 0)
+            for vanish, then, come_back in (("hide", "pop 3", "show"), ("minimise", "pop 3", "unminimise"),
+                                            ("pop_and_hide", "state", "show")):
+                with self.subTest(vanish):
+                    fixture = self.start(400, 700, "second")
+                    fixture.do("view 0 0 1 1")
+                    fixture.do(vanish)
+                    until(lambda: " active 0 " in fixture.state(), fixture.state)
+                    fixture.do(then)
+                    self.assert_waiting(fixture, root)
+                    fixture.do(come_back)
+                    self.assert_shown(fixture)
+                    self.assertEqual(fixture.close(), 0)
+
+    def test_a_message_appears_in_the_window_that_was_used_last(self):
+        lefts = {"one": 0, "two": 450, "three": 900}
+        messages = []
+
+        def assert_messages(*windows):
+            for name, left in lefts.items():
+                await_pixel(left + 30, 350, WHITE, gone=name not in windows)
+
+        def pop_in(name):
+            before = fixture.lines.count("code 1")
+            fixture.do("pop 3")
+            until(lambda: fixture.do("state") and fixture.lines.count("code 1") > before, lambda: "no report")
+            messages.append(name)
+            assert_messages(*messages)
+
+        with WindowManager():
+            fixture = self.start(400, 700)
+            for name in ("two", "three"):
+                fixture.do_until("open " + name, "mapped")
+                pointer("search", "--sync", "--name", f"^{name}$", "windowmove", "--sync", lefts[name], 0)
+            assert_messages()
+            click(650, 350)
+            fixture.await_line("host clicked")
+            pop_in("two")
+            # Made active without a press, and with the message of the other window still open.
+            pointer("search", "--name", "^three$", "windowactivate", "--sync")
+            pop_in("three")
+            click(200, 350)
+            fixture.await_line("host clicked")
+            pop_in("one")
+            # A press on the message itself is one, too.
+            click(450 + 110, 407)
+            fixture.await_line("code 4")
+            messages.remove("two")
+            pop_in("two")
 
     def test_an_endless_text_shows_and_scrolls(self):
         fixture = self.start()

@@ -9,6 +9,7 @@
 
 #include "UI/OQPopWindow.h"
 #include "UIKit/MainObject.h"
+#include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 #include "Utils/OQNavigation.h"
 #include "oqsdk/headless/HeadlessHost.h"
@@ -273,9 +274,91 @@ TEST_F(PopWindow, IsOwnedByTheScreenAndReleasedWhenItCloses) {
   EXPECT_EQ(reports.back(), (Report{4, "https://shop.example/left"}));
 }
 
-TEST_F(PopWindow, ReportsAlsoWhereThereIsNoWindowToBeShownIn) {
+/// A second attached window beside the host's own.
+class OtherScene {
+ public:
+  explicit OtherScene(UISceneVisibility visibility) {
+    window = makeHostWindow(CGRectMake(0, 0, 300, 600));
+    scene->addWindow(window);
+    application.connectScene(scene);
+    application.setSceneVisibility(*scene, visibility);
+  }
+  ~OtherScene() { application.disconnectScene(scene); }
+
+  UIApplication& application = UIApplication::sharedApplication();
+  std::shared_ptr<UIScene> scene = std::make_shared<UIScene>();
+  std::shared_ptr<UIWindow> window;
+};
+
+TEST_F(PopWindow, WaitsUntilItCanBeSeen) {
+  const OtherScene neverShown(UISceneVisibility::NeverMapped);
   host.setActive(false);
-  ASSERT_EQ(OQNavigation::keyWindow(), nullptr);
+  window->popWithData(dataOfStyle(2, "title", "text"), record());
+  makeMainObject<OQPopWindow>()->popWithTitle("title", "text", record());
+  host.advance(1);
+  EXPECT_TRUE(reports.empty());
+  EXPECT_FALSE(isOnScreen());
+
+  host.setActive(true);
+  host.advance(0.1);
+  EXPECT_EQ(window->superview(), OQNavigation::keyWindow());
+  EXPECT_TRUE(reports.empty()) << "the opening begins only now";
+  host.advance(0.15);
+  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {-1, {}}}));
+}
+
+TEST_F(PopWindow, OpensAgainWhenItsWindowWasHiddenMeanwhile) {
+  for (int style = 1; style <= 4; ++style) {
+    reports.clear();
+    window = makeMainObject<OQPopWindow>();
+    window->popWithData(dataOfStyle(style, "title", "text"), record());
+    host.advance(0.1);
+    host.setActive(false);
+    host.advance(1);
+    EXPECT_TRUE(reports.empty()) << style;
+    host.setActive(true);
+    host.advance(0.1);
+    EXPECT_TRUE(reports.empty()) << style;
+    host.advance(0.15);
+    EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << style;
+    EXPECT_FALSE(window->isHidden());
+    window->_close();
+    host.advance(0.1);
+    EXPECT_EQ(reports.size(), 2u) << style;
+  }
+}
+
+TEST_F(PopWindow, MovesToAnotherWindowWhenItsOwnIsHiddenOrClosed) {
+  open(dataOfStyle(3, "stays", "where it is"));
+  const auto shown = std::exchange(window, makeMainObject<OQPopWindow>());
+  auto other = std::make_unique<OtherScene>(UISceneVisibility::OnScreen);
+  other->application.sceneWasUsed(*other->scene);
+  window->popWithData(dataOfStyle(3, "title", "text"), record());
+  host.advance(0.1);
+  EXPECT_EQ(window->superview(), other->window);
+  other->application.setSceneVisibility(*other->scene, UISceneVisibility::Hidden);
+  host.advance(0.5);
+  EXPECT_EQ(window->superview(), OQNavigation::keyWindow());
+  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {1, {}}}));
+  EXPECT_EQ(shown->superview(), window->superview());
+
+  // One that waits goes on waiting when the last window is closed.
+  host.setActive(false);
+  window = makeMainObject<OQPopWindow>();
+  window->popWithData(dataOfStyle(3, "title", "text"), record());
+  const auto hosts = UIApplication::sharedApplication().connectedScenes();
+  for (const auto& scene : hosts) UIApplication::sharedApplication().disconnectScene(scene);
+  host.advance(0.5);
+  EXPECT_EQ(reports.size(), 2u);
+  other = std::make_unique<OtherScene>(UISceneVisibility::OnScreen);
+  host.advance(0.5);
+  EXPECT_EQ(window->superview(), other->window);
+  EXPECT_EQ(reports.size(), 3u);
+}
+
+TEST_F(PopWindow, ReportsAlsoWithoutAnyWindowAttached) {
+  const auto scene = UIApplication::sharedApplication().connectedScenes().front();
+  UIApplication::sharedApplication().disconnectScene(scene);
   std::weak_ptr<OQPopWindow> weak = window;
   window->popWithData(dataOfStyle(2, "title", "text"), record());
   window.reset();
@@ -428,7 +511,6 @@ TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
       [&] { host.setScreenSize(300, 200); },
       [&] { host.setScreenSize(1, 1); },
       [&] { host.setScreenSize(590, 1274); },
-      [&] { host.setActive(false); },
       [&] { host.setScale(3); },
       [&] { window->removeFromSuperview(); },
       [&] { window->closeWithCompletion(nullptr); },
@@ -448,7 +530,6 @@ TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
       host.advance(0.3);
       EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {3, {}}})) << i << ", style " << style;
       EXPECT_FALSE(isOnScreen());
-      host.setActive(true);
     }
   }
 }
