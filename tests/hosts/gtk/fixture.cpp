@@ -124,6 +124,7 @@ class Fixture : public CommandFixture {
   void open() override {
     if (_kind == "second" || _kind == "early") oq::gtk::attach(*new Gtk::Window);
     _window = isAdwaita() ? makeAdwaitaWindow(_kind) : new Gtk::Window;
+    _window->set_title("one");
     _window->set_decorated(false);
     if (_kind != "eager") _window->set_default_size(_width, _height);
     _window->signal_hide().connect([] { say("hidden"); });

@@ -45,10 +45,12 @@ class Display:
 
 
 class WindowManager:
-    """Gives windows the focus, minimises them, and puts them where the first one would be without it."""
+    """Minimises windows, makes them active when it is asked to, but not for a press, and puts them where they would be
+    without it."""
 
-    RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><applications><application class="*"><decor>no</decor>
-        <position force="yes"><x>0</x><y>0</y></position></application></applications></openbox_config>"""
+    RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><mouse/><applications><application class="*">
+        <decor>no</decor><position force="yes"><x>0</x><y>0</y></position></application></applications>
+        </openbox_config>"""
 
     def __enter__(self):
         self.rules = tempfile.NamedTemporaryFile("w", suffix=".xml")
@@ -413,11 +415,11 @@ class GtkHost(unittest.TestCase):
             fixture.await_line("host clicked")
             pop_in("two")
             # Made active without a press, and with the message of the other window still open.
-            pointer("search", "--name", "^three$", "windowactivate", "--sync")
-            pop_in("three")
-            click(200, 350)
-            fixture.await_line("host clicked")
+            pointer("search", "--name", "^one$", "windowactivate", "--sync")
             pop_in("one")
+            click(1100, 350)
+            fixture.await_line("host clicked")
+            pop_in("three")
             # A press on the message itself is one, too.
             click(450 + 110, 407)
             fixture.await_line("code 4")
