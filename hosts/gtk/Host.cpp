@@ -66,6 +66,7 @@ void Host::deadlineReached() {
   if (time < _deadline) return arm();
   // Forgotten first, so that the same deadline can be set again.
   _deadline = std::numeric_limits<double>::infinity();
+  for (Surface* surface : _surfaces) surface->checkFrames(time);
   UIApplication::sharedApplication().step(time);
 }
 

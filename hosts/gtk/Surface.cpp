@@ -17,6 +17,13 @@
 
 namespace oq::gtk {
 
+namespace {
+
+/// A frame that is this late, in seconds, is being held back.
+constexpr double frameIsLate = 0.1;
+
+}  // namespace
+
 Surface::Surface(std::shared_ptr<Host> host, int width, int height)
     : Glib::ObjectBase("OQSurface"), _host(std::move(host)), _scene(std::make_shared<UIScene>()) {
   set_name("oqsdk-surface");
@@ -128,8 +135,18 @@ void Surface::updateVisibility() {
   queue_draw();
 }
 
+void Surface::checkFrames(double now) {
+  bool areWanted = _frameWanted || _tick != 0;
+  if (!areWanted || now - _lastFrame < frameIsLate) return;
+  if (_scene->visibility() != UISceneVisibility::OnScreen) return;
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Mapped);
+  queue_draw();
+}
+
 /// Later: nothing of the tree may change while it is painted.
 void Surface::noteFrame() {
+  _frameWanted = false;
+  _lastFrame = _host->now();
   if (_noting || _scene->visibility() != UISceneVisibility::Mapped) return;
   _noting = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
@@ -181,6 +198,7 @@ void Surface::layOut(int width, int height) {
 }
 
 void Surface::treeChanged() {
+  _frameWanted = true;
   queue_draw();
   if (!_nativeChildren->isEmpty()) queue_allocate();
   givePointerBackLater();

@@ -35,6 +35,9 @@ class Surface : public Gtk::Widget {
   CGRect stage() const { return _stage; }
   /// Something in the window looks different from now on.
   void treeChanged();
+  /// Notices when the frames that were asked for do not come: the compositor of a Wayland session holds them back while
+  /// a window is minimised or on another workspace, and that is all that it tells of it.
+  void checkFrames(double now);
   /// The widgets that show views of the window; they go before the surface does.
   const std::shared_ptr<NativeChildren>& nativeChildren() const { return _nativeChildren; }
 
@@ -107,7 +110,9 @@ class Surface : public Gtk::Widget {
   // Watched while the widget is mapped.
   GdkSurface* _toplevel = nullptr;
   GtkWindow* _root = nullptr;
-  bool _noting = false;  ///< that a frame was painted
+  bool _noting = false;       ///< that a frame was painted
+  bool _frameWanted = false;  ///< asked for, and not yet painted
+  double _lastFrame = 0;
   guint _tick = 0;
   GtkEventController* _events = nullptr;
   std::optional<CGPoint> _pointer;  ///< where it was last seen

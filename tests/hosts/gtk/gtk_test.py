@@ -71,13 +71,33 @@ class WindowManager:
         self.rules.close()
 
 
+class Compositor:
+    """A Wayland session without a screen. While a window is minimised its frames are held back."""
+
+    def __enter__(self):
+        self.folder = tempfile.TemporaryDirectory()
+        os.chmod(self.folder.name, 0o700)
+        session = {"XDG_RUNTIME_DIR": self.folder.name, "WAYLAND_DISPLAY": "test-session"}
+        self.process = subprocess.Popen(
+            ["weston", "--backend=headless-backend.so", "--socket=test-session", "--idle-time=0", "--no-config"],
+            env={**os.environ, **session}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        until(lambda: os.path.exists(os.path.join(self.folder.name, "test-session")), lambda: "no compositor")
+        return {**session, "GDK_BACKEND": "wayland"}
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+        self.folder.cleanup()
+
+
 class Fixture:
     """One run of the fixture. Every line that it prints is kept until it is asked for."""
 
-    def __init__(self, width=400, height=700, *more):
+    def __init__(self, width=400, height=700, *more, session=None):
         self.home = tempfile.TemporaryDirectory()
-        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
-                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
+        environment = {**os.environ, "DISPLAY": DISPLAY, "GDK_BACKEND": "x11", "GSK_RENDERER": "cairo",
+                       "GTK_A11Y": "test", "GSETTINGS_BACKEND": "memory", "G_DEBUG": "fatal-criticals",
+                       "XDG_DATA_HOME": self.home.name, **(session or {})}
         self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.buffer = b""
@@ -389,6 +409,27 @@ class GtkHost(unittest.TestCase):
                     fixture.do(come_back)
                     self.assert_shown(fixture)
                     self.assertEqual(fixture.close(), 0)
+
+    def test_a_message_waits_for_frames_that_the_compositor_holds_back(self):
+        with Compositor() as session:
+            fixture = Fixture(400, 700, session=session)
+            fixture.await_line("mapped")
+            fixture.do_until("pop 3", "code 1")
+            before = fixture.lines.count("code 1")
+            fixture.do("view 0 0 1 1")
+            fixture.do("minimise")
+            # Until no frame comes although something moves.
+            fixture.do("animate 30")
+            fixture.quiet_frames()
+            fixture.do("pop 3")
+            for _ in range(2):
+                fixture.do("animate 0.3")
+                fixture.await_line("completed")
+            self.assertEqual(fixture.lines.count("code 1"), before)
+            # Nothing but a press in the session brings it back, so its window is made again.
+            fixture.do("hide")
+            fixture.do_until("show", "code 1")
+            self.assertEqual(fixture.close(), 0)
 
     def test_a_message_appears_in_the_window_that_was_used_last(self):
         lefts = {"one": 0, "two": 450, "three": 900}
