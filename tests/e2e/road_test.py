@@ -141,8 +141,17 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(second.quit(), 0)
 
         # The count is two: the third start shows it once more, from what is kept on disk, and the fourth does not.
+        # While its window is hidden that is counted, but neither shown nor reported.
         third = Host(self.folder, self.server.authority)
+        third.do("background")
         third.do("record buy item=tea")
+        third.do("settle")
+        self.assertEqual(self.used_counts(third), [(7001, 2)])
+        third.do("await-no-colour " + BLUE)
+        third.do("record add_to_cart item=pot")
+        self.await_event("add_to_cart", item="pot")
+        self.assertEqual(self.names().count("$impDialog"), 1)
+        third.do("foreground")
         third.do("await-colour " + BLUE)
         self.assertNotIn("in_app data:", third.log(), "the list is fetched once a day")
         third.do("tap-colour " + GREY)
@@ -155,11 +164,14 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(fourth.quit(), 0)
         self.assertEqual(self.names().count("$impDialog"), 2)
         # It was the count that spoke, not a lost list: both are on disk, where other tools can read them.
-        documents = fourth.folder / "Documents"
-        records = plistlib.loads((documents / "OQRecordTreeData.plist").read_bytes())["$objects"]
-        self.assertEqual([(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r],
-                         [(7001, 2)])
-        self.assertIn("7001", plistlib.loads((documents / "OQInAppWindowData.plist").read_bytes())["$objects"])
+        self.assertEqual(self.used_counts(fourth), [(7001, 2)])
+        windows = (fourth.folder / "Documents" / "OQInAppWindowData.plist").read_bytes()
+        self.assertIn("7001", plistlib.loads(windows)["$objects"])
+
+    @staticmethod
+    def used_counts(host):
+        records = plistlib.loads((host.folder / "Documents" / "OQRecordTreeData.plist").read_bytes())["$objects"]
+        return [(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r]
 
     def assert_login_fails_quietly(self, host, code):
         """The request, the failure, the event and nothing else in the log; nothing but that user on disk."""
