@@ -8,7 +8,7 @@ packages=(
   g++ cmake ninja-build ccache pkg-config git ca-certificates
   # the library
   libcurl4-openssl-dev libssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
-  libgdk-pixbuf-2.0-dev libfontconfig-dev zlib1g-dev
+  libgdk-pixbuf-2.0-dev libjpeg-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev
   # the web engine, and what its sandbox is built with

@@ -135,13 +135,60 @@ TEST(Image, RefusesBombsByTheirHeaders) {
 #endif
 }
 
+/// Two frames of one pixel: red, then blue.
+const Data kGif = {
+    'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
+
+/// A picture that hardly compresses, in the format.
+Data noisy(const char* format) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 100, 90);
+  guint length = 0;
+  guchar* bytes = gdk_pixbuf_get_pixels_with_length(pixels, &length);
+  std::uint32_t seed = 1;
+  for (guint i = 0; i < length; ++i) bytes[i] = static_cast<guchar>((seed = seed * 1664525 + 1013904223) >> 24);
+  gchar* saved = nullptr;
+  gsize size = 0;
+  gdk_pixbuf_save_to_buffer(pixels, &saved, &size, format, nullptr, nullptr);
+  Data data(saved, saved + size);
+  g_free(saved);
+  g_object_unref(pixels);
+  return data;
+}
+
+TEST(Image, RefusesAPictureThatBreaksOff) {
+  const std::pair<const char*, Data> cases[] = {
+      {"png", noisy("png")}, {"jpeg", noisy("jpeg")}, {"tiff", noisy("tiff")}, {"gif", kGif}};
+  for (const auto& [name, whole] : cases) {
+    SCOPED_TRACE(name);
+    EXPECT_TRUE(UIImage::imageWithData(whole));
+    EXPECT_FALSE(UIImage::isBroken(whole));
+    Data more = whole;
+    more.resize(whole.size() + 500, 'x');
+    EXPECT_TRUE(UIImage::imageWithData(more)) << "what follows a whole picture does not count";
+    for (const double part : {0.3, 0.5, 0.9, 0.95}) {
+      Data cut = whole;
+      cut.resize(static_cast<std::size_t>(part * static_cast<double>(whole.size())));
+      EXPECT_FALSE(UIImage::imageWithData(cut)) << part;
+      EXPECT_TRUE(UIImage::isBroken(cut)) << part;
+    }
+  }
+  for (const auto& [name, whole] : {cases[0], cases[1]}) {
+    SCOPED_TRACE(name);
+    Data endless = whole;
+    endless.resize(whole.size() - 1);
+    EXPECT_TRUE(UIImage::isBroken(endless)) << "the last bytes only mark the end";
+    const auto middle = whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2);
+    Data holed(whole.begin(), middle);
+    holed.insert(holed.end(), middle + 1000, whole.end());
+    EXPECT_TRUE(UIImage::isBroken(holed)) << "a part in the middle is missing";
+  }
+  EXPECT_FALSE(UIImage::isBroken(dataFromString("no picture")));
+}
+
 TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
-  // Two frames of one pixel: red, then blue.
-  const Data gif = {
-      'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
-      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
-      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
-  auto image = UIImage::imageWithData(gif);
+  auto image = UIImage::imageWithData(kGif);
   ASSERT_TRUE(image);
   Canvas canvas(1, 1);
   drawImage(canvas.cr(), *image, CGRectMake(0, 0, 1, 1));
