@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "Surface.h"
+#include "UIKit/Animation.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
 #include "UIKit/UIWindow.h"
@@ -25,12 +26,32 @@ Host::Host() : _self(std::make_shared<Host*>(this)) {
   });
   UIApplication::sharedApplication().setHost(this);
   setWebEngine(&_webPages);
+  watchSettings();
 }
 
 Host::~Host() {
   _timer->cancel();
+  if (_settings) g_signal_handler_disconnect(_settings, _animationsHandler);
+  g_clear_object(&_settings);
+  AnimationEngine::shared().setEnabled(true);
   setWebEngine(nullptr);
   UIApplication::sharedApplication().setHost(nullptr);
+}
+
+/// The user may want no animations, and may change their mind.
+void Host::watchSettings() {
+  _settings = gtk_settings_get_default();
+  if (!_settings) return;
+  g_object_ref(_settings);
+  _animationsHandler =
+      g_signal_connect(_settings, "notify::gtk-enable-animations", G_CALLBACK(animationsSet), nullptr);
+  animationsSet(G_OBJECT(_settings), nullptr, nullptr);
+}
+
+void Host::animationsSet(GObject* settings, GParamSpec*, gpointer) {
+  gboolean enabled = TRUE;
+  g_object_get(settings, "gtk-enable-animations", &enabled, nullptr);
+  AnimationEngine::shared().setEnabled(enabled);
 }
 
 double Host::now() const {

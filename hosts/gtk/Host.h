@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtk/gtk.h>
+
 #include <limits>
 #include <memory>
 #include <vector>
@@ -39,12 +41,16 @@ class Host : public UIHost {
   Surface* surfaceOf(const UIWindow& window) const;
 
  private:
+  static void animationsSet(GObject* settings, GParamSpec*, gpointer);
+  void watchSettings();
   Surface* screenSurface() const;
   void arm();
   void deadlineReached();
 
   WebPages _webPages{*this};
   std::vector<Surface*> _surfaces;
+  GtkSettings* _settings = nullptr;
+  gulong _animationsHandler = 0;
   double _deadline = std::numeric_limits<double>::infinity();
   std::shared_ptr<DispatchTimer> _timer;
   std::shared_ptr<Host*> _self;  ///< the timer's way to the host, emptied when that ends
