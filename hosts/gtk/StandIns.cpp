@@ -28,7 +28,9 @@ bool takesInput(const UIView& view) {
 
 CGRect frameInWindow(const UIView& view) {
   CGRect bounds = view.bounds();
-  return {view.convertPointToWindow(bounds.origin), bounds.size};
+  // A view may have a negative size where it has no room. GTK warns of one.
+  return {view.convertPointToWindow(bounds.origin),
+          {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
 }
 
 void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {

@@ -18,7 +18,9 @@ void tapped(std::int64_t index) {
 class Fixture : public CommandFixture {
  public:
   Fixture(int width, int height) : _width(width), _height(height) {
-    takeCommands({{"ball", [](auto&) { showBall(); }}, {"rest", [](auto&) { tellRest(); }}});
+    takeCommands({{"ball", [](auto&) { showBall(); }},
+                  {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
+                  {"rest", [](auto&) { tellRest(); }}});
   }
 
   void open() override {

@@ -66,6 +66,13 @@ class Tools(unittest.TestCase):
                 fixture.await_line("left")
                 self.assertEqual(fixture.close(), 0)
 
+    def test_the_tools_bear_a_window_without_room(self):
+        for width, height in ((300, 200), (120, 120)):
+            fixture = self.start(width, height)
+            fixture.do("diagnostics")
+            fixture.do_until("rest", "at rest")
+            self.assertEqual(fixture.close(), 0, "a warning of GTK's ends it")
+
     def test_the_alert_answers_to_pointer_and_keys(self):
         fixture = self.start(400, 700)
 
