@@ -85,7 +85,7 @@ void SnapshotPainter::pushClip(CGRect rect, double cornerRadius) {
   push(false);
   _visible = _visible.intersection({{_origin.x + rect.minX(), _origin.y + rect.minY()}, rect.size});
   if (cornerRadius > 0) {
-    GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+    GskRoundedRect rounded = toRoundedRect(snapped(rect), cornerRadius);
     gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
     return;
   }
@@ -114,9 +114,9 @@ void SnapshotPainter::pop() {
 void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
   if (rect.isEmpty() || colour.alpha <= 0) return;
   GdkRGBA rgba = toRgba(colour);
-  graphene_rect_t bounds = toRect(cornerRadius > 0 ? rect : snapped(rect));
+  graphene_rect_t bounds = toRect(snapped(rect));
   if (cornerRadius <= 0) return gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
-  GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+  GskRoundedRect rounded = toRoundedRect(snapped(rect), cornerRadius);
   gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
   gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
   gtk_snapshot_pop(_snapshot);

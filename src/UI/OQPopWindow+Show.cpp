@@ -82,6 +82,7 @@ void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {
   addToKeyWindow(imgView());
   loadPicture();
   setCardHeight(*imgView(), 0);
+  imgView()->layer().setCornerRadius(OQPopWindowMetrics().cornerRadius());
   imgView()->setUserInteractionEnabled(true);
   imgView()->setIsAccessibilityElement(true);
   imgView()->setAccessibilityTraits(UIAccessibilityTraitImage | UIAccessibilityTraitButton);
@@ -128,6 +129,8 @@ void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
 void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
   addToKeyWindow(webController()->view());
   setPageHeight(0);
+  webController()->view()->layer().setCornerRadius(OQPopWindowMetrics().cornerRadius());
+  webController()->view()->setClipsToBounds(true);
   openCard([this] { setPageHeight(OQPopWindowMetrics().pageHeight()); },
            [this] { placeCloseButtonBelow(*webController()->view()); }, std::move(completion));
 }
