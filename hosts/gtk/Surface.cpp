@@ -31,6 +31,10 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   connectScene();
 
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
+  GtkEventController* motion = gtk_event_controller_motion_new();
+  auto left = +[](GtkEventControllerMotion*, gpointer self) { static_cast<Surface*>(self)->pointerLeft(); };
+  g_signal_connect(motion, "leave", G_CALLBACK(left), this);
+  gtk_widget_add_controller(GTK_WIDGET(gobj()), motion);
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
   signal_destroy().connect([this] {
@@ -159,7 +163,7 @@ void Surface::layOut(int width, int height) {
 void Surface::treeChanged() {
   queue_draw();
   if (!_nativeChildren->isEmpty()) queue_allocate();
-  givePointerBackLater();
+  pointerSettlesLater();
   updateStandInsLater();
 }
 

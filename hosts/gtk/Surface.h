@@ -75,6 +75,7 @@ class Surface : public Gtk::Widget {
   static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
   bool handle(GdkEvent* event);
   bool handlePointer(GdkEvent* event, CGPoint point);
+  bool endPress(CGPoint point);
   bool handleTouch(GdkEvent* event, CGPoint point);
   bool handleScroll(GdkEvent* event, CGPoint point);
   bool handleKey(GdkEvent* event);
@@ -84,8 +85,10 @@ class Surface : public Gtk::Widget {
   bool locate(GdkEvent* event, CGPoint& point);
   bool covers(CGPoint point) const;
   bool isOnTopAt(CGPoint point);
-  void givePointerBackLater();
+  void pointerSettlesLater();
   void givePointerBack();
+  void followPointer();
+  void pointerLeft();
   CGPoint inStage(CGPoint point) const { return {point.x - _stage.minX(), point.y - _stage.minY()}; }
   bool begin(int identifier, CGPoint point);
   void move(int identifier, CGPoint point);
@@ -108,7 +111,8 @@ class Surface : public Gtk::Widget {
   GtkEventController* _events = nullptr;
   std::optional<CGPoint> _pointer;  ///< where it was last seen
   bool _pointerIsOurs = false;      ///< it was over a view of ours then
-  bool _givingBack = false;
+  bool _settlingPointer = false;
+  const char* _cursor = nullptr;    ///< the name of the one that is set
   std::map<GdkEventSequence*, int> _fingers;
   std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
   int _nextFinger = pointerTouch + 1;

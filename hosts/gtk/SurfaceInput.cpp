@@ -98,16 +98,31 @@ bool Surface::isOnTopAt(CGPoint point) {
   return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(inStage(point)).get());
 }
 
-/// A view that goes from under a pointer at rest leaves GTK with the surface as the pointer's widget, and the
-/// next press would be lost.
-void Surface::givePointerBackLater() {
-  if (!_pointerIsOurs || _givingBack) return;
-  _givingBack = true;
+/// The views under a pointer at rest are others now. One that has gone leaves GTK with the surface as the
+/// pointer's widget, and the next press would be lost.
+void Surface::pointerSettlesLater() {
+  if (!_pointerIsOurs || _settlingPointer) return;
+  _settlingPointer = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
-    _givingBack = false;
-    if (_pointerIsOurs && _touches.empty() && !covers(*_pointer)) givePointerBack();
+    _settlingPointer = false;
+    if (!_pointerIsOurs || !_touches.empty()) return;
+    followPointer();
+    if (!covers(*_pointer)) givePointerBack();
   });
+}
+
+/// A hand over what can be pressed, else the plain arrow: what the host wants under a message does not count.
+void Surface::followPointer() {
+  bool pressable = _window->pointerMoved(isOnTopAt(*_pointer) ? std::optional(inStage(*_pointer)) : std::nullopt);
+  const char* cursor = pressable ? "pointer" : "default";
+  if (cursor == _cursor) return;
+  _cursor = cursor;
+  gtk_widget_set_cursor_from_name(GTK_WIDGET(gobj()), cursor);
+}
+
+void Surface::pointerLeft() {
+  if (_touches.empty()) _window->pointerMoved(std::nullopt);
 }
 
 void Surface::givePointerBack() {
@@ -186,9 +201,9 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       return begin(pointerTouch, point);
     case GDK_BUTTON_RELEASE:
       if (!running || gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running;
-      end(pointerTouch, point);
-      return true;
+      return endPress(point);
     default:
+      if (!running) followPointer();
       // A page below a view of ours does not see the pointer either.
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
       // The release was lost, for instance to a grab of the host's.
@@ -199,6 +214,14 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       }
       return true;
   }
+}
+
+bool Surface::endPress(CGPoint point) {
+  std::weak_ptr<bool> alive = _alive;
+  end(pointerTouch, point);
+  // What was pressed may have closed the window.
+  if (!alive.expired()) followPointer();
+  return true;
 }
 
 bool Surface::handleTouch(GdkEvent* event, CGPoint point) {

@@ -138,6 +138,7 @@ HeadlessHost::Impl::Impl(const Options& options)
   UIScreen::mainScreen().setScale(_scale);
   auto& application = UIApplication::sharedApplication();
   application.setHost(this);
+  AnimationEngine::shared().setEnabled(options.animations);
   setWebEngine(&_engine);
   _window = makeHostWindow(bounds);
   _scene->setActivationState(UISceneActivationState::ForegroundActive);
@@ -151,6 +152,7 @@ HeadlessHost::Impl::Impl(const Options& options)
 HeadlessHost::Impl::~Impl() {
   auto& application = UIApplication::sharedApplication();
   application.setHost(nullptr);
+  AnimationEngine::shared().setEnabled(true);
   setWebEngine(nullptr);
   application.setStatusBarFrame({});
   UIScreen::mainScreen().setBounds({});
@@ -249,6 +251,10 @@ bool HeadlessHost::tap(double x, double y) {
   const bool isTaken = touchDown(x, y);
   touchUp(x, y);
   return isTaken;
+}
+
+bool HeadlessHost::movePointer(double x, double y) {
+  return _impl->window().pointerMoved(_impl->inStage(x, y));
 }
 
 bool HeadlessHost::scroll(double x, double y, double dx, double dy) {

@@ -102,6 +102,10 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   /// What is left of a scrolling movement when the fingers leave the touchpad, in points a second; true when it was
   /// used.
   virtual bool flingBy(double, double) { return false; }
+  /// A press on the view does something: the pointer is a hand over it. By default so for what the keyboard can press.
+  virtual bool isPressable() const;
+  /// The pointer has come over the view, or has left it. A finger is not a pointer.
+  virtual void hoverChanged(bool) {}
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
   const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return _recognizers; }
 

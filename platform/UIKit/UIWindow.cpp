@@ -166,6 +166,16 @@ bool UIWindow::passToTakingView(int identifier, const TouchPointer& touch) {
   return true;
 }
 
+bool UIWindow::pointerMoved(std::optional<CGPoint> point) {
+  auto view = point ? hitTest(*point) : nullptr;
+  if (view && !view->isPressable()) view = nullptr;
+  const auto before = _hovered.lock();
+  _hovered = view;
+  if (before && before != view) before->hoverChanged(false);
+  if (view) view->hoverChanged(true);
+  return view != nullptr;
+}
+
 bool UIWindow::scroll(CGPoint point, double dx, double dy) {
   const auto self = shared_from_this();
   for (auto view = hitTest(point); view; view = view->superview()) {

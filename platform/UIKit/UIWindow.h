@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "UIKit/UIView.h"
 #include "oqsdk/Export.h"
@@ -51,6 +52,9 @@ class OQSDK_EXPORT UIWindow : public UIView {
   void setFocusedView(const std::shared_ptr<UIView>& view);
   /// The ring, for a view of that size.
   const std::shared_ptr<LayerContent>& focusRing(CGSize size);
+  /// The pointer is there; without a point it has left the window. Returns whether a press there does something. To be
+  /// called again when the window changes under a pointer at rest.
+  bool pointerMoved(std::optional<CGPoint> point);
   /// Cancels the touches that began in the view or below it.
   void cancelTouchesIn(UIView& view);
 
@@ -69,6 +73,7 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::map<int, std::shared_ptr<UITouch>> _touches;
   std::shared_ptr<UIViewController> _rootViewController;
   std::weak_ptr<UIView> _focused;
+  std::weak_ptr<UIView> _hovered;  ///< where the pointer is, if that can be pressed
   std::shared_ptr<LayerContent> _focusRing;
 };
 

@@ -21,6 +21,7 @@ class OQSDK_EXPORT HeadlessHost {
     double width = 390;   ///< points
     double height = 844;  ///< points
     double scale = 1;     ///< pixels a point
+    bool animations = true;  ///< false: as on a desktop whose user wants none; what moves is at its end at once
     /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
     /// Written into logs.
@@ -77,6 +78,10 @@ class OQSDK_EXPORT HeadlessHost {
   void touchCancel();
   /// Down and up in one place; true as with touchDown().
   bool tap(double x, double y);
+
+  /// The pointer goes to a place, without a button held down. True where a press would do something: the cursor is a
+  /// hand there.
+  bool movePointer(double x, double y);
 
   /// A wheel or a touchpad over a place, in points to the right and down; true when a view used it.
   bool scroll(double x, double y, double dx, double dy);

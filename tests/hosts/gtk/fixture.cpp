@@ -104,6 +104,8 @@ class Fixture : public CommandFixture {
         {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
+        {"animations", [](auto& in) { setAnimations(in); }},
+        {"cursor", [this](auto& in) { setCursor(in); }},
         {"child", [this](auto& in) { setChild(in); }},
         {"rehome", [this](auto&) { rehome(); }},
         {"above", [this](auto&) { addAbove(); }},
@@ -204,6 +206,19 @@ class Fixture : public CommandFixture {
     oq::UIView::animateWithDuration(
         seconds, [this] { _view->setAlpha(_view->alpha() < 1 ? 1 : 0.5); },
         [](bool finished) { say(finished ? "completed 1" : "completed 0"); });
+  }
+
+  static void setAnimations(std::istream& in) {
+    int enabled = 1;
+    in >> enabled;
+    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
+  }
+
+  /// Of the host's own child.
+  void setCursor(std::istream& in) {
+    std::string name;
+    in >> name;
+    _window->set_cursor(name);
   }
 
   void setChild(std::istream& in) {

@@ -50,7 +50,7 @@ class Fixture:
     def __init__(self, width=400, height=700, *more):
         self.home = tempfile.TemporaryDirectory()
         environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
-                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
+                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-warnings", XDG_DATA_HOME=self.home.name)
         self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.buffer = b""
@@ -123,6 +123,30 @@ def pointer(*arguments):
     subprocess.run(["xdotool", *map(str, arguments)], env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT)
 
 
+class CursorImage(ctypes.Structure):
+    _fields_ = [("x", ctypes.c_short), ("y", ctypes.c_short), ("width", ctypes.c_ushort), ("height", ctypes.c_ushort),
+                ("xhot", ctypes.c_ushort), ("yhot", ctypes.c_ushort), ("serial", ctypes.c_ulong),
+                ("pixels", ctypes.POINTER(ctypes.c_ulong))]
+
+
+def cursor(x, y):
+    """The shape of the cursor over a place."""
+    pointer("mousemove", x - 1, y, "mousemove", x, y)
+    x11, fixes = ctypes.CDLL("libX11.so.6"), ctypes.CDLL("libXfixes.so.3")
+    x11.XOpenDisplay.restype = ctypes.c_void_p
+    fixes.XFixesGetCursorImage.restype = ctypes.POINTER(CursorImage)
+    display = ctypes.c_void_p(x11.XOpenDisplay(DISPLAY.encode()))
+    fixes.XFixesQueryExtension(display, ctypes.byref(ctypes.c_int()), ctypes.byref(ctypes.c_int()))
+    image = fixes.XFixesGetCursorImage(display).contents
+    shape = (image.xhot, image.yhot, tuple(image.pixels[: image.width * image.height]))
+    x11.XCloseDisplay(display)
+    return shape
+
+
+def await_cursor(x, y, shape):
+    until(lambda: cursor(x, y) == shape, lambda: f"another cursor at {x},{y}")
+
+
 def click(x, y):
     pointer("mousemove", x, y, "click", 1)
 
@@ -192,6 +216,35 @@ class GtkHost(unittest.TestCase):
         fixture.quiet_frames()
         pointer("click", 1)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
+
+    def test_the_cursor_is_a_hand_over_what_can_be_pressed(self):
+        fixture = self.start()
+        shapes = {}
+        for name in ("pointer", "default", "crosshair"):
+            fixture.do("cursor " + name)
+            fixture.quiet_frames()
+            shapes[name] = cursor(150, 300)
+        self.assertEqual(len(set(shapes.values())), 3)
+        fixture.do_until("pop 1", "code 1")
+        fixture.quiet_frames()
+        # The picture, what is dimmed, the close button below the picture.
+        height = 400 * 520 / 590.5 * 1.5
+        close = round(350 + height / 2 + 400 * 40 / 590.5)
+        for x, y, name in ((200, 350, "pointer"), (5, 350, "default"), (200, close, "pointer"), (5, 5, "default")):
+            await_cursor(x, y, shapes[name])
+        click(200, close)
+        fixture.await_line("code 3")
+        await_cursor(201, close, shapes["crosshair"])
+
+    def test_without_animations_all_is_at_its_end_at_once(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        fixture.do("animate 300")
+        fixture.do_until("animations 0", "completed 1")
+        fixture.do_until("animate 300", "completed 1")
+        fixture.do("animations 1")
+        fixture.do("animate 300")
+        fixture.do_until("remove", "completed 0")
 
     def test_what_the_host_puts_above_comes_first(self):
         fixture = self.start(400, 700, "overlay")

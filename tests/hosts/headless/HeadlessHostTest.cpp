@@ -81,6 +81,20 @@ TEST(HeadlessHostTest, TheClockMovesInFramesAndCompletionsRunBetweenThem) {
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
 }
 
+TEST(HeadlessHostTest, WithoutAnimationsAllIsAtItsEndAtOnce) {
+  for (bool animations : {false, true}) {
+    HeadlessHost::Options options;
+    options.animations = animations;
+    HeadlessHost host(options);
+    auto view = addRed(CGRectMake(0, 0, 10, 10));
+    bool completed = false;
+    UIView::animateWithDuration(5, [&] { view->setAlpha(0); }, [&](bool) { completed = true; });
+    host.runMainQueue();
+    EXPECT_EQ(completed, !animations);
+    EXPECT_EQ(host.pixelAt(5, 5), animations ? kRed : kWhite);
+  }
+}
+
 TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {
   HeadlessHost host;
   int posted = 0;

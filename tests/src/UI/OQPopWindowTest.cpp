@@ -359,6 +359,53 @@ TEST_F(PopWindow, IsPaintedInTheColoursOfItsRecord) {
       << "the strip between the buttons";
 }
 
+class PopWindowOnThePhone : public PopWindow {
+ protected:
+  PopWindowOnThePhone() : PopWindow(375, 812) {}
+};
+
+TEST_F(PopWindowOnThePhone, ClosesByAFingerNextToTheCloseButtonButNotOnTheCard) {
+  struct Case {
+    int style;
+    CGPoint fromItsCentre;
+    std::int64_t code;  // 1: it stays
+  };
+  // The picture of the button is 25 points wide.
+  const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1}, {1, {0, -27}, 2}, {2, {21, -21}, 3},
+                        {2, {-21, -21}, 3}, {2, {-12, 12}, 3}, {2, {-12, 14}, 1}, {2, {-21, 21}, 1}, {4, {21, -21}, 3}};
+  for (const auto& [style, offset, code] : cases) {
+    SCOPED_TRACE(testing::Message() << style << " at " << offset.x << ", " << offset.y);
+    reports.clear();
+    window = makeMainObject<OQPopWindow>();
+    open(dataOfStyle(style, "title", kLong));
+    const CGPoint centre = window->closeBtn()->center();
+    host.tap(centre.x + offset.x, centre.y + offset.y);
+    host.advance(0.1);
+    EXPECT_EQ(reports.back().first, code);
+    window->removeFromSuperview();
+  }
+}
+
+TEST_F(PopWindowOnThePhone, ShowsThePointerWhatCanBePressed) {
+  open(dataOfStyle(1));
+  auto isPressable = [&](const UIView& view) {
+    const CGPoint at = view.convertPointToWindow(view.bounds().centre());
+    return host.movePointer(at.x, at.y);
+  };
+  EXPECT_TRUE(isPressable(*window->imgView()));
+  EXPECT_TRUE(isPressable(*window->closeBtn()));
+  EXPECT_FALSE(host.movePointer(3, 3)) << "where it only dims";
+  window->removeFromSuperview();
+  window = makeMainObject<OQPopWindow>();
+  open(dataOfStyle(2, "title", "text"));
+  EXPECT_FALSE(isPressable(*window->imgView()));
+  EXPECT_FALSE(isPressable(*window->textLbl()));
+  EXPECT_TRUE(isPressable(*window->middleBtn()));
+  EXPECT_TRUE(window->middleBtn()->isHovered());
+  EXPECT_TRUE(isPressable(*window->closeBtn()));
+  EXPECT_FALSE(window->middleBtn()->isHovered());
+}
+
 class PopWindowOnADesktop : public PopWindow {
  protected:
   PopWindowOnADesktop() : PopWindow(1280, 800) {}
