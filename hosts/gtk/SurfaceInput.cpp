@@ -114,7 +114,8 @@ void Surface::pointerSettlesLater() {
 
 /// A hand over what can be pressed, else the plain arrow: what the host wants under a message does not count.
 void Surface::followPointer() {
-  bool pressable = _window->pointerMoved(isOnTopAt(*_pointer) ? std::optional(inStage(*_pointer)) : std::nullopt);
+  const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
+  const bool pressable = _window->pointerMoved(isOver ? std::optional(inStage(*_pointer)) : std::nullopt);
   const char* cursor = pressable ? "pointer" : "default";
   if (cursor == _cursor) return;
   _cursor = cursor;
