@@ -9,6 +9,7 @@
 #include "Host.h"
 #include "Surface.h"
 #include "UIKit/TextWarmUp.h"
+#include "WebPages.h"
 #include "WindowChild.h"
 
 namespace oq::gtk {
@@ -33,6 +34,7 @@ void install(const AttachOptions& options) {
   DispatchQueue::installMain();
   setMainBundle(identifierFor(options), options.applicationVersion);
   if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
+  WebPages::setPreloads(options.preloadWebEngine);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
   warmUpText();

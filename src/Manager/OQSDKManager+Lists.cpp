@@ -162,6 +162,7 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
     downloadImageWithURL(pictureURL(*window), nullptr);
   }
   auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  _preparePages(*list);
   Stored& stored = _stored();
   Events waited;
   {

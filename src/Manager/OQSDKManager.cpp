@@ -13,6 +13,7 @@
 #include "Utils/OQGuard.h"
 #include "Utils/OQPageCollection.h"
 #include "Utils/OQSwizzler.h"
+#include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/AnalyticsHook.h"
 
 namespace oq {
@@ -75,11 +76,16 @@ void OQSDKManager::_restore() const {
   auto tree = OQRecordTree::treeWithNodes(
       std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
   _clearActivated(*tree);
+  _preparePages(*inApp);
   _storedFields.inApp.exchange(std::move(inApp));
   _storedFields.subscribe.exchange(std::move(subscribe));
   _storedFields.recordTree = std::move(tree);
   _storedFields.treeNodesInit = true;
   _isRestored.store(true, std::memory_order_release);
+}
+
+void OQSDKManager::_preparePages(const OQCampaignList& list) {
+  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
 }
 
 void OQSDKManager::_clearActivated(const OQRecordTree& tree) {

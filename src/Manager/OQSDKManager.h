@@ -249,6 +249,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   Stored& _stored() const;
   void _restore() const;
   static std::shared_ptr<OQSDKManager> _startReading();
+  /// Has the web engine prepared if the list needs it. Any thread.
+  static void _preparePages(const OQCampaignList& list);
   /// Except where the user has closed the window.
   static void _clearActivated(const OQRecordTree& tree);
   mutable std::mutex _restoreMutex;

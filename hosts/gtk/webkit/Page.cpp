@@ -408,6 +408,10 @@ extern "C" __attribute__((visibility("default"))) oq::gtk::WidgetPage* oqsdk_ope
   return new oq::gtk::Page(folder, settings, client);
 }
 
+extern "C" __attribute__((visibility("default"))) bool oqsdk_prepare_web_pages(const char* folder) {
+  return oq::gtk::prepareNextPart(folder);
+}
+
 extern "C" __attribute__((visibility("default"))) const char* oqsdk_web_module_version() {
   return OQSDK_WEB_MODULE_VERSION;
 }

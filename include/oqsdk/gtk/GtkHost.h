@@ -22,6 +22,9 @@ struct AttachOptions {
   std::string applicationVersion;
   /// Where documents and preferences live; empty: the XDG data folder of the application.
   std::filesystem::path dataDirectory;
+  /// Whether the web engine is loaded ahead, while the process is idle, once a campaign that leads to a web page is
+  /// known. It takes about 35 MB of memory. Without it the first page stops the main thread for 150 ms or more.
+  bool preloadWebEngine = true;
 };
 
 /// Lets the library show its windows above a host's own. Call it once for each window, on GTK's main thread; the first
