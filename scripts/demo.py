@@ -158,16 +158,17 @@ class Demo:
     def start(self):
         self.screen = Screen()
         environment = {k: v for k, v in os.environ.items() if not k.startswith("SSL_CERT")}
-        self.server = Program("server", [self.build / "server" / "oqsdk-server", "--data", self.out / "server", "--campaigns",
-                                         ROOT / "examples" / "demo" / "campaigns.json"], environment)
+        self.server = Program("server", [self.build / "server" / "oqsdk-server", "--data", self.out / "server",
+                                         "--campaigns", ROOT / "examples" / "demo" / "campaigns.json"], environment)
         self.authority = self.server.until(r"^certificate authority: (.+)$")[1]
         self.server.until(rf"\b{PORT}\b")
         self._tls = ssl.create_default_context(cafile=self.authority)
 
     def start_shop(self, *more):
         environment = {**self.screen.environment, "SSL_CERT_FILE": self.authority, "GSK_RENDERER": "cairo"}
-        self.shop = Program("shop", [self.build / "examples" / "gtk-shop" / "gtk-shop", "--app-key", "demo-shop", "--user",
-                                     "anna", "--data-dir", self.out / "shop", "--print-layout", *more], environment)
+        self.shop = Program("shop", [self.build / "examples" / "gtk-shop" / "gtk-shop", "--app-key", "demo-shop",
+                                     "--user", "anna", "--data-dir", self.out / "shop", "--print-layout", *more],
+                            environment)
         return self.shop
 
     def widget(self, name):

@@ -17,45 +17,24 @@ bool isShown(const UIView& view) {
   return !above || isShown(*above);
 }
 
-GtkWidget* focusOf(GtkWidget* widget) {
-  GtkRoot* root = gtk_widget_get_root(widget);
-  return root ? gtk_root_get_focus(root) : nullptr;
-}
-
-bool hasFocusInside(GtkWidget* widget) {
-  GtkWidget* focus = focusOf(widget);
-  return focus && (focus == widget || gtk_widget_is_ancestor(focus, widget));
-}
-
 }  // namespace
 
 void NativeChildren::add(UIView& view, GtkWidget* widget) {
   if (find(&view)) return;
-  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, nullptr, {}}));
-  g_set_weak_pointer(&_children.back()->formerFocus, focusOf(_surface));
+  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, {}}));
   gtk_widget_set_parent(widget, _surface);
-  gtk_widget_grab_focus(widget);
   gtk_widget_queue_allocate(_surface);
 }
 
 void NativeChildren::remove(UIView& view) {
   if (Child* child = find(&view)) {
-    detach(*child);
+    gtk_widget_unparent(child->widget);
     std::erase_if(_children, [&](const auto& each) { return each->view == &view; });
   }
 }
 
 void NativeChildren::clear() {
   while (!_children.empty()) remove(*_children.back()->view);
-}
-
-void NativeChildren::detach(Child& child) {
-  const bool hadFocus = hasFocusInside(child.widget);
-  GtkWidget* former = child.formerFocus;
-  g_clear_weak_pointer(&child.formerFocus);
-  gtk_widget_unparent(child.widget);
-  if (hadFocus && former && gtk_widget_get_root(former) == gtk_widget_get_root(_surface))
-    gtk_widget_grab_focus(former);
 }
 
 NativeChildren::Child* NativeChildren::find(const UIView* view) {
@@ -71,6 +50,7 @@ bool NativeChildren::has(const UIView* view) const {
 
 GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
   for (const auto& child : _children) {
+    if (!isShown(*child->view)) continue;
     for (auto above = child->view->superview(); above; above = above->superview()) {
       if (above.get() == &view) return child->widget;
     }

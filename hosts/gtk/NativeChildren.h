@@ -23,15 +23,14 @@ class NativeChildren {
   NativeChildren(const NativeChildren&) = delete;
   NativeChildren& operator=(const NativeChildren&) = delete;
 
-  /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end.
-  /// The view must be removed before it goes.
+  /// The widget becomes a child of the surface. The view must be removed before it goes.
   void add(UIView& view, GtkWidget* widget);
   void remove(UIView& view);
   void clear();
   bool isEmpty() const { return _children.empty(); }
   /// Whether the view is shown by a widget, which then gets its input from GTK.
   bool has(const UIView* view) const;
-  /// The widget of a view that lies in this one; nullptr when there is none.
+  /// The widget of a view that is shown inside this one; nullptr without one.
   GtkWidget* widgetIn(const UIView& view) const;
 
   /// `stage`: where the window lies in the surface.
@@ -43,11 +42,9 @@ class NativeChildren {
   struct Child {
     UIView* view;
     GtkWidget* widget;
-    GtkWidget* formerFocus;  ///< a weak pointer
-    CGPoint origin;          ///< of the allocation, in the surface
+    CGPoint origin;  ///< of the allocation, in the surface
   };
   Child* find(const UIView* view);
-  void detach(Child& child);
 
   GtkWidget* _surface;
   std::vector<std::unique_ptr<Child>> _children;

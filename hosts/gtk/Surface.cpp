@@ -24,8 +24,8 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   keepFocusInDialogs();
   _stage = stageIn(width, height);
   _window = makeHostWindow({{}, _stage.size});
-  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
+  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
   _scene->addWindow(_window);
   _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
@@ -51,6 +51,7 @@ Surface::~Surface() {
   stopListening();
   disconnectScene();
   hidden();
+  rememberPageKey(nullptr);
   _standIns.reset();
   _nativeChildren.reset();
 }
@@ -96,9 +97,11 @@ void Surface::shown() {
   if (_stage.isEmpty()) layOutAsExpected();
   updateActivation();
   updateStandInsLater();
+  watchFocus();
 }
 
 void Surface::hidden() {
+  stopWatchingFocus();
   if (_toplevel) {
     g_signal_handler_disconnect(_toplevel, _stateHandler);
     g_object_unref(_toplevel);
@@ -182,9 +185,29 @@ void Surface::keepFocusInDialogs() {
 
 /// The keyboard's focus stays inside a dialog, also when it comes to the end of a page in it.
 gboolean Surface::moveFocus(GtkWidget* widget, GtkDirectionType direction) {
-  if (GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction)) return TRUE;
   auto* surface = dynamic_cast<Surface*>(Glib::wrap(widget));
-  return surface && surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
+  if (surface && surface->_standIns->hasDialog())
+    return surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
+  return GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction);
+}
+
+/// A host may give the focus to a widget that a dialog covers.
+void Surface::watchFocus() {
+  stopWatchingFocus();
+  _root = gtk_widget_get_root(gobj());
+  if (!_root) return;
+  g_object_ref(_root);
+  auto changed = +[](GObject*, GParamSpec*, gpointer self) {
+    auto* surface = static_cast<Surface*>(self);
+    if (surface->_standIns->hasDialog()) surface->updateStandInsLater();
+  };
+  g_signal_connect(_root, "notify::focus-widget", G_CALLBACK(changed), this);
+}
+
+void Surface::stopWatchingFocus() {
+  if (!_root) return;
+  g_signal_handlers_disconnect_by_data(_root, this);
+  g_clear_object(&_root);
 }
 
 double Surface::frameTime() {

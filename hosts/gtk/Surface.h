@@ -67,6 +67,8 @@ class Surface : public Gtk::Widget {
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
   void updateStandInsLater();
   void keepFocusInDialogs();
+  void watchFocus();
+  void stopWatchingFocus();
   static gboolean moveFocus(GtkWidget* widget, GtkDirectionType direction);
 
   // Input.
@@ -79,6 +81,7 @@ class Surface : public Gtk::Widget {
   bool handleScroll(GdkEvent* event, CGPoint point);
   bool handleKey(GdkEvent* event);
   bool goIntoPage(bool forward);
+  void rememberPageKey(GdkEvent* event);
   void rememberScroll(GdkEvent* event, double dx, double dy);
   void flingScrolled(GdkEvent* event, CGPoint point);
   bool locate(GdkEvent* event, CGPoint& point);
@@ -104,8 +107,10 @@ class Surface : public Gtk::Widget {
   bool _updatingStandIns = false;
   GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
   gulong _stateHandler = 0;
+  GtkRoot* _root = nullptr;  ///< whose focus is watched while the widget is mapped
   guint _tick = 0;
   GtkEventController* _events = nullptr;
+  GdkEvent* _pageKey = nullptr;     ///< the last key that went to a page
   std::optional<CGPoint> _pointer;  ///< where it was last seen
   bool _pointerIsOurs = false;      ///< it was over a view of ours then
   bool _givingBack = false;

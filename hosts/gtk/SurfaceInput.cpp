@@ -16,8 +16,13 @@ constexpr double wheelNotch = 60;
 /// How long what a touchpad did tells its speed, in seconds.
 constexpr double scrollMemory = 0.1;
 
-std::optional<UIKeyboardKey> keyFor(guint value) {
+std::optional<UIKeyboardKey> keyFor(guint value, GdkModifierType modifiers) {
+  const bool isLeft = value == GDK_KEY_Left || value == GDK_KEY_KP_Left;
+  if (isLeft && modifiers == GDK_ALT_MASK) return UIKeyboardKey::Back;
+  if (modifiers) return std::nullopt;
   switch (value) {
+    case GDK_KEY_Back:
+      return UIKeyboardKey::Back;
     case GDK_KEY_Tab:
     case GDK_KEY_KP_Tab:
       return UIKeyboardKey::Tab;
@@ -292,16 +297,28 @@ bool Surface::handleKey(GdkEvent* event) {
   GtkNative* native = gtk_widget_get_native(gobj());
   if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
   auto modifiers = gdk_event_get_modifier_state(event);
-  if (modifiers & (GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK)) return false;
-  auto key = keyFor(gdk_key_event_get_keyval(event));
+  constexpr auto looked = GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK;
+  auto key = keyFor(gdk_key_event_get_keyval(event), static_cast<GdkModifierType>(modifiers & looked));
   if (!key || !_standIns->hasDialog()) return false;
   // A page in the dialog has keys of its own, but no way to leave it.
-  if (!_standIns->hasKeyboard() && key != UIKeyboardKey::Escape) return false;
+  const bool leaves = key == UIKeyboardKey::Escape || key == UIKeyboardKey::Back;
+  if (!_standIns->hasKeyboard() && !leaves) {
+    rememberPageKey(event);
+    return false;
+  }
+  // The engine puts a key that its page has not used back into the queue, also the Tab that took the focus out of it.
+  if (event == _pageKey) return true;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
   if (key == UIKeyboardKey::BackTab && goIntoPage(false)) return true;
   auto window = _window;
   return window->pressKey(*key);
+}
+
+/// Kept, so that no later event has the same address.
+void Surface::rememberPageKey(GdkEvent* event) {
+  g_clear_pointer(&_pageKey, gdk_event_unref);
+  if (event) _pageKey = gdk_event_ref(event);
 }
 
 /// A page in a dialog comes after the last of the dialog's buttons, and before the first.

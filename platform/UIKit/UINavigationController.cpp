@@ -11,6 +11,33 @@ namespace {
 
 constexpr double kSlide = 0.35;  // seconds
 
+/// A dialog while a pushed page shows: the page covers everything that the host has.
+class NavigationView : public PageContainer {
+ public:
+  explicit NavigationView(std::weak_ptr<UINavigationController> owner)
+      : PageContainer(UIScreen::mainScreen().bounds()), _owner(std::move(owner)) {}
+
+  std::string accessibilityLabel() const override {
+    const auto owner = _owner.lock();
+    const auto page = owner ? owner->topViewController() : nullptr;
+    if (!page) return "";
+    const auto title = page->navigationItem()->title();
+    return title && !title->empty() ? *title : page->view()->accessibilityLabel();
+  }
+  bool accessibilityPerformEscape() override {
+    const auto owner = _owner.lock();
+    return owner && owner->popViewController(true);
+  }
+  bool accessibilityPerformBack() override {
+    const auto owner = _owner.lock();
+    const auto page = owner ? owner->topViewController() : nullptr;
+    return (page && page->goBackInside()) || accessibilityPerformEscape();
+  }
+
+ private:
+  const std::weak_ptr<UINavigationController> _owner;
+};
+
 CGRect toTheRight(CGRect rect) {
   rect.origin.x += rect.size.width;
   return rect;
@@ -36,7 +63,8 @@ UINavigationController::UINavigationController(std::shared_ptr<UIViewController>
 
 std::shared_ptr<UIView> UINavigationController::loadView() {
   for (const auto& page : _stack) setParentOf(*page, shared_from_this());
-  return ContainerViewController::loadView();
+  return makeMainObject<NavigationView>(
+      std::static_pointer_cast<UINavigationController>(shared_from_this()));
 }
 
 const std::shared_ptr<UINavigationBar>& UINavigationController::navigationBar() {
@@ -96,6 +124,7 @@ void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
   if (!isViewLoaded()) return;
   const auto top = topViewController();
   _shownView = top ? top->view() : nullptr;
+  view()->setAccessibilityViewIsModal(_stack.size() > 1);
   updateBar();
   view()->addSubview(_bar);
 }

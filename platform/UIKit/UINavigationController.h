@@ -11,8 +11,8 @@ namespace oq {
 class UINavigationBar;
 
 /// A stack of pages of which the top one shows, below a bar with its title and left item. An animated page
-/// slides in from the right, or out to it; the stack and the appearance messages are done with at once. Main
-/// thread only.
+/// slides in from the right, or out to it; the stack and the appearance messages are done with at once. A pushed
+/// page is a dialog to keyboard and assistive technology, and Escape leaves it. Main thread only.
 class UINavigationController : public ContainerViewController {
   OQ_CLASS(UINavigationController)
 

@@ -120,6 +120,8 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual bool accessibilityActivate();
   /// Leaves a dialog without a choice; false when it has no such way out.
   virtual bool accessibilityPerformEscape() { return false; }
+  /// One step back, of a dialog that has pages. Returns whether anything was done.
+  virtual bool accessibilityPerformBack() { return false; }
 
   // Animation.
   /// Runs `animations` at once; what it changes in animatable properties of views in a window moves there over

@@ -11,7 +11,8 @@ namespace oq {
 class UIViewController;
 
 /// The keys that views know.
-enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
+/// The key Back is Alt+Left on most keyboards.
+enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Back, Up, Down, PageUp, PageDown, Home, End };
 
 /// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
 /// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
@@ -43,8 +44,8 @@ class OQSDK_EXPORT UIWindow : public UIView {
   // The keyboard. Nothing is focused until Tab goes to it, so that whoever is typing when a window comes up presses
   // nothing in it by accident.
   /// Tab goes round the elements that can be pressed, Return presses the focused one, Escape leaves the front-most
-  /// dialog where that has such a way out, the rest scrolls. True when the key is the library's: with a dialog on
-  /// screen every one of these is.
+  /// dialog where that has such a way out, Back goes one step back in it, the rest scrolls. True when the key is the
+  /// library's: with a dialog on screen every one of these is.
   bool pressKey(UIKeyboardKey key);
   /// Around it a ring is painted. nullptr without one.
   std::shared_ptr<UIView> focusedView() const;
