@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "Surface.h"
@@ -79,20 +80,16 @@ void Host::remove(Surface& surface) {
 }
 
 Surface* Host::screenSurface() const {
-  Surface* first = nullptr;
-  for (Surface* surface : _surfaces) {
-    if (surface->stage().isEmpty()) continue;
-    if (surface->isActive()) return surface;
-    if (!first) first = surface;
-  }
-  return first;
+  const auto active = std::find_if(_surfaces.begin(), _surfaces.end(), [](Surface* each) { return each->isActive(); });
+  if (active != _surfaces.end()) return *active;
+  return _surfaces.empty() ? nullptr : _surfaces.front();
 }
 
 void Host::updateScreen() {
   Surface* surface = screenSurface();
   if (!surface) return;
   UIScreen::mainScreen().setBounds({{}, surface->stage().size});
-  UIScreen::mainScreen().setScale(surface->get_scale_factor());
+  UIScreen::mainScreen().setScale(surface->window()->contentScale());
 }
 
 }  // namespace oq::gtk

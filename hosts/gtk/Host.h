@@ -33,7 +33,7 @@ class Host : public UIHost {
   void add(Surface& surface);
   void remove(Surface& surface);
   /// The main screen is the stage where messages are shown: that of the first surface that is active, else of
-  /// the first that has one. To be called when one of them is another.
+  /// the first. To be called when one of them is another.
   void updateScreen();
   /// The one that shows the window; nullptr when none does.
   Surface* surfaceOf(const UIWindow& window) const;

@@ -2,10 +2,12 @@
 
 #include <gtk/gtk.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/Stage.h"
 
 namespace oq {
 class UIView;
@@ -25,7 +27,8 @@ class NativeChildren {
 
   /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end.
   /// The view must be removed before it goes.
-  void add(UIView& view, GtkWidget* widget);
+  /// `zoom` is called with the scale at which the widget shows its content, before it is laid out for that.
+  void add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom);
   void remove(UIView& view);
   void clear();
   bool isEmpty() const { return _children.empty(); }
@@ -34,8 +37,8 @@ class NativeChildren {
   /// The widget of a view that lies in this one; nullptr when there is none.
   GtkWidget* widgetIn(const UIView& view) const;
 
-  /// `stage`: where the window lies in the surface.
-  void allocate(CGPoint stage);
+  /// Gives each the place of its view in the surface.
+  void allocate(const Stage& stage);
   /// Into a snapshot in the view's coordinates: `bounds` are what it shows, on whole pixels.
   void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
 
@@ -44,7 +47,9 @@ class NativeChildren {
     UIView* view;
     GtkWidget* widget;
     GtkWidget* formerFocus;  ///< a weak pointer
-    CGPoint origin;          ///< of the allocation, in the surface
+    std::function<void(double)> zoom;
+    double scale = 0;  ///< the last one that zoom was called with
+    CGPoint origin;    ///< of the allocation, in the surface
   };
   Child* find(const UIView* view);
   void detach(Child& child);

@@ -263,19 +263,22 @@ void StandIns::left(GtkEventControllerFocus* controller, gpointer self) {
   });
 }
 
-void StandIns::allocate(CGPoint stage) {
+void StandIns::allocate(const Stage& stage) {
   _changed = false;
-  if (_dialog.widget) place(_dialog, {-stage.x, -stage.y});
-  CGPoint origin = _dialog.widget ? _dialog.frame.origin : CGPoint{-stage.x, -stage.y};
-  for (const auto& [view, standIn] : _elements) place(standIn, origin);
+  const CGPoint surface = stage.toStage({});
+  if (_dialog.widget) place(_dialog, surface, stage.scale);
+  CGPoint origin = _dialog.widget ? _dialog.frame.origin : surface;
+  for (const auto& [view, standIn] : _elements) place(standIn, origin, stage.scale);
 }
 
 /// `origin`: where the parent begins, in the window.
-void StandIns::place(const StandIn& standIn, CGPoint origin) const {
+void StandIns::place(const StandIn& standIn, CGPoint origin, double scale) const {
   // GTK wants to be asked before it is told.
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
-  auto whole = [](double value) { return static_cast<int>(std::lround(std::clamp(value, -1e6, 1e6))); };
+  auto whole = [scale](double value) {
+    return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6)));
+  };
   const CGRect& frame = standIn.frame;
   GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
                            whole(frame.size.width), whole(frame.size.height)};

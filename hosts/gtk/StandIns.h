@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/Stage.h"
 
 namespace oq {
 class UIView;
@@ -30,8 +31,8 @@ class StandIns {
   /// Makes them those of what the window shows now. A dialog that has come up takes the keyboard's focus,
   /// unless a page in it has that already; when it has gone, the focus goes back to where it was.
   void update();
-  /// Gives each the place of its view; `stage` is where the window begins in the surface.
-  void allocate(CGPoint stage);
+  /// Gives each the place of its view in the surface.
+  void allocate(const Stage& stage);
   /// A dialog is on screen, and the keyboard is its own: not in something that the surface shows otherwise.
   bool hasKeyboard() const;
   bool hasDialog() const { return _dialog.widget != nullptr; }
@@ -64,7 +65,7 @@ class StandIns {
   bool isOurs(GtkWidget* widget) const;
   /// In something that the surface shows otherwise.
   bool isInPage(GtkWidget* widget) const;
-  void place(const StandIn& standIn, CGPoint origin) const;
+  void place(const StandIn& standIn, CGPoint origin, double scale) const;
 
   GtkWidget* const _surface;
   const std::shared_ptr<UIWindow> _window;

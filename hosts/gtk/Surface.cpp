@@ -8,22 +8,30 @@
 #include "Host.h"
 #include "NativeChildren.h"
 #include "SnapshotPainter.h"
-#include "Stage.h"
 #include "StandIns.h"
 #include "UIKit/Animation.h"
-#include "UIKit/Painter.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
 
-Surface::Surface(std::shared_ptr<Host> host, int width, int height)
-    : Glib::ObjectBase("OQSurface"), _host(std::move(host)), _scene(std::make_shared<UIScene>()) {
+namespace {
+
+/// A window that has kept its size for so long is no longer being resized, in seconds.
+constexpr double resizingPause = 0.2;
+
+}  // namespace
+
+Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
+    : Glib::ObjectBase("OQSurface"),
+      _host(std::move(host)),
+      _scene(std::make_shared<UIScene>()),
+      _stage(size, maximumScale) {
   set_name("oqsdk-surface");
   set_focusable(false);
   keepFocusInDialogs();
-  _stage = stageIn(width, height);
-  _window = makeHostWindow({{}, _stage.size});
+  _window = makeHostWindow({{}, stage().size});
+  _stage.setWindow(_window);
   _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
   _scene->addWindow(_window);
@@ -39,12 +47,7 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
-  property_scale_factor().signal_changed().connect([this] {
-    _host->updateScreen();
-    // Pictures were scaled for other pixels.
-    _window->setNeedsDisplayInSubtree();
-    queue_draw();
-  });
+  property_scale_factor().signal_changed().connect(sigc::mem_fun(*this, &Surface::stageChanged));
 }
 
 Surface::~Surface() {
@@ -93,7 +96,7 @@ void Surface::shown() {
     _toplevel = nullptr;
   }
   // A window is shown before it is laid out, and its host may record an event in between.
-  if (_stage.isEmpty()) layOutAsExpected();
+  if (!_stage.isPlaced()) layOutAsExpected();
   updateActivation();
   updateStandInsLater();
 }
@@ -129,8 +132,8 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
   layOut(width, height);
-  _nativeChildren->allocate(_stage.origin);
-  _standIns->allocate(_stage.origin);
+  _nativeChildren->allocate(stage());
+  _standIns->allocate(stage());
 }
 
 /// In the size of the window or, where that has none yet, in the one that GTK will give it.
@@ -149,11 +152,31 @@ void Surface::layOutAsExpected() {
 }
 
 void Surface::layOut(int width, int height) {
-  CGRect stage = stageIn(width, height);
-  if (stage.isEmpty() || stage == _stage) return;
-  _stage = stage;
-  _window->setFrame({{}, stage.size});
+  if (_stage.resize({static_cast<double>(width), static_cast<double>(height)})) stageChanged();
+  if (_stage.isOutdated()) updateStageWhenResized();
+}
+
+/// What kept the stage as it was may have gone.
+void Surface::updateStage() {
+  if (_resizes > 0 || !_stage.update()) return;
+  stageChanged();
+  queue_allocate();
+}
+
+/// GTK does not report the end of resizing.
+void Surface::updateStageWhenResized() {
+  ++_resizes;
+  DispatchQueue::main().after(resizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired() || resizes != _resizes) return;
+    _resizes = 0;
+    updateStage();
+  });
+}
+
+void Surface::stageChanged() {
+  _window->setContentScale(stage().contentScale(get_scale_factor()));
   _host->updateScreen();
+  queue_draw();
 }
 
 void Surface::treeChanged() {
@@ -170,6 +193,7 @@ void Surface::updateStandInsLater() {
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     _updatingStandIns = false;
+    updateStage();
     if (get_mapped()) _standIns->update();
   });
 }
@@ -194,29 +218,22 @@ double Surface::frameTime() {
 }
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
-  double time = frameTime(), width = get_width(), height = get_height();
-  paintSurroundings(snapshot->gobj(), time);
-  SnapshotPainter painter(snapshot->gobj(), get_scale_factor(), {{}, {width, height}});
-  bool wide = _stage.size.width < get_width();
-  painter.pushTranslation(_stage.minX(), _stage.minY());
-  if (wide) painter.pushClip({{}, _stage.size}, 0);
-  painter.setNativeChildren(_nativeChildren.get());
-  paintWindow(*_window, painter, time);
-  if (wide) painter.pop();
-  painter.pop();
+  paintStage(snapshot->gobj(), frameTime());
   // What is in motion asks for its frames one by one, beginning with the frame that shows its start.
   if (_tick == 0 && AnimationEngine::shared().isRunning()) {
     _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
   }
 }
 
-void Surface::paintSurroundings(GtkSnapshot* snapshot, double time) {
-  double width = get_width(), height = get_height();
-  if (_stage.size.width >= width) return;
-  SnapshotPainter painter(snapshot, get_scale_factor(), {{}, {width, height}});
-  UIColor colour = surroundingsColor(*_window, time);
-  painter.fill(CGRectMake(0, 0, _stage.minX(), height), 0, colour);
-  painter.fill(CGRectMake(_stage.maxX(), 0, width - _stage.maxX(), height), 0, colour);
+void Surface::paintStage(GtkSnapshot* snapshot, double time) {
+  const CGSize size{static_cast<double>(get_width()), static_cast<double>(get_height())};
+  const auto scale = static_cast<float>(stage().scale);
+  gtk_snapshot_save(snapshot);
+  gtk_snapshot_scale(snapshot, scale, scale);
+  SnapshotPainter painter(snapshot, get_scale_factor() * stage().scale, {{}, stage().windowInStage(size).size});
+  painter.setNativeChildren(_nativeChildren.get());
+  _stage.paint(painter, time);
+  gtk_snapshot_restore(snapshot);
 }
 
 bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {

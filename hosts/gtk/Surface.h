@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/WindowStage.h"
 
 namespace oq {
 class UIScene;
@@ -26,13 +27,13 @@ class StandIns;
 /// changes its child keeps it. Made with Gtk::make_managed(); main thread only.
 class Surface : public Gtk::Widget {
  public:
-  /// `width` and `height`: the size that is expected before the first allocation; 0 where none is known.
-  Surface(std::shared_ptr<Host> host, int width, int height);
+  /// `size`: the one that is expected before the first allocation; empty where none is known.
+  Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
   const std::shared_ptr<UIWindow>& window() const { return _window; }
   /// Where the window lies in the widget.
-  CGRect stage() const { return _stage; }
+  const Stage& stage() const { return _stage.stage(); }
   /// It is on screen, and its scene takes what the library shows.
   bool isActive() const;
   /// Something in the window looks different from now on.
@@ -60,10 +61,13 @@ class Surface : public Gtk::Widget {
   void updateActivation();
   void layOutAsExpected();
   void layOut(int width, int height);
+  void updateStage();
+  void updateStageWhenResized();
+  void stageChanged();
 
   // Frames.
   double frameTime();
-  void paintSurroundings(GtkSnapshot* snapshot, double time);
+  void paintStage(GtkSnapshot* snapshot, double time);
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
   void updateStandInsLater();
   void keepFocusInDialogs();
@@ -86,7 +90,7 @@ class Surface : public Gtk::Widget {
   bool isOnTopAt(CGPoint point);
   void givePointerBackLater();
   void givePointerBack();
-  CGPoint inStage(CGPoint point) const { return {point.x - _stage.minX(), point.y - _stage.minY()}; }
+  CGPoint inStage(CGPoint point) const { return stage().toStage(point); }
   bool begin(int identifier, CGPoint point);
   void move(int identifier, CGPoint point);
   void end(int identifier, CGPoint point);
@@ -98,7 +102,8 @@ class Surface : public Gtk::Widget {
   std::shared_ptr<UIScene> _scene;
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   bool _connected = false;
-  CGRect _stage;
+  WindowStage _stage;
+  int _resizes = 0;  ///< sizes that a page waits to be laid out for
   std::unique_ptr<StandIns> _standIns;
   std::shared_ptr<NativeChildren> _nativeChildren;
   bool _updatingStandIns = false;

@@ -60,7 +60,7 @@ bool Surface::contains_vfunc(double x, double y) const {
   return covers({x, y});
 }
 
-/// Beside the stage as well: there the window knows of views that fill its surroundings.
+/// Also outside the stage: there the window knows the views that fill its surroundings.
 bool Surface::covers(CGPoint point) const {
   return _window->wantsTouchAt(inStage(point));
 }
@@ -258,7 +258,7 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
     }
   }
   auto window = _window;
-  window->scroll(inStage(point), dx, dy);
+  window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
   // Used or not, what lies below a view of ours does not scroll.
   return true;
 }
@@ -283,7 +283,7 @@ void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
     dy += each.dy;
   }
   auto window = _window;
-  window->fling(inStage(point), dx / elapsed, dy / elapsed);
+  window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
 }
 
 /// While a dialog is on screen its keys are looked at before anything of the host's sees them; without one

@@ -45,7 +45,7 @@ class HostedPage : public WebPage {
     if (!children) return;
     _view = &view;
     _children = children;
-    children->add(view, _page->widget());
+    children->add(view, _page->widget(), [page = _page.get()](double scale) { page->setZoom(scale); });
   }
 
  private:

@@ -8,6 +8,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "UIKit/UIScreen.h"
+#include "UIKit/UIWindow.h"
 
 namespace oq {
 namespace {
@@ -83,9 +84,19 @@ CGRect UIImageView::contentRect(CGRect bounds) const {
   return {{centre.x - fit.width / 2, centre.y - fit.height / 2}, inWholePixels(fit, _pixels->request.scale)};
 }
 
+double UIImageView::contentScale() const {
+  const UIWindow* root = window();
+  return root ? root->contentScale() : UIScreen::mainScreen().scale();
+}
+
+/// Another window may have another scale.
+void UIImageView::didMoveToWindow() {
+  if (_image && window() && contentScale() != _wanted.scale) setNeedsDisplay();
+}
+
 std::shared_ptr<LayerContent> UIImageView::makeContent(CGSize size) {
   if (!_image) return nullptr;
-  Request request{_image, size, _contentMode, UIScreen::mainScreen().scale()};
+  Request request{_image, size, _contentMode, contentScale()};
   if (!(request == _wanted)) prepare(request);
   if (!_pixels) return nullptr;
   return std::make_shared<LayerContent>(_pixels->size, [pixels = _pixels](cairo_t* cr) {

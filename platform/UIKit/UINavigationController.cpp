@@ -10,6 +10,7 @@ namespace oq {
 namespace {
 
 constexpr double kSlide = 0.35;  // seconds
+constexpr double kShade = 0.3;   // opacity
 
 CGRect toTheRight(CGRect rect) {
   rect.origin.x += rect.size.width;
@@ -88,7 +89,23 @@ void UINavigationController::placePage(UIView& page) {
 }
 
 bool UINavigationController::isOwnView(const UIView& view) const {
-  return &view == _bar.get();
+  return &view == _bar.get() || &view == _shade.get();
+}
+
+/// Below all pages. It blocks nothing from the moment that the last page above the first begins to leave.
+void UINavigationController::updateShade() {
+  const bool isNeeded = _stack.size() > 1;
+  if (!_shade && isNeeded) {
+    _shade = makeMainObject<UIView>(view()->bounds());
+    _shade->setFillsSuperview(true);
+    _shade->setFillsSurroundings(true);
+    _shade->setBackgroundColor(UIColor::blackColor().withAlphaComponent(kShade));
+    _shade->setAlpha(0);
+    view()->insertSubview(_shade, 0);
+  }
+  if (!_shade) return;
+  _shade->setUserInteractionEnabled(isNeeded);
+  _shade->setAlpha(isNeeded ? 1 : 0);
 }
 
 void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
@@ -108,7 +125,10 @@ void UINavigationController::bringInPage(bool animated) {
   const bool slides = animated && leaving && leaving->superview() == (isViewLoaded() ? view() : nullptr);
   showPage(slides ? leaving : nullptr);
   const auto page = _shownView.lock();
-  if (!slides || !page || page == leaving) return;
+  if (!slides || !page || page == leaving) {
+    if (isViewLoaded()) updateShade();
+    return;
+  }
   const bool barComesOrGoes = barWasHidden != _bar->isHidden();
   if (barComesOrGoes && _turn == Turn::Pop) {
     // It goes with the page whose bar it was.
@@ -129,11 +149,12 @@ void UINavigationController::slide(const std::shared_ptr<UIView>& page,
     page->setFrame(toTheRight(place));
     if (barComesOrGoes) _bar->setFrame(toTheRight(barPlace));
   } else {
-    view()->insertSubview(page, 0);
+    view()->insertSubview(page, _shade ? 1 : 0);
   }
   const auto motion = [&] {
     moving->setFrame(isPush ? place : toTheRight(leaving->frame()));
     if (barComesOrGoes) _bar->setFrame(isPush ? barPlace : toTheRight(barPlace));
+    updateShade();
   };
   const auto weak = std::weak_ptr<UIViewController>(shared_from_this());
   UIView::animateWithDuration(kSlide, motion, [this, weak, leaving, number = _slides](bool) {

@@ -40,6 +40,7 @@ class UINavigationController : public ContainerViewController {
   void showPage(const std::shared_ptr<UIView>& leaving = nullptr) override;
   void placePage(UIView& page) override;
   bool isOwnView(const UIView& view) const override;
+  void updateShade();
   void bringInPage(bool animated) override;
 
  private:
@@ -52,6 +53,7 @@ class UINavigationController : public ContainerViewController {
 
   std::vector<std::shared_ptr<UIViewController>> _stack;
   std::shared_ptr<UINavigationBar> _bar;
+  std::shared_ptr<UIView> _shade;  ///< dims and blocks what pages above the first leave uncovered
   std::weak_ptr<UIView> _shownView;
   Turn _turn = Turn::Push;    ///< what the page that is brought in next came by
   std::uint64_t _slides = 0;  ///< tells the last slide from earlier ones

@@ -53,7 +53,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setBackgroundColor(UIColor colour) { _layer.setBackgroundColor(colour); }
   CALayer& layer() { return _layer; }
   const CALayer& layer() const { return _layer; }
-  /// The background also covers what the host shows beside an upright stage in a wide window, and takes its touches.
+  /// The background also covers what the host shows outside the stage, and takes the touches there.
   bool fillsSurroundings() const { return _fillsSurroundings; }
   void setFillsSurroundings(bool fills);
   /// The frame follows the superview's bounds whenever their size changes.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "UIKit/UIGestureRecognizer.h"
+#include "UIKit/UIScreen.h"
 #include "UIKit/UIViewController.h"
 
 namespace oq {
@@ -47,6 +48,20 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
   if (controller != _rootViewController) return;
   insertSubview(root, 0);
   controller->viewDidAppear(false);
+}
+
+double UIWindow::contentScale() const {
+  return _contentScale > 0 ? _contentScale : UIScreen::mainScreen().scale();
+}
+
+void UIWindow::setContentScale(double scale) {
+  if (scale == _contentScale) return;
+  _contentScale = scale;
+  setNeedsDisplayInSubtree();
+}
+
+bool UIWindow::isCovered() {
+  return frontmostDialog(*this) || hitSurroundings();
 }
 
 std::shared_ptr<UIView> UIWindow::hitTest(CGPoint point) {

@@ -27,6 +27,13 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIViewController> rootViewController() const { return _rootViewController; }
   void setRootViewController(std::shared_ptr<UIViewController> controller);
 
+  /// The pixels per point that pictures in this window are prepared for; the main screen's until the host sets it.
+  double contentScale() const;
+  /// What was prepared for another scale is prepared again.
+  void setContentScale(double scale);
+  /// Whether a message, an alert or a page takes all touches, outside the stage too.
+  bool isCovered();
+
   /// Whether a touch there is the library's: a view would take it, or is in motion and lets nothing through.
   bool wantsTouchAt(CGPoint point);
   /// A touch that begins; `identifier` tells fingers apart. False when it is the host's, and nothing further is wanted.
@@ -70,6 +77,7 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIViewController> _rootViewController;
   std::weak_ptr<UIView> _focused;
   std::shared_ptr<LayerContent> _focusRing;
+  double _contentScale = 0;  ///< 0: the main screen's
 };
 
 }  // namespace oq

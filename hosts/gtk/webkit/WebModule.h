@@ -13,6 +13,8 @@ class WidgetPage : public WebPage {
  public:
   /// Owned by the page. Whoever gives it a parent takes it away again before the page goes.
   virtual GtkWidget* widget() const = 0;
+  /// The number of the widget's points per point of the page.
+  virtual void setZoom(double zoom) = 0;
   void viewMoved(UIView&) override {}
 };
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,10 @@ class OQSDK_EXPORT HeadlessHost {
   struct Options {
     double width = 390;   ///< points
     double height = 844;  ///< points
-    double scale = 1;     ///< pixels a point
+    double scale = 1;     ///< pixels per point
+    /// Messages are laid out on the stage that a window of this size has in a GTK host, with this maximumScale; without
+    /// it the screen itself is what they are laid out on.
+    std::optional<double> stage = std::nullopt;
     /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
     /// Written into logs.
@@ -86,8 +90,8 @@ class OQSDK_EXPORT HeadlessHost {
   /// it.
   std::vector<AccessibleElement> accessibleElements();
 
-  /// Another size of the screen, from now on. In one that is wider than 0.65 times its height the library has an
-  /// upright stage in the middle, and shades the rest where it dims the stage.
+  /// Another size of the screen, from now on. While a message or an alert is shown a stage keeps its size, and is only
+  /// scaled and moved.
   void setScreenSize(double width, double height);
   /// Another number of pixels a point.
   void setScale(double scale);

@@ -6,7 +6,9 @@
 #include <sstream>
 
 #include "CommandFixture.h"
+#include "Manager/OQSDKManager.h"
 #include "UI/OQPopWindow.h"
+#include "UIKit/Animation.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UILabel.h"
 #include "UIKit/UIScreen.h"
@@ -114,6 +116,12 @@ class Fixture : public CommandFixture {
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [this](auto&) { tellState(); }},
+        {"plain", [this](auto&) { makePlain(); }},
+        {"painted", [this](auto&) { tellWhenPainted(); }},
+        {"card", [this](auto&) { tellCard(); }},
+        {"focus", [this](auto&) { tellFocus(); }},
+        {"page", [](auto&) { openPage(); }},
+        {"shown", [this](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
     });
   }
 
@@ -176,6 +184,7 @@ class Fixture : public CommandFixture {
 
   void pop(int style, int repeats) {
     auto window = oq::makeMainObject<oq::OQPopWindow>();
+    _message = window;
     window->popWithData(message(style, repeats),
                         [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
   }
@@ -263,7 +272,68 @@ class Fixture : public CommandFixture {
     say(text.str());
   }
 
+  /// Gives the host one color, lets it be as small as its window, and counts its keys.
+  void makePlain() {
+    auto css = Gtk::CssProvider::create();
+    css->load_from_data("button { all: unset; background: #3c78d8; color: #3c78d8; font-size: 1px; }");
+    Gtk::StyleContext::add_provider_for_display(_window->get_display(), css, GTK_STYLE_PROVIDER_PRIORITY_USER);
+    auto keys = Gtk::EventControllerKey::create();
+    keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+    keys->signal_key_pressed().connect([this](auto...) { return ++_keys, false; }, false);
+    _window->add_controller(keys);
+  }
+
+  /// "painted WIDTHxHEIGHT" once nothing moves and the display shows it.
+  void tellWhenPainted() {
+    _window->add_tick_callback([this, frames = 0](const auto&) mutable {
+      if (oq::AnimationEngine::shared().isRunning()) frames = 0;
+      _window->queue_draw();
+      if (++frames < 3) return true;
+      _window->get_display()->sync();
+      say("painted " + std::to_string(_window->get_width()) + "x" + std::to_string(_window->get_height()));
+      return false;
+    });
+  }
+
+  /// "card X Y WIDTH HEIGHT", then in the same form the title, zeros without one, and the button that closes.
+  void tellCard() {
+    using View = std::shared_ptr<oq::UIView>;
+    const auto message = _message.lock();
+    const auto style = message->data()->style();
+    const bool hasText = style == 2 || style == 3;
+    const View card = style == 1 ? message->imgView() : style == 4 ? message->webController()->view() : View();
+    std::ostringstream text;
+    text << "card";
+    for (const View& view : {card ? card : message->contentView(), hasText ? message->titleLbl() : View(),
+                             style == 3 ? View(message->leftBtn()) : message->closeBtn()}) {
+      const oq::CGPoint at = view ? view->convertPointToWindow(view->bounds().origin) : oq::CGPoint{};
+      const oq::CGSize size = view ? view->bounds().size : oq::CGSize{};
+      text << " " << at.x << " " << at.y << " " << size.width << " " << size.height;
+    }
+    say(text.str());
+  }
+
+  /// "focus KEYS WHERE": how many keys were pressed, and who would get the next one.
+  void tellFocus() {
+    auto* focus = _window->get_focus();
+    const bool isOurs = focus && isInSurface(focus->gobj());
+    say("focus " + std::to_string(_keys) + (isOurs ? " ours" : " host"));
+  }
+
+  static bool isInSurface(GtkWidget* widget) {
+    for (; widget; widget = gtk_widget_get_parent(widget)) {
+      if (std::string(gtk_widget_get_name(widget)) == "oqsdk-surface") return true;
+    }
+    return false;
+  }
+
+  static void openPage() {
+    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value("https://localhost:1/"));
+  }
+
   int _width, _height;
+  int _keys = 0;
+  std::weak_ptr<oq::OQPopWindow> _message;
   const std::string _kind;
   int _frames = 0;
   Gtk::Window* _window = nullptr;
@@ -273,7 +343,7 @@ class Fixture : public CommandFixture {
 }  // namespace
 
 int main(int argc, char** argv) {
-  int width = argc > 1 ? std::atoi(argv[1]) : 400, height = argc > 2 ? std::atoi(argv[2]) : 700;
+  int width = argc > 1 ? std::atoi(argv[1]) : 375, height = argc > 2 ? std::atoi(argv[2]) : 700;
   return runFixture("com.example.fixture",
                     std::make_unique<Fixture>(width, height, argc > 3 ? argv[3] : "window"));
 }

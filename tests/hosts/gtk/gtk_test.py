@@ -2,6 +2,7 @@
 """Drives the fixture with a real pointer on an Xvfb of its own: gtk_test.py FIXTURE [unittest arguments]."""
 
 import ctypes
+import math
 import os
 import select
 import subprocess
@@ -24,13 +25,37 @@ def until(holds, otherwise, pause=0.02):
         time.sleep(pause)
 
 
+class Stage:
+    """Where the library lays out its messages in a window: by its description, not by what the program says."""
+
+    def __init__(self, width, height, laid_out_for=None, maximum=1.5):
+        ratio = width / height
+        for_width, for_height = laid_out_for or (width, height)
+        self.width, self.height = 375, min(812, max(620, 375 * for_height / for_width))
+        fitting = min(width / self.width, height / self.height)
+        limit = min(1, max(0, (ratio - 0.6) / 0.4))
+        self.scale = fitting + limit * (min(fitting, maximum) - fitting)
+        self.left = max(0, math.floor((width - self.width * self.scale) / 2 + 1e-6))
+        self.top = max(0, math.floor((height - self.height * self.scale) / 2 + 1e-6))
+
+    def at(self, x, y):
+        """A point of the stage, in the window."""
+        return self.left + x * self.scale, self.top + y * self.scale
+
+    def pixel(self, x, y):
+        return tuple(map(math.floor, self.at(x, y)))
+
+
 class Display:
     """An X server on a free display, for as long as the block runs."""
+
+    def __init__(self, size="1400x1000"):
+        self.size = size
 
     def __enter__(self):
         reader, writer = os.pipe()
         self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1400x1000x24", "-nolisten", "tcp", "-noreset"],
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp", "-noreset"],
             pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
         with os.fdopen(reader) as told:
@@ -47,7 +72,7 @@ class Display:
 class Fixture:
     """One run of the fixture. Every line that it prints is kept until it is asked for."""
 
-    def __init__(self, width=400, height=700, *more):
+    def __init__(self, width=375, height=700, *more):
         self.home = tempfile.TemporaryDirectory()
         environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
                            GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
@@ -164,7 +189,7 @@ class GtkHost(unittest.TestCase):
     def test_touches_reach_whom_they_hit(self):
         for kind in ("window", "overlay"):
             with self.subTest(kind):
-                fixture = self.start(400, 700, kind)
+                fixture = self.start(375, 700, kind)
                 fixture.do("view 100 100 200 100")
                 await_pixel(150, 150, RED)
                 click(150, 150)
@@ -194,7 +219,7 @@ class GtkHost(unittest.TestCase):
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
     def test_what_the_host_puts_above_comes_first(self):
-        fixture = self.start(400, 700, "overlay")
+        fixture = self.start(375, 700, "overlay")
         fixture.do("view 100 100 200 100")
         fixture.do("above")
         fixture.quiet_frames()
@@ -219,7 +244,7 @@ class GtkHost(unittest.TestCase):
         self.assertEqual(fixture.await_line("view ended")[-2:], ["view began 150 150", "view ended 150 150"])
 
     def check_children(self, kind):
-        fixture = self.start(400, 700, kind)
+        fixture = self.start(375, 700, kind)
         state = fixture.state()
         self.assertTrue(state.startswith("state scenes 1 active 1 host 1 screen"), state)
         fixture.do("view 100 100 200 100")
@@ -248,29 +273,29 @@ class GtkHost(unittest.TestCase):
                 self.check_children(kind)
 
     def test_a_message_that_comes_before_the_first_layout_has_its_size(self):
-        fixture = self.start(400, 700, "eager")
+        fixture = self.start(375, 700, "eager")
         if "code 1" not in fixture.lines:
             fixture.await_line("code 1")
-        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 400x700")
-        # The card is 352 points wide.
-        await_pixel(30, 350, WHITE)
-        await_pixel(370, 350, WHITE)
+        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x700")
+        # The card is 330 points wide.
+        await_pixel(25, 350, WHITE)
+        await_pixel(350, 350, WHITE)
         self.assertNotEqual(pixel(18, 350), WHITE)
         self.assertIn("button 确定", fixture.do("a11y"))
 
     def test_a_window_that_is_never_shown_is_not_the_screen(self):
-        fixture = self.start(400, 700, "second")
-        fixture.await_state("state scenes 2 active 1 host 1 screen 400x700")
+        fixture = self.start(375, 700, "second")
+        fixture.await_state("state scenes 2 active 1 host 1 screen 375x700")
 
     def test_an_animation_of_a_hidden_window_completes(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("hide")
-        fixture.await_state("state scenes 1 active 0 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 0 host 1 screen 375x700")
         fixture.do("animate 0.2")
         self.assertEqual(fixture.await_line("completed")[-1], "completed 1")
         fixture.do("show")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x700")
         fixture.do("animate 30")
         fixture.do("hide")
         fixture.do_until("remove", "completed 0")
@@ -349,7 +374,7 @@ class GtkHost(unittest.TestCase):
         fixture.do("animate 30")
         fixture.do_until("close", "completed 0")
         self.assertIn("destroyed", fixture.lines)
-        fixture.await_state("state scenes 0 active 0 host 0 screen 400x700")
+        fixture.await_state("state scenes 0 active 0 host 0 screen 375x700")
         fixture.do_until("open", "mapped")
         fixture.do("view 100 100 200 100")
         await_pixel(150, 150, RED)
@@ -359,39 +384,44 @@ class GtkHost(unittest.TestCase):
         fixture.await_line("left")
 
     def test_a_second_window_is_a_scene_of_its_own(self):
-        fixture = self.start(400, 700)
+        fixture = self.start(375, 700)
         fixture.do_until("open", "mapped")
-        fixture.await_state("state scenes 2 active 2 host 1 screen 400x700")
+        fixture.await_state("state scenes 2 active 2 host 1 screen 375x700")
         fixture.do("close")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x700")
 
     def test_a_wide_window_has_its_stage_in_the_middle(self):
         fixture = self.start(1280, 800)
-        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 371x800")
+        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x620")
         fixture.do("view 100 100 200 100")
-        left = (1280 - 371) // 2
-        await_pixel(left + 101, 150, RED)
-        self.assertNotEqual(pixel(left + 99, 150), RED)
-        click(left + 150, 150)
-        self.assertEqual(fixture.await_line("view ended")[0], "view began 150 150")
+        stage = Stage(1280, 800)
+        edge, _ = stage.pixel(100, 0)
+        await_pixel(edge + 1, 200, RED)
+        self.assertNotEqual(pixel(edge - 1, 200), RED)
+        x, y = stage.pixel(150, 150)
+        click(x, y)
+        began = fixture.await_line("view ended")[0].split()
+        self.assertEqual(began[:2], ["view", "began"])
+        for at, pixels in zip(began[2:], (x - stage.left, y - stage.top)):
+            self.assertAlmostEqual(float(at), pixels / stage.scale, delta=0.01)
         click(50, 400)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
         fixture.do("fill")
-        for x in (2, left - 1, left, left + 370, left + 371, 1277):
+        right = stage.left + round(375 * stage.scale)
+        for x in (2, stage.left - 1, stage.left, right - 1, right, 1277):
             await_pixel(x, 400, GREEN)
-        click(50, 400)
-        click(1200, 400)
-        click(left + 20, 400)
-        seen = fixture.await_line("filling ended 20 400")
+        for x in (50, 1200, stage.left + 20):
+            click(x, 400)
+        seen = [line for _ in range(3) for line in fixture.await_line("filling ended")]
         self.assertNotIn("host clicked", seen)
 
     def test_a_new_size_moves_the_stage(self):
-        fixture = self.start(400, 700)
+        fixture = self.start(375, 700)
         fixture.do("resize 900 700")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 324x700")
-        fixture.do("resize 350 600")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 350x600")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x620")
+        fixture.do("resize 375 650")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x650")
 
     def test_nothing_is_painted_while_nothing_changes(self):
         fixture = self.start()

@@ -41,7 +41,7 @@ class Fixture : public CommandFixture {
   void open() override {
     _window = new Gtk::Window;
     _window->set_decorated(false);
-    _window->set_default_size(400, 700);
+    _window->set_default_size(375, 700);
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     auto* entry = _entry = Gtk::make_managed<Gtk::Entry>();
     entry->signal_changed().connect([entry] { say("entry " + entry->get_text()); });
