@@ -115,6 +115,8 @@ void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
   _shownView = top ? top->view() : nullptr;
   updateBar();
   view()->addSubview(_bar);
+  // A page that slides takes the shade along.
+  if (!leaving) updateShade();
 }
 
 void UINavigationController::bringInPage(bool animated) {
@@ -125,10 +127,7 @@ void UINavigationController::bringInPage(bool animated) {
   const bool slides = animated && leaving && leaving->superview() == (isViewLoaded() ? view() : nullptr);
   showPage(slides ? leaving : nullptr);
   const auto page = _shownView.lock();
-  if (!slides || !page || page == leaving) {
-    if (isViewLoaded()) updateShade();
-    return;
-  }
+  if (!slides || !page || page == leaving) return;
   const bool barComesOrGoes = barWasHidden != _bar->isHidden();
   if (barComesOrGoes && _turn == Turn::Pop) {
     // It goes with the page whose bar it was.

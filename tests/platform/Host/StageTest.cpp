@@ -22,7 +22,7 @@ TEST(StageTest, EveryWindowShowsTheWholeStageInItsMiddle) {
       {{540, 960}, 666.6667, 1.44, {0, 0}},      //
       {{1080, 1920}, 666.6667, 2.88, {0, 0}},    //
       {{300, 900}, 812, 0.8, {0, 125}},          // higher than the highest stage
-      {{768, 1024}, 620, 1.5943, {85, 17}},      // between 0.6 and 1: 3/8 of the way from 1.6516 to 1.5
+      {{768, 1024}, 620, 1.5948, {84, 17}},      // between 0.6 and 1: 3/8 of the way from 1.6516 to 1.5
       {{1000, 1000}, 620, 1.5, {218, 35}},       // wide: at most 1.5
       {{1280, 800}, 620, 1.2903, {398, 0}},      // smaller than the limit
       {{1920, 1080}, 620, 1.5, {678, 75}},       //
