@@ -37,8 +37,8 @@ struct OQSDK_EXPORT Stage {
   CGRect windowInStage(CGSize window) const {
     return {toStage({}), {window.width / scale, window.height / scale}};
   }
-  /// The pixels per stage point that pictures are prepared for, on a window with so many pixels per point. Rounded up to
-  /// halves: a window that is being resized does not prepare them again for every size.
+  /// The pixels per stage point that pictures are prepared for, on a window with so many pixels per point. Rounded up
+  /// to halves: a window that is being resized does not prepare them again for every size.
   double contentScale(double pixelsPerPoint) const;
 };
 

@@ -29,9 +29,9 @@ struct AttachOptions {
 };
 
 /// Lets the library show its windows above a host's own. Call it once for each window, on GTK's main thread; the first
-/// call comes before TorvelinOqManager::startWithConfig(), and what its options say of the application counts. The window's child (for windows
-/// of libadwaita: their content) is wrapped in an overlay, also one that is set later; touches that hit no view of the
-/// library reach the host's widgets as before. The attachment ends with the window.
+/// call comes before TorvelinOqManager::startWithConfig(), and of the options only `maximumScale` counts in later ones.
+/// The window's child (for windows of libadwaita: their content) is wrapped in an overlay, also one that is set later;
+/// touches that hit no view of the library reach the host's widgets as before. The attachment ends with the window.
 OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {});
 
 /// The same for a host that has an overlay of its own: a layer is added on top of it.
