@@ -35,6 +35,7 @@ class Fixture : public CommandFixture {
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { tellFocus(); }},
+        {"resize", [this](auto& in) { resize(in); }},
     });
   }
 
@@ -124,6 +125,12 @@ class Fixture : public CommandFixture {
   void tellFocus() {
     auto* focus = _window->get_focus();
     say(focus && focus->is_ancestor(*_entry) ? "focus host" : "focus elsewhere");
+  }
+
+  void resize(std::istream& in) {
+    int width = 0, height = 0;
+    in >> width >> height;
+    _window->set_default_size(width, height);
   }
 
   /// A view above whatever is open.
