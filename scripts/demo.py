@@ -246,7 +246,8 @@ class Demo:
     def see_page(self):
         """The page that the button leads to, until its close button is tapped."""
         x, y = self.screen.window_origin(self.shop.process.pid)
-        top = (x + 270, y + 60)
+        scale = 540 / 375  # of the shop's window to the stage that pages lie on
+        top = (x + 187 * scale, y + 60 * scale)
 
         def in_sight():
             red, _, blue = self.screen.shoot().at(*top)
@@ -261,7 +262,7 @@ class Demo:
                      str(self.screen.shoot_still().keep("3-page.png").relative_to(ROOT)))
 
         shown = self.screen.shoot().at(*top)
-        self.screen.click(x + 62, y + 22)
+        self.screen.click(x + 62 * scale, y + 22 * scale)
         self.await_("the page is closed", lambda: self.screen.shoot().at(*top) != shown)
 
     def has(self, name):

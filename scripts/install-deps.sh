@@ -20,7 +20,7 @@ packages=(
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
   gnome-keyring libsecret-1-0
   # a screen where there is none, a hand to touch it, fonts to read it
-  xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
+  xvfb weston xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
 # What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.

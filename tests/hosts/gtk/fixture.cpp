@@ -119,6 +119,7 @@ class Fixture : public CommandFixture {
         {"plain", [this](auto&) { makePlain(); }},
         {"painted", [this](auto&) { tellWhenPainted(); }},
         {"card", [this](auto&) { tellCard(); }},
+        {"dismiss", [this](auto&) { _message.lock()->_close(); }},
         {"focus", [this](auto&) { tellFocus(); }},
         {"page", [](auto&) { openPage(); }},
         {"shown", [this](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},

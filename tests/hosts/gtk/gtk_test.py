@@ -72,10 +72,11 @@ class Display:
 class Fixture:
     """One run of the fixture. Every line that it prints is kept until it is asked for."""
 
-    def __init__(self, width=375, height=700, *more):
+    def __init__(self, width=375, height=700, *more, **environment):
         self.home = tempfile.TemporaryDirectory()
-        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
-                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
+        environment = {**os.environ, "DISPLAY": DISPLAY, "GDK_BACKEND": "x11", "GSK_RENDERER": "cairo",
+                       "GTK_A11Y": "test", "GSETTINGS_BACKEND": "memory", "G_DEBUG": "fatal-criticals",
+                       "XDG_DATA_HOME": self.home.name, **environment}
         self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.buffer = b""

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Shows every style of message, and pages, in windows of many sizes: stage_test.py FIXTURE. It looks at the pixels,
-presses what it finds with a real pointer, and expects the geometry that it computes itself. OQSDK_STAGE=all runs every
-combination."""
+presses what is there with a real pointer, and computes itself where that is. OQSDK_STAGE=all runs every combination."""
 
 import contextlib
 import os
+import pathlib
 import subprocess
 import sys
+import tempfile
 import unittest
 
 import gtk_test
@@ -34,16 +35,20 @@ def is_bright(color):
 
 
 class Picture:
-    """What the window shows."""
+    """What a window shows; from a command that writes a screen that is so wide."""
 
-    def __init__(self, width, height):
-        self.width, self.height = width, height
-        shot = ["import", "-window", "root", "-crop", f"{width}x{height}+0+0", "-depth", "8", "rgb:-"]
-        self.bytes = subprocess.run(shot, env=dict(os.environ, DISPLAY=gtk_test.DISPLAY), check=True, timeout=60,
+    def __init__(self, command, width):
+        self.width, self.corner = width, (0, 0)
+        self.bytes = subprocess.run(command, env=dict(os.environ, DISPLAY=gtk_test.DISPLAY), check=True, timeout=60,
                                     stdout=subprocess.PIPE).stdout
 
+    @classmethod
+    def of_window(cls, width, height):
+        """In the upper left corner of the X screen."""
+        return cls(["import", "-window", "root", "-crop", f"{width}x{height}+0+0", "-depth", "8", "rgb:-"], width)
+
     def __getitem__(self, place):
-        x, y = (min(limit - 1, max(0, int(at))) for at, limit in zip(place, (self.width, self.height)))
+        x, y = (corner + int(at) for at, corner in zip(place, self.corner))
         at = (y * self.width + x) * 3
         return tuple(self.bytes[at:at + 3])
 
@@ -54,43 +59,12 @@ class Picture:
         return (columns[0] - left, columns[-1] + 1 - left) if columns else (0, 0)
 
 
-class StageTest(unittest.TestCase):
-    def start(self, pixels):
-        os.environ["GDK_SCALE"] = str(pixels)
-        self.pixels = pixels
-        pointer("mousemove", SCREEN - 1, SCREEN - 1)
-        self.fixture = fixture = Fixture(390, 844)
-        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
-        self.fixture.await_line("mapped")
-        self.fixture.do("plain")
-        self.fixture.do("focus")
-
-    @contextlib.contextmanager
-    def case(self, **names):
-        """One combination; after a failure the next one begins with another host."""
-        with self.subTest(pixels=self.pixels, **names):
-            try:
-                yield
-            except AssertionError:
-                self.fixture.close()
-                self.start(self.pixels)
-                raise
-
-    def painted(self):
-        self.fixture.do("painted")
-        return self.fixture.await_line("painted")[-1]
-
-    def resize(self, size):
-        self.fixture.do("resize {} {}".format(*size))
-        wanted = "painted {}x{}".format(*size)
-        until(lambda: self.painted() == wanted, lambda: f"not {wanted}")
+class Messages(unittest.TestCase):
+    """What is expected of a message on a stage."""
 
     def place(self, x, y):
         """A point of the stage, in pixels."""
         return tuple(self.pixels * at for at in self.stage.at(x, y))
-
-    def clicks(self, points):
-        return [word for x, y in points for word in ("mousemove", int(x), int(y), "click", 1)]
 
     def outside(self, size, card, close):
         """Sixteen points that are neither on the card nor near the close button: around the card and at the edges."""
@@ -109,6 +83,89 @@ class StageTest(unittest.TestCase):
         self.assertGreaterEqual(len(found), 16)
         return [found[round(index * (len(found) - 1) / 15)] for index in range(16)]
 
+    def check_geometry(self, style):
+        """As described, and all of it on the stage. The card, the title and the middle of the button that closes."""
+        told = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
+        card, title, close = told[:4], told[4:8], told[8:]
+        self.assertAlmostEqual(card[2], CARD, delta=0.01)
+        self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
+        self.assertAlmostEqual(card[1] + card[3] / 2, self.stage.height / 2, delta=0.01)
+        if style in (1, 4):
+            self.assertAlmostEqual(card[3], CARD * 1.5, delta=0.01)
+        close_at = {1: (187.5, card[1] + card[3] + CLOSE), 2: (card[0] + card[2], card[1]),
+                    3: (close[0] + close[2] / 2, close[1] + close[3] / 2)}[1 if style == 4 else style]
+        for at, start, length in zip(close_at, close[:2], close[2:]):
+            self.assertAlmostEqual(start + length / 2, at, delta=0.01)
+        self.assertGreaterEqual(card[1], 0)
+        self.assertLessEqual(close_at[1] + (close[3] if style == 3 else CLOSE) / 2, self.stage.height)
+        return card, title, close_at
+
+    def check_look(self, picture, style, card, title, close_at, outside, dim):
+        for x, y in outside:
+            self.assertTrue(is_close(picture[x, y], dim), f"{picture[x, y]} outside at {x},{y}")
+        inset = 4
+        for x in (card[0] + inset, card[0] + card[2] - inset):
+            for y in (card[1] + inset, card[1] + card[3] - inset):
+                if style == 2 and x > 187 and y < self.stage.height / 2:
+                    continue  # below the close button
+                at = self.place(x, y)
+                self.assertTrue(is_bright(picture[at]), f"{picture[at]} in the card's corner {x},{y}")
+        if style != 3:
+            (x, y), half = self.place(*close_at), CLOSE / 2 * self.stage.scale * self.pixels
+            seen = {sum(picture[x + half * dx / 5, y + half * dy / 5])
+                    for dx in range(-4, 5) for dy in range(-4, 5)}
+            self.assertGreater(max(seen) - min(seen), 150, "no close button to be seen")
+        if style in (2, 3) and self.stage.scale * self.pixels > 0.6:
+            self.check_title(picture, title)
+
+    def check_title(self, picture, title):
+        """The title's letters are as wide, in points of the stage, as in every other window."""
+        left, top = self.place(title[0], title[1])
+        right, bottom = self.place(title[0] + title[2], title[1] + title[3])
+        pixels_per_point = self.stage.scale * self.pixels
+        width = picture.ink(left, top, right, bottom)[1] / pixels_per_point
+        Messages.title_width = getattr(Messages, "title_width", width)
+        self.assertAlmostEqual(width, Messages.title_width, delta=1.5 + 1.5 / pixels_per_point)
+
+    def painted(self):
+        self.fixture.do("painted")
+        return self.fixture.await_line("painted")[-1]
+
+    def show(self, style):
+        self.fixture.do_until(f"pop {style}", "code 1")
+        self.painted()
+
+
+class OnX11(Messages):
+    def start(self, pixels):
+        self.pixels = pixels
+        pointer("mousemove", SCREEN - 1, SCREEN - 1)
+        self.fixture = fixture = Fixture(390, 844, GDK_SCALE=str(pixels))
+        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
+        self.fixture.await_line("mapped")
+        self.fixture.do("plain")
+        # Until then the display may undo a new size.
+        until(lambda: self.painted() == "painted 390x844", lambda: "never as large as it wants to be")
+
+    @contextlib.contextmanager
+    def case(self, **names):
+        """One combination; after a failure the next one begins with another host."""
+        with self.subTest(pixels=self.pixels, **names):
+            try:
+                yield
+            except AssertionError:
+                self.fixture.close()
+                self.start(self.pixels)
+                raise
+
+    def resize(self, size):
+        self.fixture.do("resize {} {}".format(*size))
+        wanted = "painted {}x{}".format(*size)
+        until(lambda: self.painted() == wanted, lambda: f"not {wanted}")
+
+    def clicks(self, points):
+        return [word for x, y in points for word in ("mousemove", int(x), int(y), "click", 1)]
+
     def check_host(self, size):
         """A click anywhere is the host's again."""
         width, height = (self.pixels * length for length in size)
@@ -120,43 +177,11 @@ class StageTest(unittest.TestCase):
         """Of the front-most message; it is closed in the end."""
         self.stage = Stage(*size, laid_out_for)
         self.painted()
-        told = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
-        card, title, close = told[:4], told[4:8], told[8:]
-        # The described geometry, all of it on the stage.
-        self.assertAlmostEqual(card[2], CARD, delta=0.01)
-        self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
-        self.assertAlmostEqual(card[1] + card[3] / 2, self.stage.height / 2, delta=0.01)
-        if style in (1, 4):
-            self.assertAlmostEqual(card[3], CARD * 1.5, delta=0.01)
-            close_at = 187.5, card[1] + card[3] + CLOSE
-        else:
-            close_at = card[0] + card[2], card[1]
-        if style == 3:
-            close_at = close[0] + close[2] / 2, close[1] + close[3] / 2
-        self.assertGreaterEqual(card[1], 0)
-        self.assertLessEqual(close_at[1] + (CLOSE / 2 if style != 3 else close[3] / 2), self.stage.height)
-        self.assertAlmostEqual(close[0] + close[2] / 2, close_at[0], delta=0.01)
-        self.assertAlmostEqual(close[1] + close[3] / 2, close_at[1], delta=0.01)
-
+        card, title, close_at = self.check_geometry(style)
         close_pixel = self.place(*close_at)
         outside = self.outside(size, card, close_pixel if style != 3 else None)
-        picture = Picture(*(self.pixels * length for length in size))
-        for x, y in outside:
-            self.assertTrue(is_close(picture[x, y], dim), f"{picture[x, y]} outside at {x},{y}")
-        inset = 4
-        for x in (card[0] + inset, card[0] + card[2] - inset):
-            for y in (card[1] + inset, card[1] + card[3] - inset):
-                if style == 2 and x > 187 and y < self.stage.height / 2:
-                    continue  # below the close button
-                at = self.place(x, y)
-                self.assertTrue(is_bright(picture[at]), f"{picture[at]} in the card's corner {x},{y}")
-        if style != 3:
-            half = CLOSE / 2 * self.stage.scale * self.pixels
-            seen = {picture[close_pixel[0] + half * dx / 5, close_pixel[1] + half * dy / 5]
-                    for dx in range(-4, 5) for dy in range(-4, 5)}
-            self.assertGreater(max(map(sum, seen)) - min(map(sum, seen)), 150, "no close button to be seen")
-        if style in (2, 3) and self.stage.scale * self.pixels > 0.6:
-            self.check_title(picture, title)
+        picture = Picture.of_window(*(self.pixels * length for length in size))
+        self.check_look(picture, style, card, title, close_at, outside, dim)
 
         keys = int(self.fixture.do("focus")[-1].split()[1])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
@@ -167,15 +192,6 @@ class StageTest(unittest.TestCase):
         self.assertEqual(seen[-1], "code 4" if style == 3 else "code 3")
         self.assertNotIn("host clicked", seen)
         self.painted()
-
-    def check_title(self, picture, title):
-        """The title's letters are as wide, in points of the stage, as in every other window."""
-        left, top = self.place(title[0], title[1])
-        right, bottom = self.place(title[0] + title[2], title[1] + title[3])
-        pixels_per_point = self.stage.scale * self.pixels
-        width = picture.ink(left, top, right, bottom)[1] / pixels_per_point
-        StageTest.title_width = getattr(StageTest, "title_width", width)
-        self.assertAlmostEqual(width, StageTest.title_width, delta=1.5 + 1.5 / pixels_per_point)
 
     def await_focus(self, keys):
         def told():
@@ -189,7 +205,7 @@ class StageTest(unittest.TestCase):
         width, height = (self.pixels * length for length in size)
         until(lambda: f" screen 375x{self.stage.height:.6g}" in self.fixture.state(), self.fixture.state)
         self.painted()
-        picture = Picture(width, height)
+        picture = Picture.of_window(width, height)
         corners = [(x, y) for x in (2, 373) for y in (2, self.stage.height - 2)]
         for at in map(lambda corner: self.place(*corner), corners):
             self.assertTrue(is_bright(picture[at]), f"{picture[at]} on the page at {at}")
@@ -211,9 +227,6 @@ class StageTest(unittest.TestCase):
         self.since = len(self.fixture.lines)
         self.fixture.do("page")
         self.painted()
-
-    def show(self, style):
-        self.fixture.do_until(f"pop {style}", "code 1")
 
     def test_every_size_and_scale(self):
         for pixels in (1, 2, 3):
@@ -266,6 +279,49 @@ class StageTest(unittest.TestCase):
         self.assertEqual(self.fixture.state(), before)
         twice = tuple(0.7 * part for part in DIM)
         self.check_message(1, (1280, 800), laid_out_for=(390, 844), dim=twice)
+
+
+class OnWayland(Messages):
+    """On a compositor without a screen or a pointer; what it shows is compared."""
+    pixels = 1
+
+    def compositor(self, folder, size):
+        settings = pathlib.Path(folder) / "weston.ini"
+        settings.write_text("[shell]\nstartup-animation=none\nanimation=none\npanel-position=none\nlocking=false\n"
+                            "background-color=0xff000000\n")
+        weston = subprocess.Popen(
+            ["weston", "--backend=headless-backend.so", "--use-pixman", f"--config={settings}", "--idle-time=0",
+             "--debug", "--socket=stage", "--width={}".format(size[0]), "--height={}".format(size[1])],
+            env=dict(os.environ, XDG_RUNTIME_DIR=folder), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(weston.wait)
+        self.addCleanup(weston.terminate)
+        until(lambda: (pathlib.Path(folder) / "stage").exists(), lambda: "weston does not start")
+
+    def test_a_message_is_placed_and_painted(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.compositor(folder, (1280, 800))
+            display = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": "stage"}
+            for size in ((390, 700), (900, 640)):
+                self.fixture = Fixture(*size, GDK_BACKEND="wayland", **display)
+                self.fixture.await_line("mapped")
+                self.fixture.do("plain")
+                self.stage = Stage(*size)
+                for style in (1, 2, 3):
+                    with self.subTest(size=size, style=style):
+                        self.show(style)
+                        card, title, close_at = self.check_geometry(style)
+                        outside = self.outside(size, card, self.place(*close_at) if style != 3 else None)
+                        subprocess.run(["weston-screenshooter"], env={**os.environ, **display}, cwd=folder, check=True,
+                                       timeout=60)
+                        shot = next(pathlib.Path(folder).glob("*.png"))
+                        picture = Picture(["convert", shot, "-depth", "8", "rgb:-"], 1280)
+                        shot.unlink()
+                        # The compositor chose the place, on black.
+                        first = (len(picture.bytes) - len(picture.bytes.lstrip(b"\0"))) // 3
+                        picture.corner = first % 1280, first // 1280
+                        self.check_look(picture, style, card, title, close_at, outside, DIM)
+                        self.fixture.do_until("dismiss", "code 3")
+                self.assertEqual(self.fixture.close(), 0)
 
 
 if __name__ == "__main__":
