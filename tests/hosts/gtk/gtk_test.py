@@ -5,6 +5,7 @@ import ctypes
 import math
 import os
 import select
+import struct
 import subprocess
 import sys
 import tempfile
@@ -53,9 +54,12 @@ class Display:
         self.size = size
 
     def __enter__(self):
+        # What the screen shows, in a file.
+        self.folder = tempfile.TemporaryDirectory()
         reader, writer = os.pipe()
         self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp", "-noreset"],
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp", "-noreset",
+             "-fbdir", self.folder.name],
             pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
         with os.fdopen(reader) as told:
@@ -67,6 +71,15 @@ class Display:
     def __exit__(self, *_):
         self.process.terminate()
         self.process.wait()
+        self.folder.cleanup()
+
+    def shot(self, width, height):
+        """The bytes, blue, green, red, none, of the screen's upper left part."""
+        with open(os.path.join(self.folder.name, "Xvfb_screen0"), "rb") as screen:
+            header = struct.unpack(">25I", screen.read(100))
+            begin, line = header[0] + 12 * header[19], header[12]
+            rows = (screen.seek(begin + y * line) and screen.read(4 * width) for y in range(height))
+            return b"".join(rows)
 
 
 class Fixture:
