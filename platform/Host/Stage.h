@@ -10,7 +10,7 @@ namespace oq {
 /// points, those of the window in window points.
 struct OQSDK_EXPORT Stage {
   static constexpr double width = 375;
-  /// Below this a picture, which is 1.32 times as high as the stage is wide, leaves no room for its close button.
+  /// Room for the highest card with its close button, which needs 572.
   static constexpr double smallestHeight = 620;
   static constexpr double largestHeight = 812;
   static constexpr double defaultMaximumScale = 1.5;
