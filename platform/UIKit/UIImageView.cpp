@@ -14,12 +14,16 @@ namespace oq {
 namespace {
 
 constexpr double kLargestSide = 16384;  // pixels
+constexpr double kHairline = 1;         // points
 
 CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
   if (mode == UIViewContentMode::ScaleToFill) return room;
   double across = room.width / image.width, down = room.height / image.height;
   double factor = mode == UIViewContentMode::ScaleAspectFit ? std::min(across, down) : std::max(across, down);
-  return {image.width * factor, image.height * factor};
+  const CGSize size{image.width * factor, image.height * factor};
+  // A picture that was drawn for this very place leaves no hairline at its edge.
+  const bool isClose = std::abs(size.width - room.width) < kHairline && std::abs(size.height - room.height) < kHairline;
+  return isClose ? room : size;
 }
 
 /// Up to whole pixels, so that what was scaled once is not scaled again when it is painted.
