@@ -276,9 +276,7 @@ void StandIns::place(const StandIn& standIn, CGPoint origin, double scale) const
   // GTK wants to be asked before it is told.
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
-  auto whole = [scale](double value) {
-    return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6)));
-  };
+  auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
   const CGRect& frame = standIn.frame;
   GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
                            whole(frame.size.width), whole(frame.size.height)};

@@ -32,6 +32,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   keepFocusInDialogs();
   _window = makeHostWindow({{}, stage().size});
   _stage.setWindow(_window);
+  _window->setContentScale(stage().contentScale(get_scale_factor()));
   _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
   _scene->addWindow(_window);
@@ -176,6 +177,7 @@ void Surface::updateStageWhenResized() {
 void Surface::stageChanged() {
   _window->setContentScale(stage().contentScale(get_scale_factor()));
   _host->updateScreen();
+  givePointerBackLater();
   queue_draw();
 }
 

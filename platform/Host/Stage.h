@@ -15,9 +15,9 @@ struct OQSDK_EXPORT Stage {
   static constexpr double largestHeight = 812;
   static constexpr double defaultMaximumScale = 1.5;
 
-  CGSize size;        ///< in stage points
-  double scale = 1;   ///< window points per stage point
-  CGPoint origin;     ///< the upper left corner, in whole window points
+  CGSize size;       ///< in stage points
+  double scale = 1;  ///< window points per stage point
+  CGPoint origin;    ///< the upper left corner, in whole window points
   bool operator==(const Stage&) const = default;
 
   /// The size of a stage that is laid out for such a window; the largest one for a window without a size.
@@ -27,16 +27,10 @@ struct OQSDK_EXPORT Stage {
   /// square ones the limit comes in gradually, so that a title bar makes little difference.
   static Stage in(CGSize window, CGSize size, double maximumScale);
 
-  CGPoint toStage(CGPoint inWindow) const {
-    return {(inWindow.x - origin.x) / scale, (inWindow.y - origin.y) / scale};
-  }
-  CGPoint toWindow(CGPoint inStage) const {
-    return {origin.x + inStage.x * scale, origin.y + inStage.y * scale};
-  }
+  CGPoint toStage(CGPoint inWindow) const { return {(inWindow.x - origin.x) / scale, (inWindow.y - origin.y) / scale}; }
+  CGPoint toWindow(CGPoint inStage) const { return {origin.x + inStage.x * scale, origin.y + inStage.y * scale}; }
   /// The whole window, in stage points.
-  CGRect windowInStage(CGSize window) const {
-    return {toStage({}), {window.width / scale, window.height / scale}};
-  }
+  CGRect windowInStage(CGSize window) const { return {toStage({}), {window.width / scale, window.height / scale}}; }
   /// The pixels per stage point that pictures are prepared for, on a window with so many pixels per point. Rounded up
   /// to halves: a window that is being resized does not prepare them again for every size.
   double contentScale(double pixelsPerPoint) const;

@@ -5,8 +5,8 @@
 
 namespace oq {
 
-/// The stage that messages are laid out on. The host sets its size. The main thread writes, any thread reads a size that
-/// was valid.
+/// The stage that messages are laid out on. The host sets its size. The main thread writes, any thread reads a size
+/// that was valid.
 class OQSDK_EXPORT UIScreen {
  public:
   static UIScreen& mainScreen();

@@ -94,14 +94,9 @@ int main(int argc, char** argv) {
   if (argc != 2) return std::fprintf(stderr, "usage: gallery FOLDER\n"), EXIT_FAILURE;
   const std::filesystem::path folder = argv[1];
   std::filesystem::create_directories(folder);
-  const Screen screens[] = {{"phone", 390, 844, 1},
-                            {"phone@2x", 390, 844, 2},
-                            {"small", 320, 568, 1},
-                            {"kiosk", 1080, 1920, 1},
-                            {"square", 800, 800, 1},
-                            {"desktop", 1280, 800, 1},
-                            {"desktop@1.5x", 1280, 800, 1.5},
-                            {"4k", 3840, 2160, 1}};
+  const Screen screens[] = {{"phone", 390, 844, 1},           {"phone@2x", 390, 844, 2}, {"small", 320, 568, 1},
+                            {"kiosk", 1080, 1920, 1},         {"square", 800, 800, 1},   {"desktop", 1280, 800, 1},
+                            {"desktop@1.5x", 1280, 800, 1.5}, {"4k", 3840, 2160, 1}};
   for (const Screen& screen : screens) {
     for (int style = 1; style <= 4; ++style) {
       const std::string number = std::to_string(style);

@@ -296,7 +296,8 @@ class Fixture : public CommandFixture {
     });
   }
 
-  /// "card X Y WIDTH HEIGHT", then in the same form the title, zeros without one, and the button that closes.
+  /// "card X Y WIDTH HEIGHT", then in the same form the title, zeros without one, and the button that closes, and the
+  /// pixels per point that pictures are prepared for.
   void tellCard() {
     using View = std::shared_ptr<oq::UIView>;
     const auto message = _message.lock();
@@ -311,6 +312,7 @@ class Fixture : public CommandFixture {
       const oq::CGSize size = view ? view->bounds().size : oq::CGSize{};
       text << " " << at.x << " " << at.y << " " << size.width << " " << size.height;
     }
+    text << " " << ours().contentScale();
     say(text.str());
   }
 

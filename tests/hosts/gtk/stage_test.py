@@ -3,6 +3,7 @@
 presses what is there with a real pointer, and computes itself where that is. OQSDK_STAGE=all runs every combination."""
 
 import contextlib
+import math
 import os
 import pathlib
 import subprocess
@@ -79,7 +80,8 @@ class Messages(unittest.TestCase):
     def check_geometry(self, style):
         """As described, and all of it on the stage. The card, the title and the middle of the button that closes."""
         told = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
-        card, title, close = told[:4], told[4:8], told[8:]
+        card, title, close, scale = told[:4], told[4:8], told[8:12], told[12]
+        self.assertEqual(scale, math.ceil(2 * self.pixels * self.stage.scale - 1e-6) / 2)
         self.assertAlmostEqual(card[2], CARD, delta=0.01)
         self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
         self.assertAlmostEqual(card[1] + card[3] / 2, self.stage.height / 2, delta=0.01)

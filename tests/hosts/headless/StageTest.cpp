@@ -17,7 +17,7 @@
 namespace oq {
 namespace {
 
-constexpr CGSize kSizes[] = {{320, 568},  {390, 844},  {540, 960},   {768, 1024},  {1080, 1920},
+constexpr CGSize kSizes[] = {{320, 568}, {390, 844},  {540, 960},   {768, 1024},  {1080, 1920},
                              {800, 600}, {1280, 800}, {1920, 1080}, {3840, 2160}, {200, 200}};
 
 /// A headless host whose window is shown with one and a half pixels per point.
