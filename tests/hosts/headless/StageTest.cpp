@@ -12,6 +12,7 @@
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UIScreen.h"
 #include "oqsdk/headless/HeadlessHost.h"
+#include "oqsdk/oqsdk.h"
 #include "support/ScratchFolder.h"
 
 namespace oq {
@@ -119,6 +120,16 @@ TEST_F(HeadlessStage, APageIsLaidOutAgainAndBlocksTheRestOfTheWindow) {
   _host.advance(0.5);
   EXPECT_FALSE(_host.tap(1, 400));
   EXPECT_EQ(_host.pixelAt(1, 400).red, 255);
+}
+
+TEST_F(HeadlessStage, TheBallHoldsNothing) {
+  resize({390, 844});
+  OQFloatingBall::show();
+  resize({1280, 800});
+  EXPECT_EQ(UIScreen::mainScreen().bounds(), CGRectMake(0, 0, 375, 620));
+  EXPECT_FALSE(_host.tap(1, 400));
+  EXPECT_EQ(_host.pixelAt(1, 400).red, 255);
+  OQFloatingBall::hide();
 }
 
 /// A campaign without sizes of its own stores the default one when it is fetched, and is shown in other windows.
