@@ -3,9 +3,21 @@
 #include <cmath>
 
 #include "UIKit/Painter.h"
+#include "UIKit/UIViewController.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq {
+
+namespace {
+
+/// Or an alert. A page may be a dialog, too: it is in the view of the window's root.
+bool showsMessage(const UIWindow& window) {
+  const auto dialog = frontmostDialog(window);
+  const auto root = window.rootViewController();
+  return dialog && !(root && dialog == root->view());
+}
+
+}  // namespace
 
 WindowStage::WindowStage(CGSize window, std::optional<double> maximumScale)
     : _size(window), _maximumScale(maximumScale) {
@@ -39,7 +51,7 @@ bool WindowStage::isOutdated() const {
 }
 
 bool WindowStage::update() {
-  if (!isOutdated() || (_window && frontmostDialog(*_window))) return false;
+  if (!isOutdated() || (_window && showsMessage(*_window))) return false;
   return set(wantedSize());
 }
 

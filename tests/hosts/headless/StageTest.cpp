@@ -108,6 +108,8 @@ TEST_F(HeadlessStage, APageIsLaidOutAgainAndBlocksTheRestOfTheWindow) {
   const auto navigation = std::dynamic_pointer_cast<UINavigationController>(root);
   const auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
   navigation->pushViewController(page, true);
+  // Assistive technology may take it for a dialog.
+  navigation->view()->setAccessibilityViewIsModal(true);
   _host.advance(0.5);
   resize({1280, 800});
   const Stage stage = Stage::in(_size, {375, 620}, 1.5);
