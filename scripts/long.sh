@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The long forms of what ./test.sh does in short, with their figures: processes killed while they write and while they
 # show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak, an hour of fuzzing.
-# `scripts/long.sh kills soak` does only those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last line
-# is "N passed, N failed".
+# `scripts/long.sh kills soak` does only those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last
+# line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh --fuzz
