@@ -153,7 +153,9 @@ void Surface::layOutAsExpected() {
 }
 
 void Surface::layOut(int width, int height) {
-  if (_stage.resize({static_cast<double>(width), static_cast<double>(height)})) stageChanged();
+  const CGSize size{static_cast<double>(width), static_cast<double>(height)};
+  if (size == _stage.windowSize()) return;
+  if (_stage.resize(size)) stageChanged();
   if (_stage.isOutdated()) updateStageWhenResized();
 }
 

@@ -22,6 +22,7 @@ class OQSDK_EXPORT WindowStage {
   const Stage& stage() const { return _stage; }
   /// The window to keep on the stage; nullptr when it goes.
   void setWindow(std::shared_ptr<UIWindow> window);
+  const CGSize& windowSize() const { return _size; }
   /// False until the host's window has had a size.
   bool isPlaced() const { return !CGRect{{}, _size}.isEmpty(); }
 
