@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Measures the frames of an opening message in GTK on software rendering, on a display of its own, with both renderers.
+# Measures what GTK's main thread does on software rendering, on a display of its own: the frames of an opening message
+# with both renderers, and the first web page of a process.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mkdir -p build
 log=build/bench-gtk-build.log
 if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&
-  cmake --build build/bench-gtk --target gtk_opening; } >"$log" 2>&1; then
+  cmake --build build/bench-gtk --target gtk_opening gtk_first_page; } >"$log" 2>&1; then
   cat "$log" >&2
   exit 2
 fi
@@ -18,9 +19,13 @@ trap 'kill "$server"' EXIT
 read -r number <&"$numbers"
 
 home=$(mktemp -d)
-for renderer in cairo gl; do
-  echo "== $renderer"
+measure() {
+  echo "== $* ($renderer)"
   DISPLAY=":$number" GDK_BACKEND=x11 GSK_RENDERER=$renderer LIBGL_ALWAYS_SOFTWARE=1 GTK_A11Y=none \
-    GSETTINGS_BACKEND=memory XDG_DATA_HOME="$home" ${OQSDK_BENCH_PREFIX:-} build/bench-gtk/bench/gtk_opening
-done
+    GSETTINGS_BACKEND=memory XDG_DATA_HOME="$home" ${OQSDK_BENCH_PREFIX:-} build/bench-gtk/bench/"$@"
+}
+for renderer in cairo gl; do measure gtk_opening; done
+renderer=cairo
+measure gtk_first_page
+measure gtk_first_page cold
 rm -rf "$home"

@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""Runs the demo that demo.sh has built: server, shop, pointer, pictures, story."""
+"""Runs the demo that demo.sh has built: server, shop, pointer, pictures, story.
+
+demo.py [--interactive] [--build FOLDER] [--out FOLDER]. Ends with 0 if everything happened, with 2 if all but the web
+page did, with 1 otherwise."""
+import argparse
 import json
 import os
 import pathlib
@@ -14,9 +18,6 @@ import time
 import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = ROOT / "build" / "release"
-OUT = ROOT / "build" / "demo"
-PICTURES = OUT / "pictures"
 PORT = 8088
 CARD, LEFT, RIGHT = (255, 255, 255), (0xE9, 0xED, 0xF5), (0x24, 0x57, 0xD6)
 
@@ -93,6 +94,9 @@ class Screen:
     def click(self, x, y):
         self.xdotool("mousemove", round(x), round(y), "click", 1)
 
+    def press(self, key):
+        self.xdotool("key", key)
+
     def shoot(self):
         raw = subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "ppm:-"], env=self.environment,
                              check=True, capture_output=True).stdout
@@ -134,31 +138,37 @@ class Picture:
         xs, ys = [x for x, _ in spots], [y for _, y in spots]
         return min(xs), min(ys), max(xs), max(ys)
 
-    def keep(self, name):
-        file = PICTURES / name
+    def keep(self, file):
         subprocess.run(["convert", "ppm:-", str(file)], input=self._ppm, check=True)
         return file
 
 
 class Demo:
-    def __init__(self):
+    def __init__(self, build, out):
+        self.build, self.out, self.pictures = build, out, out / "pictures"
         self.server = self.shop = self.screen = None
-        shutil.rmtree(OUT, ignore_errors=True)
-        PICTURES.mkdir(parents=True)
+        self.page_shown = False
+        shutil.rmtree(out, ignore_errors=True)
+        self.pictures.mkdir(parents=True)
+
+    def keep(self, picture, name):
+        """Where it is kept, for people."""
+        return os.path.relpath(picture.keep(self.pictures / name))
 
     def start(self):
         self.screen = Screen()
         environment = {k: v for k, v in os.environ.items() if not k.startswith("SSL_CERT")}
-        self.server = Program("server", [BUILD / "server" / "oqsdk-server", "--data", OUT / "server", "--campaigns",
-                                         ROOT / "examples" / "demo" / "campaigns.json"], environment)
+        self.server = Program("server", [self.build / "server" / "oqsdk-server", "--data", self.out / "server",
+                                         "--campaigns", ROOT / "examples" / "demo" / "campaigns.json"], environment)
         self.authority = self.server.until(r"^certificate authority: (.+)$")[1]
         self.server.until(rf"\b{PORT}\b")
         self._tls = ssl.create_default_context(cafile=self.authority)
 
     def start_shop(self, *more):
         environment = {**self.screen.environment, "SSL_CERT_FILE": self.authority, "GSK_RENDERER": "cairo"}
-        self.shop = Program("shop", [BUILD / "examples" / "gtk-shop" / "gtk-shop", "--app-key", "demo-shop", "--user",
-                                     "anna", "--data-dir", OUT / "shop", "--print-layout", *more], environment)
+        self.shop = Program("shop", [self.build / "examples" / "gtk-shop" / "gtk-shop", "--app-key", "demo-shop",
+                                     "--user", "anna", "--data-dir", self.out / "shop", "--print-layout", *more],
+                            environment)
         return self.shop
 
     def widget(self, name):
@@ -172,7 +182,7 @@ class Demo:
             return [listed["event"] for listed in json.load(answer)["events"]]
 
     def log(self):
-        files = sorted((OUT / "shop" / "Documents" / "Log").glob("*.log"))
+        files = sorted((self.out / "shop" / "Documents" / "Log").glob("*.log"))
         return files[-1].read_text(encoding="utf-8") if files else ""
 
     def await_(self, what, condition, seconds=20):
@@ -182,7 +192,7 @@ class Demo:
             if result:
                 return result
             time.sleep(0.05)
-        self.screen.shoot().keep("failure.png")
+        self.keep(self.screen.shoot(), "failure.png")
         raise Failure(f"{what}: not within {seconds} s\nlog of the shop:\n{self.log()}")
 
     def say(self, text):
@@ -219,34 +229,35 @@ class Demo:
         self.say("pages seen: " + ", ".join(self.pages()))
         self.await_("the campaigns are fetched", lambda: "in_app data:" in self.log())
         self.say("campaigns fetched")
-        self.screen.shoot_still().keep("1-shop.png")
+        self.keep(self.screen.shoot_still(), "1-shop.png")
         self.screen.click(*buy)
         self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
         self.await_("the window is shown and reported", lambda: self.has("$impDialog"))
         picture = self.screen.shoot_still()
         left, right = picture.region(LEFT), picture.region(RIGHT)
         if not left or not right:
-            picture.keep("failure.png")
+            self.keep(picture, "failure.png")
             raise Failure("the buttons' colours are not on the screen")
         if abs(left[1] - right[1]) > 3 or not left[2] < right[0]:
             raise Failure(f"the buttons do not lie side by side: {left} {right}")
         card = picture.at((left[0] + right[2]) // 2, left[1] - 8)
         if card != CARD:
             raise Failure(f"above the buttons there is {card} instead of the white card")
-        self.say("window shown: " + str(picture.keep("2-window.png").relative_to(ROOT)))
+        self.say("window shown: " + self.keep(picture, "2-window.png"))
         self.screen.click((right[0] + right[2]) / 2, right[1] + 4)
         self.await_("the click is reported", lambda: self.has("$clickDialog"))
         self.see_page()
         after = self.screen.shoot_still()
-        after.keep("4-after.png")
+        kept = self.keep(after, "4-after.png")
         if after.region(RIGHT) or after.region(LEFT):
             raise Failure("the window is still there after the tap")
-        self.say("page closed, the shop is back: build/demo/pictures/4-after.png")
+        self.say("page closed, the shop is back: " + kept)
 
     def see_page(self):
-        """The page that the button leads to, until its close button is tapped."""
+        """The page that the button leads to, until a key closes it."""
         x, y = self.screen.window_origin(self.shop.process.pid)
-        top = (x + 270, y + 60)
+        scale = 540 / 375  # of the shop's window to the stage that pages lie on
+        top = (x + 187 * scale, y + 60 * scale)
 
         def in_sight():
             red, _, blue = self.screen.shoot().at(*top)
@@ -255,13 +266,13 @@ class Demo:
         failure = "页面加载失败"
         self.await_("the page is shown", lambda: in_sight() or failure in self.log(), 60)
         if failure in self.log():
-            self.say("the web engine cannot run here: " + self.log().split(failure)[1].splitlines()[0])
+            self.say("the page could not be shown" + self.log().split(failure)[1].splitlines()[0])
         else:
-            self.say("button tapped, its page is open: " +
-                     str(self.screen.shoot_still().keep("3-page.png").relative_to(ROOT)))
+            self.page_shown = True
+            self.say("button tapped, its page is open: " + self.keep(self.screen.shoot_still(), "3-page.png"))
 
         shown = self.screen.shoot().at(*top)
-        self.screen.click(x + 62, y + 22)
+        self.screen.press("Escape")
         self.await_("the page is closed", lambda: self.screen.shoot().at(*top) != shown)
 
     def has(self, name):
@@ -290,19 +301,27 @@ class Demo:
 
 
 def main():
-    interactive = "--interactive" in sys.argv[1:]
-    if interactive and not os.environ.get("DISPLAY"):
+    arguments = argparse.ArgumentParser()
+    arguments.add_argument("--interactive", action="store_true")
+    arguments.add_argument("--build", type=pathlib.Path, default=ROOT / "build" / "release")
+    arguments.add_argument("--out", type=pathlib.Path, default=ROOT / "build" / "demo")
+    chosen = arguments.parse_args()
+    if chosen.interactive and not os.environ.get("DISPLAY"):
         sys.exit("demo: --interactive needs a display")
-    demo = Demo()
+    demo = Demo(chosen.build, chosen.out)
     try:
         demo.start()
-        if interactive:
+        if chosen.interactive:
             demo.interactive()
         else:
             demo.first_start()
             demo.second_start()
             demo.story()
-            print("Everything happened. Pictures: build/demo/pictures")
+            pictures = os.path.relpath(demo.pictures)
+            if not demo.page_shown:
+                print(f"The web page was not shown; all else happened. Pictures: {pictures}")
+                sys.exit(2)
+            print(f"Everything happened. Pictures: {pictures}")
     except Failure as failure:
         sys.exit(f"demo: {failure}")
     finally:

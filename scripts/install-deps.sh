@@ -8,19 +8,19 @@ packages=(
   g++ cmake ninja-build ccache pkg-config git ca-certificates
   # the library
   libcurl4-openssl-dev libssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
-  libgdk-pixbuf-2.0-dev libfontconfig-dev zlib1g-dev
+  libgdk-pixbuf-2.0-dev libjpeg-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev
   # the web engine, and what its sandbox is built with
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx-light
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
   gnome-keyring libsecret-1-0
-  # a screen where there is none, a hand to touch it, fonts to read it
-  xvfb xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
+  # a screen where there is none, a window manager, a hand to touch it, fonts to read it
+  xvfb openbox weston xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
 # What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.
@@ -49,3 +49,7 @@ echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# A test starts its own nginx. The package starts one as a service, which would stay.
+if [[ " ${missing[*]} " == *" nginx-light "* && -d /run/systemd/system ]]; then
+  "${as_root[@]}" systemctl --quiet disable --now nginx
+fi

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # The long forms of what ./test.sh does in short, with their figures: processes killed while they write and while they
-# show windows, many seeds under ThreadSanitizer, a soak, an hour of fuzzing. `scripts/long.sh kills soak` does only
-# those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last line is "N passed, N failed".
+# show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak, an hour of fuzzing.
+# `scripts/long.sh kills soak` does only those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last
+# line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
-[[ ${#parts[@]} -gt 0 ]] || parts=(kills display soak seeds fuzz)
+[[ ${#parts[@]} -gt 0 ]] || parts=(kills display processes idle stage soak seeds fuzz)
 echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc) processors, $(date -u +%F)"
 
 passed=0 failed=0
@@ -37,6 +38,17 @@ for part in "${parts[@]}"; do
   case $part in
     kills) OQSDK_KILLS=1000 tests dev platform_tests 'KilledWriter.*' ;;
     display) OQSDK_KILLS=500 tests dev core_tests 'KillTest.*' ;;
+    idle) OQSDK_NGINX_CYCLES=50 tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*' ;;
+    stage)
+      cmake --preset dev >/dev/null
+      cmake --build --preset dev --target gtk_fixture oqsdk_webkit -- --quiet
+      if OQSDK_STAGE=all python3 tests/hosts/gtk/stage_test.py build/dev/tests/hosts/gtk/gtk_fixture; then
+        passed=$((passed + 1))
+      else
+        failed=$((failed + 1))
+      fi
+      ;;
+    processes) OQSDK_PROCESS_ROUNDS=200 tests dev core_tests 'ProcessesTest.*' ;;
     soak) OQSDK_SOAK_EVENTS=10000000 tests dev core_tests '*MemoryAndDescriptorsStayFlat*' ;;
     seeds) OQSDK_STRESS_SEEDS=100 tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*' ;;
     fuzz)

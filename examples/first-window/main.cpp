@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
     auto config = oq::TorvelinOqConfig::defaultConfig();
     config->setAppKey("my-application");
     oq::TorvelinOqManager::startWithConfig(config);  // from here on events are looked at
+    analytics.record("start");                       // right away: campaigns are fetched for a known user
     window->present();
   });
   return application->run(argc, argv);

@@ -9,6 +9,7 @@
 #include "Host.h"
 #include "Surface.h"
 #include "UIKit/TextWarmUp.h"
+#include "WebPages.h"
 #include "WindowChild.h"
 
 namespace oq::gtk {
@@ -33,9 +34,15 @@ void install(const AttachOptions& options) {
   DispatchQueue::installMain();
   setMainBundle(identifierFor(options), options.applicationVersion);
   if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
+  WebPages::setPreloads(options.preloadWebEngine);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
   warmUpText();
+}
+
+Surface* makeSurface(int width, int height, const AttachOptions& options) {
+  const CGSize size{static_cast<double>(std::max(0, width)), static_cast<double>(std::max(0, height))};
+  return Gtk::make_managed<Surface>(Host::shared(), size, options.maximumScale);
 }
 
 bool hasSurface(Gtk::Overlay& overlay) {
@@ -52,14 +59,14 @@ void attach(Gtk::Window& window, const AttachOptions& options) {
   install(options);
   int width = window.get_width(), height = window.get_height();
   if (width <= 0 || height <= 0) window.get_default_size(width, height);
-  auto* surface = Gtk::make_managed<Surface>(Host::shared(), std::max(0, width), std::max(0, height));
+  auto* surface = makeSurface(width, height, options);
   WindowChild::wrap(window.gobj(), GTK_WIDGET(surface->gobj()));
 }
 
 void attach(Gtk::Overlay& overlay, const AttachOptions& options) {
   if (hasSurface(overlay)) return;
   install(options);
-  auto* surface = Gtk::make_managed<Surface>(Host::shared(), overlay.get_width(), overlay.get_height());
+  auto* surface = makeSurface(overlay.get_width(), overlay.get_height(), options);
   overlay.add_overlay(*surface);
 }
 

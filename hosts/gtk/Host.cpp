@@ -2,9 +2,11 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "Surface.h"
+#include "UIKit/Animation.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIScreen.h"
 #include "UIKit/UIWindow.h"
@@ -25,12 +27,32 @@ Host::Host() : _self(std::make_shared<Host*>(this)) {
   });
   UIApplication::sharedApplication().setHost(this);
   setWebEngine(&_webPages);
+  watchSettings();
 }
 
 Host::~Host() {
   _timer->cancel();
+  if (_settings) g_signal_handler_disconnect(_settings, _animationsHandler);
+  g_clear_object(&_settings);
+  AnimationEngine::shared().setEnabled(true);
   setWebEngine(nullptr);
   UIApplication::sharedApplication().setHost(nullptr);
+}
+
+/// The user may want no animations, and may change their mind.
+void Host::watchSettings() {
+  _settings = gtk_settings_get_default();
+  if (!_settings) return;
+  g_object_ref(_settings);
+  _animationsHandler =
+      g_signal_connect(_settings, "notify::gtk-enable-animations", G_CALLBACK(animationsSet), nullptr);
+  animationsSet(G_OBJECT(_settings), nullptr, nullptr);
+}
+
+void Host::animationsSet(GObject* settings, GParamSpec*, gpointer) {
+  gboolean enabled = TRUE;
+  g_object_get(settings, "gtk-enable-animations", &enabled, nullptr);
+  AnimationEngine::shared().setEnabled(enabled);
 }
 
 double Host::now() const {
@@ -51,6 +73,7 @@ Surface* Host::surfaceOf(const UIWindow& window) const {
 void Host::setDeadline(double deadline) {
   if (deadline == _deadline) return;
   _deadline = deadline;
+  _frameAwaitedSince.reset();
   arm();
 }
 
@@ -64,9 +87,27 @@ void Host::deadlineReached() {
   if (!std::isfinite(_deadline)) return;
   double time = now();
   if (time < _deadline) return arm();
+  if (awaitFrame(time)) return;
   // Forgotten first, so that the same deadline can be set again.
   _deadline = std::numeric_limits<double>::infinity();
+  _frameAwaitedSince.reset();
   UIApplication::sharedApplication().step(time);
+}
+
+/// True for as long as a frame may still come, which ends what is over. GTK runs timers before frames that are due, and
+/// one that took long to paint is not one that was held back.
+bool Host::awaitFrame(double time) {
+  constexpr double patience = 0.1;  // seconds
+  if (_frameAwaitedSince) {
+    for (Surface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
+    return false;
+  }
+  const bool isAwaited =
+      std::any_of(_surfaces.begin(), _surfaces.end(), [](const Surface* surface) { return surface->awaitsFrame(); });
+  if (!isAwaited) return false;
+  _frameAwaitedSince = time;
+  _timer->setTimer(static_cast<std::int64_t>(patience * 1e9), 0);
+  return true;
 }
 
 void Host::add(Surface& surface) {
@@ -80,9 +121,10 @@ void Host::remove(Surface& surface) {
 
 Surface* Host::screenSurface() const {
   Surface* first = nullptr;
-  for (Surface* surface : _surfaces) {
-    if (surface->stage().isEmpty()) continue;
-    if (surface->isActive()) return surface;
+  for (const auto& scene : UIApplication::sharedApplication().connectedScenes()) {
+    Surface* surface = scene->windows().empty() ? nullptr : surfaceOf(*scene->windows().front());
+    if (!surface) continue;
+    if (scene->activationState() == UISceneActivationState::ForegroundActive) return surface;
     if (!first) first = surface;
   }
   return first;
@@ -92,7 +134,7 @@ void Host::updateScreen() {
   Surface* surface = screenSurface();
   if (!surface) return;
   UIScreen::mainScreen().setBounds({{}, surface->stage().size});
-  UIScreen::mainScreen().setScale(surface->get_scale_factor());
+  UIScreen::mainScreen().setScale(surface->window()->contentScale());
 }
 
 }  // namespace oq::gtk

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <gtk/gtk.h>
+
 #include <limits>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
@@ -28,24 +31,31 @@ class Host : public UIHost {
   double now() const override;
   void setNeedsFrame(UIWindow& window) override;
   void setDeadline(double deadline) override;
+  void scenesChanged() override { updateScreen(); }
 
   /// A surface whose scene is connected.
   void add(Surface& surface);
   void remove(Surface& surface);
-  /// The main screen is the stage where messages are shown: that of the first surface that is active, else of
-  /// the first that has one. To be called when one of them is another.
+  /// The main screen is the stage where messages are shown: that of the first scene that is active, else of the first
+  /// scene. To be called when one of them changes.
   void updateScreen();
   /// The one that shows the window; nullptr when none does.
   Surface* surfaceOf(const UIWindow& window) const;
 
  private:
+  static void animationsSet(GObject* settings, GParamSpec*, gpointer);
+  void watchSettings();
   Surface* screenSurface() const;
   void arm();
   void deadlineReached();
+  bool awaitFrame(double time);
 
   WebPages _webPages{*this};
   std::vector<Surface*> _surfaces;
+  GtkSettings* _settings = nullptr;
+  gulong _animationsHandler = 0;
   double _deadline = std::numeric_limits<double>::infinity();
+  std::optional<double> _frameAwaitedSince;  ///< by a deadline that is over
   std::shared_ptr<DispatchTimer> _timer;
   std::shared_ptr<Host*> _self;  ///< the timer's way to the host, emptied when that ends
 };

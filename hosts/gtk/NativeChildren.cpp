@@ -17,45 +17,24 @@ bool isShown(const UIView& view) {
   return !above || isShown(*above);
 }
 
-GtkWidget* focusOf(GtkWidget* widget) {
-  GtkRoot* root = gtk_widget_get_root(widget);
-  return root ? gtk_root_get_focus(root) : nullptr;
-}
-
-bool hasFocusInside(GtkWidget* widget) {
-  GtkWidget* focus = focusOf(widget);
-  return focus && (focus == widget || gtk_widget_is_ancestor(focus, widget));
-}
-
 }  // namespace
 
-void NativeChildren::add(UIView& view, GtkWidget* widget) {
+void NativeChildren::add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom) {
   if (find(&view)) return;
-  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, nullptr, {}}));
-  g_set_weak_pointer(&_children.back()->formerFocus, focusOf(_surface));
+  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, std::move(zoom), 0, {}}));
   gtk_widget_set_parent(widget, _surface);
-  gtk_widget_grab_focus(widget);
   gtk_widget_queue_allocate(_surface);
 }
 
 void NativeChildren::remove(UIView& view) {
   if (Child* child = find(&view)) {
-    detach(*child);
+    gtk_widget_unparent(child->widget);
     std::erase_if(_children, [&](const auto& each) { return each->view == &view; });
   }
 }
 
 void NativeChildren::clear() {
   while (!_children.empty()) remove(*_children.back()->view);
-}
-
-void NativeChildren::detach(Child& child) {
-  const bool hadFocus = hasFocusInside(child.widget);
-  GtkWidget* former = child.formerFocus;
-  g_clear_weak_pointer(&child.formerFocus);
-  gtk_widget_unparent(child.widget);
-  if (hadFocus && former && gtk_widget_get_root(former) == gtk_widget_get_root(_surface))
-    gtk_widget_grab_focus(former);
 }
 
 NativeChildren::Child* NativeChildren::find(const UIView* view) {
@@ -71,6 +50,7 @@ bool NativeChildren::has(const UIView* view) const {
 
 GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
   for (const auto& child : _children) {
+    if (!isShown(*child->view)) continue;
     for (auto above = child->view->superview(); above; above = above->superview()) {
       if (above.get() == &view) return child->widget;
     }
@@ -78,14 +58,16 @@ GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
   return nullptr;
 }
 
-void NativeChildren::allocate(CGPoint stage) {
+void NativeChildren::allocate(const Stage& stage) {
   for (const auto& each : _children) {
     Child& child = *each;
+    if (child.scale != stage.scale) child.zoom(stage.scale);
+    child.scale = stage.scale;
     const CGSize size = child.view->bounds().size;
-    const CGPoint place = child.view->convertPointToWindow(child.view->bounds().origin);
-    const GtkAllocation allocation{
-        static_cast<int>(std::lround(stage.x + place.x)), static_cast<int>(std::lround(stage.y + place.y)),
-        static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height))};
+    const CGPoint place = stage.toWindow(child.view->convertPointToWindow(child.view->bounds().origin));
+    const GtkAllocation allocation{static_cast<int>(std::lround(place.x)), static_cast<int>(std::lround(place.y)),
+                                   static_cast<int>(std::lround(size.width * stage.scale)),
+                                   static_cast<int>(std::lround(size.height * stage.scale))};
     const bool shown = allocation.width > 0 && allocation.height > 0 && isShown(*child.view);
     gtk_widget_set_child_visible(child.widget, shown);
     if (!shown) continue;
@@ -98,15 +80,19 @@ void NativeChildren::allocate(CGPoint stage) {
 
 void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity) {
   Child* child = find(&view);
-  if (!child || bounds.isEmpty()) return;
+  if (!child || bounds.isEmpty() || child->scale <= 0) return;
   const graphene_rect_t clip{{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())},
                              {static_cast<float>(bounds.size.width), static_cast<float>(bounds.size.height)}};
   gtk_snapshot_push_clip(snapshot, &clip);
   if (opacity < 1) gtk_snapshot_push_opacity(snapshot, opacity);
   gtk_snapshot_save(snapshot);
+  const graphene_point_t place{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())};
+  gtk_snapshot_translate(snapshot, &place);
+  // The widget's own lengths are the surface's.
+  const auto scale = static_cast<float>(1 / child->scale);
+  gtk_snapshot_scale(snapshot, scale, scale);
   // Where the widget lies is a matter of its allocation, which is added to where it is painted.
-  const graphene_point_t offset{static_cast<float>(bounds.minX() - child->origin.x),
-                                static_cast<float>(bounds.minY() - child->origin.y)};
+  const graphene_point_t offset{static_cast<float>(-child->origin.x), static_cast<float>(-child->origin.y)};
   gtk_snapshot_translate(snapshot, &offset);
   gtk_widget_snapshot_child(_surface, child->widget, snapshot);
   gtk_snapshot_restore(snapshot);

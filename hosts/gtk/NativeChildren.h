@@ -2,10 +2,12 @@
 
 #include <gtk/gtk.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/Stage.h"
 
 namespace oq {
 class UIView;
@@ -23,19 +25,19 @@ class NativeChildren {
   NativeChildren(const NativeChildren&) = delete;
   NativeChildren& operator=(const NativeChildren&) = delete;
 
-  /// The widget becomes a child of the surface and gets the keyboard's focus; whoever had it gets it back in the end.
-  /// The view must be removed before it goes.
-  void add(UIView& view, GtkWidget* widget);
+  /// The widget becomes a child of the surface. The view must be removed before it goes. `zoom` is called with the
+  /// scale at which the widget shows its content, before it is laid out for that.
+  void add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom);
   void remove(UIView& view);
   void clear();
   bool isEmpty() const { return _children.empty(); }
   /// Whether the view is shown by a widget, which then gets its input from GTK.
   bool has(const UIView* view) const;
-  /// The widget of a view that lies in this one; nullptr when there is none.
+  /// The widget of a view that is shown inside this one; nullptr without one.
   GtkWidget* widgetIn(const UIView& view) const;
 
-  /// `stage`: where the window lies in the surface.
-  void allocate(CGPoint stage);
+  /// Gives each the place of its view in the surface.
+  void allocate(const Stage& stage);
   /// Into a snapshot in the view's coordinates: `bounds` are what it shows, on whole pixels.
   void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
 
@@ -43,11 +45,11 @@ class NativeChildren {
   struct Child {
     UIView* view;
     GtkWidget* widget;
-    GtkWidget* formerFocus;  ///< a weak pointer
-    CGPoint origin;          ///< of the allocation, in the surface
+    std::function<void(double)> zoom;
+    double scale = 0;  ///< the last one that zoom was called with
+    CGPoint origin;    ///< of the allocation, in the surface
   };
   Child* find(const UIView* view);
-  void detach(Child& child);
 
   GtkWidget* _surface;
   std::vector<std::unique_ptr<Child>> _children;

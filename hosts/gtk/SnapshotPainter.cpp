@@ -9,9 +9,9 @@ namespace oq::gtk {
 
 namespace {
 
-/// What is longer than this in one direction, in points, is not kept whole: it would not fit into a texture,
+/// What is longer than this in one direction, in pixels, is not kept whole: it would not fit into a texture,
 /// and takes longer to go through than the part that shows takes to draw.
-constexpr double longest = 4096;
+constexpr double longest = 8192;
 
 struct NodeCache : LayerContent::Cache {
   explicit NodeCache(GskRenderNode* recorded) : node(recorded) {}
@@ -85,7 +85,7 @@ void SnapshotPainter::pushClip(CGRect rect, double cornerRadius) {
   push(false);
   _visible = _visible.intersection({{_origin.x + rect.minX(), _origin.y + rect.minY()}, rect.size});
   if (cornerRadius > 0) {
-    GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+    GskRoundedRect rounded = toRoundedRect(snapped(rect), cornerRadius);
     gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
     return;
   }
@@ -114,9 +114,9 @@ void SnapshotPainter::pop() {
 void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
   if (rect.isEmpty() || colour.alpha <= 0) return;
   GdkRGBA rgba = toRgba(colour);
-  graphene_rect_t bounds = toRect(cornerRadius > 0 ? rect : snapped(rect));
+  graphene_rect_t bounds = toRect(snapped(rect));
   if (cornerRadius <= 0) return gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
-  GskRoundedRect rounded = toRoundedRect(rect, cornerRadius);
+  GskRoundedRect rounded = toRoundedRect(snapped(rect), cornerRadius);
   gtk_snapshot_push_rounded_clip(_snapshot, &rounded);
   gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
   gtk_snapshot_pop(_snapshot);
@@ -133,7 +133,7 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   CGSize size = content.size();
   if (destination.isEmpty() || size.width <= 0 || size.height <= 0) return;
   bool scaled = destination.size != size;
-  if (!scaled && std::max(size.width, size.height) > longest) return appendPart(content, destination.origin);
+  if (!scaled && std::max(size.width, size.height) * _scale > longest) return appendPart(content, destination.origin);
   GskRenderNode* node = nodeOf(content);
   // A content in its own size begins on a whole pixel: between two pixels its text would be blurred.
   double x = destination.minX(), y = destination.minY();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Foundation/Format.h"
+#include "NativeChildren.h"
 #include "UIKit/Accessibility.h"
 #include "UIKit/UIWindow.h"
 
@@ -28,7 +30,9 @@ bool takesInput(const UIView& view) {
 
 CGRect frameInWindow(const UIView& view) {
   CGRect bounds = view.bounds();
-  return {view.convertPointToWindow(bounds.origin), bounds.size};
+  // A view may have a negative size where it has no room. GTK warns of one.
+  return {view.convertPointToWindow(bounds.origin),
+          {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
 }
 
 void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {
@@ -52,18 +56,16 @@ void guarded(Run&& run) {
   try {
     run();
   } catch (const std::exception& failure) {
-    g_printerr("%s\n", failure.what());
+    platformLog(failure.what());
   }
 }
 
 }  // namespace
 
-StandIns::StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window)
-    : _surface(surface), _window(std::move(window)) {}
+StandIns::StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages)
+    : _surface(surface), _window(std::move(window)), _pages(pages) {}
 
 StandIns::~StandIns() {
-  if (_focusBefore)
-    g_object_remove_weak_pointer(G_OBJECT(_focusBefore), reinterpret_cast<gpointer*>(&_focusBefore));
   clear();
 }
 
@@ -101,14 +103,9 @@ void StandIns::update() {
 
 void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
   if (_dialog.view.lock() == view && (_dialog.widget != nullptr) == (view != nullptr)) return;
-  bool hadDialog = _dialog.widget != nullptr;
-  if (!hadDialog && view) {
-    // A page gives the focus back by itself.
-    _focusBefore = isInPage(focus()) ? nullptr : focus();
-    if (_focusBefore)
-      g_object_add_weak_pointer(G_OBJECT(_focusBefore), reinterpret_cast<gpointer*>(&_focusBefore));
-  }
-  bool hadFocus = isOurs(focus());
+  const bool isFree = !focus() || gtk_widget_is_ancestor(focus(), _surface);
+  const auto element = viewOf(focus());
+  const auto now = FocusMemory::at(element, element || isOurs(focus()) ? nullptr : focus());
   // The parts of another dialog have another parent.
   clear();
   _dialog = {};
@@ -120,14 +117,22 @@ void StandIns::setDialog(const std::shared_ptr<UIView>& view) {
     gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
     _changed = true;
     describe(_dialog, *view);
-    if (!isInPage(focus())) gtk_widget_grab_focus(_dialog.widget);
-  } else if (_focusBefore) {
-    GtkWidget* before = _focusBefore;
-    g_object_remove_weak_pointer(G_OBJECT(before), reinterpret_cast<gpointer*>(&_focusBefore));
-    _focusBefore = nullptr;
-    bool isStillThere = gtk_widget_get_root(before) == gtk_widget_get_root(_surface);
-    if (hadFocus && isStillThere) giveFocusBack(before);
   }
+  const auto before = _focusMemory.dialogChanged(view, now);
+  if (view && !before) return focusDialog();
+  if (before && isFree) returnFocus(*before);
+}
+
+void StandIns::focusDialog() {
+  GtkWidget* page = pageOfDialog();
+  gtk_widget_grab_focus(page ? page : _dialog.widget);
+}
+
+void StandIns::returnFocus(const FocusMemory::Place& place) {
+  // GTK's focus follows.
+  if (const auto view = place.view.lock()) return _window->setFocusedView(view);
+  GtkWidget* widget = FocusMemory::widgetAt(place);
+  if (widget && gtk_widget_get_root(widget) == gtk_widget_get_root(_surface)) giveFocusBack(widget);
 }
 
 void StandIns::setElements(const std::vector<std::shared_ptr<UIView>>& elements) {
@@ -212,15 +217,38 @@ std::shared_ptr<UIView> StandIns::viewOf(GtkWidget* widget) const {
   return nullptr;
 }
 
-/// GTK's focus goes where the window's is.
+/// GTK's focus goes where the window's is, and stays in the dialog.
 void StandIns::followFocus() {
   auto focused = _window->focusedView();
   auto found = _elements.find(focused.get());
   if (found != _elements.end()) {
     if (focus() != found->second.widget) gtk_widget_grab_focus(found->second.widget);
-  } else if (_dialog.widget && (!focus() || isOurs(focus()))) {
-    if (focus() != _dialog.widget) gtk_widget_grab_focus(_dialog.widget);
+    return;
   }
+  if (!_dialog.widget || isInDialog(focus())) return;
+  if (isCovered(focus())) _focusMemory.setHostFocus(focus());
+  if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) focusDialog();
+}
+
+GtkWidget* StandIns::pageOfDialog() const {
+  const auto dialog = _dialog.view.lock();
+  return dialog ? _pages.widgetIn(*dialog) : nullptr;
+}
+
+bool StandIns::isInDialog(GtkWidget* widget) const {
+  if (!widget) return false;
+  GtkWidget* page = pageOfDialog();
+  return widget == _dialog.widget || (page && (widget == page || gtk_widget_is_ancestor(widget, page)));
+}
+
+bool StandIns::isCovered(GtkWidget* widget) const {
+  GtkWidget* parent = gtk_widget_get_parent(_surface);
+  if (!widget || !parent || gtk_widget_get_native(widget) != gtk_widget_get_native(_surface)) return false;
+  for (GtkWidget* below = gtk_widget_get_prev_sibling(_surface); below;
+       below = gtk_widget_get_prev_sibling(below)) {
+    if (widget == below || gtk_widget_is_ancestor(widget, below)) return true;
+  }
+  return false;
 }
 
 bool StandIns::isInPage(GtkWidget* widget) const {
@@ -263,19 +291,20 @@ void StandIns::left(GtkEventControllerFocus* controller, gpointer self) {
   });
 }
 
-void StandIns::allocate(CGPoint stage) {
+void StandIns::allocate(const Stage& stage) {
   _changed = false;
-  if (_dialog.widget) place(_dialog, {-stage.x, -stage.y});
-  CGPoint origin = _dialog.widget ? _dialog.frame.origin : CGPoint{-stage.x, -stage.y};
-  for (const auto& [view, standIn] : _elements) place(standIn, origin);
+  const CGPoint surface = stage.toStage({});
+  if (_dialog.widget) place(_dialog, surface, stage.scale);
+  CGPoint origin = _dialog.widget ? _dialog.frame.origin : surface;
+  for (const auto& [view, standIn] : _elements) place(standIn, origin, stage.scale);
 }
 
 /// `origin`: where the parent begins, in the window.
-void StandIns::place(const StandIn& standIn, CGPoint origin) const {
+void StandIns::place(const StandIn& standIn, CGPoint origin, double scale) const {
   // GTK wants to be asked before it is told.
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
-  auto whole = [](double value) { return static_cast<int>(std::lround(std::clamp(value, -1e6, 1e6))); };
+  auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
   const CGRect& frame = standIn.frame;
   GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
                            whole(frame.size.width), whole(frame.size.height)};

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "FocusMemory.h"
+#include "Host/Stage.h"
 
 namespace oq {
 class UIView;
@@ -16,22 +18,25 @@ class UIWindow;
 
 namespace oq::gtk {
 
+class NativeChildren;
+
 /// Widgets without looks that stand for painted views, since GTK tells assistive technology of widgets only:
 /// a dialog around its parts, texts, and buttons that can be focused and pressed. They are children of the
 /// surface, which gives them their place and paints none of them; the pointer goes through them. Main thread
 /// only.
 class StandIns {
  public:
-  StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window);
+  /// `pages`: the widgets that the surface shows otherwise; they outlive this.
+  StandIns(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages);
   ~StandIns();
   StandIns(const StandIns&) = delete;
   StandIns& operator=(const StandIns&) = delete;
 
-  /// Makes them those of what the window shows now. A dialog that has come up takes the keyboard's focus,
-  /// unless a page in it has that already; when it has gone, the focus goes back to where it was.
+  /// Makes them those of what the window shows now. While a dialog is on screen it has the keyboard's focus, first
+  /// the page in it if there is one, and what it covers has not; when it has gone, the focus returns to where it was.
   void update();
-  /// Gives each the place of its view; `stage` is where the window begins in the surface.
-  void allocate(CGPoint stage);
+  /// Gives each the place of its view in the surface.
+  void allocate(const Stage& stage);
   /// A dialog is on screen, and the keyboard is its own: not in something that the surface shows otherwise.
   bool hasKeyboard() const;
   bool hasDialog() const { return _dialog.widget != nullptr; }
@@ -64,15 +69,23 @@ class StandIns {
   bool isOurs(GtkWidget* widget) const;
   /// In something that the surface shows otherwise.
   bool isInPage(GtkWidget* widget) const;
-  void place(const StandIn& standIn, CGPoint origin) const;
+  /// The page that the dialog shows, nullptr without one.
+  GtkWidget* pageOfDialog() const;
+  bool isInDialog(GtkWidget* widget) const;
+  /// Something of the host's that lies below the surface.
+  bool isCovered(GtkWidget* widget) const;
+  void focusDialog();
+  void returnFocus(const FocusMemory::Place& place);
+  void place(const StandIn& standIn, CGPoint origin, double scale) const;
 
   GtkWidget* const _surface;
   const std::shared_ptr<UIWindow> _window;
   StandIn _dialog;
   std::string _description;
   std::map<const UIView*, StandIn> _elements;
-  GtkWidget* _focusBefore = nullptr;  ///< where the focus was before the dialog; known weakly
-  bool _changed = false;              ///< something has to be given another place
+  const NativeChildren& _pages;
+  FocusMemory _focusMemory;
+  bool _changed = false;  ///< something has to be given another place
 };
 
 }  // namespace oq::gtk

@@ -8,29 +8,42 @@
 #include "Host.h"
 #include "NativeChildren.h"
 #include "SnapshotPainter.h"
-#include "Stage.h"
 #include "StandIns.h"
+#include "TitleBarGuard.h"
 #include "UIKit/Animation.h"
-#include "UIKit/Painter.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
 
-Surface::Surface(std::shared_ptr<Host> host, int width, int height)
-    : Glib::ObjectBase("OQSurface"), _host(std::move(host)), _scene(std::make_shared<UIScene>()) {
+namespace {
+
+/// A window that has kept its size for so long is no longer being resized, in seconds.
+constexpr double resizingPause = 0.2;
+
+}  // namespace
+
+Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
+    : Glib::ObjectBase("OQSurface"),
+      _host(std::move(host)),
+      _scene(std::make_shared<UIScene>()),
+      _stage(size, maximumScale) {
   set_name("oqsdk-surface");
   set_focusable(false);
   keepFocusInDialogs();
-  _stage = stageIn(width, height);
-  _window = makeHostWindow({{}, _stage.size});
-  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window);
+  _window = makeHostWindow({{}, stage().size});
+  _stage.setWindow(_window);
+  _window->setContentScale(stage().contentScale(get_scale_factor()));
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
+  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
   _scene->addWindow(_window);
-  _scene->setActivationState(UISceneActivationState::Background);
   connectScene();
 
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
+  GtkEventController* motion = gtk_event_controller_motion_new();
+  auto left = +[](GtkEventControllerMotion*, gpointer self) { static_cast<Surface*>(self)->pointerLeft(); };
+  g_signal_connect(motion, "leave", G_CALLBACK(left), this);
+  gtk_widget_add_controller(GTK_WIDGET(gobj()), motion);
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
   signal_destroy().connect([this] {
@@ -39,18 +52,15 @@ Surface::Surface(std::shared_ptr<Host> host, int width, int height)
   });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
-  property_scale_factor().signal_changed().connect([this] {
-    _host->updateScreen();
-    // Pictures were scaled for other pixels.
-    _window->setNeedsDisplayInSubtree();
-    queue_draw();
-  });
+  property_scale_factor().signal_changed().connect(sigc::mem_fun(*this, &Surface::stageChanged));
 }
 
 Surface::~Surface() {
   stopListening();
+  stopWatchingToplevel();
   disconnectScene();
-  hidden();
+  cancelAllTouches();
+  rememberPageKey(nullptr);
   _standIns.reset();
   _nativeChildren.reset();
 }
@@ -82,43 +92,87 @@ void Surface::realizationChanged() {
 }
 
 void Surface::shown() {
-  GtkNative* native = gtk_widget_get_native(gobj());
-  _toplevel = native ? gtk_native_get_surface(native) : nullptr;
-  if (_toplevel && GDK_IS_TOPLEVEL(_toplevel)) {
-    g_object_ref(_toplevel);
-    auto changed =
-        +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->updateActivation(); };
-    _stateHandler = g_signal_connect(_toplevel, "notify::state", G_CALLBACK(changed), this);
-  } else {
-    _toplevel = nullptr;
-  }
+  watchToplevel();
   // A window is shown before it is laid out, and its host may record an event in between.
-  if (_stage.isEmpty()) layOutAsExpected();
-  updateActivation();
+  if (!_stage.isPlaced()) layOutAsExpected();
+  updateVisibility();
+  noteUse();
   updateStandInsLater();
 }
 
 void Surface::hidden() {
-  if (_toplevel) {
-    g_signal_handler_disconnect(_toplevel, _stateHandler);
-    g_object_unref(_toplevel);
-    _toplevel = nullptr;
-  }
-  _scene->setActivationState(UISceneActivationState::Background);
-  if (_connected) _host->updateScreen();
+  stopWatchingToplevel();
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Hidden);
   cancelAllTouches();
 }
 
-bool Surface::isActive() const {
-  return _scene->activationState() == UISceneActivationState::ForegroundActive;
+void Surface::watchToplevel() {
+  stopWatchingToplevel();
+  GtkNative* native = gtk_widget_get_native(gobj());
+  GdkSurface* toplevel = native ? gtk_native_get_surface(native) : nullptr;
+  if (!toplevel || !GDK_IS_TOPLEVEL(toplevel)) return;
+  _toplevel = GDK_SURFACE(g_object_ref(toplevel));
+  auto changed = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->updateVisibility(); };
+  g_signal_connect(_toplevel, "notify::state", G_CALLBACK(changed), this);
+  if (!GTK_IS_WINDOW(native)) return;
+  _root = GTK_WINDOW(g_object_ref(native));
+  auto activated = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->noteUse(); };
+  g_signal_connect(_root, "notify::is-active", G_CALLBACK(activated), this);
+  // The host may give the focus to a widget that a dialog covers.
+  auto focused = +[](GObject*, GParamSpec*, gpointer self) {
+    auto* surface = static_cast<Surface*>(self);
+    if (surface->_standIns->hasDialog()) surface->updateStandInsLater();
+  };
+  g_signal_connect(_root, "notify::focus-widget", G_CALLBACK(focused), this);
+  _titleBarGuard = std::make_unique<TitleBarGuard>(_root, [this] { return frontmostDialog(*_window) != nullptr; });
 }
 
-void Surface::updateActivation() {
+void Surface::stopWatchingToplevel() {
+  _titleBarGuard.reset();
+  if (_toplevel) g_signal_handlers_disconnect_by_data(_toplevel, this);
+  if (_root) g_signal_handlers_disconnect_by_data(_root, this);
+  g_clear_object(&_toplevel);
+  g_clear_object(&_root);
+}
+
+void Surface::updateVisibility() {
   bool minimised =
       _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
-  _scene->setActivationState(minimised ? UISceneActivationState::Background
-                                       : UISceneActivationState::ForegroundActive);
-  _host->updateScreen();
+  bool wasOnScreen = _scene->visibility() == UISceneVisibility::OnScreen;
+  if (!minimised && wasOnScreen) return;
+  UIApplication::sharedApplication().setSceneVisibility(
+      *_scene, minimised ? UISceneVisibility::Hidden : UISceneVisibility::Mapped);
+  // For the frame that shows that it can be seen.
+  queue_draw();
+}
+
+bool Surface::awaitsFrame() const {
+  return (_frameWanted || _tick != 0) && _scene->visibility() == UISceneVisibility::OnScreen;
+}
+
+void Surface::checkFrames(double since) {
+  if (!awaitsFrame() || _lastFrame >= since) return;
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Mapped);
+  queue_draw();
+}
+
+/// Later: nothing of the tree may change while it is painted.
+void Surface::noteFrame() {
+  _frameWanted = false;
+  _lastFrame = _host->now();
+  if (_noting || _scene->visibility() != UISceneVisibility::Mapped) return;
+  _noting = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _noting = false;
+    if (_scene->visibility() == UISceneVisibility::Mapped)
+      UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+  });
+}
+
+/// The user turned to the window. One that loses the focus stays the one that was used last.
+void Surface::noteUse() {
+  if (_root && gtk_window_is_active(_root)) UIApplication::sharedApplication().sceneWasUsed(*_scene);
 }
 
 void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
@@ -129,8 +183,8 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
   layOut(width, height);
-  _nativeChildren->allocate(_stage.origin);
-  _standIns->allocate(_stage.origin);
+  _nativeChildren->allocate(stage());
+  _standIns->allocate(stage());
 }
 
 /// In the size of the window or, where that has none yet, in the one that GTK will give it.
@@ -149,17 +203,41 @@ void Surface::layOutAsExpected() {
 }
 
 void Surface::layOut(int width, int height) {
-  CGRect stage = stageIn(width, height);
-  if (stage.isEmpty() || stage == _stage) return;
-  _stage = stage;
-  _window->setFrame({{}, stage.size});
+  const CGSize size{static_cast<double>(width), static_cast<double>(height)};
+  if (size == _stage.windowSize()) return;
+  if (_stage.resize(size)) stageChanged();
+  if (_stage.isOutdated()) updateStageWhenResized();
+}
+
+/// What kept the stage as it was may have gone.
+void Surface::updateStage() {
+  if (_resizes > 0 || !_stage.update()) return;
+  stageChanged();
+  queue_allocate();
+}
+
+/// GTK does not report the end of resizing.
+void Surface::updateStageWhenResized() {
+  ++_resizes;
+  DispatchQueue::main().after(resizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired() || resizes != _resizes) return;
+    _resizes = 0;
+    updateStage();
+  });
+}
+
+void Surface::stageChanged() {
+  _window->setContentScale(stage().contentScale(get_scale_factor()));
   _host->updateScreen();
+  pointerSettlesLater();
+  queue_draw();
 }
 
 void Surface::treeChanged() {
+  _frameWanted = true;
   queue_draw();
   if (!_nativeChildren->isEmpty()) queue_allocate();
-  givePointerBackLater();
+  pointerSettlesLater();
   updateStandInsLater();
 }
 
@@ -170,6 +248,7 @@ void Surface::updateStandInsLater() {
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     _updatingStandIns = false;
+    updateStage();
     if (get_mapped()) _standIns->update();
   });
 }
@@ -182,9 +261,10 @@ void Surface::keepFocusInDialogs() {
 
 /// The keyboard's focus stays inside a dialog, also when it comes to the end of a page in it.
 gboolean Surface::moveFocus(GtkWidget* widget, GtkDirectionType direction) {
-  if (GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction)) return TRUE;
   auto* surface = dynamic_cast<Surface*>(Glib::wrap(widget));
-  return surface && surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
+  if (surface && surface->_standIns->hasDialog())
+    return surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
+  return GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction);
 }
 
 double Surface::frameTime() {
@@ -194,29 +274,23 @@ double Surface::frameTime() {
 }
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
-  double time = frameTime(), width = get_width(), height = get_height();
-  paintSurroundings(snapshot->gobj(), time);
-  SnapshotPainter painter(snapshot->gobj(), get_scale_factor(), {{}, {width, height}});
-  bool wide = _stage.size.width < get_width();
-  painter.pushTranslation(_stage.minX(), _stage.minY());
-  if (wide) painter.pushClip({{}, _stage.size}, 0);
-  painter.setNativeChildren(_nativeChildren.get());
-  paintWindow(*_window, painter, time);
-  if (wide) painter.pop();
-  painter.pop();
+  paintStage(snapshot->gobj(), frameTime());
   // What is in motion asks for its frames one by one, beginning with the frame that shows its start.
   if (_tick == 0 && AnimationEngine::shared().isRunning()) {
     _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
   }
+  noteFrame();
 }
 
-void Surface::paintSurroundings(GtkSnapshot* snapshot, double time) {
-  double width = get_width(), height = get_height();
-  if (_stage.size.width >= width) return;
-  SnapshotPainter painter(snapshot, get_scale_factor(), {{}, {width, height}});
-  UIColor colour = surroundingsColor(*_window, time);
-  painter.fill(CGRectMake(0, 0, _stage.minX(), height), 0, colour);
-  painter.fill(CGRectMake(_stage.maxX(), 0, width - _stage.maxX(), height), 0, colour);
+void Surface::paintStage(GtkSnapshot* snapshot, double time) {
+  const CGSize size{static_cast<double>(get_width()), static_cast<double>(get_height())};
+  const auto scale = static_cast<float>(stage().scale);
+  gtk_snapshot_save(snapshot);
+  gtk_snapshot_scale(snapshot, scale, scale);
+  SnapshotPainter painter(snapshot, get_scale_factor() * stage().scale, {{}, stage().windowInStage(size).size});
+  painter.setNativeChildren(_nativeChildren.get());
+  _stage.paint(painter, time);
+  gtk_snapshot_restore(snapshot);
 }
 
 bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {

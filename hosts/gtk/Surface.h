@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/WindowStage.h"
 
 namespace oq {
 class UIScene;
@@ -19,6 +20,7 @@ namespace oq::gtk {
 class Host;
 class NativeChildren;
 class StandIns;
+class TitleBarGuard;
 
 /// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
 /// It asks for no room, fills the overlay it lies in, and takes input only where a view of the library is.
@@ -26,17 +28,20 @@ class StandIns;
 /// changes its child keeps it. Made with Gtk::make_managed(); main thread only.
 class Surface : public Gtk::Widget {
  public:
-  /// `width` and `height`: the size that is expected before the first allocation; 0 where none is known.
-  Surface(std::shared_ptr<Host> host, int width, int height);
+  /// `size`: the one that is expected before the first allocation; empty where none is known.
+  Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
   const std::shared_ptr<UIWindow>& window() const { return _window; }
   /// Where the window lies in the widget.
-  CGRect stage() const { return _stage; }
-  /// It is on screen, and its scene takes what the library shows.
-  bool isActive() const;
+  const Stage& stage() const { return _stage.stage(); }
   /// Something in the window looks different from now on.
   void treeChanged();
+  /// A frame was asked for, and should come soon.
+  bool awaitsFrame() const;
+  /// Notices that frames do not come although one is awaited since then: the compositor of a Wayland session holds them
+  /// back while a window is minimised or on another workspace. It does not report that in any other way.
+  void checkFrames(double since);
   /// The widgets that show views of the window; they go before the surface does.
   const std::shared_ptr<NativeChildren>& nativeChildren() const { return _nativeChildren; }
 
@@ -57,13 +62,20 @@ class Surface : public Gtk::Widget {
   void realizationChanged();
   void shown();
   void hidden();
-  void updateActivation();
+  void updateVisibility();
+  void watchToplevel();
+  void stopWatchingToplevel();
+  void noteFrame();
+  void noteUse();
   void layOutAsExpected();
   void layOut(int width, int height);
+  void updateStage();
+  void updateStageWhenResized();
+  void stageChanged();
 
   // Frames.
   double frameTime();
-  void paintSurroundings(GtkSnapshot* snapshot, double time);
+  void paintStage(GtkSnapshot* snapshot, double time);
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
   void updateStandInsLater();
   void keepFocusInDialogs();
@@ -75,18 +87,22 @@ class Surface : public Gtk::Widget {
   static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
   bool handle(GdkEvent* event);
   bool handlePointer(GdkEvent* event, CGPoint point);
+  bool endPress(CGPoint point);
   bool handleTouch(GdkEvent* event, CGPoint point);
   bool handleScroll(GdkEvent* event, CGPoint point);
   bool handleKey(GdkEvent* event);
   bool goIntoPage(bool forward);
+  void rememberPageKey(GdkEvent* event);
   void rememberScroll(GdkEvent* event, double dx, double dy);
   void flingScrolled(GdkEvent* event, CGPoint point);
   bool locate(GdkEvent* event, CGPoint& point);
   bool covers(CGPoint point) const;
   bool isOnTopAt(CGPoint point);
-  void givePointerBackLater();
+  void pointerSettlesLater();
   void givePointerBack();
-  CGPoint inStage(CGPoint point) const { return {point.x - _stage.minX(), point.y - _stage.minY()}; }
+  void followPointer();
+  void pointerLeft();
+  CGPoint inStage(CGPoint point) const { return stage().toStage(point); }
   bool begin(int identifier, CGPoint point);
   void move(int identifier, CGPoint point);
   void end(int identifier, CGPoint point);
@@ -98,17 +114,25 @@ class Surface : public Gtk::Widget {
   std::shared_ptr<UIScene> _scene;
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   bool _connected = false;
-  CGRect _stage;
+  WindowStage _stage;
+  int _resizes = 0;  ///< sizes that a page waits to be laid out for
   std::unique_ptr<StandIns> _standIns;
   std::shared_ptr<NativeChildren> _nativeChildren;
   bool _updatingStandIns = false;
-  GdkSurface* _toplevel = nullptr;  ///< whose state is watched while the widget is mapped
-  gulong _stateHandler = 0;
+  // Watched while the widget is mapped.
+  GdkSurface* _toplevel = nullptr;
+  GtkWindow* _root = nullptr;
+  std::unique_ptr<TitleBarGuard> _titleBarGuard;
+  bool _noting = false;       ///< that a frame was painted
+  bool _frameWanted = false;  ///< asked for, and not yet painted
+  double _lastFrame = 0;
   guint _tick = 0;
   GtkEventController* _events = nullptr;
+  GdkEvent* _pageKey = nullptr;     ///< the last key that went to a page
   std::optional<CGPoint> _pointer;  ///< where it was last seen
   bool _pointerIsOurs = false;      ///< it was over a view of ours then
-  bool _givingBack = false;
+  bool _settlingPointer = false;
+  const char* _cursor = nullptr;    ///< the name of the one that is set
   std::map<GdkEventSequence*, int> _fingers;
   std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
   int _nextFinger = pointerTouch + 1;

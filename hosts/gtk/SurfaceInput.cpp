@@ -1,10 +1,12 @@
 #include <optional>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/Format.h"
 #include "Host.h"
 #include "NativeChildren.h"
 #include "StandIns.h"
 #include "Surface.h"
+#include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 
 namespace oq::gtk {
@@ -16,8 +18,13 @@ constexpr double wheelNotch = 60;
 /// How long what a touchpad did tells its speed, in seconds.
 constexpr double scrollMemory = 0.1;
 
-std::optional<UIKeyboardKey> keyFor(guint value) {
+std::optional<UIKeyboardKey> keyFor(guint value, GdkModifierType modifiers) {
+  const bool isLeft = value == GDK_KEY_Left || value == GDK_KEY_KP_Left;
+  if (isLeft && modifiers == GDK_ALT_MASK) return UIKeyboardKey::Back;
+  if (modifiers) return std::nullopt;
   switch (value) {
+    case GDK_KEY_Back:
+      return UIKeyboardKey::Back;
     case GDK_KEY_Tab:
     case GDK_KEY_KP_Tab:
       return UIKeyboardKey::Tab;
@@ -60,7 +67,7 @@ bool Surface::contains_vfunc(double x, double y) const {
   return covers({x, y});
 }
 
-/// Beside the stage as well: there the window knows of views that fill its surroundings.
+/// Also outside the stage: there the window knows the views that fill its surroundings.
 bool Surface::covers(CGPoint point) const {
   return _window->wantsTouchAt(inStage(point));
 }
@@ -98,16 +105,32 @@ bool Surface::isOnTopAt(CGPoint point) {
   return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(inStage(point)).get());
 }
 
-/// A view that goes from under a pointer at rest leaves GTK with the surface as the pointer's widget, and the
-/// next press would be lost.
-void Surface::givePointerBackLater() {
-  if (!_pointerIsOurs || _givingBack) return;
-  _givingBack = true;
+/// The views under a pointer at rest are others now. One that has gone leaves GTK with the surface as the
+/// pointer's widget, and the next press would be lost.
+void Surface::pointerSettlesLater() {
+  if (!_pointerIsOurs || _settlingPointer) return;
+  _settlingPointer = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
-    _givingBack = false;
-    if (_pointerIsOurs && _touches.empty() && !covers(*_pointer)) givePointerBack();
+    _settlingPointer = false;
+    if (!_pointerIsOurs || !_touches.empty()) return;
+    followPointer();
+    if (!covers(*_pointer)) givePointerBack();
   });
+}
+
+/// A hand over what can be pressed, else the plain arrow: what the host wants under a message does not count.
+void Surface::followPointer() {
+  const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
+  const bool pressable = _window->pointerMoved(isOver ? std::optional(inStage(*_pointer)) : std::nullopt);
+  const char* cursor = pressable ? "pointer" : "default";
+  if (cursor == _cursor) return;
+  _cursor = cursor;
+  gtk_widget_set_cursor_from_name(GTK_WIDGET(gobj()), cursor);
+}
+
+void Surface::pointerLeft() {
+  if (_touches.empty()) _window->pointerMoved(std::nullopt);
 }
 
 void Surface::givePointerBack() {
@@ -124,14 +147,16 @@ gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpoint
   try {
     return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
   } catch (const std::exception& failure) {
-    g_printerr("%s\n", failure.what());
+    platformLog(failure.what());
     return GDK_EVENT_STOP;
   }
 }
 
 bool Surface::handle(GdkEvent* event) {
   CGPoint point;
-  switch (gdk_event_get_event_type(event)) {
+  const GdkEventType type = gdk_event_get_event_type(event);
+  if (type == GDK_BUTTON_PRESS || type == GDK_TOUCH_BEGIN) UIApplication::sharedApplication().sceneWasUsed(*_scene);
+  switch (type) {
     case GDK_BUTTON_PRESS:
     case GDK_MOTION_NOTIFY:
     case GDK_BUTTON_RELEASE:
@@ -186,9 +211,9 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       return begin(pointerTouch, point);
     case GDK_BUTTON_RELEASE:
       if (!running || gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running;
-      end(pointerTouch, point);
-      return true;
+      return endPress(point);
     default:
+      if (!running) followPointer();
       // A page below a view of ours does not see the pointer either.
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
       // The release was lost, for instance to a grab of the host's.
@@ -199,6 +224,14 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       }
       return true;
   }
+}
+
+bool Surface::endPress(CGPoint point) {
+  std::weak_ptr<bool> alive = _alive;
+  end(pointerTouch, point);
+  // What was pressed may have closed the window.
+  if (!alive.expired()) followPointer();
+  return true;
 }
 
 bool Surface::handleTouch(GdkEvent* event, CGPoint point) {
@@ -258,7 +291,7 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
     }
   }
   auto window = _window;
-  window->scroll(inStage(point), dx, dy);
+  window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
   // Used or not, what lies below a view of ours does not scroll.
   return true;
 }
@@ -283,7 +316,7 @@ void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
     dy += each.dy;
   }
   auto window = _window;
-  window->fling(inStage(point), dx / elapsed, dy / elapsed);
+  window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
 }
 
 /// While a dialog is on screen its keys are looked at before anything of the host's sees them; without one
@@ -292,16 +325,28 @@ bool Surface::handleKey(GdkEvent* event) {
   GtkNative* native = gtk_widget_get_native(gobj());
   if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
   auto modifiers = gdk_event_get_modifier_state(event);
-  if (modifiers & (GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK)) return false;
-  auto key = keyFor(gdk_key_event_get_keyval(event));
+  constexpr auto looked = GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK;
+  auto key = keyFor(gdk_key_event_get_keyval(event), static_cast<GdkModifierType>(modifiers & looked));
   if (!key || !_standIns->hasDialog()) return false;
   // A page in the dialog has keys of its own, but no way to leave it.
-  if (!_standIns->hasKeyboard() && key != UIKeyboardKey::Escape) return false;
+  const bool leaves = key == UIKeyboardKey::Escape || key == UIKeyboardKey::Back;
+  if (!_standIns->hasKeyboard() && !leaves) {
+    rememberPageKey(event);
+    return false;
+  }
+  // The engine puts a key that its page has not used back into the queue, also the Tab that took the focus out of it.
+  if (event == _pageKey) return true;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
   if (key == UIKeyboardKey::BackTab && goIntoPage(false)) return true;
   auto window = _window;
   return window->pressKey(*key);
+}
+
+/// Kept, so that no later event has the same address.
+void Surface::rememberPageKey(GdkEvent* event) {
+  g_clear_pointer(&_pageKey, gdk_event_unref);
+  if (event) _pageKey = gdk_event_ref(event);
 }
 
 /// A page in a dialog comes after the last of the dialog's buttons, and before the first.

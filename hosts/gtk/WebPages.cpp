@@ -1,11 +1,10 @@
 #include "WebPages.h"
 
-#include <dlfcn.h>
-
-#include <cstdlib>
 #include <filesystem>
-#include <vector>
+#include <utility>
 
+#include "Dispatch/BackgroundTask.h"
+#include "Dispatch/DispatchQueue.h"
 #include "Foundation/FileManager.h"
 #include "Host.h"
 #include "NativeChildren.h"
@@ -16,9 +15,6 @@
 namespace oq::gtk {
 
 namespace {
-
-namespace fs = std::filesystem;
-constexpr const char* moduleFile = "liboqsdk-webkit.so";
 
 /// Shows the module's widget wherever its view is.
 class HostedPage : public WebPage {
@@ -45,7 +41,7 @@ class HostedPage : public WebPage {
     if (!children) return;
     _view = &view;
     _children = children;
-    children->add(view, _page->widget());
+    children->add(view, _page->widget(), [page = _page.get()](double scale) { page->setZoom(scale); });
   }
 
  private:
@@ -60,98 +56,106 @@ class HostedPage : public WebPage {
   const std::unique_ptr<WidgetPage> _page;
 };
 
-/// The engine ends the process when its sandbox cannot be built. Asked of the tool that builds it.
-bool canSandbox() {
-  // The engine's own switch, with which it does not try to. Not for applications.
-  const char* disabled = std::getenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS");
-  if (disabled && std::string(disabled) == "1") return true;
-  const char* command[] = {"bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true", nullptr};
-  const auto flags =
-      static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
-  int status = 0;
-  return g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, flags, nullptr, nullptr, nullptr,
-                      nullptr, &status, nullptr) &&
-         g_spawn_check_wait_status(status, nullptr);
+std::string webFolder() {
+  const auto folder = applicationDataDirectory() / "Web";
+  createDirectory(folder);
+  return folder.string();
 }
 
-/// The folder of the library, or of the program that it is part of; "" where that cannot be told.
-fs::path ownFolder() {
-  Dl_info ours{};
-  const bool isKnown = dladdr(reinterpret_cast<void*>(&canSandbox), &ours) != 0 && ours.dli_fname;
-  fs::path file = isKnown ? ours.dli_fname : "";
-  // A program goes by the name that it was called with, which does not tell where it is.
-  if (!file.is_absolute()) file = "/proc/self/exe";
-  std::error_code error;
-  file = fs::canonical(file, error);
-  return error ? fs::path() : file.parent_path();
+std::string displayName() {
+  GdkDisplay* display = gdk_display_get_default();
+  return display ? gdk_display_get_name(display) : "";
 }
 
-/// Beside the library, in the folder for modules there, where it was built, and where it is installed; never
-/// relative to where the host happens to be.
-std::vector<fs::path> modulePlaces() {
-  std::vector<fs::path> places;
-  if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
-#ifdef OQSDK_BUILT_MODULE_DIR
-  places.emplace_back(OQSDK_BUILT_MODULE_DIR);
-#endif
-  places.emplace_back(OQSDK_INSTALLED_MODULE_DIR);
-  return places;
-}
-
-fs::path findModule() {
-  std::error_code error;
-  for (const fs::path& place : modulePlaces()) {
-    if (fs::is_regular_file(place / moduleFile, error)) return place / moduleFile;
-  }
-  return {};
-}
-
-template <class Function>
-Function function(void* module, const char* name) {
-  return reinterpret_cast<Function>(dlsym(module, name));
-}
+bool preloads = true;
 
 }  // namespace
 
-bool WebPages::loadModule(std::string& reason) {
-  // The engine brings libsoup 3, which ends the process when it meets libsoup 2.
-  if (dlsym(RTLD_DEFAULT, "soup_uri_new")) {
-    reason = "libsoup 2 is in this process already";
-    return false;
-  }
-  if (!canSandbox()) {
-    reason = "there are no user namespaces for the web engine's sandbox";
-    return false;
-  }
-  const fs::path file = findModule();
-  void* module = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
-  if (!module) {
-    const char* problem = file.empty() ? nullptr : dlerror();
-    reason = problem ? problem : std::string(moduleFile) + " is not installed";
-    return false;
-  }
-  const auto version = function<WebModuleVersion>(module, "oqsdk_web_module_version");
-  const auto open = function<OpenWebPage>(module, "oqsdk_open_web_page");
-  if (!version || !open || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
-    dlclose(module);
-    reason = file.string() + " belongs to another version";
-    return false;
-  }
-  _open = open;
-  return true;
+/// Loads the module on a background thread. The thread knows nothing of the engine that asked for it.
+struct WebPages::Preload {
+  struct Result {
+    std::optional<WebModule> module;
+    std::string reason;
+  };
+  const std::shared_ptr<Result> result = std::make_shared<Result>();
+  BackgroundTask task;
+
+  explicit Preload(Block loaded)
+      : task([result = result, display = displayName(), loaded = std::move(loaded)] {
+          try {
+            result->module = loadWebModule(display, result->reason);
+          } catch (const std::exception&) {  // the first page tries again
+          }
+          DispatchQueue::main().async(loaded);
+        }) {}
+};
+
+WebPages::WebPages(Host& host) : _host(host) {}
+
+WebPages::~WebPages() {
+  if (_idle) g_source_remove(_idle);
 }
 
-std::unique_ptr<WebPage> WebPages::openPage(const WebPageSettings& settings, WebPageClient& client,
-                                            Error& reason) {
+void WebPages::setPreloads(bool does) {
+  preloads = does;
+}
+
+void WebPages::prepare() {
+  if (!preloads || _module || _preload) return;
+  _preload = std::make_unique<Preload>([weak = std::weak_ptr<WebPages*>(_self)] {
+    const auto self = weak.lock();
+    // Each in a turn of its own, between frames.
+    if (self) (*self)->whenIdle(&WebPages::prepareEngine);
+  });
+  whenIdle(&WebPages::startPreload);
+}
+
+void WebPages::whenIdle(void (WebPages::*step)()) {
+  struct Call {
+    WebPages* pages;
+    void (WebPages::*step)();
+  };
+  auto run = +[](gpointer data) -> gboolean {
+    const Call call = *static_cast<Call*>(data);
+    call.pages->_idle = 0;
+    (call.pages->*call.step)();
+    return G_SOURCE_REMOVE;
+  };
+  auto drop = +[](gpointer data) { delete static_cast<Call*>(data); };
+  if (_idle) g_source_remove(_idle);
+  _idle = g_idle_add_full(G_PRIORITY_LOW, run, new Call{this, step}, drop);
+}
+
+void WebPages::startPreload() {
+  if (!_module) _preload->task.start();
+}
+
+void WebPages::prepareEngine() {
+  if (takePreloaded() && _module->prepare(webFolder().c_str())) whenIdle(&WebPages::prepareEngine);
+}
+
+bool WebPages::takePreloaded() {
+  if (!_preload) return false;
+  _preload->task.finish();
+  if (!_module) _module = _preload->result->module;
+  return _module.has_value();
+}
+
+/// What could not be loaded before is tried again: the reason may have gone.
+bool WebPages::loadModule(std::string& reason) {
+  if (_module || takePreloaded()) return true;
+  _module = loadWebModule(displayName(), reason);
+  return _module.has_value();
+}
+
+std::unique_ptr<WebPage> WebPages::openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) {
   std::string problem;
-  if (!_open && !loadModule(problem)) {
+  if (!loadModule(problem)) {
     reason = {URLErrorDomain, URLErrorUnknown, "no web pages here: " + problem};
     return nullptr;
   }
-  const fs::path folder = applicationDataDirectory() / "Web";
-  createDirectory(folder);
-  return std::make_unique<HostedPage>(_host,
-                                      std::unique_ptr<WidgetPage>(_open(folder.c_str(), settings, client)));
+  return std::make_unique<HostedPage>(
+      _host, std::unique_ptr<WidgetPage>(_module->open(webFolder().c_str(), settings, client)));
 }
 
 }  // namespace oq::gtk

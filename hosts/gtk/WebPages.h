@@ -1,29 +1,43 @@
 #pragma once
 
+#include <glib.h>
+
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "WebKit/WebEngine.h"
-#include "webkit/WebModule.h"
+#include "WebModuleLoader.h"
 
 namespace oq::gtk {
 
 class Host;
 
-/// Web pages by WebKitGTK, whose module is loaded for the first page, and only where it would not end the host's
-/// process. Main thread only.
+/// Web pages by WebKitGTK. Its module is loaded on a background thread once a page is expected, else for the first
+/// page, and only where it would not end the host's process. Main thread only.
 class WebPages : public WebEngine {
  public:
   /// The host outlives all pages.
-  explicit WebPages(Host& host) : _host(host) {}
-  std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client,
-                                    Error& reason) override;
+  explicit WebPages(Host& host);
+  ~WebPages() override;
+  std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
+  void prepare() override;
+  /// Whether prepare() does anything, for all hosts of the process; it does by default.
+  static void setPreloads(bool does);
 
  private:
+  struct Preload;
+  void whenIdle(void (WebPages::*step)());
+  void startPreload();
+  void prepareEngine();
+  bool takePreloaded();
   bool loadModule(std::string& reason);
 
   Host& _host;
-  OpenWebPage _open = nullptr;
+  std::optional<WebModule> _module;
+  std::unique_ptr<Preload> _preload;
+  guint _idle = 0;
+  const std::shared_ptr<WebPages*> _self = std::make_shared<WebPages*>(this);
 };
 
 }  // namespace oq::gtk

@@ -8,7 +8,7 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/FileManager.h"
-#include "Stage.h"
+#include "Host/WindowStage.h"
 #include "UIKit/Accessibility.h"
 #include "UIKit/Animation.h"
 #include "UIKit/TextWarmUp.h"
@@ -93,8 +93,8 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
   ~Impl() override;
 
   double now() const override { return _now; }
-  // Painted when somebody looks, stepped by whoever holds the clock: there is nothing to ask for.
-  void setNeedsFrame(UIWindow&) override { _screen.reset(); }
+  // Painted when the caller looks, stepped by the caller's clock: there is nothing to ask for.
+  void setNeedsFrame(UIWindow&) override;
   void setDeadline(double) override {}
 
   void closeWindow();
@@ -107,42 +107,50 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
   double scale() const { return _scale; }
   /// Kept until something changes or moves.
   cairo_surface_t* screen() {
-    if (!_screen) _screen = takeScreenshot(*_window, _size, stage(), _scale, _now);
+    if (!_screen) _screen = takeScreenshot(_stage, _size, _scale, _now);
     return _screen.get();
   }
-  CGPoint inStage(double x, double y) const { return {x - stage().minX(), y - stage().minY()}; }
+  CGPoint inStage(double x, double y) const { return _stage.stage().toStage({x, y}); }
+  double stageScale() const { return _stage.stage().scale; }
   AccessibleElement describe(const UIView& view) const;
 
  private:
-  CGRect stage() const { return stageIn(_size.width, _size.height); }
+  void stageChanged();
 
   double _now = 0;
   CGSize _size;
   double _scale;
+  WindowStage _stage;
   Surface _screen;
   PageEngine _engine;
   std::shared_ptr<UIWindow> _window;
   std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
+  const bool _hasStage;
+  bool _isUpdating = false;
+  const std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
 };
 
 HeadlessHost::Impl::Impl(const Options& options)
     : _size{isLength(options.width) ? options.width : Options{}.width,
             isLength(options.height) ? options.height : Options{}.height},
-      _scale(isLength(options.scale) ? options.scale : 1) {
+      _scale(isLength(options.scale) ? options.scale : 1),
+      _stage(_size, options.stage),
+      _hasStage(options.stage.has_value()) {
   DispatchQueue::installMain();
   setMainBundle(options.applicationIdentifier, options.applicationVersion);
   setApplicationDataDirectory(options.dataDirectory);
 
-  const CGRect bounds{{}, stage().size};
-  UIScreen::mainScreen().setBounds(bounds);
-  UIScreen::mainScreen().setScale(_scale);
   auto& application = UIApplication::sharedApplication();
   application.setHost(this);
+  AnimationEngine::shared().setEnabled(options.animations);
   setWebEngine(&_engine);
-  _window = makeHostWindow(bounds);
-  _scene->setActivationState(UISceneActivationState::ForegroundActive);
+  UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
+  _window = makeHostWindow({{}, _stage.stage().size});
+  _stage.setWindow(_window);
+  stageChanged();
   _scene->addWindow(_window);
   application.connectScene(_scene);
+  application.setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
   // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
   // past.
   warmUpText();
@@ -151,6 +159,7 @@ HeadlessHost::Impl::Impl(const Options& options)
 HeadlessHost::Impl::~Impl() {
   auto& application = UIApplication::sharedApplication();
   application.setHost(nullptr);
+  AnimationEngine::shared().setEnabled(true);
   setWebEngine(nullptr);
   application.setStatusBarFrame({});
   UIScreen::mainScreen().setBounds({});
@@ -163,26 +172,46 @@ void HeadlessHost::Impl::closeWindow() {
   UIApplication::sharedApplication().disconnectScene(_scene);
   _scene.reset();
   _window.reset();
+  _stage.setWindow(nullptr);
 }
 
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
+  _stage.resize(size);
+  // It is resized at once, so resizing has ended.
+  _stage.update();
+  stageChanged();
+}
+
+void HeadlessHost::Impl::stageChanged() {
   _screen.reset();
-  const CGRect bounds{{}, stage().size};
-  UIScreen::mainScreen().setBounds(bounds);
-  _window->setFrame(bounds);
+  const double scale = _hasStage ? _stage.stage().contentScale(_scale) : _scale;
+  UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
+  UIScreen::mainScreen().setScale(scale);
+  _window->setContentScale(scale);
+}
+
+void HeadlessHost::Impl::setNeedsFrame(UIWindow&) {
+  _screen.reset();
+  if (!_stage.isOutdated() || _isUpdating) return;
+  // What kept the stage as it was may have gone.
+  _isUpdating = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _isUpdating = false;
+    if (_window && _stage.update()) stageChanged();
+  });
 }
 
 void HeadlessHost::Impl::setScale(double scale) {
   _scale = scale;
-  UIScreen::mainScreen().setScale(scale);
-  _window->setNeedsDisplayInSubtree();
+  stageChanged();
 }
 
 HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
   const CGPoint middle = view.convertPointToWindow(view.bounds().centre());
-  return {roleOf(view), view.accessibilityLabel(), _window->focusedView().get() == &view,
-          stage().minX() + middle.x, stage().minY() + middle.y};
+  const CGPoint place = _stage.stage().toWindow(middle);
+  return {roleOf(view), view.accessibilityLabel(), _window->focusedView().get() == &view, place.x, place.y};
 }
 
 void HeadlessHost::Impl::moveClock(double now) {
@@ -251,8 +280,13 @@ bool HeadlessHost::tap(double x, double y) {
   return isTaken;
 }
 
+bool HeadlessHost::movePointer(double x, double y) {
+  return _impl->window().pointerMoved(_impl->inStage(x, y));
+}
+
 bool HeadlessHost::scroll(double x, double y, double dx, double dy) {
-  return _impl->window().scroll(_impl->inStage(x, y), dx, dy);
+  const double scale = _impl->stageScale();
+  return _impl->window().scroll(_impl->inStage(x, y), dx / scale, dy / scale);
 }
 
 bool HeadlessHost::pressKey(Key key) {
@@ -281,8 +315,8 @@ void HeadlessHost::setScreenSize(double width, double height) {
 }
 
 void HeadlessHost::setActive(bool active) {
-  _impl->scene().setActivationState(active ? UISceneActivationState::ForegroundActive
-                                           : UISceneActivationState::Background);
+  UIApplication::sharedApplication().setSceneVisibility(
+      _impl->scene(), active ? UISceneVisibility::OnScreen : UISceneVisibility::Hidden);
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Host/WindowStage.h"
 #include "UIKit/CairoPainter.h"
-#include "UIKit/UIWindow.h"
 
 namespace oq {
 
@@ -18,24 +18,16 @@ int pixels(double points, double scale) {
 }
 }  // namespace
 
-Surface takeScreenshot(UIWindow& window, CGSize size, CGRect stage, double scale, double now) {
+Surface takeScreenshot(const WindowStage& stage, CGSize size, double scale, double now) {
   Surface surface(
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(size.width, scale), pixels(size.height, scale)));
   const std::unique_ptr<cairo_t, ContextRelease> cr(cairo_create(surface.get()));
   cairo_set_source_rgb(cr.get(), 1, 1, 1);
   cairo_paint(cr.get());
+  scale *= stage.stage().scale;
   cairo_scale(cr.get(), scale, scale);
   CairoPainter painter(cr.get(), scale);
-  if (stage.size.width < size.width) {
-    UIColor colour = surroundingsColor(window, now);
-    painter.fill(CGRectMake(0, 0, stage.minX(), size.height), 0, colour);
-    painter.fill(CGRectMake(stage.maxX(), 0, size.width - stage.maxX(), size.height), 0, colour);
-  }
-  painter.pushTranslation(stage.minX(), stage.minY());
-  painter.pushClip({{}, stage.size}, 0);
-  paintWindow(window, painter, now);
-  painter.pop();
-  painter.pop();
+  stage.paint(painter, now);
   cairo_surface_flush(surface.get());
   return surface;
 }

@@ -8,16 +8,15 @@
 
 namespace oq {
 
-class UIWindow;
+class WindowStage;
 
 struct SurfaceRelease {
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
 };
 using Surface = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
-/// The window on its stage as it looks at `now`, over the white that stands for the host's own widgets:
-/// `size` in points, 32-bit pixels, `scale` of them a point. A surface in an error state when there is no
-/// memory for it. Main thread only.
-Surface takeScreenshot(UIWindow& window, CGSize size, CGRect stage, double scale, double now);
+/// The stage as it looks at `now`, over the white that stands for the host's own widgets: `size` in points, 32-bit
+/// pixels, `scale` of them per point. A surface in an error state when there is no memory for it. Main thread only.
+Surface takeScreenshot(const WindowStage& stage, CGSize size, double scale, double now);
 
 }  // namespace oq

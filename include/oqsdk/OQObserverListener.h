@@ -38,6 +38,7 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   /// | "before start", "after end" | is not to be shown at this time |
   /// | "already shown in this run" | waits for the next start of the application |
   /// | "closed by the user in an earlier run" | is not to be shown any more |
+  /// | "records are busy" | another process of the application kept the records for 250 ms; not counted |
   /// | "counted and handed to the screen" | is shown |
   /// | "waiting" | the event waits for a list of windows |
   /// | "dropped because the waiting array is full" | the event will not be looked at |

@@ -65,12 +65,12 @@ OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, 
 
 /// A nullptr method has no implementation and no encoding; changing it does nothing.
 OQSDK_EXPORT IMP method_getImplementation(const Method* method);
-/// Returns the implementation that was replaced. A method keeps its own when nullptr is given. The library's own hooks
-/// stay: who puts back what was there before such a hook came takes out what it had put in, below the hook or above it.
+/// Returns the implementation that was replaced. A method keeps its own when nullptr is given. Messages to a method
+/// that the library has hooked still enter through that hook, which then calls what is set here.
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
 /// The signature that the method was registered with, as typeEncodingOf() tells it; nullptr when none was given.
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
-/// Where one of the library's own hooks is on top, what lies below it is exchanged.
+/// Each method gets the other's implementation. A hook of the library stays with its method.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
 
 /// The signature as text. Two modules of one program agree on it.
@@ -141,9 +141,17 @@ struct MethodDefinition {
   const char* typeEncoding;
 };
 
-/// The implementation to call, or an Exception "NSInvalidArgumentException" when the class lacks the selector or knows
-/// it with another signature.
-OQSDK_EXPORT IMP implementationFor(const Class* cls, SEL selector, const char* typeEncoding);
+/// What a message calls.
+struct MessageTarget {
+  IMP implementation;
+  /// The library's hook on the method; nullptr for a method without one. Its function takes the implementation before
+  /// the receiver and is called in its place.
+  IMP entry;
+};
+
+/// What to call, or an Exception "NSInvalidArgumentException" when the class lacks the selector or knows it with
+/// another signature.
+OQSDK_EXPORT MessageTarget messageTargetFor(const Class* cls, SEL selector, const char* typeEncoding);
 
 }  // namespace detail
 
@@ -191,24 +199,39 @@ class OQSDK_EXPORT Object {
 
 namespace detail {
 
-template <class R, class... A, class... B>
-R sendFrom(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
-  IMP implementation = implementationFor(cls, selector.sel(), typeEncodingOf<R(A...)>());
-  return Selector<R(A...)>::typed(implementation)(receiver, selector.sel(), std::forward<B>(arguments)...);
-}
+/// Sends a message to what `cls` has for the selector.
+template <class Signature>
+struct MessageTo;
+
+template <class R, class... A>
+struct MessageTo<R(A...)> {
+  /// The exact type of MessageTarget::entry.
+  using Entry = R (*)(IMP, Object&, SEL, A...);
+
+  template <class... B>
+  static R send(const Class* cls, Object& receiver, SEL selector, B&&... arguments) {
+    const MessageTarget target = messageTargetFor(cls, selector, typeEncodingOf<R(A...)>());
+    if (target.entry) [[unlikely]] {
+      return reinterpret_cast<Entry>(target.entry)(target.implementation, receiver, selector,
+                                                   std::forward<B>(arguments)...);
+    }
+    return Selector<R(A...)>::typed(target.implementation)(receiver, selector, std::forward<B>(arguments)...);
+  }
+};
 
 }  // namespace detail
 
 /// Calls the receiver's method for the selector, on the calling thread.
 template <class R, class... A, class... B>
 R send(Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
-  return detail::sendFrom(receiver.class_(), receiver, selector, std::forward<B>(arguments)...);
+  return detail::MessageTo<R(A...)>::send(receiver.class_(), receiver, selector.sel(), std::forward<B>(arguments)...);
 }
 
 /// Calls what the superclass of `cls` has for the selector; `cls` is the class whose method makes the call.
 template <class R, class... A, class... B>
 R sendSuper(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
-  return detail::sendFrom(class_getSuperclass(cls), receiver, selector, std::forward<B>(arguments)...);
+  return detail::MessageTo<R(A...)>::send(class_getSuperclass(cls), receiver, selector.sel(),
+                                          std::forward<B>(arguments)...);
 }
 
 }  // namespace oq

@@ -37,6 +37,7 @@ const CurlLibrary* load() {
   static CurlLibrary functions{};
   // The one on OpenSSL. The host may use the one on GnuTLS beside it.
   void* library = openLibrary("libcurl.so.4");
+  if (library) findFunction(library, "SSL_has_pending", functions.tlsHasPending);
   decltype(&curl_global_init) setUp = nullptr;
   const bool isUsable = library && findAll(library, functions) && findFunction(library, "curl_global_init", setUp) &&
                         functions.versionInfo(CURLVERSION_NOW)->version_num >= firstVersion &&

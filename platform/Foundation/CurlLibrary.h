@@ -47,6 +47,8 @@ struct CurlLibrary {
   decltype(&curl_slist_append) listAppend;
   decltype(&curl_slist_free_all) listFreeAll;
   decltype(&curl_version_info) versionInfo;
+  /// SSL_has_pending of the OpenSSL that libcurl uses; nullptr when it uses another library.
+  int (*tlsHasPending)(const void* ssl);
 };
 
 }  // namespace oq

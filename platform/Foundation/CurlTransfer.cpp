@@ -1,6 +1,7 @@
 #include "Foundation/CurlTransfer.h"
 
 #include <stdlib.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,7 +18,6 @@ namespace oq {
 namespace {
 
 constexpr const char* userAgent = "OQSDK/" OQSDK_VERSION;
-constexpr long mostRedirects = 20;
 constexpr double usualTimeout = 60.0;
 constexpr std::size_t longestHead = 256 << 10;
 constexpr std::size_t usualBody = 1 << 20;
@@ -81,6 +81,12 @@ bool isFieldValue(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
+bool hasCredentials(const URLRequest& request) {
+  return std::any_of(request.headerFields().begin(), request.headerFields().end(), [](const auto& field) {
+    return strcasecmp(field.first.c_str(), "Authorization") == 0 || strcasecmp(field.first.c_str(), "Cookie") == 0;
+  });
+}
+
 std::chrono::milliseconds timeoutOf(const URLRequest& request) {
   double seconds = request.timeoutInterval();
   if (!(seconds > 0)) seconds = usualTimeout;
@@ -89,10 +95,11 @@ std::chrono::milliseconds timeoutOf(const URLRequest& request) {
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(URLRequest request, URLCompletion completion, std::size_t longestBody,
-                           std::chrono::milliseconds wholeTime)
+CurlTransfer::CurlTransfer(URLRequest request, URLCompletion completion, CurlConnections& connections,
+                           std::size_t longestBody, std::chrono::milliseconds wholeTime)
     : _request(std::move(request)),
       _completion(std::move(completion)),
+      _connections(connections),
       _longestBody(longestBody),
       _latestEnd(Clock::now() + wholeTime),
       _host(hostOf(_request.url()->absoluteString())),
@@ -110,7 +117,7 @@ void CurlTransfer::prepare(CURL* handle) {
   curl().set<CURLOPT_REDIR_PROTOCOLS_STR>(handle, "https");
   curl().set<CURLOPT_HTTP_VERSION>(handle, static_cast<long>(CURL_HTTP_VERSION_1_1));
   curl().set<CURLOPT_FOLLOWLOCATION>(handle, 1L);
-  curl().set<CURLOPT_MAXREDIRS>(handle, mostRedirects);
+  curl().set<CURLOPT_MAXREDIRS>(handle, _redirectsLeft);
   curl().set<CURLOPT_USERAGENT>(handle, userAgent);
   curl().set<CURLOPT_NOSIGNAL>(handle, 1L);
   curl().set<CURLOPT_QUICK_EXIT>(handle, 1L);  // a slow name server delays nobody else
@@ -127,9 +134,31 @@ void CurlTransfer::prepare(CURL* handle) {
   curl().set<CURLOPT_NOPROGRESS>(handle, 0L);
   curl().set<CURLOPT_PREREQFUNCTION>(handle, &onRequest);
   curl().set<CURLOPT_PREREQDATA>(handle, this);
+  _connections.observe(handle);
   setAuthorities();
   setMethodAndBody();
   setHeaderFields();
+}
+
+bool CurlTransfer::prepareAgain() {
+  if (!std::exchange(_isConnectionUnusable, false)) return false;
+  *_message = '\0';
+  long redirects = 0;
+  const char *address = nullptr, *method = nullptr;
+  curl().easyGetInfo(_handle, CURLINFO_REDIRECT_COUNT, &redirects);
+  curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
+  curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_METHOD, &method);
+  if (redirects == 0) return true;
+  // libcurl would begin with the requests that were answered by redirects. It would also take the target for the host
+  // that credentials are for.
+  if (!address || !method || hasCredentials(_request)) return false;
+  const bool isFetch = std::string_view(method) == "GET";
+  const std::string target = address;  // setting it frees the one that libcurl returned
+  curl().set<CURLOPT_URL>(_handle, target.c_str());
+  if (isFetch) curl().set<CURLOPT_HTTPGET>(_handle, 1L);
+  _redirectsLeft -= redirects;
+  curl().set<CURLOPT_MAXREDIRS>(_handle, _redirectsLeft);
+  return true;
 }
 
 void CurlTransfer::setAuthorities() {
@@ -212,6 +241,8 @@ std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t co
     return 0;
   }
   if (line.starts_with("HTTP/")) self._isHeadComplete = false;
+  const auto longestIdle = self._connection ? longestIdleOf(line) : std::nullopt;
+  if (longestIdle) self._connection->longestIdle = std::min(self._connection->longestIdle, *longestIdle);
   if (line == "\r\n" || line == "\n") self._isHeadComplete = true;
   return line.size();
 }
@@ -224,10 +255,17 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
 
 /// Called before each request that goes out, those after a redirect included. When the one before it has had
 /// no answer, this is libcurl sending it again, because a kept connection turned out to be dead. The server
-/// may have read it: a request is sent at most once.
-int CurlTransfer::onRequest(void* transfer, char*, char*, int, int) {
+/// may have read it: a request is sent at most once. This is also the last moment before the request is written: a
+/// connection that is closed by now is given up, and no byte of the request has gone out.
+int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;
+  self._connection = self._connections.find({remoteAddress, remotePort, localAddress, localPort});
+  if (self._connection) {
+    self._isConnectionUnusable = !self._connections.isUsable(*self._connection, self._handle);
+    if (self._isConnectionUnusable) return CURL_PREREQFUNC_ABORT;
+    self._connections.noteUse(*self._connection);
+  }
   self._isAwaitingAnswer = true;
   self._lastByte = Clock::now();
   return CURL_PREREQFUNC_OK;
@@ -238,6 +276,7 @@ CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
 }
 
 void CurlTransfer::complete(CURLcode result) {
+  if (_connection) _connections.noteUse(*_connection);
   // libcurl takes a head that is cut off for a whole one.
   if (result == CURLE_OK && !_isHeadComplete) result = CURLE_PARTIAL_FILE;
   if (result != CURLE_OK) return completeWithError(errorCodeFor(result), descriptionOf(result));
@@ -274,6 +313,7 @@ URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
       return URLErrorCannotFindHost;
     case CURLE_COULDNT_CONNECT:
       return URLErrorCannotConnectToHost;
+    case CURLE_ABORTED_BY_CALLBACK:
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:

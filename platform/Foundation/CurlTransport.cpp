@@ -54,8 +54,8 @@ std::shared_ptr<CurlTransport> CurlTransport::shared() {
 }
 
 void CurlTransport::perform(URLRequest request, URLCompletion completion) {
-  auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _limits.bodyBytes,
-                                                 _limits.wholeTransfer);
+  auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _connections,
+                                                 _limits.bodyBytes, _limits.wholeTransfer);
   const bool isSettled = settleProcessEnd();
   std::unique_lock lock(_mutex);
   if (!isSettled) _isBroken = true;
@@ -172,8 +172,18 @@ bool CurlTransport::start(const std::shared_ptr<CurlTransfer>& transfer) {
 void CurlTransport::finishDone() {
   int left = 0;
   while (CURLMsg* message = _curl->multiReadInfo(_multi, &left)) {
-    if (message->msg == CURLMSG_DONE) finish(message->easy_handle, message->data.result);
+    if (message->msg != CURLMSG_DONE) continue;
+    CURL* handle = message->easy_handle;
+    const CURLcode result = message->data.result;
+    if (!beginAgain(handle)) finish(handle, result);
   }
+}
+
+/// Cannot go on for ever: libcurl has closed the unusable connection, and each was kept after an answer.
+bool CurlTransport::beginAgain(CURL* handle) {
+  if (!_running.find(handle)->second->prepareAgain()) return false;
+  _curl->multiRemoveHandle(_multi, handle);
+  return _curl->multiAddHandle(_multi, handle) == CURLM_OK;
 }
 
 void CurlTransport::finishOverdue() {

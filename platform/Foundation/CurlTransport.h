@@ -4,12 +4,14 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "Foundation/CurlConnections.h"
 #include "Foundation/CurlLibrary.h"
 #include "Foundation/URLSession.h"
 
@@ -26,6 +28,7 @@ class CurlTransport final : public URLTransport {
     std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< waiting in line included
     std::size_t bodyBytes = std::size_t{64} << 20;  ///< of an answer, after decompression
     std::size_t transfersPerHost = 6;
+    std::function<Moment()> clock = Moment::now;  ///< for idle connections; called on the transport's thread
   };
 
   static std::shared_ptr<CurlTransport> shared();
@@ -37,7 +40,7 @@ class CurlTransport final : public URLTransport {
  private:
   using Clock = std::chrono::steady_clock;
 
-  explicit CurlTransport(const Limits& limits) : _limits(limits) {}
+  explicit CurlTransport(const Limits& limits) : _limits(limits), _connections(limits.clock) {}
   ~CurlTransport() override = default;
 
   /// In the order of their deadlines.
@@ -60,6 +63,7 @@ class CurlTransport final : public URLTransport {
   bool start(const std::shared_ptr<CurlTransfer>& transfer);
   void finishDone();
   void finishOverdue();
+  bool beginAgain(CURL* handle);
   void finish(CURL* handle, CURLcode result);
   int millisecondsUntilDeadline() const;
 
@@ -75,6 +79,7 @@ class CurlTransport final : public URLTransport {
   const CurlLibrary* _curl = nullptr;
 
   // For the thread only.
+  CurlConnections _connections;
   CURLSH* _tlsSessions = nullptr;
   std::vector<CURL*> _idleHandles;
   std::map<CURL*, std::shared_ptr<CurlTransfer>> _running;

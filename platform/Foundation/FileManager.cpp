@@ -19,6 +19,7 @@
 
 #include "Foundation/Bundle.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/FileVersion.h"
 
 namespace oq {
 namespace fs = std::filesystem;
@@ -180,7 +181,8 @@ bool createDirectory(const fs::path& directory) {
   return ::chmod(directory.c_str(), 0700) == 0;
 }
 
-std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit) {
+std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, FileVersion* version) {
+  if (version) *version = FileVersion();
   // Not blocking, so that a pipe of that name is refused rather than waited for.
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
@@ -203,22 +205,29 @@ std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit) {
   }
   if (length < size || length > limit) return std::nullopt;
   contents.resize(length);
+  // With the state from before it was read, so that a change since then is noticed.
+  if (version) *version = FileVersion(std::move(file), status);
   return contents;
 }
 
-bool writeFileAtomically(const fs::path& path, const Data& contents) {
+bool writeFileAtomically(const fs::path& path, const Data& contents, const FileReplaced& replaced) {
   WriteSignalGuard guard;
   fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
   removeAbandonedFiles(folder);
   std::string temporary;
   FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
-  // Closed, and so unlocked, when it has its name.
+  // Unlocked when it has its name: at the latest when it is closed.
   bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) &&
                   ::fsync(file.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {
     ::unlink(temporary.c_str());
     return false;
+  }
+  struct stat status {};
+  if (replaced && ::fstat(file.get(), &status) == 0) {
+    ::flock(file.get(), LOCK_UN);
+    replaced(FileVersion(std::move(file), status));
   }
   flushDirectory(folder);
   return true;

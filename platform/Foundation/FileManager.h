@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 #include "oqsdk/Export.h"
 
 namespace oq {
+
+class FileVersion;
 
 /// Where the application's files live: `Documents` and `Preferences` below one folder. By default the XDG
 /// data folder
@@ -29,14 +32,20 @@ std::uint64_t applicationDataGeneration();
 /// Makes the folder and those above it that are missing, mode 0700 whatever the umask. True when it is there.
 OQSDK_EXPORT bool createDirectory(const std::filesystem::path& directory);
 
-/// The bytes of a regular file of at most `limit` bytes; nullopt when it cannot be read whole.
-std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = 256u << 20);
+inline constexpr std::size_t UsualFileLimit = 256u << 20;
+/// The bytes of a regular file of at most `limit` bytes; nullopt when it cannot be read whole. `version`, where given,
+/// becomes the file that was read, or no file.
+std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = UsualFileLimit,
+                                   FileVersion* version = nullptr);
 
 /// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader
 /// sees the old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file
 /// untouched, when any step fails. Temporary files that killed processes left in the folder are removed; those
-/// that somebody is writing are not.
-bool writeFileAtomically(const std::filesystem::path& file, const Data& contents);
+/// that somebody is writing are not. `replaced`, where given, is called once others see the new file, and before it is
+/// sure to survive a loss of power, which takes another flush.
+using FileReplaced = std::function<void(FileVersion written)>;
+bool writeFileAtomically(const std::filesystem::path& file, const Data& contents,
+                         const FileReplaced& replaced = nullptr);
 
 /// Every entry below the folder, relative to it, in ascending order of names, sub-folders after the entry
 /// that names them. Empty when the folder cannot be read.

@@ -1,6 +1,7 @@
 #include "Foundation/Format.h"
 
-#include <cstdio>
+#include <glib.h>
+
 #include <ctime>
 
 #include "Foundation/FileManager.h"
@@ -39,6 +40,18 @@ using LogHandler = std::function<void(std::string_view)>;
 Snapshot<LogHandler>& logHandler() {
   static auto* handler = new Snapshot<LogHandler>;  // Outlives every thread that may still log at the end.
   return *handler;
+}
+
+void writeToPlatformLog(GLogLevelFlags level, const char* priority, std::string_view text) {
+  auto handler = logHandler().load();
+  if (*handler) return (*handler)(text);
+  // A closed standard error must not end the host. Usually nothing is written, and the system calls are saved.
+  std::optional<WriteSignalGuard> guard;
+  if (!g_log_writer_default_would_drop(level, "OQSDK")) guard.emplace();
+  const GLogField fields[] = {{"GLIB_DOMAIN", "OQSDK", -1},
+                              {"PRIORITY", priority, -1},
+                              {"MESSAGE", text.data(), static_cast<gssize>(text.size())}};
+  g_log_structured_array(level, fields, std::size(fields));
 }
 
 }  // namespace
@@ -80,14 +93,11 @@ std::string stringWithFormat(std::string_view format, std::initializer_list<Form
 }
 
 void platformLog(std::string_view text) {
-  auto handler = logHandler().load();
-  if (*handler) return (*handler)(text);
-  // One write a line, so that lines of several threads do not mix; a closed standard error must not end the
-  // host.
-  std::string line(text);
-  line.push_back('\n');
-  WriteSignalGuard guard;
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  writeToPlatformLog(G_LOG_LEVEL_DEBUG, "7", text);
+}
+
+void platformWarning(std::string_view text) {
+  writeToPlatformLog(G_LOG_LEVEL_WARNING, "4", text);
 }
 
 void setPlatformLogHandler(std::function<void(std::string_view)> handler) {

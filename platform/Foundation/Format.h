@@ -13,6 +13,7 @@
 #include "Foundation/Date.h"
 #include "Foundation/Error.h"
 #include "Foundation/PropertyValue.h"
+#include "oqsdk/Export.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/Value.h"
 
@@ -60,9 +61,12 @@ std::string stringWithFormat(std::string_view format, const Arguments&... argume
   return stringWithFormat(format, std::initializer_list<FormatArgument>{FormatArgument(arguments)...});
 }
 
-/// Writes a line to the platform's log (standard error), not to the library's log file.
-void platformLog(std::string_view text);
-/// Replaces standard error as the place of the platform's log; an empty function gives it back. For tests.
+/// Writes a line to the platform's log: GLib's structured log, domain "OQSDK", at debug level. It appears on the host's
+/// standard error only if G_MESSAGES_DEBUG asks for it. The library's own log file is another one. Any thread.
+OQSDK_EXPORT void platformLog(std::string_view text);
+/// The same at warning level, which GLib writes to standard error: for a mistake in how the library was integrated.
+void platformWarning(std::string_view text);
+/// Gets the lines of both instead of GLib; an empty function restores GLib. For tests.
 void setPlatformLogHandler(std::function<void(std::string_view)> handler);
 
 }  // namespace oq

@@ -8,7 +8,7 @@ namespace oq {
 
 namespace {
 
-constexpr std::array<std::pair<int, const char*>, 41> statusTexts{{
+constexpr std::array<std::pair<int, const char*>, 42> statusTexts{{
     {100, "continue"},
     {101, "switching protocols"},
     {200, "no error"},
@@ -50,6 +50,7 @@ constexpr std::array<std::pair<int, const char*>, 41> statusTexts{{
     {502, "bad gateway"},
     {503, "service unavailable"},
     {504, "gateway timed out"},
+    {505, "unsupported version"},
 }};
 
 const char* textForClass(std::int64_t statusCode) {

@@ -181,6 +181,8 @@ std::optional<Value> valueWithJSONData(const Data& data) {
   options.max_depth = MaximumDepth;
   boost::json::error_code error;
   std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // some servers and editors write one
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   Value value = boost::json::parse(text, error, {}, options);
   if (error || !isFinite(value)) return std::nullopt;
   return value;

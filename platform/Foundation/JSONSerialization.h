@@ -9,7 +9,8 @@
 namespace oq {
 
 /// Parses one JSON value of any kind (fragments allowed), nested at most 512 deep. nullopt for anything else,
-/// bytes after the value included. A number out of range, invalid UTF-8 or a torn text is not JSON.
+/// bytes after the value included. A UTF-8 byte-order mark before the value is skipped. A number out of range, invalid
+/// UTF-8 or a torn text is not JSON.
 std::optional<Value> valueWithJSONData(const Data& data);
 
 /// JSON with two blanks of indentation. Throws Exception "NSInvalidArgumentException" unless the value is an

@@ -96,11 +96,11 @@ class URLSessionDataTask {
 
 /// A session of its own for each client on the surface; connections and TLS sessions are shared by all
 /// underneath. HTTPS only: any other address fails with URLErrorUnsupportedURL. A request is sent at most
-/// once, on a connection that turns out to be dead as well: the task then fails with
-/// URLErrorNetworkConnectionLost. Completions run on a background queue, side by side and in no promised
-/// order. A request without a URL fails with URLErrorUnsupportedURL before the network. Redirects: at most
-/// 20, HTTPS only, a refused one is a failure. An answer of more than 64 MiB, after decompression, is a failure, and
-/// takes no more memory than that meanwhile. No cookies. Certificates are checked against the system's and
+/// once. If its connection ends before the answer, the task fails with URLErrorNetworkConnectionLost; a kept
+/// connection that has ended before the request is replaced first. Completions run on a background queue, side by side
+/// and in no promised order. A request without a URL fails with URLErrorUnsupportedURL before the network. Redirects:
+/// at most 20, HTTPS only, a refused one is a failure. An answer of more than 64 MiB, after decompression, is a
+/// failure, and takes no more memory than that meanwhile. No cookies. Certificates are checked against the system's and
 /// those of the file named by SSL_CERT_FILE.
 class URLSession {
  public:

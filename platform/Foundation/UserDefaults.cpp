@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Foundation/Base64.h"
@@ -161,13 +162,14 @@ class UserDefaults::Store {
 
 namespace {
 
-/// The suites that are open, under the folder that is in force.
+/// The databases that are open, under the folder that is in force.
 struct Registry {
+  using ByName = std::map<std::string, std::pair<std::shared_ptr<UserDefaults::Store>, std::shared_ptr<UserDefaults>>,
+                          std::less<>>;
+
   std::mutex mutex;
   std::uint64_t generation = 0;
-  std::map<std::string, std::pair<std::shared_ptr<UserDefaults::Store>, std::shared_ptr<UserDefaults>>,
-           std::less<>>
-      suites;
+  ByName suites, applications;
 };
 
 Registry& registry() {
@@ -175,10 +177,10 @@ Registry& registry() {
   return *shared;
 }
 
-/// A suite's name as the name of a file: no name reaches another folder, and no two names meet.
-std::string fileNameOf(std::string_view suite) {
+/// A name as a part of a file name: it reaches no other folder, and no two names have the same result.
+std::string escaped(std::string_view text) {
   std::string name;
-  for (char c : suite) {
+  for (char c : text) {
     if (c == '/') {
       name += "%2F";
     } else if (c == '%') {
@@ -189,28 +191,35 @@ std::string fileNameOf(std::string_view suite) {
       name.push_back(c);
     }
   }
-  return name + ".sqlite";
+  return name;
+}
+
+std::shared_ptr<UserDefaults> open(Registry::ByName Registry::*group, const char* prefix, std::string_view name) {
+  std::uint64_t generation = applicationDataGeneration();
+  std::lock_guard lock(registry().mutex);
+  if (std::exchange(registry().generation, generation) != generation) {
+    registry().suites.clear();
+    registry().applications.clear();
+  }
+  auto& known = registry().*group;
+  auto found = known.find(name);
+  if (found == known.end()) {
+    const auto file = applicationDataDirectory() / "Preferences" / (prefix + escaped(name) + ".sqlite");
+    auto store = std::make_shared<UserDefaults::Store>(file);
+    found = known.emplace(name, std::pair(store, std::make_shared<UserDefaults>(store))).first;
+  }
+  return found->second.second;
 }
 
 }  // namespace
 
+/// An application may have the name of a suite. Its file does not: escaping makes no "%a".
 std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
-  std::string identifier = mainBundleIdentifier();
-  return withSuiteName(identifier.empty() ? "standard" : identifier);
+  return open(&Registry::applications, "%application.", mainBundleIdentifier());
 }
 
 std::shared_ptr<UserDefaults> UserDefaults::withSuiteName(std::string_view suite) {
-  std::uint64_t generation = applicationDataGeneration();
-  std::lock_guard lock(registry().mutex);
-  auto& suites = registry().suites;
-  if (registry().generation != generation) suites.clear();
-  registry().generation = generation;
-  auto found = suites.find(suite);
-  if (found == suites.end()) {
-    auto store = std::make_shared<Store>(applicationDataDirectory() / "Preferences" / fileNameOf(suite));
-    found = suites.emplace(suite, std::pair(store, std::make_shared<UserDefaults>(store))).first;
-  }
-  return found->second.second;
+  return open(&Registry::suites, "", suite);
 }
 
 UserDefaults::UserDefaults(std::shared_ptr<Store> store) : _store(std::move(store)) {}
@@ -241,8 +250,10 @@ bool UserDefaults::synchronize() {
 
 void closeAllUserDefaults() {
   std::lock_guard lock(registry().mutex);
-  for (auto& [suite, open] : registry().suites) open.first->close();
-  registry().suites.clear();
+  for (auto* known : {&registry().suites, &registry().applications}) {
+    for (auto& [name, open] : *known) open.first->close();
+    known->clear();
+  }
 }
 
 }  // namespace oq

@@ -10,11 +10,12 @@
 
 namespace oq {
 
-/// A persistent store of values by key, one database a suite (SQLite in WAL mode) in the preferences folder. Survives a
-/// crash of the process and is shared by processes. A torn or foreign database reads as empty and is replaced at the
-/// next write. Objects of the same suite share one connection. Any thread; a call waits two seconds at most for other
-/// threads and processes, and then fails as it would on a full disk. What is there is read where nothing can be
-/// written.
+/// A persistent store of values by key, one database per suite (SQLite in WAL mode) in the preferences folder. The
+/// application's standard defaults have a database of their own, also where a suite has the application's name.
+/// Survives a crash of the process and is shared by processes. A torn or foreign database reads as empty and is
+/// replaced at the next write. Objects of the same suite share one connection. Any thread; a call waits two seconds at
+/// most for other threads and processes, and then fails as it would on a full disk. What is there is read where nothing
+/// can be written.
 class UserDefaults {
  public:
   static std::shared_ptr<UserDefaults> standardUserDefaults();

@@ -1,10 +1,6 @@
 #include "oqsdk/Runtime.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -17,19 +13,18 @@ namespace oq {
 struct SelectorName {
   explicit SelectorName(std::string name) : text(std::move(name)) {}
   std::string text;
-  std::atomic<std::size_t> counter{0};  ///< which of a thread's counters its messages raise; 0: none
 };
 
 struct Method {
-  Method(SEL of, const char* encoding, IMP first)
-      : selector(of), typeEncoding(encoding), implementation(first), layers{first} {}
+  Method(SEL of, const char* encoding, IMP made)
+      : selector(of), typeEncoding(encoding), first(made), implementation(made) {}
 
   SEL selector;
-  const char* typeEncoding;  ///< nullptr: whoever added it vouches for its type
+  const char* typeEncoding;  ///< nullptr: the caller that added it vouches for its type
+  const IMP first;
   std::atomic<IMP> implementation;
+  std::atomic<IMP> entry{nullptr};
   Method* next = nullptr;
-  /// What was put into the method and not taken out again, oldest first. Guarded by the mutex of hooks().
-  std::vector<IMP> layers;
 };
 
 /// The methods form a list that only ever grows at its head, so that a reader needs no lock.
@@ -77,68 +72,11 @@ bool isSameEncoding(const char* first, const char* second) {
   return first == second || std::strcmp(first, second) == 0;
 }
 
-/// The hooks of the library, and a lock for them and for every method's layers.
-struct Hooks {
-  std::mutex mutex;
-  std::map<IMP, detail::HookMoved> moved;
-  std::size_t counters = 0;
-};
-
-Hooks& hooks() {
-  static auto* hooks = new Hooks;
-  return *hooks;
+/// Held while implementations are set or exchanged, so that no exchange loses a change. Readers need no lock.
+std::mutex& changingImplementations() {
+  static auto* mutex = new std::mutex;
+  return *mutex;
 }
-
-/// How many messages this thread has sent, for each selector that is counted.
-constexpr std::size_t mostCounters = 8;
-thread_local std::array<std::uint64_t, mostCounters + 1> sends;
-
-/// A change to a method's layers, which hooks are told of once no lock is held.
-class Relaying {
- public:
-  explicit Relaying(Method& method) : _method(method), _before(method.layers) {}
-
-  /// What an exchange hands to the other method: the top, or what a hook there stands on.
-  IMP topBelowHook() const { return _before[_before.size() - (hasHookToLift() ? 2 : 1)]; }
-
-  void put(IMP implementation, bool belowHook) {
-    auto& layers = _method.layers;
-    auto known = std::find(layers.begin(), layers.end(), implementation);
-    if (known != layers.end()) {
-      // Whoever puts back what was there before takes its own layers out, and not the library's hook.
-      auto isTakenOut = [](IMP layer) { return hooks().moved.count(layer) == 0; };
-      layers.erase(std::remove_if(known + 1, layers.end(), isTakenOut), layers.end());
-    } else {
-      layers.insert(layers.end() - (belowHook && hasHookToLift() ? 1 : 0), implementation);
-    }
-    _method.implementation.store(layers.back(), std::memory_order_release);
-    for (IMP layer : layers) noteIfMoved(layer);
-  }
-
-  void tellHooks() const {
-    for (const auto& call : _calls) call();
-  }
-
- private:
-  bool hasHookToLift() const { return _before.size() > 1 && hooks().moved.count(_before.back()) > 0; }
-
-  static IMP below(const std::vector<IMP>& layers, IMP layer) {
-    auto found = std::find(layers.begin(), layers.end(), layer);
-    return found == layers.begin() || found == layers.end() ? nullptr : *(found - 1);
-  }
-
-  void noteIfMoved(IMP layer) {
-    auto hook = hooks().moved.find(layer);
-    if (hook == hooks().moved.end()) return;
-    IMP was = below(_before, layer), is = below(_method.layers, layer);
-    if (was && is && was != is)
-      _calls.push_back([moved = hook->second, layer, was, is] { moved(layer, was, is); });
-  }
-
-  Method& _method;
-  const std::vector<IMP> _before;
-  std::vector<std::function<void()>> _calls;
-};
 
 [[noreturn]] [[gnu::cold]] void throwInvalidArgument(const Class* cls, SEL selector, const char* what) {
   std::string name = "-[" + class_getName(cls) + " " + sel_getName(selector) + "]";
@@ -210,13 +148,8 @@ IMP method_getImplementation(const Method* method) {
 
 IMP method_setImplementation(Method* method, IMP implementation) {
   if (!method || !implementation) return nullptr;
-  std::unique_lock lock(hooks().mutex);
-  IMP replaced = method->implementation.load(std::memory_order_acquire);
-  Relaying relaying(*method);
-  relaying.put(implementation, false);
-  lock.unlock();
-  relaying.tellHooks();
-  return replaced;
+  std::lock_guard lock(changingImplementations());
+  return method->implementation.exchange(implementation, std::memory_order_acq_rel);
 }
 
 const char* method_getTypeEncoding(const Method* method) {
@@ -225,13 +158,10 @@ const char* method_getTypeEncoding(const Method* method) {
 
 void method_exchangeImplementations(Method* first, Method* second) {
   if (!first || !second || first == second) return;
-  std::unique_lock lock(hooks().mutex);
-  Relaying ofFirst(*first), ofSecond(*second);
-  ofFirst.put(ofSecond.topBelowHook(), true);
-  ofSecond.put(ofFirst.topBelowHook(), true);
-  lock.unlock();
-  ofFirst.tellHooks();
-  ofSecond.tellHooks();
+  std::lock_guard lock(changingImplementations());
+  IMP former = first->implementation.load(std::memory_order_acquire);
+  first->implementation.store(second->implementation.load(std::memory_order_acquire), std::memory_order_release);
+  second->implementation.store(former, std::memory_order_release);
 }
 
 Class* registerClass(std::string_view name, Class* superclass,
@@ -250,31 +180,26 @@ Class* registerClass(std::string_view name, Class* superclass,
   return table.entries.emplace(cls->name, std::move(cls)).first->second.get();
 }
 
-IMP detail::implementationFor(const Class* cls, SEL selector, const char* typeEncoding) {
+detail::MessageTarget detail::messageTargetFor(const Class* cls, SEL selector, const char* typeEncoding) {
   Method* method = cls ? cls->findMethod(selector) : nullptr;
   if (!method) [[unlikely]]
     throwInvalidArgument(cls, selector, "unrecognized selector sent to instance");
   if (method->typeEncoding && !isSameEncoding(method->typeEncoding, typeEncoding)) [[unlikely]] {
     throwInvalidArgument(cls, selector, "the method has another signature than the message");
   }
-  if (auto counter = selector->counter.load(std::memory_order_relaxed)) ++sends[counter];
-  return method->implementation.load(std::memory_order_acquire);
+  return {method->implementation.load(std::memory_order_acquire), method->entry.load(std::memory_order_acquire)};
 }
 
-void detail::registerHook(SEL selector, IMP hook, HookMoved moved) {
-  std::lock_guard lock(hooks().mutex);
-  if (!hooks().moved.emplace(hook, moved).second || hooks().counters == mostCounters) return;
-  const_cast<SelectorName*>(selector)->counter.store(++hooks().counters, std::memory_order_relaxed);
+void detail::setMessageEntry(Method& method, IMP entry) {
+  method.entry.store(entry, std::memory_order_release);
 }
 
-std::uint64_t detail::sendCount(SEL selector) {
-  return sends[selector->counter.load(std::memory_order_relaxed)];
+IMP detail::messageEntry(const Method& method) {
+  return method.entry.load(std::memory_order_acquire);
 }
 
 IMP detail::firstImplementation(const Method* method) {
-  if (!method) return nullptr;
-  std::lock_guard lock(hooks().mutex);
-  return method->layers.front();
+  return method ? method->first : nullptr;
 }
 
 Object::~Object() = default;

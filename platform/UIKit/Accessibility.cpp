@@ -50,6 +50,10 @@ bool canBecomeFocused(const UIView& element) {
          !(traits & UIAccessibilityTraitNotEnabled) && element.isUserInteractionEnabled();
 }
 
+bool UIView::isPressable() const {
+  return canBecomeFocused(*this);
+}
+
 void UIView::setIsAccessibilityElement(bool is) {
   if (_isAccessibilityElement == is) return;
   _isAccessibilityElement = is;

@@ -11,7 +11,7 @@ namespace {
 
 // Points.
 constexpr double kWidth = 300, kNarrowest = 120, kMargin = 16, kPadding = 20, kSides = 16, kGap = 6,
-                 kButtonHeight = 46, kRadius = 14, kHairline = 0.5;
+                 kButtonHeight = 46, kTitlePadding = 12, kRadius = 14, kHairline = 0.5;
 constexpr UIColor kLine = UIColor::colorWithRed(0.78, 0.78, 0.80, 1);
 constexpr UIColor kBlue = UIColor::colorWithRed(0, 0.44, 0.92, 1);
 constexpr UIColor kRed = UIColor::colorWithRed(0.85, 0.16, 0.13, 1);
@@ -111,6 +111,7 @@ std::shared_ptr<UIButton> makeAlertButton(const std::optional<std::string>& titl
   button->setBackgroundColor(UIColor::whiteColor());
   button->setTitle(title, UIControlStateNormal);
   button->setTitleColor(style == UIAlertActionStyle::Destructive ? kRed : kBlue, UIControlStateNormal);
+  button->setTitlePadding(kTitlePadding);
   const bool isBold = style == UIAlertActionStyle::Cancel;
   button->titleLabel().setFont(isBold ? UIFont::boldSystemFontOfSize(17) : UIFont::systemFontOfSize(17));
   button->addTarget([action = std::move(action)](UIControl&) { action(); }, UIControlEventTouchUpInside);

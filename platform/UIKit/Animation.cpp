@@ -50,7 +50,7 @@ void AnimationEngine::begin(AnimationTiming timing, std::function<void(bool)> co
   auto group = std::make_shared<AnimationGroup>();
   group->start = UIApplication::sharedApplication().now();
   group->timing = timing;
-  if (!std::isfinite(timing.duration)) group->timing.duration = 0;
+  if (!_enabled || !std::isfinite(timing.duration)) group->timing.duration = 0;
   group->completion = std::move(completion);
   _stack.push_back(std::move(group));
 }
@@ -86,6 +86,12 @@ void AnimationEngine::forget(UIView& view) {
 void AnimationEngine::step(double now) {
   for (UIView* view : _views) view->layer().takeOffEnded(now);
   std::erase_if(_views, [](UIView* view) { return !view->layer().isAnimating(); });
+}
+
+void AnimationEngine::setEnabled(bool enabled) {
+  if (_enabled == enabled) return;
+  _enabled = enabled;
+  if (!enabled) UIApplication::sharedApplication().step(std::numeric_limits<double>::infinity());
 }
 
 double AnimationEngine::nextDeadline() const {

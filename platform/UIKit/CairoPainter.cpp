@@ -15,6 +15,7 @@ namespace oq {
 namespace {
 
 constexpr double kLargestSide = 16384, kLargestArea = 32e6;  // pixels that one content may take in memory
+constexpr double kPlainSave = -1, kRoundedClip = -2;         // instead of a group's opacity
 constexpr double kSameSize = 0.01;                           // points
 
 /// A content as pixels, with its shadow once somebody asked for it.
@@ -108,6 +109,16 @@ void addRoundedRect(cairo_t* cr, CGRect rect, double cornerRadius) {
   cairo_close_path(cr);
 }
 
+struct CairoPainter::Corners {
+  struct Corner {
+    CGRect place;
+    std::shared_ptr<cairo_surface_t> pixels;
+  };
+  CGRect rect;
+  double radius = 0;
+  std::vector<Corner> list;
+};
+
 CairoPainter::CairoPainter(cairo_t* cr, double scale) : _cr(cr), _scale(scale) {
   cairo_save(_cr);
 }
@@ -126,8 +137,8 @@ CGPoint CairoPainter::snapped(CGPoint point) const {
   return point;
 }
 
-/// Both edges go to the nearest pixel, so that neighbours still meet; a hairline that would vanish stays as
-/// it is.
+/// Both edges go to the nearest pixel, so that neighbours still meet and straight edges are sharp; a hairline
+/// that would vanish stays as it is.
 CGRect CairoPainter::snapped(CGRect rect) const {
   CGPoint from = snapped(rect.origin), to = snapped(CGPoint{rect.maxX(), rect.maxY()});
   CGRect whole{from, {to.x - from.x, to.y - from.y}};
@@ -137,18 +148,58 @@ CGRect CairoPainter::snapped(CGRect rect) const {
 void CairoPainter::pushTranslation(double x, double y) {
   cairo_save(_cr);
   cairo_translate(_cr, x, y);
-  _groups.push_back(-1);
+  _groups.push_back(kPlainSave);
 }
 
 void CairoPainter::pushClip(CGRect rect, double cornerRadius) {
   cairo_save(_cr);
-  if (cornerRadius > 0) {
-    addRoundedRect(_cr, rect, cornerRadius);
-  } else {
-    addRect(_cr, snapped(rect));
-  }
+  const CGRect whole = snapped(rect);
+  addRect(_cr, whole);
   cairo_clip(_cr);
-  _groups.push_back(-1);
+  _groups.push_back(cornerRadius > 0 ? kRoundedClip : kPlainSave);
+  if (cornerRadius > 0) _corners.push_back(saveCorners(whole, cornerRadius));
+}
+
+CairoPainter::Corners CairoPainter::saveCorners(CGRect rect, double radius) const {
+  Corners corners{rect, std::min({radius, rect.size.width / 2, rect.size.height / 2}), {}};
+  const double pixels = std::ceil(corners.radius * _scale), side = pixels / _scale;
+  if (!(pixels >= 1)) return corners;
+  cairo_matrix_t toTarget;
+  cairo_get_matrix(_cr, &toTarget);
+  for (double x : {rect.minX(), rect.maxX() - side}) {
+    for (double y : {rect.minY(), rect.maxY() - side}) {
+      cairo_surface_t* surface =
+          cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(pixels), static_cast<int>(pixels));
+      cairo_t* copy = cairo_create(surface);
+      cairo_scale(copy, _scale, _scale);
+      cairo_translate(copy, -x, -y);
+      cairo_set_source_surface(copy, cairo_get_group_target(_cr), 0, 0);
+      cairo_pattern_set_matrix(cairo_get_source(copy), &toTarget);
+      cairo_pattern_set_filter(cairo_get_source(copy), CAIRO_FILTER_NEAREST);
+      cairo_paint(copy);
+      cairo_destroy(copy);
+      cairo_surface_set_device_scale(surface, _scale, _scale);
+      corners.list.push_back({CGRectMake(x, y, side, side), {surface, cairo_surface_destroy}});
+    }
+  }
+  return corners;
+}
+
+void CairoPainter::putBack(const Corners& corners) const {
+  for (const auto& [place, pixels] : corners.list) {
+    cairo_save(_cr);
+    addRect(_cr, place);
+    cairo_clip(_cr);
+    // What the corner has outside the curve.
+    cairo_set_fill_rule(_cr, CAIRO_FILL_RULE_EVEN_ODD);
+    addRect(_cr, place);
+    addRoundedRect(_cr, corners.rect, corners.radius);
+    cairo_set_source_surface(_cr, pixels.get(), place.minX(), place.minY());
+    cairo_pattern_set_filter(cairo_get_source(_cr), CAIRO_FILTER_NEAREST);
+    cairo_set_operator(_cr, CAIRO_OPERATOR_SOURCE);
+    cairo_fill(_cr);
+    cairo_restore(_cr);
+  }
 }
 
 void CairoPainter::pushOpacity(double opacity) {
@@ -160,6 +211,10 @@ void CairoPainter::pushOpacity(double opacity) {
 void CairoPainter::pop() {
   double opacity = _groups.back();
   _groups.pop_back();
+  if (opacity == kRoundedClip) {
+    putBack(_corners.back());
+    _corners.pop_back();
+  }
   if (opacity < 0) return cairo_restore(_cr);
   _groupIsEmpty = false;
   cairo_pop_group_to_source(_cr);
@@ -170,7 +225,7 @@ void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
   if (rect.isEmpty()) return;
   setColour(_cr, colour);
   if (cornerRadius > 0) {
-    addRoundedRect(_cr, rect, cornerRadius);
+    addRoundedRect(_cr, snapped(rect), cornerRadius);
   } else {
     addRect(_cr, snapped(rect));
     // Over nothing, blending only costs time.

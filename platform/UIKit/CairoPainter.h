@@ -30,11 +30,17 @@ class OQSDK_EXPORT CairoPainter : public Painter {
  private:
   CGPoint snapped(CGPoint point) const;
   CGRect snapped(CGRect rect) const;
+  /// What lies in the corners of a rounded clip, to be put back when the clip ends: clipping by a path would
+  /// cost a mask for everything that is painted inside.
+  struct Corners;
+  Corners saveCorners(CGRect rect, double radius) const;
+  void putBack(const Corners& corners) const;
   void drawUncached(const LayerContent& content, CGRect destination, double opacity);
 
   cairo_t* _cr;
   double _scale;
-  std::vector<double> _groups;  ///< one entry a push: the opacity of a group, or below 0 for a plain save
+  std::vector<double> _groups;  ///< one entry per push: the opacity of a group, or below 0 for none
+  std::vector<Corners> _corners;
   bool _groupIsEmpty = false;   ///< nothing was painted into the innermost group yet
 };
 

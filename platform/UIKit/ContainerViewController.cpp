@@ -4,19 +4,6 @@
 
 namespace oq {
 
-namespace {
-/// Holds the page and is nothing to touch itself, so that a page without touches leaves the host's widgets in
-/// reach.
-class PageContainer : public UIView {
- public:
-  using UIView::UIView;
-  std::shared_ptr<UIView> hitTest(CGPoint point) override {
-    auto hit = UIView::hitTest(point);
-    return hit.get() == this ? nullptr : hit;
-  }
-};
-}  // namespace
-
 std::shared_ptr<UIView> ContainerViewController::loadView() {
   return makeMainObject<PageContainer>(UIScreen::mainScreen().bounds());
 }

@@ -6,6 +6,16 @@
 
 namespace oq {
 
+/// Holds a page and takes no touches itself, so that a page without touches leaves the host's widgets in reach.
+class PageContainer : public UIView {
+ public:
+  using UIView::UIView;
+  std::shared_ptr<UIView> hitTest(CGPoint point) override {
+    auto hit = UIView::hitTest(point);
+    return hit.get() == this ? nullptr : hit;
+  }
+};
+
 /// What controllers have in common that show one page of several: its view fills theirs, it gets their
 /// appearance messages, and a change from one page to another is told to both. At run time it is no class of
 /// its own. Main thread only.

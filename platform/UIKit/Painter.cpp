@@ -168,7 +168,10 @@ class TreePainter {
     CGRect bounds = parent->bounds(), frame = view.frame();
     return {bounds.maxX() - frame.maxX(), bounds.maxY() - frame.maxY()};
   }
-  static double distance(double room) { return room >= kThickness + 2 * kGap ? kGap : -kThickness - kGap; }
+  /// In the middle of a margin that has room, so that it does not touch what is shown.
+  static double distance(double room) {
+    return room >= kThickness + 2 * kGap ? std::min((room - kThickness) / 2, kFarthest) : -kThickness - kGap;
+  }
 
   struct Bar {
     double start, length;
@@ -183,7 +186,7 @@ class TreePainter {
     if (!rect.isEmpty()) _painter.fill(rect, kThickness / 2, {0, 0, 0, 0.35 * opacity});
   }
 
-  static constexpr double kThickness = 3, kGap = 2, kShortestBar = 24;
+  static constexpr double kThickness = 3, kGap = 2, kFarthest = 6, kShortestBar = 24;
   UIWindow& _window;
   Painter& _painter;
   double _now;

@@ -1,13 +1,11 @@
 #include "UIKit/TextWarmUp.h"
 
 #include <cairo.h>
-#include <unistd.h>
 
-#include <condition_variable>
 #include <mutex>
 #include <new>
 
-#include "Dispatch/DispatchQueue.h"
+#include "Dispatch/BackgroundTask.h"
 #include "UIKit/TextLayout.h"
 
 namespace oq {
@@ -26,53 +24,18 @@ void shapeFirstText() {
   }
 }
 
-/// The text libraries free what they share among threads when the process ends, also under a thread that is at work
-/// with it.
-class WarmUp {
- public:
-  void run() {
-    {
-      std::lock_guard lock(_mutex);
-      if (_state != State::Waiting) return;
-      _state = State::Running;
-    }
-    try {
-      shapeFirstText();
-    } catch (const std::bad_alloc&) {  // the first window has to wait for it
-    }
-    std::lock_guard lock(_mutex);
-    _state = State::Over;
-    _isOver.notify_all();
-  }
-
-  /// From then on nothing begins any more, and nothing runs.
-  void end() {
-    // In a forked process nobody would end what was under way.
-    if (::getpid() != _process) return;
-    std::unique_lock lock(_mutex);
-    if (_state == State::Waiting) _state = State::Over;
-    _isOver.wait(lock, [this] { return _state == State::Over; });
-  }
-
- private:
-  enum class State { Waiting, Running, Over };
-  const pid_t _process = ::getpid();
-  std::mutex _mutex;
-  std::condition_variable _isOver;
-  State _state = State::Waiting;
-};
-
 }  // namespace
 
 void warmUpText() {
-  static auto* const warmUp = new WarmUp;
-  // The objects of the thread that ends the process go before anything that was registered for its end.
-  struct EndOfThread {
-    ~EndOfThread() { warmUp->end(); }
-  };
-  static thread_local const EndOfThread endOfThread;
-  (void)endOfThread;
-  DispatchQueue::background().async([] { warmUp->run(); });
+  // The text libraries free what they share among threads when the process ends, also under a thread that uses it.
+  static BackgroundTask task([] {
+    try {
+      shapeFirstText();
+    } catch (const std::bad_alloc&) {  // the first window does it then
+    }
+  });
+  static std::once_flag once;
+  std::call_once(once, [] { task.start(); });
 }
 
 }  // namespace oq

@@ -1,6 +1,8 @@
 #include "UIKit/UIApplication.h"
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 
 #include "UIKit/Animation.h"
 #include "UIKit/UINavigationController.h"
@@ -13,8 +15,51 @@ UIApplication& UIApplication::sharedApplication() {
   return application;
 }
 
+void UIApplication::connectScene(std::shared_ptr<UIScene> scene) {
+  scene->_connection = ++_connections;
+  _scenes.push_back(std::move(scene));
+  scenesChanged();
+}
+
 void UIApplication::disconnectScene(const std::shared_ptr<UIScene>& scene) {
-  std::erase(_scenes, scene);
+  if (std::erase(_scenes, scene) == 0) return;
+  scene->_state = UISceneActivationState::Unattached;
+  scenesChanged();
+}
+
+void UIApplication::setSceneVisibility(UIScene& scene, UISceneVisibility visibility) {
+  if (scene._visibility == visibility) return;
+  scene._visibility = visibility;
+  scenesChanged();
+}
+
+void UIApplication::sceneWasUsed(UIScene& scene) {
+  if (scene._lastUse == _uses && _uses > 0) return;
+  scene._lastUse = ++_uses;
+  scenesChanged();
+}
+
+void UIApplication::scenesChanged() {
+  std::sort(_scenes.begin(), _scenes.end(), [](const auto& first, const auto& second) {
+    return std::tuple(second->wasMapped(), second->_lastUse, first->_connection) <
+           std::tuple(first->wasMapped(), first->_lastUse, second->_connection);
+  });
+  const bool anyWasMapped = !_scenes.empty() && _scenes.front()->wasMapped();
+  for (const auto& scene : _scenes) {
+    const bool isActive = scene->isMapped() || !anyWasMapped;
+    scene->_state = isActive ? UISceneActivationState::ForegroundActive : UISceneActivationState::Background;
+  }
+  if (_host) _host->scenesChanged();
+  // A copy: the observer may set another one.
+  if (const auto observer = _scenesObserver) observer();
+}
+
+bool UIApplication::isOnScreen(const UIWindow& window) const {
+  return std::any_of(_scenes.begin(), _scenes.end(), [&](const auto& scene) {
+    const auto& windows = scene->_windows;
+    return scene->_visibility == UISceneVisibility::OnScreen &&
+           std::any_of(windows.begin(), windows.end(), [&](const auto& each) { return each.get() == &window; });
+  });
 }
 
 std::shared_ptr<UIWindow> UIApplication::keyWindow() const {

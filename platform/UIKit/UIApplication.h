@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -17,20 +19,41 @@ enum class UISceneActivationState : int {
   Background = 2
 };
 
-/// One attached window of the host, with the windows that the library shows there.
+/// What the user can see of a scene's window.
+enum class UISceneVisibility {
+  NeverMapped,  ///< attached, but never on screen so far
+  Hidden,       ///< not mapped any more, or minimised
+  Mapped,       ///< its first frame is still to come
+  OnScreen      ///< frames are painted
+};
+
+/// One attached window of the host, with the windows that the library shows there. Main thread only.
 class UIScene {
  public:
+  /// Kept by UIApplication from what the host reports.
   UISceneActivationState activationState() const { return _state; }
-  void setActivationState(UISceneActivationState state) { _state = state; }
+  UISceneVisibility visibility() const { return _visibility; }
   const std::vector<std::shared_ptr<UIWindow>>& windows() const { return _windows; }
   void addWindow(std::shared_ptr<UIWindow> window) { _windows.push_back(std::move(window)); }
 
  private:
+  friend class UIApplication;
+  bool wasMapped() const { return _visibility != UISceneVisibility::NeverMapped; }
+  bool isMapped() const {
+    return _visibility == UISceneVisibility::Mapped || _visibility == UISceneVisibility::OnScreen;
+  }
+
   UISceneActivationState _state = UISceneActivationState::Unattached;
+  UISceneVisibility _visibility = UISceneVisibility::NeverMapped;
+  std::uint64_t _lastUse = 0;     ///< counted by the application; 0: never used
+  std::uint64_t _connection = 0;  ///< likewise
   std::vector<std::shared_ptr<UIWindow>> _windows;
 };
 
-/// What is installed: the host and its scenes, in the order in which they were attached. Main thread only.
+/// What is installed: the host and its scenes. Main thread only.
+///
+/// A scene is foreground active while its window is mapped and not minimised. Before any window was mapped all scenes
+/// are, so that an application can prepare its first window.
 class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();
@@ -39,9 +62,19 @@ class OQSDK_EXPORT UIApplication {
   void setHost(UIHost* host) { _host = host; }
   UIHost* host() const { return _host; }
 
+  /// The most recently used first, those that were mapped before those that never were; otherwise in the order in which
+  /// they were connected.
   const std::vector<std::shared_ptr<UIScene>>& connectedScenes() const { return _scenes; }
-  void connectScene(std::shared_ptr<UIScene> scene) { _scenes.push_back(std::move(scene)); }
+  void connectScene(std::shared_ptr<UIScene> scene);
   void disconnectScene(const std::shared_ptr<UIScene>& scene);
+  /// To be called by the host when it changes. A scene that was mapped is never "never mapped" again.
+  void setSceneVisibility(UIScene& scene, UISceneVisibility visibility);
+  /// The user turned to the scene's window. To be called by the host.
+  void sceneWasUsed(UIScene& scene);
+  /// Whether the user can see what the window shows. False for a window of no connected scene.
+  bool isOnScreen(const UIWindow& window) const;
+  /// Called after scenes have changed. Replaces an earlier observer.
+  void setScenesObserver(std::function<void()> observer) { _scenesObserver = std::move(observer); }
   /// The first window of the first scene, whatever its state.
   std::shared_ptr<UIWindow> keyWindow() const;
 
@@ -57,8 +90,12 @@ class OQSDK_EXPORT UIApplication {
   void animationsChanged();
 
  private:
+  void scenesChanged();
+
   UIHost* _host = nullptr;
   std::vector<std::shared_ptr<UIScene>> _scenes;
+  std::uint64_t _uses = 0, _connections = 0;
+  std::function<void()> _scenesObserver;
   CGRect _statusBarFrame;
 };
 

@@ -8,7 +8,10 @@
 namespace oq {
 namespace {
 
-constexpr double kHeldDown = 0.18;  // how much black lies over a button that is held down
+// How opaque the shade over a button is that is held down, or under the pointer.
+constexpr double kHeldDown = 0.18, kHovered = 0.06;
+// Black would hardly be seen on a dark background, and white is seen less than black.
+constexpr double kDark = 0.15, kWhiteFactor = 1.6;
 
 /// The value of the state, else that of the normal state.
 template <class T>
@@ -33,6 +36,22 @@ CGRect fitted(CGSize image, CGSize room) {
 CGRect unionOf(CGRect a, CGRect b) {
   const double x = std::min(a.minX(), b.minX()), y = std::min(a.minY(), b.minY());
   return CGRectMake(x, y, std::max(a.maxX(), b.maxX()) - x, std::max(a.maxY(), b.maxY()) - y);
+}
+
+double luminance(UIColor colour) {
+  return 0.2126 * colour.red + 0.7152 * colour.green + 0.0722 * colour.blue;
+}
+
+UIColor shadeOver(UIColor background, double opacity) {
+  const bool isDark = background.alpha > 0.5 && luminance(background) < kDark;
+  return isDark ? UIColor::whiteColor().withAlphaComponent(kWhiteFactor * opacity)
+                : UIColor::blackColor().withAlphaComponent(opacity);
+}
+
+void paintOver(cairo_t* cr, UIColor colour, double opacity, cairo_operator_t how) {
+  cairo_set_operator(cr, how);
+  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, opacity);
+  cairo_paint(cr);
 }
 
 }  // namespace
@@ -68,6 +87,12 @@ void UIButton::TitleLabel::setTextAlignment(NSTextAlignment alignment) {
   if (alignment == _alignment) return;
   _alignment = alignment;
   _button.setNeedsDisplay();
+}
+
+void UIButton::setTitlePadding(double padding) {
+  if (padding == _titlePadding) return;
+  _titlePadding = padding;
+  setNeedsDisplay();
 }
 
 void UIButton::setTitleEdgeInsets(UIEdgeInsets insets) {
@@ -146,32 +171,29 @@ std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
   std::string title = titleForState(look).value_or("");
   auto image = imageForState(look);
   bool ownLook = has(_titles, look) || has(_titleColors, look) || has(_images, look);
-  bool dimmed = look == UIControlStateHighlighted && !ownLook;
-  if (title.empty() && !image && !dimmed) return nullptr;
+  double shaded = isHovered() && look != UIControlStateDisabled ? kHovered : 0;
+  if (look == UIControlStateHighlighted && !ownLook) shaded = kHeldDown;
+  if (title.empty() && !image && shaded == 0) return nullptr;
 
   const CGRect bounds{{0, 0}, size}, painted = contentRect(bounds);
   const bool isMoved = painted != bounds;
-  const CGRect room = isMoved ? titleRect(bounds) : bounds;
+  const CGRect beside = CGRectMake(_titlePadding, 0, std::max(0.0, size.width - 2 * _titlePadding), size.height);
+  const CGRect room = isMoved ? titleRect(bounds) : beside;
   NSParagraphStyle style;
   style.alignment = _titleLabel.textAlignment();
   auto text =
       std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
-  UIColor shade = UIColor::blackColor().withAlphaComponent(kHeldDown);
-  UIColor backgroundShade = shade.withAlphaComponent(kHeldDown * backgroundColor().alpha);
+  const UIColor shade = shadeOver(backgroundColor(), shaded);
   return std::make_shared<LayerContent>(
-      painted.size, [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look)](cairo_t* cr) {
+      painted.size, [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
+                     background = backgroundColor().alpha](cairo_t* cr) {
         cairo_translate(cr, -painted.minX(), -painted.minY());
         if (image) drawImage(cr, *image, fitted(image->size(), size));
         text->draw(cr, colour, room, lines, true);
-        if (!dimmed) return;
-        // What is painted darkens by the shade; where the background shows through, the shade itself is
-        // painted.
-        cairo_set_operator(cr, CAIRO_OPERATOR_ATOP);
-        cairo_set_source_rgba(cr, 0, 0, 0, shade.alpha);
-        cairo_paint(cr);
-        cairo_set_operator(cr, CAIRO_OPERATOR_DEST_OVER);
-        cairo_set_source_rgba(cr, 0, 0, 0, backgroundShade.alpha);
-        cairo_paint(cr);
+        if (shaded == 0) return;
+        // What is painted takes the shade; where the background shows through, the shade itself is painted.
+        paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
+        paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
       });
 }
 

@@ -18,8 +18,9 @@ struct UIEdgeInsets {
 };
 
 /// A titled control of the custom type: its title centred, its image fitted, a background that is its own
-/// colour. While it is held down it darkens, unless it has a look of its own for that state. Main thread
-/// only.
+/// colour. While it is held down it darkens (lightens where its background is dark), unless it has a look of
+/// its own for that state; a little so under the pointer. A title that is too long ends in an ellipsis. Main
+/// thread only.
 class UIButton : public UIControl {
   OQ_CLASS(UIButton)
 
@@ -34,6 +35,8 @@ class UIButton : public UIControl {
   void setImage(std::shared_ptr<const UIImage> image, std::uint32_t state);
   std::shared_ptr<const UIImage> imageForState(std::uint32_t state) const;
 
+  /// How far the title stays away from the left and the right edge, in points; 0 by default.
+  void setTitlePadding(double padding);
   /// Moves the title, which may come to lie outside the button. It is touched there, too.
   void setTitleEdgeInsets(UIEdgeInsets insets);
   CGRect contentRect(CGRect bounds) const override;
@@ -75,6 +78,7 @@ class UIButton : public UIControl {
   std::map<std::uint32_t, UIColor> _titleColors;
   std::map<std::uint32_t, std::shared_ptr<const UIImage>> _images;
   UIEdgeInsets _titleInsets;
+  double _titlePadding = 0;
   TitleLabel _titleLabel{*this};
 };
 

@@ -44,6 +44,16 @@ void UIControl::setEnabled(bool enabled) {
   setNeedsDisplay();
 }
 
+void UIControl::hoverChanged(bool hovered) {
+  if (_hovered == hovered) return;
+  _hovered = hovered;
+  setNeedsDisplay();
+}
+
+void UIControl::didMoveToWindow() {
+  if (!window()) hoverChanged(false);
+}
+
 UIAccessibilityTraits UIControl::accessibilityTraits() const {
   return UIView::accessibilityTraits() |
          (_enabled ? UIAccessibilityTraitNone : UIAccessibilityTraitNotEnabled);

@@ -36,6 +36,10 @@ class UIControl : public UIView {
   bool isHighlighted() const { return _highlighted; }
   bool isEnabled() const { return _enabled; }
   void setEnabled(bool enabled);
+  /// The pointer is over it.
+  bool isHovered() const { return _hovered; }
+  void hoverChanged(bool hovered) override;
+  void didMoveToWindow() override;
 
   UIAccessibilityTraits accessibilityTraits() const override;
   /// As a touch that goes down and up inside.
@@ -54,6 +58,7 @@ class UIControl : public UIView {
   bool _highlighted = false;
   bool _enabled = true;
   bool _tracking = false;
+  bool _hovered = false;
 };
 
 }  // namespace oq

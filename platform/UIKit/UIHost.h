@@ -17,6 +17,8 @@ class UIHost {
   /// UIApplication::step() is to be called at this time at the latest, even where no frame comes (a hidden window has
   /// none). Replaces an earlier deadline; infinity means none.
   virtual void setDeadline(double deadline) = 0;
+  /// Scenes came, went, or have another order or state: the main screen may be another one now.
+  virtual void scenesChanged() {}
 };
 
 }  // namespace oq

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "UIKit/JpegCheck.h"
 #include "UIKit/MainObject.h"
 
 namespace oq {
@@ -28,6 +29,8 @@ bool isTooLarge(int width, int height) {
 struct Header {
   bool isRead = false;
   bool isAcceptable = false;
+  /// The bytes begin as those of a format with pixels.
+  bool isOfPixels = false;
 };
 
 /// A picture of nothing is refused by every decoder, before it asks for memory.
@@ -36,7 +39,7 @@ void refuse(GdkPixbufLoader* loader) {
 }
 
 void readHeader(GdkPixbufLoader* loader, int width, int height, void* header) {
-  *static_cast<Header*>(header) = {true, width > 0 && height > 0 && !isTooLarge(width, height)};
+  *static_cast<Header*>(header) = {true, width > 0 && height > 0 && !isTooLarge(width, height), false};
   refuse(loader);
 }
 
@@ -51,7 +54,7 @@ Object_<GdkPixbufLoader> makeLoader(GCallback sizePrepared, void* data) {
 }
 
 /// Reads no further than the header goes, so it takes next to no time and no memory.
-bool looksLikeAPicture(const Data& data) {
+Header headerOf(const Data& data) {
   Header header;
   auto loader = makeLoader(G_CALLBACK(readHeader), &header);
   for (std::size_t at = 0; at < data.size() && !header.isRead; at += kPiece) {
@@ -60,7 +63,37 @@ bool looksLikeAPicture(const Data& data) {
   }
   // A loader must be closed whatever happened before; some look at the bytes only then.
   gdk_pixbuf_loader_close(loader.get(), nullptr);
-  return header.isAcceptable;
+  GdkPixbufFormat* format = gdk_pixbuf_loader_get_format(loader.get());
+  header.isOfPixels = format && !gdk_pixbuf_format_is_scalable(format);
+  return header;
+}
+
+bool looksLikeAPicture(const Data& data) {
+  return headerOf(data).isAcceptable;
+}
+
+std::string formatOf(GdkPixbufLoader* loader) {
+  GdkPixbufFormat* format = gdk_pixbuf_loader_get_format(loader);
+  std::unique_ptr<char, void (*)(void*)> name(format ? gdk_pixbuf_format_get_name(format) : nullptr, g_free);
+  return name ? name.get() : "";
+}
+
+/// An interlaced PNG has every row long before its end, so the chunk that ends it is what counts.
+bool hasEndOfPng(const Data& data) {
+  constexpr std::size_t signature = 8, frame = 12;  // a chunk's length, type and checksum
+  for (std::size_t at = signature; data.size() >= at + frame;) {
+    const std::uint8_t* chunk = data.data() + at;
+    const std::size_t length = std::size_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
+    if (std::equal(chunk + 4, chunk + 8, "IEND")) return true;
+    at += frame + length;
+  }
+  return false;
+}
+
+/// The decoders of these two succeed with a picture that breaks off, and leave what is missing grey or transparent.
+bool isComplete(const Data& data, const std::string& format) {
+  if (format == "png") return hasEndOfPng(data);
+  return format != "jpeg" || isWholeJpeg(data);
 }
 
 Object_<GdkPixbuf> decodedPixels(const Data& data) {
@@ -69,7 +102,7 @@ Object_<GdkPixbuf> decodedPixels(const Data& data) {
   bool written = gdk_pixbuf_loader_write(loader.get(), data.data(), data.size(), nullptr);
   bool closed = gdk_pixbuf_loader_close(loader.get(), nullptr);
   GdkPixbuf* pixels = written && closed ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
-  if (!pixels) return none;
+  if (!pixels || !isComplete(data, formatOf(loader.get()))) return none;
   Object_<GdkPixbuf> upright(gdk_pixbuf_apply_embedded_orientation(pixels), g_object_unref);
   bool tooLarge = isTooLarge(gdk_pixbuf_get_width(upright.get()), gdk_pixbuf_get_height(upright.get()));
   return tooLarge ? std::move(none) : std::move(upright);
@@ -120,6 +153,13 @@ UIImage::~UIImage() {
 std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
   // Looked at before it is copied.
   return looksLikeAPicture(data) ? make(data, 1) : nullptr;
+}
+
+bool UIImage::isBroken(const Data& data) {
+  const Header header = headerOf(data);
+  // Some formats have their header at the end.
+  const bool isPicture = header.isRead ? header.isAcceptable : header.isOfPixels;
+  return isPicture && !decodedPixels(data);
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithContentsOfFile(const std::filesystem::path& file) {

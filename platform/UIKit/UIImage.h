@@ -17,9 +17,12 @@ namespace oq {
 /// does who can wait. On other queues they are decoded at once.
 class UIImage {
  public:
-  /// nullptr for bytes that are no picture, and for a picture of more than 8192 pixels a side or 32 million
-  /// in all, which is refused before memory is taken for it. Of an animated picture the first frame.
+  /// nullptr for bytes that are no picture or break off, and for a picture of more than 8192 pixels a side or
+  /// 32 million in all, which is refused before memory is taken for it. Of an animated picture the first frame.
   static std::shared_ptr<const UIImage> imageWithData(const Data& data);
+  /// The bytes begin as an acceptable picture and then break off or are corrupt. Decodes, so it takes long: off the
+  /// main queue.
+  static bool isBroken(const Data& data);
   /// A file name that ends in "@2x" or "@3x" before its extension gives that many pixels a point.
   static std::shared_ptr<const UIImage> imageWithContentsOfFile(const std::filesystem::path& file);
   ~UIImage();

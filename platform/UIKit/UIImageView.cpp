@@ -8,17 +8,22 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "UIKit/UIScreen.h"
+#include "UIKit/UIWindow.h"
 
 namespace oq {
 namespace {
 
 constexpr double kLargestSide = 16384;  // pixels
+constexpr double kHairline = 1;         // points
 
 CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
   if (mode == UIViewContentMode::ScaleToFill) return room;
   double across = room.width / image.width, down = room.height / image.height;
   double factor = mode == UIViewContentMode::ScaleAspectFit ? std::min(across, down) : std::max(across, down);
-  return {image.width * factor, image.height * factor};
+  const CGSize size{image.width * factor, image.height * factor};
+  // A picture that was drawn for this very place leaves no hairline at its edge.
+  const bool isClose = std::abs(size.width - room.width) < kHairline && std::abs(size.height - room.height) < kHairline;
+  return isClose ? room : size;
 }
 
 /// Up to whole pixels, so that what was scaled once is not scaled again when it is painted.
@@ -83,9 +88,19 @@ CGRect UIImageView::contentRect(CGRect bounds) const {
   return {{centre.x - fit.width / 2, centre.y - fit.height / 2}, inWholePixels(fit, _pixels->request.scale)};
 }
 
+double UIImageView::contentScale() const {
+  const UIWindow* root = window();
+  return root ? root->contentScale() : UIScreen::mainScreen().scale();
+}
+
+/// Another window may have another scale.
+void UIImageView::didMoveToWindow() {
+  if (_image && window() && contentScale() != _wanted.scale) setNeedsDisplay();
+}
+
 std::shared_ptr<LayerContent> UIImageView::makeContent(CGSize size) {
   if (!_image) return nullptr;
-  Request request{_image, size, _contentMode, UIScreen::mainScreen().scale()};
+  Request request{_image, size, _contentMode, contentScale()};
   if (!(request == _wanted)) prepare(request);
   if (!_pixels) return nullptr;
   return std::make_shared<LayerContent>(_pixels->size, [pixels = _pixels](cairo_t* cr) {

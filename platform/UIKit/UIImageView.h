@@ -28,6 +28,7 @@ class UIImageView : public UIView {
   UIViewContentMode contentMode() const { return _contentMode; }
   void setContentMode(UIViewContentMode mode);
   CGRect contentRect(CGRect bounds) const override;
+  void didMoveToWindow() override;
 
   /// Whatever an extension of the class keeps with a view, by the address of a key; nullptr when it keeps
   /// nothing.
@@ -41,6 +42,7 @@ class UIImageView : public UIView {
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
 
  private:
+  double contentScale() const;
   /// What pixels are made from.
   struct Request {
     std::shared_ptr<const UIImage> image;

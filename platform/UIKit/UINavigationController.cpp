@@ -10,6 +10,34 @@ namespace oq {
 namespace {
 
 constexpr double kSlide = 0.35;  // seconds
+constexpr double kShade = 0.3;   // opacity
+
+/// A dialog while a pushed page shows: the page covers everything that the host has.
+class NavigationView : public PageContainer {
+ public:
+  explicit NavigationView(std::weak_ptr<UINavigationController> owner)
+      : PageContainer(UIScreen::mainScreen().bounds()), _owner(std::move(owner)) {}
+
+  std::string accessibilityLabel() const override {
+    const auto owner = _owner.lock();
+    const auto page = owner ? owner->topViewController() : nullptr;
+    if (!page) return "";
+    const auto title = page->navigationItem()->title();
+    return title && !title->empty() ? *title : page->view()->accessibilityLabel();
+  }
+  bool accessibilityPerformEscape() override {
+    const auto owner = _owner.lock();
+    return owner && owner->popViewControllerAnimated(true);
+  }
+  bool accessibilityPerformBack() override {
+    const auto owner = _owner.lock();
+    const auto page = owner ? owner->topViewController() : nullptr;
+    return (page && page->goBackInside()) || accessibilityPerformEscape();
+  }
+
+ private:
+  const std::weak_ptr<UINavigationController> _owner;
+};
 
 CGRect toTheRight(CGRect rect) {
   rect.origin.x += rect.size.width;
@@ -36,7 +64,8 @@ UINavigationController::UINavigationController(std::shared_ptr<UIViewController>
 
 std::shared_ptr<UIView> UINavigationController::loadView() {
   for (const auto& page : _stack) setParentOf(*page, shared_from_this());
-  return ContainerViewController::loadView();
+  return makeMainObject<NavigationView>(
+      std::static_pointer_cast<UINavigationController>(shared_from_this()));
 }
 
 const std::shared_ptr<UINavigationBar>& UINavigationController::navigationBar() {
@@ -88,7 +117,23 @@ void UINavigationController::placePage(UIView& page) {
 }
 
 bool UINavigationController::isOwnView(const UIView& view) const {
-  return &view == _bar.get();
+  return &view == _bar.get() || &view == _shade.get();
+}
+
+/// Below all pages. It blocks nothing from the moment that the last page above the first begins to leave.
+void UINavigationController::updateShade() {
+  const bool isNeeded = _stack.size() > 1;
+  if (!_shade && isNeeded) {
+    _shade = makeMainObject<UIView>(view()->bounds());
+    _shade->setFillsSuperview(true);
+    _shade->setFillsSurroundings(true);
+    _shade->setBackgroundColor(UIColor::blackColor().withAlphaComponent(kShade));
+    _shade->setAlpha(0);
+    view()->insertSubview(_shade, 0);
+  }
+  if (!_shade) return;
+  _shade->setUserInteractionEnabled(isNeeded);
+  _shade->setAlpha(isNeeded ? 1 : 0);
 }
 
 void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
@@ -96,8 +141,11 @@ void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
   if (!isViewLoaded()) return;
   const auto top = topViewController();
   _shownView = top ? top->view() : nullptr;
+  view()->setAccessibilityViewIsModal(_stack.size() > 1);
   updateBar();
   view()->addSubview(_bar);
+  // A page that slides takes the shade along.
+  if (!leaving) updateShade();
 }
 
 void UINavigationController::bringInPage(bool animated) {
@@ -129,11 +177,12 @@ void UINavigationController::slide(const std::shared_ptr<UIView>& page,
     page->setFrame(toTheRight(place));
     if (barComesOrGoes) _bar->setFrame(toTheRight(barPlace));
   } else {
-    view()->insertSubview(page, 0);
+    view()->insertSubview(page, _shade ? 1 : 0);
   }
   const auto motion = [&] {
     moving->setFrame(isPush ? place : toTheRight(leaving->frame()));
     if (barComesOrGoes) _bar->setFrame(isPush ? barPlace : toTheRight(barPlace));
+    updateShade();
   };
   const auto weak = std::weak_ptr<UIViewController>(shared_from_this());
   UIView::animateWithDuration(kSlide, motion, [this, weak, leaving, number = _slides](bool) {
@@ -154,7 +203,7 @@ void UINavigationController::pushViewController(std::shared_ptr<UIViewController
   turnPage(covered, controller, animated);
 }
 
-std::shared_ptr<UIViewController> UINavigationController::popViewController(bool animated) {
+std::shared_ptr<UIViewController> UINavigationController::popViewControllerAnimated(bool animated) {
   if (_stack.size() < 2) return nullptr;
   const auto self = shared_from_this();
   const auto taken = _stack.back();

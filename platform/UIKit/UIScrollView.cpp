@@ -97,6 +97,7 @@ CGPoint UIScrollView::velocityAt(double time) const {
 
 bool UIScrollView::decelerate(CGPoint velocity) {
   stop();
+  if (!AnimationEngine::shared().isEnabled()) return false;
   const double speed = std::min(length(velocity), kFastest);
   if (!(speed >= kSlowest)) return false;
   const double slowed = speed / length(velocity);

@@ -53,7 +53,8 @@ class UIScrollView : public UIView {
   CGPoint shownOffset() const;
   /// Stays where it is on screen.
   void stop();
-  /// Rolls on from the velocity, in points a second; false when that is too slow, or at the end already.
+  /// Rolls on from the velocity, in points a second; false when that is too slow, or at the end already, or where the
+  /// user wants no animations: then it stays where it was let go instead of jumping to where it would come to rest.
   bool decelerate(CGPoint velocity);
   CGPoint velocityAt(double time) const;
 

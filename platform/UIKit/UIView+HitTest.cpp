@@ -38,7 +38,7 @@ std::shared_ptr<UIView> UIView::hitTest(CGPoint point) {
 /// those inside.
 bool UIView::coversSurroundings() const {
   return _fillsSurroundings || std::any_of(_subviews.begin(), _subviews.end(), [](const auto& child) {
-           return child->_fillsSurroundings && !child->isHidden();
+           return child->_fillsSurroundings && child->_userInteractionEnabled && !child->isHidden();
          });
 }
 

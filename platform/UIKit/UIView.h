@@ -53,7 +53,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setBackgroundColor(UIColor colour) { _layer.setBackgroundColor(colour); }
   CALayer& layer() { return _layer; }
   const CALayer& layer() const { return _layer; }
-  /// The background also covers what the host shows beside an upright stage in a wide window, and takes its touches.
+  /// The background also covers what the host shows outside the stage, and takes the touches there.
   bool fillsSurroundings() const { return _fillsSurroundings; }
   void setFillsSurroundings(bool fills);
   /// The frame follows the superview's bounds whenever their size changes.
@@ -102,6 +102,10 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   /// What is left of a scrolling movement when the fingers leave the touchpad, in points a second; true when it was
   /// used.
   virtual bool flingBy(double, double) { return false; }
+  /// A press on the view does something: the pointer is a hand over it. By default so for what the keyboard can press.
+  virtual bool isPressable() const;
+  /// The pointer has come over the view, or has left it. A finger is not a pointer.
+  virtual void hoverChanged(bool) {}
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
   const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return _recognizers; }
 
@@ -120,6 +124,8 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual bool accessibilityActivate();
   /// Leaves a dialog without a choice; false when it has no such way out.
   virtual bool accessibilityPerformEscape() { return false; }
+  /// One step back, of a dialog that has pages. Returns whether anything was done.
+  virtual bool accessibilityPerformBack() { return false; }
 
   // Animation.
   /// Runs `animations` at once; what it changes in animatable properties of views in a window moves there over

@@ -53,6 +53,8 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   const std::shared_ptr<UINavigationItem>& navigationItem();
   /// True for a page that a navigation controller shows without its bar.
   virtual bool hidesNavigationBar() const { return false; }
+  /// Goes back inside the page, as a web page does to the one before it. False where there is nothing to go back to.
+  virtual bool goBackInside() { return false; }
 
   std::shared_ptr<UIViewController> parentViewController() const { return _parent.lock(); }
   /// The nearest navigation controller above, nullptr when there is none.

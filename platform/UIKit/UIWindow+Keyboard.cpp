@@ -82,6 +82,9 @@ bool UIWindow::pressKey(UIKeyboardKey key) {
     case UIKeyboardKey::Escape:
       if (dialog) dialog->accessibilityPerformEscape();
       return dialog != nullptr;
+    case UIKeyboardKey::Back:
+      if (dialog) dialog->accessibilityPerformBack();
+      return dialog != nullptr;
     default:
       if (dialog) scrollFirst(*dialog, key);
       return dialog != nullptr;

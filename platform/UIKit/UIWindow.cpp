@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "UIKit/UIGestureRecognizer.h"
+#include "UIKit/UIScreen.h"
 #include "UIKit/UIViewController.h"
 
 namespace oq {
@@ -47,6 +48,20 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
   if (controller != _rootViewController) return;
   insertSubview(root, 0);
   controller->viewDidAppear(false);
+}
+
+double UIWindow::contentScale() const {
+  return _contentScale > 0 ? _contentScale : UIScreen::mainScreen().scale();
+}
+
+void UIWindow::setContentScale(double scale) {
+  if (scale == _contentScale) return;
+  _contentScale = scale;
+  setNeedsDisplayInSubtree();
+}
+
+bool UIWindow::isCovered() {
+  return frontmostDialog(*this) || hitSurroundings();
 }
 
 std::shared_ptr<UIView> UIWindow::hitTest(CGPoint point) {
@@ -164,6 +179,16 @@ bool UIWindow::passToTakingView(int identifier, const TouchPointer& touch) {
   end(*touch, UITouchPhase::Cancelled);
   deliver(identifier, taken);
   return true;
+}
+
+bool UIWindow::pointerMoved(std::optional<CGPoint> point) {
+  auto view = point ? hitTest(*point) : nullptr;
+  if (view && !view->isPressable()) view = nullptr;
+  const auto before = _hovered.lock();
+  _hovered = view;
+  if (before && before != view) before->hoverChanged(false);
+  if (view) view->hoverChanged(true);
+  return view != nullptr;
 }
 
 bool UIWindow::scroll(CGPoint point, double dx, double dy) {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "UIKit/UIView.h"
 #include "oqsdk/Export.h"
@@ -11,7 +12,8 @@ namespace oq {
 class UIViewController;
 
 /// The keys that views know.
-enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
+/// The key Back is Alt+Left on most keyboards.
+enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Back, Up, Down, PageUp, PageDown, Home, End };
 
 /// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
 /// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
@@ -26,6 +28,13 @@ class OQSDK_EXPORT UIWindow : public UIView {
   UIWindow* window() const override { return const_cast<UIWindow*>(this); }
   std::shared_ptr<UIViewController> rootViewController() const { return _rootViewController; }
   void setRootViewController(std::shared_ptr<UIViewController> controller);
+
+  /// The pixels per point that pictures in this window are prepared for; the main screen's until the host sets it.
+  double contentScale() const;
+  /// What was prepared for another scale is prepared again.
+  void setContentScale(double scale);
+  /// Whether a message, an alert or a page takes all touches, outside the stage too.
+  bool isCovered();
 
   /// Whether a touch there is the library's: a view would take it, or is in motion and lets nothing through.
   bool wantsTouchAt(CGPoint point);
@@ -43,14 +52,17 @@ class OQSDK_EXPORT UIWindow : public UIView {
   // The keyboard. Nothing is focused until Tab goes to it, so that whoever is typing when a window comes up presses
   // nothing in it by accident.
   /// Tab goes round the elements that can be pressed, Return presses the focused one, Escape leaves the front-most
-  /// dialog where that has such a way out, the rest scrolls. True when the key is the library's: with a dialog on
-  /// screen every one of these is.
+  /// dialog where that has such a way out, Back goes one step back in it, the rest scrolls. True when the key is the
+  /// library's: with a dialog on screen every one of these is.
   bool pressKey(UIKeyboardKey key);
   /// Around it a ring is painted. nullptr without one.
   std::shared_ptr<UIView> focusedView() const;
   void setFocusedView(const std::shared_ptr<UIView>& view);
   /// The ring, for a view of that size.
   const std::shared_ptr<LayerContent>& focusRing(CGSize size);
+  /// The pointer is there; without a point it has left the window. Returns whether a press there does something. To be
+  /// called again when the window changes under a pointer at rest.
+  bool pointerMoved(std::optional<CGPoint> point);
   /// Cancels the touches that began in the view or below it.
   void cancelTouchesIn(UIView& view);
 
@@ -69,7 +81,9 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::map<int, std::shared_ptr<UITouch>> _touches;
   std::shared_ptr<UIViewController> _rootViewController;
   std::weak_ptr<UIView> _focused;
+  std::weak_ptr<UIView> _hovered;  ///< where the pointer is, if that can be pressed
   std::shared_ptr<LayerContent> _focusRing;
+  double _contentScale = 0;  ///< 0: the main screen's
 };
 
 }  // namespace oq

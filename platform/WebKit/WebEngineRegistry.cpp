@@ -4,14 +4,21 @@ namespace oq {
 
 namespace {
 WebEngine* installed = nullptr;
+bool isWanted = false;
 }
 
 void setWebEngine(WebEngine* engine) {
   installed = engine;
+  if (installed && isWanted) installed->prepare();
 }
 
 WebEngine* webEngine() {
   return installed;
+}
+
+void prepareWebEngine() {
+  isWanted = true;
+  if (installed) installed->prepare();
 }
 
 }  // namespace oq

@@ -10,5 +10,7 @@ namespace oq {
 OQSDK_EXPORT void setWebEngine(WebEngine* engine);
 /// nullptr without a host, or with one that shows no pages.
 WebEngine* webEngine();
+/// Prepares the installed engine, and each one that is installed later.
+void prepareWebEngine();
 
 }  // namespace oq

@@ -14,6 +14,23 @@ namespace {
 /// How many windows are looked at, beyond the one that was chosen, in search of those passed over.
 constexpr int passedOverLooks = 4;
 
+bool hasLink(const std::shared_ptr<OQButtonAttribute>& button) {
+  return button && isNonEmptyString(button->eventLink());
+}
+
+bool leadsToPage(const OQWindowData& window) {
+  switch (window.style()) {
+    case 1:
+      return isNonEmptyString(window.eventLink());
+    case 2:
+      return hasLink(window.middleBtnAttribute());
+    case 3:
+      return hasLink(window.leftBtnAttribute()) || hasLink(window.rightBtnAttribute());
+    default:
+      return window.style() == 4;
+  }
+}
+
 }  // namespace
 
 OQCampaignList::OQCampaignList(Windows windows, PreConditions preConditions) : _windows(std::move(windows)) {
@@ -34,6 +51,11 @@ OQCampaignList::OQCampaignList(Windows windows, PreConditions preConditions) : _
     for (const auto slot : _index.slotsOf(conditionOf(position))) (waits ? _waiting : _inForce).insert(slot);
     for (const auto slot : _index.slotsOf(preConditionOf(position))) _awaited.insert(slot);
   }
+}
+
+bool OQCampaignList::leadsToPages() const {
+  return std::any_of(_windows.begin(), _windows.end(),
+                     [](const auto& window) { return leadsToPage(*window); });
 }
 
 std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const Value& record) {

@@ -50,6 +50,8 @@ class OQCampaignList {
 
   const Windows& windows() const { return _windows; }
   bool empty() const { return _windows.empty(); }
+  /// Whether some window is a web page or has a link to one. Takes time in proportion to the list.
+  bool leadsToPages() const;
 
   /// The first window in list order whose condition the event satisfies; one that waits for its pre-condition
   /// has that satisfied first, by this event too. As in a walk that ends at the chosen window, the

@@ -30,6 +30,8 @@ const char* textOf(OQDecision decision) {
       return "already shown in this run";
     case OQDecision::ClosedByUser:
       return "closed by the user in an earlier run";
+    case OQDecision::RecordsBusy:
+      return "records are busy";
     case OQDecision::Shown:
       return "counted and handed to the screen";
     case OQDecision::Waiting:

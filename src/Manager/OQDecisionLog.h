@@ -24,6 +24,7 @@ enum class OQDecision : std::uint8_t {
   AfterEnd,
   AlreadyShown,
   ClosedByUser,
+  RecordsBusy,
   Shown,
   Waiting,
   Dropped,

@@ -6,6 +6,7 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/FileManager.h"
+#include "Foundation/Format.h"
 #include "Foundation/JSONSerialization.h"
 #include "Foundation/Number.h"
 #include "Manager/OQDispatchQueueManager.h"
@@ -84,8 +85,7 @@ void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
   auto files = logFilesIn(folder);
   constexpr std::size_t most = MFMailComposeViewController::mostAttachments;
   if (files.size() > most) {
-    OQLogger::log("%@ log files stay behind, a mail carries the newest %@\n", files.size() - most, most);
-    OQLogger::getInstance().flush();
+    platformLog(stringWithFormat("%@ log files stay behind, a mail carries the newest %@", files.size() - most, most));
   }
   std::vector<Data> datas;
   std::vector<std::string> names;

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <utility>
 
+#include "Dispatch/DispatchQueue.h"
 #include "Foundation/Date.h"
 #include "Foundation/FileManager.h"
 #include "Foundation/Number.h"
@@ -23,6 +24,8 @@ namespace oq {
 
 namespace {
 
+constexpr double secondsUntilNextTry = 1;
+
 /// Milliseconds since 1970, whole, as they are sent.
 double currentMilliseconds() {
   return std::nearbyint(secondsSince1970(currentDate()) * 1000.0);
@@ -38,6 +41,13 @@ std::optional<OQDecision> objectionOf(const OQRecordTreeNode* node) {
   return std::nullopt;
 }
 
+std::optional<OQDecision> refusalOf(const OQRecordTreeNode* node) {
+  if (const auto objection = objectionOf(node)) return objection;
+  if (!node->isActivated()) return std::nullopt;
+  const bool wasClosedBefore = node->isUserClosed() && !node->wasCountedInThisRun();
+  return wasClosedBefore ? OQDecision::ClosedByUser : OQDecision::AlreadyShown;
+}
+
 void logWritten(bool written, const char* success, const char* failure) {
   OQLogger::log("%@", written ? success : failure);
 }
@@ -49,7 +59,7 @@ bool OQSDKManager::readyToShowWithData(const OQWindowData& window) {
 }
 
 OQDecision OQSDKManager::_decide(const OQWindowData& window) {
-  if (const auto objection = _objection(window)) return *objection;
+  if (const auto objection = _askRecord(window, objectionOf)) return *objection;
   // Compared to the second, both ends included. Outside the lock, since every comparison writes to the
   // platform's log.
   const Date now = currentDate();
@@ -58,27 +68,28 @@ OQDecision OQSDKManager::_decide(const OQWindowData& window) {
   };
   if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;
   if (compared(window.endTime()) > 0) return OQDecision::AfterEnd;
-  const OQDecision decision = _countIfStillAllowed(window);
-  if (decision == OQDecision::Shown) syncRecordTree();
-  return decision;
+  // A refusal needs no other process.
+  if (const auto refusal = _askRecord(window, refusalOf)) return *refusal;
+  return _countIfStillAllowed(window);
 }
 
-std::optional<OQDecision> OQSDKManager::_objection(const OQWindowData& window) const {
+std::optional<OQDecision> OQSDKManager::_askRecord(const OQWindowData& window, RecordRule rule) const {
   const Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
-  return objectionOf(stored.recordTree->findTreeNodeById(integerValue(window.windowId())).get());
+  return rule(stored.recordTree->findTreeNodeById(integerValue(window.windowId())).get());
 }
 
 OQDecision OQSDKManager::_countIfStillAllowed(const OQWindowData& window) {
-  const Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()));
-  if (const auto objection = objectionOf(node.get())) return *objection;
-  if (node->isActivated()) {
-    const bool wasClosedBefore = node->isUserClosed() && !node->wasCountedInThisRun();
-    return wasClosedBefore ? OQDecision::ClosedByUser : OQDecision::AlreadyShown;
+  auto access = _shareRecords();
+  if (!access) return OQDecision::RecordsBusy;
+  {
+    const Stored& stored = _stored();
+    std::lock_guard lock(_displayMutex);
+    const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()));
+    if (const auto refusal = refusalOf(node.get())) return *refusal;
+    _count(*node);
   }
-  _count(*node);
+  _writeRecords(std::move(access));
   return OQDecision::Shown;
 }
 
@@ -90,11 +101,12 @@ void OQSDKManager::_count(OQRecordTreeNode& node) {
 
 void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return;
+  auto access = _shareRecords();
   {
     std::lock_guard lock(_displayMutex);
     _count(*node);
   }
-  syncRecordTree();
+  _writeRecordsOrTryLater(std::move(access));
 }
 
 void OQSDKManager::clearTreeNodeActivateState() {
@@ -142,7 +154,6 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
     case 3:
       OQLogger::log("点击了弹窗关闭按钮");
       _markClosed(*window);
-      syncRecordTree();
       return reportWindowEventWithName("$closeDialog", code, *window);
     case 4:
       return clicked("点击了弹窗left button");
@@ -156,26 +167,58 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
 }
 
 void OQSDKManager::_markClosed(const OQWindowData& window) {
-  const Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  if (const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()))) {
-    node->setUserClosed(true);
+  auto access = _shareRecords();
+  {
+    const Stored& stored = _stored();
+    std::lock_guard lock(_displayMutex);
+    if (const auto node = stored.recordTree->findTreeNodeById(integerValue(window.windowId()))) {
+      node->setUserClosed(true);
+    }
   }
+  _writeRecordsOrTryLater(std::move(access));
+}
+
+OQRecordStore::Access OQSDKManager::_shareRecords() {
+  const Stored& stored = _stored();
+  auto access = _records.access();
+  if (!access) return access;
+  if (const auto others = access.changesOfOthers()) {
+    std::lock_guard lock(_displayMutex);
+    stored.recordTree->adopt(*others);
+  }
+  return access;
+}
+
+void OQSDKManager::_writeRecords(OQRecordStore::Access access) {
+  bool written = false;
+  if (access) {
+    const Stored& stored = _stored();
+    OQRecordTree::Nodes::Vector nodes;
+    {
+      std::lock_guard lock(_displayMutex);
+      nodes = stored.recordTree->copyOfNodes();
+    }
+    written = access.write(nodes);
+  }
+  logWritten(written, "syncRecordTree 成功！", "syncRecordTree 失败！");
+}
+
+void OQSDKManager::_writeRecordsOrTryLater(OQRecordStore::Access access) {
+  if (access) return _writeRecords(std::move(access));
+  if (_isWriteDue.exchange(true)) return;
+  DispatchQueue::background().after(secondsUntilNextTry, [weak = weak_from_this()] {
+    guarded([&] {
+      const auto engine = weak.lock();
+      if (!engine) return;
+      engine->_isWriteDue = false;
+      engine->_writeRecordsOrTryLater(engine->_shareRecords());
+    });
+  });
 }
 
 void OQSDKManager::syncRecordTree() {
-  const Stored& stored = _stored();
-  bool written = false;
-  {
-    std::lock_guard lock(_fileMutex);
-    OQRecordTree::Nodes::Vector nodes;
-    {
-      std::lock_guard displayLock(_displayMutex);
-      nodes = stored.recordTree->copyOfNodes();
-    }
-    written = OQDataArchiver::setData(nodes, documentsDirectory() / OQRecordTreeDataFileName);
-  }
-  logWritten(written, "syncRecordTree 成功！", "syncRecordTree 失败！");
+  _stored();
+  _writeRecords(_records.access());
 }
 
 void OQSDKManager::syncInAppData() {
@@ -242,7 +285,7 @@ void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
 void OQSDKManager::_openWebController(UINavigationController& navigation, const std::string& url) {
   for (std::size_t i = 0; i < navigation.viewControllers().size(); ++i) {
     if (std::dynamic_pointer_cast<OQWebController>(navigation.viewControllers()[i]))
-      navigation.popViewController(false);
+      navigation.popViewControllerAnimated(false);
   }
   auto page = makeMainObject<OQWebController>();
   page->setUrlString(url);

@@ -162,9 +162,11 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
     downloadImageWithURL(pictureURL(*window), nullptr);
   }
   auto list = std::make_shared<const OQCampaignList>(std::move(windows));
+  _preparePages(*list);
   Stored& stored = _stored();
   Events waited;
   {
+    const auto access = _shareRecords();
     std::lock_guard lock(_displayMutex);
     // The records first: whoever sees the new list without the lock finds them merged.
     stored.recordTree->updateWithTree(scratch);
@@ -173,7 +175,7 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   }
   clearTreeNodeActivateState();
   syncInAppData();
-  syncRecordTree();
+  _writeRecordsOrTryLater(_shareRecords());
   return waited;
 }
 

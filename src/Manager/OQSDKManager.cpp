@@ -13,6 +13,7 @@
 #include "Utils/OQGuard.h"
 #include "Utils/OQPageCollection.h"
 #include "Utils/OQSwizzler.h"
+#include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/AnalyticsHook.h"
 
 namespace oq {
@@ -72,9 +73,9 @@ void OQSDKManager::_restore() const {
   auto inApp = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQInAppWindowDataFileName));
   auto subscribe = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQSubscribeWindowDataFileName),
                                                           OQCampaignList::PreConditions::Ignored);
-  auto tree = OQRecordTree::treeWithNodes(
-      std::make_shared<OQRecordTree::Nodes>(restored<OQRecordTreeNode>(OQRecordTreeDataFileName)));
+  auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
   _clearActivated(*tree);
+  _preparePages(*inApp);
   _storedFields.inApp.exchange(std::move(inApp));
   _storedFields.subscribe.exchange(std::move(subscribe));
   _storedFields.recordTree = std::move(tree);
@@ -82,10 +83,12 @@ void OQSDKManager::_restore() const {
   _isRestored.store(true, std::memory_order_release);
 }
 
+void OQSDKManager::_preparePages(const OQCampaignList& list) {
+  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
+}
+
 void OQSDKManager::_clearActivated(const OQRecordTree& tree) {
-  for (const auto& node : tree.copyOfNodes()) {
-    if (!node->isUserClosed()) node->setActivated(false);
-  }
+  for (const auto& node : tree.copyOfNodes()) node->beginRun();
 }
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
@@ -104,8 +107,13 @@ void OQSDKManager::exchangeMethod() {
   OQUploadHookBlock block = [](Object&, SEL, const Value& info, const std::string&, const UploadHandler&) {
     guarded([&] { sharedManager().onEventDataReceived(info); });
   };
-  OQSwizzler::swizzleSelector(saveUploadInfo, NSClassFromString("TorvelinSDK"), std::move(block),
-                              "oq_saveUploadInfo");
+  Class* analytics = NSClassFromString("TorvelinSDK");
+  if (!analytics) {
+    platformWarning(
+        "No class \"TorvelinSDK\" is registered, so the library sees no events and shows no messages. Register it with "
+        "oq::registerClass() before TorvelinOqManager::startWithConfig().");
+  }
+  OQSwizzler::swizzleSelector(saveUploadInfo, analytics, std::move(block), "oq_saveUploadInfo");
 }
 
 void OQSDKManager::setEnvironment(std::uint64_t environment) {

@@ -14,6 +14,7 @@
 #include "Manager/OQDecisionLog.h"
 #include "Manager/OQTurns.h"
 #include "Network/OQNetwork.h"
+#include "Storage/OQRecordStore.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
@@ -91,6 +92,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
   /// Once per engine: windows that the user has not closed may be shown again.
   void clearTreeNodeActivateState();
+  /// Writes the records as they are in memory, whatever other processes of the application wrote.
   void syncRecordTree();
   void syncInAppData();
   void syncSubscribeData();
@@ -206,11 +208,18 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   /// Shown, when the display is counted and written; else why it is not.
   OQDecision _decide(const OQWindowData& window);
-  /// What the records say before anything is looked at that costs more; nullopt when they have no objection.
-  std::optional<OQDecision> _objection(const OQWindowData& window) const;
+  /// Why a window with this record, or with none, is not shown; nullopt when the rule has no objection.
+  using RecordRule = std::optional<OQDecision> (*)(const OQRecordTreeNode* node);
+  std::optional<OQDecision> _askRecord(const OQWindowData& window, RecordRule rule) const;
   OQDecision _countIfStillAllowed(const OQWindowData& window);
   /// With _displayMutex held.
   static void _count(OQRecordTreeNode& node);
+  /// Exclusive use of the records among the processes of the application, with what others changed in memory; none
+  /// while the records are busy.
+  OQRecordStore::Access _shareRecords();
+  void _writeRecords(OQRecordStore::Access access);
+  /// Writes what was changed in memory; while the records are busy, tries again in the background.
+  void _writeRecordsOrTryLater(OQRecordStore::Access access);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
   void _markClosed(const OQWindowData& window);
   /// An event of this moment, in the name of the user.
@@ -249,14 +258,21 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   Stored& _stored() const;
   void _restore() const;
   static std::shared_ptr<OQSDKManager> _startReading();
+  /// Has the web engine prepared if the list needs it. Any thread.
+  static void _preparePages(const OQCampaignList& list);
   /// Except where the user has closed the window.
   static void _clearActivated(const OQRecordTree& tree);
   mutable std::mutex _restoreMutex;
   mutable std::atomic<bool> _isRestored{false};
   mutable Stored _storedFields;
 
-  /// Held while one of the three files is written, and nothing but the file system is asked. What is written
-  /// is read inside it, so a later write never holds older counts.
+  /// The file of records. Access to it is taken before _displayMutex, and what is written is read inside it, so a later
+  /// write never holds older counts.
+  mutable OQRecordStore _records;
+  std::atomic<bool> _isWriteDue{false};
+
+  /// Held while one of the files of lists is written, and nothing but the file system is asked. What is written is read
+  /// inside it.
   std::mutex _fileMutex;
 };
 

@@ -85,4 +85,16 @@ void OQRecordTree::updateWithTree(const OQRecordTree& tree) {
   for (const auto& node : tree.copyOfNodes()) addTreeNode(node);
 }
 
+void OQRecordTree::adopt(const Nodes::Vector& stored) {
+  std::lock_guard lock(_lock);
+  for (const auto& node : stored) {
+    if (const auto known = _nodes->firstWithId(node->nodeId())) {
+      known->adopt(*node);
+    } else {
+      node->beginRun();
+      _nodes->push_back(node);
+    }
+  }
+}
+
 }  // namespace oq

@@ -46,6 +46,9 @@ class OQRecordTree : public Object {
   std::shared_ptr<OQRecordTreeNode> findTreeNodeById(std::int64_t nodeId) const;
   /// Adds every node of the other tree, in order. Nodes that the other tree lacks stay.
   void updateWithTree(const OQRecordTree& tree);
+  /// Takes over what another process of the application stored (OQRecordTreeNode::adopt). Unknown nodes are appended,
+  /// not activated in this run unless the user closed them; known ones that are missing there stay.
+  void adopt(const Nodes::Vector& stored);
 
  private:
   static void refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode);

@@ -8,6 +8,11 @@ namespace {
 
 std::atomic<std::uint64_t> renumberingCount{0};
 
+/// By how much the number is greater; 0 when it is not. Exact for every pair, which the numbers of a file may be.
+std::uint64_t excess(std::int64_t number, std::int64_t other) {
+  return number > other ? static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(other) : 0;
+}
+
 }  // namespace
 
 Class* OQRecordTreeNode::staticClass() {
@@ -34,7 +39,7 @@ std::uint64_t OQRecordTreeNode::renumberings() {
 
 void OQRecordTreeNode::setCount(std::int64_t count) {
   std::lock_guard lock(_mutex);
-  _count = count;
+  if (_count.exchange(count) != count) _hasUnstoredTerms = true;
 }
 
 void OQRecordTreeNode::setUsedCount(std::int64_t usedCount) {
@@ -49,6 +54,7 @@ Value OQRecordTreeNode::startTime() const {
 
 void OQRecordTreeNode::setStartTime(const Value& time) {
   std::lock_guard lock(_mutex);
+  if (_startTime != time) _hasUnstoredTerms = true;
   _startTime = time;
 }
 
@@ -59,7 +65,36 @@ Value OQRecordTreeNode::endTime() const {
 
 void OQRecordTreeNode::setEndTime(const Value& time) {
   std::lock_guard lock(_mutex);
+  if (_endTime != time) _hasUnstoredTerms = true;
   _endTime = time;
+}
+
+void OQRecordTreeNode::adopt(const OQRecordTreeNode& stored) {
+  const std::int64_t storedUsedCount = stored.usedCount();
+  {
+    std::scoped_lock lock(_mutex, stored._mutex);
+    if (!_hasUnstoredTerms) {
+      _count = stored.count();
+      if (_startTime != stored._startTime) _startTime = stored._startTime;
+      if (_endTime != stored._endTime) _endTime = stored._endTime;
+    }
+    const std::uint64_t countedHere = excess(_usedCount, _storedUsedCount);
+    const std::uint64_t room = excess(_count, storedUsedCount);
+    const auto known = static_cast<std::uint64_t>(std::min(storedUsedCount, _count.load()));
+    _usedCount = static_cast<std::int64_t>(known + std::min(countedHere, room));
+    _storedUsedCount = storedUsedCount;
+  }
+  if (!stored.isUserClosed()) return;
+  if (stored.isActivated()) _activated = true;
+  _userClosed = true;
+}
+
+void OQRecordTreeNode::noteStored() {
+  // After each write of all records, and few of them have changed. Who has access to the file looks at these later.
+  const std::int64_t usedCount = _usedCount.load(std::memory_order_relaxed);
+  if (_storedUsedCount.load(std::memory_order_relaxed) != usedCount)
+    _storedUsedCount.store(usedCount, std::memory_order_relaxed);
+  if (_hasUnstoredTerms.load(std::memory_order_relaxed)) _hasUnstoredTerms.store(false, std::memory_order_relaxed);
 }
 
 bool OQRecordTreeNode::isEqual(const OQRecordTreeNode* other) const {
@@ -85,6 +120,7 @@ void OQRecordTreeNode::initWithCoder(const KeyedUnarchiver& coder) {
   setEndTime(coder.decodeValue("endTime"));
   setActivated(coder.decodeBool("activated"));
   setUserClosed(coder.decodeBool("userClosed"));
+  noteStored();
 }
 
 }  // namespace oq

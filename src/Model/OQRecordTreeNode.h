@@ -27,6 +27,10 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void setActivated(bool activated) { _activated = activated; }
   bool isUserClosed() const { return _userClosed; }
   void setUserClosed(bool closed) { _userClosed = closed; }
+  /// A window that the user has not closed may be shown again.
+  void beginRun() {
+    if (!isUserClosed()) setActivated(false);
+  }
   /// Whether a display was counted since the process began; not part of the archive.
   bool wasCountedInThisRun() const { return _wasCountedInThisRun; }
   void noteCountedInThisRun() { _wasCountedInThisRun = true; }
@@ -44,6 +48,15 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void setStartTime(const Value& time);
   Value endTime() const;
   void setEndTime(const Value& time);
+
+  // Several processes of one application write their records to one file.
+
+  /// Takes over what another process stored of the window: its count and times unless they were changed here and not
+  /// stored yet; how often it was shown, plus what was counted here and not stored yet; and that the user closed it,
+  /// which is the one case in which its activation counts here too.
+  void adopt(const OQRecordTreeNode& stored);
+  /// What the node holds is in the file.
+  void noteStored();
 
   /// Two nodes are equal when their ids are; nullptr equals nothing.
   bool isEqual(const OQRecordTreeNode* other) const;
@@ -68,6 +81,9 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   mutable std::mutex _mutex;
   Value _startTime;
   Value _endTime;
+  /// What is known of the file: the used count in it, and whether the count or the times were changed since.
+  std::atomic<std::int64_t> _storedUsedCount{0};
+  std::atomic<bool> _hasUnstoredTerms{false};
 };
 
 }  // namespace oq

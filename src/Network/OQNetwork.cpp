@@ -141,9 +141,12 @@ void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
         OQLogger::error(*error);
         return;
       }
-      if (completion) completion(UIImage::imageWithData(data), data, std::nullopt, true);
-      // Bytes that are no picture are kept all the same.
-      OQImageDiskCache::cache().setImageData(data, key);
+      const auto image = completion ? UIImage::imageWithData(data) : nullptr;
+      if (completion) completion(image, data, std::nullopt, true);
+      // Bytes that are not a picture at all are kept, which is intentional. A picture that broke off on its way is a
+      // failed download: kept, it would hide the whole one for days.
+      if (image ? image->surface() != nullptr : !UIImage::isBroken(data))
+        OQImageDiskCache::cache().setImageData(data, key);
     });
   };
   _session->dataTaskWithRequest(std::move(request), std::move(ended))->resume();

@@ -2,8 +2,8 @@
 
 namespace oq {
 
-bool OQDataArchiver::write(const Roots& roots, const std::filesystem::path& path) {
-  return writeFileAtomically(path, KeyedArchiver::archivedDataWithRootObjects(roots));
+bool OQDataArchiver::write(const Roots& roots, const std::filesystem::path& path, const FileReplaced& replaced) {
+  return writeFileAtomically(path, KeyedArchiver::archivedDataWithRootObjects(roots), replaced);
 }
 
 }  // namespace oq

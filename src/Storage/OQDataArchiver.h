@@ -24,20 +24,22 @@ class OQDataArchiver {
   using Objects = std::vector<std::shared_ptr<T>>;
 
   /// False, and nothing written, for no data; else whether the file was written. nullptr objects are left
-  /// out.
+  /// out. `replaced` as writeFileAtomically() has it.
   template <class T>
-  static bool setData(const Objects<T>* data, const std::filesystem::path& path) {
+  static bool setData(const Objects<T>* data, const std::filesystem::path& path,
+                      const FileReplaced& replaced = nullptr) {
     if (!data) return false;
     Roots roots;
     roots.reserve(data->size());
     for (const auto& object : *data) {
       if (object) roots.push_back(object);
     }
-    return write(roots, path);
+    return write(roots, path, replaced);
   }
   template <class T>
-  static bool setData(const Objects<T>& data, const std::filesystem::path& path) {
-    return setData(&data, path);
+  static bool setData(const Objects<T>& data, const std::filesystem::path& path,
+                      const FileReplaced& replaced = nullptr) {
+    return setData(&data, path, replaced);
   }
   template <class T>
   static bool setData(const std::shared_ptr<T>& data, const std::filesystem::path& path) {
@@ -45,17 +47,18 @@ class OQDataArchiver {
   }
   static bool setData(std::nullptr_t, const std::filesystem::path&) { return false; }
 
-  /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else.
+  /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else. `version`,
+  /// where given, becomes the file that was read.
   template <class T>
-  static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path) {
-    std::optional<Data> bytes = contentsOfFile(path);
+  static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path, FileVersion* version = nullptr) {
+    std::optional<Data> bytes = contentsOfFile(path, UsualFileLimit, version);
     if (!bytes) return std::nullopt;
     return KeyedUnarchiver::unarchiveArrayOf<T>(*bytes);
   }
 
  private:
   using Roots = std::vector<std::shared_ptr<const SecureCoding>>;
-  static bool write(const Roots& roots, const std::filesystem::path& path);
+  static bool write(const Roots& roots, const std::filesystem::path& path, const FileReplaced& replaced);
 };
 
 }  // namespace oq

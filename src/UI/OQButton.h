@@ -13,6 +13,8 @@ class OQButton : public UIButton {
   OQ_CLASS(OQButton)
 
  public:
+  OQButton() { setTitlePadding(12); }
+
   /// Keeps the attribute, nullptr included, and applies what it holds to the normal state; what it lacks
   /// leaves the button as it is.
   void setAttribute(std::shared_ptr<OQButtonAttribute> attribute);

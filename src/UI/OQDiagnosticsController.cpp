@@ -1,5 +1,6 @@
 #include "UI/OQDiagnosticsController.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Manager/OQSDKManager.h"
@@ -83,7 +84,7 @@ std::shared_ptr<UIView> OQDiagnosticsController::makeHeader(double width) {
   auto header = makeMainObject<UIView>(CGRectMake(0, 0, width, kHeader));
   header->setBackgroundColor(UIColor::whiteColor());
   auto label = makeMainObject<UILabel>();
-  label->setFrame(CGRectMake(kButton, 0, width - 2 * kButton, kHeader));
+  label->setFrame(CGRectMake(kButton, 0, std::max(0.0, width - 2 * kButton), kHeader));
   label->setFont(UIFont::boldSystemFontOfSize(17));
   label->setText(title());
   label->setTextAlignment(NSTextAlignment::Center);

@@ -100,13 +100,13 @@ class Column {
 
   /// The height of the row.
   double addRow(UIView& group, const Row& row, double top) const {
-    const double room = inside() - 2 * kPadding, line = row.below.empty() ? kPair : kRow;
+    const double room = std::max(0.0, inside() - 2 * kPadding), line = row.below.empty() ? kPair : kRow;
     const auto font = UIFont::systemFontOfSize(15);
     const double needed =
         row.right.empty() ? 0 : std::ceil(boundingSizeOfText({row.right, {}}, font, 0).width) + 2;
     const double right = std::min(needed, room * 0.66);
     addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : font, kInk,
-             {{kPadding, top}, {room - right - (right > 0 ? 10 : 0), line}});
+             {{kPadding, top}, {std::max(0.0, room - right - (right > 0 ? 10 : 0)), line}});
     addLabel(group, row.right, font, row.rightColour, {{kPadding + room - right, top}, {right, line}},
              NSTextAlignment::Right);
     double bottom = top + line - kRowEnd;

@@ -55,6 +55,7 @@ class OQFloatingBallView : public UIView {
   void touchesMoved(UITouch& touch) override;
   void touchesEnded(UITouch& touch) override;
   bool pointInside(CGPoint point) const override;
+  bool isPressable() const override { return true; }
   void didMoveToWindow() override;
   void superviewDidResize() override { stayOnScreen(); }
 

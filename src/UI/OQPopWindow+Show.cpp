@@ -3,8 +3,11 @@
 #include "Dispatch/DispatchQueue.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQPopWindowMetrics.h"
+#include "UI/OQPresentationQueue.h"
 #include "UIKit/MainObject.h"
+#include "UIKit/UIApplication.h"
 #include "UIKit/UIGestureRecognizer.h"
+#include "UIKit/UIScreen.h"
 #include "UIKit/UIWindow.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQNavigation.h"
@@ -79,9 +82,38 @@ void OQPopWindow::popWithTitle(std::optional<std::string> title, std::optional<s
 }
 
 void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {
+  present(&OQPopWindow::openImage, std::move(completion));
+}
+
+void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
+  present(&OQPopWindow::openTextAndImage, std::move(completion));
+}
+
+void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
+  auto opened = [this, completion = std::move(completion)](std::int64_t code, const Value& link) {
+    if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
+  };
+  present(&OQPopWindow::openText, std::move(opened));
+}
+
+/// The fields of the window's data are not shown in this style; meant.
+void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
+  present(&OQPopWindow::openPage, std::move(completion));
+}
+
+/// Held strongly: no view owns this window until it opens.
+void OQPopWindow::present(Opening open, EventAction completion) {
+  OQPresentationQueue::shared().add([self = self(), open, completion = std::move(completion)] {
+    self->setHidden(false);
+    (self.get()->*open)(completion);
+  });
+}
+
+void OQPopWindow::openImage(const EventAction& completion) {
   addToKeyWindow(imgView());
   loadPicture();
   setCardHeight(*imgView(), 0);
+  imgView()->layer().setCornerRadius(OQPopWindowMetrics().cornerRadius());
   imgView()->setUserInteractionEnabled(true);
   imgView()->setIsAccessibilityElement(true);
   imgView()->setAccessibilityTraits(UIAccessibilityTraitImage | UIAccessibilityTraitButton);
@@ -92,10 +124,10 @@ void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {
     }));
   }
   openCard([this] { setCardHeight(*imgView(), OQPopWindowMetrics().pageHeight()); },
-           [this] { placeCloseButtonBelow(*imgView()); }, std::move(completion));
+           [this] { placeCloseButtonBelow(*imgView()); }, &OQPopWindow::openImage, completion);
 }
 
-void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
+void OQPopWindow::openTextAndImage(const EventAction& completion) {
   addToKeyWindow(contentView());
   if (_data) {
     layoutImage();
@@ -103,48 +135,53 @@ void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
     layoutButtonWithData(*_data);
   }
   setCardHeight(*contentView(), 0);
-  openCard(
-      [this] { setCardHeight(*contentView(), _imageAndTextWindowHeight); },
-      [this] {
-        placeCloseButton({contentView()->frame().maxX(), contentView()->frame().minY()});
-      },
-      std::move(completion));
+  openCard([this] { setCardHeight(*contentView(), _imageAndTextWindowHeight); },
+           [this] {
+             placeCloseButton({contentView()->frame().maxX(), contentView()->frame().minY()});
+           },
+           &OQPopWindow::openTextAndImage, completion);
 }
 
-void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
+void OQPopWindow::openText(const EventAction& completion) {
   addToKeyWindow(contentView());
   if (_data) {
     layoutTitleAndTextWithData(*_data);
     layoutButtonWithData(*_data);
   }
   setCardHeight(*contentView(), 0);
-  auto opened = [this, completion = std::move(completion)](std::int64_t code, const Value& link) {
-    if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
-  };
-  openCard([this] { setCardHeight(*contentView(), _textWindowHeight); }, nullptr, std::move(opened));
+  openCard([this] { setCardHeight(*contentView(), _textWindowHeight); }, nullptr, &OQPopWindow::openText, completion);
 }
 
-/// The fields of the window's data are not shown in this style; meant.
-void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
+void OQPopWindow::openPage(const EventAction& completion) {
   addToKeyWindow(webController()->view());
   setPageHeight(0);
+  webController()->view()->layer().setCornerRadius(OQPopWindowMetrics().cornerRadius());
+  webController()->view()->setClipsToBounds(true);
   openCard([this] { setPageHeight(OQPopWindowMetrics().pageHeight()); },
-           [this] { placeCloseButtonBelow(*webController()->view()); }, std::move(completion));
+           [this] { placeCloseButtonBelow(*webController()->view()); }, &OQPopWindow::openPage, completion);
 }
 
 void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
+  // The screen may have changed while the message waited.
+  const CGRect screen = UIScreen::mainScreen().bounds();
+  setFrame(screen);
+  backgroundView()->setFrame(screen);
   if (auto window = OQNavigation::keyWindow()) window->addSubview(self());
   addSubview(backgroundView());
   addSubview(card);
 }
 
-void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void()> placeClose,
+void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void()> placeClose, Opening open,
                            EventAction completion) {
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
-  // Held strongly: without a key window nobody else may own this window until it has reported.
-  auto opened = [self = self(), placeClose = std::move(placeClose),
-                 completion = std::move(completion)](bool) {
+  // Held strongly: without a key window no view owns this window until it has reported.
+  auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
+    // Its window was hidden meanwhile: it opens again where it can be seen.
+    if (self->isOutOfSight()) {
+      self->setHidden(true);
+      return self->present(open, completion);
+    }
     self->_isShowing = true;
     if (placeClose) placeClose();
     if (completion) completion(kShown, Value());
@@ -156,6 +193,11 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
         grow();
       },
       std::move(opened));
+}
+
+bool OQPopWindow::isOutOfSight() const {
+  const UIWindow* root = window();
+  return root && !UIApplication::sharedApplication().isOnScreen(*root);
 }
 
 void OQPopWindow::placeCloseButtonBelow(const UIView& card) {

@@ -1,5 +1,7 @@
 #include "UI/OQPopWindow.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "Foundation/Bundle.h"
@@ -19,6 +21,31 @@ constexpr const char* kCloseName = "关闭";
 
 constexpr UIColor kTextColor =
     UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
+
+/// The close button's picture is smaller than a finger, so what is touched reaches further; not onto the card, whose
+/// own presses mean something else.
+class CloseButton : public UIButton {
+ public:
+  bool pointInside(CGPoint point) const override {
+    if (UIButton::pointInside(point)) return true;
+    const CGPoint centre = bounds().centre();
+    constexpr double reach = kTouchSide / 2;
+    const bool isNear = std::abs(point.x - centre.x) <= reach && std::abs(point.y - centre.y) <= reach;
+    return isNear && !isOverNeighbour(point);
+  }
+
+ private:
+  static constexpr double kTouchSide = 44;  // points
+
+  bool isOverNeighbour(CGPoint point) const {
+    const auto window = superview();
+    if (!window) return false;
+    const CGPoint there{frame().minX() + point.x, frame().minY() + point.y};
+    return std::any_of(window->subviews().begin(), window->subviews().end(), [&](const auto& view) {
+      return view.get() != this && !view->fillsSurroundings() && view->frame().contains(there);
+    });
+  }
+};
 
 std::shared_ptr<const UIImage> closeImage() {
   auto file = pathForResource("OQSDK", "oq_close@2x.png");
@@ -57,6 +84,7 @@ const std::shared_ptr<UIView>& OQPopWindow::contentView() {
     _contentView = makeMainObject<UIView>();
     _contentView->setBackgroundColor(UIColor::whiteColor());
     _contentView->setClipsToBounds(true);
+    _contentView->layer().setCornerRadius(OQPopWindowMetrics().cornerRadius());
   }
   return _contentView;
 }
@@ -140,7 +168,7 @@ const std::shared_ptr<OQButton>& OQPopWindow::rightBtn() {
 
 const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   if (_closeBtn) return _closeBtn;
-  _closeBtn = makeMainObject<UIButton>();
+  _closeBtn = makeMainObject<CloseButton>();
   auto image = closeImage();
   _closeBtn->setImage(image, UIControlStateNormal);
   _closeBtn->setImage(image, UIControlStateHighlighted);

@@ -23,8 +23,12 @@ namespace oq {
 /// Threads: the two show methods that take data may be called from any thread and go to the main queue by
 /// themselves; everything else belongs to the main queue. Ownership: while it is shown its superview owns the
 /// window; an animation that is under way keeps it until its completion has run, also where there is no
-/// window to be shown in. Whoever only wants to hear the outcome need not hold it. Failure: without a key
-/// window, or a picture, nothing is reported: the animations still end, and the callback still comes.
+/// window to be shown in. Whoever only wants to hear the outcome need not hold it. Failure: without any window
+/// attached, or a picture, nothing is reported: the animations still end, and the callback still comes.
+///
+/// While no attached window can be seen, it waits to be opened (OQPresentationQueue). If its window is hidden during
+/// the opening, it waits again, and its opening is repeated. "Shown" is reported after an opening whose end could be
+/// seen.
 ///
 /// Sizes follow the main screen's bounds at the moment when they are asked for. Nothing is laid out again
 /// later.
@@ -98,12 +102,21 @@ class OQPopWindow : public UIView {
   std::shared_ptr<OQLabel> textLabel(double fontSize, std::shared_ptr<OQTextAttribute> attribute);
 
   void showData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
+  using Opening = void (OQPopWindow::*)(const EventAction& completion);
+  /// Opens when it can be seen.
+  void present(Opening open, EventAction completion);
+  void openImage(const EventAction& completion);
+  void openTextAndImage(const EventAction& completion);
+  void openText(const EventAction& completion);
+  void openPage(const EventAction& completion);
   void addToKeyWindow(const std::shared_ptr<UIView>& card);
   void setCardHeight(UIView& card, double height);
   void setPageHeight(double height);
-  /// `grow` gives the card its height; afterwards the close button is placed, and the code reported.
-  void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton,
+  /// `grow` gives the card its height; afterwards the close button is placed, and the code reported. If the window was
+  /// hidden before that, all begins again with `open` once it can be seen.
+  void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton, Opening open,
                 EventAction completion);
+  bool isOutOfSight() const;
   void placeCloseButton(CGPoint centre);
   void placeCloseButtonBelow(const UIView& card);
   void fadeOut(std::function<void()> completion);

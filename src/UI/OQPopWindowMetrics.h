@@ -15,6 +15,8 @@ struct OQPopWindowMetrics {
   double buttonHeight() const { return heightUnit * 100.5; }
   double textWidth() const { return cardWidth() - 2 * margin(); }
   double closeButtonSide() const { return widthUnit * 40; }
+  /// Of the card, whatever it is made of.
+  double cornerRadius() const { return widthUnit * 16; }
   double titleFontSize() const { return widthUnit * 30; }
   double bodyFontSize() const { return widthUnit * 24; }
   /// The picture above a text.

@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kHandler = "jsCallOC";
 constexpr const char* kEstimatedProgress = "estimatedProgress";
+// Names for assistive technology, of what bears no text.
+constexpr const char *kPageName = "网页", *kBackName = "返回", *kCloseName = "关闭";
 constexpr double kBarHeight = 2, kHideDelay = 0.2;
 
 }  // namespace
@@ -42,6 +44,7 @@ void OQWebController::_viewDidLoad() {
 
 void OQWebController::setupUI() {
   view()->setBackgroundColor(UIColor::whiteColor());
+  view()->setAccessibilityLabel(kPageName);
   showLeftBarButtonItem();
   view()->addSubview(wkWebView());
   view()->addSubview(progress());
@@ -64,14 +67,19 @@ void OQWebController::showLeftBarButtonItem() {
   navigationItem()->setLeftBarButtonItem(backBarButtonItem());
 }
 
+bool OQWebController::goBackInside() {
+  if (!wkWebView()->canGoBack()) return false;
+  wkWebView()->goBack();
+  return true;
+}
+
 void OQWebController::back() {
-  if (wkWebView()->canGoBack()) return wkWebView()->goBack();
-  close();
+  if (!goBackInside()) close();
 }
 
 void OQWebController::close() {
   const auto keepsThis = self();
-  if (const auto navigation = navigationController()) navigation->popViewController(true);
+  if (const auto navigation = navigationController()) navigation->popViewControllerAnimated(true);
   dismissViewControllerAnimated(true);
 }
 
@@ -156,11 +164,12 @@ UIControl::Action OQWebController::whenTapped(void (OQWebController::*action)())
   };
 }
 
-std::shared_ptr<UIButton> OQWebController::barButton(const char* image, double x,
+std::shared_ptr<UIButton> OQWebController::barButton(const char* image, const char* name, double x,
                                                      void (OQWebController::*action)()) {
   auto button = makeMainObject<UIButton>();
   button->setFrame(CGRectMake(x, 0, 36, 36));
   button->setImage(webControllerImage(image), UIControlStateNormal);
+  button->setAccessibilityLabel(name);
   button->addTarget(whenTapped(action), UIControlEventTouchUpInside);
   return button;
 }
@@ -168,8 +177,8 @@ std::shared_ptr<UIButton> OQWebController::barButton(const char* image, double x
 const std::shared_ptr<UIBarButtonItem>& OQWebController::backBarButtonItem() {
   if (_backBarButtonItem) return _backBarButtonItem;
   auto pair = makeMainObject<UIView>(CGRectMake(0, 0, 72, 36));
-  pair->addSubview(barButton("oq_webview_back", 0, &OQWebController::back));
-  pair->addSubview(barButton("oq_webview_close", 36, &OQWebController::close));
+  pair->addSubview(barButton("oq_webview_back", kBackName, 0, &OQWebController::back));
+  pair->addSubview(barButton("oq_webview_close", kCloseName, 36, &OQWebController::close));
   _backBarButtonItem = std::make_shared<UIBarButtonItem>(std::move(pair));
   return _backBarButtonItem;
 }

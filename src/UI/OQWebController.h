@@ -51,6 +51,7 @@ class OQWebController : public UIViewController,
   void loadRequest();
   void wkWebViewReload();
   void showLeftBarButtonItem();
+  bool goBackInside() override;
   /// One page back; from the first page, the same as close().
   void back();
   /// Takes the screen off the navigation stack, and away where it was presented.
@@ -87,7 +88,8 @@ class OQWebController : public UIViewController,
   std::shared_ptr<OQWebController> self() {
     return std::static_pointer_cast<OQWebController>(shared_from_this());
   }
-  std::shared_ptr<UIButton> barButton(const char* image, double x, void (OQWebController::*action)());
+  std::shared_ptr<UIButton> barButton(const char* image, const char* name, double x,
+                                      void (OQWebController::*action)());
   /// Calls the member of this controller, unless it has gone by then.
   UIControl::Action whenTapped(void (OQWebController::*action)());
   void showFailure(const Error& error);

@@ -26,9 +26,8 @@ using OQMailHookBlock = std::function<void(Object& receiver, SEL selector, Objec
                                            const Value& result, const std::optional<Error>& error)>;
 using OQSwizzleBlock = std::variant<OQUploadHookBlock, OQAppearanceHookBlock, OQMailHookBlock>;
 
-/// The record of one hooked selector. Blocks may be added and removed while other threads run them, and the
-/// original follows when another library takes its own hook out from below; everything else is fixed once it
-/// is made.
+/// The record of one hooked selector. Blocks may be added and removed while other threads run them; everything
+/// else is fixed once the hook is installed.
 class OQSwizzle : public Object {
   OQ_CLASS(OQSwizzle)
 
@@ -37,7 +36,7 @@ class OQSwizzle : public Object {
 
   OQSwizzle() = default;
   /// `originalClass` is the class that the original was written for: receivers of other classes cannot take
-  /// it. `first` is what the hooked method was made with, before anybody replaced it.
+  /// it. `first` is what the hooked method was made with, before any library replaced it.
   OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
             const Class* originalClass, IMP first = nullptr);
 
@@ -46,8 +45,7 @@ class OQSwizzle : public Object {
   SEL selector() const { return _selector; }
   /// What the method did before; nullptr when there was no method.
   IMP originalMethod() const { return _originalMethod.load(std::memory_order_acquire); }
-  /// Takes `is` for the original if that is `was`.
-  void replaceOriginalMethod(IMP was, IMP is) { _originalMethod.compare_exchange_strong(was, is); }
+  void setOriginalMethod(IMP original) { _originalMethod.store(original, std::memory_order_release); }
   IMP firstMethod() const { return _firstMethod; }
   const Class* originalClass() const { return _originalClass; }
   /// Whether there is an original that the receiver can take.

@@ -31,48 +31,87 @@ OQSwizzleSlot& saveUploadInfoSwizzle();
 OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle();
 OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle();
 OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle();
-/// In the order in which a selector is looked for.
-std::array<OQSwizzleSlot*, 4> allSlots();
 
-/// An original that is running on this thread.
-struct RunningOriginal {
+/// A message that entered through a hook and is handled on this thread.
+struct Message {
   const OQSwizzleSlot* slot;
   const Object* receiver;
-  std::uint64_t sends;  ///< tells the message that it runs for
-  bool cameBack;
-  const RunningOriginal* outer;
+  IMP implementation;  ///< what the hook called
+  int passes;          ///< calls of the trampoline that are running for it
+  Message* outer;
 };
-thread_local const RunningOriginal* innermost = nullptr;
+thread_local Message* innermost = nullptr;
 
-/// The original that passed this very call on to the slot again; nullptr for a call of its own, as one that
-/// the original or a block sends.
-const RunningOriginal* originalThatCameBack(const OQSwizzleSlot& slot, const Object& receiver,
-                                            std::uint64_t sends) {
-  for (auto* running = innermost; running; running = running->outer) {
-    if (running->slot == &slot && running->receiver == &receiver && running->sends == sends) return running;
+Message* currentMessage(const OQSwizzleSlot& slot, const Object& receiver) {
+  for (Message* message = innermost; message; message = message->outer) {
+    if (message->slot == &slot && message->receiver == &receiver) return message;
   }
   return nullptr;
 }
 
-/// Runs the original, if the receiver can take it, and tells whether the blocks are next. They are not when
-/// the call went in a circle: another library has put its hook in twice, below ours and above, and ours is
-/// below its own. Then the method that was there before all hooks ends the circle.
+/// What the trampoline calls when it is reached a first or second time on the way of a message. A library that takes
+/// itself for gone because it does not find itself on top, and installs itself again, makes a circle of itself and the
+/// trampoline; what the method was made with ends it.
+IMP nextImplementation(const OQSwizzle& swizzle, const Message& message) {
+  IMP original = swizzle.originalMethod();
+  const bool isCircle = message.passes > 0 || original == message.implementation;
+  return isCircle ? swizzle.firstMethod() : original;
+}
+
 template <class TypedSelector, class... Arguments>
-bool runOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
-                 const Arguments&... arguments) {
-  if (!swizzle.canCallOriginal(self)) return true;
-  const std::uint64_t sends = detail::sendCount(swizzle.selector());
-  const RunningOriginal* before = originalThatCameBack(slot, self, sends);
-  if (before && before->cameBack) return false;
-  IMP original = before ? swizzle.firstMethod() : swizzle.originalMethod();
-  const RunningOriginal running{&slot, &self, sends, before != nullptr, innermost};
-  struct Ending {
-    ~Ending() { innermost = innermost->outer; }
+void passOn(const OQSwizzle& swizzle, Message& message, Object& self, SEL selector, const Arguments&... arguments) {
+  if (message.passes > 1) return;
+  IMP next = nextImplementation(swizzle, message);
+  struct Pass {
+    explicit Pass(Message& of) : message(of) { ++message.passes; }
+    ~Pass() { --message.passes; }
+    Message& message;
   };
-  innermost = &running;
-  const Ending ending;
-  TypedSelector::typed(original)(self, selector, arguments...);
-  return !before;
+  const Pass pass(message);
+  TypedSelector::typed(next)(self, selector, arguments...);
+}
+
+/// A message to a hooked method first calls the method's implementation: the trampoline, or whatever other libraries
+/// have put there since.
+template <class TypedSelector, class... Arguments>
+void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector,
+                        const Arguments&... arguments) {
+  struct Entered {
+    ~Entered() { innermost = message.outer; }
+    Message message;
+  };
+  Entered entered{{&slot, &self, implementation, 0, innermost}};
+  innermost = &entered.message;
+  const OQSwizzle* swizzle = slot.current();
+  if (implementation == slot.trampoline() && swizzle && swizzle->canCallOriginal(self)) {
+    // The usual case. The same as below, without looking for the message again.
+    passOn<TypedSelector>(*swizzle, entered.message, self, selector, arguments...);
+  } else {
+    TypedSelector::typed(implementation)(self, selector, arguments...);
+  }
+}
+
+/// Another library may keep a call and pass it on when its message is over, or on another thread. The blocks have run
+/// for that message.
+bool isPassedOnLate(const OQSwizzleSlot& slot, const Object& receiver, SEL selector) {
+  const Method* method = class_getInstanceMethod(receiver.class_(), selector);
+  return method && detail::messageEntry(*method) && method_getImplementation(method) != slot.trampoline();
+}
+
+/// The trampoline's first half. Returns whether the blocks are next: not for a message that entered through the hook,
+/// which runs them itself.
+template <class TypedSelector, class... Arguments>
+bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
+                  const Arguments&... arguments) {
+  Message* message = currentMessage(slot, self);
+  const bool runsBlocks = !message && !isPassedOnLate(slot, self, swizzle.selector());
+  if (!swizzle.canCallOriginal(self)) return runsBlocks;
+  if (message) {
+    passOn<TypedSelector>(swizzle, *message, self, selector, arguments...);
+  } else {
+    TypedSelector::typed(swizzle.originalMethod())(self, selector, arguments...);
+  }
+  return runsBlocks;
 }
 
 /// Calls the blocks of this moment; one of them may add or remove others. The arguments are made afresh for
@@ -85,21 +124,36 @@ void forEachBlock(const OQSwizzleSlot& slot, const Call& call) {
   for (const auto& [name, block] : *blocks) call(std::get<HookBlock>(block));
 }
 
-// The trampolines. A slot is the same for every class, so climbing from the receiver's class until one is
-// taken comes down to one question.
+// For each selector: its blocks, the trampoline, and what its messages call. A slot is the same for every class, so
+// climbing from the receiver's class until one is taken comes down to one question.
+
+void runUploadBlocks(Object& self, SEL selector, const Value& info, const std::string& event,
+                     const UploadHandler& handler) {
+  forEachBlock<OQUploadHookBlock>(saveUploadInfoSwizzle(),
+                                  [&](const auto& block) { block(self, selector, info, event, handler); });
+}
 
 void oqSwizzledMethodsaveUploadInfo(Object& self, SEL selector, const Value& info, const std::string& event,
                                     const UploadHandler& handler) {
   const auto& slot = saveUploadInfoSwizzle();
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;
-  if (!runOriginal<UploadSelector>(slot, *swizzle, self, selector, info, event, handler)) return;
-  forEachBlock<OQUploadHookBlock>(slot,
-                                  [&](const auto& block) { block(self, selector, info, event, handler); });
+  if (!callOriginal<UploadSelector>(slot, *swizzle, self, selector, info, event, handler)) return;
+  runUploadBlocks(self, selector, info, event, handler);
 }
 
-/// Unlike the other two, a screen's original is called without asking first, which is meant: where there is
-/// none the call fails as for any selector that a class lacks, and no block runs.
+void saveUploadInfoSent(IMP implementation, Object& self, SEL selector, const Value& info, const std::string& event,
+                        const UploadHandler& handler) {
+  callImplementation<UploadSelector>(saveUploadInfoSwizzle(), implementation, self, selector, info, event, handler);
+  runUploadBlocks(self, selector, info, event, handler);
+}
+
+void runScreenBlocks(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
+  forEachBlock<OQAppearanceHookBlock>(slot, [&](const auto& block) { block(self, selector, Value(animated)); });
+}
+
+/// Unlike the other two, a screen's original is called without asking first, which is intentional: where there is none
+/// the call fails as for any selector that a class lacks, and no block runs.
 void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;
@@ -108,17 +162,35 @@ void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool anim
                     stringWithFormat("-[%@ %@]: hooked, but never implemented", class_getName(self.class_()),
                                      sel_getName(selector)));
   }
-  if (!runOriginal<AppearanceSelector>(slot, *swizzle, self, selector, animated)) return;
-  forEachBlock<OQAppearanceHookBlock>(slot,
-                                      [&](const auto& block) { block(self, selector, Value(animated)); });
+  if (!callOriginal<AppearanceSelector>(slot, *swizzle, self, selector, animated)) return;
+  runScreenBlocks(slot, self, selector, animated);
+}
+
+void screenSent(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector, bool animated) {
+  callImplementation<AppearanceSelector>(slot, implementation, self, selector, animated);
+  runScreenBlocks(slot, self, selector, animated);
 }
 
 void oqSwizzledMethodUIViewControllerViewDidAppear(Object& self, SEL selector, bool animated) {
   callScreen(UIViewControllerViewDidAppearSwizzle(), self, selector, animated);
 }
 
+void viewDidAppearSent(IMP implementation, Object& self, SEL selector, bool animated) {
+  screenSent(UIViewControllerViewDidAppearSwizzle(), implementation, self, selector, animated);
+}
+
 void oqSwizzledMethodUIViewControllerViewWillDisappear(Object& self, SEL selector, bool animated) {
   callScreen(UIViewControllerViewWillDisappearSwizzle(), self, selector, animated);
+}
+
+void viewWillDisappearSent(IMP implementation, Object& self, SEL selector, bool animated) {
+  screenSent(UIViewControllerViewWillDisappearSwizzle(), implementation, self, selector, animated);
+}
+
+void runMailBlocks(Object& self, SEL selector, Object* controller, std::int64_t result,
+                   const std::optional<Error>& error) {
+  forEachBlock<OQMailHookBlock>(MailComposeControllerDidFinishWithResultSwizzle(),
+                                [&](const auto& block) { block(self, selector, controller, Value(result), error); });
 }
 
 void oqSwizzledMethodMailComposeControllerDidFinishWithResult(Object& self, SEL selector, Object* controller,
@@ -127,52 +199,51 @@ void oqSwizzledMethodMailComposeControllerDidFinishWithResult(Object& self, SEL 
   const auto& slot = MailComposeControllerDidFinishWithResultSwizzle();
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;
-  if (!runOriginal<MailSelector>(slot, *swizzle, self, selector, controller, result, error)) return;
-  forEachBlock<OQMailHookBlock>(
-      slot, [&](const auto& block) { block(self, selector, controller, Value(result), error); });
+  if (!callOriginal<MailSelector>(slot, *swizzle, self, selector, controller, result, error)) return;
+  runMailBlocks(self, selector, controller, result, error);
 }
 
-/// Another library has put its hook in or out below a trampoline.
-void originalChanged(IMP trampoline, IMP was, IMP is) {
-  for (OQSwizzleSlot* slot : allSlots()) {
-    if (slot->trampoline() != trampoline) continue;
-    if (auto swizzle = slot->load()) swizzle->replaceOriginalMethod(was, is);
-  }
+void mailComposeControllerDidFinishWithResultSent(IMP implementation, Object& self, SEL selector, Object* controller,
+                                                  std::int64_t result, const std::optional<Error>& error) {
+  callImplementation<MailSelector>(MailComposeControllerDidFinishWithResultSwizzle(), implementation, self, selector,
+                                   controller, result, error);
+  runMailBlocks(self, selector, controller, result, error);
 }
 
 template <class TypedSelector, class HookBlock>
-OQSwizzleSlot& makeSlot(std::string_view name, typename TypedSelector::Function trampoline) {
+OQSwizzleSlot& makeSlot(std::string_view name, typename TypedSelector::Function trampoline,
+                        typename detail::MessageTo<typename TypedSelector::Signature>::Entry entry) {
   const std::size_t kind = OQSwizzleBlock(std::in_place_type<HookBlock>).index();
-  detail::registerHook(sel_registerName(name), TypedSelector::erase(trampoline), &originalChanged);
-  return *new OQSwizzleSlot(name, TypedSelector::erase(trampoline),
+  return *new OQSwizzleSlot(name, TypedSelector::erase(trampoline), reinterpret_cast<IMP>(entry),
                             typeEncodingOf<typename TypedSelector::Signature>(), kind);
 }
 
 OQSwizzleSlot& saveUploadInfoSwizzle() {
-  static auto& slot = makeSlot<UploadSelector, OQUploadHookBlock>("saveUploadInfo:event:handler:",
-                                                                  &oqSwizzledMethodsaveUploadInfo);
+  static auto& slot = makeSlot<UploadSelector, OQUploadHookBlock>(
+      "saveUploadInfo:event:handler:", &oqSwizzledMethodsaveUploadInfo, &saveUploadInfoSent);
   return slot;
 }
 
 OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle() {
   static auto& slot = makeSlot<AppearanceSelector, OQAppearanceHookBlock>(
-      "viewDidAppear:", &oqSwizzledMethodUIViewControllerViewDidAppear);
+      "viewDidAppear:", &oqSwizzledMethodUIViewControllerViewDidAppear, &viewDidAppearSent);
   return slot;
 }
 
 OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle() {
   static auto& slot = makeSlot<AppearanceSelector, OQAppearanceHookBlock>(
-      "viewWillDisappear:", &oqSwizzledMethodUIViewControllerViewWillDisappear);
+      "viewWillDisappear:", &oqSwizzledMethodUIViewControllerViewWillDisappear, &viewWillDisappearSent);
   return slot;
 }
 
 OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle() {
-  static auto& slot =
-      makeSlot<MailSelector, OQMailHookBlock>("mailComposeController:didFinishWithResult:error:",
-                                              &oqSwizzledMethodMailComposeControllerDidFinishWithResult);
+  static auto& slot = makeSlot<MailSelector, OQMailHookBlock>(
+      "mailComposeController:didFinishWithResult:error:", &oqSwizzledMethodMailComposeControllerDidFinishWithResult,
+      &mailComposeControllerDidFinishWithResultSent);
   return slot;
 }
 
+/// In the order in which a selector is looked for.
 std::array<OQSwizzleSlot*, 4> allSlots() {
   return {&saveUploadInfoSwizzle(), &UIViewControllerViewDidAppearSwizzle(),
           &UIViewControllerViewWillDisappearSwizzle(), &MailComposeControllerDidFinishWithResultSwizzle()};

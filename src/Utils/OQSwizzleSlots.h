@@ -15,15 +15,18 @@ namespace oq {
 /// hooked method. Never destroyed, so that methods may be called while the process ends. Any thread.
 class OQSwizzleSlot {
  public:
-  OQSwizzleSlot(std::string_view selectorName, IMP replacement, const char* typeEncoding,
+  OQSwizzleSlot(std::string_view selectorName, IMP replacement, IMP sent, const char* typeEncoding,
                 std::size_t blockKind)
       : _selectorName(selectorName),
         _trampoline(replacement),
+        _entry(sent),
         _typeEncoding(typeEncoding),
         _blockKind(blockKind) {}
 
   std::string_view selectorName() const { return _selectorName; }
   IMP trampoline() const { return _trampoline; }
+  /// What messages to a hooked method call (see Runtime/Hook.h).
+  IMP entry() const { return _entry; }
   const char* typeEncoding() const { return _typeEncoding; }
   /// Whether the block is of the selector's kind.
   bool accepts(const OQSwizzleBlock& block) const { return block.index() == _blockKind; }
@@ -39,6 +42,7 @@ class OQSwizzleSlot {
  private:
   const std::string_view _selectorName;
   const IMP _trampoline;
+  const IMP _entry;
   const char* const _typeEncoding;
   const std::size_t _blockKind;
   mutable std::mutex _mutex;

@@ -48,9 +48,9 @@ const Class* definingClass(const Class* cls, const Method* method) {
   return cls;
 }
 
-std::shared_ptr<OQSwizzle> makeRecord(Hook& hook, IMP original, const Class* originalClass) {
-  return std::make_shared<OQSwizzle>(std::move(hook.block), hook.name, hook.cls, hook.selector, original,
-                                     originalClass, detail::firstImplementation(hook.method));
+std::shared_ptr<OQSwizzle> makeRecord(Hook& hook, IMP original, const Class* originalClass, IMP first) {
+  return std::make_shared<OQSwizzle>(std::move(hook.block), hook.name, hook.cls, hook.selector, original, originalClass,
+                                     first);
 }
 
 void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
@@ -59,20 +59,21 @@ void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
     return;
   }
   // The record first: a call on another thread that finds the trampoline finds the original too.
-  IMP original = method_getImplementation(hook.method);
-  auto record = makeRecord(hook, original, hook.cls);
+  auto record =
+      makeRecord(hook, method_getImplementation(hook.method), hook.cls, detail::firstImplementation(hook.method));
   slot.exchange(record);
-  IMP replaced = method_setImplementation(hook.method, slot.trampoline());
-  record->replaceOriginalMethod(original, replaced);  // another thread may have been quicker
+  record->setOriginalMethod(method_setImplementation(hook.method, slot.trampoline()));  // another thread may be quicker
+  detail::setMessageEntry(*hook.method, slot.entry());
 }
 
 void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
   auto former = slot.load();
   // What is inherited may be the trampoline already; the original is then the one behind it.
   IMP original = former ? former->originalMethod() : method_getImplementation(hook.method);
+  IMP first = former ? former->firstMethod() : detail::firstImplementation(hook.method);
   const Class* originalClass = former ? former->originalClass() : definingClass(hook.cls, hook.method);
-  // Blocks of a former record go with it, which is meant.
-  slot.exchange(makeRecord(hook, original, originalClass));
+  // Blocks of a former record go with it, which is intentional.
+  slot.exchange(makeRecord(hook, original, originalClass, first));
   const char* inherited = method_getTypeEncoding(hook.method);
   bool added = class_addMethod(hook.cls, hook.selector, slot.trampoline(),
                                inherited ? inherited : slot.typeEncoding());
@@ -85,6 +86,7 @@ void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
         stringWithFormat("SwizzleException:Newly added method for %@::%@ was the same as the old method",
                          class_getName(hook.cls), sel_getName(hook.selector));
   }
+  if (!hook.failure) detail::setMessageEntry(*class_getInstanceMethod(hook.cls, hook.selector), slot.entry());
   const auto dropped = hook.failure ? slot.exchange(former) : former;
   if (dropped) hook.replaced = dropped->removeAllBlocks();
 }

@@ -72,8 +72,7 @@ void OQTimer::fire() {
     target = _target.lock();
   }
   if (target) {
-    IMP action = detail::implementationFor(target->class_(), _selector, typeEncodingOf<Action::Signature>());
-    Action::typed(action)(*target, _selector, *this);
+    detail::MessageTo<Action::Signature>::send(target->class_(), *target, _selector, *this);
     if (_repeats) return;
   }
   invalidate();

@@ -6,6 +6,7 @@
 //   await-no-colour RRGGBB      runs until it is nowhere
 //   tap-colour RRGGBB           taps the middle of what has the colour
 //   settle                      runs what is waiting, and half a second of animation
+//   background, foreground      hides and shows the window
 //   png FILE                    keeps the screen
 //
 // Each line is answered by "ok" or "failed: why".
@@ -58,6 +59,7 @@ class Driver {
     if (step == "await-no-colour") return await(argument, false);
     if (step == "tap-colour") return tap(argument);
     if (step == "settle") return settle();
+    if (step == "background" || step == "foreground") return _host.setActive(step == "foreground"), "";
     if (step == "png") return _host.writePng(argument) ? "" : "cannot write " + argument;
     return "unknown step " + step;
   }

@@ -35,12 +35,26 @@ CAMPAIGNS = {
 }
 
 
+def await_idle_end(port):
+    """Waits until the server has sent something, or closed, on each connection that is open and silent."""
+    def is_silent(line):
+        _, _, remote, state, queues = line.split()[:5]
+        return remote.endswith(f":{port:04X}") and state == "01" and queues.endswith(":00000000")
+    for _ in range(600):
+        tables = [pathlib.Path("/proc/net", name).read_text().splitlines()[1:] for name in ("tcp", "tcp6")]
+        if not any(is_silent(line) for table in tables for line in table):
+            return
+        threading.Event().wait(0.05)
+    raise AssertionError("the server keeps idle connections")
+
+
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
+        self.errors = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
             [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE, text=True, encoding="utf-8",
+            stdout=subprocess.PIPE, stderr=self.errors, text=True, encoding="utf-8",
             env={**os.environ, "SSL_CERT_FILE": authority})
         self.lines = server_test.Lines(self.process.stdout)
 
@@ -77,7 +91,13 @@ class Host:
 
     def quit(self):
         self.process.stdin.close()
-        return self.process.wait(timeout=30)
+        status = self.process.wait(timeout=30)
+        with self.errors:
+            self.errors.seek(0)
+            printed = self.errors.read()
+        if printed:
+            raise AssertionError(f"on the host's standard error:\n{printed}")
+        return status
 
 
 class RoadTest(unittest.TestCase):
@@ -128,6 +148,8 @@ class RoadTest(unittest.TestCase):
         shown = self.await_event("$impDialog")
         self.assertEqual(shown["xcontext"], {"$dialog_id": "7001", "$dialog_type": 1})
         self.assertEqual((shown["xwho"], shown["appid"]), ("user-1", "e2e"))
+        # The user waits for so long that the server has closed the connection when the click is reported.
+        await_idle_end(PORT)
         second.do("tap-colour " + BLUE)
         second.do("await-no-colour " + BLUE)
         clicked = self.await_event("$clickDialog")
@@ -141,8 +163,17 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(second.quit(), 0)
 
         # The count is two: the third start shows it once more, from what is kept on disk, and the fourth does not.
+        # While its window is hidden that is counted, but neither shown nor reported.
         third = Host(self.folder, self.server.authority)
+        third.do("background")
         third.do("record buy item=tea")
+        third.do("settle")
+        self.assertEqual(self.used_counts(third), [(7001, 2)])
+        third.do("await-no-colour " + BLUE)
+        third.do("record add_to_cart item=pot")
+        self.await_event("add_to_cart", item="pot")
+        self.assertEqual(self.names().count("$impDialog"), 1)
+        third.do("foreground")
         third.do("await-colour " + BLUE)
         self.assertNotIn("in_app data:", third.log(), "the list is fetched once a day")
         third.do("tap-colour " + GREY)
@@ -155,11 +186,14 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(fourth.quit(), 0)
         self.assertEqual(self.names().count("$impDialog"), 2)
         # It was the count that spoke, not a lost list: both are on disk, where other tools can read them.
-        documents = fourth.folder / "Documents"
-        records = plistlib.loads((documents / "OQRecordTreeData.plist").read_bytes())["$objects"]
-        self.assertEqual([(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r],
-                         [(7001, 2)])
-        self.assertIn("7001", plistlib.loads((documents / "OQInAppWindowData.plist").read_bytes())["$objects"])
+        self.assertEqual(self.used_counts(fourth), [(7001, 2)])
+        windows = (fourth.folder / "Documents" / "OQInAppWindowData.plist").read_bytes()
+        self.assertIn("7001", plistlib.loads(windows)["$objects"])
+
+    @staticmethod
+    def used_counts(host):
+        records = plistlib.loads((host.folder / "Documents" / "OQRecordTreeData.plist").read_bytes())["$objects"]
+        return [(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r]
 
     def assert_login_fails_quietly(self, host, code):
         """The request, the failure, the event and nothing else in the log; nothing but that user on disk."""

@@ -10,7 +10,7 @@
 #include "UIKit/MainObject.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
-/// Draws every style of window, short and long, on a phone's screen and on a desktop's, into a folder.
+/// Draws every style of message, short, long and from right to left, in windows of several shapes, into a folder.
 
 namespace {
 
@@ -27,6 +27,19 @@ std::string repeated(const std::string& text, int times) {
 
 Value button(const char* text, const char* colour, const char* background) {
   return {{"text", text}, {"color", colour}, {"background", background}};
+}
+
+/// Of a shop in Arabic.
+Value rightToLeftRecord(int style) {
+  return {{"style", style},
+          {"picture", kStillLife},
+          {"title", {{"text", "وصل حديثًا: أكواب مصنوعة يدويًا"}, {"color", "#1F2937"}}},
+          {"content",
+           {{"text", "كل كوب يُشكَّل باليد، ولا يتشابه اثنان منها. التوصيل مجاني هذا الأسبوع لأعضاء المتجر."},
+            {"color", "#4B5563"}}},
+          {"buttonLeft", button("لاحقًا", "#374151", "#EEF2F6")},
+          {"buttonMiddle", button("تسوق الآن", "#FFFFFF", "#0F766E")},
+          {"buttonRight", button("حسنًا", "#FFFFFF", "#0F766E")}};
 }
 
 Value record(int style, bool isLong) {
@@ -51,24 +64,24 @@ struct Screen {
   double width, height, scale;
 };
 
-void draw(const Screen& screen, int style, bool isLong, const std::filesystem::path& folder) {
+void draw(const Screen& screen, const Value& content, const std::string& what, const std::filesystem::path& folder) {
   HeadlessHost::Options options;
   options.width = screen.width;
   options.height = screen.height;
   options.scale = screen.scale;
+  options.stage = 1.5;
   options.dataDirectory = folder / "data";
   HeadlessHost host(options);
   gallery::addBackdrop();
   OQImageDiskCache::cache().setImageData(gallery::poster(1040, 1560), kPoster);
   OQImageDiskCache::cache().setImageData(gallery::stillLife(1040, 682), kStillLife);
   auto data = std::make_shared<OQWindowData>();
-  data->setModelWithDic(record(style, isLong));
+  data->setModelWithDic(content);
   auto window = makeMainObject<OQPopWindow>();
   window->popWithData(data, nullptr);
   host.advance(0.3);
   host.runUntil([&] { return window->imgView()->isImageReady(); }, 10);
-  const std::string name =
-      "window-" + std::to_string(style) + (isLong ? "-long" : "") + "-" + screen.name + ".png";
+  const std::string name = "window-" + what + "-" + screen.name + ".png";
   if (!host.writePng(folder / name)) std::fprintf(stderr, "%s cannot be written\n", name.c_str());
   std::printf("%s\n", name.c_str());
   window->closeWithCompletion(nullptr);
@@ -81,14 +94,16 @@ int main(int argc, char** argv) {
   if (argc != 2) return std::fprintf(stderr, "usage: gallery FOLDER\n"), EXIT_FAILURE;
   const std::filesystem::path folder = argv[1];
   std::filesystem::create_directories(folder);
-  const Screen screens[] = {{"phone", 390, 844, 1},
-                            {"phone@2x", 390, 844, 2},
-                            {"desktop", 1280, 800, 1},
-                            {"desktop@2x", 1280, 800, 2}};
+  const Screen screens[] = {{"phone", 390, 844, 1},           {"phone@2x", 390, 844, 2}, {"small", 320, 568, 1},
+                            {"kiosk", 1080, 1920, 1},         {"square", 800, 800, 1},   {"desktop", 1280, 800, 1},
+                            {"desktop@1.5x", 1280, 800, 1.5}, {"4k", 3840, 2160, 1}};
   for (const Screen& screen : screens) {
     for (int style = 1; style <= 4; ++style) {
-      draw(screen, style, false, folder);
-      if (style == 2 || style == 3) draw(screen, style, true, folder);
+      const std::string number = std::to_string(style);
+      draw(screen, record(style, false), number, folder);
+      if (style == 1 || style == 4) continue;
+      draw(screen, record(style, true), number + "-long", folder);
+      draw(screen, rightToLeftRecord(style), number + "-rtl", folder);
     }
   }
   std::filesystem::remove_all(folder / "data");

@@ -59,6 +59,14 @@ class Installed(unittest.TestCase):
         self.configure(ROOT / "examples/first-window", "first-window")
         self.run_program("cmake", "--build", "first-window")
 
+    def test_the_readme_has_all_that_a_program_needs(self):
+        readme = (ROOT / "README.md").read_text(encoding="utf-8")
+        (code,), (build,) = (re.findall(rf"^```{kind}\n(.*?)^```", readme, re.M | re.S) for kind in ("cpp", "cmake"))
+        source = self.project("shop", "add_executable(shop main.cpp)", build)
+        (source / "main.cpp").write_text(code + "int main() {}\n", encoding="utf-8")
+        self.configure(source, "shop/build")
+        self.run_program("cmake", "--build", "shop/build")
+
     def project(self, name, *lines):
         source = self.folder / name
         source.mkdir(exist_ok=True)

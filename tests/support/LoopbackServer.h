@@ -90,6 +90,12 @@ class RawServer {
     virtual std::string readRequest() = 0;
     /// False when the client has gone.
     virtual bool write(const std::string& bytes) = 0;
+    /// True when a request or the client's end has come; false when the other descriptor became readable first.
+    virtual bool waitForRequest(int otherDescriptor) = 0;
+    /// Says in the TLS stream that nothing more comes from here. The connection stays open below it.
+    virtual void closeTLS() = 0;
+    /// The same for the TCP connection.
+    virtual void closeTCP() = 0;
     /// Waits until the client closes, reading what it sends.
     virtual void waitForClose() = 0;
     /// Ends the connection as a machine does that has lost its state: without a farewell, in the middle.
@@ -104,12 +110,11 @@ class RawServer {
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;
 
+  int port() const;
   std::string url(const std::string& path = "") const;
   /// Requests read so far, over all connections.
   std::size_t requestCount() const;
   std::size_t connectionCount() const;
-  /// Those that the server has closed; no byte of theirs is to come.
-  std::size_t closedCount() const;
 
  private:
   class Impl;

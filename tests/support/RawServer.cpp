@@ -1,6 +1,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <openssl/ssl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -24,6 +26,8 @@ class TLSConnection final : public RawServer::Connection {
   TLSConnection(SSL_CTX* context, int socket, std::atomic<std::size_t>& requestCount)
       : _ssl(SSL_new(context)), _socket(socket), _requestCount(requestCount) {
     SSL_set_fd(_ssl, _socket);
+    int yes = 1;  // what a server says last must not wait for the client's acknowledgement
+    setsockopt(_socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
   }
   ~TLSConnection() {
     SSL_free(_ssl);
@@ -52,6 +56,16 @@ class TLSConnection final : public RawServer::Connection {
   bool write(const std::string& bytes) override {
     return SSL_write(_ssl, bytes.data(), static_cast<int>(bytes.size())) > 0;
   }
+
+  bool waitForRequest(int otherDescriptor) override {
+    if (SSL_has_pending(_ssl)) return true;
+    pollfd waiting[] = {{_socket, POLLIN, 0}, {otherDescriptor, POLLIN, 0}};
+    poll(waiting, 2, -1);
+    return waiting[0].revents != 0;
+  }
+
+  void closeTLS() override { SSL_shutdown(_ssl); }
+  void closeTCP() override { shutdown(_socket, SHUT_WR); }
 
   void reset() override {
     linger atOnce{1, 0};
@@ -133,14 +147,11 @@ class RawServer::Impl {
     sigemptyset(&brokenPipe);
     sigaddset(&brokenPipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
-    {
-      TLSConnection connection(context, socket, requestCount);
-      if (connection.accept()) serve(connection);
-      // Forgotten before it is closed, so that nobody shuts down another socket with its number.
-      std::lock_guard lock(mutex);
-      openSockets.erase(number);
-    }
-    ++closedCount;
+    TLSConnection connection(context, socket, requestCount);
+    if (connection.accept()) serve(connection);
+    // Forgotten before it is closed, so that nobody shuts down another socket with its number.
+    std::lock_guard lock(mutex);
+    openSockets.erase(number);
   }
 
   std::function<void(Connection&)> serve;
@@ -149,7 +160,6 @@ class RawServer::Impl {
   const int listener = listenOnLoopback(port);
   std::atomic<std::size_t> requestCount{0};
   std::atomic<std::size_t> connectionCount{0};
-  std::atomic<std::size_t> closedCount{0};
   std::mutex mutex;
   std::map<std::size_t, int> openSockets;
   std::vector<std::thread> threads;
@@ -161,6 +171,10 @@ RawServer::RawServer(std::function<void(Connection&)> serve)
 
 RawServer::~RawServer() = default;
 
+int RawServer::port() const {
+  return _impl->port;
+}
+
 std::string RawServer::url(const std::string& path) const {
   return "https://localhost:" + std::to_string(_impl->port) + path;
 }
@@ -171,10 +185,6 @@ std::size_t RawServer::requestCount() const {
 
 std::size_t RawServer::connectionCount() const {
   return _impl->connectionCount;
-}
-
-std::size_t RawServer::closedCount() const {
-  return _impl->closedCount;
 }
 
 }  // namespace oq::test

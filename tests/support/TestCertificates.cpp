@@ -47,7 +47,20 @@ Identity makeIdentity(const std::string& commonName, const Identity* issuer, con
   return made;
 }
 
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+File openForWriting(const std::filesystem::path& path) {
+  File file(fopen(path.c_str(), "w"), fclose);
+  if (!file) throw std::runtime_error("cannot write " + path.string());
+  return file;
+}
+
 }  // namespace
+
+void Identity::write(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile) const {
+  PEM_write_X509(openForWriting(certificateFile).get(), certificate.get());
+  PEM_write_PrivateKey(openForWriting(keyFile).get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+}
 
 TestAuthority::TestAuthority(const std::string& name)
     : _name(name), _identity(makeIdentity(name, nullptr, "")) {}
@@ -77,11 +90,8 @@ Identity TestAuthority::selfSigned(const std::string& alternativeNames) {
 void TestAuthority::trust() {
   if (_folder) return;
   _folder.emplace();
-  auto path = (*_folder / "authority.pem").string();
-  FILE* file = fopen(path.c_str(), "w");
-  if (!file) throw std::runtime_error("cannot write " + path);
-  PEM_write_X509(file, _identity.certificate.get());
-  fclose(file);
+  const auto path = *_folder / "authority.pem";
+  PEM_write_X509(openForWriting(path).get(), _identity.certificate.get());
   setenv("SSL_CERT_FILE", path.c_str(), 1);
 }
 

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,9 @@ using KeyPointer = std::unique_ptr<EVP_PKEY, OpenSSLDeleter>;
 struct Identity {
   CertificatePointer certificate;
   KeyPointer key;
+
+  /// As PEM, for a server that reads files.
+  void write(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile) const;
 };
 
 /// A certificate authority that lives as long as the process.

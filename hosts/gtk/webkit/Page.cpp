@@ -53,6 +53,13 @@ bool mayBeLoaded(const char* address) {
   return false;
 }
 
+/// The engine keeps an invisible text view in its widget, which translates key bindings. Tab must not stop there.
+void keepFocusOffHelpers(GtkWidget* view) {
+  for (GtkWidget* child = gtk_widget_get_first_child(view); child; child = gtk_widget_get_next_sibling(child)) {
+    if (GTK_IS_TEXT_VIEW(child)) gtk_widget_set_focusable(child, FALSE);
+  }
+}
+
 gboolean refuse() {
   return TRUE;
 }
@@ -99,6 +106,7 @@ Page::Page(const char* folder, const WebPageSettings& settings, WebPageClient& c
                                        "user-content-manager", _content, "settings", limits, nullptr));
   g_object_unref(limits);
   g_object_ref_sink(_view);
+  keepFocusOffHelpers(widget());
   connectLoad();
   connectLimits();
   if (settings.tellsPulls) connectPulls();
@@ -406,6 +414,10 @@ bool Page::showDialog(WebKitScriptDialog* dialog) {
 extern "C" __attribute__((visibility("default"))) oq::gtk::WidgetPage* oqsdk_open_web_page(
     const char* folder, const oq::WebPageSettings& settings, oq::WebPageClient& client) {
   return new oq::gtk::Page(folder, settings, client);
+}
+
+extern "C" __attribute__((visibility("default"))) bool oqsdk_prepare_web_pages(const char* folder) {
+  return oq::gtk::prepareNextPart(folder);
 }
 
 extern "C" __attribute__((visibility("default"))) const char* oqsdk_web_module_version() {

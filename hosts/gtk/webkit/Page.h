@@ -19,6 +19,7 @@ class Page : public WidgetPage {
   Page& operator=(const Page&) = delete;
 
   GtkWidget* widget() const override { return GTK_WIDGET(_view); }
+  void setZoom(double zoom) override { webkit_web_view_set_zoom_level(_view, zoom); }
   void load(const std::string& url) override;
   void reload() override;
   void stopLoading() override;

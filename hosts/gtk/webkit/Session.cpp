@@ -14,6 +14,12 @@ void cancelDownload(WebKitNetworkSession*, WebKitDownload* download, gpointer) {
   webkit_download_cancel(download);
 }
 
+/// The file of authorities that the library's HTTPS client trusts besides the system's; nullptr without one.
+const char* ownAuthorities() {
+  const char* file = std::getenv("SSL_CERT_FILE");
+  return file && *file ? file : nullptr;
+}
+
 WebKitNetworkSession* makeSession(const std::string& folder) {
   auto* session = webkit_network_session_new((folder + "/data").c_str(), (folder + "/cache").c_str());
   WebKitCookieManager* cookies = webkit_network_session_get_cookie_manager(session);
@@ -35,9 +41,34 @@ WebKitNetworkSession* networkSession(const char* folder) {
   return session;
 }
 
+bool prepareNextPart(const char* folder) {
+  static int part = 0;
+  switch (part++) {
+    case 0:
+      webkit_web_context_get_default();
+      return true;
+    case 1:
+      networkSession(folder);
+      return true;
+    case 2: {
+      // The first view sets up what all views share. It is never shown, and no web process runs for it.
+      const ObjectRef<GObject> view(G_OBJECT(g_object_ref_sink(
+          g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", networkSession(folder), nullptr))));
+      return ownAuthorities() != nullptr;
+    }
+    case 3: {
+      // Loads the module that verifies certificates.
+      const ObjectRef<GTlsDatabase> authorities(g_tls_file_database_new(ownAuthorities(), nullptr));
+      return false;
+    }
+    default:
+      return false;
+  }
+}
+
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address) {
-  const char* file = std::getenv("SSL_CERT_FILE");
-  if (!file || !*file || !certificate) return false;
+  const char* file = ownAuthorities();
+  if (!file || !certificate) return false;
   const ObjectRef<GTlsDatabase> authorities(g_tls_file_database_new(file, nullptr));
   g_autoptr(GUri) uri = g_uri_parse(address, G_URI_FLAGS_NONE, nullptr);
   if (!authorities || !uri || !g_uri_get_host(uri)) return false;

@@ -13,12 +13,17 @@ class WidgetPage : public WebPage {
  public:
   /// Owned by the page. Whoever gives it a parent takes it away again before the page goes.
   virtual GtkWidget* widget() const = 0;
+  /// The number of the widget's points per point of the page.
+  virtual void setZoom(double zoom) = 0;
   void viewMoved(UIView&) override {}
 };
 
 /// "oqsdk_open_web_page": the caller deletes the page, and the client outlives it. Pages and cookies are kept below the
 /// folder, of which the first call of a process decides.
 using OpenWebPage = WidgetPage* (*)(const char* folder, const WebPageSettings& settings, WebPageClient& client);
+/// "oqsdk_prepare_web_pages": each call does a part of what the first page of the process would do first, with the same
+/// folder, and takes about a frame. Returns whether a part is left.
+using PrepareWebPages = bool (*)(const char* folder);
 /// "oqsdk_web_module_version": of the library that the module belongs to.
 using WebModuleVersion = const char* (*)();
 

@@ -22,12 +22,19 @@ struct AttachOptions {
   std::string applicationVersion;
   /// Where documents and preferences live; empty: the XDG data folder of the application.
   std::filesystem::path dataDirectory;
+  /// Messages are laid out on an upright stage, 375 points wide and 620 to 812 high, which is scaled to fit the window.
+  /// It fills an upright window; in one that is at least as wide as high it is shown at most this many times its size.
+  /// Each window has its own limit. A value that is not a positive number counts as 1.5.
+  double maximumScale = 1.5;
+  /// Whether the web engine is loaded ahead, while the process is idle, once a campaign that leads to a web page is
+  /// known. It takes about 35 MB of memory. Without it the first page stops the main thread for 150 ms or more.
+  bool preloadWebEngine = true;
 };
 
 /// Lets the library show its windows above a host's own. Call it once for each window, on GTK's main thread; the first
-/// call comes before TorvelinOqManager::startWithConfig(), and only its options count. The window's child (for windows
-/// of libadwaita: their content) is wrapped in an overlay, also one that is set later; touches that hit no view of the
-/// library reach the host's widgets as before. The attachment ends with the window.
+/// call comes before TorvelinOqManager::startWithConfig(), and of the options only `maximumScale` counts in later ones.
+/// The window's child (for windows of libadwaita: their content) is wrapped in an overlay, also one that is set later;
+/// touches that hit no view of the library reach the host's widgets as before. The attachment ends with the window.
 OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {});
 
 /// The same for a host that has an overlay of its own: a layer is added on top of it.

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,11 @@ class OQSDK_EXPORT HeadlessHost {
   struct Options {
     double width = 390;   ///< points
     double height = 844;  ///< points
-    double scale = 1;     ///< pixels a point
+    double scale = 1;     ///< pixels per point
+    bool animations = true;  ///< false: as on a desktop whose user wants none; what moves is at its end at once
+    /// Messages are laid out on the stage that a window of this size has in a GTK host, with this maximumScale; without
+    /// it the screen itself is what they are laid out on.
+    std::optional<double> stage = std::nullopt;
     /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
     /// Written into logs.
@@ -78,6 +83,10 @@ class OQSDK_EXPORT HeadlessHost {
   /// Down and up in one place; true as with touchDown().
   bool tap(double x, double y);
 
+  /// The pointer goes to a place, without a button held down. True where a press would do something: the cursor is a
+  /// hand there.
+  bool movePointer(double x, double y);
+
   /// A wheel or a touchpad over a place, in points to the right and down; true when a view used it.
   bool scroll(double x, double y, double dx, double dy);
   /// True when the key is the library's: while a dialog is on screen every one of these is.
@@ -86,12 +95,12 @@ class OQSDK_EXPORT HeadlessHost {
   /// it.
   std::vector<AccessibleElement> accessibleElements();
 
-  /// Another size of the screen, from now on. In one that is wider than 0.65 times its height the library has an
-  /// upright stage in the middle, and shades the rest where it dims the stage.
+  /// Another size of the screen, from now on. While a message or an alert is shown a stage keeps its size, and is only
+  /// scaled and moved.
   void setScreenSize(double width, double height);
   /// Another number of pixels a point.
   void setScale(double scale);
-  /// Whether the application is in the foreground.
+  /// Whether the application is in the foreground. While it is not, messages wait to be shown.
   void setActive(bool active);
 
   /// The web pages that the library has open, oldest first. They are not painted: there is no engine to do it, and the

@@ -2,11 +2,15 @@
 #include <gtk/gtk.h>
 #include <gtkmm.h>
 
+#include <cmath>
 #include <memory>
 #include <sstream>
+#include <vector>
 
 #include "CommandFixture.h"
+#include "Manager/OQSDKManager.h"
 #include "UI/OQPopWindow.h"
+#include "UIKit/Animation.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UILabel.h"
 #include "UIKit/UIScreen.h"
@@ -21,6 +25,7 @@
 /// "overlay": an overlay of its own is
 /// "eager": the same, and it shows a message as soon as it has asked for its window, which is given no size
 /// "second": a window that is never shown was attached before
+/// "early": the same, and it shows a message before it has asked for its window, which is left to "show"
 /// "adw_window", "adw_application_window": its window is libadwaita's, which is loaded for it
 
 namespace {
@@ -104,23 +109,41 @@ class Fixture : public CommandFixture {
         {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
+        {"animations", [](auto& in) { setAnimations(in); }},
+        {"cursor", [this](auto& in) { setCursor(in); }},
         {"child", [this](auto& in) { setChild(in); }},
         {"rehome", [this](auto&) { rehome(); }},
         {"above", [this](auto&) { addAbove(); }},
         {"hide", [this](auto&) { _window->set_visible(false); }},
+        {"pop_and_hide", [this](auto&) { pop(3, 1), _window->set_visible(false); }},
         {"show", [this](auto&) { _window->set_visible(true); }},
+        {"minimise", [this](auto&) { _window->minimize(); }},
+        {"unminimise", [this](auto&) { _window->unminimize(); }},
         {"close", [this](auto&) { _window->close(); }},
-        {"open", [this](auto&) { open(); }},
+        {"open", [this](auto& in) { openNamed(in); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [this](auto&) { tellState(); }},
+        {"plain", [this](auto&) { makePlain(); }},
+        {"painted", [this](auto&) { tellWhenPainted(); }},
+        {"card", [this](auto&) { tellCard(); }},
+        {"bar", [this](auto&) { reportTitleBar(); }},
+        {"dismiss", [this](auto&) { _message.lock()->_close(); }},
+        {"focus", [this](auto&) { tellFocus(); }},
+        {"page", [](auto&) { openPage(); }},
+        {"shown", [this](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
     });
   }
 
   void open() override {
-    if (_kind == "second") oq::gtk::attach(*new Gtk::Window);
+    if (_kind == "second" || _kind == "early") oq::gtk::attach(*new Gtk::Window);
     _window = isAdwaita() ? makeAdwaitaWindow(_kind) : new Gtk::Window;
-    _window->set_decorated(false);
+    _window->set_title("one");
+    if (_kind == "titlebar") {
+      addTitleBar();
+    } else {
+      _window->set_decorated(false);
+    }
     if (_kind != "eager") _window->set_default_size(_width, _height);
     _window->signal_hide().connect([] { say("hidden"); });
     g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }),
@@ -137,12 +160,43 @@ class Fixture : public CommandFixture {
       oq::gtk::attach(*_window);
     }
     _window->signal_map().connect([this] { watchFrames(); });
-    _window->present();
-    if (_kind == "eager") pop(3, 1);
+    if (_kind != "early") _window->present();
+    if (_kind == "eager" || _kind == "early") pop(3, 1);
   }
 
  private:
+  void openNamed(std::istream& in) {
+    std::string title;
+    in >> title;
+    open();
+    _window->set_title(title);
+  }
+
   bool isAdwaita() const { return _kind.starts_with("adw_"); }
+
+  void addTitleBar() {
+    auto* bar = Gtk::make_managed<Gtk::HeaderBar>();
+    bar->set_show_title_buttons(false);
+    auto& button = makeButton("bar");
+    bar->pack_start(button);
+    auto* controls = Gtk::make_managed<Gtk::WindowControls>(Gtk::PackType::END);
+    controls->set_decoration_layout(":close");
+    bar->pack_end(*controls);
+    _window->set_titlebar(*bar);
+    _inBar = {&button, controls};
+  }
+
+  /// "bar X Y X Y": the middles of the host's button and of the window's own, on the screen.
+  void reportTitleBar() {
+    std::string line = "bar";
+    for (Gtk::Widget* widget : _inBar) {
+      double left = 0, top = 0, x = 0, y = 0;
+      gtk_native_get_surface_transform(GTK_NATIVE(_window->gobj()), &left, &top);
+      widget->translate_coordinates(*_window, widget->get_width() / 2.0, widget->get_height() / 2.0, x, y);
+      line += " " + std::to_string(std::lround(x + left)) + " " + std::to_string(std::lround(y + top));
+    }
+    say(line);
+  }
 
   Gtk::Button& makeButton(const std::string& name) {
     auto* button = Gtk::make_managed<Gtk::Button>(name);
@@ -176,6 +230,7 @@ class Fixture : public CommandFixture {
 
   void pop(int style, int repeats) {
     auto window = oq::makeMainObject<oq::OQPopWindow>();
+    _message = window;
     window->popWithData(message(style, repeats),
                         [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
   }
@@ -204,6 +259,19 @@ class Fixture : public CommandFixture {
     oq::UIView::animateWithDuration(
         seconds, [this] { _view->setAlpha(_view->alpha() < 1 ? 1 : 0.5); },
         [](bool finished) { say(finished ? "completed 1" : "completed 0"); });
+  }
+
+  static void setAnimations(std::istream& in) {
+    int enabled = 1;
+    in >> enabled;
+    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
+  }
+
+  /// Of the host's own child.
+  void setCursor(std::istream& in) {
+    std::string name;
+    in >> name;
+    _window->set_cursor(name);
   }
 
   void setChild(std::istream& in) {
@@ -263,7 +331,71 @@ class Fixture : public CommandFixture {
     say(text.str());
   }
 
+  /// Gives the host one color, lets it be as small as its window, and counts its keys.
+  void makePlain() {
+    auto css = Gtk::CssProvider::create();
+    css->load_from_data("button { all: unset; background: #3c78d8; color: #3c78d8; font-size: 1px; }");
+    Gtk::StyleContext::add_provider_for_display(_window->get_display(), css, GTK_STYLE_PROVIDER_PRIORITY_USER);
+    auto keys = Gtk::EventControllerKey::create();
+    keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+    keys->signal_key_pressed().connect([this](auto...) { return ++_keys, false; }, false);
+    _window->add_controller(keys);
+  }
+
+  /// "painted WIDTHxHEIGHT" once nothing moves and the display shows it.
+  void tellWhenPainted() {
+    _window->add_tick_callback([this, frames = 0](const auto&) mutable {
+      if (oq::AnimationEngine::shared().isRunning()) frames = 0;
+      _window->queue_draw();
+      if (++frames < 3) return true;
+      _window->get_display()->sync();
+      say("painted " + std::to_string(_window->get_width()) + "x" + std::to_string(_window->get_height()));
+      return false;
+    });
+  }
+
+  /// "card X Y WIDTH HEIGHT", then in the same form the title, zeros without one, and the button that closes, and the
+  /// pixels per point that pictures are prepared for.
+  void tellCard() {
+    using View = std::shared_ptr<oq::UIView>;
+    const auto message = _message.lock();
+    const auto style = message->data()->style();
+    const bool hasText = style == 2 || style == 3;
+    const View card = style == 1 ? message->imgView() : style == 4 ? message->webController()->view() : View();
+    std::ostringstream text;
+    text << "card";
+    for (const View& view : {card ? card : message->contentView(), hasText ? message->titleLbl() : View(),
+                             style == 3 ? View(message->leftBtn()) : message->closeBtn()}) {
+      const oq::CGPoint at = view ? view->convertPointToWindow(view->bounds().origin) : oq::CGPoint{};
+      const oq::CGSize size = view ? view->bounds().size : oq::CGSize{};
+      text << " " << at.x << " " << at.y << " " << size.width << " " << size.height;
+    }
+    text << " " << ours().contentScale();
+    say(text.str());
+  }
+
+  /// "focus KEYS WHERE": how many keys were pressed, and who would get the next one.
+  void tellFocus() {
+    auto* focus = _window->get_focus();
+    const bool isOurs = focus && isInSurface(focus->gobj());
+    say("focus " + std::to_string(_keys) + (isOurs ? " ours" : " host"));
+  }
+
+  static bool isInSurface(GtkWidget* widget) {
+    for (; widget; widget = gtk_widget_get_parent(widget)) {
+      if (std::string(gtk_widget_get_name(widget)) == "oqsdk-surface") return true;
+    }
+    return false;
+  }
+
+  static void openPage() {
+    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value("https://localhost:1/"));
+  }
+
   int _width, _height;
+  int _keys = 0;
+  std::weak_ptr<oq::OQPopWindow> _message;
+  std::vector<Gtk::Widget*> _inBar;  ///< a button of the host, and the buttons of the window
   const std::string _kind;
   int _frames = 0;
   Gtk::Window* _window = nullptr;
@@ -273,7 +405,7 @@ class Fixture : public CommandFixture {
 }  // namespace
 
 int main(int argc, char** argv) {
-  int width = argc > 1 ? std::atoi(argv[1]) : 400, height = argc > 2 ? std::atoi(argv[2]) : 700;
+  int width = argc > 1 ? std::atoi(argv[1]) : 375, height = argc > 2 ? std::atoi(argv[2]) : 700;
   return runFixture("com.example.fixture",
                     std::make_unique<Fixture>(width, height, argc > 3 ? argv[3] : "window"));
 }

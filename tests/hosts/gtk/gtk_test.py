@@ -2,8 +2,10 @@
 """Drives the fixture with a real pointer on an Xvfb of its own: gtk_test.py FIXTURE [unittest arguments]."""
 
 import ctypes
+import math
 import os
 import select
+import struct
 import subprocess
 import sys
 import tempfile
@@ -24,13 +26,40 @@ def until(holds, otherwise, pause=0.02):
         time.sleep(pause)
 
 
+class Stage:
+    """Where the library lays out its messages in a window: by its description, not by what the program says."""
+
+    def __init__(self, width, height, laid_out_for=None, maximum=1.5):
+        ratio = width / height
+        for_width, for_height = laid_out_for or (width, height)
+        self.width, self.height = 375, min(812, max(620, 375 * for_height / for_width))
+        fitting = min(width / self.width, height / self.height)
+        limit = min(1, max(0, (ratio - 0.6) / 0.4))
+        self.scale = fitting + limit * (min(fitting, maximum) - fitting)
+        self.left = max(0, math.floor((width - self.width * self.scale) / 2 + 1e-6))
+        self.top = max(0, math.floor((height - self.height * self.scale) / 2 + 1e-6))
+
+    def at(self, x, y):
+        """A point of the stage, in the window."""
+        return self.left + x * self.scale, self.top + y * self.scale
+
+    def pixel(self, x, y):
+        return tuple(map(math.floor, self.at(x, y)))
+
+
 class Display:
     """An X server on a free display, for as long as the block runs."""
 
+    def __init__(self, size="1400x1000"):
+        self.size = size
+
     def __enter__(self):
+        # What the screen shows, in a file.
+        self.folder = tempfile.TemporaryDirectory()
         reader, writer = os.pipe()
         self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1400x1000x24", "-nolisten", "tcp", "-noreset"],
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp", "-noreset",
+             "-fbdir", self.folder.name],
             pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
         with os.fdopen(reader) as told:
@@ -42,15 +71,71 @@ class Display:
     def __exit__(self, *_):
         self.process.terminate()
         self.process.wait()
+        self.folder.cleanup()
+
+    def shot(self, width, height):
+        """The bytes, blue, green, red, none, of the screen's upper left part."""
+        with open(os.path.join(self.folder.name, "Xvfb_screen0"), "rb") as screen:
+            header = struct.unpack(">25I", screen.read(100))
+            begin, line = header[0] + 12 * header[19], header[12]
+            rows = (screen.seek(begin + y * line) and screen.read(4 * width) for y in range(height))
+            return b"".join(rows)
+
+
+class WindowManager:
+    """Minimises windows, makes them active when it is asked to, but not for a press, and puts them where they would be
+    without it."""
+
+    RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><mouse/><applications><application class="*">
+        <decor>no</decor><position force="yes"><x>0</x><y>0</y></position></application></applications>
+        </openbox_config>"""
+
+    def __enter__(self):
+        self.rules = tempfile.NamedTemporaryFile("w", suffix=".xml")
+        self.rules.write(self.RULES)
+        self.rules.flush()
+        self.process = subprocess.Popen(["openbox", "--config-file", self.rules.name, "--sm-disable"],
+                                        env=dict(os.environ, DISPLAY=DISPLAY), stderr=subprocess.DEVNULL)
+        until(lambda: b"window id" in self.root_property("_NET_SUPPORTING_WM_CHECK"), lambda: "no window manager")
+
+    @staticmethod
+    def root_property(name):
+        return subprocess.run(["xprop", "-root", name], env=dict(os.environ, DISPLAY=DISPLAY), check=True,
+                              stdout=subprocess.PIPE).stdout
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+        self.rules.close()
+
+
+class Compositor:
+    """A Wayland session without a screen. While a window is minimised its frames are held back."""
+
+    def __enter__(self):
+        self.folder = tempfile.TemporaryDirectory()
+        os.chmod(self.folder.name, 0o700)
+        session = {"XDG_RUNTIME_DIR": self.folder.name, "WAYLAND_DISPLAY": "test-session"}
+        self.process = subprocess.Popen(
+            ["weston", "--backend=headless-backend.so", "--socket=test-session", "--idle-time=0", "--no-config"],
+            env={**os.environ, **session}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        until(lambda: os.path.exists(os.path.join(self.folder.name, "test-session")), lambda: "no compositor")
+        return {**session, "GDK_BACKEND": "wayland"}
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+        self.folder.cleanup()
 
 
 class Fixture:
     """One run of the fixture. Every line that it prints is kept until it is asked for."""
 
-    def __init__(self, width=400, height=700, *more):
+    def __init__(self, width=375, height=700, *more, **environment):
         self.home = tempfile.TemporaryDirectory()
-        environment = dict(os.environ, DISPLAY=DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="test",
-                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=self.home.name)
+        environment = {**os.environ, "DISPLAY": DISPLAY, "GDK_BACKEND": "x11", "GSK_RENDERER": "cairo",
+                       "GTK_A11Y": "test", "GSETTINGS_BACKEND": "memory", "G_DEBUG": "fatal-warnings",
+                       "XDG_DATA_HOME": self.home.name, **environment}
         self.process = subprocess.Popen([FIXTURE, str(width), str(height), *more], env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.buffer = b""
@@ -123,6 +208,30 @@ def pointer(*arguments):
     subprocess.run(["xdotool", *map(str, arguments)], env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT)
 
 
+class CursorImage(ctypes.Structure):
+    _fields_ = [("x", ctypes.c_short), ("y", ctypes.c_short), ("width", ctypes.c_ushort), ("height", ctypes.c_ushort),
+                ("xhot", ctypes.c_ushort), ("yhot", ctypes.c_ushort), ("serial", ctypes.c_ulong),
+                ("pixels", ctypes.POINTER(ctypes.c_ulong))]
+
+
+def cursor(x, y):
+    """The shape of the cursor over a place."""
+    pointer("mousemove", x - 1, y, "mousemove", x, y)
+    x11, fixes = ctypes.CDLL("libX11.so.6"), ctypes.CDLL("libXfixes.so.3")
+    x11.XOpenDisplay.restype = ctypes.c_void_p
+    fixes.XFixesGetCursorImage.restype = ctypes.POINTER(CursorImage)
+    display = ctypes.c_void_p(x11.XOpenDisplay(DISPLAY.encode()))
+    fixes.XFixesQueryExtension(display, ctypes.byref(ctypes.c_int()), ctypes.byref(ctypes.c_int()))
+    image = fixes.XFixesGetCursorImage(display).contents
+    shape = (image.xhot, image.yhot, tuple(image.pixels[: image.width * image.height]))
+    x11.XCloseDisplay(display)
+    return shape
+
+
+def await_cursor(x, y, shape):
+    until(lambda: cursor(x, y) == shape, lambda: f"another cursor at {x},{y}")
+
+
 def click(x, y):
     pointer("mousemove", x, y, "click", 1)
 
@@ -164,7 +273,7 @@ class GtkHost(unittest.TestCase):
     def test_touches_reach_whom_they_hit(self):
         for kind in ("window", "overlay"):
             with self.subTest(kind):
-                fixture = self.start(400, 700, kind)
+                fixture = self.start(375, 700, kind)
                 fixture.do("view 100 100 200 100")
                 await_pixel(150, 150, RED)
                 click(150, 150)
@@ -193,8 +302,52 @@ class GtkHost(unittest.TestCase):
         pointer("click", 1)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
+    def test_the_cursor_is_a_hand_over_what_can_be_pressed(self):
+        fixture = self.start()
+        shapes = {}
+        for name in ("pointer", "default", "crosshair"):
+            fixture.do("cursor " + name)
+            fixture.quiet_frames()
+            shapes[name] = cursor(150, 300)
+        self.assertEqual(len(set(shapes.values())), 3)
+        fixture.do_until("pop 1", "code 1")
+        fixture.quiet_frames()
+        # The picture, what is dimmed, the close button below the picture.
+        height = 375 * 520 / 590.5 * 1.5
+        close = round(350 + height / 2 + 375 * 40 / 590.5)
+        for x, y, name in ((200, 350, "pointer"), (5, 350, "default"), (188, close, "pointer"), (5, 5, "default")):
+            await_cursor(x, y, shapes[name])
+        click(188, close)
+        fixture.await_line("code 3")
+        await_cursor(189, close, shapes["crosshair"])
+
+    def test_without_animations_all_is_at_its_end_at_once(self):
+        fixture = self.start()
+        fixture.do("view 100 100 200 100")
+        fixture.do("animate 300")
+        fixture.do_until("animations 0", "completed 1")
+        fixture.do_until("animate 300", "completed 1")
+        fixture.do("animations 1")
+        fixture.do("animate 300")
+        fixture.do_until("remove", "completed 0")
+
+    def test_a_message_blocks_the_hosts_title_bar_but_not_the_windows_own_buttons(self):
+        fixture = self.start(375, 700, "titlebar")
+        places = fixture.do("bar")[-1].split()
+        bar, close = places[1:3], places[3:5]
+        click(*bar)
+        fixture.await_line("bar clicked")
+        fixture.do_until("pop 3", "code 1")
+        click(*bar)
+        fixture.do_until("dismiss", "code 3")
+        click(*bar)
+        self.assertEqual(fixture.await_line("bar clicked"), ["bar clicked"])
+        fixture.do_until("pop 3", "code 1")
+        click(*close)
+        fixture.await_line("destroyed")
+
     def test_what_the_host_puts_above_comes_first(self):
-        fixture = self.start(400, 700, "overlay")
+        fixture = self.start(375, 700, "overlay")
         fixture.do("view 100 100 200 100")
         fixture.do("above")
         fixture.quiet_frames()
@@ -219,7 +372,7 @@ class GtkHost(unittest.TestCase):
         self.assertEqual(fixture.await_line("view ended")[-2:], ["view began 150 150", "view ended 150 150"])
 
     def check_children(self, kind):
-        fixture = self.start(400, 700, kind)
+        fixture = self.start(375, 700, kind)
         state = fixture.state()
         self.assertTrue(state.startswith("state scenes 1 active 1 host 1 screen"), state)
         fixture.do("view 100 100 200 100")
@@ -248,29 +401,29 @@ class GtkHost(unittest.TestCase):
                 self.check_children(kind)
 
     def test_a_message_that_comes_before_the_first_layout_has_its_size(self):
-        fixture = self.start(400, 700, "eager")
+        fixture = self.start(375, 700, "eager")
         if "code 1" not in fixture.lines:
             fixture.await_line("code 1")
-        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 400x700")
-        # The card is 352 points wide.
-        await_pixel(30, 350, WHITE)
-        await_pixel(370, 350, WHITE)
+        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x700")
+        # The card is 330 points wide.
+        await_pixel(25, 350, WHITE)
+        await_pixel(350, 350, WHITE)
         self.assertNotEqual(pixel(18, 350), WHITE)
         self.assertIn("button 确定", fixture.do("a11y"))
 
     def test_a_window_that_is_never_shown_is_not_the_screen(self):
-        fixture = self.start(400, 700, "second")
-        fixture.await_state("state scenes 2 active 1 host 1 screen 400x700")
+        fixture = self.start(375, 700, "second")
+        fixture.await_state("state scenes 2 active 1 host 1 screen 375x700")
 
     def test_an_animation_of_a_hidden_window_completes(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("hide")
-        fixture.await_state("state scenes 1 active 0 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 0 host 1 screen 375x700")
         fixture.do("animate 0.2")
         self.assertEqual(fixture.await_line("completed")[-1], "completed 1")
         fixture.do("show")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x700")
         fixture.do("animate 30")
         fixture.do("hide")
         fixture.do_until("remove", "completed 0")
@@ -317,7 +470,7 @@ class GtkHost(unittest.TestCase):
 
     def test_whatever_happens_to_the_window_while_a_message_opens_it_reports(self):
         fixture = self.start()
-        for command in ("hide", "show", "resize 350 600", "resize 900 600", "close"):
+        for command in ("show", "resize 350 600", "resize 900 600", "close"):
             with self.subTest(command):
                 # Each of those before has reported already.
                 before = fixture.lines.count("code 1")
@@ -325,6 +478,100 @@ class GtkHost(unittest.TestCase):
                 fixture.do(command)
                 while fixture.lines.count("code 1") == before:
                     fixture.await_line("code 1")
+
+    def assert_waiting(self, fixture, background):
+        """Neither reported nor painted, although time passes and the window may be looked at."""
+        fixture.do("animate 0.3")
+        fixture.await_line("completed")
+        self.assertNotIn("code 1", fixture.lines)
+        self.assertEqual(pixel(30, 350), background)
+
+    def assert_shown(self, fixture):
+        if "code 1" not in fixture.lines:
+            fixture.await_line("code 1")
+        await_pixel(30, 350, WHITE)
+        await_pixel(370, 350, WHITE)
+
+    def test_a_message_waits_until_its_window_can_be_seen(self):
+        pointer("mousemove", 1390, 990)
+        root = pixel(30, 350)
+        with WindowManager():
+            with self.subTest("not yet mapped"):
+                fixture = Fixture(400, 700, "early")
+                fixture.do("view 0 0 1 1")
+                self.assert_waiting(fixture, root)
+                fixture.do_until("show", "mapped")
+                self.assert_shown(fixture)
+                self.assertEqual(fixture.close(), 0)
+            for vanish, then, come_back in (("hide", "pop 3", "show"), ("minimise", "pop 3", "unminimise"),
+                                            ("pop_and_hide", "state", "show")):
+                with self.subTest(vanish):
+                    fixture = self.start(400, 700, "second")
+                    fixture.do("view 0 0 1 1")
+                    fixture.do(vanish)
+                    until(lambda: " active 0 " in fixture.state(), fixture.state)
+                    fixture.do(then)
+                    self.assert_waiting(fixture, root)
+                    fixture.do(come_back)
+                    self.assert_shown(fixture)
+                    self.assertEqual(fixture.close(), 0)
+
+    def test_a_message_waits_for_frames_that_the_compositor_holds_back(self):
+        with Compositor() as session:
+            fixture = Fixture(400, 700, **session)
+            fixture.await_line("mapped")
+            fixture.do_until("pop 3", "code 1")
+            before = fixture.lines.count("code 1")
+            fixture.do("view 0 0 1 1")
+            fixture.do("minimise")
+            # Until no frame comes although something moves.
+            fixture.do("animate 30")
+            fixture.quiet_frames()
+            fixture.do("pop 3")
+            for _ in range(2):
+                fixture.do("animate 0.3")
+                fixture.await_line("completed")
+            self.assertEqual(fixture.lines.count("code 1"), before)
+            # Nothing but a press in the session brings it back, so its window is made again.
+            fixture.do("hide")
+            fixture.do_until("show", "code 1")
+            self.assertEqual(fixture.close(), 0)
+
+    def test_a_message_appears_in_the_window_that_was_used_last(self):
+        lefts = {"one": 0, "two": 450, "three": 900}
+        messages = []
+
+        def assert_messages(*windows):
+            for name, left in lefts.items():
+                await_pixel(left + 30, 350, WHITE, gone=name not in windows)
+
+        def pop_in(name):
+            before = fixture.lines.count("code 1")
+            fixture.do("pop 3")
+            until(lambda: fixture.do("state") and fixture.lines.count("code 1") > before, lambda: "no report")
+            messages.append(name)
+            assert_messages(*messages)
+
+        with WindowManager():
+            fixture = self.start(400, 700)
+            for name in ("two", "three"):
+                fixture.do_until("open " + name, "mapped")
+                pointer("search", "--sync", "--name", f"^{name}$", "windowmove", "--sync", lefts[name], 0)
+            assert_messages()
+            click(650, 350)
+            fixture.await_line("host clicked")
+            pop_in("two")
+            # Made active without a press, and with the message of the other window still open.
+            pointer("search", "--name", "^one$", "windowactivate", "--sync")
+            pop_in("one")
+            click(1100, 350)
+            fixture.await_line("host clicked")
+            pop_in("three")
+            # A press on the message itself is one, too.
+            click(450 + 110, 407)
+            fixture.await_line("code 4")
+            messages.remove("two")
+            pop_in("two")
 
     def test_an_endless_text_shows_and_scrolls(self):
         fixture = self.start()
@@ -349,7 +596,7 @@ class GtkHost(unittest.TestCase):
         fixture.do("animate 30")
         fixture.do_until("close", "completed 0")
         self.assertIn("destroyed", fixture.lines)
-        fixture.await_state("state scenes 0 active 0 host 0 screen 400x700")
+        fixture.await_state("state scenes 0 active 0 host 0 screen 375x700")
         fixture.do_until("open", "mapped")
         fixture.do("view 100 100 200 100")
         await_pixel(150, 150, RED)
@@ -359,39 +606,44 @@ class GtkHost(unittest.TestCase):
         fixture.await_line("left")
 
     def test_a_second_window_is_a_scene_of_its_own(self):
-        fixture = self.start(400, 700)
+        fixture = self.start(375, 700)
         fixture.do_until("open", "mapped")
-        fixture.await_state("state scenes 2 active 2 host 1 screen 400x700")
+        fixture.await_state("state scenes 2 active 2 host 1 screen 375x700")
         fixture.do("close")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 400x700")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x700")
 
     def test_a_wide_window_has_its_stage_in_the_middle(self):
         fixture = self.start(1280, 800)
-        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 371x800")
+        self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x620")
         fixture.do("view 100 100 200 100")
-        left = (1280 - 371) // 2
-        await_pixel(left + 101, 150, RED)
-        self.assertNotEqual(pixel(left + 99, 150), RED)
-        click(left + 150, 150)
-        self.assertEqual(fixture.await_line("view ended")[0], "view began 150 150")
+        stage = Stage(1280, 800)
+        edge, _ = stage.pixel(100, 0)
+        await_pixel(edge + 1, 200, RED)
+        self.assertNotEqual(pixel(edge - 1, 200), RED)
+        x, y = stage.pixel(150, 150)
+        click(x, y)
+        began = fixture.await_line("view ended")[0].split()
+        self.assertEqual(began[:2], ["view", "began"])
+        for at, pixels in zip(began[2:], (x - stage.left, y - stage.top)):
+            self.assertAlmostEqual(float(at), pixels / stage.scale, delta=0.01)
         click(50, 400)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
         fixture.do("fill")
-        for x in (2, left - 1, left, left + 370, left + 371, 1277):
+        right = stage.left + round(375 * stage.scale)
+        for x in (2, stage.left - 1, stage.left, right - 1, right, 1277):
             await_pixel(x, 400, GREEN)
-        click(50, 400)
-        click(1200, 400)
-        click(left + 20, 400)
-        seen = fixture.await_line("filling ended 20 400")
+        for x in (50, 1200, stage.left + 20):
+            click(x, 400)
+        seen = [line for _ in range(3) for line in fixture.await_line("filling ended")]
         self.assertNotIn("host clicked", seen)
 
     def test_a_new_size_moves_the_stage(self):
-        fixture = self.start(400, 700)
+        fixture = self.start(375, 700)
         fixture.do("resize 900 700")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 324x700")
-        fixture.do("resize 350 600")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 350x600")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x620")
+        fixture.do("resize 375 650")
+        fixture.await_state("state scenes 1 active 1 host 1 screen 375x650")
 
     def test_nothing_is_painted_while_nothing_changes(self):
         fixture = self.start()

@@ -28,7 +28,7 @@ EXPECTED = [
 def main():
     with Display() as display, tempfile.TemporaryDirectory() as home:
         environment = dict(os.environ, DISPLAY=display, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="none",
-                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-criticals", XDG_DATA_HOME=home)
+                           GSETTINGS_BACKEND="memory", G_DEBUG="fatal-warnings", XDG_DATA_HOME=home)
         run = subprocess.run([sys.argv[1]], env=environment, stdout=subprocess.PIPE, text=True, timeout=60)
     told = [line for line in run.stdout.splitlines() if not line.startswith("event ")]
     if run.returncode != 0 or told != EXPECTED:

@@ -18,7 +18,9 @@ void tapped(std::int64_t index) {
 class Fixture : public CommandFixture {
  public:
   Fixture(int width, int height) : _width(width), _height(height) {
-    takeCommands({{"ball", [](auto&) { showBall(); }}, {"rest", [](auto&) { tellRest(); }}});
+    takeCommands({{"ball", [](auto&) { showBall(); }},
+                  {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
+                  {"rest", [](auto&) { tellRest(); }}});
   }
 
   void open() override {
@@ -28,7 +30,8 @@ class Fixture : public CommandFixture {
     button->signal_clicked().connect([] { say("host clicked"); });
     window->set_child(*button);
     oq::gtk::attach(*window);
-    // The login comes to nothing, since nobody listens.
+    oq::registerClass("TorvelinSDK", oq::Object::staticClass(), {});  // without it the library warns
+    // The login comes to nothing, since no server listens.
     oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
     window->signal_map().connect([] { say("mapped"); });
     Glib::signal_timeout().connect([this] { return tellEnvironment(), true; }, 20);

@@ -5,7 +5,7 @@ import sys
 import unittest
 
 import gtk_test
-from gtk_test import Display, Fixture, await_pixel, click, pointer
+from gtk_test import Display, Fixture, Stage, await_pixel, click, pointer
 
 RED, GREEN, WHITE = (255, 0, 0), (0, 255, 0), (255, 255, 255)
 PAPER = (241, 243, 245)
@@ -26,54 +26,59 @@ class Tools(unittest.TestCase):
         await_pixel(x, y, colour, gone)
         fixture.do_until("rest", "at rest")
 
-    def await_fan(self, fixture, x, y):
-        self.await_rest(fixture, round(x), y - 25, GREEN)
-
     def test_the_ball_on_two_screens(self):
-        # A wide window has an upright screen of 371 points in its middle.
-        for width, height, left, screen in ((400, 700, 0, 400), (1280, 800, 454, 371)):
+        for width, height in ((375, 700), (1280, 800)):
             with self.subTest(width):
                 fixture = self.start(width, height)
-                x, y = left + screen - 30, 330
-                self.await_rest(fixture, x, y - 25, RED)
-                click(x, y)
+                stage = Stage(width, height)
+                at = stage.pixel
+                x, y = 345, 330
+                self.await_rest(fixture, *at(x, y - 25), RED)
+                click(*at(x, y))
                 for dx, dy in ((-60, -60), (-FAN, 0), (-60, 60)):
-                    self.await_fan(fixture, x + dx, y + dy)
-                click(x - 60, y - 60)
+                    self.await_rest(fixture, *at(x + dx, y + dy - 25), GREEN)
+                click(*at(x - 60, y - 60))
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 0"])
                 # Folded, its place is the host's again.
-                self.await_rest(fixture, x - 60, y - 85, GREEN, gone=True)
-                click(x - 60, y - 60)
+                self.await_rest(fixture, *at(x - 60, y - 85), GREEN, gone=True)
+                click(*at(x - 60, y - 60))
                 self.assertEqual(fixture.await_line("host"), ["host clicked"])
 
-                pointer("mousemove", x, y, "mousedown", 1, "mousemove", left + 200, 400, "mousemove", left + 100, 450,
+                pointer("mousemove", *at(x, y), "mousedown", 1, "mousemove", *at(200, 400), "mousemove", *at(100, 450),
                         "mouseup", 1)
-                x, y = left + 30, 450
-                self.await_rest(fixture, x - 29, y, RED)  # at the very edge
-                click(x, y)
-                self.await_fan(fixture, x + FAN, y)
-                click(x + 60, y + 60)
+                x, y = 30, 450
+                self.await_rest(fixture, *at(1, y), RED)  # at the very edge
+                click(*at(x, y))
+                self.await_rest(fixture, *at(x + FAN, y - 25), GREEN)
+                click(*at(x + 60, y + 60))
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 2"])
                 # The white head of the diagnostics, whose button at the right closes them.
-                middle = left + round(screen / 2)
-                self.await_rest(fixture, middle, 16, WHITE)
-                await_pixel(left + 14, height - 40, PAPER)
-                click(left + screen - 52, 36)
-                self.await_rest(fixture, middle, 16, WHITE, gone=True)
-                click(middle, 36)
+                middle = at(187, 16)
+                self.await_rest(fixture, *middle, WHITE)
+                await_pixel(*at(14, stage.height - 40), PAPER)
+                click(*at(323, 36))
+                self.await_rest(fixture, *middle, WHITE, gone=True)
+                click(*at(187, 36))
                 self.assertEqual(fixture.await_line("host"), ["host clicked"])
                 fixture.do("quit")
                 fixture.await_line("left")
                 self.assertEqual(fixture.close(), 0)
 
+    def test_the_tools_bear_a_window_without_room(self):
+        for width, height in ((300, 200), (120, 120)):
+            fixture = self.start(width, height)
+            fixture.do("diagnostics")
+            fixture.do_until("rest", "at rest")
+            self.assertEqual(fixture.close(), 0, "a warning of GTK's ends it")
+
     def test_the_alert_answers_to_pointer_and_keys(self):
-        fixture = self.start(400, 700)
+        fixture = self.start(375, 700)
 
         def ask():
-            self.await_rest(fixture, 370, 305, RED)
-            click(370, 330)
-            self.await_fan(fixture, 370 - FAN, 330)
-            click(round(370 - FAN), 330)
+            self.await_rest(fixture, 345, 305, RED)
+            click(345, 330)
+            self.await_rest(fixture, round(345 - FAN), 305, GREEN)
+            click(round(345 - FAN), 330)
             self.assertEqual(fixture.await_line("tapped"), ["tapped 1"])
             self.await_rest(fixture, 60, 300, WHITE)  # the alert's card
 

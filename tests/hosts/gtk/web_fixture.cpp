@@ -1,6 +1,7 @@
 #include <gtkmm.h>
 
 #include <boost/json/serialize.hpp>
+#include <cstdlib>
 #include <memory>
 #include <sstream>
 
@@ -13,6 +14,7 @@
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UIWindow.h"
 #include "Utils/OQNavigation.h"
+#include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 /// A host of one entry and one button over which web pages are opened. It does what it reads from its standard input,
@@ -25,6 +27,7 @@ class Fixture : public CommandFixture {
  public:
   explicit Fixture(std::string dataFolder) : _dataFolder(std::move(dataFolder)) {
     takeCommands({
+        {"prepare", [](auto&) { oq::prepareWebEngine(); }},
         {"jump", [](auto& in) { jump(in); }},
         {"close", [this](auto&) { shown()->close(); }},
         {"fade", [this](auto& in) { fade(in); }},
@@ -32,16 +35,19 @@ class Fixture : public CommandFixture {
         {"script", [this](auto& in) { evaluate(in); }},
         {"inject", [this](auto& in) { inject(in); }},
         {"window", [this](auto& in) { popWindow(in); }},
+        {"message", [](auto&) { popMessage(); }},
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { tellFocus(); }},
+        {"resize", [this](auto& in) { resize(in); }},
+        {"grab", [this](auto&) { _entry->grab_focus(); }},
     });
   }
 
   void open() override {
     _window = new Gtk::Window;
     _window->set_decorated(false);
-    _window->set_default_size(400, 700);
+    _window->set_default_size(375, 700);
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     auto* entry = _entry = Gtk::make_managed<Gtk::Entry>();
     entry->signal_changed().connect([entry] { say("entry " + entry->get_text()); });
@@ -54,6 +60,7 @@ class Fixture : public CommandFixture {
     oq::gtk::AttachOptions options;
     options.applicationIdentifier = "com.example.web";
     options.dataDirectory = _dataFolder;
+    options.preloadWebEngine = !std::getenv("FIXTURE_LOADS_NOTHING_AHEAD");
     oq::gtk::attach(*_window, options);
     _window->signal_map().connect([] { say("mapped"); });
     _window->present();
@@ -112,6 +119,16 @@ class Fixture : public CommandFixture {
     });
   }
 
+  static void popMessage() {
+    auto data = std::make_shared<oq::OQWindowData>();
+    data->setModelWithDic({{"style", 3},
+                           {"title", {{"text", "Message"}}},
+                           {"buttonLeft", {{"text", "left"}}},
+                           {"buttonRight", {{"text", "right"}}}});
+    oq::makeMainObject<oq::OQPopWindow>()->popWithData(
+        data, [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
+  }
+
   void tellCard() {
     const auto frame = _popWindow->webController()->view()->frame();
     const auto close = _popWindow->closeBtn()->frame();
@@ -123,7 +140,16 @@ class Fixture : public CommandFixture {
 
   void tellFocus() {
     auto* focus = _window->get_focus();
-    say(focus && focus->is_ancestor(*_entry) ? "focus host" : "focus elsewhere");
+    if (!focus) return say("focus nowhere");
+    if (focus->is_ancestor(*_entry)) return say("focus host");
+    const auto element = oq::UIApplication::sharedApplication().keyWindow()->focusedView();
+    say("focus " + (element ? element->accessibilityLabel() : G_OBJECT_TYPE_NAME(focus->gobj())));
+  }
+
+  void resize(std::istream& in) {
+    int width = 0, height = 0;
+    in >> width >> height;
+    _window->set_default_size(width, height);
   }
 
   /// A view above whatever is open.

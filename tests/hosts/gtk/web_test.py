@@ -17,11 +17,24 @@ import time
 import unittest
 
 import gtk_test
-from gtk_test import await_pixel, click, pixel, pointer, until
+from gtk_test import Stage, await_pixel, click, pixel, pointer, until
 
 FIXTURE = PAGES = ""
 WAIT = 20.0
+# A user who is not root becomes root in a user namespace.
+NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK, RED = (255, 221, 238), (255, 0, 0)
+
+
+def sandbox_works():
+    try:
+        tried = subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True)
+        return tried.returncode == 0
+    except OSError:
+        return False
+
+
+SANDBOX_WORKS = sandbox_works()
 
 
 class Authority:
@@ -65,6 +78,7 @@ POST = "window.webkit.messageHandlers.jsCallOC.postMessage"
 PAGE = {
     "/one": html("One 一", "<a id=l style='display:block;height:120px' href='/two'>two</a>"),
     "/two": html("Two"),
+    "/links": html("Links", "<a id=first href='/one'>one</a> <a id=last href='/two'>two</a>"),
     "/talk": html("Talk", f"<script>{POST}({{a: 1, b: [true, null, '二']}}); {POST}('text'); "
                           f"{POST}(undefined)</script>"),
     "/flood": html("Flood", f"<script>for (let i = 0; i < 2000; i++) {POST}(i); {POST}('x'.repeat(1 << 20)); "
@@ -164,7 +178,8 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
 
 
 class Fixture(gtk_test.Fixture):
-    def __init__(self, authority, **environment):
+    def __init__(self, authority, namespace="", **environment):
+        """`namespace`: commands for mounts that only the fixture sees."""
         self.home = tempfile.TemporaryDirectory()
         self.data = pathlib.Path(self.home.name)
         settings = dict(os.environ, DISPLAY=gtk_test.DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo",
@@ -173,8 +188,11 @@ class Fixture(gtk_test.Fixture):
                         DBUS_SESSION_BUS_ADDRESS="disabled:", SSL_CERT_FILE=str(authority), **environment)
         # Called as if found through PATH, where something lies around that goes by the engine's name.
         (self.data / "liboqsdk-webkit.so").write_text("no library")
-        self.process = subprocess.Popen([pathlib.Path(FIXTURE).name, self.home.name], executable=FIXTURE,
-                                        cwd=self.home.name, env=settings, stdin=subprocess.PIPE,
+        run = 'exec -a "$(basename "$1")" "$@"'
+        command = ["bash", "-c", f"{namespace}\n{run}", "bash", FIXTURE, self.home.name]
+        if namespace:
+            command = ["unshare", "-m", *NAMESPACE, *command]
+        self.process = subprocess.Popen(command, cwd=self.home.name, env=settings, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE)
         self.buffer, self.lines, self.page, self.number = b"", [], None, 0
         self.await_line("mapped")
@@ -222,6 +240,9 @@ class Fixture(gtk_test.Fixture):
     def await_log(self, text, count=1):
         until(lambda: self.log().count(text) >= count, lambda: f"{text!r} is not in the log:\n{self.log()[-2000:]}")
         return self.log()
+
+    def has_engine(self):
+        return "libwebkitgtk" in pathlib.Path(f"/proc/{self.process.pid}/maps").read_text()
 
     def descendants(self, name):
         """Processes of ours whose program is called so."""
@@ -305,6 +326,75 @@ class WebPages(unittest.TestCase):
         self.assertNotIn("entry abc", fixture.await_line("entry "))
         click(200, 400)
         fixture.await_line("host clicked")
+
+    def await_focus(self, fixture, wanted):
+        """The widget that has the keyboard's focus, and in a page its element."""
+        def where():
+            place = fixture.do("focus")[-1].removeprefix("focus ")
+            return fixture.result("document.activeElement.id") if place == "WebKitWebView" else place
+        until(lambda: where() == wanted, lambda: f"the focus is at {where()}, not at {wanted}")
+
+    def test_the_keyboard_goes_round_a_page_and_its_bar_and_leaves_by_itself(self):
+        fixture = self.start()
+        fixture.jump(self.url("/links"), title="Links", moving=False)
+        for key, stops in (("Tab", ['"first"', '"last"', "返回", "关闭", '""', '"first"']),
+                           ("shift+Tab", ["关闭", "返回", '""', '"last"', '"first"', "关闭"])):
+            for stop in stops:
+                pointer("key", key)
+                self.await_focus(fixture, stop)
+        # What the page covers gets no focus, and has it afterwards.
+        fixture.do("grab")
+        self.await_focus(fixture, '""')
+        pointer("key", "Escape")
+        fixture.await_none()
+        self.await_focus(fixture, "host")
+        # Back by the keyboard: first inside the page, then out of it.
+        fixture.jump(self.url("/links"), title="Links", moving=False)
+        pointer("key", "Tab", "key", "Tab")
+        self.await_focus(fixture, '"last"')
+        pointer("key", "Return")
+        fixture.await_page(title="Two", back=True)
+        pointer("key", "alt+Left")
+        fixture.await_page(title="Links", back=False)
+        pointer("key", "alt+Left")
+        fixture.await_none()
+        self.await_focus(fixture, "host")
+        # A message above a page takes the focus from it and gives it back; then the page is closed by the program.
+        fixture.jump(self.url("/links"), title="Links", moving=False)
+        pointer("key", "Tab")
+        self.await_focus(fixture, '"first"')
+        fixture.do_until("message", "code 1")
+        self.await_focus(fixture, "GtkBox")
+        for stop in ("left", "right", "left"):
+            pointer("key", "Tab")
+            self.await_focus(fixture, stop)
+        pointer("key", "Return")
+        self.await_focus(fixture, '"first"')
+        fixture.do("close")
+        fixture.await_none()
+        self.await_focus(fixture, "host")
+
+    def test_the_engine_is_loaded_ahead_where_the_host_allows_it(self):
+        fixture = self.start()
+        fixture.do("prepare")
+        fixture.await_descendants("WebKitNetworkProcess", 1)
+        self.assertEqual(fixture.descendants("WebKitWebProcess"), [], "that is the first page's")
+        fixture.jump(self.url("/one"), title="One 一")
+        # A page, or the end of the process, that comes in the middle of it.
+        fixture = self.start()
+        fixture.do("prepare")
+        fixture.jump(self.url("/one"), title="One 一")
+        for _ in range(5):
+            fixture = self.start()
+            fixture.do("prepare")
+            until(fixture.has_engine, lambda: "nothing is loaded", pause=0.001)
+            self.assertEqual(fixture.close(), 0)
+        fixture = self.start(FIXTURE_LOADS_NOTHING_AHEAD="1")
+        fixture.do("prepare")
+        for _ in range(20):
+            fixture.do("focus")
+        self.assertFalse(fixture.has_engine())
+        fixture.jump(self.url("/one"), title="One 一")
 
     def test_a_page_fades_with_its_view(self):
         fixture = self.start()
@@ -443,31 +533,47 @@ class WebPages(unittest.TestCase):
         fixture.await_page(hidden=False, bar=False)
         self.assertAlmostEqual(card[3], card[2] * 1.5, delta=0.01)
         self.assertEqual(json.loads(fixture.result("[innerWidth, innerHeight]")), [round(card[2]), round(card[3])])
-        x, y = (400 - card[2]) / 2, (700 - card[3]) / 2
+        x, y = (375 - card[2]) / 2, (700 - card[3]) / 2
         self.assertAlmostEqual(card[1], y, delta=0.01)
         outside = pixel(200, int(y) - 4)
         self.assertNotEqual(pixel(200, int(y) + 4), outside)
-        click(round(card[4]), round(card[5]))
+        # All of it fits; what does not, after it has grown, can be scrolled to.
+        self.assertEqual(fixture.result("document.getElementById('claim').getBoundingClientRect().bottom < innerHeight "
+                                        "&& document.scrollingElement.scrollHeight <= innerHeight"), "true")
+        fixture.result("document.body.style.minHeight = '200%'")
+        pointer("mousemove", 188, 350)
+        until(lambda: pointer("click", 5) or fixture.result("scrollY > 0") == "true",
+              lambda: "the page does not scroll")
+        # In a larger window the page is larger, not laid out for more room.
+        fixture.do("resize 560 1000")
+        stage = Stage(560, 1000, (375, 700))
+        await_pixel(*stage.pixel(card[0] + card[2] - 2, card[1] + card[3] - 2), outside, gone=True)
+
+        def room():
+            return json.loads(fixture.result("[innerWidth, innerHeight]"))
+
+        until(lambda: all(abs(side - length) <= 1 for side, length in zip(room(), card[2:4])), room)
+        click(*stage.pixel(card[4], card[5]))
         fixture.await_line("code 3")
         fixture.await_idle()
         click(200, 400)
         fixture.await_line("host clicked")
 
     def test_where_the_engine_cannot_run_it_is_not_loaded(self):
-        with tempfile.TemporaryDirectory() as folder:
-            tool = pathlib.Path(folder) / "bwrap"
-            tool.write_text("#!/bin/sh\nexit 1\n")
-            tool.chmod(0o755)
-            fixture = self.start(PATH=f"{folder}:{os.environ['PATH']}", WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS="")
-            fixture.jump(self.url("/one"), reload=True, hidden=True)
-            fixture.await_log("there are no user namespaces for the web engine's sandbox")
-            self.assertNotIn("libwebkitgtk", pathlib.Path(f"/proc/{fixture.process.pid}/maps").read_text())
-            fixture.await_page(moving=False)
-            click(62, 22)
-            fixture.await_none()
-            tool.write_text("#!/bin/sh\nexit 0\n")
+        # The engine ends the process where its sandbox has no /sys to show.
+        fixture = self.start(namespace="mount -t tmpfs none /sys" if SANDBOX_WORKS else "",
+                             WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS="")
+        fixture.jump(self.url("/one"), reload=True, hidden=True)
+        fixture.await_log("the web engine's sandbox cannot be built: bwrap: ")
+        self.assertFalse(fixture.has_engine())
+        fixture.await_page(moving=False)
+        click(62, 22)
+        fixture.await_none()
+        if SANDBOX_WORKS:
+            subprocess.run(["nsenter", "-t", str(fixture.process.pid), "-m", *ENTER, "umount", "/sys"], check=True)
             fixture.jump(self.url("/one"), title="One 一")
 
+        with tempfile.TemporaryDirectory() as folder:
             # With the library's second version beside it, the engine's own ends the process.
             library = f"{folder}/libsoup-stand-in.so"
             subprocess.run(["c++", "-shared", "-x", "c++", "-", "-o", library], check=True,
@@ -475,20 +581,12 @@ class WebPages(unittest.TestCase):
             fixture = self.start(LD_PRELOAD=library)
             fixture.jump(self.url("/one"), reload=True, hidden=True)
             fixture.await_log("libsoup 2")
-            self.assertNotIn("libwebkitgtk", pathlib.Path(f"/proc/{fixture.process.pid}/maps").read_text())
-
-
-def sandbox_works():
-    try:
-        tried = subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True)
-        return tried.returncode == 0
-    except OSError:
-        return False
+            self.assertFalse(fixture.has_engine())
 
 
 if __name__ == "__main__":
     FIXTURE, PAGES = sys.argv.pop(1), sys.argv.pop(1)
-    if not sandbox_works():
+    if not SANDBOX_WORKS:
         print("web_test: no user namespaces here: the engine runs WITHOUT its sandbox, for this test alone", flush=True)
         os.environ["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1"
     with gtk_test.Display() as gtk_test.DISPLAY:

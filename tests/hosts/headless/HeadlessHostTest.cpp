@@ -13,6 +13,7 @@
 #include "UIKit/UIApplication.h"
 #include "UIKit/UIControl.h"
 #include "UIKit/UIScreen.h"
+#include "oqsdk/TorvelinOqManager.h"
 #include "support/ScratchFolder.h"
 
 namespace oq {
@@ -32,6 +33,19 @@ std::shared_ptr<View> addRed(CGRect frame) {
   view->setBackgroundColor(UIColor::redColor());
   keyWindow()->addSubview(view);
   return view;
+}
+
+TEST(HeadlessHostTest, AStartWithoutAnAnalyticsClassWarnsOnce) {
+  const test::ScratchFolder folder;
+  HeadlessHost host({.dataDirectory = folder.path()});
+  auto config = TorvelinOqConfig::defaultConfig();
+  config->setEnvType(3);  // has no server
+  testing::internal::CaptureStderr();
+  for (int start = 0; start < 2; ++start) TorvelinOqManager::startWithConfig(config);
+  const std::string printed = testing::internal::GetCapturedStderr();
+  const std::size_t warning = printed.find("OQSDK-WARNING");
+  EXPECT_NE(printed.find("No class \"TorvelinSDK\" is registered", warning), std::string::npos) << printed;
+  EXPECT_EQ(printed.find("OQSDK-", warning + 1), std::string::npos) << printed;
 }
 
 TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
@@ -79,6 +93,20 @@ TEST(HeadlessHostTest, TheClockMovesInFramesAndCompletionsRunBetweenThem) {
   EXPECT_NEAR(first, 0.2, 1.0 / 60);
   EXPECT_NEAR(second, first + 0.1, 1.0 / 60);
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
+}
+
+TEST(HeadlessHostTest, WithoutAnimationsAllIsAtItsEndAtOnce) {
+  for (bool animations : {false, true}) {
+    HeadlessHost::Options options;
+    options.animations = animations;
+    HeadlessHost host(options);
+    auto view = addRed(CGRectMake(0, 0, 10, 10));
+    bool completed = false;
+    UIView::animateWithDuration(5, [&] { view->setAlpha(0); }, [&](bool) { completed = true; });
+    host.runMainQueue();
+    EXPECT_EQ(completed, !animations);
+    EXPECT_EQ(host.pixelAt(5, 5), animations ? kRed : kWhite);
+  }
 }
 
 TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {

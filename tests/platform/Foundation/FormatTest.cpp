@@ -1,6 +1,7 @@
 #include "Foundation/Format.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <cmath>
 #include <limits>
@@ -47,15 +48,20 @@ TEST(Format, ReplacesPlaceholdersInOrderAndNeverScansArguments) {
   EXPECT_EQ(stringWithFormat("%@", PropertyValue(Data{0x0a, 0xff})), "<0aff>");
 }
 
-TEST(Format, LogsToTheHandlerUntilItIsTakenBack) {
-  std::string seen;
-  setPlatformLogHandler([&](std::string_view text) { seen += text; });
-  platformLog("one");
-  setPlatformLogHandler({});
+TEST(Format, ThePlatformsLogIsQuietUnlessGLibIsAsked) {
+  testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  platformLog("two");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "two\n");
-  EXPECT_EQ(seen, "one");
+  platformLog("unasked");
+  setenv("G_MESSAGES_DEBUG", "OQSDK", 1);
+  platformLog("asked");
+  unsetenv("G_MESSAGES_DEBUG");
+  platformWarning("mistake");
+  const std::string output = testing::internal::GetCapturedStdout(), errors = testing::internal::GetCapturedStderr();
+  EXPECT_NE(output.find("OQSDK-DEBUG"), std::string::npos) << output;
+  EXPECT_NE(output.find(": asked\n"), std::string::npos) << output;
+  EXPECT_NE(errors.find("OQSDK-WARNING"), std::string::npos) << errors;
+  EXPECT_NE(errors.find(": mistake\n"), std::string::npos) << errors;
+  EXPECT_EQ((output + errors).find("unasked"), std::string::npos) << output << errors;
 }
 
 TEST(Number, ReadsNumbersFromAnyObject) {
@@ -113,15 +119,15 @@ TEST(Number, ReadsNumbersFromAnyObject) {
 TEST(JSON, RefusesWhatIsNotJSON) {
   auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
   const std::string refused[] = {// torn or too much
-                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf{}",
-                                 std::string("[1]\0", 4), deep(513),
+                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf",
+                                 "{\xef\xbb\xbf}", std::string("[1]\0", 4), deep(513),
                                  // numbers and texts that there are not
-                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'",
-                                 "\"\xff\"", "\"\xed\xa0\x80\"", "\"\\ud800\""};
+                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'", "\"\xff\"",
+                                 "\"\xed\xa0\x80\"", "\"\\ud800\""};
   for (const auto& text : refused)
     EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
-  for (const std::string& text :
-       {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512)}) {
+  for (const std::string& text : {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512),
+                                  std::string("\xef\xbb\xbf {}")}) {
     EXPECT_TRUE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
   }
 }

@@ -116,22 +116,6 @@ TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
 INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"),
                          [](const auto& method) { return std::string(method.param); });
 
-// Closed in peace while idle: the next request simply takes a new connection.
-TEST_F(URLSessionTest, ConnectionClosedWhileIdleIsNotUsedAgain) {
-  RawServer server([](RawServer::Connection& connection) {
-    connection.readRequest();
-    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-  });
-  for (std::size_t round = 1; round <= 3; ++round) {
-    EXPECT_EQ(perform(post(server.url("/"), "{}")).text, "ok");
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (server.closedCount() < round && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(1ms);
-    ASSERT_EQ(server.closedCount(), round);
-  }
-  EXPECT_EQ(server.requestCount(), 3u);
-  EXPECT_EQ(server.connectionCount(), 3u);
-}
-
 TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
   RawServer silent([](RawServer::Connection& connection) {
     connection.readRequest();

@@ -35,6 +35,7 @@ TEST(URL, SchemeIsInLowerCaseAndEmptyForARelativeAddress) {
 TEST(HTTPStatus, HasATextForEveryNumber) {
   EXPECT_EQ(localizedStringForStatusCode(404), "not found");
   EXPECT_EQ(localizedStringForStatusCode(500), "internal server error");
+  EXPECT_EQ(localizedStringForStatusCode(505), "unsupported version");
   EXPECT_EQ(localizedStringForStatusCode(418), "client error");
   EXPECT_EQ(localizedStringForStatusCode(299), "success");
   EXPECT_EQ(localizedStringForStatusCode(-5), "server error");

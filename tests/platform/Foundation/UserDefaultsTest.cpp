@@ -112,7 +112,15 @@ TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
   UserDefaults::standardUserDefaults()->setInteger(1, "k");
   UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-  EXPECT_TRUE(std::filesystem::exists(folder / "Preferences/com.example.shop.sqlite"));
+  // An application that is called like a suite, or like a suite's file.
+  suite()->setInteger(3, "k");
+  for (const char* identifier : {"group.oqsdk", "%group.oqsdk", "../Preferences/group.oqsdk", "", "standard"}) {
+    setMainBundle(identifier, "");
+    EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("k"), 0) << identifier;
+    UserDefaults::standardUserDefaults()->setInteger(4, "k");
+  }
+  EXPECT_EQ(suite()->integerForKey("k"), 3);
+  EXPECT_TRUE(std::filesystem::exists(database()));
   EXPECT_FALSE(std::filesystem::exists(folder / "escape.sqlite"));
   ScratchFolder other;
   setApplicationDataDirectory(other.path());

@@ -125,6 +125,25 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   EXPECT_EQ(shownAlpha(), 0.6);
 }
 
+TEST_F(AnimationTest, WithoutAnimationsAllIsAtItsEndAtOnceAndStillCompletes) {
+  Outcome running, begun;
+  fade(0, 30, running.record());
+  stepTo(1);
+  AnimationEngine::shared().setEnabled(false);
+  runMainQueue();
+  EXPECT_TRUE(running.isFinishedOnce());
+  EXPECT_EQ(shownAlpha(), 0);
+  fade(1, 30, begun.record());
+  EXPECT_EQ(shownAlpha(), 1);
+  EXPECT_EQ(begun.calls, 0) << "not inside the call";
+  runMainQueue();
+  EXPECT_TRUE(begun.isFinishedOnce());
+  AnimationEngine::shared().setEnabled(true);
+  fade(0, 30);
+  EXPECT_EQ(shownAlpha(), 1);
+  settle();
+}
+
 TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
   Outcome outer, inner;
   animate(1, outer, [&] {

@@ -135,13 +135,59 @@ TEST(Image, RefusesBombsByTheirHeaders) {
 #endif
 }
 
+/// Two frames of one pixel: red, then blue.
+const Data kGif = {
+    'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
+
+/// A picture that hardly compresses, in the format.
+Data noisy(const char* format) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 100, 90);
+  guint length = 0;
+  guchar* bytes = gdk_pixbuf_get_pixels_with_length(pixels, &length);
+  std::uint32_t seed = 1;
+  for (guint i = 0; i < length; ++i) bytes[i] = static_cast<guchar>((seed = seed * 1664525 + 1013904223) >> 24);
+  gchar* saved = nullptr;
+  gsize size = 0;
+  gdk_pixbuf_save_to_buffer(pixels, &saved, &size, format, nullptr, nullptr);
+  Data data(saved, saved + size);
+  g_free(saved);
+  g_object_unref(pixels);
+  return data;
+}
+
+TEST(Image, RefusesAPictureThatBreaksOff) {
+  const std::pair<const char*, Data> cases[] = {
+      {"png", noisy("png")}, {"jpeg", noisy("jpeg")}, {"tiff", noisy("tiff")}, {"gif", kGif}};
+  for (const auto& [name, whole] : cases) {
+    SCOPED_TRACE(name);
+    EXPECT_FALSE(UIImage::isBroken(whole));
+    Data more = whole;
+    more.resize(whole.size() + 500, 'x');
+    const auto image = UIImage::imageWithData(more);
+    EXPECT_TRUE(image && image->surface()) << "what follows a whole picture does not count";
+    for (const double part : {0.3, 0.5, 0.9, 0.95}) {
+      Data cut = whole;
+      cut.resize(static_cast<std::size_t>(part * static_cast<double>(whole.size())));
+      EXPECT_TRUE(UIImage::isBroken(cut)) << part;
+    }
+  }
+  for (const auto& [name, whole] : {cases[0], cases[1]}) {
+    SCOPED_TRACE(name);
+    Data endless = whole;
+    endless.resize(whole.size() - 1);
+    EXPECT_TRUE(UIImage::isBroken(endless)) << "the last bytes only mark the end";
+    const auto middle = whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2);
+    Data holed(whole.begin(), middle);
+    holed.insert(holed.end(), middle + 1000, whole.end());
+    EXPECT_TRUE(UIImage::isBroken(holed)) << "a part in the middle is missing";
+  }
+  EXPECT_FALSE(UIImage::isBroken(dataFromString("no picture")));
+}
+
 TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
-  // Two frames of one pixel: red, then blue.
-  const Data gif = {
-      'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
-      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
-      0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
-  auto image = UIImage::imageWithData(gif);
+  auto image = UIImage::imageWithData(kGif);
   ASSERT_TRUE(image);
   Canvas canvas(1, 1);
   drawImage(canvas.cr(), *image, CGRectMake(0, 0, 1, 1));
@@ -273,6 +319,37 @@ TEST_F(Button, DarkensWhileItIsHeldDown) {
   EXPECT_EQ(colourAt(5, 5), kWhite);
 }
 
+TEST_F(Button, AnswersToThePointerALittle) {
+  for (const UIColor background : {UIColor::redColor(), UIColor::blackColor()}) {
+    button->setBackgroundColor(background);
+    const Colour before = colourAt(50, 50);
+    EXPECT_TRUE(window->pointerMoved(CGPoint{50, 50}));
+    const Colour hovered = colourAt(50, 50);
+    const int little = std::abs(hovered.red - before.red);
+    EXPECT_GT(little, 8);
+    hold();
+    EXPECT_GT(std::abs(colourAt(50, 50).red - before.red), 2 * little) << "held down";
+    window->touchEnded(0, {50, 50}, 0);
+    EXPECT_EQ(colourAt(50, 50), hovered);
+    EXPECT_FALSE(window->pointerMoved(std::nullopt));
+    EXPECT_EQ(colourAt(50, 50), before);
+  }
+  // A finger is not a pointer, and what cannot be pressed does not answer.
+  const Colour before = colourAt(50, 50);
+  hold();
+  window->touchEnded(0, {50, 50}, 0);
+  EXPECT_EQ(colourAt(50, 50), before);
+  button->setEnabled(false);
+  EXPECT_FALSE(window->pointerMoved(CGPoint{50, 50}));
+  EXPECT_EQ(colourAt(50, 50), before);
+  // Taken away from under the pointer, it comes back as it was.
+  button->setEnabled(true);
+  window->pointerMoved(CGPoint{50, 50});
+  button->removeFromSuperview();
+  window->addSubview(button);
+  EXPECT_EQ(colourAt(50, 50), before);
+}
+
 TEST_F(Button, ShowsTheLookOfItsStateOrTheNormalOne) {
   button->setTitle("normal", UIControlStateNormal);
   EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
@@ -301,6 +378,11 @@ TEST_F(Button, CentresItsTitle) {
   EXPECT_GT(ink().pixels, small.pixels);
   button->setTitle("a title that is far too long for it", UIControlStateNormal);
   EXPECT_LE(ink().bottom - ink().top, 55) << "one line";
+  button->titleLabel().setFont(UIFont::systemFontOfSize(12));
+  button->setTitlePadding(20);
+  EXPECT_GE(ink().left, 19);
+  EXPECT_LE(ink().right, 81);
+  EXPECT_GT(ink().pixels, 50);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "UIKit/Animation.h"
 #include "UIKit/UIControl.h"
 #include "UIKit/UIGestureRecognizer.h"
 #include "UIKit/UIScrollView.h"
@@ -245,6 +246,12 @@ TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
   EXPECT_TRUE(window->fling({50, 50}, 0, -10000)) << "a touchpad";
   stepTo(host.time + 10);
   EXPECT_EQ(shown(), 0);
+
+  AnimationEngine::shared().setEnabled(false);
+  drag(10);
+  up(50, 40);
+  EXPECT_EQ(shown(), 50) << "it neither rolls nor jumps";
+  AnimationEngine::shared().setEnabled(true);
 }
 
 class GreedyView : public TouchView {

@@ -1,5 +1,6 @@
 #include "UIKit/UIViewController.h"
 
+#include "UIKit/Painter.h"
 #include "UIKit/UINavigationBar.h"
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UINavigationItem.h"
@@ -94,10 +95,17 @@ TEST_F(ViewControllerTest, ARootThatIsReplacedWhileItAppearsLeavesNothingBehind)
   EXPECT_EQ(window->subviews(), (Views{second->view()}));
 }
 
+/// Without what dims the rest of the window behind them.
+Views shownIn(UINavigationController& navigation) {
+  Views views = navigation.view()->subviews();
+  std::erase_if(views, [](const auto& view) { return view->fillsSurroundings(); });
+  return views;
+}
+
 TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   auto navigation = showInNavigation(first);
   EXPECT_EQ(first->navigationController(), navigation);
-  EXPECT_EQ(navigation->popViewController(true), nullptr);
+  EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
 
   log.clear();
   navigation->pushViewController(second, true);
@@ -109,21 +117,27 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(second->view()->window(), window.get());
   EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
   EXPECT_EQ(first->view()->window(), window.get()) << "until the other has slid over it";
+  const CGPoint outside{150, 50};
+  EXPECT_TRUE(window->wantsTouchAt(outside));
   stepTo(1);
   EXPECT_EQ(first->view()->window(), nullptr);
+  EXPECT_TRUE(window->wantsTouchAt(outside));
+  EXPECT_NEAR(surroundingsColor(*window, 1).alpha, 0.3, 1e-9);
 
   log.clear();
-  EXPECT_EQ(navigation->popViewController(false), second);
+  EXPECT_EQ(navigation->popViewControllerAnimated(false), second);
   EXPECT_EQ(log, (Log{"b will disappear", "a will appear", "b did disappear", "a did appear"}));
   EXPECT_EQ(second->parentViewController(), nullptr);
-  EXPECT_EQ(navigation->view()->subviews(), (Views{first->view(), navigation->navigationBar()}));
+  EXPECT_FALSE(window->wantsTouchAt(outside));
+  EXPECT_EQ(surroundingsColor(*window, 1).alpha, 0);
+  EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
 }
 
 TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
   auto navigation = showInNavigation(first);
   navigation->pushViewController(second, true);
   stepTo(0.1);
-  navigation->popViewController(true);
+  navigation->popViewControllerAnimated(true);
   stepTo(0.2);
   navigation->pushViewController(third, true);
   stepTo(0.3);
@@ -133,7 +147,7 @@ TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
   EXPECT_EQ(third->view()->frame(), window->bounds());
   navigation->setNavigationBarHidden(false);
   stepTo(2);
-  EXPECT_EQ(navigation->view()->subviews(), (Views{third->view(), navigation->navigationBar()}));
+  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
   EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
   EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
   EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
@@ -152,7 +166,7 @@ TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
   second->onWillAppear = [&] { navigation->pushViewController(third, false); };
   navigation->pushViewController(second, false);
   EXPECT_EQ(navigation->topViewController(), third);
-  EXPECT_EQ(navigation->view()->subviews(), (Views{third->view(), navigation->navigationBar()}));
+  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
 }
 
 TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
@@ -274,7 +288,7 @@ TEST_F(ViewControllerTest, AHostWindowLetsTouchesThroughUntilAPageIsPushed) {
   EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
   navigation->pushViewController(page("a"), false);
   EXPECT_TRUE(attached->wantsTouchAt({50, 50}));
-  navigation->popViewController(false);
+  navigation->popViewControllerAnimated(false);
   EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
 }
 

@@ -6,6 +6,7 @@
 
 #include "Foundation/Base64.h"
 #include "Foundation/URLSession.h"
+#include "Manager/OQSDKManager.h"
 #include "Storage/OQImageDiskCache.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "src/TemporaryFolder.h"
@@ -72,6 +73,26 @@ TEST_F(DownloadedImage, ThatArrivesLateReplacesOneThatWasAskedForLater) {
   ASSERT_TRUE(host.runUntil([&] { return view->image() != first; }, 20));
   EXPECT_EQ(oq_imageURL(*view)->absoluteString(), "https://p.example/broken.png");
   EXPECT_TRUE(view->image());
+}
+
+TEST_F(DownloadedImage, ThatBreaksOffIsAFailedOneAndTriedAgain) {
+  const auto url = URL::withString("https://p.example/cut.png");
+  network->answer("/cut.png", picture().substr(0, picture().size() - 4));
+  network->answer("/text.png", "no picture");
+  oq_setImageWithURL(view, url);
+  auto& engine = OQSDKManager::sharedManager();
+  engine.downloadImageWithURL(url, nullptr);
+  engine.downloadImageWithURL(URL::withString("https://p.example/text.png"), nullptr);
+  ASSERT_TRUE(network->settle());
+  host.runMainQueue();
+  EXPECT_FALSE(view->image());
+  EXPECT_FALSE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/cut.png"));
+  EXPECT_TRUE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/text.png"))
+      << "what is not a picture at all is kept";
+
+  network->answer("/cut.png", picture());
+  oq_setImageWithURL(view, url);
+  ASSERT_TRUE(host.runUntil([&] { return view->image() != nullptr; }, 20));
 }
 
 TEST_F(WebImage, DoesNotKeepTheViewWhileItLoads) {

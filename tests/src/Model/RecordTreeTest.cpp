@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <limits>
 #include <random>
 
 #include "Storage/OQDataArchiver.h"
@@ -211,6 +212,57 @@ TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
   EXPECT_EQ(copy->endTime(), Value(12));
   EXPECT_TRUE(copy->isActivated());
   EXPECT_FALSE(copy->isUserClosed());
+}
+
+TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
+  constexpr auto lowest = std::numeric_limits<std::int64_t>::min(), highest = std::numeric_limits<std::int64_t>::max();
+  struct Case {
+    std::int64_t known, own;        ///< used count when the file was last read, and now
+    std::int64_t ownCount;          ///< 10 in the file that was last read
+    std::int64_t count, usedCount;  ///< in the file by now
+    std::int64_t expectedCount, expectedUsedCount;
+  };
+  const Case cases[] = {
+      {2, 2, 10, 10, 5, 10, 5},               // counted by others
+      {2, 3, 10, 10, 5, 10, 6},               // and here, not stored yet
+      {2, 9, 10, 10, 5, 10, 10},              // at most the count
+      {2, 2, 10, 3, 3, 3, 3},                 // lowered by another process's list
+      {2, 3, 20, 12, 5, 20, 6},               // raised by a list of ours that is not stored yet
+      {5, 5, 3, 10, 6, 3, 3},                 // lowered by ours
+      {lowest, highest, highest, 10, lowest, 10, 10},  // whatever a file may hold
+      {lowest, highest, highest, highest, highest, highest, highest},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(&each - cases);
+    auto own = node(7, std::max<std::int64_t>(10, each.own), each.known);
+    own->noteStored();
+    own->setUsedCount(each.own);
+    own->setCount(each.ownCount);
+    OQRecordTree tree;
+    tree.addTreeNode(own);
+    tree.adopt({node(7, each.count, each.usedCount)});
+    EXPECT_EQ(own->count(), each.expectedCount);
+    EXPECT_EQ(own->usedCount(), each.expectedUsedCount);
+  }
+
+  // Activation is each process's own, but for a window that the user closed.
+  for (const bool isClosed : {false, true}) {
+    OQRecordTree tree;
+    tree.addTreeNode(node(1, 5));
+    OQRecordTree::Nodes::Vector stored = {node(1, 5), node(2, 5)};
+    for (const auto& each : stored) {
+      each->setActivated(true);
+      each->setUserClosed(isClosed);
+    }
+    tree.adopt(stored);
+    for (const auto& each : tree.copyOfNodes()) {
+      EXPECT_EQ(each->isActivated(), isClosed);
+      EXPECT_EQ(each->isUserClosed(), isClosed);
+    }
+    tree.adopt({node(2, 5)});
+    EXPECT_EQ(tree.findTreeNodeById(2)->isUserClosed(), isClosed);
+    EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2));
+  }
 }
 
 TEST(RecordTree, IsSafeBesideThreadsThatAddFindAndRefresh) {

@@ -9,6 +9,7 @@
 
 #include "UI/OQPopWindow.h"
 #include "UIKit/MainObject.h"
+#include "UIKit/UIApplication.h"
 #include "UIKit/UIWindow.h"
 #include "Utils/OQNavigation.h"
 #include "oqsdk/headless/HeadlessHost.h"
@@ -148,9 +149,6 @@ TEST(PopWindowOnScreens, IsAsLargeAsTheConstantsSay) {
       {390, 844, 4, false, {{23.281, 164.422}, {343.438, 515.157}}, {{181.791, 692.787}, {26.418, 26.418}}},
       {320, 568, 2, true, {{19.102, 67.640}, {281.795, 432.720}}, {{290.059, 56.802}, {21.677, 21.677}}},
       {1080, 1920, 2, true, {{64.471, 229.758}, {951.058, 1460.483}}, {{978.950, 193.179}, {73.158, 73.158}}},
-      // The stage of a desktop's screen is 371 points wide.
-      {1280, 800, 1, false, {{22.147, 154.970}, {326.706, 490.059}}, {{172.934, 657.595}, {25.131, 25.131}}},
-      {1280, 800, 4, false, {{22.147, 154.970}, {326.706, 490.059}}, {{172.934, 657.595}, {25.131, 25.131}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " style " << c.style << (c.isLong ? " long" : ""));
@@ -273,9 +271,91 @@ TEST_F(PopWindow, IsOwnedByTheScreenAndReleasedWhenItCloses) {
   EXPECT_EQ(reports.back(), (Report{4, "https://shop.example/left"}));
 }
 
-TEST_F(PopWindow, ReportsAlsoWhereThereIsNoWindowToBeShownIn) {
+/// A second attached window beside the host's own.
+class OtherScene {
+ public:
+  explicit OtherScene(UISceneVisibility visibility) {
+    window = makeHostWindow(CGRectMake(0, 0, 300, 600));
+    scene->addWindow(window);
+    application.connectScene(scene);
+    application.setSceneVisibility(*scene, visibility);
+  }
+  ~OtherScene() { application.disconnectScene(scene); }
+
+  UIApplication& application = UIApplication::sharedApplication();
+  std::shared_ptr<UIScene> scene = std::make_shared<UIScene>();
+  std::shared_ptr<UIWindow> window;
+};
+
+TEST_F(PopWindow, WaitsUntilItCanBeSeen) {
+  const OtherScene neverShown(UISceneVisibility::NeverMapped);
   host.setActive(false);
-  ASSERT_EQ(OQNavigation::keyWindow(), nullptr);
+  window->popWithData(dataOfStyle(2, "title", "text"), record());
+  makeMainObject<OQPopWindow>()->popWithTitle("title", "text", record());
+  host.advance(1);
+  EXPECT_TRUE(reports.empty());
+  EXPECT_FALSE(isOnScreen());
+
+  host.setActive(true);
+  host.advance(0.1);
+  EXPECT_EQ(window->superview(), OQNavigation::keyWindow());
+  EXPECT_TRUE(reports.empty()) << "the opening begins only now";
+  host.advance(0.15);
+  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {-1, {}}}));
+}
+
+TEST_F(PopWindow, OpensAgainWhenItsWindowWasHiddenMeanwhile) {
+  for (int style = 1; style <= 4; ++style) {
+    reports.clear();
+    window = makeMainObject<OQPopWindow>();
+    window->popWithData(dataOfStyle(style, "title", "text"), record());
+    host.advance(0.1);
+    host.setActive(false);
+    host.advance(1);
+    EXPECT_TRUE(reports.empty()) << style;
+    host.setActive(true);
+    host.advance(0.1);
+    EXPECT_TRUE(reports.empty()) << style;
+    host.advance(0.15);
+    EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << style;
+    EXPECT_FALSE(window->isHidden());
+    window->_close();
+    host.advance(0.1);
+    EXPECT_EQ(reports.size(), 2u) << style;
+  }
+}
+
+TEST_F(PopWindow, MovesToAnotherWindowWhenItsOwnIsHiddenOrClosed) {
+  open(dataOfStyle(3, "stays", "where it is"));
+  const auto shown = std::exchange(window, makeMainObject<OQPopWindow>());
+  auto other = std::make_unique<OtherScene>(UISceneVisibility::OnScreen);
+  other->application.sceneWasUsed(*other->scene);
+  window->popWithData(dataOfStyle(3, "title", "text"), record());
+  host.advance(0.1);
+  EXPECT_EQ(window->superview(), other->window);
+  other->application.setSceneVisibility(*other->scene, UISceneVisibility::Hidden);
+  host.advance(0.5);
+  EXPECT_EQ(window->superview(), OQNavigation::keyWindow());
+  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {1, {}}}));
+  EXPECT_EQ(shown->superview(), window->superview());
+
+  // One that waits goes on waiting when the last window is closed.
+  host.setActive(false);
+  window = makeMainObject<OQPopWindow>();
+  window->popWithData(dataOfStyle(3, "title", "text"), record());
+  const auto hosts = UIApplication::sharedApplication().connectedScenes();
+  for (const auto& scene : hosts) UIApplication::sharedApplication().disconnectScene(scene);
+  host.advance(0.5);
+  EXPECT_EQ(reports.size(), 2u);
+  other = std::make_unique<OtherScene>(UISceneVisibility::OnScreen);
+  host.advance(0.5);
+  EXPECT_EQ(window->superview(), other->window);
+  EXPECT_EQ(reports.size(), 3u);
+}
+
+TEST_F(PopWindow, ReportsAlsoWithoutAnyWindowAttached) {
+  const auto scene = UIApplication::sharedApplication().connectedScenes().front();
+  UIApplication::sharedApplication().disconnectScene(scene);
   std::weak_ptr<OQPopWindow> weak = window;
   window->popWithData(dataOfStyle(2, "title", "text"), record());
   window.reset();
@@ -359,25 +439,51 @@ TEST_F(PopWindow, IsPaintedInTheColoursOfItsRecord) {
       << "the strip between the buttons";
 }
 
-class PopWindowOnADesktop : public PopWindow {
+class PopWindowOnThePhone : public PopWindow {
  protected:
-  PopWindowOnADesktop() : PopWindow(1280, 800) {}
+  PopWindowOnThePhone() : PopWindow(375, 812) {}
 };
 
-TEST_F(PopWindowOnADesktop, HasEveryButtonInReachAndShadesTheRest) {
-  for (int style = 1; style <= 4; ++style) {
+TEST_F(PopWindowOnThePhone, ClosesByAFingerNextToTheCloseButtonButNotOnTheCard) {
+  struct Case {
+    int style;
+    CGPoint fromItsCentre;
+    std::int64_t code;  // 1: it stays
+  };
+  // The picture of the button is 25 points wide.
+  const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1}, {1, {0, -27}, 2}, {2, {21, -21}, 3},
+                        {2, {-21, -21}, 3}, {2, {-12, 12}, 3}, {2, {-12, 14}, 1}, {2, {-21, 21}, 1}, {4, {21, -21}, 3}};
+  for (const auto& [style, offset, code] : cases) {
+    SCOPED_TRACE(testing::Message() << style << " at " << offset.x << ", " << offset.y);
+    reports.clear();
     window = makeMainObject<OQPopWindow>();
-    open(dataOfStyle(style, kLong, kLong));
-    for (double x : {1.0, 452.0, 460.0, 830.0, 1279.0}) EXPECT_EQ(host.pixelAt(x, 2).red, 179) << x;
-    EXPECT_TRUE(host.tap(10, 400)) << "what is shaded is out of reach";
-    const auto elements = host.accessibleElements();
-    const auto& button = elements.back();
-    ASSERT_EQ(button.role, "button");
-    EXPECT_TRUE(button.y < 800 && button.x > 454 && button.x < 825) << button.x << ", " << button.y;
-    EXPECT_TRUE(host.tap(button.x, button.y));
-    host.advance(0.2);
-    EXPECT_FALSE(isOnScreen()) << style;
+    open(dataOfStyle(style, "title", kLong));
+    const CGPoint centre = window->closeBtn()->center();
+    host.tap(centre.x + offset.x, centre.y + offset.y);
+    host.advance(0.1);
+    EXPECT_EQ(reports.back().first, code);
+    window->removeFromSuperview();
   }
+}
+
+TEST_F(PopWindowOnThePhone, ShowsThePointerWhatCanBePressed) {
+  open(dataOfStyle(1));
+  auto isPressable = [&](const UIView& view) {
+    const CGPoint at = view.convertPointToWindow(view.bounds().centre());
+    return host.movePointer(at.x, at.y);
+  };
+  EXPECT_TRUE(isPressable(*window->imgView()));
+  EXPECT_TRUE(isPressable(*window->closeBtn()));
+  EXPECT_FALSE(host.movePointer(3, 3)) << "where it only dims";
+  window->removeFromSuperview();
+  window = makeMainObject<OQPopWindow>();
+  open(dataOfStyle(2, "title", "text"));
+  EXPECT_FALSE(isPressable(*window->imgView()));
+  EXPECT_FALSE(isPressable(*window->textLbl()));
+  EXPECT_TRUE(isPressable(*window->middleBtn()));
+  EXPECT_TRUE(window->middleBtn()->isHovered());
+  EXPECT_TRUE(isPressable(*window->closeBtn()));
+  EXPECT_FALSE(window->middleBtn()->isHovered());
 }
 
 TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
@@ -428,7 +534,6 @@ TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
       [&] { host.setScreenSize(300, 200); },
       [&] { host.setScreenSize(1, 1); },
       [&] { host.setScreenSize(590, 1274); },
-      [&] { host.setActive(false); },
       [&] { host.setScale(3); },
       [&] { window->removeFromSuperview(); },
       [&] { window->closeWithCompletion(nullptr); },
@@ -448,7 +553,6 @@ TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
       host.advance(0.3);
       EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {3, {}}})) << i << ", style " << style;
       EXPECT_FALSE(isOnScreen());
-      host.setActive(true);
     }
   }
 }

@@ -7,12 +7,14 @@
 #include "Model/OQWindowData.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQWebImages.h"
+#include "UIKit/Accessibility.h"
 #include "UIKit/UIApplication.h"
 #include "UIKit/UINavigationBar.h"
 #include "UIKit/UINavigationController.h"
 #include "UIKit/UIScreen.h"
 #include "UIKit/UIWindow.h"
 #include "Utils/OQNavigation.h"
+#include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "support/EngineTest.h"
 
@@ -157,6 +159,71 @@ TEST_F(WebController, TheStatesOfALoad) {
 
   controller->observeValueForKeyPath("title", *web, {{"new", 0.25}});
   EXPECT_EQ(bar->progress(), 1.0f);
+}
+
+TEST_F(WebController, APageIsADialogThatKeysLeave) {
+  std::weak_ptr<OQWebController> controller = jump();
+  host.advance(0.5);
+  const auto window = OQNavigation::keyWindow();
+  ASSERT_TRUE(frontmostDialog(*window));
+  EXPECT_EQ(frontmostDialog(*window)->accessibilityLabel(), "网页");
+  load("One");
+  EXPECT_EQ(frontmostDialog(*window)->accessibilityLabel(), "One");
+  for (const char* name : {"返回", "关闭", "返回"}) {
+    window->pressKey(UIKeyboardKey::Tab);
+    ASSERT_TRUE(window->focusedView());
+    EXPECT_EQ(window->focusedView()->accessibilityLabel(), name);
+  }
+  load("Two", "https://shop.example/two");
+  window->pressKey(UIKeyboardKey::Back);
+  EXPECT_EQ(page()->loads().back(), kAddress);
+  load("One");
+  window->pressKey(UIKeyboardKey::Back);
+  host.advance(0.5);
+  EXPECT_TRUE(controller.expired());
+  jump();
+  host.advance(0.5);
+  window->pressKey(UIKeyboardKey::Escape);
+  host.advance(0.5);
+  EXPECT_EQ(current(), nullptr);
+  EXPECT_FALSE(frontmostDialog(*window));
+  EXPECT_FALSE(window->pressKey(UIKeyboardKey::Escape)) << "the keys are the host's again";
+}
+
+/// Counts what it is asked for.
+class ExpectantEngine : public WebEngine {
+ public:
+  std::unique_ptr<WebPage> openPage(const WebPageSettings&, WebPageClient&, Error&) override { return nullptr; }
+  void prepare() override { ++prepared; }
+  int prepared = 0;
+};
+
+TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
+  ExpectantEngine expectant;
+  setWebEngine(&expectant);
+  const Value link{{"text", "More"}, {"clickEvent", kAddress}};
+  const auto preparedFor = [&](const Dictionary& fields) {
+    expectant.prepared = 0;
+    deliverInApp({test::campaign("1", "buy", fields)});
+    host.runMainQueue();
+    return expectant.prepared > 0;
+  };
+  EXPECT_FALSE(preparedFor({{"style", 3}, {"clickEvent", kAddress}})) << "only a picture opens the window's link";
+  EXPECT_FALSE(preparedFor({{"style", 2}, {"buttonLeft", link}}));
+  EXPECT_TRUE(preparedFor({{"style", 4}}));
+  EXPECT_TRUE(preparedFor({{"style", 1}, {"clickEvent", kAddress}}));
+  EXPECT_TRUE(preparedFor({{"style", 2}, {"buttonMiddle", link}}));
+  EXPECT_TRUE(preparedFor({{"style", 3}, {"buttonRight", link}}));
+  // Known from an earlier run.
+  expectant.prepared = 0;
+  relaunch();
+  engine->inAppDataArray();
+  host.runMainQueue();
+  EXPECT_GT(expectant.prepared, 0);
+  ExpectantEngine later;
+  setWebEngine(&later);
+  EXPECT_EQ(later.prepared, 1) << "an engine that comes late";
+  setWebEngine(nullptr);
 }
 
 TEST_F(WebController, BackGoesBackUntilThereIsNothing) {

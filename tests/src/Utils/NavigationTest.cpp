@@ -26,23 +26,28 @@ class Navigation : public testing::Test {
  protected:
   Navigation() : _before(platformSystemVersion()) {
     DispatchQueue::installMain();
-    attach(background, UISceneActivationState::Background);
-    attach(front, UISceneActivationState::ForegroundActive);
+    attach(background, UISceneVisibility::Hidden);
+    attach(front, UISceneVisibility::OnScreen);
   }
   ~Navigation() override {
-    for (const auto& scene : _scenes) UIApplication::sharedApplication().disconnectScene(scene);
+    detachAll();
     setPlatformSystemVersion(_before);
   }
-  void attach(std::shared_ptr<UIWindow>& window, UISceneActivationState state) {
+  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, UISceneVisibility visibility) {
     window = makeHostWindow(CGRectMake(0, 0, 100, 200));
     auto scene = std::make_shared<UIScene>();
-    scene->setActivationState(state);
     scene->addWindow(window);
     _scenes.push_back(scene);
-    UIApplication::sharedApplication().connectScene(scene);
+    application.connectScene(scene);
+    application.setSceneVisibility(*scene, visibility);
+    return scene;
   }
-  void sendToBackground() { _scenes.back()->setActivationState(UISceneActivationState::ForegroundInactive); }
+  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), UISceneVisibility::Hidden); }
+  void detachAll() {
+    for (const auto& scene : _scenes) application.disconnectScene(scene);
+  }
 
+  UIApplication& application = UIApplication::sharedApplication();
   std::shared_ptr<UIWindow> background, front;
 
  private:
@@ -61,6 +66,35 @@ TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOnOrNone) {
   EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
   EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
+}
+
+TEST_F(Navigation, TakesTheWindowUsedLastOfThoseThatCanBeSeen) {
+  detachAll();
+  std::shared_ptr<UIWindow> splash, main, tools;
+  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped);
+  const auto mainScene = attach(main, UISceneVisibility::NeverMapped);
+  const auto toolsScene = attach(tools, UISceneVisibility::NeverMapped);
+  EXPECT_EQ(OQNavigation::keyWindow(), splash) << "there is one before any is mapped";
+
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
+  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not take its place";
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
+  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
+  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused, they keep the order in which they were attached";
+
+  application.sceneWasUsed(*mainScene);
+  application.sceneWasUsed(*toolsScene);
+  application.sceneWasUsed(*splashScene);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "one that was never mapped comes last";
+  EXPECT_EQ(application.connectedScenes().back(), splashScene);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
+  EXPECT_EQ(OQNavigation::keyWindow(), main);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "a hidden window keeps its rank";
+  application.disconnectScene(toolsScene);
+  EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 
 TEST_F(Navigation, FollowsTheStackToItsTopAndAnswersWithAPlainRoot) {

@@ -1,0 +1,67 @@
+#include "TitleBarGuard.h"
+
+#include <utility>
+
+namespace oq::gtk {
+
+namespace {
+
+bool hasGesture(GtkWidget* widget) {
+  GListModel* controllers = gtk_widget_observe_controllers(widget);
+  bool found = false;
+  for (guint i = 0; !found && i < g_list_model_get_n_items(controllers); ++i) {
+    gpointer controller = g_list_model_get_item(controllers, i);
+    found = GTK_IS_GESTURE(controller);
+    g_object_unref(controller);
+  }
+  g_object_unref(controllers);
+  return found;
+}
+
+/// Whether the host has put something there that takes presses. Labels and boxes of a title bar do not, and a press on
+/// them moves the window.
+bool takesPresses(GtkWidget* widget, GtkWidget* titleBar) {
+  for (; widget && widget != titleBar; widget = gtk_widget_get_parent(widget)) {
+    if (GTK_IS_WINDOW_HANDLE(widget)) return false;
+    if (gtk_widget_get_focusable(widget) || hasGesture(widget))
+      return !gtk_widget_get_ancestor(widget, GTK_TYPE_WINDOW_CONTROLS);
+  }
+  return false;
+}
+
+}  // namespace
+
+TitleBarGuard::TitleBarGuard(GtkWindow* window, std::function<bool()> hasDialog)
+    : _window(window), _hasDialog(std::move(hasDialog)), _events(gtk_event_controller_legacy_new()) {
+  g_object_ref(_events);
+  gtk_event_controller_set_propagation_phase(_events, GTK_PHASE_CAPTURE);
+  g_signal_connect(_events, "event", G_CALLBACK(handleEvent), this);
+  gtk_widget_add_controller(GTK_WIDGET(_window), _events);
+}
+
+TitleBarGuard::~TitleBarGuard() {
+  g_signal_handlers_disconnect_by_data(_events, this);
+  if (GtkWidget* window = gtk_event_controller_get_widget(_events)) gtk_widget_remove_controller(window, _events);
+  g_object_unref(_events);
+}
+
+gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {
+  return static_cast<TitleBarGuard*>(self)->isHeldBack(event);
+}
+
+/// A press that does not arrive is never a click, so what follows it may pass.
+bool TitleBarGuard::isHeldBack(GdkEvent* event) const {
+  const GdkEventType type = gdk_event_get_event_type(event);
+  if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN && type != GDK_SCROLL) return false;
+  GtkWidget* titleBar = gtk_window_get_titlebar(_window);
+  // An open menu has a surface of its own, and lies above everything.
+  if (!titleBar || gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;
+  double x = 0, y = 0, left = 0, top = 0;
+  if (!gdk_event_get_position(event, &x, &y)) return false;
+  gtk_native_get_surface_transform(GTK_NATIVE(_window), &left, &top);
+  GtkWidget* widget = gtk_widget_pick(GTK_WIDGET(_window), x - left, y - top, GTK_PICK_DEFAULT);
+  if (!widget || !gtk_widget_is_ancestor(widget, titleBar)) return false;
+  return takesPresses(widget, titleBar) && _hasDialog();
+}
+
+}  // namespace oq::gtk

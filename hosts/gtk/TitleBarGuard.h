@@ -1,0 +1,29 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <functional>
+
+namespace oq::gtk {
+
+/// The surface covers the content of a window, not what the host has put into its title bar. While a dialog is on
+/// screen the guard keeps presses from that, too. The window's own buttons work, and the bar moves the window. Main
+/// thread only.
+class TitleBarGuard {
+ public:
+  /// Asks `hasDialog` at each press. The guard ends before the window.
+  TitleBarGuard(GtkWindow* window, std::function<bool()> hasDialog);
+  ~TitleBarGuard();
+  TitleBarGuard(const TitleBarGuard&) = delete;
+  TitleBarGuard& operator=(const TitleBarGuard&) = delete;
+
+ private:
+  static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
+  bool isHeldBack(GdkEvent* event) const;
+
+  GtkWindow* const _window;
+  const std::function<bool()> _hasDialog;
+  GtkEventController* const _events;
+};
+
+}  // namespace oq::gtk

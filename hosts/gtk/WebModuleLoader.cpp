@@ -1,0 +1,86 @@
+#include "WebModuleLoader.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "WebSandbox.h"
+
+namespace oq::gtk {
+
+namespace {
+
+namespace fs = std::filesystem;
+constexpr const char* moduleFile = "liboqsdk-webkit.so";
+
+/// The folder of the library, or of the program that it is part of; "" where that cannot be told.
+fs::path ownFolder() {
+  Dl_info ours{};
+  const bool isKnown = dladdr(reinterpret_cast<void*>(&loadWebModule), &ours) != 0 && ours.dli_fname;
+  fs::path file = isKnown ? ours.dli_fname : "";
+  // A program goes by the name that it was called with, which does not tell where it is.
+  if (!file.is_absolute()) file = "/proc/self/exe";
+  std::error_code error;
+  file = fs::canonical(file, error);
+  return error ? fs::path() : file.parent_path();
+}
+
+/// Beside the library, in the folder for modules there, where it was built, and where it is installed; never
+/// relative to where the host happens to be.
+std::vector<fs::path> modulePlaces() {
+  std::vector<fs::path> places;
+  if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
+#ifdef OQSDK_BUILT_MODULE_DIR
+  places.emplace_back(OQSDK_BUILT_MODULE_DIR);
+#endif
+  places.emplace_back(OQSDK_INSTALLED_MODULE_DIR);
+  return places;
+}
+
+fs::path findModule() {
+  std::error_code error;
+  for (const fs::path& place : modulePlaces()) {
+    if (fs::is_regular_file(place / moduleFile, error)) return place / moduleFile;
+  }
+  return {};
+}
+
+template <class Function>
+Function function(void* module, const char* name) {
+  return reinterpret_cast<Function>(dlsym(module, name));
+}
+
+}  // namespace
+
+std::optional<WebModule> loadWebModule(const std::string& display, std::string& reason) {
+  // The engine brings libsoup 3, which ends the process when it meets libsoup 2.
+  if (dlsym(RTLD_DEFAULT, "soup_uri_new")) {
+    reason = "libsoup 2 is in this process already";
+    return std::nullopt;
+  }
+  if (const auto problem = objectionToSandbox(display)) {
+    reason = *problem;
+    return std::nullopt;
+  }
+  const fs::path file = findModule();
+  // Bound at once, so that no page pays for it later.
+  void* module = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!module) {
+    const char* problem = file.empty() ? nullptr : dlerror();
+    reason = problem ? problem : std::string(moduleFile) + " is not installed";
+    return std::nullopt;
+  }
+  const auto version = function<WebModuleVersion>(module, "oqsdk_web_module_version");
+  const auto open = function<OpenWebPage>(module, "oqsdk_open_web_page");
+  const auto prepare = function<PrepareWebPages>(module, "oqsdk_prepare_web_pages");
+  if (!version || !open || !prepare || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
+    // Left in the process, which would not survive that the engine's libraries are unloaded.
+    reason = file.string() + " belongs to another version";
+    return std::nullopt;
+  }
+  return WebModule{open, prepare};
+}
+
+}  // namespace oq::gtk

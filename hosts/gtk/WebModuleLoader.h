@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "webkit/WebModule.h"
+
+namespace oq::gtk {
+
+/// What the module with the web engine offers, as found in it.
+struct WebModule {
+  OpenWebPage open;
+  PrepareWebPages prepare;
+};
+
+/// Loads the module, unless its engine would end the process here: then, as where the module is missing or of another
+/// version, nullopt with the reason. `display` is the name of the host's. Any thread. Runs none of the engine's
+/// functions.
+std::optional<WebModule> loadWebModule(const std::string& display, std::string& reason);
+
+}  // namespace oq::gtk

@@ -1,0 +1,95 @@
+#include "WebSandbox.h"
+
+#include <glib.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <vector>
+
+namespace oq::gtk {
+
+namespace {
+
+// The engine runs both by these names, whatever PATH says.
+constexpr const char* sandboxTool = "/usr/bin/bwrap";
+constexpr const char* busProxy = "/usr/bin/xdg-dbus-proxy";
+
+/// The engine's own switch to run without a sandbox. Not for applications.
+bool isSandboxDisabled() {
+  const char* disabled = std::getenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS");
+  return disabled && std::string(disabled) == "1";
+}
+
+class Command {
+ public:
+  Command& operator()(std::vector<std::string> words) {
+    _words.insert(_words.end(), words.begin(), words.end());
+    return *this;
+  }
+  Command& mount(const char* option, const std::string& path) { return (*this)({option, path, path}); }
+
+  /// What the command wrote to its error output, or why it did not run; nullopt where it succeeded.
+  std::optional<std::string> failure() const {
+    std::vector<char*> arguments;
+    for (const std::string& word : _words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    g_autofree char* said = nullptr;
+    g_autoptr(GError) error = nullptr;
+    int status = 0;
+    if (g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_STDOUT_TO_DEV_NULL, nullptr, nullptr, nullptr, &said,
+                     &status, &error) &&
+        g_spawn_check_wait_status(status, &error))
+      return std::nullopt;
+    const std::string text = said ? g_strchomp(said) : "";
+    return text.empty() ? error->message : text;
+  }
+
+ private:
+  std::vector<std::string> _words;
+};
+
+/// The namespaces and mounts with which the engine starts its processes, so that the tool fails where theirs would: of
+/// the mounts that may be absent, one for each folder, since a folder that must not be searched is an error all the
+/// same. What runs inside is the proxy for the session's bus, which the engine needs as well.
+Command sandbox() {
+  Command command;
+  command({sandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});
+  command.mount("--ro-bind", "/etc")({"--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp"});
+  command({"--dir", g_get_user_runtime_dir()});
+  command({"--symlink", "../run", "/var/run", "--symlink", "../tmp", "/var/tmp"});
+  for (const char* part : {"block", "bus", "class", "dev", "devices"})
+    command.mount("--ro-bind", std::string("/sys/") + part);
+  for (const char* libraries : {"/usr/share", "/usr/local/share", "/lib", "/usr/lib", "/usr/local/lib", "/lib64",
+                                "/usr/lib64", "/usr/local/lib64"})
+    command.mount("--ro-bind-try", libraries);
+  command.mount("--ro-bind", busProxy);
+  command.mount("--bind-try", std::string(g_get_user_runtime_dir()) + "/pulse");
+  command.mount("--ro-bind-try", std::string(g_get_user_config_dir()) + "/pulse");
+  command.mount("--ro-bind-try", std::string(g_get_home_dir()) + "/.fonts");
+  const char* displayKey = g_getenv("XAUTHORITY");
+  command.mount("--ro-bind-try", displayKey ? displayKey : std::string(g_get_home_dir()) + "/.Xauthority");
+  command.mount("--bind-try", std::string(g_get_user_cache_dir()) + "/fontconfig");
+  command.mount("--ro-bind-try", std::string(g_get_user_data_dir()) + "/fonts");
+  return command({"--", busProxy, "--version"});
+}
+
+/// The socket by which the sandbox reaches an X display of this machine; it has no network, so not the abstract one.
+/// "" for other displays.
+std::string socketOf(const std::string& display) {
+  if (!display.starts_with(':')) return "";
+  return "/tmp/.X11-unix/X" + display.substr(1, display.find('.') - 1);
+}
+
+}  // namespace
+
+std::optional<std::string> objectionToSandbox(const std::string& display) {
+  if (isSandboxDisabled()) return std::nullopt;
+  const std::string socket = socketOf(display);
+  if (!socket.empty() && ::access(socket.c_str(), R_OK | W_OK) != 0)
+    return "the web engine's sandbox cannot reach the display: there is no " + socket;
+  const auto failure = sandbox().failure();
+  if (!failure) return std::nullopt;
+  return "the web engine's sandbox cannot be built: " + *failure;
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "Host/Stage.h"
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+class Painter;
+class UIWindow;
+
+/// Keeps a UIWindow on the stage of a host's window. While a message or an alert is shown the stage keeps its size, and
+/// a new size of the host's window changes its scale and place alone. A page is laid out again when the resizing has
+/// ended. Everything else follows at once. Main thread only.
+class OQSDK_EXPORT WindowStage {
+ public:
+  /// `window` is the size of the host's window, empty while unknown. A scale that is not a positive number counts as
+  /// the default one; without a scale there is no stage, and the UIWindow fills the host's window.
+  WindowStage(CGSize window, std::optional<double> maximumScale);
+  const Stage& stage() const { return _stage; }
+  /// The window to keep on the stage; nullptr when it goes.
+  void setWindow(std::shared_ptr<UIWindow> window);
+  const CGSize& windowSize() const { return _size; }
+  /// False until the host's window has had a size.
+  bool isPlaced() const { return !CGRect{{}, _size}.isEmpty(); }
+
+  /// The host's window has another size. True if the stage has changed.
+  bool resize(CGSize window);
+  /// The stage has kept its size although the window asks for another one.
+  bool isOutdated() const;
+  /// Gives an outdated stage the size that its window asks for, unless a message or an alert is shown. True if the
+  /// stage has changed. To be called when resizing has ended, and when a message, an alert or a page has gone.
+  bool update();
+
+  /// Paints the window and what lies outside the stage. The painter's coordinates begin in the corner of the host's
+  /// window and are in stage points.
+  void paint(Painter& painter, double now) const;
+
+ private:
+  CGSize wantedSize() const;
+  Stage placed(CGSize size) const;
+  bool set(CGSize size);
+
+  CGSize _size;  ///< of the host's window
+  std::optional<double> _maximumScale;
+  Stage _stage;
+  std::shared_ptr<UIWindow> _window;
+};
+
+}  // namespace oq

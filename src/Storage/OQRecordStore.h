@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+
+#include "Foundation/FileLock.h"
+#include "Foundation/FileVersion.h"
+#include "Model/OQRecordNodes.h"
+
+namespace oq {
+
+/// Beside OQRecordTreeDataFileName; empty, and locked by the process that uses the records.
+inline constexpr const char* OQRecordTreeLockFileName = "OQRecordTreeData.lock";
+
+/// The file of records, shared by all processes of an application. A process that changes records takes access, adopts
+/// what others wrote, changes its own records and writes them, and only then lets others have access: so each sees
+/// every display that was counted before.
+///
+/// Threads: any thread may ask for access; one at a time has it. Failure: where no file can be made or locked, access
+/// is granted without a lock, and the process counts for itself.
+class OQRecordStore {
+ public:
+  using Nodes = OQRecordNodes::Vector;
+
+  /// The exclusive use of the records, until it is released or destroyed. It must not outlive its store. One thread.
+  class Access {
+   public:
+    /// None.
+    Access() = default;
+    Access(Access&& other) noexcept;
+    Access& operator=(Access&&) = delete;
+    ~Access() { release(); }
+
+    /// False when the records are busy.
+    explicit operator bool() const { return _store != nullptr; }
+    /// What the file holds, if it is not what this store read or wrote last; read once for each change. nullopt also
+    /// for a file that is missing or damaged: what the process knows is then all that is known.
+    std::optional<Nodes> changesOfOthers();
+    /// Writes the nodes and releases the access as soon as others can read them. Returns whether they are on the disk;
+    /// where the write failed, the nodes still hold what they must add to the file.
+    bool write(const Nodes& nodes);
+    void release();
+
+   private:
+    friend class OQRecordStore;
+    Access(OQRecordStore& store, FileLock lock, std::filesystem::path file);
+
+    OQRecordStore* _store = nullptr;
+    FileLock _lock;
+    std::filesystem::path _file;
+  };
+
+  /// The nodes of the file; empty when it is missing or damaged. Takes no lock. Before the first access only.
+  Nodes read();
+
+  /// Waits up to 250 ms for other processes, and for threads that wait for them; none after that. A thread of this
+  /// process that has access is waited for, as for any other write. When a process keeps the records from all others
+  /// (it was stopped, perhaps), only the first wait is that long: until the lock is free again the next ones end after
+  /// 20 ms, so that a main thread with many events is not held up by each of them.
+  Access access();
+
+ private:
+  using Clock = FileLock::Clock;
+
+  /// Until when the thread whose turn it is may wait for other processes; nullopt when it does not get its turn.
+  std::optional<Clock::time_point> takeTurn();
+  void endTurn();
+  std::optional<FileLock> lock(const std::filesystem::path& file, Clock::time_point deadline);
+  void setWaiting(bool isWaiting);
+
+  std::mutex _mutex;
+  std::condition_variable _changed;
+  bool _isInUse = false;
+  bool _isWaiting = false;  ///< the thread whose turn it is, for another process
+
+  // Used by the thread whose turn it is.
+  bool _isBlocked = false;
+  FileVersion _known;
+};
+
+}  // namespace oq

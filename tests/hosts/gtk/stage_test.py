@@ -1,0 +1,334 @@
+#!/usr/bin/env python3
+"""Shows every style of message, and pages, in windows of many sizes: stage_test.py FIXTURE. It looks at the pixels,
+presses what is there with a real pointer, and computes itself where that is. OQSDK_STAGE=all runs every combination."""
+
+import contextlib
+import math
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import gtk_test
+from gtk_test import Display, Fixture, Stage, pointer, until
+
+SIDE, LARGEST = 3840, 3840 * 2160
+SIZES = [(320, 568), (390, 844), (540, 960), (768, 1024), (1080, 1920), (800, 600), (1280, 800), (1920, 1080),
+         (3840, 2160), (200, 200)]
+RESIZED = [(390, 844), (1280, 800), (200, 200), (1080, 1920), (800, 600)]
+STYLES = (1, 2, 3, 4)
+ALL = os.environ.get("OQSDK_STAGE") == "all"
+UNIT = 375 / 590.5
+CARD, CLOSE = 520 * UNIT, 40 * UNIT
+HOST = (0x3C, 0x78, 0xD8)
+DIM = tuple(round(0.7 * part) for part in HOST)
+
+
+def is_close(color, other):
+    return all(abs(a - b) <= 3 for a, b in zip(color, other))
+
+
+def is_bright(color):
+    """White, or a button's gray."""
+    return min(color) >= 235
+
+
+class Picture:
+    """What a window shows, in four bytes per pixel: blue, green, red and one more."""
+
+    def __init__(self, data, width):
+        self.data, self.width, self.corner = data, width, (0, 0)
+
+    def __getitem__(self, place):
+        x, y = (corner + int(at) for at, corner in zip(place, self.corner))
+        at = (y * self.width + x) * 4
+        return tuple(self.data[at + channel] for channel in (2, 1, 0))
+
+    def ink(self, left, top, right, bottom):
+        """The first and the last column in which something dark is written, counted from the left."""
+        columns = [x for x in range(int(left), int(right))
+                   if any(sum(self[x, y]) < 450 for y in range(int(top), int(bottom)))]
+        return (columns[0] - left, columns[-1] + 1 - left) if columns else (0, 0)
+
+
+class Messages(unittest.TestCase):
+    """What is expected of a message on a stage."""
+
+    def place(self, x, y):
+        """A point of the stage, in pixels."""
+        return tuple(self.pixels * at for at in self.stage.at(x, y))
+
+    def outside(self, size, card, close):
+        """Sixteen points that are neither on the card nor near the close button: around the card and at the edges."""
+        left, top = self.place(card[0], card[1])
+        right, bottom = self.place(card[0] + card[2], card[1] + card[3])
+        width, height = (self.pixels * length for length in size)
+        gap = 3 * self.pixels
+        found = [(2, 2), (width - 3, 2), (2, height - 3), (width - 3, height - 3)]
+        for part in (0.02, 0.25, 0.5, 0.75, 0.98):
+            x, y = left + part * (right - left), top + part * (bottom - top)
+            found += [(x, top - gap), (x, bottom + gap), (left - gap, y), (right + gap, y), (1, part * height),
+                      (width - 2, part * height), (part * width, 1), (part * width, height - 2)]
+        far = 1.2 * CLOSE * self.stage.scale * self.pixels
+        found = [(x, y) for x, y in found if 0 <= x < width and 0 <= y < height and not
+                 (close and abs(x - close[0]) < far and abs(y - close[1]) < far)]
+        self.assertGreaterEqual(len(found), 16)
+        return [found[round(index * (len(found) - 1) / 15)] for index in range(16)]
+
+    def check_geometry(self, style):
+        """As described, and all of it on the stage. The card, the title and the middle of the button that closes."""
+        told = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
+        card, title, close, scale = told[:4], told[4:8], told[8:12], told[12]
+        self.assertEqual(scale, math.ceil(2 * self.pixels * self.stage.scale - 1e-6) / 2)
+        self.assertAlmostEqual(card[2], CARD, delta=0.01)
+        self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
+        self.assertAlmostEqual(card[1] + card[3] / 2, self.stage.height / 2, delta=0.01)
+        if style in (1, 4):
+            self.assertAlmostEqual(card[3], CARD * 1.5, delta=0.01)
+        close_at = {1: (187.5, card[1] + card[3] + CLOSE), 2: (card[0] + card[2], card[1]),
+                    3: (close[0] + close[2] / 2, close[1] + close[3] / 2)}[1 if style == 4 else style]
+        for at, start, length in zip(close_at, close[:2], close[2:]):
+            self.assertAlmostEqual(start + length / 2, at, delta=0.01)
+        self.assertGreaterEqual(card[1], 0)
+        self.assertLessEqual(close_at[1] + (close[3] if style == 3 else CLOSE) / 2, self.stage.height)
+        return card, title, close_at
+
+    def check_look(self, picture, style, card, title, close_at, outside, dim):
+        for x, y in outside:
+            self.assertTrue(is_close(picture[x, y], dim), f"{picture[x, y]} outside at {x},{y}")
+        inset = 4
+        for x in (card[0] + inset, card[0] + card[2] - inset):
+            for y in (card[1] + inset, card[1] + card[3] - inset):
+                if style == 2 and x > 187 and y < self.stage.height / 2:
+                    continue  # below the close button
+                at = self.place(x, y)
+                self.assertTrue(is_bright(picture[at]), f"{picture[at]} in the card's corner {x},{y}")
+        if style != 3:
+            (x, y), half = self.place(*close_at), CLOSE / 2 * self.stage.scale * self.pixels
+            seen = {sum(picture[x + half * dx / 5, y + half * dy / 5])
+                    for dx in range(-4, 5) for dy in range(-4, 5)}
+            self.assertGreater(max(seen) - min(seen), 150, "no close button to be seen")
+        if style in (2, 3) and self.stage.scale * self.pixels > 0.6:
+            self.check_title(picture, title)
+
+    def check_title(self, picture, title):
+        """The title's letters are as wide, in points of the stage, as in every other window."""
+        left, top = self.place(title[0], title[1])
+        right, bottom = self.place(title[0] + title[2], title[1] + title[3])
+        pixels_per_point = self.stage.scale * self.pixels
+        width = picture.ink(left, top, right, bottom)[1] / pixels_per_point
+        Messages.title_width = getattr(Messages, "title_width", width)
+        self.assertAlmostEqual(width, Messages.title_width, delta=1.5 + 1.5 / pixels_per_point)
+
+    def painted(self):
+        self.fixture.do("painted")
+        return self.fixture.await_line("painted")[-1]
+
+    def show(self, style):
+        self.fixture.do_until(f"pop {style}", "code 1")
+        self.painted()
+
+
+class OnX11(Messages):
+    def start(self, pixels):
+        self.pixels = pixels
+        pointer("mousemove", SIDE - 1, SIDE - 1)
+        self.fixture = fixture = Fixture(390, 844, GDK_SCALE=str(pixels))
+        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
+        self.fixture.await_line("mapped")
+        self.fixture.do("plain")
+        # Until then the display may undo a new size.
+        until(lambda: self.painted() == "painted 390x844", lambda: "never as large as it wants to be")
+
+    @contextlib.contextmanager
+    def case(self, **names):
+        """One combination; after a failure the next one begins with another host."""
+        with self.subTest(pixels=self.pixels, **names):
+            try:
+                yield
+            except AssertionError:
+                self.fixture.close()
+                self.start(self.pixels)
+                raise
+
+    def resize(self, size):
+        self.fixture.do("resize {} {}".format(*size))
+        wanted = "painted {}x{}".format(*size)
+        until(lambda: self.painted() == wanted, lambda: f"not {wanted}")
+
+    def picture(self, size):
+        width, height = (self.pixels * length for length in size)
+        return Picture(SCREEN.shot(width, height), width)
+
+    def clicks(self, points):
+        return [word for x, y in points for word in ("mousemove", int(x), int(y), "click", 1)]
+
+    def check_host(self, size):
+        """A click anywhere is the host's again."""
+        width, height = (self.pixels * length for length in size)
+        # In the end the cursor is out of the pictures.
+        pointer(*self.clicks([(width / 2, height / 2), (3, height - 4)]), "mousemove", SIDE - 1, SIDE - 1)
+        for _ in range(2):
+            self.assertEqual(self.fixture.await_line("host clicked")[-1:], ["host clicked"])
+
+    def check_message(self, style, size, laid_out_for=None, dim=DIM):
+        """Of the front-most message; it is closed in the end."""
+        self.stage = Stage(*size, laid_out_for)
+        self.painted()
+        card, title, close_at = self.check_geometry(style)
+        close_pixel = self.place(*close_at)
+        outside = self.outside(size, card, close_pixel if style != 3 else None)
+        picture = self.picture(size)
+        self.check_look(picture, style, card, title, close_at, outside, dim)
+
+        keys = int(self.fixture.do("focus")[-1].split()[1])
+        pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
+        # The modifier is a key, too.
+        self.await_focus(keys + 5)
+        pointer(*self.clicks([close_pixel]))
+        seen = self.fixture.await_line("code")
+        self.assertEqual(seen[-1], "code 4" if style == 3 else "code 3")
+        self.assertNotIn("host clicked", seen)
+        self.painted()
+
+    def await_focus(self, keys):
+        def told():
+            return self.fixture.do("focus")[-1]
+
+        until(lambda: int(told().split()[1]) >= keys, told)
+        self.assertEqual(told().split()[2], "ours")
+
+    def check_page(self, size):
+        self.stage = Stage(*size)
+        width, height = (self.pixels * length for length in size)
+        until(lambda: f" screen 375x{self.stage.height:.6g}" in self.fixture.state(), self.fixture.state)
+        self.painted()
+        picture = self.picture(size)
+        corners = [(x, y) for x in (2, 373) for y in (2, self.stage.height - 2)]
+        for at in map(lambda corner: self.place(*corner), corners):
+            self.assertTrue(is_bright(picture[at]), f"{picture[at]} on the page at {at}")
+        left, top = self.place(0, 0)
+        right, bottom = self.place(375, self.stage.height)
+        margin = 2 * self.pixels
+        outside = [(x, part * height / 6) for x in (left - margin, right + margin) for part in range(1, 5)] + \
+                  [(part * width / 6, y) for y in (top - margin, bottom + margin) for part in range(1, 5)]
+        outside = [(x, y) for x, y in outside if 0 <= x < width and 0 <= y < height]
+        for at in outside:
+            self.assertTrue(is_close(picture[at], DIM), f"{picture[at]} outside the page at {at}")
+        pointer(*self.clicks(outside), *self.clicks([self.place(62, 22)]))
+        until(lambda: self.fixture.do("shown")[-1] == "shown host", lambda: "the page does not close")
+        self.painted()
+        self.assertNotIn("host clicked", self.fixture.lines[self.since:])
+        self.check_host(size)
+
+    def open_page(self):
+        self.since = len(self.fixture.lines)
+        self.fixture.do("page")
+        self.painted()
+
+    def test_every_size_and_scale(self):
+        for pixels in (1, 2, 3):
+            sizes = [size for size in SIZES if pixels ** 2 * size[0] * size[1] <= LARGEST]
+            if not ALL and pixels > 1:
+                sizes = [(800, 600)]
+            self.start(pixels)
+            for index, size in enumerate(sizes):
+                for style in STYLES if ALL else (STYLES[index % 4],):
+                    with self.case(size=size, style=style):
+                        self.resize(size)
+                        self.show(style)
+                        self.check_message(style, size)
+                        self.check_host(size)
+                if ALL or index % 4 == 2:
+                    with self.case(size=size, style="page"):
+                        self.resize(size)
+                        self.open_page()
+                        self.check_page(size)
+            self.fixture.close()
+
+    def test_resizing_while_something_is_shown(self):
+        self.start(1)
+        pairs = [(before, after) for before in RESIZED for after in RESIZED if before != after]
+        for index, (before, after) in enumerate(pairs if ALL else pairs[::5]):
+            for style in STYLES if ALL else (STYLES[index % 4],):
+                with self.case(before=before, after=after, style=style):
+                    self.resize(before)
+                    self.show(style)
+                    self.resize(after)
+                    self.check_message(style, after, laid_out_for=before)
+                    self.check_host(after)
+                    # With the message gone the stage is the new window's.
+                    screen = f" screen 375x{Stage(*after).height:.6g}"
+                    until(lambda: self.fixture.state().endswith(screen), self.fixture.state)
+            if ALL or index % 2:
+                with self.case(before=before, after=after, style="page"):
+                    self.resize(before)
+                    self.open_page()
+                    self.resize(after)
+                    self.check_page(after)
+
+    def test_a_second_message_uses_the_same_stage(self):
+        self.start(1)
+        self.resize((390, 844))
+        self.show(3)
+        before = self.fixture.state()
+        self.resize((1280, 800))
+        self.show(1)
+        self.assertEqual(self.fixture.state(), before)
+        twice = tuple(0.7 * part for part in DIM)
+        self.check_message(1, (1280, 800), laid_out_for=(390, 844), dim=twice)
+
+
+class OnWayland(Messages):
+    """On a compositor without a screen or a pointer; what it shows is compared."""
+    pixels = 1
+
+    def compositor(self, folder, size):
+        settings = pathlib.Path(folder) / "weston.ini"
+        settings.write_text("[shell]\nstartup-animation=none\nanimation=none\npanel-position=none\nlocking=false\n"
+                            "background-color=0xff000000\n")
+        weston = subprocess.Popen(
+            ["weston", "--backend=headless-backend.so", "--use-pixman", f"--config={settings}", "--idle-time=0",
+             "--debug", "--socket=stage", "--width={}".format(size[0]), "--height={}".format(size[1])],
+            env=dict(os.environ, XDG_RUNTIME_DIR=folder), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(weston.wait)
+        self.addCleanup(weston.terminate)
+        until(lambda: (pathlib.Path(folder) / "stage").exists(), lambda: "weston does not start")
+
+    def test_a_message_is_placed_and_painted(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.compositor(folder, (1280, 800))
+            display = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": "stage"}
+            for size in ((390, 700), (900, 640)):
+                self.fixture = Fixture(*size, GDK_BACKEND="wayland", **display)
+                self.fixture.await_line("mapped")
+                self.fixture.do("plain")
+                self.stage = Stage(*size)
+                for style in (1, 2, 3):
+                    with self.subTest(size=size, style=style):
+                        self.show(style)
+                        card, title, close_at = self.check_geometry(style)
+                        outside = self.outside(size, card, self.place(*close_at) if style != 3 else None)
+                        subprocess.run(["weston-screenshooter"], env={**os.environ, **display}, cwd=folder, check=True,
+                                       timeout=60)
+                        shot = next(pathlib.Path(folder).glob("*.png"))
+                        data = subprocess.run(["convert", shot, "-depth", "8", "bgra:-"], check=True, timeout=60,
+                                              stdout=subprocess.PIPE).stdout
+                        shot.unlink()
+                        picture = Picture(data, 1280)
+                        # The compositor chose the place, on black.
+                        first = next(at for at in range(0, len(data), 4) if any(data[at:at + 3])) // 4
+                        picture.corner = first % 1280, first // 1280
+                        self.check_look(picture, style, card, title, close_at, outside, DIM)
+                        self.fixture.do_until("dismiss", "code 3")
+                self.assertEqual(self.fixture.close(), 0)
+
+
+if __name__ == "__main__":
+    gtk_test.FIXTURE = sys.argv.pop(1)
+    SCREEN = Display(f"{SIDE}x{SIDE}")
+    with SCREEN as gtk_test.DISPLAY:
+        program = unittest.main(exit=False)
+    sys.exit(not program.result.wasSuccessful())

@@ -1,0 +1,52 @@
+"""Every C++ snippet of the documents compiles: snippets_test.py COMPILER FLAG...
+
+A snippet that begins with an #include is a file of its own, any other is the body of a function. What else it uses is
+declared in a comment before it: <!-- given: DECLARATIONS -->. The guide quotes a program that package.install builds;
+documents_test.py compares the two.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+import textwrap
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COMMAND = [*sys.argv[1:], "-fsyntax-only", "-x", "c++", "-"]
+DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]
+SNIPPET = re.compile(r"(?:<!-- given: (?P<given>.*?) -->\s*)?^(?P<indent> *)```cpp\n(?P<code>.*?)^ *```",
+                     re.MULTILINE | re.DOTALL)
+INCLUDES = "#include <glib.h>\n#include <gtkmm.h>\n#include <oqsdk/gtk/GtkHost.h>\n#include <oqsdk/oqsdk.h>\n" \
+           "#include <iostream>\n"
+
+
+def snippets():
+    """(whether it is a file, the code as it is compiled)"""
+    for document in DOCUMENTS:
+        if document.name == "guide.md":
+            continue
+        text = document.read_text(encoding="utf-8")
+        for number, found in enumerate(SNIPPET.finditer(text)):
+            line = text.count("\n", 0, found.start("code")) + 1
+            code = f'#line {line} "{document}"\n' + textwrap.dedent(found["code"])
+            name = re.sub(r"\W", "_", document.stem) + str(number)
+            if code.partition("\n")[2].startswith("#include"):
+                yield True, code
+            else:
+                yield False, f"namespace {name} {{ {found['given'] or ''}\nvoid run() {{\n{code}}}\n}}\n"
+
+
+class Snippets(unittest.TestCase):
+    def test_all_compile(self):
+        found = list(snippets())
+        files = [code for is_file, code in found if is_file]
+        bodies = [code for is_file, code in found if not is_file]
+        self.assertTrue(files and len(bodies) > 4, found)
+        # Files first: what they include has to be enough for them.
+        source = "".join([*files, INCLUDES, *bodies])
+        compiled = subprocess.run(COMMAND, input=source, capture_output=True, text=True)
+        self.assertEqual(compiled.returncode, 0, compiled.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

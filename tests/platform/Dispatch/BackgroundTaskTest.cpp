@@ -1,0 +1,53 @@
+#include "Dispatch/BackgroundTask.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+namespace oq {
+namespace {
+
+TEST(BackgroundTask, FinishWaitsForWorkThatHasBegunAndDoesWhatHasNot) {
+  std::promise<void> begun, released;
+  std::atomic<int> runs{0};
+  BackgroundTask task([&] {
+    begun.set_value();
+    released.get_future().wait();
+    ++runs;
+  });
+  task.start();
+  begun.get_future().wait();
+  std::thread releaser([&] { released.set_value(); });
+  task.finish();
+  EXPECT_EQ(runs, 1);
+  releaser.join();
+  task.finish();
+  EXPECT_EQ(runs, 1);
+
+  std::thread::id ranOn;
+  BackgroundTask idle([&] { ranOn = std::this_thread::get_id(); });
+  idle.finish();
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(BackgroundTask, TheEndOfTheThreadWaitsForItsTasks) {
+  std::promise<void> begun;
+  std::atomic<bool> released{false}, done{false};
+  std::thread starter([&] {
+    BackgroundTask task([&] {
+      begun.set_value();
+      while (!released) std::this_thread::yield();
+      done = true;
+    });
+    task.start();
+    begun.get_future().wait();
+    released = true;
+  });
+  starter.join();
+  EXPECT_TRUE(done);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,139 @@
+#include "Storage/OQRecordStore.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "Model/OQRecordTree.h"
+#include "Storage/OQDataArchiver.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+/// Two stores over one folder stand for two processes.
+class RecordStore : public testing::Test {
+ protected:
+  static OQRecordStore::Nodes nodes(std::int64_t usedCount) {
+    auto node = std::make_shared<OQRecordTreeNode>();
+    node->setNodeId(7);
+    node->setCount(100);
+    node->setUsedCount(usedCount);
+    return {node};
+  }
+  static void write(OQRecordStore& store, std::int64_t usedCount) {
+    ASSERT_TRUE(store.access().write(nodes(usedCount)));
+  }
+  /// The used count that another process wrote; nullopt for no change.
+  static std::optional<std::int64_t> changeIn(OQRecordStore& store) {
+    const auto changes = store.access().changesOfOthers();
+    return changes ? std::optional(changes->at(0)->usedCount()) : std::nullopt;
+  }
+
+  test::TemporaryFolder folder;
+  std::filesystem::path file = documentsDirectory() / OQRecordTreeDataFileName;
+  std::filesystem::path lockFile = documentsDirectory() / OQRecordTreeLockFileName;
+  OQRecordStore ours, theirs;
+};
+
+TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
+  EXPECT_TRUE(ours.read().empty());
+  EXPECT_EQ(changeIn(ours), std::nullopt) << "no file yet";
+  for (int value = 1; value < 60; value += 3) {
+    write(ours, value);
+    ASSERT_EQ(changeIn(ours), std::nullopt) << "our own write";
+    write(theirs, value + 1);
+    write(theirs, value + 2);
+    ASSERT_EQ(changeIn(ours), value + 2);
+    ASSERT_EQ(changeIn(ours), std::nullopt) << "known by now";
+  }
+  test::writeText(file, "torn");
+  EXPECT_EQ(changeIn(ours), std::nullopt);
+  std::filesystem::remove(file);
+  EXPECT_EQ(changeIn(ours), std::nullopt);
+  write(theirs, 5);
+  EXPECT_EQ(changeIn(ours), 5);
+  EXPECT_EQ(OQRecordStore().read().at(0)->usedCount(), 5);
+}
+
+TEST_F(RecordStore, GrantsAccessToOneAtATime) {
+  auto access = ours.access();
+  ASSERT_TRUE(access);
+  EXPECT_FALSE(theirs.access());
+  // Another thread of the same process waits however long it takes.
+  std::atomic<bool> isReleased{false};
+  auto waited = std::async(std::launch::async, [&] { return ours.access() && isReleased; });
+  EXPECT_FALSE(OQRecordStore().access()) << "after 250 ms";
+  EXPECT_FALSE(OQRecordStore().access()) << "after 250 ms";
+  isReleased = true;
+  EXPECT_TRUE(access.write(nodes(1)));
+  EXPECT_TRUE(waited.get());
+  EXPECT_TRUE(theirs.access());
+  EXPECT_TRUE(ours.access());
+}
+
+TEST_F(RecordStore, AForkedProcessDoesNotKeepTheLock) {
+  auto access = ours.access();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pause();
+    ::_exit(0);
+  }
+  access.release();
+  EXPECT_TRUE(theirs.access());
+  ::kill(child, SIGKILL);
+  test::statusOf(child);
+}
+
+/// A process that waits has the lock file open when it is removed, and must not take that one for the lock.
+TEST_F(RecordStore, ALockFileThatWasRemovedLocksNoLonger) {
+  auto access = ours.access();
+  OQRecordStore waiting;
+  auto waited = std::async(std::launch::async, [&] { return static_cast<bool>(waiting.access()); });
+  const auto openings = [&] {
+    int count = 0;
+    std::error_code error;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+      count += std::filesystem::read_symlink(each, error) == std::filesystem::canonical(lockFile);
+    return count;
+  };
+  while (openings() < 2) std::this_thread::yield();
+  std::filesystem::remove(lockFile);
+  const auto next = theirs.access();
+  EXPECT_TRUE(next);
+  access.release();
+  EXPECT_FALSE(waited.get());
+}
+
+/// The inode number of a file that was replaced is given to a later one.
+TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
+  const auto time = std::filesystem::file_time_type::clock::now();
+  const auto replace = [&] {
+    test::writeText(folder.path() / "new", "same size");
+    std::filesystem::last_write_time(folder.path() / "new", time);
+    std::filesystem::rename(folder.path() / "new", file);
+  };
+  replace();
+  FileVersion version;
+  ASSERT_TRUE(contentsOfFile(file, UsualFileLimit, &version));
+  EXPECT_TRUE(version.isStillAt(file));
+  for (int i = 0; i < 20; ++i) {
+    replace();
+    ASSERT_FALSE(version.isStillAt(file)) << i;
+  }
+}
+
+TEST_F(RecordStore, WhereThereCanBeNoLockEachProcessGoesOnAlone) {
+  std::filesystem::create_directory(lockFile);
+  auto access = ours.access();
+  EXPECT_TRUE(access);
+  EXPECT_TRUE(theirs.access());
+  EXPECT_TRUE(access.write(nodes(1)));
+}
+
+}  // namespace
+}  // namespace oq
