@@ -281,7 +281,7 @@ void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
 }
 
 /// A web page that is open already makes room. What is popped is the top of the stack each time, and not
-/// necessarily the page that was found; meant.
+/// necessarily the page that was found; intentional.
 void OQSDKManager::_openWebController(UINavigationController& navigation, const std::string& url) {
   for (std::size_t i = 0; i < navigation.viewControllers().size(); ++i) {
     if (std::dynamic_pointer_cast<OQWebController>(navigation.viewControllers()[i]))

@@ -19,7 +19,7 @@ void OQSDKManager::onEventDataReceived(const Value& info) {
   OQLogger::log("收到event回调：\n%@", info);
   _keepUserId(valueForKey(info, "xwho"));
   setAppid(_textOrNil(valueForKey(info, "appid")));
-  // Looked at but without consequence: page views are matched like any other event. This is meant.
+  // Looked at but without consequence: page views are matched like any other event. This is intentional.
   [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == Value("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();

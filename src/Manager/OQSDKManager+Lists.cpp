@@ -68,7 +68,7 @@ bool OQSDKManager::_isSuccess(const std::optional<Value>& answer) {
 
 void OQSDKManager::login() {
   const auto host = configuration();
-  // "packageName" is the library's own identifier and not the host's; this is meant.
+  // "packageName" is the library's own identifier and not the host's; this is intentional.
   const Value body = {{"os",
                        {{"brand", "iphone"},
                         {"channel", "default"},
@@ -110,7 +110,7 @@ void OQSDKManager::getListData() {
 Value OQSDKManager::_listRequestBody() const {
   const Session session = _session();
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are
-  // meant.
+  // intentional.
   const int newUser = isNewUser() ? 0 : 1;
   return {{"newUser", newUser},
           {"os",

@@ -60,7 +60,7 @@ class OQLogger : public Object {
   const std::filesystem::path& logFilePath() const { return _logFilePath; }
 
   /// Removes the first log file, by name, when the folder holds ten or more, sub-folders counted. One at a
-  /// time; meant.
+  /// time; intentional.
   static void handleFilesOfDirectory(const std::filesystem::path& folder);
 
  private:

@@ -38,7 +38,7 @@ std::optional<std::shared_ptr<UIViewController>> screenAbove(
   if (!tabs) return std::nullopt;
   auto selected = tabs->selectedViewController();
   auto stack = asNavigation(selected);
-  // The stack itself is left out, and what it would be presenting with it; meant.
+  // The stack itself is left out, and what it would be presenting with it; intentional.
   return stack ? stack->topViewController() : selected;
 }
 

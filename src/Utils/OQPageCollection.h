@@ -29,7 +29,7 @@ class OQPageCollection : public Object {
   /// A screen has appeared: if it can be collected its class's name becomes the page's and is reported; if it
   /// cannot, and is no screen of the system's, it only becomes the page's name.
   void viewDidAppear(const Object& screen);
-  /// Queues nothing to do, which is meant.
+  /// Queues a task that does nothing; intentional.
   void viewWillDisappear(const Object& screen);
   /// Whether the screen is a page to report at this moment.
   bool canCollectViewController(const Object* screen) const;

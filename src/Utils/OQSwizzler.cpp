@@ -105,7 +105,7 @@ void OQSwizzler::swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block,
   if (!method) {
     OQLogger::error(stringWithFormat("SwizzleException:Cannot find method for %@ on %@",
                                      sel_getName(selector), class_getName(cls)));
-    // And on with nothing, which is meant: the class then gets a method that runs the blocks alone.
+    // Continues without a method, which is deliberate: the class then gets one that runs the blocks alone.
   }
   OQSwizzleSlot* slot = getSwizzleByName(sel_getName(selector));
   if (!slot || !slot->accepts(block) || !hasSignatureOf(*slot, method)) return;

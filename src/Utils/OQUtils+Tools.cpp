@@ -86,7 +86,7 @@ void presentEnvironmentAlert() {
   auto alert = UIAlertController::alertControllerWithTitle(
       "切换环境", stringWithFormat("当前环境为“%@”，是否切换？\n切换后请重启APP", content.name),
       UIAlertControllerStyle::Alert);
-  // Red although it destroys nothing; meant.
+  // Red although it destroys nothing; intentional.
   alert->addAction(UIAlertAction::actionWithTitle("取消", UIAlertActionStyle::Destructive));
   for (const Choice& choice : content.others) alert->addAction(actionFor(choice));
   if (const auto navigation = OQNavigation::currentNavigation())
