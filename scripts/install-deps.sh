@@ -14,13 +14,14 @@ packages=(
   # the web engine, and what its sandbox is built with
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx-light
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
   gnome-keyring libsecret-1-0
   # a screen where there is none, a window manager, a hand to touch it, fonts to read it
-  xvfb openbox weston xdotool x11-utils imagemagick dbus fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
+  xvfb openbox weston xdotool x11-utils imagemagick dbus libadwaita-1-0
+  fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
 # What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.
@@ -47,9 +48,9 @@ if [[ $(id -u) -ne 0 ]]; then
 fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
+# A test starts its own nginx. The package would start one as a service.
+nginx_is_new() { [[ " ${missing[*]} " == *" nginx "* && -d /run/systemd/system ]]; }
+! nginx_is_new || "${as_root[@]}" systemctl --quiet mask nginx
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
-# A test starts its own nginx. The package starts one as a service, which would stay.
-if [[ " ${missing[*]} " == *" nginx-light "* && -d /run/systemd/system ]]; then
-  "${as_root[@]}" systemctl --quiet disable --now nginx
-fi
+! nginx_is_new || { "${as_root[@]}" systemctl --quiet unmask nginx; "${as_root[@]}" systemctl --quiet disable nginx; }

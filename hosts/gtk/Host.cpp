@@ -52,7 +52,8 @@ void Host::watchSettings() {
 void Host::animationsSet(GObject* settings, GParamSpec*, gpointer) {
   gboolean enabled = TRUE;
   g_object_get(settings, "gtk-enable-animations", &enabled, nullptr);
-  AnimationEngine::shared().setEnabled(enabled);
+  // Not quite at once: the end of an animation waits for a frame, and so finds out that none comes.
+  AnimationEngine::shared().setEnabled(enabled, 0.001);
 }
 
 double Host::now() const {

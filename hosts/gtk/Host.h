@@ -50,7 +50,7 @@ class Host : public UIHost {
   void deadlineReached();
   bool awaitFrame(double time);
 
-  WebPages _webPages{*this};
+  WebPages _webPages;
   std::vector<Surface*> _surfaces;
   GtkSettings* _settings = nullptr;
   gulong _animationsHandler = 0;

@@ -227,7 +227,15 @@ void StandIns::followFocus() {
   }
   if (!_dialog.widget || isInDialog(focus())) return;
   if (isCovered(focus())) _focusMemory.setHostFocus(focus());
-  if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) focusDialog();
+  if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) takeFocusBack();
+}
+
+/// A host may focus a widget of its own whenever that loses the focus. Such a host wins after a few rounds.
+void StandIns::takeFocusBack() {
+  const gint64 now = g_get_monotonic_time();
+  if (now - _lastTakeBack > G_USEC_PER_SEC) _takeBacks = 0;
+  _lastTakeBack = now;
+  if (_takeBacks++ < 3) focusDialog();
 }
 
 GtkWidget* StandIns::pageOfDialog() const {
@@ -243,7 +251,10 @@ bool StandIns::isInDialog(GtkWidget* widget) const {
 
 bool StandIns::isCovered(GtkWidget* widget) const {
   GtkWidget* parent = gtk_widget_get_parent(_surface);
-  if (!widget || !parent || gtk_widget_get_native(widget) != gtk_widget_get_native(_surface)) return false;
+  GtkNative* native = gtk_widget_get_native(_surface);
+  if (!widget || !parent || gtk_widget_get_native(widget) != native) return false;
+  GtkWidget* titleBar = GTK_IS_WINDOW(native) ? gtk_window_get_titlebar(GTK_WINDOW(native)) : nullptr;
+  if (titleBar && gtk_widget_is_ancestor(widget, titleBar)) return true;
   for (GtkWidget* below = gtk_widget_get_prev_sibling(_surface); below;
        below = gtk_widget_get_prev_sibling(below)) {
     if (widget == below || gtk_widget_is_ancestor(widget, below)) return true;

@@ -75,8 +75,12 @@ class StandIns {
   /// Something of the host's that lies below the surface.
   bool isCovered(GtkWidget* widget) const;
   void focusDialog();
+  void takeFocusBack();
   void returnFocus(const FocusMemory::Place& place);
   void place(const StandIn& standIn, CGPoint origin, double scale) const;
+
+  gint64 _lastTakeBack = 0;  ///< in microseconds
+  int _takeBacks = 0;        ///< in quick succession
 
   GtkWidget* const _surface;
   const std::shared_ptr<UIWindow> _window;

@@ -130,7 +130,9 @@ void Surface::followPointer() {
 }
 
 void Surface::pointerLeft() {
-  if (_touches.empty()) _window->pointerMoved(std::nullopt);
+  if (!_touches.empty()) return;
+  _pointerIsOurs = false;
+  _window->pointerMoved(std::nullopt);
 }
 
 void Surface::givePointerBack() {

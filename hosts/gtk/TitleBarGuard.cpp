@@ -50,16 +50,18 @@ gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, 
 }
 
 /// A press that does not arrive is never a click, so what follows it may pass.
-bool TitleBarGuard::isHeldBack(GdkEvent* event) const {
+bool TitleBarGuard::isHeldBack(GdkEvent* event) {
+  // An open menu has a surface of its own, and lies above everything.
+  if (gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;
+  // Scrolling has no position.
+  gdk_event_get_position(event, &_x, &_y);
   const GdkEventType type = gdk_event_get_event_type(event);
   if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN && type != GDK_SCROLL) return false;
   GtkWidget* titleBar = gtk_window_get_titlebar(_window);
-  // An open menu has a surface of its own, and lies above everything.
-  if (!titleBar || gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;
-  double x = 0, y = 0, left = 0, top = 0;
-  if (!gdk_event_get_position(event, &x, &y)) return false;
+  if (!titleBar) return false;
+  double left = 0, top = 0;
   gtk_native_get_surface_transform(GTK_NATIVE(_window), &left, &top);
-  GtkWidget* widget = gtk_widget_pick(GTK_WIDGET(_window), x - left, y - top, GTK_PICK_DEFAULT);
+  GtkWidget* widget = gtk_widget_pick(GTK_WIDGET(_window), _x - left, _y - top, GTK_PICK_DEFAULT);
   if (!widget || !gtk_widget_is_ancestor(widget, titleBar)) return false;
   return takesPresses(widget, titleBar) && _hasDialog();
 }

@@ -7,8 +7,8 @@
 namespace oq::gtk {
 
 /// The surface covers the content of a window, not what the host has put into its title bar. While a dialog is on
-/// screen the guard keeps presses from that, too. The window's own buttons work, and the bar moves the window. Main
-/// thread only.
+/// screen the guard keeps presses and scrolling from that, too. The window's own buttons work, and the bar moves the
+/// window. Main thread only.
 class TitleBarGuard {
  public:
   /// Asks `hasDialog` at each press. The guard ends before the window.
@@ -19,11 +19,12 @@ class TitleBarGuard {
 
  private:
   static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
-  bool isHeldBack(GdkEvent* event) const;
+  bool isHeldBack(GdkEvent* event);
 
   GtkWindow* const _window;
   const std::function<bool()> _hasDialog;
   GtkEventController* const _events;
+  double _x = 0, _y = 0;  ///< where the pointer was last seen, in the window's surface
 };
 
 }  // namespace oq::gtk

@@ -19,7 +19,7 @@ namespace {
 /// Shows the module's widget wherever its view is.
 class HostedPage : public WebPage {
  public:
-  HostedPage(Host& host, std::unique_ptr<WidgetPage> page) : _host(host), _page(std::move(page)) {}
+  explicit HostedPage(std::unique_ptr<WidgetPage> page) : _page(std::move(page)) {}
   ~HostedPage() override { takeAway(); }
 
   void load(const std::string& url) override { _page->load(url); }
@@ -34,7 +34,7 @@ class HostedPage : public WebPage {
   }
   void viewMoved(UIView& view) override {
     UIWindow* window = view.window();
-    Surface* surface = window ? _host.surfaceOf(*window) : nullptr;
+    Surface* surface = window ? Host::shared()->surfaceOf(*window) : nullptr;
     const auto children = surface ? surface->nativeChildren() : nullptr;
     if (children == _children.lock()) return;
     takeAway();
@@ -50,7 +50,6 @@ class HostedPage : public WebPage {
     _children.reset();
   }
 
-  Host& _host;
   UIView* _view = nullptr;  ///< valid while there are _children
   std::weak_ptr<NativeChildren> _children;
   const std::unique_ptr<WidgetPage> _page;
@@ -90,7 +89,7 @@ struct WebPages::Preload {
         }) {}
 };
 
-WebPages::WebPages(Host& host) : _host(host) {}
+WebPages::WebPages() = default;
 
 WebPages::~WebPages() {
   if (_idle) g_source_remove(_idle);
@@ -155,7 +154,7 @@ std::unique_ptr<WebPage> WebPages::openPage(const WebPageSettings& settings, Web
     return nullptr;
   }
   return std::make_unique<HostedPage>(
-      _host, std::unique_ptr<WidgetPage>(_module->open(webFolder().c_str(), settings, client)));
+      std::unique_ptr<WidgetPage>(_module->open(webFolder().c_str(), settings, client)));
 }
 
 }  // namespace oq::gtk

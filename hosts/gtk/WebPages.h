@@ -11,14 +11,11 @@
 
 namespace oq::gtk {
 
-class Host;
-
 /// Web pages by WebKitGTK. Its module is loaded on a background thread once a page is expected, else for the first
 /// page, and only where it would not end the host's process. Main thread only.
 class WebPages : public WebEngine {
  public:
-  /// The host outlives all pages.
-  explicit WebPages(Host& host);
+  WebPages();
   ~WebPages() override;
   std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
   void prepare() override;
@@ -33,7 +30,6 @@ class WebPages : public WebEngine {
   bool takePreloaded();
   bool loadModule(std::string& reason);
 
-  Host& _host;
   std::optional<WebModule> _module;
   std::unique_ptr<Preload> _preload;
   guint _idle = 0;

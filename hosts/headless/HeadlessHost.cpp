@@ -103,7 +103,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
   void moveClock(double now);
   PageEngine& engine() { return _engine; }
   UIWindow& window() { return *_window; }
-  UIScene& scene() { return *_scene; }
+  UIScene* scene() { return _scene.get(); }
   double scale() const { return _scale; }
   /// Kept until something changes or moves.
   cairo_surface_t* screen() {
@@ -188,7 +188,7 @@ void HeadlessHost::Impl::stageChanged() {
   const double scale = _hasStage ? _stage.stage().contentScale(_scale) : _scale;
   UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
   UIScreen::mainScreen().setScale(scale);
-  _window->setContentScale(scale);
+  if (_window) _window->setContentScale(scale);
 }
 
 void HeadlessHost::Impl::setNeedsFrame(UIWindow&) {
@@ -315,8 +315,9 @@ void HeadlessHost::setScreenSize(double width, double height) {
 }
 
 void HeadlessHost::setActive(bool active) {
-  UIApplication::sharedApplication().setSceneVisibility(
-      _impl->scene(), active ? UISceneVisibility::OnScreen : UISceneVisibility::Hidden);
+  if (UIScene* scene = _impl->scene())
+    UIApplication::sharedApplication().setSceneVisibility(
+        *scene, active ? UISceneVisibility::OnScreen : UISceneVisibility::Hidden);
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {

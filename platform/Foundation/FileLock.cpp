@@ -24,6 +24,10 @@ FileDescriptor openLockFile(const std::filesystem::path& path) {
   return made;
 }
 
+bool isOutOfResources(int reason) {
+  return reason == EMFILE || reason == ENFILE || reason == ENOMEM;
+}
+
 bool isRemoved(int file) {
   struct stat status {};
   return ::fstat(file, &status) == 0 && status.st_nlink == 0;
@@ -34,6 +38,7 @@ bool isRemoved(int file) {
 std::optional<FileLock> FileLock::take(const std::filesystem::path& path, Clock::time_point deadline) {
   for (;;) {
     FileLock lock(openLockFile(path));
+    if (!lock._file && isOutOfResources(errno)) return std::nullopt;
     if (!lock._file) return lock;
     auto pause = FirstPause;
     while (::flock(lock._file.get(), LOCK_EX | LOCK_NB) != 0) {

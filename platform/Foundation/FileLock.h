@@ -16,9 +16,9 @@ class FileLock {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Makes the file (0600) when it is missing. nullopt if another holder keeps the lock until the deadline; the wait
-  /// sleeps between tries. Where no lock is possible (the file cannot be opened for writing, or its file system has no
-  /// locks) the result holds nothing, and the caller goes on alone.
+  /// Makes the file (0600) when it is missing. nullopt if another holder keeps the lock until the deadline, or no
+  /// descriptor is free; the wait sleeps between tries. Where no lock is possible (the file cannot be opened for
+  /// writing, or its file system has no locks) the result holds nothing, and the caller goes on alone.
   static std::optional<FileLock> take(const std::filesystem::path& file, Clock::time_point deadline);
 
   FileLock() = default;

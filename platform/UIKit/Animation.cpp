@@ -50,7 +50,8 @@ void AnimationEngine::begin(AnimationTiming timing, std::function<void(bool)> co
   auto group = std::make_shared<AnimationGroup>();
   group->start = UIApplication::sharedApplication().now();
   group->timing = timing;
-  if (!_enabled || !std::isfinite(timing.duration)) group->timing.duration = 0;
+  if (!std::isfinite(timing.duration)) group->timing.duration = 0;
+  if (!_enabled) group->timing.duration = std::min(group->timing.duration, _shortest);
   group->completion = std::move(completion);
   _stack.push_back(std::move(group));
 }
@@ -88,7 +89,8 @@ void AnimationEngine::step(double now) {
   std::erase_if(_views, [](UIView* view) { return !view->layer().isAnimating(); });
 }
 
-void AnimationEngine::setEnabled(bool enabled) {
+void AnimationEngine::setEnabled(bool enabled, double shortest) {
+  _shortest = shortest;
   if (_enabled == enabled) return;
   _enabled = enabled;
   if (!enabled) UIApplication::sharedApplication().step(std::numeric_limits<double>::infinity());

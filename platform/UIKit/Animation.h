@@ -49,9 +49,9 @@ class OQSDK_EXPORT AnimationEngine {
   bool isRunning() const { return !_views.empty(); }
   /// The views that are in motion; they are known here without being owned.
   const std::vector<UIView*>& views() const { return _views; }
-  /// Off where the user wants no animations: what runs ends at once, and what begins takes no time. Completions are
-  /// called as always.
-  void setEnabled(bool enabled);
+  /// Off where the user wants no animations: what runs ends at once, and what begins takes at most `shortest` seconds.
+  /// Completions are called as always.
+  void setEnabled(bool enabled, double shortest = 0);
   bool isEnabled() const { return _enabled; }
   /// When the first running group ends; infinity when nothing runs.
   double nextDeadline() const;
@@ -73,6 +73,7 @@ class OQSDK_EXPORT AnimationEngine {
   std::vector<std::shared_ptr<AnimationGroup>> _stack;
   std::vector<UIView*> _views;
   bool _enabled = true;
+  double _shortest = 0;
 };
 
 }  // namespace oq

@@ -173,11 +173,12 @@ void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
 
 void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void()> placeClose, Opening open,
                            EventAction completion) {
+  _isClosing = false;
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
   // Held strongly: without a key window no view owns this window until it has reported.
   auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
-    // Its window was hidden meanwhile: it opens again where it can be seen.
+    // Its window was hidden or destroyed meanwhile: it opens again where it can be seen.
     if (self->isOutOfSight()) {
       self->setHidden(true);
       return self->present(open, completion);
@@ -196,8 +197,10 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
 }
 
 bool OQPopWindow::isOutOfSight() const {
+  const auto& application = UIApplication::sharedApplication();
+  if (_isClosing || application.connectedScenes().empty()) return false;
   const UIWindow* root = window();
-  return root && !UIApplication::sharedApplication().isOnScreen(*root);
+  return !root || !application.isOnScreen(*root);
 }
 
 void OQPopWindow::placeCloseButtonBelow(const UIView& card) {
@@ -212,6 +215,7 @@ void OQPopWindow::placeCloseButton(CGPoint centre) {
 }
 
 void OQPopWindow::fadeOut(std::function<void()> completion) {
+  _isClosing = true;
   // A second finger that is down on another button has nothing more to say.
   if (UIWindow* root = window()) root->cancelTouchesIn(*this);
   UIView::animateWithDuration(

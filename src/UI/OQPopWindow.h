@@ -134,6 +134,7 @@ class OQPopWindow : public UIView {
   std::shared_ptr<UIButton> _closeBtn;
   std::atomic<bool> _isShowing{false};
   bool _isToolWindow = false;
+  bool _isClosing = false;
   double _imageAndTextWindowHeight = 0;
   double _textWindowHeight = 0;
 };

@@ -4,6 +4,7 @@
 #define SANITIZER_HOOK extern "C" __attribute__((visibility("default"))) const char*
 
 SANITIZER_HOOK __asan_default_options();
+SANITIZER_HOOK __lsan_default_options();
 SANITIZER_HOOK __lsan_default_suppressions();
 SANITIZER_HOOK __tsan_default_options();
 SANITIZER_HOOK __tsan_default_suppressions();
@@ -11,6 +12,11 @@ SANITIZER_HOOK __ubsan_default_options();
 
 SANITIZER_HOOK __asan_default_options() {
   return "detect_leaks=1";
+}
+
+// A program whose standard error is looked at stays quiet.
+SANITIZER_HOOK __lsan_default_options() {
+  return "print_suppressions=0";
 }
 
 // Caches that the text libraries keep until the process ends.

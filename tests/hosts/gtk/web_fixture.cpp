@@ -39,6 +39,7 @@ class Fixture : public CommandFixture {
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { tellFocus(); }},
+        {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
     });

@@ -391,9 +391,11 @@ class WebPages(unittest.TestCase):
             self.assertEqual(fixture.close(), 0)
         fixture = self.start(FIXTURE_LOADS_NOTHING_AHEAD="1")
         fixture.do("prepare")
-        for _ in range(20):
-            fixture.do("focus")
-        self.assertFalse(fixture.has_engine())
+        fixture.do("idle")
+        fixture.await_line("idle")
+        # With loading ahead the worker has begun by now.
+        with self.assertRaises(AssertionError):
+            until(fixture.has_engine, lambda: "nothing is loaded", seconds=1)
         fixture.jump(self.url("/one"), title="One 一")
 
     def test_a_page_fades_with_its_view(self):

@@ -273,24 +273,6 @@ TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
 // less; under sanitizers, where every step is dearer, nothing. A busy machine makes some of the processes
 // slow; work that does not belong there makes every one slow.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(FirstRequest, TakesTheCallerNoMillisecond) {
-  auto ownTime = [] {
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-  };
-  bool isQuick = false;
-  for (int i = 0; i < 10 && !isQuick; ++i) {
-    isQuick = holdsInChild([&] {
-      URLRequest request = get("https://localhost:1/");
-      auto begin = ownTime();
-      auto future = start(std::move(request));
-      return ownTime() - begin < 1ms;
-    });
-  }
-  EXPECT_TRUE(isQuick);
-  EXPECT_EQ(perform(get("https://localhost:1/")).errorCode, URLErrorCannotConnectToHost);
-}
 #endif
 
 }  // namespace

@@ -147,21 +147,6 @@ TEST_F(UserDefaultsTest, AnUnchangedValueIsNotWritten) {
   EXPECT_GT(std::filesystem::file_size(database().string() + "-wal"), size);
 }
 
-TEST_F(UserDefaultsTest, AKilledProcessLosesNothing) {
-  for (bool synchronizes : {false, true}) {
-    int status = statusOfChild([&] {
-      suite()->setObject(Value("kept"), "k");
-      if (synchronizes && !suite()->synchronize()) return false;
-      ::raise(SIGKILL);
-      return false;
-    });
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("kept")));
-    suite()->removeObjectForKey("k");
-    closeAllUserDefaults();
-  }
-}
-
 TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   int toChild[2], toParent[2];
   ASSERT_EQ(::pipe(toChild) | ::pipe(toParent), 0);

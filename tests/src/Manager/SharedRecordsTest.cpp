@@ -54,20 +54,6 @@ class SharedRecordsTest : public EngineTest {
   static constexpr const char* shown = "counted and handed to the screen";
 };
 
-TEST_F(SharedRecordsTest, CountsAreShared) {
-  for (const char* name : {"once", "twice"}) {
-    const int count = name == std::string("once") ? 1 : 2;
-    const std::string id = std::to_string(count);
-    // Known to one process, then to both.
-    deliverInApp({campaign(id, name, {{"count", count}})});
-    deliverToOther({campaign(id, name, {{"count", count}})});
-    EXPECT_EQ(outcomeIn(*engine, name), shown);
-    EXPECT_EQ(outcomeIn(*other, name), count == 1 ? "count used up" : shown);
-    EXPECT_EQ(outcomeIn(*engine, name), count == 1 ? "count used up" : "already shown in this run");
-  }
-  EXPECT_THAT(usedCountsOnDisk(), ElementsAre(Pair(1, 1), Pair(2, 2)));
-}
-
 TEST_F(SharedRecordsTest, RecordsAndListsOfOneProcessSurviveTheOthers) {
   deliverInApp({campaign("7", "buy", {{"count", 2}})});
   deliverToOther({campaign("8", "view", {{"count", 2}})});
