@@ -95,8 +95,8 @@ void Host::deadlineReached() {
   UIApplication::sharedApplication().step(time);
 }
 
-/// True for as long as a frame may still come, which ends what is over. GTK runs timers before frames that are due, and
-/// one that took long to paint is not one that was held back.
+/// True while a frame may still come; that frame ends the animations that are over. GTK runs timers before frames that
+/// are due. A frame that is slow to paint does not count as held back.
 bool Host::awaitFrame(double time) {
   constexpr double patience = 0.1;  // seconds
   if (_frameAwaitedSince) {

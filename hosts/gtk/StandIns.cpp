@@ -312,7 +312,7 @@ void StandIns::allocate(const Stage& stage) {
 
 /// `origin`: where the parent begins, in the window.
 void StandIns::place(const StandIn& standIn, CGPoint origin, double scale) const {
-  // GTK wants to be asked before it is told.
+  // GTK requires measuring before allocating.
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
   auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };

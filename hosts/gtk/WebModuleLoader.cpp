@@ -76,7 +76,7 @@ std::optional<WebModule> loadWebModule(const std::string& display, std::string& 
   const auto open = function<OpenWebPage>(module, "oqsdk_open_web_page");
   const auto prepare = function<PrepareWebPages>(module, "oqsdk_prepare_web_pages");
   if (!version || !open || !prepare || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
-    // Left in the process, which would not survive that the engine's libraries are unloaded.
+    // Not unloaded: unloading the engine's libraries would end the process.
     reason = file.string() + " belongs to another version";
     return std::nullopt;
   }

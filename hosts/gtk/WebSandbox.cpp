@@ -48,9 +48,9 @@ class Command {
   std::vector<std::string> _words;
 };
 
-/// The namespaces and mounts with which the engine starts its processes, so that the tool fails where theirs would: of
-/// the mounts that may be absent, one for each folder, since a folder that must not be searched is an error all the
-/// same. What runs inside is the proxy for the session's bus, which the engine needs as well.
+/// The namespaces and mounts with which the engine starts its processes, so that the tool fails where theirs would.
+/// Optional mounts are tried too, one per folder: a folder without search permission is an error even for them. What
+/// runs inside is the proxy for the session's bus, which the engine needs as well.
 Command sandbox() {
   Command command;
   command({sandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});

@@ -255,8 +255,8 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
 
 /// Called before each request that goes out, those after a redirect included. When the one before it has had
 /// no answer, this is libcurl sending it again, because a kept connection turned out to be dead. The server
-/// may have read it: a request is sent at most once. This is also the last moment before the request is written: a
-/// connection that is closed by now is given up, and no byte of the request has gone out.
+/// may have read it: a request is sent at most once. Nothing of the new request is
+/// written yet: if the connection is closed by now, another one is used.
 int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;

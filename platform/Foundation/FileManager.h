@@ -41,8 +41,8 @@ std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_
 /// Writes a temporary file beside the target, flushes it to the disk and renames it over the target: a reader
 /// sees the old contents or the new, never a mixture, also after a crash. Mode 0600. False, with the old file
 /// untouched, when any step fails. Temporary files that killed processes left in the folder are removed; those
-/// that somebody is writing are not. `replaced`, where given, is called once others see the new file, and before it is
-/// sure to survive a loss of power, which takes another flush.
+/// that a process is writing are not. `replaced`, where given, is called when others can read the new file. The file
+/// survives a loss of power only after a further flush, which follows.
 using FileReplaced = std::function<void(FileVersion written)>;
 bool writeFileAtomically(const std::filesystem::path& file, const Data& contents,
                          const FileReplaced& replaced = nullptr);

@@ -11,8 +11,7 @@ namespace oq {
 
 class UIViewController;
 
-/// The keys that views know.
-/// The key Back is Alt+Left on most keyboards.
+/// The keys that views know. Back is Alt+Left on most keyboards.
 enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Back, Up, Down, PageUp, PageDown, Home, End };
 
 /// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,

@@ -56,10 +56,10 @@ class OQRecordStore {
   /// The nodes of the file; empty when it is missing or damaged. Takes no lock. Before the first access only.
   Nodes read();
 
-  /// Waits up to 250 ms for other processes, and for threads that wait for them; none after that. A thread of this
-  /// process that has access is waited for, as for any other write. When a process keeps the records from all others
-  /// (it was stopped, perhaps), only the first wait is that long: until the lock is free again the next ones end after
-  /// 20 ms, so that a main thread with many events is not held up by each of them.
+  /// Waits up to 250 ms for another process, or for a thread of this process that waits for one. If that is not enough,
+  /// the result is empty. A thread of this process that has access is waited for as long as it takes. After a wait that
+  /// was too short the next ones end after 20 ms, until the lock is free again: a main thread with many events is not
+  /// held up by each of them while another process is stopped.
   Access access();
 
  private:

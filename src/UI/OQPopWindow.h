@@ -23,7 +23,7 @@ namespace oq {
 /// Threads: the two show methods that take data may be called from any thread and go to the main queue by
 /// themselves; everything else belongs to the main queue. Ownership: while it is shown its superview owns the
 /// window; an animation that is under way keeps it until its completion has run, also where there is no
-/// window to be shown in. Whoever only wants to hear the outcome need not hold it. Failure: without any window
+/// window to be shown in. A caller that only needs the outcome does not keep it. Failure: without any window
 /// attached, or a picture, nothing is reported: the animations still end, and the callback still comes.
 ///
 /// While no attached window can be seen, it waits to be opened (OQPresentationQueue). If its window is hidden during
