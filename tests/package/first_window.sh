@@ -39,6 +39,5 @@ until_true 30 known Documents/OQInAppWindowData.plist
 until_true 30 visible
 press
 until_true 30 told impDialog
-sleep 1  # the opening is an animation
 import -silent -window root first-window.png
 grep impDialog "$folder/server.log"
