@@ -8,6 +8,7 @@
 #include "Foundation/Format.h"
 #include "Manager/OQSDKManager.h"
 #include "MessageUI/MFMailComposeViewController.h"
+#include "UIKit/UILabel.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQSwizzler.h"
 #include "Utils/OQUtils.h"
@@ -89,6 +90,11 @@ class LogMail : public testing::Test {
 #endif
   }
   LogMail() {
+    // The libraries for text read the environment on a thread of theirs, and a bus of the tests changes it. After the
+    // first measured text that thread is done.
+    const auto label = makeMainObject<UILabel>();
+    label->setText("text");
+    label->textSizeForWidth(100);
     delegate = makeMainObject<Delegate>();
     OQNavigation::currentNavigation()->pushViewController(delegate, false);
     OQLogger::getInstance().flush();
