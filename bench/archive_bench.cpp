@@ -4,7 +4,7 @@
 #include <plist/plist.h>
 #include <unistd.h>
 
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Measure.h"
 #include "Model/OQRecordTreeNode.h"
 #include "Model/OQWindowData.h"

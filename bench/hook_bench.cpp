@@ -1,7 +1,7 @@
 // What a hook costs: a message to a method with one block behind it, beside the same message without a hook.
 #include "Measure.h"
-#include "UIKit/UIViewController.h"
-#include "Utils/OQSwizzler.h"
+#include "UIKit/Controllers/UIViewController.h"
+#include "Hooks/OQSwizzler.h"
 #include "oqsdk/AnalyticsHook.h"
 
 namespace {

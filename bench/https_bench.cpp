@@ -14,10 +14,10 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "Foundation/FileManager.h"
-#include "Foundation/JSONSerialization.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/JSONSerialization.h"
 #include "Measure.h"
-#include "Network/OQNetwork.h"
+#include "Requests/OQNetwork.h"
 #include "Storage/OQUserDefaults.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "support/TestCertificates.h"

@@ -2,9 +2,9 @@
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/FileManager.h"
-#include "Foundation/Format.h"
-#include "Manager/OQSDKManager.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Format.h"
+#include "Engine/OQSDKManager.h"
 #include "Measure.h"
 #include "Model/OQWindowData.h"
 #include "Utils/OQLogger.h"

@@ -2,8 +2,8 @@
 /// Boost.JSON's own parse of the same bytes.
 #include <boost/json.hpp>
 
-#include "Foundation/JSONSerialization.h"
-#include "Manager/OQCampaignList.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Matching/OQCampaignList.h"
 #include "Measure.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"

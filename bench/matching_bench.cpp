@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <random>
 
-#include "Manager/OQCampaignList.h"
+#include "Matching/OQCampaignList.h"
 #include "Measure.h"
 #include "Model/OQWindowData.h"
 #include "support/LinearMatch.h"

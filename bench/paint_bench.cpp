@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Measure.h"
 #include "UI/OQPopWindow.h"
-#include "UIKit/CairoPainter.h"
-#include "UIKit/MainObject.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Painting/CairoPainter.h"
+#include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // What it costs a counted decision that other processes of the application may have counted too: with 500 records, the
 // processor time of the decision's step on the file with the lock and the question whether others wrote, against the
 // same write without them; and of adopting what another process wrote, against one read of the archive.
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Measure.h"
 #include "Model/OQRecordTree.h"
 #include "Storage/OQDataArchiver.h"

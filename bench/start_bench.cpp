@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Foundation/FileManager.h"
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Measure.h"
 #include "Model/OQRecordTreeNode.h"
 #include "Model/OQWindowData.h"

@@ -3,8 +3,8 @@
 // do), and with the value handed to the database (what a crash of the process cannot lose).
 #include <sqlite3.h>
 
-#include "Foundation/FileManager.h"
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Measure.h"
 #include "Storage/OQUserDefaults.h"
 

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <variant>
 
-#include "Foundation/BinaryPropertyList.h"
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
 
 /// Whether what was written and read again is what it was.
 namespace oq::plist {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <vector>
 
-#include "Foundation/JSONSerialization.h"
-#include "Foundation/Number.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Number.h"
 #include "Model/OQWindowData.h"
 
 /// Feeds arbitrary bytes to the road of a server's list answer: JSON, its "data", windows, their archive.

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "../tests/support/LinearMatch.h"
-#include "Foundation/JSONSerialization.h"
-#include "Foundation/Number.h"
-#include "Manager/OQCampaignList.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Number.h"
+#include "Matching/OQCampaignList.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 

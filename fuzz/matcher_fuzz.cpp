@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "../tests/support/LinearMatch.h"
-#include "Manager/OQCampaignList.h"
+#include "Matching/OQCampaignList.h"
 #include "Model/OQWindowData.h"
 
 /// Lets the bytes choose campaigns and events out of few names, keys and values. The index must choose what a

@@ -3,8 +3,8 @@
 #include <optional>
 #include <vector>
 
-#include "Foundation/BinaryPropertyList.h"
-#include "Foundation/KeyedArchiver.h"
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "SameNodes.h"
 
 /// Feeds arbitrary bytes to the reader of property lists and, sealed with a right checksum so that they get

@@ -1,7 +1,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "Foundation/XMLPropertyList.h"
+#include "Foundation/PropertyLists/XMLPropertyList.h"
 #include "SameNodes.h"
 
 /// Feeds arbitrary bytes to the reader of XML property lists. What could be read must survive being written

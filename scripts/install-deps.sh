@@ -14,7 +14,7 @@ packages=(
   # the web engine, and what its sandbox is built with
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx clang-format-14
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one

@@ -8,7 +8,7 @@
 #include "CalendarTime.h"
 #include "CampaignSchema.h"
 #include "JsonSchema.h"
-#include "Place.h"
+#include "JsonPath.h"
 
 namespace oq::server {
 

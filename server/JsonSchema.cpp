@@ -11,7 +11,7 @@
 #include <string>
 
 #include "CalendarTime.h"
-#include "Place.h"
+#include "JsonPath.h"
 
 namespace oq::server {
 

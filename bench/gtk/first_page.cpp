@@ -10,11 +10,11 @@
 #include <iterator>
 #include <thread>
 
-#include "Manager/OQSDKManager.h"
+#include "Engine/OQSDKManager.h"
 #include "Measure.h"
-#include "UI/OQWebController.h"
-#include "UIKit/UINavigationController.h"
-#include "Utils/OQNavigation.h"
+#include "Pages/OQWebController.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "Pages/OQNavigation.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "support/TestCertificates.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "UIKit/UIView.h"
+#include "UIKit/Views/UIView.h"
 
 namespace oq::gtk {
 

@@ -4,13 +4,13 @@
 #include <gtkmm/object.h>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Bundle.h"
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Files/FileManager.h"
 #include "Host.h"
 #include "Surface.h"
-#include "UIKit/TextWarmUp.h"
+#include "UIKit/Text/TextWarmUp.h"
 #include "WebPages.h"
-#include "WindowChild.h"
+#include "ChildWrapper.h"
 
 namespace oq::gtk {
 
@@ -55,12 +55,12 @@ bool hasSurface(Gtk::Overlay& overlay) {
 }  // namespace
 
 void attach(Gtk::Window& window, const AttachOptions& options) {
-  if (WindowChild::isWrapped(window.gobj())) return;
+  if (ChildWrapper::isWrapped(window.gobj())) return;
   install(options);
   int width = window.get_width(), height = window.get_height();
   if (width <= 0 || height <= 0) window.get_default_size(width, height);
   auto* surface = makeSurface(width, height, options);
-  WindowChild::wrap(window.gobj(), GTK_WIDGET(surface->gobj()));
+  ChildWrapper::wrap(window.gobj(), GTK_WIDGET(surface->gobj()));
 }
 
 void attach(Gtk::Overlay& overlay, const AttachOptions& options) {

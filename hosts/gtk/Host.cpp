@@ -6,10 +6,10 @@
 #include <cmath>
 
 #include "Surface.h"
-#include "UIKit/Animation.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIScreen.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIScreen.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "WebKit/WebEngineRegistry.h"
 
 namespace oq::gtk {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
-#include "UIKit/UIHost.h"
+#include "UIKit/Windows/UIHost.h"
 #include "WebPages.h"
 
 namespace oq::gtk {

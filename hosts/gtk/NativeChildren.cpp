@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "UIKit/UIView.h"
+#include "UIKit/Views/UIView.h"
 
 namespace oq::gtk {
 

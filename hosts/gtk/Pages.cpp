@@ -3,7 +3,7 @@
 #include <map>
 #include <optional>
 
-#include "UIKit/UIViewController.h"
+#include "UIKit/Controllers/UIViewController.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 namespace oq::gtk {

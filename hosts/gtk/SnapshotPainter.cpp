@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "NativeChildren.h"
-#include "UIKit/LayerContent.h"
+#include "UIKit/Painting/LayerContent.h"
 
 namespace oq::gtk {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "UIKit/Painter.h"
+#include "UIKit/Painting/Painter.h"
 
 namespace oq::gtk {
 

@@ -8,11 +8,11 @@
 #include "Host.h"
 #include "NativeChildren.h"
 #include "SnapshotPainter.h"
-#include "StandIns.h"
+#include "AccessibilityProxies.h"
 #include "TitleBarGuard.h"
-#include "UIKit/Animation.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
 
 namespace oq::gtk {
 
@@ -35,7 +35,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   _stage.setWindow(_window);
   _window->setContentScale(stage().contentScale(get_scale_factor()));
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
-  _standIns = std::make_unique<StandIns>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
+  _standIns = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
   _scene->addWindow(_window);
   connectScene();
 

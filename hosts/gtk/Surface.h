@@ -19,7 +19,7 @@ namespace oq::gtk {
 
 class Host;
 class NativeChildren;
-class StandIns;
+class AccessibilityProxies;
 class TitleBarGuard;
 
 /// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
@@ -116,7 +116,7 @@ class Surface : public Gtk::Widget {
   bool _connected = false;
   WindowStage _stage;
   int _resizes = 0;  ///< sizes that a page waits to be laid out for
-  std::unique_ptr<StandIns> _standIns;
+  std::unique_ptr<AccessibilityProxies> _standIns;
   std::shared_ptr<NativeChildren> _nativeChildren;
   bool _updatingStandIns = false;
   // Watched while the widget is mapped.

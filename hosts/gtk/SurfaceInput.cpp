@@ -1,13 +1,13 @@
 #include <optional>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Format.h"
+#include "Foundation/Values/Format.h"
 #include "Host.h"
 #include "NativeChildren.h"
-#include "StandIns.h"
+#include "AccessibilityProxies.h"
 #include "Surface.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
 
 namespace oq::gtk {
 

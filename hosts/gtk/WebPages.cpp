@@ -5,12 +5,12 @@
 
 #include "Dispatch/BackgroundTask.h"
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Host.h"
 #include "NativeChildren.h"
 #include "Surface.h"
-#include "UIKit/UIView.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Views/UIView.h"
+#include "UIKit/Windows/UIWindow.h"
 
 namespace oq::gtk {
 

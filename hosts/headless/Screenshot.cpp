@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Host/WindowStage.h"
-#include "UIKit/CairoPainter.h"
+#include "UIKit/Painting/CairoPainter.h"
 
 namespace oq {
 

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "UIKit/Painter.h"
-#include "UIKit/UIViewController.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Painting/Painter.h"
+#include "UIKit/Controllers/UIViewController.h"
+#include "UIKit/Windows/UIWindow.h"
 
 namespace oq {
 

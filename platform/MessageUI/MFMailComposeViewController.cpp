@@ -4,8 +4,8 @@
 #include "MessageUI/MailFiles.h"
 #include "MessageUI/PortalMail.h"
 #include "MessageUI/XdgEmail.h"
-#include "UIKit/AlertCard.h"
-#include "UIKit/DialogPage.h"
+#include "UIKit/Controllers/AlertCard.h"
+#include "UIKit/Controllers/DialogPage.h"
 
 namespace oq {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "MessageUI/MailMessage.h"
-#include "UIKit/UINavigationController.h"
+#include "UIKit/Controllers/UINavigationController.h"
 
 namespace oq {
 

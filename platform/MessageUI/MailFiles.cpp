@@ -6,7 +6,7 @@
 #include <chrono>
 #include <set>
 
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 
 namespace oq {
 namespace fs = std::filesystem;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Foundation/Data.h"
-#include "Foundation/Error.h"
+#include "Foundation/Values/Data.h"
+#include "Foundation/Values/Error.h"
 
 namespace oq {
 

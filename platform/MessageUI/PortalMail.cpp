@@ -10,9 +10,9 @@
 
 #include "Dispatch/DeadlineThread.h"
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/GLibReference.h"
-#include "Foundation/SessionBus.h"
+#include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/System/GLibReference.h"
+#include "Foundation/System/SessionBus.h"
 
 namespace oq {
 namespace {

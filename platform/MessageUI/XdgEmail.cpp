@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/GLibReference.h"
+#include "Foundation/System/GLibReference.h"
 
 namespace oq {
 namespace {

@@ -10,9 +10,9 @@
 #include <chrono>
 #include <thread>
 
-#include "Foundation/BinaryPropertyList.h"
-#include "Foundation/FileManager.h"
-#include "Foundation/TimedLock.h"
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/TimedLock.h"
 
 namespace oq {
 namespace fs = std::filesystem;

@@ -4,7 +4,7 @@
 #include <functional>
 #include <mutex>
 
-#include "Foundation/FileDescriptor.h"
+#include "Foundation/Files/FileDescriptor.h"
 #include "Security/KeychainStore.h"
 
 namespace oq {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Foundation/Data.h"
+#include "Foundation/Values/Data.h"
 #include "Security/SecItem.h"
 
 namespace oq {

@@ -1,6 +1,6 @@
 #include "Security/LibSecret.h"
 
-#include "Foundation/DynamicLibrary.h"
+#include "Foundation/System/DynamicLibrary.h"
 
 namespace oq {
 namespace {

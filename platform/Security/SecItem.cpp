@@ -4,7 +4,7 @@
 #include <mutex>
 #include <optional>
 
-#include "Foundation/Base64.h"
+#include "Foundation/Values/Base64.h"
 #include "Security/KeychainStore.h"
 
 namespace oq {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <variant>
 
-#include "Foundation/PropertyValue.h"
+#include "Foundation/PropertyLists/PropertyValue.h"
 
 namespace oq {
 

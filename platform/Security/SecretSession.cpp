@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "Foundation/Bundle.h"
-#include "Foundation/SessionBus.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/System/SessionBus.h"
 
 namespace oq {
 namespace {

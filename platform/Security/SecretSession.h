@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "Foundation/GLibReference.h"
+#include "Foundation/System/GLibReference.h"
 #include "Security/KeychainStore.h"
 #include "Security/LibSecret.h"
 

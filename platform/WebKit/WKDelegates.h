@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Foundation/Error.h"
+#include "Foundation/Values/Error.h"
 #include "WebKit/WebEngine.h"
 
 namespace oq {

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/JSONSerialization.h"
-#include "UIKit/UIRefreshControl.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "UIKit/Views/UIRefreshControl.h"
 #include "WebKit/WebEngineRegistry.h"
 
 namespace oq {

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "Foundation/KeyValueObserver.h"
-#include "Foundation/URL.h"
-#include "UIKit/UIScrollView.h"
+#include "Foundation/Stores/KeyValueObserver.h"
+#include "Foundation/Networking/URL.h"
+#include "UIKit/Views/UIScrollView.h"
 #include "WebKit/WKDelegates.h"
 #include "WebKit/WKWebViewConfiguration.h"
 #include "WebKit/WebEngine.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Foundation/Error.h"
+#include "Foundation/Values/Error.h"
 
 /// What a host gives to web views. Texts and interfaces alone, so that an engine can live in a module that is
 /// linked with nothing of the library. Main thread only.

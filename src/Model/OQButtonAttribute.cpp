@@ -1,7 +1,7 @@
 #include "Model/OQButtonAttribute.h"
 
-#include "Foundation/Number.h"
-#include "UIKit/UIScreen.h"
+#include "Foundation/Values/Number.h"
+#include "UIKit/Windows/UIScreen.h"
 
 namespace oq {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "Foundation/KeyedArchiver.h"
-#include "Foundation/Number.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/Number.h"
 #include "oqsdk/Value.h"
 
 namespace oq {

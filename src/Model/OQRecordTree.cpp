@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Foundation/Number.h"
+#include "Foundation/Values/Number.h"
 
 namespace oq {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "Foundation/KeyedArchiver.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/Value.h"
 

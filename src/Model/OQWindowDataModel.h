@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Foundation/KeyedArchiver.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/Value.h"
 

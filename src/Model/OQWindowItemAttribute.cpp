@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "Foundation/Format.h"
-#include "Foundation/Number.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/Number.h"
 
 namespace oq {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "Foundation/FileManager.h"
-#include "Foundation/KeyedArchiver.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
 
 namespace oq {
 

@@ -6,11 +6,11 @@
 #include <string_view>
 #include <utility>
 
-#include "Foundation/Date.h"
-#include "Foundation/Format.h"
-#include "Foundation/Number.h"
-#include "Foundation/UserDefaults.h"
-#include "OQSDKBundleIdentifier.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/Number.h"
+#include "Foundation/Stores/UserDefaults.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQUtils.h"
 

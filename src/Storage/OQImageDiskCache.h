@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Data.h"
-#include "Foundation/Snapshot.h"
+#include "Foundation/Values/Data.h"
+#include "Foundation/Values/Snapshot.h"
 
 namespace oq {
 

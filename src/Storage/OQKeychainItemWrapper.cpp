@@ -1,7 +1,7 @@
 #include "Storage/OQKeychainItemWrapper.h"
 
-#include "Foundation/Format.h"
-#include "Foundation/PropertyListSerialization.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/PropertyLists/PropertyListSerialization.h"
 
 namespace oq {
 

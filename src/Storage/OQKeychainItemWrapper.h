@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Foundation/PropertyValue.h"
+#include "Foundation/PropertyLists/PropertyValue.h"
 #include "Security/SecItem.h"
 #include "oqsdk/Runtime.h"
 

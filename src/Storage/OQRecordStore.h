@@ -6,8 +6,8 @@
 #include <mutex>
 #include <optional>
 
-#include "Foundation/FileLock.h"
-#include "Foundation/FileVersion.h"
+#include "Foundation/Files/FileLock.h"
+#include "Foundation/Files/FileVersion.h"
 #include "Model/OQRecordNodes.h"
 
 namespace oq {

@@ -1,6 +1,6 @@
 #include "Storage/OQUserDefaults.h"
 
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Stores/UserDefaults.h"
 
 namespace oq {
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "Model/OQButtonAttribute.h"
-#include "UIKit/UIButton.h"
+#include "UIKit/Views/UIButton.h"
 
 namespace oq {
 

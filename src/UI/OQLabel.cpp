@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Foundation/Format.h"
+#include "Foundation/Values/Format.h"
 #include "UI/OQPopWindowFont.h"
 
 namespace oq {

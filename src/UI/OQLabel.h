@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "Model/OQTextAttribute.h"
-#include "UIKit/UILabel.h"
+#include "UIKit/Views/UILabel.h"
 
 namespace oq {
 

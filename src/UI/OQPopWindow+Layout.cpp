@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "Categories/UIImageView+OQWebCache.h"
-#include "Foundation/Format.h"
+#include "UI/UIImageView+OQWebCache.h"
+#include "Foundation/Values/Format.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQPopWindowMetrics.h"
 

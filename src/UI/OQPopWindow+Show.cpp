@@ -4,13 +4,13 @@
 #include "UI/OQPopWindow.h"
 #include "UI/OQPopWindowMetrics.h"
 #include "UI/OQPresentationQueue.h"
-#include "UIKit/MainObject.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIGestureRecognizer.h"
-#include "UIKit/UIScreen.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Input/UIGestureRecognizer.h"
+#include "UIKit/Windows/UIScreen.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "Utils/OQLogger.h"
-#include "Utils/OQNavigation.h"
+#include "Pages/OQNavigation.h"
 
 namespace oq {
 namespace {

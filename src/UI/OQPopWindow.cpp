@@ -4,12 +4,12 @@
 #include <cmath>
 #include <utility>
 
-#include "Foundation/Bundle.h"
-#include "Foundation/Format.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Values/Format.h"
 #include "UI/OQPopWindowFont.h"
 #include "UI/OQPopWindowMetrics.h"
-#include "UIKit/UIImage.h"
-#include "UIKit/UIScreen.h"
+#include "UIKit/Painting/UIImage.h"
+#include "UIKit/Windows/UIScreen.h"
 
 namespace oq {
 namespace {

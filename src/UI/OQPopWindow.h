@@ -10,10 +10,10 @@
 #include "Model/OQWindowData.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
-#include "UI/OQWebController.h"
-#include "UIKit/UIImageView.h"
-#include "UIKit/UIScrollView.h"
-#include "UIKit/UIView.h"
+#include "Pages/OQWebController.h"
+#include "UIKit/Views/UIImageView.h"
+#include "UIKit/Views/UIScrollView.h"
+#include "UIKit/Views/UIView.h"
 #include "oqsdk/Value.h"
 
 namespace oq {

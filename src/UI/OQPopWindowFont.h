@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UIKit/UIFont.h"
+#include "UIKit/Text/UIFont.h"
 
 namespace oq {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UIKit/UIScreen.h"
+#include "UIKit/Windows/UIScreen.h"
 
 namespace oq {
 

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "UIKit/UIApplication.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "Utils/OQGuard.h"
-#include "Utils/OQNavigation.h"
+#include "Pages/OQNavigation.h"
 
 namespace oq {
 

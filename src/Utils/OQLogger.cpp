@@ -8,14 +8,14 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/Bundle.h"
-#include "Foundation/Date.h"
-#include "Foundation/Device.h"
-#include "Foundation/FileHandle.h"
-#include "Foundation/FileManager.h"
-#include "Foundation/Number.h"
-#include "Foundation/URLSession.h"
-#include "OQSDKBundleIdentifier.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/System/Device.h"
+#include "Foundation/Files/FileHandle.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Number.h"
+#include "Foundation/Networking/URLSession.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "oqsdk/OQSDKConstants.h"
 
 namespace oq {

@@ -10,8 +10,8 @@
 #include <type_traits>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Error.h"
-#include "Foundation/Format.h"
+#include "Foundation/Values/Error.h"
+#include "Foundation/Values/Format.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/Value.h"
 

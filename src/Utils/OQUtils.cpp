@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "Foundation/Base64.h"
-#include "Foundation/Device.h"
-#include "Foundation/Format.h"
+#include "Foundation/Values/Base64.h"
+#include "Foundation/System/Device.h"
+#include "Foundation/Values/Format.h"
 
 namespace oq {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
-#include "Foundation/Data.h"
-#include "Foundation/Date.h"
+#include "Foundation/Values/Data.h"
+#include "Foundation/Values/Date.h"
 #include "oqsdk/Value.h"
 
 namespace oq {

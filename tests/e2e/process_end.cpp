@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Foundation/URLSession.h"
+#include "Foundation/Networking/URLSession.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "oqsdk/Value.h"
 #include "support/ScratchFolder.h"
 

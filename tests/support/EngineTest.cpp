@@ -7,10 +7,10 @@
 #include <sstream>
 #include <string_view>
 
-#include "Foundation/FileManager.h"
-#include "Foundation/Format.h"
-#include "Foundation/JSONSerialization.h"
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"

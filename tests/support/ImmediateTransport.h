@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "Foundation/URLSession.h"
+#include "Foundation/Networking/URLSession.h"
 
 namespace oq::test {
 

@@ -2,7 +2,7 @@
 
 #include <cairo.h>
 
-#include "Foundation/Data.h"
+#include "Foundation/Values/Data.h"
 
 namespace oq::test {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Foundation/Data.h"
+#include "Foundation/Values/Data.h"
 #include "support/ScratchFolder.h"
 
 namespace oq::test {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "Foundation/JSONSerialization.h"
+#include "Foundation/Values/JSONSerialization.h"
 
 namespace oq::test {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/URLSession.h"
+#include "Foundation/Networking/URLSession.h"
 #include "oqsdk/Value.h"
 
 namespace oq::test {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Foundation/GLibReference.h"
+#include "Foundation/System/GLibReference.h"
 
 namespace oq::gtk {
 

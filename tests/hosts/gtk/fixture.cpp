@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "CommandFixture.h"
-#include "Manager/OQSDKManager.h"
+#include "Engine/OQSDKManager.h"
 #include "UI/OQPopWindow.h"
-#include "UIKit/Animation.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UILabel.h"
-#include "UIKit/UIScreen.h"
-#include "UIKit/UIWindow.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Views/UILabel.h"
+#include "UIKit/Windows/UIScreen.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 /// A host with one button that fills its window and views of the library above it. It does what it reads from

@@ -3,8 +3,8 @@
 #include <future>
 #include <iostream>
 
-#include "Manager/OQDispatchQueueManager.h"
-#include "Manager/OQSDKManager.h"
+#include "Utils/OQDispatchQueueManager.h"
+#include "Engine/OQSDKManager.h"
 #include "ShopWindow.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"

@@ -1,6 +1,6 @@
 #include "CommandFixture.h"
-#include "Manager/OQSDKManager.h"
-#include "UIKit/Animation.h"
+#include "Engine/OQSDKManager.h"
+#include "UIKit/Views/Animation.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 

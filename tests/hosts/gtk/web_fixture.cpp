@@ -6,14 +6,14 @@
 #include <sstream>
 
 #include "CommandFixture.h"
-#include "Manager/OQSDKManager.h"
+#include "Engine/OQSDKManager.h"
 #include "Model/OQWindowData.h"
 #include "UI/OQPopWindow.h"
-#include "UI/OQWebController.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UINavigationController.h"
-#include "UIKit/UIWindow.h"
-#include "Utils/OQNavigation.h"
+#include "Pages/OQWebController.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIWindow.h"
+#include "Pages/OQNavigation.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 

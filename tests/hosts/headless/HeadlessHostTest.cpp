@@ -8,11 +8,11 @@
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Bundle.h"
-#include "Foundation/FileManager.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIControl.h"
-#include "UIKit/UIScreen.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Files/FileManager.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Views/UIControl.h"
+#include "UIKit/Windows/UIScreen.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "support/ScratchFolder.h"
 

@@ -4,13 +4,13 @@
 
 #include <cmath>
 
-#include "Foundation/KeyedArchiver.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "Model/OQWindowData.h"
 #include "UI/OQPopWindow.h"
-#include "UI/OQWebController.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UINavigationController.h"
-#include "UIKit/UIScreen.h"
+#include "Pages/OQWebController.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIScreen.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "oqsdk/oqsdk.h"
 #include "support/ScratchFolder.h"

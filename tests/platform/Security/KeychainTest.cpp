@@ -12,8 +12,8 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/FileManager.h"
+#include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Files/FileManager.h"
 #include "MessageUI/PortalMail.h"
 #include "Security/FileKeychainStore.h"
 #include "Security/SecItem.h"

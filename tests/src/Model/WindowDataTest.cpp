@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cmath>
 
-#include "Foundation/KeyedArchiver.h"
-#include "UIKit/UIScreen.h"
+#include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "UIKit/Windows/UIScreen.h"
 #include "src/TemporaryFolder.h"
 #include "support/Python.h"
 #include "support/Threads.h"

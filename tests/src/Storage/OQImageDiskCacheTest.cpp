@@ -4,7 +4,7 @@
 
 #include <limits>
 
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Utils/OQUtils.h"
 #include "support/EngineTest.h"
 #include "support/Threads.h"

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "Foundation/Device.h"
-#include "Foundation/Format.h"
+#include "Foundation/System/Device.h"
+#include "Foundation/Values/Format.h"
 #include "Security/FileKeychainStore.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"

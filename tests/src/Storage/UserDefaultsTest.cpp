@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Foundation/UserDefaults.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "src/TemporaryFolder.h"
 
 namespace oq {

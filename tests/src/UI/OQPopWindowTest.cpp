@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "UI/OQPopWindow.h"
-#include "UIKit/MainObject.h"
-#include "UIKit/UIApplication.h"
-#include "UIKit/UIWindow.h"
-#include "Utils/OQNavigation.h"
+#include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
+#include "Pages/OQNavigation.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "src/TemporaryFolder.h"
 

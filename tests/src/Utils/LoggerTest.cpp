@@ -12,9 +12,9 @@
 #include <sstream>
 #include <thread>
 
-#include "Foundation/Bundle.h"
-#include "Foundation/Date.h"
-#include "Foundation/Device.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/System/Device.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
 #include "support/Threads.h"

@@ -7,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "Foundation/Format.h"
+#include "Foundation/Values/Format.h"
 
 namespace oq {
 namespace {

@@ -1,0 +1,325 @@
+#include "AccessibilityProxies.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Foundation/Values/Format.h"
+#include "NativeChildren.h"
+#include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Windows/UIWindow.h"
+
+namespace oq::gtk {
+
+namespace {
+
+constexpr std::size_t longestDescription = 2000;  // bytes
+
+GtkAccessibleRole roleOf(const UIView& view) {
+  UIAccessibilityTraits traits = view.accessibilityTraits();
+  if (traits & UIAccessibilityTraitButton) return GTK_ACCESSIBLE_ROLE_BUTTON;
+  if (traits & UIAccessibilityTraitLink) return GTK_ACCESSIBLE_ROLE_LINK;
+  if (traits & UIAccessibilityTraitHeader) return GTK_ACCESSIBLE_ROLE_HEADING;
+  return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
+}
+
+/// One that is disabled stays a button; what takes no input at all must not take the keyboard either.
+bool takesInput(const UIView& view) {
+  return (view.accessibilityTraits() & (UIAccessibilityTraitButton | UIAccessibilityTraitLink)) &&
+         view.isUserInteractionEnabled();
+}
+
+CGRect frameInWindow(const UIView& view) {
+  CGRect bounds = view.bounds();
+  // A view may have a negative size where it has no room. GTK warns of one.
+  return {view.convertPointToWindow(bounds.origin),
+          {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
+}
+
+void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {
+  std::unique_ptr<char, void (*)(void*)> valid(
+      g_utf8_make_valid(value.data(), static_cast<gssize>(value.size())), g_free);
+  gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
+}
+
+/// As it was: an entry would select all that was typed into it.
+void giveFocusBack(GtkWidget* widget) {
+  if (GTK_IS_TEXT(widget)) {
+    gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
+  } else {
+    gtk_widget_grab_focus(widget);
+  }
+}
+
+/// An exception must not unwind through GTK's own frames.
+template <class Run>
+void guarded(Run&& run) {
+  try {
+    run();
+  } catch (const std::exception& failure) {
+    platformLog(failure.what());
+  }
+}
+
+}  // namespace
+
+AccessibilityProxies::AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages)
+    : _surface(surface), _window(std::move(window)), _pages(pages) {}
+
+AccessibilityProxies::~AccessibilityProxies() {
+  clear();
+}
+
+void AccessibilityProxies::clear() {
+  for (auto& [view, standIn] : _elements) remove(standIn);
+  _elements.clear();
+  remove(_dialog);
+}
+
+/// A style name that no theme knows keeps a theme's paddings and smallest sizes away.
+GtkWidget* AccessibilityProxies::make(GtkAccessibleRole role, bool focusable) {
+  GType type = focusable && role != GTK_ACCESSIBLE_ROLE_DIALOG ? GTK_TYPE_BUTTON : GTK_TYPE_BOX;
+  auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role,
+                                         "can-target", FALSE, "focusable", focusable, nullptr));
+  gtk_widget_set_layout_manager(widget, nullptr);
+  return widget;
+}
+
+void AccessibilityProxies::remove(AccessibilityProxy& standIn) {
+  if (!standIn.widget) return;
+  g_signal_handlers_disconnect_by_data(standIn.widget, this);
+  gtk_widget_unparent(standIn.widget);
+  standIn.widget = nullptr;
+}
+
+void AccessibilityProxies::update() {
+  auto dialog = frontmostDialog(*_window);
+  auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
+  setDialog(dialog);
+  setElements(elements);
+  if (dialog) describeDialog(elements);
+  followFocus();
+  if (_changed) gtk_widget_queue_allocate(_surface);
+}
+
+void AccessibilityProxies::setDialog(const std::shared_ptr<UIView>& view) {
+  if (_dialog.view.lock() == view && (_dialog.widget != nullptr) == (view != nullptr)) return;
+  const bool isFree = !focus() || gtk_widget_is_ancestor(focus(), _surface);
+  const auto element = viewOf(focus());
+  const auto now = FocusMemory::at(element, element || isOurs(focus()) ? nullptr : focus());
+  // The parts of another dialog have another parent.
+  clear();
+  _dialog = {};
+  _description.clear();
+  if (view) {
+    _dialog.widget = make(GTK_ACCESSIBLE_ROLE_DIALOG, true);
+    _dialog.view = view;
+    gtk_widget_set_parent(_dialog.widget, _surface);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
+    _changed = true;
+    describe(_dialog, *view);
+  }
+  const auto before = _focusMemory.dialogChanged(view, now);
+  if (view && !before) return focusDialog();
+  if (before && isFree) returnFocus(*before);
+}
+
+void AccessibilityProxies::focusDialog() {
+  GtkWidget* page = pageOfDialog();
+  gtk_widget_grab_focus(page ? page : _dialog.widget);
+}
+
+void AccessibilityProxies::returnFocus(const FocusMemory::Place& place) {
+  // GTK's focus follows.
+  if (const auto view = place.view.lock()) return _window->setFocusedView(view);
+  GtkWidget* widget = FocusMemory::widgetAt(place);
+  if (widget && gtk_widget_get_root(widget) == gtk_widget_get_root(_surface)) giveFocusBack(widget);
+}
+
+void AccessibilityProxies::setElements(const std::vector<std::shared_ptr<UIView>>& elements) {
+  for (auto entry = _elements.begin(); entry != _elements.end();) {
+    AccessibilityProxy& standIn = entry->second;
+    auto view = standIn.view.lock();
+    bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
+                 standIn.role == roleOf(*view) &&
+                 (GTK_IS_BUTTON(standIn.widget) != FALSE) == takesInput(*view);
+    if (!stays) remove(standIn);
+    entry = stays ? std::next(entry) : _elements.erase(entry);
+  }
+  GtkWidget* parent = _dialog.widget ? _dialog.widget : _surface;
+  GtkWidget* previous = nullptr;
+  for (const auto& view : elements) {
+    AccessibilityProxy& standIn = _elements[view.get()];
+    if (!standIn.widget) {
+      standIn.role = roleOf(*view);
+      standIn.view = view;
+      standIn.widget = make(standIn.role, takesInput(*view));
+      gtk_widget_set_parent(standIn.widget, parent);
+      _changed = true;
+      if (GTK_IS_BUTTON(standIn.widget)) {
+        g_signal_connect(standIn.widget, "clicked", G_CALLBACK(clicked), this);
+        GtkEventController* watch = gtk_event_controller_focus_new();
+        g_signal_connect(watch, "enter", G_CALLBACK(entered), this);
+        g_signal_connect(watch, "leave", G_CALLBACK(left), this);
+        gtk_widget_add_controller(standIn.widget, watch);
+      }
+    }
+    describe(standIn, *view);
+    if (gtk_widget_get_prev_sibling(standIn.widget) != previous)
+      gtk_widget_insert_after(standIn.widget, parent, previous);
+    previous = standIn.widget;
+  }
+}
+
+void AccessibilityProxies::describe(AccessibilityProxy& standIn, const UIView& view) {
+  std::string name = view.accessibilityLabel();
+  if (name != standIn.name) setProperty(standIn.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, name);
+  standIn.name = std::move(name);
+  gtk_widget_set_sensitive(standIn.widget, !(view.accessibilityTraits() & UIAccessibilityTraitNotEnabled));
+  CGRect frame = frameInWindow(view);
+  if (frame != standIn.frame) _changed = true;
+  standIn.frame = frame;
+}
+
+/// What the dialog says, told with its name as soon as it comes up.
+void AccessibilityProxies::describeDialog(const std::vector<std::shared_ptr<UIView>>& elements) {
+  std::string text;
+  for (const auto& view : elements) {
+    bool isText = roleOf(*view) == GTK_ACCESSIBLE_ROLE_LABEL;
+    if (!isText || view->accessibilityLabel() == _dialog.name) continue;
+    if (!text.empty()) text += '\n';
+    text += view->accessibilityLabel();
+  }
+  if (text.size() > longestDescription) {
+    const char* end = g_utf8_find_prev_char(text.data(), text.data() + longestDescription);
+    text.resize(end ? static_cast<std::size_t>(end - text.data()) : 0);
+  }
+  if (text == _description) return;
+  _description = text;
+  setProperty(_dialog.widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, text);
+}
+
+GtkWidget* AccessibilityProxies::focus() const {
+  GtkRoot* root = gtk_widget_get_root(_surface);
+  return root ? gtk_root_get_focus(root) : nullptr;
+}
+
+bool AccessibilityProxies::isOurs(GtkWidget* widget) const {
+  if (!widget) return false;
+  return widget == _dialog.widget ||
+         std::any_of(_elements.begin(), _elements.end(),
+                     [widget](const auto& entry) { return entry.second.widget == widget; });
+}
+
+std::shared_ptr<UIView> AccessibilityProxies::viewOf(GtkWidget* widget) const {
+  for (const auto& [view, standIn] : _elements) {
+    if (standIn.widget == widget) return standIn.view.lock();
+  }
+  return nullptr;
+}
+
+/// GTK's focus goes where the window's is, and stays in the dialog.
+void AccessibilityProxies::followFocus() {
+  auto focused = _window->focusedView();
+  auto found = _elements.find(focused.get());
+  if (found != _elements.end()) {
+    if (focus() != found->second.widget) gtk_widget_grab_focus(found->second.widget);
+    return;
+  }
+  if (!_dialog.widget || isInDialog(focus())) return;
+  if (isCovered(focus())) _focusMemory.setHostFocus(focus());
+  if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) takeFocusBack();
+}
+
+/// A host may focus a widget of its own whenever that loses the focus. Such a host wins after a few rounds.
+void AccessibilityProxies::takeFocusBack() {
+  const gint64 now = g_get_monotonic_time();
+  if (now - _lastTakeBack > G_USEC_PER_SEC) _takeBacks = 0;
+  _lastTakeBack = now;
+  if (_takeBacks++ < 3) focusDialog();
+}
+
+GtkWidget* AccessibilityProxies::pageOfDialog() const {
+  const auto dialog = _dialog.view.lock();
+  return dialog ? _pages.widgetIn(*dialog) : nullptr;
+}
+
+bool AccessibilityProxies::isInDialog(GtkWidget* widget) const {
+  if (!widget) return false;
+  GtkWidget* page = pageOfDialog();
+  return widget == _dialog.widget || (page && (widget == page || gtk_widget_is_ancestor(widget, page)));
+}
+
+bool AccessibilityProxies::isCovered(GtkWidget* widget) const {
+  GtkWidget* parent = gtk_widget_get_parent(_surface);
+  GtkNative* native = gtk_widget_get_native(_surface);
+  if (!widget || !parent || gtk_widget_get_native(widget) != native) return false;
+  GtkWidget* titleBar = GTK_IS_WINDOW(native) ? gtk_window_get_titlebar(GTK_WINDOW(native)) : nullptr;
+  if (titleBar && gtk_widget_is_ancestor(widget, titleBar)) return true;
+  for (GtkWidget* below = gtk_widget_get_prev_sibling(_surface); below;
+       below = gtk_widget_get_prev_sibling(below)) {
+    if (widget == below || gtk_widget_is_ancestor(widget, below)) return true;
+  }
+  return false;
+}
+
+bool AccessibilityProxies::isInPage(GtkWidget* widget) const {
+  return widget && widget != _surface && !isOurs(widget) && gtk_widget_is_ancestor(widget, _surface);
+}
+
+bool AccessibilityProxies::hasKeyboard() const {
+  return hasDialog() && !isInPage(focus());
+}
+
+bool AccessibilityProxies::takeFocus(bool first) {
+  if (!hasDialog()) return false;
+  _window->setFocusedView(nullptr);
+  _window->pressKey(first ? UIKeyboardKey::Tab : UIKeyboardKey::BackTab);
+  auto found = _elements.find(_window->focusedView().get());
+  return gtk_widget_grab_focus(found == _elements.end() ? _dialog.widget : found->second.widget);
+}
+
+void AccessibilityProxies::clicked(GtkButton* button, gpointer self) {
+  guarded([&] {
+    auto* standIns = static_cast<AccessibilityProxies*>(self);
+    auto window = standIns->_window;
+    window->setFocusedView(standIns->viewOf(GTK_WIDGET(button)));
+    window->pressKey(UIKeyboardKey::Return);
+  });
+}
+
+void AccessibilityProxies::entered(GtkEventControllerFocus* controller, gpointer self) {
+  auto* standIns = static_cast<AccessibilityProxies*>(self);
+  GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
+  guarded([&] { standIns->_window->setFocusedView(standIns->viewOf(widget)); });
+}
+
+void AccessibilityProxies::left(GtkEventControllerFocus* controller, gpointer self) {
+  auto* standIns = static_cast<AccessibilityProxies*>(self);
+  GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
+  guarded([&] {
+    auto view = standIns->viewOf(widget);
+    if (view && standIns->_window->focusedView() == view) standIns->_window->setFocusedView(nullptr);
+  });
+}
+
+void AccessibilityProxies::allocate(const Stage& stage) {
+  _changed = false;
+  const CGPoint surface = stage.toStage({});
+  if (_dialog.widget) place(_dialog, surface, stage.scale);
+  CGPoint origin = _dialog.widget ? _dialog.frame.origin : surface;
+  for (const auto& [view, standIn] : _elements) place(standIn, origin, stage.scale);
+}
+
+/// `origin`: where the parent begins, in the window.
+void AccessibilityProxies::place(const AccessibilityProxy& standIn, CGPoint origin, double scale) const {
+  // GTK requires measuring before allocating.
+  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
+  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
+  auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
+  const CGRect& frame = standIn.frame;
+  GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
+                           whole(frame.size.width), whole(frame.size.height)};
+  gtk_widget_size_allocate(standIn.widget, &allocation, -1);
+}
+
+}  // namespace oq::gtk

@@ -1,0 +1,48 @@
+#include "Foundation/Files/FileHandle.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "Foundation/Files/FileManager.h"
+
+namespace oq {
+
+std::unique_ptr<FileHandle> FileHandle::createForWriting(const std::filesystem::path& file) {
+  // Not blocking, so that a pipe of that name is refused rather than waited for.
+  constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  FileDescriptor opened(::open(file.c_str(), Flags, 0600));
+  struct stat status {};
+  if (!opened || ::fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  // The mask of the process may have taken bits away, and a file that was there has a mode of its own.
+  ::fchmod(opened.get(), 0600);
+  return std::unique_ptr<FileHandle>(new FileHandle(std::move(opened)));
+}
+
+bool FileHandle::writeData(std::string_view bytes) {
+  WriteSignalGuard guard;
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    ssize_t count = ::write(_descriptor.get(), bytes.data() + written, bytes.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      takeBackTornLine(bytes.substr(0, written));
+      return false;
+    }
+    written += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+void FileHandle::takeBackTornLine(std::string_view written) {
+  // Without a line feed all of it is torn.
+  std::size_t torn = written.size() - (written.rfind('\n') + 1);
+  off_t end = ::lseek(_descriptor.get(), -static_cast<off_t>(torn), SEEK_CUR);
+  // Where the file cannot be made shorter, what comes next is written over the rest.
+  [[maybe_unused]] bool isShorter = end >= 0 && ::ftruncate(_descriptor.get(), end) == 0;
+}
+
+}  // namespace oq

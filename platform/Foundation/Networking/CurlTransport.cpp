@@ -1,0 +1,231 @@
+#include "Foundation/Networking/CurlTransport.h"
+
+#include <openssl/crypto.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <shared_mutex>
+#include <utility>
+
+#include "Dispatch/BackgroundThread.h"
+#include "Foundation/Networking/CurlTransfer.h"
+
+namespace oq {
+
+namespace {
+
+constexpr std::size_t mostIdleHandles = 16;
+constexpr auto longestPause = std::chrono::minutes(1);
+
+/// Held shared while libcurl is at work. When the process ends it is taken for good, so that nothing is taken
+/// apart under a transfer.
+std::shared_mutex& processEndGate() {
+  static auto* gate = new std::shared_mutex;
+  return *gate;
+}
+
+/// Before the first use of libcurl, on the thread that makes the first request: it takes microseconds. The
+/// TLS library would free its state when the process ends, also while another thread is still loading it, and
+/// crash there; told so now, it leaves that to the system. Where the host used the library before, it does so
+/// after the gate has closed.
+bool settleProcessEnd() {
+  static const pid_t process = ::getpid();
+  static const bool isSettled = [] {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    return std::atexit([] {
+             // A forked process has no transfers, and nobody there would open a gate that was shared meanwhile.
+             static std::once_flag closed;
+             if (::getpid() == process) std::call_once(closed, [] { processEndGate().lock(); });
+           }) == 0;
+  }();
+  return isSettled;
+}
+
+}  // namespace
+
+std::shared_ptr<CurlTransport> CurlTransport::make(const Limits& limits) {
+  return {new CurlTransport(limits), [](CurlTransport*) {}};
+}
+
+std::shared_ptr<CurlTransport> CurlTransport::shared() {
+  static auto* transport = new std::shared_ptr<CurlTransport>(make(Limits{}));
+  return *transport;
+}
+
+void CurlTransport::perform(URLRequest request, URLCompletion completion) {
+  auto transfer = std::make_shared<CurlTransfer>(std::move(request), std::move(completion), _connections,
+                                                 _limits.bodyBytes, _limits.wholeTransfer);
+  const bool isSettled = settleProcessEnd();
+  std::unique_lock lock(_mutex);
+  if (!isSettled) _isBroken = true;
+  if (!_hasThread) _hasThread = startBackgroundThread("oq-http", [this] { runThread(); });
+  if (!_hasThread || _isBroken) {
+    lock.unlock();
+    return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
+  }
+  _submitted.push_back(std::move(transfer));
+  // When there are more, the thread has been woken and has not looked yet; when it is not set up, it will
+  // look.
+  if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
+}
+
+bool CurlTransport::setUp() {
+  std::shared_lock gate(processEndGate());
+  _curl = CurlLibrary::shared();
+  if (!_curl) return false;
+  if (!_tlsSessions) _tlsSessions = _curl->shareInit();
+  CURLM* multi = _tlsSessions ? _curl->multiInit() : nullptr;
+  if (!multi) return false;
+  _curl->multiSetOption(multi, CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
+  _curl->multiSetOption(multi, CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(_limits.transfersPerHost));
+  _curl->shareSetOption(_tlsSessions, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  std::lock_guard lock(_mutex);
+  _multi = multi;
+  return true;
+}
+
+void CurlTransport::refuseAll() {
+  std::vector<std::shared_ptr<CurlTransfer>> refused;
+  {
+    std::lock_guard lock(_mutex);
+    _hasThread = false;  // the next request tries again
+    refused.swap(_submitted);
+  }
+  for (auto& transfer : refused) {
+    transfer->completeWithError(URLErrorUnknown, "The network library could not be set up");
+  }
+}
+
+void CurlTransport::runThread() {
+  if (!setUp()) return refuseAll();
+  for (;;) {
+    bool hasStarted;
+    {
+      std::shared_lock lock(processEndGate());
+      int stillRunning = 0;
+      _curl->multiPerform(_multi, &stillRunning);
+      finishDone();
+      finishOverdue();
+      takeSubmitted();
+      hasStarted = startWaiting();
+    }
+    if (!hasStarted) _curl->multiPoll(_multi, nullptr, 0, millisecondsUntilDeadline(), nullptr);
+  }
+}
+
+void CurlTransport::takeSubmitted() {
+  std::lock_guard lock(_mutex);
+  for (auto& transfer : _submitted) {
+    auto& lines = _hosts[transfer->host()].lines;
+    lines[transfer->onlyFetches() ? 1 : 0].push_back(std::move(transfer));
+  }
+  _submitted.clear();
+}
+
+std::shared_ptr<CurlTransfer> CurlTransport::Host::takeNext() {
+  for (Line& line : lines) {
+    if (line.empty()) continue;
+    auto transfer = std::move(line.front());
+    line.pop_front();
+    return transfer;
+  }
+  return nullptr;
+}
+
+bool CurlTransport::startWaiting() {
+  bool hasStarted = false;
+  for (auto& [name, host] : _hosts) {
+    while (host.running < _limits.transfersPerHost) {
+      const auto transfer = host.takeNext();
+      if (!transfer) break;
+      if (start(transfer)) {
+        ++host.running;
+        hasStarted = true;
+      } else {
+        transfer->completeWithError(URLErrorUnknown, "There is no memory for the request");
+      }
+    }
+  }
+  return hasStarted;
+}
+
+bool CurlTransport::start(const std::shared_ptr<CurlTransfer>& transfer) {
+  CURL* handle = nullptr;
+  if (_idleHandles.empty()) {
+    handle = _curl->easyInit();
+    if (!handle) return false;
+  } else {
+    handle = _idleHandles.back();
+    _idleHandles.pop_back();
+  }
+  _curl->set<CURLOPT_SHARE>(handle, _tlsSessions);
+  transfer->prepare(handle);
+  if (_curl->multiAddHandle(_multi, handle) != CURLM_OK) {
+    _curl->easyCleanup(handle);
+    return false;
+  }
+  _running[handle] = transfer;
+  return true;
+}
+
+void CurlTransport::finishDone() {
+  int left = 0;
+  while (CURLMsg* message = _curl->multiReadInfo(_multi, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    CURL* handle = message->easy_handle;
+    const CURLcode result = message->data.result;
+    if (!beginAgain(handle)) finish(handle, result);
+  }
+}
+
+/// Cannot go on for ever: libcurl has closed the unusable connection, and each was kept after an answer.
+bool CurlTransport::beginAgain(CURL* handle) {
+  if (!_running.find(handle)->second->prepareAgain()) return false;
+  _curl->multiRemoveHandle(_multi, handle);
+  return _curl->multiAddHandle(_multi, handle) == CURLM_OK;
+}
+
+void CurlTransport::finishOverdue() {
+  auto now = Clock::now();
+  std::vector<CURL*> overdue;
+  for (const auto& [handle, transfer] : _running) {
+    if (transfer->deadline() <= now) overdue.push_back(handle);
+  }
+  for (CURL* handle : overdue) finish(handle, CURLE_OPERATION_TIMEDOUT);
+  for (auto& [name, host] : _hosts) {
+    for (Line& line : host.lines) {
+      for (; !line.empty() && line.front()->deadline() <= now; line.pop_front())
+        line.front()->complete(CURLE_OPERATION_TIMEDOUT);
+    }
+  }
+  std::erase_if(_hosts, [](const auto& entry) { return entry.second.isIdle(); });
+}
+
+void CurlTransport::finish(CURL* handle, CURLcode result) {
+  auto found = _running.find(handle);
+  auto transfer = found->second;
+  _running.erase(found);
+  --_hosts[transfer->host()].running;
+  transfer->complete(result);
+  _curl->multiRemoveHandle(_multi, handle);  // ends its connection when that is still in use
+  _curl->easyReset(handle);
+  if (_idleHandles.size() < mostIdleHandles) {
+    _idleHandles.push_back(handle);
+  } else {
+    _curl->easyCleanup(handle);
+  }
+}
+
+int CurlTransport::millisecondsUntilDeadline() const {
+  auto first = Clock::now() + longestPause;
+  for (const auto& [handle, transfer] : _running) first = std::min(first, transfer->deadline());
+  for (const auto& [name, host] : _hosts) {
+    for (const Line& line : host.lines)
+      if (!line.empty()) first = std::min(first, line.front()->deadline());
+  }
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(first - Clock::now());
+  return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+}
+
+}  // namespace oq

@@ -1,0 +1,46 @@
+#include "Foundation/Networking/URL.h"
+
+#include <glib.h>
+
+#include <cstring>
+
+namespace oq {
+
+namespace {
+
+/// The unreserved and the reserved characters of RFC 3986. Not by <cctype>: what is a letter must not depend on the
+/// host's locale.
+bool isURLCharacter(char c) {
+  return g_ascii_isalnum(c) || (c != '\0' && std::strchr("-._~:/?#[]@!$&'()*+,;=", c));
+}
+
+bool isSchemeCharacter(char c) {
+  return g_ascii_isalnum(c) || c == '+' || c == '-' || c == '.';
+}
+
+}  // namespace
+
+std::optional<URL> URL::withString(std::string_view text) {
+  if (text.empty()) return std::nullopt;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isURLCharacter(text[i])) continue;
+    bool isEscape =
+        text[i] == '%' && i + 2 < text.size() && g_ascii_isxdigit(text[i + 1]) && g_ascii_isxdigit(text[i + 2]);
+    if (!isEscape) return std::nullopt;
+    i += 2;
+  }
+  return URL(std::string(text));
+}
+
+std::string URL::scheme() const {
+  if (!g_ascii_isalpha(_text.front())) return "";
+  std::string scheme;
+  for (char c : _text) {
+    if (c == ':') return scheme;
+    if (!isSchemeCharacter(c)) return "";
+    scheme += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return "";
+}
+
+}  // namespace oq

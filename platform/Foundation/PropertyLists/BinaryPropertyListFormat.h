@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "Foundation/Values/Data.h"
+
+/// The bytes of the binary property list format, for its writer, its reader and its seal.
+namespace oq::plist {
+
+// An array, since a view of a literal may name another copy of it in each file that includes this.
+inline constexpr std::array<char, 8> Header{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+inline constexpr std::size_t TrailerSize = 32;
+inline constexpr double ReferenceDate = 978307200;  // 2001-01-01, from which the format counts.
+// A byte of the file can stand for a node of fifty, so the number of nodes has a bound of its own.
+inline constexpr std::uint64_t MaximumNodes = 4u << 20;
+
+enum Marker : std::uint8_t {
+  Null = 0x00,
+  False = 0x08,
+  True = 0x09,
+  Integer = 0x10,
+  Real = 0x20,
+  DateMarker = 0x33,
+  Bytes = 0x40,
+  ASCII = 0x50,
+  UTF16 = 0x60,
+  UidMarker = 0x80,
+  ArrayMarker = 0xA0,
+  DictMarker = 0xD0,
+};
+
+/// A big-endian number of the file; the bytes are there.
+inline std::uint64_t numberAt(const Data& data, std::size_t position, unsigned width) {
+  if (width == 1) return data[position];
+  if (width == 2) return static_cast<std::uint64_t>(data[position]) << 8 | data[position + 1];
+  std::uint64_t number = 0;
+  for (unsigned i = 0; i < width; ++i) number = number << 8 | data[position + i];
+  return number;
+}
+
+struct Trailer {
+  unsigned offsetWidth = 0, refWidth = 0;
+  std::uint64_t count = 0, root = 0, tableOffset = 0;
+};
+
+/// nullopt unless header and trailer agree with the size of the file.
+std::optional<Trailer> trailerOf(const Data& data);
+
+}  // namespace oq::plist

@@ -1,0 +1,259 @@
+#include "Foundation/Stores/UserDefaults.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Values/Base64.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Stores/DefaultsDatabase.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Number.h"
+#include "Foundation/Values/TimedLock.h"
+
+namespace oq {
+namespace {
+
+/// Equal as it would be stored: kinds of numbers are told apart, and so are orders of keys.
+bool isSameValue(const Value& a, const Value& b) {
+  if (a.kind() != b.kind()) return false;
+  if (const Array* array = a.if_array()) {
+    return std::equal(array->begin(), array->end(), b.get_array().begin(), b.get_array().end(), isSameValue);
+  }
+  const Dictionary* object = a.if_object();
+  if (!object) return a == b;
+  return std::equal(object->begin(), object->end(), b.get_object().begin(), b.get_object().end(),
+                    [](auto& x, auto& y) { return x.key() == y.key() && isSameValue(x.value(), y.value()); });
+}
+
+bool isSameProperty(const PropertyValue& a, const PropertyValue& b) {
+  auto* value = std::get_if<Value>(&a);
+  auto* other = std::get_if<Value>(&b);
+  return value && other ? isSameValue(*value, *other) : a == b;
+}
+
+bool isNothing(const PropertyValue& value) {
+  auto* object = std::get_if<Value>(&value);
+  return object && object->is_null();
+}
+
+/// Whether a value is read as it was written, so that it may be kept without being read first.
+bool readsBackUnchanged(const PropertyValue& value) {
+  auto* object = std::get_if<Value>(&value);
+  if (!object || object->is_bool() || object->is_int64() || object->is_uint64()) return true;
+  return object->is_string() && isValidUTF8(object->get_string());
+}
+
+struct TransparentHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+
+}  // namespace
+
+/// A suite: its database, and a copy of what was read or written so far. The copy is dropped when somebody
+/// else writes.
+class UserDefaults::Store {
+ public:
+  explicit Store(std::filesystem::path file) : _database(std::move(file)) {}
+
+  bool set(const PropertyValue& value, std::string_view key) {
+    auto turn = takeTurn();
+    if (!turn) return false;
+    if (isKnownToBe(value, key)) return true;
+    bool kept = isNothing(value) ? _database.remove(key) : _database.write(key, value);
+    auto known = _known.find(key);
+    if (!kept || !isKeptInMemory(value) || !readsBackUnchanged(value)) {
+      if (known != _known.end()) _known.erase(known);
+    } else if (known != _known.end()) {
+      known->second = value;
+    } else {
+      remember(key, value);
+    }
+    return kept;
+  }
+
+  PropertyValue get(std::string_view key) {
+    auto turn = takeTurn();
+    if (!turn) return Value();
+    if (const PropertyValue* known = current(key)) return *known;
+    auto value = _database.read(key);
+    if (!value) return Value();
+    if (isKeptInMemory(*value)) remember(key, *value);
+    return *std::move(value);
+  }
+
+  bool synchronize() {
+    std::optional<DefaultsDatabase::Log> log;
+    {
+      auto turn = takeTurn();
+      if (!turn) return false;
+      log = _database.unflushedLog();
+      if (!log) return _database.flush();
+    }
+    // A disk may take seconds. Meanwhile others read and write.
+    if (::fdatasync(log->file.get()) != 0) return false;
+    if (auto turn = takeTurn()) _database.noteFlushed(*log);
+    return true;
+  }
+
+  void close() {
+    std::lock_guard lock(_mutex);
+    _known.clear();
+    _database.close();
+  }
+
+ private:
+  // Long enough for another process to finish a write and a checkpoint, short enough for a person who waits.
+  static constexpr auto LongestWait = std::chrono::seconds(2);
+  static constexpr std::size_t MaximumKnown = 4096;
+  static constexpr std::size_t MaximumKnownBytes = 64 << 10;
+
+  /// Owns nothing when other threads and processes do not make way in time. However many wait, none waits
+  /// longer.
+  std::unique_lock<std::timed_mutex> takeTurn() {
+    auto deadline = DefaultsDatabase::Clock::now() + LongestWait;
+    auto turn = lockWithin(_mutex, LongestWait);
+    if (turn) _database.waitUntil(deadline);
+    return turn;
+  }
+
+  static bool isKeptInMemory(const PropertyValue& value) {
+    auto* data = std::get_if<Data>(&value);
+    return !data || data->size() <= MaximumKnownBytes;
+  }
+
+  /// What is known of the key, unless somebody else wrote since.
+  const PropertyValue* current(std::string_view key) {
+    if (_database.changedElsewhere()) _known.clear();
+    auto known = _known.find(key);
+    return known == _known.end() ? nullptr : &known->second;
+  }
+
+  /// A value that differs from the known one is written whatever others did, so only an equal one is worth a
+  /// question.
+  bool isKnownToBe(const PropertyValue& value, std::string_view key) {
+    if (!isKeptInMemory(value)) return false;
+    if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value))
+      return false;
+    if (const PropertyValue* known = current(key)) return isSameProperty(*known, value);
+    auto stored = _database.read(key);
+    if (!stored) return false;
+    bool same = isSameProperty(*stored, value);
+    if (isKeptInMemory(*stored)) remember(key, *std::move(stored));
+    return same;
+  }
+
+  void remember(std::string_view key, PropertyValue value) {
+    if (_known.size() >= MaximumKnown) _known.clear();
+    _known.insert_or_assign(std::string(key), std::move(value));
+  }
+
+  std::timed_mutex _mutex;
+  DefaultsDatabase _database;
+  std::unordered_map<std::string, PropertyValue, TransparentHash, std::equal_to<>> _known;
+};
+
+namespace {
+
+/// The databases that are open, under the folder that is in force.
+struct Registry {
+  using ByName = std::map<std::string, std::pair<std::shared_ptr<UserDefaults::Store>, std::shared_ptr<UserDefaults>>,
+                          std::less<>>;
+
+  std::mutex mutex;
+  std::uint64_t generation = 0;
+  ByName suites, applications;
+};
+
+Registry& registry() {
+  static auto* shared = new Registry;  // Used until the last thread ends.
+  return *shared;
+}
+
+/// A name as a part of a file name: it reaches no other folder, and no two names have the same result.
+std::string escaped(std::string_view text) {
+  std::string name;
+  for (char c : text) {
+    if (c == '/') {
+      name += "%2F";
+    } else if (c == '%') {
+      name += "%25";
+    } else if (c == '\0') {
+      name += "%00";
+    } else {
+      name.push_back(c);
+    }
+  }
+  return name;
+}
+
+std::shared_ptr<UserDefaults> open(Registry::ByName Registry::*group, const char* prefix, std::string_view name) {
+  std::uint64_t generation = applicationDataGeneration();
+  std::lock_guard lock(registry().mutex);
+  if (std::exchange(registry().generation, generation) != generation) {
+    registry().suites.clear();
+    registry().applications.clear();
+  }
+  auto& known = registry().*group;
+  auto found = known.find(name);
+  if (found == known.end()) {
+    const auto file = applicationDataDirectory() / "Preferences" / (prefix + escaped(name) + ".sqlite");
+    auto store = std::make_shared<UserDefaults::Store>(file);
+    found = known.emplace(name, std::pair(store, std::make_shared<UserDefaults>(store))).first;
+  }
+  return found->second.second;
+}
+
+}  // namespace
+
+/// An application may have the name of a suite. Its file does not: escaping makes no "%a".
+std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
+  return open(&Registry::applications, "%application.", mainBundleIdentifier());
+}
+
+std::shared_ptr<UserDefaults> UserDefaults::withSuiteName(std::string_view suite) {
+  return open(&Registry::suites, "", suite);
+}
+
+UserDefaults::UserDefaults(std::shared_ptr<Store> store) : _store(std::move(store)) {}
+UserDefaults::~UserDefaults() = default;
+
+bool UserDefaults::setObject(const PropertyValue& value, std::string_view key) {
+  return _store->set(value, key);
+}
+PropertyValue UserDefaults::objectForKey(std::string_view key) {
+  return _store->get(key);
+}
+void UserDefaults::removeObjectForKey(std::string_view key) {
+  _store->set(Value(), key);
+}
+void UserDefaults::setInteger(std::int64_t value, std::string_view key) {
+  _store->set(Value(value), key);
+}
+
+std::int64_t UserDefaults::integerForKey(std::string_view key) {
+  PropertyValue stored = _store->get(key);
+  auto* value = std::get_if<Value>(&stored);
+  return value ? integerValue(*value) : 0;
+}
+
+bool UserDefaults::synchronize() {
+  return _store->synchronize();
+}
+
+void closeAllUserDefaults() {
+  std::lock_guard lock(registry().mutex);
+  for (auto* known : {&registry().suites, &registry().applications}) {
+    for (auto& [name, open] : *known) open.first->close();
+    known->clear();
+  }
+}
+
+}  // namespace oq

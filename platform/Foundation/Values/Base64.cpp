@@ -1,0 +1,69 @@
+#include "Foundation/Values/Base64.h"
+
+#include <glib.h>
+
+#include <memory>
+
+namespace oq {
+namespace {
+
+struct GFree {
+  void operator()(void* memory) const { g_free(memory); }
+};
+template <class T>
+using GOwned = std::unique_ptr<T, GFree>;
+
+bool isInAlphabet(char c) {
+  return g_ascii_isalnum(c) || c == '+' || c == '/';
+}
+
+/// The characters that count, or nullopt when they are not whole groups of four with the padding at the end.
+std::optional<std::string> withoutUnknownCharacters(std::string_view text) {
+  std::string kept;
+  std::size_t padding = 0;
+  for (char c : text) {
+    if (c == '=') {
+      ++padding;
+    } else if (!isInAlphabet(c)) {
+      continue;
+    } else if (padding > 0) {
+      return std::nullopt;
+    }
+    kept.push_back(c);
+  }
+  if (padding > 2 || kept.size() % 4 != 0) return std::nullopt;
+  return kept;
+}
+
+}  // namespace
+
+std::string base64EncodedString(const Data& data) {
+  return GOwned<char>(g_base64_encode(data.data(), data.size())).get();
+}
+
+std::optional<Data> dataWithBase64(std::string_view text) {
+  auto kept = withoutUnknownCharacters(text);
+  if (!kept) return std::nullopt;
+  if (kept->empty()) return Data{};
+  gsize length = 0;
+  GOwned<guchar> bytes(g_base64_decode(kept->c_str(), &length));
+  return Data(bytes.get(), bytes.get() + length);
+}
+
+bool isValidUTF8(std::string_view text) {
+  const char* position = text.data();
+  const char* end = position + text.size();
+  // GLib calls U+0000 invalid although it is a character like any other; step over it.
+  while (position != end && !g_utf8_validate(position, end - position, &position)) {
+    if (*position != '\0') return false;
+    ++position;
+  }
+  return true;
+}
+
+std::string uuidString() {
+  GOwned<char> lower(g_uuid_string_random());
+  return GOwned<char>(g_ascii_strup(lower.get(), -1)).get();
+}
+
+}  // namespace oq

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Foundation/Values/Data.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/Values/Error.h"
+#include "Foundation/PropertyLists/PropertyValue.h"
+#include "oqsdk/Export.h"
+#include "oqsdk/Runtime.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// The text that `%@` gives an object: strings bare, numbers as in JSON (whole doubles without exponent), booleans 1
+/// and 0, containers as pretty JSON, null as "(null)".
+std::string descriptionOf(const Value& value);
+
+/// One argument of a format, already in its text form.
+class FormatArgument {
+ public:
+  FormatArgument(const char* text) : _text(text ? text : "(null)") {}  // NOLINT: formats convert on purpose
+  FormatArgument(std::string text) : _text(std::move(text)) {}         // NOLINT
+  FormatArgument(std::string_view text) : _text(text) {}               // NOLINT
+  FormatArgument(std::nullptr_t) : _text("(null)") {}                  // NOLINT
+  FormatArgument(std::nullopt_t) : _text("(null)") {}                  // NOLINT
+  FormatArgument(const Value& value) : _text(descriptionOf(value)) {}  // NOLINT
+  FormatArgument(const Dictionary& value);                             // NOLINT
+  FormatArgument(const PropertyValue& value);                          // NOLINT
+  FormatArgument(const Error& error);                                  // NOLINT
+  FormatArgument(const Object& object) : _text(object.description()) {}  // NOLINT
+  FormatArgument(const Object* object) : _text(object ? object->description() : "(null)") {}  // NOLINT
+  template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
+  FormatArgument(T number) : _text(descriptionOf(Value(number))) {}  // NOLINT
+  template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
+  FormatArgument(const std::shared_ptr<T>& object)  // NOLINT
+      : FormatArgument(static_cast<const Object*>(object.get())) {}
+  template <class T>
+  FormatArgument(const std::optional<T>& value)  // NOLINT
+      : _text(value ? FormatArgument(*value).text() : "(null)") {}
+
+  const std::string& text() const { return _text; }
+
+ private:
+  std::string _text;
+};
+
+/// Replaces each "%@" of the format, in order, by an argument's text; "%%" gives one "%". An argument is never scanned
+/// for "%". A "%@" without an argument gives "(null)"; arguments too many are ignored.
+std::string stringWithFormat(std::string_view format, std::initializer_list<FormatArgument> arguments);
+
+template <class... Arguments>
+std::string stringWithFormat(std::string_view format, const Arguments&... arguments) {
+  return stringWithFormat(format, std::initializer_list<FormatArgument>{FormatArgument(arguments)...});
+}
+
+/// Writes a line to the platform's log: GLib's structured log, domain "OQSDK", at debug level. It appears on the host's
+/// standard error only if G_MESSAGES_DEBUG asks for it. The library's own log file is another one. Any thread.
+OQSDK_EXPORT void platformLog(std::string_view text);
+/// The same at warning level, which GLib writes to standard error: for a mistake in how the library was integrated.
+void platformWarning(std::string_view text);
+/// Gets the lines of both instead of GLib; an empty function restores GLib. For tests.
+void setPlatformLogHandler(std::function<void(std::string_view)> handler);
+
+}  // namespace oq

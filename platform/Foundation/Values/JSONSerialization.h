@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Foundation/Values/Data.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// Parses one JSON value of any kind (fragments allowed), nested at most 512 deep. nullopt for anything else,
+/// bytes after the value included. A UTF-8 byte-order mark before the value is skipped. A number out of range, invalid
+/// UTF-8 or a torn text is not JSON.
+std::optional<Value> valueWithJSONData(const Data& data);
+
+/// JSON with two blanks of indentation. Throws Exception "NSInvalidArgumentException" unless the value is an
+/// array or a dictionary. Numbers that are not finite are written as null.
+Data dataWithJSONObject(const Value& object);
+/// The same text for any value. Like every text made here it nests at most 512 deep, what lies deeper being
+/// written as null, and is valid UTF-8: bytes that are not become U+FFFD.
+std::string prettyJSON(const Value& value);
+std::string prettyJSON(const Dictionary& dictionary);
+/// JSON without blanks, for stores: a double is still a double when it is read again.
+std::string compactJSON(const Value& value);
+
+}  // namespace oq

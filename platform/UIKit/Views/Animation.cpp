@@ -1,0 +1,105 @@
+#include "UIKit/Views/Animation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Views/UIView.h"
+
+namespace oq {
+
+namespace {
+
+/// Sums of frame times and of durations differ in their last bits; a nanosecond does not count.
+constexpr double kTimeTolerance = 1e-9;
+
+/// The standard curve for easing in and out, a cubic Bézier with the control points (0.42, 0) and (0.58, 1).
+double easeInOut(double time) {
+  double s = time;
+  for (int round = 0; round < 6; ++round) {
+    double x = 3 * (1 - s) * (1 - s) * s * 0.42 + 3 * (1 - s) * s * s * 0.58 + s * s * s;
+    double slope = 3 * (1 - s) * (1 - s) * 0.42 + 6 * (1 - s) * s * (0.58 - 0.42) + 3 * s * s * (1 - 0.58);
+    s -= (x - time) / slope;
+  }
+  return s * s * (3 - 2 * s);
+}
+
+}  // namespace
+
+bool AnimationGroup::hasEndedBy(double now) const {
+  return end() <= now + kTimeTolerance;
+}
+
+double AnimationGroup::progress(double now) const {
+  if (hasEndedBy(now)) return 1;
+  if (now <= start) return 0;
+  if (timing.decay > 0)
+    return -std::expm1(-timing.decay * (now - start)) / -std::expm1(-timing.decay * timing.duration);
+  return easeInOut((now - start) / timing.duration);
+}
+
+// Never destroyed: views with static storage end their animations when the process ends.
+AnimationEngine& AnimationEngine::shared() {
+  static auto& engine = *new AnimationEngine;
+  return engine;
+}
+
+void AnimationEngine::begin(AnimationTiming timing, std::function<void(bool)> completion) {
+  auto group = std::make_shared<AnimationGroup>();
+  group->start = UIApplication::sharedApplication().now();
+  group->timing = timing;
+  if (!std::isfinite(timing.duration)) group->timing.duration = 0;
+  if (!_enabled) group->timing.duration = std::min(group->timing.duration, _shortest);
+  group->completion = std::move(completion);
+  _stack.push_back(std::move(group));
+}
+
+void AnimationEngine::commit() {
+  auto group = std::move(_stack.back());
+  _stack.pop_back();
+  group->committed = true;
+  if (group->running == 0) complete(*group);
+  UIApplication::sharedApplication().animationsChanged();
+}
+
+/// Reached once for a group: nothing joins it after its block, and its running properties only become fewer.
+void AnimationEngine::complete(AnimationGroup& group) {
+  if (!group.completion) return;
+  DispatchQueue::main().async(
+      [completion = std::move(group.completion), finished = group.finished] { completion(finished); });
+}
+
+void AnimationEngine::propertyEnded(const std::shared_ptr<AnimationGroup>& group, bool finished) {
+  group->finished = group->finished && finished;
+  if (--group->running == 0 && group->committed) complete(*group);
+}
+
+void AnimationEngine::track(UIView& view) {
+  if (std::find(_views.begin(), _views.end(), &view) == _views.end()) _views.push_back(&view);
+}
+
+void AnimationEngine::forget(UIView& view) {
+  std::erase(_views, &view);
+}
+
+void AnimationEngine::step(double now) {
+  for (UIView* view : _views) view->layer().takeOffEnded(now);
+  std::erase_if(_views, [](UIView* view) { return !view->layer().isAnimating(); });
+}
+
+void AnimationEngine::setEnabled(bool enabled, double shortest) {
+  _shortest = shortest;
+  if (_enabled == enabled) return;
+  _enabled = enabled;
+  if (!enabled) UIApplication::sharedApplication().step(std::numeric_limits<double>::infinity());
+}
+
+double AnimationEngine::nextDeadline() const {
+  double next = std::numeric_limits<double>::infinity();
+  for (const UIView* view : _views) next = std::min(next, view->layer().nextEnd());
+  return next;
+}
+
+}  // namespace oq

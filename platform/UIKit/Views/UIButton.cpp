@@ -1,0 +1,200 @@
+#include "UIKit/Views/UIButton.h"
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace oq {
+namespace {
+
+// How opaque the shade over a button is that is held down, or under the pointer.
+constexpr double kHeldDown = 0.18, kHovered = 0.06;
+// Black would hardly be seen on a dark background, and white is seen less than black.
+constexpr double kDark = 0.15, kWhiteFactor = 1.6;
+
+/// The value of the state, else that of the normal state.
+template <class T>
+const T* lookUp(const std::map<std::uint32_t, T>& values, std::uint32_t state) {
+  auto found = values.find(state);
+  if (found == values.end()) found = values.find(UIControlStateNormal);
+  return found == values.end() ? nullptr : &found->second;
+}
+
+template <class T>
+bool has(const std::map<std::uint32_t, T>& values, std::uint32_t state) {
+  return values.find(state) != values.end();
+}
+
+CGRect fitted(CGSize image, CGSize room) {
+  if (image.width <= 0 || image.height <= 0) return {};
+  double scale = std::min(room.width / image.width, room.height / image.height);
+  CGSize size{image.width * scale, image.height * scale};
+  return {{(room.width - size.width) / 2, (room.height - size.height) / 2}, size};
+}
+
+CGRect unionOf(CGRect a, CGRect b) {
+  const double x = std::min(a.minX(), b.minX()), y = std::min(a.minY(), b.minY());
+  return CGRectMake(x, y, std::max(a.maxX(), b.maxX()) - x, std::max(a.maxY(), b.maxY()) - y);
+}
+
+double luminance(UIColor colour) {
+  return 0.2126 * colour.red + 0.7152 * colour.green + 0.0722 * colour.blue;
+}
+
+UIColor shadeOver(UIColor background, double opacity) {
+  const bool isDark = background.alpha > 0.5 && luminance(background) < kDark;
+  return isDark ? UIColor::whiteColor().withAlphaComponent(kWhiteFactor * opacity)
+                : UIColor::blackColor().withAlphaComponent(opacity);
+}
+
+void paintOver(cairo_t* cr, UIColor colour, double opacity, cairo_operator_t how) {
+  cairo_set_operator(cr, how);
+  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, opacity);
+  cairo_paint(cr);
+}
+
+}  // namespace
+
+Class* UIButton::staticClass() {
+  static Class* registered = registerClass("UIButton", UIControl::staticClass());
+  return registered;
+}
+
+UIButton::UIButton() {
+  setIsAccessibilityElement(true);
+  setAccessibilityTraits(UIAccessibilityTraitButton);
+}
+
+std::string UIButton::accessibilityLabel() const {
+  if (const auto& own = ownAccessibilityLabel()) return *own;
+  return titleForState(UIControlStateNormal).value_or("");
+}
+
+void UIButton::TitleLabel::setFont(UIFont font) {
+  if (font == _font) return;
+  _font = std::move(font);
+  _button.setNeedsDisplay();
+}
+
+void UIButton::TitleLabel::setNumberOfLines(int lines) {
+  if (lines == _lines) return;
+  _lines = lines;
+  _button.setNeedsDisplay();
+}
+
+void UIButton::TitleLabel::setTextAlignment(NSTextAlignment alignment) {
+  if (alignment == _alignment) return;
+  _alignment = alignment;
+  _button.setNeedsDisplay();
+}
+
+void UIButton::setTitlePadding(double padding) {
+  if (padding == _titlePadding) return;
+  _titlePadding = padding;
+  setNeedsDisplay();
+}
+
+void UIButton::setTitleEdgeInsets(UIEdgeInsets insets) {
+  if (insets == _titleInsets) return;
+  _titleInsets = insets;
+  setNeedsDisplay();
+}
+
+/// Insets that leave no height give a line without one, in whose middle the title stands all the same.
+CGRect UIButton::titleRoom(CGRect bounds) const {
+  const UIEdgeInsets& in = _titleInsets;
+  CGRect room = CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top,
+                           std::max(0.0, bounds.size.width - in.left - in.right),
+                           bounds.size.height - in.top - in.bottom);
+  if (room.size.height < 0) room = CGRectMake(room.minX(), room.centre().y, room.size.width, 0);
+  return room;
+}
+
+CGRect UIButton::titleRect(CGRect bounds) const {
+  const std::string title = titleForState(state()).value_or("");
+  const CGRect room = titleRoom(bounds);
+  if (title.empty()) return {};
+  const double height = boundingSizeOfText({title, {}}, _titleLabel.font(), room.size.width).height;
+  return CGRectMake(room.minX(), room.centre().y - height / 2, room.size.width, height);
+}
+
+CGRect UIButton::contentRect(CGRect bounds) const {
+  return _titleInsets == UIEdgeInsets{} ? bounds : unionOf(bounds, titleRect(bounds));
+}
+
+bool UIButton::pointInside(CGPoint point) const {
+  return contentRect(bounds()).contains(point);
+}
+
+std::uint32_t UIButton::state() const {
+  if (!isEnabled()) return UIControlStateDisabled;
+  return isHighlighted() ? UIControlStateHighlighted : UIControlStateNormal;
+}
+
+void UIButton::setTitle(std::optional<std::string> title, std::uint32_t state) {
+  if (title) {
+    _titles[state] = std::move(*title);
+  } else {
+    _titles.erase(state);
+  }
+  setNeedsDisplay();
+}
+
+std::optional<std::string> UIButton::titleForState(std::uint32_t state) const {
+  const std::string* title = lookUp(_titles, state);
+  return title ? std::optional(*title) : std::nullopt;
+}
+
+void UIButton::setTitleColor(UIColor colour, std::uint32_t state) {
+  _titleColors[state] = colour;
+  setNeedsDisplay();
+}
+
+UIColor UIButton::titleColorForState(std::uint32_t state) const {
+  const UIColor* colour = lookUp(_titleColors, state);
+  return colour ? *colour : UIColor::whiteColor();
+}
+
+void UIButton::setImage(std::shared_ptr<const UIImage> image, std::uint32_t state) {
+  _images[state] = std::move(image);
+  setNeedsDisplay();
+}
+
+std::shared_ptr<const UIImage> UIButton::imageForState(std::uint32_t state) const {
+  const auto* image = lookUp(_images, state);
+  return image ? *image : nullptr;
+}
+
+std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
+  const std::uint32_t look = state();
+  std::string title = titleForState(look).value_or("");
+  auto image = imageForState(look);
+  bool ownLook = has(_titles, look) || has(_titleColors, look) || has(_images, look);
+  double shaded = isHovered() && look != UIControlStateDisabled ? kHovered : 0;
+  if (look == UIControlStateHighlighted && !ownLook) shaded = kHeldDown;
+  if (title.empty() && !image && shaded == 0) return nullptr;
+
+  const CGRect bounds{{0, 0}, size}, painted = contentRect(bounds);
+  const bool isMoved = painted != bounds;
+  const CGRect beside = CGRectMake(_titlePadding, 0, std::max(0.0, size.width - 2 * _titlePadding), size.height);
+  const CGRect room = isMoved ? titleRect(bounds) : beside;
+  NSParagraphStyle style;
+  style.alignment = _titleLabel.textAlignment();
+  auto text =
+      std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
+  const UIColor shade = shadeOver(backgroundColor(), shaded);
+  return std::make_shared<LayerContent>(
+      painted.size, [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
+                     background = backgroundColor().alpha](cairo_t* cr) {
+        cairo_translate(cr, -painted.minX(), -painted.minY());
+        if (image) drawImage(cr, *image, fitted(image->size(), size));
+        text->draw(cr, colour, room, lines, true);
+        if (shaded == 0) return;
+        // What is painted takes the shade; where the background shows through, the shade itself is painted.
+        paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
+        paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
+      });
+}
+
+}  // namespace oq

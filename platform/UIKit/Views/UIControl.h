@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "UIKit/Views/UIView.h"
+
+namespace oq {
+
+enum UIControlEvents : std::uint32_t {
+  UIControlEventTouchDown = 1,
+  UIControlEventTouchUpInside = 64,
+  UIControlEventTouchUpOutside = 128,
+  UIControlEventTouchCancel = 256,
+  UIControlEventValueChanged = 4096,
+};
+
+enum UIControlState : std::uint32_t {
+  UIControlStateNormal = 0,
+  UIControlStateHighlighted = 1,
+  UIControlStateDisabled = 2
+};
+
+/// A view that turns touches into events. Main thread only.
+class UIControl : public UIView {
+  OQ_CLASS(UIControl)
+
+ public:
+  using Action = std::function<void(UIControl&)>;
+  /// The control keeps the action; an action that needs another object holds it weakly.
+  void addTarget(Action action, std::uint32_t events);
+  /// Calls the actions of the events. An action may remove or drop the control.
+  void sendActionsForControlEvents(std::uint32_t events);
+  bool isHighlighted() const { return _highlighted; }
+  bool isEnabled() const { return _enabled; }
+  void setEnabled(bool enabled);
+  /// The pointer is over it.
+  bool isHovered() const { return _hovered; }
+  void hoverChanged(bool hovered) override;
+  void didMoveToWindow() override;
+
+  UIAccessibilityTraits accessibilityTraits() const override;
+  /// As a touch that goes down and up inside.
+  bool accessibilityActivate() override;
+
+  void touchesBegan(UITouch& touch) override;
+  void touchesMoved(UITouch& touch) override;
+  void touchesEnded(UITouch& touch) override;
+  void touchesCancelled(UITouch& touch) override;
+
+ protected:
+  virtual void setHighlighted(bool highlighted);
+
+ private:
+  std::vector<std::pair<std::uint32_t, Action>> _actions;
+  bool _highlighted = false;
+  bool _enabled = true;
+  bool _tracking = false;
+  bool _hovered = false;
+};
+
+}  // namespace oq

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "UIKit/Text/TextLayout.h"
+#include "UIKit/Views/UIView.h"
+
+namespace oq {
+
+/// Text in one colour and font. Takes no touches by itself. Main thread only.
+class UILabel : public UIView {
+  OQ_CLASS(UILabel)
+
+ public:
+  UILabel();
+
+  /// nullopt when no text was ever set.
+  const std::optional<std::string>& text() const { return _text; }
+  /// Plain text: an earlier paragraph style goes.
+  void setText(std::optional<std::string> text);
+  void setAttributedText(NSAttributedString text);
+  NSAttributedString attributedText() const { return {_text.value_or(""), _paragraphStyle}; }
+  const UIFont& font() const { return _font; }
+  void setFont(UIFont font);
+  UIColor textColor() const { return _textColor; }
+  void setTextColor(UIColor colour);
+  /// 0 for any number; 1 by default.
+  int numberOfLines() const { return _numberOfLines; }
+  void setNumberOfLines(int lines);
+  NSTextAlignment textAlignment() const { return _paragraphStyle.alignment; }
+  void setTextAlignment(NSTextAlignment alignment);
+  /// The size that the text takes when it is broken at the width, whatever the number of lines; measured with
+  /// the very layout that is painted when the label gets that width.
+  CGSize textSizeForWidth(double width);
+
+  /// The text, until a name is set.
+  std::string accessibilityLabel() const override;
+
+ protected:
+  std::shared_ptr<LayerContent> makeContent(CGSize size) override;
+
+ private:
+  void textChanged();
+  std::shared_ptr<const TextLayout> layoutForWidth(double width);
+
+  std::optional<std::string> _text;
+  NSParagraphStyle _paragraphStyle;
+  NSTextAlignment _textAlignment = NSTextAlignment::Natural;  ///< what plain text goes back to
+  UIFont _font;
+  UIColor _textColor = UIColor::blackColor();
+  int _numberOfLines = 1;
+  std::shared_ptr<const TextLayout> _layout;
+  double _layoutWidth = 0;
+};
+
+}  // namespace oq

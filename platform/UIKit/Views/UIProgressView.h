@@ -1,0 +1,27 @@
+#pragma once
+
+#include "UIKit/Views/UIView.h"
+
+namespace oq {
+
+/// A bar that tells how far something is. Main thread only.
+class UIProgressView : public UIView {
+  OQ_CLASS(UIProgressView)
+
+ public:
+  explicit UIProgressView(CGRect frame);
+  float progress() const { return _progress; }
+  /// From 0 to 1; what lies beyond is the nearer of the two, and what is no number changes nothing.
+  void setProgress(float progress);
+  UIColor tintColor() const { return _tint; }
+  void setTintColor(UIColor colour);
+
+ protected:
+  std::shared_ptr<LayerContent> makeContent(CGSize size) override;
+
+ private:
+  float _progress = 0;
+  UIColor _tint{0, 0.48, 1, 1};
+};
+
+}  // namespace oq

@@ -1,0 +1,110 @@
+#include "UIKit/Windows/UIApplication.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Controllers/UINavigationController.h"
+
+namespace oq {
+
+// Never destroyed: views with static storage end their animations when the process ends.
+UIApplication& UIApplication::sharedApplication() {
+  static auto& application = *new UIApplication;
+  return application;
+}
+
+void UIApplication::connectScene(std::shared_ptr<UIScene> scene) {
+  scene->_connection = ++_connections;
+  _scenes.push_back(std::move(scene));
+  scenesChanged();
+}
+
+void UIApplication::disconnectScene(const std::shared_ptr<UIScene>& scene) {
+  if (std::erase(_scenes, scene) == 0) return;
+  scene->_state = UISceneActivationState::Unattached;
+  scenesChanged();
+}
+
+void UIApplication::setSceneVisibility(UIScene& scene, UISceneVisibility visibility) {
+  if (scene._visibility == visibility) return;
+  scene._visibility = visibility;
+  scenesChanged();
+}
+
+void UIApplication::sceneWasUsed(UIScene& scene) {
+  if (scene._lastUse == _uses && _uses > 0) return;
+  scene._lastUse = ++_uses;
+  scenesChanged();
+}
+
+void UIApplication::scenesChanged() {
+  std::sort(_scenes.begin(), _scenes.end(), [](const auto& first, const auto& second) {
+    return std::tuple(second->wasMapped(), second->_lastUse, first->_connection) <
+           std::tuple(first->wasMapped(), first->_lastUse, second->_connection);
+  });
+  const bool anyWasMapped = !_scenes.empty() && _scenes.front()->wasMapped();
+  for (const auto& scene : _scenes) {
+    const bool isActive = scene->isMapped() || !anyWasMapped;
+    scene->_state = isActive ? UISceneActivationState::ForegroundActive : UISceneActivationState::Background;
+  }
+  if (_host) _host->scenesChanged();
+  // A copy: the observer may set another one.
+  if (const auto observer = _scenesObserver) observer();
+}
+
+bool UIApplication::isOnScreen(const UIWindow& window) const {
+  return std::any_of(_scenes.begin(), _scenes.end(), [&](const auto& scene) {
+    const auto& windows = scene->_windows;
+    return scene->_visibility == UISceneVisibility::OnScreen &&
+           std::any_of(windows.begin(), windows.end(), [&](const auto& each) { return each.get() == &window; });
+  });
+}
+
+std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
+  if (_scenes.empty() || _scenes.front()->windows().empty()) return nullptr;
+  return _scenes.front()->windows().front();
+}
+
+void UIApplication::step(double now) {
+  auto& engine = AnimationEngine::shared();
+  if (!engine.isRunning()) return;
+  // Also a window whose animation ends now needs a frame: the last one.
+  std::vector<UIWindow*> windows;
+  for (const UIView* view : engine.views()) {
+    UIWindow* window = view->window();
+    if (window && std::find(windows.begin(), windows.end(), window) == windows.end())
+      windows.push_back(window);
+  }
+  engine.step(now);
+  for (UIWindow* window : windows) windowNeedsFrame(*window);
+  animationsChanged();
+}
+
+void UIApplication::windowNeedsFrame(UIWindow& window) {
+  if (_host) _host->setNeedsFrame(window);
+}
+
+void UIApplication::animationsChanged() {
+  if (_host) _host->setDeadline(AnimationEngine::shared().nextDeadline());
+}
+
+namespace {
+/// Stands for the host's own widgets: the bar comes with the first page above them.
+class HostPage : public UIViewController {
+ public:
+  bool hidesNavigationBar() const override { return true; }
+};
+}  // namespace
+
+std::shared_ptr<UIWindow> makeHostWindow(CGRect frame) {
+  const std::shared_ptr<UIViewController> root = makeMainObject<HostPage>();
+  const auto navigation = makeMainObject<UINavigationController>(root);
+  root->view()->setUserInteractionEnabled(false);
+  auto window = makeMainObject<UIWindow>(frame);
+  window->setRootViewController(navigation);
+  return window;
+}
+
+}  // namespace oq

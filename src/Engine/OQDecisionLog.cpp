@@ -1,0 +1,103 @@
+#include "Engine/OQDecisionLog.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace oq {
+
+namespace {
+
+const char* textOf(OQDecision decision) {
+  switch (decision) {
+    case OQDecision::NoMatch:
+      return "no match";
+    case OQDecision::AnotherWindowFirst:
+      return "another window matched first";
+    case OQDecision::PreConditionNotMet:
+      return "pre-condition not met";
+    case OQDecision::NoRecord:
+      return "no record";
+    case OQDecision::CountUsedUp:
+      return "count used up";
+    case OQDecision::BeforeStart:
+      return "before start";
+    case OQDecision::AfterEnd:
+      return "after end";
+    case OQDecision::AlreadyShown:
+      return "already shown in this run";
+    case OQDecision::ClosedByUser:
+      return "closed by the user in an earlier run";
+    case OQDecision::RecordsBusy:
+      return "records are busy";
+    case OQDecision::Shown:
+      return "counted and handed to the screen";
+    case OQDecision::Waiting:
+      return "waiting";
+    case OQDecision::Dropped:
+      return "dropped because the waiting array is full";
+  }
+  return "";
+}
+
+/// As much as fits, without a torn character at the end.
+std::string_view beginningOf(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  const auto isContinuation = [&](std::size_t at) { return (text[at] & 0xc0) == 0x80; };
+  while (most > 0 && isContinuation(most)) --most;
+  return text.substr(0, most);
+}
+
+}  // namespace
+
+void OQDecisionLog::record(OQDecision decision, const OQWindowEvent* event,
+                           std::shared_ptr<const OQWindowData> window) {
+  const auto* text = event ? event->xwhat().if_string() : nullptr;
+  const Date now = currentDate();
+  // The window that makes room goes with the parameter, outside the lock.
+  std::lock_guard lock(_mutex);
+  if (_ring.empty()) return;
+  Entry& entry = _ring[_recorded++ % _ring.size()];
+  entry.time = now;
+  entry.window.swap(window);
+  entry.decision = decision;
+  entry.hasName = text != nullptr;
+  if (!text) return;
+  const std::string_view name = beginningOf(*text, entry.name.size());
+  entry.nameLength = static_cast<std::uint8_t>(name.size());
+  std::memcpy(entry.name.data(), name.data(), name.size());
+}
+
+Value OQDecisionLog::valueOf(const Entry& entry) {
+  const double milliseconds = std::nearbyint(secondsSince1970(entry.time) * 1000.0);
+  return {{"time", milliseconds},
+          {"event", entry.hasName ? Value(std::string_view(entry.name.data(), entry.nameLength)) : Value()},
+          {"windowId", entry.window ? entry.window->windowId() : Value()},
+          {"outcome", textOf(entry.decision)}};
+}
+
+Value OQDecisionLog::entries() const {
+  std::vector<Entry> ring;
+  std::uint64_t recorded = 0;
+  {
+    std::lock_guard lock(_mutex);
+    ring = _ring;
+    recorded = _recorded;
+  }
+  Array entries;
+  const std::uint64_t count = std::min<std::uint64_t>(recorded, ring.size());
+  for (std::uint64_t i = recorded - count; i < recorded; ++i)
+    entries.push_back(valueOf(ring[i % ring.size()]));
+  return entries;
+}
+
+void OQDecisionLog::setCapacity(std::size_t capacity) {
+  std::vector<Entry> ring(capacity);
+  std::lock_guard lock(_mutex);
+  _ring.swap(ring);
+  _recorded = 0;
+}
+
+}  // namespace oq

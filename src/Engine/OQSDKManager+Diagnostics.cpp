@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Number.h"
+#include "Utils/OQDispatchQueueManager.h"
+#include "Engine/OQSDKManager.h"
+#include "MessageUI/MFMailComposeViewController.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Utils/OQSDKBundleIdentifier.h"
+#include "Utils/OQGuard.h"
+#include "Utils/OQLogger.h"
+#include "Pages/OQNavigation.h"
+#include "Utils/OQUtils.h"
+
+namespace oq {
+
+OQObserverListener::~OQObserverListener() = default;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What a link leads to is no log of ours, whatever the link is called.
+std::vector<fs::path> logFilesIn(const fs::path& folder) {
+  auto files = enumerateDirectory(folder);
+  std::erase_if(files, [&](const fs::path& file) {
+    std::error_code gone;
+    return file.extension() != ".log" || !fs::is_regular_file(fs::symlink_status(folder / file, gone));
+  });
+  return files;
+}
+
+/// The newest, in their former order.
+std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, const fs::path& folder) {
+  if (files.size() <= most) return files;
+  std::vector<std::pair<fs::file_time_type, std::size_t>> byAge;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    std::error_code gone;
+    const auto written = fs::last_write_time(folder / files[i], gone);
+    byAge.emplace_back(gone ? fs::file_time_type::min() : written, i);
+  }
+  std::sort(byAge.rbegin(), byAge.rend());
+  byAge.resize(most);
+  std::sort(byAge.begin(), byAge.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+  std::vector<fs::path> chosen;
+  for (const auto& [age, index] : byAge) chosen.push_back(std::move(files[index]));
+  return chosen;
+}
+
+/// The event of the sample in the resources; null when the file is missing or has another shape.
+Value sampleEvent() {
+  const auto file = pathForResource("OQSDK", "testData.json");
+  const auto contents = file ? contentsOfFile(*file) : std::nullopt;
+  auto sample = contents ? valueWithJSONData(*contents) : std::nullopt;
+  auto* root = sample ? sample->if_object() : nullptr;
+  auto* data = root ? root->if_contains("data") : nullptr;
+  auto* records = data ? data->if_array() : nullptr;
+  auto* first = records && !records->empty() ? records->front().if_object() : nullptr;
+  auto* event = first ? first->if_contains("event") : nullptr;
+  return event ? std::move(*event) : Value();
+}
+
+Value orNull(const std::optional<std::string>& text) {
+  return text ? Value(*text) : Value();
+}
+
+Value nameOf(const std::shared_ptr<OQWindowEvent>& condition) {
+  return condition ? condition->xwhat() : Value();
+}
+
+}  // namespace
+
+void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
+                                  std::shared_ptr<UIViewController> controller) {
+  OQLogger::getInstance().flush();  // the latest entries are what one wants to see
+  const fs::path folder = documentsDirectory() / "Log";
+  auto files = logFilesIn(folder);
+  constexpr std::size_t most = MFMailComposeViewController::mostAttachments;
+  if (files.size() > most) {
+    platformLog(stringWithFormat("%@ log files stay behind, a mail carries the newest %@", files.size() - most, most));
+  }
+  std::vector<Data> datas;
+  std::vector<std::string> names;
+  for (const fs::path& file : newest(std::move(files), most, folder)) {
+    // One that has gone meanwhile stays away.
+    auto contents = contentsOfFile(folder / file, std::numeric_limits<std::size_t>::max());
+    if (!contents) continue;
+    datas.push_back(std::move(*contents));
+    names.push_back(file.string());
+  }
+  OQUtils::sendEmailTo(recipient, std::move(datas), std::move(names), std::move(controller));
+}
+
+void OQSDKManager::sendLogToEmail(const std::string& recipient) {
+  guarded([&] {
+    auto send = [recipient] {
+      guarded([&] { sharedManager().sendLogToEmail(recipient, OQNavigation::currentViewController()); });
+    };
+    OQDispatchQueueManager::dispatchInMainThread(send, true);
+  });
+}
+
+void OQSDKManager::keepRecentDecisions(std::size_t most) {
+  guarded([&] { _decisions.setCapacity(most); });
+}
+
+void OQSDKManager::changeEnvironment() {
+  guarded([] { OQUtils::changeEnvironment(); });
+}
+
+void OQSDKManager::testMultipleThread() {
+  guarded([&] {
+    constexpr int blocks = 10000;
+    const auto queue = DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".multipleThreadTest");
+    const Block block = [self = shared_from_this()] {
+      guarded([&] { self->onEventDataReceived(sampleEvent()); });
+    };
+    for (int i = 0; i < blocks; ++i) queue->async(block);
+  });
+}
+
+void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url,
+                                        OQNetwork::ImageCompletion completion) {
+  network()->downloadImageWithURL(url, std::move(completion));
+}
+
+Value OQSDKManager::diagnostics() const {
+  Array windows, subscriptions;
+  // Held for as long as they are walked: another list may take their place.
+  const auto inApp = inAppDataArray(), subscribed = subscribeDataArray();
+  const auto records = recordTree();
+  for (const auto& window : *inApp) {
+    const auto record = records->findTreeNodeById(integerValue(window->windowId()));
+    windows.push_back({{"windowId", window->windowId()},
+                       {"event", nameOf(window->event())},
+                       {"preEvent", nameOf(window->preEvent())},
+                       {"count", record ? record->count() : window->count()},
+                       {"usedCount", record ? record->usedCount() : 0},
+                       {"startTime", window->startTime()},
+                       {"endTime", window->endTime()}});
+  }
+  for (const auto& window : *subscribed)
+    subscriptions.push_back({{"windowId", window->windowId()}, {"event", nameOf(window->event())}});
+  const Session session = _session();
+  return {{"environment", getEnvironment()},
+          {"isLoggedIn", session.token.has_value()},
+          {"userId", orNull(session.userId)},
+          {"appId", orNull(session.appid)},
+          {"pageName", orNull(session.pageName)},
+          {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},
+          {"windows", std::move(windows)},
+          {"subscriptions", std::move(subscriptions)},
+          {"decisions", recentDecisions()}};
+}
+
+}  // namespace oq

@@ -1,0 +1,266 @@
+#include "Hooks/OQSwizzleSlots.h"
+
+#include <array>
+#include <utility>
+
+#include "Foundation/Values/Format.h"
+#include "Runtime/Hook.h"
+#include "oqsdk/Exception.h"
+
+namespace oq {
+
+std::shared_ptr<OQSwizzle> OQSwizzleSlot::load() const {
+  std::lock_guard lock(_mutex);
+  return _swizzle;
+}
+
+std::shared_ptr<OQSwizzle> OQSwizzleSlot::exchange(std::shared_ptr<OQSwizzle> swizzle) {
+  std::lock_guard lock(_mutex);
+  _current.store(swizzle.get(), std::memory_order_release);
+  if (_swizzle) _former.push_back(_swizzle);
+  return std::exchange(_swizzle, std::move(swizzle));
+}
+
+namespace {
+
+using UploadSelector = Selector<void(const Value&, const std::string&, const UploadHandler&)>;
+using AppearanceSelector = Selector<void(bool)>;
+using MailSelector = Selector<void(Object*, std::int64_t, const std::optional<Error>&)>;
+
+OQSwizzleSlot& saveUploadInfoSwizzle();
+OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle();
+OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle();
+OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle();
+
+/// A message that entered through a hook and is handled on this thread.
+struct Message {
+  const OQSwizzleSlot* slot;
+  const Object* receiver;
+  IMP implementation;  ///< what the hook called
+  int passes;          ///< calls of the trampoline that are running for it
+  Message* outer;
+};
+thread_local Message* innermost = nullptr;
+
+Message* currentMessage(const OQSwizzleSlot& slot, const Object& receiver) {
+  for (Message* message = innermost; message; message = message->outer) {
+    if (message->slot == &slot && message->receiver == &receiver) return message;
+  }
+  return nullptr;
+}
+
+/// What the trampoline calls when it is reached a first or second time on the way of a message. A library that takes
+/// itself for gone because it does not find itself on top, and installs itself again, makes a circle of itself and the
+/// trampoline; what the method was made with ends it.
+IMP nextImplementation(const OQSwizzle& swizzle, const Message& message) {
+  IMP original = swizzle.originalMethod();
+  const bool isCircle = message.passes > 0 || original == message.implementation;
+  return isCircle ? swizzle.firstMethod() : original;
+}
+
+template <class TypedSelector, class... Arguments>
+void passOn(const OQSwizzle& swizzle, Message& message, Object& self, SEL selector, const Arguments&... arguments) {
+  if (message.passes > 1) return;
+  IMP next = nextImplementation(swizzle, message);
+  struct Pass {
+    explicit Pass(Message& of) : message(of) { ++message.passes; }
+    ~Pass() { --message.passes; }
+    Message& message;
+  };
+  const Pass pass(message);
+  TypedSelector::typed(next)(self, selector, arguments...);
+}
+
+/// A message to a hooked method first calls the method's implementation: the trampoline, or whatever other libraries
+/// have put there since.
+template <class TypedSelector, class... Arguments>
+void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector,
+                        const Arguments&... arguments) {
+  struct Entered {
+    ~Entered() { innermost = message.outer; }
+    Message message;
+  };
+  Entered entered{{&slot, &self, implementation, 0, innermost}};
+  innermost = &entered.message;
+  const OQSwizzle* swizzle = slot.current();
+  if (implementation == slot.trampoline() && swizzle && swizzle->canCallOriginal(self)) {
+    // The usual case. The same as below, without looking for the message again.
+    passOn<TypedSelector>(*swizzle, entered.message, self, selector, arguments...);
+  } else {
+    TypedSelector::typed(implementation)(self, selector, arguments...);
+  }
+}
+
+/// Another library may keep a call and pass it on when its message is over, or on another thread. The blocks have run
+/// for that message.
+bool isPassedOnLate(const OQSwizzleSlot& slot, const Object& receiver, SEL selector) {
+  const Method* method = class_getInstanceMethod(receiver.class_(), selector);
+  return method && detail::messageEntry(*method) && method_getImplementation(method) != slot.trampoline();
+}
+
+/// The trampoline's first half. Returns whether the blocks are next: not for a message that entered through the hook,
+/// which runs them itself.
+template <class TypedSelector, class... Arguments>
+bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
+                  const Arguments&... arguments) {
+  Message* message = currentMessage(slot, self);
+  const bool runsBlocks = !message && !isPassedOnLate(slot, self, swizzle.selector());
+  if (!swizzle.canCallOriginal(self)) return runsBlocks;
+  if (message) {
+    passOn<TypedSelector>(swizzle, *message, self, selector, arguments...);
+  } else {
+    TypedSelector::typed(swizzle.originalMethod())(self, selector, arguments...);
+  }
+  return runsBlocks;
+}
+
+/// Calls the blocks of this moment; one of them may add or remove others. The arguments are made afresh for
+/// each.
+template <class HookBlock, class Call>
+void forEachBlock(const OQSwizzleSlot& slot, const Call& call) {
+  const OQSwizzle* swizzle = slot.current();  // another one, perhaps, since the original began
+  if (!swizzle) return;
+  auto blocks = swizzle->blocks();
+  for (const auto& [name, block] : *blocks) call(std::get<HookBlock>(block));
+}
+
+// For each selector: its blocks, the trampoline, and what its messages call. A slot is the same for every class, so
+// climbing from the receiver's class until one is taken comes down to one question.
+
+void runUploadBlocks(Object& self, SEL selector, const Value& info, const std::string& event,
+                     const UploadHandler& handler) {
+  forEachBlock<OQUploadHookBlock>(saveUploadInfoSwizzle(),
+                                  [&](const auto& block) { block(self, selector, info, event, handler); });
+}
+
+void oqSwizzledMethodsaveUploadInfo(Object& self, SEL selector, const Value& info, const std::string& event,
+                                    const UploadHandler& handler) {
+  const auto& slot = saveUploadInfoSwizzle();
+  const OQSwizzle* swizzle = slot.current();
+  if (!swizzle) return;
+  if (!callOriginal<UploadSelector>(slot, *swizzle, self, selector, info, event, handler)) return;
+  runUploadBlocks(self, selector, info, event, handler);
+}
+
+void saveUploadInfoSent(IMP implementation, Object& self, SEL selector, const Value& info, const std::string& event,
+                        const UploadHandler& handler) {
+  callImplementation<UploadSelector>(saveUploadInfoSwizzle(), implementation, self, selector, info, event, handler);
+  runUploadBlocks(self, selector, info, event, handler);
+}
+
+void runScreenBlocks(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
+  forEachBlock<OQAppearanceHookBlock>(slot, [&](const auto& block) { block(self, selector, Value(animated)); });
+}
+
+/// Unlike the other two, a screen's original is called without asking first, which is intentional: where there is none
+/// the call fails as for any selector that a class lacks, and no block runs.
+void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
+  const OQSwizzle* swizzle = slot.current();
+  if (!swizzle) return;
+  if (!swizzle->canCallOriginal(self)) {
+    throw Exception("NSInvalidArgumentException",
+                    stringWithFormat("-[%@ %@]: hooked, but never implemented", class_getName(self.class_()),
+                                     sel_getName(selector)));
+  }
+  if (!callOriginal<AppearanceSelector>(slot, *swizzle, self, selector, animated)) return;
+  runScreenBlocks(slot, self, selector, animated);
+}
+
+void screenSent(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector, bool animated) {
+  callImplementation<AppearanceSelector>(slot, implementation, self, selector, animated);
+  runScreenBlocks(slot, self, selector, animated);
+}
+
+void oqSwizzledMethodUIViewControllerViewDidAppear(Object& self, SEL selector, bool animated) {
+  callScreen(UIViewControllerViewDidAppearSwizzle(), self, selector, animated);
+}
+
+void viewDidAppearSent(IMP implementation, Object& self, SEL selector, bool animated) {
+  screenSent(UIViewControllerViewDidAppearSwizzle(), implementation, self, selector, animated);
+}
+
+void oqSwizzledMethodUIViewControllerViewWillDisappear(Object& self, SEL selector, bool animated) {
+  callScreen(UIViewControllerViewWillDisappearSwizzle(), self, selector, animated);
+}
+
+void viewWillDisappearSent(IMP implementation, Object& self, SEL selector, bool animated) {
+  screenSent(UIViewControllerViewWillDisappearSwizzle(), implementation, self, selector, animated);
+}
+
+void runMailBlocks(Object& self, SEL selector, Object* controller, std::int64_t result,
+                   const std::optional<Error>& error) {
+  forEachBlock<OQMailHookBlock>(MailComposeControllerDidFinishWithResultSwizzle(),
+                                [&](const auto& block) { block(self, selector, controller, Value(result), error); });
+}
+
+void oqSwizzledMethodMailComposeControllerDidFinishWithResult(Object& self, SEL selector, Object* controller,
+                                                              std::int64_t result,
+                                                              const std::optional<Error>& error) {
+  const auto& slot = MailComposeControllerDidFinishWithResultSwizzle();
+  const OQSwizzle* swizzle = slot.current();
+  if (!swizzle) return;
+  if (!callOriginal<MailSelector>(slot, *swizzle, self, selector, controller, result, error)) return;
+  runMailBlocks(self, selector, controller, result, error);
+}
+
+void mailComposeControllerDidFinishWithResultSent(IMP implementation, Object& self, SEL selector, Object* controller,
+                                                  std::int64_t result, const std::optional<Error>& error) {
+  callImplementation<MailSelector>(MailComposeControllerDidFinishWithResultSwizzle(), implementation, self, selector,
+                                   controller, result, error);
+  runMailBlocks(self, selector, controller, result, error);
+}
+
+template <class TypedSelector, class HookBlock>
+OQSwizzleSlot& makeSlot(std::string_view name, typename TypedSelector::Function trampoline,
+                        typename detail::MessageTo<typename TypedSelector::Signature>::Entry entry) {
+  const std::size_t kind = OQSwizzleBlock(std::in_place_type<HookBlock>).index();
+  return *new OQSwizzleSlot(name, TypedSelector::erase(trampoline), reinterpret_cast<IMP>(entry),
+                            typeEncodingOf<typename TypedSelector::Signature>(), kind);
+}
+
+OQSwizzleSlot& saveUploadInfoSwizzle() {
+  static auto& slot = makeSlot<UploadSelector, OQUploadHookBlock>(
+      "saveUploadInfo:event:handler:", &oqSwizzledMethodsaveUploadInfo, &saveUploadInfoSent);
+  return slot;
+}
+
+OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle() {
+  static auto& slot = makeSlot<AppearanceSelector, OQAppearanceHookBlock>(
+      "viewDidAppear:", &oqSwizzledMethodUIViewControllerViewDidAppear, &viewDidAppearSent);
+  return slot;
+}
+
+OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle() {
+  static auto& slot = makeSlot<AppearanceSelector, OQAppearanceHookBlock>(
+      "viewWillDisappear:", &oqSwizzledMethodUIViewControllerViewWillDisappear, &viewWillDisappearSent);
+  return slot;
+}
+
+OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle() {
+  static auto& slot = makeSlot<MailSelector, OQMailHookBlock>(
+      "mailComposeController:didFinishWithResult:error:", &oqSwizzledMethodMailComposeControllerDidFinishWithResult,
+      &mailComposeControllerDidFinishWithResultSent);
+  return slot;
+}
+
+/// In the order in which a selector is looked for.
+std::array<OQSwizzleSlot*, 4> allSlots() {
+  return {&saveUploadInfoSwizzle(), &UIViewControllerViewDidAppearSwizzle(),
+          &UIViewControllerViewWillDisappearSwizzle(), &MailComposeControllerDidFinishWithResultSwizzle()};
+}
+
+}  // namespace
+
+OQSwizzleSlot* getSwizzleByName(std::string_view selectorName) {
+  for (OQSwizzleSlot* slot : allSlots()) {
+    if (slot->selectorName() == selectorName) return slot;
+  }
+  return nullptr;
+}
+
+IMP getSwizzleIMPBySELName(std::string_view selectorName) {
+  const OQSwizzleSlot* slot = getSwizzleByName(selectorName);
+  return slot ? slot->trampoline() : nullptr;
+}
+
+}  // namespace oq

@@ -1,0 +1,94 @@
+#include "Pages/OQNavigation.h"
+
+#include <optional>
+
+#include "Foundation/System/Device.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Windows/UIWindow.h"
+
+namespace oq {
+
+namespace {
+
+std::shared_ptr<UINavigationController> asNavigation(const std::shared_ptr<UIViewController>& screen) {
+  return std::dynamic_pointer_cast<UINavigationController>(screen);
+}
+
+std::shared_ptr<UITabBarController> asTabBar(const std::shared_ptr<UIViewController>& screen) {
+  return std::dynamic_pointer_cast<UITabBarController>(screen);
+}
+
+std::shared_ptr<UIViewController> rootOfKeyWindow() {
+  auto window = OQNavigation::keyWindow();
+  return window ? window->rootViewController() : nullptr;
+}
+
+/// What the screen shows in its own place; nullopt when it shows itself. A tab-bar controller never does:
+/// one without a tab to show has nothing.
+std::optional<std::shared_ptr<UIViewController>> screenAbove(
+    const std::shared_ptr<UIViewController>& screen) {
+  if (auto presented = screen->presentedViewController()) return presented;
+  if (auto navigation = asNavigation(screen)) {
+    auto top = navigation->topViewController();
+    return top ? std::optional(top) : std::nullopt;
+  }
+  auto tabs = asTabBar(screen);
+  if (!tabs) return std::nullopt;
+  auto selected = tabs->selectedViewController();
+  auto stack = asNavigation(selected);
+  // The stack itself is left out, and what it would be presenting with it; intentional.
+  return stack ? stack->topViewController() : selected;
+}
+
+bool isWebView(const UIView& view) {
+  // By name, since the kind that is shown is known only once a page has been opened.
+  for (const char* name : {"UIWebView", "WKWebView"}) {
+    const Class* kind = NSClassFromString(name);
+    if (kind && view.isKindOfClass(kind)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::shared_ptr<UIWindow> OQNavigation::keyWindow() {
+  UIApplication& application = UIApplication::sharedApplication();
+  if (platformSystemVersion() < 13.0) return application.keyWindow();
+  for (const auto& scene : application.connectedScenes()) {
+    if (scene->activationState() != UISceneActivationState::ForegroundActive) continue;
+    return scene->windows().empty() ? nullptr : scene->windows().front();
+  }
+  return nullptr;
+}
+
+std::shared_ptr<UIViewController> OQNavigation::currentViewController() {
+  auto screen = rootOfKeyWindow();
+  while (screen) {
+    auto above = screenAbove(screen);
+    if (!above) break;
+    screen = *above;
+  }
+  return screen;
+}
+
+std::shared_ptr<UINavigationController> OQNavigation::currentNavigation() {
+  auto root = rootOfKeyWindow();
+  if (auto navigation = asNavigation(root)) return navigation;
+  auto tabs = asTabBar(root);
+  auto selected = tabs ? tabs->selectedViewController() : nullptr;
+  if (auto navigation = asNavigation(selected)) return navigation;
+  return selected ? selected->navigationController() : nullptr;
+}
+
+std::shared_ptr<UIView> OQNavigation::currentWebview() {
+  auto screen = currentViewController();
+  if (!screen) return nullptr;
+  for (const auto& view : screen->view()->subviews()) {
+    if (isWebView(*view)) return view;
+  }
+  return nullptr;
+}
+
+}  // namespace oq

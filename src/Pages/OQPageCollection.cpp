@@ -1,0 +1,165 @@
+#include "Pages/OQPageCollection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Utils/OQDispatchQueueManager.h"
+#include "Engine/OQSDKManager.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Controllers/UIViewController.h"
+#include "Utils/OQGuard.h"
+#include "Hooks/OQSwizzler.h"
+
+namespace oq {
+
+namespace {
+
+/// Screens of the system, never collected. The very names are meant, not their subclasses.
+constexpr std::string_view _systemBuildInClasses[] = {
+    "SFBrowserRemoteViewController",
+    "SFSafariViewController",
+    "UIAlertController",
+    "UIInputWindowController",
+    "UITabBarController",
+    "UINavigationController",
+    "UIKeyboardCandidateGridCollectionViewController",
+    "UICompatibilityInputViewController",
+    "UIApplicationRotationFollowingController",
+    "UIApplicationRotationFollowingControllerNoTouches",
+    "AVPlayerViewController",
+    "UIActivityGroupViewController",
+    "UIReferenceLibraryViewController",
+    "UIKeyboardCandidateRowViewController",
+    "UIKeyboardHiddenViewController",
+    "_UIAlertControllerTextFieldViewController",
+    "_UILongDefinitionViewController",
+    "_UIResilientRemoteViewContainerViewController",
+    "_UIShareExtensionRemoteViewController",
+    "_UIDICActivityViewController",
+    "_UIRemoteDictionaryViewController",
+    "UISystemKeyboardDockController",
+    "_UINoDefinitionViewController",
+    "UIImagePickerController",
+    "_UIActivityGroupListViewController",
+    "_UIRemoteViewController",
+    "_UIFallbackPresentationViewController",
+    "_UIDocumentPickerRemoteViewController",
+    "_UIAlertShimPresentingViewController",
+    "_UIWaitingForRemoteViewContainerViewController",
+    "UIDocumentMenuViewController",
+    "UIActivityViewController",
+    "_UIActivityUserDefaultsViewController",
+    "_UIActivityViewControllerContentController",
+    "_UIRemoteInputViewController",
+    "UIViewController",
+    "UITableViewController",
+    "_UIUserDefaultsActivityNavigationController",
+    "UISnapshotModalViewController",
+    "WKActionSheet",
+    "DDSafariViewController",
+    "SFAirDropActivityViewController",
+    "CKSMSComposeController",
+    "DDParsecLoadingViewController",
+    "PLUIPrivacyViewController",
+    "PLUICameraViewController",
+    "SLRemoteComposeViewController",
+    "CAMViewfinderViewController",
+    "DDParsecNoDataViewController",
+    "CAMPreviewViewController",
+    "DDParsecCollectionViewController",
+    "SLComposeViewController",
+    "DDParsecRemoteCollectionViewController",
+    "AVFullScreenPlaybackControlsViewController",
+    "PLPhotoTileViewController",
+    "AVFullScreenViewController",
+    "CAMImagePickerCameraViewController",
+    "CKSMSComposeRemoteViewController",
+    "PUPhotoPickerHostViewController",
+    "PUUIAlbumListViewController",
+    "PUUIPhotosAlbumViewController",
+    "SFAppAutoFillPasswordViewController",
+    "PUUIMomentsGridViewController",
+    "SFPasswordRemoteViewController",
+};
+
+bool isSystemClass(std::string_view name) {
+  return std::find(std::begin(_systemBuildInClasses), std::end(_systemBuildInClasses), name) !=
+         std::end(_systemBuildInClasses);
+}
+
+bool isKindOf(const Class* cls, const Class* ancestor) {
+  while (cls && cls != ancestor) cls = class_getSuperclass(cls);
+  return cls != nullptr;
+}
+
+bool canCollect(const Class* screenClass) {
+  if (!screenClass || !OQSDKManager::sharedManager().autoCollectPage()) return false;
+  if (isSystemClass(class_getName(screenClass))) return false;
+  return !isKindOf(screenClass, UINavigationController::staticClass()) &&
+         !isKindOf(screenClass, UITabBarController::staticClass());
+}
+
+}  // namespace
+
+Class* OQPageCollection::staticClass() {
+  static Class* registered = registerClass("OQPageCollection", Object::staticClass());
+  return registered;
+}
+
+OQPageCollection& OQPageCollection::sharedInstance() {
+  static OQPageCollection& shared = *new OQPageCollection();
+  return shared;
+}
+
+void OQPageCollection::collectPage() {
+  auto install = [] {
+    Class* screens = UIViewController::staticClass();
+    OQSwizzler::swizzleSelector(
+        viewDidAppearSelector, screens,
+        [](Object& screen, SEL, const Value&) { sharedInstance().viewDidAppear(screen); }, "OQViewDidAppear");
+    OQSwizzler::swizzleSelector(
+        viewWillDisappearSelector, screens,
+        [](Object& screen, SEL, const Value&) { sharedInstance().viewWillDisappear(screen); },
+        "OQViewWillDisappear");
+  };
+  OQDispatchQueueManager::dispatchInMainThread(install, false);
+}
+
+void OQPageCollection::viewDidAppear(const Object& screen) {
+  OQDispatchQueueManager::dispatchInSerialQueue(
+      QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
+      [this, screenClass = screen.class_()] { guarded([&] { record(screenClass); }); });
+}
+
+void OQPageCollection::viewWillDisappear(const Object&) {
+  OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD, [] {});
+}
+
+bool OQPageCollection::canCollectViewController(const Object* screen) const {
+  return screen && canCollect(screen->class_());
+}
+
+void OQPageCollection::record(const Class* screenClass) {
+  const std::string& name = class_getName(screenClass);
+  if (canCollect(screenClass)) {
+    setPageName(name);
+    OQSDKManager::sharedManager().autoPageCollected(name);
+  } else if (!isSystemClass(name)) {
+    // With collection off, and for navigation controllers of the host's own, the name still follows the
+    // screens.
+    setPageName(name);
+  }
+}
+
+std::optional<std::string> OQPageCollection::pageName() const {
+  std::lock_guard lock(_mutex);
+  return _pageName;
+}
+
+void OQPageCollection::setPageName(std::optional<std::string> name) {
+  std::lock_guard lock(_mutex);
+  _pageName.swap(name);
+}
+
+}  // namespace oq

@@ -1,0 +1,155 @@
+#include "Requests/OQNetwork.h"
+
+#include <utility>
+
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONSerialization.h"
+#include "Engine/OQSDKManager.h"
+#include "Storage/OQImageDiskCache.h"
+#include "Utils/OQGuard.h"
+#include "Utils/OQLogger.h"
+
+namespace oq {
+
+namespace {
+
+constexpr double requestTimeout = 30.0;
+constexpr std::int64_t nilImageURLCode = 1000;
+
+/// Chosen afresh for every request. An environment that nobody knows has no server: no fallback to
+/// production.
+std::optional<std::string> currentBaseURL() {
+  switch (OQSDKManager::getEnvironment()) {
+    case OQEnvironmentProduction:
+      return "https://" OQSDK_PRODUCTION_HOST ":8088";
+    case OQEnvironmentTest:
+      return "https://" OQSDK_TEST_HOST ":28088";
+    case OQEnvironmentDevelopment:
+      return "https://" OQSDK_DEVELOPMENT_HOST ":38088";
+    default:
+      return std::nullopt;
+  }
+}
+
+std::string queryFromDictionary(const Value& dictionary) {
+  std::string query;
+  if (!dictionary.is_object()) return query;
+  for (const auto& [key, value] : dictionary.get_object()) {
+    if (!query.empty()) query += '&';
+    query += stringWithFormat("%@=%@", std::string_view(key), value);
+  }
+  return query;
+}
+
+/// The bytes that are sent are always JSON, also where the test for presence lets a string through; the JSON
+/// writer then refuses it. This asymmetry is meant.
+bool isRequestBody(const Value& body) {
+  return body.is_string() || body.is_object();
+}
+
+void setHeader(URLRequest& request, const Value& header) {
+  if (header.is_object()) {
+    for (const auto& [field, value] : header.get_object()) {
+      request.setValueForHTTPHeaderField(descriptionOf(value), std::string(field));
+    }
+  }
+  request.setValueForHTTPHeaderField("application/json", "Content-Type");
+}
+
+}  // namespace
+
+std::shared_ptr<OQNetwork> OQNetwork::randomNetwork() {
+  return std::make_shared<OQNetwork>();
+}
+
+OQNetwork::OQNetwork()
+    : _session(URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration())) {
+}
+
+void OQNetwork::postRequestWithRelativeURLStr(const std::string& path, const Value& header, const Value& body,
+                                              SuccessBlock success, FailureBlock failure) {
+  requestWithRelativeUrl(path, 1, nullptr, header, body, std::move(success), std::move(failure));
+}
+
+void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const Value& parameters,
+                                             SuccessBlock success, FailureBlock failure) {
+  requestWithRelativeUrl(path, 0, parameters, nullptr, nullptr, std::move(success), std::move(failure));
+}
+
+void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters,
+                                       const Value& header, const Value& body, SuccessBlock success,
+                                       FailureBlock failure) {
+  URLRequest request(getHttpURLWithRelativeUrl(path, parameters),
+                     URLRequestCachePolicy::ReloadIgnoringLocalCacheData, requestTimeout);
+  if (type == 0) request.setHTTPMethod("GET");
+  if (type == 1) request.setHTTPMethod("POST");
+  setHeader(request, header);
+  if (isRequestBody(body)) request.setHTTPBody(dataWithJSONObject(body));
+
+  const std::optional<URL>& url = request.url();
+  OQLogger::log("请求URL：%@\n参数：%@", url ? std::optional(url->absoluteString()) : std::nullopt, body);
+
+  auto completion = [success = std::move(success), failure = std::move(failure)](
+                        const Data& data, const std::optional<URLResponse>& response,
+                        const std::optional<Error>& error) {
+    if (error) {
+      if (failure) failure(*error);
+    } else if (success && response) {
+      success(*response, data);
+    }
+  };
+  _session->dataTaskWithRequest(std::move(request), std::move(completion))->resume();
+}
+
+std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path,
+                                                        const Value& parameters) const {
+  const std::string query = queryFromDictionary(parameters);
+  const std::string pathAndQuery = query.empty() ? path : stringWithFormat("%@?%@", path, query);
+  return URL::withString(stringWithFormat("%@%@", currentBaseURL(), pathAndQuery));
+}
+
+std::optional<std::string> OQNetwork::httpRequestBody(const Value& body) const {
+  if (!isRequestBody(body)) return std::nullopt;
+  return body.is_string() ? std::string(body.get_string()) : queryFromDictionary(body);
+}
+
+void OQNetwork::downloadImageWithURL(const std::optional<URL>& url, ImageCompletion completion) {
+  if (!url) {
+    const Error error{OQErrorDomain, nilImageURLCode, "Image url is nil"};
+    if (completion) completion(nullptr, {}, error, true);
+    OQLogger::error(error);
+    return;
+  }
+  const std::string& key = url->absoluteString();
+  OQImageDiskCache& cache = OQImageDiskCache::cache();
+  std::optional<Data> cached = cache.imageDataForKey(key);
+  if (!cached) {
+    _fetchImage(*url, std::move(completion));
+    return;
+  }
+  // Nobody waits for a picture that is only to be in the cache; decoding it would be for nothing.
+  if (completion) completion(UIImage::imageWithData(*cached), *cached, std::nullopt, true);
+}
+
+void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
+  URLRequest request(url, URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData, requestTimeout);
+  auto ended = [key = url.absoluteString(), completion = std::move(completion)](
+                   const Data& data, const std::optional<URLResponse>&, const std::optional<Error>& error) {
+    guarded([&] {
+      if (error) {
+        if (completion) completion(nullptr, {}, error, true);
+        OQLogger::error(*error);
+        return;
+      }
+      const auto image = completion ? UIImage::imageWithData(data) : nullptr;
+      if (completion) completion(image, data, std::nullopt, true);
+      // Bytes that are not a picture at all are kept, which is intentional. A picture that broke off on its way is a
+      // failed download: kept, it would hide the whole one for days.
+      if (image ? image->surface() != nullptr : !UIImage::isBroken(data))
+        OQImageDiskCache::cache().setImageData(data, key);
+    });
+  };
+  _session->dataTaskWithRequest(std::move(request), std::move(ended))->resume();
+}
+
+}  // namespace oq

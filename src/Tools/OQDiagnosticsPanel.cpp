@@ -1,0 +1,21 @@
+#include "oqsdk/OQDiagnosticsPanel.h"
+
+#include "Utils/OQDispatchQueueManager.h"
+#include "Tools/OQDiagnosticsController.h"
+#include "UIKit/Windows/MainObject.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "Utils/OQGuard.h"
+#include "Pages/OQNavigation.h"
+
+namespace oq {
+
+void OQDiagnosticsPanel::show() {
+  auto present = [] {
+    const auto navigation = OQNavigation::currentNavigation();
+    if (navigation && !navigation->presentedViewController())
+      navigation->presentViewController(makeMainObject<OQDiagnosticsController>(), true);
+  };
+  guarded([&] { OQDispatchQueueManager::dispatchInMainThread(present, true); });
+}
+
+}  // namespace oq

@@ -1,0 +1,40 @@
+#include "UI/UIImageView+OQWebCache.h"
+
+#include <any>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
+#include "UIKit/Windows/MainObject.h"
+
+namespace oq {
+namespace {
+
+const char kImageURLKey = 0;
+
+// An earlier, slower download may replace a later one; meant.
+void show(const std::weak_ptr<UIImageView>& view, std::shared_ptr<const UIImage> image) {
+  if (auto strong = view.lock()) strong->setImage(std::move(image));
+}
+
+}  // namespace
+
+void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url) {
+  if (!view) return;
+  view->setAssociatedObject(&kImageURLKey, url);
+  if (!url) return;
+  auto completion = [weak = std::weak_ptr(view)](std::shared_ptr<const UIImage> image, const Data&,
+                                                 const std::optional<Error>&, bool) {
+    if (!image) return;
+    if (isOnMainQueue()) return show(weak, std::move(image));
+    DispatchQueue::main().async([weak, image = std::move(image)] { show(weak, image); });
+  };
+  OQSDKManager::sharedManager().downloadImageWithURL(url, std::move(completion));
+}
+
+std::optional<URL> oq_imageURL(const UIImageView& view) {
+  const std::any* url = view.associatedObject(&kImageURLKey);
+  return url ? std::any_cast<std::optional<URL>>(*url) : std::nullopt;
+}
+
+}  // namespace oq

@@ -1,0 +1,190 @@
+#include "Foundation/Files/FileManager.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Foundation/Files/FileDescriptor.h"
+#include "support/ScratchFolder.h"
+
+using namespace oq;
+using namespace oq::test;
+
+namespace {
+
+volatile sig_atomic_t handled = 0;
+
+void limitFileSize(rlim_t bytes) {
+  rlimit limit{bytes, RLIM_INFINITY};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+bool isEntry(const std::filesystem::path& path) {
+  return std::filesystem::exists(std::filesystem::symlink_status(path));
+}
+
+}  // namespace
+
+TEST(FileManager, WritesPrivateFilesWhateverTheUmask) {
+  ScratchFolder folder;
+  setApplicationDataDirectory(folder / "a/b");
+  for (mode_t mask : {0u, 0777u}) {
+    mode_t old = ::umask(mask);
+    std::filesystem::remove_all(folder / "a");
+    auto documents = documentsDirectory();
+    bool written = writeFileAtomically(documents / "x", {1, 2, 3});
+    ::umask(old);
+    EXPECT_TRUE(written);
+    EXPECT_EQ(modeOf(documents / "x"), 0600u);
+    for (const auto& made : {folder / "a", folder / "a/b", documents}) EXPECT_EQ(modeOf(made), 0700u);
+    EXPECT_EQ(contentsOfFile(documents / "x"), (Data{1, 2, 3}));
+  }
+}
+
+TEST(FileManager, LeavesNothingBehindWhenAWriteFails) {
+  ScratchFolder folder;
+  std::filesystem::create_directories(folder / "target/occupied");
+  EXPECT_FALSE(writeFileAtomically(folder / "target", {1}));
+  EXPECT_FALSE(writeFileAtomically(folder / "missing/file", {1}));
+  EXPECT_TRUE(writeFileAtomically(folder / std::string(255, 'n'), {1}));
+  EXPECT_FALSE(writeFileAtomically(folder / std::string(256, 'n'), {1}));
+  EXPECT_EQ(enumerateDirectory(folder.path()).size(), 3u);
+}
+
+TEST(FileManager, SurvivesAFileSizeLimit) {
+  ScratchFolder folder;
+  ASSERT_TRUE(writeFileAtomically(folder / "kept", dataFromString("old")));
+  EXPECT_TRUE(holdsInChild([&] {
+    limitFileSize(1000);
+    if (writeFileAtomically(folder / "kept", Data(5000)) || textOfFile(folder / "kept") != "old" ||
+        !writeFileAtomically(folder / "small", Data(1000)))
+      return false;
+    limitFileSize(RLIM_INFINITY);
+    return writeFileAtomically(folder / "kept", Data(5000));
+  }));
+  EXPECT_EQ(textOfFile(folder / "kept").size(), 5000u);
+  EXPECT_EQ(enumerateDirectory(folder.path()).size(), 2u);
+}
+
+/// A file system of 256 KiB that only the calling process sees. False where the process may not make one.
+static bool mountSmallDisk(const std::filesystem::path& place) {
+  return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         ::mount("small", place.c_str(), "tmpfs", 0, "size=256k") == 0;
+}
+
+TEST(FileManager, SurvivesAFullDisk) {
+  ScratchFolder folder;
+  if (!holdsInChild([&] { return mountSmallDisk(folder.path()); })) {
+    GTEST_SKIP() << "needs the right to mount a small file system; the file-size limit was tried above";
+  }
+  EXPECT_TRUE(holdsInChild([&] {
+    bool isSafe = mountSmallDisk(folder.path()) && writeFileAtomically(folder / "kept", Data(1000, 'k')) &&
+                  writeFileAtomically(folder / "ballast", Data(200'000)) &&
+                  !writeFileAtomically(folder / "kept", Data(100'000)) &&
+                  textOfFile(folder / "kept") == std::string(1000, 'k') &&
+                  enumerateDirectory(folder.path()).size() == 2;
+    return isSafe && std::filesystem::remove(folder / "ballast") &&
+           writeFileAtomically(folder / "kept", Data(100'000));
+  }));
+}
+
+TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
+  ScratchFolder folder;
+  for (const char* name : {".oq-abcdef", ".oq-living", ".oq-longer-name", "oq-abcdef", "target"}) {
+    writeText(folder / name, "x");
+  }
+  std::filesystem::create_symlink(folder / "target", folder / ".oq-symbol");
+  std::filesystem::create_directory(folder / ".oq-folder");
+  FileDescriptor living(::open((folder / ".oq-living").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(living.get(), LOCK_EX), 0);
+  ASSERT_TRUE(writeFileAtomically(folder / "file", {1}));
+  EXPECT_FALSE(isEntry(folder / ".oq-abcdef"));
+  for (const char* name :
+       {".oq-living", ".oq-longer-name", "oq-abcdef", "target", ".oq-symbol", ".oq-folder", "file"}) {
+    EXPECT_TRUE(isEntry(folder / name)) << name;
+  }
+  living.close();
+  ASSERT_TRUE(writeFileAtomically(folder / "file", {1}));
+  EXPECT_FALSE(isEntry(folder / ".oq-living"));
+}
+
+TEST(FileManager, WritersSideBySideDoNotTakeEachOtherForDead) {
+  ScratchFolder folder;
+  EXPECT_TRUE(holdsInChildren<4>([&](int number) {
+    bool ok = true;
+    for (int i = 0; i < 200; ++i)
+      ok &= writeFileAtomically(folder / ("file" + std::to_string(number)), Data(2000, 'x'));
+    return ok;
+  }));
+  EXPECT_EQ(enumerateDirectory(folder.path()).size(), 4u);
+}
+
+TEST(FileManager, RemovesWithoutFollowingLinks) {
+  ScratchFolder folder, outside;
+  outside.write("precious.log", "x");
+  std::filesystem::create_directories(folder / "a/b.log/c");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "door");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "a/b.log/door");
+  std::filesystem::create_directory_symlink(outside.path(), folder / "link.log");
+  EXPECT_FALSE(removeItem(folder.path(), "door/precious.log"));
+  EXPECT_FALSE(removeItem(folder / "a", "../door"));
+  EXPECT_FALSE(removeItem(folder.path(), "a/none.log"));
+  EXPECT_TRUE(removeItem(folder.path(), "a/b.log"));
+  EXPECT_TRUE(removeItem(folder.path(), "link.log"));
+  EXPECT_EQ(textOfFile(outside / "precious.log"), "x");
+  std::vector<std::filesystem::path> left{"a", "door"};
+  EXPECT_EQ(enumerateDirectory(folder.path()), left);
+}
+
+TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {
+  EXPECT_TRUE(holdsInChild([] {
+    ::signal(SIGPIPE, [](int) { handled = handled + 1; });
+    int ends[2];
+    if (::pipe(ends) != 0) return false;
+    ::close(ends[0]);
+    {
+      WriteSignalGuard outer;
+      WriteSignalGuard inner;
+      if (::write(ends[1], "x", 1) != -1 || errno != EPIPE) return false;
+    }
+    if (handled != 0) return false;
+
+    // One that was pending before is the host's, and still arrives when the host lets it.
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+    ::raise(SIGPIPE);
+    { WriteSignalGuard guard; }
+    pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
+    return handled == 1 && ::write(ends[1], "x", 1) == -1 && handled == 2;
+  }));
+}
+
+TEST(FileManager, ReadsRegularFilesUpToALimit) {
+  ScratchFolder folder;
+  writeText(folder / "ten", "0123456789");
+  EXPECT_EQ(contentsOfFile(folder / "ten", 10)->size(), 10u);
+  EXPECT_FALSE(contentsOfFile(folder / "ten", 9));
+  EXPECT_FALSE(contentsOfFile(folder / "none"));
+  EXPECT_FALSE(contentsOfFile(folder.path()));
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_FALSE(contentsOfFile(folder / "pipe"));
+  // The kernel's files say that they are empty.
+  EXPECT_GT(contentsOfFile("/proc/self/status")->size(), 100u);
+}
+
+TEST(FileManager, EnumeratesInAscendingOrderWithoutFollowingLinks) {
+  ScratchFolder folder;
+  for (const char* name : {"c", "a", "b/z", "b/inner/y", "b.txt"}) folder.write(name, "");
+  std::filesystem::create_directory_symlink(folder.path(), folder / "b/loop");
+  std::vector<std::filesystem::path> expected{"a",      "b",   "b/inner", "b/inner/y",
+                                              "b/loop", "b/z", "b.txt",   "c"};
+  EXPECT_EQ(enumerateDirectory(folder.path()), expected);
+  EXPECT_TRUE(enumerateDirectory(folder / "none").empty());
+}

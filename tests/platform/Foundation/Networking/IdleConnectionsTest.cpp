@@ -1,0 +1,304 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iterator>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Networking/CurlTransport.h"
+#include "Foundation/Files/FileDescriptor.h"
+#include "Requests.h"
+#include "support/LoopbackServer.h"
+#include "support/ScratchFolder.h"
+#include "support/TestCertificates.h"
+
+/// Connections that are kept between requests, and end meanwhile.
+namespace oq {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace test;
+
+const std::string lateAnswer = "HTTP/1.1 408 Request Timeout\r\nContent-Length: 4\r\nConnection: close\r\n\r\nlate";
+
+/// Its method and path, as in "GET:/1".
+std::string nameOf(const std::string& request) {
+  std::istringstream words(request);
+  std::string method, path;
+  words >> method >> path;
+  return method + ":" + path;
+}
+
+/// Waits until something has arrived on each connection of this process to the port: bytes, the end or an error.
+bool hasNewsOnAll(int port) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    pollfd socket{std::atoi(entry.path().filename().c_str()), POLLIN, 0};
+    sockaddr_in peer{};
+    socklen_t length = sizeof peer;
+    const bool isConnected = ::getpeername(socket.fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
+    if (isConnected && ntohs(peer.sin_port) == port && ::poll(&socket, 1, 60'000) != 1) return false;
+  }
+  return true;
+}
+
+/// Answers every request with its name. On the signal it ends all connections, while they are idle.
+class ClosingServer {
+ public:
+  using Close = void (*)(RawServer::Connection&);
+  explicit ClosingServer(Close close) : _close(close) { renewSignal(); }
+
+  std::string url(const std::string& path) const { return _server.url(path); }
+
+  bool closeAll() {
+    ::eventfd_write(_signal, 1);
+    renewSignal();
+    return hasNewsOnAll(_server.port());
+  }
+
+  std::vector<std::string> requests() {
+    std::lock_guard lock(_mutex);
+    return _requests;
+  }
+
+ private:
+  void renewSignal() { _signal = _signals.emplace_back(::eventfd(0, EFD_CLOEXEC)).get(); }
+
+  void serve(RawServer::Connection& connection) {
+    const int signal = _signal;
+    while (connection.waitForRequest(signal)) {
+      const std::string request = connection.readRequest(), name = nameOf(request);
+      if (request.empty()) break;
+      {
+        std::lock_guard lock(_mutex);
+        _requests.push_back(name);
+      }
+      connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(name.size()) + "\r\n\r\n" + name);
+    }
+    _close(connection);
+    connection.waitForClose();
+  }
+
+  const Close _close;
+  std::mutex _mutex;
+  std::vector<std::string> _requests;
+  std::vector<FileDescriptor> _signals;
+  std::atomic<int> _signal{-1};  ///< for the connections that are made now
+  RawServer _server{[this](RawServer::Connection& connection) { serve(connection); }};
+};
+
+struct Ending {
+  const char* name;
+  ClosingServer::Close close;
+};
+
+const Ending endings[] = {
+    {"CloseNotify", [](RawServer::Connection& connection) { connection.closeTLS(); }},
+    {"CloseNotifyAndFin", [](auto& connection) { connection.closeTLS(), connection.closeTCP(); }},
+    {"Fin", [](auto& connection) { connection.closeTCP(); }},
+    {"Reset", [](auto& connection) { connection.reset(); }},
+    {"LateAnswerAndFin", [](auto& connection) { connection.write(lateAnswer), connection.closeTCP(); }},
+};
+
+class IdleConnections : public testing::Test {
+ protected:
+  ~IdleConnections() override { setURLTransport(nullptr); }
+
+  /// Sends that many at the same time, reports and pictures in turn, and expects for each the answer to itself.
+  void sendBurst(int count, const std::function<std::string(const std::string&)>& url) {
+    std::vector<std::pair<std::string, std::future<Outcome>>> sent;
+    for (int i = 0; i < count; ++i) {
+      const std::string path = "/" + std::to_string(_sent.size());
+      const bool isReport = _sent.size() % 2 == 0;
+      _sent.push_back((isReport ? "POST:" : "GET:") + path);
+      sent.emplace_back(_sent.back(), start(isReport ? post(url(path)) : get(url(path))));
+    }
+    for (auto& [name, outcome] : sent) {
+      const Outcome result = outcomeOf(std::move(outcome));
+      EXPECT_EQ(result.text, name) << "error " << result.errorCode << ", status " << result.status;
+    }
+  }
+
+  std::vector<std::string> _sent;
+};
+
+class ClosedWhileIdle : public IdleConnections, public testing::WithParamInterface<Ending> {};
+
+TEST_P(ClosedWhileIdle, EveryRequestArrivesOnce) {
+  for (const int count : {1, 6}) {
+    ClosingServer server(GetParam().close);
+    _sent.clear();
+    for (int cycle = 0; cycle < 101 && !HasFailure(); ++cycle) {
+      sendBurst(count, [&](const std::string& path) { return server.url(path); });
+      ASSERT_TRUE(server.closeAll());
+    }
+    EXPECT_THAT(server.requests(), testing::UnorderedElementsAreArray(_sent));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, ClosedWhileIdle, testing::ValuesIn(endings),
+                         [](const auto& ending) { return std::string(ending.param.name); });
+
+// The end of an answer and what the server adds to it can come in one TLS record, of which libcurl reads the answer.
+TEST_F(IdleConnections, BytesBehindAnAnswerAnswerNothing) {
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n";
+  const std::vector<std::string> recordsOf[] = {{head, "ok" + lateAnswer}, {head + "ok" + lateAnswer}};
+  for (const auto& records : recordsOf) {
+    RawServer server([&](RawServer::Connection& connection) {
+      connection.readRequest();
+      for (const std::string& record : records) connection.write(record);
+      connection.waitForClose();
+    });
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(perform(post(server.url("/"))).text, "ok");
+    EXPECT_EQ(server.requestCount(), 3u);
+  }
+}
+
+TEST_F(IdleConnections, AreNotUsedAfterThirtySecondsASuspensionOrTheServersTime) {
+  struct Pause {
+    std::chrono::milliseconds sinceBoot, awake;
+    bool isUsedAgain;
+  };
+  constexpr auto plain = 29900ms, announced = 3900ms;
+  const std::pair<std::string, std::vector<Pause>> cases[] = {
+      {"", {{plain, plain, true}, {30s, 30s, false}, {2s, 1s, false}, {plain, plain, true}, {plain, 0s, false}}},
+      {"Keep-Alive: timeout=5, max=100\r\n", {{announced, announced, true}, {4s, 4s, false}}},
+      {"keep-alive: timeout=60\r\n", {{plain, plain, true}, {30s, 30s, false}}}};
+  for (const auto& [field, pauses] : cases) {
+    // The library's thread asks for the time only during a request.
+    Moment now{1000s, 500s};
+    CurlTransport::Limits limits;
+    limits.clock = [&] { return now; };
+    setURLTransport(CurlTransport::make(limits));
+    RawServer server([&, field = field](RawServer::Connection& connection) {
+      while (!connection.readRequest().empty())
+        connection.write("HTTP/1.1 200 OK\r\n" + field + "Content-Length: 2\r\n\r\nok");
+    });
+    EXPECT_EQ(perform(post(server.url("/"))).text, "ok");
+    std::size_t connections = 1;
+    for (const Pause& pause : pauses) {
+      now = {now.sinceBoot + pause.sinceBoot, now.awake + pause.awake};
+      EXPECT_EQ(perform(post(server.url("/"))).text, "ok");
+      connections += pause.isUsedAgain ? 0 : 1;
+      EXPECT_EQ(server.connectionCount(), connections) << field << pause.sinceBoot.count() << " ms";
+    }
+    EXPECT_EQ(server.requestCount(), 1 + pauses.size());
+  }
+}
+
+TEST_F(IdleConnections, ARedirectToAClosedOneRepeatsOnlyWhatWasNotSent) {
+  ClosingServer second(endings[0].close);
+  LoopbackServer first;
+  for (const int status : {302, 307}) {
+    first.handle("/" + std::to_string(status), [&, status](const auto&) {
+      return LoopbackServer::Response{status, "", "text/plain", {{"Location", second.url("/there")}}};
+    });
+  }
+  for (const auto& [path, hop] : {std::pair{"/302", "GET:/there"}, {"/307", "POST:/there"}, {"/302", "GET:/there"}}) {
+    EXPECT_EQ(perform(get(second.url("/before"))).text, "GET:/before");
+    EXPECT_TRUE(second.closeAll());
+    EXPECT_EQ(perform(post(first.url(path))).text, hop);
+  }
+  EXPECT_EQ(first.requests().size(), 3u);
+  EXPECT_THAT(second.requests(), testing::ElementsAre("GET:/before", "GET:/there", "GET:/before", "POST:/there",
+                                                      "GET:/before", "GET:/there"));
+}
+
+/// Each takes four seconds.
+int cyclesWithNginx() {
+  const char* cycles = std::getenv("OQSDK_NGINX_CYCLES");
+  return cycles ? std::atoi(cycles) : 1;
+}
+
+/// A real nginx on a free port, in a folder of its own. It closes what was idle for two seconds.
+class Nginx {
+ public:
+  Nginx() {
+    TestAuthority::trusted().trust();
+    const Identity identity = TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
+    identity.write(_folder / "certificate.pem", _folder / "key.pem");
+    const FileDescriptor listener(listenOnLoopback(_port));
+    _folder.write("nginx.conf", R"(
+daemon off; worker_processes 1; pid nginx.pid;
+events {}
+http {
+  keepalive_timeout 2;
+  log_format name '$request_method:$uri';
+  access_log access.log name;
+  client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path fastcgi; uwsgi_temp_path uwsgi;
+  scgi_temp_path scgi;
+  server {
+    listen 127.0.0.1:)" + std::to_string(_port) +
+                                    R"( ssl;
+    ssl_certificate certificate.pem; ssl_certificate_key key.pem;
+    location / { return 200 $request_method:$uri; }
+  }
+})");
+    // It takes the open socket over, as it does when it replaces itself: no other program can take the port.
+    const std::string prefix = _folder.path().string() + "/", socket = "NGINX=" + std::to_string(listener.get()) + ";";
+    const char* const environment[] = {socket.c_str(), nullptr};
+    _process = ::fork();
+    if (_process != 0) return;
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    ::fcntl(listener.get(), F_SETFD, 0);
+    ::fcntl(listener.get(), F_SETFL, O_NONBLOCK);
+    ::execle("/usr/sbin/nginx", "nginx", "-p", prefix.c_str(), "-c", "nginx.conf", "-e", "error.log", nullptr,
+             environment);
+    ::_exit(127);
+  }
+  ~Nginx() { stop(); }
+  Nginx(const Nginx&) = delete;
+  Nginx& operator=(const Nginx&) = delete;
+
+  int port() const { return _port; }
+  std::string url(const std::string& path) const { return "https://localhost:" + std::to_string(_port) + path; }
+  /// Then everything is in its log.
+  void stop() {
+    if (_process <= 0) return;
+    ::kill(_process, SIGQUIT);
+    statusOf(std::exchange(_process, -1));
+  }
+  std::vector<std::string> requests() const {
+    std::ifstream log(_folder / "access.log");
+    return {std::istream_iterator<std::string>(log), {}};
+  }
+  std::string errors() const { return textOfFile(_folder / "error.log"); }
+
+ private:
+  ScratchFolder _folder;
+  int _port = 0;
+  pid_t _process = -1;
+};
+
+TEST_F(IdleConnections, ThatNginxClosedLoseNoRequest) {
+  Nginx nginx;
+  const auto url = [&](const std::string& path) { return nginx.url(path); };
+  sendBurst(1, url);
+  ASSERT_FALSE(HasFailure()) << nginx.errors();
+  for (int cycle = 0; cycle < cyclesWithNginx(); ++cycle) {
+    for (const int count : {6, 1}) {
+      ASSERT_TRUE(hasNewsOnAll(nginx.port()));
+      sendBurst(count, url);
+    }
+  }
+  nginx.stop();
+  EXPECT_THAT(nginx.requests(), testing::UnorderedElementsAreArray(_sent));
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Networking/CurlTransport.h"
+#include "Requests.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "support/LoopbackServer.h"
+#include "support/ScratchFolder.h"
+
+namespace oq {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace test;
+
+class URLSessionTest : public testing::Test {
+ protected:
+  void TearDown() override { setURLTransport(nullptr); }
+  void useLimits(const CurlTransport::Limits& limits) { setURLTransport(CurlTransport::make(limits)); }
+};
+
+TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
+  LoopbackServer server;
+  server.handle("/echo", [](const auto& request) {
+    return LoopbackServer::Response{500, request.method + " " + request.body};
+  });
+  URLRequest request = post(server.url("/echo?a=1&b=%20"), "{}");
+  request.setValueForHTTPHeaderField("text/plain", "content-type");
+  request.setValueForHTTPHeaderField("a\r\nX-Injected: b", "X-Bad");
+  auto outcome = perform(std::move(request));
+  EXPECT_EQ(outcome.status, 500) << "an answer like any other";
+  EXPECT_EQ(outcome.text, "POST {}");
+  EXPECT_EQ(outcome.url, server.url("/echo?a=1&b=%20"));
+
+  auto seen = server.requests().at(0);
+  EXPECT_EQ(seen.target, "/echo?a=1&b=%20");
+  EXPECT_EQ(seen.header("Content-Type"), "text/plain");
+  EXPECT_EQ(seen.header("User-Agent"), "OQSDK/" + OQSDKVersion);
+  auto has = [&](const char* name) {
+    return std::any_of(seen.headers.begin(), seen.headers.end(),
+                       [&](auto& field) { return field.first == name; });
+  };
+  for (const char* unwanted : {"Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad"})
+    EXPECT_FALSE(has(unwanted));
+}
+
+TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
+  LoopbackServer server;
+  server.handle("/m", [](const auto& request) {
+    return LoopbackServer::Response{200,
+                                    request.method + ":" + std::to_string(request.body.size()),
+                                    "text/plain",
+                                    {{"Set-Cookie", "a=b"}}};
+  });
+  EXPECT_EQ(perform(get(server.url("/m"))).text, "GET:0");
+  EXPECT_EQ(perform(post(server.url("/m"), "")).text, "POST:0");
+  EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text, "POST:3145728");
+  URLRequest put(URL::withString(server.url("/m")),
+                 URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
+  put.setHTTPMethod("PUT");
+  put.setHTTPBody(Data{1, 0, 2});
+  EXPECT_EQ(perform(put).text, "PUT:3");
+  URLRequest injected = get(server.url("/m"));
+  injected.setHTTPMethod("DELETE /x HTTP/1.1\r\nX:");
+  EXPECT_EQ(perform(injected).text, "GET:0");
+  auto last = server.requests().at(3);
+  EXPECT_EQ(last.header("Cache-Control"), "no-cache");
+  EXPECT_EQ(last.header("Cookie"), "");
+  EXPECT_EQ(last.header("Expect"), "");
+}
+
+TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
+  struct NoTransport : URLTransport {
+    void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "went to the network"; }
+  };
+  setURLTransport(std::make_shared<NoTransport>());
+  for (const char* address :
+       {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
+    auto outcome = perform(post(address, "{}"));
+    EXPECT_EQ(outcome.errorCode, URLErrorUnsupportedURL) << address;
+  }
+}
+
+// The server takes a second request on the kept connection and closes without a word. It may have acted on
+// it, so it must not get it again, whatever the method and whether the body went out or not.
+class SentOnceTest : public URLSessionTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
+  RawServer server([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+    connection.readRequest();
+  });
+  for (std::size_t round = 1; round <= 3; ++round) {
+    URLRequest request = get(server.url("/"));
+    request.setHTTPMethod(GetParam());
+    if (request.httpMethod() == "POST") request.setHTTPBody(Data(round == 3 ? 300'000 : 2, 'x'));
+    EXPECT_EQ(perform(request).text, "ok");
+    EXPECT_EQ(perform(request).errorCode, URLErrorNetworkConnectionLost);
+    EXPECT_EQ(server.requestCount(), 2 * round);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"),
+                         [](const auto& method) { return std::string(method.param); });
+
+TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
+  RawServer silent([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.waitForClose();
+  });
+  auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(perform(post(silent.url("/"), "{}", 1)).errorCode, URLErrorTimedOut);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
+  EXPECT_EQ(silent.requestCount(), 1u);
+
+  RawServer stalls([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
+    connection.waitForClose();
+  });
+  EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
+
+  // All of it takes longer than the silence that is allowed, and each pause so little that a busy machine may
+  // add to it.
+  RawServer slow([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
+    for (int i = 0; i < 12; ++i) {
+      std::this_thread::sleep_for(200ms);
+      connection.write("x");
+    }
+    connection.waitForClose();
+  });
+  EXPECT_EQ(perform(post(slow.url("/"), "{}", 2)).text, "xxxxxxxxxxxx");
+  CurlTransport::Limits limits;
+  limits.wholeTransfer = 400ms;
+  useLimits(limits);
+  EXPECT_EQ(perform(post(slow.url("/"))).errorCode, URLErrorTimedOut);
+}
+
+TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) {
+  CurlTransport::Limits limits;
+  limits.bodyBytes = 100'000;
+  useLimits(limits);
+  LoopbackServer server;
+  server.answer("/fits", std::string(100'000, 'x'));
+  server.answer("/long", std::string(100'001, 'x'));
+  EXPECT_EQ(perform(get(server.url("/fits"))).length, 100'000u);
+  EXPECT_EQ(perform(get(server.url("/long"))).errorCode, URLErrorBadServerResponse);
+}
+
+TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
+  LoopbackServer server;
+  auto redirect = [&](const std::string& from, const std::string& to, int status) {
+    server.handle(from, [=](const auto&) {
+      return LoopbackServer::Response{status, "moved", "text/plain", {{"Location", to}}};
+    });
+  };
+  server.handle("/end", [](const auto& request) {
+    return LoopbackServer::Response{200, request.method + request.body, "text/plain"};
+  });
+  redirect("/found", "/end", 302);
+  redirect("/same", "/end", 307);
+  redirect("/plain", "http://localhost:" + std::to_string(server.port()) + "/end", 302);
+  redirect("/loop", "/loop", 302);
+  auto found = perform(post(server.url("/found"), "{}"));
+  EXPECT_EQ(found.text, "GET");
+  EXPECT_EQ(found.url, server.url("/end"));
+  EXPECT_EQ(perform(post(server.url("/same"), "{}")).text, "POST{}");
+  EXPECT_EQ(perform(get(server.url("/plain"))).errorCode, URLErrorUnsupportedURL);
+  EXPECT_EQ(perform(get(server.url("/loop"))).errorCode, URLErrorHTTPTooManyRedirects);
+  EXPECT_EQ(server.requests("/loop").size(), 21u);
+}
+
+TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground) {
+  DispatchQueue::installMain();
+  LoopbackServer server;
+  std::atomic<int> inside{0};
+  std::atomic<int> most{0};
+  server.handle("/n", [&](const auto& request) {
+    int now = ++inside;
+    for (int known = most; known < now && !most.compare_exchange_weak(known, now);) continue;
+    std::this_thread::sleep_for(2ms);  // so that they would pile up if they could
+    --inside;
+    return LoopbackServer::Response{200, request.body};
+  });
+  std::vector<std::future<Outcome>> outcomes;
+  for (int i = 0; i < 100; ++i) outcomes.push_back(start(post(server.url("/n"), std::to_string(i))));
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(outcomeOf(std::move(outcomes[i])).text, std::to_string(i));
+  EXPECT_LE(server.connectionCount(), 6u);
+  EXPECT_LE(most, 6);
+  EXPECT_GT(most, 1);
+
+  std::promise<bool> isMain;
+  auto session = URLSession::sessionWithConfiguration({});
+  session
+      ->dataTaskWithRequest(
+          get(server.url("/n")),
+          [&](auto&, auto&, auto&) {
+            isMain.set_value(DispatchQueue::currentLabel() == DispatchQueue::main().label());
+          })
+      ->resume();
+  EXPECT_FALSE(isMain.get_future().get());
+}
+
+// Completions that take their time hold up neither each other nor further requests.
+TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
+  LoopbackServer server;
+  server.answer("/a", "a");
+  auto outer = std::make_shared<std::promise<std::string>>();
+  auto session = URLSession::sessionWithConfiguration({});
+  session
+      ->dataTaskWithRequest(
+          get(server.url("/a")),
+          [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text); })
+      ->resume();
+  auto future = outer->get_future();
+  ASSERT_EQ(future.wait_for(60s), std::future_status::ready);
+  EXPECT_EQ(future.get(), "a");
+}
+
+// The line in front of a busy host does not count as silence.
+TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
+  CurlTransport::Limits limits;
+  limits.transfersPerHost = 1;
+  useLimits(limits);
+  LoopbackServer server;
+  server.handle("/slow", [](const auto&) {
+    std::this_thread::sleep_for(300ms);
+    return LoopbackServer::Response{200, "done"};
+  });
+  std::vector<std::future<Outcome>> outcomes;
+  for (int i = 0; i < 9; ++i) outcomes.push_back(start(get(server.url("/slow"), 2)));
+  for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text, "done");
+  EXPECT_EQ(server.connectionCount(), 1u);
+}
+
+// A process may end while transfers are under way. The server is the parent's: it must not end with the
+// child.
+TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  std::optional<LoopbackServer> server;
+  if (!getenv("OQSDK_TEST_ADDRESS")) {
+    server.emplace();
+    server->answer("/a", std::string(3000, 'x'));
+    setenv("OQSDK_TEST_ADDRESS", server->url("/a").c_str(), 1);
+  }
+  auto endWithTransfers = [] {
+    std::string address = getenv("OQSDK_TEST_ADDRESS");
+    std::vector<std::future<Outcome>> outcomes;
+    for (int i = 0; i < 600; ++i) outcomes.push_back(start(get(address)));
+    bool isUnderWay = outcomes.front().get().status == 200;
+    std::exit(isUnderWay ? 0 : 1);
+  };
+  for (int i = 0; i < 15; ++i) EXPECT_EXIT(endWithTransfers(), testing::ExitedWithCode(0), "");
+  unsetenv("OQSDK_TEST_ADDRESS");
+}
+
+// The library's milliseconds are its own thread's. In a process that has made requests before, this shows
+// less; under sanitizers, where every step is dearer, nothing. A busy machine makes some of the processes
+// slow; work that does not belong there makes every one slow.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#endif
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,159 @@
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "Judges.h"
+
+using namespace oq;
+using namespace oq::plist;
+using namespace oq::test;
+
+namespace {
+
+Table smallDictionary() {
+  Table table;
+  DictNode root;
+  root.keys = {table.add(std::string("name")), table.add(std::string("größe"))};
+  root.values = {table.add(std::string("x")), table.add(std::int64_t{7})};
+  table.root = table.add(root);
+  return table;
+}
+
+/// A list of the given object bytes, one after the other, with one-byte offsets and references.
+Data raw(const std::vector<std::string>& objects) {
+  std::string text = "bplist00", offsets;
+  for (const auto& object : objects) {
+    offsets.push_back(static_cast<char>(text.size()));
+    text += object;
+  }
+  std::string trailer(32, '\0');
+  trailer[6] = trailer[7] = 1;
+  trailer[15] = static_cast<char>(objects.size());
+  trailer[31] = static_cast<char>(text.size());
+  return dataFromString(text + offsets + trailer);
+}
+
+std::string bytes(std::initializer_list<int> values) {
+  std::string text;
+  for (int value : values) text.push_back(static_cast<char>(value));
+  return text;
+}
+
+}  // namespace
+
+TEST(BinaryPropertyList, OthersReadEveryKindOfNode) {
+  constexpr auto Min = std::numeric_limits<std::int64_t>::min();
+  constexpr auto Max = std::numeric_limits<std::int64_t>::max();
+  Data data =
+      write(listOf({// numbers
+                    true, false, std::int64_t{0}, std::int64_t{255}, std::int64_t{256}, std::int64_t{65536},
+                    std::int64_t{1} << 32, Max, Min, std::int64_t{-1}, std::uint64_t{1} << 63,
+                    RealNode{0.5, false}, RealNode{1.5, true}, dateFromSecondsSince1970(86400),
+                    // bytes, texts and references
+                    Data{1, 2}, Data(300, 9), std::string("plain"), std::string(20, 'a'), std::string("é😀"),
+                    std::string(), Uid{5}, Uid{70000}}));
+  EXPECT_EQ(python("print([x if x != bytes([9] * 300) else 'long' for x in plistlib.load(open(path, 'rb'))])",
+                   data),
+            "[True, False, 0, 255, 256, 65536, 4294967296, 9223372036854775807, -9223372036854775808, -1, "
+            "9223372036854775808, 0.5, 1.5, datetime.datetime(1970, 1, 2, 0, 0), b'\\x01\\x02', 'long', "
+            "'plain', 'aaaaaaaaaaaaaaaaaaaa', 'é😀', '', UID(5), UID(70000)]\n");
+  std::string xml = xmlFromLibplist(data);
+  for (const char* part : {"<integer>-9223372036854775808</integer>", "<string>é😀</string>", "<true/>",
+                           "<date>1970-01-02T00:00:00Z</date>", "<integer>4294967296</integer>"}) {
+    EXPECT_NE(xml.find(part), xml.npos) << part;
+  }
+}
+
+TEST(BinaryPropertyList, ReadsWhatOthersWrite) {
+  EXPECT_EQ(
+      textOf(read(
+          plistFromPython("[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, "
+                          "datetime.datetime(2001, 1, 1), 'a' * 70000]"))),
+      "[True, -5, 9223372036854775807, 9223372036854775808u, 1099511627776, real 0.10000000000000001, b'xy', "
+      "'é😀', "
+      "UID 300, {'k': ['v']}, date 978307200, '" +
+          std::string(70000, 'a') + "']");
+  EXPECT_EQ(textOf(read(binaryFromLibplist(
+                "<array><true/><integer>-5</integer><real>0.5</real><string>é😀</string><data>eHk=</data>"
+                "<date>2001-01-01T00:00:00Z</date><dict><key>k</key><array/></dict></array>"))),
+            "[True, -5, real 0.5, 'é😀', b'xy', date 978307200, {'k': []}]");
+}
+
+TEST(BinaryPropertyList, RepairsTextThatIsNotUTF8) {
+  auto table = read(write(listOf({std::string("a\xff\xe2\x82z"), std::string("\0é", 3)})));
+  ASSERT_TRUE(table);
+  EXPECT_EQ(std::get<std::string>(table->nodes[0]).substr(0, 4), "a\xef\xbf\xbd");
+  EXPECT_EQ(std::get<std::string>(table->nodes[0]).back(), 'z');
+  EXPECT_EQ(std::get<std::string>(table->nodes[1]), std::string("\0é", 3));
+}
+
+TEST(BinaryPropertyList, RefusesMalformedFiles) {
+  ASSERT_TRUE(read(raw({bytes({0xA1, 1}), bytes({0x09})})));
+  struct Case {
+    const char* what;
+    std::vector<std::string> objects;
+  };
+  const Case cases[] = {
+      {"reference past the end", {bytes({0xA1, 2}), bytes({0x09})}},
+      {"array longer than the file", {bytes({0xAF, 0x10, 200}), bytes({0x09})}},
+      {"count of 2^63", {bytes({0xDF, 0x13, 128, 0, 0, 0, 0, 0, 0, 0})}},
+      {"count without an integer", {bytes({0x5F})}},
+      {"string longer than the file", {bytes({0x5E, 'a'})}},
+      {"high byte in ASCII", {bytes({0x51, 0xE9})}},
+      {"half of a pair", {bytes({0x61, 0xD8, 0x00})}},
+      {"pair the wrong way round", {bytes({0x62, 0xDC, 0x00, 0xD8, 0x00})}},
+      {"torn integer", {bytes({0x13, 1, 2})}},
+      {"integer of 32 bytes", {bytes({0x15}) + std::string(32, 1)}},
+      {"integer beyond 64 bits", {bytes({0x14}) + std::string(16, 1)}},
+      {"real of 2 bytes", {bytes({0x21, 0, 0})}},
+      {"unknown marker", {bytes({0x70})}},
+      {"unknown simple value", {bytes({0x0A})}},
+      {"date of another kind", {bytes({0x32}) + std::string(8, 0)}},
+      {"UID of 16 bytes", {bytes({0x8F}) + std::string(16, 0)}},
+      {"key that is no string", {bytes({0xD1, 1, 1}), bytes({0x09})}},
+  };
+  for (const auto& c : cases) EXPECT_FALSE(read(raw(c.objects))) << c.what;
+}
+
+TEST(BinaryPropertyList, KeepsCirclesAsReferences) {
+  auto table = read(raw({bytes({0xA2, 0, 0})}));
+  ASSERT_TRUE(table);
+  EXPECT_EQ(std::get<ArrayNode>(table->nodes[0]).items, (std::vector<Ref>{0, 0}));
+}
+
+TEST(BinaryPropertyList, OneLongObjectNamedOftenIsRefused) {
+  // 20,000 offsets that all name the same array of 20,000 references would be 1.6 GB.
+  std::string text = "bplist00" + bytes({0xAF, 0x11, 20000 >> 8, 20000 & 255}) + std::string(40000, '\0');
+  std::size_t tableOffset = text.size();
+  for (int i = 0; i < 20000; ++i) text.push_back(8);
+  std::string trailer(32, '\0');
+  trailer[6] = 1;
+  trailer[7] = 2;
+  trailer[14] = static_cast<char>(20000 >> 8);
+  trailer[15] = static_cast<char>(20000 & 255);
+  trailer[30] = static_cast<char>(tableOffset >> 8);
+  trailer[31] = static_cast<char>(tableOffset & 255);
+  EXPECT_FALSE(read(dataFromString(text + trailer)));
+}
+
+TEST(SealedPropertyList, IsReadWithItsSealAlone) {
+  const Data sealed = writeSealed(smallDictionary());
+  ASSERT_TRUE(readSealed(sealed));
+  Data longer = sealed;
+  longer.push_back(0);
+  EXPECT_FALSE(readSealed(longer));
+  EXPECT_FALSE(readSealed(write(smallDictionary())));
+  EXPECT_FALSE(readSealed({}));
+}
+
+TEST(SealedPropertyList, IsAnOrdinaryListToOthers) {
+  Data sealed = writeSealed(smallDictionary());
+  EXPECT_EQ(python("list = plistlib.load(open(path, 'rb'))\nprint(list['name'], list['größe'], "
+                   "list['OQChecksum'][:7])",
+                   sealed),
+            "x 7 b'OQcrc32'\n");
+  EXPECT_NE(xmlFromLibplist(sealed).find("<key>OQChecksum</key>"), std::string::npos);
+  EXPECT_TRUE(writeSealed(Table{{std::string("no dictionary")}, 0}).empty());
+}

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <iomanip>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
+#include "Foundation/Values/Data.h"
+#include "support/Python.h"
+
+/// Readers and writers of property lists that others wrote.
+namespace oq::test {
+
+inline plist::Table listOf(const std::vector<plist::Node>& nodes) {
+  plist::Table table;
+  plist::ArrayNode array;
+  for (const plist::Node& node : nodes) array.items.push_back(table.add(node));
+  table.root = table.add(array);
+  return table;
+}
+
+/// The node as the judges' language would write it.
+inline std::string textOf(const plist::Table& table, plist::Ref ref) {
+  using namespace plist;
+  const Node& node = table.nodes[ref];
+  std::string text;
+  if (auto* list = std::get_if<ArrayNode>(&node)) {
+    for (Ref item : list->items) text += (text.empty() ? "" : ", ") + textOf(table, item);
+    return "[" + text + "]";
+  }
+  if (auto* dict = std::get_if<DictNode>(&node)) {
+    for (std::size_t i = 0; i < dict->keys.size(); ++i)
+      text += (i ? ", " : "") + textOf(table, dict->keys[i]) + ": " + textOf(table, dict->values.at(i));
+    return "{" + text + "}";
+  }
+  if (auto* flag = std::get_if<bool>(&node)) return *flag ? "True" : "False";
+  if (auto* number = std::get_if<std::int64_t>(&node)) return std::to_string(*number);
+  if (auto* number = std::get_if<std::uint64_t>(&node)) return std::to_string(*number) + "u";
+  auto exact = [](double value) {
+    std::ostringstream stream;
+    stream << std::setprecision(17) << value;
+    return stream.str();
+  };
+  if (auto* real = std::get_if<RealNode>(&node)) return "real " + exact(real->value);
+  if (auto* data = std::get_if<Data>(&node)) return "b'" + stringFromData(*data) + "'";
+  if (auto* string = std::get_if<std::string>(&node)) return "'" + *string + "'";
+  if (auto* uid = std::get_if<Uid>(&node)) return "UID " + std::to_string(uid->value);
+  return "date " + exact(secondsSince1970(std::get<Date>(node)));
+}
+inline std::string textOf(const std::optional<plist::Table>& table) {
+  return table ? textOf(*table, table->root) : "unreadable";
+}
+
+/// The bytes that the Python expression is written as.
+inline Data plistFromPython(const std::string& expression) {
+  ScratchFolder folder;
+  std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression +
+                                  ", fmt=plistlib.FMT_BINARY, "
+                                  "sort_keys=False))\n",
+                              folder / "made");
+  return dataFromString(errors + textOfFile(folder / "made"));
+}
+
+/// The bytes that libplist writes for what is said in XML.
+inline Data binaryFromLibplist(const std::string& xml) {
+  std::string document = "<plist version=\"1.0\">" + xml + "</plist>";
+  plist_t list = nullptr;
+  plist_from_xml(document.c_str(), static_cast<std::uint32_t>(document.size()), &list);
+  char* bytes = nullptr;
+  std::uint32_t length = 0;
+  plist_to_bin(list, &bytes, &length);
+  Data data(bytes, bytes + length);
+  std::free(bytes);
+  plist_free(list);
+  return data;
+}
+
+/// The XML that libplist makes of a binary list; "" when it cannot read it.
+inline std::string xmlFromLibplist(const Data& data) {
+  plist_t list = nullptr;
+  plist_from_bin(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &list);
+  if (!list) return "";
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(list, &text, &length);
+  std::string xml(text, length);
+  std::free(text);
+  plist_free(list);
+  return xml;
+}
+
+}  // namespace oq::test

@@ -1,0 +1,238 @@
+#include "Foundation/PropertyLists/KeyedArchiver.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/json/serialize.hpp>
+#include <limits>
+
+#include "Judges.h"
+
+using namespace oq;
+using namespace oq::test;
+
+namespace {
+
+struct Item : SecureCoding {
+  static constexpr const char* ArchivedClassName = "OQItem";
+  Value text;
+  std::int64_t count = 0;
+  bool flag = false;
+  float size = 0;
+  double when = 0;
+  std::optional<UIColor> colour;
+  std::shared_ptr<Item> child;
+
+  std::string archivedClassName() const override { return ArchivedClassName; }
+  std::vector<std::string> archivedSuperclassNames() const override { return {"OQBase", "NSObject"}; }
+  void encodeWithCoder(KeyedArchiver& coder) const override {
+    coder.encodeObject(text, "text");
+    coder.encodeInteger(count, "count");
+    coder.encodeBool(flag, "flag");
+    coder.encodeFloat(size, "size");
+    coder.encodeDouble(when, "when");
+    coder.encodeObject(colour, "color");
+    coder.encodeObject(std::shared_ptr<const SecureCoding>(child), "child");
+  }
+  void initWithCoder(const KeyedUnarchiver& coder) {
+    text = coder.decodeValue("text");
+    count = coder.decodeInteger("count");
+    flag = coder.decodeBool("flag");
+    size = coder.decodeFloat("size");
+    when = coder.decodeDouble("when");
+    colour = coder.decodeColor("color");
+    child = coder.decodeObjectOf<Item>("child");
+  }
+};
+
+using Items = std::vector<std::shared_ptr<Item>>;
+
+Data archived(const Items& items) {
+  return KeyedArchiver::archivedDataWithRootObjects({items.begin(), items.end()});
+}
+std::optional<Items> unarchived(const Data& data) {
+  return KeyedUnarchiver::unarchiveArrayOf<Item>(data);
+}
+
+std::shared_ptr<Item> itemWith(Value text) {
+  auto item = std::make_shared<Item>();
+  item->text = std::move(text);
+  return item;
+}
+
+/// What another program wrote, with our checksum put on, so that nothing but the contents is judged.
+std::optional<Items> unarchivedFromPython(const std::string& objects, const std::string& top = "{'root': UID(1)}",
+                                          const std::string& archiver = "NSKeyedArchiver") {
+  auto table = plist::read(plistFromPython("{'$version': 100000, '$archiver': '" + archiver + "', '$top': " + top +
+                                           ", '$objects': ['$null', " + objects + "]}"));
+  EXPECT_TRUE(table) << "the judge wrote nothing";
+  return table ? unarchived(plist::writeSealed(*std::move(table))) : std::nullopt;
+}
+
+const std::string ArrayAndItemClass =
+    "{'$class': UID(2), 'NS.objects': [UID(4)]}, {'$classname': 'NSArray', '$classes': ['NSArray', "
+    "'NSObject']}, "
+    "{'$classname': 'OQItem', '$classes': ['OQItem', 'NSObject']}, ";
+
+}  // namespace
+
+TEST(KeyedArchiver, ValuesOfEveryKindComeBackAsTheyWere) {
+  const Value values[] = {// numbers
+                          nullptr, true, false, 0, 1, -1, 300, std::numeric_limits<std::int64_t>::min(),
+                          std::uint64_t{18446744073709551615u}, 1.0, 0.1, -0.0,
+                          // texts
+                          "", "$null", "text é😀", "NSArray",
+                          // what holds others
+                          Array{}, Dictionary{}, Array{1, 1.0, true, "1", nullptr, Array{}, Dictionary{}},
+                          Dictionary{{"b", Array{1, 2}}, {"a", Dictionary{{"b", nullptr}}}}};
+  Items items;
+  for (const auto& value : values) items.push_back(itemWith(value));
+  auto back = unarchived(archived(items));
+  ASSERT_TRUE(back && back->size() == items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    EXPECT_EQ((*back)[i]->text.kind(), values[i].kind()) << i;
+    EXPECT_EQ(serialize((*back)[i]->text), serialize(values[i])) << i;
+  }
+}
+
+TEST(KeyedArchiver, HasTheStandardLayout) {
+  auto item = itemWith(Dictionary{{"k", "shared"}});
+  Data data = archived({item, itemWith("shared"), item});
+  EXPECT_EQ(python(R"(a = plistlib.load(open(path, 'rb'))
+o = a['$objects']
+at = lambda uid: o[uid.data]
+print(a['$version'], a['$archiver'], o[0], list(a['$top']))
+root = at(a['$top']['root'])
+print(at(root['$class'])['$classes'], len(root['NS.objects']), root['NS.objects'][0] == root['NS.objects'][2])
+print(o.count('shared'))
+)",
+                   data),
+            "100000 NSKeyedArchiver $null ['root']\n"
+            "['NSMutableArray', 'NSArray', 'NSObject'] 3 True\n"
+            "1\n");
+  EXPECT_NE(xmlFromLibplist(data).find("<string>NSKeyedArchiver</string>"), std::string::npos);
+}
+
+TEST(KeyedArchiver, ReadsWhatOthersWrite) {
+  auto items =
+      unarchivedFromPython(ArrayAndItemClass +
+                           "{'$class': UID(3), 'text': UID(5), 'count': 2**40, 'flag': True, "
+                           "'size': 2.5, 'color': UID(6)}, 'é', {'$class': UID(7), 'UIRed': 1.0, 'UIGreen': 0.5, "
+                           "'UIBlue': 0.0, 'UIAlpha': 1.0}, {'$classname': 'UIColor', '$classes': []}");
+  ASSERT_TRUE(items && items->size() == 1u);
+  const Item& item = *items->front();
+  EXPECT_EQ(item.text, Value("é"));
+  EXPECT_EQ(item.count, std::int64_t{1} << 40);
+  EXPECT_TRUE(item.flag);
+  EXPECT_EQ(item.size, 2.5f);
+  EXPECT_EQ(item.colour, (UIColor{1, 0.5, 0, 1}));
+}
+
+TEST(KeyedArchiver, AFieldOfAnotherTypeReadsAsNothing) {
+  auto items =
+      unarchivedFromPython(ArrayAndItemClass +
+                           "{'$class': UID(3), 'text': 'bare', 'count': 2.5, 'flag': 1, 'size': 3, 'when': True, "
+                           "'color': UID(4), 'child': UID(2)}");
+  ASSERT_TRUE(items && items->size() == 1u);
+  const Item& item = *items->front();
+  EXPECT_TRUE(item.text.is_null());
+  EXPECT_EQ(item.count, 0);
+  EXPECT_FALSE(item.flag);
+  EXPECT_EQ(item.size, 0);
+  EXPECT_EQ(item.when, 0);
+  EXPECT_FALSE(item.colour);
+  EXPECT_FALSE(item.child);
+}
+
+TEST(KeyedArchiver, AForeignArchiveReadsAsAbsent) {
+  const std::string item = ArrayAndItemClass + "{'$class': UID(3)}";
+  ASSERT_TRUE(unarchivedFromPython(item));
+  for (const char* top : {"{'root': UID(4)}", "{'root': UID(99)}", "{'root': UID(2**63)}", "{'root': 1}", "{}"})
+    EXPECT_FALSE(unarchivedFromPython(item, top)) << top;
+  EXPECT_FALSE(unarchivedFromPython(item, "{'root': UID(1)}", "SomeArchiver"));
+  EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + "{'$class': UID(2)}")) << "another class in the array";
+  EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + "'text'"));
+  EXPECT_FALSE(unarchived(plist::write(*plist::read(archived({itemWith("x")}))))->empty()) << "the seal is still right";
+  EXPECT_FALSE(unarchived(plistFromPython("{'$objects': []}")));
+  EXPECT_FALSE(unarchived({}));
+}
+
+TEST(KeyedArchiver, CirclesAndExplosionsAreRefused) {
+  const std::string item = "{'$class': UID(3), 'text': UID(5)}, ", list = "{'$class': UID(2), 'NS.objects': ";
+  const std::pair<const char*, std::string> cases[] = {
+      {"circle", item + list + "[UID(5)]}"},
+      {"circle of many", item + list + "[UID(5)] * 1000}"},
+      {"its own child", "{'$class': UID(3), 'child': UID(4)}"},
+      {"10^30 strings", item + "*[" + list + "[UID(6 + i)] * 10} for i in range(30)], 'end'"},
+      {"9 MB of text from 9 KB", item + list + "[UID(6)] * 3000}, 'x' * 3000"},
+      {"2.5 GB of text", item + list + "[UID(6)] * 50000}, 'x' * 50000"},
+      {"a wide object named often", item + list + "[UID(6)] * 60000}, {str(i): 1 for i in range(60000)}"},
+  };
+  for (const auto& [what, objects] : cases) EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + objects)) << what;
+  // 100,000 objects of one and the same.
+  EXPECT_FALSE(unarchivedFromPython(
+      "{'$class': UID(2), 'NS.objects': [UID(4)] * 100000}, {'$classname': 'NSArray', '$classes': []}, "
+      "{'$classname': 'OQItem', '$classes': []}, {'$class': UID(3)}"));
+}
+
+TEST(KeyedArchiver, WhatItWritesCanBeReadInProportion) {
+  // Lists that refer to the same things as often as a list can.
+  const std::string url(2000, 'u');
+  Array longTexts, shortTexts, numbers;
+  for (int i = 0; i < 50'000; ++i) {
+    longTexts.emplace_back(url);
+    shortTexts.emplace_back("short text, often");
+    numbers.emplace_back(1);
+  }
+  Items small, sameText;
+  for (int i = 0; i < 20'000; ++i) small.push_back(itemWith(nullptr));
+  for (int i = 0; i < 20'000; ++i) sameText.push_back(itemWith(Value(url)));
+  const Items lists[] = {{itemWith(longTexts)}, {itemWith(shortTexts)}, {itemWith(numbers)}, small, sameText};
+  for (const Items& list : lists) {
+    Data data = archived(list);
+    auto back = unarchived(data);
+    ASSERT_TRUE(back && back->size() == list.size()) << &list - lists;
+    EXPECT_EQ(back->back()->text, list.back()->text);
+    // What making its objects takes.
+    const std::size_t texts = &list == &lists[0] ? longTexts.size() : &list == &lists[4] ? sameText.size() : 0;
+    EXPECT_LT(texts * url.size(), 32 * data.size()) << &list - lists;
+  }
+  EXPECT_LT(archived(sameText).size(), 20'000 * url.size() / 8) << "texts are still shared";
+}
+
+TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
+  auto nested = [](int depth) {
+    Value value = "core";
+    for (int i = 0; i < depth; ++i) value = i % 2 ? Value(Array{value}) : Value(Dictionary{{"k", value}});
+    return value;
+  };
+  auto back = unarchived(archived({itemWith(nested(512)), itemWith(nested(3000))}));
+  ASSERT_TRUE(back);
+  EXPECT_EQ(serialize((*back)[0]->text), serialize(nested(512)));
+  EXPECT_NE(serialize((*back)[1]->text).find("null"), std::string::npos);
+}
+
+TEST(KeyedArchiver, AnObjectMadeWhileEncodingIsNotMistakenForAnother) {
+  struct Maker : SecureCoding {
+    std::string archivedClassName() const override { return Item::ArchivedClassName; }
+    void encodeWithCoder(KeyedArchiver& coder) const override {
+      coder.encodeObject(std::shared_ptr<const SecureCoding>(itemWith("first")), "other");
+      coder.encodeObject(std::shared_ptr<const SecureCoding>(itemWith("second")), "child");
+    }
+  };
+  auto back = unarchived(KeyedArchiver::archivedDataWithRootObjects({std::make_shared<Maker>()}));
+  ASSERT_TRUE(back && back->front()->child);
+  EXPECT_EQ(back->front()->child->text, Value("second"));
+}
+
+TEST(KeyedArchiver, ATornOrFlippedArchiveReadsAsAbsent) {
+  const Data data = archived({itemWith("some text"), itemWith(Array{1, 2})});
+  ASSERT_TRUE(unarchived(data));
+  for (std::size_t bit = 0; bit < 8 * data.size(); ++bit) {
+    Data flipped = data;
+    flipped[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+    ASSERT_FALSE(unarchived(flipped)) << "bit " << bit;
+  }
+  for (std::size_t size = 0; size < data.size(); ++size) {
+    ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(size)))) << size;
+  }
+}

@@ -1,0 +1,156 @@
+#include "Foundation/PropertyLists/XMLPropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "Foundation/PropertyLists/PropertyListSerialization.h"
+#include "Judges.h"
+
+using namespace oq;
+using namespace oq::plist;
+using namespace oq::test;
+
+namespace {
+
+std::string document(const std::string& content) {
+  return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + content + "</plist>";
+}
+
+std::optional<Table> readText(const std::string& text) {
+  return readXML(dataFromString(text));
+}
+
+Data xmlFromPython(const std::string& expression) {
+  ScratchFolder folder;
+  std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression + ", sort_keys=False))\n",
+                              folder / "made");
+  return dataFromString(errors + textOfFile(folder / "made"));
+}
+
+PropertyValue backAgain(const PropertyValue& value) {
+  auto bytes = PropertyListSerialization::dataWithPropertyList(value, PropertyListFormat::XML);
+  return bytes ? PropertyListSerialization::propertyListWithData(*bytes) : PropertyValue("unwritable");
+}
+
+/// An array in an array and so on, the innermost one empty.
+Value nested(int levels) {
+  Value value = Array{};
+  for (int i = 1; i < levels; ++i) value = Array{std::move(value)};
+  return value;
+}
+
+}  // namespace
+
+TEST(XMLPropertyList, OthersReadEveryKindOfNode) {
+  Table table =
+      listOf({true, std::int64_t{-5}, std::numeric_limits<std::int64_t>::min(), std::uint64_t{1} << 63,
+              RealNode{0.1}, RealNode{5}, RealNode{1e300}, dateFromSecondsSince1970(-1.5), Data{},
+              Data{0, 255}, std::string("<é&😀>\r\n\t \"'"), std::string()});
+  auto xml = writeXML(table);
+  ASSERT_TRUE(xml);
+  EXPECT_EQ(python("print(plistlib.load(open(path, 'rb'), fmt=plistlib.FMT_XML))", *xml),
+            "[True, -5, -9223372036854775808, 9223372036854775808, 0.1, 5.0, 1e+300, "
+            "datetime.datetime(1969, 12, 31, 23, 59, 58), b'', b'\\x00\\xff', '<é&😀>\\r\\n\\t \"\\'', '']\n");
+}
+
+TEST(XMLPropertyList, ReadsWhatOthersWrite) {
+  Data xml = xmlFromPython(
+      "{'b': [True, False, -5, 2**63 - 1, 2**63, 0.1, float('inf')], '<k&é>': {'': ''}, 's': ' a\\n<b>&amp; "
+      "', "
+      "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}");
+  std::string every;
+  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
+  EXPECT_EQ(
+      textOf(readXML(xml)),
+      "{'b': [True, False, -5, 9223372036854775807, 9223372036854775808u, real 0.10000000000000001, real "
+      "inf], '<k&é>': {'': ''}, 's': ' a\n<b>&amp; ', 'd': date 1709251198, 'x': b'" +
+          every + "'}");
+}
+
+TEST(XMLPropertyList, RefusesWhatIsNoPropertyList) {
+  ASSERT_TRUE(readText(document("<string/>")));
+  ASSERT_TRUE(readText(document("<!-- kept out --><string>a<!-- b -->c<![CDATA[<]]>&#13;&gt;</string>")));
+  const std::string whole = document("<dict><key>k</key><integer>7</integer></dict>");
+  for (std::size_t size = 0; size < whole.size(); ++size)
+    EXPECT_FALSE(readText(whole.substr(0, size))) << size;
+  const char* contents[] = {
+      // not one object
+      "", "text", "<string/><string/>", "<key>k</key>", "<other/>", "<plist><true/></plist>",
+      "<true>1</true>", "<?other thing?><true/>",
+      // dictionaries and arrays
+      "<dict><key>k</key></dict>", "<dict><string>k</string></dict>",
+      "<dict><key>k</key><key>l</key><true/></dict>", "<dict><key>k</key><true/><key>k</key><true/></dict>",
+      "<dict>text</dict>", "<array>text</array>", "<array><key>k</key></array>",
+      // texts
+      "<string a=\"b\"/>", "<string><true/></string>", "<string>&foreign;</string>", "<string>&#0;</string>",
+      "<string>&#1;</string>", "<string>\xff</string>",
+      // numbers
+      "<integer/>", "<integer>0x10</integer>", "<integer>+-1</integer>", "<integer> 1</integer>",
+      "<integer>1.5</integer>", "<integer>18446744073709551616</integer>",
+      "<integer>-9223372036854775809</integer>", "<real/>", "<real>1e999</real>", "<real>1,5</real>",
+      // dates and bytes
+      "<date>2024-02-30T00:00:00Z</date>", "<date>2024-02-03T24:00:00Z</date>",
+      "<date>2024-02-03T00:00:00</date>", "<date>2024-02-03</date>", "<data>a</data>", "<data>****</data>",
+      "<data>AA=A</data>"};
+  for (const char* content : contents) EXPECT_FALSE(readText(document(content))) << content;
+  for (const std::string& text :
+       {std::string("<true/>"), document("<true/>") + document("<true/>"), document("<true/>") + "x",
+        std::string("<plist version=\"2.0\"><true/></plist>"),
+        std::string("<plist other=\"1.0\"><true/></plist>"),
+        "<!DOCTYPE plist [<!ENTITY e \"v\">]>" + document("<string>e</string>"),
+        document(std::string("<string>\0</string>", 18))}) {
+    EXPECT_FALSE(readText(text)) << text;
+  }
+}
+
+TEST(XMLPropertyList, RefusesToWriteWhatTheFormatCannotSay) {
+  Table circle;
+  circle.nodes = {ArrayNode{{0, 0}}};
+  Table doubling = listOf({true});
+  for (int i = 0; i < 200; ++i) doubling.root = doubling.add(ArrayNode{{doubling.root, doubling.root}});
+  Table numbered;
+  numbered.nodes = {DictNode{{1}, {1}}, std::int64_t{1}};
+  for (const Table& table :
+       {circle, doubling, numbered, listOf({NullNode{}}), listOf({Uid{1}}), listOf({std::string("\x01")}),
+        listOf({std::string("\xff")}), listOf({std::string("\xEF\xBF\xBF")}), Table{{ArrayNode{{7}}}, 0}}) {
+    std::string reason;
+    EXPECT_FALSE(writeXML(table, &reason));
+    EXPECT_NE(reason, "");
+  }
+}
+
+TEST(PropertyListSerialization, GivesBackWhatItWasGiven) {
+  const PropertyValue values[] = {// bare
+                                  Value(true), Value(1), Value(1.0), Value(""), Value(" x\r\n"),
+                                  Value(Array{}), Value(Dictionary{}), Value(std::uint64_t{1} << 63), Data{},
+                                  Data{1, 2}, dateFromSecondsSince1970(1794614400),
+                                  // in each other
+                                  Value(Dictionary{{"b", 1}, {"", Array{"x", 0.25, false}}}), nested(512)};
+  for (const auto& value : values) {
+    PropertyValue back = backAgain(value);
+    EXPECT_TRUE(back == value);
+    // An integer equals the same whole double, and must yet stay an integer.
+    if (auto* object = std::get_if<Value>(&value)) {
+      EXPECT_EQ(std::get<Value>(back).kind(), object->kind());
+    }
+  }
+}
+
+TEST(PropertyListSerialization, SaysWhatItCannotDo) {
+  for (const Value& value : {Value(), Value(Array{nullptr}), Value(Dictionary{{"k", "\x02"}}), nested(600)}) {
+    Error error;
+    EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(value, PropertyListFormat::XML, &error));
+    EXPECT_EQ(error.domain, "NSCocoaErrorDomain");
+    EXPECT_NE(error.localizedDescription, "");
+  }
+  std::string deep;
+  for (int i = 0; i < 100000; ++i) deep += "<array>";
+  for (const std::string& text :
+       {std::string("bplist00"), document("<array><data></data></array>"), document(deep)}) {
+    Error error;
+    EXPECT_TRUE(PropertyListSerialization::propertyListWithData(dataFromString(text), nullptr, &error) ==
+                PropertyValue(Value()));
+    EXPECT_EQ(error.code, PropertyListReadCorruptError);
+  }
+}

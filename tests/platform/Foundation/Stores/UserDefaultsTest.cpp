@@ -1,0 +1,371 @@
+#include "Foundation/Stores/UserDefaults.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/json/serialize.hpp>
+#include <cmath>
+
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Files/FileManager.h"
+#include "platform/Foundation/PropertyLists/Judges.h"
+#include "support/Threads.h"
+
+using namespace oq;
+using namespace oq::test;
+
+namespace {
+
+class UserDefaultsTest : public testing::Test {
+ protected:
+  UserDefaultsTest() { setApplicationDataDirectory(folder.path()); }
+  ~UserDefaultsTest() override { closeAllUserDefaults(); }
+
+  static std::shared_ptr<UserDefaults> suite() { return UserDefaults::withSuiteName("group.oqsdk"); }
+  static std::shared_ptr<UserDefaults> reopened() {
+    closeAllUserDefaults();
+    return suite();
+  }
+  std::filesystem::path database() const { return folder / "Preferences/group.oqsdk.sqlite"; }
+
+  /// What a program that knows nothing of us would do to the file.
+  bool execute(const std::string& sql) const {
+    sqlite3* connection = nullptr;
+    bool done = sqlite3_open(database().c_str(), &connection) == SQLITE_OK &&
+                sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(connection);
+    return done;
+  }
+
+  ScratchFolder folder;
+};
+
+const PropertyValue Nothing = Value();
+
+}  // namespace
+
+TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
+  const PropertyValue values[] = {
+      // that could be taken for each other
+      Value(true), Value(1), Value(1.0), Value("1"), Value(""), Value(Array{}), Value(Dictionary{}), Data{},
+      // the rest
+      Value(std::uint64_t{1} << 63), Value(-0.5), Value(std::string_view("nul\0and é😀", 14)),
+      Value(Array{1, nullptr, Array{"x"}}), Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
+      Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125), dateFromSecondsSince1970(-5)};
+  auto same = [](const PropertyValue& a, const PropertyValue& b) {
+    if (a != b) return false;
+    auto* value = std::get_if<Value>(&a);
+    return !value || (value->kind() == std::get<Value>(b).kind() && serialize(*value) == serialize(std::get<Value>(b)));
+  };
+  int key = 0;
+  for (const auto& value : values) {
+    std::string name = "key" + std::to_string(key++);
+    EXPECT_TRUE(suite()->setObject(value, name));
+    EXPECT_TRUE(same(suite()->objectForKey(name), value)) << name;
+    EXPECT_TRUE(same(reopened()->objectForKey(name), value)) << name << " from the disk";
+  }
+  // One key through all kinds: neighbours that compare equal are still different values.
+  for (const auto& value : values) {
+    EXPECT_TRUE(suite()->setObject(value, "one"));
+    EXPECT_TRUE(same(reopened()->objectForKey("one"), value));
+  }
+}
+
+TEST_F(UserDefaultsTest, AnotherOrderOfKeysIsAnotherValue) {
+  suite()->setObject(Value(Dictionary{{"a", 1}, {"b", 2}}), "k");
+  suite()->setObject(Value(Dictionary{{"b", 2}, {"a", 1}}), "k");
+  EXPECT_EQ(serialize(std::get<Value>(reopened()->objectForKey("k"))), "{\"b\":2,\"a\":1}");
+}
+
+TEST_F(UserDefaultsTest, ReadsBackTheSameBeforeAndAfterReopening) {
+  const Value awkward[] = {std::nan(""), Array{HUGE_VAL, 1}, "\xff broken", Dictionary{{"k", std::nan("")}}};
+  for (const auto& value : awkward) {
+    EXPECT_TRUE(suite()->setObject(value, "k"));
+    PropertyValue before = suite()->objectForKey("k");
+    EXPECT_EQ(reopened()->objectForKey("k"), before);
+  }
+}
+
+TEST_F(UserDefaultsTest, RemovesWithNullAndReadsIntegersFromText) {
+  suite()->setObject(Value("x"), "k");
+  EXPECT_TRUE(suite()->setObject(Value(), "k"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  suite()->setInteger(5, "k");
+  suite()->removeObjectForKey("k");
+  EXPECT_EQ(reopened()->objectForKey("k"), Nothing);
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
+  suite()->setObject(Value(" 12 apples"), "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 12);
+  suite()->setObject(Data{'7'}, "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
+}
+
+TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
+  setMainBundle("com.example.shop", "");
+  UserDefaults::standardUserDefaults()->setInteger(1, "k");
+  UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
+  EXPECT_EQ(suite()->integerForKey("k"), 0);
+  // An application that is called like a suite, or like a suite's file.
+  suite()->setInteger(3, "k");
+  for (const char* identifier : {"group.oqsdk", "%group.oqsdk", "../Preferences/group.oqsdk", "", "standard"}) {
+    setMainBundle(identifier, "");
+    EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("k"), 0) << identifier;
+    UserDefaults::standardUserDefaults()->setInteger(4, "k");
+  }
+  EXPECT_EQ(suite()->integerForKey("k"), 3);
+  EXPECT_TRUE(std::filesystem::exists(database()));
+  EXPECT_FALSE(std::filesystem::exists(folder / "escape.sqlite"));
+  ScratchFolder other;
+  setApplicationDataDirectory(other.path());
+  EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("k"), 0);
+  setMainBundle("", "");
+}
+
+TEST_F(UserDefaultsTest, FilesArePrivateWhateverTheUmask) {
+  mode_t old = ::umask(0);
+  EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+  ::umask(old);
+  EXPECT_EQ(modeOf(folder / "Preferences"), 0700u);
+  for (const auto& entry : std::filesystem::directory_iterator(folder / "Preferences")) {
+    EXPECT_EQ(modeOf(entry.path()) & 077, 0u) << entry.path();
+  }
+}
+
+TEST_F(UserDefaultsTest, AnUnchangedValueIsNotWritten) {
+  suite()->setObject(Value("same"), "k");
+  auto size = std::filesystem::file_size(database().string() + "-wal");
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(suite()->setObject(Value("same"), "k"));
+  EXPECT_EQ(std::filesystem::file_size(database().string() + "-wal"), size);
+  suite()->setObject(Value("other"), "k");
+  EXPECT_GT(std::filesystem::file_size(database().string() + "-wal"), size);
+}
+
+TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
+  int toChild[2], toParent[2];
+  ASSERT_EQ(::pipe(toChild) | ::pipe(toParent), 0);
+  auto signal = [](int end) { return ::write(end, "x", 1) == 1; };
+  auto await = [](int end) {
+    char byte;
+    return ::read(end, &byte, 1) == 1;
+  };
+  pid_t child = ::fork();
+  // Each side keeps its own ends alone, so that the other's death is seen as the end of the pipe.
+  ::close(child == 0 ? toChild[1] : toChild[0]);
+  ::close(child == 0 ? toParent[0] : toParent[1]);
+  if (child == 0) {
+    bool ok = true;
+    for (int round = 0; round < 50 && ok; ++round) {
+      ok = await(toChild[0]) && suite()->integerForKey("shared") == 2 * round;
+      suite()->setInteger(2 * round + 1, "shared");
+      ok = ok && signal(toParent[1]);
+    }
+    ::_exit(ok ? 0 : 1);
+  }
+  for (int round = 0; round < 50; ++round) {
+    suite()->setInteger(2 * round, "shared");
+    ASSERT_TRUE(signal(toChild[1]) && await(toParent[0])) << "the child did not see this process's value";
+    ASSERT_EQ(suite()->integerForKey("shared"), 2 * round + 1);
+    // Equal to what this process wrote before, but not to what is stored.
+    suite()->setInteger(2 * round, "shared");
+    ASSERT_EQ(suite()->integerForKey("shared"), 2 * round);
+  }
+  EXPECT_EQ(statusOf(child), 0);
+  for (int end : {toChild[1], toParent[0]}) ::close(end);
+}
+
+TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
+  auto key = [](int process, int k) { return "p" + std::to_string(process) + "." + std::to_string(k); };
+  EXPECT_TRUE(holdsInChildren<4>([&](int process) {
+    bool ok = true;
+    for (int k = 0; k < 50; ++k) ok &= suite()->setObject(Value(k), key(process, k));
+    return ok;
+  }));
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(Value(i % 50)));
+}
+
+TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
+  inThreads(4, [](int t) {
+    for (int i = 0; i < 100; ++i) {
+      suite()->setInteger(i, "t" + std::to_string(t));
+      EXPECT_EQ(suite()->integerForKey("t" + std::to_string(t)), i);
+      suite()->objectForKey("t" + std::to_string((t + 1) % 4));
+    }
+  });
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(reopened()->integerForKey("t" + std::to_string(t)), 99);
+}
+
+TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
+  suite()->setObject(Value("x"), "k");
+  closeAllUserDefaults();
+  const std::string whole = textOfFile(database());
+  ASSERT_GT(whole.size(), 4096u);
+  std::string zeroed = whole;
+  std::fill(zeroed.begin() + 4096, zeroed.end(), '\0');
+  std::string scrambled = whole;
+  for (std::size_t i = 100; i < 4096; i += 3) scrambled[i] = static_cast<char>(i * 7);
+
+  const std::string contents[] = {"",     "hello",   std::string(5000, 'x'), whole.substr(0, 50), whole.substr(0, 4096),
+                                  zeroed, scrambled, "\177ELF" + whole};
+  for (const auto& text : contents) {
+    closeAllUserDefaults();
+    writeText(database(), text);
+    EXPECT_EQ(suite()->objectForKey("k"), Nothing) << text.size();
+    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5)) << "changed by reading";
+    EXPECT_TRUE(suite()->setObject(Value("new"), "k")) << text.size();
+    EXPECT_TRUE(suite()->setObject(Value(7), "other")) << text.size();
+    EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(Value("new")));
+  }
+}
+
+TEST_F(UserDefaultsTest, ADatabaseOfAnotherProgramIsNotTakenForOurs) {
+  const char* schemas[] = {
+      "CREATE TABLE entries(key, kind, value); INSERT INTO entries VALUES('k', 0, '\"x\"')",
+      "CREATE TABLE other(x)",
+  };
+  std::filesystem::create_directories(folder / "Preferences");
+  for (const char* schema : schemas) {
+    closeAllUserDefaults();
+    std::filesystem::remove(database());
+    ASSERT_TRUE(execute(schema));
+    EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+    EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+    EXPECT_EQ(reopened()->integerForKey("k"), 1);
+  }
+  // Ours, but with something added that would run when we write.
+  closeAllUserDefaults();
+  ASSERT_TRUE(execute("CREATE TRIGGER t AFTER INSERT ON entries BEGIN DELETE FROM entries; END"));
+  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_EQ(reopened()->integerForKey("m"), 2);
+}
+
+TEST_F(UserDefaultsTest, NoticesWhatAForeignProgramWrites) {
+  suite()->setObject(Value("ours"), "k");
+  ASSERT_TRUE(
+      execute("UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("theirs")));
+  EXPECT_EQ(suite()->objectForKey("bad"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("odd"), Nothing);
+}
+
+TEST_F(UserDefaultsTest, BeginsAnewWhenItsFolderIsRemoved) {
+  suite()->setObject(Value(1), "k");
+  std::filesystem::remove_all(folder / "Preferences");
+  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  EXPECT_EQ(reopened()->integerForKey("m"), 2);
+}
+
+TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
+  suite()->setObject(Value("old"), "k");
+  closeAllUserDefaults();
+  EXPECT_TRUE(holdsInChild([] {
+    if (!suite()->setObject(Value("warm"), "w")) return false;
+    rlimit limit{16384, 16384};
+    limit.rlim_max = RLIM_INFINITY;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    bool told = !suite()->setObject(Data(200000, 1), "k");
+    suite()->synchronize();
+    if (!told || suite()->objectForKey("k") != PropertyValue(Value("old"))) return false;
+    limit.rlim_cur = RLIM_INFINITY;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    return suite()->setObject(Data(200000, 1), "room") && suite()->synchronize();
+  }));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+  EXPECT_EQ(suite()->objectForKey("room"), PropertyValue(Data(200000, 1)));
+  EXPECT_EQ(suite()->objectForKey("w"), PropertyValue(Value("warm")));
+
+  writeText(folder / "file", "");
+  setApplicationDataDirectory(folder / "file");
+  EXPECT_FALSE(suite()->setObject(Value(1), "k"));
+  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+}
+
+TEST_F(UserDefaultsTest, StoredValuesAreReadWhereNothingCanBeWritten) {
+  suite()->setObject(Value("old"), "k");
+  closeAllUserDefaults();
+  EXPECT_TRUE(holdsInChild([] {
+    rlimit limit{0, 0};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    return suite()->objectForKey("k") == PropertyValue(Value("old")) && !suite()->setObject(Value(1), "k");
+  }));
+}
+
+/// Takes the right to write from the process, which the system's administrator has whatever the modes say.
+static bool becomeNobody() {
+  return ::getuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0);
+}
+
+TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
+  // Closed in peace, and killed with its log still there.
+  for (bool isKilled : {false, true}) {
+    statusOfChild([&] {
+      suite()->setObject(Value("old"), "k");
+      if (isKilled) ::raise(SIGKILL);
+      closeAllUserDefaults();
+      return true;
+    });
+    for (const char* mode : {"u=rX,go=rX", "u=rwX,go=rwX"}) {
+      bool isReadOnly = mode[2] == 'r' && mode[3] == 'X';
+      ASSERT_EQ(std::system(("chmod -R " + std::string(mode) + " '" + folder.path().string() + "'").c_str()), 0);
+      // With files that could be written in a folder that could not, too.
+      ASSERT_EQ(std::system(("chmod go-w '" + (folder / "Preferences").string() + "'").c_str()), 0);
+      EXPECT_TRUE(holdsInChild([&] {
+        if (!becomeNobody()) return false;
+        return suite()->objectForKey("k") == PropertyValue(Value("old")) && suite()->objectForKey("none") == Nothing &&
+               (!isReadOnly || !suite()->setObject(Value("new"), "k")) &&
+               (!isReadOnly || suite()->objectForKey("k") == PropertyValue(Value("old")));
+      })) << mode
+          << (isKilled ? " after a kill" : "");
+    }
+    ASSERT_EQ(std::system(("chmod -R u+rwX '" + folder.path().string() + "'").c_str()), 0);
+    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+    suite()->removeObjectForKey("k");
+    closeAllUserDefaults();
+  }
+}
+
+TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefusedNotInLine) {
+  suite()->setObject(Value(1), "k");
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  auto begin = std::chrono::steady_clock::now();
+  inThreads(10, [](int i) { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
+  // Two seconds each; in line they would take twenty.
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+  EXPECT_EQ(suite()->integerForKey("k"), 1);
+  sqlite3_close(other);
+  EXPECT_TRUE(suite()->setObject(Value(2), "k"));
+}
+
+TEST_F(UserDefaultsTest, AStuckSetUpIsNotWaitedForForEver) {
+  suite()->setObject(Value(1), "k");
+  closeAllUserDefaults();
+  FileDescriptor held(::open((database().string() + "-lock").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+  EXPECT_FALSE(suite()->setObject(Value(2), "k"));
+  held.close();
+  EXPECT_EQ(suite()->integerForKey("k"), 1);
+}
+
+TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
+  suite()->setObject(Value(Dictionary{{"a", Array{1, "é"}}}), "json");
+  suite()->setObject(Data{1, 2}, "bytes");
+  suite()->setObject(dateFromSecondsSince1970(1.5), "date");
+  closeAllUserDefaults();
+  auto shell = [&](const std::string& sql) {
+    return outputOf("/usr/bin/sqlite3 '" + database().string() + "' \"" + sql + "\"");
+  };
+  EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
+            "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
+  EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"), "");
+  EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
+  EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
+}

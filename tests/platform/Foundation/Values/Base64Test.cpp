@@ -1,0 +1,42 @@
+#include "Foundation/Values/Base64.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+using namespace oq;
+
+TEST(Base64, DecodesWhatIsWellFormedAndNothingElse) {
+  auto decoded = [](std::string_view text) -> std::optional<std::string> {
+    auto data = dataWithBase64(text);
+    return data ? std::optional(stringFromData(*data)) : std::nullopt;
+  };
+  EXPECT_EQ(decoded("aGVsbG8="), "hello");
+  EXPECT_EQ(decoded(" aG Vs\n-bG8_=\r\n"), "hello");
+  EXPECT_EQ(decoded("+/+/"), "\xfb\xff\xbf");
+  EXPECT_EQ(decoded(""), "");
+  for (const char* text : {"a", "aGVsbG8", "aGVsbG8==", "aG==Vs", "=aGV", "====", "aGVsb==="}) {
+    EXPECT_FALSE(decoded(text)) << text;
+  }
+  Data bytes;
+  for (int i = 0; i < 256; ++i) {
+    bytes.push_back(static_cast<std::uint8_t>(i));
+    std::string text = base64EncodedString(bytes);
+    EXPECT_EQ(text.find('\n'), text.npos);
+    EXPECT_EQ(dataWithBase64(text), bytes);
+  }
+}
+
+TEST(UTF8, TellsValidFromInvalid) {
+  for (std::string_view text :
+       {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
+    EXPECT_TRUE(isValidUTF8(text));
+  }
+  for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"}) {
+    EXPECT_FALSE(isValidUTF8(text)) << text;
+  }
+  EXPECT_FALSE(isValidUTF8(std::string_view("\0\xff", 2)));
+}

@@ -1,0 +1,161 @@
+#include "Foundation/Values/Format.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cmath>
+#include <limits>
+
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Number.h"
+#include "oqsdk/Exception.h"
+
+using namespace oq;
+
+TEST(Format, PutsTheTextOfEachKindOfObject) {
+  struct Case {
+    Value value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {nullptr, "(null)"},
+      {true, "1"},
+      {false, "0"},
+      {-7, "-7"},
+      {"plain \"x\"", "plain \"x\""},
+      {3.0, "3"},
+      {1e21, "1000000000000000000000"},
+      {0.1, "0.1"},
+      {1700000000123.0, "1700000000123"},
+      {-2.5, "-2.5"},
+      {std::uint64_t{18446744073709551615u}, "18446744073709551615"},
+      {Array{}, "[]"},
+      {Dictionary{}, "{}"},
+      {Dictionary{{"b", 1}, {"a", Array{nullptr, "x"}}},
+       "{\n  \"b\" : 1,\n  \"a\" : [\n    null,\n    \"x\"\n  ]\n}"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(stringWithFormat("%@", c.value), c.text);
+}
+
+TEST(Format, ReplacesPlaceholdersInOrderAndNeverScansArguments) {
+  EXPECT_EQ(stringWithFormat("%@=%@", "%@", "%%"), "%@=%%");
+  EXPECT_EQ(stringWithFormat("100%% %@ %@", 1), "100% 1 (null)");
+  EXPECT_EQ(stringWithFormat("%d %", "spare"), "%d %");
+  EXPECT_EQ(stringWithFormat("%%@", "x"), "%@");
+  EXPECT_EQ(stringWithFormat("%@%@", std::optional<std::string>(), nullptr), "(null)(null)");
+  EXPECT_EQ(stringWithFormat("%@", Error{"D", -1, "broken"}), "Error Domain=D Code=-1 \"broken\"");
+  EXPECT_EQ(stringWithFormat("%@", dateFromSecondsSince1970(0)), "1970-01-01 00:00:00 +0000");
+  EXPECT_EQ(stringWithFormat("%@", PropertyValue(Data{0x0a, 0xff})), "<0aff>");
+}
+
+TEST(Format, ThePlatformsLogIsQuietUnlessGLibIsAsked) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  platformLog("unasked");
+  setenv("G_MESSAGES_DEBUG", "OQSDK", 1);
+  platformLog("asked");
+  unsetenv("G_MESSAGES_DEBUG");
+  platformWarning("mistake");
+  const std::string output = testing::internal::GetCapturedStdout(), errors = testing::internal::GetCapturedStderr();
+  EXPECT_NE(output.find("OQSDK-DEBUG"), std::string::npos) << output;
+  EXPECT_NE(output.find(": asked\n"), std::string::npos) << output;
+  EXPECT_NE(errors.find("OQSDK-WARNING"), std::string::npos) << errors;
+  EXPECT_NE(errors.find(": mistake\n"), std::string::npos) << errors;
+  EXPECT_EQ((output + errors).find("unasked"), std::string::npos) << output << errors;
+}
+
+TEST(Number, ReadsNumbersFromAnyObject) {
+  using Int = std::numeric_limits<std::int64_t>;
+  constexpr double Max = std::numeric_limits<double>::max();
+  struct Case {
+    Value value;
+    std::int64_t integer;
+    double real;
+  };
+  const Case cases[] = {
+      {nullptr, 0, 0},
+      {true, 1, 1},
+      {Array{1}, 0, 0},
+      {Dictionary{{"a", 1}}, 0, 0},
+      {"", 0, 0},
+      {"abc", 0, 0},
+      {" \t\n42 apples", 42, 42},
+      {"-12.75", -12, -12.75},
+      {"+5", 5, 5},
+      {"+-5", 0, 0},
+      {"--5", 0, 0},
+      {".5", 0, 0.5},
+      {"5.", 5, 5},
+      {".", 0, 0},
+      {"1e3", 1, 1000},
+      {"1e", 1, 1},
+      {"1e+", 1, 1},
+      {"2E-2x", 2, 0.02},
+      {"0x1F", 0, 0},
+      {"inf", 0, 0},
+      {"nan", 0, 0},
+      {"-infinity", 0, 0},
+      {"9223372036854775808", Int::max(), 9223372036854775808.0},
+      {"-9223372036854775809", Int::min(), -9223372036854775808.0},
+      {"1e999", 1, Max},
+      {"-1e999", -1, -Max},
+      {"1e-999", 1, 0},
+      {9.99, 9, 9.99},
+      {-9.99, -9, -9.99},
+      {1e300, Int::max(), 1e300},
+      {-1e300, Int::min(), -1e300},
+      {std::nan(""), 0, 0},
+      {std::numeric_limits<double>::infinity(), Int::max(), Max},
+      {std::uint64_t{1} << 63, Int::max(), 9223372036854775808.0},
+      {"١٢", 0, 0},
+      {Value(std::string_view("7\0001", 3)), 7, 7},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(integerValue(c.value), c.integer) << prettyJSON(c.value);
+    EXPECT_DOUBLE_EQ(doubleValue(c.value), c.real) << prettyJSON(c.value);
+  }
+}
+
+TEST(JSON, RefusesWhatIsNotJSON) {
+  auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
+  const std::string refused[] = {// torn or too much
+                                 "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf",
+                                 "{\xef\xbb\xbf}", std::string("[1]\0", 4), deep(513),
+                                 // numbers and texts that there are not
+                                 "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'", "\"\xff\"",
+                                 "\"\xed\xa0\x80\"", "\"\\ud800\""};
+  for (const auto& text : refused)
+    EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
+  for (const std::string& text : {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512),
+                                  std::string("\xef\xbb\xbf {}")}) {
+    EXPECT_TRUE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
+  }
+}
+
+TEST(JSON, WritesWhatItCanReadAgain) {
+  Value value = Dictionary{{"text", "a\"\\\n\t\x01\x7f/é😀"},
+                           {"empty", Array{}},
+                           {"n", Array{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
+  EXPECT_EQ(valueWithJSONData(dataWithJSONObject(value)), value);
+  EXPECT_EQ(valueWithJSONData(dataFromString(compactJSON(value))), value);
+  EXPECT_EQ(compactJSON(Array{3.0, 3, -0.0}), "[3.0,3,-0.0]");
+  EXPECT_EQ(prettyJSON(Array{std::nan(""), HUGE_VAL}), "[\n  null,\n  null\n]");
+  EXPECT_EQ(compactJSON("\xff"
+                        "a"),
+            "\"\xef\xbf\xbd"
+            "a\"");
+  Value deep = 1;
+  for (int i = 0; i < 2000; ++i) deep = Array{deep};
+  EXPECT_TRUE(valueWithJSONData(dataFromString(compactJSON(deep))));
+}
+
+TEST(JSON, RefusesToWriteFragments) {
+  for (const Value& value : {Value(), Value("text"), Value(1)}) {
+    try {
+      dataWithJSONObject(value);
+      ADD_FAILURE() << "a fragment was written";
+    } catch (const Exception& exception) {
+      EXPECT_EQ(exception.name(), "NSInvalidArgumentException");
+    }
+  }
+}

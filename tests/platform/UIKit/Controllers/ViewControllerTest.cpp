@@ -1,0 +1,296 @@
+#include "UIKit/Controllers/UIViewController.h"
+
+#include "UIKit/Painting/Painter.h"
+#include "UIKit/Controllers/UINavigationBar.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Controllers/UINavigationItem.h"
+#include "UIKit/Controllers/UITabBarController.h"
+#include "platform/UIKit/Windows/ScriptedHost.h"
+
+namespace oq {
+namespace {
+
+using Log = std::vector<std::string>;
+using Views = std::vector<std::shared_ptr<UIView>>;
+
+/// Writes its messages into a common log.
+class Page : public UIViewController {
+  OQ_CLASS(Page)
+
+ public:
+  Page(std::string name, Log& log) : _name(std::move(name)), _log(log) {}
+  std::function<void()> onWillAppear;
+
+ private:
+  void _loaded() { note("load"); }
+  void _willAppear(bool animated) {
+    note(animated ? "will appear animated" : "will appear");
+    if (const auto action = std::exchange(onWillAppear, nullptr)) action();
+  }
+  void _didAppear(bool animated) {
+    sendSuper(staticClass(), *this, viewDidAppearSelector, animated);
+    note("did appear");
+  }
+  void _willDisappear(bool) { note("will disappear"); }
+  void _didDisappear(bool) { note("did disappear"); }
+  void note(const char* what) { _log.push_back(_name + " " + what); }
+
+  std::string _name;
+  Log& _log;
+};
+
+Class* Page::staticClass() {
+  static Class* registered = registerClass(
+      "ViewControllerTestPage", UIViewController::staticClass(),
+      {method<&Page::_loaded>(viewDidLoadSelector), method<&Page::_willAppear>(viewWillAppearSelector),
+       method<&Page::_didAppear>(viewDidAppearSelector),
+       method<&Page::_willDisappear>(viewWillDisappearSelector),
+       method<&Page::_didDisappear>(viewDidDisappearSelector)});
+  return registered;
+}
+
+class ViewControllerTest : public UIKitTest {
+ protected:
+  std::shared_ptr<Page> page(const std::string& name) { return std::make_shared<Page>(name, log); }
+  std::shared_ptr<UINavigationController> showInNavigation(const std::shared_ptr<Page>& root) {
+    auto navigation = std::make_shared<UINavigationController>(root);
+    window->setRootViewController(navigation);
+    return navigation;
+  }
+  Log log;
+  std::shared_ptr<Page> first = page("a"), second = page("b"), third = page("c");
+};
+
+TEST_F(ViewControllerTest, TheViewIsMadeWhenItIsAskedForAndLoadsOnce) {
+  auto controller = page("a");
+  EXPECT_FALSE(controller->isViewLoaded());
+  const auto view = controller->view();
+  EXPECT_EQ(view, controller->view());
+  EXPECT_EQ(view->frame(), UIScreen::mainScreen().bounds());
+  EXPECT_EQ(log, (Log{"a load"}));
+}
+
+TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize) {
+  auto overlay = add(CGRectMake(0, 0, 10, 10));
+  window->setFrame(CGRectMake(0, 0, 40, 40));
+  window->setRootViewController(first);
+  EXPECT_EQ(window->subviews().front(), first->view());
+  EXPECT_EQ(first->view()->frame(), CGRectMake(0, 0, 40, 40));
+  window->setFrame(CGRectMake(0, 0, 60, 40));
+  EXPECT_EQ(first->view()->frame(), CGRectMake(0, 0, 60, 40));
+
+  window->setRootViewController(second);
+  window->setRootViewController(second);
+  EXPECT_EQ(log, (Log{"a load", "a will appear", "a did appear", "a will disappear", "a did disappear",
+                      "b load", "b will appear", "b did appear"}));
+  EXPECT_EQ(first->view()->superview(), nullptr);
+  window->setRootViewController(nullptr);
+  EXPECT_EQ(window->subviews(), (Views{overlay}));
+}
+
+TEST_F(ViewControllerTest, ARootThatIsReplacedWhileItAppearsLeavesNothingBehind) {
+  first->onWillAppear = [&] { window->setRootViewController(second); };
+  window->setRootViewController(first);
+  EXPECT_EQ(window->rootViewController(), second);
+  EXPECT_EQ(window->subviews(), (Views{second->view()}));
+}
+
+/// Without what dims the rest of the window behind them.
+Views shownIn(UINavigationController& navigation) {
+  Views views = navigation.view()->subviews();
+  std::erase_if(views, [](const auto& view) { return view->fillsSurroundings(); });
+  return views;
+}
+
+TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
+  auto navigation = showInNavigation(first);
+  EXPECT_EQ(first->navigationController(), navigation);
+  EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
+
+  log.clear();
+  navigation->pushViewController(second, true);
+  navigation->pushViewController(second, true);
+  navigation->pushViewController(nullptr, true);
+  EXPECT_EQ(log,
+            (Log{"a will disappear", "b will appear animated", "b load", "a did disappear", "b did appear"}));
+  EXPECT_EQ(navigation->viewControllers().size(), 2u);
+  EXPECT_EQ(second->view()->window(), window.get());
+  EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
+  EXPECT_EQ(first->view()->window(), window.get()) << "until the other has slid over it";
+  const CGPoint outside{150, 50};
+  EXPECT_TRUE(window->wantsTouchAt(outside));
+  stepTo(1);
+  EXPECT_EQ(first->view()->window(), nullptr);
+  EXPECT_TRUE(window->wantsTouchAt(outside));
+  EXPECT_NEAR(surroundingsColor(*window, 1).alpha, 0.3, 1e-9);
+
+  log.clear();
+  EXPECT_EQ(navigation->popViewControllerAnimated(false), second);
+  EXPECT_EQ(log, (Log{"b will disappear", "a will appear", "b did disappear", "a did appear"}));
+  EXPECT_EQ(second->parentViewController(), nullptr);
+  EXPECT_FALSE(window->wantsTouchAt(outside));
+  EXPECT_EQ(surroundingsColor(*window, 1).alpha, 0);
+  EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
+}
+
+TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
+  auto navigation = showInNavigation(first);
+  navigation->pushViewController(second, true);
+  stepTo(0.1);
+  navigation->popViewControllerAnimated(true);
+  stepTo(0.2);
+  navigation->pushViewController(third, true);
+  stepTo(0.3);
+  third->navigationItem()->setTitle("C");
+  navigation->setNavigationBarHidden(true);
+  EXPECT_EQ(navigation->navigationBar()->frame().size.height, 0);
+  EXPECT_EQ(third->view()->frame(), window->bounds());
+  navigation->setNavigationBarHidden(false);
+  stepTo(2);
+  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
+  EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
+  EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
+  EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
+}
+
+TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
+  auto navigation = std::make_shared<UINavigationController>(first);
+  navigation->pushViewController(second, false);
+  EXPECT_TRUE(log.empty());
+  window->setRootViewController(navigation);
+  EXPECT_EQ(log, (Log{"b load", "b will appear", "b did appear"}));
+}
+
+TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
+  auto navigation = showInNavigation(first);
+  second->onWillAppear = [&] { navigation->pushViewController(third, false); };
+  navigation->pushViewController(second, false);
+  EXPECT_EQ(navigation->topViewController(), third);
+  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
+}
+
+TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
+  auto tabs = std::make_shared<UITabBarController>();
+  window->setRootViewController(tabs);
+  tabs->setViewControllers({first, second, nullptr, first, tabs});
+  EXPECT_EQ(log, (Log{"a will appear", "a load", "a did appear"}));
+  EXPECT_EQ(tabs->viewControllers().size(), 2u);
+  EXPECT_EQ(second->parentViewController(), tabs);
+
+  log.clear();
+  tabs->setSelectedViewController(third);
+  tabs->setSelectedIndex(7);
+  tabs->setSelectedViewController(first);
+  EXPECT_TRUE(log.empty());
+  tabs->setSelectedIndex(1);
+  EXPECT_EQ(log, (Log{"a will disappear", "b will appear", "b load", "a did disappear", "b did appear"}));
+  EXPECT_EQ(tabs->selectedIndex(), 1u);
+  EXPECT_EQ(tabs->view()->subviews(), (Views{second->view()}));
+
+  log.clear();
+  tabs->setViewControllers({third, second});
+  EXPECT_EQ(tabs->selectedViewController(), second);
+  EXPECT_EQ(first->parentViewController(), nullptr);
+  EXPECT_TRUE(log.empty());
+  tabs->setViewControllers({});
+  EXPECT_EQ(log, (Log{"b will disappear", "b did disappear"}));
+  EXPECT_TRUE(tabs->view()->subviews().empty());
+}
+
+TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
+  auto navigation = std::make_shared<UINavigationController>(first);
+  int presented = 0, dismissed = 0;
+  first->presentViewController(second, false, [&] { ++presented; });
+  EXPECT_EQ(second->presentingViewController(), nullptr);  // nothing presents where there is no window
+  window->setRootViewController(navigation);
+  auto popup = add(CGRectMake(0, 0, 10, 10));
+  log.clear();
+
+  first->presentViewController(second, false, [&] { ++presented; });
+  EXPECT_EQ(log, (Log{"b load", "a will disappear", "b will appear", "a did disappear", "b did appear"}));
+  EXPECT_EQ(navigation->presentedViewController(), second);
+  EXPECT_EQ(first->presentedViewController(), second);
+  EXPECT_EQ(second->presentingViewController(), navigation);
+  EXPECT_EQ(window->subviews(), (Views{popup, second->view()}));
+  EXPECT_EQ(second->view()->frame(), window->bounds());
+  first->presentViewController(page("c"), false, [&] { ++presented; });
+  first->presentViewController(nullptr, false);
+  EXPECT_EQ(navigation->presentedViewController(), second);
+  EXPECT_EQ(presented, 1);
+
+  log.clear();
+  navigation->pushViewController(page("d"), false);
+  EXPECT_EQ(log, (Log{"d load"}));  // nobody sees it
+  log.clear();
+  second->dismissViewControllerAnimated(false, [&] { ++dismissed; });
+  EXPECT_EQ(log, (Log{"b will disappear", "d will appear", "b did disappear", "d did appear"}));
+  EXPECT_EQ(window->subviews(), (Views{navigation->view(), popup}));
+  EXPECT_EQ(first->presentedViewController(), nullptr);
+  second->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(dismissed, 2);
+}
+
+TEST_F(ViewControllerTest, APresentedPageSlidesAndCompletesOnce) {
+  window->setRootViewController(first);
+  int presented = 0, dismissed = 0;
+  first->presentViewController(second, true, [&] { ++presented; });
+  runMainQueue();
+  EXPECT_EQ(presented, 0);
+  stepTo(1);
+  EXPECT_EQ(presented, 1);
+  EXPECT_EQ(second->view()->frame(), window->bounds());
+  first->dismissViewControllerAnimated(true, [&] { ++dismissed; });
+  EXPECT_EQ(first->view()->window(), window.get());
+  stepTo(1.1);
+  EXPECT_EQ(second->view()->window(), window.get());
+  stepTo(2);
+  EXPECT_EQ(dismissed, 1);
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
+}
+
+TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
+  window->setRootViewController(first);
+  first->presentViewController(second, false);
+  third->setModalPresentationStyle(UIModalPresentationStyle::OverFullScreen);
+  log.clear();
+  second->presentViewController(third, false);
+  EXPECT_EQ(log, (Log{"c load", "c will appear", "c did appear"}));
+  EXPECT_EQ(second->view()->window(), window.get());
+  log.clear();
+  first->dismissViewControllerAnimated(false);
+  EXPECT_EQ(log, (Log{"c will disappear", "b will disappear", "a will appear", "c did disappear",
+                      "b did disappear", "a did appear"}));
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
+
+  // A first that goes takes along what it presents.
+  first->presentViewController(second, false);
+  auto other = page("d");
+  window->setRootViewController(other);
+  EXPECT_EQ(window->subviews(), (Views{other->view()}));
+}
+
+TEST_F(ViewControllerTest, APageMayDismissItselfWhileItAppears) {
+  window->setRootViewController(first);
+  second->onWillAppear = [&] { second->dismissViewControllerAnimated(false); };
+  int completions = 0;
+  first->presentViewController(second, true, [&] { ++completions; });
+  EXPECT_EQ(window->subviews(), (Views{first->view()}));
+  EXPECT_EQ(first->presentedViewController(), nullptr);
+  EXPECT_EQ(completions, 1);
+}
+
+TEST_F(ViewControllerTest, AHostWindowLetsTouchesThroughUntilAPageIsPushed) {
+  auto attached = makeHostWindow(CGRectMake(0, 0, 100, 200));
+  auto navigation = std::dynamic_pointer_cast<UINavigationController>(attached->rootViewController());
+  ASSERT_TRUE(navigation);
+  EXPECT_TRUE(navigation->isNavigationBarHidden());
+  EXPECT_EQ(class_getName(navigation->topViewController()->class_()), "UIViewController");
+  EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
+  navigation->pushViewController(page("a"), false);
+  EXPECT_TRUE(attached->wantsTouchAt({50, 50}));
+  navigation->popViewControllerAnimated(false);
+  EXPECT_FALSE(attached->wantsTouchAt({50, 50}));
+}
+
+}  // namespace
+}  // namespace oq

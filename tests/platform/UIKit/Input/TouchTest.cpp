@@ -1,0 +1,343 @@
+#include <cmath>
+
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Views/UIControl.h"
+#include "UIKit/Input/UIGestureRecognizer.h"
+#include "UIKit/Views/UIScrollView.h"
+#include "platform/UIKit/Windows/ScriptedHost.h"
+
+namespace oq {
+namespace {
+
+using Log = std::vector<std::string>;
+
+/// Writes down its touches; a test may hang something on each.
+class TouchView : public UIView {
+ public:
+  void touchesBegan(UITouch&) override { note("began"); }
+  void touchesMoved(UITouch&) override { note("moved"); }
+  void touchesEnded(UITouch&) override { note("ended"); }
+  void touchesCancelled(UITouch&) override { note("cancelled"); }
+
+  Log log;
+  std::function<void(const std::string&)> onTouch;
+
+ private:
+  void note(const std::string& phase) {
+    log.push_back(phase);
+    if (onTouch) onTouch(phase);
+  }
+};
+
+class TouchTest : public UIKitTest {
+ protected:
+  bool down(double x, double y) { return window->touchBegan(0, {x, y}, host.time); }
+  void move(double x, double y) { window->touchMoved(0, {x, y}, host.time); }
+  void up(double x, double y) { window->touchEnded(0, {x, y}, host.time); }
+};
+
+TEST_F(TouchTest, TheFrontMostViewThatTakesTouchesIsHit) {
+  auto back = add(CGRectMake(0, 0, 50, 50)), front = add(CGRectMake(0, 0, 50, 50));
+  auto child = add(CGRectMake(0, 0, 20, 20), front);
+  EXPECT_EQ(window->hitTest({10, 10}), child);
+  EXPECT_EQ(window->hitTest({30, 30}), front);
+  EXPECT_EQ(window->hitTest({50, 10}), nullptr)
+      << "the right edge is outside, the window itself is nothing to hit";
+
+  back->layer().setZPosition(1);
+  EXPECT_EQ(window->hitTest({10, 10}), back);
+  back->layer().setZPosition(0);
+
+  const std::vector<std::pair<std::function<void()>, std::function<void()>>> obstacles = {
+      {[&] { front->setHidden(true); }, [&] { front->setHidden(false); }},
+      {[&] { front->setAlpha(0.009); }, [&] { front->setAlpha(1); }},
+      {[&] { front->setUserInteractionEnabled(false); }, [&] { front->setUserInteractionEnabled(true); }},
+      {[&] { UIView::animateWithDuration(1, [&] { front->setAlpha(0.5); }); }, [&] { stepTo(1); }},
+  };
+  for (const auto& [put, takeAway] : obstacles) {
+    put();
+    EXPECT_EQ(window->hitTest({10, 10}), back);
+    takeAway();
+    EXPECT_EQ(window->hitTest({10, 10}), child);
+  }
+}
+
+TEST_F(TouchTest, WhatNoViewTakesPassesThroughToTheHost) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  EXPECT_FALSE(window->wantsTouchAt({60, 60}));
+  EXPECT_FALSE(down(60, 60));
+  up(10, 10);
+  EXPECT_TRUE(view->log.empty());
+  EXPECT_TRUE(down(10, 10));
+  up(90, 90);
+  EXPECT_EQ(view->log, (Log{"began", "ended"})) << "it stays with the view that it began in";
+}
+
+TEST_F(TouchTest, AViewThatFillsTheSurroundingsTakesTheirTouches) {
+  auto overlay = add(CGRectMake(0, 0, 100, 200));
+  auto dimming = add(CGRectMake(0, 0, 100, 200), overlay);
+  EXPECT_FALSE(window->wantsTouchAt({-20, 10}));
+  dimming->setFillsSurroundings(true);
+  EXPECT_EQ(window->hitTest({-20, 10}), dimming);
+  UIView::animateWithDuration(1, [&] { dimming->setAlpha(0.5); });
+  EXPECT_EQ(window->hitTest({-20, 10}), overlay);
+  overlay->setHidden(true);
+  EXPECT_FALSE(window->wantsTouchAt({-20, 10}));
+}
+
+TEST_F(TouchTest, RemovingAViewInAnyOfItsTouchesIsSafeAndEndsTheTouchOnce) {
+  for (const std::string phase : {"began", "moved", "ended"}) {
+    auto parent = add(CGRectMake(0, 0, 50, 50));
+    auto view = add<TouchView>(CGRectMake(0, 0, 50, 50), parent);
+    Log log;
+    std::weak_ptr<UIView> watched = view;
+    view->onTouch = [&log, &parent, phase](const std::string& now) {
+      log.push_back(now);
+      if (now != phase || !parent) return;
+      parent->removeFromSuperview();
+      parent.reset();
+    };
+    view.reset();
+    down(10, 10);
+    move(11, 11);
+    up(11, 11);
+    EXPECT_TRUE(watched.expired()) << phase;
+    ASSERT_FALSE(log.empty());
+    const auto ends =
+        std::count(log.begin(), log.end(), "ended") + std::count(log.begin(), log.end(), "cancelled");
+    EXPECT_EQ(ends, 1) << phase;
+    EXPECT_EQ(log.back(), phase == "ended" ? "ended" : "cancelled");
+  }
+}
+
+TEST_F(TouchTest, ClosingTheWindowInATouchIsSafe) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  view->onTouch = [&](const std::string& phase) {
+    if (phase == "moved") window.reset();
+  };
+  down(10, 10);
+  UIWindow& closing = *window;
+  closing.touchMoved(0, {11, 11}, 0);
+  EXPECT_EQ(view->log, (Log{"began", "moved", "cancelled"}));
+}
+
+TEST_F(TouchTest, AViewHasOneTouchAtATime) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  EXPECT_TRUE(window->touchBegan(1, {10, 10}, 0));
+  EXPECT_TRUE(window->touchBegan(2, {20, 20}, 0));
+  window->touchEnded(2, {20, 20}, 0);
+  EXPECT_EQ(view->log, (Log{"began"}));
+  window->touchBegan(1, {10, 10}, 0);
+  EXPECT_EQ(view->log, (Log{"began", "cancelled", "began"})) << "a lost end is made good";
+}
+
+TEST_F(TouchTest, ATapIsRecognisedBeforeTheViewAndCancelsIt) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&] { view->log.push_back("tap"); }));
+  down(10, 10);
+  move(18, 14);
+  up(18, 14);
+  EXPECT_EQ(view->log, (Log{"began", "moved", "tap", "cancelled"}));
+
+  view->log.clear();
+  down(10, 10);
+  move(30, 10);
+  up(10, 10);
+  EXPECT_EQ(view->log, (Log{"began", "moved", "ended"})) << "too far on the way";
+}
+
+/// Removes its view as soon as it sees a touch there.
+class RemovingRecognizer : public UITapGestureRecognizer {
+ public:
+  RemovingRecognizer() : UITapGestureRecognizer(nullptr) {}
+  void touchesBegan(UITouch&, UIView& view) override { view.removeFromSuperview(); }
+};
+
+TEST_F(TouchTest, AViewThatARecogniserRemovesSeesNoTouchBegin) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  view->addGestureRecognizer(std::make_shared<RemovingRecognizer>());
+  down(10, 10);
+  up(10, 10);
+  EXPECT_EQ(view->log, (Log{"cancelled"}));
+}
+
+TEST_F(TouchTest, ATapMayDestroyItsOwner) {
+  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
+  std::weak_ptr<UIView> watched = view;
+  auto token = std::make_shared<int>(7);
+  view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&watched, token] {
+    const auto owner = watched.lock();
+    for (int i = 0; i < 100; ++i)
+      owner->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>(nullptr));
+    owner->removeFromSuperview();
+    EXPECT_EQ(*token, 7);
+  }));
+  view.reset();
+  down(10, 10);
+  up(10, 10);
+  EXPECT_TRUE(watched.expired());
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
+  auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
+  auto child = add<TouchView>(CGRectMake(0, 0, 100, 300), scroll);
+  down(50, 80);
+  move(50, 60);
+  EXPECT_EQ(child->log, (Log{"began", "moved"})) << "nothing to scroll yet";
+  window->touchCancelled(0);
+
+  scroll->setContentSize({100, 300});
+  child->log.clear();
+  down(50, 80);
+  move(80, 71);
+  EXPECT_EQ(scroll->contentOffset().y, 0);
+  move(80, 69);
+  move(80, 49);
+  EXPECT_EQ(child->log, (Log{"began", "moved", "cancelled"}));
+  EXPECT_EQ(scroll->contentOffset(), CGPointMake(0, 20)) << "from where it was taken over";
+  move(80, -1000);
+  EXPECT_EQ(scroll->contentOffset().y, 200);
+  up(80, -1000);
+  EXPECT_EQ(child->log.size(), 3u);
+
+  EXPECT_TRUE(window->scroll({50, 50}, 0, -30));
+  EXPECT_EQ(scroll->contentOffset().y, 170);
+
+  down(50, 50);
+  move(50, 70);
+  move(50, 80);
+  EXPECT_EQ(scroll->contentOffset().y, 160) << "a further drag goes on from there";
+}
+
+TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
+  auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
+  scroll->setContentSize({100, 2000});
+  auto shown = [&] { return scroll->layer().presentation(host.time).bounds.origin.y; };
+  auto drag = [&](double step) {
+    down(50, 90);
+    for (int i = 1; i <= 5; ++i) {
+      stepTo(host.time + 0.01);
+      move(50, 90 - i * step);
+    }
+  };
+  drag(10);  // 1000 points a second: it comes to rest half a second's way further
+  up(50, 40);
+  EXPECT_EQ(shown(), 50);
+  stepTo(host.time + 0.2);
+  EXPECT_NEAR(shown(), 50 + 500 * (1 - std::exp(-0.4)), 5);
+  EXPECT_TRUE(window->wantsTouchAt({50, 50}));
+  EXPECT_EQ(window->hitTest({50, 50}), scroll) << "in motion it can be touched";
+  const double stopped = shown();
+  down(50, 50);
+  up(50, 50);
+  stepTo(host.time + 1);
+  EXPECT_EQ(shown(), stopped);
+
+  drag(10);
+  stepTo(host.time + 0.2);
+  up(50, 40);
+  EXPECT_FALSE(scroll->isDecelerating()) << "it had come to rest";
+  // At the end of the content there is nothing to roll on.
+  scroll->setContentOffset({0, 1900});
+  drag(10);
+  up(50, 40);
+  EXPECT_FALSE(scroll->isDecelerating());
+  EXPECT_TRUE(window->fling({50, 50}, 0, -10000)) << "a touchpad";
+  stepTo(host.time + 10);
+  EXPECT_EQ(shown(), 0);
+
+  AnimationEngine::shared().setEnabled(false);
+  drag(10);
+  up(50, 40);
+  EXPECT_EQ(shown(), 50) << "it neither rolls nor jumps";
+  AnimationEngine::shared().setEnabled(true);
+}
+
+class GreedyView : public TouchView {
+ public:
+  bool takesOver(const UITouch&) const override { return true; }
+};
+
+TEST_F(TouchTest, AViewThatIsTakenOverMayRemoveTheTaker) {
+  auto taker = add<GreedyView>(CGRectMake(0, 0, 100, 100));
+  auto child = add<TouchView>(CGRectMake(0, 0, 100, 100), taker);
+  child->onTouch = [&](const std::string& phase) {
+    if (phase == "cancelled") taker->removeFromSuperview();
+  };
+  down(50, 80);
+  move(50, 60);
+  move(50, 40);
+  EXPECT_EQ(child->log, (Log{"began", "cancelled"}));
+  EXPECT_EQ(taker->log, (Log{"cancelled"})) << "it was given the touch, and never saw it begin";
+}
+
+class ControlTest : public TouchTest {
+ protected:
+  ControlTest() {
+    control = add<UIControl>(CGRectMake(0, 0, 20, 20));
+    const std::vector<std::pair<std::uint32_t, std::string>> events = {
+        {UIControlEventTouchDown, "down"},
+        {UIControlEventTouchUpInside, "inside"},
+        {UIControlEventTouchUpOutside, "outside"},
+        {UIControlEventTouchCancel, "cancel"}};
+    for (const auto& [event, name] : events) {
+      control->addTarget([this, name](UIControl&) { log.push_back(name); }, event);
+    }
+  }
+  std::shared_ptr<UIControl> control;
+  Log log;
+};
+
+TEST_F(ControlTest, TouchesBecomeEvents) {
+  down(10, 10);
+  EXPECT_TRUE(control->isHighlighted());
+  move(10, 89);
+  EXPECT_TRUE(control->isHighlighted()) << "a finger is not that precise";
+  move(10, 91);
+  EXPECT_FALSE(control->isHighlighted());
+  move(10, 15);
+  EXPECT_TRUE(control->isHighlighted());
+  up(10, 15);
+  EXPECT_FALSE(control->isHighlighted());
+  EXPECT_EQ(log, (Log{"down", "inside"}));
+
+  log.clear();
+  down(10, 10);
+  up(10, 30);
+  down(10, 10);
+  control->removeFromSuperview();
+  EXPECT_FALSE(control->isHighlighted());
+  EXPECT_EQ(log, (Log{"down", "outside", "down", "cancel"}));
+}
+
+TEST_F(ControlTest, ADisabledControlSaysNothing) {
+  down(10, 10);
+  control->setEnabled(false);
+  EXPECT_FALSE(control->isHighlighted());
+  up(10, 10);
+  EXPECT_TRUE(down(10, 10)) << "and keeps its touches from the host";
+  up(10, 10);
+  EXPECT_EQ(log, (Log{"down"}));
+}
+
+TEST_F(ControlTest, AnActionMayDropItsControlAndChangeItsActions) {
+  std::weak_ptr<UIControl> watched = control;
+  const auto drop = [this](UIControl& sender) {
+    if (!control) return;
+    sender.removeFromSuperview();
+    control.reset();
+    for (int i = 0; i < 100; ++i) {
+      sender.addTarget([this](UIControl&) { log.push_back("late"); }, UIControlEventValueChanged);
+    }
+  };
+  control->addTarget(drop, UIControlEventValueChanged);
+  control->addTarget([this](UIControl&) { log.push_back("changed"); }, UIControlEventValueChanged);
+  UIControl& dropped = *control;
+  dropped.sendActionsForControlEvents(UIControlEventValueChanged);
+  EXPECT_TRUE(watched.expired());
+  EXPECT_EQ(log, (Log{"changed"}));
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,389 @@
+#include <gdk-pixbuf/gdk-pixbuf.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <time.h>
+
+#include <string>
+#include <thread>
+
+#include "Canvas.h"
+#include "UIKit/Views/UIButton.h"
+#include "UIKit/Painting/UIImage.h"
+#include "UIKit/Views/UIImageView.h"
+#include "UIKit/Input/UITouch.h"
+#include "oqsdk/headless/HeadlessHost.h"
+#include "support/PngData.h"
+#include "support/ScratchFolder.h"
+
+namespace oq {
+namespace {
+
+using namespace test;
+
+/// A picture whose left half is red, the rest translucent blue.
+cairo_surface_t* makePicture(int width, int height) {
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+  cairo_t* cr = cairo_create(surface);
+  cairo_set_source_rgba(cr, 0, 0, 1, 0.5);
+  cairo_paint(cr);
+  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+  cairo_set_source_rgb(cr, 1, 0, 0);
+  cairo_rectangle(cr, 0, 0, width / 2, height);
+  cairo_fill(cr);
+  cairo_destroy(cr);
+  return surface;
+}
+
+Data pngOf(int width, int height) {
+  return test::pngData(makePicture(width, height));
+}
+
+/// A JPEG that is red at the left, green at the right, and says how it was held.
+Data jpegOf(int width, int height, std::uint8_t orientation) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
+  gdk_pixbuf_fill(pixels, 0xff0000ff);
+  GdkPixbuf* right = gdk_pixbuf_new_subpixbuf(pixels, width / 2, 0, width / 2, height);
+  gdk_pixbuf_fill(right, 0x00ff00ff);
+  gchar* bytes = nullptr;
+  gsize length = 0;
+  gdk_pixbuf_save_to_buffer(pixels, &bytes, &length, "jpeg", nullptr, "quality", "100", nullptr);
+  Data jpeg(bytes, bytes + length);
+  g_free(bytes);
+  g_object_unref(right);
+  g_object_unref(pixels);
+  const Data exif = {0xff, 0xe1, 0,    34,   'E', 'x', 'i', 'f', 0, 0, 'I',         'I', 42, 0, 8, 0, 0, 0,
+                     1,    0,    0x12, 0x01, 3,   0,   1,   0,   0, 0, orientation, 0,   0,  0, 0, 0, 0, 0};
+  jpeg.insert(jpeg.begin() + 2, exif.begin(), exif.end());
+  return jpeg;
+}
+
+std::shared_ptr<UIWindow> windowWith(const std::shared_ptr<UIView>& view) {
+  auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
+  window->addSubview(view);
+  return window;
+}
+
+TEST(Image, DecodesToPremultipliedPixels) {
+  auto image = UIImage::imageWithData(pngOf(20, 10));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (CGSize{20, 10}));
+  EXPECT_EQ(image->scale(), 1);
+  Canvas canvas(20, 10);
+  drawImage(canvas.cr(), *image, CGRectMake(0, 0, 20, 10));
+  EXPECT_EQ(canvas.at(5, 5), kRed);
+  EXPECT_TRUE(canvas.at(15, 5).isNear({127, 127, 255})) << canvas.at(15, 5);
+}
+
+TEST(Image, RefusesWhatIsNoPicture) {
+  Data whole = pngOf(20, 10);
+  const Data cases[] = {{},
+                        dataFromString("not a picture"),
+                        Data(whole.begin(), whole.begin() + 8),
+                        Data(whole.begin(), whole.begin() + 50),
+                        pngOf(8193, 1),
+                        pngOf(1, 8193)};
+  for (const Data& data : cases) EXPECT_FALSE(UIImage::imageWithData(data)) << data.size() << " bytes";
+  EXPECT_FALSE(UIImage::imageWithContentsOfFile("/nowhere/at/all.png"));
+  EXPECT_FALSE(UIImage::imageWithContentsOfFile("/"));
+  EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "as large as may be";
+}
+
+/// 20,000 by 20,000 pixels in a megabyte, in every format that says so in its first bytes.
+std::vector<std::pair<std::string, Data>> bombs() {
+  auto bytes = [](std::initializer_list<int> list) { return Data(list.begin(), list.end()); };
+  Data png = pngOf(20, 10), jpeg = jpegOf(32, 16, 1);
+  const std::uint8_t side[] = {0, 0, 0x4e, 0x20};
+  for (int at : {16, 20}) std::copy_n(side, 4, png.begin() + at);
+  for (std::size_t i = 0; i + 8 < jpeg.size(); ++i) {
+    if (jpeg[i] != 0xff || jpeg[i + 1] != 0xc0) continue;
+    for (std::size_t at : {i + 5, i + 7})
+      std::copy_n(side + 2, 2, jpeg.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+  std::vector<std::pair<std::string, Data>> all = {
+      {"png", png},
+      {"jpeg", jpeg},
+      {"gif", bytes({'G',  'I', 'F', '8', '9', 'a',  0x20, 0x4e, 0x20, 0x4e, 0, 0,  0,
+                     0x2c, 0,   0,   0,   0,   0x20, 0x4e, 0x20, 0x4e, 0,    2, 255})},
+      {"bmp", bytes({'B',  'M',  0, 0, 16,   0,    0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0,
+                     0x20, 0x4e, 0, 0, 0x20, 0x4e, 0, 0, 1, 0, 24, 0, 0, 0, 0,  0, 0, 0,
+                     0,    0,    0, 0, 0,    0,    0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0})},
+      {"ppm", dataFromString("P6\n20000 20000\n255\n")},
+      {"svg", dataFromString("<svg xmlns='http://www.w3.org/2000/svg' width='20000' height='20000'></svg>")}};
+  for (auto& [name, data] : all) data.resize(1'000'000, ' ');
+  return all;
+}
+
+long peakKilobytes() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+TEST(Image, RefusesBombsByTheirHeaders) {
+  const auto pictures = bombs();
+  // What a decoder loads once does not count.
+  EXPECT_TRUE(UIImage::imageWithData(pngOf(8, 8)) && UIImage::imageWithData(jpegOf(32, 16, 1)));
+  const long before = peakKilobytes();
+  for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
+  std::thread([&] {
+    for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
+  }).join();
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep what was freed
+  EXPECT_LE(peakKilobytes() - before, 16 * 1024);
+#else
+  (void)before;
+#endif
+}
+
+/// Two frames of one pixel: red, then blue.
+const Data kGif = {
+    'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
+    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
+
+/// A picture that hardly compresses, in the format.
+Data noisy(const char* format) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 100, 90);
+  guint length = 0;
+  guchar* bytes = gdk_pixbuf_get_pixels_with_length(pixels, &length);
+  std::uint32_t seed = 1;
+  for (guint i = 0; i < length; ++i) bytes[i] = static_cast<guchar>((seed = seed * 1664525 + 1013904223) >> 24);
+  gchar* saved = nullptr;
+  gsize size = 0;
+  gdk_pixbuf_save_to_buffer(pixels, &saved, &size, format, nullptr, nullptr);
+  Data data(saved, saved + size);
+  g_free(saved);
+  g_object_unref(pixels);
+  return data;
+}
+
+TEST(Image, RefusesAPictureThatBreaksOff) {
+  const std::pair<const char*, Data> cases[] = {
+      {"png", noisy("png")}, {"jpeg", noisy("jpeg")}, {"tiff", noisy("tiff")}, {"gif", kGif}};
+  for (const auto& [name, whole] : cases) {
+    SCOPED_TRACE(name);
+    EXPECT_FALSE(UIImage::isBroken(whole));
+    Data more = whole;
+    more.resize(whole.size() + 500, 'x');
+    const auto image = UIImage::imageWithData(more);
+    EXPECT_TRUE(image && image->surface()) << "what follows a whole picture does not count";
+    for (const double part : {0.3, 0.5, 0.9, 0.95}) {
+      Data cut = whole;
+      cut.resize(static_cast<std::size_t>(part * static_cast<double>(whole.size())));
+      EXPECT_TRUE(UIImage::isBroken(cut)) << part;
+    }
+  }
+  for (const auto& [name, whole] : {cases[0], cases[1]}) {
+    SCOPED_TRACE(name);
+    Data endless = whole;
+    endless.resize(whole.size() - 1);
+    EXPECT_TRUE(UIImage::isBroken(endless)) << "the last bytes only mark the end";
+    const auto middle = whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2);
+    Data holed(whole.begin(), middle);
+    holed.insert(holed.end(), middle + 1000, whole.end());
+    EXPECT_TRUE(UIImage::isBroken(holed)) << "a part in the middle is missing";
+  }
+  EXPECT_FALSE(UIImage::isBroken(dataFromString("no picture")));
+}
+
+TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
+  auto image = UIImage::imageWithData(kGif);
+  ASSERT_TRUE(image);
+  Canvas canvas(1, 1);
+  drawImage(canvas.cr(), *image, CGRectMake(0, 0, 1, 1));
+  EXPECT_EQ(canvas.at(0, 0), kRed);
+}
+
+TEST(Image, IsTurnedAsThePhotographWasHeld) {
+  auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)),
+       turned = UIImage::imageWithData(jpegOf(32, 16, 6));
+  ASSERT_TRUE(upright && turned);
+  EXPECT_EQ(upright->size(), (CGSize{32, 16}));
+  EXPECT_EQ(turned->size(), (CGSize{16, 32}));
+  Canvas canvas(16, 32);
+  drawImage(canvas.cr(), *turned, CGRectMake(0, 0, 16, 32));
+  EXPECT_GT(canvas.at(8, 4).red, 200);  // what was left is on top now
+  EXPECT_GT(canvas.at(8, 28).green, 200);
+}
+
+TEST(Image, TakesItsDensityFromTheFileName) {
+  ScratchFolder folder;
+  for (auto [name, side] :
+       {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
+    auto image = UIImage::imageWithContentsOfFile(folder.write(name, stringFromData(pngOf(60, 60))));
+    ASSERT_TRUE(image) << name;
+    EXPECT_EQ(image->size(), (CGSize{side, side})) << name;
+  }
+}
+
+TEST(ImageView, PutsItsPictureByTheContentMode) {
+  HeadlessHost host;
+  auto view = std::make_shared<UIImageView>();
+  view->setFrame(CGRectMake(10, 10, 40, 40));
+  view->setImage(UIImage::imageWithData(pngOf(20, 10)));
+  const CGRect bounds = view->bounds();
+  auto rectIn = [&](UIViewContentMode mode) {
+    view->setContentMode(mode);
+    EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 10));
+    return view->contentRect(bounds);
+  };
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleToFill), bounds);
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleAspectFill), CGRectMake(-20, 0, 80, 40));
+  EXPECT_EQ(rectIn(UIViewContentMode::ScaleAspectFit), CGRectMake(0, 10, 40, 20));
+
+  auto window = windowWith(view);
+  Canvas canvas(*window);
+  auto ink = canvas.ink();
+  EXPECT_EQ((std::vector{ink.left, ink.top, ink.right, ink.bottom}), (std::vector{10, 20, 50, 40}));
+  EXPECT_EQ(canvas.at(15, 30), kRed);
+  EXPECT_TRUE(canvas.at(45, 30).isNear({127, 127, 255}));
+  const auto image = view->image();
+  view->setImage(nullptr);
+  Canvas blank(*window);
+  EXPECT_EQ(blank.ink().pixels, 0);
+  view->setImage(image);
+  EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 10));
+  EXPECT_EQ(Canvas(*window).ink().pixels, ink.pixels) << "the same picture again";
+}
+
+double ownSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+TEST(ImageView, LeavesDecodingAndScalingToOtherThreads) {
+  HeadlessHost host;
+  const Data large = pngOf(4000, 3000);
+  double there = 0;
+  std::thread([&] {
+    Canvas canvas(390, 293);
+    const double began = ownSeconds();
+    drawImage(canvas.cr(), *UIImage::imageWithData(large), CGRectMake(0, 0, 390, 292.5));
+    there = ownSeconds() - began;
+  }).join();
+
+  auto view = std::make_shared<UIImageView>();
+  view->setFrame(CGRectMake(0, 0, 390, 292.5));
+  auto window = windowWith(view);
+  Canvas canvas(400, 300);
+  const double began = ownSeconds();
+  view->setImage(UIImage::imageWithData(large));
+  ASSERT_TRUE(view->image()) << "the header says that it is one";
+  canvas.paint(*window);
+  const double untilPainted = ownSeconds() - began;
+  EXPECT_EQ(canvas.at(100, 100), kWhite) << "not there yet, and not waited for";
+  ASSERT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 60));
+  const auto content = view->content();
+  const double resumed = ownSeconds();
+  for (int frame = 0; frame < 3; ++frame) canvas.paint(*window);
+  const double here = untilPainted + ownSeconds() - resumed;
+  EXPECT_EQ(canvas.at(100, 100), kRed);
+  EXPECT_EQ(view->content(), content) << "made once";
+  EXPECT_LT(here, there / 4);
+
+  // A broken picture leaves the view as it is.
+  Data broken = large;
+  broken.resize(broken.size() / 2);
+  view->setImage(UIImage::imageWithData(broken));
+  EXPECT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 60));
+  canvas.paint(*window);
+  EXPECT_EQ(canvas.at(100, 100), kRed);
+}
+
+class Button : public testing::Test {
+ protected:
+  Colour colourAt(int x, int y) { return Canvas(*window).at(x, y); }
+  void hold() { window->touchBegan(0, {50, 50}, 0); }
+
+  std::shared_ptr<UIButton> button = std::make_shared<UIButton>();
+  std::shared_ptr<UIWindow> window = windowWith(button);
+  void SetUp() override { button->setFrame(CGRectMake(0, 0, 100, 100)); }
+};
+
+TEST_F(Button, DarkensWhileItIsHeldDown) {
+  button->setBackgroundColor(UIColor::redColor());
+  button->setImage(UIImage::imageWithData(pngOf(20, 20)), UIControlStateNormal);
+  Colour before = colourAt(75, 50);
+  hold();
+  EXPECT_LT(colourAt(5, 5).red, 230);
+  EXPECT_GT(colourAt(5, 5).red, 150);
+  EXPECT_LT(colourAt(75, 50).blue, before.blue);
+  window->touchEnded(0, {50, 50}, 0);
+  EXPECT_EQ(colourAt(75, 50), before);
+
+  // Where there is nothing, nothing darkens.
+  button->setBackgroundColor(UIColor::clearColor());
+  button->setImage(nullptr, UIControlStateNormal);
+  hold();
+  EXPECT_EQ(colourAt(5, 5), kWhite);
+}
+
+TEST_F(Button, AnswersToThePointerALittle) {
+  for (const UIColor background : {UIColor::redColor(), UIColor::blackColor()}) {
+    button->setBackgroundColor(background);
+    const Colour before = colourAt(50, 50);
+    EXPECT_TRUE(window->pointerMoved(CGPoint{50, 50}));
+    const Colour hovered = colourAt(50, 50);
+    const int little = std::abs(hovered.red - before.red);
+    EXPECT_GT(little, 8);
+    hold();
+    EXPECT_GT(std::abs(colourAt(50, 50).red - before.red), 2 * little) << "held down";
+    window->touchEnded(0, {50, 50}, 0);
+    EXPECT_EQ(colourAt(50, 50), hovered);
+    EXPECT_FALSE(window->pointerMoved(std::nullopt));
+    EXPECT_EQ(colourAt(50, 50), before);
+  }
+  // A finger is not a pointer, and what cannot be pressed does not answer.
+  const Colour before = colourAt(50, 50);
+  hold();
+  window->touchEnded(0, {50, 50}, 0);
+  EXPECT_EQ(colourAt(50, 50), before);
+  button->setEnabled(false);
+  EXPECT_FALSE(window->pointerMoved(CGPoint{50, 50}));
+  EXPECT_EQ(colourAt(50, 50), before);
+  // Taken away from under the pointer, it comes back as it was.
+  button->setEnabled(true);
+  window->pointerMoved(CGPoint{50, 50});
+  button->removeFromSuperview();
+  window->addSubview(button);
+  EXPECT_EQ(colourAt(50, 50), before);
+}
+
+TEST_F(Button, ShowsTheLookOfItsStateOrTheNormalOne) {
+  button->setTitle("normal", UIControlStateNormal);
+  EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
+  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::whiteColor());
+  button->setTitleColor(UIColor::redColor(), UIControlStateNormal);
+  EXPECT_EQ(button->titleColorForState(UIControlStateDisabled), UIColor::redColor());
+  button->setTitle(std::nullopt, UIControlStateNormal);
+  EXPECT_FALSE(button->titleForState(UIControlStateNormal));
+
+  auto image = UIImage::imageWithData(pngOf(20, 20));
+  button->setImage(image, UIControlStateNormal);
+  button->setImage(image, UIControlStateHighlighted);
+  Colour before = colourAt(25, 50);
+  hold();
+  EXPECT_EQ(colourAt(25, 50), before) << "it has a look of its own for that state";
+}
+
+TEST_F(Button, CentresItsTitle) {
+  button->setTitle("ok", UIControlStateNormal);
+  button->setTitleColor(UIColor::blackColor(), UIControlStateNormal);
+  auto ink = [&] { return Canvas(*window).ink(); };
+  auto small = ink();
+  EXPECT_NEAR(small.left, 100 - small.right, 4);
+  EXPECT_NEAR(small.top, 100 - small.bottom, 8);
+  button->titleLabel().setFont(UIFont::systemFontOfSize(40));
+  EXPECT_GT(ink().pixels, small.pixels);
+  button->setTitle("a title that is far too long for it", UIControlStateNormal);
+  EXPECT_LE(ink().bottom - ink().top, 55) << "one line";
+  button->titleLabel().setFont(UIFont::systemFontOfSize(12));
+  button->setTitlePadding(20);
+  EXPECT_GE(ink().left, 19);
+  EXPECT_LE(ink().right, 81);
+  EXPECT_GT(ink().pixels, 50);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,301 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Canvas.h"
+#include "UIKit/Painting/LayerContent.h"
+#include "UIKit/Painting/Painter.h"
+#include "UIKit/Views/UIScrollView.h"
+
+namespace oq {
+namespace {
+
+using namespace test;
+
+constexpr UIColor red = UIColor::redColor(), green = UIColor::greenColor(), blue{0, 0, 1, 1};
+
+/// Shows one colour all over, as content rather than as background.
+class InkView : public UIView {
+ public:
+  InkView(CGRect frame, UIColor colour) : UIView(frame), _colour(colour) {}
+  int drawn() const { return *_drawn; }
+
+ protected:
+  std::shared_ptr<LayerContent> makeContent(CGSize size) override {
+    return std::make_shared<LayerContent>(size, [colour = _colour, drawn = _drawn](cairo_t* cr) {
+      ++*drawn;
+      cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+      cairo_paint(cr);
+    });
+  }
+
+ private:
+  UIColor _colour;
+  std::shared_ptr<int> _drawn = std::make_shared<int>(0);
+};
+
+/// Writes down what it is asked to do.
+class RecordingPainter : public Painter {
+ public:
+  std::vector<std::string> calls;
+
+  void pushTranslation(double, double) override { _open.push_back(""); }
+  void pushClip(CGRect, double) override { push("clip"); }
+  void pushOpacity(double) override { push("group"); }
+  void pop() override {
+    if (!_open.back().empty()) calls.push_back("/" + _open.back());
+    _open.pop_back();
+  }
+  void fill(CGRect, double, UIColor colour) override { calls.push_back("fill " + name(colour)); }
+  void content(LayerContent&, CGRect, double opacity) override {
+    calls.push_back(opacity < 1 ? "content, faint" : "content");
+  }
+  void shapeShadow(CGRect, double, UIColor, CGSize, double) override { calls.push_back("shadow"); }
+  void contentShadow(LayerContent&, CGRect, UIColor, CGSize, double) override { calls.push_back("ink shadow"); }
+  bool isBalanced() const { return _open.empty(); }
+
+ private:
+  void push(const char* what) {
+    _open.push_back(what);
+    calls.push_back(what);
+  }
+  static std::string name(UIColor c) {
+    std::string name = c.red > 0 ? "red" : c.green > 0 ? "green" : c.blue > 0 ? "blue" : "black";
+    return c.alpha < 1 ? name + ", faint" : name;
+  }
+  std::vector<std::string> _open;
+};
+
+class Painting : public testing::Test {
+ protected:
+  std::shared_ptr<UIView> add(CGRect frame, UIColor colour, const std::shared_ptr<UIView>& parent = nullptr) {
+    return add(std::make_shared<UIView>(frame), colour, parent);
+  }
+  template <class V>
+  std::shared_ptr<V> add(std::shared_ptr<V> view, UIColor colour, const std::shared_ptr<UIView>& parent = nullptr) {
+    view->setBackgroundColor(colour);
+    (parent ? parent : std::static_pointer_cast<UIView>(window))->addSubview(view);
+    return view;
+  }
+  std::vector<std::string> calls(double now = 0) {
+    RecordingPainter painter;
+    paintWindow(*window, painter, now);
+    EXPECT_TRUE(painter.isBalanced());
+    return painter.calls;
+  }
+  using Calls = std::vector<std::string>;
+
+  std::shared_ptr<UIWindow> window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
+  const UIColor clear = UIColor::clearColor();
+};
+
+TEST_F(Painting, GoesFromShadowToBackgroundToContentToSubviews) {
+  auto view = add(std::make_shared<InkView>(CGRectMake(10, 10, 50, 50), blue), red);
+  view->layer().setShadowOpacity(0.5);
+  add(CGRectMake(0, 0, 10, 10), green, view);
+  EXPECT_EQ(calls(), (Calls{"shadow", "fill red", "content", "fill green"}));
+
+  view->setClipsToBounds(true);  // and the shadow, which lies outside, goes
+  EXPECT_EQ(calls(), (Calls{"fill red", "clip", "content", "fill green", "/clip"}));
+
+  view->setClipsToBounds(false);
+  view->setBackgroundColor(clear);
+  EXPECT_EQ(calls(), (Calls{"ink shadow", "content", "fill green"}));
+}
+
+TEST_F(Painting, StacksSubviewsByZPositionAndThenByOrder) {
+  auto low = add(CGRectMake(0, 0, 50, 50), red);
+  auto high = add(CGRectMake(0, 0, 50, 50), green);
+  add(CGRectMake(0, 0, 50, 50), blue);
+  EXPECT_EQ(calls(), (Calls{"fill red", "fill green", "fill blue"}));
+  high->layer().setZPosition(1);
+  EXPECT_EQ(calls(), (Calls{"fill red", "fill blue", "fill green"}));
+  low->layer().setZPosition(1);
+  EXPECT_EQ(calls(), (Calls{"fill blue", "fill red", "fill green"}));
+}
+
+TEST_F(Painting, UsesAGroupOnlyWhereThingsThatOverlapFadeTogether) {
+  auto view = add(CGRectMake(0, 0, 50, 50), red);
+  view->setAlpha(0.5);
+  EXPECT_EQ(calls(), (Calls{"fill red, faint"}));
+
+  auto child = add(CGRectMake(10, 10, 20, 20), green, view);
+  EXPECT_EQ(calls(), (Calls{"group", "fill red", "fill green", "/group"}));
+  child->setHidden(true);
+  EXPECT_EQ(calls(), (Calls{"fill red, faint"}));
+  child->setHidden(false);
+  view->setBackgroundColor(clear);  // the one subview can take the opacity itself
+  EXPECT_EQ(calls(), (Calls{"fill green, faint"}));
+  add(CGRectMake(0, 0, 5, 5), blue, child);  // unless that has more than one thing in turn
+  EXPECT_EQ(calls(), (Calls{"group", "fill green", "fill blue", "/group"}));
+
+  auto ink = add(std::make_shared<InkView>(CGRectMake(60, 0, 20, 20), blue), clear);
+  view->setHidden(true);
+  ink->setAlpha(0.5);
+  EXPECT_EQ(calls(), (Calls{"content, faint"}));
+}
+
+TEST_F(Painting, BlendsAGroupAsOne) {
+  auto view = add(CGRectMake(0, 0, 50, 50), red);
+  view->setAlpha(0.5);
+  add(CGRectMake(10, 10, 20, 20), blue, view);
+  Canvas canvas(*window);
+  EXPECT_PRED1([](Colour c) { return c.isNear({255, 127, 127}); }, canvas.at(5, 5));
+  EXPECT_PRED1([](Colour c) { return c.isNear({127, 127, 255}); }, canvas.at(15, 15)) << "red shines through";
+}
+
+TEST_F(Painting, LeavesOutWhatCannotBeSeen) {
+  add(CGRectMake(0, 0, 50, 50), red)->setHidden(true);
+  add(CGRectMake(0, 0, 50, 50), red)->setAlpha(0.001);
+  add(CGRectMake(100, 0, 50, 50), red);
+  add(CGRectMake(0, -50, 50, 50), red);
+  auto closed = add(CGRectMake(0, 50, 50, 0), red);  // a card before it opens
+  closed->setClipsToBounds(true);
+  add(CGRectMake(0, 0, 50, 50), red, closed);
+  EXPECT_EQ(calls(), Calls{});
+
+  // A view that lies outside can still have subviews inside.
+  auto outside = add(CGRectMake(-50, 0, 50, 50), red);
+  add(CGRectMake(60, 0, 10, 10), green, outside);
+  EXPECT_EQ(calls(), (Calls{"fill green"}));
+}
+
+TEST_F(Painting, ClipsToTheBoundsAndRoundsTheCorners) {
+  auto view = add(CGRectMake(10, 10, 40, 40), red);
+  auto child = add(CGRectMake(20, 20, 60, 60), blue, view);
+  auto look = [&](int x, int y) { return Canvas(*window).at(x, y); };
+  EXPECT_EQ(look(60, 60), kBlue);
+  view->setClipsToBounds(true);
+  EXPECT_EQ(look(60, 60), kWhite);
+  EXPECT_EQ(look(49, 49), kBlue);
+  view->layer().setCornerRadius(20);
+  EXPECT_EQ(look(11, 11), kWhite);
+  EXPECT_EQ(look(48, 48), kWhite) << "the subview is rounded off with its superview";
+  EXPECT_EQ(look(30, 12), kRed);
+  view->setClipsToBounds(false);
+  EXPECT_EQ(look(11, 11), kWhite) << "a background is always rounded";
+  EXPECT_EQ(look(60, 60), kBlue);
+
+  child->setHidden(true);
+  auto ink = add(std::make_shared<InkView>(CGRectMake(50, 50, 40, 40), green), clear);
+  EXPECT_EQ(look(51, 51), kGreen);
+  ink->layer().setCornerRadius(20);
+  EXPECT_EQ(look(51, 51), kWhite) << "and so is a content";
+  EXPECT_EQ(look(70, 70), kGreen);
+}
+
+TEST_F(Painting, ScrollsByTheOriginOfTheBounds) {
+  auto view = add(CGRectMake(10, 10, 40, 40), red);
+  add(CGRectMake(0, 60, 10, 10), blue, view);
+  view->setClipsToBounds(true);
+  Canvas before(*window);
+  EXPECT_EQ(before.at(15, 25), kRed);
+  view->setBounds(CGRectMake(0, 50, 40, 40));
+  Canvas after(*window);
+  EXPECT_EQ(after.at(15, 25), kBlue);
+  EXPECT_EQ(after.at(15, 12), kRed) << "the background stays where it is";
+}
+
+TEST_F(Painting, ShowsAScrollIndicatorWhileThereIsMoreToSee) {
+  auto scroll = add(std::make_shared<UIScrollView>(), clear);
+  scroll->setFrame(CGRectMake(0, 0, 50, 100));
+  scroll->setContentSize({50, 400});
+  auto rows = [&] { return Canvas(*window).ink(); };
+  auto atTop = rows();
+  EXPECT_GT(atTop.left, 50) << "beside the view, where there is room";
+  EXPECT_LT(atTop.right, 60);
+  scroll->setFrame(CGRectMake(50, 0, 50, 100));
+  EXPECT_GT(rows().left, 90) << "inside, where there is none";
+  EXPECT_EQ(rows().right, 98);
+  EXPECT_LT(atTop.top, 5);
+  scroll->setContentOffset({0, 300});
+  EXPECT_GT(rows().bottom, 95);
+  EXPECT_EQ(rows().bottom - rows().top, atTop.bottom - atTop.top);
+  scroll->setContentSize({50, 100});
+  EXPECT_EQ(rows().pixels, 0);
+  scroll->setContentSize({50, 400});
+  scroll->setShowsVerticalScrollIndicator(false);
+  EXPECT_EQ(rows().pixels, 0);
+}
+
+TEST_F(Painting, PutsEdgesAndContentsOnWholePixels) {
+  add(CGRectMake(10.4, 10.4, 20.2, 20.2), red);
+  auto ink = add(std::make_shared<InkView>(CGRectMake(60.3, 10.3, 20, 20), blue), clear);
+  for (double scale : {1.0, 2.0, 1.5}) {
+    Canvas canvas(*window, scale);
+    for (int y = 0; y < canvas.height(); ++y) {
+      for (int x = 0; x < canvas.width(); ++x) {
+        Colour c = canvas.at(x, y);
+        ASSERT_TRUE(c == kWhite || c == kRed || c == kBlue) << c << " at " << x << ", " << y << ", scale " << scale;
+      }
+    }
+    EXPECT_EQ(canvas.at(std::lround(20 * scale), std::lround(20 * scale)), kRed);
+    EXPECT_EQ(canvas.at(std::lround(70 * scale), std::lround(20 * scale)), kBlue);
+  }
+}
+
+TEST_F(Painting, DrawsAContentOnceForManyFrames) {
+  auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 50), blue), clear);
+  for (int frame = 0; frame < 3; ++frame) {
+    ink->setFrame(CGRectMake(frame, 0, 50, 50));
+    Canvas canvas(*window);
+    EXPECT_EQ(canvas.at(25, 25), kBlue);
+  }
+  EXPECT_EQ(ink->drawn(), 1);
+  ink->setNeedsDisplay();
+  Canvas{*window};
+  EXPECT_EQ(ink->drawn(), 2);
+  Canvas(*window, 2);
+  EXPECT_EQ(ink->drawn(), 3) << "another density needs other pixels";
+}
+
+TEST_F(Painting, DrawsAContentThatIsTooLargeToKeep) {
+  auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 1e6), blue), clear);
+  ink->setAlpha(0.5);
+  Canvas canvas(*window);
+  EXPECT_PRED1([](Colour c) { return c.isNear({127, 127, 255}); }, canvas.at(25, 99));
+  EXPECT_EQ(canvas.at(60, 50), kWhite);
+}
+
+TEST_F(Painting, BlursShadows) {
+  auto view = add(CGRectMake(30, 30, 40, 40), red);
+  view->layer().setShadowOpacity(1);
+  view->layer().setShadowOffset({0, 6});
+  view->layer().setShadowRadius(3);
+  Canvas canvas(*window);
+  EXPECT_EQ(canvas.at(50, 50), kRed);
+  int close = canvas.at(50, 72).red, farther = canvas.at(50, 76).red;
+  EXPECT_LT(close, 60);
+  EXPECT_GT(farther, close + 40) << "it fades";
+  EXPECT_LT(farther, 250);
+  EXPECT_EQ(canvas.at(50, 15), kWhite);
+
+  // A content casts a shadow of its own outline.
+  view->removeFromSuperview();
+  auto ink = add(std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue), clear);
+  ink->layer().setShadowOpacity(1);
+  ink->layer().setShadowOffset({0, 6});
+  Canvas other(*window);
+  EXPECT_EQ(other.at(50, 72), canvas.at(50, 72));
+}
+
+TEST_F(Painting, TellsWhatCoversTheSurroundings) {
+  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
+  auto parent = add(CGRectMake(0, 0, 100, 100), red);
+  auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);
+  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
+  dim->setFillsSurroundings(true);
+  EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.3, 1e-9);
+  parent->setAlpha(0.5);
+  EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.15, 1e-9);
+  auto second = add(CGRectMake(0, 0, 100, 100), UIColor::whiteColor());
+  second->setFillsSurroundings(true);
+  EXPECT_EQ(surroundingsColor(*window, 0), UIColor::whiteColor());
+  parent->setHidden(true);
+  second->removeFromSuperview();
+  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,262 @@
+#include "UIKit/Views/Animation.h"
+
+#include <optional>
+
+#include "platform/UIKit/Windows/ScriptedHost.h"
+
+namespace oq {
+namespace {
+
+/// What one completion was told, and how often.
+struct Outcome {
+  int calls = 0;
+  bool finished = false;
+  auto record() {
+    return [this](bool value) {
+      ++calls;
+      finished = value;
+    };
+  }
+  bool isFinishedOnce() const { return calls == 1 && finished; }
+  bool isUnfinishedOnce() const { return calls == 1 && !finished; }
+};
+
+class AnimationTest : public UIKitTest {
+ protected:
+  std::shared_ptr<UIView> view = add(CGRectMake(0, 0, 10, 10));
+
+  void fade(double to, double duration, std::function<void(bool)> completion = nullptr) {
+    UIView::animateWithDuration(
+        duration, [this, to] { view->setAlpha(to); }, std::move(completion));
+  }
+  static void animate(double duration, Outcome& outcome, std::function<void()> block) {
+    UIView::animateWithDuration(duration, std::move(block), outcome.record());
+  }
+  double shownAlpha() const { return view->layer().presentation(host.time).opacity; }
+  /// Whatever happened, nothing is called a second time.
+  void settle() {
+    stepTo(host.time + 100);
+    runMainQueue();
+    EXPECT_FALSE(AnimationEngine::shared().isRunning());
+  }
+};
+
+TEST_F(AnimationTest, TheModelIsSetAtOnceAndTheScreenFollows) {
+  Outcome outcome;
+  host.time = 5;
+  fade(0, 0.2, outcome.record());
+  EXPECT_EQ(view->alpha(), 0);
+  EXPECT_EQ(shownAlpha(), 1);
+  EXPECT_DOUBLE_EQ(host.deadline, 5.2);
+
+  // The curve is steeper in its middle and symmetric; these are its standard values.
+  const std::vector<std::pair<double, double>> curve = {{0.05, 0.129162}, {0.1, 0.5}, {0.15, 0.870838}};
+  for (const auto& [elapsed, progress] : curve) {
+    stepTo(5 + elapsed);
+    EXPECT_NEAR(shownAlpha(), 1 - progress, 1e-5) << elapsed;
+  }
+  EXPECT_EQ(outcome.calls, 0);
+  host.frames = 0;
+  stepTo(5.2);
+  EXPECT_EQ(shownAlpha(), 0);
+  EXPECT_EQ(host.frames, 1) << "the last frame of all";
+  EXPECT_TRUE(outcome.isFinishedOnce());
+  EXPECT_EQ(host.deadline, std::numeric_limits<double>::infinity());
+  settle();
+  EXPECT_TRUE(outcome.isFinishedOnce());
+}
+
+TEST_F(AnimationTest, ReplacingStartsFromWhatIsOnScreen) {
+  Outcome first, second;
+  animate(1, first, [&] {
+    view->setAlpha(0);
+    view->setCenter({50, 50});
+  });
+  stepTo(0.5);
+  fade(1, 1, second.record());
+  EXPECT_NEAR(shownAlpha(), 0.5, 1e-9);
+  runMainQueue();
+  EXPECT_EQ(first.calls, 0) << "its other property is still in motion";
+  stepTo(1);
+  EXPECT_TRUE(first.isUnfinishedOnce());
+  stepTo(1.5);
+  EXPECT_TRUE(second.isFinishedOnce());
+  settle();
+  EXPECT_EQ(first.calls + second.calls, 2);
+}
+
+TEST_F(AnimationTest, SettingOutsideABlockEndsTheAnimationThere) {
+  Outcome outcome;
+  fade(0, 1, outcome.record());
+  stepTo(0.5);
+  view->setAlpha(0);
+  EXPECT_TRUE(view->layer().isAnimating()) << "an equal value changes nothing";
+  view->setAlpha(0.25);
+  EXPECT_EQ(shownAlpha(), 0.25);
+  EXPECT_EQ(outcome.calls, 0) << "never from inside the setter";
+  EXPECT_EQ(host.deadline, std::numeric_limits<double>::infinity());
+  runMainQueue();
+  EXPECT_TRUE(outcome.isUnfinishedOnce());
+  settle();
+  EXPECT_EQ(outcome.calls, 1);
+}
+
+TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
+  auto detached = std::make_shared<UIView>();
+  const std::vector<std::pair<double, std::function<void()>>> blocks = {
+      {1, [] {}},
+      {1, nullptr},
+      {1, [&] { view->setAlpha(1); }},
+      {1, [&] { view->setHidden(true); }},
+      {1, [&] { detached->setAlpha(0); }},
+      {0, [&] { view->setAlpha(0.3); }},
+      {-1, [&] { view->setAlpha(0.4); }},
+      {std::numeric_limits<double>::quiet_NaN(), [&] { view->setAlpha(0.5); }},
+      {std::numeric_limits<double>::infinity(), [&] { view->setAlpha(0.6); }},
+  };
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    Outcome outcome;
+    animate(blocks[i].first, outcome, blocks[i].second);
+    EXPECT_EQ(outcome.calls, 0) << i;
+    EXPECT_FALSE(AnimationEngine::shared().isRunning()) << i;
+    runMainQueue();
+    EXPECT_TRUE(outcome.isFinishedOnce()) << i;
+  }
+  EXPECT_EQ(shownAlpha(), 0.6);
+}
+
+TEST_F(AnimationTest, WithoutAnimationsAllIsAtItsEndAtOnceAndStillCompletes) {
+  Outcome running, begun;
+  fade(0, 30, running.record());
+  stepTo(1);
+  AnimationEngine::shared().setEnabled(false);
+  runMainQueue();
+  EXPECT_TRUE(running.isFinishedOnce());
+  EXPECT_EQ(shownAlpha(), 0);
+  fade(1, 30, begun.record());
+  EXPECT_EQ(shownAlpha(), 1);
+  EXPECT_EQ(begun.calls, 0) << "not inside the call";
+  runMainQueue();
+  EXPECT_TRUE(begun.isFinishedOnce());
+  AnimationEngine::shared().setEnabled(true);
+  fade(0, 30);
+  EXPECT_EQ(shownAlpha(), 1);
+  settle();
+}
+
+TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
+  Outcome outer, inner;
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    animate(0.2, inner, [&] { view->setCenter({50, 50}); });
+    view->layer().setCornerRadius(5);
+  });
+  stepTo(0.2);
+  EXPECT_TRUE(inner.isFinishedOnce());
+  EXPECT_EQ(outer.calls, 0);
+  EXPECT_LT(view->layer().presentation(0.2).cornerRadius, 5);
+  stepTo(1);
+  EXPECT_TRUE(outer.isFinishedOnce());
+}
+
+TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
+  Outcome outer, inner;
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    animate(0.2, inner, [&] { view->setAlpha(0.5); });
+  });
+  runMainQueue();
+  EXPECT_TRUE(outer.isUnfinishedOnce());
+  stepTo(0.2);
+  EXPECT_TRUE(inner.isFinishedOnce());
+  settle();
+  EXPECT_EQ(outer.calls + inner.calls, 2);
+}
+
+TEST_F(AnimationTest, ABlockThatLosesItsFirstPropertyWaitsForItsSecond) {
+  Outcome outer;
+  animate(1, outer, [&] {
+    view->setAlpha(0);
+    UIView::animateWithDuration(0, [&] { view->setAlpha(0.5); });
+    view->setCenter({50, 50});
+  });
+  stepTo(0.5);
+  EXPECT_EQ(outer.calls, 0);
+  stepTo(1);
+  EXPECT_TRUE(outer.isUnfinishedOnce());
+}
+
+TEST_F(AnimationTest, ABlockThatThrowsIsClosed) {
+  EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
+  view->setAlpha(0);
+  EXPECT_FALSE(view->layer().isAnimating());
+}
+
+TEST_F(AnimationTest, ACompletionMayStartTheSameAnimationAgain) {
+  int rounds = 0;
+  std::function<void(bool)> again = [&](bool) {
+    EXPECT_FALSE(view->layer().isAnimating());
+    if (++rounds < 3) fade(rounds % 2 ? 1 : 0, 0.1, again);
+  };
+  fade(0, 0.1, again);
+  for (double time = 0.1; time < 1; time += 0.1) stepTo(time);
+  EXPECT_EQ(rounds, 3);
+  settle();
+}
+
+TEST_F(AnimationTest, ACompletionMayDestroyTheViewAndItsNeighbours) {
+  auto neighbour = add(CGRectMake(0, 0, 10, 10));
+  Outcome neighbours;
+  animate(2, neighbours, [&] { neighbour->setAlpha(0); });
+  std::weak_ptr<UIView> watched = view;
+  fade(0, 1, [&](bool) {
+    view->removeFromSuperview();
+    view.reset();
+    neighbour->removeFromSuperview();
+    neighbour.reset();
+  });
+  stepTo(1);
+  EXPECT_TRUE(watched.expired());
+  EXPECT_TRUE(neighbours.isUnfinishedOnce());
+  settle();
+}
+
+TEST_F(AnimationTest, LeavingTheWindowEndsTheAnimationsOfTheSubtree) {
+  enum class Way { Remove, RemoveParent, CloseWindow };
+  for (Way way : {Way::Remove, Way::RemoveParent, Way::CloseWindow}) {
+    auto parent = add(CGRectMake(0, 0, 10, 10));
+    view = add(CGRectMake(0, 0, 10, 10), parent);
+    Outcome outcome;
+    fade(0, 1, outcome.record());
+    if (way == Way::Remove) view->removeFromSuperview();
+    if (way == Way::RemoveParent) parent->removeFromSuperview();
+    if (way == Way::CloseWindow) window.reset();
+    EXPECT_FALSE(AnimationEngine::shared().isRunning());
+    EXPECT_EQ(shownAlpha(), 0);
+    runMainQueue();
+    EXPECT_TRUE(outcome.isUnfinishedOnce()) << static_cast<int>(way);
+    settle();
+    EXPECT_EQ(outcome.calls, 1);
+  }
+}
+
+TEST_F(AnimationTest, AGroupOfSeveralViewsCompletesWithItsLast) {
+  auto other = add(CGRectMake(0, 0, 10, 10));
+  Outcome outcome;
+  animate(1, outcome, [&] {
+    view->setFrame(CGRectMake(5, 5, 50, 50));
+    other->setBackgroundColor(UIColor::redColor());
+  });
+  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
+      << "out of clear only the alpha changes";
+  other->removeFromSuperview();
+  runMainQueue();
+  EXPECT_EQ(outcome.calls, 0);
+  host.time = 0.5;
+  EXPECT_NEAR(view->layer().presentation(0.5).frame().size.width, 30, 1e-9);
+  stepTo(1);
+  EXPECT_TRUE(outcome.isUnfinishedOnce());
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIScreen.h"
+#include "UIKit/Windows/UIWindow.h"
+
+namespace oq {
+
+/// A host whose clock is in the test's hand, and which only writes down what the view layer asks for.
+class ScriptedHost : public UIHost {
+ public:
+  double now() const override { return time; }
+  void setNeedsFrame(UIWindow&) override { ++frames; }
+  void setDeadline(double to) override { deadline = to; }
+
+  double time = 0;
+  int frames = 0;
+  double deadline = std::numeric_limits<double>::infinity();
+};
+
+/// Runs what waits on the main queue, and what that leaves there.
+inline void runMainQueue() {
+  while (DispatchQueue::drainMain() > 0) {
+  }
+}
+
+/// One window of 100 by 200 points on a scripted host.
+class UIKitTest : public testing::Test {
+ protected:
+  UIKitTest() {
+    DispatchQueue::installMain();
+    runMainQueue();
+    UIScreen::mainScreen().setBounds(CGRectMake(0, 0, 100, 200));
+    UIApplication::sharedApplication().setHost(&host);
+    window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 200));
+  }
+  ~UIKitTest() override {
+    window.reset();
+    runMainQueue();
+    UIApplication::sharedApplication().setHost(nullptr);
+    UIScreen::mainScreen().setBounds({});
+  }
+
+  /// A step of the clock with the completions that follow it.
+  void stepTo(double time) {
+    host.time = time;
+    UIApplication::sharedApplication().step(time);
+    runMainQueue();
+  }
+
+  template <class View = UIView>
+  std::shared_ptr<View> add(CGRect frame, std::shared_ptr<UIView> parent = nullptr) {
+    auto view = std::make_shared<View>();
+    view->setFrame(frame);
+    (parent ? parent : window)->addSubview(view);
+    return view;
+  }
+
+  ScriptedHost host;
+  std::shared_ptr<UIWindow> window;
+};
+
+}  // namespace oq

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Number.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "support/EngineTest.h"
+
+namespace oq::test {
+namespace {
+
+class EngineBadInputTest : public EngineTest {
+ protected:
+  /// The answer as bytes, which need not be JSON.
+  void answerInApp(const std::string& body) {
+    network->answer("/push/sdk/in_app", body);
+    engine->getInAppList();
+    settle();
+  }
+};
+
+std::string nested(int depth) {
+  return std::string(static_cast<std::size_t>(depth), '[') +
+         std::string(static_cast<std::size_t>(depth), ']');
+}
+
+TEST_F(EngineBadInputTest, AnswersThatAreNoJSONChangeNothing) {
+  relaunch();
+  deliverInApp({campaign("1", "buy")});
+  const auto list = engine->inAppDataArray();
+  const std::string window = R"({"code":0,"data":[{"id":"2","event":{"xwhat":")";
+  for (const std::string& body :
+       {std::string(), std::string(1, '\0'), window + "\xff\xfe\"}}]}", window + "\xed\xa0\x80\"}}]}",
+        window + R"(\ud800"}}]})", window, R"({"code":0,"data":)" + nested(600) + "}",
+        std::string(R"({"code":0,"data":[{"count":1e999}]})"), std::string("{\"code\":0,\"data\":[{}]}]")}) {
+    answerInApp(body);
+    EXPECT_EQ(engine->inAppDataArray(), list) << body;
+  }
+}
+
+TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
+  relaunch();
+  const char* fields[] = {"id",        "count",   "style",      "type",         "createTime", "changeTime",
+                          "startTime", "endTime", "clickEvent", "event",        "preEvent",   "picture",
+                          "title",     "content", "buttonLeft", "buttonMiddle", "buttonRight"};
+  Array values = {nullptr,
+                  true,
+                  -1,
+                  1.5,
+                  1e300,
+                  UINT64_MAX,
+                  "",
+                  "x",
+                  std::string(100000, '9'),
+                  Array{1, Array{}},
+                  Dictionary{},
+                  {{"text", 5}, {"color", Array{}}, {"background", true}, {"size", Dictionary{}}},
+                  {{"xwhat", Array{}}, {"xcontext", 5}, {"xwhen", "never"}, {"xwho", false}},
+                  *valueWithJSONData(dataFromString(nested(400)))};
+  Array records = {nullptr, 5, "window", Array{campaign("1", "buy")}};
+  for (const char* field : fields) {
+    for (const Value& value : values) records.push_back(campaign("7", "buy", {{field, value}}));
+  }
+  deliverInApp(records);
+  ASSERT_EQ(engine->inAppDataArray()->size(), records.size());
+  for (int i = 0; i < 3; ++i) receive("buy", {{"k", "v"}});
+  // What was taken in is what the next run begins with.
+  const auto ids = [&] {
+    std::vector<std::pair<Value, std::int64_t>> found;
+    const auto windows = engine->inAppDataArray();
+    for (const auto& window : *windows)
+      found.emplace_back(window->windowId(), window->count());
+    return found;
+  };
+  const auto before = ids();
+  relaunch();
+  EXPECT_EQ(ids(), before);
+}
+
+TEST_F(EngineBadInputTest, IdsBeyondEveryNumberEndAtTheLastOne) {
+  relaunch();
+  answerInApp(R"({"code":0,"data":[
+    {"id":99999999999999999999999,"count":1,"event":{"xwhat":"a"}},
+    {"id":"99999999999999999999","count":1,"event":{"xwhat":"b"}},
+    {"id":-1e40,"count":99999999999999999999,"event":{"xwhat":"c"}},
+    {"id":"0x10","count":1,"event":{"xwhat":"d"}},
+    {"id":"4","id":"5","count":1,"event":{"xwhat":"e"}}]})");
+  std::vector<std::int64_t> ids;
+  for (const auto& node : engine->recordTree()->copyOfNodes()) ids.push_back(node->nodeId());
+  EXPECT_EQ(ids, (std::vector<std::int64_t>{INT64_MAX, INT64_MIN, 0, 5})) << "one record for the two largest";
+  for (const char* name : {"a", "b", "c", "d", "e"}) receive(name);
+  EXPECT_EQ(engine->shown().size(), 4u);
+}
+
+TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
+  relaunch();
+  deliverInApp({campaign("1", "buy", {{"count", 1}})});
+  Value deep = "core";
+  for (int i = 0; i < 2000; ++i) deep = i % 2 ? Value(Array{std::move(deep)}) : Value{{"k", std::move(deep)}};
+  Dictionary wide;
+  for (int i = 0; i < 3000; ++i) wide[std::to_string(i)] = std::to_string(i);
+  for (const Value& value :
+       Array{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
+    for (const char* key : {"xwho", "appid", "xwhat", "xwhen", "xcontext"}) {
+      Value info = uploadInfo("view");
+      info.as_object()[key] = value;
+      engine->onEventDataReceived(info);
+    }
+  }
+  receive("buy");
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"1"});
+  EXPECT_EQ(engine->userId(), "ann");
+}
+
+TEST_F(EngineBadInputTest, ThousandsOfWindowsAreTakenIn) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  constexpr std::int64_t windows = 5000;  // each costs a millisecond
+#else
+  constexpr std::int64_t windows = 50000;
+#endif
+  relaunch();
+  Array records;
+  for (std::int64_t i = 0; i < windows; ++i) {
+    records.push_back(
+        {{"id", i}, {"count", 1}, {"event", {{"xwhat", "buy"}, {"xcontext", {{"n", std::to_string(i)}}}}}});
+  }
+  deliverInApp(records);
+  const std::string last = std::to_string(windows - 1);
+  receive("buy", {{"n", last}, {"m", "0"}});
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{last});
+  EXPECT_EQ(usedCountsOnDisk().back(), std::pair(windows - 1, std::int64_t{1}));
+}
+
+}  // namespace
+}  // namespace oq::test

@@ -1,0 +1,294 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <thread>
+
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/Number.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "support/EngineTest.h"
+#include "support/Threads.h"
+
+namespace oq::test {
+namespace {
+
+/// Many threads bring events while lists replace each other, through answers that arrive side by side.
+class EngineStressTest : public EngineTest {
+ protected:
+  EngineStressTest() {
+    network = std::make_shared<ScriptedTransport>(DispatchQueue::concurrent("test.network"));
+    setURLTransport(network);
+  }
+};
+
+constexpr int windowCount = 12;
+
+/// Windows that wait for "e" with their number and have a count of 2, in another order each turn.
+Array campaigns(int number, int first = 0, int turn = 0) {
+  Array records;
+  for (int i = 0; i < number; ++i) {
+    const std::string id = std::to_string(first + (i + turn) % number);
+    records.push_back(campaign(id, "e" + id, {{"count", 2}, {"picture", nullptr}}));
+  }
+  return records;
+}
+
+Array shuffledCampaigns(int turn) {
+  return campaigns(windowCount, 1, turn);
+}
+
+TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
+  constexpr int threads = 8;
+  constexpr int eventsPerThread = 400;
+  std::map<std::string, int> shownInAll;
+  for (int run = 0; run < 3; ++run) {
+    relaunch();
+    std::atomic<int> turn{0};
+    network->script("/push/sdk/in_app", [&](const auto&) {
+      return ScriptedTransport::Answer{textOf(listAnswer(shuffledCampaigns(turn++)))};
+    });
+    deliverSubscriptions({campaign("1", "subscribed", {{"count", 1}})});
+    std::barrier start(threads);
+    inThreads(threads, [&](int t) {
+      start.arrive_and_wait();
+      for (int i = 0; i < eventsPerThread; ++i) {
+        engine->onEventDataReceived(uploadInfo("e" + std::to_string((i + t) % (windowCount + 5) + 1)));
+        if (i % 100 == 50) engine->getInAppList();
+        if (i % 100 == 99) engine->onEventDataReceived(uploadInfo("subscribed"));
+      }
+    });
+    settle();
+    // The first list may have come after all of them.
+    for (int id = 1; id <= windowCount; ++id) receive("e" + std::to_string(id));
+
+    std::map<std::string, int> shownInRun;
+    for (const std::string& id : engine->shownIds()) {
+      EXPECT_EQ(++shownInRun[id], 1) << "window " << id << " twice in run " << run;
+      ++shownInAll[id];
+    }
+    const auto onDisk = usedCountsOnDisk();
+    ASSERT_EQ(onDisk.size(), static_cast<std::size_t>(windowCount));
+    for (const auto& [id, used] : onDisk) {
+      EXPECT_EQ(used, shownInAll[std::to_string(id)]) << "the file's count of window " << id;
+      EXPECT_LE(used, 2);
+    }
+    EXPECT_EQ(shownInRun.size(), run < 2 ? static_cast<std::size_t>(windowCount) : 0u);
+  }
+}
+
+/// OQSDK_STRESS_SEEDS asks for more seeds than usual.
+TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) {
+  constexpr int threads = 16;
+  constexpr int eventsPerThread = 10000;
+  const char* asked = std::getenv("OQSDK_STRESS_SEEDS");
+  const unsigned seeds = asked ? static_cast<unsigned>(std::stoi(asked)) : 2;
+  int lists = 0;
+  for (unsigned seed = 1; seed <= seeds; ++seed) {
+    relaunch();
+    engine->setRecordTree(nullptr);
+    std::atomic<int> turn{0};
+    const auto answer = [&](const auto&) {
+      Array records = shuffledCampaigns(turn++);
+      for (Value& record : records) {
+        if (turn % 3 == 0) record.as_object()["preEvent"] = {{"xwhat", "e1"}, {"xcontext", {{"k", "1"}}}};
+      }
+      return ScriptedTransport::Answer{textOf(listAnswer(records))};
+    };
+    network->script("/push/sdk/in_app", answer);
+    network->script("/push/sdk/event/subscribe", [](const auto&) {
+      return ScriptedTransport::Answer{textOf(listAnswer({campaign("1", "subscribed")}))};
+    });
+    std::atomic<int> running{threads};
+    auto workers = inThreads(threads, [&](int t) {
+      std::mt19937 random(seed * 100 + static_cast<unsigned>(t));
+      for (int i = 0; i < eventsPerThread; ++i) {
+        const unsigned number = random() % (windowCount + 6) + 1;
+        engine->onEventDataReceived(uploadInfo("e" + std::to_string(number), {{"k", std::to_string(random() % 3)}}));
+      }
+      --running;
+    });
+    while (running > 0) {
+      engine->getInAppList();
+      engine->getSubscribeList();
+      (void)engine->diagnostics();
+      settle();
+    }
+    workers.clear();
+    settle();
+    std::map<std::string, int> shown;
+    for (const std::string& id : engine->shownIds()) EXPECT_EQ(++shown[id], 1) << id << ", seed " << seed;
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(windowCount));
+    for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
+    lists += turn;
+    if (!asked) continue;
+    std::printf("[ seeds    ] %u of %u\n", seed, seeds);
+    std::fflush(stdout);
+  }
+  std::printf("[ seeds    ] %u seeds, %d threads with %d events each beside %d lists\n", seeds, threads,
+              eventsPerThread, lists);
+}
+
+TEST_F(EngineStressTest, AReaderSeesOneWholeListAndRecordsAtLeastAsNew) {
+  relaunch();
+  std::atomic<int> turn{0};
+  network->script("/push/sdk/in_app", [&](const auto&) {
+    Array records = shuffledCampaigns(++turn);
+    for (Value& record : records) record.as_object()["count"] = turn.load();
+    return ScriptedTransport::Answer{textOf(listAnswer(records))};
+  });
+  std::atomic<bool> isOver{false};
+  std::atomic<int> mixtures{0}, missing{0}, seen{0};
+  const auto read = [&] {
+    for (std::int64_t last = 0; !isOver;) {
+      const auto windows = engine->inAppDataArray();
+      if (windows->empty()) continue;
+      const std::int64_t number = windows->front()->count();
+      for (const auto& window : *windows) {
+        const auto node = engine->recordTree()->findTreeNodeById(integerValue(window->windowId()));
+        mixtures += window->count() == number ? 0 : 1;
+        missing += node && node->count() >= number ? 0 : 1;
+      }
+      seen += std::exchange(last, number) == number ? 0 : 1;
+    }
+  };
+  std::thread one(read), other(read);
+  for (int i = 0; i < 100; ++i) {
+    engine->getInAppList();
+    settle();
+  }
+  isOver = true;
+  one.join();
+  other.join();
+  EXPECT_EQ(mixtures, 0);
+  EXPECT_EQ(missing, 0);
+  EXPECT_GT(seen, 2) << "no list was seen to be replaced";
+}
+
+#ifdef __SANITIZE_THREAD__
+/// That the sanitizer is silent means something only if it is not so about a race of ours.
+TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        OQWindowData window;
+        const auto change = [&] {
+          for (int i = 0; i < 1000; ++i) window.setCount(i);
+        };
+        std::thread other(change);
+        change();
+        other.join();
+        ::_exit(0);
+      },
+      ::testing::ExitedWithCode(66), "ThreadSanitizer: data race");
+}
+#endif
+
+/// Lets two threads go on at the same moment. Waits for the other one for a while only.
+class MeetingPoint {
+ public:
+  void meet() {
+    ++_arrived;
+    for (int i = 0; i < 20000 && _arrived < 2; ++i) {
+      if (i % 64 == 63) std::this_thread::yield();
+    }
+  }
+  void reset() { _arrived = 0; }
+
+ private:
+  std::atomic<int> _arrived{0};
+};
+
+TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
+  constexpr int windows = 200;
+  relaunch();
+  deliverInApp(campaigns(windows));
+  // Both times of a decision are written to the platform's log; the second is the last thing before it falls.
+  MeetingPoint decision;
+  setPlatformLogHandler([&](std::string_view) {
+    thread_local int comparisons = 0;
+    if (++comparisons % 2 == 0) decision.meet();
+  });
+  std::barrier round(2, [&]() noexcept { decision.reset(); });
+  const auto bringEvents = [&] {
+    for (int i = 0; i < windows; ++i) {
+      round.arrive_and_wait();
+      engine->onEventDataReceived(uploadInfo("e" + std::to_string(i)));
+    }
+  };
+  std::thread other(bringEvents);
+  bringEvents();
+  other.join();
+  setPlatformLogHandler([](std::string_view) {});
+  settle();
+  EXPECT_EQ(engine->shown().size(), static_cast<std::size_t>(windows));
+  for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
+}
+
+TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
+  constexpr int rounds = 100;
+  relaunch();
+  deliverInApp(campaigns(2 * rounds));
+  std::barrier round(2);
+  const auto bring = [&](int thread, int i) {
+    round.arrive_and_wait();
+    // Every round another distance between the two.
+    const auto begin = std::chrono::steady_clock::now() + std::chrono::microseconds(i % 50 * 20 * thread);
+    while (std::chrono::steady_clock::now() < begin) {
+    }
+    engine->onEventDataReceived(uploadInfo("e" + std::to_string(2 * i + thread)));
+    round.arrive_and_wait();
+  };
+  std::thread other([&] {
+    for (int i = 0; i < rounds; ++i) bring(1, i);
+  });
+  int missing = 0;
+  for (int i = 0; i < rounds; ++i) {
+    bring(0, i);
+    const auto counts = usedCountsOnDisk();
+    for (int id = 0; id < 2 * i + 2; ++id) missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
+  }
+  other.join();
+  EXPECT_EQ(missing, 0) << "counts that a later write took back";
+}
+
+TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched) {
+  network->answer("/push/sdk/in_app", textOf(listAnswer(campaigns(4000))));
+  for (int turn = 0; turn < 3; ++turn) {
+    relaunch();
+    engine->setInAppDataArray({});
+    engine->setRecordTree(nullptr);
+    const auto tree = engine->recordTree();
+    auto workers = inThreads(3, [&](int i) {
+      auto event = std::make_shared<OQWindowEvent>();
+      event->setModelWithDic(uploadInfo("e" + std::to_string(i)));
+      while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // the records are being merged
+      engine->triggerEventMatchInApp(event);
+    });
+    engine->getInAppList();
+    workers.clear();
+    settle();
+    EXPECT_EQ(engine->shown().size(), 3u);
+    EXPECT_TRUE(engine->waitingEvents().empty());
+  }
+}
+
+TEST_F(EngineStressTest, TwoLoginsAtOnceFetchTheWindowsOnce) {
+  relaunch();
+  engine->setUserId("ann");
+  network->answer("/push/sdk/login", R"({"code":0,"token":"T"})");
+  inThreads(4, [&](int) { engine->login(); });
+  settle();
+  EXPECT_EQ(network->requests("/push/sdk/in_app").size(), 1u);
+  EXPECT_EQ(network->requests("/push/sdk/event/subscribe").size(), 4u);
+}
+
+}  // namespace
+}  // namespace oq::test

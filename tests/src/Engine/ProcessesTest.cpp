@@ -1,0 +1,362 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <random>
+#include <thread>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/Number.h"
+#include "Engine/OQSDKManager.h"
+#include "Model/OQWindowData.h"
+#include "Storage/OQRecordStore.h"
+#include "support/EngineTest.h"
+#include "support/ImmediateTransport.h"
+#include "support/ScratchFolder.h"
+
+namespace oq::test {
+namespace {
+
+constexpr int processCount = 8;
+/// How often each window may be shown. Each process shows a window at most once.
+constexpr std::array<int, 4> counts = {1, 5, 8, 11};
+constexpr int windowCount = static_cast<int>(counts.size());
+
+/// What a process reports of an event, over a pipe of its own.
+enum class Step : std::uint8_t { Recorded, Shown, Died, UsedUp, Busy };
+enum class Deaths { None, BeforeTheFrame, AnyMoment };
+struct Report {
+  Step step;
+  std::uint8_t window;
+  std::uint16_t milliseconds;
+};
+
+class Pipe {
+ public:
+  Pipe() {
+    if (::pipe(_ends) != 0) throw std::runtime_error("no pipe");
+  }
+  ~Pipe() {
+    closeReader();
+    closeWriter();
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  void write(Report report) {
+    if (::write(_ends[1], &report, sizeof report) != sizeof report) ::_exit(3);
+  }
+  /// False once no process can write any more.
+  bool read(Report& report) { return ::read(_ends[0], &report, sizeof report) == sizeof report; }
+  void waitForEnd() {
+    char none;
+    while (::read(_ends[0], &none, 1) > 0) {
+    }
+  }
+  void closeReader() { close(0); }
+  void closeWriter() { close(1); }
+
+ private:
+  void close(int end) {
+    if (_ends[end] >= 0) ::close(std::exchange(_ends[end], -1));
+  }
+  int _ends[2];
+};
+
+/// Reports each window at the moment in which it would be put on screen, or dies then.
+class ReportingEngine : public OQSDKManager {
+ public:
+  explicit ReportingEngine(Pipe& pipe, int showings = windowCount) : _pipe(pipe), _showings(showings) {}
+
+  /// What became of the event; again while the records are busy, if asked to.
+  void record(int window, bool untilDecided) {
+    report(Step::Recorded, window, 0);
+    Step step;
+    do {
+      const auto start = std::chrono::steady_clock::now();
+      onEventDataReceived(uploadInfo("e" + std::to_string(window)));
+      const auto waited = std::chrono::steady_clock::now() - start;
+      DispatchQueue::drainMain();
+      const auto outcome = recentDecisions().as_array().back().at("outcome").as_string();
+      const bool isShown = outcome == "counted and handed to the screen";
+      step = isShown ? Step::Shown : outcome == "records are busy" ? Step::Busy : Step::UsedUp;
+      if (step != Step::Shown) {
+        report(step, window, std::chrono::duration_cast<std::chrono::milliseconds>(waited).count());
+      }
+    } while (untilDecided && step == Step::Busy);
+  }
+
+ protected:
+  void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction) override {
+    const bool lives = _showings-- > 0;
+    report(lives ? Step::Shown : Step::Died, static_cast<int>(integerValue(window->windowId())), 0);
+    if (!lives) ::raise(SIGKILL);
+  }
+
+ private:
+  void report(Step step, int window, std::int64_t milliseconds) {
+    _pipe.write({step, static_cast<std::uint8_t>(window), static_cast<std::uint16_t>(milliseconds)});
+  }
+  Pipe& _pipe;
+  int _showings;  ///< before it dies
+};
+
+void enterApplication(const std::filesystem::path& folder) {
+  setApplicationDataDirectory(folder);
+  DispatchQueue::installMain();
+  setPlatformLogHandler([](std::string_view) {});
+  setCurrentDateProvider([] { return Date(std::chrono::seconds(1773144000)); });
+  setURLTransport(std::make_shared<ImmediateTransport>([](const std::string& path) -> std::optional<std::string> {
+    if (path != "/push/sdk/in_app") return std::nullopt;
+    Array records;
+    for (int i = 0; i < windowCount; ++i) {
+      const auto window = static_cast<std::size_t>(i);
+      records.push_back(campaign(std::to_string(i), "e" + std::to_string(i),
+                                 {{"count", counts[window]}, {"picture", nullptr}}));
+    }
+    return textOf(listAnswer(records));
+  }));
+}
+
+/// The used counts that the next process would begin with.
+std::map<int, int> countedIn(const std::filesystem::path& folder) {
+  setApplicationDataDirectory(folder);
+  std::map<int, int> counted;
+  for (const auto& node : OQRecordStore().read()) {
+    counted[static_cast<int>(node->nodeId())] = static_cast<int>(node->usedCount());
+  }
+  return counted;
+}
+
+/// A process of the application that runs the body.
+class Process {
+ public:
+  template <class Body>
+  explicit Process(const Body& body) : _id(::fork()) {
+    if (_id == 0) {
+      reports.closeReader();
+      body(reports);
+      ::_exit(0);
+    }
+    reports.closeWriter();
+  }
+  /// Leaves no process behind, stopped or waiting, when the test fails.
+  ~Process() {
+    if (_isRunning) kill();
+    if (_isRunning) statusOf(_id);
+  }
+
+  void kill() { ::kill(_id, SIGKILL); }
+  void resume() { ::kill(_id, SIGCONT); }
+  /// Waits until the process stops itself.
+  bool isStopped() const {
+    int status = 0;
+    return ::waitpid(_id, &status, WUNTRACED) == _id && WIFSTOPPED(status);
+  }
+  /// True if it was killed.
+  bool join() {
+    _isRunning = false;
+    const int status = statusOf(_id);
+    EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0) << "status " << status;
+    return WIFSIGNALED(status);
+  }
+
+  Pipe reports;
+
+ private:
+  const pid_t _id;
+  bool _isRunning = true;
+};
+
+/// What the processes of one folder reported so far.
+struct Tally {
+  std::array<int, windowCount> shown{}, died{}, unanswered{}, usedUp{};
+  int busy = 0, killed = 0;
+
+  void add(Process& process) {
+    Report report{};
+    std::array<int, windowCount> open{};
+    while (process.reports.read(report)) {
+      const std::size_t window = report.window;
+      open[window] = report.step == Step::Recorded || report.step == Step::Busy;
+      if (report.step == Step::Shown) ++shown[window];
+      if (report.step == Step::Died) ++died[window];
+      if (report.step == Step::UsedUp) ++usedUp[window];
+      if (report.step == Step::Busy) ++busy;
+    }
+    for (std::size_t window = 0; window < counts.size(); ++window) unanswered[window] += open[window];
+    if (process.join()) ++killed;
+  }
+};
+
+/// Processes that start and record their events at the same time, until they end or die.
+void runTogether(const std::filesystem::path& folder, Deaths deaths, std::mt19937& random, Tally& tally) {
+  const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
+  Pipe go;
+  std::vector<std::unique_ptr<Process>> processes;
+  const bool startsTogether = pick(2) == 0;
+  for (int number = 0; number < processCount; ++number) {
+    const int showings = deaths == Deaths::BeforeTheFrame ? pick(2 * windowCount) : windowCount;
+    processes.push_back(std::make_unique<Process>([&](Pipe& reports) {
+      go.closeWriter();
+      if (startsTogether) go.waitForEnd();
+      enterApplication(folder);
+      const auto engine = std::make_shared<ReportingEngine>(reports, showings);
+      engine->getInAppList();
+      if (!startsTogether) go.waitForEnd();
+      for (int i = 0; i < windowCount; ++i) engine->record((i + number / 2) % windowCount, true);
+    }));
+  }
+  go.closeWriter();
+  for (int kills = deaths == Deaths::AnyMoment ? 1 + pick(6) : 0; kills > 0; --kills) {
+    ::usleep(static_cast<useconds_t>(pick(startsTogether ? 20'000 : 3000)));
+    processes[static_cast<std::size_t>(pick(processCount))]->kill();
+  }
+  for (const auto& process : processes) tally.add(*process);
+}
+
+struct Totals {
+  int shown = 0, died = 0, counted = 0, unanswered = 0, killed = 0, busy = 0;
+};
+
+/// Two times eight processes in a folder of their own: the first ones find no records.
+void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
+  const ScratchFolder folder;
+  Tally tally;
+  for (int life = 1; life <= 2; ++life) {
+    runTogether(folder.path(), deaths, random, tally);
+    auto counted = countedIn(folder.path());
+    for (int i = 0; i < windowCount; ++i) {
+      const auto window = static_cast<std::size_t>(i);
+      SCOPED_TRACE(testing::Message() << "window " << i << " in life " << life);
+      EXPECT_LE(counted[i], counts[window]);
+      // A process that was killed before it answered may have counted or not.
+      const int known = tally.shown[window] + tally.died[window];
+      EXPECT_LE(known, counted[i]);
+      EXPECT_GE(known + tally.unanswered[window], counted[i]);
+      EXPECT_TRUE(deaths == Deaths::AnyMoment || tally.unanswered[window] == 0) << tally.unanswered[window];
+      EXPECT_TRUE(tally.usedUp[window] == 0 || counted[i] == counts[window]) << counted[i];
+      const int mostShown = std::min(counts[window], life * processCount);
+      EXPECT_TRUE(deaths != Deaths::None || tally.shown[window] == mostShown) << tally.shown[window];
+      if (life == 1) continue;
+      totals.shown += tally.shown[window];
+      totals.died += tally.died[window];
+      totals.counted += counted[i];
+      totals.unanswered += tally.unanswered[window];
+    }
+  }
+  totals.killed += tally.killed;
+  totals.busy += tally.busy;
+}
+
+int rounds() {
+  const char* asked = std::getenv("OQSDK_PROCESS_ROUNDS");
+  return asked ? std::stoi(asked) : 5;
+}
+
+void playRounds() {
+  std::mt19937 random(std::random_device{}());
+  const std::pair<Deaths, const char*> kinds[] = {
+      {Deaths::None, "no deaths"}, {Deaths::BeforeTheFrame, "deaths before the frame"}, {Deaths::AnyMoment, "kills"}};
+  for (const auto& [deaths, name] : kinds) {
+    Totals totals;
+    for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) playRound(random, deaths, totals);
+    std::printf("[ process  ] %s, %d rounds of 8 processes and 8 more: %d counted, %d shown, %d died before the frame, "
+                "%d killed, %d of them without an answer; records busy %d times\n",
+                name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered,
+                totals.busy);
+    std::fflush(stdout);  // not again by a fork
+  }
+}
+
+/// One process stops while it has access. The others go on without their windows, and show them when it continues.
+void stopOne() {
+  const ScratchFolder folder;
+  constexpr int eventCount = 3;
+  Pipe stopped, resumed;
+  std::vector<std::unique_ptr<Process>> others;
+  for (int number = 1; number < processCount; ++number) {
+    others.push_back(std::make_unique<Process>([&](Pipe& reports) {
+      stopped.closeWriter();
+      resumed.closeWriter();
+      enterApplication(folder.path());
+      const auto engine = std::make_shared<ReportingEngine>(reports);
+      engine->getInAppList();
+      reports.write({});
+      stopped.waitForEnd();
+      // Another thread of the process wants the records too.
+      std::thread other([&] { engine->syncRecordTree(); });
+      for (int i = 0; i < eventCount; ++i) engine->record(1, false);
+      other.join();
+      resumed.waitForEnd();
+      engine->record(1, true);
+    }));
+  }
+  Report recorded{}, outcome{};
+  for (const auto& process : others) ASSERT_TRUE(process->reports.read(outcome)) << "has its list";
+  Process holder([&](Pipe&) {
+    stopped.closeWriter();
+    resumed.closeWriter();
+    setApplicationDataDirectory(folder.path());
+    OQRecordStore store;
+    const auto access = store.access();
+    if (!access) ::_exit(4);
+    ::raise(SIGSTOP);
+  });
+  ASSERT_TRUE(holder.isStopped());
+  stopped.closeWriter();
+  int longest = 0, longestOfAll = 0;
+  for (const auto& process : others) {
+    int all = 0;
+    for (int i = 0; i < eventCount; ++i) {
+      ASSERT_TRUE(process->reports.read(recorded) && process->reports.read(outcome));
+      EXPECT_EQ(outcome.step, Step::Busy);
+      longest = std::max<int>(longest, outcome.milliseconds);
+      all += outcome.milliseconds;
+    }
+    longestOfAll = std::max(longestOfAll, all);
+  }
+  EXPECT_LE(longest, 3 * 300) << "milliseconds, three times what a main thread may wait";
+  EXPECT_EQ(countedIn(folder.path())[1], 0);
+  holder.resume();
+  EXPECT_FALSE(holder.join());
+  resumed.closeWriter();
+  Tally tally;
+  for (const auto& process : others) tally.add(*process);
+  EXPECT_EQ(tally.shown[1], counts[1]);
+  EXPECT_EQ(countedIn(folder.path())[1], counts[1]);
+  std::printf("[ process  ] beside a stopped process: %d ms for the longest event, %d for %d in a row\n", longest,
+              longestOfAll, eventCount);
+}
+
+/// The body in a program of its own, since its processes are forks.
+void inProgram(void (*body)()) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        body();
+        std::fflush(stdout);
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+/// OQSDK_PROCESS_ROUNDS asks for more rounds than usual.
+TEST(ProcessesTest, EightProcessesShareTheCounts) {
+  inProgram(playRounds);
+}
+
+TEST(ProcessesTest, AStoppedProcessHoldsNobodyUp) {
+  inProgram(stopOne);
+}
+
+}  // namespace
+}  // namespace oq::test

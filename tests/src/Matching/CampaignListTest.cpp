@@ -1,0 +1,215 @@
+#include "Matching/OQCampaignList.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <random>
+#include <thread>
+
+#include "Model/OQWindowData.h"
+#include "src/TemporaryFolder.h"
+#include "support/LinearMatch.h"
+#include "support/MatchingCases.h"
+
+namespace oq::test {
+namespace {
+
+using Windows = OQCampaignList::Windows;
+
+std::shared_ptr<OQWindowData> window(const Value& event, const Value& preEvent = nullptr) {
+  auto made = std::make_shared<OQWindowData>();
+  made->setModelWithDic({{"event", event}, {"preEvent", preEvent}});
+  return made;
+}
+
+OQWindowEvent& fill(OQWindowEvent& event, const Value& info) {
+  event.setModelWithDic(info);
+  return event;
+}
+
+/// As linearMatch() answers.
+std::size_t indexMatch(const OQCampaignList& list, const OQWindowEvent& event) {
+  return std::min(list.match(event).position, list.windows().size());
+}
+
+TEST(CampaignList, ComesToWhatTheRuleSays) {
+  for (const auto& each : matchingCases()) {
+    OQWindowEvent event;
+    fill(event, json(each.event));
+    const std::string text = std::string(each.event) + " against " + each.condition;
+    // Alone, behind others of the name, and as a pre-condition.
+    const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
+                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")),
+                            window(json(each.condition))};
+    const Windows alone = {window(json(each.condition))};
+    EXPECT_EQ(indexMatch(OQCampaignList(alone), event), each.matches ? 0u : 1u) << text;
+    EXPECT_EQ(linearMatch(alone, event), each.matches ? 0u : 1u) << text;
+    EXPECT_EQ(indexMatch(OQCampaignList(others), event), linearMatch(others, event)) << text;
+    const auto waiting = window(json(R"({"xwhat": "other"})"), json(each.condition));
+    const bool heeded = waiting->preEvent() != nullptr;
+    EXPECT_EQ(indexMatch(OQCampaignList({waiting}), event), 1u) << text;
+    EXPECT_EQ(waiting->preEvent() == nullptr, each.matches || !heeded) << text;
+  }
+}
+
+/// Campaigns and events out of few names, keys and values, so that they meet, tie and overlap.
+class RandomWorld {
+ public:
+  explicit RandomWorld(unsigned seed) : _random(seed) {}
+
+  int pick(int most) { return static_cast<int>(_random() % static_cast<unsigned>(most)); }
+  Value context(int most) {
+    if (pick(12) == 0) return nullptr;
+    Dictionary properties;
+    for (int i = pick(most + 1); i > 0; --i) {
+      Value& value = properties["k" + std::to_string(pick(7))];
+      value = pick(15) == 0 ? Value(pick(2)) : Value(std::to_string(pick(3) / 2));
+    }
+    return properties;
+  }
+  Value condition(int names, int most) {
+    switch (pick(30)) {
+      case 0:
+        return nullptr;
+      case 1:
+        return {{"xwhat", pick(3)}};
+      default:
+        return {{"xwhat", "e" + std::to_string(pick(names))}, {"xcontext", context(most)}};
+    }
+  }
+  Windows windows(int count, int names) {
+    Windows made;
+    for (; count > 0; --count) {
+      made.push_back(window(condition(names, 6), pick(4) == 0 ? condition(names, 3) : nullptr));
+    }
+    return made;
+  }
+
+ private:
+  std::mt19937 _random;
+};
+
+Windows copyOf(const Windows& windows) {
+  Windows copies;
+  for (const auto& each : windows) {
+    copies.push_back(std::make_shared<OQWindowData>());
+    copies.back()->setEvent(each->event());
+    copies.back()->setPreEvent(each->preEvent());
+  }
+  return copies;
+}
+
+TEST(CampaignList, AgreesWithAWalkOverAllWindows) {
+  constexpr int rounds = 2000;
+  constexpr int eventsPerRound = 60;
+  int matched = 0;
+  RandomWorld world(20260310);
+  for (int round = 0; round < rounds; ++round) {
+    const int names = 1 + world.pick(6);
+    const Windows windows = world.windows(world.pick(round % 50 == 0 ? 700 : 40), names);
+    const Windows copies = copyOf(windows);
+    const OQCampaignList list(windows);
+    for (int i = 0; i < eventsPerRound; ++i) {
+      OQWindowEvent event;
+      const Value info = world.condition(names + 1, 6);
+      fill(event, info);
+      const std::size_t expected = linearMatch(copies, event);
+      ASSERT_EQ(indexMatch(list, event), expected) << "round " << round << ", event " << info;
+      matched += expected < copies.size() ? 1 : 0;
+    }
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+      ASSERT_EQ(windows[i]->preEvent(), copies[i]->preEvent()) << "round " << round << ", window " << i;
+    }
+  }
+  EXPECT_GE(matched, rounds * eventsPerRound * 3 / 10);
+}
+
+/// Beyond 63 properties the index no longer tells numbers of them apart, and has fewer bits than properties.
+TEST(CampaignList, AgreesWithAWalkOverLargeConditions) {
+  const auto large = [](int size, int odd) {
+    Dictionary context;
+    for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
+    return Value{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
+  };
+  int matched = 0;
+  for (const int asked : {1, 2, 31, 62, 63, 64, 65, 70}) {
+    for (const int odd : {-1, 0, 61, 63}) {
+      const Windows windows = {window(large(asked, odd))};
+      const OQCampaignList list(windows);
+      for (const int size : {1, 2, 31, 62, 63, 64, 65, 70}) {
+        OQWindowEvent event;
+        fill(event, large(size, -1));
+        const std::size_t expected = linearMatch(windows, event);
+        ASSERT_EQ(indexMatch(list, event), expected) << size << " properties, " << asked << " asked for, odd " << odd;
+        matched += expected == 0 ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(matched, 8 * 8);
+}
+
+TEST(CampaignList, NamesSomeOfTheWindowsThatWerePassedOver) {
+  const Value buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
+  const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
+  const OQCampaignList list(windows);
+  OQWindowEvent event;
+  const OQCampaignMatch match = list.match(fill(event, buy));
+  EXPECT_EQ(match.position, 2u);
+  ASSERT_EQ(match.passedOverCount, 2u);
+  EXPECT_EQ(match.passedOver[0].position, 0u);
+  EXPECT_TRUE(match.passedOver[0].isWaiting);
+  EXPECT_EQ(match.passedOver[1].position, 4u);
+  EXPECT_FALSE(match.passedOver[1].isWaiting);
+}
+
+TEST(CampaignList, SubscriptionsDoNotWait) {
+  const Windows windows = {window({{"xwhat", "buy"}}, {{"xwhat", "pay"}})};
+  const OQCampaignList list(windows, OQCampaignList::PreConditions::Ignored);
+  OQWindowEvent event;
+  EXPECT_EQ(list.match(fill(event, {{"xwhat", "buy"}})).position, 0u);
+  list.match(fill(event, {{"xwhat", "pay"}}));
+  EXPECT_NE(windows[0]->preEvent(), nullptr);
+}
+
+/// A window must not slip through between those that wait and the others.
+TEST(CampaignList, IsNeverMissedWhileItsPreConditionIsTakenAway) {
+  const Value both = {{"xwhat", "buy"}};
+  for (int round = 0; round < 300; ++round) {
+    Windows windows;
+    for (int i = 0; i < 100; ++i) windows.push_back(window({{"xwhat", "never"}}, both));
+    windows.push_back(window(both, both));
+    const OQCampaignList list(windows);
+    std::atomic<int> ready{0};
+    const auto matchOnce = [&] {
+      OQWindowEvent event;
+      fill(event, both);
+      for (++ready; ready < 2;) std::this_thread::yield();
+      EXPECT_EQ(list.match(event).position, 100u);
+    };
+    std::thread other(matchOnce);
+    matchOnce();
+    other.join();
+    for (const auto& each : windows) EXPECT_EQ(each->preEvent(), nullptr);
+  }
+}
+
+TEST(SlotSet, FindsItsNextMember) {
+  std::mt19937 random(1);
+  OQBitmapIndex set(20000);
+  std::vector<bool> members(20001);
+  for (int i = 0; i < 300; ++i) {
+    const std::size_t number = random() % 20000;
+    const bool grow = i < 200;
+    grow ? set.insert(number) : set.erase(number / 4096 * 4096 + 17);
+    members[grow ? number : number / 4096 * 4096 + 17] = grow;
+    const std::size_t from = random() % 20000, end = from + random() % (20000 - from);
+    std::size_t expected = from;
+    while (expected < end && !members[expected]) ++expected;
+    ASSERT_EQ(set.next(from, end), expected) << from << " to " << end;
+  }
+}
+
+}  // namespace
+}  // namespace oq::test

@@ -1,0 +1,160 @@
+#include "Pages/OQNavigation.h"
+
+#include <gtest/gtest.h>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/System/Device.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Windows/UIWindow.h"
+
+namespace oq {
+namespace {
+
+/// Views of classes that are known by name alone.
+class NamedView : public UIView {
+ public:
+  explicit NamedView(const char* name) : _class(registerClass(name, UIView::staticClass())) {}
+  Class* class_() const override { return _class; }
+
+ private:
+  Class* const _class;
+};
+
+class Navigation : public testing::Test {
+ protected:
+  Navigation() : _before(platformSystemVersion()) {
+    DispatchQueue::installMain();
+    attach(background, UISceneVisibility::Hidden);
+    attach(front, UISceneVisibility::OnScreen);
+  }
+  ~Navigation() override {
+    detachAll();
+    setPlatformSystemVersion(_before);
+  }
+  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, UISceneVisibility visibility) {
+    window = makeHostWindow(CGRectMake(0, 0, 100, 200));
+    auto scene = std::make_shared<UIScene>();
+    scene->addWindow(window);
+    _scenes.push_back(scene);
+    application.connectScene(scene);
+    application.setSceneVisibility(*scene, visibility);
+    return scene;
+  }
+  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), UISceneVisibility::Hidden); }
+  void detachAll() {
+    for (const auto& scene : _scenes) application.disconnectScene(scene);
+  }
+
+  UIApplication& application = UIApplication::sharedApplication();
+  std::shared_ptr<UIWindow> background, front;
+
+ private:
+  const double _before;
+  std::vector<std::shared_ptr<UIScene>> _scenes;
+};
+
+TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOnOrNone) {
+  EXPECT_EQ(OQNavigation::keyWindow(), front);
+  setPlatformSystemVersion(12.4);
+  EXPECT_EQ(OQNavigation::keyWindow(), background);
+  EXPECT_EQ(OQNavigation::currentNavigation(), background->rootViewController());
+  setPlatformSystemVersion(13);
+  sendToBackground();
+  EXPECT_EQ(OQNavigation::keyWindow(), nullptr);
+  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
+}
+
+TEST_F(Navigation, TakesTheWindowUsedLastOfThoseThatCanBeSeen) {
+  detachAll();
+  std::shared_ptr<UIWindow> splash, main, tools;
+  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped);
+  const auto mainScene = attach(main, UISceneVisibility::NeverMapped);
+  const auto toolsScene = attach(tools, UISceneVisibility::NeverMapped);
+  EXPECT_EQ(OQNavigation::keyWindow(), splash) << "there is one before any is mapped";
+
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
+  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not take its place";
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
+  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
+  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused, they keep the order in which they were attached";
+
+  application.sceneWasUsed(*mainScene);
+  application.sceneWasUsed(*toolsScene);
+  application.sceneWasUsed(*splashScene);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "one that was never mapped comes last";
+  EXPECT_EQ(application.connectedScenes().back(), splashScene);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
+  EXPECT_EQ(OQNavigation::keyWindow(), main);
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "a hidden window keeps its rank";
+  application.disconnectScene(toolsScene);
+  EXPECT_EQ(OQNavigation::keyWindow(), main);
+}
+
+TEST_F(Navigation, FollowsTheStackToItsTopAndAnswersWithAPlainRoot) {
+  auto navigation = OQNavigation::currentNavigation();
+  ASSERT_TRUE(navigation);
+  EXPECT_EQ(navigation, front->rootViewController());
+  EXPECT_EQ(OQNavigation::currentViewController(), navigation->topViewController());
+  auto page = std::make_shared<UIViewController>();
+  navigation->pushViewController(page, false);
+  EXPECT_EQ(OQNavigation::currentViewController(), page);
+  page = std::make_shared<UIViewController>();
+  front->setRootViewController(page);
+  EXPECT_EQ(OQNavigation::currentViewController(), page);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  front->setRootViewController(nullptr);
+  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
+}
+
+TEST_F(Navigation, FollowsTheSelectedTabAndThenWhatIsPresented) {
+  auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>();
+  auto stack = std::make_shared<UINavigationController>(top);
+  auto tabs = std::make_shared<UITabBarController>();
+  front->setRootViewController(tabs);
+  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+
+  tabs->setViewControllers({plain, stack});
+  EXPECT_EQ(OQNavigation::currentViewController(), plain);
+  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  tabs->setSelectedViewController(stack);
+  EXPECT_EQ(OQNavigation::currentViewController(), top);
+  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+
+  auto sheet = std::make_shared<UIViewController>();
+  auto sheetStack = std::make_shared<UINavigationController>(sheet);
+  top->presentViewController(sheetStack, false);
+  EXPECT_EQ(OQNavigation::currentViewController(), sheet);
+  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+
+  auto around = std::make_shared<UINavigationController>(tabs);
+  front->setRootViewController(around);
+  tabs->setSelectedViewController(plain);
+  EXPECT_EQ(OQNavigation::currentViewController(), plain);
+  EXPECT_EQ(OQNavigation::currentNavigation(), around);
+}
+
+TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
+  auto page = std::make_shared<UIViewController>();
+  front->setRootViewController(page);
+  auto box = std::make_shared<UIView>(), label = std::make_shared<UIView>();
+  page->view()->addSubview(label);
+  page->view()->addSubview(box);
+  box->addSubview(std::make_shared<NamedView>("WKWebView"));
+  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
+  auto old = std::make_shared<NamedView>("UIWebView"), recent = std::make_shared<NamedView>("WKWebView");
+  page->view()->addSubview(recent);
+  EXPECT_EQ(OQNavigation::currentWebview(), recent);
+  page->view()->insertSubview(old, 1);
+  EXPECT_EQ(OQNavigation::currentWebview(), old);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,411 @@
+#include "Pages/OQWebController.h"
+
+#include <gtest/gtest.h>
+
+#include "Foundation/System/Device.h"
+#include "Engine/OQSDKManager.h"
+#include "Model/OQWindowData.h"
+#include "UI/OQPopWindow.h"
+#include "Pages/OQWebImages.h"
+#include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Controllers/UINavigationBar.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIScreen.h"
+#include "UIKit/Windows/UIWindow.h"
+#include "Pages/OQNavigation.h"
+#include "WebKit/WebEngineRegistry.h"
+#include "oqsdk/headless/HeadlessHost.h"
+#include "support/EngineTest.h"
+
+namespace oq {
+namespace {
+
+constexpr const char* kAddress = "https://shop.example/offer";
+
+/// A screen of 390 by 844 points over the host's own page.
+class WebController : public test::EngineTest {
+ protected:
+  WebController() { relaunch(); }
+  ~WebController() override { host.advance(1); }
+
+  std::shared_ptr<OQWebController> jump(const std::string& url = kAddress) {
+    engine->jumpToWebViewWithURLStr(Value(url));
+    return current();
+  }
+  std::shared_ptr<OQWebController> current() {
+    return std::dynamic_pointer_cast<OQWebController>(OQNavigation::currentViewController());
+  }
+  std::shared_ptr<HeadlessPage> page() { return host.pages().empty() ? nullptr : host.pages().back(); }
+  void load(const std::string& title, const std::string& url = "") {
+    url.empty() ? page()->start() : page()->start(url);
+    page()->commit();
+    page()->progress(1);
+    page()->finish(title);
+    host.runMainQueue();
+  }
+  void tapBar(std::size_t button) {
+    auto& pair = *current()->backBarButtonItem()->customView()->subviews().at(button);
+    const CGPoint at = pair.convertPointToWindow(pair.bounds().centre());
+    EXPECT_TRUE(host.tap(at.x, at.y));
+    host.advance(0.5);
+  }
+  std::string lastEntry() {
+    const auto entries = logEntries();
+    return entries.empty() ? "" : entries.back();
+  }
+
+  HeadlessHost host{{.scale = 2, .dataDirectory = folder()}};
+};
+
+TEST_F(WebController, AJumpOpensAPageOverTheHostAndCloseGivesItBack) {
+  EXPECT_FALSE(host.tap(200, 400));
+  std::weak_ptr<OQWebController> controller = jump();
+  ASSERT_TRUE(page());
+  EXPECT_EQ(page()->loads(), std::vector<std::string>{kAddress});
+  EXPECT_EQ(page()->messageHandlers(), std::vector<std::string>{"jsCallOC"});
+  const auto navigation = OQNavigation::currentNavigation();
+  const auto bar = navigation->navigationBar();
+  EXPECT_EQ(bar->frame().size, (CGSize{390, 44}));
+  host.advance(0.1);
+  const double slid = controller.lock()->view()->layer().presentation(host.now()).frame().minX();
+  EXPECT_TRUE(slid > 0 && slid < 390) << slid;
+  EXPECT_EQ(OQNavigation::currentWebview(), controller.lock()->wkWebView());
+  host.advance(0.5);
+  EXPECT_EQ(controller.lock()->view()->frame(), CGRectMake(0, 44, 390, 800));
+  EXPECT_EQ(controller.lock()->wkWebView()->frame(), CGRectMake(0, 0, 390, 800));
+
+  load("Offer & more");
+  EXPECT_EQ(bar->topItem()->title(), "Offer & more");
+  host.setScreenSize(400, 700);
+  EXPECT_EQ(controller.lock()->wkWebView()->bounds().size, (CGSize{400, 656}));
+  EXPECT_EQ(bar->frame().size, (CGSize{400, 44}));
+  host.setScreenSize(390, 844);
+
+  tapBar(1);
+  EXPECT_TRUE(controller.expired()) << "who holds the controller?";
+  EXPECT_TRUE(host.pages().empty());
+  EXPECT_TRUE(navigation->isNavigationBarHidden());
+  EXPECT_EQ(bar->frame().size.height, 0);
+  EXPECT_FALSE(host.tap(200, 20)) << "neither page nor bar is left above the host";
+}
+
+TEST_F(WebController, LinksThatNameNoPageOpenNoneOrFail) {
+  for (const Value& nothing : {Value(), Value(""), Value(7), Value(Dictionary{})})
+    engine->jumpToWebViewWithURLStr(nothing);
+  EXPECT_EQ(current(), nullptr);
+  const std::string enormous = "https://shop.example/" + std::string(2 << 20, 'x');
+  for (const std::string& link :
+       {std::string("no address"), std::string("/offer"), std::string("file:///etc/passwd"),
+        std::string("FILE:/etc/passwd"), std::string("data:text/html,x"), std::string("javascript:alert(1)"),
+        std::string("http://shop.example/"), std::string("resource:///org"), enormous}) {
+    const auto controller = jump(link);
+    ASSERT_TRUE(controller) << link;
+    EXPECT_TRUE(controller->reloadBtn()->isHidden()) << "not before it has been tried";
+    host.runMainQueue();
+    EXPECT_FALSE(controller->reloadBtn()->isHidden()) << link.substr(0, 80);
+    EXPECT_TRUE(controller->wkWebView()->isHidden());
+    EXPECT_TRUE(lastEntry().starts_with("页面加载失败：Error Domain=NSURLErrorDomain Code=-100"));
+    EXPECT_TRUE(lastEntry().ends_with("，url：" + link));
+    EXPECT_TRUE(host.pages().empty()) << "no engine was asked";
+  }
+  EXPECT_EQ(OQNavigation::currentNavigation()->viewControllers().size(), 2u) << "each made room for the next";
+}
+
+TEST_F(WebController, TheStatesOfALoad) {
+  const auto controller = jump();
+  const auto web = controller->wkWebView();
+  const auto bar = controller->progress();
+  host.advance(0.5);
+  EXPECT_EQ(bar->tintColor(), UIColor::greenColor());
+
+  // Failure, and the way out of it.
+  page()->start();
+  page()->fail(-1004, "refused");
+  EXPECT_TRUE(web->isHidden());
+  EXPECT_EQ(lastEntry(),
+            std::string("页面加载失败：Error Domain=NSURLErrorDomain Code=-1004 \"refused\"，url：") + kAddress);
+  const auto button = controller->reloadBtn();
+  EXPECT_EQ(button->frame(), CGRectMake(95, 252, 200, 140));
+  EXPECT_EQ(button->titleForState(UIControlStateNormal), "网络异常，点击重新加载");
+  // On the words, which stand below the button's own frame.
+  EXPECT_TRUE(host.tap(195, 44 + 252 + 170));
+  EXPECT_EQ(page()->loads().size(), 2u);
+  page()->start();
+  EXPECT_FALSE(web->isHidden());
+  EXPECT_TRUE(button->isHidden());
+
+  // The bar goes a moment after exactly 1, and comes back with the next load.
+  page()->progress(0.99);
+  page()->progress(1);
+  EXPECT_FALSE(bar->isHidden());
+  EXPECT_TRUE(host.runUntil([&] { return bar->isHidden(); }, 5));
+  page()->commit();
+  page()->failLater(-1005, "torn");
+  EXPECT_FALSE(web->isHidden()) << "what is there stays";
+  page()->finish("One");
+
+  page()->start("about:blank");
+  EXPECT_FALSE(bar->isHidden());
+  EXPECT_TRUE(web->isHidden());
+  page()->start(kAddress);
+  EXPECT_FALSE(web->isHidden());
+
+  page()->crash();
+  EXPECT_TRUE(web->isHidden());
+  EXPECT_FALSE(button->isHidden());
+  controller->wkWebViewReload();
+  EXPECT_EQ(page()->loads().back(), kAddress);
+
+  controller->observeValueForKeyPath("title", *web, {{"new", 0.25}});
+  EXPECT_EQ(bar->progress(), 1.0f);
+}
+
+TEST_F(WebController, APageIsADialogThatKeysLeave) {
+  std::weak_ptr<OQWebController> controller = jump();
+  host.advance(0.5);
+  const auto window = OQNavigation::keyWindow();
+  ASSERT_TRUE(frontmostDialog(*window));
+  EXPECT_EQ(frontmostDialog(*window)->accessibilityLabel(), "网页");
+  load("One");
+  EXPECT_EQ(frontmostDialog(*window)->accessibilityLabel(), "One");
+  for (const char* name : {"返回", "关闭", "返回"}) {
+    window->pressKey(UIKeyboardKey::Tab);
+    ASSERT_TRUE(window->focusedView());
+    EXPECT_EQ(window->focusedView()->accessibilityLabel(), name);
+  }
+  load("Two", "https://shop.example/two");
+  window->pressKey(UIKeyboardKey::Back);
+  EXPECT_EQ(page()->loads().back(), kAddress);
+  load("One");
+  window->pressKey(UIKeyboardKey::Back);
+  host.advance(0.5);
+  EXPECT_TRUE(controller.expired());
+  jump();
+  host.advance(0.5);
+  window->pressKey(UIKeyboardKey::Escape);
+  host.advance(0.5);
+  EXPECT_EQ(current(), nullptr);
+  EXPECT_FALSE(frontmostDialog(*window));
+  EXPECT_FALSE(window->pressKey(UIKeyboardKey::Escape)) << "the keys are the host's again";
+}
+
+/// Counts what it is asked for.
+class ExpectantEngine : public WebEngine {
+ public:
+  std::unique_ptr<WebPage> openPage(const WebPageSettings&, WebPageClient&, Error&) override { return nullptr; }
+  void prepare() override { ++prepared; }
+  int prepared = 0;
+};
+
+TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
+  ExpectantEngine expectant;
+  setWebEngine(&expectant);
+  const Value link{{"text", "More"}, {"clickEvent", kAddress}};
+  const auto preparedFor = [&](const Dictionary& fields) {
+    expectant.prepared = 0;
+    deliverInApp({test::campaign("1", "buy", fields)});
+    host.runMainQueue();
+    return expectant.prepared > 0;
+  };
+  EXPECT_FALSE(preparedFor({{"style", 3}, {"clickEvent", kAddress}})) << "only a picture opens the window's link";
+  EXPECT_FALSE(preparedFor({{"style", 2}, {"buttonLeft", link}}));
+  EXPECT_TRUE(preparedFor({{"style", 4}}));
+  EXPECT_TRUE(preparedFor({{"style", 1}, {"clickEvent", kAddress}}));
+  EXPECT_TRUE(preparedFor({{"style", 2}, {"buttonMiddle", link}}));
+  EXPECT_TRUE(preparedFor({{"style", 3}, {"buttonRight", link}}));
+  // Known from an earlier run.
+  expectant.prepared = 0;
+  relaunch();
+  engine->inAppDataArray();
+  host.runMainQueue();
+  EXPECT_GT(expectant.prepared, 0);
+  ExpectantEngine later;
+  setWebEngine(&later);
+  EXPECT_EQ(later.prepared, 1) << "an engine that comes late";
+  setWebEngine(nullptr);
+}
+
+TEST_F(WebController, BackGoesBackUntilThereIsNothing) {
+  auto controller = jump();
+  host.advance(0.5);
+  load("One");
+  load("Two", "https://shop.example/two");
+  tapBar(0);
+  EXPECT_EQ(page()->loads().back(), kAddress);
+  load("One");
+  EXPECT_EQ(current(), controller);
+  tapBar(0);
+  EXPECT_EQ(current(), nullptr);
+  EXPECT_EQ(page()->stops(), 0) << "only its destruction stops it";
+  const auto left = page();
+  controller.reset();
+  EXPECT_FALSE(left->isOpen());
+  EXPECT_EQ(left->stops(), 1);
+  left->post("jsCallOC", "1");
+  left->finish("late");
+
+  // Presented instead of pushed.
+  auto presented = makeMainObject<OQWebController>(std::string(kAddress));
+  OQNavigation::currentViewController()->presentViewController(presented, true);
+  host.advance(0.5);
+  EXPECT_EQ(presented->wkWebView()->frame(), CGRectMake(0, 0, 390, 844));
+  EXPECT_EQ(current(), presented);
+  presented->close();
+  host.advance(0.5);
+  EXPECT_EQ(current(), nullptr);
+}
+
+TEST_F(WebController, TheFrameThatIsAskedForHoldsOnlyWhole) {
+  UIApplication::sharedApplication().setStatusBarFrame(CGRectMake(0, 0, 390, 20));
+  struct Case {
+    CGRect asked, expected;
+  };
+  for (const Case& each :
+       {Case{{}, CGRectMake(0, 0, 390, 824)}, Case{CGRectMake(5, 6, 0, 100), CGRectMake(0, 0, 390, 824)},
+        Case{CGRectMake(5, 6, 100, 0), CGRectMake(0, 0, 390, 824)},
+        Case{CGRectMake(5, 6, 100, 50), CGRectMake(5, 6, 100, 50)}}) {
+    EXPECT_EQ(makeMainObject<OQWebController>(each.asked)->wkWebView()->frame(), each.expected);
+  }
+  auto controller = makeMainObject<OQWebController>(std::string("about:blank"));
+  controller->setJsString("window.shop = 1;");
+  controller->setCanDownRefresh(true);
+  controller->setLoadingProgressColor(UIColor::redColor());
+  controller->setBounds(CGRectMake(0, 0, 200, 300), {195, 400});
+  EXPECT_EQ(controller->view()->frame(), CGRectMake(95, 250, 200, 300));
+  EXPECT_EQ(controller->wkWebView()->frame(), CGRectMake(0, 0, 200, 300));
+  EXPECT_EQ(controller->progress()->frame(), CGRectMake(0, 0, 200, 2));
+  EXPECT_EQ(controller->progress()->tintColor(), UIColor::redColor());
+  EXPECT_EQ(page()->scripts(), std::vector<std::string>{"window.shop = 1;"});
+
+  load("");
+  page()->pullDown();
+  page()->pullDown();
+  EXPECT_EQ(page()->loads().size(), 2u) << "one reload at a time";
+  EXPECT_TRUE(controller->refreshControl()->isRefreshing());
+  load("");
+  EXPECT_FALSE(controller->refreshControl()->isRefreshing());
+  controller->setCanDownRefresh(false);
+  EXPECT_TRUE(controller->wkWebView()->scrollView()->refreshControl()) << "too late to count";
+}
+
+TEST_F(WebController, WhatScriptsDoIsLoggedAndNothingElse) {
+  const auto controller = jump();
+  load("One");
+  struct Case {
+    const char *json, *text;
+  };
+  for (const Case& each : {Case{R"({"a":1})", "{\n  \"a\" : 1\n}"}, Case{"\"text %@\"", "text %@"},
+                           Case{"null", "(null)"}, Case{"true", "1"}, Case{"not json", "not json"}}) {
+    page()->post("jsCallOC", each.json);
+    EXPECT_EQ(lastEntry(), std::string("js拦截，调用OC方法，方法名：jsCallOC,参数：") + each.text);
+  }
+  page()->post("jsCallOC", "\"" + std::string(1 << 20, 'x') + "\"");
+  EXPECT_EQ(lastEntry().size(), std::string("js拦截，调用OC方法，方法名：jsCallOC,参数：").size() + (1 << 20));
+  const std::size_t entries = logEntries().size();
+  for (int i = 0; i < 1000; ++i) page()->post("jsCallOC", "1");
+  page()->post("unknown", "1");
+  EXPECT_EQ(logEntries().size(), entries + 1000);
+
+  page()->alert("hello");
+  page()->confirm("sure?");
+  page()->prompt("name?", "nobody");
+  host.runMainQueue();
+  EXPECT_EQ(page()->openDialogs(), 3) << "never shown, never answered";
+  EXPECT_TRUE(page()->respond(500, "application/octet-stream"));
+}
+
+TEST_F(WebController, AHostWithoutAnEngineShowsTheReason) {
+  host.refusePages("no user namespaces for the sandbox");
+  const auto controller = jump();
+  host.advance(0.5);
+  EXPECT_FALSE(controller->reloadBtn()->isHidden());
+  EXPECT_NE(lastEntry().find("no user namespaces for the sandbox"), std::string::npos);
+  host.refusePages("");
+  controller->wkWebViewReload();
+  ASSERT_TRUE(page());
+  EXPECT_EQ(page()->loads().size(), 1u);
+}
+
+TEST_F(WebController, ClosingInEachPhaseLeavesNothingBehind) {
+  const std::vector<std::function<void()>> phases = {
+      [] {},
+      [&] { page()->start(); },
+      [&] { page()->start(), page()->progress(1); },
+      [&] { page()->start(), page()->commit(); },
+      [&] { page()->start(), page()->commit(), page()->finish("before its title is known"); },
+      [&] { page()->start(), page()->fail(-1001, "late"); },
+      [&] { page()->crash(); },
+      [&] { page()->alert("open"); },
+  };
+  for (int round = 0; round < 104; ++round) {
+    std::weak_ptr<OQWebController> controller = jump();
+    std::weak_ptr<UIView> web = current()->wkWebView();
+    if (round % 2 == 0) host.advance(0.5);
+    phases[static_cast<std::size_t>(round) % phases.size()]();
+    current()->close();
+    host.advance(0.5);
+    EXPECT_TRUE(controller.expired() && web.expired()) << round;
+    ASSERT_TRUE(host.pages().empty()) << round;
+  }
+}
+
+// Pops what is on top for each page that it finds, so a page of the host's above one goes as well, and one
+// below stays.
+TEST_F(WebController, TheWalkPopsTheTopForEachPageItFinds) {
+  const auto navigation = OQNavigation::currentNavigation();
+  const auto plain = makeMainObject<UIViewController>();
+  navigation->pushViewController(plain, false);
+  const auto first = makeMainObject<OQWebController>();
+  navigation->pushViewController(first, false);
+  const auto above = makeMainObject<UIViewController>();
+  navigation->pushViewController(above, false);
+  const auto controller = jump();
+  const auto& stack = navigation->viewControllers();
+  ASSERT_EQ(stack.size(), 4u);
+  EXPECT_EQ(stack[1], plain);
+  EXPECT_EQ(stack[2], first) << "the one above it went in its place";
+  EXPECT_EQ(stack[3], controller);
+}
+
+TEST_F(WebController, AWindowOfTheFourthStyleShowsItsPageInTheCard) {
+  auto data = std::make_shared<OQWindowData>();
+  data->setModelWithDic({{"style", 4}, {"content", {{"text", "not shown"}}}, {"clickEvent", kAddress}});
+  auto window = makeMainObject<OQPopWindow>();
+  window->popWithData(data, nullptr);
+  ASSERT_TRUE(page());
+  EXPECT_EQ(page()->loads(), std::vector<std::string>{"https://localhost:8088/static/window.html"});
+  const double width = 390 / 590.5 * 520, height = width * 1.5;
+  UIView& card = *window->webController()->view();
+  const auto shown = [&](UIView& view) { return view.layer().presentation(host.now()).frame(); };
+  EXPECT_EQ(shown(card).size, (CGSize{width, 0}));
+  host.advance(0.1);
+  EXPECT_TRUE(shown(card).size.height > 0 && shown(card).size.height < height);
+  EXPECT_NEAR(shown(card).centre().y, 422, 1e-9);
+  EXPECT_EQ(window->webController()->wkWebView()->frame(), CGRectMake(0, 0, width, height)) << "its model, at once";
+  host.advance(0.2);
+  EXPECT_NEAR(shown(card).size.height, height, 1e-9);
+  window->_close();
+  host.advance(0.2);
+  window.reset();
+  EXPECT_TRUE(host.pages().empty());
+}
+
+TEST_F(WebController, ImagesComeByNameOrBeforeThirteenByTheScreensScale) {
+  for (const char* name : {"oq_webview_back", "oq_webview_close"}) {
+    ASSERT_TRUE(webControllerImage(name)) << name;
+    EXPECT_EQ(webControllerImage(name)->size(), (CGSize{36, 36}));
+    EXPECT_EQ(webControllerImage(name)->scale(), 2);
+  }
+  const double before = platformSystemVersion();
+  setPlatformSystemVersion(12);
+  EXPECT_EQ(webControllerImage("oq_webview_back")->scale(), 2);
+  EXPECT_EQ(webControllerImage("oq_close")->scale(), 2);
+  UIScreen::mainScreen().setScale(3.9);
+  EXPECT_EQ(webControllerImage("oq_webview_back")->scale(), 3);
+  EXPECT_EQ(webControllerImage("oq_close"), nullptr);
+  setPlatformSystemVersion(before);
+}
+
+}  // namespace
+}  // namespace oq

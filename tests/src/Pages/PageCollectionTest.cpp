@@ -1,0 +1,93 @@
+#include "Pages/OQPageCollection.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Utils/OQDispatchQueueManager.h"
+#include "Engine/OQSDKManager.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Controllers/UIViewController.h"
+#include "src/TemporaryFolder.h"
+
+namespace oq {
+namespace {
+
+/// A screen of a class with the given name.
+template <class Base>
+class Named : public Base {
+ public:
+  template <class... Arguments>
+  explicit Named(const char* name, Arguments... arguments)
+      : Base(arguments...), _class(registerClass(name, Base::staticClass())) {}
+  Class* class_() const override { return _class; }
+
+ private:
+  Class* const _class;
+};
+
+class PageCollection : public testing::Test {
+ protected:
+  PageCollection() {
+    DispatchQueue::installMain();
+    OQPageCollection::collectPage();
+    OQPageCollection::collectPage();  // harmless
+    engine().setAutoCollectPage(true);
+    engine().setPageName("engine before");
+    OQPageCollection::sharedInstance().setPageName("before");
+  }
+  ~PageCollection() override { engine().setAutoCollectPage(true); }
+
+  static OQSDKManager& engine() { return OQSDKManager::sharedManager(); }
+  /// What the collection and the engine say once the screen has appeared and been decided on.
+  static std::pair<std::string, std::string> pagesAfter(UIViewController& screen) {
+    screen.viewDidAppear(false);
+    screen.viewWillDisappear(false);
+    std::promise<void> decided;
+    OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
+                                                  [&] { decided.set_value(); });
+    decided.get_future().wait();
+    return {OQPageCollection::sharedInstance().pageName().value(), engine().pageName().value()};
+  }
+
+  test::TemporaryFolder folder;
+};
+
+using Pages = std::pair<std::string, std::string>;
+
+/// Pages of the host are reported, its containers only followed, and screens of the system passed over.
+TEST_F(PageCollection, FollowsTheHostsScreensAndReportsItsPagesWhenItIsOn) {
+  const auto inner = std::make_shared<UIViewController>();
+  UIViewController plain;
+  UINavigationController systemStack(inner);
+  Named<UIViewController> alert("UIInputWindowController"), page("PageTestPage"), other("PageTestOther");
+  Named<UINavigationController> stack("PageTestStack", inner);
+  Named<UITabBarController> tabs("PageTestTabs");
+  for (UIViewController* passedOver : std::initializer_list<UIViewController*>{&plain, &alert, &systemStack})
+    EXPECT_EQ(pagesAfter(*passedOver), Pages("before", "engine before"));
+  EXPECT_FALSE(OQPageCollection::sharedInstance().canCollectViewController(nullptr));
+  EXPECT_EQ(pagesAfter(stack), Pages("PageTestStack", "engine before"));
+  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestTabs", "engine before"));
+  EXPECT_EQ(pagesAfter(page), Pages("PageTestPage", "PageTestPage"));
+  engine().setAutoCollectPage(false);
+  EXPECT_EQ(pagesAfter(other), Pages("PageTestOther", "PageTestPage"));
+  EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
+}
+
+TEST_F(PageCollection, DoesNotKeepAScreenUntilItIsDecidedOn) {
+  std::promise<void> go;
+  OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
+                                                [&, open = go.get_future().share()] { open.wait(); });
+  {
+    auto shortLived = std::make_shared<Named<UIViewController>>("PageTestShopPage");
+    shortLived->viewDidAppear(false);
+  }
+  go.set_value();
+  UIViewController plain;
+  EXPECT_EQ(pagesAfter(plain).first, "PageTestShopPage");
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,297 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Format.h"
+#include "Engine/OQSDKManager.h"
+#include "MessageUI/MFMailComposeViewController.h"
+#include "UIKit/Views/UILabel.h"
+#include "Utils/OQLogger.h"
+#include "Hooks/OQSwizzler.h"
+#include "Utils/OQUtils.h"
+#include "oqsdk/OQSDKConstants.h"
+#include "src/TemporaryFolder.h"
+#include "support/FakePortal.h"
+#include "support/ScreenParts.h"
+
+namespace oq {
+namespace {
+
+namespace fs = std::filesystem;
+using test::FakePortal;
+using testing::ElementsAre;
+using testing::Pair;
+
+/// A screen of a host's that wants to hear what became of the mail.
+class Delegate : public UIViewController {
+  OQ_CLASS(Delegate)
+
+ public:
+  std::vector<std::int64_t> results;
+  std::optional<Error> error;
+
+ private:
+  void _finished(Object*, std::int64_t result, const std::optional<Error>& failure) {
+    results.push_back(result);
+    error = failure;
+  }
+};
+Class* Delegate::staticClass() {
+  static Class* registered = registerClass("LogMailTestDelegate", UIViewController::staticClass(),
+                                           {method<&Delegate::_finished>(mailComposeDidFinishSelector)});
+  return registered;
+}
+
+void write(const fs::path& file, const std::string& text) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file) << text;
+}
+
+/// A home of the test's own in which there is no mail program, no portal and no bus.
+class Desktop {
+ public:
+  Desktop() {
+    for (const char* name :
+         {"HOME", "XDG_DATA_HOME", "XDG_DATA_DIRS", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_RUNTIME_DIR"})
+      ::setenv(name, _folder.path().c_str(), 1);
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    ::setenv("PATH", (_folder.path().string() + "/bin:/usr/bin:/bin").c_str(), 1);
+  }
+  const fs::path& path() const { return _folder.path(); }
+
+  /// The program notes its arguments, a line each, keeps what is attached, and ends with the status.
+  void addXdgEmail(int status) const {
+    const fs::path program = path() / "bin/xdg-email";
+    write(program, "#!/bin/sh\ncd " + path().string() +
+                       "\nfor argument; do\n  printf '%s\\n' \"$argument\" >>arguments\n"
+                       "  [ \"$last\" = --attach ] && cat \"$argument\" >>attached\n  last=$argument\ndone\n"
+                       "touch asked\nexit " +
+                       std::to_string(status) + "\n");
+    ::chmod(program.c_str(), 0755);
+  }
+  void addMailProgram() const {
+    write(path() / "applications/mail.desktop",
+          "[Desktop Entry]\nType=Application\nName=Mail\nExec=true %u\nMimeType=x-scheme-handler/mailto;\n");
+    write(path() / "mimeapps.list", "[Default Applications]\nx-scheme-handler/mailto=mail.desktop\n");
+  }
+
+ private:
+  test::TemporaryFolder _folder;
+};
+
+class LogMail : public testing::Test {
+ protected:
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "GLib's D-Bus and its threads are not built for the sanitizer";
+#endif
+  }
+  LogMail() {
+    // The libraries for text read the environment on a thread of theirs, and a bus of the tests changes it. After the
+    // first measured text that thread is done.
+    const auto label = makeMainObject<UILabel>();
+    label->setText("text");
+    label->textSizeForWidth(100);
+    delegate = makeMainObject<Delegate>();
+    OQNavigation::currentNavigation()->pushViewController(delegate, false);
+    OQLogger::getInstance().flush();
+  }
+  static HeadlessHost::Options optionsIn(const fs::path& folder) {
+    HeadlessHost::Options options;
+    options.dataDirectory = folder / "data";
+    return options;
+  }
+  static fs::path logs() {
+    return documentsDirectory() / "Log";
+  }
+  void send(const std::string& recipient = "dev@example.org") {
+    OQSDKManager::sharedManager().sendLogToEmail(recipient, delegate);
+  }
+  /// Until the delegate has heard, and the composer has gone.
+  ::testing::AssertionResult finishes() {
+    const bool hasFinished = host.runUntil([&] { return delegate->results.size() == 1; }, 20, true);
+    host.advance(1);
+    if (!hasFinished) return ::testing::AssertionFailure() << "the delegate hears nothing";
+    if (delegate->presentedViewController()) return ::testing::AssertionFailure() << "the composer stays";
+    return ::testing::AssertionSuccess();
+  }
+
+  Desktop desktop;
+  HeadlessHost host{optionsIn(desktop.path())};
+  std::shared_ptr<Delegate> delegate;
+};
+
+/// Names and bytes but for the run's own log, which comes last.
+std::vector<std::pair<std::string, std::string>> filesOf(FakePortal::Mail mail) {
+  EXPECT_TRUE(!mail.files.empty() && mail.files.back().first.starts_with("oqsdk_"));
+  if (!mail.files.empty()) mail.files.pop_back();
+  return mail.files;
+}
+
+TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
+  FakePortal portal;
+  write(logs() / "a.log", "first");
+  write(logs() / "b.txt", "no log");
+  write(logs() / "c.LOG", "no log either");
+  write(logs() / "m/a.log", "below");
+  write(logs() / "m_a.log", "of the same name once it is mailed");
+  fs::create_directories(logs() / "folder.log");
+  write(applicationDataDirectory() / "secret", "no log of ours");
+  fs::create_symlink(applicationDataDirectory() / "secret", logs() / "h.log");
+  // What an earlier mail left is kept for a day.
+  const fs::path mails = applicationDataDirectory() / "Mail";
+  write(mails / "old/a.log", "old");
+  write(mails / "recent/a.log", "recent");
+  fs::last_write_time(mails / "old", fs::file_time_type::clock::now() - std::chrono::hours(25));
+  const std::string odd = "de v\"<x>\"+log@例え.org\n-a";
+  send(odd);
+  host.advance(0.1);
+  EXPECT_EQ(class_getName(delegate->presentedViewController()->class_()), "MFMailComposeViewController");
+  EXPECT_TRUE(finishes());
+  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Sent)));
+  ASSERT_EQ(portal.mails().size(), 1u);
+  const auto mail = portal.mails().front();
+  EXPECT_THAT(mail.addresses, ElementsAre(odd));
+  EXPECT_EQ(mail.subject, "OQSDK v" + OQSDKVersion + " 用户行为日志");
+  EXPECT_EQ(mail.body, "请查收附件");
+  EXPECT_THAT(filesOf(mail), ElementsAre(Pair("a.log", "first"), Pair("m_a.log", "below"),
+                                         Pair("2-m_a.log", "of the same name once it is mailed")));
+  EXPECT_FALSE(fs::exists(mails / "old"));
+  EXPECT_TRUE(fs::exists(mails / "recent/a.log"));
+  auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->swizzledClass(), Delegate::staticClass());
+  EXPECT_TRUE(record->blocks()->contains("MFMailComposeViewControllerDelegate"));
+}
+
+TEST_F(LogMail, CarriesTheNewestOfThousandsAndTellsOfTheOthers) {
+  FakePortal portal;
+  const auto now = fs::file_time_type::clock::now();
+  for (int i = 0; i < 3000; ++i) {
+    const fs::path file = logs() / (std::to_string(i) + ".log");
+    write(file, std::to_string(i));
+    // By its age every two-hundredth file is new, by its name it is not.
+    fs::last_write_time(file, now - std::chrono::hours(i % 200 == 7 ? 1 : 100));
+  }
+  std::vector<std::string> lines;
+  setPlatformLogHandler([&](std::string_view line) { lines.emplace_back(line); });
+  send();
+  setPlatformLogHandler({});
+  EXPECT_TRUE(finishes());
+  EXPECT_THAT(lines, testing::ElementsAre("2985 log files stay behind, a mail carries the newest 16"));
+  const auto files = filesOf(portal.mails().at(0));
+  EXPECT_EQ(files.size(), 15u);
+  for (const auto& [name, bytes] : files) {
+    EXPECT_EQ(name, bytes + ".log");
+    EXPECT_EQ(std::stoi(bytes) % 200, 7) << name;
+  }
+}
+
+TEST_F(LogMail, EndsAsThePortalSays) {
+  struct Case {
+    FakePortal::Manners manners;
+    MFMailComposeResult result;
+  };
+  using enum MFMailComposeResult;
+  const std::string refusal = "org.freedesktop.portal.Error.InvalidArgument";
+  for (const Case& each :
+       {Case{{.version = 2}, Sent}, Case{{.response = 1}, Cancelled}, Case{{.response = 2}, Failed},
+        Case{{.error = refusal}, Failed}, Case{{.ownHandle = true}, Sent}, Case{{.breaksDown = true}, Failed}}) {
+    FakePortal portal(each.manners);
+    delegate->results.clear();
+    delegate->error.reset();
+    send();
+    EXPECT_TRUE(finishes());
+    EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(each.result)));
+    EXPECT_EQ(delegate->error.has_value(), each.result == Failed);
+    ASSERT_EQ(portal.mails().size(), 1u);
+    EXPECT_EQ(portal.mails().front().address, each.manners.version < 3 ? "dev@example.org" : "");
+  }
+}
+
+TEST_F(LogMail, AControllerNeedNotKnowOfMails) {
+  FakePortal portal;
+  auto plain = makeMainObject<UIViewController>();
+  OQNavigation::currentNavigation()->pushViewController(plain, false);
+  for (std::size_t mails : {1, 2}) {  // the second time its class has the method, which is the hook's
+    OQSDKManager::sharedManager().sendLogToEmail("\xff@example.org", plain);
+    EXPECT_TRUE(plain->presentedViewController());
+    EXPECT_TRUE(host.runUntil([&] { return !plain->presentedViewController(); }, 20, true));
+    ASSERT_EQ(portal.mails().size(), mails);
+    EXPECT_THAT(portal.mails().back().addresses, ElementsAre("\uFFFD@example.org"));
+    host.advance(1);
+  }
+}
+
+TEST_F(LogMail, CanBeGivenUpWhileThePortalIsSilent) {
+  FakePortal portal({.response = std::nullopt});
+  send();
+  ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 1; }, 20, true));
+  host.advance(1);
+  EXPECT_EQ(delegate->results.size(), 0u);
+  EXPECT_TRUE(test::tapButton(host, "Cancel"));
+  EXPECT_TRUE(finishes());
+  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Cancelled)));
+  EXPECT_TRUE(host.runUntil([&] { return portal.closedRequests() == 1; }, 20));
+  // Taken away by somebody else there is nothing to tell.
+  delegate->results.clear();
+  send();
+  ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 2; }, 20, true));
+  host.advance(1);
+  delegate->dismissViewControllerAnimated(false);
+  EXPECT_TRUE(host.runUntil([&] { return portal.closedRequests() == 2; }, 20));
+  EXPECT_EQ(delegate->results.size(), 0u);
+}
+
+TEST_F(LogMail, ShowsNothingWithoutRecipientControllerOrMailProgram) {
+  EXPECT_FALSE(MFMailComposeViewController::canSendMail());
+  send();
+  desktop.addXdgEmail(0);
+  EXPECT_FALSE(MFMailComposeViewController::canSendMail()) << "nothing is there to show it";
+  send();
+  FakePortal portal;
+  EXPECT_TRUE(MFMailComposeViewController::canSendMail());
+  send("");
+  OQUtils::sendEmailTo(std::nullopt, {}, {}, delegate);
+  OQUtils::sendEmailTo("dev@example.org", {}, {}, nullptr);
+  OQUtils::sendEmailTo("dev@example.org", {}, {}, makeMainObject<Delegate>());  // is on no screen
+  host.advance(1);
+  EXPECT_EQ(delegate->presentedViewController(), nullptr);
+  EXPECT_EQ(portal.mails().size(), 0u);
+  EXPECT_FALSE(fs::exists(desktop.path() / "asked"));
+  // Nothing to attach is no reason not to write.
+  OQUtils::sendEmailTo("dev@example.org", {Data{'x'}}, {}, delegate);
+  EXPECT_TRUE(finishes());
+  EXPECT_EQ(portal.mails().at(0).files.size(), 0u);
+}
+
+TEST_F(LogMail, GoesThroughXdgEmailWhereNoPortalAnswers) {
+  desktop.addMailProgram();
+  desktop.addXdgEmail(0);
+  ASSERT_TRUE(MFMailComposeViewController::canSendMail());
+  write(logs() / "a b.log", "first");
+  send("--attach /etc/passwd@example.org?cc=x");
+  EXPECT_TRUE(finishes());
+  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Sent)));
+  std::ifstream lines(desktop.path() / "arguments");
+  std::vector<std::string> arguments;
+  for (std::string line; std::getline(lines, line);) arguments.push_back(line);
+  EXPECT_THAT(arguments, ElementsAre("--utf8", "--subject", "OQSDK v" + OQSDKVersion + " 用户行为日志", "--body",
+                                     "请查收附件", "--attach", testing::EndsWith("/a b.log"), "--attach",
+                                     testing::ContainsRegex("/oqsdk_[^/]*\\.log$"),
+                                     "mailto:--attach%20%2Fetc%2Fpasswd@example.org%3Fcc%3Dx"));
+  EXPECT_THAT(test::textOfFile(desktop.path() / "attached"), testing::StartsWith("first"));
+
+  desktop.addXdgEmail(3);
+  delegate->results.clear();
+  send();
+  EXPECT_TRUE(finishes());
+  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Failed)));
+  EXPECT_TRUE(delegate->error);
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,283 @@
+#include "Tools/OQFloatingBallView.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "UIKit/Windows/UIWindow.h"
+#include "Pages/OQNavigation.h"
+#include "oqsdk/headless/HeadlessHost.h"
+
+namespace oq {
+
+static void PrintTo(const CGRect& rect, std::ostream* out) {
+  *out << rect.minX() << "," << rect.minY() << " " << rect.size.width << "x" << rect.size.height;
+}
+static void PrintTo(const CGPoint& point, std::ostream* out) {
+  *out << point.x << "," << point.y;
+}
+
+namespace {
+
+constexpr CGSize tall{390, 844}, small{320, 568};
+constexpr double radius = 84.8528137423857;
+
+/// A screen with a ball on it, and a finger.
+struct Screen {
+  explicit Screen(CGSize size, std::int64_t mode = 3)
+      : host({.width = size.width, .height = size.height, .dataDirectory = {}}) {
+    ball = makeMainObject<OQFloatingBallView>(CGRect{}, mode);
+    ball->createFloatingBtn();
+    OQNavigation::keyWindow()->addSubview(ball);
+    ball->setBtnClickedCallback([this](std::int64_t index) {
+      reported.push_back(index);
+      centreWhenReported = ball->subBtn1()->center();
+    });
+  }
+  ~Screen() { ball->removeFromSuperview(); }
+
+  /// From the ball's centre to the point.
+  void drag(CGPoint to) {
+    host.touchDown(ball->center().x, ball->center().y);
+    host.touchMove(to.x, to.y);
+  }
+  void drop(CGPoint at) { host.touchUp(at.x, at.y); }
+  /// Drags it there and lets it come to rest.
+  void put(CGPoint at) {
+    drag(at);
+    drop(at);
+    host.advance(0.6);
+  }
+  void tapBall() { host.tap(ball->center().x, ball->center().y); }
+  CGRect frame() const { return ball->frame(); }
+
+  HeadlessHost host;
+  std::shared_ptr<OQFloatingBallView> ball;
+  std::vector<std::int64_t> reported;
+  CGPoint centreWhenReported;
+};
+
+CGRect ballAt(double x, double y) {
+  return CGRectMake(x, y, 60, 60);
+}
+
+TEST(FloatingBall, FollowsTheFingerWithItsOddCorrections) {
+  struct Case {
+    CGSize screen;
+    CGPoint finger;
+    CGPoint origin;
+  };
+  for (const Case& each : {
+           Case{tall, {200, 500}, {170, 470}},
+           Case{tall, {10, 500}, {0, 470}},     // back to the left edge
+           Case{tall, {420, 500}, {390, 470}},  // not beyond the right edge yet
+           Case{tall, {421, 500}, {330, 470}},  // beyond it
+           Case{tall, {200, 31}, {170, 1}},
+           Case{tall, {200, 30}, {170, 12}},  // its centre is at 0.7 of its height
+           Case{tall, {200, -90}, {170, 12}},
+           Case{tall, {10, 10}, {-20, 12}},  // in the corner x is what the finger says
+           Case{tall, {200, 814}, {170, 784}},
+           Case{tall, {200, 815}, {170, 784}},
+           Case{tall, {430, 900}, {400, 784}},
+           Case{small, {100, 300}, {70, 270}},
+           Case{small, {351, 300}, {260, 270}},
+           Case{small, {100, 545}, {70, 508}},
+           Case{small, {-60, 570}, {-90, 508}},
+       }) {
+    Screen screen(each.screen);
+    EXPECT_EQ(screen.frame(), ballAt(each.screen.width - 60, 300));
+    screen.drag(each.finger);
+    EXPECT_EQ(screen.frame().origin, each.origin) << each.finger.x << "," << each.finger.y;
+    screen.drop(each.finger);
+    screen.host.advance(1);
+    EXPECT_EQ(screen.frame().origin, each.origin) << "where it was dropped";
+  }
+}
+
+TEST(FloatingBall, ComesToRestByItsMode) {
+  struct Case {
+    CGSize screen;
+    std::int64_t mode;
+    double centreX;
+    double restsAt;
+  };
+  for (const Case& each :
+       {Case{tall, 0, 194, 0}, Case{tall, 0, 195, 330}, Case{small, 0, 159, 0}, Case{small, 0, 160, 260},
+        Case{tall, 1, 300, 0}, Case{small, 2, 60, 260}, Case{tall, 3, 150, 120}, Case{tall, -1, 150, 120}}) {
+    Screen screen(each.screen, each.mode);
+    screen.drag({each.centreX, 400});
+    screen.drop({each.centreX, 400});
+    EXPECT_EQ(screen.frame(), ballAt(each.restsAt, 370)) << each.mode << " " << each.centreX;
+    // Half of the way in half of the time.
+    screen.host.advance(0.25);
+    EXPECT_NEAR(screen.ball->layer().presentation(screen.host.now()).position.x, (each.centreX + each.restsAt + 30) / 2,
+                1);
+    screen.host.advance(0.3);
+    EXPECT_FALSE(screen.ball->layer().isAnimating());
+    EXPECT_TRUE(screen.reported.empty() && screen.ball->subviews().size() == 1) << "a drag is no tap";
+  }
+}
+
+TEST(FloatingBall, TellsATapFromADrag) {
+  for (auto [dx, dy, isTap] : {std::tuple{0.0, 0.0, true}, {2.0, -2.0, true}, {3.0, 0.0, false}, {0.0, -3.0, false}}) {
+    Screen screen(tall);
+    const CGPoint to{360 + dx, 330 + dy};
+    screen.drag(to);
+    screen.drop(to);
+    EXPECT_EQ(screen.ball->subviews().size(), isTap ? 4u : 1u) << dx << "," << dy;
+  }
+}
+
+TEST(FloatingBall, FansOutAndFolds) {
+  struct Case {
+    CGSize screen;
+    std::int64_t mode;
+    double side;  ///< -1: to the left
+  };
+  for (const Case& each : {Case{tall, 2, -1}, Case{tall, 1, 1}, Case{small, 2, -1}, Case{small, 1, 1}}) {
+    Screen screen(each.screen, each.mode);
+    auto& ball = *screen.ball;
+    screen.put({150, 330});
+    screen.tapBall();
+    const std::vector<std::shared_ptr<UIView>> order = {ball.subBtn1(), ball.subBtn2(), ball.subBtn3(),
+                                                        ball.floatingBtn()};
+    EXPECT_EQ(ball.subviews(), order) << "beneath the main button";
+    const CGPoint offsets[] = {{60, -60}, {radius, 0}, {60, 60}};
+    const char* titles[] = {"起别名", "切环境", "发日志"};
+    for (int i = 0; i < 3; ++i) {
+      auto& button = static_cast<UIButton&>(*order[i]);
+      EXPECT_EQ(button.center(), (CGPoint{30 + each.side * offsets[i].x, 30 + offsets[i].y}));
+      EXPECT_EQ(button.bounds(), ball.bounds());
+      EXPECT_EQ(button.titleForState(UIControlStateNormal), titles[i]);
+    }
+    screen.host.advance(0.24);
+    EXPECT_TRUE(order[0]->layer().isAnimating());
+    screen.host.advance(0.02);
+    EXPECT_FALSE(order[0]->layer().isAnimating());
+
+    // They travel with the ball, and fold at its next tap.
+    screen.put({180, 500});
+    EXPECT_EQ(ball.subviews(), order);
+    screen.tapBall();
+    EXPECT_EQ(order[0]->center(), (CGPoint{30, 30}));
+    screen.host.advance(0.26);
+    EXPECT_EQ(ball.subviews().size(), 1u);
+    screen.tapBall();
+    EXPECT_NE(ball.subBtn1(), order[0]) << "fresh buttons";
+  }
+}
+
+TEST(FloatingBall, ASubButtonFoldsFirstAndThenReports) {
+  for (double side : {-1.0, 1.0}) {
+    Screen screen(tall, side < 0 ? 2 : 1);
+    screen.put({150, 400});
+    const CGPoint centre = screen.ball->center();
+    const auto tapAt = [&](double dx, double dy) { return screen.host.tap(centre.x + side * dx, centre.y + dy); };
+    EXPECT_FALSE(tapAt(60, 60)) << "still the host's";
+    const std::pair<double, double> buttons[] = {{60, -60}, {radius, 0}, {60, 60}};
+    for (auto [dx, dy] : buttons) {
+      screen.tapBall();
+      screen.host.advance(0.3);
+      // The corner of its square is not the button.
+      EXPECT_FALSE(tapAt(60 + 22, 60 + 22));
+      EXPECT_TRUE(tapAt(dx + 20, dy + 20));
+      EXPECT_EQ(screen.centreWhenReported, (CGPoint{30, 30}));
+      screen.host.advance(0.3);
+      EXPECT_EQ(screen.ball->subviews().size(), 1u);
+    }
+    EXPECT_EQ(screen.reported, (std::vector<std::int64_t>{0, 1, 2}));
+  }
+}
+
+TEST(FloatingBall, SurvivesWhatComesInTheMiddle) {
+  Screen screen(tall, 0);
+  screen.drag({100, 400});
+  screen.drop({100, 400});
+  screen.host.advance(0.1);
+  EXPECT_TRUE(screen.host.touchDown(30, 400)) << "in motion it is the host's neither";
+  screen.host.touchMove(200, 500);
+  screen.host.touchUp(200, 500);
+  EXPECT_EQ(screen.frame(), ballAt(0, 370));
+  screen.host.advance(0.6);
+  // A button on its way out is none yet: the touch is the ball's, which folds.
+  screen.tapBall();
+  EXPECT_TRUE(screen.host.tap(30 + 60, 400 + 60));
+  screen.host.advance(1);
+  EXPECT_EQ(screen.ball->subviews().size(), 1u);
+  EXPECT_TRUE(screen.reported.empty());
+  // Folded twice, and fanned out in between.
+  screen.tapBall();
+  screen.tapBall();
+  screen.tapBall();
+  screen.host.advance(1);
+  EXPECT_EQ(screen.ball->subviews().size(), 1u);
+  screen.tapBall();
+  screen.host.advance(1);
+  EXPECT_EQ(screen.ball->subviews().size(), 4u);
+  // Taken off in the middle of a drag.
+  screen.drag({200, 200});
+  screen.ball->_hide();
+  screen.host.touchMove(300, 300);
+  EXPECT_EQ(screen.frame(), ballAt(170, 170));
+  // Dropped by its own callback.
+  auto ball = screen.ball;
+  std::weak_ptr<UIView> weak = ball;
+  ball->setBtnClickedCallback(
+      [&](std::int64_t) { ball.reset(), screen.ball = makeMainObject<OQFloatingBallView>(CGRect{}); });
+  ball->btn2Clicked();
+  screen.host.advance(1);
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST(FloatingBall, StaysInReachWhenTheScreenShrinks) {
+  Screen screen(tall, 2);
+  screen.drag({360, 800});
+  screen.drop({360, 800});
+  screen.host.setScreenSize(320, 568);
+  EXPECT_EQ(screen.frame(), ballAt(260, 508));
+  screen.ball->removeFromSuperview();
+  screen.host.setScreenSize(200, 400);
+  OQNavigation::keyWindow()->addSubview(screen.ball);
+  EXPECT_EQ(screen.frame(), ballAt(140, 340));
+  screen.host.setScreenSize(390, 844);
+  EXPECT_EQ(screen.frame(), ballAt(140, 340)) << "nothing is laid out again where it fits";
+}
+
+/// In a process there is one ball, so there is one test of it.
+TEST(FloatingBall, ThereIsOneForAllCalls) {
+  HeadlessHost host({.width = tall.width, .height = tall.height, .dataDirectory = {}});
+  std::vector<std::int64_t> early, late;
+  OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { early.push_back(index); });
+  OQFloatingBall::hide();
+  EXPECT_EQ(OQFloatingBallView::floatingBall(), nullptr);
+  std::thread elsewhere([] { OQFloatingBall::showWithMode(2); });
+  elsewhere.join();
+  host.runMainQueue();
+  auto ball = OQFloatingBallView::floatingBall();
+  ASSERT_TRUE(ball);
+  EXPECT_EQ(ball->superview(), OQNavigation::keyWindow());
+  EXPECT_EQ(ball->frame(), ballAt(330, 300));
+  EXPECT_EQ(ball->layer().model().zPosition, 100) << "above whatever comes later";
+
+  OQFloatingBall::showWithMode(1);
+  OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { late.push_back(index); });
+  EXPECT_EQ(OQFloatingBallView::floatingBall(), ball);
+  host.touchDown(360, 330);
+  host.touchMove(100, 330);
+  host.touchUp(100, 330);
+  EXPECT_EQ(ball->frame(), ballAt(330, 300)) << "the first mode stays";
+
+  OQFloatingBall::hide();
+  EXPECT_TRUE(ball->isHidden());
+  EXPECT_EQ(ball->superview(), nullptr);
+  OQFloatingBall::show();
+  EXPECT_FALSE(ball->isHidden());
+  EXPECT_EQ(ball->superview(), OQNavigation::keyWindow());
+  ball->btn3Clicked();
+  EXPECT_EQ(late, (std::vector<std::int64_t>{2}));
+  EXPECT_TRUE(early.empty());
+  OQFloatingBall::hide();
+}
+
+}  // namespace
+}  // namespace oq

@@ -1,0 +1,80 @@
+#include "Utils/OQDispatchQueueManager.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "support/MainLoop.h"
+
+namespace oq {
+namespace {
+
+const void* const asyncTask = QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
+
+TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueAndLaterInsideAnotherQueuesBlock) {
+  DispatchQueue::installMain();
+  std::vector<int> order;
+  OQDispatchQueueManager::dispatchInMainThread([&] { order.push_back(1); }, false);
+  OQDispatchQueueManager::dispatchInMainThread([&] { order.push_back(2); }, true);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  DispatchQueue::serial("test")->sync([&] {
+    OQDispatchQueueManager::dispatchInMainThread([&] { order.push_back(4); }, true);
+    order.push_back(3);
+  });
+  EXPECT_EQ(order.back(), 3);
+  EXPECT_TRUE(test::runLoopUntil([&] { return order.back() == 4; }));
+  OQDispatchQueueManager::dispatchInMainThread(nullptr, false);
+  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, nullptr);
+  // From another thread it waits.
+  std::thread::id ranOn;
+  std::atomic<bool> returned = false;
+  std::thread caller([&] {
+    OQDispatchQueueManager::dispatchInMainThread([&] { ranOn = std::this_thread::get_id(); }, false);
+    returned = true;
+  });
+  EXPECT_TRUE(test::runLoopUntil([&] { return returned.load(); }));
+  caller.join();
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(DispatchQueueManager, HasOneSerialQueueWhateverTheTag) {
+  std::promise<std::vector<std::string>> done;
+  auto order = std::make_shared<std::vector<std::string>>();
+  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [&, order] {
+    order->push_back(DispatchQueue::currentLabel());
+    // The second tag is never recognised: its work goes to the end of the same queue.
+    OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD,
+                                                  [&, order] {
+                                                    order->push_back(DispatchQueue::currentLabel());
+                                                    done.set_value(*order);
+                                                  });
+    OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [order] { order->push_back("inner"); });
+    order->push_back("outer ends");
+  });
+  auto future = done.get_future();
+  ASSERT_EQ(future.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+  EXPECT_EQ(future.get(), (std::vector<std::string>{"com.torvelin.oqsdk.asyncTask", "inner", "outer ends",
+                                                    "com.torvelin.oqsdk.asyncTask"}));
+}
+
+/// In a process of its own, since the first call decides for good.
+int outcomeOfAForeignFirstTag() {
+  static int foreign;
+  OQDispatchQueueManager::dispatchInSerialQueue(&foreign, [] { std::_Exit(1); });
+  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [] { std::_Exit(2); });
+  std::promise<void> passed;
+  DispatchQueue::serial("other")->async([&] { passed.set_value(); });
+  passed.get_future().wait();
+  return 0;
+}
+
+TEST(DispatchQueueManager, AForeignFirstTagLeavesNoQueue) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::exit(outcomeOfAForeignFirstTag()), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace oq
