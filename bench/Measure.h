@@ -90,8 +90,7 @@ std::array<std::vector<double>, sizeof...(Runs)> inTurns(int rounds, Runs&&... r
 /// The median of the quotients, round by round.
 inline double medianRatio(const std::vector<double>& above, const std::vector<double>& below) {
   std::vector<double> ratios;
-  for (std::size_t i = 0; i < std::min(above.size(), below.size()); ++i)
-    ratios.push_back(above[i] / below[i]);
+  for (std::size_t i = 0; i < std::min(above.size(), below.size()); ++i) ratios.push_back(above[i] / below[i]);
   return median(ratios);
 }
 

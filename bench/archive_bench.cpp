@@ -50,12 +50,9 @@ Windows windows(int count) {
          {"picture", "https://shop.example/pictures/" + number + ".png"},
          {"event", {{"xwhat", "view_item"}, {"xcontext", {{"category", "kind" + std::to_string(i % 100)}}}}},
          {"title", {{"text", "新品上架 No. " + number}, {"color", "#1F2937"}, {"size", "34pd"}}},
-         {"content",
-          {{"text", "本季跑鞋已经到店，会员免运费。 " + number}, {"color", "#4B5563"}, {"size", "28pd"}}},
-         {"buttonLeft",
-          {{"text", "以后再说"}, {"color", "#4B5563"}, {"background", "#F3F4F6"}, {"size", "28pd"}}},
-         {"buttonRight",
-          {{"text", "去看看"}, {"color", "#FFFFFF"}, {"background", "#2563EB"}, {"size", "28pd"}}}});
+         {"content", {{"text", "本季跑鞋已经到店，会员免运费。 " + number}, {"color", "#4B5563"}, {"size", "28pd"}}},
+         {"buttonLeft", {{"text", "以后再说"}, {"color", "#4B5563"}, {"background", "#F3F4F6"}, {"size", "28pd"}}},
+         {"buttonRight", {{"text", "去看看"}, {"color", "#FFFFFF"}, {"background", "#2563EB"}, {"size", "28pd"}}}});
     made.push_back(std::move(window));
   }
   return made;
@@ -65,8 +62,7 @@ Windows windows(int count) {
 void plainWrite(const Data& bytes, const std::filesystem::path& file) {
   const std::string temporary = file.string() + ".tmp";
   const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  require(::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
-          "short write");
+  require(::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "short write");
   require(::fsync(descriptor) == 0 && ::close(descriptor) == 0, "no flush");
   require(::rename(temporary.c_str(), file.c_str()) == 0, "no rename");
   const int folder = ::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -76,8 +72,7 @@ void plainWrite(const Data& bytes, const std::filesystem::path& file) {
 class PropertyList {
  public:
   explicit PropertyList(const Data& bytes) {
-    plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()),
-                   &_tree);
+    plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &_tree);
     require(_tree != nullptr, "libplist does not read the archive");
   }
   ~PropertyList() { plist_free(_tree); }
@@ -106,11 +101,9 @@ void benchRecords(const ScratchFolder& folder) {
   auto [archive, plain, encode, libplist] = inTurns(
       4 * kRounds, [&] { return secondsOf([&] { OQDataArchiver::setData(list, file); }); },
       [&] { return secondsOf([&] { plainWrite(bytes, folder.path() / "plain"); }); },
-      [&] {
-        return secondsOf([&] {
-          keep(KeyedArchiver::archivedDataWithRootObjects({list.begin(), list.end()}));
-        });
-      },
+      [&] { return secondsOf([&] {
+              keep(KeyedArchiver::archivedDataWithRootObjects({list.begin(), list.end()}));
+            }); },
       [&] { return secondsOf([&] { keep(tree.bytes()); }); });
   atMost("archive_500_records_vs_plain_write", medianRatio(archive, plain), 2.5);
   note("archive_500_records", 1e3 * median(archive), "ms");
@@ -128,11 +121,9 @@ void benchWindows(const ScratchFolder& folder) {
   auto [archive, plain, encode, read] = inTurns(
       kRounds, [&] { return secondsOf([&] { OQDataArchiver::setData(list, file); }); },
       [&] { return secondsOf([&] { plainWrite(bytes, folder.path() / "plain"); }); },
-      [&] {
-        return secondsOf([&] {
-          keep(KeyedArchiver::archivedDataWithRootObjects({list.begin(), list.end()}));
-        });
-      },
+      [&] { return secondsOf([&] {
+              keep(KeyedArchiver::archivedDataWithRootObjects({list.begin(), list.end()}));
+            }); },
       [&] {
         return secondsOf([&] {
           auto restored = OQDataArchiver::getDataForPath<OQWindowData>(file);

@@ -1,7 +1,7 @@
 // What a hook costs: a message to a method with one block behind it, beside the same message without a hook.
+#include "Hooks/OQSwizzler.h"
 #include "Measure.h"
 #include "UIKit/Controllers/UIViewController.h"
-#include "Hooks/OQSwizzler.h"
 #include "oqsdk/AnalyticsHook.h"
 
 namespace {
@@ -43,16 +43,13 @@ double nanosecondsOfACall(Uploader& uploader) {
 
 int main() {
   Uploader plain(makeClass("HookBenchPlain")), hooked(makeClass("HookBenchHooked"));
-  OQUploadHookBlock block = [](Object&, SEL, const Value&, const std::string&, const UploadHandler&) {
-    ++blocks;
-  };
+  OQUploadHookBlock block = [](Object&, SEL, const Value&, const std::string&, const UploadHandler&) { ++blocks; };
   OQSwizzler::swizzleSelector(saveUploadInfo, hooked.class_(), block, "bench");
 
   const auto [without, with] = inTurns(
       kRounds, [&] { return nanosecondsOfACall(plain); }, [&] { return nanosecondsOfACall(hooked); });
   const int calls = (kRounds + 1) * kCalls;
-  require(originals == 2 * calls && blocks == calls,
-          "each call runs the original, each hooked one the block");
+  require(originals == 2 * calls && blocks == calls, "each call runs the original, each hooked one the block");
 
   std::vector<double> more;
   for (std::size_t round = 0; round < with.size(); ++round) more.push_back(with[round] - without[round]);

@@ -2,9 +2,9 @@
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
-#include "Engine/OQSDKManager.h"
 #include "Measure.h"
 #include "Model/OQWindowData.h"
 #include "Utils/OQLogger.h"
@@ -20,8 +20,7 @@ OQCampaignList::Windows campaigns() {
     auto window = std::make_shared<OQWindowData>();
     window->setModelWithDic(
         {{"id", std::to_string(i)},
-         {"event",
-          {{"xwhat", "event_" + std::to_string(i % 100)}, {"xcontext", {{"sku", std::to_string(i)}}}}}});
+         {"event", {{"xwhat", "event_" + std::to_string(i % 100)}, {"xcontext", {{"sku", std::to_string(i)}}}}}});
     windows.push_back(std::move(window));
   }
   return windows;
@@ -43,15 +42,13 @@ std::vector<Value> uploads() {
 
 double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
   const double seconds = secondsOf([&] {
-    for (int i = 0; i < events; ++i)
-      engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
+    for (int i = 0; i < events; ++i) engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
   });
   OQLogger::getInstance().flush();
   return seconds / events;
 }
 
-double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events,
-                                 int count) {
+double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events, int count) {
   const double seconds = secondsOf([&] {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {
@@ -94,8 +91,7 @@ int main() {
       7, [&] { return secondsAnEvent(*engine, infos, 100000); },
       [&] { return secondsAnEventFromThreads(*engine, infos, 100000, 4); },
       [&] { return medianOfSingleEvents(*engine, infos); });
-  note("intake_own_time_us", ownSecondsOf([&] { secondsAnEvent(*engine, infos, 100000); }) * 1e6 / 100000,
-       "us");
+  note("intake_own_time_us", ownSecondsOf([&] { secondsAnEvent(*engine, infos, 100000); }) * 1e6 / 100000, "us");
   atLeast("intake_events_per_second", 1 / median(one), 500000);
   atMost("intake_p50_us", median(single) * 1e6, 1.5);
   atLeast("intake_4_threads_to_1", medianRatio(one, four), 1);

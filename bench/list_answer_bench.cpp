@@ -15,8 +15,7 @@ using namespace oq::bench;
 
 Value record(int number) {
   const std::string id = std::to_string(number);
-  const Value text = {
-      {"text", "A title for the window number " + id}, {"color", "#222222"}, {"size", "32pd"}};
+  const Value text = {{"text", "A title for the window number " + id}, {"color", "#222222"}, {"size", "32pd"}};
   const Value button = {{"text", "Open"},
                         {"color", "#ffffff"},
                         {"background", "#3366cc"},
@@ -68,8 +67,7 @@ double takeIn(const Data& answer, std::size_t expected) {
     }
     const OQCampaignList list(std::move(windows));
     records.updateWithTree(scratch);
-    require(list.windows().size() == expected && records.copyOfNodes().size() == expected,
-            "windows are missing");
+    require(list.windows().size() == expected && records.copyOfNodes().size() == expected, "windows are missing");
   });
 }
 

@@ -63,8 +63,7 @@ double peers(int threads, Entries& entries) {
   const auto file = folder.path() / "spdlog.log";
   auto pool = std::make_shared<spdlog::details::thread_pool>(8192, 1);
   auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(file.string());
-  auto logger =
-      std::make_shared<spdlog::async_logger>("bench", sink, pool, spdlog::async_overflow_policy::block);
+  auto logger = std::make_shared<spdlog::async_logger>("bench", sink, pool, spdlog::async_overflow_policy::block);
   logger->set_pattern("%Y-%m-%d %H:%M:%S.%e  %v");
   const double seconds = secondsOf([&] {
     fromThreads(threads, [&] { logger->info(kMessage); });

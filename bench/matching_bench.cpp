@@ -40,8 +40,7 @@ class TypicalMix {
     for (int i = 0; i < count; ++i) {
       Dictionary asked;
       for (int property = i % 4; property > 0; --property) asked[key()] = value();
-      made.push_back(
-          window(named(knownName(), asked), i % 10 ? Value() : named(knownName(), {{key(), value()}})));
+      made.push_back(window(named(knownName(), asked), i % 10 ? Value() : named(knownName(), {{key(), value()}})));
     }
     return made;
   }
@@ -94,11 +93,9 @@ void typicalMix() {
     matched += position < walked.size() ? 1 : 0;
   }
   const auto [fast, slow, few] = inTurns(
-      9, [&] { return nanosecondsAnEvent(list, events, 20); },
-      [&] { return nanosecondsOfWalk(walked, events, 200); },
+      9, [&] { return nanosecondsAnEvent(list, events, 20); }, [&] { return nanosecondsOfWalk(walked, events, 200); },
       [&] { return nanosecondsAnEvent(small, smallEvents, 20); });
-  note("matching_events_that_match",
-       100.0 * static_cast<double>(matched) / static_cast<double>(events.size()), "%");
+  note("matching_events_that_match", 100.0 * static_cast<double>(matched) / static_cast<double>(events.size()), "%");
   atMost("matching_10000_campaigns_ns", median(fast), 150);
   atLeast("matching_against_linear", medianRatio(slow, fast), 200);
   note("matching_100_campaigns_ns", median(few), "ns");

@@ -83,8 +83,7 @@ Data pictureFile(const std::filesystem::path& file) {
   auto* bytes = cairo_image_surface_get_data(surface);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      const auto pixel =
-          static_cast<std::uint32_t>((x * 255 / width) << 16 | (y * 255 / height) << 8 | (x * y) % 251);
+      const auto pixel = static_cast<std::uint32_t>((x * 255 / width) << 16 | (y * 255 / height) << 8 | (x * y) % 251);
       std::memcpy(bytes + y * cairo_image_surface_get_stride(surface) + 4 * x, &pixel, 4);
     }
   }
@@ -115,8 +114,7 @@ void forgetContents(UIView& view) {
 
 class Bench {
  public:
-  Bench(int scale, const std::filesystem::path& folder)
-      : _scale(scale), _host(options(scale, folder)), _screen(scale) {
+  Bench(int scale, const std::filesystem::path& folder) : _scale(scale), _host(options(scale, folder)), _screen(scale) {
     _picture = UIImage::imageWithData(pictureFile(folder / "picture.png"));
     require(_picture != nullptr, "no picture");
   }
@@ -168,17 +166,14 @@ class Bench {
     options.dataDirectory = folder;
     return options;
   }
-  std::string name(const std::string& figure) const {
-    return "paint_scale" + std::to_string(_scale) + "_" + figure;
-  }
+  std::string name(const std::string& figure) const { return "paint_scale" + std::to_string(_scale) + "_" + figure; }
 
   /// Shows the message and lets it open; the times of all frames go into `frames`.
   void open(std::vector<double>* frames) {
     _window = makeMainObject<OQPopWindow>();
     _window->popWithData(message(), nullptr);
     _window->imgView()->setImage(_picture);
-    require(_host.runUntil([&] { return _window->imgView()->isImageReady(); }, 60),
-            "the picture does not come");
+    require(_host.runUntil([&] { return _window->imgView()->isImageReady(); }, 60), "the picture does not come");
     while (!_window->isShowing()) {
       _host.advance(kFrame);
       const double seconds = secondsOf([&] { _screen.paint(_host.now()); });
@@ -193,15 +188,13 @@ class Bench {
   /// That what is measured is there to be seen.
   void checkScreen() {
     _screen.paint(_host.now());
-    for (UIView* part :
-         {static_cast<UIView*>(_window->imgView().get()), static_cast<UIView*>(_window->textLbl().get()),
-          static_cast<UIView*>(_window->middleBtn().get())}) {
+    for (UIView* part : {static_cast<UIView*>(_window->imgView().get()), static_cast<UIView*>(_window->textLbl().get()),
+                         static_cast<UIView*>(_window->middleBtn().get())}) {
       CGPoint at = part->convertPointToWindow({0, 0});
       at.x += part->bounds().size.width / 2;
       at.y += 10;
-      require(
-          _screen.coloursIn(static_cast<int>(at.x * _scale) - 40, static_cast<int>(at.y * _scale), 80) > 3,
-          "a part of the message does not show");
+      require(_screen.coloursIn(static_cast<int>(at.x * _scale) - 40, static_cast<int>(at.y * _scale), 80) > 3,
+              "a part of the message does not show");
     }
   }
 

@@ -117,8 +117,7 @@ void benchLinking(const std::filesystem::path& programs) {
     return milliseconds;
   };
   auto [empty, linked] = inTurns(
-      3 * kRounds, [&] { return run("link_empty", emptyMemory); },
-      [&] { return run("link_oqsdk", linkedMemory); });
+      3 * kRounds, [&] { return run("link_empty", emptyMemory); }, [&] { return run("link_oqsdk", linkedMemory); });
   std::vector<double> added;
   for (std::size_t i = 0; i < empty.size(); ++i) added.push_back(linked[i] - empty[i]);
   atMost("link_adds_ms", median(added), 12);

@@ -25,15 +25,12 @@ class Ticking : public Object {
 
  private:
   static std::chrono::duration<double> interval() { return std::chrono::duration<double>(kInterval); }
-  void _tick(OQTimer&) {
-    lateness.push_back(-1e3 * std::chrono::duration<double>(_due - Clock::now()).count());
-  }
+  void _tick(OQTimer&) { lateness.push_back(-1e3 * std::chrono::duration<double>(_due - Clock::now()).count()); }
   Clock::time_point _due;
 };
 
 Class* Ticking::staticClass() {
-  static Class* registered =
-      registerClass("TimerBenchTicking", Object::staticClass(), {method<&Ticking::_tick>(tick)});
+  static Class* registered = registerClass("TimerBenchTicking", Object::staticClass(), {method<&Ticking::_tick>(tick)});
   return registered;
 }
 

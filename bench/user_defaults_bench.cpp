@@ -26,8 +26,7 @@ class Upsert {
     execute(
         "CREATE TABLE entries(key TEXT NOT NULL PRIMARY KEY, kind INTEGER NOT NULL, value NOT NULL) WITHOUT "
         "ROWID");
-    _upsert =
-        prepare("INSERT INTO entries VALUES(?1, 0, ?2) ON CONFLICT(key) DO UPDATE SET kind=0, value=?2");
+    _upsert = prepare("INSERT INTO entries VALUES(?1, 0, ?2) ON CONFLICT(key) DO UPDATE SET kind=0, value=?2");
     _select = prepare("SELECT value FROM entries WHERE key=?1");
   }
   ~Upsert() {
@@ -94,8 +93,7 @@ std::string quoted(const std::string& text) {
   return '"' + text + '"';
 }
 
-void compareChangedValues(OQUserDefaults& settings, UserDefaults& suite,
-                          const std::filesystem::path& folder) {
+void compareChangedValues(OQUserDefaults& settings, UserDefaults& suite, const std::filesystem::path& folder) {
   Upsert full(folder / "full.sqlite", "FULL"), normal(folder / "normal.sqlite", "NORMAL");
   auto [our, peer] = inTurns(
       kRounds, [&] { return each(100, [&](int i) { settings.setObject(Value(nextValue()), keyOf(i)); }); },

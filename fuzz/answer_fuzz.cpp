@@ -39,8 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     windows.push_back(window);
   }
   // Objects that windows share in memory come back as one for each, so that only the second archive is final.
-  const oq::Data first =
-      archiveAgain(oq::KeyedArchiver::archivedDataWithRootObjects(windows), windows.size());
+  const oq::Data first = archiveAgain(oq::KeyedArchiver::archivedDataWithRootObjects(windows), windows.size());
   require(archiveAgain(first, windows.size()) == first);
   return 0;
 }

@@ -30,8 +30,7 @@ unsigned number(std::string_view text, size_t from, size_t length) {
 bool isCalendarTime(std::string_view text) {
   if (!fits(text)) return false;
   const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(number(text, 0, 4))),
-                                        std::chrono::month(number(text, 5, 2)),
-                                        std::chrono::day(number(text, 8, 2))};
+                                        std::chrono::month(number(text, 5, 2)), std::chrono::day(number(text, 8, 2))};
   return day.ok() && number(text, 11, 2) < 24 && number(text, 14, 2) < 60 && number(text, 17, 2) < 60;
 }
 

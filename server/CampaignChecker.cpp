@@ -7,8 +7,8 @@
 
 #include "CalendarTime.h"
 #include "CampaignSchema.h"
-#include "JsonSchema.h"
 #include "JsonPath.h"
+#include "JsonSchema.h"
 
 namespace oq::server {
 

@@ -24,8 +24,8 @@ std::string placeOf(std::string_view text, std::size_t offset) {
   const auto line = 1 + std::count(before.begin(), before.end(), '\n');
   const auto lineStart = before.rfind('\n') == before.npos ? 0 : before.rfind('\n') + 1;
   const auto lineText = before.substr(lineStart);
-  const auto column = 1 + std::count_if(lineText.begin(), lineText.end(),
-                                        [](unsigned char byte) { return (byte & 0xC0) != 0x80; });
+  const auto column =
+      1 + std::count_if(lineText.begin(), lineText.end(), [](unsigned char byte) { return (byte & 0xC0) != 0x80; });
   return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
 

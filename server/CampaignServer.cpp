@@ -39,8 +39,8 @@ bool isMissingFamily(const std::system_error& problem) {
 }
 
 std::string counted(const Campaigns& campaigns) {
-  return std::to_string(campaigns.windows.size()) + " windows, " +
-         std::to_string(campaigns.subscriptions.size()) + " subscriptions";
+  return std::to_string(campaigns.windows.size()) + " windows, " + std::to_string(campaigns.subscriptions.size()) +
+         " subscriptions";
 }
 
 }  // namespace
@@ -90,8 +90,7 @@ void CampaignServer::_open(Environment environment) {
   const auto before = _listeners.size();
   for (int i = 1;; ++i) try {
       const int port = _bindAll(environment, wanted);
-      _announcements.push_back(std::string(nameOf(environment)) +
-                               ": https://localhost:" + std::to_string(port));
+      _announcements.push_back(std::string(nameOf(environment)) + ": https://localhost:" + std::to_string(port));
       return;
     } catch (const std::system_error& problem) {
       _listeners.resize(before);

@@ -14,8 +14,7 @@ namespace oq::server {
 // The three servers that a client can be pointed at; the values are those the client uses.
 enum class Environment { production = 0, test = 1, development = 2 };
 
-inline constexpr Environment allEnvironments[] = {Environment::production, Environment::test,
-                                                  Environment::development};
+inline constexpr Environment allEnvironments[] = {Environment::production, Environment::test, Environment::development};
 inline constexpr std::string_view environmentNames[] = {"production", "test", "development"};
 
 inline std::string_view nameOf(Environment environment) {

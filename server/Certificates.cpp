@@ -74,8 +74,7 @@ void writeFile(const fs::path& file, BIO* content, mode_t mode) {
   char* text = nullptr;
   const auto length = BIO_get_mem_data(content, &text);
   const bool written = fchmod(descriptor, mode) == 0 &&
-                       write(descriptor, text, static_cast<size_t>(length)) == length &&
-                       fsync(descriptor) == 0;
+                       write(descriptor, text, static_cast<size_t>(length)) == length && fsync(descriptor) == 0;
   const int error = errno;
   close(descriptor);
   if (!written) failAt(beside, std::strerror(error));
@@ -140,8 +139,7 @@ Identity draft(const std::string& commonName, long life) {
           X509_gmtime_adj(X509_getm_notAfter(certificate), life));
   require(X509_set_pubkey(certificate, identity.key.get()) == 1);
   const auto* text = reinterpret_cast<const unsigned char*>(commonName.c_str());
-  require(
-      X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0));
+  require(X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0));
   return identity;
 }
 
@@ -177,8 +175,7 @@ Identity makeServer(const Identity& authority, const std::set<std::string>& host
 // Compared as encoded, so that no printed form of an address matters.
 bool isFor(const Certificate& certificate, const std::set<std::string>& hosts) {
   const int at = X509_get_ext_by_NID(certificate.get(), NID_subject_alt_name, -1);
-  const Extension wanted(
-      X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, subjectNames(hosts).c_str()));
+  const Extension wanted(X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, subjectNames(hosts).c_str()));
   if (at < 0 || !wanted) return false;
   const auto* found = X509_EXTENSION_get_data(X509_get_ext(certificate.get(), at));
   return ASN1_OCTET_STRING_cmp(found, X509_EXTENSION_get_data(wanted.get())) == 0;
@@ -193,8 +190,7 @@ bool Certificates::isHost(const std::string& text) {
   if (isAddress(text)) return true;
   constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-.";
   const std::string_view name = text.starts_with("*.") ? std::string_view(text).substr(2) : text;
-  return !name.empty() && name.size() <= 253 && name.front() != '.' &&
-         name.find_first_not_of(allowed) == name.npos;
+  return !name.empty() && name.size() <= 253 && name.front() != '.' && name.find_first_not_of(allowed) == name.npos;
 }
 
 void Certificates::ensure() {

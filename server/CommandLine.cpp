@@ -42,11 +42,9 @@ const std::map<std::string, Apply, std::less<>>& optionsWithValue() {
       {"--static", [](Options& o, auto&, auto& value) { o.staticFolder = value; }},
       {"--bind", [](Options& o, auto&, auto& value) { o.addresses.push_back(value); }},
       {"--host", [](Options& o, auto& option, auto& value) { o.hosts.insert(hostFrom(option, value)); }},
-      {"--port-production",
-       [](Options& o, auto& option, auto& value) { o.ports[0] = portFrom(option, value); }},
+      {"--port-production", [](Options& o, auto& option, auto& value) { o.ports[0] = portFrom(option, value); }},
       {"--port-test", [](Options& o, auto& option, auto& value) { o.ports[1] = portFrom(option, value); }},
-      {"--port-development",
-       [](Options& o, auto& option, auto& value) { o.ports[2] = portFrom(option, value); }},
+      {"--port-development", [](Options& o, auto& option, auto& value) { o.ports[2] = portFrom(option, value); }},
       {"--init",
        [](Options& o, auto&, auto& value) {
          o.action = Options::Action::init;

@@ -130,8 +130,8 @@ void Endpoints::_print(std::string_view time, std::string_view path, std::string
                        const std::vector<ReceivedEvent>& events) {
   std::lock_guard lock(_printing);
   for (const auto& event : events) {
-    _eventLines << time << ' ' << path << ' ' << jsonText(user) << ' ' << jsonText(event.name) << ' '
-                << event.context << '\n';
+    _eventLines << time << ' ' << path << ' ' << jsonText(user) << ' ' << jsonText(event.name) << ' ' << event.context
+                << '\n';
   }
   _eventLines.flush();
 }
@@ -142,10 +142,10 @@ Reply Endpoints::listEvents(const EventFilter& filter) try {
   for (const auto& event : _store.list(filter)) {
     if (!first) body += ',';
     first = false;
-    body += R"({"id":)" + std::to_string(event.id) + R"(,"time":)" + jsonText(event.time) +
-            R"(,"environment":)" + jsonText(event.environment) + R"(,"endpoint":)" +
-            jsonText(event.endpoint) + R"(,"user":)" + jsonText(event.user) + R"(,"name":)" +
-            jsonText(event.name) + R"(,"context":)" + event.context + R"(,"event":)" + event.body + "}";
+    body += R"({"id":)" + std::to_string(event.id) + R"(,"time":)" + jsonText(event.time) + R"(,"environment":)" +
+            jsonText(event.environment) + R"(,"endpoint":)" + jsonText(event.endpoint) + R"(,"user":)" +
+            jsonText(event.user) + R"(,"name":)" + jsonText(event.name) + R"(,"context":)" + event.context +
+            R"(,"event":)" + event.body + "}";
   }
   return {200, body + "]}"};
 } catch (const std::exception& problem) {

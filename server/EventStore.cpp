@@ -70,21 +70,17 @@ class Transaction {
 
 EventStore::EventStore(const std::filesystem::path& file)
     : _database(openDatabase(file)),
-      _insertToken(
-          _database.prepare("INSERT INTO tokens (token, time, app_key, device) VALUES (?, ?, ?, ?)")),
+      _insertToken(_database.prepare("INSERT INTO tokens (token, time, app_key, device) VALUES (?, ?, ?, ?)")),
       _trimTokens(_database.prepare(
           "DELETE FROM tokens WHERE app_key = ?1 AND device = ?2 AND id NOT IN (SELECT id FROM tokens "
           "WHERE app_key = ?1 AND device = ?2 ORDER BY id DESC LIMIT 16)")),
       _findToken(_database.prepare("SELECT 1 FROM tokens WHERE token = ?")),
-      _insertEvent(
-          _database.prepare("INSERT INTO events (time, environment, endpoint, user, name, context, body) "
-                            "VALUES (?, ?, ?, ?, ?, ?, ?)")),
-      _listSince(
-          _database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
-                            "FROM events WHERE id > ?1 AND (?2 = 0 OR name = ?3) ORDER BY id LIMIT ?4")),
-      _listNewest(
-          _database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
-                            "FROM events WHERE id > ?1 AND (?2 = 0 OR name = ?3) ORDER BY id DESC LIMIT ?4")),
+      _insertEvent(_database.prepare("INSERT INTO events (time, environment, endpoint, user, name, context, body) "
+                                     "VALUES (?, ?, ?, ?, ?, ?, ?)")),
+      _listSince(_database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
+                                   "FROM events WHERE id > ?1 AND (?2 = 0 OR name = ?3) ORDER BY id LIMIT ?4")),
+      _listNewest(_database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
+                                    "FROM events WHERE id > ?1 AND (?2 = 0 OR name = ?3) ORDER BY id DESC LIMIT ?4")),
       _count(_database.prepare("SELECT count(*) FROM events")) {}
 
 std::string EventStore::createToken(std::string_view appKey, std::string_view device) {
@@ -117,8 +113,8 @@ void EventStore::append(std::string_view time, std::string_view environment, std
 std::vector<StoredEvent> EventStore::list(const EventFilter& filter) {
   std::lock_guard lock(_mutex);
   auto& statement = filter.since ? _listSince : _listNewest;
-  statement.with(filter.since.value_or(0), std::int64_t{filter.name.has_value()},
-                 filter.name.value_or(std::string()), filter.limit);
+  statement.with(filter.since.value_or(0), std::int64_t{filter.name.has_value()}, filter.name.value_or(std::string()),
+                 filter.limit);
   std::vector<StoredEvent> events;
   std::size_t size = 0;
   while (size < largestListing && statement.step()) {

@@ -44,8 +44,8 @@ class EventStore {
   bool knowsToken(std::string_view token);
 
   // All or none of the events; `time` is a text of timestampNow().
-  void append(std::string_view time, std::string_view environment, std::string_view endpoint,
-              std::string_view user, const std::vector<ReceivedEvent>& events);
+  void append(std::string_view time, std::string_view environment, std::string_view endpoint, std::string_view user,
+              const std::vector<ReceivedEvent>& events);
   std::vector<StoredEvent> list(const EventFilter& filter);
   std::int64_t count();
 

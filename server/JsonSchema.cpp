@@ -19,8 +19,7 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"null",   "boolean", "integer", "number",
-                                          "string", "array",   "object"};
+constexpr std::string_view typeNames[] = {"null", "boolean", "integer", "number", "string", "array", "object"};
 constexpr unsigned bit(std::string_view name) {
   return 1u << (std::find(std::begin(typeNames), std::end(typeNames), name) - std::begin(typeNames));
 }
@@ -79,8 +78,7 @@ struct JsonSchema::Node {
     if (!(types & typesOf(value))) return false;
     if (!enumeration.empty() && std::find(enumeration.begin(), enumeration.end(), value) == enumeration.end())
       return false;
-    if (value.is_number() && (value.to_number<double>() < minimum || value.to_number<double>() > maximum))
-      return false;
+    if (value.is_number() && (value.to_number<double>() < minimum || value.to_number<double>() > maximum)) return false;
     if (const auto* array = value.if_array(); array && array->size() < minItems) return false;
     const auto* text = value.if_string();
     if (!text) return true;
@@ -126,24 +124,15 @@ class JsonSchema::Compiler {
         {"description", nothing},
         {"definitions", nothing},  // compiled where they are used
         {"type", [](Compiler&, Node& node, const json::value& v) { node.types = _typesFrom(v); }},
-        {"enum",
-         [](Compiler&, Node& node, const json::value& v) {
-           node.enumeration.assign(v.as_array().begin(), v.as_array().end());
-         }},
-        {"minimum",
-         [](Compiler&, Node& node, const json::value& v) { node.minimum = v.to_number<double>(); }},
-        {"maximum",
-         [](Compiler&, Node& node, const json::value& v) { node.maximum = v.to_number<double>(); }},
-        {"minLength",
-         [](Compiler&, Node& node, const json::value& v) { node.minLength = v.to_number<std::size_t>(); }},
-        {"maxLength",
-         [](Compiler&, Node& node, const json::value& v) { node.maxLength = v.to_number<std::size_t>(); }},
-        {"minItems",
-         [](Compiler&, Node& node, const json::value& v) { node.minItems = v.to_number<std::size_t>(); }},
-        {"pattern",
-         [](Compiler&, Node& node, const json::value& v) { node.pattern = _patternFrom(v.as_string()); }},
-        {"format",
-         [](Compiler&, Node& node, const json::value& v) { node.format = _formatNamed(v.as_string()); }},
+        {"enum", [](Compiler&, Node& node,
+                    const json::value& v) { node.enumeration.assign(v.as_array().begin(), v.as_array().end()); }},
+        {"minimum", [](Compiler&, Node& node, const json::value& v) { node.minimum = v.to_number<double>(); }},
+        {"maximum", [](Compiler&, Node& node, const json::value& v) { node.maximum = v.to_number<double>(); }},
+        {"minLength", [](Compiler&, Node& node, const json::value& v) { node.minLength = v.to_number<std::size_t>(); }},
+        {"maxLength", [](Compiler&, Node& node, const json::value& v) { node.maxLength = v.to_number<std::size_t>(); }},
+        {"minItems", [](Compiler&, Node& node, const json::value& v) { node.minItems = v.to_number<std::size_t>(); }},
+        {"pattern", [](Compiler&, Node& node, const json::value& v) { node.pattern = _patternFrom(v.as_string()); }},
+        {"format", [](Compiler&, Node& node, const json::value& v) { node.format = _formatNamed(v.as_string()); }},
         {"mustBe", [](Compiler&, Node& node, const json::value& v) { node.mustBe = v.as_string(); }},
         {"required",
          [](Compiler&, Node& node, const json::value& v) {
@@ -153,8 +142,8 @@ class JsonSchema::Compiler {
          [](Compiler& self, Node& node, const json::value& v) {
            for (const auto& [key, schema] : v.as_object()) node.properties.emplace(key, self.compile(schema));
          }},
-        {"additionalProperties", [](Compiler& self, Node& node,
-                                    const json::value& v) { node.additionalProperties = self.compile(v); }},
+        {"additionalProperties",
+         [](Compiler& self, Node& node, const json::value& v) { node.additionalProperties = self.compile(v); }},
         {"items", [](Compiler& self, Node& node, const json::value& v) { node.items = self.compile(v); }},
         {"allOf",
          [](Compiler& self, Node& node, const json::value& v) {
@@ -181,8 +170,7 @@ class JsonSchema::Compiler {
 
   // A pattern that is not anchored would be looked for anywhere in the text.
   static std::regex _patternFrom(std::string_view pattern) {
-    if (!pattern.starts_with('^') || !pattern.ends_with('$'))
-      throw std::logic_error("a pattern without anchors");
+    if (!pattern.starts_with('^') || !pattern.ends_with('$')) throw std::logic_error("a pattern without anchors");
     return std::regex(pattern.begin(), pattern.end());
   }
 
@@ -218,8 +206,7 @@ class JsonSchema::Walk {
       const auto schemas = _partsOfMember(parts, key);
       if (!schemas.empty()) {
         check(schemas, value, memberOf(place, key), As::member);
-      } else if (std::any_of(parts.begin(), parts.end(),
-                             [](auto* part) { return !part->properties.empty(); })) {
+      } else if (std::any_of(parts.begin(), parts.end(), [](auto* part) { return !part->properties.empty(); })) {
         _report.warnings.push_back(memberOf(place, key) + ": unknown key");
       }
     }

@@ -46,8 +46,8 @@ bool isRead(const Request& request) {
 // The library would read such a body into memory, however long it is, and would take that of a GET for the
 // next request.
 bool hasUnwantedBody(const Request& request) {
-  const bool taken = request.method == "POST" &&
-                     std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
+  const bool taken =
+      request.method == "POST" && std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
   if (taken) return false;
   // Without a length, all that follows is the body of a method that may have one.
   return !isRead(request) || (hasBody(request) && request.get_header_value("Content-Length") != "0");
@@ -55,8 +55,7 @@ bool hasUnwantedBody(const Request& request) {
 
 // The limit holds for the bytes after decompression, chunked or not. Nothing when the answer is already
 // given.
-std::optional<std::string> readBody(const Request& request, Response& response,
-                                    const httplib::ContentReader& read) {
+std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read) {
   // Without a length the library would wait for the end of the connection.
   if (!hasBody(request)) {
     send(response, refusal(411, "the request has no body"));
@@ -94,8 +93,7 @@ std::optional<std::int64_t> numberFrom(const Request& request, const char* name)
 
 // By a proxy, which may be on this machine while the client is not.
 bool isForwarded(const Request& request) {
-  return request.has_header("X-Forwarded-For") || request.has_header("Forwarded") ||
-         request.has_header("X-Real-IP");
+  return request.has_header("X-Forwarded-For") || request.has_header("Forwarded") || request.has_header("X-Real-IP");
 }
 
 bool isLocal(const Request& request) {
@@ -105,8 +103,7 @@ bool isLocal(const Request& request) {
 }
 
 Reply listEvents(const Request& request, Endpoints& endpoints, bool publicEvents) {
-  if (!publicEvents && !isLocal(request))
-    return refusal(403, "events are listed on the server's machine only");
+  if (!publicEvents && !isLocal(request)) return refusal(403, "events are listed on the server's machine only");
   EventFilter filter;
   if (request.has_param("since")) {
     filter.since = numberFrom(request, "since");
@@ -129,35 +126,32 @@ void sendFile(Response& response, const StaticFiles::File& file) {
   response.set_header("X-Content-Type-Options", "nosniff");
   // The library has no provider for nothing.
   if (size == 0) return response.set_content("", file.contentType);
-  response.set_content_provider(
-      size, file.contentType, [in](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-        char buffer[16 * 1024];
-        in->clear();
-        in->seekg(static_cast<std::streamoff>(offset));
-        in->read(buffer, static_cast<std::streamsize>(std::min(length, sizeof buffer)));
-        const auto got = static_cast<std::size_t>(in->gcount());
-        return got > 0 && sink.write(buffer, got);
-      });
+  response.set_content_provider(size, file.contentType,
+                                [in](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+                                  char buffer[16 * 1024];
+                                  in->clear();
+                                  in->seekg(static_cast<std::streamoff>(offset));
+                                  in->read(buffer, static_cast<std::streamsize>(std::min(length, sizeof buffer)));
+                                  const auto got = static_cast<std::size_t>(in->gcount());
+                                  return got > 0 && sink.write(buffer, got);
+                                });
 }
 
 }  // namespace
 
-void addRoutes(httplib::Server& server, Environment environment, Endpoints& endpoints,
-               const RouteOptions& options) {
+void addRoutes(httplib::Server& server, Environment environment, Endpoints& endpoints, const RouteOptions& options) {
   for (const auto path : Endpoints::paths) {
-    server.Post(std::string(path), [=, &endpoints](const Request& request, Response& response,
-                                                   const httplib::ContentReader& reader) {
-      const auto body = readBody(request, response, reader);
-      if (body) send(response, endpoints.post(environment, path, *body));
-    });
+    server.Post(std::string(path),
+                [=, &endpoints](const Request& request, Response& response, const httplib::ContentReader& reader) {
+                  const auto body = readBody(request, response, reader);
+                  if (body) send(response, endpoints.post(environment, path, *body));
+                });
   }
-  server.Get("/", [=, &endpoints](const Request&, Response& response) {
-    send(response, endpoints.status(environment));
+  server.Get("/",
+             [=, &endpoints](const Request&, Response& response) { send(response, endpoints.status(environment)); });
+  server.Get("/events", [&endpoints, open = options.publicEvents](const Request& request, Response& response) {
+    send(response, listEvents(request, endpoints, open));
   });
-  server.Get("/events",
-             [&endpoints, open = options.publicEvents](const Request& request, Response& response) {
-               send(response, listEvents(request, endpoints, open));
-             });
   // Not a route with a pattern: the library matches those with a recursive regular expression.
   server.set_pre_routing_handler([&options](const Request& request, Response& response) {
     ConnectionThreads::noteRequest();

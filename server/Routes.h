@@ -12,11 +12,10 @@ namespace oq::server {
 struct RouteOptions {
   std::optional<StaticFiles> staticFiles;
   std::optional<StaticFiles> shippedFiles;  // for what those do not have
-  bool publicEvents = false;  // whether "/events" is shown to clients of other machines
+  bool publicEvents = false;                // whether "/events" is shown to clients of other machines
 };
 
 // Connects an HTTP server to the endpoints. Both references must outlive the server.
-void addRoutes(httplib::Server& server, Environment environment, Endpoints& endpoints,
-               const RouteOptions& options);
+void addRoutes(httplib::Server& server, Environment environment, Endpoints& endpoints, const RouteOptions& options);
 
 }  // namespace oq::server

@@ -41,8 +41,7 @@ void Statement::_bind(int index, std::int64_t value) {
 }
 
 void Statement::_bind(int index, std::string_view value) {
-  _check(
-      sqlite3_bind_text64(_handle.get(), index, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
+  _check(sqlite3_bind_text64(_handle.get(), index, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
 void Statement::_check(int code) const {

@@ -12,9 +12,9 @@
 
 #include "Engine/OQSDKManager.h"
 #include "Measure.h"
+#include "Pages/OQNavigation.h"
 #include "Pages/OQWebController.h"
 #include "UIKit/Controllers/UINavigationController.h"
-#include "Pages/OQNavigation.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "support/TestCertificates.h"

@@ -10,8 +10,8 @@
 
 #include "Measure.h"
 #include "UI/OQPopWindow.h"
-#include "UIKit/Windows/MainObject.h"
 #include "UIKit/Painting/UIImage.h"
+#include "UIKit/Windows/MainObject.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 namespace {

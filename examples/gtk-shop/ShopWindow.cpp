@@ -171,8 +171,7 @@ Gtk::Widget& ShopWindow::makeProducts() {
   grid->set_row_spacing(16);
   grid->set_column_spacing(16);
   for (const Product& product : catalogue()) grid->append(makeProduct(product));
-  for (auto* child = grid->get_first_child(); child; child = child->get_next_sibling())
-    child->set_focusable(false);
+  for (auto* child = grid->get_first_child(); child; child = child->get_next_sibling()) child->set_focusable(false);
   column.append(*grid);
   return inScroller(column, 0);
 }
@@ -317,8 +316,7 @@ void ShopWindow::say(const std::string& text) {
   _toastText.set_text(text);
   _toast.set_reveal_child(true);
   _toastEnd.disconnect();
-  _toastEnd =
-      Glib::signal_timeout().connect_seconds([this] { return _toast.set_reveal_child(false), false; }, 3);
+  _toastEnd = Glib::signal_timeout().connect_seconds([this] { return _toast.set_reveal_child(false), false; }, 3);
 }
 
 void ShopWindow::printLayoutSoon() {

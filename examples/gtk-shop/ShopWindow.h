@@ -36,8 +36,7 @@ class ShopWindow : public Gtk::Window {
   Gtk::Widget& makeProduct(const Product& product);
   Gtk::Widget& makeCart();
   Gtk::Widget& makeAbout();
-  Gtk::Button& makeButton(const std::string& name, const std::string& text,
-                          const std::vector<Glib::ustring>& classes);
+  Gtk::Button& makeButton(const std::string& name, const std::string& text, const std::vector<Glib::ustring>& classes);
 
   void addToCart(const Product& product);
   void buy(const Product& product);

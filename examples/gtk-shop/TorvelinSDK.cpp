@@ -5,9 +5,8 @@
 #include <iostream>
 
 oq::Class* TorvelinSDK::staticClass() {
-  static oq::Class* registered =
-      oq::registerClass("TorvelinSDK", oq::Object::staticClass(),
-                        {oq::method<&TorvelinSDK::_saveUploadInfo>(oq::saveUploadInfo)});
+  static oq::Class* registered = oq::registerClass("TorvelinSDK", oq::Object::staticClass(),
+                                                   {oq::method<&TorvelinSDK::_saveUploadInfo>(oq::saveUploadInfo)});
   return registered;
 }
 
@@ -27,8 +26,7 @@ void TorvelinSDK::track(const std::string& event, Properties properties) {
   oq::send(*this, oq::saveUploadInfo, info, event, oq::UploadHandler());
 }
 
-void TorvelinSDK::_saveUploadInfo(const oq::Value& info, const std::string& event,
-                                  const oq::UploadHandler& handler) {
+void TorvelinSDK::_saveUploadInfo(const oq::Value& info, const std::string& event, const oq::UploadHandler& handler) {
   std::cout << "event " << event << " " << boost::json::serialize(info.at("xcontext")) << std::endl;
   if (handler) handler();
 }

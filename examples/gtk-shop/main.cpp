@@ -40,8 +40,7 @@ Options readOptions(int& argc, char**& argv) {
   Glib::OptionGroup group("shop", "Shop");
   group.add_entry(entry("user", "Who is shopping", "ID"), options.user);
   group.add_entry(entry("app-key", "The key that the campaign server knows", "KEY"), options.appKey);
-  group.add_entry(entry("env", "0 production, 1 test, 2 development; kept for later runs", "N"),
-                  options.environment);
+  group.add_entry(entry("env", "0 production, 1 test, 2 development; kept for later runs", "N"), options.environment);
   group.add_entry_filename(entry("data-dir", "Where the data lies", "DIR"), options.dataDirectory);
   group.add_entry(entry("width", "Width of the window", "POINTS"), options.width);
   group.add_entry(entry("height", "Height of the window", "POINTS"), options.height);

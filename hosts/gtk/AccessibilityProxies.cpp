@@ -36,8 +36,8 @@ CGRect frameInWindow(const UIView& view) {
 }
 
 void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {
-  std::unique_ptr<char, void (*)(void*)> valid(
-      g_utf8_make_valid(value.data(), static_cast<gssize>(value.size())), g_free);
+  std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(value.data(), static_cast<gssize>(value.size())),
+                                               g_free);
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
 }
 
@@ -62,7 +62,8 @@ void guarded(Run&& run) {
 
 }  // namespace
 
-AccessibilityProxies::AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages)
+AccessibilityProxies::AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window,
+                                           const NativeChildren& pages)
     : _surface(surface), _window(std::move(window)), _pages(pages) {}
 
 AccessibilityProxies::~AccessibilityProxies() {
@@ -78,8 +79,8 @@ void AccessibilityProxies::clear() {
 /// A style name that no theme knows keeps a theme's paddings and smallest sizes away.
 GtkWidget* AccessibilityProxies::make(GtkAccessibleRole role, bool focusable) {
   GType type = focusable && role != GTK_ACCESSIBLE_ROLE_DIALOG ? GTK_TYPE_BUTTON : GTK_TYPE_BOX;
-  auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role,
-                                         "can-target", FALSE, "focusable", focusable, nullptr));
+  auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role, "can-target",
+                                         FALSE, "focusable", focusable, nullptr));
   gtk_widget_set_layout_manager(widget, nullptr);
   return widget;
 }
@@ -140,8 +141,7 @@ void AccessibilityProxies::setElements(const std::vector<std::shared_ptr<UIView>
     AccessibilityProxy& standIn = entry->second;
     auto view = standIn.view.lock();
     bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
-                 standIn.role == roleOf(*view) &&
-                 (GTK_IS_BUTTON(standIn.widget) != FALSE) == takesInput(*view);
+                 standIn.role == roleOf(*view) && (GTK_IS_BUTTON(standIn.widget) != FALSE) == takesInput(*view);
     if (!stays) remove(standIn);
     entry = stays ? std::next(entry) : _elements.erase(entry);
   }
@@ -205,9 +205,8 @@ GtkWidget* AccessibilityProxies::focus() const {
 
 bool AccessibilityProxies::isOurs(GtkWidget* widget) const {
   if (!widget) return false;
-  return widget == _dialog.widget ||
-         std::any_of(_elements.begin(), _elements.end(),
-                     [widget](const auto& entry) { return entry.second.widget == widget; });
+  return widget == _dialog.widget || std::any_of(_elements.begin(), _elements.end(),
+                                                 [widget](const auto& entry) { return entry.second.widget == widget; });
 }
 
 std::shared_ptr<UIView> AccessibilityProxies::viewOf(GtkWidget* widget) const {
@@ -255,8 +254,7 @@ bool AccessibilityProxies::isCovered(GtkWidget* widget) const {
   if (!widget || !parent || gtk_widget_get_native(widget) != native) return false;
   GtkWidget* titleBar = GTK_IS_WINDOW(native) ? gtk_window_get_titlebar(GTK_WINDOW(native)) : nullptr;
   if (titleBar && gtk_widget_is_ancestor(widget, titleBar)) return true;
-  for (GtkWidget* below = gtk_widget_get_prev_sibling(_surface); below;
-       below = gtk_widget_get_prev_sibling(below)) {
+  for (GtkWidget* below = gtk_widget_get_prev_sibling(_surface); below; below = gtk_widget_get_prev_sibling(below)) {
     if (widget == below || gtk_widget_is_ancestor(widget, below)) return true;
   }
   return false;
@@ -317,8 +315,8 @@ void AccessibilityProxies::place(const AccessibilityProxy& standIn, CGPoint orig
   gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
   auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
   const CGRect& frame = standIn.frame;
-  GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
-                           whole(frame.size.width), whole(frame.size.height)};
+  GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y), whole(frame.size.width),
+                           whole(frame.size.height)};
   gtk_widget_size_allocate(standIn.widget, &allocation, -1);
 }
 

@@ -3,6 +3,7 @@
 #include <giomm/application.h>
 #include <gtkmm/object.h>
 
+#include "ChildWrapper.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
@@ -10,7 +11,6 @@
 #include "Surface.h"
 #include "UIKit/Text/TextWarmUp.h"
 #include "WebPages.h"
-#include "ChildWrapper.h"
 
 namespace oq::gtk {
 

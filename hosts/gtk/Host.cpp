@@ -44,8 +44,7 @@ void Host::watchSettings() {
   _settings = gtk_settings_get_default();
   if (!_settings) return;
   g_object_ref(_settings);
-  _animationsHandler =
-      g_signal_connect(_settings, "notify::gtk-enable-animations", G_CALLBACK(animationsSet), nullptr);
+  _animationsHandler = g_signal_connect(_settings, "notify::gtk-enable-animations", G_CALLBACK(animationsSet), nullptr);
   animationsSet(G_OBJECT(_settings), nullptr, nullptr);
 }
 

@@ -44,8 +44,7 @@ NativeChildren::Child* NativeChildren::find(const UIView* view) {
 }
 
 bool NativeChildren::has(const UIView* view) const {
-  return std::any_of(_children.begin(), _children.end(),
-                     [&](const auto& each) { return each->view == view; });
+  return std::any_of(_children.begin(), _children.end(), [&](const auto& each) { return each->view == view; });
 }
 
 GtkWidget* NativeChildren::widgetIn(const UIView& view) const {

@@ -56,9 +56,7 @@ std::string nameOf(Gtk::Notebook& notebook) {
 template <class Container, class Changed>
 void watch(Container& container, PageNames names, Changed changed) {
   auto pages = std::make_shared<PageWatch>(std::move(names));
-  auto update = [pages, &container] {
-    container.get_mapped() ? pages->show(nameOf(container)) : pages->hide();
-  };
+  auto update = [pages, &container] { container.get_mapped() ? pages->show(nameOf(container)) : pages->hide(); };
   container.signal_map().connect(update);
   container.signal_unmap().connect([pages] { pages->hide(); });
   changed(update);
@@ -84,14 +82,12 @@ std::string pageClassName(const std::string& name) {
 }
 
 void collectPages(Gtk::Stack& stack, PageNames names) {
-  watch(stack, std::move(names),
-        [&](auto update) { stack.property_visible_child().signal_changed().connect(update); });
+  watch(stack, std::move(names), [&](auto update) { stack.property_visible_child().signal_changed().connect(update); });
 }
 
 void collectPages(Gtk::Notebook& notebook, PageNames names) {
-  watch(notebook, std::move(names), [&](auto update) {
-    notebook.signal_switch_page().connect([update](Gtk::Widget*, guint) { update(); });
-  });
+  watch(notebook, std::move(names),
+        [&](auto update) { notebook.signal_switch_page().connect([update](Gtk::Widget*, guint) { update(); }); });
 }
 
 // The class around it is exported, and this would be with it.

@@ -27,8 +27,7 @@ float toFloat(double value) {
 }
 
 graphene_rect_t toRect(CGRect rect) {
-  return {{toFloat(rect.minX()), toFloat(rect.minY())},
-          {toFloat(rect.size.width), toFloat(rect.size.height)}};
+  return {{toFloat(rect.minX()), toFloat(rect.minY())}, {toFloat(rect.size.width), toFloat(rect.size.height)}};
 }
 
 GskRoundedRect toRoundedRect(CGRect rect, double cornerRadius) {
@@ -168,14 +167,13 @@ void SnapshotPainter::nativeView(UIView& view, CGRect bounds, double opacity) {
   if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, snapped(bounds), opacity);
 }
 
-void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
-                                  double radius) {
+void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) {
   if (rect.isEmpty() || colour.alpha <= 0) return;
   GskRoundedRect outline = toRoundedRect(rect, cornerRadius);
   GdkRGBA rgba = toRgba(colour);
   // GTK's blur radius is twice the deviation that a layer's shadow radius stands for.
-  gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height),
-                                    0, toFloat(2 * radius));
+  gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height), 0,
+                                    toFloat(2 * radius));
 }
 
 void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,

@@ -27,8 +27,7 @@ class SnapshotPainter : public Painter {
   void fill(CGRect rect, double cornerRadius, UIColor colour) override;
   void content(LayerContent& content, CGRect destination, double opacity) override;
   void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
-  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
-                     double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset, double radius) override;
   void nativeView(UIView& view, CGRect bounds, double opacity) override;
   /// Whose widgets are painted at their views' places; borrowed.
   void setNativeChildren(NativeChildren* children) { _nativeChildren = children; }

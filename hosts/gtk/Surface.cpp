@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
+#include "AccessibilityProxies.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Host.h"
 #include "NativeChildren.h"
 #include "SnapshotPainter.h"
-#include "AccessibilityProxies.h"
 #include "TitleBarGuard.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Windows/UIApplication.h"
@@ -136,8 +136,7 @@ void Surface::stopWatchingToplevel() {
 }
 
 void Surface::updateVisibility() {
-  bool minimised =
-      _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
+  bool minimised = _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
   bool wasOnScreen = _scene->visibility() == UISceneVisibility::OnScreen;
   if (!minimised && wasOnScreen) return;
   UIApplication::sharedApplication().setSceneVisibility(

@@ -132,7 +132,7 @@ class Surface : public Gtk::Widget {
   std::optional<CGPoint> _pointer;  ///< where it was last seen
   bool _pointerIsOurs = false;      ///< it was over a view of ours then
   bool _settlingPointer = false;
-  const char* _cursor = nullptr;    ///< the name of the one that is set
+  const char* _cursor = nullptr;  ///< the name of the one that is set
   std::map<GdkEventSequence*, int> _fingers;
   std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
   int _nextFinger = pointerTouch + 1;

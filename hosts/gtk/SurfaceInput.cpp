@@ -1,10 +1,10 @@
 #include <optional>
 
+#include "AccessibilityProxies.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Values/Format.h"
 #include "Host.h"
 #include "NativeChildren.h"
-#include "AccessibilityProxies.h"
 #include "Surface.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
@@ -89,8 +89,7 @@ void Surface::listen() {
 void Surface::stopListening() {
   if (!_events) return;
   g_signal_handlers_disconnect_by_data(_events, this);
-  if (GtkWidget* parent = gtk_event_controller_get_widget(_events))
-    gtk_widget_remove_controller(parent, _events);
+  if (GtkWidget* parent = gtk_event_controller_get_widget(_events)) gtk_widget_remove_controller(parent, _events);
   g_clear_object(&_events);
 }
 
@@ -188,8 +187,7 @@ bool Surface::locate(GdkEvent* event, CGPoint& point) {
   double x = 0, y = 0;
   if (!gdk_event_get_position(event, &x, &y)) {
     // A scroll event does not say where, and asking the display would end the host for devices of some kinds.
-    if (gdk_event_get_event_type(event) != GDK_SCROLL)
-      return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
+    if (gdk_event_get_event_type(event) != GDK_SCROLL) return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
     if (_pointer) point = *_pointer;
     return _pointer.has_value();
   }

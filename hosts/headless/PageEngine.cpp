@@ -31,8 +31,7 @@ class ScriptedPage : public WebPage {
     _state->isGoingBack = true;
     _state->ask(_state->history[_state->history.size() - 2]);
   }
-  void evaluate(const std::string& script,
-                std::function<void(const std::optional<std::string>&)> completion) override {
+  void evaluate(const std::string& script, std::function<void(const std::optional<std::string>&)> completion) override {
     const auto result = script == "document.title"
                             ? std::optional(boost::json::serialize(boost::json::value(_state->title)))
                             : std::nullopt;
@@ -56,8 +55,7 @@ std::string described(const WebScript& script) {
 
 }  // namespace
 
-std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, WebPageClient& client,
-                                              Error& reason) {
+std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) {
   if (!_refusal.empty()) {
     reason = {URLErrorDomain, URLErrorUnknown, _refusal};
     return nullptr;
@@ -92,8 +90,8 @@ void HeadlessPage::Impl::commit() {
   }
 }
 
-void HeadlessPage::Impl::askDialog(WebPanel::Kind kind, const std::string& message,
-                                   const std::string& defaultText, const std::shared_ptr<Impl>& self) {
+void HeadlessPage::Impl::askDialog(WebPanel::Kind kind, const std::string& message, const std::string& defaultText,
+                                   const std::shared_ptr<Impl>& self) {
   if (!client) return;
   ++openDialogs;
   const auto answer = [state = std::weak_ptr(self)](bool, const std::optional<std::string>&) {

@@ -30,8 +30,7 @@ class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
 /// Opens pages that do what they are told. Main thread only.
 class PageEngine : public WebEngine {
  public:
-  std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client,
-                                    Error& reason) override;
+  std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
   /// The pages that are open, oldest first.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
   /// Why no page can be opened from now on; "" when they can.

@@ -189,12 +189,14 @@ class OQSDK_EXPORT Object {
 
 /// Declares that the enclosing class is registered under a name of its own, also before main() runs. Leaves the access
 /// at private.
-#define OQ_CLASS(Type)                                                            \
- public:                                                                          \
-  static ::oq::Class* staticClass();                                              \
-  ::oq::Class* class_() const override { return staticClass(); }                  \
-                                                                                  \
- private:                                                                         \
+#define OQ_CLASS(Type)                   \
+ public:                                 \
+  static ::oq::Class* staticClass();     \
+  ::oq::Class* class_() const override { \
+    return staticClass();                \
+  }                                      \
+                                         \
+ private:                                \
   static inline ::oq::Class* const _registeredClass = Type::staticClass();
 
 namespace detail {

@@ -33,8 +33,14 @@ struct CGRect {
   }
 };
 
-inline CGRect CGRectMake(double x, double y, double width, double height) { return {{x, y}, {width, height}}; }
-inline CGPoint CGPointMake(double x, double y) { return {x, y}; }
-inline CGSize CGSizeMake(double width, double height) { return {width, height}; }
+inline CGRect CGRectMake(double x, double y, double width, double height) {
+  return {{x, y}, {width, height}};
+}
+inline CGPoint CGPointMake(double x, double y) {
+  return {x, y};
+}
+inline CGSize CGSizeMake(double width, double height) {
+  return {width, height};
+}
 
 }  // namespace oq

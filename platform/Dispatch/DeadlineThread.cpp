@@ -46,8 +46,7 @@ void DeadlineThread::cancel(const Ticket& ticket) {
 void DeadlineThread::setAlarm() {
   if (_calls.empty()) return;
   auto sinceStart = _calls.begin()->first.first.time_since_epoch();
-  auto nanoseconds =
-      std::max<std::int64_t>(1, std::chrono::nanoseconds(sinceStart).count());  // 0 would disarm it
+  auto nanoseconds = std::max<std::int64_t>(1, std::chrono::nanoseconds(sinceStart).count());  // 0 would disarm it
   itimerspec alarm{};
   alarm.it_value.tv_sec = nanoseconds / 1'000'000'000;
   alarm.it_value.tv_nsec = nanoseconds % 1'000'000'000;

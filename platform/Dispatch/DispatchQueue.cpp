@@ -49,9 +49,8 @@ void DispatchQueue::after(double seconds, Block block) {
   if (!(seconds > 0)) return async(std::move(block));
   std::chrono::duration<double> delay(std::min(seconds, longestDelay));
   auto deadline = DeadlineThread::after(std::chrono::duration_cast<std::chrono::nanoseconds>(delay));
-  DeadlineThread::shared().callAt(deadline, [queue = shared_from_this(), block = std::move(block)]() mutable {
-    queue->async(std::move(block));
-  });
+  DeadlineThread::shared().callAt(
+      deadline, [queue = shared_from_this(), block = std::move(block)]() mutable { queue->async(std::move(block)); });
 }
 
 const char* DispatchQueue::label() const {

@@ -28,9 +28,7 @@ class MainQueue final : public DispatchQueue {
   void sync(const Block& block) override;
 
   void install();
-  bool isMainThread() const {
-    return _mainThread.load(std::memory_order_acquire) == std::this_thread::get_id();
-  }
+  bool isMainThread() const { return _mainThread.load(std::memory_order_acquire) == std::this_thread::get_id(); }
   bool isInstalled() const { return _mainThread.load(std::memory_order_acquire) != std::thread::id(); }
   /// Runs the blocks that are in line now, not those that they add, and returns how many that were.
   std::size_t runWaitingBlocks();

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "UIKit/Painting/Painter.h"
 #include "UIKit/Controllers/UIViewController.h"
+#include "UIKit/Painting/Painter.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {

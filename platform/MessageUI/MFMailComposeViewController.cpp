@@ -157,8 +157,7 @@ void MFMailComposeViewController::finish(MailOutcome outcome, const std::optiona
   if (std::exchange(_hasFinished, true)) return;
   const auto keptAlive = self();
   const auto delegate = _delegate.lock();
-  const bool canBeTold =
-      delegate && class_getInstanceMethod(delegate->class_(), mailComposeDidFinishSelector);
+  const bool canBeTold = delegate && class_getInstanceMethod(delegate->class_(), mailComposeDidFinishSelector);
   if (!canBeTold) return dismissViewControllerAnimated(true);
   send(*delegate, mailComposeDidFinishSelector, static_cast<Object*>(this), resultOf(outcome), error);
 }

@@ -60,8 +60,7 @@ class MFMailComposeViewController : public UINavigationController {
   void composeByProgram();
   void giveUp();
   /// Calls the member with what became of the composition, unless the composer is gone.
-  MailCompletion telling(void (MFMailComposeViewController::*member)(MailOutcome,
-                                                                     const std::optional<Error>&));
+  MailCompletion telling(void (MFMailComposeViewController::*member)(MailOutcome, const std::optional<Error>&));
   void portalEnded(MailOutcome outcome, const std::optional<Error>& error);
   void programEnded(MailOutcome outcome, const std::optional<Error>& error);
   void finish(MailOutcome outcome, const std::optional<Error>& error);

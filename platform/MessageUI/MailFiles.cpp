@@ -20,8 +20,7 @@ void removeOldFolders(const fs::path& mail) {
   for (fs::directory_iterator it(mail, error), end; !error && it != end; it.increment(error)) {
     std::error_code unknown;
     const auto written = it->last_write_time(unknown);
-    if (!unknown && fs::file_time_type::clock::now() - written > kKept)
-      removeItem(mail, it->path().filename());
+    if (!unknown && fs::file_time_type::clock::now() - written > kKept) removeItem(mail, it->path().filename());
   }
 }
 

@@ -29,15 +29,15 @@ constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
 /// Nobody is there who knows of mails, so that nothing will come of the call.
 bool isUnknownThere(const Failure& failure) {
   const std::string name = failure.remoteName();
-  for (const char* unknown : {"ServiceUnknown", "NameHasNoOwner", "UnknownObject", "UnknownInterface",
-                              "UnknownMethod", "Spawn.ServiceNotFound"}) {
+  for (const char* unknown : {"ServiceUnknown", "NameHasNoOwner", "UnknownObject", "UnknownInterface", "UnknownMethod",
+                              "Spawn.ServiceNotFound"}) {
     if (name == std::string("org.freedesktop.DBus.Error.") + unknown) return true;
   }
   return false;
 }
 
-constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(
-    G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                                    G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
 
 GVariant* versionQuery() {
   return g_variant_new("(ss)", kEmail, "version");
@@ -59,8 +59,7 @@ GVariant* textVariant(const std::string& text) {
 /// to come, and weakly where it may never come.
 class Request : public MailComposition, public std::enable_shared_from_this<Request> {
  public:
-  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files,
-          MailCompletion completion)
+  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailCompletion completion)
       : _message{message.recipients, message.subject, message.body, {}},
         _completion(std::move(completion)),
         _cancellable(g_cancellable_new()) {
@@ -105,8 +104,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   static void closeHeard(GObject* connection, GAsyncResult* result, gpointer data) {
     const Self self = taken(data);
     Failure failure;
-    const VariantRef answer(
-        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
+    const VariantRef answer(g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
   }
 
   static void connected(GObject*, GAsyncResult* result, gpointer data) {
@@ -116,22 +114,19 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     if (!self->_connection) return self->end(MailOutcome::Unreachable);
     g_dbus_connection_set_exit_on_close(self->_connection.get(), FALSE);
     self->_closed = g_signal_connect_data(
-        self->_connection.get(), "closed",
-        G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer weak) {
-          if (const auto request = static_cast<std::weak_ptr<Request>*>(weak)->lock())
-            request->endUnanswered();
+        self->_connection.get(), "closed", G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer weak) {
+          if (const auto request = static_cast<std::weak_ptr<Request>*>(weak)->lock()) request->endUnanswered();
         }),
         new std::weak_ptr<Request>(self->weak_from_this()), &Request::dropWeakOfSignal, G_CONNECT_DEFAULT);
-    g_dbus_connection_call(self->_connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties",
-                           "Get", versionQuery(), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait,
+    g_dbus_connection_call(self->_connection.get(), kPortal, kObject, "org.freedesktop.DBus.Properties", "Get",
+                           versionQuery(), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, kShortWait,
                            self->_cancellable.get(), &Request::versionCame, self->held());
   }
 
   static void versionCame(GObject* connection, GAsyncResult* result, gpointer data) {
     const Self self = taken(data);
     Failure failure;
-    const VariantRef answer(
-        g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
+    const VariantRef answer(g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, failure.out()));
     if (!answer) return self->end(MailOutcome::Unreachable);
     self->askFor(versionIn(answer.get()));
   }
@@ -146,22 +141,19 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     GVariant* options = optionsFor(token, version, files.get());
     g_dbus_connection_call_with_unix_fd_list(_connection.get(), kPortal, kObject, kEmail, "ComposeEmail",
                                              g_variant_new("(s@a{sv})", "", options), G_VARIANT_TYPE("(o)"),
-                                             G_DBUS_CALL_FLAGS_NONE, kComposeWait, files.get(),
-                                             _cancellable.get(), &Request::handleCame, held());
+                                             G_DBUS_CALL_FLAGS_NONE, kComposeWait, files.get(), _cancellable.get(),
+                                             &Request::handleCame, held());
   }
 
   GVariant* optionsFor(const std::string& token, guint32 version, GUnixFDList* files) const {
     GVariantBuilder options;
     g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
-    const auto add = [&](const char* key, GVariant* value) {
-      g_variant_builder_add(&options, "{sv}", key, value);
-    };
+    const auto add = [&](const char* key, GVariant* value) { g_variant_builder_add(&options, "{sv}", key, value); };
     add("handle_token", g_variant_new_string(token.c_str()));
     if (version >= kTakesManyAddresses) {
       GVariantBuilder addresses;
       g_variant_builder_init(&addresses, G_VARIANT_TYPE("as"));
-      for (const auto& recipient : _message.recipients)
-        g_variant_builder_add_value(&addresses, textVariant(recipient));
+      for (const auto& recipient : _message.recipients) g_variant_builder_add_value(&addresses, textVariant(recipient));
       add("addresses", g_variant_builder_end(&addresses));
     } else if (!_message.recipients.empty()) {
       add("address", textVariant(_message.recipients.front()));
@@ -197,8 +189,8 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   static void handleCame(GObject* connection, GAsyncResult* result, gpointer data) {
     const Self self = taken(data);
     Failure failure;
-    const VariantRef answer(g_dbus_connection_call_with_unix_fd_list_finish(G_DBUS_CONNECTION(connection),
-                                                                            nullptr, result, failure.out()));
+    const VariantRef answer(
+        g_dbus_connection_call_with_unix_fd_list_finish(G_DBUS_CONNECTION(connection), nullptr, result, failure.out()));
     if (answer) {
       // Old portals choose the handle themselves.
       const char* handle = nullptr;
@@ -242,8 +234,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   }
 
   void stopListening() {
-    if (_subscription)
-      g_dbus_connection_signal_unsubscribe(_connection.get(), std::exchange(_subscription, 0));
+    if (_subscription) g_dbus_connection_signal_unsubscribe(_connection.get(), std::exchange(_subscription, 0));
   }
 
   void close() {
@@ -271,8 +262,8 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
 
 bool answersOn(const std::string& address, GCancellable* patience) {
   Failure failure;
-  const ObjectRef<GDBusConnection> connection(g_dbus_connection_new_for_address_sync(
-      address.c_str(), kConnectionFlags, nullptr, patience, failure.out()));
+  const ObjectRef<GDBusConnection> connection(
+      g_dbus_connection_new_for_address_sync(address.c_str(), kConnectionFlags, nullptr, patience, failure.out()));
   if (!connection) return false;
   g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
   Failure noAnswer;

@@ -65,8 +65,7 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
         static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_SILENCE);
     const ObjectRef<GSubprocess> process(g_subprocess_newv(command.argv(), silent, nullptr));
     if (!process) return end(MailOutcome::Unreachable);
-    g_subprocess_wait_check_async(process.get(), nullptr, &Run::ended,
-                                  new std::shared_ptr<Run>(shared_from_this()));
+    g_subprocess_wait_check_async(process.get(), nullptr, &Run::ended, new std::shared_ptr<Run>(shared_from_this()));
     DispatchQueue::main().after(kLongEnough, [weak = weak_from_this()] {
       if (auto run = weak.lock()) run->end(MailOutcome::HandedOver);
     });
@@ -86,9 +85,8 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
   void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
     auto completion = std::exchange(_completion, nullptr);
     if (!completion) return;
-    DispatchQueue::main().async([completion = std::move(completion), outcome, error = std::move(error)] {
-      completion(outcome, error);
-    });
+    DispatchQueue::main().async(
+        [completion = std::move(completion), outcome, error = std::move(error)] { completion(outcome, error); });
   }
 
   MailCompletion _completion;  ///< empty once it has been called or given up

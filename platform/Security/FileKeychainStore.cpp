@@ -10,8 +10,8 @@
 #include <chrono>
 #include <thread>
 
-#include "Foundation/PropertyLists/BinaryPropertyList.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/PropertyLists/BinaryPropertyList.h"
 #include "Foundation/Values/TimedLock.h"
 
 namespace oq {
@@ -45,8 +45,7 @@ FileDescriptor openFolder() {
 }
 
 FileDescriptor lockIn(int folder, Clock::time_point deadline) {
-  FileDescriptor lock(
-      ::openat(folder, LockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+  FileDescriptor lock(::openat(folder, LockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
   if (lock) ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
   while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
@@ -113,9 +112,7 @@ class ItemsReader {
     return result;
   }
 
-  const plist::DictNode* dictionary(plist::Ref ref) const {
-    return std::get_if<plist::DictNode>(&_table.nodes[ref]);
-  }
+  const plist::DictNode* dictionary(plist::Ref ref) const { return std::get_if<plist::DictNode>(&_table.nodes[ref]); }
   /// Keys are strings, or the file would not have been read.
   const std::string& text(plist::Ref ref) const { return std::get<std::string>(_table.nodes[ref]); }
 
@@ -186,8 +183,7 @@ OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) 
   return writeFileAtomically(folderPath() / FileName, contents) ? errSecSuccess : errSecIO;
 }
 
-OSStatus FileKeychainStore::copyMatching(const KeychainAttributes& query, bool wantsData,
-                                         KeychainItem& found) {
+OSStatus FileKeychainStore::copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) {
   FileDescriptor folder = openFolder();
   if (!folder) return errno == ENOENT ? errSecItemNotFound : errSecIO;
   Items items;

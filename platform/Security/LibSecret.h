@@ -26,17 +26,16 @@ struct LibSecret {
   GType serviceType;
 
   GVariant* (*encodeSecret)(SecretServiceProxy*, SecretBytes*);
-  SecretCollectionProxy* (*collectionForAlias)(SecretServiceProxy*, const char* alias, int flags,
-                                               GCancellable*, GError**);
+  SecretCollectionProxy* (*collectionForAlias)(SecretServiceProxy*, const char* alias, int flags, GCancellable*,
+                                               GError**);
   gboolean (*collectionIsLocked)(SecretCollectionProxy*);
-  GList* (*search)(SecretCollectionProxy*, const void* schema, GHashTable* attributes, int flags,
-                   GCancellable*, GError**);
+  GList* (*search)(SecretCollectionProxy*, const void* schema, GHashTable* attributes, int flags, GCancellable*,
+                   GError**);
   GHashTable* (*itemAttributes)(SecretItemProxy*);
   gboolean (*loadSecret)(SecretItemProxy*, GCancellable*, GError**);
   SecretBytes* (*itemSecret)(SecretItemProxy*);
   gboolean (*setSecret)(SecretItemProxy*, SecretBytes*, GCancellable*, GError**);
-  gboolean (*setAttributes)(SecretItemProxy*, const void* schema, GHashTable* attributes, GCancellable*,
-                            GError**);
+  gboolean (*setAttributes)(SecretItemProxy*, const void* schema, GHashTable* attributes, GCancellable*, GError**);
   SecretBytes* (*newBytes)(const char* bytes, gssize length, const char* contentType);
   const char* (*bytes)(SecretBytes*, gsize* length);
   void (*unrefBytes)(void*);

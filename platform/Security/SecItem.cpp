@@ -40,8 +40,8 @@ struct Request {
 };
 
 bool isAttribute(std::string_view key) {
-  return key == kSecAttrGeneric || key == kSecAttrAccessGroup || key == kSecAttrAccount ||
-         key == kSecAttrService || key == kSecAttrLabel || key == kSecAttrDescription;
+  return key == kSecAttrGeneric || key == kSecAttrAccessGroup || key == kSecAttrAccount || key == kSecAttrService ||
+         key == kSecAttrLabel || key == kSecAttrDescription;
 }
 
 const boost::json::string* textOf(const PropertyValue& value) {
@@ -122,10 +122,8 @@ OSStatus SecItemUpdate(const SecDictionary& query, const SecDictionary& attribut
   auto request = readQuery(query);
   auto change = read(attributesToUpdate);
   if (!request || !change || attributesToUpdate.empty()) return errSecParam;
-  if (change->hasClass || change->hasLimit || change->returnsAttributes || change->returnsData)
-    return errSecParam;
-  return keychainStore()->update(request->attributes,
-                                 {std::move(change->attributes), std::move(change->data)});
+  if (change->hasClass || change->hasLimit || change->returnsAttributes || change->returnsData) return errSecParam;
+  return keychainStore()->update(request->attributes, {std::move(change->attributes), std::move(change->data)});
 }
 
 OSStatus SecItemDelete(const SecDictionary& query) {

@@ -81,8 +81,7 @@ bool SecretServiceStore::isUsable() {
   return runBounded([](const SecretSession&) { return errSecSuccess; }) == errSecSuccess;
 }
 
-OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool wantsData,
-                                          KeychainItem& found) {
+OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) {
   auto copy = std::make_shared<KeychainItem>();
   OSStatus status = runBounded([query, wantsData, copy](const SecretSession& session) {
     Items items;

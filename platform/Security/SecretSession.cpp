@@ -76,8 +76,7 @@ GVariant* propertiesOf(const KeychainAttributes& attributes) {
   g_variant_builder_init(&builder, G_VARIANT_TYPE("a{sv}"));
   g_variant_builder_add(&builder, "{sv}", "org.freedesktop.Secret.Item.Label",
                         g_variant_new_string(labelOf(attributes).c_str()));
-  g_variant_builder_add(&builder, "{sv}", "org.freedesktop.Secret.Item.Attributes",
-                        variantOf(tableOf(attributes)));
+  g_variant_builder_add(&builder, "{sv}", "org.freedesktop.Secret.Item.Attributes", variantOf(tableOf(attributes)));
   return g_variant_builder_end(&builder);
 }
 
@@ -85,9 +84,8 @@ using SecretRef = std::unique_ptr<SecretBytes, void (*)(void*)>;
 
 SecretRef secretOf(const LibSecret& library, const Data& data) {
   auto* bytes = reinterpret_cast<const char*>(data.data());
-  return SecretRef(
-      library.newBytes(bytes ? bytes : "", static_cast<gssize>(data.size()), "application/octet-stream"),
-      library.unrefBytes);
+  return SecretRef(library.newBytes(bytes ? bytes : "", static_cast<gssize>(data.size()), "application/octet-stream"),
+                   library.unrefBytes);
 }
 
 }  // namespace
@@ -104,17 +102,16 @@ bool SecretSession::connect() {
   if (address.empty()) return false;
   auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                                  G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-  _connection.reset(
-      g_dbus_connection_new_for_address_sync(address.c_str(), flags, nullptr, _cancellable, nullptr));
+  _connection.reset(g_dbus_connection_new_for_address_sync(address.c_str(), flags, nullptr, _cancellable, nullptr));
   return static_cast<bool>(_connection);
 }
 
 /// A service that has to be started first has no open collection, and some greet the user with a window.
 bool SecretSession::serviceRuns() const {
-  VariantRef answer(g_dbus_connection_call_sync(
-      _connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-      "NameHasOwner", g_variant_new("(s)", ServiceName), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE,
-      CallMilliseconds, _cancellable, nullptr));
+  VariantRef answer(g_dbus_connection_call_sync(_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                "org.freedesktop.DBus", "NameHasOwner",
+                                                g_variant_new("(s)", ServiceName), G_VARIANT_TYPE("(b)"),
+                                                G_DBUS_CALL_FLAGS_NONE, CallMilliseconds, _cancellable, nullptr));
   gboolean runs = FALSE;
   if (answer) g_variant_get(answer.get(), "(b)", &runs);
   return runs;
@@ -126,15 +123,15 @@ bool SecretSession::openCollection() {
                                                                  "g-connection", _connection.get(), "flags",
                                                                  LibSecret::ServiceOpenSession, nullptr)));
   if (!_service) return false;
-  _collection.reset(_library->collectionForAlias(_service.get(), "default", LibSecret::CollectionNone,
-                                                 _cancellable, nullptr));
+  _collection.reset(
+      _library->collectionForAlias(_service.get(), "default", LibSecret::CollectionNone, _cancellable, nullptr));
   return _collection && !_library->collectionIsLocked(_collection.get());
 }
 
 OSStatus SecretSession::items(std::vector<Item>& items) const {
   Failure failure;
-  GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::SearchAll,
-                                  _cancellable, failure.out());
+  GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::SearchAll, _cancellable,
+                                  failure.out());
   if (failure) return statusOf(failure);
   for (GList* link = found; link; link = link->next) {
     Item item{ObjectRef<SecretItemProxy>(static_cast<SecretItemProxy*>(link->data)), {}};
@@ -165,8 +162,7 @@ OSStatus SecretSession::create(const KeychainItem& item) const {
   SecretRef secret = secretOf(*_library, item.data);
   VariantRef encoded(g_variant_take_ref(_library->encodeSecret(_service.get(), secret.get())));
   if (!encoded) return errSecNotAvailable;
-  GVariant* parameters =
-      g_variant_new("(@a{sv}@(oayays)b)", propertiesOf(item.attributes), encoded.get(), TRUE);
+  GVariant* parameters = g_variant_new("(@a{sv}@(oayays)b)", propertiesOf(item.attributes), encoded.get(), TRUE);
   return call(_collection.get(), "CreateItem", parameters, "(oo)");
 }
 
@@ -179,8 +175,8 @@ OSStatus SecretSession::setData(const Item& item, const Data& data) const {
 
 OSStatus SecretSession::setAttributes(const Item& item, const KeychainAttributes& attributes) const {
   Failure failure;
-  bool done = _library->setAttributes(item.proxy.get(), nullptr, tableOf(attributes).get(), _cancellable,
-                                      failure.out());
+  bool done =
+      _library->setAttributes(item.proxy.get(), nullptr, tableOf(attributes).get(), _cancellable, failure.out());
   return done ? errSecSuccess : statusOf(failure);
 }
 
@@ -190,8 +186,7 @@ OSStatus SecretSession::remove(const Item& item) const {
 
 /// libsecret's own calls of these methods would perform the prompt that the service answers with when it
 /// wants to ask a person. Left alone, it asks nobody and does nothing.
-OSStatus SecretSession::call(void* proxy, const char* method, GVariant* parameters,
-                             const char* answerType) const {
+OSStatus SecretSession::call(void* proxy, const char* method, GVariant* parameters, const char* answerType) const {
   Failure failure;
   VariantRef answer(g_dbus_proxy_call_sync(static_cast<GDBusProxy*>(proxy), method, parameters,
                                            G_DBUS_CALL_FLAGS_NO_AUTO_START, CallMilliseconds, _cancellable,

@@ -24,8 +24,7 @@ class WKNavigationDelegate {
   virtual void didFailNavigation(WKWebView&, const Error&) {}
   /// The handler is called before this returns; otherwise the response is not shown.
   virtual void decidePolicyForNavigationResponse(
-      WKWebView&, const WebResponse&,
-      const std::function<void(WKNavigationResponsePolicy)>& decisionHandler) {
+      WKWebView&, const WebResponse&, const std::function<void(WKNavigationResponsePolicy)>& decisionHandler) {
     decisionHandler(WKNavigationResponsePolicy::Allow);
   }
   virtual void webContentProcessDidTerminate(WKWebView&) {}

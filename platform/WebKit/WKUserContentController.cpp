@@ -13,8 +13,7 @@ std::vector<std::string> WKUserContentController::handlerNames() const {
   return names;
 }
 
-std::shared_ptr<WKScriptMessageHandler> WKUserContentController::handlerForName(
-    const std::string& name) const {
+std::shared_ptr<WKScriptMessageHandler> WKUserContentController::handlerForName(const std::string& name) const {
   const auto found = _handlers.find(name);
   return found == _handlers.end() ? nullptr : found->second.known.lock();
 }

@@ -27,8 +27,7 @@ struct WKUserScript {
 class WKUserContentController {
  public:
   /// A second handler of the same name is ignored.
-  void addScriptMessageHandler(const std::shared_ptr<WKScriptMessageHandler>& handler,
-                               const std::string& name);
+  void addScriptMessageHandler(const std::shared_ptr<WKScriptMessageHandler>& handler, const std::string& name);
   void removeScriptMessageHandlerForName(const std::string& name) { _handlers.erase(name); }
   void addUserScript(WKUserScript script) { _scripts.push_back(std::move(script)); }
 

@@ -87,15 +87,13 @@ void WKWebView::loadRequest(const std::optional<oq::URL>& url) {
 }
 
 void WKWebView::failLater(Error error) {
-  DispatchQueue::main().async(
-      [weak = std::weak_ptr<WKWebView>(self()), load = _loads, error = std::move(error)] {
-        const auto view = weak.lock();
-        if (!view || view->_loads != load) return;
-        if (const auto delegate = view->navigationDelegate()) delegate->didStartProvisionalNavigation(*view);
-        if (view->_loads != load) return;
-        if (const auto delegate = view->navigationDelegate())
-          delegate->didFailProvisionalNavigation(*view, error);
-      });
+  DispatchQueue::main().async([weak = std::weak_ptr<WKWebView>(self()), load = _loads, error = std::move(error)] {
+    const auto view = weak.lock();
+    if (!view || view->_loads != load) return;
+    if (const auto delegate = view->navigationDelegate()) delegate->didStartProvisionalNavigation(*view);
+    if (view->_loads != load) return;
+    if (const auto delegate = view->navigationDelegate()) delegate->didFailProvisionalNavigation(*view, error);
+  });
 }
 
 void WKWebView::reload() {
@@ -121,8 +119,7 @@ std::optional<oq::URL> WKWebView::URL() const {
 }
 
 void WKWebView::evaluateJavaScript(
-    const std::string& script,
-    std::function<void(const Value& result, const std::optional<Error>& error)> completion) {
+    const std::string& script, std::function<void(const Value& result, const std::optional<Error>& error)> completion) {
   if (!_page) return;
   _page->evaluate(script, [completion = std::move(completion)](const std::optional<std::string>& json) {
     if (!completion) return;
@@ -134,8 +131,7 @@ void WKWebView::evaluateJavaScript(
 void WKWebView::didMoveToWindow() {
   const auto keepsView = self();
   if (_page) _page->viewMoved(*this);
-  if (const auto& content = _configuration->userContentController())
-    content->setKeepsHandlers(window() != nullptr);
+  if (const auto& content = _configuration->userContentController()) content->setKeepsHandlers(window() != nullptr);
 }
 
 // What a page tells may end in the loss of this view, so each of these holds it.
@@ -161,8 +157,7 @@ void WKWebView::pageFailed(const Error& error, const std::string& url, bool comm
   if (!committed) _failedAddress = url;
   const auto delegate = navigationDelegate();
   if (!delegate) return;
-  committed ? delegate->didFailNavigation(*this, error)
-            : delegate->didFailProvisionalNavigation(*this, error);
+  committed ? delegate->didFailNavigation(*this, error) : delegate->didFailProvisionalNavigation(*this, error);
 }
 
 void WKWebView::pageProgressed(double progress) {
@@ -181,8 +176,7 @@ bool WKWebView::pageMayShow(const WebResponse& response) {
   const auto delegate = navigationDelegate();
   if (!delegate) return true;
   const auto policy = std::make_shared<WKNavigationResponsePolicy>(WKNavigationResponsePolicy::Cancel);
-  delegate->decidePolicyForNavigationResponse(*this, response,
-                                              [policy](auto decision) { *policy = decision; });
+  delegate->decidePolicyForNavigationResponse(*this, response, [policy](auto decision) { *policy = decision; });
   return *policy == WKNavigationResponsePolicy::Allow;
 }
 
@@ -200,11 +194,10 @@ void WKWebView::pageAsks(WebPanel panel) {
   if (!delegate) return answer(false, std::nullopt);
   switch (panel.kind) {
     case WebPanel::Kind::Alert:
-      return delegate->runJavaScriptAlertPanel(*this, panel.message,
-                                               [answer] { answer(true, std::nullopt); });
+      return delegate->runJavaScriptAlertPanel(*this, panel.message, [answer] { answer(true, std::nullopt); });
     case WebPanel::Kind::Confirm:
-      return delegate->runJavaScriptConfirmPanel(
-          *this, panel.message, [answer](bool confirmed) { answer(confirmed, std::nullopt); });
+      return delegate->runJavaScriptConfirmPanel(*this, panel.message,
+                                                 [answer](bool confirmed) { answer(confirmed, std::nullopt); });
     case WebPanel::Kind::Prompt:
       return delegate->runJavaScriptTextInputPanel(
           *this, panel.message, panel.defaultText,

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "Foundation/Stores/KeyValueObserver.h"
 #include "Foundation/Networking/URL.h"
+#include "Foundation/Stores/KeyValueObserver.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "WebKit/WKDelegates.h"
 #include "WebKit/WKWebViewConfiguration.h"
@@ -34,9 +34,7 @@ class WKWebView : public UIView, private WebPageClient {
   std::shared_ptr<WKUIDelegate> UIDelegate() const { return _uiDelegate.lock(); }
   void setUIDelegate(const std::shared_ptr<WKUIDelegate>& delegate) { _uiDelegate = delegate; }
   std::shared_ptr<WKNavigationDelegate> navigationDelegate() const { return _navigationDelegate.lock(); }
-  void setNavigationDelegate(const std::shared_ptr<WKNavigationDelegate>& delegate) {
-    _navigationDelegate = delegate;
-  }
+  void setNavigationDelegate(const std::shared_ptr<WKNavigationDelegate>& delegate) { _navigationDelegate = delegate; }
   bool allowsBackForwardNavigationGestures() const { return _allowsGestures; }
   void setAllowsBackForwardNavigationGestures(bool allows) { _allowsGestures = allows; }
   /// Stands for the page's own scrolling; holds the refresh control.
@@ -53,9 +51,8 @@ class WKWebView : public UIView, private WebPageClient {
   double estimatedProgress() const { return _estimatedProgress; }
   /// The completion is called later, once, with the result or, where the script failed, an error; never once
   /// the page has gone.
-  void evaluateJavaScript(
-      const std::string& script,
-      std::function<void(const Value& result, const std::optional<Error>& error)> completion);
+  void evaluateJavaScript(const std::string& script,
+                          std::function<void(const Value& result, const std::optional<Error>& error)> completion);
 
   /// Of "estimatedProgress".
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, const std::string& keyPath) {

@@ -16,9 +16,7 @@ class WKWebViewConfiguration {
   const std::shared_ptr<WKPreferences>& preferences() const { return _preferences; }
   void setPreferences(std::shared_ptr<WKPreferences> preferences) { _preferences = std::move(preferences); }
   const std::shared_ptr<WKUserContentController>& userContentController() const { return _content; }
-  void setUserContentController(std::shared_ptr<WKUserContentController> content) {
-    _content = std::move(content);
-  }
+  void setUserContentController(std::shared_ptr<WKUserContentController> content) { _content = std::move(content); }
   bool allowsInlineMediaPlayback() const { return _inlineMedia; }
   void setAllowsInlineMediaPlayback(bool allows) { _inlineMedia = allows; }
   WKSelectionGranularity selectionGranularity() const { return _granularity; }

@@ -97,8 +97,7 @@ class WebEngine {
  public:
   virtual ~WebEngine() = default;
   /// nullptr, with the reason, where no page can be opened now. The client outlives the page.
-  virtual std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client,
-                                            Error& reason) = 0;
+  virtual std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) = 0;
   /// A page will probably be opened in this process. An engine that is slow to load may begin to load now; it returns
   /// at once and keeps the main thread free for frames.
   virtual void prepare() {}

@@ -5,7 +5,7 @@ namespace oq {
 namespace {
 WebEngine* installed = nullptr;
 bool isWanted = false;
-}
+}  // namespace
 
 void setWebEngine(WebEngine* engine) {
   installed = engine;

@@ -88,8 +88,7 @@ Value OQDecisionLog::entries() const {
   }
   Array entries;
   const std::uint64_t count = std::min<std::uint64_t>(recorded, ring.size());
-  for (std::uint64_t i = recorded - count; i < recorded; ++i)
-    entries.push_back(valueOf(ring[i % ring.size()]));
+  for (std::uint64_t i = recorded - count; i < recorded; ++i) entries.push_back(valueOf(ring[i % ring.size()]));
   return entries;
 }
 

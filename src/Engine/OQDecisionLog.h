@@ -39,8 +39,7 @@ class OQDecisionLog {
   explicit OQDecisionLog(std::size_t capacity = defaultCapacity) : _ring(capacity) {}
 
   /// The window is kept alive as long as the entry is; of the event only the name is kept.
-  void record(OQDecision decision, const OQWindowEvent* event,
-              std::shared_ptr<const OQWindowData> window = nullptr);
+  void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
   /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
   Value entries() const;
   /// Forgets what is at hand.

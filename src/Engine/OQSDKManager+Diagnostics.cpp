@@ -4,20 +4,20 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
-#include "Utils/OQDispatchQueueManager.h"
-#include "Engine/OQSDKManager.h"
 #include "MessageUI/MFMailComposeViewController.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
-#include "Utils/OQSDKBundleIdentifier.h"
+#include "Pages/OQNavigation.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
-#include "Pages/OQNavigation.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {
@@ -120,15 +120,12 @@ void OQSDKManager::testMultipleThread() {
   guarded([&] {
     constexpr int blocks = 10000;
     const auto queue = DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".multipleThreadTest");
-    const Block block = [self = shared_from_this()] {
-      guarded([&] { self->onEventDataReceived(sampleEvent()); });
-    };
+    const Block block = [self = shared_from_this()] { guarded([&] { self->onEventDataReceived(sampleEvent()); }); };
     for (int i = 0; i < blocks; ++i) queue->async(block);
   });
 }
 
-void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url,
-                                        OQNetwork::ImageCompletion completion) {
+void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion) {
   network()->downloadImageWithURL(url, std::move(completion));
 }
 
@@ -150,14 +147,10 @@ Value OQSDKManager::diagnostics() const {
   for (const auto& window : *subscribed)
     subscriptions.push_back({{"windowId", window->windowId()}, {"event", nameOf(window->event())}});
   const Session session = _session();
-  return {{"environment", getEnvironment()},
-          {"isLoggedIn", session.token.has_value()},
-          {"userId", orNull(session.userId)},
-          {"appId", orNull(session.appid)},
-          {"pageName", orNull(session.pageName)},
-          {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},
-          {"windows", std::move(windows)},
-          {"subscriptions", std::move(subscriptions)},
+  return {{"environment", getEnvironment()},      {"isLoggedIn", session.token.has_value()},
+          {"userId", orNull(session.userId)},     {"appId", orNull(session.appid)},
+          {"pageName", orNull(session.pageName)}, {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},
+          {"windows", std::move(windows)},        {"subscriptions", std::move(subscriptions)},
           {"decisions", recentDecisions()}};
 }
 

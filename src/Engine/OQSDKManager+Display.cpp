@@ -2,22 +2,22 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Values/Date.h"
-#include "Foundation/Files/FileManager.h"
-#include "Foundation/Values/Number.h"
-#include "Utils/OQDispatchQueueManager.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/Values/Number.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
+#include "Pages/OQNavigation.h"
+#include "Pages/OQWebController.h"
 #include "Storage/OQDataArchiver.h"
 #include "UI/OQPopWindow.h"
-#include "Pages/OQWebController.h"
-#include "UIKit/Windows/MainObject.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/MainObject.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
-#include "Pages/OQNavigation.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {
@@ -63,9 +63,7 @@ OQDecision OQSDKManager::_decide(const OQWindowData& window) {
   // Compared to the second, both ends included. Outside the lock, since every comparison writes to the
   // platform's log.
   const Date now = currentDate();
-  const auto compared = [now](const Value& time) {
-    return OQUtils::compareOneDay(now, OQUtils::dateFromString(time));
-  };
+  const auto compared = [now](const Value& time) { return OQUtils::compareOneDay(now, OQUtils::dateFromString(time)); };
   if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;
   if (compared(window.endTime()) > 0) return OQDecision::AfterEnd;
   // A refusal needs no other process.
@@ -120,8 +118,7 @@ void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& wind
   _showWindowWithData(window, nullptr);
 }
 
-void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window,
-                                       const OQWindowEvent* event) {
+void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event) {
   if (!window) return;
   const OQDecision decision = _decide(*window);
   _decisions.record(decision, event, window);
@@ -234,8 +231,7 @@ void OQSDKManager::syncSubscribeData() {
   bool written = false;
   {
     std::lock_guard lock(_fileMutex);
-    written =
-        OQDataArchiver::setData(*subscribeDataArray(), documentsDirectory() / OQSubscribeWindowDataFileName);
+    written = OQDataArchiver::setData(*subscribeDataArray(), documentsDirectory() / OQSubscribeWindowDataFileName);
   }
   logWritten(written, "syncSubscribeData 成功！", "syncSubscribeData 失败！");
 }

@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
-#include "Engine/OQSDKManager.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
-#include "Utils/OQSDKBundleIdentifier.h"
 #include "Storage/OQUserDefaults.h"
 #include "Utils/OQLogger.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -41,8 +41,7 @@ void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event
 void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
   const Turn turn = _listOrWait(_stored().inApp, _waitingEvents, event);
-  if (!turn.list)
-    return _decisions.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
+  if (!turn.list) return _decisions.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
   const OQCampaignMatch match = turn.list->match(*event);
   _notePassedOver(*event, *turn.list, match);
   if (match.position == OQCampaignMatch::nowhere) return _decisions.record(OQDecision::NoMatch, event.get());

@@ -1,17 +1,17 @@
 #include <utility>
 
+#include "Engine/OQSDKManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
-#include "Foundation/Stores/UserDefaults.h"
-#include "Engine/OQSDKManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
-#include "Utils/OQSDKBundleIdentifier.h"
 #include "Storage/OQUserDefaults.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -78,8 +78,7 @@ void OQSDKManager::login() {
                         {"packageName", OQSDK_BUNDLE_IDENTIFIER}}},
                       {"sdkVersion", OQSDKVersion},
                       {"appKey", host ? host->appKey() : std::string()}};
-  _post("/push/sdk/login", body,
-        [](OQSDKManager& engine, const auto& answer) { engine._handleLoginAnswer(answer); });
+  _post("/push/sdk/login", body, [](OQSDKManager& engine, const auto& answer) { engine._handleLoginAnswer(answer); });
 }
 
 void OQSDKManager::_handleLoginAnswer(const std::optional<Value>& answer) {
@@ -112,23 +111,19 @@ Value OQSDKManager::_listRequestBody() const {
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are
   // intentional.
   const int newUser = isNewUser() ? 0 : 1;
-  return {{"newUser", newUser},
-          {"os",
-           {{"brand", "iphone"},
-            {"channel", "default"},
-            {"platform", "ios"},
-            {"version", OQUtils::getOSVersion()}}},
-          {"sdkVersion", OQSDKVersion},
-          {"token", session.token.value_or("")},
-          {"userId", session.userId.value_or("")}};
+  return {
+      {"newUser", newUser},
+      {"os", {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OQUtils::getOSVersion()}}},
+      {"sdkVersion", OQSDKVersion},
+      {"token", session.token.value_or("")},
+      {"userId", session.userId.value_or("")}};
 }
 
 void OQSDKManager::_postForList(const std::string& path,
                                 void (OQSDKManager::*handle)(const std::optional<Value>& answer)) {
   _post(path, _listRequestBody(), [handle](OQSDKManager& engine, std::optional<Value> answer) {
-    engine._listAnswers.run([self = engine.shared_from_this(), handle, answer = std::move(answer)] {
-      ((*self).*handle)(answer);
-    });
+    engine._listAnswers.run(
+        [self = engine.shared_from_this(), handle, answer = std::move(answer)] { ((*self).*handle)(answer); });
   });
 }
 
@@ -193,8 +188,7 @@ OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
   Windows windows;
   windows.reserve(records.size());
   for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
-  auto list =
-      std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
   Stored& stored = _stored();
   Events waited;
   {

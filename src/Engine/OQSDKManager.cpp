@@ -5,14 +5,14 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
+#include "Hooks/OQSwizzler.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
+#include "Pages/OQPageCollection.h"
 #include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
 #include "Utils/OQGuard.h"
-#include "Pages/OQPageCollection.h"
-#include "Hooks/OQSwizzler.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/AnalyticsHook.h"
 
@@ -204,8 +204,7 @@ std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::subscribeDataArray() 
   return windowsOf(_stored().subscribe.load());
 }
 void OQSDKManager::setSubscribeDataArray(Windows windows) {
-  auto list =
-      std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
+  auto list = std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
   Stored& stored = _stored();
   std::lock_guard lock(_displayMutex);
   list = stored.subscribe.exchange(std::move(list));

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "Engine/OQDecisionLog.h"
 #include "Foundation/Values/Snapshot.h"
 #include "Matching/OQCampaignList.h"
-#include "Engine/OQDecisionLog.h"
-#include "Utils/OQSerialExecutor.h"
 #include "Requests/OQNetwork.h"
 #include "Storage/OQRecordStore.h"
+#include "Utils/OQSerialExecutor.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
@@ -96,8 +96,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void syncRecordTree();
   void syncInAppData();
   void syncSubscribeData();
-  void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type,
-                                 const OQWindowData& window);
+  void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
   void reportPushEventWithType(std::uint64_t type, const Value& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
   /// Main queue only.
@@ -182,8 +181,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// for what is not JSON; it is not called for anything else, nor once the engine is gone.
   void _post(const std::string& path, const Value& body, AnswerHandler handler);
   /// The same for a list; the answers of all lists are handled one after the other.
-  void _postForList(const std::string& path,
-                    void (OQSDKManager::*handle)(const std::optional<Value>& answer));
+  void _postForList(const std::string& path, void (OQSDKManager::*handle)(const std::optional<Value>& answer));
   /// Whether the answer is a dictionary with code 0; another code is logged.
   static bool _isSuccess(const std::optional<Value>& answer);
   Value _listRequestBody() const;
@@ -202,8 +200,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
     std::shared_ptr<const OQCampaignList> list;
     bool isDropped = false;
   };
-  Turn _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting,
-                   const std::shared_ptr<OQWindowEvent>& event);
+  Turn _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting, const std::shared_ptr<OQWindowEvent>& event);
   void _notePassedOver(const OQWindowEvent& event, const OQCampaignList& list, const OQCampaignMatch& match);
 
   /// Shown, when the display is counted and written; else why it is not.

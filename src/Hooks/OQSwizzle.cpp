@@ -11,8 +11,8 @@ Class* OQSwizzle::staticClass() {
   return registered;
 }
 
-OQSwizzle::OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector,
-                     IMP original, const Class* originalClass, IMP first)
+OQSwizzle::OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
+                     const Class* originalClass, IMP first)
     : _class(swizzledClass),
       _selector(selector),
       _originalMethod(original),

@@ -22,8 +22,8 @@ namespace oq {
 using OQUploadHookBlock = std::function<void(Object& receiver, SEL selector, const Value& info,
                                              const std::string& event, const UploadHandler& handler)>;
 using OQAppearanceHookBlock = std::function<void(Object& receiver, SEL selector, const Value& animated)>;
-using OQMailHookBlock = std::function<void(Object& receiver, SEL selector, Object* controller,
-                                           const Value& result, const std::optional<Error>& error)>;
+using OQMailHookBlock = std::function<void(Object& receiver, SEL selector, Object* controller, const Value& result,
+                                           const std::optional<Error>& error)>;
 using OQSwizzleBlock = std::variant<OQUploadHookBlock, OQAppearanceHookBlock, OQMailHookBlock>;
 
 /// The record of one hooked selector. Blocks may be added and removed while other threads run them; everything

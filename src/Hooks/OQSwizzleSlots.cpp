@@ -194,8 +194,7 @@ void runMailBlocks(Object& self, SEL selector, Object* controller, std::int64_t 
 }
 
 void oqSwizzledMethodMailComposeControllerDidFinishWithResult(Object& self, SEL selector, Object* controller,
-                                                              std::int64_t result,
-                                                              const std::optional<Error>& error) {
+                                                              std::int64_t result, const std::optional<Error>& error) {
   const auto& slot = MailComposeControllerDidFinishWithResultSwizzle();
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;

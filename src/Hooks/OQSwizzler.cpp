@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "Foundation/Values/Format.h"
+#include "Hooks/OQSwizzleSlots.h"
 #include "Runtime/Hook.h"
 #include "Utils/OQLogger.h"
-#include "Hooks/OQSwizzleSlots.h"
 
 namespace oq {
 
@@ -75,16 +75,14 @@ void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
   // Blocks of a former record go with it, which is intentional.
   slot.exchange(makeRecord(hook, original, originalClass, first));
   const char* inherited = method_getTypeEncoding(hook.method);
-  bool added = class_addMethod(hook.cls, hook.selector, slot.trampoline(),
-                               inherited ? inherited : slot.typeEncoding());
+  bool added = class_addMethod(hook.cls, hook.selector, slot.trampoline(), inherited ? inherited : slot.typeEncoding());
   if (!added) {
     hook.failure = stringWithFormat(
         "SwizzleException:Could not add swizzle for %@::%@, even though it didn't already exist locally",
         class_getName(hook.cls), sel_getName(hook.selector));
   } else if (class_getInstanceMethod(hook.cls, hook.selector) == hook.method) {
-    hook.failure =
-        stringWithFormat("SwizzleException:Newly added method for %@::%@ was the same as the old method",
-                         class_getName(hook.cls), sel_getName(hook.selector));
+    hook.failure = stringWithFormat("SwizzleException:Newly added method for %@::%@ was the same as the old method",
+                                    class_getName(hook.cls), sel_getName(hook.selector));
   }
   if (!hook.failure) detail::setMessageEntry(*class_getInstanceMethod(hook.cls, hook.selector), slot.entry());
   const auto dropped = hook.failure ? slot.exchange(former) : former;
@@ -103,8 +101,8 @@ void OQSwizzler::swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block,
   if (!selector || !cls || isMissing(block) || !name) return;
   Method* method = class_getInstanceMethod(cls, selector);
   if (!method) {
-    OQLogger::error(stringWithFormat("SwizzleException:Cannot find method for %@ on %@",
-                                     sel_getName(selector), class_getName(cls)));
+    OQLogger::error(stringWithFormat("SwizzleException:Cannot find method for %@ on %@", sel_getName(selector),
+                                     class_getName(cls)));
     // Continues without a method, which is deliberate: the class then gets one that runs the blocks alone.
   }
   OQSwizzleSlot* slot = getSwizzleByName(sel_getName(selector));

@@ -27,8 +27,7 @@ class OQSwizzler {
   /// Hooks the method, or adds the block when it is hooked already. A block replaces the earlier one of its
   /// name. Does nothing without any of its arguments, for another selector, for a block of another kind than
   /// the selector's and for a method of another signature.
-  static void swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block,
-                              const std::optional<std::string>& name);
+  static void swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block, const std::optional<std::string>& name);
   /// Removes the block of that name. The class takes no part, and the method stays hooked.
   static void unswizzleSelector(SEL selector, Class* cls, const std::optional<std::string>& name);
   /// The record of the selector; nullptr before it is hooked.

@@ -54,8 +54,7 @@ OQCampaignList::OQCampaignList(Windows windows, PreConditions preConditions) : _
 }
 
 bool OQCampaignList::leadsToPages() const {
-  return std::any_of(_windows.begin(), _windows.end(),
-                     [](const auto& window) { return leadsToPage(*window); });
+  return std::any_of(_windows.begin(), _windows.end(), [](const auto& window) { return leadsToPage(*window); });
 }
 
 std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const Value& record) {
@@ -77,8 +76,7 @@ std::shared_ptr<OQRecordTreeNode> OQCampaignList::recordFor(const OQWindowData& 
 /// position and the place of the condition in the index.
 template <class Visit>
 void OQCampaignList::walk(const Range& range, const OQBitmapIndex& set, Visit visit) const {
-  for (std::size_t slot = set.next(range.begin, range.end); slot < range.end;
-       slot = set.next(slot + 1, range.end)) {
+  for (std::size_t slot = set.next(range.begin, range.end); slot < range.end; slot = set.next(slot + 1, range.end)) {
     if (!visit(_index.conditionAt(slot) / 2, slot)) return;
   }
 }
@@ -122,8 +120,7 @@ OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, 
   return {first, satisfiesPreConditions};
 }
 
-void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Ranges& ranges,
-                                          std::size_t last) const {
+void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Ranges& ranges, std::size_t last) const {
   for (const Range& range : ranges) {
     walk(range, _awaited, [&](std::size_t position, std::size_t slot) {
       if (last != nowhere && position > last) return false;

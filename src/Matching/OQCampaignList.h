@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "Matching/OQConditionIndex.h"
 #include "Matching/OQBitmapIndex.h"
+#include "Matching/OQConditionIndex.h"
 
 namespace oq {
 

@@ -20,9 +20,7 @@ struct FieldsFromDictionary {
   void operator()(const char* key, const char*, std::int64_t& field) const {
     field = integerValue(valueForKey(dic, key));
   }
-  void operator()(const char* key, const char*, double& field) const {
-    field = doubleValue(valueForKey(dic, key));
-  }
+  void operator()(const char* key, const char*, double& field) const { field = doubleValue(valueForKey(dic, key)); }
   template <class Model>
   void operator()(const char* key, const char*, std::shared_ptr<Model>& field) const {
     field = std::make_shared<Model>();
@@ -34,9 +32,7 @@ struct FieldsToArchive {
   KeyedArchiver& coder;
 
   void operator()(const char*, const char* key, const Value& field) const { coder.encodeObject(field, key); }
-  void operator()(const char*, const char* key, const std::int64_t& field) const {
-    coder.encodeInteger(field, key);
-  }
+  void operator()(const char*, const char* key, const std::int64_t& field) const { coder.encodeInteger(field, key); }
   void operator()(const char*, const char* key, const double& field) const { coder.encodeDouble(field, key); }
   template <class Model>
   void operator()(const char*, const char* key, const std::shared_ptr<Model>& field) const {
@@ -48,9 +44,7 @@ struct FieldsFromArchive {
   const KeyedUnarchiver& coder;
 
   void operator()(const char*, const char* key, Value& field) const { field = coder.decodeValue(key); }
-  void operator()(const char*, const char* key, std::int64_t& field) const {
-    field = coder.decodeInteger(key);
-  }
+  void operator()(const char*, const char* key, std::int64_t& field) const { field = coder.decodeInteger(key); }
   void operator()(const char*, const char* key, double& field) const { field = coder.decodeDouble(key); }
   template <class Model>
   void operator()(const char*, const char* key, std::shared_ptr<Model>& field) const {

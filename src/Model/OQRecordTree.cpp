@@ -48,9 +48,8 @@ bool OQRecordTree::addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
 bool OQRecordTree::removeTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (!node) return true;
   std::lock_guard lock(_lock);
-  _nodes->change([&](auto& nodes) {
-    std::erase_if(nodes, [&](const auto& known) { return node->isEqual(known.get()); });
-  });
+  _nodes->change(
+      [&](auto& nodes) { std::erase_if(nodes, [&](const auto& known) { return node->isEqual(known.get()); }); });
   return true;
 }
 

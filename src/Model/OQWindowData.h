@@ -62,17 +62,11 @@ class OQWindowData : public OQWindowDataModel {
   const std::shared_ptr<OQTextAttribute>& content() const { return _content; }
   void setContent(std::shared_ptr<OQTextAttribute> content) { _content = std::move(content); }
   const std::shared_ptr<OQButtonAttribute>& leftBtnAttribute() const { return _leftBtnAttribute; }
-  void setLeftBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
-    _leftBtnAttribute = std::move(button);
-  }
+  void setLeftBtnAttribute(std::shared_ptr<OQButtonAttribute> button) { _leftBtnAttribute = std::move(button); }
   const std::shared_ptr<OQButtonAttribute>& middleBtnAttribute() const { return _middleBtnAttribute; }
-  void setMiddleBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
-    _middleBtnAttribute = std::move(button);
-  }
+  void setMiddleBtnAttribute(std::shared_ptr<OQButtonAttribute> button) { _middleBtnAttribute = std::move(button); }
   const std::shared_ptr<OQButtonAttribute>& rightBtnAttribute() const { return _rightBtnAttribute; }
-  void setRightBtnAttribute(std::shared_ptr<OQButtonAttribute> button) {
-    _rightBtnAttribute = std::move(button);
-  }
+  void setRightBtnAttribute(std::shared_ptr<OQButtonAttribute> button) { _rightBtnAttribute = std::move(button); }
 
   /// Texts and buttons are always made, also where the server sent none; conditions only where it sent a
   /// dictionary.

@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "Foundation/System/Device.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {
@@ -27,8 +27,7 @@ std::shared_ptr<UIViewController> rootOfKeyWindow() {
 
 /// What the screen shows in its own place; nullopt when it shows itself. A tab-bar controller never does:
 /// one without a tab to show has nothing.
-std::optional<std::shared_ptr<UIViewController>> screenAbove(
-    const std::shared_ptr<UIViewController>& screen) {
+std::optional<std::shared_ptr<UIViewController>> screenAbove(const std::shared_ptr<UIViewController>& screen) {
   if (auto presented = screen->presentedViewController()) return presented;
   if (auto navigation = asNavigation(screen)) {
     auto top = navigation->topViewController();

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "Utils/OQDispatchQueueManager.h"
 #include "Engine/OQSDKManager.h"
+#include "Hooks/OQSwizzler.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Controllers/UIViewController.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
-#include "Hooks/OQSwizzler.h"
 
 namespace oq {
 
@@ -120,8 +120,7 @@ void OQPageCollection::collectPage() {
         [](Object& screen, SEL, const Value&) { sharedInstance().viewDidAppear(screen); }, "OQViewDidAppear");
     OQSwizzler::swizzleSelector(
         viewWillDisappearSelector, screens,
-        [](Object& screen, SEL, const Value&) { sharedInstance().viewWillDisappear(screen); },
-        "OQViewWillDisappear");
+        [](Object& screen, SEL, const Value&) { sharedInstance().viewWillDisappear(screen); }, "OQViewWillDisappear");
   };
   OQDispatchQueueManager::dispatchInMainThread(install, false);
 }

@@ -4,9 +4,9 @@
 #include "Foundation/System/Device.h"
 #include "Foundation/Values/Number.h"
 #include "Pages/OQWebImages.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "Utils/OQLogger.h"
 
@@ -118,8 +118,7 @@ const std::shared_ptr<WKWebView>& OQWebController::wkWebView() {
   _wkWebView->setUIDelegate(self());
   _wkWebView->setNavigationDelegate(self());
   _wkWebView->setAllowsBackForwardNavigationGestures(true);
-  if (platformSystemVersion() >= 10.0 && _canDownRefresh)
-    _wkWebView->scrollView()->setRefreshControl(refreshControl());
+  if (platformSystemVersion() >= 10.0 && _canDownRefresh) _wkWebView->scrollView()->setRefreshControl(refreshControl());
   _wkWebView->addObserver(self(), kEstimatedProgress);
   return _wkWebView;
 }

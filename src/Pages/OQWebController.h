@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "CoreGraphics/Color.h"
-#include "UIKit/Views/UIButton.h"
 #include "UIKit/Controllers/UINavigationItem.h"
+#include "UIKit/Controllers/UIViewController.h"
+#include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UIProgressView.h"
 #include "UIKit/Views/UIRefreshControl.h"
-#include "UIKit/Controllers/UIViewController.h"
 #include "WebKit/WKWebView.h"
 
 namespace oq {
@@ -85,11 +85,8 @@ class OQWebController : public UIViewController,
   void _viewDidLoad();
   bool hasOwnFrame() const { return _frame.size.width != 0 && _frame.size.height != 0; }
   CGRect webViewFrame() const;
-  std::shared_ptr<OQWebController> self() {
-    return std::static_pointer_cast<OQWebController>(shared_from_this());
-  }
-  std::shared_ptr<UIButton> barButton(const char* image, const char* name, double x,
-                                      void (OQWebController::*action)());
+  std::shared_ptr<OQWebController> self() { return std::static_pointer_cast<OQWebController>(shared_from_this()); }
+  std::shared_ptr<UIButton> barButton(const char* image, const char* name, double x, void (OQWebController::*action)());
   /// Calls the member of this controller, unless it has gone by then.
   UIControl::Action whenTapped(void (OQWebController::*action)());
   void showFailure(const Error& error);

@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
-#include "Engine/OQSDKManager.h"
 #include "Storage/OQImageDiskCache.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
@@ -63,24 +63,23 @@ std::shared_ptr<OQNetwork> OQNetwork::randomNetwork() {
 }
 
 OQNetwork::OQNetwork()
-    : _session(URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration())) {
-}
+    : _session(URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration())) {}
 
 void OQNetwork::postRequestWithRelativeURLStr(const std::string& path, const Value& header, const Value& body,
                                               SuccessBlock success, FailureBlock failure) {
   requestWithRelativeUrl(path, 1, nullptr, header, body, std::move(success), std::move(failure));
 }
 
-void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const Value& parameters,
-                                             SuccessBlock success, FailureBlock failure) {
+void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const Value& parameters, SuccessBlock success,
+                                             FailureBlock failure) {
   requestWithRelativeUrl(path, 0, parameters, nullptr, nullptr, std::move(success), std::move(failure));
 }
 
 void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters,
                                        const Value& header, const Value& body, SuccessBlock success,
                                        FailureBlock failure) {
-  URLRequest request(getHttpURLWithRelativeUrl(path, parameters),
-                     URLRequestCachePolicy::ReloadIgnoringLocalCacheData, requestTimeout);
+  URLRequest request(getHttpURLWithRelativeUrl(path, parameters), URLRequestCachePolicy::ReloadIgnoringLocalCacheData,
+                     requestTimeout);
   if (type == 0) request.setHTTPMethod("GET");
   if (type == 1) request.setHTTPMethod("POST");
   setHeader(request, header);
@@ -101,8 +100,7 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
   _session->dataTaskWithRequest(std::move(request), std::move(completion))->resume();
 }
 
-std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path,
-                                                        const Value& parameters) const {
+std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const Value& parameters) const {
   const std::string query = queryFromDictionary(parameters);
   const std::string pathAndQuery = query.empty() ? path : stringWithFormat("%@?%@", path, query);
   return URL::withString(stringWithFormat("%@%@", currentBaseURL(), pathAndQuery));

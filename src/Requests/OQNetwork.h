@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "Foundation/Values/Data.h"
-#include "Foundation/Values/Error.h"
 #include "Foundation/Networking/URL.h"
 #include "Foundation/Networking/URLSession.h"
+#include "Foundation/Values/Data.h"
+#include "Foundation/Values/Error.h"
 #include "UIKit/Painting/UIImage.h"
 #include "oqsdk/Value.h"
 
@@ -47,9 +47,8 @@ class OQNetwork {
   /// `type` 0 is GET and 1 is POST; any other sets no method, which leaves GET. A body that is a string
   /// passes the test for presence and is then refused by the JSON writer: throws Exception
   /// "NSInvalidArgumentException". Null and dictionary bodies never throw. Either block may be empty.
-  void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters,
-                              const Value& header, const Value& body, SuccessBlock success,
-                              FailureBlock failure);
+  void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters, const Value& header,
+                              const Value& body, SuccessBlock success, FailureBlock failure);
 
   /// The address of a path on the current server; nullopt when that is not the text of a URL. Keys and values
   /// are inserted as they are, without escapes, in the order of the dictionary.

@@ -6,12 +6,12 @@
 #include <string_view>
 #include <utility>
 
+#include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
-#include "Foundation/Stores/UserDefaults.h"
-#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQGuard.h"
+#include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {
@@ -56,8 +56,7 @@ void removeStored(const std::string& key) {
 }  // namespace
 
 void OQImageDiskCache::Index::append(std::string storedKey) {
-  if (auto parts = splitStoredKey(storedKey))
-    oldestByAddress.try_emplace(std::move(parts->address), storedKey);
+  if (auto parts = splitStoredKey(storedKey)) oldestByAddress.try_emplace(std::move(parts->address), storedKey);
   keys.push_back(std::move(storedKey));
 }
 
@@ -73,8 +72,7 @@ std::shared_ptr<OQImageDiskCache> OQImageDiskCache::create() {
   return cache;
 }
 
-OQImageDiskCache::OQImageDiskCache()
-    : _queue(DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".imageDiskCache")) {
+OQImageDiskCache::OQImageDiskCache() : _queue(DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".imageDiskCache")) {
   const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(indexKey);
   const auto* list = std::get_if<Value>(&stored);
   if (!list || !list->is_array()) return;

@@ -27,8 +27,7 @@ namespace oq {
 /// on the caller's thread, without a lock. Keys that are empty do nothing, and are found nowhere.
 class OQImageDiskCache : public std::enable_shared_from_this<OQImageDiskCache> {
  public:
-  using ContainsBlock =
-      std::function<void(bool contains, const std::string& key, const std::optional<Data>& data)>;
+  using ContainsBlock = std::function<void(bool contains, const std::string& key, const std::optional<Data>& data)>;
 
   /// The cache of the process, made at the first call and never destroyed.
   static OQImageDiskCache& cache();

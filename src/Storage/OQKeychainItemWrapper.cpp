@@ -1,7 +1,7 @@
 #include "Storage/OQKeychainItemWrapper.h"
 
-#include "Foundation/Values/Format.h"
 #include "Foundation/PropertyLists/PropertyListSerialization.h"
+#include "Foundation/Values/Format.h"
 
 namespace oq {
 
@@ -32,8 +32,7 @@ Class* OQKeychainItemWrapper::staticClass() {
   return registered;
 }
 
-OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier,
-                                             std::optional<std::string> accessGroup)
+OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std::optional<std::string> accessGroup)
     : _accessGroup(std::move(accessGroup)) {
   set(_genericPasswordQuery, kSecClass, Value(kSecClassGenericPassword));
   set(_genericPasswordQuery, kSecAttrGeneric, Value(identifier));
@@ -93,8 +92,8 @@ SecDictionary OQKeychainItemWrapper::dictionaryToSecItemFormat(const SecDictiona
   SecDictionary result = dict;
   set(result, kSecClass, Value(kSecClassGenericPassword));
   Error error;
-  auto bytes = PropertyListSerialization::dataWithPropertyList(valueOf(dict, kSecValueData),
-                                                               PropertyListFormat::XML, &error);
+  auto bytes =
+      PropertyListSerialization::dataWithPropertyList(valueOf(dict, kSecValueData), PropertyListFormat::XML, &error);
   if (bytes) {
     set(result, kSecValueData, std::move(*bytes));
   } else {

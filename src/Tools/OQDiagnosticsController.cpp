@@ -6,9 +6,9 @@
 #include "Engine/OQSDKManager.h"
 #include "Tools/OQDiagnosticsList.h"
 #include "UIKit/Controllers/DialogPage.h"
-#include "UIKit/Windows/MainObject.h"
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UILabel.h"
+#include "UIKit/Windows/MainObject.h"
 #include "oqsdk/OQSDKConstants.h"
 
 namespace oq {
@@ -92,12 +92,11 @@ std::shared_ptr<UIView> OQDiagnosticsController::makeHeader(double width) {
   header->addSubview(label);
   const auto doing = [weak = weak_from_this()](void (OQDiagnosticsController::*action)()) {
     return [weak, action] {
-      if (auto controller = std::static_pointer_cast<OQDiagnosticsController>(weak.lock()))
-        (*controller.*action)();
+      if (auto controller = std::static_pointer_cast<OQDiagnosticsController>(weak.lock())) (*controller.*action)();
     };
   };
-  header->addSubview(makeHeaderButton("Refresh", CGRectMake(0, 0, kButton, kHeader),
-                                      doing(&OQDiagnosticsController::refresh)));
+  header->addSubview(
+      makeHeaderButton("Refresh", CGRectMake(0, 0, kButton, kHeader), doing(&OQDiagnosticsController::refresh)));
   header->addSubview(makeHeaderButton("Close", CGRectMake(width - kButton, 0, kButton, kHeader),
                                       doing(&OQDiagnosticsController::close)));
   auto line = makeMainObject<UIView>(CGRectMake(0, kHeader - kHairline, width, kHairline));
@@ -109,8 +108,7 @@ std::shared_ptr<UIView> OQDiagnosticsController::makeHeader(double width) {
 void OQDiagnosticsController::refresh() {
   const auto before = _scroller->subviews();
   for (const auto& part : before) part->removeFromSuperview();
-  auto list =
-      makeDiagnosticsList(OQSDKManager::sharedManager().diagnostics(), _scroller->bounds().size.width);
+  auto list = makeDiagnosticsList(OQSDKManager::sharedManager().diagnostics(), _scroller->bounds().size.width);
   _scroller->setContentSize(list->bounds().size);
   _scroller->setContentOffset({});
   _scroller->addSubview(list);

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Controllers/UIViewController.h"
+#include "UIKit/Views/UIScrollView.h"
 
 namespace oq {
 

@@ -8,8 +8,8 @@
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
-#include "UIKit/Windows/MainObject.h"
 #include "UIKit/Views/UILabel.h"
+#include "UIKit/Windows/MainObject.h"
 
 namespace oq {
 namespace {
@@ -81,8 +81,8 @@ class Column {
  private:
   double inside() const { return _width - 2 * kMargin; }
 
-  static void addLabel(UIView& parent, const std::string& text, const UIFont& font, UIColor colour,
-                       CGRect frame, NSTextAlignment alignment = NSTextAlignment::Left) {
+  static void addLabel(UIView& parent, const std::string& text, const UIFont& font, UIColor colour, CGRect frame,
+                       NSTextAlignment alignment = NSTextAlignment::Left) {
     auto label = makeMainObject<UILabel>();
     label->setFrame(frame);
     label->setFont(font);
@@ -102,8 +102,7 @@ class Column {
   double addRow(UIView& group, const Row& row, double top) const {
     const double room = std::max(0.0, inside() - 2 * kPadding), line = row.below.empty() ? kPair : kRow;
     const auto font = UIFont::systemFontOfSize(15);
-    const double needed =
-        row.right.empty() ? 0 : std::ceil(boundingSizeOfText({row.right, {}}, font, 0).width) + 2;
+    const double needed = row.right.empty() ? 0 : std::ceil(boundingSizeOfText({row.right, {}}, font, 0).width) + 2;
     const double right = std::min(needed, room * 0.66);
     addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : font, kInk,
              {{kPadding, top}, {std::max(0.0, room - right - (right > 0 ? 10 : 0)), line}});
@@ -111,8 +110,7 @@ class Column {
              NSTextAlignment::Right);
     double bottom = top + line - kRowEnd;
     for (const std::string& text : row.below) {
-      addLabel(group, text, UIFont::systemFontOfSize(13), row.belowColour,
-               {{kPadding, bottom}, {room, kSmall}});
+      addLabel(group, text, UIFont::systemFontOfSize(13), row.belowColour, {{kPadding, bottom}, {room, kSmall}});
       bottom += kSmall;
     }
     return row.below.empty() ? line : bottom - top + 2 * kRowEnd;
@@ -189,10 +187,8 @@ std::shared_ptr<UIView> makeDiagnosticsList(const Value& diagnostics, double wid
   Column column(width);
   column.addGroup("Now", stateRows(told));
   column.addGroup(counted("In-app windows", windows), rowsOf(windows, windowRow, "The list is empty"));
-  column.addGroup(counted("Subscriptions", subscriptions),
-                  rowsOf(subscriptions, subscriptionRow, "The list is empty"));
-  column.addGroup(counted("Last decisions", decisions),
-                  rowsOf(decisions, decisionRow, "No event has come yet"));
+  column.addGroup(counted("Subscriptions", subscriptions), rowsOf(subscriptions, subscriptionRow, "The list is empty"));
+  column.addGroup(counted("Last decisions", decisions), rowsOf(decisions, decisionRow, "No event has come yet"));
   return column.view();
 }
 

@@ -1,11 +1,11 @@
 #include "oqsdk/OQDiagnosticsPanel.h"
 
-#include "Utils/OQDispatchQueueManager.h"
-#include "Tools/OQDiagnosticsController.h"
-#include "UIKit/Windows/MainObject.h"
-#include "UIKit/Controllers/UINavigationController.h"
-#include "Utils/OQGuard.h"
 #include "Pages/OQNavigation.h"
+#include "Tools/OQDiagnosticsController.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/MainObject.h"
+#include "Utils/OQDispatchQueueManager.h"
+#include "Utils/OQGuard.h"
 
 namespace oq {
 

@@ -3,8 +3,8 @@
 #include <mutex>
 #include <utility>
 
-#include "Utils/OQDispatchQueueManager.h"
 #include "Tools/OQFloatingBallView.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 
 namespace oq {
@@ -41,8 +41,7 @@ void OQFloatingBall::hide() {
 
 void OQFloatingBall::setFloatingBtnClickedCallback(Callback callback) {
   onMainThread([callback = std::move(callback)]() mutable {
-    if (const auto& ball = OQFloatingBallView::floatingBall())
-      ball->setBtnClickedCallback(std::move(callback));
+    if (const auto& ball = OQFloatingBallView::floatingBall()) ball->setBtnClickedCallback(std::move(callback));
   });
 }
 

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <utility>
 
+#include "Pages/OQNavigation.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
-#include "Pages/OQNavigation.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {
@@ -129,8 +129,7 @@ const std::shared_ptr<OQFloatingBallBtn>& OQFloatingBallView::subBtn3() {
 }
 
 void OQFloatingBallView::floatingBtnClicked() {
-  const bool isFolded =
-      std::any_of(_subBtns.begin(), _subBtns.end(), [](const auto& button) { return !button; });
+  const bool isFolded = std::any_of(_subBtns.begin(), _subBtns.end(), [](const auto& button) { return !button; });
   isFolded ? popSubBtn() : hideSubBtn();
 }
 
@@ -237,8 +236,8 @@ void OQFloatingBallView::touchesMoved(UITouch& touch) {
 
 void OQFloatingBallView::touchesEnded(UITouch& touch) {
   const auto self = shared_from_this();
-  const bool isTap = std::abs(frame().minX() - _touchBtnX) <= kTapTolerance &&
-                     std::abs(frame().minY() - _touchBtnY) <= kTapTolerance;
+  const bool isTap =
+      std::abs(frame().minX() - _touchBtnX) <= kTapTolerance && std::abs(frame().minY() - _touchBtnY) <= kTapTolerance;
   if (isTap) {
     UIView::touchesEnded(touch);
     floatingBtnClicked();
@@ -252,16 +251,13 @@ void OQFloatingBallView::comeToRest() {
   const double width = screenSize().width;
   const bool isAtTheRight = _stayMode == kRight || (_stayMode == kNearerSide && center().x >= width / 2);
   if (_stayMode != kNearerSide && _stayMode != kLeft && _stayMode != kRight) return;
-  animateWithDuration(kSnapping, [&] {
-    setFrame(CGRectMake(isAtTheRight ? width - kSide : 0, frame().minY(), kSide, kSide));
-  });
+  animateWithDuration(kSnapping,
+                      [&] { setFrame(CGRectMake(isAtTheRight ? width - kSide : 0, frame().minY(), kSide, kSide)); });
 }
 
 bool OQFloatingBallView::pointInside(CGPoint point) const {
   if (UIView::pointInside(point)) return true;
-  const auto boundsOf = [this](std::size_t index) {
-    return _subBtns[index] ? _subBtns[index]->bounds() : CGRect{};
-  };
+  const auto boundsOf = [this](std::size_t index) { return _subBtns[index] ? _subBtns[index]->bounds() : CGRect{}; };
   for (std::size_t index = 0; index < _subBtns.size(); ++index) {
     const CGPoint offset = fanOffset(index, _popDirection);
     if (OQUtils::point({point.x - offset.x, point.y - offset.y}, boundsOf(index))) return true;

@@ -2,14 +2,14 @@
 #include <array>
 #include <utility>
 
-#include "Foundation/Values/Format.h"
-#include "Utils/OQDispatchQueueManager.h"
 #include "Engine/OQSDKManager.h"
-#include "MessageUI/MFMailComposeViewController.h"
-#include "UIKit/Windows/MainObject.h"
-#include "UIKit/Controllers/UIAlertController.h"
-#include "Pages/OQNavigation.h"
+#include "Foundation/Values/Format.h"
 #include "Hooks/OQSwizzler.h"
+#include "MessageUI/MFMailComposeViewController.h"
+#include "Pages/OQNavigation.h"
+#include "UIKit/Controllers/UIAlertController.h"
+#include "UIKit/Windows/MainObject.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -26,8 +26,7 @@ struct Mail {
 /// Lets the composer be taken away again, also where the controller knows nothing of composers.
 void hookDelegate(const UIViewController& controller) {
   OQMailHookBlock dismissing = [](Object&, SEL, Object*, const Value&, const std::optional<Error>&) {
-    if (const auto current = OQNavigation::currentViewController())
-      current->dismissViewControllerAnimated(true);
+    if (const auto current = OQNavigation::currentViewController()) current->dismissViewControllerAnimated(true);
   };
   OQSwizzler::swizzleSelector(mailComposeDidFinishSelector, controller.class_(), std::move(dismissing),
                               "MFMailComposeViewControllerDelegate");
@@ -43,8 +42,7 @@ void present(Mail& mail) {
   composer->setMessageBody("请查收附件", false);
   // Names that are too few are an error of the caller's; the files without one stay.
   const std::size_t count = std::min(mail.datas.size(), mail.fileNames.size());
-  for (std::size_t i = 0; i < count; ++i)
-    composer->addAttachmentData(std::move(mail.datas[i]), "", mail.fileNames[i]);
+  for (std::size_t i = 0; i < count; ++i) composer->addAttachmentData(std::move(mail.datas[i]), "", mail.fileNames[i]);
   mail.controller->presentViewController(composer, true);
 }
 
@@ -89,8 +87,7 @@ void presentEnvironmentAlert() {
   // Red although it destroys nothing; intentional.
   alert->addAction(UIAlertAction::actionWithTitle("取消", UIAlertActionStyle::Destructive));
   for (const Choice& choice : content.others) alert->addAction(actionFor(choice));
-  if (const auto navigation = OQNavigation::currentNavigation())
-    navigation->presentViewController(alert, true);
+  if (const auto navigation = OQNavigation::currentNavigation()) navigation->presentViewController(alert, true);
 }
 
 }  // namespace
@@ -99,8 +96,8 @@ void OQUtils::sendEmailTo(const std::optional<std::string>& recipient, std::vect
                           std::vector<std::string> attachmentFileNames,
                           std::shared_ptr<UIViewController> fromController) {
   if (!recipient || recipient->empty()) return;
-  auto mail = std::make_shared<Mail>(Mail{*recipient, std::move(attachmentDatas),
-                                          std::move(attachmentFileNames), std::move(fromController)});
+  auto mail = std::make_shared<Mail>(
+      Mail{*recipient, std::move(attachmentDatas), std::move(attachmentFileNames), std::move(fromController)});
   OQDispatchQueueManager::dispatchInMainThread([mail] { present(*mail); }, true);
 }
 

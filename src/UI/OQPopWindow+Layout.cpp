@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "UI/UIImageView+OQWebCache.h"
 #include "Foundation/Values/Format.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQPopWindowMetrics.h"
+#include "UI/UIImageView+OQWebCache.h"
 
 namespace oq {
 namespace {

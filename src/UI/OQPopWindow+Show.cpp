@@ -1,16 +1,16 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Pages/OQNavigation.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQPopWindowMetrics.h"
 #include "UI/OQPresentationQueue.h"
+#include "UIKit/Input/UIGestureRecognizer.h"
 #include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
-#include "UIKit/Input/UIGestureRecognizer.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
 #include "Utils/OQLogger.h"
-#include "Pages/OQNavigation.h"
 
 namespace oq {
 namespace {
@@ -247,8 +247,7 @@ void OQPopWindow::imageClicked() {
 void OQPopWindow::jumpOut(const std::shared_ptr<OQButton>& button) {
   closeWithCompletion([weak = weakSelf(), button](std::int64_t, const Value&) {
     const auto& attribute = button->attribute();
-    if (auto window = weak.lock())
-      window->report(button->eventType(), attribute ? attribute->eventLink() : Value());
+    if (auto window = weak.lock()) window->report(button->eventType(), attribute ? attribute->eventLink() : Value());
   });
 }
 

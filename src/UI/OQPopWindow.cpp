@@ -19,8 +19,7 @@ constexpr const char* kWindowName = "消息";
 constexpr const char* kPictureName = "图片";
 constexpr const char* kCloseName = "关闭";
 
-constexpr UIColor kTextColor =
-    UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
+constexpr UIColor kTextColor = UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
 
 /// The close button's picture is smaller than a finger, so what is touched reaches further; not onto the card, whose
 /// own presses mean something else.
@@ -124,8 +123,7 @@ const std::shared_ptr<OQLabel>& OQPopWindow::titleLbl() {
 }
 
 const std::shared_ptr<OQLabel>& OQPopWindow::textLbl() {
-  if (!_textLbl)
-    _textLbl = textLabel(OQPopWindowMetrics().bodyFontSize(), _data ? _data->content() : nullptr);
+  if (!_textLbl) _textLbl = textLabel(OQPopWindowMetrics().bodyFontSize(), _data ? _data->content() : nullptr);
   return _textLbl;
 }
 
@@ -143,8 +141,7 @@ std::shared_ptr<OQButton> OQPopWindow::actionButton(std::int64_t eventType) {
   auto button = makeMainObject<OQButton>();
   button->setEventType(eventType);
   auto tapped = [weak = weakSelf()](UIControl& control) {
-    if (auto window = weak.lock())
-      window->jumpOut(std::static_pointer_cast<OQButton>(control.shared_from_this()));
+    if (auto window = weak.lock()) window->jumpOut(std::static_pointer_cast<OQButton>(control.shared_from_this()));
   };
   button->addTarget(std::move(tapped), UIControlEventTouchUpInside);
   return button;

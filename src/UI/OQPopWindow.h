@@ -8,9 +8,9 @@
 #include <string>
 
 #include "Model/OQWindowData.h"
+#include "Pages/OQWebController.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
-#include "Pages/OQWebController.h"
 #include "UIKit/Views/UIImageView.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Views/UIView.h"
@@ -47,8 +47,7 @@ class OQPopWindow : public UIView {
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   /// A prompt with the buttons "取消" and "确定". Any thread.
-  void popWithTitle(std::optional<std::string> title, std::optional<std::string> message,
-                    EventAction eventAction);
+  void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
   void _popWithImageWithCompletion(EventAction completion);
   void _popWithTextAndImageWithCompletion(EventAction completion);
   void _popWithTextWithCompletion(EventAction completion);

@@ -24,9 +24,7 @@ struct OQPopWindowMetrics {
   /// A picture or page that is the whole card.
   double pageHeight() const { return cardWidth() * 1.5; }
   /// What title and body share: more where there is no picture.
-  double textBudget(bool textOnly) const {
-    return pageHeight() * (textOnly ? 1 : 0.5) - 2 * margin() - buttonHeight();
-  }
+  double textBudget(bool textOnly) const { return pageHeight() * (textOnly ? 1 : 0.5) - 2 * margin() - buttonHeight(); }
 };
 
 }  // namespace oq

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Pages/OQNavigation.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "Utils/OQGuard.h"
-#include "Pages/OQNavigation.h"
 
 namespace oq {
 

@@ -12,8 +12,7 @@ const void* const QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD =
 const void* const QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD =
     &QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
 const char* const QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD = OQSDK_BUNDLE_IDENTIFIER ".asyncTask";
-const char* const QUEUE_NAME_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD =
-    OQSDK_BUNDLE_IDENTIFIER ".receivedEventData";
+const char* const QUEUE_NAME_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD = OQSDK_BUNDLE_IDENTIFIER ".receivedEventData";
 
 namespace {
 
@@ -32,8 +31,8 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(const void* tag) {
   if (!label) return nullptr;
   auto queue = DispatchQueue::serial(label);
   // The value is the first tag's address for either tag; only that there is one counts.
-  queue->setSpecific(
-      tag, const_cast<void*>(static_cast<const void*>(&QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD)));
+  queue->setSpecific(tag,
+                     const_cast<void*>(static_cast<const void*>(&QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD)));
   return queue;
 }
 

@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "Foundation/Files/Bundle.h"
-#include "Foundation/Values/Date.h"
-#include "Foundation/System/Device.h"
 #include "Foundation/Files/FileHandle.h"
 #include "Foundation/Files/FileManager.h"
-#include "Foundation/Values/Number.h"
 #include "Foundation/Networking/URLSession.h"
+#include "Foundation/System/Device.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/Values/Number.h"
 #include "Utils/OQSDKBundleIdentifier.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -42,8 +42,7 @@ class Clock {
     }
     auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(now - second).count();
     const char digits[] = {'.', static_cast<char>('0' + milliseconds / 100),
-                           static_cast<char>('0' + milliseconds / 10 % 10),
-                           static_cast<char>('0' + milliseconds % 10)};
+                           static_cast<char>('0' + milliseconds / 10 % 10), static_cast<char>('0' + milliseconds % 10)};
     text.append(_secondText).append(digits, sizeof digits);
   }
 
@@ -59,8 +58,7 @@ class Clock {
 /// and writes it at once, without keeping callers out meanwhile.
 class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
  public:
-  Writer(std::unique_ptr<FileHandle> file, std::size_t memoryLimit)
-      : _limit(memoryLimit), _file(std::move(file)) {}
+  Writer(std::unique_ptr<FileHandle> file, std::size_t memoryLimit) : _limit(memoryLimit), _file(std::move(file)) {}
 
   void appendHeader(const std::string& header) {
     append(header.size(), [&](std::string& pending) { pending.append(header); });
@@ -177,9 +175,8 @@ OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit)
   std::string name = "oqsdk_" + DateFormatter("yyyy-MM-dd HH:mm:ss").stringFromDate(currentDate()) + ".log";
   _logFilePath = folder / name;
   _writer = std::make_shared<Writer>(FileHandle::createForWriting(_logFilePath), memoryLimit);
-  _writer->appendHeader(stringWithFormat("SDKVersion:%@\n设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n",
-                                         OQSDKVersion, machineIdentifier(), operatingSystemVersion(),
-                                         mainBundleShortVersion()));
+  _writer->appendHeader(stringWithFormat("SDKVersion:%@\n设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", OQSDKVersion,
+                                         machineIdentifier(), operatingSystemVersion(), mainBundleShortVersion()));
 }
 
 void OQLogger::handleFilesOfDirectory(const std::filesystem::path& folder) {

@@ -29,15 +29,14 @@ Class* OQTimer::staticClass() {
   return registered;
 }
 
-std::shared_ptr<OQTimer> OQTimer::timerWithTimeInterval(double interval,
-                                                        const std::shared_ptr<Object>& target,
+std::shared_ptr<OQTimer> OQTimer::timerWithTimeInterval(double interval, const std::shared_ptr<Object>& target,
                                                         const Action& selector, bool repeats) {
   return initWithFireTime(interval, interval, target, selector, repeats);
 }
 
 std::shared_ptr<OQTimer> OQTimer::initWithFireTime(double fireTime, double interval,
-                                                   const std::shared_ptr<Object>& target,
-                                                   const Action& selector, bool repeats) {
+                                                   const std::shared_ptr<Object>& target, const Action& selector,
+                                                   bool repeats) {
   std::shared_ptr<OQTimer> timer(new OQTimer(interval, target, selector.sel(), repeats));
   timer->start(fireTime);
   return timer;

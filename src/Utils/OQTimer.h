@@ -20,12 +20,11 @@ class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   using Action = Selector<void(OQTimer&)>;
 
   /// First firing after one interval. Seconds.
-  static std::shared_ptr<OQTimer> timerWithTimeInterval(double interval,
-                                                        const std::shared_ptr<Object>& target,
+  static std::shared_ptr<OQTimer> timerWithTimeInterval(double interval, const std::shared_ptr<Object>& target,
                                                         const Action& selector, bool repeats);
   static std::shared_ptr<OQTimer> initWithFireTime(double fireTime, double interval,
-                                                   const std::shared_ptr<Object>& target,
-                                                   const Action& selector, bool repeats);
+                                                   const std::shared_ptr<Object>& target, const Action& selector,
+                                                   bool repeats);
   /// Throws Exception "OQTimer init error": a timer needs its arguments.
   OQTimer();
   ~OQTimer() override;

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "Foundation/Values/Base64.h"
 #include "Foundation/System/Device.h"
+#include "Foundation/Values/Base64.h"
 #include "Foundation/Values/Format.h"
 
 namespace oq {

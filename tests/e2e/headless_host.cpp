@@ -72,8 +72,7 @@ class Driver {
       context[pair.substr(0, cut)] = pair.substr(cut + 1);
     }
     _analytics.record(
-        oq::Dictionary{
-            {"xwho", _user}, {"appid", "e2e"}, {"xwhat", event}, {"xwhen", 1.0}, {"xcontext", context}},
+        oq::Dictionary{{"xwho", _user}, {"appid", "e2e"}, {"xwhat", event}, {"xwhen", 1.0}, {"xcontext", context}},
         event);
     return "";
   }
@@ -87,8 +86,7 @@ class Driver {
     for (double y = 2; y < _size.y; y += 4) {
       for (double x = 2; x < _size.x; x += 4) {
         if (_host.pixelAt(x, y) != wanted) continue;
-        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y),
-        bottom = std::max(bottom, y);
+        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y), bottom = std::max(bottom, y);
       }
     }
     if (right < 0) return std::nullopt;
@@ -98,9 +96,7 @@ class Driver {
   std::string await(const std::string& colour, bool present) {
     bool met = _host.runUntil([&] { return find(colour).has_value() == present; }, 20, true);
     settle();
-    return met && find(colour).has_value() == present
-               ? ""
-               : "colour " + colour + (present ? " never came" : " stayed");
+    return met && find(colour).has_value() == present ? "" : "colour " + colour + (present ? " never came" : " stayed");
   }
 
   std::string tap(const std::string& colour) {

@@ -37,8 +37,7 @@ TEST(Certificates, AreKeptUntilThereIsAReason) {
 }
 
 // Signs the certificate again with another end.
-void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile,
-            long seconds) {
+void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile, long seconds) {
   FILE* in = fopen(certificateFile.c_str(), "r");
   X509* certificate = PEM_read_X509(in, nullptr, nullptr, nullptr);
   fclose(in);

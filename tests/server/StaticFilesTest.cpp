@@ -44,8 +44,8 @@ TEST(StaticFiles, NeverLeavesItsFolder) {
   const std::string absolute = outer.path() / "secret.txt";
   const std::string_view refused[] = {
       // out of the folder
-      "../secret.txt", "./ok.txt", "x/../ok.txt", "a/../../secret.txt", "..", ".", "", "/", "//ok.txt",
-      "ok.txt/", "../public/ok.txt", "../public-not/secret.txt", absolute,
+      "../secret.txt", "./ok.txt", "x/../ok.txt", "a/../../secret.txt", "..", ".", "", "/", "//ok.txt", "ok.txt/",
+      "../public/ok.txt", "../public-not/secret.txt", absolute,
       // through links, to what is hidden, to what is no file
       "up/secret.txt", "link.txt", ".hidden", ".git/config", "ok.txt\0.png"sv, "missing.txt", "up"};
   for (const auto name : refused) EXPECT_FALSE(files.find(name)) << name;

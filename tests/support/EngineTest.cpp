@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
-#include "Foundation/Stores/UserDefaults.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"

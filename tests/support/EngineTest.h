@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/Values/Date.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Values/Date.h"
 #include "support/ScriptedTransport.h"
 
 namespace oq::test {

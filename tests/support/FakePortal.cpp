@@ -35,9 +35,7 @@ std::string textIn(GVariant* options, const char* key) {
 }  // namespace
 
 FakePortal::FakePortal(Manners manners)
-    : _manners(std::move(manners)),
-      _context(g_main_context_new()),
-      _loop(g_main_loop_new(_context, FALSE)) {
+    : _manners(std::move(manners)), _context(g_main_context_new()), _loop(g_main_loop_new(_context, FALSE)) {
   _thread = std::thread([this] { run(); });
   std::unique_lock lock(_mutex);
   _changed.wait(lock, [this] { return _isUp; });
@@ -79,12 +77,12 @@ void FakePortal::run() {
   GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(interfaces, nullptr);
   _request = node->interfaces[1];
   static const GDBusInterfaceVTable email{&FakePortal::called, &FakePortal::property, nullptr, {}};
-  g_dbus_connection_register_object(bus, "/org/freedesktop/portal/desktop", node->interfaces[0], &email, this,
-                                    nullptr, nullptr);
+  g_dbus_connection_register_object(bus, "/org/freedesktop/portal/desktop", node->interfaces[0], &email, this, nullptr,
+                                    nullptr);
   g_variant_unref(g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                               "org.freedesktop.DBus", "RequestName",
-                                              g_variant_new("(su)", "org.freedesktop.portal.Desktop", 0),
-                                              nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+                                              g_variant_new("(su)", "org.freedesktop.portal.Desktop", 0), nullptr,
+                                              G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
   {
     std::lock_guard lock(_mutex);
     _isUp = true;
@@ -97,18 +95,18 @@ void FakePortal::run() {
   g_main_context_pop_thread_default(_context);
 }
 
-GVariant* FakePortal::property(GDBusConnection*, const char*, const char*, const char*, const char*,
-                                  GError**, gpointer self) {
+GVariant* FakePortal::property(GDBusConnection*, const char*, const char*, const char*, const char*, GError**,
+                               gpointer self) {
   return g_variant_new_uint32(static_cast<FakePortal*>(self)->_manners.version);
 }
 
 void FakePortal::called(GDBusConnection* bus, const char* sender, const char*, const char*, const char*,
-                           GVariant* parameters, GDBusMethodInvocation* call, gpointer self) {
+                        GVariant* parameters, GDBusMethodInvocation* call, gpointer self) {
   static_cast<FakePortal*>(self)->compose(bus, sender, parameters, call);
 }
 
-void FakePortal::closeCalled(GDBusConnection*, const char*, const char*, const char*, const char*,
-                                GVariant*, GDBusMethodInvocation* call, gpointer self) {
+void FakePortal::closeCalled(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
+                             GDBusMethodInvocation* call, gpointer self) {
   auto* portal = static_cast<FakePortal*>(self);
   g_dbus_method_invocation_return_value(call, nullptr);
   std::lock_guard lock(portal->_mutex);
@@ -134,8 +132,7 @@ FakePortal::Mail FakePortal::mailFrom(GVariant* options, GDBusMethodInvocation* 
     // As portals do it: by the name of what is open.
     const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
     std::ifstream contents(path, std::ios::binary);
-    mail.files.emplace_back(path.filename().string(),
-                            std::string(std::istreambuf_iterator<char>(contents), {}));
+    mail.files.emplace_back(path.filename().string(), std::string(std::istreambuf_iterator<char>(contents), {}));
     ::close(file);
   }
   g_variant_iter_free(handles);
@@ -143,7 +140,7 @@ FakePortal::Mail FakePortal::mailFrom(GVariant* options, GDBusMethodInvocation* 
 }
 
 void FakePortal::compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters,
-                            GDBusMethodInvocation* call) {
+                         GDBusMethodInvocation* call) {
   const char* parent = nullptr;
   GVariant* options = nullptr;
   g_variant_get(parameters, "(&s@a{sv})", &parent, &options);
@@ -158,8 +155,7 @@ void FakePortal::compose(GDBusConnection* bus, const std::string& sender, GVaria
     _mails.push_back(std::move(mail));
   }
   if (_manners.breaksDown) return g_dbus_connection_close_sync(bus, nullptr, nullptr), void();
-  if (!_manners.error.empty())
-    return g_dbus_method_invocation_return_dbus_error(call, _manners.error.c_str(), "No.");
+  if (!_manners.error.empty()) return g_dbus_method_invocation_return_dbus_error(call, _manners.error.c_str(), "No.");
   static const GDBusInterfaceVTable request{&FakePortal::closeCalled, nullptr, nullptr, {}};
   g_dbus_connection_register_object(bus, handle.c_str(), _request, &request, this, nullptr, nullptr);
   if (_manners.ownHandle) {
@@ -172,11 +168,9 @@ void FakePortal::compose(GDBusConnection* bus, const std::string& sender, GVaria
 }
 
 /// The caller learns the handle first, and nobody here learns when it has begun to listen.
-void FakePortal::respondAgainAndAgain(GDBusConnection* bus, const std::string& client,
-                                         const std::string& handle) {
-  auto* answer = new std::function<void()>([bus, client, handle, code = *_manners.response] {
-    respond(bus, client.c_str(), handle.c_str(), code);
-  });
+void FakePortal::respondAgainAndAgain(GDBusConnection* bus, const std::string& client, const std::string& handle) {
+  auto* answer = new std::function<void()>(
+      [bus, client, handle, code = *_manners.response] { respond(bus, client.c_str(), handle.c_str(), code); });
   GSource* later = g_timeout_source_new(50);
   g_source_set_callback(
       later,

@@ -49,16 +49,14 @@ class FakePortal {
 
  private:
   void run();
-  void compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters,
-               GDBusMethodInvocation* call);
+  void compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters, GDBusMethodInvocation* call);
   void respondAgainAndAgain(GDBusConnection* bus, const std::string& client, const std::string& handle);
   Mail mailFrom(GVariant* options, GDBusMethodInvocation* call) const;
   static void called(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
                      GDBusMethodInvocation*, gpointer);
   static void closeCalled(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
                           GDBusMethodInvocation*, gpointer);
-  static GVariant* property(GDBusConnection*, const char*, const char*, const char*, const char*, GError**,
-                            gpointer);
+  static GVariant* property(GDBusConnection*, const char*, const char*, const char*, const char*, GError**, gpointer);
 
   const Manners _manners;
   PrivateBus _bus;

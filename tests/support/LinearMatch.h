@@ -10,8 +10,7 @@ namespace oq::test {
 
 /// The rule of matching as it reads, over every window: what any index must come to. Returns the position of
 /// the window that is chosen, or that of the end.
-inline std::size_t linearMatch(const std::vector<std::shared_ptr<OQWindowData>>& windows,
-                               const OQWindowEvent& event) {
+inline std::size_t linearMatch(const std::vector<std::shared_ptr<OQWindowData>>& windows, const OQWindowEvent& event) {
   for (std::size_t position = 0; position < windows.size(); ++position) {
     OQWindowData& window = *windows[position];
     if (const auto preEvent = window.preEvent()) {

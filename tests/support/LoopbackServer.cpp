@@ -53,9 +53,7 @@ class LoopbackServer::Impl {
       keepConnection(request);
       return httplib::Server::HandlerResponse::Unhandled;
     });
-    auto serve = [this](const httplib::Request& request, httplib::Response& response) {
-      reply(request, response);
-    };
+    auto serve = [this](const httplib::Request& request, httplib::Response& response) { reply(request, response); };
     server.Get(".*", serve).Post(".*", serve).Put(".*", serve).Delete(".*", serve);
     port = server.bind_to_any_port("127.0.0.1");
     if (port <= 0) throw std::runtime_error("the loopback server has no port");

@@ -22,11 +22,11 @@ constexpr const char* script =
 PrivateBus::PrivateBus() {
   const std::string file = _folder.write("bus.conf", configuration);
   const char* const command[] = {"sh", "-c", script, file.c_str(), nullptr};
-  _daemon = g_subprocess_newv(
-      command,
-      static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE |
-                                    G_SUBPROCESS_FLAGS_STDERR_SILENCE),
-      nullptr);
+  _daemon =
+      g_subprocess_newv(command,
+                        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE |
+                                                      G_SUBPROCESS_FLAGS_STDERR_SILENCE),
+                        nullptr);
   if (!_daemon) throw std::runtime_error("no shell");
   GDataInputStream* output = g_data_input_stream_new(g_subprocess_get_stdout_pipe(_daemon));
   char* line = g_data_input_stream_read_line(output, nullptr, nullptr, nullptr);

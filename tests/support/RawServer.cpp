@@ -101,8 +101,8 @@ int listenOnLoopback(int& port) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   auto generic = reinterpret_cast<sockaddr*>(&address);
   socklen_t length = sizeof address;
-  bool isListening = bind(listener, generic, length) == 0 && listen(listener, 64) == 0 &&
-                     getsockname(listener, generic, &length) == 0;
+  bool isListening =
+      bind(listener, generic, length) == 0 && listen(listener, 64) == 0 && getsockname(listener, generic, &length) == 0;
   if (!isListening) throw std::runtime_error("a test server has no port");
   port = ntohs(address.sin_port);
   return listener;
@@ -166,8 +166,7 @@ class RawServer::Impl {
   std::thread acceptor;
 };
 
-RawServer::RawServer(std::function<void(Connection&)> serve)
-    : _impl(std::make_unique<Impl>(std::move(serve))) {}
+RawServer::RawServer(std::function<void(Connection&)> serve) : _impl(std::make_unique<Impl>(std::move(serve))) {}
 
 RawServer::~RawServer() = default;
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "Pages/OQNavigation.h"
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Windows/UIWindow.h"
-#include "Pages/OQNavigation.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
 namespace oq::test {

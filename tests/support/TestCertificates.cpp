@@ -38,8 +38,7 @@ Identity makeIdentity(const std::string& commonName, const Identity* issuer, con
   auto text = reinterpret_cast<const unsigned char*>(commonName.c_str());
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0);
   X509_set_issuer_name(certificate, X509_get_subject_name(issuerCertificate));
-  addExtension(certificate, issuerCertificate, NID_basic_constraints,
-               issuer ? "CA:FALSE" : "critical,CA:TRUE");
+  addExtension(certificate, issuerCertificate, NID_basic_constraints, issuer ? "CA:FALSE" : "critical,CA:TRUE");
   if (!names.empty()) addExtension(certificate, issuerCertificate, NID_subject_alt_name, names);
   if (!X509_sign(certificate, issuer ? issuer->key.get() : made.key.get(), EVP_sha256())) {
     throw std::runtime_error("could not sign a test certificate");
@@ -62,8 +61,7 @@ void Identity::write(const std::filesystem::path& certificateFile, const std::fi
   PEM_write_PrivateKey(openForWriting(keyFile).get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);
 }
 
-TestAuthority::TestAuthority(const std::string& name)
-    : _name(name), _identity(makeIdentity(name, nullptr, "")) {}
+TestAuthority::TestAuthority(const std::string& name) : _name(name), _identity(makeIdentity(name, nullptr, "")) {}
 
 TestAuthority& TestAuthority::trusted() {
   static TestAuthority authority("Test authority");

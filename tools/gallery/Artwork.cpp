@@ -19,8 +19,7 @@ struct Stop {
 };
 
 void fillWith(cairo_t* cr, cairo_pattern_t* pattern, std::initializer_list<Stop> stops) {
-  for (const Stop& s : stops)
-    cairo_pattern_add_color_stop_rgba(pattern, s.at, s.red, s.green, s.blue, s.alpha);
+  for (const Stop& s : stops) cairo_pattern_add_color_stop_rgba(pattern, s.at, s.red, s.green, s.blue, s.alpha);
   cairo_set_source(cr, pattern);
   cairo_pattern_destroy(pattern);
   cairo_fill(cr);
@@ -28,8 +27,8 @@ void fillWith(cairo_t* cr, cairo_pattern_t* pattern, std::initializer_list<Stop>
 
 void centredText(cairo_t* cr, const std::string& text, double size, UIColor colour, double top) {
   NSAttributedString styled{text, {0, NSTextAlignment::Center}};
-  drawText(cr, styled, UIFont::fontWithName("PingFangSC-Regular", size), colour,
-           CGRectMake(0, top, 520, 2 * size), 1, false);
+  drawText(cr, styled, UIFont::fontWithName("PingFangSC-Regular", size), colour, CGRectMake(0, top, 520, 2 * size), 1,
+           false);
 }
 
 /// A range of hills: two waves laid over each other.
@@ -50,8 +49,7 @@ void drawPoster(cairo_t* cr) {
   fillWith(cr, cairo_pattern_create_linear(0, 0, 0, 780),
            {{0, .10, .14, .36, 1}, {.45, .55, .30, .52, 1}, {.72, .98, .58, .42, 1}, {1, 1, .83, .58, 1}});
   cairo_arc(cr, 260, 470, 220, 0, 2 * std::numbers::pi);
-  fillWith(cr, cairo_pattern_create_radial(260, 470, 40, 260, 470, 220),
-           {{0, 1, .92, .70, .8}, {1, 1, .80, .55, 0}});
+  fillWith(cr, cairo_pattern_create_radial(260, 470, 40, 260, 470, 220), {{0, 1, .92, .70, .8}, {1, 1, .80, .55, 0}});
   cairo_arc(cr, 260, 470, 78, 0, 2 * std::numbers::pi);
   cairo_set_source_rgb(cr, 1, .95, .80);
   cairo_fill(cr);

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "UIKit/Views/UILabel.h"
 #include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
-#include "UIKit/Views/UILabel.h"
 
 namespace oq::gallery {
 
@@ -12,8 +12,7 @@ namespace {
 
 constexpr UIColor kPaper{.965, .957, .937, 1}, kInk{.13, .20, .18, 1}, kFaint{.45, .48, .46, 1};
 
-std::shared_ptr<UIView> box(const std::shared_ptr<UIView>& parent, CGRect frame, UIColor colour,
-                            double corner) {
+std::shared_ptr<UIView> box(const std::shared_ptr<UIView>& parent, CGRect frame, UIColor colour, double corner) {
   auto view = makeMainObject<UIView>(frame);
   view->setBackgroundColor(colour);
   view->layer().setCornerRadius(corner);
@@ -21,8 +20,7 @@ std::shared_ptr<UIView> box(const std::shared_ptr<UIView>& parent, CGRect frame,
   return view;
 }
 
-void text(const std::shared_ptr<UIView>& parent, CGRect frame, const std::string& string, double size,
-          UIColor colour) {
+void text(const std::shared_ptr<UIView>& parent, CGRect frame, const std::string& string, double size, UIColor colour) {
   auto label = makeMainObject<UILabel>();
   label->setFrame(frame);
   label->setFont(UIFont::systemFontOfSize(size));

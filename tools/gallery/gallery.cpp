@@ -50,8 +50,8 @@ Value record(int style, bool isLong) {
   return {{"style", style},
           {"picture", style == 1 ? kPoster : kStillLife},
           {"title",
-           {{"text", isLong ? "新品上架：手工陶杯与它的朋友们 · New arrivals for slow mornings"
-                            : "新品上架 · New arrivals"},
+           {{"text",
+             isLong ? "新品上架：手工陶杯与它的朋友们 · New arrivals for slow mornings" : "新品上架 · New arrivals"},
             {"color", "#1F2937"}}},
           {"content", {{"text", body + repeated(more, isLong ? 9 : 0)}, {"color", "#4B5563"}}},
           {"buttonLeft", button("以后再说", "#374151", "#EEF2F6")},

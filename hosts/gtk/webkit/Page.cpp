@@ -143,26 +143,24 @@ void Page::addContent(const WebPageSettings& settings) {
 }
 
 void Page::connectLoad() {
-  g_signal_connect(_view, "load-changed",
-                   G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, gpointer self) {
+  g_signal_connect(_view, "load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, gpointer self) {
                      static_cast<Page*>(self)->loadChanged(event);
                    }),
                    this);
-  g_signal_connect(_view, "load-failed",
-                   G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, char* address, GError* error,
-                                  gpointer self) -> gboolean {
-                     return static_cast<Page*>(self)->loadFailed(event, address, *error);
-                   }),
-                   this);
+  g_signal_connect(
+      _view, "load-failed",
+      G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, char* address, GError* error, gpointer self) -> gboolean {
+        return static_cast<Page*>(self)->loadFailed(event, address, *error);
+      }),
+      this);
   g_signal_connect(_view, "load-failed-with-tls-errors",
-                   G_CALLBACK(+[](WebKitWebView*, char* address, GTlsCertificate* certificate,
-                                  GTlsCertificateFlags, gpointer self) -> gboolean {
+                   G_CALLBACK(+[](WebKitWebView*, char* address, GTlsCertificate* certificate, GTlsCertificateFlags,
+                                  gpointer self) -> gboolean {
                      return static_cast<Page*>(self)->certificateRefused(address, certificate);
                    }),
                    this);
   g_signal_connect(
-      _view, "notify::estimated-load-progress",
-      G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, gpointer self) {
+      _view, "notify::estimated-load-progress", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, gpointer self) {
         static_cast<Page*>(self)->_client.pageProgressed(webkit_web_view_get_estimated_load_progress(view));
       }),
       this);
@@ -254,8 +252,7 @@ void Page::goBack() {
   webkit_web_view_go_back(_view);
 }
 
-void Page::evaluate(const std::string& script,
-                    std::function<void(const std::optional<std::string>& json)> completion) {
+void Page::evaluate(const std::string& script, std::function<void(const std::optional<std::string>& json)> completion) {
   struct Call {
     GCancellable* gone;
     std::function<void(const std::optional<std::string>&)> completion;
@@ -269,8 +266,8 @@ void Page::evaluate(const std::string& script,
     if (value) g_object_unref(value);
     if (!g_cancellable_is_cancelled(finished->gone)) finished->completion(json);
   };
-  webkit_web_view_evaluate_javascript(_view, script.c_str(), static_cast<gssize>(script.size()), nullptr,
-                                      nullptr, _gone, done, call);
+  webkit_web_view_evaluate_javascript(_view, script.c_str(), static_cast<gssize>(script.size()), nullptr, nullptr,
+                                      _gone, done, call);
 }
 
 void Page::loadChanged(WebKitLoadEvent event) {
@@ -318,15 +315,15 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
   if (_allowed != url && isTrustedByUs(certificate, address)) {
     _allowed = url;
     g_autoptr(GUri) uri = g_uri_parse(address, G_URI_FLAGS_NONE, nullptr);
-    webkit_network_session_allow_tls_certificate_for_host(webkit_web_view_get_network_session(_view),
-                                                          certificate, g_uri_get_host(uri));
+    webkit_network_session_allow_tls_certificate_for_host(webkit_web_view_get_network_session(_view), certificate,
+                                                          g_uri_get_host(uri));
     retryWhenAllowed(url);
     return true;
   }
   _retried.clear();
   _client.pageFailed(
-      {URLErrorDomain, URLErrorServerCertificateUntrusted, "The certificate for this server is not trusted"},
-      url, false);
+      {URLErrorDomain, URLErrorServerCertificateUntrusted, "The certificate for this server is not trusted"}, url,
+      false);
   return true;
 }
 
@@ -346,15 +343,13 @@ void Page::retryWhenAllowed(const std::string& url) {
     if (g_cancellable_is_cancelled(retry->gone) || retry->page->_retried != retry->url) return;
     webkit_web_view_load_uri(retry->page->_view, retry->url.c_str());
   };
-  WebKitCookieManager* cookies =
-      webkit_network_session_get_cookie_manager(webkit_web_view_get_network_session(_view));
+  WebKitCookieManager* cookies = webkit_network_session_get_cookie_manager(webkit_web_view_get_network_session(_view));
   webkit_cookie_manager_get_accept_policy(cookies, _gone, answered,
                                           new Retry{this, G_CANCELLABLE(g_object_ref(_gone)), url});
 }
 
 bool Page::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type) {
-  if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE)
-    return decideResponse(WEBKIT_RESPONSE_POLICY_DECISION(decision));
+  if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE) return decideResponse(WEBKIT_RESPONSE_POLICY_DECISION(decision));
   WebKitNavigationAction* action =
       webkit_navigation_policy_decision_get_navigation_action(WEBKIT_NAVIGATION_POLICY_DECISION(decision));
   const char* address = webkit_uri_request_get_uri(webkit_navigation_action_get_request(action));
@@ -393,16 +388,13 @@ bool Page::showDialog(WebKitScriptDialog* dialog) {
     panel.kind = WebPanel::Kind::Prompt;
     panel.defaultText = textOf(webkit_script_dialog_prompt_get_default_text(dialog));
   }
-  panel.answer = [this,
-                  gone = std::shared_ptr<GCancellable>(G_CANCELLABLE(g_object_ref(_gone)), g_object_unref),
+  panel.answer = [this, gone = std::shared_ptr<GCancellable>(G_CANCELLABLE(g_object_ref(_gone)), g_object_unref),
                   weak = std::weak_ptr<WebKitScriptDialog>(held),
                   type](bool confirmed, const std::optional<std::string>& text) {
     const Dialog open = weak.lock();
     if (!open || g_cancellable_is_cancelled(gone.get())) return;
-    if (type == WEBKIT_SCRIPT_DIALOG_CONFIRM)
-      webkit_script_dialog_confirm_set_confirmed(open.get(), confirmed);
-    if (type == WEBKIT_SCRIPT_DIALOG_PROMPT && text)
-      webkit_script_dialog_prompt_set_text(open.get(), text->c_str());
+    if (type == WEBKIT_SCRIPT_DIALOG_CONFIRM) webkit_script_dialog_confirm_set_confirmed(open.get(), confirmed);
+    if (type == WEBKIT_SCRIPT_DIALOG_PROMPT && text) webkit_script_dialog_prompt_set_text(open.get(), text->c_str());
     std::erase(_dialogs, open);
   };
   _client.pageAsks(std::move(panel));

@@ -52,8 +52,8 @@ bool prepareNextPart(const char* folder) {
       return true;
     case 2: {
       // The first view sets up what all views share. It is never shown, and no web process runs for it.
-      const ObjectRef<GObject> view(G_OBJECT(g_object_ref_sink(
-          g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", networkSession(folder), nullptr))));
+      const ObjectRef<GObject> view(G_OBJECT(
+          g_object_ref_sink(g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", networkSession(folder), nullptr))));
       return ownAuthorities() != nullptr;
     }
     case 3: {
@@ -82,11 +82,11 @@ bool isTrustedByUs(GTlsCertificate* certificate, const char* address) {
 
 WebKitSettings* makePageSettings(bool allowsBackForwardGestures) {
   return webkit_settings_new_with_settings(
-      "enable-back-forward-navigation-gestures", allowsBackForwardGestures ? TRUE : FALSE,
-      "enable-developer-extras", FALSE, "allow-file-access-from-file-urls", FALSE,
-      "allow-universal-access-from-file-urls", FALSE, "allow-top-navigation-to-data-urls", FALSE,
-      "javascript-can-access-clipboard", FALSE, "javascript-can-open-windows-automatically", FALSE,
-      "enable-media-stream", FALSE, "enable-page-cache", FALSE, nullptr);
+      "enable-back-forward-navigation-gestures", allowsBackForwardGestures ? TRUE : FALSE, "enable-developer-extras",
+      FALSE, "allow-file-access-from-file-urls", FALSE, "allow-universal-access-from-file-urls", FALSE,
+      "allow-top-navigation-to-data-urls", FALSE, "javascript-can-access-clipboard", FALSE,
+      "javascript-can-open-windows-automatically", FALSE, "enable-media-stream", FALSE, "enable-page-cache", FALSE,
+      nullptr);
 }
 
 }  // namespace oq::gtk

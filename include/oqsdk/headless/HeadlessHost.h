@@ -19,9 +19,9 @@ class OQSDK_EXPORT HeadlessHost {
  public:
   /// The screen, and what the library is told of the application that it is in.
   struct Options {
-    double width = 390;   ///< points
-    double height = 844;  ///< points
-    double scale = 1;     ///< pixels per point
+    double width = 390;      ///< points
+    double height = 844;     ///< points
+    double scale = 1;        ///< pixels per point
     bool animations = true;  ///< false: as on a desktop whose user wants none; what moves is at its end at once
     /// Messages are laid out on the stage that a window of this size has in a GTK host, with this maximumScale; without
     /// it the screen itself is what they are laid out on.
@@ -46,11 +46,11 @@ class OQSDK_EXPORT HeadlessHost {
   enum class Key { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
   /// What assistive technology is told of one part of the screen.
   struct AccessibleElement {
-    std::string role;    ///< "dialog", "heading", "text", "button", "link", "image"
-    std::string name;    ///< what is spoken; may be empty
-    bool focused;        ///< the keyboard is there
-    double x;            ///< points from the left edge, of its middle
-    double y;            ///< points from the upper edge, of its middle
+    std::string role;  ///< "dialog", "heading", "text", "button", "link", "image"
+    std::string name;  ///< what is spoken; may be empty
+    bool focused;      ///< the keyboard is there
+    double x;          ///< points from the left edge, of its middle
+    double y;          ///< points from the upper edge, of its middle
   };
 
   /// Installs the host; the calling thread becomes the main thread.

@@ -38,8 +38,8 @@ class OQSDK_EXPORT HeadlessPage {
   /// The load that was asked for last begins.
   void start();
   void start(const std::string& url);  ///< A load of the page's own begins.
-  void progress(double progress);  ///< How much is loaded, 0 to 1.
-  void commit();  ///< The first bytes are there, and the page is what they make of it.
+  void progress(double progress);      ///< How much is loaded, 0 to 1.
+  void commit();                       ///< The first bytes are there, and the page is what they make of it.
   /// What "document.title" answers from now on.
   void finish(const std::string& title);
   /// Before the commit; `code` is one of URLErrorCode's, -1009 for instance.
@@ -51,8 +51,8 @@ class OQSDK_EXPORT HeadlessPage {
   bool respond(int statusCode, const std::string& mimeType);
   /// A script calls window.webkit.messageHandlers.HANDLER.postMessage() with this JSON.
   void post(const std::string& handler, const std::string& json);
-  void alert(const std::string& message);  ///< A script calls alert().
-  void confirm(const std::string& message);  ///< A script calls confirm().
+  void alert(const std::string& message);                                   ///< A script calls alert().
+  void confirm(const std::string& message);                                 ///< A script calls confirm().
   void prompt(const std::string& message, const std::string& defaultText);  ///< A script calls prompt().
   /// The user pulls the page down beyond its top.
   void pullDown();

@@ -37,8 +37,7 @@ fs::path ownFolder() {
 
 std::vector<fs::path> resourceDirectories() {
   std::vector<fs::path> directories;
-  if (const char* chosen = std::getenv("OQSDK_RESOURCE_DIR"); chosen && *chosen)
-    directories.emplace_back(chosen);
+  if (const char* chosen = std::getenv("OQSDK_RESOURCE_DIR"); chosen && *chosen) directories.emplace_back(chosen);
   directories.push_back(ownFolder() / OQSDK_RESOURCES_FROM_LIBRARY);
   directories.emplace_back(OQSDK_INSTALLED_RESOURCE_DIR);
 #ifdef OQSDK_SOURCE_RESOURCE_DIR

@@ -104,8 +104,8 @@ void removeAbandonedFiles(const fs::path& folder) {
     fs::path path = folder / name;
     FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat status {};
-    bool isAbandoned = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-                       ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+    bool isAbandoned = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 && ::fstat(file.get(), &status) == 0 &&
+                       S_ISREG(status.st_mode) && status.st_nlink == 1;
     if (isAbandoned) ::unlink(path.c_str());
   }
 }
@@ -218,8 +218,8 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
   FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
   // Unlocked when it has its name: at the latest when it is closed.
-  bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) &&
-                  ::fsync(file.get()) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0;
+  bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) && ::fsync(file.get()) == 0 &&
+                  ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {
     ::unlink(temporary.c_str());
     return false;
@@ -237,8 +237,7 @@ bool removeItem(const fs::path& directory, const fs::path& item) {
   FileDescriptor folder(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   for (const auto& component : item.parent_path()) {
     if (!folder || component == "..") return false;
-    folder = FileDescriptor(
-        ::openat(folder.get(), component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    folder = FileDescriptor(::openat(folder.get(), component.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   }
   if (!folder) return false;
   std::error_code error;

@@ -71,9 +71,7 @@ bool hasFolderOfAuthorities() {
 }
 
 bool isToken(std::string_view text) {
-  auto isTokenCharacter = [](char c) {
-    return c > ' ' && c < 0x7f && !std::strchr("\"(),/:;<=>?@[\\]{}", c);
-  };
+  auto isTokenCharacter = [](char c) { return c > ' ' && c < 0x7f && !std::strchr("\"(),/:;<=>?@[\\]{}", c); };
   return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
 }
 

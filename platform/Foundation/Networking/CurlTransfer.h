@@ -73,7 +73,7 @@ class CurlTransfer {
   long _redirectsLeft = 20;
   bool _isAwaitingAnswer = false;      ///< a request has been given to a connection, and no byte has come back yet
   bool _isConnectionUnusable = false;  ///< of the request that is about to be sent
-  bool _isHeadComplete = false;  ///< of the answer that came last
+  bool _isHeadComplete = false;        ///< of the answer that came last
   bool _isTooLong = false;
   std::size_t _headLength = 0;  ///< of all answers, redirects included
   Data _body;

@@ -26,7 +26,7 @@ class CurlTransport final : public URLTransport {
  public:
   struct Limits {
     std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< waiting in line included
-    std::size_t bodyBytes = std::size_t{64} << 20;  ///< of an answer, after decompression
+    std::size_t bodyBytes = std::size_t{64} << 20;                      ///< of an answer, after decompression
     std::size_t transfersPerHost = 6;
     std::function<Moment()> clock = Moment::now;  ///< for idle connections; called on the transport's thread
   };

@@ -39,8 +39,7 @@ DispatchQueue& completionQueue() {
 
 void succeed(URLCompletion completion, Data data, URLResponse response) {
   if (!completion) return;
-  auto shared =
-      std::make_shared<const Data>(std::move(data));  // a block is copied, an answer of megabytes is not
+  auto shared = std::make_shared<const Data>(std::move(data));  // a block is copied, an answer of megabytes is not
   completionQueue().async([completion = std::move(completion), shared, response = std::move(response)] {
     completion(*shared, response, std::nullopt);
   });
@@ -49,15 +48,13 @@ void succeed(URLCompletion completion, Data data, URLResponse response) {
 void fail(URLCompletion completion, URLErrorCode code, std::string description) {
   if (!completion) return;
   Error error{URLErrorDomain, code, std::move(description)};
-  completionQueue().async([completion = std::move(completion), error = std::move(error)] {
-    completion({}, std::nullopt, error);
-  });
+  completionQueue().async(
+      [completion = std::move(completion), error = std::move(error)] { completion({}, std::nullopt, error); });
 }
 
 void URLRequest::setValueForHTTPHeaderField(std::string value, std::string field) {
-  auto known = std::find_if(_headerFields.begin(), _headerFields.end(), [&](const auto& entry) {
-    return strcasecmp(entry.first.c_str(), field.c_str()) == 0;
-  });
+  auto known = std::find_if(_headerFields.begin(), _headerFields.end(),
+                            [&](const auto& entry) { return strcasecmp(entry.first.c_str(), field.c_str()) == 0; });
   if (known != _headerFields.end()) {
     known->second = std::move(value);
   } else {
@@ -87,8 +84,7 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(const URLSessio
   return std::make_shared<URLSession>();
 }
 
-std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest(URLRequest request,
-                                                                    URLCompletion completion) {
+std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest(URLRequest request, URLCompletion completion) {
   return std::make_shared<URLSessionDataTask>(std::move(request), std::move(completion));
 }
 

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/Networking/URL.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Error.h"
-#include "Foundation/Networking/URL.h"
 
 namespace oq {
 

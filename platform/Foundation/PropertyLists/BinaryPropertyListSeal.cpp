@@ -36,8 +36,7 @@ std::optional<std::size_t> checksumPosition(const Data& data) {
 }  // namespace
 
 Data writeSealed(Table table) {
-  if (table.root >= table.nodes.size() || !std::holds_alternative<DictNode>(table.nodes[table.root]))
-    return {};
+  if (table.root >= table.nodes.size() || !std::holds_alternative<DictNode>(table.nodes[table.root])) return {};
   Ref key = table.add(std::string(ChecksumKey));
   Data placeholder = dataFromString(ChecksumMagic);
   placeholder.resize(placeholder.size() + ChecksumSize);
@@ -59,8 +58,7 @@ Data writeSealed(Table table) {
 std::optional<View> openSealed(const Data& data) {
   if (data.size() > MaximumSealedSize) return std::nullopt;
   auto position = checksumPosition(data);
-  if (!position || numberAt(data, *position, ChecksumSize) != checksumOf(data, *position))
-    return std::nullopt;
+  if (!position || numberAt(data, *position, ChecksumSize) != checksumOf(data, *position)) return std::nullopt;
   return View::open(data);
 }
 

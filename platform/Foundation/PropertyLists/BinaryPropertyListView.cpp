@@ -67,8 +67,7 @@ bool View::isSound(const Item& item) const {
   if (item.kind != Kind::Array && item.kind != Kind::Dictionary) return true;
   bool isDictionary = item.kind == Kind::Dictionary;
   for (std::uint64_t i = 0; i < (isDictionary ? 2 * item.value : item.value); ++i) {
-    if (numberAt(*_data, item.begin + i * _trailer.refWidth, _trailer.refWidth) >= _trailer.count)
-      return false;
+    if (numberAt(*_data, item.begin + i * _trailer.refWidth, _trailer.refWidth) >= _trailer.count) return false;
     if (isDictionary && i < item.value && !isKey(reference(item, i))) return false;
   }
   return true;

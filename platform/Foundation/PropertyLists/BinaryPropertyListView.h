@@ -65,12 +65,9 @@ class View {
   View(const Data& data, const Trailer& trailer) : _data(&data), _trailer(trailer) {}
 
   std::uint64_t offsetOf(Ref ref) const {
-    return numberAt(*_data, _trailer.tableOffset + std::uint64_t{ref} * _trailer.offsetWidth,
-                    _trailer.offsetWidth);
+    return numberAt(*_data, _trailer.tableOffset + std::uint64_t{ref} * _trailer.offsetWidth, _trailer.offsetWidth);
   }
-  bool isPlace(std::uint64_t offset) const {
-    return offset >= Header.size() && offset < _trailer.tableOffset;
-  }
+  bool isPlace(std::uint64_t offset) const { return offset >= Header.size() && offset < _trailer.tableOffset; }
   bool check() const;
   bool isSound(const Item& item) const;
   bool isKey(Ref ref) const;

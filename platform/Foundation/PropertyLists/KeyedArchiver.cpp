@@ -118,8 +118,7 @@ class KeyedArchiver::Writer {
     return known->second = addInstance(std::move(node), classOf("UIColor", {"NSObject"}));
   }
 
-  std::uint64_t arrayOf(std::string_view className, std::vector<std::string> superclasses,
-                        ArrayNode references) {
+  std::uint64_t arrayOf(std::string_view className, std::vector<std::string> superclasses, ArrayNode references) {
     DictNode node;
     node.keys.push_back(key(archive::ObjectsKey));
     node.values.push_back(_table.add(std::move(references)));
@@ -219,8 +218,7 @@ class KeyedArchiver::Writer {
   /// A reference costs its reader the whole text. What is read must stay in proportion to the file, so a text
   /// that comes again and again is written anew from time to time.
   bool mayRepeat(std::string_view text) {
-    if (_repeatedText + text.size() > RepeatedForEachByte * (_writtenText + _table.nodes.size()))
-      return false;
+    if (_repeatedText + text.size() > RepeatedForEachByte * (_writtenText + _table.nodes.size())) return false;
     _repeatedText += text.size();
     return true;
   }
@@ -288,14 +286,12 @@ class KeyedArchiver::Writer {
   std::optional<Ref> _booleans[2];
 };
 
-Data KeyedArchiver::archivedDataWithRootObjects(
-    const std::vector<std::shared_ptr<const SecureCoding>>& objects) {
+Data KeyedArchiver::archivedDataWithRootObjects(const std::vector<std::shared_ptr<const SecureCoding>>& objects) {
   Writer writer;
   ArrayNode references;
   references.items.reserve(objects.size());
   for (const auto& object : objects) references.items.push_back(writer.reference(writer.objectOf(object)));
-  return writer.archiveWithRoot(
-      writer.arrayOf("NSMutableArray", {"NSArray", "NSObject"}, std::move(references)));
+  return writer.archiveWithRoot(writer.arrayOf("NSMutableArray", {"NSArray", "NSObject"}, std::move(references)));
 }
 
 void KeyedArchiver::encodeInteger(std::int64_t value, std::string_view key) {

@@ -94,10 +94,8 @@ class KeyedUnarchiver {
   using Visitor = std::function<void(const KeyedUnarchiver&)>;
   KeyedUnarchiver(const Reader& reader, const plist::View::Item& object) : _reader(reader), _object(object) {}
   /// `size` is that of the object which the visitor makes.
-  void withObject(std::string_view key, std::string_view className, std::size_t size,
-                  const Visitor& visitor) const;
-  static bool readRootArray(const Data& data, std::string_view className, std::size_t size,
-                            const Visitor& visitor);
+  void withObject(std::string_view key, std::string_view className, std::size_t size, const Visitor& visitor) const;
+  static bool readRootArray(const Data& data, std::string_view className, std::size_t size, const Visitor& visitor);
 
   /// What stands under the key, when it is of that kind.
   std::optional<plist::View::Item> inlineItem(std::string_view key, plist::View::Kind kind) const;

@@ -56,8 +56,7 @@ class KeyedUnarchiver::Reader {
   /// The references of an array object, mutable or not; nullopt for anything else.
   std::optional<Item> arrayObject(std::uint64_t uid) const {
     auto found = object(uid);
-    return found && isArrayClass(classNameOf(*found)) ? entry(*found, archive::ObjectsKey, Kind::Array)
-                                                      : std::nullopt;
+    return found && isArrayClass(classNameOf(*found)) ? entry(*found, archive::ObjectsKey, Kind::Array) : std::nullopt;
   }
 
   std::optional<Item> entry(const Item& dictionary, std::string_view key, Kind kind) const {
@@ -71,8 +70,7 @@ class KeyedUnarchiver::Reader {
   }
 
   /// Where the dictionary has the key; the search begins at `start` and goes once around.
-  std::optional<std::uint64_t> indexOf(const Item& dictionary, std::string_view key,
-                                       std::uint64_t start) const {
+  std::optional<std::uint64_t> indexOf(const Item& dictionary, std::string_view key, std::uint64_t start) const {
     std::uint64_t count = dictionary.value;
     for (std::uint64_t i = 0; i < count; ++i) {
       if (!spend(KeyCost)) break;

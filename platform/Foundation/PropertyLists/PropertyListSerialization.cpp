@@ -98,8 +98,8 @@ void report(Error* error, std::int64_t code, std::string reason) {
 
 }  // namespace
 
-std::optional<Data> PropertyListSerialization::dataWithPropertyList(const PropertyValue& list,
-                                                                    PropertyListFormat, Error* error) {
+std::optional<Data> PropertyListSerialization::dataWithPropertyList(const PropertyValue& list, PropertyListFormat,
+                                                                    Error* error) {
   Table table;
   std::string reason = TooDeep;
   std::optional<Ref> root;
@@ -125,8 +125,7 @@ PropertyValue PropertyListSerialization::propertyListWithData(const Data& data, 
   if (auto* bytes = std::get_if<Data>(&root)) return *bytes;
   if (auto* date = std::get_if<Date>(&root)) return *date;
   auto value = valueOf(*table, table->root);
-  if (!value)
-    return report(error, PropertyListReadCorruptError, "Bytes and dates stand alone only."), Value();
+  if (!value) return report(error, PropertyListReadCorruptError, "Bytes and dates stand alone only."), Value();
   return std::move(*value);
 }
 

@@ -2,9 +2,9 @@
 
 #include <optional>
 
+#include "Foundation/PropertyLists/PropertyValue.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Error.h"
-#include "Foundation/PropertyLists/PropertyValue.h"
 
 namespace oq {
 
@@ -12,10 +12,7 @@ enum class PropertyListFormat { XML = 100 };
 
 /// The domain of failures here, and their codes.
 inline constexpr const char* CocoaErrorDomain = "NSCocoaErrorDomain";
-enum CocoaErrorCode : std::int64_t {
-  PropertyListReadCorruptError = 3840,
-  PropertyListWriteInvalidError = 3852
-};
+enum CocoaErrorCode : std::int64_t { PropertyListReadCorruptError = 3840, PropertyListWriteInvalidError = 3852 };
 
 /// Property lists as bytes. No state; any thread.
 class PropertyListSerialization {

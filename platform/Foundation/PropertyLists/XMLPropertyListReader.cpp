@@ -5,8 +5,8 @@
 #include <memory>
 #include <set>
 
-#include "Foundation/Values/Base64.h"
 #include "Foundation/PropertyLists/XMLPropertyList.h"
+#include "Foundation/Values/Base64.h"
 
 namespace oq::plist {
 namespace {
@@ -51,9 +51,7 @@ std::optional<Node> dateNode(std::string_view text) {
     bool fits = Form[i] == '0' ? g_ascii_isdigit(text[i]) : text[i] == Form[i];
     if (!fits) return std::nullopt;
   }
-  auto field = [&](std::size_t start, std::size_t length) {
-    return *wholeNumber<int>(text.substr(start, length));
-  };
+  auto field = [&](std::size_t start, std::size_t length) { return *wholeNumber<int>(text.substr(start, length)); };
   using namespace std::chrono;
   year_month_day day(year(field(0, 4)), month(static_cast<unsigned>(field(5, 2))),
                      std::chrono::day(static_cast<unsigned>(field(8, 2))));
@@ -101,9 +99,7 @@ class Builder {
   bool text(std::string_view text) {
     if (_open.empty() || _open.back().isContainer()) return isBlank(text);
     // The parser lets control characters through.
-    auto isControl = [](char c) {
-      return static_cast<unsigned char>(c) < 0x20 && Blanks.find(c) == Blanks.npos;
-    };
+    auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && Blanks.find(c) == Blanks.npos; };
     if (std::any_of(text.begin(), text.end(), isControl)) return false;
     _open.back().text += text;
     return true;
@@ -120,8 +116,7 @@ class Builder {
 
   /// Comments and the XML declaration say nothing; a document type must not define anything.
   static bool isHarmless(std::string_view markup) {
-    bool known =
-        markup.starts_with("<?xml ") || markup.starts_with("<!--") || markup.starts_with("<!DOCTYPE plist");
+    bool known = markup.starts_with("<?xml ") || markup.starts_with("<!--") || markup.starts_with("<!DOCTYPE plist");
     return known && (markup.starts_with("<!--") || markup.find('[') == markup.npos);
   }
 
@@ -146,8 +141,7 @@ class Builder {
   bool startDocument(std::string_view name, const char** attributeNames, const char** attributeValues) {
     if (name != "plist" || _hasDocument) return false;
     for (; *attributeNames; ++attributeNames, ++attributeValues) {
-      if (std::string_view(*attributeNames) != "version" || std::string_view(*attributeValues) != "1.0")
-        return false;
+      if (std::string_view(*attributeNames) != "version" || std::string_view(*attributeValues) != "1.0") return false;
     }
     _hasDocument = true;
     _open.push_back(Element("plist"));
@@ -187,8 +181,8 @@ void check(bool accepted, GMarkupParseContext* context, GError** error) {
   if (accepted) return;
   int line = 0, character = 0;
   g_markup_parse_context_get_position(context, &line, &character);
-  g_set_error(error, G_MARKUP_ERROR, G_MARKUP_ERROR_INVALID_CONTENT,
-              "Not a property list at line %d, character %d.", line, character);
+  g_set_error(error, G_MARKUP_ERROR, G_MARKUP_ERROR_INVALID_CONTENT, "Not a property list at line %d, character %d.",
+              line, character);
 }
 
 Builder& builder(gpointer user) {
@@ -218,10 +212,9 @@ std::optional<Table> readXML(const Data& data, std::string* reason) {
   GError* error = nullptr;
   auto* bytes = reinterpret_cast<const char*>(data.data());
   // A NUL would end a text for the parser without ending it here.
-  bool parsed =
-      !data.empty() && std::find(data.begin(), data.end(), 0) == data.end() &&
-      g_markup_parse_context_parse(context.get(), bytes, static_cast<gssize>(data.size()), &error) &&
-      g_markup_parse_context_end_parse(context.get(), &error);
+  bool parsed = !data.empty() && std::find(data.begin(), data.end(), 0) == data.end() &&
+                g_markup_parse_context_parse(context.get(), bytes, static_cast<gssize>(data.size()), &error) &&
+                g_markup_parse_context_end_parse(context.get(), &error);
   if (reason && !parsed) *reason = error ? error->message : "There are no bytes, or a NUL among them.";
   g_clear_error(&error);
   return parsed ? result.take() : std::nullopt;

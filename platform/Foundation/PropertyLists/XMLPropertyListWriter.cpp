@@ -2,8 +2,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "Foundation/Values/Base64.h"
 #include "Foundation/PropertyLists/XMLPropertyList.h"
+#include "Foundation/Values/Base64.h"
 
 namespace oq::plist {
 namespace {
@@ -70,19 +70,11 @@ class Writer {
   bool writeKind(const NullNode&, std::size_t) { return fail("A property list cannot hold null."); }
   bool writeKind(const Uid&, std::size_t) { return fail("The XML format has no UIDs."); }
   bool writeKind(bool truth, std::size_t depth) { return line(depth, truth ? "<true/>" : "<false/>"); }
-  bool writeKind(std::int64_t number, std::size_t depth) {
-    return element(depth, "integer", std::to_string(number));
-  }
-  bool writeKind(std::uint64_t number, std::size_t depth) {
-    return element(depth, "integer", std::to_string(number));
-  }
-  bool writeKind(const RealNode& real, std::size_t depth) {
-    return element(depth, "real", textOfReal(real.value));
-  }
+  bool writeKind(std::int64_t number, std::size_t depth) { return element(depth, "integer", std::to_string(number)); }
+  bool writeKind(std::uint64_t number, std::size_t depth) { return element(depth, "integer", std::to_string(number)); }
+  bool writeKind(const RealNode& real, std::size_t depth) { return element(depth, "real", textOfReal(real.value)); }
   bool writeKind(const Date& date, std::size_t depth) { return element(depth, "date", textOfDate(date)); }
-  bool writeKind(const Data& data, std::size_t depth) {
-    return element(depth, "data", base64EncodedString(data));
-  }
+  bool writeKind(const Data& data, std::size_t depth) { return element(depth, "data", base64EncodedString(data)); }
   bool writeKind(const std::string& text, std::size_t depth) { return writeText(depth, "string", text); }
 
   bool writeKind(const ArrayNode& array, std::size_t depth) {

@@ -64,8 +64,7 @@ PropertyValue propertyOf(sqlite3_stmt* row) {
   int type = sqlite3_column_type(row, 1);
   int kind = sqlite3_column_int(row, 0);
   if (kind == Nanoseconds && type == SQLITE_INTEGER) {
-    return Date(
-        std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(sqlite3_column_int64(row, 1))));
+    return Date(std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(sqlite3_column_int64(row, 1))));
   }
   if (type != SQLITE_BLOB && type != SQLITE_TEXT) return Value();
   Data bytes = dataFromString(bytesOf(row, 1));
@@ -254,14 +253,12 @@ DefaultsDatabase::State DefaultsDatabase::identify() {
     return torn ? State::Foreign : State::Unavailable;
   }
   if (*objects == 0 && (*id == 0 || *id == ApplicationId)) return State::Empty;
-  Statement ours =
-      prepare("SELECT count(*)=1 AND max(sql)=? FROM sqlite_schema WHERE name NOT LIKE 'sqlite_%'");
+  Statement ours = prepare("SELECT count(*)=1 AND max(sql)=? FROM sqlite_schema WHERE name NOT LIKE 'sqlite_%'");
   bindText(ours.get(), 1, Schema);
   if (*id != ApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
   if (!_isDamaged) return State::Usable;
   // Damage was found in the file of this name; another process may have replaced it meanwhile.
-  return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) ==
-                 1
+  return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) == 1
              ? State::Usable
              : State::Foreign;
 }
@@ -276,8 +273,7 @@ bool DefaultsDatabase::createSchema() {
 
 bool DefaultsDatabase::prepareStatements() {
   _select = prepare("SELECT kind, value FROM entries WHERE key=?1");
-  _upsert =
-      prepare("INSERT INTO entries VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET kind=?2, value=?3");
+  _upsert = prepare("INSERT INTO entries VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET kind=?2, value=?3");
   _delete = prepare("DELETE FROM entries WHERE key=?1");
   _dataVersion = prepare("PRAGMA data_version");
   return _select && _upsert && _delete && _dataVersion;
@@ -318,8 +314,7 @@ bool DefaultsDatabase::isStillInPlace() const {
 /// Of several processes one at a time makes or replaces the file. nullopt when another one is about it until
 /// the deadline; nothing open when there can be no lock.
 std::optional<FileDescriptor> DefaultsDatabase::lockSetup() const {
-  FileDescriptor lock(
-      ::open((_file.string() + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  FileDescriptor lock(::open((_file.string() + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock) return FileDescriptor();
   ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
   if (!lockFile(lock.get(), _deadline)) return std::nullopt;

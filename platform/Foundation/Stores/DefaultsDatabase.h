@@ -84,8 +84,7 @@ class DefaultsDatabase {
   sqlite3* _connection = nullptr;
   Statement _select, _upsert, _delete, _dataVersion;
   std::uint64_t _inode = 0;
-  bool _isDamaged =
-      false;  ///< a page was found torn; the file is looked at more closely when it is opened again
+  bool _isDamaged = false;     ///< a page was found torn; the file is looked at more closely when it is opened again
   bool _isForOneRead = false;  ///< others are kept out, or not seen, while the connection is open
   Clock::time_point _deadline{};
   std::uint64_t _writes = 0, _flushedWrites = 0;

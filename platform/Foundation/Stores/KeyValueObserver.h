@@ -14,8 +14,7 @@ namespace oq {
 class KeyValueObserver {
  public:
   /// `change` has the new value under "new".
-  virtual void observeValueForKeyPath(const std::string& keyPath, Object& object,
-                                      const Dictionary& change) = 0;
+  virtual void observeValueForKeyPath(const std::string& keyPath, Object& object, const Dictionary& change) = 0;
 
  protected:
   ~KeyValueObserver() = default;
@@ -29,8 +28,7 @@ class KeyValueObservers {
   }
   /// Also while the observer is being destroyed.
   void remove(const KeyValueObserver& observer, const std::string& keyPath) {
-    std::erase_if(_entries,
-                  [&](const Entry& entry) { return entry.address == &observer && entry.keyPath == keyPath; });
+    std::erase_if(_entries, [&](const Entry& entry) { return entry.address == &observer && entry.keyPath == keyPath; });
   }
   /// The object must outlive the call, whatever the observers do.
   void notify(const std::string& keyPath, Object& object, const Value& newValue) const {

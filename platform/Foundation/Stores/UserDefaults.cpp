@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/Values/Base64.h"
 #include "Foundation/Files/Bundle.h"
-#include "Foundation/Stores/DefaultsDatabase.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/DefaultsDatabase.h"
+#include "Foundation/Values/Base64.h"
 #include "Foundation/Values/Number.h"
 #include "Foundation/Values/TimedLock.h"
 
@@ -140,8 +140,7 @@ class UserDefaults::Store {
   /// question.
   bool isKnownToBe(const PropertyValue& value, std::string_view key) {
     if (!isKeptInMemory(value)) return false;
-    if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value))
-      return false;
+    if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value)) return false;
     if (const PropertyValue* known = current(key)) return isSameProperty(*known, value);
     auto stored = _database.read(key);
     if (!stored) return false;

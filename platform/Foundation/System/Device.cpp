@@ -9,9 +9,9 @@
 #include <atomic>
 #include <chrono>
 
-#include "Foundation/Values/Base64.h"
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Base64.h"
 
 namespace oq {
 namespace {

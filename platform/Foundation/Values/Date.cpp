@@ -43,8 +43,8 @@ constexpr std::array<Field, 7> Fields{{{"yyyy", 4, &std::tm::tm_year, 1900},
                                        {"SSS", 3, nullptr, 0}}};
 
 const Field* fieldAt(std::string_view format) {
-  auto found = std::find_if(Fields.begin(), Fields.end(),
-                            [&](const Field& field) { return format.starts_with(field.name); });
+  auto found =
+      std::find_if(Fields.begin(), Fields.end(), [&](const Field& field) { return format.starts_with(field.name); });
   return found == Fields.end() ? nullptr : &*found;
 }
 

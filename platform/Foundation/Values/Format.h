@@ -9,10 +9,10 @@
 #include <string_view>
 #include <type_traits>
 
+#include "Foundation/PropertyLists/PropertyValue.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Error.h"
-#include "Foundation/PropertyLists/PropertyValue.h"
 #include "oqsdk/Export.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/Value.h"
@@ -26,15 +26,15 @@ std::string descriptionOf(const Value& value);
 /// One argument of a format, already in its text form.
 class FormatArgument {
  public:
-  FormatArgument(const char* text) : _text(text ? text : "(null)") {}  // NOLINT: formats convert on purpose
-  FormatArgument(std::string text) : _text(std::move(text)) {}         // NOLINT
-  FormatArgument(std::string_view text) : _text(text) {}               // NOLINT
-  FormatArgument(std::nullptr_t) : _text("(null)") {}                  // NOLINT
-  FormatArgument(std::nullopt_t) : _text("(null)") {}                  // NOLINT
-  FormatArgument(const Value& value) : _text(descriptionOf(value)) {}  // NOLINT
-  FormatArgument(const Dictionary& value);                             // NOLINT
-  FormatArgument(const PropertyValue& value);                          // NOLINT
-  FormatArgument(const Error& error);                                  // NOLINT
+  FormatArgument(const char* text) : _text(text ? text : "(null)") {}    // NOLINT: formats convert on purpose
+  FormatArgument(std::string text) : _text(std::move(text)) {}           // NOLINT
+  FormatArgument(std::string_view text) : _text(text) {}                 // NOLINT
+  FormatArgument(std::nullptr_t) : _text("(null)") {}                    // NOLINT
+  FormatArgument(std::nullopt_t) : _text("(null)") {}                    // NOLINT
+  FormatArgument(const Value& value) : _text(descriptionOf(value)) {}    // NOLINT
+  FormatArgument(const Dictionary& value);                               // NOLINT
+  FormatArgument(const PropertyValue& value);                            // NOLINT
+  FormatArgument(const Error& error);                                    // NOLINT
   FormatArgument(const Object& object) : _text(object.description()) {}  // NOLINT
   FormatArgument(const Object* object) : _text(object ? object->description() : "(null)") {}  // NOLINT
   template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>

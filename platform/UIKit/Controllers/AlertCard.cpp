@@ -10,8 +10,8 @@ namespace oq {
 namespace {
 
 // Points.
-constexpr double kWidth = 300, kNarrowest = 120, kMargin = 16, kPadding = 20, kSides = 16, kGap = 6,
-                 kButtonHeight = 46, kTitlePadding = 12, kRadius = 14, kHairline = 0.5;
+constexpr double kWidth = 300, kNarrowest = 120, kMargin = 16, kPadding = 20, kSides = 16, kGap = 6, kButtonHeight = 46,
+                 kTitlePadding = 12, kRadius = 14, kHairline = 0.5;
 constexpr UIColor kLine = UIColor::colorWithRed(0.78, 0.78, 0.80, 1);
 constexpr UIColor kBlue = UIColor::colorWithRed(0, 0.44, 0.92, 1);
 constexpr UIColor kRed = UIColor::colorWithRed(0.85, 0.16, 0.13, 1);
@@ -28,8 +28,8 @@ class AlertCard : public UIView {
     if (!parent) return;
     // On whole points, or every line in it is blurred.
     const CGSize room = parent->bounds().size, size = bounds().size;
-    setFrame(CGRectMake(std::floor((room.width - size.width) / 2),
-                        std::floor((room.height - size.height) / 2), size.width, size.height));
+    setFrame(CGRectMake(std::floor((room.width - size.width) / 2), std::floor((room.height - size.height) / 2),
+                        size.width, size.height));
   }
 };
 
@@ -119,8 +119,7 @@ std::shared_ptr<UIButton> makeAlertButton(const std::optional<std::string>& titl
 }
 
 std::shared_ptr<UIView> makeAlertCard(const std::string& title, const std::string& message,
-                                      const std::vector<std::shared_ptr<UIButton>>& buttons,
-                                      double pageWidth) {
+                                      const std::vector<std::shared_ptr<UIButton>>& buttons, double pageWidth) {
   Builder builder(std::max(kNarrowest, std::min(kWidth, std::floor(pageWidth - 2 * kMargin))));
   builder.addText(title, UIFont::boldSystemFontOfSize(17));
   builder.addText(message, UIFont::systemFontOfSize(14));

@@ -18,7 +18,6 @@ std::shared_ptr<UIButton> makeAlertButton(const std::optional<std::string>& titl
 /// A white card in the middle of the view that it is added to, for a page of that width: title, message, and
 /// the buttons below one another, two side by side. Main thread only.
 std::shared_ptr<UIView> makeAlertCard(const std::string& title, const std::string& message,
-                                      const std::vector<std::shared_ptr<UIButton>>& buttons,
-                                      double pageWidth);
+                                      const std::vector<std::shared_ptr<UIButton>>& buttons, double pageWidth);
 
 }  // namespace oq

@@ -35,8 +35,9 @@ UIAlertController::UIAlertController() {
   setModalTransitionStyle(UIModalTransitionStyle::CrossDissolve);
 }
 
-std::shared_ptr<UIAlertController> UIAlertController::alertControllerWithTitle(
-    std::optional<std::string> title, std::optional<std::string> message, UIAlertControllerStyle) {
+std::shared_ptr<UIAlertController> UIAlertController::alertControllerWithTitle(std::optional<std::string> title,
+                                                                               std::optional<std::string> message,
+                                                                               UIAlertControllerStyle) {
   auto alert = makeMainObject<UIAlertController>();
   alert->setTitle(title.value_or(""));
   alert->_message = std::move(message);

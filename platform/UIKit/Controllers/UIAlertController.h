@@ -21,8 +21,8 @@ class UIAlertAction : public Object {
   using Handler = std::function<void(UIAlertAction& action)>;
 
   /// The handler may be empty; the button then only closes the alert.
-  static std::shared_ptr<UIAlertAction> actionWithTitle(std::optional<std::string> title,
-                                                        UIAlertActionStyle style, Handler handler = nullptr);
+  static std::shared_ptr<UIAlertAction> actionWithTitle(std::optional<std::string> title, UIAlertActionStyle style,
+                                                        Handler handler = nullptr);
   const std::optional<std::string>& title() const { return _title; }
   UIAlertActionStyle style() const { return _style; }
   void perform();

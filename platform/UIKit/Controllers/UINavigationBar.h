@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "UIKit/Views/UILabel.h"
 #include "UIKit/Controllers/UINavigationItem.h"
+#include "UIKit/Views/UILabel.h"
 
 namespace oq {
 

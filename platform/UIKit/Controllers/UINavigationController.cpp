@@ -64,8 +64,7 @@ UINavigationController::UINavigationController(std::shared_ptr<UIViewController>
 
 std::shared_ptr<UIView> UINavigationController::loadView() {
   for (const auto& page : _stack) setParentOf(*page, shared_from_this());
-  return makeMainObject<NavigationView>(
-      std::static_pointer_cast<UINavigationController>(shared_from_this()));
+  return makeMainObject<NavigationView>(std::static_pointer_cast<UINavigationController>(shared_from_this()));
 }
 
 const std::shared_ptr<UINavigationBar>& UINavigationController::navigationBar() {
@@ -95,8 +94,7 @@ double UINavigationController::barHeight() const {
 
 void UINavigationController::updateBar() {
   const bool hidden = isNavigationBarHidden();
-  const double width =
-      isViewLoaded() ? view()->bounds().size.width : UIScreen::mainScreen().bounds().size.width;
+  const double width = isViewLoaded() ? view()->bounds().size.width : UIScreen::mainScreen().bounds().size.width;
   const auto top = topViewController();
   navigationBar()->setHidden(hidden);
   _bar->setFrame(CGRectMake(0, 0, width, barHeight()));
@@ -168,8 +166,8 @@ void UINavigationController::bringInPage(bool animated) {
 }
 
 /// A page that was pushed comes in above the former one; one that was popped goes off the one below.
-void UINavigationController::slide(const std::shared_ptr<UIView>& page,
-                                   const std::shared_ptr<UIView>& leaving, bool barComesOrGoes) {
+void UINavigationController::slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving,
+                                   bool barComesOrGoes) {
   const bool isPush = _turn == Turn::Push;
   const auto moving = isPush ? page : leaving;
   const CGRect place = page->frame(), barPlace = _bar->frame();

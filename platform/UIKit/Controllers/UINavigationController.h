@@ -21,9 +21,7 @@ class UINavigationController : public ContainerViewController {
   explicit UINavigationController(std::shared_ptr<UIViewController> root);
 
   const std::vector<std::shared_ptr<UIViewController>>& viewControllers() const { return _stack; }
-  std::shared_ptr<UIViewController> topViewController() const {
-    return _stack.empty() ? nullptr : _stack.back();
-  }
+  std::shared_ptr<UIViewController> topViewController() const { return _stack.empty() ? nullptr : _stack.back(); }
   /// Shows the page above the others and sends the appearance messages.
   void pushViewController(std::shared_ptr<UIViewController> controller, bool animated);
   /// Takes the top page away; the last one stays. Returns what was taken, nullptr when nothing was.
@@ -48,8 +46,7 @@ class UINavigationController : public ContainerViewController {
   double barHeight() const;
   void updateBar();
   void layOut();
-  void slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving,
-             bool barComesOrGoes);
+  void slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving, bool barComesOrGoes);
 
   std::vector<std::shared_ptr<UIViewController>> _stack;
   std::shared_ptr<UINavigationBar> _bar;

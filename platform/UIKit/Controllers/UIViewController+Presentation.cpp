@@ -39,8 +39,8 @@ std::shared_ptr<UIViewController> UIViewController::presentingViewController() c
   return above ? above->presentingViewController() : nullptr;
 }
 
-void UIViewController::presentViewController(const std::shared_ptr<UIViewController>& controller,
-                                             bool animated, std::function<void()> completion) {
+void UIViewController::presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
+                                             std::function<void()> completion) {
   const auto presenter = outermost();
   const auto window = windowOf(*presenter);
   if (!controller || !window || presenter->_presented || controller->outermost() == presenter) return;
@@ -94,8 +94,8 @@ void UIViewController::takeAwayPresented(bool animated, std::function<void()> co
     pages.push_back(page);
   }
   std::reverse(pages.begin(), pages.end());  // the top-most first
-  const auto covering = std::find_if(pages.begin(), pages.end(),
-                                     [](const auto& page) { return page->isPresentedFullScreen(); });
+  const auto covering =
+      std::find_if(pages.begin(), pages.end(), [](const auto& page) { return page->isPresentedFullScreen(); });
   const bool wasCovered = covering != pages.end();
   const auto visibleEnd = wasCovered ? covering + 1 : pages.end();
 
@@ -117,8 +117,7 @@ void UIViewController::takeAwayPresented(bool animated, std::function<void()> co
 /// The root below everything, a presented page below what it presented.
 void UIViewController::putBackInto(UIWindow& window, const UIView& above) {
   const auto& views = window.subviews();
-  const auto found =
-      std::find_if(views.begin(), views.end(), [&](const auto& v) { return v.get() == &above; });
+  const auto found = std::find_if(views.begin(), views.end(), [&](const auto& v) { return v.get() == &above; });
   const bool isRoot = window.rootViewController().get() == this;
   view()->setFrame(window.bounds());
   window.insertSubview(view(), isRoot ? 0 : static_cast<std::size_t>(found - views.begin()));

@@ -7,15 +7,14 @@
 namespace oq {
 
 Class* UIViewController::staticClass() {
-  static Class* registered =
-      registerClass("UIViewController", Object::staticClass(),
-                    {
-                        method<&UIViewController::_viewDidLoad>(viewDidLoadSelector),
-                        method<&UIViewController::_viewWillAppear>(viewWillAppearSelector),
-                        method<&UIViewController::_viewDidAppear>(viewDidAppearSelector),
-                        method<&UIViewController::_viewWillDisappear>(viewWillDisappearSelector),
-                        method<&UIViewController::_viewDidDisappear>(viewDidDisappearSelector),
-                    });
+  static Class* registered = registerClass("UIViewController", Object::staticClass(),
+                                           {
+                                               method<&UIViewController::_viewDidLoad>(viewDidLoadSelector),
+                                               method<&UIViewController::_viewWillAppear>(viewWillAppearSelector),
+                                               method<&UIViewController::_viewDidAppear>(viewDidAppearSelector),
+                                               method<&UIViewController::_viewWillDisappear>(viewWillDisappearSelector),
+                                               method<&UIViewController::_viewDidDisappear>(viewDidDisappearSelector),
+                                           });
   return registered;
 }
 

@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "UIKit/Views/Animation.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Views/UIView.h"
+#include "UIKit/Windows/UIApplication.h"
 
 namespace oq {
 

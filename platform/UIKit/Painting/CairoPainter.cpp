@@ -38,8 +38,7 @@ struct SurfaceCache : LayerContent::Cache {
 
 bool fitsInMemory(CGSize size, double scale) {
   double width = size.width * scale, height = size.height * scale;
-  return width > 0 && height > 0 && width <= kLargestSide && height <= kLargestSide &&
-         width * height <= kLargestArea;
+  return width > 0 && height > 0 && width <= kLargestSide && height <= kLargestSide && width * height <= kLargestArea;
 }
 
 /// A second look at pixels that hide all that lies under them: copying is several times cheaper than
@@ -54,8 +53,8 @@ cairo_surface_t* opaqueView(cairo_surface_t* surface) {
       if (row[x] >> 24 != 0xff) return nullptr;
     }
   }
-  return cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(data), CAIRO_FORMAT_RGB24, width,
-                                             height, stride);
+  return cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(data), CAIRO_FORMAT_RGB24, width, height,
+                                             stride);
 }
 
 SurfaceCache* cacheOf(LayerContent& content, double scale) {
@@ -266,8 +265,7 @@ void CairoPainter::drawUncached(const LayerContent& content, CGRect destination,
   cairo_clip(_cr);
   if (opacity < 1) cairo_push_group(_cr);
   cairo_translate(_cr, destination.origin.x, destination.origin.y);
-  cairo_scale(_cr, destination.size.width / content.size().width,
-              destination.size.height / content.size().height);
+  cairo_scale(_cr, destination.size.width / content.size().width, destination.size.height / content.size().height);
   content.draw(_cr);
   if (opacity < 1) {
     cairo_pop_group_to_source(_cr);
@@ -276,13 +274,11 @@ void CairoPainter::drawUncached(const LayerContent& content, CGRect destination,
   cairo_restore(_cr);
 }
 
-void CairoPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
-                               double radius) {
+void CairoPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) {
   if (rect.isEmpty()) return;
   _groupIsEmpty = false;
   auto mask = ShadowMask::forShape(rect.size, cornerRadius, radius, _scale);
-  if (mask)
-    paintMask(_cr, *mask, snapped(CGPoint{rect.minX() + offset.width, rect.minY() + offset.height}), colour);
+  if (mask) paintMask(_cr, *mask, snapped(CGPoint{rect.minX() + offset.width, rect.minY() + offset.height}), colour);
 }
 
 void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
@@ -301,8 +297,7 @@ void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UICo
   cairo_save(_cr);
   CGPoint origin = snapped(CGPoint{destination.minX() + offset.width, destination.minY() + offset.height});
   cairo_translate(_cr, origin.x, origin.y);
-  cairo_scale(_cr, destination.size.width / content.size().width,
-              destination.size.height / content.size().height);
+  cairo_scale(_cr, destination.size.width / content.size().width, destination.size.height / content.size().height);
   paintMask(_cr, *cache->shadow, {0, 0}, colour);
   cairo_restore(_cr);
 }

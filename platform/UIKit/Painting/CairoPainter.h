@@ -24,8 +24,7 @@ class OQSDK_EXPORT CairoPainter : public Painter {
   void fill(CGRect rect, double cornerRadius, UIColor colour) override;
   void content(LayerContent& content, CGRect destination, double opacity) override;
   void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
-  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
-                     double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset, double radius) override;
 
  private:
   CGPoint snapped(CGPoint point) const;
@@ -41,7 +40,7 @@ class OQSDK_EXPORT CairoPainter : public Painter {
   double _scale;
   std::vector<double> _groups;  ///< one entry per push: the opacity of a group, or below 0 for none
   std::vector<Corners> _corners;
-  bool _groupIsEmpty = false;   ///< nothing was painted into the innermost group yet
+  bool _groupIsEmpty = false;  ///< nothing was painted into the innermost group yet
 };
 
 /// A path of the rectangle with rounded corners, for whoever draws.

@@ -51,8 +51,7 @@ void readAll(jpeg_decompress_struct& jpeg, const Data& data) {
   jpeg.out_color_space = jpeg.jpeg_color_space;
   jpeg_start_decompress(&jpeg);
   const auto rowLength = jpeg.output_width * static_cast<JDIMENSION>(jpeg.output_components);
-  JSAMPARRAY row =
-      (*jpeg.mem->alloc_sarray)(reinterpret_cast<j_common_ptr>(&jpeg), JPOOL_IMAGE, rowLength, 1);
+  JSAMPARRAY row = (*jpeg.mem->alloc_sarray)(reinterpret_cast<j_common_ptr>(&jpeg), JPOOL_IMAGE, rowLength, 1);
   while (jpeg.output_scanline < jpeg.output_height) jpeg_read_scanlines(&jpeg, row, 1);
   jpeg_finish_decompress(&jpeg);
 }

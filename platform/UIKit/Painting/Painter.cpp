@@ -107,8 +107,7 @@ class TreePainter {
       colour.alpha *= state.backgroundColor.alpha;
       _painter.shapeShadow(state.bounds, state.cornerRadius, colour, state.shadowOffset, state.shadowRadius);
     } else if (const auto& content = view.content()) {
-      _painter.contentShadow(*content, view.contentRect(state.bounds), colour, state.shadowOffset,
-                             state.shadowRadius);
+      _painter.contentShadow(*content, view.contentRect(state.bounds), colour, state.shadowOffset, state.shadowRadius);
     } else {
       paintShadowsOfSubviews(view, state, colour);
     }

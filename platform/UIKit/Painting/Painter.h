@@ -25,8 +25,7 @@ class Painter {
   /// The content, scaled to the destination.
   virtual void content(LayerContent& content, CGRect destination, double opacity) = 0;
   /// The shadow of a filled shape; the colour's alpha already holds the shadow's opacity.
-  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset,
-                           double radius) = 0;
+  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) = 0;
   /// The shadow of a content's own outline.
   virtual void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
                              double radius) = 0;

@@ -54,11 +54,9 @@ std::shared_ptr<const ShadowMask> ShadowMask::make(CGSize size, double radius, d
                                                    const std::function<void(cairo_t*)>& draw) {
   int half = static_cast<int>(std::lround(std::clamp(radius, 0.0, 200.0) * scale / 2));
   int margin = kPasses * half + 1;
-  double width = std::ceil(size.width * scale) + 2 * margin,
-         height = std::ceil(size.height * scale) + 2 * margin;
+  double width = std::ceil(size.width * scale) + 2 * margin, height = std::ceil(size.height * scale) + 2 * margin;
   if (!(width <= kLargestSide && height <= kLargestSide)) return nullptr;
-  auto* surface =
-      cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));
+  auto* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));
   auto mask = std::make_shared<ShadowMask>(surface, margin / scale);
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return nullptr;
   cairo_t* cr = cairo_create(surface);
@@ -71,8 +69,7 @@ std::shared_ptr<const ShadowMask> ShadowMask::make(CGSize size, double radius, d
   return mask;
 }
 
-std::shared_ptr<const ShadowMask> ShadowMask::forShape(CGSize size, double cornerRadius, double radius,
-                                                       double scale) {
+std::shared_ptr<const ShadowMask> ShadowMask::forShape(CGSize size, double cornerRadius, double radius, double scale) {
   struct Entry {
     CGSize size;
     double cornerRadius, radius, scale;
@@ -80,8 +77,7 @@ std::shared_ptr<const ShadowMask> ShadowMask::forShape(CGSize size, double corne
   };
   static std::deque<Entry> kept;
   for (const Entry& entry : kept) {
-    if (entry.size == size && entry.cornerRadius == cornerRadius && entry.radius == radius &&
-        entry.scale == scale) {
+    if (entry.size == size && entry.cornerRadius == cornerRadius && entry.radius == radius && entry.scale == scale) {
       return entry.mask;
     }
   }

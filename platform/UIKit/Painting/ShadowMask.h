@@ -17,8 +17,7 @@ class ShadowMask {
   static std::shared_ptr<const ShadowMask> make(CGSize size, double radius, double scale,
                                                 const std::function<void(cairo_t*)>& draw);
   /// The mask of a rectangle with rounded corners; the latest few are kept.
-  static std::shared_ptr<const ShadowMask> forShape(CGSize size, double cornerRadius, double radius,
-                                                    double scale);
+  static std::shared_ptr<const ShadowMask> forShape(CGSize size, double cornerRadius, double radius, double scale);
 
   ShadowMask(cairo_surface_t* surface, double margin) : _surface(surface), _margin(margin) {}
   ~ShadowMask();

@@ -128,11 +128,9 @@ cairo_surface_t* surfaceFrom(GdkPixbuf* pixels) {
   unsigned char* target = cairo_image_surface_get_data(surface);
   int targetStride = cairo_image_surface_get_stride(surface);
   for (int y = 0; y < height; ++y) {
-    auto* row =
-        static_cast<std::uint32_t*>(static_cast<void*>(target + static_cast<std::size_t>(y) * targetStride));
+    auto* row = static_cast<std::uint32_t*>(static_cast<void*>(target + static_cast<std::size_t>(y) * targetStride));
     const std::uint8_t* from = source + static_cast<std::size_t>(y) * sourceStride;
-    for (int x = 0; x < width; ++x)
-      row[x] = premultiplied(from + static_cast<std::size_t>(x) * channels, hasAlpha);
+    for (int x = 0; x < width; ++x) row[x] = premultiplied(from + static_cast<std::size_t>(x) * channels, hasAlpha);
   }
   cairo_surface_mark_dirty(surface);
   return surface;

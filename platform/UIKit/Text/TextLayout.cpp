@@ -107,8 +107,7 @@ std::string displayable(const std::string& text, double lineHeight) {
     for (int i = 0; i < 3 && (cut.back() & 0xc0) == 0x80; ++i) cut.pop_back();
     if (cut.back() & 0x80) cut.pop_back();
   }
-  std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(cut.data(), static_cast<gssize>(cut.size())),
-                                               g_free);
+  std::unique_ptr<char, void (*)(void*)> valid(g_utf8_make_valid(cut.data(), static_cast<gssize>(cut.size())), g_free);
   return valid.get();
 }
 
@@ -208,8 +207,7 @@ std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* tex
       const char* at = text + run->item->offset + glyphs.log_clusters[i];
       gunichar character = g_utf8_get_char(at);
       bool beforeMark = *at && closes(g_utf8_get_char(g_utf8_next_char(at)));
-      if (character == ' ' || (leftToRight && g_unichar_iswide(character) && !beforeMark))
-        gaps.push_back(last);
+      if (character == ' ' || (leftToRight && g_unichar_iswide(character) && !beforeMark)) gaps.push_back(last);
     }
   }
   if (!gaps.empty() && gaps.back() == last) gaps.pop_back();
@@ -287,8 +285,8 @@ TextLayout::Shown TextLayout::linesThatFit(double height, int numberOfLines) con
     PangoRectangle extents = lineExtents(iter.get());
     double bottom = points(extents.y + extents.height);
     // One line is drawn however little room there is.
-    bool fits = shown.lines == 0 ||
-                (bottom <= height + kHalfPoint && (numberOfLines <= 0 || shown.lines < numberOfLines));
+    bool fits =
+        shown.lines == 0 || (bottom <= height + kHalfPoint && (numberOfLines <= 0 || shown.lines < numberOfLines));
     if (!fits) break;
     ++shown.lines;
     shown.height = bottom;
@@ -311,8 +309,7 @@ PangoLayout* TextLayout::shortenedLine(const Shown& shown) const {
   return shortened;
 }
 
-void TextLayout::draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines,
-                      bool centredVertically) const {
+void TextLayout::draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines, bool centredVertically) const {
   if (!_layout) return;
   std::lock_guard lock(pangoMutex());
   Shown shown = linesThatFit(rect.size.height, numberOfLines);

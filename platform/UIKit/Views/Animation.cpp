@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Views/UIView.h"
+#include "UIKit/Windows/UIApplication.h"
 
 namespace oq {
 

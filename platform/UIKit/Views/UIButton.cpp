@@ -104,9 +104,9 @@ void UIButton::setTitleEdgeInsets(UIEdgeInsets insets) {
 /// Insets that leave no height give a line without one, in whose middle the title stands all the same.
 CGRect UIButton::titleRoom(CGRect bounds) const {
   const UIEdgeInsets& in = _titleInsets;
-  CGRect room = CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top,
-                           std::max(0.0, bounds.size.width - in.left - in.right),
-                           bounds.size.height - in.top - in.bottom);
+  CGRect room =
+      CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top, std::max(0.0, bounds.size.width - in.left - in.right),
+                 bounds.size.height - in.top - in.bottom);
   if (room.size.height < 0) room = CGRectMake(room.minX(), room.centre().y, room.size.width, 0);
   return room;
 }
@@ -181,20 +181,20 @@ std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
   const CGRect room = isMoved ? titleRect(bounds) : beside;
   NSParagraphStyle style;
   style.alignment = _titleLabel.textAlignment();
-  auto text =
-      std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
+  auto text = std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
   const UIColor shade = shadeOver(backgroundColor(), shaded);
-  return std::make_shared<LayerContent>(
-      painted.size, [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
-                     background = backgroundColor().alpha](cairo_t* cr) {
-        cairo_translate(cr, -painted.minX(), -painted.minY());
-        if (image) drawImage(cr, *image, fitted(image->size(), size));
-        text->draw(cr, colour, room, lines, true);
-        if (shaded == 0) return;
-        // What is painted takes the shade; where the background shows through, the shade itself is painted.
-        paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
-        paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
-      });
+  return std::make_shared<LayerContent>(painted.size,
+                                        [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
+                                         background = backgroundColor().alpha](cairo_t* cr) {
+                                          cairo_translate(cr, -painted.minX(), -painted.minY());
+                                          if (image) drawImage(cr, *image, fitted(image->size(), size));
+                                          text->draw(cr, colour, room, lines, true);
+                                          if (shaded == 0) return;
+                                          // What is painted takes the shade; where the background shows through, the
+                                          // shade itself is painted.
+                                          paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
+                                          paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
+                                        });
 }
 
 }  // namespace oq

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "UIKit/Views/UIControl.h"
 #include "UIKit/Painting/UIImage.h"
+#include "UIKit/Views/UIControl.h"
 #include "UIKit/Views/UILabel.h"
 
 namespace oq {

@@ -55,8 +55,7 @@ void UIControl::didMoveToWindow() {
 }
 
 UIAccessibilityTraits UIControl::accessibilityTraits() const {
-  return UIView::accessibilityTraits() |
-         (_enabled ? UIAccessibilityTraitNone : UIAccessibilityTraitNotEnabled);
+  return UIView::accessibilityTraits() | (_enabled ? UIAccessibilityTraitNone : UIAccessibilityTraitNotEnabled);
 }
 
 bool UIControl::accessibilityActivate() {

@@ -29,8 +29,7 @@ CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
 /// Up to whole pixels, so that what was scaled once is not scaled again when it is painted.
 CGSize inWholePixels(CGSize size, double scale) {
   constexpr double rounding = 1e-6;
-  return {std::ceil(size.width * scale - rounding) / scale,
-          std::ceil(size.height * scale - rounding) / scale};
+  return {std::ceil(size.width * scale - rounding) / scale, std::ceil(size.height * scale - rounding) / scale};
 }
 
 }  // namespace

@@ -46,9 +46,8 @@ bool UIView::isInMotionAt(CGPoint point) const {
   if (!_userInteractionEnabled || isHidden()) return false;
   if (!pointInside(point) && !coversSurroundings()) return false;
   if (_layer.isInMotion()) return true;
-  return std::any_of(_subviews.begin(), _subviews.end(), [&](const auto& child) {
-    return child->isInMotionAt(child->convertPointFromSuperview(point));
-  });
+  return std::any_of(_subviews.begin(), _subviews.end(),
+                     [&](const auto& child) { return child->isInMotionAt(child->convertPointFromSuperview(point)); });
 }
 
 std::shared_ptr<UIView> UIView::hitSurroundings() {

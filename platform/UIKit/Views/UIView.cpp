@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Input/UIGestureRecognizer.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {

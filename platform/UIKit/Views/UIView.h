@@ -8,13 +8,13 @@
 
 #include "CoreGraphics/Color.h"
 #include "CoreGraphics/Geometry.h"
-#include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Input/UITouch.h"
 #include "UIKit/Painting/CALayer.h"
 #include "UIKit/Painting/LayerContent.h"
+#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/MainObject.h"
-#include "UIKit/Input/UITouch.h"
-#include "oqsdk/Runtime.h"
 #include "oqsdk/Export.h"
+#include "oqsdk/Runtime.h"
 
 namespace oq {
 

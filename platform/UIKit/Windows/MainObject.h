@@ -8,7 +8,9 @@
 namespace oq {
 
 /// True on the thread that installed the host, outside any other queue's block.
-inline bool isOnMainQueue() { return DispatchQueue::currentLabel() == DispatchQueue::main().label(); }
+inline bool isOnMainQueue() {
+  return DispatchQueue::currentLabel() == DispatchQueue::main().label();
+}
 
 /// Makes a view or controller that is destroyed on the main queue, whoever drops it last.
 template <class T, class... Arguments>

@@ -4,8 +4,8 @@
 #include <tuple>
 #include <utility>
 
-#include "UIKit/Views/Animation.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Views/Animation.h"
 
 namespace oq {
 
@@ -74,8 +74,7 @@ void UIApplication::step(double now) {
   std::vector<UIWindow*> windows;
   for (const UIView* view : engine.views()) {
     UIWindow* window = view->window();
-    if (window && std::find(windows.begin(), windows.end(), window) == windows.end())
-      windows.push_back(window);
+    if (window && std::find(windows.begin(), windows.end(), window) == windows.end()) windows.push_back(window);
   }
   engine.step(now);
   for (UIWindow* window : windows) windowNeedsFrame(*window);

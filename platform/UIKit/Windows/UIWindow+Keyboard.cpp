@@ -4,9 +4,9 @@
 #include <cmath>
 #include <vector>
 
-#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Painting/CairoPainter.h"
 #include "UIKit/Painting/LayerContent.h"
+#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {
@@ -47,8 +47,7 @@ bool scrollFirst(UIView& view, UIKeyboardKey key) {
   if (view.isHidden()) return false;
   if (scroll(view, key)) return true;
   const auto children = view.subviews();
-  return std::any_of(children.begin(), children.end(),
-                     [key](const auto& child) { return scrollFirst(*child, key); });
+  return std::any_of(children.begin(), children.end(), [key](const auto& child) { return scrollFirst(*child, key); });
 }
 
 }  // namespace

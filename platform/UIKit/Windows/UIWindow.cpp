@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "UIKit/Controllers/UIViewController.h"
 #include "UIKit/Input/UIGestureRecognizer.h"
 #include "UIKit/Windows/UIScreen.h"
-#include "UIKit/Controllers/UIViewController.h"
 
 namespace oq {
 
@@ -74,9 +74,8 @@ bool UIWindow::wantsTouchAt(CGPoint point) {
 }
 
 bool UIWindow::keepsFromHost(CGPoint point) const {
-  return std::any_of(subviews().begin(), subviews().end(), [&](const auto& view) {
-    return view->isInMotionAt(view->convertPointFromSuperview(point));
-  });
+  return std::any_of(subviews().begin(), subviews().end(),
+                     [&](const auto& view) { return view->isInMotionAt(view->convertPointFromSuperview(point)); });
 }
 
 bool UIWindow::isActive(int identifier, const TouchPointer& touch) const {
@@ -173,8 +172,7 @@ bool UIWindow::passToTakingView(int identifier, const TouchPointer& touch) {
   while (taker && !taker->takesOver(*touch)) taker = taker->superview();
   if (!taker) return false;
   const CGPoint here = touch->locationInWindow;
-  const auto taken =
-      std::make_shared<UITouch>(UITouch{UITouchPhase::Began, here, here, touch->timestamp, taker});
+  const auto taken = std::make_shared<UITouch>(UITouch{UITouchPhase::Began, here, here, touch->timestamp, taker});
   _touches[identifier] = taken;
   end(*touch, UITouchPhase::Cancelled);
   deliver(identifier, taken);

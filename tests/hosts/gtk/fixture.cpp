@@ -11,8 +11,8 @@
 #include "Engine/OQSDKManager.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Views/Animation.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Views/UILabel.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/gtk/GtkHost.h"
@@ -98,8 +98,7 @@ class Talker : public oq::UIView {
 
 class Fixture : public CommandFixture {
  public:
-  Fixture(int width, int height, std::string kind)
-      : _width(width), _height(height), _kind(std::move(kind)) {
+  Fixture(int width, int height, std::string kind) : _width(width), _height(height), _kind(std::move(kind)) {
     takeCommands({
         {"view", [this](auto& in) { addView(in); }},
         {"text", [this](auto&) { addText(); }},
@@ -147,8 +146,7 @@ class Fixture : public CommandFixture {
     }
     if (_kind != "eager") _window->set_default_size(_width, _height);
     _window->signal_hide().connect([] { say("hidden"); });
-    g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }),
-                     nullptr);
+    g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }), nullptr);
     auto& button = makeButton("host");
     if (_kind == "overlay" || _kind == "eager") {
       if (_kind == "eager") button.set_size_request(_width, _height);
@@ -407,6 +405,5 @@ class Fixture : public CommandFixture {
 
 int main(int argc, char** argv) {
   int width = argc > 1 ? std::atoi(argv[1]) : 375, height = argc > 2 ? std::atoi(argv[2]) : 700;
-  return runFixture("com.example.fixture",
-                    std::make_unique<Fixture>(width, height, argc > 3 ? argv[3] : "window"));
+  return runFixture("com.example.fixture", std::make_unique<Fixture>(width, height, argc > 3 ? argv[3] : "window"));
 }

@@ -3,9 +3,9 @@
 #include <future>
 #include <iostream>
 
-#include "Utils/OQDispatchQueueManager.h"
 #include "Engine/OQSDKManager.h"
 #include "ShopWindow.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 
@@ -59,9 +59,8 @@ void visitOthers() {
   notebook->append_page(*named, "General");
   notebook->append_page(*Gtk::make_managed<Gtk::Label>("text"), "Key bindings");
   notebook->append_page(*Gtk::make_managed<Gtk::Label>("text"), "UIWindow");
-  oq::gtk::collectPages(*notebook, [](const std::string& name) {
-    return name == "UIWindow" ? name : oq::gtk::pageClassName(name);
-  });
+  oq::gtk::collectPages(
+      *notebook, [](const std::string& name) { return name == "UIWindow" ? name : oq::gtk::pageClassName(name); });
   window.set_child(*notebook);
   window.present();
   settle();

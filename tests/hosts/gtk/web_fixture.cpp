@@ -8,12 +8,12 @@
 #include "CommandFixture.h"
 #include "Engine/OQSDKManager.h"
 #include "Model/OQWindowData.h"
-#include "UI/OQPopWindow.h"
-#include "Pages/OQWebController.h"
-#include "UIKit/Windows/UIApplication.h"
-#include "UIKit/Controllers/UINavigationController.h"
-#include "UIKit/Windows/UIWindow.h"
 #include "Pages/OQNavigation.h"
+#include "Pages/OQWebController.h"
+#include "UI/OQPopWindow.h"
+#include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 
@@ -76,9 +76,7 @@ class Fixture : public CommandFixture {
     return text;
   }
 
-  static void jump(std::istream& in) {
-    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value(rest(in)));
-  }
+  static void jump(std::istream& in) { oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value(rest(in))); }
 
   std::shared_ptr<oq::OQWebController> shown() {
     if (_popWindow) return _popWindow->webController();
@@ -134,8 +132,8 @@ class Fixture : public CommandFixture {
     const auto frame = _popWindow->webController()->view()->frame();
     const auto close = _popWindow->closeBtn()->frame();
     std::ostringstream text;
-    text << "card " << frame.minX() << " " << frame.minY() << " " << frame.size.width << " " << frame.size.height
-         << " " << close.centre().x << " " << close.centre().y;
+    text << "card " << frame.minX() << " " << frame.minY() << " " << frame.size.width << " " << frame.size.height << " "
+         << close.centre().x << " " << close.centre().y;
     say(text.str());
   }
 

@@ -10,8 +10,8 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Views/UIControl.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "support/ScratchFolder.h"
@@ -102,7 +102,8 @@ TEST(HeadlessHostTest, WithoutAnimationsAllIsAtItsEndAtOnce) {
     HeadlessHost host(options);
     auto view = addRed(CGRectMake(0, 0, 10, 10));
     bool completed = false;
-    UIView::animateWithDuration(5, [&] { view->setAlpha(0); }, [&](bool) { completed = true; });
+    UIView::animateWithDuration(
+        5, [&] { view->setAlpha(0); }, [&](bool) { completed = true; });
     host.runMainQueue();
     EXPECT_EQ(completed, !animations);
     EXPECT_EQ(host.pixelAt(5, 5), animations ? kRed : kWhite);

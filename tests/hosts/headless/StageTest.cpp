@@ -6,10 +6,10 @@
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "Model/OQWindowData.h"
-#include "UI/OQPopWindow.h"
 #include "Pages/OQWebController.h"
-#include "UIKit/Windows/UIApplication.h"
+#include "UI/OQPopWindow.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "oqsdk/oqsdk.h"

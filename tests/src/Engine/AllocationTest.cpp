@@ -20,13 +20,12 @@ TEST_F(EngineTest, AnEventThatShowsNoWindowAllocatesNothing) {
   for (int i = 0; i < 200; ++i) {
     const std::string name = "e" + std::to_string(i % 10);
     const Value awaited = i % 3 == 0 ? Value{{"xwhat", "e0"}} : Value();
-    records.push_back(campaign(
-        std::to_string(i), name,
-        {{"count", 0},
-         {"preEvent", awaited},
-         {"picture", nullptr},
-         {"event",
-          {{"xwhat", name}, {"xcontext", {{"k" + std::to_string(i % 4), std::to_string(i % 5)}}}}}}));
+    records.push_back(
+        campaign(std::to_string(i), name,
+                 {{"count", 0},
+                  {"preEvent", awaited},
+                  {"picture", nullptr},
+                  {"event", {{"xwhat", name}, {"xcontext", {{"k" + std::to_string(i % 4), std::to_string(i % 5)}}}}}}));
   }
   records.push_back(campaign("1000", "e11", {{"preEvent", {{"xwhat", "never"}}}}));
   records.push_back(campaign("1001", "e12"));
@@ -51,8 +50,8 @@ TEST_F(EngineTest, AnEventThatShowsNoWindowAllocatesNothing) {
   std::set<std::string> outcomes;
   const Value decisions = engine->recentDecisions();
   for (const Value& each : decisions.as_array()) outcomes.emplace(each.at("outcome").as_string());
-  EXPECT_EQ(outcomes, (std::set<std::string>{"another window matched first", "count used up", "no match",
-                                             "no record", "pre-condition not met"}));
+  EXPECT_EQ(outcomes, (std::set<std::string>{"another window matched first", "count used up", "no match", "no record",
+                                             "pre-condition not met"}));
 }
 
 }  // namespace

@@ -20,8 +20,7 @@ class EngineBadInputTest : public EngineTest {
 };
 
 std::string nested(int depth) {
-  return std::string(static_cast<std::size_t>(depth), '[') +
-         std::string(static_cast<std::size_t>(depth), ']');
+  return std::string(static_cast<std::size_t>(depth), '[') + std::string(static_cast<std::size_t>(depth), ']');
 }
 
 TEST_F(EngineBadInputTest, AnswersThatAreNoJSONChangeNothing) {
@@ -68,8 +67,7 @@ TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
   const auto ids = [&] {
     std::vector<std::pair<Value, std::int64_t>> found;
     const auto windows = engine->inAppDataArray();
-    for (const auto& window : *windows)
-      found.emplace_back(window->windowId(), window->count());
+    for (const auto& window : *windows) found.emplace_back(window->windowId(), window->count());
     return found;
   };
   const auto before = ids();
@@ -99,8 +97,7 @@ TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
   for (int i = 0; i < 2000; ++i) deep = i % 2 ? Value(Array{std::move(deep)}) : Value{{"k", std::move(deep)}};
   Dictionary wide;
   for (int i = 0; i < 3000; ++i) wide[std::to_string(i)] = std::to_string(i);
-  for (const Value& value :
-       Array{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
+  for (const Value& value : Array{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
     for (const char* key : {"xwho", "appid", "xwhat", "xwhen", "xcontext"}) {
       Value info = uploadInfo("view");
       info.as_object()[key] = value;

@@ -71,12 +71,11 @@ TEST_F(EngineTest, HoldsNoLockWhileItCallsOut) {
       {"/push/sdk/in_app", textOf(listAnswer({campaign("1", "buy"), campaign("2", "view")}))},
       {"/push/sdk/event/trigger", R"({"code":0})"},
       {"/push/sdk/in_app/callback", R"({"code":0})"}};
-  setURLTransport(
-      std::make_shared<ImmediateTransport>([&](const std::string& path) -> std::optional<std::string> {
-        callout(path);
-        const auto known = answers.find(path);
-        return known == answers.end() ? std::nullopt : std::optional(known->second);
-      }));
+  setURLTransport(std::make_shared<ImmediateTransport>([&](const std::string& path) -> std::optional<std::string> {
+    callout(path);
+    const auto known = answers.find(path);
+    return known == answers.end() ? std::nullopt : std::optional(known->second);
+  }));
   engine->onEventDataReceived(uploadInfo("buy"));  // waits for the lists
   engine->login();
   while (DispatchQueue::drainMain() > 0) {
@@ -84,9 +83,8 @@ TEST_F(EngineTest, HoldsNoLockWhileItCallsOut) {
   engine->onEventDataReceived(uploadInfo("view"));
   engine->shown().at(0).action(3, nullptr);
   EXPECT_EQ(engine->shownIds(), (std::vector<std::string>{"1", "2"}));
-  for (const char* where :
-       {"/push/sdk/login", "/push/sdk/event/subscribe", "/push/sdk/in_app", "/1.png",
-        "/push/sdk/event/trigger", "/push/sdk/in_app/callback", "platform log", "window"}) {
+  for (const char* where : {"/push/sdk/login", "/push/sdk/event/subscribe", "/push/sdk/in_app", "/1.png",
+                            "/push/sdk/event/trigger", "/push/sdk/in_app/callback", "platform log", "window"}) {
     EXPECT_GT(callouts[where], 0) << where;
   }
   setPlatformLogHandler([](std::string_view) {});

@@ -50,13 +50,11 @@ TEST_F(EnvironmentSwitch, OffersTheTwoOthersAndStoresTheChosen) {
     std::string name, first, second;
     std::uint64_t setsFirst, setsSecond;
   };
-  for (const Case& each :
-       {Case{0, "distribution", "dev", "test", 2, 1}, Case{1, "test", "dev", "distribution", 2, 0},
-        Case{2, "dev", "test", "distribution", 1, 0}}) {
+  for (const Case& each : {Case{0, "distribution", "dev", "test", 2, 1}, Case{1, "test", "dev", "distribution", 2, 0},
+                           Case{2, "dev", "test", "distribution", 1, 0}}) {
     config->setEnvType(each.current);
     ask();
-    EXPECT_THAT(texts(),
-                ElementsAre("切换环境", "当前环境为“" + each.name + "”，是否切换？\n切换后请重启APP"));
+    EXPECT_THAT(texts(), ElementsAre("切换环境", "当前环境为“" + each.name + "”，是否切换？\n切换后请重启APP"));
     EXPECT_THAT(test::buttonTitlesOnScreen(), ElementsAre("取消", each.first, each.second));
     auto buttons = test::viewsOnScreen<UIButton>();
     for (int i : {0, 1}) EXPECT_LT(buttons[i]->frame().minY(), buttons[i + 1]->frame().minY());

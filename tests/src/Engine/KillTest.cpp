@@ -9,11 +9,11 @@
 #include <random>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
-#include "Foundation/Stores/UserDefaults.h"
-#include "Engine/OQSDKManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
@@ -143,8 +143,8 @@ void killOverAndOver(int kills) {
     EXPECT_LE(times, count) << "window " << id;
     shown += times;
   }
-  std::printf("[ kills    ] display count: %d kills, %d showings of %d windows, at most %d each\n", killed,
-              shown, windowCount, count);
+  std::printf("[ kills    ] display count: %d kills, %d showings of %d windows, at most %d each\n", killed, shown,
+              windowCount, count);
 }
 
 /// OQSDK_KILLS asks for more kills than usual. In a program of its own, since lives are forks.

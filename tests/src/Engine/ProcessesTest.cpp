@@ -12,10 +12,10 @@
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
-#include "Engine/OQSDKManager.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQRecordStore.h"
 #include "support/EngineTest.h"
@@ -119,8 +119,8 @@ void enterApplication(const std::filesystem::path& folder) {
     Array records;
     for (int i = 0; i < windowCount; ++i) {
       const auto window = static_cast<std::size_t>(i);
-      records.push_back(campaign(std::to_string(i), "e" + std::to_string(i),
-                                 {{"count", counts[window]}, {"picture", nullptr}}));
+      records.push_back(
+          campaign(std::to_string(i), "e" + std::to_string(i), {{"count", counts[window]}, {"picture", nullptr}}));
     }
     return textOf(listAnswer(records));
   }));
@@ -269,10 +269,10 @@ void playRounds() {
   for (const auto& [deaths, name] : kinds) {
     Totals totals;
     for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) playRound(random, deaths, totals);
-    std::printf("[ process  ] %s, %d rounds of 8 processes and 8 more: %d counted, %d shown, %d died before the frame, "
-                "%d killed, %d of them without an answer; records busy %d times\n",
-                name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered,
-                totals.busy);
+    std::printf(
+        "[ process  ] %s, %d rounds of 8 processes and 8 more: %d counted, %d shown, %d died before the frame, "
+        "%d killed, %d of them without an answer; records busy %d times\n",
+        name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered, totals.busy);
     std::fflush(stdout);  // not again by a fork
   }
 }

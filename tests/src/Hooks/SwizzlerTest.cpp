@@ -7,10 +7,10 @@
 #include <thread>
 #include <vector>
 
+#include "Hooks/OQSwizzleSlots.h"
 #include "Hooks/Object+OQSwizzle.h"
 #include "UIKit/Controllers/UIViewController.h"
 #include "Utils/OQLogger.h"
-#include "Hooks/OQSwizzleSlots.h"
 #include "oqsdk/Exception.h"
 #include "src/TemporaryFolder.h"
 #include "support/Threads.h"

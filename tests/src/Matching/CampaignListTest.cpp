@@ -41,8 +41,7 @@ TEST(CampaignList, ComesToWhatTheRuleSays) {
     const std::string text = std::string(each.event) + " against " + each.condition;
     // Alone, behind others of the name, and as a pre-condition.
     const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
-                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")),
-                            window(json(each.condition))};
+                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), window(json(each.condition))};
     const Windows alone = {window(json(each.condition))};
     EXPECT_EQ(indexMatch(OQCampaignList(alone), event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(linearMatch(alone, event), each.matches ? 0u : 1u) << text;

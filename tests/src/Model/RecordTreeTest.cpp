@@ -207,12 +207,12 @@ TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
     std::int64_t expectedCount, expectedUsedCount;
   };
   const Case cases[] = {
-      {2, 2, 10, 10, 5, 10, 5},               // counted by others
-      {2, 3, 10, 10, 5, 10, 6},               // and here, not stored yet
-      {2, 9, 10, 10, 5, 10, 10},              // at most the count
-      {2, 2, 10, 3, 3, 3, 3},                 // lowered by another process's list
-      {2, 3, 20, 12, 5, 20, 6},               // raised by a list of ours that is not stored yet
-      {5, 5, 3, 10, 6, 3, 3},                 // lowered by ours
+      {2, 2, 10, 10, 5, 10, 5},                        // counted by others
+      {2, 3, 10, 10, 5, 10, 6},                        // and here, not stored yet
+      {2, 9, 10, 10, 5, 10, 10},                       // at most the count
+      {2, 2, 10, 3, 3, 3, 3},                          // lowered by another process's list
+      {2, 3, 20, 12, 5, 20, 6},                        // raised by a list of ours that is not stored yet
+      {5, 5, 3, 10, 6, 3, 3},                          // lowered by ours
       {lowest, highest, highest, 10, lowest, 10, 10},  // whatever a file may hold
       {lowest, highest, highest, highest, highest, highest, highest},
   };

@@ -4,9 +4,9 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/System/Device.h"
-#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {

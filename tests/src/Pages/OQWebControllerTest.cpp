@@ -2,18 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include "Foundation/System/Device.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/System/Device.h"
 #include "Model/OQWindowData.h"
-#include "UI/OQPopWindow.h"
+#include "Pages/OQNavigation.h"
 #include "Pages/OQWebImages.h"
-#include "UIKit/Windows/Accessibility.h"
-#include "UIKit/Windows/UIApplication.h"
+#include "UI/OQPopWindow.h"
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
-#include "Pages/OQNavigation.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "support/EngineTest.h"

@@ -5,11 +5,11 @@
 #include <future>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Utils/OQDispatchQueueManager.h"
 #include "Engine/OQSDKManager.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Controllers/UIViewController.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "src/TemporaryFolder.h"
 
 namespace oq {

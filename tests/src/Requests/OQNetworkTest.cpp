@@ -5,8 +5,8 @@
 #include <chrono>
 #include <future>
 
-#include "Foundation/Values/Base64.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Values/Base64.h"
 #include "Storage/OQImageDiskCache.h"
 #include "oqsdk/Exception.h"
 #include "support/EngineTest.h"
@@ -62,8 +62,8 @@ TEST_F(OQNetworkTest, AddressesFollowTheStoredEnvironment) {
 
 TEST_F(OQNetworkTest, APostSendsJSONWithItsOwnContentType) {
   const Value body = {{"k", Array{1, "ä"}}};
-  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr(
-      "/p", {{"content-type", "text/plain"}, {"X-Key", 7}}, body, success(), failure());
+  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/p", {{"content-type", "text/plain"}, {"X-Key", 7}}, body,
+                                                            success(), failure());
   ASSERT_TRUE(network->settle());
   const auto request = network->requests().at(0);
   EXPECT_EQ(request.method, "POST");
@@ -146,8 +146,8 @@ class OQNetworkImageTest : public OQNetworkTest {
     std::optional<Error> error;
   };
   OQNetwork::ImageCompletion keep(Picture& picture) {
-    return [&picture](std::shared_ptr<const UIImage> image, const Data& data,
-                      const std::optional<Error>& error, bool finished) {
+    return [&picture](std::shared_ptr<const UIImage> image, const Data& data, const std::optional<Error>& error,
+                      bool finished) {
       ++picture.calls;
       picture = {picture.calls, image != nullptr, finished, data, error};
     };

@@ -137,8 +137,7 @@ TEST_F(KeychainItemTest, ItemsAreToldApartByIdentifierAndAccessGroup) {
   OQKeychainItemWrapper("one", "another.group").setObject("3", kSecValueData);
   EXPECT_TRUE(wrapper("one").objectForKey(kSecValueData) == PropertyValue("1"));
   EXPECT_TRUE(wrapper("two").objectForKey(kSecValueData) == PropertyValue("2"));
-  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup),
-            0u);
+  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup), 0u);
 }
 
 TEST_F(KeychainItemTest, ResettingDeletesTheItem) {

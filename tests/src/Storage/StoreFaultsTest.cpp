@@ -4,9 +4,9 @@
 #include <regex>
 #include <sstream>
 
-#include "Foundation/System/Device.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
+#include "Foundation/System/Device.h"
 #include "Model/OQRecordTreeNode.h"
 #include "Security/FileKeychainStore.h"
 #include "Storage/OQDataArchiver.h"

@@ -43,8 +43,7 @@ TEST_F(DiagnosticsTest, TakesInEveryEventOfManyThreads) {
 
 TEST_F(DiagnosticsTest, TellsTheState) {
   EXPECT_EQ(engine->diagnostics().at("userId"), nullptr);
-  deliverInApp(
-      {campaign("7", "buy", {{"count", 2}}), campaign("8", "leave", {{"preEvent", {{"xwhat", "enter"}}}})});
+  deliverInApp({campaign("7", "buy", {{"count", 2}}), campaign("8", "leave", {{"preEvent", {{"xwhat", "enter"}}}})});
   deliverSubscriptions({campaign("9", "pay")});
   engine->setPageName("CartPage");
   receive("buy");
@@ -80,9 +79,8 @@ TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
   OQDiagnosticsPanel::show();  // it is there already
   host.advance(0.5);
   const std::string title = "OQSDK " + OQSDKVersion;
-  for (const char* text :
-       {title.c_str(), "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
-        "Subscriptions (0)", "Last decisions (1)", "Window 7 on buy", "no record"})
+  for (const char* text : {title.c_str(), "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
+                           "Subscriptions (0)", "Last decisions (1)", "Window 7 on buy", "no record"})
     EXPECT_THAT(texts(), Contains(text));
   EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is no page";
   shared.setUserId(std::nullopt);

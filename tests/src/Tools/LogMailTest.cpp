@@ -4,13 +4,13 @@
 
 #include <fstream>
 
+#include "Engine/OQSDKManager.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
-#include "Engine/OQSDKManager.h"
+#include "Hooks/OQSwizzler.h"
 #include "MessageUI/MFMailComposeViewController.h"
 #include "UIKit/Views/UILabel.h"
 #include "Utils/OQLogger.h"
-#include "Hooks/OQSwizzler.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"

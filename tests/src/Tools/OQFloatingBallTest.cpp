@@ -4,8 +4,8 @@
 
 #include <thread>
 
-#include "UIKit/Windows/UIWindow.h"
 #include "Pages/OQNavigation.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
 namespace oq {

@@ -49,8 +49,7 @@ TEST_F(StyledWidget, LabelTakesWhatTheAttributeHoldsAndKeepsTheRest) {
 }
 
 TEST_F(StyledWidget, ButtonTakesWhatTheAttributeHoldsAndKeepsTheRest) {
-  auto full =
-      make<OQButtonAttribute>(R"({"text": "Go", "color": "#ff0000", "background": "#00ff00", "size": 30})");
+  auto full = make<OQButtonAttribute>(R"({"text": "Go", "color": "#ff0000", "background": "#00ff00", "size": 30})");
   auto empty = std::make_shared<OQButtonAttribute>();
   empty->setColor(std::nullopt);
   empty->setBackgroundColor(std::nullopt);

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "Pages/OQNavigation.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
-#include "Pages/OQNavigation.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "src/TemporaryFolder.h"
 
@@ -451,8 +451,9 @@ TEST_F(PopWindowOnThePhone, ClosesByAFingerNextToTheCloseButtonButNotOnTheCard) 
     std::int64_t code;  // 1: it stays
   };
   // The picture of the button is 25 points wide.
-  const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1}, {1, {0, -27}, 2}, {2, {21, -21}, 3},
-                        {2, {-21, -21}, 3}, {2, {-12, 12}, 3}, {2, {-12, 14}, 1}, {2, {-21, 21}, 1}, {4, {21, -21}, 3}};
+  const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1},   {1, {0, -27}, 2},
+                        {2, {21, -21}, 3}, {2, {-21, -21}, 3}, {2, {-12, 12}, 3}, {2, {-12, 14}, 1},
+                        {2, {-21, 21}, 1}, {4, {21, -21}, 3}};
   for (const auto& [style, offset, code] : cases) {
     SCOPED_TRACE(testing::Message() << style << " at " << offset.x << ", " << offset.y);
     reports.clear();
@@ -531,12 +532,9 @@ TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
 
 TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
   const std::vector<std::function<void()>> events = {
-      [&] { host.setScreenSize(300, 200); },
-      [&] { host.setScreenSize(1, 1); },
-      [&] { host.setScreenSize(590, 1274); },
-      [&] { host.setScale(3); },
-      [&] { window->removeFromSuperview(); },
-      [&] { window->closeWithCompletion(nullptr); },
+      [&] { host.setScreenSize(300, 200); },  [&] { host.setScreenSize(1, 1); },
+      [&] { host.setScreenSize(590, 1274); }, [&] { host.setScale(3); },
+      [&] { window->removeFromSuperview(); }, [&] { window->closeWithCompletion(nullptr); },
   };
   for (std::size_t i = 0; i < events.size(); ++i) {
     for (int style = 1; style <= 4; ++style) {

@@ -4,9 +4,9 @@
 
 #include <future>
 
-#include "Foundation/Values/Base64.h"
-#include "Foundation/Networking/URLSession.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Networking/URLSession.h"
+#include "Foundation/Values/Base64.h"
 #include "Storage/OQImageDiskCache.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "src/TemporaryFolder.h"
@@ -16,8 +16,7 @@ namespace oq {
 namespace {
 
 /// A picture of one pixel.
-const char* kPixel =
-    "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg==";
+const char* kPixel = "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg==";
 
 class WebImage : public testing::Test {
  protected:

@@ -46,11 +46,10 @@ TEST(DispatchQueueManager, HasOneSerialQueueWhateverTheTag) {
   OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [&, order] {
     order->push_back(DispatchQueue::currentLabel());
     // The second tag is never recognised: its work goes to the end of the same queue.
-    OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD,
-                                                  [&, order] {
-                                                    order->push_back(DispatchQueue::currentLabel());
-                                                    done.set_value(*order);
-                                                  });
+    OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD, [&, order] {
+      order->push_back(DispatchQueue::currentLabel());
+      done.set_value(*order);
+    });
     OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [order] { order->push_back("inner"); });
     order->push_back("outer ends");
   });

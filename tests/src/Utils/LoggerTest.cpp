@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "Foundation/Files/Bundle.h"
-#include "Foundation/Values/Date.h"
 #include "Foundation/System/Device.h"
+#include "Foundation/Values/Date.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
 #include "support/Threads.h"

@@ -88,8 +88,7 @@ TEST(FileManager, SurvivesAFullDisk) {
                   !writeFileAtomically(folder / "kept", Data(100'000)) &&
                   textOfFile(folder / "kept") == std::string(1000, 'k') &&
                   enumerateDirectory(folder.path()).size() == 2;
-    return isSafe && std::filesystem::remove(folder / "ballast") &&
-           writeFileAtomically(folder / "kept", Data(100'000));
+    return isSafe && std::filesystem::remove(folder / "ballast") && writeFileAtomically(folder / "kept", Data(100'000));
   }));
 }
 
@@ -183,8 +182,7 @@ TEST(FileManager, EnumeratesInAscendingOrderWithoutFollowingLinks) {
   ScratchFolder folder;
   for (const char* name : {"c", "a", "b/z", "b/inner/y", "b.txt"}) folder.write(name, "");
   std::filesystem::create_directory_symlink(folder.path(), folder / "b/loop");
-  std::vector<std::filesystem::path> expected{"a",      "b",   "b/inner", "b/inner/y",
-                                              "b/loop", "b/z", "b.txt",   "c"};
+  std::vector<std::filesystem::path> expected{"a", "b", "b/inner", "b/inner/y", "b/loop", "b/z", "b.txt", "c"};
   EXPECT_EQ(enumerateDirectory(folder.path()), expected);
   EXPECT_TRUE(enumerateDirectory(folder / "none").empty());
 }

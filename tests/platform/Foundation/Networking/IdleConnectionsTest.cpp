@@ -21,8 +21,8 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/Networking/CurlTransport.h"
 #include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Networking/CurlTransport.h"
 #include "Requests.h"
 #include "support/LoopbackServer.h"
 #include "support/ScratchFolder.h"

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "Foundation/Networking/CurlTransport.h"
 #include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Networking/CurlTransport.h"
 #include "Requests.h"
 #include "support/LoopbackServer.h"
 
@@ -156,8 +156,8 @@ std::string gzipped(const std::string& text, int times) {
 }
 
 std::string gzipAnswer(const std::string& packed) {
-  return "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " + std::to_string(packed.size()) +
-         "\r\n\r\n" + packed;
+  return "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " + std::to_string(packed.size()) + "\r\n\r\n" +
+         packed;
 }
 
 TEST_F(ServerFaults, PackedAnswersAreUnpacked) {

@@ -49,26 +49,21 @@ TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
   EXPECT_EQ(seen.header("Content-Type"), "text/plain");
   EXPECT_EQ(seen.header("User-Agent"), "OQSDK/" + OQSDKVersion);
   auto has = [&](const char* name) {
-    return std::any_of(seen.headers.begin(), seen.headers.end(),
-                       [&](auto& field) { return field.first == name; });
+    return std::any_of(seen.headers.begin(), seen.headers.end(), [&](auto& field) { return field.first == name; });
   };
-  for (const char* unwanted : {"Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad"})
-    EXPECT_FALSE(has(unwanted));
+  for (const char* unwanted : {"Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad"}) EXPECT_FALSE(has(unwanted));
 }
 
 TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
   LoopbackServer server;
   server.handle("/m", [](const auto& request) {
-    return LoopbackServer::Response{200,
-                                    request.method + ":" + std::to_string(request.body.size()),
-                                    "text/plain",
-                                    {{"Set-Cookie", "a=b"}}};
+    return LoopbackServer::Response{
+        200, request.method + ":" + std::to_string(request.body.size()), "text/plain", {{"Set-Cookie", "a=b"}}};
   });
   EXPECT_EQ(perform(get(server.url("/m"))).text, "GET:0");
   EXPECT_EQ(perform(post(server.url("/m"), "")).text, "POST:0");
   EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text, "POST:3145728");
-  URLRequest put(URL::withString(server.url("/m")),
-                 URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
+  URLRequest put(URL::withString(server.url("/m")), URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
   put.setHTTPMethod("PUT");
   put.setHTTPBody(Data{1, 0, 2});
   EXPECT_EQ(perform(put).text, "PUT:3");
@@ -86,8 +81,7 @@ TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
     void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "went to the network"; }
   };
   setURLTransport(std::make_shared<NoTransport>());
-  for (const char* address :
-       {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
+  for (const char* address : {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
     auto outcome = perform(post(address, "{}"));
     EXPECT_EQ(outcome.errorCode, URLErrorUnsupportedURL) << address;
   }
@@ -207,11 +201,10 @@ TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground
   std::promise<bool> isMain;
   auto session = URLSession::sessionWithConfiguration({});
   session
-      ->dataTaskWithRequest(
-          get(server.url("/n")),
-          [&](auto&, auto&, auto&) {
-            isMain.set_value(DispatchQueue::currentLabel() == DispatchQueue::main().label());
-          })
+      ->dataTaskWithRequest(get(server.url("/n")),
+                            [&](auto&, auto&, auto&) {
+                              isMain.set_value(DispatchQueue::currentLabel() == DispatchQueue::main().label());
+                            })
       ->resume();
   EXPECT_FALSE(isMain.get_future().get());
 }
@@ -223,9 +216,8 @@ TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
   auto outer = std::make_shared<std::promise<std::string>>();
   auto session = URLSession::sessionWithConfiguration({});
   session
-      ->dataTaskWithRequest(
-          get(server.url("/a")),
-          [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text); })
+      ->dataTaskWithRequest(get(server.url("/a")),
+                            [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text); })
       ->resume();
   auto future = outer->get_future();
   ASSERT_EQ(future.wait_for(60s), std::future_status::ready);

@@ -10,16 +10,15 @@ namespace oq {
 namespace {
 
 TEST(URL, TakesWhatMayStandInAnAddressAndNothingElse) {
-  for (const char* good : {"https://localhost:38088/push/sdk/login?a=1&b=%E4%bd%A0#top", "(null)/push",
-                           "/a;b@c", "%20", "https://[::1]:8088/", "HTTPS://EXAMPLE.com/~x'!*$,="}) {
+  for (const char* good : {"https://localhost:38088/push/sdk/login?a=1&b=%E4%bd%A0#top", "(null)/push", "/a;b@c", "%20",
+                           "https://[::1]:8088/", "HTTPS://EXAMPLE.com/~x'!*$,="}) {
     auto url = URL::withString(good);
     ASSERT_TRUE(url) << good;
     EXPECT_EQ(url->absoluteString(), good);
   }
   using namespace std::string_view_literals;
-  for (auto bad :
-       {""sv, "a b"sv, "https://h/\xe4\xbd\xa0"sv, "%"sv, "a%2"sv, "%zz"sv, "%2\0"sv, "a\0b"sv, "a\nb"sv,
-        "<a>"sv, "\"q\""sv, "a|b"sv, "{}"sv, "a\\b"sv, "^"sv, "`"sv, "\x7f"sv, "\x80"sv}) {
+  for (auto bad : {""sv, "a b"sv, "https://h/\xe4\xbd\xa0"sv, "%"sv, "a%2"sv, "%zz"sv, "%2\0"sv, "a\0b"sv, "a\nb"sv,
+                   "<a>"sv, "\"q\""sv, "a|b"sv, "{}"sv, "a\\b"sv, "^"sv, "`"sv, "\x7f"sv, "\x80"sv}) {
     EXPECT_FALSE(URL::withString(bad)) << bad;
   }
 }

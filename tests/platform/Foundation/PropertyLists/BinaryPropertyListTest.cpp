@@ -46,16 +46,14 @@ std::string bytes(std::initializer_list<int> values) {
 TEST(BinaryPropertyList, OthersReadEveryKindOfNode) {
   constexpr auto Min = std::numeric_limits<std::int64_t>::min();
   constexpr auto Max = std::numeric_limits<std::int64_t>::max();
-  Data data =
-      write(listOf({// numbers
-                    true, false, std::int64_t{0}, std::int64_t{255}, std::int64_t{256}, std::int64_t{65536},
-                    std::int64_t{1} << 32, Max, Min, std::int64_t{-1}, std::uint64_t{1} << 63,
-                    RealNode{0.5, false}, RealNode{1.5, true}, dateFromSecondsSince1970(86400),
-                    // bytes, texts and references
-                    Data{1, 2}, Data(300, 9), std::string("plain"), std::string(20, 'a'), std::string("é😀"),
-                    std::string(), Uid{5}, Uid{70000}}));
-  EXPECT_EQ(python("print([x if x != bytes([9] * 300) else 'long' for x in plistlib.load(open(path, 'rb'))])",
-                   data),
+  Data data = write(listOf({// numbers
+                            true, false, std::int64_t{0}, std::int64_t{255}, std::int64_t{256}, std::int64_t{65536},
+                            std::int64_t{1} << 32, Max, Min, std::int64_t{-1}, std::uint64_t{1} << 63,
+                            RealNode{0.5, false}, RealNode{1.5, true}, dateFromSecondsSince1970(86400),
+                            // bytes, texts and references
+                            Data{1, 2}, Data(300, 9), std::string("plain"), std::string(20, 'a'), std::string("é😀"),
+                            std::string(), Uid{5}, Uid{70000}}));
+  EXPECT_EQ(python("print([x if x != bytes([9] * 300) else 'long' for x in plistlib.load(open(path, 'rb'))])", data),
             "[True, False, 0, 255, 256, 65536, 4294967296, 9223372036854775807, -9223372036854775808, -1, "
             "9223372036854775808, 0.5, 1.5, datetime.datetime(1970, 1, 2, 0, 0), b'\\x01\\x02', 'long', "
             "'plain', 'aaaaaaaaaaaaaaaaaaaa', 'é😀', '', UID(5), UID(70000)]\n");
@@ -67,14 +65,12 @@ TEST(BinaryPropertyList, OthersReadEveryKindOfNode) {
 }
 
 TEST(BinaryPropertyList, ReadsWhatOthersWrite) {
-  EXPECT_EQ(
-      textOf(read(
-          plistFromPython("[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, "
-                          "datetime.datetime(2001, 1, 1), 'a' * 70000]"))),
-      "[True, -5, 9223372036854775807, 9223372036854775808u, 1099511627776, real 0.10000000000000001, b'xy', "
-      "'é😀', "
-      "UID 300, {'k': ['v']}, date 978307200, '" +
-          std::string(70000, 'a') + "']");
+  EXPECT_EQ(textOf(read(plistFromPython("[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, "
+                                        "datetime.datetime(2001, 1, 1), 'a' * 70000]"))),
+            "[True, -5, 9223372036854775807, 9223372036854775808u, 1099511627776, real 0.10000000000000001, b'xy', "
+            "'é😀', "
+            "UID 300, {'k': ['v']}, date 978307200, '" +
+                std::string(70000, 'a') + "']");
   EXPECT_EQ(textOf(read(binaryFromLibplist(
                 "<array><true/><integer>-5</integer><real>0.5</real><string>é😀</string><data>eHk=</data>"
                 "<date>2001-01-01T00:00:00Z</date><dict><key>k</key><array/></dict></array>"))),

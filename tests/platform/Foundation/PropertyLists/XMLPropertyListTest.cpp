@@ -23,8 +23,8 @@ std::optional<Table> readText(const std::string& text) {
 
 Data xmlFromPython(const std::string& expression) {
   ScratchFolder folder;
-  std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression + ", sort_keys=False))\n",
-                              folder / "made");
+  std::string errors =
+      python("open(path, 'wb').write(plistlib.dumps(" + expression + ", sort_keys=False))\n", folder / "made");
   return dataFromString(errors + textOfFile(folder / "made"));
 }
 
@@ -43,10 +43,9 @@ Value nested(int levels) {
 }  // namespace
 
 TEST(XMLPropertyList, OthersReadEveryKindOfNode) {
-  Table table =
-      listOf({true, std::int64_t{-5}, std::numeric_limits<std::int64_t>::min(), std::uint64_t{1} << 63,
-              RealNode{0.1}, RealNode{5}, RealNode{1e300}, dateFromSecondsSince1970(-1.5), Data{},
-              Data{0, 255}, std::string("<é&😀>\r\n\t \"'"), std::string()});
+  Table table = listOf({true, std::int64_t{-5}, std::numeric_limits<std::int64_t>::min(), std::uint64_t{1} << 63,
+                        RealNode{0.1}, RealNode{5}, RealNode{1e300}, dateFromSecondsSince1970(-1.5), Data{},
+                        Data{0, 255}, std::string("<é&😀>\r\n\t \"'"), std::string()});
   auto xml = writeXML(table);
   ASSERT_TRUE(xml);
   EXPECT_EQ(python("print(plistlib.load(open(path, 'rb'), fmt=plistlib.FMT_XML))", *xml),
@@ -61,43 +60,39 @@ TEST(XMLPropertyList, ReadsWhatOthersWrite) {
       "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}");
   std::string every;
   for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
-  EXPECT_EQ(
-      textOf(readXML(xml)),
-      "{'b': [True, False, -5, 9223372036854775807, 9223372036854775808u, real 0.10000000000000001, real "
-      "inf], '<k&é>': {'': ''}, 's': ' a\n<b>&amp; ', 'd': date 1709251198, 'x': b'" +
-          every + "'}");
+  EXPECT_EQ(textOf(readXML(xml)),
+            "{'b': [True, False, -5, 9223372036854775807, 9223372036854775808u, real 0.10000000000000001, real "
+            "inf], '<k&é>': {'': ''}, 's': ' a\n<b>&amp; ', 'd': date 1709251198, 'x': b'" +
+                every + "'}");
 }
 
 TEST(XMLPropertyList, RefusesWhatIsNoPropertyList) {
   ASSERT_TRUE(readText(document("<string/>")));
   ASSERT_TRUE(readText(document("<!-- kept out --><string>a<!-- b -->c<![CDATA[<]]>&#13;&gt;</string>")));
   const std::string whole = document("<dict><key>k</key><integer>7</integer></dict>");
-  for (std::size_t size = 0; size < whole.size(); ++size)
-    EXPECT_FALSE(readText(whole.substr(0, size))) << size;
+  for (std::size_t size = 0; size < whole.size(); ++size) EXPECT_FALSE(readText(whole.substr(0, size))) << size;
   const char* contents[] = {
       // not one object
-      "", "text", "<string/><string/>", "<key>k</key>", "<other/>", "<plist><true/></plist>",
-      "<true>1</true>", "<?other thing?><true/>",
+      "", "text", "<string/><string/>", "<key>k</key>", "<other/>", "<plist><true/></plist>", "<true>1</true>",
+      "<?other thing?><true/>",
       // dictionaries and arrays
-      "<dict><key>k</key></dict>", "<dict><string>k</string></dict>",
-      "<dict><key>k</key><key>l</key><true/></dict>", "<dict><key>k</key><true/><key>k</key><true/></dict>",
-      "<dict>text</dict>", "<array>text</array>", "<array><key>k</key></array>",
+      "<dict><key>k</key></dict>", "<dict><string>k</string></dict>", "<dict><key>k</key><key>l</key><true/></dict>",
+      "<dict><key>k</key><true/><key>k</key><true/></dict>", "<dict>text</dict>", "<array>text</array>",
+      "<array><key>k</key></array>",
       // texts
       "<string a=\"b\"/>", "<string><true/></string>", "<string>&foreign;</string>", "<string>&#0;</string>",
       "<string>&#1;</string>", "<string>\xff</string>",
       // numbers
       "<integer/>", "<integer>0x10</integer>", "<integer>+-1</integer>", "<integer> 1</integer>",
-      "<integer>1.5</integer>", "<integer>18446744073709551616</integer>",
-      "<integer>-9223372036854775809</integer>", "<real/>", "<real>1e999</real>", "<real>1,5</real>",
+      "<integer>1.5</integer>", "<integer>18446744073709551616</integer>", "<integer>-9223372036854775809</integer>",
+      "<real/>", "<real>1e999</real>", "<real>1,5</real>",
       // dates and bytes
-      "<date>2024-02-30T00:00:00Z</date>", "<date>2024-02-03T24:00:00Z</date>",
-      "<date>2024-02-03T00:00:00</date>", "<date>2024-02-03</date>", "<data>a</data>", "<data>****</data>",
-      "<data>AA=A</data>"};
+      "<date>2024-02-30T00:00:00Z</date>", "<date>2024-02-03T24:00:00Z</date>", "<date>2024-02-03T00:00:00</date>",
+      "<date>2024-02-03</date>", "<data>a</data>", "<data>****</data>", "<data>AA=A</data>"};
   for (const char* content : contents) EXPECT_FALSE(readText(document(content))) << content;
   for (const std::string& text :
        {std::string("<true/>"), document("<true/>") + document("<true/>"), document("<true/>") + "x",
-        std::string("<plist version=\"2.0\"><true/></plist>"),
-        std::string("<plist other=\"1.0\"><true/></plist>"),
+        std::string("<plist version=\"2.0\"><true/></plist>"), std::string("<plist other=\"1.0\"><true/></plist>"),
         "<!DOCTYPE plist [<!ENTITY e \"v\">]>" + document("<string>e</string>"),
         document(std::string("<string>\0</string>", 18))}) {
     EXPECT_FALSE(readText(text)) << text;
@@ -122,9 +117,9 @@ TEST(XMLPropertyList, RefusesToWriteWhatTheFormatCannotSay) {
 
 TEST(PropertyListSerialization, GivesBackWhatItWasGiven) {
   const PropertyValue values[] = {// bare
-                                  Value(true), Value(1), Value(1.0), Value(""), Value(" x\r\n"),
-                                  Value(Array{}), Value(Dictionary{}), Value(std::uint64_t{1} << 63), Data{},
-                                  Data{1, 2}, dateFromSecondsSince1970(1794614400),
+                                  Value(true), Value(1), Value(1.0), Value(""), Value(" x\r\n"), Value(Array{}),
+                                  Value(Dictionary{}), Value(std::uint64_t{1} << 63), Data{}, Data{1, 2},
+                                  dateFromSecondsSince1970(1794614400),
                                   // in each other
                                   Value(Dictionary{{"b", 1}, {"", Array{"x", 0.25, false}}}), nested(512)};
   for (const auto& value : values) {
@@ -146,8 +141,7 @@ TEST(PropertyListSerialization, SaysWhatItCannotDo) {
   }
   std::string deep;
   for (int i = 0; i < 100000; ++i) deep += "<array>";
-  for (const std::string& text :
-       {std::string("bplist00"), document("<array><data></data></array>"), document(deep)}) {
+  for (const std::string& text : {std::string("bplist00"), document("<array><data></data></array>"), document(deep)}) {
     Error error;
     EXPECT_TRUE(PropertyListSerialization::propertyListWithData(dataFromString(text), nullptr, &error) ==
                 PropertyValue(Value()));

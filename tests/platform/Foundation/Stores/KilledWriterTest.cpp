@@ -113,8 +113,7 @@ struct Tally {
   int kills = 0, inside = 0, faults = 0;
 };
 
-Tally killAgainAndAgain(int kills, const Write& write,
-                        const std::function<std::optional<std::int64_t>()>& read,
+Tally killAgainAndAgain(int kills, const Write& write, const std::function<std::optional<std::int64_t>()>& read,
                         bool untilFirstFault = false) {
   std::mt19937 random(std::random_device{}());
   Tally tally;

@@ -31,8 +31,7 @@ TEST(Base64, DecodesWhatIsWellFormedAndNothingElse) {
 }
 
 TEST(UTF8, TellsValidFromInvalid) {
-  for (std::string_view text :
-       {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
+  for (std::string_view text : {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
     EXPECT_TRUE(isValidUTF8(text));
   }
   for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"}) {

@@ -31,8 +31,7 @@ TEST(Format, PutsTheTextOfEachKindOfObject) {
       {std::uint64_t{18446744073709551615u}, "18446744073709551615"},
       {Array{}, "[]"},
       {Dictionary{}, "{}"},
-      {Dictionary{{"b", 1}, {"a", Array{nullptr, "x"}}},
-       "{\n  \"b\" : 1,\n  \"a\" : [\n    null,\n    \"x\"\n  ]\n}"},
+      {Dictionary{{"b", 1}, {"a", Array{nullptr, "x"}}}, "{\n  \"b\" : 1,\n  \"a\" : [\n    null,\n    \"x\"\n  ]\n}"},
   };
   for (const auto& c : cases) EXPECT_EQ(stringWithFormat("%@", c.value), c.text);
 }
@@ -124,8 +123,7 @@ TEST(JSON, RefusesWhatIsNotJSON) {
                                  // numbers and texts that there are not
                                  "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'", "\"\xff\"",
                                  "\"\xed\xa0\x80\"", "\"\\ud800\""};
-  for (const auto& text : refused)
-    EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
+  for (const auto& text : refused) EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
   for (const std::string& text : {std::string("null"), std::string(" \"x\" "), std::string("-0.5e-3"), deep(512),
                                   std::string("\xef\xbb\xbf {}")}) {
     EXPECT_TRUE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
@@ -133,9 +131,8 @@ TEST(JSON, RefusesWhatIsNotJSON) {
 }
 
 TEST(JSON, WritesWhatItCanReadAgain) {
-  Value value = Dictionary{{"text", "a\"\\\n\t\x01\x7f/é😀"},
-                           {"empty", Array{}},
-                           {"n", Array{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
+  Value value = Dictionary{
+      {"text", "a\"\\\n\t\x01\x7f/é😀"}, {"empty", Array{}}, {"n", Array{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
   EXPECT_EQ(valueWithJSONData(dataWithJSONObject(value)), value);
   EXPECT_EQ(valueWithJSONData(dataFromString(compactJSON(value))), value);
   EXPECT_EQ(compactJSON(Array{3.0, 3, -0.0}), "[3.0,3,-0.0]");

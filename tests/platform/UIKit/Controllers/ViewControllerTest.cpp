@@ -1,10 +1,10 @@
 #include "UIKit/Controllers/UIViewController.h"
 
-#include "UIKit/Painting/Painter.h"
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UINavigationItem.h"
 #include "UIKit/Controllers/UITabBarController.h"
+#include "UIKit/Painting/Painter.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
 namespace oq {
@@ -43,8 +43,7 @@ Class* Page::staticClass() {
   static Class* registered = registerClass(
       "ViewControllerTestPage", UIViewController::staticClass(),
       {method<&Page::_loaded>(viewDidLoadSelector), method<&Page::_willAppear>(viewWillAppearSelector),
-       method<&Page::_didAppear>(viewDidAppearSelector),
-       method<&Page::_willDisappear>(viewWillDisappearSelector),
+       method<&Page::_didAppear>(viewDidAppearSelector), method<&Page::_willDisappear>(viewWillDisappearSelector),
        method<&Page::_didDisappear>(viewDidDisappearSelector)});
   return registered;
 }
@@ -81,8 +80,8 @@ TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize)
 
   window->setRootViewController(second);
   window->setRootViewController(second);
-  EXPECT_EQ(log, (Log{"a load", "a will appear", "a did appear", "a will disappear", "a did disappear",
-                      "b load", "b will appear", "b did appear"}));
+  EXPECT_EQ(log, (Log{"a load", "a will appear", "a did appear", "a will disappear", "a did disappear", "b load",
+                      "b will appear", "b did appear"}));
   EXPECT_EQ(first->view()->superview(), nullptr);
   window->setRootViewController(nullptr);
   EXPECT_EQ(window->subviews(), (Views{overlay}));
@@ -111,8 +110,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   navigation->pushViewController(second, true);
   navigation->pushViewController(second, true);
   navigation->pushViewController(nullptr, true);
-  EXPECT_EQ(log,
-            (Log{"a will disappear", "b will appear animated", "b load", "a did disappear", "b did appear"}));
+  EXPECT_EQ(log, (Log{"a will disappear", "b will appear animated", "b load", "a did disappear", "b did appear"}));
   EXPECT_EQ(navigation->viewControllers().size(), 2u);
   EXPECT_EQ(second->view()->window(), window.get());
   EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
@@ -258,8 +256,8 @@ TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
   EXPECT_EQ(second->view()->window(), window.get());
   log.clear();
   first->dismissViewControllerAnimated(false);
-  EXPECT_EQ(log, (Log{"c will disappear", "b will disappear", "a will appear", "c did disappear",
-                      "b did disappear", "a did appear"}));
+  EXPECT_EQ(log, (Log{"c will disappear", "b will disappear", "a will appear", "c did disappear", "b did disappear",
+                      "a did appear"}));
   EXPECT_EQ(window->subviews(), (Views{first->view()}));
 
   // A first that goes takes along what it presents.

@@ -1,8 +1,8 @@
 #include <cmath>
 
+#include "UIKit/Input/UIGestureRecognizer.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Views/UIControl.h"
-#include "UIKit/Input/UIGestureRecognizer.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
@@ -41,8 +41,7 @@ TEST_F(TouchTest, TheFrontMostViewThatTakesTouchesIsHit) {
   auto child = add(CGRectMake(0, 0, 20, 20), front);
   EXPECT_EQ(window->hitTest({10, 10}), child);
   EXPECT_EQ(window->hitTest({30, 30}), front);
-  EXPECT_EQ(window->hitTest({50, 10}), nullptr)
-      << "the right edge is outside, the window itself is nothing to hit";
+  EXPECT_EQ(window->hitTest({50, 10}), nullptr) << "the right edge is outside, the window itself is nothing to hit";
 
   back->layer().setZPosition(1);
   EXPECT_EQ(window->hitTest({10, 10}), back);
@@ -103,8 +102,7 @@ TEST_F(TouchTest, RemovingAViewInAnyOfItsTouchesIsSafeAndEndsTheTouchOnce) {
     up(11, 11);
     EXPECT_TRUE(watched.expired()) << phase;
     ASSERT_FALSE(log.empty());
-    const auto ends =
-        std::count(log.begin(), log.end(), "ended") + std::count(log.begin(), log.end(), "cancelled");
+    const auto ends = std::count(log.begin(), log.end(), "ended") + std::count(log.begin(), log.end(), "cancelled");
     EXPECT_EQ(ends, 1) << phase;
     EXPECT_EQ(log.back(), phase == "ended" ? "ended" : "cancelled");
   }
@@ -167,8 +165,7 @@ TEST_F(TouchTest, ATapMayDestroyItsOwner) {
   auto token = std::make_shared<int>(7);
   view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&watched, token] {
     const auto owner = watched.lock();
-    for (int i = 0; i < 100; ++i)
-      owner->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>(nullptr));
+    for (int i = 0; i < 100; ++i) owner->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>(nullptr));
     owner->removeFromSuperview();
     EXPECT_EQ(*token, 7);
   }));
@@ -276,11 +273,10 @@ class ControlTest : public TouchTest {
  protected:
   ControlTest() {
     control = add<UIControl>(CGRectMake(0, 0, 20, 20));
-    const std::vector<std::pair<std::uint32_t, std::string>> events = {
-        {UIControlEventTouchDown, "down"},
-        {UIControlEventTouchUpInside, "inside"},
-        {UIControlEventTouchUpOutside, "outside"},
-        {UIControlEventTouchCancel, "cancel"}};
+    const std::vector<std::pair<std::uint32_t, std::string>> events = {{UIControlEventTouchDown, "down"},
+                                                                       {UIControlEventTouchUpInside, "inside"},
+                                                                       {UIControlEventTouchUpOutside, "outside"},
+                                                                       {UIControlEventTouchCancel, "cancel"}};
     for (const auto& [event, name] : events) {
       control->addTarget([this, name](UIControl&) { log.push_back(name); }, event);
     }

@@ -25,8 +25,7 @@ struct Colour {
 inline std::ostream& operator<<(std::ostream& out, const Colour& c) {
   return out << "(" << c.red << ", " << c.green << ", " << c.blue << ")";
 }
-inline constexpr Colour kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0},
-    kBlue{0, 0, 255};
+inline constexpr Colour kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
 
 /// White paper to paint on, and to look at pixel by pixel.
 class Canvas {
@@ -42,8 +41,7 @@ class Canvas {
   }
   /// As large as the window, with the window on it.
   explicit Canvas(UIWindow& window, double scale = 1, double now = 0)
-      : Canvas(static_cast<int>(window.bounds().size.width), static_cast<int>(window.bounds().size.height),
-               scale) {
+      : Canvas(static_cast<int>(window.bounds().size.width), static_cast<int>(window.bounds().size.height), scale) {
     paint(window, now);
   }
   ~Canvas() {
@@ -64,8 +62,7 @@ class Canvas {
   /// In pixels.
   Colour at(int x, int y) const {
     cairo_surface_flush(_surface);
-    const unsigned char* row =
-        cairo_image_surface_get_data(_surface) + y * cairo_image_surface_get_stride(_surface);
+    const unsigned char* row = cairo_image_surface_get_data(_surface) + y * cairo_image_surface_get_stride(_surface);
     return {row[4 * x + 2], row[4 * x + 1], row[4 * x]};
   }
   /// What is not white; empty (width 0) for a blank page.

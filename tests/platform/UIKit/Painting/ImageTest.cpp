@@ -7,10 +7,10 @@
 #include <thread>
 
 #include "Canvas.h"
-#include "UIKit/Views/UIButton.h"
-#include "UIKit/Painting/UIImage.h"
-#include "UIKit/Views/UIImageView.h"
 #include "UIKit/Input/UITouch.h"
+#include "UIKit/Painting/UIImage.h"
+#include "UIKit/Views/UIButton.h"
+#include "UIKit/Views/UIImageView.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "support/PngData.h"
 #include "support/ScratchFolder.h"
@@ -96,17 +96,16 @@ std::vector<std::pair<std::string, Data>> bombs() {
   for (int at : {16, 20}) std::copy_n(side, 4, png.begin() + at);
   for (std::size_t i = 0; i + 8 < jpeg.size(); ++i) {
     if (jpeg[i] != 0xff || jpeg[i + 1] != 0xc0) continue;
-    for (std::size_t at : {i + 5, i + 7})
-      std::copy_n(side + 2, 2, jpeg.begin() + static_cast<std::ptrdiff_t>(at));
+    for (std::size_t at : {i + 5, i + 7}) std::copy_n(side + 2, 2, jpeg.begin() + static_cast<std::ptrdiff_t>(at));
   }
   std::vector<std::pair<std::string, Data>> all = {
       {"png", png},
       {"jpeg", jpeg},
       {"gif", bytes({'G',  'I', 'F', '8', '9', 'a',  0x20, 0x4e, 0x20, 0x4e, 0, 0,  0,
                      0x2c, 0,   0,   0,   0,   0x20, 0x4e, 0x20, 0x4e, 0,    2, 255})},
-      {"bmp", bytes({'B',  'M',  0, 0, 16,   0,    0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0,
-                     0x20, 0x4e, 0, 0, 0x20, 0x4e, 0, 0, 1, 0, 24, 0, 0, 0, 0,  0, 0, 0,
-                     0,    0,    0, 0, 0,    0,    0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0})},
+      {"bmp",
+       bytes({'B', 'M', 0, 0, 16, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0, 0x20, 0x4e, 0, 0, 0x20, 0x4e, 0, 0, 1,
+              0,   24,  0, 0, 0,  0, 0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0, 0,    0,    0, 0, 0,    0,    0, 0, 0})},
       {"ppm", dataFromString("P6\n20000 20000\n255\n")},
       {"svg", dataFromString("<svg xmlns='http://www.w3.org/2000/svg' width='20000' height='20000'></svg>")}};
   for (auto& [name, data] : all) data.resize(1'000'000, ' ');
@@ -136,10 +135,10 @@ TEST(Image, RefusesBombsByTheirHeaders) {
 }
 
 /// Two frames of one pixel: red, then blue.
-const Data kGif = {
-    'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
-    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
-    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0, 0x3b};
+const Data kGif = {'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 255, 0, 0, 0, 0, 255,                 //
+                   0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x44, 1, 0,  //
+                   0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0,
+                   0x3b};
 
 /// A picture that hardly compresses, in the format.
 Data noisy(const char* format) {
@@ -195,8 +194,7 @@ TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
 }
 
 TEST(Image, IsTurnedAsThePhotographWasHeld) {
-  auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)),
-       turned = UIImage::imageWithData(jpegOf(32, 16, 6));
+  auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)), turned = UIImage::imageWithData(jpegOf(32, 16, 6));
   ASSERT_TRUE(upright && turned);
   EXPECT_EQ(upright->size(), (CGSize{32, 16}));
   EXPECT_EQ(turned->size(), (CGSize{16, 32}));
@@ -208,8 +206,7 @@ TEST(Image, IsTurnedAsThePhotographWasHeld) {
 
 TEST(Image, TakesItsDensityFromTheFileName) {
   ScratchFolder folder;
-  for (auto [name, side] :
-       {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
+  for (auto [name, side] : {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
     auto image = UIImage::imageWithContentsOfFile(folder.write(name, stringFromData(pngOf(60, 60))));
     ASSERT_TRUE(image) << name;
     EXPECT_EQ(image->size(), (CGSize{side, side})) << name;

@@ -5,9 +5,9 @@
 #include <limits>
 #include <string>
 
-#include "platform/UIKit/Painting/Canvas.h"
 #include "UIKit/Text/TextLayout.h"
 #include "UIKit/Views/UILabel.h"
+#include "platform/UIKit/Painting/Canvas.h"
 
 namespace oq {
 namespace {

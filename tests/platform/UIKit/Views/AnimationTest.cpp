@@ -247,8 +247,7 @@ TEST_F(AnimationTest, AGroupOfSeveralViewsCompletesWithItsLast) {
     view->setFrame(CGRectMake(5, 5, 50, 50));
     other->setBackgroundColor(UIColor::redColor());
   });
-  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
-      << "out of clear only the alpha changes";
+  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1) << "out of clear only the alpha changes";
   other->removeFromSuperview();
   runMainQueue();
   EXPECT_EQ(outcome.calls, 0);
