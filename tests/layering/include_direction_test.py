@@ -14,7 +14,7 @@ MAY_INCLUDE = {
     "examples": {"include", "examples"},
     "tests": {"include", "platform", "src", "hosts", "server", "tests"},
     "bench": {"include", "platform", "src", "hosts", "bench", "tests"},
-    "tools": {"include", "platform", "src", "tests"},
+    "tools": {"include", "platform", "src", "tests", "tools"},
     "fuzz": {"include", "platform", "src", "server", "fuzz", "tests"},
 }
 # Headers of libraries that a folder may see; where a folder is not named, any.
@@ -29,7 +29,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
 
 def folder_of(file, name):
     """The folder of ours that an include ends in, or None for a library's header."""
-    places = [file.parent] + [ROOT / folder for folder in ("include", "platform", "src", "hosts", "server", "tests")]
+    places = [file.parent] + [ROOT / folder for folder in ("include", "platform", "src", "hosts", "server", "tests", "tools")]
     for place in places:
         target = (place / name).resolve()
         if target.is_file() and target.is_relative_to(ROOT):
