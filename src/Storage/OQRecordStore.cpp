@@ -89,10 +89,14 @@ std::optional<OQRecordStore::Nodes> OQRecordStore::Access::changesOfOthers() {
 }
 
 bool OQRecordStore::Access::write(const Nodes& nodes) {
-  const bool isWritten = OQDataArchiver::setData(nodes, _file, [&](FileVersion written) {
-    for (const auto& node : nodes) {
-      if (node) node->noteStored();
-    }
+  const Data archive = OQDataArchiver::archiveOf(nodes);
+  // Found now, while the nodes are in the processor's cache: after the disk was waited for, a walk takes much longer.
+  Nodes changed;
+  for (const auto& node : nodes) {
+    if (node && node->hasNewsForFile()) changed.push_back(node);
+  }
+  const bool isWritten = writeFileAtomically(_file, archive, [&](FileVersion written) {
+    for (const auto& node : changed) node->noteStored();
     _store->_known = std::move(written);
     release();
   });
