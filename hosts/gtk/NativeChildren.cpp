@@ -4,17 +4,16 @@
 #include <cmath>
 
 #include "UIKit/Views/UIView.h"
+#include "UIKit/Windows/Accessibility.h"
 
 namespace oq::gtk {
 
 namespace {
 
-bool isShown(const UIView& view) {
-  // One that fades out is seen to its end.
-  const bool isClear = view.alpha() < 0.01 && !view.layer().isAnimating();
-  if (view.isHidden() || isClear) return false;
+bool isShownInWindow(const UIView& view) {
+  if (!isShown(view)) return false;
   const auto above = view.superview();
-  return !above || isShown(*above);
+  return !above || isShownInWindow(*above);
 }
 
 }  // namespace
@@ -49,7 +48,7 @@ bool NativeChildren::has(const UIView* view) const {
 
 GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
   for (const auto& child : _children) {
-    if (!isShown(*child->view)) continue;
+    if (!isShownInWindow(*child->view)) continue;
     for (auto above = child->view->superview(); above; above = above->superview()) {
       if (above.get() == &view) return child->widget;
     }
@@ -67,7 +66,7 @@ void NativeChildren::allocate(const Stage& stage) {
     const GtkAllocation allocation{static_cast<int>(std::lround(place.x)), static_cast<int>(std::lround(place.y)),
                                    static_cast<int>(std::lround(size.width * stage.scale)),
                                    static_cast<int>(std::lround(size.height * stage.scale))};
-    const bool shown = allocation.width > 0 && allocation.height > 0 && isShown(*child.view);
+    const bool shown = allocation.width > 0 && allocation.height > 0 && isShownInWindow(*child.view);
     gtk_widget_set_child_visible(child.widget, shown);
     if (!shown) continue;
     int minimum = 0, natural = 0;

@@ -151,21 +151,25 @@ bool Surface::awaitsFrame() const {
 
 void Surface::checkFrames(double since) {
   if (!awaitsFrame() || _lastFrame >= since) return;
-  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Mapped);
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::HeldBack);
   queue_draw();
+}
+
+bool Surface::isMappedUnseen() const {
+  const UISceneVisibility visibility = _scene->visibility();
+  return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
 }
 
 /// Later: nothing of the tree may change while it is painted.
 void Surface::noteFrame() {
   _frameWanted = false;
   _lastFrame = _host->now();
-  if (_noting || _scene->visibility() != UISceneVisibility::Mapped) return;
+  if (_noting || !isMappedUnseen()) return;
   _noting = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     _noting = false;
-    if (_scene->visibility() == UISceneVisibility::Mapped)
-      UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+    if (isMappedUnseen()) UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
   });
 }
 

@@ -65,6 +65,7 @@ class Surface : public Gtk::Widget {
   void updateVisibility();
   void watchToplevel();
   void stopWatchingToplevel();
+  bool isMappedUnseen() const;
   void noteFrame();
   void noteUse();
   void layOutAsExpected();

@@ -6,8 +6,6 @@
 #include <system_error>
 #include <vector>
 
-#include "WebSandbox.h"
-
 namespace oq::gtk {
 
 namespace {
@@ -54,13 +52,13 @@ Function function(void* module, const char* name) {
 
 }  // namespace
 
-std::optional<WebModule> loadWebModule(const std::string& display, std::string& reason) {
+std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason) {
   // The engine brings libsoup 3, which ends the process when it meets libsoup 2.
   if (dlsym(RTLD_DEFAULT, "soup_uri_new")) {
     reason = "libsoup 2 is in this process already";
     return std::nullopt;
   }
-  if (const auto problem = objectionToSandbox(display)) {
+  if (const auto problem = objectionToSandbox(sandbox)) {
     reason = *problem;
     return std::nullopt;
   }

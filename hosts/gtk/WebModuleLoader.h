@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "WebSandbox.h"
 #include "webkit/WebModule.h"
 
 namespace oq::gtk {
@@ -14,8 +15,7 @@ struct WebModule {
 };
 
 /// Loads the module, unless its engine would end the process here: then, as where the module is missing or of another
-/// version, nullopt with the reason. `display` is the name of the host's. Any thread. Runs none of the engine's
-/// functions.
-std::optional<WebModule> loadWebModule(const std::string& display, std::string& reason);
+/// version, nullopt with the reason. Any thread. Runs none of the engine's functions.
+std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason);
 
 }  // namespace oq::gtk

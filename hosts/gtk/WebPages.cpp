@@ -80,9 +80,9 @@ struct WebPages::Preload {
   BackgroundTask task;
 
   explicit Preload(Block loaded)
-      : task([result = result, display = displayName(), loaded = std::move(loaded)] {
+      : task([result = result, sandbox = sandboxTrial(displayName()), loaded = std::move(loaded)] {
           try {
-            result->module = loadWebModule(display, result->reason);
+            result->module = loadWebModule(sandbox, result->reason);
           } catch (const std::exception&) {  // the first page tries again
           }
           DispatchQueue::main().async(loaded);
@@ -143,7 +143,7 @@ bool WebPages::takePreloaded() {
 /// What could not be loaded before is tried again: the reason may have gone.
 bool WebPages::loadModule(std::string& reason) {
   if (_module || takePreloaded()) return true;
-  _module = loadWebModule(displayName(), reason);
+  _module = loadWebModule(sandboxTrial(displayName()), reason);
   return _module.has_value();
 }
 

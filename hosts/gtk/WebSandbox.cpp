@@ -28,25 +28,32 @@ class Command {
   }
   Command& mount(const char* option, const std::string& path) { return (*this)({option, path, path}); }
 
-  /// What the command wrote to its error output, or why it did not run; nullopt where it succeeded.
-  std::optional<std::string> failure() const {
-    std::vector<char*> arguments;
-    for (const std::string& word : _words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    g_autofree char* said = nullptr;
-    g_autoptr(GError) error = nullptr;
-    int status = 0;
-    if (g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_STDOUT_TO_DEV_NULL, nullptr, nullptr, nullptr, &said,
-                     &status, &error) &&
-        g_spawn_check_wait_status(status, &error))
-      return std::nullopt;
-    const std::string text = said ? g_strchomp(said) : "";
-    return text.empty() ? error->message : text;
-  }
+  const std::vector<std::string>& words() const { return _words; }
 
  private:
   std::vector<std::string> _words;
 };
+
+std::vector<char*> pointersTo(const std::vector<std::string>& words) {
+  std::vector<char*> pointers;
+  for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+/// What the command wrote to its error output, or why it did not run; nullopt where it succeeded.
+std::optional<std::string> failureOf(const SandboxTrial& trial) {
+  auto arguments = pointersTo(trial.command), environment = pointersTo(trial.environment);
+  g_autofree char* said = nullptr;
+  g_autoptr(GError) error = nullptr;
+  int status = 0;
+  if (g_spawn_sync(nullptr, arguments.data(), environment.data(), G_SPAWN_STDOUT_TO_DEV_NULL, nullptr, nullptr, nullptr,
+                   &said, &status, &error) &&
+      g_spawn_check_wait_status(status, &error))
+    return std::nullopt;
+  const std::string text = said ? g_strchomp(said) : "";
+  return text.empty() ? error->message : text;
+}
 
 /// The namespaces and mounts with which the engine starts its processes, so that the tool fails where theirs would.
 /// Optional mounts are tried too, one per folder: a folder without search permission is an error even for them. What
@@ -82,12 +89,19 @@ std::string socketOf(const std::string& display) {
 
 }  // namespace
 
-std::optional<std::string> objectionToSandbox(const std::string& display) {
-  if (isSandboxDisabled()) return std::nullopt;
-  const std::string socket = socketOf(display);
+SandboxTrial sandboxTrial(const std::string& display) {
+  SandboxTrial trial{!isSandboxDisabled(), display, sandbox().words(), {}};
+  g_auto(GStrv) environment = g_get_environ();
+  for (char** variable = environment; *variable; ++variable) trial.environment.emplace_back(*variable);
+  return trial;
+}
+
+std::optional<std::string> objectionToSandbox(const SandboxTrial& trial) {
+  if (!trial.isNeeded) return std::nullopt;
+  const std::string socket = socketOf(trial.display);
   if (!socket.empty() && ::access(socket.c_str(), R_OK | W_OK) != 0)
     return "the web engine's sandbox cannot reach the display: there is no " + socket;
-  const auto failure = sandbox().failure();
+  const auto failure = failureOf(trial);
   if (!failure) return std::nullopt;
   return "the web engine's sandbox cannot be built: " + *failure;
 }

@@ -39,7 +39,7 @@ std::uint64_t OQRecordTreeNode::renumberings() {
 
 void OQRecordTreeNode::setCount(std::int64_t count) {
   std::lock_guard lock(_mutex);
-  if (_count.exchange(count) != count) _hasUnstoredTerms = true;
+  if (_count.exchange(count) != count) ++_terms;
 }
 
 void OQRecordTreeNode::setUsedCount(std::int64_t usedCount) {
@@ -54,7 +54,7 @@ Value OQRecordTreeNode::startTime() const {
 
 void OQRecordTreeNode::setStartTime(const Value& time) {
   std::lock_guard lock(_mutex);
-  if (_startTime != time) _hasUnstoredTerms = true;
+  if (_startTime != time) ++_terms;
   _startTime = time;
 }
 
@@ -65,7 +65,7 @@ Value OQRecordTreeNode::endTime() const {
 
 void OQRecordTreeNode::setEndTime(const Value& time) {
   std::lock_guard lock(_mutex);
-  if (_endTime != time) _hasUnstoredTerms = true;
+  if (_endTime != time) ++_terms;
   _endTime = time;
 }
 
@@ -73,7 +73,7 @@ void OQRecordTreeNode::adopt(const OQRecordTreeNode& stored) {
   const std::int64_t storedUsedCount = stored.usedCount();
   {
     std::scoped_lock lock(_mutex, stored._mutex);
-    if (!_hasUnstoredTerms) {
+    if (_terms == _storedTerms) {
       _count = stored.count();
       if (_startTime != stored._startTime) _startTime = stored._startTime;
       if (_endTime != stored._endTime) _endTime = stored._endTime;
@@ -89,12 +89,15 @@ void OQRecordTreeNode::adopt(const OQRecordTreeNode& stored) {
   _userClosed = true;
 }
 
+bool OQRecordTreeNode::hasNewsForFile() const {
+  return _encodedUsedCount.load(std::memory_order_relaxed) != _storedUsedCount.load(std::memory_order_relaxed) ||
+         _encodedTerms.load(std::memory_order_relaxed) != _storedTerms.load(std::memory_order_relaxed);
+}
+
 void OQRecordTreeNode::noteStored() {
-  // After each write of all records, and few of them have changed. Who has access to the file looks at these later.
-  const std::int64_t usedCount = _usedCount.load(std::memory_order_relaxed);
-  if (_storedUsedCount.load(std::memory_order_relaxed) != usedCount)
-    _storedUsedCount.store(usedCount, std::memory_order_relaxed);
-  if (_hasUnstoredTerms.load(std::memory_order_relaxed)) _hasUnstoredTerms.store(false, std::memory_order_relaxed);
+  std::lock_guard lock(_mutex);
+  _storedUsedCount = _encodedUsedCount.load();
+  _storedTerms = _encodedTerms.load();
 }
 
 bool OQRecordTreeNode::isEqual(const OQRecordTreeNode* other) const {
@@ -103,10 +106,15 @@ bool OQRecordTreeNode::isEqual(const OQRecordTreeNode* other) const {
 
 void OQRecordTreeNode::encodeWithCoder(KeyedArchiver& coder) const {
   coder.encodeInteger(nodeId(), "nodeId");
-  coder.encodeInteger(count(), "count");
-  coder.encodeInteger(usedCount(), "usedCount");
-  coder.encodeObject(startTime(), "startTime");
-  coder.encodeObject(endTime(), "endTime");
+  {
+    std::lock_guard lock(_mutex);
+    coder.encodeInteger(_count, "count");
+    coder.encodeInteger(_usedCount, "usedCount");
+    coder.encodeObject(_startTime, "startTime");
+    coder.encodeObject(_endTime, "endTime");
+    _encodedUsedCount.store(_usedCount, std::memory_order_relaxed);
+    _encodedTerms.store(_terms, std::memory_order_relaxed);
+  }
   coder.encodeBool(isActivated(), "activated");
   coder.encodeBool(isUserClosed(), "userClosed");
 }
@@ -120,7 +128,8 @@ void OQRecordTreeNode::initWithCoder(const KeyedUnarchiver& coder) {
   setEndTime(coder.decodeValue("endTime"));
   setActivated(coder.decodeBool("activated"));
   setUserClosed(coder.decodeBool("userClosed"));
-  noteStored();
+  _storedUsedCount.store(_usedCount, std::memory_order_relaxed);
+  _storedTerms.store(_terms, std::memory_order_relaxed);
 }
 
 }  // namespace oq

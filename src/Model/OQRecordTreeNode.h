@@ -55,7 +55,10 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   /// stored yet; how often it was shown, plus what was counted here and not stored yet; and that the user closed it,
   /// which is the one case in which its activation counts here too.
   void adopt(const OQRecordTreeNode& stored);
-  /// What the node holds is in the file.
+  /// Whether the last encoding of the node differs from what is known of the file.
+  bool hasNewsForFile() const;
+  /// The last encoding of the node is in the file. What was changed since then is still to be stored. For the thread
+  /// that has access to the file and encoded the node for it.
   void noteStored();
 
   /// Two nodes are equal when their ids are; nullptr equals nothing.
@@ -77,13 +80,17 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::atomic<std::int64_t> _nodeId{0};
   std::atomic<std::int64_t> _count{0};
   std::atomic<std::int64_t> _usedCount{0};
-  /// Guards the times, and that the used count is held against one count.
+  /// Guards the times, that the used count is held against one count, and that one state is encoded.
   mutable std::mutex _mutex;
   Value _startTime;
   Value _endTime;
-  /// What is known of the file: the used count in it, and whether the count or the times were changed since.
+  /// What is known of the file: the used count in it, and which version of the terms, that is of the count and times.
   std::atomic<std::int64_t> _storedUsedCount{0};
-  std::atomic<bool> _hasUnstoredTerms{false};
+  std::atomic<std::uint32_t> _storedTerms{0};
+  std::uint32_t _terms = 0;  ///< grows with every change of the terms
+  /// What was encoded last.
+  mutable std::atomic<std::int64_t> _encodedUsedCount{0};
+  mutable std::atomic<std::uint32_t> _encodedTerms{0};
 };
 
 }  // namespace oq

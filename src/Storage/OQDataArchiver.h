@@ -24,28 +24,31 @@ class OQDataArchiver {
   using Objects = std::vector<std::shared_ptr<T>>;
 
   /// False, and nothing written, for no data; else whether the file was written. nullptr objects are left
-  /// out. `replaced` as writeFileAtomically() has it.
+  /// out.
   template <class T>
-  static bool setData(const Objects<T>* data, const std::filesystem::path& path,
-                      const FileReplaced& replaced = nullptr) {
-    if (!data) return false;
-    Roots roots;
-    roots.reserve(data->size());
-    for (const auto& object : *data) {
-      if (object) roots.push_back(object);
-    }
-    return write(roots, path, replaced);
+  static bool setData(const Objects<T>* data, const std::filesystem::path& path) {
+    return data && writeFileAtomically(path, archiveOf(*data));
   }
   template <class T>
-  static bool setData(const Objects<T>& data, const std::filesystem::path& path,
-                      const FileReplaced& replaced = nullptr) {
-    return setData(&data, path, replaced);
+  static bool setData(const Objects<T>& data, const std::filesystem::path& path) {
+    return setData(&data, path);
   }
   template <class T>
   static bool setData(const std::shared_ptr<T>& data, const std::filesystem::path& path) {
     return setData(data.get(), path);
   }
   static bool setData(std::nullptr_t, const std::filesystem::path&) { return false; }
+
+  /// The bytes that setData() writes.
+  template <class T>
+  static Data archiveOf(const Objects<T>& data) {
+    Roots roots;
+    roots.reserve(data.size());
+    for (const auto& object : data) {
+      if (object) roots.push_back(object);
+    }
+    return KeyedArchiver::archivedDataWithRootObjects(roots);
+  }
 
   /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else. `version`,
   /// where given, becomes the file that was read.
@@ -58,7 +61,6 @@ class OQDataArchiver {
 
  private:
   using Roots = std::vector<std::shared_ptr<const SecureCoding>>;
-  static bool write(const Roots& roots, const std::filesystem::path& path, const FileReplaced& replaced);
 };
 
 }  // namespace oq

@@ -21,44 +21,49 @@ OQRecordStore::Nodes OQRecordStore::read() {
 }
 
 OQRecordStore::Access OQRecordStore::access() {
-  auto folder = documentsDirectory();
-  const auto deadline = takeTurn();
-  if (!deadline) return Access();
+  const auto folder = documentsDirectory();
+  std::optional<Clock::time_point> deadline;
+  if (!takeTurn(deadline)) return Access();
   // Ends the turn unless it gets the lock.
-  Access access(*this, FileLock(), std::move(folder));
-  auto lock = this->lock(access._file / OQRecordTreeLockFileName, *deadline);
+  Access access(*this, FileLock(), folder / OQRecordTreeDataFileName);
+  const auto lockFile = folder / OQRecordTreeLockFileName;
+  auto lock = _lockFile.take(lockFile, Clock::time_point::min());
+  if (lock) {
+    _blocked.reset();
+  } else {
+    lock = wait(lockFile, access._file, deadline.value_or(Clock::now() + Patience));
+  }
   if (!lock) return Access();
   access._lock = std::move(*lock);
-  access._file /= OQRecordTreeDataFileName;
   return access;
 }
 
-std::optional<FileLock> OQRecordStore::lock(const std::filesystem::path& file, Clock::time_point deadline) {
-  auto lock = FileLock::take(file, Clock::time_point::min());
-  if (!lock) {
-    setWaiting(true);
-    if (_isBlocked) deadline = std::min(deadline, Clock::now() + PatienceWhenBlocked);
-    lock = FileLock::take(file, deadline);
-    setWaiting(false);
-  }
-  _isBlocked = !lock;
+std::optional<FileLock> OQRecordStore::wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,
+                                            Clock::time_point deadline) {
+  auto before = FileVersion::at(archive);
+  if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, Clock::now() + PatienceWhenBlocked);
+  setWaiting(true);
+  auto lock = _lockFile.take(lockFile, deadline);
+  setWaiting(false);
+  _blocked.reset();
+  // A holder that writes is not stuck.
+  if (!lock && before.isStillAt(archive)) _blocked = std::move(before);
   return lock;
 }
 
-std::optional<OQRecordStore::Clock::time_point> OQRecordStore::takeTurn() {
-  auto deadline = Clock::now() + Patience;
-  bool hasWaitedForOthers = false;
+bool OQRecordStore::takeTurn(std::optional<Clock::time_point>& deadline) {
   std::unique_lock lock(_mutex);
   while (_isInUse) {
-    hasWaitedForOthers |= _isWaiting;
     if (!_isWaiting) {
       _changed.wait(lock);
-    } else if (_changed.wait_until(lock, deadline) == std::cv_status::timeout && _isInUse && _isWaiting) {
-      return std::nullopt;
+      continue;
     }
+    if (!deadline) deadline = Clock::now() + Patience;
+    const bool isLate = _changed.wait_until(lock, *deadline) == std::cv_status::timeout;
+    if (isLate && _isInUse && _isWaiting) return false;
   }
   _isInUse = true;
-  return hasWaitedForOthers ? deadline : Clock::now() + Patience;
+  return true;
 }
 
 void OQRecordStore::setWaiting(bool isWaiting) {
@@ -89,10 +94,14 @@ std::optional<OQRecordStore::Nodes> OQRecordStore::Access::changesOfOthers() {
 }
 
 bool OQRecordStore::Access::write(const Nodes& nodes) {
-  const bool isWritten = OQDataArchiver::setData(nodes, _file, [&](FileVersion written) {
-    for (const auto& node : nodes) {
-      if (node) node->noteStored();
-    }
+  const Data archive = OQDataArchiver::archiveOf(nodes);
+  // Found now, while the nodes are in the processor's cache: after the disk was waited for, a walk takes much longer.
+  Nodes changed;
+  for (const auto& node : nodes) {
+    if (node && node->hasNewsForFile()) changed.push_back(node);
+  }
+  const bool isWritten = writeFileAtomically(_file, archive, [&](FileVersion written) {
+    for (const auto& node : changed) node->noteStored();
     _store->_known = std::move(written);
     release();
   });

@@ -57,18 +57,21 @@ class OQRecordStore {
   Nodes read();
 
   /// Waits up to 250 ms for another process, or for a thread of this process that waits for one. If that is not enough,
-  /// the result is empty. A thread of this process that has access is waited for as long as it takes. After a wait that
-  /// was too short the next ones end after 20 ms, until the lock is free again: a main thread with many events is not
-  /// held up by each of them while another process is stopped.
+  /// the result is empty. A thread of this process that has access is waited for as long as it takes. If the archive
+  /// was not replaced during a wait that was too short, another process is probably stopped. The next waits then end
+  /// after 20 ms, until the lock is free or the archive is replaced: a main thread with many events must not wait long
+  /// for each of them. Processes that write slowly are waited for up to 250 ms each time.
   Access access();
 
  private:
-  using Clock = FileLock::Clock;
+  using Clock = LockFile::Clock;
 
-  /// Until when the thread whose turn it is may wait for other processes; nullopt when it does not get its turn.
-  std::optional<Clock::time_point> takeTurn();
+  /// False if the thread does not get its turn. Sets the deadline if the thread had to wait for one that waits for
+  /// another process: its own wait for other processes has begun then.
+  bool takeTurn(std::optional<Clock::time_point>& deadline);
   void endTurn();
-  std::optional<FileLock> lock(const std::filesystem::path& file, Clock::time_point deadline);
+  std::optional<FileLock> wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,
+                               Clock::time_point deadline);
   void setWaiting(bool isWaiting);
 
   std::mutex _mutex;
@@ -77,7 +80,8 @@ class OQRecordStore {
   bool _isWaiting = false;  ///< the thread whose turn it is, for another process
 
   // Used by the thread whose turn it is.
-  bool _isBlocked = false;
+  LockFile _lockFile;
+  std::optional<FileVersion> _blocked;  ///< the archive during a wait that was too short and saw no write
   FileVersion _known;
 };
 

@@ -2,20 +2,16 @@
 """Runs the demo with the programs of this build: once as it is, once where the web engine cannot run.
 Usage: demo_test.py DEMO BUILD"""
 import os
+import pathlib
 import subprocess
 import sys
 import tempfile
 import unittest
 
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+from engine_sandbox import sandbox_works
+
 DEMO, BUILD = sys.argv[1:3]
-
-
-def sandbox_works():
-    try:
-        tried = subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True)
-        return tried.returncode == 0
-    except OSError:
-        return False
 
 
 class Demo(unittest.TestCase):

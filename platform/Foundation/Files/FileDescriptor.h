@@ -19,6 +19,8 @@ class FileDescriptor {
 
   explicit operator bool() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
+  /// Leaves the file open.
+  int release() { return std::exchange(_descriptor, -1); }
   /// False when the system reports a failure that had been waiting, or when nothing was open.
   bool close() {
     int descriptor = std::exchange(_descriptor, -1);

@@ -217,7 +217,7 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
   std::string temporary;
   FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
-  // Unlocked when it has its name: at the latest when it is closed.
+  // Its lock protects the temporary name only, and ends with the descriptor.
   bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) && ::fsync(file.get()) == 0 &&
                   ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {
@@ -226,7 +226,6 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
   }
   struct stat status {};
   if (replaced && ::fstat(file.get(), &status) == 0) {
-    ::flock(file.get(), LOCK_UN);
     replaced(FileVersion(std::move(file), status));
   }
   flushDirectory(folder);

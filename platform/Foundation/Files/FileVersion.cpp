@@ -1,5 +1,6 @@
 #include "Foundation/Files/FileVersion.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -13,6 +14,13 @@ FileVersion::FileVersion(FileDescriptor file, const struct stat& status)
       _inode(status.st_ino),
       _size(status.st_size),
       _modified(status.st_mtim) {}
+
+FileVersion FileVersion::at(const std::filesystem::path& path) {
+  FileDescriptor file(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) return FileVersion();
+  return FileVersion(std::move(file), status);
+}
 
 bool FileVersion::isStillAt(const std::filesystem::path& path) const {
   struct stat status {};

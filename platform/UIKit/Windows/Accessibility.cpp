@@ -6,10 +6,6 @@
 namespace oq {
 namespace {
 
-bool isShown(const UIView& view) {
-  return !view.isHidden() && (view.alpha() >= 0.01 || view.layer().isAnimating());
-}
-
 void collect(const std::shared_ptr<UIView>& view, std::vector<std::shared_ptr<UIView>>& found) {
   if (!isShown(*view)) return;
   if (view->isAccessibilityElement()) {
@@ -31,6 +27,10 @@ std::shared_ptr<UIView> dialogIn(const UIView& view) {
 }
 
 }  // namespace
+
+bool isShown(const UIView& view) {
+  return !view.isHidden() && (view.alpha() >= 0.01 || view.layer().isAnimating());
+}
 
 std::shared_ptr<UIView> frontmostDialog(const UIWindow& window) {
   return dialogIn(window);

@@ -28,6 +28,9 @@ OQSDK_EXPORT std::shared_ptr<UIView> frontmostDialog(const UIWindow& window);
 /// What is told of the view and of what lies in it, in the order in which it is read; what is hidden or has
 /// neither a name nor a use is left out.
 OQSDK_EXPORT std::vector<std::shared_ptr<UIView>> accessibilityElements(const std::shared_ptr<UIView>& root);
+/// False for a view that is hidden or clear. One that fades out is shown until its animation ends. Ignores the views
+/// that it lies in.
+OQSDK_EXPORT bool isShown(const UIView& view);
 /// Whether the keyboard can go to the element: something that can be pressed.
 OQSDK_EXPORT bool canBecomeFocused(const UIView& element);
 

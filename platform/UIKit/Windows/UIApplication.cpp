@@ -45,8 +45,12 @@ void UIApplication::scenesChanged() {
            std::tuple(first->wasMapped(), first->_lastUse, second->_connection);
   });
   const bool anyWasMapped = !_scenes.empty() && _scenes.front()->wasMapped();
+  const bool anyIsOnScreen = std::any_of(_scenes.begin(), _scenes.end(), [](const auto& scene) {
+    return scene->_visibility == UISceneVisibility::OnScreen;
+  });
   for (const auto& scene : _scenes) {
-    const bool isActive = scene->isMapped() || !anyWasMapped;
+    const bool isHeldBack = scene->_visibility == UISceneVisibility::HeldBack && anyIsOnScreen;
+    const bool isActive = (scene->isMapped() && !isHeldBack) || !anyWasMapped;
     scene->_state = isActive ? UISceneActivationState::ForegroundActive : UISceneActivationState::Background;
   }
   if (_host) _host->scenesChanged();

@@ -23,6 +23,7 @@ enum class UISceneActivationState : int {
 enum class UISceneVisibility {
   NeverMapped,  ///< attached, but never on screen so far
   Hidden,       ///< not mapped any more, or minimised
+  HeldBack,     ///< mapped, but the system shows none of its frames: minimised under Wayland, or wholly covered
   Mapped,       ///< its first frame is still to come
   OnScreen      ///< frames are painted
 };
@@ -39,9 +40,7 @@ class UIScene {
  private:
   friend class UIApplication;
   bool wasMapped() const { return _visibility != UISceneVisibility::NeverMapped; }
-  bool isMapped() const {
-    return _visibility == UISceneVisibility::Mapped || _visibility == UISceneVisibility::OnScreen;
-  }
+  bool isMapped() const { return wasMapped() && _visibility != UISceneVisibility::Hidden; }
 
   UISceneActivationState _state = UISceneActivationState::Unattached;
   UISceneVisibility _visibility = UISceneVisibility::NeverMapped;
@@ -52,8 +51,9 @@ class UIScene {
 
 /// What is installed: the host and its scenes. Main thread only.
 ///
-/// A scene is foreground active while its window is mapped and not minimised. Before any window was mapped all scenes
-/// are, so that an application can prepare its first window.
+/// A scene is foreground active while its window is mapped and not minimised. One whose frames are held back may be
+/// minimised, so it is active only while no other scene is on screen. Before any window was mapped all scenes are
+/// active, so that an application can prepare its first window.
 class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();

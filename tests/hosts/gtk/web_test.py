@@ -19,19 +19,14 @@ import unittest
 import gtk_test
 from gtk_test import Stage, await_pixel, click, pixel, pointer, until
 
+sys.path.append(str(pathlib.Path(__file__).parents[2] / "support"))
+from engine_sandbox import sandbox_works
+
 FIXTURE = PAGES = ""
 WAIT = 20.0
 # A user who is not root becomes root in a user namespace.
 NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK, RED = (255, 221, 238), (255, 0, 0)
-
-
-def sandbox_works():
-    try:
-        tried = subprocess.run(["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"], capture_output=True)
-        return tried.returncode == 0
-    except OSError:
-        return False
 
 
 SANDBOX_WORKS = sandbox_works()

@@ -219,9 +219,11 @@ TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
   for (const Case& each : cases) {
     SCOPED_TRACE(&each - cases);
     auto own = node(7, std::max<std::int64_t>(10, each.own), each.known);
-    own->noteStored();
+    KeyedArchiver::archivedDataWithRootObjects({own});
+    // Changed after it was encoded, and before it was stored.
     own->setUsedCount(each.own);
     own->setCount(each.ownCount);
+    own->noteStored();
     OQRecordTree tree;
     tree.addTreeNode(own);
     tree.adopt({node(7, each.count, each.usedCount)});

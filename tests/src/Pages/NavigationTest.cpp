@@ -93,6 +93,11 @@ TEST_F(Navigation, TakesTheWindowUsedLastOfThoseThatCanBeSeen) {
   EXPECT_EQ(OQNavigation::keyWindow(), main);
   application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
   EXPECT_EQ(OQNavigation::keyWindow(), tools) << "a hidden window keeps its rank";
+  application.setSceneVisibility(*toolsScene, UISceneVisibility::HeldBack);
+  EXPECT_EQ(OQNavigation::keyWindow(), main) << "the user sees nothing of the other window";
+  application.setSceneVisibility(*mainScene, UISceneVisibility::Hidden);
+  EXPECT_EQ(OQNavigation::keyWindow(), tools);
+  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
   application.disconnectScene(toolsScene);
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
