@@ -45,7 +45,8 @@ for part in "${parts[@]}"; do
     stage)
       cmake --preset dev >/dev/null
       cmake --build --preset dev --target gtk_fixture oqsdk_webkit -- --quiet
-      if OQSDK_STAGE=${OQSDK_STAGE:-all} python3 tests/hosts/gtk/stage_test.py build/dev/tests/hosts/gtk/gtk_fixture; then
+      if OQSDK_STAGE=${OQSDK_STAGE:-all} \
+        python3 tests/hosts/gtk/stage_test.py build/dev/tests/hosts/gtk/gtk_fixture; then
         passed=$((passed + 1))
       else
         failed=$((failed + 1))
