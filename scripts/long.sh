@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The long forms of what ./test.sh does in short, with their figures: processes killed while they write and while they
 # show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak, an hour of fuzzing.
-# `scripts/long.sh kills soak` does only those. OQSDK_FUZZ_SECONDS shortens the search of each fuzz target. The last
-# line is "N passed, N failed".
+# `scripts/long.sh kills soak` does only those. The variables that set the lengths (see CONTRIBUTING.md) also shorten or
+# lengthen them here, OQSDK_FUZZ_SECONDS the search of each fuzz target. The last line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh --fuzz
@@ -36,21 +36,30 @@ P
 for part in "${parts[@]}"; do
   echo "== $part"
   case $part in
-    kills) OQSDK_KILLS=1000 tests dev platform_tests 'KilledWriter.*' ;;
-    display) OQSDK_KILLS=500 tests dev core_tests 'KillTest.*' ;;
-    idle) OQSDK_NGINX_CYCLES=50 tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*' ;;
+    kills) OQSDK_KILLS=${OQSDK_KILLS:-1000} tests dev platform_tests 'KilledWriter.*' ;;
+    display) OQSDK_KILLS=${OQSDK_KILLS:-500} tests dev core_tests 'KillTest.*' ;;
+    idle)
+      OQSDK_NGINX_CYCLES=${OQSDK_NGINX_CYCLES:-50} \
+        tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*'
+      ;;
     stage)
       cmake --preset dev >/dev/null
       cmake --build --preset dev --target gtk_fixture oqsdk_webkit -- --quiet
-      if OQSDK_STAGE=all python3 tests/hosts/gtk/stage_test.py build/dev/tests/hosts/gtk/gtk_fixture; then
+      if OQSDK_STAGE=${OQSDK_STAGE:-all} \
+        python3 tests/hosts/gtk/stage_test.py build/dev/tests/hosts/gtk/gtk_fixture; then
         passed=$((passed + 1))
       else
         failed=$((failed + 1))
       fi
       ;;
-    processes) OQSDK_PROCESS_ROUNDS=200 tests dev core_tests 'ProcessesTest.*' ;;
-    soak) OQSDK_SOAK_EVENTS=10000000 tests dev core_tests '*MemoryAndDescriptorsStayFlat*' ;;
-    seeds) OQSDK_STRESS_SEEDS=100 tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*' ;;
+    processes) OQSDK_PROCESS_ROUNDS=${OQSDK_PROCESS_ROUNDS:-200} tests dev core_tests 'ProcessesTest.*' ;;
+    soak)
+      OQSDK_SOAK_EVENTS=${OQSDK_SOAK_EVENTS:-10000000} tests dev core_tests '*MemoryAndDescriptorsStayFlat*'
+      ;;
+    seeds)
+      OQSDK_STRESS_SEEDS=${OQSDK_STRESS_SEEDS:-100} \
+        tests tsan core_tests 'EngineStressTest.SixteenThreads*:ThreadSanitizerTest.*'
+      ;;
     fuzz)
       scripts/fuzz.sh "${OQSDK_FUZZ_SECONDS:-600}" | tee build/long-fuzz.log || true
       read -r found broken < <(awk 'END { print $1 + 0, $3 + 0 }' build/long-fuzz.log)

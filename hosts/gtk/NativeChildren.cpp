@@ -16,11 +16,22 @@ bool isShownInWindow(const UIView& view) {
   return !above || isShownInWindow(*above);
 }
 
+/// In the surface; nullopt for a view that is not shown.
+std::optional<GtkAllocation> placeOf(const UIView& view, const Stage& stage) {
+  const CGSize size = view.bounds().size;
+  const CGPoint origin = stage.toWindow(view.convertPointToWindow(view.bounds().origin));
+  const GtkAllocation place{static_cast<int>(std::lround(origin.x)), static_cast<int>(std::lround(origin.y)),
+                            static_cast<int>(std::lround(size.width * stage.scale)),
+                            static_cast<int>(std::lround(size.height * stage.scale))};
+  if (place.width <= 0 || place.height <= 0 || !isShownInWindow(view)) return std::nullopt;
+  return place;
+}
+
 }  // namespace
 
 void NativeChildren::add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom) {
   if (find(&view)) return;
-  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, std::move(zoom), 0, {}}));
+  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, std::move(zoom), 0, {}, {}}));
   gtk_widget_set_parent(widget, _surface);
   gtk_widget_queue_allocate(_surface);
 }
@@ -56,23 +67,27 @@ GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
   return nullptr;
 }
 
+bool NativeChildren::areOutdated(const Stage& stage) const {
+  return std::any_of(_children.begin(), _children.end(), [&](const auto& each) {
+    if (each->scale != stage.scale) return true;
+    const std::optional<GtkAllocation> place = placeOf(*each->view, stage);
+    if (place.has_value() != each->place.has_value()) return true;
+    return place && !gdk_rectangle_equal(&*place, &*each->place);
+  });
+}
+
 void NativeChildren::allocate(const Stage& stage) {
   for (const auto& each : _children) {
     Child& child = *each;
     if (child.scale != stage.scale) child.zoom(stage.scale);
     child.scale = stage.scale;
-    const CGSize size = child.view->bounds().size;
-    const CGPoint place = stage.toWindow(child.view->convertPointToWindow(child.view->bounds().origin));
-    const GtkAllocation allocation{static_cast<int>(std::lround(place.x)), static_cast<int>(std::lround(place.y)),
-                                   static_cast<int>(std::lround(size.width * stage.scale)),
-                                   static_cast<int>(std::lround(size.height * stage.scale))};
-    const bool shown = allocation.width > 0 && allocation.height > 0 && isShownInWindow(*child.view);
-    gtk_widget_set_child_visible(child.widget, shown);
-    if (!shown) continue;
+    child.place = placeOf(*child.view, stage);
+    gtk_widget_set_child_visible(child.widget, child.place.has_value());
+    if (!child.place) continue;
     int minimum = 0, natural = 0;
     gtk_widget_measure(child.widget, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, &natural, nullptr, nullptr);
-    gtk_widget_size_allocate(child.widget, &allocation, -1);
-    child.origin = {static_cast<double>(allocation.x), static_cast<double>(allocation.y)};
+    gtk_widget_size_allocate(child.widget, &*child.place, -1);
+    child.origin = {static_cast<double>(child.place->x), static_cast<double>(child.place->y)};
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
@@ -36,6 +37,9 @@ class NativeChildren {
   /// The widget of a view that is shown inside this one; nullptr without one.
   GtkWidget* widgetIn(const UIView& view) const;
 
+  /// Whether a view is no longer where its widget was allocated. Asked first, since an allocation makes GTK lay out the
+  /// window, for which it asks the X server several times.
+  bool areOutdated(const Stage& stage) const;
   /// Gives each the place of its view in the surface.
   void allocate(const Stage& stage);
   /// Into a snapshot in the view's coordinates: `bounds` are what it shows, on whole pixels.
@@ -46,8 +50,9 @@ class NativeChildren {
     UIView* view;
     GtkWidget* widget;
     std::function<void(double)> zoom;
-    double scale = 0;  ///< the last one that zoom was called with
-    CGPoint origin;    ///< of the allocation, in the surface
+    double scale = 0;                    ///< the last one that zoom was called with
+    CGPoint origin;                      ///< of the last allocation, in the surface
+    std::optional<GtkAllocation> place;  ///< nullopt: not shown
   };
   Child* find(const UIView* view);
 

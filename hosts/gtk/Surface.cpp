@@ -239,7 +239,6 @@ void Surface::stageChanged() {
 void Surface::treeChanged() {
   _frameWanted = true;
   queue_draw();
-  if (!_nativeChildren->isEmpty()) queue_allocate();
   pointerSettlesLater();
   updateStandInsLater();
 }
@@ -252,6 +251,7 @@ void Surface::updateStandInsLater() {
     if (alive.expired()) return;
     _updatingStandIns = false;
     updateStage();
+    if (_nativeChildren->areOutdated(stage())) queue_allocate();
     if (get_mapped()) _standIns->update();
   });
 }

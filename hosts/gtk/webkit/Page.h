@@ -34,6 +34,8 @@ class Page : public WidgetPage {
   using Dialog = std::shared_ptr<WebKitScriptDialog>;
 
   void addContent(const WebPageSettings& settings);
+  void hideScrollBar();
+  void showScrollBar();
   void connectLoad();
   void connectLimits();
   void connectPulls();
@@ -47,8 +49,9 @@ class Page : public WidgetPage {
   void scrolled(double dy);
 
   WebPageClient& _client;
-  WebKitUserContentManager* _content;
-  WebKitWebView* _view;
+  WebKitWebView* const _view;
+  WebKitUserContentManager* const _content;    ///< the view's
+  GtkEventController* _firstEvents = nullptr;  ///< the view's
   GCancellable* _gone = g_cancellable_new();
   std::vector<std::unique_ptr<Handler>> _handlers;
   std::vector<Dialog> _dialogs;  ///< those that scripts wait for

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Foundation/System/GLibReference.h"
 
@@ -34,29 +35,62 @@ WebKitNetworkSession* makeSession(const std::string& folder) {
   return session;
 }
 
-}  // namespace
-
+/// The one network session of the process, made at the first call and never destroyed.
 WebKitNetworkSession* networkSession(const char* folder) {
   static WebKitNetworkSession* session = makeSession(folder);
   return session;
 }
 
+/// What pages may not do, whatever they ask for.
+WebKitSettings* makeViewSettings() {
+  return webkit_settings_new_with_settings(
+      "enable-developer-extras", FALSE, "allow-file-access-from-file-urls", FALSE,
+      "allow-universal-access-from-file-urls", FALSE, "allow-top-navigation-to-data-urls", FALSE,
+      "javascript-can-access-clipboard", FALSE, "javascript-can-open-windows-automatically", FALSE,
+      "enable-media-stream", FALSE, "enable-page-cache", FALSE, nullptr);
+}
+
+WebKitWebView* makeView(const char* folder) {
+  const ObjectRef<WebKitSettings> settings(makeViewSettings());
+  auto* view = g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", networkSession(folder), "settings", settings.get(),
+                            nullptr);
+  return WEBKIT_WEB_VIEW(g_object_ref_sink(view));
+}
+
+WebKitWebView* preparedView = nullptr;  ///< the first page's, if it is ready before the page
+bool areViewsTaken = false;
+
+}  // namespace
+
+WebKitWebView* takeView(const char* folder) {
+  areViewsTaken = true;
+  if (!preparedView) return makeView(folder);
+  return std::exchange(preparedView, nullptr);
+}
+
 bool prepareNextPart(const char* folder) {
   static int part = 0;
+  // A page that came in the meantime has done the rest.
+  if (areViewsTaken) return false;
   switch (part++) {
     case 0:
-      webkit_web_context_get_default();
+      // The first class of the engine initialises what all of them share.
+      g_type_class_unref(g_type_class_ref(WEBKIT_TYPE_SETTINGS));
       return true;
     case 1:
+      webkit_web_context_get_default();
+      return true;
+    case 2:
       networkSession(folder);
       return true;
-    case 2: {
-      // The first view sets up what all views share. It is never shown, and no web process runs for it.
-      const ObjectRef<GObject> view(G_OBJECT(
-          g_object_ref_sink(g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", networkSession(folder), nullptr))));
+    case 3:
+      preparedView = makeView(folder);
+      return true;
+    case 4:
+      // Starts the web process. A blank page would do so too, but stay in the history of the view.
+      webkit_web_view_evaluate_javascript(preparedView, "0", -1, nullptr, nullptr, nullptr, nullptr, nullptr);
       return ownAuthorities() != nullptr;
-    }
-    case 3: {
+    case 5: {
       // Loads the module that verifies certificates.
       const ObjectRef<GTlsDatabase> authorities(g_tls_file_database_new(ownAuthorities(), nullptr));
       return false;
@@ -78,15 +112,6 @@ bool isTrustedByUs(GTlsCertificate* certificate, const char* address) {
       g_tls_database_verify_chain(authorities.get(), certificate, G_TLS_DATABASE_PURPOSE_AUTHENTICATE_SERVER,
                                   identity.get(), nullptr, G_TLS_DATABASE_VERIFY_NONE, nullptr, &error);
   return !error && flags == G_TLS_CERTIFICATE_NO_FLAGS;
-}
-
-WebKitSettings* makePageSettings(bool allowsBackForwardGestures) {
-  return webkit_settings_new_with_settings(
-      "enable-back-forward-navigation-gestures", allowsBackForwardGestures ? TRUE : FALSE, "enable-developer-extras",
-      FALSE, "allow-file-access-from-file-urls", FALSE, "allow-universal-access-from-file-urls", FALSE,
-      "allow-top-navigation-to-data-urls", FALSE, "javascript-can-access-clipboard", FALSE,
-      "javascript-can-open-windows-automatically", FALSE, "enable-media-stream", FALSE, "enable-page-cache", FALSE,
-      nullptr);
 }
 
 }  // namespace oq::gtk

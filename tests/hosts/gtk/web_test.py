@@ -299,12 +299,16 @@ class WebPages(unittest.TestCase):
         web = fixture.await_descendants("WebKitWebProcess", 1)[0]
         if os.environ.get("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS") != "1":
             self.assertNotEqual(os.readlink(f"/proc/{web}/ns/pid"), os.readlink("/proc/self/ns/pid"))
+        # The engine would fade a scroll bar out for a second, and paint the window again with every frame.
+        self.assertEqual(pixel(370, 70), PINK)
         # Touches reach the page, but not where a view of ours lies above it.
         fixture.do("cover")
         await_pixel(150, 350, RED)
         click(150, 350)
         fixture.do("uncover")
         await_pixel(150, 350, PINK)
+        pointer("mousemove", 200, 300)
+        until(lambda: pixel(370, 70) != PINK, lambda: "the pointer does not bring the scroll bar")
         click(100, 100)
         fixture.await_page(title="Two", back=True, url=self.url("/two"))
         # The keyboard is the page's: the entry of the host's below hears nothing.
@@ -372,9 +376,9 @@ class WebPages(unittest.TestCase):
     def test_the_engine_is_loaded_ahead_where_the_host_allows_it(self):
         fixture = self.start()
         fixture.do("prepare")
-        fixture.await_descendants("WebKitNetworkProcess", 1)
-        self.assertEqual(fixture.descendants("WebKitWebProcess"), [], "that is the first page's")
-        fixture.jump(self.url("/one"), title="One 一")
+        ahead = fixture.await_descendants("WebKitWebProcess", 1)
+        fixture.jump(self.url("/one"), title="One 一", back=False)
+        self.assertEqual(fixture.descendants("WebKitWebProcess"), ahead, "the first page did not take it")
         # A page, or the end of the process, that comes in the middle of it.
         fixture = self.start()
         fixture.do("prepare")
