@@ -6,7 +6,7 @@
 
 namespace oq {
 
-/// An open file that is closed with its owner. False when it could not be opened.
+/// Owns an open file and closes it. Converts to false if the file could not be opened.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor = -1) : _descriptor(descriptor) {}
@@ -19,7 +19,7 @@ class FileDescriptor {
 
   explicit operator bool() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
-  /// False when the system reports a failure that had been waiting, or when nothing was open.
+  /// False if close() reports a delayed write error, or if no file was open.
   bool close() {
     int descriptor = std::exchange(_descriptor, -1);
     return descriptor >= 0 && ::close(descriptor) == 0;

@@ -12,14 +12,14 @@ namespace oq {
 
 namespace {
 
-constexpr auto FirstPause = std::chrono::microseconds(100);
-constexpr auto LongestPause = std::chrono::microseconds(2000);
+constexpr auto kFirstPause = std::chrono::microseconds(100);
+constexpr auto kLongestPause = std::chrono::microseconds(2000);
 
 FileDescriptor openLockFile(const std::filesystem::path& path) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
   if (file || errno != ENOENT) return file;
   FileDescriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  // The process's mask may have taken bits away that the next process needs.
+  // The umask may have cleared bits that the next process needs.
   if (made) ::fchmod(made.get(), 0600);
   return made;
 }
@@ -40,22 +40,22 @@ std::optional<FileLock> FileLock::take(const std::filesystem::path& path, Clock:
     FileLock lock(openLockFile(path));
     if (!lock._file && isOutOfResources(errno)) return std::nullopt;
     if (!lock._file) return lock;
-    auto pause = FirstPause;
+    auto pause = kFirstPause;
     while (::flock(lock._file.get(), LOCK_EX | LOCK_NB) != 0) {
       if (errno == EINTR) continue;
       if (errno != EWOULDBLOCK) return FileLock();
       const auto now = Clock::now();
       if (now >= deadline) return std::nullopt;
       std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
-      pause = std::min(2 * pause, LongestPause);
+      pause = std::min(2 * pause, kLongestPause);
     }
-    // A file that was removed while this one waited is no longer the one that others lock.
+    // A file that was removed during the wait is not the one that others lock.
     if (!isRemoved(lock._file.get())) return lock;
   }
 }
 
 FileLock::~FileLock() {
-  // Closing is not enough: a process that was forked meanwhile has a copy of the descriptor, and with it the lock.
+  // Closing is not enough: a process forked meanwhile shares the descriptor and would keep the lock.
   if (_file) ::flock(_file.get(), LOCK_UN);
 }
 
