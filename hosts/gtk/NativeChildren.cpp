@@ -10,7 +10,7 @@ namespace oq::gtk {
 namespace {
 
 bool isShown(const UIView& view) {
-  // One that fades out is seen to its end.
+  // A view that is fading out is visible until the end.
   const bool isClear = view.alpha() < 0.01 && !view.layer().isAnimating();
   if (view.isHidden() || isClear) return false;
   const auto above = view.superview();
@@ -87,10 +87,10 @@ void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds
   gtk_snapshot_save(snapshot);
   const graphene_point_t place{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())};
   gtk_snapshot_translate(snapshot, &place);
-  // The widget's own lengths are the surface's.
+  // The widget's lengths are in window points.
   const auto scale = static_cast<float>(1 / child->scale);
   gtk_snapshot_scale(snapshot, scale, scale);
-  // Where the widget lies is a matter of its allocation, which is added to where it is painted.
+  // GTK adds the allocation's origin when it paints the widget.
   const graphene_point_t offset{static_cast<float>(-child->origin.x), static_cast<float>(-child->origin.y)};
   gtk_snapshot_translate(snapshot, &offset);
   gtk_widget_snapshot_child(_surface, child->widget, snapshot);

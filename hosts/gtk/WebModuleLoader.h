@@ -7,15 +7,14 @@
 
 namespace oq::gtk {
 
-/// What the module with the web engine offers, as found in it.
+/// The functions of the module with the web engine.
 struct WebModule {
   OpenWebPage open;
   PrepareWebPages prepare;
 };
 
-/// Loads the module, unless its engine would end the process here: then, as where the module is missing or of another
-/// version, nullopt with the reason. `display` is the name of the host's. Any thread. Runs none of the engine's
-/// functions.
+/// Loads the module. nullopt, with the reason, if it is missing, has another version, or its engine would end the
+/// process here. `display` is the name of the host's display. Thread-safe. Calls none of the engine's functions.
 std::optional<WebModule> loadWebModule(const std::string& display, std::string& reason);
 
 }  // namespace oq::gtk

@@ -5,9 +5,9 @@
 
 namespace oq::gtk {
 
-/// Why the web engine's sandbox cannot be built here, or its processes could not reach the display of this name from
-/// inside; nullopt where they can. The engine ends the process where they cannot. Runs the tool that builds the
-/// sandbox, which takes a few milliseconds. Any thread.
+/// Why the web engine's sandbox cannot be built here, or why its processes could not reach this display from inside;
+/// nullopt if both work. If they do not, the engine ends the process. Runs the tool that builds the sandbox, which
+/// takes a few milliseconds. Thread-safe.
 std::optional<std::string> objectionToSandbox(const std::string& display);
 
 }  // namespace oq::gtk

@@ -4,18 +4,18 @@
 
 namespace oq::gtk {
 
-/// The one network session of the process, with pages and cookies in a folder of their own. Made at the first call and
-/// never destroyed. Downloads end before they begin, and passwords are not kept.
+/// The process-wide network session, with pages and cookies in a separate folder. Created at the first call and never
+/// destroyed. Cancels all downloads and stores no passwords.
 WebKitNetworkSession* networkSession(const char* folder);
 
-/// Makes one of the objects that the first page needs, so that it finds them ready. Returns whether any is left.
+/// Creates one of the objects that the first page needs, so that it opens faster. Returns whether any is left.
 bool prepareNextPart(const char* folder);
 
-/// Whether a certificate that the engine refused is one that the library's HTTPS client accepts: its chain ends at an
-/// authority of the file that SSL_CERT_FILE names, and it is made out to the address's host.
+/// Whether the library's HTTPS client accepts a certificate that the engine refused: its chain ends at an authority in
+/// the file that SSL_CERT_FILE names, and it is valid for the address's host.
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address);
 
-/// What pages may not do, whatever they ask for.
+/// Settings that restrict what pages may do.
 WebKitSettings* makePageSettings(bool allowsBackForwardGestures);
 
 }  // namespace oq::gtk
