@@ -16,15 +16,15 @@ inline constexpr const char* OQInAppWindowDataFileName = "OQInAppWindowData.plis
 inline constexpr const char* OQSubscribeWindowDataFileName = "OQSubscribeWindowData.plist";
 inline constexpr const char* OQRecordTreeDataFileName = "OQRecordTreeData.plist";
 
-/// Arrays of archived objects in files. A file is replaced whole or not at all. Any thread; two writers of
-/// one file leave the later one's.
+/// Arrays of archived objects in files. A file is replaced completely or not at all. Thread-safe; if two threads write
+/// the same file, the later write remains.
 class OQDataArchiver {
  public:
   template <class T>
   using Objects = std::vector<std::shared_ptr<T>>;
 
-  /// False, and nothing written, for no data; else whether the file was written. nullptr objects are left
-  /// out. `replaced` as writeFileAtomically() has it.
+  /// Returns whether the file was written; false without data. nullptr objects are left out. `replaced` is passed to
+  /// writeFileAtomically().
   template <class T>
   static bool setData(const Objects<T>* data, const std::filesystem::path& path,
                       const FileReplaced& replaced = nullptr) {
@@ -47,8 +47,8 @@ class OQDataArchiver {
   }
   static bool setData(std::nullptr_t, const std::filesystem::path&) { return false; }
 
-  /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else. `version`,
-  /// where given, becomes the file that was read.
+  /// The array in the file; nullopt if the file is missing, damaged or has other contents. `version`, if given, is set
+  /// to the file that was read.
   template <class T>
   static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path, FileVersion* version = nullptr) {
     std::optional<Data> bytes = contentsOfFile(path, UsualFileLimit, version);

@@ -9,8 +9,8 @@ namespace oq {
 
 namespace {
 
-constexpr auto Patience = std::chrono::milliseconds(250);
-constexpr auto PatienceWhenBlocked = std::chrono::milliseconds(20);
+constexpr auto kPatience = std::chrono::milliseconds(250);
+constexpr auto kPatienceWhenBlocked = std::chrono::milliseconds(20);
 
 }  // namespace
 
@@ -37,7 +37,7 @@ std::optional<FileLock> OQRecordStore::lock(const std::filesystem::path& file, C
   auto lock = FileLock::take(file, Clock::time_point::min());
   if (!lock) {
     setWaiting(true);
-    if (_isBlocked) deadline = std::min(deadline, Clock::now() + PatienceWhenBlocked);
+    if (_isBlocked) deadline = std::min(deadline, Clock::now() + kPatienceWhenBlocked);
     lock = FileLock::take(file, deadline);
     setWaiting(false);
   }
@@ -46,7 +46,7 @@ std::optional<FileLock> OQRecordStore::lock(const std::filesystem::path& file, C
 }
 
 std::optional<OQRecordStore::Clock::time_point> OQRecordStore::takeTurn() {
-  auto deadline = Clock::now() + Patience;
+  auto deadline = Clock::now() + kPatience;
   bool hasWaitedForOthers = false;
   std::unique_lock lock(_mutex);
   while (_isInUse) {
@@ -58,7 +58,7 @@ std::optional<OQRecordStore::Clock::time_point> OQRecordStore::takeTurn() {
     }
   }
   _isInUse = true;
-  return hasWaitedForOthers ? deadline : Clock::now() + Patience;
+  return hasWaitedForOthers ? deadline : Clock::now() + kPatience;
 }
 
 void OQRecordStore::setWaiting(bool isWaiting) {
