@@ -15,7 +15,7 @@
 namespace oq {
 namespace {
 
-/// Two stores over one folder stand for two processes.
+/// Two stores in one folder represent two processes.
 class RecordStore : public testing::Test {
  protected:
   static OQRecordStore::Nodes nodes(std::int64_t usedCount) {
@@ -28,7 +28,7 @@ class RecordStore : public testing::Test {
   static void write(OQRecordStore& store, std::int64_t usedCount) {
     ASSERT_TRUE(store.access().write(nodes(usedCount)));
   }
-  /// The used count that another process wrote; nullopt for no change.
+  /// The used count that another process wrote; nullopt if there is no change.
   static std::optional<std::int64_t> changeIn(OQRecordStore& store) {
     const auto changes = store.access().changesOfOthers();
     return changes ? std::optional(changes->at(0)->usedCount()) : std::nullopt;
@@ -49,7 +49,7 @@ TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
     write(theirs, value + 1);
     write(theirs, value + 2);
     ASSERT_EQ(changeIn(ours), value + 2);
-    ASSERT_EQ(changeIn(ours), std::nullopt) << "known by now";
+    ASSERT_EQ(changeIn(ours), std::nullopt) << "already known";
   }
   test::writeText(file, "torn");
   EXPECT_EQ(changeIn(ours), std::nullopt);
@@ -60,11 +60,11 @@ TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
   EXPECT_EQ(OQRecordStore().read().at(0)->usedCount(), 5);
 }
 
-TEST_F(RecordStore, GrantsAccessToOneAtATime) {
+TEST_F(RecordStore, GrantsExclusiveAccess) {
   auto access = ours.access();
   ASSERT_TRUE(access);
   EXPECT_FALSE(theirs.access());
-  // Another thread of the same process waits however long it takes.
+  // Another thread of the same process waits without limit.
   std::atomic<bool> isReleased{false};
   auto waited = std::async(std::launch::async, [&] { return ours.access() && isReleased; });
   EXPECT_FALSE(OQRecordStore().access()) << "after 250 ms";
@@ -76,7 +76,7 @@ TEST_F(RecordStore, GrantsAccessToOneAtATime) {
   EXPECT_TRUE(ours.access());
 }
 
-TEST_F(RecordStore, AForkedProcessDoesNotKeepTheLock) {
+TEST_F(RecordStore, ForkedProcessDoesNotKeepTheLock) {
   auto access = ours.access();
   const pid_t child = ::fork();
   if (child == 0) {
@@ -89,8 +89,8 @@ TEST_F(RecordStore, AForkedProcessDoesNotKeepTheLock) {
   test::statusOf(child);
 }
 
-/// A process that waits has the lock file open when it is removed, and must not take that one for the lock.
-TEST_F(RecordStore, ALockFileThatWasRemovedLocksNoLonger) {
+/// A waiting process has the lock file open when it is removed; it must not accept the removed file as the lock.
+TEST_F(RecordStore, RemovedLockFileDoesNotCount) {
   auto access = ours.access();
   OQRecordStore waiting;
   auto waited = std::async(std::launch::async, [&] { return static_cast<bool>(waiting.access()); });
@@ -109,8 +109,8 @@ TEST_F(RecordStore, ALockFileThatWasRemovedLocksNoLonger) {
   EXPECT_FALSE(waited.get());
 }
 
-/// The inode number of a file that was replaced is given to a later one.
-TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
+/// A replaced file's inode number may be reused by a later one.
+TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
   const auto time = std::filesystem::file_time_type::clock::now();
   const auto replace = [&] {
     test::writeText(folder.path() / "new", "same size");
@@ -127,7 +127,7 @@ TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
   }
 }
 
-TEST_F(RecordStore, WhereThereCanBeNoLockEachProcessGoesOnAlone) {
+TEST_F(RecordStore, WithoutLocksEachProcessWorksAlone) {
   std::filesystem::create_directory(lockFile);
   auto access = ours.access();
   EXPECT_TRUE(access);
