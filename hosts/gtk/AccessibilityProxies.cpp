@@ -12,7 +12,7 @@ namespace oq::gtk {
 
 namespace {
 
-constexpr std::size_t longestDescription = 2000;  // bytes
+constexpr std::size_t kLongestDescription = 2000;  // bytes
 
 GtkAccessibleRole roleOf(const UIView& view) {
   UIAccessibilityTraits traits = view.accessibilityTraits();
@@ -22,7 +22,7 @@ GtkAccessibleRole roleOf(const UIView& view) {
   return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
 }
 
-/// One that is disabled stays a button; what takes no input at all must not take the keyboard either.
+/// A disabled button is still a button; a view that ignores input must not get the focus.
 bool takesInput(const UIView& view) {
   return (view.accessibilityTraits() & (UIAccessibilityTraitButton | UIAccessibilityTraitLink)) &&
          view.isUserInteractionEnabled();
@@ -30,7 +30,7 @@ bool takesInput(const UIView& view) {
 
 CGRect frameInWindow(const UIView& view) {
   CGRect bounds = view.bounds();
-  // A view may have a negative size where it has no room. GTK warns of one.
+  // A view may have a negative size if there is no space. GTK warns about one.
   return {view.convertPointToWindow(bounds.origin),
           {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
 }
@@ -41,7 +41,7 @@ void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::s
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
 }
 
-/// As it was: an entry would select all that was typed into it.
+/// Restores the focus without a side effect: an entry would select its text.
 void giveFocusBack(GtkWidget* widget) {
   if (GTK_IS_TEXT(widget)) {
     gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
@@ -71,12 +71,12 @@ AccessibilityProxies::~AccessibilityProxies() {
 }
 
 void AccessibilityProxies::clear() {
-  for (auto& [view, standIn] : _elements) remove(standIn);
+  for (auto& [view, proxy] : _elements) remove(proxy);
   _elements.clear();
   remove(_dialog);
 }
 
-/// A style name that no theme knows keeps a theme's paddings and smallest sizes away.
+/// A CSS name that no theme uses avoids the theme's paddings and minimum sizes.
 GtkWidget* AccessibilityProxies::make(GtkAccessibleRole role, bool focusable) {
   GType type = focusable && role != GTK_ACCESSIBLE_ROLE_DIALOG ? GTK_TYPE_BUTTON : GTK_TYPE_BOX;
   auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role, "can-target",
@@ -85,11 +85,11 @@ GtkWidget* AccessibilityProxies::make(GtkAccessibleRole role, bool focusable) {
   return widget;
 }
 
-void AccessibilityProxies::remove(AccessibilityProxy& standIn) {
-  if (!standIn.widget) return;
-  g_signal_handlers_disconnect_by_data(standIn.widget, this);
-  gtk_widget_unparent(standIn.widget);
-  standIn.widget = nullptr;
+void AccessibilityProxies::remove(AccessibilityProxy& proxy) {
+  if (!proxy.widget) return;
+  g_signal_handlers_disconnect_by_data(proxy.widget, this);
+  gtk_widget_unparent(proxy.widget);
+  proxy.widget = nullptr;
 }
 
 void AccessibilityProxies::update() {
@@ -107,7 +107,7 @@ void AccessibilityProxies::setDialog(const std::shared_ptr<UIView>& view) {
   const bool isFree = !focus() || gtk_widget_is_ancestor(focus(), _surface);
   const auto element = viewOf(focus());
   const auto now = FocusMemory::at(element, element || isOurs(focus()) ? nullptr : focus());
-  // The parts of another dialog have another parent.
+  // The elements of another dialog have another parent.
   clear();
   _dialog = {};
   _description.clear();
@@ -138,49 +138,48 @@ void AccessibilityProxies::returnFocus(const FocusMemory::Place& place) {
 
 void AccessibilityProxies::setElements(const std::vector<std::shared_ptr<UIView>>& elements) {
   for (auto entry = _elements.begin(); entry != _elements.end();) {
-    AccessibilityProxy& standIn = entry->second;
-    auto view = standIn.view.lock();
+    AccessibilityProxy& proxy = entry->second;
+    auto view = proxy.view.lock();
     bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
-                 standIn.role == roleOf(*view) && (GTK_IS_BUTTON(standIn.widget) != FALSE) == takesInput(*view);
-    if (!stays) remove(standIn);
+                 proxy.role == roleOf(*view) && (GTK_IS_BUTTON(proxy.widget) != FALSE) == takesInput(*view);
+    if (!stays) remove(proxy);
     entry = stays ? std::next(entry) : _elements.erase(entry);
   }
   GtkWidget* parent = _dialog.widget ? _dialog.widget : _surface;
   GtkWidget* previous = nullptr;
   for (const auto& view : elements) {
-    AccessibilityProxy& standIn = _elements[view.get()];
-    if (!standIn.widget) {
-      standIn.role = roleOf(*view);
-      standIn.view = view;
-      standIn.widget = make(standIn.role, takesInput(*view));
-      gtk_widget_set_parent(standIn.widget, parent);
+    AccessibilityProxy& proxy = _elements[view.get()];
+    if (!proxy.widget) {
+      proxy.role = roleOf(*view);
+      proxy.view = view;
+      proxy.widget = make(proxy.role, takesInput(*view));
+      gtk_widget_set_parent(proxy.widget, parent);
       _changed = true;
-      if (GTK_IS_BUTTON(standIn.widget)) {
-        g_signal_connect(standIn.widget, "clicked", G_CALLBACK(clicked), this);
+      if (GTK_IS_BUTTON(proxy.widget)) {
+        g_signal_connect(proxy.widget, "clicked", G_CALLBACK(clicked), this);
         GtkEventController* watch = gtk_event_controller_focus_new();
         g_signal_connect(watch, "enter", G_CALLBACK(entered), this);
         g_signal_connect(watch, "leave", G_CALLBACK(left), this);
-        gtk_widget_add_controller(standIn.widget, watch);
+        gtk_widget_add_controller(proxy.widget, watch);
       }
     }
-    describe(standIn, *view);
-    if (gtk_widget_get_prev_sibling(standIn.widget) != previous)
-      gtk_widget_insert_after(standIn.widget, parent, previous);
-    previous = standIn.widget;
+    describe(proxy, *view);
+    if (gtk_widget_get_prev_sibling(proxy.widget) != previous) gtk_widget_insert_after(proxy.widget, parent, previous);
+    previous = proxy.widget;
   }
 }
 
-void AccessibilityProxies::describe(AccessibilityProxy& standIn, const UIView& view) {
+void AccessibilityProxies::describe(AccessibilityProxy& proxy, const UIView& view) {
   std::string name = view.accessibilityLabel();
-  if (name != standIn.name) setProperty(standIn.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, name);
-  standIn.name = std::move(name);
-  gtk_widget_set_sensitive(standIn.widget, !(view.accessibilityTraits() & UIAccessibilityTraitNotEnabled));
+  if (name != proxy.name) setProperty(proxy.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, name);
+  proxy.name = std::move(name);
+  gtk_widget_set_sensitive(proxy.widget, !(view.accessibilityTraits() & UIAccessibilityTraitNotEnabled));
   CGRect frame = frameInWindow(view);
-  if (frame != standIn.frame) _changed = true;
-  standIn.frame = frame;
+  if (frame != proxy.frame) _changed = true;
+  proxy.frame = frame;
 }
 
-/// What the dialog says, told with its name as soon as it comes up.
+/// The text of the dialog, which screen readers announce with its name when it opens.
 void AccessibilityProxies::describeDialog(const std::vector<std::shared_ptr<UIView>>& elements) {
   std::string text;
   for (const auto& view : elements) {
@@ -189,8 +188,8 @@ void AccessibilityProxies::describeDialog(const std::vector<std::shared_ptr<UIVi
     if (!text.empty()) text += '\n';
     text += view->accessibilityLabel();
   }
-  if (text.size() > longestDescription) {
-    const char* end = g_utf8_find_prev_char(text.data(), text.data() + longestDescription);
+  if (text.size() > kLongestDescription) {
+    const char* end = g_utf8_find_prev_char(text.data(), text.data() + kLongestDescription);
     text.resize(end ? static_cast<std::size_t>(end - text.data()) : 0);
   }
   if (text == _description) return;
@@ -210,13 +209,13 @@ bool AccessibilityProxies::isOurs(GtkWidget* widget) const {
 }
 
 std::shared_ptr<UIView> AccessibilityProxies::viewOf(GtkWidget* widget) const {
-  for (const auto& [view, standIn] : _elements) {
-    if (standIn.widget == widget) return standIn.view.lock();
+  for (const auto& [view, proxy] : _elements) {
+    if (proxy.widget == widget) return proxy.view.lock();
   }
   return nullptr;
 }
 
-/// GTK's focus goes where the window's is, and stays in the dialog.
+/// Moves GTK's focus to the window's focused view, and keeps it inside the dialog.
 void AccessibilityProxies::followFocus() {
   auto focused = _window->focusedView();
   auto found = _elements.find(focused.get());
@@ -229,7 +228,7 @@ void AccessibilityProxies::followFocus() {
   if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) takeFocusBack();
 }
 
-/// A host may focus a widget of its own whenever that loses the focus. Such a host wins after a few rounds.
+/// A host may keep focusing a widget of its own whenever that loses the focus. Then it wins after a few rounds.
 void AccessibilityProxies::takeFocusBack() {
   const gint64 now = g_get_monotonic_time();
   if (now - _lastTakeBack > G_USEC_PER_SEC) _takeBacks = 0;
@@ -278,25 +277,25 @@ bool AccessibilityProxies::takeFocus(bool first) {
 
 void AccessibilityProxies::clicked(GtkButton* button, gpointer self) {
   guarded([&] {
-    auto* standIns = static_cast<AccessibilityProxies*>(self);
-    auto window = standIns->_window;
-    window->setFocusedView(standIns->viewOf(GTK_WIDGET(button)));
+    auto* proxies = static_cast<AccessibilityProxies*>(self);
+    auto window = proxies->_window;
+    window->setFocusedView(proxies->viewOf(GTK_WIDGET(button)));
     window->pressKey(UIKeyboardKey::Return);
   });
 }
 
 void AccessibilityProxies::entered(GtkEventControllerFocus* controller, gpointer self) {
-  auto* standIns = static_cast<AccessibilityProxies*>(self);
+  auto* proxies = static_cast<AccessibilityProxies*>(self);
   GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
-  guarded([&] { standIns->_window->setFocusedView(standIns->viewOf(widget)); });
+  guarded([&] { proxies->_window->setFocusedView(proxies->viewOf(widget)); });
 }
 
 void AccessibilityProxies::left(GtkEventControllerFocus* controller, gpointer self) {
-  auto* standIns = static_cast<AccessibilityProxies*>(self);
+  auto* proxies = static_cast<AccessibilityProxies*>(self);
   GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
   guarded([&] {
-    auto view = standIns->viewOf(widget);
-    if (view && standIns->_window->focusedView() == view) standIns->_window->setFocusedView(nullptr);
+    auto view = proxies->viewOf(widget);
+    if (view && proxies->_window->focusedView() == view) proxies->_window->setFocusedView(nullptr);
   });
 }
 
@@ -305,19 +304,19 @@ void AccessibilityProxies::allocate(const Stage& stage) {
   const CGPoint surface = stage.toStage({});
   if (_dialog.widget) place(_dialog, surface, stage.scale);
   CGPoint origin = _dialog.widget ? _dialog.frame.origin : surface;
-  for (const auto& [view, standIn] : _elements) place(standIn, origin, stage.scale);
+  for (const auto& [view, proxy] : _elements) place(proxy, origin, stage.scale);
 }
 
-/// `origin`: where the parent begins, in the window.
-void AccessibilityProxies::place(const AccessibilityProxy& standIn, CGPoint origin, double scale) const {
+/// `origin`: the origin of the parent widget, in the window.
+void AccessibilityProxies::place(const AccessibilityProxy& proxy, CGPoint origin, double scale) const {
   // GTK requires measuring before allocating.
-  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
-  gtk_widget_measure(standIn.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
+  gtk_widget_measure(proxy.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
+  gtk_widget_measure(proxy.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
   auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
-  const CGRect& frame = standIn.frame;
+  const CGRect& frame = proxy.frame;
   GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y), whole(frame.size.width),
                            whole(frame.size.height)};
-  gtk_widget_size_allocate(standIn.widget, &allocation, -1);
+  gtk_widget_size_allocate(proxy.widget, &allocation, -1);
 }
 
 }  // namespace oq::gtk

@@ -20,30 +20,29 @@ namespace oq::gtk {
 
 class NativeChildren;
 
-/// Widgets without looks that stand for painted views, since GTK tells assistive technology of widgets only:
-/// a dialog around its parts, texts, and buttons that can be focused and pressed. They are children of the
-/// surface, which gives them their place and paints none of them; the pointer goes through them. Main thread
-/// only.
+/// Invisible widgets that represent painted views, because GTK exposes only widgets to assistive technology: a dialog
+/// around its elements, labels, and buttons that can be focused and pressed. They are children of the surface, which
+/// allocates them but does not paint them; they ignore the pointer. Main thread only.
 class AccessibilityProxies {
  public:
-  /// `pages`: the widgets that the surface shows otherwise; they outlive this.
+  /// `pages`: the surface's web pages; they must outlive this object.
   AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages);
   ~AccessibilityProxies();
   AccessibilityProxies(const AccessibilityProxies&) = delete;
   AccessibilityProxies& operator=(const AccessibilityProxies&) = delete;
 
-  /// Makes them those of what the window shows now. While a dialog is on screen it has the keyboard's focus, first
-  /// the page in it if there is one, and what it covers has not; when it has gone, the focus returns to where it was.
+  /// Synchronizes the proxies with the window's current views. While a dialog is shown it has the keyboard focus (its
+  /// page first, if it has one), and the widgets that it covers cannot get it. When it has closed, the focus returns to
+  /// its former widget.
   void update();
-  /// Gives each the place of its view in the surface.
+  /// Moves each proxy to the position of its view in the surface.
   void allocate(const Stage& stage);
-  /// A dialog is on screen, and the keyboard is its own: not in something that the surface shows otherwise.
+  /// True if a dialog is shown and the keyboard focus is not in one of its pages.
   bool hasKeyboard() const;
   bool hasDialog() const { return _dialog.widget != nullptr; }
-  /// The keyboard's focus, from whatever the surface shows otherwise, to the first or the last of the
-  /// dialog's parts.
+  /// Moves the keyboard focus from a page to the first or last element of the dialog.
   bool takeFocus(bool first);
-  /// Takes all away; for a surface that goes.
+  /// Removes all proxies; for a surface that is being destroyed.
   void clear();
 
  private:
@@ -61,26 +60,26 @@ class AccessibilityProxies {
   std::shared_ptr<UIView> viewOf(GtkWidget* widget) const;
   void setDialog(const std::shared_ptr<UIView>& view);
   void setElements(const std::vector<std::shared_ptr<UIView>>& elements);
-  void describe(AccessibilityProxy& standIn, const UIView& view);
+  void describe(AccessibilityProxy& proxy, const UIView& view);
   void describeDialog(const std::vector<std::shared_ptr<UIView>>& elements);
-  void remove(AccessibilityProxy& standIn);
+  void remove(AccessibilityProxy& proxy);
   void followFocus();
   GtkWidget* focus() const;
   bool isOurs(GtkWidget* widget) const;
-  /// In something that the surface shows otherwise.
+  /// True if the widget is inside one of the surface's pages.
   bool isInPage(GtkWidget* widget) const;
-  /// The page that the dialog shows, nullptr without one.
+  /// The page inside the dialog; nullptr if there is none.
   GtkWidget* pageOfDialog() const;
   bool isInDialog(GtkWidget* widget) const;
-  /// Something of the host's that lies below the surface.
+  /// True for a widget of the host below the surface.
   bool isCovered(GtkWidget* widget) const;
   void focusDialog();
   void takeFocusBack();
   void returnFocus(const FocusMemory::Place& place);
-  void place(const AccessibilityProxy& standIn, CGPoint origin, double scale) const;
+  void place(const AccessibilityProxy& proxy, CGPoint origin, double scale) const;
 
-  gint64 _lastTakeBack = 0;  ///< in microseconds
-  int _takeBacks = 0;        ///< in quick succession
+  gint64 _lastTakeBack = 0;  ///< g_get_monotonic_time() of the last takeFocusBack()
+  int _takeBacks = 0;        ///< less than a second apart
 
   GtkWidget* const _surface;
   const std::shared_ptr<UIWindow> _window;
@@ -89,7 +88,7 @@ class AccessibilityProxies {
   std::map<const UIView*, AccessibilityProxy> _elements;
   const NativeChildren& _pages;
   FocusMemory _focusMemory;
-  bool _changed = false;  ///< something has to be given another place
+  bool _changed = false;  ///< a proxy needs a new allocation
 };
 
 }  // namespace oq::gtk

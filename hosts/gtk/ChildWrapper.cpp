@@ -6,9 +6,9 @@ namespace oq::gtk {
 
 namespace {
 
-constexpr const char* dataKey = "oqsdk-window-child";
+constexpr const char* kDataKey = "oqsdk-window-child";
 
-/// Moving a widget costs the window its focus and default widgets; both are put back.
+/// Moving a widget resets the window's focus and default widgets; this restores both.
 class KeepFocus {
  public:
   explicit KeepFocus(GtkWindow* window) : _window(window) {
@@ -32,8 +32,8 @@ class KeepFocus {
   GtkWidget* _default = nullptr;
 };
 
-/// The property that holds what a window shows. libadwaita's windows end the process when their child is
-/// replaced. They are known by name, so that nobody has to have that library.
+/// The property that holds a window's contents. libadwaita's windows end the process if "child" is replaced. They are
+/// identified by name, so that the library is not needed.
 const char* childProperty(GtkWindow* window) {
   for (const char* name : {"AdwWindow", "AdwApplicationWindow"}) {
     const GType type = g_type_from_name(name);
@@ -45,18 +45,18 @@ const char* childProperty(GtkWindow* window) {
 }  // namespace
 
 bool ChildWrapper::isWrapped(GtkWindow* window) {
-  return g_object_get_data(G_OBJECT(window), dataKey) != nullptr;
+  return g_object_get_data(G_OBJECT(window), kDataKey) != nullptr;
 }
 
 void ChildWrapper::wrap(GtkWindow* window, GtkWidget* surface) {
   auto* wrapper = new ChildWrapper(window, surface);
   auto drop = +[](gpointer data) { delete static_cast<ChildWrapper*>(data); };
-  g_object_set_data_full(G_OBJECT(window), dataKey, wrapper, drop);
+  g_object_set_data_full(G_OBJECT(window), kDataKey, wrapper, drop);
 }
 
 ChildWrapper::ChildWrapper(GtkWindow* window, GtkWidget* surface)
     : _window(window), _property(childProperty(window)), _overlay(gtk_overlay_new()) {
-  // A reference of its own: a window that gets another child lets go of the overlay.
+  // An own reference, because a window that gets another child releases the overlay.
   g_object_ref_sink(_overlay);
   gtk_overlay_add_overlay(GTK_OVERLAY(_overlay), surface);
   adopt();
@@ -69,7 +69,7 @@ ChildWrapper::~ChildWrapper() {
   g_object_unref(_overlay);
 }
 
-/// Owned by the window.
+/// The result is owned by the window.
 GtkWidget* ChildWrapper::child() const {
   GtkWidget* child = nullptr;
   g_object_get(_window, _property, &child, nullptr);
@@ -81,7 +81,7 @@ void ChildWrapper::childChanged(GObject*, GParamSpec*, gpointer self) {
   auto* wrapper = static_cast<ChildWrapper*>(self);
   if (wrapper->_adopting || gtk_widget_in_destruction(GTK_WIDGET(wrapper->_window))) return;
   if (wrapper->child() == wrapper->_overlay) return;
-  // At once: the host may be about to put its former child somewhere else.
+  // Immediately, because the host may be about to put its former child elsewhere.
   gtk_overlay_set_child(GTK_OVERLAY(wrapper->_overlay), nullptr);
   if (wrapper->child()) {
     wrapper->adopt();
@@ -91,7 +91,7 @@ void ChildWrapper::childChanged(GObject*, GParamSpec*, gpointer self) {
 }
 
 void ChildWrapper::adopt() {
-  // The host has taken the overlay itself for its child and placed it in a tree of its own.
+  // The host has made the overlay itself a child in another widget tree.
   if (gtk_widget_get_parent(_overlay)) return;
   _adopting = true;
   {

@@ -4,13 +4,12 @@
 
 namespace oq::gtk {
 
-/// Keeps whatever child a window has inside an overlay that also holds the library's surface, however often
-/// the host sets another one. Where the window is one of libadwaita's, its content is meant. The window owns
-/// it. Main thread only.
+/// Keeps the child of a window inside an overlay that also holds the library's surface, even if the host sets another
+/// child. For libadwaita's windows it wraps the content. Owned by the window. Main thread only.
 class ChildWrapper {
  public:
-  /// Wraps the window's child and goes on doing so; does nothing for a window that is wrapped already.
-  /// `surface` is the widget to lie above the child; the overlay takes it.
+  /// Wraps the window's child and each later one; has no effect on a window that is wrapped already. `surface` is shown
+  /// above the child; the overlay takes ownership.
   static void wrap(GtkWindow* window, GtkWidget* surface);
   static bool isWrapped(GtkWindow* window);
 

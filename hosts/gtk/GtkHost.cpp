@@ -25,8 +25,7 @@ std::string identifierFor(const AttachOptions& options) {
   return program ? program : "";
 }
 
-/// What the process does once, at its first attachment; what a later one says of the application no longer
-/// counts.
+/// Installs the host at the first attachment of the process; later options for the application are ignored.
 void install(const AttachOptions& options) {
   static bool installed = false;
   if (installed) return;
@@ -35,8 +34,7 @@ void install(const AttachOptions& options) {
   setMainBundle(identifierFor(options), options.applicationVersion);
   if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
   WebPages::setPreloads(options.preloadWebEngine);
-  // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
-  // past.
+  // The first text of a process takes longer than a frame; this does it before a window opens.
   warmUpText();
 }
 

@@ -39,7 +39,7 @@ Host::~Host() {
   UIApplication::sharedApplication().setHost(nullptr);
 }
 
-/// The user may want no animations, and may change their mind.
+/// The user may want no animations, and may change that setting.
 void Host::watchSettings() {
   _settings = gtk_settings_get_default();
   if (!_settings) return;
@@ -51,7 +51,7 @@ void Host::watchSettings() {
 void Host::animationsSet(GObject* settings, GParamSpec*, gpointer) {
   gboolean enabled = TRUE;
   g_object_get(settings, "gtk-enable-animations", &enabled, nullptr);
-  // Not quite at once: the end of an animation waits for a frame, and so finds out that none comes.
+  // Not 0: the end of an animation waits for a frame, which shows whether frames still come.
   AnimationEngine::shared().setEnabled(enabled, 0.001);
 }
 
@@ -78,7 +78,7 @@ void Host::setDeadline(double deadline) {
 }
 
 void Host::arm() {
-  // An armed timer that nobody waits for any more is left to fire once: deadlineReached() looks for itself.
+  // An armed timer that is no longer needed still fires once; deadlineReached() checks the time itself.
   if (!std::isfinite(_deadline)) return;
   _timer->setTimer(static_cast<std::int64_t>(std::max(0.0, _deadline - now()) * 1e9), 0);
 }
@@ -88,7 +88,7 @@ void Host::deadlineReached() {
   double time = now();
   if (time < _deadline) return arm();
   if (awaitFrame(time)) return;
-  // Forgotten first, so that the same deadline can be set again.
+  // Cleared first, so that the same deadline can be set again.
   _deadline = std::numeric_limits<double>::infinity();
   _frameAwaitedSince.reset();
   UIApplication::sharedApplication().step(time);

@@ -15,31 +15,31 @@ namespace oq::gtk {
 
 class Surface;
 
-/// What the view layer sees of GTK: one clock, a frame for whoever asks, and a timer for ends that no frame
-/// reaches. Surfaces share it and own it together; it installs itself as the application's host and goes with
-/// the last of them. Main thread only.
+/// Connects the view layer to GTK: a clock, frames on request, and a timer for deadlines without a frame. Owned jointly
+/// by the surfaces; it installs itself as the application's host and is destroyed with the last surface. Main thread
+/// only.
 class Host : public UIHost {
  public:
-  /// The host that is in use, or a new one.
+  /// The current host, or a new one.
   static std::shared_ptr<Host> shared();
   Host();
   ~Host() override;
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  /// GLib's monotonic clock, which GTK's frame times are told in as well.
+  /// GLib's monotonic clock, which GTK's frame times use as well.
   double now() const override;
   void setNeedsFrame(UIWindow& window) override;
   void setDeadline(double deadline) override;
   void scenesChanged() override { updateScreen(); }
 
-  /// A surface whose scene is connected.
+  /// Adds a surface whose scene is connected.
   void add(Surface& surface);
   void remove(Surface& surface);
-  /// The main screen is the stage where messages are shown: that of the first scene that is active, else of the first
-  /// scene. To be called when one of them changes.
+  /// Sets the main screen to the stage where messages are shown: that of the first active scene, or else of the first
+  /// scene. Call it when one of them changes.
   void updateScreen();
-  /// The one that shows the window; nullptr when none does.
+  /// The surface that shows the window; nullptr if there is none.
   Surface* surfaceOf(const UIWindow& window) const;
 
  private:
@@ -55,9 +55,9 @@ class Host : public UIHost {
   GtkSettings* _settings = nullptr;
   gulong _animationsHandler = 0;
   double _deadline = std::numeric_limits<double>::infinity();
-  std::optional<double> _frameAwaitedSince;  ///< by a deadline that is over
+  std::optional<double> _frameAwaitedSince;  ///< the time of a deadline that waits for a frame
   std::shared_ptr<DispatchTimer> _timer;
-  std::shared_ptr<Host*> _self;  ///< the timer's way to the host, emptied when that ends
+  std::shared_ptr<Host*> _self;  ///< how the timer finds the host; emptied when the host is destroyed
 };
 
 }  // namespace oq::gtk

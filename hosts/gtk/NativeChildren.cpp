@@ -101,10 +101,10 @@ void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds
   gtk_snapshot_save(snapshot);
   const graphene_point_t place{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())};
   gtk_snapshot_translate(snapshot, &place);
-  // The widget's own lengths are the surface's.
+  // The widget's lengths are in window points.
   const auto scale = static_cast<float>(1 / child->scale);
   gtk_snapshot_scale(snapshot, scale, scale);
-  // Where the widget lies is a matter of its allocation, which is added to where it is painted.
+  // GTK adds the allocation's origin when it paints the widget.
   const graphene_point_t offset{static_cast<float>(-child->origin.x), static_cast<float>(-child->origin.y)};
   gtk_snapshot_translate(snapshot, &offset);
   gtk_widget_snapshot_child(_surface, child->widget, snapshot);

@@ -16,9 +16,9 @@ class UIView;
 
 namespace oq::gtk {
 
-/// The widgets that show views of a surface's window: web pages. Each lies where its view lies, as large as the view's
-/// model, so that it is laid out once however its view comes on screen, and is painted at its view's place in the
-/// order, clipped to what the view shows at that moment. Main thread only.
+/// The widgets that show views of a surface's window: web pages. Each widget has the position and size of its view's
+/// model, so it is laid out once whatever animation its view has. It is painted in the order of its view, clipped to
+/// the view's visible part. Main thread only.
 class NativeChildren {
  public:
   explicit NativeChildren(GtkWidget* surface) : _surface(surface) {}
@@ -26,15 +26,15 @@ class NativeChildren {
   NativeChildren(const NativeChildren&) = delete;
   NativeChildren& operator=(const NativeChildren&) = delete;
 
-  /// The widget becomes a child of the surface. The view must be removed before it goes. `zoom` is called with the
-  /// scale at which the widget shows its content, before it is laid out for that.
+  /// Makes the widget a child of the surface. The view must be removed before it is destroyed. `zoom` is called with
+  /// the scale at which the widget must show its content, before the widget is laid out.
   void add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom);
   void remove(UIView& view);
   void clear();
   bool isEmpty() const { return _children.empty(); }
-  /// Whether the view is shown by a widget, which then gets its input from GTK.
+  /// Whether a widget shows the view; GTK then sends the input to that widget.
   bool has(const UIView* view) const;
-  /// The widget of a view that is shown inside this one; nullptr without one.
+  /// The widget of a view inside this one; nullptr if there is none.
   GtkWidget* widgetIn(const UIView& view) const;
 
   /// Whether a view is no longer where its widget was allocated. Asked first, since an allocation makes GTK lay out the
@@ -42,7 +42,7 @@ class NativeChildren {
   bool areOutdated(const Stage& stage) const;
   /// Gives each the place of its view in the surface.
   void allocate(const Stage& stage);
-  /// Into a snapshot in the view's coordinates: `bounds` are what it shows, on whole pixels.
+  /// Paints into a snapshot in the view's coordinates: `bounds` is the visible area, on whole pixels.
   void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
 
  private:

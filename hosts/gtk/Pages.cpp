@@ -10,8 +10,8 @@ namespace oq::gtk {
 
 namespace {
 
-/// The class of the pages of that name; nullptr when the name is empty or belongs to a class that is none of
-/// ours: its methods would take our objects for their own.
+/// The page class with that name. nullptr if the name is empty, or belongs to another class: that class's methods would
+/// treat our objects as their own.
 Class* classNamed(const std::string& name) {
   static auto& made = *new std::map<std::string, Class*>;
   if (const auto found = made.find(name); found != made.end()) return found->second;
@@ -19,7 +19,7 @@ Class* classNamed(const std::string& name) {
   return made[name] = registerClass(name, UIViewController::staticClass());
 }
 
-/// Shows the page of a container that is on screen. The container's signals own it.
+/// Shows the page of a container that is on screen. Owned by the container's signals.
 class PageWatch {
  public:
   explicit PageWatch(PageNames names) : _names(std::move(names)) {}
@@ -47,12 +47,12 @@ std::string nameOf(Gtk::Stack& stack) {
 std::string nameOf(Gtk::Notebook& notebook) {
   auto* child = notebook.get_nth_page(notebook.get_current_page());
   if (!child) return "";
-  // A widget without a name answers with its type's.
+  // A widget without a name returns the name of its type.
   const std::string name = child->get_name();
   return name != G_OBJECT_TYPE_NAME(child->gobj()) ? name : std::string(notebook.get_tab_label_text(*child));
 }
 
-/// `changed` tells that another page has come to the front.
+/// `changed` connects a function that is called when another page comes to the front.
 template <class Container, class Changed>
 void watch(Container& container, PageNames names, Changed changed) {
   auto pages = std::make_shared<PageWatch>(std::move(names));
@@ -68,7 +68,7 @@ void watch(Container& container, PageNames names, Changed changed) {
 std::string pageClassName(const std::string& name) {
   std::string result;
   bool wordBegins = true;
-  // By ASCII alone, so that a page goes by the same name in every locale.
+  // ASCII only, so that a page has the same name in every locale.
   for (const char letter : name) {
     if (static_cast<unsigned char>(letter) < 0x80 && !g_ascii_isalnum(letter)) {
       wordBegins = true;
@@ -90,7 +90,7 @@ void collectPages(Gtk::Notebook& notebook, PageNames names) {
         [&](auto update) { notebook.signal_switch_page().connect([update](Gtk::Widget*, guint) { update(); }); });
 }
 
-// The class around it is exported, and this would be with it.
+// The enclosing class is exported; without this attribute the nested class would be, too.
 class __attribute__((visibility("hidden"))) ShownPage::Controller : public UIViewController {
  public:
   explicit Controller(Class* cls) : _class(cls) {}

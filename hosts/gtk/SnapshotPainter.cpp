@@ -9,9 +9,9 @@ namespace oq::gtk {
 
 namespace {
 
-/// What is longer than this in one direction, in pixels, is not kept whole: it would not fit into a texture,
-/// and takes longer to go through than the part that shows takes to draw.
-constexpr double longest = 8192;
+/// In pixels. A content that is longer in one direction is not recorded as a whole: it would not fit into a texture,
+/// and processing it takes longer than drawing the visible part.
+constexpr double kLongest = 8192;
 
 struct NodeCache : LayerContent::Cache {
   explicit NodeCache(GskRenderNode* recorded) : node(recorded) {}
@@ -59,8 +59,7 @@ double SnapshotPainter::snapped(double value, double origin) const {
   return std::round((origin + value) * _scale) / _scale - origin;
 }
 
-/// Both edges go to the nearest pixel, so that neighbours still meet; a hairline that would vanish stays as
-/// it is.
+/// Both edges move to the nearest pixel, so that neighbours still touch. A hairline that would vanish stays unchanged.
 CGRect SnapshotPainter::snapped(CGRect rect) const {
   double left = snapped(rect.minX(), _origin.x), top = snapped(rect.minY(), _origin.y);
   double right = snapped(rect.maxX(), _origin.x), bottom = snapped(rect.maxY(), _origin.y);
@@ -132,9 +131,9 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   CGSize size = content.size();
   if (destination.isEmpty() || size.width <= 0 || size.height <= 0) return;
   bool scaled = destination.size != size;
-  if (!scaled && std::max(size.width, size.height) * _scale > longest) return appendPart(content, destination.origin);
+  if (!scaled && std::max(size.width, size.height) * _scale > kLongest) return appendPart(content, destination.origin);
   GskRenderNode* node = nodeOf(content);
-  // A content in its own size begins on a whole pixel: between two pixels its text would be blurred.
+  // A content in its own size starts on a whole pixel; otherwise its text would be blurred.
   double x = destination.minX(), y = destination.minY();
   if (!scaled) {
     x = snapped(x, _origin.x);
@@ -151,7 +150,7 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   gtk_snapshot_restore(_snapshot);
 }
 
-/// Draws what can be seen of the content, anew in every frame.
+/// Draws the visible part of the content, again in every frame.
 void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
   CGRect part = CGRect{origin, content.size()}.intersection(visible());
   if (part.isEmpty()) return;
@@ -163,7 +162,7 @@ void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
 }
 
 void SnapshotPainter::nativeView(UIView& view, CGRect bounds, double opacity) {
-  // On whole pixels, as it was laid out: between two pixels its text would be blurred.
+  // Aligned to whole pixels, like the widget's layout; otherwise its text would be blurred.
   if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, snapped(bounds), opacity);
 }
 
@@ -171,7 +170,7 @@ void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colo
   if (rect.isEmpty() || colour.alpha <= 0) return;
   GskRoundedRect outline = toRoundedRect(rect, cornerRadius);
   GdkRGBA rgba = toRgba(colour);
-  // GTK's blur radius is twice the deviation that a layer's shadow radius stands for.
+  // GTK's blur radius is twice the standard deviation, which a layer's shadow radius is.
   gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height), 0,
                                     toFloat(2 * radius));
 }
@@ -179,7 +178,7 @@ void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colo
 void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
                                     double radius) {
   if (colour.alpha <= 0) return;
-  // The outline alone: every pixel takes the shadow's colour and keeps its own alpha, in proportion.
+  // Keeps the outline only: each pixel gets the shadow's colour and its own alpha.
   const float alphaOnly[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, toFloat(colour.alpha)};
   graphene_matrix_t matrix;
   graphene_matrix_init_from_float(&matrix, alphaOnly);

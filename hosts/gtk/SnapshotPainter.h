@@ -10,13 +10,12 @@ namespace oq::gtk {
 
 class NativeChildren;
 
-/// Paints into a GtkSnapshot, in points. A content is recorded as a render node once and appended again in
-/// every frame that shows it, so that GTK can keep what it made of the node. Straight edges, and contents in
-/// their own size, are put on whole pixels. Lives for one snapshot.
+/// Paints into a GtkSnapshot, in points. A content is recorded once as a render node, and the node is used in every
+/// frame that shows it, so that GTK can cache its rendering. Straight edges, and contents in their own size, are
+/// aligned to whole pixels. Lives for one snapshot.
 class SnapshotPainter : public Painter {
  public:
-  /// `snapshot` is borrowed; `scale` is the number of pixels a point; `visible` is what can be seen of the
-  /// snapshot.
+  /// `snapshot` is borrowed; `scale` is the number of pixels per point; `visible` is the visible part of the snapshot.
   SnapshotPainter(GtkSnapshot* snapshot, double scale, CGRect visible)
       : _snapshot(snapshot), _scale(scale), _visible(visible) {}
 
@@ -29,7 +28,7 @@ class SnapshotPainter : public Painter {
   void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
   void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset, double radius) override;
   void nativeView(UIView& view, CGRect bounds, double opacity) override;
-  /// Whose widgets are painted at their views' places; borrowed.
+  /// The widgets to paint at their views' positions; borrowed.
   void setNativeChildren(NativeChildren* children) { _nativeChildren = children; }
 
  private:
@@ -49,7 +48,7 @@ class SnapshotPainter : public Painter {
   GtkSnapshot* _snapshot;
   NativeChildren* _nativeChildren = nullptr;
   double _scale;
-  CGPoint _origin;  ///< of the current coordinates, in the snapshot's
+  CGPoint _origin;  ///< of the current coordinates, in the snapshot
   CGRect _visible;  ///< in the snapshot's coordinates
   std::vector<Push> _pushes;
 };

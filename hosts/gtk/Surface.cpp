@@ -18,8 +18,8 @@ namespace oq::gtk {
 
 namespace {
 
-/// A window that has kept its size for so long is no longer being resized, in seconds.
-constexpr double resizingPause = 0.2;
+/// Resizing counts as ended when the window has kept its size for this long, in seconds.
+constexpr double kResizingPause = 0.2;
 
 }  // namespace
 
@@ -35,7 +35,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   _stage.setWindow(_window);
   _window->setContentScale(stage().contentScale(get_scale_factor()));
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
-  _standIns = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
+  _proxies = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
   _scene->addWindow(_window);
   connectScene();
 
@@ -47,7 +47,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   signal_map().connect(sigc::mem_fun(*this, &Surface::shown));
   signal_unmap().connect(sigc::mem_fun(*this, &Surface::hidden));
   signal_destroy().connect([this] {
-    _standIns->clear();
+    _proxies->clear();
     _nativeChildren->clear();
   });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
@@ -61,7 +61,7 @@ Surface::~Surface() {
   disconnectScene();
   cancelAllTouches();
   rememberPageKey(nullptr);
-  _standIns.reset();
+  _proxies.reset();
   _nativeChildren.reset();
 }
 
@@ -80,7 +80,7 @@ void Surface::disconnectScene() {
 }
 
 void Surface::realizationChanged() {
-  // Looked at a turn of the loop later: a surface that only moves to another parent is unrealized on the way.
+  // Checked later on the main queue: a surface that moves to another parent is unrealized temporarily.
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     if (get_realized()) {
@@ -97,7 +97,7 @@ void Surface::shown() {
   if (!_stage.isPlaced()) layOutAsExpected();
   updateVisibility();
   noteUse();
-  updateStandInsLater();
+  updateProxiesLater();
 }
 
 void Surface::hidden() {
@@ -118,10 +118,10 @@ void Surface::watchToplevel() {
   _root = GTK_WINDOW(g_object_ref(native));
   auto activated = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->noteUse(); };
   g_signal_connect(_root, "notify::is-active", G_CALLBACK(activated), this);
-  // The host may give the focus to a widget that a dialog covers.
+  // The host may focus a widget that a dialog covers.
   auto focused = +[](GObject*, GParamSpec*, gpointer self) {
     auto* surface = static_cast<Surface*>(self);
-    if (surface->_standIns->hasDialog()) surface->updateStandInsLater();
+    if (surface->_proxies->hasDialog()) surface->updateProxiesLater();
   };
   g_signal_connect(_root, "notify::focus-widget", G_CALLBACK(focused), this);
   _titleBarGuard = std::make_unique<TitleBarGuard>(_root, [this] { return frontmostDialog(*_window) != nullptr; });
@@ -141,7 +141,7 @@ void Surface::updateVisibility() {
   if (!minimised && wasOnScreen) return;
   UIApplication::sharedApplication().setSceneVisibility(
       *_scene, minimised ? UISceneVisibility::Hidden : UISceneVisibility::Mapped);
-  // For the frame that shows that it can be seen.
+  // Requests the frame that shows that the window is visible.
   queue_draw();
 }
 
@@ -173,7 +173,7 @@ void Surface::noteFrame() {
   });
 }
 
-/// The user turned to the window. One that loses the focus stays the one that was used last.
+/// The user turned to the window. A window that loses the focus stays the most recently used one.
 void Surface::noteUse() {
   if (_root && gtk_window_is_active(_root)) UIApplication::sharedApplication().sceneWasUsed(*_scene);
 }
@@ -187,10 +187,10 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 void Surface::size_allocate_vfunc(int width, int height, int) {
   layOut(width, height);
   _nativeChildren->allocate(stage());
-  _standIns->allocate(stage());
+  _proxies->allocate(stage());
 }
 
-/// In the size of the window or, where that has none yet, in the one that GTK will give it.
+/// Lays out with the window's size, or, if it has none yet, with the size that GTK will give it.
 void Surface::layOutAsExpected() {
   auto* window = GTK_WIDGET(gtk_widget_get_root(gobj()));
   if (!GTK_IS_WINDOW(window)) return;
@@ -212,7 +212,7 @@ void Surface::layOut(int width, int height) {
   if (_stage.isOutdated()) updateStageWhenResized();
 }
 
-/// What kept the stage as it was may have gone.
+/// The message or page that kept the stage's size may be gone.
 void Surface::updateStage() {
   if (_resizes > 0 || !_stage.update()) return;
   stageChanged();
@@ -222,7 +222,7 @@ void Surface::updateStage() {
 /// GTK does not report the end of resizing.
 void Surface::updateStageWhenResized() {
   ++_resizes;
-  DispatchQueue::main().after(resizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
+  DispatchQueue::main().after(kResizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired() || resizes != _resizes) return;
     _resizes = 0;
     updateStage();
@@ -240,33 +240,32 @@ void Surface::treeChanged() {
   _frameWanted = true;
   queue_draw();
   pointerSettlesLater();
-  updateStandInsLater();
+  updateProxiesLater();
 }
 
-/// Once for whatever changes in one turn of the loop.
-void Surface::updateStandInsLater() {
-  if (_updatingStandIns) return;
-  _updatingStandIns = true;
+/// Updates once for all changes in one iteration of the main loop.
+void Surface::updateProxiesLater() {
+  if (_updatingProxies) return;
+  _updatingProxies = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
-    _updatingStandIns = false;
+    _updatingProxies = false;
     updateStage();
     if (_nativeChildren->areOutdated(stage())) queue_allocate();
     if (get_mapped()) _standIns->update();
   });
 }
 
-/// gtkmm has no virtual function for it. The class is that of surfaces alone.
+/// gtkmm has no virtual function for this. Only surfaces have this class.
 void Surface::keepFocusInDialogs() {
   GtkWidgetClass* surfaces = GTK_WIDGET_GET_CLASS(gobj());
   surfaces->focus = moveFocus;
 }
 
-/// The keyboard's focus stays inside a dialog, also when it comes to the end of a page in it.
+/// Keeps the keyboard focus inside a dialog, even at the end of a page in it.
 gboolean Surface::moveFocus(GtkWidget* widget, GtkDirectionType direction) {
   auto* surface = dynamic_cast<Surface*>(Glib::wrap(widget));
-  if (surface && surface->_standIns->hasDialog())
-    return surface->_standIns->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
+  if (surface && surface->_proxies->hasDialog()) return surface->_proxies->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
   return GTK_WIDGET_CLASS(g_type_class_peek(GTK_TYPE_WIDGET))->focus(widget, direction);
 }
 
@@ -278,7 +277,7 @@ double Surface::frameTime() {
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
   paintStage(snapshot->gobj(), frameTime());
-  // What is in motion asks for its frames one by one, beginning with the frame that shows its start.
+  // Animations request their frames one by one, starting with the frame that shows their start.
   if (_tick == 0 && AnimationEngine::shared().isRunning()) {
     _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
   }
@@ -297,7 +296,7 @@ void Surface::paintStage(GtkSnapshot* snapshot, double time) {
 }
 
 bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {
-  // Asks for a frame wherever something moves, also for the one that shows where it came to rest.
+  // Requests a frame wherever something moves, including the last one, which shows the final position.
   UIApplication::sharedApplication().step(frameTime());
   if (AnimationEngine::shared().isRunning()) return true;
   _tick = 0;

@@ -22,27 +22,27 @@ class NativeChildren;
 class AccessibilityProxies;
 class TitleBarGuard;
 
-/// The transparent widget above a host's own that shows one window of the library and feeds it with touches.
-/// It asks for no room, fills the overlay it lies in, and takes input only where a view of the library is.
-/// While it is realized its scene is connected: a window that goes takes the scene along, one that only
-/// changes its child keeps it. Made with Gtk::make_managed(); main thread only.
+/// The transparent widget above the host's widgets that shows one window of the library and passes touches to it. It
+/// requests no size, fills its overlay, and takes input only where the library has a view. Its scene is connected while
+/// it is realized: destroying the host's window disconnects the scene, replacing the window's child does not. Create it
+/// with Gtk::make_managed(); main thread only.
 class Surface : public Gtk::Widget {
  public:
-  /// `size`: the one that is expected before the first allocation; empty where none is known.
+  /// `size`: the expected size before the first allocation; empty if unknown.
   Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
   const std::shared_ptr<UIWindow>& window() const { return _window; }
-  /// Where the window lies in the widget.
+  /// The position and scale of the library's window in the widget.
   const Stage& stage() const { return _stage.stage(); }
-  /// Something in the window looks different from now on.
+  /// The contents of the window have changed.
   void treeChanged();
-  /// A frame was asked for, and should come soon.
+  /// A frame was requested and should come soon.
   bool awaitsFrame() const;
-  /// Notices that frames do not come although one is awaited since then: the compositor of a Wayland session holds them
-  /// back while a window is minimised or on another workspace. It does not report that in any other way.
+  /// Detects that no frame has come since `since` although one was requested. A Wayland compositor stops frames while a
+  /// window is minimized or on another workspace, and reports this in no other way.
   void checkFrames(double since);
-  /// The widgets that show views of the window; they go before the surface does.
+  /// The widgets that show views of the window; destroyed before the surface.
   const std::shared_ptr<NativeChildren>& nativeChildren() const { return _nativeChildren; }
 
  protected:
@@ -56,7 +56,7 @@ class Surface : public Gtk::Widget {
  private:
   static constexpr int pointerTouch = 0;
 
-  // The scene's life.
+  // The scene's lifetime.
   void connectScene();
   void disconnectScene();
   void realizationChanged();
@@ -78,7 +78,7 @@ class Surface : public Gtk::Widget {
   double frameTime();
   void paintStage(GtkSnapshot* snapshot, double time);
   bool tick(const Glib::RefPtr<Gdk::FrameClock>& clock);
-  void updateStandInsLater();
+  void updateProxiesLater();
   void keepFocusInDialogs();
   static gboolean moveFocus(GtkWidget* widget, GtkDirectionType direction);
 
@@ -116,31 +116,31 @@ class Surface : public Gtk::Widget {
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   bool _connected = false;
   WindowStage _stage;
-  int _resizes = 0;  ///< sizes that a page waits to be laid out for
-  std::unique_ptr<AccessibilityProxies> _standIns;
+  int _resizes = 0;  ///< size changes since the page was last laid out
+  std::unique_ptr<AccessibilityProxies> _proxies;
   std::shared_ptr<NativeChildren> _nativeChildren;
-  bool _updatingStandIns = false;
-  // Watched while the widget is mapped.
+  bool _updatingProxies = false;
+  // Connected while the widget is mapped.
   GdkSurface* _toplevel = nullptr;
   GtkWindow* _root = nullptr;
   std::unique_ptr<TitleBarGuard> _titleBarGuard;
-  bool _noting = false;       ///< that a frame was painted
-  bool _frameWanted = false;  ///< asked for, and not yet painted
+  bool _noting = false;       ///< a task that reports the painted frame is queued
+  bool _frameWanted = false;  ///< requested, and not yet painted
   double _lastFrame = 0;
   guint _tick = 0;
   GtkEventController* _events = nullptr;
-  GdkEvent* _pageKey = nullptr;     ///< the last key that went to a page
-  std::optional<CGPoint> _pointer;  ///< where it was last seen
-  bool _pointerIsOurs = false;      ///< it was over a view of ours then
+  GdkEvent* _pageKey = nullptr;     ///< the last key event that went to a page
+  std::optional<CGPoint> _pointer;  ///< the last known position
+  bool _pointerIsOurs = false;      ///< the last position was over a view of the library
   bool _settlingPointer = false;
-  const char* _cursor = nullptr;  ///< the name of the one that is set
+  const char* _cursor = nullptr;  ///< the name of the current cursor
   std::map<GdkEventSequence*, int> _fingers;
-  std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: only kept from the host
+  std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: it is only kept from the host
   int _nextFinger = pointerTouch + 1;
   struct Scrolled {
     double time, dx, dy;  ///< seconds; points
   };
-  std::vector<Scrolled> _scrolled;  ///< what a touchpad did lately
+  std::vector<Scrolled> _scrolled;  ///< the recent scrolling of a touchpad
 };
 
 }  // namespace oq::gtk

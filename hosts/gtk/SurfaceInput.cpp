@@ -13,10 +13,10 @@ namespace oq::gtk {
 
 namespace {
 
-/// How far one notch of a wheel scrolls, in points.
-constexpr double wheelNotch = 60;
-/// How long what a touchpad did tells its speed, in seconds.
-constexpr double scrollMemory = 0.1;
+/// Points scrolled by one notch of a wheel.
+constexpr double kWheelNotch = 60;
+/// Seconds of touchpad scrolling that determine its speed.
+constexpr double kScrollMemory = 0.1;
 
 std::optional<UIKeyboardKey> keyFor(guint value, GdkModifierType modifiers) {
   const bool isLeft = value == GDK_KEY_Left || value == GDK_KEY_KP_Left;
@@ -67,14 +67,14 @@ bool Surface::contains_vfunc(double x, double y) const {
   return covers({x, y});
 }
 
-/// Also outside the stage: there the window knows the views that fill its surroundings.
+/// Also outside the stage, where views may fill the surrounding area.
 bool Surface::covers(CGPoint point) const {
   return _window->wantsTouchAt(inStage(point));
 }
 
-/// GTK gives a press to the widget that the pointer last moved over, which is the host's when a view of ours
-/// has come up under a pointer at rest, or a page that the surface shows when a view of ours lies above that.
-/// So events are looked at before all of these, on their way down through the overlay.
+/// GTK sends a press to the widget that the pointer last moved over. That is the wrong one if a view of ours appears
+/// under a resting pointer, or above a web page. So events are handled before all of these, in the overlay's capture
+/// phase.
 void Surface::listen() {
   stopListening();
   GtkWidget* parent = gtk_widget_get_parent(gobj());
@@ -93,8 +93,8 @@ void Surface::stopListening() {
   g_clear_object(&_events);
 }
 
-/// Whether a touch that begins there is ours: a view of ours would take it, and the host has nothing above. A
-/// page is a widget, which takes its touches itself.
+/// Whether a touch that begins there is ours: a view of ours would take it, and the host has no widget above it. A web
+/// page is a widget and gets its touches from GTK.
 bool Surface::isOnTopAt(CGPoint point) {
   GtkWidget* parent = gtk_widget_get_parent(gobj());
   double x = 0, y = 0;
@@ -104,7 +104,7 @@ bool Surface::isOnTopAt(CGPoint point) {
   return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(inStage(point)).get());
 }
 
-/// The views under a pointer at rest are others now. One that has gone leaves GTK with the surface as the
+/// The views under a resting pointer have changed. If the view under it has closed, GTK still treats the surface as the
 /// pointer's widget, and the next press would be lost.
 void Surface::pointerSettlesLater() {
   if (!_pointerIsOurs || _settlingPointer) return;
@@ -118,7 +118,7 @@ void Surface::pointerSettlesLater() {
   });
 }
 
-/// A hand over what can be pressed, else the plain arrow: what the host wants under a message does not count.
+/// A hand over views that can be pressed, otherwise the default arrow: the host's cursor under a message has no effect.
 void Surface::followPointer() {
   const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
   const bool pressable = _window->pointerMoved(isOver ? std::optional(inStage(*_pointer)) : std::nullopt);
@@ -136,8 +136,8 @@ void Surface::pointerLeft() {
 
 void Surface::givePointerBack() {
   _pointerIsOurs = false;
-  // The one public way to make GTK look again for the widget under the pointer: an insensitive one cannot be
-  // it. A page that the surface shows must not lose the focus over it.
+  // GTK has no function that determines the widget under the pointer again, but it does so when this widget becomes
+  // insensitive. A web page of the surface must not lose the focus, though.
   if (get_focus_child()) return;
   set_sensitive(false);
   set_sensitive(true);
@@ -182,11 +182,11 @@ bool Surface::handle(GdkEvent* event) {
 bool Surface::locate(GdkEvent* event, CGPoint& point) {
   GtkNative* native = gtk_widget_get_native(gobj());
   GdkSurface* surface = native ? gtk_native_get_surface(native) : nullptr;
-  // A popover above has coordinates of its own; its events are none of ours.
+  // A popover above has its own surface and coordinates; its events are not ours.
   if (!surface || gdk_event_get_surface(event) != surface) return false;
   double x = 0, y = 0;
   if (!gdk_event_get_position(event, &x, &y)) {
-    // A scroll event does not say where, and asking the display would end the host for devices of some kinds.
+    // A scroll event has no position, and querying the display ends the process for some kinds of devices.
     if (gdk_event_get_event_type(event) != GDK_SCROLL) return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
     if (_pointer) point = *_pointer;
     return _pointer.has_value();
@@ -206,7 +206,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
   _pointerIsOurs = running || covers(point);
   switch (gdk_event_get_event_type(event)) {
     case GDK_BUTTON_PRESS:
-      // Another button over a view of ours means nothing, and nothing to the widget below either.
+      // Other buttons over a view of ours do nothing, and must not reach the widget below either.
       if (gdk_button_event_get_button(event) != GDK_BUTTON_PRIMARY) return running || isOnTopAt(point);
       return begin(pointerTouch, point);
     case GDK_BUTTON_RELEASE:
@@ -216,7 +216,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       if (!running) followPointer();
       // A page below a view of ours does not see the pointer either.
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
-      // The release was lost, for instance to a grab of the host's.
+      // The release was lost, for example to a grab by the host.
       if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
         move(pointerTouch, point);
       } else {
@@ -229,7 +229,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
 bool Surface::endPress(CGPoint point) {
   std::weak_ptr<bool> alive = _alive;
   end(pointerTouch, point);
-  // What was pressed may have closed the window.
+  // The action of the press may have closed the window.
   if (!alive.expired()) followPointer();
   return true;
 }
@@ -266,20 +266,20 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
   double dx = 0, dy = 0;
   switch (gdk_scroll_event_get_direction(event)) {
     case GDK_SCROLL_UP:
-      dy = -wheelNotch;
+      dy = -kWheelNotch;
       break;
     case GDK_SCROLL_DOWN:
-      dy = wheelNotch;
+      dy = kWheelNotch;
       break;
     case GDK_SCROLL_LEFT:
-      dx = -wheelNotch;
+      dx = -kWheelNotch;
       break;
     case GDK_SCROLL_RIGHT:
-      dx = wheelNotch;
+      dx = kWheelNotch;
       break;
     case GDK_SCROLL_SMOOTH: {
       gdk_scroll_event_get_deltas(event, &dx, &dy);
-      double unit = gdk_scroll_event_get_unit(event) == GDK_SCROLL_UNIT_WHEEL ? wheelNotch : 1;
+      double unit = gdk_scroll_event_get_unit(event) == GDK_SCROLL_UNIT_WHEEL ? kWheelNotch : 1;
       dx *= unit;
       dy *= unit;
       if (gdk_scroll_event_is_stop(event)) {
@@ -292,22 +292,22 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
   }
   auto window = _window;
   window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
-  // Used or not, what lies below a view of ours does not scroll.
+  // Even if no view used it, widgets below a view of ours do not scroll.
   return true;
 }
 
 void Surface::rememberScroll(GdkEvent* event, double dx, double dy) {
   double time = gdk_event_get_time(event) / 1e3;
-  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - scrollMemory; });
+  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
   _scrolled.push_back({time, dx, dy});
 }
 
-/// The fingers have left the touchpad: what they scrolled rolls on.
+/// The fingers have left the touchpad: continue the scrolling with deceleration.
 void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
   double time = gdk_event_get_time(event) / 1e3;
   auto scrolled = std::move(_scrolled);
   _scrolled.clear();
-  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - scrollMemory; });
+  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
   double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
   if (elapsed <= 0) return;
   double dx = 0, dy = 0;
@@ -319,22 +319,21 @@ void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
   window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
 }
 
-/// While a dialog is on screen its keys are looked at before anything of the host's sees them; without one
-/// GTK knows what to do.
+/// While a dialog is shown its keys are handled before the host's widgets get them; without one GTK handles all keys.
 bool Surface::handleKey(GdkEvent* event) {
   GtkNative* native = gtk_widget_get_native(gobj());
   if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
   auto modifiers = gdk_event_get_modifier_state(event);
   constexpr auto looked = GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK;
   auto key = keyFor(gdk_key_event_get_keyval(event), static_cast<GdkModifierType>(modifiers & looked));
-  if (!key || !_standIns->hasDialog()) return false;
-  // A page in the dialog has keys of its own, but no way to leave it.
+  if (!key || !_proxies->hasDialog()) return false;
+  // A page in the dialog handles its own keys, but has no key to leave it.
   const bool leaves = key == UIKeyboardKey::Escape || key == UIKeyboardKey::Back;
-  if (!_standIns->hasKeyboard() && !leaves) {
+  if (!_proxies->hasKeyboard() && !leaves) {
     rememberPageKey(event);
     return false;
   }
-  // The engine puts a key that its page has not used back into the queue, also the Tab that took the focus out of it.
+  // The engine queues a key again if its page has not used it, including the Tab that moved the focus out of the page.
   if (event == _pageKey) return true;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
@@ -343,13 +342,13 @@ bool Surface::handleKey(GdkEvent* event) {
   return window->pressKey(*key);
 }
 
-/// Kept, so that no later event has the same address.
+/// Keeps a reference, so that no later event has the same address.
 void Surface::rememberPageKey(GdkEvent* event) {
   g_clear_pointer(&_pageKey, gdk_event_unref);
   if (event) _pageKey = gdk_event_ref(event);
 }
 
-/// A page in a dialog comes after the last of the dialog's buttons, and before the first.
+/// In the focus order, a page in a dialog comes after the dialog's last button and before its first.
 bool Surface::goIntoPage(bool forward) {
   auto dialog = frontmostDialog(*_window);
   GtkWidget* page = dialog ? _nativeChildren->widgetIn(*dialog) : nullptr;
@@ -367,7 +366,7 @@ bool Surface::goIntoPage(bool forward) {
 bool Surface::begin(int identifier, CGPoint point) {
   cancel(identifier);
   if (!isOnTopAt(point)) return false;
-  // Noted first: the view may close the window.
+  // Recorded first, because the view may close the window.
   auto window = _window;
   _touches[identifier] = true;
   bool taken = window->touchBegan(identifier, inStage(point), _host->now());

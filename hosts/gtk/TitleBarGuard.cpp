@@ -18,8 +18,7 @@ bool hasGesture(GtkWidget* widget) {
   return found;
 }
 
-/// Whether the host has put something there that takes presses. Labels and boxes of a title bar do not, and a press on
-/// them moves the window.
+/// Whether a widget there handles presses. Labels and boxes of a title bar do not: a press on them moves the window.
 bool takesPresses(GtkWidget* widget, GtkWidget* titleBar) {
   for (; widget && widget != titleBar; widget = gtk_widget_get_parent(widget)) {
     if (GTK_IS_WINDOW_HANDLE(widget)) return false;
@@ -49,11 +48,11 @@ gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, 
   return static_cast<TitleBarGuard*>(self)->isHeldBack(event);
 }
 
-/// A press that does not arrive is never a click, so what follows it may pass.
+/// A press that does not arrive never becomes a click, so the events after it may pass.
 bool TitleBarGuard::isHeldBack(GdkEvent* event) {
-  // An open menu has a surface of its own, and lies above everything.
+  // An open menu has its own surface above everything.
   if (gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;
-  // Scrolling has no position.
+  // Scroll events have no position.
   gdk_event_get_position(event, &_x, &_y);
   const GdkEventType type = gdk_event_get_event_type(event);
   if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN && type != GDK_SCROLL) return false;

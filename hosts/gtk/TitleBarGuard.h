@@ -6,12 +6,12 @@
 
 namespace oq::gtk {
 
-/// The surface covers the content of a window, not what the host has put into its title bar. While a dialog is on
-/// screen the guard keeps presses and scrolling from that, too. The window's own buttons work, and the bar moves the
-/// window. Main thread only.
+/// The surface covers the content of a window, but not the host's widgets in its title bar. While a dialog is shown,
+/// the guard blocks presses and scrolling on those, too. The window's own buttons still work, and the bar still moves
+/// the window. Main thread only.
 class TitleBarGuard {
  public:
-  /// Asks `hasDialog` at each press. The guard ends before the window.
+  /// Calls `hasDialog` at each press. The guard must be destroyed before the window.
   TitleBarGuard(GtkWindow* window, std::function<bool()> hasDialog);
   ~TitleBarGuard();
   TitleBarGuard(const TitleBarGuard&) = delete;
@@ -24,7 +24,7 @@ class TitleBarGuard {
   GtkWindow* const _window;
   const std::function<bool()> _hasDialog;
   GtkEventController* const _events;
-  double _x = 0, _y = 0;  ///< where the pointer was last seen, in the window's surface
+  double _x = 0, _y = 0;  ///< the last position of the pointer, in the window's surface
 };
 
 }  // namespace oq::gtk

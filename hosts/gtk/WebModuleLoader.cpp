@@ -11,22 +11,22 @@ namespace oq::gtk {
 namespace {
 
 namespace fs = std::filesystem;
-constexpr const char* moduleFile = "liboqsdk-webkit.so";
+constexpr const char* kModuleFile = "liboqsdk-webkit.so";
 
-/// The folder of the library, or of the program that it is part of; "" where that cannot be told.
+/// The folder of the library, or of the program if it is linked statically; "" if unknown.
 fs::path ownFolder() {
   Dl_info ours{};
   const bool isKnown = dladdr(reinterpret_cast<void*>(&loadWebModule), &ours) != 0 && ours.dli_fname;
   fs::path file = isKnown ? ours.dli_fname : "";
-  // A program goes by the name that it was called with, which does not tell where it is.
+  // For a program the name is the one that it was called with, which may not be its path.
   if (!file.is_absolute()) file = "/proc/self/exe";
   std::error_code error;
   file = fs::canonical(file, error);
   return error ? fs::path() : file.parent_path();
 }
 
-/// Beside the library, in the folder for modules there, where it was built, and where it is installed; never
-/// relative to where the host happens to be.
+/// The library's folder, its module folder, the build folder and the installation folder; never relative to the current
+/// folder.
 std::vector<fs::path> modulePlaces() {
   std::vector<fs::path> places;
   if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
@@ -40,7 +40,7 @@ std::vector<fs::path> modulePlaces() {
 fs::path findModule() {
   std::error_code error;
   for (const fs::path& place : modulePlaces()) {
-    if (fs::is_regular_file(place / moduleFile, error)) return place / moduleFile;
+    if (fs::is_regular_file(place / kModuleFile, error)) return place / kModuleFile;
   }
   return {};
 }
@@ -63,11 +63,11 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
     return std::nullopt;
   }
   const fs::path file = findModule();
-  // Bound at once, so that no page pays for it later.
+  // All symbols are bound now, so that no page is delayed by it later.
   void* module = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!module) {
     const char* problem = file.empty() ? nullptr : dlerror();
-    reason = problem ? problem : std::string(moduleFile) + " is not installed";
+    reason = problem ? problem : std::string(kModuleFile) + " is not installed";
     return std::nullopt;
   }
   const auto version = function<WebModuleVersion>(module, "oqsdk_web_module_version");

@@ -8,7 +8,7 @@
 
 namespace oq::gtk {
 
-/// What the module with the web engine offers, as found in it.
+/// The functions of the module with the web engine.
 struct WebModule {
   OpenWebPage open;
   PrepareWebPages prepare;

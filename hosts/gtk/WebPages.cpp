@@ -16,7 +16,7 @@ namespace oq::gtk {
 
 namespace {
 
-/// Shows the module's widget wherever its view is.
+/// Shows the module's widget where its view is.
 class HostedPage : public WebPage {
  public:
   explicit HostedPage(std::unique_ptr<WidgetPage> page) : _page(std::move(page)) {}
@@ -50,7 +50,7 @@ class HostedPage : public WebPage {
     _children.reset();
   }
 
-  UIView* _view = nullptr;  ///< valid while there are _children
+  UIView* _view = nullptr;  ///< valid only while _children is set
   std::weak_ptr<NativeChildren> _children;
   const std::unique_ptr<WidgetPage> _page;
 };
@@ -70,7 +70,7 @@ bool preloads = true;
 
 }  // namespace
 
-/// Loads the module on a background thread. The thread knows nothing of the engine that asked for it.
+/// Loads the module on a background thread, which does not refer to the WebPages object.
 struct WebPages::Preload {
   struct Result {
     std::optional<WebModule> module;
@@ -103,7 +103,7 @@ void WebPages::prepare() {
   if (!preloads || _module || _preload) return;
   _preload = std::make_unique<Preload>([weak = std::weak_ptr<WebPages*>(_self)] {
     const auto self = weak.lock();
-    // Each in a turn of its own, between frames.
+    // Each step in its own iteration of the main loop, between frames.
     if (self) (*self)->whenIdle(&WebPages::prepareEngine);
   });
   whenIdle(&WebPages::startPreload);
@@ -140,7 +140,7 @@ bool WebPages::takePreloaded() {
   return _module.has_value();
 }
 
-/// What could not be loaded before is tried again: the reason may have gone.
+/// Tries again after a failure: the reason may be gone.
 bool WebPages::loadModule(std::string& reason) {
   if (_module || takePreloaded()) return true;
   _module = loadWebModule(sandboxTrial(displayName()), reason);

@@ -11,15 +11,15 @@
 
 namespace oq::gtk {
 
-/// Web pages by WebKitGTK. Its module is loaded on a background thread once a page is expected, else for the first
-/// page, and only where it would not end the host's process. Main thread only.
+/// Web pages with WebKitGTK. The module is loaded on a background thread when a page is expected, otherwise for the
+/// first page, and only if it would not end the host's process. Main thread only.
 class WebPages : public WebEngine {
  public:
   WebPages();
   ~WebPages() override;
   std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
   void prepare() override;
-  /// Whether prepare() does anything, for all hosts of the process; it does by default.
+  /// Whether prepare() has an effect, for all hosts of the process; true by default.
   static void setPreloads(bool does);
 
  private:

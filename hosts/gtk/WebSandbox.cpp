@@ -10,9 +10,9 @@ namespace oq::gtk {
 
 namespace {
 
-// The engine runs both by these names, whatever PATH says.
-constexpr const char* sandboxTool = "/usr/bin/bwrap";
-constexpr const char* busProxy = "/usr/bin/xdg-dbus-proxy";
+// The engine uses these absolute paths, regardless of PATH.
+constexpr const char* kSandboxTool = "/usr/bin/bwrap";
+constexpr const char* kBusProxy = "/usr/bin/xdg-dbus-proxy";
 
 /// The engine's own switch to run without a sandbox. Not for applications.
 bool isSandboxDisabled() {
@@ -60,7 +60,7 @@ std::optional<std::string> failureOf(const SandboxTrial& trial) {
 /// runs inside is the proxy for the session's bus, which the engine needs as well.
 Command sandbox() {
   Command command;
-  command({sandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});
+  command({kSandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});
   command.mount("--ro-bind", "/etc")({"--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp"});
   command({"--dir", g_get_user_runtime_dir()});
   command({"--symlink", "../run", "/var/run", "--symlink", "../tmp", "/var/tmp"});
@@ -69,7 +69,7 @@ Command sandbox() {
   for (const char* libraries : {"/usr/share", "/usr/local/share", "/lib", "/usr/lib", "/usr/local/lib", "/lib64",
                                 "/usr/lib64", "/usr/local/lib64"})
     command.mount("--ro-bind-try", libraries);
-  command.mount("--ro-bind", busProxy);
+  command.mount("--ro-bind", kBusProxy);
   command.mount("--bind-try", std::string(g_get_user_runtime_dir()) + "/pulse");
   command.mount("--ro-bind-try", std::string(g_get_user_config_dir()) + "/pulse");
   command.mount("--ro-bind-try", std::string(g_get_home_dir()) + "/.fonts");
@@ -77,11 +77,11 @@ Command sandbox() {
   command.mount("--ro-bind-try", displayKey ? displayKey : std::string(g_get_home_dir()) + "/.Xauthority");
   command.mount("--bind-try", std::string(g_get_user_cache_dir()) + "/fontconfig");
   command.mount("--ro-bind-try", std::string(g_get_user_data_dir()) + "/fonts");
-  return command({"--", busProxy, "--version"});
+  return command({"--", kBusProxy, "--version"});
 }
 
-/// The socket by which the sandbox reaches an X display of this machine; it has no network, so not the abstract one.
-/// "" for other displays.
+/// The socket through which the sandbox reaches a local X display; the sandbox has no network, and so no abstract
+/// sockets. "" for other displays.
 std::string socketOf(const std::string& display) {
   if (!display.starts_with(':')) return "";
   return "/tmp/.X11-unix/X" + display.substr(1, display.find('.') - 1);

@@ -38,7 +38,7 @@ struct BackgroundTask::State {
   }
 
   void cancelOrWait() {
-    // No thread of the parent process lives on in a forked one.
+    // The threads of the parent process do not exist in a forked child.
     if (::getpid() != process) return;
     {
       std::lock_guard lock(mutex);
@@ -51,7 +51,7 @@ struct BackgroundTask::State {
 BackgroundTask::BackgroundTask(std::function<void()> work) : _state(std::make_shared<State>(std::move(work))) {}
 
 void BackgroundTask::start() {
-  // The objects of the thread that ends the process are destroyed before any exit handler runs.
+  // The thread_local objects of the thread that exits the process are destroyed before any exit handler runs.
   struct EndOfThread {
     std::vector<std::shared_ptr<State>> started;
     ~EndOfThread() {

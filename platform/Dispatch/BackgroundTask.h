@@ -7,16 +7,16 @@
 
 namespace oq {
 
-/// Work that runs at most once, usually on a background thread. For work with libraries that free what their threads
-/// share when the process ends: the end of the thread that called start() waits for work that has begun, and nothing
-/// begins after it. The work must not throw.
+/// Work that runs at most once, usually on a background thread. Use it for libraries that free, at process exit, data
+/// that their threads share: the exit of the thread that called start() waits for work that is running, and work that
+/// has not begun by then never begins. The work must not throw.
 class OQSDK_EXPORT BackgroundTask {
  public:
   explicit BackgroundTask(std::function<void()> work);
 
-  /// Queues the work. To be called once.
+  /// Queues the work. Call it once.
   void start();
-  /// Returns when the work is done: waits for work that has begun, and does on this thread what has not.
+  /// Returns when the work is done. Waits for work that is running; runs work that has not begun on the calling thread.
   void finish();
 
  private:

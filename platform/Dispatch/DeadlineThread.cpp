@@ -24,17 +24,17 @@ DeadlineThread::Ticket DeadlineThread::callAt(Clock::time_point deadline, std::f
   std::lock_guard lock(_mutex);
   Ticket ticket{deadline, ++_lastNumber};
   auto inserted = _calls.emplace(ticket, std::move(function)).first;
-  // Where the system has no thread or no descriptor to give at the moment, the next call asks again.
+  // If the system has no thread or descriptor now, the next call tries again.
   const bool hadNone = _descriptor < 0;
   if (hadNone) _descriptor = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
   if (!_hasThread) _hasThread = startBackgroundThread("oq-timer", [this] { runThread(); });
-  // A descriptor that came late has to be set for the calls before this one, too.
+  // A descriptor that was created late must be armed for the earlier calls, too.
   if (hadNone || inserted == _calls.begin()) setAlarm();
   return ticket;
 }
 
 void DeadlineThread::cancel(const Ticket& ticket) {
-  std::function<void()> cancelled;  // let go of after the lock
+  std::function<void()> cancelled;  // destroyed after the lock is released
   std::lock_guard lock(_mutex);
   auto found = _calls.find(ticket);
   if (found == _calls.end()) return;
@@ -42,7 +42,7 @@ void DeadlineThread::cancel(const Ticket& ticket) {
   _calls.erase(found);
 }
 
-/// The steady clock is CLOCK_MONOTONIC, so a point in time can be handed to the kernel as it is.
+/// steady_clock is CLOCK_MONOTONIC, so a time point can be passed to the kernel unchanged.
 void DeadlineThread::setAlarm() {
   if (_calls.empty()) return;
   auto sinceStart = _calls.begin()->first.first.time_since_epoch();
@@ -56,7 +56,7 @@ void DeadlineThread::setAlarm() {
 void DeadlineThread::waitForAlarm() const {
   std::uint64_t expirations;
   if (read(_descriptor, &expirations, sizeof expirations) == sizeof expirations) return;
-  // The process has no descriptor for the timer: look every few milliseconds instead.
+  // The process has no descriptor for the timer: poll every few milliseconds.
   std::this_thread::sleep_for(std::chrono::milliseconds(4));
 }
 

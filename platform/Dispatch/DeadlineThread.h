@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// Calls functions at points in time, on one thread of its own that sleeps on a timerfd. They must be quick:
-/// what takes time is handed to a queue. Any thread may use it.
+/// Calls functions at given times, on one thread of its own that sleeps on a timerfd. The functions must be quick;
+/// longer work goes to a queue. Thread-safe.
 class DeadlineThread {
  public:
   using Clock = std::chrono::steady_clock;
@@ -21,10 +21,10 @@ class DeadlineThread {
   static DeadlineThread& shared();
 
   Ticket callAt(Clock::time_point deadline, std::function<void()> function);
-  /// Does nothing when the call has been made, or is being made.
+  /// Has no effect if the call has been made or is being made.
   void cancel(const Ticket& ticket);
 
-  /// Saturates instead of overflowing; the past counts as now.
+  /// Saturates instead of overflowing; a negative delay counts as 0.
   static Clock::time_point after(std::chrono::nanoseconds delay);
 
  private:

@@ -11,8 +11,8 @@ namespace oq {
 
 namespace {
 
-/// Longer than any process lives, and far from the end of what 64 bits of nanoseconds hold.
-constexpr double longestDelay = 100.0 * 365 * 24 * 3600;
+/// Longer than any process lives, and far below the limit of 64-bit nanoseconds.
+constexpr double kLongestDelay = 100.0 * 365 * 24 * 3600;
 
 thread_local DispatchQueue* runningQueue = nullptr;
 
@@ -47,7 +47,7 @@ DispatchQueue& DispatchQueue::background() {
 
 void DispatchQueue::after(double seconds, Block block) {
   if (!(seconds > 0)) return async(std::move(block));
-  std::chrono::duration<double> delay(std::min(seconds, longestDelay));
+  std::chrono::duration<double> delay(std::min(seconds, kLongestDelay));
   auto deadline = DeadlineThread::after(std::chrono::duration_cast<std::chrono::nanoseconds>(delay));
   DeadlineThread::shared().callAt(
       deadline, [queue = shared_from_this(), block = std::move(block)]() mutable { queue->async(std::move(block)); });

@@ -14,50 +14,47 @@ namespace oq {
 
 using Block = std::function<void()>;
 
-/// Work in order (serial) or side by side (concurrent) on a shared pool of threads, or on the main loop.
-/// Queues have labels and values by key, and a block can ask which queue it runs on. Blocks that throw end
-/// the process, as a thread that throws does. The pool's threads block all signals. Any thread may use any
-/// queue.
+/// Runs blocks in order (serial) or in parallel (concurrent) on a shared pool of threads, or on the main loop. A queue
+/// has a label and values by key, and a block can ask which queue it runs on. A block that throws ends the process, as
+/// a thread that throws does. The pool's threads block all signals. Thread-safe.
 class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
-  /// The main queue: blocks run one at a time, in order, on the thread that installed the host, when GLib's
-  /// default main context is spun there.
+  /// The main queue: runs its blocks one after the other, in order, on the thread that installed the host, while that
+  /// thread runs GLib's default main context.
   static DispatchQueue& main();
   static std::shared_ptr<DispatchQueue> serial(std::string label);
   static std::shared_ptr<DispatchQueue> concurrent(std::string label);
   /// A process-wide concurrent queue of background priority.
   static DispatchQueue& background();
 
-  /// Queues the block; the caller never waits.
+  /// Queues the block; never blocks the caller.
   virtual void async(Block block) = 0;
-  /// Runs the block on the queue and waits for its end. On the main queue from another thread it needs the
-  /// loop to run. Calling it on the serial queue that one is running on is a programmer's error (it would
-  /// never end). The block runs on the calling thread when it has its turn; only the main queue's run on the
-  /// main thread.
+  /// Runs the block on the queue and waits until it has ended. From another thread, sync() on the main queue needs a
+  /// running main loop. Calling sync() on the serial queue that the caller runs on is a programming error (it would
+  /// never return). The block runs on the calling thread; only the main queue's blocks run on the main thread.
   virtual void sync(const Block& block) = 0;
   /// Queues the block after a delay in seconds (monotonic); 0 or less is async().
   void after(double seconds, Block block);
 
-  /// Compared by address, not by text.
+  /// Compared by address, not by contents.
   const char* label() const;
-  /// The label of the queue whose block is running on this thread; the main queue's on the main thread
-  /// outside any other queue's block; otherwise a label that belongs to no queue. No thread is the main
-  /// thread before installMain().
+  /// The label of the queue whose block runs on this thread. On the main thread, outside any other queue's block, it is
+  /// the main queue's label. Otherwise it is a label that belongs to no queue. Before installMain() no thread is the
+  /// main thread.
   static const char* currentLabel();
 
   /// A value by key; keys are addresses.
   void setSpecific(const void* key, void* value);
-  /// The value of the running queue; nullptr when it has none.
+  /// The current queue's value for the key; nullptr if there is no such value.
   static void* currentSpecific(const void* key);
 
   virtual ~DispatchQueue();
 
-  /// Makes the calling thread the main thread and starts the main queue on GLib's default main context. Hosts
-  /// call it once when they are installed; a later call moves the queue to the calling thread. Blocks that
-  /// came before are kept.
+  /// Makes the calling thread the main thread and starts the main queue on GLib's default main context. A host calls it
+  /// once when it is installed; a later call moves the queue to the calling thread. Blocks queued earlier are kept.
   static void installMain();
-  /// Runs the blocks that wait on the main queue now and returns how many there were. For hosts that spin
-  /// their own loop; on the main thread only.
+  /// Runs the blocks that wait on the main queue and returns their number. For hosts that run their own loop; main
+  /// thread only.
   static std::size_t drainMain();
 
  protected:
@@ -70,20 +67,20 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
   std::map<const void*, void*> _specifics;
 };
 
-/// Runs a block on the main queue again and again, or once, until it is cancelled or dropped. Precise to well
-/// below a millisecond (timerfd). Any thread may make, set or cancel it.
+/// Runs a block on the main queue repeatedly, or once, until it is cancelled or destroyed. Accurate to well below a
+/// millisecond (timerfd). Thread-safe.
 class OQSDK_EXPORT DispatchTimer {
  public:
   explicit DispatchTimer(Block handler);
-  /// Cancels. A handler that is running on another thread may still be running when this returns.
+  /// Cancels. The handler may still be running on another thread when this returns.
   ~DispatchTimer();
   DispatchTimer(const DispatchTimer&) = delete;
   DispatchTimer& operator=(const DispatchTimer&) = delete;
 
-  /// First firing after `start` nanoseconds, then every `interval` nanoseconds; interval 0 fires once.
-  /// Replaces an earlier setting.
+  /// Fires first after `start` nanoseconds, then every `interval` nanoseconds; interval 0 fires once. Replaces an
+  /// earlier setting.
   void setTimer(std::int64_t startNanoseconds, std::uint64_t intervalNanoseconds);
-  /// For good: later settings do nothing.
+  /// Permanent: later calls of setTimer() have no effect.
   void cancel();
 
  private:

@@ -9,8 +9,8 @@
 
 namespace oq {
 
-/// The next firing is asked for when the last one has run, so a main loop that is busy for long finds one
-/// firing in line, not all that it missed.
+/// The next firing is scheduled after the last one has run. After a main loop was busy for long, one firing is queued,
+/// not all that it missed.
 class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
  public:
   explicit Impl(Block handler) : _handler(std::make_shared<const Block>(std::move(handler))) {}
@@ -25,7 +25,7 @@ class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
   }
 
   void cancel() {
-    std::shared_ptr<const Block> dropped;  // after the lock: what the handler holds may come back here
+    std::shared_ptr<const Block> dropped;  // destroyed after the lock: its captures may call back into the timer
     std::lock_guard lock(_mutex);
     ++_setting;
     dropped = std::exchange(_handler, nullptr);
@@ -65,7 +65,7 @@ class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
     if (setting == _setting && _interval.count() > 0) callAt(nextDeadline());
   }
 
-  /// The first multiple of the interval that is still to come; firings keep their phase.
+  /// The first multiple of the interval in the future: firings keep their phase.
   Clock::time_point nextDeadline() const {
     auto late = std::max(Clock::now() - _deadline, Clock::duration(0));
     auto lastDue = _deadline + (late - late % _interval);
@@ -74,7 +74,7 @@ class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
 
   std::mutex _mutex;
   std::shared_ptr<const Block> _handler;  ///< nullptr once cancelled
-  std::uint64_t _setting = 0;             ///< which setTimer() a firing in line belongs to
+  std::uint64_t _setting = 0;             ///< the setTimer() call that a queued firing belongs to
   std::chrono::nanoseconds _interval{0};
   Clock::time_point _deadline;
   std::optional<DeadlineThread::Ticket> _ticket;

@@ -11,9 +11,9 @@ namespace oq {
 
 namespace {
 
-/// The priority at which GTK redraws. Above it, a block that posts itself again would keep windows from ever
-/// being painted; at the same one the loop serves both in turn, and input still comes first.
-constexpr int sourcePriority = G_PRIORITY_HIGH_IDLE + 20;
+/// The priority at which GTK redraws. With a higher priority, a block that posts itself again would prevent all
+/// painting. With the same priority the loop serves both in turn, and input still comes first.
+constexpr int kSourcePriority = G_PRIORITY_HIGH_IDLE + 20;
 
 gboolean dispatchSource(GSource*, GSourceFunc, gpointer) noexcept {
   MainQueue::shared().runWaitingBlocks();
@@ -34,8 +34,8 @@ void MainQueue::install() {
   static GSourceFuncs functions{nullptr, nullptr, dispatchSource, nullptr, nullptr, nullptr};
   _source = g_source_new(&functions, sizeof(GSource));
   g_source_set_name(_source, label());
-  g_source_set_priority(_source, sourcePriority);
-  // A block that spins the loop itself, as a modal dialogue does, still has the blocks after it run.
+  g_source_set_priority(_source, kSourcePriority);
+  // If a block runs the loop itself, as a modal dialogue does, the blocks after it still run.
   g_source_set_can_recurse(_source, TRUE);
   g_source_attach(_source, nullptr);
   if (!_blocks.empty()) g_source_set_ready_time(_source, 0);
@@ -48,7 +48,7 @@ void MainQueue::async(Block block) {
 }
 
 void MainQueue::sync(const Block& block) {
-  // Nobody else could run it: on the main thread itself, and in a process without one.
+  // The calling thread must run it: it is the main thread, or there is no main thread yet.
   if (isMainThread() || !isInstalled()) return runAsCurrent(block);
   std::mutex mutex;
   std::condition_variable changed;
@@ -57,7 +57,7 @@ void MainQueue::sync(const Block& block) {
     if (block) block();
     std::lock_guard lock(mutex);
     isDone = true;
-    changed.notify_one();  // under the lock: the waiting frame is gone as soon as it can go on
+    changed.notify_one();  // under the lock: the waiting stack frame may be gone right after it is released
   });
   std::unique_lock lock(mutex);
   WorkerPool::Waiting waiting;
@@ -80,7 +80,7 @@ std::size_t MainQueue::runWaitingBlocks() {
   return end - begin;
 }
 
-/// Blocks are taken one by one from the common line, so that a loop spun inside a block keeps their order.
+/// Blocks are taken one by one from the common queue, so a loop that a block runs keeps their order.
 bool MainQueue::takeBlock(std::uint64_t end, Block& block) {
   std::lock_guard lock(_mutex);
   if (_takenBlocks >= end) return false;

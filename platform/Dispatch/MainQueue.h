@@ -15,13 +15,12 @@ using GSource = struct _GSource;
 
 namespace oq {
 
-/// One source on GLib's default main context, with a line of blocks of its own. Blocks that come before
-/// install() wait.
+/// One source on GLib's default main context, with its own queue of blocks. Blocks wait until install() is called.
 class MainQueue final : public DispatchQueue {
  public:
   explicit MainQueue(std::string label) : DispatchQueue(std::move(label)) {}
 
-  /// Never destroyed: blocks may still come while the process ends.
+  /// Never destroyed: blocks may still be queued while the process exits.
   static MainQueue& shared();
 
   void async(Block block) override;
@@ -30,7 +29,7 @@ class MainQueue final : public DispatchQueue {
   void install();
   bool isMainThread() const { return _mainThread.load(std::memory_order_acquire) == std::this_thread::get_id(); }
   bool isInstalled() const { return _mainThread.load(std::memory_order_acquire) != std::thread::id(); }
-  /// Runs the blocks that are in line now, not those that they add, and returns how many that were.
+  /// Runs the blocks that are queued now, not those that they add, and returns their number.
   std::size_t runWaitingBlocks();
 
  private:
@@ -40,7 +39,7 @@ class MainQueue final : public DispatchQueue {
   std::mutex _mutex;
   std::deque<Block> _blocks;
   std::uint64_t _takenBlocks = 0;
-  GSource* _source = nullptr;  ///< ready exactly while blocks are in line
+  GSource* _source = nullptr;  ///< ready exactly while blocks are queued
 };
 
 }  // namespace oq

@@ -14,15 +14,14 @@ void SerialQueue::async(Block block) {
   try {
     submitToPool();
   } catch (...) {
-    // Out of memory: the caller hears of it, and the queue is as it was.
+    // Out of memory: the caller gets the exception, and the queue is unchanged.
     _entries.pop_back();
     _isTurnTaken = false;
     throw;
   }
 }
 
-/// The block runs on the caller's own thread, so that waiting for a queue needs no further thread of the
-/// pool.
+/// Runs the block on the caller's own thread, so that waiting for a queue needs no extra thread of the pool.
 void SerialQueue::sync(const Block& block) {
   takeTurn();
   runAsCurrent(block);
@@ -32,16 +31,16 @@ void SerialQueue::sync(const Block& block) {
 void SerialQueue::takeTurn() {
   std::unique_lock lock(_mutex);
   if (!std::exchange(_isTurnTaken, true)) return;
-  Visitor visitor;
-  _entries.push_back({nullptr, &visitor});
+  Waiter waiter;
+  _entries.push_back({nullptr, &waiter});
   WorkerPool::Waiting waiting;
-  visitor.changed.wait(lock, [&] { return visitor.hasTurn; });
+  waiter.changed.wait(lock, [&] { return waiter.hasTurn; });
 }
 
-/// Runs what is in line up to the next visitor.
+/// Runs the queued blocks up to the next waiter.
 void SerialQueue::runBlocks() {
   std::unique_lock lock(_mutex);
-  while (!_entries.empty() && !_entries.front().visitor) {
+  while (!_entries.empty() && !_entries.front().waiter) {
     Block block = std::move(_entries.front().block);
     _entries.pop_front();
     lock.unlock();
@@ -60,10 +59,10 @@ void SerialQueue::passTurnOn() {
       _isTurnTaken = false;
       return;
     }
-    if (Visitor* visitor = _entries.front().visitor) {
+    if (Waiter* waiter = _entries.front().waiter) {
       _entries.pop_front();
-      visitor->hasTurn = true;
-      visitor->changed.notify_one();  // under the lock: the visitor is gone as soon as it can go on
+      waiter->hasTurn = true;
+      waiter->changed.notify_one();  // under the lock: the waiter may be gone right after it is released
       return;
     }
     try {
@@ -71,19 +70,19 @@ void SerialQueue::passTurnOn() {
     } catch (const std::bad_alloc&) {
     }
   }
-  // No memory for a job: what stands in line was taken in, and runs here.
+  // No memory for a job: the queued blocks were accepted, so they run here.
   runBlocks();
 }
 
 void SerialQueue::submitToPool() {
   auto self = std::static_pointer_cast<SerialQueue>(shared_from_this());
-  WorkerPool::shared().submit([self] { self->runBlocks(); }, WorkerPool::Share::serialQueue);
+  WorkerPool::shared().submit([self] { self->runBlocks(); }, WorkerPool::Share::SerialQueue);
 }
 
 void ConcurrentQueue::async(Block block) {
   auto self = std::static_pointer_cast<ConcurrentQueue>(shared_from_this());
   WorkerPool::shared().submit([self, block = std::move(block)] { self->runAsCurrent(block); },
-                              WorkerPool::Share::concurrentQueue);
+                              WorkerPool::Share::ConcurrentQueue);
 }
 
 void ConcurrentQueue::sync(const Block& block) {

@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// One block at a time, in the order in which they came. The queue's turn is held by whoever runs its blocks:
-/// one job of the pool, or the thread that called sync().
+/// Runs one block after the other, in order of arrival. The "turn" is the right to run the queue's blocks; it belongs
+/// to one job of the pool, or to the thread that called sync().
 class SerialQueue final : public DispatchQueue {
  public:
   explicit SerialQueue(std::string label) : DispatchQueue(std::move(label)) {}
@@ -20,14 +20,14 @@ class SerialQueue final : public DispatchQueue {
   void sync(const Block& block) override;
 
  private:
-  /// Stands in line for a thread that waits in sync(); it gets the turn when it is at the front.
-  struct Visitor {
+  /// A queue entry for a thread that waits in sync(); that thread gets the turn when its entry is at the front.
+  struct Waiter {
     std::condition_variable changed;
     bool hasTurn = false;
   };
   struct Entry {
     Block block;
-    Visitor* visitor = nullptr;
+    Waiter* waiter = nullptr;
   };
 
   void takeTurn();
@@ -40,7 +40,7 @@ class SerialQueue final : public DispatchQueue {
   bool _isTurnTaken = false;
 };
 
-/// Blocks side by side on the pool.
+/// Runs blocks in parallel on the pool.
 class ConcurrentQueue final : public DispatchQueue {
  public:
   explicit ConcurrentQueue(std::string label) : DispatchQueue(std::move(label)) {}

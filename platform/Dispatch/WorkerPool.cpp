@@ -11,11 +11,11 @@ namespace oq {
 
 namespace {
 
-/// A thread without work for so long ends.
-constexpr auto idleTime = std::chrono::seconds(10);
-/// One that has just worked stays awake for so long: work comes in rows, and whoever submits it would wait longer for
-/// the system to wake a thread than for all else.
-constexpr auto lookOutTime = std::chrono::microseconds(20);
+/// A thread ends when it has had no work for this long.
+constexpr auto kIdleTime = std::chrono::seconds(10);
+/// A thread that has just finished a job spins for this long: jobs often come in bursts, and waking a thread would be
+/// the largest part of the delay.
+constexpr auto kSpinTime = std::chrono::microseconds(20);
 
 thread_local bool inConcurrentJob = false;
 
@@ -32,7 +32,7 @@ WorkerPool::WorkerPool()
 
 void WorkerPool::submit(Job job, Share share) {
   std::lock_guard lock(_mutex);
-  (share == Share::serialQueue ? _serialJobs : _concurrentJobs).push_back(std::move(job));
+  (share == Share::SerialQueue ? _serialJobs : _concurrentJobs).push_back(std::move(job));
   startThreadIfNeeded();
 }
 
@@ -43,56 +43,56 @@ std::size_t WorkerPool::runnableJobs() const {
 
 void WorkerPool::startThreadIfNeeded() {
   if (runnableJobs() == 0) return;
-  if (_someoneLooksOut) _isWorkThere.store(true, std::memory_order_relaxed);
-  if (_someoneLooksOut && runnableJobs() == 1) return;
+  if (_isSpinning) _hasNewWork.store(true, std::memory_order_relaxed);
+  if (_isSpinning && runnableJobs() == 1) return;
   if (_freeThreads >= runnableJobs()) return _workArrived.notify_one();
-  // Without a thread to be had, the job waits for the next one that becomes free.
+  // If no thread can be started, the job waits for the next free one.
   if (startBackgroundThread("oq-worker", [this] { runThread(); })) ++_freeThreads;
 }
 
 bool WorkerPool::takeJob(Job& job, Share& share) {
   if (runnableJobs() == 0) return false;
-  share = _serialJobs.empty() ? Share::concurrentQueue : Share::serialQueue;
-  auto& jobs = share == Share::serialQueue ? _serialJobs : _concurrentJobs;
+  share = _serialJobs.empty() ? Share::ConcurrentQueue : Share::SerialQueue;
+  auto& jobs = share == Share::SerialQueue ? _serialJobs : _concurrentJobs;
   job = std::move(jobs.front());
   jobs.pop_front();
   return true;
 }
 
-/// Stays awake for a moment, and ends it when a job is submitted, which then need not wake anybody.
-void WorkerPool::lookOutForWork(std::unique_lock<std::mutex>& lock) {
-  if (!_hasSeveralCores || _someoneLooksOut || runnableJobs() > 0) return;
-  _someoneLooksOut = true;
-  _isWorkThere.store(false, std::memory_order_relaxed);
+/// Spins for a moment until a job is submitted, so that submit() need not wake a thread.
+void WorkerPool::spinForWork(std::unique_lock<std::mutex>& lock) {
+  if (!_hasSeveralCores || _isSpinning || runnableJobs() > 0) return;
+  _isSpinning = true;
+  _hasNewWork.store(false, std::memory_order_relaxed);
   lock.unlock();
-  const auto end = std::chrono::steady_clock::now() + lookOutTime;
-  // Without giving way: on a busy machine the turn would come back after milliseconds, in which the job waits.
-  while (!_isWorkThere.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < end) {
+  const auto end = std::chrono::steady_clock::now() + kSpinTime;
+  // Does not yield: on a busy machine this thread would get the processor back only after milliseconds.
+  while (!_hasNewWork.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < end) {
   }
   lock.lock();
-  _someoneLooksOut = false;
+  _isSpinning = false;
 }
 
 void WorkerPool::runThread() {
   std::unique_lock lock(_mutex);
-  while (_workArrived.wait_for(lock, idleTime, [this] { return runnableJobs() > 0; })) {
+  while (_workArrived.wait_for(lock, kIdleTime, [this] { return runnableJobs() > 0; })) {
     Job job;
     Share share;
     if (!takeJob(job, share)) continue;
-    bool isConcurrent = share == Share::concurrentQueue;
+    bool isConcurrent = share == Share::ConcurrentQueue;
     --_freeThreads;
     if (isConcurrent) ++_concurrentRunning;
     lock.unlock();
 
     inConcurrentJob = isConcurrent;
     job();
-    job = nullptr;  // what the job held is let go of outside the lock
+    job = nullptr;  // destroys the job's captures outside the lock
     inConcurrentJob = false;
 
     lock.lock();
     if (isConcurrent) --_concurrentRunning;
     ++_freeThreads;
-    lookOutForWork(lock);
+    spinForWork(lock);
   }
   --_freeThreads;
 }

@@ -9,23 +9,22 @@
 
 namespace oq {
 
-/// The threads under all queues but the main one. They are made when work waits and none is free.
+/// The threads of all queues but the main one. A thread is created when work waits and no thread is free.
 ///
-/// Work of concurrent queues keeps at most max(4, cores) threads busy. A serial queue with work always gets a
-/// thread, and a thread that waits for another queue does not count, so that neither kind can wait for the
-/// other for ever.
+/// The work of concurrent queues keeps at most max(4, cores) threads busy. A serial queue with work always gets a
+/// thread, and a thread that waits for another queue does not count, so neither kind can block the other for ever.
 class WorkerPool {
  public:
-  enum class Share { serialQueue, concurrentQueue };
+  enum class Share { SerialQueue, ConcurrentQueue };
   using Job = std::function<void()>;
 
-  /// Never destroyed: threads may be at work while the process ends.
+  /// Never destroyed: threads may still run while the process exits.
   static WorkerPool& shared();
 
   void submit(Job job, Share share);
 
-  /// While it lives, the calling thread counts as idle: it waits for another queue. Does nothing on other
-  /// threads.
+  /// While it lives, the calling thread counts as idle because it waits for another queue. Has no effect on threads
+  /// outside the pool.
   class Waiting {
    public:
     Waiting();
@@ -40,7 +39,7 @@ class WorkerPool {
   bool takeJob(Job& job, Share& share);
   std::size_t runnableJobs() const;
   void startThreadIfNeeded();
-  void lookOutForWork(std::unique_lock<std::mutex>& lock);
+  void spinForWork(std::unique_lock<std::mutex>& lock);
 
   const std::size_t _concurrentLimit;
   const bool _hasSeveralCores;
@@ -48,10 +47,10 @@ class WorkerPool {
   std::condition_variable _workArrived;
   std::deque<Job> _serialJobs;
   std::deque<Job> _concurrentJobs;
-  std::size_t _freeThreads = 0;           ///< threads that will look for a job next
-  bool _someoneLooksOut = false;          ///< one of them is awake, and takes the next job without being woken
-  std::atomic<bool> _isWorkThere{false};  ///< tells that one
-  std::size_t _concurrentRunning = 0;     ///< threads in a concurrent queue's job and not waiting for another queue
+  std::size_t _freeThreads = 0;          ///< threads that will look for a job next
+  bool _isSpinning = false;              ///< one free thread spins, and takes the next job without being woken
+  std::atomic<bool> _hasNewWork{false};  ///< wakes the spinning thread
+  std::size_t _concurrentRunning = 0;  ///< threads that run a concurrent queue's job and do not wait for another queue
 };
 
 }  // namespace oq

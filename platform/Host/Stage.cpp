@@ -6,9 +6,10 @@ namespace oq {
 
 namespace {
 
-/// Ratios of width to height between which the limit of the scale comes in.
+/// Ratios of width to height. Up to the first one the scale is not limited; from the second one on it is; between them
+/// the limit takes effect gradually.
 constexpr double kUpright = 0.6, kSquare = 1;
-/// Products of lengths and scales miss whole numbers by their last bits.
+/// Tolerance for rounding errors in products of lengths and scales.
 constexpr double kRounding = 1e-6;
 
 bool isEmpty(CGSize size) {

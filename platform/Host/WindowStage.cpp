@@ -10,7 +10,7 @@ namespace oq {
 
 namespace {
 
-/// Or an alert. A page may be a dialog, too: it is in the view of the window's root.
+/// True for a message or an alert. A page may be a dialog, too; it is the view of the root controller.
 bool showsMessage(const UIWindow& window) {
   const auto dialog = frontmostDialog(window);
   const auto root = window.rootViewController();
@@ -66,12 +66,12 @@ bool WindowStage::set(CGSize size) {
 void WindowStage::paint(Painter& painter, double now) const {
   const CGRect all = _stage.windowInStage(_size);
   const CGSize size = _stage.size;
-  const UIColor color = surroundingsColor(*_window, now);
+  const UIColor colour = surroundingsColor(*_window, now);
   painter.pushTranslation(-all.minX(), -all.minY());
-  painter.fill(CGRectMake(all.minX(), all.minY(), all.size.width, -all.minY()), 0, color);
-  painter.fill(CGRectMake(all.minX(), size.height, all.size.width, all.maxY() - size.height), 0, color);
-  painter.fill(CGRectMake(all.minX(), 0, -all.minX(), size.height), 0, color);
-  painter.fill(CGRectMake(size.width, 0, all.maxX() - size.width, size.height), 0, color);
+  painter.fill(CGRectMake(all.minX(), all.minY(), all.size.width, -all.minY()), 0, colour);
+  painter.fill(CGRectMake(all.minX(), size.height, all.size.width, all.maxY() - size.height), 0, colour);
+  painter.fill(CGRectMake(all.minX(), 0, -all.minX(), size.height), 0, colour);
+  painter.fill(CGRectMake(size.width, 0, all.maxX() - size.width, size.height), 0, colour);
   painter.pushClip({{}, size}, 0);
   paintWindow(*_window, painter, now);
   painter.pop();

@@ -11,31 +11,31 @@ namespace oq {
 class Painter;
 class UIWindow;
 
-/// Keeps a UIWindow on the stage of a host's window. While a message or an alert is shown the stage keeps its size, and
-/// a new size of the host's window changes its scale and place alone. A page is laid out again when the resizing has
+/// Keeps a UIWindow on the stage of a host's window. While a message or an alert is shown, the stage keeps its size,
+/// and resizing the host's window changes only its scale and position. A page is laid out again when the resizing has
 /// ended. Everything else follows at once. Main thread only.
 class OQSDK_EXPORT WindowStage {
  public:
-  /// `window` is the size of the host's window, empty while unknown. A scale that is not a positive number counts as
-  /// the default one; without a scale there is no stage, and the UIWindow fills the host's window.
+  /// `window` is the size of the host's window, empty while unknown. A scale that is not a positive number is replaced
+  /// by the default. Without a scale there is no stage, and the UIWindow fills the host's window.
   WindowStage(CGSize window, std::optional<double> maximumScale);
   const Stage& stage() const { return _stage; }
-  /// The window to keep on the stage; nullptr when it goes.
+  /// The window to keep on the stage; nullptr when it closes.
   void setWindow(std::shared_ptr<UIWindow> window);
   const CGSize& windowSize() const { return _size; }
   /// False until the host's window has had a size.
   bool isPlaced() const { return !CGRect{{}, _size}.isEmpty(); }
 
-  /// The host's window has another size. True if the stage has changed.
+  /// To be called when the host's window has a new size. True if the stage has changed.
   bool resize(CGSize window);
-  /// The stage has kept its size although the window asks for another one.
+  /// True if the stage has kept its size although the window's size requires another one.
   bool isOutdated() const;
-  /// Gives an outdated stage the size that its window asks for, unless a message or an alert is shown. True if the
-  /// stage has changed. To be called when resizing has ended, and when a message, an alert or a page has gone.
+  /// Gives an outdated stage its required size, unless a message or an alert is shown. True if the stage has changed.
+  /// To be called when resizing has ended, and when a message, an alert or a page has been removed.
   bool update();
 
-  /// Paints the window and what lies outside the stage. The painter's coordinates begin in the corner of the host's
-  /// window and are in stage points.
+  /// Paints the window and the area outside the stage. The painter's origin is the corner of the host's window; its
+  /// units are stage points.
   void paint(Painter& painter, double now) const;
 
  private:

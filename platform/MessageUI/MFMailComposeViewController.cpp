@@ -25,7 +25,7 @@ std::int64_t resultOf(MailOutcome outcome) {
 
 static_assert(MFMailComposeViewController::mostAttachments <= PortalMail::mostFiles);
 
-/// The one page of the composer: it waits.
+/// The composer's only page: the card that is shown while a mail program opens.
 class MFMailComposeViewController::Page : public UIViewController {
  public:
   bool hidesNavigationBar() const override { return true; }
@@ -96,7 +96,7 @@ void MFMailComposeViewController::_viewDidAppear(bool animated) {
   if (!std::exchange(_hasBegun, true)) begin();
 }
 
-/// Taken away by somebody else: a mail program that came up now would only surprise.
+/// Dismissed by other code: do not open a mail program any more.
 void MFMailComposeViewController::_viewDidDisappear(bool animated) {
   sendSuper(staticClass(), *this, viewDidDisappearSelector, animated);
   if (presentingViewController() || _hasFinished) return;
@@ -157,8 +157,8 @@ void MFMailComposeViewController::finish(MailOutcome outcome, const std::optiona
   if (std::exchange(_hasFinished, true)) return;
   const auto keptAlive = self();
   const auto delegate = _delegate.lock();
-  const bool canBeTold = delegate && class_getInstanceMethod(delegate->class_(), mailComposeDidFinishSelector);
-  if (!canBeTold) return dismissViewControllerAnimated(true);
+  const bool isObserved = delegate && class_getInstanceMethod(delegate->class_(), mailComposeDidFinishSelector);
+  if (!isObserved) return dismissViewControllerAnimated(true);
   send(*delegate, mailComposeDidFinishSelector, static_cast<Object*>(this), resultOf(outcome), error);
 }
 

@@ -15,35 +15,35 @@ namespace oq {
 
 enum class MFMailComposeResult : std::int64_t { Cancelled = 0, Saved = 1, Sent = 2, Failed = 3 };
 
-/// What a composer tells its delegate: the composer, the result as a number, and what went wrong.
+/// The message to a composer's delegate: the composer, the result as a number, and the error, if any.
 inline const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> mailComposeDidFinishSelector{
     "mailComposeController:didFinishWithResult:error:"};
 
-/// Has the user's own mail program show a message. On screen itself it is a small card that tells so, with a
-/// button to give up. Once it has appeared it writes the attachments into files and asks the desktop's
-/// portal, or xdg-email where no portal answers; then the delegate hears of it and takes the composer away.
-/// "Sent" means that a mail program shows the message: what the user does there nobody tells.
+/// Opens a message in the user's own mail program. On screen it shows a small card with a Cancel button. After it has
+/// appeared, it writes the attachments into files and asks the desktop's portal, or xdg-email if no portal answers.
+/// Then it notifies the delegate, which dismisses the composer. "Sent" means that a mail program shows the message;
+/// what the user does there is unknown.
 ///
-/// Main thread only; made with makeMainObject(), and presented once.
+/// Main thread only. Create it with makeMainObject() and present it once.
 class MFMailComposeViewController : public UINavigationController {
   OQ_CLASS(MFMailComposeViewController)
 
  public:
-  /// A message carries no more files; of more the last ones go.
+  /// The maximum number of files in a message; the last ones are kept.
   static constexpr std::size_t mostAttachments = 16;
-  /// Whether there is somebody to hand a message to. May wait some seconds for a portal that starts.
+  /// Whether a portal or a mail program is available. May block some seconds while a portal starts.
   static bool canSendMail();
 
   MFMailComposeViewController();
   ~MFMailComposeViewController() override;
 
-  /// Held weakly. It is told by a message, and only if its class knows that.
+  /// Held weakly. Receives mailComposeDidFinishSelector if its class has such a method.
   void setMailComposeDelegate(const std::shared_ptr<Object>& delegate) { _delegate = delegate; }
   void setSubject(std::string subject) { _message.subject = std::move(subject); }
   void setToRecipients(std::vector<std::string> recipients) { _message.recipients = std::move(recipients); }
-  /// Always plain text to the mail program.
+  /// The mail program always gets plain text.
   void setMessageBody(std::string body, bool isHTML);
-  /// The mail program tells by its name what kind of file it is.
+  /// The mail program derives the kind of file from its name.
   void addAttachmentData(Data data, const std::string& mimeType, std::string fileName);
 
  protected:
@@ -59,7 +59,7 @@ class MFMailComposeViewController : public UINavigationController {
   void composeByPortal();
   void composeByProgram();
   void giveUp();
-  /// Calls the member with what became of the composition, unless the composer is gone.
+  /// Returns a completion that calls the member, unless the composer is gone.
   MailCompletion telling(void (MFMailComposeViewController::*member)(MailOutcome, const std::optional<Error>&));
   void portalEnded(MailOutcome outcome, const std::optional<Error>& error);
   void programEnded(MailOutcome outcome, const std::optional<Error>& error);

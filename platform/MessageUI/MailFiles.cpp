@@ -24,11 +24,11 @@ void removeOldFolders(const fs::path& mail) {
   }
 }
 
-/// One component of a path.
+/// Makes the name a single path component.
 std::string fileNameFor(std::string name) {
   std::replace_if(
       name.begin(), name.end(), [](unsigned char letter) { return letter < 0x20 || letter == '/'; }, '_');
-  // The end is kept, since it says what kind of file it is; a torn character at the front goes.
+  // Keeps the end, which has the file's extension, and removes a partial character at the front.
   if (name.size() > kLongestName) name.erase(0, name.size() - kLongestName);
   while (!name.empty() && (static_cast<unsigned char>(name.front()) & 0xc0) == 0x80) name.erase(0, 1);
   const bool isNoName = name.empty() || name == "." || name == "..";

@@ -7,9 +7,9 @@
 
 namespace oq {
 
-/// Writes each attachment into a file, in a new folder below "Mail" in the application's data folder: mail
-/// programs read them long after they were asked to. Names that no file can have are changed, equal ones are
-/// told apart; what cannot be written is left out. Folders of more than a day ago are removed. Any thread.
+/// Writes each attachment into a file, in a new folder below "Mail" in the application's data folder, because mail
+/// programs read attachments long after the request. Invalid file names are changed, duplicates get a number;
+/// attachments that cannot be written are left out. Folders older than one day are removed. Thread-safe.
 std::vector<std::filesystem::path> writeMailFiles(const std::vector<MailAttachment>& attachments);
 
 }  // namespace oq

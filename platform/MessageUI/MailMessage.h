@@ -16,7 +16,7 @@ struct MailAttachment {
   std::string fileName;
 };
 
-/// What the user's mail program is asked to show, ready to be sent.
+/// The message that the user's mail program shows, ready to be sent.
 struct MailMessage {
   std::vector<std::string> recipients;
   std::string subject;
@@ -28,21 +28,21 @@ enum class MailOutcome {
   HandedOver,   ///< a mail program shows it
   Cancelled,    ///< by the user
   Failed,       ///< refused; there is an error
-  Unreachable,  ///< nobody was there to take it
+  Unreachable,  ///< no portal or program accepts mail
 };
 
 /// Called once, on the main queue.
 using MailCompletion = std::function<void(MailOutcome outcome, std::optional<Error> error)>;
 
-/// A message on its way to a mail program. Main thread only.
+/// A message that is being passed to a mail program. Main thread only.
 class MailComposition {
  public:
   virtual ~MailComposition() = default;
-  /// Gives up; the completion is not called any more.
+  /// Cancels; the completion is not called any more.
   virtual void cancel() = 0;
 };
 
-/// The domain of failures of mail.
+/// The error domain of mail.
 inline constexpr const char* MailErrorDomain = "MFMailComposeErrorDomain";
 
 }  // namespace oq

@@ -26,7 +26,7 @@ constexpr int kShortWait = 2000;            // milliseconds
 constexpr int kComposeWait = 25000;         // milliseconds, until the portal has taken the call
 constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
 
-/// Nobody is there who knows of mails, so that nothing will come of the call.
+/// The error means that no e-mail portal is available, so the call will have no effect.
 bool isUnknownThere(const Failure& failure) {
   const std::string name = failure.remoteName();
   for (const char* unknown : {"ServiceUnknown", "NameHasNoOwner", "UnknownObject", "UnknownInterface", "UnknownMethod",
@@ -50,13 +50,13 @@ guint32 versionIn(GVariant* answer) {
   return g_variant_is_of_type(boxed, G_VARIANT_TYPE_UINT32) ? g_variant_get_uint32(boxed) : 0;
 }
 
-/// D-Bus takes valid UTF-8 only, and none that goes on after a NUL.
+/// D-Bus accepts only valid UTF-8 without NUL.
 GVariant* textVariant(const std::string& text) {
   return g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
 }
 
-/// One request, over when its owner drops it. What GLib calls back holds it strongly where an answer is sure
-/// to come, and weakly where it may never come.
+/// One request; it ends when its owner drops it. GLib callbacks hold it strongly if an answer is certain, and weakly if
+/// it may never come.
 class Request : public MailComposition, public std::enable_shared_from_this<Request> {
  public:
   Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailCompletion completion)
@@ -65,7 +65,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
         _cancellable(g_cancellable_new()) {
     for (const auto& file : files) {
       if (_files.size() == PortalMail::mostFiles) break;
-      // The way in which portals want them: they look up the file's name, and read nothing.
+      // Portals expect O_PATH descriptors: they look up the file's name and read nothing.
       FileDescriptor open(::open(file.c_str(), O_PATH | O_CLOEXEC));
       if (open) _files.push_back(std::move(open));
     }
@@ -87,7 +87,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   }
 
  private:
-  /// The connection stays until the portal has heard.
+  /// Keeps the connection until the portal has received the call.
   void closeRequest() {
     _isClosing = true;
     g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
@@ -134,7 +134,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   void askFor(guint32 version) {
     static std::atomic<unsigned> requests{0};
     const std::string token = "oqsdk" + std::to_string(g_random_int()) + "_" + std::to_string(++requests);
-    // Listening begins before the call: the answer may be there before the call's return.
+    // Subscribes before the call: the response may arrive before the call returns.
     listenTo(expectedHandle(token));
     _hasAsked = true;
     const ObjectRef<GUnixFDList> files(g_unix_fd_list_new());
@@ -200,12 +200,12 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       self->end(MailOutcome::Unreachable);
     } else {
       self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
-      // What is taken for dead may come up yet. Who gave it up has told the portal.
+      // The portal may still show the mail later, so close the request, unless cancel() already does.
       if (self->_connection && !self->_isClosing) self->closeRequest();
     }
   }
 
-  /// Another way may be tried as long as this one has not been asked: two mail windows would be one too many.
+  /// Lets xdg-email be tried only if the portal has not received the message; otherwise two mail windows could open.
   void endUnanswered() {
     if (!_hasAsked) return end(MailOutcome::Unreachable);
     end(MailOutcome::Failed, Error{MailErrorDomain, 3, "The mail program's portal has gone."});
@@ -222,7 +222,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     self->end(MailOutcome::Failed, Error{MailErrorDomain, code, "The mail program could not be opened."});
   }
 
-  /// Called back later, from the main queue, where an exception of the completion's has no C in its way.
+  /// Calls the completion later, from the main queue, so an exception cannot unwind through C frames.
   void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
     auto completion = std::exchange(_completion, nullptr);
     if (!completion) return;
@@ -249,15 +249,15 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   static void dropWeakOfSignal(gpointer weak, GClosure*) { dropWeak(weak); }
 
   const MailMessage _message;
-  MailCompletion _completion;  ///< empty once it has been called or given up
+  MailCompletion _completion;  ///< empty after it was called or the request was cancelled
   std::vector<FileDescriptor> _files;
   const ObjectRef<GCancellable> _cancellable;
   ObjectRef<GDBusConnection> _connection;
   gulong _closed = 0;
   guint _subscription = 0;
   std::string _handle;
-  bool _hasAsked = false;   ///< the portal has been told of the mail
-  bool _isClosing = false;  ///< the portal is being told that nobody wants it any more; the connection goes after that
+  bool _hasAsked = false;   ///< the portal has received the message
+  bool _isClosing = false;  ///< "Close" is being sent to the portal; the connection is released after that
 };
 
 bool answersOn(const std::string& address, GCancellable* patience) {
@@ -279,7 +279,7 @@ bool answersOn(const std::string& address, GCancellable* patience) {
 bool PortalMail::isAvailable() {
   const std::string address = sessionBusAddress();
   if (address.empty()) return false;
-  // A bus that takes the connection and then says nothing is given up, too.
+  // Also limits the wait for a bus that accepts the connection and then does not answer.
   const std::shared_ptr<GCancellable> patience(g_cancellable_new(), g_object_unref);
   const auto end = DeadlineThread::shared().callAt(DeadlineThread::after(std::chrono::milliseconds(kShortWait)),
                                                    [patience] { g_cancellable_cancel(patience.get()); });

@@ -6,16 +6,16 @@
 
 namespace oq {
 
-/// The e-mail interface of the desktop's portal, over a connection to the session bus of our own, whose end
-/// ends nothing else. Main thread only, whose loop must be GLib's default main context.
+/// The e-mail interface of the desktop's portal. Uses its own connection to the session bus, so closing it affects
+/// nothing else. Main thread only; GLib's default main context must run there.
 class PortalMail {
  public:
-  /// A portal's message carries no more: a seventeenth file would make the bus drop the connection.
+  /// The portal's limit: with a seventeenth file the bus would close the connection.
   static constexpr std::size_t mostFiles = 16;
 
-  /// Whether a portal that takes e-mail answers. Waits for it two seconds at most.
+  /// Whether a portal that supports e-mail answers. Blocks for at most two seconds.
   static bool isAvailable();
-  /// Asks the portal to have the message shown, with the first `mostFiles` of the files.
+  /// Asks the portal to show the message, with the first `mostFiles` files.
   static std::shared_ptr<MailComposition> compose(const MailMessage& message,
                                                   const std::vector<std::filesystem::path>& files,
                                                   MailCompletion completion);

@@ -11,7 +11,7 @@ namespace oq {
 namespace {
 
 constexpr const char* kProgram = "xdg-email";
-/// Some mail programs end only when the user is done with them, and xdg-email with them.
+/// Some mail programs run until the user closes them, and xdg-email waits for them.
 constexpr double kLongEnough = 5;  // seconds
 
 class Command {
@@ -31,7 +31,7 @@ class Command {
   GPtrArray* _arguments;
 };
 
-/// As an address of its own kind: whatever its characters are, it is neither an option nor a header.
+/// A mailto address: whatever characters it has, it cannot be read as an option or a header.
 std::string mailtoAddress(const std::vector<std::string>& recipients) {
   std::string address = "mailto:";
   for (const auto& recipient : recipients) {
@@ -43,7 +43,7 @@ std::string mailtoAddress(const std::vector<std::string>& recipients) {
   return address;
 }
 
-/// Keeps itself alive until the program has ended, which it always does.
+/// Keeps itself alive until the program has ended, which always happens.
 class Run : public MailComposition, public std::enable_shared_from_this<Run> {
  public:
   explicit Run(MailCompletion completion) : _completion(std::move(completion)) {}
@@ -89,7 +89,7 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
         [completion = std::move(completion), outcome, error = std::move(error)] { completion(outcome, error); });
   }
 
-  MailCompletion _completion;  ///< empty once it has been called or given up
+  MailCompletion _completion;  ///< empty after it was called or cancelled
 };
 
 }  // namespace

@@ -6,11 +6,10 @@
 
 namespace oq {
 
-/// The program xdg-email, which hands a message to the mail program that the user has chosen. Main thread
-/// only.
+/// The program xdg-email, which passes a message to the user's preferred mail program. Main thread only.
 class XdgEmail {
  public:
-  /// Whether the program is on PATH and some mail program is there for it.
+  /// Whether the program is on PATH and a mail program is registered.
   static bool isAvailable();
   /// Starts the program with the files as attachments.
   static std::shared_ptr<MailComposition> compose(const MailMessage& message,

@@ -2,15 +2,15 @@
 
 #include "oqsdk/Runtime.h"
 
-/// What the library's own hooks need from the class runtime. Any thread.
+/// What the library's own hooks need from the class runtime. Thread-safe.
 namespace oq::detail {
 
-/// From now on messages that find this method call `entry` (see MessageTarget) until the process ends, whatever other
-/// libraries make the method's implementation.
+/// From now on, messages that find this method call `entry` (see MessageTarget) until the process ends, even if other
+/// libraries replace the method's implementation.
 void setMessageEntry(Method& method, IMP entry);
 /// nullptr for a method whose messages call its implementation directly.
 IMP messageEntry(const Method& method);
-/// What the method was made with; nullptr without a method.
+/// The implementation that the method was created with; nullptr without a method.
 IMP firstImplementation(const Method* method);
 
 }  // namespace oq::detail

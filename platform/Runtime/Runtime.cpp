@@ -20,14 +20,14 @@ struct Method {
       : selector(of), typeEncoding(encoding), first(made), implementation(made) {}
 
   SEL selector;
-  const char* typeEncoding;  ///< nullptr: the caller that added it vouches for its type
+  const char* typeEncoding;  ///< nullptr: the caller that added it guarantees the type
   const IMP first;
   std::atomic<IMP> implementation;
   std::atomic<IMP> entry{nullptr};
   Method* next = nullptr;
 };
 
-/// The methods form a list that only ever grows at its head, so that a reader needs no lock.
+/// The methods form a list that only grows at its head, so a reader needs no lock.
 struct Class {
   std::string name;
   Class* superclass;
@@ -50,8 +50,8 @@ struct Class {
 
 namespace {
 
-/// Selectors and classes by name. Classes register themselves before main() and are used while the process
-/// ends, so the tables are made at first use and never destroyed.
+/// Selectors and classes by name. Classes register themselves before main() and are used during process exit, so the
+/// tables are created at first use and never destroyed.
 template <class T>
 struct NameTable {
   std::mutex mutex;
@@ -72,7 +72,7 @@ bool isSameEncoding(const char* first, const char* second) {
   return first == second || std::strcmp(first, second) == 0;
 }
 
-/// Held while implementations are set or exchanged, so that no exchange loses a change. Readers need no lock.
+/// Held while implementations are set or exchanged, so that an exchange never loses a change. Readers need no lock.
 std::mutex& changingImplementations() {
   static auto* mutex = new std::mutex;
   return *mutex;
@@ -133,7 +133,7 @@ std::vector<Method*> class_copyMethodList(const Class* cls) {
 bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding) {
   if (!cls || !selector || !implementation) return false;
   std::unique_ptr<Method> added(new Method(selector, typeEncoding, implementation));
-  // The head is read before the list is searched, so that no other thread's addition can come in between.
+  // The head is read before the list is searched, so that a method added by another thread is not missed.
   added->next = cls->methods.load(std::memory_order_acquire);
   do {
     if (cls->ownMethod(selector)) return false;
@@ -170,7 +170,7 @@ Class* registerClass(std::string_view name, Class* superclass,
   std::lock_guard lock(table.mutex);
   auto found = table.entries.find(name);
   if (found != table.entries.end()) return found->second.get();
-  // Its methods are in place before anybody can find the class.
+  // The methods are added before other threads can find the class.
   auto cls = std::make_unique<Class>();
   cls->name = name;
   cls->superclass = superclass;

@@ -18,11 +18,11 @@ namespace oq {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr const char* FileName = "keychain.plist";
-constexpr const char* LockName = "keychain.lock";
-constexpr const char* ItemsKey = "items";
-constexpr std::size_t MaximumSize = 16u << 20;
-constexpr auto Patience = std::chrono::seconds(2);
+constexpr const char* kFileName = "keychain.plist";
+constexpr const char* kLockName = "keychain.lock";
+constexpr const char* kItemsKey = "items";
+constexpr std::size_t kMaximumSize = 16u << 20;
+constexpr auto kPatience = std::chrono::seconds(2);
 
 using Items = std::vector<KeychainItem>;
 using Clock = std::chrono::steady_clock;
@@ -31,7 +31,7 @@ fs::path folderPath() {
   return applicationDataDirectory() / "Keychain";
 }
 
-/// The folder itself must not be a link, and must be the user's own.
+/// The folder itself must not be a link and must belong to the user.
 FileDescriptor openFolder() {
   FileDescriptor folder(::open(folderPath().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
@@ -45,8 +45,8 @@ FileDescriptor openFolder() {
 }
 
 FileDescriptor lockIn(int folder, Clock::time_point deadline) {
-  FileDescriptor lock(::openat(folder, LockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-  if (lock) ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
+  FileDescriptor lock(::openat(folder, kLockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+  if (lock) ::fchmod(lock.get(), 0600);  // the umask may have cleared bits
   while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
     if (Clock::now() > deadline) return FileDescriptor();
@@ -55,11 +55,11 @@ FileDescriptor lockIn(int folder, Clock::time_point deadline) {
   return lock;
 }
 
-/// All bytes up to the limit; nullopt when reading fails.
+/// All bytes up to the limit; nullopt if reading fails.
 std::optional<Data> readAll(int file) {
   Data contents;
   std::uint8_t buffer[4096];
-  while (contents.size() <= MaximumSize) {
+  while (contents.size() <= kMaximumSize) {
     ssize_t count = ::read(file, buffer, sizeof buffer);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
@@ -77,7 +77,7 @@ class ItemsReader {
     auto* root = dictionary(_table.root);
     if (!root) return std::nullopt;
     for (std::size_t i = 0; i < root->keys.size(); ++i) {
-      if (text(root->keys[i]) == ItemsKey) return items(root->values[i]);
+      if (text(root->keys[i]) == kItemsKey) return items(root->values[i]);
     }
     return std::nullopt;
   }
@@ -113,7 +113,7 @@ class ItemsReader {
   }
 
   const plist::DictNode* dictionary(plist::Ref ref) const { return std::get_if<plist::DictNode>(&_table.nodes[ref]); }
-  /// Keys are strings, or the file would not have been read.
+  /// The property list reader guarantees that keys are strings.
   const std::string& text(plist::Ref ref) const { return std::get<std::string>(_table.nodes[ref]); }
 
   const plist::Table& _table;
@@ -133,7 +133,7 @@ Data bytesOf(const Items& items) {
     array.items.push_back(table.add(std::move(entry)));
   }
   plist::DictNode root;
-  root.keys = {table.add(std::string(ItemsKey))};
+  root.keys = {table.add(std::string(kItemsKey))};
   root.values = {table.add(std::move(array))};
   table.root = table.add(std::move(root));
   return plist::writeSealed(std::move(table));
@@ -148,24 +148,24 @@ std::vector<KeychainAttributes> attributesOf(const Items& items) {
 }  // namespace
 
 OSStatus FileKeychainStore::readItems(int folder, Items& items) {
-  FileDescriptor file(::openat(folder, FileName, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  // A link of that name is foreign, like any other thing that is not our file.
+  FileDescriptor file(::openat(folder, kFileName, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  // A link of that name counts as foreign, like anything else that is not our file.
   if (!file) return errno == ENOENT || errno == ELOOP ? errSecSuccess : errSecIO;
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return errSecIO;
   if (!S_ISREG(status.st_mode) || status.st_uid != ::geteuid()) return errSecSuccess;
   auto contents = readAll(file.get());
   if (!contents) return errSecIO;
-  if (contents->size() > MaximumSize) return errSecSuccess;
+  if (contents->size() > kMaximumSize) return errSecSuccess;
   auto table = plist::readSealed(*contents);
   if (table) items = ItemsReader(*table).read().value_or(Items{});
   return errSecSuccess;
 }
 
-/// Reads, lets the body change and writes back, while no other thread or process does the same.
+/// Reads the items, lets `body` change them and writes them back, under the locks against other threads and processes.
 OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) {
-  const auto deadline = Clock::now() + Patience;
-  const auto thread = lockWithin(_changeMutex, Patience);
+  const auto deadline = Clock::now() + kPatience;
+  const auto thread = lockWithin(_changeMutex, kPatience);
   if (!thread) return errSecNotAvailable;
   if (!createDirectory(applicationDataDirectory())) return errSecIO;
   bool isMade = ::mkdir(folderPath().c_str(), 0700) == 0;
@@ -179,8 +179,8 @@ OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) 
   if (status == errSecSuccess) status = body(items);
   if (status != errSecSuccess) return status;
   Data contents = bytesOf(items);
-  if (contents.size() > MaximumSize) return errSecIO;
-  return writeFileAtomically(folderPath() / FileName, contents) ? errSecSuccess : errSecIO;
+  if (contents.size() > kMaximumSize) return errSecIO;
+  return writeFileAtomically(folderPath() / kFileName, contents) ? errSecSuccess : errSecIO;
 }
 
 OSStatus FileKeychainStore::copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) {

@@ -9,13 +9,12 @@
 
 namespace oq {
 
-/// Items in `Keychain/keychain.plist` of the application's data folder: a binary property list with a
-/// checksum, mode 0600 in a folder of mode 0700, replaced whole or not at all. A torn or foreign file reads
-/// as empty; one that cannot be read at all is an error, so that nothing takes its place. No symbolic link is
-/// followed.
+/// Items in `Keychain/keychain.plist` of the application's data folder: a binary property list with a checksum, mode
+/// 0600 in a folder of mode 0700, replaced completely or not at all. A damaged or foreign file reads as empty. A file
+/// that cannot be read at all is an error, so that it is not replaced. Symbolic links are not followed.
 ///
-/// Any thread, several processes: who changes the file holds an advisory lock on a file beside it, and gives
-/// up with errSecNotAvailable after two seconds of waiting. Readers wait for nobody.
+/// Thread-safe and safe between processes: a writer holds an advisory lock on a separate lock file, and fails with
+/// errSecNotAvailable after waiting two seconds. Readers never wait.
 class FileKeychainStore : public KeychainStore {
  public:
   const char* name() const override { return "file"; }
@@ -29,7 +28,7 @@ class FileKeychainStore : public KeychainStore {
   static OSStatus readItems(int folder, Items& items);
   OSStatus change(const std::function<OSStatus(Items&)>& body);
 
-  std::timed_mutex _changeMutex;  ///< one thread at a time stands in line for the lock of the processes
+  std::timed_mutex _changeMutex;  ///< one thread of this process waits for the lock between processes
 };
 
 }  // namespace oq

@@ -9,20 +9,20 @@ struct SecretCollectionProxy;
 struct SecretItemProxy;
 struct SecretBytes;
 
-/// The few functions of libsecret that the keychain calls, found when they are first needed, so that an
-/// application that never does neither loads nor installs the library. The types are opaque pointers;
-/// service, collection and item are GDBusProxy objects.
+/// The few functions of libsecret that the keychain calls. Loaded at first use, so an application that never uses the
+/// keychain need not load or install the library. The types are opaque pointers; service, collection and item are
+/// GDBusProxy objects.
 struct LibSecret {
   static constexpr int ServiceOpenSession = 1 << 1;
   static constexpr int CollectionNone = 0;
   static constexpr int SearchAll = 1 << 1;
 
-  /// nullptr when the library is not installed or lacks one of the functions. Any thread; never unloaded,
-  /// since its classes are registered for the whole process.
+  /// nullptr if the library is not installed or lacks one of the functions. Thread-safe; never unloaded, because its
+  /// classes are registered for the whole process.
   static const LibSecret* shared();
 
-  /// A class of services that keep the "g-connection" they are made with. The library's own insists on the
-  /// bus connection that the whole process shares, and GLib ends the process when that one closes.
+  /// A subclass of the library's service that keeps the "g-connection" it is created with. The library's own class uses
+  /// the shared bus connection of the process, and GLib ends the process when that one closes.
   GType serviceType;
 
   GVariant* (*encodeSecret)(SecretServiceProxy*, SecretBytes*);

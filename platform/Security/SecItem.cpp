@@ -16,7 +16,7 @@ struct Stores {
 };
 
 Stores& stores() {
-  static auto* shared = new Stores;  // Asked until the last thread ends.
+  static auto* shared = new Stores;  // used until the last thread ends
   return *shared;
 }
 
@@ -29,7 +29,7 @@ std::shared_ptr<KeychainStore> keychainStore() {
   return *chosen;
 }
 
-/// A dictionary taken apart.
+/// The parsed contents of a dictionary.
 struct Request {
   bool hasClass = false;
   bool returnsAttributes = false;
@@ -52,7 +52,7 @@ const boost::json::string* textOf(const PropertyValue& value) {
 bool readText(std::string_view key, const boost::json::string& text, Request& request) {
   if (key == kSecClass) return request.hasClass = text == kSecClassGenericPassword;
   if (key == kSecMatchLimit) return request.hasLimit = text == kSecMatchLimitOne;
-  // Stores hand texts on as C strings.
+  // The stores use C strings.
   if (!isAttribute(key) || !isValidUTF8(text) || text.find('\0') != text.npos) return false;
   request.attributes[std::string(key)] = std::string(text);
   return true;

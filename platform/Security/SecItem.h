@@ -14,14 +14,14 @@ using OSStatus = std::int32_t;
 
 inline constexpr OSStatus errSecSuccess = 0;
 inline constexpr OSStatus errSecIO = -36;
-/// Bad input: no class, an unknown key, a value of the wrong type, text that is not UTF-8 or holds a NUL.
+/// Invalid argument: no class, an unknown key, a value of the wrong type, a string that is not UTF-8 or contains a NUL.
 inline constexpr OSStatus errSecParam = -50;
 inline constexpr OSStatus errSecAllocate = -108;
-/// The store is out of reach, or did not answer in time.
+/// The store cannot be reached, or did not answer in time.
 inline constexpr OSStatus errSecNotAvailable = -25291;
 inline constexpr OSStatus errSecDuplicateItem = -25299;
 inline constexpr OSStatus errSecItemNotFound = -25300;
-/// The store would have to ask a person. Nobody is ever asked.
+/// The store would have to ask the user, which it is never allowed to do.
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 
 inline constexpr std::string_view kSecClass = "class";
@@ -38,19 +38,19 @@ inline constexpr std::string_view kSecMatchLimitOne = "m_LimitOne";
 inline constexpr std::string_view kSecReturnAttributes = "r_Attributes";
 inline constexpr std::string_view kSecReturnData = "r_Data";
 
-/// Attributes are texts, the data is bytes, what is to be returned is a boolean.
+/// Attributes are strings, the data is bytes, the kSecReturn... keys have booleans.
 using SecDictionary = std::map<std::string, PropertyValue, std::less<>>;
-/// Nothing, the attributes (with the data among them when both were wanted), or the data alone.
+/// Nothing, the attributes (including the data if both were requested), or only the data.
 using SecItemResult = std::variant<std::monostate, SecDictionary, Data>;
 
-/// Generic-password items of this application. An item is told from others by its generic attribute, access
-/// group, account and service together. Items are kept in the desktop's Secret Service where that is open,
-/// else in a file; which of the two is settled by the first call of the process.
+/// Generic-password items of this application. An item is identified by its generic attribute, access group, account
+/// and service together. Items are stored in the desktop's Secret Service if that is unlocked, otherwise in a file; the
+/// first call of the process decides which.
 ///
-/// Any thread, and several processes. A call may wait for another process or for the service, some seconds
-/// at most, and never brings up a question to a person. A failure changes nothing.
+/// Safe between threads and processes. A call may block some seconds for another process or for the service, and never
+/// shows a question to the user. A failure changes nothing.
 
-/// The first item that has all the attributes of the query; its data takes no part in the search.
+/// The first item that has all attributes of the query; its data is not compared.
 OSStatus SecItemCopyMatching(const SecDictionary& query, SecItemResult& result);
 OSStatus SecItemAdd(const SecDictionary& attributes);
 /// Changes every item that has the attributes of the query.

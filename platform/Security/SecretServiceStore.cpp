@@ -10,20 +10,20 @@
 namespace oq {
 namespace {
 
-constexpr auto Patience = std::chrono::seconds(2);
-constexpr auto CancellingPatience = std::chrono::milliseconds(500);
+constexpr auto kPatience = std::chrono::seconds(2);
+constexpr auto kCancellingPatience = std::chrono::milliseconds(500);
 
 using Items = std::vector<SecretSession::Item>;
 using Operation = std::function<OSStatus(const SecretSession&)>;
 
-/// What the caller and the operation's thread share, for as long as the longer of them needs it.
+/// Shared by the caller and the operation's thread; lives as long as either needs it.
 struct Conversation {
   ObjectRef<GCancellable> cancellable{g_cancellable_new()};
   std::promise<OSStatus> outcome;
 };
 
 OSStatus converse(GCancellable* cancellable, const Operation& operation) {
-  // What arrives for the proxies goes to this context, not to the host's.
+  // Events for the proxies go to this context instead of the host's.
   std::unique_ptr<GMainContext, void (*)(GMainContext*)> context(g_main_context_new(), g_main_context_unref);
   g_main_context_push_thread_default(context.get());
   OSStatus status = errSecNotAvailable;
@@ -32,14 +32,14 @@ OSStatus converse(GCancellable* cancellable, const Operation& operation) {
   } catch (const std::bad_alloc&) {
     status = errSecAllocate;
   }
-  // What proxies leave behind when they go is freed from here.
+  // Runs the clean-up that destroyed proxies have scheduled.
   while (g_main_context_iteration(context.get(), FALSE)) {
   }
   g_main_context_pop_thread_default(context.get());
   return status;
 }
 
-/// The operation must own what it uses: a caller who gives up leaves it behind.
+/// The operation must own what it uses: it continues after its caller has timed out.
 OSStatus runBounded(Operation operation) {
   auto conversation = std::make_shared<Conversation>();
   std::future<OSStatus> outcome = conversation->outcome.get_future();
@@ -47,10 +47,10 @@ OSStatus runBounded(Operation operation) {
     conversation->outcome.set_value(converse(conversation->cancellable.get(), operation));
   });
   if (!started) return errSecNotAvailable;
-  if (outcome.wait_for(Patience) == std::future_status::ready) return outcome.get();
+  if (outcome.wait_for(kPatience) == std::future_status::ready) return outcome.get();
   g_cancellable_cancel(conversation->cancellable.get());
-  // What ends well in spite of that has happened.
-  bool ended = outcome.wait_for(CancellingPatience) == std::future_status::ready;
+  // An operation may still succeed after the cancellation.
+  bool ended = outcome.wait_for(kCancellingPatience) == std::future_status::ready;
   return ended ? outcome.get() : errSecNotAvailable;
 }
 
@@ -59,9 +59,9 @@ OSStatus applyChange(const SecretSession& session, const Items& items, const Key
   std::vector<KeychainAttributes> after;
   bool found = false;
   for (const auto& item : items) {
-    bool isMeant = matches(item.attributes, query);
-    found = found || isMeant;
-    after.push_back(isMeant ? changed(item.attributes, change.attributes) : item.attributes);
+    bool isSelected = matches(item.attributes, query);
+    found = found || isSelected;
+    after.push_back(isSelected ? changed(item.attributes, change.attributes) : item.attributes);
   }
   if (!found) return errSecItemNotFound;
   if (haveDuplicates(after)) return errSecDuplicateItem;

@@ -4,12 +4,12 @@
 
 namespace oq {
 
-/// Items in the default collection of the desktop's Secret Service, with the application's identifier among
-/// their attributes. Every operation is a conversation of its own on a thread of its own: a service that has
-/// gone, was locked or does not answer costs at most two and a half seconds and ends in an error.
+/// Items in the default collection of the desktop's Secret Service, marked with the application's identifier. Every
+/// operation opens a new session on a new thread: if the service is gone, locked or does not answer, the operation
+/// fails after at most two and a half seconds.
 class SecretServiceStore : public KeychainStore {
  public:
-  /// Whether a service runs whose default collection is open. Asks nobody and starts nothing.
+  /// Whether a service runs with an unlocked default collection. Neither starts a service nor asks the user.
   static bool isUsable();
 
   const char* name() const override { return "Secret Service"; }

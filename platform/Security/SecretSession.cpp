@@ -9,12 +9,12 @@
 namespace oq {
 namespace {
 
-constexpr const char* ServiceName = "org.freedesktop.secrets";
-constexpr const char* SchemaKey = "xdg:schema";
-constexpr const char* SchemaName = "oqsdk.GenericPassword";
-// The collection is shared by all programs of the user.
-constexpr const char* ApplicationKey = "application";
-constexpr int CallMilliseconds = 2000;
+constexpr const char* kServiceName = "org.freedesktop.secrets";
+constexpr const char* kSchemaKey = "xdg:schema";
+constexpr const char* kSchemaName = "oqsdk.GenericPassword";
+// All programs of the user share the collection.
+constexpr const char* kApplicationKey = "application";
+constexpr int kCallMilliseconds = 2000;
 
 OSStatus statusOf(const Failure& failure) {
   const bool isLocked = failure.remoteName() == "org.freedesktop.Secret.Error.IsLocked";
@@ -31,12 +31,12 @@ void insert(const Table& table, std::string_view key, std::string_view text) {
   g_hash_table_insert(table.get(), g_strndup(key.data(), key.size()), g_strndup(text.data(), text.size()));
 }
 
-/// The item's attributes with those by which this application's items are found.
+/// The item's attributes plus those that identify this application's items.
 Table tableOf(const KeychainAttributes& attributes) {
   Table table = emptyTable();
   for (const auto& [name, text] : attributes) insert(table, name, text);
-  insert(table, SchemaKey, SchemaName);
-  insert(table, ApplicationKey, mainBundleIdentifier());
+  insert(table, kSchemaKey, kSchemaName);
+  insert(table, kApplicationKey, mainBundleIdentifier());
   return table;
 }
 
@@ -48,8 +48,8 @@ KeychainAttributes attributesOf(GHashTable* table) {
   while (g_hash_table_iter_next(&iterator, &key, &text)) {
     attributes.emplace(static_cast<char*>(key), static_cast<char*>(text));
   }
-  attributes.erase(SchemaKey);
-  attributes.erase(ApplicationKey);
+  attributes.erase(kSchemaKey);
+  attributes.erase(kApplicationKey);
   return attributes;
 }
 
@@ -63,7 +63,7 @@ GVariant* variantOf(const Table& table) {
   return g_variant_builder_end(&builder);
 }
 
-/// What the user's password manager shows.
+/// The label that the user's password manager shows.
 std::string labelOf(const KeychainAttributes& attributes) {
   auto label = attributes.find(kSecAttrLabel);
   if (label != attributes.end() && !label->second.empty()) return label->second;
@@ -106,18 +106,18 @@ bool SecretSession::connect() {
   return static_cast<bool>(_connection);
 }
 
-/// A service that has to be started first has no open collection, and some greet the user with a window.
+/// A service that must be started first has no unlocked collection, and some show a window when they start.
 bool SecretSession::serviceRuns() const {
   VariantRef answer(g_dbus_connection_call_sync(_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                                 "org.freedesktop.DBus", "NameHasOwner",
-                                                g_variant_new("(s)", ServiceName), G_VARIANT_TYPE("(b)"),
-                                                G_DBUS_CALL_FLAGS_NONE, CallMilliseconds, _cancellable, nullptr));
+                                                g_variant_new("(s)", kServiceName), G_VARIANT_TYPE("(b)"),
+                                                G_DBUS_CALL_FLAGS_NONE, kCallMilliseconds, _cancellable, nullptr));
   gboolean runs = FALSE;
   if (answer) g_variant_get(answer.get(), "(b)", &runs);
   return runs;
 }
 
-/// The proxies are made afresh for every session, so that what they say of the lock is not a memory.
+/// Each session creates new proxies, so that the state of the lock is current.
 bool SecretSession::openCollection() {
   _service.reset(static_cast<SecretServiceProxy*>(g_initable_new(_library->serviceType, _cancellable, nullptr,
                                                                  "g-connection", _connection.get(), "flags",
@@ -136,7 +136,7 @@ OSStatus SecretSession::items(std::vector<Item>& items) const {
   for (GList* link = found; link; link = link->next) {
     Item item{ObjectRef<SecretItemProxy>(static_cast<SecretItemProxy*>(link->data)), {}};
     Table attributes(_library->itemAttributes(item.proxy.get()), g_hash_table_unref);
-    if (!attributes) continue;  // changed while it was looked at
+    if (!attributes) continue;  // the item changed during the search
     item.attributes = attributesOf(attributes.get());
     items.push_back(std::move(item));
   }
@@ -148,7 +148,7 @@ OSStatus SecretSession::data(const Item& item, Data& data) const {
   Failure failure;
   if (!_library->loadSecret(item.proxy.get(), _cancellable, failure.out())) return statusOf(failure);
   SecretRef secret(_library->itemSecret(item.proxy.get()), _library->unrefBytes);
-  // An item can be locked by itself.
+  // A single item can be locked, too.
   if (!secret) return errSecInteractionNotAllowed;
   gsize length = 0;
   const char* bytes = _library->bytes(secret.get(), &length);
@@ -156,8 +156,8 @@ OSStatus SecretSession::data(const Item& item, Data& data) const {
   return errSecSuccess;
 }
 
-/// Two processes that add the same item at the same time make one of it, since the service replaces what has
-/// the same attributes.
+/// If two processes add the same item at the same time, only one item results: the service replaces an item with the
+/// same attributes.
 OSStatus SecretSession::create(const KeychainItem& item) const {
   SecretRef secret = secretOf(*_library, item.data);
   VariantRef encoded(g_variant_take_ref(_library->encodeSecret(_service.get(), secret.get())));
@@ -184,16 +184,16 @@ OSStatus SecretSession::remove(const Item& item) const {
   return call(item.proxy.get(), "Delete", nullptr, "(o)");
 }
 
-/// libsecret's own calls of these methods would perform the prompt that the service answers with when it
-/// wants to ask a person. Left alone, it asks nobody and does nothing.
+/// libsecret's own versions of these calls would execute the prompt with which the service asks the user. A prompt that
+/// is not executed has no effect.
 OSStatus SecretSession::call(void* proxy, const char* method, GVariant* parameters, const char* answerType) const {
   Failure failure;
   VariantRef answer(g_dbus_proxy_call_sync(static_cast<GDBusProxy*>(proxy), method, parameters,
-                                           G_DBUS_CALL_FLAGS_NO_AUTO_START, CallMilliseconds, _cancellable,
+                                           G_DBUS_CALL_FLAGS_NO_AUTO_START, kCallMilliseconds, _cancellable,
                                            failure.out()));
   if (!answer) return statusOf(failure);
   if (!g_variant_is_of_type(answer.get(), G_VARIANT_TYPE(answerType))) return errSecNotAvailable;
-  // The prompt is the last of the values; "/" stands for none.
+  // The last value is the prompt; "/" means no prompt.
   VariantRef prompt(g_variant_get_child_value(answer.get(), g_variant_n_children(answer.get()) - 1));
   bool asks = g_strcmp0(g_variant_get_string(prompt.get(), nullptr), "/") != 0;
   return asks ? errSecInteractionNotAllowed : errSecSuccess;

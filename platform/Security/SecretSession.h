@@ -9,12 +9,11 @@
 
 namespace oq {
 
-/// One conversation with a running Secret Service about this application's items in the default collection,
-/// on a bus connection of its own: the shared one would end the process when the bus goes away. Nothing here
-/// makes the service ask a person: its questions come as prompt objects, which are left alone.
+/// One session with a running Secret Service, for this application's items in the default collection. It uses its own
+/// bus connection, because GLib ends the process when the shared one closes. It never makes the service ask the user:
+/// the service answers with prompt objects, which are not executed.
 ///
-/// For one thread at a time, which waits; the cancellable given to open() ends every wait and must outlive
-/// the session.
+/// Not thread-safe; calls block. The cancellable passed to open() ends every wait and must outlive the session.
 class SecretSession {
  public:
   struct Item {
@@ -22,7 +21,7 @@ class SecretSession {
     KeychainAttributes attributes;
   };
 
-  /// nullptr without a session bus, a service that runs already, libsecret, or an open default collection.
+  /// nullptr if there is no session bus, no running service, no libsecret, or no unlocked default collection.
   static std::unique_ptr<SecretSession> open(GCancellable* cancellable);
 
   OSStatus items(std::vector<Item>& items) const;

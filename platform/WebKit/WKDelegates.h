@@ -13,16 +13,16 @@ class WKWebView;
 
 enum class WKNavigationResponsePolicy : int { Cancel = 0, Allow = 1 };
 
-/// Hears of a web view's navigations. Main thread.
+/// Receives a web view's navigation events. Main thread only.
 class WKNavigationDelegate {
  public:
   virtual void didStartProvisionalNavigation(WKWebView&) {}
   virtual void didCommitNavigation(WKWebView&) {}
   virtual void didFinishNavigation(WKWebView&) {}
   virtual void didFailProvisionalNavigation(WKWebView&, const Error&) {}
-  /// After the new document was there.
+  /// The navigation failed after the new document was committed.
   virtual void didFailNavigation(WKWebView&, const Error&) {}
-  /// The handler is called before this returns; otherwise the response is not shown.
+  /// The implementation must call the handler before it returns; otherwise the response is not shown.
   virtual void decidePolicyForNavigationResponse(
       WKWebView&, const WebResponse&, const std::function<void(WKNavigationResponsePolicy)>& decisionHandler) {
     decisionHandler(WKNavigationResponsePolicy::Allow);
@@ -33,8 +33,8 @@ class WKNavigationDelegate {
   ~WKNavigationDelegate() = default;
 };
 
-/// Shows the dialogs of scripts. A script waits until its completion handler is called. Without a delegate
-/// dialogs end at once, as if they had been cancelled. Main thread.
+/// Shows the dialogs of scripts. A script waits until its completion handler is called. Without a delegate dialogs end
+/// immediately, as if cancelled. Main thread only.
 class WKUIDelegate {
  public:
   virtual void runJavaScriptAlertPanel(WKWebView&, const std::string& message,

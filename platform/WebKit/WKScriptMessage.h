@@ -6,7 +6,7 @@
 
 namespace oq {
 
-/// What a script of a page posted, and under which handler's name.
+/// A message that a page's script posted, and the name of the handler.
 struct WKScriptMessage {
   std::string name;
   Value body;

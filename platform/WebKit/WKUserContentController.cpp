@@ -20,7 +20,7 @@ std::shared_ptr<WKScriptMessageHandler> WKUserContentController::handlerForName(
 
 void WKUserContentController::setKeepsHandlers(bool keeps) {
   _keepsHandlers = keeps;
-  // Let go of after the walk: the last owner of a handler may be this, and of this the handler.
+  // Released after the loop: this may be the last owner of a handler, and the handler the last owner of this.
   std::vector<std::shared_ptr<WKScriptMessageHandler>> released;
   for (auto& [name, handler] : _handlers) {
     released.push_back(std::move(handler.kept));

@@ -18,22 +18,21 @@ struct WKUserScript {
   bool isForMainFrameOnly = true;
 };
 
-/// What a web view adds to its pages: scripts of ours, and handlers that scripts of theirs can post to. Both
-/// count for pages that are opened later. Main thread only.
+/// What a web view adds to its pages: the library's scripts, and handlers to which page scripts can post messages.
+/// Changes affect only pages that are opened later. Main thread only.
 ///
-/// Ownership: a handler is kept alive while the web view is in a window, and known weakly otherwise. A
-/// handler is often what owns the web view; the circle of the two is closed when the view comes on screen and
-/// opened when it leaves, and the registration stays.
+/// Ownership: a handler is held strongly while the web view is in a window, and weakly otherwise. A handler often owns
+/// the web view; the resulting cycle exists only while the view is on screen. The registration is permanent.
 class WKUserContentController {
  public:
-  /// A second handler of the same name is ignored.
+  /// A second handler with the same name is ignored.
   void addScriptMessageHandler(const std::shared_ptr<WKScriptMessageHandler>& handler, const std::string& name);
   void removeScriptMessageHandlerForName(const std::string& name) { _handlers.erase(name); }
   void addUserScript(WKUserScript script) { _scripts.push_back(std::move(script)); }
 
   const std::vector<WKUserScript>& userScripts() const { return _scripts; }
   std::vector<std::string> handlerNames() const;
-  /// nullptr where there is none of the name, or it is gone.
+  /// nullptr if there is no handler of that name, or it was destroyed.
   std::shared_ptr<WKScriptMessageHandler> handlerForName(const std::string& name) const;
 
  private:

@@ -12,14 +12,14 @@ namespace oq {
 
 namespace {
 
-/// Longer than any address that a server takes.
+/// Longer than any address that a server accepts.
 constexpr std::size_t kLongestAddress = 1u << 20;
 
 Error refusal(URLErrorCode code, const char* description) {
   return {URLErrorDomain, code, description};
 }
 
-/// What is nested too deep to be read stays a text.
+/// JSON that is nested too deeply stays a string.
 Value valueOf(const std::string& json) {
   if (auto value = valueWithJSONData(Data(json.begin(), json.end()))) return *std::move(value);
   return Value(json);
@@ -134,7 +134,7 @@ void WKWebView::didMoveToWindow() {
   if (const auto& content = _configuration->userContentController()) content->setKeepsHandlers(window() != nullptr);
 }
 
-// What a page tells may end in the loss of this view, so each of these holds it.
+// A page's callbacks may destroy this view, so each of these functions holds it.
 
 void WKWebView::pageStarted() {
   const auto keepsView = self();

@@ -15,14 +15,14 @@
 
 namespace oq {
 
-/// Why an address is never given to an engine; nullopt for one that may be loaded: HTTPS, and the empty pages
-/// of "about". Nothing of the machine itself can be named.
+/// Why an address must not be loaded; nullopt if it may: HTTPS, and the empty "about" pages. Local resources are never
+/// allowed.
 std::optional<Error> objectionToLoading(const std::optional<URL>& url);
 
-/// A view that shows web pages, with the engine of the installed host. The engine is asked for a page at the
-/// first load. What cannot be loaded, for want of an engine or for its address, is a navigation that starts
-/// and fails, a turn of the main queue later. Delegates and observers are known weakly. Made with
-/// makeMainObject(); main thread only.
+/// A view that shows web pages with the engine of the installed host. The engine creates a page at the first load. If
+/// an address cannot be loaded, because there is no engine or the address is not allowed, the navigation starts and
+/// fails later on the main queue. Delegates and observers are held weakly. Create it with makeMainObject(); main thread
+/// only.
 class WKWebView : public UIView, private WebPageClient {
   OQ_CLASS(WKWebView)
 
@@ -37,24 +37,24 @@ class WKWebView : public UIView, private WebPageClient {
   void setNavigationDelegate(const std::shared_ptr<WKNavigationDelegate>& delegate) { _navigationDelegate = delegate; }
   bool allowsBackForwardNavigationGestures() const { return _allowsGestures; }
   void setAllowsBackForwardNavigationGestures(bool allows) { _allowsGestures = allows; }
-  /// Stands for the page's own scrolling; holds the refresh control.
+  /// Represents the page's own scrolling; holds the refresh control.
   const std::shared_ptr<UIScrollView>& scrollView() const { return _scrollView; }
 
   void loadRequest(const std::optional<URL>& url);
-  /// Loads again what failed last, else what is shown.
+  /// Loads the address that failed last, or else the shown page, again.
   void reload();
   void stopLoading();
   bool canGoBack() const;
   void goBack();
-  /// What is shown or on its way; nullopt before anything was loaded.
+  /// The address shown or being loaded; nullopt before the first load.
   std::optional<oq::URL> URL() const;
   double estimatedProgress() const { return _estimatedProgress; }
-  /// The completion is called later, once, with the result or, where the script failed, an error; never once
-  /// the page has gone.
+  /// The completion is called later, once, with the result, or with an error if the script failed. It is never called
+  /// after the page has closed.
   void evaluateJavaScript(const std::string& script,
                           std::function<void(const Value& result, const std::optional<Error>& error)> completion);
 
-  /// Of "estimatedProgress".
+  /// Supports the key path "estimatedProgress".
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, const std::string& keyPath) {
     _observers.add(observer, keyPath);
   }
@@ -86,9 +86,10 @@ class WKWebView : public UIView, private WebPageClient {
   std::weak_ptr<WKNavigationDelegate> _navigationDelegate;
   KeyValueObservers _observers;
   std::unique_ptr<WebPage> _page;
-  /// What reload() is to load while nothing of it has come; nullopt when that is the page's own affair.
+  /// The address that reload() must load because it failed before anything was shown; nullopt if the page itself can
+  /// reload.
   std::optional<std::string> _failedAddress;
-  /// Tells the loads apart that fail without an engine.
+  /// Distinguishes loads that fail without an engine.
   std::uint64_t _loads = 0;
   double _estimatedProgress = 0;
   bool _allowsGestures = false;

@@ -10,7 +10,7 @@ struct WKPreferences {};
 
 enum class WKSelectionGranularity : int { Dynamic = 0, Character = 1 };
 
-/// What a web view is made with; changes after that count for no page that is open. Main thread only.
+/// The settings a web view is created with; later changes do not affect open pages. Main thread only.
 class WKWebViewConfiguration {
  public:
   const std::shared_ptr<WKPreferences>& preferences() const { return _preferences; }

@@ -5,10 +5,10 @@
 
 namespace oq {
 
-/// The engine of the installed host. Owned by the caller, who takes it away with nullptr before it ends. Main
+/// The engine of the installed host. Owned by the caller, which must reset it to nullptr before destroying it. Main
 /// thread only.
 OQSDK_EXPORT void setWebEngine(WebEngine* engine);
-/// nullptr without a host, or with one that shows no pages.
+/// nullptr without a host, or if the host has no web engine.
 WebEngine* webEngine();
 /// Prepares the installed engine, and each one that is installed later.
 void prepareWebEngine();

@@ -39,7 +39,7 @@ std::shared_ptr<const OQSwizzle::Blocks> OQSwizzle::removeBlock(const std::strin
 
 std::string OQSwizzle::description() const {
   std::string lines;
-  const auto held = blocks();  // another thread may put others in their place
+  const auto held = blocks();  // another thread may replace them
   for (const auto& [name, block] : *held) lines += stringWithFormat("\t%@ : %@\n", name, "<block>");
   return stringWithFormat("Swizzle on %@::%@ [\n%@]", class_getName(_class), sel_getName(_selector), lines);
 }

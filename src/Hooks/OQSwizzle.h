@@ -17,8 +17,8 @@
 
 namespace oq {
 
-/// What runs after a hooked method, by the kind of method: the receiver, the selector and the method's
-/// arguments, with numbers and booleans as objects.
+/// A block that runs after a hooked method, one type per kind of method. It gets the receiver, the selector and the
+/// method's arguments, with numbers and booleans as objects.
 using OQUploadHookBlock = std::function<void(Object& receiver, SEL selector, const Value& info,
                                              const std::string& event, const UploadHandler& handler)>;
 using OQAppearanceHookBlock = std::function<void(Object& receiver, SEL selector, const Value& animated)>;
@@ -26,8 +26,8 @@ using OQMailHookBlock = std::function<void(Object& receiver, SEL selector, Objec
                                            const std::optional<Error>& error)>;
 using OQSwizzleBlock = std::variant<OQUploadHookBlock, OQAppearanceHookBlock, OQMailHookBlock>;
 
-/// The record of one hooked selector. Blocks may be added and removed while other threads run them; everything
-/// else is fixed once the hook is installed.
+/// The record of one hooked selector. Blocks may be added and removed while other threads run them; everything else is
+/// fixed after the hook was installed.
 class OQSwizzle : public Object {
   OQ_CLASS(OQSwizzle)
 
@@ -35,28 +35,28 @@ class OQSwizzle : public Object {
   using Blocks = std::map<std::string, OQSwizzleBlock>;
 
   OQSwizzle() = default;
-  /// `originalClass` is the class that the original was written for: receivers of other classes cannot take
-  /// it. `first` is what the hooked method was made with, before any library replaced it.
+  /// `originalClass` is the class that the original was written for; receivers of other classes must not be passed to
+  /// it. `first` is the implementation from before any library replaced it.
   OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
             const Class* originalClass, IMP first = nullptr);
 
   /// The class on which the hook was installed.
   Class* swizzledClass() const { return _class; }
   SEL selector() const { return _selector; }
-  /// What the method did before; nullptr when there was no method.
+  /// The method's former implementation; nullptr if there was no method.
   IMP originalMethod() const { return _originalMethod.load(std::memory_order_acquire); }
   void setOriginalMethod(IMP original) { _originalMethod.store(original, std::memory_order_release); }
   IMP firstMethod() const { return _firstMethod; }
   const Class* originalClass() const { return _originalClass; }
-  /// Whether there is an original that the receiver can take.
+  /// Whether there is an original that accepts this receiver.
   bool canCallOriginal(const Object& receiver) const;
   /// Always 0; nothing sets it.
   std::uint32_t numArgs() const { return _numArgs; }
 
-  /// The blocks by name, as they are at this moment.
+  /// The current blocks by name.
   std::shared_ptr<const Blocks> blocks() const { return _blocks.load(); }
-  /// Takes the place of an earlier block of that name. Changes to one record must take turns. Returns the
-  /// former blocks, so that what they own is released outside of the caller's locks.
+  /// Replaces an earlier block of that name. The caller must serialize changes to one record. Returns the former
+  /// blocks, so that the caller destroys them outside its locks.
   std::shared_ptr<const Blocks> setBlock(const std::string& name, OQSwizzleBlock block);
   std::shared_ptr<const Blocks> removeBlock(const std::string& name);
   std::shared_ptr<const Blocks> removeAllBlocks() { return _blocks.exchange(std::make_shared<Blocks>()); }

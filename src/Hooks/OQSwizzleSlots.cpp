@@ -32,12 +32,12 @@ OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle();
 OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle();
 OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle();
 
-/// A message that entered through a hook and is handled on this thread.
+/// A message that entered through a hook and is being handled on this thread.
 struct Message {
   const OQSwizzleSlot* slot;
   const Object* receiver;
-  IMP implementation;  ///< what the hook called
-  int passes;          ///< calls of the trampoline that are running for it
+  IMP implementation;  ///< the one that the hook called
+  int passes;          ///< its running calls of the trampoline
   Message* outer;
 };
 thread_local Message* innermost = nullptr;
@@ -49,9 +49,9 @@ Message* currentMessage(const OQSwizzleSlot& slot, const Object& receiver) {
   return nullptr;
 }
 
-/// What the trampoline calls when it is reached a first or second time on the way of a message. A library that takes
-/// itself for gone because it does not find itself on top, and installs itself again, makes a circle of itself and the
-/// trampoline; what the method was made with ends it.
+/// What the trampoline calls when a message reaches it for the first or second time. A library that reinstalls itself
+/// because it is no longer the outermost one creates a cycle with the trampoline. The method's first implementation
+/// ends the cycle.
 IMP nextImplementation(const OQSwizzle& swizzle, const Message& message) {
   IMP original = swizzle.originalMethod();
   const bool isCircle = message.passes > 0 || original == message.implementation;
@@ -71,8 +71,8 @@ void passOn(const OQSwizzle& swizzle, Message& message, Object& self, SEL select
   TypedSelector::typed(next)(self, selector, arguments...);
 }
 
-/// A message to a hooked method first calls the method's implementation: the trampoline, or whatever other libraries
-/// have put there since.
+/// A message to a hooked method first calls the method's implementation: the trampoline, or the replacement that
+/// another library has set since.
 template <class TypedSelector, class... Arguments>
 void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector,
                         const Arguments&... arguments) {
@@ -84,22 +84,22 @@ void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& s
   innermost = &entered.message;
   const OQSwizzle* swizzle = slot.current();
   if (implementation == slot.trampoline() && swizzle && swizzle->canCallOriginal(self)) {
-    // The usual case. The same as below, without looking for the message again.
+    // The usual case. Like the other branch, but without searching for the message.
     passOn<TypedSelector>(*swizzle, entered.message, self, selector, arguments...);
   } else {
     TypedSelector::typed(implementation)(self, selector, arguments...);
   }
 }
 
-/// Another library may keep a call and pass it on when its message is over, or on another thread. The blocks have run
-/// for that message.
+/// Another library may store a call and pass it on after its message has ended, or on another thread. The blocks have
+/// already run for that message.
 bool isPassedOnLate(const OQSwizzleSlot& slot, const Object& receiver, SEL selector) {
   const Method* method = class_getInstanceMethod(receiver.class_(), selector);
   return method && detail::messageEntry(*method) && method_getImplementation(method) != slot.trampoline();
 }
 
-/// The trampoline's first half. Returns whether the blocks are next: not for a message that entered through the hook,
-/// which runs them itself.
+/// The first half of the trampoline. Returns whether the blocks must run next: not for a message that entered through
+/// the hook, which runs them itself.
 template <class TypedSelector, class... Arguments>
 bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
                   const Arguments&... arguments) {
@@ -114,18 +114,17 @@ bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& s
   return runsBlocks;
 }
 
-/// Calls the blocks of this moment; one of them may add or remove others. The arguments are made afresh for
-/// each.
+/// Calls the current blocks; one of them may add or remove others. Each call gets new argument objects.
 template <class HookBlock, class Call>
 void forEachBlock(const OQSwizzleSlot& slot, const Call& call) {
-  const OQSwizzle* swizzle = slot.current();  // another one, perhaps, since the original began
+  const OQSwizzle* swizzle = slot.current();  // may have been replaced since the original began
   if (!swizzle) return;
   auto blocks = swizzle->blocks();
   for (const auto& [name, block] : *blocks) call(std::get<HookBlock>(block));
 }
 
-// For each selector: its blocks, the trampoline, and what its messages call. A slot is the same for every class, so
-// climbing from the receiver's class until one is taken comes down to one question.
+// For each selector: its blocks, the trampoline, and the message entry. A slot is the same for every class, so the
+// search from the receiver's class upwards is a single check.
 
 void runUploadBlocks(Object& self, SEL selector, const Value& info, const std::string& event,
                      const UploadHandler& handler) {
@@ -152,8 +151,8 @@ void runScreenBlocks(const OQSwizzleSlot& slot, Object& self, SEL selector, bool
   forEachBlock<OQAppearanceHookBlock>(slot, [&](const auto& block) { block(self, selector, Value(animated)); });
 }
 
-/// Unlike the other two, a screen's original is called without asking first, which is intentional: where there is none
-/// the call fails as for any selector that a class lacks, and no block runs.
+/// Intentionally different from the other two: a screen's original is called without a check. If there is none, the
+/// call fails as for any selector that a class lacks, and no block runs.
 void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;
@@ -242,7 +241,7 @@ OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle() {
   return slot;
 }
 
-/// In the order in which a selector is looked for.
+/// In the order in which a selector is searched.
 std::array<OQSwizzleSlot*, 4> allSlots() {
   return {&saveUploadInfoSwizzle(), &UIViewControllerViewDidAppearSwizzle(),
           &UIViewControllerViewWillDisappearSwizzle(), &MailComposeControllerDidFinishWithResultSwizzle()};

@@ -11,8 +11,8 @@
 
 namespace oq {
 
-/// The place of the one record of a selector that can be hooked, with the function that takes the place of a
-/// hooked method. Never destroyed, so that methods may be called while the process ends. Any thread.
+/// Holds the record of one selector that can be hooked, and the function that replaces a hooked method. Never
+/// destroyed, so that methods may be called during process exit. Thread-safe.
 class OQSwizzleSlot {
  public:
   OQSwizzleSlot(std::string_view selectorName, IMP replacement, IMP sent, const char* typeEncoding,
@@ -25,18 +25,18 @@ class OQSwizzleSlot {
 
   std::string_view selectorName() const { return _selectorName; }
   IMP trampoline() const { return _trampoline; }
-  /// What messages to a hooked method call (see Runtime/Hook.h).
+  /// The function that messages to a hooked method call (see Runtime/Hook.h).
   IMP entry() const { return _entry; }
   const char* typeEncoding() const { return _typeEncoding; }
-  /// Whether the block is of the selector's kind.
+  /// Whether the block has the selector's kind.
   bool accepts(const OQSwizzleBlock& block) const { return block.index() == _blockKind; }
 
   /// nullptr before the selector is hooked.
   std::shared_ptr<OQSwizzle> load() const;
-  /// The same without a lock, for every call of a hooked method.
+  /// Like load(), but without a lock, for every call of a hooked method.
   OQSwizzle* current() const { return _current.load(std::memory_order_acquire); }
-  /// Returns the former record. It is kept for calls that may still be using it; what its blocks own is for
-  /// the caller to release.
+  /// Returns the former record. The slot also keeps it alive, for calls that may still use it; the caller must release
+  /// its blocks.
   std::shared_ptr<OQSwizzle> exchange(std::shared_ptr<OQSwizzle> swizzle);
 
  private:
@@ -51,9 +51,9 @@ class OQSwizzleSlot {
   std::atomic<OQSwizzle*> _current{nullptr};
 };
 
-/// The slot of the selector's name, compared exactly; nullptr for a selector that cannot be hooked.
+/// The slot for the selector's name (exact match); nullptr for a selector that cannot be hooked.
 OQSwizzleSlot* getSwizzleByName(std::string_view selectorName);
-/// The function that takes the place of a method of that name; nullptr likewise.
+/// The function that replaces a method of that name; nullptr if it cannot be hooked.
 IMP getSwizzleIMPBySELName(std::string_view selectorName);
 
 }  // namespace oq

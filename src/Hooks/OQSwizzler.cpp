@@ -14,16 +14,16 @@ namespace oq {
 
 namespace {
 
-/// One hook to install, and what came of it.
+/// One hook to install, and the result.
 struct Hook {
   SEL selector;
   Class* cls;
-  Method* method;  ///< nullptr when the class has none
+  Method* method;  ///< nullptr if the class has no such method
   OQSwizzleBlock block;
   std::string name;
-  /// The message to log once no lock is held.
+  /// The message to log after all locks are released.
   std::optional<std::string> failure;
-  /// What gave way to the hook. Released last: its blocks may own anything.
+  /// The replaced object. Released last, because its blocks may own anything.
   std::shared_ptr<const void> replaced;
 };
 
@@ -58,21 +58,22 @@ void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
     hook.replaced = record->setBlock(hook.name, std::move(hook.block));
     return;
   }
-  // The record first: a call on another thread that finds the trampoline finds the original too.
+  // The record first: another thread that finds the trampoline must find the original, too.
   auto record =
       makeRecord(hook, method_getImplementation(hook.method), hook.cls, detail::firstImplementation(hook.method));
   slot.exchange(record);
-  record->setOriginalMethod(method_setImplementation(hook.method, slot.trampoline()));  // another thread may be quicker
+  record->setOriginalMethod(
+      method_setImplementation(hook.method, slot.trampoline()));  // another thread may have changed it in between
   detail::setMessageEntry(*hook.method, slot.entry());
 }
 
 void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
   auto former = slot.load();
-  // What is inherited may be the trampoline already; the original is then the one behind it.
+  // The inherited method may be the trampoline already; the original is then the one behind it.
   IMP original = former ? former->originalMethod() : method_getImplementation(hook.method);
   IMP first = former ? former->firstMethod() : detail::firstImplementation(hook.method);
   const Class* originalClass = former ? former->originalClass() : definingClass(hook.cls, hook.method);
-  // Blocks of a former record go with it, which is intentional.
+  // Intentional: the blocks of a former record are dropped with it.
   slot.exchange(makeRecord(hook, original, originalClass, first));
   const char* inherited = method_getTypeEncoding(hook.method);
   bool added = class_addMethod(hook.cls, hook.selector, slot.trampoline(), inherited ? inherited : slot.typeEncoding());
@@ -103,7 +104,7 @@ void OQSwizzler::swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block,
   if (!method) {
     OQLogger::error(stringWithFormat("SwizzleException:Cannot find method for %@ on %@", sel_getName(selector),
                                      class_getName(cls)));
-    // Continues without a method, which is deliberate: the class then gets one that runs the blocks alone.
+    // Intentional: continues without a method; the class then gets one that only runs the blocks.
   }
   OQSwizzleSlot* slot = getSwizzleByName(sel_getName(selector));
   if (!slot || !slot->accepts(block) || !hasSignatureOf(*slot, method)) return;

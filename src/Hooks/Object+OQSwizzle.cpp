@@ -9,8 +9,8 @@ void oq_exchangeOriginalSel(Class* cls, SEL originalSel, SEL replacedSel) {
   bool added =
       class_addMethod(cls, originalSel, method_getImplementation(replacement), method_getTypeEncoding(replacement));
   if (added) replacement = class_getInstanceMethod(cls, replacedSel);
-  // The handle from before the addition: an inherited original is exchanged in the superclass, which is
-  // meant.
+  // Uses the method found before the addition: an inherited original is exchanged in the superclass. This is
+  // intentional.
   method_exchangeImplementations(original, replacement);
 }
 

@@ -4,9 +4,9 @@
 
 namespace oq {
 
-/// Exchanges what the class does for two selectors; nothing when it lacks the replacement. Where the original
-/// is inherited, the class gets the replacement as a method of its own and the exchange reaches the
-/// superclass's method; meant. Any thread.
+/// Exchanges the class's implementations of two selectors; has no effect if it lacks the replacement. If the original
+/// is inherited, the class gets the replacement as a new method, and the exchange changes the superclass's method; this
+/// is intentional. Thread-safe.
 void oq_exchangeOriginalSel(Class* cls, SEL originalSel, SEL replacedSel);
 
 }  // namespace oq

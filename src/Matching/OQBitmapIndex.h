@@ -8,9 +8,9 @@
 
 namespace oq {
 
-/// A set of numbers below a fixed size that finds its next member at once, however many numbers are not in
-/// it. Any thread may read while others change it, as long as a set that threads share only ever grows or
-/// only ever shrinks. What was inserted before a reader began is found by it.
+/// A set of numbers below a fixed size that finds its next member quickly, however sparse it is. Threads may
+/// read while others change it, as long as a shared set only grows or only shrinks. A reader finds every number that
+/// was inserted before it began.
 class OQBitmapIndex {
  public:
   explicit OQBitmapIndex(std::size_t size = 0) : _words(size / 64 + 1), _blocks(size / 4096 + 1) {}
@@ -31,7 +31,8 @@ class OQBitmapIndex {
     const std::uint64_t inWord = bitsFrom(_words[from / 64], from % 64);
     if (inWord) return atMost(end, from / 64 * 64 + lowest(inWord));
     for (std::size_t word = from / 64 + 1; word * 64 < end; word = (word / 64 + 1) * 64) {
-      // A word that fills, or empties, after its block was read is passed over, or read once in vain.
+      // Other threads may change words after the block was read: a word filled since is missed, one emptied since is
+      // skipped.
       for (std::uint64_t block = bitsFrom(_blocks[word / 64], word % 64); block; block &= block - 1) {
         const std::size_t found = word / 64 * 64 + lowest(block);
         if (const std::uint64_t members = _words[found]) return atMost(end, found * 64 + lowest(members));
@@ -50,7 +51,7 @@ class OQBitmapIndex {
   static std::size_t atMost(std::size_t end, std::size_t number) { return number < end ? number : end; }
 
   std::vector<std::atomic<std::uint64_t>> _words;
-  /// A bit for each word that may have members.
+  /// One bit for each word that may have members.
   std::vector<std::atomic<std::uint64_t>> _blocks;
 };
 

@@ -11,8 +11,8 @@ namespace oq {
 
 namespace {
 
-/// How many windows are looked at, beyond the one that was chosen, in search of those passed over.
-constexpr int passedOverLooks = 4;
+/// How many windows are checked, apart from the chosen one, to report those that were passed over.
+constexpr int kPassedOverLooks = 4;
 
 bool hasLink(const std::shared_ptr<OQButtonAttribute>& button) {
   return button && isNonEmptyString(button->eventLink());
@@ -72,8 +72,8 @@ std::shared_ptr<OQRecordTreeNode> OQCampaignList::recordFor(const OQWindowData& 
   return node;
 }
 
-/// Visits what the range has in the set, in list order, until the visitor answers false. It is told the window's
-/// position and the place of the condition in the index.
+/// Visits the slots of the range that are in the set, in list order, until the visitor returns false. The visitor gets
+/// the window's position and the slot.
 template <class Visit>
 void OQCampaignList::walk(const Range& range, const OQBitmapIndex& set, Visit visit) const {
   for (std::size_t slot = set.next(range.begin, range.end); slot < range.end; slot = set.next(slot + 1, range.end)) {
@@ -108,8 +108,8 @@ OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, 
       });
     }
   };
-  // Those that wait first: when another thread takes a pre-condition away meanwhile, the window is found
-  // among the others.
+  // Waiting windows first: if another thread removes a pre-condition meanwhile, the window is still found among the
+  // others.
   if (_hasPreConditions) {
     look(_awaited, [&](std::size_t position) {
       satisfiesPreConditions = true;
@@ -132,7 +132,7 @@ void OQCampaignList::consumePreConditions(const OQWindowEvent& event, const Rang
 
 void OQCampaignList::consumePreCondition(std::size_t position) const {
   _windows[position]->consumePreEvent(_index.conditions()[preConditionOf(position)]);
-  // In this order, so that no reader finds the window neither here nor there.
+  // In this order, so that every reader finds the window in at least one set.
   for (const auto slot : _index.slotsOf(conditionOf(position))) _inForce.insert(slot);
   for (const auto slot : _index.slotsOf(conditionOf(position))) _waiting.erase(slot);
   for (const auto slot : _index.slotsOf(preConditionOf(position))) _awaited.erase(slot);
@@ -140,7 +140,7 @@ void OQCampaignList::consumePreCondition(std::size_t position) const {
 
 void OQCampaignList::notePassedOver(const OQWindowEvent& event, const Ranges& ranges, const Search& search,
                                     OQCampaignMatch& match) const {
-  int looks = passedOverLooks;
+  int looks = kPassedOverLooks;
   for (const Range& range : ranges) {
     if (looks == 0) return;
     walk(search.begin == 0 ? range : _index.from(range, conditionOf(search.begin)), search.set,

@@ -13,50 +13,49 @@ namespace oq {
 class OQRecordTreeNode;
 class OQWindowData;
 
-/// What an event came to in a campaign list, as positions in it.
+/// The result of matching an event against a campaign list, as positions in the list.
 struct OQCampaignMatch {
   static constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
   /// A window whose condition the event satisfied, but that was not chosen.
   struct PassedOver {
     std::size_t position;
-    bool isWaiting;  ///< for its pre-condition; else a window before it was chosen
+    bool isWaiting;  ///< true: it waits for its pre-condition; false: an earlier window was chosen
   };
 
-  /// The chosen window, or nowhere.
+  /// The chosen window, or `nowhere`.
   std::size_t position = nowhere;
-  /// The first that were found, not all.
+  /// The first ones found; not complete.
   std::array<PassedOver, 4> passedOver;
   std::size_t passedOverCount = 0;
 };
 
-/// One campaign list, as it arrived: its windows and their order never change, so any thread may walk it
-/// without a lock. Finds the window that an event is for, however long the list is.
+/// One campaign list. Its windows and their order never change, so any thread may read it without a lock. Finds the
+/// window for an event quickly, however long the list is.
 ///
-/// The windows' conditions must not change while they are in a list, except that matching takes away
-/// pre-conditions; each window belongs to one list at a time.
+/// The conditions of windows in a list must not change, except that matching removes pre-conditions. Each window must
+/// belong to only one list.
 class OQCampaignList {
  public:
   using Windows = std::vector<std::shared_ptr<OQWindowData>>;
-  /// Subscriptions have pre-conditions that nobody asks about.
+  /// The pre-conditions of subscriptions are ignored.
   enum class PreConditions { Heeded, Ignored };
 
   OQCampaignList() = default;
   /// nullptr windows are left out.
   explicit OQCampaignList(Windows windows, PreConditions preConditions = PreConditions::Heeded);
 
-  /// A window as the server describes it, and the first record of it.
+  /// A window as the server describes it, and its initial record.
   static std::shared_ptr<OQWindowData> windowFrom(const Value& record);
   static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
   const Windows& windows() const { return _windows; }
   bool empty() const { return _windows.empty(); }
-  /// Whether some window is a web page or has a link to one. Takes time in proportion to the list.
+  /// Whether a window is a web page or has a link to one. Takes linear time.
   bool leadsToPages() const;
 
-  /// The first window in list order whose condition the event satisfies; one that waits for its pre-condition
-  /// has that satisfied first, by this event too. As in a walk that ends at the chosen window, the
-  /// pre-conditions that the event satisfies up to there are taken away. Allocates nothing, unless the event
-  /// has dozens of properties.
+  /// The first window in list order whose condition the event satisfies. If the window has a pre-condition, that must
+  /// be satisfied first; the same event may satisfy both. Removes the pre-conditions that the event satisfies, up to
+  /// and including the chosen window. Allocates no memory, unless the event has dozens of properties.
   OQCampaignMatch match(const OQWindowEvent& event) const;
 
  private:
@@ -64,13 +63,13 @@ class OQCampaignList {
   using Range = OQConditionIndex::Range;
   using Ranges = OQConditionIndex::Ranges;
 
-  // A window's condition and pre-condition are numbered together, so that conditions stand in list order.
+  // A window's condition and pre-condition get neighbouring numbers, so that conditions are in list order.
   static std::size_t conditionOf(std::size_t position) { return position * 2; }
   static std::size_t preConditionOf(std::size_t position) { return position * 2 + 1; }
 
   struct First {
     std::size_t position;
-    bool satisfiesPreConditions;  ///< of some window up to there that waits
+    bool satisfiesPreConditions;  ///< of a waiting window up to that position
   };
   struct Search {
     const OQBitmapIndex& set;
@@ -81,21 +80,20 @@ class OQCampaignList {
   template <class Visit>
   void walk(const Range& range, const OQBitmapIndex& set, Visit visit) const;
   First firstPosition(const OQWindowEvent& event, const Ranges& ranges) const;
-  /// Takes away what the event satisfies up to and with the last position.
+  /// Removes the pre-conditions that the event satisfies, up to and including position `last`.
   void consumePreConditions(const OQWindowEvent& event, const Ranges& ranges, std::size_t last) const;
   void consumePreCondition(std::size_t position) const;
   void notePassedOver(const OQWindowEvent& event, const Ranges& ranges, const Search& search,
                       OQCampaignMatch& match) const;
 
   Windows _windows;
-  /// Keeps the conditions too, since a pre-condition may be taken away while another thread looks at it.
+  /// Also keeps the conditions alive, because another thread may use a pre-condition while it is removed.
   OQConditionIndex _index;
   bool _hasPreConditions = false;
-  /// Places in the index of conditions that count at present; of conditions whose windows wait; and of the
-  /// pre-conditions that those wait for. The first one grows, the others shrink.
-  mutable OQBitmapIndex _inForce;
-  mutable OQBitmapIndex _waiting;
-  mutable OQBitmapIndex _awaited;
+  // Sets of slots in the index. The first one grows, the others shrink.
+  mutable OQBitmapIndex _inForce;  ///< conditions of windows without a pending pre-condition
+  mutable OQBitmapIndex _waiting;  ///< conditions of windows with a pending pre-condition
+  mutable OQBitmapIndex _awaited;  ///< those pre-conditions
 };
 
 }  // namespace oq

@@ -9,8 +9,8 @@ namespace oq {
 
 namespace {
 
-/// Contexts with more properties than this are taken for one size.
-constexpr std::size_t largestSize = 63;
+/// Contexts with more properties count as this size.
+constexpr std::size_t kLargestSize = 63;
 
 std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
   __extension__ using Product = unsigned __int128;
@@ -19,7 +19,7 @@ std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
   return hash ? hash : 1;
 }
 
-/// Quick for the short texts that names, keys and values are.
+/// Fast for short strings such as names, keys and values.
 std::uint64_t hashOf(std::string_view text, std::uint64_t seed = 0) {
   const auto load = [&](std::size_t at, std::size_t count) {
     std::uint64_t bytes = 0;
@@ -39,25 +39,25 @@ std::uint64_t hashOf(std::uint64_t name, std::string_view key, std::string_view 
   return hashOf(value, hashOf(key, name));
 }
 
-/// Under which the conditions of one size stand that have the property, among others.
+/// The hash for conditions of this size that have the property and others.
 std::uint64_t withOthers(std::uint64_t property, std::size_t size) {
   return mixed(property, size + 2);
 }
 
-/// The bit that stands for a property.
+/// The bit that represents a property.
 std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
 }
 
 std::size_t sizeOf(const Dictionary* context) {
-  return context ? std::min(context->size(), largestSize) : 0;
+  return context ? std::min(context->size(), kLargestSize) : 0;
 }
 
-std::size_t roomFor(std::size_t count) {
+std::size_t tableSizeFor(std::size_t count) {
   return std::bit_ceil(count * 2 + 1);
 }
 
-/// The cell of the hash, or the free one where it belongs.
+/// The cell with the hash, or the free one in which to store it.
 template <class Cells>
 auto& cellOf(Cells& cells, std::uint64_t hash) {
   std::size_t at = hash & (cells.size() - 1);
@@ -76,7 +76,7 @@ const Bucket* bucketWith(const std::vector<Bucket>& buckets, std::uint64_t hash)
 class OQConditionIndex::Builder {
  public:
   explicit Builder(OQConditionIndex& index) : _index(index) {
-    _index._nameCells.resize(roomFor(0));
+    _index._nameCells.resize(tableSizeFor(0));
     for (std::uint32_t number = 0; number < _index._all.size(); ++number) read(number);
     countProperties();
     choosePlaces();
@@ -127,8 +127,8 @@ class OQConditionIndex::Builder {
     const NameCell cell{hash, static_cast<std::uint32_t>(names.size())};
     names.push_back({std::string(text), {}, {}});
     auto& cells = _index._nameCells;
-    if (cells.size() < roomFor(names.size())) {
-      for (const NameCell& old : std::exchange(cells, std::vector<NameCell>(roomFor(names.size())))) {
+    if (cells.size() < tableSizeFor(names.size())) {
+      for (const NameCell& old : std::exchange(cells, std::vector<NameCell>(tableSizeFor(names.size())))) {
         if (old.hash) addCell(old);
       }
     }
@@ -136,7 +136,7 @@ class OQConditionIndex::Builder {
     return cell.name;
   }
 
-  /// Names that share a hash have a cell each.
+  /// Names that share a hash have separate cells.
   void addCell(const NameCell& cell) {
     auto& cells = _index._nameCells;
     std::size_t at = cell.hash & (cells.size() - 1);
@@ -145,7 +145,7 @@ class OQConditionIndex::Builder {
   }
 
   void countProperties() {
-    _counts.resize(roomFor(_properties.size()));
+    _counts.resize(tableSizeFor(_properties.size()));
     for (const std::uint64_t property : _properties) {
       Count& cell = cellOf(_counts, property);
       cell.hash = property;
@@ -163,7 +163,7 @@ class OQConditionIndex::Builder {
       }
       _places.push_back({condition.name, place, Kind::Name});
       if (condition.size == 0) _places.push_back({condition.name, place, Kind::NameWithoutProperties});
-      // What asks for something that is no text is satisfied by no event that has as many properties.
+      // A condition with a value that is not a string is satisfied by no event with as many properties.
       if (condition.size > 0 && condition.hasOnlyTexts) {
         const std::uint64_t rarest = rarestProperty(condition);
         name.properties |= bitOf(rarest);
@@ -184,9 +184,9 @@ class OQConditionIndex::Builder {
     });
   }
 
-  /// As many as there are different hashes of the kind.
+  /// Creates one bucket for each different hash of the kind.
   void makeBuckets(Buckets& buckets, Kind kind) {
-    std::vector<Count> hashes(roomFor(_places.size()));
+    std::vector<Count> hashes(tableSizeFor(_places.size()));
     std::size_t different = 0;
     for (const ChosenPlace& chosen : _places) {
       if (chosen.kind != kind) continue;
@@ -194,7 +194,7 @@ class OQConditionIndex::Builder {
       different += cell.hash == 0 ? 1 : 0;
       cell.hash = chosen.key;
     }
-    buckets.resize(roomFor(different));
+    buckets.resize(tableSizeFor(different));
   }
 
   void placeConditions() {
@@ -216,7 +216,7 @@ class OQConditionIndex::Builder {
     }
     for (Bucket& bucket : _index._buckets) reserve(bucket);
     for (Bucket& bucket : _index._bucketsOfLarger) reserve(bucket);
-    // In the order of the conditions, which is then the order in each range.
+    // Filled in the order of the conditions, so that each range has that order.
     _index._places.resize(_places.size());
     _index._slots.resize(_places.size());
     for (std::size_t i = 0; i < _places.size(); ++i) {
@@ -269,7 +269,7 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
   }
   if (name->withoutProperties.size() > 0) ranges.push_back(name->withoutProperties);
   if (name->sizes == 1) return ranges;
-  // Their hashes first: what many candidates are told from is then known, and none waits for the memory of another.
+  // All hashes first: candidates can then be rejected by their bits, and memory accesses can overlap.
   boost::container::small_vector<std::uint64_t, 24> hashes;
   Properties properties = 0;
   for (const auto& [key, value] : *context) {
@@ -283,7 +283,7 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
     if (asked) ranges.push_back({asked->begin, asked->end, Range::Rule::AskLess, properties});
   }
   const std::size_t size = sizeOf(context);
-  const std::uint64_t larger = name->sizes & (~std::uint64_t{0} << std::min(size + 1, largestSize));
+  const std::uint64_t larger = name->sizes & (~std::uint64_t{0} << std::min(size + 1, kLargestSize));
   const bool hasOnlyTexts = hashes.size() == context->size();
   if (larger && hasOnlyTexts) lookUpLarger(hashes, properties, larger, ranges);
   return ranges;

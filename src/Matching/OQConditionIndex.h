@@ -13,25 +13,26 @@
 
 namespace oq {
 
-/// Finds, among many conditions, the few that an event can satisfy at all: by the event's name and then by
-/// the property that fewest of the name's conditions ask for. Never changed after it is made, so any thread
-/// may ask. Conditions are known by their number; their names and contexts must not change afterwards.
+/// Finds, among many conditions, the few that an event can satisfy: by the event's name, and then by the property that
+/// the fewest conditions of that name require. Immutable, so any thread may use it. Conditions are identified by
+/// number; their names and contexts must not change.
 ///
-/// The rule that the smaller context decides makes two ways to a condition. One with at most as many
-/// properties as the event is found under its rarest property, which the event must have. One with more is
-/// found under every property that it has, apart for each number of properties, since the event must have
-/// nothing else; the rarest of the event's properties is asked.
+/// The smaller context decides whether a condition is satisfied, so there are two ways to find a condition. If it has
+/// at most as many properties as the event, it is stored under its rarest property, which the event must have. If it
+/// has more, it is stored under each of its properties, separately for each number of properties, because it must have
+/// all of the event's properties; the search uses the rarest property of the event.
 class OQConditionIndex {
  public:
   using Conditions = std::vector<std::shared_ptr<const OQWindowEvent>>;
-  /// A set of properties, a bit for each, which several may share: one whose bit is clear is surely not in the set.
+  /// A set of properties, one bit each (several may share a bit): a clear bit means that the property is not in the
+  /// set.
   using Properties = std::uint64_t;
-  /// Places in the index, each of which bears the number of a condition, in ascending order.
+  /// A range of slots in the index. Each slot has the number of a condition; the numbers are ascending.
   struct Range {
     enum class Rule : std::uint8_t {
-      Satisfied,  ///< all of them, by their name alone
-      AskLess,    ///< the event must have all that they ask for
-      AskMore,    ///< they must ask for all that the event has
+      Satisfied,  ///< all of them, because the name is enough
+      AskLess,    ///< the event must have all properties of the condition
+      AskMore,    ///< the condition must have all properties of the event
     };
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
@@ -39,20 +40,21 @@ class OQConditionIndex {
     Properties properties = 0;  ///< of the event
     std::size_t size() const { return end - begin; }
   };
-  /// On the stack unless an event has very many properties that conditions ask for.
+  /// On the stack, unless an event has very many properties that conditions use.
   using Ranges = boost::container::small_vector<Range, 24>;
 
   OQConditionIndex() = default;
-  /// nullptr, and what nothing can satisfy, is never found.
+  /// nullptr, and conditions that no event can satisfy, are never found.
   explicit OQConditionIndex(Conditions conditions);
 
   const Conditions& conditions() const { return _all; }
 
-  /// Every condition that the event satisfies is in one of the ranges, where isSatisfied() tells it from others.
+  /// Every condition that the event satisfies is in one of the ranges; isSatisfied() identifies it.
   Ranges lookUp(const OQWindowEvent& event) const;
   std::uint32_t conditionAt(std::size_t slot) const { return _places[slot].condition; }
-  /// Whether the event satisfies the condition at a place in one of its ranges. A condition that stands in several is
-  /// only sure to be told in one: one with more properties than the event in those that AskMore.
+  /// Whether the event satisfies the condition in a slot of one of its ranges. If a condition is in several ranges, the
+  /// result is reliable in at least one of them: for a condition with more properties than the event, in those with the
+  /// rule AskMore.
   bool isSatisfied(std::size_t slot, const Range& range, const OQWindowEvent& event) const {
     if (range.rule == Range::Rule::Satisfied) return true;
     const Place& place = _places[slot];
@@ -60,16 +62,16 @@ class OQConditionIndex {
     if (asksLess ? place.properties & ~range.properties : range.properties & ~place.properties) return false;
     return event.matches(*_all[place.condition]);
   }
-  /// The part of the range that begins with the condition or the next one after it.
+  /// The part of the range from this condition (or the next higher one) on.
   Range from(const Range& range, std::size_t condition) const;
   std::size_t slotCount() const { return _places.size(); }
-  /// All places of one condition.
+  /// All slots of one condition.
   std::span<const std::uint32_t> slotsOf(std::size_t condition) const;
 
  private:
   class Builder;
   struct Place {
-    Properties properties;  ///< that the condition asks for
+    Properties properties;  ///< that the condition requires
     std::uint32_t condition;
   };
   /// The conditions of one name.
@@ -77,15 +79,15 @@ class OQConditionIndex {
     std::string text;
     Range all;
     Range withoutProperties;
-    std::uint64_t sizes = 0;    ///< a bit for each number of properties that they have
-    Properties properties = 0;  ///< under which any of them is found
+    std::uint64_t sizes = 0;    ///< bit N is set if a condition has N properties
+    Properties properties = 0;  ///< the properties under which conditions are stored
   };
   struct NameCell {
     std::uint64_t hash = 0;  ///< 0: free
     std::uint32_t name = 0;
   };
-  /// What stands under one hash. That two things share one costs time, but is harmless: whatever is found
-  /// here is held against the event.
+  /// The slots of one hash. Two properties with the same hash cost time but do no harm: every condition found is
+  /// checked against the event.
   struct Bucket {
     std::uint64_t hash = 0;  ///< 0: free
     std::uint32_t begin = 0;
@@ -101,12 +103,12 @@ class OQConditionIndex {
   Conditions _all;
   std::vector<Name> _names;
   std::vector<NameCell> _nameCells;
-  /// Under a property, and under a property beside a number of others. Apart, since the first are asked far more
-  /// often and then stay near the processor.
+  /// Slots by property, and by property and number of properties. Separate, because the first are used far more often
+  /// and so stay in the processor's cache.
   Buckets _buckets;
   Buckets _bucketsOfLarger;
   std::vector<Place> _places;
-  /// The places of each condition, one condition after the other.
+  /// The slots of each condition, one condition after the other.
   std::vector<std::uint32_t> _slots;
   std::vector<std::uint32_t> _firstSlot;
 };

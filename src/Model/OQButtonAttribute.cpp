@@ -14,7 +14,7 @@ OQButtonAttribute::OQButtonAttribute() {
   static const UIColor color = colorFromHexString("#444444"), background = colorFromHexString("#f4f4f4");
   setColor(color);
   setBackgroundColor(background);
-  // 30 points on a reference screen of 590.5; nothing before there is a screen.
+  // 30 points on a reference screen of 590.5; 0 before there is a screen.
   setSize(UIScreen::mainScreen().bounds().size.width / 590.5 * 30.0);
 }
 

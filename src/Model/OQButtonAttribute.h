@@ -4,8 +4,8 @@
 
 namespace oq {
 
-/// A button of a window. Begins with colours and a size of its own, which the server's values replace; the
-/// size follows the width of the main screen at the moment the object is made.
+/// A button of a window. Initially it has default colours and a default size, which the server's values replace. The
+/// default size depends on the main screen's width when the object is created.
 class OQButtonAttribute : public OQWindowItemAttribute {
   OQ_CLASS(OQButtonAttribute)
 

@@ -9,10 +9,10 @@
 
 namespace oq {
 
-// A model names its fields once, in one table, with the key that each has in the server's JSON and the key
-// that it has in an archive. What follows goes through such a table.
+// A model lists its fields once, in one table, with the key of each in the server's JSON and in archives. The function
+// objects below are applied to such a table.
 
-/// Takes fields over from a dictionary; what it lacks becomes 0 or nil. Models within are always made.
+/// Reads fields from a dictionary; missing ones become 0 or nil. Nested models are always created.
 struct FieldsFromDictionary {
   const Value& dic;
 

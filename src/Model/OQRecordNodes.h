@@ -11,8 +11,8 @@
 
 namespace oq {
 
-/// A mutable array of records that finds the first one with an id at once, however long it is and whoever
-/// changes it: it notices what is done to it, and when a record in it gets another id. One thread at a time.
+/// A mutable array of records that finds the first one with an id through an index. It notices all changes to the
+/// array, and changed ids of its records. Not thread-safe.
 class OQRecordNodes {
  public:
   using Node = std::shared_ptr<OQRecordTreeNode>;
@@ -29,7 +29,7 @@ class OQRecordNodes {
   auto end() const { return _nodes.end(); }
 
   void push_back(Node node) { _nodes.push_back(std::move(node)); }
-  /// Every other change: `change` gets the vector, and must not keep it.
+  /// For all other changes: `change` gets the vector and must not keep it.
   template <class Change>
   void change(const Change& change) {
     _firstPosition.clear();
@@ -42,7 +42,7 @@ class OQRecordNodes {
 
  private:
   Vector _nodes;
-  /// Where each id stands first among the nodes that were counted in; follows what is appended.
+  /// The first position of each id among the indexed nodes; appended nodes are indexed on demand.
   mutable std::unordered_map<std::int64_t, std::size_t> _firstPosition;
   mutable std::size_t _indexedCount = 0;
   mutable std::uint64_t _renumberings = 0;

@@ -68,7 +68,7 @@ bool OQRecordTree::refreshTreeNode(OQRecordTreeNode& oldNode, const OQRecordTree
 
 void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode) {
   if (newNode.count() >= 0) oldNode.setCount(newNode.count());
-  // What the server sends says 0, which must not take back what was counted here.
+  // The server always sends 0, which must not reset the local count.
   if (newNode.usedCount() > 0) oldNode.setUsedCount(newNode.usedCount());
   if (Value start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
   if (Value end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);

@@ -8,7 +8,7 @@ namespace {
 
 std::atomic<std::uint64_t> renumberingCount{0};
 
-/// By how much the number is greater; 0 when it is not. Exact for every pair, which the numbers of a file may be.
+/// By how much the number is greater, or 0. Exact for all pairs, because a file may contain any numbers.
 std::uint64_t excess(std::int64_t number, std::int64_t other) {
   return number > other ? static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(other) : 0;
 }
@@ -20,8 +20,8 @@ Class* OQRecordTreeNode::staticClass() {
   return registered;
 }
 
-// Each side writes its own half before it reads the other's: either the index sees the new id, or this sees
-// the index.
+// Each side writes its own flag before it reads the other's: either the index sees the new id, or setNodeId() sees the
+// index.
 
 void OQRecordTreeNode::setNodeId(std::int64_t nodeId) {
   _nodeId = nodeId;
@@ -121,7 +121,7 @@ void OQRecordTreeNode::encodeWithCoder(KeyedArchiver& coder) const {
 
 void OQRecordTreeNode::initWithCoder(const KeyedUnarchiver& coder) {
   setNodeId(coder.decodeInteger("nodeId"));
-  // The count first: the used count is held against it.
+  // The count first, because it limits the used count.
   setCount(coder.decodeInteger("count"));
   setUsedCount(coder.decodeInteger("usedCount"));
   setStartTime(coder.decodeValue("startTime"));

@@ -10,11 +10,11 @@
 
 namespace oq {
 
-/// What is remembered of one window: how often it may be shown and was shown, when, whether it was shown in
-/// this run and whether the user closed it.
+/// The record of one window: how often and when it may be shown, how often it was shown, whether it was shown in this
+/// run, and whether the user closed it.
 ///
-/// Threads: any thread may read and write any property. A decision over several of them needs a lock of the
-/// caller's.
+/// Threads: any thread may read and write any property. The caller needs its own lock for a decision that reads
+/// several.
 class OQRecordTreeNode : public Object, public SecureCoding {
   OQ_CLASS(OQRecordTreeNode)
 
@@ -22,7 +22,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   static constexpr const char* ArchivedClassName = "OQRecordTreeNode";
   static bool supportsSecureCoding() { return true; }
 
-  /// The window's trigger has fired, and it waits to be shown or was shown in this run.
+  /// The window's trigger has fired: it waits to be shown, or was shown in this run.
   bool isActivated() const { return _activated; }
   void setActivated(bool activated) { _activated = activated; }
   bool isUserClosed() const { return _userClosed; }
@@ -31,29 +31,29 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void beginRun() {
     if (!isUserClosed()) setActivated(false);
   }
-  /// Whether a display was counted since the process began; not part of the archive.
+  /// Whether a display was counted since the process started; not archived.
   bool wasCountedInThisRun() const { return _wasCountedInThisRun; }
   void noteCountedInThisRun() { _wasCountedInThisRun = true; }
   /// The window's id as a number.
   std::int64_t nodeId() const { return _nodeId; }
   void setNodeId(std::int64_t nodeId);
-  /// How often the window may be shown. Lowering it leaves the used count as it is; meant.
+  /// How often the window may be shown. Lowering it does not change the used count; this is intentional.
   std::int64_t count() const { return _count; }
   void setCount(std::int64_t count);
-  /// How often it was shown. Stores at most the count of that moment.
+  /// How often it was shown. At most count() at the time of the call is stored.
   std::int64_t usedCount() const { return _usedCount; }
   void setUsedCount(std::int64_t usedCount);
-  /// The time range, as the server wrote it; null when there is none.
+  /// The time range as the server sent it; null if there is none.
   Value startTime() const;
   void setStartTime(const Value& time);
   Value endTime() const;
   void setEndTime(const Value& time);
 
-  // Several processes of one application write their records to one file.
+  // Several processes of one application store their records in one file.
 
-  /// Takes over what another process stored of the window: its count and times unless they were changed here and not
-  /// stored yet; how often it was shown, plus what was counted here and not stored yet; and that the user closed it,
-  /// which is the one case in which its activation counts here too.
+  /// Takes over what another process stored for the window. The count and times are replaced, unless they have unstored
+  /// local changes. The used count becomes the stored one plus the displays counted here and not stored yet. If the
+  /// user closed the window, that is taken over, and only then its activation as well.
   void adopt(const OQRecordTreeNode& stored);
   /// Whether the last encoding of the node differs from what is known of the file.
   bool hasNewsForFile() const;
@@ -61,14 +61,14 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   /// that has access to the file and encoded the node for it.
   void noteStored();
 
-  /// Two nodes are equal when their ids are; nullptr equals nothing.
+  /// Nodes are equal if their ids are; nullptr equals nothing.
   bool isEqual(const OQRecordTreeNode* other) const;
 
   std::string archivedClassName() const override { return ArchivedClassName; }
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder);
 
-  /// The id for an index, which learns from renumberings() when any node that it has asked got another one.
+  /// The id for use in an index. The index calls renumberings() to detect that a node it has indexed got another id.
   std::int64_t nodeIdForIndex();
   static std::uint64_t renumberings();
 

@@ -4,7 +4,7 @@
 
 namespace oq {
 
-/// The title or the body text of a window. Without colours of its own unless the server names them.
+/// The title or body text of a window. Has no default colours.
 class OQTextAttribute : public OQWindowItemAttribute {
   OQ_CLASS(OQTextAttribute)
 

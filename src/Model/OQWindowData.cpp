@@ -11,7 +11,7 @@ namespace {
 
 struct WindowFieldsFromDictionary : FieldsFromDictionary {
   using FieldsFromDictionary::operator();
-  /// Conditions are kept only where the server sent a dictionary.
+  /// Conditions are kept only if the server sent a dictionary.
   void operator()(const char* key, const char* archiveKey, std::shared_ptr<OQWindowEvent>& field) const {
     FieldsFromDictionary::operator()(key, archiveKey, field);
     if (!field->available()) field = nullptr;
@@ -31,7 +31,7 @@ std::shared_ptr<OQWindowEvent> OQWindowData::preEvent() const {
 }
 
 void OQWindowData::setPreEvent(std::shared_ptr<OQWindowEvent> event) {
-  // The former one goes with the parameter, after the lock.
+  // The former one is destroyed with the parameter, after the lock.
   std::lock_guard lock(_preEventMutex);
   _preEvent.swap(event);
 }

@@ -11,12 +11,11 @@
 
 namespace oq {
 
-/// One campaign: a window with its texts and buttons, how often and when it may be shown, and the events that
-/// bring it up. What the server sends as text is kept as it is, also where it is no text.
+/// One campaign: a window with its texts and buttons, how often and when it may be shown, and the events that trigger
+/// it. Values that should be strings are kept unchanged, even if they are not.
 ///
-/// Threads: filled by one thread, then read by any. The pre-condition alone changes later: it is taken away
-/// once it has been satisfied, safely beside readers on other threads. Parts that are pointers are shared,
-/// never copied.
+/// Threads: filled by one thread, then read by any. Only the pre-condition changes later: it is removed once it has
+/// been satisfied, which is safe while other threads read. Parts held by pointers are shared, never copied.
 class OQWindowData : public OQWindowDataModel {
   OQ_CLASS(OQWindowData)
 
@@ -28,10 +27,10 @@ class OQWindowData : public OQWindowDataModel {
   /// How often the window may be shown.
   std::int64_t count() const { return _count; }
   void setCount(std::int64_t count) { _count = count; }
-  /// 1 picture, 2 picture and text, 3 text, 4 HTML; any other shows nothing.
+  /// 1 picture, 2 picture and text, 3 text, 4 HTML; other values show nothing.
   std::int64_t style() const { return _style; }
   void setStyle(std::int64_t style) { _style = style; }
-  /// Kept, but nothing depends on it.
+  /// Stored, but not used.
   std::int64_t type() const { return _type; }
   void setType(std::int64_t type) { _type = type; }
   const Value& createTime() const { return _createTime; }
@@ -45,13 +44,13 @@ class OQWindowData : public OQWindowDataModel {
   /// The action of a tap on the window itself.
   const Value& eventLink() const { return _eventLink; }
   void setEventLink(const Value& link) { _eventLink = link; }
-  /// The condition; nullptr when the server sent none.
+  /// The condition; nullptr if the server sent none.
   const std::shared_ptr<OQWindowEvent>& event() const { return _event; }
   void setEvent(std::shared_ptr<OQWindowEvent> event) { _event = std::move(event); }
-  /// What has to happen before the condition counts; nullptr when nothing has to. Any thread, at any time.
+  /// The event that must happen before the condition counts; nullptr if there is none. Thread-safe.
   std::shared_ptr<OQWindowEvent> preEvent() const;
   void setPreEvent(std::shared_ptr<OQWindowEvent> event);
-  /// Takes the pre-condition away if it is still the expected one; true for the one caller that did.
+  /// Removes the pre-condition if it is still the expected one. True for the one caller that removed it.
   bool consumePreEvent(const std::shared_ptr<const OQWindowEvent>& expected);
   /// The picture's address.
   const Value& picture() const { return _picture; }
@@ -68,14 +67,13 @@ class OQWindowData : public OQWindowDataModel {
   const std::shared_ptr<OQButtonAttribute>& rightBtnAttribute() const { return _rightBtnAttribute; }
   void setRightBtnAttribute(std::shared_ptr<OQButtonAttribute> button) { _rightBtnAttribute = std::move(button); }
 
-  /// Texts and buttons are always made, also where the server sent none; conditions only where it sent a
-  /// dictionary.
+  /// Texts and buttons are always created, even if the server sent none; conditions only if it sent a dictionary.
   void setModelWithDic(const Value& dic) override;
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  /// Names every field to `visit`, as OQModelFields.h describes.
+  /// Passes every field to `visit`, as OQModelFields.h describes.
   template <class Window, class Visit>
   static void visitFields(Window& window, const Visit& visit);
 

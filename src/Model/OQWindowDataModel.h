@@ -9,11 +9,10 @@
 
 namespace oq {
 
-/// The common base of what a campaign is made of: filled from the server's JSON, kept in keyed archives.
+/// The common base of a campaign's parts: filled from the server's JSON, stored in keyed archives.
 ///
-/// Threads: an object is filled by one thread and only read afterwards, by any; what differs is said where it
-/// does. Failure: a wrong type at the top level changes nothing, wrong types of single values are kept as
-/// they come.
+/// Threads: an object is filled by one thread and afterwards only read, by any thread; exceptions are documented.
+/// Failure: a wrong type at the top level changes nothing; single values of the wrong type are kept unchanged.
 class OQWindowDataModel : public Object, public SecureCoding {
   OQ_CLASS(OQWindowDataModel)
 
@@ -21,7 +20,7 @@ class OQWindowDataModel : public Object, public SecureCoding {
   static constexpr const char* ArchivedClassName = "OQWindowDataModel";
   static bool supportsSecureCoding() { return true; }
 
-  /// Takes over what the dictionary holds; nothing in the base.
+  /// Takes over the dictionary's values; has no effect in the base.
   virtual void setModelWithDic(const Value& dic);
   void encodeWithCoder(KeyedArchiver& coder) const override;
   virtual void initWithCoder(const KeyedUnarchiver& coder);

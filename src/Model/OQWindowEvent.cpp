@@ -6,7 +6,7 @@ namespace oq {
 
 namespace {
 
-/// Values are equal only as strings: a number never equals a text, nor another number.
+/// Only strings can be equal: a number never equals a string, nor another number.
 bool equalStrings(const Value& one, const Value& other) {
   return one.is_string() && other.is_string() && one.get_string() == other.get_string();
 }
@@ -55,9 +55,9 @@ bool OQWindowEvent::matches(const OQWindowEvent& condition) const {
   if (!equalStrings(_xwhat, condition._xwhat)) return false;
   const Dictionary* own = _xcontext.if_object();
   const Dictionary* required = condition._xcontext.if_object();
-  // The smaller dictionary is walked, the condition's on a tie. So an event with fewer properties than the
-  // condition is held only against those it has, and one without any satisfies every condition of its name.
-  // This is meant.
+  // Compares the entries of the smaller dictionary, or the condition's if both have the same size. So an event with
+  // fewer properties than the condition is compared only in those that it has, and an event without properties
+  // satisfies every condition of its name. This is intentional.
   return keyCount(own) >= keyCount(required) ? contains(own, required) : contains(required, own);
 }
 

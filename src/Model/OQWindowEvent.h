@@ -4,15 +4,15 @@
 
 namespace oq {
 
-/// An analytics event that arrived, or the condition of a window that waits for one. Threads and failure: as
-/// for OQWindowDataModel.
+/// An analytics event that arrived, or the condition of a window that waits for one. Threads and failure: as for
+/// OQWindowDataModel.
 class OQWindowEvent : public OQWindowDataModel {
   OQ_CLASS(OQWindowEvent)
 
  public:
   static constexpr const char* ArchivedClassName = "OQWindowEvent";
 
-  /// Whether it was filled from a dictionary; nothing else ever matches.
+  /// Whether it was filled from a dictionary; otherwise it never matches.
   bool available() const { return _available; }
   void setAvailable(bool available) { _available = available; }
   const Value& appid() const { return _appid; }
@@ -24,27 +24,27 @@ class OQWindowEvent : public OQWindowDataModel {
   void setXwhen(double xwhen) { _xwhen = xwhen; }
   const Value& xwho() const { return _xwho; }
   void setXwho(const Value& xwho) { _xwho = xwho; }
-  /// The event's properties by name, as they were given.
+  /// The event's properties by name, unchanged.
   const Value& xcontext() const { return _xcontext; }
   void setXcontext(const Value& xcontext) { _xcontext = xcontext; }
 
-  /// Anything but a dictionary only makes the event unavailable. An empty dictionary is available.
+  /// Any value except a dictionary only makes the event unavailable. An empty dictionary is available.
   void setModelWithDic(const Value& dic) override;
 
-  /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the
-  /// two contexts (in the condition's when both are of one size). Allocates nothing.
+  /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the two contexts
+  /// (the condition's if both have the same size). Allocates no memory.
   bool matches(const OQWindowEvent& condition) const;
-  /// No condition is never satisfied.
+  /// A missing condition is never satisfied.
   bool matches(const OQWindowEvent* condition) const { return condition && matches(*condition); }
 
-  /// The event as it is sent to the server; what is missing is an empty text or an empty dictionary.
+  /// The event in the form sent to the server; missing values become an empty string or dictionary.
   Dictionary toDictionary() const;
 
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  /// Names every field but the availability to `visit`, as OQModelFields.h describes.
+  /// Passes every field except the availability to `visit`, as OQModelFields.h describes.
   template <class Event, class Visit>
   static void visitFields(Event& event, const Visit& visit);
 

@@ -25,7 +25,7 @@ Class* OQWindowItemAttribute::staticClass() {
 
 UIColor colorFromHexString(const Value& text) {
   std::string digits = replacingAll(descriptionOf(text), "#", "0x");
-  // Whatever strtoul makes of the text is the colour: six digits are meant, the top byte of eight is lost.
+  // The result of strtoul is the colour: six digits are expected, the top byte of eight is dropped.
   unsigned long rgb = std::strtoul(digits.c_str(), nullptr, 16);
   auto component = [rgb](int shift) { return static_cast<double>((rgb >> shift) & 0xff) / 255.0; };
   return UIColor::colorWithRed(component(16), component(8), component(0), 1.0);
@@ -40,7 +40,7 @@ void OQWindowItemAttribute::setModelWithDic(const Value& dic) {
   if (!background.is_null()) _backgroundColor = colorFromHexString(background);
   const Value& size = valueForKey(dic, "size");
   if (size.is_null()) return;
-  // Sizes are sent in a unit half as large as a point.
+  // Sizes are sent in half points.
   _size = doubleValue(Value(replacingAll(descriptionOf(size), "pd", ""))) * 0.5;
 }
 
@@ -48,9 +48,9 @@ void OQWindowItemAttribute::encodeWithCoder(KeyedArchiver& coder) const {
   OQWindowDataModel::encodeWithCoder(coder);
   coder.encodeObject(_text, "text");
   coder.encodeObject(_color, "color");
-  // The server calls it "background"; the archive does not.
+  // The server's key is "background", the archive's key is not.
   coder.encodeObject(_backgroundColor, "backgroundColor");
-  // Held as a double but archived in single precision, which is meant.
+  // Stored as a double but archived in single precision; this is intentional.
   coder.encodeFloat(static_cast<float>(_size), "size");
 }
 

@@ -7,11 +7,11 @@
 
 namespace oq {
 
-/// The colour of a text "#RRGGBB": black when it does not parse, never translucent. An object that is no
-/// string is parsed from its text form.
+/// The colour of a string "#RRGGBB": black if it cannot be parsed, always opaque. An object that is not a string is
+/// first converted to one.
 UIColor colorFromHexString(const Value& text);
 
-/// How one text or button of a window looks. Threads and failure: as for OQWindowDataModel.
+/// The appearance of one text or button of a window. Threads and failure: as for OQWindowDataModel.
 class OQWindowItemAttribute : public OQWindowDataModel {
   OQ_CLASS(OQWindowItemAttribute)
 
@@ -24,7 +24,7 @@ class OQWindowItemAttribute : public OQWindowDataModel {
   void setColor(std::optional<UIColor> color) { _color = color; }
   const std::optional<UIColor>& backgroundColor() const { return _backgroundColor; }
   void setBackgroundColor(std::optional<UIColor> color) { _backgroundColor = color; }
-  /// The font's size in points. Single precision once it has been archived; meant.
+  /// The font's size in points. Archived in single precision; this is intentional.
   double size() const { return _size; }
   void setSize(double size) { _size = size; }
 

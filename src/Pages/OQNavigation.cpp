@@ -25,8 +25,8 @@ std::shared_ptr<UIViewController> rootOfKeyWindow() {
   return window ? window->rootViewController() : nullptr;
 }
 
-/// What the screen shows in its own place; nullopt when it shows itself. A tab-bar controller never does:
-/// one without a tab to show has nothing.
+/// The screen that this one presents or contains; nullopt if this one itself is shown. A tab-bar controller never
+/// counts as shown: without a selected tab the result is nullptr.
 std::optional<std::shared_ptr<UIViewController>> screenAbove(const std::shared_ptr<UIViewController>& screen) {
   if (auto presented = screen->presentedViewController()) return presented;
   if (auto navigation = asNavigation(screen)) {
@@ -37,12 +37,12 @@ std::optional<std::shared_ptr<UIViewController>> screenAbove(const std::shared_p
   if (!tabs) return std::nullopt;
   auto selected = tabs->selectedViewController();
   auto stack = asNavigation(selected);
-  // The stack itself is left out, and what it would be presenting with it; intentional.
+  // Intentional: skips the navigation controller itself, and with it a screen that it presents.
   return stack ? stack->topViewController() : selected;
 }
 
 bool isWebView(const UIView& view) {
-  // By name, since the kind that is shown is known only once a page has been opened.
+  // By name, because the class is registered only after a page was opened.
   for (const char* name : {"UIWebView", "WKWebView"}) {
     const Class* kind = NSClassFromString(name);
     if (kind && view.isKindOfClass(kind)) return true;

@@ -15,7 +15,7 @@ namespace oq {
 
 namespace {
 
-/// Screens of the system, never collected. The very names are meant, not their subclasses.
+/// System screens, which are never collected. Intentional: compares the exact names, not subclasses.
 constexpr std::string_view _systemBuildInClasses[] = {
     "SFBrowserRemoteViewController",
     "SFSafariViewController",
@@ -145,8 +145,7 @@ void OQPageCollection::record(const Class* screenClass) {
     setPageName(name);
     OQSDKManager::sharedManager().autoPageCollected(name);
   } else if (!isSystemClass(name)) {
-    // With collection off, and for navigation controllers of the host's own, the name still follows the
-    // screens.
+    // If collection is disabled, and for the host's own navigation controllers, the name still follows the screens.
     setPageName(name);
   }
 }

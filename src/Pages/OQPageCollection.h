@@ -9,32 +9,31 @@
 
 namespace oq {
 
-/// Notices every screen that appears and tells the engine the names of those that are pages of the host.
+/// Observes every screen that appears, and reports the names of the host's pages to the engine.
 ///
-/// Threads: screens appear on the main thread; what becomes of them is decided later, in order, on the serial
-/// queue of OQDispatchQueueManager. The page's name may be read anywhere. Screens are not kept: only their
-/// class is.
+/// Threads: screens appear on the main thread; they are processed later, in order, on the serial queue of
+/// OQDispatchQueueManager. The page's name may be read on any thread. Only the class of a screen is kept, not the
+/// screen.
 class OQPageCollection : public Object {
   OQ_CLASS(OQPageCollection)
 
  public:
-  /// Made at the first call and never destroyed.
+  /// Created at the first call and never destroyed.
   static OQPageCollection& sharedInstance();
   OQPageCollection() = default;
 
-  /// Hooks the appearance of all screens; a second call changes nothing. Waits for the main queue when called
-  /// elsewhere.
+  /// Hooks the appearance of all screens; a second call has no effect. On other threads it waits for the main queue.
   static void collectPage();
 
-  /// A screen has appeared: if it can be collected its class's name becomes the page's and is reported; if it
-  /// cannot, and is no screen of the system's, it only becomes the page's name.
+  /// A screen has appeared. If it can be collected, its class name becomes the page's name and is reported. If it
+  /// cannot and is not a system screen, the class name only becomes the page's name.
   void viewDidAppear(const Object& screen);
-  /// Queues a task that does nothing; intentional.
+  /// Queues a task without any effect; this is intentional.
   void viewWillDisappear(const Object& screen);
-  /// Whether the screen is a page to report at this moment.
+  /// Whether the screen is currently a page to report.
   bool canCollectViewController(const Object* screen) const;
 
-  /// The class name of the screen that was recorded last; nullopt before the first.
+  /// The class name of the last recorded screen; nullopt before the first one.
   std::optional<std::string> pageName() const;
   void setPageName(std::optional<std::string> name);
 

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kHandler = "jsCallOC";
 constexpr const char* kEstimatedProgress = "estimatedProgress";
-// Names for assistive technology, of what bears no text.
+// Labels for assistive technology, for parts without text.
 constexpr const char *kPageName = "网页", *kBackName = "返回", *kCloseName = "关闭";
 constexpr double kBarHeight = 2, kHideDelay = 0.2;
 
@@ -49,7 +49,7 @@ void OQWebController::setupUI() {
   view()->addSubview(wkWebView());
   view()->addSubview(progress());
   view()->addSubview(reloadBtn());
-  // A window that changes its size takes the page along.
+  // The page is resized together with its window.
   wkWebView()->setFillsSuperview(!hasOwnFrame());
 }
 
@@ -62,7 +62,7 @@ void OQWebController::wkWebViewReload() {
 }
 
 void OQWebController::showLeftBarButtonItem() {
-  // The answer counts for nothing: the pair of buttons is there on the first page, too; meant.
+  // Intentional: the result is ignored, so both buttons are shown on the first page, too.
   wkWebView()->canGoBack();
   navigationItem()->setLeftBarButtonItem(backBarButtonItem());
 }
@@ -145,7 +145,7 @@ const std::shared_ptr<UIButton>& OQWebController::reloadBtn() {
   _reloadBtn->setTitle("网络异常，点击重新加载", UIControlStateNormal);
   _reloadBtn->setTitleColor(UIColor::lightGrayColor(), UIControlStateNormal);
   _reloadBtn->titleLabel().setFont(UIFont::systemFontOfSize(15));
-  // Room for a picture above the title, in the middle of which the title would stand otherwise; meant.
+  // Intentional: leaves space for a picture above the title, which would be centred otherwise.
   _reloadBtn->setTitleEdgeInsets({200, -50, 0, -50});
   _reloadBtn->titleLabel().setNumberOfLines(0);
   _reloadBtn->titleLabel().setTextAlignment(NSTextAlignment::Center);
@@ -216,7 +216,7 @@ void OQWebController::didFailProvisionalNavigation(WKWebView&, const Error& erro
   showFailure(error);
 }
 
-/// What showed the page is gone, so there is nothing to show but the way to load it again.
+/// The page's process has ended: only the button to load the page again is shown.
 void OQWebController::webContentProcessDidTerminate(WKWebView&) {
   showFailure({"WebKitErrorDomain", 300, "the web process has ended"});
 }
@@ -232,7 +232,7 @@ void OQWebController::decidePolicyForNavigationResponse(
   decisionHandler(WKNavigationResponsePolicy::Allow);
 }
 
-/// No message calls anything: the handler's name is not even looked at; meant.
+/// Intentional: a script message calls nothing; not even the handler's name is checked.
 void OQWebController::didReceiveScriptMessage(const WKScriptMessage& message) {
   OQLogger::log("js拦截，调用OC方法，方法名：%@,参数：%@", message.name, message.body);
 }

@@ -15,14 +15,12 @@
 
 namespace oq {
 
-/// One web page with a loading bar, a button to try again after a failed load, and a back and a close button
-/// for the navigation bar. What the page's scripts post is logged and nothing else; their dialogs are never
-/// shown nor answered.
+/// One web page with a loading bar, a button to try again after a failed load, and a back and a close button for the
+/// navigation bar. Messages from the page's scripts are only logged; script dialogs are never shown nor answered.
 ///
-/// Made with makeMainObject(); main thread only. The web view's content controller keeps this controller
-/// while the page is in a window, although the page belongs to it: that circle ends when the page leaves its
-/// window (see WKUserContentController). Failure: an address that cannot be loaded is logged and shows the
-/// button.
+/// Create it with makeMainObject(); main thread only. The web view's content controller keeps this controller alive
+/// while the page is in a window, although this controller owns the page. The cycle ends when the page leaves its
+/// window (see WKUserContentController). Failure: an address that cannot be loaded is logged, and the button is shown.
 class OQWebController : public UIViewController,
                         public WKUIDelegate,
                         public WKNavigationDelegate,
@@ -32,14 +30,14 @@ class OQWebController : public UIViewController,
 
  public:
   OQWebController() : OQWebController(CGRect{}) {}
-  /// The frame that the web view shall have; one without a width or a height counts as none.
+  /// The frame of the web view; a frame without width or height is ignored.
   explicit OQWebController(CGRect frame) : _frame(frame) {}
   explicit OQWebController(std::string url) : _urlString(std::move(url)) {}
   ~OQWebController() override;
 
   const std::optional<std::string>& urlString() const { return _urlString; }
   void setUrlString(std::optional<std::string> url) { _urlString = std::move(url); }
-  // These three count when the part that they are about is built.
+  // These three are read when the part that they affect is created.
   bool canDownRefresh() const { return _canDownRefresh; }
   void setCanDownRefresh(bool can) { _canDownRefresh = can; }
   const std::optional<std::string>& jsString() const { return _jsString; }
@@ -52,15 +50,15 @@ class OQWebController : public UIViewController,
   void wkWebViewReload();
   void showLeftBarButtonItem();
   bool goBackInside() override;
-  /// One page back; from the first page, the same as close().
+  /// Goes back one page; on the first page, does the same as close().
   void back();
-  /// Takes the screen off the navigation stack, and away where it was presented.
+  /// Pops the screen from its navigation stack, and dismisses it if it was presented.
   void close();
-  /// Gives the view these bounds and centre, and the web view its size.
+  /// Sets the view's bounds and centre, and the web view's size.
   void setBounds(CGRect bounds, CGPoint center);
   void resizeFrame(CGRect frame);
 
-  // The parts, each built when it is first asked for.
+  // The parts, each created on first use.
   const std::shared_ptr<WKWebView>& wkWebView();
   const std::shared_ptr<UIProgressView>& progress();
   const std::shared_ptr<UIRefreshControl>& refreshControl();
@@ -87,7 +85,7 @@ class OQWebController : public UIViewController,
   CGRect webViewFrame() const;
   std::shared_ptr<OQWebController> self() { return std::static_pointer_cast<OQWebController>(shared_from_this()); }
   std::shared_ptr<UIButton> barButton(const char* image, const char* name, double x, void (OQWebController::*action)());
-  /// Calls the member of this controller, unless it has gone by then.
+  /// Calls the member function, unless this controller has been destroyed.
   UIControl::Action whenTapped(void (OQWebController::*action)());
   void showFailure(const Error& error);
 

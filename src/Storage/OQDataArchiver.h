@@ -16,8 +16,8 @@ inline constexpr const char* OQInAppWindowDataFileName = "OQInAppWindowData.plis
 inline constexpr const char* OQSubscribeWindowDataFileName = "OQSubscribeWindowData.plist";
 inline constexpr const char* OQRecordTreeDataFileName = "OQRecordTreeData.plist";
 
-/// Arrays of archived objects in files. A file is replaced whole or not at all. Any thread; two writers of
-/// one file leave the later one's.
+/// Arrays of archived objects in files. A file is replaced completely or not at all. Thread-safe; if two threads write
+/// the same file, the later write remains.
 class OQDataArchiver {
  public:
   template <class T>

@@ -18,8 +18,8 @@ namespace oq {
 
 namespace {
 
-constexpr std::string_view separator = "__#OQ#__";
-constexpr const char* indexKey = "OQImageDiskCacheKeys";
+constexpr std::string_view kSeparator = "__#OQ#__";
+constexpr const char* kIndexKey = "OQImageDiskCacheKeys";
 
 std::int64_t currentTime() {
   return static_cast<std::int64_t>(std::floor(secondsSince1970(currentDate())));
@@ -30,15 +30,15 @@ struct StoredKeyParts {
   std::optional<std::string> time;
 };
 
-/// What stands before the first separator and between it and the next. An address that holds the separator
-/// itself is therefore never found again; it ages out at the first trim.
+/// The parts before the first separator, and between the first and the second one. An address that contains the
+/// separator is therefore never found again; it expires at the first trim.
 std::optional<StoredKeyParts> splitStoredKey(const std::string& storedKey) {
   const std::optional<std::string> text = OQUtils::base64Decode(storedKey);
   if (!text) return std::nullopt;
-  const std::size_t first = text->find(separator);
+  const std::size_t first = text->find(kSeparator);
   if (first == std::string::npos) return StoredKeyParts{*text, std::nullopt};
-  const std::size_t begin = first + separator.size();
-  const std::size_t end = std::min(text->find(separator, begin), text->size());
+  const std::size_t begin = first + kSeparator.size();
+  const std::size_t end = std::min(text->find(kSeparator, begin), text->size());
   return StoredKeyParts{text->substr(0, first), text->substr(begin, end - begin)};
 }
 
@@ -61,7 +61,7 @@ void OQImageDiskCache::Index::append(std::string storedKey) {
 }
 
 OQImageDiskCache& OQImageDiskCache::cache() {
-  // Leaked on purpose: answers may arrive while the process ends.
+  // Intentionally leaked: responses may arrive while the process exits.
   static auto* shared = new std::shared_ptr<OQImageDiskCache>(create());
   return **shared;
 }
@@ -73,7 +73,7 @@ std::shared_ptr<OQImageDiskCache> OQImageDiskCache::create() {
 }
 
 OQImageDiskCache::OQImageDiskCache() : _queue(DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".imageDiskCache")) {
-  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(indexKey);
+  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(kIndexKey);
   const auto* list = std::get_if<Value>(&stored);
   if (!list || !list->is_array()) return;
   auto index = std::make_shared<Index>();
@@ -85,7 +85,7 @@ OQImageDiskCache::OQImageDiskCache() : _queue(DispatchQueue::concurrent(OQSDK_BU
 
 void OQImageDiskCache::setImageData(const std::optional<Data>& data, const std::string& key) {
   if (key.empty()) return;
-  const auto storedKey = OQUtils::base64Encode(stringWithFormat("%@%@%@", key, separator, currentTime()));
+  const auto storedKey = OQUtils::base64Encode(stringWithFormat("%@%@%@", key, kSeparator, currentTime()));
   if (!storedKey) return;
 
   std::lock_guard lock(_lock);
@@ -129,7 +129,7 @@ void OQImageDiskCache::trimToAge(double age) {
 }
 
 void OQImageDiskCache::_trimRecursively() {
-  // The shared cache is never destroyed, so its cycle runs as long as the process does.
+  // The shared cache is never destroyed, so this repeats as long as the process runs.
   DispatchQueue::background().after(_autoTrimInterval, [weak = weak_from_this()] {
     auto cache = weak.lock();
     if (!cache) return;
@@ -165,7 +165,7 @@ void OQImageDiskCache::_trimToAge(double age) {
     return;
   }
   const std::int64_t now = currentTime();
-  // Also true of an age that is not a number.
+  // Also true for not-a-number.
   if (!(age < static_cast<double>(now))) return;
   const auto limit = static_cast<std::int64_t>(static_cast<double>(now) - age);
   if (limit >= std::numeric_limits<std::int32_t>::max()) return;
@@ -177,15 +177,15 @@ void OQImageDiskCache::_removeAll() {
   auto defaults = UserDefaults::standardUserDefaults();
   for (const std::string& storedKey : index->keys) defaults->removeObjectForKey(storedKey);
   defaults->synchronize();
-  removeStored(indexKey);
+  removeStored(kIndexKey);
   _index.exchange(std::make_shared<Index>());
 }
 
 void OQImageDiskCache::_removeEarlierThan(std::int64_t time) {
   std::vector<std::string> keys = _index.load()->keys;
   if (keys.empty()) return;
-  // The walk goes on to the next place after a removal too, so that the element that moved up is left until
-  // the next trim. This is meant.
+  // Intentional: the loop continues with the next index after a removal, so the element that moved up is kept until the
+  // next trim.
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (!isOlderThan(keys[i], time)) continue;
     removeStored(keys[i]);
@@ -201,7 +201,7 @@ void OQImageDiskCache::_install(Index index) {
   for (const std::string& storedKey : index.keys) list.emplace_back(storedKey);
   _index.exchange(std::make_shared<Index>(std::move(index)));
   auto defaults = UserDefaults::standardUserDefaults();
-  defaults->setObject(Value(std::move(list)), indexKey);
+  defaults->setObject(Value(std::move(list)), kIndexKey);
   defaults->synchronize();
 }
 

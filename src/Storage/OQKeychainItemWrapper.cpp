@@ -36,7 +36,7 @@ OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std:
     : _accessGroup(std::move(accessGroup)) {
   set(_genericPasswordQuery, kSecClass, Value(kSecClassGenericPassword));
   set(_genericPasswordQuery, kSecAttrGeneric, Value(identifier));
-  // This counts as a device, where the access group takes part.
+  // Like a device, not a simulator: the access group is used.
   if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, Value(*_accessGroup));
   set(_genericPasswordQuery, kSecMatchLimit, Value(kSecMatchLimitOne));
   set(_genericPasswordQuery, kSecReturnAttributes, Value(true));
@@ -76,7 +76,7 @@ void OQKeychainItemWrapper::resetKeychainItem() {
 void OQKeychainItemWrapper::writeToKeychain() const {
   SecDictionary item = dictionaryToSecItemFormat(*_keychainItemData);
   SecItemResult found;
-  // What comes of adding and updating is not looked at; meant: the state in memory goes on either way.
+  // Intentional: the results are ignored; the state in memory is kept either way.
   if (SecItemCopyMatching(_genericPasswordQuery, found) != errSecSuccess) {
     SecItemAdd(item);
     return;
@@ -109,7 +109,7 @@ SecDictionary OQKeychainItemWrapper::secItemFormatToDictionary(const SecDictiona
   SecItemResult found;
   if (SecItemCopyMatching(result, found) != errSecSuccess) {
     platformLog("secItemFormatToDictionary: format error.");
-    // The wish for data stays in it, so that an item whose data was out of reach is not written over; meant.
+    // Intentional: kSecReturnData stays in it, so that an item whose data could not be read is not overwritten.
     return result;
   }
   remove(result, kSecReturnData);

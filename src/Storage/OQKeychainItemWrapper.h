@@ -10,15 +10,15 @@
 
 namespace oq {
 
-/// One generic-password item of the keychain, found by its generic attribute and access group, with a plain
-/// object (text, number, array, dictionary, bytes, date) as its data. One thread at a time.
+/// One generic-password item of the keychain, identified by its generic attribute and access group. Its data is a plain
+/// object (string, number, array, dictionary, bytes, date). Not thread-safe.
 ///
-/// What the keychain refuses is not reported: the wrapper's own state goes on as if it had been kept.
+/// Failures of the keychain are not reported: the wrapper's own state changes as if they had succeeded.
 class OQKeychainItemWrapper : public Object {
   OQ_CLASS(OQKeychainItemWrapper)
 
  public:
-  /// Looks the item up. Without one, the wrapper has empty texts and an empty dictionary as data; nothing is
+  /// Looks up the item. If there is none, the wrapper has empty strings and an empty dictionary as data; nothing is
   /// stored until a value is set.
   OQKeychainItemWrapper(const std::string& identifier, std::optional<std::string> accessGroup);
 
@@ -26,19 +26,19 @@ class OQKeychainItemWrapper : public Object {
   const SecDictionary& genericPasswordQuery() const { return _genericPasswordQuery; }
   const std::optional<std::string>& accessGroup() const { return _accessGroup; }
 
-  /// Writes the item when the value is another one. A null value does nothing.
+  /// Writes the item if the value differs. A null value is ignored.
   void setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value when there is none. Asks the wrapper, not the keychain.
+  /// A null Value if there is none. Reads the wrapper's state, not the keychain.
   PropertyValue objectForKey(std::string_view key) const;
 
-  /// Deletes the item and goes back to empty texts and an empty dictionary.
+  /// Deletes the item and resets to empty strings and an empty dictionary.
   void resetKeychainItem();
   void writeToKeychain() const;
 
-  /// The dictionary with the class, and with the data as bytes; with the data as it was when it is nothing
-  /// that a property list can hold.
+  /// The dictionary with the class added and the data converted to bytes. Data that a property list cannot hold stays
+  /// unchanged.
   SecDictionary dictionaryToSecItemFormat(const SecDictionary& dict) const;
-  /// The attributes with the class and the item's data as a plain object; without data when there is none.
+  /// The attributes with the class, and the item's data as a plain object if there is any.
   SecDictionary secItemFormatToDictionary(const SecDictionary& dict) const;
 
  private:

@@ -9,8 +9,8 @@ namespace oq {
 
 namespace {
 
-constexpr auto Patience = std::chrono::milliseconds(250);
-constexpr auto PatienceWhenBlocked = std::chrono::milliseconds(20);
+constexpr auto kPatience = std::chrono::milliseconds(250);
+constexpr auto kPatienceWhenBlocked = std::chrono::milliseconds(20);
 
 }  // namespace
 

@@ -12,35 +12,35 @@
 
 namespace oq {
 
-/// Beside OQRecordTreeDataFileName; empty, and locked by the process that uses the records.
+/// In the same folder as OQRecordTreeDataFileName; empty. Locked by the process that uses the records.
 inline constexpr const char* OQRecordTreeLockFileName = "OQRecordTreeData.lock";
 
-/// The file of records, shared by all processes of an application. A process that changes records takes access, adopts
-/// what others wrote, changes its own records and writes them, and only then lets others have access: so each sees
-/// every display that was counted before.
+/// The file of records, shared by all processes of an application. To change records, a process takes access, adopts
+/// what others have written, changes its own records, writes them, and releases the access. So each process sees every
+/// display that was counted before.
 ///
-/// Threads: any thread may ask for access; one at a time has it. Failure: where no file can be made or locked, access
-/// is granted without a lock, and the process counts for itself.
+/// Threads: any thread may request access; one at a time has it. Failure: if no file can be created or locked, access
+/// is granted without a lock, and the process counts independently of others.
 class OQRecordStore {
  public:
   using Nodes = OQRecordNodes::Vector;
 
-  /// The exclusive use of the records, until it is released or destroyed. It must not outlive its store. One thread.
+  /// Exclusive use of the records until it is released or destroyed. Must not outlive its store. Not thread-safe.
   class Access {
    public:
-    /// None.
+    /// No access.
     Access() = default;
     Access(Access&& other) noexcept;
     Access& operator=(Access&&) = delete;
     ~Access() { release(); }
 
-    /// False when the records are busy.
+    /// False if the records are busy.
     explicit operator bool() const { return _store != nullptr; }
-    /// What the file holds, if it is not what this store read or wrote last; read once for each change. nullopt also
-    /// for a file that is missing or damaged: what the process knows is then all that is known.
+    /// The contents of the file, if it is not what this store last read or wrote; each change is read once. Also
+    /// nullopt if the file is missing or damaged; then the process only has its own records.
     std::optional<Nodes> changesOfOthers();
-    /// Writes the nodes and releases the access as soon as others can read them. Returns whether they are on the disk;
-    /// where the write failed, the nodes still hold what they must add to the file.
+    /// Writes the nodes, and releases the access as soon as others can read them. Returns whether they are on the disk.
+    /// After a failure the nodes still know what must be added to the file.
     bool write(const Nodes& nodes);
     void release();
 
@@ -53,7 +53,7 @@ class OQRecordStore {
     std::filesystem::path _file;
   };
 
-  /// The nodes of the file; empty when it is missing or damaged. Takes no lock. Before the first access only.
+  /// The nodes in the file; empty if it is missing or damaged. Takes no lock. Call it only before the first access.
   Nodes read();
 
   /// Waits up to 250 ms for another process, or for a thread of this process that waits for one. If that is not enough,
@@ -77,7 +77,7 @@ class OQRecordStore {
   std::mutex _mutex;
   std::condition_variable _changed;
   bool _isInUse = false;
-  bool _isWaiting = false;  ///< the thread whose turn it is, for another process
+  bool _isWaiting = false;  ///< the thread whose turn it is waits for another process
 
   // Used by the thread whose turn it is.
   LockFile _lockFile;

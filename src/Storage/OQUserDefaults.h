@@ -13,15 +13,15 @@ namespace oq {
 
 class UserDefaults;
 
-/// The library's small persistent values: a suite of user defaults by name. Any thread. What cannot be kept
-/// is lost silently; entries that are bytes or dates read as null.
+/// The library's small persistent values: one suite of user defaults, selected by name. Thread-safe. Failed writes are
+/// silent; entries that are bytes or dates read as null.
 class OQUserDefaults : public Object {
   OQ_CLASS(OQUserDefaults)
 
  public:
-  /// One object for the whole process. The first caller's name wins, whatever later callers say; meant.
+  /// One object for the whole process. Intentional: the name of the first call is used, and later names are ignored.
   static OQUserDefaults& defaultsWithName(const std::string& name);
-  /// No name stands for the standard defaults.
+  /// Without a name it uses the standard defaults.
   explicit OQUserDefaults(std::optional<std::string> name) : _name(std::move(name)) {}
 
   const std::optional<std::string>& name() const { return _name; }
@@ -30,11 +30,11 @@ class OQUserDefaults : public Object {
   void setObject(const Value& value, std::string_view key);
   Value objectForKey(std::string_view key) const;
   void setInteger(std::int64_t value, std::string_view key);
-  /// 0 when there is none.
+  /// 0 if there is no entry.
   std::int64_t integerForKey(std::string_view key) const;
 
  private:
-  /// Opened afresh by every operation.
+  /// Opened again by every operation.
   std::shared_ptr<UserDefaults> open() const;
 
   const std::optional<std::string> _name;

@@ -10,7 +10,7 @@ OQKeychainItemWrapper identifierItem() {
   return OQKeychainItemWrapper("UUID", OQSDKBundleId);
 }
 
-/// Bytes and dates say something, whatever it is.
+/// Bytes and dates are never empty, whatever their contents.
 bool isEmpty(const PropertyValue& stored) {
   auto* value = std::get_if<Value>(&stored);
   if (!value) return false;
@@ -25,7 +25,7 @@ bool isEmpty(const PropertyValue& stored) {
 void OQUtils::saveUUIDWithKeyChain() {
   OQKeychainItemWrapper item = identifierItem();
   if (!isEmpty(item.objectForKey(kSecValueData))) return;
-  // No identifier is nil, which the item ignores.
+  // A missing identifier is nil, which setObject() ignores.
   std::string identifier = getUUID();
   item.setObject(identifier.empty() ? Value() : Value(identifier), kSecValueData);
 }

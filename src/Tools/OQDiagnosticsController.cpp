@@ -14,7 +14,7 @@
 namespace oq {
 namespace {
 
-// Points.
+// In points.
 constexpr double kInset = 10, kHeader = 52, kButton = 84, kRadius = 16, kHairline = 0.5;
 constexpr UIColor kPaper = UIColor::colorWithRed(0.945, 0.95, 0.96, 1);
 constexpr UIColor kBlue = UIColor::colorWithRed(0, 0.44, 0.92, 1);
@@ -31,7 +31,7 @@ std::shared_ptr<UIButton> makeHeaderButton(const char* title, CGRect frame, std:
 
 }  // namespace
 
-/// Tells when it has to be laid out for another size.
+/// Notifies the controller when its superview has another size.
 class OQDiagnosticsController::Sheet : public UIView {
  public:
   explicit Sheet(std::weak_ptr<UIViewController> controller) : _controller(std::move(controller)) {}

@@ -7,8 +7,8 @@
 
 namespace oq {
 
-/// The page behind OQDiagnosticsPanel. At run time it is a plain view controller, so that it is no page of
-/// the host's. Main thread only.
+/// The page of OQDiagnosticsPanel. At run time it has the class of a plain view controller, so that it is not reported
+/// as a page of the host. Main thread only.
 class OQDiagnosticsController : public UIViewController {
  public:
   OQDiagnosticsController();

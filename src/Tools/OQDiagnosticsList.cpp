@@ -14,7 +14,7 @@
 namespace oq {
 namespace {
 
-// Points.
+// In points.
 constexpr double kMargin = 16, kPadding = 14, kHeading = 38, kPair = 40, kRow = 34, kSmall = 19, kRowEnd = 3,
                  kRadius = 10, kHairline = 0.5;
 
@@ -44,7 +44,7 @@ UIColor colourOf(const std::string& outcome) {
   return outcome == "no match" || outcome == "waiting" ? kQuiet : kHeld;
 }
 
-/// A row of a group: a line with something at its right, and smaller ones below it.
+/// A row of a group: a line with an optional text on the right, and smaller lines below it.
 struct Row {
   std::string text, right;
   std::vector<std::string> below;
@@ -98,7 +98,7 @@ class Column {
     group.addSubview(line);
   }
 
-  /// The height of the row.
+  /// Returns the height of the row.
   double addRow(UIView& group, const Row& row, double top) const {
     const double room = std::max(0.0, inside() - 2 * kPadding), line = row.below.empty() ? kPair : kRow;
     const auto font = UIFont::systemFontOfSize(15);
@@ -125,13 +125,13 @@ Row pair(const char* name, std::string value) {
   return {name, std::move(value), {}, kInk, kQuiet, false};
 }
 
-std::vector<Row> stateRows(const Dictionary& told) {
-  return {pair("Environment", environmentText(told.at("environment"))),
-          pair("Session", told.at("isLoggedIn").as_bool() ? "logged in" : "no token"),
-          pair("User id", textOr(told.at("userId"), "none yet")),
-          pair("App id", textOr(told.at("appId"), "none yet")),
-          pair("Page", textOr(told.at("pageName"), "none yet")),
-          pair("Waiting events", descriptionOf(told.at("waitingEvents")))};
+std::vector<Row> stateRows(const Dictionary& state) {
+  return {pair("Environment", environmentText(state.at("environment"))),
+          pair("Session", state.at("isLoggedIn").as_bool() ? "logged in" : "no token"),
+          pair("User id", textOr(state.at("userId"), "none yet")),
+          pair("App id", textOr(state.at("appId"), "none yet")),
+          pair("Page", textOr(state.at("pageName"), "none yet")),
+          pair("Waiting events", descriptionOf(state.at("waitingEvents")))};
 }
 
 Row windowRow(const Dictionary& window) {
@@ -164,7 +164,7 @@ Row decisionRow(const Dictionary& decision) {
           colourOf(outcome)};
 }
 
-/// A row for each record, or one that says that there are none.
+/// One row per record, or a single row with the given text if there are none.
 std::vector<Row> rowsOf(const Array& records, Row (*rowOf)(const Dictionary&), const char* nothing) {
   std::vector<Row> rows;
   for (const Value& record : records) rows.push_back(rowOf(record.as_object()));
@@ -179,13 +179,13 @@ std::string counted(const char* name, const Array& records) {
 }  // namespace
 
 std::shared_ptr<UIView> makeDiagnosticsList(const Value& diagnostics, double width) {
-  const Dictionary& told = diagnostics.as_object();
-  const Array& windows = told.at("windows").as_array();
-  const Array& subscriptions = told.at("subscriptions").as_array();
-  Array decisions = told.at("decisions").as_array();
+  const Dictionary& state = diagnostics.as_object();
+  const Array& windows = state.at("windows").as_array();
+  const Array& subscriptions = state.at("subscriptions").as_array();
+  Array decisions = state.at("decisions").as_array();
   std::reverse(decisions.begin(), decisions.end());
   Column column(width);
-  column.addGroup("Now", stateRows(told));
+  column.addGroup("Now", stateRows(state));
   column.addGroup(counted("In-app windows", windows), rowsOf(windows, windowRow, "The list is empty"));
   column.addGroup(counted("Subscriptions", subscriptions), rowsOf(subscriptions, subscriptionRow, "The list is empty"));
   column.addGroup(counted("Last decisions", decisions), rowsOf(decisions, decisionRow, "No event has come yet"));

@@ -9,8 +9,7 @@
 
 namespace oq {
 
-/// What the engine tells of itself, as a column of that width: groups of rows under headings. Main thread
-/// only.
+/// The engine's diagnostics as a column of the given width: groups of rows with headings. Main thread only.
 std::shared_ptr<UIView> makeDiagnosticsList(const Value& diagnostics, double width);
 
 }  // namespace oq

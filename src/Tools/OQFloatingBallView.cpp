@@ -15,11 +15,11 @@ namespace {
 constexpr double kSide = 60, kTop = 300;            // points
 constexpr double kFanning = 0.25, kSnapping = 0.5;  // seconds
 constexpr double kTapTolerance = 2;                 // points
-constexpr double kAtTheTop = 0.7;                   // of the height; not a half, which is meant
+constexpr double kAtTheTop = 0.7;                   // of the height; intentionally not a half
 constexpr std::int64_t kNearerSide = 0, kLeft = 1, kRight = 2;
 constexpr std::int64_t kFannedToTheLeft = 0, kFannedToTheRight = 1;
 
-/// Where the sub-buttons go, from the ball's centre and to its right: on one circle.
+/// The sub-buttons' offsets from the ball's centre when they fan out to its right: on one circle.
 constexpr double kFanRadius = 84.8528137423857;
 constexpr CGPoint kFan[] = {{60, -60}, {kFanRadius, 0}, {60, 60}};
 constexpr const char* kTitles[] = {"起别名", "切环境", "发日志"};
@@ -46,7 +46,7 @@ Class* OQFloatingBallView::staticClass() {
 }
 
 std::shared_ptr<OQFloatingBallView>& OQFloatingBallView::floatingBall() {
-  // Never destroyed: the views are gone by then.
+  // Never destroyed: at process exit the views are already gone.
   static auto& floatingBall = *new std::shared_ptr<OQFloatingBallView>();
   return floatingBall;
 }
@@ -97,7 +97,7 @@ std::shared_ptr<OQFloatingBallBtn> OQFloatingBallView::makeButton(const char* ti
 const std::shared_ptr<OQFloatingBallBtn>& OQFloatingBallView::floatingBtn() {
   if (!_floatingBtn) {
     _floatingBtn = makeButton("工具", UIColor::redColor());
-    // The ball takes the touches, since it has to tell a tap from a drag.
+    // The ball handles the touches, because it must distinguish taps from drags.
     _floatingBtn->setUserInteractionEnabled(false);
   }
   return _floatingBtn;
@@ -180,7 +180,7 @@ void OQFloatingBallView::hideSubBtn() {
       [self, folded = _subBtns](bool) { self->takeAway(folded); });
 }
 
-/// Only the buttons that were folded: a tap may have fanned out others by now.
+/// Removes only the buttons that were folded: a tap may have fanned out others meanwhile.
 void OQFloatingBallView::takeAway(const SubButtons& folded) {
   for (std::size_t index = 0; index < folded.size(); ++index) {
     if (!folded[index]) continue;
@@ -201,7 +201,7 @@ void OQFloatingBallView::btn3Clicked() {
 
 void OQFloatingBallView::report(std::int64_t index) {
   hideSubBtn();
-  // The callback may set another one, or none, while it runs.
+  // The callback may replace or remove itself while it runs.
   const OQFloatingBall::Callback callback = _btnClickedCallback;
   if (callback) callback(index);
 }
@@ -226,7 +226,7 @@ void OQFloatingBallView::touchesMoved(UITouch& touch) {
   } else if (ball.minX() < 0) {
     setCenter({ball.size.width / 2, moved.y});
   }
-  // At the top and at the bottom x is again what the finger says, beyond the sides too; meant.
+  // Intentional: at the top and at the bottom x follows the finger again, even beyond the sides.
   if (ball.minY() <= 0) {
     setCenter({moved.x, ball.size.height * kAtTheTop});
   } else if (ball.minY() > screen.height - ball.size.height) {

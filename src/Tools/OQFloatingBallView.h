@@ -9,33 +9,33 @@
 
 namespace oq {
 
-/// A button of the ball's, with nothing of its own but the name of its class.
+/// A button of the ball; it adds only its class name.
 class OQFloatingBallBtn : public UIButton {
   OQ_CLASS(OQFloatingBallBtn)
 };
 
-/// The ball itself: what hosts know as OQFloatingBall, whose name its class bears at run time. Main thread
-/// only. Made with makeMainObject().
+/// The ball itself. Hosts know it as OQFloatingBall, which is its class name at run time. Main thread only. Create it
+/// with makeMainObject().
 ///
-/// Positions follow the main screen's size at the moment when they are asked for. On its way into a window,
-/// and when that window shrinks, the ball is moved to where a finger reaches it.
+/// Positions use the current size of the main screen. When the ball is added to a window, and when that window shrinks,
+/// the ball is moved to where it can be touched.
 class OQFloatingBallView : public UIView {
   OQ_CLASS(OQFloatingBallView)
 
  public:
-  /// The ball of the process; nullptr before the first show.
+  /// The ball of the process; nullptr before it is first shown.
   static std::shared_ptr<OQFloatingBallView>& floatingBall();
 
-  /// 60 by 60 points at the right edge; of the frame only half the width counts, as corner radius.
+  /// 60 by 60 points at the right edge; only half of the frame's width is used, as corner radius.
   explicit OQFloatingBallView(CGRect frame);
   OQFloatingBallView(CGRect frame, std::int64_t stayMode);
 
   void createFloatingBtn();
-  /// Puts the ball of the process on the key window. The mode counts only where there is none yet.
+  /// Shows the ball of the process in the key window. The mode is used only if there is no ball yet.
   static void _showWithMode(std::int64_t mode);
   void _hide();
 
-  /// Fans the three buttons out, or folds them.
+  /// Fans out the three buttons, or folds them.
   void floatingBtnClicked();
   void popSubBtn();
   void _popSubBtnToLeft();
@@ -74,9 +74,9 @@ class OQFloatingBallView : public UIView {
   double _touchBtnX = 0;
   double _touchBtnY = 0;
   std::int64_t _stayMode = 0;
-  std::int64_t _popDirection = 0;  ///< 0: fanned to the left, 1: to the right
+  std::int64_t _popDirection = 0;  ///< 0: fanned out to the left, 1: to the right
   std::shared_ptr<OQFloatingBallBtn> _floatingBtn;
-  SubButtons _subBtns;  ///< empty while they are folded
+  SubButtons _subBtns;  ///< empty while folded
   OQFloatingBall::Callback _btnClickedCallback;
 };
 

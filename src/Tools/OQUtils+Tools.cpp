@@ -23,7 +23,7 @@ struct Mail {
   std::shared_ptr<UIViewController> controller;
 };
 
-/// Lets the composer be taken away again, also where the controller knows nothing of composers.
+/// Makes sure that the composer can be dismissed, even if the controller has no method for it.
 void hookDelegate(const UIViewController& controller) {
   OQMailHookBlock dismissing = [](Object&, SEL, Object*, const Value&, const std::optional<Error>&) {
     if (const auto current = OQNavigation::currentViewController()) current->dismissViewControllerAnimated(true);
@@ -40,7 +40,7 @@ void present(Mail& mail) {
   composer->setSubject(stringWithFormat("OQSDK v%@ 用户行为日志", OQSDKVersion));
   composer->setToRecipients({mail.recipient});
   composer->setMessageBody("请查收附件", false);
-  // Names that are too few are an error of the caller's; the files without one stay.
+  // Too few names are a mistake of the caller; files without a name are left out.
   const std::size_t count = std::min(mail.datas.size(), mail.fileNames.size());
   for (std::size_t i = 0; i < count; ++i) composer->addAttachmentData(std::move(mail.datas[i]), "", mail.fileNames[i]);
   mail.controller->presentViewController(composer, true);
@@ -52,21 +52,21 @@ struct Choice {
 };
 
 struct EnvironmentAlert {
-  const char* name;  ///< of the current environment; nullptr for one that is not known
+  const char* name;  ///< of the current environment; nullptr if it is unknown
   std::array<Choice, 2> others;
 };
 
-constexpr Choice production{"distribution", OQEnvironmentProduction}, testing{"test", OQEnvironmentTest},
-    development{"dev", OQEnvironmentDevelopment};
+constexpr Choice kProduction{"distribution", OQEnvironmentProduction}, kTesting{"test", OQEnvironmentTest},
+    kDevelopment{"dev", OQEnvironmentDevelopment};
 
 EnvironmentAlert alertFor(std::uint64_t environment) {
   switch (environment) {
     case OQEnvironmentProduction:
-      return {"distribution", {development, testing}};
+      return {"distribution", {kDevelopment, kTesting}};
     case OQEnvironmentTest:
-      return {"test", {development, production}};
+      return {"test", {kDevelopment, kProduction}};
     case OQEnvironmentDevelopment:
-      return {"dev", {testing, production}};
+      return {"dev", {kTesting, kProduction}};
     default:
       return {nullptr, {Choice{}, Choice{}}};
   }
@@ -84,7 +84,7 @@ void presentEnvironmentAlert() {
   auto alert = UIAlertController::alertControllerWithTitle(
       "切换环境", stringWithFormat("当前环境为“%@”，是否切换？\n切换后请重启APP", content.name),
       UIAlertControllerStyle::Alert);
-  // Red although it destroys nothing; intentional.
+  // Intentional: red although it destroys nothing.
   alert->addAction(UIAlertAction::actionWithTitle("取消", UIAlertActionStyle::Destructive));
   for (const Choice& choice : content.others) alert->addAction(actionFor(choice));
   if (const auto navigation = OQNavigation::currentNavigation()) navigation->presentViewController(alert, true);

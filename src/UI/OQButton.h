@@ -15,8 +15,7 @@ class OQButton : public UIButton {
  public:
   OQButton() { setTitlePadding(12); }
 
-  /// Keeps the attribute, nullptr included, and applies what it holds to the normal state; what it lacks
-  /// leaves the button as it is.
+  /// Stores the attribute (or nullptr) and applies its values to the normal state; missing values change nothing.
   void setAttribute(std::shared_ptr<OQButtonAttribute> attribute);
   const std::shared_ptr<OQButtonAttribute>& attribute() const { return _attribute; }
   /// The code that a tap reports.

@@ -12,8 +12,7 @@ class OQLabel : public UILabel {
   OQ_CLASS(OQLabel)
 
  public:
-  /// Keeps the attribute, nullptr included, and applies what it holds; what it lacks leaves the label as it
-  /// is.
+  /// Stores the attribute (or nullptr) and applies its values; missing values change nothing.
   void setAttribute(std::shared_ptr<OQTextAttribute> attribute);
   const std::shared_ptr<OQTextAttribute>& attribute() const { return _attribute; }
 

@@ -10,16 +10,14 @@ namespace {
 
 constexpr NSParagraphStyle kParagraphStyle{8, NSTextAlignment::Justified};
 
-/// Gives the label's text its paragraph style and returns the height that it takes at the width; 0 without a
-/// text.
+/// Sets the paragraph style of the label's text, and returns the text's height at this width; 0 without text.
 double styleAndMeasure(UILabel& label, double width) {
   if (!label.text()) return 0;
   label.setAttributedText({*label.text(), kParagraphStyle});
   return label.textSizeForWidth(width).height;
 }
 
-/// On a screen so wide that margins and button leave nothing, a text has no height rather than a negative
-/// one.
+/// If margins and button leave no space on a very wide screen, a text gets height 0 instead of a negative one.
 double atMost(double height, double limit) {
   return std::max(0.0, std::min(height, limit));
 }
@@ -49,7 +47,7 @@ void OQPopWindow::layoutTitleAndTextWithData(const OQWindowData& data) {
   contentView()->addSubview(titleLbl());
   titleLbl()->setAttribute(data.title());
   double titleHeight = atMost(styleAndMeasure(*titleLbl(), width), 0.3 * budget);
-  // Three quarters, not the picture's own ratio, so that the title keeps some distance from it; meant.
+  // Intentional: three quarters instead of the picture's ratio, so that there is some space above the title.
   double titleTop = textOnly ? margin : margin + metrics.cardWidth() * 0.75;
   titleLbl()->setFrame(CGRectMake(margin, titleTop, width, titleHeight));
 
@@ -73,7 +71,7 @@ void OQPopWindow::layoutButtonWithData(const OQWindowData& data) {
     button->setAttribute(attribute);
   };
   if (data.style() == 3) {
-    // The point between the two shows the card: a divider.
+    // The gap of one point shows the card's background: a divider.
     double width = (metrics.cardWidth() - 1) * 0.5;
     place(leftBtn(), 0, width, data.leftBtnAttribute());
     place(rightBtn(), width + 1, width, data.rightBtnAttribute());

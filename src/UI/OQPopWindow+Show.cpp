@@ -18,7 +18,7 @@ namespace {
 constexpr double kOpening = 0.2, kClosing = 0.05;  // seconds
 constexpr std::int64_t kShown = 1, kShownAsTool = -1, kPicture = 2, kClosed = 3;
 
-/// At once on the main queue, soon from elsewhere.
+/// Immediately on the main queue, otherwise queued there.
 void onMainQueue(Block block) {
   if (isOnMainQueue()) return block();
   DispatchQueue::main().async(std::move(block));
@@ -59,7 +59,7 @@ void OQPopWindow::showData(std::shared_ptr<OQWindowData> data, EventAction event
     case 4:
       return _popWithHTMLWithCompletion(std::move(eventAction));
     default:
-      // A style that is not known shows nothing and reports nothing; meant.
+      // Intentional: an unknown style shows and reports nothing.
       return;
   }
 }
@@ -96,12 +96,12 @@ void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
   present(&OQPopWindow::openText, std::move(opened));
 }
 
-/// The fields of the window's data are not shown in this style; meant.
+/// Intentional: this style does not show the fields of the window's data.
 void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
   present(&OQPopWindow::openPage, std::move(completion));
 }
 
-/// Held strongly: no view owns this window until it opens.
+/// Holds this window strongly: no view owns it until it opens.
 void OQPopWindow::present(Opening open, EventAction completion) {
   OQPresentationQueue::shared().add([self = self(), open, completion = std::move(completion)] {
     self->setHidden(false);
@@ -117,7 +117,7 @@ void OQPopWindow::openImage(const EventAction& completion) {
   imgView()->setUserInteractionEnabled(true);
   imgView()->setIsAccessibilityElement(true);
   imgView()->setAccessibilityTraits(UIAccessibilityTraitImage | UIAccessibilityTraitButton);
-  // Shown a second time the picture has its recogniser already; another would report each tap twice.
+  // When it is shown a second time, the picture already has its recogniser; another one would report each tap twice.
   if (imgView()->gestureRecognizers().empty()) {
     imgView()->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([weak = weakSelf()] {
       if (auto window = weak.lock()) window->imageClicked();
@@ -176,9 +176,9 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
   _isClosing = false;
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
-  // Held strongly: without a key window no view owns this window until it has reported.
+  // Holds this window strongly: without a key window no view owns it until it has reported.
   auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
-    // Its window was hidden or destroyed meanwhile: it opens again where it can be seen.
+    // Its host window was hidden or destroyed meanwhile: open again where it is visible.
     if (self->isOutOfSight()) {
       self->setHidden(true);
       return self->present(open, completion);
@@ -216,7 +216,7 @@ void OQPopWindow::placeCloseButton(CGPoint centre) {
 
 void OQPopWindow::fadeOut(std::function<void()> completion) {
   _isClosing = true;
-  // A second finger that is down on another button has nothing more to say.
+  // A second finger on another button must not cause another report.
   if (UIWindow* root = window()) root->cancelTouchesIn(*this);
   UIView::animateWithDuration(
       kClosing, [this] { setAlpha(0); },
@@ -251,7 +251,7 @@ void OQPopWindow::jumpOut(const std::shared_ptr<OQButton>& button) {
   });
 }
 
-/// The callback may set another one, or none, while it runs.
+/// The callback may replace or remove itself while it runs.
 void OQPopWindow::report(std::int64_t code, const Value& link) {
   EventAction action = _eventAction;
   if (action) action(code, link);

@@ -14,15 +14,15 @@
 namespace oq {
 namespace {
 
-// What is said of parts that bear no text.
+// Labels for assistive technology, for parts without text.
 constexpr const char* kWindowName = "消息";
 constexpr const char* kPictureName = "图片";
 constexpr const char* kCloseName = "关闭";
 
 constexpr UIColor kTextColor = UIColor::colorWithRed(0.26666666666666666, 0.26666666666666666, 0.26666666666666666, 1);
 
-/// The close button's picture is smaller than a finger, so what is touched reaches further; not onto the card, whose
-/// own presses mean something else.
+/// The close button's picture is smaller than a finger, so its touch area is larger. It does not extend over the card,
+/// where a press has another meaning.
 class CloseButton : public UIButton {
  public:
   bool pointInside(CGPoint point) const override {
@@ -72,7 +72,7 @@ const std::shared_ptr<UIView>& OQPopWindow::backgroundView() {
   if (!_backgroundView) {
     _backgroundView = makeMainObject<UIView>(UIScreen::mainScreen().bounds());
     _backgroundView->setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.3));
-    // Beside an upright stage in a wide window the host dims with it.
+    // The host's area around an upright stage is dimmed as well.
     _backgroundView->setFillsSurroundings(true);
   }
   return _backgroundView;
@@ -136,7 +136,7 @@ const std::shared_ptr<UIScrollView>& OQPopWindow::textScrollView() {
   return _textScrollView;
 }
 
-/// The tap is attached where the button is built, so that a second layout does not make it count twice.
+/// The action is added where the button is created, so that a second layout does not add it twice.
 std::shared_ptr<OQButton> OQPopWindow::actionButton(std::int64_t eventType) {
   auto button = makeMainObject<OQButton>();
   button->setEventType(eventType);
@@ -147,7 +147,7 @@ std::shared_ptr<OQButton> OQPopWindow::actionButton(std::int64_t eventType) {
   return button;
 }
 
-// From left to right the codes are 4, 6, 5; meant.
+// Intentional: from left to right the codes are 4, 6, 5.
 const std::shared_ptr<OQButton>& OQPopWindow::leftBtn() {
   if (!_leftBtn) _leftBtn = actionButton(4);
   return _leftBtn;
@@ -180,7 +180,7 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   return _closeBtn;
 }
 
-/// Also what the record calls a window that shows no title. The content of a page is no text.
+/// Also the window's name in the log if it has no title. The content of a page is not text.
 std::string OQPopWindow::accessibilityLabel() const {
   if (!_data) return kWindowName;
   for (const auto& attribute : {_data->title(), _data->style() == 4 ? nullptr : _data->content()}) {

@@ -18,35 +18,34 @@
 
 namespace oq {
 
-/// One message on screen: a card over a dimmed background. Made with makeMainObject() for one showing.
+/// One message on screen: a card above a dimmed background. Create it with makeMainObject() and show it once.
 ///
-/// Threads: the two show methods that take data may be called from any thread and go to the main queue by
-/// themselves; everything else belongs to the main queue. Ownership: while it is shown its superview owns the
-/// window; an animation that is under way keeps it until its completion has run, also where there is no
-/// window to be shown in. A caller that only needs the outcome does not keep it. Failure: without any window
-/// attached, or a picture, nothing is reported: the animations still end, and the callback still comes.
+/// Threads: popWithData() and popWithTitle() may be called on any thread and switch to the main queue; everything else
+/// is main queue only. Ownership: while the window is shown, its superview owns it. A running animation keeps it alive
+/// until its completion has run, even if there is no window to show it in. A caller that only needs the result need not
+/// keep it. Failure: a missing host window or picture is not reported: the animations still end, and the callback is
+/// still called.
 ///
-/// While no attached window can be seen, it waits to be opened (OQPresentationQueue). If its window is hidden during
-/// the opening, it waits again, and its opening is repeated. "Shown" is reported after an opening whose end could be
-/// seen.
+/// While no attached window is visible, the message waits in OQPresentationQueue. If its host window is hidden during
+/// the opening, the message waits again and then repeats the opening. "Shown" is reported only after an opening whose
+/// end was visible.
 ///
-/// Sizes follow the main screen's bounds at the moment when they are asked for. Nothing is laid out again
-/// later.
+/// Sizes use the main screen's bounds at the time of use. Nothing is laid out again later.
 class OQPopWindow : public UIView {
   OQ_CLASS(OQPopWindow)
 
  public:
-  /// What happened: 1 shown (-1 as a tool window), 2 picture, 3 closed, 4 left, 5 right, 6 middle button;
-  /// with the link of what was tapped, or null.
+  /// The event: 1 shown (-1 for a tool window), 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and the link of
+  /// the tapped part, or null.
   using EventAction = std::function<void(std::int64_t code, const Value& link)>;
 
-  /// As large as the main screen, whatever the frame.
+  /// As large as the main screen; the frame is ignored.
   OQPopWindow();
   explicit OQPopWindow(CGRect frame);
 
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
-  /// A prompt with the buttons "取消" and "确定". Any thread.
+  /// A prompt with the buttons "取消" and "确定". Thread-safe.
   void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
   void _popWithImageWithCompletion(EventAction completion);
   void _popWithTextAndImageWithCompletion(EventAction completion);
@@ -72,14 +71,14 @@ class OQPopWindow : public UIView {
   void setData(std::shared_ptr<OQWindowData> data) { _data = std::move(data); }
   const EventAction& eventAction() const { return _eventAction; }
   void setEventAction(EventAction action) { _eventAction = std::move(action); }
-  /// Any thread.
+  /// Thread-safe.
   bool isShowing() const { return _isShowing; }
 
-  // The parts, each built when it is first asked for.
+  // The parts, each created on first use.
   const std::shared_ptr<UIView>& backgroundView();
   const std::shared_ptr<UIView>& contentView();
   const std::shared_ptr<UIImageView>& imgView();
-  /// Shows the one page that is the same for every window.
+  /// Shows one fixed page, which is the same for every window.
   const std::shared_ptr<OQWebController>& webController();
   const std::shared_ptr<OQLabel>& titleLbl();
   const std::shared_ptr<UIScrollView>& textScrollView();
@@ -89,9 +88,9 @@ class OQPopWindow : public UIView {
   const std::shared_ptr<OQButton>& rightBtn();
   const std::shared_ptr<UIButton>& closeBtn();
 
-  /// The title, else the text, else what every window is.
+  /// The title, or else the text, or else a generic name.
   std::string accessibilityLabel() const override;
-  /// As the close button, where that is on screen.
+  /// Does the same as the close button, if that is shown.
   bool accessibilityPerformEscape() override;
 
  private:
@@ -102,7 +101,7 @@ class OQPopWindow : public UIView {
 
   void showData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   using Opening = void (OQPopWindow::*)(const EventAction& completion);
-  /// Opens when it can be seen.
+  /// Opens the message as soon as it is visible.
   void present(Opening open, EventAction completion);
   void openImage(const EventAction& completion);
   void openTextAndImage(const EventAction& completion);
@@ -111,8 +110,8 @@ class OQPopWindow : public UIView {
   void addToKeyWindow(const std::shared_ptr<UIView>& card);
   void setCardHeight(UIView& card, double height);
   void setPageHeight(double height);
-  /// `grow` gives the card its height; afterwards the close button is placed, and the code reported. If the window was
-  /// hidden before that, all begins again with `open` once it can be seen.
+  /// `grow` sets the final height of the card. Afterwards the close button is placed and the code is reported. If the
+  /// host window was hidden before that, everything is repeated with `open` when it is visible again.
   void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton, Opening open,
                 EventAction completion);
   bool isOutOfSight() const;

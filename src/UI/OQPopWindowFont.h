@@ -4,7 +4,7 @@
 
 namespace oq {
 
-/// The one font of all windows, in points.
+/// The font of all message windows; size in points.
 inline UIFont popWindowFont(double size) {
   return UIFont::fontWithName("PingFangSC-Regular", size);
 }

@@ -9,7 +9,7 @@
 
 namespace oq {
 
-// Never destroyed: windows may still go while the process ends.
+// Never destroyed: windows may still close while the process exits.
 OQPresentationQueue& OQPresentationQueue::shared() {
   static auto& queue = *new OQPresentationQueue;
   return queue;
@@ -31,7 +31,7 @@ void OQPresentationQueue::add(std::function<void()> present) {
   runLater();
 }
 
-/// Not at once: the host reports changes of its windows in the middle of making them.
+/// Queued, because the host reports changes of its windows while it is making them.
 void OQPresentationQueue::runLater() {
   if (_waiting.empty() || std::exchange(_running, true)) return;
   DispatchQueue::main().async([this] { run(); });

@@ -5,17 +5,17 @@
 
 namespace oq {
 
-/// Where a message waits from being counted until the user can see it: until the key window is on screen. Messages that
-/// wait appear in the order in which they came, each in the window that is the key window by then.
+/// Holds counted messages until the key window is visible to the user. They are presented in order of arrival, each in
+/// the window that is then the key window.
 ///
-/// With no window attached there is nothing to wait for, and a message is presented at once, to no window. A message
-/// that waits already goes on waiting when the last window is closed: it appears in the next one that is attached.
-/// Main queue only.
+/// If no window is attached, there is nothing to wait for, and a message is presented immediately, in no window. A
+/// message that already waits continues to wait when the last window is closed: it appears in the next window that is
+/// attached. Main queue only.
 class OQPresentationQueue {
  public:
   static OQPresentationQueue& shared();
 
-  /// Runs `present` at once or, from the main queue, when the message can be seen.
+  /// Runs `present` immediately, or later from the main queue when the message is visible.
   void add(std::function<void()> present);
 
  private:

@@ -12,7 +12,7 @@ namespace {
 
 const char kImageURLKey = 0;
 
-// An earlier, slower download may replace a later one; meant.
+// Intentional: an earlier, slower download may replace a later one.
 void show(const std::weak_ptr<UIImageView>& view, std::shared_ptr<const UIImage> image) {
   if (auto strong = view.lock()) strong->setImage(std::move(image));
 }

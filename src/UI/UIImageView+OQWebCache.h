@@ -8,11 +8,11 @@
 
 namespace oq {
 
-/// Shows the picture of the address in the view once it is there; it comes from the image cache or from the
-/// network. Nothing happens to the view when that fails, when it is gone by then, or when there is no address
-/// (which is kept all the same). Main queue only.
+/// Shows the picture at the address as soon as it is loaded from the image cache or the network. The view is not
+/// changed if that fails, if the view was destroyed meanwhile, or if there is no address (which is stored all the
+/// same). Main queue only.
 void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url);
-/// The address that was set last.
+/// The last address that was set.
 std::optional<URL> oq_imageURL(const UIImageView& view);
 
 }  // namespace oq

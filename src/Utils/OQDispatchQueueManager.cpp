@@ -30,13 +30,13 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(const void* tag) {
   const char* label = labelFor(tag);
   if (!label) return nullptr;
   auto queue = DispatchQueue::serial(label);
-  // The value is the first tag's address for either tag; only that there is one counts.
+  // The value is the first tag's address for both tags; only its presence matters.
   queue->setSpecific(tag,
                      const_cast<void*>(static_cast<const void*>(&QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD)));
   return queue;
 }
 
-/// One queue for both tags: the first call decides, for good.
+/// One queue for both tags; the first call decides permanently.
 const std::shared_ptr<DispatchQueue>& getSerialQueue(const void* tag) {
   static const auto& serialQueue = *new std::shared_ptr(makeSerialQueue(tag));
   return serialQueue;
@@ -47,8 +47,7 @@ const std::shared_ptr<DispatchQueue>& getSerialQueue(const void* tag) {
 void OQDispatchQueueManager::dispatchInMainThread(const Block& block, bool async) {
   if (!block) return;
   DispatchQueue& main = DispatchQueue::main();
-  // The labels' addresses are compared: the main thread inside another queue's block is not on the main
-  // queue.
+  // Compares the labels' addresses: the main thread inside another queue's block is not on the main queue.
   if (DispatchQueue::currentLabel() == main.label()) return block();
   if (async) {
     main.async(block);

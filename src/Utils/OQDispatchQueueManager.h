@@ -4,22 +4,22 @@
 
 namespace oq {
 
-/// Tags of work for the serial queue: keys whose value is their own address.
+/// Tags for work on the serial queue: keys whose value is their own address.
 extern const void* const QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 extern const void* const QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
-/// The labels that go with them.
+/// The corresponding labels.
 extern const char* const QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 extern const char* const QUEUE_NAME_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
 
-/// Runs work on the main queue or on the library's one serial queue, at once where the caller is there
-/// already. Any thread; empty blocks are ignored.
+/// Runs work on the main queue or on the library's serial queue; immediately if the caller is already there.
+/// Thread-safe; empty blocks are ignored.
 class OQDispatchQueueManager {
  public:
-  /// At once when the running queue is the main one; else queued there, and waited for unless `async`.
+  /// Runs immediately on the main queue. Otherwise the block is queued there, and the call waits for it unless `async`.
   static void dispatchInMainThread(const Block& block, bool async);
-  /// At once when the running queue bears the tag, else queued. The tag of the very first call of the process
-  /// names the queue, which then serves every tag; a first call with a foreign tag leaves all later ones
-  /// without a queue, and their work undone. Both meant.
+  /// Runs immediately if the current queue has the tag, otherwise queues the block. The tag of the first call in the
+  /// process names the queue, which then serves every tag. If the first call has an unknown tag, there is never a
+  /// queue, and all queued work is dropped. Both are intentional.
   static void dispatchInSerialQueue(const void* tag, Block block);
 };
 

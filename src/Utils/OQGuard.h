@@ -5,9 +5,9 @@
 
 namespace oq {
 
-/// Runs the work and lets no exception reach the caller: for what a host calls and for what a background
-/// thread calls back, where an exception would end the host. What remains undone is dropped without a word,
-/// as any other bad input. The unwinding of a thread that is cancelled is no exception, and passes.
+/// Runs the work and lets no exception reach the caller: for calls from a host and callbacks on background threads,
+/// where an exception would end the host. The rest of the work is skipped silently, as for other invalid input. The
+/// forced unwinding of a cancelled thread is not stopped.
 template <class Work>
 void guarded(Work&& work) {
   try {

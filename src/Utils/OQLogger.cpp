@@ -31,7 +31,7 @@ bool isOnLogQueue() {
   return DispatchQueue::currentLabel() == oq_log_get_dispatch_serial_queue()->label();
 }
 
-/// Time stamps of entries. The text of the second is made once a second.
+/// Formats the time stamps of entries; the part up to the second is formatted once per second.
 class Clock {
  public:
   void appendStamp(std::string& text, Date now) {
@@ -54,8 +54,8 @@ class Clock {
 
 }  // namespace
 
-/// What waits to be written, and the file. Callers append to one buffer; the queue's block takes all of it
-/// and writes it at once, without keeping callers out meanwhile.
+/// The waiting entries and the file. Callers append to a buffer; the queue's block takes the whole buffer and writes it
+/// in one call, without blocking callers meanwhile.
 class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
  public:
   Writer(std::unique_ptr<FileHandle> file, std::size_t memoryLimit) : _limit(memoryLimit), _file(std::move(file)) {}
@@ -66,13 +66,13 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   void appendEntry(std::string_view message) {
     append(message.size(), [&](std::string& pending) {
-      // Under the lock, so that entries stand in the order of their times.
+      // Under the lock, so that entries are ordered by time.
       _clock.appendStamp(pending, currentDate());
       pending.append("  ").append(message).push_back('\n');
     });
   }
 
-  /// Writes all that waits.
+  /// Writes all waiting entries.
   void drain() {
     std::lock_guard writing(_fileMutex);
     {
@@ -82,10 +82,10 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     }
     if (!_batch.empty()) _file->writeData(_batch);
     _batch.clear();
-    if (_batch.capacity() > keptCapacity) _batch.shrink_to_fit();
+    if (_batch.capacity() > kKeptCapacity) _batch.shrink_to_fit();
     std::lock_guard lock(_mutex);
     _bytesBeingWritten = 0;
-    _roomMade.notify_all();
+    _spaceFreed.notify_all();
   }
 
   /// From now on callers write their entries themselves: the queue's threads may be gone.
@@ -98,13 +98,13 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
   }
 
  private:
-  static constexpr std::size_t keptCapacity = 1 << 20;
+  static constexpr std::size_t kKeptCapacity = 1 << 20;
 
   template <class Append>
   void append(std::size_t size, const Append& appendTo) {
     if (!_file) return;
     std::unique_lock lock(_mutex);
-    waitForRoom(lock, size);
+    waitForSpace(lock, size);
     appendTo(_pending);
     bool finishing = _isFinishing;
     bool firstInLine = !finishing && !std::exchange(_isDrainQueued, true);
@@ -113,10 +113,10 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     if (firstInLine) queueDrain();
   }
 
-  void waitForRoom(std::unique_lock<std::mutex>& lock, std::size_t size) {
+  void waitForSpace(std::unique_lock<std::mutex>& lock, std::size_t size) {
     auto waiting = [this] { return _pending.size() + _bytesBeingWritten; };
     if (waiting() + size <= _limit || isOnLogQueue()) return;
-    _roomMade.wait(lock, [&] { return _isFinishing || waiting() == 0 || waiting() + size <= _limit; });
+    _spaceFreed.wait(lock, [&] { return _isFinishing || waiting() == 0 || waiting() + size <= _limit; });
   }
 
   void queueDrain() try {
@@ -126,7 +126,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     _isDrainQueued = false;  // the next entry tries again
   }
 
-  /// One batch a turn, so that whoever waits for the queue gets his turn under constant logging too.
+  /// Writes one batch per block, so that other work on the queue runs even during constant logging.
   void drainInTurn() {
     drain();
     {
@@ -138,18 +138,18 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
   }
 
   const std::size_t _limit;
-  /// Guards everything up to the next lock. Callers hold it only to append.
+  /// Guards all members up to the next mutex. Callers hold it only to append.
   std::mutex _mutex;
-  std::condition_variable _roomMade;
+  std::condition_variable _spaceFreed;
   Clock _clock;
   std::string _pending;
   std::size_t _bytesBeingWritten = 0;
   bool _isDrainQueued = false;
   bool _isFinishing = false;
-  /// Guards the file and the batch. Taken before the other one.
+  /// Guards the file and the batch. Locked before _mutex.
   std::mutex _fileMutex;
   std::string _batch;
-  /// nullptr when the file could not be made; nothing is then kept.
+  /// nullptr if the file could not be created; entries are then dropped.
   const std::unique_ptr<FileHandle> _file;
 };
 
@@ -199,7 +199,7 @@ void OQLogger::flush() {
 void OQLogger::error(const Value& object) {
   if (object.is_string()) return getInstance()._log(object.get_string());
   if (!object.is_number() && !object.is_bool()) return;
-  // "descripton" is the log's own spelling, here and below.
+  // "descripton" is the intended spelling in the log, here and below.
   log("statusCode:%@\ndescripton:%@\n", object, localizedStringForStatusCode(integerValue(object)));
 }
 

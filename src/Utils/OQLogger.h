@@ -20,30 +20,29 @@ namespace oq {
 /// The queue that writes log files: one serial queue for the process.
 const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue();
 
-/// What happened, in one plain text file for each start of the process, in the folder "Log" of the documents.
+/// The library's log: one plain text file per start of the process, in the folder "Log" of the documents folder.
 ///
-/// Threads: any thread may log; an entry bears the time of the call, and entries stand in the file in the
-/// order of their times. The caller hands its text over and never waits for the disk, unless 64 MiB wait
-/// already: nothing is dropped. What still waits when the process ends is written then. Failure: a file that
-/// cannot be made or written loses entries silently; nothing reaches the caller.
+/// Threads: any thread may log. An entry has the time of the call, and the file is ordered by time. The caller never
+/// waits for the disk, unless 64 MiB are waiting already; no entry is dropped. Entries that still wait are written at
+/// process exit. Failure: if the file cannot be created or written, entries are lost silently.
 class OQLogger : public Object {
   OQ_CLASS(OQLogger)
 
  public:
-  /// The logger of the process, made at the first call and never destroyed.
+  /// The logger of the process, created at the first call and never destroyed.
   static OQLogger& getInstance();
-  /// A logger with a file of its own in documents/Log.
+  /// A logger with a new file in documents/Log.
   OQLogger();
-  /// The same in another folder, for tests; `memoryLimit` bytes may wait.
+  /// The same in another folder, for tests; at most `memoryLimit` bytes may wait.
   explicit OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit = 64u << 20);
 
-  /// Formats as stringWithFormat() does and logs the result.
+  /// Formats like stringWithFormat() and logs the result.
   template <class... Arguments>
   static void log(std::string_view format, const Arguments&... arguments) {
     getInstance()._log(stringWithFormat(format, arguments...));
   }
 
-  /// A number is taken for an HTTP status, a string stands as it is; anything else makes no entry.
+  /// A number is logged as an HTTP status, a string unchanged; other values are ignored.
   static void error(const Value& object);
   static void error(const Error& error);
   static void error(const std::string& message);
@@ -53,14 +52,14 @@ class OQLogger : public Object {
     error(Value(number));
   }
 
-  /// Logs a finished message. Line feeds in it are written as they are.
+  /// Logs a complete message. Line feeds in it are written unchanged.
   void _log(std::string_view message);
-  /// Returns once everything that was logged before the call has been handed to the file.
+  /// Returns after everything logged before the call has been written to the file.
   void flush();
   const std::filesystem::path& logFilePath() const { return _logFilePath; }
 
-  /// Removes the first log file, by name, when the folder holds ten or more, sub-folders counted. One at a
-  /// time; intentional.
+  /// If the folder has ten or more log files (including sub-folders), removes the first one by name. Intentional: only
+  /// one per call.
   static void handleFilesOfDirectory(const std::filesystem::path& folder);
 
  private:

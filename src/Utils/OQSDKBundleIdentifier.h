@@ -1,4 +1,4 @@
 #pragma once
 
-/// The library's identifier as a literal, so that the labels made from it exist before main().
+/// The library's identifier as a literal, so that labels built from it exist before main().
 #define OQSDK_BUNDLE_IDENTIFIER "com.torvelin.oqsdk"

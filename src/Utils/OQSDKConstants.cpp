@@ -4,7 +4,7 @@
 
 namespace oq {
 
-// Never destroyed: threads may still send and log while the process ends.
+// Never destroyed: threads may still send and log while the process exits.
 const std::string& OQSDKVersion = *new std::string(OQSDK_VERSION);
 const double OQSDKVersionNumber = 1.0;
 const unsigned char OQSDKVersionString[] = "@(#)PROGRAM:OQSDK  PROJECT:OQSDK-1\n";

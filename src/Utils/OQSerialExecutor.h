@@ -9,9 +9,9 @@
 
 namespace oq {
 
-/// Does pieces of work one at a time, in the order in which they came, without a lock held meanwhile and
-/// without anybody waiting: a thread that comes while another is at work leaves its piece to that one. Work
-/// that brings more work has it done afterwards. No exception reaches the caller.
+/// Runs work items one after the other, in order of arrival. Holds no lock meanwhile, and no caller waits: if another
+/// thread is already running items, that thread also runs the new one. Items added by an item run after it. No
+/// exception reaches the caller.
 class OQSerialExecutor {
  public:
   using Work = std::function<void()>;

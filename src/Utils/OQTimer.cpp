@@ -12,12 +12,12 @@ namespace oq {
 
 namespace {
 
-/// Saturating; what is negative or no number is 0.
+/// Saturates; negative numbers and not-a-number become 0.
 template <class Count>
 Count nanoseconds(double seconds) {
   double count = seconds * 1e9;
   if (!(count > 0)) return 0;
-  // The largest value itself is no double: its neighbour above is the first one too many.
+  // The largest integer is not a double: the next larger double is the first one that is too large.
   if (count >= std::ldexp(1.0, std::numeric_limits<Count>::digits)) return std::numeric_limits<Count>::max();
   return static_cast<Count>(count);
 }
@@ -58,7 +58,7 @@ void OQTimer::start(double fireTime) {
   _source = std::make_unique<DispatchTimer>([weak = weak_from_this()] {
     if (auto timer = weak.lock()) timer->fire();
   });
-  // A source without an interval would fire only once, whatever the timer says.
+  // A source with interval 0 would fire only once, even if the timer repeats.
   _source->setTimer(nanoseconds<std::int64_t>(fireTime),
                     std::max<std::uint64_t>(1, nanoseconds<std::uint64_t>(_timeInterval)));
 }

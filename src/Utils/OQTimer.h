@@ -8,10 +8,10 @@
 
 namespace oq {
 
-/// Sends a selector to its target on the main queue, once or again and again. Runs from the moment it is made
-/// until invalidate(), its one firing, the first firing after its target has gone, or its destruction.
+/// Sends a selector to its target on the main queue, once or repeatedly. Runs from its creation until invalidate(), its
+/// single firing, the first firing after the target was destroyed, or its own destruction.
 ///
-/// Threads: any. The target is held weakly and called outside the timer's lock.
+/// Thread-safe. The target is held weakly and called without holding the timer's lock.
 class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   OQ_CLASS(OQTimer)
 
@@ -19,19 +19,19 @@ class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   /// The action; it gets the timer. The target's class must have a method for it.
   using Action = Selector<void(OQTimer&)>;
 
-  /// First firing after one interval. Seconds.
+  /// First fires after one interval. In seconds.
   static std::shared_ptr<OQTimer> timerWithTimeInterval(double interval, const std::shared_ptr<Object>& target,
                                                         const Action& selector, bool repeats);
   static std::shared_ptr<OQTimer> initWithFireTime(double fireTime, double interval,
                                                    const std::shared_ptr<Object>& target, const Action& selector,
                                                    bool repeats);
-  /// Throws Exception "OQTimer init error": a timer needs its arguments.
+  /// Throws Exception "OQTimer init error": a timer needs arguments.
   OQTimer();
   ~OQTimer() override;
 
   /// Runs the action once, on the calling thread.
   void fire();
-  /// Stops the timer for good.
+  /// Stops the timer permanently.
   void invalidate();
 
   bool repeats() const;

@@ -10,11 +10,11 @@ namespace oq {
 
 namespace {
 
-const char* const dateFormat = "yyyy-MM-dd HH:mm:ss";
+const char* const kDateFormat = "yyyy-MM-dd HH:mm:ss";
 
-/// The date without the fraction of its second.
+/// The date without fractions of a second.
 std::optional<Date> wholeSeconds(Date date) {
-  DateFormatter formatter(dateFormat);
+  DateFormatter formatter(kDateFormat);
   return formatter.dateFromString(formatter.stringFromDate(date));
 }
 
@@ -34,11 +34,11 @@ std::string OQUtils::getUUID() {
 
 std::optional<Date> OQUtils::dateFromString(const Value& text) {
   if (!text.is_string()) return std::nullopt;
-  return DateFormatter(dateFormat).dateFromString(std::string_view(text.get_string()));
+  return DateFormatter(kDateFormat).dateFromString(std::string_view(text.get_string()));
 }
 
 std::string OQUtils::stringFromDate(Date date) {
-  return DateFormatter(dateFormat).stringFromDate(date);
+  return DateFormatter(kDateFormat).stringFromDate(date);
 }
 
 int OQUtils::compareOneDay(std::optional<Date> oneDay, std::optional<Date> anotherDay) {

@@ -14,43 +14,43 @@ namespace oq {
 
 class UIViewController;
 
-/// Odds and ends that several parts share. No state; any thread.
+/// Shared helper functions. Stateless and thread-safe.
 class OQUtils {
  public:
   /// The operating system's version.
   static std::string getOSVersion();
   /// Identifies this installation; sent at login.
   static std::string getUUID();
-  /// Keeps getUUID() in the keychain unless an identifier is there. May wait some seconds for the keychain.
+  /// Stores getUUID() in the keychain unless an identifier is stored already. May block some seconds.
   static void saveUUIDWithKeyChain();
-  /// What is kept there: an empty dictionary when nothing is, null when it cannot be read. Waits likewise.
+  /// The stored identifier: an empty dictionary if there is none, null if it cannot be read. May block some seconds.
   static Value getUUIDWithKeychain();
 
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
   static std::optional<Date> dateFromString(const Value& text);
   static std::string stringFromDate(Date date);
-  /// 1 when the first is later, -1 when it is earlier, 0 when both fall into one second (not day, despite the
-  /// name) or either is missing. Writes both to the platform's log, at every call.
+  /// 1 if the first date is later, -1 if it is earlier, 0 if both are in the same second (not day, despite the name) or
+  /// either is missing. Every call writes both to the platform's log.
   static int compareOneDay(std::optional<Date> oneDay, std::optional<Date> anotherDay);
-  /// The same calendar day in the device's time zone; false when either is missing.
+  /// Whether both are on the same calendar day in the device's time zone; false if either is missing.
   static bool isSameDay(std::optional<Date> oneDay, std::optional<Date> anotherDay);
 
-  /// Whether the point lies in the circle of the rectangle's width that touches its top and left edges, the
-  /// boundary included. The height takes no part.
+  /// Whether the point is inside or on the circle that touches the rectangle's top and left edges and has its width as
+  /// diameter. The height is ignored.
   static bool point(CGPoint point, CGRect inCircleRect);
 
-  /// Has a mail program show a message with the files to the recipient; both lists go together. The composer is
-  /// presented from the controller, and taken away again when it has finished. Nothing happens without a
-  /// recipient, a controller on screen or a mail program. Any thread.
+  /// Opens a message to the recipient in a mail program, with the files attached; the file name at an index belongs to
+  /// the data at the same index. The composer is presented from the controller and dismissed when it has finished. Has
+  /// no effect without a recipient, a controller on screen or a mail program. Thread-safe.
   static void sendEmailTo(const std::optional<std::string>& recipient, std::vector<Data> attachmentDatas,
                           std::vector<std::string> attachmentFileNames,
                           std::shared_ptr<UIViewController> fromController);
-  /// Asks which of the other two environments to store; it counts from the next start on. Any thread.
+  /// Asks which of the other two environments to store; it takes effect at the next start. Thread-safe.
   static void changeEnvironment();
 
-  /// nullopt for nothing and for an empty text.
+  /// nullopt for nothing and for an empty string.
   static std::optional<std::string> base64Encode(const std::optional<std::string>& text);
-  /// nullopt too for what is not base64 of UTF-8 text.
+  /// Also nullopt if the input is not base64 of valid UTF-8.
   static std::optional<std::string> base64Decode(const std::optional<std::string>& text);
 };
 

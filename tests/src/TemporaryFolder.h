@@ -10,8 +10,8 @@
 
 namespace oq::test {
 
-/// An empty folder that is the application's data folder from now on. Kept until the process ends: the logger
-/// of the process may have its file in it.
+/// A new empty folder that becomes the application's data folder. Not removed until the process ends, because the
+/// logger may have its file in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() { setApplicationDataDirectory(_path); }

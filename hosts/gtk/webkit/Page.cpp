@@ -13,7 +13,7 @@ std::string textOf(const char* text) {
   return text ? text : "";
 }
 
-/// JSON, "null" for what has none.
+/// JSON; "null" for values that JSON does not have.
 std::string jsonOf(JSCValue* value) {
   char* json = value ? jsc_value_to_json(value, 0) : nullptr;
   std::string text = json ? json : "null";
@@ -43,7 +43,7 @@ std::int64_t codeOf(const GError& error) {
   }
 }
 
-/// Of what is loaded into any frame. A page may make up frames of its own, but name nothing of the machine.
+/// For loads in any frame. A page may create frames from its own data, but must not access local resources.
 bool mayBeLoaded(const char* address) {
   const char* scheme = address ? g_uri_peek_scheme(address) : nullptr;
   if (!scheme) return false;
@@ -53,7 +53,7 @@ bool mayBeLoaded(const char* address) {
   return false;
 }
 
-/// The engine keeps an invisible text view in its widget, which translates key bindings. Tab must not stop there.
+/// The engine has an invisible text view in its widget, which translates key bindings. Tab must not stop there.
 void keepFocusOffHelpers(GtkWidget* view) {
   for (GtkWidget* child = gtk_widget_get_first_child(view); child; child = gtk_widget_get_next_sibling(child)) {
     if (GTK_IS_TEXT_VIEW(child)) gtk_widget_set_focusable(child, FALSE);
@@ -100,7 +100,7 @@ gboolean goOnWithoutPassword(WebKitWebView*, WebKitAuthenticationRequest* reques
 
 }  // namespace
 
-/// A name of the bridge.
+/// A message handler with a name.
 struct Page::Handler {
   Page& page;
   std::string name;
@@ -138,7 +138,7 @@ void Page::addContent(const WebPageSettings& settings) {
   for (const std::string& name : settings.messageHandlers) {
     _handlers.push_back(std::unique_ptr<Handler>(new Handler{*this, name}));
     const std::string signal = "script-message-received::" + name;
-    // Connected first: a message may come as soon as the name is known.
+    // Connected first, because a message may come as soon as the name is registered.
     g_signal_connect(_content, signal.c_str(), G_CALLBACK(Handler::received), _handlers.back().get());
     webkit_user_content_manager_register_script_message_handler(_content, name.c_str(), nullptr);
   }
@@ -222,11 +222,11 @@ void Page::connectLoad() {
                      return static_cast<Page*>(self)->showDialog(dialog);
                    }),
                    this);
-  // A view may outlive its page for a moment: no dialog of the engine's own comes up then.
+  // A view may outlive its page for a moment: the engine must not show its own dialogs then.
   g_signal_connect(_view, "script-dialog", G_CALLBACK(refuse), nullptr);
 }
 
-/// What would lead out of the page: to files, to the user's other windows, to the keyring.
+/// Blocks everything that leads out of the page: to files, to other windows of the user, to the keyring.
 void Page::connectLimits() {
   g_signal_connect(_view, "permission-request", G_CALLBACK(denyPermission), this);
   g_signal_connect(_view, "run-file-chooser", G_CALLBACK(cancelFileChooser), this);
@@ -236,7 +236,7 @@ void Page::connectLimits() {
     g_signal_connect(_view, offered, G_CALLBACK(refuse), this);
 }
 
-/// A wheel or touchpad that goes on upwards at the page's top.
+/// Detects a wheel or touchpad that continues upwards at the page's top.
 void Page::connectPulls() {
   GtkEventController* wheel = gtk_event_controller_scroll_new(GTK_EVENT_CONTROLLER_SCROLL_VERTICAL);
   gtk_event_controller_set_propagation_phase(wheel, GTK_PHASE_CAPTURE);
@@ -271,7 +271,7 @@ void Page::reload() {
   _retried.clear();
   _allowed.clear();
   _cancellations = 0;
-  // Without a process there is no document to load again, and its address is forgotten.
+  // After a crash there is no document to reload, and the view has lost its address.
   if (_crashed) return webkit_web_view_load_uri(_view, _shown.c_str());
   webkit_web_view_reload(_view);
 }
@@ -315,7 +315,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
   switch (event) {
     case WEBKIT_LOAD_STARTED:
       _failed = _crashed = false;
-      // For the client it is one load still.
+      // The client sees both as one load.
       if (!_retried.empty()) return;
       return _client.pageStarted();
     case WEBKIT_LOAD_REDIRECTED:
@@ -327,7 +327,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
       _shown = url();
       return _client.pageCommitted();
     case WEBKIT_LOAD_FINISHED:
-      // The engine says so after a failure as well.
+      // The engine reports this after a failure as well.
       if (!_failed) _client.pageFinished();
       return;
   }
@@ -336,9 +336,8 @@ void Page::loadChanged(WebKitLoadEvent event) {
 bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& error) {
   _failed = true;
   const bool committed = event == WEBKIT_LOAD_COMMITTED || event == WEBKIT_LOAD_FINISHED;
-  // The engine may open a connection ahead of the load; when that one's certificate is refused, the load that
-  // waits for it ends as if somebody had cancelled it. What is cancelled in earnest has an error of the
-  // engine's own.
+  // The engine may open a connection before the load. If that connection's certificate is refused, the load that waits
+  // for it fails with G_IO_ERROR_CANCELLED. A real cancellation has an error code of the engine.
   if (!committed && g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && _cancellations++ < 3) {
     retryWhenAllowed(textOf(address));
     return true;
@@ -348,8 +347,8 @@ bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& 
   return true;
 }
 
-/// A certificate of an authority that the library trusts and the engine does not know of is allowed for its
-/// host, and the load repeated, once.
+/// If the library trusts the certificate's authority and only the engine does not, the certificate is allowed for its
+/// host, and the load is repeated once.
 bool Page::certificateRefused(const char* address, GTlsCertificate* certificate) {
   _failed = true;
   const std::string url = textOf(address);
@@ -368,8 +367,8 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
   return true;
 }
 
-/// What is allowed reaches the network process by one way and a load by another, so the load waits until the
-/// process has answered something that was asked after the former.
+/// The permission and the load reach the network process on different channels. The load therefore waits until the
+/// process has answered a request that was sent after the permission.
 void Page::retryWhenAllowed(const std::string& url) {
   _retried = url;
   struct Retry {
@@ -394,7 +393,7 @@ bool Page::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type)
   WebKitNavigationAction* action =
       webkit_navigation_policy_decision_get_navigation_action(WEBKIT_NAVIGATION_POLICY_DECISION(decision));
   const char* address = webkit_uri_request_get_uri(webkit_navigation_action_get_request(action));
-  // There are no windows but the host's.
+  // New windows are not allowed.
   const bool allowed = type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION && mayBeLoaded(address);
   allowed ? webkit_policy_decision_use(decision) : webkit_policy_decision_ignore(decision);
   return true;
@@ -411,9 +410,9 @@ bool Page::decideResponse(WebKitResponsePolicyDecision* decision) {
   return true;
 }
 
-/// A dialog that is held stays unanswered; the last reference to it answers. It is never closed by hand: closed
-/// while the engine still tells of it, as for a view whose delegate has gone, it is no more when the engine lets
-/// go of it, and the host dies.
+/// Holding a reference keeps the dialog open; releasing the last reference closes it with its answer. Never close it
+/// explicitly: if it is closed while the engine still reports it (for example because the view has no delegate), the
+/// engine later releases a freed dialog, and the process crashes.
 bool Page::showDialog(WebKitScriptDialog* dialog) {
   const WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
   if (type == WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM) {

@@ -55,11 +55,11 @@ class Page : public WidgetPage {
   GCancellable* _gone = g_cancellable_new();
   std::vector<std::unique_ptr<Handler>> _handlers;
   std::vector<Dialog> _dialogs;  ///< those that scripts wait for
-  std::string _allowed;          ///< the address whose certificate was allowed for the load under way
-  std::string _retried;          ///< the address that is loaded again without the client's knowing
-  std::string _shown;            ///< the address to go back to after a crash
-  bool _failed = false;          ///< the load that is under way
-  int _cancellations = 0;        ///< of the load that is under way
+  std::string _allowed;          ///< the address whose certificate was allowed for the current load
+  std::string _retried;          ///< the address that is loaded again without a report to the client
+  std::string _shown;            ///< the address to load after a crash
+  bool _failed = false;          ///< the current load has failed
+  int _cancellations = 0;        ///< of the current load
   bool _crashed = false;
   double _pulled = 0;
 };

@@ -15,7 +15,8 @@ void cancelDownload(WebKitNetworkSession*, WebKitDownload* download, gpointer) {
   webkit_download_cancel(download);
 }
 
-/// The file of authorities that the library's HTTPS client trusts besides the system's; nullptr without one.
+/// The file of authorities that the library's HTTPS client trusts in addition to the system's; nullptr if there is
+/// none.
 const char* ownAuthorities() {
   const char* file = std::getenv("SSL_CERT_FILE");
   return file && *file ? file : nullptr;
@@ -27,10 +28,10 @@ WebKitNetworkSession* makeSession(const std::string& folder) {
   webkit_cookie_manager_set_persistent_storage(cookies, (folder + "/cookies.sqlite").c_str(),
                                                WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
   webkit_network_session_set_tls_errors_policy(session, WEBKIT_TLS_ERRORS_POLICY_FAIL);
-  // Keeping passwords would ask the user's keyring, which may ask the user.
+  // Storing passwords would use the keyring, which may show a question to the user.
   webkit_network_session_set_persistent_credential_storage_enabled(session, FALSE);
   g_signal_connect(session, "download-started", G_CALLBACK(cancelDownload), nullptr);
-  // One page a view, seen once: nothing is kept ready for a way back that is seldom gone.
+  // Each view shows one page once, so no memory is used to make going back faster.
   webkit_web_context_set_cache_model(webkit_web_context_get_default(), WEBKIT_CACHE_MODEL_DOCUMENT_VIEWER);
   return session;
 }

@@ -13,8 +13,8 @@ WebKitWebView* takeView(const char* folder);
 /// process. Returns whether any is left.
 bool prepareNextPart(const char* folder);
 
-/// Whether a certificate that the engine refused is one that the library's HTTPS client accepts: its chain ends at an
-/// authority of the file that SSL_CERT_FILE names, and it is made out to the address's host.
+/// Whether the library's HTTPS client accepts a certificate that the engine refused: its chain ends at an authority in
+/// the file that SSL_CERT_FILE names, and it is valid for the address's host.
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address);
 
 }  // namespace oq::gtk

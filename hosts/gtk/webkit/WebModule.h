@@ -4,27 +4,27 @@
 
 #include "WebKit/WebEngine.h"
 
-/// Between the GTK host and the module that has the web engine in it. The module is linked with nothing of the library,
-/// and the host with nothing of the engine: they share interfaces, and find each other by these names.
+/// The interface between the GTK host and the module with the web engine. The module is not linked with the library,
+/// nor the host with the engine: they share interfaces and these function names.
 namespace oq::gtk {
 
-/// A page that is shown by a widget.
+/// A page that a widget shows.
 class WidgetPage : public WebPage {
  public:
-  /// Owned by the page. Whoever gives it a parent takes it away again before the page goes.
+  /// Owned by the page. Code that gives it a parent must unparent it before the page is destroyed.
   virtual GtkWidget* widget() const = 0;
-  /// The number of the widget's points per point of the page.
+  /// Widget points per point of the page.
   virtual void setZoom(double zoom) = 0;
   void viewMoved(UIView&) override {}
 };
 
-/// "oqsdk_open_web_page": the caller deletes the page, and the client outlives it. Pages and cookies are kept below the
-/// folder, of which the first call of a process decides.
+/// "oqsdk_open_web_page": the caller deletes the page; the client must outlive it. Pages and cookies are stored in the
+/// folder that the first call of a process passes.
 using OpenWebPage = WidgetPage* (*)(const char* folder, const WebPageSettings& settings, WebPageClient& client);
-/// "oqsdk_prepare_web_pages": each call does a part of what the first page of the process would do first, with the same
-/// folder, and takes about a frame. Returns whether a part is left.
+/// "oqsdk_prepare_web_pages": each call does one step of the first page's initialization, with the same folder, and
+/// takes about a frame. Returns whether a step is left.
 using PrepareWebPages = bool (*)(const char* folder);
-/// "oqsdk_web_module_version": of the library that the module belongs to.
+/// "oqsdk_web_module_version": the version of the library that the module belongs to.
 using WebModuleVersion = const char* (*)();
 
 }  // namespace oq::gtk

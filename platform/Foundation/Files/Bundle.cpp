@@ -24,13 +24,13 @@ MainBundle& mainBundle() {
   return *bundle;
 }
 
-/// Where this code was loaded from: the library's folder, or that of the program which has the library linked in.
+/// The folder that this code was loaded from: the library's, or the program's if the library is linked statically.
 fs::path ownFolder() {
   Dl_info own{};
   const bool known = ::dladdr(reinterpret_cast<const void*>(&mainBundleGeneration), &own) != 0 && own.dli_fname;
   fs::path file = known ? own.dli_fname : "";
   std::error_code error;
-  // A program goes by the name that it was called with, which does not tell where it is.
+  // For a program the name is the one that it was called with, which may not be its path.
   if (!file.is_absolute()) file = fs::read_symlink("/proc/self/exe", error);
   return file.parent_path();
 }

@@ -10,18 +10,18 @@
 
 namespace oq {
 
-/// What the host says of itself when it installs the library; empty texts fall back to the program's name and "".
+/// Set by the host when it installs the library. An empty identifier falls back to the program's name.
 OQSDK_EXPORT void setMainBundle(std::string identifier, std::string shortVersion);
 std::string mainBundleIdentifier();
 std::string mainBundleShortVersion();
-/// Grows with every call of setMainBundle.
+/// Increases with every call of setMainBundle().
 std::uint64_t mainBundleGeneration();
 
-/// A folder of resources that belongs to the library: `name` + ".bundle" beside the library's data. Looked for in
-/// $OQSDK_RESOURCE_DIR, in share/oqsdk of the prefix that the library was loaded from, where it was to be installed
-/// when it was built, and in its source tree, in this order.
+/// The folder of one of the library's resource bundles: `name` + ".bundle". Searched in this order:
+/// $OQSDK_RESOURCE_DIR, share/oqsdk of the prefix that the library was loaded from, the install prefix set at build
+/// time, and the source tree.
 std::optional<std::filesystem::path> pathForResourceBundle(std::string_view name);
-/// A file of such a bundle; nullopt when either is missing.
+/// A file of such a bundle; nullopt if the bundle or the file is missing.
 std::optional<std::filesystem::path> pathForResource(std::string_view bundle, std::string_view file);
 
 }  // namespace oq

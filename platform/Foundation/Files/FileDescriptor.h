@@ -6,7 +6,7 @@
 
 namespace oq {
 
-/// An open file that is closed with its owner. False when it could not be opened.
+/// Owns an open file and closes it. Converts to false if the file could not be opened.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor = -1) : _descriptor(descriptor) {}

@@ -12,12 +12,12 @@
 namespace oq {
 
 std::unique_ptr<FileHandle> FileHandle::createForWriting(const std::filesystem::path& file) {
-  // Not blocking, so that a pipe of that name is refused rather than waited for.
+  // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
   constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   FileDescriptor opened(::open(file.c_str(), Flags, 0600));
   struct stat status {};
   if (!opened || ::fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-  // The mask of the process may have taken bits away, and a file that was there has a mode of its own.
+  // The umask may have cleared bits, and an existing file keeps its old mode.
   ::fchmod(opened.get(), 0600);
   return std::unique_ptr<FileHandle>(new FileHandle(std::move(opened)));
 }
@@ -38,10 +38,10 @@ bool FileHandle::writeData(std::string_view bytes) {
 }
 
 void FileHandle::takeBackTornLine(std::string_view written) {
-  // Without a line feed all of it is torn.
+  // Without a line feed all of it is an incomplete line.
   std::size_t torn = written.size() - (written.rfind('\n') + 1);
   off_t end = ::lseek(_descriptor.get(), -static_cast<off_t>(torn), SEEK_CUR);
-  // Where the file cannot be made shorter, what comes next is written over the rest.
+  // If the file cannot be truncated, the next write overwrites the rest.
   [[maybe_unused]] bool isShorter = end >= 0 && ::ftruncate(_descriptor.get(), end) == 0;
 }
 

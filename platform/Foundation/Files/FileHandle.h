@@ -9,17 +9,17 @@
 
 namespace oq {
 
-/// A file that is written from its beginning on. One thread at a time; closed when it is destroyed.
+/// A file that is written from its beginning. Not thread-safe. Closed on destruction.
 class FileHandle {
  public:
-  /// Makes the file, or empties the one that is there; mode 0600 either way. nullptr when it cannot be
-  /// opened, or when a link or anything else that is no file has the name.
+  /// Creates the file or empties an existing one; its mode becomes 0600. nullptr if it cannot be opened, or if the name
+  /// belongs to a link or anything else that is not a regular file.
   static std::unique_ptr<FileHandle> createForWriting(const std::filesystem::path& file);
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
 
-  /// False when not all of it could be written. The lines that were written stay; a part of one is taken back, so that
-  /// the next write begins a line of its own. Raises no signal.
+  /// False if the bytes could not be written completely. Complete lines are kept; an incomplete line is removed, so
+  /// that the next write starts a new line. Raises no signal.
   bool writeData(std::string_view bytes);
 
  private:

@@ -15,14 +15,14 @@ namespace oq {
 
 namespace {
 
-constexpr auto FirstPause = std::chrono::microseconds(100);
-constexpr auto LongestPause = std::chrono::microseconds(2000);
+constexpr auto kFirstPause = std::chrono::microseconds(100);
+constexpr auto kLongestPause = std::chrono::microseconds(2000);
 
 FileDescriptor openLockFile(const std::filesystem::path& path) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
   if (file || errno != ENOENT) return file;
   FileDescriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  // The process's mask may have taken bits away that the next process needs.
+  // The umask may have cleared bits that the next process needs.
   if (made) ::fchmod(made.get(), 0600);
   return made;
 }

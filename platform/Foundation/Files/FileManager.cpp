@@ -46,46 +46,47 @@ fs::path homeDirectory() {
 }
 
 fs::path userDataDirectory() {
-  // Relative paths are to be ignored, says the convention that defines the variable.
+  // The XDG convention requires that relative paths are ignored.
   if (const char* folder = std::getenv("XDG_DATA_HOME"); folder && *folder == '/') return folder;
   return homeDirectory() / ".local" / "share";
 }
 
-/// An identifier as one component of a path.
+/// The identifier as one path component.
 std::string folderName(std::string identifier) {
   std::replace(identifier.begin(), identifier.end(), '/', '_');
   return identifier == "." || identifier == ".." ? "_" : identifier;
 }
 
 fs::path existing(fs::path directory) {
-  createDirectory(directory);  // When that fails, so does what is tried there, and says so.
+  createDirectory(directory);  // If this fails, opening files there fails and reports it.
   return directory;
 }
 
-constexpr std::string_view TemporaryPrefix = ".oq-";
-constexpr std::string_view TemporaryPattern = ".oq-XXXXXX";
+constexpr std::string_view kTemporaryPrefix = ".oq-";
+constexpr std::string_view kTemporaryPattern = ".oq-XXXXXX";
 
-/// A file of its own beside the target, locked as long as it is open: that is what tells it from one that a
-/// killed process left behind.
+/// A new file in the target's folder, locked while it is open: the lock distinguishes it from one that a killed process
+/// left behind.
 FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
   for (;;) {
-    // A name of its own length, since one made from the target's could be too long for the file system.
-    name = (folder / TemporaryPattern).string();
+    // The name has a fixed length: one made from the target's name could be too long for the file system.
+    name = (folder / kTemporaryPattern).string();
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
     struct stat status {};
     if (!file || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-      // Held by one who takes it for left behind and is about to remove it, unless files have no locks here.
+      // Either another process takes it for abandoned and is about to remove it (try again), or files here have no
+      // locks.
       if (file && errno == EWOULDBLOCK) continue;
       return file;
     }
-    // Removed before it could be locked: it had looked as if nobody wrote it.
+    // Another process removed it as abandoned before it was locked.
     if (::fstat(file.get(), &status) == 0 && status.st_nlink == 0) continue;
     return file;
   }
 }
 
-/// The names of a folder's entries, in no order; none when it cannot be read. (The standard library's
-/// iterators end the process when there is no memory.)
+/// The names of a folder's entries, unordered; empty if it cannot be read. (The standard library's iterators end the
+/// process when memory is short.)
 std::vector<std::string> namesIn(const fs::path& folder) {
   std::vector<std::string> names;
   std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), ::closedir);
@@ -96,11 +97,11 @@ std::vector<std::string> namesIn(const fs::path& folder) {
   return names;
 }
 
-/// Removes what processes left behind that were killed while they wrote. Files that are being written are
-/// locked; those of others, and all files where there are no locks, stay.
+/// Removes temporary files of processes that were killed while they wrote. Files that are being written are locked and
+/// stay, as do other users' files, and all files where locks are not supported.
 void removeAbandonedFiles(const fs::path& folder) {
   for (const std::string& name : namesIn(folder)) {
-    if (name.size() != TemporaryPattern.size() || !name.starts_with(TemporaryPrefix)) continue;
+    if (name.size() != kTemporaryPattern.size() || !name.starts_with(kTemporaryPrefix)) continue;
     fs::path path = folder / name;
     FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat status {};
@@ -123,7 +124,7 @@ bool writeAll(int file, const Data& contents) {
 
 void flushDirectory(const fs::path& directory) {
   FileDescriptor folder(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // The contents are safe already; not every file system lets a folder be flushed.
+  // The contents are on the disk already; some file systems cannot flush a folder.
   if (folder) ::fsync(folder.get());
 }
 
@@ -132,7 +133,7 @@ void enumerateInto(const fs::path& directory, const fs::path& prefix, std::vecto
   std::sort(names.begin(), names.end());
   for (const std::string& name : names) {
     entries.push_back(prefix / name);
-    // A link is named but not followed, since it may lead back here.
+    // A link is listed but not followed, because it may point to a parent folder.
     std::error_code error;
     bool isFolder = fs::symlink_status(directory / name, error).type() == fs::file_type::directory;
     if (isFolder) enumerateInto(directory / name, prefix / name, entries);
@@ -160,7 +161,7 @@ fs::path applicationDataDirectory() {
 }
 
 std::uint64_t applicationDataGeneration() {
-  // By default the folder has the application's name.
+  // The default folder is named after the main bundle.
   return location().generation.load(std::memory_order_acquire) + mainBundleGeneration();
 }
 
@@ -183,7 +184,7 @@ bool createDirectory(const fs::path& directory) {
 
 std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, FileVersion* version) {
   if (version) *version = FileVersion();
-  // Not blocking, so that a pipe of that name is refused rather than waited for.
+  // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -195,7 +196,7 @@ std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, File
   while (true) {
     if (length == contents.size()) {
       if (length > limit) return std::nullopt;
-      contents.resize(length + 4096);  // Room to see the end, or that the file is growing.
+      contents.resize(length + 4096);  // Space to detect the end of the file, or that it is growing.
     }
     ssize_t count = ::read(file.get(), contents.data() + length, contents.size() - length);
     if (count < 0 && errno == EINTR) continue;
@@ -205,7 +206,7 @@ std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, File
   }
   if (length < size || length > limit) return std::nullopt;
   contents.resize(length);
-  // With the state from before it was read, so that a change since then is noticed.
+  // Uses the status from before the read, so that a change since then is noticed.
   if (version) *version = FileVersion(std::move(file), status);
   return contents;
 }
@@ -240,7 +241,7 @@ bool removeItem(const fs::path& directory, const fs::path& item) {
   }
   if (!folder) return false;
   std::error_code error;
-  // By way of the open folder, whatever stands in the place of its name by now.
+  // Removes through the open folder, even if its path now leads elsewhere.
   fs::path open = "/proc/self/fd/" + std::to_string(folder.get());
   return fs::remove_all(open / item.filename(), error) > 0 && !error;
 }
@@ -274,7 +275,7 @@ WriteSignalGuard::WriteSignalGuard() {
 WriteSignalGuard::~WriteSignalGuard() {
   int error = errno;
   timespec noTime{};
-  // What our writes raised is taken back before the mask goes, or it would be delivered then.
+  // Discards the signals that our writes raised; otherwise restoring the mask would deliver them.
   while (sigtimedwait(&_ours, nullptr, &noTime) > 0 || errno == EINTR) {
   }
   pthread_sigmask(SIG_SETMASK, &_savedMask, nullptr);

@@ -11,8 +11,8 @@ struct stat;
 
 namespace oq {
 
-/// A file as it was when it was read or written: finds out without reading whether a path still leads to it. One
-/// thread at a time.
+/// Identifies a file as it was when it was read or written, and can check without reading whether a path still leads to
+/// it. Not thread-safe.
 class FileVersion {
  public:
   /// No file.
@@ -22,12 +22,13 @@ class FileVersion {
   /// The open file, and what the system said of it.
   FileVersion(FileDescriptor file, const struct stat& status);
 
-  /// True if the path leads to this file and it was not written since, or if there is no file in either case.
+  /// True if the path leads to this file and the file has not been written since. For "no file", true if the path does
+  /// not exist.
   bool isStillAt(const std::filesystem::path& path) const;
 
  private:
-  /// Kept open, so that its inode number stays taken. A file that replaces another one twice may get the number of the
-  /// first, with the same size and, as file systems keep time in steps of milliseconds, with the same time.
+  /// Kept open, so that its inode number stays in use. Otherwise a file that is replaced twice could get the same inode
+  /// number again, with the same size and (file systems keep time in steps of milliseconds) the same time.
   FileDescriptor _file;
   std::uint64_t _device = 0, _inode = 0;
   std::int64_t _size = 0;

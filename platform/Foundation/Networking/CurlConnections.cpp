@@ -19,8 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The two clocks are read one after the other, and a busy machine may do other things in between.
-constexpr auto shortestSuspension = 500ms;
+/// Tolerance: the two clocks are read one after the other, and the thread may be interrupted in between.
+constexpr auto kShortestSuspension = 500ms;
 
 std::chrono::nanoseconds timeOf(clockid_t clock) {
   timespec time{};
@@ -47,13 +47,13 @@ bool isBetween(curl_socket_t socket, const CurlConnections::Ends& ends) {
   return ::getpeername(socket, generic, &length) == 0 && isNamed(name, ends.remoteAddress, ends.remotePort);
 }
 
-/// No byte, no end and no error waits on the socket.
+/// True if the socket has no received bytes, no end of stream and no error.
 bool isSilent(curl_socket_t socket) {
   char byte;
   return ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
 }
 
-/// Bytes that the TLS library has taken from the socket together with the end of the last answer.
+/// True if the TLS library has read bytes beyond the end of the last response.
 bool hasDecryptedBytes(CURL* handle) {
   const CurlLibrary& curl = *CurlLibrary::shared();
   curl_tlssessioninfo* session = nullptr;
@@ -95,12 +95,12 @@ std::shared_ptr<CurlConnections::Connection> CurlConnections::find(const Ends& e
 }
 
 bool CurlConnections::isUsable(const Connection& connection, CURL* handle) const {
-  // What has come on a new connection belongs to its handshake.
+  // Bytes on a new connection belong to its handshake.
   if (!connection.lastUse) return true;
   const Moment now = _clock();
   const auto idle = now.sinceBoot - connection.lastUse->sinceBoot;
   const auto suspended = idle - (now.awake - connection.lastUse->awake);
-  if (idle >= connection.longestIdle || suspended > shortestSuspension) return false;
+  if (idle >= connection.longestIdle || suspended > kShortestSuspension) return false;
   return !hasDecryptedBytes(handle) && isSilent(connection.socket);
 }
 

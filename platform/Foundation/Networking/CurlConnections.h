@@ -12,17 +12,17 @@
 
 namespace oq {
 
-/// The same moment on two clocks of the machine.
+/// One moment on two clocks of the machine.
 struct Moment {
-  std::chrono::nanoseconds sinceBoot;  ///< includes the time during which the machine was suspended
-  std::chrono::nanoseconds awake;      ///< does not include it
+  std::chrono::nanoseconds sinceBoot;  ///< includes time while the machine was suspended
+  std::chrono::nanoseconds awake;      ///< excludes it
 
   static Moment now();
 };
 
-/// The connections of one transport, and whether one that carried a request before may carry another. libcurl 7.88
-/// reuses a TLS connection on which the server has sent close_notify, or bytes that belong to no request. For the
-/// transport's thread only; must outlive the connections.
+/// Tracks the connections of one transport, and whether a used connection may carry another request. It is needed
+/// because libcurl 7.88 reuses a TLS connection on which the server has sent close_notify, or bytes that belong to no
+/// request. For the transport's thread only; must outlive the connections.
 class CurlConnections {
  public:
   struct Connection {
@@ -30,7 +30,7 @@ class CurlConnections {
     std::optional<Moment> lastUse = std::nullopt;  ///< absent until the first request
     std::chrono::nanoseconds longestIdle = std::chrono::seconds(30);
   };
-  /// A TCP connection by its two ends: addresses as libcurl writes them, and ports.
+  /// A TCP connection, identified by the addresses (as libcurl writes them) and ports of its two ends.
   struct Ends {
     const char* remoteAddress;
     int remotePort;
@@ -42,13 +42,13 @@ class CurlConnections {
   CurlConnections(const CurlConnections&) = delete;
   CurlConnections& operator=(const CurlConnections&) = delete;
 
-  /// From then on the connections that the handle opens are known.
+  /// Tracks the connections that the handle opens from now on.
   void observe(CURL* handle);
   /// nullptr if there is no such connection.
   std::shared_ptr<Connection> find(const Ends& ends) const;
   /// Whether the handle may send its request on this connection now. False if the server has closed the connection or
-  /// has sent anything since the last answer, and if the connection was idle for too long or during a suspend: routers
-  /// forget such connections.
+  /// has sent anything since the last response, or if the connection was idle for too long or during a suspend (routers
+  /// forget such connections).
   bool isUsable(const Connection& connection, CURL* handle) const;
   void noteUse(Connection& connection) const { connection.lastUse = _clock(); }
 
@@ -61,7 +61,7 @@ class CurlConnections {
 };
 
 /// How long a connection may be idle according to the header field "Keep-Alive: timeout=5"; nullopt for other lines.
-/// The result is shorter than the server's limit, because a request that is sent at the last moment arrives too late.
+/// The result is shorter than the server's limit, because a request sent at the last moment would arrive too late.
 std::optional<std::chrono::nanoseconds> longestIdleOf(std::string_view headerLine);
 
 }  // namespace oq

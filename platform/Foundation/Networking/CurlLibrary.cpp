@@ -8,8 +8,8 @@
 namespace oq {
 namespace {
 
-/// 7.87: what keeps redirects to HTTPS is 7.85's, and an option that is unknown would be passed over.
-constexpr unsigned firstVersion = 0x075700;
+/// 7.87. The options that restrict redirects to HTTPS need 7.85; an older version would ignore them.
+constexpr unsigned kFirstVersion = 0x075700;
 
 bool findAll(void* library, CurlLibrary& functions) {
   return findFunction(library, "curl_easy_init", functions.easyInit) &&
@@ -35,12 +35,12 @@ bool findAll(void* library, CurlLibrary& functions) {
 
 const CurlLibrary* load() {
   static CurlLibrary functions{};
-  // The one on OpenSSL. The host may use the one on GnuTLS beside it.
+  // The variant for OpenSSL. The host may use the GnuTLS variant at the same time.
   void* library = openLibrary("libcurl.so.4");
   if (library) findFunction(library, "SSL_has_pending", functions.tlsHasPending);
   decltype(&curl_global_init) setUp = nullptr;
   const bool isUsable = library && findAll(library, functions) && findFunction(library, "curl_global_init", setUp) &&
-                        functions.versionInfo(CURLVERSION_NOW)->version_num >= firstVersion &&
+                        functions.versionInfo(CURLVERSION_NOW)->version_num >= kFirstVersion &&
                         setUp(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   return isUsable ? &functions : nullptr;
 }

@@ -6,15 +6,15 @@
 
 namespace oq {
 
-/// The functions of libcurl, which is loaded at the first request: linked, it and the thirty libraries that it stands
-/// on would be half of what linking OQSDK costs an application, even one that never makes a request.
+/// The functions of libcurl, which is loaded at the first request. If it were linked, it and its thirty dependencies
+/// would be half of what linking OQSDK costs an application, even one that makes no request.
 struct CurlLibrary {
-  /// The first call loads it, which takes milliseconds; the end of the process must wait for that. nullptr when there
-  /// is none, it is too old, or the system has no memory or descriptors to give; the next call tries again. Any thread.
+  /// The first call loads the library, which takes milliseconds; the process must not exit meanwhile. nullptr if the
+  /// library is missing or too old, or if memory or descriptors are short; the next call tries again. Thread-safe.
   static const CurlLibrary* shared();
 
-  /// Sets an option, whose value must be of the kind that it takes. What fails for want of memory shows when the
-  /// transfer runs.
+  /// Sets an option; the value's type must match the option's. A failure for lack of memory appears when the transfer
+  /// runs.
   template <CURLoption option, class Value>
   void set(CURL* handle, Value value) const {
     constexpr auto kind = option / 10000 * 10000;

@@ -17,12 +17,12 @@ namespace oq {
 
 namespace {
 
-constexpr const char* userAgent = "OQSDK/" OQSDK_VERSION;
-constexpr double usualTimeout = 60.0;
-constexpr std::size_t longestHead = 256 << 10;
-constexpr std::size_t usualBody = 1 << 20;
+constexpr const char* kUserAgent = "OQSDK/" OQSDK_VERSION;
+constexpr double kUsualTimeout = 60.0;
+constexpr std::size_t kLongestHead = 256 << 10;
+constexpr std::size_t kUsualBody = 1 << 20;
 
-/// For transfers that have a handle: it is there.
+/// Only for transfers that have a handle: libcurl is loaded then.
 const CurlLibrary& curl() {
   return *CurlLibrary::shared();
 }
@@ -34,15 +34,14 @@ std::string hostOf(const std::string& address) {
   return authority.substr(authority.rfind('@') + 1);
 }
 
-/// Read on the caller's thread, the only one that knows that nobody changes the environment meanwhile.
+/// Read on the caller's thread: only the caller can be sure that no other thread changes the environment meanwhile.
 std::string namedAuthorities() {
   const char* file = getenv("SSL_CERT_FILE");
   return file ? file : "";
 }
 
-/// The certificates named by SSL_CERT_FILE come beside the system's folder of certificates; empty when there
-/// are none to add. The system's own bundle adds nothing, and reading it again would cost every connection 30
-/// ms.
+/// SSL_CERT_FILE adds certificates to the system's folder. Empty if there are none to add. The system's own bundle adds
+/// nothing, and reading it again would cost each connection 30 ms.
 std::string readableAuthorities(const std::string& file) {
   if (file.empty() || access(file.c_str(), R_OK) != 0) return "";
   const char* bundle = curl().versionInfo(CURLVERSION_NOW)->cainfo;
@@ -51,7 +50,7 @@ std::string readableAuthorities(const std::string& file) {
   return file;
 }
 
-/// The same, looked at once a second at most.
+/// The same, but checks the file at most once per second.
 const std::string& additionalAuthorities(const std::string& file) {
   struct Known {
     std::string file, authorities;
@@ -87,7 +86,7 @@ bool hasCredentials(const URLRequest& request) {
 
 std::chrono::milliseconds timeoutOf(const URLRequest& request) {
   double seconds = request.timeoutInterval();
-  if (!(seconds > 0)) seconds = usualTimeout;
+  if (!(seconds > 0)) seconds = kUsualTimeout;
   return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds, 86400.0) * 1000));
 }
 
@@ -116,9 +115,9 @@ void CurlTransfer::prepare(CURL* handle) {
   curl().set<CURLOPT_HTTP_VERSION>(handle, static_cast<long>(CURL_HTTP_VERSION_1_1));
   curl().set<CURLOPT_FOLLOWLOCATION>(handle, 1L);
   curl().set<CURLOPT_MAXREDIRS>(handle, _redirectsLeft);
-  curl().set<CURLOPT_USERAGENT>(handle, userAgent);
+  curl().set<CURLOPT_USERAGENT>(handle, kUserAgent);
   curl().set<CURLOPT_NOSIGNAL>(handle, 1L);
-  curl().set<CURLOPT_QUICK_EXIT>(handle, 1L);  // a slow name server delays nobody else
+  curl().set<CURLOPT_QUICK_EXIT>(handle, 1L);  // a slow name server delays no other transfer
   curl().set<CURLOPT_TCP_NODELAY>(handle, 1L);
   curl().set<CURLOPT_ACCEPT_ENCODING>(handle, "gzip, deflate");
   curl().set<CURLOPT_SUPPRESS_CONNECT_HEADERS>(handle, 1L);
@@ -147,8 +146,8 @@ bool CurlTransfer::prepareAgain() {
   curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
   curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_METHOD, &method);
   if (redirects == 0) return true;
-  // libcurl would begin with the requests that were answered by redirects. It would also take the target for the host
-  // that credentials are for.
+  // Otherwise libcurl would repeat the requests that were answered by redirects, and would take the redirect's target
+  // for the host that the credentials belong to.
   if (!address || !method || hasCredentials(_request)) return false;
   const bool isFetch = std::string_view(method) == "GET";
   const std::string target = address;  // setting it frees the one that libcurl returned
@@ -166,7 +165,7 @@ void CurlTransfer::setAuthorities() {
   if (!extraAuthorities.empty()) {
     curl().set<CURLOPT_CAINFO>(_handle, extraAuthorities.c_str());
   } else if (hasFolderOfAuthorities()) {
-    curl().set<CURLOPT_CAINFO>(_handle, nullptr);  // the folder suffices, and is read a file at a time
+    curl().set<CURLOPT_CAINFO>(_handle, nullptr);  // the folder suffices, and its files are read only as needed
   }
 }
 
@@ -198,7 +197,7 @@ void CurlTransfer::setHeaderFields() {
   if (_request.cachePolicy() == URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData) {
     addHeaderLine("Cache-Control: no-cache");
   }
-  addHeaderLine("Expect:");  // a large body goes out at once, too
+  addHeaderLine("Expect:");  // sends a large body without waiting for "100 Continue"
   curl().set<CURLOPT_HTTPHEADER>(_handle, _headerLines);
 }
 
@@ -218,9 +217,9 @@ bool CurlTransfer::append(const char* bytes, std::size_t length) try {
     return false;
   }
   _lastByte = Clock::now();
-  // A body that grows takes addresses for the longest one at once, and memory for what has come: moving it to
-  // a larger place again and again would hold it twice.
-  bool isLarge = _body.size() + length > usualBody;
+  // Reserves the maximum at once: it takes address space, and memory only for what has arrived. Growing in steps would
+  // hold the body twice while it is moved.
+  bool isLarge = _body.size() + length > kUsualBody;
   if (isLarge && _body.capacity() < _longestBody) _body.reserve(_longestBody);
   _body.insert(_body.end(), bytes, bytes + length);
   return true;
@@ -234,7 +233,7 @@ std::size_t CurlTransfer::onHeader(char* bytes, std::size_t size, std::size_t co
   self._isAwaitingAnswer = false;
   std::string_view line(bytes, size * count);
   self._headLength += line.size();
-  if (self._headLength > longestHead) {
+  if (self._headLength > kLongestHead) {
     self._isTooLong = true;
     return 0;
   }
@@ -251,10 +250,10 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
   return 0;
 }
 
-/// Called before each request that goes out, those after a redirect included. When the one before it has had
-/// no answer, this is libcurl sending it again, because a kept connection turned out to be dead. The server
-/// may have read it: a request is sent at most once. Nothing of the new request is
-/// written yet: if the connection is closed by now, another one is used.
+/// Called before each request is sent, including those after a redirect. If the request before it has had no response,
+/// libcurl is sending it again because a kept connection turned out to be dead. The server may have read the first one,
+/// and a request is sent at most once. Nothing of the new request has been written yet: if the connection is closed by
+/// now, another one is used.
 int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;
@@ -275,7 +274,7 @@ CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
 
 void CurlTransfer::complete(CURLcode result) {
   if (_connection) _connections.noteUse(*_connection);
-  // libcurl takes a head that is cut off for a whole one.
+  // libcurl accepts a truncated response head as complete.
   if (result == CURLE_OK && !_isHeadComplete) result = CURLE_PARTIAL_FILE;
   if (result != CURLE_OK) return completeWithError(errorCodeFor(result), descriptionOf(result));
   URLResponse response;
@@ -296,8 +295,8 @@ URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
   if (_isTooLong) return URLErrorBadServerResponse;
   if (result == CURLE_OPERATION_TIMEDOUT) return URLErrorTimedOut;
   if (_isAwaitingAnswer) {
-    // libcurl calls an answer that is not HTTP an unsupported protocol. Whatever else happens here, such as a
-    // failed attempt to connect once more, began with a connection that ended before the answer.
+    // libcurl reports a response that is not HTTP as an unsupported protocol. Every other error here, such as a failed
+    // attempt to reconnect, is the result of a connection that ended before the response.
     bool isNoHTTP = result == CURLE_UNSUPPORTED_PROTOCOL || result == CURLE_WEIRD_SERVER_REPLY;
     return isNoHTTP ? URLErrorBadServerResponse : URLErrorNetworkConnectionLost;
   }

@@ -12,32 +12,32 @@
 
 namespace oq {
 
-/// One request on its way through libcurl, and what has come back so far. Made on any thread, then used by
-/// the transport's thread only.
+/// One request that libcurl performs, and the response received so far. Created on any thread, then used by the
+/// transport's thread only.
 class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// The connections are those of the transport.
+  /// `connections` belongs to the transport.
   CurlTransfer(URLRequest request, URLCompletion completion, CurlConnections& connections, std::size_t longestBody,
                std::chrono::milliseconds wholeTime);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Host and port, as the address has them.
+  /// Host and port, as written in the address.
   const std::string& host() const { return _host; }
-  /// Nothing at the server is changed by it.
+  /// True if the request does not change anything at the server.
   bool onlyFetches() const { return _request.httpMethod() == "GET"; }
 
-  /// Sets everything that the request needs on the handle, and starts the clock.
+  /// Sets all options of the request on the handle, and starts the timeout.
   void prepare(CURL* handle);
   /// True if the transfer ended because libcurl chose an unusable connection, before anything was sent on it. The
-  /// handle is then ready to go on with the same request on another connection.
+  /// handle can then continue the same request on another connection.
   bool prepareAgain();
-  /// When the transfer has taken too long: without a byte once it has been prepared, or in all.
+  /// The earlier of two limits: the timeout since the last byte (once prepared), and the limit for the whole transfer.
   Clock::time_point deadline() const;
-  /// Hands the outcome to the completion, on a background queue; the first call counts.
+  /// Passes the result to the completion on a background queue. Only the first call has an effect.
   void complete(CURLcode result);
   void completeWithError(URLErrorCode code, std::string description);
 
@@ -47,7 +47,7 @@ class CurlTransfer {
   static int onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
   static int onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort);
 
-  /// False when that would be too much.
+  /// False if the body would be too long.
   bool append(const char* bytes, std::size_t length);
   void setMethodAndBody();
   void setHeaderFields();
@@ -69,13 +69,13 @@ class CurlTransfer {
   char _message[CURL_ERROR_SIZE] = "";
   std::optional<Clock::time_point> _lastByte;
   curl_off_t _bytesSoFar = 0;
-  std::shared_ptr<CurlConnections::Connection> _connection;  ///< of the request that was sent last
+  std::shared_ptr<CurlConnections::Connection> _connection;  ///< of the last request that was sent
   long _redirectsLeft = 20;
-  bool _isAwaitingAnswer = false;      ///< a request has been given to a connection, and no byte has come back yet
+  bool _isAwaitingAnswer = false;      ///< the request was passed to a connection, and no byte has come back yet
   bool _isConnectionUnusable = false;  ///< of the request that is about to be sent
-  bool _isHeadComplete = false;        ///< of the answer that came last
+  bool _isHeadComplete = false;        ///< of the latest response
   bool _isTooLong = false;
-  std::size_t _headLength = 0;  ///< of all answers, redirects included
+  std::size_t _headLength = 0;  ///< of all responses, including redirects
   Data _body;
 };
 

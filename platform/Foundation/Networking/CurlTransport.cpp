@@ -15,26 +15,27 @@ namespace oq {
 
 namespace {
 
-constexpr std::size_t mostIdleHandles = 16;
-constexpr auto longestPause = std::chrono::minutes(1);
+constexpr std::size_t kMostIdleHandles = 16;
+constexpr auto kLongestPause = std::chrono::minutes(1);
 
-/// Held shared while libcurl is at work. When the process ends it is taken for good, so that nothing is taken
-/// apart under a transfer.
+/// Held shared while libcurl works. At process exit it is locked exclusively and never unlocked, so that nothing is
+/// freed while a transfer uses it.
 std::shared_mutex& processEndGate() {
   static auto* gate = new std::shared_mutex;
   return *gate;
 }
 
-/// Before the first use of libcurl, on the thread that makes the first request: it takes microseconds. The
-/// TLS library would free its state when the process ends, also while another thread is still loading it, and
-/// crash there; told so now, it leaves that to the system. Where the host used the library before, it does so
-/// after the gate has closed.
+/// Called before the first use of libcurl, on the thread that makes the first request; it takes microseconds. By
+/// default OpenSSL frees its state at process exit, even while another thread is still loading it, and crashes there.
+/// OPENSSL_INIT_NO_ATEXIT leaves the clean-up to the system. If the host initialized OpenSSL earlier, OpenSSL's exit
+/// handler runs after the gate has closed.
 bool settleProcessEnd() {
   static const pid_t process = ::getpid();
   static const bool isSettled = [] {
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     return std::atexit([] {
-             // A forked process has no transfers, and nobody there would open a gate that was shared meanwhile.
+             // A forked process has no transfers, and could wait for ever for a gate that was locked (shared) at the
+             // fork.
              static std::once_flag closed;
              if (::getpid() == process) std::call_once(closed, [] { processEndGate().lock(); });
            }) == 0;
@@ -65,8 +66,7 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
     return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
   }
   _submitted.push_back(std::move(transfer));
-  // When there are more, the thread has been woken and has not looked yet; when it is not set up, it will
-  // look.
+  // If there are more, the thread has been woken and has not looked yet. If it is not initialized, it will look anyway.
   if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
 }
 
@@ -179,7 +179,7 @@ void CurlTransport::finishDone() {
   }
 }
 
-/// Cannot go on for ever: libcurl has closed the unusable connection, and each was kept after an answer.
+/// Always ends: libcurl has closed the unusable connection, and only connections that carried a response are kept.
 bool CurlTransport::beginAgain(CURL* handle) {
   if (!_running.find(handle)->second->prepareAgain()) return false;
   _curl->multiRemoveHandle(_multi, handle);
@@ -208,9 +208,9 @@ void CurlTransport::finish(CURL* handle, CURLcode result) {
   _running.erase(found);
   --_hosts[transfer->host()].running;
   transfer->complete(result);
-  _curl->multiRemoveHandle(_multi, handle);  // ends its connection when that is still in use
+  _curl->multiRemoveHandle(_multi, handle);  // closes the connection if it is still in use
   _curl->easyReset(handle);
-  if (_idleHandles.size() < mostIdleHandles) {
+  if (_idleHandles.size() < kMostIdleHandles) {
     _idleHandles.push_back(handle);
   } else {
     _curl->easyCleanup(handle);
@@ -218,7 +218,7 @@ void CurlTransport::finish(CURL* handle, CURLcode result) {
 }
 
 int CurlTransport::millisecondsUntilDeadline() const {
-  auto first = Clock::now() + longestPause;
+  auto first = Clock::now() + kLongestPause;
   for (const auto& [handle, transfer] : _running) first = std::min(first, transfer->deadline());
   for (const auto& [name, host] : _hosts) {
     for (const Line& line : host.lines)

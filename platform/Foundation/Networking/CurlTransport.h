@@ -19,20 +19,20 @@ namespace oq {
 
 class CurlTransfer;
 
-/// HTTPS through libcurl: one background thread drives all transfers, so that connections and TLS sessions
-/// are shared. At most six transfers to a host run at a time; the others wait in line, in order, those that bring the
-/// server something before those that only fetch.
+/// HTTPS through libcurl. One background thread drives all transfers, so that they share connections and TLS sessions.
+/// At most six transfers per host run in parallel; the others are queued in order, and transfers that send something to
+/// the server go before those that only fetch.
 class CurlTransport final : public URLTransport {
  public:
   struct Limits {
-    std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< waiting in line included
-    std::size_t bodyBytes = std::size_t{64} << 20;                      ///< of an answer, after decompression
+    std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< including time in the queue
+    std::size_t bodyBytes = std::size_t{64} << 20;                      ///< of a response, after decompression
     std::size_t transfersPerHost = 6;
     std::function<Moment()> clock = Moment::now;  ///< for idle connections; called on the transport's thread
   };
 
   static std::shared_ptr<CurlTransport> shared();
-  /// Lives as long as the process, as its thread does.
+  /// Lives as long as the process, as does its thread.
   static std::shared_ptr<CurlTransport> make(const Limits& limits);
 
   void perform(URLRequest request, URLCompletion completion) override;
@@ -43,12 +43,12 @@ class CurlTransport final : public URLTransport {
   explicit CurlTransport(const Limits& limits) : _limits(limits), _connections(limits.clock) {}
   ~CurlTransport() override = default;
 
-  /// In the order of their deadlines.
+  /// Ordered by deadline.
   using Line = std::deque<std::shared_ptr<CurlTransfer>>;
   /// The transfers to one host and port.
   struct Host {
     std::size_t running = 0;
-    /// First what brings something: a report must not wait for a campaign's pictures.
+    /// Uploads first: a report must not wait for a campaign's pictures.
     std::array<Line, 2> lines;
 
     std::shared_ptr<CurlTransfer> takeNext();
@@ -71,14 +71,14 @@ class CurlTransport final : public URLTransport {
 
   std::mutex _mutex;  // guards the next four
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
-  CURLM* _multi = nullptr;  ///< nullptr until the thread has set itself up
+  CURLM* _multi = nullptr;  ///< nullptr until the thread has initialized it
   bool _hasThread = false;
-  bool _isBroken = false;  ///< the end of the process would not wait
+  bool _isBroken = false;  ///< process exit would not wait for libcurl
 
-  /// Set before _multi: whoever sees that may use it.
+  /// Set before _multi: a thread that sees _multi may use it.
   const CurlLibrary* _curl = nullptr;
 
-  // For the thread only.
+  // For the transport's thread only.
   CurlConnections _connections;
   CURLSH* _tlsSessions = nullptr;
   std::vector<CURL*> _idleHandles;

@@ -8,7 +8,7 @@ namespace oq {
 
 namespace {
 
-constexpr std::array<std::pair<int, const char*>, 42> statusTexts{{
+constexpr std::array<std::pair<int, const char*>, 42> kStatusTexts{{
     {100, "continue"},
     {101, "switching protocols"},
     {200, "no error"},
@@ -71,9 +71,9 @@ const char* textForClass(std::int64_t statusCode) {
 }  // namespace
 
 std::string localizedStringForStatusCode(std::int64_t statusCode) {
-  auto found = std::find_if(statusTexts.begin(), statusTexts.end(),
+  auto found = std::find_if(kStatusTexts.begin(), kStatusTexts.end(),
                             [&](const auto& known) { return known.first == statusCode; });
-  return found != statusTexts.end() ? found->second : textForClass(statusCode);
+  return found != kStatusTexts.end() ? found->second : textForClass(statusCode);
 }
 
 }  // namespace oq

@@ -8,8 +8,7 @@ namespace oq {
 
 namespace {
 
-/// The unreserved and the reserved characters of RFC 3986. Not by <cctype>: what is a letter must not depend on the
-/// host's locale.
+/// The unreserved and the reserved characters of RFC 3986. Does not use <cctype>, which depends on the host's locale.
 bool isURLCharacter(char c) {
   return g_ascii_isalnum(c) || (c != '\0' && std::strchr("-._~:/?#[]@!$&'()*+,;=", c));
 }

@@ -6,10 +6,10 @@
 
 namespace oq {
 
-/// An address. Only what RFC 3986 allows to stand in one can become a URL; what was given is what it says.
+/// A URL as defined by RFC 3986, stored as given.
 class URL {
  public:
-  /// nullopt for an empty text or one with characters that no URL has.
+  /// nullopt for an empty string or one with characters that RFC 3986 does not allow.
   static std::optional<URL> withString(std::string_view text);
 
   const std::string& absoluteString() const { return _text; }

@@ -6,7 +6,7 @@
 
 namespace oq {
 
-/// Calls the completion on the background queue of all URL sessions. An empty completion is allowed.
+/// Both call the completion on the background queue of all URL sessions. An empty completion is allowed.
 void succeed(URLCompletion completion, Data data, URLResponse response);
 void fail(URLCompletion completion, URLErrorCode code, std::string description);
 

@@ -13,7 +13,7 @@ namespace oq {
 
 namespace {
 
-/// Never destroyed: a request may end while the process does.
+/// Never destroyed: a request may end while the process exits.
 struct TransportSlot {
   std::mutex mutex;
   std::shared_ptr<URLTransport> transport;
@@ -39,7 +39,8 @@ DispatchQueue& completionQueue() {
 
 void succeed(URLCompletion completion, Data data, URLResponse response) {
   if (!completion) return;
-  auto shared = std::make_shared<const Data>(std::move(data));  // a block is copied, an answer of megabytes is not
+  auto shared =
+      std::make_shared<const Data>(std::move(data));  // a block may be copied; a response of megabytes must not be
   completionQueue().async([completion = std::move(completion), shared, response = std::move(response)] {
     completion(*shared, response, std::nullopt);
   });
@@ -65,7 +66,7 @@ void URLRequest::setValueForHTTPHeaderField(std::string value, std::string field
 void setURLTransport(std::shared_ptr<URLTransport> transport) {
   auto& slot = transportSlot();
   std::lock_guard lock(slot.mutex);
-  slot.transport.swap(transport);  // the old one goes after the lock
+  slot.transport.swap(transport);  // the old transport is released after the lock
 }
 
 void URLSessionDataTask::resume() {
@@ -74,7 +75,7 @@ void URLSessionDataTask::resume() {
     if (std::exchange(_started, true)) return;
   }
   auto completion = std::exchange(_completion, nullptr);
-  // Plain HTTP is refused as well: everything that is sent names a user.
+  // Plain HTTP is refused as well: every request contains a user's identifier.
   bool isSupported = _request.url() && _request.url()->scheme() == "https";
   if (!isSupported) return fail(std::move(completion), URLErrorUnsupportedURL, "unsupported URL");
   currentTransport()->perform(std::move(_request), std::move(completion));

@@ -30,13 +30,13 @@ class URLRequest {
 
   const std::optional<URL>& url() const { return _url; }
   URLRequestCachePolicy cachePolicy() const { return _cachePolicy; }
-  /// Seconds without a byte until the request fails.
+  /// Seconds without a byte after which the request fails.
   double timeoutInterval() const { return _timeoutInterval; }
 
   void setHTTPMethod(std::string method) { _method = std::move(method); }
   const std::string& httpMethod() const { return _method; }
 
-  /// Replaces an earlier value of the same field; names compare without regard to case.
+  /// Replaces an earlier value of the same field; names are case-insensitive.
   void setValueForHTTPHeaderField(std::string value, std::string field);
   const std::vector<std::pair<std::string, std::string>>& headerFields() const { return _headerFields; }
 
@@ -57,14 +57,14 @@ struct URLResponse {
   std::string url;
 };
 
-/// The standard text of an HTTP status code, in lower case as a person would read it ("not found").
+/// The standard phrase for an HTTP status code, in lower case for display ("not found").
 std::string localizedStringForStatusCode(std::int64_t statusCode);
 
 /// Exactly one of response and error is present; data may be empty.
 using URLCompletion = std::function<void(const Data& data, const std::optional<URLResponse>& response,
                                          const std::optional<Error>& error)>;
 
-/// What carries requests. The real one is libcurl; a test may put another in its place.
+/// Performs the requests. The real one uses libcurl; a test may install another.
 class URLTransport {
  public:
   virtual ~URLTransport() = default;
@@ -72,7 +72,7 @@ class URLTransport {
   virtual void perform(URLRequest request, URLCompletion completion) = 0;
 };
 
-/// nullptr gives the real transport back. Tasks that run already are not affected. Any thread.
+/// nullptr restores the real transport. Tasks that are running are not affected. Thread-safe.
 void setURLTransport(std::shared_ptr<URLTransport> transport);
 
 struct URLSessionConfiguration {
@@ -94,14 +94,13 @@ class URLSessionDataTask {
   bool _started = false;
 };
 
-/// A session of its own for each client on the surface; connections and TLS sessions are shared by all
-/// underneath. HTTPS only: any other address fails with URLErrorUnsupportedURL. A request is sent at most
-/// once. If its connection ends before the answer, the task fails with URLErrorNetworkConnectionLost; a kept
-/// connection that has ended before the request is replaced first. Completions run on a background queue, side by side
-/// and in no promised order. A request without a URL fails with URLErrorUnsupportedURL before the network. Redirects:
-/// at most 20, HTTPS only, a refused one is a failure. An answer of more than 64 MiB, after decompression, is a
-/// failure, and takes no more memory than that meanwhile. No cookies. Certificates are checked against the system's and
-/// those of the file named by SSL_CERT_FILE.
+/// Clients use separate sessions; all sessions share connections and TLS sessions. HTTPS only: a request with any other
+/// address, or without one, fails with URLErrorUnsupportedURL before the network is used. A request is sent at most
+/// once. If its connection ends before the response, the task fails with URLErrorNetworkConnectionLost; a kept
+/// connection that ended before the request is replaced first. Completions run on a background queue, in parallel and
+/// in no particular order. At most 20 redirects, HTTPS only; a refused redirect is a failure. A response of more than
+/// 64 MiB after decompression is a failure, and never takes more memory than that. No cookies. Certificates are checked
+/// against the system's and those of the file named by SSL_CERT_FILE.
 class URLSession {
  public:
   static std::shared_ptr<URLSession> sessionWithConfiguration(const URLSessionConfiguration& configuration);

@@ -11,8 +11,8 @@
 
 namespace oq::plist {
 
-/// The binary property list format as a flat table of nodes in which references stay indices: shared nodes
-/// are not expanded, and a hostile file costs no more memory than its own size warrants.
+/// The binary property list format as a flat table of nodes whose references are indices. Shared nodes are not
+/// expanded, so the memory for a hostile file is bounded by its size.
 using Ref = std::uint32_t;
 struct Uid {
   std::uint64_t value = 0;
@@ -26,12 +26,12 @@ struct DictNode {
   std::vector<Ref> values;
 };
 struct NullNode {};
-/// A floating-point node remembers whether it is single precision.
+/// A floating-point node keeps whether it is single precision.
 struct RealNode {
   double value = 0;
   bool single = false;
 };
-/// Strings are UTF-8. An unsigned integer is one that no signed one can hold.
+/// Strings are UTF-8. An unsigned integer is used only for numbers that exceed the signed range.
 using Node = std::variant<NullNode, bool, std::int64_t, std::uint64_t, RealNode, Date, Data, std::string, Uid,
                           ArrayNode, DictNode>;
 
@@ -44,14 +44,14 @@ struct Table {
   }
 };
 
-/// Bytes of a string that are not UTF-8 are written as U+FFFD.
+/// Invalid UTF-8 in a string is written as U+FFFD.
 Data write(const Table& table);
-/// nullopt for anything that is not a well-formed binary property list of at most four million nodes: bad
-/// offsets, sizes, references, text, keys that are no strings. Nodes may refer to each other in circles.
+/// nullopt for anything but a well-formed binary property list of at most four million nodes (bad offsets, sizes,
+/// references or strings, keys that are not strings). Nodes may refer to each other in cycles.
 std::optional<Table> read(const Data& data);
 
-/// A checksum that every tool tolerates: a data entry "OQChecksum" in the root dictionary, 8 bytes of magic
-/// and a CRC-32 of the whole file with those 4 bytes zero. Empty unless the root is a dictionary.
+/// Adds a checksum that other tools ignore: a data entry "OQChecksum" in the root dictionary with 8 bytes of magic and
+/// a CRC-32 of the whole file, computed with those 4 bytes zero. Empty unless the root is a dictionary.
 Data writeSealed(Table table);
 /// Checks size (at most 256 MiB), checksum and structure, in this order.
 std::optional<Table> readSealed(const Data& data);

@@ -10,11 +10,11 @@
 /// The bytes of the binary property list format, for its writer, its reader and its seal.
 namespace oq::plist {
 
-// An array, since a view of a literal may name another copy of it in each file that includes this.
+// An array, because a view of a literal may refer to a different copy of it in each file that includes this header.
 inline constexpr std::array<char, 8> Header{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
 inline constexpr std::size_t TrailerSize = 32;
-inline constexpr double ReferenceDate = 978307200;  // 2001-01-01, from which the format counts.
-// A byte of the file can stand for a node of fifty, so the number of nodes has a bound of its own.
+inline constexpr double ReferenceDate = 978307200;  // 2001-01-01, the format's epoch
+// One byte of the file can become a node of fifty bytes, so the number of nodes is limited separately.
 inline constexpr std::uint64_t MaximumNodes = 4u << 20;
 
 enum Marker : std::uint8_t {
@@ -32,7 +32,7 @@ enum Marker : std::uint8_t {
   DictMarker = 0xD0,
 };
 
-/// A big-endian number of the file; the bytes are there.
+/// Reads a big-endian number; the caller has checked that the bytes exist.
 inline std::uint64_t numberAt(const Data& data, std::size_t position, unsigned width) {
   if (width == 1) return data[position];
   if (width == 2) return static_cast<std::uint64_t>(data[position]) << 8 | data[position + 1];

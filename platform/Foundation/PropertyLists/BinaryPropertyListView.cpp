@@ -8,7 +8,7 @@
 namespace oq::plist {
 namespace {
 
-/// Whether no half of a surrogate pair stands alone.
+/// True if every surrogate has its other half.
 bool isWholeUTF16(const Data& data, std::size_t begin, std::size_t end) {
   for (std::size_t at = begin; at < end; at += 2) {
     unsigned kind = data[at] & 0xFC;
@@ -37,7 +37,7 @@ std::optional<Trailer> trailerOf(const Data& data) {
   if (trailer.count > MaximumNodes || trailer.root >= trailer.count) return std::nullopt;
   if (trailer.tableOffset <= Header.size() || trailer.tableOffset > at) return std::nullopt;
   if (trailer.count * trailer.offsetWidth > at - trailer.tableOffset) return std::nullopt;
-  // Each node takes a byte at least, or room would be made for what cannot be there.
+  // Each node takes at least one byte; otherwise memory would be reserved for nodes that cannot exist.
   if (trailer.count > trailer.tableOffset - Header.size()) return std::nullopt;
   return trailer;
 }
@@ -50,7 +50,7 @@ std::optional<View> View::open(const Data& data) {
 }
 
 bool View::check() const {
-  // Nodes of a well-formed file do not overlap. Without this, many offsets could name one long node.
+  // Nodes of a well-formed file do not overlap. Without this check, many offsets could refer to one long node.
   std::uint64_t unclaimed = _trailer.tableOffset - Header.size();
   for (Ref ref = 0; ref < count(); ++ref) {
     std::uint64_t offset = offsetOf(ref);
@@ -73,7 +73,7 @@ bool View::isSound(const Item& item) const {
   return true;
 }
 
-/// Whether the node, which may not have been looked at, says that it is a text.
+/// Whether the node, which may not have been checked yet, is marked as a string.
 bool View::isKey(Ref ref) const {
   std::uint64_t offset = offsetOf(ref);
   if (!isPlace(offset)) return false;
@@ -81,7 +81,7 @@ bool View::isKey(Ref ref) const {
   return marker == plist::ASCII || marker == plist::UTF16;
 }
 
-/// Reads the marker and the count, and looks whether the rest has room before the table of offsets.
+/// Reads the marker and the count, and checks that the contents end before the offset table.
 std::optional<View::Item> View::itemAt(std::size_t position) const {
   unsigned marker = (*_data)[position];
   unsigned low = marker & 15;
@@ -114,7 +114,7 @@ std::optional<View::Item> View::numberOf(Kind kind, std::size_t begin, unsigned 
   return Item{kind, numberAt(*_data, begin, width), begin, begin + width};
 }
 
-/// Sixteen bytes, of which the lower eight say it all or the number is none that is known here.
+/// A 16-byte integer; nullopt unless it fits 64 bits, signed or unsigned.
 std::optional<View::Item> View::longNumberAt(std::size_t begin) const {
   auto high = numberOf(Kind::Integer, begin, 8);
   auto low = high ? numberOf(Kind::Integer, high->end, 8) : std::nullopt;
@@ -129,7 +129,7 @@ std::optional<View::Item> View::countedAt(std::size_t position) const {
   unsigned marker = (*_data)[position];
   Item item{Kind::Null, marker & 15, position + 1, 0};
   if (item.value == 15) {
-    // The count is an integer that follows.
+    // The count is a separate integer.
     unsigned exponent = item.begin < _trailer.tableOffset ? (*_data)[item.begin] ^ plist::Integer : 4u;
     auto count = exponent < 4 ? numberOf(Kind::Integer, item.begin + 1, 1u << exponent) : std::nullopt;
     if (!count || count->value > _trailer.tableOffset) return std::nullopt;
@@ -159,7 +159,7 @@ std::optional<View::Item> View::countedAt(std::size_t position) const {
     default:
       return std::nullopt;
   }
-  // A count is no larger than the file, so that this does not overflow.
+  // The count is at most the file's size, so the product does not overflow.
   if (item.value * width > _trailer.tableOffset - item.begin) return std::nullopt;
   item.end = item.begin + item.value * width;
   return item;

@@ -10,9 +10,8 @@
 
 namespace oq::plist {
 
-/// A binary property list that is read where it lies. Opening it checks all of it and copies nothing; what is
-/// asked for is taken from the bytes then. The data must outlive the view. Nodes are known by their number,
-/// below `count()`.
+/// Reads a binary property list in place. Opening checks all of it and copies nothing; each value is read from the
+/// bytes on request. The data must outlive the view. Nodes are identified by their number, below `count()`.
 class View {
  public:
   enum class Kind : std::uint8_t {
@@ -29,12 +28,12 @@ class View {
     Array,
     Dictionary
   };
-  /// A node. `value` has the bits of a number, and is else the count: of bytes, of units of UTF-16, of
-  /// references, of pairs of references.
+  /// A node. `value` has the bits of a number; for other kinds it is a count of bytes, UTF-16 units, references or
+  /// pairs of references.
   struct Item {
     Kind kind = Kind::Null;
     std::uint64_t value = 0;
-    std::size_t begin = 0;  ///< of the number, or of what is counted
+    std::size_t begin = 0;  ///< of the number or of the counted elements
     std::size_t end = 0;
 
     bool isSingle() const { return end - begin == sizeof(float); }
@@ -42,22 +41,22 @@ class View {
     double real() const;
   };
 
-  /// nullopt for what plist::read() does not read either.
+  /// nullopt for data that plist::read() does not read either.
   static std::optional<View> open(const Data& data);
 
   Ref root() const { return static_cast<Ref>(_trailer.root); }
   Ref count() const { return static_cast<Ref>(_trailer.count); }
   Item item(Ref ref) const { return *itemAt(static_cast<std::size_t>(offsetOf(ref))); }
 
-  /// A reference of an array, or of a dictionary: first its keys, then its values.
+  /// A reference in an array, or in a dictionary (first its keys, then its values).
   Ref reference(const Item& container, std::uint64_t index) const {
     return static_cast<Ref>(numberAt(*_data, container.begin + index * _trailer.refWidth, _trailer.refWidth));
   }
-  /// The characters of ASCII, the bytes of bytes.
+  /// The bytes of an ASCII string or of a data node.
   std::string_view bytes(const Item& item) const {
     return {reinterpret_cast<const char*>(_data->data()) + item.begin, item.end - item.begin};
   }
-  /// UTF-8, of a text.
+  /// A string node as UTF-8.
   std::string text(const Item& item) const;
   bool equals(const Item& item, std::string_view text) const;
 
@@ -82,7 +81,7 @@ class View {
   Trailer _trailer;
 };
 
-/// The view of a file that writeSealed() made; see readSealed().
+/// The view of a file that writeSealed() wrote; see readSealed().
 std::optional<View> openSealed(const Data& data);
 
 }  // namespace oq::plist

@@ -8,7 +8,7 @@
 namespace oq::plist {
 namespace {
 
-/// The least of the widths 1, 2, 4 and 8 that hold the number.
+/// The smallest of the widths 1, 2, 4 and 8 that holds the number.
 unsigned widthOf(std::uint64_t number) {
   if (number <= 0xFF) return 1;
   if (number <= 0xFFFF) return 2;
@@ -45,7 +45,7 @@ class Writer {
   void append(bool value) { _out.push_back(value ? True : False); }
   void append(std::int64_t value) {
     auto bits = static_cast<std::uint64_t>(value);
-    // Only the width of eight bytes has a sign.
+    // Only the 8-byte width is signed.
     unsigned width = value < 0 ? 8 : widthOf(bits);
     _out.push_back(static_cast<std::uint8_t>(Integer | std::countr_zero(width)));
     appendNumber(bits, width);

@@ -25,7 +25,7 @@ inline constexpr std::string_view KeysKey = "NS.keys";
 inline constexpr std::string_view ObjectsKey = "NS.objects";
 inline constexpr std::array<std::string_view, 4> ColourKeys{"UIRed", "UIGreen", "UIBlue", "UIAlpha"};
 
-/// As deep as arrays and dictionaries are written and read within each other.
+/// Maximum nesting of arrays and dictionaries, for writing and reading.
 inline constexpr std::size_t MaximumDepth = 512;
 
 }  // namespace oq::archive

@@ -15,8 +15,8 @@ using plist::Uid;
 
 namespace {
 
-/// Finds the node of a text that was added before. The texts stay in the table of nodes; only their hashes
-/// are here, in one flat array, since an archive has hundreds of thousands of them.
+/// Finds the node of a string that was added before. The strings stay in the table of nodes; only their hashes are
+/// here, in one flat array, because an archive can have hundreds of thousands of them.
 class TextIndex {
  public:
   explicit TextIndex(const plist::Table& table) : _table(table), _slots(1024) {}
@@ -28,7 +28,8 @@ class TextIndex {
     bool isUsed = false;
   };
 
-  /// The slot of the text: used when it is known, else to be filled with `fill`, before the next search.
+  /// The slot of the string. If the string is new, the slot is unused and must be filled with `fill` before the next
+  /// search.
   Slot& find(std::string_view text) {
     if (2 * (_count + 1) > _slots.size()) grow();
     auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(text));
@@ -68,9 +69,8 @@ class TextIndex {
 
 }  // namespace
 
-/// The archive in the making. Objects get their number before their contents are written, so that they may
-/// refer to each other in circles; strings, colours, classes, keys, small numbers and references are written
-/// once.
+/// The archive being written. An object gets its number before its contents are written, so that objects may refer to
+/// each other in cycles. Strings, colours, classes, keys, small numbers and references are written once.
 class KeyedArchiver::Writer {
  public:
   Writer() { addObject(_table.add(std::string(archive::NullObject))); }
@@ -88,8 +88,7 @@ class KeyedArchiver::Writer {
     if (!object) return archive::NullUid;
     auto known = _coded.find(object.get());
     if (known != _coded.end()) return known->second;
-    // Kept until the archive is made: an object that was made for the purpose must not leave its address to
-    // another.
+    // Kept until the archive is complete: the address of a temporary object must not be reused by another.
     _kept.push_back(object);
     std::uint64_t number = addObject(0);
     _coded.emplace(object.get(), number);
@@ -149,8 +148,8 @@ class KeyedArchiver::Writer {
 
  private:
   using ColourBits = std::array<std::uint64_t, 4>;
-  static constexpr std::int64_t SharedIntegers = 256;
-  static constexpr std::uint64_t RepeatedForEachByte = 16;
+  static constexpr std::int64_t kSharedIntegers = 256;
+  static constexpr std::uint64_t kRepeatedForEachByte = 16;
 
   void set(std::string_view name, Ref value) {
     _current.keys.push_back(key(name));
@@ -215,10 +214,10 @@ class KeyedArchiver::Writer {
     return number;
   }
 
-  /// A reference costs its reader the whole text. What is read must stay in proportion to the file, so a text
-  /// that comes again and again is written anew from time to time.
+  /// Each reference to a string costs the reader the whole string. The read result must stay in proportion to the file,
+  /// so a string that repeats often is written again from time to time.
   bool mayRepeat(std::string_view text) {
-    if (_repeatedText + text.size() > RepeatedForEachByte * (_writtenText + _table.nodes.size())) return false;
+    if (_repeatedText + text.size() > kRepeatedForEachByte * (_writtenText + _table.nodes.size())) return false;
     _repeatedText += text.size();
     return true;
   }
@@ -242,7 +241,7 @@ class KeyedArchiver::Writer {
     return addInstance(std::move(node), classOf("NSDictionary", {"NSObject"}));
   }
 
-  /// The object number of a node that is shared.
+  /// The object number of a shared node.
   std::uint64_t objectOnce(Ref node) {
     auto [known, isNew] = _objectOfNode.try_emplace(node, 0);
     if (isNew) known->second = addObject(node);
@@ -250,7 +249,7 @@ class KeyedArchiver::Writer {
   }
 
   Ref integer(std::int64_t value) {
-    if (value < 0 || value >= SharedIntegers) return _table.add(value);
+    if (value < 0 || value >= kSharedIntegers) return _table.add(value);
     auto& known = _integers[static_cast<std::size_t>(value)];
     if (!known) known = _table.add(value);
     return *known;
@@ -274,14 +273,14 @@ class KeyedArchiver::Writer {
   std::vector<Ref> _objects;
   std::vector<std::optional<Ref>> _references;
   DictNode _current;
-  std::size_t _usualKeys = 0;  ///< of the object before: neighbours are mostly alike
+  std::size_t _usualKeys = 0;  ///< of the previous object: neighbours are mostly alike
   std::vector<std::shared_ptr<const SecureCoding>> _kept;
   std::unordered_map<const SecureCoding*, std::uint64_t> _coded;
   std::map<ColourBits, std::uint64_t> _colours;
   TextIndex _strings{_table}, _keys{_table};
   std::uint64_t _writtenText = 0, _repeatedText = 0;  ///< bytes
   std::map<std::string, std::uint64_t, std::less<>> _classes;
-  std::array<std::optional<Ref>, SharedIntegers> _integers;
+  std::array<std::optional<Ref>, kSharedIntegers> _integers;
   std::unordered_map<Ref, std::uint64_t> _objectOfNode;
   std::optional<Ref> _booleans[2];
 };

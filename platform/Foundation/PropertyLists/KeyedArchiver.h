@@ -20,29 +20,29 @@ namespace oq {
 class KeyedArchiver;
 class KeyedUnarchiver;
 
-/// What can be kept in a keyed archive. An object is written once, however often it is referred to.
+/// An object that can be stored in a keyed archive. It is written once, however often it is referenced.
 class SecureCoding {
  public:
   virtual ~SecureCoding() = default;
-  /// The name under which the class is archived, and by which a reader knows it.
+  /// The class name in the archive, by which a reader identifies the class.
   virtual std::string archivedClassName() const = 0;
   /// The names of the archived class's superclasses, nearest first, "NSObject" last.
   virtual std::vector<std::string> archivedSuperclassNames() const { return {"NSObject"}; }
   virtual void encodeWithCoder(KeyedArchiver& coder) const = 0;
 };
 
-/// Writes objects in the standard keyed-archive layout ("$archiver", "$objects", "$top", class names), sealed
-/// with a checksum. One archiver makes one archive.
+/// Writes objects in the standard keyed-archive layout ("$archiver", "$objects", "$top", class names), sealed with a
+/// checksum. One archiver writes one archive.
 class KeyedArchiver {
  public:
-  /// An array of objects as the root.
+  /// Archives an array of objects as the root.
   static Data archivedDataWithRootObjects(const std::vector<std::shared_ptr<const SecureCoding>>& objects);
 
   void encodeInteger(std::int64_t value, std::string_view key);
   void encodeBool(bool value, std::string_view key);
   void encodeFloat(float value, std::string_view key);
   void encodeDouble(double value, std::string_view key);
-  /// A value as it is; null writes the archive's null object.
+  /// Writes the value; null writes the archive's null object.
   void encodeObject(const Value& value, std::string_view key);
   void encodeObject(const std::shared_ptr<const SecureCoding>& object, std::string_view key);
   void encodeObject(const std::optional<UIColor>& colour, std::string_view key);
@@ -53,8 +53,8 @@ class KeyedArchiver {
   Writer& _writer;
 };
 
-/// Reads one object of an archive; handed to its constructor function. A key that is absent or of another
-/// type reads as 0, NO or nil.
+/// Reads one object of an archive; passed to the object's initWithCoder(). A key that is absent or has another type
+/// reads as 0, NO or nil.
 class KeyedUnarchiver {
  public:
   std::int64_t decodeInteger(std::string_view key) const;
@@ -74,9 +74,9 @@ class KeyedUnarchiver {
     return result;
   }
 
-  /// The root array, when every element is a T. nullopt for a damaged archive, another root or another class
-  /// in it: a foreign archive reads as absent. So does one that would make more than 64 times its size of
-  /// objects (and 1 MiB), as references that name the same over and over can.
+  /// The root array, if every element is a T. nullopt for a damaged archive, for another root or for another class in
+  /// it: a foreign archive counts as absent. The same applies to an archive whose objects would take more than 64 times
+  /// its size (and more than 1 MiB), which is possible if many references name the same object.
   template <class T>
   static std::optional<std::vector<std::shared_ptr<T>>> unarchiveArrayOf(const Data& data) {
     std::vector<std::shared_ptr<T>> result;
@@ -93,17 +93,16 @@ class KeyedUnarchiver {
   class Reader;
   using Visitor = std::function<void(const KeyedUnarchiver&)>;
   KeyedUnarchiver(const Reader& reader, const plist::View::Item& object) : _reader(reader), _object(object) {}
-  /// `size` is that of the object which the visitor makes.
+  /// `size` is the size of the object that the visitor creates.
   void withObject(std::string_view key, std::string_view className, std::size_t size, const Visitor& visitor) const;
   static bool readRootArray(const Data& data, std::string_view className, std::size_t size, const Visitor& visitor);
 
-  /// What stands under the key, when it is of that kind.
+  /// The value of the key, if it has that kind.
   std::optional<plist::View::Item> inlineItem(std::string_view key, plist::View::Kind kind) const;
 
   const Reader& _reader;
   const plist::View::Item _object;
-  /// Keys are mostly asked for in the order in which they were written, so a search begins after the last
-  /// find.
+  /// Keys are mostly read in the order in which they were written, so a search starts after the last match.
   mutable std::size_t _next = 0;
 };
 

@@ -12,14 +12,14 @@ using plist::View;
 using Item = View::Item;
 using Kind = View::Kind;
 
-/// An archive that is being read. References make a small file describe an endless or an enormous object, so
-/// what is made of them is paid from a budget; when that is spent, or the nesting too deep, the whole archive
-/// counts as damaged.
+/// An archive that is being read. References let a small file describe an endless or an enormous object. Everything
+/// created from the archive therefore uses up a budget; if the budget is exhausted, or the nesting too deep, the whole
+/// archive counts as damaged.
 class KeyedUnarchiver::Reader {
  public:
-  /// The archive's objects; false when this is no keyed archive. The data must outlive the reader.
+  /// Opens the archive; false if the data is not a keyed archive. The data must outlive the reader.
   bool open(const Data& data) {
-    _budget = FixedBudget + BudgetForEachByte * data.size();
+    _budget = kFixedBudget + kBudgetForEachByte * data.size();
     _view = plist::openSealed(data);
     if (!_view) return false;
     const Item file = _view->item(_view->root());
@@ -41,13 +41,13 @@ class KeyedUnarchiver::Reader {
     return _view->item(_view->reference(container, index));
   }
 
-  /// nullopt for the null object and for a number that no object has.
+  /// nullopt for the null object and for a number without an object.
   std::optional<Item> object(std::uint64_t uid) const {
     bool exists = uid != archive::NullUid && uid < _objects.value;
     return exists ? std::optional(element(_objects, uid)) : std::nullopt;
   }
 
-  /// The object when it is an instance of the class.
+  /// The object, if it is an instance of the class.
   std::optional<Item> instance(std::uint64_t uid, std::string_view className) const {
     auto found = object(uid);
     return found && classNameOf(*found) == className ? found : std::nullopt;
@@ -69,11 +69,11 @@ class KeyedUnarchiver::Reader {
     return found.kind == kind ? std::optional(found) : std::nullopt;
   }
 
-  /// Where the dictionary has the key; the search begins at `start` and goes once around.
+  /// The index of the key in the dictionary; the search starts at `start` and wraps around.
   std::optional<std::uint64_t> indexOf(const Item& dictionary, std::string_view key, std::uint64_t start) const {
     std::uint64_t count = dictionary.value;
     for (std::uint64_t i = 0; i < count; ++i) {
-      if (!spend(KeyCost)) break;
+      if (!spend(kKeyCost)) break;
       std::uint64_t index = start + i < count ? start + i : start + i - count;
       if (isKey(_view->reference(dictionary, index), key)) return index;
     }
@@ -86,35 +86,35 @@ class KeyedUnarchiver::Reader {
     std::uint64_t uid = archive::NullUid;
     std::optional<UIColor> colour;
   };
-  /// The place of a colour that may have been read: windows have few, each many times.
+  /// The cache slot for a colour: windows use few colours, each many times.
   KnownColour& knownColour(std::uint64_t uid) const { return _knownColours[uid % _knownColours.size()]; }
 
-  /// Calls the visitor, who makes an object of `size` bytes, when the budget and the stack allow it.
+  /// Calls the visitor, which creates an object of `size` bytes, if budget and nesting allow it.
   void visit(const Item& dictionary, std::size_t size, const Visitor& visitor) const {
     if (_visitDepth == archive::MaximumDepth) _isDamaged = true;
-    if (_isDamaged || !spend(size + ObjectCost)) return;
+    if (_isDamaged || !spend(size + kObjectCost)) return;
     ++_visitDepth;
     visitor(KeyedUnarchiver(*this, dictionary));
     --_visitDepth;
   }
 
  private:
-  // In bytes of memory, roughly. Keys cost something though they take none, since every look-up may walk over
-  // all of them. Whatever the archiver writes costs less than is allowed.
-  static constexpr std::uint64_t BudgetForEachByte = 64;
-  static constexpr std::uint64_t FixedBudget = 1u << 20;
-  static constexpr std::uint64_t ObjectCost = 32;
-  static constexpr std::uint64_t ContainerCost = 64;
-  static constexpr std::uint64_t ValueCost = 24;
-  static constexpr std::uint64_t KeyCost = 4;
-  static constexpr std::uint64_t MostBytesOfUnit = 3;  ///< in UTF-8, of UTF-16
+  // Approximate bytes of memory. A key has a cost although it takes no memory, because each look-up may visit all keys.
+  // An archive that our archiver wrote always stays within the budget.
+  static constexpr std::uint64_t kBudgetForEachByte = 64;
+  static constexpr std::uint64_t kFixedBudget = 1u << 20;
+  static constexpr std::uint64_t kObjectCost = 32;
+  static constexpr std::uint64_t kContainerCost = 64;
+  static constexpr std::uint64_t kValueCost = 24;
+  static constexpr std::uint64_t kKeyCost = 4;
+  static constexpr std::uint64_t kMostBytesOfUnit = 3;  ///< maximum UTF-8 bytes per UTF-16 unit
 
   static bool isArrayClass(std::string_view name) { return name == "NSArray" || name == "NSMutableArray"; }
   static bool isDictionaryClass(std::string_view name) {
     return name == "NSDictionary" || name == "NSMutableDictionary";
   }
 
-  /// Objects have the same keys again and again, so where a key stands is remembered.
+  /// Objects repeat the same keys, so the name of a key node is cached.
   bool isKey(Ref node, std::string_view name) const {
     KnownText& known = _knownKeys[node % _knownKeys.size()];
     if (known.node == node) return known.text == name;
@@ -131,7 +131,7 @@ class KeyedUnarchiver::Reader {
            version->integer() == archive::Version;
   }
 
-  /// "" for what is no object of a class.
+  /// "" for anything that is not an instance of a class.
   std::string_view classNameOf(const Item& found) const {
     if (found.kind != Kind::Dictionary) return "";
     // Archivers write the class last.
@@ -164,7 +164,7 @@ class KeyedUnarchiver::Reader {
       case Kind::ASCII:
         return spend(found->value) ? Value(_view->bytes(*found)) : nullptr;
       case Kind::UTF16:
-        return spend(MostBytesOfUnit * found->value) ? Value(_view->text(*found)) : nullptr;
+        return spend(kMostBytesOfUnit * found->value) ? Value(_view->text(*found)) : nullptr;
       case Kind::Bool:
         return found->value != 0;
       case Kind::Integer:
@@ -187,7 +187,7 @@ class KeyedUnarchiver::Reader {
     auto objects = entry(dictionary, archive::ObjectsKey, Kind::Array);
     auto keys = isArray ? std::nullopt : entry(dictionary, archive::KeysKey, Kind::Array);
     bool isWhole = objects && (isArray || (keys && keys->value == objects->value));
-    if (!isWhole || depth >= archive::MaximumDepth || !spend(ContainerCost)) {
+    if (!isWhole || depth >= archive::MaximumDepth || !spend(kContainerCost)) {
       _isDamaged = true;
       return nullptr;
     }
@@ -216,8 +216,8 @@ class KeyedUnarchiver::Reader {
   }
 
   Value referredValue(const Item& reference, std::size_t depth) const {
-    // A null costs too, or an array of a million of them would be free as often as it is named.
-    if (reference.kind != Kind::Uid || !spend(ValueCost)) {
+    // A null has a cost, too. Otherwise an array of a million nulls would cost nothing, however often it is referenced.
+    if (reference.kind != Kind::Uid || !spend(kValueCost)) {
       _isDamaged = true;
       return nullptr;
     }
@@ -232,7 +232,7 @@ class KeyedUnarchiver::Reader {
   std::optional<View> _view;
   mutable std::array<KnownColour, 16> _knownColours;
   mutable std::array<KnownText, 256> _knownKeys;
-  mutable std::array<KnownText, 16> _knownClasses;  ///< by the number of the object
+  mutable std::array<KnownText, 16> _knownClasses;  ///< by object number
   Item _objects;
   std::uint64_t _root = 0;
   mutable std::uint64_t _budget = 0;

@@ -8,7 +8,7 @@ using namespace plist;
 
 namespace {
 
-constexpr const char* TooDeep = "The property list is nested too deeply.";
+constexpr const char* kTooDeep = "The property list is nested too deeply.";
 
 std::optional<Ref> add(Table& table, const Value& value, std::size_t depth);
 
@@ -33,7 +33,7 @@ std::optional<Ref> add(Table& table, const Dictionary& dictionary, std::size_t d
   return table.add(std::move(node));
 }
 
-/// nullopt only for what is nested too deeply.
+/// nullopt only if the nesting is too deep.
 std::optional<Ref> add(Table& table, const Value& value, std::size_t depth) {
   if (depth > MaximumXMLDepth) return std::nullopt;
   switch (value.kind()) {
@@ -79,7 +79,7 @@ std::optional<Value> valueOf(const Table& table, const DictNode& node) {
   return dictionary;
 }
 
-/// nullopt for bytes and dates. The table is a tree of bounded depth, as the reader makes it.
+/// nullopt for bytes and dates. The reader guarantees a tree of bounded depth.
 std::optional<Value> valueOf(const Table& table, Ref ref) {
   const Node& node = table.nodes[ref];
   if (auto* truth = std::get_if<bool>(&node)) return *truth;
@@ -101,7 +101,7 @@ void report(Error* error, std::int64_t code, std::string reason) {
 std::optional<Data> PropertyListSerialization::dataWithPropertyList(const PropertyValue& list, PropertyListFormat,
                                                                     Error* error) {
   Table table;
-  std::string reason = TooDeep;
+  std::string reason = kTooDeep;
   std::optional<Ref> root;
   if (auto* value = std::get_if<Value>(&list)) root = add(table, *value, 0);
   if (auto* data = std::get_if<Data>(&list)) root = table.add(*data);
@@ -117,7 +117,7 @@ std::optional<Data> PropertyListSerialization::dataWithPropertyList(const Proper
 
 PropertyValue PropertyListSerialization::propertyListWithData(const Data& data, PropertyListFormat* format,
                                                               Error* error) {
-  std::string reason = "The property list holds nothing.";
+  std::string reason = "The property list is empty.";
   auto table = readXML(data, &reason);
   if (!table) return report(error, PropertyListReadCorruptError, reason), Value();
   if (format) *format = PropertyListFormat::XML;
@@ -125,7 +125,8 @@ PropertyValue PropertyListSerialization::propertyListWithData(const Data& data, 
   if (auto* bytes = std::get_if<Data>(&root)) return *bytes;
   if (auto* date = std::get_if<Date>(&root)) return *date;
   auto value = valueOf(*table, table->root);
-  if (!value) return report(error, PropertyListReadCorruptError, "Bytes and dates stand alone only."), Value();
+  if (!value)
+    return report(error, PropertyListReadCorruptError, "Bytes and dates are supported only as the root."), Value();
   return std::move(*value);
 }
 

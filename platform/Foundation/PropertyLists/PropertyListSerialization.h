@@ -10,19 +10,19 @@ namespace oq {
 
 enum class PropertyListFormat { XML = 100 };
 
-/// The domain of failures here, and their codes.
+/// The error domain of property lists, and its codes.
 inline constexpr const char* CocoaErrorDomain = "NSCocoaErrorDomain";
 enum CocoaErrorCode : std::int64_t { PropertyListReadCorruptError = 3840, PropertyListWriteInvalidError = 3852 };
 
-/// Property lists as bytes. No state; any thread.
+/// Property lists as bytes. Stateless and thread-safe.
 class PropertyListSerialization {
  public:
-  /// nullopt, and the error set when one is given, for what a property list cannot hold: nothing at all, null
-  /// anywhere inside, text that XML has no characters for, more than 512 levels.
+  /// nullopt, and the error set if given, for values that a property list cannot hold: a null value at any level,
+  /// strings with characters that XML does not allow, more than 512 levels.
   static std::optional<Data> dataWithPropertyList(const PropertyValue& list, PropertyListFormat format,
                                                   Error* error = nullptr);
-  /// A null Value, and the error set, for anything that is no list in a format known here. So too for bytes
-  /// and dates inside a container, which a Value cannot hold.
+  /// A null Value, and the error set if given, for data that is not a property list in a known format, or that has
+  /// bytes or dates inside a container (a Value cannot hold them).
   static PropertyValue propertyListWithData(const Data& data, PropertyListFormat* format = nullptr,
                                             Error* error = nullptr);
 };

@@ -8,7 +8,7 @@
 
 namespace oq {
 
-/// What user defaults can hold. A null Value is "nothing": storing it removes the entry.
+/// A value of the user defaults. A null Value means "no value": storing it removes the entry.
 using PropertyValue = std::variant<Value, Data, Date>;
 
 }  // namespace oq

@@ -7,16 +7,16 @@
 
 namespace oq::plist {
 
-/// Containers within containers, in both directions.
+/// The maximum nesting of containers, for reading and writing.
 inline constexpr std::size_t MaximumXMLDepth = 512;
 
-/// The XML format of property lists, over the same table as the binary one. UTF-8; dates in whole seconds.
-/// nullopt for what the format cannot say: null, UIDs, text that is not UTF-8 or has characters that XML does
-/// not know, more than 64 MiB. `reason` then says which, when given.
+/// The XML format of property lists, with the same table as the binary one. UTF-8; dates in whole seconds. nullopt for
+/// a table that the format cannot represent: null, UIDs, strings that are invalid UTF-8 or have characters that XML
+/// does not allow, more than 64 MiB. `reason`, if given, is then set.
 std::optional<Data> writeXML(const Table& table, std::string* reason = nullptr);
 
-/// Strict: one value in one `plist` element, numbers in decimal, dates in full, no key twice, no document
-/// type with declarations of its own. The result is a tree. nullopt, with a reason, for anything else.
+/// Strict: one value in one `plist` element, decimal numbers, complete dates, no duplicate keys, no document type with
+/// its own declarations. The result is a tree. nullopt, with a reason, for anything else.
 std::optional<Table> readXML(const Data& data, std::string* reason = nullptr);
 
 }  // namespace oq::plist

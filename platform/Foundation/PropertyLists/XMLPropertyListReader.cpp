@@ -11,10 +11,10 @@
 namespace oq::plist {
 namespace {
 
-constexpr std::string_view Blanks = " \t\r\n";
+constexpr std::string_view kBlanks = " \t\r\n";
 
 bool isBlank(std::string_view text) {
-  return text.find_first_not_of(Blanks) == text.npos;
+  return text.find_first_not_of(kBlanks) == text.npos;
 }
 
 template <class Number>
@@ -25,7 +25,7 @@ std::optional<Number> wholeNumber(std::string_view text) {
   return number;
 }
 
-/// A plus sign is allowed by the format and unknown to from_chars.
+/// The format allows a plus sign, but from_chars does not.
 std::string_view withoutPlus(std::string_view text) {
   return text.size() > 1 && text[0] == '+' && text[1] != '-' ? text.substr(1) : text;
 }
@@ -43,7 +43,7 @@ std::optional<Node> realNode(std::string_view text) {
   return RealNode{*number};
 }
 
-/// "yyyy-MM-ddTHH:mm:ssZ", and nothing shorter or longer.
+/// Exactly "yyyy-MM-ddTHH:mm:ssZ".
 std::optional<Node> dateNode(std::string_view text) {
   constexpr std::string_view Form = "0000-00-00T00:00:00Z";
   if (text.size() != Form.size()) return std::nullopt;
@@ -63,7 +63,7 @@ std::optional<Node> dateNode(std::string_view text) {
 
 std::optional<Node> dataNode(std::string_view text) {
   auto known = [](char c) {
-    return g_ascii_isalnum(c) || c == '+' || c == '/' || c == '=' || Blanks.find(c) != Blanks.npos;
+    return g_ascii_isalnum(c) || c == '+' || c == '/' || c == '=' || kBlanks.find(c) != kBlanks.npos;
   };
   if (!std::all_of(text.begin(), text.end(), known)) return std::nullopt;
   auto bytes = dataWithBase64(text);
@@ -82,7 +82,7 @@ std::optional<Node> scalarNode(std::string_view name, std::string_view text) {
   return std::nullopt;
 }
 
-/// Builds the table from the parser's events. The first complaint ends the parsing.
+/// Builds the table from the parser's events. The first error ends the parsing.
 class Builder {
  public:
   bool start(std::string_view name, const char** attributeNames, const char** attributeValues) {
@@ -98,8 +98,8 @@ class Builder {
 
   bool text(std::string_view text) {
     if (_open.empty() || _open.back().isContainer()) return isBlank(text);
-    // The parser lets control characters through.
-    auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && Blanks.find(c) == Blanks.npos; };
+    // GMarkup accepts control characters.
+    auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && kBlanks.find(c) == kBlanks.npos; };
     if (std::any_of(text.begin(), text.end(), isControl)) return false;
     _open.back().text += text;
     return true;
@@ -114,7 +114,7 @@ class Builder {
     return attach(std::move(*node), _open.back(), element.name == "key");
   }
 
-  /// Comments and the XML declaration say nothing; a document type must not define anything.
+  /// Comments and the XML declaration have no effect; a document type must not define anything.
   static bool isHarmless(std::string_view markup) {
     bool known = markup.starts_with("<?xml ") || markup.starts_with("<!--") || markup.starts_with("<!DOCTYPE plist");
     return known && (markup.starts_with("<!--") || markup.find('[') == markup.npos);
@@ -189,7 +189,7 @@ Builder& builder(gpointer user) {
   return *static_cast<Builder*>(user);
 }
 
-constexpr GMarkupParser Callbacks{
+constexpr GMarkupParser kCallbacks{
     [](auto* context, auto* name, auto** names, auto** values, gpointer user, GError** error) {
       check(builder(user).start(name, names, values), context, error);
     },
@@ -207,15 +207,15 @@ constexpr GMarkupParser Callbacks{
 std::optional<Table> readXML(const Data& data, std::string* reason) {
   Builder result;
   std::unique_ptr<GMarkupParseContext, void (*)(GMarkupParseContext*)> context(
-      g_markup_parse_context_new(&Callbacks, G_MARKUP_TREAT_CDATA_AS_TEXT, &result, nullptr),
+      g_markup_parse_context_new(&kCallbacks, G_MARKUP_TREAT_CDATA_AS_TEXT, &result, nullptr),
       g_markup_parse_context_free);
   GError* error = nullptr;
   auto* bytes = reinterpret_cast<const char*>(data.data());
-  // A NUL would end a text for the parser without ending it here.
+  // A NUL would end a string for the parser but not here.
   bool parsed = !data.empty() && std::find(data.begin(), data.end(), 0) == data.end() &&
                 g_markup_parse_context_parse(context.get(), bytes, static_cast<gssize>(data.size()), &error) &&
                 g_markup_parse_context_end_parse(context.get(), &error);
-  if (reason && !parsed) *reason = error ? error->message : "There are no bytes, or a NUL among them.";
+  if (reason && !parsed) *reason = error ? error->message : "The data is empty or contains a NUL.";
   g_clear_error(&error);
   return parsed ? result.take() : std::nullopt;
 }

@@ -8,16 +8,16 @@
 namespace oq::plist {
 namespace {
 
-// References may share nodes, so that a small table could stand for a boundless text.
-constexpr std::size_t MaximumSize = 64u << 20;
+// References may share nodes, so a small table could expand without limit.
+constexpr std::size_t kMaximumSize = 64u << 20;
 
-constexpr const char* Head =
+constexpr const char* kHead =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
 
-/// Control characters and the two code points U+FFFE and U+FFFF are in no XML text, not even escaped.
+/// XML does not allow control characters, U+FFFE and U+FFFF, not even escaped.
 bool isXMLText(std::string_view text) {
   if (!isValidUTF8(text)) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -51,7 +51,7 @@ std::string textOfDate(Date date) {
 
 class Writer {
  public:
-  explicit Writer(const Table& table) : _table(table), _text(Head) {}
+  explicit Writer(const Table& table) : _table(table), _text(kHead) {}
 
   std::optional<Data> write(std::string* reason) {
     if (writeNode(_table.root, 0)) return dataFromString(_text + "</plist>\n");
@@ -63,7 +63,7 @@ class Writer {
   bool writeNode(Ref ref, std::size_t depth) {
     if (ref >= _table.nodes.size()) return fail("A reference leads nowhere.");
     if (depth > MaximumXMLDepth) return fail("The property list is nested too deeply.");
-    if (_text.size() > MaximumSize) return fail("The property list is too large.");
+    if (_text.size() > kMaximumSize) return fail("The property list is too large.");
     return std::visit([&](const auto& node) { return writeKind(node, depth); }, _table.nodes[ref]);
   }
 
@@ -108,7 +108,7 @@ class Writer {
       } else if (c == '>') {
         escaped += "&gt;";
       } else if (c == '\r') {
-        escaped += "&#13;";  // A bare one reads as a line feed.
+        escaped += "&#13;";  // a bare one would be read as a line feed
       } else {
         escaped.push_back(c);
       }

@@ -14,14 +14,14 @@
 namespace oq {
 namespace {
 
-constexpr const char* Schema =
+constexpr const char* kSchema =
     "CREATE TABLE entries(key TEXT NOT NULL PRIMARY KEY, kind INTEGER NOT NULL, value NOT NULL) WITHOUT "
     "ROWID";
-constexpr std::int64_t ApplicationId = 0x4F515544;  // "OQUD"
+constexpr std::int64_t kApplicationId = 0x4F515544;  // "OQUD"
 
 enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
 
-/// The file's name for SQLite, with the promise that nobody changes the file.
+/// The file's address for SQLite, with the guarantee that no process changes the file.
 std::string immutableAddressOf(const std::filesystem::path& file) {
   std::string address = "file:";
   for (char c : file.string()) {
@@ -36,12 +36,12 @@ std::string immutableAddressOf(const std::filesystem::path& file) {
 }
 
 int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
-  // SQLite takes a null pointer for NULL, which is no key.
+  // SQLite reads a null pointer as NULL, which is not a valid key.
   const char* bytes = text.empty() ? "" : text.data();
   return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-/// Runs when the scope is left, also by an exception: memory may run out at any place.
+/// Runs a function when the scope is left, also by an exception: memory may run out anywhere.
 template <class Run>
 class AtEnd {
  public:
@@ -59,7 +59,7 @@ std::string_view bytesOf(sqlite3_stmt* row, int column) {
   return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column))};
 }
 
-/// A row that another program changed into something else counts as none.
+/// A row with an unknown kind or type, written by another program, counts as missing.
 PropertyValue propertyOf(sqlite3_stmt* row) {
   int type = sqlite3_column_type(row, 1);
   int kind = sqlite3_column_int(row, 0);
@@ -114,7 +114,7 @@ template <class Bind>
 bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
   WriteSignalGuard guard;
   if (_connection && !isStillInPlace()) close();
-  // A second round is for a file that shows only now that it is torn.
+  // The second round is for a file whose damage only shows in the first one.
   for (int round = 0; round < 2; ++round) {
     if (!open(Foreign::Replace)) return false;
     if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
@@ -141,7 +141,7 @@ bool DefaultsDatabase::changedElsewhere() {
   _reopened = false;
   if (version) {
     _knownVersion = *version;
-    _knownHeader = header;  // As it was before the version was asked for, so that nothing later is missed.
+    _knownHeader = header;  // the header from before the query, so that no later change is missed
   }
   return changed;
 }
@@ -150,8 +150,8 @@ bool DefaultsDatabase::flush() {
   if (_writes == _flushedWrites) return true;
   if (!_connection) return false;
   WriteSignalGuard guard;
-  // Flushing the log is enough, and one flush instead of the three that a checkpoint takes: what is in the
-  // log is read from there, and SQLite itself flushes the log before it copies from it.
+  // Flushing the log is enough, and takes one flush instead of a checkpoint's three: values in the log are read from
+  // there, and SQLite flushes the log before it copies from it.
   sqlite3_file* log = nullptr;
   sqlite3_file_control(_connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) return false;
@@ -162,7 +162,7 @@ bool DefaultsDatabase::flush() {
 
 std::optional<DefaultsDatabase::Log> DefaultsDatabase::unflushedLog() const {
   if (_writes == _flushedWrites || !_connection || !_isLogEntered) return std::nullopt;
-  // SQLite keeps no locks on the log, which closing this file would let go of.
+  // SQLite keeps no locks on the log that closing this descriptor would release.
   FileDescriptor file(::open((_file.string() + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   return file ? std::optional(Log{std::move(file), _writes}) : std::nullopt;
 }
@@ -185,42 +185,41 @@ bool DefaultsDatabase::open(Foreign treatment) {
   if (_connection) return true;
   if (!createDirectory(_file.parent_path())) return false;
   std::optional<FileDescriptor> lock = lockSetup();
-  // Where no lock can be made, nothing can be set up by anybody; what is there can be read.
+  // If no lock file can be created, no process can create a database here, but an existing one can be read.
   if (!lock || (!*lock && treatment == Foreign::Replace)) return false;
   State state = State::Unavailable;
   AtEnd ending([&] {
     if (state != State::Usable) close();
   });
-  auto openAnew = [&](Sharing sharing) {
+  auto reopen = [&](Sharing sharing) {
     close();
     state = State::Unavailable;
     state = openFile(sharing);
   };
-  openAnew(Sharing::Shared);
+  reopen(Sharing::Shared);
   if (state == State::Unavailable && treatment == Foreign::Keep) {
-    // On a full disk not even the index of the log can be made. The log is then read with an index in memory,
-    // which takes the file for this process alone, until the value is read.
-    openAnew(Sharing::Alone);
+    // On a full disk SQLite cannot even create the log's index. The log is then read with an index in memory, which
+    // locks out other processes until the value has been read.
+    reopen(Sharing::Exclusive);
     bool isReadOnly = ::access(_file.parent_path().c_str(), W_OK) != 0;
-    if (state == State::Unavailable && isReadOnly) openAnew(Sharing::Nobody);
+    if (state == State::Unavailable && isReadOnly) reopen(Sharing::Immutable);
   }
   if (state == State::Foreign && treatment == Foreign::Replace) {
     close();
     removeFiles();
-    openAnew(Sharing::Shared);
+    reopen(Sharing::Shared);
   }
   _reopened = true;
   return state == State::Usable;
 }
 
 DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
-  // Made here, since SQLite would give it a mode after the umask; its companions take the mode from this
-  // file.
+  // Created here with mode 0600, because SQLite would apply the umask; SQLite's other files copy the mode of this one.
   FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (made) ::fchmod(made.get(), 0600);
   made.close();
 
-  bool isFixed = sharing == Sharing::Nobody;
+  bool isFixed = sharing == Sharing::Immutable;
   std::string name = isFixed ? immutableAddressOf(_file) : _file.string();
   int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE |
               (isFixed ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
@@ -228,7 +227,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   bool isReadOnly = sqlite3_db_readonly(_connection, "main") == 1;
   _isForOneRead = sharing != Sharing::Shared || isReadOnly;
   if (sharing == Sharing::Shared) sqlite3_busy_handler(_connection, &waitWhileBusy, this);
-  if (sharing == Sharing::Alone) execute("PRAGMA locking_mode=EXCLUSIVE");
+  if (sharing == Sharing::Exclusive) execute("PRAGMA locking_mode=EXCLUSIVE");
   sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
   State state = identify();
@@ -243,7 +242,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   return State::Usable;
 }
 
-/// Looks before anything is written: a file that is not ours stays as it is until a value must be kept.
+/// Checks before anything is written: a foreign file is left unchanged until a value must be stored.
 DefaultsDatabase::State DefaultsDatabase::identify() {
   auto id = integerOf(prepare("PRAGMA application_id").get());
   auto objects = id ? integerOf(prepare("SELECT count(*) FROM sqlite_schema").get()) : std::nullopt;
@@ -252,12 +251,12 @@ DefaultsDatabase::State DefaultsDatabase::identify() {
     bool torn = error == SQLITE_NOTADB || error == SQLITE_CORRUPT;
     return torn ? State::Foreign : State::Unavailable;
   }
-  if (*objects == 0 && (*id == 0 || *id == ApplicationId)) return State::Empty;
+  if (*objects == 0 && (*id == 0 || *id == kApplicationId)) return State::Empty;
   Statement ours = prepare("SELECT count(*)=1 AND max(sql)=? FROM sqlite_schema WHERE name NOT LIKE 'sqlite_%'");
-  bindText(ours.get(), 1, Schema);
-  if (*id != ApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
+  bindText(ours.get(), 1, kSchema);
+  if (*id != kApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
   if (!_isDamaged) return State::Usable;
-  // Damage was found in the file of this name; another process may have replaced it meanwhile.
+  // The damage was found in a file of this name, which another process may have replaced meanwhile.
   return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) == 1
              ? State::Usable
              : State::Foreign;
@@ -265,7 +264,7 @@ DefaultsDatabase::State DefaultsDatabase::identify() {
 
 bool DefaultsDatabase::createSchema() {
   std::string sql =
-      "BEGIN IMMEDIATE; PRAGMA application_id=" + std::to_string(ApplicationId) + "; " + Schema + "; COMMIT";
+      "BEGIN IMMEDIATE; PRAGMA application_id=" + std::to_string(kApplicationId) + "; " + kSchema + "; COMMIT";
   if (execute(sql.c_str())) return true;
   execute("ROLLBACK");
   return false;
@@ -279,15 +278,15 @@ bool DefaultsDatabase::prepareStatements() {
   return _select && _upsert && _delete && _dataVersion;
 }
 
-/// The first 48 bytes of the shared index of the log change with every commit by anybody; their layout is
-/// part of the file format. SQLite has them mapped already, so that looking costs no system call. Without
-/// them every question goes to "PRAGMA data_version".
+/// The first 48 bytes of the log's shared index change with every commit of any process; their layout is part of the
+/// file format. SQLite has mapped them already, so reading them costs no system call. Without the map each check runs
+/// "PRAGMA data_version".
 void DefaultsDatabase::mapWalIndex() {
   constexpr int RegionSize = 32768;
   sqlite3_file* file = nullptr;
   sqlite3_file_control(_connection, "main", SQLITE_FCNTL_FILE_POINTER, &file);
   if (!file || !file->pMethods || file->pMethods->iVersion < 2) return;
-  // Asking for the version opens the index when nothing has yet.
+  // Reading the version opens the index if it is not open yet.
   if (!integerOf(_dataVersion.get())) return;
   auto mode = prepare("SELECT journal_mode='wal' FROM pragma_journal_mode");
   if (integerOf(mode.get()) != 1) return;
@@ -311,12 +310,12 @@ bool DefaultsDatabase::isStillInPlace() const {
   return ::stat(_file.c_str(), &status) == 0 && status.st_ino == _inode;
 }
 
-/// Of several processes one at a time makes or replaces the file. nullopt when another one is about it until
-/// the deadline; nothing open when there can be no lock.
+/// Only one process may create or replace the file at a time. nullopt if another process holds the lock until the
+/// deadline; an empty descriptor if locking is impossible.
 std::optional<FileDescriptor> DefaultsDatabase::lockSetup() const {
   FileDescriptor lock(::open((_file.string() + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock) return FileDescriptor();
-  ::fchmod(lock.get(), 0600);  // The mask of the process that makes it may take bits away.
+  ::fchmod(lock.get(), 0600);  // the umask may have cleared bits
   if (!lockFile(lock.get(), _deadline)) return std::nullopt;
   return lock;
 }
@@ -345,7 +344,7 @@ std::optional<std::int64_t> DefaultsDatabase::integerOf(sqlite3_stmt* statement)
   return hasRow ? std::optional(number) : std::nullopt;
 }
 
-/// Ends a statement's run and forgets what was bound. A torn page closes the database.
+/// Resets a statement and its bindings. A damaged page closes the database.
 bool DefaultsDatabase::finish(sqlite3_stmt* statement) {
   int result = sqlite3_reset(statement);
   sqlite3_clear_bindings(statement);

@@ -15,10 +15,9 @@
 
 namespace oq {
 
-/// The file behind one suite of user defaults: an SQLite database in WAL mode with a row a key. It is opened
-/// at first use and again after close(). A file that is torn or not ours holds nothing, and is replaced by
-/// the next write. Nothing here throws or ends the process, whatever the disk does. Not thread-safe: its
-/// owner guards it.
+/// The file of one suite of user defaults: an SQLite database in WAL mode with one row per key. It is opened at first
+/// use and again after close(). A file that is damaged or not ours reads as empty, and is replaced by the next write.
+/// No function throws or ends the process, whatever the disk does. Not thread-safe: its owner must lock.
 class DefaultsDatabase {
  public:
   explicit DefaultsDatabase(std::filesystem::path file) : _file(std::move(file)) {}
@@ -27,34 +26,37 @@ class DefaultsDatabase {
   DefaultsDatabase& operator=(const DefaultsDatabase&) = delete;
 
   using Clock = std::chrono::steady_clock;
-  /// Other processes are waited for until then, and no longer. Set before each use.
+  /// Waits for other processes end at this time. Set it before each use.
   void waitUntil(Clock::time_point deadline) { _deadline = deadline; }
 
-  /// A null Value when the key has no entry; nullopt when the database cannot be asked at present.
+  /// A null Value if the key has no entry; nullopt if the database cannot be read at present.
   std::optional<PropertyValue> read(std::string_view key);
   bool write(std::string_view key, const PropertyValue& value);
   bool remove(std::string_view key);
-  /// Whether what was read before the last call may have changed other than through this object. Without a
-  /// write by anybody the answer costs no system call.
+  /// Whether values read before the last call may have been changed by others. Costs no system call as long as no
+  /// process writes.
   bool changedElsewhere();
-  /// Waits until every write has reached the disk.
+  /// Blocks until every write has reached the disk.
   bool flush();
-  /// The log as a file of its own, with what had been written to it: flushing it is what flush() does, and needs
-  /// nothing of this object. Nothing when there is nothing to flush, or when only flush() can.
+  /// The log, opened as a separate file, and the number of writes that it contains: flushing it has the effect of
+  /// flush() and does not need this object. nullopt if there is nothing to flush, or if only flush() can do it.
   struct Log {
     FileDescriptor file;
     std::uint64_t writes;
   };
   std::optional<Log> unflushedLog() const;
-  /// The log has been flushed since it was given out.
+  /// To be called after the log was flushed.
   void noteFlushed(const Log& log);
   void close();
 
  private:
   enum class State { Usable, Empty, Foreign, Unavailable };
   enum class Foreign { Keep, Replace };
-  /// With other processes; with nobody while the connection is open; with nobody who could change the file.
-  enum class Sharing { Shared, Alone, Nobody };
+  enum class Sharing {
+    Shared,     ///< other processes may read and write the file
+    Exclusive,  ///< the file is locked while the connection is open
+    Immutable   ///< no process can change the file, so no lock is needed
+  };
   struct Finalizer {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
@@ -84,11 +86,11 @@ class DefaultsDatabase {
   sqlite3* _connection = nullptr;
   Statement _select, _upsert, _delete, _dataVersion;
   std::uint64_t _inode = 0;
-  bool _isDamaged = false;     ///< a page was found torn; the file is looked at more closely when it is opened again
-  bool _isForOneRead = false;  ///< others are kept out, or not seen, while the connection is open
+  bool _isDamaged = false;     ///< a page was found damaged: the next open() checks the file more thoroughly
+  bool _isForOneRead = false;  ///< others are kept out, or their writes are not seen, while the connection is open
   Clock::time_point _deadline{};
   std::uint64_t _writes = 0, _flushedWrites = 0;
-  bool _isLogEntered = false;  ///< the folder's entry for the log has reached the disk
+  bool _isLogEntered = false;  ///< the log's directory entry has reached the disk
   bool _reopened = false;
   std::int64_t _knownVersion = 0;
   const volatile std::uint64_t* _walIndex = nullptr;

@@ -10,27 +10,27 @@
 
 namespace oq {
 
-/// Hears of the properties of an object that it observes, on the thread that changes them.
+/// Is notified of changes to an object's properties, on the thread that changes them.
 class KeyValueObserver {
  public:
-  /// `change` has the new value under "new".
+  /// `change` has the new value for the key "new".
   virtual void observeValueForKeyPath(const std::string& keyPath, Object& object, const Dictionary& change) = 0;
 
  protected:
   ~KeyValueObserver() = default;
 };
 
-/// The observers of one object, known weakly. One thread.
+/// The observers of one object, held weakly. Not thread-safe.
 class KeyValueObservers {
  public:
   void add(const std::shared_ptr<KeyValueObserver>& observer, std::string keyPath) {
     if (observer) _entries.push_back({observer, observer.get(), std::move(keyPath)});
   }
-  /// Also while the observer is being destroyed.
+  /// May be called while the observer is being destroyed.
   void remove(const KeyValueObserver& observer, const std::string& keyPath) {
     std::erase_if(_entries, [&](const Entry& entry) { return entry.address == &observer && entry.keyPath == keyPath; });
   }
-  /// The object must outlive the call, whatever the observers do.
+  /// The caller keeps the object alive during the call, whatever the observers do.
   void notify(const std::string& keyPath, Object& object, const Value& newValue) const {
     const auto entries = _entries;
     for (const Entry& entry : entries) {

@@ -20,7 +20,7 @@
 namespace oq {
 namespace {
 
-/// Equal as it would be stored: kinds of numbers are told apart, and so are orders of keys.
+/// True if both are stored identically: distinguishes kinds of numbers and orders of keys.
 bool isSameValue(const Value& a, const Value& b) {
   if (a.kind() != b.kind()) return false;
   if (const Array* array = a.if_array()) {
@@ -43,7 +43,7 @@ bool isNothing(const PropertyValue& value) {
   return object && object->is_null();
 }
 
-/// Whether a value is read as it was written, so that it may be kept without being read first.
+/// Whether a stored value is read back identical, so that it may be cached without reading it.
 bool readsBackUnchanged(const PropertyValue& value) {
   auto* object = std::get_if<Value>(&value);
   if (!object || object->is_bool() || object->is_int64() || object->is_uint64()) return true;
@@ -57,8 +57,8 @@ struct TransparentHash {
 
 }  // namespace
 
-/// A suite: its database, and a copy of what was read or written so far. The copy is dropped when somebody
-/// else writes.
+/// A suite: its database, and a cache of the values read or written so far. The cache is cleared when another process
+/// writes.
 class UserDefaults::Store {
  public:
   explicit Store(std::filesystem::path file) : _database(std::move(file)) {}
@@ -97,7 +97,7 @@ class UserDefaults::Store {
       log = _database.unflushedLog();
       if (!log) return _database.flush();
     }
-    // A disk may take seconds. Meanwhile others read and write.
+    // A disk may take seconds. The lock is released so that others can read and write meanwhile.
     if (::fdatasync(log->file.get()) != 0) return false;
     if (auto turn = takeTurn()) _database.noteFlushed(*log);
     return true;
@@ -110,34 +110,33 @@ class UserDefaults::Store {
   }
 
  private:
-  // Long enough for another process to finish a write and a checkpoint, short enough for a person who waits.
-  static constexpr auto LongestWait = std::chrono::seconds(2);
-  static constexpr std::size_t MaximumKnown = 4096;
-  static constexpr std::size_t MaximumKnownBytes = 64 << 10;
+  // Long enough for another process to finish a write and a checkpoint, short enough for a waiting user.
+  static constexpr auto kLongestWait = std::chrono::seconds(2);
+  static constexpr std::size_t kMaximumKnown = 4096;
+  static constexpr std::size_t kMaximumKnownBytes = 64 << 10;
 
-  /// Owns nothing when other threads and processes do not make way in time. However many wait, none waits
-  /// longer.
+  /// Returns an unlocked lock if other threads hold the mutex until the timeout. The time limit covers the database,
+  /// too, however many callers wait.
   std::unique_lock<std::timed_mutex> takeTurn() {
-    auto deadline = DefaultsDatabase::Clock::now() + LongestWait;
-    auto turn = lockWithin(_mutex, LongestWait);
+    auto deadline = DefaultsDatabase::Clock::now() + kLongestWait;
+    auto turn = lockWithin(_mutex, kLongestWait);
     if (turn) _database.waitUntil(deadline);
     return turn;
   }
 
   static bool isKeptInMemory(const PropertyValue& value) {
     auto* data = std::get_if<Data>(&value);
-    return !data || data->size() <= MaximumKnownBytes;
+    return !data || data->size() <= kMaximumKnownBytes;
   }
 
-  /// What is known of the key, unless somebody else wrote since.
+  /// The cached value of the key, unless another process has written since.
   const PropertyValue* current(std::string_view key) {
     if (_database.changedElsewhere()) _known.clear();
     auto known = _known.find(key);
     return known == _known.end() ? nullptr : &known->second;
   }
 
-  /// A value that differs from the known one is written whatever others did, so only an equal one is worth a
-  /// question.
+  /// A value that differs from the cached one is written in any case, so the database is queried only for an equal one.
   bool isKnownToBe(const PropertyValue& value, std::string_view key) {
     if (!isKeptInMemory(value)) return false;
     if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value)) return false;
@@ -150,7 +149,7 @@ class UserDefaults::Store {
   }
 
   void remember(std::string_view key, PropertyValue value) {
-    if (_known.size() >= MaximumKnown) _known.clear();
+    if (_known.size() >= kMaximumKnown) _known.clear();
     _known.insert_or_assign(std::string(key), std::move(value));
   }
 
@@ -161,7 +160,7 @@ class UserDefaults::Store {
 
 namespace {
 
-/// The databases that are open, under the folder that is in force.
+/// The open databases of the current data folder.
 struct Registry {
   using ByName = std::map<std::string, std::pair<std::shared_ptr<UserDefaults::Store>, std::shared_ptr<UserDefaults>>,
                           std::less<>>;
@@ -172,11 +171,12 @@ struct Registry {
 };
 
 Registry& registry() {
-  static auto* shared = new Registry;  // Used until the last thread ends.
+  static auto* shared = new Registry;  // used until the last thread ends
   return *shared;
 }
 
-/// A name as a part of a file name: it reaches no other folder, and no two names have the same result.
+/// Escapes a name for use in a file name: it cannot refer to another folder, and different names give different
+/// results.
 std::string escaped(std::string_view text) {
   std::string name;
   for (char c : text) {
@@ -212,7 +212,7 @@ std::shared_ptr<UserDefaults> open(Registry::ByName Registry::*group, const char
 
 }  // namespace
 
-/// An application may have the name of a suite. Its file does not: escaping makes no "%a".
+/// A suite may have the application's name, but not this file name: escaping never produces "%a".
 std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
   return open(&Registry::applications, "%application.", mainBundleIdentifier());
 }

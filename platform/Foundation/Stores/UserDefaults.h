@@ -10,26 +10,26 @@
 
 namespace oq {
 
-/// A persistent store of values by key, one database per suite (SQLite in WAL mode) in the preferences folder. The
-/// application's standard defaults have a database of their own, also where a suite has the application's name.
-/// Survives a crash of the process and is shared by processes. A torn or foreign database reads as empty and is
-/// replaced at the next write. Objects of the same suite share one connection. Any thread; a call waits two seconds at
-/// most for other threads and processes, and then fails as it would on a full disk. What is there is read where nothing
-/// can be written.
+/// A persistent store of values by key: one SQLite database (WAL mode) per suite in the preferences folder. The
+/// application's standard defaults have a separate database, even if a suite has the application's name. Stored values
+/// survive a crash and are shared between processes. A damaged or foreign database reads as empty and is replaced at
+/// the next write. Objects of the same suite share one connection. Thread-safe; a call waits at most two seconds for
+/// other threads and processes, and then fails as on a full disk. Existing values can be read where writing is
+/// impossible.
 class UserDefaults {
  public:
   static std::shared_ptr<UserDefaults> standardUserDefaults();
   static std::shared_ptr<UserDefaults> withSuiteName(std::string_view suite);
 
-  /// A null value removes the entry. Returns once the value is handed to the database; false when it could not be kept.
+  /// A null value removes the entry. Returns after the value was written to the database; false if that failed.
   bool setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value when there is none.
+  /// A null Value if there is no entry.
   PropertyValue objectForKey(std::string_view key);
   void removeObjectForKey(std::string_view key);
   void setInteger(std::int64_t value, std::string_view key);
-  /// 0 when there is none; strings are read as numbers.
+  /// 0 if there is no entry; strings are read as numbers.
   std::int64_t integerForKey(std::string_view key);
-  /// Every write is on its way to the disk already; waits until it is there.
+  /// Blocks until every write so far has reached the disk.
   bool synchronize();
 
   ~UserDefaults();
@@ -40,7 +40,7 @@ class UserDefaults {
   std::shared_ptr<Store> _store;
 };
 
-/// Closes every open database, as the end of the process would. For tests that change the data folder.
+/// Closes every open database, as process exit would. For tests that change the data folder.
 void closeAllUserDefaults();
 
 }  // namespace oq

@@ -18,13 +18,13 @@ namespace {
 
 std::atomic<double> systemVersion{13.0};
 
-constexpr std::size_t IdentifierLength = 36;
-constexpr auto LongestWait = std::chrono::seconds(2);
+constexpr std::size_t kIdentifierLength = 36;
+constexpr auto kLongestWait = std::chrono::seconds(2);
 
-/// The identifier that a file holds, or "" when it holds anything else.
+/// The identifier in the file, or "" if the file has other contents.
 std::string identifierIn(int file) {
-  char text[IdentifierLength + 1] = {};
-  if (::pread(file, text, IdentifierLength, 0) != static_cast<ssize_t>(IdentifierLength)) return "";
+  char text[kIdentifierLength + 1] = {};
+  if (::pread(file, text, kIdentifierLength, 0) != static_cast<ssize_t>(kIdentifierLength)) return "";
   return g_uuid_string_is_valid(text) ? text : "";
 }
 
@@ -63,9 +63,9 @@ std::string identifierForVendor() {
     FileDescriptor readable(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readable ? identifierIn(readable.get()) : "";
   }
-  // Of two processes that start for the first time, one makes the identifier and the other finds it.
-  // Whoever holds the file for long, it is not one who makes an identifier.
-  bool isLocked = lockFile(file.get(), std::chrono::steady_clock::now() + LongestWait);
+  // If two processes start for the first time, one creates the identifier and the other reads it. A process that holds
+  // the lock for long is not creating an identifier.
+  bool isLocked = lockFile(file.get(), std::chrono::steady_clock::now() + kLongestWait);
   std::string identifier = identifierIn(file.get());
   if (!identifier.empty() || !isLocked) return identifier;
   identifier = uuidString();

@@ -4,18 +4,18 @@
 
 namespace oq {
 
-/// The operating system's own version ("12.11"), from os-release; "" when it says none.
+/// The operating system's version ("12.11") from os-release; "" if it has none.
 std::string operatingSystemVersion();
 /// The machine field of uname ("x86_64").
 std::string machineIdentifier();
 
-/// The version of the platform layer that decides between old and new ways of the interface: 13.0 or more unless a test
-/// sets another.
+/// The version of the platform layer, which decides between old and new behaviour of the interface: 13.0 or more unless
+/// a test sets another.
 double platformSystemVersion();
 void setPlatformSystemVersion(double version);
 
-/// An identifier of this installation, made once and kept beside the preferences: upper-case UUID text. The same for
-/// every process of the application; "" only when it can be neither read nor kept.
+/// An identifier of this installation: an upper-case UUID, created once and kept in the preferences folder. All
+/// processes of the application share it. "" only if it can be neither read nor stored.
 std::string identifierForVendor();
 
 }  // namespace oq

@@ -4,13 +4,13 @@
 
 namespace oq {
 
-/// A library that is looked for at run time, so that an application that never needs it neither loads it nor must have
-/// it. nullptr when there is none. It stays in the process.
+/// Loads an optional library at run time, so that applications that never need it neither load nor install it. nullptr
+/// if it is not available. It stays loaded.
 inline void* openLibrary(const char* name) {
   return ::dlopen(name, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
 }
 
-/// False when the library has no such function. That it has the type is for the caller to know.
+/// False if the library has no such function. The caller must know that the type is right.
 template <class Function>
 bool findFunction(void* library, const char* name, Function*& function) {
   function = reinterpret_cast<Function*>(::dlsym(library, name));

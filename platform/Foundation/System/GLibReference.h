@@ -10,17 +10,17 @@ namespace oq {
 struct UnrefObject {
   void operator()(void* object) const { g_object_unref(object); }
 };
-/// The one reference that its owner holds.
+/// Owns one reference.
 template <class T>
 using ObjectRef = std::unique_ptr<T, UnrefObject>;
 
 struct UnrefVariant {
   void operator()(GVariant* variant) const { g_variant_unref(variant); }
 };
-/// The one reference that its owner holds; a floating one has to be sunk first.
+/// Owns one reference; the caller sinks a floating one first.
 using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
 
-/// What a call of GLib's says of its failure, freed with its owner. Takes one failure.
+/// The GError of one GLib call, freed on destruction. Use a new object for each call.
 class Failure {
  public:
   Failure() = default;
@@ -32,7 +32,7 @@ class Failure {
   explicit operator bool() const { return _error != nullptr; }
   int code() const { return _error ? _error->code : 0; }
   std::string message() const { return _error ? _error->message : ""; }
-  /// The name of the D-Bus error that the other side has answered with; "" where it did not.
+  /// The name of the D-Bus error that the peer returned; "" for other errors.
   std::string remoteName() const {
     char* name = _error ? g_dbus_error_get_remote_error(_error) : nullptr;
     std::string text = name ? name : "";

@@ -4,7 +4,7 @@
 
 namespace oq {
 
-/// Where the session bus is by the environment, or "". A kind of address that would start a program is none.
+/// The address of the session bus from the environment, or "". Addresses that would start a program are ignored.
 std::string sessionBusAddress();
 
 }  // namespace oq

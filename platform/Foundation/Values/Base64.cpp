@@ -17,7 +17,7 @@ bool isInAlphabet(char c) {
   return g_ascii_isalnum(c) || c == '+' || c == '/';
 }
 
-/// The characters that count, or nullopt when they are not whole groups of four with the padding at the end.
+/// The base64 characters; nullopt unless they form complete groups of four with padding only at the end.
 std::optional<std::string> withoutUnknownCharacters(std::string_view text) {
   std::string kept;
   std::size_t padding = 0;
@@ -53,7 +53,7 @@ std::optional<Data> dataWithBase64(std::string_view text) {
 bool isValidUTF8(std::string_view text) {
   const char* position = text.data();
   const char* end = position + text.size();
-  // GLib calls U+0000 invalid although it is a character like any other; step over it.
+  // GLib treats U+0000 as invalid although it is a valid character; skip it.
   while (position != end && !g_utf8_validate(position, end - position, &position)) {
     if (*position != '\0') return false;
     ++position;

@@ -7,7 +7,7 @@
 
 namespace oq {
 
-/// Bytes without a meaning of their own.
+/// Arbitrary bytes.
 using Data = std::vector<std::uint8_t>;
 
 inline Data dataFromString(std::string_view text) {

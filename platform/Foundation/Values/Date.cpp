@@ -24,7 +24,7 @@ std::atomic<bool> providerIsSet{false};
 std::atomic<unsigned> zoneGeneration{0};
 
 Snapshot<Provider>& provider() {
-  static auto* current = new Snapshot<Provider>;  // Asked until the last thread ends.
+  static auto* current = new Snapshot<Provider>;  // used until the last thread ends
   return *current;
 }
 
@@ -32,23 +32,23 @@ struct Field {
   const char* name;
   std::size_t width;
   int std::tm::*member;  ///< nullptr: milliseconds
-  int offset;            ///< what the member counts from
+  int offset;            ///< the member's value is the field minus this
 };
-constexpr std::array<Field, 7> Fields{{{"yyyy", 4, &std::tm::tm_year, 1900},
-                                       {"MM", 2, &std::tm::tm_mon, 1},
-                                       {"dd", 2, &std::tm::tm_mday, 0},
-                                       {"HH", 2, &std::tm::tm_hour, 0},
-                                       {"mm", 2, &std::tm::tm_min, 0},
-                                       {"ss", 2, &std::tm::tm_sec, 0},
-                                       {"SSS", 3, nullptr, 0}}};
+constexpr std::array<Field, 7> kFields{{{"yyyy", 4, &std::tm::tm_year, 1900},
+                                        {"MM", 2, &std::tm::tm_mon, 1},
+                                        {"dd", 2, &std::tm::tm_mday, 0},
+                                        {"HH", 2, &std::tm::tm_hour, 0},
+                                        {"mm", 2, &std::tm::tm_min, 0},
+                                        {"ss", 2, &std::tm::tm_sec, 0},
+                                        {"SSS", 3, nullptr, 0}}};
 
 const Field* fieldAt(std::string_view format) {
   auto found =
-      std::find_if(Fields.begin(), Fields.end(), [&](const Field& field) { return format.starts_with(field.name); });
-  return found == Fields.end() ? nullptr : &*found;
+      std::find_if(kFields.begin(), kFields.end(), [&](const Field& field) { return format.starts_with(field.name); });
+  return found == kFields.end() ? nullptr : &*found;
 }
 
-/// The device may have been moved to another time zone. Looked at no more than once a second: it asks the system.
+/// Checks whether the device's time zone has changed. It needs a system call, so it runs at most once per second.
 void noticeNewZone() {
   static std::atomic<std::time_t> looked{-1};
   timespec now{};
@@ -63,7 +63,7 @@ void noticeNewZone() {
   if (std::exchange(known, changed) != changed) resetSystemTimeZone();
 }
 
-/// Local fields of a second. Log entries come many to a second, so the last answer of each thread is kept.
+/// Local fields of a second. Many log entries share a second, so each thread caches its last result.
 const std::tm& localFields(std::time_t second) {
   struct Known {
     std::time_t second = 0;
@@ -88,9 +88,9 @@ bool isSameTime(const std::tm& a, const std::tm& b) {
          a.tm_min == b.tm_min && a.tm_sec == b.tm_sec;
 }
 
-/// The second whose local fields these are. A local time that a change of the clocks leaves out names no
-/// date, and one that comes twice names the later date. Asks for the offsets in force a day before and after
-/// rather than mktime, whose answer in the doubtful hours depends on what it was asked before.
+/// The second that has these local fields. A local time that a clock change skips has no date; one that occurs twice
+/// means the later date. Uses the UTC offsets one day before and after instead of mktime, whose result for ambiguous
+/// hours depends on earlier calls.
 std::optional<std::time_t> secondWithLocalFields(const std::tm& fields) {
   std::tm copy = fields;
   std::time_t asIfUniversal = timegm(&copy);
@@ -139,7 +139,7 @@ double secondsSince1970(Date date) {
 
 Date dateFromSecondsSince1970(double seconds) {
   if (std::isnan(seconds)) return Date{};
-  // A little inside the range of the clock, where a double still says exactly on which side it is.
+  // Slightly inside the clock's range, where a double is still exact enough to compare.
   constexpr double Limit = 9.2e9;
   return Date(duration_cast<Date::duration>(duration<double>(std::clamp(seconds, -Limit, Limit))));
 }
@@ -167,7 +167,7 @@ std::string DateFormatter::stringFromDate(Date date) const {
 
 std::optional<Date> DateFormatter::dateFromString(std::string_view text) const {
   std::tm fields{};
-  fields.tm_year = 2000 - 1900;  // A format without a field reads as this day's midnight.
+  fields.tm_year = 2000 - 1900;  // fields missing from the format default to midnight of this day
   fields.tm_mday = 1;
   int milliseconds = 0;
 

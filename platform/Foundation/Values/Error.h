@@ -5,14 +5,14 @@
 
 namespace oq {
 
-/// A failure as a value: who says so, its number there, and a sentence for people.
+/// An error as a value: its domain, its code in that domain, and a description for people.
 struct Error {
   std::string domain;
   std::int64_t code = 0;
   std::string localizedDescription;
 };
 
-/// The domain of failures of URL sessions. Their codes are those below.
+/// The error domain of URL sessions; its codes are below.
 inline constexpr const char* URLErrorDomain = "NSURLErrorDomain";
 enum URLErrorCode : std::int64_t {
   URLErrorUnknown = -1,

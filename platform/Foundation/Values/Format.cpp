@@ -12,11 +12,11 @@ namespace oq {
 namespace {
 
 std::string hexOf(const Data& data) {
-  static constexpr char Hex[] = "0123456789abcdef";
+  static constexpr char kHex[] = "0123456789abcdef";
   std::string text = "<";
   for (std::uint8_t byte : data) {
-    text.push_back(Hex[byte >> 4]);
-    text.push_back(Hex[byte & 15]);
+    text.push_back(kHex[byte >> 4]);
+    text.push_back(kHex[byte & 15]);
   }
   return text + ">";
 }
@@ -38,14 +38,15 @@ std::string descriptionOfProperty(const PropertyValue& value) {
 using LogHandler = std::function<void(std::string_view)>;
 
 Snapshot<LogHandler>& logHandler() {
-  static auto* handler = new Snapshot<LogHandler>;  // Outlives every thread that may still log at the end.
+  static auto* handler = new Snapshot<LogHandler>;  // used until the last thread ends
   return *handler;
 }
 
 void writeToPlatformLog(GLogLevelFlags level, const char* priority, std::string_view text) {
   auto handler = logHandler().load();
   if (*handler) return (*handler)(text);
-  // A closed standard error must not end the host. Usually nothing is written, and the system calls are saved.
+  // Writing to a closed standard error must not end the host. Usually nothing is written, so the guard's system calls
+  // are skipped.
   std::optional<WriteSignalGuard> guard;
   if (!g_log_writer_default_would_drop(level, "OQSDK")) guard.emplace();
   const GLogField fields[] = {{"GLIB_DOMAIN", "OQSDK", -1},

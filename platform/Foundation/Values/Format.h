@@ -19,11 +19,11 @@
 
 namespace oq {
 
-/// The text that `%@` gives an object: strings bare, numbers as in JSON (whole doubles without exponent), booleans 1
+/// The string that replaces `%@`: strings unquoted, numbers as in JSON (whole doubles without exponent), booleans as 1
 /// and 0, containers as pretty JSON, null as "(null)".
 std::string descriptionOf(const Value& value);
 
-/// One argument of a format, already in its text form.
+/// One argument of a format, already converted to a string.
 class FormatArgument {
  public:
   FormatArgument(const char* text) : _text(text ? text : "(null)") {}    // NOLINT: formats convert on purpose
@@ -52,8 +52,8 @@ class FormatArgument {
   std::string _text;
 };
 
-/// Replaces each "%@" of the format, in order, by an argument's text; "%%" gives one "%". An argument is never scanned
-/// for "%". A "%@" without an argument gives "(null)"; arguments too many are ignored.
+/// Replaces each "%@" of the format, in order, by an argument; "%%" becomes "%". Arguments are not scanned for "%". A
+/// "%@" without an argument becomes "(null)"; surplus arguments are ignored.
 std::string stringWithFormat(std::string_view format, std::initializer_list<FormatArgument> arguments);
 
 template <class... Arguments>
@@ -62,11 +62,12 @@ std::string stringWithFormat(std::string_view format, const Arguments&... argume
 }
 
 /// Writes a line to the platform's log: GLib's structured log, domain "OQSDK", at debug level. It appears on the host's
-/// standard error only if G_MESSAGES_DEBUG asks for it. The library's own log file is another one. Any thread.
+/// standard error only if G_MESSAGES_DEBUG asks for it. The library's own log file is separate. Thread-safe.
 OQSDK_EXPORT void platformLog(std::string_view text);
-/// The same at warning level, which GLib writes to standard error: for a mistake in how the library was integrated.
+/// Like platformLog(), but at warning level, which GLib writes to standard error: for a mistake in how the library was
+/// integrated.
 void platformWarning(std::string_view text);
-/// Gets the lines of both instead of GLib; an empty function restores GLib. For tests.
+/// The handler receives the lines of both instead of GLib; an empty function restores GLib. For tests.
 void setPlatformLogHandler(std::function<void(std::string_view)> handler);
 
 }  // namespace oq

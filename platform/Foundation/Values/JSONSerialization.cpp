@@ -14,9 +14,9 @@
 namespace oq {
 namespace {
 
-constexpr std::size_t MaximumDepth = 512;
+constexpr std::size_t kMaximumDepth = 512;
 
-/// A number with an exponent beyond every double is parsed as infinity, which JSON does not have.
+/// boost::json parses a number with a too large exponent as infinity, which JSON does not have.
 bool isFinite(const Value& value) {
   if (const double* number = value.if_double()) return std::isfinite(*number);
   if (const Array* array = value.if_array()) return std::all_of(array->begin(), array->end(), isFinite);
@@ -24,7 +24,7 @@ bool isFinite(const Value& value) {
   return !object || std::all_of(object->begin(), object->end(), [](auto& e) { return isFinite(e.value()); });
 }
 
-/// Whether a text is written as it is: most are, and a look is quicker than the care that the others take.
+/// Whether a string can be written unchanged. Most can, and this check is faster than escaping.
 bool isPlain(std::string_view text) {
   bool isSpecial = false;
   for (const char c : text) {
@@ -76,17 +76,16 @@ class Writer {
 
   void appendLineBreak() {
     if (!_pretty) return;
-    static constexpr std::string_view lineBreak = "\n                ";
+    static constexpr std::string_view kLineBreak = "\n                ";
     const std::size_t length = 1 + 2 * _depth;
-    append(lineBreak.substr(0, length));
-    if (length > lineBreak.size()) _text.append(length - lineBreak.size(), ' ');
+    append(kLineBreak.substr(0, length));
+    if (length > kLineBreak.size()) _text.append(length - kLineBreak.size(), ' ');
   }
 
   template <class Container, class WriteElement>
   void appendContainer(const Container& container, char open, char close, WriteElement writeElement) {
-    // What is written must be readable again, and the stack is finite: nothing is written below the reader's
-    // depth.
-    if (_depth == MaximumDepth) return append("null");
+    // The reader must be able to read the result, and the stack is finite: stop at the reader's maximum depth.
+    if (_depth == kMaximumDepth) return append("null");
     _text.push_back(open);
     ++_depth;
     bool first = true;
@@ -112,7 +111,7 @@ class Writer {
     if (!std::isfinite(number)) return append("null");
     char digits[400];
     bool whole = number == std::trunc(number);
-    // As an integer it is written in half of the time. Zero may be a negative one.
+    // Writing it as an integer takes half the time. Zero is excluded because it may be negative.
     constexpr double exactBelow = 9007199254740992;
     if (_pretty && whole && std::abs(number) < exactBelow && number != 0) {
       return appendInteger(static_cast<std::int64_t>(number));
@@ -120,7 +119,7 @@ class Writer {
     auto end = whole ? std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed).ptr
                      : std::to_chars(digits, digits + sizeof digits, number).ptr;
     _text.append(digits, end);
-    // The compact form is for stores: what went in as a double comes out as one.
+    // Keeps the number a double when it is read back.
     if (whole && !_pretty) append(".0");
   }
 
@@ -144,7 +143,7 @@ class Writer {
   }
 
   void appendCharacter(char c) {
-    static constexpr char Hex[] = "0123456789abcdef";
+    static constexpr char kHex[] = "0123456789abcdef";
     if (c == '"' || c == '\\') {
       _text.push_back('\\');
       _text.push_back(c);
@@ -158,8 +157,8 @@ class Writer {
       append("\\t");
     } else {
       append("\\u00");
-      _text.push_back(Hex[c >> 4]);
-      _text.push_back(Hex[c & 15]);
+      _text.push_back(kHex[c >> 4]);
+      _text.push_back(kHex[c & 15]);
     }
   }
 
@@ -178,7 +177,7 @@ std::string textOf(const Value& value, Layout layout) {
 
 std::optional<Value> valueWithJSONData(const Data& data) {
   boost::json::parse_options options;
-  options.max_depth = MaximumDepth;
+  options.max_depth = kMaximumDepth;
   boost::json::error_code error;
   std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // some servers and editors write one

@@ -8,19 +8,19 @@
 
 namespace oq {
 
-/// Parses one JSON value of any kind (fragments allowed), nested at most 512 deep. nullopt for anything else,
-/// bytes after the value included. A UTF-8 byte-order mark before the value is skipped. A number out of range, invalid
-/// UTF-8 or a torn text is not JSON.
+/// Parses one JSON value of any kind (fragments allowed), nested at most 512 deep. nullopt for anything else, including
+/// trailing bytes, numbers out of range, invalid UTF-8 and truncated input. A UTF-8 byte-order mark before the value is
+/// skipped.
 std::optional<Value> valueWithJSONData(const Data& data);
 
-/// JSON with two blanks of indentation. Throws Exception "NSInvalidArgumentException" unless the value is an
-/// array or a dictionary. Numbers that are not finite are written as null.
+/// JSON with an indentation of two spaces. Throws Exception "NSInvalidArgumentException" unless the value is an array
+/// or a dictionary. Non-finite numbers are written as null.
 Data dataWithJSONObject(const Value& object);
-/// The same text for any value. Like every text made here it nests at most 512 deep, what lies deeper being
-/// written as null, and is valid UTF-8: bytes that are not become U+FFFD.
+/// The same format for any value. All functions here write at most 512 levels (deeper values become null) and valid
+/// UTF-8 (invalid bytes become U+FFFD).
 std::string prettyJSON(const Value& value);
 std::string prettyJSON(const Dictionary& dictionary);
-/// JSON without blanks, for stores: a double is still a double when it is read again.
+/// JSON without spaces, for storage: a double is read back as a double.
 std::string compactJSON(const Value& value);
 
 }  // namespace oq

@@ -23,7 +23,7 @@ std::int64_t integerFromText(std::string_view text) {
   bool negative = text.starts_with('-');
   bool plus = text.starts_with('+');
   if (plus) text.remove_prefix(1);
-  // A second sign is no number.
+  // "+-1" is not a number, but from_chars accepts the "-".
   if (plus && text.starts_with('-')) return 0;
   std::int64_t number = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -36,8 +36,7 @@ std::size_t digitsFrom(std::string_view text, std::size_t position) {
   return position;
 }
 
-/// The longest prefix that is a decimal number with an optional fraction and exponent; empty when there is
-/// none.
+/// The longest prefix that is a decimal number with an optional fraction and exponent; may be empty.
 std::string_view decimalPrefix(std::string_view text) {
   std::size_t begin = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
   std::size_t end = digitsFrom(text, begin);

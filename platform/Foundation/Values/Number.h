@@ -7,12 +7,13 @@
 
 namespace oq {
 
-/// Numbers from any object. Strings are read with leading blanks and as their longest decimal prefix, saturating;
-/// booleans are 1 and 0; everything else is 0. Never hexadecimal, infinity or not-a-number.
+/// Converts any value to a number. For a string, leading white space is skipped and the longest decimal prefix is read;
+/// out-of-range values saturate. Booleans are 1 and 0; everything else is 0. Hexadecimal, infinity and not-a-number are
+/// not read.
 std::int64_t integerValue(const Value& value);
 double doubleValue(const Value& value);
 
-/// The value of a dictionary's key; a null Value when there is none or `object` is no dictionary.
+/// The value of a dictionary's key; a null Value if the key is missing or `object` is not a dictionary.
 const Value& valueForKey(const Value& object, std::string_view key);
 /// Present, a string, and not empty.
 bool isNonEmptyString(const Value& value);

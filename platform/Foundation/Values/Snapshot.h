@@ -6,8 +6,8 @@
 
 namespace oq {
 
-/// An immutable value that is replaced whole. A reader holds the old value or the new one, never a mixture, for as long
-/// as it keeps the pointer. Any thread.
+/// An immutable value that is replaced as a whole. A reader gets the old value or the new one, never a mixture, and may
+/// keep it. Thread-safe.
 template <class T>
 class Snapshot {
  public:
@@ -18,7 +18,7 @@ class Snapshot {
     std::lock_guard lock(_mutex);
     return _value;
   }
-  /// The replaced value is returned, so that whatever it owns is released outside the lock.
+  /// Returns the replaced value, so that the caller destroys it outside the lock.
   std::shared_ptr<const T> exchange(std::shared_ptr<const T> value) {
     std::lock_guard lock(_mutex);
     return std::exchange(_value, std::move(value));

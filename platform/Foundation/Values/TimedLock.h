@@ -5,10 +5,10 @@
 
 namespace oq {
 
-/// Owns nothing when others do not make way in time.
+/// Returns an unlocked lock on timeout.
 inline std::unique_lock<std::timed_mutex> lockWithin(std::timed_mutex& mutex, std::chrono::seconds patience) {
   std::unique_lock lock(mutex, std::try_to_lock);
-  // By the clock of the day, since a race detector does not know waits by the other one.
+  // Uses the system clock, because ThreadSanitizer does not support waits on the steady clock.
   if (!lock) (void)lock.try_lock_until(std::chrono::system_clock::now() + patience);
   return lock;
 }

@@ -7,7 +7,7 @@
 namespace oq {
 namespace {
 
-constexpr gunichar Replacement = 0xFFFD;
+constexpr gunichar kReplacement = 0xFFFD;
 
 bool isHighSurrogate(char16_t unit) {
   return unit >= 0xD800 && unit < 0xDC00;
@@ -16,16 +16,16 @@ bool isLowSurrogate(char16_t unit) {
   return unit >= 0xDC00 && unit < 0xE000;
 }
 
-/// The character at the start of the text, which is shortened by its bytes.
+/// Removes and returns the first character of the string.
 gunichar takeCharacter(std::string_view& text) {
-  if (text.front() == '\0') {  // GLib would call it an error.
+  if (text.front() == '\0') {  // GLib would treat it as an error
     text.remove_prefix(1);
     return 0;
   }
   gunichar character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
   bool valid = character < 0x110000;
   text.remove_prefix(valid ? static_cast<std::size_t>(g_utf8_skip[static_cast<guchar>(text.front())]) : 1);
-  return valid ? character : Replacement;
+  return valid ? character : kReplacement;
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 namespace oq {
 
 bool isASCII(std::string_view text);
-/// Bytes that are not UTF-8 become U+FFFD.
+/// Invalid UTF-8 becomes U+FFFD.
 std::u16string utf16FromUTF8(std::string_view text);
-/// nullopt for half of a surrogate pair.
+/// nullopt for an unpaired surrogate.
 std::optional<std::string> utf8FromUTF16(std::u16string_view text);
 
 }  // namespace oq

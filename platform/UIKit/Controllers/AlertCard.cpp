@@ -9,14 +9,14 @@
 namespace oq {
 namespace {
 
-// Points.
+// In points.
 constexpr double kWidth = 300, kNarrowest = 120, kMargin = 16, kPadding = 20, kSides = 16, kGap = 6, kButtonHeight = 46,
                  kTitlePadding = 12, kRadius = 14, kHairline = 0.5;
 constexpr UIColor kLine = UIColor::colorWithRed(0.78, 0.78, 0.80, 1);
 constexpr UIColor kBlue = UIColor::colorWithRed(0, 0.44, 0.92, 1);
 constexpr UIColor kRed = UIColor::colorWithRed(0.85, 0.16, 0.13, 1);
 
-/// The card, in the middle of whatever it lies in.
+/// A card that stays in the centre of its superview.
 class AlertCard : public UIView {
  public:
   void superviewDidResize() override { place(); }
@@ -26,7 +26,7 @@ class AlertCard : public UIView {
   void place() {
     const auto parent = superview();
     if (!parent) return;
-    // On whole points, or every line in it is blurred.
+    // Rounded to whole points; otherwise the lines would be blurred.
     const CGSize room = parent->bounds().size, size = bounds().size;
     setFrame(CGRectMake(std::floor((room.width - size.width) / 2), std::floor((room.height - size.height) / 2),
                         size.width, size.height));
@@ -48,7 +48,7 @@ std::shared_ptr<UIView> makeLine(CGRect frame) {
   return line;
 }
 
-/// Puts the parts of an alert below one another.
+/// Stacks the parts of an alert vertically.
 class Builder {
  public:
   explicit Builder(double width) : _width(width) { _content->setBackgroundColor(UIColor::whiteColor()); }
@@ -79,12 +79,12 @@ class Builder {
   }
 
   std::shared_ptr<UIView> card() {
-    // Lines last: a button that is held down must not swallow them.
+    // The lines are added last, so that a highlighted button does not cover them.
     for (const auto& line : _lines) _content->addSubview(line);
     _content->setFrame(CGRectMake(0, 0, _width, _bottom));
     _content->layer().setCornerRadius(kRadius);
     _content->setClipsToBounds(true);
-    // What clips casts no shadow, so that is the outer view's part.
+    // A clipping view has no shadow, so the outer view casts it.
     auto outer = makeMainObject<AlertCard>();
     outer->setFrame(_content->frame());
     outer->setBackgroundColor(UIColor::whiteColor());

@@ -28,7 +28,7 @@ void ContainerViewController::placePage(UIView& page) {
   page.setFillsSuperview(true);
 }
 
-/// Looks at the pages as they are now, since the messages before may have changed them.
+/// Asks for the current page, because the earlier messages may have changed it.
 void ContainerViewController::showPage(const std::shared_ptr<UIView>& leaving) {
   if (!isViewLoaded()) return;
   const auto shown = shownPage();

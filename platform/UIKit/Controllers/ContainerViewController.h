@@ -6,7 +6,8 @@
 
 namespace oq {
 
-/// Holds a page and takes no touches itself, so that a page without touches leaves the host's widgets in reach.
+/// Contains a page and ignores touches itself, so that the host's widgets behind a page that ignores touches stay
+/// usable.
 class PageContainer : public UIView {
  public:
   using UIView::UIView;
@@ -16,14 +17,14 @@ class PageContainer : public UIView {
   }
 };
 
-/// What controllers have in common that show one page of several: its view fills theirs, it gets their
-/// appearance messages, and a change from one page to another is told to both. At run time it is no class of
-/// its own. Main thread only.
+/// The common base of controllers that show one of several pages. The page's view fills theirs, the page receives their
+/// appearance messages, and on a change of pages both pages receive theirs. Not registered as a class at run time. Main
+/// thread only.
 class ContainerViewController : public UIViewController {
  protected:
-  /// The page to show; nullptr when there is none.
+  /// The page to show; nullptr if there is none.
   virtual std::shared_ptr<UIViewController> shownPage() const = 0;
-  /// The registered class whose methods the messages below are.
+  /// The registered class that has the methods below.
   virtual Class* containerClass() const = 0;
 
   std::shared_ptr<UIView> loadView() override;
@@ -32,17 +33,17 @@ class ContainerViewController : public UIViewController {
   void _viewWillDisappear(bool animated);
   void _viewDidDisappear(bool animated);
 
-  /// The appearance messages around the change from one page to another; either may be nullptr. Silent off
-  /// screen.
+  /// Sends the appearance messages around a change of pages; either page may be nullptr. Sends nothing if the
+  /// controller is off screen.
   void turnPage(const std::shared_ptr<UIViewController>& from, const std::shared_ptr<UIViewController>& to,
                 bool animated);
-  /// Makes the page's view the only page shown; `leaving` may stay below or above it for now.
+  /// Shows only this page's view; `leaving` may stay in the tree until its animation has ended.
   virtual void showPage(const std::shared_ptr<UIView>& leaving = nullptr);
-  /// Puts the page into its place; by default it fills the controller's view.
+  /// Lays out the page; by default it fills the controller's view.
   virtual void placePage(UIView& page);
-  /// A view among the pages that is none.
+  /// Whether a subview belongs to the controller and is not a page.
   virtual bool isOwnView(const UIView&) const { return false; }
-  /// Brings the page on screen; by default at once.
+  /// Puts the page on screen; by default immediately.
   virtual void bringInPage(bool) { showPage(); }
   bool isOnScreen();
 };

@@ -7,11 +7,12 @@
 
 namespace oq {
 
-/// The page of a dialog: dims what lies behind it, beside an upright stage as well, takes its touches, and
-/// keeps assistive technology and the keyboard to itself. As large as the main screen. Main thread only.
+/// The page of a dialog: dims everything behind it, including the area outside an upright stage, takes all touches
+/// there, and confines assistive technology and the keyboard to the dialog. As large as the main screen. Main thread
+/// only.
 class DialogPage : public UIView {
  public:
-  /// `escape` is what the key Escape does; it tells whether it did anything.
+  /// `escape` handles the Escape key and returns whether it did anything.
   DialogPage(std::string name, std::function<bool()> escape);
   bool accessibilityPerformEscape() override { return _escape(); }
 

@@ -77,7 +77,7 @@ std::shared_ptr<UIAlertAction> UIAlertController::wayOut() const {
 }
 
 void UIAlertController::answer(const std::shared_ptr<UIAlertAction>& action) {
-  // Answered already, and on its way out.
+  // Already answered and being dismissed.
   if (!presentingViewController()) return;
   dismissViewControllerAnimated(true, [action] { action->perform(); });
 }

@@ -20,7 +20,7 @@ class UIAlertAction : public Object {
  public:
   using Handler = std::function<void(UIAlertAction& action)>;
 
-  /// The handler may be empty; the button then only closes the alert.
+  /// The handler may be empty; then the button only closes the alert.
   static std::shared_ptr<UIAlertAction> actionWithTitle(std::optional<std::string> title, UIAlertActionStyle style,
                                                         Handler handler = nullptr);
   const std::optional<std::string>& title() const { return _title; }
@@ -34,10 +34,9 @@ class UIAlertAction : public Object {
   Handler _handler;
 };
 
-/// A question over everything else, to be presented: title, message, and a button for each action, in their
-/// order, side by side when there are two. A tap on a button dismisses the alert and, once it has gone, calls
-/// the action's handler. Destructive buttons are red, those that cancel are bold. Main thread only; made with
-/// alertControllerWithTitle().
+/// A question shown above everything else: title, message, and one button per action, in order (two are side by side).
+/// To be presented. A tap on a button dismisses the alert and, after it is gone, calls the action's handler.
+/// Destructive buttons are red, cancelling ones bold. Main thread only; create it with alertControllerWithTitle().
 class UIAlertController : public UIViewController {
   OQ_CLASS(UIAlertController)
 
@@ -47,7 +46,7 @@ class UIAlertController : public UIViewController {
                                                                      UIAlertControllerStyle preferredStyle);
   UIAlertController();
 
-  /// Before the alert is presented.
+  /// Must be called before the alert is presented.
   void addAction(std::shared_ptr<UIAlertAction> action);
   const std::vector<std::shared_ptr<UIAlertAction>>& actions() const { return _actions; }
   const std::optional<std::string>& message() const { return _message; }
@@ -57,7 +56,7 @@ class UIAlertController : public UIViewController {
 
  private:
   void answer(const std::shared_ptr<UIAlertAction>& action);
-  /// What Escape stands for: the action that cancels, or else the first that does nothing.
+  /// The action for Escape: the cancelling action, or else the first one without a handler.
   std::shared_ptr<UIAlertAction> wayOut() const;
 
   std::optional<std::string> _message;

@@ -26,7 +26,7 @@ UINavigationBar::~UINavigationBar() {
 }
 
 void UINavigationBar::release() {
-  // Another bar may show the item by now.
+  // Another bar may show the item now.
   if (_item && _item->shownBy == this) {
     _item->onChange = nullptr;
     _item->shownBy = nullptr;
@@ -57,7 +57,7 @@ void UINavigationBar::showItem() {
   layOut();
 }
 
-/// The title is in the middle of the bar and as wide as leaves it there beside the left item.
+/// The title is centred in the bar; its width leaves space for the left item on both sides.
 void UINavigationBar::layOut() {
   const CGSize size = bounds().size;
   double taken = kMargin;

@@ -7,8 +7,8 @@
 
 namespace oq {
 
-/// The bar above a page: the page's left item, and its title in the middle. Made with makeMainObject(); main
-/// thread only.
+/// The bar above a page: shows the page's left item and its centred title. Create it with makeMainObject(); main thread
+/// only.
 class UINavigationBar : public UIView {
   OQ_CLASS(UINavigationBar)
 
@@ -18,12 +18,12 @@ class UINavigationBar : public UIView {
   ~UINavigationBar() override;
 
   const std::shared_ptr<UINavigationItem>& topItem() const { return _item; }
-  /// Follows the item's changes from now on; nullptr for none.
+  /// Shows the item and follows its changes; nullptr removes it.
   void setTopItem(std::shared_ptr<UINavigationItem> item);
   void superviewDidResize() override {
     if (onSuperviewResize) onSuperviewResize();
   }
-  /// Set by the controller whose bar this is.
+  /// Set by the controller that owns the bar.
   std::function<void()> onSuperviewResize;
 
  private:

@@ -12,7 +12,7 @@ namespace {
 constexpr double kSlide = 0.35;  // seconds
 constexpr double kShade = 0.3;   // opacity
 
-/// A dialog while a pushed page shows: the page covers everything that the host has.
+/// A dialog while a pushed page is shown, because that page covers all of the host's widgets.
 class NavigationView : public PageContainer {
  public:
   explicit NavigationView(std::weak_ptr<UINavigationController> owner)
@@ -118,7 +118,7 @@ bool UINavigationController::isOwnView(const UIView& view) const {
   return &view == _bar.get() || &view == _shade.get();
 }
 
-/// Below all pages. It blocks nothing from the moment that the last page above the first begins to leave.
+/// The shade is below all pages. It stops blocking touches when the last pushed page begins to leave.
 void UINavigationController::updateShade() {
   const bool isNeeded = _stack.size() > 1;
   if (!_shade && isNeeded) {
@@ -142,7 +142,7 @@ void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
   view()->setAccessibilityViewIsModal(_stack.size() > 1);
   updateBar();
   view()->addSubview(_bar);
-  // A page that slides takes the shade along.
+  // A page that slides animates the shade, too.
   if (!leaving) updateShade();
 }
 
@@ -157,7 +157,7 @@ void UINavigationController::bringInPage(bool animated) {
   if (!slides || !page || page == leaving) return;
   const bool barComesOrGoes = barWasHidden != _bar->isHidden();
   if (barComesOrGoes && _turn == Turn::Pop) {
-    // It goes with the page whose bar it was.
+    // The bar leaves together with the page that it belongs to.
     _bar->setHidden(false);
     _bar->setFrame(CGRectMake(0, 0, page->bounds().size.width, UINavigationBar::standardHeight));
     _bar->setTopItem(formerItem);
@@ -165,7 +165,7 @@ void UINavigationController::bringInPage(bool animated) {
   slide(page, leaving, barComesOrGoes);
 }
 
-/// A page that was pushed comes in above the former one; one that was popped goes off the one below.
+/// A pushed page slides in above the former one; a popped page slides out and uncovers the one below.
 void UINavigationController::slide(const std::shared_ptr<UIView>& page, const std::shared_ptr<UIView>& leaving,
                                    bool barComesOrGoes) {
   const bool isPush = _turn == Turn::Push;

@@ -10,24 +10,24 @@ namespace oq {
 
 class UINavigationBar;
 
-/// A stack of pages of which the top one shows, below a bar with its title and left item. An animated page
-/// slides in from the right, or out to it; the stack and the appearance messages are done with at once. A pushed
-/// page is a dialog to keyboard and assistive technology, and Escape leaves it. Main thread only.
+/// A stack of pages that shows the top one, below a bar with its title and left item. An animated page slides in from
+/// the right, or out to the right; the stack changes and the appearance messages are sent immediately. A pushed page is
+/// a dialog for keyboard and assistive technology, and Escape pops it. Main thread only.
 class UINavigationController : public ContainerViewController {
   OQ_CLASS(UINavigationController)
 
  public:
-  /// The root learns of its parent when this controller's view is loaded.
+  /// The root gets its parent when this controller's view is loaded.
   explicit UINavigationController(std::shared_ptr<UIViewController> root);
 
   const std::vector<std::shared_ptr<UIViewController>>& viewControllers() const { return _stack; }
   std::shared_ptr<UIViewController> topViewController() const { return _stack.empty() ? nullptr : _stack.back(); }
   /// Shows the page above the others and sends the appearance messages.
   void pushViewController(std::shared_ptr<UIViewController> controller, bool animated);
-  /// Takes the top page away; the last one stays. Returns what was taken, nullptr when nothing was.
+  /// Removes the top page and returns it; nullptr if only one page is left, which stays.
   std::shared_ptr<UIViewController> popViewControllerAnimated(bool animated);
   const std::shared_ptr<UINavigationBar>& navigationBar();
-  /// True also while the top page wants no bar. A hidden bar has no height, and pages lie where it was.
+  /// Also true while the top page hides the bar. A hidden bar has no height, and pages use its space.
   bool isNavigationBarHidden() const;
   void setNavigationBarHidden(bool hidden);
 
@@ -50,10 +50,10 @@ class UINavigationController : public ContainerViewController {
 
   std::vector<std::shared_ptr<UIViewController>> _stack;
   std::shared_ptr<UINavigationBar> _bar;
-  std::shared_ptr<UIView> _shade;  ///< dims and blocks what pages above the first leave uncovered
+  std::shared_ptr<UIView> _shade;  ///< dims and blocks the area that pushed pages leave uncovered
   std::weak_ptr<UIView> _shownView;
-  Turn _turn = Turn::Push;    ///< what the page that is brought in next came by
-  std::uint64_t _slides = 0;  ///< tells the last slide from earlier ones
+  Turn _turn = Turn::Push;    ///< whether the next page shown was pushed or popped to
+  std::uint64_t _slides = 0;  ///< identifies the last slide
   bool _barHidden = false;
 };
 

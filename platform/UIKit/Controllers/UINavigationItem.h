@@ -10,7 +10,7 @@
 
 namespace oq {
 
-/// A place in a navigation bar, filled with a view. Main thread only.
+/// One item of a navigation bar: a custom view. Main thread only.
 class UIBarButtonItem {
  public:
   explicit UIBarButtonItem(std::shared_ptr<UIView> customView) : _customView(std::move(customView)) {}
@@ -20,7 +20,7 @@ class UIBarButtonItem {
   std::shared_ptr<UIView> _customView;
 };
 
-/// What a navigation bar shows for one page; each page has its own. Main thread only.
+/// What a navigation bar shows for one page; each page has its own item. Main thread only.
 class UINavigationItem {
  public:
   const std::optional<std::string>& title() const { return _title; }
@@ -35,7 +35,7 @@ class UINavigationItem {
     _left = std::move(item);
     if (onChange) onChange();
   }
-  /// Set by the bar that shows the item, which `shownBy` names.
+  /// Set by the bar that shows the item; `shownBy` is that bar.
   std::function<void()> onChange;
   const void* shownBy = nullptr;
 

@@ -8,8 +8,7 @@
 
 namespace oq {
 
-/// Pages side by side of which one is selected and shows. The first is selected unless another one is chosen.
-/// Main thread only.
+/// Several pages, of which the selected one is shown; initially the first. Main thread only.
 class UITabBarController : public ContainerViewController {
   OQ_CLASS(UITabBarController)
 
@@ -19,14 +18,14 @@ class UITabBarController : public ContainerViewController {
   UITabBarController() = default;
 
   const Pages& viewControllers() const { return _pages; }
-  /// Missing and repeated pages are left out. What was selected stays so if it is among the pages, else the
-  /// first is.
+  /// Ignores nullptr and repeated pages. The selected page stays selected if it is among them; otherwise the first one
+  /// is selected.
   void setViewControllers(const Pages& pages, bool animated = false);
-  /// nullptr exactly when there are no pages.
+  /// nullptr if and only if there are no pages.
   std::shared_ptr<UIViewController> selectedViewController() const { return _selected; }
-  /// Shows one of the pages, with the appearance messages; does nothing for another controller.
+  /// Shows one of the pages and sends the appearance messages; has no effect for another controller.
   void setSelectedViewController(const std::shared_ptr<UIViewController>& page);
-  /// 0 without pages.
+  /// 0 if there are no pages.
   std::size_t selectedIndex() const;
   void setSelectedIndex(std::size_t index);
 

@@ -8,7 +8,7 @@ namespace oq {
 
 namespace {
 
-constexpr double turnDuration = 0.35;
+constexpr double kTurnDuration = 0.35;
 
 CGRect below(CGRect bounds) {
   return CGRectMake(bounds.minX(), bounds.maxY(), bounds.size.width, bounds.size.height);
@@ -57,7 +57,7 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   if (animated) controller->placeOffScreen(*window);
   if (covers) presenter->viewWillDisappear(animated);
   controller->viewWillAppear(animated);
-  // Each message may have dismissed it again.
+  // Each of these messages may have dismissed the controller again.
   if (presenter->_presented != controller) return completion ? completion() : void();
   window->addSubview(page);
   if (covers) {
@@ -67,7 +67,7 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   controller->viewDidAppear(animated);
   if (!animated) return completion ? completion() : void();
   UIView::animateWithDuration(
-      turnDuration,
+      kTurnDuration,
       [&] {
         page->setFrame(window->bounds());
         if (dissolves) page->setAlpha(1);
@@ -87,13 +87,13 @@ void UIViewController::dismissViewControllerAnimated(bool animated, std::functio
 
 void UIViewController::takeAwayPresented(bool animated, std::function<void()> completion) {
   const auto self = shared_from_this();
-  // The links go first: a page that dismisses itself again while it disappears finds nothing to dismiss.
+  // The links are cleared first, so that a page that dismisses itself while it disappears finds nothing to dismiss.
   std::vector<std::shared_ptr<UIViewController>> pages;
   for (auto page = std::move(_presented); page; page = std::move(page->_presented)) {
     page->_presenting.reset();
     pages.push_back(page);
   }
-  std::reverse(pages.begin(), pages.end());  // the top-most first
+  std::reverse(pages.begin(), pages.end());  // top-most first
   const auto covering =
       std::find_if(pages.begin(), pages.end(), [](const auto& page) { return page->isPresentedFullScreen(); });
   const bool wasCovered = covering != pages.end();
@@ -114,7 +114,7 @@ void UIViewController::takeAwayPresented(bool animated, std::function<void()> co
   if (completion) completion();
 }
 
-/// The root below everything, a presented page below what it presented.
+/// The root goes below everything, a presented page below the page that it presented.
 void UIViewController::putBackInto(UIWindow& window, const UIView& above) {
   const auto& views = window.subviews();
   const auto found = std::find_if(views.begin(), views.end(), [&](const auto& v) { return v.get() == &above; });
@@ -137,11 +137,11 @@ void UIViewController::turnOut(std::function<void()> completion) {
     if (const auto window = windowOf(*this)) placeOffScreen(*window);
   };
   const auto end = [self = shared_from_this(), page, completion = std::move(completion)](bool) {
-    // Unless it has been presented anew meanwhile.
+    // It may have been presented again meanwhile.
     if (!self->_presenting.lock()) page->removeFromSuperview();
     if (completion) completion();
   };
-  UIView::animateWithDuration(turnDuration, go, end);
+  UIView::animateWithDuration(kTurnDuration, go, end);
 }
 
 }  // namespace oq

@@ -15,7 +15,7 @@ class UINavigationController;
 class UINavigationItem;
 
 enum class UIModalPresentationStyle : int { FullScreen = 0, OverFullScreen = 5 };
-/// How a presented page comes and goes: from below, or by fading.
+/// The animation of a presented page: it slides from below, or fades.
 enum class UIModalTransitionStyle : int { CoverVertical = 0, CrossDissolve = 2 };
 
 inline const Selector<void()> viewDidLoadSelector{"viewDidLoad"};
@@ -24,9 +24,8 @@ inline const Selector<void(bool)> viewDidAppearSelector{"viewDidAppear:"};
 inline const Selector<void(bool)> viewWillDisappearSelector{"viewWillDisappear:"};
 inline const Selector<void(bool)> viewDidDisappearSelector{"viewDidDisappear:"};
 
-/// One page: a view that is made when it is first asked for, and messages that tell when it comes and goes.
-/// They are sent through the class runtime, so that replacing an implementation changes what runs. Main
-/// thread only.
+/// One page: a view that is created on first use, and messages when it appears and disappears. The messages are sent
+/// through the class runtime, so that a replaced implementation is called. Main thread only.
 class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_from_this<UIViewController> {
   OQ_CLASS(UIViewController)
 
@@ -38,7 +37,7 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   std::shared_ptr<UIView> view();
   bool isViewLoaded() const { return _view != nullptr; }
 
-  // These send; a subclass registers a method of its own for the selector and calls its superclass with
+  // These functions send messages. A subclass registers its own method for the selector and calls its superclass with
   // sendSuper().
   void viewDidLoad() { send(*this, viewDidLoadSelector); }
   void viewWillAppear(bool animated) { send(*this, viewWillAppearSelector, animated); }
@@ -47,36 +46,36 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   void viewDidDisappear(bool animated) { send(*this, viewDidDisappearSelector, animated); }
 
   const std::string& title() const { return _title; }
-  /// The navigation bar shows it, too.
+  /// Also sets the title in the navigation bar.
   void setTitle(std::string title);
-  /// What a navigation controller's bar shows for this page.
+  /// What the bar of a navigation controller shows for this page.
   const std::shared_ptr<UINavigationItem>& navigationItem();
   /// True for a page that a navigation controller shows without its bar.
   virtual bool hidesNavigationBar() const { return false; }
-  /// Goes back inside the page, as a web page does to the one before it. False where there is nothing to go back to.
+  /// Goes back inside the page, like a browser's back button. False if there is nothing to go back to.
   virtual bool goBackInside() { return false; }
 
   std::shared_ptr<UIViewController> parentViewController() const { return _parent.lock(); }
-  /// The nearest navigation controller above, nullptr when there is none.
+  /// The nearest enclosing navigation controller; nullptr if there is none.
   std::shared_ptr<UINavigationController> navigationController() const;
 
-  /// Shows the controller over everything in this one's window; it is presented by the outermost controller
-  /// above this one. Nothing happens, and the completion is dropped, when this one is not on screen or is
-  /// presenting already, or the other is shown somewhere itself. Otherwise the completion is called once,
-  /// when the page has come in, or at once when it is not animated.
+  /// Shows the controller above everything in this one's window; the outermost controller that contains this one
+  /// presents it. Nothing happens, and the completion is dropped, if this one is off screen or already presents
+  /// another, or if the controller is already shown. Otherwise the completion is called once: when the animation has
+  /// ended, or immediately without one.
   void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
                              std::function<void()> completion = nullptr);
-  /// Takes away what this controller presents, and all that is presented on top of that; without any, takes
-  /// this one away. The completion is called once, when the page has gone, or at once when it is not
-  /// animated or there was nothing to take away.
+  /// Removes the controller that this one presents, and all that are presented on top of it. If this one presents none,
+  /// it is itself removed. The completion is called once: when the animation has ended, or immediately if there is none
+  /// or nothing to remove.
   void dismissViewControllerAnimated(bool animated, std::function<void()> completion = nullptr);
-  /// What this controller or one above it presents.
+  /// The controller that this one or an enclosing one presents.
   std::shared_ptr<UIViewController> presentedViewController() const;
-  /// Who presents this controller or one above it.
+  /// The controller that presents this one or an enclosing one.
   std::shared_ptr<UIViewController> presentingViewController() const;
   UIModalPresentationStyle modalPresentationStyle() const { return _presentationStyle; }
-  /// Full screen, the presenting page disappears; over full screen, it stays visible below and is told
-  /// nothing. Counts when the controller is presented.
+  /// With FullScreen the presenting page disappears. With OverFullScreen it stays visible below and receives no
+  /// messages. Read when the controller is presented.
   void setModalPresentationStyle(UIModalPresentationStyle style) { _presentationStyle = style; }
   UIModalTransitionStyle modalTransitionStyle() const { return _transitionStyle; }
   void setModalTransitionStyle(UIModalTransitionStyle style) { _transitionStyle = style; }
@@ -96,11 +95,11 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   void _viewDidDisappear(bool) {}
 
   bool isPresentedFullScreen() const { return _presentationStyle == UIModalPresentationStyle::FullScreen; }
-  /// The outermost controller around this one.
+  /// The outermost controller that contains this one.
   std::shared_ptr<UIViewController> outermost();
   void putBackInto(UIWindow& window, const UIView& above);
   void takeAwayPresented(bool animated, std::function<void()> completion);
-  /// Before it comes, and after it has gone.
+  /// Moves the page to where it is before its animation begins and after it has ended.
   void placeOffScreen(UIWindow& window);
   void turnOut(std::function<void()> completion);
 

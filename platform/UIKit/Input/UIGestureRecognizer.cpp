@@ -31,7 +31,7 @@ bool UITapGestureRecognizer::touchesEnded(UITouch& touch, UIView& view) {
 
 bool UITapGestureRecognizer::activate() {
   if (!_action) return false;
-  // A copy: the action may drop its recogniser.
+  // A copy, because the action may destroy its recogniser.
   const auto action = _action;
   action();
   return true;

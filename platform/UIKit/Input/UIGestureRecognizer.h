@@ -8,21 +8,21 @@ namespace oq {
 
 class UIView;
 
-/// Watches the touches of its view before the view does. Whoever calls it keeps it alive meanwhile, since an action may
-/// drop the view.
+/// Receives the touches of its view before the view. The caller keeps the recogniser alive during the call, because an
+/// action may drop the view.
 class UIGestureRecognizer {
  public:
   virtual ~UIGestureRecognizer() = default;
   virtual void touchesBegan(UITouch& touch, UIView& view) = 0;
   virtual void touchesMoved(UITouch& touch, UIView& view) = 0;
-  /// True when the gesture was recognised by this touch; the view's own handling is then cancelled.
+  /// True if this touch completed the gesture; the view's own handling is then cancelled.
   virtual bool touchesEnded(UITouch& touch, UIView& view) = 0;
   virtual void touchesCancelled(UITouch& touch, UIView& view) = 0;
-  /// Does without a touch what the gesture does; false when it cannot.
+  /// Performs the gesture's action without a touch; false if that is not possible.
   virtual bool activate() { return false; }
 };
 
-/// A touch that ends inside the view without having moved more than 10 points.
+/// Recognises a touch that ends inside the view and has moved at most 10 points.
 class UITapGestureRecognizer : public UIGestureRecognizer {
  public:
   explicit UITapGestureRecognizer(std::function<void()> action) : _action(std::move(action)) {}

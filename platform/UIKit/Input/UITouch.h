@@ -11,7 +11,7 @@ class UIWindow;
 
 enum class UITouchPhase { Began, Moved, Ended, Cancelled };
 
-/// One finger or pointer button, from down to up. It belongs to the view that it began in.
+/// One finger or pointer button, from press to release. It belongs to the view in which it began.
 struct UITouch {
   UITouchPhase phase = UITouchPhase::Began;
   CGPoint locationInWindow;
@@ -19,7 +19,7 @@ struct UITouch {
   double timestamp = 0;  ///< seconds on the animation clock
   std::weak_ptr<UIView> view;
 
-  /// The location in a view's coordinates.
+  /// The location in the view's coordinates.
   CGPoint locationIn(const UIView& view) const;
 };
 

@@ -41,7 +41,7 @@ CGRect mix(CGRect from, CGRect to, double t) {
   return {mix(from.origin, to.origin, t),
           {mix(from.size.width, to.size.width, t), mix(from.size.height, to.size.height, t)}};
 }
-/// A colour without alpha has no hue to come from: only what is visible of it is mixed.
+/// A fully transparent colour has no hue, so it is mixed as the other colour without alpha.
 UIColor mix(UIColor from, UIColor to, double t) {
   if (from.alpha == 0) from = to.withAlphaComponent(0);
   if (to.alpha == 0) to = from.withAlphaComponent(0);

@@ -12,10 +12,11 @@ namespace oq {
 class UIView;
 struct AnimationGroup;
 
-/// The model of a layer: a plain value. What is painted is a pure function of it, the running animations and the time.
+/// The state of a layer as a plain value. What is painted is a pure function of it, the running animations and the
+/// time.
 struct LayerState {
-  CGPoint position;  ///< where the centre of the bounds lies in the parent's coordinates
-  CGRect bounds;     ///< a non-zero origin scrolls what lies inside
+  CGPoint position;  ///< the centre of the bounds, in the parent's coordinates
+  CGRect bounds;     ///< a non-zero origin scrolls the contents
   double opacity = 1;
   double cornerRadius = 0;
   double zPosition = 0;
@@ -32,10 +33,10 @@ struct LayerState {
   }
 };
 
-/// The visual half of a view. Every setter of an animatable property goes through one funnel: an equal value changes
-/// nothing; inside UIView::animateWithDuration() the value on screen is noted as the animation's start; then the model
-/// is written and the window is asked for a frame. Outside a block a running animation of the property ends where the
-/// new value is. A value that is not finite changes nothing. Main thread only.
+/// The visual part of a view. The setters of all animatable properties work the same way. An equal or non-finite value
+/// changes nothing. Inside UIView::animateWithDuration() the value on screen becomes the animation's start value. Then
+/// the model is written and the window is asked for a frame. Outside such a block, a running animation of the property
+/// ends at the new value. Main thread only.
 class CALayer {
  public:
   explicit CALayer(UIView& owner) : _owner(owner) {}
@@ -43,15 +44,15 @@ class CALayer {
   CALayer& operator=(const CALayer&) = delete;
 
   const LayerState& model() const { return _model; }
-  /// What is on screen at the time.
+  /// The values shown on screen at that time.
   LayerState presentation(double now) const;
   bool isAnimating() const { return !_animations.empty(); }
-  /// In a motion that takes no touches.
+  /// Whether an animation runs during which the layer ignores touches.
   bool isInMotion() const;
-  /// Ends them as not finished; what is on screen is the model again.
+  /// Ends the animations as not finished; the screen shows the model values again.
   void removeAllAnimations();
 
-  /// Position and size of the bounds together; the origin of the bounds stays.
+  /// Sets the position, and the size of the bounds; the origin of the bounds stays.
   void setFrame(CGRect frame);
   void setPosition(CGPoint position);
   void setBounds(CGRect bounds);
@@ -72,7 +73,7 @@ class CALayer {
   enum class Property { Position, Bounds, Opacity, CornerRadius, BackgroundColor, ShadowOpacity, ZPosition };
   struct Running {
     Property property;
-    LayerState from;  ///< only the animated property's member counts
+    LayerState from;  ///< only the member of the animated property is used
     std::shared_ptr<AnimationGroup> group;
   };
 
@@ -81,7 +82,7 @@ class CALayer {
   template <class T>
   void set(T LayerState::*member, T value);
   void startAnimation(Property property, const std::shared_ptr<AnimationGroup>& group);
-  /// True when there was one.
+  /// True if there was one.
   bool stopAnimation(Property property);
   void takeOffEnded(double now);
   double nextEnd() const;

@@ -14,14 +14,14 @@
 namespace oq {
 namespace {
 
-constexpr double kLargestSide = 16384, kLargestArea = 32e6;  // pixels that one content may take in memory
-constexpr double kPlainSave = -1, kRoundedClip = -2;         // instead of a group's opacity
+constexpr double kLargestSide = 16384, kLargestArea = 32e6;  // the largest content that is cached, in pixels
+constexpr double kPlainSave = -1, kRoundedClip = -2;         // used in place of a group's opacity
 constexpr double kSameSize = 0.01;                           // points
 
-/// A content as pixels, with its shadow once somebody asked for it.
+/// A content as pixels, with its shadow after the first use of that.
 struct SurfaceCache : LayerContent::Cache {
   cairo_surface_t* surface = nullptr;
-  cairo_surface_t* opaque = nullptr;  ///< the same pixels, declared to have no alpha
+  cairo_surface_t* opaque = nullptr;  ///< the same pixels, without an alpha channel
   double scale = 0;
   std::shared_ptr<const ShadowMask> shadow;
   double shadowRadius = -1;
@@ -41,8 +41,7 @@ bool fitsInMemory(CGSize size, double scale) {
   return width > 0 && height > 0 && width <= kLargestSide && height <= kLargestSide && width * height <= kLargestArea;
 }
 
-/// A second look at pixels that hide all that lies under them: copying is several times cheaper than
-/// blending.
+/// The pixels as a surface without alpha, if they are all opaque: copying is several times faster than blending.
 cairo_surface_t* opaqueView(cairo_surface_t* surface) {
   const std::uint8_t* data = cairo_image_surface_get_data(surface);
   int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
@@ -61,7 +60,7 @@ SurfaceCache* cacheOf(LayerContent& content, double scale) {
   auto* known = dynamic_cast<SurfaceCache*>(content.cache.get());
   if (known && known->scale == scale) return known;
   if (!fitsInMemory(content.size(), scale)) return nullptr;
-  // Products of sizes and scales miss whole numbers by their last bits.
+  // Tolerance for rounding errors in products of sizes and scales.
   constexpr double rounding = 1e-6;
   int width = static_cast<int>(std::ceil(content.size().width * scale - rounding));
   int height = static_cast<int>(std::ceil(content.size().height * scale - rounding));
@@ -136,8 +135,8 @@ CGPoint CairoPainter::snapped(CGPoint point) const {
   return point;
 }
 
-/// Both edges go to the nearest pixel, so that neighbours still meet and straight edges are sharp; a hairline
-/// that would vanish stays as it is.
+/// Both edges move to the nearest pixel, so that neighbours still touch and straight edges are sharp. A hairline that
+/// would vanish stays unchanged.
 CGRect CairoPainter::snapped(CGRect rect) const {
   CGPoint from = snapped(rect.origin), to = snapped(CGPoint{rect.maxX(), rect.maxY()});
   CGRect whole{from, {to.x - from.x, to.y - from.y}};
@@ -189,7 +188,7 @@ void CairoPainter::putBack(const Corners& corners) const {
     cairo_save(_cr);
     addRect(_cr, place);
     cairo_clip(_cr);
-    // What the corner has outside the curve.
+    // The part of the corner outside the curve.
     cairo_set_fill_rule(_cr, CAIRO_FILL_RULE_EVEN_ODD);
     addRect(_cr, place);
     addRoundedRect(_cr, corners.rect, corners.radius);
@@ -227,7 +226,7 @@ void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
     addRoundedRect(_cr, snapped(rect), cornerRadius);
   } else {
     addRect(_cr, snapped(rect));
-    // Over nothing, blending only costs time.
+    // The group is empty, so blending is not needed.
     if (_groupIsEmpty) cairo_set_operator(_cr, CAIRO_OPERATOR_SOURCE);
   }
   cairo_fill(_cr);
@@ -258,7 +257,7 @@ void CairoPainter::content(LayerContent& content, CGRect destination, double opa
   cairo_restore(_cr);
 }
 
-/// What is too large to be kept is drawn again for every frame; the clip keeps that to what shows.
+/// A content that is too large for the cache is drawn for every frame; the clip limits that to the visible part.
 void CairoPainter::drawUncached(const LayerContent& content, CGRect destination, double opacity) {
   cairo_save(_cr);
   addRect(_cr, destination);

@@ -9,9 +9,9 @@ typedef struct _cairo cairo_t;
 
 namespace oq {
 
-/// Paints into any Cairo context whose user space is in points (its owner has scaled it); `scale` is the
-/// number of pixels a point, in which contents are cached as surfaces. Rectangles and contents are put on
-/// whole pixels, so that edges and text stay crisp wherever the layout places them. Main thread only.
+/// Paints into a Cairo context whose user space is in points (the owner has scaled it). `scale` is the number of pixels
+/// per point; contents are cached as surfaces of that density. Rectangles and contents are aligned to whole pixels, so
+/// that edges and text are sharp at every position. Main thread only.
 class OQSDK_EXPORT CairoPainter : public Painter {
  public:
   CairoPainter(cairo_t* cr, double scale);
@@ -29,8 +29,8 @@ class OQSDK_EXPORT CairoPainter : public Painter {
  private:
   CGPoint snapped(CGPoint point) const;
   CGRect snapped(CGRect rect) const;
-  /// What lies in the corners of a rounded clip, to be put back when the clip ends: clipping by a path would
-  /// cost a mask for everything that is painted inside.
+  /// The pixels in the corners of a rounded clip, restored when the clip ends: clipping by a path would need a mask for
+  /// everything that is painted inside.
   struct Corners;
   Corners saveCorners(CGRect rect, double radius) const;
   void putBack(const Corners& corners) const;
@@ -38,12 +38,12 @@ class OQSDK_EXPORT CairoPainter : public Painter {
 
   cairo_t* _cr;
   double _scale;
-  std::vector<double> _groups;  ///< one entry per push: the opacity of a group, or below 0 for none
+  std::vector<double> _groups;  ///< one entry per push: the opacity of a group, or a negative constant for other pushes
   std::vector<Corners> _corners;
-  bool _groupIsEmpty = false;  ///< nothing was painted into the innermost group yet
+  bool _groupIsEmpty = false;  ///< nothing has been painted into the innermost group yet
 };
 
-/// A path of the rectangle with rounded corners, for whoever draws.
+/// Adds a rectangle with rounded corners to the current path.
 void addRoundedRect(cairo_t* cr, CGRect rect, double cornerRadius);
 
 }  // namespace oq

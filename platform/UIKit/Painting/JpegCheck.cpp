@@ -10,7 +10,7 @@
 namespace oq {
 namespace {
 
-/// What the library reports of one picture.
+/// What libjpeg reports about one picture.
 struct Report {
   jpeg_error_mgr manager{};
   std::jmp_buf leave{};
@@ -21,12 +21,12 @@ Report& reportOf(j_common_ptr jpeg) {
   return *static_cast<Report*>(jpeg->client_data);
 }
 
-/// The library requires that this does not return.
+/// libjpeg requires that this does not return.
 [[noreturn]] void failed(j_common_ptr jpeg) {
   std::longjmp(reportOf(jpeg).leave, 1);
 }
 
-/// Other warnings are of no consequence: bytes between two parts, or an unknown version.
+/// Other warnings do not matter, such as extra bytes between segments or an unknown version.
 void noted(j_common_ptr jpeg, int level) {
   if (level >= 0) return;
   switch (jpeg->err->msg_code) {
@@ -42,7 +42,7 @@ void noted(j_common_ptr jpeg, int level) {
   }
 }
 
-/// An eighth of the size, and no other colours: only reading the data counts.
+/// Decodes at an eighth of the size and without colour conversion: the only purpose is to read all data.
 void readAll(jpeg_decompress_struct& jpeg, const Data& data) {
   jpeg_mem_src(&jpeg, data.data(), data.size());
   jpeg_read_header(&jpeg, TRUE);
@@ -65,7 +65,7 @@ bool isWholeJpeg(const Data& data) {
   jpeg.client_data = &report;
   report.manager.error_exit = failed;
   report.manager.emit_message = noted;
-  // Nothing between here and the library owns anything, so it may be left without unwinding.
+  // No object between this frame and libjpeg has a destructor, so longjmp is safe.
   if (setjmp(report.leave) != 0) {
     jpeg_destroy_decompress(&jpeg);
     return false;

@@ -4,8 +4,8 @@
 
 namespace oq {
 
-/// Every pixel of the JPEG is there: it neither breaks off nor has lost parts in between. The decoder that makes
-/// pictures of JPEGs ignores both and leaves what is missing grey. Takes about half as long as decoding. Any thread.
+/// Whether every pixel of the JPEG is present: the data is neither truncated nor has gaps. The decoder for pictures
+/// ignores both and leaves missing pixels grey. Takes about half as long as decoding. Thread-safe.
 bool isWholeJpeg(const Data& data);
 
 }  // namespace oq

@@ -10,8 +10,8 @@ typedef struct _cairo cairo_t;
 
 namespace oq {
 
-/// A recorded drawing of a fixed size. Immutable: a view that changes makes another. Painters keep what they made of it
-/// (a surface, a render node) in `cache`, so that it is drawn once however many frames show it.
+/// A recorded drawing of a fixed size. Immutable: a view that changes creates a new one. A painter stores its rendering
+/// (a surface, a render node) in `cache`, so the drawing runs once however many frames show it.
 class LayerContent {
  public:
   using Draw = std::function<void(cairo_t*)>;
@@ -20,7 +20,7 @@ class LayerContent {
   CGSize size() const { return _size; }
   void draw(cairo_t* cr) const { _draw(cr); }
 
-  /// Owned by the painter that is in use; another kind of painter, or another scale, replaces it.
+  /// Owned by the current painter; another kind of painter, or another scale, replaces it.
   struct Cache {
     virtual ~Cache() = default;
   };

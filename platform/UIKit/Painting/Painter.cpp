@@ -10,7 +10,7 @@
 namespace oq {
 namespace {
 
-/// What is less opaque than this leaves no trace in eight bits.
+/// Lower opacities are invisible with eight bits per colour.
 constexpr double kInvisible = 0.001;
 
 LayerState stateOf(const UIView& view, double now) {
@@ -27,7 +27,7 @@ CGRect offsetBy(const CGRect& rect, double dx, double dy) {
 }
 
 bool castsShadow(const LayerState& state) {
-  // Clipping cuts off everything outside the bounds, which is all that a shadow is.
+  // Clipping removes everything outside the bounds, and with it the whole shadow.
   return !state.masksToBounds && state.shadowOpacity > 0 && state.shadowColor.alpha > 0;
 }
 
@@ -53,8 +53,8 @@ class TreePainter {
   TreePainter(UIWindow& window, Painter& painter, double now)
       : _window(window), _painter(painter), _now(now), _focused(window.focusedView()) {}
 
-  /// `visible` is what can be seen of the parent, in its coordinates; `opacity` what the ancestors left to
-  /// the view to apply.
+  /// `visible` is the visible part of the parent, in its coordinates; `opacity` is the part of the ancestors' opacity
+  /// that is not applied yet.
   void paint(UIView& view, CGRect visible, double opacity) {
     LayerState state = stateOf(view, _now);
     if (!isShown(state)) return;
@@ -113,7 +113,7 @@ class TreePainter {
     }
   }
 
-  /// What is clear itself casts the shadow of the shapes that lie in it.
+  /// A transparent view casts the shadows of the shapes that it contains.
   void paintShadowsOfSubviews(UIView& view, const LayerState& state, const UIColor& colour) {
     for (const auto& child : view.subviews()) {
       LayerState shape = stateOf(*child, _now);
@@ -141,45 +141,44 @@ class TreePainter {
     if (rounded) _painter.pop();
   }
 
-  /// Slim bars that tell which part of the content shows, while there is more than fits. They stand beside
-  /// the view where its superview leaves room for them, so as not to strike through what is shown, else
-  /// inside its edge.
+  /// Slim bars that show the visible part of the content if it does not fit. They are painted next to the view if its
+  /// superview has space there, so that they do not cover the content, otherwise inside its edge.
   void paintScrollIndicators(UIView& view, const CGRect& bounds, double opacity) {
     auto* scroll = dynamic_cast<UIScrollView*>(&view);
     if (!scroll) return;
     CGSize content = scroll->contentSize();
-    CGSize room = roomBeside(view);
+    CGSize space = spaceNextTo(view);
     if (scroll->showsVerticalScrollIndicator() && content.height > bounds.size.height + 0.5) {
       Bar bar = barFor(bounds.size.height, content.height, bounds.origin.y);
-      double x = bounds.maxX() + distance(room.width);
+      double x = bounds.maxX() + distance(space.width);
       fillBar(CGRectMake(x, bounds.minY() + bar.start, kThickness, bar.length), opacity);
     }
     if (scroll->showsHorizontalScrollIndicator() && content.width > bounds.size.width + 0.5) {
       Bar bar = barFor(bounds.size.width, content.width, bounds.origin.x);
-      double y = bounds.maxY() + distance(room.height);
+      double y = bounds.maxY() + distance(space.height);
       fillBar(CGRectMake(bounds.minX() + bar.start, y, bar.length, kThickness), opacity);
     }
   }
 
-  static CGSize roomBeside(const UIView& view) {
+  static CGSize spaceNextTo(const UIView& view) {
     auto parent = view.superview();
     if (!parent) return {};
     CGRect bounds = parent->bounds(), frame = view.frame();
     return {bounds.maxX() - frame.maxX(), bounds.maxY() - frame.maxY()};
   }
-  /// In the middle of a margin that has room, so that it does not touch what is shown.
-  static double distance(double room) {
-    return room >= kThickness + 2 * kGap ? std::min((room - kThickness) / 2, kFarthest) : -kThickness - kGap;
+  /// In the middle of the margin if that is wide enough, so that the bar does not touch the content.
+  static double distance(double space) {
+    return space >= kThickness + 2 * kGap ? std::min((space - kThickness) / 2, kFarthest) : -kThickness - kGap;
   }
 
   struct Bar {
     double start, length;
   };
   static Bar barFor(double shown, double whole, double offset) {
-    double room = std::max(0.0, shown - 2 * kGap);
-    double length = std::min(room, std::max(kShortestBar, room * shown / whole));
+    double space = std::max(0.0, shown - 2 * kGap);
+    double length = std::min(space, std::max(kShortestBar, space * shown / whole));
     double part = std::clamp(offset / (whole - shown), 0.0, 1.0);
-    return {kGap + (room - length) * part, length};
+    return {kGap + (space - length) * part, length};
   }
   void fillBar(const CGRect& rect, double opacity) {
     if (!rect.isEmpty()) _painter.fill(rect, kThickness / 2, {0, 0, 0, 0.35 * opacity});
@@ -192,7 +191,7 @@ class TreePainter {
   std::shared_ptr<UIView> _focused;
 };
 
-/// `over` on top of `under`.
+/// The colour of `over` painted on top of `under`.
 UIColor blend(const UIColor& under, const UIColor& over) {
   double alpha = over.alpha + under.alpha * (1 - over.alpha);
   if (alpha <= 0) return UIColor::clearColor();

@@ -14,10 +14,10 @@ namespace oq {
 namespace {
 
 constexpr int kLargestSide = 8192;
-constexpr int kPasses = 3;  // three box blurs come close to a Gaussian
+constexpr int kPasses = 3;  // three box blurs approximate a Gaussian
 constexpr std::size_t kKeptShapes = 8;
 
-/// One box blur along a line of `count` pixels that lie `step` bytes apart.
+/// One box blur along a line of `count` pixels, `step` bytes apart.
 void blurLine(std::uint8_t* line, int count, int step, int half, std::vector<std::uint8_t>& copy) {
   for (int i = 0; i < count; ++i) copy[i] = line[i * step];
   const unsigned width = 2 * half + 1;

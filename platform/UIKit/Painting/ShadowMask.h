@@ -13,10 +13,10 @@ namespace oq {
 /// A blurred outline as an 8-bit mask.
 class ShadowMask {
  public:
-  /// Blurs what `draw` paints into a space of `size` points. nullptr when the mask would be absurdly large.
+  /// Blurs what `draw` paints into a space of `size` points. nullptr if the mask would be too large.
   static std::shared_ptr<const ShadowMask> make(CGSize size, double radius, double scale,
                                                 const std::function<void(cairo_t*)>& draw);
-  /// The mask of a rectangle with rounded corners; the latest few are kept.
+  /// The mask of a rectangle with rounded corners; the last few are cached.
   static std::shared_ptr<const ShadowMask> forShape(CGSize size, double cornerRadius, double radius, double scale);
 
   ShadowMask(cairo_surface_t* surface, double margin) : _surface(surface), _margin(margin) {}
@@ -25,7 +25,7 @@ class ShadowMask {
   ShadowMask& operator=(const ShadowMask&) = delete;
 
   cairo_surface_t* surface() const { return _surface; }
-  /// How far the blur reaches beyond the outline, in points.
+  /// How far the blur extends beyond the outline, in points.
   double margin() const { return _margin; }
 
  private:

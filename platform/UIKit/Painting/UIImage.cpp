@@ -25,15 +25,15 @@ bool isTooLarge(int width, int height) {
   return width > kLargestSide || height > kLargestSide || std::int64_t{width} * height > kLargestArea;
 }
 
-/// What a picture's header says.
+/// The result of reading a picture's header.
 struct Header {
   bool isRead = false;
   bool isAcceptable = false;
-  /// The bytes begin as those of a format with pixels.
+  /// The data begins like a bitmap format.
   bool isOfPixels = false;
 };
 
-/// A picture of nothing is refused by every decoder, before it asks for memory.
+/// Every decoder refuses a picture of size 0 before it allocates memory.
 void refuse(GdkPixbufLoader* loader) {
   gdk_pixbuf_loader_set_size(loader, 0, 0);
 }
@@ -53,7 +53,7 @@ Object_<GdkPixbufLoader> makeLoader(GCallback sizePrepared, void* data) {
   return loader;
 }
 
-/// Reads no further than the header goes, so it takes next to no time and no memory.
+/// Stops after the header, so it takes almost no time and memory.
 Header headerOf(const Data& data) {
   Header header;
   auto loader = makeLoader(G_CALLBACK(readHeader), &header);
@@ -61,7 +61,7 @@ Header headerOf(const Data& data) {
     std::size_t piece = std::min(kPiece, data.size() - at);
     if (!gdk_pixbuf_loader_write(loader.get(), data.data() + at, piece, nullptr)) break;
   }
-  // A loader must be closed whatever happened before; some look at the bytes only then.
+  // A loader must always be closed; some formats are only parsed then.
   gdk_pixbuf_loader_close(loader.get(), nullptr);
   GdkPixbufFormat* format = gdk_pixbuf_loader_get_format(loader.get());
   header.isOfPixels = format && !gdk_pixbuf_format_is_scalable(format);
@@ -78,7 +78,7 @@ std::string formatOf(GdkPixbufLoader* loader) {
   return name ? name.get() : "";
 }
 
-/// An interlaced PNG has every row long before its end, so the chunk that ends it is what counts.
+/// An interlaced PNG has every row long before its end, so only the final chunk shows that it is complete.
 bool hasEndOfPng(const Data& data) {
   constexpr std::size_t signature = 8, frame = 12;  // a chunk's length, type and checksum
   for (std::size_t at = signature; data.size() >= at + frame;) {
@@ -90,7 +90,7 @@ bool hasEndOfPng(const Data& data) {
   return false;
 }
 
-/// The decoders of these two succeed with a picture that breaks off, and leave what is missing grey or transparent.
+/// The decoders of PNG and JPEG accept truncated pictures and leave missing pixels grey or transparent.
 bool isComplete(const Data& data, const std::string& format) {
   if (format == "png") return hasEndOfPng(data);
   return format != "jpeg" || isWholeJpeg(data);
@@ -149,7 +149,7 @@ UIImage::~UIImage() {
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
-  // Looked at before it is copied.
+  // Checked before the data is copied.
   return looksLikeAPicture(data) ? make(data, 1) : nullptr;
 }
 
@@ -200,7 +200,7 @@ void drawImage(cairo_t* cr, const UIImage& image, CGRect rect) {
               rect.size.height / cairo_image_surface_get_height(surface));
   cairo_set_source_surface(cr, surface, 0, 0);
   cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
-  // Without this the edges of an enlarged picture would fade into nothing.
+  // Without this the edges of an enlarged picture would fade out.
   cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
   cairo_paint(cr);
   cairo_restore(cr);

@@ -12,24 +12,24 @@ typedef struct _cairo_surface cairo_surface_t;
 
 namespace oq {
 
-/// A picture. Immutable; any thread may make, look at and drop it. On the main queue only its header is read
-/// when it is made: the pixels are decoded by whoever asks for them first, which on the main queue nobody
-/// does who can wait. On other queues they are decoded at once.
+/// A picture. Immutable and thread-safe. On the main queue creation reads only the header, and decoding is lazy: the
+/// first caller that needs pixels decodes. Main-queue callers avoid triggering it when they can wait. On other queues
+/// creation decodes immediately.
 class UIImage {
  public:
-  /// nullptr for bytes that are no picture or break off, and for a picture of more than 8192 pixels a side or
-  /// 32 million in all, which is refused before memory is taken for it. Of an animated picture the first frame.
+  /// nullptr for data that is not a picture or is truncated, and for a picture of more than 8192 pixels per side or 32
+  /// million in all (refused before memory is allocated). An animated picture becomes its first frame.
   static std::shared_ptr<const UIImage> imageWithData(const Data& data);
-  /// The bytes begin as an acceptable picture and then break off or are corrupt. Decodes, so it takes long: off the
-  /// main queue.
+  /// Whether the data begins as an acceptable picture but is truncated or corrupt. Decodes, which takes long: do not
+  /// call it on the main queue.
   static bool isBroken(const Data& data);
-  /// A file name that ends in "@2x" or "@3x" before its extension gives that many pixels a point.
+  /// A file name that ends in "@2x" or "@3x" before its extension sets the scale: that many pixels per point.
   static std::shared_ptr<const UIImage> imageWithContentsOfFile(const std::filesystem::path& file);
   ~UIImage();
   UIImage(const UIImage&) = delete;
   UIImage& operator=(const UIImage&) = delete;
 
-  /// Points; decodes. Zero for a picture that turns out to be broken behind its header.
+  /// In points; decodes. Zero for a picture that turns out to be broken after its header.
   CGSize size() const;
   double scale() const { return _scale; }
   /// 32-bit premultiplied pixels, owned by the image; decodes. nullptr for a broken picture.
@@ -40,12 +40,12 @@ class UIImage {
   static std::shared_ptr<const UIImage> make(Data data, double scale);
 
   mutable std::once_flag _decoded;
-  mutable Data _data;  ///< until it is decoded
+  mutable Data _data;  ///< until it has been decoded
   mutable cairo_surface_t* _surface = nullptr;
   const double _scale;
 };
 
-/// Draws the image over the rectangle.
+/// Draws the image, scaled to the rectangle.
 void drawImage(cairo_t* cr, const UIImage& image, CGRect rect);
 
 }  // namespace oq

@@ -15,35 +15,35 @@
 namespace oq {
 namespace {
 
-constexpr double kWidest = 100'000;           // points; beyond it nothing is broken
+constexpr double kWidest = 100'000;           // points; wider layouts are not broken
 constexpr double kLargestFont = 1000;         // points
-constexpr double kSmallestFont = 0.01;        // points; Pango has no smaller one
-constexpr double kTallestLayout = 1'500'000;  // points; Pango counts in 1/1024 of them, in 32 bits
+constexpr double kSmallestFont = 0.01;        // points; Pango's minimum
+constexpr double kTallestLayout = 1'500'000;  // points; Pango counts 1/1024 points in 32 bits
 constexpr std::size_t kShortText = 1000;      // bytes
 constexpr int kLongWord = 200, kPiece = 8;    // characters
 constexpr double kHalfPoint = 0.5;
 /// Messages are written in simplified Chinese.
 constexpr const char* kLanguage = "zh-cn";
 
-/// Pango's objects may be used from any thread, but by one at a time.
+/// Pango's objects may be used from any thread, but only from one at the same time.
 std::mutex& pangoMutex() {
   static std::mutex mutex;
   return mutex;
 }
 
-/// The one context, with the one font map, of the process: what was loaded once stays loaded.
+/// The process-wide context with one font map, so that fonts are loaded once.
 PangoContext* textContext() {
   static PangoContext* context = [] {
     PangoContext* made = pango_font_map_create_context(pango_cairo_font_map_new());
     cairo_font_options_t* options = cairo_font_options_create();
     cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
     cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_SLIGHT);
-    // Widths must not depend on the density of the screen.
+    // Text widths must not depend on the screen's density.
     cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
     pango_cairo_context_set_font_options(made, options);
     cairo_font_options_destroy(options);
     pango_context_set_round_glyph_positions(made, FALSE);
-    // Without a word on it Han characters take their Japanese shapes. Other scripts are not touched by this.
+    // Without a language, Han characters get their Japanese shapes. Other scripts are not affected.
     pango_context_set_language(made, pango_language_from_string(kLanguage));
     return made;
   }();
@@ -60,7 +60,7 @@ std::string familyOf(FcPattern* pattern) {
   return reinterpret_cast<const char*>(family);
 }
 
-/// The family of the font with that PostScript name; "" without one.
+/// The family of the font with that PostScript name; "" if there is none.
 std::string familyNamed(const std::string& name) {
   FcPattern* asked = FcPatternBuild(nullptr, FC_POSTSCRIPT_NAME, FcTypeString, fcString(name), nullptr);
   FcObjectSet* wanted = FcObjectSetBuild(FC_FAMILY, nullptr);
@@ -72,7 +72,7 @@ std::string familyNamed(const std::string& name) {
   return family;
 }
 
-/// What fontconfig puts in the place of a font of that name for Chinese text.
+/// The family that fontconfig substitutes for that name, for Chinese text.
 std::string familyInsteadOf(const std::string& name) {
   FcPattern* asked = FcPatternBuild(nullptr, FC_FAMILY, FcTypeString, fcString(name), FC_LANG, FcTypeString,
                                     fcString(kLanguage), nullptr);
@@ -86,8 +86,8 @@ std::string familyInsteadOf(const std::string& name) {
   return family;
 }
 
-/// The name that was asked for, then what stands in for it. Pango by itself would take one font for the
-/// Chinese and another for the Latin of the same line.
+/// The requested name, then its substitute. Otherwise Pango would use different fonts for Chinese and Latin characters
+/// in one line.
 const std::string& familiesFor(const std::string& name) {
   static auto& known = *new std::map<std::string, std::string>;
   auto [entry, isNew] = known.try_emplace(name, name);
@@ -99,11 +99,11 @@ const std::string& familiesFor(const std::string& name) {
   return entry->second;
 }
 
-/// Valid text, short enough that not even a line break at every byte makes a layout that Pango cannot count.
+/// Valid UTF-8, short enough for Pango's coordinates even with a line break at every byte.
 std::string displayable(const std::string& text, double lineHeight) {
   std::string cut = text.substr(0, static_cast<std::size_t>(kTallestLayout / std::max(lineHeight, 10.0)));
   if (cut.size() < text.size()) {
-    // Not in the middle of a character.
+    // Does not split a character.
     for (int i = 0; i < 3 && (cut.back() & 0xc0) == 0x80; ++i) cut.pop_back();
     if (cut.back() & 0x80) cut.pop_back();
   }
@@ -111,8 +111,8 @@ std::string displayable(const std::string& text, double lineHeight) {
   return valid.get();
 }
 
-/// Pango's time to wrap a word grows with the square of its length: seconds for what a hostile server may
-/// send. A word that would fill many lines gets places, unseen, where it may be broken.
+/// Pango's time to wrap a word grows with the square of its length: a hostile server could cause delays of seconds. A
+/// word that would fill many lines gets invisible break opportunities.
 std::string withBreakableWords(const std::string& text) {
   if (text.size() <= kShortText) return text;
   auto length = static_cast<std::size_t>(g_utf8_strlen(text.data(), static_cast<gssize>(text.size())));
@@ -133,7 +133,7 @@ std::string withBreakableWords(const std::string& text) {
 }
 
 PangoAlignment alignmentFor(NSTextAlignment alignment, PangoDirection direction) {
-  // Pango's left is where a line begins; only an alignment that names a side has to know the direction.
+  // Pango's left is the start of the line, so the explicit sides depend on the text direction.
   bool rightToLeft = direction == PANGO_DIRECTION_RTL;
   switch (alignment) {
     case NSTextAlignment::Center:
@@ -162,8 +162,7 @@ PangoRectangle lineExtents(PangoLayoutIter* iter) {
   return extents;
 }
 
-/// Fonts that stand in for each other differ in height; lines that follow each other should not. All get the
-/// height of the tallest.
+/// Fallback fonts differ in height. All lines get the height of the tallest, so that line distances are even.
 void evenLines(PangoLayout* layout) {
   int lowest = INT_MAX, tallest = 0;
   Iter iter(pango_layout_get_iter(layout));
@@ -179,7 +178,7 @@ void evenLines(PangoLayout* layout) {
   pango_attr_list_unref(attributes);
 }
 
-/// A mark that belongs to what stands before it, as a full stop does.
+/// Punctuation that belongs to the character before it, such as a full stop.
 bool closes(gunichar character) {
   switch (g_unichar_type(character)) {
     case G_UNICODE_CLOSE_PUNCTUATION:
@@ -191,8 +190,8 @@ bool closes(gunichar character) {
   }
 }
 
-/// Where a line of text may be stretched: after a space, and after an ideograph that no mark follows, but not
-/// at the line's end.
+/// The places where a line may be stretched: after a space, and after an ideograph, unless punctuation for which
+/// closes() is true follows. Not at the end of the line.
 std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* text) {
   std::vector<PangoGlyphInfo*> gaps;
   PangoGlyphInfo* last = nullptr;
@@ -214,8 +213,8 @@ std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* tex
   return gaps;
 }
 
-/// Stretches every line but the last of each paragraph to the width. Pango itself stretches nothing but
-/// spaces as soon as a line has one, which tears holes into lines of mixed scripts.
+/// Stretches every line except the last of each paragraph to the width. Pango's own justification stretches only spaces
+/// if a line has any, which leaves large gaps in lines of mixed scripts.
 void justify(PangoLayout* layout) {
   for (GSList* node = pango_layout_get_lines(layout); node && node->next; node = node->next) {
     if (static_cast<PangoLayoutLine*>(node->next->data)->is_paragraph_start) continue;
@@ -284,7 +283,7 @@ TextLayout::Shown TextLayout::linesThatFit(double height, int numberOfLines) con
   do {
     PangoRectangle extents = lineExtents(iter.get());
     double bottom = points(extents.y + extents.height);
-    // One line is drawn however little room there is.
+    // One line is always drawn, even if it does not fit.
     bool fits =
         shown.lines == 0 || (bottom <= height + kHalfPoint && (numberOfLines <= 0 || shown.lines < numberOfLines));
     if (!fits) break;
@@ -295,7 +294,7 @@ TextLayout::Shown TextLayout::linesThatFit(double height, int numberOfLines) con
   return shown;
 }
 
-/// The last line that is drawn, made anew from where it begins so that it ends in an ellipsis.
+/// The last drawn line, laid out again from its start so that it ends in an ellipsis.
 PangoLayout* TextLayout::shortenedLine(const Shown& shown) const {
   PangoLayoutLine* line = pango_layout_get_line_readonly(_layout, shown.lines - 1);
   const char* text = pango_layout_get_text(_layout);
@@ -325,7 +324,7 @@ void TextLayout::draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLine
     double baseline = top + points(pango_layout_iter_get_baseline(iter.get()));
     bool last = shown.shortened && i == shown.lines - 1;
     double lineTop = top + points(extents.y), height = points(extents.height);
-    // A line's ink may reach beyond its own height, but hardly by more than that.
+    // Ink may extend beyond the line's height, but hardly by more than that height.
     bool seen = lineTop - height < clipBottom && lineTop + 2 * height > clipTop;
     if (last && seen) {
       PangoLayout* shortened = shortenedLine(shown);

@@ -19,17 +19,17 @@ struct NSParagraphStyle {
   bool operator==(const NSParagraphStyle&) const = default;
 };
 
-/// Text with one paragraph style over its whole length.
+/// A string with one paragraph style.
 struct NSAttributedString {
   std::string string;
   NSParagraphStyle paragraphStyle;
   bool operator==(const NSAttributedString&) const = default;
 };
 
-/// A text broken into lines at a width, ready to be measured and drawn again and again. Bytes that are no
-/// UTF-8 show as replacement characters. A width that is not positive, or beyond all measure, breaks nothing;
-/// a font without a size shows nothing. Texts that no card could show are cut at some ten thousand
-/// characters. Any thread, one at a time.
+/// Text broken into lines at a width, ready to be measured and drawn repeatedly. Invalid UTF-8 is shown as replacement
+/// characters. A width that is not positive or extremely large means no line breaks; a font of size 0 shows nothing.
+/// Text that is too long for any card is cut after some ten thousand characters. May be used from any thread, but not
+/// from two at the same time.
 class TextLayout {
  public:
   TextLayout(const NSAttributedString& text, const UIFont& font, double width);
@@ -38,7 +38,7 @@ class TextLayout {
   TextLayout& operator=(const TextLayout&) = delete;
 
   CGSize size() const { return _size; }
-  /// As drawText() below; `rect` is as wide as the layout.
+  /// Like drawText() below; `rect` must have the layout's width.
   void draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines, bool centredVertically) const;
 
  private:
@@ -46,17 +46,16 @@ class TextLayout {
   Shown linesThatFit(double height, int numberOfLines) const;
   PangoLayout* shortenedLine(const Shown& shown) const;
 
-  PangoLayout* _layout = nullptr;  ///< nullptr for nothing to show
+  PangoLayout* _layout = nullptr;  ///< nullptr if there is nothing to show
   CGSize _size;
 };
 
-/// The size that the text takes when it is broken at the width; the very layout that drawText() paints. An
-/// empty text has no height. Main thread only.
+/// The size of the text when it is broken at the width; drawText() uses the same layout. An empty string has no height.
+/// Main thread only.
 CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
 
-/// Draws into `rect`, from its top; at most `numberOfLines` lines (0: any number) and no more than the
-/// rectangle has room for, the last one shortened with an ellipsis where there are more. With
-/// `centredVertically` the block of text is centred in the rectangle.
+/// Draws into `rect`, from its top: at most `numberOfLines` lines (0: any number) and no more than fit. If there are
+/// more, the last line ends in an ellipsis. With `centredVertically` the text is centred in the rectangle.
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
               int numberOfLines, bool centredVertically);
 

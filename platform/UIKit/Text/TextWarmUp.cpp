@@ -13,7 +13,7 @@ namespace oq {
 namespace {
 
 void shapeFirstText() {
-  // A font is loaded for the name that it is asked for by; these are the names that are.
+  // Fonts are loaded by requested name; these are the names that messages use.
   for (const UIFont& font : {UIFont::fontWithName("PingFangSC-Regular", 17), UIFont()}) {
     TextLayout layout({"Aa1 \u6d88\u606f\u3002", {8, NSTextAlignment::Justified}}, font, 100);
     cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, 100, 40);
@@ -27,11 +27,11 @@ void shapeFirstText() {
 }  // namespace
 
 void warmUpText() {
-  // The text libraries free what they share among threads when the process ends, also under a thread that uses it.
+  // The text libraries free shared data at process exit, even while another thread uses it.
   static BackgroundTask task([] {
     try {
       shapeFirstText();
-    } catch (const std::bad_alloc&) {  // the first window does it then
+    } catch (const std::bad_alloc&) {  // the first window will load the fonts
     }
   });
   static std::once_flag once;

@@ -4,8 +4,8 @@
 
 namespace oq {
 
-/// Loads fonts and shapes a first text on a background thread, once in the process, so that the first window does not
-/// wait for it. To be called on the main thread, whose end waits for what has begun.
+/// Loads fonts and shapes a first string on a background thread, once per process, so that the first window need not
+/// wait for it. Call it on the main thread: the exit of that thread waits if the work has begun.
 OQSDK_EXPORT void warmUpText();
 
 }  // namespace oq

@@ -5,7 +5,7 @@
 
 namespace oq {
 
-/// A font that is asked for by name; where the system has none of that name, fontconfig's fallback stands in for it.
+/// A font requested by name; if it is not installed, fontconfig's fallback is used.
 class UIFont {
  public:
   UIFont() = default;

@@ -12,10 +12,10 @@ namespace oq {
 
 namespace {
 
-/// Sums of frame times and of durations differ in their last bits; a nanosecond does not count.
+/// Tolerance for rounding errors in sums of frame times and durations.
 constexpr double kTimeTolerance = 1e-9;
 
-/// The standard curve for easing in and out, a cubic Bézier with the control points (0.42, 0) and (0.58, 1).
+/// The standard ease-in-out curve, a cubic Bézier with the control points (0.42, 0) and (0.58, 1).
 double easeInOut(double time) {
   double s = time;
   for (int round = 0; round < 6; ++round) {
@@ -40,7 +40,7 @@ double AnimationGroup::progress(double now) const {
   return easeInOut((now - start) / timing.duration);
 }
 
-// Never destroyed: views with static storage end their animations when the process ends.
+// Never destroyed: views with static storage end their animations at process exit.
 AnimationEngine& AnimationEngine::shared() {
   static auto& engine = *new AnimationEngine;
   return engine;
@@ -64,7 +64,7 @@ void AnimationEngine::commit() {
   UIApplication::sharedApplication().animationsChanged();
 }
 
-/// Reached once for a group: nothing joins it after its block, and its running properties only become fewer.
+/// Called once per group: no property is added after its block, and the number of running ones only decreases.
 void AnimationEngine::complete(AnimationGroup& group) {
   if (!group.completion) return;
   DispatchQueue::main().async(

@@ -8,12 +8,12 @@
 namespace oq {
 namespace {
 
-// How opaque the shade over a button is that is held down, or under the pointer.
+// Opacity of the shade over a button that is pressed, or under the pointer.
 constexpr double kHeldDown = 0.18, kHovered = 0.06;
-// Black would hardly be seen on a dark background, and white is seen less than black.
+// On a dark background black would be hardly visible, and white needs more opacity than black.
 constexpr double kDark = 0.15, kWhiteFactor = 1.6;
 
-/// The value of the state, else that of the normal state.
+/// The value for the state, or else for the normal state.
 template <class T>
 const T* lookUp(const std::map<std::uint32_t, T>& values, std::uint32_t state) {
   auto found = values.find(state);
@@ -101,22 +101,22 @@ void UIButton::setTitleEdgeInsets(UIEdgeInsets insets) {
   setNeedsDisplay();
 }
 
-/// Insets that leave no height give a line without one, in whose middle the title stands all the same.
-CGRect UIButton::titleRoom(CGRect bounds) const {
+/// If the insets leave no height, the area becomes a line on which the title is centred.
+CGRect UIButton::titleArea(CGRect bounds) const {
   const UIEdgeInsets& in = _titleInsets;
-  CGRect room =
+  CGRect area =
       CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top, std::max(0.0, bounds.size.width - in.left - in.right),
                  bounds.size.height - in.top - in.bottom);
-  if (room.size.height < 0) room = CGRectMake(room.minX(), room.centre().y, room.size.width, 0);
-  return room;
+  if (area.size.height < 0) area = CGRectMake(area.minX(), area.centre().y, area.size.width, 0);
+  return area;
 }
 
 CGRect UIButton::titleRect(CGRect bounds) const {
   const std::string title = titleForState(state()).value_or("");
-  const CGRect room = titleRoom(bounds);
+  const CGRect area = titleArea(bounds);
   if (title.empty()) return {};
-  const double height = boundingSizeOfText({title, {}}, _titleLabel.font(), room.size.width).height;
-  return CGRectMake(room.minX(), room.centre().y - height / 2, room.size.width, height);
+  const double height = boundingSizeOfText({title, {}}, _titleLabel.font(), area.size.width).height;
+  return CGRectMake(area.minX(), area.centre().y - height / 2, area.size.width, height);
 }
 
 CGRect UIButton::contentRect(CGRect bounds) const {
@@ -177,21 +177,21 @@ std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
 
   const CGRect bounds{{0, 0}, size}, painted = contentRect(bounds);
   const bool isMoved = painted != bounds;
-  const CGRect beside = CGRectMake(_titlePadding, 0, std::max(0.0, size.width - 2 * _titlePadding), size.height);
-  const CGRect room = isMoved ? titleRect(bounds) : beside;
+  const CGRect padded = CGRectMake(_titlePadding, 0, std::max(0.0, size.width - 2 * _titlePadding), size.height);
+  const CGRect area = isMoved ? titleRect(bounds) : padded;
   NSParagraphStyle style;
   style.alignment = _titleLabel.textAlignment();
-  auto text = std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), room.size.width);
+  auto text = std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), area.size.width);
   const UIColor shade = shadeOver(backgroundColor(), shaded);
   return std::make_shared<LayerContent>(painted.size,
                                         [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
                                          background = backgroundColor().alpha](cairo_t* cr) {
                                           cairo_translate(cr, -painted.minX(), -painted.minY());
                                           if (image) drawImage(cr, *image, fitted(image->size(), size));
-                                          text->draw(cr, colour, room, lines, true);
+                                          text->draw(cr, colour, area, lines, true);
                                           if (shaded == 0) return;
-                                          // What is painted takes the shade; where the background shows through, the
-                                          // shade itself is painted.
+                                          // Painted pixels get the shade on top; where only the background is visible,
+                                          // the shade itself is painted.
                                           paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
                                           paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
                                         });

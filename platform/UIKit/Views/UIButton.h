@@ -11,16 +11,15 @@
 
 namespace oq {
 
-/// Distances from the edges of a rectangle inwards; negative ones lead out of it.
+/// Distances from the edges of a rectangle, inwards; negative values extend it.
 struct UIEdgeInsets {
   double top = 0, left = 0, bottom = 0, right = 0;
   bool operator==(const UIEdgeInsets&) const = default;
 };
 
-/// A titled control of the custom type: its title centred, its image fitted, a background that is its own
-/// colour. While it is held down it darkens (lightens where its background is dark), unless it has a look of
-/// its own for that state; a little so under the pointer. A title that is too long ends in an ellipsis. Main
-/// thread only.
+/// A control with a centred title, a fitted image and the view's background colour. While pressed it darkens (or
+/// lightens on a dark background), unless it has its own appearance for the highlighted state; under the pointer it
+/// does so slightly. A title that is too long ends in an ellipsis. Main thread only.
 class UIButton : public UIControl {
   OQ_CLASS(UIButton)
 
@@ -29,20 +28,20 @@ class UIButton : public UIControl {
 
   void setTitle(std::optional<std::string> title, std::uint32_t state);
   std::optional<std::string> titleForState(std::uint32_t state) const;
-  /// White where none is set.
+  /// White by default.
   void setTitleColor(UIColor colour, std::uint32_t state);
   UIColor titleColorForState(std::uint32_t state) const;
   void setImage(std::shared_ptr<const UIImage> image, std::uint32_t state);
   std::shared_ptr<const UIImage> imageForState(std::uint32_t state) const;
 
-  /// How far the title stays away from the left and the right edge, in points; 0 by default.
+  /// Minimum distance of the title from the left and right edges, in points; 0 by default.
   void setTitlePadding(double padding);
-  /// Moves the title, which may come to lie outside the button. It is touched there, too.
+  /// Moves the title, possibly out of the button. The title's area reacts to touches there, too.
   void setTitleEdgeInsets(UIEdgeInsets insets);
   CGRect contentRect(CGRect bounds) const override;
   bool pointInside(CGPoint point) const override;
 
-  /// The title's font and lines, through the label that stands for the title. The label itself is not a subview.
+  /// Sets the title's font and lines. Not a subview.
   class TitleLabel {
    public:
     explicit TitleLabel(UIButton& button) : _button(button) {}
@@ -62,15 +61,15 @@ class UIButton : public UIControl {
   };
   TitleLabel& titleLabel() { return _titleLabel; }
 
-  /// The title for the normal state, until a name is set.
+  /// The title for the normal state, unless a label was set.
   std::string accessibilityLabel() const override;
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
 
  private:
-  /// The room for the title in these bounds, and the part of it that the title takes.
-  CGRect titleRoom(CGRect bounds) const;
+  /// The area available for the title, and the part of it that the title uses.
+  CGRect titleArea(CGRect bounds) const;
   CGRect titleRect(CGRect bounds) const;
   std::uint32_t state() const;
 

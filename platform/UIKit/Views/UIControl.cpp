@@ -3,7 +3,7 @@
 namespace oq {
 
 namespace {
-/// How far a finger may leave a control that it holds down before the control lets go, in points.
+/// How far a finger may move out of a pressed control before the highlight ends, in points.
 constexpr double kTrackingSlop = 70;
 
 CGRect grown(CGRect rect, double by) {

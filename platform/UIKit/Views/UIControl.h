@@ -23,26 +23,26 @@ enum UIControlState : std::uint32_t {
   UIControlStateDisabled = 2
 };
 
-/// A view that turns touches into events. Main thread only.
+/// A view that turns touches into control events. Main thread only.
 class UIControl : public UIView {
   OQ_CLASS(UIControl)
 
  public:
   using Action = std::function<void(UIControl&)>;
-  /// The control keeps the action; an action that needs another object holds it weakly.
+  /// The control keeps the action alive; an action should capture other objects weakly.
   void addTarget(Action action, std::uint32_t events);
-  /// Calls the actions of the events. An action may remove or drop the control.
+  /// Calls the actions for the events. An action may remove or drop the control.
   void sendActionsForControlEvents(std::uint32_t events);
   bool isHighlighted() const { return _highlighted; }
   bool isEnabled() const { return _enabled; }
   void setEnabled(bool enabled);
-  /// The pointer is over it.
+  /// The pointer is over the control.
   bool isHovered() const { return _hovered; }
   void hoverChanged(bool hovered) override;
   void didMoveToWindow() override;
 
   UIAccessibilityTraits accessibilityTraits() const override;
-  /// As a touch that goes down and up inside.
+  /// Like a tap inside the control.
   bool accessibilityActivate() override;
 
   void touchesBegan(UITouch& touch) override;

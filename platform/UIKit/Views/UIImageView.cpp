@@ -21,12 +21,12 @@ CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
   double across = room.width / image.width, down = room.height / image.height;
   double factor = mode == UIViewContentMode::ScaleAspectFit ? std::min(across, down) : std::max(across, down);
   const CGSize size{image.width * factor, image.height * factor};
-  // A picture that was drawn for this very place leaves no hairline at its edge.
+  // A picture made for exactly this size leaves no hairline at its edge.
   const bool isClose = std::abs(size.width - room.width) < kHairline && std::abs(size.height - room.height) < kHairline;
   return isClose ? room : size;
 }
 
-/// Up to whole pixels, so that what was scaled once is not scaled again when it is painted.
+/// Rounded up to whole pixels, so that a scaled picture is not scaled again when it is painted.
 CGSize inWholePixels(CGSize size, double scale) {
   constexpr double rounding = 1e-6;
   return {std::ceil(size.width * scale - rounding) / scale, std::ceil(size.height * scale - rounding) / scale};
@@ -34,7 +34,7 @@ CGSize inWholePixels(CGSize size, double scale) {
 
 }  // namespace
 
-/// A picture in the very pixels in which it is shown. Belongs to nobody but the view, and to its content.
+/// A picture scaled to the pixels in which it is shown. Shared only by the view and its content.
 struct UIImageView::Pixels {
   Request request;
   CGSize imageSize, size;
@@ -61,7 +61,7 @@ void UIImageView::setImage(std::shared_ptr<const UIImage> image) {
   if (image == _image) return;
   _image = std::move(image);
   if (!_image) {
-    // Forgotten as well, so that the same picture can be asked for again.
+    // Cleared as well, so that the same picture can be requested again.
     _pixels = nullptr;
     _wanted = {};
     _preparing = false;
@@ -112,7 +112,7 @@ void UIImageView::prepare(const Request& request) {
   _wanted = request;
   _preparing = true;
   auto weak = std::weak_ptr(std::static_pointer_cast<UIImageView>(shared_from_this()));
-  // The view itself is not touched over there, nor kept.
+  // The background block neither uses the view nor keeps it alive.
   DispatchQueue::background().async([request, weak] {
     DispatchQueue::main().async([request, weak, pixels = makePixels(request)] {
       if (auto view = weak.lock()) view->prepared(request, pixels);
@@ -120,7 +120,7 @@ void UIImageView::prepare(const Request& request) {
   });
 }
 
-/// A broken picture leaves the view as it is.
+/// A broken picture leaves the view unchanged.
 void UIImageView::prepared(const Request& request, std::shared_ptr<const Pixels> pixels) {
   if (!(request == _wanted)) return;
   _preparing = false;

@@ -12,10 +12,10 @@ namespace oq {
 
 enum class UIViewContentMode : int { ScaleToFill = 0, ScaleAspectFit = 1, ScaleAspectFill = 2 };
 
-/// A picture in its bounds. Takes no touches until they are switched on. Main thread only.
+/// Shows a picture. Ignores touches by default. Main thread only.
 ///
-/// Decoding and scaling a picture takes longer than a frame, so both are done beside the main queue, once for
-/// each size; the view shows the picture as soon as that is ready, and meanwhile what it showed before.
+/// Decoding and scaling a picture takes longer than a frame, so both run on a background queue, once per size. Until
+/// the result is ready, the view shows what it showed before.
 class UIImageView : public UIView {
   OQ_CLASS(UIImageView)
 
@@ -23,15 +23,14 @@ class UIImageView : public UIView {
   UIImageView();
   const std::shared_ptr<const UIImage>& image() const { return _image; }
   void setImage(std::shared_ptr<const UIImage> image);
-  /// Nothing is being decoded or scaled: what can be shown of the image is there to be painted.
+  /// True if the image is not being decoded or scaled any more, so the view can be painted.
   bool isImageReady();
   UIViewContentMode contentMode() const { return _contentMode; }
   void setContentMode(UIViewContentMode mode);
   CGRect contentRect(CGRect bounds) const override;
   void didMoveToWindow() override;
 
-  /// Whatever an extension of the class keeps with a view, by the address of a key; nullptr when it keeps
-  /// nothing.
+  /// A value that an extension of the class stores with a view, by the address of a key; nullptr if there is none.
   void setAssociatedObject(const void* key, std::any object) { _associatedObjects[key] = std::move(object); }
   const std::any* associatedObject(const void* key) const {
     auto found = _associatedObjects.find(key);
@@ -43,7 +42,7 @@ class UIImageView : public UIView {
 
  private:
   double contentScale() const;
-  /// What pixels are made from.
+  /// The input from which pixels are made.
   struct Request {
     std::shared_ptr<const UIImage> image;
     CGSize size;
@@ -58,8 +57,8 @@ class UIImageView : public UIView {
 
   std::shared_ptr<const UIImage> _image;
   UIViewContentMode _contentMode = UIViewContentMode::ScaleToFill;
-  Request _wanted;                        ///< the latest that was asked for
-  bool _preparing = false;                ///< the latest is not there yet
+  Request _wanted;                        ///< the latest request
+  bool _preparing = false;                ///< the latest request is not finished
   std::shared_ptr<const Pixels> _pixels;  ///< what is shown
   std::map<const void*, std::any> _associatedObjects;
 };

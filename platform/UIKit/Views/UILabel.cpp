@@ -21,7 +21,7 @@ std::string UILabel::accessibilityLabel() const {
   return _text.value_or("");
 }
 
-/// Breaking a long text into lines takes long, so it is done once, for whoever asks first.
+/// Breaking a long text into lines takes long, so the layout is cached.
 std::shared_ptr<const TextLayout> UILabel::layoutForWidth(double width) {
   if (!_layout || _layoutWidth != width) {
     _layout = std::make_shared<TextLayout>(attributedText(), _font, width);

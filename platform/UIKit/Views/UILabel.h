@@ -9,16 +9,16 @@
 
 namespace oq {
 
-/// Text in one colour and font. Takes no touches by itself. Main thread only.
+/// Text in one colour and font. Ignores touches by default. Main thread only.
 class UILabel : public UIView {
   OQ_CLASS(UILabel)
 
  public:
   UILabel();
 
-  /// nullopt when no text was ever set.
+  /// nullopt if no text was ever set.
   const std::optional<std::string>& text() const { return _text; }
-  /// Plain text: an earlier paragraph style goes.
+  /// Sets plain text; removes an earlier paragraph style.
   void setText(std::optional<std::string> text);
   void setAttributedText(NSAttributedString text);
   NSAttributedString attributedText() const { return {_text.value_or(""), _paragraphStyle}; }
@@ -31,11 +31,11 @@ class UILabel : public UIView {
   void setNumberOfLines(int lines);
   NSTextAlignment textAlignment() const { return _paragraphStyle.alignment; }
   void setTextAlignment(NSTextAlignment alignment);
-  /// The size that the text takes when it is broken at the width, whatever the number of lines; measured with
-  /// the very layout that is painted when the label gets that width.
+  /// The size of the text when it is broken at the width, regardless of the number of lines. The same layout is painted
+  /// when the label gets that width.
   CGSize textSizeForWidth(double width);
 
-  /// The text, until a name is set.
+  /// The text, unless a label was set.
   std::string accessibilityLabel() const override;
 
  protected:
@@ -47,7 +47,7 @@ class UILabel : public UIView {
 
   std::optional<std::string> _text;
   NSParagraphStyle _paragraphStyle;
-  NSTextAlignment _textAlignment = NSTextAlignment::Natural;  ///< what plain text goes back to
+  NSTextAlignment _textAlignment = NSTextAlignment::Natural;  ///< the alignment of plain text
   UIFont _font;
   UIColor _textColor = UIColor::blackColor();
   int _numberOfLines = 1;

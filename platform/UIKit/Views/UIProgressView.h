@@ -4,14 +4,14 @@
 
 namespace oq {
 
-/// A bar that tells how far something is. Main thread only.
+/// A bar that shows progress. Main thread only.
 class UIProgressView : public UIView {
   OQ_CLASS(UIProgressView)
 
  public:
   explicit UIProgressView(CGRect frame);
   float progress() const { return _progress; }
-  /// From 0 to 1; what lies beyond is the nearer of the two, and what is no number changes nothing.
+  /// Clamped to 0 to 1; not-a-number is ignored.
   void setProgress(float progress);
   UIColor tintColor() const { return _tint; }
   void setTintColor(UIColor colour);

@@ -4,8 +4,8 @@
 
 namespace oq {
 
-/// What a scrolling view is pulled down for. It shows at the view's top from the pull, which it tells as
-/// "value changed", until endRefreshing(). Main thread only.
+/// The indicator for "pull to refresh". A pull shows it at the view's top and sends "value changed"; endRefreshing()
+/// removes it. Main thread only.
 class UIRefreshControl : public UIControl {
   OQ_CLASS(UIRefreshControl)
 
@@ -14,7 +14,7 @@ class UIRefreshControl : public UIControl {
   bool isRefreshing() const { return _refreshing; }
   void beginRefreshing() { _refreshing = true; }
   void endRefreshing();
-  /// The view was pulled down beyond its top; a pull during the refreshing counts for nothing.
+  /// To be called when the view was pulled down beyond its top; ignored during a refresh.
   void pulledDownOver(UIView& scrolled);
 
  protected:

@@ -11,11 +11,11 @@ namespace oq {
 namespace {
 
 constexpr double kTakeOverDistance = 10;
-constexpr double kDecay = 2;       // of the speed, a second
-constexpr double kSlowest = 50;    // points a second that still roll on
-constexpr double kStandstill = 5;  // points a second that nobody sees
-constexpr double kFastest = 8000;  // points a second
-constexpr double kMemory = 0.1;    // seconds of a drag that tell its speed
+constexpr double kDecay = 2;       // fraction of the speed, per second
+constexpr double kSlowest = 50;    // points per second; slower drags do not decelerate
+constexpr double kStandstill = 5;  // points per second; treated as standing still
+constexpr double kFastest = 8000;  // points per second
+constexpr double kMemory = 0.1;    // seconds of a drag that determine its speed
 
 double length(CGPoint vector) {
   return std::hypot(vector.x, vector.y);
@@ -65,7 +65,7 @@ bool UIScrollView::takesOver(const UITouch& touch) const {
   return dragged > kTakeOverDistance && _contentSize.height > bounds().size.height;
 }
 
-// Measured in the window, since the view's own coordinates move with what it scrolls.
+// Measured in the window, because the view's own coordinates move while it scrolls.
 void UIScrollView::touchesBegan(UITouch& touch) {
   stop();
   _dragStart = touch.locationInWindow;
@@ -86,7 +86,7 @@ void UIScrollView::touchesEnded(UITouch& touch) {
   decelerate({-finger.x, -finger.y});
 }
 
-/// Of the finger, from where it was lately; nothing when it has rested since.
+/// The velocity of the finger from its recent positions; zero if it has rested since.
 CGPoint UIScrollView::velocityAt(double time) const {
   if (_drag.empty()) return {};
   const Sample &first = _drag.front(), &last = _drag.back();
@@ -105,7 +105,7 @@ bool UIScrollView::decelerate(CGPoint velocity) {
   const CGPoint to = clamped({from.x + velocity.x * slowed / kDecay, from.y + velocity.y * slowed / kDecay});
   const double way = length({to.x - from.x, to.y - from.y});
   if (way < 1) return false;
-  // An end of the content is met at full speed.
+  // An end of the content does not slow the motion down before it is reached.
   const double freeTime = std::log(speed / kStandstill) / kDecay;
   const double left = 1 - way * kDecay / speed;
   const double time = left > 0 ? std::min(freeTime, -std::log(left) / kDecay) : freeTime;

@@ -34,8 +34,8 @@ std::shared_ptr<UIView> UIView::hitTest(CGPoint point) {
   return shared_from_this();
 }
 
-/// While the view that fills the surroundings is animated, its superview takes the touches there, as it does inside the
-/// stage.
+/// While the view that fills the area around the stage is animated, its superview takes the touches there, as it does
+/// on the stage.
 bool UIView::coversSurroundings() const {
   return _fillsSurroundings || std::any_of(_subviews.begin(), _subviews.end(), [](const auto& child) {
            return child->_fillsSurroundings && child->_userInteractionEnabled && !child->isHidden();

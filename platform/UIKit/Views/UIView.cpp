@@ -36,7 +36,7 @@ CGPoint UIView::convertPointFromSuperview(CGPoint point) const {
   return {point.x - outer.x + inner.x, point.y - outer.y + inner.y};
 }
 
-// The root's own frame is the host's business: its coordinates are the window's.
+// The host positions the root view: its coordinates are the window's.
 CGPoint UIView::convertPointToWindow(CGPoint point) const {
   const auto parent = superview();
   return parent ? parent->convertPointToWindow(convertPointToSuperview(point)) : point;
@@ -86,7 +86,7 @@ void UIView::insertSubview(const std::shared_ptr<UIView>& view, std::size_t inde
   const bool isReordered = view->superview() == self;
   if (!isReordered) {
     view->removeFromSuperview();
-    // What was told of the removal may have put the view, or this one, elsewhere.
+    // Callbacks of the removal may have moved this view or the other one.
     if (view->superview() || isInside(*view)) return;
   }
   std::erase(_subviews, view);
@@ -114,7 +114,7 @@ void UIView::removeFromSuperview() {
   notifyMovedToWindow(false);
 }
 
-/// A view that was moved again by one that was told before it has been told already.
+/// If an earlier callback moved this view again, it has already been notified.
 void UIView::notifyMovedToWindow(bool entered) {
   if ((window() != nullptr) != entered) return;
   didMoveToWindow();
@@ -138,7 +138,7 @@ void UIView::setNeedsDisplayInSubtree() {
 
 const std::shared_ptr<LayerContent>& UIView::content() {
   const CGSize size = bounds().size;
-  // An empty view keeps what it showed, which may still be shrinking on screen.
+  // An empty view keeps its content, because it may still be shrinking on screen.
   if (bounds().isEmpty() || (_contentValid && _contentSize == size)) return _content;
   _content = makeContent(size);
   _contentSize = size;

@@ -21,9 +21,9 @@ namespace oq {
 class UIWindow;
 class UIGestureRecognizer;
 
-/// A rectangle on screen that paints itself, holds subviews and takes touches. Made with makeMainObject() (or
-/// std::make_shared in a test on the main thread), since subviews can be added only after construction; a superview
-/// owns its subviews and is known to them weakly. Main thread only.
+/// A rectangle on screen that paints itself, holds subviews and receives touches. Create it with makeMainObject() (or
+/// std::make_shared in a test on the main thread), because subviews can be added only after construction. A superview
+/// owns its subviews; they refer to it weakly. Main thread only.
 class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<UIView> {
   OQ_CLASS(UIView)
 
@@ -32,7 +32,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   explicit UIView(CGRect frame);
   ~UIView() override;
 
-  // Geometry: position, bounds and centre are the truth, the frame is derived.
+  // Geometry: position and bounds are stored, the frame is derived.
   CGRect frame() const { return _layer.model().frame(); }
   void setFrame(CGRect frame);
   CGRect bounds() const { return _layer.model().bounds; }
@@ -53,90 +53,91 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setBackgroundColor(UIColor colour) { _layer.setBackgroundColor(colour); }
   CALayer& layer() { return _layer; }
   const CALayer& layer() const { return _layer; }
-  /// The background also covers what the host shows outside the stage, and takes the touches there.
+  /// The background also covers the host's area around the stage, and takes touches there.
   bool fillsSurroundings() const { return _fillsSurroundings; }
   void setFillsSurroundings(bool fills);
-  /// The frame follows the superview's bounds whenever their size changes.
+  /// The frame follows the superview's bounds when their size changes.
   void setFillsSuperview(bool fills) { _fillsSuperview = fills; }
 
-  // The tree. A subview has one superview; adding it elsewhere moves it.
+  // The tree. A subview has one superview; adding it to another moves it.
   const std::vector<std::shared_ptr<UIView>>& subviews() const { return _subviews; }
   std::shared_ptr<UIView> superview() const { return _superview.lock(); }
-  /// The window at the root of the tree, nullptr for a detached tree.
+  /// The window at the root of the tree; nullptr for a detached tree.
   virtual UIWindow* window() const;
   void addSubview(const std::shared_ptr<UIView>& view);
   void insertSubview(const std::shared_ptr<UIView>& view, std::size_t index);
-  /// Ends the touches and completes (as not finished) the animations of the whole subtree.
+  /// Cancels the touches of the whole subtree and completes its animations (as not finished).
   void removeFromSuperview();
   void bringSubviewToFront(const std::shared_ptr<UIView>& view);
-  /// Called after the view has come into a window's tree, or has left it.
+  /// Called after the view was added to a window's tree, or removed from it.
   virtual void didMoveToWindow() {}
-  /// Called after the superview's bounds have taken another size.
+  /// Called after the size of the superview's bounds has changed.
   virtual void superviewDidResize() {}
 
   // Painting. A view's content is recorded once and kept until setNeedsDisplay().
   void setNeedsDisplay();
-  /// The same for everything in the view as well: the screen has another density.
+  /// setNeedsDisplay() for the whole subtree, for a new screen density.
   void setNeedsDisplayInSubtree();
-  /// The recorded content, made when needed; nullptr when the view has none beyond its background.
+  /// The recorded content, created if needed; nullptr if the view has only its background.
   const std::shared_ptr<LayerContent>& content();
-  /// Where the content goes when it is painted, for the bounds at that moment; by default all of them.
+  /// The rectangle into which the content is painted, for the current bounds; by default all of them.
   virtual CGRect contentRect(CGRect bounds) const { return bounds; }
 
   // Touches.
   bool isUserInteractionEnabled() const { return _userInteractionEnabled; }
   void setUserInteractionEnabled(bool enabled) { _userInteractionEnabled = enabled; }
-  /// The front-most view at a point in this view's coordinates: not hidden, interaction on, alpha at least 0.01, point
-  /// inside, not being animated; children last to first, then the view itself. nullptr when there is none.
+  /// The front-most view at a point in this view's coordinates: visible, interaction enabled, alpha at least 0.01,
+  /// point inside, not animated. Children are searched last to first, then the view itself. nullptr if there is no such
+  /// view.
   virtual std::shared_ptr<UIView> hitTest(CGPoint point);
   virtual bool pointInside(CGPoint point) const;
   virtual void touchesBegan(UITouch& touch);
   virtual void touchesMoved(UITouch& touch);
   virtual void touchesEnded(UITouch& touch);
   virtual void touchesCancelled(UITouch& touch);
-  /// Asked of the views above the touched one while the touch moves; true takes the touch over: it is cancelled for the
-  /// view that had it and begins anew in this one.
+  /// Called for the superviews of the touched view while the touch moves. True takes over the touch: it is cancelled
+  /// for the former view and begins again in this one.
   virtual bool takesOver(const UITouch&) const { return false; }
-  /// A wheel or touchpad over the view, in points; true when it was used.
+  /// A wheel or touchpad scroll over the view, in points; true if it was used.
   virtual bool scrollBy(double, double) { return false; }
-  /// What is left of a scrolling movement when the fingers leave the touchpad, in points a second; true when it was
-  /// used.
+  /// The remaining velocity when the fingers leave the touchpad, in points per second; true if it was used.
   virtual bool flingBy(double, double) { return false; }
-  /// A press on the view does something: the pointer is a hand over it. By default so for what the keyboard can press.
+  /// Whether a press on the view has an effect: then the pointer becomes a hand over it. By default true for views that
+  /// the keyboard can press.
   virtual bool isPressable() const;
-  /// The pointer has come over the view, or has left it. A finger is not a pointer.
+  /// The pointer has entered or left the view. Fingers do not count.
   virtual void hoverChanged(bool) {}
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
   const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return _recognizers; }
 
-  // What assistive technology and the keyboard find.
+  // Accessibility and keyboard.
   bool isAccessibilityElement() const { return _isAccessibilityElement; }
   void setIsAccessibilityElement(bool is);
-  /// The name that is spoken; text and titles speak for themselves until a name is set.
+  /// The spoken name; by default the text or title of the view.
   virtual std::string accessibilityLabel() const { return _accessibilityLabel.value_or(""); }
   void setAccessibilityLabel(std::optional<std::string> label);
   virtual UIAccessibilityTraits accessibilityTraits() const { return _accessibilityTraits; }
   void setAccessibilityTraits(UIAccessibilityTraits traits);
-  /// A dialog: what lies behind it is out of reach until it goes.
+  /// Marks a dialog: everything behind it is unreachable until it closes.
   bool accessibilityViewIsModal() const { return _accessibilityViewIsModal; }
   void setAccessibilityViewIsModal(bool modal);
-  /// Does what a tap does; false when that is nothing.
+  /// Does what a tap does; false if a tap has no effect.
   virtual bool accessibilityActivate();
-  /// Leaves a dialog without a choice; false when it has no such way out.
+  /// Closes a dialog without a choice; false if that is not possible.
   virtual bool accessibilityPerformEscape() { return false; }
-  /// One step back, of a dialog that has pages. Returns whether anything was done.
+  /// Goes one step back in a dialog with pages. Returns whether that had an effect.
   virtual bool accessibilityPerformBack() { return false; }
 
   // Animation.
-  /// Runs `animations` at once; what it changes in animatable properties of views in a window moves there over
-  /// `duration` seconds, easing in and out. The completion is called exactly once, on the main queue, after the
-  /// animation has been taken off: true when it ran to its end, false when it was replaced, removed or detached.
-  /// Without anything to animate it is called from the main queue soon after. Calls nest.
+  /// Runs `animations` immediately. Animatable properties that it changes, of views in a window, move to their new
+  /// values over `duration` seconds, easing in and out. The completion is called exactly once, on the main queue, after
+  /// the animation was removed: with true if it ran to its end, with false if it was replaced, removed or detached. If
+  /// nothing is animated it is called soon, from the main queue. Calls can be nested.
   static void animateWithDuration(double duration, const std::function<void()>& animations,
                                   std::function<void(bool finished)> completion = nullptr);
 
  protected:
-  /// Records what the view shows inside `size`; an empty content when there is nothing.
+  /// Records what the view shows in `size`; nullptr if it shows nothing.
   virtual std::shared_ptr<LayerContent> makeContent(CGSize) { return nullptr; }
   /// Asks the window for a frame.
   void setNeedsFrame();
@@ -148,11 +149,11 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   bool isInside(const UIView& ancestor) const;
   bool takesTouches() const;
   bool coversSurroundings() const;
-  /// Whether a view in motion lies there: it takes no touch, and what lies below it gets none either.
+  /// Whether a view at this point is animated: it ignores touches, and views below it do not get them either.
   bool isInMotionAt(CGPoint point) const;
   /// Back to front: by z position, then in order.
   std::vector<std::shared_ptr<UIView>> subviewsInDepthOrder() const;
-  /// The front-most view that takes the touches beside the stage.
+  /// The front-most view that takes touches around the stage.
   std::shared_ptr<UIView> hitSurroundings();
   CGPoint convertPointToSuperview(CGPoint point) const;
   CGPoint convertPointFromSuperview(CGPoint point) const;

@@ -9,8 +9,8 @@ namespace {
 void collect(const std::shared_ptr<UIView>& view, std::vector<std::shared_ptr<UIView>>& found) {
   if (!isShown(*view)) return;
   if (view->isAccessibilityElement()) {
-    bool says = !view->accessibilityLabel().empty() || canBecomeFocused(*view);
-    if (says) found.push_back(view);
+    bool isReported = !view->accessibilityLabel().empty() || canBecomeFocused(*view);
+    if (isReported) found.push_back(view);
     return;
   }
   for (const auto& child : view->subviews()) collect(child, found);

@@ -12,7 +12,7 @@ namespace oq {
 class UIView;
 class UIWindow;
 
-/// What a view is to somebody who does not see it; added up where it is several things.
+/// What a view is for assistive technology; a bit mask.
 using UIAccessibilityTraits = std::uint64_t;
 inline constexpr UIAccessibilityTraits UIAccessibilityTraitNone = 0;
 inline constexpr UIAccessibilityTraits UIAccessibilityTraitButton = 1;
@@ -22,11 +22,11 @@ inline constexpr UIAccessibilityTraits UIAccessibilityTraitStaticText = 64;
 inline constexpr UIAccessibilityTraits UIAccessibilityTraitNotEnabled = 256;
 inline constexpr UIAccessibilityTraits UIAccessibilityTraitHeader = 65536;
 
-/// The front-most dialog of a window: a view that is modal to assistive technology. nullptr without one. Main
-/// thread only, like all of these.
+/// The front-most dialog of a window (a view that is modal for assistive technology); nullptr if there is none. All
+/// functions here: main thread only.
 OQSDK_EXPORT std::shared_ptr<UIView> frontmostDialog(const UIWindow& window);
-/// What is told of the view and of what lies in it, in the order in which it is read; what is hidden or has
-/// neither a name nor a use is left out.
+/// The elements inside the view that are reported to assistive technology, in reading order. Hidden elements, and those
+/// with neither a name nor a function, are left out.
 OQSDK_EXPORT std::vector<std::shared_ptr<UIView>> accessibilityElements(const std::shared_ptr<UIView>& root);
 /// False for a view that is hidden or clear. One that fades out is shown until its animation ends. Ignores the views
 /// that it lies in.

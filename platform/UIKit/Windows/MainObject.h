@@ -12,7 +12,8 @@ inline bool isOnMainQueue() {
   return DispatchQueue::currentLabel() == DispatchQueue::main().label();
 }
 
-/// Makes a view or controller that is destroyed on the main queue, whoever drops it last.
+/// Creates a view or controller that is always destroyed on the main queue, on whatever thread its last reference is
+/// dropped.
 template <class T, class... Arguments>
 std::shared_ptr<T> makeMainObject(Arguments&&... arguments) {
   return std::shared_ptr<T>(new T(std::forward<Arguments>(arguments)...), [](T* object) {

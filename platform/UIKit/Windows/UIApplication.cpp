@@ -9,7 +9,7 @@
 
 namespace oq {
 
-// Never destroyed: views with static storage end their animations when the process ends.
+// Never destroyed: views with static storage end their animations at process exit.
 UIApplication& UIApplication::sharedApplication() {
   static auto& application = *new UIApplication;
   return application;
@@ -54,7 +54,7 @@ void UIApplication::scenesChanged() {
     scene->_state = isActive ? UISceneActivationState::ForegroundActive : UISceneActivationState::Background;
   }
   if (_host) _host->scenesChanged();
-  // A copy: the observer may set another one.
+  // A copy, because the observer may set another one.
   if (const auto observer = _scenesObserver) observer();
 }
 
@@ -74,7 +74,7 @@ std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
 void UIApplication::step(double now) {
   auto& engine = AnimationEngine::shared();
   if (!engine.isRunning()) return;
-  // Also a window whose animation ends now needs a frame: the last one.
+  // A window whose animation ends now needs one more frame.
   std::vector<UIWindow*> windows;
   for (const UIView* view : engine.views()) {
     UIWindow* window = view->window();
@@ -94,7 +94,7 @@ void UIApplication::animationsChanged() {
 }
 
 namespace {
-/// Stands for the host's own widgets: the bar comes with the first page above them.
+/// Represents the host's own widgets, so it has no bar; the first page above it shows one.
 class HostPage : public UIViewController {
  public:
   bool hidesNavigationBar() const override { return true; }

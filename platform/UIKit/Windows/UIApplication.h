@@ -28,10 +28,10 @@ enum class UISceneVisibility {
   OnScreen      ///< frames are painted
 };
 
-/// One attached window of the host, with the windows that the library shows there. Main thread only.
+/// One attached window of the host, with the library's windows in it. Main thread only.
 class UIScene {
  public:
-  /// Kept by UIApplication from what the host reports.
+  /// Updated by UIApplication from the host's reports.
   UISceneActivationState activationState() const { return _state; }
   UISceneVisibility visibility() const { return _visibility; }
   const std::vector<std::shared_ptr<UIWindow>>& windows() const { return _windows; }
@@ -44,12 +44,12 @@ class UIScene {
 
   UISceneActivationState _state = UISceneActivationState::Unattached;
   UISceneVisibility _visibility = UISceneVisibility::NeverMapped;
-  std::uint64_t _lastUse = 0;     ///< counted by the application; 0: never used
-  std::uint64_t _connection = 0;  ///< likewise
+  std::uint64_t _lastUse = 0;     ///< a counter of the application; 0: never used
+  std::uint64_t _connection = 0;  ///< a counter of the application
   std::vector<std::shared_ptr<UIWindow>> _windows;
 };
 
-/// What is installed: the host and its scenes. Main thread only.
+/// The installed host and its scenes. Main thread only.
 ///
 /// A scene is foreground active while its window is mapped and not minimised. One whose frames are held back may be
 /// minimised, so it is active only while no other scene is on screen. Before any window was mapped all scenes are
@@ -58,24 +58,24 @@ class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();
 
-  /// Owned by the caller, who takes it away with nullptr before it ends.
+  /// Owned by the caller, which must reset it to nullptr before destroying it.
   void setHost(UIHost* host) { _host = host; }
   UIHost* host() const { return _host; }
 
-  /// The most recently used first, those that were mapped before those that never were; otherwise in the order in which
-  /// they were connected.
+  /// Ordered: scenes that were mapped before those that never were, then by most recent use, then by time of
+  /// connection.
   const std::vector<std::shared_ptr<UIScene>>& connectedScenes() const { return _scenes; }
   void connectScene(std::shared_ptr<UIScene> scene);
   void disconnectScene(const std::shared_ptr<UIScene>& scene);
-  /// To be called by the host when it changes. A scene that was mapped is never "never mapped" again.
+  /// Called by the host when the visibility changes. A scene that was mapped never becomes NeverMapped again.
   void setSceneVisibility(UIScene& scene, UISceneVisibility visibility);
-  /// The user turned to the scene's window. To be called by the host.
+  /// Called by the host when the scene's window becomes active or receives a press.
   void sceneWasUsed(UIScene& scene);
-  /// Whether the user can see what the window shows. False for a window of no connected scene.
+  /// Whether the user can see the window. False for a window outside the connected scenes.
   bool isOnScreen(const UIWindow& window) const;
   /// Called after scenes have changed. Replaces an earlier observer.
   void setScenesObserver(std::function<void()> observer) { _scenesObserver = std::move(observer); }
-  /// The first window of the first scene, whatever its state.
+  /// The first window of the first scene, in any state.
   std::shared_ptr<UIWindow> keyWindow() const;
 
   CGRect statusBarFrame() const { return _statusBarFrame; }
@@ -83,9 +83,9 @@ class OQSDK_EXPORT UIApplication {
 
   /// The host's clock; 0 without a host.
   double now() const { return _host ? _host->now() : 0; }
-  /// Ends what is over by now and tells the host the next deadline.
+  /// Ends animations that are over by `now` and passes the next deadline to the host.
   void step(double now);
-  /// A window changed, or an animation began.
+  /// To be called when a window has changed, or an animation has begun.
   void windowNeedsFrame(UIWindow& window);
   void animationsChanged();
 
@@ -99,8 +99,8 @@ class OQSDK_EXPORT UIApplication {
   CGRect _statusBarFrame;
 };
 
-/// A window with the root that pages are pushed on later: a navigation controller with a hidden bar over a transparent
-/// controller that takes no touches, so that the host's own widgets stay in reach.
+/// A window with the root on which pages are pushed later: a navigation controller with a hidden bar and a transparent
+/// root page. That page ignores touches, so that the host's own widgets stay usable.
 OQSDK_EXPORT std::shared_ptr<UIWindow> makeHostWindow(CGRect frame);
 
 }  // namespace oq

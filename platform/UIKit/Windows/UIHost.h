@@ -6,18 +6,18 @@ namespace oq {
 
 class UIWindow;
 
-/// What a host gives to the view layer. All calls come on the main thread.
+/// What the view layer needs from a host. All calls are made on the main thread.
 class UIHost {
  public:
   virtual ~UIHost() = default;
   /// Seconds on the animation clock; it never goes back.
   virtual double now() const = 0;
-  /// Something of the window's tree has changed, or is in motion: paint it at the next frame.
+  /// The window's tree has changed or is animated: paint it at the next frame.
   virtual void setNeedsFrame(UIWindow& window) = 0;
-  /// UIApplication::step() is to be called at this time at the latest, even where no frame comes (a hidden window has
-  /// none). Replaces an earlier deadline; infinity means none.
+  /// UIApplication::step() must be called at this time at the latest, even if there is no frame (a hidden window has
+  /// none). Replaces an earlier deadline; infinity means no deadline.
   virtual void setDeadline(double deadline) = 0;
-  /// Scenes came, went, or have another order or state: the main screen may be another one now.
+  /// Scenes were added or removed, or their order or state changed: the main screen may be another one now.
   virtual void scenesChanged() {}
 };
 

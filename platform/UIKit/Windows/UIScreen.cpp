@@ -10,7 +10,7 @@ struct Screen {
   CGRect bounds;
   double scale = 1;
 };
-// Never destroyed: threads may still ask while the process ends.
+// Never destroyed: threads may read it while the process exits.
 Screen& screen() {
   static auto& shared = *new Screen;
   return shared;

@@ -5,14 +5,13 @@
 
 namespace oq {
 
-/// The stage that messages are laid out on. The host sets its size. The main thread writes, any thread reads a size
-/// that was valid.
+/// The stage on which messages are laid out. The host sets its size on the main thread; any thread may read it.
 class OQSDK_EXPORT UIScreen {
  public:
   static UIScreen& mainScreen();
-  /// Points; the origin is (0, 0). Empty before a host is installed.
+  /// In points, with origin (0, 0). Empty before a host is installed.
   CGRect bounds() const;
-  /// Pixels per point that pictures are prepared for.
+  /// The pixels per point that pictures are prepared for.
   double scale() const;
   void setBounds(CGRect bounds);
   void setScale(double scale);

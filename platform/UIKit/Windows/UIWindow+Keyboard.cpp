@@ -13,7 +13,7 @@ namespace oq {
 namespace {
 
 constexpr double kArrowStep = 40;  // points
-constexpr double kPage = 0.9;      // of what shows
+constexpr double kPage = 0.9;      // fraction of the visible height
 constexpr double kFarAway = 1e9;   // points
 constexpr double kRingWidth = 2.5, kRingCorner = 6;
 
@@ -66,7 +66,7 @@ void UIWindow::setFocusedView(const std::shared_ptr<UIView>& view) {
 bool UIWindow::pressKey(UIKeyboardKey key) {
   const auto self = shared_from_this();
   const auto dialog = frontmostDialog(*this);
-  // What is in motion takes no keys, and lets none through to what lies behind.
+  // An animated dialog ignores keys, and passes none to what is behind it.
   if (dialog && isInMotion(*dialog)) return true;
   switch (key) {
     case UIKeyboardKey::Tab:
@@ -90,7 +90,7 @@ bool UIWindow::pressKey(UIKeyboardKey key) {
   }
 }
 
-/// Round and round inside a dialog; without one, past the last element to whatever the host has.
+/// Wraps around inside a dialog. Without a dialog the focus leaves the last element to the host's widgets.
 bool UIWindow::moveFocus(const std::shared_ptr<UIView>& dialog, bool forward) {
   auto elements = accessibilityElements(dialog ? dialog : shared_from_this());
   std::erase_if(elements, [](const auto& element) { return !canBecomeFocused(*element); });
@@ -105,7 +105,7 @@ bool UIWindow::moveFocus(const std::shared_ptr<UIView>& dialog, bool forward) {
 const std::shared_ptr<LayerContent>& UIWindow::focusRing(CGSize size) {
   if (_focusRing && _focusRing->size() == size) return _focusRing;
   _focusRing = std::make_shared<LayerContent>(size, [size](cairo_t* cr) {
-    // Blue on white, so that it is seen on whatever colour the campaign has chosen.
+    // Blue on white, so that it is visible on any colour of a campaign.
     const double inset = kRingWidth;
     addRoundedRect(cr, {{inset, inset}, {size.width - 2 * inset, size.height - 2 * inset}}, kRingCorner);
     cairo_set_line_width(cr, 2 * kRingWidth);

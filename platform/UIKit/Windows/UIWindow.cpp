@@ -39,7 +39,7 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
     previous->view()->removeFromSuperview();
     previous->viewDidDisappear(false);
   }
-  // Each message may set another root, which then has seen to its own view.
+  // Each message may set another root, whose view was then added by that call.
   if (!controller || controller != _rootViewController) return;
   const auto root = controller->view();
   root->setFrame(bounds());
@@ -93,7 +93,7 @@ bool UIWindow::touchBegan(int identifier, CGPoint point, double timestamp) {
   touchCancelled(identifier);
   const auto view = hitTest(point);
   if (!view) return keepsFromHost(point);
-  // A view has one touch at a time. Further fingers are kept from the host, and from pressing twice.
+  // A view handles one touch at a time. Additional fingers neither reach the host nor press twice.
   if (hasTouchIn(*view)) return true;
   const auto touch = std::make_shared<UITouch>(UITouch{UITouchPhase::Began, point, point, timestamp, view});
   _touches[identifier] = touch;
@@ -136,7 +136,7 @@ void UIWindow::cancelTouchesIn(UIView& view) {
   for (int identifier : identifiers) touchCancelled(identifier);
 }
 
-/// Began and moved: recognisers first, then the view, for as long as none of them has ended the touch.
+/// Delivers a began or moved touch: recognisers first, then the view, as long as none of them has ended it.
 void UIWindow::deliver(int identifier, const TouchPointer& touch) {
   const auto view = touch->view.lock();
   if (!view) return;
@@ -150,7 +150,7 @@ void UIWindow::deliver(int identifier, const TouchPointer& touch) {
   began ? view->touchesBegan(*touch) : view->touchesMoved(*touch);
 }
 
-/// The touch is no longer among the active ones, so nothing ends it a second time.
+/// The touch was already removed from the active ones, so it is not ended twice.
 void UIWindow::end(UITouch& touch, UITouchPhase phase) {
   const auto view = touch.view.lock();
   if (!view) return;

@@ -11,12 +11,12 @@ namespace oq {
 
 class UIViewController;
 
-/// The keys that views know. Back is Alt+Left on most keyboards.
+/// The keys that views handle. Back is Alt+Left on most keyboards.
 enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Back, Up, Down, PageUp, PageDown, Home, End };
 
-/// The root of a tree of views on one screen. The host feeds it touches; it gives each to the view that it began in,
-/// recognisers first. The window's own area, and views on the way that take no touches, let a touch through to what the
-/// host has below. Main thread only.
+/// The root of a tree of views on one screen. The host passes touches to it; each goes to the view in which it began,
+/// recognisers first. A touch passes through the window's own area, and through views that ignore touches, to the
+/// host's widgets below. Main thread only.
 class OQSDK_EXPORT UIWindow : public UIView {
   OQ_CLASS(UIWindow)
 
@@ -28,41 +28,42 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::shared_ptr<UIViewController> rootViewController() const { return _rootViewController; }
   void setRootViewController(std::shared_ptr<UIViewController> controller);
 
-  /// The pixels per point that pictures in this window are prepared for; the main screen's until the host sets it.
+  /// The pixels per point that pictures in this window are prepared for; the main screen's scale until the host sets
+  /// another.
   double contentScale() const;
-  /// What was prepared for another scale is prepared again.
+  /// Contents that were prepared for another scale are prepared again.
   void setContentScale(double scale);
-  /// Whether a message, an alert or a page takes all touches, outside the stage too.
+  /// Whether a message, an alert or a page takes all touches, including those around the stage.
   bool isCovered();
 
-  /// Whether a touch there is the library's: a view would take it, or is in motion and lets nothing through.
+  /// Whether the library consumes a touch there: a view would take it, or an animated view blocks it.
   bool wantsTouchAt(CGPoint point);
-  /// A touch that begins; `identifier` tells fingers apart. False when it is the host's, and nothing further is wanted.
+  /// A touch begins; `identifier` distinguishes fingers. False if the host must handle it; then the library needs no
+  /// further events of it.
   bool touchBegan(int identifier, CGPoint point, double timestamp);
   void touchMoved(int identifier, CGPoint point, double timestamp);
   void touchEnded(int identifier, CGPoint point, double timestamp);
   void touchCancelled(int identifier);
-  /// Wheel or touchpad; true when a view used it.
+  /// Wheel or touchpad; true if a view used it.
   bool scroll(CGPoint point, double dx, double dy);
-  /// What is left of a scrolling movement when the fingers leave a touchpad, in points a second; true when a view used
-  /// it.
+  /// The remaining velocity when the fingers leave a touchpad, in points per second; true if a view used it.
   bool fling(CGPoint point, double dx, double dy);
 
-  // The keyboard. Nothing is focused until Tab goes to it, so that whoever is typing when a window comes up presses
-  // nothing in it by accident.
-  /// Tab goes round the elements that can be pressed, Return presses the focused one, Escape leaves the front-most
-  /// dialog where that has such a way out, Back goes one step back in it, the rest scrolls. True when the key is the
-  /// library's: with a dialog on screen every one of these is.
+  // The keyboard. No view has the focus until the user presses Tab, so that a user who is typing when a window appears
+  // does not press a button by accident.
+  /// Tab moves the focus through the elements that can be pressed. Return presses the focused one. Escape closes the
+  /// front-most dialog if that is possible, and Back goes one step back in it. The other keys scroll. True if the
+  /// library consumed the key. While a dialog is shown it consumes all of them.
   bool pressKey(UIKeyboardKey key);
-  /// Around it a ring is painted. nullptr without one.
+  /// The view that is marked by a ring; nullptr if none is focused.
   std::shared_ptr<UIView> focusedView() const;
   void setFocusedView(const std::shared_ptr<UIView>& view);
-  /// The ring, for a view of that size.
+  /// The ring for a view of that size.
   const std::shared_ptr<LayerContent>& focusRing(CGSize size);
-  /// The pointer is there; without a point it has left the window. Returns whether a press there does something. To be
-  /// called again when the window changes under a pointer at rest.
+  /// The pointer is at this point; without a point it has left the window. Returns whether a press there has an effect.
+  /// Call it again when the window changes under a pointer at rest.
   bool pointerMoved(std::optional<CGPoint> point);
-  /// Cancels the touches that began in the view or below it.
+  /// Cancels the touches that began in the view or its subviews.
   void cancelTouchesIn(UIView& view);
 
   std::shared_ptr<UIView> hitTest(CGPoint point) override;
@@ -80,9 +81,9 @@ class OQSDK_EXPORT UIWindow : public UIView {
   std::map<int, std::shared_ptr<UITouch>> _touches;
   std::shared_ptr<UIViewController> _rootViewController;
   std::weak_ptr<UIView> _focused;
-  std::weak_ptr<UIView> _hovered;  ///< where the pointer is, if that can be pressed
+  std::weak_ptr<UIView> _hovered;  ///< the view under the pointer, if it can be pressed
   std::shared_ptr<LayerContent> _focusRing;
-  double _contentScale = 0;  ///< 0: the main screen's
+  double _contentScale = 0;  ///< 0: use the main screen's
 };
 
 }  // namespace oq

@@ -9,7 +9,7 @@
 namespace oq {
 namespace {
 
-TEST(BackgroundTask, FinishWaitsForWorkThatHasBegunAndDoesWhatHasNot) {
+TEST(BackgroundTask, FinishWaitsForStartedWorkAndRunsWaitingWork) {
   std::promise<void> begun, released;
   std::atomic<int> runs{0};
   BackgroundTask task([&] {
@@ -32,7 +32,7 @@ TEST(BackgroundTask, FinishWaitsForWorkThatHasBegunAndDoesWhatHasNot) {
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-TEST(BackgroundTask, TheEndOfTheThreadWaitsForItsTasks) {
+TEST(BackgroundTask, ThreadExitWaitsForItsTasks) {
   std::promise<void> begun;
   std::atomic<bool> released{false}, done{false};
   std::thread starter([&] {

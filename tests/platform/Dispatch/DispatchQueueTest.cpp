@@ -24,10 +24,10 @@ namespace {
 using namespace std::chrono_literals;
 using test::runLoopUntil;
 
-constexpr auto patience = 30s;
+constexpr auto kPatience = 30s;
 
-TEST(DispatchQueue, NothingIsMainUntilInstalledAndBlocksAreKept) {
-  // In a process of its own this is before any installMain().
+TEST(DispatchQueue, NoMainThreadUntilInstalledAndBlocksAreKept) {
+  // If this test has its own process, installMain() was not called yet.
   if (DispatchQueue::currentLabel() == DispatchQueue::main().label()) GTEST_SKIP() << "a host is installed";
   std::vector<int> ran;
   DispatchQueue::main().async([&] { ran.push_back(1); });
@@ -40,10 +40,10 @@ TEST(DispatchQueue, NothingIsMainUntilInstalledAndBlocksAreKept) {
   EXPECT_EQ(ran, (std::vector<int>{1, 2}));
 }
 
-TEST(DispatchQueue, LabelsAndSpecificsAreThoseOfTheRunningQueue) {
+TEST(DispatchQueue, LabelsAndSpecificsBelongToTheRunningQueue) {
   DispatchQueue::installMain();
-  auto outer = DispatchQueue::serial("same text");
-  auto inner = DispatchQueue::concurrent("same text");
+  auto outer = DispatchQueue::serial("same label");
+  auto inner = DispatchQueue::concurrent("same label");
   int key = 0;
   int outerValue = 0;
   outer->setSpecific(&key, &outerValue);
@@ -59,25 +59,25 @@ TEST(DispatchQueue, LabelsAndSpecificsAreThoseOfTheRunningQueue) {
     });
     EXPECT_EQ(DispatchQueue::currentLabel(), outer->label());
   };
-  outer->sync(check);  // also on the main thread the block is the queue's, not the main queue's
+  outer->sync(check);  // on the main thread, too, the block runs on this queue, not on the main queue
   EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
   std::promise<void> done;
   outer->async([&] {
     check();
     done.set_value();
   });
-  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
+  ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
   std::thread([&] {
     EXPECT_NE(DispatchQueue::currentLabel(), DispatchQueue::main().label());
     EXPECT_NE(DispatchQueue::currentLabel(), outer->label());
   }).join();
 }
 
-TEST(DispatchQueue, SerialQueueKeepsOrderWithManySendersAndVisitors) {
+TEST(DispatchQueue, SerialQueueKeepsOrderWithAsyncAndSyncCallers) {
   auto queue = DispatchQueue::serial("order");
   constexpr int perThread = 400;
   std::vector<std::vector<int>> seen(4);
-  int inside = 0;  // unguarded on purpose: the queue guards it
+  int inside = 0;  // intentionally unguarded: the queue serializes access
   test::inThreads(4, [&](int t) {
     for (int i = 0; i < perThread; ++i) {
       auto block = [&, t, i] {
@@ -95,8 +95,7 @@ TEST(DispatchQueue, SerialQueueKeepsOrderWithManySendersAndVisitors) {
   }
 }
 
-// Far more blocks than the pool has places wait at once for other queues: none of them may be waited for in
-// vain.
+// Far more blocks than the pool has threads wait for other queues at the same time: all of them must complete.
 TEST(DispatchQueue, WaitingForOtherQueuesDoesNotExhaustThePool) {
   DispatchQueue::installMain();
   auto concurrent = DispatchQueue::concurrent("wide");
@@ -111,13 +110,12 @@ TEST(DispatchQueue, WaitingForOtherQueuesDoesNotExhaustThePool) {
       DispatchQueue::main().sync([&] { ++done; });
     });
   }
-  // Behind all of those: it gets its place only because they do not count while they wait.
+  // Queued behind all of those: it runs only if waiting blocks do not count.
   concurrent->async([&] { gate.set_value(); });
   EXPECT_TRUE(runLoopUntil([&] { return done == blocks; }));
 }
 
-// Blocks that hold every place of concurrent work still find a thread for the serial queue that they wait
-// for.
+// Blocks that use all threads for concurrent work must still get a thread for the serial queue they wait for.
 TEST(DispatchQueue, SerialQueuesAlwaysGetAThread) {
   auto concurrent = DispatchQueue::concurrent("busy");
   auto serial = DispatchQueue::serial("needed");
@@ -132,7 +130,7 @@ TEST(DispatchQueue, SerialQueuesAlwaysGetAThread) {
       if (++done == blocks) all.set_value();
     });
   }
-  EXPECT_EQ(all.get_future().wait_for(patience), std::future_status::ready);
+  EXPECT_EQ(all.get_future().wait_for(kPatience), std::future_status::ready);
 }
 
 TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
@@ -143,9 +141,9 @@ TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
     if (++reposts < 10000 && !hasDrawn) DispatchQueue::main().async(repost);
   };
   DispatchQueue::main().async(repost);
-  EXPECT_EQ(DispatchQueue::drainMain(), 1u);  // not the block that it has posted
+  EXPECT_EQ(DispatchQueue::drainMain(), 1u);  // not the block that this one has posted
   g_idle_add_full(
-      G_PRIORITY_HIGH_IDLE + 20,  // GTK's redraw
+      G_PRIORITY_HIGH_IDLE + 20,  // the priority of GTK's redraw
       [](gpointer flag) -> gboolean {
         *static_cast<bool*>(flag) = true;
         return G_SOURCE_REMOVE;
@@ -156,7 +154,7 @@ TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
   DispatchQueue::drainMain();
 }
 
-TEST(DispatchQueue, LoopSpunInsideABlockKeepsTheOrder) {
+TEST(DispatchQueue, LoopRunInsideBlockKeepsOrder) {
   DispatchQueue::installMain();
   std::vector<int> ran;
   DispatchQueue::main().async([&] {
@@ -170,7 +168,7 @@ TEST(DispatchQueue, LoopSpunInsideABlockKeepsTheOrder) {
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 3, 4}));
 }
 
-TEST(DispatchQueue, SyncOnMainRunsAtOnceOnTheMainThread) {
+TEST(DispatchQueue, SyncOnMainRunsImmediatelyOnTheMainThread) {
   DispatchQueue::installMain();
   auto queue = DispatchQueue::serial("other");
   bool ran = false;
@@ -183,14 +181,14 @@ TEST(DispatchQueue, SyncOnMainRunsAtOnceOnTheMainThread) {
   EXPECT_TRUE(ran);
 }
 
-TEST(DispatchQueue, AfterRunsInTheOrderOfDelaysAndNotEarly) {
+TEST(DispatchQueue, AfterRunsInOrderOfDelaysAndNeverEarly) {
   auto queue = DispatchQueue::serial("later");
   auto start = std::chrono::steady_clock::now();
   std::vector<std::string> order;
   std::promise<void> done;
   queue->after(-1, [&] { order.push_back("past"); });
-  queue->after(1e300, [&] { ADD_FAILURE() << "the end of time"; });
-  // So late that the next call comes in time on a busy machine, too.
+  queue->after(1e300, [&] { ADD_FAILURE() << "ran a block with an endless delay"; });
+  // Late enough that the next call is made in time on a busy machine, too.
   queue->after(0.5, [&] {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 500ms);
     order.push_back("500");
@@ -200,13 +198,13 @@ TEST(DispatchQueue, AfterRunsInTheOrderOfDelaysAndNotEarly) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
     order.push_back("20");
   });
-  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
+  ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
   EXPECT_EQ(order, (std::vector<std::string>{"past", "20", "500"}));
 }
 
-TEST(DispatchQueue, ThreadsBlockAllSignalsAndQueuesMayGoWhileTheyWork) {
+TEST(DispatchQueue, PoolThreadsBlockSignalsAndOutliveQueues) {
   std::promise<sigset_t> mask;
-  DispatchQueue::concurrent("gone at once")->async([&] {
+  DispatchQueue::concurrent("released immediately")->async([&] {
     sigset_t blocked;
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
     mask.set_value(blocked);
@@ -218,8 +216,8 @@ TEST(DispatchQueue, ThreadsBlockAllSignalsAndQueuesMayGoWhileTheyWork) {
   EXPECT_EQ(sigismember(&own, SIGTERM), 0);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they allocate themselves
-TEST(DispatchQueue, ABlockWithoutMemoryIsRefusedAndTheQueueGoesOn) {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // the sanitizers allocate memory themselves
+TEST(DispatchQueue, BlockWithoutMemoryThrowsAndQueueContinues) {
   bool hasStruck = true;
   for (int number = 1; hasStruck; ++number) {
     auto queue = DispatchQueue::serial("little memory");

@@ -20,12 +20,12 @@ using namespace std::chrono_literals;
 using test::runLoopUntil;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int64_t millisecond = 1'000'000;
+constexpr std::int64_t kMillisecond = 1'000'000;
 
 class DispatchTimerTest : public testing::Test {
  protected:
   void SetUp() override { DispatchQueue::installMain(); }
-  /// Lets everything happen that is due, and a little more.
+  /// Runs everything that is due, and a little more.
   void settle() {
     bool isOver = false;
     DispatchQueue::main().after(0.03, [&] { isOver = true; });
@@ -33,32 +33,32 @@ class DispatchTimerTest : public testing::Test {
   }
 };
 
-TEST_F(DispatchTimerTest, FiresOnTheMainQueueOnceOrAgainAndAgain) {
+TEST_F(DispatchTimerTest, FiresOnTheMainQueueOnceOrRepeatedly) {
   int once = 0;
   DispatchTimer single([&] { ++once; });
-  single.setTimer(millisecond, 0);
+  single.setTimer(kMillisecond, 0);
   std::vector<Clock::time_point> firings;
   auto start = Clock::now();
   DispatchTimer repeating([&] {
     EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label());
     firings.push_back(Clock::now());
   });
-  repeating.setTimer(10 * millisecond, 4 * millisecond);
+  repeating.setTimer(10 * kMillisecond, 4 * kMillisecond);
   ASSERT_TRUE(runLoopUntil([&] { return firings.size() >= 6; }));
   for (std::size_t i = 0; i < 6; ++i) EXPECT_GE(firings[i] - start, 10ms + 4ms * i) << i;
   EXPECT_EQ(once, 1);
 }
 
-TEST_F(DispatchTimerTest, BusyMainThreadFindsOneFiringInLineNotAllItMissed) {
+TEST_F(DispatchTimerTest, BusyMainThreadGetsOneFiringNotAllMissedOnes) {
   int firings = 0;
   DispatchTimer timer([&] { ++firings; });
-  timer.setTimer(0, millisecond);
+  timer.setTimer(0, kMillisecond);
   const auto end = Clock::now() + 30s;
   do {
     std::this_thread::sleep_for(30ms);
   } while (DispatchQueue::drainMain() == 0 && Clock::now() < end);
   EXPECT_EQ(firings, 1);
-  timer.setTimer(0, 1);  // as often as there is a turn of the loop, and the loop still turns
+  timer.setTimer(0, 1);  // fires in every iteration of the loop, and the loop still runs
   settle();
   EXPECT_TRUE(runLoopUntil([&] { return firings > 10; }));
 }
@@ -69,9 +69,9 @@ TEST_F(DispatchTimerTest, HandlerMayCancelReplaceOrDestroyItsTimer) {
   first = std::make_unique<DispatchTimer>([&] {
     ++cancelled;
     first->cancel();
-    first->setTimer(0, millisecond);  // a cancelled timer stays so
+    first->setTimer(0, kMillisecond);  // a cancelled timer stays cancelled
   });
-  first->setTimer(0, millisecond);
+  first->setTimer(0, kMillisecond);
 
   int destroyed = 0;
   auto held = std::make_shared<int>(7);
@@ -79,16 +79,16 @@ TEST_F(DispatchTimerTest, HandlerMayCancelReplaceOrDestroyItsTimer) {
   second = std::make_unique<DispatchTimer>([&, held] {
     ++destroyed;
     second.reset();
-    EXPECT_EQ(*held, 7);  // what the handler holds lives until it returns
+    EXPECT_EQ(*held, 7);  // the handler's captures live until it returns
   });
-  second->setTimer(0, millisecond);
+  second->setTimer(0, kMillisecond);
 
   int replaced = 0;
   std::unique_ptr<DispatchTimer> third;
   third = std::make_unique<DispatchTimer>([&] {
-    if (++replaced == 1) third->setTimer(millisecond, 0);
+    if (++replaced == 1) third->setTimer(kMillisecond, 0);
   });
-  third->setTimer(0, millisecond);
+  third->setTimer(0, kMillisecond);
 
   ASSERT_TRUE(runLoopUntil([&] { return cancelled == 1 && destroyed == 1 && replaced == 2; }));
   settle();
@@ -98,11 +98,11 @@ TEST_F(DispatchTimerTest, HandlerMayCancelReplaceOrDestroyItsTimer) {
   EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST_F(DispatchTimerTest, CancelledFiringThatIsAlreadyInLineDoesNotRun) {
+TEST_F(DispatchTimerTest, CancelledQueuedFiringDoesNotRun) {
   int firings = 0;
   auto timer = std::make_unique<DispatchTimer>([&] { ++firings; });
   timer->setTimer(0, 0);
-  std::this_thread::sleep_for(10ms);  // it is in line by now; were it not, the test would pass as well
+  std::this_thread::sleep_for(10ms);  // it is queued by now; if not, the test passes as well
   timer->cancel();
   settle();
   EXPECT_EQ(firings, 0);
@@ -119,7 +119,7 @@ TEST_F(DispatchTimerTest, ExtremeTimesNeitherFireNorOverflow) {
   EXPECT_EQ(firings, 1);
 }
 
-TEST_F(DispatchTimerTest, AnyThreadMaySetAndCancel) {
+TEST_F(DispatchTimerTest, TimersAreThreadSafe) {
   std::atomic<int> firings{0};
   std::atomic<int> finished{0};
   auto threads = test::inThreads(4, [&](int) {

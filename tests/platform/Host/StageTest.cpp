@@ -14,7 +14,7 @@ struct Case {
   CGPoint origin;
 };
 
-TEST(StageTest, EveryWindowShowsTheWholeStageInItsMiddle) {
+TEST(StageTest, EveryWindowShowsTheWholeStageCentred) {
   const Case cases[] = {
       {{375, 700}, 700, 1, {0, 0}},            // filled, up to a ratio of 0.6
       {{390, 844}, 811.5385, 1.04, {0, 0}},    //
@@ -40,8 +40,8 @@ TEST(StageTest, EveryWindowShowsTheWholeStageInItsMiddle) {
   }
 }
 
-/// However the window is resized, the card does not jump: one more point of the window makes little difference.
-TEST(StageTest, TheScaleFollowsTheWindowWithoutJumps) {
+/// The card must not jump when the window is resized: one more point of the window makes little difference.
+TEST(StageTest, ScaleFollowsTheWindowWithoutJumps) {
   for (const double height : {300.0, 800.0, 1400.0}) {
     double before = 0;
     for (double width = 100; width < 3 * height; ++width) {
@@ -55,7 +55,7 @@ TEST(StageTest, TheScaleFollowsTheWindowWithoutJumps) {
   }
 }
 
-TEST(StageTest, AStageThatKeepsItsSizeStillFits) {
+TEST(StageTest, StageThatKeepsItsSizeStillFits) {
   const Stage wide = Stage::in({1280, 800}, {375, 812}, 1.5);
   EXPECT_NEAR(wide.scale, 800.0 / 812, 1e-9);
   EXPECT_EQ(wide.origin, (CGPoint{455, 0}));

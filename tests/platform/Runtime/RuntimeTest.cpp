@@ -57,10 +57,10 @@ std::string reasonOf(const std::function<void()>& call) {
   return "nothing was thrown";
 }
 
-// Registered while static objects are made, before main().
+// Registered during the initialization of static objects, before main().
 const bool wasFoundBeforeMain = NSClassFromString("Dog") != nullptr;
 
-TEST(Runtime, ClassesAreKnownByNameBeforeMainAndStayWhatTheyAre) {
+TEST(Runtime, ClassesAreRegisteredByNameBeforeMain) {
   EXPECT_TRUE(wasFoundBeforeMain);
   EXPECT_EQ(NSClassFromString("Dog"), Dog::staticClass());
   EXPECT_EQ(NSClassFromString("Cat"), nullptr);
@@ -81,7 +81,7 @@ TEST(Runtime, MessagesReachOwnInheritedAndSuperMethods) {
   EXPECT_EQ(sel_registerName("greet:"), greetSelector.sel());
 }
 
-TEST(Runtime, WhatAClassLacksIsAnException) {
+TEST(Runtime, MissingMethodThrows) {
   Dog dog;
   Object object;
   const Selector<void()> missing{"fly"};
@@ -119,8 +119,8 @@ TEST(Runtime, ReplacedAndAddedMethodsRunForEveryCaller) {
   method_exchangeImplementations(own, own);
   EXPECT_EQ(method_getImplementation(own), original);
 
-  // A hook may go on with a method that was never found; what it adds then has no encoding and is taken on
-  // trust.
+  // A hook may continue with a method that was not found; the method that it adds then has no encoding and is not
+  // checked.
   const Selector<int(int)> unknown{"unknown:"};
   Method* none = class_getInstanceMethod(cls, unknown);
   EXPECT_EQ(none, nullptr);
@@ -130,7 +130,7 @@ TEST(Runtime, ReplacedAndAddedMethodsRunForEveryCaller) {
   EXPECT_EQ(send(hooked, unknown, 1), 17);
 }
 
-TEST(Runtime, MethodsMayBeAddedAndReplacedWhileOthersSend) {
+TEST(Runtime, MethodsMayChangeWhileOtherThreadsSend) {
   Class* cls = registerClass("Busy", Animal::staticClass());
   struct Busy : Animal {
     Class* class_() const override { return NSClassFromString("Busy"); }

@@ -27,9 +27,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// What secret_service_test.sh has set up around this program: a service that is "open", "locked", "missing"
-/// its collection or "frozen" from the start, or open and then "closing", "freezing" or "busless"; "" without
-/// a service.
+/// The state that secret_service_test.sh has prepared: "open", "locked", "missing" (no default collection) or "frozen"
+/// from the start, or open first and then "closing", "freezing" or "busless". "" without a service.
 std::string serviceState() {
   const char* state = std::getenv("OQSDK_TEST_SECRET_SERVICE");
   return state ? state : "";
@@ -44,7 +43,7 @@ SecDictionary named(const char* identifier) {
   return item({{kSecAttrGeneric, identifier}});
 }
 
-/// The data of the first item found, or the status as text.
+/// The data of the first item found, or the status as a string.
 std::string dataOf(SecDictionary query) {
   query[std::string(kSecReturnData)] = Value(true);
   SecItemResult result;
@@ -71,7 +70,7 @@ class KeychainTest : public testing::Test {
 
 using MakeStore = std::shared_ptr<KeychainStore> (*)();
 
-/// What holds for every place where items are kept.
+/// Tests for every kind of store.
 class KeychainStoreTest : public KeychainTest, public testing::WithParamInterface<MakeStore> {
  protected:
   KeychainStoreTest() {
@@ -82,7 +81,7 @@ class KeychainStoreTest : public KeychainTest, public testing::WithParamInterfac
   static void clear() { SecItemDelete(item({})); }
 };
 
-/// The address of the session bus from now on; nullptr for none. Each case is a process of its own.
+/// Sets the address of the session bus; nullptr for none. Each test case is a separate process.
 void setBusAddress(const char* address) {
   for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}) ::unsetenv(name);
   if (address) ::setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
@@ -128,7 +127,7 @@ TEST_P(KeychainStoreTest, KeepsAnItemWithItsAttributesAndBytes) {
   EXPECT_EQ(dataOf(named("UUID")), "-25300");
 }
 
-TEST_P(KeychainStoreTest, ChangesWhatIsNamedAndLeavesTheRest) {
+TEST_P(KeychainStoreTest, UpdatesOnlyMatchingItems) {
   for (const char* account : {"a", "b"}) {
     ASSERT_EQ(SecItemAdd(item({{kSecAttrGeneric, "g"},
                                {kSecAttrAccount, account},
@@ -152,7 +151,7 @@ TEST_P(KeychainStoreTest, ChangesWhatIsNamedAndLeavesTheRest) {
   EXPECT_EQ(dataOf(second), "-25300");
 }
 
-TEST_P(KeychainStoreTest, ThreadsThatAddAndChangeLoseNothing) {
+TEST_P(KeychainStoreTest, ThreadsThatAddAndUpdateLoseNothing) {
   inThreads(6, [](int number) {
     const std::string name = std::to_string(number);
     EXPECT_EQ(SecItemAdd(item({{kSecAttrGeneric, Value(name)}})), errSecSuccess);
@@ -166,13 +165,13 @@ TEST_P(KeychainStoreTest, ThreadsThatAddAndChangeLoseNothing) {
 INSTANTIATE_TEST_SUITE_P(File, KeychainStoreTest, testing::Values(MakeStore([] {
                            return std::shared_ptr<KeychainStore>(std::make_shared<FileKeychainStore>());
                          })));
-// Only where a script has set up a service of its own: nobody's real keyring is written to.
+// Only if the script has started its own service: a real keyring is never changed.
 INSTANTIATE_TEST_SUITE_P(SecretService, KeychainStoreTest,
                          testing::ValuesIn(serviceState() == "open"
                                                ? std::vector<MakeStore>{[] { return chooseKeychainStore(); }}
                                                : std::vector<MakeStore>{}));
 
-TEST_F(FileKeychain, IsTheUsersAlone) {
+TEST_F(FileKeychain, FilesArePrivate) {
   mode_t mask = ::umask(0);
   EXPECT_EQ(add("a"), errSecSuccess);
   ::umask(mask);
@@ -183,7 +182,7 @@ TEST_F(FileKeychain, IsTheUsersAlone) {
   EXPECT_EQ(modeOf(keychain().parent_path()), 0700u);
 }
 
-TEST_F(FileKeychain, TornAndForeignFilesReadAsEmptyAndAreReplaced) {
+TEST_F(FileKeychain, DamagedAndForeignFilesReadAsEmptyAndAreReplaced) {
   ASSERT_EQ(add("a"), errSecSuccess);
   const std::string whole = textOfFile(keychain());
   for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -221,7 +220,7 @@ TEST_F(FileKeychain, FollowsNoLink) {
   EXPECT_EQ(add("d"), errSecIO);
 }
 
-TEST_F(FileKeychain, AFailedWriteLeavesWhatWasThere) {
+TEST_F(FileKeychain, FailedWriteKeepsTheOldItems) {
   ASSERT_EQ(add("a"), errSecSuccess);
   EXPECT_TRUE(holdsInChild([] {
     rlimit limit{200, 200};
@@ -247,7 +246,7 @@ TEST_F(FileKeychain, TwoProcessesLoseNothing) {
   }
 }
 
-TEST_F(FileKeychain, ALockThatNobodyGivesBackEndsInAnError) {
+TEST_F(FileKeychain, HeldLockFailsAfterTimeout) {
   ASSERT_EQ(add("a"), errSecSuccess);
   FileDescriptor lock(::open((folder / "Keychain/keychain.lock").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
@@ -257,7 +256,7 @@ TEST_F(FileKeychain, ALockThatNobodyGivesBackEndsInAnError) {
   EXPECT_EQ(add("b"), errSecSuccess);
 }
 
-TEST_F(FileKeychain, RefusesRequestsThatMakeNoSense) {
+TEST_F(FileKeychain, RejectsInvalidRequests) {
   SecItemResult result;
   EXPECT_EQ(SecItemCopyMatching({}, result), errSecParam);
   EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), Value("inet")}}, result), errSecParam);
@@ -277,15 +276,15 @@ TEST_F(FileKeychain, RefusesRequestsThatMakeNoSense) {
   EXPECT_FALSE(std::filesystem::exists(folder / "Keychain"));
 }
 
-TEST_F(KeychainTest, WithoutASessionBusTheFileIsChosen) {
+TEST_F(KeychainTest, UsesTheFileWithoutASessionBus) {
   setBusAddress(nullptr);
   EXPECT_STREQ(chooseKeychainStore()->name(), "file");
-  // It would start a bus.
+  // This address would start a bus.
   setBusAddress("autolaunch:");
   EXPECT_STREQ(chooseKeychainStore()->name(), "file");
 }
 
-TEST_F(KeychainTest, ABusThatNeverAnswersIsGivenUp) {
+TEST_F(KeychainTest, SilentBusTimesOut) {
   FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -294,16 +293,17 @@ TEST_F(KeychainTest, ABusThatNeverAnswersIsGivenUp) {
   ASSERT_EQ(::listen(listener.get(), 4), 0);
   setBusAddress(("unix:path=" + (folder / "bus").string()).c_str());
   EXPECT_LT(timeOf([] { EXPECT_STREQ(chooseKeychainStore()->name(), "file"); }), 8s);
-  EXPECT_LT(timeOf([] { EXPECT_FALSE(PortalMail::isAvailable()); }), 8s) << "nor does the main thread wait for it";
+  EXPECT_LT(timeOf([] { EXPECT_FALSE(PortalMail::isAvailable()); }), 8s)
+      << "the main thread must not wait for it either";
 }
 
-/// Run by secret_service_test.sh, in the states that their names begin with.
+/// Run by secret_service_test.sh, once per state.
 class SecretServiceState : public KeychainTest, public testing::WithParamInterface<const char*> {
  protected:
   bool fileExists() const { return std::filesystem::exists(folder / "Keychain"); }
 };
 
-TEST_P(SecretServiceState, DecidesTheStore) {
+TEST_P(SecretServiceState, StateDecidesTheStore) {
   const std::string state = GetParam();
   bool usesFile = state == "locked" || state == "missing" || state == "frozen";
   auto choosing = timeOf([] { dataOf(named("none")); });
@@ -313,7 +313,7 @@ TEST_P(SecretServiceState, DecidesTheStore) {
   EXPECT_EQ(added, errSecSuccess);
   EXPECT_EQ(fileExists(), usesFile);
 
-  // The choice stands: what becomes of the service later is an error, not another store.
+  // The choice is permanent: if the service fails later, that is an error, and no other store is used.
   const char* process = std::getenv("OQSDK_TEST_SERVICE_PID");
   if (state == "closing") {
     ASSERT_EQ(std::system("dbus-send --session --print-reply --dest=org.freedesktop.secrets "
@@ -329,7 +329,7 @@ TEST_P(SecretServiceState, DecidesTheStore) {
                           "org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.DBus | "
                           "awk '{print $2}')"),
               0);
-    // A connection that ended the process with the bus would do so here.
+    // A connection that ends the process when the bus closes would do so here.
     while (g_main_context_iteration(nullptr, FALSE)) {
     }
   }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs the keychain tests of a test program against real Secret Services: gnome-keyring-daemon on a session bus of
-# its own, with a home folder of its own, in every state that decides how the keychain behaves. In none of them may
-# a prompt be performed. Where the service is open, the tests of the keychain items of a second program run on it, too.
+# Runs the keychain tests of a test program against real Secret Services: gnome-keyring-daemon on a private session
+# bus with a private home folder, in every state that affects the keychain. No prompt may be shown in any state. If the
+# service is open, a second program runs its tests of keychain items on it, too.
 #   secret_service_test.sh <test program> <test program with the items>
 set -euo pipefail
 
@@ -9,21 +9,21 @@ inside() {
   local program=$1 items=$2 state=$3 work=$4
   dbus-monitor --session "type='method_call'" >"$work/calls" 2>&1 &
   local monitor=$!
-  # The monitor is listening once it sees a call.
+  # The monitor is ready when it has seen a call.
   for _ in $(seq 100); do
     dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null
     grep -q "member=GetId" "$work/calls" && break
     sleep 0.05
   done
 
-  # The first run of a daemon that is unlocked makes the default collection.
+  # An unlocked daemon creates the default collection when it first runs.
   if [[ $state != missing ]]; then
     printf 'password' |
       gnome-keyring-daemon --unlock --components=secrets --control-directory="$work/control" >/dev/null
   else
     gnome-keyring-daemon --start --components=secrets --control-directory="$work/control" >/dev/null 2>&1
   fi
-  # Daemons answer before they have taken their name.
+  # A daemon reports success before it owns its bus name.
   local service=
   for _ in $(seq 200); do
     service=$(dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
@@ -46,7 +46,7 @@ inside() {
     programs=2
     OQSDK_TEST_SECRET_SERVICE=$state "$items" --gtest_filter='KeychainItemTest.*' >>"$work/output" 2>&1 || ended=$?
   fi
-  # Where the bus has gone, both have gone with it.
+  # In the state busless both processes have ended with the bus.
   kill -CONT "$service" 2>/dev/null || true
   kill "$service" "$monitor" 2>/dev/null || true
   wait "$monitor" 2>/dev/null || true
@@ -57,12 +57,12 @@ inside() {
     exit 1
   fi
   if grep -qE 'interface=org.freedesktop.Secret.Prompt|SystemPrompter|PrompterCallback' "$work/calls"; then
-    echo "$state: a prompt was performed" >&2
+    echo "$state: a prompt was shown" >&2
     exit 1
   fi
-  # A monitor that heard nothing would prove nothing.
+  # Without any recorded call the check above would prove nothing.
   [[ $state == frozen ]] || grep -q "member=ReadAlias" "$work/calls" ||
-    { echo "$state: the monitor is deaf" >&2; exit 1; }
+    { echo "$state: the monitor recorded no calls" >&2; exit 1; }
   echo "$state: $(grep -E '^\[  PASSED  \]' "$work/output" | tr '\n' ' ')"
 }
 

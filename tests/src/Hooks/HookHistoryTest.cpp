@@ -9,7 +9,7 @@
 #include "Hooks/OQSwizzler.h"
 #include "oqsdk/AnalyticsHook.h"
 
-/// Our hook on a method that other libraries replace, exchange and restore too.
+/// Our hook on a method that other libraries replace, exchange and restore as well.
 namespace oq {
 namespace {
 
@@ -17,19 +17,18 @@ using testing::ElementsAre;
 using Upload = decltype(saveUploadInfo);
 using Calls = std::vector<std::string>;
 
-struct EndlessCircle {};
+struct EndlessLoop {};
 
-/// Notes what runs. The original sends another message, to the child if there is one, while it handles the event
-/// "nested".
+/// Records the calls. For the event "nested" the original sends another message, to the child if there is one.
 class Receiver : public Object {
  public:
   explicit Receiver(Class* cls) : _class(cls) {}
   Class* class_() const override { return _class; }
   void save(const std::string& event) { send(*this, saveUploadInfo, Value(1), event, nullptr); }
   void note(const std::string& call) { calls.push_back(call); }
-  /// Called first by each library's hook: a circle ends the test's message, not the process.
+  /// Called first by each library's hook: an endless loop ends the test's message, not the process.
   void enter() {
-    if (++_entered > 40) throw EndlessCircle();
+    if (++_entered > 40) throw EndlessLoop();
   }
 
   void _save(const Value&, const std::string& event, const UploadHandler&) {
@@ -52,7 +51,7 @@ Method* methodOf(Class* cls) {
   return class_getInstanceMethod(cls, saveUploadInfo);
 }
 
-/// Another library: a hook that calls the former implementation, then notes its letter while it is installed.
+/// Another library: its hook calls the former implementation, and then records its letter while it is installed.
 struct Library {
   std::function<void(Class*)> arrive, leave;
 };
@@ -66,7 +65,7 @@ struct State {
   }
 };
 
-/// Keeps the implementation that it finds, and puts it back.
+/// Stores the implementation that it finds, and restores it later.
 template <char letter>
 Library replacing() {
   using Own = State<letter>;
@@ -87,7 +86,7 @@ Library replacing() {
   return {arrive, leave};
 }
 
-/// Exchanges the method with one of its own, whose selector then reaches the former implementation.
+/// Exchanges the method with its own, whose selector then reaches the former implementation.
 template <char letter>
 Library exchanging() {
   using Own = State<letter>;
@@ -124,7 +123,7 @@ class HookHistory : public testing::Test {
                          {method<&Receiver::_save>(saveUploadInfo)});
   }
 
-  /// A block that notes itself. For the event "again" it sends another message.
+  /// A block that records its call. For the event "again" it sends another message.
   static void hook(Class* cls) {
     OQUploadHookBlock block = [](Object& self, SEL, const Value&, const std::string& event, const UploadHandler&) {
       receiverOf(self).note("block");
@@ -155,7 +154,7 @@ void follow(const std::string& history, Class* cls, const Library& a, const Libr
   }
 }
 
-/// Every way in which two libraries arrive, leave and arrive again in up to `most` steps.
+/// Every order in which two libraries can arrive, leave and arrive again in up to `most` steps.
 std::vector<std::string> historiesOfOthers(std::size_t most) {
   std::vector<std::string> all{""};
   for (std::size_t next = 0; next < all.size(); ++next) {
@@ -171,7 +170,7 @@ std::vector<std::string> historiesOfOthers(std::size_t most) {
   return all;
 }
 
-TEST_F(HookHistory, OtherLibrariesAreCalledAsWithoutOursAndOurBlockOnceAMessage) {
+TEST_F(HookHistory, OtherLibrariesAreUnaffectedAndOurBlockRunsOncePerMessage) {
   const std::vector<std::pair<Library, Library>> pairs{{replacing<'A'>(), replacing<'B'>()},
                                                        {replacing<'A'>(), exchanging<'B'>()},
                                                        {exchanging<'A'>(), replacing<'B'>()},
@@ -181,15 +180,16 @@ TEST_F(HookHistory, OtherLibrariesAreCalledAsWithoutOursAndOurBlockOnceAMessage)
     follow(history, cls, pair.first, pair.second, hook);
     try {
       return callsOf(cls, event);
-    } catch (const EndlessCircle&) {
-      return {"circle"};
+    } catch (const EndlessLoop&) {
+      return {"loop"};
     }
   };
   int compared = 0;
   for (const auto& pair : pairs) {
     for (const std::string& history : historiesOfOthers(7)) {
       const Calls without = callsAfter(history, pair, "e");
-      if (std::count(without.begin(), without.end(), "original") != 1) continue;  // circles and losses of their own
+      if (std::count(without.begin(), without.end(), "original") != 1)
+        continue;  // they loop or lose calls by themselves
       Calls once = without;
       once.push_back("block");
       Calls again = once;
@@ -210,21 +210,21 @@ TEST_F(HookHistory, OtherLibrariesAreCalledAsWithoutOursAndOurBlockOnceAMessage)
   EXPECT_GT(compared, 6000);
 }
 
-/// A library that does not find itself on top installs itself again, and so makes a circle of itself and our hook.
-TEST_F(HookHistory, ALibraryThatInstallsItselfAgainAboveOurHookIsCalledOnce) {
+/// A library that is not the outermost hook installs itself again, and so forms a cycle with our hook.
+TEST_F(HookHistory, LibraryThatReinstallsItselfAboveOurHookIsCalledOnce) {
   const Library a = replacing<'A'>();
   Class* cls = makeClass();
   follow("A*A", cls, a, {}, hook);
   EXPECT_THAT(callsOf(cls), ElementsAre("original", "A", "block"));
   EXPECT_THAT(callsOf(cls, "nested"), ElementsAre("original", "original", "A", "block", "A", "block"));
-  // With another library on top the circle is noticed one round later.
+  // With another library above it, the cycle is detected one round later.
   cls = makeClass();
   follow("A*AB", cls, a, exchanging<'B'>(), hook);
   EXPECT_THAT(callsOf(cls), ElementsAre("original", "A", "A", "B", "block"));
 }
 
-/// Libraries need not call the former implementation once, and at once.
-TEST_F(HookHistory, ALibraryAboveMayPassAMessageOnTwiceOrLater) {
+/// Libraries may call the former implementation several times, or later.
+TEST_F(HookHistory, LibraryAboveMayPassAMessageOnTwiceOrLater) {
   static std::vector<std::function<void()>> kept;
   static IMP former;
   const Library below = replacing<'A'>();
@@ -248,8 +248,9 @@ TEST_F(HookHistory, ALibraryAboveMayPassAMessageOnTwiceOrLater) {
   EXPECT_THAT(receiver.calls, ElementsAre("block", "original", "A"));
 }
 
-/// Its messages do not enter through the hook, which is the superclass's; the trampoline runs the blocks then.
-TEST_F(HookHistory, AnOverrideReachesTheHookThroughTheImplementationOfItsSuperclass) {
+/// The override's messages do not enter through the hook, which is on the superclass; the trampoline then runs the
+/// blocks.
+TEST_F(HookHistory, OverrideReachesTheHookThroughItsSuperclass) {
   static IMP inherited;
   Class* base = makeClass();
   hook(base);
@@ -268,7 +269,7 @@ TEST_F(HookHistory, AnOverrideReachesTheHookThroughTheImplementationOfItsSupercl
   EXPECT_THAT(child.calls, ElementsAre("original", "block"));
 }
 
-TEST_F(HookHistory, AnOriginalThatThrowsIsForgotten) {
+TEST_F(HookHistory, OriginalThatThrowsLeavesNoState) {
   static bool fails;
   fails = true;
   Class* cls = makeClass();
@@ -281,7 +282,8 @@ TEST_F(HookHistory, AnOriginalThatThrowsIsForgotten) {
   Receiver receiver(cls);
   EXPECT_THROW(receiver.save("e"), std::runtime_error);
   fails = false;
-  // By its address, which is not a message: what a forgotten one left on the thread would be taken for this call's.
+  // Calls the function by its address, without a message. If the failed message were still recorded on this thread, it
+  // would be mistaken for the message of this call.
   Upload::typed(method_getImplementation(methodOf(cls)))(receiver, saveUploadInfo, Value(1), "e", nullptr);
   EXPECT_THAT(receiver.calls, ElementsAre("original", "original", "block"));
 }

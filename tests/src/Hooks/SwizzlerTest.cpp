@@ -25,7 +25,7 @@ const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> mailDid
     "mailComposeController:didFinishWithResult:error:"};
 const Selector<void()> exchanged{"swizzlerTestExchanged"};
 
-/// An object whose class is made by the test, and what happened to it.
+/// An object with a class created by the test, and a record of its calls.
 class Receiver : public Object {
  public:
   explicit Receiver(Class* cls) : _class(cls) {}
@@ -54,16 +54,16 @@ class Receiver : public Object {
 const detail::MethodDefinition saving = method<&Receiver::_save>(saveUploadInfo);
 const detail::MethodDefinition savingAndSuper = method<&Receiver::_saveAndSuper>(saveUploadInfo);
 
-/// Every test begins with nothing hooked and with classes of its own.
+/// Every test starts without hooks and uses new classes.
 class Swizzler : public testing::Test {
  protected:
   Swizzler() {
-    for (const char* name : hookable) _former.push_back(getSwizzleByName(name)->exchange(nullptr));
+    for (const char* name : kHookable) _former.push_back(getSwizzleByName(name)->exchange(nullptr));
     OQLogger::getInstance().flush();
     _logStart = test::textOfFile(OQLogger::getInstance().logFilePath()).size();
   }
   ~Swizzler() override {
-    for (std::size_t i = 0; i < _former.size(); ++i) getSwizzleByName(hookable[i])->exchange(_former[i]);
+    for (std::size_t i = 0; i < _former.size(); ++i) getSwizzleByName(kHookable[i])->exchange(_former[i]);
   }
 
   static Class* makeClass(std::initializer_list<detail::MethodDefinition> methods,
@@ -72,7 +72,7 @@ class Swizzler : public testing::Test {
     return registerClass("SwizzlerTest" + std::to_string(++number), superclass, methods);
   }
 
-  /// A block that notes its name in the receiver.
+  /// A block that records its name in the receiver.
   static OQUploadHookBlock noting(const std::string& name) {
     return [name](Object& receiver, SEL, const Value&, const std::string&, const UploadHandler&) {
       static_cast<Receiver&>(receiver).calls.push_back(name);
@@ -88,14 +88,14 @@ class Swizzler : public testing::Test {
   }
 
  private:
-  static constexpr const char* hookable[] = {"saveUploadInfo:event:handler:", "viewDidAppear:", "viewWillDisappear:",
-                                             "mailComposeController:didFinishWithResult:error:"};
+  static constexpr const char* kHookable[] = {"saveUploadInfo:event:handler:", "viewDidAppear:", "viewWillDisappear:",
+                                              "mailComposeController:didFinishWithResult:error:"};
   test::TemporaryFolder _folder;
   std::vector<std::shared_ptr<OQSwizzle>> _former;
   std::size_t _logStart = 0;
 };
 
-TEST_F(Swizzler, KeepsOneRecordWithABlockForEachName) {
+TEST_F(Swizzler, KeepsOneRecordWithABlockPerName) {
   Class* cls = makeClass({saving});
   hook(cls, "a");
   auto record = OQSwizzler::swizzleForSelector(saveUploadInfo);
@@ -122,7 +122,7 @@ TEST_F(Swizzler, KeepsOneRecordWithABlockForEachName) {
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), record);
 }
 
-TEST_F(Swizzler, GivesAnInheritingClassAMethodOfItsOwn) {
+TEST_F(Swizzler, GivesAnInheritingClassItsOwnMethod) {
   Class* base = makeClass({saving});
   Class* sub = makeClass({}, base);
   Method* inherited = class_getInstanceMethod(sub, saveUploadInfo);
@@ -142,8 +142,9 @@ TEST_F(Swizzler, GivesAnInheritingClassAMethodOfItsOwn) {
   EXPECT_EQ(logged(), "");
 }
 
-/// It takes over the record and with it the original of the first class, which no unrelated receiver is handed to.
-TEST_F(Swizzler, ASecondClassDropsTheBlocksOfTheFormerRecord) {
+/// The second class gets the record, and with it the first class's original, which is not called for an unrelated
+/// receiver.
+TEST_F(Swizzler, SecondClassDropsTheBlocksOfTheFormerRecord) {
   for (bool isRelated : {true, false}) {
     getSwizzleByName("saveUploadInfo:event:handler:")->exchange(nullptr);
     Class* first = makeClass({saving});
@@ -168,7 +169,7 @@ TEST_F(Swizzler, RunsBlocksOnceForAnOverrideThatCallsItsSuperclass) {
   EXPECT_THAT(receiver.calls, ElementsAre("override e", "original e", "a"));
 }
 
-TEST_F(Swizzler, PassesArgumentsOnWithScalarsAsObjects) {
+TEST_F(Swizzler, WrapsScalarArgumentsInObjects) {
   Class* cls =
       makeClass({method<&Receiver::_appear>(viewDidAppearSelector), method<&Receiver::_finish>(mailDidFinish)});
   Receiver receiver(cls);
@@ -200,7 +201,7 @@ TEST_F(Swizzler, PassesArgumentsOnWithScalarsAsObjects) {
   EXPECT_THAT(receiver.calls, ElementsAre("original animated", "original finish"));
 }
 
-TEST_F(Swizzler, AddsAMethodThatWasNeverThere) {
+TEST_F(Swizzler, AddsAMissingMethod) {
   Class* cls = makeClass({});
   hook(cls, "a");
   EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Cannot find method for saveUploadInfo:event:handler: on " +
@@ -211,8 +212,8 @@ TEST_F(Swizzler, AddsAMethodThatWasNeverThere) {
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), nullptr);
 }
 
-/// Between the look for the method and its addition another thread may add it.
-TEST_F(Swizzler, KeepsTheFormerRecordWhereAnotherThreadIsQuicker) {
+/// Another thread may add the method between the search and the addition.
+TEST_F(Swizzler, KeepsTheFormerRecordIfAnotherThreadAddsTheMethod) {
   for (int attempt = 0; attempt < 20000; ++attempt) {
     getSwizzleByName("saveUploadInfo:event:handler:")->exchange(nullptr);
     Class *first = makeClass({saving}), *cls = makeClass({});
@@ -227,7 +228,7 @@ TEST_F(Swizzler, KeepsTheFormerRecordWhereAnotherThreadIsQuicker) {
     go = true;
     hook(cls, "late");
     adding.join();
-    // Early enough it was just a method of the class; too late it found ours there.
+    // The other thread was too early (the class already had the method) or too late (the hook was already installed).
     if (former->blocks()->size() != 1) continue;
     EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), former);
     Receiver ofFirst(first), ofClass(cls);
@@ -240,10 +241,10 @@ TEST_F(Swizzler, KeepsTheFormerRecordWhereAnotherThreadIsQuicker) {
                                             "exist locally\n"));
     return;
   }
-  FAIL() << "no thread was ever quicker";
+  FAIL() << "the other thread never won the race";
 }
 
-TEST_F(Swizzler, AScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {
+TEST_F(Swizzler, ScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {
   Class* cls = makeClass({});
   int blocks = 0;
   OQSwizzler::swizzleSelector(
@@ -253,7 +254,7 @@ TEST_F(Swizzler, AScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {
   EXPECT_EQ(blocks, 0);
 }
 
-TEST_F(Swizzler, RefusesWhatItCannotHookWithoutAWord) {
+TEST_F(Swizzler, SilentlyIgnoresWhatItCannotHook) {
   Class* cls = makeClass({saving, method<&Receiver::_exchangedOne>(exchanged)});
   const Selector<void(bool)> sameName{"saveUploadInfo:event:handler:"};
   Class* otherTypes = makeClass({method<&Receiver::_saveWithOtherTypes>(sameName)});
@@ -265,7 +266,7 @@ TEST_F(Swizzler, RefusesWhatItCannotHookWithoutAWord) {
   OQSwizzler::swizzleSelector(saveUploadInfo, nullptr, noting("a"), "a");
   OQSwizzler::swizzleSelector(saveUploadInfo, cls, OQUploadHookBlock(), "a");
   OQSwizzler::swizzleSelector(saveUploadInfo, cls, noting("a"), std::nullopt);
-  OQSwizzler::swizzleSelector(saveUploadInfo, cls, appearance, "a");  // a block of another selector
+  OQSwizzler::swizzleSelector(saveUploadInfo, cls, appearance, "a");  // a block for another selector
   OQSwizzler::swizzleSelector(saveUploadInfo, otherTypes, noting("a"), "a");
   OQSwizzler::unswizzleSelector(nullptr, cls, "a");
   OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "a");
@@ -290,7 +291,7 @@ TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
         OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "once");
         hook(cls, "added");
         static_cast<Receiver&>(receiver).save("nested");
-        // What the block owns must live until it has ended.
+        // The block's captures must live until it has ended.
         static_cast<Receiver&>(receiver).calls.push_back("after " + event + std::to_string(*guard));
       },
       "once");
@@ -299,7 +300,7 @@ TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
   EXPECT_THAT(receiver.calls, ElementsAre("original e", "original nested", "added", "after e7"));
 }
 
-TEST_F(Swizzler, CallsOnOtherThreadsStayWholeWhileOursAndOthersComeAndGo) {
+TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
   Class* cls = makeClass({saving});
   Method* method = class_getInstanceMethod(cls, saveUploadInfo);
   using Upload = decltype(saveUploadInfo);

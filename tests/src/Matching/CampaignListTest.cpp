@@ -29,17 +29,17 @@ OQWindowEvent& fill(OQWindowEvent& event, const Value& info) {
   return event;
 }
 
-/// As linearMatch() answers.
+/// The same result format as linearMatch().
 std::size_t indexMatch(const OQCampaignList& list, const OQWindowEvent& event) {
   return std::min(list.match(event).position, list.windows().size());
 }
 
-TEST(CampaignList, ComesToWhatTheRuleSays) {
+TEST(CampaignList, FollowsTheMatchingRule) {
   for (const auto& each : matchingCases()) {
     OQWindowEvent event;
     fill(event, json(each.event));
     const std::string text = std::string(each.event) + " against " + each.condition;
-    // Alone, behind others of the name, and as a pre-condition.
+    // Alone, behind other conditions with the same name, and as a pre-condition.
     const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
                             window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), window(json(each.condition))};
     const Windows alone = {window(json(each.condition))};
@@ -53,7 +53,7 @@ TEST(CampaignList, ComesToWhatTheRuleSays) {
   }
 }
 
-/// Campaigns and events out of few names, keys and values, so that they meet, tie and overlap.
+/// Generates campaigns and events from few names, keys and values, so that they often match, tie and overlap.
 class RandomWorld {
  public:
   explicit RandomWorld(unsigned seed) : _random(seed) {}
@@ -100,7 +100,7 @@ Windows copyOf(const Windows& windows) {
   return copies;
 }
 
-TEST(CampaignList, AgreesWithAWalkOverAllWindows) {
+TEST(CampaignList, AgreesWithALinearSearch) {
   constexpr int rounds = 2000;
   constexpr int eventsPerRound = 60;
   int matched = 0;
@@ -125,8 +125,8 @@ TEST(CampaignList, AgreesWithAWalkOverAllWindows) {
   EXPECT_GE(matched, rounds * eventsPerRound * 3 / 10);
 }
 
-/// Beyond 63 properties the index no longer tells numbers of them apart, and has fewer bits than properties.
-TEST(CampaignList, AgreesWithAWalkOverLargeConditions) {
+/// Above 63 properties the index no longer distinguishes sizes, and has fewer bits than properties.
+TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
   const auto large = [](int size, int odd) {
     Dictionary context;
     for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
@@ -141,7 +141,8 @@ TEST(CampaignList, AgreesWithAWalkOverLargeConditions) {
         OQWindowEvent event;
         fill(event, large(size, -1));
         const std::size_t expected = linearMatch(windows, event);
-        ASSERT_EQ(indexMatch(list, event), expected) << size << " properties, " << asked << " asked for, odd " << odd;
+        ASSERT_EQ(indexMatch(list, event), expected)
+            << size << " properties, " << asked << " in the condition, odd " << odd;
         matched += expected == 0 ? 1 : 0;
       }
     }
@@ -149,7 +150,7 @@ TEST(CampaignList, AgreesWithAWalkOverLargeConditions) {
   EXPECT_GT(matched, 8 * 8);
 }
 
-TEST(CampaignList, NamesSomeOfTheWindowsThatWerePassedOver) {
+TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
   const Value buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
   const OQCampaignList list(windows);
@@ -172,8 +173,8 @@ TEST(CampaignList, SubscriptionsDoNotWait) {
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 
-/// A window must not slip through between those that wait and the others.
-TEST(CampaignList, IsNeverMissedWhileItsPreConditionIsTakenAway) {
+/// A window that moves from waiting to active must always be found.
+TEST(CampaignList, WindowIsFoundWhileItsPreConditionIsRemoved) {
   const Value both = {{"xwhat", "buy"}};
   for (int round = 0; round < 300; ++round) {
     Windows windows;
@@ -194,7 +195,7 @@ TEST(CampaignList, IsNeverMissedWhileItsPreConditionIsTakenAway) {
   }
 }
 
-TEST(SlotSet, FindsItsNextMember) {
+TEST(BitmapIndex, FindsTheNextSetBit) {
   std::mt19937 random(1);
   OQBitmapIndex set(20000);
   std::vector<bool> members(20001);

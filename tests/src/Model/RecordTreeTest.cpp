@@ -27,7 +27,7 @@ Node node(std::int64_t id, std::int64_t count = 0, std::int64_t used = 0, const 
   return made;
 }
 
-/// With a count that is lowered only now, which leaves the used count in place.
+/// With a count that is lowered afterwards, which keeps the used count.
 Node lowered(Node made, std::int64_t count) {
   made->setCount(count);
   return made;
@@ -39,7 +39,7 @@ std::vector<std::int64_t> ids(const OQRecordTree& tree) {
   return found;
 }
 
-TEST(RecordTreeNode, HoldsTheUsedCountAgainstTheCountOnlyWhenItIsSet) {
+TEST(RecordTreeNode, UsedCountIsLimitedOnlyWhenSet) {
   auto one = node(1);
   one->setUsedCount(10);
   EXPECT_EQ(one->usedCount(), 0);
@@ -52,7 +52,7 @@ TEST(RecordTreeNode, HoldsTheUsedCountAgainstTheCountOnlyWhenItIsSet) {
   EXPECT_EQ(one->usedCount(), -3);
 }
 
-TEST(RecordTree, RefreshesWhatItKnows) {
+TEST(RecordTree, RefreshesKnownNodes) {
   struct {
     Node known, added;
     std::int64_t count, used;
@@ -79,7 +79,7 @@ TEST(RecordTree, RefreshesWhatItKnows) {
   }
 }
 
-TEST(RecordTree, NeverForgetsThatTheUserClosedAWindow) {
+TEST(RecordTree, ReplacedNodeStaysClosedByUser) {
   OQRecordTree tree;
   auto closed = node(1);
   closed->setUserClosed(true);
@@ -91,7 +91,7 @@ TEST(RecordTree, NeverForgetsThatTheUserClosedAWindow) {
   EXPECT_FALSE(tree.findTreeNodeById(1)->isActivated());
 }
 
-TEST(RecordTree, StandsOnTheGivenArrayUntilAllIsRemoved) {
+TEST(RecordTree, UsesTheGivenArrayUntilAllNodesAreRemoved) {
   auto array = std::make_shared<OQRecordTree::Nodes>();
   array->push_back(node(1));
   auto tree = OQRecordTree::treeWithNodes(array);
@@ -111,8 +111,8 @@ TEST(RecordTree, StandsOnTheGivenArrayUntilAllIsRemoved) {
   EXPECT_THAT(ids(*empty), testing::ElementsAre(4));
 }
 
-/// Whoever changes the array, and whatever ids its nodes get: what the tree does is what walks would do.
-TEST(RecordTree, FindsAddsAndRemovesAsWalksOverTheLiveArrayWould) {
+/// Whatever changes the array, and whatever ids its nodes get: the result is the same as for a linear search.
+TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
   std::mt19937 random(20260310);
   const auto below = [&](std::size_t most) { return most ? random() % most : 0; };
   const auto array = std::make_shared<OQRecordTree::Nodes>();
@@ -124,7 +124,7 @@ TEST(RecordTree, FindsAddsAndRemovesAsWalksOverTheLiveArrayWould) {
     }
     return Node();
   };
-  // Both get the same change.
+  // Makes the same change in both.
   const auto changeBoth = [&](const auto& change) {
     array->change(change);
     change(walked);
@@ -176,7 +176,7 @@ TEST(RecordTree, MergesAnotherTreeAndItself) {
   }
 }
 
-TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
+TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
   test::TemporaryFolder folder;
   auto file = documentsDirectory() / OQRecordTreeDataFileName;
   OQRecordTree tree;
@@ -198,22 +198,22 @@ TEST(RecordTree, ComesBackFromItsFileWithTheUsedCountHeldAgainstTheCount) {
   EXPECT_FALSE(copy->isUserClosed());
 }
 
-TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
+TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min(), highest = std::numeric_limits<std::int64_t>::max();
   struct Case {
     std::int64_t known, own;        ///< used count when the file was last read, and now
-    std::int64_t ownCount;          ///< 10 in the file that was last read
-    std::int64_t count, usedCount;  ///< in the file by now
+    std::int64_t ownCount;          ///< 10 in the file when it was last read
+    std::int64_t count, usedCount;  ///< in the file now
     std::int64_t expectedCount, expectedUsedCount;
   };
   const Case cases[] = {
       {2, 2, 10, 10, 5, 10, 5},                        // counted by others
-      {2, 3, 10, 10, 5, 10, 6},                        // and here, not stored yet
+      {2, 3, 10, 10, 5, 10, 6},                        // also counted here, not stored yet
       {2, 9, 10, 10, 5, 10, 10},                       // at most the count
       {2, 2, 10, 3, 3, 3, 3},                          // lowered by another process's list
-      {2, 3, 20, 12, 5, 20, 6},                        // raised by a list of ours that is not stored yet
-      {5, 5, 3, 10, 6, 3, 3},                          // lowered by ours
-      {lowest, highest, highest, 10, lowest, 10, 10},  // whatever a file may hold
+      {2, 3, 20, 12, 5, 20, 6},                        // raised by a list of this process, not stored yet
+      {5, 5, 3, 10, 6, 3, 3},                          // lowered by this process
+      {lowest, highest, highest, 10, lowest, 10, 10},  // extreme numbers from a file
       {lowest, highest, highest, highest, highest, highest, highest},
   };
   for (const Case& each : cases) {
@@ -231,7 +231,7 @@ TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
     EXPECT_EQ(own->usedCount(), each.expectedUsedCount);
   }
 
-  // Activation is each process's own, but for a window that the user closed.
+  // Activation is local to each process, except for a window that the user closed.
   for (const bool isClosed : {false, true}) {
     OQRecordTree tree;
     tree.addTreeNode(node(1, 5));
@@ -251,7 +251,7 @@ TEST(RecordTree, AdoptsWhatAnotherProcessStored) {
   }
 }
 
-TEST(RecordTree, IsSafeBesideThreadsThatAddFindAndRefresh) {
+TEST(RecordTree, IsThreadSafe) {
   OQRecordTree tree;
   test::inThreads(4, [&](int) {
     for (int id = 0; id < 100; ++id) {

@@ -16,7 +16,7 @@ namespace {
 
 using test::json;
 
-TEST(WindowItemAttribute, ReadsColoursAsHexadecimalTextDoes) {
+TEST(WindowItemAttribute, ColoursAreParsedLikeHexadecimalNumbers) {
   struct {
     const char* text;
     int red, green, blue;
@@ -24,14 +24,14 @@ TEST(WindowItemAttribute, ReadsColoursAsHexadecimalTextDoes) {
       {R"("#FF8000")", 255, 128, 0},
       {R"("#ff8000")", 255, 128, 0},
       {R"("FF8000")", 255, 128, 0},
-      {R"("#11FF8000")", 255, 128, 0},  // the top byte of eight digits is lost
+      {R"("#11FF8000")", 255, 128, 0},  // the top byte of eight digits is dropped
       {R"("#12")", 0, 0, 0x12},
       {R"("#F08xyz")", 0, 0x0F, 0x08},
       {R"("")", 0, 0, 0},
       {R"("red")", 0, 0, 0},
       {R"("##FF8000")", 0, 0, 0},
       {R"("#")", 0, 0, 0},
-      {"123456", 0x12, 0x34, 0x56},  // a number is read by its digits
+      {"123456", 0x12, 0x34, 0x56},  // the digits of a number are read as hexadecimal
       {R"(["#FF8000"])", 0, 0, 0},
       {R"("#FFFFFFFFFFFFFFFFFFFF")", 255, 255, 255},
   };
@@ -41,7 +41,7 @@ TEST(WindowItemAttribute, ReadsColoursAsHexadecimalTextDoes) {
   }
 }
 
-TEST(WindowItemAttribute, HalvesSizesWhateverTheyAreWrittenAs) {
+TEST(WindowItemAttribute, SizesInAnyFormAreHalved) {
   struct {
     const char* size;
     double expected;
@@ -55,7 +55,7 @@ TEST(WindowItemAttribute, HalvesSizesWhateverTheyAreWrittenAs) {
   }
 }
 
-TEST(WindowItemAttribute, KeepsColoursThatTheServerDoesNotNameButNotTheText) {
+TEST(WindowItemAttribute, KeepsMissingColoursButNotTheText) {
   OQTextAttribute attribute;
   attribute.setModelWithDic(json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4})"));
   attribute.setModelWithDic(json(R"({"color": null})"));
@@ -73,7 +73,7 @@ TEST(WindowItemAttribute, KeepsColoursThatTheServerDoesNotNameButNotTheText) {
   }
 }
 
-TEST(ButtonAttribute, BeginsWithLooksThatFollowTheScreen) {
+TEST(ButtonAttribute, InitialLooksFollowTheScreen) {
   CGRect before = UIScreen::mainScreen().bounds();
   UIScreen::mainScreen().setBounds(CGRectMake(0, 0, 1181, 2549));
   OQButtonAttribute button;
@@ -83,7 +83,7 @@ TEST(ButtonAttribute, BeginsWithLooksThatFollowTheScreen) {
   EXPECT_EQ(button.eventLink(), Value("link"));
 }
 
-TEST(WindowData, TakesConditionsOnlyFromDictionariesAndKeepsValuesAsTheyCome) {
+TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {
   OQWindowData window;
   window.setModelWithDic(json(R"({"id": 17, "count": "3 times", "style": 2.9, "type": true, "startTime": false,
                                   "picture": ["p"], "event": {}, "preEvent": "buy"})"));
@@ -109,8 +109,8 @@ TEST(WindowData, TakesConditionsOnlyFromDictionariesAndKeepsValuesAsTheyCome) {
   EXPECT_FALSE(window.event());
 }
 
-/// An archive of one window as a tool that knows nothing of us reads it: references followed, classes named,
-/// nine decimals.
+/// An archive of one window as read by Python: references resolved, class names added, numbers rounded to nine
+/// decimals.
 Value readByOthers(const Data& archive) {
   return json(test::python(R"(
 archive = plistlib.load(open(path, 'rb'))
@@ -129,7 +129,7 @@ print(json.dumps(read(archive['$top']['root'])[0]))
                            archive));
 }
 
-TEST(WindowData, IsArchivedAsOthersCanReadItAndComesBack) {
+TEST(WindowData, ArchiveIsReadableByOtherToolsAndRoundTrips) {
   auto window = std::make_shared<OQWindowData>();
   window->setModelWithDic(json(R"({
     "id": "w1", "count": 9007199254740993, "style": 2, "type": -1, "createTime": "a", "changeTime": "b",
@@ -139,7 +139,7 @@ TEST(WindowData, IsArchivedAsOthersCanReadItAndComesBack) {
     "content": {"text": "<p>"}, "buttonLeft": {"text": "L", "clickEvent": "left"},
     "buttonRight": {"color": "#000000"}})"));
   window->leftBtnAttribute()->setBackgroundColor(std::nullopt);
-  // A missing colour stays missing. The size is that of a screen which is not there.
+  // A missing colour stays missing. The default size is 0 because there is no screen.
   const auto rounded = [](double number) { return std::round(number * 1e9) / 1e9; };
   const auto colour = [&](int red, int green, int blue) {
     return Value{{"class", "UIColor NSObject"},
@@ -194,7 +194,7 @@ TEST(WindowData, IsArchivedAsOthersCanReadItAndComesBack) {
   EXPECT_EQ(readByOthers(KeyedArchiver::archivedDataWithRootObjects({restored->front()})), expected);
 }
 
-TEST(WindowData, ThePreConditionIsConsumedOnceWhoeverReadsIt) {
+TEST(WindowData, PreConditionIsConsumedOnceWithManyReaders) {
   OQWindowData window;
   window.setModelWithDic(json(R"({"preEvent": {"xwhat": "open"}})"));
   std::atomic<int> consumed{0};

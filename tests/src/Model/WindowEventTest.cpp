@@ -14,7 +14,7 @@ OQWindowEvent* filled(OQWindowEvent& event, const std::string& text) {
   return &event;
 }
 
-TEST(WindowEvent, NeverMatchesWithoutAConditionOrOnceUnavailable) {
+TEST(WindowEvent, NeverMatchesWithoutAConditionOrWhenUnavailable) {
   OQWindowEvent event, condition;
   filled(event, R"({"xwhat": "buy"})");
   filled(condition, R"({"xwhat": "buy"})");

@@ -12,7 +12,7 @@
 namespace oq {
 namespace {
 
-/// Views of classes that are known by name alone.
+/// A view of a class that is known only by name.
 class NamedView : public UIView {
  public:
   explicit NamedView(const char* name) : _class(registerClass(name, UIView::staticClass())) {}
@@ -55,7 +55,7 @@ class Navigation : public testing::Test {
   std::vector<std::shared_ptr<UIScene>> _scenes;
 };
 
-TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOnOrNone) {
+TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
   EXPECT_EQ(OQNavigation::keyWindow(), front);
   setPlatformSystemVersion(12.4);
   EXPECT_EQ(OQNavigation::keyWindow(), background);
@@ -68,21 +68,21 @@ TEST_F(Navigation, TakesTheFirstActiveSceneFromThirteenOnOrNone) {
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
-TEST_F(Navigation, TakesTheWindowUsedLastOfThoseThatCanBeSeen) {
+TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
   const auto splashScene = attach(splash, UISceneVisibility::NeverMapped);
   const auto mainScene = attach(main, UISceneVisibility::NeverMapped);
   const auto toolsScene = attach(tools, UISceneVisibility::NeverMapped);
-  EXPECT_EQ(OQNavigation::keyWindow(), splash) << "there is one before any is mapped";
+  EXPECT_EQ(OQNavigation::keyWindow(), splash) << "before any window is mapped, the first one counts";
 
   application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
   EXPECT_EQ(OQNavigation::keyWindow(), tools);
   application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not take its place";
+  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not replace it";
   application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
   application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
-  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused, they keep the order in which they were attached";
+  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused windows are in the order of attachment";
 
   application.sceneWasUsed(*mainScene);
   application.sceneWasUsed(*toolsScene);
@@ -102,7 +102,7 @@ TEST_F(Navigation, TakesTheWindowUsedLastOfThoseThatCanBeSeen) {
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 
-TEST_F(Navigation, FollowsTheStackToItsTopAndAnswersWithAPlainRoot) {
+TEST_F(Navigation, FollowsTheStackToItsTopOrReturnsAPlainRoot) {
   auto navigation = OQNavigation::currentNavigation();
   ASSERT_TRUE(navigation);
   EXPECT_EQ(navigation, front->rootViewController());
@@ -118,7 +118,7 @@ TEST_F(Navigation, FollowsTheStackToItsTopAndAnswersWithAPlainRoot) {
   EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
 }
 
-TEST_F(Navigation, FollowsTheSelectedTabAndThenWhatIsPresented) {
+TEST_F(Navigation, FollowsTheSelectedTabAndThenPresentedScreens) {
   auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>();
   auto stack = std::make_shared<UINavigationController>(top);
   auto tabs = std::make_shared<UITabBarController>();

@@ -23,7 +23,7 @@ namespace {
 
 constexpr const char* kAddress = "https://shop.example/offer";
 
-/// A screen of 390 by 844 points over the host's own page.
+/// A screen of 390 by 844 points with the host's own page.
 class WebController : public test::EngineTest {
  protected:
   WebController() { relaunch(); }
@@ -58,7 +58,7 @@ class WebController : public test::EngineTest {
   HeadlessHost host{{.scale = 2, .dataDirectory = folder()}};
 };
 
-TEST_F(WebController, AJumpOpensAPageOverTheHostAndCloseGivesItBack) {
+TEST_F(WebController, JumpOpensAPageAndCloseRemovesIt) {
   EXPECT_FALSE(host.tap(200, 400));
   std::weak_ptr<OQWebController> controller = jump();
   ASSERT_TRUE(page());
@@ -83,14 +83,14 @@ TEST_F(WebController, AJumpOpensAPageOverTheHostAndCloseGivesItBack) {
   host.setScreenSize(390, 844);
 
   tapBar(1);
-  EXPECT_TRUE(controller.expired()) << "who holds the controller?";
+  EXPECT_TRUE(controller.expired()) << "the controller leaks";
   EXPECT_TRUE(host.pages().empty());
   EXPECT_TRUE(navigation->isNavigationBarHidden());
   EXPECT_EQ(bar->frame().size.height, 0);
-  EXPECT_FALSE(host.tap(200, 20)) << "neither page nor bar is left above the host";
+  EXPECT_FALSE(host.tap(200, 20)) << "neither page nor bar covers the host any more";
 }
 
-TEST_F(WebController, LinksThatNameNoPageOpenNoneOrFail) {
+TEST_F(WebController, InvalidLinksOpenNoPageOrFail) {
   for (const Value& nothing : {Value(), Value(""), Value(7), Value(Dictionary{})})
     engine->jumpToWebViewWithURLStr(nothing);
   EXPECT_EQ(current(), nullptr);
@@ -101,25 +101,25 @@ TEST_F(WebController, LinksThatNameNoPageOpenNoneOrFail) {
         std::string("http://shop.example/"), std::string("resource:///org"), enormous}) {
     const auto controller = jump(link);
     ASSERT_TRUE(controller) << link;
-    EXPECT_TRUE(controller->reloadBtn()->isHidden()) << "not before it has been tried";
+    EXPECT_TRUE(controller->reloadBtn()->isHidden()) << "not before the first attempt";
     host.runMainQueue();
     EXPECT_FALSE(controller->reloadBtn()->isHidden()) << link.substr(0, 80);
     EXPECT_TRUE(controller->wkWebView()->isHidden());
     EXPECT_TRUE(lastEntry().starts_with("页面加载失败：Error Domain=NSURLErrorDomain Code=-100"));
     EXPECT_TRUE(lastEntry().ends_with("，url：" + link));
-    EXPECT_TRUE(host.pages().empty()) << "no engine was asked";
+    EXPECT_TRUE(host.pages().empty()) << "the engine was not used";
   }
-  EXPECT_EQ(OQNavigation::currentNavigation()->viewControllers().size(), 2u) << "each made room for the next";
+  EXPECT_EQ(OQNavigation::currentNavigation()->viewControllers().size(), 2u) << "each page replaced the one before";
 }
 
-TEST_F(WebController, TheStatesOfALoad) {
+TEST_F(WebController, LoadStatesAreShown) {
   const auto controller = jump();
   const auto web = controller->wkWebView();
   const auto bar = controller->progress();
   host.advance(0.5);
   EXPECT_EQ(bar->tintColor(), UIColor::greenColor());
 
-  // Failure, and the way out of it.
+  // A failure, and a second attempt.
   page()->start();
   page()->fail(-1004, "refused");
   EXPECT_TRUE(web->isHidden());
@@ -128,21 +128,21 @@ TEST_F(WebController, TheStatesOfALoad) {
   const auto button = controller->reloadBtn();
   EXPECT_EQ(button->frame(), CGRectMake(95, 252, 200, 140));
   EXPECT_EQ(button->titleForState(UIControlStateNormal), "网络异常，点击重新加载");
-  // On the words, which stand below the button's own frame.
+  // Taps the title, which is below the button's frame.
   EXPECT_TRUE(host.tap(195, 44 + 252 + 170));
   EXPECT_EQ(page()->loads().size(), 2u);
   page()->start();
   EXPECT_FALSE(web->isHidden());
   EXPECT_TRUE(button->isHidden());
 
-  // The bar goes a moment after exactly 1, and comes back with the next load.
+  // The bar is hidden shortly after exactly 1, and shown again by the next load.
   page()->progress(0.99);
   page()->progress(1);
   EXPECT_FALSE(bar->isHidden());
   EXPECT_TRUE(host.runUntil([&] { return bar->isHidden(); }, 5));
   page()->commit();
   page()->failLater(-1005, "torn");
-  EXPECT_FALSE(web->isHidden()) << "what is there stays";
+  EXPECT_FALSE(web->isHidden()) << "the shown document stays";
   page()->finish("One");
 
   page()->start("about:blank");
@@ -161,7 +161,7 @@ TEST_F(WebController, TheStatesOfALoad) {
   EXPECT_EQ(bar->progress(), 1.0f);
 }
 
-TEST_F(WebController, APageIsADialogThatKeysLeave) {
+TEST_F(WebController, PageIsADialogThatKeysCanClose) {
   std::weak_ptr<OQWebController> controller = jump();
   host.advance(0.5);
   const auto window = OQNavigation::keyWindow();
@@ -187,10 +187,10 @@ TEST_F(WebController, APageIsADialogThatKeysLeave) {
   host.advance(0.5);
   EXPECT_EQ(current(), nullptr);
   EXPECT_FALSE(frontmostDialog(*window));
-  EXPECT_FALSE(window->pressKey(UIKeyboardKey::Escape)) << "the keys are the host's again";
+  EXPECT_FALSE(window->pressKey(UIKeyboardKey::Escape)) << "the host gets the keys again";
 }
 
-/// Counts what it is asked for.
+/// Counts the calls of prepare().
 class ExpectantEngine : public WebEngine {
  public:
   std::unique_ptr<WebPage> openPage(const WebPageSettings&, WebPageClient&, Error&) override { return nullptr; }
@@ -198,7 +198,7 @@ class ExpectantEngine : public WebEngine {
   int prepared = 0;
 };
 
-TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
+TEST_F(WebController, EngineIsPreparedIfACampaignLeadsToAPage) {
   ExpectantEngine expectant;
   setWebEngine(&expectant);
   const Value link{{"text", "More"}, {"clickEvent", kAddress}};
@@ -214,7 +214,7 @@ TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
   EXPECT_TRUE(preparedFor({{"style", 1}, {"clickEvent", kAddress}}));
   EXPECT_TRUE(preparedFor({{"style", 2}, {"buttonMiddle", link}}));
   EXPECT_TRUE(preparedFor({{"style", 3}, {"buttonRight", link}}));
-  // Known from an earlier run.
+  // The campaigns are known from an earlier run.
   expectant.prepared = 0;
   relaunch();
   engine->inAppDataArray();
@@ -222,11 +222,11 @@ TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
   EXPECT_GT(expectant.prepared, 0);
   ExpectantEngine later;
   setWebEngine(&later);
-  EXPECT_EQ(later.prepared, 1) << "an engine that comes late";
+  EXPECT_EQ(later.prepared, 1) << "an engine that is installed later";
   setWebEngine(nullptr);
 }
 
-TEST_F(WebController, BackGoesBackUntilThereIsNothing) {
+TEST_F(WebController, BackGoesToThePreviousPageAndThenCloses) {
   auto controller = jump();
   host.advance(0.5);
   load("One");
@@ -237,7 +237,7 @@ TEST_F(WebController, BackGoesBackUntilThereIsNothing) {
   EXPECT_EQ(current(), controller);
   tapBar(0);
   EXPECT_EQ(current(), nullptr);
-  EXPECT_EQ(page()->stops(), 0) << "only its destruction stops it";
+  EXPECT_EQ(page()->stops(), 0) << "only the destructor stops it";
   const auto left = page();
   controller.reset();
   EXPECT_FALSE(left->isOpen());
@@ -256,7 +256,7 @@ TEST_F(WebController, BackGoesBackUntilThereIsNothing) {
   EXPECT_EQ(current(), nullptr);
 }
 
-TEST_F(WebController, TheFrameThatIsAskedForHoldsOnlyWhole) {
+TEST_F(WebController, RequestedFrameNeedsWidthAndHeight) {
   UIApplication::sharedApplication().setStatusBarFrame(CGRectMake(0, 0, 390, 20));
   struct Case {
     CGRect asked, expected;
@@ -281,15 +281,15 @@ TEST_F(WebController, TheFrameThatIsAskedForHoldsOnlyWhole) {
   load("");
   page()->pullDown();
   page()->pullDown();
-  EXPECT_EQ(page()->loads().size(), 2u) << "one reload at a time";
+  EXPECT_EQ(page()->loads().size(), 2u) << "a pull during a reload is ignored";
   EXPECT_TRUE(controller->refreshControl()->isRefreshing());
   load("");
   EXPECT_FALSE(controller->refreshControl()->isRefreshing());
   controller->setCanDownRefresh(false);
-  EXPECT_TRUE(controller->wkWebView()->scrollView()->refreshControl()) << "too late to count";
+  EXPECT_TRUE(controller->wkWebView()->scrollView()->refreshControl()) << "too late to have an effect";
 }
 
-TEST_F(WebController, WhatScriptsDoIsLoggedAndNothingElse) {
+TEST_F(WebController, ScriptMessagesAreOnlyLogged) {
   const auto controller = jump();
   load("One");
   struct Case {
@@ -311,11 +311,11 @@ TEST_F(WebController, WhatScriptsDoIsLoggedAndNothingElse) {
   page()->confirm("sure?");
   page()->prompt("name?", "nobody");
   host.runMainQueue();
-  EXPECT_EQ(page()->openDialogs(), 3) << "never shown, never answered";
+  EXPECT_EQ(page()->openDialogs(), 3) << "neither shown nor answered";
   EXPECT_TRUE(page()->respond(500, "application/octet-stream"));
 }
 
-TEST_F(WebController, AHostWithoutAnEngineShowsTheReason) {
+TEST_F(WebController, HostWithoutAnEngineLogsTheReason) {
   host.refusePages("no user namespaces for the sandbox");
   const auto controller = jump();
   host.advance(0.5);
@@ -327,7 +327,7 @@ TEST_F(WebController, AHostWithoutAnEngineShowsTheReason) {
   EXPECT_EQ(page()->loads().size(), 1u);
 }
 
-TEST_F(WebController, ClosingInEachPhaseLeavesNothingBehind) {
+TEST_F(WebController, ClosingInEachPhaseReleasesEverything) {
   const std::vector<std::function<void()>> phases = {
       [] {},
       [&] { page()->start(); },
@@ -350,9 +350,9 @@ TEST_F(WebController, ClosingInEachPhaseLeavesNothingBehind) {
   }
 }
 
-// Pops what is on top for each page that it finds, so a page of the host's above one goes as well, and one
-// below stays.
-TEST_F(WebController, TheWalkPopsTheTopForEachPageItFinds) {
+// For each web page found, the top of the stack is popped. So a host's page above it is popped as well, and one below
+// it stays.
+TEST_F(WebController, JumpPopsTheTopForEachPageFound) {
   const auto navigation = OQNavigation::currentNavigation();
   const auto plain = makeMainObject<UIViewController>();
   navigation->pushViewController(plain, false);
@@ -364,11 +364,11 @@ TEST_F(WebController, TheWalkPopsTheTopForEachPageItFinds) {
   const auto& stack = navigation->viewControllers();
   ASSERT_EQ(stack.size(), 4u);
   EXPECT_EQ(stack[1], plain);
-  EXPECT_EQ(stack[2], first) << "the one above it went in its place";
+  EXPECT_EQ(stack[2], first) << "the one above it was popped instead";
   EXPECT_EQ(stack[3], controller);
 }
 
-TEST_F(WebController, AWindowOfTheFourthStyleShowsItsPageInTheCard) {
+TEST_F(WebController, WindowOfStyleFourShowsThePageInTheCard) {
   auto data = std::make_shared<OQWindowData>();
   data->setModelWithDic({{"style", 4}, {"content", {{"text", "not shown"}}}, {"clickEvent", kAddress}});
   auto window = makeMainObject<OQPopWindow>();
@@ -382,7 +382,8 @@ TEST_F(WebController, AWindowOfTheFourthStyleShowsItsPageInTheCard) {
   host.advance(0.1);
   EXPECT_TRUE(shown(card).size.height > 0 && shown(card).size.height < height);
   EXPECT_NEAR(shown(card).centre().y, 422, 1e-9);
-  EXPECT_EQ(window->webController()->wkWebView()->frame(), CGRectMake(0, 0, width, height)) << "its model, at once";
+  EXPECT_EQ(window->webController()->wkWebView()->frame(), CGRectMake(0, 0, width, height))
+      << "the model size is set immediately";
   host.advance(0.2);
   EXPECT_NEAR(shown(card).size.height, height, 1e-9);
   window->_close();
@@ -391,7 +392,7 @@ TEST_F(WebController, AWindowOfTheFourthStyleShowsItsPageInTheCard) {
   EXPECT_TRUE(host.pages().empty());
 }
 
-TEST_F(WebController, ImagesComeByNameOrBeforeThirteenByTheScreensScale) {
+TEST_F(WebController, ImagesAreFoundByNameOrBefore13ByScreenScale) {
   for (const char* name : {"oq_webview_back", "oq_webview_close"}) {
     ASSERT_TRUE(webControllerImage(name)) << name;
     EXPECT_EQ(webControllerImage(name)->size(), (CGSize{36, 36}));

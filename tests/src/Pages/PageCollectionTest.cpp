@@ -33,7 +33,7 @@ class PageCollection : public testing::Test {
   PageCollection() {
     DispatchQueue::installMain();
     OQPageCollection::collectPage();
-    OQPageCollection::collectPage();  // harmless
+    OQPageCollection::collectPage();  // has no effect
     engine().setAutoCollectPage(true);
     engine().setPageName("engine before");
     OQPageCollection::sharedInstance().setPageName("before");
@@ -41,7 +41,7 @@ class PageCollection : public testing::Test {
   ~PageCollection() override { engine().setAutoCollectPage(true); }
 
   static OQSDKManager& engine() { return OQSDKManager::sharedManager(); }
-  /// What the collection and the engine say once the screen has appeared and been decided on.
+  /// The page names of the collection and the engine, after the screen has appeared and been processed.
   static std::pair<std::string, std::string> pagesAfter(UIViewController& screen) {
     screen.viewDidAppear(false);
     screen.viewWillDisappear(false);
@@ -57,8 +57,8 @@ class PageCollection : public testing::Test {
 
 using Pages = std::pair<std::string, std::string>;
 
-/// Pages of the host are reported, its containers only followed, and screens of the system passed over.
-TEST_F(PageCollection, FollowsTheHostsScreensAndReportsItsPagesWhenItIsOn) {
+/// The host's pages are reported, its containers only change the page's name, and system screens are ignored.
+TEST_F(PageCollection, FollowsScreensAndReportsPagesIfEnabled) {
   const auto inner = std::make_shared<UIViewController>();
   UIViewController plain;
   UINavigationController systemStack(inner);
@@ -76,7 +76,7 @@ TEST_F(PageCollection, FollowsTheHostsScreensAndReportsItsPagesWhenItIsOn) {
   EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
 }
 
-TEST_F(PageCollection, DoesNotKeepAScreenUntilItIsDecidedOn) {
+TEST_F(PageCollection, DoesNotKeepAQueuedScreenAlive) {
   std::promise<void> go;
   OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                 [&, open = go.get_future().share()] { open.wait(); });

@@ -57,10 +57,10 @@ TEST_F(OQNetworkTest, AddressesFollowTheStoredEnvironment) {
     EXPECT_TRUE(url->absoluteString().starts_with("https://")) << url->absoluteString();
     EXPECT_TRUE(url->absoluteString().ends_with(each.ending)) << url->absoluteString();
   }
-  EXPECT_EQ(client.getHttpURLWithRelativeUrl("/p", {{"a", "x y"}}), std::nullopt) << "blanks are not escaped";
+  EXPECT_EQ(client.getHttpURLWithRelativeUrl("/p", {{"a", "x y"}}), std::nullopt) << "spaces are not escaped";
 }
 
-TEST_F(OQNetworkTest, APostSendsJSONWithItsOwnContentType) {
+TEST_F(OQNetworkTest, PostSendsJSONWithItsOwnContentType) {
   const Value body = {{"k", Array{1, "ä"}}};
   OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/p", {{"content-type", "text/plain"}, {"X-Key", 7}}, body,
                                                             success(), failure());
@@ -79,7 +79,7 @@ TEST_F(OQNetworkTest, APostSendsJSONWithItsOwnContentType) {
   EXPECT_TRUE(logEntries()[0].starts_with("请求URL：" + request.url + "\n参数：{")) << logEntries()[0];
 }
 
-TEST_F(OQNetworkTest, TypesOneAndZeroSetTheMethodAndOthersLeaveIt) {
+TEST_F(OQNetworkTest, TypesZeroAndOneSetTheMethod) {
   OQNetwork client;
   EXPECT_NE(client.session(), OQNetwork::randomNetwork()->session());
   const std::pair<std::uint64_t, const char*> cases[] = {{0, "GET"}, {1, "POST"}, {2, "GET"}, {~0ull, "GET"}};
@@ -90,12 +90,12 @@ TEST_F(OQNetworkTest, TypesOneAndZeroSetTheMethodAndOthersLeaveIt) {
     const auto request = network->requests(path).at(0);
     EXPECT_EQ(request.method, method) << type;
     EXPECT_TRUE(request.url.ends_with("?q=1")) << request.url;
-    EXPECT_EQ(request.body, "{\n  \"k\" : 1\n}") << "as people read it";
+    EXPECT_EQ(request.body, "{\n  \"k\" : 1\n}") << "in the readable form";
   }
   EXPECT_EQ(outcome.successes, 4);
 }
 
-TEST_F(OQNetworkTest, WhatArrivesIsASuccessWhateverItsStatus) {
+TEST_F(OQNetworkTest, AnyStatusIsASuccess) {
   network->answer("/p", "oops", 500);
   OQNetwork client;
   client.getRequestWithRelativeURLStr("/p", nullptr, success(), failure());
@@ -113,7 +113,7 @@ TEST_F(OQNetworkTest, WhatArrivesIsASuccessWhateverItsStatus) {
   EXPECT_EQ(outcome.error->code, -1001);
 }
 
-TEST_F(OQNetworkTest, OnlyDictionariesAndStringsCountAsBodiesAndStringsAreRefused) {
+TEST_F(OQNetworkTest, OnlyDictionariesAreAllowedAsBodies) {
   OQNetwork client;
   EXPECT_EQ(client.httpRequestBody("text"), "text");
   EXPECT_EQ(client.httpRequestBody({{"a", 1}, {"b", "x"}}), "a=1&b=x");
@@ -124,7 +124,7 @@ TEST_F(OQNetworkTest, OnlyDictionariesAndStringsCountAsBodiesAndStringsAreRefuse
   EXPECT_TRUE(network->requests().empty());
 }
 
-TEST_F(OQNetworkTest, AnUnknownEnvironmentFailsOnce) {
+TEST_F(OQNetworkTest, UnknownEnvironmentFailsOnce) {
   setURLTransport(nullptr);
   TorvelinOqConfig().setEnvType(3);
   std::promise<Error> failed;
@@ -156,7 +156,7 @@ class OQNetworkImageTest : public OQNetworkTest {
       "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==");
 };
 
-TEST_F(OQNetworkImageTest, WithoutAnAddressThereIsAnErrorAndAnEntry) {
+TEST_F(OQNetworkImageTest, MissingAddressFailsAndIsLogged) {
   Picture picture;
   OQNetwork client;
   client.downloadImageWithURL(std::nullopt, keep(picture));
@@ -169,7 +169,7 @@ TEST_F(OQNetworkImageTest, WithoutAnAddressThereIsAnErrorAndAnEntry) {
   EXPECT_EQ(logEntries(), std::vector<std::string>(2, "code:1000\ndescripton:Image url is nil\n"));
 }
 
-TEST_F(OQNetworkImageTest, APictureIsFetchedOnceAndThenComesFromTheCache) {
+TEST_F(OQNetworkImageTest, PictureIsFetchedOnceAndThenCached) {
   network->answer("/once.png", stringFromData(png));
   const auto url = URL::withString("https://pictures.invalid/once.png");
   Picture fetched, cached;
@@ -179,7 +179,7 @@ TEST_F(OQNetworkImageTest, APictureIsFetchedOnceAndThenComesFromTheCache) {
   EXPECT_TRUE(fetched.image);
   EXPECT_EQ(fetched.data, png);
   client.downloadImageWithURL(url, keep(cached));
-  EXPECT_EQ(cached.calls, 1) << "before the call returns";
+  EXPECT_EQ(cached.calls, 1) << "called before the function returns";
   EXPECT_TRUE(cached.image);
   EXPECT_EQ(cached.data, png);
   ASSERT_EQ(network->requests().size(), 1u);
@@ -187,7 +187,7 @@ TEST_F(OQNetworkImageTest, APictureIsFetchedOnceAndThenComesFromTheCache) {
   EXPECT_TRUE(logEntries().empty());
 }
 
-TEST_F(OQNetworkImageTest, ErrorsAreNotKeptAndBytesThatAreNoPictureAre) {
+TEST_F(OQNetworkImageTest, CachesInvalidPicturesButNotErrors) {
   const auto url = URL::withString("https://pictures.invalid/broken.png");
   network->fail("/broken.png", Error{URLErrorDomain, -1004, "refused"});
   Picture first, second, third;

@@ -16,7 +16,7 @@ std::shared_ptr<OQWindowData> window(const char* id) {
   return made;
 }
 
-TEST(DataArchiver, WritesNothingForNoDataAndTellsItFromAnEmptyList) {
+TEST(DataArchiver, WritesNothingWithoutDataAndDistinguishesItFromAnEmptyList) {
   test::TemporaryFolder folder;
   auto file = folder.path() / "list.plist";
   EXPECT_FALSE(OQDataArchiver::setData(nullptr, file));
@@ -28,7 +28,7 @@ TEST(DataArchiver, WritesNothingForNoDataAndTellsItFromAnEmptyList) {
   auto list = OQDataArchiver::getDataForPath<OQWindowData>(file);
   ASSERT_TRUE(list);
   EXPECT_TRUE(list->empty());
-  // What is no object is left out, and a file that cannot be written says so.
+  // nullptr objects are left out, and a failed write returns false.
   ASSERT_TRUE(OQDataArchiver::setData(Windows{window("a"), nullptr, window("b")}, file));
   EXPECT_FALSE(OQDataArchiver::setData(Windows{window("c")}, folder.path() / "missing" / "list.plist"));
   list = OQDataArchiver::getDataForPath<OQWindowData>(file);

@@ -12,7 +12,7 @@
 namespace oq::test {
 namespace {
 
-constexpr double threeDays = 259200;
+constexpr double kThreeDays = 259200;
 
 class OQImageDiskCacheTest : public WorldTest {
  protected:
@@ -28,7 +28,7 @@ class OQImageDiskCacheTest : public WorldTest {
   }
 };
 
-TEST_F(OQImageDiskCacheTest, KeepsBytesUnderAKeyThatNamesAddressAndTime) {
+TEST_F(OQImageDiskCacheTest, KeyContainsAddressAndTime) {
   cache->setImageData(bytes("one"), "https://p/1");
   const auto time = static_cast<long>(secondsSince1970(currentDate()));
   EXPECT_EQ(cache->keys(),
@@ -43,7 +43,7 @@ TEST_F(OQImageDiskCacheTest, KeepsBytesUnderAKeyThatNamesAddressAndTime) {
   EXPECT_EQ(OQImageDiskCache::create()->imageDataForKey("https://p/1"), bytes("one")) << "after a relaunch";
 }
 
-TEST_F(OQImageDiskCacheTest, TheOldestOfSeveralEntriesIsFound) {
+TEST_F(OQImageDiskCacheTest, OldestOfSeveralEntriesIsFound) {
   cache->setImageData(bytes("old"), "u");
   cache->setImageData(bytes("same second"), "u");
   EXPECT_EQ(cache->keys().size(), 1u);
@@ -51,12 +51,12 @@ TEST_F(OQImageDiskCacheTest, TheOldestOfSeveralEntriesIsFound) {
   cache->setImageData(bytes("new"), "u");
   EXPECT_EQ(cache->keys().size(), 2u);
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("same second"));
-  moveClock(threeDays);
-  cache->trimToAge(threeDays);
+  moveClock(kThreeDays);
+  cache->trimToAge(kThreeDays);
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("new"));
 }
 
-TEST_F(OQImageDiskCacheTest, LookupsByBlockAnswerOnceAndAtOnce) {
+TEST_F(OQImageDiskCacheTest, BlockLookUpsCallBackOnceImmediately) {
   cache->setImageData(bytes("one"), "there");
   cache->setImageData(bytes("two"), "emptied");
   UserDefaults::standardUserDefaults()->removeObjectForKey(cache->keys()[1]);
@@ -79,13 +79,13 @@ TEST_F(OQImageDiskCacheTest, LookupsByBlockAnswerOnceAndAtOnce) {
     });
     EXPECT_EQ(calls, each.calls) << each.key;
   }
-  EXPECT_TRUE(cache->containsImageDataForKey("nothing")) << "the index records it all the same";
+  EXPECT_TRUE(cache->containsImageDataForKey("nothing")) << "the index has the key all the same";
   cache->containsImageDataForKey("there", nullptr);
   cache->setImageData(bytes("x"), "");
   EXPECT_EQ(cache->keys().size(), 3u);
 }
 
-TEST_F(OQImageDiskCacheTest, NoticesWhatIsDoneBehindItsBack) {
+TEST_F(OQImageDiskCacheTest, SeesChangesOfTheUserDefaults) {
   auto defaults = UserDefaults::standardUserDefaults();
   cache->setImageData(bytes("one"), "u");
   const std::string storedKey = cache->keys()[0];
@@ -96,7 +96,7 @@ TEST_F(OQImageDiskCacheTest, NoticesWhatIsDoneBehindItsBack) {
   defaults->removeObjectForKey(storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
   EXPECT_TRUE(cache->containsImageDataForKey("u")) << "the key is still known";
-  // Stored again, it is the oldest entry that is found: the empty one, until it has aged out.
+  // The address now has two entries. Reading finds the older one, which is empty, until it expires.
   moveClock(1);
   cache->setImageData(bytes("two"), "u");
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
@@ -104,26 +104,26 @@ TEST_F(OQImageDiskCacheTest, NoticesWhatIsDoneBehindItsBack) {
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("two"));
 }
 
-TEST_F(OQImageDiskCacheTest, TrimsByAgeAndLeavesEverySecondNeighbour) {
+TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
   for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
   const std::vector<std::string> stored = cache->keys();
-  moveClock(threeDays);
-  cache->trimToAge(threeDays);
-  EXPECT_EQ(cache->keys().size(), 3u) << "not yet older than the limit";
+  moveClock(kThreeDays);
+  cache->trimToAge(kThreeDays);
+  EXPECT_EQ(cache->keys().size(), 3u) << "not older than the limit yet";
   moveClock(1);
   cache->setImageData(bytes("d"), "d");
-  cache->trimToAge(threeDays);
-  EXPECT_EQ(cache->keys().size(), 2u) << "a and c went, b moved up and was passed over";
+  cache->trimToAge(kThreeDays);
+  EXPECT_EQ(cache->keys().size(), 2u) << "a and c were removed; b moved up and was skipped";
   EXPECT_FALSE(isStored(stored[0]));
   EXPECT_TRUE(isStored(stored[1]));
   EXPECT_FALSE(isStored(stored[2]));
   EXPECT_EQ(indexedOnDisk(), 2u);
-  cache->trimToAge(threeDays);
+  cache->trimToAge(kThreeDays);
   EXPECT_EQ(cache->keys().size(), 1u);
   EXPECT_TRUE(cache->containsImageDataForKey("d"));
 }
 
-TEST_F(OQImageDiskCacheTest, UnreasonableAgesAreHarmless) {
+TEST_F(OQImageDiskCacheTest, ExtremeAgesAreHarmless) {
   cache->setImageData(bytes("a"), "a");
   for (const double age : {1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
     cache->trimToAge(age);
@@ -135,10 +135,10 @@ TEST_F(OQImageDiskCacheTest, UnreasonableAgesAreHarmless) {
   EXPECT_FALSE(isStored(storedKey));
   EXPECT_EQ(indexedOnDisk(), 0u);
   cache->setImageData(bytes("a"), "a");
-  EXPECT_TRUE(cache->containsImageDataForKey("a")) << "goes on working";
+  EXPECT_TRUE(cache->containsImageDataForKey("a")) << "still works";
 }
 
-TEST_F(OQImageDiskCacheTest, ForeignEntriesOfTheIndexArePassedOver) {
+TEST_F(OQImageDiskCacheTest, InvalidIndexEntriesAreSkipped) {
   UserDefaults::standardUserDefaults()->setObject(
       Value(Array{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
                   *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
@@ -153,7 +153,7 @@ TEST_F(OQImageDiskCacheTest, ForeignEntriesOfTheIndexArePassedOver) {
   EXPECT_EQ(restored->keys().size(), 2u);
 }
 
-TEST_F(OQImageDiskCacheTest, StoresAndTrimsFromManyThreadsLoseNothing) {
+TEST_F(OQImageDiskCacheTest, ParallelStoresAndTrimsLoseNothing) {
   inThreads(4, [&](int t) {
     for (int i = 0; i < 25; ++i) {
       const std::string key = std::to_string(t) + "/" + std::to_string(i);
@@ -163,7 +163,7 @@ TEST_F(OQImageDiskCacheTest, StoresAndTrimsFromManyThreadsLoseNothing) {
     }
   });
   EXPECT_EQ(cache->keys().size(), 100u);
-  EXPECT_EQ(indexedOnDisk(), 100u) << "the index on disk is the last one";
+  EXPECT_EQ(indexedOnDisk(), 100u) << "the latest index is on the disk";
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ using namespace oq::test;
 
 namespace {
 
-/// Where the items are kept: in the Secret Service that secret_service_test.sh has set up, else in the file.
+/// The store under test: the Secret Service that secret_service_test.sh has started, otherwise the file.
 std::shared_ptr<KeychainStore> storeToTest() {
   if (!std::getenv("OQSDK_TEST_SECRET_SERVICE")) return std::make_shared<FileKeychainStore>();
   auto chosen = chooseKeychainStore();
@@ -25,7 +25,7 @@ std::shared_ptr<KeychainStore> storeToTest() {
   return chosen;
 }
 
-/// The store, with a way to break it and a count of the writes that reach it.
+/// A store that can be made to fail, and that counts writes.
 class ObservedStore : public KeychainStore {
  public:
   const char* name() const override { return _store->name(); }
@@ -66,7 +66,7 @@ class KeychainItemTest : public testing::Test {
   static OQKeychainItemWrapper wrapper(const std::string& identifier = "UUID") {
     return OQKeychainItemWrapper(identifier, OQSDKBundleId);
   }
-  /// The bytes of the item "UUID" as another program of ours would find them.
+  /// The bytes of the item "UUID" as another program would read them.
   static std::string storedBytes() {
     SecItemResult result;
     SecItemCopyMatching({{std::string(kSecClass), Value(kSecClassGenericPassword)},
@@ -84,7 +84,7 @@ class KeychainItemTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(KeychainItemTest, ComesUpEmptyWithoutAnItem) {
+TEST_F(KeychainItemTest, IsEmptyWithoutAnItem) {
   auto item = wrapper();
   for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
     EXPECT_TRUE(item.objectForKey(key) == PropertyValue("")) << key;
@@ -97,7 +97,7 @@ TEST_F(KeychainItemTest, ComesUpEmptyWithoutAnItem) {
   EXPECT_EQ(log, std::vector<std::string>{});
 }
 
-TEST_F(KeychainItemTest, KeepsPlainObjectsAsXMLAndFindsThemAgain) {
+TEST_F(KeychainItemTest, StoresPlainObjectsAsXMLAndReadsThem) {
   const PropertyValue values[] = {Value("text <&>"), Value(Dictionary{{"a", Array{1, 0.5, true}}}), Value(7),
                                   Data{0, 1, 255}, dateFromSecondsSince1970(1794614400)};
   for (const auto& value : values) {
@@ -110,7 +110,7 @@ TEST_F(KeychainItemTest, KeepsPlainObjectsAsXMLAndFindsThemAgain) {
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == values[4]);
 }
 
-TEST_F(KeychainItemTest, WritesOnlyWhatIsNewAndNeverNil) {
+TEST_F(KeychainItemTest, WritesOnlyChangedNonNilValues) {
   auto item = wrapper();
   item.setObject("x", kSecValueData);
   EXPECT_EQ(store->writes, 1);
@@ -121,7 +121,7 @@ TEST_F(KeychainItemTest, WritesOnlyWhatIsNewAndNeverNil) {
   item.setObject("y", kSecValueData);
   EXPECT_EQ(store->writes, 2);
 
-  // What is in memory survives a keychain that fails.
+  // The value in memory survives a failure of the keychain.
   store->remove({});
   auto unwritten = wrapper();
   store->refusesWrites = true;
@@ -131,7 +131,7 @@ TEST_F(KeychainItemTest, WritesOnlyWhatIsNewAndNeverNil) {
   EXPECT_EQ(log, std::vector<std::string>{});
 }
 
-TEST_F(KeychainItemTest, ItemsAreToldApartByIdentifierAndAccessGroup) {
+TEST_F(KeychainItemTest, ItemsAreIdentifiedByIdentifierAndAccessGroup) {
   wrapper("one").setObject("1", kSecValueData);
   wrapper("two").setObject("2", kSecValueData);
   OQKeychainItemWrapper("one", "another.group").setObject("3", kSecValueData);
@@ -152,7 +152,7 @@ TEST_F(KeychainItemTest, ResettingDeletesTheItem) {
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("again"));
 }
 
-TEST_F(KeychainItemTest, SaysOnThePlatformLogWhatCannotBeWrittenOrRead) {
+TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
   auto item = wrapper();
   item.setObject("kept", kSecValueData);
   item.setObject(Dictionary{{"nothing", nullptr}}, kSecValueData);
@@ -172,7 +172,7 @@ TEST_F(KeychainItemTest, SaysOnThePlatformLogWhatCannotBeWrittenOrRead) {
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("kept"));
 }
 
-TEST_F(KeychainItemTest, DataThatIsNoPropertyListReadsAsNoData) {
+TEST_F(KeychainItemTest, InvalidDataReadsAsNoData) {
   SecDictionary foreign{{std::string(kSecClass), Value(kSecClassGenericPassword)},
                         {std::string(kSecAttrGeneric), Value("UUID")},
                         {std::string(kSecAttrAccessGroup), Value(OQSDKBundleId)},
@@ -184,7 +184,7 @@ TEST_F(KeychainItemTest, DataThatIsNoPropertyListReadsAsNoData) {
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(OQUtils::getUUID()));
 }
 
-TEST_F(KeychainItemTest, TheFirstIdentifierStays) {
+TEST_F(KeychainItemTest, FirstIdentifierStays) {
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(Dictionary{}));
   OQUtils::saveUUIDWithKeyChain();
   const std::string first = OQUtils::getUUID();
@@ -193,14 +193,14 @@ TEST_F(KeychainItemTest, TheFirstIdentifierStays) {
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(store->writes, 1);
 
-  // Installing again makes another identifier, but not in the keychain.
+  // Reinstallation creates another identifier, but the keychain keeps the first one.
   std::filesystem::remove_all(folder.path() / "Preferences");
   ASSERT_NE(OQUtils::getUUID(), first);
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(first));
 }
 
-TEST_F(KeychainItemTest, EmptyValuesGiveWayToTheIdentifierAndOthersStay) {
+TEST_F(KeychainItemTest, OnlyEmptyValuesAreReplacedByTheIdentifier) {
   for (const Value& empty : {Value(""), Value(Array{}), Value(Dictionary{})}) {
     wrapper().setObject("x", kSecValueData);
     wrapper().setObject(empty, kSecValueData);

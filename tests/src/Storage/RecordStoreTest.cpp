@@ -18,7 +18,7 @@
 namespace oq {
 namespace {
 
-/// Two stores over one folder stand for two processes.
+/// Two stores in one folder represent two processes.
 class RecordStore : public testing::Test {
  protected:
   static OQRecordStore::Nodes nodes(std::int64_t usedCount) {
@@ -31,7 +31,7 @@ class RecordStore : public testing::Test {
   static void write(OQRecordStore& store, std::int64_t usedCount) {
     ASSERT_TRUE(store.access().write(nodes(usedCount)));
   }
-  /// The used count that another process wrote; nullopt for no change.
+  /// The used count that another process wrote; nullopt if there is no change.
   static std::optional<std::int64_t> changeIn(OQRecordStore& store) {
     const auto changes = store.access().changesOfOthers();
     return changes ? std::optional(changes->at(0)->usedCount()) : std::nullopt;
@@ -62,7 +62,7 @@ TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
     write(theirs, value + 1);
     write(theirs, value + 2);
     ASSERT_EQ(changeIn(ours), value + 2);
-    ASSERT_EQ(changeIn(ours), std::nullopt) << "known by now";
+    ASSERT_EQ(changeIn(ours), std::nullopt) << "already known";
   }
   test::writeText(file, "torn");
   EXPECT_EQ(changeIn(ours), std::nullopt);
@@ -73,11 +73,11 @@ TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
   EXPECT_EQ(OQRecordStore().read().at(0)->usedCount(), 5);
 }
 
-TEST_F(RecordStore, GrantsAccessToOneAtATime) {
+TEST_F(RecordStore, GrantsExclusiveAccess) {
   auto access = ours.access();
   ASSERT_TRUE(access);
   EXPECT_FALSE(theirs.access());
-  // Another thread of the same process waits however long it takes.
+  // Another thread of the same process waits without limit.
   std::atomic<bool> isReleased{false};
   auto waited = std::async(std::launch::async, [&] { return ours.access() && isReleased; });
   EXPECT_FALSE(OQRecordStore().access()) << "after 250 ms";
@@ -153,8 +153,8 @@ TEST_F(RecordStore, ProcessesThatWriteSlowlyAreWaitedForEachTime) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
 }
 
-/// The inode number of a file that was replaced is given to a later one.
-TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
+/// A replaced file's inode number may be reused by a later one.
+TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
   const auto time = std::filesystem::file_time_type::clock::now();
   const auto replace = [&] {
     test::writeText(folder.path() / "new", "same size");
@@ -171,7 +171,7 @@ TEST_F(RecordStore, FilesOfOneSizeAndTimeAreToldApart) {
   }
 }
 
-TEST_F(RecordStore, WhereThereCanBeNoLockEachProcessGoesOnAlone) {
+TEST_F(RecordStore, WithoutLocksEachProcessWorksAlone) {
   std::filesystem::create_directory(lockFile);
   auto access = ours.access();
   EXPECT_TRUE(access);

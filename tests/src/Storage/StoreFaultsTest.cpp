@@ -14,11 +14,11 @@
 #include "src/TemporaryFolder.h"
 #include "support/Faults.h"
 
-// ThreadSanitizer has no stand-ins for the system's functions.
+// ThreadSanitizer does not intercept all of the system's functions.
 #ifndef __SANITIZE_THREAD__
 
-/// Whatever the stores ask of the system fails once, at every place in turn. Afterwards the store holds the
-/// old value or the new one, the new one when the write said so, and the next write works.
+/// Each system call of the stores fails once, one after the other. Afterwards the store has the old value or the new
+/// one (the new one if the write returned true), and the next write works.
 namespace oq::test {
 namespace {
 
@@ -57,18 +57,18 @@ std::optional<std::int64_t> readDefaults() {
   return isKept && number != 0 ? std::optional(number) : std::nullopt;
 }
 
-const KeychainAttributes keychainItem{{std::string(kSecAttrGeneric), "UUID"}};
+const KeychainAttributes kKeychainItem{{std::string(kSecAttrGeneric), "UUID"}};
 
 bool writeKeychain(std::int64_t number) {
   Data data = dataFromString(std::to_string(number));
-  OSStatus status = FileKeychainStore().update(keychainItem, {{}, data});
-  if (status == errSecItemNotFound) status = FileKeychainStore().add({keychainItem, data});
+  OSStatus status = FileKeychainStore().update(kKeychainItem, {{}, data});
+  if (status == errSecItemNotFound) status = FileKeychainStore().add({kKeychainItem, data});
   return status == errSecSuccess;
 }
 
 std::optional<std::int64_t> readKeychain() {
   KeychainItem item;
-  if (FileKeychainStore().copyMatching(keychainItem, true, item) != errSecSuccess) return std::nullopt;
+  if (FileKeychainStore().copyMatching(kKeychainItem, true, item) != errSecSuccess) return std::nullopt;
   return std::stoll(stringFromData(item.data));
 }
 
@@ -76,7 +76,7 @@ class StoreFaults : public testing::TestWithParam<Store> {
  protected:
   ~StoreFaults() override { closeAllUserDefaults(); }
 
-  /// What the work answers; nothing when it ran out of memory.
+  /// The result of the work; empty if it ran out of memory.
   template <class Work>
   static auto attempt(Faults::Kind kind, int number, bool& hasStruck, Work work) -> decltype(work()) {
     Faults::Armed fault(kind, number);
@@ -92,11 +92,11 @@ class StoreFaults : public testing::TestWithParam<Store> {
   TemporaryFolder folder;
 };
 
-void forgetWhatIsOpen(bool isCold) {
+void closeIfCold(bool isCold) {
   if (isCold) closeAllUserDefaults();
 }
 
-TEST_P(StoreFaults, LeaveTheOldValueOrTheNewOne) {
+TEST_P(StoreFaults, KeepsTheOldOrTheNewValue) {
   const Store& store = GetParam();
   for (Faults::Kind kind : {Faults::Kind::fileCall, Faults::Kind::databaseStep, Faults::Kind::allocation}) {
     for (bool isCold : {false, true}) {
@@ -106,13 +106,13 @@ TEST_P(StoreFaults, LeaveTheOldValueOrTheNewOne) {
       for (int number = 1; hasStruck; ++number) {
         SCOPED_TRACE(testing::Message() << (isCold ? "cold " : "warm ") << static_cast<int>(kind) << "." << number);
         hasStruck = false;
-        forgetWhatIsOpen(isCold);
+        closeIfCold(isCold);
         const std::int64_t wanted = kept + 1;
         const bool isWritten = attempt(kind, number, hasStruck, [&] { return store.write(wanted); });
-        forgetWhatIsOpen(isCold);
+        closeIfCold(isCold);
         const auto found = store.read();
         ASSERT_TRUE(found == wanted || (found == kept && !isWritten)) << found.value_or(0) << " for " << wanted;
-        forgetWhatIsOpen(isCold);
+        closeIfCold(isCold);
         const auto seen = attempt(kind, number, hasStruck, store.read);
         ASSERT_TRUE(!seen || seen == found) << *seen << " for " << *found;
         ASSERT_EQ(store.read(), found);
@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, StoreFaults,
                                          Store{"keychain", writeKeychain, readKeychain}),
                          [](const auto& store) { return std::string(store.param.name); });
 
-TEST_F(StoreFaults, LeaveNoIdentifierOrOneThatStays) {
+TEST_F(StoreFaults, IdentifierIsMissingOrPermanent) {
   bool hasStruck = true;
   for (int number = 1; hasStruck; ++number) {
     std::filesystem::remove_all(folder.path() / "Preferences");
@@ -142,7 +142,7 @@ TEST_F(StoreFaults, LeaveNoIdentifierOrOneThatStays) {
   }
 }
 
-TEST_F(StoreFaults, LeaveWholeEntriesInTheLog) {
+TEST_F(StoreFaults, LogHasOnlyCompleteEntries) {
   OQLogger logger(folder.path() / "Log");
   bool hasStruck = true;
   for (int number = 1; hasStruck; ++number) {

@@ -14,7 +14,7 @@ class SmallValues : public testing::Test {
   test::TemporaryFolder folder;
 };
 
-TEST_F(SmallValues, KeepApartButTheFirstNameAskedForWins) {
+TEST_F(SmallValues, SuitesAreSeparateAndTheFirstDefaultNameWins) {
   OQUserDefaults& first = OQUserDefaults::defaultsWithName("group.oqsdk");
   EXPECT_EQ(&OQUserDefaults::defaultsWithName("group.other"), &first);
   OQUserDefaults suite("group.oqsdk"), other("group.other"), standard(std::nullopt);

@@ -20,7 +20,7 @@ class DiagnosticsTest : public EngineTest {
   DiagnosticsTest() { relaunch(); }
 };
 
-TEST_F(DiagnosticsTest, TakesInEveryEventOfManyThreads) {
+TEST_F(DiagnosticsTest, HandlesEveryEventOfManyThreads) {
   engine->keepRecentDecisions(20000);
   deliverInApp({campaign("1", "never")});
   deliverSubscriptions({campaign("2", "load_test")});
@@ -35,34 +35,34 @@ TEST_F(DiagnosticsTest, TakesInEveryEventOfManyThreads) {
     ASSERT_EQ(decision.at("event"), "load_test");
     ASSERT_EQ(decision.at("outcome"), "no match");
   }
-  // Each is also what the subscription waits for.
+  // Each event also triggers the subscription.
   EXPECT_EQ(network->requests().size() - before, 10000u);
   EXPECT_EQ(engine->userId(), "load-test");
   EXPECT_EQ(engine->appid(), "torvelin-load-test");
 }
 
-TEST_F(DiagnosticsTest, TellsTheState) {
+TEST_F(DiagnosticsTest, ReportsTheState) {
   EXPECT_EQ(engine->diagnostics().at("userId"), nullptr);
   deliverInApp({campaign("7", "buy", {{"count", 2}}), campaign("8", "leave", {{"preEvent", {{"xwhat", "enter"}}}})});
   deliverSubscriptions({campaign("9", "pay")});
   engine->setPageName("CartPage");
   receive("buy");
   receive("buy");
-  const Value told = engine->diagnostics();
-  EXPECT_EQ(told.at("environment"), 0);
-  EXPECT_EQ(told.at("userId"), "ann");
-  EXPECT_EQ(told.at("appId"), "shop");
-  EXPECT_EQ(told.at("pageName"), "CartPage");
-  EXPECT_EQ(told.at("windows").at(0).at("windowId"), "7");
-  EXPECT_EQ(told.at("windows").at(0).at("count"), 2);
-  EXPECT_EQ(told.at("windows").at(0).at("usedCount"), 1);
-  EXPECT_EQ(told.at("windows").at(1).at("preEvent"), "enter");
-  EXPECT_EQ(told.at("subscriptions").at(0).at("event"), "pay");
-  EXPECT_EQ(told.at("decisions").as_array().size(), 2u);
-  EXPECT_EQ(told.at("decisions").at(1).at("outcome"), "already shown in this run");
+  const Value state = engine->diagnostics();
+  EXPECT_EQ(state.at("environment"), 0);
+  EXPECT_EQ(state.at("userId"), "ann");
+  EXPECT_EQ(state.at("appId"), "shop");
+  EXPECT_EQ(state.at("pageName"), "CartPage");
+  EXPECT_EQ(state.at("windows").at(0).at("windowId"), "7");
+  EXPECT_EQ(state.at("windows").at(0).at("count"), 2);
+  EXPECT_EQ(state.at("windows").at(0).at("usedCount"), 1);
+  EXPECT_EQ(state.at("windows").at(1).at("preEvent"), "enter");
+  EXPECT_EQ(state.at("subscriptions").at(0).at("event"), "pay");
+  EXPECT_EQ(state.at("decisions").as_array().size(), 2u);
+  EXPECT_EQ(state.at("decisions").at(1).at("outcome"), "already shown in this run");
 }
 
-TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
+TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   HeadlessHost host;
   auto& shared = OQSDKManager::sharedManager();
   shared.setInAppDataArray({OQCampaignList::windowFrom(campaign("7", "buy"))});
@@ -76,13 +76,13 @@ TEST_F(DiagnosticsTest, ThePanelShowsItInAnyHost) {
   };
   OQDiagnosticsPanel::show();
   host.advance(0.1);
-  OQDiagnosticsPanel::show();  // it is there already
+  OQDiagnosticsPanel::show();  // already shown
   host.advance(0.5);
   const std::string title = "OQSDK " + OQSDKVersion;
   for (const char* text : {title.c_str(), "production (0)", "ann", "CartPage", "In-app windows (1)", "Window 7",
                            "Subscriptions (0)", "Last decisions (1)", "Window 7 on buy", "no record"})
     EXPECT_THAT(texts(), Contains(text));
-  EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is no page";
+  EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is not a page";
   shared.setUserId(std::nullopt);
   EXPECT_TRUE(tapButton(host, "Refresh"));
   EXPECT_THAT(texts(), testing::Not(Contains("ann")));

@@ -25,7 +25,7 @@ using test::FakePortal;
 using testing::ElementsAre;
 using testing::Pair;
 
-/// A screen of a host's that wants to hear what became of the mail.
+/// A screen of a host that receives the result of the mail.
 class Delegate : public UIViewController {
   OQ_CLASS(Delegate)
 
@@ -50,7 +50,7 @@ void write(const fs::path& file, const std::string& text) {
   std::ofstream(file) << text;
 }
 
-/// A home of the test's own in which there is no mail program, no portal and no bus.
+/// A home folder without a mail program, a portal or a bus.
 class Desktop {
  public:
   Desktop() {
@@ -62,7 +62,7 @@ class Desktop {
   }
   const fs::path& path() const { return _folder.path(); }
 
-  /// The program notes its arguments, a line each, keeps what is attached, and ends with the status.
+  /// The program writes its arguments to a file, one per line, saves the attachments, and exits with the status.
   void addXdgEmail(int status) const {
     const fs::path program = path() / "bin/xdg-email";
     write(program, "#!/bin/sh\ncd " + path().string() +
@@ -90,8 +90,8 @@ class LogMail : public testing::Test {
 #endif
   }
   LogMail() {
-    // The libraries for text read the environment on a thread of theirs, and a bus of the tests changes it. After the
-    // first measured text that thread is done.
+    // The text libraries read the environment on their own thread, while a test's bus changes it. That thread has ended
+    // after the first text was measured.
     const auto label = makeMainObject<UILabel>();
     label->setText("text");
     label->textSizeForWidth(100);
@@ -110,12 +110,12 @@ class LogMail : public testing::Test {
   void send(const std::string& recipient = "dev@example.org") {
     OQSDKManager::sharedManager().sendLogToEmail(recipient, delegate);
   }
-  /// Until the delegate has heard, and the composer has gone.
+  /// Waits until the delegate was called and the composer is gone.
   ::testing::AssertionResult finishes() {
     const bool hasFinished = host.runUntil([&] { return delegate->results.size() == 1; }, 20, true);
     host.advance(1);
-    if (!hasFinished) return ::testing::AssertionFailure() << "the delegate hears nothing";
-    if (delegate->presentedViewController()) return ::testing::AssertionFailure() << "the composer stays";
+    if (!hasFinished) return ::testing::AssertionFailure() << "the delegate was not called";
+    if (delegate->presentedViewController()) return ::testing::AssertionFailure() << "the composer is still presented";
     return ::testing::AssertionSuccess();
   }
 
@@ -124,24 +124,24 @@ class LogMail : public testing::Test {
   std::shared_ptr<Delegate> delegate;
 };
 
-/// Names and bytes but for the run's own log, which comes last.
+/// Names and contents, except for the last one, which is this run's log.
 std::vector<std::pair<std::string, std::string>> filesOf(FakePortal::Mail mail) {
   EXPECT_TRUE(!mail.files.empty() && mail.files.back().first.starts_with("oqsdk_"));
   if (!mail.files.empty()) mail.files.pop_back();
   return mail.files;
 }
 
-TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
+TEST_F(LogMail, PortalGetsEveryLogFile) {
   FakePortal portal;
   write(logs() / "a.log", "first");
-  write(logs() / "b.txt", "no log");
-  write(logs() / "c.LOG", "no log either");
+  write(logs() / "b.txt", "not a log");
+  write(logs() / "c.LOG", "not a log either");
   write(logs() / "m/a.log", "below");
-  write(logs() / "m_a.log", "of the same name once it is mailed");
+  write(logs() / "m_a.log", "the same attachment name");
   fs::create_directories(logs() / "folder.log");
-  write(applicationDataDirectory() / "secret", "no log of ours");
+  write(applicationDataDirectory() / "secret", "not our log");
   fs::create_symlink(applicationDataDirectory() / "secret", logs() / "h.log");
-  // What an earlier mail left is kept for a day.
+  // Files of an earlier mail are kept for one day.
   const fs::path mails = applicationDataDirectory() / "Mail";
   write(mails / "old/a.log", "old");
   write(mails / "recent/a.log", "recent");
@@ -158,7 +158,7 @@ TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
   EXPECT_EQ(mail.subject, "OQSDK v" + OQSDKVersion + " 用户行为日志");
   EXPECT_EQ(mail.body, "请查收附件");
   EXPECT_THAT(filesOf(mail), ElementsAre(Pair("a.log", "first"), Pair("m_a.log", "below"),
-                                         Pair("2-m_a.log", "of the same name once it is mailed")));
+                                         Pair("2-m_a.log", "the same attachment name")));
   EXPECT_FALSE(fs::exists(mails / "old"));
   EXPECT_TRUE(fs::exists(mails / "recent/a.log"));
   auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
@@ -167,13 +167,13 @@ TEST_F(LogMail, GoesThroughThePortalWithEveryLogFile) {
   EXPECT_TRUE(record->blocks()->contains("MFMailComposeViewControllerDelegate"));
 }
 
-TEST_F(LogMail, CarriesTheNewestOfThousandsAndTellsOfTheOthers) {
+TEST_F(LogMail, SendsTheNewestFilesAndLogsTheRest) {
   FakePortal portal;
   const auto now = fs::file_time_type::clock::now();
   for (int i = 0; i < 3000; ++i) {
     const fs::path file = logs() / (std::to_string(i) + ".log");
     write(file, std::to_string(i));
-    // By its age every two-hundredth file is new, by its name it is not.
+    // By age every 200th file is new, but not by name.
     fs::last_write_time(file, now - std::chrono::hours(i % 200 == 7 ? 1 : 100));
   }
   std::vector<std::string> lines;
@@ -190,7 +190,7 @@ TEST_F(LogMail, CarriesTheNewestOfThousandsAndTellsOfTheOthers) {
   }
 }
 
-TEST_F(LogMail, EndsAsThePortalSays) {
+TEST_F(LogMail, ResultFollowsThePortal) {
   struct Case {
     FakePortal::Manners manners;
     MFMailComposeResult result;
@@ -212,11 +212,11 @@ TEST_F(LogMail, EndsAsThePortalSays) {
   }
 }
 
-TEST_F(LogMail, AControllerNeedNotKnowOfMails) {
+TEST_F(LogMail, ControllerNeedsNoMailMethod) {
   FakePortal portal;
   auto plain = makeMainObject<UIViewController>();
   OQNavigation::currentNavigation()->pushViewController(plain, false);
-  for (std::size_t mails : {1, 2}) {  // the second time its class has the method, which is the hook's
+  for (std::size_t mails : {1, 2}) {  // the second time the class has the method that the hook added
     OQSDKManager::sharedManager().sendLogToEmail("\xff@example.org", plain);
     EXPECT_TRUE(plain->presentedViewController());
     EXPECT_TRUE(host.runUntil([&] { return !plain->presentedViewController(); }, 20, true));
@@ -226,7 +226,7 @@ TEST_F(LogMail, AControllerNeedNotKnowOfMails) {
   }
 }
 
-TEST_F(LogMail, CanBeGivenUpWhileThePortalIsSilent) {
+TEST_F(LogMail, CanBeCancelledWhileThePortalIsSilent) {
   FakePortal portal({.response = std::nullopt});
   send();
   ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 1; }, 20, true));
@@ -236,7 +236,7 @@ TEST_F(LogMail, CanBeGivenUpWhileThePortalIsSilent) {
   EXPECT_TRUE(finishes());
   EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Cancelled)));
   EXPECT_TRUE(host.runUntil([&] { return portal.closedRequests() == 1; }, 20));
-  // Taken away by somebody else there is nothing to tell.
+  // If other code dismisses it, the delegate is not called.
   delegate->results.clear();
   send();
   ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 2; }, 20, true));
@@ -246,29 +246,29 @@ TEST_F(LogMail, CanBeGivenUpWhileThePortalIsSilent) {
   EXPECT_EQ(delegate->results.size(), 0u);
 }
 
-TEST_F(LogMail, ShowsNothingWithoutRecipientControllerOrMailProgram) {
+TEST_F(LogMail, NeedsRecipientControllerAndMailProgram) {
   EXPECT_FALSE(MFMailComposeViewController::canSendMail());
   send();
   desktop.addXdgEmail(0);
-  EXPECT_FALSE(MFMailComposeViewController::canSendMail()) << "nothing is there to show it";
+  EXPECT_FALSE(MFMailComposeViewController::canSendMail()) << "no mail program is registered";
   send();
   FakePortal portal;
   EXPECT_TRUE(MFMailComposeViewController::canSendMail());
   send("");
   OQUtils::sendEmailTo(std::nullopt, {}, {}, delegate);
   OQUtils::sendEmailTo("dev@example.org", {}, {}, nullptr);
-  OQUtils::sendEmailTo("dev@example.org", {}, {}, makeMainObject<Delegate>());  // is on no screen
+  OQUtils::sendEmailTo("dev@example.org", {}, {}, makeMainObject<Delegate>());  // not on any screen
   host.advance(1);
   EXPECT_EQ(delegate->presentedViewController(), nullptr);
   EXPECT_EQ(portal.mails().size(), 0u);
   EXPECT_FALSE(fs::exists(desktop.path() / "asked"));
-  // Nothing to attach is no reason not to write.
+  // A mail without attachments is sent as well.
   OQUtils::sendEmailTo("dev@example.org", {Data{'x'}}, {}, delegate);
   EXPECT_TRUE(finishes());
   EXPECT_EQ(portal.mails().at(0).files.size(), 0u);
 }
 
-TEST_F(LogMail, GoesThroughXdgEmailWhereNoPortalAnswers) {
+TEST_F(LogMail, UsesXdgEmailWithoutAPortal) {
   desktop.addMailProgram();
   desktop.addXdgEmail(0);
   ASSERT_TRUE(MFMailComposeViewController::canSendMail());

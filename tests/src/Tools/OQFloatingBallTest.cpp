@@ -19,10 +19,10 @@ static void PrintTo(const CGPoint& point, std::ostream* out) {
 
 namespace {
 
-constexpr CGSize tall{390, 844}, small{320, 568};
-constexpr double radius = 84.8528137423857;
+constexpr CGSize kTall{390, 844}, kSmall{320, 568};
+constexpr double kRadius = 84.8528137423857;
 
-/// A screen with a ball on it, and a finger.
+/// A screen with a ball, and a finger.
 struct Screen {
   explicit Screen(CGSize size, std::int64_t mode = 3)
       : host({.width = size.width, .height = size.height, .dataDirectory = {}}) {
@@ -36,13 +36,13 @@ struct Screen {
   }
   ~Screen() { ball->removeFromSuperview(); }
 
-  /// From the ball's centre to the point.
+  /// Drags from the ball's centre to the point.
   void drag(CGPoint to) {
     host.touchDown(ball->center().x, ball->center().y);
     host.touchMove(to.x, to.y);
   }
   void drop(CGPoint at) { host.touchUp(at.x, at.y); }
-  /// Drags it there and lets it come to rest.
+  /// Drags the ball to the point, drops it, and waits until it rests.
   void put(CGPoint at) {
     drag(at);
     drop(at);
@@ -61,28 +61,28 @@ CGRect ballAt(double x, double y) {
   return CGRectMake(x, y, 60, 60);
 }
 
-TEST(FloatingBall, FollowsTheFingerWithItsOddCorrections) {
+TEST(FloatingBall, FollowsTheFingerWithItsIntentionalCorrections) {
   struct Case {
     CGSize screen;
     CGPoint finger;
     CGPoint origin;
   };
   for (const Case& each : {
-           Case{tall, {200, 500}, {170, 470}},
-           Case{tall, {10, 500}, {0, 470}},     // back to the left edge
-           Case{tall, {420, 500}, {390, 470}},  // not beyond the right edge yet
-           Case{tall, {421, 500}, {330, 470}},  // beyond it
-           Case{tall, {200, 31}, {170, 1}},
-           Case{tall, {200, 30}, {170, 12}},  // its centre is at 0.7 of its height
-           Case{tall, {200, -90}, {170, 12}},
-           Case{tall, {10, 10}, {-20, 12}},  // in the corner x is what the finger says
-           Case{tall, {200, 814}, {170, 784}},
-           Case{tall, {200, 815}, {170, 784}},
-           Case{tall, {430, 900}, {400, 784}},
-           Case{small, {100, 300}, {70, 270}},
-           Case{small, {351, 300}, {260, 270}},
-           Case{small, {100, 545}, {70, 508}},
-           Case{small, {-60, 570}, {-90, 508}},
+           Case{kTall, {200, 500}, {170, 470}},
+           Case{kTall, {10, 500}, {0, 470}},     // back to the left edge
+           Case{kTall, {420, 500}, {390, 470}},  // not beyond the right edge yet
+           Case{kTall, {421, 500}, {330, 470}},  // beyond it
+           Case{kTall, {200, 31}, {170, 1}},
+           Case{kTall, {200, 30}, {170, 12}},  // the centre is at 0.7 of the height
+           Case{kTall, {200, -90}, {170, 12}},
+           Case{kTall, {10, 10}, {-20, 12}},  // in the corner x follows the finger
+           Case{kTall, {200, 814}, {170, 784}},
+           Case{kTall, {200, 815}, {170, 784}},
+           Case{kTall, {430, 900}, {400, 784}},
+           Case{kSmall, {100, 300}, {70, 270}},
+           Case{kSmall, {351, 300}, {260, 270}},
+           Case{kSmall, {100, 545}, {70, 508}},
+           Case{kSmall, {-60, 570}, {-90, 508}},
        }) {
     Screen screen(each.screen);
     EXPECT_EQ(screen.frame(), ballAt(each.screen.width - 60, 300));
@@ -90,11 +90,11 @@ TEST(FloatingBall, FollowsTheFingerWithItsOddCorrections) {
     EXPECT_EQ(screen.frame().origin, each.origin) << each.finger.x << "," << each.finger.y;
     screen.drop(each.finger);
     screen.host.advance(1);
-    EXPECT_EQ(screen.frame().origin, each.origin) << "where it was dropped";
+    EXPECT_EQ(screen.frame().origin, each.origin) << "stays where it was dropped";
   }
 }
 
-TEST(FloatingBall, ComesToRestByItsMode) {
+TEST(FloatingBall, RestsAccordingToItsMode) {
   struct Case {
     CGSize screen;
     std::int64_t mode;
@@ -102,8 +102,8 @@ TEST(FloatingBall, ComesToRestByItsMode) {
     double restsAt;
   };
   for (const Case& each :
-       {Case{tall, 0, 194, 0}, Case{tall, 0, 195, 330}, Case{small, 0, 159, 0}, Case{small, 0, 160, 260},
-        Case{tall, 1, 300, 0}, Case{small, 2, 60, 260}, Case{tall, 3, 150, 120}, Case{tall, -1, 150, 120}}) {
+       {Case{kTall, 0, 194, 0}, Case{kTall, 0, 195, 330}, Case{kSmall, 0, 159, 0}, Case{kSmall, 0, 160, 260},
+        Case{kTall, 1, 300, 0}, Case{kSmall, 2, 60, 260}, Case{kTall, 3, 150, 120}, Case{kTall, -1, 150, 120}}) {
     Screen screen(each.screen, each.mode);
     screen.drag({each.centreX, 400});
     screen.drop({each.centreX, 400});
@@ -114,13 +114,13 @@ TEST(FloatingBall, ComesToRestByItsMode) {
                 1);
     screen.host.advance(0.3);
     EXPECT_FALSE(screen.ball->layer().isAnimating());
-    EXPECT_TRUE(screen.reported.empty() && screen.ball->subviews().size() == 1) << "a drag is no tap";
+    EXPECT_TRUE(screen.reported.empty() && screen.ball->subviews().size() == 1) << "a drag is not a tap";
   }
 }
 
-TEST(FloatingBall, TellsATapFromADrag) {
+TEST(FloatingBall, DistinguishesTapsFromDrags) {
   for (auto [dx, dy, isTap] : {std::tuple{0.0, 0.0, true}, {2.0, -2.0, true}, {3.0, 0.0, false}, {0.0, -3.0, false}}) {
-    Screen screen(tall);
+    Screen screen(kTall);
     const CGPoint to{360 + dx, 330 + dy};
     screen.drag(to);
     screen.drop(to);
@@ -134,15 +134,15 @@ TEST(FloatingBall, FansOutAndFolds) {
     std::int64_t mode;
     double side;  ///< -1: to the left
   };
-  for (const Case& each : {Case{tall, 2, -1}, Case{tall, 1, 1}, Case{small, 2, -1}, Case{small, 1, 1}}) {
+  for (const Case& each : {Case{kTall, 2, -1}, Case{kTall, 1, 1}, Case{kSmall, 2, -1}, Case{kSmall, 1, 1}}) {
     Screen screen(each.screen, each.mode);
     auto& ball = *screen.ball;
     screen.put({150, 330});
     screen.tapBall();
     const std::vector<std::shared_ptr<UIView>> order = {ball.subBtn1(), ball.subBtn2(), ball.subBtn3(),
                                                         ball.floatingBtn()};
-    EXPECT_EQ(ball.subviews(), order) << "beneath the main button";
-    const CGPoint offsets[] = {{60, -60}, {radius, 0}, {60, 60}};
+    EXPECT_EQ(ball.subviews(), order) << "below the main button";
+    const CGPoint offsets[] = {{60, -60}, {kRadius, 0}, {60, 60}};
     const char* titles[] = {"起别名", "切环境", "发日志"};
     for (int i = 0; i < 3; ++i) {
       auto& button = static_cast<UIButton&>(*order[i]);
@@ -155,7 +155,7 @@ TEST(FloatingBall, FansOutAndFolds) {
     screen.host.advance(0.02);
     EXPECT_FALSE(order[0]->layer().isAnimating());
 
-    // They travel with the ball, and fold at its next tap.
+    // They move with the ball, and fold at its next tap.
     screen.put({180, 500});
     EXPECT_EQ(ball.subviews(), order);
     screen.tapBall();
@@ -163,22 +163,22 @@ TEST(FloatingBall, FansOutAndFolds) {
     screen.host.advance(0.26);
     EXPECT_EQ(ball.subviews().size(), 1u);
     screen.tapBall();
-    EXPECT_NE(ball.subBtn1(), order[0]) << "fresh buttons";
+    EXPECT_NE(ball.subBtn1(), order[0]) << "new buttons";
   }
 }
 
-TEST(FloatingBall, ASubButtonFoldsFirstAndThenReports) {
+TEST(FloatingBall, SubButtonFoldsAndThenReports) {
   for (double side : {-1.0, 1.0}) {
-    Screen screen(tall, side < 0 ? 2 : 1);
+    Screen screen(kTall, side < 0 ? 2 : 1);
     screen.put({150, 400});
     const CGPoint centre = screen.ball->center();
     const auto tapAt = [&](double dx, double dy) { return screen.host.tap(centre.x + side * dx, centre.y + dy); };
-    EXPECT_FALSE(tapAt(60, 60)) << "still the host's";
-    const std::pair<double, double> buttons[] = {{60, -60}, {radius, 0}, {60, 60}};
+    EXPECT_FALSE(tapAt(60, 60)) << "still handled by the host";
+    const std::pair<double, double> buttons[] = {{60, -60}, {kRadius, 0}, {60, 60}};
     for (auto [dx, dy] : buttons) {
       screen.tapBall();
       screen.host.advance(0.3);
-      // The corner of its square is not the button.
+      // The corner of the button's square is outside the button.
       EXPECT_FALSE(tapAt(60 + 22, 60 + 22));
       EXPECT_TRUE(tapAt(dx + 20, dy + 20));
       EXPECT_EQ(screen.centreWhenReported, (CGPoint{30, 30}));
@@ -189,17 +189,17 @@ TEST(FloatingBall, ASubButtonFoldsFirstAndThenReports) {
   }
 }
 
-TEST(FloatingBall, SurvivesWhatComesInTheMiddle) {
-  Screen screen(tall, 0);
+TEST(FloatingBall, HandlesInterruptions) {
+  Screen screen(kTall, 0);
   screen.drag({100, 400});
   screen.drop({100, 400});
   screen.host.advance(0.1);
-  EXPECT_TRUE(screen.host.touchDown(30, 400)) << "in motion it is the host's neither";
+  EXPECT_TRUE(screen.host.touchDown(30, 400)) << "during the animation the host does not get it either";
   screen.host.touchMove(200, 500);
   screen.host.touchUp(200, 500);
   EXPECT_EQ(screen.frame(), ballAt(0, 370));
   screen.host.advance(0.6);
-  // A button on its way out is none yet: the touch is the ball's, which folds.
+  // A button that is folding cannot be pressed: the ball gets the touch, and folds.
   screen.tapBall();
   EXPECT_TRUE(screen.host.tap(30 + 60, 400 + 60));
   screen.host.advance(1);
@@ -214,12 +214,12 @@ TEST(FloatingBall, SurvivesWhatComesInTheMiddle) {
   screen.tapBall();
   screen.host.advance(1);
   EXPECT_EQ(screen.ball->subviews().size(), 4u);
-  // Taken off in the middle of a drag.
+  // Hidden during a drag.
   screen.drag({200, 200});
   screen.ball->_hide();
   screen.host.touchMove(300, 300);
   EXPECT_EQ(screen.frame(), ballAt(170, 170));
-  // Dropped by its own callback.
+  // Destroyed by its own callback.
   auto ball = screen.ball;
   std::weak_ptr<UIView> weak = ball;
   ball->setBtnClickedCallback(
@@ -229,8 +229,8 @@ TEST(FloatingBall, SurvivesWhatComesInTheMiddle) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST(FloatingBall, StaysInReachWhenTheScreenShrinks) {
-  Screen screen(tall, 2);
+TEST(FloatingBall, StaysReachableWhenTheScreenShrinks) {
+  Screen screen(kTall, 2);
   screen.drag({360, 800});
   screen.drop({360, 800});
   screen.host.setScreenSize(320, 568);
@@ -240,12 +240,12 @@ TEST(FloatingBall, StaysInReachWhenTheScreenShrinks) {
   OQNavigation::keyWindow()->addSubview(screen.ball);
   EXPECT_EQ(screen.frame(), ballAt(140, 340));
   screen.host.setScreenSize(390, 844);
-  EXPECT_EQ(screen.frame(), ballAt(140, 340)) << "nothing is laid out again where it fits";
+  EXPECT_EQ(screen.frame(), ballAt(140, 340)) << "a ball that fits is not moved";
 }
 
-/// In a process there is one ball, so there is one test of it.
-TEST(FloatingBall, ThereIsOneForAllCalls) {
-  HeadlessHost host({.width = tall.width, .height = tall.height, .dataDirectory = {}});
+/// A process has only one ball, so there is only one test of it.
+TEST(FloatingBall, AllCallsUseOneBall) {
+  HeadlessHost host({.width = kTall.width, .height = kTall.height, .dataDirectory = {}});
   std::vector<std::int64_t> early, late;
   OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { early.push_back(index); });
   OQFloatingBall::hide();
@@ -257,7 +257,7 @@ TEST(FloatingBall, ThereIsOneForAllCalls) {
   ASSERT_TRUE(ball);
   EXPECT_EQ(ball->superview(), OQNavigation::keyWindow());
   EXPECT_EQ(ball->frame(), ballAt(330, 300));
-  EXPECT_EQ(ball->layer().model().zPosition, 100) << "above whatever comes later";
+  EXPECT_EQ(ball->layer().model().zPosition, 100) << "above views that are added later";
 
   OQFloatingBall::showWithMode(1);
   OQFloatingBall::setFloatingBtnClickedCallback([&](std::int64_t index) { late.push_back(index); });
@@ -265,7 +265,7 @@ TEST(FloatingBall, ThereIsOneForAllCalls) {
   host.touchDown(360, 330);
   host.touchMove(100, 330);
   host.touchUp(100, 330);
-  EXPECT_EQ(ball->frame(), ballAt(330, 300)) << "the first mode stays";
+  EXPECT_EQ(ball->frame(), ballAt(330, 300)) << "the first mode is kept";
 
   OQFloatingBall::hide();
   EXPECT_TRUE(ball->isHidden());

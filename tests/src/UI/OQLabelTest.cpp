@@ -16,7 +16,7 @@ constexpr UIColor kInk{0.1, 0.2, 0.3, 1}, kPaper{0.9, 0.8, 0.7, 1};
 
 class StyledWidget : public testing::Test {
  protected:
-  /// What a server's record says, and no more than that.
+  /// An attribute with exactly the values of a server's record.
   template <class Attribute>
   static std::shared_ptr<Attribute> make(const char* json) {
     auto attribute = std::make_shared<Attribute>();
@@ -31,7 +31,7 @@ class StyledWidget : public testing::Test {
   std::shared_ptr<OQButton> button = std::make_shared<OQButton>();
 };
 
-TEST_F(StyledWidget, LabelTakesWhatTheAttributeHoldsAndKeepsTheRest) {
+TEST_F(StyledWidget, LabelAppliesSetValuesAndKeepsTheRest) {
   auto full = make<OQTextAttribute>(R"({"text": "你好", "size": "28pd"})");
   full->setColor(kInk);
   full->setBackgroundColor(kPaper);
@@ -48,7 +48,7 @@ TEST_F(StyledWidget, LabelTakesWhatTheAttributeHoldsAndKeepsTheRest) {
   }
 }
 
-TEST_F(StyledWidget, ButtonTakesWhatTheAttributeHoldsAndKeepsTheRest) {
+TEST_F(StyledWidget, ButtonAppliesSetValuesAndKeepsTheRest) {
   auto full = make<OQButtonAttribute>(R"({"text": "Go", "color": "#ff0000", "background": "#00ff00", "size": 30})");
   auto empty = std::make_shared<OQButtonAttribute>();
   empty->setColor(std::nullopt);
@@ -64,13 +64,13 @@ TEST_F(StyledWidget, ButtonTakesWhatTheAttributeHoldsAndKeepsTheRest) {
   }
 }
 
-TEST_F(StyledWidget, ShowsATextThatIsNoStringInItsTextForm) {
+TEST_F(StyledWidget, NonStringTextsAreConverted) {
   label->setAttribute(make<OQTextAttribute>(R"({"text": 42})"));
   EXPECT_EQ(label->text(), "42");
   label->setAttribute(make<OQTextAttribute>(R"({"text": null})"));
-  EXPECT_EQ(label->text(), "42") << "null is absent";
+  EXPECT_EQ(label->text(), "42") << "null counts as missing";
   label->setAttribute(make<OQTextAttribute>(R"({"text": ""})"));
-  EXPECT_EQ(label->text(), "") << "empty is not";
+  EXPECT_EQ(label->text(), "") << "an empty string does not";
   button->setAttribute(make<OQButtonAttribute>(R"({"text": true})"));
   EXPECT_EQ(button->titleForState(UIControlStateNormal), "1");
 }

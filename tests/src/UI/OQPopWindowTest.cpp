@@ -46,7 +46,7 @@ class PopWindow : public testing::Test {
   OQPopWindow::EventAction record() {
     return [this](std::int64_t code, const Value& link) { reports.emplace_back(code, link); };
   }
-  /// Shows the window and lets it open.
+  /// Shows the window and waits until it has opened.
   void open(std::shared_ptr<OQWindowData> data) {
     window->popWithData(std::move(data), record());
     host.advance(0.25);
@@ -71,8 +71,7 @@ void expectFrame(const UIView& view, CGRect expected, const char* what, double e
   EXPECT_NEAR(frame.size.height, expected.size.height, error) << what;
 }
 
-// The screen of these cases is as large as the units are counted in, so that every figure is the described
-// one.
+// The screen of these tests has the reference size, so that all numbers are the reference values.
 
 TEST_F(PopWindow, LaysOutAPicture) {
   open(dataOfStyle(1));
@@ -98,7 +97,7 @@ TEST_F(PopWindow, LaysOutPictureTextAndButton) {
   EXPECT_FALSE(window->imgView()->isUserInteractionEnabled());
   tapOn(*window->imgView());
   host.advance(0.2);
-  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << "a tap on the picture does not count";
+  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << "a tap on the picture has no effect";
   EXPECT_TRUE(isOnScreen());
 }
 
@@ -119,21 +118,21 @@ TEST_F(PopWindow, LaysOutTextAndTwoButtons) {
   EXPECT_EQ(window->textLbl()->font(), UIFont::fontWithName("PingFangSC-Regular", 24));
 }
 
-TEST_F(PopWindow, GivesNoHeightToTextsThatAreNotThere) {
+TEST_F(PopWindow, MissingTextsHaveNoHeight) {
   auto data = std::make_shared<OQWindowData>();
   data->setStyle(3);
   open(data);
   expectFrame(*window->contentView(), CGRectMake(35.25, 553.25, 520, 168), "card");
   expectFrame(*window->leftBtn(), CGRectMake(0, 67.5, 259.5, 100.5), "left");
-  // Even such a button takes its click.
+  // Even such a button can be tapped.
   tapOn(*window->rightBtn());
   host.advance(0.1);
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {5, {}}}));
 }
 
-/// What the constants make of other screens, worked out by hand: whole windows, without texts and with texts
-/// that fill their budgets.
-TEST(PopWindowOnScreens, IsAsLargeAsTheConstantsSay) {
+/// Sizes on other screens, computed by hand from the constants: whole windows without texts, and with texts that fill
+/// their budgets.
+TEST(PopWindowOnScreens, SizesFollowTheConstants) {
   struct Case {
     double width, height;
     int style;
@@ -163,21 +162,21 @@ TEST(PopWindowOnScreens, IsAsLargeAsTheConstantsSay) {
     ASSERT_EQ(window->subviews().size(), c.close.isEmpty() ? 2u : 3u);
     expectFrame(*window->subviews()[1], c.card, "card", 0.001);
     if (!c.close.isEmpty()) expectFrame(*window->closeBtn(), c.close, "close button", 0.001);
-    window->_close();  // nobody wants to hear of it
+    window->_close();  // without a callback
     host.advance(0.2);
     EXPECT_EQ(window->superview(), nullptr);
   }
 }
 
-TEST_F(PopWindow, UncoversTheCardFromTheMiddle) {
+TEST_F(PopWindow, CardOpensFromTheMiddle) {
   window->popWithData(dataOfStyle(3, kLong, kLong), record());
   host.advance(0.1);
   EXPECT_TRUE(reports.empty());
-  EXPECT_EQ(host.pixelAt(295, 300), host.pixelAt(10, 10)) << "not yet open up there";
+  EXPECT_EQ(host.pixelAt(295, 300), host.pixelAt(10, 10)) << "the card does not reach this point yet";
   EXPECT_NE(host.pixelAt(295, 480), host.pixelAt(10, 10));
   auto half = host.pixelAt(10, 10);
   EXPECT_NEAR(half.red, 255 * (1 - 0.3 * 0.6), 3);
-  // A card in motion takes no touch, and lets none through to the host.
+  // An animated card ignores touches, and the host does not get them either.
   tapOn(*window->leftBtn());
   host.advance(0.2);
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}}));
@@ -185,7 +184,7 @@ TEST_F(PopWindow, UncoversTheCardFromTheMiddle) {
   EXPECT_TRUE(window->isShowing());
 }
 
-TEST_F(PopWindow, ReportsEachActionOnceAndAfterTheWindowIsGone) {
+TEST_F(PopWindow, ReportsEachActionOnceAfterTheWindowIsGone) {
   struct Case {
     int style;
     std::function<UIView&(OQPopWindow&)> view;
@@ -214,17 +213,17 @@ TEST_F(PopWindow, ReportsEachActionOnceAndAfterTheWindowIsGone) {
     CGPoint at = view.convertPointToWindow(view.bounds().centre());
     EXPECT_TRUE(host.tap(at.x, at.y));
     host.advance(1.0 / 60);
-    // A second, impatient tap while it fades is nobody's: not reported, and not the host's.
+    // A second tap during the fade is neither reported nor passed to the host.
     EXPECT_TRUE(host.tap(at.x, at.y));
-    EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << "the fading comes first";
+    EXPECT_EQ(reports, (std::vector<Report>{{1, {}}})) << "reported only after the fade";
     host.advance(0.2);
     EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, c.report})) << "code " << c.report.first;
     EXPECT_TRUE(goneAtReport);
-    EXPECT_FALSE(host.tap(295, 637)) << "nothing is left to take a touch";
+    EXPECT_FALSE(host.tap(295, 637)) << "no view takes touches any more";
   }
 }
 
-TEST_F(PopWindow, ShowsNothingOfAnUnknownStyle) {
+TEST_F(PopWindow, UnknownStyleShowsNothing) {
   for (int style : {0, 5, -1}) {
     auto data = dataOfStyle(style);
     open(data);
@@ -235,7 +234,7 @@ TEST_F(PopWindow, ShowsNothingOfAnUnknownStyle) {
   }
 }
 
-TEST_F(PopWindow, IgnoresASecondCallWhileItShowsButNotWhileItOpens) {
+TEST_F(PopWindow, SecondCallIsIgnoredWhileShownButNotWhileOpening) {
   auto first = dataOfStyle(3, "first"), second = dataOfStyle(1);
   window->popWithData(first, record());
   host.advance(0.1);
@@ -246,19 +245,19 @@ TEST_F(PopWindow, IgnoresASecondCallWhileItShowsButNotWhileItOpens) {
   window->popWithData(second, record());
   host.advance(0.4);
   EXPECT_EQ(window->data(), first);
-  // Laid out twice, a button still reports once.
+  // A button that was laid out twice reports once.
   reports.clear();
   tapOn(*window->leftBtn());
   host.advance(0.2);
   EXPECT_EQ(reports.size(), 1u);
-  // Closed, the same window may be shown again.
+  // After it was closed, the same window may be shown again.
   open(second);
   tapOn(*window->imgView());
   host.advance(0.2);
   EXPECT_EQ(reports.back(), (Report{2, "https://shop.example/picture"}));
 }
 
-TEST_F(PopWindow, IsOwnedByTheScreenAndReleasedWhenItCloses) {
+TEST_F(PopWindow, SuperviewOwnsItUntilItCloses) {
   std::weak_ptr<OQPopWindow> weak = window;
   window->popWithData(dataOfStyle(3), record());
   auto button = window->leftBtn();
@@ -271,7 +270,7 @@ TEST_F(PopWindow, IsOwnedByTheScreenAndReleasedWhenItCloses) {
   EXPECT_EQ(reports.back(), (Report{4, "https://shop.example/left"}));
 }
 
-/// A second attached window beside the host's own.
+/// A second attached window, in addition to the host's own.
 class OtherScene {
  public:
   explicit OtherScene(UISceneVisibility visibility) {
@@ -287,7 +286,7 @@ class OtherScene {
   std::shared_ptr<UIWindow> window;
 };
 
-TEST_F(PopWindow, WaitsUntilItCanBeSeen) {
+TEST_F(PopWindow, WaitsUntilVisible) {
   const OtherScene neverShown(UISceneVisibility::NeverMapped);
   host.setActive(false);
   window->popWithData(dataOfStyle(2, "title", "text"), record());
@@ -299,12 +298,12 @@ TEST_F(PopWindow, WaitsUntilItCanBeSeen) {
   host.setActive(true);
   host.advance(0.1);
   EXPECT_EQ(window->superview(), OQNavigation::keyWindow());
-  EXPECT_TRUE(reports.empty()) << "the opening begins only now";
+  EXPECT_TRUE(reports.empty()) << "the opening has only begun";
   host.advance(0.15);
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {-1, {}}}));
 }
 
-TEST_F(PopWindow, OpensAgainWhenItsWindowWasHiddenMeanwhile) {
+TEST_F(PopWindow, OpensAgainIfItsWindowWasHidden) {
   for (int style = 1; style <= 4; ++style) {
     reports.clear();
     window = makeMainObject<OQPopWindow>();
@@ -325,8 +324,8 @@ TEST_F(PopWindow, OpensAgainWhenItsWindowWasHiddenMeanwhile) {
   }
 }
 
-TEST_F(PopWindow, MovesToAnotherWindowWhenItsOwnIsHiddenOrClosed) {
-  open(dataOfStyle(3, "stays", "where it is"));
+TEST_F(PopWindow, MovesToAnotherWindowIfItsOwnIsHiddenOrClosed) {
+  open(dataOfStyle(3, "stays", "here"));
   const auto shown = std::exchange(window, makeMainObject<OQPopWindow>());
   auto other = std::make_unique<OtherScene>(UISceneVisibility::OnScreen);
   other->application.sceneWasUsed(*other->scene);
@@ -339,7 +338,7 @@ TEST_F(PopWindow, MovesToAnotherWindowWhenItsOwnIsHiddenOrClosed) {
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {1, {}}}));
   EXPECT_EQ(shown->superview(), window->superview());
 
-  // One that waits goes on waiting when the last window is closed.
+  // A waiting message continues to wait when the last window is closed.
   host.setActive(false);
   window = makeMainObject<OQPopWindow>();
   window->popWithData(dataOfStyle(3, "title", "text"), record());
@@ -353,19 +352,19 @@ TEST_F(PopWindow, MovesToAnotherWindowWhenItsOwnIsHiddenOrClosed) {
   EXPECT_EQ(reports.size(), 3u);
 }
 
-TEST_F(PopWindow, ReportsAlsoWithoutAnyWindowAttached) {
+TEST_F(PopWindow, ReportsEvenWithoutAnAttachedWindow) {
   const auto scene = UIApplication::sharedApplication().connectedScenes().front();
   UIApplication::sharedApplication().disconnectScene(scene);
   std::weak_ptr<OQPopWindow> weak = window;
   window->popWithData(dataOfStyle(2, "title", "text"), record());
   window.reset();
-  EXPECT_FALSE(weak.expired()) << "the opening keeps it";
+  EXPECT_FALSE(weak.expired()) << "the opening keeps it alive";
   host.advance(0.25);
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}}));
   EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(PopWindow, MovesItselfToTheMainQueue) {
+TEST_F(PopWindow, SwitchesToTheMainQueue) {
   std::thread([&] { window->popWithData(dataOfStyle(3, "title"), record()); }).join();
   EXPECT_EQ(window->data(), nullptr);
   host.advance(0.25);
@@ -378,7 +377,7 @@ TEST_F(PopWindow, MovesItselfToTheMainQueue) {
   EXPECT_EQ(reports.back(), (Report{-1, {}}));
 }
 
-TEST_F(PopWindow, AsksAsATool) {
+TEST_F(PopWindow, ShowsAToolPrompt) {
   window->popWithTitle("提示", std::nullopt, record());
   host.advance(0.25);
   EXPECT_EQ(window->titleLbl()->text(), "提示");
@@ -391,7 +390,7 @@ TEST_F(PopWindow, AsksAsATool) {
   EXPECT_EQ(reports, (std::vector<Report>{{-1, {}}, {5, {}}}));
 }
 
-TEST_F(PopWindow, LetsACallbackChangeTheCallback) {
+TEST_F(PopWindow, CallbackMayChangeTheCallback) {
   window->popWithData(dataOfStyle(1), [this, record = record()](std::int64_t code, const Value& link) {
     window->setEventAction(nullptr);
     record(code, link);
@@ -403,7 +402,7 @@ TEST_F(PopWindow, LetsACallbackChangeTheCallback) {
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {3, {}}}));
 }
 
-TEST_F(PopWindow, TakesTheFirstOfTwoFingers) {
+TEST_F(PopWindow, OnlyTheFirstOfTwoFingersCounts) {
   open(dataOfStyle(3, "title", "text"));
   auto root = OQNavigation::keyWindow();
   auto middle = [](UIView& view) { return view.convertPointToWindow(view.bounds().centre()); };
@@ -415,7 +414,7 @@ TEST_F(PopWindow, TakesTheFirstOfTwoFingers) {
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {4, "https://shop.example/left"}}));
 }
 
-TEST_F(PopWindow, IsPaintedInTheColoursOfItsRecord) {
+TEST_F(PopWindow, UsesTheColoursOfItsRecord) {
   auto data = std::make_shared<OQWindowData>();
   data->setModelWithDic({{"style", 3},
                          {"title", {{"text", " "}, {"background", "#102030"}}},
@@ -436,7 +435,7 @@ TEST_F(PopWindow, IsPaintedInTheColoursOfItsRecord) {
   EXPECT_EQ(at(*window, 5, 5), (Pixel{179, 179, 179})) << "0.3 of black";
   host.setScale(2);
   EXPECT_NEAR(at(*window->contentView(), 260, window->leftBtn()->frame().minY() + 50).red, 255, 1)
-      << "the strip between the buttons";
+      << "the gap between the buttons";
 }
 
 class PopWindowOnThePhone : public PopWindow {
@@ -444,13 +443,13 @@ class PopWindowOnThePhone : public PopWindow {
   PopWindowOnThePhone() : PopWindow(375, 812) {}
 };
 
-TEST_F(PopWindowOnThePhone, ClosesByAFingerNextToTheCloseButtonButNotOnTheCard) {
+TEST_F(PopWindowOnThePhone, CloseButtonReactsAroundItButNotOnTheCard) {
   struct Case {
     int style;
     CGPoint fromItsCentre;
-    std::int64_t code;  // 1: it stays
+    std::int64_t code;  // 1: it stays open
   };
-  // The picture of the button is 25 points wide.
+  // The button's picture is 25 points wide.
   const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1},   {1, {0, -27}, 2},
                         {2, {21, -21}, 3}, {2, {-21, -21}, 3}, {2, {-12, 12}, 3}, {2, {-12, 14}, 1},
                         {2, {-21, 21}, 1}, {4, {21, -21}, 3}};
@@ -467,7 +466,7 @@ TEST_F(PopWindowOnThePhone, ClosesByAFingerNextToTheCloseButtonButNotOnTheCard) 
   }
 }
 
-TEST_F(PopWindowOnThePhone, ShowsThePointerWhatCanBePressed) {
+TEST_F(PopWindowOnThePhone, PointerShowsWhatCanBePressed) {
   open(dataOfStyle(1));
   auto isPressable = [&](const UIView& view) {
     const CGPoint at = view.convertPointToWindow(view.bounds().centre());
@@ -475,7 +474,7 @@ TEST_F(PopWindowOnThePhone, ShowsThePointerWhatCanBePressed) {
   };
   EXPECT_TRUE(isPressable(*window->imgView()));
   EXPECT_TRUE(isPressable(*window->closeBtn()));
-  EXPECT_FALSE(host.movePointer(3, 3)) << "where it only dims";
+  EXPECT_FALSE(host.movePointer(3, 3)) << "the dimmed background";
   window->removeFromSuperview();
   window = makeMainObject<OQPopWindow>();
   open(dataOfStyle(2, "title", "text"));
@@ -487,7 +486,7 @@ TEST_F(PopWindowOnThePhone, ShowsThePointerWhatCanBePressed) {
   EXPECT_FALSE(window->middleBtn()->isHovered());
 }
 
-TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
+TEST_F(PopWindow, IsAnAccessibleDialogWithKeyboardControl) {
   using Key = HeadlessHost::Key;
   auto heard = [&] {
     std::string all;
@@ -498,16 +497,16 @@ TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
   window->popWithData(dataOfStyle(3, "标题", "正文"), record());
   host.advance(0.1);
   EXPECT_TRUE(host.pressKey(Key::Tab));
-  EXPECT_TRUE(host.pressKey(Key::Return)) << "in motion: taken, and without effect";
+  EXPECT_TRUE(host.pressKey(Key::Return)) << "consumed without effect during the animation";
   host.advance(0.2);
   EXPECT_EQ(heard(), "dialog 标题, heading 标题, text 正文, button 左, button 右, ");
   auto unfocused = host.pixelAt(305, 640);
   EXPECT_TRUE(host.pressKey(Key::Return));
-  EXPECT_EQ(reports.size(), 1u) << "whoever was typing presses nothing";
+  EXPECT_EQ(reports.size(), 1u) << "a user who was typing presses no button";
   host.pressKey(Key::BackTab);
   EXPECT_EQ(heard(), "dialog 标题, heading 标题, text 正文, button 左, button 右*, ");
   CGPoint edge = window->rightBtn()->convertPointToWindow({100, 2});
-  EXPECT_GT(host.pixelAt(edge.x, edge.y).blue, host.pixelAt(edge.x, edge.y).red + 50) << "a ring shows it";
+  EXPECT_GT(host.pixelAt(edge.x, edge.y).blue, host.pixelAt(edge.x, edge.y).red + 50) << "marked by a ring";
   EXPECT_EQ(host.pixelAt(305, 640), unfocused);
   host.pressKey(Key::Tab);
   host.pressKey(Key::Escape);
@@ -515,7 +514,7 @@ TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
   host.pressKey(Key::Return);
   host.advance(0.2);
   EXPECT_EQ(reports.back(), (Report{4, "https://shop.example/left"}));
-  EXPECT_FALSE(host.pressKey(Key::Escape)) << "the host's again";
+  EXPECT_FALSE(host.pressKey(Key::Escape)) << "handled by the host again";
 
   for (auto [style, key, code] : {std::tuple{1, Key::Escape, 3}, {4, Key::Escape, 3}, {1, Key::Return, 2}}) {
     window = makeMainObject<OQPopWindow>();
@@ -530,7 +529,7 @@ TEST_F(PopWindow, IsADialogForThoseWhoDoNotSeeAndWhoDoNotTouch) {
   }
 }
 
-TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
+TEST_F(PopWindow, ReportsDespiteScreenChangesDuringAnimations) {
   const std::vector<std::function<void()>> events = {
       [&] { host.setScreenSize(300, 200); },  [&] { host.setScreenSize(1, 1); },
       [&] { host.setScreenSize(590, 1274); }, [&] { host.setScale(3); },
@@ -555,7 +554,7 @@ TEST_F(PopWindow, ReportsWhateverHappensToTheScreenWhileItMoves) {
   }
 }
 
-TEST_F(PopWindow, ShowsWhatNobodyMeantToSend) {
+TEST_F(PopWindow, InvalidInputIsHarmless) {
   std::string endless;
   for (int i = 0; i < 12'500; ++i) endless += "限时 off ";
   const Value texts[] = {{{"text", "   \t "}},

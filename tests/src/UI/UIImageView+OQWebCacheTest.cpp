@@ -39,7 +39,7 @@ TEST_F(WebImage, ShowsThePictureOfItsAddress) {
   EXPECT_EQ(view->image(), shown);
 }
 
-/// The network answers here, one address after the other or side by side.
+/// The network responds locally, in sequence or in parallel.
 class DownloadedImage : public test::WorldTest {
  protected:
   DownloadedImage() {
@@ -51,7 +51,7 @@ class DownloadedImage : public test::WorldTest {
   std::shared_ptr<UIImageView> view = std::make_shared<UIImageView>();
 };
 
-TEST_F(DownloadedImage, ThatArrivesLateReplacesOneThatWasAskedForLater) {
+TEST_F(DownloadedImage, LateDownloadReplacesALaterRequest) {
   std::promise<void> released;
   network->script("/slow.png", [&, wait = released.get_future().share()](const auto&) {
     wait.wait();
@@ -59,7 +59,7 @@ TEST_F(DownloadedImage, ThatArrivesLateReplacesOneThatWasAskedForLater) {
   });
   network->answer("/fast.png", picture());
   network->answer("/missing.png", "", 404);
-  network->answer("/text.png", "no picture");
+  network->answer("/text.png", "not a picture");
   network->fail("/broken.png", Error{"test", 7, "down"});
   oq_setImageWithURL(view, URL::withString("https://p.example/slow.png"));
   oq_setImageWithURL(view, URL::withString("https://p.example/fast.png"));
@@ -74,10 +74,10 @@ TEST_F(DownloadedImage, ThatArrivesLateReplacesOneThatWasAskedForLater) {
   EXPECT_TRUE(view->image());
 }
 
-TEST_F(DownloadedImage, ThatBreaksOffIsAFailedOneAndTriedAgain) {
+TEST_F(DownloadedImage, TruncatedDownloadFailsAndIsTriedAgain) {
   const auto url = URL::withString("https://p.example/cut.png");
   network->answer("/cut.png", picture().substr(0, picture().size() - 4));
-  network->answer("/text.png", "no picture");
+  network->answer("/text.png", "not a picture");
   oq_setImageWithURL(view, url);
   auto& engine = OQSDKManager::sharedManager();
   engine.downloadImageWithURL(url, nullptr);
@@ -87,14 +87,14 @@ TEST_F(DownloadedImage, ThatBreaksOffIsAFailedOneAndTriedAgain) {
   EXPECT_FALSE(view->image());
   EXPECT_FALSE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/cut.png"));
   EXPECT_TRUE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/text.png"))
-      << "what is not a picture at all is kept";
+      << "bytes that are not a picture at all are cached";
 
   network->answer("/cut.png", picture());
   oq_setImageWithURL(view, url);
   ASSERT_TRUE(host.runUntil([&] { return view->image() != nullptr; }, 20));
 }
 
-TEST_F(WebImage, DoesNotKeepTheViewWhileItLoads) {
+TEST_F(WebImage, DoesNotKeepTheViewAliveWhileLoading) {
   std::weak_ptr<UIImageView> weak = view;
   oq_setImageWithURL(view, URL::withString("https://localhost:1/never.png"));
   view.reset();

@@ -12,9 +12,9 @@
 namespace oq {
 namespace {
 
-const void* const asyncTask = QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
+const void* const kAsyncTask = QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 
-TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueAndLaterInsideAnotherQueuesBlock) {
+TEST(DispatchQueueManager, RunsImmediatelyOnlyOnTheMainQueue) {
   DispatchQueue::installMain();
   std::vector<int> order;
   OQDispatchQueueManager::dispatchInMainThread([&] { order.push_back(1); }, false);
@@ -27,8 +27,8 @@ TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueAndLaterInsideAnotherQueuesBl
   EXPECT_EQ(order.back(), 3);
   EXPECT_TRUE(test::runLoopUntil([&] { return order.back() == 4; }));
   OQDispatchQueueManager::dispatchInMainThread(nullptr, false);
-  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, nullptr);
-  // From another thread it waits.
+  OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, nullptr);
+  // From another thread the call waits.
   std::thread::id ranOn;
   std::atomic<bool> returned = false;
   std::thread caller([&] {
@@ -40,17 +40,17 @@ TEST(DispatchQueueManager, RunsAtOnceOnTheMainQueueAndLaterInsideAnotherQueuesBl
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-TEST(DispatchQueueManager, HasOneSerialQueueWhateverTheTag) {
+TEST(DispatchQueueManager, HasOneSerialQueueForAllTags) {
   std::promise<std::vector<std::string>> done;
   auto order = std::make_shared<std::vector<std::string>>();
-  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [&, order] {
+  OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, [&, order] {
     order->push_back(DispatchQueue::currentLabel());
-    // The second tag is never recognised: its work goes to the end of the same queue.
+    // The queue does not recognise the second tag, so its work goes to the end of the same queue.
     OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD, [&, order] {
       order->push_back(DispatchQueue::currentLabel());
       done.set_value(*order);
     });
-    OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [order] { order->push_back("inner"); });
+    OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, [order] { order->push_back("inner"); });
     order->push_back("outer ends");
   });
   auto future = done.get_future();
@@ -59,18 +59,18 @@ TEST(DispatchQueueManager, HasOneSerialQueueWhateverTheTag) {
                                                     "com.torvelin.oqsdk.asyncTask"}));
 }
 
-/// In a process of its own, since the first call decides for good.
+/// Runs in a separate process, because the first call decides permanently.
 int outcomeOfAForeignFirstTag() {
   static int foreign;
   OQDispatchQueueManager::dispatchInSerialQueue(&foreign, [] { std::_Exit(1); });
-  OQDispatchQueueManager::dispatchInSerialQueue(asyncTask, [] { std::_Exit(2); });
+  OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, [] { std::_Exit(2); });
   std::promise<void> passed;
   DispatchQueue::serial("other")->async([&] { passed.set_value(); });
   passed.get_future().wait();
   return 0;
 }
 
-TEST(DispatchQueueManager, AForeignFirstTagLeavesNoQueue) {
+TEST(DispatchQueueManager, UnknownFirstTagLeavesNoQueue) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(std::exit(outcomeOfAForeignFirstTag()), testing::ExitedWithCode(0), "");
 }

@@ -28,7 +28,7 @@ Date noon() {
   return DateFormatter("yyyy-MM-dd HH:mm:ss").dateFromString("2026-03-10 12:00:00").value();
 }
 
-/// A folder for logs, and a clock that stands at noon.
+/// A folder for logs, and a clock that is stopped at noon.
 class Logger : public testing::Test {
  protected:
   Logger() { setNow(noon()); }
@@ -81,7 +81,7 @@ TEST_F(Logger, WritesAHeaderAndStampedEntries) {
   EXPECT_EQ(fs::status(logs()).permissions(), fs::perms::owner_all);
 }
 
-TEST_F(Logger, ASecondStartInTheSameSecondBeginsTheFileAnew) {
+TEST_F(Logger, SecondStartInTheSameSecondOverwritesTheFile) {
   OQLogger first(logs());
   first._log("of the first");
   first.flush();
@@ -91,7 +91,7 @@ TEST_F(Logger, ASecondStartInTheSameSecondBeginsTheFileAnew) {
   EXPECT_EQ(afterHeader(second), "");
 }
 
-TEST_F(Logger, RemovesOneFileAStartFromTenOn) {
+TEST_F(Logger, EachStartRemovesOneFileIfThereAreTen) {
   for (int i = 0; i < 9; ++i) put("oqsdk_2025-01-0" + std::to_string(i) + ".log");
   auto start = [&](int second) {
     setNow(noon() + std::chrono::seconds(second));
@@ -107,7 +107,7 @@ TEST_F(Logger, RemovesOneFileAStartFromTenOn) {
   EXPECT_EQ(start(3), 25u);
 }
 
-TEST_F(Logger, CountsSubfoldersAndTheVeryExtensionOnly) {
+TEST_F(Logger, CountsSubfoldersAndOnlyTheExactExtension) {
   for (int i = 0; i < 5; ++i) {
     put("b" + std::to_string(i) + ".log");
     put("a/" + std::to_string(i) + ".log");
@@ -129,7 +129,7 @@ TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
   fs::create_directories(outside);
   for (int i = 0; i < 12; ++i) std::ofstream(outside / ("a" + std::to_string(i) + ".log")) << "precious";
   put("b.log");
-  // The file of this start is a link to somebody's file, to none, or a pipe without a reader.
+  // This start's file name is a link to a foreign file, a link to a missing file, or a FIFO without a reader.
   for (int kind = 0; kind < 3; ++kind) {
     fs::remove(logs() / own);
     if (kind == 2) {
@@ -143,7 +143,7 @@ TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
     EXPECT_FALSE(fs::exists(outside / "made.log"));
   }
   fs::remove(logs() / own);
-  // Retention neither counts nor removes what a link leads to; a link that is first goes itself.
+  // Retention neither counts nor removes files behind a link; if a link is the first entry, the link itself is removed.
   fs::create_directory_symlink(outside, logs() / "a");
   OQLogger::handleFilesOfDirectory(logs());
   EXPECT_TRUE(fs::exists(logs() / "b.log"));
@@ -155,9 +155,9 @@ TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
   for (int i = 0; i < 12; ++i) EXPECT_EQ(textOfFile(outside / ("a" + std::to_string(i) + ".log")), "precious");
 }
 
-TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
+TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
   setCurrentDateProvider({});
-  OQLogger logger(logs(), 4096);  // so little that callers have to wait for the disk, too
+  OQLogger logger(logs(), 4096);  // so small that callers also wait for the disk
   constexpr int threads = 8, entries = 500;
   test::inThreads(threads, [&](int thread) {
     for (int i = 0; i < entries; ++i) logger._log(std::to_string(thread) + " " + std::to_string(i));
@@ -178,7 +178,7 @@ TEST_F(Logger, KeepsTheOrderOfEachThreadAndOfTheTimes) {
   EXPECT_THAT(next, testing::Each(entries));
 }
 
-TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
+TEST_F(Logger, CallersWaitForTheDiskOnlyIfTheMemoryIsFull) {
   std::promise<void> blocked, released;
   oq_log_get_dispatch_serial_queue()->async([&] {
     blocked.set_value();
@@ -186,24 +186,24 @@ TEST_F(Logger, CallersDoNotWaitForTheDiskUntilTheMemoryIsFull) {
   });
   blocked.get_future().wait();
   OQLogger logger(logs(), 100'000);
-  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, though nothing can be written
+  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, although nothing can be written
   EXPECT_EQ(textOfFile(logger.logFilePath()), "");
   std::atomic<bool> logged = false;
   std::thread late([&] {
     logger._log(std::string(20'000, 'y'));
     logged = true;
   });
-  // Time in which it would come through if nothing held it; on a slow machine it comes to the wait later.
+  // Gives the call time to return if nothing blocks it; on a slow machine it may block later.
   for (int i = 0; i < 200 && !logged; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   EXPECT_FALSE(logged);
   released.set_value();
   late.join();
-  logger._log(std::string(200'000, 'z'));  // more than all the memory: taken when nothing else waits
+  logger._log(std::string(200'000, 'z'));  // larger than the limit: accepted when nothing else waits
   logger.flush();
   EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
 }
 
-TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
+TEST_F(Logger, ErrorsAcceptNumbersErrorsAndStrings) {
   OQLogger& shared = OQLogger::getInstance();
   shared.flush();
   std::size_t before = textOfFile(shared.logFilePath()).size();
@@ -229,7 +229,7 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
                                        "> a third\n> list: (null) and 3\n"));
 }
 
-/// Runs in a process of its own, which would be ended by the signal of the file-size limit.
+/// Runs in a separate process, because the signal of the file-size limit would end it.
 [[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
   rlimit limit{8192, RLIM_INFINITY};
   ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -238,7 +238,7 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
     logger._log(std::string(4000, 'x'));
     logger.flush();
   }
-  // The third entry did not fit, and no part of it is left for the next one to be glued to.
+  // The third entry did not fit, and no part of it was left before the next one.
   const std::string text = textOfFile(logger.logFilePath());
   if (text.size() < 8000 || text.size() > 8192 || !text.ends_with("x\n")) std::exit(1);
   limit.rlim_cur = RLIM_INFINITY;
@@ -248,21 +248,21 @@ TEST_F(Logger, ErrorsTakeNumbersErrorsAndTexts) {
   std::exit(textOfFile(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
 }
 
-TEST_F(Logger, AFullDiskDoesNotEndTheProcess) {
+TEST_F(Logger, FullDiskDoesNotEndTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(logBeyondTheLimit(logs()), testing::ExitedWithCode(0), "");
 }
 
-/// Everything is logged right before the end.
+/// Logs right before the process exits.
 [[noreturn]] void logAndExit(const std::filesystem::path& folder) {
   setApplicationDataDirectory(folder);
   for (int i = 0; i < 1000; ++i) OQLogger::log("entry %@", i);
   std::exit(0);
 }
 
-TEST_F(Logger, WhatWaitsIsOnDiskWhenTheProcessHasEnded) {
+TEST_F(Logger, WaitingEntriesAreOnDiskAfterTheProcessHasEnded) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  // The process that ends runs this again from its start, and is told by the first one which folder to use.
+  // The exiting process runs this test again from its start; the first process passes the folder to it.
   const char* variable = "OQSDK_TEST_LOG_FOLDER";
   ::setenv(variable, folder.path().c_str(), 0);
   std::filesystem::path place = ::getenv(variable);

@@ -36,7 +36,7 @@ Class* Ticking::staticClass() {
 class Timer : public testing::Test {
  protected:
   Timer() { DispatchQueue::installMain(); }
-  /// Until a timer of that many seconds has fired.
+  /// Waits until a timer of that many seconds has fired.
   static void wait(double seconds) {
     auto fence = std::make_shared<Ticking>();
     auto later = OQTimer::timerWithTimeInterval(seconds, fence, tick, false);
@@ -54,10 +54,10 @@ TEST_F(Timer, FiresOnceAndIsThenInvalid) {
   EXPECT_EQ(once->timeInterval(), 3600);
   once->fire();
   EXPECT_EQ(target->ticks, 1);
-  EXPECT_THROW(OQTimer(), Exception) << "made plainly";
+  EXPECT_THROW(OQTimer(), Exception) << "without arguments";
 }
 
-TEST_F(Timer, RepeatsUntilItsTargetHasGone) {
+TEST_F(Timer, RepeatsUntilItsTargetIsDestroyed) {
   auto timer = OQTimer::initWithFireTime(-1, 0.001, target, tick, true);
   EXPECT_TRUE(test::runLoopUntil([&] { return target->ticks >= 3; }));
   EXPECT_TRUE(timer->isValid());
@@ -65,7 +65,7 @@ TEST_F(Timer, RepeatsUntilItsTargetHasGone) {
   EXPECT_TRUE(test::runLoopUntil([&] { return !timer->isValid(); }));
 }
 
-TEST_F(Timer, MayBeInvalidatedAndDroppedByItsOwnAction) {
+TEST_F(Timer, ActionMayInvalidateAndDropItsTimer) {
   auto timer = OQTimer::timerWithTimeInterval(0, target, tick, true);
   target->onTick = [&](OQTimer& fired) {
     fired.invalidate();
@@ -76,14 +76,14 @@ TEST_F(Timer, MayBeInvalidatedAndDroppedByItsOwnAction) {
   EXPECT_EQ(target->ticks, 1);
 }
 
-TEST_F(Timer, IsStoppedByItsDestruction) {
+TEST_F(Timer, DestructionStopsTheTimer) {
   OQTimer::timerWithTimeInterval(0.001, target, tick, true).reset();
   wait(0.02);
   EXPECT_EQ(target->ticks, 0);
 }
 
-/// 2^63 ns are 9.22e9 s. An interval that was taken for less would fire again before the fence does.
-TEST_F(Timer, TakesTimesBeyondEveryRange) {
+/// 2^63 ns are 9.22e9 s. If such an interval overflowed to a short one, it would fire again before the wait ends.
+TEST_F(Timer, SaturatesExtremeTimes) {
   std::vector<std::shared_ptr<OQTimer>> timers;
   for (double seconds : {9.2e9, 9.3e9, 1.8e10, 1.9e10, 1e30, std::numeric_limits<double>::infinity()}) {
     timers.push_back(OQTimer::initWithFireTime(0, seconds, target, tick, true));

@@ -24,7 +24,7 @@ TEST(Utils, ReadsDatesStrictly) {
     EXPECT_FALSE(OQUtils::dateFromString(wrong)) << wrong;
 }
 
-TEST(Utils, ComparesToTheWholeSecondAndSaysSo) {
+TEST(Utils, ComparesWholeSecondsAndLogs) {
   std::vector<std::string> lines;
   setPlatformLogHandler([&](std::string_view line) { lines.emplace_back(line); });
   Date noon = date("2026-03-10 12:00:00");
@@ -39,28 +39,29 @@ TEST(Utils, ComparesToTheWholeSecondAndSaysSo) {
   EXPECT_TRUE(lines[3].ends_with(", date2 : (null)")) << lines[3];
 }
 
-TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
+TEST(Utils, DaysChangeAtLocalMidnight) {
   setPlatformLogHandler([](std::string_view) {});
   struct Case {
     const char* zone;
     const char* evening;
-    double seconds;  ///< that pass until the next moment
+    double seconds;  ///< until the next moment
     const char* next;
     bool same;
   };
   const Case cases[] = {
       {"UTC", "2026-12-31 23:59:59", 1, "2027-01-01 00:00:00", false},
-      {"Asia/Shanghai", "2026-03-10 07:59:59", 1, "2026-03-10 08:00:00", true},               // midnight of UTC is none
-      {"America/New_York", "2026-03-08 00:00:00", 22.9 * 3600, "2026-03-08 23:54:00", true},  // of 23 hours
+      {"Asia/Shanghai", "2026-03-10 07:59:59", 1, "2026-03-10 08:00:00", true},  // midnight in UTC does not count
+      {"America/New_York", "2026-03-08 00:00:00", 22.9 * 3600, "2026-03-08 23:54:00", true},  // a day of 23 hours
       {"America/New_York", "2026-03-08 00:00:00", 23.0 * 3600, "2026-03-09 00:00:00", false},
-      {"America/New_York", "2026-11-01 00:00:00", 24.5 * 3600, "2026-11-01 23:30:00", true},  // of 25
+      {"America/New_York", "2026-11-01 00:00:00", 24.5 * 3600, "2026-11-01 23:30:00", true},  // a day of 25 hours
       {"America/New_York", "2026-11-01 00:00:00", 25.0 * 3600, "2026-11-02 00:00:00", false},
-      {"America/Sao_Paulo", "2018-11-03 23:59:59", 1, "2018-11-04 01:00:00", false},  // that begins at one
-      {"UTC", "2028-02-28 23:59:59", 1, "2028-02-29 00:00:00", false},                // a leap day
+      {"America/Sao_Paulo", "2018-11-03 23:59:59", 1, "2018-11-04 01:00:00",
+       false},                                                          // a day that starts at one o'clock
+      {"UTC", "2028-02-28 23:59:59", 1, "2028-02-29 00:00:00", false},  // a leap day
       {"UTC", "2028-02-29 00:00:00", 86399, "2028-02-29 23:59:59", true},
       {"UTC", "2028-02-29 23:59:59", 1, "2028-03-01 00:00:00", false},
       {"UTC", "2027-02-28 23:59:59", 1, "2027-03-01 00:00:00", false},
-      {"UTC", "2025-03-10 12:00:00", 365 * 86400, "2026-03-10 12:00:00", false},  // the same of another year
+      {"UTC", "2025-03-10 12:00:00", 365 * 86400, "2026-03-10 12:00:00", false},  // the same day of another year
   };
   for (const Case& each : cases) {
     ::setenv("TZ", each.zone, 1);
@@ -73,7 +74,7 @@ TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
     EXPECT_EQ(OQUtils::compareOneDay(second, first), 1) << each.zone << " " << each.next;
   }
   EXPECT_FALSE(OQUtils::isSameDay(std::nullopt, std::nullopt));
-  // The comparison goes by the clock's face, on which the hour that comes twice is one.
+  // The comparison uses local time, in which a repeated hour exists only once.
   ::setenv("TZ", "America/New_York", 1);
   resetSystemTimeZone();
   Date repeated = date("2026-11-01 01:30:00");
@@ -83,7 +84,7 @@ TEST(Utils, DaysChangeAtTheMidnightOfTheDevice) {
   setPlatformLogHandler({});
 }
 
-TEST(Utils, TheCircleIsOfTheWidth) {
+TEST(Utils, CircleHasTheWidthAsDiameter) {
   CGRect tall = CGRectMake(0, 0, 60, 100), moved = CGRectMake(100, -50, 60, 10);
   struct {
     CGPoint point;
@@ -96,14 +97,14 @@ TEST(Utils, TheCircleIsOfTheWidth) {
   for (const auto& c : cases) EXPECT_EQ(OQUtils::point(c.point, c.rect), c.inside) << c.point.x << ", " << c.point.y;
 }
 
-TEST(Utils, Base64OfTexts) {
+TEST(Utils, Base64OfStrings) {
   EXPECT_EQ(OQUtils::base64Encode("弹窗?>"), "5by556qXPz4=");
   EXPECT_EQ(OQUtils::base64Decode("5by5\n 56qX*Pz4="), "弹窗?>");
   for (const std::optional<std::string>& nothing : {std::optional<std::string>(), std::optional<std::string>("")}) {
     EXPECT_FALSE(OQUtils::base64Encode(nothing));
     EXPECT_FALSE(OQUtils::base64Decode(nothing));
   }
-  EXPECT_FALSE(OQUtils::base64Decode("/w=="));  // no UTF-8
+  EXPECT_FALSE(OQUtils::base64Decode("/w=="));  // not UTF-8
   EXPECT_FALSE(OQUtils::base64Decode("A"));
 }
 

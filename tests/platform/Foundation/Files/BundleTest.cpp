@@ -10,7 +10,7 @@
 using namespace oq;
 using namespace oq::test;
 
-TEST(Bundle, LooksForResourcesInTheChosenFolderFirst) {
+TEST(Bundle, SearchesTheChosenResourceFolderFirst) {
   ScratchFolder folder;
   folder.write("Some.bundle/a.txt", "x");
   ::setenv("OQSDK_RESOURCE_DIR", folder.path().c_str(), 1);
@@ -21,7 +21,7 @@ TEST(Bundle, LooksForResourcesInTheChosenFolderFirst) {
   EXPECT_FALSE(pathForResourceBundle("Some"));
 }
 
-TEST(Bundle, FallsBackToTheProgramsName) {
+TEST(Bundle, FallsBackToTheProgramName) {
   setMainBundle("", "");
   EXPECT_EQ(mainBundleIdentifier(), program_invocation_short_name);
   EXPECT_EQ(mainBundleShortVersion(), "");

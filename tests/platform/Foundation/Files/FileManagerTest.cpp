@@ -46,7 +46,7 @@ TEST(FileManager, WritesPrivateFilesWhateverTheUmask) {
   }
 }
 
-TEST(FileManager, LeavesNothingBehindWhenAWriteFails) {
+TEST(FileManager, FailedWriteLeavesNoFile) {
   ScratchFolder folder;
   std::filesystem::create_directories(folder / "target/occupied");
   EXPECT_FALSE(writeFileAtomically(folder / "target", {1}));
@@ -56,7 +56,7 @@ TEST(FileManager, LeavesNothingBehindWhenAWriteFails) {
   EXPECT_EQ(enumerateDirectory(folder.path()).size(), 3u);
 }
 
-TEST(FileManager, SurvivesAFileSizeLimit) {
+TEST(FileManager, FileSizeLimitFailsTheWrite) {
   ScratchFolder folder;
   ASSERT_TRUE(writeFileAtomically(folder / "kept", dataFromString("old")));
   EXPECT_TRUE(holdsInChild([&] {
@@ -71,16 +71,16 @@ TEST(FileManager, SurvivesAFileSizeLimit) {
   EXPECT_EQ(enumerateDirectory(folder.path()).size(), 2u);
 }
 
-/// A file system of 256 KiB that only the calling process sees. False where the process may not make one.
+/// Mounts a file system of 256 KiB that only this process sees. False if the process has no right to do so.
 static bool mountSmallDisk(const std::filesystem::path& place) {
   return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          ::mount("small", place.c_str(), "tmpfs", 0, "size=256k") == 0;
 }
 
-TEST(FileManager, SurvivesAFullDisk) {
+TEST(FileManager, FullDiskFailsTheWrite) {
   ScratchFolder folder;
   if (!holdsInChild([&] { return mountSmallDisk(folder.path()); })) {
-    GTEST_SKIP() << "needs the right to mount a small file system; the file-size limit was tried above";
+    GTEST_SKIP() << "needs the right to mount a file system; the test above covers the file-size limit";
   }
   EXPECT_TRUE(holdsInChild([&] {
     bool isSafe = mountSmallDisk(folder.path()) && writeFileAtomically(folder / "kept", Data(1000, 'k')) &&
@@ -92,7 +92,7 @@ TEST(FileManager, SurvivesAFullDisk) {
   }));
 }
 
-TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
+TEST(FileManager, RemovesOnlyFilesOfKilledWriters) {
   ScratchFolder folder;
   for (const char* name : {".oq-abcdef", ".oq-living", ".oq-longer-name", "oq-abcdef", "target"}) {
     writeText(folder / name, "x");
@@ -112,7 +112,7 @@ TEST(FileManager, RemovesWhatKilledWritersLeftAndNothingElse) {
   EXPECT_FALSE(isEntry(folder / ".oq-living"));
 }
 
-TEST(FileManager, WritersSideBySideDoNotTakeEachOtherForDead) {
+TEST(FileManager, ParallelWritersKeepEachOthersFiles) {
   ScratchFolder folder;
   EXPECT_TRUE(holdsInChildren<4>([&](int number) {
     bool ok = true;
@@ -140,7 +140,7 @@ TEST(FileManager, RemovesWithoutFollowingLinks) {
   EXPECT_EQ(enumerateDirectory(folder.path()), left);
 }
 
-TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {
+TEST(FileManager, GuardDiscardsOnlyItsOwnSignals) {
   EXPECT_TRUE(holdsInChild([] {
     ::signal(SIGPIPE, [](int) { handled = handled + 1; });
     int ends[2];
@@ -153,7 +153,7 @@ TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {
     }
     if (handled != 0) return false;
 
-    // One that was pending before is the host's, and still arrives when the host lets it.
+    // A signal that was pending before belongs to the host, and arrives when the host unblocks it.
     sigset_t pipe;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE);
@@ -165,7 +165,7 @@ TEST(FileManager, GuardTakesBackItsOwnSignalsAndNoOthers) {
   }));
 }
 
-TEST(FileManager, ReadsRegularFilesUpToALimit) {
+TEST(FileManager, ReadsRegularFilesUpToLimit) {
   ScratchFolder folder;
   writeText(folder / "ten", "0123456789");
   EXPECT_EQ(contentsOfFile(folder / "ten", 10)->size(), 10u);
@@ -174,11 +174,11 @@ TEST(FileManager, ReadsRegularFilesUpToALimit) {
   EXPECT_FALSE(contentsOfFile(folder.path()));
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_FALSE(contentsOfFile(folder / "pipe"));
-  // The kernel's files say that they are empty.
+  // The kernel reports size 0 for its own files.
   EXPECT_GT(contentsOfFile("/proc/self/status")->size(), 100u);
 }
 
-TEST(FileManager, EnumeratesInAscendingOrderWithoutFollowingLinks) {
+TEST(FileManager, EnumeratesInOrderWithoutFollowingLinks) {
   ScratchFolder folder;
   for (const char* name : {"c", "a", "b/z", "b/inner/y", "b.txt"}) folder.write(name, "");
   std::filesystem::create_directory_symlink(folder.path(), folder / "b/loop");

@@ -9,9 +9,9 @@ namespace {
 
 using namespace test;
 
-TEST(CurlLibrary, ThatCannotBeLoadedNowIsLoadedForALaterRequest) {
+TEST(CurlLibrary, FailedLoadIsRetriedAtALaterRequest) {
 #ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "looking at a type, the sanitizer opens a pipe, and takes it for a fault when it cannot";
+  GTEST_SKIP() << "the sanitizer needs a pipe to inspect types, and reports an error without one";
 #endif
   LoopbackServer server;
   server.answer("/", "{}");

@@ -28,16 +28,16 @@
 #include "support/ScratchFolder.h"
 #include "support/TestCertificates.h"
 
-/// Connections that are kept between requests, and end meanwhile.
+/// Kept connections that end between requests.
 namespace oq {
 namespace {
 
 using namespace std::chrono_literals;
 using namespace test;
 
-const std::string lateAnswer = "HTTP/1.1 408 Request Timeout\r\nContent-Length: 4\r\nConnection: close\r\n\r\nlate";
+const std::string kLateAnswer = "HTTP/1.1 408 Request Timeout\r\nContent-Length: 4\r\nConnection: close\r\n\r\nlate";
 
-/// Its method and path, as in "GET:/1".
+/// The request's method and path, as in "GET:/1".
 std::string nameOf(const std::string& request) {
   std::istringstream words(request);
   std::string method, path;
@@ -45,7 +45,7 @@ std::string nameOf(const std::string& request) {
   return method + ":" + path;
 }
 
-/// Waits until something has arrived on each connection of this process to the port: bytes, the end or an error.
+/// Waits until each connection of this process to the port has received bytes, the end or an error.
 bool hasNewsOnAll(int port) {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     pollfd socket{std::atoi(entry.path().filename().c_str()), POLLIN, 0};
@@ -57,7 +57,7 @@ bool hasNewsOnAll(int port) {
   return true;
 }
 
-/// Answers every request with its name. On the signal it ends all connections, while they are idle.
+/// Answers every request with its name. closeAll() ends all idle connections.
 class ClosingServer {
  public:
   using Close = void (*)(RawServer::Connection&);
@@ -98,7 +98,7 @@ class ClosingServer {
   std::mutex _mutex;
   std::vector<std::string> _requests;
   std::vector<FileDescriptor> _signals;
-  std::atomic<int> _signal{-1};  ///< for the connections that are made now
+  std::atomic<int> _signal{-1};  ///< for new connections
   RawServer _server{[this](RawServer::Connection& connection) { serve(connection); }};
 };
 
@@ -107,19 +107,19 @@ struct Ending {
   ClosingServer::Close close;
 };
 
-const Ending endings[] = {
+const Ending kEndings[] = {
     {"CloseNotify", [](RawServer::Connection& connection) { connection.closeTLS(); }},
     {"CloseNotifyAndFin", [](auto& connection) { connection.closeTLS(), connection.closeTCP(); }},
     {"Fin", [](auto& connection) { connection.closeTCP(); }},
     {"Reset", [](auto& connection) { connection.reset(); }},
-    {"LateAnswerAndFin", [](auto& connection) { connection.write(lateAnswer), connection.closeTCP(); }},
+    {"LateAnswerAndFin", [](auto& connection) { connection.write(kLateAnswer), connection.closeTCP(); }},
 };
 
 class IdleConnections : public testing::Test {
  protected:
   ~IdleConnections() override { setURLTransport(nullptr); }
 
-  /// Sends that many at the same time, reports and pictures in turn, and expects for each the answer to itself.
+  /// Sends `count` requests in parallel, alternating reports and pictures, and expects each to get its own response.
   void sendBurst(int count, const std::function<std::string(const std::string&)>& url) {
     std::vector<std::pair<std::string, std::future<Outcome>>> sent;
     for (int i = 0; i < count; ++i) {
@@ -151,13 +151,13 @@ TEST_P(ClosedWhileIdle, EveryRequestArrivesOnce) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Endings, ClosedWhileIdle, testing::ValuesIn(endings),
+INSTANTIATE_TEST_SUITE_P(Endings, ClosedWhileIdle, testing::ValuesIn(kEndings),
                          [](const auto& ending) { return std::string(ending.param.name); });
 
-// The end of an answer and what the server adds to it can come in one TLS record, of which libcurl reads the answer.
-TEST_F(IdleConnections, BytesBehindAnAnswerAnswerNothing) {
+// The end of a response and extra bytes can be in one TLS record, of which libcurl reads only the response.
+TEST_F(IdleConnections, ExtraBytesAfterResponseAreIgnored) {
   const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n";
-  const std::vector<std::string> recordsOf[] = {{head, "ok" + lateAnswer}, {head + "ok" + lateAnswer}};
+  const std::vector<std::string> recordsOf[] = {{head, "ok" + kLateAnswer}, {head + "ok" + kLateAnswer}};
   for (const auto& records : recordsOf) {
     RawServer server([&](RawServer::Connection& connection) {
       connection.readRequest();
@@ -169,7 +169,7 @@ TEST_F(IdleConnections, BytesBehindAnAnswerAnswerNothing) {
   }
 }
 
-TEST_F(IdleConnections, AreNotUsedAfterThirtySecondsASuspensionOrTheServersTime) {
+TEST_F(IdleConnections, NotReusedAfterTimeoutSuspendOrServerLimit) {
   struct Pause {
     std::chrono::milliseconds sinceBoot, awake;
     bool isUsedAgain;
@@ -180,7 +180,7 @@ TEST_F(IdleConnections, AreNotUsedAfterThirtySecondsASuspensionOrTheServersTime)
       {"Keep-Alive: timeout=5, max=100\r\n", {{announced, announced, true}, {4s, 4s, false}}},
       {"keep-alive: timeout=60\r\n", {{plain, plain, true}, {30s, 30s, false}}}};
   for (const auto& [field, pauses] : cases) {
-    // The library's thread asks for the time only during a request.
+    // The library's thread reads the clock only during a request.
     Moment now{1000s, 500s};
     CurlTransport::Limits limits;
     limits.clock = [&] { return now; };
@@ -201,8 +201,8 @@ TEST_F(IdleConnections, AreNotUsedAfterThirtySecondsASuspensionOrTheServersTime)
   }
 }
 
-TEST_F(IdleConnections, ARedirectToAClosedOneRepeatsOnlyWhatWasNotSent) {
-  ClosingServer second(endings[0].close);
+TEST_F(IdleConnections, RedirectToClosedConnectionRepeatsOnlyUnsentRequest) {
+  ClosingServer second(kEndings[0].close);
   LoopbackServer first;
   for (const int status : {302, 307}) {
     first.handle("/" + std::to_string(status), [&, status](const auto&) {
@@ -219,13 +219,13 @@ TEST_F(IdleConnections, ARedirectToAClosedOneRepeatsOnlyWhatWasNotSent) {
                                                       "GET:/before", "GET:/there"));
 }
 
-/// Each takes four seconds.
+/// Each cycle takes four seconds.
 int cyclesWithNginx() {
   const char* cycles = std::getenv("OQSDK_NGINX_CYCLES");
   return cycles ? std::atoi(cycles) : 1;
 }
 
-/// A real nginx on a free port, in a folder of its own. It closes what was idle for two seconds.
+/// A real nginx on a free port, in its own folder. It closes connections that were idle for two seconds.
 class Nginx {
  public:
   Nginx() {
@@ -249,7 +249,7 @@ http {
     location / { return 200 $request_method:$uri; }
   }
 })");
-    // It takes the open socket over, as it does when it replaces itself: no other program can take the port.
+    // nginx takes over the open socket, as it does when it restarts itself: no other program can take the port.
     const std::string prefix = _folder.path().string() + "/", socket = "NGINX=" + std::to_string(listener.get()) + ";";
     const char* const environment[] = {socket.c_str(), nullptr};
     _process = ::fork();
@@ -267,7 +267,7 @@ http {
 
   int port() const { return _port; }
   std::string url(const std::string& path) const { return "https://localhost:" + std::to_string(_port) + path; }
-  /// Then everything is in its log.
+  /// Afterwards its log is complete.
   void stop() {
     if (_process <= 0) return;
     ::kill(_process, SIGQUIT);
@@ -285,7 +285,7 @@ http {
   pid_t _process = -1;
 };
 
-TEST_F(IdleConnections, ThatNginxClosedLoseNoRequest) {
+TEST_F(IdleConnections, ConnectionsClosedByNginxLoseNoRequest) {
   Nginx nginx;
   const auto url = [&](const std::string& path) { return nginx.url(path); };
   sendBurst(1, url);

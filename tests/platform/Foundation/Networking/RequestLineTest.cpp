@@ -13,8 +13,8 @@ namespace {
 
 using namespace test;
 
-/// What the user did reaches the server before the pictures of campaigns that may be shown some day.
-TEST(RequestLine, LetsReportsPassFetches) {
+/// User reports reach the server before the pictures of campaigns that may be shown later.
+TEST(RequestLine, ReportsOvertakeFetches) {
   CurlTransport::Limits limits;
   limits.transfersPerHost = 1;
   setURLTransport(CurlTransport::make(limits));

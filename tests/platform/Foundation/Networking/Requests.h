@@ -11,16 +11,16 @@
 
 #include "Foundation/Networking/URLSession.h"
 
-/// Requests through URL sessions, and what becomes of each.
+/// Helpers for requests through URL sessions and their results.
 namespace oq::test {
 
-/// Holds no long body, nor a text of an error: tests of memory ask, too.
+/// Stores no long body and no error description, because tests of memory use it, too.
 struct Outcome {
   std::size_t length = 0;
-  std::string text;  ///< of a body of at most 1000 bytes
+  std::string text;  ///< only if the body has at most 1000 bytes
   std::int64_t status = 0;
   std::string url;
-  std::int64_t errorCode = 0;  ///< 0 for an answer
+  std::int64_t errorCode = 0;  ///< 0 for a response
 };
 
 inline URLRequest post(const std::string& address, const std::string& body = "{}", double timeout = 20) {
@@ -49,7 +49,7 @@ inline std::future<Outcome> start(URLRequest request) {
     if (data.size() <= 1000) outcome.text = stringFromData(data);
     if (response) outcome.status = response->statusCode, outcome.url = response->url;
     if (error) outcome.errorCode = error->code;
-    promise->set_value(std::move(outcome));  // throws when the completion is called twice
+    promise->set_value(std::move(outcome));  // throws if the completion is called twice
   };
   auto session = URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration());
   auto task = session->dataTaskWithRequest(std::move(request), completion);

@@ -13,7 +13,7 @@
 #include "Requests.h"
 #include "support/LoopbackServer.h"
 
-/// What servers and networks do wrong: each is one failure, with its code, and nobody waits for it.
+/// Faults of servers and networks: each fails the request once, with its code, and blocks no other request.
 namespace oq {
 namespace {
 
@@ -26,7 +26,7 @@ class ServerFaults : public testing::Test {
   ~ServerFaults() override { setURLTransport(nullptr); }
 };
 
-/// A port that takes connections and never says a word, nor reads one.
+/// A port that accepts connections, and neither sends nor reads anything.
 class MutePort {
  public:
   std::string url() const { return "https://localhost:" + std::to_string(_port) + "/"; }
@@ -36,7 +36,7 @@ class MutePort {
   FileDescriptor _socket{listenOnLoopback(_port)};
 };
 
-TEST_F(ServerFaults, OfTheNetworkAndTheCertificate) {
+TEST_F(ServerFaults, NetworkAndCertificateErrors) {
   using Certificate = LoopbackServer::Certificate;
   for (auto [certificate, name] : {std::pair{Certificate::expired, "expired"},
                                    {Certificate::otherHost, "wrong host"},
@@ -44,20 +44,20 @@ TEST_F(ServerFaults, OfTheNetworkAndTheCertificate) {
                                    {Certificate::unknownAuthority, "unknown"}}) {
     LoopbackServer server(certificate);
     EXPECT_EQ(perform(post(server.url("/"))).errorCode, URLErrorServerCertificateUntrusted) << name;
-    EXPECT_TRUE(server.requests().empty()) << "sent to a server that nobody vouches for: " << name;
+    EXPECT_TRUE(server.requests().empty()) << "sent to an untrusted server: " << name;
   }
-  // An address to which no packet can go, so that none leaves the machine.
+  // An address without a route, so that no packet leaves the machine.
   EXPECT_EQ(perform(post("https://255.255.255.255/")).errorCode, URLErrorCannotConnectToHost) << "no route";
   std::string refused = LoopbackServer().url("/");
   EXPECT_EQ(perform(post(refused)).errorCode, URLErrorCannotConnectToHost) << "refused";
-  // A part of the name is longer than such parts may be: the resolver knows it without asking the network.
+  // A label of the name is too long: the resolver rejects it without asking the network.
   EXPECT_EQ(perform(post("https://" + std::string(64, 'x') + ".invalid/")).errorCode, URLErrorCannotFindHost);
   EXPECT_EQ(perform(post("https://:99999999/")).errorCode, URLErrorBadURL);
   MutePort mute;
   EXPECT_EQ(perform(post(mute.url(), "{}", 0.3)).errorCode, URLErrorTimedOut) << "no TLS";
 }
 
-TEST_F(ServerFaults, OfTheAnswer) {
+TEST_F(ServerFaults, InvalidResponses) {
   using Serve = std::function<void(RawServer::Connection&)>;
   auto sends = [](std::string answer) -> Serve {
     return [answer](RawServer::Connection& connection) { connection.write(answer); };
@@ -83,11 +83,11 @@ TEST_F(ServerFaults, OfTheAnswer) {
       {"reset in a body without a length", resetsAfter(ok + "\r\n12345"), lost},
       {"shorter than announced", sends(ten + "12345"), lost},
       {"chunks without an end", sends(chunked + "5\r\n12345\r\n"), lost},
-      {"chunks and a trailer, as they may be", sends(chunked + "1\r\nx\r\n0\r\nTrailer: y\r\n\r\n"), 0},
+      {"valid: chunks and a trailer", sends(chunked + "1\r\nx\r\n0\r\nTrailer: y\r\n\r\n"), 0},
       {"cut off in the head", sends(ok + "Content-Le"), lost},
       {"closed without an answer", [](RawServer::Connection&) {}, lost},
       {"another protocol", sends("220 mail.example ESMTP\r\n"), bad},
-      {"a length that is no number", sends(ok + "Content-Length: ten\r\n\r\n12345"), bad},
+      {"a length that is not a number", sends(ok + "Content-Length: ten\r\n\r\n12345"), bad},
       {"a negative length", sends(ok + "Content-Length: -10\r\n\r\n12345"), bad},
       {"not gzip", sends(ok + "Content-Encoding: gzip\r\nContent-Length: 5\r\n\r\n12345"), bad},
   };
@@ -100,7 +100,7 @@ TEST_F(ServerFaults, OfTheAnswer) {
   }
 }
 
-TEST_F(ServerFaults, AByteNowAndThenEndsWithTheWholeTransfersTime) {
+TEST_F(ServerFaults, SlowTrickleEndsAtWholeTransferLimit) {
   CurlTransport::Limits limits;
   limits.wholeTransfer = 1s;
   setURLTransport(CurlTransport::make(limits));
@@ -112,16 +112,16 @@ TEST_F(ServerFaults, AByteNowAndThenEndsWithTheWholeTransfersTime) {
     gone.set_value();
   });
   EXPECT_EQ(perform(post(server.url("/"), "{}", 0.5)).errorCode, URLErrorTimedOut);
-  EXPECT_EQ(gone.get_future().wait_for(60s), std::future_status::ready) << "the connection was kept";
+  EXPECT_EQ(gone.get_future().wait_for(60s), std::future_status::ready) << "the connection stayed open";
 }
 
-// The server does nothing until the hand-over has returned: if that waited for anything, this would not end.
-TEST_F(ServerFaults, HandingOverWaitsForNothing) {
+// The server does nothing until start() has returned: if start() waited, this test would not end.
+TEST_F(ServerFaults, StartDoesNotBlock) {
   std::promise<void> handedOver;
   auto returned = handedOver.get_future().share();
   RawServer server([&](RawServer::Connection& connection) {
     bool isIdle = returned.wait_for(60s) == std::future_status::ready;
-    EXPECT_TRUE(isIdle) << "the caller was kept";
+    EXPECT_TRUE(isIdle) << "the caller was blocked";
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
   });
@@ -131,7 +131,7 @@ TEST_F(ServerFaults, HandingOverWaitsForNothing) {
   auto answered = start(post(server.url("/"), "{}", 60));
   auto unknown = start(post("https://255.255.255.255/", "{}", 60));
   handedOver.set_value();
-  EXPECT_EQ(outcomeOf(std::move(answered)).length, 2u) << "a mute host kept another one waiting";
+  EXPECT_EQ(outcomeOf(std::move(answered)).length, 2u) << "a silent host delayed another one";
   EXPECT_EQ(outcomeOf(std::move(unknown)).errorCode, URLErrorCannotConnectToHost);
   for (auto& each : refused) EXPECT_EQ(outcomeOf(std::move(each)).errorCode, URLErrorTimedOut);
 }
@@ -160,7 +160,7 @@ std::string gzipAnswer(const std::string& packed) {
          packed;
 }
 
-TEST_F(ServerFaults, PackedAnswersAreUnpacked) {
+TEST_F(ServerFaults, CompressedResponsesAreDecompressed) {
   std::string request;
   RawServer server([&](RawServer::Connection& connection) {
     request = connection.readRequest();
@@ -171,7 +171,7 @@ TEST_F(ServerFaults, PackedAnswersAreUnpacked) {
   EXPECT_NE(request.find("Accept-Encoding: gzip, deflate\r\n"), request.npos) << request;
 }
 
-/// The most memory that the process has had, in MiB; reset() forgets what was before.
+/// The peak memory of the process in MiB; reset() starts a new measurement.
 struct PeakMemory {
   static void reset() { std::ofstream("/proc/self/clear_refs") << "5"; }
   static double mebibytes() {
@@ -183,7 +183,7 @@ struct PeakMemory {
   }
 };
 
-TEST_F(ServerFaults, EndlessAnswersEndAtTheLimitAndTakeNoMoreMemory) {
+TEST_F(ServerFaults, EndlessResponsesEndAtLimitWithBoundedMemory) {
   constexpr std::size_t limit = 64u << 20;
   const std::string block(1 << 20, 'x');
   const std::string bomb = gzipped(block, 300), full = gzipped(block, 64), over = gzipped(block + "x", 64);
@@ -204,7 +204,7 @@ TEST_F(ServerFaults, EndlessAnswersEndAtTheLimitAndTakeNoMoreMemory) {
     bool isThere = connection.write("HTTP/1.1 200 OK\r\n");
     while (isThere) isThere = connection.write("X-Field: " + std::string(1000, 'x') + "\r\n");
   });
-  perform(post(LoopbackServer().url("/")));  // whatever is loaded once
+  perform(post(LoopbackServer().url("/")));  // loads everything that is loaded once
   PeakMemory::reset();
   double before = PeakMemory::mebibytes();
   EXPECT_EQ(perform(post(endless.url("/"))).errorCode, URLErrorBadServerResponse);

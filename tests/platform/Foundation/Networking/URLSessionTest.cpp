@@ -31,7 +31,7 @@ class URLSessionTest : public testing::Test {
   void useLimits(const CurlTransport::Limits& limits) { setURLTransport(CurlTransport::make(limits)); }
 };
 
-TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
+TEST_F(URLSessionTest, SendsTheRequestAndReturnsTheResponse) {
   LoopbackServer server;
   server.handle("/echo", [](const auto& request) {
     return LoopbackServer::Response{500, request.method + " " + request.body};
@@ -40,7 +40,7 @@ TEST_F(URLSessionTest, SendsTheRequestAsItIsAndGivesTheAnswerBack) {
   request.setValueForHTTPHeaderField("text/plain", "content-type");
   request.setValueForHTTPHeaderField("a\r\nX-Injected: b", "X-Bad");
   auto outcome = perform(std::move(request));
-  EXPECT_EQ(outcome.status, 500) << "an answer like any other";
+  EXPECT_EQ(outcome.status, 500) << "a response like any other";
   EXPECT_EQ(outcome.text, "POST {}");
   EXPECT_EQ(outcome.url, server.url("/echo?a=1&b=%20"));
 
@@ -76,9 +76,9 @@ TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
   EXPECT_EQ(last.header("Expect"), "");
 }
 
-TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
+TEST_F(URLSessionTest, OtherSchemesFailBeforeTheNetwork) {
   struct NoTransport : URLTransport {
-    void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "went to the network"; }
+    void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "used the network"; }
   };
   setURLTransport(std::make_shared<NoTransport>());
   for (const char* address : {"", "(null)/push", "http://localhost:1/", "file:///etc/passwd", "ftp://localhost/"}) {
@@ -87,11 +87,11 @@ TEST_F(URLSessionTest, AddressesThatAreNotHTTPSFailBeforeTheNetwork) {
   }
 }
 
-// The server takes a second request on the kept connection and closes without a word. It may have acted on
-// it, so it must not get it again, whatever the method and whether the body went out or not.
+// The server reads a second request on the kept connection and closes without a response. It may have handled the
+// request, so it must not receive it again, whatever the method, and whether or not the body was sent.
 class SentOnceTest : public URLSessionTest, public testing::WithParamInterface<const char*> {};
 
-TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
+TEST_P(SentOnceTest, DeadKeptConnectionFailsWithoutSecondRequest) {
   RawServer server([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
@@ -110,7 +110,7 @@ TEST_P(SentOnceTest, DeadKeptConnectionIsAnErrorNotASecondRequest) {
 INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"),
                          [](const auto& method) { return std::string(method.param); });
 
-TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
+TEST_F(URLSessionTest, TimesOutOnlyWithoutBytes) {
   RawServer silent([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.waitForClose();
@@ -127,8 +127,7 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
   });
   EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
 
-  // All of it takes longer than the silence that is allowed, and each pause so little that a busy machine may
-  // add to it.
+  // The whole transfer takes longer than the timeout, but each pause is so short that a busy machine may lengthen it.
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
@@ -145,7 +144,7 @@ TEST_F(URLSessionTest, TimesOutWithoutAByteButNotWhileBytesCome) {
   EXPECT_EQ(perform(post(slow.url("/"))).errorCode, URLErrorTimedOut);
 }
 
-TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) {
+TEST_F(URLSessionTest, ResponseAboveLimitFails) {
   CurlTransport::Limits limits;
   limits.bodyBytes = 100'000;
   useLimits(limits);
@@ -156,7 +155,7 @@ TEST_F(URLSessionTest, AnswerLongerThanTheLimitIsAnErrorAndTheLimitItselfIsNot) 
   EXPECT_EQ(perform(get(server.url("/long"))).errorCode, URLErrorBadServerResponse);
 }
 
-TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
+TEST_F(URLSessionTest, RedirectsUseOnlyHTTPSAndAreLimited) {
   LoopbackServer server;
   auto redirect = [&](const std::string& from, const std::string& to, int status) {
     server.handle(from, [=](const auto&) {
@@ -179,7 +178,7 @@ TEST_F(URLSessionTest, RedirectsStayOnHTTPSAndAreCounted) {
   EXPECT_EQ(server.requests("/loop").size(), 21u);
 }
 
-TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground) {
+TEST_F(URLSessionTest, ManyRequestsShareFewConnections) {
   DispatchQueue::installMain();
   LoopbackServer server;
   std::atomic<int> inside{0};
@@ -187,7 +186,7 @@ TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground
   server.handle("/n", [&](const auto& request) {
     int now = ++inside;
     for (int known = most; known < now && !most.compare_exchange_weak(known, now);) continue;
-    std::this_thread::sleep_for(2ms);  // so that they would pile up if they could
+    std::this_thread::sleep_for(2ms);  // so that requests would overlap if they could
     --inside;
     return LoopbackServer::Response{200, request.body};
   });
@@ -209,7 +208,7 @@ TEST_F(URLSessionTest, ManyRequestsShareFewConnectionsAndCompleteInTheBackground
   EXPECT_FALSE(isMain.get_future().get());
 }
 
-// Completions that take their time hold up neither each other nor further requests.
+// Slow completions delay neither each other nor further requests.
 TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
   LoopbackServer server;
   server.answer("/a", "a");
@@ -224,8 +223,8 @@ TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
   EXPECT_EQ(future.get(), "a");
 }
 
-// The line in front of a busy host does not count as silence.
-TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
+// Time in the queue for a busy host does not count towards the timeout.
+TEST_F(URLSessionTest, WaitingInQueueIsNotATimeout) {
   CurlTransport::Limits limits;
   limits.transfersPerHost = 1;
   useLimits(limits);
@@ -240,9 +239,8 @@ TEST_F(URLSessionTest, WaitingInLineIsNotATimeout) {
   EXPECT_EQ(server.connectionCount(), 1u);
 }
 
-// A process may end while transfers are under way. The server is the parent's: it must not end with the
-// child.
-TEST_F(URLSessionTest, ProcessMayEndDuringATransfer) {
+// A process may exit during transfers. The server runs in the parent process, because it must not end with the child.
+TEST_F(URLSessionTest, ProcessMayExitDuringTransfer) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   std::optional<LoopbackServer> server;
   if (!getenv("OQSDK_TEST_ADDRESS")) {

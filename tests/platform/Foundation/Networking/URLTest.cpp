@@ -9,7 +9,7 @@
 namespace oq {
 namespace {
 
-TEST(URL, TakesWhatMayStandInAnAddressAndNothingElse) {
+TEST(URL, AcceptsOnlyCharactersOfRFC3986) {
   for (const char* good : {"https://localhost:38088/push/sdk/login?a=1&b=%E4%bd%A0#top", "(null)/push", "/a;b@c", "%20",
                            "https://[::1]:8088/", "HTTPS://EXAMPLE.com/~x'!*$,="}) {
     auto url = URL::withString(good);
@@ -23,7 +23,7 @@ TEST(URL, TakesWhatMayStandInAnAddressAndNothingElse) {
   }
 }
 
-TEST(URL, SchemeIsInLowerCaseAndEmptyForARelativeAddress) {
+TEST(URL, SchemeIsLowerCaseAndEmptyForRelativeAddress) {
   EXPECT_EQ(URL::withString("HttpS://x")->scheme(), "https");
   EXPECT_EQ(URL::withString("itms-apps+1.x:foo")->scheme(), "itms-apps+1.x");
   for (const char* relative : {"(null)/push", "/a:b", "a/b:c", "1a:b", "?q=http://x", "a", "a%3A:b"}) {
@@ -31,7 +31,7 @@ TEST(URL, SchemeIsInLowerCaseAndEmptyForARelativeAddress) {
   }
 }
 
-TEST(HTTPStatus, HasATextForEveryNumber) {
+TEST(HTTPStatus, EveryStatusHasAPhrase) {
   EXPECT_EQ(localizedStringForStatusCode(404), "not found");
   EXPECT_EQ(localizedStringForStatusCode(500), "internal server error");
   EXPECT_EQ(localizedStringForStatusCode(505), "unsupported version");

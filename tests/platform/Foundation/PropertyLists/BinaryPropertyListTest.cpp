@@ -21,7 +21,7 @@ Table smallDictionary() {
   return table;
 }
 
-/// A list of the given object bytes, one after the other, with one-byte offsets and references.
+/// A list of the given object bytes in sequence, with one-byte offsets and references.
 Data raw(const std::vector<std::string>& objects) {
   std::string text = "bplist00", offsets;
   for (const auto& object : objects) {
@@ -43,14 +43,14 @@ std::string bytes(std::initializer_list<int> values) {
 
 }  // namespace
 
-TEST(BinaryPropertyList, OthersReadEveryKindOfNode) {
+TEST(BinaryPropertyList, OtherToolsReadEveryKindOfNode) {
   constexpr auto Min = std::numeric_limits<std::int64_t>::min();
   constexpr auto Max = std::numeric_limits<std::int64_t>::max();
   Data data = write(listOf({// numbers
                             true, false, std::int64_t{0}, std::int64_t{255}, std::int64_t{256}, std::int64_t{65536},
                             std::int64_t{1} << 32, Max, Min, std::int64_t{-1}, std::uint64_t{1} << 63,
                             RealNode{0.5, false}, RealNode{1.5, true}, dateFromSecondsSince1970(86400),
-                            // bytes, texts and references
+                            // bytes, strings and references
                             Data{1, 2}, Data(300, 9), std::string("plain"), std::string(20, 'a'), std::string("é😀"),
                             std::string(), Uid{5}, Uid{70000}}));
   EXPECT_EQ(python("print([x if x != bytes([9] * 300) else 'long' for x in plistlib.load(open(path, 'rb'))])", data),
@@ -64,7 +64,7 @@ TEST(BinaryPropertyList, OthersReadEveryKindOfNode) {
   }
 }
 
-TEST(BinaryPropertyList, ReadsWhatOthersWrite) {
+TEST(BinaryPropertyList, ReadsFilesOfOtherTools) {
   EXPECT_EQ(textOf(read(plistFromPython("[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, "
                                         "datetime.datetime(2001, 1, 1), 'a' * 70000]"))),
             "[True, -5, 9223372036854775807, 9223372036854775808u, 1099511627776, real 0.10000000000000001, b'xy', "
@@ -77,7 +77,7 @@ TEST(BinaryPropertyList, ReadsWhatOthersWrite) {
             "[True, -5, real 0.5, 'é😀', b'xy', date 978307200, {'k': []}]");
 }
 
-TEST(BinaryPropertyList, RepairsTextThatIsNotUTF8) {
+TEST(BinaryPropertyList, ReplacesInvalidUTF8) {
   auto table = read(write(listOf({std::string("a\xff\xe2\x82z"), std::string("\0é", 3)})));
   ASSERT_TRUE(table);
   EXPECT_EQ(std::get<std::string>(table->nodes[0]).substr(0, 4), "a\xef\xbf\xbd");
@@ -85,7 +85,7 @@ TEST(BinaryPropertyList, RepairsTextThatIsNotUTF8) {
   EXPECT_EQ(std::get<std::string>(table->nodes[1]), std::string("\0é", 3));
 }
 
-TEST(BinaryPropertyList, RefusesMalformedFiles) {
+TEST(BinaryPropertyList, RejectsMalformedFiles) {
   ASSERT_TRUE(read(raw({bytes({0xA1, 1}), bytes({0x09})})));
   struct Case {
     const char* what;
@@ -99,7 +99,7 @@ TEST(BinaryPropertyList, RefusesMalformedFiles) {
       {"string longer than the file", {bytes({0x5E, 'a'})}},
       {"high byte in ASCII", {bytes({0x51, 0xE9})}},
       {"half of a pair", {bytes({0x61, 0xD8, 0x00})}},
-      {"pair the wrong way round", {bytes({0x62, 0xDC, 0x00, 0xD8, 0x00})}},
+      {"pair in the wrong order", {bytes({0x62, 0xDC, 0x00, 0xD8, 0x00})}},
       {"torn integer", {bytes({0x13, 1, 2})}},
       {"integer of 32 bytes", {bytes({0x15}) + std::string(32, 1)}},
       {"integer beyond 64 bits", {bytes({0x14}) + std::string(16, 1)}},
@@ -108,19 +108,19 @@ TEST(BinaryPropertyList, RefusesMalformedFiles) {
       {"unknown simple value", {bytes({0x0A})}},
       {"date of another kind", {bytes({0x32}) + std::string(8, 0)}},
       {"UID of 16 bytes", {bytes({0x8F}) + std::string(16, 0)}},
-      {"key that is no string", {bytes({0xD1, 1, 1}), bytes({0x09})}},
+      {"key that is not a string", {bytes({0xD1, 1, 1}), bytes({0x09})}},
   };
   for (const auto& c : cases) EXPECT_FALSE(read(raw(c.objects))) << c.what;
 }
 
-TEST(BinaryPropertyList, KeepsCirclesAsReferences) {
+TEST(BinaryPropertyList, KeepsCyclesAsReferences) {
   auto table = read(raw({bytes({0xA2, 0, 0})}));
   ASSERT_TRUE(table);
   EXPECT_EQ(std::get<ArrayNode>(table->nodes[0]).items, (std::vector<Ref>{0, 0}));
 }
 
-TEST(BinaryPropertyList, OneLongObjectNamedOftenIsRefused) {
-  // 20,000 offsets that all name the same array of 20,000 references would be 1.6 GB.
+TEST(BinaryPropertyList, RejectsManyReferencesToOneLongObject) {
+  // 20,000 offsets of the same array of 20,000 references would expand to 1.6 GB.
   std::string text = "bplist00" + bytes({0xAF, 0x11, 20000 >> 8, 20000 & 255}) + std::string(40000, '\0');
   std::size_t tableOffset = text.size();
   for (int i = 0; i < 20000; ++i) text.push_back(8);
@@ -134,7 +134,7 @@ TEST(BinaryPropertyList, OneLongObjectNamedOftenIsRefused) {
   EXPECT_FALSE(read(dataFromString(text + trailer)));
 }
 
-TEST(SealedPropertyList, IsReadWithItsSealAlone) {
+TEST(SealedPropertyList, IsReadOnlyWithValidSeal) {
   const Data sealed = writeSealed(smallDictionary());
   ASSERT_TRUE(readSealed(sealed));
   Data longer = sealed;
@@ -144,7 +144,7 @@ TEST(SealedPropertyList, IsReadWithItsSealAlone) {
   EXPECT_FALSE(readSealed({}));
 }
 
-TEST(SealedPropertyList, IsAnOrdinaryListToOthers) {
+TEST(SealedPropertyList, OtherToolsReadSealedLists) {
   Data sealed = writeSealed(smallDictionary());
   EXPECT_EQ(python("list = plistlib.load(open(path, 'rb'))\nprint(list['name'], list['größe'], "
                    "list['OQChecksum'][:7])",

@@ -13,7 +13,7 @@
 #include "Foundation/Values/Data.h"
 #include "support/Python.h"
 
-/// Readers and writers of property lists that others wrote.
+/// Independent readers and writers of property lists.
 namespace oq::test {
 
 inline plist::Table listOf(const std::vector<plist::Node>& nodes) {
@@ -24,7 +24,7 @@ inline plist::Table listOf(const std::vector<plist::Node>& nodes) {
   return table;
 }
 
-/// The node as the judges' language would write it.
+/// The node in the syntax of Python.
 inline std::string textOf(const plist::Table& table, plist::Ref ref) {
   using namespace plist;
   const Node& node = table.nodes[ref];
@@ -56,7 +56,7 @@ inline std::string textOf(const std::optional<plist::Table>& table) {
   return table ? textOf(*table, table->root) : "unreadable";
 }
 
-/// The bytes that the Python expression is written as.
+/// The bytes that Python writes for the expression.
 inline Data plistFromPython(const std::string& expression) {
   ScratchFolder folder;
   std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression +
@@ -66,7 +66,7 @@ inline Data plistFromPython(const std::string& expression) {
   return dataFromString(errors + textOfFile(folder / "made"));
 }
 
-/// The bytes that libplist writes for what is said in XML.
+/// The bytes that libplist writes for the XML.
 inline Data binaryFromLibplist(const std::string& xml) {
   std::string document = "<plist version=\"1.0\">" + xml + "</plist>";
   plist_t list = nullptr;
@@ -80,7 +80,7 @@ inline Data binaryFromLibplist(const std::string& xml) {
   return data;
 }
 
-/// The XML that libplist makes of a binary list; "" when it cannot read it.
+/// The XML that libplist makes of a binary list; "" if it cannot read it.
 inline std::string xmlFromLibplist(const Data& data) {
   plist_t list = nullptr;
   plist_from_bin(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &list);

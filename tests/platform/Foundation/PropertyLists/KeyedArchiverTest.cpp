@@ -59,29 +59,29 @@ std::shared_ptr<Item> itemWith(Value text) {
   return item;
 }
 
-/// What another program wrote, with our checksum put on, so that nothing but the contents is judged.
+/// Reads an archive written by Python; adds our checksum, so that only the contents decide.
 std::optional<Items> unarchivedFromPython(const std::string& objects, const std::string& top = "{'root': UID(1)}",
                                           const std::string& archiver = "NSKeyedArchiver") {
   auto table = plist::read(plistFromPython("{'$version': 100000, '$archiver': '" + archiver + "', '$top': " + top +
                                            ", '$objects': ['$null', " + objects + "]}"));
-  EXPECT_TRUE(table) << "the judge wrote nothing";
+  EXPECT_TRUE(table) << "Python wrote nothing";
   return table ? unarchived(plist::writeSealed(*std::move(table))) : std::nullopt;
 }
 
-const std::string ArrayAndItemClass =
+const std::string kArrayAndItemClass =
     "{'$class': UID(2), 'NS.objects': [UID(4)]}, {'$classname': 'NSArray', '$classes': ['NSArray', "
     "'NSObject']}, "
     "{'$classname': 'OQItem', '$classes': ['OQItem', 'NSObject']}, ";
 
 }  // namespace
 
-TEST(KeyedArchiver, ValuesOfEveryKindComeBackAsTheyWere) {
+TEST(KeyedArchiver, AllKindsOfValuesRoundTrip) {
   const Value values[] = {// numbers
                           nullptr, true, false, 0, 1, -1, 300, std::numeric_limits<std::int64_t>::min(),
                           std::uint64_t{18446744073709551615u}, 1.0, 0.1, -0.0,
-                          // texts
+                          // strings
                           "", "$null", "text é😀", "NSArray",
-                          // what holds others
+                          // containers
                           Array{}, Dictionary{}, Array{1, 1.0, true, "1", nullptr, Array{}, Dictionary{}},
                           Dictionary{{"b", Array{1, 2}}, {"a", Dictionary{{"b", nullptr}}}}};
   Items items;
@@ -112,9 +112,9 @@ print(o.count('shared'))
   EXPECT_NE(xmlFromLibplist(data).find("<string>NSKeyedArchiver</string>"), std::string::npos);
 }
 
-TEST(KeyedArchiver, ReadsWhatOthersWrite) {
+TEST(KeyedArchiver, ReadsFilesOfOtherTools) {
   auto items =
-      unarchivedFromPython(ArrayAndItemClass +
+      unarchivedFromPython(kArrayAndItemClass +
                            "{'$class': UID(3), 'text': UID(5), 'count': 2**40, 'flag': True, "
                            "'size': 2.5, 'color': UID(6)}, 'é', {'$class': UID(7), 'UIRed': 1.0, 'UIGreen': 0.5, "
                            "'UIBlue': 0.0, 'UIAlpha': 1.0}, {'$classname': 'UIColor', '$classes': []}");
@@ -127,9 +127,9 @@ TEST(KeyedArchiver, ReadsWhatOthersWrite) {
   EXPECT_EQ(item.colour, (UIColor{1, 0.5, 0, 1}));
 }
 
-TEST(KeyedArchiver, AFieldOfAnotherTypeReadsAsNothing) {
+TEST(KeyedArchiver, FieldOfAnotherTypeReadsAsEmpty) {
   auto items =
-      unarchivedFromPython(ArrayAndItemClass +
+      unarchivedFromPython(kArrayAndItemClass +
                            "{'$class': UID(3), 'text': 'bare', 'count': 2.5, 'flag': 1, 'size': 3, 'when': True, "
                            "'color': UID(4), 'child': UID(2)}");
   ASSERT_TRUE(items && items->size() == 1u);
@@ -143,39 +143,39 @@ TEST(KeyedArchiver, AFieldOfAnotherTypeReadsAsNothing) {
   EXPECT_FALSE(item.child);
 }
 
-TEST(KeyedArchiver, AForeignArchiveReadsAsAbsent) {
-  const std::string item = ArrayAndItemClass + "{'$class': UID(3)}";
+TEST(KeyedArchiver, ForeignArchiveReadsAsAbsent) {
+  const std::string item = kArrayAndItemClass + "{'$class': UID(3)}";
   ASSERT_TRUE(unarchivedFromPython(item));
   for (const char* top : {"{'root': UID(4)}", "{'root': UID(99)}", "{'root': UID(2**63)}", "{'root': 1}", "{}"})
     EXPECT_FALSE(unarchivedFromPython(item, top)) << top;
   EXPECT_FALSE(unarchivedFromPython(item, "{'root': UID(1)}", "SomeArchiver"));
-  EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + "{'$class': UID(2)}")) << "another class in the array";
-  EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + "'text'"));
-  EXPECT_FALSE(unarchived(plist::write(*plist::read(archived({itemWith("x")}))))->empty()) << "the seal is still right";
+  EXPECT_FALSE(unarchivedFromPython(kArrayAndItemClass + "{'$class': UID(2)}")) << "another class in the array";
+  EXPECT_FALSE(unarchivedFromPython(kArrayAndItemClass + "'text'"));
+  EXPECT_FALSE(unarchived(plist::write(*plist::read(archived({itemWith("x")}))))->empty()) << "the seal is still valid";
   EXPECT_FALSE(unarchived(plistFromPython("{'$objects': []}")));
   EXPECT_FALSE(unarchived({}));
 }
 
-TEST(KeyedArchiver, CirclesAndExplosionsAreRefused) {
+TEST(KeyedArchiver, RejectsCyclesAndExcessiveExpansion) {
   const std::string item = "{'$class': UID(3), 'text': UID(5)}, ", list = "{'$class': UID(2), 'NS.objects': ";
   const std::pair<const char*, std::string> cases[] = {
-      {"circle", item + list + "[UID(5)]}"},
-      {"circle of many", item + list + "[UID(5)] * 1000}"},
+      {"cycle", item + list + "[UID(5)]}"},
+      {"cycle of many", item + list + "[UID(5)] * 1000}"},
       {"its own child", "{'$class': UID(3), 'child': UID(4)}"},
       {"10^30 strings", item + "*[" + list + "[UID(6 + i)] * 10} for i in range(30)], 'end'"},
       {"9 MB of text from 9 KB", item + list + "[UID(6)] * 3000}, 'x' * 3000"},
       {"2.5 GB of text", item + list + "[UID(6)] * 50000}, 'x' * 50000"},
       {"a wide object named often", item + list + "[UID(6)] * 60000}, {str(i): 1 for i in range(60000)}"},
   };
-  for (const auto& [what, objects] : cases) EXPECT_FALSE(unarchivedFromPython(ArrayAndItemClass + objects)) << what;
-  // 100,000 objects of one and the same.
+  for (const auto& [what, objects] : cases) EXPECT_FALSE(unarchivedFromPython(kArrayAndItemClass + objects)) << what;
+  // 100,000 references to the same object.
   EXPECT_FALSE(unarchivedFromPython(
       "{'$class': UID(2), 'NS.objects': [UID(4)] * 100000}, {'$classname': 'NSArray', '$classes': []}, "
       "{'$classname': 'OQItem', '$classes': []}, {'$class': UID(3)}"));
 }
 
-TEST(KeyedArchiver, WhatItWritesCanBeReadInProportion) {
-  // Lists that refer to the same things as often as a list can.
+TEST(KeyedArchiver, WrittenArchivesStayWithinTheReadersBudget) {
+  // Lists that refer to the same values as often as possible.
   const std::string url(2000, 'u');
   Array longTexts, shortTexts, numbers;
   for (int i = 0; i < 50'000; ++i) {
@@ -192,11 +192,11 @@ TEST(KeyedArchiver, WhatItWritesCanBeReadInProportion) {
     auto back = unarchived(data);
     ASSERT_TRUE(back && back->size() == list.size()) << &list - lists;
     EXPECT_EQ(back->back()->text, list.back()->text);
-    // What making its objects takes.
+    // The memory that the decoded strings take.
     const std::size_t texts = &list == &lists[0] ? longTexts.size() : &list == &lists[4] ? sameText.size() : 0;
     EXPECT_LT(texts * url.size(), 32 * data.size()) << &list - lists;
   }
-  EXPECT_LT(archived(sameText).size(), 20'000 * url.size() / 8) << "texts are still shared";
+  EXPECT_LT(archived(sameText).size(), 20'000 * url.size() / 8) << "strings are still shared";
 }
 
 TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
@@ -211,7 +211,7 @@ TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
   EXPECT_NE(serialize((*back)[1]->text).find("null"), std::string::npos);
 }
 
-TEST(KeyedArchiver, AnObjectMadeWhileEncodingIsNotMistakenForAnother) {
+TEST(KeyedArchiver, TemporaryObjectIsNotMistakenForAnother) {
   struct Maker : SecureCoding {
     std::string archivedClassName() const override { return Item::ArchivedClassName; }
     void encodeWithCoder(KeyedArchiver& coder) const override {
@@ -224,7 +224,7 @@ TEST(KeyedArchiver, AnObjectMadeWhileEncodingIsNotMistakenForAnother) {
   EXPECT_EQ(back->front()->child->text, Value("second"));
 }
 
-TEST(KeyedArchiver, ATornOrFlippedArchiveReadsAsAbsent) {
+TEST(KeyedArchiver, DamagedArchiveReadsAsAbsent) {
   const Data data = archived({itemWith("some text"), itemWith(Array{1, 2})});
   ASSERT_TRUE(unarchived(data));
   for (std::size_t bit = 0; bit < 8 * data.size(); ++bit) {

@@ -33,7 +33,7 @@ PropertyValue backAgain(const PropertyValue& value) {
   return bytes ? PropertyListSerialization::propertyListWithData(*bytes) : PropertyValue("unwritable");
 }
 
-/// An array in an array and so on, the innermost one empty.
+/// Arrays nested in arrays; the innermost one is empty.
 Value nested(int levels) {
   Value value = Array{};
   for (int i = 1; i < levels; ++i) value = Array{std::move(value)};
@@ -42,7 +42,7 @@ Value nested(int levels) {
 
 }  // namespace
 
-TEST(XMLPropertyList, OthersReadEveryKindOfNode) {
+TEST(XMLPropertyList, OtherToolsReadEveryKindOfNode) {
   Table table = listOf({true, std::int64_t{-5}, std::numeric_limits<std::int64_t>::min(), std::uint64_t{1} << 63,
                         RealNode{0.1}, RealNode{5}, RealNode{1e300}, dateFromSecondsSince1970(-1.5), Data{},
                         Data{0, 255}, std::string("<é&😀>\r\n\t \"'"), std::string()});
@@ -53,7 +53,7 @@ TEST(XMLPropertyList, OthersReadEveryKindOfNode) {
             "datetime.datetime(1969, 12, 31, 23, 59, 58), b'', b'\\x00\\xff', '<é&😀>\\r\\n\\t \"\\'', '']\n");
 }
 
-TEST(XMLPropertyList, ReadsWhatOthersWrite) {
+TEST(XMLPropertyList, ReadsFilesOfOtherTools) {
   Data xml = xmlFromPython(
       "{'b': [True, False, -5, 2**63 - 1, 2**63, 0.1, float('inf')], '<k&é>': {'': ''}, 's': ' a\\n<b>&amp; "
       "', "
@@ -66,7 +66,7 @@ TEST(XMLPropertyList, ReadsWhatOthersWrite) {
                 every + "'}");
 }
 
-TEST(XMLPropertyList, RefusesWhatIsNoPropertyList) {
+TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
   ASSERT_TRUE(readText(document("<string/>")));
   ASSERT_TRUE(readText(document("<!-- kept out --><string>a<!-- b -->c<![CDATA[<]]>&#13;&gt;</string>")));
   const std::string whole = document("<dict><key>k</key><integer>7</integer></dict>");
@@ -79,7 +79,7 @@ TEST(XMLPropertyList, RefusesWhatIsNoPropertyList) {
       "<dict><key>k</key></dict>", "<dict><string>k</string></dict>", "<dict><key>k</key><key>l</key><true/></dict>",
       "<dict><key>k</key><true/><key>k</key><true/></dict>", "<dict>text</dict>", "<array>text</array>",
       "<array><key>k</key></array>",
-      // texts
+      // strings
       "<string a=\"b\"/>", "<string><true/></string>", "<string>&foreign;</string>", "<string>&#0;</string>",
       "<string>&#1;</string>", "<string>\xff</string>",
       // numbers
@@ -99,7 +99,7 @@ TEST(XMLPropertyList, RefusesWhatIsNoPropertyList) {
   }
 }
 
-TEST(XMLPropertyList, RefusesToWriteWhatTheFormatCannotSay) {
+TEST(XMLPropertyList, RejectsUnsupportedNodes) {
   Table circle;
   circle.nodes = {ArrayNode{{0, 0}}};
   Table doubling = listOf({true});
@@ -115,24 +115,24 @@ TEST(XMLPropertyList, RefusesToWriteWhatTheFormatCannotSay) {
   }
 }
 
-TEST(PropertyListSerialization, GivesBackWhatItWasGiven) {
+TEST(PropertyListSerialization, ValuesRoundTrip) {
   const PropertyValue values[] = {// bare
                                   Value(true), Value(1), Value(1.0), Value(""), Value(" x\r\n"), Value(Array{}),
                                   Value(Dictionary{}), Value(std::uint64_t{1} << 63), Data{}, Data{1, 2},
                                   dateFromSecondsSince1970(1794614400),
-                                  // in each other
+                                  // nested
                                   Value(Dictionary{{"b", 1}, {"", Array{"x", 0.25, false}}}), nested(512)};
   for (const auto& value : values) {
     PropertyValue back = backAgain(value);
     EXPECT_TRUE(back == value);
-    // An integer equals the same whole double, and must yet stay an integer.
+    // An integer equals the whole double with the same value, but must stay an integer.
     if (auto* object = std::get_if<Value>(&value)) {
       EXPECT_EQ(std::get<Value>(back).kind(), object->kind());
     }
   }
 }
 
-TEST(PropertyListSerialization, SaysWhatItCannotDo) {
+TEST(PropertyListSerialization, ReportsErrors) {
   for (const Value& value : {Value(), Value(Array{nullptr}), Value(Dictionary{{"k", "\x02"}}), nested(600)}) {
     Error error;
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(value, PropertyListFormat::XML, &error));

@@ -14,14 +14,14 @@
 #include "Foundation/Stores/UserDefaults.h"
 #include "support/ScratchFolder.h"
 
-/// Processes that are killed at random moments while they write. OQSDK_KILLS sets how many of each kind (50
-/// by default, 1000 for a night).
+/// Kills processes at random moments while they write. OQSDK_KILLS sets how many of each kind (default 50; 1000 for a
+/// night).
 namespace oq {
 namespace {
 
 using namespace oq::test;
 
-/// One of the many objects of an archive; all of one archive bear the same number.
+/// One of the many objects of an archive; all objects of one archive have the same number.
 struct Stamp : SecureCoding {
   static constexpr const char* ArchivedClassName = "OQStamp";
   std::int64_t number = 0;
@@ -37,11 +37,11 @@ struct Stamp : SecureCoding {
   }
 };
 
-constexpr std::size_t StampsPerArchive = 300;
+constexpr std::size_t kStampsPerArchive = 300;
 
 Data archiveOf(std::int64_t number) {
   std::vector<std::shared_ptr<const SecureCoding>> stamps;
-  for (std::size_t i = 0; i < StampsPerArchive; ++i) {
+  for (std::size_t i = 0; i < kStampsPerArchive; ++i) {
     auto stamp = std::make_shared<Stamp>();
     stamp->number = number;
     stamp->text = Value(std::string(200, 'a') + std::to_string(i) + "." + std::to_string(number));
@@ -50,28 +50,28 @@ Data archiveOf(std::int64_t number) {
   return KeyedArchiver::archivedDataWithRootObjects(stamps);
 }
 
-/// The number of the archive in the file; nullopt when it is not one whole archive.
+/// The number of the archive in the file; nullopt if the file is not one complete archive.
 std::optional<std::int64_t> numberIn(const std::filesystem::path& file) {
   auto bytes = contentsOfFile(file);
   auto stamps = bytes ? KeyedUnarchiver::unarchiveArrayOf<Stamp>(*bytes) : std::nullopt;
-  if (!stamps || stamps->size() != StampsPerArchive) return std::nullopt;
+  if (!stamps || stamps->size() != kStampsPerArchive) return std::nullopt;
   for (const auto& stamp : *stamps) {
     if (stamp->number != stamps->front()->number) return std::nullopt;
   }
   return stamps->front()->number;
 }
 
-/// What the writer has told: the write that it began last, and the one that it knew to be done.
-struct Told {
+/// The writer's progress: the last write that it began, and the last one that it completed.
+struct Progress {
   std::int64_t begun = 0, done = 0;
   bool isInside() const { return begun > done; }
 };
 
-/// Makes everything ready for the write of a number, and gives back the write itself.
+/// Prepares the write of a number, and returns a function that writes it.
 using Write = std::function<std::function<bool()>(std::int64_t number)>;
 
-/// Lets a process write number after number, from `first` on, and kills it at a moment that nobody knows.
-Told killWriter(const Write& write, std::int64_t first, std::mt19937& random) {
+/// Lets a process write number after number, starting with `first`, and kills it at a random moment.
+Progress killWriter(const Write& write, std::int64_t first, std::mt19937& random) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return {};
   pid_t child = ::fork();
@@ -84,21 +84,21 @@ Told killWriter(const Write& write, std::int64_t first, std::mt19937& random) {
     }
   }
   ::close(ends[1]);
-  pollfd firstWord{ends[0], POLLIN, 0};
-  ::poll(&firstWord, 1, 60'000);
-  // Nothing tells when to kill: any moment must do.
+  pollfd firstReport{ends[0], POLLIN, 0};
+  ::poll(&firstReport, 1, 60'000);
+  // Intentionally random: every moment must be safe.
   ::usleep(std::uniform_int_distribution<useconds_t>(0, 8000)(random));
   ::kill(child, SIGKILL);
   int status = 0;
   ::waitpid(child, &status, 0);
   EXPECT_TRUE(WIFSIGNALED(status)) << "a write failed";
 
-  Told told{first - 1, first - 1};
-  for (std::int64_t word; ::read(ends[0], &word, sizeof word) == sizeof word;) {
-    (word % 2 == 0 ? told.begun : told.done) = word / 2;
+  Progress progress{first - 1, first - 1};
+  for (std::int64_t report; ::read(ends[0], &report, sizeof report) == sizeof report;) {
+    (report % 2 == 0 ? progress.begun : progress.done) = report / 2;
   }
   ::close(ends[0]);
-  return told;
+  return progress;
 }
 
 int killCount() {
@@ -106,9 +106,9 @@ int killCount() {
   return count ? std::atoi(count) : 50;
 }
 
-/// Kills a writer again and again, and counts after how many of the deaths the file was not whole or lacked
-/// what was acknowledged. Each writer goes on where the file is. Where writes are so quick that no kill fell
-/// inside one, which would show nothing, more kills follow.
+/// Kills a writer repeatedly. Counts the kills after which the file was incomplete or lacked an acknowledged write.
+/// Each writer continues with the number in the file. If writes are so fast that no kill hit one, which would prove
+/// nothing, more kills follow.
 struct Tally {
   int kills = 0, inside = 0, faults = 0;
 };
@@ -122,12 +122,12 @@ Tally killAgainAndAgain(int kills, const Write& write, const std::function<std::
     return tally.kills >= (tally.inside > 0 ? kills : 40 * kills) || (untilFirstFault && tally.faults > 0);
   };
   while (!isEnough()) {
-    Told told = killWriter(write, next, random);
+    Progress progress = killWriter(write, next, random);
     ++tally.kills;
-    tally.inside += told.isInside();
+    tally.inside += progress.isInside();
     auto found = read();
-    // Before the very first write has ended there need not be anything.
-    bool isSound = found ? *found == told.done || *found == told.begun : told.done == 0;
+    // Before the first write has ended, the file may be missing.
+    bool isSound = found ? *found == progress.done || *found == progress.begun : progress.done == 0;
     tally.faults += !isSound;
     next = found.value_or(0) + 1;
   }
@@ -139,7 +139,7 @@ void report(const char* what, const Tally& tally) {
               tally.faults);
 }
 
-TEST(KilledWriter, LeavesAWholeArchiveWithAllThatItAcknowledged) {
+TEST(KilledWriter, ArchiveKeepsAllAcknowledgedWrites) {
   ScratchFolder folder;
   auto file = folder / "list.plist";
   auto tally = killAgainAndAgain(
@@ -150,14 +150,14 @@ TEST(KilledWriter, LeavesAWholeArchiveWithAllThatItAcknowledged) {
       [&] { return numberIn(file); });
   report("archive", tally);
   EXPECT_EQ(tally.faults, 0);
-  EXPECT_GT(tally.inside, 0) << "no kill fell inside a write: nothing was shown";
-  // The next write clears away what the dead left.
+  EXPECT_GT(tally.inside, 0) << "no kill hit a write: nothing was proved";
+  // The next write removes the files of the killed processes.
   EXPECT_TRUE(writeFileAtomically(file, archiveOf(1)));
   EXPECT_EQ(enumerateDirectory(folder.path()), std::vector<std::filesystem::path>{"list.plist"});
 }
 
-/// The same with the one thing left out that makes it safe, to show that these kills find what they look for.
-TEST(KilledWriter, WithoutTheRenameIsFoundOut) {
+/// The same without the rename that makes writes safe: shows that the kills detect unsafe writes.
+TEST(KilledWriter, WritesWithoutRenameAreDetected) {
   ScratchFolder folder;
   auto file = folder / "list.plist";
   auto writeInPlace = [&file](const Data& bytes) {
@@ -175,11 +175,11 @@ TEST(KilledWriter, WithoutTheRenameIsFoundOut) {
   EXPECT_GT(tally.faults, 0);
 }
 
-TEST(KilledWriter, LeavesUserDefaultsWithAllThatItAcknowledged) {
+TEST(KilledWriter, UserDefaultsKeepAllAcknowledgedWrites) {
   ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   const std::string padding(3000, 'x');
-  // Two rows for each number: one that is small, and one that fills pages of the database.
+  // Two rows per number: a small one, and one that fills pages of the database.
   auto write = [&](std::int64_t number) {
     auto suite = UserDefaults::withSuiteName("killed");
     return [suite, number, text = Value(padding + std::to_string(number))] {
@@ -201,7 +201,7 @@ TEST(KilledWriter, LeavesUserDefaultsWithAllThatItAcknowledged) {
   auto tally = killAgainAndAgain(killCount(), write, read);
   report("user defaults", tally);
   EXPECT_EQ(tally.faults, 0);
-  EXPECT_GT(tally.inside, 0) << "no kill fell inside a write: nothing was shown";
+  EXPECT_GT(tally.inside, 0) << "no kill hit a write: nothing was proved";
 }
 
 }  // namespace

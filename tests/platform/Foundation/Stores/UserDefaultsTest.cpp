@@ -35,7 +35,7 @@ class UserDefaultsTest : public testing::Test {
   }
   std::filesystem::path database() const { return folder / "Preferences/group.oqsdk.sqlite"; }
 
-  /// What a program that knows nothing of us would do to the file.
+  /// Changes the file as another program would.
   bool execute(const std::string& sql) const {
     sqlite3* connection = nullptr;
     bool done = sqlite3_open(database().c_str(), &connection) == SQLITE_OK &&
@@ -47,15 +47,15 @@ class UserDefaultsTest : public testing::Test {
   ScratchFolder folder;
 };
 
-const PropertyValue Nothing = Value();
+const PropertyValue kNothing = Value();
 
 }  // namespace
 
-TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
+TEST_F(UserDefaultsTest, KeepsKindsOfValuesDistinct) {
   const PropertyValue values[] = {
-      // that could be taken for each other
+      // similar values
       Value(true), Value(1), Value(1.0), Value("1"), Value(""), Value(Array{}), Value(Dictionary{}), Data{},
-      // the rest
+      // other values
       Value(std::uint64_t{1} << 63), Value(-0.5), Value(std::string_view("nul\0and é😀", 14)),
       Value(Array{1, nullptr, Array{"x"}}), Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
       Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125), dateFromSecondsSince1970(-5)};
@@ -71,20 +71,20 @@ TEST_F(UserDefaultsTest, KeepsEveryKindOfValueApart) {
     EXPECT_TRUE(same(suite()->objectForKey(name), value)) << name;
     EXPECT_TRUE(same(reopened()->objectForKey(name), value)) << name << " from the disk";
   }
-  // One key through all kinds: neighbours that compare equal are still different values.
+  // One key with all kinds of values: neighbours that compare equal are still different values.
   for (const auto& value : values) {
     EXPECT_TRUE(suite()->setObject(value, "one"));
     EXPECT_TRUE(same(reopened()->objectForKey("one"), value));
   }
 }
 
-TEST_F(UserDefaultsTest, AnotherOrderOfKeysIsAnotherValue) {
+TEST_F(UserDefaultsTest, OrderOfKeysMatters) {
   suite()->setObject(Value(Dictionary{{"a", 1}, {"b", 2}}), "k");
   suite()->setObject(Value(Dictionary{{"b", 2}, {"a", 1}}), "k");
   EXPECT_EQ(serialize(std::get<Value>(reopened()->objectForKey("k"))), "{\"b\":2,\"a\":1}");
 }
 
-TEST_F(UserDefaultsTest, ReadsBackTheSameBeforeAndAfterReopening) {
+TEST_F(UserDefaultsTest, ReadsTheSameBeforeAndAfterReopening) {
   const Value awkward[] = {std::nan(""), Array{HUGE_VAL, 1}, "\xff broken", Dictionary{{"k", std::nan("")}}};
   for (const auto& value : awkward) {
     EXPECT_TRUE(suite()->setObject(value, "k"));
@@ -93,13 +93,13 @@ TEST_F(UserDefaultsTest, ReadsBackTheSameBeforeAndAfterReopening) {
   }
 }
 
-TEST_F(UserDefaultsTest, RemovesWithNullAndReadsIntegersFromText) {
+TEST_F(UserDefaultsTest, NullRemovesAndStringsReadAsIntegers) {
   suite()->setObject(Value("x"), "k");
   EXPECT_TRUE(suite()->setObject(Value(), "k"));
-  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("k"), kNothing);
   suite()->setInteger(5, "k");
   suite()->removeObjectForKey("k");
-  EXPECT_EQ(reopened()->objectForKey("k"), Nothing);
+  EXPECT_EQ(reopened()->objectForKey("k"), kNothing);
   EXPECT_EQ(suite()->integerForKey("k"), 0);
   suite()->setObject(Value(" 12 apples"), "k");
   EXPECT_EQ(suite()->integerForKey("k"), 12);
@@ -107,12 +107,12 @@ TEST_F(UserDefaultsTest, RemovesWithNullAndReadsIntegersFromText) {
   EXPECT_EQ(suite()->integerForKey("k"), 0);
 }
 
-TEST_F(UserDefaultsTest, SuitesAndFoldersDoNotMeet) {
+TEST_F(UserDefaultsTest, SuitesAndFoldersAreSeparate) {
   setMainBundle("com.example.shop", "");
   UserDefaults::standardUserDefaults()->setInteger(1, "k");
   UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-  // An application that is called like a suite, or like a suite's file.
+  // An application named like a suite, or like a suite's file.
   suite()->setInteger(3, "k");
   for (const char* identifier : {"group.oqsdk", "%group.oqsdk", "../Preferences/group.oqsdk", "", "standard"}) {
     setMainBundle(identifier, "");
@@ -138,7 +138,7 @@ TEST_F(UserDefaultsTest, FilesArePrivateWhateverTheUmask) {
   }
 }
 
-TEST_F(UserDefaultsTest, AnUnchangedValueIsNotWritten) {
+TEST_F(UserDefaultsTest, UnchangedValueIsNotWritten) {
   suite()->setObject(Value("same"), "k");
   auto size = std::filesystem::file_size(database().string() + "-wal");
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(suite()->setObject(Value("same"), "k"));
@@ -156,7 +156,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
     return ::read(end, &byte, 1) == 1;
   };
   pid_t child = ::fork();
-  // Each side keeps its own ends alone, so that the other's death is seen as the end of the pipe.
+  // Each side closes the ends of the other, so that the death of a process closes the pipe.
   ::close(child == 0 ? toChild[1] : toChild[0]);
   ::close(child == 0 ? toParent[0] : toParent[1]);
   if (child == 0) {
@@ -172,7 +172,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
     suite()->setInteger(2 * round, "shared");
     ASSERT_TRUE(signal(toChild[1]) && await(toParent[0])) << "the child did not see this process's value";
     ASSERT_EQ(suite()->integerForKey("shared"), 2 * round + 1);
-    // Equal to what this process wrote before, but not to what is stored.
+    // Equal to what this process wrote before, but not to the stored value.
     suite()->setInteger(2 * round, "shared");
     ASSERT_EQ(suite()->integerForKey("shared"), 2 * round);
   }
@@ -180,7 +180,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   for (int end : {toChild[1], toParent[0]}) ::close(end);
 }
 
-TEST_F(UserDefaultsTest, ManyProcessesThatStartTogetherLoseNothing) {
+TEST_F(UserDefaultsTest, ManyProcessesStartingTogetherLoseNothing) {
   auto key = [](int process, int k) { return "p" + std::to_string(process) + "." + std::to_string(k); };
   EXPECT_TRUE(holdsInChildren<4>([&](int process) {
     bool ok = true;
@@ -201,7 +201,7 @@ TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
   for (int t = 0; t < 4; ++t) EXPECT_EQ(reopened()->integerForKey("t" + std::to_string(t)), 99);
 }
 
-TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
+TEST_F(UserDefaultsTest, ForeignOrDamagedFileReadsAsEmptyAndIsReplaced) {
   suite()->setObject(Value("x"), "k");
   closeAllUserDefaults();
   const std::string whole = textOfFile(database());
@@ -216,15 +216,16 @@ TEST_F(UserDefaultsTest, AForeignOrTornFileReadsAsEmptyAndIsReplaced) {
   for (const auto& text : contents) {
     closeAllUserDefaults();
     writeText(database(), text);
-    EXPECT_EQ(suite()->objectForKey("k"), Nothing) << text.size();
-    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5)) << "changed by reading";
+    EXPECT_EQ(suite()->objectForKey("k"), kNothing) << text.size();
+    EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5))
+        << "reading changed the file";
     EXPECT_TRUE(suite()->setObject(Value("new"), "k")) << text.size();
     EXPECT_TRUE(suite()->setObject(Value(7), "other")) << text.size();
     EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(Value("new")));
   }
 }
 
-TEST_F(UserDefaultsTest, ADatabaseOfAnotherProgramIsNotTakenForOurs) {
+TEST_F(UserDefaultsTest, DatabaseOfAnotherProgramIsNotUsed) {
   const char* schemas[] = {
       "CREATE TABLE entries(key, kind, value); INSERT INTO entries VALUES('k', 0, '\"x\"')",
       "CREATE TABLE other(x)",
@@ -234,35 +235,35 @@ TEST_F(UserDefaultsTest, ADatabaseOfAnotherProgramIsNotTakenForOurs) {
     closeAllUserDefaults();
     std::filesystem::remove(database());
     ASSERT_TRUE(execute(schema));
-    EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+    EXPECT_EQ(suite()->objectForKey("k"), kNothing);
     EXPECT_TRUE(suite()->setObject(Value(1), "k"));
     EXPECT_EQ(reopened()->integerForKey("k"), 1);
   }
-  // Ours, but with something added that would run when we write.
+  // Our database, but with an added trigger that would run when we write.
   closeAllUserDefaults();
   ASSERT_TRUE(execute("CREATE TRIGGER t AFTER INSERT ON entries BEGIN DELETE FROM entries; END"));
   EXPECT_TRUE(suite()->setObject(Value(2), "m"));
   EXPECT_EQ(reopened()->integerForKey("m"), 2);
 }
 
-TEST_F(UserDefaultsTest, NoticesWhatAForeignProgramWrites) {
+TEST_F(UserDefaultsTest, SeesWritesOfOtherPrograms) {
   suite()->setObject(Value("ours"), "k");
   ASSERT_TRUE(
       execute("UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
   EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("theirs")));
-  EXPECT_EQ(suite()->objectForKey("bad"), Nothing);
-  EXPECT_EQ(suite()->objectForKey("odd"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("bad"), kNothing);
+  EXPECT_EQ(suite()->objectForKey("odd"), kNothing);
 }
 
-TEST_F(UserDefaultsTest, BeginsAnewWhenItsFolderIsRemoved) {
+TEST_F(UserDefaultsTest, StartsOverWhenItsFolderIsRemoved) {
   suite()->setObject(Value(1), "k");
   std::filesystem::remove_all(folder / "Preferences");
   EXPECT_TRUE(suite()->setObject(Value(2), "m"));
-  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("k"), kNothing);
   EXPECT_EQ(reopened()->integerForKey("m"), 2);
 }
 
-TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
+TEST_F(UserDefaultsTest, FailedWriteReturnsFalseAndChangesNothing) {
   suite()->setObject(Value("old"), "k");
   closeAllUserDefaults();
   EXPECT_TRUE(holdsInChild([] {
@@ -270,9 +271,9 @@ TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
     rlimit limit{16384, 16384};
     limit.rlim_max = RLIM_INFINITY;
     ::setrlimit(RLIMIT_FSIZE, &limit);
-    bool told = !suite()->setObject(Data(200000, 1), "k");
+    bool failed = !suite()->setObject(Data(200000, 1), "k");
     suite()->synchronize();
-    if (!told || suite()->objectForKey("k") != PropertyValue(Value("old"))) return false;
+    if (!failed || suite()->objectForKey("k") != PropertyValue(Value("old"))) return false;
     limit.rlim_cur = RLIM_INFINITY;
     ::setrlimit(RLIMIT_FSIZE, &limit);
     return suite()->setObject(Data(200000, 1), "room") && suite()->synchronize();
@@ -284,10 +285,10 @@ TEST_F(UserDefaultsTest, AFailedWriteIsToldAndChangesNothing) {
   writeText(folder / "file", "");
   setApplicationDataDirectory(folder / "file");
   EXPECT_FALSE(suite()->setObject(Value(1), "k"));
-  EXPECT_EQ(suite()->objectForKey("k"), Nothing);
+  EXPECT_EQ(suite()->objectForKey("k"), kNothing);
 }
 
-TEST_F(UserDefaultsTest, StoredValuesAreReadWhereNothingCanBeWritten) {
+TEST_F(UserDefaultsTest, StoredValuesAreReadableWithoutWriteAccess) {
   suite()->setObject(Value("old"), "k");
   closeAllUserDefaults();
   EXPECT_TRUE(holdsInChild([] {
@@ -297,13 +298,13 @@ TEST_F(UserDefaultsTest, StoredValuesAreReadWhereNothingCanBeWritten) {
   }));
 }
 
-/// Takes the right to write from the process, which the system's administrator has whatever the modes say.
+/// Drops the right to write, because root may write whatever the modes are.
 static bool becomeNobody() {
   return ::getuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0);
 }
 
-TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
-  // Closed in peace, and killed with its log still there.
+TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
+  // Once closed normally, and once killed with the log still present.
   for (bool isKilled : {false, true}) {
     statusOfChild([&] {
       suite()->setObject(Value("old"), "k");
@@ -314,11 +315,11 @@ TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
     for (const char* mode : {"u=rX,go=rX", "u=rwX,go=rwX"}) {
       bool isReadOnly = mode[2] == 'r' && mode[3] == 'X';
       ASSERT_EQ(std::system(("chmod -R " + std::string(mode) + " '" + folder.path().string() + "'").c_str()), 0);
-      // With files that could be written in a folder that could not, too.
+      // Also with writable files in a folder that is not writable.
       ASSERT_EQ(std::system(("chmod go-w '" + (folder / "Preferences").string() + "'").c_str()), 0);
       EXPECT_TRUE(holdsInChild([&] {
         if (!becomeNobody()) return false;
-        return suite()->objectForKey("k") == PropertyValue(Value("old")) && suite()->objectForKey("none") == Nothing &&
+        return suite()->objectForKey("k") == PropertyValue(Value("old")) && suite()->objectForKey("none") == kNothing &&
                (!isReadOnly || !suite()->setObject(Value("new"), "k")) &&
                (!isReadOnly || suite()->objectForKey("k") == PropertyValue(Value("old")));
       })) << mode
@@ -331,21 +332,21 @@ TEST_F(UserDefaultsTest, AReadOnlyFolderIsRead) {
   }
 }
 
-TEST_F(UserDefaultsTest, ALockedDatabaseIsWaitedForAndThenRefusedNotInLine) {
+TEST_F(UserDefaultsTest, LockedDatabaseFailsAfterTimeout) {
   suite()->setObject(Value(1), "k");
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   auto begin = std::chrono::steady_clock::now();
   inThreads(10, [](int i) { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
-  // Two seconds each; in line they would take twenty.
+  // Two seconds each, in parallel; one after the other they would take twenty.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
   EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
   EXPECT_TRUE(suite()->setObject(Value(2), "k"));
 }
 
-TEST_F(UserDefaultsTest, AStuckSetUpIsNotWaitedForForEver) {
+TEST_F(UserDefaultsTest, BlockedSetUpFailsAfterTimeout) {
   suite()->setObject(Value(1), "k");
   closeAllUserDefaults();
   FileDescriptor held(::open((database().string() + "-lock").c_str(), O_RDWR | O_CLOEXEC));
@@ -355,7 +356,7 @@ TEST_F(UserDefaultsTest, AStuckSetUpIsNotWaitedForForEver) {
   EXPECT_EQ(suite()->integerForKey("k"), 1);
 }
 
-TEST_F(UserDefaultsTest, OthersReadWhatIsWrittenAndAreReadThemselves) {
+TEST_F(UserDefaultsTest, OtherToolsReadAndWriteTheDatabase) {
   suite()->setObject(Value(Dictionary{{"a", Array{1, "é"}}}), "json");
   suite()->setObject(Data{1, 2}, "bytes");
   suite()->setObject(dateFromSecondsSince1970(1.5), "date");

@@ -12,7 +12,7 @@
 using namespace oq;
 using namespace oq::test;
 
-TEST(Device, KeepsOneIdentifierForAllProcesses) {
+TEST(Device, AllProcessesShareOneIdentifier) {
   ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   int ends[2];
@@ -33,7 +33,7 @@ TEST(Device, KeepsOneIdentifierForAllProcesses) {
   EXPECT_EQ(identifierForVendor(), identifierForVendor());
 }
 
-TEST(Device, WaitsForNobodyForEverAndMakesNothingWhereNothingCanBeKept) {
+TEST(Device, BlockedOrReadOnlyFileGivesNoNewIdentifier) {
   ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
   std::string identifier = identifierForVendor();
@@ -41,7 +41,7 @@ TEST(Device, WaitsForNobodyForEverAndMakesNothingWhereNothingCanBeKept) {
   ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
   EXPECT_EQ(identifierForVendor(), identifier) << "reading needs no lock";
   ASSERT_EQ(::ftruncate(held.get(), 0), 0);
-  EXPECT_EQ(identifierForVendor(), "") << "what another one is making is not made twice";
+  EXPECT_EQ(identifierForVendor(), "") << "an identifier that another process creates is not created twice";
   setApplicationDataDirectory(folder.write("file", ""));
   EXPECT_EQ(identifierForVendor(), "");
 }

@@ -9,7 +9,7 @@
 
 using namespace oq;
 
-TEST(Base64, DecodesWhatIsWellFormedAndNothingElse) {
+TEST(Base64, DecodesOnlyWellFormedInput) {
   auto decoded = [](std::string_view text) -> std::optional<std::string> {
     auto data = dataWithBase64(text);
     return data ? std::optional(stringFromData(*data)) : std::nullopt;
@@ -30,7 +30,7 @@ TEST(Base64, DecodesWhatIsWellFormedAndNothingElse) {
   }
 }
 
-TEST(UTF8, TellsValidFromInvalid) {
+TEST(UTF8, DistinguishesValidFromInvalid) {
   for (std::string_view text : {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
     EXPECT_TRUE(isValidUTF8(text));
   }

@@ -43,7 +43,7 @@ TEST_F(DateTest, ParsesStrictly) {
   }
 }
 
-TEST_F(DateTest, KeepsTheFarFutureInTheFuture) {
+TEST_F(DateTest, FarFutureStaysInTheFuture) {
   useZone("UTC");
   auto farFuture = DateFormatter(seconds).dateFromString("9999-12-31 23:59:59");
   ASSERT_TRUE(farFuture);
@@ -52,7 +52,7 @@ TEST_F(DateTest, KeepsTheFarFutureInTheFuture) {
   EXPECT_GT(dateFromSecondsSince1970(1e300), currentDate());
 }
 
-TEST_F(DateTest, FormatsInTheZoneOfTheDevice) {
+TEST_F(DateTest, FormatsInTheDevicesZone) {
   DateFormatter formatter("yyyy-MM-dd HH:mm:ss.SSS (yyyy)");
   useZone("Asia/Shanghai");
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(0.5)), "1970-01-01 08:00:00.500 (1970)");
@@ -61,20 +61,20 @@ TEST_F(DateTest, FormatsInTheZoneOfTheDevice) {
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(0.5)), "1969-12-31 19:00:00.500 (1969)");
 }
 
-TEST_F(DateTest, HandlesTheHoursWhenClocksChange) {
+TEST_F(DateTest, HandlesClockChanges) {
   struct Case {
     const char* zone;
     const char* text;
     std::optional<double> expected;
   };
   const Case cases[] = {
-      {"America/New_York", "2026-03-08 02:30:00", std::nullopt},  // left out
+      {"America/New_York", "2026-03-08 02:30:00", std::nullopt},  // skipped
       {"America/New_York", "2026-03-08 01:59:59", 1772953199},
       {"America/New_York", "2026-03-08 03:00:00", 1772953200},
-      {"America/New_York", "2026-11-01 01:30:00", 1793514600},  // comes twice; the later one
+      {"America/New_York", "2026-11-01 01:30:00", 1793514600},  // occurs twice; the later one
       {"America/New_York", "2026-07-01 00:00:00", 1782878400},
-      {"Australia/Lord_Howe", "2026-10-04 02:15:00", std::nullopt},  // half an hour is left out
-      {"Pacific/Apia", "2011-12-30 12:00:00", std::nullopt},         // a whole day is
+      {"Australia/Lord_Howe", "2026-10-04 02:15:00", std::nullopt},  // half an hour is skipped
+      {"Pacific/Apia", "2011-12-30 12:00:00", std::nullopt},         // a whole day is skipped
       {"Pacific/Apia", "2011-12-31 00:00:00", 1325239200},
   };
   for (const auto& c : cases) {
@@ -83,7 +83,7 @@ TEST_F(DateTest, HandlesTheHoursWhenClocksChange) {
   }
 }
 
-TEST_F(DateTest, EveryHourOfAYearComesBack) {
+TEST_F(DateTest, EveryHourOfAYearRoundTrips) {
   DateFormatter formatter(seconds);
   for (const char* zone : {"America/New_York", "Europe/Berlin", "Australia/Lord_Howe", "Asia/Kathmandu"}) {
     useZone(zone);
@@ -94,11 +94,11 @@ TEST_F(DateTest, EveryHourOfAYearComesBack) {
       ASSERT_TRUE(back) << formatter.stringFromDate(date);
       if (*back != date) ++repeated;
     }
-    EXPECT_LE(repeated, 1) << zone;  // only in the hour that comes twice
+    EXPECT_LE(repeated, 1) << zone;  // only for the hour that occurs twice
   }
 }
 
-TEST_F(DateTest, AsksTheProviderForTheCurrentDate) {
+TEST_F(DateTest, CurrentDateUsesTheProvider) {
   setCurrentDateProvider([] { return dateFromSecondsSince1970(42); });
   double seen = 0;
   std::thread([&] { seen = secondsSince1970(currentDate()); }).join();

@@ -12,7 +12,7 @@
 
 using namespace oq;
 
-TEST(Format, PutsTheTextOfEachKindOfObject) {
+TEST(Format, FormatsEachKindOfObject) {
   struct Case {
     Value value;
     const char* text;
@@ -47,20 +47,20 @@ TEST(Format, ReplacesPlaceholdersInOrderAndNeverScansArguments) {
   EXPECT_EQ(stringWithFormat("%@", PropertyValue(Data{0x0a, 0xff})), "<0aff>");
 }
 
-TEST(Format, ThePlatformsLogIsQuietUnlessGLibIsAsked) {
+TEST(Format, PlatformLogIsQuietUnlessGLibIsAsked) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
-  platformLog("unasked");
+  platformLog("quiet");
   setenv("G_MESSAGES_DEBUG", "OQSDK", 1);
-  platformLog("asked");
+  platformLog("debug");
   unsetenv("G_MESSAGES_DEBUG");
   platformWarning("mistake");
   const std::string output = testing::internal::GetCapturedStdout(), errors = testing::internal::GetCapturedStderr();
   EXPECT_NE(output.find("OQSDK-DEBUG"), std::string::npos) << output;
-  EXPECT_NE(output.find(": asked\n"), std::string::npos) << output;
+  EXPECT_NE(output.find(": debug\n"), std::string::npos) << output;
   EXPECT_NE(errors.find("OQSDK-WARNING"), std::string::npos) << errors;
   EXPECT_NE(errors.find(": mistake\n"), std::string::npos) << errors;
-  EXPECT_EQ((output + errors).find("unasked"), std::string::npos) << output << errors;
+  EXPECT_EQ((output + errors).find("quiet"), std::string::npos) << output << errors;
 }
 
 TEST(Number, ReadsNumbersFromAnyObject) {
@@ -115,12 +115,12 @@ TEST(Number, ReadsNumbersFromAnyObject) {
   }
 }
 
-TEST(JSON, RefusesWhatIsNotJSON) {
+TEST(JSON, RejectsInvalidJSON) {
   auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
-  const std::string refused[] = {// torn or too much
+  const std::string refused[] = {// truncated or too long
                                  "", " ", "{", "[1,]", "{\"a\":}", "1 2", "nul", "[1]x", "\xef\xbb\xbf",
                                  "{\xef\xbb\xbf}", std::string("[1]\0", 4), deep(513),
-                                 // numbers and texts that there are not
+                                 // invalid numbers and strings
                                  "NaN", "1e999", "-1e999", "[1e400]", "{\"a\":{\"b\":-1e999}}", "'a'", "\"\xff\"",
                                  "\"\xed\xa0\x80\"", "\"\\ud800\""};
   for (const auto& text : refused) EXPECT_FALSE(valueWithJSONData(dataFromString(text))) << text.substr(0, 40);
@@ -130,7 +130,7 @@ TEST(JSON, RefusesWhatIsNotJSON) {
   }
 }
 
-TEST(JSON, WritesWhatItCanReadAgain) {
+TEST(JSON, WrittenJSONCanBeRead) {
   Value value = Dictionary{
       {"text", "a\"\\\n\t\x01\x7f/é😀"}, {"empty", Array{}}, {"n", Array{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
   EXPECT_EQ(valueWithJSONData(dataWithJSONObject(value)), value);
@@ -146,7 +146,7 @@ TEST(JSON, WritesWhatItCanReadAgain) {
   EXPECT_TRUE(valueWithJSONData(dataFromString(compactJSON(deep))));
 }
 
-TEST(JSON, RefusesToWriteFragments) {
+TEST(JSON, FragmentsAreNotWritten) {
   for (const Value& value : {Value(), Value("text"), Value(1)}) {
     try {
       dataWithJSONObject(value);

@@ -13,7 +13,7 @@ namespace {
 using Log = std::vector<std::string>;
 using Views = std::vector<std::shared_ptr<UIView>>;
 
-/// Writes its messages into a common log.
+/// Records its messages in a shared log.
 class Page : public UIViewController {
   OQ_CLASS(Page)
 
@@ -60,7 +60,7 @@ class ViewControllerTest : public UIKitTest {
   std::shared_ptr<Page> first = page("a"), second = page("b"), third = page("c");
 };
 
-TEST_F(ViewControllerTest, TheViewIsMadeWhenItIsAskedForAndLoadsOnce) {
+TEST_F(ViewControllerTest, ViewIsCreatedOnFirstUseAndLoadsOnce) {
   auto controller = page("a");
   EXPECT_FALSE(controller->isViewLoaded());
   const auto view = controller->view();
@@ -69,7 +69,7 @@ TEST_F(ViewControllerTest, TheViewIsMadeWhenItIsAskedForAndLoadsOnce) {
   EXPECT_EQ(log, (Log{"a load"}));
 }
 
-TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize) {
+TEST_F(ViewControllerTest, RootIsAddedBelowOtherViewsAndFollowsTheWindow) {
   auto overlay = add(CGRectMake(0, 0, 10, 10));
   window->setFrame(CGRectMake(0, 0, 40, 40));
   window->setRootViewController(first);
@@ -87,14 +87,14 @@ TEST_F(ViewControllerTest, ARootAppearsBelowWhatTheWindowShowsAndFollowsItsSize)
   EXPECT_EQ(window->subviews(), (Views{overlay}));
 }
 
-TEST_F(ViewControllerTest, ARootThatIsReplacedWhileItAppearsLeavesNothingBehind) {
+TEST_F(ViewControllerTest, RootReplacedWhileAppearingIsRemoved) {
   first->onWillAppear = [&] { window->setRootViewController(second); };
   window->setRootViewController(first);
   EXPECT_EQ(window->rootViewController(), second);
   EXPECT_EQ(window->subviews(), (Views{second->view()}));
 }
 
-/// Without what dims the rest of the window behind them.
+/// The navigation's subviews, without the shade behind pushed pages.
 Views shownIn(UINavigationController& navigation) {
   Views views = navigation.view()->subviews();
   std::erase_if(views, [](const auto& view) { return view->fillsSurroundings(); });
@@ -114,7 +114,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(navigation->viewControllers().size(), 2u);
   EXPECT_EQ(second->view()->window(), window.get());
   EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
-  EXPECT_EQ(first->view()->window(), window.get()) << "until the other has slid over it";
+  EXPECT_EQ(first->view()->window(), window.get()) << "until the other one has covered it";
   const CGPoint outside{150, 50};
   EXPECT_TRUE(window->wantsTouchAt(outside));
   stepTo(1);
@@ -131,7 +131,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
 }
 
-TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
+TEST_F(ViewControllerTest, OverlappingTransitionsLeaveOnlyTheLastPage) {
   auto navigation = showInNavigation(first);
   navigation->pushViewController(second, true);
   stepTo(0.1);
@@ -151,7 +151,7 @@ TEST_F(ViewControllerTest, TurnsThatFollowEachOtherLeaveOnlyTheLastPage) {
   EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
 }
 
-TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
+TEST_F(ViewControllerTest, PushOffScreenIsSilentUntilTheControllerAppears) {
   auto navigation = std::make_shared<UINavigationController>(first);
   navigation->pushViewController(second, false);
   EXPECT_TRUE(log.empty());
@@ -159,7 +159,7 @@ TEST_F(ViewControllerTest, APushOffScreenIsSilentUntilTheControllerAppears) {
   EXPECT_EQ(log, (Log{"b load", "b will appear", "b did appear"}));
 }
 
-TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
+TEST_F(ViewControllerTest, PageMayPushAnotherWhileAppearing) {
   auto navigation = showInNavigation(first);
   second->onWillAppear = [&] { navigation->pushViewController(third, false); };
   navigation->pushViewController(second, false);
@@ -167,7 +167,7 @@ TEST_F(ViewControllerTest, APageMayPushAnotherWhileItAppears) {
   EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
 }
 
-TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
+TEST_F(ViewControllerTest, OnlyTheSelectedTabIsShown) {
   auto tabs = std::make_shared<UITabBarController>();
   window->setRootViewController(tabs);
   tabs->setViewControllers({first, second, nullptr, first, tabs});
@@ -195,11 +195,11 @@ TEST_F(ViewControllerTest, OneTabShowsAndTheOthersWait) {
   EXPECT_TRUE(tabs->view()->subviews().empty());
 }
 
-TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
+TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {
   auto navigation = std::make_shared<UINavigationController>(first);
   int presented = 0, dismissed = 0;
   first->presentViewController(second, false, [&] { ++presented; });
-  EXPECT_EQ(second->presentingViewController(), nullptr);  // nothing presents where there is no window
+  EXPECT_EQ(second->presentingViewController(), nullptr);  // without a window nothing is presented
   window->setRootViewController(navigation);
   auto popup = add(CGRectMake(0, 0, 10, 10));
   log.clear();
@@ -218,7 +218,7 @@ TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
 
   log.clear();
   navigation->pushViewController(page("d"), false);
-  EXPECT_EQ(log, (Log{"d load"}));  // nobody sees it
+  EXPECT_EQ(log, (Log{"d load"}));  // not visible, so no appearance messages
   log.clear();
   second->dismissViewControllerAnimated(false, [&] { ++dismissed; });
   EXPECT_EQ(log, (Log{"b will disappear", "d will appear", "b did disappear", "d did appear"}));
@@ -228,7 +228,7 @@ TEST_F(ViewControllerTest, APresentedPageCoversTheWindowUntilItIsDismissed) {
   EXPECT_EQ(dismissed, 2);
 }
 
-TEST_F(ViewControllerTest, APresentedPageSlidesAndCompletesOnce) {
+TEST_F(ViewControllerTest, PresentedPageSlidesAndCompletesOnce) {
   window->setRootViewController(first);
   int presented = 0, dismissed = 0;
   first->presentViewController(second, true, [&] { ++presented; });
@@ -246,7 +246,7 @@ TEST_F(ViewControllerTest, APresentedPageSlidesAndCompletesOnce) {
   EXPECT_EQ(window->subviews(), (Views{first->view()}));
 }
 
-TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
+TEST_F(ViewControllerTest, StackedPresentedPagesAreDismissedTogether) {
   window->setRootViewController(first);
   first->presentViewController(second, false);
   third->setModalPresentationStyle(UIModalPresentationStyle::OverFullScreen);
@@ -260,14 +260,14 @@ TEST_F(ViewControllerTest, PagesThatArePresentedOnEachOtherGoTogether) {
                       "a did appear"}));
   EXPECT_EQ(window->subviews(), (Views{first->view()}));
 
-  // A first that goes takes along what it presents.
+  // Replacing the root also removes the page that it presents.
   first->presentViewController(second, false);
   auto other = page("d");
   window->setRootViewController(other);
   EXPECT_EQ(window->subviews(), (Views{other->view()}));
 }
 
-TEST_F(ViewControllerTest, APageMayDismissItselfWhileItAppears) {
+TEST_F(ViewControllerTest, PageMayDismissItselfWhileAppearing) {
   window->setRootViewController(first);
   second->onWillAppear = [&] { second->dismissViewControllerAnimated(false); };
   int completions = 0;
@@ -277,7 +277,7 @@ TEST_F(ViewControllerTest, APageMayDismissItselfWhileItAppears) {
   EXPECT_EQ(completions, 1);
 }
 
-TEST_F(ViewControllerTest, AHostWindowLetsTouchesThroughUntilAPageIsPushed) {
+TEST_F(ViewControllerTest, HostWindowPassesTouchesUntilAPageIsPushed) {
   auto attached = makeHostWindow(CGRectMake(0, 0, 100, 200));
   auto navigation = std::dynamic_pointer_cast<UINavigationController>(attached->rootViewController());
   ASSERT_TRUE(navigation);

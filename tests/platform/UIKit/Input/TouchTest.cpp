@@ -11,7 +11,7 @@ namespace {
 
 using Log = std::vector<std::string>;
 
-/// Writes down its touches; a test may hang something on each.
+/// Records its touches; a test may set a callback.
 class TouchView : public UIView {
  public:
   void touchesBegan(UITouch&) override { note("began"); }
@@ -36,12 +36,12 @@ class TouchTest : public UIKitTest {
   void up(double x, double y) { window->touchEnded(0, {x, y}, host.time); }
 };
 
-TEST_F(TouchTest, TheFrontMostViewThatTakesTouchesIsHit) {
+TEST_F(TouchTest, FrontMostTouchableViewIsHit) {
   auto back = add(CGRectMake(0, 0, 50, 50)), front = add(CGRectMake(0, 0, 50, 50));
   auto child = add(CGRectMake(0, 0, 20, 20), front);
   EXPECT_EQ(window->hitTest({10, 10}), child);
   EXPECT_EQ(window->hitTest({30, 30}), front);
-  EXPECT_EQ(window->hitTest({50, 10}), nullptr) << "the right edge is outside, the window itself is nothing to hit";
+  EXPECT_EQ(window->hitTest({50, 10}), nullptr) << "the right edge is outside, and the window itself is never hit";
 
   back->layer().setZPosition(1);
   EXPECT_EQ(window->hitTest({10, 10}), back);
@@ -61,7 +61,7 @@ TEST_F(TouchTest, TheFrontMostViewThatTakesTouchesIsHit) {
   }
 }
 
-TEST_F(TouchTest, WhatNoViewTakesPassesThroughToTheHost) {
+TEST_F(TouchTest, TouchesWithoutAViewPassToTheHost) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   EXPECT_FALSE(window->wantsTouchAt({60, 60}));
   EXPECT_FALSE(down(60, 60));
@@ -69,10 +69,10 @@ TEST_F(TouchTest, WhatNoViewTakesPassesThroughToTheHost) {
   EXPECT_TRUE(view->log.empty());
   EXPECT_TRUE(down(10, 10));
   up(90, 90);
-  EXPECT_EQ(view->log, (Log{"began", "ended"})) << "it stays with the view that it began in";
+  EXPECT_EQ(view->log, (Log{"began", "ended"})) << "a touch stays with the view in which it began";
 }
 
-TEST_F(TouchTest, AViewThatFillsTheSurroundingsTakesTheirTouches) {
+TEST_F(TouchTest, ViewThatFillsTheSurroundingsTakesTheirTouches) {
   auto overlay = add(CGRectMake(0, 0, 100, 200));
   auto dimming = add(CGRectMake(0, 0, 100, 200), overlay);
   EXPECT_FALSE(window->wantsTouchAt({-20, 10}));
@@ -84,7 +84,7 @@ TEST_F(TouchTest, AViewThatFillsTheSurroundingsTakesTheirTouches) {
   EXPECT_FALSE(window->wantsTouchAt({-20, 10}));
 }
 
-TEST_F(TouchTest, RemovingAViewInAnyOfItsTouchesIsSafeAndEndsTheTouchOnce) {
+TEST_F(TouchTest, ViewMayBeRemovedDuringAnyTouchPhase) {
   for (const std::string phase : {"began", "moved", "ended"}) {
     auto parent = add(CGRectMake(0, 0, 50, 50));
     auto view = add<TouchView>(CGRectMake(0, 0, 50, 50), parent);
@@ -108,7 +108,7 @@ TEST_F(TouchTest, RemovingAViewInAnyOfItsTouchesIsSafeAndEndsTheTouchOnce) {
   }
 }
 
-TEST_F(TouchTest, ClosingTheWindowInATouchIsSafe) {
+TEST_F(TouchTest, WindowMayBeClosedDuringATouch) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   view->onTouch = [&](const std::string& phase) {
     if (phase == "moved") window.reset();
@@ -119,17 +119,17 @@ TEST_F(TouchTest, ClosingTheWindowInATouchIsSafe) {
   EXPECT_EQ(view->log, (Log{"began", "moved", "cancelled"}));
 }
 
-TEST_F(TouchTest, AViewHasOneTouchAtATime) {
+TEST_F(TouchTest, ViewHasOneTouchAtATime) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   EXPECT_TRUE(window->touchBegan(1, {10, 10}, 0));
   EXPECT_TRUE(window->touchBegan(2, {20, 20}, 0));
   window->touchEnded(2, {20, 20}, 0);
   EXPECT_EQ(view->log, (Log{"began"}));
   window->touchBegan(1, {10, 10}, 0);
-  EXPECT_EQ(view->log, (Log{"began", "cancelled", "began"})) << "a lost end is made good";
+  EXPECT_EQ(view->log, (Log{"began", "cancelled", "began"})) << "a new touch cancels one whose end was lost";
 }
 
-TEST_F(TouchTest, ATapIsRecognisedBeforeTheViewAndCancelsIt) {
+TEST_F(TouchTest, TapIsRecognisedBeforeTheViewAndCancelsIt) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&] { view->log.push_back("tap"); }));
   down(10, 10);
@@ -141,17 +141,17 @@ TEST_F(TouchTest, ATapIsRecognisedBeforeTheViewAndCancelsIt) {
   down(10, 10);
   move(30, 10);
   up(10, 10);
-  EXPECT_EQ(view->log, (Log{"began", "moved", "ended"})) << "too far on the way";
+  EXPECT_EQ(view->log, (Log{"began", "moved", "ended"})) << "moved too far in between";
 }
 
-/// Removes its view as soon as it sees a touch there.
+/// Removes its view at the first touch.
 class RemovingRecognizer : public UITapGestureRecognizer {
  public:
   RemovingRecognizer() : UITapGestureRecognizer(nullptr) {}
   void touchesBegan(UITouch&, UIView& view) override { view.removeFromSuperview(); }
 };
 
-TEST_F(TouchTest, AViewThatARecogniserRemovesSeesNoTouchBegin) {
+TEST_F(TouchTest, ViewRemovedByRecogniserSeesNoTouchBegin) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   view->addGestureRecognizer(std::make_shared<RemovingRecognizer>());
   down(10, 10);
@@ -159,7 +159,7 @@ TEST_F(TouchTest, AViewThatARecogniserRemovesSeesNoTouchBegin) {
   EXPECT_EQ(view->log, (Log{"cancelled"}));
 }
 
-TEST_F(TouchTest, ATapMayDestroyItsOwner) {
+TEST_F(TouchTest, TapMayDestroyItsOwner) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   std::weak_ptr<UIView> watched = view;
   auto token = std::make_shared<int>(7);
@@ -176,7 +176,7 @@ TEST_F(TouchTest, ATapMayDestroyItsOwner) {
   EXPECT_EQ(token.use_count(), 1);
 }
 
-TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
+TEST_F(TouchTest, ScrollViewTakesOverVerticalDrags) {
   auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
   auto child = add<TouchView>(CGRectMake(0, 0, 100, 300), scroll);
   down(50, 80);
@@ -192,7 +192,7 @@ TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
   move(80, 69);
   move(80, 49);
   EXPECT_EQ(child->log, (Log{"began", "moved", "cancelled"}));
-  EXPECT_EQ(scroll->contentOffset(), CGPointMake(0, 20)) << "from where it was taken over";
+  EXPECT_EQ(scroll->contentOffset(), CGPointMake(0, 20)) << "counted from the point of the takeover";
   move(80, -1000);
   EXPECT_EQ(scroll->contentOffset().y, 200);
   up(80, -1000);
@@ -204,10 +204,10 @@ TEST_F(TouchTest, AScrollViewTakesOverWhatDragsVertically) {
   down(50, 50);
   move(50, 70);
   move(50, 80);
-  EXPECT_EQ(scroll->contentOffset().y, 160) << "a further drag goes on from there";
+  EXPECT_EQ(scroll->contentOffset().y, 160) << "the next drag continues from there";
 }
 
-TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
+TEST_F(TouchTest, ScrollViewDeceleratesUntilTouched) {
   auto scroll = add<UIScrollView>(CGRectMake(0, 0, 100, 100));
   scroll->setContentSize({100, 2000});
   auto shown = [&] { return scroll->layer().presentation(host.time).bounds.origin.y; };
@@ -218,13 +218,13 @@ TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
       move(50, 90 - i * step);
     }
   };
-  drag(10);  // 1000 points a second: it comes to rest half a second's way further
+  drag(10);  // 1000 points per second: it moves another 500 points
   up(50, 40);
   EXPECT_EQ(shown(), 50);
   stepTo(host.time + 0.2);
   EXPECT_NEAR(shown(), 50 + 500 * (1 - std::exp(-0.4)), 5);
   EXPECT_TRUE(window->wantsTouchAt({50, 50}));
-  EXPECT_EQ(window->hitTest({50, 50}), scroll) << "in motion it can be touched";
+  EXPECT_EQ(window->hitTest({50, 50}), scroll) << "it can be touched while decelerating";
   const double stopped = shown();
   down(50, 50);
   up(50, 50);
@@ -234,8 +234,8 @@ TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
   drag(10);
   stepTo(host.time + 0.2);
   up(50, 40);
-  EXPECT_FALSE(scroll->isDecelerating()) << "it had come to rest";
-  // At the end of the content there is nothing to roll on.
+  EXPECT_FALSE(scroll->isDecelerating()) << "the finger had rested";
+  // At the end of the content it does not decelerate.
   scroll->setContentOffset({0, 1900});
   drag(10);
   up(50, 40);
@@ -247,7 +247,7 @@ TEST_F(TouchTest, AScrollViewThatIsLetGoInMotionRollsOnUntilItIsTouched) {
   AnimationEngine::shared().setEnabled(false);
   drag(10);
   up(50, 40);
-  EXPECT_EQ(shown(), 50) << "it neither rolls nor jumps";
+  EXPECT_EQ(shown(), 50) << "it neither decelerates nor jumps";
   AnimationEngine::shared().setEnabled(true);
 }
 
@@ -256,7 +256,7 @@ class GreedyView : public TouchView {
   bool takesOver(const UITouch&) const override { return true; }
 };
 
-TEST_F(TouchTest, AViewThatIsTakenOverMayRemoveTheTaker) {
+TEST_F(TouchTest, ViewMayRemoveTheViewThatTakesOver) {
   auto taker = add<GreedyView>(CGRectMake(0, 0, 100, 100));
   auto child = add<TouchView>(CGRectMake(0, 0, 100, 100), taker);
   child->onTouch = [&](const std::string& phase) {
@@ -266,7 +266,7 @@ TEST_F(TouchTest, AViewThatIsTakenOverMayRemoveTheTaker) {
   move(50, 60);
   move(50, 40);
   EXPECT_EQ(child->log, (Log{"began", "cancelled"}));
-  EXPECT_EQ(taker->log, (Log{"cancelled"})) << "it was given the touch, and never saw it begin";
+  EXPECT_EQ(taker->log, (Log{"cancelled"})) << "it got the touch without a beginning";
 }
 
 class ControlTest : public TouchTest {
@@ -289,7 +289,7 @@ TEST_F(ControlTest, TouchesBecomeEvents) {
   down(10, 10);
   EXPECT_TRUE(control->isHighlighted());
   move(10, 89);
-  EXPECT_TRUE(control->isHighlighted()) << "a finger is not that precise";
+  EXPECT_TRUE(control->isHighlighted()) << "tolerance for imprecise fingers";
   move(10, 91);
   EXPECT_FALSE(control->isHighlighted());
   move(10, 15);
@@ -307,17 +307,17 @@ TEST_F(ControlTest, TouchesBecomeEvents) {
   EXPECT_EQ(log, (Log{"down", "outside", "down", "cancel"}));
 }
 
-TEST_F(ControlTest, ADisabledControlSaysNothing) {
+TEST_F(ControlTest, DisabledControlSendsNoEvents) {
   down(10, 10);
   control->setEnabled(false);
   EXPECT_FALSE(control->isHighlighted());
   up(10, 10);
-  EXPECT_TRUE(down(10, 10)) << "and keeps its touches from the host";
+  EXPECT_TRUE(down(10, 10)) << "a disabled control still blocks touches from the host";
   up(10, 10);
   EXPECT_EQ(log, (Log{"down"}));
 }
 
-TEST_F(ControlTest, AnActionMayDropItsControlAndChangeItsActions) {
+TEST_F(ControlTest, ActionMayDropItsControlAndAddActions) {
   std::weak_ptr<UIControl> watched = control;
   const auto drop = [this](UIControl& sender) {
     if (!control) return;

@@ -17,7 +17,7 @@ namespace oq::test {
 struct Colour {
   int red, green, blue;
   bool operator==(const Colour&) const = default;
-  /// Equal but for the rounding of a blend or two.
+  /// Equal, except for rounding in one or two blends.
   bool isNear(const Colour& o) const {
     return std::abs(red - o.red) < 3 && std::abs(green - o.green) < 3 && std::abs(blue - o.blue) < 3;
   }
@@ -27,7 +27,7 @@ inline std::ostream& operator<<(std::ostream& out, const Colour& c) {
 }
 inline constexpr Colour kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
 
-/// White paper to paint on, and to look at pixel by pixel.
+/// A white surface for painting whose pixels can be read.
 class Canvas {
  public:
   Canvas(int width, int height, double scale = 1)
@@ -39,7 +39,7 @@ class Canvas {
     cairo_paint(_cr);
     cairo_scale(_cr, scale, scale);
   }
-  /// As large as the window, with the window on it.
+  /// As large as the window, with the window painted.
   explicit Canvas(UIWindow& window, double scale = 1, double now = 0)
       : Canvas(static_cast<int>(window.bounds().size.width), static_cast<int>(window.bounds().size.height), scale) {
     paint(window, now);
@@ -65,7 +65,7 @@ class Canvas {
     const unsigned char* row = cairo_image_surface_get_data(_surface) + y * cairo_image_surface_get_stride(_surface);
     return {row[4 * x + 2], row[4 * x + 1], row[4 * x]};
   }
-  /// What is not white; empty (width 0) for a blank page.
+  /// The bounds of all pixels that are not white; `pixels` is 0 for a blank canvas.
   struct Ink {
     int left, top, right, bottom, pixels;
   };

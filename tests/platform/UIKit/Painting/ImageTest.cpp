@@ -20,7 +20,7 @@ namespace {
 
 using namespace test;
 
-/// A picture whose left half is red, the rest translucent blue.
+/// A picture with a red left half and a translucent blue right half.
 cairo_surface_t* makePicture(int width, int height) {
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
   cairo_t* cr = cairo_create(surface);
@@ -38,7 +38,7 @@ Data pngOf(int width, int height) {
   return test::pngData(makePicture(width, height));
 }
 
-/// A JPEG that is red at the left, green at the right, and says how it was held.
+/// A JPEG with a red left half and a green right half, and an Exif orientation.
 Data jpegOf(int width, int height, std::uint8_t orientation) {
   GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
   gdk_pixbuf_fill(pixels, 0xff0000ff);
@@ -74,7 +74,7 @@ TEST(Image, DecodesToPremultipliedPixels) {
   EXPECT_TRUE(canvas.at(15, 5).isNear({127, 127, 255})) << canvas.at(15, 5);
 }
 
-TEST(Image, RefusesWhatIsNoPicture) {
+TEST(Image, RejectsInvalidPictures) {
   Data whole = pngOf(20, 10);
   const Data cases[] = {{},
                         dataFromString("not a picture"),
@@ -85,10 +85,10 @@ TEST(Image, RefusesWhatIsNoPicture) {
   for (const Data& data : cases) EXPECT_FALSE(UIImage::imageWithData(data)) << data.size() << " bytes";
   EXPECT_FALSE(UIImage::imageWithContentsOfFile("/nowhere/at/all.png"));
   EXPECT_FALSE(UIImage::imageWithContentsOfFile("/"));
-  EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "as large as may be";
+  EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "the maximum size";
 }
 
-/// 20,000 by 20,000 pixels in a megabyte, in every format that says so in its first bytes.
+/// Pictures of 20,000 by 20,000 pixels in a megabyte, in each format whose header has the size.
 std::vector<std::pair<std::string, Data>> bombs() {
   auto bytes = [](std::initializer_list<int> list) { return Data(list.begin(), list.end()); };
   Data png = pngOf(20, 10), jpeg = jpegOf(32, 16, 1);
@@ -118,16 +118,16 @@ long peakKilobytes() {
   return usage.ru_maxrss;
 }
 
-TEST(Image, RefusesBombsByTheirHeaders) {
+TEST(Image, RejectsHugePicturesByTheirHeader) {
   const auto pictures = bombs();
-  // What a decoder loads once does not count.
+  // Excludes memory that a decoder allocates once.
   EXPECT_TRUE(UIImage::imageWithData(pngOf(8, 8)) && UIImage::imageWithData(jpegOf(32, 16, 1)));
   const long before = peakKilobytes();
   for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
   std::thread([&] {
     for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;
   }).join();
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they keep what was freed
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // the sanitizers keep freed memory
   EXPECT_LE(peakKilobytes() - before, 16 * 1024);
 #else
   (void)before;
@@ -140,7 +140,7 @@ const Data kGif = {'G',  'I',  'F', '8', '9', 'a', 1, 0, 1,    0, 0x80, 0, 0, 25
                    0x21, 0xf9, 4,   0,   10,  0,   0, 0, 0x2c, 0, 0,    0, 0, 1,   0, 1, 0, 0, 2,   2, 0x4c, 1, 0,
                    0x3b};
 
-/// A picture that hardly compresses, in the format.
+/// A picture that hardly compresses, in the given format.
 Data noisy(const char* format) {
   GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 100, 90);
   guint length = 0;
@@ -156,7 +156,7 @@ Data noisy(const char* format) {
   return data;
 }
 
-TEST(Image, RefusesAPictureThatBreaksOff) {
+TEST(Image, RejectsTruncatedPictures) {
   const std::pair<const char*, Data> cases[] = {
       {"png", noisy("png")}, {"jpeg", noisy("jpeg")}, {"tiff", noisy("tiff")}, {"gif", kGif}};
   for (const auto& [name, whole] : cases) {
@@ -165,7 +165,7 @@ TEST(Image, RefusesAPictureThatBreaksOff) {
     Data more = whole;
     more.resize(whole.size() + 500, 'x');
     const auto image = UIImage::imageWithData(more);
-    EXPECT_TRUE(image && image->surface()) << "what follows a whole picture does not count";
+    EXPECT_TRUE(image && image->surface()) << "bytes after a complete picture are ignored";
     for (const double part : {0.3, 0.5, 0.9, 0.95}) {
       Data cut = whole;
       cut.resize(static_cast<std::size_t>(part * static_cast<double>(whole.size())));
@@ -182,7 +182,7 @@ TEST(Image, RefusesAPictureThatBreaksOff) {
     holed.insert(holed.end(), middle + 1000, whole.end());
     EXPECT_TRUE(UIImage::isBroken(holed)) << "a part in the middle is missing";
   }
-  EXPECT_FALSE(UIImage::isBroken(dataFromString("no picture")));
+  EXPECT_FALSE(UIImage::isBroken(dataFromString("not a picture")));
 }
 
 TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
@@ -193,18 +193,18 @@ TEST(Image, ShowsTheFirstFrameOfAnAnimation) {
   EXPECT_EQ(canvas.at(0, 0), kRed);
 }
 
-TEST(Image, IsTurnedAsThePhotographWasHeld) {
+TEST(Image, AppliesTheExifOrientation) {
   auto upright = UIImage::imageWithData(jpegOf(32, 16, 1)), turned = UIImage::imageWithData(jpegOf(32, 16, 6));
   ASSERT_TRUE(upright && turned);
   EXPECT_EQ(upright->size(), (CGSize{32, 16}));
   EXPECT_EQ(turned->size(), (CGSize{16, 32}));
   Canvas canvas(16, 32);
   drawImage(canvas.cr(), *turned, CGRectMake(0, 0, 16, 32));
-  EXPECT_GT(canvas.at(8, 4).red, 200);  // what was left is on top now
+  EXPECT_GT(canvas.at(8, 4).red, 200);  // the left half is at the top now
   EXPECT_GT(canvas.at(8, 28).green, 200);
 }
 
-TEST(Image, TakesItsDensityFromTheFileName) {
+TEST(Image, FileNameSetsTheScale) {
   ScratchFolder folder;
   for (auto [name, side] : {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
     auto image = UIImage::imageWithContentsOfFile(folder.write(name, stringFromData(pngOf(60, 60))));
@@ -213,7 +213,7 @@ TEST(Image, TakesItsDensityFromTheFileName) {
   }
 }
 
-TEST(ImageView, PutsItsPictureByTheContentMode) {
+TEST(ImageView, ContentModePlacesThePicture) {
   HeadlessHost host;
   auto view = std::make_shared<UIImageView>();
   view->setFrame(CGRectMake(10, 10, 40, 40));
@@ -249,7 +249,7 @@ double ownSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-TEST(ImageView, LeavesDecodingAndScalingToOtherThreads) {
+TEST(ImageView, DecodesAndScalesOnOtherThreads) {
   HeadlessHost host;
   const Data large = pngOf(4000, 3000);
   double there = 0;
@@ -266,20 +266,20 @@ TEST(ImageView, LeavesDecodingAndScalingToOtherThreads) {
   Canvas canvas(400, 300);
   const double began = ownSeconds();
   view->setImage(UIImage::imageWithData(large));
-  ASSERT_TRUE(view->image()) << "the header says that it is one";
+  ASSERT_TRUE(view->image()) << "the header is valid";
   canvas.paint(*window);
   const double untilPainted = ownSeconds() - began;
-  EXPECT_EQ(canvas.at(100, 100), kWhite) << "not there yet, and not waited for";
+  EXPECT_EQ(canvas.at(100, 100), kWhite) << "not ready yet, and painting does not wait";
   ASSERT_TRUE(host.runUntil([&] { return view->isImageReady(); }, 60));
   const auto content = view->content();
   const double resumed = ownSeconds();
   for (int frame = 0; frame < 3; ++frame) canvas.paint(*window);
   const double here = untilPainted + ownSeconds() - resumed;
   EXPECT_EQ(canvas.at(100, 100), kRed);
-  EXPECT_EQ(view->content(), content) << "made once";
+  EXPECT_EQ(view->content(), content) << "recorded once";
   EXPECT_LT(here, there / 4);
 
-  // A broken picture leaves the view as it is.
+  // A broken picture leaves the view unchanged.
   Data broken = large;
   broken.resize(broken.size() / 2);
   view->setImage(UIImage::imageWithData(broken));
@@ -298,7 +298,7 @@ class Button : public testing::Test {
   void SetUp() override { button->setFrame(CGRectMake(0, 0, 100, 100)); }
 };
 
-TEST_F(Button, DarkensWhileItIsHeldDown) {
+TEST_F(Button, DarkensWhilePressed) {
   button->setBackgroundColor(UIColor::redColor());
   button->setImage(UIImage::imageWithData(pngOf(20, 20)), UIControlStateNormal);
   Colour before = colourAt(75, 50);
@@ -309,14 +309,14 @@ TEST_F(Button, DarkensWhileItIsHeldDown) {
   window->touchEnded(0, {50, 50}, 0);
   EXPECT_EQ(colourAt(75, 50), before);
 
-  // Where there is nothing, nothing darkens.
+  // Transparent areas do not darken.
   button->setBackgroundColor(UIColor::clearColor());
   button->setImage(nullptr, UIControlStateNormal);
   hold();
   EXPECT_EQ(colourAt(5, 5), kWhite);
 }
 
-TEST_F(Button, AnswersToThePointerALittle) {
+TEST_F(Button, PointerShadesSlightly) {
   for (const UIColor background : {UIColor::redColor(), UIColor::blackColor()}) {
     button->setBackgroundColor(background);
     const Colour before = colourAt(50, 50);
@@ -325,13 +325,13 @@ TEST_F(Button, AnswersToThePointerALittle) {
     const int little = std::abs(hovered.red - before.red);
     EXPECT_GT(little, 8);
     hold();
-    EXPECT_GT(std::abs(colourAt(50, 50).red - before.red), 2 * little) << "held down";
+    EXPECT_GT(std::abs(colourAt(50, 50).red - before.red), 2 * little) << "pressed";
     window->touchEnded(0, {50, 50}, 0);
     EXPECT_EQ(colourAt(50, 50), hovered);
     EXPECT_FALSE(window->pointerMoved(std::nullopt));
     EXPECT_EQ(colourAt(50, 50), before);
   }
-  // A finger is not a pointer, and what cannot be pressed does not answer.
+  // A finger is not a pointer, and a disabled button does not react.
   const Colour before = colourAt(50, 50);
   hold();
   window->touchEnded(0, {50, 50}, 0);
@@ -339,7 +339,7 @@ TEST_F(Button, AnswersToThePointerALittle) {
   button->setEnabled(false);
   EXPECT_FALSE(window->pointerMoved(CGPoint{50, 50}));
   EXPECT_EQ(colourAt(50, 50), before);
-  // Taken away from under the pointer, it comes back as it was.
+  // A button that was removed under the pointer has its normal appearance when it is added again.
   button->setEnabled(true);
   window->pointerMoved(CGPoint{50, 50});
   button->removeFromSuperview();
@@ -347,7 +347,7 @@ TEST_F(Button, AnswersToThePointerALittle) {
   EXPECT_EQ(colourAt(50, 50), before);
 }
 
-TEST_F(Button, ShowsTheLookOfItsStateOrTheNormalOne) {
+TEST_F(Button, ShowsTheAppearanceOfItsStateOrTheNormalOne) {
   button->setTitle("normal", UIControlStateNormal);
   EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
   EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::whiteColor());
@@ -361,7 +361,7 @@ TEST_F(Button, ShowsTheLookOfItsStateOrTheNormalOne) {
   button->setImage(image, UIControlStateHighlighted);
   Colour before = colourAt(25, 50);
   hold();
-  EXPECT_EQ(colourAt(25, 50), before) << "it has a look of its own for that state";
+  EXPECT_EQ(colourAt(25, 50), before) << "it has its own appearance for that state";
 }
 
 TEST_F(Button, CentresItsTitle) {

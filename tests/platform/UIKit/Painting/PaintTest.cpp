@@ -15,7 +15,7 @@ using namespace test;
 
 constexpr UIColor red = UIColor::redColor(), green = UIColor::greenColor(), blue{0, 0, 1, 1};
 
-/// Shows one colour all over, as content rather than as background.
+/// Shows one colour everywhere, as content instead of background.
 class InkView : public UIView {
  public:
   InkView(CGRect frame, UIColor colour) : UIView(frame), _colour(colour) {}
@@ -35,7 +35,7 @@ class InkView : public UIView {
   std::shared_ptr<int> _drawn = std::make_shared<int>(0);
 };
 
-/// Writes down what it is asked to do.
+/// Records the calls.
 class RecordingPainter : public Painter {
  public:
   std::vector<std::string> calls;
@@ -90,13 +90,13 @@ class Painting : public testing::Test {
   const UIColor clear = UIColor::clearColor();
 };
 
-TEST_F(Painting, GoesFromShadowToBackgroundToContentToSubviews) {
+TEST_F(Painting, PaintsShadowThenBackgroundContentAndSubviews) {
   auto view = add(std::make_shared<InkView>(CGRectMake(10, 10, 50, 50), blue), red);
   view->layer().setShadowOpacity(0.5);
   add(CGRectMake(0, 0, 10, 10), green, view);
   EXPECT_EQ(calls(), (Calls{"shadow", "fill red", "content", "fill green"}));
 
-  view->setClipsToBounds(true);  // and the shadow, which lies outside, goes
+  view->setClipsToBounds(true);  // clipping also removes the shadow, which is outside
   EXPECT_EQ(calls(), (Calls{"fill red", "clip", "content", "fill green", "/clip"}));
 
   view->setClipsToBounds(false);
@@ -115,7 +115,7 @@ TEST_F(Painting, StacksSubviewsByZPositionAndThenByOrder) {
   EXPECT_EQ(calls(), (Calls{"fill blue", "fill red", "fill green"}));
 }
 
-TEST_F(Painting, UsesAGroupOnlyWhereThingsThatOverlapFadeTogether) {
+TEST_F(Painting, UsesAGroupOnlyForOverlappingTranslucentParts) {
   auto view = add(CGRectMake(0, 0, 50, 50), red);
   view->setAlpha(0.5);
   EXPECT_EQ(calls(), (Calls{"fill red, faint"}));
@@ -125,9 +125,9 @@ TEST_F(Painting, UsesAGroupOnlyWhereThingsThatOverlapFadeTogether) {
   child->setHidden(true);
   EXPECT_EQ(calls(), (Calls{"fill red, faint"}));
   child->setHidden(false);
-  view->setBackgroundColor(clear);  // the one subview can take the opacity itself
+  view->setBackgroundColor(clear);  // the only subview can apply the opacity itself
   EXPECT_EQ(calls(), (Calls{"fill green, faint"}));
-  add(CGRectMake(0, 0, 5, 5), blue, child);  // unless that has more than one thing in turn
+  add(CGRectMake(0, 0, 5, 5), blue, child);  // unless that subview has more than one part
   EXPECT_EQ(calls(), (Calls{"group", "fill green", "fill blue", "/group"}));
 
   auto ink = add(std::make_shared<InkView>(CGRectMake(60, 0, 20, 20), blue), clear);
@@ -145,7 +145,7 @@ TEST_F(Painting, BlendsAGroupAsOne) {
   EXPECT_PRED1([](Colour c) { return c.isNear({127, 127, 255}); }, canvas.at(15, 15)) << "red shines through";
 }
 
-TEST_F(Painting, LeavesOutWhatCannotBeSeen) {
+TEST_F(Painting, SkipsInvisibleViews) {
   add(CGRectMake(0, 0, 50, 50), red)->setHidden(true);
   add(CGRectMake(0, 0, 50, 50), red)->setAlpha(0.001);
   add(CGRectMake(100, 0, 50, 50), red);
@@ -155,7 +155,7 @@ TEST_F(Painting, LeavesOutWhatCannotBeSeen) {
   add(CGRectMake(0, 0, 50, 50), red, closed);
   EXPECT_EQ(calls(), Calls{});
 
-  // A view that lies outside can still have subviews inside.
+  // A view outside the window may have subviews inside it.
   auto outside = add(CGRectMake(-50, 0, 50, 50), red);
   add(CGRectMake(60, 0, 10, 10), green, outside);
   EXPECT_EQ(calls(), (Calls{"fill green"}));
@@ -171,7 +171,7 @@ TEST_F(Painting, ClipsToTheBoundsAndRoundsTheCorners) {
   EXPECT_EQ(look(49, 49), kBlue);
   view->layer().setCornerRadius(20);
   EXPECT_EQ(look(11, 11), kWhite);
-  EXPECT_EQ(look(48, 48), kWhite) << "the subview is rounded off with its superview";
+  EXPECT_EQ(look(48, 48), kWhite) << "the superview's corners clip the subview";
   EXPECT_EQ(look(30, 12), kRed);
   view->setClipsToBounds(false);
   EXPECT_EQ(look(11, 11), kWhite) << "a background is always rounded";
@@ -181,11 +181,11 @@ TEST_F(Painting, ClipsToTheBoundsAndRoundsTheCorners) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(50, 50, 40, 40), green), clear);
   EXPECT_EQ(look(51, 51), kGreen);
   ink->layer().setCornerRadius(20);
-  EXPECT_EQ(look(51, 51), kWhite) << "and so is a content";
+  EXPECT_EQ(look(51, 51), kWhite) << "content is rounded, too";
   EXPECT_EQ(look(70, 70), kGreen);
 }
 
-TEST_F(Painting, ScrollsByTheOriginOfTheBounds) {
+TEST_F(Painting, BoundsOriginScrolls) {
   auto view = add(CGRectMake(10, 10, 40, 40), red);
   add(CGRectMake(0, 60, 10, 10), blue, view);
   view->setClipsToBounds(true);
@@ -194,19 +194,19 @@ TEST_F(Painting, ScrollsByTheOriginOfTheBounds) {
   view->setBounds(CGRectMake(0, 50, 40, 40));
   Canvas after(*window);
   EXPECT_EQ(after.at(15, 25), kBlue);
-  EXPECT_EQ(after.at(15, 12), kRed) << "the background stays where it is";
+  EXPECT_EQ(after.at(15, 12), kRed) << "the background does not scroll";
 }
 
-TEST_F(Painting, ShowsAScrollIndicatorWhileThereIsMoreToSee) {
+TEST_F(Painting, ShowsScrollIndicatorOnlyIfContentIsLarger) {
   auto scroll = add(std::make_shared<UIScrollView>(), clear);
   scroll->setFrame(CGRectMake(0, 0, 50, 100));
   scroll->setContentSize({50, 400});
   auto rows = [&] { return Canvas(*window).ink(); };
   auto atTop = rows();
-  EXPECT_GT(atTop.left, 50) << "beside the view, where there is room";
+  EXPECT_GT(atTop.left, 50) << "next to the view, because there is space";
   EXPECT_LT(atTop.right, 60);
   scroll->setFrame(CGRectMake(50, 0, 50, 100));
-  EXPECT_GT(rows().left, 90) << "inside, where there is none";
+  EXPECT_GT(rows().left, 90) << "inside, because there is no space";
   EXPECT_EQ(rows().right, 98);
   EXPECT_LT(atTop.top, 5);
   scroll->setContentOffset({0, 300});
@@ -219,7 +219,7 @@ TEST_F(Painting, ShowsAScrollIndicatorWhileThereIsMoreToSee) {
   EXPECT_EQ(rows().pixels, 0);
 }
 
-TEST_F(Painting, PutsEdgesAndContentsOnWholePixels) {
+TEST_F(Painting, AlignsEdgesAndContentsToWholePixels) {
   add(CGRectMake(10.4, 10.4, 20.2, 20.2), red);
   auto ink = add(std::make_shared<InkView>(CGRectMake(60.3, 10.3, 20, 20), blue), clear);
   for (double scale : {1.0, 2.0, 1.5}) {
@@ -235,7 +235,7 @@ TEST_F(Painting, PutsEdgesAndContentsOnWholePixels) {
   }
 }
 
-TEST_F(Painting, DrawsAContentOnceForManyFrames) {
+TEST_F(Painting, DrawsContentOnceForManyFrames) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 50), blue), clear);
   for (int frame = 0; frame < 3; ++frame) {
     ink->setFrame(CGRectMake(frame, 0, 50, 50));
@@ -247,10 +247,10 @@ TEST_F(Painting, DrawsAContentOnceForManyFrames) {
   Canvas{*window};
   EXPECT_EQ(ink->drawn(), 2);
   Canvas(*window, 2);
-  EXPECT_EQ(ink->drawn(), 3) << "another density needs other pixels";
+  EXPECT_EQ(ink->drawn(), 3) << "another density needs new pixels";
 }
 
-TEST_F(Painting, DrawsAContentThatIsTooLargeToKeep) {
+TEST_F(Painting, DrawsContentThatIsTooLargeForTheCache) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 1e6), blue), clear);
   ink->setAlpha(0.5);
   Canvas canvas(*window);
@@ -271,7 +271,7 @@ TEST_F(Painting, BlursShadows) {
   EXPECT_LT(farther, 250);
   EXPECT_EQ(canvas.at(50, 15), kWhite);
 
-  // A content casts a shadow of its own outline.
+  // A content casts a shadow with its own outline.
   view->removeFromSuperview();
   auto ink = add(std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue), clear);
   ink->layer().setShadowOpacity(1);
@@ -280,7 +280,7 @@ TEST_F(Painting, BlursShadows) {
   EXPECT_EQ(other.at(50, 72), canvas.at(50, 72));
 }
 
-TEST_F(Painting, TellsWhatCoversTheSurroundings) {
+TEST_F(Painting, ReturnsTheColourOverTheSurroundings) {
   EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
   auto parent = add(CGRectMake(0, 0, 100, 100), red);
   auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);

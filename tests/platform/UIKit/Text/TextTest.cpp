@@ -28,14 +28,14 @@ void draw(Canvas& canvas, const NSAttributedString& text, CGRect rect, int lines
   drawText(canvas.cr(), text, kFont, UIColor::blackColor(), rect, lines, centred);
 }
 
-TEST(Text, IsPaintedWithinWhatWasMeasured) {
+TEST(Text, InkIsWithinTheMeasuredSize) {
   for (const auto& text : {styled(kMixed, NSTextAlignment::Justified, 8), styled(kLatin), styled("one"),
                            styled("two\nlines\n", NSTextAlignment::Left, 3)}) {
     CGSize size = boundingSizeOfText(text, kFont, 200);
     Canvas roomy(240, 400), exact(240, 400);
     draw(roomy, text, CGRectMake(10, 10, 200, 380));
     draw(exact, text, CGRectMake(10, 10, 200, size.height));
-    EXPECT_TRUE(roomy.isSameAs(exact)) << "the measured height leaves a line out: " << text.string;
+    EXPECT_TRUE(roomy.isSameAs(exact)) << "the measured height cuts off a line: " << text.string;
     auto ink = exact.ink();
     EXPECT_GE(ink.top, 10);
     EXPECT_LE(ink.bottom, std::ceil(10 + size.height));
@@ -43,17 +43,17 @@ TEST(Text, IsPaintedWithinWhatWasMeasured) {
   }
 }
 
-TEST(Text, KeepsTheSpacingBetweenLinesAndNowhereElse) {
+TEST(Text, SpacingIsOnlyBetweenLines) {
   double one = boundingSizeOfText(styled("one"), kFont, 200).height;
   EXPECT_EQ(boundingSizeOfText(styled("one", NSTextAlignment::Justified, 8), kFont, 200).height, one);
   EXPECT_NEAR(boundingSizeOfText(styled("one\ntwo\nthree", NSTextAlignment::Justified, 8), kFont, 200).height,
               3 * one + 2 * 8, 0.1);
-  // Fonts that stand in for each other do not make lines uneven.
+  // Fallback fonts do not make line distances uneven.
   double mixed = boundingSizeOfText(styled("限"), kFont, 200).height;
   EXPECT_NEAR(boundingSizeOfText(styled("one\n限\nthree"), kFont, 200).height, 3 * mixed, 0.1);
 }
 
-TEST(Text, TakesNoRoomWhenThereIsNone) {
+TEST(Text, EmptyTextHasNoSize) {
   EXPECT_EQ(boundingSizeOfText(styled(""), kFont, 200), CGSize());
   EXPECT_EQ(boundingSizeOfText(styled("a"), UIFont::fontWithName("x", 0), 200), CGSize());
   EXPECT_EQ(boundingSizeOfText(styled("a"), UIFont::fontWithName("x", std::nan("")), 200), CGSize());
@@ -62,7 +62,7 @@ TEST(Text, TakesNoRoomWhenThereIsNone) {
   EXPECT_EQ(canvas.ink().pixels, 0);
 }
 
-TEST(Text, SurvivesWhatNobodyMeantToSend) {
+TEST(Text, InvalidInputIsHarmless) {
   const double infinity = std::numeric_limits<double>::infinity();
   const std::string texts[] = {kMixed,
                                "bad \xff\xfe \xe6\x88",
@@ -83,10 +83,11 @@ TEST(Text, SurvivesWhatNobodyMeantToSend) {
   for (double height : {-5.0, 0.0, 1e12}) draw(canvas, styled(kMixed), CGRectMake(0, 0, 50, height), 0, true);
 }
 
-TEST(Text, WrapsAnEndlessWordInTimeAndSoThatItFits) {
+TEST(Text, VeryLongWordWrapsQuicklyAndFits) {
   auto began = std::chrono::steady_clock::now();
   TextLayout layout(styled(std::string(30'000, 'x')), kFont, 200);
-  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(2)) << "its time must not grow squared";
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(2))
+      << "the time must not grow with the square of the length";
   EXPECT_GT(layout.size().height, 30'000 * 7 / 200 * 15);
   EXPECT_LE(layout.size().width, 200);
 }
@@ -99,7 +100,7 @@ TEST(Text, ShowsEveryScript) {
   };
   for (const char* text : {"Latin", "限时优惠", "مرحبا", "かな", "한글"}) EXPECT_GT(inkOf(text).pixels, 50) << text;
   EXPECT_LT(inkOf("Latin").left, 5);
-  EXPECT_GT(inkOf("مرحبا").right, 195) << "text that runs to the left begins at the right";
+  EXPECT_GT(inkOf("مرحبا").right, 195) << "right-to-left text starts on the right";
 
   Canvas canvas(40, 40);
   draw(canvas, styled("🎉"), CGRectMake(5, 5, 30, 30));
@@ -121,17 +122,17 @@ TEST(Text, Aligns) {
   EXPECT_GT(inkOf("word", NSTextAlignment::Right).right, 196);
   auto centred = inkOf("word", NSTextAlignment::Center);
   EXPECT_NEAR(centred.left, 200 - centred.right, 4);
-  EXPECT_LT(inkOf("مرحبا", NSTextAlignment::Left).left, 6) << "left is left";
-  // A justified line fills the width, the last one does not.
+  EXPECT_LT(inkOf("مرحبا", NSTextAlignment::Left).left, 6) << "left also means left for right-to-left text";
+  // A justified line fills the width, except the last one.
   EXPECT_LT(inkOf("last line", NSTextAlignment::Justified).right, 120);
   const std::string twoLines = "several words that need two lines";
   EXPECT_GE(inkOf(twoLines, NSTextAlignment::Justified).right, 197);
   EXPECT_GT(inkOf(twoLines, NSTextAlignment::Justified).right, inkOf(twoLines, NSTextAlignment::Left).right);
-  EXPECT_GE(inkOf("限时优惠所有商品八折起每日精选", NSTextAlignment::Justified).right, 197) << "without spaces too";
+  EXPECT_GE(inkOf("限时优惠所有商品八折起每日精选", NSTextAlignment::Justified).right, 197) << "also without spaces";
   EXPECT_LT(inkOf("one\ntwo", NSTextAlignment::Justified).right, 120) << "each paragraph has a last line";
 }
 
-TEST(Text, ShortensWhatIsTooLongWithAnEllipsis) {
+TEST(Text, LongTextEndsInAnEllipsis) {
   double line = boundingSizeOfText(styled("one"), kFont, 150).height;
   auto paint = [](const std::string& text, int lines, double height) {
     auto canvas = std::make_unique<Canvas>(150, 200);
@@ -141,16 +142,16 @@ TEST(Text, ShortensWhatIsTooLongWithAnEllipsis) {
   EXPECT_LE(paint(kLatin, 1, 200)->ink().bottom, line + 1);
   EXPECT_LE(paint(kLatin, 2, 200)->ink().bottom, 2 * line + 1);
   EXPECT_GT(paint(kLatin, 2, 200)->ink().bottom, line + 1);
-  // As many whole lines as there is room for, and one at least.
+  // As many complete lines as fit, but at least one.
   EXPECT_TRUE(paint(kLatin, 0, 2.6 * line)->isSameAs(*paint(kLatin, 2, 200)));
   EXPECT_TRUE(paint(kLatin, 0, 1)->isSameAs(*paint(kLatin, 1, 200)));
-  // The ellipsis stands at the end of the last line, also when that ends a paragraph.
+  // The ellipsis is at the end of the last line, even if that line ends a paragraph.
   EXPECT_TRUE(paint("one\ntwo\nthree", 2, 200)->isSameAs(*paint("one\ntwo…", 2, 200)));
-  // What fits is left alone.
+  // Text that fits is not changed.
   EXPECT_TRUE(paint("one\ntwo", 2, 200)->isSameAs(*paint("one\ntwo", 0, 200)));
 }
 
-TEST(Text, IsSharpAtEveryDensityWithTheSameMeasures) {
+TEST(Text, DensityDoesNotChangeSizes) {
   CGSize size = boundingSizeOfText(styled(kLatin), kFont, 150);
   Canvas one(150, 200), two(150, 200, 2);
   draw(one, styled(kLatin), CGRectMake(0, 0, 150, size.height));
@@ -159,7 +160,7 @@ TEST(Text, IsSharpAtEveryDensityWithTheSameMeasures) {
   EXPECT_NEAR(two.ink().bottom, 2 * one.ink().bottom, 3);
 }
 
-TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {
+TEST(Label, TextIsVerticallyCentred) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 150, 100));
   auto label = std::make_shared<UILabel>();
   label->setFrame(CGRectMake(0, 0, 150, 100));
@@ -172,12 +173,12 @@ TEST(Label, ShowsItsTextInTheMiddleOfItsHeight) {
   const CGSize small = label->textSizeForWidth(150);
   label->setFont(UIFont::systemFontOfSize(40));
   EXPECT_GT(ink().pixels, before.pixels);
-  EXPECT_GT(label->textSizeForWidth(150).height, 2 * small.height) << "no layout outlives its font";
+  EXPECT_GT(label->textSizeForWidth(150).height, 2 * small.height) << "a new font needs a new layout";
   label->setTextColor(UIColor::whiteColor());
   EXPECT_EQ(ink().pixels, 0);
 }
 
-TEST(Label, ForgetsAParagraphStyleWithPlainText) {
+TEST(Label, PlainTextResetsTheParagraphStyle) {
   UILabel label;
   label.setTextAlignment(NSTextAlignment::Center);
   label.setAttributedText({"styled", {8, NSTextAlignment::Justified}});

@@ -7,7 +7,7 @@
 namespace oq {
 namespace {
 
-/// What one completion was told, and how often.
+/// The argument of one completion, and the number of calls.
 struct Outcome {
   int calls = 0;
   bool finished = false;
@@ -33,7 +33,7 @@ class AnimationTest : public UIKitTest {
     UIView::animateWithDuration(duration, std::move(block), outcome.record());
   }
   double shownAlpha() const { return view->layer().presentation(host.time).opacity; }
-  /// Whatever happened, nothing is called a second time.
+  /// Checks that nothing is called a second time.
   void settle() {
     stepTo(host.time + 100);
     runMainQueue();
@@ -41,7 +41,7 @@ class AnimationTest : public UIKitTest {
   }
 };
 
-TEST_F(AnimationTest, TheModelIsSetAtOnceAndTheScreenFollows) {
+TEST_F(AnimationTest, ModelChangesImmediatelyAndTheScreenFollows) {
   Outcome outcome;
   host.time = 5;
   fade(0, 0.2, outcome.record());
@@ -49,7 +49,7 @@ TEST_F(AnimationTest, TheModelIsSetAtOnceAndTheScreenFollows) {
   EXPECT_EQ(shownAlpha(), 1);
   EXPECT_DOUBLE_EQ(host.deadline, 5.2);
 
-  // The curve is steeper in its middle and symmetric; these are its standard values.
+  // Standard values of the ease-in-out curve.
   const std::vector<std::pair<double, double>> curve = {{0.05, 0.129162}, {0.1, 0.5}, {0.15, 0.870838}};
   for (const auto& [elapsed, progress] : curve) {
     stepTo(5 + elapsed);
@@ -59,14 +59,14 @@ TEST_F(AnimationTest, TheModelIsSetAtOnceAndTheScreenFollows) {
   host.frames = 0;
   stepTo(5.2);
   EXPECT_EQ(shownAlpha(), 0);
-  EXPECT_EQ(host.frames, 1) << "the last frame of all";
+  EXPECT_EQ(host.frames, 1) << "the final frame";
   EXPECT_TRUE(outcome.isFinishedOnce());
   EXPECT_EQ(host.deadline, std::numeric_limits<double>::infinity());
   settle();
   EXPECT_TRUE(outcome.isFinishedOnce());
 }
 
-TEST_F(AnimationTest, ReplacingStartsFromWhatIsOnScreen) {
+TEST_F(AnimationTest, ReplacementStartsFromTheValueOnScreen) {
   Outcome first, second;
   animate(1, first, [&] {
     view->setAlpha(0);
@@ -76,7 +76,7 @@ TEST_F(AnimationTest, ReplacingStartsFromWhatIsOnScreen) {
   fade(1, 1, second.record());
   EXPECT_NEAR(shownAlpha(), 0.5, 1e-9);
   runMainQueue();
-  EXPECT_EQ(first.calls, 0) << "its other property is still in motion";
+  EXPECT_EQ(first.calls, 0) << "its other property is still animated";
   stepTo(1);
   EXPECT_TRUE(first.isUnfinishedOnce());
   stepTo(1.5);
@@ -85,7 +85,7 @@ TEST_F(AnimationTest, ReplacingStartsFromWhatIsOnScreen) {
   EXPECT_EQ(first.calls + second.calls, 2);
 }
 
-TEST_F(AnimationTest, SettingOutsideABlockEndsTheAnimationThere) {
+TEST_F(AnimationTest, SettingOutsideABlockEndsTheAnimation) {
   Outcome outcome;
   fade(0, 1, outcome.record());
   stepTo(0.5);
@@ -93,7 +93,7 @@ TEST_F(AnimationTest, SettingOutsideABlockEndsTheAnimationThere) {
   EXPECT_TRUE(view->layer().isAnimating()) << "an equal value changes nothing";
   view->setAlpha(0.25);
   EXPECT_EQ(shownAlpha(), 0.25);
-  EXPECT_EQ(outcome.calls, 0) << "never from inside the setter";
+  EXPECT_EQ(outcome.calls, 0) << "never called from the setter";
   EXPECT_EQ(host.deadline, std::numeric_limits<double>::infinity());
   runMainQueue();
   EXPECT_TRUE(outcome.isUnfinishedOnce());
@@ -125,7 +125,7 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   EXPECT_EQ(shownAlpha(), 0.6);
 }
 
-TEST_F(AnimationTest, WithoutAnimationsAllIsAtItsEndAtOnceAndStillCompletes) {
+TEST_F(AnimationTest, DisabledAnimationsEndImmediatelyAndComplete) {
   Outcome running, begun;
   fade(0, 30, running.record());
   stepTo(1);
@@ -135,7 +135,7 @@ TEST_F(AnimationTest, WithoutAnimationsAllIsAtItsEndAtOnceAndStillCompletes) {
   EXPECT_EQ(shownAlpha(), 0);
   fade(1, 30, begun.record());
   EXPECT_EQ(shownAlpha(), 1);
-  EXPECT_EQ(begun.calls, 0) << "not inside the call";
+  EXPECT_EQ(begun.calls, 0) << "not called from animateWithDuration()";
   runMainQueue();
   EXPECT_TRUE(begun.isFinishedOnce());
   AnimationEngine::shared().setEnabled(true);
@@ -144,7 +144,7 @@ TEST_F(AnimationTest, WithoutAnimationsAllIsAtItsEndAtOnceAndStillCompletes) {
   settle();
 }
 
-TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
+TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
   Outcome outer, inner;
   animate(1, outer, [&] {
     view->setAlpha(0);
@@ -159,7 +159,7 @@ TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTime) {
   EXPECT_TRUE(outer.isFinishedOnce());
 }
 
-TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
+TEST_F(AnimationTest, BlockWhoseOnlyPropertyIsReplacedInsideItCompletesOnce) {
   Outcome outer, inner;
   animate(1, outer, [&] {
     view->setAlpha(0);
@@ -173,7 +173,7 @@ TEST_F(AnimationTest, ABlockWhoseOnlyPropertyIsTakenAwayInsideItCompletesOnce) {
   EXPECT_EQ(outer.calls + inner.calls, 2);
 }
 
-TEST_F(AnimationTest, ABlockThatLosesItsFirstPropertyWaitsForItsSecond) {
+TEST_F(AnimationTest, BlockThatLosesOnePropertyWaitsForTheOther) {
   Outcome outer;
   animate(1, outer, [&] {
     view->setAlpha(0);
@@ -186,13 +186,13 @@ TEST_F(AnimationTest, ABlockThatLosesItsFirstPropertyWaitsForItsSecond) {
   EXPECT_TRUE(outer.isUnfinishedOnce());
 }
 
-TEST_F(AnimationTest, ABlockThatThrowsIsClosed) {
+TEST_F(AnimationTest, BlockThatThrowsIsClosed) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);
   EXPECT_FALSE(view->layer().isAnimating());
 }
 
-TEST_F(AnimationTest, ACompletionMayStartTheSameAnimationAgain) {
+TEST_F(AnimationTest, CompletionMayRestartTheAnimation) {
   int rounds = 0;
   std::function<void(bool)> again = [&](bool) {
     EXPECT_FALSE(view->layer().isAnimating());
@@ -204,7 +204,7 @@ TEST_F(AnimationTest, ACompletionMayStartTheSameAnimationAgain) {
   settle();
 }
 
-TEST_F(AnimationTest, ACompletionMayDestroyTheViewAndItsNeighbours) {
+TEST_F(AnimationTest, CompletionMayDestroyTheViewAndItsNeighbours) {
   auto neighbour = add(CGRectMake(0, 0, 10, 10));
   Outcome neighbours;
   animate(2, neighbours, [&] { neighbour->setAlpha(0); });
@@ -221,7 +221,7 @@ TEST_F(AnimationTest, ACompletionMayDestroyTheViewAndItsNeighbours) {
   settle();
 }
 
-TEST_F(AnimationTest, LeavingTheWindowEndsTheAnimationsOfTheSubtree) {
+TEST_F(AnimationTest, LeavingTheWindowEndsAnimationsOfTheSubtree) {
   enum class Way { Remove, RemoveParent, CloseWindow };
   for (Way way : {Way::Remove, Way::RemoveParent, Way::CloseWindow}) {
     auto parent = add(CGRectMake(0, 0, 10, 10));
@@ -240,14 +240,15 @@ TEST_F(AnimationTest, LeavingTheWindowEndsTheAnimationsOfTheSubtree) {
   }
 }
 
-TEST_F(AnimationTest, AGroupOfSeveralViewsCompletesWithItsLast) {
+TEST_F(AnimationTest, GroupCompletesWithItsLastView) {
   auto other = add(CGRectMake(0, 0, 10, 10));
   Outcome outcome;
   animate(1, outcome, [&] {
     view->setFrame(CGRectMake(5, 5, 50, 50));
     other->setBackgroundColor(UIColor::redColor());
   });
-  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1) << "out of clear only the alpha changes";
+  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
+      << "from a clear colour only the alpha changes";
   other->removeFromSuperview();
   runMainQueue();
   EXPECT_EQ(outcome.calls, 0);

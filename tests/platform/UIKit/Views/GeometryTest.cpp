@@ -9,14 +9,14 @@ namespace {
 
 class GeometryTest : public UIKitTest {};
 
-/// Writes down when it comes into a window's tree and leaves it.
+/// Records when it is added to a window's tree and removed from it.
 class MovingView : public UIView {
  public:
   void didMoveToWindow() override { moves.push_back(window() != nullptr); }
   std::vector<bool> moves;
 };
 
-TEST_F(GeometryTest, FrameIsDerivedAndKeepsTheOriginOfTheBounds) {
+TEST_F(GeometryTest, FrameIsDerivedAndKeepsTheBoundsOrigin) {
   auto view = add(CGRectMake(10, 20, 40, 60));
   view->setBounds(CGRectMake(0, 7, 40, 20));
   EXPECT_EQ(view->center(), CGPointMake(30, 50));
@@ -35,7 +35,7 @@ TEST_F(GeometryTest, PointsAreConvertedThroughScrolledAncestors) {
   EXPECT_EQ(inner->convertPointFromWindow({16, 32}), CGPointMake(1, 2));
 }
 
-TEST_F(GeometryTest, OnlyARealChangeAsksForAFrame) {
+TEST_F(GeometryTest, OnlyARealChangeRequestsAFrame) {
   auto view = add(CGRectMake(10, 20, 40, 60));
   const LayerState before = view->layer().model();
   host.frames = 0;
@@ -54,7 +54,7 @@ TEST_F(GeometryTest, OnlyARealChangeAsksForAFrame) {
   EXPECT_EQ(host.frames, 1);
 }
 
-TEST_F(GeometryTest, ASubviewHasOneSuperviewAndNoTreeHasALoop) {
+TEST_F(GeometryTest, SubviewHasOneSuperviewAndTreesHaveNoCycles) {
   auto first = add(CGRectMake(0, 0, 10, 10)), second = add(CGRectMake(0, 0, 10, 10));
   auto child = add<MovingView>(CGRectMake(0, 0, 5, 5), first);
   second->addSubview(child);
@@ -71,10 +71,10 @@ TEST_F(GeometryTest, ASubviewHasOneSuperviewAndNoTreeHasALoop) {
   second->insertSubview(std::make_shared<UIView>(), 0);
   second->bringSubviewToFront(second->subviews().front());
   EXPECT_EQ(second->subviews().front(), child);
-  EXPECT_EQ(child->moves.size(), 3u) << "another place among its siblings is no move";
+  EXPECT_EQ(child->moves.size(), 3u) << "reordering among siblings is not a move";
 }
 
-TEST_F(GeometryTest, AViewThatOutlivesItsWindowIsTold) {
+TEST_F(GeometryTest, ViewThatOutlivesItsWindowIsNotified) {
   auto parent = add(CGRectMake(0, 0, 10, 10));
   auto child = add<MovingView>(CGRectMake(0, 0, 5, 5), parent);
   window.reset();
@@ -82,7 +82,7 @@ TEST_F(GeometryTest, AViewThatOutlivesItsWindowIsTold) {
   EXPECT_EQ(parent->superview(), nullptr);
 }
 
-/// Goes elsewhere as soon as it is told that it has left.
+/// Moves to another view as soon as it is removed.
 class RestlessView : public MovingView {
  public:
   void didMoveToWindow() override {
@@ -92,7 +92,7 @@ class RestlessView : public MovingView {
   std::shared_ptr<UIView> home;
 };
 
-TEST_F(GeometryTest, AViewThatPutsItselfElsewhereIsNotInTwoPlaces) {
+TEST_F(GeometryTest, ViewThatMovesItselfIsInOneTree) {
   auto view = add<RestlessView>(CGRectMake(0, 0, 10, 10));
   view->home = add(CGRectMake(0, 0, 10, 10));
   auto other = add(CGRectMake(0, 0, 10, 10));
@@ -110,7 +110,7 @@ TEST_F(GeometryTest, ScrollingIsClampedToTheContent) {
   EXPECT_EQ(view->contentOffset(), CGPointMake(0, 20));
   EXPECT_TRUE(view->scrollBy(0, 100));
   EXPECT_EQ(view->contentOffset(), CGPointMake(0, 30));
-  EXPECT_FALSE(view->scrollBy(0, 1)) << "left to whoever is below";
+  EXPECT_FALSE(view->scrollBy(0, 1)) << "left to the views below";
   view->setContentSize({100, 20});
   EXPECT_EQ(view->contentOffset(), CGPointMake(0, 0));
 }
@@ -126,7 +126,7 @@ class ContentView : public UIView {
   }
 };
 
-TEST_F(GeometryTest, ContentIsRecordedOnceForASize) {
+TEST_F(GeometryTest, ContentIsRecordedOncePerSize) {
   auto view = add<ContentView>(CGRectMake(0, 0, 10, 10));
   const auto recorded = view->content();
   view->setCenter({50, 50});

@@ -14,7 +14,7 @@
 
 namespace oq {
 
-/// A host whose clock is in the test's hand, and which only writes down what the view layer asks for.
+/// A host with a manual clock that records the view layer's requests.
 class ScriptedHost : public UIHost {
  public:
   double now() const override { return time; }
@@ -26,13 +26,13 @@ class ScriptedHost : public UIHost {
   double deadline = std::numeric_limits<double>::infinity();
 };
 
-/// Runs what waits on the main queue, and what that leaves there.
+/// Runs the blocks on the main queue, and those that they add.
 inline void runMainQueue() {
   while (DispatchQueue::drainMain() > 0) {
   }
 }
 
-/// One window of 100 by 200 points on a scripted host.
+/// A window of 100 by 200 points with a scripted host.
 class UIKitTest : public testing::Test {
  protected:
   UIKitTest() {
@@ -49,7 +49,7 @@ class UIKitTest : public testing::Test {
     UIScreen::mainScreen().setBounds({});
   }
 
-  /// A step of the clock with the completions that follow it.
+  /// Sets the clock, and runs the completions that follow.
   void stepTo(double time) {
     host.time = time;
     UIApplication::sharedApplication().step(time);
