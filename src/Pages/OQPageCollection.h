@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -9,7 +10,7 @@
 
 namespace oq {
 
-/// Notices every screen that appears and tells the engine the names of those that are pages of the host.
+/// Notices every screen that appears and passes the names of those that are pages of the host to its observer.
 ///
 /// Threads: screens appear on the main thread; what becomes of them is decided later, in order, on the serial
 /// queue of OQDispatchQueueManager. The page's name may be read anywhere. Screens are not kept: only their
@@ -21,6 +22,14 @@ class OQPageCollection : public Object {
   /// Made at the first call and never destroyed.
   static OQPageCollection& sharedInstance();
   OQPageCollection() = default;
+
+  /// Both are called on the serial queue, isCollecting() also by canCollectViewController(). Without an observer no
+  /// page is reported.
+  struct Observer {
+    std::function<bool()> isCollecting;
+    std::function<void(const std::string& name)> pageCollected;
+  };
+  void setObserver(Observer observer);
 
   /// Hooks the appearance of all screens; a second call changes nothing. Waits for the main queue when called
   /// elsewhere.
@@ -40,8 +49,10 @@ class OQPageCollection : public Object {
 
  private:
   void record(const Class* screenClass);
+  Observer observer() const;
 
   mutable std::mutex _mutex;
+  Observer _observer;
   std::optional<std::string> _pageName;
 };
 

@@ -21,6 +21,11 @@ class OQUserDefaults : public Object {
  public:
   /// One object for the whole process. The first caller's name wins, whatever later callers say; meant.
   static OQUserDefaults& defaultsWithName(const std::string& name);
+  /// The library's own suite, "group.oqsdk".
+  static OQUserDefaults& groupDefaults();
+  /// The environment in it, read afresh; 0 when there is none.
+  static std::uint64_t environment();
+  static void setEnvironment(std::uint64_t environment);
   /// No name stands for the standard defaults.
   explicit OQUserDefaults(std::optional<std::string> name) : _name(std::move(name)) {}
 

@@ -9,6 +9,7 @@
 
 #include "Model/OQWindowData.h"
 #include "Pages/OQWebController.h"
+#include "Requests/OQNetwork.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
 #include "UIKit/Views/UIImageView.h"
@@ -20,11 +21,11 @@ namespace oq {
 
 /// One message on screen: a card over a dimmed background. Made with makeMainObject() for one showing.
 ///
-/// Threads: the two show methods that take data may be called from any thread and go to the main queue by
-/// themselves; everything else belongs to the main queue. Ownership: while it is shown its superview owns the
-/// window; an animation that is under way keeps it until its completion has run, also where there is no
-/// window to be shown in. A caller that only needs the outcome does not keep it. Failure: without any window
-/// attached, or a picture, nothing is reported: the animations still end, and the callback still comes.
+/// Threads: popWithData() and popWithTitle() may be called from any thread and go to the main queue by themselves;
+/// everything else belongs to the main queue. Ownership: while it is shown its superview owns the window; an animation
+/// that is under way keeps it until its completion has run, also where there is no window to be shown in. A caller that
+/// only needs the outcome does not keep it. Failure: without any window attached, or a picture, nothing is reported:
+/// the animations still end, and the callback still comes.
 ///
 /// While no attached window can be seen, it waits to be opened (OQPresentationQueue). If its window is hidden during
 /// the opening, it waits again, and its opening is repeated. "Shown" is reported after an opening whose end could be
@@ -44,8 +45,13 @@ class OQPopWindow : public UIView {
   OQPopWindow();
   explicit OQPopWindow(CGRect frame);
 
+  /// What fetches the picture; without one, a client of its own.
+  void setNetwork(std::shared_ptr<OQNetwork> network) { _network = std::move(network); }
+
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
+  /// The same for a caller that is on the main queue.
+  void popOnMainQueue(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   /// A prompt with the buttons "取消" and "确定". Any thread.
   void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
   void _popWithImageWithCompletion(EventAction completion);
@@ -122,6 +128,7 @@ class OQPopWindow : public UIView {
   void report(std::int64_t code, const Value& link);
   void loadPicture();
 
+  std::shared_ptr<OQNetwork> _network;
   std::shared_ptr<OQWindowData> _data;
   EventAction _eventAction;
   std::shared_ptr<UIView> _backgroundView, _contentView;
