@@ -109,7 +109,7 @@ void OQSDKManager::sendLogToEmail(const std::string& recipient) {
 }
 
 void OQSDKManager::keepRecentDecisions(std::size_t most) {
-  guarded([&] { _decisions.setCapacity(most); });
+  guarded([&] { _decisions.log().setCapacity(most); });
 }
 
 void OQSDKManager::changeEnvironment() {
@@ -123,10 +123,6 @@ void OQSDKManager::testMultipleThread() {
     const Block block = [self = shared_from_this()] { guarded([&] { self->onEventDataReceived(sampleEvent()); }); };
     for (int i = 0; i < blocks; ++i) queue->async(block);
   });
-}
-
-void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion) {
-  network()->downloadImageWithURL(url, std::move(completion));
 }
 
 Value OQSDKManager::diagnostics() const {
@@ -146,7 +142,7 @@ Value OQSDKManager::diagnostics() const {
   }
   for (const auto& window : *subscribed)
     subscriptions.push_back({{"windowId", window->windowId()}, {"event", nameOf(window->event())}});
-  const Session session = _session();
+  const Session session = _session.values();
   return {{"environment", getEnvironment()},      {"isLoggedIn", session.token.has_value()},
           {"userId", orNull(session.userId)},     {"appId", orNull(session.appid)},
           {"pageName", orNull(session.pageName)}, {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},

@@ -1,34 +1,47 @@
 #include "Engine/OQSDKManager.h"
 
-#include <utility>
-
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Files/FileManager.h"
-#include "Foundation/Values/Format.h"
+#include "Foundation/Stores/UserDefaults.h"
+#include "Foundation/Values/Date.h"
+#include "Foundation/Values/Number.h"
 #include "Hooks/OQSwizzler.h"
-#include "Model/OQRecordTree.h"
-#include "Model/OQWindowData.h"
-#include "Model/OQWindowEvent.h"
 #include "Pages/OQPageCollection.h"
-#include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
 #include "Utils/OQGuard.h"
-#include "WebKit/WebEngineRegistry.h"
+#include "Utils/OQLogger.h"
+#include "Utils/OQUtils.h"
 #include "oqsdk/AnalyticsHook.h"
 
 namespace oq {
 
 namespace {
 
-/// What the file of an earlier run holds; a missing or damaged one reads as empty.
-template <class T>
-std::vector<std::shared_ptr<T>> restored(const char* fileName) {
-  auto objects = OQDataArchiver::getDataForPath<T>(documentsDirectory() / fileName);
-  return objects ? std::move(*objects) : std::vector<std::shared_ptr<T>>();
+using Kind = OQCampaignStore::Kind;
+
+constexpr const char* kLastUpdateKey = "OQWindowDataLastUpdateTime";
+
+bool wasFetchedToday() {
+  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(kLastUpdateKey);
+  const Date* last = std::get_if<Date>(&stored);
+  return OQUtils::isSameDay(currentDate(), last ? std::optional(*last) : std::nullopt);
 }
 
-std::shared_ptr<const OQSDKManager::Windows> windowsOf(std::shared_ptr<const OQCampaignList> list) {
-  return {list, &list->windows()};
+void noteFetchedToday() {
+  auto defaults = UserDefaults::standardUserDefaults();
+  defaults->setObject(currentDate(), kLastUpdateKey);
+  defaults->synchronize();
+}
+
+OQCampaignStore::Windows windowsFrom(const Array& records) {
+  OQCampaignStore::Windows windows;
+  windows.reserve(records.size());
+  for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
+  return windows;
+}
+
+std::optional<URL> pictureURL(const OQWindowData& window) {
+  const auto* picture = window.picture().if_string();
+  return picture ? URL::withString(*picture) : std::nullopt;
 }
 
 }  // namespace
@@ -44,51 +57,11 @@ OQSDKManager& OQSDKManager::sharedManager() {
   return **shared;
 }
 
-OQSDKManager::OQSDKManager() {
-  OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.oqsdk");
-  const Value storedUserId = defaults.objectForKey("oq_xwho");
-  _isNewUser = !storedUserId.is_null();
-  _fields.token = _textOrNil(defaults.objectForKey("oq_token"));
-  _fields.userId = _textOrNil(storedUserId);
-}
-
-OQSDKManager::~OQSDKManager() = default;
-
 std::shared_ptr<OQSDKManager> OQSDKManager::_startReading() {
   auto engine = std::make_shared<OQSDKManager>();
-  // The thread that starts the library goes on meanwhile. Whoever needs a campaign before it is there waits for it.
-  guarded([&] { DispatchQueue::background().async([engine] { guarded([&] { engine->_stored(); }); }); });
+  // The thread that starts the library goes on meanwhile. A caller that needs a campaign before that waits for it.
+  guarded([&] { DispatchQueue::background().async([store = engine->_store] { guarded([&] { store->restore(); }); }); });
   return engine;
-}
-
-OQSDKManager::Stored& OQSDKManager::_stored() const {
-  if (!_isRestored.load(std::memory_order_acquire)) _restore();
-  return _storedFields;
-}
-
-void OQSDKManager::_restore() const {
-  std::lock_guard lock(_restoreMutex);
-  if (_isRestored.load(std::memory_order_relaxed)) return;
-  // All of it or, out of memory, nothing: the next one tries again.
-  auto inApp = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQInAppWindowDataFileName));
-  auto subscribe = std::make_shared<const OQCampaignList>(restored<OQWindowData>(OQSubscribeWindowDataFileName),
-                                                          OQCampaignList::PreConditions::Ignored);
-  auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
-  _clearActivated(*tree);
-  _preparePages(*inApp);
-  _storedFields.inApp.exchange(std::move(inApp));
-  _storedFields.subscribe.exchange(std::move(subscribe));
-  _storedFields.recordTree = std::move(tree);
-  _storedFields.treeNodesInit = true;
-  _isRestored.store(true, std::memory_order_release);
-}
-
-void OQSDKManager::_preparePages(const OQCampaignList& list) {
-  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
-}
-
-void OQSDKManager::_clearActivated(const OQRecordTree& tree) {
-  for (const auto& node : tree.copyOfNodes()) node->beginRun();
 }
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
@@ -97,6 +70,9 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
   static std::atomic<bool> hooksInstalled{false};
   if (!hooksInstalled.exchange(true)) {
     exchangeMethod();
+    OQPageCollection::sharedInstance().setObserver(
+        {[] { return sharedManager().autoCollectPage(); },
+         [](const std::string& name) { sharedManager().autoPageCollected(name); }});
     OQPageCollection::collectPage();
   }
   setConfiguration(std::move(configuration));
@@ -123,120 +99,67 @@ void OQSDKManager::setEnvironment(std::uint64_t environment) {
 }
 
 std::uint64_t OQSDKManager::getEnvironment() {
-  return static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName("group.oqsdk").integerForKey("envType"));
+  return OQUserDefaults::environment();
 }
 
-std::optional<std::string> OQSDKManager::_textOrNil(const Value& value) {
-  if (value.is_null()) return std::nullopt;
-  return descriptionOf(value);
+void OQSDKManager::login() {
+  OQServerRequests::login(_session.values(), weak_from_this(), [this](const Value& answer) {
+    _session.takeToken(valueForKey(answer, "token"));
+    getListData();
+  });
 }
 
-OQSDKManager::Session OQSDKManager::_session() const {
-  std::lock_guard lock(_sessionMutex);
-  return _fields;
+void OQSDKManager::getListData() {
+  const Session session = _session.values();
+  if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
+  getSubscribeList();
+  _dailyFetches.run([self = shared_from_this()] {
+    if (wasFetchedToday()) return;
+    self->getInAppList();
+    // When the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+    noteFetchedToday();
+  });
 }
 
-template <class Field>
-Field OQSDKManager::_field(Field Session::*field) const {
-  std::lock_guard lock(_sessionMutex);
-  return _fields.*field;
+void OQSDKManager::getInAppList() {
+  _requests.getInAppList(_session.values(), weak_from_this(),
+                         [this](const Array& records) { _installInAppList(records); });
 }
 
-template <class Field>
-void OQSDKManager::_setField(Field Session::*field, Field value) {
-  // The former value is released by the caller's copy, outside the lock.
-  std::lock_guard lock(_sessionMutex);
-  std::swap(_fields.*field, value);
+void OQSDKManager::getSubscribeList() {
+  _requests.getSubscribeList(_session.values(), weak_from_this(),
+                             [this](const Array& records) { _installSubscribeList(records); });
 }
 
-std::shared_ptr<TorvelinOqConfig> OQSDKManager::configuration() const {
-  return _field(&Session::configuration);
+void OQSDKManager::_installInAppList(const Array& records) {
+  auto windows = windowsFrom(records);
+  // Only so that the picture is in the cache before the window is shown.
+  for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
+  for (const auto& event : _store->install(Kind::InApp, std::move(windows))) triggerEventMatchInApp(event);
 }
-void OQSDKManager::setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
-  _setField(&Session::configuration, std::move(configuration));
+
+void OQSDKManager::_installSubscribeList(const Array& records) {
+  for (const auto& event : _store->install(Kind::Subscribe, windowsFrom(records))) triggerEventMatchSubscribe(event);
 }
-std::optional<std::string> OQSDKManager::token() const {
-  return _field(&Session::token);
-}
-void OQSDKManager::setToken(std::optional<std::string> token) {
-  _setField(&Session::token, std::move(token));
-}
-std::optional<std::string> OQSDKManager::userId() const {
-  return _field(&Session::userId);
-}
-void OQSDKManager::setUserId(std::optional<std::string> userId) {
-  _setField(&Session::userId, std::move(userId));
-}
-std::optional<std::string> OQSDKManager::appid() const {
-  return _field(&Session::appid);
-}
-void OQSDKManager::setAppid(std::optional<std::string> appid) {
-  _setField(&Session::appid, std::move(appid));
-}
-std::optional<std::string> OQSDKManager::pageName() const {
-  return _field(&Session::pageName);
-}
-void OQSDKManager::setPageName(std::optional<std::string> pageName) {
-  _setField(&Session::pageName, std::move(pageName));
+
+std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::_windows(Kind kind) const {
+  const auto list = _store->list(kind);
+  return {list, &list->windows()};
 }
 
 std::shared_ptr<OQNetwork> OQSDKManager::network() {
-  if (auto known = _field(&Session::network)) return known;
-  auto made = OQNetwork::randomNetwork();
-  std::lock_guard lock(_sessionMutex);
-  if (!_fields.network) _fields.network = std::move(made);
-  return _fields.network;
+  std::lock_guard lock(_networkMutex);
+  if (!_network) _network = OQNetwork::randomNetwork();
+  return _network;
 }
+
 void OQSDKManager::setNetwork(std::shared_ptr<OQNetwork> network) {
-  _setField(&Session::network, std::move(network));
+  std::lock_guard lock(_networkMutex);
+  _network.swap(network);
 }
 
-std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::inAppDataArray() const {
-  return windowsOf(_stored().inApp.load());
-}
-void OQSDKManager::setInAppDataArray(Windows windows) {
-  auto list = std::make_shared<const OQCampaignList>(std::move(windows));
-  Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  list = stored.inApp.exchange(std::move(list));
-}
-std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::subscribeDataArray() const {
-  return windowsOf(_stored().subscribe.load());
-}
-void OQSDKManager::setSubscribeDataArray(Windows windows) {
-  auto list = std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
-  Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  list = stored.subscribe.exchange(std::move(list));
-}
-
-std::shared_ptr<OQRecordTree> OQSDKManager::recordTree() const {
-  const Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  return stored.recordTree;
-}
-void OQSDKManager::setRecordTree(std::shared_ptr<OQRecordTree> tree) {
-  if (!tree) tree = std::make_shared<OQRecordTree>();
-  Stored& stored = _stored();
-  std::lock_guard lock(_displayMutex);
-  std::swap(stored.recordTree, tree);
-}
-
-OQSDKManager::Events OQSDKManager::waitingEvents() const {
-  std::lock_guard lock(_displayMutex);
-  return _waitingEvents;
-}
-void OQSDKManager::setWaitingEvents(Events events) {
-  std::lock_guard lock(_displayMutex);
-  std::swap(_waitingEvents, events);
-}
-OQSDKManager::Events OQSDKManager::waitingEvents1() const {
-  std::lock_guard lock(_displayMutex);
-  return _waitingEvents1;
-}
-void OQSDKManager::setWaitingEvents1(Events events) {
-  std::lock_guard lock(_displayMutex);
-  std::swap(_waitingEvents1, events);
+void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion) {
+  network()->downloadImageWithURL(url, std::move(completion));
 }
 
 }  // namespace oq

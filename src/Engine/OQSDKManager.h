@@ -7,13 +7,13 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "Engine/OQDecisionLog.h"
-#include "Foundation/Values/Snapshot.h"
-#include "Matching/OQCampaignList.h"
+#include "Engine/OQCampaignStore.h"
+#include "Engine/OQDisplayDecisions.h"
 #include "Requests/OQNetwork.h"
-#include "Storage/OQRecordStore.h"
+#include "Requests/OQServerRequests.h"
+#include "Requests/OQSession.h"
 #include "Utils/OQSerialExecutor.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
@@ -22,27 +22,23 @@
 
 namespace oq {
 
-class OQRecordTree;
-class OQRecordTreeNode;
-class OQWindowData;
-class OQWindowEvent;
-class UINavigationController;
 class UIViewController;
 
-/// The engine: the session with the server, the two campaign lists, the records of what was shown, the events
-/// that wait for a list, and the decision to show a window.
+/// The engine: what the host's analytics and the facade call. It passes an event on to the decisions, puts a window on
+/// screen, and sends what has to be reported. State and work are in four classes: OQSession (the user), OQCampaignStore
+/// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows) and OQServerRequests.
 ///
-/// Threads: every method may be called from any thread. Analytics events are matched on the thread that
-/// brings them; answers are handled on the HTTP client's queue; windows are presented, and their actions
-/// handled, on the main queue. No lock is held while anything outside the engine is called; log entries are
-/// only handed over. Ownership: the engine lives in a shared_ptr. Answers hold it weakly, a window on screen
-/// holds it strongly. Failure: what goes wrong is in the log; nothing is retried.
+/// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
+/// answers are handled on the HTTP client's queue; windows are presented, and their actions handled, on the main queue.
+/// No lock is held while anything outside the engine is called; the order of locks is in OQCampaignStore. Ownership:
+/// the engine is in a shared_ptr. Answers hold it weakly, a window on screen holds it strongly. Failure: errors are
+/// logged; nothing is retried.
 class OQSDKManager : public OQObserverListener, public std::enable_shared_from_this<OQSDKManager> {
   OQ_CLASS(OQSDKManager)
 
  public:
-  using Windows = OQCampaignList::Windows;
-  using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
+  using Windows = OQCampaignStore::Windows;
+  using Events = OQCampaignStore::Events;
   /// What happened to a window on screen: 1 shown, 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and
   /// the link.
   using WindowAction = std::function<void(std::int64_t code, const Value& link)>;
@@ -51,10 +47,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// while the process ends.
   static OQSDKManager& sharedManager();
 
-  /// The campaigns and records of earlier runs are read when they are first needed. Not meant for hosts: a second
-  /// engine beside the shared one is for tests, and must be owned by a shared_ptr.
-  OQSDKManager();
-  ~OQSDKManager() override;
+  /// The campaigns and records of earlier runs are read when they are first needed. Not for hosts: a second engine in
+  /// one process is for tests, and must be owned by a shared_ptr.
+  OQSDKManager() = default;
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
@@ -78,24 +73,22 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event);
-  /// Tells the server of an event that it subscribed to.
+  /// Sends an event that the server subscribed to.
   void triggerEvent(const std::shared_ptr<OQWindowEvent>& event);
-  void autoPageCollected(const std::string& name);
-  void pushTrack(std::uint64_t type, const Value& msg);
+  void autoPageCollected(const std::string& name) { setPageName(name); }
+  void pushTrack(std::uint64_t type, const Value& msg) { reportPushEventWithType(type, msg); }
 
   /// Whether the window may be shown now. When it may, the display is already counted and written.
-  bool readyToShowWithData(const OQWindowData& window);
+  bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
-  /// The same, as the decision on an event.
-  void _showWindowWithData(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event);
   /// Counts one display of the node and writes the records.
   void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
   /// Once per engine: windows that the user has not closed may be shown again.
-  void clearTreeNodeActivateState();
+  void clearTreeNodeActivateState() { _store->clearActivated(); }
   /// Writes the records as they are in memory, whatever other processes of the application wrote.
-  void syncRecordTree();
-  void syncInAppData();
-  void syncSubscribeData();
+  void syncRecordTree() { _store->syncRecords(); }
+  void syncInAppData() { _store->syncList(OQCampaignStore::Kind::InApp); }
+  void syncSubscribeData() { _store->syncList(OQCampaignStore::Kind::Subscribe); }
   void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
   void reportPushEventWithType(std::uint64_t type, const Value& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
@@ -113,164 +106,71 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
-  Value recentDecisions() const override { return _decisions.entries(); }
+  Value recentDecisions() const override { return _decisions.log().entries(); }
   void keepRecentDecisions(std::size_t most) override;
 
-  // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
-  // are not strings are kept in their text form.
+  // The state. Lists and arrays are returned as they are at that moment.
 
-  bool treeNodesInit() const { return _stored().treeNodesInit; }
-  void setTreeNodesInit(bool done) { _stored().treeNodesInit = done; }
-  /// True when a user id was already stored when the engine was made. The name says the opposite; both this
-  /// and the inversion in the list requests are meant.
-  bool isNewUser() const { return _isNewUser; }
-  void setIsNewUser(bool isNewUser) { _isNewUser = isNewUser; }
+  bool treeNodesInit() const { return _store->isActivatedCleared(); }
+  void setTreeNodesInit(bool done) { _store->setActivatedCleared(done); }
+  bool isNewUser() const { return _session.get(&Session::isNewUser); }
+  void setIsNewUser(bool isNewUser) { _session.set(&Session::isNewUser, isNewUser); }
   bool autoCollectPageInfo() const { return _autoCollectPageInfo; }
   void setAutoCollectPageInfo(bool collect) { _autoCollectPageInfo = collect; }
-  std::int64_t maxWaitingReceivedEventsNum() const { return _maxWaitingReceivedEventsNum; }
-  void setMaxWaitingReceivedEventsNum(std::int64_t most) { _maxWaitingReceivedEventsNum = most; }
-  std::shared_ptr<TorvelinOqConfig> configuration() const;
-  void setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
-  std::optional<std::string> token() const;
-  void setToken(std::optional<std::string> token);
-  std::optional<std::string> userId() const;
-  void setUserId(std::optional<std::string> userId);
-  std::optional<std::string> appid() const;
-  void setAppid(std::optional<std::string> appid);
-  std::optional<std::string> pageName() const override;
-  void setPageName(std::optional<std::string> pageName);
+  std::int64_t maxWaitingReceivedEventsNum() const { return _store->maxWaitingEvents(); }
+  void setMaxWaitingReceivedEventsNum(std::int64_t most) { _store->setMaxWaitingEvents(most); }
+  std::shared_ptr<TorvelinOqConfig> configuration() const { return _session.get(&Session::configuration); }
+  void setConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
+    _session.set(&Session::configuration, std::move(configuration));
+  }
+  std::optional<std::string> token() const { return _session.get(&Session::token); }
+  void setToken(std::optional<std::string> token) { _session.set(&Session::token, std::move(token)); }
+  std::optional<std::string> userId() const { return _session.get(&Session::userId); }
+  void setUserId(std::optional<std::string> userId) { _session.set(&Session::userId, std::move(userId)); }
+  std::optional<std::string> appid() const { return _session.get(&Session::appid); }
+  void setAppid(std::optional<std::string> appid) { _session.set(&Session::appid, std::move(appid)); }
+  std::optional<std::string> pageName() const override { return _session.get(&Session::pageName); }
+  void setPageName(std::optional<std::string> pageName) { _session.set(&Session::pageName, std::move(pageName)); }
   /// Made at the first call and kept. Pictures go through it; every other request has a client of its own.
   std::shared_ptr<OQNetwork> network();
   void setNetwork(std::shared_ptr<OQNetwork> network);
-  std::shared_ptr<const Windows> inAppDataArray() const;
-  void setInAppDataArray(Windows windows);
-  std::shared_ptr<const Windows> subscribeDataArray() const;
-  void setSubscribeDataArray(Windows windows);
-  std::shared_ptr<OQRecordTree> recordTree() const;
-  void setRecordTree(std::shared_ptr<OQRecordTree> tree);
-  Events waitingEvents() const;
-  void setWaitingEvents(Events events);
-  Events waitingEvents1() const;
-  void setWaitingEvents1(Events events);
+  std::shared_ptr<const Windows> inAppDataArray() const { return _windows(OQCampaignStore::Kind::InApp); }
+  void setInAppDataArray(Windows windows) { _store->setList(OQCampaignStore::Kind::InApp, std::move(windows)); }
+  std::shared_ptr<const Windows> subscribeDataArray() const { return _windows(OQCampaignStore::Kind::Subscribe); }
+  void setSubscribeDataArray(Windows windows) { _store->setList(OQCampaignStore::Kind::Subscribe, std::move(windows)); }
+  std::shared_ptr<OQRecordTree> recordTree() const { return _store->recordTree(); }
+  void setRecordTree(std::shared_ptr<OQRecordTree> tree) { _store->setRecordTree(std::move(tree)); }
+  Events waitingEvents() const { return _store->waitingEvents(OQCampaignStore::Kind::InApp); }
+  void setWaitingEvents(Events events) { _store->setWaitingEvents(OQCampaignStore::Kind::InApp, std::move(events)); }
+  Events waitingEvents1() const { return _store->waitingEvents(OQCampaignStore::Kind::Subscribe); }
+  void setWaitingEvents1(Events events) {
+    _store->setWaitingEvents(OQCampaignStore::Kind::Subscribe, std::move(events));
+  }
 
  protected:
   /// Puts the window on screen; runs on the main queue. A test takes its place to see what would be shown.
   virtual void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action);
 
  private:
-  /// Everything that travels with each request, read in one step.
-  struct Session {
-    std::shared_ptr<TorvelinOqConfig> configuration;
-    std::optional<std::string> token;
-    std::optional<std::string> userId;
-    std::optional<std::string> appid;
-    std::optional<std::string> pageName;
-    std::shared_ptr<OQNetwork> network;
-  };
-  using AnswerHandler = std::function<void(OQSDKManager& engine, std::optional<Value> answer)>;
+  using Session = OQSession::Values;
 
-  Session _session() const;
-  template <class Field>
-  Field _field(Field Session::*field) const;
-  template <class Field>
-  void _setField(Field Session::*field, Field value);
-  /// nullopt for null, else the value's text form.
-  static std::optional<std::string> _textOrNil(const Value& value);
-
-  /// Posts the body with a client of its own. The handler gets the parsed answer of status 200, or nullopt
-  /// for what is not JSON; it is not called for anything else, nor once the engine is gone.
-  void _post(const std::string& path, const Value& body, AnswerHandler handler);
-  /// The same for a list; the answers of all lists are handled one after the other.
-  void _postForList(const std::string& path, void (OQSDKManager::*handle)(const std::optional<Value>& answer));
-  /// Whether the answer is a dictionary with code 0; another code is logged.
-  static bool _isSuccess(const std::optional<Value>& answer);
-  Value _listRequestBody() const;
-  Value _eventRequestBody(const OQWindowEvent& event) const;
-
-  void _handleLoginAnswer(const std::optional<Value>& answer);
-  void _handleInAppAnswer(const std::optional<Value>& answer);
-  void _handleSubscribeAnswer(const std::optional<Value>& answer);
-  /// Puts the list in force and on disk and returns the events that waited for it.
-  Events _installInAppList(const Array& records);
-  Events _installSubscribeList(const Array& records);
-
-  void _keepUserId(const Value& xwho);
-  struct Turn {
-    /// The list if it has windows. Otherwise nullptr: the event waits, or is dropped.
-    std::shared_ptr<const OQCampaignList> list;
-    bool isDropped = false;
-  };
-  Turn _listOrWait(const Snapshot<OQCampaignList>& list, Events& waiting, const std::shared_ptr<OQWindowEvent>& event);
-  void _notePassedOver(const OQWindowEvent& event, const OQCampaignList& list, const OQCampaignMatch& match);
-
-  /// Shown, when the display is counted and written; else why it is not.
-  OQDecision _decide(const OQWindowData& window);
-  /// Why a window with this record, or with none, is not shown; nullopt when the rule has no objection.
-  using RecordRule = std::optional<OQDecision> (*)(const OQRecordTreeNode* node);
-  std::optional<OQDecision> _askRecord(const OQWindowData& window, RecordRule rule) const;
-  OQDecision _countIfStillAllowed(const OQWindowData& window);
-  /// With _displayMutex held.
-  static void _count(OQRecordTreeNode& node);
-  /// Exclusive use of the records among the processes of the application, with what others changed in memory; none
-  /// while the records are busy.
-  OQRecordStore::Access _shareRecords();
-  void _writeRecords(OQRecordStore::Access access);
-  /// Writes what was changed in memory; while the records are busy, tries again in the background.
-  void _writeRecordsOrTryLater(OQRecordStore::Access access);
+  static std::shared_ptr<OQSDKManager> _startReading();
+  std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
+  void _installInAppList(const Array& records);
+  void _installSubscribeList(const Array& records);
+  /// On the main queue: at once if the caller is there.
+  void _present(const std::shared_ptr<OQWindowData>& window);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
-  void _markClosed(const OQWindowData& window);
-  /// An event of this moment, in the name of the user.
-  std::shared_ptr<OQWindowEvent> _eventNamed(const std::string& name, Dictionary context) const;
-  void _openWebController(UINavigationController& navigation, const std::string& url);
 
-  std::atomic<bool> _isNewUser{false};
+  OQSession _session;
+  const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
+  OQDisplayDecisions _decisions{_store};
+  OQServerRequests _requests;
   std::atomic<bool> _autoCollectPageInfo{true};
-  std::atomic<std::int64_t> _maxWaitingReceivedEventsNum{3};
-
-  /// Guards the fields of the session.
-  mutable std::mutex _sessionMutex;
-  Session _fields;
-
   /// One login answer at a time decides whether today's list was fetched.
   OQSerialExecutor _dailyFetches;
-  /// One answer at a time is put in force and on disk, with the events that waited for it, so that two never
-  /// mix.
-  OQSerialExecutor _listAnswers;
-
-  /// One step under it: the decision to show a window with the counting of it; the installation of a list
-  /// with its merged records; the choice whether an event waits, and the taking of those that wait.
-  mutable std::mutex _displayMutex;
-  Events _waitingEvents;
-  Events _waitingEvents1;
-
-  OQDecisionLog _decisions;
-
-  /// What earlier runs left, and what has taken its place since. To be had from _stored(), which reads it first or
-  /// waits for the thread that does, and is called before any other lock is taken.
-  struct Stored {
-    Snapshot<OQCampaignList> inApp, subscribe;
-    std::shared_ptr<OQRecordTree> recordTree;
-    std::atomic<bool> treeNodesInit{false};
-  };
-  Stored& _stored() const;
-  void _restore() const;
-  static std::shared_ptr<OQSDKManager> _startReading();
-  /// Has the web engine prepared if the list needs it. Any thread.
-  static void _preparePages(const OQCampaignList& list);
-  /// Except where the user has closed the window.
-  static void _clearActivated(const OQRecordTree& tree);
-  mutable std::mutex _restoreMutex;
-  mutable std::atomic<bool> _isRestored{false};
-  mutable Stored _storedFields;
-
-  /// The file of records. Access to it is taken before _displayMutex, and what is written is read inside it, so a later
-  /// write never holds older counts.
-  mutable OQRecordStore _records;
-  std::atomic<bool> _isWriteDue{false};
-
-  /// Held while one of the files of lists is written, and nothing but the file system is asked. What is written is read
-  /// inside it.
-  std::mutex _fileMutex;
+  std::mutex _networkMutex;
+  std::shared_ptr<OQNetwork> _network;
 };
 
 }  // namespace oq

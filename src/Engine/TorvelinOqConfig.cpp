@@ -6,13 +6,6 @@
 
 namespace oq {
 
-namespace {
-
-constexpr const char* suiteName = "group.oqsdk";
-constexpr const char* environmentKey = "envType";
-
-}  // namespace
-
 Class* TorvelinOqConfig::staticClass() {
   static Class* registered = registerClass("TorvelinOqConfig", Object::staticClass());
   return registered;
@@ -39,13 +32,12 @@ void TorvelinOqConfig::setEnvType(std::uint64_t envType) {
     std::lock_guard lock(_mutex);
     _envType = envType;
   }
-  OQUserDefaults::defaultsWithName(suiteName).setInteger(static_cast<std::int64_t>(envType), environmentKey);
+  OQUserDefaults::setEnvironment(envType);
 }
 
 std::uint64_t TorvelinOqConfig::envType() {
   // The store decides, so that all configurations agree; the field only follows it.
-  const auto stored =
-      static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName(suiteName).integerForKey(environmentKey));
+  const std::uint64_t stored = OQUserDefaults::environment();
   std::lock_guard lock(_mutex);
   _envType = stored;
   return stored;

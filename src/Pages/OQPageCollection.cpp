@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "Engine/OQSDKManager.h"
 #include "Hooks/OQSwizzler.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
@@ -93,8 +92,8 @@ bool isKindOf(const Class* cls, const Class* ancestor) {
   return cls != nullptr;
 }
 
-bool canCollect(const Class* screenClass) {
-  if (!screenClass || !OQSDKManager::sharedManager().autoCollectPage()) return false;
+bool canCollect(const Class* screenClass, const OQPageCollection::Observer& observer) {
+  if (!screenClass || !observer.isCollecting || !observer.isCollecting()) return false;
   if (isSystemClass(class_getName(screenClass))) return false;
   return !isKindOf(screenClass, UINavigationController::staticClass()) &&
          !isKindOf(screenClass, UITabBarController::staticClass());
@@ -136,18 +135,29 @@ void OQPageCollection::viewWillDisappear(const Object&) {
 }
 
 bool OQPageCollection::canCollectViewController(const Object* screen) const {
-  return screen && canCollect(screen->class_());
+  return screen && canCollect(screen->class_(), observer());
 }
 
 void OQPageCollection::record(const Class* screenClass) {
   const std::string& name = class_getName(screenClass);
-  if (canCollect(screenClass)) {
+  const Observer observer = this->observer();
+  if (canCollect(screenClass, observer)) {
     setPageName(name);
-    OQSDKManager::sharedManager().autoPageCollected(name);
+    observer.pageCollected(name);
   } else if (!isSystemClass(name)) {
     // If collection is disabled, and for the host's own navigation controllers, the name still follows the screens.
     setPageName(name);
   }
+}
+
+void OQPageCollection::setObserver(Observer observer) {
+  std::lock_guard lock(_mutex);
+  std::swap(_observer, observer);
+}
+
+OQPageCollection::Observer OQPageCollection::observer() const {
+  std::lock_guard lock(_mutex);
+  return _observer;
 }
 
 std::optional<std::string> OQPageCollection::pageName() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -9,7 +10,7 @@
 
 namespace oq {
 
-/// Observes every screen that appears, and reports the names of the host's pages to the engine.
+/// Observes every screen that appears, and passes the names of the host's pages to its observer.
 ///
 /// Threads: screens appear on the main thread; they are processed later, in order, on the serial queue of
 /// OQDispatchQueueManager. The page's name may be read on any thread. Only the class of a screen is kept, not the
@@ -21,6 +22,14 @@ class OQPageCollection : public Object {
   /// Created at the first call and never destroyed.
   static OQPageCollection& sharedInstance();
   OQPageCollection() = default;
+
+  /// Both are called on the serial queue, isCollecting() also by canCollectViewController(). Without an observer no
+  /// page is reported.
+  struct Observer {
+    std::function<bool()> isCollecting;
+    std::function<void(const std::string& name)> pageCollected;
+  };
+  void setObserver(Observer observer);
 
   /// Hooks the appearance of all screens; a second call has no effect. On other threads it waits for the main queue.
   static void collectPage();
@@ -39,8 +48,10 @@ class OQPageCollection : public Object {
 
  private:
   void record(const Class* screenClass);
+  Observer observer() const;
 
   mutable std::mutex _mutex;
+  Observer _observer;
   std::optional<std::string> _pageName;
 };
 

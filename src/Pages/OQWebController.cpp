@@ -3,9 +3,11 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/System/Device.h"
 #include "Foundation/Values/Number.h"
+#include "Pages/OQNavigation.h"
 #include "Pages/OQWebImages.h"
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
+#include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "Utils/OQLogger.h"
@@ -34,6 +36,19 @@ OQWebController::~OQWebController() {
   _wkWebView->stopLoading();
   _wkWebView->setUIDelegate(nullptr);
   _wkWebView->setNavigationDelegate(nullptr);
+}
+
+/// What is popped is the top of the stack each time, and not necessarily the page that was found; intentional.
+void OQWebController::open(const std::string& url) {
+  const auto navigation = OQNavigation::currentNavigation();
+  if (!navigation) return;
+  for (std::size_t i = 0; i < navigation->viewControllers().size(); ++i) {
+    if (std::dynamic_pointer_cast<OQWebController>(navigation->viewControllers()[i]))
+      navigation->popViewControllerAnimated(false);
+  }
+  auto page = makeMainObject<OQWebController>();
+  page->setUrlString(url);
+  navigation->pushViewController(std::move(page), true);
 }
 
 void OQWebController::_viewDidLoad() {

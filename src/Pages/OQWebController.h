@@ -35,6 +35,10 @@ class OQWebController : public UIViewController,
   explicit OQWebController(std::string url) : _urlString(std::move(url)) {}
   ~OQWebController() override;
 
+  /// Pushes a page on the navigation controller of the current screen, if there is one, in place of a page that is
+  /// open.
+  static void open(const std::string& url);
+
   const std::optional<std::string>& urlString() const { return _urlString; }
   void setUrlString(std::optional<std::string> url) { _urlString = std::move(url); }
   // These three are read when the part that they affect is created.

@@ -2,12 +2,13 @@
 
 #include <utility>
 
-#include "Engine/OQSDKManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
 #include "Storage/OQImageDiskCache.h"
+#include "Storage/OQUserDefaults.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
+#include "oqsdk/TorvelinOqConfig.h"
 
 namespace oq {
 
@@ -19,7 +20,7 @@ constexpr std::int64_t nilImageURLCode = 1000;
 /// Chosen afresh for every request. An environment that nobody knows has no server: no fallback to
 /// production.
 std::optional<std::string> currentBaseURL() {
-  switch (OQSDKManager::getEnvironment()) {
+  switch (OQUserDefaults::environment()) {
     case OQEnvironmentProduction:
       return "https://" OQSDK_PRODUCTION_HOST ":8088";
     case OQEnvironmentTest:

@@ -4,6 +4,12 @@
 
 namespace oq {
 
+namespace {
+
+constexpr const char* kEnvironmentKey = "envType";
+
+}  // namespace
+
 Class* OQUserDefaults::staticClass() {
   static Class* registered = registerClass("OQUserDefaults", Object::staticClass());
   return registered;
@@ -12,6 +18,18 @@ Class* OQUserDefaults::staticClass() {
 OQUserDefaults& OQUserDefaults::defaultsWithName(const std::string& name) {
   static OQUserDefaults& shared = *new OQUserDefaults(name);
   return shared;
+}
+
+OQUserDefaults& OQUserDefaults::groupDefaults() {
+  return defaultsWithName("group.oqsdk");
+}
+
+std::uint64_t OQUserDefaults::environment() {
+  return static_cast<std::uint64_t>(groupDefaults().integerForKey(kEnvironmentKey));
+}
+
+void OQUserDefaults::setEnvironment(std::uint64_t environment) {
+  groupDefaults().setInteger(static_cast<std::int64_t>(environment), kEnvironmentKey);
 }
 
 std::shared_ptr<UserDefaults> OQUserDefaults::open() const {

@@ -21,6 +21,11 @@ class OQUserDefaults : public Object {
  public:
   /// One object for the whole process. Intentional: the name of the first call is used, and later names are ignored.
   static OQUserDefaults& defaultsWithName(const std::string& name);
+  /// The library's own suite, "group.oqsdk".
+  static OQUserDefaults& groupDefaults();
+  /// The environment stored in it, read at each call; 0 if there is none.
+  static std::uint64_t environment();
+  static void setEnvironment(std::uint64_t environment);
   /// Without a name it uses the standard defaults.
   explicit OQUserDefaults(std::optional<std::string> name) : _name(std::move(name)) {}
 

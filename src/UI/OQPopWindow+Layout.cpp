@@ -29,7 +29,7 @@ std::optional<URL> urlFromValue(const Value& address) {
 }  // namespace
 
 void OQPopWindow::loadPicture() {
-  oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt);
+  oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt, _network);
 }
 
 void OQPopWindow::layoutImage() {

@@ -10,6 +10,7 @@
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
+#include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQLogger.h"
 
 namespace oq {
@@ -18,10 +19,8 @@ namespace {
 constexpr double kOpening = 0.2, kClosing = 0.05;  // seconds
 constexpr std::int64_t kShown = 1, kShownAsTool = -1, kPicture = 2, kClosed = 3;
 
-/// Immediately on the main queue, otherwise queued there.
-void onMainQueue(Block block) {
-  if (isOnMainQueue()) return block();
-  DispatchQueue::main().async(std::move(block));
+void logShow(const std::shared_ptr<OQWindowData>& data) {
+  OQLogger::log("pop window with data:%@\n", data);
 }
 
 std::shared_ptr<OQTextAttribute> textAttribute(const std::optional<std::string>& text) {
@@ -39,11 +38,18 @@ std::shared_ptr<OQButtonAttribute> buttonAttribute(const char* text) {
 }  // namespace
 
 void OQPopWindow::popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction) {
+  if (isOnMainQueue()) return popOnMainQueue(std::move(data), std::move(eventAction));
   if (_isShowing) return;
-  OQLogger::log("pop window with data:%@\n", data);
-  onMainQueue([self = self(), data = std::move(data), eventAction = std::move(eventAction)]() mutable {
-    self->showData(std::move(data), std::move(eventAction));
+  logShow(data);
+  DispatchQueue::main().async([self = self(), data = std::move(data), eventAction = std::move(eventAction)] {
+    self->showData(data, eventAction);
   });
+}
+
+void OQPopWindow::popOnMainQueue(std::shared_ptr<OQWindowData> data, EventAction eventAction) {
+  if (_isShowing) return;
+  logShow(data);
+  showData(std::move(data), std::move(eventAction));
 }
 
 void OQPopWindow::showData(std::shared_ptr<OQWindowData> data, EventAction eventAction) {
@@ -66,8 +72,7 @@ void OQPopWindow::showData(std::shared_ptr<OQWindowData> data, EventAction event
 
 void OQPopWindow::popWithTitle(std::optional<std::string> title, std::optional<std::string> message,
                                EventAction eventAction) {
-  onMainQueue([self = self(), title = std::move(title), message = std::move(message),
-               eventAction = std::move(eventAction)]() mutable {
+  auto show = [self = self(), title = std::move(title), message = std::move(message), eventAction] {
     auto data = std::make_shared<OQWindowData>();
     data->setTitle(textAttribute(title));
     data->setContent(textAttribute(message.value_or("未取到userId，请重启APP")));
@@ -77,8 +82,9 @@ void OQPopWindow::popWithTitle(std::optional<std::string> title, std::optional<s
     self->_data = std::move(data);
     self->_eventAction = eventAction;
     self->_isToolWindow = true;
-    self->_popWithTextWithCompletion(std::move(eventAction));
-  });
+    self->_popWithTextWithCompletion(eventAction);
+  };
+  OQDispatchQueueManager::dispatchInMainThread(show, true);
 }
 
 void OQPopWindow::_popWithImageWithCompletion(EventAction completion) {

@@ -9,6 +9,7 @@
 
 #include "Model/OQWindowData.h"
 #include "Pages/OQWebController.h"
+#include "Requests/OQNetwork.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
 #include "UIKit/Views/UIImageView.h"
@@ -43,8 +44,13 @@ class OQPopWindow : public UIView {
   OQPopWindow();
   explicit OQPopWindow(CGRect frame);
 
+  /// What fetches the picture; without one, a client of its own.
+  void setNetwork(std::shared_ptr<OQNetwork> network) { _network = std::move(network); }
+
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
+  /// The same for a caller on the main queue.
+  void popOnMainQueue(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   /// A prompt with the buttons "取消" and "确定". Thread-safe.
   void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
   void _popWithImageWithCompletion(EventAction completion);
@@ -121,6 +127,7 @@ class OQPopWindow : public UIView {
   void report(std::int64_t code, const Value& link);
   void loadPicture();
 
+  std::shared_ptr<OQNetwork> _network;
   std::shared_ptr<OQWindowData> _data;
   EventAction _eventAction;
   std::shared_ptr<UIView> _backgroundView, _contentView;

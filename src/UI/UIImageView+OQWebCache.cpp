@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Engine/OQSDKManager.h"
 #include "UIKit/Windows/MainObject.h"
 
 namespace oq {
@@ -19,7 +18,8 @@ void show(const std::weak_ptr<UIImageView>& view, std::shared_ptr<const UIImage>
 
 }  // namespace
 
-void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url) {
+void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url,
+                        const std::shared_ptr<OQNetwork>& network) {
   if (!view) return;
   view->setAssociatedObject(&kImageURLKey, url);
   if (!url) return;
@@ -29,7 +29,7 @@ void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::opt
     if (isOnMainQueue()) return show(weak, std::move(image));
     DispatchQueue::main().async([weak, image = std::move(image)] { show(weak, image); });
   };
-  OQSDKManager::sharedManager().downloadImageWithURL(url, std::move(completion));
+  (network ? network : OQNetwork::randomNetwork())->downloadImageWithURL(url, std::move(completion));
 }
 
 std::optional<URL> oq_imageURL(const UIImageView& view) {

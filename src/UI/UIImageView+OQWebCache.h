@@ -4,14 +4,16 @@
 #include <optional>
 
 #include "Foundation/Networking/URL.h"
+#include "Requests/OQNetwork.h"
 #include "UIKit/Views/UIImageView.h"
 
 namespace oq {
 
 /// Shows the picture at the address as soon as it is loaded from the image cache or the network. The view is not
 /// changed if that fails, if the view was destroyed meanwhile, or if there is no address (which is stored all the
-/// same). Main queue only.
-void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url);
+/// same). Main queue only. Without `network` it creates a client of its own.
+void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url,
+                        const std::shared_ptr<OQNetwork>& network = nullptr);
 /// The last address that was set.
 std::optional<URL> oq_imageURL(const UIImageView& view);
 

@@ -17,6 +17,8 @@ MAY_INCLUDE = {
     "tools": {"include", "platform", "src", "tests", "tools"},
     "fuzz": {"include", "platform", "src", "server", "fuzz", "tests"},
 }
+# The folders of src, lowest first: a file includes headers of its own folder and of those before it.
+SRC_ORDER = ["Utils", "Hooks", "Model", "Storage", "Matching", "Requests", "Pages", "UI", "Engine", "Tools"]
 # Headers of libraries that a folder may see; where a folder is not named, any.
 LIBRARIES = {
     "include": re.compile(r"[a-z_]+|boost/json/.*"),
@@ -27,14 +29,21 @@ LIBRARIES = {
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
 
 
-def folder_of(file, name):
-    """The folder of ours that an include ends in, or None for a library's header."""
+def target_of(file, name):
+    """The path of our header that an include ends in, or None for a library's header."""
     places = [file.parent] + [ROOT / folder for folder in ("include", "platform", "src", "hosts", "server", "tests", "tools")]
     for place in places:
         target = (place / name).resolve()
         if target.is_file() and target.is_relative_to(ROOT):
-            return target.relative_to(ROOT).parts[0]
+            return target.relative_to(ROOT)
     return None
+
+
+def points_up(path, target):
+    """Whether an include goes from a folder of src to one above it."""
+    if path.parts[0] != "src" or target.parts[0] != "src":
+        return False
+    return SRC_ORDER.index(target.parts[1]) > SRC_ORDER.index(path.parts[1])
 
 
 def problems_of(file, text):
@@ -42,12 +51,12 @@ def problems_of(file, text):
     folder = path.parts[0]
     libraries = [allowed for folder, allowed in LIBRARIES.items() if path.is_relative_to(folder)]
     for name in INCLUDE.findall(text):
-        target = folder_of(file, name)
-        if target in MAY_INCLUDE[folder]:
-            continue
-        if target:
-            yield f"{path} includes {name}: {folder} may not include from {target}"
-        elif libraries and not libraries[-1].fullmatch(name):
+        target = target_of(file, name)
+        if target and target.parts[0] not in MAY_INCLUDE[folder]:
+            yield f"{path} includes {name}: {folder} may not include from {target.parts[0]}"
+        elif target and points_up(path, target):
+            yield f"{path} includes {name}: {target.parts[1]} is above {path.parts[1]}"
+        elif not target and libraries and not libraries[-1].fullmatch(name):
             yield f"{path} includes {name}: not for {folder}"
 
 
@@ -72,6 +81,8 @@ class IncludeDirection(unittest.TestCase):
             ("platform/Foundation/Files/X.cpp", '#include "Engine/OQSDKManager.h"'),
             ("platform/UIKit/X.h", "#include <gtkmm/window.h>"),
             ("src/Engine/X.cpp", "#include <unistd.h>"),
+            ("src/Requests/X.cpp", '#include "Engine/OQSDKManager.h"'),
+            ("src/Utils/X.h", '#include "Model/OQWindowData.h"'),
             ("src/UI/X.cpp", '#  include "gtk/Surface.h"'),
             ("hosts/gtk/X.cpp", '#include "Utils/OQLogger.h"'),
             ("include/oqsdk/X.h", '#include "Foundation/Values/Date.h"'),

@@ -8,7 +8,6 @@
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
-#include "oqsdk/OQSDKConstants.h"
 #include "support/EngineTest.h"
 
 namespace oq::test {
@@ -47,30 +46,6 @@ TEST_F(EngineListsTest, LoginFetchesNoListForWantOfAUserOrAToken) {
   EXPECT_EQ(engine->token(), std::nullopt);
   EXPECT_EQ(storedToken(), Value()) << "forgotten";
   EXPECT_EQ(network->requests().size(), before + 1);
-}
-
-TEST_F(EngineListsTest, ListRequestsTellWhetherAUserWasKnownAtTheStart) {
-  relaunch();
-  engine->setUserId("ann");
-  logIn();
-  receive("buy");  // stores the user id for the next run
-  relaunch();
-  setNow("2026-03-11 12:00:00");
-  logIn();
-  for (const char* path : {subscribePath, inAppPath}) {
-    const auto requests = network->requests(path);
-    ASSERT_EQ(requests.size(), 2u) << path;
-    const Value& version = requests[0].json.at("os").at("version");
-    EXPECT_TRUE(version.is_string());
-    const Value expected = {
-        {"newUser", 1},
-        {"token", "T"},
-        {"userId", "ann"},
-        {"sdkVersion", OQSDKVersion},
-        {"os", {{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", version}}}};
-    EXPECT_EQ(requests[0].json, expected);
-    EXPECT_EQ(requests[1].json.at("newUser"), Value(0));
-  }
 }
 
 TEST_F(EngineListsTest, WindowsAreFetchedOncePerCalendarDay) {

@@ -5,7 +5,6 @@
 #include <future>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Engine/OQSDKManager.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Controllers/UIViewController.h"
@@ -33,25 +32,26 @@ class PageCollection : public testing::Test {
   PageCollection() {
     DispatchQueue::installMain();
     OQPageCollection::collectPage();
-    OQPageCollection::collectPage();  // has no effect
-    engine().setAutoCollectPage(true);
-    engine().setPageName("engine before");
+    OQPageCollection::collectPage();  // harmless
+    OQPageCollection::sharedInstance().setObserver(
+        {[this] { return isCollecting; }, [this](const std::string& name) { reported = name; }});
     OQPageCollection::sharedInstance().setPageName("before");
   }
-  ~PageCollection() override { engine().setAutoCollectPage(true); }
+  ~PageCollection() override { OQPageCollection::sharedInstance().setObserver({}); }
 
-  static OQSDKManager& engine() { return OQSDKManager::sharedManager(); }
-  /// The page names of the collection and the engine, after the screen has appeared and been processed.
-  static std::pair<std::string, std::string> pagesAfter(UIViewController& screen) {
+  /// The current page, and the last one that was reported, once the screen has appeared and been decided on.
+  std::pair<std::string, std::string> pagesAfter(UIViewController& screen) {
     screen.viewDidAppear(false);
     screen.viewWillDisappear(false);
     std::promise<void> decided;
     OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                   [&] { decided.set_value(); });
     decided.get_future().wait();
-    return {OQPageCollection::sharedInstance().pageName().value(), engine().pageName().value()};
+    return {OQPageCollection::sharedInstance().pageName().value(), reported};
   }
 
+  bool isCollecting = true;
+  std::string reported = "none";
   test::TemporaryFolder folder;
 };
 
@@ -66,12 +66,12 @@ TEST_F(PageCollection, FollowsScreensAndReportsPagesIfEnabled) {
   Named<UINavigationController> stack("PageTestStack", inner);
   Named<UITabBarController> tabs("PageTestTabs");
   for (UIViewController* passedOver : std::initializer_list<UIViewController*>{&plain, &alert, &systemStack})
-    EXPECT_EQ(pagesAfter(*passedOver), Pages("before", "engine before"));
+    EXPECT_EQ(pagesAfter(*passedOver), Pages("before", "none"));
   EXPECT_FALSE(OQPageCollection::sharedInstance().canCollectViewController(nullptr));
-  EXPECT_EQ(pagesAfter(stack), Pages("PageTestStack", "engine before"));
-  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestTabs", "engine before"));
+  EXPECT_EQ(pagesAfter(stack), Pages("PageTestStack", "none"));
+  EXPECT_EQ(pagesAfter(tabs), Pages("PageTestTabs", "none"));
   EXPECT_EQ(pagesAfter(page), Pages("PageTestPage", "PageTestPage"));
-  engine().setAutoCollectPage(false);
+  isCollecting = false;
   EXPECT_EQ(pagesAfter(other), Pages("PageTestOther", "PageTestPage"));
   EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
 }

@@ -4,7 +4,6 @@
 
 #include <future>
 
-#include "Engine/OQSDKManager.h"
 #include "Foundation/Networking/URLSession.h"
 #include "Foundation/Values/Base64.h"
 #include "Storage/OQImageDiskCache.h"
@@ -79,9 +78,9 @@ TEST_F(DownloadedImage, TruncatedDownloadFailsAndIsTriedAgain) {
   network->answer("/cut.png", picture().substr(0, picture().size() - 4));
   network->answer("/text.png", "not a picture");
   oq_setImageWithURL(view, url);
-  auto& engine = OQSDKManager::sharedManager();
-  engine.downloadImageWithURL(url, nullptr);
-  engine.downloadImageWithURL(URL::withString("https://p.example/text.png"), nullptr);
+  OQNetwork client;
+  client.downloadImageWithURL(url, nullptr);
+  client.downloadImageWithURL(URL::withString("https://p.example/text.png"), nullptr);
   ASSERT_TRUE(network->settle());
   host.runMainQueue();
   EXPECT_FALSE(view->image());

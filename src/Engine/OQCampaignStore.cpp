@@ -1,0 +1,227 @@
+#include "Engine/OQCampaignStore.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Files/FileManager.h"
+#include "Foundation/Values/Number.h"
+#include "Storage/OQDataArchiver.h"
+#include "Utils/OQGuard.h"
+#include "Utils/OQLogger.h"
+#include "WebKit/WebEngineRegistry.h"
+
+namespace oq {
+
+namespace {
+
+constexpr double kSecondsUntilNextTry = 1;
+
+/// What the file of an earlier run holds.
+template <class T>
+std::vector<std::shared_ptr<T>> restored(const char* fileName) {
+  auto objects = OQDataArchiver::getDataForPath<T>(documentsDirectory() / fileName);
+  return objects ? std::move(*objects) : std::vector<std::shared_ptr<T>>();
+}
+
+const char* fileNameOf(OQCampaignStore::Kind kind) {
+  return kind == OQCampaignStore::Kind::InApp ? OQInAppWindowDataFileName : OQSubscribeWindowDataFileName;
+}
+
+void beginRun(const OQRecordTree& tree) {
+  for (const auto& node : tree.copyOfNodes()) node->beginRun();
+}
+
+/// Large, and so prepared before a window needs it.
+void prepareWebEngineFor(const OQCampaignList& list) {
+  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
+}
+
+void logWritten(const char* what, bool isWritten) {
+  OQLogger::log("%@ %@！", what, isWritten ? "成功" : "失败");
+}
+
+}  // namespace
+
+std::shared_ptr<const OQCampaignList> OQCampaignStore::makeList(Kind kind, Windows windows) {
+  const bool heedsPreConditions = kind == Kind::InApp;
+  return std::make_shared<const OQCampaignList>(std::move(windows), heedsPreConditions
+                                                                        ? OQCampaignList::PreConditions::Heeded
+                                                                        : OQCampaignList::PreConditions::Ignored);
+}
+
+void OQCampaignStore::restore() {
+  if (_isRestored.load(std::memory_order_acquire)) return;
+  std::lock_guard lock(_restoreMutex);
+  if (_isRestored.load(std::memory_order_relaxed)) return;
+  // All of it or, out of memory, nothing: the next call tries again.
+  auto inApp = makeList(Kind::InApp, restored<OQWindowData>(OQInAppWindowDataFileName));
+  auto subscribe = makeList(Kind::Subscribe, restored<OQWindowData>(OQSubscribeWindowDataFileName));
+  auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
+  beginRun(*tree);
+  prepareWebEngineFor(*inApp);
+  of(Kind::InApp).list.exchange(std::move(inApp));
+  of(Kind::Subscribe).list.exchange(std::move(subscribe));
+  _recordTree = std::move(tree);
+  _isActivatedCleared = true;
+  _isRestored.store(true, std::memory_order_release);
+}
+
+std::shared_ptr<const OQCampaignList> OQCampaignStore::list(Kind kind) {
+  restore();
+  return of(kind).list.load();
+}
+
+void OQCampaignStore::setList(Kind kind, Windows windows) {
+  restore();
+  auto list = makeList(kind, std::move(windows));
+  locked([&] { list = of(kind).list.exchange(std::move(list)); });
+}
+
+OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
+  restore();
+  auto list = makeList(kind, std::move(windows));
+  Events waited;
+  const auto exchange = [&] {
+    list = of(kind).list.exchange(std::move(list));
+    waited.swap(of(kind).waiting);
+  };
+  if (kind == Kind::Subscribe) {
+    // Subscriptions are never shown and have no records.
+    locked(exchange);
+    syncList(kind);
+    return waited;
+  }
+  prepareWebEngineFor(*list);
+  OQRecordTree& fresh = OQRecordTree::defaultTree();
+  fresh.removeAllTreeNodes();
+  for (const auto& window : list->windows()) fresh.addTreeNode(OQCampaignList::recordFor(*window));
+  {
+    const auto access = shareRecords();
+    locked([&] {
+      // The records first: a reader that sees the new list without the lock finds them merged.
+      _recordTree->updateWithTree(fresh);
+      exchange();
+    });
+  }
+  clearActivated();
+  syncList(kind);
+  writeRecordsOrTryLater(shareRecords());
+  return waited;
+}
+
+void OQCampaignStore::syncList(Kind kind) {
+  restore();
+  bool isWritten = false;
+  {
+    std::lock_guard lock(_fileMutex);
+    isWritten = OQDataArchiver::setData(of(kind).list.load()->windows(), documentsDirectory() / fileNameOf(kind));
+  }
+  logWritten(kind == Kind::InApp ? "syncInAppData" : "syncSubscribeData", isWritten);
+}
+
+OQCampaignStore::Turn OQCampaignStore::listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event) {
+  auto current = list(kind);
+  if (!current->empty()) return {current};
+  return locked([&]() -> Turn {
+    // Read again under the lock under which a list is installed, so that an event that waits is sure to be replayed.
+    current = of(kind).list.load();
+    if (!current->empty()) return {current};
+    Events& waiting = of(kind).waiting;
+    if (std::ranges::find(waiting, event) != waiting.end()) return {nullptr};
+    // The oldest are kept, not the newest; this is intentional.
+    if (static_cast<std::int64_t>(waiting.size()) >= maxWaitingEvents()) return {nullptr, true};
+    waiting.push_back(event);
+    return {nullptr};
+  });
+}
+
+OQCampaignStore::Events OQCampaignStore::waitingEvents(Kind kind) const {
+  return locked([&] { return of(kind).waiting; });
+}
+
+void OQCampaignStore::setWaitingEvents(Kind kind, Events events) {
+  locked([&] { of(kind).waiting.swap(events); });
+}
+
+std::shared_ptr<OQRecordTree> OQCampaignStore::recordTree() {
+  restore();
+  return locked([&] { return _recordTree; });
+}
+
+void OQCampaignStore::setRecordTree(std::shared_ptr<OQRecordTree> tree) {
+  restore();
+  if (!tree) tree = std::make_shared<OQRecordTree>();
+  locked([&] { _recordTree.swap(tree); });
+}
+
+OQCampaignStore::Record OQCampaignStore::recordOf(const OQWindowData& window) {
+  return recordTree()->findTreeNodeById(integerValue(window.windowId()));
+}
+
+void OQCampaignStore::count(OQRecordTreeNode& record) {
+  record.setUsedCount(record.usedCount() + 1);
+  record.setActivated(true);
+  record.noteCountedInThisRun();
+}
+
+void OQCampaignStore::countDisplay(OQRecordTreeNode& record) {
+  auto access = shareRecords();
+  locked([&] { count(record); });
+  writeRecordsOrTryLater(std::move(access));
+}
+
+void OQCampaignStore::markClosed(const OQWindowData& window) {
+  auto access = shareRecords();
+  if (const Record record = recordOf(window)) record->setUserClosed(true);
+  writeRecordsOrTryLater(std::move(access));
+}
+
+void OQCampaignStore::clearActivated() {
+  restore();
+  if (_isActivatedCleared.exchange(true)) return;
+  locked([&] { beginRun(*_recordTree); });
+}
+
+bool OQCampaignStore::isActivatedCleared() {
+  restore();
+  return _isActivatedCleared;
+}
+
+void OQCampaignStore::setActivatedCleared(bool isCleared) {
+  restore();
+  _isActivatedCleared = isCleared;
+}
+
+OQRecordStore::Access OQCampaignStore::shareRecords() {
+  restore();
+  auto access = _records.access();
+  if (!access) return access;
+  if (const auto others = access.changesOfOthers()) locked([&] { _recordTree->adopt(*others); });
+  return access;
+}
+
+void OQCampaignStore::writeRecords(OQRecordStore::Access access) {
+  const auto nodes = [&] { return locked([&] { return _recordTree->copyOfNodes(); }); };
+  logWritten("syncRecordTree", access && access.write(nodes()));
+}
+
+void OQCampaignStore::writeRecordsOrTryLater(OQRecordStore::Access access) {
+  if (access) return writeRecords(std::move(access));
+  if (_isWriteDue.exchange(true)) return;
+  DispatchQueue::background().after(kSecondsUntilNextTry, [weak = weak_from_this()] {
+    guarded([&] {
+      const auto store = weak.lock();
+      if (!store) return;
+      store->_isWriteDue = false;
+      store->writeRecordsOrTryLater(store->shareRecords());
+    });
+  });
+}
+
+void OQCampaignStore::syncRecords() {
+  restore();
+  writeRecords(_records.access());
+}
+
+}  // namespace oq

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "Foundation/Values/Snapshot.h"
+#include "Matching/OQCampaignList.h"
+#include "Model/OQRecordTree.h"
+#include "Model/OQWindowData.h"
+#include "Model/OQWindowEvent.h"
+#include "Storage/OQRecordStore.h"
+
+namespace oq {
+
+/// The campaigns at hand and what is known of them: the two lists, the records of what was shown, the events that wait
+/// for a list, and the three files that outlast the process. The files are read when they are first needed.
+///
+/// Threads: any thread may call anything. A list is an immutable snapshot that is replaced whole; a new in-app list and
+/// its merged records become visible together.
+///
+/// Locks, in the order in which they are taken:
+///   1. access to the records (OQRecordStore::Access), exclusive among the processes of the application. What is
+///      written is read inside it, so that a later write never contains older counts.
+///   2. _restoreMutex, while the files of earlier runs are read.
+///   3. _fileMutex, while the file of a list is written. What is written is read inside it.
+///   4. _mutex: in one step, a display is allowed and counted; a list is installed with its records and the events that
+///      waited for it are taken; an event is matched or waits.
+///   5. the locks inside the lists, the tree and its records.
+/// Nothing outside the store is called under 2 to 5, and no log is written.
+///
+/// Ownership: lives in a shared_ptr; a write that waits for busy records holds it weakly. Failure: a missing or damaged
+/// file reads as empty; a file that cannot be written is logged, and the state in memory stays as it is.
+class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
+ public:
+  using Windows = OQCampaignList::Windows;
+  using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
+  using Record = std::shared_ptr<OQRecordTreeNode>;
+  enum class Kind { InApp, Subscribe };
+
+  /// Reads the files, or waits for the thread that does.
+  void restore();
+
+  std::shared_ptr<const OQCampaignList> list(Kind kind);
+  void setList(Kind kind, Windows windows);
+  /// Puts the windows of an answer in force and on disk, in-app windows with their records, and returns the events that
+  /// waited for them.
+  Events install(Kind kind, Windows windows);
+  /// Writes the list to its file.
+  void syncList(Kind kind);
+
+  struct Turn {
+    /// The list if it has windows. Otherwise nullptr: the event waits, or is dropped.
+    std::shared_ptr<const OQCampaignList> list;
+    bool isDropped = false;
+  };
+  /// Who offers an event gets the list to match it against, or the event waits for the list.
+  Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event);
+  Events waitingEvents(Kind kind) const;
+  void setWaitingEvents(Kind kind, Events events);
+  /// The largest number of events that wait for one list.
+  std::int64_t maxWaitingEvents() const { return _maxWaitingEvents; }
+  void setMaxWaitingEvents(std::int64_t most) { _maxWaitingEvents = most; }
+
+  std::shared_ptr<OQRecordTree> recordTree();
+  /// nullptr stands for an empty tree.
+  void setRecordTree(std::shared_ptr<OQRecordTree> tree);
+  /// The window's record, or nullptr. Several of its fields are read and changed in one step by locked().
+  Record recordOf(const OQWindowData& window);
+  /// Runs the work under _mutex. It must take no lock of an outer level, and log nothing.
+  template <class Work>
+  auto locked(const Work& work) const {
+    std::lock_guard lock(_mutex);
+    return work();
+  }
+  /// Counts one display. Under locked().
+  static void count(OQRecordTreeNode& record);
+
+  /// Counts one display and writes the records.
+  void countDisplay(OQRecordTreeNode& record);
+  void markClosed(const OQWindowData& window);
+  /// Once: windows that the user has not closed may be shown again.
+  void clearActivated();
+  bool isActivatedCleared();
+  void setActivatedCleared(bool isCleared);
+  /// Writes the records as they are in memory, whatever other processes of the application wrote.
+  void syncRecords();
+
+  /// Access to the records, with what other processes changed in memory; false while the records are busy.
+  OQRecordStore::Access shareRecords();
+  void writeRecords(OQRecordStore::Access access);
+
+ private:
+  struct Campaigns {
+    Snapshot<OQCampaignList> list;
+    Events waiting;
+  };
+  static std::shared_ptr<const OQCampaignList> makeList(Kind kind, Windows windows);
+  Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
+  const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
+  Events exchangeList(Kind kind, std::shared_ptr<const OQCampaignList> list);
+  /// Writes what was changed in memory; while the records are busy, tries again in the background.
+  void writeRecordsOrTryLater(OQRecordStore::Access access);
+
+  std::mutex _restoreMutex;
+  std::atomic<bool> _isRestored{false};
+  std::mutex _fileMutex;
+  mutable std::mutex _mutex;
+
+  std::array<Campaigns, 2> _campaigns;
+  std::atomic<std::int64_t> _maxWaitingEvents{3};
+  std::shared_ptr<OQRecordTree> _recordTree;
+  std::atomic<bool> _isActivatedCleared{false};
+  OQRecordStore _records;
+  std::atomic<bool> _isWriteDue{false};
+};
+
+}  // namespace oq

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Model/OQWindowData.h"
+#include "Model/OQWindowEvent.h"
+#include "Requests/OQSession.h"
+#include "Utils/OQSerialExecutor.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// The requests to the campaign server: their paths, their bodies, and what an answer has to be to count as a success.
+/// Each is a POST with a client of its own.
+///
+/// Threads: any thread may call; callbacks run on the HTTP client's queue. The answers of both lists are handled one
+/// after the other. Ownership: the owner holds this object. It is held weakly while a request is under way; an answer
+/// to an owner that has gone is ignored, and the owner stays alive while a callback runs. Failure: a request that
+/// fails, a status other than 200 and a code other than 0 are logged, and the callback does not run. Nothing is
+/// retried.
+class OQServerRequests {
+ public:
+  using Session = OQSession::Values;
+  using Owner = std::weak_ptr<const void>;
+  /// An answer with code 0.
+  using Answered = std::function<void(const Value& answer)>;
+  /// The campaigns of an answer with code 0, at least one.
+  using Campaigns = std::function<void(const Array& records)>;
+
+  static void login(const Session& session, Owner owner, Answered answered);
+  void getInAppList(const Session& session, Owner owner, Campaigns take);
+  void getSubscribeList(const Session& session, Owner owner, Campaigns take);
+  /// Sends an event that the server subscribed to.
+  static void triggerEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
+  static void reportEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
+
+  /// The report of what happened to a window on screen, at this moment and in the name of the session's user. Type 0 is
+  /// left out.
+  static std::shared_ptr<OQWindowEvent> windowEvent(const Session& session, const std::optional<std::string>& name,
+                                                    std::int64_t type, const OQWindowData& window);
+  /// The report of a push message: type 0 is its delivery, 1 a click on it. nullptr for any other type, and for a
+  /// message that is not a dictionary.
+  static std::shared_ptr<OQWindowEvent> pushEvent(const Session& session, std::uint64_t type, const Value& msg);
+
+ private:
+  void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take);
+
+  OQSerialExecutor _listAnswers;
+};
+
+}  // namespace oq

@@ -1,0 +1,49 @@
+#include "Requests/OQSession.h"
+
+#include "Foundation/Values/Format.h"
+#include "Storage/OQUserDefaults.h"
+
+namespace oq {
+
+namespace {
+
+constexpr const char *kTokenKey = "oq_token", *kUserIdKey = "oq_xwho";
+
+std::optional<std::string> textOrNil(const Value& value) {
+  if (value.is_null()) return std::nullopt;
+  return descriptionOf(value);
+}
+
+void store(const std::optional<std::string>& text, const char* key) {
+  OQUserDefaults::groupDefaults().setObject(text ? Value(*text) : Value(), key);
+}
+
+}  // namespace
+
+OQSession::OQSession() {
+  const OQUserDefaults& defaults = OQUserDefaults::groupDefaults();
+  _values.token = textOrNil(defaults.objectForKey(kTokenKey));
+  _values.userId = textOrNil(defaults.objectForKey(kUserIdKey));
+  _values.isNewUser = _values.userId.has_value();
+}
+
+OQSession::Values OQSession::values() const {
+  std::lock_guard lock(_mutex);
+  return _values;
+}
+
+void OQSession::takeUser(const Value& xwho, const Value& appid) {
+  std::optional<std::string> userId = textOrNil(xwho), application = textOrNil(appid);
+  store(userId, kUserIdKey);
+  std::lock_guard lock(_mutex);
+  _values.userId.swap(userId);
+  _values.appid.swap(application);
+}
+
+void OQSession::takeToken(const Value& token) {
+  const std::optional<std::string> text = textOrNil(token);
+  set(&Values::token, text);
+  store(text, kTokenKey);
+}
+
+}  // namespace oq

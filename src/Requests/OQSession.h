@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "oqsdk/TorvelinOqConfig.h"
+#include "oqsdk/Value.h"
+
+namespace oq {
+
+/// The session with the campaign server: who uses the application, and what each request says about it. It starts with
+/// the token and the user id that an earlier run stored.
+///
+/// Threads: any thread may call anything. One mutex guards all fields, and nothing is called while it is held.
+/// Failure: a value that cannot be stored is kept in memory only.
+class OQSession {
+ public:
+  struct Values {
+    std::shared_ptr<TorvelinOqConfig> configuration;
+    std::optional<std::string> token;
+    std::optional<std::string> userId;
+    std::optional<std::string> appid;
+    std::optional<std::string> pageName;
+    /// True if a user id was stored when the session began. The name says the opposite. This and the inversion in the
+    /// list requests are both intentional.
+    bool isNewUser = false;
+  };
+
+  OQSession();
+
+  /// All fields as they are at one moment.
+  Values values() const;
+  template <class Field>
+  Field get(Field Values::*field) const {
+    std::lock_guard lock(_mutex);
+    return _values.*field;
+  }
+  template <class Field>
+  void set(Field Values::*field, Field value) {
+    // The former value goes with the parameter, after the lock.
+    std::lock_guard lock(_mutex);
+    std::swap(_values.*field, value);
+  }
+
+  /// Keeps what an event or an answer contains: strings as they are, null as nothing, any other value in its text form.
+  /// The user id and the token are stored for later runs.
+  void takeUser(const Value& xwho, const Value& appid);
+  void takeToken(const Value& token);
+
+ private:
+  mutable std::mutex _mutex;
+  Values _values;
+};
+
+}  // namespace oq
