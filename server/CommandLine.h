@@ -9,7 +9,7 @@
 
 namespace oq::server {
 
-// What the program was asked to do.
+// The parsed command line.
 struct Options {
   enum class Action { serve, help, version, schema, init };
 
@@ -24,13 +24,13 @@ struct Options {
   bool publicEvents = false;
 };
 
-// A command line that cannot be understood; the text is one sentence for the user.
+// A wrong command line; what() is one sentence for the user.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// `arguments` are those after the program's name. Values may follow an option or its '='. Throws UsageError.
+// `arguments` does not contain the program's name. A value may be the next argument or follow '='. Throws UsageError.
 Options parseCommandLine(const std::vector<std::string>& arguments);
 
 // The text of --help.
