@@ -10,8 +10,8 @@
 
 namespace oq::test {
 
-/// An empty folder that is the application's data folder from now on. Kept until the process ends: the logger
-/// of the process may have its file in it.
+/// Creates an empty folder and makes it the application's data folder. It is deleted only when the process ends, since
+/// the process-wide logger may have a file in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() { setApplicationDataDirectory(_path); }

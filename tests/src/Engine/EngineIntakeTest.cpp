@@ -20,7 +20,7 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name) {
   return event;
 }
 
-TEST_F(EngineTest, TakesTheUserFromEveryEvent) {
+TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
   relaunch();
   struct Case {
     Value info;
@@ -67,7 +67,7 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
-TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
+TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
   relaunch();
   const Value visit = {{"xwhat", "visit"}};
   deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),
@@ -84,7 +84,7 @@ TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
   EXPECT_EQ(engine->shown().size(), 2u);
 }
 
-TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
+TEST_F(EngineTest, SubscribedEventIsReportedOnceAndShowsNoWindow) {
   relaunch();
   engine->setToken("T");
   deliverSubscriptions(
@@ -108,7 +108,7 @@ TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
   EXPECT_EQ(triggers[0].json, expected);
 }
 
-TEST_F(EngineTest, TriggersLogTheirAnswers) {
+TEST_F(EngineTest, TriggersLogTheirResponses) {
   relaunch();
   deliverSubscriptions({campaign("5", "buy")});
   const std::vector<std::pair<ScriptedTransport::Answer, std::vector<std::string>>> cases = {
