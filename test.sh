@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 [[ ${1:-} == --long ]] && exec scripts/long.sh "${@:2}"
-scripts/install-deps.sh
+scripts/install-deps.sh --tests
 presets=("$@")
 [[ ${#presets[@]} -gt 0 ]] || presets=(dev asan tsan fuzz)
 

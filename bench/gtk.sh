@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install-deps.sh --bench
 mkdir -p build
 log=build/bench-gtk-build.log
 if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&

@@ -5,7 +5,7 @@
 # The last line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh --fuzz
+scripts/install-deps.sh --tests --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
