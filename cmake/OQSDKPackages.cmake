@@ -28,6 +28,8 @@ function(oqsdk_package component name section)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONFLICTS "${ARG_ONE_OF}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_DESCRIPTION "${ARG_DESCRIPTION}" PARENT_SCOPE)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+          COMPONENT ${component})
 endfunction()
 
 set(same "(= ${PROJECT_VERSION})")

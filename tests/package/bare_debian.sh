@@ -39,6 +39,10 @@ inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --bui
         c++ -std=c++20 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
         ls -l screen.png'
 
+inside 'for file in /packages/*.deb; do
+          grep -q "^License: Apache-2.0" "/usr/share/doc/$(dpkg-deb -f "$file" Package)/copyright"
+        done'
+
 echo "== the guide's first window"
 apt_get "install xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
 inside 'cd /work; cmake -G Ninja -S first-window -B build >/dev/null; cmake --build build
