@@ -17,7 +17,7 @@ struct Options {
   std::filesystem::path initFile;
   std::filesystem::path campaigns;  // empty: no campaigns
   std::filesystem::path data;
-  std::filesystem::path staticFolder;  // empty: none
+  std::filesystem::path staticFolder;  // may be empty
   std::vector<std::string> addresses;  // empty: loopback
   std::array<int, 3> ports = {8088, 28088, 38088};
   std::set<std::string> hosts = {"localhost", "127.0.0.1", "::1"};

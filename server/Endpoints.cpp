@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t maximumDepth = 512;
 
-// A member as a string. Clients pass on whatever type their host supplied: null and absent give "", other types their
-// JSON.
+// A member as a string. Clients send the type that their host supplied, so null and absent become "", and other types
+// become their JSON.
 std::string textOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   if (!value || value->is_null()) return {};

@@ -42,7 +42,7 @@ class EventStore {
   std::string createToken(std::string_view appKey, std::string_view device);
   bool knowsToken(std::string_view token);
 
-  // Stores all of the events, or throws and stores none. `time` comes from timestampNow().
+  // Stores all events. If it throws, it has stored no event. `time` comes from timestampNow().
   void append(std::string_view time, std::string_view environment, std::string_view endpoint, std::string_view user,
               const std::vector<ReceivedEvent>& events);
   std::vector<StoredEvent> list(const EventFilter& filter);

@@ -51,7 +51,7 @@ std::string shortForm(const json::value& value) {
   if (value.is_object()) return "an object";
   if (value.is_array()) return "an array";
   const auto text = json::serialize(value);
-  return text.size() <= longest ? text : "a long text";
+  return text.size() <= longest ? text : "a long string";
 }
 
 }  // namespace

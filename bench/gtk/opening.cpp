@@ -94,7 +94,7 @@ class Opening {
     _last = 0;
     _message = makeMainObject<OQPopWindow>();
     _message->popWithData(message(), [this](std::int64_t code, const Value&) {
-      // Closed a turn later: the last frames of the opening are not counted any more.
+      // Closed after a pause, so that frames of the opening are not mixed with those of the closing.
       if (code == 1) Glib::signal_timeout().connect_once([this] { close(); }, kPause);
     });
     _message->imgView()->setImage(_picture);
@@ -102,7 +102,7 @@ class Opening {
   void close() {
     auto message = std::exchange(_message, nullptr);
     message->closeWithCompletion(nullptr);
-    // The first round makes what the others find.
+    // The first round fills the caches and is not counted.
     if (_round == 1) {
       _frames.clear();
       _intervals.clear();

@@ -1,4 +1,4 @@
-// A window with one button. A press records an event, and events can show messages.
+// A window with one button. A press records an event, and the library may show a message for it.
 #include <gtkmm.h>
 #include <oqsdk/gtk/GtkHost.h>
 #include <oqsdk/oqsdk.h>

@@ -27,7 +27,7 @@ def symbols(library):
                              text=True).stdout
     for line in listing.splitlines():
         kind, name = line[17:18], line[19:]
-        if kind == "A":  # the version names themselves
+        if kind == "A":  # a symbol version, not a symbol
             continue
         name, _, version = name.partition("@")
         name = PARTS_OF_CLASSES.sub("", name)

@@ -27,12 +27,12 @@ struct Identity {
   void write(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile) const;
 };
 
-/// A certificate authority that lives as long as the process.
+/// A certificate authority. The shared ones exist until the process ends.
 class TestAuthority {
  public:
   explicit TestAuthority(const std::string& name);
 
-  /// The authority that tests trust with trust().
+  /// The authority that clients trust after a call of trust().
   static TestAuthority& trusted();
   /// An authority that no client trusts.
   static TestAuthority& unknown();

@@ -22,7 +22,8 @@ class Tools(unittest.TestCase):
         return fixture
 
     def await_rest(self, fixture, x, y, colour, gone=False):
-        """Waits until the pixel has the colour (with `gone`: another one) and no view moves: those ignore touches."""
+        """Waits until the pixel has the colour (with `gone`: another colour) and no view moves. Moving views ignore
+        touches."""
         await_pixel(x, y, colour, gone)
         fixture.do_until("rest", "at rest")
 

@@ -497,7 +497,7 @@ class WebPages(unittest.TestCase):
         await_pixel(200, 400, PINK)
         self.assertEqual(fixture.result("document.title"), '"One 一"')
 
-    def test_pulling_down_reloads(self):
+    def test_pulling_down_reloads_the_page(self):
         fixture = self.start()
         fixture.open(f"inject {self.url('/one')} ;", title="One 一", bar=False)
         await_pixel(200, 400, PINK)

@@ -169,7 +169,7 @@ TEST_F(EngineStressTest, ReaderSeesOneCompleteListAndRecordsAtLeastAsNew) {
   other.join();
   EXPECT_EQ(mixtures, 0);
   EXPECT_EQ(missing, 0);
-  EXPECT_GT(seen, 2) << "no list was seen to be replaced";
+  EXPECT_GT(seen, 2) << "the list was never replaced";
 }
 
 #ifdef __SANITIZE_THREAD__
