@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# The main job, end to end: installs what is missing, builds, starts the campaign server on HTTPS and the example shop
-# in a real window (on Xvfb where there is no display), drives the shop with real pointer events, keeps pictures of
-# what it showed in build/demo/pictures and prints the events that the server received. Ends with 1 if a part of the
-# story did not happen, with 2 if only the web page was not shown. With --interactive the shop stays open for you.
+# The complete demo: installs missing packages, builds, starts the campaign server (HTTPS) and the example shop in a
+# real window (on Xvfb if there is no display), controls the shop with real pointer events, saves screenshots in
+# build/demo/pictures and prints the events that the server received. Exit status: 1 if a step failed, 2 if only the web
+# page was not shown. With --interactive the shop stays open for you.
 set -euo pipefail
 cd "$(dirname "$0")"
 

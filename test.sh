@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs all tests: everything once as it is, then the core again under
-# AddressSanitizer with UBSan and under ThreadSanitizer; then each fuzz target for a minute (OQSDK_FUZZ_SECONDS says
-# otherwise). `./test.sh dev` (or asan, tsan, fuzz) runs that part alone; `./test.sh --long` the long forms of tests.
+# Installs missing packages, builds and runs all tests: first everything without sanitizers, then the core under
+# AddressSanitizer with UBSan and under ThreadSanitizer; then each fuzz target for a minute (or OQSDK_FUZZ_SECONDS).
+# `./test.sh dev` (or asan, tsan, fuzz) runs only that part; `./test.sh --long` runs the long versions of tests.
 set -euo pipefail
 cd "$(dirname "$0")"
 
 [[ ${1:-} == --long ]] && exec scripts/long.sh "${@:2}"
-scripts/install-deps.sh
+scripts/install-deps.sh --tests
 presets=("$@")
 [[ ${#presets[@]} -gt 0 ]] || presets=(dev asan tsan fuzz)
 
-# Tests bring their own certificates, folders and displays.
+# Tests create their own certificates, folders and displays.
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 passed=0 failed=0 skipped=0 complete=true
@@ -24,7 +24,7 @@ for preset in "${presets[@]}"; do
       complete=false
     read -r ran broken < <(awk 'END { print $1 + 0, $3 + 0 }' "$fuzzed")
     rm -f "$fuzzed"
-    [[ $((ran + broken)) -gt 0 ]] || { echo "no fuzz target ran" >&2; exit 1; }
+    [[ $((ran + broken)) -gt 0 ]] || { echo "fuzzing ran no target" >&2; exit 1; }
     passed=$((passed + ran)) failed=$((failed + broken))
     continue
   fi
@@ -34,10 +34,10 @@ for preset in "${presets[@]}"; do
   echo "== $preset: tests"
   report=build/$preset/tests.xml
   rm -f "$report"
-  # One test more than there are processors: most wait for something most of the time. One whose program is missing
-  # stands in the report as skipped; ctest itself knows better.
+  # One test more than processors, since most tests mostly wait. A test whose program is missing is "skipped" in the
+  # report, but ctest fails.
   ctest --preset "$preset" -j "$(($(nproc) + 1))" --output-junit "tests.xml" || complete=false
-  [[ -s $report ]] || { echo "no test report from $preset" >&2; exit 1; }
+  [[ -s $report ]] || { echo "$preset wrote no test report" >&2; exit 1; }
   read -r ran broken left_out < <(python3 scripts/test-report.py "$report" "$preset" "$failures")
   passed=$((passed + ran - broken - left_out)) failed=$((failed + broken)) skipped=$((skipped + left_out))
   [[ $ran -gt 0 ]] || { echo "$preset ran no test" >&2; exit 1; }

@@ -16,10 +16,9 @@
 #include <utility>
 #include <vector>
 
-/// What the benchmarks share: rounds, medians, and the lines that run.sh reads.
-///
-/// Machines are noisy, and noise comes in stretches. Whatever is compared is therefore measured in turns, in
-/// the same run, and compared round by round: a slow stretch then hits both sides.
+/// Shared by the benchmarks: rounds, medians, and the result lines that run.sh reads.
+/// A machine can be slow for a while. So both sides of a comparison are measured alternately in the same run and
+/// compared round by round: a slow period then affects both.
 namespace oq::bench {
 
 using Clock = std::chrono::steady_clock;
@@ -28,7 +27,7 @@ inline double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// Seconds that one call takes.
+/// The duration of one call in seconds.
 template <class Run>
 double secondsOf(Run&& run) {
   const auto start = Clock::now();
@@ -36,8 +35,8 @@ double secondsOf(Run&& run) {
   return secondsSince(start);
 }
 
-/// The same in the calling thread's own time, for work that waits for nobody: a short run then does not count
-/// what the machine does for others meanwhile.
+/// The calling thread's processor time for one call, in seconds. For work that never waits: other processes do not
+/// disturb a short measurement.
 template <class Run>
 double ownSecondsOf(Run&& run) {
   const auto now = [] {
@@ -50,7 +49,8 @@ double ownSecondsOf(Run&& run) {
   return now() - start;
 }
 
-/// Of an even number of samples the upper of the two in the middle; 0 of none.
+/// `part` is 0 to 1. For the median of an even number of samples, the upper of the two in the middle; 0 without
+/// samples.
 inline double percentile(std::vector<double> samples, double part) {
   if (samples.empty()) return 0;
   const auto last = static_cast<double>(samples.size() - 1);
@@ -63,9 +63,8 @@ inline double median(const std::vector<double>& samples) {
   return percentile(samples, 0.5);
 }
 
-/// Calls every run once a round and keeps what they return (seconds, mostly). The order changes from round to
-/// round, since what ran before leaves its mark on caches and on the heap; one more round comes first and is
-/// forgotten.
+/// Calls every run once per round and returns their results (mostly seconds). The order changes from round to round,
+/// since each run affects caches and the heap for the next. A first round is not counted.
 template <class... Runs>
 std::array<std::vector<double>, sizeof...(Runs)> inTurns(int rounds, Runs&&... runs) {
   std::array<std::vector<double>, sizeof...(Runs)> samples;
@@ -87,15 +86,15 @@ std::array<std::vector<double>, sizeof...(Runs)> inTurns(int rounds, Runs&&... r
   return samples;
 }
 
-/// The median of the quotients, round by round.
+/// The median of the quotients of all rounds.
 inline double medianRatio(const std::vector<double>& above, const std::vector<double>& below) {
   std::vector<double> ratios;
   for (std::size_t i = 0; i < std::min(above.size(), below.size()); ++i) ratios.push_back(above[i] / below[i]);
   return median(ratios);
 }
 
-/// The line of a figure that has a goal: "RATIO name value goal>=G". Figures that are no quotients carry
-/// their unit in the name ("..._ns").
+/// Prints a figure that has a goal: "RATIO name value goal>=G". If the figure has a unit, its name ends with it
+/// ("..._ns").
 inline void atLeast(const std::string& name, double value, double goal) {
   std::printf("RATIO %s %.4g goal>=%g\n", name.c_str(), value, goal);
   std::fflush(stdout);
@@ -105,30 +104,29 @@ inline void atMost(const std::string& name, double value, double goal) {
   std::fflush(stdout);
 }
 
-/// A figure for information.
+/// Prints a figure without a goal.
 inline void note(const std::string& name, double value, const std::string& unit) {
   std::printf("note  %s %.4g %s\n", name.c_str(), value, unit.c_str());
   std::fflush(stdout);
 }
 
-/// Ends the benchmark when what it measures does not do what it should: such a figure would mean nothing.
+/// Ends the benchmark if the measured code does not work: its figures would be meaningless.
 inline void require(bool holds, const std::string& what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-/// The compiler keeps what computes the value.
+/// Stops the compiler from removing the computation of the value.
 template <class T>
 void keep(const T& value) {
   asm volatile("" : : "g"(&value) : "memory");
 }
 
-/// An empty folder below $TMPDIR (else /tmp) that goes with the object. What writes to disk is only worth
-/// measuring where that is a disk.
+/// An empty folder in $TMPDIR (or /tmp), deleted with the object. It must be on a real disk to measure writing.
 class ScratchFolder {
  public:
   ScratchFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "oqsdk-bench-XXXXXX").string();
-    require(::mkdtemp(pattern.data()) != nullptr, "no folder for the benchmark");
+    require(::mkdtemp(pattern.data()) != nullptr, "cannot create a folder for the benchmark");
     _path = pattern;
   }
   ~ScratchFolder() {

@@ -1,5 +1,5 @@
-// Archives: 500 records and 10,000 windows, encoded and written, beside the plain write and rename of the
-// same bytes, with the same flushes to the disk; and beside libplist, which writes the same property list.
+// Encoding and writing archives of 500 records and 10,000 windows, compared with a plain write and rename of the same
+// bytes, with the same flushes to the disk, and with libplist, which writes the same property list.
 #include <fcntl.h>
 #include <plist/plist.h>
 #include <unistd.h>
@@ -33,7 +33,7 @@ Records records(int count) {
   return made;
 }
 
-/// Campaigns as a shop has them: texts of its own in each, conditions and colours shared by many.
+/// Campaigns of a typical shop: each has its own strings; many share conditions and colours.
 Windows windows(int count) {
   Windows made;
   for (int i = 0; i < count; ++i) {
@@ -58,7 +58,7 @@ Windows windows(int count) {
   return made;
 }
 
-/// What any program does that replaces a file safely, and nothing else.
+/// The minimum for replacing a file safely.
 void plainWrite(const Data& bytes, const std::filesystem::path& file) {
   const std::string temporary = file.string() + ".tmp";
   const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -73,7 +73,7 @@ class PropertyList {
  public:
   explicit PropertyList(const Data& bytes) {
     plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &_tree);
-    require(_tree != nullptr, "libplist does not read the archive");
+    require(_tree != nullptr, "libplist cannot read the archive");
   }
   ~PropertyList() { plist_free(_tree); }
   PropertyList(const PropertyList&) = delete;
@@ -134,7 +134,7 @@ void benchWindows(const ScratchFolder& folder) {
   note("archive_10000_windows_plain_write", 1e3 * median(plain), "ms");
   note("archive_10000_windows_encode_only", 1e3 * median(encode), "ms");
   note("archive_10000_windows_read", 1e3 * median(read), "ms");
-  // Apart from the others: it leaves the heap in half a million pieces, and the next one pays for that.
+  // Not in turns with the others: it fragments the heap into half a million pieces, which would slow down the next run.
   auto [libplist] = inTurns(5, [&] { return secondsOf([&] { keep(PropertyList(bytes)); }); });
   note("archive_10000_windows_libplist_parse", 1e3 * median(libplist), "ms");
   note("archive_10000_windows_size", static_cast<double>(bytes.size()) / 1e6, "MB");

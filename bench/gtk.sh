@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Measures what GTK's main thread does on software rendering, on a display of its own: the frames of an opening message
-# with both renderers, and the first web page of a process.
+# Measures GTK's main thread with software rendering, on a private X display: the frames of an opening message with both
+# renderers, and the first web page of a process.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install-deps.sh --bench
 mkdir -p build
 log=build/bench-gtk-build.log
 if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&

@@ -1,4 +1,4 @@
-// What a hook costs: a message to a method with one block behind it, beside the same message without a hook.
+// The cost of a hook: a message to a method with one block hooked to it, compared with the same message without a hook.
 #include "Hooks/OQSwizzler.h"
 #include "Measure.h"
 #include "UIKit/Controllers/UIViewController.h"
@@ -49,7 +49,7 @@ int main() {
   const auto [without, with] = inTurns(
       kRounds, [&] { return nanosecondsOfACall(plain); }, [&] { return nanosecondsOfACall(hooked); });
   const int calls = (kRounds + 1) * kCalls;
-  require(originals == 2 * calls && blocks == calls, "each call runs the original, each hooked one the block");
+  require(originals == 2 * calls && blocks == calls, "each call runs the original, each hooked call also the block");
 
   std::vector<double> more;
   for (std::size_t round = 0; round < with.size(); ++round) more.push_back(with[round] - without[round]);

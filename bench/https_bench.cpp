@@ -1,6 +1,6 @@
-// POSTs through the library's client to an HTTPS server on the loopback interface (a process of its own)
-// beside one libcurl handle that keeps its connection and does the same POSTs one after the other: first one
-// by one, then with several under way at a time, as reports are when many things happen.
+// POSTs through the library's client to an HTTPS server on the loopback interface (a separate process), compared with
+// one libcurl handle that keeps its connection and sends the same POSTs one after the other. The client sends them one
+// by one, then several in parallel, as the engine sends reports when many events happen.
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <httplib.h>
@@ -33,14 +33,14 @@ constexpr int kPosts = 300;
 constexpr const char* kPath = "/bench/report";
 constexpr const char* kAnswer = R"({"code":0,"data":{}})";
 
-/// The port is fixed: two runs take turns by this lock.
+/// The port is fixed. This lock makes a second run wait for the first.
 void waitForPort() {
   const auto file = std::filesystem::temp_directory_path() / ("oqsdk-test-port-" + std::to_string(kPort));
   const int lock = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  require(lock >= 0 && ::flock(lock, LOCK_EX) == 0, "no lock of the port");
+  require(lock >= 0 && ::flock(lock, LOCK_EX) == 0, "cannot lock the port");
 }
 
-/// Serves until its parent ends; tells through the pipe when it is up.
+/// Serves until the parent process ends. Reports through the pipe when it is ready.
 [[noreturn]] void serve(const test::Identity& identity, int ready) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   httplib::SSLServer server(identity.certificate.get(), identity.key.get());
@@ -101,7 +101,7 @@ std::size_t collect(char* bytes, std::size_t size, std::size_t count, void* text
   return size * count;
 }
 
-/// The peer.
+/// The other side of the comparison: one libcurl handle with a kept connection.
 class KeptHandle {
  public:
   KeptHandle() : _body(stringFromData(dataWithJSONObject(body()))) {
@@ -136,8 +136,8 @@ class KeptHandle {
   const std::string _body;
 };
 
-/// So many may be under way at a time. (The standard library's semaphore spins before it waits, which takes
-/// the processor from those it waits for.)
+/// A counting semaphore. (The standard library's spins before it waits, which takes processor time from the threads it
+/// waits for.)
 class Places {
  public:
   explicit Places(int count) : _free(count) {}
@@ -158,7 +158,8 @@ class Places {
   int _free;
 };
 
-/// POSTs with at most so many under way; every request has a client of its own, as all that the engine sends.
+/// POSTs with at most `atOnce` requests in parallel. Every request has its own client, as all requests of the engine
+/// do.
 void postThroughClient(int atOnce) {
   Places places(atOnce);
   std::atomic<int> answered{0};
@@ -195,7 +196,7 @@ int main() {
         });
       });
   atLeast("https_posts_6_under_way_vs_libcurl_handle", medianRatio(handle, six), 0.85);
-  // No goal: one at a time, this tells how long three changes of threads take, not what rate can be had.
+  // Without a goal: one by one, this measures the latency of three thread switches, not the possible rate.
   note("https_posts_one_by_one_vs_libcurl_handle", medianRatio(handle, oneByOne), "of its rate");
   note("https_posts_6_under_way", kPosts / median(six), "POSTs/s");
   note("https_posts_one_by_one", kPosts / median(oneByOne), "POSTs/s");

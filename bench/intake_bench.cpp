@@ -1,4 +1,4 @@
-/// The intake of events, all told: log entry, user id, matching against a thousand campaigns, decision log.
+/// The complete intake of events: log entry, user id, matching against a thousand campaigns, decision log.
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
@@ -26,7 +26,7 @@ OQCampaignList::Windows campaigns() {
   return windows;
 }
 
-/// Half of them known to campaigns, with the properties of a real shop's events.
+/// Events with the properties of a typical shop. Campaigns wait for half of the names.
 std::vector<Value> uploads() {
   std::vector<Value> infos;
   for (int i = 0; i < 1000; ++i) {
@@ -40,7 +40,7 @@ std::vector<Value> uploads() {
   return infos;
 }
 
-double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
+double secondsPerEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
   const double seconds = secondsOf([&] {
     for (int i = 0; i < events; ++i) engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
   });
@@ -48,7 +48,7 @@ double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int
   return seconds / events;
 }
 
-double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events, int count) {
+double secondsPerEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events, int count) {
   const double seconds = secondsOf([&] {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {
@@ -88,10 +88,10 @@ int main() {
   engine->setSubscribeDataArray(subscriptions);
   const std::vector<Value> infos = uploads();
   const auto [one, four, single] = inTurns(
-      7, [&] { return secondsAnEvent(*engine, infos, 100000); },
-      [&] { return secondsAnEventFromThreads(*engine, infos, 100000, 4); },
+      7, [&] { return secondsPerEvent(*engine, infos, 100000); },
+      [&] { return secondsPerEventFromThreads(*engine, infos, 100000, 4); },
       [&] { return medianOfSingleEvents(*engine, infos); });
-  note("intake_own_time_us", ownSecondsOf([&] { secondsAnEvent(*engine, infos, 100000); }) * 1e6 / 100000, "us");
+  note("intake_own_time_us", ownSecondsOf([&] { secondsPerEvent(*engine, infos, 100000); }) * 1e6 / 100000, "us");
   atLeast("intake_events_per_second", 1 / median(one), 500000);
   atMost("intake_p50_us", median(single) * 1e6, 1.5);
   atLeast("intake_4_threads_to_1", medianRatio(one, four), 1);

@@ -1,5 +1,5 @@
-/// A list answer of ten thousand windows: from its bytes to windows, index and merged records, beside
-/// Boost.JSON's own parse of the same bytes.
+/// A list response with ten thousand windows: from bytes to windows, index and merged records, compared with Boost.JSON
+/// parsing the same bytes.
 #include <boost/json.hpp>
 
 #include "Foundation/Values/JSONSerialization.h"
@@ -53,12 +53,12 @@ double parse(const Data& answer) {
   });
 }
 
-/// What the engine does with an answer before it fetches pictures and writes files.
+/// The engine's work on a response before it fetches pictures and writes files.
 double takeIn(const Data& answer, std::size_t expected) {
   OQRecordTree records;
   return ownSecondsOf([&] {
     const auto parsed = valueWithJSONData(answer);
-    require(parsed.has_value(), "the answer is no JSON");
+    require(parsed.has_value(), "the response is not JSON");
     OQRecordTree scratch;
     OQCampaignList::Windows windows;
     for (const Value& each : parsed->at("data").as_array()) {

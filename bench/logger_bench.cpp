@@ -1,5 +1,5 @@
-// The logger beside spdlog's asynchronous file logger (a queue of 8,192 entries, blocking when it is full):
-// the same entries, from one thread and from four. The clock runs until the last byte is in the file.
+// The logger compared with spdlog's asynchronous file logger (a queue of 8,192 entries that blocks when it is full):
+// the same entries, from one thread and from four. The time includes writing the last byte to the file.
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>
 
@@ -35,7 +35,7 @@ struct Entries {
   bool operator==(const Entries&) const = default;
 };
 
-/// The entries of the message, without what else the file begins with.
+/// Counts the entries of the message, without other lines at the start of the file.
 Entries entriesOf(const std::filesystem::path& file) {
   Entries found;
   std::ifstream stream(file);
@@ -68,7 +68,7 @@ double peers(int threads, Entries& entries) {
   const double seconds = secondsOf([&] {
     fromThreads(threads, [&] { logger->info(kMessage); });
     logger->flush();
-    pool.reset();  // waits for the thread, which does all that is in the queue first
+    pool.reset();  // waits for the thread, which first writes all queued entries
   });
   entries = entriesOf(file);
   return seconds;
@@ -85,7 +85,7 @@ void compare(int threads, double goal) {
   note("spdlog" + suffix, kEntries / median(peer), "entries/s");
 }
 
-/// What a caller waits for one entry.
+/// The time that one log call takes in the calling thread.
 template <class Log>
 void noteCallerTimes(const std::string& name, Log log) {
   std::vector<double> nanoseconds(kEntries);

@@ -1,4 +1,4 @@
-/// Matching an event against ten thousand campaigns, beside a walk over all of them.
+/// Matching an event against ten thousand campaigns with the index, compared with a walk over all of them.
 #include <algorithm>
 #include <random>
 
@@ -30,8 +30,8 @@ std::unique_ptr<OQWindowEvent> event(const Value& info) {
   return made;
 }
 
-/// Names as a shop has them, each with some twenty campaigns that ask for none to three properties; one in
-/// ten waits for another event first.
+/// Campaigns of a typical shop: about twenty per event name, each with zero to three properties; one in ten has a
+/// pre-condition.
 class TypicalMix {
  public:
   Windows windows(int count) {
@@ -44,7 +44,7 @@ class TypicalMix {
     }
     return made;
   }
-  /// Half of the events bear a name that no campaign knows; each has five properties.
+  /// Half of the events have a name without campaigns; each has five properties.
   Events events(int count) {
     Events made;
     for (int i = 0; i < count; ++i) {
@@ -64,7 +64,7 @@ class TypicalMix {
   int _names = 1;
 };
 
-double nanosecondsAnEvent(const OQCampaignList& list, const Events& events, int rounds) {
+double nanosecondsPerEvent(const OQCampaignList& list, const Events& events, int rounds) {
   const double seconds = ownSecondsOf([&] {
     for (int round = 0; round < rounds; ++round) {
       for (const auto& each : events) keep(list.match(*each).position);
@@ -93,15 +93,15 @@ void typicalMix() {
     matched += position < walked.size() ? 1 : 0;
   }
   const auto [fast, slow, few] = inTurns(
-      9, [&] { return nanosecondsAnEvent(list, events, 20); }, [&] { return nanosecondsOfWalk(walked, events, 200); },
-      [&] { return nanosecondsAnEvent(small, smallEvents, 20); });
+      9, [&] { return nanosecondsPerEvent(list, events, 20); }, [&] { return nanosecondsOfWalk(walked, events, 200); },
+      [&] { return nanosecondsPerEvent(small, smallEvents, 20); });
   note("matching_events_that_match", 100.0 * static_cast<double>(matched) / static_cast<double>(events.size()), "%");
   atMost("matching_10000_campaigns_ns", median(fast), 150);
   atLeast("matching_against_linear", medianRatio(slow, fast), 200);
   note("matching_100_campaigns_ns", median(few), "ns");
 }
 
-/// All campaigns share one name and only the last matches.
+/// All campaigns wait for the same event name, and only the last one matches.
 void sharedName() {
   const auto last = [](const char* name, auto campaign, auto received) {
     const auto listOf = [&](int count) {
@@ -115,8 +115,8 @@ void sharedName() {
     manyEvents.push_back(event(received(9999)));
     require(few.match(*fewEvents[0]).position == 99 && many.match(*manyEvents[0]).position == 9999, name);
     const auto [small, large] = inTurns(
-        9, [&] { return nanosecondsAnEvent(few, fewEvents, 20000); },
-        [&] { return nanosecondsAnEvent(many, manyEvents, 20000); });
+        9, [&] { return nanosecondsPerEvent(few, fewEvents, 20000); },
+        [&] { return nanosecondsPerEvent(many, manyEvents, 20000); });
     note(std::string(name) + "_10000_ns", median(large), "ns");
     atMost(std::string(name) + "_10000_to_100", medianRatio(large, small), 2);
   };
@@ -155,7 +155,7 @@ void curve() {
     const Windows walked = sameMix.windows(count);
     const Events events = mix.events(4000);
     const auto [indexed, linear] = inTurns(
-        5, [&] { return nanosecondsAnEvent(list, events, 10); },
+        5, [&] { return nanosecondsPerEvent(list, events, 10); },
         [&] { return nanosecondsOfWalk(walked, events, count > 1000 ? 200 : 4000); });
     note("matching_curve_" + std::to_string(count) + "_indexed", median(indexed), "ns");
     note("matching_curve_" + std::to_string(count) + "_linear", median(linear), "ns");

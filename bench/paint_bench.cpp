@@ -1,7 +1,6 @@
-// Frames of 1080 x 1920 pixels with a message of picture, text and button on screen, painted whole every
-// time: steady ones, and those of the opening animation. Beside them the plain fill of the same memory, and
-// the same frames by a painter that keeps nothing from one frame to the next but the broken lines of the
-// texts: it draws those anew, and scales the picture.
+// Full repaints of 1080 x 1920 pixels with a message of picture, text and button on screen: steady frames, and frames
+// of the opening animation. Compared with a plain fill of the same memory, and with a painter without caches: it draws
+// the text again and scales the picture for every frame (only the line breaks are kept).
 #include <cairo.h>
 
 #include <cstdint>
@@ -24,7 +23,7 @@ using namespace oq::bench;
 constexpr int kWidth = 1080, kHeight = 1920;
 constexpr double kFrame = 1.0 / 60;
 
-/// A kept surface of the screen's size, painted as the headless host paints.
+/// A surface of the screen's size, painted as the headless host paints.
 class Screen {
  public:
   explicit Screen(double scale) : _scale(scale) {}
@@ -44,7 +43,7 @@ class Screen {
     cairo_destroy(cr);
     cairo_surface_flush(_surface);
   }
-  /// What scaling the picture for the place where it is shown takes.
+  /// Scales the picture to `place` and draws it.
   void scale(const UIImage& picture, CGRect place) {
     cairo_t* cr = cairo_create(_surface);
     cairo_scale(cr, _scale, _scale);
@@ -76,7 +75,7 @@ class Screen {
   const double _scale;
 };
 
-/// The file of a photograph-like picture: no two pixels beside each other are quite the same.
+/// A PNG file like a photograph: adjacent pixels always differ.
 Data pictureFile(const std::filesystem::path& file) {
   constexpr int width = 1200, height = 800;
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
@@ -106,7 +105,7 @@ std::shared_ptr<OQWindowData> message() {
   return data;
 }
 
-/// Nothing that was recorded or drawn for an earlier frame is there for the next.
+/// Clears everything that was cached for earlier frames.
 void forgetContents(UIView& view) {
   view.setNeedsDisplay();
   for (const auto& child : view.subviews()) forgetContents(*child);
@@ -139,7 +138,7 @@ class Bench {
     for (int round = 0; round < 25; ++round) {
       std::vector<double> frames;
       open(&frames);
-      // The first one makes what the others find; what it takes is told apart.
+      // The first frame fills the caches and is reported separately.
       first.push_back(frames.front());
       opening.insert(opening.end(), frames.begin() + 1, frames.end());
       close();
@@ -168,12 +167,12 @@ class Bench {
   }
   std::string name(const std::string& figure) const { return "paint_scale" + std::to_string(_scale) + "_" + figure; }
 
-  /// Shows the message and lets it open; the times of all frames go into `frames`.
+  /// Shows the message until it is open and adds the duration of each frame to `frames`.
   void open(std::vector<double>* frames) {
     _window = makeMainObject<OQPopWindow>();
     _window->popWithData(message(), nullptr);
     _window->imgView()->setImage(_picture);
-    require(_host.runUntil([&] { return _window->imgView()->isImageReady(); }, 60), "the picture does not come");
+    require(_host.runUntil([&] { return _window->imgView()->isImageReady(); }, 60), "the picture is not ready");
     while (!_window->isShowing()) {
       _host.advance(kFrame);
       const double seconds = secondsOf([&] { _screen.paint(_host.now()); });
@@ -185,7 +184,7 @@ class Bench {
     _host.advance(0.2);
     require(_window->superview() == nullptr, "the message does not close");
   }
-  /// That what is measured is there to be seen.
+  /// Checks that the measured parts are really on the screen.
   void checkScreen() {
     _screen.paint(_host.now());
     for (UIView* part : {static_cast<UIView*>(_window->imgView().get()), static_cast<UIView*>(_window->textLbl().get()),
@@ -194,7 +193,7 @@ class Bench {
       at.x += part->bounds().size.width / 2;
       at.y += 10;
       require(_screen.coloursIn(static_cast<int>(at.x * _scale) - 40, static_cast<int>(at.y * _scale), 80) > 3,
-              "a part of the message does not show");
+              "a part of the message is not visible");
     }
   }
 

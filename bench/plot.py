@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Draws what matching an event costs against the number of campaigns, from the lines of `bench/run.sh matching`.
+"""Plots the cost of matching an event over the number of campaigns, from the output of `bench/run.sh matching`.
 
 Usage: bench/run.sh matching | bench/plot.py docs/images/matching-cost.svg
-Both axes are logarithmic. Ends with 1 when the lines hold no curve.
+Both axes are logarithmic. Exit status 1 if the output contains no curve.
 """
 import math
 import re
@@ -30,7 +30,7 @@ def duration(nanoseconds):
 
 
 class Axis:
-    """Places values between two powers of ten."""
+    """A logarithmic axis between two powers of ten."""
 
     def __init__(self, values, start, end):
         self.first = math.floor(math.log10(min(values)))

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them, or only those named ("bench/run.sh logger paint"): one line
-# "RATIO name value goal>=G" or "RATIO name value goal<=G" for each figure that has a goal, then a summary. Ends with 0
-# when every goal is met, with 1 when one is missed, and with 2 when a benchmark does not build or breaks off.
+# Builds and runs all benchmarks, or only the named ones ("bench/run.sh logger paint"). Prints one line "RATIO name
+# value goal>=G" or "RATIO name value goal<=G" for each figure that has a goal, then a summary. Exit status: 0 if all
+# goals are met, 1 if a goal is missed, 2 if a benchmark does not build or fails.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install-deps.sh --bench
 log=build/bench-build.log
 mkdir -p build
 if ! { cmake --preset bench && cmake --build --preset bench; } >"$log" 2>&1; then
@@ -20,7 +21,7 @@ else
   for source in bench/*_bench.cpp; do programs+=("build/bench/bench/$(basename "$source" .cpp)"); done
 fi
 
-unset SSL_CERT_FILE # the benchmarks name authorities of their own
+unset SSL_CERT_FILE # the benchmarks create their own certificate authorities
 results=$(mktemp)
 trap 'rm -f "$results"' EXIT
 broken=()
@@ -43,7 +44,7 @@ awk '
   END { printf "%d goals met, %d missed\n", ok, missed; exit missed > 0 }
 ' "$results" && status=0 || status=1
 if [[ ${#broken[@]} -gt 0 ]]; then
-  echo "broke off: ${broken[*]}"
+  echo "failed: ${broken[*]}"
   status=2
 fi
 exit "$status"

@@ -1,6 +1,6 @@
-// What it costs a counted decision that other processes of the application may have counted too: with 500 records, the
-// processor time of the decision's step on the file with the lock and the question whether others wrote, against the
-// same write without them; and of adopting what another process wrote, against one read of the archive.
+// The cost of sharing display counts with other processes of the application, with 500 records, in processor time:
+// counting a display with the file lock and the check for other writers, compared with the same write without them; and
+// adopting the records that another process wrote, compared with one read of the archive.
 #include "Foundation/Files/FileManager.h"
 #include "Measure.h"
 #include "Model/OQRecordTree.h"
@@ -38,7 +38,7 @@ void benchDecision(OQRecordStore& store, const OQRecordTree::Nodes::Vector& node
       [&] {
         return ownSecondsOf([&] {
           auto access = store.access();
-          require(access && !access.changesOfOthers(), "nothing else writes");
+          require(access && !access.changesOfOthers(), "another process has written");
           count(*nodes.front());
           require(access.write(nodes), "the records are not written");
         });
@@ -46,7 +46,7 @@ void benchDecision(OQRecordStore& store, const OQRecordTree::Nodes::Vector& node
       [&] {
         return ownSecondsOf([&] {
           count(*nodes.front());
-          require(OQDataArchiver::setData(nodes, documentsDirectory() / "alone.plist"), "nothing is written");
+          require(OQDataArchiver::setData(nodes, documentsDirectory() / "alone.plist"), "the plain write failed");
         });
       });
   std::vector<double> added;

@@ -1,5 +1,5 @@
-// What a host pays for the library when it starts: the call of startWithConfig() with 100 campaigns stored,
-// each time in a new process, and what the linked library adds to a program that does nothing.
+// The library's cost at the start of a host: the call of startWithConfig() with 100 stored campaigns, each time in a
+// new process, and the time and memory that linking the library adds to an empty program.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -26,7 +26,7 @@ using namespace oq::bench;
 constexpr int kCampaigns = 100;
 constexpr int kRounds = 31;
 
-/// What the program prints, having run to its end.
+/// Runs a program to its end and returns its output.
 std::string outputOf(const std::vector<std::string>& command) {
   int ends[2];
   require(::pipe2(ends, O_CLOEXEC) == 0, "no pipe");
@@ -84,7 +84,7 @@ void storeCampaigns(const std::filesystem::path& folder) {
   closeAllUserDefaults();
 }
 
-/// The host's side of a start, in a process of its own.
+/// A host's start, in a separate process.
 [[noreturn]] void startAsHost(const char* folder) {
   HeadlessHost::Options options;
   options.dataDirectory = folder;

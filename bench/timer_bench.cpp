@@ -1,4 +1,4 @@
-// How late timers fire on the main queue when nothing else runs there.
+// The lateness of timers on an otherwise idle main queue.
 #include <glib.h>
 
 #include "Dispatch/DispatchQueue.h"
@@ -15,7 +15,7 @@ constexpr double kInterval = 0.007;
 
 const OQTimer::Action tick{"timerBenchTick:"};
 
-/// Notes how late each firing is.
+/// Records the lateness of each firing.
 class Ticking : public Object {
   OQ_CLASS(Ticking)
 
@@ -45,7 +45,7 @@ int main() {
     while (timer->isValid()) g_main_context_iteration(nullptr, TRUE);
   }
   require(target->lateness.size() == kTimers, "each timer fires once");
-  // Less would be a timer that is early.
+  // A negative lateness is a timer that fired early.
   require(percentile(target->lateness, 0) > -0.01, "no timer fires early");
   note("timer_lateness_p99", percentile(target->lateness, 0.99), "ms");
   atMost("timer_lateness_median_ms", median(target->lateness), 2);

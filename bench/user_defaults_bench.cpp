@@ -1,6 +1,6 @@
-// User defaults beside SQLite itself: an upsert into a table of the same form, in WAL mode. Both ways of
-// keeping are compared: with every value on the disk when the call returns (what the library's own settings
-// do), and with the value handed to the database (what a crash of the process cannot lose).
+// User defaults compared with plain SQLite: an upsert into a table of the same form, in WAL mode. Two kinds of
+// durability are compared: each value is on the disk when the call returns (as for the library's own settings), and
+// each value is in the database (it survives a crash of the process).
 #include <sqlite3.h>
 
 #include "Foundation/Files/FileManager.h"
@@ -16,11 +16,11 @@ using namespace oq::bench;
 constexpr int kRounds = 21;
 constexpr int kKeys = 8;
 
-/// The peer: nothing but SQLite's own calls, statements prepared once.
+/// The other side of the comparison: only SQLite calls, with statements prepared once.
 class Upsert {
  public:
   Upsert(const std::filesystem::path& file, const std::string& synchronous) {
-    require(sqlite3_open(file.c_str(), &_connection) == SQLITE_OK, "SQLite opens no database");
+    require(sqlite3_open(file.c_str(), &_connection) == SQLITE_OK, "SQLite cannot open the database");
     execute("PRAGMA journal_mode=WAL");
     execute("PRAGMA synchronous=" + synchronous);
     execute(
@@ -40,12 +40,12 @@ class Upsert {
   void set(const std::string& key, const std::string& value) {
     bind(_upsert, 1, key);
     bind(_upsert, 2, value);
-    require(sqlite3_step(_upsert) == SQLITE_DONE, "SQLite keeps nothing");
+    require(sqlite3_step(_upsert) == SQLITE_DONE, "SQLite did not store the value");
     sqlite3_reset(_upsert);
   }
   std::string get(const std::string& key) {
     bind(_select, 1, key);
-    require(sqlite3_step(_select) == SQLITE_ROW, "SQLite finds nothing");
+    require(sqlite3_step(_select) == SQLITE_ROW, "SQLite did not find the value");
     std::string value = reinterpret_cast<const char*>(sqlite3_column_text(_select, 0));
     sqlite3_reset(_select);
     return value;
@@ -73,13 +73,13 @@ std::string keyOf(int number) {
   return "oq_setting_" + std::to_string(number % kKeys);
 }
 
-/// Another value at every call, of the length of a session's token.
+/// A new value for every call, about as long as a session token.
 std::string nextValue() {
   static int number = 0;
   return "token-" + std::to_string(1'000'000'000 + ++number) + "-of-the-session";
 }
 
-/// Seconds for one of `count` calls.
+/// The average duration of `count` calls in seconds.
 template <class Call>
 double each(int count, Call call) {
   return secondsOf([&] {
@@ -88,7 +88,7 @@ double each(int count, Call call) {
          count;
 }
 
-/// As the text is stored, so that both write the same bytes.
+/// User defaults store strings as JSON; with quotes both sides write the same bytes.
 std::string quoted(const std::string& text) {
   return '"' + text + '"';
 }

@@ -1,7 +1,7 @@
-# What a shared library lets others link: what its public HEADERS mark with OQSDK_EXPORT, under a name that changes with
-# the interface (OQSDK_0.8), and, FOR_HOSTS, what our own hosts need of the platform layer, under a name that changes
-# with every version, so that nothing but the hosts of the same version can be linked to it by mistake. Templates of the
-# standard library and of Boost that happen to be instantiated inside stay inside.
+# Limits the symbols that a shared library exports. Exported are the symbols that its public HEADERS mark with
+# OQSDK_EXPORT; their symbol version changes with the interface (OQSDK_0.8). With FOR_HOSTS, the symbols of the platform
+# layer are exported too, for our own hosts; their symbol version changes with every release, so that only hosts of the
+# same release can link them. Instantiated templates of the standard library and of Boost are not exported.
 function(oqsdk_limit_exports target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "" "HEADERS" ${ARGN})
   set(public "")
@@ -11,7 +11,7 @@ function(oqsdk_limit_exports target)
     foreach(line IN LISTS lines)
       if(line MATCHES "(class|struct) OQSDK_EXPORT ([A-Za-z0-9_]+)")
         set(name ${CMAKE_MATCH_2})
-        # In a version script a question mark is any character: the blanks of a readable name, here.
+        # In a version script a question mark matches any character; here, the blanks of a demangled name.
         foreach(prefix "" "typeinfo?for?" "typeinfo?name?for?" "vtable?for?")
           string(APPEND public "      ${prefix}oq*::${name};\n")
         endforeach()
@@ -29,7 +29,7 @@ function(oqsdk_limit_exports target)
   endforeach()
   set(script "OQSDK_${OQSDK_INTERFACE_VERSION} {\n  global:\n    extern \"C++\" {\n${public}    };\n  local: *;\n};\n")
   if(ARG_FOR_HOSTS)
-    # Of two patterns that fit, the later one counts: the public names come last.
+    # If two patterns match, the later one wins, so the public names come last.
     string(PREPEND script "OQSDK_PRIVATE_${PROJECT_VERSION} {\n  global:\n    extern \"C++\" {\n${private}    };\n};\n")
   endif()
   set(file ${PROJECT_BINARY_DIR}/exports/${target}.map)

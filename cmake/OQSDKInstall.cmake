@@ -1,8 +1,8 @@
-# How our libraries are called, what they export, and what `cmake --install` puts where: in parts of which each becomes
-# a Debian package.
+# The names and exports of our libraries, and the files that `cmake --install` installs. Each component becomes one
+# Debian package.
 include(CMakePackageConfigHelpers)
-# What a program was linked to and what it may be run with: while the major version is 0, a minor one may change the
-# interface.
+# The interface version: programs run only with the interface version they were linked to. While the major version is 0,
+# a minor version may change the interface.
 set(OQSDK_INTERFACE_VERSION ${PROJECT_VERSION_MAJOR})
 if(PROJECT_VERSION_MAJOR EQUAL 0)
   string(APPEND OQSDK_INTERFACE_VERSION .${PROJECT_VERSION_MINOR})
@@ -10,13 +10,14 @@ endif()
 set(OQSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/OQSDK)
 set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
-# One library: its files, its headers, how CMake and pkg-config find it. NAME is the component to ask find_package for.
+# Installs one library: its files, its headers, and its CMake and pkg-config files. NAME is its component for
+# find_package().
 function(oqsdk_library target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
                         SOVERSION ${OQSDK_INTERFACE_VERSION})
   if(NOT ARG_NAME STREQUAL "oqsdk" AND NOT CMAKE_SKIP_INSTALL_RPATH)
-    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk lies beside it
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk is in the same folder
   endif()
   if(BUILD_SHARED_LIBS)
     set(for_hosts "")
@@ -42,13 +43,13 @@ function(oqsdk_library target)
           COMPONENT ${ARG_DEVELOPMENT})
 endfunction()
 
-# A static library leaves what it stands on to whoever links it.
+# A static library's own dependencies are linked by the application.
 set(OQSDK_STATIC_REQUIRES "")
 if(NOT BUILD_SHARED_LIBS)
   set(OQSDK_STATIC_REQUIRES
       "libcrypto sqlite3 glib-2.0 gio-2.0 pangocairo gdk-pixbuf-2.0 libjpeg fontconfig zlib")
 endif()
-# A .pc file says where its prefix is as seen from itself, so that an installed tree can be moved.
+# The prefix in a .pc file is relative to the file, so that an installed tree can be moved.
 file(RELATIVE_PATH OQSDK_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" OQSDK_PREFIX_FROM_PC "${OQSDK_PREFIX_FROM_PC}")
 
@@ -64,7 +65,7 @@ if(TARGET oqsdk_gtk)
                         HEADERS ${OQSDK_GTK_HEADERS})
 endif()
 
-# The web engine is no library to link: the GTK host loads it when the first page is opened, and asks for plain names.
+# The web engine is not linked: the GTK host loads it as a module for the first page and looks up its C names.
 if(TARGET oqsdk_webkit)
   target_link_options(oqsdk_webkit PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/module.map)
 endif()

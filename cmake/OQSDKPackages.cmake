@@ -1,4 +1,4 @@
-# The Debian packages that `cpack` makes of the installed parts: one for each, as Debian cuts a library.
+# The Debian packages that `cpack` builds: one per component, split as Debian splits libraries.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME oqsdk)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -9,14 +9,14 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Dependencies are read from the programs themselves; our own library is found where it was built.
+# Dependencies are read from the binaries; our own library is found in the build tree.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(CPACK_COMPONENTS_ALL "")
-# A package is not installed beside another that is ONE_OF the same.
+# Packages with the same ONE_OF value cannot be installed together.
 function(oqsdk_package component name section)
   cmake_parse_arguments(ARG "" "DESCRIPTION;DEPENDS;RECOMMENDS;ONE_OF" "" ${ARGN})
   string(TOUPPER ${component} key)
@@ -28,21 +28,22 @@ function(oqsdk_package component name section)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONFLICTS "${ARG_ONE_OF}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${key}_DESCRIPTION "${ARG_DESCRIPTION}" PARENT_SCOPE)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+          COMPONENT ${component})
 endfunction()
 
 set(same "(= ${PROJECT_VERSION})")
 set(library liboqsdk${OQSDK_INTERFACE_VERSION})
 set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
-# Resources and the web engine's module lie where those of any other version lie.
-# libcurl is loaded by name when it is needed, so nobody else would ask for it.
+# Every version installs its resources and the web engine's module in the same place, hence ONE_OF. libcurl is loaded at
+# run time, so shlibdeps does not see this dependency.
 oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.87)" RECOMMENDS ca-certificates ONE_OF liboqsdk
               DESCRIPTION "in-app messages for native applications
-The library that shows campaigns of a server as messages in an application,
-with its resources and the host that needs no display.")
+A library that shows the campaigns of a server as messages in an application,
+with its resources and a host that needs no display.")
 oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}, libboost-json1.81-dev"
               DESCRIPTION "in-app messages for native applications (development)
-Headers, CMake package and pkg-config files of OQSDK and of its host without a
-display.")
+Headers, CMake package and pkg-config files of OQSDK and its headless host.")
 if(TARGET oqsdk_gtk)
   oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
                 DESCRIPTION "in-app messages for GTK 4 applications
@@ -55,7 +56,7 @@ endif()
 if(TARGET oqsdk-server)
   oqsdk_package(server oqsdk-server net
                 DESCRIPTION "server of in-app campaigns
-Hands out campaigns from a JSON file to applications with OQSDK, and keeps the
+Sends the campaigns of a JSON file to applications with OQSDK, and stores the
 events that they report.")
 endif()
 include(CPack)

@@ -1,4 +1,4 @@
-# Flags of our own targets, and of nothing else.
+# Compiler flags for our own targets only.
 function(oqsdk_own_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                          -Woverloaded-virtual -Wcast-align)
@@ -6,7 +6,7 @@ function(oqsdk_own_target target)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # GCC 12 sees overlaps in std::string's operator+ that cannot be (its bug 105651).
+    # GCC 12 wrongly reports overlapping copies in std::string's operator+ (GCC bug 105651).
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
   if(OQSDK_SANITIZE)
@@ -15,13 +15,13 @@ function(oqsdk_own_target target)
   endif()
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "SHARED_LIBRARY")
-    # What a host needs of the library and the library does not export fails here, not in the application.
+    # Fail now, not in the application, if a host uses a symbol that the library does not export.
     target_link_options(${target} PRIVATE LINKER:-z,defs)
   endif()
 endfunction()
 
-# Headers that most files of a target read, read once for all of them. Wanted where everything is built anew; an include
-# that a file lacks is found by the builds that leave it off.
+# Precompiles headers that most files of a target include, which makes full builds faster. Builds without this option
+# find missing includes.
 function(oqsdk_precompile target)
   if(OQSDK_PRECOMPILE_HEADERS)
     target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -29,7 +29,7 @@ function(oqsdk_precompile target)
   endif()
 endfunction()
 
-# Those of another target that is built with the same options.
+# Reuses the precompiled headers of another target that is built with the same options.
 function(oqsdk_precompiled_with target other)
   if(OQSDK_PRECOMPILE_HEADERS)
     target_precompile_headers(${target} REUSE_FROM ${other})

@@ -11,14 +11,15 @@
 
 #include "Foundation/PropertyLists/BinaryPropertyList.h"
 
-/// Whether what was written and read again is what it was.
+/// Compares property lists before and after writing and reading.
 namespace oq::plist {
 
-/// How much of a date a format keeps.
+/// The precision of dates in a format.
 enum class DatesIn { doubles, wholeSeconds };
 
 inline bool isSameReal(double one, double other) {
-  // The bits tell zero from minus zero. Which not-a-number it is, the text of one does not say.
+  // Comparing bits distinguishes zero from minus zero. All not-a-numbers count as equal, since the XML form does not
+  // distinguish them.
   return (std::isnan(one) && std::isnan(other)) ||
          std::bit_cast<std::uint64_t>(one) == std::bit_cast<std::uint64_t>(other);
 }
@@ -26,7 +27,7 @@ inline bool isSameReal(double one, double other) {
 inline bool isSameDate(Date one, Date other, DatesIn dates) {
   using namespace std::chrono;
   if (dates == DatesIn::wholeSeconds) return floor<seconds>(one) == floor<seconds>(other);
-  // Doubles of seconds lie two microseconds apart at the ends of the clock, which are too far apart to subtract.
+  // Near the ends of the clock's range, seconds as doubles are two microseconds apart. Halving avoids an overflow.
   const auto [early, late] = std::minmax({one.time_since_epoch(), other.time_since_epoch()});
   return late / 2 - early / 2 < 4us;
 }

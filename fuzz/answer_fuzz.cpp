@@ -7,8 +7,8 @@
 #include "Foundation/Values/Number.h"
 #include "Model/OQWindowData.h"
 
-/// Feeds arbitrary bytes to the road of a server's list answer: JSON, its "data", windows, their archive.
-/// What could be read can be written and read again, and every window comes back from its archive as it was.
+/// Passes arbitrary bytes through the stages of a list response: JSON, its "data", windows, their archive. Parsed JSON
+/// must survive writing and parsing again, and archiving restored windows must give the same archive.
 namespace {
 
 void require(bool holds) {
@@ -26,7 +26,7 @@ oq::Data archiveAgain(const oq::Data& archive, std::size_t count) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   auto answer = oq::valueWithJSONData(oq::Data(bytes, bytes + size));
   if (!answer) return 0;
-  // Not compared: the parser rounds long numbers to a neighbour now and then.
+  // The values are not compared, since the parser may round long numbers differently.
   require(oq::valueWithJSONData(oq::dataFromString(oq::compactJSON(*answer))).has_value());
 
   const oq::Value records = oq::valueForKey(*answer, "data");
@@ -38,7 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     window->setModelWithDic(record);
     windows.push_back(window);
   }
-  // Objects that windows share in memory come back as one for each, so that only the second archive is final.
+  // Windows that share an object in memory get separate copies when they are restored, so only the second archive is
+  // stable.
   const oq::Data first = archiveAgain(oq::KeyedArchiver::archivedDataWithRootObjects(windows), windows.size());
   require(archiveAgain(first, windows.size()) == first);
   return 0;

@@ -1,5 +1,5 @@
-// Feeds any bytes to the reader of campaign files. A file is either taken, and then every campaign in it is
-// JSON without the keys that only the server reads, or refused with at least one error.
+// Feeds arbitrary bytes to the parser of campaign files. A file is either accepted, and then each campaign is JSON
+// without the server's own keys, or refused with at least one error.
 
 #include <boost/json.hpp>
 #include <cstddef>

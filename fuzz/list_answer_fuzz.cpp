@@ -10,8 +10,9 @@
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 
-/// Feeds arbitrary bytes to all that a list answer goes through: JSON, windows, records, index. Each id must
-/// have one record, and the events that the conditions describe must find what a walk over all windows finds.
+/// Passes arbitrary bytes through the stages of a list response: JSON, windows, records, index. Each id must have one
+/// record, and for the events that the conditions describe, the index must find the same window as a walk over all
+/// windows.
 namespace {
 
 using namespace oq;

@@ -8,8 +8,8 @@
 #include "Matching/OQCampaignList.h"
 #include "Model/OQWindowData.h"
 
-/// Lets the bytes choose campaigns and events out of few names, keys and values. The index must choose what a
-/// walk over all windows chooses, and take away the same pre-conditions.
+/// Uses the bytes to choose campaigns and events from a few names, keys and values. The index must find the same window
+/// as a walk over all windows, and clear the same pre-conditions.
 namespace {
 
 using namespace oq;
@@ -31,7 +31,7 @@ class Choices {
     return Value(std::string(1, letters[choice % 3]));
   }
 
-  /// A byte says which properties there are.
+  /// The bits of one byte select the properties.
   std::shared_ptr<OQWindowEvent> condition() {
     const unsigned keys = below(256);
     if (keys == 255) return nullptr;

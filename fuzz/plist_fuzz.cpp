@@ -7,8 +7,8 @@
 #include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "SameNodes.h"
 
-/// Feeds arbitrary bytes to the reader of property lists and, sealed with a right checksum so that they get
-/// past it, to the unarchiver. What could be read must survive being written and read again.
+/// Feeds arbitrary bytes to the reader of property lists, and, with a correct checksum added, to the unarchiver.
+/// Everything that can be read must survive writing and reading again.
 namespace {
 
 struct Record : oq::SecureCoding {
@@ -36,7 +36,7 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-/// The seal adds an entry to the root and leaves everything else as it was.
+/// Adding the checksum must add one entry to the root and change nothing else.
 void requireSealed(const std::optional<oq::plist::Table>& sealed, const oq::plist::Table& table) {
   require(sealed && sealed->root == table.root && sealed->nodes.size() == table.nodes.size() + 2);
   for (std::size_t i = 0; i < table.nodes.size(); ++i) {
@@ -71,7 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   auto records = oq::KeyedUnarchiver::unarchiveArrayOf<Record>(sealed);
   if (!records) return 0;
 
-  // Objects that records share in memory come back as one for each, so that only the second archive is final.
+  // Records that share an object in memory get separate copies when they are restored, so only the second archive is
+  // stable.
   const oq::Data first = archiveAgain(archiveOf(*records), records->size());
   require(archiveAgain(first, records->size()) == first);
   return 0;

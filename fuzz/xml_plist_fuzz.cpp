@@ -4,8 +4,8 @@
 #include "Foundation/PropertyLists/XMLPropertyList.h"
 #include "SameNodes.h"
 
-/// Feeds arbitrary bytes to the reader of XML property lists. What could be read must survive being written
-/// and read again.
+/// Feeds arbitrary bytes to the reader of XML property lists. Everything that can be read must survive writing and
+/// reading again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   auto table = oq::plist::readXML(oq::Data(bytes, bytes + size));
   if (!table) return 0;

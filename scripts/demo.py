@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Runs the demo that demo.sh has built: server, shop, pointer, pictures, story.
+"""Runs the demo that demo.sh has built: starts the server and the shop, clicks, takes screenshots, prints the events.
 
-demo.py [--interactive] [--build FOLDER] [--out FOLDER]. Ends with 0 if everything happened, with 2 if all but the web
-page did, with 1 otherwise."""
+demo.py [--interactive] [--build FOLDER] [--out FOLDER]. Exit status: 0 if everything happened, 2 if only the web page
+was not shown, 1 otherwise."""
 import argparse
 import json
 import os
@@ -27,17 +27,17 @@ class Failure(Exception):
 
 
 class Program:
-    """A process whose lines can be awaited."""
+    """A process. until() waits for a line of its output."""
 
     def __init__(self, name, command, environment):
-        self.name, self.said, self._lines = name, [], queue.Queue()
+        self.name, self.printed, self._lines = name, [], queue.Queue()
         self.process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE,
                                         stderr=subprocess.STDOUT, text=True, encoding="utf-8", env=environment)
         threading.Thread(target=self._pump, daemon=True).start()
 
     def _pump(self):
         for line in self.process.stdout:
-            self.said.append(line.rstrip("\n"))
+            self.printed.append(line.rstrip("\n"))
             self._lines.put(line.rstrip("\n"))
         self._lines.put(None)
 
@@ -49,7 +49,8 @@ class Program:
             except queue.Empty:
                 line = None
             if line is None:
-                raise Failure(f"{self.name} never said {pattern!r}; it said:\n  " + "\n  ".join(self.said[-20:]))
+                output = "\n  ".join(self.printed[-20:])
+                raise Failure(f"{self.name} did not print {pattern!r}; its output:\n  {output}")
             match = re.search(pattern, line)
             if match:
                 return match
@@ -65,7 +66,7 @@ class Program:
 
 
 class Screen:
-    """The X display: takes pictures and moves the pointer, as a person's hand and eye would."""
+    """The X display: takes screenshots and sends pointer and key events."""
 
     def __init__(self):
         self._xvfb = None
@@ -103,7 +104,7 @@ class Screen:
         return Picture(raw)
 
     def shoot_still(self, seconds=5):
-        """The picture when nothing moves any more: pages fade and slide."""
+        """A screenshot when nothing moves any more, since pages fade and slide."""
         end = time.monotonic() + seconds
         before, picture = None, self.shoot()
         while picture != before and time.monotonic() < end:
@@ -131,7 +132,7 @@ class Picture:
         return tuple(self._pixels[start:start + 3])
 
     def region(self, colour):
-        """The box around all pixels of a colour, on a grid of 3; None where there are too few for a button."""
+        """The bounding box of all pixels of a colour, on a grid of 3; None if they are too few for a button."""
         spots = [(x, y) for y in range(0, self.height, 3) for x in range(0, self.width, 3) if self.at(x, y) == colour]
         if len(spots) < 60:
             return None
@@ -152,7 +153,7 @@ class Demo:
         self.pictures.mkdir(parents=True)
 
     def keep(self, picture, name):
-        """Where it is kept, for people."""
+        """Saves the picture and returns its path for messages."""
         return os.path.relpath(picture.keep(self.pictures / name))
 
     def start(self):
@@ -172,7 +173,7 @@ class Demo:
         return self.shop
 
     def widget(self, name):
-        """Where a widget of the shop is on the screen."""
+        """The position of a widget of the shop on the screen."""
         match = self.shop.until(rf"^widget {name} ([\d.]+) ([\d.]+)$")
         x, y = self.screen.window_origin(self.shop.process.pid)
         return x + float(match[1]), y + float(match[2])
@@ -202,23 +203,23 @@ class Demo:
         print("First start, with nothing stored")
         self.start_shop()
         buy = self.widget("buy-mug")
-        self.await_("the login is answered", lambda: "login data:" in self.log())
-        self.say("logged in; no user is known yet, so no campaign is fetched: the user's id comes with the first event")
+        self.await_("the login has a response", lambda: "login data:" in self.log())
+        self.say("logged in; campaigns are not fetched yet, since the user's id arrives with the first event")
         self.screen.click(*buy)
         self.say("recorded: " + self.shop.until(r"^event (buy .*)$")[1])
-        # It closes in good order, after what the click began.
+        # Closes in an orderly way, after the work that the click started.
         self.shop.stop()
         if self.shop.process.returncode != 0:
             raise Failure(f"the shop ended with {self.shop.process.returncode}")
 
     def visit(self, tab, page):
-        """Goes to a page of the shop and waits until the library has noticed."""
+        """Opens a page of the shop and waits until the library has noticed it."""
         self.screen.click(*tab)
         self.await_(f"the page is {page}", lambda: self.pages()[-1:] == [page])
 
     def pages(self):
-        """What the library called the shop's pages so far."""
-        return [line.removeprefix("page ") for line in self.shop.said if line.startswith("page ")]
+        """The names of the shop's pages that the library has seen so far."""
+        return [line.removeprefix("page ") for line in self.shop.printed if line.startswith("page ")]
 
     def second_start(self):
         print("Second start, the user is known")
@@ -254,9 +255,9 @@ class Demo:
         self.say("page closed, the shop is back: " + kept)
 
     def see_page(self):
-        """The page that the button leads to, until a key closes it."""
+        """Waits for the page that the button opens, and closes it with a key."""
         x, y = self.screen.window_origin(self.shop.process.pid)
-        scale = 540 / 375  # of the shop's window to the stage that pages lie on
+        scale = 540 / 375  # from the stage's points to pixels of the shop's window
         top = (x + 187 * scale, y + 60 * scale)
 
         def in_sight():
@@ -278,7 +279,7 @@ class Demo:
     def has(self, name):
         return any(event["xwhat"] == name for event in self.events())
 
-    def story(self):
+    def print_events(self):
         print("What the server received")
         for event in self.events():
             self.say(f"{event['xwhat']:<14} from {event['xwho']}  {json.dumps(event['xcontext'], ensure_ascii=False)}")
@@ -287,12 +288,12 @@ class Demo:
         print("First start: makes the user known (campaigns are fetched only for a known user)")
         self.start_shop()
         self.widget("buy-mug")
-        self.say("press a button in the shop, close it, and it starts again with campaigns")
-        while self.shop.process.wait() == 0 and not re.search("^event ", "\n".join(self.shop.said), re.M):
+        self.say("press a button in the shop and close it; then it starts again, with campaigns")
+        while self.shop.process.wait() == 0 and not re.search("^event ", "\n".join(self.shop.printed), re.M):
             self.start_shop()
         print("Second start: buy something. Ends when you close the shop.")
         self.start_shop().process.wait()
-        self.story()
+        self.print_events()
 
     def stop(self):
         for part in (self.shop, self.server, self.screen):
@@ -316,10 +317,10 @@ def main():
         else:
             demo.first_start()
             demo.second_start()
-            demo.story()
+            demo.print_events()
             pictures = os.path.relpath(demo.pictures)
             if not demo.page_shown:
-                print(f"The web page was not shown; all else happened. Pictures: {pictures}")
+                print(f"The web page was not shown; everything else happened. Pictures: {pictures}")
                 sys.exit(2)
             print(f"Everything happened. Pictures: {pictures}")
     except Failure as failure:

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the reference from the comments of the public headers: build/docs/reference/index.html. Any warning is an error.
-# With --quick it installs nothing.
+# Builds the API reference from the comments of the public headers: build/docs/reference/index.html. Warnings are
+# errors. With --quick it does not install packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

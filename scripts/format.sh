@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Formats every C++ file as .clang-format says. With --check it changes nothing and fails if a file would change.
+# Formats all C++ files with .clang-format. With --check it only fails if a file is not formatted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# clang-format takes some headers for Objective-C by their contents, so it gets each file under another name. The
-# version is Debian 12's: others format a few constructs differently.
+# clang-format treats some headers as Objective-C because of their contents, so each file is passed under a .cpp name.
+# The version is Debian 12's, since other versions format a few constructs differently.
 format() { # --check|--write FILE...
   local mode=$1 file status=0
   for file in "${@:2}"; do

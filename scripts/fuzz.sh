@@ -1,13 +1,11 @@
 #!/usr/bin/env bash
-# Builds every fuzz/*_fuzz.cpp with clang's libFuzzer, AddressSanitizer and UBSan. Each target first goes through the
-# cases that are kept in fuzz/cases/<target>, then searches for some seconds, as many targets at a time as there are
-# processors:
+# Builds every fuzz/*_fuzz.cpp with clang's libFuzzer, AddressSanitizer and UBSan. Each target first runs the cases in
+# fuzz/cases/<target>, then fuzzes for some seconds. One target per processor runs at the same time:
 #
 #   scripts/fuzz.sh [seconds, default 60] [target ...]
-#
-# An input that breaks something is put with the kept cases, fails every later run until it is mended, and stays there
-# as a case. What merely reached new code stays in build/fuzz/corpus/<target>, where the next search begins. The last
-# line counts targets: "N passed, N failed".
+# An input that fails is added to the cases, so every run fails until the fault is fixed. Inputs that only reach new
+# code are saved in build/fuzz/corpus/<target>, where the next run starts. The last line counts targets: "N passed, N
+# failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -34,11 +32,11 @@ fuzz() { # target
   [[ -e ${found[0]} ]] || found=()
   if [[ ${#found[@]} -gt 0 ]] && ! "$build/fuzz/$target" -timeout=10 "${found[@]}" >"$log" 2>&1; then
     status=failed runs=0
-    echo "-- $target breaks on a case that is kept:"
+    echo "-- $target fails on a case of $cases:"
   elif ! "$build/fuzz/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
     -print_final_stats=1 -verbosity=0 -artifact_prefix="$cases/" "$corpus" "$cases" >"$log" 2>&1; then
     status=failed
-    echo "-- $target found something, which is now in $cases:"
+    echo "-- $target found a failing input, now saved in $cases:"
   fi
   kept=${#found[@]}
   runs=$(awk '$1 == "stat::number_of_executed_units:" { print $2 }' "$log")

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what building, running and testing needs: the one list of the project's Debian packages. Quick when nothing
-# is missing. Needs root or sudo only when something is.
+# Installs missing Debian packages. This is the only list of the project's packages. Without options: what building, the
+# demo and packaging need. It is quick if nothing is missing, and needs root or sudo only if something is.
+#
+#   install-deps.sh [--tests] [--bench] [--fuzz] [--docs] [--package]
 set -euo pipefail
 
 packages=(
@@ -11,26 +13,29 @@ packages=(
   libgdk-pixbuf-2.0-dev libjpeg-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev
-  # the web engine, and what its sandbox is built with
+  # the web engine and its sandbox
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
-  # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx clang-format-14
-  # the benchmarks' peer
-  libspdlog-dev
-  # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
+  # the demo: a display, pointer events, screenshots, fonts
+  python3 xvfb xdotool imagemagick fonts-dejavu-core fonts-noto-cjk
+)
+# Test libraries, programs that the tests run, and the formatter that they check with.
+tests=(
+  libgtest-dev libgmock-dev libplist-dev python3-jsonschema clang-format-14
+  openssl sqlite3 nginx dbus
+  # The keychain with a Secret Service: the service, and the library that the keychain loads at run time.
   gnome-keyring libsecret-1-0
-  # a screen where there is none, a window manager, a hand to touch it, fonts to read it
-  xvfb openbox weston xdotool x11-utils imagemagick dbus libadwaita-1-0
-  fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
+  # A window manager, a Wayland compositor, window properties, another kind of GTK window, one more font.
+  openbox weston x11-utils libadwaita-1-0 fonts-noto-color-emoji
 )
 
-# What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.
 for option in "$@"; do
   case $option in
+    --tests) packages+=("${tests[@]}") ;;
+    --bench) packages+=(libspdlog-dev libplist-dev) ;;
     --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
     --package) packages+=(dpkg-dev file mmdebstrap) ;;
-    *) echo "usage: install-deps.sh [--fuzz] [--docs] [--package]" >&2; exit 2 ;;
+    *) echo "usage: install-deps.sh [--tests] [--bench] [--fuzz] [--docs] [--package]" >&2; exit 2 ;;
   esac
 done
 
@@ -48,7 +53,7 @@ if [[ $(id -u) -ne 0 ]]; then
 fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
-# A test starts its own nginx. The package would start one as a service.
+# The tests start their own nginx. The package must not start one as a service.
 nginx_is_new() { [[ " ${missing[*]} " == *" nginx "* && -d /run/systemd/system ]]; }
 ! nginx_is_new || "${as_root[@]}" systemctl --quiet mask nginx
 "${as_root[@]}" apt-get update -qq

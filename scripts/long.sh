@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# The long forms of what ./test.sh does in short, with their figures: processes killed while they write and while they
-# show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak, an hour of fuzzing.
-# `scripts/long.sh kills soak` does only those. The variables that set the lengths (see CONTRIBUTING.md) also shorten or
-# lengthen them here, OQSDK_FUZZ_SECONDS the search of each fuzz target. The last line is "N passed, N failed".
+# The long versions of tests that ./test.sh runs in a short version, with their figures: processes killed while they
+# write and while they show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak test,
+# an hour of fuzzing. `scripts/long.sh kills soak` runs only those. The variables that set the lengths (CONTRIBUTING.md)
+# also apply here; OQSDK_FUZZ_SECONDS sets the time per fuzz target. The last line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh --fuzz
+scripts/install-deps.sh --tests --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
@@ -14,14 +14,14 @@ echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc)
 
 passed=0 failed=0
 
-tests() { # preset program filter; every test in it counts
+tests() { # preset program filter; counts every test
   local preset=$1 program=$2 filter=$3 start=$SECONDS report=build/$1/long.json
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" --target "$program" -- --quiet
   rm -f "$report"
   "build/$preset/tests/$program" --gtest_filter="$filter" --gtest_output="json:$report" || true
   local ran broken
-  # A program that died has left no report.
+  # A crashed program leaves no report.
   read -r ran broken < <(python3 - "$report" <<'P' || echo 1 1
 import json, sys
 report = json.load(open(sys.argv[1]))
@@ -66,7 +66,7 @@ for part in "${parts[@]}"; do
       [[ $((found + broken)) -gt 0 ]] || broken=1
       passed=$((passed + found)) failed=$((failed + broken))
       ;;
-    *) echo "long.sh: no part is called $part" >&2; exit 2 ;;
+    *) echo "long.sh: unknown part $part" >&2; exit 2 ;;
   esac
 done
 echo "$passed passed, $failed failed"

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Makes the Debian packages in build/package and looks at what their libraries export. `scripts/package.sh --try` also
-# installs them on a bare Debian 12 in a folder of its own, and builds and runs programs there; that needs root.
+# Builds the Debian packages in build/package and checks the symbols that their libraries export. `scripts/package.sh
+# --try` also installs them in a minimal Debian 12 in a temporary folder, and builds and runs programs there; this needs
+# root.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,7 +9,7 @@ scripts/install-deps.sh --package
 cmake --workflow --preset package >build-package.log 2>&1 || { tail -50 build-package.log; exit 1; }
 rm -f build-package.log
 if grep -q '^OQSDK_PACKAGE_CONTACT:.*@localhost>' build/package/CMakeCache.txt; then
-  echo "package: the packages name no maintainer whom anybody can write to; for packages that others get, say first" >&2
+  echo "package: the packages have no real maintainer address; before you publish them, run" >&2
   echo '  cmake --preset package -DOQSDK_PACKAGE_CONTACT="Name <address>"' >&2
 fi
 python3 tests/package/exports_test.py build/package/liboqsdk.so= build/package/hosts/liboqsdk_headless.so=headless \

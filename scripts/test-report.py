@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Counts what a JUnit report of ctest holds, and keeps what the failed tests printed.
+"""Counts the tests in a JUnit report of ctest, and saves the output of failed tests.
 
     test-report.py REPORT PRESET FAILURES
 
-prints "ran failed left-out" and appends to the file FAILURES, for each failed test, its name and its last lines.
+prints "RAN FAILED SKIPPED" and appends the name and the last lines of each failed test to the file FAILURES.
 """
 
 import sys

@@ -5,8 +5,8 @@
 
 namespace oq::server {
 
-// Whether the text is a moment that exists, in exactly the form "yyyy-MM-dd HH:mm:ss". Two such texts compare
-// as the moments do.
+// True if the string is an existing calendar time in exactly the form "yyyy-MM-dd HH:mm:ss". Comparing two such strings
+// compares the times.
 bool isCalendarTime(std::string_view text);
 
 // The current time in UTC as "2026-01-31T23:59:59.123Z".

@@ -16,7 +16,7 @@ namespace json = boost::json;
 
 namespace {
 
-// What only the server reads; clients never see these.
+// Keys for the server only; they are never sent to clients.
 constexpr std::array<std::string_view, 3> serverKeys = {"environments", "newUser", "userIds"};
 
 const JsonSchema& schema() {
@@ -24,20 +24,20 @@ const JsonSchema& schema() {
   return compiled;
 }
 
-// JSON null reads as absent, as it does in the client.
+// JSON null counts as absent, as it does in the client.
 const json::value* present(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   return value && !value->is_null() ? value : nullptr;
 }
 
-// A text of the campaign; nullopt also for what is none, which the schema has told.
+// A string member of the campaign. Also nullopt for another type, which the schema check has already reported.
 std::optional<std::string_view> textOf(const json::object& campaign, std::string_view key) {
   const auto* value = campaign.if_contains(key);
   if (!value || !value->is_string()) return std::nullopt;
   return std::string_view(value->get_string());
 }
 
-// Two spellings of one number are one id, since clients count displays by the number.
+// 7 and "007" are the same id, since clients count displays per number.
 std::string canonicalId(const json::value& id) {
   if (!id.is_string()) return json::serialize(id);
   const std::string_view digits = id.get_string();
@@ -58,7 +58,7 @@ Campaigns CampaignChecker::check(const json::value& root) {
   if (!object) return {};
   _checkList(*object, "windows", Kind::window);
   _checkList(*object, "subscriptions", Kind::subscription);
-  // Building is only for a file without errors: past this line every value has the type that was asked for.
+  // Only files without errors get past this line, so the code below relies on the type of every value.
   if (!_report.errors.empty()) return {};
   Campaigns campaigns;
   campaigns.windows = _campaignsFrom(*object, "windows");
@@ -78,17 +78,17 @@ void CampaignChecker::_checkList(const json::object& root, std::string_view key,
   for (std::size_t i = 0; i < list->size(); ++i) {
     const auto* campaign = (*list)[i].if_object();
     if (!campaign) continue;
-    const auto place = elementOf(std::string(key), i);
-    _checkRange(place, *campaign);
-    _warnOfNoEffect(place, *campaign, kind);
+    const auto path = elementOf(std::string(key), i);
+    _checkRange(path, *campaign);
+    _warnOfNoEffect(path, *campaign, kind);
   }
 }
 
-// Times of the one form compare as their texts do.
-void CampaignChecker::_checkRange(const std::string& place, const json::object& campaign) {
+// Both times have the same fixed form, so comparing the strings compares the times.
+void CampaignChecker::_checkRange(const std::string& path, const json::object& campaign) {
   const auto from = textOf(campaign, "startTime"), to = textOf(campaign, "endTime");
   if (!from || !to || !isCalendarTime(*from) || !isCalendarTime(*to) || *from <= *to) return;
-  _error(memberOf(place, "endTime"), "must not be before startTime (\"" + std::string(*from) + "\")");
+  _error(memberOf(path, "endTime"), "must not be before startTime (\"" + std::string(*from) + "\")");
 }
 
 void CampaignChecker::_checkDuplicates(std::string_view list, const json::array& campaigns) {
@@ -103,16 +103,16 @@ void CampaignChecker::_checkDuplicates(std::string_view list, const json::array&
   }
 }
 
-void CampaignChecker::_warnOfNoEffect(const std::string& place, const json::object& campaign, Kind kind) {
+void CampaignChecker::_warnOfNoEffect(const std::string& path, const json::object& campaign, Kind kind) {
   if (!present(campaign, "event")) {
-    _warn(memberOf(place, "event"), "is missing: nothing triggers this campaign");
+    _warn(memberOf(path, "event"), "is missing: nothing triggers this campaign");
   }
   if (kind == Kind::window && !present(campaign, "count")) {
-    _warn(memberOf(place, "count"), "is missing: the window is never shown");
+    _warn(memberOf(path, "count"), "is missing: the window is never shown");
   }
   const auto picture = textOf(campaign, "picture").value_or("");
   if (!picture.empty() && !picture.starts_with("https://")) {
-    _warn(memberOf(place, "picture"), "clients load https:// pictures only");
+    _warn(memberOf(path, "picture"), "clients load https:// pictures only");
   }
 }
 
@@ -146,12 +146,12 @@ Campaign CampaignChecker::_campaignFrom(const json::object& source) {
   return campaign;
 }
 
-void CampaignChecker::_error(const std::string& place, std::string_view text) {
-  _report.errors.push_back(place + ": " + std::string(text));
+void CampaignChecker::_error(const std::string& path, std::string_view text) {
+  _report.errors.push_back(path + ": " + std::string(text));
 }
 
-void CampaignChecker::_warn(const std::string& place, std::string_view text) {
-  _report.warnings.push_back(place + ": " + std::string(text));
+void CampaignChecker::_warn(const std::string& path, std::string_view text) {
+  _report.warnings.push_back(path + ": " + std::string(text));
 }
 
 }  // namespace oq::server

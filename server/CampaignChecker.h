@@ -10,9 +10,9 @@
 
 namespace oq::server {
 
-// Holds a parsed campaign file against its schema and against what a schema cannot say, tells every wrong
-// place to a report, and builds the campaigns. The result is worth something only when the report has no
-// errors. One object checks one file.
+// Checks a parsed campaign file against its schema and against the rules that a schema cannot express, adds every
+// problem to a report, and builds the campaigns. Use the result only if the report has no errors. One object checks one
+// file.
 class CampaignChecker {
  public:
   explicit CampaignChecker(CampaignReport& report) : _report(report) {}
@@ -23,14 +23,14 @@ class CampaignChecker {
   enum class Kind { window, subscription };
 
   void _checkList(const boost::json::object& root, std::string_view key, Kind kind);
-  void _checkRange(const std::string& place, const boost::json::object& campaign);
+  void _checkRange(const std::string& path, const boost::json::object& campaign);
   void _checkDuplicates(std::string_view list, const boost::json::array& campaigns);
-  void _warnOfNoEffect(const std::string& place, const boost::json::object& campaign, Kind kind);
+  void _warnOfNoEffect(const std::string& path, const boost::json::object& campaign, Kind kind);
   std::vector<Campaign> _campaignsFrom(const boost::json::object& root, std::string_view key);
   Campaign _campaignFrom(const boost::json::object& source);
 
-  void _error(const std::string& place, std::string_view text);
-  void _warn(const std::string& place, std::string_view text);
+  void _error(const std::string& path, std::string_view text);
+  void _warn(const std::string& path, std::string_view text);
 
   CampaignReport& _report;
 };

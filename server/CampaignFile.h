@@ -9,17 +9,16 @@
 
 namespace oq::server {
 
-// The campaign file on disk, and what it last said. Problems go to `messages` as lines "PATH: PLACE:
-// PROBLEM". Used by one thread; readers of the campaigns use CurrentCampaigns.
+// The campaign file on disk and its content at the last reading. Problems are written to `messages` as lines "FILE:
+// PLACE: PROBLEM". For one thread only; readers of the campaigns use CurrentCampaigns.
 class CampaignFile {
  public:
   CampaignFile(std::filesystem::path path, CurrentCampaigns& campaigns, std::ostream& messages);
 
   enum class Outcome { loaded, unchanged, missing, refused };
 
-  // Reads the file and, when it is good, puts its campaigns in force; otherwise the last good ones stay.
-  // A file that is absent is not an error of its own: editors take the old file away before the new one
-  // comes.
+  // Reads the file. If it is valid, its campaigns become the current ones; otherwise the last valid ones stay. A
+  // missing file is not reported: some editors delete the old file before they write the new one.
   Outcome load();
 
   const std::filesystem::path& path() const { return _path; }
@@ -30,7 +29,7 @@ class CampaignFile {
   std::filesystem::path _path;
   CurrentCampaigns& _campaigns;
   std::ostream& _messages;
-  std::optional<std::string> _lastText;  // also of a refused file, so that each is complained about once
+  std::optional<std::string> _lastText;  // also of a refused file, so that each is reported once
 };
 
 }  // namespace oq::server

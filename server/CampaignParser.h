@@ -9,15 +9,15 @@
 
 namespace oq::server {
 
-// What was found while reading a campaign file, one sentence each, beginning with the place:
-// "line 3, column 7: ..." for text that is no JSON, "windows[2].style: ..." for a wrong value.
+// The problems of a campaign file, one line each. A line begins with the place of the problem: "line 3, column 7: ..."
+// if the file is not JSON, "windows[2].style: ..." for a wrong value.
 struct CampaignReport {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
 };
 
-// Reads the text of a campaign file. Returns nothing when there is an error; every error is reported, not
-// only the first. Warnings alone do not refuse a file. Never throws for bad input.
+// Parses the content of a campaign file. Returns nullopt if there is an error; all errors are reported, not only the
+// first. A file with warnings only is accepted. Never throws for bad input.
 std::optional<Campaigns> parseCampaigns(std::string_view text, CampaignReport& report);
 
 }  // namespace oq::server

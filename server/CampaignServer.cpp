@@ -17,7 +17,7 @@ namespace oq::server {
 
 namespace {
 
-// Private, since it holds keys and what users did.
+// Readable by its owner only, since it holds private keys and users' events.
 const std::filesystem::path& makeDataFolder(const std::filesystem::path& folder) {
   if (folder.has_parent_path()) std::filesystem::create_directories(folder.parent_path());
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
@@ -74,7 +74,7 @@ CampaignServer::~CampaignServer() {
 }
 
 void CampaignServer::_loadCampaigns() {
-  // Watched before it is read, so that no change falls between the two.
+  // Watch first, then read, so that no change is missed in between.
   _watch.emplace(_options.campaigns);
   _file.emplace(_options.campaigns, _campaigns, std::cerr);
   const auto outcome = _file->load();
@@ -85,7 +85,7 @@ void CampaignServer::_loadCampaigns() {
 }
 
 void CampaignServer::_open(Environment environment) {
-  constexpr int tries = 20;  // for a free port that is free on every address
+  constexpr int tries = 20;  // to find a port that is free on every address
   const int wanted = _options.ports[static_cast<std::size_t>(environment)];
   const auto before = _listeners.size();
   for (int i = 1;; ++i) try {
@@ -109,7 +109,7 @@ int CampaignServer::_bindAll(Environment environment, int port) {
     try {
       port = listener->bind(address, port);
     } catch (const std::system_error& problem) {
-      // A machine without IPv6 has no ::1, and is served all the same.
+      // A machine without IPv6 has no ::1. The other address is enough.
       if (isDefault && any && isMissingFamily(problem)) continue;
       throw;
     }
@@ -140,7 +140,7 @@ void CampaignServer::run() {
   close(ending);
 }
 
-// Told on standard error: standard output belongs to the events.
+// Reports on standard error: standard output is for events.
 void CampaignServer::_reload() {
   const auto outcome = _file->load();
   if (outcome == CampaignFile::Outcome::loaded) {

@@ -17,20 +17,19 @@
 
 namespace oq::server {
 
-// The whole server: everything is made in the constructor, which throws std::runtime_error (with one sentence
-// for the user) when a part cannot be had, and taken down in order in the destructor. Lives on the main
-// thread.
+// The whole server. The constructor creates all parts and throws std::runtime_error (with one sentence for the user) if
+// one fails; the destructor stops the parts in order. For the main thread only.
 class CampaignServer {
  public:
-  // SIGTERM and SIGINT must be blocked in the calling thread, since its threads inherit that.
+  // SIGTERM and SIGINT must be blocked in the calling thread, since the server's threads inherit its signal mask.
   explicit CampaignServer(const Options& options);
   ~CampaignServer();
 
-  // Tells on standard output where the server can be reached, then serves until SIGTERM or SIGINT.
+  // Prints the server's addresses on standard output, then serves until SIGTERM or SIGINT.
   void run();
 
  private:
-  // Held while the server runs, so that two servers never share a data folder.
+  // A lock on the data folder, so that two servers never share one.
   class Lock {
    public:
     explicit Lock(const std::filesystem::path& folder);

@@ -11,7 +11,7 @@
 
 namespace oq::server {
 
-// The three servers that a client can be pointed at; the values are those the client uses.
+// The environments that a client can select. The values are the client's.
 enum class Environment { production = 0, test = 1, development = 2 };
 
 inline constexpr Environment allEnvironments[] = {Environment::production, Environment::test, Environment::development};
@@ -21,19 +21,19 @@ inline std::string_view nameOf(Environment environment) {
   return environmentNames[static_cast<int>(environment)];
 }
 
-// Who asks for a list. `newUser` is absent when the request did not say.
+// The client that requests a list. `newUser` is absent if the request does not contain it.
 struct Audience {
   Environment environment = Environment::production;
   std::optional<int> newUser;
   std::string userId;
 };
 
-// One campaign: the text that clients get, and the rules that only the server reads.
+// One campaign: the JSON for clients, and the rules by which the server selects clients.
 struct Campaign {
   std::string json;
   std::bitset<3> environments = 0b111;
   std::optional<int> newUser;
-  std::set<std::string> userIds;  // empty: everybody
+  std::set<std::string> userIds;  // empty: all users
 
   bool isFor(const Audience& audience) const {
     if (!environments[static_cast<size_t>(audience.environment)]) return false;
@@ -42,14 +42,14 @@ struct Campaign {
   }
 };
 
-// Everything that one campaign file says. Immutable once it is published.
+// The content of one campaign file. Immutable once it is published.
 struct Campaigns {
   std::optional<std::set<std::string>> appKeys;  // absent: every key may log in
   std::vector<Campaign> windows;
   std::vector<Campaign> subscriptions;
 };
 
-// The campaigns in force. Any thread may read while another one replaces them; a reader keeps what it got.
+// The current campaigns. Any thread may read them while another one replaces them; a reader keeps its version.
 class CurrentCampaigns {
  public:
   std::shared_ptr<const Campaigns> get() const {

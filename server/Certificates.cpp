@@ -66,19 +66,19 @@ std::string subjectNames(const std::set<std::string>& hosts) {
   return names;
 }
 
-// Written beside and renamed, so that no reader sees half a file.
+// Writes a new file next to the old one and renames it, so that no reader sees half a file.
 void writeFile(const fs::path& file, BIO* content, mode_t mode) {
-  const auto beside = fs::path(file.string() + ".new");
-  const int descriptor = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
-  if (descriptor < 0) failAt(beside, std::strerror(errno));
+  const auto temporary = fs::path(file.string() + ".new");
+  const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+  if (descriptor < 0) failAt(temporary, std::strerror(errno));
   char* text = nullptr;
   const auto length = BIO_get_mem_data(content, &text);
   const bool written = fchmod(descriptor, mode) == 0 &&
                        write(descriptor, text, static_cast<size_t>(length)) == length && fsync(descriptor) == 0;
   const int error = errno;
   close(descriptor);
-  if (!written) failAt(beside, std::strerror(error));
-  if (rename(beside.c_str(), file.c_str()) != 0) failAt(file, std::strerror(errno));
+  if (!written) failAt(temporary, std::strerror(error));
+  if (rename(temporary.c_str(), file.c_str()) != 0) failAt(file, std::strerror(errno));
 }
 
 void save(const Identity& identity, const fs::path& certificateFile, const fs::path& keyFile) {
@@ -95,7 +95,7 @@ Bytes openFile(const fs::path& file) {
   return bytes;
 }
 
-// Throws when a file is there but damaged, or when the two do not belong together.
+// Throws if a file cannot be read or is damaged, or if the key does not belong to the certificate.
 Identity load(const fs::path& certificateFile, const fs::path& keyFile) {
   Identity identity;
   identity.certificate.reset(PEM_read_bio_X509(openFile(certificateFile).get(), nullptr, nullptr, nullptr));
@@ -172,7 +172,7 @@ Identity makeServer(const Identity& authority, const std::set<std::string>& host
   return identity;
 }
 
-// Compared as encoded, so that no printed form of an address matters.
+// Compares the encoded names, so that different spellings of an address are equal.
 bool isFor(const Certificate& certificate, const std::set<std::string>& hosts) {
   const int at = X509_get_ext_by_NID(certificate.get(), NID_subject_alt_name, -1);
   const Extension wanted(X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, subjectNames(hosts).c_str()));
@@ -206,7 +206,7 @@ void Certificates::ensure() {
       const bool ours = X509_verify(server.certificate.get(), authority.key.get()) == 1;
       if (ours && !endsSoon(server.certificate) && isFor(server.certificate, _hosts)) return;
     } catch (const std::runtime_error&) {
-      // Clients trust the authority, not this certificate: a damaged one is simply made again.
+      // Clients trust the authority, not this certificate, so a damaged one can be replaced.
     }
   save(makeServer(authority, _hosts), certificateFile(), keyFile());
 }

@@ -6,25 +6,24 @@
 
 namespace oq::server {
 
-// The private certificate authority of this server, and the certificate that the server shows. Both are kept
-// as PEM files in one folder, the keys readable by their owner alone.
+// The server's private certificate authority and its server certificate. Both are PEM files in one folder; only the
+// owner can read the keys.
 class Certificates {
  public:
-  // `hosts` are names or numeric addresses for which the server certificate is valid; at least one.
+  // `hosts` are the names or numeric addresses for which the server certificate is valid; at least one.
   Certificates(std::filesystem::path folder, std::set<std::string> hosts);
 
-  // Makes what is missing and renews what ends within 30 days. The server certificate is renewed also when
-  // the hosts differ or the authority is new. Throws std::runtime_error that names the file when one cannot
-  // be read, written or understood: an authority that clients trust is never replaced because of a damaged
-  // file.
+  // Creates missing files and renews certificates that expire within 30 days. Also renews the server certificate if the
+  // hosts differ or the authority is new. Throws std::runtime_error, naming the file, if one cannot be read, written or
+  // parsed: a damaged file never causes a new authority, since clients trust the old one.
   void ensure();
 
   std::filesystem::path authorityFile() const { return _folder / "ca.pem"; }
   std::filesystem::path certificateFile() const { return _folder / "server.pem"; }
   std::filesystem::path keyFile() const { return _folder / "server-key.pem"; }
 
-  // Whether the text can stand in a certificate: an address, or letters, digits, '-' and '.' (and a leading
-  // "*.").
+  // True if the string is allowed as a name in a certificate: an address, or letters, digits, '-' and '.' (and a
+  // leading "*.").
   static bool isHost(const std::string& text);
 
  private:

@@ -65,8 +65,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments) {
   Options options;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const auto& argument = arguments[i];
-    if (const auto told = actions.find(argument); told != actions.end()) {
-      options.action = told->second;
+    if (const auto known = actions.find(argument); known != actions.end()) {
+      options.action = known->second;
       return options;
     }
     if (argument == "--public-events") {
@@ -75,12 +75,12 @@ Options parseCommandLine(const std::vector<std::string>& arguments) {
     }
     const auto equals = argument.find('=');
     const auto name = argument.substr(0, equals);
-    const auto known = optionsWithValue().find(name);
-    if (known == optionsWithValue().end()) throw UsageError("unknown option \"" + argument + "\"");
+    const auto option = optionsWithValue().find(name);
+    if (option == optionsWithValue().end()) throw UsageError("unknown option \"" + argument + "\"");
     if (equals == argument.npos && i + 1 == arguments.size()) throw UsageError(name + " needs a value");
     const auto value = equals == argument.npos ? arguments[++i] : argument.substr(equals + 1);
     if (value.empty()) throw UsageError(name + " needs a value");
-    known->second(options, name, value);
+    option->second(options, name, value);
   }
   if (options.action == Options::Action::serve && options.data.empty()) options.data = defaultDataFolder();
   return options;

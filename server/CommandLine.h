@@ -9,7 +9,7 @@
 
 namespace oq::server {
 
-// What the program was asked to do.
+// The parsed command line.
 struct Options {
   enum class Action { serve, help, version, schema, init };
 
@@ -17,20 +17,20 @@ struct Options {
   std::filesystem::path initFile;
   std::filesystem::path campaigns;  // empty: no campaigns
   std::filesystem::path data;
-  std::filesystem::path staticFolder;  // empty: none
+  std::filesystem::path staticFolder;  // may be empty
   std::vector<std::string> addresses;  // empty: loopback
   std::array<int, 3> ports = {8088, 28088, 38088};
   std::set<std::string> hosts = {"localhost", "127.0.0.1", "::1"};
   bool publicEvents = false;
 };
 
-// A command line that cannot be understood; the text is one sentence for the user.
+// A wrong command line; what() is one sentence for the user.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// `arguments` are those after the program's name. Values may follow an option or its '='. Throws UsageError.
+// `arguments` does not contain the program's name. A value may be the next argument or follow '='. Throws UsageError.
 Options parseCommandLine(const std::vector<std::string>& arguments);
 
 // The text of --help.

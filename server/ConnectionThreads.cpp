@@ -17,7 +17,7 @@ void ConnectionThreads::enqueue(std::function<void()> connection) {
     if (free < _waiting.size() && _threads.size() < _mostThreads) {
       _threads.emplace_back([this] { _work(); });
     } else {
-      _makeRoom();
+      _freeThread();
     }
   }
   _arrived.notify_one();
@@ -52,7 +52,7 @@ void ConnectionThreads::noteAnswer() {
   if (!_current.pool) return;
   std::lock_guard lock(_current.pool->_mutex);
   _current.connection->idleSince = Clock::now();
-  _current.pool->_makeRoom();
+  _current.pool->_freeThread();
 }
 
 void ConnectionThreads::noteEnd() {
@@ -62,18 +62,18 @@ void ConnectionThreads::noteEnd() {
   _current.connection->ends = true;
 }
 
-// Reading side only: an idle connection sees the end at once, one that is answering can still write, and a
-// request that is already here is still answered.
+// Shuts down only the reading side: an idle connection ends at once, a connection that is sending a response can finish
+// it, and a request that has already arrived is still answered.
 void ConnectionThreads::_end(Connection& connection) {
   if (connection.socket < 0) return;
   ::shutdown(connection.socket, SHUT_RD);
   connection.ends = true;
 }
 
-// Ends the connection that has been idle longest when one waits for a thread. Called whenever one more waits or
-// is idle, so that one at a time is enough. None is ended before its first answer: a burst of new clients is
-// served one after the other.
-void ConnectionThreads::_makeRoom() {
+// If a connection waits for a thread, ends the connection that has been idle longest. Called each time a connection
+// starts to wait or becomes idle, so ending one per call is enough. No connection is ended before its first response,
+// so that a burst of new clients is served one after the other.
+void ConnectionThreads::_freeThread() {
   if (_stopping) return;
   const auto ends = [](const Connection* connection) { return connection->ends; };
   const auto free =

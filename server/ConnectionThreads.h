@@ -14,35 +14,34 @@
 
 namespace oq::server {
 
-// Runs each connection of one listener on a thread of its own, since a kept-alive connection occupies its
-// thread while it is idle: with a fixed small pool a few idle clients would lock everybody else out. Threads
-// are made when needed, up to a limit, and reused; at the limit, a new connection ends the one that has been
-// idle longest.
+// Runs each connection of one listener on its own thread. A kept-alive connection occupies its thread while it is idle,
+// so with a small fixed pool a few idle clients would lock out all others. Threads are created on demand, up to a
+// limit, and reused. At the limit, a new connection ends the one that has been idle longest.
 class ConnectionThreads : public httplib::TaskQueue {
  public:
   explicit ConnectionThreads(std::size_t mostThreads) : _mostThreads(mostThreads) {}
 
   void enqueue(std::function<void()> connection) override;
 
-  // Lets every connection finish the request that it is answering, ends idle ones at once, and joins.
+  // Ends idle connections at once, lets the others finish their current response, and joins all threads.
   void shutdown() override;
 
-  // These tell the calling thread's pool how its connection fares. No effect on other threads.
+  // Report the state of the calling thread's connection to its pool. No effect on threads without a pool.
   static void noteSocket(int socket);
   static void noteRequest();
   static void noteAnswer();  // idle until the next request
-  static void noteEnd();     // the socket is about to be closed, and its number may soon be another's
+  static void noteEnd();     // the socket is about to be closed, and its number may be reused
 
  private:
   using Clock = std::chrono::steady_clock;
 
   struct Connection {
     int socket = -1;
-    bool ends = false;  // its thread is as good as free
+    bool ends = false;  // its thread will soon be free
     std::optional<Clock::time_point> idleSince;
   };
 
-  // What runs on the calling thread.
+  // The connection that the calling thread serves.
   struct Current {
     ConnectionThreads* pool = nullptr;
     Connection* connection = nullptr;
@@ -50,7 +49,7 @@ class ConnectionThreads : public httplib::TaskQueue {
   static thread_local Current _current;
 
   void _work();
-  void _makeRoom();
+  void _freeThread();
   void _end(Connection& connection);
 
   const std::size_t _mostThreads;
@@ -58,7 +57,7 @@ class ConnectionThreads : public httplib::TaskQueue {
   std::condition_variable _arrived;
   std::deque<std::function<void()>> _waiting;
   std::vector<std::thread> _threads;
-  std::set<Connection*> _connections;  // those that have a thread
+  std::set<Connection*> _connections;  // the connections that have a thread
   bool _stopping = false;
 };
 

@@ -12,15 +12,15 @@ namespace {
 
 constexpr std::size_t maximumDepth = 512;
 
-// A text for a field that clients send as they got it from their host: null and absent are empty, other types
-// are shown as JSON.
+// A member as a string. Clients send the type that their host supplied, so null and absent become "", and other types
+// become their JSON.
 std::string textOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   if (!value || value->is_null()) return {};
   return value->is_string() ? std::string(value->get_string()) : json::serialize(*value);
 }
 
-// The key of what names a device: logins send one, and an empty text counts as unknown.
+// The device of a login request. An empty string means unknown.
 std::string deviceOf(const json::object& request) {
   const auto* os = request.if_contains("os");
   return os && os->is_object() ? textOf(os->get_object(), "mac") : std::string();
@@ -37,7 +37,7 @@ ReceivedEvent receivedEvent(const json::object& event) {
   return {textOf(event, "xwhat"), context ? json::serialize(*context) : "{}", json::serialize(event)};
 }
 
-std::string jsonText(std::string_view text) {
+std::string jsonString(std::string_view text) {
   return json::serialize(json::string_view(text.data(), text.size()));
 }
 
@@ -72,7 +72,7 @@ Reply Endpoints::_answer(Environment environment, std::string_view path, const O
   return _receive(environment, path, request);
 }
 
-// Refusals by key or token come with HTTP 200: clients read "code" and "message" of such answers only.
+// A refused key or token is answered with HTTP 200, since clients read "code" and "message" only in such responses.
 Reply Endpoints::_login(const Object& request) {
   const auto* appKey = request.if_contains("appKey");
   if (!appKey || !appKey->is_string() || appKey->get_string().empty()) {
@@ -125,13 +125,13 @@ Reply Endpoints::_receive(Environment environment, std::string_view path, const 
   return {200, R"({"code":0,"message":"ok"})"};
 }
 
-// User and name are JSON texts, so that no client can begin a line of its own.
+// User and name are written as JSON strings, so that a client cannot inject a line break.
 void Endpoints::_print(std::string_view time, std::string_view path, std::string_view user,
                        const std::vector<ReceivedEvent>& events) {
   std::lock_guard lock(_printing);
   for (const auto& event : events) {
-    _eventLines << time << ' ' << path << ' ' << jsonText(user) << ' ' << jsonText(event.name) << ' ' << event.context
-                << '\n';
+    _eventLines << time << ' ' << path << ' ' << jsonString(user) << ' ' << jsonString(event.name) << ' '
+                << event.context << '\n';
   }
   _eventLines.flush();
 }
@@ -142,9 +142,9 @@ Reply Endpoints::listEvents(const EventFilter& filter) try {
   for (const auto& event : _store.list(filter)) {
     if (!first) body += ',';
     first = false;
-    body += R"({"id":)" + std::to_string(event.id) + R"(,"time":)" + jsonText(event.time) + R"(,"environment":)" +
-            jsonText(event.environment) + R"(,"endpoint":)" + jsonText(event.endpoint) + R"(,"user":)" +
-            jsonText(event.user) + R"(,"name":)" + jsonText(event.name) + R"(,"context":)" + event.context +
+    body += R"({"id":)" + std::to_string(event.id) + R"(,"time":)" + jsonString(event.time) + R"(,"environment":)" +
+            jsonString(event.environment) + R"(,"endpoint":)" + jsonString(event.endpoint) + R"(,"user":)" +
+            jsonString(event.user) + R"(,"name":)" + jsonString(event.name) + R"(,"context":)" + event.context +
             R"(,"event":)" + event.body + "}";
   }
   return {200, body + "]}"};

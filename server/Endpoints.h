@@ -17,11 +17,11 @@ struct Reply {
   std::string body;
 };
 
-// {"code":status,"message":message} with that HTTP status.
+// The body {"code":status,"message":message} with this HTTP status.
 Reply refusal(int status, std::string_view message);
 
-// What the server answers, without any transport. Bad input is answered with a refusal and changes nothing. A
-// failing database is answered with HTTP 500. Every method may be called from any thread and none throws.
+// The server's responses, independent of the transport. Bad input gets a refusal and changes nothing. If the database
+// fails, the response is HTTP 500. All methods are safe to call from any thread and do not throw.
 class Endpoints {
  public:
   static constexpr std::string_view login = "/push/sdk/login";
@@ -31,8 +31,8 @@ class Endpoints {
   static constexpr std::string_view callback = "/push/sdk/in_app/callback";
   static constexpr std::string_view paths[] = {login, inApp, subscribe, trigger, callback};
 
-  // Each received event becomes one line of `eventLines`, after it is stored. The three must outlive this
-  // object; nobody else may write to `eventLines` meanwhile.
+  // Each received event is stored and then written to `eventLines` as one line. The arguments must outlive this object;
+  // no other code may write to `eventLines` meanwhile.
   Endpoints(EventStore& store, const CurrentCampaigns& campaigns, std::ostream& eventLines);
 
   // `path` is one of `paths`.
@@ -41,7 +41,7 @@ class Endpoints {
   // {"events":[...]}, newest last.
   Reply listEvents(const EventFilter& filter);
 
-  // Version, environment and how many campaigns and events there are.
+  // The version, the environment, and the numbers of campaigns and events.
   Reply status(Environment environment);
 
  private:

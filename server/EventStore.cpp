@@ -11,12 +11,12 @@ namespace oq::server {
 
 namespace {
 
-// A listing stops here, whatever its limit, so that large events cannot fill the memory.
+// Bytes of events at which a listing stops, whatever its limit, so that large events cannot exhaust the memory.
 constexpr std::size_t largestListing = 8u << 20;
 
 Database openDatabase(const std::filesystem::path& file) {
   Database database(file);
-  // FULL: an acknowledged event survives a power cut too.
+  // With FULL, an acknowledged event also survives a power failure.
   database.execute(R"(
     PRAGMA journal_mode = WAL;
     PRAGMA synchronous = FULL;
@@ -44,7 +44,7 @@ std::string randomToken() {
   return token;
 }
 
-// Rolls back unless it was committed.
+// Rolls back in the destructor unless it was committed.
 class Transaction {
  public:
   explicit Transaction(Database& database) : _database(database) { _database.execute("BEGIN IMMEDIATE"); }
@@ -53,7 +53,7 @@ class Transaction {
     try {
       _database.execute("ROLLBACK");
     } catch (const std::exception&) {
-      // SQLite has rolled back by itself after some failures, a full disk among them.
+      // After some failures, such as a full disk, SQLite has already rolled back.
     }
   }
   void commit() {

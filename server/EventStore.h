@@ -24,26 +24,25 @@ struct StoredEvent : ReceivedEvent {
   std::string time, environment, endpoint, user;
 };
 
-// Which events to list: those after `since`, the oldest of them first; without `since` the newest ones.
-// Either way the newest is last.
+// Which events to list, at most `limit`: with `since`, the first ones after that id; without, the newest ones. They are
+// always in order, the newest last.
 struct EventFilter {
   std::optional<std::int64_t> since;
   std::optional<std::string> name;
   std::int64_t limit = 100;
 };
 
-// Session tokens and received events, in one SQLite database that outlives the program. Every method may be
-// called from any thread; what a method was asked to write is on the disk when it returns. Failures throw
-// std::runtime_error, and then nothing was written.
+// Session tokens and received events in an SQLite database. All methods are safe to call from any thread. When a method
+// returns, its data is on the disk. If a method fails, it throws std::runtime_error and has written nothing.
 class EventStore {
  public:
   explicit EventStore(const std::filesystem::path& file);
 
-  // A new random token. The newest 16 of a device stay known.
+  // Returns a new random token. Each device keeps its newest 16 tokens.
   std::string createToken(std::string_view appKey, std::string_view device);
   bool knowsToken(std::string_view token);
 
-  // All or none of the events; `time` is a text of timestampNow().
+  // Stores all events. If it throws, it has stored no event. `time` comes from timestampNow().
   void append(std::string_view time, std::string_view environment, std::string_view endpoint, std::string_view user,
               const std::vector<ReceivedEvent>& events);
   std::vector<StoredEvent> list(const EventFilter& filter);

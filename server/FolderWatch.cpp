@@ -11,10 +11,10 @@ namespace oq::server {
 
 namespace {
 
-// A write in place counts when the writer closes, so that no half-written file is read. IN_CREATE is for
-// links and folders: they are complete when they appear.
+// A write in place counts when the writer closes the file, so that no half-written file is read. IN_CREATE is for links
+// and folders, which are complete when they appear.
 constexpr unsigned events = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
-constexpr int mostLinks = 40;  // as for the system
+constexpr int mostLinks = 40;  // the kernel's limit
 
 std::filesystem::path folderOf(const std::filesystem::path& file) {
   return file.has_parent_path() ? file.parent_path() : ".";
@@ -45,8 +45,8 @@ FolderWatch::~FolderWatch() {
   close(_descriptor);
 }
 
-// Watches the folders on the way to the file and no others. Each before its link is read, so that no change of
-// the link falls between the two.
+// Watches exactly the folders on the path to the file. Each folder is watched before its link is read, so that no
+// change of the link is missed.
 void FolderWatch::_follow() {
   std::map<int, std::filesystem::path> folders;
   std::optional<std::system_error> problem;
@@ -76,7 +76,7 @@ bool FolderWatch::takeChanges() {
   try {
     _follow();
   } catch (const std::system_error&) {
-    // A link may lead nowhere for a moment. The other folders are watched.
+    // A link may be broken for a moment. The other folders are still watched.
   }
   return true;
 }
@@ -91,7 +91,8 @@ bool FolderWatch::_takeEvents() {
       const auto* event = reinterpret_cast<const inotify_event*>(static_cast<const void*>(at));
       const auto folder = _folders.find(event->wd);
       if (folder != _folders.end() && event->len > 0) {
-        // A name of another file matters when the file is reached through a link that was swapped.
+        // If the file is reached through a link, an event of another name matters too: the link's target may have
+        // changed.
         const bool ours = _file.filename() == event->name || isLink(_file);
         if (ours && isComplete(folder->second / event->name, event->mask)) changed = true;
       }

@@ -5,21 +5,21 @@
 
 namespace oq::server {
 
-// Tells when a file may have a new content. It watches the file's folder, so that it sees a file that is
-// written in place as well as one that is renamed over the old one or comes back after being away; and of a
-// link, the folders of all that it leads to. One thread.
+// Reports that a file may have new content. It watches the file's folder, so it notices a file that is written in
+// place, replaced by a rename, or created again after a deletion. For a link it also watches the folders of all its
+// targets. For one thread only.
 class FolderWatch {
  public:
-  // Throws std::system_error when a folder cannot be watched.
+  // Throws std::system_error if a folder cannot be watched.
   explicit FolderWatch(const std::filesystem::path& file);
   ~FolderWatch();
   FolderWatch(const FolderWatch&) = delete;
   FolderWatch& operator=(const FolderWatch&) = delete;
 
-  // Readable when something happened in the folders.
+  // Readable when there are events in the folders.
   int descriptor() const { return _descriptor; }
 
-  // Takes what happened, without waiting. True when the file is worth reading again.
+  // Reads the pending events without waiting. True if the file should be read again.
   bool takeChanges();
 
  private:
@@ -28,7 +28,7 @@ class FolderWatch {
 
   std::filesystem::path _file;
   int _descriptor;
-  std::map<int, std::filesystem::path> _folders;  // by the number of their watch
+  std::map<int, std::filesystem::path> _folders;  // by watch descriptor
 };
 
 }  // namespace oq::server

@@ -17,7 +17,7 @@ void noteHandshake(const SSL* ssl, int where, int) {
   if (where & SSL_CB_HANDSHAKE_START) ConnectionThreads::noteSocket(SSL_get_fd(ssl));
 }
 
-// The library frees a connection's TLS state right before it closes the socket.
+// cpp-httplib frees a connection's TLS state right before it closes the socket.
 void noteFree(void*, void*, CRYPTO_EX_DATA*, int, long, void*) {
   ConnectionThreads::noteEnd();
 }
@@ -30,14 +30,14 @@ bool setUp(SSL_CTX& context, const Certificates& certificates) {
          SSL_CTX_use_PrivateKey_file(&context, certificates.keyFile().c_str(), SSL_FILETYPE_PEM) == 1;
 }
 
-// The address may be taken again right after a restart, but is never shared with a server that still runs
-// (the library's own choice would share it).
+// SO_REUSEADDR allows binding the address again right after a restart, but never shares it with a running server, as
+// cpp-httplib's default, SO_REUSEPORT, would.
 void allowRestart(int socket) {
   const int yes = 1;
   setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
-// Binds and lets go again, since the library does not tell why it could not.
+// Binds and closes a socket to get the error code, since cpp-httplib does not report one.
 int tryBind(const std::string& address, int port) {
   addrinfo hints{}, *found = nullptr;
   hints.ai_socktype = SOCK_STREAM;
@@ -84,7 +84,8 @@ int HttpsListener::bind(const std::string& address, int port) {
   if (const int error = tryBind(address, port)) fail(error);
   const int bound = port == 0 ? _server->bind_to_any_port(address) : port;
   if (bound < 0 || (port != 0 && !_server->bind_to_port(address, port))) fail(EADDRINUSE);
-  // Longer than the library's five, so that a burst of clients is not made to wait a second for a second try.
+  // cpp-httplib's backlog of five is too short for a burst of clients: a rejected client waits one second before it
+  // tries again.
   ::listen(_socket, SOMAXCONN);
   return bound;
 }
@@ -94,7 +95,7 @@ void HttpsListener::start() {
     _server->listen_after_bind();
     _ended = true;
   });
-  // The library ignores a stop that comes before it runs.
+  // cpp-httplib ignores a stop() before the server is running.
   while (!_server->is_running() && !_ended) std::this_thread::yield();
 }
 

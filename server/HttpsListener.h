@@ -14,34 +14,34 @@
 namespace oq::server {
 
 struct ConnectionLimits {
-  std::size_t threads = 256;  // how many connections are served at a time
+  std::size_t threads = 256;  // limit of connections served at the same time
   std::time_t idleSeconds = 5;
 };
 
-// One HTTPS server on one address and port, with threads of its own.
+// An HTTPS server on one address and port, with its own threads.
 class HttpsListener {
  public:
-  // Throws std::runtime_error when the certificate cannot be used.
+  // Throws std::runtime_error if the certificate cannot be used.
   explicit HttpsListener(const Certificates& certificates, const ConnectionLimits& limits = {});
   ~HttpsListener();
 
-  // Where routes are added, before start().
+  // For adding routes, before start().
   httplib::Server& routes() { return *_server; }
 
-  // Takes the port (0: a free one) and returns its number. Clients that connect from now on wait for start().
-  // Throws std::system_error when the address or the port cannot be had.
+  // Binds the port (0: any free one) and returns its number. Clients that connect from now on wait for start(). Throws
+  // std::system_error if the address or the port is not available.
   int bind(const std::string& address, int port);
 
   void start();
 
-  // Ends the connections after the answers that are being written, and waits for them. Safe at any time after
-  // start().
+  // Lets connections finish the response they are sending, ends them, and waits for their threads. May be called at any
+  // time.
   void stop();
 
  private:
   std::unique_ptr<httplib::SSLServer> _server;
   int _socket = -1;
-  std::atomic<bool> _ended{false};  ///< it never listened, or no longer does
+  std::atomic<bool> _ended{false};  ///< the listening thread has ended, or listening failed
   std::thread _thread;
 };
 

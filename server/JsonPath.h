@@ -6,13 +6,13 @@
 
 namespace oq::server {
 
-// How a problem's line names a place in a campaign file: "windows[2].event.xwhat".
-inline std::string memberOf(const std::string& place, std::string_view key) {
-  return place.empty() ? std::string(key) : place + "." + std::string(key);
+// These build the path of a value in a campaign file, such as "windows[2].event.xwhat", for messages.
+inline std::string memberOf(const std::string& path, std::string_view key) {
+  return path.empty() ? std::string(key) : path + "." + std::string(key);
 }
 
-inline std::string elementOf(const std::string& place, std::size_t index) {
-  return place + "[" + std::to_string(index) + "]";
+inline std::string elementOf(const std::string& path, std::size_t index) {
+  return path + "[" + std::to_string(index) + "]";
 }
 
 }  // namespace oq::server

@@ -24,7 +24,7 @@ constexpr unsigned bit(std::string_view name) {
   return 1u << (std::find(std::begin(typeNames), std::end(typeNames), name) - std::begin(typeNames));
 }
 
-// An integer is what is written as one, and fits 64 bits with a sign.
+// An integer is a number without fraction or exponent that fits a signed 64-bit integer.
 unsigned typesOf(const json::value& value) {
   switch (value.kind()) {
     case json::kind::null:
@@ -51,12 +51,12 @@ std::string shortForm(const json::value& value) {
   if (value.is_object()) return "an object";
   if (value.is_array()) return "an array";
   const auto text = json::serialize(value);
-  return text.size() <= longest ? text : "a long text";
+  return text.size() <= longest ? text : "a long string";
 }
 
 }  // namespace
 
-// One schema of those that a schema consists of.
+// A schema or one of its subschemas.
 struct JsonSchema::Node {
   unsigned types = ~0u;
   std::vector<json::value> enumeration;
@@ -71,9 +71,9 @@ struct JsonSchema::Node {
   const Node* additionalProperties = nullptr;
   const Node* items = nullptr;
   std::string mustBe;
-  Nodes parts;  // all that a value has to satisfy: those of allOf, and this one
+  Nodes parts;  // all nodes that a value has to satisfy: those of allOf, and this one
 
-  // Whether the value itself is right, whatever its members and elements are.
+  // Checks the value itself, without its members and elements.
   bool accepts(const json::value& value) const {
     if (!(types & typesOf(value))) return false;
     if (!enumeration.empty() && std::find(enumeration.begin(), enumeration.end(), value) == enumeration.end())
@@ -82,8 +82,8 @@ struct JsonSchema::Node {
     if (const auto* array = value.if_array(); array && array->size() < minItems) return false;
     const auto* text = value.if_string();
     if (!text) return true;
-    // Bytes serve as characters: what is asked for is "not empty", or is followed by a pattern of plain
-    // letters.
+    // The length is counted in bytes instead of characters. This makes no difference for our schema: it only asks for
+    // "not empty", or also has a pattern of ASCII characters.
     if (text->size() < minLength || text->size() > maxLength) return false;
     if (pattern && !std::regex_match(text->begin(), text->end(), *pattern)) return false;
     return !format || format(*text);
@@ -98,7 +98,7 @@ class JsonSchema::Compiler {
     if (const auto known = _compiled.find(&source); known != _compiled.end()) return known->second;
     const auto& object = source.as_object();
     if (const auto* target = object.if_contains("$ref")) {
-      if (object.size() != 1) throw std::logic_error("$ref hides what stands beside it");
+      if (object.size() != 1) throw std::logic_error("$ref hides the keywords next to it");
       return compile(_root.at_pointer(std::string_view(target->as_string()).substr(1)));
     }
     Node& node = *_nodes.emplace_back(std::make_unique<Node>());
@@ -122,7 +122,7 @@ class JsonSchema::Compiler {
         {"$schema", nothing},
         {"title", nothing},
         {"description", nothing},
-        {"definitions", nothing},  // compiled where they are used
+        {"definitions", nothing},  // compiled on use
         {"type", [](Compiler&, Node& node, const json::value& v) { node.types = _typesFrom(v); }},
         {"enum", [](Compiler&, Node& node,
                     const json::value& v) { node.enumeration.assign(v.as_array().begin(), v.as_array().end()); }},
@@ -168,7 +168,7 @@ class JsonSchema::Compiler {
     return isCalendarTime;
   }
 
-  // A pattern that is not anchored would be looked for anywhere in the text.
+  // regex_match() matches the whole string, but JSON Schema searches an unanchored pattern anywhere in it.
   static std::regex _patternFrom(std::string_view pattern) {
     if (!pattern.starts_with('^') || !pattern.ends_with('$')) throw std::logic_error("a pattern without anchors");
     return std::regex(pattern.begin(), pattern.end());
@@ -185,44 +185,44 @@ class JsonSchema::Walk {
 
   enum class As { member, element };
 
-  // A null member reads as absent: where the schema does not take it, it is missing.
-  void check(const Nodes& parts, const json::value& value, const std::string& place, As as) {
+  // A null member counts as absent: if the schema does not accept null, the member is reported as missing.
+  void check(const Nodes& parts, const json::value& value, const std::string& path, As as) {
     const auto rejects = [&](const Node* part) { return !part->accepts(value); };
     if (const auto part = std::find_if(parts.begin(), parts.end(), rejects); part != parts.end()) {
-      if (as == As::member && value.is_null()) return _missing(parts, place);
+      if (as == As::member && value.is_null()) return _missing(parts, path);
       const auto& expected = (*part)->mustBe.empty() ? _mustBe(parts) : (*part)->mustBe;
-      _report.errors.push_back((place.empty() ? "the file" : place) + ": must be " + expected + ", not " +
+      _report.errors.push_back((path.empty() ? "the file" : path) + ": must be " + expected + ", not " +
                                shortForm(value));
     } else if (const auto* object = value.if_object()) {
-      _checkMembers(parts, *object, place);
+      _checkMembers(parts, *object, path);
     } else if (const auto* array = value.if_array()) {
-      _checkElements(parts, *array, place);
+      _checkElements(parts, *array, path);
     }
   }
 
  private:
-  void _checkMembers(const Nodes& parts, const json::object& object, const std::string& place) {
+  void _checkMembers(const Nodes& parts, const json::object& object, const std::string& path) {
     for (const auto& [key, value] : object) {
       const auto schemas = _partsOfMember(parts, key);
       if (!schemas.empty()) {
-        check(schemas, value, memberOf(place, key), As::member);
+        check(schemas, value, memberOf(path, key), As::member);
       } else if (std::any_of(parts.begin(), parts.end(), [](auto* part) { return !part->properties.empty(); })) {
-        _report.warnings.push_back(memberOf(place, key) + ": unknown key");
+        _report.warnings.push_back(memberOf(path, key) + ": unknown key");
       }
     }
     for (const auto* part : parts) {
       for (const auto& key : part->required) {
-        if (!object.contains(key)) _missing(_partsOfMember(parts, key), memberOf(place, key));
+        if (!object.contains(key)) _missing(_partsOfMember(parts, key), memberOf(path, key));
       }
     }
   }
 
-  void _checkElements(const Nodes& parts, const json::array& array, const std::string& place) {
+  void _checkElements(const Nodes& parts, const json::array& array, const std::string& path) {
     Nodes schemas;
     for (const auto* part : parts) {
       if (part->items) schemas.insert(schemas.end(), part->items->parts.begin(), part->items->parts.end());
     }
-    for (std::size_t i = 0; i < array.size(); ++i) check(schemas, array[i], elementOf(place, i), As::element);
+    for (std::size_t i = 0; i < array.size(); ++i) check(schemas, array[i], elementOf(path, i), As::element);
   }
 
   static Nodes _partsOfMember(const Nodes& parts, std::string_view key) {
@@ -237,13 +237,13 @@ class JsonSchema::Walk {
 
   static const std::string& _mustBe(const Nodes& parts) {
     static const std::string other = "something else";
-    const auto tells = [](const Node* part) { return !part->mustBe.empty(); };
-    const auto part = std::find_if(parts.begin(), parts.end(), tells);
+    const auto hasMustBe = [](const Node* part) { return !part->mustBe.empty(); };
+    const auto part = std::find_if(parts.begin(), parts.end(), hasMustBe);
     return part == parts.end() ? other : (*part)->mustBe;
   }
 
-  void _missing(const Nodes& parts, const std::string& place) {
-    _report.errors.push_back(place + ": is missing: must be " + _mustBe(parts));
+  void _missing(const Nodes& parts, const std::string& path) {
+    _report.errors.push_back(path + ": is missing: must be " + _mustBe(parts));
   }
 
   CampaignReport& _report;

@@ -9,17 +9,17 @@
 
 namespace oq::server {
 
-// A JSON Schema (draft 7) that values are held against. It understands the keywords that the campaign file's
-// schema has, and refuses a schema with any other one, so that a schema says nothing that is not enforced.
-// One keyword is our own: "mustBe" is what a report says of a wrong value. Immutable; any thread may use it.
+// A JSON Schema (draft 7) for checking values. It supports the keywords that the schema of campaign files uses, and
+// refuses a schema with any other keyword, so that no keyword is silently ignored. One keyword is our own: "mustBe"
+// describes the expected value for messages. Immutable, so any thread may use it.
 class JsonSchema {
  public:
-  // Throws std::logic_error when the text is no schema, or one with a keyword that is not known here.
+  // Throws std::logic_error if `text` is not a schema or contains an unknown keyword.
   explicit JsonSchema(std::string_view text);
   ~JsonSchema();
 
-  // Reports an error for each wrong place (one a place, and none below it), and a warning for each key that
-  // the schema does not name.
+  // Reports one error for each wrong value (its members and elements are then not checked), and a warning for each key
+  // that the schema does not contain.
   void check(const boost::json::value& value, CampaignReport& report) const;
 
  private:

@@ -17,7 +17,7 @@ using httplib::Response;
 namespace {
 
 constexpr std::size_t largestBody = 1u << 20;
-// A body that is too large is read to its end, so that the client sees the answer, but not for ever.
+// A body that is too large is read and discarded up to this limit, so that the client receives the response.
 constexpr std::size_t mostDiscarded = 64u << 20;
 constexpr std::int64_t mostListed = 1000;
 constexpr std::string_view staticPrefix = "/static/";
@@ -27,11 +27,10 @@ void send(Response& response, const Reply& reply) {
   response.set_content(reply.body, "application/json");
 }
 
-// The rest of the body was not read, so nothing that follows on this connection can be understood.
+// For a request whose body was not fully read: the next bytes on this connection are not a new request.
 void closeAfterAnswer(const Request& request, Response& response) {
   response.set_header("Connection", "close");
-  // The library offers the connection as const; marking it as ended is the one way to keep it from reading
-  // on.
+  // cpp-httplib passes the connection as const. Marking it as shut down is the only way to stop it from reading on.
   if (request.ssl) SSL_set_shutdown(const_cast<SSL*>(request.ssl), SSL_RECEIVED_SHUTDOWN);
 }
 
@@ -43,20 +42,20 @@ bool isRead(const Request& request) {
   return request.method == "GET" || request.method == "HEAD";
 }
 
-// The library would read such a body into memory, however long it is, and would take that of a GET for the
-// next request.
+// cpp-httplib would read such a body into memory, whatever its length, and would parse the body of a GET as the next
+// request.
 bool hasUnwantedBody(const Request& request) {
   const bool taken =
       request.method == "POST" && std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
   if (taken) return false;
-  // Without a length, all that follows is the body of a method that may have one.
+  // Without a length, the body of a method that may have one extends to the end of the connection.
   return !isRead(request) || (hasBody(request) && request.get_header_value("Content-Length") != "0");
 }
 
-// The limit holds for the bytes after decompression, chunked or not. Nothing when the answer is already
-// given.
+// Returns nullopt if it has already set the response. The limit applies to the decompressed bytes, also of a chunked
+// body.
 std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read) {
-  // Without a length the library would wait for the end of the connection.
+  // Without a length cpp-httplib would wait for the end of the connection.
   if (!hasBody(request)) {
     send(response, refusal(411, "the request has no body"));
     return std::nullopt;
@@ -91,7 +90,7 @@ std::optional<std::int64_t> numberFrom(const Request& request, const char* name)
   return number;
 }
 
-// By a proxy, which may be on this machine while the client is not.
+// True if a proxy forwarded the request: the proxy may run on this machine while the client does not.
 bool isForwarded(const Request& request) {
   return request.has_header("X-Forwarded-For") || request.has_header("Forwarded") || request.has_header("X-Real-IP");
 }
@@ -124,7 +123,7 @@ void sendFile(Response& response, const StaticFiles::File& file) {
   const auto size = std::filesystem::file_size(file.path, error);
   if (!in->is_open() || error) return send(response, refusal(404, "not found"));
   response.set_header("X-Content-Type-Options", "nosniff");
-  // The library has no provider for nothing.
+  // cpp-httplib does not accept a content provider of length 0.
   if (size == 0) return response.set_content("", file.contentType);
   response.set_content_provider(size, file.contentType,
                                 [in](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
@@ -152,7 +151,7 @@ void addRoutes(httplib::Server& server, Environment environment, Endpoints& endp
   server.Get("/events", [&endpoints, open = options.publicEvents](const Request& request, Response& response) {
     send(response, listEvents(request, endpoints, open));
   });
-  // Not a route with a pattern: the library matches those with a recursive regular expression.
+  // Not a route with a pattern: cpp-httplib matches those with a recursive regular expression.
   server.set_pre_routing_handler([&options](const Request& request, Response& response) {
     ConnectionThreads::noteRequest();
     if (hasUnwantedBody(request)) {

@@ -11,8 +11,8 @@ namespace oq::server {
 
 struct RouteOptions {
   std::optional<StaticFiles> staticFiles;
-  std::optional<StaticFiles> shippedFiles;  // for what those do not have
-  bool publicEvents = false;                // whether "/events" is shown to clients of other machines
+  std::optional<StaticFiles> shippedFiles;  // searched after staticFiles
+  bool publicEvents = false;                // "/events" also answers clients of other machines
 };
 
 // Connects an HTTP server to the endpoints. Both references must outlive the server.

@@ -6,8 +6,8 @@
 
 namespace oq::server {
 
-// The pages that come with the server: the one that windows of the web page style show, and what the sample campaigns
-// point at. Looked for beside the installed program and where it was built; nothing where they are missing.
+// The files that are installed with the server: the page for windows of the web page style, and the pages and pictures
+// of the sample campaigns. Searched relative to the installed program, then in the source tree; nullopt if missing.
 std::optional<StaticFiles> shippedFiles();
 
 }  // namespace oq::server

@@ -31,7 +31,7 @@ std::string Statement::text(int column) const {
   return bytes ? std::string(reinterpret_cast<const char*>(bytes), length) : std::string();
 }
 
-// The code of a reset repeats the failure of the last step, which was reported then.
+// Ignores the result: sqlite3_reset() repeats the error of the last step, which was already reported.
 void Statement::_reset() {
   sqlite3_reset(_handle.get());
 }

@@ -10,13 +10,13 @@
 
 namespace oq::server {
 
-// A connection and its prepared statements. Every failure throws std::runtime_error with SQLite's own
-// message. Not for two threads at once.
+// A prepared statement. All failures throw std::runtime_error with SQLite's message. A statement and its connection
+// must not be used by two threads at the same time.
 class Statement {
  public:
   Statement(sqlite3* database, std::string_view sql);
 
-  // Gives the parameters their values, from the first on. Texts are copied.
+  // Resets the statement and binds the parameters in order. Strings are copied.
   template <typename... Values>
   Statement& with(const Values&... values) {
     _reset();
@@ -25,9 +25,9 @@ class Statement {
     return *this;
   }
 
-  // True while there is a row.
+  // Returns true if there is a row.
   bool step();
-  // Runs to the end and is ready for the next use.
+  // Executes the statement to its end and resets it.
   void run();
 
   std::int64_t integer(int column) const { return sqlite3_column_int64(_handle.get(), column); }

@@ -36,7 +36,7 @@ std::string contentTypeOf(const fs::path& file) {
   return found == types.end() ? "application/octet-stream" : found->second;
 }
 
-// Also refuses empty parts, ".", ".." and every hidden name.
+// Refuses empty parts, ".", ".." and hidden names.
 bool isPlain(std::string_view name) {
   if (name.empty() || name.find('\0') != name.npos) return false;
   for (std::size_t from = 0; from <= name.size();) {

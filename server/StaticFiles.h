@@ -7,11 +7,11 @@
 
 namespace oq::server {
 
-// The pictures and pages of one folder. Nothing outside it can be named, neither by ".." nor through a
-// symbolic link; hidden files and folders themselves are not served. Any thread.
+// The pictures and pages of one folder. Files outside it cannot be reached, neither by ".." nor through a symbolic
+// link. Hidden files and directory listings are not served. Any thread may use it.
 class StaticFiles {
  public:
-  // Throws std::runtime_error when the folder does not exist.
+  // Throws std::runtime_error if the folder does not exist.
   explicit StaticFiles(const std::filesystem::path& folder);
 
   struct File {
@@ -19,7 +19,8 @@ class StaticFiles {
     std::string contentType;
   };
 
-  // `name` is the decoded part of the address after "/static/". Nothing when it may not or cannot be served.
+  // `name` is the decoded part of the URL's path after "/static/". Returns nullopt if the file is not allowed or does
+  // not exist.
   std::optional<File> find(std::string_view name) const;
 
  private:

@@ -13,7 +13,7 @@ namespace {
 
 using namespace oq::server;
 
-// For the whole process: threads inherit it, and only the main loop takes these signals.
+// Called before any thread starts, so that all threads inherit the mask and only the main loop receives these signals.
 void blockEndingSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -22,7 +22,7 @@ void blockEndingSignals() {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-// Never overwrites: the file may be somebody's campaigns.
+// Never overwrites a file: it may contain the user's campaigns.
 int writeStarterFile(const std::filesystem::path& file) {
   std::FILE* out = std::fopen(file.c_str(), "wx");
   if (!out) throw std::system_error(errno, std::generic_category(), file.string());
@@ -49,8 +49,8 @@ int run(const Options& options) {
       break;
   }
   blockEndingSignals();
-  std::signal(SIGXFSZ, SIG_IGN);  // a file at its limit is an error of that request, not the end
-  umask(0077);                    // what the server writes is keys, and what users did
+  std::signal(SIGXFSZ, SIG_IGN);  // exceeding the file size limit fails one request instead of ending the server
+  umask(0077);                    // the server writes private keys and users' events
   CampaignServer(options).run();
   return 0;
 }

@@ -1,5 +1,5 @@
-/// Draws the images of resources/OQSDK.bundle that are made of a few lines. Run it from the top of the source
-/// tree when one of them is to look different:
+/// Draws the simple icons of resources/OQSDK.bundle. To change one, edit it here and run this from the top of the
+/// source tree:
 ///
 ///     g++ -std=c++20 tools/draw_resources.cpp $(pkg-config --cflags --libs cairo) -o /tmp/draw_resources
 ///     /tmp/draw_resources resources/OQSDK.bundle
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A cross in a ring on a dark disc: to be seen on any picture, light or dark.
+/// A cross in a ring on a dark disc: visible on light and dark pictures.
 void drawClose(cairo_t* cr) {
   const double centre = 20, ring = 17.25, arm = 6.5;
   cairo_arc(cr, centre, centre, ring, 0, 2 * std::numbers::pi);
@@ -38,7 +38,7 @@ void beginBarGlyph(cairo_t* cr) {
   cairo_set_line_width(cr, 2.25);
 }
 
-/// An angle that points back.
+/// An arrowhead that points back.
 void drawWebBack(cairo_t* cr) {
   beginBarGlyph(cr);
   cairo_move_to(cr, 21.5, 9.5);

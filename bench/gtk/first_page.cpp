@@ -1,6 +1,6 @@
-// What the first web page of a process costs GTK's main thread, in processor time: the loading ahead, and the page
-// itself from the call that opens it until it is at rest. A turn is what the thread does between two polls. Run it
-// through bench/gtk.sh, which brings a display of its own. With the argument "cold" nothing is loaded ahead.
+// The processor time of GTK's main thread for the first web page of a process: for preloading the web engine, and for
+// the page itself, from the call that opens it until nothing moves any more. A turn is the work between two polls. Run
+// it with bench/gtk.sh, which starts an X display. With the argument "cold", nothing is preloaded.
 #include <gtkmm.h>
 #include <httplib.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ using namespace oq;
 using namespace oq::bench;
 
 constexpr double kFrame = 16.7;      // milliseconds
-constexpr unsigned kSettled = 2500;  // milliseconds after which nothing is under way any more
+constexpr unsigned kSettled = 2500;  // milliseconds after which all work is finished
 constexpr double kLongestTurn = 1.2, kWhole = 3;
 
 double mainThreadMilliseconds() {
@@ -34,7 +34,7 @@ double mainThreadMilliseconds() {
   return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-/// Megabytes of this process that are in memory, shared with others or not.
+/// Resident memory of this process in megabytes, including shared pages.
 double residentMegabytes() {
   std::ifstream file("/proc/self/statm");
   double whole = 0, resident = 0;
@@ -42,7 +42,7 @@ double residentMegabytes() {
   return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-/// The turns of the main loop, seen by the function that waits for the next one.
+/// Measures the turns of the main loop in its poll function.
 class Turns {
  public:
   static void watch() { g_main_context_set_poll_func(nullptr, poll); }
@@ -101,7 +101,7 @@ class FirstPage {
     application.add_window(_window);
     _window.present();
     Turns::watch();
-    // The same motion without a page comes first: it is not the page's.
+    // First the same animation without a web page, to subtract its cost.
     later([] {
       const auto plain = makeMainObject<UIViewController>();
       plain->view()->setBackgroundColor(UIColor::whiteColor());

@@ -1,6 +1,5 @@
-// What GTK's frame clock does while a message opens over a window of 1080 x 1920 pixels: the intervals
-// between frames, and how long whole frames take. Run it through bench/gtk.sh, which brings a display of its
-// own.
+// GTK's frames while a message opens over a window of 1080 x 1920 pixels: the intervals between them, and their
+// durations. Run it with bench/gtk.sh, which starts an X display.
 #include <gtkmm.h>
 
 #include <algorithm>
@@ -20,7 +19,7 @@ using namespace oq;
 using namespace oq::bench;
 
 constexpr int kWidth = 1080, kHeight = 1920, kRounds = 20;
-constexpr unsigned kPause = 300;  // milliseconds, until everything is at rest again
+constexpr unsigned kPause = 300;  // milliseconds, until nothing moves any more
 
 std::shared_ptr<const UIImage> picture() {
   constexpr int width = 1200, height = 800;
@@ -58,7 +57,7 @@ class Opening {
     _window.set_decorated(false);
     _window.set_default_size(kWidth, kHeight);
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
-    for (int i = 0; i < 40; ++i) box->append(*Gtk::make_managed<Gtk::Label>("A line of the host's own page"));
+    for (int i = 0; i < 40; ++i) box->append(*Gtk::make_managed<Gtk::Label>("A line of the host's page"));
     _window.set_child(*box);
     oq::gtk::attach(_window);
     application.add_window(_window);
@@ -95,7 +94,7 @@ class Opening {
     _last = 0;
     _message = makeMainObject<OQPopWindow>();
     _message->popWithData(message(), [this](std::int64_t code, const Value&) {
-      // Closed a turn later: the last frames of the opening are not counted any more.
+      // Closed after a pause, so that frames of the opening are not mixed with those of the closing.
       if (code == 1) Glib::signal_timeout().connect_once([this] { close(); }, kPause);
     });
     _message->imgView()->setImage(_picture);
@@ -103,7 +102,7 @@ class Opening {
   void close() {
     auto message = std::exchange(_message, nullptr);
     message->closeWithCompletion(nullptr);
-    // The first round makes what the others find.
+    // The first round fills the caches and is not counted.
     if (_round == 1) {
       _frames.clear();
       _intervals.clear();

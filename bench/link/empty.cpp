@@ -1,4 +1,4 @@
-// Says how much memory a program takes that does nothing, in kilobytes.
+// Does nothing but print its own resident memory in kilobytes.
 #include <cstdio>
 #include <fstream>
 #include <string>

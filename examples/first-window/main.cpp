@@ -1,11 +1,11 @@
-// A window with one button. A press is an event, and events bring messages.
+// A window with one button. A press records an event, and the library may show a message for it.
 #include <gtkmm.h>
 #include <oqsdk/gtk/GtkHost.h>
 #include <oqsdk/oqsdk.h>
 
 #include <ctime>
 
-// Your analytics: each event goes through saveUploadInfo, and that is where the messages look.
+// Your analytics class: each event goes through saveUploadInfo, which the library watches.
 class TorvelinSDK : public oq::Object {
   OQ_CLASS(TorvelinSDK)
 
@@ -20,7 +20,7 @@ class TorvelinSDK : public oq::Object {
   }
 
  private:
-  void _upload(const oq::Value&, const std::string&, const oq::UploadHandler&) {}  // to wherever you keep events
+  void _upload(const oq::Value&, const std::string&, const oq::UploadHandler&) {}  // send the event to your own server
 };
 
 oq::Class* TorvelinSDK::staticClass() {
@@ -48,8 +48,8 @@ int main(int argc, char** argv) {
     oq::gtk::attach(*window);  // messages appear in this window
     auto config = oq::TorvelinOqConfig::defaultConfig();
     config->setAppKey("my-application");
-    oq::TorvelinOqManager::startWithConfig(config);  // from here on events are looked at
-    analytics.record("start");                       // right away: campaigns are fetched for a known user
+    oq::TorvelinOqManager::startWithConfig(config);  // from now on the library sees the events
+    analytics.record("start");                       // right away: campaigns are only fetched for a known user
     window->present();
   });
   return application->run(argc, argv);

@@ -5,7 +5,7 @@
 
 #include "ProductArt.h"
 
-/// Something to buy.
+/// A product of the shop.
 struct Product {
   std::string id;
   std::string name;
@@ -17,5 +17,5 @@ struct Product {
 
 const std::vector<Product>& catalogue();
 
-/// "24.00", as events carry it; shown with a dollar sign before it.
+/// A price such as "24.00", as events contain it. The shop displays it after a dollar sign.
 std::string priceText(int cents);

@@ -6,7 +6,7 @@ struct Colour {
   double red, green, blue;
 };
 
-/// Draws a thing that stands on the ground line of a field 200 wide and 150 high.
+/// Draws a product on the ground line of an area of 200 by 150.
 using Drawing = void (*)(Cairo::Context& cr);
 
 constexpr double artWidth = 200;

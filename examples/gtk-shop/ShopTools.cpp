@@ -15,7 +15,7 @@ void rename(ShopWindow& window, TorvelinSDK& analytics, const Glib::ustring& nam
   window.say("Shopping as " + name + " now");
 }
 
-/// Asks for another name of the customer.
+/// Asks for the customer's new name.
 void askForAlias(ShopWindow& window, TorvelinSDK& analytics) {
   auto* question = new Gtk::Window;
   question->set_title("Who is shopping?");
@@ -55,6 +55,6 @@ void showShopTools(ShopWindow& window, TorvelinSDK& analytics, const std::string
     oq::OQFloatingBall::setFloatingBtnClickedCallback(nullptr);
     oq::OQFloatingBall::hide();
   };
-  // The ball outlives the window. Before others hear of it: one of them deletes the window.
+  // The floating ball outlives the window. Connected before the other handlers, since one of them deletes the window.
   window.signal_hide().connect(leave, false);
 }

@@ -5,6 +5,6 @@
 #include "ShopWindow.h"
 #include "TorvelinSDK.h"
 
-/// Floats the library's ball of tools above the shop, and adds a button for its diagnostics: what a developer
-/// of the shop works with. The recipient gets the log.
+/// Shows the library's tools for the shop's developers: the floating ball above the shop, and a button for the
+/// diagnostics panel. The log is mailed to `recipient`.
 void showShopTools(ShopWindow& window, TorvelinSDK& analytics, const std::string& recipient);

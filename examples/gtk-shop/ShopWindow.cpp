@@ -17,7 +17,7 @@ Gtk::Box& makeBox(Gtk::Orientation orientation, int spacing) {
   return *Gtk::make_managed<Gtk::Box>(orientation, spacing);
 }
 
-/// A picture that keeps the proportions of its field and rounds the corners at its top.
+/// A picture that keeps its proportions, with rounded corners: all four, or only the top ones.
 Gtk::Widget& makeArt(const Product& product, int width, bool allCorners) {
   auto* area = Gtk::make_managed<Gtk::DrawingArea>();
   int height = static_cast<int>(width * artHeight / artWidth);
@@ -286,7 +286,7 @@ void ShopWindow::checkOut() {
 void ShopWindow::refreshCart() {
   while (auto* line = _cartLines.get_first_child()) _cartLines.remove(*line);
   int total = 0, pieces = 0;
-  // In the catalogue's order, which does not move while one looks at it.
+  // In the catalogue's order, so that lines do not move.
   for (const Product& product : catalogue()) {
     auto found = _cart.find(&product);
     if (found == _cart.end()) continue;
@@ -321,7 +321,7 @@ void ShopWindow::say(const std::string& text) {
 
 void ShopWindow::printLayoutSoon() {
   if (!_printsLayout) return;
-  // Two frames later: the first one gives the page its place.
+  // Two frames later, since the first frame lays out the page.
   _pages.add_tick_callback([this, frames = 0](const Glib::RefPtr<Gdk::FrameClock>&) mutable {
     if (++frames < 3) return true;
     printLayoutNow();
@@ -331,7 +331,7 @@ void ShopWindow::printLayoutSoon() {
 
 void ShopWindow::printLayoutNow() {
   for (const auto& [name, widget] : _buttons) {
-    // What is scrolled out of its page cannot be touched.
+    // Skip buttons that are scrolled out of view.
     Gtk::Widget& area = widget->is_ancestor(_pages) ? static_cast<Gtk::Widget&>(_pages) : *this;
     double x = 0, y = 0, areaX = 0, areaY = 0;
     double width = widget->get_width(), height = widget->get_height();

@@ -10,22 +10,22 @@
 #include "Catalogue.h"
 #include "TorvelinSDK.h"
 
-/// The shop: products, a cart and a page about itself. It records what happens with its analytics and does
-/// not know that anything else listens.
+/// The shop: products, a cart and a page about the shop. It records events with its analytics class and does not know
+/// about messages.
 class ShopWindow : public Gtk::Window {
  public:
   ShopWindow(TorvelinSDK& analytics, int width, int height);
 
-  /// Prints "widget NAME X Y" for the buttons of every page that is shown from now on: the centre, from the
-  /// window's top left corner. For scripts that touch them.
+  /// From now on, prints "widget NAME X Y" for the buttons of every page that is shown: the centre, relative to the
+  /// window's top left corner. For scripts that click them.
   void printLayout() { _printsLayout = true; }
-  /// Goes to the page and records that it was seen.
+  /// Shows the page and records a page view.
   void showPage(const std::string& name);
-  /// "products", "cart" and "about".
+  /// The pages "products", "cart" and "about".
   Gtk::Stack& pages() { return _pages; }
-  /// A button more on the page about the shop.
+  /// Adds a button to the page about the shop.
   void addAboutButton(const std::string& name, const std::string& text, const std::function<void()>& clicked);
-  /// A word to the customer that goes away by itself.
+  /// Shows a short text to the customer for three seconds.
   void say(const std::string& text);
 
  private:

@@ -6,9 +6,8 @@
 #include <string>
 #include <utility>
 
-/// The shop's analytics. Every event becomes an upload dictionary and goes through saveUploadInfo, which
-/// "uploads" it to the terminal. The class knows nothing of in-app messages: what it records, others may
-/// watch.
+/// The shop's analytics. Every event becomes an upload dictionary and goes through saveUploadInfo, which "uploads" it
+/// to the terminal. The class does not know about in-app messages; the library hooks saveUploadInfo.
 class TorvelinSDK : public oq::Object {
   OQ_CLASS(TorvelinSDK)
 
@@ -17,7 +16,7 @@ class TorvelinSDK : public oq::Object {
 
   TorvelinSDK(std::string appKey, std::string userId);
   void track(const std::string& event, Properties properties);
-  /// Who is shopping from now on.
+  /// Sets the user of the following events.
   void setUserId(std::string userId) { _userId = std::move(userId); }
 
  private:

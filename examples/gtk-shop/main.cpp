@@ -34,27 +34,27 @@ Glib::OptionEntry entry(const char* name, const char* description, const char* a
   return option;
 }
 
-/// Throws Glib::Error for an option that it does not know.
+/// Throws Glib::Error for an unknown option.
 Options readOptions(int& argc, char**& argv) {
   Options options;
   Glib::OptionGroup group("shop", "Shop");
   group.add_entry(entry("user", "Who is shopping", "ID"), options.user);
-  group.add_entry(entry("app-key", "The key that the campaign server knows", "KEY"), options.appKey);
-  group.add_entry(entry("env", "0 production, 1 test, 2 development; kept for later runs", "N"), options.environment);
-  group.add_entry_filename(entry("data-dir", "Where the data lies", "DIR"), options.dataDirectory);
+  group.add_entry(entry("app-key", "The application key for the campaign server", "KEY"), options.appKey);
+  group.add_entry(entry("env", "0 production, 1 test, 2 development; stored for later runs", "N"), options.environment);
+  group.add_entry_filename(entry("data-dir", "The folder for the library's data", "DIR"), options.dataDirectory);
   group.add_entry(entry("width", "Width of the window", "POINTS"), options.width);
   group.add_entry(entry("height", "Height of the window", "POINTS"), options.height);
   group.add_entry(entry("quit-after", "Close the shop after a while", "SECONDS"), options.quitAfter);
   group.add_entry(entry("tools", "Show the tools for developers"), options.tools);
-  group.add_entry(entry("log-recipient", "Who gets the log by mail", "ADDRESS"), options.logRecipient);
-  group.add_entry(entry("print-layout", "Print where the buttons are, and the pages"), options.printLayout);
+  group.add_entry(entry("log-recipient", "The recipient of the log by mail", "ADDRESS"), options.logRecipient);
+  group.add_entry(entry("print-layout", "Print the positions of the buttons, and the pages"), options.printLayout);
   Glib::OptionContext context;
   context.set_main_group(group);
   context.parse(argc, argv);
   return options;
 }
 
-/// All that the shop does to show in-app messages.
+/// Everything the shop needs to show in-app messages.
 void startMessages(ShopWindow& window, const Options& options) {
   oq::gtk::AttachOptions attachment;
   attachment.applicationIdentifier = applicationId;
@@ -69,7 +69,7 @@ void startMessages(ShopWindow& window, const Options& options) {
   oq::gtk::collectPages(window.pages());
 }
 
-/// Prints "page NAME" whenever the messages know the customer on another page. For scripts.
+/// Prints "page NAME" when the library sees a new page. For scripts.
 void printPages() {
   static std::string last;
   const auto& engine = dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
     window->signal_hide().connect([window] { delete window; });
     application->add_window(*window);
     if (options.printLayout) window->printLayout();
-    // Before the start: the page that the shop opens with is nobody's doing, and no event.
+    // Before the library starts: the customer did not choose the first page, so it is not an event.
     window->showPage("products");
     if (options.printLayout) Glib::signal_timeout().connect([] { return printPages(), true; }, 100);
     startMessages(*window, options);
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
       Glib::signal_timeout().connect_seconds_once(quit, static_cast<unsigned>(options.quitAfter));
     }
   });
-  // Ended from outside, the shop closes as it does by hand.
+  // SIGTERM and SIGINT close the shop in an orderly way.
   auto end = +[](gpointer running) -> gboolean {
     g_application_quit(G_APPLICATION(running));
     return G_SOURCE_REMOVE;

@@ -1,4 +1,4 @@
-"""What the documents say of the tree is so: links lead somewhere, named files exist, the guide quotes its example."""
+"""Checks the documents: the targets of links and the named files exist, and the guide quotes its example exactly."""
 import pathlib
 import re
 import unittest
@@ -9,7 +9,7 @@ FOLDERS = "bench|cmake|docs|examples|fuzz|hosts|include|platform|resources|scrip
 
 
 class Documents(unittest.TestCase):
-    def test_links_and_named_files_exist(self):
+    def test_linked_and_named_files_exist(self):
         self.assertGreater(len(DOCUMENTS), 10)
         for document in DOCUMENTS:
             text = document.read_text(encoding="utf-8")
@@ -17,10 +17,11 @@ class Documents(unittest.TestCase):
             named = [ROOT / name for name in re.findall(rf"`(?:\./)?((?:{FOLDERS})/[\w./+-]+)`", text)]
             for target in links + named:
                 with self.subTest(f"{document.name}: {target}"):
-                    known = target.exists() or any(target.parent.glob(target.name + "*"))  # a pair goes by one name
+                    # "X" may stand for X.h and X.cpp.
+                    known = target.exists() or any(target.parent.glob(target.name + "*"))
                     self.assertTrue(known)
 
-    def test_the_guide_quotes_its_example(self):
+    def test_the_guide_quotes_its_example_exactly(self):
         example = ROOT / "examples/first-window"
         sources = {
             "cpp": (example / "main.cpp").read_text(encoding="utf-8"),

@@ -1,8 +1,8 @@
 """Every C++ snippet of the documents compiles: snippets_test.py COMPILER FLAG...
 
-A snippet that begins with an #include is a file of its own, any other is the body of a function. What else it uses is
-declared in a comment before it: <!-- given: DECLARATIONS -->. The guide quotes a program that package.install builds;
-documents_test.py compares the two.
+A snippet that begins with an #include is a complete file; any other is the body of a function. Other declarations that
+it needs are in a comment before it: <!-- given: DECLARATIONS -->. The guide is left out: it quotes a program that
+package.install builds, and documents_test.py compares the two.
 """
 import pathlib
 import re
@@ -21,7 +21,7 @@ INCLUDES = "#include <glib.h>\n#include <gtkmm.h>\n#include <oqsdk/gtk/GtkHost.h
 
 
 def snippets():
-    """(whether it is a file, the code as it is compiled)"""
+    """Yields (is it a complete file, the code to compile)."""
     for document in DOCUMENTS:
         if document.name == "guide.md":
             continue
@@ -37,12 +37,12 @@ def snippets():
 
 
 class Snippets(unittest.TestCase):
-    def test_all_compile(self):
+    def test_all_snippets_compile(self):
         found = list(snippets())
         files = [code for is_file, code in found if is_file]
         bodies = [code for is_file, code in found if not is_file]
         self.assertTrue(files and len(bodies) > 4, found)
-        # Files first: what they include has to be enough for them.
+        # Complete files come first, so that they compile with only their own includes.
         source = "".join([*files, INCLUDES, *bodies])
         compiled = subprocess.run(COMMAND, input=source, capture_output=True, text=True)
         self.assertEqual(compiled.returncode, 0, compiled.stderr)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the demo with the programs of this build: once as it is, once where the web engine cannot run.
+"""Runs the demo with the programs of this build: once normally, and once where the web engine cannot run.
 Usage: demo_test.py DEMO BUILD"""
 import os
 import pathlib
@@ -22,14 +22,14 @@ class Demo(unittest.TestCase):
             return subprocess.run([*within, sys.executable, DEMO, "--build", BUILD, "--out", folder], env=environment,
                                   capture_output=True, text=True, encoding="utf-8")
 
-    def test_everything_happens(self):
+    def test_all_steps_of_the_demo_succeed(self):
         if not sandbox_works():
-            print("demo_test: no user namespaces here: the engine runs WITHOUT its sandbox, for this test alone")
+            print("demo_test: no user namespaces here: the engine runs WITHOUT its sandbox, only for this test")
         run = self.run_demo(sandbox_works())
         self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
         self.assertTrue(run.stdout.splitlines()[-1].startswith("Everything happened."), run.stdout)
 
-    def test_a_missing_page_is_reported(self):
+    def test_a_page_that_cannot_be_shown_is_reported(self):
         within = []
         if sandbox_works():
             root = [] if os.geteuid() == 0 else ["-r"]

@@ -1,15 +1,13 @@
-// A host application without a display, driven by lines on standard input: what a stranger would link,
-// nothing more.
+// A host application without a display, controlled by lines on standard input. It uses only the public API.
 //
 //   record NAME KEY=VALUE ...   records an event with the analytics class
-//   await-colour RRGGBB         runs until the colour is somewhere on screen
-//   await-no-colour RRGGBB      runs until it is nowhere
-//   tap-colour RRGGBB           taps the middle of what has the colour
-//   settle                      runs what is waiting, and half a second of animation
+//   await-colour RRGGBB         runs until the colour is on the screen
+//   await-no-colour RRGGBB      runs until the colour is not on the screen
+//   tap-colour RRGGBB           taps the centre of the area with this colour
+//   settle                      runs the main queue, and half a second of animation
 //   background, foreground      hides and shows the window
-//   png FILE                    keeps the screen
-//
-// Each line is answered by "ok" or "failed: why".
+//   png FILE                    writes a screenshot
+// The response to each line is "ok" or "failed: REASON".
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -49,7 +47,7 @@ class Driver {
   Driver(const oq::HeadlessHost::Options& options, std::string user)
       : _size{options.width, options.height}, _host(options), _user(std::move(user)) {}
 
-  /// Empty when the step did what it says.
+  /// Executes a step. Returns an empty string, or the reason for its failure.
   std::string run(const std::string& line) {
     std::istringstream words(line);
     std::string step, argument;
@@ -77,7 +75,7 @@ class Driver {
     return "";
   }
 
-  /// The middle of the pixels that have the colour.
+  /// The centre of the pixels with the colour.
   std::optional<Spot> find(const std::string& colour) {
     auto rgb = std::stoul(colour, nullptr, 16);
     oq::HeadlessHost::Pixel wanted{static_cast<std::uint8_t>(rgb >> 16), static_cast<std::uint8_t>(rgb >> 8),
@@ -96,13 +94,15 @@ class Driver {
   std::string await(const std::string& colour, bool present) {
     bool met = _host.runUntil([&] { return find(colour).has_value() == present; }, 20, true);
     settle();
-    return met && find(colour).has_value() == present ? "" : "colour " + colour + (present ? " never came" : " stayed");
+    return met && find(colour).has_value() == present
+               ? ""
+               : "colour " + colour + (present ? " did not appear" : " did not disappear");
   }
 
   std::string tap(const std::string& colour) {
     auto spot = find(colour);
     if (!spot) return "colour " + colour + " is not on screen";
-    return _host.tap(spot->x, spot->y) ? "" : "nothing took the tap";
+    return _host.tap(spot->x, spot->y) ? "" : "the tap reached no view";
   }
 
   std::string settle() {

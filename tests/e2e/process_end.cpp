@@ -1,5 +1,5 @@
-// Ends processes at every moment of what their other threads begin with: the first request, the first text. A program
-// of its own, since test programs have loaded the libraries for both themselves.
+// Ends processes at different moments while another thread starts its first request or its first text layout. A
+// separate program, since the other test programs have already loaded the libraries for both.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,19 +18,20 @@ void makeRequest() {
 }
 
 void makeHost() {
-  // Left as a host leaves it that ends with exit().
+  // Not deleted, as in a host that ends with exit().
   static auto* host = new oq::HeadlessHost(oq::HeadlessHost::Options{});
   (void)host;
 }
 
-/// How many of so many processes do not end well; each ends so many microseconds later than the one before.
+/// Starts processes one after the other; each ends `step` microseconds later than the one before. Returns the number of
+/// those that did not exit normally.
 int deathsAfter(void (*begin)(), int processes, int step) {
   int died = 0;
   for (int i = 0; i < processes; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
       begin();
-      ::usleep(static_cast<useconds_t>(step * i));  // nothing tells when: any moment must do
+      ::usleep(static_cast<useconds_t>(step * i));  // the process must be able to end at any moment
       std::exit(0);
     }
     int status = -1;
@@ -44,7 +45,7 @@ int deathsAfter(void (*begin)(), int processes, int step) {
 
 int main() {
   const int requests = deathsAfter(makeRequest, 200, 60), texts = deathsAfter(makeHost, 60, 1500);
-  std::printf("%d of 200 processes with a first request and %d of 60 with a first text did not end well\n", requests,
-              texts);
+  std::printf("%d of 200 processes with a first request and %d of 60 with a first text did not exit normally\n",
+              requests, texts);
   return requests + texts == 0 ? 0 : 1;
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Follows one event from the hook to the server's list of events: the built server and the headless host as two
-processes, over TLS. Usage: road_test.py SERVER HOST"""
+"""Follows an event from the hook to the server's list of events. The built server and the headless host run as two
+processes, connected by TLS. Usage: road_test.py SERVER HOST"""
 import json
 import os
 import pathlib
@@ -36,7 +36,7 @@ CAMPAIGNS = {
 
 
 def await_idle_end(port):
-    """Waits until the server has sent something, or closed, on each connection that is open and silent."""
+    """Waits until the server has closed all idle connections."""
     def is_silent(line):
         _, _, remote, state, queues = line.split()[:5]
         return remote.endswith(f":{port:04X}") and state == "01" and queues.endswith(":00000000")
@@ -66,13 +66,13 @@ class Host:
             raise AssertionError(f"{step}: {answer}\n{self.log()}")
 
     def await_log(self, text):
-        """The log is the only thing that tells of an answer which shows nothing."""
+        """Waits for a log entry: a response that shows no window is visible only in the log."""
         for _ in range(400):
             if text in self.log():
                 return
             self.do("settle")
             threading.Event().wait(0.05)
-        raise AssertionError(f"never logged: {text}\n{self.log()}")
+        raise AssertionError(f"not logged: {text}\n{self.log()}")
 
     def log(self):
         files = sorted((self.folder / "Documents" / "Log").glob("*.log"))
@@ -117,7 +117,7 @@ class RoadTest(unittest.TestCase):
         return [listed["event"] for listed in self.server.events()]
 
     def await_event(self, name, **context):
-        """Waits for the server's own line, then asks its list."""
+        """Waits until the server lists the event."""
         def fits(event):
             return event["xwhat"] == name and all(event["xcontext"].get(k) == v for k, v in context.items())
         for _ in range(400):
@@ -125,13 +125,13 @@ class RoadTest(unittest.TestCase):
             if found:
                 return found[0]
             threading.Event().wait(0.05)
-        raise AssertionError(f"{name} {context} never reached the server: {self.events()}")
+        raise AssertionError(f"{name} {context} did not reach the server: {self.events()}")
 
     def names(self):
         return [event["xwhat"] for event in self.events()]
 
     def test_one_event_from_the_hook_to_the_servers_list(self):
-        # The first start of all knows no user when the login is answered, so it fetches no list.
+        # At the first start no user is known when the login's response arrives, so no list is fetched.
         first = Host(self.folder, self.server.authority)
         first.await_log("login data:")
         first.do("record buy item=tea")
@@ -140,7 +140,7 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(first.quit(), 0)
         self.assertEqual(self.names(), [])
 
-        # The second start knows the user: an event that comes before the lists waits for them.
+        # At the second start the user is known. An event that arrives before the lists waits for them.
         second = Host(self.folder, self.server.authority)
         second.do("record buy item=tea")
         second.do("await-colour " + BLUE)
@@ -148,13 +148,13 @@ class RoadTest(unittest.TestCase):
         shown = self.await_event("$impDialog")
         self.assertEqual(shown["xcontext"], {"$dialog_id": "7001", "$dialog_type": 1})
         self.assertEqual((shown["xwho"], shown["appid"]), ("user-1", "e2e"))
-        # The user waits for so long that the server has closed the connection when the click is reported.
+        # The click is reported after the server has closed the idle connection.
         await_idle_end(PORT)
         second.do("tap-colour " + BLUE)
         second.do("await-no-colour " + BLUE)
         clicked = self.await_event("$clickDialog")
         self.assertEqual(clicked["xcontext"], {"$dialog_id": "7001", "$dialog_type": 5})
-        # Once in a run is all, whatever else happens.
+        # A window is shown only once per run.
         second.do("record buy item=tea")
         second.do("settle")
         second.do("await-no-colour " + BLUE)
@@ -162,8 +162,8 @@ class RoadTest(unittest.TestCase):
         self.await_event("add_to_cart", item="cup")
         self.assertEqual(second.quit(), 0)
 
-        # The count is two: the third start shows it once more, from what is kept on disk, and the fourth does not.
-        # While its window is hidden that is counted, but neither shown nor reported.
+        # The count is two: the third start shows the window again, from the stored list, and the fourth does not. While
+        # the host's window is hidden, the display is counted, but neither shown nor reported.
         third = Host(self.folder, self.server.authority)
         third.do("background")
         third.do("record buy item=tea")
@@ -185,7 +185,7 @@ class RoadTest(unittest.TestCase):
         fourth.do("await-no-colour " + BLUE)
         self.assertEqual(fourth.quit(), 0)
         self.assertEqual(self.names().count("$impDialog"), 2)
-        # It was the count that spoke, not a lost list: both are on disk, where other tools can read them.
+        # The reason was the count, not a lost list: both are on disk, where other tools can read them.
         self.assertEqual(self.used_counts(fourth), [(7001, 2)])
         windows = (fourth.folder / "Documents" / "OQInAppWindowData.plist").read_bytes()
         self.assertIn("7001", plistlib.loads(windows)["$objects"])
@@ -196,7 +196,7 @@ class RoadTest(unittest.TestCase):
         return [(r["nodeId"], r["usedCount"]) for r in records if isinstance(r, dict) and "usedCount" in r]
 
     def assert_login_fails_quietly(self, host, code):
-        """The request, the failure, the event and nothing else in the log; nothing but that user on disk."""
+        """The log contains only the request, the failure and the event; the Documents folder contains only the log."""
         host.await_log("descripton:")
         host.do("record buy item=tea")
         host.do("settle")
@@ -208,14 +208,14 @@ class RoadTest(unittest.TestCase):
         self.assertTrue(event.startswith("收到event回调：\n"), event)
         self.assertEqual([f.name for f in (host.folder / "Documents").iterdir()], ["Log"])
 
-    def test_a_server_that_cannot_be_trusted_changes_nothing(self):
+    def test_an_untrusted_server_changes_nothing(self):
         other = self.folder / "other.pem"
         subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=other", "-keyout",
                         str(self.folder / "other.key"), "-out", str(other)], check=True, capture_output=True)
         self.assert_login_fails_quietly(Host(self.folder, str(other)), -1202)
         self.assertEqual(self.names(), [])
 
-    def test_no_server_leaves_the_host_alive(self):
+    def test_a_missing_server_does_not_end_the_host(self):
         self.server.end()
         self.assert_login_fails_quietly(Host(self.folder, self.server.authority), -1004)
 

@@ -1,10 +1,10 @@
-"""Arrows between the folders point one way, and only where the architecture lets them: reads every #include."""
+"""Checks every #include: a folder may include only the folders that the architecture allows."""
 import pathlib
 import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# A folder, and whose headers its files may include besides those of libraries.
+# For each folder, the folders whose headers its files may include.
 MAY_INCLUDE = {
     "include": {"include"},
     "platform": {"include", "platform"},
@@ -19,7 +19,7 @@ MAY_INCLUDE = {
 }
 # The folders of src, lowest first: a file includes headers of its own folder and of those before it.
 SRC_ORDER = ["Utils", "Hooks", "Model", "Storage", "Matching", "Requests", "Pages", "UI", "Engine", "Tools"]
-# Headers of libraries that a folder may see; where a folder is not named, any.
+# The library headers that a folder may include. Folders that are not listed may include any.
 LIBRARIES = {
     "include": re.compile(r"[a-z_]+|boost/json/.*"),
     "include/oqsdk/gtk": re.compile(r"[a-z_]+|gtkmm/.*"),
@@ -30,9 +30,9 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
 
 
 def target_of(file, name):
-    """The path of our header that an include ends in, or None for a library's header."""
-    places = [file.parent] + [ROOT / folder for folder in ("include", "platform", "src", "hosts", "server", "tests", "tools")]
-    for place in places:
+    """The path of our header that an include refers to, or None for a library's header."""
+    folders = ("include", "platform", "src", "hosts", "server", "tests", "tools")
+    for place in [file.parent, *(ROOT / folder for folder in folders)]:
         target = (place / name).resolve()
         if target.is_file() and target.is_relative_to(ROOT):
             return target.relative_to(ROOT)
@@ -61,7 +61,7 @@ def problems_of(file, text):
 
 
 class IncludeDirection(unittest.TestCase):
-    def test_every_include(self):
+    def test_every_include_is_allowed(self):
         for folder in MAY_INCLUDE:
             files = [file for kind in ("*.h", "*.cpp") for file in (ROOT / folder).rglob(kind)]
             self.assertTrue(files, folder)
@@ -69,14 +69,14 @@ class IncludeDirection(unittest.TestCase):
                 with self.subTest(file.name):
                     self.assertEqual(list(problems_of(file, file.read_text(encoding="utf-8"))), [])
 
-    def test_the_diagram_draws_every_arrow_between_its_boxes(self):
+    def test_the_diagram_shows_every_allowed_direction(self):
         diagram = (ROOT / "docs/images/architecture.svg").read_text(encoding="utf-8")
         drawn = set(re.findall(r'data-from="(\w+)" data-to="(\w+)"', diagram))
         boxes = {box for arrow in drawn for box in arrow}
         self.assertGreater(len(boxes), 4)
         self.assertEqual(drawn, {(box, end) for box in boxes for end in MAY_INCLUDE[box] if box != end})
 
-    def test_sees_what_points_the_wrong_way(self):
+    def test_detects_forbidden_includes(self):
         for path, include in (
             ("platform/Foundation/Files/X.cpp", '#include "Engine/OQSDKManager.h"'),
             ("platform/UIKit/X.h", "#include <gtkmm/window.h>"),

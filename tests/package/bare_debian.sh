@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the packages on a bare Debian 12 in a folder of its own and uses them there as a stranger would: the server
-# and the libraries alone first; then a program of ten lines, found with CMake and with pkg-config; then the first
-# window of the guide, on a screen of its own, until the message of a campaign is in it. Needs root and the network.
+# Installs the packages in a minimal Debian 12 in a temporary folder and uses them there as a newcomer would: first only
+# the server and the libraries; then a program of ten lines, built with CMake and with pkg-config; then the guide's
+# first window, on an X display, until it shows a campaign's message. Needs root and the network.
 #   bare_debian.sh FOLDER-OF-PACKAGES [PICTURE]
 set -euo pipefail
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -17,7 +17,7 @@ mkdir "$root/packages" "$root/work"
 cp "$packages"/*.deb "$root/packages"
 cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/tests/package/first_window.sh" \
   "$root/work"
-# The names of the libraries' packages carry the version of the interface.
+# The names of the library packages contain the interface version.
 library=$(cd "$packages" && echo liboqsdk[0-9]*_*.deb) gtk=$(cd "$packages" && echo liboqsdk-gtk[0-9]*_*.deb)
 library=${library%%_*} gtk=${gtk%%_*}
 
@@ -38,6 +38,10 @@ apt_get "install /packages/*-dev_* g++ cmake ninja-build pkg-config"
 inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --build by-cmake; by-cmake/consumer
         c++ -std=c++20 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
         ls -l screen.png'
+
+inside 'for file in /packages/*.deb; do
+          grep -q "^License: Apache-2.0" "/usr/share/doc/$(dpkg-deb -f "$file" Package)/copyright"
+        done'
 
 echo "== the guide's first window"
 apt_get "install xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"

@@ -1,6 +1,6 @@
-"""What a shared library lets others link is what the headers mark with OQSDK_EXPORT, and nothing else:
-exports_test.py LIBRARY=PUBLIC-HEADER-FOLDER ... (a folder below include/oqsdk), or MODULE=module, whose names are
-plain."""
+"""Checks that shared libraries export exactly the symbols that headers mark with OQSDK_EXPORT:
+exports_test.py LIBRARY=PUBLIC-HEADER-FOLDER ... (a folder below include/oqsdk), or MODULE=module for a module, which
+exports only C names that begin with oqsdk_."""
 import pathlib
 import re
 import subprocess
@@ -12,7 +12,7 @@ MAJOR, MINOR = re.search(r"project\(OQSDK VERSION (\d+)\.(\d+)", (ROOT / "CMakeL
 PUBLIC_VERSION = f"OQSDK_{MAJOR}" if int(MAJOR) else f"OQSDK_{MAJOR}.{MINOR}"
 PARTS_OF_CLASSES = re.compile(r"(typeinfo|typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable) (for|to) ")
 CLASS = re.compile(r"^\s*(?:class|struct) OQSDK_EXPORT (\w+)", re.MULTILINE)
-INNER = re.compile(r"^ +class (\w+);", re.MULTILINE)  # declared inside a class, and known to the library alone
+INNER = re.compile(r"^ +class (\w+);", re.MULTILINE)  # declared in a class, defined only inside the library
 OTHER = re.compile(r"^\s*OQSDK_EXPORT [^(;]*?(\w+)(?:\(|\[|;)", re.MULTILINE)
 
 
@@ -22,12 +22,12 @@ def found(headers, *patterns):
 
 
 def symbols(library):
-    """(qualified name without parameters, version) of everything that the library defines for others."""
+    """Yields (qualified name without parameters, version) of every exported symbol."""
     listing = subprocess.run(["nm", "-DC", "--defined-only", library], check=True, capture_output=True,
                              text=True).stdout
     for line in listing.splitlines():
         kind, name = line[17:18], line[19:]
-        if kind == "A":  # the versions themselves
+        if kind == "A":  # a symbol version, not a symbol
             continue
         name, _, version = name.partition("@")
         name = PARTS_OF_CLASSES.sub("", name)
@@ -42,16 +42,16 @@ def check(library, public, inner, private):
         if not name.startswith("oq::"):
             problems.append(f"{name}: not ours")
         elif words & inner:
-            problems.append(f"{name}: of no use to others")
+            problems.append(f"{name}: private to the library, but exported")
         elif words & public:
             seen |= words & public
             if version != PUBLIC_VERSION:
-                problems.append(f"{name}: public, but goes by {version or 'no version'}")
+                problems.append(f"{name}: public, but has {version or 'no version'}")
         elif not words & private:
-            problems.append(f"{name}: nothing marks it")
+            problems.append(f"{name}: not marked with OQSDK_EXPORT")
         elif not version.startswith("OQSDK_PRIVATE_"):
-            problems.append(f"{name}: for our hosts alone, but goes by {version or 'no version'}")
-    problems += [f"{name}: promised by a header, but not there" for name in sorted(public - seen)]
+            problems.append(f"{name}: only for our hosts, but has {version or 'no version'}")
+    problems += [f"{name}: marked in a header, but not exported" for name in sorted(public - seen)]
     print(f"{pathlib.Path(library).name}: {count} symbols, {len(seen)} public names, {len(problems)} problems")
     return problems
 
@@ -62,7 +62,8 @@ def main():
     for argument in sys.argv[1:]:
         library, folder = argument.split("=")
         if folder == "module":
-            problems += [f"{name}: not for the host" for name, _ in symbols(library) if not name.startswith("oqsdk_")]
+            problems += [f"{name}: the module must not export it" for name, _ in symbols(library)
+                         if not name.startswith("oqsdk_")]
             continue
         headers = list((ROOT / "include/oqsdk" / folder).glob("*.h"))
         public = found(headers, CLASS, OTHER)

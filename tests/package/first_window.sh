@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The guide's story on a screen of its own: a server with one campaign, the program, a press of its button. Ends well
-# when the server hears that the message was shown. Leaves first-window.png behind.
+# The guide's example on an X display: a server with one campaign, the program, a press of its button. Succeeds when the
+# server receives the report that the message was shown. Writes first-window.png.
 #   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE
 set -euo pipefail
 program=$(realpath "$1") example=$(realpath "$2")
@@ -12,7 +12,7 @@ until_true() {  # SECONDS COMMAND...
   local end=$((SECONDS + $1))
   shift
   until "$@"; do
-    [[ $SECONDS -lt $end ]] || { echo "never true: $*" >&2; cat "$folder"/*.log >&2; exit 1; }
+    [[ $SECONDS -lt $end ]] || { echo "timed out: $*" >&2; cat "$folder"/*.log >&2; exit 1; }
     sleep 0.1
   done
 }
@@ -29,15 +29,15 @@ export DISPLAY=:$(tr -d '\n' <"$folder/display") GDK_BACKEND=x11 GSK_RENDERER=ca
 export SSL_CERT_FILE=$folder/server/tls/ca.pem
 
 visible() { xdotool search --onlyvisible --name '^First window$' >/dev/null 2>&1; }
-known() { ls "$folder"/data/com.example.FirstWindow/"$1" >/dev/null 2>&1; }
-told() { grep -q "$1" "$folder/server.log"; }
+stored() { ls "$folder"/data/com.example.FirstWindow/"$1" >/dev/null 2>&1; }
+reported() { grep -q "$1" "$folder/server.log"; }
 press() { xdotool mousemove 195 350 click 1; }
 
 "$program" >"$folder/program.log" 2>&1 &
 children+=($!)
-until_true 30 known Documents/OQInAppWindowData.plist
+until_true 30 stored Documents/OQInAppWindowData.plist
 until_true 30 visible
 press
-until_true 30 told impDialog
+until_true 30 reported impDialog
 import -silent -window root first-window.png
 grep impDialog "$folder/server.log"

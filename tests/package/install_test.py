@@ -55,11 +55,11 @@ class Installed(unittest.TestCase):
                          f"-Wl,-rpath,{libraries}")
         self.run_program("./by-pkg-config")
 
-    def test_the_first_window_of_the_guide_is_a_program_of_its_own(self):
+    def test_the_guides_first_window_builds_outside_the_tree(self):
         self.configure(ROOT / "examples/first-window", "first-window")
         self.run_program("cmake", "--build", "first-window")
 
-    def test_the_readme_has_all_that_a_program_needs(self):
+    def test_the_readmes_code_is_a_complete_program(self):
         readme = (ROOT / "README.md").read_text(encoding="utf-8")
         (code,), (build,) = (re.findall(rf"^```{kind}\n(.*?)^```", readme, re.M | re.S) for kind in ("cpp", "cmake"))
         source = self.project("shop", "add_executable(shop main.cpp)", build)
@@ -74,14 +74,14 @@ class Installed(unittest.TestCase):
         (source / "CMakeLists.txt").write_text("\n".join([*head, *lines, ""]), encoding="utf-8")
         return source
 
-    def test_what_is_not_there_is_not_found(self):
-        for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'no component "telepathy"'),
+    def test_unknown_components_and_other_versions_are_refused(self):
+        for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'unknown component "telepathy"'),
                              ("find_package(OQSDK 0.9 REQUIRED)", VERSION),
                              ("find_package(OQSDK 0.7 REQUIRED)", VERSION)):
             source = self.project("refused", text)
             self.assertIn(wanted, self.configure(source, "refused/build", "--fresh", succeeds=False))
 
-    def test_is_part_of_another_build_and_brings_only_what_can_be_linked(self):
+    def test_as_a_subproject_it_builds_only_the_libraries(self):
         (self.folder / "program.cpp").write_text("int main() {}\n", encoding="utf-8")
         source = self.project("whole", f"add_subdirectory({ROOT} oqsdk)", "add_executable(program ../program.cpp)",
                               "target_link_libraries(program PRIVATE OQSDK::oqsdk OQSDK::headless OQSDK::gtk)")
@@ -93,7 +93,7 @@ class Installed(unittest.TestCase):
         self.run_program("cmake", "--install", "whole/build", "--prefix", self.folder / "nothing")
         self.assertFalse((self.folder / "nothing").exists())
 
-    def test_brings_all_that_belongs_to_it(self):
+    def test_installs_the_server_the_resources_and_all_headers(self):
         self.assertIn(VERSION, self.run_program(self.prefix / "bin/oqsdk-server", "--version"))
         bundle = self.prefix / "share/oqsdk/OQSDK.bundle"
         ours = ROOT / "resources/OQSDK.bundle"

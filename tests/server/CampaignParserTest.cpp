@@ -15,7 +15,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-// A window that has nothing wrong, with `changes` as further or overriding members.
+// A valid window; `changes` are additional members.
 std::string window(const std::string& changes) {
   return R"({"id":"1","style":3,"count":1,"event":{"xwhat":"buy"})" + (changes.empty() ? "" : "," + changes) + "}";
 }
@@ -31,7 +31,7 @@ CampaignReport reportOf(const std::string& text) {
   return report;
 }
 
-// The same table that another implementation of JSON Schema is held against, by schema_test.py.
+// The table that schema_test.py also runs through another implementation of JSON Schema.
 boost::json::object sharedCases() {
   return boost::json::parse(test::textOfFile(OQSDK_CAMPAIGN_CASES)).as_object();
 }
@@ -47,7 +47,7 @@ void expectReport(const boost::json::value& file, const boost::json::value& erro
   }
 }
 
-TEST(CampaignParser, TakesWhatIsRightAndNamesThePlaceOfWhatIsWrong) {
+TEST(CampaignParser, AcceptsValidValuesAndReportsThePathOfAWrongOne) {
   const auto cases = sharedCases();
   for (const auto& entry : cases.at("members").as_array()) {
     auto file = boost::json::parse(fileWith(""));
@@ -59,7 +59,7 @@ TEST(CampaignParser, TakesWhatIsRightAndNamesThePlaceOfWhatIsWrong) {
   for (const auto& entry : cases.at("files").as_array()) expectReport(entry.at(0), entry.at(1));
 }
 
-TEST(CampaignParser, TellsLineAndColumnOfWhatIsNotJson) {
+TEST(CampaignParser, ReportsLineAndColumnOfInvalidJson) {
   const std::pair<const char*, const char*> cases[] = {
       {"", "line 1, column 1: the file ends too early"},
       {"{\n  \"windows\": [\n", "line 3, column 1: the file ends too early"},
@@ -75,7 +75,7 @@ TEST(CampaignParser, TellsLineAndColumnOfWhatIsNotJson) {
   EXPECT_THAT(reportOf(deep).errors, ElementsAre(StartsWith("line 1, column ")));
 }
 
-TEST(CampaignParser, ReportsEveryErrorAndDuplicateIdsByNumber) {
+TEST(CampaignParser, ReportsAllErrorsAndEqualIdsWithDifferentSpelling) {
   const auto text = R"({"windows":[)" + window("") + "," + window(R"("id":1)") + "," + window(R"("id":"001")") + "," +
                     window(R"("id":2,"style":9)") + R"(],"subscriptions":[{"id":1,"event":{"xwhat":"a"}}]})";
   EXPECT_THAT(reportOf(text).errors, testing::UnorderedElementsAre("windows[1].id: is the same as windows[0].id",
@@ -83,7 +83,7 @@ TEST(CampaignParser, ReportsEveryErrorAndDuplicateIdsByNumber) {
                                                                    StartsWith("windows[3].style: must be")));
 }
 
-TEST(CampaignParser, WarnsOfWhatHasNoEffectButTakesTheFile) {
+TEST(CampaignParser, WarnsAboutValuesWithoutEffectButAcceptsTheFile) {
   CampaignReport report;
   const auto campaigns = parseCampaigns(
       R"({"window":[],"windows":[{"id":1,"style":1,"colour":"x","picture":"http://a/b.png","title":{"txt":"a"}}]})",
@@ -97,7 +97,7 @@ TEST(CampaignParser, WarnsOfWhatHasNoEffectButTakesTheFile) {
                                             StartsWith("windows[0].count: is missing")));
 }
 
-TEST(CampaignParser, KeepsServerRulesFromClientsAndOrderAsWritten) {
+TEST(CampaignParser, RemovesServerKeysAndKeepsTheOrderOfOthers) {
   CampaignReport report;
   const auto campaigns =
       parseCampaigns(fileWith(R"("zeta":1,"newUser":1,"environments":["test"],"userIds":["u"],"alpha":2)"), report);
@@ -107,7 +107,7 @@ TEST(CampaignParser, KeepsServerRulesFromClientsAndOrderAsWritten) {
   EXPECT_FALSE(campaigns->appKeys);
 }
 
-TEST(Campaign, GoesOnlyToThoseItIsFor) {
+TEST(Campaign, IsOnlyForMatchingEnvironmentNewUserAndUserId) {
   CampaignReport report;
   const auto campaigns = parseCampaigns(fileWith(R"("newUser":1,"environments":["test"],"userIds":["u","v"])"), report);
   ASSERT_TRUE(campaigns);
@@ -119,7 +119,7 @@ TEST(Campaign, GoesOnlyToThoseItIsFor) {
   EXPECT_FALSE(campaign.isFor({Environment::test, 1, "w"}));
 }
 
-TEST(CampaignParser, TakesTheSampleFileWithoutAWord) {
+TEST(CampaignParser, AcceptsTheSampleFileWithoutWarnings) {
   const auto report = reportOf(test::textOfFile(OQSDK_SAMPLE_CAMPAIGNS));
   EXPECT_THAT(report.errors, IsEmpty());
   EXPECT_THAT(report.warnings, IsEmpty());

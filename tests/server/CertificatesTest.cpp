@@ -11,7 +11,7 @@ namespace {
 
 using test::ScratchFolder, test::textOfFile;
 
-TEST(Certificates, AreKeptUntilThereIsAReason) {
+TEST(Certificates, AreReplacedOnlyIfHostsChangeOrAFileIsBad) {
   const ScratchFolder folder;
   Certificates first(folder.path() / "tls", {"localhost", "127.0.0.1"});
   first.ensure();
@@ -36,7 +36,7 @@ TEST(Certificates, AreKeptUntilThereIsAReason) {
   EXPECT_NE(textOfFile(first.certificateFile()), before);
 }
 
-// Signs the certificate again with another end.
+// Changes the certificate's expiry time and signs it again.
 void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile, long seconds) {
   FILE* in = fopen(certificateFile.c_str(), "r");
   X509* certificate = PEM_read_X509(in, nullptr, nullptr, nullptr);
@@ -53,7 +53,7 @@ void setEnd(const std::filesystem::path& certificateFile, const std::filesystem:
   EVP_PKEY_free(key);
 }
 
-TEST(Certificates, AreRenewedBeforeTheyEnd) {
+TEST(Certificates, AreRenewedBeforeTheyExpire) {
   constexpr long day = 24 * 60 * 60;
   const ScratchFolder folder;
   Certificates certificates(folder.path(), {"localhost"});
@@ -74,7 +74,7 @@ TEST(Certificates, AreRenewedBeforeTheyEnd) {
   EXPECT_NE(textOfFile(certificates.certificateFile()), server);
 }
 
-TEST(Certificates, NeverReplaceADamagedAuthority) {
+TEST(Certificates, DamagedAuthorityIsNeverReplaced) {
   const ScratchFolder folder;
   Certificates certificates(folder.path(), {"localhost"});
   certificates.ensure();
@@ -83,7 +83,7 @@ TEST(Certificates, NeverReplaceADamagedAuthority) {
   EXPECT_EQ(textOfFile(certificates.authorityFile()), "damaged");
 }
 
-TEST(Certificates, TakeOnlyHostsThatCanStandInACertificate) {
+TEST(Certificates, AcceptOnlyValidHostNames) {
   for (const auto* host : {"localhost", "a-b.example", "*.example.com", "10.0.0.1", "::1"}) {
     EXPECT_TRUE(Certificates::isHost(host)) << host;
   }

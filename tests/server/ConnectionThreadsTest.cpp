@@ -10,10 +10,10 @@
 namespace oq::server {
 namespace {
 
-constexpr int patience = 30'000;  // milliseconds that anything awaited may take
+constexpr int patience = 30'000;  // timeout in milliseconds
 
-// A client and its connection to a pool, which does what it is told and says so: '?' begins a request, '.' ends
-// it with an answer, '-' gives the socket up without leaving the thread.
+// A client and its connection in a pool. The connection obeys single characters and echoes each one: '?' starts a
+// request, '.' sends a response, '-' announces the end of the connection without freeing its thread.
 class Client {
  public:
   explicit Client(ConnectionThreads& pool) {
@@ -28,11 +28,11 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  // Whether the connection gets a thread.
-  bool begins() { return hears('!'); }
+  // Waits until the connection has a thread.
+  bool begins() { return receives('!'); }
 
-  // False when the connection was ended.
-  bool tells(char what) { return send(_socket, &what, 1, MSG_NOSIGNAL) == 1 && hears(what); }
+  // False if the connection was ended.
+  bool obeys(char what) { return send(_socket, &what, 1, MSG_NOSIGNAL) == 1 && receives(what); }
 
   bool isEnded() { return _done.wait_for(std::chrono::milliseconds(patience)) == std::future_status::ready; }
 
@@ -52,7 +52,7 @@ class Client {
     close(socket);
   }
 
-  bool hears(char expected) {
+  bool receives(char expected) {
     pollfd wait{_socket, POLLIN, 0};
     char what = 0;
     return poll(&wait, 1, patience) == 1 && read(_socket, &what, 1) == 1 && what == expected;
@@ -68,54 +68,54 @@ class Pool : public ConnectionThreads {
   ~Pool() override { shutdown(); }
 };
 
-TEST(ConnectionThreads, EndTheLongestIdleForOneThatWaits) {
+TEST(ConnectionThreads, NewConnectionEndsTheLongestIdleOne) {
   Pool pool(4);
   Client first(pool), second(pool), answering(pool), silent(pool);
   for (auto* client : {&first, &second, &answering, &silent}) ASSERT_TRUE(client->begins());
-  ASSERT_TRUE(answering.tells('.') && answering.tells('?'));
-  ASSERT_TRUE(first.tells('.') && second.tells('.') && first.tells('?') && first.tells('.'));
+  ASSERT_TRUE(answering.obeys('.') && answering.obeys('?'));
+  ASSERT_TRUE(first.obeys('.') && second.obeys('.') && first.obeys('?') && first.obeys('.'));
   Client waiting(pool);
   ASSERT_TRUE(waiting.begins());
   EXPECT_TRUE(second.isEnded());
-  // One that has had no answer yet is not idle: a burst of new clients must not end one another.
-  for (auto* client : {&first, &answering, &silent, &waiting}) EXPECT_TRUE(client->tells('?'));
+  // A connection without a response so far is not idle: new clients must not end each other.
+  for (auto* client : {&first, &answering, &silent, &waiting}) EXPECT_TRUE(client->obeys('?'));
 }
 
-TEST(ConnectionThreads, EndAsManyAsWait) {
+TEST(ConnectionThreads, EachWaitingConnectionEndsOneIdleConnection) {
   Pool pool(2);
   Client first(pool), second(pool);
-  for (auto* client : {&first, &second}) ASSERT_TRUE(client->begins() && client->tells('.'));
+  for (auto* client : {&first, &second}) ASSERT_TRUE(client->begins() && client->obeys('.'));
   Client third(pool), fourth(pool);
   ASSERT_TRUE(third.begins());
   EXPECT_TRUE(fourth.begins());
 }
 
-TEST(ConnectionThreads, LetAnAnswerBeGivenFirst) {
+TEST(ConnectionThreads, BusyConnectionFinishesItsResponseBeforeItEnds) {
   Pool pool(1);
   Client busy(pool);
-  ASSERT_TRUE(busy.begins() && busy.tells('.') && busy.tells('?'));
+  ASSERT_TRUE(busy.begins() && busy.obeys('.') && busy.obeys('?'));
   Client waiting(pool);
-  EXPECT_TRUE(busy.tells('.'));
+  EXPECT_TRUE(busy.obeys('.'));
   ASSERT_TRUE(waiting.begins());
   EXPECT_TRUE(busy.isEnded());
 }
 
-TEST(ConnectionThreads, EndNoneWhereAThreadIsAboutToBeFree) {
+TEST(ConnectionThreads, NoConnectionIsEndedIfAThreadBecomesFreeAnyway) {
   Pool pool(2);
   Client leaving(pool), idle(pool);
-  for (auto* client : {&leaving, &idle}) ASSERT_TRUE(client->begins() && client->tells('.'));
-  ASSERT_TRUE(leaving.tells('-'));
+  for (auto* client : {&leaving, &idle}) ASSERT_TRUE(client->begins() && client->obeys('.'));
+  ASSERT_TRUE(leaving.obeys('-'));
   Client waiting(pool);
-  EXPECT_TRUE(idle.tells('?'));
+  EXPECT_TRUE(idle.obeys('?'));
   leaving.leave();
   EXPECT_TRUE(waiting.begins());
 }
 
-TEST(ConnectionThreads, ShutdownWaitsForNoIdleConnection) {
+TEST(ConnectionThreads, ShutdownEndsIdleConnectionsAtOnce) {
   Pool pool(2);
   Client idle(pool), silent(pool);
   for (auto* client : {&idle, &silent}) ASSERT_TRUE(client->begins());
-  ASSERT_TRUE(idle.tells('.'));
+  ASSERT_TRUE(idle.obeys('.'));
   const auto ended = std::async(std::launch::async, [&] { pool.shutdown(); });
   EXPECT_TRUE(idle.isEnded());
   EXPECT_TRUE(silent.isEnded());

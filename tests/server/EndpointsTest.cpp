@@ -59,7 +59,7 @@ TEST_F(EndpointsTest, RefusesWrongRequestsAndStoresNothing) {
   EXPECT_EQ(lines.str(), "");
 }
 
-TEST_F(EndpointsTest, ForgetsOnlyTheOldTokensOfADevice) {
+TEST_F(EndpointsTest, KeepsTheNewestTokensOfADevice) {
   const auto other = login("n"), first = login("m"), second = login("m");
   for (int i = 0; i < 15; ++i) login("m");
   EXPECT_FALSE(store.knowsToken(first));
@@ -67,7 +67,7 @@ TEST_F(EndpointsTest, ForgetsOnlyTheOldTokensOfADevice) {
   EXPECT_TRUE(store.knowsToken(other));
 }
 
-TEST_F(EndpointsTest, WritesOneLineForEachEventWhateverClientsSend) {
+TEST_F(EndpointsTest, LineBreaksInEventsDoNotAddOutputLines) {
   post(Endpoints::callback,
        R"({"userId":"a\nb","events":[{"xwhat":"x\r\n","xcontext":{"k":"v\n"}},{"xwhat":null,"xwhen":1}]})");
   const auto text = lines.str();
@@ -76,7 +76,7 @@ TEST_F(EndpointsTest, WritesOneLineForEachEventWhateverClientsSend) {
   EXPECT_THAT(text, HasSubstr(R"( "a\nb" "" {})"));
 }
 
-TEST_F(EndpointsTest, ListsByNameAndPosition) {
+TEST_F(EndpointsTest, ListsEventsByNameAndId) {
   for (const auto* name : {"a", "b", "a", "b", "a"}) {
     post(Endpoints::trigger, std::string(R"({"events":[{"xwhat":")") + name + R"("}]})");
   }
@@ -94,7 +94,7 @@ TEST_F(EndpointsTest, ListsByNameAndPosition) {
   EXPECT_EQ(ids({5, {}, 9}), "");
 }
 
-TEST_F(EndpointsTest, KeepsEveryEventOfManyClientsAtOnce) {
+TEST_F(EndpointsTest, StoresAllEventsOfConcurrentClients) {
   constexpr int clients = 8, each = 20;
   test::inThreads(clients, [&](int) {
     for (int n = 0; n < each; ++n) {
@@ -107,7 +107,7 @@ TEST_F(EndpointsTest, KeepsEveryEventOfManyClientsAtOnce) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), clients * each);
 }
 
-TEST(EventStore, RefusesAFileThatIsNoDatabase) {
+TEST(EventStore, RefusesAFileThatIsNotADatabase) {
   const ScratchFolder folder;
   const auto broken = folder.write("broken.db", std::string(4096, 'x'));
   EXPECT_THROW(EventStore{broken}, std::runtime_error);

@@ -11,7 +11,7 @@ namespace {
 
 using test::ScratchFolder;
 
-TEST(HttpsListener, ServesNewClientsWhileOthersKeepTheirConnections) {
+TEST(HttpsListener, ServesMoreKeptConnectionsThanThreads) {
   const ScratchFolder folder;
   Certificates certificates(folder.path(), {"127.0.0.1"});
   certificates.ensure();

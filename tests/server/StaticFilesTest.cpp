@@ -9,7 +9,7 @@ namespace {
 
 using test::ScratchFolder;
 
-TEST(StaticFiles, ServesWhatIsInsideWithItsType) {
+TEST(StaticFiles, FindsFilesWithTheirContentType) {
   const ScratchFolder folder;
   const std::pair<const char*, const char*> cases[] = {
       {"a.png", "image/png"},
@@ -28,7 +28,7 @@ TEST(StaticFiles, ServesWhatIsInsideWithItsType) {
   }
 }
 
-TEST(StaticFiles, NeverLeavesItsFolder) {
+TEST(StaticFiles, NeverServesFilesOutsideItsFolder) {
   const ScratchFolder outer;
   outer.write("secret.txt", "x");
   outer.write("public-not/secret.txt", "x");
@@ -43,17 +43,17 @@ TEST(StaticFiles, NeverLeavesItsFolder) {
   using namespace std::string_view_literals;
   const std::string absolute = outer.path() / "secret.txt";
   const std::string_view refused[] = {
-      // out of the folder
+      // paths that lead out of the folder
       "../secret.txt", "./ok.txt", "x/../ok.txt", "a/../../secret.txt", "..", ".", "", "/", "//ok.txt", "ok.txt/",
       "../public/ok.txt", "../public-not/secret.txt", absolute,
-      // through links, to what is hidden, to what is no file
+      // links to the outside, hidden names, names that are not files
       "up/secret.txt", "link.txt", ".hidden", ".git/config", "ok.txt\0.png"sv, "missing.txt", "up"};
   for (const auto name : refused) EXPECT_FALSE(files.find(name)) << name;
   EXPECT_TRUE(files.find("ok.txt"));
   EXPECT_TRUE(files.find("inside.txt"));
 }
 
-TEST(StaticFiles, NeedsAFolder) {
+TEST(StaticFiles, RequiresAFolder) {
   const ScratchFolder folder;
   EXPECT_THROW(StaticFiles(folder.path() / "missing"), std::runtime_error);
   EXPECT_THROW(StaticFiles(folder.write("file", "x")), std::runtime_error);

@@ -1,5 +1,5 @@
-"""Holds the campaign file's schema against another implementation of JSON Schema: what that one takes and refuses is
-what the server does, over the table of cases that the server's own tests walk, and over every file that we ship."""
+"""Checks the schema of campaign files with another implementation of JSON Schema. It must accept and refuse the same
+files as the server: the table of cases of the server's own tests, and all campaign files in this repository."""
 import copy
 import json
 import pathlib
@@ -20,7 +20,7 @@ class Schema(unittest.TestCase):
         self.schema = read("server/campaigns.schema.json")
         self.validator = jsonschema.Draft7Validator(self.schema)
 
-    def test_agrees_with_the_server(self):
+    def test_accepts_and_refuses_the_same_files_as_the_server(self):
         cases = read("tests/server/campaign_cases.json")
         files = [({"windows": [{**copy.deepcopy(WINDOW), **entry[0]}]}, entry[1:]) for entry in cases["members"]]
         files += [(entry[0], entry[1:]) for entry in cases["files"]]
@@ -29,7 +29,7 @@ class Schema(unittest.TestCase):
             with self.subTest(json.dumps(file)):
                 self.assertEqual(self.validator.is_valid(file), error is None or bool(only_the_server))
 
-    def test_is_a_schema_and_takes_what_we_ship(self):
+    def test_is_a_valid_schema_and_accepts_the_shipped_files(self):
         jsonschema.Draft7Validator.check_schema(self.schema)
         shipped = ["server/campaigns.example.json", *(ROOT / "examples").rglob("campaigns.json")]
         self.assertGreater(len(shipped), 2)

@@ -1,4 +1,4 @@
-"""Drives the built campaign server over real HTTPS: server_test.py PATH-TO-oqsdk-server."""
+"""Tests the built campaign server over real HTTPS: server_test.py PATH-TO-oqsdk-server."""
 
 import http.client
 import json
@@ -21,7 +21,7 @@ import urllib.error
 import urllib.request
 
 PROGRAM = None
-PATIENCE = 30  # seconds that anything awaited may take
+PATIENCE = 30  # timeout in seconds
 MIB = 1 << 20
 PORTS = ("--port-production", "0", "--port-test", "0", "--port-development", "0")
 
@@ -31,7 +31,7 @@ def window(window_id, **changes):
 
 
 class Lines:
-    """The lines of a pipe, as they come."""
+    """Reads the lines of a pipe as they arrive."""
 
     def __init__(self, pipe):
         self._queue = queue.Queue()
@@ -71,7 +71,7 @@ class Server:
         self.tls = ssl.create_default_context(cafile=self.authority)
 
     def request(self, path, body=None, environment="production", host="localhost", headers=None):
-        """Status, body and headers."""
+        """Sends a request. Returns the response's status, body and headers."""
         address = f"https://{host}:{self.ports[environment]}{path}"
         if body is not None and not isinstance(body, bytes):
             body = json.dumps(body).encode()
@@ -108,12 +108,12 @@ class Server:
         return json.loads(answer)["events"]
 
     def memory(self):
-        """The most that it has used so far, in bytes."""
+        """The server's peak memory use in bytes."""
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
             return int(re.search(r"^VmHWM:\s+(\d+) kB$", status.read(), re.MULTILINE).group(1)) * 1024
 
     def flood(self, head, most):
-        """What it answers to a request whose chunked body has no end, when it closes before it got `most` bytes."""
+        """Sends an endless chunked body. Returns the response, or None if the server reads `most` bytes."""
         chunk = b"10000\r\n" + b"x" * 0x10000 + b"\r\n"
         answer = b""
         with self.connect() as connection:
@@ -166,7 +166,7 @@ class ServerTest(unittest.TestCase):
     def run_program(self, *options):
         return subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=PATIENCE)
 
-    def test_makes_certificates_that_only_its_authority_vouches_for(self):
+    def test_certificates_are_trusted_only_with_its_authority(self):
         server = self.start()
         for name, mode in (("ca-key.pem", 0o600), ("server-key.pem", 0o600)):
             self.assertEqual(stat.S_IMODE(os.stat(os.path.join(self.data, "tls", name)).st_mode), mode)
@@ -180,7 +180,7 @@ class ServerTest(unittest.TestCase):
             with self.assertRaises(ssl.SSLCertVerificationError):
                 server.tls.wrap_socket(plain, server_hostname="other.example")
 
-    def test_listens_on_both_loopback_addresses_and_no_other(self):
+    def test_listens_only_on_the_two_loopback_addresses(self):
         server = self.start()
         self.assertEqual(server.request("/", host="127.0.0.1")[0], 200)
         try:
@@ -192,7 +192,7 @@ class ServerTest(unittest.TestCase):
         with self.assertRaises(ConnectionRefusedError):
             socket.create_connection(("127.0.0.2", server.ports["production"]), timeout=PATIENCE)
 
-    def test_serves_each_list_to_whom_it_is_for(self):
+    def test_lists_contain_only_campaigns_for_the_client(self):
         self.write({"appKeys": ["key"],
                     "windows": [window(1), window(2, environments=["test"]), window(3, newUser=1),
                                 window(4, userIds=["u"])],
@@ -209,7 +209,7 @@ class ServerTest(unittest.TestCase):
         for body in ({}, {"token": ""}, {"token": None}, {"token": "guess"}):
             self.assertEqual(server.post("/push/sdk/in_app", body)[1]["code"], 401, body)
 
-    def test_keeps_prints_and_lists_events(self):
+    def test_stores_prints_and_lists_events(self):
         server = self.start()
         shown = {"appid": "a", "xwho": "u", "xwhat": "$impDialog", "xwhen": 1767225600000.0,
                  "xcontext": {"$dialog_id": "1", "$dialog_type": 1}}
@@ -229,7 +229,7 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.events("?limit=1"), [second])
         self.assertEqual(server.request("/events?limit=x")[0], 400)
 
-    def test_lists_events_to_nobody_behind_a_proxy(self):
+    def test_does_not_list_events_for_proxied_requests(self):
         headers = ({"X-Forwarded-For": "192.0.2.1"}, {"Forwarded": "for=192.0.2.1"}, {"x-real-ip": "192.0.2.1"})
         server = self.start()
         for header in headers:
@@ -254,28 +254,28 @@ class ServerTest(unittest.TestCase):
                            headers={"Transfer-Encoding": "chunked"})
         answer = connection.getresponse()
         self.assertEqual((answer.status, json.loads(answer.read())["code"]), (413, 413))
-        # The same connection goes on: what was too large has been read to its end.
+        # The connection is still usable, since the server has read the large body to its end.
         connection.request("POST", "/push/sdk/login", body='{"appKey":"k"}')
         self.assertEqual(json.loads(connection.getresponse().read())["code"], 0)
         self.assertEqual(server.request("/push/sdk/nothing", {})[0], 404)
         self.assertEqual(server.events(), [])
 
-    def test_reads_no_body_that_nothing_takes(self):
+    def test_unexpected_bodies_are_not_read(self):
         server = self.start()
         for line in ("PUT /push/sdk/nothing", "POST /push/sdk/nothing", "PATCH /", "DELETE /push/sdk/login",
                      "GET /static/window.html"):
             before = server.memory()
             answer = server.flood(line + " HTTP/1.1\r\n", 64 * MIB)
-            self.assertIsNotNone(answer, f"{line}: read all that was sent")
+            self.assertIsNotNone(answer, f"{line}: the server read the whole body")
             self.assertRegex(answer.decode(), r"(?s)^HTTP/1\.1 404 .*Connection: close", line)
             self.assertLess(server.memory() - before, 16 * MIB, line)
-        # A method that may have a body has one to the end of the connection when it tells no length.
+        # Without a length, the body of a method that may have one extends to the end of the connection.
         with server.connect() as connection:
             connection.sendall(b"PUT / HTTP/1.1\r\nHost: localhost\r\n\r\n")
             self.assertRegex(connection.recv(65536), b"^HTTP/1.1 404 ")
         self.assertEqual(server.request("/", headers={"Content-Length": "0"})[0], 200)
 
-    def test_reads_the_campaigns_again_however_they_are_written(self):
+    def test_reloads_campaigns_written_in_place_or_renamed(self):
         self.write({"windows": [window(1)]})
         server = self.start("--campaigns", self.campaigns)
         token = server.login()
@@ -285,13 +285,13 @@ class ServerTest(unittest.TestCase):
         os.replace(self.write({"windows": [window(3)]}, self.path("new")), self.campaigns)
         server.err.wait_for(": loaded, 1 windows")
         self.assertEqual(server.window_ids(token), [3])
-        os.rename(self.campaigns, self.path("backup"))  # as an editor does that keeps backups
+        os.rename(self.campaigns, self.path("backup"))  # as editors with backups do
         self.assertEqual(server.window_ids(token), [3])
         self.write({"windows": [window(4), window(5)]})
         server.err.wait_for(": loaded, 2 windows")
         self.assertEqual(server.window_ids(token), [4, 5])
 
-    def test_reads_the_campaigns_again_when_what_a_link_leads_to_changes(self):
+    def test_reloads_campaigns_if_a_link_or_its_target_changes(self):
         files = [self.path(folder, "list.json") for folder in ("first", "second")]
         for number, file in enumerate(files):
             self.write({"windows": [window(number)]}, file)
@@ -302,7 +302,7 @@ class ServerTest(unittest.TestCase):
         os.replace(self.write({"windows": [window(2)]}, self.path("new")), files[0])
         server.err.wait_for(": loaded, 1 windows")
         self.assertEqual(server.window_ids(token), [2])
-        # From now on it leads elsewhere.
+        # The link now has another target.
         os.symlink(files[1], self.path("new"))
         os.replace(self.path("new"), self.campaigns)
         server.err.wait_for(": loaded, 1 windows")
@@ -310,7 +310,7 @@ class ServerTest(unittest.TestCase):
         os.replace(self.write({"windows": [window(3)]}, self.path("new")), files[1])
         server.err.wait_for(": loaded, 1 windows")
         self.assertEqual(server.window_ids(token), [3])
-        # A link to what comes only later, folder and all.
+        # The target and its folder are created after the link.
         os.symlink(self.path("third", "list.json"), self.path("new"))
         os.replace(self.path("new"), self.campaigns)
         file = self.write({"windows": [window(4)]}, self.path("made", "list.json"))
@@ -318,7 +318,7 @@ class ServerTest(unittest.TestCase):
         server.err.wait_for(": loaded, 1 windows")
         self.assertEqual(server.window_ids(token), [4])
 
-    def test_keeps_the_last_good_campaigns_and_names_what_is_wrong(self):
+    def test_keeps_the_last_good_campaigns_and_reports_errors(self):
         self.write({"windows": [window(1)]})
         server = self.start("--campaigns", self.campaigns)
         token = server.login()
@@ -339,7 +339,7 @@ class ServerTest(unittest.TestCase):
         token = server.login()
         server.post("/push/sdk/event/trigger", {"events": [{"xwhat": "e"}]})
         before = server.events()
-        # The end takes idle connections along.
+        # Stopping the server also ends idle connections.
         idle = http.client.HTTPSConnection("localhost", server.ports["production"], context=server.tls,
                                            timeout=PATIENCE)
         self.addCleanup(idle.close)
@@ -361,7 +361,7 @@ class ServerTest(unittest.TestCase):
         server.kill()
         self.assertEqual([event["name"] for event in self.start().events()], [f"e{n}" for n in range(5)])
 
-    def test_acknowledges_nothing_that_does_not_fit_on_the_disk(self):
+    def test_does_not_acknowledge_events_if_the_disk_is_full(self):
         limit = 600_000  # bytes in one file
         server = self.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
         acknowledged = []
@@ -377,7 +377,7 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.end(), 0)
         self.assertEqual([event["name"] for event in self.start().events()], acknowledged)
 
-    def test_serves_static_files_and_nothing_else(self):
+    def test_serves_only_files_of_the_static_folder(self):
         self.write("<p>公告</p>", self.path("static", "page.html"))
         picture = bytes(range(256)) * 512
         with open(self.path("static", "a b.png"), "wb") as out:
@@ -397,7 +397,7 @@ class ServerTest(unittest.TestCase):
             status, body, _ = server.request("/static/" + name)
             self.assertEqual((status, json.loads(body)["code"]), (404, 404), name)
 
-    def test_refuses_to_start_with_one_clear_sentence(self):
+    def test_start_errors_are_one_clear_sentence(self):
         running = self.start()
         port = str(running.ports["production"])
         bad = self.write({"windows": [window(1, count=-1)]})
@@ -418,7 +418,7 @@ class ServerTest(unittest.TestCase):
             self.assertEqual((result.returncode, result.stdout), (code, ""), options)
             self.assertRegex(result.stderr, message)
 
-    def test_init_writes_a_file_that_works_and_never_overwrites(self):
+    def test_init_writes_a_valid_file_and_never_overwrites(self):
         self.assertEqual(self.run_program("--init", self.campaigns).returncode, 0)
         before = os.stat(self.campaigns)
         self.assertEqual(self.run_program("--init", self.campaigns).returncode, 1)

@@ -10,8 +10,8 @@
 
 namespace oq::test {
 
-/// A new empty folder that becomes the application's data folder. Not removed until the process ends, because the
-/// logger may have its file in it.
+/// Creates an empty folder and makes it the application's data folder. It is deleted only when the process ends, since
+/// the process-wide logger may have a file in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() { setApplicationDataDirectory(_path); }

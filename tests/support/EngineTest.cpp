@@ -27,7 +27,7 @@ std::uintmax_t logSize() {
   return std::filesystem::file_size(OQLogger::getInstance().logFilePath());
 }
 
-/// The time and two blanks; a letter stands for a digit.
+/// The form of a log entry's time: a letter stands for a digit.
 constexpr std::string_view stamp = "yyyy-MM-dd HH:mm:ss.SSS  ";
 
 bool beginsAnEntry(std::string_view line) {
@@ -111,7 +111,7 @@ void EngineTest::quit() {
   settle();
   if (!engine) return;
   engine->closeAll();
-  EXPECT_EQ(engine.use_count(), 1) << "somebody still holds the engine";
+  EXPECT_EQ(engine.use_count(), 1) << "there is still a reference to the engine";
   engine.reset();
 }
 

@@ -15,7 +15,7 @@
 
 namespace oq::test {
 
-/// An engine that notes what it would put on screen, and plays the user's part when told to.
+/// An engine that records the windows it would show. A test acts as the user by calling a window's `action`.
 class RecordingEngine : public OQSDKManager {
  public:
   struct Shown {
@@ -27,7 +27,7 @@ class RecordingEngine : public OQSDKManager {
     return _shown;
   }
   std::vector<std::string> shownIds() const;
-  /// Takes the windows off; each holds the engine as long as it is shown.
+  /// Removes the shown windows. Each one keeps a reference to the engine.
   void closeAll();
 
  protected:
@@ -41,8 +41,8 @@ class RecordingEngine : public OQSDKManager {
   std::vector<Shown> _shown;
 };
 
-/// A world of its own for each test: an empty data folder, a clock in the test's hand that stands at noon of
-/// 10 March 2026, a scripted network, a silent platform log, and the test's thread as the main thread.
+/// An isolated environment for each test: an empty data folder, a clock that the test sets (initially noon of 10 March
+/// 2026), a scripted network, no output of the platform log, and the test's thread as the main thread.
 class WorldTest : public ::testing::Test {
  protected:
   WorldTest();
@@ -52,9 +52,9 @@ class WorldTest : public ::testing::Test {
   void moveClock(double seconds) {
     setDate(_now + std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(seconds)));
   }
-  /// Entries of the log since the test began, without their times.
+  /// The log entries since the start of the test, without their times.
   std::vector<std::string> logEntries() const;
-  /// The same without the entries that announce requests, and without so many of the first ones.
+  /// The same without the entries of requests, and without the first `known` entries.
   std::vector<std::string> logEntriesButRequests(std::size_t known = 0) const;
   const std::filesystem::path& folder() const { return _folder; }
 
@@ -71,22 +71,22 @@ class WorldTest : public ::testing::Test {
 class EngineTest : public WorldTest {
  protected:
   ~EngineTest() override;
-  /// Ends the process's life as far as the engine is concerned.
+  /// Destroys the engine, as at the end of a process.
   void quit();
-  /// The same, and begins the next life.
+  /// Destroys the engine and creates a new one, as at the next start of the process.
   void relaunch();
-  /// Waits for all answers, then runs what they queued on the main queue, until nothing is left.
+  /// Waits for all responses and runs the blocks they posted to the main queue, until nothing is left.
   void settle();
   void deliverInApp(const Array& records);
   void deliverSubscriptions(const Array& records);
   void receive(const std::string& name, const Dictionary& context = {});
-  /// The records as the file holds them: count shown by id.
+  /// The records in the file: pairs of id and display count.
   std::vector<std::pair<std::int64_t, std::int64_t>> usedCountsOnDisk() const;
 
   std::shared_ptr<RecordingEngine> engine;
 };
 
-/// A campaign as the server sends it; `extra` adds to its keys or replaces them.
+/// A campaign as the server sends it. `extra` adds or replaces keys.
 Value campaign(const std::string& id, const std::string& eventName, const Dictionary& extra = {});
 Value listAnswer(const Array& records);
 Value uploadInfo(const std::string& name, const Dictionary& context = {});

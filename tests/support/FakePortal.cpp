@@ -129,7 +129,7 @@ FakePortal::Mail FakePortal::mailFrom(GVariant* options, GDBusMethodInvocation* 
   gint32 handle = 0;
   while (g_variant_iter_next(handles, "h", &handle)) {
     const int file = g_unix_fd_list_get(list, handle, nullptr);
-    // As portals do it: by the name of what is open.
+    // Real portals also get the file's name from the open descriptor.
     const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
     std::ifstream contents(path, std::ios::binary);
     mail.files.emplace_back(path.filename().string(), std::string(std::istreambuf_iterator<char>(contents), {}));
@@ -160,15 +160,16 @@ void FakePortal::compose(GDBusConnection* bus, const std::string& sender, GVaria
   g_dbus_connection_register_object(bus, handle.c_str(), _request, &request, this, nullptr, nullptr);
   if (_manners.ownHandle) {
     g_dbus_method_invocation_return_value(call, g_variant_new("(o)", handle.c_str()));
-    return respondAgainAndAgain(bus, sender, handle);
+    return respondRepeatedly(bus, sender, handle);
   }
-  // The answer overtakes the call's return.
+  // The response arrives before the call returns.
   if (_manners.response) respond(bus, sender.c_str(), handle.c_str(), *_manners.response);
   g_dbus_method_invocation_return_value(call, g_variant_new("(o)", handle.c_str()));
 }
 
-/// The caller learns the handle first, and nobody here learns when it has begun to listen.
-void FakePortal::respondAgainAndAgain(GDBusConnection* bus, const std::string& client, const std::string& handle) {
+/// The caller subscribes only after it has the handle. The portal cannot see when that happens, so it repeats the
+/// signal.
+void FakePortal::respondRepeatedly(GDBusConnection* bus, const std::string& client, const std::string& handle) {
   auto* answer = new std::function<void()>(
       [bus, client, handle, code = *_manners.response] { respond(bus, client.c_str(), handle.c_str(), code); });
   GSource* later = g_timeout_source_new(50);

@@ -15,42 +15,41 @@
 
 namespace oq::test {
 
-/// A session bus of the test's own, where DBUS_SESSION_BUS_ADDRESS says, and on it a stand-in for the
-/// desktop's portal: it takes e-mails, reads what was attached, and answers as it was told. On a thread of
-/// its own.
+/// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
+/// their attachments, and responds as configured. It runs on its own thread.
 class FakePortal {
  public:
   struct Mail {
     std::vector<std::string> addresses;
     std::string address, subject, body;
-    /// What was attached, by file name, in order.
+    /// The attachments in order: file name and content.
     std::vector<std::pair<std::string, std::string>> files;
   };
   struct Manners {
     std::uint32_t version = 3;
-    /// 0: the mail program is up, 1: the user did not want it, 2: something else; nullopt: no word.
+    /// 0: the mail program was opened, 1: the user cancelled, 2: another end; nullopt: no response.
     std::optional<std::uint32_t> response = 0;
-    /// The name of a D-Bus error in place of all this.
+    /// If not empty, the call returns the D-Bus error of this name.
     std::string error = {};
-    /// The handle is not the one that the caller can know beforehand.
+    /// The request's handle is not the one that the caller can predict.
     bool ownHandle = false;
-    /// Goes away with its bus when it is asked.
+    /// Closes its bus connection when it is called.
     bool breaksDown = false;
   };
 
   explicit FakePortal(Manners manners);
   FakePortal() : FakePortal(Manners{}) {}
-  /// Ends the bus, too.
+  /// Also stops the bus.
   ~FakePortal();
 
   std::vector<Mail> mails() const;
-  /// How many requests were called off by their senders.
+  /// The number of requests that their senders closed.
   int closedRequests() const;
 
  private:
   void run();
   void compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters, GDBusMethodInvocation* call);
-  void respondAgainAndAgain(GDBusConnection* bus, const std::string& client, const std::string& handle);
+  void respondRepeatedly(GDBusConnection* bus, const std::string& client, const std::string& handle);
   Mail mailFrom(GVariant* options, GDBusMethodInvocation* call) const;
   static void called(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
                      GDBusMethodInvocation*, gpointer);

@@ -1,5 +1,5 @@
-// Not under ThreadSanitizer: it leaves the calls of libraries alone that were not built for it, but a stand-in's call
-// would be none of theirs, and it would see half of what they do with a descriptor.
+// Not under ThreadSanitizer: it ignores calls from libraries that were not built for it, but not the calls of these
+// replacements. It would see only half of what such a library does with a descriptor.
 #ifndef __SANITIZE_THREAD__
 
 #include "support/Faults.h"
@@ -20,7 +20,7 @@
 namespace oq::test {
 namespace {
 
-/// Requests that are still let through, the one that fails included; 0 when none is to fail.
+/// The number of calls up to and including the one that fails; 0 if no call should fail.
 std::atomic<int> callsLeft{0}, stepsLeft{0}, allocationsLeft{0};
 std::atomic<bool> isArmed{false}, writeIsTorn{false};
 thread_local unsigned long threadAllocations = 0;
@@ -35,14 +35,14 @@ bool isLast(std::atomic<int>& left) {
   return left.fetch_sub(1) == 1;
 }
 
-/// Whether this call is the one that fails; sets the error.
+/// True if this call must fail; then it has set errno.
 bool failsNow() {
   if (!isLast(callsLeft)) return false;
   errno = ENOSPC;
   return true;
 }
 
-/// What a write of so many bytes may do: all, half of them, or nothing.
+/// The number of bytes that a write may write: all, half of them, or -1 for a failure.
 ssize_t allowedBytes(size_t count) {
   bool isRest = writeIsTorn.exchange(false);
   if (isRest || failsNow()) {
@@ -84,12 +84,12 @@ unsigned long Faults::allocationsOfThread() {
 
 using namespace oq::test;
 
-/// Stands in for the system's function of that name, in this program and in the libraries that it has loaded.
-#define STAND_IN extern "C" __attribute__((visibility("default")))
+/// Replaces the system's function of this name, in this program and in the libraries that it loads.
+#define REPLACE extern "C" __attribute__((visibility("default")))
 #define REAL(name) static auto* const real = next(#name, &::name)
 
-#define STAND_IN_FOR_OPEN(name)                               \
-  STAND_IN int name(const char* path, int flags, ...) {       \
+#define REPLACE_FOR_OPEN(name)                                \
+  REPLACE int name(const char* path, int flags, ...) {        \
     REAL(name);                                               \
     va_list rest;                                             \
     va_start(rest, flags);                                    \
@@ -97,63 +97,63 @@ using namespace oq::test;
     va_end(rest);                                             \
     return failsNow() ? -1 : real(path, flags, mode);         \
   }
-STAND_IN_FOR_OPEN(open)
-STAND_IN_FOR_OPEN(open64)
+REPLACE_FOR_OPEN(open)
+REPLACE_FOR_OPEN(open64)
 
-#define STAND_IN_FOR_OPENAT(name)                                   \
-  STAND_IN int name(int folder, const char* path, int flags, ...) { \
-    REAL(name);                                                     \
-    va_list rest;                                                   \
-    va_start(rest, flags);                                          \
-    mode_t mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;       \
-    va_end(rest);                                                   \
-    return failsNow() ? -1 : real(folder, path, flags, mode);       \
+#define REPLACE_FOR_OPENAT(name)                                   \
+  REPLACE int name(int folder, const char* path, int flags, ...) { \
+    REAL(name);                                                    \
+    va_list rest;                                                  \
+    va_start(rest, flags);                                         \
+    mode_t mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;      \
+    va_end(rest);                                                  \
+    return failsNow() ? -1 : real(folder, path, flags, mode);      \
   }
-STAND_IN_FOR_OPENAT(openat)
-STAND_IN_FOR_OPENAT(openat64)
+REPLACE_FOR_OPENAT(openat)
+REPLACE_FOR_OPENAT(openat64)
 
-STAND_IN ssize_t write(int file, const void* bytes, size_t count) {
+REPLACE ssize_t write(int file, const void* bytes, size_t count) {
   REAL(write);
   ssize_t allowed = allowedBytes(count);
   return allowed < 0 ? allowed : real(file, bytes, static_cast<size_t>(allowed));
 }
 
-#define STAND_IN_FOR_PWRITE(name, offset_type)                                                \
-  STAND_IN ssize_t name(int file, const void* bytes, size_t count, offset_type position) {    \
+#define REPLACE_FOR_PWRITE(name, offset_type)                                                 \
+  REPLACE ssize_t name(int file, const void* bytes, size_t count, offset_type position) {     \
     REAL(name);                                                                               \
     ssize_t allowed = allowedBytes(count);                                                    \
     return allowed < 0 ? allowed : real(file, bytes, static_cast<size_t>(allowed), position); \
   }
-STAND_IN_FOR_PWRITE(pwrite, off_t)
-STAND_IN_FOR_PWRITE(pwrite64, off64_t)
+REPLACE_FOR_PWRITE(pwrite, off_t)
+REPLACE_FOR_PWRITE(pwrite64, off64_t)
 
-#define STAND_IN_FOR_FLUSH(name)     \
-  STAND_IN int name(int file) {      \
+#define REPLACE_FOR_FLUSH(name)      \
+  REPLACE int name(int file) {       \
     REAL(name);                      \
     if (failsNow()) return -1;       \
     return isArmed ? 0 : real(file); \
   }
-STAND_IN_FOR_FLUSH(fsync)
-STAND_IN_FOR_FLUSH(fdatasync)
+REPLACE_FOR_FLUSH(fsync)
+REPLACE_FOR_FLUSH(fdatasync)
 
-STAND_IN int mkostemp(char* pattern, int flags) {
+REPLACE int mkostemp(char* pattern, int flags) {
   REAL(mkostemp);
   return failsNow() ? -1 : real(pattern, flags);
 }
 
-#define STAND_IN_FOR(name, First, Second)             \
-  STAND_IN int name(First one, Second two) noexcept { \
-    REAL(name);                                       \
-    return failsNow() ? -1 : real(one, two);          \
+#define REPLACE_FOR(name, First, Second)             \
+  REPLACE int name(First one, Second two) noexcept { \
+    REAL(name);                                      \
+    return failsNow() ? -1 : real(one, two);         \
   }
-STAND_IN_FOR(rename, const char*, const char*)
-STAND_IN_FOR(mkdir, const char*, mode_t)
-STAND_IN_FOR(chmod, const char*, mode_t)
-STAND_IN_FOR(fchmod, int, mode_t)
-STAND_IN_FOR(ftruncate, int, off_t)
-STAND_IN_FOR(ftruncate64, int, off64_t)
+REPLACE_FOR(rename, const char*, const char*)
+REPLACE_FOR(mkdir, const char*, mode_t)
+REPLACE_FOR(chmod, const char*, mode_t)
+REPLACE_FOR(fchmod, int, mode_t)
+REPLACE_FOR(ftruncate, int, off_t)
+REPLACE_FOR(ftruncate64, int, off64_t)
 
-STAND_IN int sqlite3_step(sqlite3_stmt* statement) {
+REPLACE int sqlite3_step(sqlite3_stmt* statement) {
   REAL(sqlite3_step);
   return isLast(stepsLeft) ? SQLITE_IOERR : real(statement);
 }

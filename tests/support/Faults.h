@@ -2,18 +2,16 @@
 
 namespace oq::test {
 
-/// Lets what this process asks of the system fail, one request after the other: calls that open, make, change
-/// and rename files, steps of SQLite's statements, and allocations with new (these not under the sanitizers,
-/// which bring operators of their own).
+/// Makes the n-th system request of this process fail: calls that open, create, change and rename files, steps of
+/// SQLite statements, or allocations with new (not under the sanitizers, which have their own operators).
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);
 ///       ... do something ...
-///       if (!fault.hasStruck()) break;  // it asks for less than that
+///       if (!fault.hasStruck()) break;  // there were fewer requests
 ///     }
-///
-/// Requests of all threads count. A write that fails has written half of what it should. Flushes reach no
-/// disk while a fault is armed.
+/// Requests of all threads count. A failing write has written half of its bytes. While a fault is armed, flushes do not
+/// reach the disk.
 class Faults {
  public:
   enum class Kind { fileCall, databaseStep, allocation };
@@ -27,7 +25,7 @@ class Faults {
     bool hasStruck() const;
   };
 
-  /// How often memory was allocated on this thread so far. Stays at 0 under the sanitizers.
+  /// The number of allocations on this thread so far. Always 0 under the sanitizers.
   static unsigned long allocationsOfThread();
 };
 

@@ -9,10 +9,10 @@
 
 namespace oq::test {
 
-/// Answers each request before it returns, on the thread that brings it, and keeps nothing. Any thread.
+/// Answers each request before perform() returns, on the calling thread, and records nothing. Any thread may use it.
 class ImmediateTransport : public URLTransport {
  public:
-  /// The body for a path; without one the server cannot be reached.
+  /// Returns the response body for a path; nullopt means that the connection is refused.
   using Answers = std::function<std::optional<std::string>(const std::string& path)>;
   explicit ImmediateTransport(Answers answers) : _answers(std::move(answers)) {}
 

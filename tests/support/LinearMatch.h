@@ -8,8 +8,8 @@
 
 namespace oq::test {
 
-/// The rule of matching as it reads, over every window: what any index must come to. Returns the position of
-/// the window that is chosen, or that of the end.
+/// The matching rule, applied to every window in order. An index must give the same result. Returns the position of the
+/// matching window, or windows.size().
 inline std::size_t linearMatch(const std::vector<std::shared_ptr<OQWindowData>>& windows, const OQWindowEvent& event) {
   for (std::size_t position = 0; position < windows.size(); ++position) {
     OQWindowData& window = *windows[position];

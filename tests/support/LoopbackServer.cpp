@@ -56,7 +56,7 @@ class LoopbackServer::Impl {
     auto serve = [this](const httplib::Request& request, httplib::Response& response) { reply(request, response); };
     server.Get(".*", serve).Post(".*", serve).Put(".*", serve).Delete(".*", serve);
     port = server.bind_to_any_port("127.0.0.1");
-    if (port <= 0) throw std::runtime_error("the loopback server has no port");
+    if (port <= 0) throw std::runtime_error("the loopback server cannot bind a port");
     thread = std::thread([this] { server.listen_after_bind(); });
     while (!server.is_running()) std::this_thread::yield();
   }
@@ -64,7 +64,7 @@ class LoopbackServer::Impl {
   ~Impl() {
     server.stop();
     {
-      // Connections that are kept alive would hold the server up for as long as they may be idle.
+      // Otherwise stopping would wait for the idle timeout of kept-alive connections.
       std::lock_guard lock(mutex);
       for (auto& [clientPort, socket] : connections) shutdown(socket, SHUT_RDWR);
     }
@@ -75,7 +75,7 @@ class LoopbackServer::Impl {
   void keepConnection(const httplib::Request& request) {
     std::lock_guard lock(mutex);
     if (connections.contains(request.remote_port)) return;
-    // A descriptor of our own: the server closes its own whenever it likes.
+    // A duplicate, since the server may close its descriptor at any time.
     connections[request.remote_port] = fcntl(SSL_get_fd(request.ssl), F_DUPFD_CLOEXEC, 0);
   }
 

@@ -10,9 +10,9 @@
 
 namespace oq::test {
 
-/// An HTTPS server on the loopback interface, for tests. It is up when it is made and down when it is gone.
-/// The first one makes a certificate authority in a temporary folder and points SSL_CERT_FILE at it, so that
-/// URL sessions of this process trust it; make it before the first request.
+/// An HTTPS server on the loopback interface, for tests. It runs from its construction to its destruction. The first
+/// one creates a certificate authority in a temporary folder and points SSL_CERT_FILE at it, so that URL sessions of
+/// this process trust it; create it before the first request.
 ///
 ///     LoopbackServer server;
 ///     server.answer("/push/sdk/login", R"({"code":0,"data":{}})");
@@ -28,7 +28,7 @@ class LoopbackServer {
     std::string target;  ///< with the query
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;
-    /// The value of the field, whatever the case of its name; empty when there is none.
+    /// The value of the field, or "". The name is not case-sensitive.
     std::string header(const std::string& field) const;
   };
   struct Response {
@@ -41,14 +41,14 @@ class LoopbackServer {
 
   enum class Certificate {
     trusted,           ///< from the authority that SSL_CERT_FILE names, for localhost and 127.0.0.1
-    unknownAuthority,  ///< for localhost, from an authority that nobody knows
+    unknownAuthority,  ///< for localhost, from an authority that no client trusts
     otherHost,         ///< from the trusted authority, for another name
-    expired,           ///< from the trusted authority, for localhost, out of date
-    selfSigned,        ///< for localhost, from no authority
+    expired,           ///< from the trusted authority, for localhost, expired
+    selfSigned,        ///< for localhost, signed by itself
   };
 
   explicit LoopbackServer(Certificate certificate = Certificate::trusted);
-  /// Ends the answers that are under way and closes all connections.
+  /// Finishes running handlers and closes all connections.
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
@@ -57,18 +57,17 @@ class LoopbackServer {
   /// "https://localhost:PORT" and the path.
   std::string url(const std::string& path = "") const;
 
-  /// What answers the path from now on; a path without a handler gets 404. A request is recorded before its
-  /// handler runs.
+  /// Sets the handler of a path. Without a handler the response is 404. A request is recorded before its handler runs.
   void handle(const std::string& path, Handler handler);
-  /// Answers the path with this JSON text and status from now on.
+  /// Sets a fixed JSON body and status as the response of a path.
   void answer(const std::string& path, std::string body, int status = 200);
 
-  /// What has come so far, in order; with a path, for that path only.
+  /// The requests so far, in order; with a path, only the requests for that path.
   std::vector<Request> requests(const std::string& path = "") const;
-  /// How many different connections have brought requests.
+  /// The number of connections that have sent requests.
   std::size_t connectionCount() const;
 
-  /// Points SSL_CERT_FILE at the authority without making a server.
+  /// Points SSL_CERT_FILE at the authority without starting a server.
   static void trustTestAuthority();
 
  private:
@@ -76,29 +75,28 @@ class LoopbackServer {
   std::unique_ptr<Impl> _impl;
 };
 
-/// A socket that takes connections at a free port of the loopback interface; the caller's to close.
+/// Returns a listening socket on a free port of the loopback interface. The caller closes it.
 int listenOnLoopback(int& port);
 
-/// A TLS server with the trusted certificate whose every byte the test decides: for answers that no server
-/// should give. Each connection runs the function on a thread of its own; when the function returns, the
-/// connection is closed.
+/// A TLS server with the trusted certificate. The test controls every byte, for responses that are not valid HTTP. Each
+/// connection runs the function on its own thread and is closed when the function returns.
 class RawServer {
  public:
   class Connection {
    public:
-    /// The next request, head and body as they came; empty when the client has closed.
+    /// Reads the next request: head and body, unchanged. Returns "" if the client has closed the connection.
     virtual std::string readRequest() = 0;
-    /// False when the client has gone.
+    /// False if the client has closed the connection.
     virtual bool write(const std::string& bytes) = 0;
-    /// True when a request or the client's end has come; false when the other descriptor became readable first.
+    /// Waits for a request, the client's end, or the other descriptor. False if only the other descriptor is readable.
     virtual bool waitForRequest(int otherDescriptor) = 0;
-    /// Says in the TLS stream that nothing more comes from here. The connection stays open below it.
+    /// Ends the TLS stream in this direction. The TCP connection stays open.
     virtual void closeTLS() = 0;
-    /// The same for the TCP connection.
+    /// Ends the TCP connection in this direction.
     virtual void closeTCP() = 0;
-    /// Waits until the client closes, reading what it sends.
+    /// Reads and discards until the client closes.
     virtual void waitForClose() = 0;
-    /// Ends the connection as a machine does that has lost its state: without a farewell, in the middle.
+    /// Resets the TCP connection without a TLS close, as a restarted machine does.
     virtual void reset() = 0;
 
    protected:
@@ -112,7 +110,7 @@ class RawServer {
 
   int port() const;
   std::string url(const std::string& path = "") const;
-  /// Requests read so far, over all connections.
+  /// The number of requests read so far, over all connections.
   std::size_t requestCount() const;
   std::size_t connectionCount() const;
 

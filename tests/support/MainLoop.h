@@ -7,8 +7,8 @@
 
 namespace oq::test {
 
-/// Spins GLib's default main context until the condition holds; false when the time is up first. The
-/// condition is looked at again after every turn of the loop, and at least every few milliseconds.
+/// Runs GLib's default main context until the condition is true; false after the timeout. The condition is checked
+/// after every iteration, and at least every few milliseconds.
 inline bool runLoopUntil(const std::function<bool()>& condition,
                          std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
   auto end = std::chrono::steady_clock::now() + timeout;

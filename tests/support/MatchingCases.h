@@ -10,12 +10,12 @@ struct MatchingCase {
   bool matches;
 };
 
-/// What satisfies what, for every way of finding out.
+/// Pairs of event and condition, used to test every implementation of matching.
 inline std::span<const MatchingCase> matchingCases() {
   static constexpr const char* buy = R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})";
   static constexpr const char* mixed = R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2, "c": "3"}})";
   static const MatchingCase cases[] = {
-      // fewer properties than the condition: only the event's own count
+      // The event has fewer properties than the condition: the event's properties are compared.
       {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", buy, true},
       {R"({"xwhat": "buy", "xcontext": {"a": "9"}})", buy, false},
       {R"({"xwhat": "buy", "xcontext": {"z": "1"}})", buy, false},
@@ -23,16 +23,16 @@ inline std::span<const MatchingCase> matchingCases() {
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "3"}})", mixed, true},
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})", mixed, false},
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2}})", mixed, false},
-      // none at all
+      // The event has no properties.
       {R"({"xwhat": "buy", "xcontext": {}})", buy, true},
       {R"({"xwhat": "buy"})", buy, true},
       {R"({"xwhat": "buy"})", mixed, true},
       {R"({"xwhat": "buy", "xcontext": "a"})", buy, true},
-      // as many: the condition's count
+      // Both have the same number: the condition's properties are compared.
       {R"({"xwhat": "buy", "xcontext": {"b": "2", "a": "1"}})", buy, true},
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "2"}})", buy, false},
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2, "c": "3"}})", mixed, false},
-      // more: the condition's count
+      // The event has more properties: the condition's properties are compared.
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "3", "d": "x"}})", buy, false},
       {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2", "d": 4}})", buy, true},
       {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy"})", true},
@@ -44,13 +44,13 @@ inline std::span<const MatchingCase> matchingCases() {
       {R"({"xwhat": 5})", R"({"xwhat": 5})", false},
       {R"({"xwhat": null})", R"({"xwhat": null})", false},
       {R"({})", R"({})", false},
-      // values that are no texts
+      // Values that are not strings.
       {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": "1"}})", false},
       {R"({"xwhat": "buy", "xcontext": {"n": "1"}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
       {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
       {R"({"xwhat": "buy", "xcontext": {"n": null}})", R"({"xwhat": "buy", "xcontext": {"n": null}})", false},
       {R"({"xwhat": "buy", "xcontext": {"": ""}})", R"({"xwhat": "buy", "xcontext": {"": ""}})", true},
-      // no dictionaries
+      // Not dictionaries.
       {R"({"xwhat": "buy"})", R"("buy")", false},
       {R"(["buy"])", R"({"xwhat": "buy"})", false},
   };

@@ -6,7 +6,7 @@
 
 namespace oq::test {
 
-/// The surface as the bytes of a PNG file. Takes the surface.
+/// Encodes the surface as PNG, and destroys the surface.
 inline Data pngData(cairo_surface_t* surface) {
   Data data;
   auto append = [](void* to, const unsigned char* bytes, unsigned length) {

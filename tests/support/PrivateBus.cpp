@@ -11,14 +11,14 @@ constexpr const char* configuration =
     "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context='default'>"
     "<allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/></policy></busconfig>";
 
-// The daemon ends with what holds the other end of the shell's input.
+// The shell kills the daemon when its standard input is closed, that is when the test process ends.
 constexpr const char* script =
     "dbus-daemon --config-file=\"$0\" --nofork --nopidfile --print-address=1 & read end; kill $!; wait";
 
 }  // namespace
 
-// Not GLib's own test bus: that forks, and its child ends by the way that lets leaks be looked for, in which it may
-// find locks that no thread of it will ever give back.
+// Not GTestDBus: it forks, and its child exits through the leak check. There it may wait forever for a lock that
+// another thread held at the time of the fork.
 PrivateBus::PrivateBus() {
   const std::string file = _folder.write("bus.conf", configuration);
   const char* const command[] = {"sh", "-c", script, file.c_str(), nullptr};
@@ -27,13 +27,13 @@ PrivateBus::PrivateBus() {
                         static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE |
                                                       G_SUBPROCESS_FLAGS_STDERR_SILENCE),
                         nullptr);
-  if (!_daemon) throw std::runtime_error("no shell");
+  if (!_daemon) throw std::runtime_error("cannot start the shell");
   GDataInputStream* output = g_data_input_stream_new(g_subprocess_get_stdout_pipe(_daemon));
   char* line = g_data_input_stream_read_line(output, nullptr, nullptr, nullptr);
   _address = line ? line : "";
   g_free(line);
   g_object_unref(output);
-  if (_address.empty()) throw std::runtime_error("no message bus");
+  if (_address.empty()) throw std::runtime_error("cannot start the message bus");
   setenv("DBUS_SESSION_BUS_ADDRESS", _address.c_str(), 1);
 }
 

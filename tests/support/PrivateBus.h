@@ -8,8 +8,8 @@
 
 namespace oq::test {
 
-/// A message bus of the test's own, where DBUS_SESSION_BUS_ADDRESS says while this lives. It starts no services,
-/// and goes even when the test dies.
+/// A private message bus. DBUS_SESSION_BUS_ADDRESS points to it during this object's lifetime. It starts no services,
+/// and ends even if the test crashes.
 class PrivateBus {
  public:
   PrivateBus();
@@ -18,7 +18,7 @@ class PrivateBus {
   PrivateBus& operator=(const PrivateBus&) = delete;
 
   const std::string& address() const { return _address; }
-  /// Takes the bus from under those who are connected.
+  /// Stops the bus while clients are connected.
   void stop();
 
  private:

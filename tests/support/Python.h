@@ -9,7 +9,7 @@
 
 namespace oq::test {
 
-/// What the command prints.
+/// Runs the command and returns its output.
 inline std::string outputOf(const std::string& command) {
   std::string output;
   FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
@@ -20,7 +20,7 @@ inline std::string outputOf(const std::string& command) {
   return output;
 }
 
-/// Runs a Python program, whose `path` is the file, and gives back what it prints.
+/// Runs a Python program and returns its output. The program finds the file's path in the variable `path`.
 inline std::string python(const std::string& program, const std::filesystem::path& file) {
   ScratchFolder folder;
   const auto written = folder.write(

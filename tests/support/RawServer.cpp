@@ -26,7 +26,7 @@ class TLSConnection final : public RawServer::Connection {
   TLSConnection(SSL_CTX* context, int socket, std::atomic<std::size_t>& requestCount)
       : _ssl(SSL_new(context)), _socket(socket), _requestCount(requestCount) {
     SSL_set_fd(_ssl, _socket);
-    int yes = 1;  // what a server says last must not wait for the client's acknowledgement
+    int yes = 1;  // the last bytes must not wait for the client's acknowledgement
     setsockopt(_socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
   }
   ~TLSConnection() {
@@ -70,9 +70,9 @@ class TLSConnection final : public RawServer::Connection {
   void reset() override {
     linger atOnce{1, 0};
     setsockopt(_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-    int nobody = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    dup3(nobody, _socket, O_CLOEXEC);  // closes it, and keeps its number taken until it is closed for good
-    close(nobody);
+    int unconnected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    dup3(unconnected, _socket, O_CLOEXEC);  // closes the connection, and reserves the number until the destructor
+    close(unconnected);
   }
 
   void waitForClose() override {
@@ -103,7 +103,7 @@ int listenOnLoopback(int& port) {
   socklen_t length = sizeof address;
   bool isListening =
       bind(listener, generic, length) == 0 && listen(listener, 64) == 0 && getsockname(listener, generic, &length) == 0;
-  if (!isListening) throw std::runtime_error("a test server has no port");
+  if (!isListening) throw std::runtime_error("a test server cannot bind a port");
   port = ntohs(address.sin_port);
   return listener;
 }
@@ -143,13 +143,13 @@ class RawServer::Impl {
   }
 
   void run(int socket, std::size_t number) {
-    sigset_t brokenPipe;  // a client that has gone is an outcome, not the end of the test
+    sigset_t brokenPipe;  // writing to a closed connection must not end the test
     sigemptyset(&brokenPipe);
     sigaddset(&brokenPipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
     TLSConnection connection(context, socket, requestCount);
     if (connection.accept()) serve(connection);
-    // Forgotten before it is closed, so that nobody shuts down another socket with its number.
+    // Removed before it is closed, so that the destructor does not shut down another socket with the same number.
     std::lock_guard lock(mutex);
     openSockets.erase(number);
   }

@@ -1,5 +1,5 @@
-// How the sanitizers behave in every test program, compiled in so that a program run by hand behaves the same. No
-// suppression names a frame of ours.
+// Sanitizer options for all test programs. They are compiled in, so that a program started by hand behaves the same. No
+// suppression names our own code.
 
 #define SANITIZER_HOOK extern "C" __attribute__((visibility("default"))) const char*
 
@@ -14,26 +14,26 @@ SANITIZER_HOOK __asan_default_options() {
   return "detect_leaks=1";
 }
 
-// A program whose standard error is looked at stays quiet.
+// Some tests check a program's standard error, so it must not contain reports about suppressions.
 SANITIZER_HOOK __lsan_default_options() {
   return "print_suppressions=0";
 }
 
-// Caches that the text libraries keep until the process ends.
+// The text libraries have caches that they never free.
 SANITIZER_HOOK __lsan_default_suppressions() {
   return "leak:libfontconfig\n"
          "leak:libpango\n"
          "leak:libcairo\n";
 }
 
-// Left alone, a process that ends waits a second for its other threads, and each case is a process. Without that wait
-// it would take threads of libraries that are about to end for leaks.
+// By default a process waits one second for its other threads when it ends, and each test case is a process. With a
+// shorter wait, library threads that are about to end would be reported as leaks.
 SANITIZER_HOOK __tsan_default_options() {
   return "halt_on_error=1:atexit_sleep_ms=20:report_thread_leaks=0";
 }
 
-// These are not built for the sanitizer: what they do between their own locks and threads is not seen. The locks of
-// cairo and OpenSSL are, since others count on them; they call nothing of ours.
+// These libraries are not built for the sanitizer, so it does not see their synchronisation. For cairo and OpenSSL only
+// races are suppressed: other libraries rely on their locks, and they do not call our code.
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
          "called_from_lib:libcpp-httplib.so\n"

@@ -25,12 +25,12 @@ inline unsigned modeOf(const std::filesystem::path& path) {
   return static_cast<unsigned>(std::filesystem::status(path).permissions());
 }
 
-/// A folder of the test's own, removed with everything in it.
+/// A temporary folder, deleted with everything in it by the destructor.
 class ScratchFolder {
  public:
   ScratchFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "oqsdk-test-XXXXXX").string();
-    if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
+    if (!::mkdtemp(name.data())) throw std::runtime_error("cannot create a temporary folder");
     _path = name;
   }
   ~ScratchFolder() {
@@ -42,7 +42,7 @@ class ScratchFolder {
 
   const std::filesystem::path& path() const { return _path; }
   std::filesystem::path operator/(const std::string& name) const { return _path / name; }
-  /// Makes the file and the folders that it is in.
+  /// Writes the file and creates its folders.
   std::filesystem::path write(const std::string& name, const std::string& text) const {
     const auto file = _path / name;
     std::filesystem::create_directories(file.parent_path());
@@ -54,7 +54,8 @@ class ScratchFolder {
   std::filesystem::path _path;
 };
 
-/// An empty folder that stays until the process ends, as the logger of the process may have its file in it.
+/// Creates an empty folder. It is deleted only when the process ends, since the process-wide logger may have a file in
+/// it.
 inline std::filesystem::path freshFolder() {
   static const ScratchFolder root;
   static int number = 0;
@@ -63,14 +64,14 @@ inline std::filesystem::path freshFolder() {
   return folder;
 }
 
-/// How the process ended, as waitpid says it.
+/// Waits for the process and returns its status as from waitpid().
 inline int statusOf(pid_t process) {
   int status = -1;
   ::waitpid(process, &status, 0);
   return status;
 }
 
-/// Runs the body in a forked process and gives back how that ended. The body's true is exit code 0.
+/// Runs the body in a forked process and returns the process's status. The exit code is 0 if the body returns true.
 template <class Body>
 int statusOfChild(Body body) {
   pid_t child = ::fork();
@@ -83,7 +84,7 @@ bool holdsInChild(Body body) {
   return statusOfChild(body) == 0;
 }
 
-/// Whether the body, which is given the number of its process, is true in so many processes side by side.
+/// Runs the body in `count` parallel processes, with the process's number as argument. True if all return true.
 template <int count, class Body>
 bool holdsInChildren(Body body) {
   pid_t children[count];

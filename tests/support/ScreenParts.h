@@ -12,7 +12,7 @@
 
 namespace oq::test {
 
-/// All views of a kind on screen, in the order of the tree.
+/// All views of this type on the screen, in tree order.
 template <class View>
 std::vector<std::shared_ptr<View>> viewsOnScreen() {
   std::vector<std::shared_ptr<View>> found;
@@ -31,13 +31,13 @@ inline std::vector<std::string> buttonTitlesOnScreen() {
   return titles;
 }
 
-/// A finger on the middle of the view; false when something else is there.
+/// Taps the centre of the view; false if another view is there.
 inline bool tap(HeadlessHost& host, const UIView& view) {
   const CGPoint at = view.convertPointToWindow(view.bounds().centre());
   return OQNavigation::keyWindow()->hitTest(at).get() == &view && host.tap(at.x, at.y);
 }
 
-/// The same by its title.
+/// Taps the button with this title.
 inline bool tapButton(HeadlessHost& host, const std::string& title) {
   for (const auto& button : viewsOnScreen<UIButton>()) {
     if (button->titleForState(UIControlStateNormal) == title) return tap(host, *button);

@@ -15,8 +15,8 @@
 
 namespace oq::test {
 
-/// Stands in for the network: records every request and answers it from a script, on a queue of its own. A
-/// path without a script is answered with {"code":0}. Any thread may use it.
+/// Replaces the network: records every request and answers it from a script, on its own queue. Without a script the
+/// response is {"code":0}. Any thread may use it.
 class ScriptedTransport : public URLTransport {
  public:
   struct Request {
@@ -34,10 +34,10 @@ class ScriptedTransport : public URLTransport {
     std::int64_t status = 200;
     std::optional<Error> error = std::nullopt;
   };
-  /// Runs on the answering queue, and may wait there.
+  /// Runs on the transport's queue, and may block there.
   using Script = std::function<Answer(const Request&)>;
 
-  /// A serial queue answers in the order of the requests, a concurrent one side by side.
+  /// A serial queue answers the requests in order, a concurrent one in parallel.
   explicit ScriptedTransport(std::shared_ptr<DispatchQueue> queue = DispatchQueue::serial("test.network"))
       : _queue(std::move(queue)) {}
 
@@ -52,9 +52,9 @@ class ScriptedTransport : public URLTransport {
     _scripts[path] = std::move(script);
   }
 
-  /// What was sent so far, in order; only to the path when one is given.
+  /// The requests so far, in order; with a path, only the requests for that path.
   std::vector<Request> requests(const std::string& path = "") const;
-  /// Waits until every request is answered, those included that the answers brought about.
+  /// Waits until all requests are answered, including new ones that responses cause. False after a minute.
   bool settle();
 
   void perform(URLRequest request, URLCompletion completion) override;

@@ -23,7 +23,7 @@ void addExtension(X509* certificate, X509* issuer, int kind, const std::string& 
   X509_EXTENSION_free(extension);
 }
 
-/// Signed by the issuer, or by itself without one.
+/// Creates a certificate that is signed by the issuer, or self-signed if there is no issuer.
 Identity makeIdentity(const std::string& commonName, const Identity* issuer, const std::string& names,
                       long secondsLeft = validSeconds) {
   static std::atomic<long> serialNumber{1};

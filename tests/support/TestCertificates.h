@@ -23,25 +23,25 @@ struct Identity {
   CertificatePointer certificate;
   KeyPointer key;
 
-  /// As PEM, for a server that reads files.
+  /// Writes PEM files, for servers that read files.
   void write(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile) const;
 };
 
-/// A certificate authority that lives as long as the process.
+/// A certificate authority. The shared ones exist until the process ends.
 class TestAuthority {
  public:
   explicit TestAuthority(const std::string& name);
 
-  /// The one that trust() makes known.
+  /// The authority that clients trust after a call of trust().
   static TestAuthority& trusted();
-  /// One that no client knows.
+  /// An authority that no client trusts.
   static TestAuthority& unknown();
 
-  /// For alternative names as OpenSSL writes them: "DNS:localhost,IP:127.0.0.1".
+  /// Issues a certificate for alternative names in OpenSSL's form: "DNS:localhost,IP:127.0.0.1".
   Identity issue(const std::string& alternativeNames) const;
-  /// The same, but out of date since an hour.
+  /// The same, but expired an hour ago.
   Identity issueExpired(const std::string& alternativeNames) const;
-  /// By itself and by nobody else.
+  /// Creates a self-signed certificate.
   static Identity selfSigned(const std::string& alternativeNames);
   /// Points SSL_CERT_FILE at this authority's certificate.
   void trust();

@@ -5,8 +5,8 @@
 
 namespace oq::test {
 
-/// Runs the work in so many threads, each with its number. The end of what is given back waits for them, so that a call
-/// whose result nobody keeps returns when all are done.
+/// Runs the work in `count` threads, with the thread's number as argument. The destructor of the result joins them, so
+/// a call that ignores the result waits for all threads.
 template <class Work>
 std::vector<std::jthread> inThreads(int count, const Work& work) {
   std::vector<std::jthread> threads;

@@ -31,7 +31,7 @@ void centredText(cairo_t* cr, const std::string& text, double size, UIColor colo
            false);
 }
 
-/// A range of hills: two waves laid over each other.
+/// Hills: the sum of two waves.
 void hills(cairo_t* cr, double base, double height, double phase, UIColor colour) {
   cairo_move_to(cr, 0, 780);
   for (int x = 0; x <= 520; x += 4) {
@@ -43,7 +43,7 @@ void hills(cairo_t* cr, double base, double height, double phase, UIColor colour
   cairo_fill(cr);
 }
 
-/// 520 by 780.
+/// A poster of 520 by 780.
 void drawPoster(cairo_t* cr) {
   cairo_rectangle(cr, 0, 0, 520, 780);
   fillWith(cr, cairo_pattern_create_linear(0, 0, 0, 780),
@@ -70,7 +70,7 @@ void ellipse(cairo_t* cr, double x, double y, double across, double down) {
   cairo_restore(cr);
 }
 
-/// 520 by 341: a mug on a table.
+/// A mug on a table, 520 by 341.
 void drawStillLife(cairo_t* cr) {
   cairo_rectangle(cr, 0, 0, 520, 342);
   fillWith(cr, cairo_pattern_create_linear(0, 0, 0, 342), {{0, .93, .88, .80, 1}, {1, .86, .77, .66, 1}});

@@ -4,7 +4,7 @@
 
 namespace oq::gallery {
 
-/// Pictures such as a campaign may have, as PNG files. Sizes in pixels.
+/// Sample pictures for campaigns, as PNG data. Sizes in pixels.
 Data poster(int width, int height);
 Data stillLife(int width, int height);
 

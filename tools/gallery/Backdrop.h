@@ -2,7 +2,7 @@
 
 namespace oq::gallery {
 
-/// Puts something on the screen that a message can come up over: a page of a small shop.
+/// Puts the page of a small shop on the screen, as a background for messages.
 void addBackdrop();
 
 }  // namespace oq::gallery

@@ -10,7 +10,8 @@
 #include "UIKit/Windows/MainObject.h"
 #include "oqsdk/headless/HeadlessHost.h"
 
-/// Draws every style of message, short, long and from right to left, in windows of several shapes, into a folder.
+/// Draws every style of message (with short, long and right-to-left text, in windows of several shapes) as PNG files
+/// into a folder.
 
 namespace {
 
@@ -29,7 +30,7 @@ Value button(const char* text, const char* colour, const char* background) {
   return {{"text", text}, {"color", colour}, {"background", background}};
 }
 
-/// Of a shop in Arabic.
+/// A message in Arabic.
 Value rightToLeftRecord(int style) {
   return {{"style", style},
           {"picture", kStillLife},

@@ -9,12 +9,12 @@
 #include <sstream>
 #include <string>
 
-/// Told to the test at the other end.
+/// Prints a line for the test script.
 inline void say(const std::string& line) {
   std::cout << line << std::endl;
 }
 
-/// A host that does what it reads from its standard input, line by line: the name of a command and what it takes.
+/// A host that executes commands from its standard input. A line is the name of a command and its arguments.
 class CommandFixture {
  public:
   using Commands = std::map<std::string, std::function<void(std::istream&)>>;
@@ -44,7 +44,7 @@ class CommandFixture {
   Commands _commands;
 };
 
-/// Says "left" when the fixture has gone after the application.
+/// Runs the fixture until the application ends. Prints "left" after both are destroyed.
 inline int runFixture(const std::string& identifier, std::unique_ptr<CommandFixture> fixture) {
   auto application = Gtk::Application::create(identifier, Gio::Application::Flags::NON_UNIQUE);
   application->signal_activate().connect([&] {

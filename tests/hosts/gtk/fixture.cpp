@@ -17,20 +17,19 @@
 #include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/gtk/GtkHost.h"
 
-/// A host with one button that fills its window and views of the library above it. It does what it reads from
-/// its standard input, line by line, and tells on its standard output what happens; gtk_test.py is the other
-/// end. What kind of host it is:
+/// A host with one button that fills its window, and views of the library above it. It executes commands from its
+/// standard input and reports events on its standard output; gtk_test.py and stage_test.py control it. Its kinds:
 ///
 /// "window": its window is attached
-/// "overlay": an overlay of its own is
-/// "eager": the same, and it shows a message as soon as it has asked for its window, which is given no size
-/// "second": a window that is never shown was attached before
-/// "early": the same, and it shows a message before it has asked for its window, which is left to "show"
-/// "adw_window", "adw_application_window": its window is libadwaita's, which is loaded for it
+/// "overlay": a Gtk::Overlay of the host is attached
+/// "eager": like "overlay", but the window has no default size, and a message is shown right after present()
+/// "second": like "window", but another window, which is never shown, was attached before
+/// "early": like "second", but a message is shown before the window; the command "show" shows the window
+/// "adw_window", "adw_application_window": its window is one of libadwaita, which is loaded at run time
 
 namespace {
 
-/// A message with what `style` shows of it; `repeats` of its text.
+/// A message whose text is repeated `repeats` times.
 std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
   std::string text;
   for (int i = 0; i < repeats; ++i) text += "全场八折 off ";
@@ -43,7 +42,7 @@ std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
   return data;
 }
 
-/// A window of the type that the library calls so.
+/// A window of a libadwaita type, such as "adw_window".
 Gtk::Window* makeAdwaitaWindow(const std::string& type) {
   void* library = dlopen("libadwaita-1.so.0", RTLD_NOW);
   if (!library) return nullptr;
@@ -68,27 +67,27 @@ std::string roleOf(GtkWidget* widget) {
 }
 
 std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
-  // Asked whether it is something that it never is, GTK tells what it is.
+  // If the expected value differs, GTK returns the actual one.
   char* value = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), property, "\001");
   std::string text = value ? value : "";
   g_free(value);
   return text;
 }
 
-/// Tells of its touches.
-class Talker : public oq::UIView {
+/// Reports its touches.
+class TouchReporter : public oq::UIView {
  public:
-  Talker(std::string name, oq::CGRect frame) : UIView(frame), _name(std::move(name)) {}
-  void touchesBegan(oq::UITouch& touch) override { tell("began", touch); }
-  void touchesEnded(oq::UITouch& touch) override { tell("ended", touch); }
-  void touchesCancelled(oq::UITouch& touch) override { tell("cancelled", touch); }
+  TouchReporter(std::string name, oq::CGRect frame) : UIView(frame), _name(std::move(name)) {}
+  void touchesBegan(oq::UITouch& touch) override { report("began", touch); }
+  void touchesEnded(oq::UITouch& touch) override { report("ended", touch); }
+  void touchesCancelled(oq::UITouch& touch) override { report("cancelled", touch); }
   bool scrollBy(double, double dy) override {
     say(_name + (dy > 0 ? " scrolled down" : " scrolled up"));
     return true;
   }
 
  private:
-  void tell(const char* what, const oq::UITouch& touch) {
+  void report(const char* what, const oq::UITouch& touch) {
     std::ostringstream text;
     text << _name << " " << what << " " << touch.locationInWindow.x << " " << touch.locationInWindow.y;
     say(text.str());
@@ -104,7 +103,7 @@ class Fixture : public CommandFixture {
         {"text", [this](auto&) { addText(); }},
         {"dead", [this](auto&) { addText()->setAccessibilityTraits(oq::UIAccessibilityTraitButton); }},
         {"pop", [this](auto& in) { pop(in); }},
-        {"a11y", [this](auto&) { tellAccessible(GTK_WIDGET(_window->gobj())); }},
+        {"a11y", [this](auto&) { reportAccessible(GTK_WIDGET(_window->gobj())); }},
         {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
@@ -123,13 +122,13 @@ class Fixture : public CommandFixture {
         {"open", [this](auto& in) { openNamed(in); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
-        {"state", [this](auto&) { tellState(); }},
+        {"state", [this](auto&) { reportState(); }},
         {"plain", [this](auto&) { makePlain(); }},
-        {"painted", [this](auto&) { tellWhenPainted(); }},
-        {"card", [this](auto&) { tellCard(); }},
+        {"painted", [this](auto&) { reportWhenPainted(); }},
+        {"card", [this](auto&) { reportCard(); }},
         {"bar", [this](auto&) { reportTitleBar(); }},
         {"dismiss", [this](auto&) { _message.lock()->_close(); }},
-        {"focus", [this](auto&) { tellFocus(); }},
+        {"focus", [this](auto&) { reportFocus(); }},
         {"page", [](auto&) { openPage(); }},
         {"shown", [this](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
     });
@@ -185,7 +184,7 @@ class Fixture : public CommandFixture {
     _inBar = {&button, controls};
   }
 
-  /// "bar X Y X Y": the middles of the host's button and of the window's own, on the screen.
+  /// Reports "bar X Y X Y": the centres of the host's button and of the window's close button, on the screen.
   void reportTitleBar() {
     std::string line = "bar";
     for (Gtk::Widget* widget : _inBar) {
@@ -208,7 +207,7 @@ class Fixture : public CommandFixture {
   void addView(std::istream& in) {
     double x, y, width, height;
     in >> x >> y >> width >> height;
-    _view = oq::makeMainObject<Talker>("view", oq::CGRectMake(x, y, width, height));
+    _view = oq::makeMainObject<TouchReporter>("view", oq::CGRectMake(x, y, width, height));
     _view->setBackgroundColor(oq::UIColor::redColor());
     ours().addSubview(_view);
   }
@@ -234,19 +233,19 @@ class Fixture : public CommandFixture {
                         [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
   }
 
-  /// What GTK tells of the widgets that stand for views.
-  void tellAccessible(GtkWidget* widget) {
+  /// Reports the accessible role and name of each proxy widget.
+  void reportAccessible(GtkWidget* widget) {
     if (std::string(gtk_widget_get_css_name(widget)) == "oqsdk-stand-in") {
       std::string line = roleOf(widget) + " " + propertyOf(widget, GTK_ACCESSIBLE_PROPERTY_LABEL);
       if (roleOf(widget) == "dialog") line += " | " + propertyOf(widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION);
       say(line + (gtk_widget_is_focus(widget) ? " *" : ""));
     }
     for (auto* child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child))
-      tellAccessible(child);
+      reportAccessible(child);
   }
 
   void addFilling() {
-    auto view = oq::makeMainObject<Talker>("filling", ours().bounds());
+    auto view = oq::makeMainObject<TouchReporter>("filling", ours().bounds());
     view->setBackgroundColor(oq::UIColor::greenColor());
     view->setFillsSurroundings(true);
     ours().addSubview(view);
@@ -266,7 +265,7 @@ class Fixture : public CommandFixture {
     g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
   }
 
-  /// Of the host's own child.
+  /// Sets the cursor of the window's child.
   void setCursor(std::istream& in) {
     std::string name;
     in >> name;
@@ -284,7 +283,7 @@ class Fixture : public CommandFixture {
     g_object_set(_window->gobj(), property, child ? child->gobj() : nullptr, nullptr);
   }
 
-  /// Something of the host's own that lies above the library's views.
+  /// Adds a button of the host above the library's views.
   void addAbove() {
     auto& button = makeButton("above");
     button.set_halign(Gtk::Align::START);
@@ -293,7 +292,7 @@ class Fixture : public CommandFixture {
     dynamic_cast<Gtk::Overlay&>(*_window->get_child()).add_overlay(button);
   }
 
-  /// What a host does that puts a frame around the child it has.
+  /// Moves the window's child into a new container, as a host does that adds a frame.
   void rehome() {
     auto& button = makeButton("inner");
     setChild(&button);
@@ -318,7 +317,7 @@ class Fixture : public CommandFixture {
     say("mapped");
   }
 
-  void tellState() {
+  void reportState() {
     auto& application = oq::UIApplication::sharedApplication();
     int active = 0;
     for (const auto& scene : application.connectedScenes())
@@ -330,7 +329,7 @@ class Fixture : public CommandFixture {
     say(text.str());
   }
 
-  /// Gives the host one color, lets it be as small as its window, and counts its keys.
+  /// Paints the host in one colour, allows any window size, and counts key presses.
   void makePlain() {
     auto css = Gtk::CssProvider::create();
     css->load_from_data("button { all: unset; background: #3c78d8; color: #3c78d8; font-size: 1px; }");
@@ -341,8 +340,8 @@ class Fixture : public CommandFixture {
     _window->add_controller(keys);
   }
 
-  /// "painted WIDTHxHEIGHT" once nothing moves and the display shows it.
-  void tellWhenPainted() {
+  /// Reports "painted WIDTHxHEIGHT" when no animation runs and the display shows the result.
+  void reportWhenPainted() {
     _window->add_tick_callback([this, frames = 0](const auto&) mutable {
       if (oq::AnimationEngine::shared().isRunning()) frames = 0;
       _window->queue_draw();
@@ -353,9 +352,9 @@ class Fixture : public CommandFixture {
     });
   }
 
-  /// "card X Y WIDTH HEIGHT", then in the same form the title, zeros without one, and the button that closes, and the
-  /// pixels per point that pictures are prepared for.
-  void tellCard() {
+  /// Reports "card X Y WIDTH HEIGHT", then the same four numbers of the title (zeros if there is no title) and of the
+  /// close button, then the pixels per point for which pictures are prepared.
+  void reportCard() {
     using View = std::shared_ptr<oq::UIView>;
     const auto message = _message.lock();
     const auto style = message->data()->style();
@@ -373,8 +372,8 @@ class Fixture : public CommandFixture {
     say(text.str());
   }
 
-  /// "focus KEYS WHERE": how many keys were pressed, and who would get the next one.
-  void tellFocus() {
+  /// Reports "focus KEYS OWNER": the number of pressed keys, and whether the host or the library has the focus.
+  void reportFocus() {
     auto* focus = _window->get_focus();
     const bool isOurs = focus && isInSurface(focus->gobj());
     say("focus " + std::to_string(_keys) + (isOurs ? " ours" : " host"));
@@ -394,7 +393,7 @@ class Fixture : public CommandFixture {
   int _width, _height;
   int _keys = 0;
   std::weak_ptr<oq::OQPopWindow> _message;
-  std::vector<Gtk::Widget*> _inBar;  ///< a button of the host, and the buttons of the window
+  std::vector<Gtk::Widget*> _inBar;  ///< the host's button, and the window's buttons
   const std::string _kind;
   int _frames = 0;
   Gtk::Window* _window = nullptr;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Drives the fixture with a real pointer on an Xvfb of its own: gtk_test.py FIXTURE [unittest arguments]."""
+"""Tests the GTK host with a real pointer on a private Xvfb: gtk_test.py FIXTURE [unittest arguments]."""
 
 import ctypes
 import math
@@ -17,17 +17,17 @@ DISPLAY = ""
 WAIT = 20.0
 
 
-def until(holds, otherwise, pause=0.02, seconds=WAIT):
-    """Waits until it holds; `otherwise` tells what is instead."""
+def until(holds, problem, pause=0.02, seconds=WAIT):
+    """Waits until holds() is true. After the timeout it fails with the message of problem()."""
     deadline = time.monotonic() + seconds
     while not holds():
         if time.monotonic() > deadline:
-            raise AssertionError(otherwise())
+            raise AssertionError(problem())
         time.sleep(pause)
 
 
 class Stage:
-    """Where the library lays out its messages in a window: by its description, not by what the program says."""
+    """Computes the stage of a window from its description, independently of the library's code."""
 
     def __init__(self, width, height, laid_out_for=None, maximum=1.5):
         ratio = width / height
@@ -40,7 +40,7 @@ class Stage:
         self.top = max(0, math.floor((height - self.height * self.scale) / 2 + 1e-6))
 
     def at(self, x, y):
-        """A point of the stage, in the window."""
+        """Converts a point of the stage to window coordinates."""
         return self.left + x * self.scale, self.top + y * self.scale
 
     def pixel(self, x, y):
@@ -48,13 +48,13 @@ class Stage:
 
 
 class Display:
-    """An X server on a free display, for as long as the block runs."""
+    """Runs an X server on a free display during the with block."""
 
     def __init__(self, size="1400x1000"):
         self.size = size
 
     def __enter__(self):
-        # What the screen shows, in a file.
+        # Xvfb keeps the screen's pixels in a file of this folder.
         self.folder = tempfile.TemporaryDirectory()
         reader, writer = os.pipe()
         self.process = subprocess.Popen(
@@ -62,8 +62,8 @@ class Display:
              "-fbdir", self.folder.name],
             pass_fds=[writer], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
-        with os.fdopen(reader) as told:
-            number = told.readline().strip()
+        with os.fdopen(reader) as pipe:
+            number = pipe.readline().strip()
         if not number:
             raise RuntimeError("Xvfb does not start")
         return ":" + number
@@ -74,7 +74,7 @@ class Display:
         self.folder.cleanup()
 
     def shot(self, width, height):
-        """The bytes, blue, green, red, none, of the screen's upper left part."""
+        """The pixels of the screen's upper left part, four bytes each: blue, green, red, unused."""
         with open(os.path.join(self.folder.name, "Xvfb_screen0"), "rb") as screen:
             header = struct.unpack(">25I", screen.read(100))
             begin, line = header[0] + 12 * header[19], header[12]
@@ -83,8 +83,8 @@ class Display:
 
 
 class WindowManager:
-    """Minimises windows, makes them active when it is asked to, but not for a press, and puts them where they would be
-    without it."""
+    """Runs a window manager that can minimise and activate windows. It does not activate a window that is pressed, and
+    places windows as X does without a window manager."""
 
     RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><mouse/><applications><application class="*">
         <decor>no</decor><position force="yes"><x>0</x><y>0</y></position></application></applications>
@@ -96,7 +96,8 @@ class WindowManager:
         self.rules.flush()
         self.process = subprocess.Popen(["openbox", "--config-file", self.rules.name, "--sm-disable"],
                                         env=dict(os.environ, DISPLAY=DISPLAY), stderr=subprocess.DEVNULL)
-        until(lambda: b"window id" in self.root_property("_NET_SUPPORTING_WM_CHECK"), lambda: "no window manager")
+        until(lambda: b"window id" in self.root_property("_NET_SUPPORTING_WM_CHECK"),
+              lambda: "the window manager does not start")
 
     @staticmethod
     def root_property(name):
@@ -110,7 +111,7 @@ class WindowManager:
 
 
 class Compositor:
-    """A Wayland session without a screen. While a window is minimised its frames are held back."""
+    """Runs a Wayland compositor without a screen. It sends no frame callbacks to a minimised window."""
 
     def __enter__(self):
         self.folder = tempfile.TemporaryDirectory()
@@ -119,7 +120,8 @@ class Compositor:
         self.process = subprocess.Popen(
             ["weston", "--backend=headless-backend.so", "--socket=test-session", "--idle-time=0", "--no-config"],
             env={**os.environ, **session}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        until(lambda: os.path.exists(os.path.join(self.folder.name, "test-session")), lambda: "no compositor")
+        until(lambda: os.path.exists(os.path.join(self.folder.name, "test-session")),
+              lambda: "the compositor does not start")
         return {**session, "GDK_BACKEND": "wayland"}
 
     def __exit__(self, *_):
@@ -129,7 +131,7 @@ class Compositor:
 
 
 class Fixture:
-    """One run of the fixture. Every line that it prints is kept until it is asked for."""
+    """One run of the fixture. Its output lines are queued until they are read."""
 
     def __init__(self, width=375, height=700, *more, **environment):
         self.home = tempfile.TemporaryDirectory()
@@ -146,13 +148,13 @@ class Fixture:
             ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
             chunk = os.read(self.process.stdout.fileno(), 65536) if ready else b""
             if not chunk:
-                raise AssertionError(f"no more lines; waiting since {self.lines[-8:]}")
+                raise AssertionError(f"no more lines after {self.lines[-8:]}")
             self.buffer += chunk
         line, self.buffer = self.buffer.split(b"\n", 1)
         return line.decode()
 
     def await_line(self, start):
-        """Everything up to the first line that begins with `start`, that line last."""
+        """Returns all lines up to and including the first one that begins with `start`."""
         deadline = time.monotonic() + WAIT
         seen = []
         while not seen or not seen[-1].startswith(start):
@@ -161,13 +163,13 @@ class Fixture:
         return seen
 
     def do(self, command):
-        """What was printed up to the end of the command."""
+        """Executes a command and returns the lines that were printed until its end."""
         self.process.stdin.write((command + "\n").encode())
         self.process.stdin.flush()
         return self.await_line("did " + command)[:-1]
 
     def do_until(self, command, start):
-        """Does the command and waits for a line that may come before its end or after it."""
+        """Executes a command and waits for a line that may be printed before or after its end."""
         if not any(line.startswith(start) for line in self.do(command)):
             self.await_line(start)
 
@@ -181,12 +183,12 @@ class Fixture:
         return int(self.do("frames")[-1].split()[1])
 
     def quiet_frames(self):
-        """The number of frames once nothing has been painted for a while."""
+        """Waits until nothing has been painted for a while, and returns the number of frames."""
         deadline = time.monotonic() + WAIT
         before = -1
         while (now := self.frames()) != before:
             if time.monotonic() > deadline:
-                raise AssertionError("painting never ends")
+                raise AssertionError("painting does not end")
             before = now
             time.sleep(0.3)
         return now
@@ -215,7 +217,7 @@ class CursorImage(ctypes.Structure):
 
 
 def cursor(x, y):
-    """The shape of the cursor over a place."""
+    """The shape of the cursor over a point."""
     pointer("mousemove", x - 1, y, "mousemove", x, y)
     x11, fixes = ctypes.CDLL("libX11.so.6"), ctypes.CDLL("libXfixes.so.3")
     x11.XOpenDisplay.restype = ctypes.c_void_p
@@ -237,14 +239,14 @@ def click(x, y):
 
 
 def pixel(x, y):
-    """Red, green and blue of a pixel of the screen."""
+    """The red, green and blue values of a pixel of the screen."""
     shot = ["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "-depth", "8", "rgb:-"]
     return tuple(subprocess.run(shot, env=dict(os.environ, DISPLAY=DISPLAY), check=True, timeout=WAIT,
                                 stdout=subprocess.PIPE).stdout)
 
 
 def await_pixel(x, y, colour, gone=False):
-    """Until the pixel has the colour; with `gone`, until it has another one."""
+    """Waits until the pixel has the colour, or, with `gone`, another colour."""
     until(lambda: (pixel(x, y) == colour) != gone, lambda: f"{pixel(x, y)} at {x},{y}, {gone=} {colour}")
 
 
@@ -270,7 +272,7 @@ class GtkHost(unittest.TestCase):
         fixture.quiet_frames()
         return fixture
 
-    def test_touches_reach_whom_they_hit(self):
+    def test_touches_reach_the_view_or_the_host_under_the_pointer(self):
         for kind in ("window", "overlay"):
             with self.subTest(kind):
                 fixture = self.start(375, 700, kind)
@@ -280,16 +282,16 @@ class GtkHost(unittest.TestCase):
                 self.assertEqual(fixture.await_line("view ended"), ["view began 150 150", "view ended 150 150"])
                 click(150, 300)
                 self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
-                # A touch stays with whom it began in, wherever it goes.
+                # A touch stays with the view in which it began, wherever it moves.
                 pointer("mousemove", 200, 150, "mousedown", 1, "mousemove", 200, 400, "mouseup", 1)
                 self.assertEqual(fixture.await_line("view ended"), ["view began 200 150", "view ended 200 400"])
                 pointer("mousemove", 200, 400, "mousedown", 1, "mousemove", 200, 150, "mouseup", 1)
-                # Neither another button nor the wheel reaches what lies below.
+                # Other buttons and the wheel do not reach the host below a view.
                 pointer("mousemove", 150, 150, "click", 3, "click", 5)
                 self.assertEqual(fixture.await_line("view scrolled"), ["host clicked", "view scrolled down"])
                 self.assertEqual(fixture.close(), 0)
 
-    def test_a_view_that_comes_under_a_resting_pointer_takes_its_click(self):
+    def test_a_view_that_appears_under_a_resting_pointer_gets_its_click(self):
         fixture = self.start()
         click(150, 150)
         fixture.await_line("host clicked")
@@ -302,7 +304,7 @@ class GtkHost(unittest.TestCase):
         pointer("click", 1)
         self.assertEqual(fixture.await_line("host clicked"), ["host clicked"])
 
-    def test_the_cursor_is_a_hand_over_what_can_be_pressed(self):
+    def test_the_cursor_is_a_hand_over_buttons(self):
         fixture = self.start()
         shapes = {}
         for name in ("pointer", "default", "crosshair"):
@@ -312,7 +314,7 @@ class GtkHost(unittest.TestCase):
         self.assertEqual(len(set(shapes.values())), 3)
         fixture.do_until("pop 1", "code 1")
         fixture.quiet_frames()
-        # The picture, what is dimmed, the close button below the picture.
+        # The picture, the dimmed area, the close button below the picture, the dimmed area again.
         height = 375 * 520 / 590.5 * 1.5
         close = round(350 + height / 2 + 375 * 40 / 590.5)
         for x, y, name in ((200, 350, "pointer"), (5, 350, "default"), (188, close, "pointer"), (5, 5, "default")):
@@ -321,7 +323,7 @@ class GtkHost(unittest.TestCase):
         fixture.await_line("code 3")
         await_cursor(189, close, shapes["crosshair"])
 
-    def test_without_animations_all_is_at_its_end_at_once(self):
+    def test_with_animations_disabled_completions_come_at_once(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("animate 300")
@@ -331,7 +333,7 @@ class GtkHost(unittest.TestCase):
         fixture.do("animate 300")
         fixture.do_until("remove", "completed 0")
 
-    def test_a_message_blocks_the_hosts_title_bar_but_not_the_windows_own_buttons(self):
+    def test_a_message_blocks_the_hosts_title_bar_but_not_the_windows_close_button(self):
         fixture = self.start(375, 700, "titlebar")
         places = fixture.do("bar")[-1].split()
         bar, close = places[1:3], places[3:5]
@@ -346,7 +348,7 @@ class GtkHost(unittest.TestCase):
         click(*close)
         fixture.await_line("destroyed")
 
-    def test_what_the_host_puts_above_comes_first(self):
+    def test_host_widgets_above_the_views_get_their_touches(self):
         fixture = self.start(375, 700, "overlay")
         fixture.do("view 100 100 200 100")
         fixture.do("above")
@@ -382,7 +384,7 @@ class GtkHost(unittest.TestCase):
                 fixture.do(command)
                 fixture.quiet_frames()
                 click(150, 150)
-                # A window of libadwaita's has a frame around what it shows.
+                # The coordinates are not compared: a libadwaita window has a frame around its content.
                 self.assertTrue(fixture.await_line("view ended")[0].startswith("view began"))
                 if name:
                     click(150, 300)
@@ -395,12 +397,12 @@ class GtkHost(unittest.TestCase):
         self.check_children("window")
 
     @unittest.skipUnless(has_library("libadwaita-1.so.0"), "no libadwaita here")
-    def test_the_content_of_a_window_of_libadwaita_is_wrapped(self):
+    def test_the_content_of_a_libadwaita_window_is_wrapped(self):
         for kind in ("adw_window", "adw_application_window"):
             with self.subTest(kind):
                 self.check_children(kind)
 
-    def test_a_message_that_comes_before_the_first_layout_has_its_size(self):
+    def test_a_message_shown_before_the_first_layout_gets_the_right_size(self):
         fixture = self.start(375, 700, "eager")
         if "code 1" not in fixture.lines:
             fixture.await_line("code 1")
@@ -425,7 +427,7 @@ class GtkHost(unittest.TestCase):
         fixture.do_until("remove", "completed 0")
 
     def key(self, fixture, name):
-        """What is told of the views afterwards."""
+        """Presses a key and returns the accessible elements afterwards."""
         pointer("key", name)
         fixture.quiet_frames()
         return [line for line in fixture.do("a11y") if not line.startswith(("code", "host"))]
@@ -436,15 +438,16 @@ class GtkHost(unittest.TestCase):
         fixture.await_line("host clicked")
         fixture.do_until("pop 3", "code 1")
         fixture.quiet_frames()
-        heard = ["dialog 春季大促 | 全场八折 off ", "heading 春季大促", "text 全场八折 off ", "button 取消", "button 确定"]
+        elements = ["dialog 春季大促 | 全场八折 off ", "heading 春季大促", "text 全场八折 off ", "button 取消",
+                    "button 确定"]
 
         def focused(at):
-            return [line + " *" if index == at else line for index, line in enumerate(heard)]
+            return [line + " *" if index == at else line for index, line in enumerate(elements)]
 
         self.assertEqual(fixture.do("a11y"), focused(0))
         for name, at in (("Tab", 3), ("Tab", 4), ("Tab", 3), ("shift+Tab", 4), ("Escape", 4)):
             self.assertEqual(self.key(fixture, name), focused(at), name)
-        # Return goes where the focus is, once; afterwards the keyboard is the host's again.
+        # Return presses the focused button once; after that the host has the keyboard again.
         pointer("key", "Return")
         self.assertEqual(fixture.await_line("code"), ["code 5"])
         self.assertEqual(self.key(fixture, "Return"), [])
@@ -455,7 +458,7 @@ class GtkHost(unittest.TestCase):
         pointer("key", "Escape")
         self.assertEqual(fixture.await_line("code"), ["code 3"])
 
-    def test_the_keyboard_passes_over_what_takes_no_input(self):
+    def test_the_keyboard_skips_views_without_input(self):
         fixture = self.start()
         click(150, 300)
         fixture.await_line("host clicked")
@@ -464,11 +467,11 @@ class GtkHost(unittest.TestCase):
         fixture.quiet_frames()
         self.assertEqual(self.key(fixture, "Tab"), ["button text"])
 
-    def test_whatever_happens_to_the_window_while_a_message_opens_it_reports(self):
+    def test_a_message_reports_even_if_its_window_changes_while_it_opens(self):
         fixture = self.start()
         for command in ("show", "resize 350 600", "resize 900 600", "close"):
             with self.subTest(command):
-                # Each of those before has reported already.
+                # The messages of earlier rounds have already reported.
                 before = fixture.lines.count("code 1")
                 fixture.do("pop 2")
                 fixture.do(command)
@@ -476,7 +479,7 @@ class GtkHost(unittest.TestCase):
                     fixture.await_line("code 1")
 
     def assert_waiting(self, fixture, background):
-        """Neither reported nor painted, although time passes and the window may be looked at."""
+        """Checks that the message is neither reported nor painted after some time."""
         fixture.do("animate 0.3")
         fixture.await_line("completed")
         self.assertNotIn("code 1", fixture.lines)
@@ -520,7 +523,7 @@ class GtkHost(unittest.TestCase):
             before = fixture.lines.count("code 1")
             fixture.do("view 0 0 1 1")
             fixture.do("minimise")
-            # Until no frame comes although something moves.
+            # Wait until there are no frames, although an animation runs.
             fixture.do("animate 30")
             fixture.quiet_frames()
             fixture.do("pop 3")
@@ -528,12 +531,12 @@ class GtkHost(unittest.TestCase):
                 fixture.do("animate 0.3")
                 fixture.await_line("completed")
             self.assertEqual(fixture.lines.count("code 1"), before)
-            # Nothing but a press in the session brings it back, so its window is made again.
+            # Only a press in the session could restore the window, so hide and show it, which creates a new one.
             fixture.do("hide")
             fixture.do_until("show", "code 1")
             self.assertEqual(fixture.close(), 0)
 
-    def test_a_message_whose_window_is_destroyed_while_it_opens_appears_in_another(self):
+    def test_a_message_moves_to_another_window_if_its_own_is_destroyed_while_it_opens(self):
         with WindowManager():
             fixture = self.start(400, 700)
             fixture.do_until("open two", "mapped")
@@ -554,7 +557,8 @@ class GtkHost(unittest.TestCase):
         def pop_in(name):
             before = fixture.lines.count("code 1")
             fixture.do("pop 3")
-            until(lambda: fixture.do("state") and fixture.lines.count("code 1") > before, lambda: "no report")
+            until(lambda: fixture.do("state") and fixture.lines.count("code 1") > before,
+                  lambda: "the message did not report")
             messages.append(name)
             assert_messages(*messages)
 
@@ -567,19 +571,19 @@ class GtkHost(unittest.TestCase):
             click(650, 350)
             fixture.await_line("host clicked")
             pop_in("two")
-            # Made active without a press, and with the message of the other window still open.
+            # Activated without a press, while the message in the other window is still open.
             pointer("search", "--name", "^one$", "windowactivate", "--sync")
             pop_in("one")
             click(1100, 350)
             fixture.await_line("host clicked")
             pop_in("three")
-            # A press on the message itself is one, too.
+            # A press on a message also counts as use of its window.
             click(450 + 110, 407)
             fixture.await_line("code 4")
             messages.remove("two")
             pop_in("two")
 
-    def test_an_endless_text_shows_and_scrolls(self):
+    def test_a_very_long_text_is_shown_and_scrolls(self):
         fixture = self.start()
         fixture.do_until("pop 3 8000", "code 1")
         fixture.quiet_frames()
@@ -590,13 +594,13 @@ class GtkHost(unittest.TestCase):
                                   stdout=subprocess.PIPE).stdout
 
         before = body()
-        self.assertGreater(len(set(before)), 20, "no text to be seen")
+        self.assertGreater(len(set(before)), 20, "no text is visible")
         pointer("mousemove", 200, 350, "click", 5)
         fixture.quiet_frames()
         self.assertNotEqual(body(), before)
         self.assertGreater(len(set(body())), 20)
 
-    def test_a_closed_window_leaves_nothing(self):
+    def test_after_a_window_closes_another_can_be_opened(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("animate 30")
@@ -611,7 +615,7 @@ class GtkHost(unittest.TestCase):
         fixture.do("quit")
         fixture.await_line("left")
 
-    def test_a_wide_window_has_its_stage_in_the_middle(self):
+    def test_the_stage_is_centred_in_a_wide_window(self):
         fixture = self.start(1280, 800)
         self.assertEqual(fixture.state(), "state scenes 1 active 1 host 1 screen 375x620")
         fixture.do("view 100 100 200 100")
@@ -637,7 +641,7 @@ class GtkHost(unittest.TestCase):
         seen = [line for _ in range(3) for line in fixture.await_line("filling ended")]
         self.assertNotIn("host clicked", seen)
 
-    def test_nothing_is_painted_while_nothing_changes(self):
+    def test_without_changes_nothing_is_painted(self):
         fixture = self.start()
         fixture.do("view 100 100 200 100")
         fixture.do("text")
@@ -645,7 +649,7 @@ class GtkHost(unittest.TestCase):
         before = fixture.quiet_frames()
         fixture.do("animate 0.5")
         fixture.await_line("completed 1")
-        # quiet_frames() returns when no more come, and never does while something is painted.
+        # quiet_frames() fails if painting does not end.
         self.assertGreater(fixture.quiet_frames(), before)
 
 

@@ -9,13 +9,13 @@
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 
-/// The example shop's window, a notebook and a page of another kind, and what the engine calls the page that
-/// shows: "NAME" or "none", a line for each thing that happens. pages_test.py knows what the lines have to be.
+/// Shows the example shop's window, a notebook and a page of another kind. After each step it prints the name of the
+/// page that the library has recorded, or "none". pages_test.py contains the expected lines.
 
 namespace {
 
-/// What the engine has recorded once everything that appeared so far has been decided on.
-void tellPage(const std::string& what) {
+/// Prints the recorded page after all pages shown so far have been processed.
+void reportPage(const std::string& what) {
   std::promise<void> decided;
   oq::OQDispatchQueueManager::dispatchInSerialQueue(oq::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                     [&] { decided.set_value(); });
@@ -35,20 +35,20 @@ void visitShop() {
   ShopWindow shop(analytics, 400, 700);
   oq::gtk::attach(shop);
   oq::gtk::collectPages(shop.pages());
-  tellPage("before it is shown");
+  reportPage("before it is shown");
   shop.present();
   settle();
-  tellPage("shop");
+  reportPage("shop");
   for (const char* name : {"cart", "about", "about", "products"}) {
     shop.showPage(name);
-    tellPage(name);
+    reportPage(name);
   }
   shop.set_visible(false);
   shop.showPage("cart");
-  tellPage("while it is hidden");
+  reportPage("while it is hidden");
   shop.present();
   settle();
-  tellPage("shown again");
+  reportPage("shown again");
 }
 
 void visitOthers() {
@@ -64,13 +64,13 @@ void visitOthers() {
   window.set_child(*notebook);
   window.present();
   settle();
-  tellPage("notebook");
+  reportPage("notebook");
   notebook->set_current_page(1);
-  tellPage("second tab");
+  reportPage("second tab");
   notebook->set_current_page(2);
-  tellPage("a name that is taken");
+  reportPage("a name that is taken");
   oq::gtk::ShownPage page("WelcomePage");
-  tellPage("any other");
+  reportPage("any other");
 }
 
 }  // namespace
@@ -78,7 +78,7 @@ void visitOthers() {
 int main() {
   Gtk::Application::create("com.example.pages", Gio::Application::Flags::NON_UNIQUE);
   gtk_init();
-  // Started without a network: the hooks are installed, the login comes to nothing.
+  // Without a network the hooks are installed, and the login fails.
   Gtk::Window first;
   oq::gtk::attach(first);
   oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());

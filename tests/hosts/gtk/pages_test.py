@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the engine calls the pages of a GTK host: pages_test.py FIXTURE."""
+"""Checks the names that the library gives to the pages of a GTK host: pages_test.py FIXTURE."""
 
 import os
 import subprocess
@@ -13,7 +13,7 @@ EXPECTED = [
     "shop: ProductsPage",
     "cart: CartPage",
     "about: AboutPage",
-    "about: none",  # it has not appeared again
+    "about: none",  # it was already visible
     "products: ProductsPage",
     "while it is hidden: none",
     "shown again: CartPage",
@@ -30,9 +30,9 @@ def main():
         environment = dict(os.environ, DISPLAY=display, GDK_BACKEND="x11", GSK_RENDERER="cairo", GTK_A11Y="none",
                            GSETTINGS_BACKEND="memory", G_DEBUG="fatal-warnings", XDG_DATA_HOME=home)
         run = subprocess.run([sys.argv[1]], env=environment, stdout=subprocess.PIPE, text=True, timeout=60)
-    told = [line for line in run.stdout.splitlines() if not line.startswith("event ")]
-    if run.returncode != 0 or told != EXPECTED:
-        sys.exit(f"ended with {run.returncode}; told\n  " + "\n  ".join(told) + "\nand should have told\n  " +
+    printed = [line for line in run.stdout.splitlines() if not line.startswith("event ")]
+    if run.returncode != 0 or printed != EXPECTED:
+        sys.exit(f"exit status {run.returncode}; printed\n  " + "\n  ".join(printed) + "\ninstead of\n  " +
                  "\n  ".join(EXPECTED))
 
 

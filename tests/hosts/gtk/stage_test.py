@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Shows every style of message, and pages, in windows of many sizes: stage_test.py FIXTURE. It looks at the pixels,
-presses what is there with a real pointer, and computes itself where that is. OQSDK_STAGE=all runs every combination."""
+"""Shows all styles of messages, and pages, in windows of many sizes: stage_test.py FIXTURE. It computes the expected
+positions itself, compares pixels and clicks with a real pointer. OQSDK_STAGE=all runs every combination."""
 
 import contextlib
 import math
@@ -31,12 +31,12 @@ def is_close(color, other):
 
 
 def is_bright(color):
-    """White, or a button's gray."""
+    """True for white and for the gray of buttons."""
     return min(color) >= 235
 
 
 class Picture:
-    """What a window shows, in four bytes per pixel: blue, green, red and one more."""
+    """The pixels of a window, four bytes each: blue, green, red and an unused one."""
 
     def __init__(self, data, width):
         self.data, self.width, self.corner = data, width, (0, 0)
@@ -47,21 +47,21 @@ class Picture:
         return tuple(self.data[at + channel] for channel in (2, 1, 0))
 
     def ink(self, left, top, right, bottom):
-        """The first and the last column in which something dark is written, counted from the left."""
+        """The first column with dark pixels and the one after the last, counted from `left`."""
         columns = [x for x in range(int(left), int(right))
                    if any(sum(self[x, y]) < 450 for y in range(int(top), int(bottom)))]
         return (columns[0] - left, columns[-1] + 1 - left) if columns else (0, 0)
 
 
 class Messages(unittest.TestCase):
-    """What is expected of a message on a stage."""
+    """The expectations for a message on a stage."""
 
     def place(self, x, y):
-        """A point of the stage, in pixels."""
+        """Converts a point of the stage to pixels of the window."""
         return tuple(self.pixels * at for at in self.stage.at(x, y))
 
     def outside(self, size, card, close):
-        """Sixteen points that are neither on the card nor near the close button: around the card and at the edges."""
+        """Sixteen points around the card and at the window's edges, outside the card and the close button."""
         left, top = self.place(card[0], card[1])
         right, bottom = self.place(card[0] + card[2], card[1] + card[3])
         width, height = (self.pixels * length for length in size)
@@ -78,9 +78,9 @@ class Messages(unittest.TestCase):
         return [found[round(index * (len(found) - 1) / 15)] for index in range(16)]
 
     def check_geometry(self, style):
-        """As described, and all of it on the stage. The card, the title and the middle of the button that closes."""
-        told = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
-        card, title, close, scale = told[:4], told[4:8], told[8:12], told[12]
+        """Checks that the layout is right and on the stage. Returns card, title and the centre of the close button."""
+        numbers = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
+        card, title, close, scale = numbers[:4], numbers[4:8], numbers[8:12], numbers[12]
         self.assertEqual(scale, math.ceil(2 * self.pixels * self.stage.scale - 1e-6) / 2)
         self.assertAlmostEqual(card[2], CARD, delta=0.01)
         self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
@@ -109,12 +109,12 @@ class Messages(unittest.TestCase):
             (x, y), half = self.place(*close_at), CLOSE / 2 * self.stage.scale * self.pixels
             seen = {sum(picture[x + half * dx / 5, y + half * dy / 5])
                     for dx in range(-4, 5) for dy in range(-4, 5)}
-            self.assertGreater(max(seen) - min(seen), 150, "no close button to be seen")
+            self.assertGreater(max(seen) - min(seen), 150, "no close button is visible")
         if style in (2, 3) and self.stage.scale * self.pixels > 0.6:
             self.check_title(picture, title)
 
     def check_title(self, picture, title):
-        """The title's letters are as wide, in points of the stage, as in every other window."""
+        """Checks that the title has the same width, in points of the stage, in all windows."""
         left, top = self.place(title[0], title[1])
         right, bottom = self.place(title[0] + title[2], title[1] + title[3])
         pixels_per_point = self.stage.scale * self.pixels
@@ -139,12 +139,12 @@ class OnX11(Messages):
         self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
         self.fixture.await_line("mapped")
         self.fixture.do("plain")
-        # Until then the display may undo a new size.
-        until(lambda: self.painted() == "painted 390x844", lambda: "never as large as it wants to be")
+        # Before that, the display may undo a resize.
+        until(lambda: self.painted() == "painted 390x844", lambda: "the window does not get its size")
 
     @contextlib.contextmanager
     def case(self, **names):
-        """One combination; after a failure the next one begins with another host."""
+        """Runs one combination. After a failure the next one starts with a new host."""
         with self.subTest(pixels=self.pixels, **names):
             try:
                 yield
@@ -166,15 +166,15 @@ class OnX11(Messages):
         return [word for x, y in points for word in ("mousemove", int(x), int(y), "click", 1)]
 
     def check_host(self, size):
-        """A click anywhere is the host's again."""
+        """Checks that clicks reach the host again."""
         width, height = (self.pixels * length for length in size)
-        # In the end the cursor is out of the pictures.
+        # Then move the cursor out of the screenshots.
         pointer(*self.clicks([(width / 2, height / 2), (3, height - 4)]), "mousemove", SIDE - 1, SIDE - 1)
         for _ in range(2):
             self.assertEqual(self.fixture.await_line("host clicked")[-1:], ["host clicked"])
 
     def check_message(self, style, size, laid_out_for=None, dim=DIM):
-        """Of the front-most message; it is closed in the end."""
+        """Checks the front-most message, and closes it."""
         self.stage = Stage(*size, laid_out_for)
         self.painted()
         card, title, close_at = self.check_geometry(style)
@@ -185,7 +185,7 @@ class OnX11(Messages):
 
         keys = int(self.fixture.do("focus")[-1].split()[1])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
-        # The modifier is a key, too.
+        # The Shift key counts too.
         self.await_focus(keys + 5)
         pointer(*self.clicks([close_pixel]))
         seen = self.fixture.await_line("code")
@@ -194,11 +194,10 @@ class OnX11(Messages):
         self.painted()
 
     def await_focus(self, keys):
-        def told():
-            return self.fixture.do("focus")[-1]
+        def focus(): return self.fixture.do("focus")[-1]
 
-        until(lambda: int(told().split()[1]) >= keys, told)
-        self.assertEqual(told().split()[2], "ours")
+        until(lambda: int(focus().split()[1]) >= keys, focus)
+        self.assertEqual(focus().split()[2], "ours")
 
     def check_page(self, size):
         self.stage = Stage(*size)
@@ -231,7 +230,7 @@ class OnX11(Messages):
         self.fixture.do("page")
         self.painted()
 
-    def test_every_size_and_scale(self):
+    def test_messages_and_pages_in_every_size_and_scale(self):
         for pixels in (1, 2, 3):
             sizes = [size for size in SIZES if pixels ** 2 * size[0] * size[1] <= LARGEST]
             if not ALL and pixels > 1:
@@ -262,7 +261,7 @@ class OnX11(Messages):
                     self.resize(after)
                     self.check_message(style, after, laid_out_for=before)
                     self.check_host(after)
-                    # With the message gone the stage is the new window's.
+                    # After the message has closed, the stage fits the new window size.
                     screen = f" screen 375x{Stage(*after).height:.6g}"
                     until(lambda: self.fixture.state().endswith(screen), self.fixture.state)
             if ALL or index % 2:
@@ -285,7 +284,7 @@ class OnX11(Messages):
 
 
 class OnWayland(Messages):
-    """On a compositor without a screen or a pointer; what it shows is compared."""
+    """Tests with a Wayland compositor without a screen and a pointer. Only pixels are compared."""
     pixels = 1
 
     def compositor(self, folder, size):
@@ -300,7 +299,7 @@ class OnWayland(Messages):
         self.addCleanup(weston.terminate)
         until(lambda: (pathlib.Path(folder) / "stage").exists(), lambda: "weston does not start")
 
-    def test_a_message_is_placed_and_painted(self):
+    def test_a_message_has_the_right_position_and_pixels(self):
         with tempfile.TemporaryDirectory() as folder:
             self.compositor(folder, (1280, 800))
             display = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": "stage"}
@@ -321,7 +320,7 @@ class OnWayland(Messages):
                                               stdout=subprocess.PIPE).stdout
                         shot.unlink()
                         picture = Picture(data, 1280)
-                        # The compositor chose the place, on black.
+                        # The compositor chooses the window's position. The background is black.
                         first = next(at for at in range(0, len(data), 4) if any(data[at:at + 3])) // 4
                         picture.corner = first % 1280, first // 1280
                         self.check_look(picture, style, card, title, close_at, outside, DIM)

@@ -4,8 +4,8 @@
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 
-/// A host with one button, above which the ball of tools floats. Tells which of the ball's buttons was tapped,
-/// and the environment whenever another one is stored. tools_test.py is its user.
+/// A host with one button and the floating ball above it. Reports taps on the ball's buttons, and each change of the
+/// stored environment. tools_test.py controls it.
 
 namespace {
 
@@ -20,7 +20,7 @@ class Fixture : public CommandFixture {
   Fixture(int width, int height) : _width(width), _height(height) {
     takeCommands({{"ball", [](auto&) { showBall(); }},
                   {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
-                  {"rest", [](auto&) { tellRest(); }}});
+                  {"rest", [](auto&) { reportRest(); }}});
   }
 
   void open() override {
@@ -31,10 +31,10 @@ class Fixture : public CommandFixture {
     window->set_child(*button);
     oq::gtk::attach(*window);
     oq::registerClass("TorvelinSDK", oq::Object::staticClass(), {});  // without it the library warns
-    // The login comes to nothing, since no server listens.
+    // The login fails, since no server is running.
     oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
     window->signal_map().connect([] { say("mapped"); });
-    Glib::signal_timeout().connect([this] { return tellEnvironment(), true; }, 20);
+    Glib::signal_timeout().connect([this] { return reportEnvironment(), true; }, 20);
     window->present();
   }
 
@@ -44,8 +44,8 @@ class Fixture : public CommandFixture {
     oq::OQFloatingBall::setFloatingBtnClickedCallback(tapped);
   }
 
-  /// "at rest", once nothing moves and what follows a motion has been done: until then touches reach nothing.
-  static void tellRest() {
+  /// Reports "at rest" when no animation runs and its completions are done. Moving views ignore touches.
+  static void reportRest() {
     Glib::signal_timeout().connect(
         [quiet = 0]() mutable {
           quiet = oq::AnimationEngine::shared().isRunning() ? 0 : quiet + 1;
@@ -55,7 +55,7 @@ class Fixture : public CommandFixture {
         10);
   }
 
-  void tellEnvironment() {
+  void reportEnvironment() {
     const std::uint64_t now = oq::OQSDKManager::getEnvironment();
     if (now != _environment) say("environment " + std::to_string(_environment = now));
   }

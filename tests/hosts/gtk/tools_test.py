@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Drives the ball of tools, the alert and the diagnostics with a real pointer and keyboard: tools_test.py FIXTURE."""
+"""Tests the floating ball, the alert and the diagnostics panel with pointer and keyboard: tools_test.py FIXTURE."""
 
 import sys
 import unittest
@@ -22,11 +22,12 @@ class Tools(unittest.TestCase):
         return fixture
 
     def await_rest(self, fixture, x, y, colour, gone=False):
-        """Until that is to be seen there, or gone, and nothing moves any more: what moves takes no touches."""
+        """Waits until the pixel has the colour (with `gone`: another colour) and no view moves. Moving views ignore
+        touches."""
         await_pixel(x, y, colour, gone)
         fixture.do_until("rest", "at rest")
 
-    def test_the_ball_on_two_screens(self):
+    def test_the_ball_opens_closes_and_moves_on_two_screens(self):
         for width, height in ((375, 700), (1280, 800)):
             with self.subTest(width):
                 fixture = self.start(width, height)
@@ -39,7 +40,7 @@ class Tools(unittest.TestCase):
                     self.await_rest(fixture, *at(x + dx, y + dy - 25), GREEN)
                 click(*at(x - 60, y - 60))
                 self.assertEqual(fixture.await_line("tapped"), ["tapped 0"])
-                # Folded, its place is the host's again.
+                # When the ball is folded, touches there reach the host again.
                 self.await_rest(fixture, *at(x - 60, y - 85), GREEN, gone=True)
                 click(*at(x - 60, y - 60))
                 self.assertEqual(fixture.await_line("host"), ["host clicked"])
@@ -47,7 +48,7 @@ class Tools(unittest.TestCase):
                 pointer("mousemove", *at(x, y), "mousedown", 1, "mousemove", *at(200, 400), "mousemove", *at(100, 450),
                         "mouseup", 1)
                 x, y = 30, 450
-                self.await_rest(fixture, *at(1, y), RED)  # at the very edge
+                self.await_rest(fixture, *at(1, y), RED)  # at the edge of the window
                 click(*at(x, y))
                 self.await_rest(fixture, *at(x + FAN, y - 25), GREEN)
                 click(*at(x + 60, y + 60))
@@ -64,14 +65,14 @@ class Tools(unittest.TestCase):
                 fixture.await_line("left")
                 self.assertEqual(fixture.close(), 0)
 
-    def test_the_tools_bear_a_window_without_room(self):
+    def test_the_tools_work_in_a_tiny_window(self):
         for width, height in ((300, 200), (120, 120)):
             fixture = self.start(width, height)
             fixture.do("diagnostics")
             fixture.do_until("rest", "at rest")
-            self.assertEqual(fixture.close(), 0, "a warning of GTK's ends it")
+            self.assertEqual(fixture.close(), 0, "a GTK warning ends the fixture")
 
-    def test_the_alert_answers_to_pointer_and_keys(self):
+    def test_the_alert_works_with_pointer_and_keyboard(self):
         fixture = self.start(375, 700)
 
         def ask():

@@ -17,9 +17,8 @@
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 
-/// A host of one entry and one button over which web pages are opened. It does what it reads from its standard input,
-/// line by line, and tells on its standard output what the open page looks like whenever that changes; web_test.py is
-/// the other end.
+/// A host with one entry and one button, above which web pages are opened. It executes commands from its standard
+/// input, and reports the state of the open page on its standard output after each change; web_test.py controls it.
 
 namespace {
 
@@ -38,7 +37,7 @@ class Fixture : public CommandFixture {
         {"message", [](auto&) { popMessage(); }},
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
-        {"focus", [this](auto&) { tellFocus(); }},
+        {"focus", [this](auto&) { reportFocus(); }},
         {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
@@ -61,12 +60,12 @@ class Fixture : public CommandFixture {
     oq::gtk::AttachOptions options;
     options.applicationIdentifier = "com.example.web";
     options.dataDirectory = _dataFolder;
-    options.preloadWebEngine = !std::getenv("FIXTURE_LOADS_NOTHING_AHEAD");
+    options.preloadWebEngine = !std::getenv("FIXTURE_WITHOUT_PRELOADING");
     oq::gtk::attach(*_window, options);
     _window->signal_map().connect([] { say("mapped"); });
     _window->present();
     entry->grab_focus();
-    Glib::signal_timeout().connect([this] { return tell(), true; }, 10);
+    Glib::signal_timeout().connect([this] { return reportPage(), true; }, 10);
   }
 
  private:
@@ -113,7 +112,7 @@ class Fixture : public CommandFixture {
     _popWindow->webController()->setUrlString(rest(in));
     _popWindow->popWithData(data, [this](std::int64_t code, const oq::Value&) {
       say("code " + std::to_string(code));
-      if (code == 1) tellCard();
+      if (code == 1) reportCard();
       if (code == 3) _popWindow.reset();
     });
   }
@@ -128,7 +127,7 @@ class Fixture : public CommandFixture {
         data, [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
   }
 
-  void tellCard() {
+  void reportCard() {
     const auto frame = _popWindow->webController()->view()->frame();
     const auto close = _popWindow->closeBtn()->frame();
     std::ostringstream text;
@@ -137,7 +136,7 @@ class Fixture : public CommandFixture {
     say(text.str());
   }
 
-  void tellFocus() {
+  void reportFocus() {
     auto* focus = _window->get_focus();
     if (!focus) return say("focus nowhere");
     if (focus->is_ancestor(*_entry)) return say("focus host");
@@ -151,14 +150,14 @@ class Fixture : public CommandFixture {
     _window->set_default_size(width, height);
   }
 
-  /// A view above whatever is open.
+  /// Adds a view above the open page.
   void cover() {
     _cover = oq::makeMainObject<oq::UIView>(oq::CGRectMake(100, 300, 200, 100));
     _cover->setBackgroundColor(oq::UIColor::redColor());
     oq::UIApplication::sharedApplication().keyWindow()->addSubview(_cover);
   }
 
-  void tell() {
+  void reportPage() {
     const auto controller = shown();
     std::string line = "page none";
     if (controller) {
@@ -180,14 +179,14 @@ class Fixture : public CommandFixture {
                            {"refreshing", controller->refreshControl()->isRefreshing()},
                        });
     }
-    if (line != _told) say(_told = line);
+    if (line != _reported) say(_reported = line);
   }
 
   Gtk::Entry* _entry = nullptr;
   const std::string _dataFolder;
-  std::string _told = "page none";
+  std::string _reported = "page none";
   std::weak_ptr<oq::OQWebController> _last;
-  int _number = 0;  ///< of the page that is open, in order
+  int _number = 0;  ///< counts the opened pages
   Gtk::Window* _window = nullptr;
   std::shared_ptr<oq::OQPopWindow> _popWindow;
   std::shared_ptr<oq::UIView> _cover;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Opens web pages with the real engine, over a fixture on an Xvfb of its own: web_test.py FIXTURE PAGES [arguments]."""
+"""Tests web pages with the real engine, in a fixture on a private Xvfb: web_test.py FIXTURE PAGES [arguments]."""
 
 import http.server
 import json
@@ -24,7 +24,7 @@ from engine_sandbox import sandbox_works
 
 FIXTURE = PAGES = ""
 WAIT = 20.0
-# A user who is not root becomes root in a user namespace.
+# Without root rights, a user namespace provides them.
 NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK, RED = (255, 221, 238), (255, 0, 0)
 
@@ -33,7 +33,7 @@ SANDBOX_WORKS = sandbox_works()
 
 
 class Authority:
-    """A certificate authority in a folder of its own."""
+    """A certificate authority. Its files are in `folder`."""
 
     def __init__(self, folder, name):
         self.folder, self.name = pathlib.Path(folder), name
@@ -43,7 +43,7 @@ class Authority:
                       "-addext", "keyUsage=keyCertSign")
 
     def issue(self, host):
-        """A server's context for the host."""
+        """Issues a certificate for the host and returns a TLS context for a server."""
         name = f"{self.name}-{host}"
         request, extensions = self.folder / f"{name}.csr", self.folder / f"{name}.ext"
         certificate = self.folder / f"{name}.crt"
@@ -107,7 +107,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if path in PAGE:
             self.answer(PAGE[path])
         elif path == "/endless":
-            # Begins, says something, and never ends.
+            # Sends a part of the page and then waits.
             self.head(None)
             self.write(html("Endless"))
             Handler.release.wait(60)
@@ -150,7 +150,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 
 class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
-    """HTTPS on a free port for as long as the block runs."""
+    """Serves HTTPS on a free port during the with block."""
     daemon_threads = True
 
     def __init__(self, context):
@@ -174,15 +174,15 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
 
 class Fixture(gtk_test.Fixture):
     def __init__(self, authority, namespace="", **environment):
-        """`namespace`: commands for mounts that only the fixture sees."""
+        """`namespace`: shell commands that mount something only for the fixture."""
         self.home = tempfile.TemporaryDirectory()
         self.data = pathlib.Path(self.home.name)
         settings = dict(os.environ, DISPLAY=gtk_test.DISPLAY, GDK_BACKEND="x11", GSK_RENDERER="cairo",
                         GTK_A11Y="none", GSETTINGS_BACKEND="memory", XDG_DATA_HOME=self.home.name,
-                        # No bus is started for the test.
+                        # The test does not start a session bus.
                         DBUS_SESSION_BUS_ADDRESS="disabled:", SSL_CERT_FILE=str(authority), **environment)
-        # Called as if found through PATH, where something lies around that goes by the engine's name.
-        (self.data / "liboqsdk-webkit.so").write_text("no library")
+        # Run with a plain name as found through PATH, and a wrong file with the module's name in the current folder.
+        (self.data / "liboqsdk-webkit.so").write_text("not a library")
         run = 'exec -a "$(basename "$1")" "$@"'
         command = ["bash", "-c", f"{namespace}\n{run}", "bash", FIXTURE, self.home.name]
         if namespace:
@@ -200,7 +200,7 @@ class Fixture(gtk_test.Fixture):
         return line
 
     def await_page(self, **wanted):
-        """Until the open page looks like this."""
+        """Waits until the open page has these properties."""
         deadline = time.monotonic() + WAIT
         while self.page is None or any(self.page[key] != value for key, value in wanted.items()):
             self.lines.append(self.read_line(deadline))
@@ -212,7 +212,7 @@ class Fixture(gtk_test.Fixture):
             self.lines.append(self.read_line(deadline))
 
     def open(self, command, **wanted):
-        """The page that the command opens, once it looks as wanted."""
+        """Executes a command that opens a page, and waits until the page has the wanted properties."""
         former = self.number
         self.do(command)
         deadline = time.monotonic() + WAIT
@@ -240,7 +240,7 @@ class Fixture(gtk_test.Fixture):
         return "libwebkitgtk" in pathlib.Path(f"/proc/{self.process.pid}/maps").read_text()
 
     def descendants(self, name):
-        """Processes of ours whose program is called so."""
+        """The fixture's child processes with this program name."""
         parents = {}
         for entry in pathlib.Path("/proc").iterdir():
             try:
@@ -259,8 +259,8 @@ class Fixture(gtk_test.Fixture):
         return found
 
     def await_idle(self, pages=0):
-        """So many pages run and no more; the engine may keep one process for the next page."""
-        until(lambda: len(self.descendants("WebKitWebProcess")) <= pages + 1, lambda: "web processes are left")
+        """Waits until only the processes of `pages` pages are left. The engine may keep one more for the next page."""
+        until(lambda: len(self.descendants("WebKitWebProcess")) <= pages + 1, lambda: "there are still web processes")
 
     def await_descendants(self, name, count):
         until(lambda: len(self.descendants(name)) == count, lambda: f"{self.descendants(name)}, not {count} of {name}")
@@ -289,19 +289,19 @@ class WebPages(unittest.TestCase):
     def url(self, path):
         return self.server.url(path)
 
-    def test_a_page_is_opened_used_and_closed(self):
+    def test_a_page_can_be_opened_used_and_closed(self):
         fixture = self.start()
         self.assertEqual(fixture.descendants("WebKitNetworkProcess"), [], "nothing is loaded before the first page")
         fixture.jump(self.url("/one"), title="One 一", progress=1, bar=False, hidden=False, reload=False, back=False,
                      moving=False)
         await_pixel(200, 400, PINK)
-        # The engine runs in its sandbox, unless this environment cannot have one.
+        # The engine runs in its sandbox, unless this machine cannot create one.
         web = fixture.await_descendants("WebKitWebProcess", 1)[0]
         if os.environ.get("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS") != "1":
             self.assertNotEqual(os.readlink(f"/proc/{web}/ns/pid"), os.readlink("/proc/self/ns/pid"))
-        # The engine would fade a scroll bar out for a second, and paint the window again with every frame.
+        # The engine would fade a scroll bar out for a second, and repaint the window with every frame of it.
         self.assertEqual(pixel(370, 70), PINK)
-        # Touches reach the page, but not where a view of ours lies above it.
+        # Touches reach the page, except where a view of the library covers it.
         fixture.do("cover")
         await_pixel(150, 350, RED)
         click(150, 350)
@@ -311,7 +311,7 @@ class WebPages(unittest.TestCase):
         until(lambda: pixel(370, 70) != PINK, lambda: "the pointer does not bring the scroll bar")
         click(100, 100)
         fixture.await_page(title="Two", back=True, url=self.url("/two"))
-        # The keyboard is the page's: the entry of the host's below hears nothing.
+        # The page has the keyboard: the host's entry below gets no keys.
         pointer("key", "Page_Down", "type", "abc")
         until(lambda: fixture.result("window.scrollY > 100") == "true", lambda: "the page does not scroll")
         click(26, 22)
@@ -319,7 +319,7 @@ class WebPages(unittest.TestCase):
         click(62, 22)
         fixture.await_none()
         fixture.await_idle()
-        # The page goes with its slide; then the keyboard is the host's again.
+        # The page slides out; after that the host has the keyboard again.
         until(lambda: "focus host" in fixture.do("focus"), lambda: "the host has no focus")
         pointer("type", "x")
         self.assertNotIn("entry abc", fixture.await_line("entry "))
@@ -327,13 +327,13 @@ class WebPages(unittest.TestCase):
         fixture.await_line("host clicked")
 
     def await_focus(self, fixture, wanted):
-        """The widget that has the keyboard's focus, and in a page its element."""
+        """Waits until this widget, or this element of the page, has the keyboard focus."""
         def where():
             place = fixture.do("focus")[-1].removeprefix("focus ")
             return fixture.result("document.activeElement.id") if place == "WebKitWebView" else place
         until(lambda: where() == wanted, lambda: f"the focus is at {where()}, not at {wanted}")
 
-    def test_the_keyboard_goes_round_a_page_and_its_bar_and_leaves_by_itself(self):
+    def test_the_keyboard_reaches_a_page_and_its_bar_and_can_close_it(self):
         fixture = self.start()
         fixture.jump(self.url("/links"), title="Links", moving=False)
         for key, stops in (("Tab", ['"first"', '"last"', "返回", "关闭", '""', '"first"']),
@@ -341,13 +341,13 @@ class WebPages(unittest.TestCase):
             for stop in stops:
                 pointer("key", key)
                 self.await_focus(fixture, stop)
-        # What the page covers gets no focus, and has it afterwards.
+        # A covered widget cannot take the focus, and gets it when the page closes.
         fixture.do("grab")
         self.await_focus(fixture, '""')
         pointer("key", "Escape")
         fixture.await_none()
         self.await_focus(fixture, "host")
-        # Back by the keyboard: first inside the page, then out of it.
+        # The keyboard goes back: first in the page's history, then out of the page.
         fixture.jump(self.url("/links"), title="Links", moving=False)
         pointer("key", "Tab", "key", "Tab")
         self.await_focus(fixture, '"last"')
@@ -358,7 +358,7 @@ class WebPages(unittest.TestCase):
         pointer("key", "alt+Left")
         fixture.await_none()
         self.await_focus(fixture, "host")
-        # A message above a page takes the focus from it and gives it back; then the page is closed by the program.
+        # A message above a page takes the focus and returns it. Then the program closes the page.
         fixture.jump(self.url("/links"), title="Links", moving=False)
         pointer("key", "Tab")
         self.await_focus(fixture, '"first"')
@@ -373,28 +373,28 @@ class WebPages(unittest.TestCase):
         fixture.await_none()
         self.await_focus(fixture, "host")
 
-    def test_the_engine_is_loaded_ahead_where_the_host_allows_it(self):
+    def test_the_engine_is_preloaded_if_the_host_allows_it(self):
         fixture = self.start()
         fixture.do("prepare")
         ahead = fixture.await_descendants("WebKitWebProcess", 1)
         fixture.jump(self.url("/one"), title="One 一", back=False)
-        self.assertEqual(fixture.descendants("WebKitWebProcess"), ahead, "the first page did not take it")
-        # A page, or the end of the process, that comes in the middle of it.
+        self.assertEqual(fixture.descendants("WebKitWebProcess"), ahead, "the first page did not use it")
+        # A page is opened, or the process ends, during preloading.
         fixture = self.start()
         fixture.do("prepare")
         fixture.jump(self.url("/one"), title="One 一")
         for _ in range(5):
             fixture = self.start()
             fixture.do("prepare")
-            until(fixture.has_engine, lambda: "nothing is loaded", pause=0.001)
+            until(fixture.has_engine, lambda: "the engine is not loaded", pause=0.001)
             self.assertEqual(fixture.close(), 0)
-        fixture = self.start(FIXTURE_LOADS_NOTHING_AHEAD="1")
+        fixture = self.start(FIXTURE_WITHOUT_PRELOADING="1")
         fixture.do("prepare")
         fixture.do("idle")
         fixture.await_line("idle")
-        # With loading ahead the worker has begun by now.
+        # Preloading would have started by now.
         with self.assertRaises(AssertionError):
-            until(fixture.has_engine, lambda: "nothing is loaded", seconds=1)
+            until(fixture.has_engine, lambda: "the engine is not loaded", seconds=1)
         fixture.jump(self.url("/one"), title="One 一")
 
     def test_a_page_fades_with_its_view(self):
@@ -404,9 +404,9 @@ class WebPages(unittest.TestCase):
         fixture.do("fade 30")
         await_pixel(200, 400, PINK, gone=True)
         red, green, _ = pixel(200, 400)
-        self.assertGreater(red, green + 10, "what is left of the page is still pink")
+        self.assertGreater(red, green + 10, "the rest of the page is still pink")
 
-    def test_what_fails_can_be_tried_again(self):
+    def test_a_failed_page_can_be_reloaded(self):
         fixture = self.start()
         closed = Server(self.authority.issue("localhost"))
         port, address = closed.server_port, closed.url("/one")
@@ -421,7 +421,7 @@ class WebPages(unittest.TestCase):
                 fixture.jump(link, reload=True, hidden=True)
                 fixture.await_log("页面加载失败", failures + 1)
                 self.assertIn(f"Code={code}", fixture.log().splitlines()[-1])
-        # One tap on the words, when the server is there again.
+        # When the server is back, a tap on the error text reloads the page.
         fixture.jump(address, reload=True, hidden=True, moving=False)
         http.server.HTTPServer.allow_reuse_address = True
         server = Server.__new__(Server)
@@ -429,7 +429,7 @@ class WebPages(unittest.TestCase):
         server.socket = self.authority.issue("localhost").wrap_socket(server.socket, server_side=True,
                                                                        do_handshake_on_connect=False)
         with server:
-            # In the middle of the screen that the view was made for.
+            # The centre of the screen.
             click(200, 44 + 350)
             fixture.await_page(title="One 一", reload=False, hidden=False)
 
@@ -446,7 +446,7 @@ class WebPages(unittest.TestCase):
         self.assertEqual(Handler.served, [])
         fixture.jump(self.url("/one"), title="One 一")
 
-    def test_scripts_reach_the_log_and_nothing_else(self):
+    def test_scripts_can_only_write_to_the_log(self):
         fixture = self.start()
         entry = "js拦截，调用OC方法，方法名：jsCallOC,参数："
         fixture.jump(self.url("/talk"), title="Talk")
@@ -471,7 +471,7 @@ class WebPages(unittest.TestCase):
         fixture.jump(self.url("/reach"), title="Reach")
         log = fixture.await_log(entry + "still https:")
         self.assertIn(entry + "reached Reach undefined", log)
-        # The windows that the page before wanted were not opened.
+        # The pop-up windows of the previous page were not opened.
         fixture.await_idle(pages=1)
 
         fixture.jump(self.url("/download"))
@@ -485,7 +485,7 @@ class WebPages(unittest.TestCase):
         kept = {file.name for file in (fixture.data / "Web").iterdir()}
         self.assertLessEqual({"data", "cache"}, kept)
 
-    def test_a_web_process_that_dies_is_replaced(self):
+    def test_a_killed_web_process_is_replaced(self):
         fixture = self.start()
         fixture.jump(self.url("/one"), title="One 一")
         os.kill(fixture.await_descendants("WebKitWebProcess", 1)[0], signal.SIGKILL)
@@ -496,18 +496,18 @@ class WebPages(unittest.TestCase):
         await_pixel(200, 400, PINK)
         self.assertEqual(fixture.result("document.title"), '"One 一"')
 
-    def test_pulling_down_reloads(self):
+    def test_pulling_down_reloads_the_page(self):
         fixture = self.start()
         fixture.open(f"inject {self.url('/one')} ;", title="One 一", bar=False)
         await_pixel(200, 400, PINK)
         before = Handler.served.count("/one")
         pointer("mousemove", 200, 300, "click", "--repeat", 6, "--delay", 20, 4)
-        # The control may turn for less time than the fixture takes to tell of it; the page is asked for again.
+        # The refresh control may stop before the fixture reports it, so check the server's requests.
         until(lambda: Handler.served.count("/one") > before, lambda: "no reload")
         fixture.await_page(refreshing=False, bar=False)
         self.assertEqual(Handler.served.count("/one"), before + 1)
 
-    def test_rounds_leave_nothing_behind(self):
+    def test_many_opened_and_closed_pages_leave_no_processes(self):
         fixture = self.start()
         paths = ("/one", "/silent", "/endless", "/alert", "/frames")
         rounds = int(os.environ.get("OQSDK_WEB_ROUNDS", "100"))
@@ -515,11 +515,11 @@ class WebPages(unittest.TestCase):
             path = paths[number % len(paths)]
             asked = len(Handler.served)
             fixture.jump(self.url(path))
-            # In each phase: at once, when the server has been asked, when something is shown.
+            # Close the page in different phases: at once, after its request, after it is shown.
             if number % 3 > 0:
                 until(lambda: len(Handler.served) > asked or fixture.process.poll() is not None,
-                      lambda: "the server is not asked", pause=0.002)
-                self.assertIsNone(fixture.process.poll(), "the host has died")
+                      lambda: "the server gets no request", pause=0.002)
+                self.assertIsNone(fixture.process.poll(), "the host has crashed")
             if number % 3 == 2 and path in ("/one", "/frames"):
                 fixture.await_page(bar=False)
             fixture.do("close")
@@ -527,7 +527,7 @@ class WebPages(unittest.TestCase):
         fixture.await_idle()
         self.assertLessEqual(len(fixture.descendants("WebKitNetworkProcess")), 1)
 
-    def test_a_window_shows_its_page_in_the_card(self):
+    def test_a_style_4_window_shows_its_page_in_the_card(self):
         fixture = self.start()
         fixture.open("window " + self.url("/static/window.html"))
         card = [float(word) for word in fixture.await_line("card ")[-1].split()[1:]]
@@ -538,30 +538,30 @@ class WebPages(unittest.TestCase):
         self.assertAlmostEqual(card[1], y, delta=0.01)
         outside = pixel(200, int(y) - 4)
         self.assertNotEqual(pixel(200, int(y) + 4), outside)
-        # All of it fits; what does not, after it has grown, can be scrolled to.
+        # The whole page fits. After it has grown, it can be scrolled.
         self.assertEqual(fixture.result("document.getElementById('claim').getBoundingClientRect().bottom < innerHeight "
                                         "&& document.scrollingElement.scrollHeight <= innerHeight"), "true")
         fixture.result("document.body.style.minHeight = '200%'")
         pointer("mousemove", 188, 350)
         until(lambda: pointer("click", 5) or fixture.result("scrollY > 0") == "true",
               lambda: "the page does not scroll")
-        # In a larger window the page is larger, not laid out for more room.
+        # In a larger window the page is scaled, and its layout size stays the same.
         fixture.do("resize 560 1000")
         stage = Stage(560, 1000, (375, 700))
         await_pixel(*stage.pixel(card[0] + card[2] - 2, card[1] + card[3] - 2), outside, gone=True)
 
-        def room():
+        def layout_size():
             return json.loads(fixture.result("[innerWidth, innerHeight]"))
 
-        until(lambda: all(abs(side - length) <= 1 for side, length in zip(room(), card[2:4])), room)
+        until(lambda: all(abs(side - length) <= 1 for side, length in zip(layout_size(), card[2:4])), layout_size)
         click(*stage.pixel(card[4], card[5]))
         fixture.await_line("code 3")
         fixture.await_idle()
         click(200, 400)
         fixture.await_line("host clicked")
 
-    def test_where_the_engine_cannot_run_it_is_not_loaded(self):
-        # The engine ends the process where its sandbox has no /sys to show.
+    def test_the_engine_is_not_loaded_if_it_cannot_run(self):
+        # If /sys is empty, the engine's sandbox cannot start, and the engine would end the process.
         fixture = self.start(namespace="mount -t tmpfs none /sys" if SANDBOX_WORKS else "",
                              WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS="")
         fixture.jump(self.url("/one"), reload=True, hidden=True)
@@ -575,7 +575,7 @@ class WebPages(unittest.TestCase):
             fixture.jump(self.url("/one"), title="One 一")
 
         with tempfile.TemporaryDirectory() as folder:
-            # With the library's second version beside it, the engine's own ends the process.
+            # If libsoup 2 is loaded too, the engine's libsoup 3 would end the process.
             library = f"{folder}/libsoup-stand-in.so"
             subprocess.run(["c++", "-shared", "-x", "c++", "-", "-o", library], check=True,
                            input=b'extern "C" void soup_uri_new() {}')
@@ -588,7 +588,7 @@ class WebPages(unittest.TestCase):
 if __name__ == "__main__":
     FIXTURE, PAGES = sys.argv.pop(1), sys.argv.pop(1)
     if not SANDBOX_WORKS:
-        print("web_test: no user namespaces here: the engine runs WITHOUT its sandbox, for this test alone", flush=True)
+        print("web_test: no user namespaces here: the engine runs WITHOUT its sandbox, only for this test", flush=True)
         os.environ["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1"
     with gtk_test.Display() as gtk_test.DISPLAY:
         program = unittest.main(exit=False)

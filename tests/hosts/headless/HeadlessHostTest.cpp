@@ -35,7 +35,7 @@ std::shared_ptr<View> addRed(CGRect frame) {
   return view;
 }
 
-TEST(HeadlessHostTest, AStartWithoutAnAnalyticsClassWarnsOnce) {
+TEST(HeadlessHostTest, StartWithoutAnAnalyticsClassWarnsOnce) {
   const test::ScratchFolder folder;
   HeadlessHost host({.dataDirectory = folder.path()});
   auto config = TorvelinOqConfig::defaultConfig();
@@ -48,7 +48,7 @@ TEST(HeadlessHostTest, AStartWithoutAnAnalyticsClassWarnsOnce) {
   EXPECT_EQ(printed.find("OQSDK-", warning + 1), std::string::npos) << printed;
 }
 
-TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
+TEST(HeadlessHostTest, OneProcessCanHaveSeveralHostsOneAfterTheOther) {
   const test::ScratchFolder folder;
   for (double width : {100.0, 200.0}) {
     const HeadlessHost::Options options{
@@ -68,7 +68,7 @@ TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
           1, [&] { view->setAlpha(0); }, [&](bool value) { finished = value; });
       host.advance(0.5);
     }
-    EXPECT_FALSE(finished) << "what was in motion is told of the end";
+    EXPECT_FALSE(finished) << "a running animation is cancelled";
     EXPECT_EQ(keyWindow(), nullptr);
     EXPECT_EQ(UIApplication::sharedApplication().host(), nullptr);
     EXPECT_TRUE(UIScreen::mainScreen().bounds().isEmpty());
@@ -76,7 +76,7 @@ TEST(HeadlessHostTest, HostsFollowEachOtherInOneProcess) {
   }
 }
 
-TEST(HeadlessHostTest, TheClockMovesInFramesAndCompletionsRunBetweenThem) {
+TEST(HeadlessHostTest, ClockAdvancesInFramesAndCompletionsRunBetweenThem) {
   HeadlessHost host;
   auto view = addRed(CGRectMake(0, 0, 10, 10));
   double first = 0, second = 0;
@@ -95,7 +95,7 @@ TEST(HeadlessHostTest, TheClockMovesInFramesAndCompletionsRunBetweenThem) {
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
 }
 
-TEST(HeadlessHostTest, WithoutAnimationsAllIsAtItsEndAtOnce) {
+TEST(HeadlessHostTest, WithAnimationsDisabledCompletionsComeAtOnce) {
   for (bool animations : {false, true}) {
     HeadlessHost::Options options;
     options.animations = animations;
@@ -132,7 +132,7 @@ TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {
   EXPECT_GE(host.now(), 0.05);
 }
 
-TEST(HeadlessHostTest, ABlockThatPostsItselfForeverDoesNotHoldTheCaller) {
+TEST(HeadlessHostTest, RunMainQueueReturnsAlthoughABlockPostsItselfAgain) {
   HeadlessHost host;
   auto isOver = std::make_shared<bool>(false);
   struct Again {
@@ -147,7 +147,7 @@ TEST(HeadlessHostTest, ABlockThatPostsItselfForeverDoesNotHoldTheCaller) {
   *isOver = true;
 }
 
-TEST(HeadlessHostTest, TouchesReachTheViewsOrPassThrough) {
+TEST(HeadlessHostTest, TapReturnsWhetherAViewGotTheTouch) {
   HeadlessHost host;
   auto control = addRed<UIControl>(CGRectMake(0, 0, 50, 50));
   int taps = 0;
@@ -161,7 +161,7 @@ TEST(HeadlessHostTest, TouchesReachTheViewsOrPassThrough) {
   EXPECT_EQ(taps, 1);
 }
 
-TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
+TEST(HeadlessHostTest, PixelsShowTheViewsAtTheScreensScale) {
   HeadlessHost host({.width = 100, .height = 200, .scale = 2, .dataDirectory = {}});
   addRed(CGRectMake(10, 10, 20, 20));
   EXPECT_EQ(host.pixelAt(9.5, 15), kWhite);
@@ -175,7 +175,7 @@ TEST(HeadlessHostTest, TheScreenShowsWhatTheTreeHolds) {
   EXPECT_EQ(keyWindow()->subviews().front()->frame(), CGRectMake(0, 0, 50, 300));
 }
 
-TEST(HeadlessHostTest, TheScreenIsWrittenAsAPicture) {
+TEST(HeadlessHostTest, WritesTheScreenAsPng) {
   HeadlessHost host;
   const test::ScratchFolder folder;
   const auto file = folder / "screen.png";

@@ -21,7 +21,7 @@ namespace {
 constexpr CGSize kSizes[] = {{320, 568}, {390, 844},  {540, 960},   {768, 1024},  {1080, 1920},
                              {800, 600}, {1280, 800}, {1920, 1080}, {3840, 2160}, {200, 200}};
 
-/// A headless host whose window is shown with one and a half pixels per point.
+/// A headless host with one and a half pixels per point.
 class HeadlessStage : public testing::Test {
  protected:
   void resize(CGSize size) {
@@ -39,7 +39,7 @@ class HeadlessStage : public testing::Test {
 
   bool isDimmed(double x, double y) { return std::abs(_host.pixelAt(x, y).red - 179) <= 1; }
 
-  /// All around the window, and just outside the stage where there is room.
+  /// Points at the window's edges, and just outside the stage if the window is larger.
   std::vector<CGPoint> outside(const Stage& stage) const {
     std::vector<CGPoint> points;
     for (const double part : {0.0, 0.25, 0.5, 0.75}) {
@@ -51,7 +51,7 @@ class HeadlessStage : public testing::Test {
     return points;
   }
 
-  /// The message that is shown is on this stage; closes it with its last button.
+  /// Checks that the message is on this stage, and closes it with its last button.
   void expectMessage(const Stage& stage) {
     EXPECT_EQ(UIScreen::mainScreen().bounds(), (CGRect{{}, stage.size}));
     for (const CGPoint point : outside(stage)) {
@@ -65,8 +65,8 @@ class HeadlessStage : public testing::Test {
     EXPECT_TRUE(_host.tap(button.x, button.y));
     _host.advance(0.2);
     EXPECT_EQ(_code, _window->data()->style() == 3 ? 5 : 3);
-    EXPECT_FALSE(_host.tap(button.x, button.y)) << "the host's again";
-    EXPECT_FALSE(_host.tap(1, 1)) << "the host's again";
+    EXPECT_FALSE(_host.tap(button.x, button.y)) << "taps reach the host again";
+    EXPECT_FALSE(_host.tap(1, 1)) << "taps reach the host again";
     EXPECT_EQ(UIScreen::mainScreen().bounds(), (CGRect{{}, Stage::sizeFor(_size)}));
   }
 
@@ -77,7 +77,7 @@ class HeadlessStage : public testing::Test {
   std::int64_t _code = 0;
 };
 
-TEST_F(HeadlessStage, MessagesAreWholeAndModalInEveryWindow) {
+TEST_F(HeadlessStage, MessagesAreCompleteAndModalInEveryWindowSize) {
   for (const CGSize size : kSizes) {
     for (int style = 1; style <= 4; ++style) {
       SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " style " << style);
@@ -88,7 +88,7 @@ TEST_F(HeadlessStage, MessagesAreWholeAndModalInEveryWindow) {
   }
 }
 
-TEST_F(HeadlessStage, AMessageKeepsItsStageWhileTheWindowIsResized) {
+TEST_F(HeadlessStage, MessageKeepsItsStageWhileTheWindowIsResized) {
   for (const CGSize before : {kSizes[1], kSizes[6], kSizes[9]}) {
     for (const CGSize after : {kSizes[4], kSizes[5], kSizes[9]}) {
       for (int style = 1; style <= 4; ++style) {
@@ -102,13 +102,13 @@ TEST_F(HeadlessStage, AMessageKeepsItsStageWhileTheWindowIsResized) {
   }
 }
 
-TEST_F(HeadlessStage, APageIsLaidOutAgainAndBlocksTheRestOfTheWindow) {
+TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   resize({390, 844});
   const auto root = UIApplication::sharedApplication().keyWindow()->rootViewController();
   const auto navigation = std::dynamic_pointer_cast<UINavigationController>(root);
   const auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
   navigation->pushViewController(page, true);
-  // Assistive technology may take it for a dialog.
+  // Assistive technology may treat the page as a dialog.
   navigation->view()->setAccessibilityViewIsModal(true);
   _host.advance(0.5);
   resize({1280, 800});
@@ -124,7 +124,7 @@ TEST_F(HeadlessStage, APageIsLaidOutAgainAndBlocksTheRestOfTheWindow) {
   EXPECT_EQ(_host.pixelAt(1, 400).red, 255);
 }
 
-TEST_F(HeadlessStage, TheBallHoldsNothing) {
+TEST_F(HeadlessStage, FloatingBallKeepsNeitherTheStageNorTheHostsTouches) {
   resize({390, 844});
   OQFloatingBall::show();
   resize({1280, 800});
@@ -134,8 +134,9 @@ TEST_F(HeadlessStage, TheBallHoldsNothing) {
   OQFloatingBall::hide();
 }
 
-/// A campaign without sizes of its own stores the default one when it is fetched, and is shown in other windows.
-TEST_F(HeadlessStage, AStoredDefaultFontIsRightInEveryWindow) {
+/// A campaign without font sizes gets the default size when it is fetched. It is then stored and shown in other
+/// windows.
+TEST_F(HeadlessStage, StoredDefaultFontSizeIsRightInEveryWindowSize) {
   resize({1280, 800});
   auto fetched = std::make_shared<OQWindowData>();
   fetched->setModelWithDic({{"style", 3}, {"buttonLeft", {{"text", "左"}}}});

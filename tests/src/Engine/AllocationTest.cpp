@@ -7,14 +7,14 @@
 #include "support/EngineTest.h"
 #include "support/Faults.h"
 
-// The sanitizers bring operators of their own.
+// The sanitizers have their own operators new and delete.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 namespace oq::test {
 namespace {
 
-/// From the event to the decisions noted about it: matched, held against pre-conditions and records.
-TEST_F(EngineTest, AnEventThatShowsNoWindowAllocatesNothing) {
+/// Covers matching, pre-conditions, records and the decision log.
+TEST_F(EngineTest, EventWithoutAWindowDoesNotAllocate) {
   relaunch();
   Array records;
   for (int i = 0; i < 200; ++i) {
@@ -41,12 +41,12 @@ TEST_F(EngineTest, AnEventThatShowsNoWindowAllocatesNothing) {
   const auto bringAll = [&] {
     for (const auto& event : events) engine->triggerEventMatchInApp(event);
   };
-  bringAll();  // takes away what pre-conditions it satisfies
+  bringAll();  // clears the satisfied pre-conditions
   const auto before = Faults::allocationsOfThread();
   for (int round = 0; round < 100; ++round) bringAll();
   EXPECT_EQ(Faults::allocationsOfThread() - before, 0u);
   auto counted = std::make_unique<int>(1);
-  EXPECT_EQ(Faults::allocationsOfThread() - before, 1u) << "the count works";
+  EXPECT_EQ(Faults::allocationsOfThread() - before, 1u) << "the allocation counter works";
   std::set<std::string> outcomes;
   const Value decisions = engine->recentDecisions();
   for (const Value& each : decisions.as_array()) outcomes.emplace(each.at("outcome").as_string());

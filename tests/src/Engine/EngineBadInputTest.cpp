@@ -11,7 +11,7 @@ namespace {
 
 class EngineBadInputTest : public EngineTest {
  protected:
-  /// The answer as bytes, which need not be JSON.
+  /// Delivers any bytes as the response.
   void answerInApp(const std::string& body) {
     network->answer("/push/sdk/in_app", body);
     engine->getInAppList();
@@ -23,7 +23,7 @@ std::string nested(int depth) {
   return std::string(static_cast<std::size_t>(depth), '[') + std::string(static_cast<std::size_t>(depth), ']');
 }
 
-TEST_F(EngineBadInputTest, AnswersThatAreNoJSONChangeNothing) {
+TEST_F(EngineBadInputTest, ResponsesThatAreNotJsonChangeNothing) {
   relaunch();
   deliverInApp({campaign("1", "buy")});
   const auto list = engine->inAppDataArray();
@@ -37,7 +37,7 @@ TEST_F(EngineBadInputTest, AnswersThatAreNoJSONChangeNothing) {
   }
 }
 
-TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
+TEST_F(EngineBadInputTest, WindowsWithFieldsOfWrongTypesAreAccepted) {
   relaunch();
   const char* fields[] = {"id",        "count",   "style",      "type",         "createTime", "changeTime",
                           "startTime", "endTime", "clickEvent", "event",        "preEvent",   "picture",
@@ -63,7 +63,7 @@ TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
   deliverInApp(records);
   ASSERT_EQ(engine->inAppDataArray()->size(), records.size());
   for (int i = 0; i < 3; ++i) receive("buy", {{"k", "v"}});
-  // What was taken in is what the next run begins with.
+  // The next run starts with the same windows.
   const auto ids = [&] {
     std::vector<std::pair<Value, std::int64_t>> found;
     const auto windows = engine->inAppDataArray();
@@ -75,7 +75,7 @@ TEST_F(EngineBadInputTest, WindowsWithFieldsOfAnyKindAreTakenAsTheyCome) {
   EXPECT_EQ(ids(), before);
 }
 
-TEST_F(EngineBadInputTest, IdsBeyondEveryNumberEndAtTheLastOne) {
+TEST_F(EngineBadInputTest, IdsOutOfRangeAreClamped) {
   relaunch();
   answerInApp(R"({"code":0,"data":[
     {"id":99999999999999999999999,"count":1,"event":{"xwhat":"a"}},
@@ -90,7 +90,7 @@ TEST_F(EngineBadInputTest, IdsBeyondEveryNumberEndAtTheLastOne) {
   EXPECT_EQ(engine->shown().size(), 4u);
 }
 
-TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
+TEST_F(EngineBadInputTest, EventsWithValuesOfWrongTypesAreAccepted) {
   relaunch();
   deliverInApp({campaign("1", "buy", {{"count", 1}})});
   Value deep = "core";
@@ -109,7 +109,7 @@ TEST_F(EngineBadInputTest, EventsOfAnyKindAreTakenAsTheyCome) {
   EXPECT_EQ(engine->userId(), "ann");
 }
 
-TEST_F(EngineBadInputTest, ThousandsOfWindowsAreTakenIn) {
+TEST_F(EngineBadInputTest, AcceptsThousandsOfWindows) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   constexpr std::int64_t windows = 5000;  // each costs a millisecond
 #else

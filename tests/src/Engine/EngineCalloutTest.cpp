@@ -43,15 +43,15 @@ void useAllOf(OQSDKManager& engine) {
   OQLogger::getInstance().flush();
 }
 
-/// Wherever the engine calls out, another thread must be able to use all of it meanwhile, and be done with
-/// that before the call returns: a lock that were held would never let it.
-TEST_F(EngineTest, HoldsNoLockWhileItCallsOut) {
+/// During each callout of the engine, another thread uses the whole engine, and the callout waits for that thread. If
+/// the engine held a lock, this would deadlock.
+TEST_F(EngineTest, HoldsNoLockDuringCallouts) {
   const auto calling = std::make_shared<CallingEngine>();
   engine = calling;
   std::map<std::string, int> callouts;
   std::atomic<bool> isUsed{false};
   const Callout callout = [&](const std::string& where) {
-    if (isUsed.exchange(true)) return;  // brought about by the other thread's use
+    if (isUsed.exchange(true)) return;  // caused by the other thread
     if (++callouts[where] > 2) {
       isUsed = false;
       return;

@@ -9,7 +9,7 @@ namespace oq::test {
 namespace {
 
 /// "event window: outcome" of each entry.
-std::vector<std::string> told(const Value& decisions) {
+std::vector<std::string> linesOf(const Value& decisions) {
   std::vector<std::string> lines;
   for (const Value& each : decisions.as_array()) {
     const auto text = [&](const char* key) {
@@ -22,12 +22,12 @@ std::vector<std::string> told(const Value& decisions) {
 
 using Lines = std::vector<std::string>;
 
-TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
+TEST_F(EngineTest, DecisionsContainTheReasonWhyAWindowWasNotShown) {
   relaunch();
   receive("early");
   for (int i = 0; i < 3; ++i) receive("late");
-  EXPECT_EQ(told(engine->recentDecisions()), (Lines{"early -: waiting", "late -: waiting", "late -: waiting",
-                                                    "late -: dropped because the waiting array is full"}));
+  EXPECT_EQ(linesOf(engine->recentDecisions()), (Lines{"early -: waiting", "late -: waiting", "late -: waiting",
+                                                       "late -: dropped because the waiting array is full"}));
   engine->keepRecentDecisions(256);
   deliverInApp({campaign("1", "buy", {{"count", 2}}), campaign("2", "buy"),
                 campaign("3", "visit", {{"preEvent", {{"xwhat", "pay"}}}}), campaign("4", "none", {{"count", 0}}),
@@ -42,7 +42,7 @@ TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
   receive("buy");
   engine->shown().back().action(3, nullptr);  // the user closes window 7
   receive("close");
-  EXPECT_EQ(told(engine->recentDecisions()),
+  EXPECT_EQ(linesOf(engine->recentDecisions()),
             (Lines{"buy 2: another window matched first", "buy 1: counted and handed to the screen",
                    "visit 3: pre-condition not met", "visit -: no match", "none 9: another window matched first",
                    "none 4: count used up", "later 5: before start", "gone 6: after end",
@@ -54,12 +54,12 @@ TEST_F(EngineTest, TellsWhyAWindowWasNotShown) {
   relaunch();
   receive("close");
   receive("buy");
-  EXPECT_EQ(told(engine->recentDecisions()),
+  EXPECT_EQ(linesOf(engine->recentDecisions()),
             (Lines{"close 7: closed by the user in an earlier run", "buy 2: another window matched first",
                    "buy 1: counted and handed to the screen"}));
 }
 
-TEST(DecisionLog, KeepsTheNewest) {
+TEST(DecisionLog, KeepsTheNewestEntries) {
   OQDecisionLog log(3);
   EXPECT_EQ(log.entries(), Value(Array()));
   OQWindowEvent event;
@@ -67,14 +67,14 @@ TEST(DecisionLog, KeepsTheNewest) {
     event.setXwhat(Value("e" + std::to_string(i)));
     log.record(OQDecision::NoMatch, &event);
   }
-  EXPECT_EQ(told(log.entries()), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
+  EXPECT_EQ(linesOf(log.entries()), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
   const std::string longest(94, 'x');
-  event.setXwhat(Value(longest + "键"));  // the cut would fall into the last character
+  event.setXwhat(Value(longest + "键"));  // the limit is inside the last character
   log.record(OQDecision::Waiting, &event);
   event.setXwhat(Value(5));
   log.record(OQDecision::Waiting, &event);
   log.record(OQDecision::Shown, nullptr, std::make_shared<OQWindowData>());
-  EXPECT_EQ(told(log.entries()),
+  EXPECT_EQ(linesOf(log.entries()),
             (Lines{longest + " -: waiting", "- -: waiting", "- -: counted and handed to the screen"}));
   log.setCapacity(0);
   log.record(OQDecision::Waiting, &event);

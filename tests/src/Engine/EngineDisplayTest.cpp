@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* reportPath = "/push/sdk/in_app/callback";
 
-TEST_F(EngineTest, TheTimeRangeHoldsToTheSecondAndTimesThatNameNoneDoNotRestrict) {
+TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
   struct Case {
     Value start, end;
     bool shown = true;
@@ -28,7 +28,7 @@ TEST_F(EngineTest, TheTimeRangeHoldsToTheSecondAndTimesThatNameNoneDoNotRestrict
                                  " 2026-03-11 00:00:00", "99999-01-01 00:00:00", Array{}})
     cases.push_back({none, none});
   relaunch();
-  moveClock(0.4);  // fractions take no part
+  moveClock(0.4);  // fractions of a second are ignored
   std::size_t shown = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const auto& [start, end, isShown] = cases[i];
@@ -81,7 +81,7 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   }
 }
 
-TEST_F(EngineTest, ReportsOfPushMessagesAndOfAWindowWithoutTypeAndId) {
+TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
   relaunch();
   const Value msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
@@ -110,10 +110,10 @@ TEST_F(EngineTest, ReportsOfPushMessagesAndOfAWindowWithoutTypeAndId) {
   }
 }
 
-TEST_F(EngineTest, AFileThatCannotBeWrittenIsOnlyLogged) {
+TEST_F(EngineTest, FailedWriteOfTheRecordsIsOnlyLogged) {
   relaunch();
   deliverInApp({campaign("7", "buy")});
-  // A folder in the file's place, which no rename can replace.
+  // A folder with the file's name, which a rename cannot replace.
   std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
   std::filesystem::create_directories(documentsDirectory() / OQRecordTreeDataFileName / "in the way");
   receive("buy");

@@ -19,7 +19,7 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name) {
   return event;
 }
 
-TEST_F(EngineTest, TakesTheUserFromEveryEvent) {
+TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
   relaunch();
   struct Case {
     Value info;
@@ -66,7 +66,7 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
-TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
+TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
   relaunch();
   const Value visit = {{"xwhat", "visit"}};
   deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),
@@ -83,7 +83,7 @@ TEST_F(EngineTest, APreConditionComesFirstAndIsUsedUp) {
   EXPECT_EQ(engine->shown().size(), 2u);
 }
 
-TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
+TEST_F(EngineTest, SubscribedEventIsReportedOnceAndShowsNoWindow) {
   relaunch();
   deliverSubscriptions(
       {campaign("5", "view"), campaign("6", "buy", {{"preEvent", {{"xwhat", "never"}}}}), campaign("7", "buy")});
@@ -96,7 +96,7 @@ TEST_F(EngineTest, ASubscribedEventIsTriggeredOnceAndNeverShown) {
   EXPECT_EQ(triggers[0].json.at("events"), expected);
 }
 
-TEST_F(EngineTest, TriggersLogTheirAnswers) {
+TEST_F(EngineTest, TriggersLogTheirResponses) {
   relaunch();
   deliverSubscriptions({campaign("5", "buy")});
   const std::vector<std::pair<ScriptedTransport::Answer, std::vector<std::string>>> cases = {

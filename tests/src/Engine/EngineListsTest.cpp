@@ -31,7 +31,7 @@ class EngineListsTest : public EngineTest {
   std::size_t sent(const char* path) const { return network->requests(path).size(); }
 };
 
-TEST_F(EngineListsTest, LoginFetchesNoListForWantOfAUserOrAToken) {
+TEST_F(EngineListsTest, LoginFetchesNoListsWithoutAUserOrAToken) {
   relaunch();
   logIn();
   EXPECT_EQ(engine->token(), "T");
@@ -65,10 +65,10 @@ TEST_F(EngineListsTest, WindowsAreFetchedOncePerCalendarDay) {
   EXPECT_EQ(sent(inAppPath), 2u);
 }
 
-TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
+TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {
   struct Case {
     ScriptedTransport::Answer answer;
-    std::vector<std::string> entries;  ///< {data} stands for the kind of answer
+    std::vector<std::string> entries;  ///< {data} is replaced by the kind of request
   };
   const Error timeout{URLErrorDomain, -1001, "timed out"};
   const std::vector<Case> cases = {
@@ -111,13 +111,13 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
       for (std::string& entry : expected) {
         if (entry.starts_with("{data}")) entry.replace(0, 6, kind);
       }
-      // How a container looks in print is the formatter's affair; blanks take no part here.
+      // Blanks are ignored, since the formatting of containers is tested elsewhere.
       const auto packed = [](std::vector<std::string> texts) {
         for (std::string& text : texts) std::erase(text, ' ');
         return texts;
       };
       EXPECT_EQ(packed(entries), packed(expected)) << kind << " " << each.answer.body;
-      // A login that succeeds without a token forgets it; that has a test of its own.
+      // A successful login without a token removes the stored one; another test covers that.
       const bool isLoginWithoutToken = each.answer.body.starts_with("{\"data\"") && request.first == loginPath;
       if (isLoginWithoutToken) logIn();
       EXPECT_EQ(engine->token(), "T") << kind << " " << each.answer.body;
@@ -129,7 +129,7 @@ TEST_F(EngineListsTest, FailuresLogExactlyWhatTheyShould) {
   EXPECT_EQ(engine->subscribeDataArray()->size(), 1u);
 }
 
-TEST_F(EngineListsTest, ANewListReplacesTheOldOneAndKeepsItsRecords) {
+TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
   relaunch();
   deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view")});
   receive("buy");
@@ -155,7 +155,7 @@ TEST_F(EngineListsTest, ANewListReplacesTheOldOneAndKeepsItsRecords) {
   const auto onDisk = OQDataArchiver::getDataForPath<OQWindowData>(documentsDirectory() / OQInAppWindowDataFileName);
   ASSERT_TRUE(onDisk);
   EXPECT_EQ(onDisk->size(), 2u);
-  EXPECT_EQ(network->requests("/9.png").size(), 1u) << "pictures are fetched ahead";
+  EXPECT_EQ(network->requests("/9.png").size(), 1u) << "pictures are prefetched";
 }
 
 TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
@@ -167,7 +167,7 @@ TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
   EXPECT_FALSE(std::filesystem::exists(documentsDirectory() / OQRecordTreeDataFileName));
 }
 
-TEST_F(EngineListsTest, AnAnswerForAnEngineThatIsGoneIsIgnored) {
+TEST_F(EngineListsTest, ResponseForADestroyedEngineIsIgnored) {
   relaunch();
   std::promise<void> engineGone;
   network->script(loginPath, [&](const auto&) {

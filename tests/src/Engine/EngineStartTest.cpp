@@ -14,8 +14,8 @@
 namespace oq::test {
 namespace {
 
-/// The first of many threads that need the campaigns reads them; the others wait for it.
-TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
+/// The first thread that needs the campaigns reads them; other threads wait for it.
+TEST_F(EngineTest, FirstStartIsEmptyAndLaterStartsRestoreTheLastRun) {
   relaunch();
   EXPECT_TRUE(engine->treeNodesInit() && !engine->isNewUser() && engine->autoCollectPage());
   EXPECT_TRUE(!engine->userId() && !engine->pageName() && !engine->configuration());
@@ -34,7 +34,7 @@ TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   });
   EXPECT_EQ(trees, std::vector(8, trees.front()));
   EXPECT_EQ(lengths, std::vector<std::size_t>(8, 3));
-  EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, whatever the name says";
+  EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, in spite of the name";
   EXPECT_EQ(engine->userId(), "ann");
   EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), Value("8"));
   const auto node = engine->recordTree()->findTreeNodeById(7);
@@ -42,7 +42,7 @@ TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   EXPECT_EQ(node->usedCount(), 1);
   EXPECT_FALSE(node->isActivated());
   receive("buy");
-  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"}) << "it may show once more";
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"}) << "one more display is allowed";
   EXPECT_EQ(usedCountsOnDisk().front(), std::pair(std::int64_t{7}, std::int64_t{2}));
   receive("buy");
   EXPECT_EQ(engine->shown().size(), 1u) << "not again in the same run";
@@ -51,7 +51,7 @@ TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   EXPECT_TRUE(engine->shown().empty());
 }
 
-TEST_F(EngineTest, DamagedFilesReadAsEmptyAndAreReplacedAtTheNextWrite) {
+TEST_F(EngineTest, DamagedFilesCountAsEmptyAndAreReplacedByTheNextWrite) {
   const char* names[] = {OQInAppWindowDataFileName, OQSubscribeWindowDataFileName, OQRecordTreeDataFileName};
   relaunch();
   deliverInApp({campaign("7", "buy")});
@@ -59,7 +59,7 @@ TEST_F(EngineTest, DamagedFilesReadAsEmptyAndAreReplacedAtTheNextWrite) {
   std::vector<Data> good;
   for (const char* name : names) good.push_back(contentsOfFile(documentsDirectory() / name).value());
   const Data cutOff(good[0].begin(), good[0].begin() + static_cast<std::ptrdiff_t>(good[0].size() / 2));
-  // Each file in turn torn, of another kind, and sound but with objects of another class.
+  // The files are cut off, of another format, and valid but with objects of another class.
   const std::vector<std::vector<Data>> damages = {{cutOff, cutOff, cutOff},
                                                   {dataFromString("bplist00 but torn"), dataFromString("{}"), Data()},
                                                   {good[2], good[2], good[0]}};
@@ -94,7 +94,7 @@ TEST_F(EngineTest, EachStartLogsInWithItsConfiguration) {
   EXPECT_EQ(logins[1].json.at("appKey"), Value(""));
 }
 
-TEST_F(EngineTest, EnvironmentIsOneForAllConfigurationsAndRuns) {
+TEST_F(EngineTest, EnvironmentIsSharedByAllConfigurationsAndRuns) {
   EXPECT_EQ(OQSDKManager::getEnvironment(), 0u);
   EXPECT_EQ(TorvelinOqConfig::defaultConfig()->envType(), 0u);
   TorvelinOqConfig().setEnvType(2);
@@ -106,14 +106,14 @@ TEST_F(EngineTest, EnvironmentIsOneForAllConfigurationsAndRuns) {
 
   OQSDKManager::sharedManager().setConfiguration(nullptr);
   OQSDKManager::setEnvironment(1);
-  EXPECT_EQ(OQSDKManager::getEnvironment(), 3u) << "before there is a configuration nothing is stored";
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 3u) << "without a configuration nothing is stored";
   OQSDKManager::sharedManager().setConfiguration(std::make_shared<TorvelinOqConfig>());
   OQSDKManager::setEnvironment(1);
   EXPECT_EQ(OQSDKManager::getEnvironment(), 1u);
   OQSDKManager::sharedManager().setConfiguration(nullptr);
 }
 
-/// A host's analytics library.
+/// A host's analytics class.
 class TorvelinSDK : public Object {
   OQ_CLASS(TorvelinSDK)
  public:
@@ -129,7 +129,7 @@ Class* TorvelinSDK::staticClass() {
   return registered;
 }
 
-TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsOnce) {
+TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsClassOnce) {
   auto& shared = OQSDKManager::sharedManager();
   EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &shared);
   auto& listener = dynamic_cast<OQObserverListener&>(TorvelinOqManager::getObserverListener());

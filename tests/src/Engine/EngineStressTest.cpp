@@ -20,7 +20,7 @@
 namespace oq::test {
 namespace {
 
-/// Many threads bring events while lists replace each other, through answers that arrive side by side.
+/// Many threads record events while lists are replaced by responses that arrive in parallel.
 class EngineStressTest : public EngineTest {
  protected:
   EngineStressTest() {
@@ -31,7 +31,7 @@ class EngineStressTest : public EngineTest {
 
 constexpr int windowCount = 12;
 
-/// Windows that wait for "e" with their number and have a count of 2, in another order each turn.
+/// Windows that wait for "e" and their number and have a count of 2, in a different order each turn.
 Array campaigns(int number, int first = 0, int turn = 0) {
   Array records;
   for (int i = 0; i < number; ++i) {
@@ -66,7 +66,7 @@ TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
       }
     });
     settle();
-    // The first list may have come after all of them.
+    // The first list may have arrived after all events.
     for (int id = 1; id <= windowCount; ++id) receive("e" + std::to_string(id));
 
     std::map<std::string, int> shownInRun;
@@ -84,8 +84,8 @@ TEST_F(EngineStressTest, NoWindowIsShownTwiceInARunOrMoreOftenThanItsCount) {
   }
 }
 
-/// OQSDK_STRESS_SEEDS asks for more seeds than usual.
-TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) {
+/// OQSDK_STRESS_SEEDS sets a larger number of seeds.
+TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
   constexpr int threads = 16;
   constexpr int eventsPerThread = 10000;
   const char* asked = std::getenv("OQSDK_STRESS_SEEDS");
@@ -132,11 +132,11 @@ TEST_F(EngineStressTest, SixteenThreadsOfEventsBesideListsThatReplaceEachOther) 
     std::printf("[ seeds    ] %u of %u\n", seed, seeds);
     std::fflush(stdout);
   }
-  std::printf("[ seeds    ] %u seeds, %d threads with %d events each beside %d lists\n", seeds, threads,
+  std::printf("[ seeds    ] %u seeds, %d threads with %d events each, in parallel %d lists\n", seeds, threads,
               eventsPerThread, lists);
 }
 
-TEST_F(EngineStressTest, AReaderSeesOneWholeListAndRecordsAtLeastAsNew) {
+TEST_F(EngineStressTest, ReaderSeesOneCompleteListAndRecordsAtLeastAsNew) {
   relaunch();
   std::atomic<int> turn{0};
   network->script("/push/sdk/in_app", [&](const auto&) {
@@ -169,11 +169,11 @@ TEST_F(EngineStressTest, AReaderSeesOneWholeListAndRecordsAtLeastAsNew) {
   other.join();
   EXPECT_EQ(mixtures, 0);
   EXPECT_EQ(missing, 0);
-  EXPECT_GT(seen, 2) << "no list was seen to be replaced";
+  EXPECT_GT(seen, 2) << "the list was never replaced";
 }
 
 #ifdef __SANITIZE_THREAD__
-/// That the sanitizer is silent means something only if it is not so about a race of ours.
+/// Proves that the sanitizer would report a race in our code.
 TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
@@ -191,7 +191,7 @@ TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
 }
 #endif
 
-/// Lets two threads go on at the same moment. Waits for the other one for a while only.
+/// Lets two threads continue at the same moment. A thread waits only a short time for the other.
 class MeetingPoint {
  public:
   void meet() {
@@ -206,11 +206,11 @@ class MeetingPoint {
   std::atomic<int> _arrived{0};
 };
 
-TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
+TEST_F(EngineStressTest, TwoThreadsWithTheSameEventShowAWindowOnce) {
   constexpr int windows = 200;
   relaunch();
   deliverInApp(campaigns(windows));
-  // Both times of a decision are written to the platform's log; the second is the last thing before it falls.
+  // A decision writes its two times to the platform's log; the second entry comes right before the decision.
   MeetingPoint decision;
   setPlatformLogHandler([&](std::string_view) {
     thread_local int comparisons = 0;
@@ -232,14 +232,14 @@ TEST_F(EngineStressTest, TwoThreadsAtTheSameDecisionShowAWindowOnce) {
   for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
 }
 
-TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
+TEST_F(EngineStressTest, RecordFileNeverLosesACount) {
   constexpr int rounds = 100;
   relaunch();
   deliverInApp(campaigns(2 * rounds));
   std::barrier round(2);
   const auto bring = [&](int thread, int i) {
     round.arrive_and_wait();
-    // Every round another distance between the two.
+    // A different delay between the two threads in every round.
     const auto begin = std::chrono::steady_clock::now() + std::chrono::microseconds(i % 50 * 20 * thread);
     while (std::chrono::steady_clock::now() < begin) {
     }
@@ -256,10 +256,10 @@ TEST_F(EngineStressTest, TheRecordFileNeverGoesBack) {
     for (int id = 0; id < 2 * i + 2; ++id) missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
   }
   other.join();
-  EXPECT_EQ(missing, 0) << "counts that a later write took back";
+  EXPECT_EQ(missing, 0) << "counts that a later write has overwritten";
 }
 
-TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched) {
+TEST_F(EngineStressTest, EventDuringTheInstallationOfTheFirstListIsMatched) {
   network->answer("/push/sdk/in_app", textOf(listAnswer(campaigns(4000))));
   for (int turn = 0; turn < 3; ++turn) {
     relaunch();
@@ -280,7 +280,7 @@ TEST_F(EngineStressTest, AnEventThatArrivesWhileTheFirstListIsInstalledIsMatched
   }
 }
 
-TEST_F(EngineStressTest, TwoLoginsAtOnceFetchTheWindowsOnce) {
+TEST_F(EngineStressTest, ConcurrentLoginsFetchTheWindowsOnce) {
   relaunch();
   engine->setUserId("ann");
   network->answer("/push/sdk/login", R"({"code":0,"token":"T"})");

@@ -30,13 +30,13 @@ class EnvironmentSwitch : public testing::Test {
     std::erase(texts, "");
     return texts;
   }
-  /// What is stored after an answer to the alert.
+  /// The stored environment after a tap on this button of the alert.
   std::uint64_t storedAfter(std::uint64_t before, const std::string& button) {
     config->setEnvType(before);
     ask();
     EXPECT_TRUE(test::tapButton(host, button)) << button;
     host.advance(0.5);
-    EXPECT_EQ(texts().size(), 0u) << "it has gone";
+    EXPECT_EQ(texts().size(), 0u) << "the alert has closed";
     return OQSDKManager::getEnvironment();
   }
 
@@ -44,7 +44,7 @@ class EnvironmentSwitch : public testing::Test {
   std::shared_ptr<TorvelinOqConfig> config = std::make_shared<TorvelinOqConfig>();
 };
 
-TEST_F(EnvironmentSwitch, OffersTheTwoOthersAndStoresTheChosen) {
+TEST_F(EnvironmentSwitch, OffersTheTwoOtherEnvironmentsAndStoresTheChosenOne) {
   struct Case {
     std::uint64_t current;
     std::string name, first, second;
@@ -69,7 +69,7 @@ TEST_F(EnvironmentSwitch, OffersTheTwoOthersAndStoresTheChosen) {
   }
 }
 
-TEST_F(EnvironmentSwitch, HasNothingToOfferForAnEnvironmentThatIsNotKnown) {
+TEST_F(EnvironmentSwitch, OffersUntitledButtonsForAnUnknownEnvironment) {
   config->setEnvType(7);
   ask();
   EXPECT_EQ(texts().back(), "当前环境为“(null)”，是否切换？\n切换后请重启APP");
@@ -80,20 +80,20 @@ TEST_F(EnvironmentSwitch, HasNothingToOfferForAnEnvironmentThatIsNotKnown) {
   EXPECT_EQ(OQSDKManager::getEnvironment(), 7u);
 }
 
-TEST_F(EnvironmentSwitch, AsksOnceAndAnswersToKeysAndTouchesOfEveryKind) {
+TEST_F(EnvironmentSwitch, AsksOnceAndWorksWithKeyboardTouchesAndAccessibility) {
   std::thread elsewhere([] { OQUtils::changeEnvironment(); });
   elsewhere.join();
   host.advance(0.1);
-  ask();  // while it is there
+  ask();  // no effect while the alert is shown
   auto window = OQNavigation::keyWindow();
   EXPECT_EQ(test::viewsOnScreen<UIButton>().size(), 3u);
   EXPECT_EQ(class_getName(OQNavigation::currentViewController()->class_()), "UIAlertController");
-  // To assistive technology it is a dialog with a name, two texts and three buttons.
+  // For assistive technology it is a dialog with a name, two labels and three buttons.
   auto dialog = frontmostDialog(*window);
   ASSERT_TRUE(dialog);
   EXPECT_EQ(dialog->accessibilityLabel(), "切换环境");
   EXPECT_EQ(accessibilityElements(dialog).size(), 5u);
-  EXPECT_TRUE(host.tap(5, 5)) << "what lies behind is out of reach";
+  EXPECT_TRUE(host.tap(5, 5)) << "the alert blocks touches behind it";
 
   window->pressKey(UIKeyboardKey::Tab);
   window->pressKey(UIKeyboardKey::Tab);
@@ -103,14 +103,14 @@ TEST_F(EnvironmentSwitch, AsksOnceAndAnswersToKeysAndTouchesOfEveryKind) {
   host.advance(0.5);
   EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
 
-  // Escape takes the way out that changes nothing.
+  // Escape cancels.
   ask();
   window->pressKey(UIKeyboardKey::Escape);
   host.advance(0.5);
   EXPECT_EQ(texts().size(), 0u);
   EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
 
-  // The alert stays in the middle of a screen that changes.
+  // The alert stays centred when the screen changes.
   ask();
   host.setScreenSize(320, 568);
   auto card = test::viewsOnScreen<UIButton>().front()->superview()->superview();

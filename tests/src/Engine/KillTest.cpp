@@ -26,7 +26,7 @@ namespace {
 
 constexpr int windowCount = 12;
 
-/// Tells of each window at the moment in which it would be put on screen.
+/// Reports each window through a pipe at the moment it would be shown.
 class ReportingEngine : public OQSDKManager {
  public:
   explicit ReportingEngine(int pipe) : _pipe(pipe) {}
@@ -50,7 +50,7 @@ OQCampaignList::Windows campaignsWithCount(int count) {
   return windows;
 }
 
-/// One run of an application, from its start until it has shown all it may, or is killed.
+/// One run of an application, from its start until it has shown all its windows, or is killed.
 [[noreturn]] void live(const std::filesystem::path& folder, int pipe, int count) {
   setApplicationDataDirectory(folder);
   DispatchQueue::installMain();
@@ -69,12 +69,12 @@ OQCampaignList::Windows campaignsWithCount(int count) {
   ::_exit(0);
 }
 
-/// Lives that follow each other over the same files.
+/// Runs of the application, one after the other, with the same files.
 class Lives {
  public:
   explicit Lives(int count) : _count(count) {}
 
-  /// Kills the life some time after it has shown so many windows; true if it was killed before its end.
+  /// Starts a run and kills it some time after it has shown `showings` windows. True if it was killed before its end.
   bool run(int showings, int microseconds) {
     int ends[2];
     if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
@@ -99,7 +99,7 @@ class Lives {
     return WIFSIGNALED(status);
   }
 
-  /// The counts that a next life would begin with.
+  /// The counts with which the next run would start.
   std::map<int, std::int64_t> counted() const {
     setApplicationDataDirectory(_folder.path());
     std::map<int, std::int64_t> counts;
@@ -120,7 +120,7 @@ class Lives {
 void killOverAndOver(int kills) {
   std::mt19937 random(std::random_device{}());
   const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
-  // So low that windows are used up on the way.
+  // Low enough that some windows reach their count during the test.
   const int count = kills * 3 / 4;
   Lives lives(count);
   int killed = 0;
@@ -130,12 +130,12 @@ void killOverAndOver(int kills) {
     for (const auto& [id, times] : lives.shown) {
       const auto known = counted.find(id);
       ASSERT_TRUE(known != counted.end() && times <= known->second)
-          << "window " << id << " was shown " << times << " times, more often than was counted";
+          << "window " << id << " was shown " << times << " times, more often than its stored count";
       ASSERT_LE(times, count);
     }
   }
   EXPECT_EQ(killed, kills);
-  // To the end of every count.
+  // Then runs until every window has reached its count.
   for (int life = 0; life <= count; ++life) lives.run(windowCount + 1, 0);
   for (const auto& [id, times] : lives.counted()) EXPECT_EQ(times, count) << "window " << id;
   int shown = 0;
@@ -147,8 +147,8 @@ void killOverAndOver(int kills) {
               windowCount, count);
 }
 
-/// OQSDK_KILLS asks for more kills than usual. In a program of its own, since lives are forks.
-TEST(KillTest, NoWindowIsShownMoreOftenThanItsCountInAllLivesTogether) {
+/// OQSDK_KILLS sets a larger number of kills. Runs in a separate program, since each run is a fork.
+TEST(KillTest, NoWindowIsShownMoreOftenThanItsCountOverAllRuns) {
   const char* asked = std::getenv("OQSDK_KILLS");
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(

@@ -26,11 +26,11 @@ namespace oq::test {
 namespace {
 
 constexpr int processCount = 8;
-/// How often each window may be shown. Each process shows a window at most once.
+/// The display count of each window. Each process shows a window at most once.
 constexpr std::array<int, 4> counts = {1, 5, 8, 11};
 constexpr int windowCount = static_cast<int>(counts.size());
 
-/// What a process reports of an event, over a pipe of its own.
+/// The outcome of an event, which a process reports through its pipe.
 enum class Step : std::uint8_t { Recorded, Shown, Died, UsedUp, Busy };
 enum class Deaths { None, BeforeTheFrame, AnyMoment };
 struct Report {
@@ -54,7 +54,7 @@ class Pipe {
   void write(Report report) {
     if (::write(_ends[1], &report, sizeof report) != sizeof report) ::_exit(3);
   }
-  /// False once no process can write any more.
+  /// False when all writers have closed the pipe.
   bool read(Report& report) { return ::read(_ends[0], &report, sizeof report) == sizeof report; }
   void waitForEnd() {
     char none;
@@ -71,12 +71,12 @@ class Pipe {
   int _ends[2];
 };
 
-/// Reports each window at the moment in which it would be put on screen, or dies then.
+/// Reports each window at the moment it would be shown. After `showings` windows it kills its process there.
 class ReportingEngine : public OQSDKManager {
  public:
   explicit ReportingEngine(Pipe& pipe, int showings = windowCount) : _pipe(pipe), _showings(showings) {}
 
-  /// What became of the event; again while the records are busy, if asked to.
+  /// Records an event and reports its outcome. With `untilDecided`, repeats it while the records are busy.
   void record(int window, bool untilDecided) {
     report(Step::Recorded, window, 0);
     Step step;
@@ -106,7 +106,7 @@ class ReportingEngine : public OQSDKManager {
     _pipe.write({step, static_cast<std::uint8_t>(window), static_cast<std::uint16_t>(milliseconds)});
   }
   Pipe& _pipe;
-  int _showings;  ///< before it dies
+  int _showings;  ///< before it kills its process
 };
 
 void enterApplication(const std::filesystem::path& folder) {
@@ -126,7 +126,7 @@ void enterApplication(const std::filesystem::path& folder) {
   }));
 }
 
-/// The used counts that the next process would begin with.
+/// The used counts with which the next process would start.
 std::map<int, int> countedIn(const std::filesystem::path& folder) {
   setApplicationDataDirectory(folder);
   std::map<int, int> counted;
@@ -136,7 +136,7 @@ std::map<int, int> countedIn(const std::filesystem::path& folder) {
   return counted;
 }
 
-/// A process of the application that runs the body.
+/// Forks a process of the application, which runs the body.
 class Process {
  public:
   template <class Body>
@@ -148,7 +148,7 @@ class Process {
     }
     reports.closeWriter();
   }
-  /// Leaves no process behind, stopped or waiting, when the test fails.
+  /// Kills the process if it still runs or is stopped, for example after a failed test.
   ~Process() {
     if (_isRunning) kill();
     if (_isRunning) statusOf(_id);
@@ -161,7 +161,7 @@ class Process {
     int status = 0;
     return ::waitpid(_id, &status, WUNTRACED) == _id && WIFSTOPPED(status);
   }
-  /// True if it was killed.
+  /// Waits for the process's end. True if it was killed.
   bool join() {
     _isRunning = false;
     const int status = statusOf(_id);
@@ -176,7 +176,7 @@ class Process {
   bool _isRunning = true;
 };
 
-/// What the processes of one folder reported so far.
+/// The reports of all processes of one folder so far.
 struct Tally {
   std::array<int, windowCount> shown{}, died{}, unanswered{}, usedUp{};
   int busy = 0, killed = 0;
@@ -197,7 +197,7 @@ struct Tally {
   }
 };
 
-/// Processes that start and record their events at the same time, until they end or die.
+/// Runs processes that start and record their events at the same time, until they end or are killed.
 void runTogether(const std::filesystem::path& folder, Deaths deaths, std::mt19937& random, Tally& tally) {
   const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
   Pipe go;
@@ -227,7 +227,7 @@ struct Totals {
   int shown = 0, died = 0, counted = 0, unanswered = 0, killed = 0, busy = 0;
 };
 
-/// Two times eight processes in a folder of their own: the first ones find no records.
+/// Runs eight processes and then eight more in a new folder. The first ones find no records.
 void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
   const ScratchFolder folder;
   Tally tally;
@@ -238,7 +238,7 @@ void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
       const auto window = static_cast<std::size_t>(i);
       SCOPED_TRACE(testing::Message() << "window " << i << " in life " << life);
       EXPECT_LE(counted[i], counts[window]);
-      // A process that was killed before it answered may have counted or not.
+      // A process that was killed before its report may or may not have counted the display.
       const int known = tally.shown[window] + tally.died[window];
       EXPECT_LE(known, counted[i]);
       EXPECT_GE(known + tally.unanswered[window], counted[i]);
@@ -273,11 +273,12 @@ void playRounds() {
         "[ process  ] %s, %d rounds of 8 processes and 8 more: %d counted, %d shown, %d died before the frame, "
         "%d killed, %d of them without an answer; records busy %d times\n",
         name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered, totals.busy);
-    std::fflush(stdout);  // not again by a fork
+    std::fflush(stdout);  // so that forks do not print it again
   }
 }
 
-/// One process stops while it has access. The others go on without their windows, and show them when it continues.
+/// One process is stopped while it holds the records' lock. The others continue without showing their windows, and show
+/// them after it resumes.
 void stopOne() {
   const ScratchFolder folder;
   constexpr int eventCount = 3;
@@ -301,7 +302,7 @@ void stopOne() {
     }));
   }
   Report recorded{}, outcome{};
-  for (const auto& process : others) ASSERT_TRUE(process->reports.read(outcome)) << "has its list";
+  for (const auto& process : others) ASSERT_TRUE(process->reports.read(outcome)) << "the process has its list";
   Process holder([&](Pipe&) {
     stopped.closeWriter();
     resumed.closeWriter();
@@ -324,7 +325,7 @@ void stopOne() {
     }
     longestOfAll = std::max(longestOfAll, all);
   }
-  EXPECT_LE(longest, 3 * 300) << "milliseconds, three times what a main thread may wait";
+  EXPECT_LE(longest, 3 * 300) << "milliseconds: three times the main thread's timeout";
   EXPECT_EQ(countedIn(folder.path())[1], 0);
   holder.resume();
   EXPECT_FALSE(holder.join());
@@ -333,11 +334,11 @@ void stopOne() {
   for (const auto& process : others) tally.add(*process);
   EXPECT_EQ(tally.shown[1], counts[1]);
   EXPECT_EQ(countedIn(folder.path())[1], counts[1]);
-  std::printf("[ process  ] beside a stopped process: %d ms for the longest event, %d for %d in a row\n", longest,
+  std::printf("[ process  ] with one process stopped: %d ms for the longest event, %d for %d in a row\n", longest,
               longestOfAll, eventCount);
 }
 
-/// The body in a program of its own, since its processes are forks.
+/// Runs the body in a separate program, since it forks processes.
 void inProgram(void (*body)()) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
@@ -349,12 +350,12 @@ void inProgram(void (*body)()) {
       testing::ExitedWithCode(0), "");
 }
 
-/// OQSDK_PROCESS_ROUNDS asks for more rounds than usual.
+/// OQSDK_PROCESS_ROUNDS sets a larger number of rounds.
 TEST(ProcessesTest, EightProcessesShareTheCounts) {
   inProgram(playRounds);
 }
 
-TEST(ProcessesTest, AStoppedProcessHoldsNobodyUp) {
+TEST(ProcessesTest, StoppedProcessDoesNotBlockOthers) {
   inProgram(stopOne);
 }
 

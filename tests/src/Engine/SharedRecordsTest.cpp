@@ -15,7 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-/// Two engines over one folder, each with records and a lock of its own, stand for two processes.
+/// Two engines with the same folder, each with its own records and lock, represent two processes.
 class SharedRecordsTest : public EngineTest {
  protected:
   SharedRecordsTest() {
@@ -54,13 +54,13 @@ class SharedRecordsTest : public EngineTest {
   static constexpr const char* shown = "counted and handed to the screen";
 };
 
-TEST_F(SharedRecordsTest, RecordsAndListsOfOneProcessSurviveTheOthers) {
+TEST_F(SharedRecordsTest, WritesOfOneProcessKeepTheRecordsOfOthers) {
   deliverInApp({campaign("7", "buy", {{"count", 2}})});
   deliverToOther({campaign("8", "view", {{"count", 2}})});
   EXPECT_EQ(outcomeIn(*engine, "buy"), shown);
   EXPECT_EQ(outcomeIn(*other, "view"), shown);
   EXPECT_THAT(usedCountsOnDisk(), ElementsAre(Pair(7, 1), Pair(8, 1)));
-  // A newer list in one process: the other one writes its terms back, and what itself counted.
+  // After a newer list in one process, the other process writes the new terms together with its own count.
   deliverInApp({campaign("7", "buy", {{"count", 5}, {"endTime", "2026-04-30 23:59:59"}})});
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_EQ(node(*other, 7)->count(), 5);
@@ -69,26 +69,26 @@ TEST_F(SharedRecordsTest, RecordsAndListsOfOneProcessSurviveTheOthers) {
   EXPECT_FALSE(node(*engine, 8)->isActivated()) << "shown in the other process only";
 }
 
-TEST_F(SharedRecordsTest, WhatOneProcessClosedIsClosedInAll) {
+TEST_F(SharedRecordsTest, WindowClosedInOneProcessIsClosedInAll) {
   deliverInApp({campaign("7", "buy", {{"count", 9}})});
   deliverToOther({campaign("7", "buy", {{"count", 9}})});
   EXPECT_EQ(outcomeIn(*engine, "buy"), shown);
   engine->shown().at(0).action(3, nullptr);
   EXPECT_EQ(outcomeIn(*other, "buy"), "closed by the user in an earlier run");
-  // What the other process writes does not open it again.
+  // A write by the other process does not reset it.
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_TRUE(isClosedOnDisk(7));
   EXPECT_TRUE(node(*other, 7)->isActivated());
 }
 
-TEST_F(SharedRecordsTest, WhatCouldNotBeWrittenIsAddedToWhatOthersWrote) {
+TEST_F(SharedRecordsTest, CountsThatCouldNotBeWrittenAreAddedLater) {
   deliverInApp({campaign("7", "buy", {{"count", 4}})});
   deliverToOther({campaign("7", "buy", {{"count", 4}})});
   const auto file = documentsDirectory() / OQRecordTreeDataFileName;
   std::filesystem::rename(file, folder() / "kept");
   std::filesystem::create_directories(file / "in the way");
   for (const auto& process : {engine, other}) process->syncWithTreeNode(node(*process, 7));
-  EXPECT_EQ(node(*other, 7)->usedCount(), 1) << "counted as if alone";
+  EXPECT_EQ(node(*other, 7)->usedCount(), 1) << "without the other process's count";
   std::filesystem::remove_all(file);
   std::filesystem::rename(folder() / "kept", file);
   engine->syncWithTreeNode(node(*engine, 7));
@@ -97,22 +97,22 @@ TEST_F(SharedRecordsTest, WhatCouldNotBeWrittenIsAddedToWhatOthersWrote) {
   EXPECT_EQ(outcomeIn(*other, "buy"), "count used up");
 }
 
-TEST_F(SharedRecordsTest, WhileRecordsAreBusyNothingIsCounted) {
+TEST_F(SharedRecordsTest, NothingIsCountedWhileRecordsAreBusy) {
   deliverInApp({campaign("7", "buy"), campaign("8", "view"), campaign("9", "sell")});
   EXPECT_EQ(outcomeIn(*engine, "view"), shown);
   auto access = std::make_unique<OQRecordStore::Access>(elsewhere.access());
   EXPECT_EQ(outcomeIn(*engine, "buy"), "records are busy");
   EXPECT_EQ(engine->shownIds(), (std::vector<std::string>{"8"}));
   EXPECT_EQ(node(*engine, 7)->usedCount(), 0);
-  EXPECT_EQ(outcomeIn(*engine, "view"), "count used up") << "which needs no other process";
-  // Lists and "closed" count at once, and are written when they can be.
+  EXPECT_EQ(outcomeIn(*engine, "view"), "count used up") << "this needs no lock";
+  // New lists and closed windows take effect at once, and are written when the lock is free.
   deliverInApp({campaign("10", "stay")});
   engine->shown().at(0).action(3, nullptr);
   EXPECT_TRUE(node(*engine, 8)->isUserClosed());
   EXPECT_TRUE(node(*engine, 10));
   EXPECT_FALSE(isClosedOnDisk(8));
   access.reset();
-  // Written on another thread, which then no longer holds the engine.
+  // Another thread writes them, and then releases its reference to the engine.
   const auto isDone = [&] { return isClosedOnDisk(8) && engine.use_count() == 2; };
   for (int i = 0; i < 1000 && !isDone(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_TRUE(isDone());

@@ -29,7 +29,7 @@ std::ptrdiff_t descriptorCount() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-/// The same windows in another order each time; some wait for an event first.
+/// The same windows in a different order each time; some have a pre-condition.
 std::string answerOf(int turn) {
   Array records;
   for (int i = 0; i < windowCount; ++i) {
@@ -50,8 +50,8 @@ void bringEvents(OQSDKManager& engine, std::int64_t count, unsigned seed) {
   }
 }
 
-/// OQSDK_SOAK_EVENTS asks for more events than usual.
-TEST_F(EngineTest, MemoryAndDescriptorsStayFlatHoweverManyEventsCome) {
+/// OQSDK_SOAK_EVENTS sets a larger number of events.
+TEST_F(EngineTest, MemoryAndDescriptorsStayFlatOverManyEvents) {
   constexpr int sections = 100, threads = 4;
   const char* asked = std::getenv("OQSDK_SOAK_EVENTS");
   const std::int64_t events = asked ? std::atoll(asked) : 20'000;
@@ -77,7 +77,7 @@ TEST_F(EngineTest, MemoryAndDescriptorsStayFlatHoweverManyEventsCome) {
     shown += engine->shown().size();
     engine->closeAll();
     OQLogger::getInstance().flush();
-    // What was logged is of no interest and would fill the disk.
+    // The log is not needed here, and would fill the disk.
     std::filesystem::resize_file(OQLogger::getInstance().logFilePath(), 0);
     if (section != sections / 10) continue;
     early = residentMegabytes();
