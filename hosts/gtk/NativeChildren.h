@@ -37,10 +37,10 @@ class NativeChildren {
   /// The widget of a view inside this one; nullptr if there is none.
   GtkWidget* widgetIn(const UIView& view) const;
 
-  /// Whether a view is no longer where its widget was allocated. Asked first, since an allocation makes GTK lay out the
-  /// window, for which it asks the X server several times.
+  /// Whether a view has moved since its widget was allocated. Check this first: an allocation makes GTK lay out the
+  /// window, with several round trips to the X server.
   bool areOutdated(const Stage& stage) const;
-  /// Gives each the place of its view in the surface.
+  /// Allocates each widget at the position of its view.
   void allocate(const Stage& stage);
   /// Paints into a snapshot in the view's coordinates: `bounds` is the visible area, on whole pixels.
   void snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity);
@@ -50,7 +50,7 @@ class NativeChildren {
     UIView* view;
     GtkWidget* widget;
     std::function<void(double)> zoom;
-    double scale = 0;                    ///< the last one that zoom was called with
+    double scale = 0;                    ///< the last value passed to zoom
     CGPoint origin;                      ///< of the last allocation, in the surface
     std::optional<GtkAllocation> place;  ///< nullopt: not shown
   };

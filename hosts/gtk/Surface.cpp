@@ -160,7 +160,7 @@ bool Surface::isMappedUnseen() const {
   return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
 }
 
-/// Later: nothing of the tree may change while it is painted.
+/// Queued, because the tree must not change while it is painted.
 void Surface::noteFrame() {
   _frameWanted = false;
   _lastFrame = _host->now();
@@ -252,7 +252,7 @@ void Surface::updateProxiesLater() {
     _updatingProxies = false;
     updateStage();
     if (_nativeChildren->areOutdated(stage())) queue_allocate();
-    if (get_mapped()) _standIns->update();
+    if (get_mapped()) _proxies->update();
   });
 }
 

@@ -53,7 +53,7 @@ Function function(void* module, const char* name) {
 }  // namespace
 
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason) {
-  // The engine brings libsoup 3, which ends the process when it meets libsoup 2.
+  // The engine loads libsoup 3, which ends the process if libsoup 2 is loaded.
   if (dlsym(RTLD_DEFAULT, "soup_uri_new")) {
     reason = "libsoup 2 is in this process already";
     return std::nullopt;

@@ -14,8 +14,8 @@ struct WebModule {
   PrepareWebPages prepare;
 };
 
-/// Loads the module, unless its engine would end the process here: then, as where the module is missing or of another
-/// version, nullopt with the reason. Any thread. Runs none of the engine's functions.
+/// Loads the module. nullopt, with the reason, if it is missing, has another version, or its engine would end the
+/// process here. Thread-safe. Calls none of the engine's functions.
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason);
 
 }  // namespace oq::gtk

@@ -55,9 +55,9 @@ std::optional<std::string> failureOf(const SandboxTrial& trial) {
   return text.empty() ? error->message : text;
 }
 
-/// The namespaces and mounts with which the engine starts its processes, so that the tool fails where theirs would.
-/// Optional mounts are tried too, one per folder: a folder without search permission is an error even for them. What
-/// runs inside is the proxy for the session's bus, which the engine needs as well.
+/// The namespaces and mounts with which the engine starts its processes, so that the tool fails exactly when theirs
+/// would. Optional mounts are included, one per folder, because a folder without search permission is an error even for
+/// them. The command run inside is the D-Bus proxy, which the engine needs as well.
 Command sandbox() {
   Command command;
   command({kSandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});

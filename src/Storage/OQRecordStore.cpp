@@ -27,11 +27,11 @@ OQRecordStore::Access OQRecordStore::access() {
   // Ends the turn unless it gets the lock.
   Access access(*this, FileLock(), folder / OQRecordTreeDataFileName);
   const auto lockFile = folder / OQRecordTreeLockFileName;
-  auto lock = _lockFile.take(lockFile, Clock::time_point::min());
+  auto lock = FileLock::take(lockFile, Clock::time_point::min());
   if (lock) {
     _blocked.reset();
   } else {
-    lock = wait(lockFile, access._file, deadline.value_or(Clock::now() + Patience));
+    lock = wait(lockFile, access._file, deadline.value_or(Clock::now() + kPatience));
   }
   if (!lock) return Access();
   access._lock = std::move(*lock);
@@ -41,9 +41,9 @@ OQRecordStore::Access OQRecordStore::access() {
 std::optional<FileLock> OQRecordStore::wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,
                                             Clock::time_point deadline) {
   auto before = FileVersion::at(archive);
-  if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, Clock::now() + PatienceWhenBlocked);
+  if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, Clock::now() + kPatienceWhenBlocked);
   setWaiting(true);
-  auto lock = _lockFile.take(lockFile, deadline);
+  auto lock = FileLock::take(lockFile, deadline);
   setWaiting(false);
   _blocked.reset();
   // A holder that writes is not stuck.
@@ -58,7 +58,7 @@ bool OQRecordStore::takeTurn(std::optional<Clock::time_point>& deadline) {
       _changed.wait(lock);
       continue;
     }
-    if (!deadline) deadline = Clock::now() + Patience;
+    if (!deadline) deadline = Clock::now() + kPatience;
     const bool isLate = _changed.wait_until(lock, *deadline) == std::cv_status::timeout;
     if (isLate && _isInUse && _isWaiting) return false;
   }

@@ -42,7 +42,7 @@ WebKitNetworkSession* networkSession(const char* folder) {
   return session;
 }
 
-/// What pages may not do, whatever they ask for.
+/// Settings that restrict what pages may do.
 WebKitSettings* makeViewSettings() {
   return webkit_settings_new_with_settings(
       "enable-developer-extras", FALSE, "allow-file-access-from-file-urls", FALSE,
@@ -58,7 +58,7 @@ WebKitWebView* makeView(const char* folder) {
   return WEBKIT_WEB_VIEW(g_object_ref_sink(view));
 }
 
-WebKitWebView* preparedView = nullptr;  ///< the first page's, if it is ready before the page
+WebKitWebView* preparedView = nullptr;  ///< created in advance for the first page
 bool areViewsTaken = false;
 
 }  // namespace
@@ -71,11 +71,11 @@ WebKitWebView* takeView(const char* folder) {
 
 bool prepareNextPart(const char* folder) {
   static int part = 0;
-  // A page that came in the meantime has done the rest.
+  // A page that opened meanwhile has created the rest.
   if (areViewsTaken) return false;
   switch (part++) {
     case 0:
-      // The first class of the engine initialises what all of them share.
+      // Loading the first class of the engine initialises data that all classes share.
       g_type_class_unref(g_type_class_ref(WEBKIT_TYPE_SETTINGS));
       return true;
     case 1:
@@ -88,7 +88,7 @@ bool prepareNextPart(const char* folder) {
       preparedView = makeView(folder);
       return true;
     case 4:
-      // Starts the web process. A blank page would do so too, but stay in the history of the view.
+      // Starts the web process. Loading a blank page would do so too, but would stay in the history of the view.
       webkit_web_view_evaluate_javascript(preparedView, "0", -1, nullptr, nullptr, nullptr, nullptr, nullptr);
       return ownAuthorities() != nullptr;
     case 5: {

@@ -4,12 +4,12 @@
 
 namespace oq::gtk {
 
-/// A view for one page, which the caller owns: the one that prepareNextPart() has made, else a new one. All views share
-/// one network session, with pages and cookies in the folder of the first call. Downloads end before they begin, and
-/// passwords are not kept.
+/// A view for one page, owned by the caller: the one that prepareNextPart() created, or else a new one. All views share
+/// one network session, which is never destroyed and stores pages and cookies in the folder of the first call. It
+/// cancels all downloads and stores no passwords.
 WebKitWebView* takeView(const char* folder);
 
-/// Makes one of the objects that the first page needs, so that it finds them ready: in the end its view, with a web
+/// Creates one of the objects that the first page needs, so that it opens faster; the last ones are its view and a web
 /// process. Returns whether any is left.
 bool prepareNextPart(const char* folder);
 

@@ -19,9 +19,7 @@ class FileDescriptor {
 
   explicit operator bool() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
-  /// Leaves the file open.
-  int release() { return std::exchange(_descriptor, -1); }
-  /// False when the system reports a failure that had been waiting, or when nothing was open.
+  /// False if close() reports a delayed write error, or if no file was open.
   bool close() {
     int descriptor = std::exchange(_descriptor, -1);
     return descriptor >= 0 && ::close(descriptor) == 0;

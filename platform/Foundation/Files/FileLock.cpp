@@ -1,15 +1,12 @@
 #include "Foundation/Files/FileLock.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
 #include <thread>
-#include <vector>
 
 namespace oq {
 
@@ -36,109 +33,30 @@ bool isRemoved(int file) {
   return ::fstat(file, &status) == 0 && status.st_nlink == 0;
 }
 
-/// 0, or why there is no lock.
-int tryToLock(int file) {
-  while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EINTR) return errno;
-  }
-  return 0;
-}
-
 }  // namespace
 
-FileLock::~FileLock() {
-  if (_file >= 0) ::flock(_file, LOCK_UN);
-}
-
-/// Closes the copies of open lock files that a forked process gets. They stand for the same lock: the process would
-/// share a lock of its parent, and keep it if the parent was killed.
-class LockFile::ForkHandler {
- public:
-  static ForkHandler& shared() {
-    static auto* handler = new ForkHandler;  // Used until the last thread ends.
-    return *handler;
-  }
-
-  void add(LockFile* file) {
-    std::lock_guard lock(mutex);
-    _files.push_back(file);
-  }
-  void remove(LockFile* file) {
-    std::lock_guard lock(mutex);
-    std::erase(_files, file);
-  }
-
-  std::mutex mutex;  ///< held while a lock file is opened or closed, and while the process forks
-
- private:
-  ForkHandler() {
-    ::pthread_atfork([] { shared().mutex.lock(); }, [] { shared().mutex.unlock(); }, [] { shared().inChild(); });
-  }
-  void inChild() {
-    for (LockFile* file : _files) file->_file.close();
-    mutex.unlock();
-  }
-  std::vector<LockFile*> _files;
-};
-
-LockFile::LockFile() {
-  ForkHandler::shared().add(this);
-}
-
-LockFile::~LockFile() {
-  ForkHandler::shared().remove(this);
-}
-
-std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock::time_point deadline) {
-  auto pause = FirstPause;
-  forgetUnlessOurs();
+std::optional<FileLock> FileLock::take(const std::filesystem::path& path, Clock::time_point deadline) {
   for (;;) {
-    const bool isNew = !_file;
-    if (isNew && !open(path)) return isOutOfResources(errno) ? std::nullopt : std::optional(FileLock());
-    const int error = tryToLock(_file.get());
-    FileLock lock(error ? -1 : _file.get());
-    // A file that was removed is no longer the one that others lock. A new one is not compared with the path, because
-    // some file systems give a file another number each time.
-    if (isNew ? isRemoved(_file.get()) : !isAt(path)) {
-      lock = FileLock();
-      close();
-      continue;
+    FileLock lock(openLockFile(path));
+    if (!lock._file && isOutOfResources(errno)) return std::nullopt;
+    if (!lock._file) return lock;
+    auto pause = kFirstPause;
+    while (::flock(lock._file.get(), LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EINTR) continue;
+      if (errno != EWOULDBLOCK) return FileLock();
+      const auto now = Clock::now();
+      if (now >= deadline) return std::nullopt;
+      std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
+      pause = std::min(2 * pause, kLongestPause);
     }
-    if (error != EWOULDBLOCK) return lock;
-    const auto now = Clock::now();
-    if (now >= deadline) return std::nullopt;
-    std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
-    pause = std::min(2 * pause, LongestPause);
+    // A file that was removed during the wait is not the one that others lock.
+    if (!isRemoved(lock._file.get())) return lock;
   }
 }
 
-bool LockFile::open(const std::filesystem::path& path) {
-  std::lock_guard lock(ForkHandler::shared().mutex);
-  FileDescriptor opened = openLockFile(path);
-  struct stat status {};
-  if (!opened || ::fstat(opened.get(), &status) != 0) return false;
-  _file = std::move(opened);
-  _device = status.st_dev;
-  _inode = status.st_ino;
-  return true;
-}
-
-void LockFile::close() {
-  std::lock_guard lock(ForkHandler::shared().mutex);
-  _file.close();
-}
-
-/// The host may have closed all descriptors, and the number may belong to a file of its own by now.
-void LockFile::forgetUnlessOurs() {
-  if (!_file) return;
-  struct stat status {};
-  const bool isOurs = ::fstat(_file.get(), &status) == 0 && status.st_dev == _device && status.st_ino == _inode;
-  if (!isOurs) _file.release();
-}
-
-bool LockFile::isAt(const std::filesystem::path& path) const {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 && status.st_dev == _device && status.st_ino == _inode;
+FileLock::~FileLock() {
+  // Closing is not enough: a process forked meanwhile shares the descriptor and would keep the lock.
+  if (_file) ::flock(_file.get(), LOCK_UN);
 }
 
 }  // namespace oq
