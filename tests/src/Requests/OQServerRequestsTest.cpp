@@ -16,7 +16,7 @@ using OQServerRequestsTest = WorldTest;
 TEST_F(OQServerRequestsTest, BodiesNameTheInstallationAndItsUser) {
   const auto configuration = std::make_shared<TorvelinOqConfig>();
   configuration->setAppKey("key-1");
-  const Value version = OQUtils::getOSVersion();
+  const Value version(OQUtils::getOSVersion());
   for (const bool isKnown : {false, true}) {
     OQSession session;
     if (isKnown) session.set(&OQSession::Values::configuration, configuration);
