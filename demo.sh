@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # The complete demo: installs missing packages, builds, starts the campaign server (HTTPS) and the example shop in a
 # real window (on Xvfb if there is no display), controls the shop with real pointer events, saves screenshots in
 # build/demo/pictures and prints the events that the server received. Exit status: 1 if a step failed, 2 if only the web

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs missing packages, builds and runs all tests: first everything without sanitizers, then the core under
 # AddressSanitizer with UBSan and under ThreadSanitizer; then each fuzz target for a minute (or OQSDK_FUZZ_SECONDS).
 # `./test.sh dev` (or asan, tsan, fuzz) runs only that part; `./test.sh --long` runs the long versions of tests.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Encoding and writing archives of 500 records and 10,000 windows, compared with a plain write and rename of the same
 // bytes, with the same flushes to the disk, and with libplist, which writes the same property list.
 #include <fcntl.h>

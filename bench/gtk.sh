@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Measures GTK's main thread with software rendering, on a private X display: the frames of an opening message with both
 # renderers, and the first web page of a process.
 set -euo pipefail

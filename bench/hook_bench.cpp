@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The cost of a hook: a message to a method with one block hooked to it, compared with the same message without a hook.
 #include "Hooks/OQSwizzler.h"
 #include "Measure.h"

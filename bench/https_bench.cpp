@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // POSTs through the library's client to an HTTPS server on the loopback interface (a separate process), compared with
 // one libcurl handle that keeps its connection and sends the same POSTs one after the other. The client sends them one
 // by one, then several in parallel, as the engine sends reports when many events happen.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 /// The complete intake of events: log entry, user id, matching against a thousand campaigns, decision log.
 #include <thread>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 /// A list response with ten thousand windows: from bytes to windows, index and merged records, compared with Boost.JSON
 /// parsing the same bytes.
 #include <boost/json.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The logger compared with spdlog's asynchronous file logger (a queue of 8,192 entries that blocks when it is full):
 // the same entries, from one thread and from four. The time includes writing the last byte to the file.
 #include <spdlog/async.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 /// Matching an event against ten thousand campaigns with the index, compared with a walk over all of them.
 #include <algorithm>
 #include <random>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Full repaints of 1080 x 1920 pixels with a message of picture, text and button on screen: steady frames, and frames
 // of the opening animation. Compared with a plain fill of the same memory, and with a painter without caches: it draws
 // the text again and scales the picture for every frame (only the line breaks are kept).

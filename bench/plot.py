@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Plots the cost of matching an event over the number of campaigns, from the output of `bench/run.sh matching`.
 
 Usage: bench/run.sh matching | bench/plot.py docs/images/matching-cost.svg

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds and runs all benchmarks, or only the named ones ("bench/run.sh logger paint"). Prints one line "RATIO name
 # value goal>=G" or "RATIO name value goal<=G" for each figure that has a goal, then a summary. Exit status: 0 if all
 # goals are met, 1 if a goal is missed, 2 if a benchmark does not build or fails.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The cost of sharing display counts with other processes of the application, with 500 records, in processor time:
 // counting a display with the file lock and the check for other writers, compared with the same write without them; and
 // adopting the records that another process wrote, compared with one read of the archive.

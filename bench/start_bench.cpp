@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The library's cost at the start of a host: the call of startWithConfig() with 100 stored campaigns, each time in a
 // new process, and the time and memory that linking the library adds to an empty program.
 #include <fcntl.h>

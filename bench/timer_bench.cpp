@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The lateness of timers on an otherwise idle main queue.
 #include <glib.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // User defaults compared with plain SQLite: an upsert into a table of the same form, in WAL mode. Two kinds of
 // durability are compared: each value is on the disk when the call returns (as for the library's own settings), and
 // each value is in the database (it survives a crash of the process).

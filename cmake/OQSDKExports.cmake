@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Limits the symbols that a shared library exports. Exported are the symbols that its public HEADERS mark with
 # OQSDK_EXPORT; their symbol version changes with the interface (OQSDK_0.8). With FOR_HOSTS, the symbols of the platform
 # layer are exported too, for our own hosts; their symbol version changes with every release, so that only hosts of the

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # The names and exports of our libraries, and the files that `cmake --install` installs. Each component becomes one
 # Debian package.
 include(CMakePackageConfigHelpers)

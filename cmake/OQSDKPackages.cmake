@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # The Debian packages that `cpack` builds: one per component, split as Debian splits libraries.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME oqsdk)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Compiler flags for our own targets only.
 function(oqsdk_own_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor

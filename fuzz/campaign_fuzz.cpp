@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Feeds arbitrary bytes to the parser of campaign files. A file is either accepted, and then each campaign is JSON
 // without the server's own keys, or refused with at least one error.
 

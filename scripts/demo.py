@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the demo that demo.sh has built: starts the server and the shop, clicks, takes screenshots, prints the events.
 
 demo.py [--interactive] [--build FOLDER] [--out FOLDER]. Exit status: 0 if everything happened, 2 if only the web page

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds the API reference from the comments of the public headers: build/docs/reference/index.html. Warnings are
 # errors. With --quick it does not install packages.
 set -euo pipefail

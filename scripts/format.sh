@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Formats all C++ files with .clang-format. With --check it only fails if a file is not formatted.
 set -euo pipefail
 cd "$(dirname "$0")/.."

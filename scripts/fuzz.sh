@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds every fuzz/*_fuzz.cpp with clang's libFuzzer, AddressSanitizer and UBSan. Each target first runs the cases in
 # fuzz/cases/<target>, then fuzzes for some seconds. One target per processor runs at the same time:
 #

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs missing Debian packages. This is the only list of the project's packages. Without options: what building, the
 # demo and packaging need. It is quick if nothing is missing, and needs root or sudo only if something is.
 #

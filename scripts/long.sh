@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # The long versions of tests that ./test.sh runs in a short version, with their figures: processes killed while they
 # write and while they show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak test,
 # an hour of fuzzing. `scripts/long.sh kills soak` runs only those. The variables that set the lengths (CONTRIBUTING.md)

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds the Debian packages in build/package and checks the symbols that their libraries export. `scripts/package.sh
 # --try` also installs them in a minimal Debian 12 in a temporary folder, and builds and runs programs there; this needs
 # root.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Counts the tests in a JUnit report of ctest, and saves the output of failed tests.
 
     test-report.py REPORT PRESET FAILURES

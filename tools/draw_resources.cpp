@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 /// Draws the simple icons of resources/OQSDK.bundle. To change one, edit it here and run this from the top of the
 /// source tree:
 ///

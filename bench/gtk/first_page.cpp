@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The processor time of GTK's main thread for the first web page of a process: for preloading the web engine, and for
 // the page itself, from the call that opens it until nothing moves any more. A turn is the work between two polls. Run
 // it with bench/gtk.sh, which starts an X display. With the argument "cold", nothing is preloaded.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // GTK's frames while a message opens over a window of 1080 x 1920 pixels: the intervals between them, and their
 // durations. Run it with bench/gtk.sh, which starts an X display.
 #include <gtkmm.h>

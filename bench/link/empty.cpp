@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Does nothing but print its own resident memory in kilobytes.
 #include <cstdio>
 #include <fstream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A window with one button. A press records an event, and the library may show a message for it.
 #include <gtkmm.h>
 #include <oqsdk/gtk/GtkHost.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <glib-unix.h>
 #include <glibmm.h>
 #include <oqsdk/gtk/GtkHost.h>

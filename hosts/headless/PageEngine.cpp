@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "headless/PageEngine.h"
 
 #include <boost/json/serialize.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Marks what a host application, or one of the library's own hosts, may link against. Everything else stays hidden.

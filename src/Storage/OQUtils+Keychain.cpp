@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Storage/OQKeychainItemWrapper.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"

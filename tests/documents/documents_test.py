@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Checks the documents: the targets of links and the named files exist, and the guide quotes its example exactly."""
 import pathlib
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Every C++ snippet of the documents compiles: snippets_test.py COMPILER FLAG...
 
 A snippet that begins with an #include is a complete file; any other is the body of a function. Other declarations that

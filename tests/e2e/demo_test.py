@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the demo with the programs of this build: once normally, and once where the web engine cannot run.
 Usage: demo_test.py DEMO BUILD"""
 import os

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A host application without a display, controlled by lines on standard input. It uses only the public API.
 //
 //   record NAME KEY=VALUE ...   records an event with the analytics class

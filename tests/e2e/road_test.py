@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Follows an event from the hook to the server's list of events. The built server and the headless host run as two
 processes, connected by TLS. Usage: road_test.py SERVER HOST"""
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Checks every #include: a folder may include only the folders that the architecture allows."""
 import pathlib
 import re

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs the packages in a minimal Debian 12 in a temporary folder and uses them there as a newcomer would: first only
 # the server and the libraries; then a program of ten lines, built with CMake and with pkg-config; then the guide's
 # first window, on an X display, until it shows a campaign's message. Needs root and the network.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Checks that shared libraries export exactly the symbols that headers mark with OQSDK_EXPORT:
 exports_test.py LIBRARY=PUBLIC-HEADER-FOLDER ... (a folder below include/oqsdk), or MODULE=module for a module, which
 exports only C names that begin with oqsdk_."""

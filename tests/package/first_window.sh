@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # The guide's example on an X display: a server with one campaign, the program, a press of its button. Succeeds when the
 # server receives the report that the message was shown. Writes first-window.png.
 #   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE

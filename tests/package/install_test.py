@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Installs a build tree into an empty prefix, moves it, and builds programs against it outside the source tree:
 install_test.py BUILD-TREE"""
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Checks the schema of campaign files with another implementation of JSON Schema. It must accept and refuse the same
 files as the server: the table of cases of the server's own tests, and all campaign files in this repository."""
 import copy

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tests the built campaign server over real HTTPS: server_test.py PATH-TO-oqsdk-server."""
 
 import http.client

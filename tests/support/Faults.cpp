@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Not under ThreadSanitizer: it ignores calls from libraries that were not built for it, but not the calls of these
 // replacements. It would see only half of what such a library does with a descriptor.
 #ifndef __SANITIZE_THREAD__

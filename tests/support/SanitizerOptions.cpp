@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Sanitizer options for all test programs. They are compiled in, so that a program started by hand behaves the same. No
 // suppression names our own code.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Whether the web engine can build its sandbox on this machine."""
 
 import subprocess

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "UIKit/Views/UIRefreshControl.h"
 
 #include <cairo.h>

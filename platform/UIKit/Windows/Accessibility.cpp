@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "UIKit/Windows/Accessibility.h"
 
 #include "UIKit/Input/UIGestureRecognizer.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Tests the GTK host with a real pointer on a private Xvfb: gtk_test.py FIXTURE [unittest arguments]."""
 
 import ctypes

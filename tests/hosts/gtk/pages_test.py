@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks the names that the library gives to the pages of a GTK host: pages_test.py FIXTURE."""
 
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Shows all styles of messages, and pages, in windows of many sizes: stage_test.py FIXTURE. It computes the expected
 positions itself, compares pixels and clicks with a real pointer. OQSDK_STAGE=all runs every combination."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "CommandFixture.h"
 #include "Engine/OQSDKManager.h"
 #include "UIKit/Views/Animation.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Tests the floating ball, the alert and the diagnostics panel with pointer and keyboard: tools_test.py FIXTURE."""
 
 import sys

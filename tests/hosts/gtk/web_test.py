@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Tests web pages with the real engine, in a fixture on a private Xvfb: web_test.py FIXTURE PAGES [arguments]."""
 
 import http.server

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+
 # Runs the keychain tests of a test program against real Secret Services: gnome-keyring-daemon on a private session
 # bus with a private home folder, in every state that affects the keychain. No prompt may be shown in any state. If the
 # service is open, a second program runs its tests of keychain items on it, too.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Foundation/PropertyLists/XMLPropertyList.h"
 
 #include <gtest/gtest.h>

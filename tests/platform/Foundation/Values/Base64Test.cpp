@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Foundation/Values/Base64.h"
 
 #include <gtest/gtest.h>
