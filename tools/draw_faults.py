@@ -12,6 +12,7 @@ build/faults, and an interrupted draw goes on with --resume; so do survivors tha
 import argparse
 import collections
 import concurrent.futures
+import contextlib
 import json
 import os
 import pathlib
@@ -172,6 +173,7 @@ def run(command, **options):
 
 
 def prepare(commit):
+    """Brings the clone to the commit and builds it. What an interrupted draw has left there is undone."""
     WORK.mkdir(parents=True, exist_ok=True)
     if not TREE.exists():
         subprocess.run(["git", "clone", "-q", "--shared", str(ROOT), str(TREE)], check=True)
@@ -184,6 +186,7 @@ def prepare(commit):
 
 
 class Test:
+    """A test of ctest, or one case of a script. Run without ctest, which takes half a second to start."""
     locks = collections.defaultdict(threading.Lock)
 
     def __init__(self, entry, case=None):
@@ -229,12 +232,11 @@ class Test:
                 self.end()
 
     def end(self):
-        """Ends what the test has started, too."""
-        try:
-            os.killpg(self.process.pid, signal.SIGKILL)
-        except (AttributeError, ProcessLookupError):
-            pass
-        self.process and self.process.wait()
+        """Ends the test and the processes that it has started."""
+        if self.process:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(self.process.pid, signal.SIGKILL)
+            self.process.wait()
 
     def measure(self):
         """Runs the test without a fault; keeps its time and the lines it covers. False if it fails twice."""
@@ -339,11 +341,9 @@ class Trial:
 
     def run(self):
         survived = "survived" if self._waiting else "not covered"
-        workers = [threading.Thread(target=self._work) for _ in range(JOBS)]
-        for worker in workers:
-            worker.start()
-        for worker in workers:
-            worker.join()
+        with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
+            for worker in [pool.submit(self._work) for _ in range(JOBS)]:
+                worker.result()
         return (self._result or {"result": survived}) | {"ran": self._ran, "flaky": self._flaky}
 
     def _work(self):
@@ -440,7 +440,7 @@ def main():
                 fault = queue[1].pop(0)
                 if options.only and fault.id != options.only:
                     continue
-                earlier = results.get(fault.id, {})
+                earlier = {} if options.only else results.get(fault.id, {})
                 if not earlier or (earlier["result"] == "survived" and earlier["ran"] < earlier["covering"]):
                     results[fault.id] = fault._asdict() | try_fault(fault, tests, options.budget, earlier)
                     kept.write_text(json.dumps(results, indent=1))
