@@ -437,23 +437,31 @@ def main():
     prepare(commit)
     tests = Tests(commit)
     results = json.loads(kept.read_text()) if (options.resume or options.only) and kept.exists() else {}
+
+    def attempt(fault):
+        outcome = try_fault(fault, tests, options.budget, results.get(fault.id, {}))
+        results[fault.id] = fault._asdict() | outcome
+        kept.write_text(json.dumps(results, indent=1))
+        print(time.strftime("%H:%M:%S"), fault.id, outcome["result"], outcome.get("by", ""), flush=True)
+
+    if options.only:
+        results.pop(options.only, None)
+        drawn = {folder: (len(faults), [fault for fault in faults if fault.id == options.only])
+                 for folder, (_, faults) in drawn.items()}
     # Round by round over the folders, so that an interrupted draw has seen all of them.
-    queues = {folder: [number, list(faults)] for folder, (number, faults) in drawn.items()}
-    while any(number and faults for number, faults in queues.values()):
-        for queue in queues.values():
+    queues = [[number, list(faults)] for number, faults in drawn.values()]
+    while any(number and faults for number, faults in queues):
+        for queue in queues:
             while queue[0] and queue[1]:
                 fault = queue[1].pop(0)
-                if options.only and fault.id != options.only:
-                    continue
-                earlier = {} if options.only else results.get(fault.id, {})
-                if not earlier or (earlier["result"] == "survived" and earlier["ran"] < earlier["covering"]):
-                    results[fault.id] = fault._asdict() | try_fault(fault, tests, options.budget, earlier)
-                    kept.write_text(json.dumps(results, indent=1))
-                    print(f"{time.strftime('%H:%M:%S')} {fault.id} {results[fault.id]['result']} "
-                          f"{results[fault.id].get('by', '')}", flush=True)
+                if fault.id not in results:
+                    attempt(fault)
                 if results[fault.id]["result"] != "does not compile":
                     queue[0] -= 1
                     break
+    for entry in list(results.values()) if options.resume else []:
+        if entry["result"] == "survived" and entry["ran"] < entry["covering"]:
+            attempt(Fault(*(entry[name] for name in Fault._fields)))
     report(results, tests.failing, sys.stdout)
 
 
