@@ -3,7 +3,7 @@
 
     draw_faults.py --count 130 --seed 1          draw, build, run, report
     draw_faults.py --count 130 --seed 1 --list   print the faults and stop
-    draw_faults.py --again RESULTS               run the faults that an earlier draw found again
+    draw_faults.py --again RESULTS               try again the faults that an earlier draw found
 
 The draw depends on the commit, the seed and the count alone. It takes .cpp files, no headers: a fault in a header would
 compile half of the tree. All work is done on a clone in build/faults. One run of every test there records which lines
@@ -417,7 +417,7 @@ def main():
     parser.add_argument("--list", action="store_true", help="print the faults and stop")
     parser.add_argument("--only", metavar="ID", help="try one fault")
     parser.add_argument("--resume", action="store_true", help="keep the results that are there")
-    parser.add_argument("--again", metavar="RESULTS", type=pathlib.Path, help="try the found faults of these results")
+    parser.add_argument("--again", metavar="RESULTS", type=pathlib.Path, help="try again what these results found")
     parser.add_argument("--budget", type=float, default=120, help="seconds of test time for one fault; 0: no limit")
     options = parser.parse_args()
     if options.again:
