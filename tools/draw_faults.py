@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Draws one-line faults by a seed, puts each into a copy of the tree, and reports which ones the tests find.
 
     draw_faults.py --count 130 --seed 1          draw, build, run, report
