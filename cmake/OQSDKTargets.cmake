@@ -11,6 +11,10 @@ function(oqsdk_own_target target)
     # GCC 12 wrongly reports overlapping copies in std::string's operator+ (GCC bug 105651).
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
+  if(CMAKE_UNITY_BUILD)
+    # GCC takes the parts of a unity file for headers, whose types must not use an anonymous namespace.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
   if(OQSDK_SANITIZE)
     target_compile_options(${target} PUBLIC -fsanitize=${OQSDK_SANITIZE} -fno-omit-frame-pointer)
     target_link_options(${target} PUBLIC -fsanitize=${OQSDK_SANITIZE})

@@ -5,9 +5,9 @@
 # fuzz/cases/<target>, then fuzzes for some seconds. One target per processor runs at the same time:
 #
 #   scripts/fuzz.sh [seconds, default 60] [target ...]
-# An input that fails is added to the cases, so every run fails until the fault is fixed. Inputs that only reach new
-# code are saved in build/fuzz/corpus/<target>, where the next run starts. The last line counts targets: "N passed, N
-# failed".
+# An input that fails is added to the cases, so every run fails until the fault is fixed. The cases named seed-* come
+# from long searches, so that a short search starts where they ended. Inputs that only reach new code are kept in
+# build/fuzz/corpus/<target> for the next run here. The last line counts targets: "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

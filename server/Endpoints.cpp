@@ -11,11 +11,11 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::size_t maximumDepth = 512;
+constexpr std::size_t kMaximumBodyDepth = 512;
 
 // A member as a string. Clients send the type that their host supplied, so null and absent become "", and other types
 // become their JSON.
-std::string textOf(const json::object& object, std::string_view key) {
+std::string stringOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   if (!value || value->is_null()) return {};
   return value->is_string() ? std::string(value->get_string()) : json::serialize(*value);
@@ -24,7 +24,7 @@ std::string textOf(const json::object& object, std::string_view key) {
 // The device of a login request. An empty string means unknown.
 std::string deviceOf(const json::object& request) {
   const auto* os = request.if_contains("os");
-  return os && os->is_object() ? textOf(os->get_object(), "mac") : std::string();
+  return os && os->is_object() ? stringOf(os->get_object(), "mac") : std::string();
 }
 
 std::optional<int> newUserOf(const json::object& request) {
@@ -35,7 +35,7 @@ std::optional<int> newUserOf(const json::object& request) {
 
 ReceivedEvent receivedEvent(const json::object& event) {
   const auto* context = event.if_contains("xcontext");
-  return {textOf(event, "xwhat"), context ? json::serialize(*context) : "{}", json::serialize(event)};
+  return {stringOf(event, "xwhat"), context ? json::serialize(*context) : "{}", json::serialize(event)};
 }
 
 std::string jsonString(std::string_view text) {
@@ -53,7 +53,7 @@ Endpoints::Endpoints(EventStore& store, const CurrentCampaigns& campaigns, std::
 
 Reply Endpoints::post(Environment environment, std::string_view path, std::string_view body) {
   json::parse_options options;
-  options.max_depth = maximumDepth;
+  options.max_depth = kMaximumBodyDepth;
   json::error_code error;
   const auto request = json::parse({body.data(), body.size()}, error, {}, options);
   if (error) return refusal(400, "the body is not valid JSON: " + error.message());
@@ -91,11 +91,11 @@ Reply Endpoints::_login(const Object& request) {
 Reply Endpoints::_list(Environment environment, const Object& request, bool windows) {
   const auto* token = request.if_contains("token");
   if (token && !token->is_string() && !token->is_null()) return refusal(400, "token: must be a string");
-  if (!_store.knowsToken(textOf(request, "token"))) {
+  if (!_store.knowsToken(stringOf(request, "token"))) {
     return {200, refusal(401, "unknown token: log in first").body};
   }
   const auto campaigns = _campaigns.get();
-  const Audience audience{environment, newUserOf(request), textOf(request, "userId")};
+  const Audience audience{environment, newUserOf(request), stringOf(request, "userId")};
   std::string body = R"({"code":0,"message":"ok","data":[)";
   bool first = true;
   for (const auto& campaign : windows ? campaigns->windows : campaigns->subscriptions) {
@@ -120,7 +120,7 @@ Reply Endpoints::_receive(Environment environment, std::string_view path, const 
     events.push_back(receivedEvent(event.get_object()));
   }
   const auto time = timestampNow();
-  const auto user = textOf(request, "userId");
+  const auto user = stringOf(request, "userId");
   _store.append(time, nameOf(environment), path, user, events);
   _print(time, path, user, events);
   return {200, R"({"code":0,"message":"ok"})"};

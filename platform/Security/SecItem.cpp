@@ -31,7 +31,7 @@ std::shared_ptr<KeychainStore> keychainStore() {
 }
 
 /// The parsed contents of a dictionary.
-struct Request {
+struct ItemRequest {
   bool hasClass = false;
   bool returnsAttributes = false;
   bool returnsData = false;
@@ -50,7 +50,7 @@ const boost::json::string* textOf(const PropertyValue& value) {
   return object ? object->if_string() : nullptr;
 }
 
-bool readText(std::string_view key, const boost::json::string& text, Request& request) {
+bool readText(std::string_view key, const boost::json::string& text, ItemRequest& request) {
   if (key == kSecClass) return request.hasClass = text == kSecClassGenericPassword;
   if (key == kSecMatchLimit) return request.hasLimit = text == kSecMatchLimitOne;
   // The stores use C strings.
@@ -59,7 +59,7 @@ bool readText(std::string_view key, const boost::json::string& text, Request& re
   return true;
 }
 
-bool readEntry(std::string_view key, const PropertyValue& value, Request& request) {
+bool readEntry(std::string_view key, const PropertyValue& value, ItemRequest& request) {
   if (auto* text = textOf(value)) return readText(key, *text, request);
   if (auto* data = std::get_if<Data>(&value)) {
     request.data = *data;
@@ -72,14 +72,14 @@ bool readEntry(std::string_view key, const PropertyValue& value, Request& reques
   return key == kSecReturnAttributes || key == kSecReturnData;
 }
 
-std::optional<Request> read(const SecDictionary& dictionary) {
-  Request request;
+std::optional<ItemRequest> read(const SecDictionary& dictionary) {
+  ItemRequest request;
   bool valid = std::all_of(dictionary.begin(), dictionary.end(),
                            [&](const auto& entry) { return readEntry(entry.first, entry.second, request); });
   return valid ? std::optional(std::move(request)) : std::nullopt;
 }
 
-std::optional<Request> readQuery(const SecDictionary& dictionary) {
+std::optional<ItemRequest> readQuery(const SecDictionary& dictionary) {
   auto request = read(dictionary);
   return request && request->hasClass ? request : std::nullopt;
 }

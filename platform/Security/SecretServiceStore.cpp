@@ -11,10 +11,10 @@
 namespace oq {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(2);
+constexpr auto kServicePatience = std::chrono::seconds(2);
 constexpr auto kCancellingPatience = std::chrono::milliseconds(500);
 
-using Items = std::vector<SecretSession::Item>;
+using ServiceItems = std::vector<SecretSession::Item>;
 using Operation = std::function<OSStatus(const SecretSession&)>;
 
 /// Shared by the caller and the operation's thread; lives as long as either needs it.
@@ -48,14 +48,14 @@ OSStatus runBounded(Operation operation) {
     conversation->outcome.set_value(converse(conversation->cancellable.get(), operation));
   });
   if (!started) return errSecNotAvailable;
-  if (outcome.wait_for(kPatience) == std::future_status::ready) return outcome.get();
+  if (outcome.wait_for(kServicePatience) == std::future_status::ready) return outcome.get();
   g_cancellable_cancel(conversation->cancellable.get());
   // An operation may still succeed after the cancellation.
   bool ended = outcome.wait_for(kCancellingPatience) == std::future_status::ready;
   return ended ? outcome.get() : errSecNotAvailable;
 }
 
-OSStatus applyChange(const SecretSession& session, const Items& items, const KeychainAttributes& query,
+OSStatus applyChange(const SecretSession& session, const ServiceItems& items, const KeychainAttributes& query,
                      const KeychainChange& change) {
   std::vector<KeychainAttributes> after;
   bool found = false;
@@ -85,7 +85,7 @@ bool SecretServiceStore::isUsable() {
 OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) {
   auto copy = std::make_shared<KeychainItem>();
   OSStatus status = runBounded([query, wantsData, copy](const SecretSession& session) {
-    Items items;
+    ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     for (const auto& item : items) {
       if (!matches(item.attributes, query)) continue;
@@ -100,7 +100,7 @@ OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool 
 
 OSStatus SecretServiceStore::add(const KeychainItem& item) {
   return runBounded([item](const SecretSession& session) {
-    Items items;
+    ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     std::vector<KeychainAttributes> after{item.attributes};
     for (const auto& other : items) after.push_back(other.attributes);
@@ -110,7 +110,7 @@ OSStatus SecretServiceStore::add(const KeychainItem& item) {
 
 OSStatus SecretServiceStore::update(const KeychainAttributes& query, const KeychainChange& change) {
   return runBounded([query, change](const SecretSession& session) {
-    Items items;
+    ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     return applyChange(session, items, query, change);
   });
@@ -118,7 +118,7 @@ OSStatus SecretServiceStore::update(const KeychainAttributes& query, const Keych
 
 OSStatus SecretServiceStore::remove(const KeychainAttributes& query) {
   return runBounded([query](const SecretSession& session) {
-    Items items;
+    ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     OSStatus status = errSecItemNotFound;
     for (const auto& item : items) {

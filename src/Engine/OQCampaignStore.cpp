@@ -157,7 +157,8 @@ void OQCampaignStore::setRecordTree(std::shared_ptr<OQRecordTree> tree) {
 }
 
 OQCampaignStore::Record OQCampaignStore::recordOf(const OQWindowData& window) {
-  return recordTree()->findTreeNodeById(integerValue(window.windowId()));
+  restore();
+  return locked([&] { return _recordTree->findTreeNodeById(integerValue(window.windowId())); });
 }
 
 void OQCampaignStore::count(OQRecordTreeNode& record) {

@@ -24,14 +24,14 @@ namespace oq {
 /// its merged records become visible together.
 ///
 /// Locks, in the order in which they are taken:
-///   1. access to the records (OQRecordStore::Access), exclusive among the processes of the application. What is
+///   1. _restoreMutex, while the files of earlier runs are read. It is released before any of the others is taken.
+///   2. access to the records (OQRecordStore::Access), exclusive among the processes of the application. What is
 ///      written is read inside it, so that a later write never contains older counts.
-///   2. _restoreMutex, while the files of earlier runs are read.
 ///   3. _fileMutex, while the file of a list is written. What is written is read inside it.
 ///   4. _mutex: in one step, a display is allowed and counted; a list is installed with its records and the events that
 ///      waited for it are taken; an event is matched or waits.
 ///   5. the locks inside the lists, the tree and its records.
-/// Nothing outside the store is called under 2 to 5, and no log is written.
+/// Nothing of the host's is called under any of them, and no entry of the log is written.
 ///
 /// Ownership: lives in a shared_ptr; a write that waits for busy records holds it weakly. Failure: a missing or damaged
 /// file reads as empty; a file that cannot be written is logged, and the state in memory stays as it is.
@@ -58,7 +58,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
     std::shared_ptr<const OQCampaignList> list;
     bool isDropped = false;
   };
-  /// Who offers an event gets the list to match it against, or the event waits for the list.
+  /// Returns the list to match the event against, or keeps the event until there is a list.
   Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event);
   Events waitingEvents(Kind kind) const;
   void setWaitingEvents(Kind kind, Events events);
@@ -108,15 +108,16 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
 
   std::mutex _restoreMutex;
   std::atomic<bool> _isRestored{false};
-  std::mutex _fileMutex;
-  mutable std::mutex _mutex;
-
   std::array<Campaigns, 2> _campaigns;
   std::atomic<std::int64_t> _maxWaitingEvents{3};
-  std::shared_ptr<OQRecordTree> _recordTree;
   std::atomic<bool> _isActivatedCleared{false};
+  std::mutex _fileMutex;
   OQRecordStore _records;
   std::atomic<bool> _isWriteDue{false};
+
+  /// In a cache line of its own: each decision locks it, on any core, while others read the lists.
+  alignas(64) mutable std::mutex _mutex;
+  std::shared_ptr<OQRecordTree> _recordTree;
 };
 
 }  // namespace oq

@@ -34,7 +34,7 @@ class OQDisplayDecisions {
   void notePassedOver(const OQWindowEvent& event, const OQCampaignList& list, const OQCampaignMatch& match);
 
   const std::shared_ptr<OQCampaignStore> _store;
-  OQDecisionLog _log;
+  alignas(64) OQDecisionLog _log;  ///< written at every event, while other cores read _store
 };
 
 }  // namespace oq

@@ -163,9 +163,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _present(const std::shared_ptr<OQWindowData>& window);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
 
-  OQSession _session;
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
   OQDisplayDecisions _decisions{_store};
+  OQSession _session;
   OQServerRequests _requests;
   std::atomic<bool> _autoCollectPageInfo{true};
   /// One login answer at a time decides whether today's list was fetched.

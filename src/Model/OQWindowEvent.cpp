@@ -2,6 +2,7 @@
 #include "Model/OQWindowEvent.h"
 
 #include "Model/OQModelFields.h"
+#include "Utils/OQUtils.h"
 
 namespace oq {
 
@@ -24,10 +25,6 @@ bool contains(const Dictionary* other, const Dictionary* walked) {
     if (!value || !equalStrings(entry.value(), *value)) return false;
   }
   return true;
-}
-
-Value orEmptyText(const Value& value) {
-  return value.is_null() ? Value("") : value;
 }
 
 }  // namespace
@@ -65,9 +62,9 @@ bool OQWindowEvent::matches(const OQWindowEvent& condition) const {
 Dictionary OQWindowEvent::toDictionary() const {
   Dictionary dictionary;
   dictionary.reserve(5);
-  dictionary.emplace("appid", orEmptyText(_appid));
-  dictionary.emplace("xwho", orEmptyText(_xwho));
-  dictionary.emplace("xwhat", orEmptyText(_xwhat));
+  dictionary.emplace("appid", orEmptyString(_appid));
+  dictionary.emplace("xwho", orEmptyString(_xwho));
+  dictionary.emplace("xwhat", orEmptyString(_xwhat));
   dictionary.emplace("xwhen", _xwhen);
   dictionary.emplace("xcontext", _xcontext.is_null() ? Value(Dictionary()) : _xcontext);
   return dictionary;

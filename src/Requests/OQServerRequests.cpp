@@ -98,10 +98,6 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name, const OQSessi
   return event;
 }
 
-Value orEmptyText(const Value& value) {
-  return value.is_null() ? Value("") : value;
-}
-
 }  // namespace
 
 void OQServerRequests::login(const Session& session, Owner owner, Answered answered) {
@@ -150,7 +146,7 @@ void OQServerRequests::reportEvent(const Session& session, Owner owner, std::sha
 std::shared_ptr<OQWindowEvent> OQServerRequests::windowEvent(const Session& session,
                                                              const std::optional<std::string>& name, std::int64_t type,
                                                              const OQWindowData& window) {
-  Dictionary context{{"$dialog_id", orEmptyText(window.windowId())}};
+  Dictionary context{{"$dialog_id", orEmptyString(window.windowId())}};
   if (type != 0) context["$dialog_type"] = type;
   return eventNamed(name.value_or(""), session, std::move(context));
 }
@@ -159,8 +155,8 @@ std::shared_ptr<OQWindowEvent> OQServerRequests::pushEvent(const Session& sessio
                                                            const Value& msg) {
   if (!msg.is_object() || type > 1) return nullptr;
   return eventNamed(type == 0 ? "$oq_push_delivery" : "$oq_push_click", session,
-                    {{"$push_channel", orEmptyText(valueForKey(msg, "$push_channel"))},
-                     {"activityId", orEmptyText(valueForKey(msg, "activityId"))}});
+                    {{"$push_channel", orEmptyString(valueForKey(msg, "$push_channel"))},
+                     {"activityId", orEmptyString(valueForKey(msg, "activityId"))}});
 }
 
 }  // namespace oq

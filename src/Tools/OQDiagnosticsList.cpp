@@ -17,7 +17,7 @@ namespace {
 
 // In points.
 constexpr double kMargin = 16, kPadding = 14, kHeading = 38, kPair = 40, kRow = 34, kSmall = 19, kRowEnd = 3,
-                 kRadius = 10, kHairline = 0.5;
+                 kCardRadius = 10, kListHairline = 0.5;
 
 constexpr UIColor kInk = UIColor::colorWithRed(0.11, 0.12, 0.14, 1);
 constexpr UIColor kQuiet = UIColor::colorWithRed(0.40, 0.42, 0.46, 1);
@@ -63,7 +63,7 @@ class Column {
     _bottom += kHeading;
     auto group = makeMainObject<UIView>();
     group->setBackgroundColor(UIColor::whiteColor());
-    group->layer().setCornerRadius(kRadius);
+    group->layer().setCornerRadius(kCardRadius);
     double bottom = 0;
     for (const Row& row : rows) {
       if (bottom > 0) addLine(*group, bottom);
@@ -94,7 +94,7 @@ class Column {
   }
 
   void addLine(UIView& group, double top) const {
-    auto line = makeMainObject<UIView>(CGRectMake(kPadding, top, inside() - kPadding, kHairline));
+    auto line = makeMainObject<UIView>(CGRectMake(kPadding, top, inside() - kPadding, kListHairline));
     line->setBackgroundColor(kLine);
     group.addSubview(line);
   }

@@ -55,4 +55,9 @@ class OQUtils {
   static std::optional<std::string> base64Decode(const std::optional<std::string>& text);
 };
 
+/// The value, or "" if it is null.
+inline Value orEmptyString(const Value& value) {
+  return value.is_null() ? Value("") : value;
+}
+
 }  // namespace oq

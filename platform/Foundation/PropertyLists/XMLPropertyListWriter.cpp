@@ -50,9 +50,9 @@ std::string textOfDate(Date date) {
   return text;
 }
 
-class Writer {
+class XMLWriter {
  public:
-  explicit Writer(const Table& table) : _table(table), _text(kHead) {}
+  explicit XMLWriter(const Table& table) : _table(table), _text(kHead) {}
 
   std::optional<Data> write(std::string* reason) {
     if (writeNode(_table.root, 0)) return dataFromString(_text + "</plist>\n");
@@ -137,7 +137,7 @@ class Writer {
 }  // namespace
 
 std::optional<Data> writeXML(const Table& table, std::string* reason) {
-  return Writer(table).write(reason);
+  return XMLWriter(table).write(reason);
 }
 
 }  // namespace oq::plist

@@ -6,7 +6,7 @@
 namespace oq {
 
 namespace {
-constexpr double kMargin = 8, kLine = 0.5, kTitleSize = 17;
+constexpr double kBarMargin = 8, kBarLine = 0.5, kTitleSize = 17;
 constexpr UIColor kLineColor{0, 0, 0, 0.2};
 }  // namespace
 
@@ -61,14 +61,14 @@ void UINavigationBar::showItem() {
 /// The title is centred in the bar; its width leaves space for the left item on both sides.
 void UINavigationBar::layOut() {
   const CGSize size = bounds().size;
-  double taken = kMargin;
+  double taken = kBarMargin;
   if (_left) {
     const CGSize left = _left->bounds().size;
-    _left->setFrame(CGRectMake(kMargin, (size.height - left.height) / 2, left.width, left.height));
-    taken += left.width + kMargin;
+    _left->setFrame(CGRectMake(kBarMargin, (size.height - left.height) / 2, left.width, left.height));
+    taken += left.width + kBarMargin;
   }
   _title->setFrame(CGRectMake(taken, 0, std::max(0.0, size.width - 2 * taken), size.height));
-  _line->setFrame(CGRectMake(0, size.height - kLine, size.width, kLine));
+  _line->setFrame(CGRectMake(0, size.height - kBarLine, size.width, kBarLine));
 }
 
 }  // namespace oq

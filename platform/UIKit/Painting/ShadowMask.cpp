@@ -14,7 +14,7 @@
 namespace oq {
 namespace {
 
-constexpr int kLargestSide = 8192;
+constexpr int kLargestMaskSide = 8192;
 constexpr int kPasses = 3;  // three box blurs approximate a Gaussian
 constexpr std::size_t kKeptShapes = 8;
 
@@ -56,7 +56,7 @@ std::shared_ptr<const ShadowMask> ShadowMask::make(CGSize size, double radius, d
   int half = static_cast<int>(std::lround(std::clamp(radius, 0.0, 200.0) * scale / 2));
   int margin = kPasses * half + 1;
   double width = std::ceil(size.width * scale) + 2 * margin, height = std::ceil(size.height * scale) + 2 * margin;
-  if (!(width <= kLargestSide && height <= kLargestSide)) return nullptr;
+  if (!(width <= kLargestMaskSide && height <= kLargestMaskSide)) return nullptr;
   auto* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));
   auto mask = std::make_shared<ShadowMask>(surface, margin / scale);
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return nullptr;

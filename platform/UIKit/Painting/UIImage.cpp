@@ -15,15 +15,15 @@
 namespace oq {
 namespace {
 
-constexpr int kLargestSide = 8192;                 // pixels
-constexpr std::int64_t kLargestArea = 32'000'000;  // pixels
-constexpr std::size_t kPiece = 4096;               // bytes
+constexpr int kLargestImageSide = 8192;                 // pixels
+constexpr std::int64_t kLargestImageArea = 32'000'000;  // pixels
+constexpr std::size_t kPiece = 4096;                    // bytes
 
 template <class T>
 using Object_ = std::unique_ptr<T, void (*)(void*)>;
 
 bool isTooLarge(int width, int height) {
-  return width > kLargestSide || height > kLargestSide || std::int64_t{width} * height > kLargestArea;
+  return width > kLargestImageSide || height > kLargestImageSide || std::int64_t{width} * height > kLargestImageArea;
 }
 
 /// The result of reading a picture's header.

@@ -16,12 +16,12 @@
 namespace oq {
 namespace {
 
-constexpr double kWidest = 100'000;           // points; wider layouts are not broken
-constexpr double kLargestFont = 1000;         // points
-constexpr double kSmallestFont = 0.01;        // points; Pango's minimum
-constexpr double kTallestLayout = 1'500'000;  // points; Pango counts 1/1024 points in 32 bits
-constexpr std::size_t kShortText = 1000;      // bytes
-constexpr int kLongWord = 200, kPiece = 8;    // characters
+constexpr double kWidest = 100'000;             // points; wider layouts are not broken
+constexpr double kLargestFont = 1000;           // points
+constexpr double kSmallestFont = 0.01;          // points; Pango's minimum
+constexpr double kTallestLayout = 1'500'000;    // points; Pango counts 1/1024 points in 32 bits
+constexpr std::size_t kShortText = 1000;        // bytes
+constexpr int kLongWord = 200, kTextPiece = 8;  // characters
 constexpr double kHalfPoint = 0.5;
 /// Messages are written in simplified Chinese.
 constexpr const char* kLanguage = "zh-cn";
@@ -125,7 +125,7 @@ std::string withBreakableWords(const std::string& text) {
   int unbroken = 0;
   for (std::size_t i = 0; i < length; ++i) {
     unbroken = places[i].is_line_break ? 0 : unbroken + 1;
-    if (unbroken > kLongWord && unbroken % kPiece == 0 && places[i].is_cursor_position) broken += "\u200b";
+    if (unbroken > kLongWord && unbroken % kTextPiece == 0 && places[i].is_cursor_position) broken += "\u200b";
     const char* to = g_utf8_next_char(from);
     broken.append(from, to);
     from = to;

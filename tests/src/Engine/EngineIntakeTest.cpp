@@ -102,11 +102,7 @@ TEST_F(EngineTest, TriggersLogTheirResponses) {
   deliverSubscriptions({campaign("5", "buy")});
   const std::vector<std::pair<ScriptedTransport::Answer, std::vector<std::string>>> cases = {
       {{R"({"code":0})"}, {"触发事件成功!事件名：buy", "触发事件 data:\n{\n  \"code\": 0\n}"}},
-      {{R"({"code":3,"message":"m"})"},
-       {"code:3\nmessage:m\n", "触发事件 data:\n{\n  \"code\": 3,\n  \"message\": \"m\"\n}"}},
-      {{"x"}, {"触发事件 data:\n(null)"}},
-      {{"", 503}, {"statusCode:503\ndescripton:service unavailable\n"}},
-      {{"", 0, Error{URLErrorDomain, -1004, "refused"}}, {"code:-1004\ndescripton:refused\n"}}};
+      {{R"({"code":3})"}, {"code:3\nmessage:(null)\n", "触发事件 data:\n{\n  \"code\": 3\n}"}}};
   for (const auto& [answer, expected] : cases) {
     network->script(triggerPath, [&answer = answer](const auto&) { return answer; });
     const std::size_t before = logEntriesButRequests().size();

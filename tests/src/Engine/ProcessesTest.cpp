@@ -29,7 +29,7 @@ namespace {
 constexpr int processCount = 8;
 /// The display count of each window. Each process shows a window at most once.
 constexpr std::array<int, 4> counts = {1, 5, 8, 11};
-constexpr int windowCount = static_cast<int>(counts.size());
+constexpr int kProcessWindows = static_cast<int>(counts.size());
 
 /// The outcome of an event, which a process reports through its pipe.
 enum class Step : std::uint8_t { Recorded, Shown, Died, UsedUp, Busy };
@@ -73,9 +73,9 @@ class Pipe {
 };
 
 /// Reports each window at the moment it would be shown. After `showings` windows it kills its process there.
-class ReportingEngine : public OQSDKManager {
+class CountingEngine : public OQSDKManager {
  public:
-  explicit ReportingEngine(Pipe& pipe, int showings = windowCount) : _pipe(pipe), _showings(showings) {}
+  explicit CountingEngine(Pipe& pipe, int showings = kProcessWindows) : _pipe(pipe), _showings(showings) {}
 
   /// Records an event and reports its outcome. With `untilDecided`, repeats it while the records are busy.
   void record(int window, bool untilDecided) {
@@ -118,7 +118,7 @@ void enterApplication(const std::filesystem::path& folder) {
   setURLTransport(std::make_shared<ImmediateTransport>([](const std::string& path) -> std::optional<std::string> {
     if (path != "/push/sdk/in_app") return std::nullopt;
     Array records;
-    for (int i = 0; i < windowCount; ++i) {
+    for (int i = 0; i < kProcessWindows; ++i) {
       const auto window = static_cast<std::size_t>(i);
       records.push_back(
           campaign(std::to_string(i), "e" + std::to_string(i), {{"count", counts[window]}, {"picture", nullptr}}));
@@ -179,12 +179,12 @@ class Process {
 
 /// The reports of all processes of one folder so far.
 struct Tally {
-  std::array<int, windowCount> shown{}, died{}, unanswered{}, usedUp{};
+  std::array<int, kProcessWindows> shown{}, died{}, unanswered{}, usedUp{};
   int busy = 0, killed = 0;
 
   void add(Process& process) {
     Report report{};
-    std::array<int, windowCount> open{};
+    std::array<int, kProcessWindows> open{};
     while (process.reports.read(report)) {
       const std::size_t window = report.window;
       open[window] = report.step == Step::Recorded || report.step == Step::Busy;
@@ -205,15 +205,15 @@ void runTogether(const std::filesystem::path& folder, Deaths deaths, std::mt1993
   std::vector<std::unique_ptr<Process>> processes;
   const bool startsTogether = pick(2) == 0;
   for (int number = 0; number < processCount; ++number) {
-    const int showings = deaths == Deaths::BeforeTheFrame ? pick(2 * windowCount) : windowCount;
+    const int showings = deaths == Deaths::BeforeTheFrame ? pick(2 * kProcessWindows) : kProcessWindows;
     processes.push_back(std::make_unique<Process>([&](Pipe& reports) {
       go.closeWriter();
       if (startsTogether) go.waitForEnd();
       enterApplication(folder);
-      const auto engine = std::make_shared<ReportingEngine>(reports, showings);
+      const auto engine = std::make_shared<CountingEngine>(reports, showings);
       engine->getInAppList();
       if (!startsTogether) go.waitForEnd();
-      for (int i = 0; i < windowCount; ++i) engine->record((i + number / 2) % windowCount, true);
+      for (int i = 0; i < kProcessWindows; ++i) engine->record((i + number / 2) % kProcessWindows, true);
     }));
   }
   go.closeWriter();
@@ -235,7 +235,7 @@ void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
   for (int life = 1; life <= 2; ++life) {
     runTogether(folder.path(), deaths, random, tally);
     auto counted = countedIn(folder.path());
-    for (int i = 0; i < windowCount; ++i) {
+    for (int i = 0; i < kProcessWindows; ++i) {
       const auto window = static_cast<std::size_t>(i);
       SCOPED_TRACE(testing::Message() << "window " << i << " in life " << life);
       EXPECT_LE(counted[i], counts[window]);
@@ -290,7 +290,7 @@ void stopOne() {
       stopped.closeWriter();
       resumed.closeWriter();
       enterApplication(folder.path());
-      const auto engine = std::make_shared<ReportingEngine>(reports);
+      const auto engine = std::make_shared<CountingEngine>(reports);
       engine->getInAppList();
       reports.write({});
       stopped.waitForEnd();

@@ -18,7 +18,7 @@
 namespace oq::test {
 namespace {
 
-constexpr int windowCount = 50;
+constexpr int kSoakWindows = 50;
 
 double residentMegabytes() {
   std::size_t total = 0, resident = 0;
@@ -33,8 +33,8 @@ std::ptrdiff_t descriptorCount() {
 /// The same windows in a different order each time; some have a pre-condition.
 std::string answerOf(int turn) {
   Array records;
-  for (int i = 0; i < windowCount; ++i) {
-    const int id = (i + turn) % windowCount;
+  for (int i = 0; i < kSoakWindows; ++i) {
+    const int id = (i + turn) % kSoakWindows;
     const Value awaited = id % 10 == 0 ? Value{{"xwhat", "e1"}} : Value();
     records.push_back(
         campaign(std::to_string(id), "e" + std::to_string(id),
@@ -47,7 +47,7 @@ void bringEvents(OQSDKManager& engine, std::int64_t count, unsigned seed) {
   std::mt19937 random(seed);
   for (std::int64_t i = 0; i < count; ++i) {
     engine.onEventDataReceived(
-        uploadInfo("e" + std::to_string(random() % (2 * windowCount)), {{"k", std::to_string(random() % 1000)}}));
+        uploadInfo("e" + std::to_string(random() % (2 * kSoakWindows)), {{"k", std::to_string(random() % 1000)}}));
   }
 }
 

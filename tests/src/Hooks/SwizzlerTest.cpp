@@ -27,9 +27,9 @@ const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> mailDid
 const Selector<void()> exchanged{"swizzlerTestExchanged"};
 
 /// An object with a class created by the test, and a record of its calls.
-class Receiver : public Object {
+class SwizzledReceiver : public Object {
  public:
-  explicit Receiver(Class* cls) : _class(cls) {}
+  explicit SwizzledReceiver(Class* cls) : _class(cls) {}
   Class* class_() const override { return _class; }
 
   void save(const std::string& event = "e") { send(*this, saveUploadInfo, Value(1), event, nullptr); }
@@ -52,8 +52,8 @@ class Receiver : public Object {
   Class* const _class;
 };
 
-const detail::MethodDefinition saving = method<&Receiver::_save>(saveUploadInfo);
-const detail::MethodDefinition savingAndSuper = method<&Receiver::_saveAndSuper>(saveUploadInfo);
+const detail::MethodDefinition saving = method<&SwizzledReceiver::_save>(saveUploadInfo);
+const detail::MethodDefinition savingAndSuper = method<&SwizzledReceiver::_saveAndSuper>(saveUploadInfo);
 
 /// Every test starts without hooks and uses new classes.
 class Swizzler : public testing::Test {
@@ -76,7 +76,7 @@ class Swizzler : public testing::Test {
   /// A block that records its name in the receiver.
   static OQUploadHookBlock noting(const std::string& name) {
     return [name](Object& receiver, SEL, const Value&, const std::string&, const UploadHandler&) {
-      static_cast<Receiver&>(receiver).calls.push_back(name);
+      static_cast<SwizzledReceiver&>(receiver).calls.push_back(name);
     };
   }
   static void hook(Class* cls, const std::string& name) {
@@ -105,7 +105,7 @@ TEST_F(Swizzler, KeepsOneRecordWithABlockPerName) {
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), record);
   EXPECT_THAT(record->description(), testing::MatchesRegex("Swizzle on SwizzlerTest.*::saveUploadInfo:event:handler: "
                                                            "\\[\n\ta : .*\n\tb : .*\n\\]"));
-  Receiver receiver(cls);
+  SwizzledReceiver receiver(cls);
   receiver.save();
   EXPECT_EQ(receiver.calls.front(), "original e");
   EXPECT_THAT(receiver.calls, testing::UnorderedElementsAre("original e", "a", "b"));
@@ -135,7 +135,7 @@ TEST_F(Swizzler, GivesAnInheritingClassItsOwnMethod) {
   EXPECT_EQ(method_getImplementation(own), getSwizzleIMPBySELName("saveUploadInfo:event:handler:"));
   EXPECT_EQ(method_getImplementation(inherited), original);
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), original);
-  Receiver ofBase(base), ofSub(sub);
+  SwizzledReceiver ofBase(base), ofSub(sub);
   ofBase.save();
   ofSub.save();
   EXPECT_THAT(ofBase.calls, ElementsAre("original e"));
@@ -152,7 +152,7 @@ TEST_F(Swizzler, SecondClassDropsTheBlocksOfTheFormerRecord) {
     Class* second = makeClass({}, isRelated ? first : Object::staticClass());
     hook(first, "a");
     hook(second, "b");
-    Receiver ofFirst(first), ofSecond(second);
+    SwizzledReceiver ofFirst(first), ofSecond(second);
     ofFirst.save();
     ofSecond.save();
     const std::vector<std::string> both{"original e", "b"}, block{"b"};
@@ -165,15 +165,15 @@ TEST_F(Swizzler, RunsBlocksOnceForAnOverrideThatCallsItsSuperclass) {
   Class* base = makeClass({saving});
   Class* sub = makeClass({savingAndSuper}, base);
   hook(base, "a");
-  Receiver receiver(sub);
+  SwizzledReceiver receiver(sub);
   receiver.save();
   EXPECT_THAT(receiver.calls, ElementsAre("override e", "original e", "a"));
 }
 
 TEST_F(Swizzler, WrapsScalarArgumentsInObjects) {
-  Class* cls =
-      makeClass({method<&Receiver::_appear>(viewDidAppearSelector), method<&Receiver::_finish>(mailDidFinish)});
-  Receiver receiver(cls);
+  Class* cls = makeClass(
+      {method<&SwizzledReceiver::_appear>(viewDidAppearSelector), method<&SwizzledReceiver::_finish>(mailDidFinish)});
+  SwizzledReceiver receiver(cls);
   Value animated, mailResult;
   Object* controller = nullptr;
   SEL selector = nullptr;
@@ -207,7 +207,7 @@ TEST_F(Swizzler, AddsAMissingMethod) {
   hook(cls, "a");
   EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Cannot find method for saveUploadInfo:event:handler: on " +
                                           class_getName(cls) + "\n"));
-  Receiver receiver(cls);
+  SwizzledReceiver receiver(cls);
   receiver.save();
   EXPECT_THAT(receiver.calls, ElementsAre("a"));
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo)->originalMethod(), nullptr);
@@ -232,7 +232,7 @@ TEST_F(Swizzler, KeepsTheFormerRecordIfAnotherThreadAddsTheMethod) {
     // The other thread was too early (the class already had the method) or too late (the hook was already installed).
     if (former->blocks()->size() != 1) continue;
     EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), former);
-    Receiver ofFirst(first), ofClass(cls);
+    SwizzledReceiver ofFirst(first), ofClass(cls);
     ofFirst.save();
     ofClass.save();
     EXPECT_THAT(ofFirst.calls, ElementsAre("original e", "kept"));
@@ -250,15 +250,15 @@ TEST_F(Swizzler, ScreenWithoutTheMethodFailsBeforeAnyBlockRuns) {
   int blocks = 0;
   OQSwizzler::swizzleSelector(
       viewDidAppearSelector, cls, [&](Object&, SEL, const Value&) { ++blocks; }, "a");
-  Receiver receiver(cls);
+  SwizzledReceiver receiver(cls);
   EXPECT_THROW(receiver.appear(), Exception);
   EXPECT_EQ(blocks, 0);
 }
 
 TEST_F(Swizzler, SilentlyIgnoresWhatItCannotHook) {
-  Class* cls = makeClass({saving, method<&Receiver::_exchangedOne>(exchanged)});
+  Class* cls = makeClass({saving, method<&SwizzledReceiver::_exchangedOne>(exchanged)});
   const Selector<void(bool)> sameName{"saveUploadInfo:event:handler:"};
-  Class* otherTypes = makeClass({method<&Receiver::_saveWithOtherTypes>(sameName)});
+  Class* otherTypes = makeClass({method<&SwizzledReceiver::_saveWithOtherTypes>(sameName)});
   Method* unknown = class_getInstanceMethod(cls, exchanged);
   IMP before = method_getImplementation(unknown);
   auto appearance = [](Object&, SEL, const Value&) { FAIL(); };
@@ -275,10 +275,10 @@ TEST_F(Swizzler, SilentlyIgnoresWhatItCannotHook) {
   EXPECT_EQ(OQSwizzler::swizzleForSelector(saveUploadInfo), nullptr);
   EXPECT_EQ(OQSwizzler::swizzleForSelector(exchanged), nullptr);
   EXPECT_EQ(logged(), "");
-  Receiver receiver(cls);
+  SwizzledReceiver receiver(cls);
   receiver.save();
   EXPECT_THAT(receiver.calls, ElementsAre("original e"));
-  Receiver ofOtherTypes(otherTypes);
+  SwizzledReceiver ofOtherTypes(otherTypes);
   send(ofOtherTypes, sameName, true);
   EXPECT_THAT(ofOtherTypes.calls, ElementsAre("other types"));
 }
@@ -291,12 +291,12 @@ TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
                                               const UploadHandler&) {
         OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "once");
         hook(cls, "added");
-        static_cast<Receiver&>(receiver).save("nested");
+        static_cast<SwizzledReceiver&>(receiver).save("nested");
         // The block's captures must live until it has ended.
-        static_cast<Receiver&>(receiver).calls.push_back("after " + event + std::to_string(*guard));
+        static_cast<SwizzledReceiver&>(receiver).calls.push_back("after " + event + std::to_string(*guard));
       },
       "once");
-  Receiver receiver(cls);
+  SwizzledReceiver receiver(cls);
   receiver.save();
   EXPECT_THAT(receiver.calls, ElementsAre("original e", "original nested", "added", "after e7"));
 }
@@ -304,20 +304,20 @@ TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
 TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
   Class* cls = makeClass({saving});
   Method* method = class_getInstanceMethod(cls, saveUploadInfo);
-  using Upload = decltype(saveUploadInfo);
+  using SavedUpload = decltype(saveUploadInfo);
   static std::atomic<IMP> below;
   below = method_getImplementation(method);
-  const Upload::Function other = [](Object& self, SEL selector, const Value& info, const std::string& event,
-                                    const UploadHandler& handler) {
-    Upload::typed(below)(self, selector, info, event, handler);
-    static_cast<Receiver&>(self).calls.push_back("other");
+  const SavedUpload::Function other = [](Object& self, SEL selector, const Value& info, const std::string& event,
+                                         const UploadHandler& handler) {
+    SavedUpload::typed(below)(self, selector, info, event, handler);
+    static_cast<SwizzledReceiver&>(self).calls.push_back("other");
   };
   std::atomic<bool> installed = false, ended = false;
   std::atomic<int> wrong = 0, calls = 0;
   auto callers = test::inThreads(8, [&](int) {
     for (int call = 0; call < 300 || !ended; ++call) {
       const bool isInstalled = installed;
-      Receiver receiver(cls);
+      SwizzledReceiver receiver(cls);
       receiver.save();
       auto times = [&](const char* name) { return std::count(receiver.calls.begin(), receiver.calls.end(), name); };
       wrong += receiver.calls.front() != "original e" || times("original e") != 1;
@@ -329,7 +329,7 @@ TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
   hook(cls, "kept");
   installed = true;
   for (int i = 0; i < 100; ++i) {
-    below = method_setImplementation(method, Upload::erase(other));
+    below = method_setImplementation(method, SavedUpload::erase(other));
     hook(cls, "passing");
     method_setImplementation(method, below);
     OQSwizzler::unswizzleSelector(saveUploadInfo, cls, "passing");
@@ -342,10 +342,10 @@ TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
 
 TEST_F(Swizzler, ExchangesTwoMethodsAndReachesTheSuperclassOfAnInheritedOne) {
   const Selector<void()> other{"swizzlerTestOther"};
-  const auto one = method<&Receiver::_exchangedOne>(exchanged);
-  const auto two = method<&Receiver::_exchangedTwo>(other);
+  const auto one = method<&SwizzledReceiver::_exchangedOne>(exchanged);
+  const auto two = method<&SwizzledReceiver::_exchangedTwo>(other);
   auto calls = [&](Class* cls) {
-    Receiver receiver(cls);
+    SwizzledReceiver receiver(cls);
     send(receiver, exchanged);
     if (class_getInstanceMethod(cls, other)) send(receiver, other);
     return receiver.calls;
