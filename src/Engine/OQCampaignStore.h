@@ -17,11 +17,11 @@
 
 namespace oq {
 
-/// The campaigns at hand and what is known of them: the two lists, the records of what was shown, the events that wait
-/// for a list, and the three files that outlast the process. The files are read when they are first needed.
+/// Stores the campaigns: the two lists, the records of their displays, the events that wait for a list, and the three
+/// files with the lists and records. The files are read when they are first needed.
 ///
-/// Threads: any thread may call anything. A list is an immutable snapshot that is replaced whole; a new in-app list and
-/// its merged records become visible together.
+/// Thread-safe. A list is an immutable snapshot that is replaced as a whole. A new in-app list and its merged records
+/// become visible together.
 ///
 /// Locks, in the order in which they are taken:
 ///   1. _restoreMutex, while the files of earlier runs are read. It is released before any of the others is taken.
@@ -31,10 +31,10 @@ namespace oq {
 ///   4. _mutex: in one step, a display is allowed and counted; a list is installed with its records and the events that
 ///      waited for it are taken; an event is matched or waits.
 ///   5. the locks inside the lists, the tree and its records.
-/// Nothing of the host's is called under any of them, and no entry of the log is written.
+/// While one of them is held, the host is not called and nothing is written to the log.
 ///
-/// Ownership: lives in a shared_ptr; a write that waits for busy records holds it weakly. Failure: a missing or damaged
-/// file reads as empty; a file that cannot be written is logged, and the state in memory stays as it is.
+/// Ownership: a shared_ptr must own it; a write that waits for busy records keeps a weak_ptr. Failure: a missing or
+/// damaged file counts as empty. If a file cannot be written, this is logged and the state in memory is kept.
 class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
  public:
   using Windows = OQCampaignList::Windows;
@@ -47,18 +47,18 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
 
   std::shared_ptr<const OQCampaignList> list(Kind kind);
   void setList(Kind kind, Windows windows);
-  /// Puts the windows of an answer in force and on disk, in-app windows with their records, and returns the events that
-  /// waited for them.
+  /// Replaces the list with the windows of an answer, in memory and in its file; in-app windows also update their
+  /// records. Returns the events that waited for the list.
   Events install(Kind kind, Windows windows);
   /// Writes the list to its file.
   void syncList(Kind kind);
 
   struct Turn {
-    /// The list if it has windows. Otherwise nullptr: the event waits, or is dropped.
+    /// The list, or nullptr if it is empty. The event then waits or is dropped.
     std::shared_ptr<const OQCampaignList> list;
     bool isDropped = false;
   };
-  /// Returns the list to match the event against, or keeps the event until there is a list.
+  /// Returns the list to match the event against, or stores the event until a list arrives.
   Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event);
   Events waitingEvents(Kind kind) const;
   void setWaitingEvents(Kind kind, Events events);
@@ -67,7 +67,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   void setMaxWaitingEvents(std::int64_t most) { _maxWaitingEvents = most; }
 
   std::shared_ptr<OQRecordTree> recordTree();
-  /// nullptr stands for an empty tree.
+  /// nullptr means an empty tree.
   void setRecordTree(std::shared_ptr<OQRecordTree> tree);
   /// The window's record, or nullptr. Several of its fields are read and changed in one step by locked().
   Record recordOf(const OQWindowData& window);
@@ -83,14 +83,14 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   /// Counts one display and writes the records.
   void countDisplay(OQRecordTreeNode& record);
   void markClosed(const OQWindowData& window);
-  /// Once: windows that the user has not closed may be shown again.
+  /// Allows windows that the user has not closed to be shown again. Only the first call has an effect.
   void clearActivated();
   bool isActivatedCleared();
   void setActivatedCleared(bool isCleared);
   /// Writes the records as they are in memory, whatever other processes of the application wrote.
   void syncRecords();
 
-  /// Access to the records, with what other processes changed in memory; false while the records are busy.
+  /// Access to the records, after the changes of other processes were adopted. False while the records are busy.
   OQRecordStore::Access shareRecords();
   void writeRecords(OQRecordStore::Access access);
 

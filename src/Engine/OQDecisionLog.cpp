@@ -43,7 +43,7 @@ const char* textOf(OQDecision decision) {
   return "";
 }
 
-/// As much as fits, without a torn character at the end.
+/// The longest part that fits and ends with a whole character.
 std::string_view beginningOf(std::string_view text, std::size_t most) {
   if (text.size() <= most) return text;
   const auto isContinuation = [&](std::size_t at) { return (text[at] & 0xc0) == 0x80; };
@@ -57,7 +57,7 @@ void OQDecisionLog::record(OQDecision decision, const OQWindowEvent* event,
                            std::shared_ptr<const OQWindowData> window) {
   const auto* text = event ? event->xwhat().if_string() : nullptr;
   const Date now = currentDate();
-  // The window that makes room goes with the parameter, outside the lock.
+  // The window of the overwritten entry is released with the parameter, outside the lock.
   std::lock_guard lock(_mutex);
   if (_ring.empty()) return;
   Entry& entry = _ring[_recorded++ % _ring.size()];

@@ -14,7 +14,7 @@
 
 namespace oq {
 
-/// What became of a window when an event came, or of the event itself.
+/// The result of an event for one window, or for the event itself.
 enum class OQDecision : std::uint8_t {
   NoMatch,
   AnotherWindowFirst,
@@ -31,19 +31,19 @@ enum class OQDecision : std::uint8_t {
   Dropped,
 };
 
-/// The last decisions, in memory, in a ring. Recording allocates nothing; texts are made for who asks. Any
-/// thread.
+/// The last decisions, in a ring buffer in memory. Recording does not allocate; strings are built when they are read.
+/// Thread-safe.
 class OQDecisionLog {
  public:
   static constexpr std::size_t defaultCapacity = 256;
 
   explicit OQDecisionLog(std::size_t capacity = defaultCapacity) : _ring(capacity) {}
 
-  /// The window is kept alive as long as the entry is; of the event only the name is kept.
+  /// The entry keeps the window alive, and a copy of the event's name.
   void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
   /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
   Value entries() const;
-  /// Forgets what is at hand.
+  /// Removes all entries.
   void setCapacity(std::size_t capacity);
 
  private:

@@ -46,7 +46,7 @@ std::shared_ptr<OQWindowData> OQDisplayDecisions::windowFor(const std::shared_pt
     _log.record(OQDecision::NoMatch, event.get());
     return nullptr;
   }
-  // First match wins, even when that window is then not shown.
+  // The first match wins, even if that window is then not shown.
   const auto& window = turn.list->windows()[match.position];
   return mayShow(window, event.get()) ? window : nullptr;
 }
@@ -71,7 +71,7 @@ OQDecision OQDisplayDecisions::decide(const OQWindowData& window) {
   if (!record) return OQDecision::NoRecord;
   if (_store->locked([&] { return isUsedUp(*record); })) return OQDecision::CountUsedUp;
   if (const auto refusal = refusalByTime(window)) return *refusal;
-  // A refusal needs no other process.
+  // A refusal does not depend on other processes.
   if (const auto refusal = _store->locked([&] { return refusalOf(*record); })) return *refusal;
   return countIfStillAllowed(*record);
 }

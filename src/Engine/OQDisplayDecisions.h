@@ -11,17 +11,17 @@ namespace oq {
 
 /// Decides which window an event shows, counts the display, and records each decision in its log.
 ///
-/// Threads: any thread may call anything. The decision and the counting are one step among all processes of the
-/// application; see the locks of OQCampaignStore. No lock is held between the check of the rule and that step.
-/// Failure: while another process keeps the records busy, the window is not shown.
+/// Thread-safe. Among all processes of the application, the decision and the counting are one step; see the locks of
+/// OQCampaignStore. The rule is checked before that step without a lock, and again in it. Failure: while another
+/// process keeps the records busy, the window is not shown.
 class OQDisplayDecisions {
  public:
   explicit OQDisplayDecisions(std::shared_ptr<OQCampaignStore> store) : _store(std::move(store)) {}
 
-  /// The window that the event shows now, its display already counted and written. nullptr if there is none; the event
-  /// may then wait for the list.
+  /// The window to show for the event, with its display already counted and written. nullptr if there is none; the
+  /// event may then wait for the list.
   std::shared_ptr<OQWindowData> windowFor(const std::shared_ptr<OQWindowEvent>& event);
-  /// Whether the window may be shown now; if so, the display is counted and written. The event may be nullptr.
+  /// Whether the window may be shown now. If so, the display has been counted and written. The event may be nullptr.
   bool mayShow(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event);
   /// The same without an entry in the log.
   OQDecision decide(const OQWindowData& window);

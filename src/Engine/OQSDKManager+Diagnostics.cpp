@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What a link leads to is no log of ours, whatever the link is called.
+/// A symbolic link is not one of our log files, whatever its name.
 std::vector<fs::path> logFilesIn(const fs::path& folder) {
   auto files = enumerateDirectory(folder);
   std::erase_if(files, [&](const fs::path& file) {
@@ -39,7 +39,7 @@ std::vector<fs::path> logFilesIn(const fs::path& folder) {
   return files;
 }
 
-/// The newest, in their former order.
+/// The newest files, in their original order.
 std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, const fs::path& folder) {
   if (files.size() <= most) return files;
   std::vector<std::pair<fs::file_time_type, std::size_t>> byAge;
@@ -56,7 +56,7 @@ std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, cons
   return chosen;
 }
 
-/// The event of the sample in the resources; null when the file is missing or has another shape.
+/// The event in the sample resource; null if the file is missing or has another format.
 Value sampleEvent() {
   const auto file = pathForResource("OQSDK", "testData.json");
   const auto contents = file ? contentsOfFile(*file) : std::nullopt;
@@ -81,7 +81,7 @@ Value nameOf(const std::shared_ptr<OQWindowEvent>& condition) {
 
 void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
                                   std::shared_ptr<UIViewController> controller) {
-  OQLogger::getInstance().flush();  // the latest entries are what one wants to see
+  OQLogger::getInstance().flush();  // the latest entries matter most
   const fs::path folder = documentsDirectory() / "Log";
   auto files = logFilesIn(folder);
   constexpr std::size_t most = MFMailComposeViewController::mostAttachments;
@@ -91,7 +91,7 @@ void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
   std::vector<Data> datas;
   std::vector<std::string> names;
   for (const fs::path& file : newest(std::move(files), most, folder)) {
-    // One that has gone meanwhile stays away.
+    // A file that was removed meanwhile is left out.
     auto contents = contentsOfFile(folder / file, std::numeric_limits<std::size_t>::max());
     if (!contents) continue;
     datas.push_back(std::move(*contents));
@@ -128,7 +128,7 @@ void OQSDKManager::testMultipleThread() {
 
 Value OQSDKManager::diagnostics() const {
   Array windows, subscriptions;
-  // Held for as long as they are walked: another list may take their place.
+  // Kept alive during the loop: another list may replace it.
   const auto inApp = inAppDataArray(), subscribed = subscribeDataArray();
   const auto records = recordTree();
   for (const auto& window : *inApp) {

@@ -16,7 +16,7 @@ void OQSDKManager::onEventDataReceived(const Value& info) {
   if (!info.is_object()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
-  // Looked at but without consequence: page views are matched like any other event. This is intentional.
+  // Checked without effect: page views are matched like any other event. This is intentional.
   [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == Value("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();

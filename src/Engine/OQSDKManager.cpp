@@ -60,7 +60,7 @@ OQSDKManager& OQSDKManager::sharedManager() {
 
 std::shared_ptr<OQSDKManager> OQSDKManager::_startReading() {
   auto engine = std::make_shared<OQSDKManager>();
-  // The thread that starts the library goes on meanwhile. A caller that needs a campaign before that waits for it.
+  // The starting thread does not wait. A caller that needs a campaign earlier waits for the reading.
   guarded([&] { DispatchQueue::background().async([store = engine->_store] { guarded([&] { store->restore(); }); }); });
   return engine;
 }
@@ -94,8 +94,7 @@ void OQSDKManager::exchangeMethod() {
 }
 
 void OQSDKManager::setEnvironment(std::uint64_t environment) {
-  // Without a configuration nothing is stored; a host that chooses before the start asks its own
-  // configuration.
+  // Without a configuration nothing is stored. A host that chooses before the start uses its own configuration.
   if (auto configuration = sharedManager().configuration()) configuration->setEnvType(environment);
 }
 

@@ -25,8 +25,8 @@ namespace oq {
 
 class UIViewController;
 
-/// The engine: what the host's analytics and the facade call. It passes an event on to the decisions, puts a window on
-/// screen, and sends what has to be reported. State and work are in four classes: OQSession (the user), OQCampaignStore
+/// The engine behind the public facade and the analytics hook. It passes events to the decisions, shows windows, and
+/// sends reports. State and work are in four classes: OQSession (the user), OQCampaignStore
 /// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows) and OQServerRequests.
 ///
 /// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
@@ -44,7 +44,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// the link.
   using WindowAction = std::function<void(std::int64_t code, const Value& link)>;
 
-  /// The engine of the process, made at the first call. It is never destroyed: threads may still report to it
+  /// The engine of the process, created at the first call. It is never destroyed: threads may still report to it
   /// while the process ends.
   static OQSDKManager& sharedManager();
 
@@ -54,22 +54,22 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
-  /// Lets the analytics library's events reach the shared engine. Without that library nothing is installed.
+  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it does nothing.
   void exchangeMethod();
-  /// Through the shared engine's configuration; before there is one, nothing is stored.
+  /// Stores it through the shared engine's configuration. Without a configuration it does nothing.
   static void setEnvironment(std::uint64_t environment);
-  /// The stored environment, read afresh; 0 when there is none.
+  /// The stored environment, read at each call; 0 if there is none.
   static std::uint64_t getEnvironment();
   bool autoCollectPage() const { return _autoCollectPageInfo; }
   void setAutoCollectPage(bool collect) { _autoCollectPageInfo = collect; }
 
   void login();
-  /// Fetches the subscriptions, and once per calendar day the windows; nothing without a token and a user id.
+  /// Fetches the subscriptions, and the windows once per calendar day. Does nothing without a token and a user id.
   void getListData();
   void getInAppList();
   void getSubscribeList();
 
-  /// What the analytics library uploads; ignored unless it is a dictionary.
+  /// Receives an event of the analytics library. Anything but a dictionary is ignored.
   void onEventDataReceived(const Value& info);
   void triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event);
@@ -79,12 +79,12 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void autoPageCollected(const std::string& name) { setPageName(name); }
   void pushTrack(std::uint64_t type, const Value& msg) { reportPushEventWithType(type, msg); }
 
-  /// Whether the window may be shown now. When it may, the display is already counted and written.
+  /// Whether the window may be shown now. If so, the display has been counted and written.
   bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
   /// Counts one display of the node and writes the records.
   void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
-  /// Once per engine: windows that the user has not closed may be shown again.
+  /// Allows windows that the user has not closed to be shown again. Only the first call has an effect.
   void clearTreeNodeActivateState() { _store->clearActivated(); }
   /// Writes the records as they are in memory, whatever other processes of the application wrote.
   void syncRecordTree() { _store->syncRecords(); }
@@ -99,7 +99,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Hands the log files (the newest, as many as a mail carries) to OQUtils::sendEmailTo(), with the names that
   /// they have in the log's folder. Reads them on the calling thread.
   void sendLogToEmail(const std::optional<std::string>& recipient, std::shared_ptr<UIViewController> controller);
-  /// From the current screen.
+  /// The same, on the current screen.
   void sendLogToEmail(const std::string& recipient) override;
   void changeEnvironment() override;
   void testMultipleThread() override;
@@ -132,7 +132,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void setAppid(std::optional<std::string> appid) { _session.set(&Session::appid, std::move(appid)); }
   std::optional<std::string> pageName() const override { return _session.get(&Session::pageName); }
   void setPageName(std::optional<std::string> pageName) { _session.set(&Session::pageName, std::move(pageName)); }
-  /// Made at the first call and kept. Pictures go through it; every other request has a client of its own.
+  /// Created at the first call. It loads the pictures; every other request creates its own client.
   std::shared_ptr<OQNetwork> network();
   void setNetwork(std::shared_ptr<OQNetwork> network);
   std::shared_ptr<const Windows> inAppDataArray() const { return _windows(OQCampaignStore::Kind::InApp); }
@@ -149,7 +149,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   }
 
  protected:
-  /// Puts the window on screen; runs on the main queue. A test takes its place to see what would be shown.
+  /// Shows the window. Called on the main queue. Tests override it to see what would be shown.
   virtual void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action);
 
  private:
@@ -159,7 +159,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
   void _installInAppList(const Array& records);
   void _installSubscribeList(const Array& records);
-  /// On the main queue: at once if the caller is there.
+  /// Called on any thread; continues on the main queue, immediately if the caller is already there.
   void _present(const std::shared_ptr<OQWindowData>& window);
   void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
 

@@ -18,8 +18,7 @@ namespace {
 constexpr double requestTimeout = 30.0;
 constexpr std::int64_t nilImageURLCode = 1000;
 
-/// Chosen afresh for every request. An environment that nobody knows has no server: no fallback to
-/// production.
+/// Chosen again for each request. An unknown environment has no server; there is no fallback to production.
 std::optional<std::string> currentBaseURL() {
   switch (OQUserDefaults::environment()) {
     case OQEnvironmentProduction:
@@ -43,8 +42,8 @@ std::string queryFromDictionary(const Value& dictionary) {
   return query;
 }
 
-/// The bytes that are sent are always JSON, also where the test for presence lets a string through; the JSON
-/// writer then refuses it. This asymmetry is meant.
+/// The bytes sent are always JSON. A string passes the test for presence, but the JSON writer then refuses it. This
+/// asymmetry is intentional.
 bool isRequestBody(const Value& body) {
   return body.is_string() || body.is_object();
 }
@@ -127,7 +126,7 @@ void OQNetwork::downloadImageWithURL(const std::optional<URL>& url, ImageComplet
     _fetchImage(*url, std::move(completion));
     return;
   }
-  // Nobody waits for a picture that is only to be in the cache; decoding it would be for nothing.
+  // Without a completion the picture is only cached, so it need not be decoded.
   if (completion) completion(UIImage::imageWithData(*cached), *cached, std::nullopt, true);
 }
 
@@ -143,8 +142,8 @@ void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
       }
       const auto image = completion ? UIImage::imageWithData(data) : nullptr;
       if (completion) completion(image, data, std::nullopt, true);
-      // Bytes that are not a picture at all are kept, which is intentional. A picture that broke off on its way is a
-      // failed download: kept, it would hide the whole one for days.
+      // Bytes that are not a picture at all are cached; this is intentional. A truncated picture counts as a failed
+      // download: in the cache it would hide the complete one for days.
       if (image ? image->surface() != nullptr : !UIImage::isBroken(data))
         OQImageDiskCache::cache().setImageData(data, key);
     });

@@ -19,24 +19,23 @@ namespace oq {
 /// The domain of the library's own errors.
 inline constexpr const char* OQErrorDomain = "OQErrorDomain";
 
-/// The one HTTP client of the library: turns a relative path into a request against the server of the
-/// environment that is stored at that moment, and hands the raw answer back. Knows nothing of what the bodies
-/// mean.
+/// The library's HTTP client. It sends a relative path to the server of the environment that is stored at that moment,
+/// and returns the raw answer. It does not interpret bodies.
 ///
-/// Threads: any thread may call; the blocks run on the URL session's background queue, except that a picture
-/// that is in the cache is handed over before downloadImageWithURL() returns. Whoever touches views hops to
-/// the main queue. Ownership: a client may be dropped at once; requests under way go on and keep their blocks
-/// until they end. Failure: exactly one of the two blocks runs, once. Nothing is retried.
+/// Threads: any thread may call. The blocks run on the URL session's background queue, but a cached picture is passed
+/// to its block before downloadImageWithURL() returns. A block that uses views must switch to the main queue.
+/// Ownership: a client may be released at once; its requests continue and keep their blocks until they end. Failure:
+/// exactly one of the two blocks runs, once. Nothing is retried.
 class OQNetwork {
  public:
-  /// Any answer that arrived, 4xx and 5xx included: the status code is the caller's to judge.
+  /// Called for every answer, including 4xx and 5xx. The caller checks the status code.
   using SuccessBlock = std::function<void(const URLResponse& response, const Data& data)>;
   using FailureBlock = std::function<void(const Error& error)>;
-  /// The image is nullptr when the bytes are no picture or when there is an error. `finished` is always true.
+  /// The image is nullptr if the bytes are not a picture or an error occurred. `finished` is always true.
   using ImageCompletion = std::function<void(std::shared_ptr<const UIImage> image, const Data& data,
                                              const std::optional<Error>& error, bool finished)>;
 
-  /// A new client with a session of its own at every call, whatever the name says.
+  /// Despite its name, each call returns a new client with its own session.
   static std::shared_ptr<OQNetwork> randomNetwork();
   OQNetwork();
 
@@ -45,21 +44,21 @@ class OQNetwork {
                                      SuccessBlock success, FailureBlock failure);
   void getRequestWithRelativeURLStr(const std::string& path, const Value& parameters, SuccessBlock success,
                                     FailureBlock failure);
-  /// `type` 0 is GET and 1 is POST; any other sets no method, which leaves GET. A body that is a string
-  /// passes the test for presence and is then refused by the JSON writer: throws Exception
-  /// "NSInvalidArgumentException". Null and dictionary bodies never throw. Either block may be empty.
+  /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. A body that is a string passes the
+  /// test for presence, and the JSON writer then refuses it: throws Exception "NSInvalidArgumentException". Null and
+  /// dictionary bodies never throw. Either block may be empty.
   void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters, const Value& header,
                               const Value& body, SuccessBlock success, FailureBlock failure);
 
-  /// The address of a path on the current server; nullopt when that is not the text of a URL. Keys and values
-  /// are inserted as they are, without escapes, in the order of the dictionary.
+  /// The address of a path on the current server; nullopt if the result is not a URL. Keys and values are inserted
+  /// without escaping, in the order of the dictionary.
   std::optional<URL> getHttpURLWithRelativeUrl(const std::string& path, const Value& parameters) const;
-  /// Whether there is a body, and its form as a query; nullopt for anything but strings and dictionaries. The
-  /// text itself is never sent.
+  /// The body in the form of a query; nullopt for anything but strings and dictionaries. It only shows that there is a
+  /// body, and is never sent.
   std::optional<std::string> httpRequestBody(const Value& body) const;
 
-  /// A picture from the disk cache, else from the network, which is then cached. The completion may be empty
-  /// and is called exactly once. Errors are logged and not cached.
+  /// Loads a picture from the disk cache, or else from the network and stores it in the cache. The completion may be
+  /// empty and is called exactly once. Errors are logged and not cached.
   void downloadImageWithURL(const std::optional<URL>& url, ImageCompletion completion);
 
   std::shared_ptr<URLSession> session() const { return _session; }

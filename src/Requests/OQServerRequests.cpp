@@ -19,7 +19,7 @@ namespace oq {
 
 namespace {
 
-/// The "os" of every body, with what a request adds to it.
+/// The "os" object of every body, with the request's own entries.
 Value deviceWith(const Dictionary& more) {
   Dictionary device{
       {"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OQUtils::getOSVersion()}};
@@ -51,7 +51,7 @@ Value eventBody(const OQSession::Values& session, const OQWindowEvent& event) {
           {"events", Array{event.toDictionary()}}};
 }
 
-/// The parsed answer of status 200, or nullopt for what is not JSON; with the owner, which is held meanwhile.
+/// The parsed answer of status 200, or nullopt if it is not JSON; with the owner, which is kept alive meanwhile.
 using Handler = std::function<void(std::optional<Value> answer, const std::shared_ptr<const void>& owner)>;
 
 void post(const char* path, const Value& body, OQServerRequests::Owner owner, Handler handler) {

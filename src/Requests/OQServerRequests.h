@@ -15,21 +15,21 @@
 
 namespace oq {
 
-/// The requests to the campaign server: their paths, their bodies, and what an answer has to be to count as a success.
-/// Each is a POST with a client of its own.
+/// The requests to the campaign server: their paths, their bodies, and the check of their answers. Each is a POST with
+/// its own client.
 ///
 /// Threads: any thread may call; callbacks run on the HTTP client's queue. The answers of both lists are handled one
-/// after the other. Ownership: the owner holds this object. It is held weakly while a request is under way; an answer
-/// to an owner that has gone is ignored, and the owner stays alive while a callback runs. Failure: a request that
-/// fails, a status other than 200 and a code other than 0 are logged, and the callback does not run. Nothing is
-/// retried.
+/// after the other. Ownership: the owner holds this object. A running request keeps a weak_ptr to
+/// the owner: the answer is ignored if the owner is gone, and the owner stays alive while a callback runs. Failure: a
+/// request that fails, a status other than 200 and a code other than 0 are logged, and the callback does not run.
+/// Nothing is retried.
 class OQServerRequests {
  public:
   using Session = OQSession::Values;
   using Owner = std::weak_ptr<const void>;
   /// An answer with code 0.
   using Answered = std::function<void(const Value& answer)>;
-  /// The campaigns of an answer with code 0, at least one.
+  /// The campaigns of an answer with code 0. Never empty.
   using Campaigns = std::function<void(const Array& records)>;
 
   static void login(const Session& session, Owner owner, Answered answered);
@@ -39,8 +39,7 @@ class OQServerRequests {
   static void triggerEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
   static void reportEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
 
-  /// The report of what happened to a window on screen, at this moment and in the name of the session's user. Type 0 is
-  /// left out.
+  /// The report of a user's action on a window, with the current time and the session's user. Type 0 is left out.
   static std::shared_ptr<OQWindowEvent> windowEvent(const Session& session, const std::optional<std::string>& name,
                                                     std::int64_t type, const OQWindowData& window);
   /// The report of a push message: type 0 is its delivery, 1 a click on it. nullptr for any other type, and for a

@@ -12,11 +12,11 @@
 
 namespace oq {
 
-/// The session with the campaign server: who uses the application, and what each request says about it. It starts with
-/// the token and the user id that an earlier run stored.
+/// The session with the campaign server: the user, the application, and the values that each request contains. It
+/// starts with the token and the user id that an earlier run stored.
 ///
-/// Threads: any thread may call anything. One mutex guards all fields, and nothing is called while it is held.
-/// Failure: a value that cannot be stored is kept in memory only.
+/// Thread-safe. One mutex guards all fields; no other code is called while it is held. Failure: a value that cannot be
+/// stored is kept in memory only.
 class OQSession {
  public:
   struct Values {
@@ -32,7 +32,7 @@ class OQSession {
 
   OQSession();
 
-  /// All fields as they are at one moment.
+  /// A consistent copy of all fields.
   Values values() const;
   template <class Field>
   Field get(Field Values::*field) const {
@@ -41,12 +41,12 @@ class OQSession {
   }
   template <class Field>
   void set(Field Values::*field, Field value) {
-    // The former value goes with the parameter, after the lock.
+    // The parameter destroys the old value after the lock was released.
     std::lock_guard lock(_mutex);
     std::swap(_values.*field, value);
   }
 
-  /// Keeps what an event or an answer contains: strings as they are, null as nothing, any other value in its text form.
+  /// Takes a value of an event or an answer: a string as it is, null as no value, any other value in its string form.
   /// The user id and the token are stored for later runs.
   void takeUser(const Value& xwho, const Value& appid);
   void takeToken(const Value& token);
