@@ -138,8 +138,9 @@ void Surface::stopWatchingToplevel() {
 
 void Surface::updateVisibility() {
   bool minimised = _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
-  bool wasOnScreen = _scene->visibility() == UISceneVisibility::OnScreen;
-  if (!minimised && wasOnScreen) return;
+  const UISceneVisibility before = _scene->visibility();
+  // A window that is held back stays so until a frame arrives.
+  if (!minimised && (before == UISceneVisibility::OnScreen || before == UISceneVisibility::HeldBack)) return;
   UIApplication::sharedApplication().setSceneVisibility(
       *_scene, minimised ? UISceneVisibility::Hidden : UISceneVisibility::Mapped);
   // Requests the frame that shows that the window is visible.

@@ -54,12 +54,15 @@ Class* OQSDKManager::staticClass() {
 
 OQSDKManager& OQSDKManager::sharedManager() {
   // Leaked on purpose.
-  static auto* shared = new std::shared_ptr<OQSDKManager>(_startReading());
+  static auto* shared = new std::shared_ptr<OQSDKManager>(_makeShared());
   return **shared;
 }
 
-std::shared_ptr<OQSDKManager> OQSDKManager::_startReading() {
+std::shared_ptr<OQSDKManager> OQSDKManager::_makeShared() {
   auto engine = std::make_shared<OQSDKManager>();
+  OQPageCollection::sharedInstance().setObserver(
+      {[] { return sharedManager().autoCollectPage(); },
+       [](const std::string& name) { sharedManager().autoPageCollected(name); }});
   // The starting thread does not wait. A caller that needs a campaign earlier waits for the reading.
   guarded([&] { DispatchQueue::background().async([store = engine->_store] { guarded([&] { store->restore(); }); }); });
   return engine;
@@ -71,9 +74,6 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
   static std::atomic<bool> hooksInstalled{false};
   if (!hooksInstalled.exchange(true)) {
     exchangeMethod();
-    OQPageCollection::sharedInstance().setObserver(
-        {[] { return sharedManager().autoCollectPage(); },
-         [](const std::string& name) { sharedManager().autoPageCollected(name); }});
     OQPageCollection::collectPage();
   }
   setConfiguration(std::move(configuration));

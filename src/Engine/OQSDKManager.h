@@ -155,7 +155,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
  private:
   using Session = OQSession::Values;
 
-  static std::shared_ptr<OQSDKManager> _startReading();
+  static std::shared_ptr<OQSDKManager> _makeShared();
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
   void _installInAppList(const Array& records);
   void _installSubscribeList(const Array& records);

@@ -94,7 +94,7 @@ bool isKindOf(const Class* cls, const Class* ancestor) {
 }
 
 bool canCollect(const Class* screenClass, const OQPageCollection::Observer& observer) {
-  if (!screenClass || !observer.isCollecting || !observer.isCollecting()) return false;
+  if (!screenClass || (observer.isCollecting && !observer.isCollecting())) return false;
   if (isSystemClass(class_getName(screenClass))) return false;
   return !isKindOf(screenClass, UINavigationController::staticClass()) &&
          !isKindOf(screenClass, UITabBarController::staticClass());
@@ -144,7 +144,7 @@ void OQPageCollection::record(const Class* screenClass) {
   const Observer observer = this->observer();
   if (canCollect(screenClass, observer)) {
     setPageName(name);
-    observer.pageCollected(name);
+    if (observer.pageCollected) observer.pageCollected(name);
   } else if (!isSystemClass(name)) {
     // If collection is disabled, and for the host's own navigation controllers, the name still follows the screens.
     setPageName(name);

@@ -24,8 +24,8 @@ class OQPageCollection : public Object {
   static OQPageCollection& sharedInstance();
   OQPageCollection() = default;
 
-  /// Both are called on the serial queue, isCollecting() also by canCollectViewController(). Without an observer no
-  /// page is reported.
+  /// Both are called on the serial queue, isCollecting() also by canCollectViewController(). Without isCollecting()
+  /// pages are collected; without pageCollected() none is reported.
   struct Observer {
     std::function<bool()> isCollecting;
     std::function<void(const std::string& name)> pageCollected;

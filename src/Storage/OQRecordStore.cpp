@@ -42,13 +42,17 @@ OQRecordStore::Access OQRecordStore::access() {
 std::optional<FileLock> OQRecordStore::wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,
                                             Clock::time_point deadline) {
   auto before = FileVersion::at(archive);
-  if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, Clock::now() + kPatienceWhenBlocked);
+  const auto start = Clock::now();
+  if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, start + kPatienceWhenBlocked);
   setWaiting(true);
   auto lock = FileLock::take(lockFile, deadline);
   setWaiting(false);
-  _blocked.reset();
-  // A holder that writes is not stuck.
-  if (!lock && before.isStillAt(archive)) _blocked = std::move(before);
+  if (lock) {
+    _blocked.reset();
+  } else if (deadline - start >= kPatienceWhenBlocked) {  // A shorter wait proves nothing.
+    // A holder that writes is not stuck.
+    _blocked = before.isStillAt(archive) ? std::optional(std::move(before)) : std::nullopt;
+  }
   return lock;
 }
 

@@ -177,10 +177,12 @@ void Page::hideScrollBar() {
 void Page::showScrollBar() {
   gtk_event_controller_set_propagation_phase(_firstEvents, GTK_PHASE_NONE);
   webkit_user_content_manager_remove_all_style_sheets(_content);
-  // The engine makes no bar for a document that is there until its overflow changes. Nothing is painted in between.
+  // The engine creates no bar for an existing document until its overflow changes. Nothing is painted in between, and
+  // the page keeps its inline style.
   constexpr const char* makeBar =
-      "const root = document.documentElement, before = root.style.overflow;"
-      "for (const value of ['hidden', before]) { root.style.overflow = value; root.offsetHeight; }";
+      "const root = document.documentElement, hadStyle = root.hasAttribute('style'), before = root.style.cssText;"
+      "root.style.setProperty('overflow', 'hidden', 'important'); root.offsetHeight;"
+      "root.style.cssText = before; if (!hadStyle) root.removeAttribute('style'); root.offsetHeight;";
   webkit_web_view_evaluate_javascript(_view, makeBar, -1, "oqsdk", nullptr, nullptr, nullptr, nullptr);
 }
 
