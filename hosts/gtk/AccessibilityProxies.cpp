@@ -31,7 +31,7 @@ bool takesInput(const UIView& view) {
 
 CGRect frameInWindow(const UIView& view) {
   CGRect bounds = view.bounds();
-  // A view may have a negative size if there is no space. GTK warns about one.
+  // A view may have a negative size if there is no space. GTK warns about negative sizes.
   return {view.convertPointToWindow(bounds.origin),
           {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
 }

@@ -32,7 +32,7 @@ std::optional<GtkAllocation> placeOf(const UIView& view, const Stage& stage) {
 
 void NativeChildren::add(UIView& view, GtkWidget* widget, std::function<void(double scale)> zoom) {
   if (find(&view)) return;
-  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, std::move(zoom), 0, {}, {}}));
+  _children.push_back(std::unique_ptr<Child>(new Child{&view, widget, std::move(zoom), 0, {}}));
   gtk_widget_set_parent(widget, _surface);
   gtk_widget_queue_allocate(_surface);
 }
@@ -88,13 +88,12 @@ void NativeChildren::allocate(const Stage& stage) {
     int minimum = 0, natural = 0;
     gtk_widget_measure(child.widget, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, &natural, nullptr, nullptr);
     gtk_widget_size_allocate(child.widget, &*child.place, -1);
-    child.origin = {static_cast<double>(child.place->x), static_cast<double>(child.place->y)};
   }
 }
 
 void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity) {
   Child* child = find(&view);
-  if (!child || bounds.isEmpty() || child->scale <= 0) return;
+  if (!child || !child->place || bounds.isEmpty()) return;
   const graphene_rect_t clip{{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())},
                              {static_cast<float>(bounds.size.width), static_cast<float>(bounds.size.height)}};
   gtk_snapshot_push_clip(snapshot, &clip);
@@ -106,7 +105,7 @@ void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds
   const auto scale = static_cast<float>(1 / child->scale);
   gtk_snapshot_scale(snapshot, scale, scale);
   // GTK adds the allocation's origin when it paints the widget.
-  const graphene_point_t offset{static_cast<float>(-child->origin.x), static_cast<float>(-child->origin.y)};
+  const graphene_point_t offset{static_cast<float>(-child->place->x), static_cast<float>(-child->place->y)};
   gtk_snapshot_translate(snapshot, &offset);
   gtk_widget_snapshot_child(_surface, child->widget, snapshot);
   gtk_snapshot_restore(snapshot);

@@ -52,8 +52,7 @@ class NativeChildren {
     GtkWidget* widget;
     std::function<void(double)> zoom;
     double scale = 0;                    ///< the last value passed to zoom
-    CGPoint origin;                      ///< of the last allocation, in the surface
-    std::optional<GtkAllocation> place;  ///< nullopt: not shown
+    std::optional<GtkAllocation> place;  ///< of the last allocation, in the surface; nullopt: not shown
   };
   Child* find(const UIView* view);
 

@@ -61,20 +61,6 @@ void keepFocusOffHelpers(GtkWidget* view) {
   }
 }
 
-/// Whether the user does something in the page, or only moves the pointer there.
-bool isFromUser(GdkEventType type) {
-  switch (type) {
-    case GDK_MOTION_NOTIFY:
-    case GDK_BUTTON_PRESS:
-    case GDK_SCROLL:
-    case GDK_TOUCH_BEGIN:
-    case GDK_KEY_PRESS:
-      return true;
-    default:
-      return false;
-  }
-}
-
 gboolean refuse() {
   return TRUE;
 }
@@ -114,9 +100,11 @@ struct Page::Handler {
 };
 
 Page::Page(const char* folder, const WebPageSettings& settings, WebPageClient& client)
-    : _client(client), _view(takeView(folder)), _content(webkit_web_view_get_user_content_manager(_view)) {
+    : _client(client),
+      _view(takeView(folder)),
+      _content(webkit_web_view_get_user_content_manager(_view)),
+      _scrollBar(_view) {
   addContent(settings);
-  hideScrollBar();
   webkit_settings_set_enable_back_forward_navigation_gestures(webkit_web_view_get_settings(_view),
                                                               settings.allowsBackForwardGestures);
   keepFocusOffHelpers(widget());
@@ -129,7 +117,6 @@ Page::~Page() {
   g_cancellable_cancel(_gone);
   g_object_unref(_gone);
   g_signal_handlers_disconnect_by_data(_view, this);
-  g_signal_handlers_disconnect_by_data(_firstEvents, this);
   for (const auto& handler : _handlers) g_signal_handlers_disconnect_by_data(_content, handler.get());
   _dialogs.clear();
   g_object_unref(_view);
@@ -153,37 +140,6 @@ void Page::addContent(const WebPageSettings& settings) {
     webkit_user_content_manager_add_script(_content, added);
     webkit_user_script_unref(added);
   }
-}
-
-/// The engine would show the scroll bar of a new page and fade it out two seconds later. During that second the whole
-/// window is painted again with every frame. So the bar comes with the user's first movement, wheel, touch or key.
-void Page::hideScrollBar() {
-  WebKitUserStyleSheet* sheet =
-      webkit_user_style_sheet_new(":root { scrollbar-width: none }", WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                                  WEBKIT_USER_STYLE_LEVEL_USER, nullptr, nullptr);
-  webkit_user_content_manager_add_style_sheet(_content, sheet);
-  webkit_user_style_sheet_unref(sheet);
-  _firstEvents = gtk_event_controller_legacy_new();
-  gtk_event_controller_set_propagation_phase(_firstEvents, GTK_PHASE_CAPTURE);
-  g_signal_connect(_firstEvents, "event",
-                   G_CALLBACK(+[](GtkEventControllerLegacy*, GdkEvent* event, gpointer self) -> gboolean {
-                     if (isFromUser(gdk_event_get_event_type(event))) static_cast<Page*>(self)->showScrollBar();
-                     return FALSE;
-                   }),
-                   this);
-  gtk_widget_add_controller(widget(), _firstEvents);
-}
-
-void Page::showScrollBar() {
-  gtk_event_controller_set_propagation_phase(_firstEvents, GTK_PHASE_NONE);
-  webkit_user_content_manager_remove_all_style_sheets(_content);
-  // The engine creates no bar for an existing document until its overflow changes. Nothing is painted in between, and
-  // the page keeps its inline style.
-  constexpr const char* makeBar =
-      "const root = document.documentElement, hadStyle = root.hasAttribute('style'), before = root.style.cssText;"
-      "root.style.setProperty('overflow', 'hidden', 'important'); root.offsetHeight;"
-      "root.style.cssText = before; if (!hadStyle) root.removeAttribute('style'); root.offsetHeight;";
-  webkit_web_view_evaluate_javascript(_view, makeBar, -1, "oqsdk", nullptr, nullptr, nullptr, nullptr);
 }
 
 void Page::connectLoad() {

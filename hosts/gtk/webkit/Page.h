@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "HiddenScrollBar.h"
 #include "WebModule.h"
 
 namespace oq::gtk {
@@ -35,8 +36,6 @@ class Page : public WidgetPage {
   using Dialog = std::shared_ptr<WebKitScriptDialog>;
 
   void addContent(const WebPageSettings& settings);
-  void hideScrollBar();
-  void showScrollBar();
   void connectLoad();
   void connectLimits();
   void connectPulls();
@@ -51,8 +50,8 @@ class Page : public WidgetPage {
 
   WebPageClient& _client;
   WebKitWebView* const _view;
-  WebKitUserContentManager* const _content;    ///< the view's
-  GtkEventController* _firstEvents = nullptr;  ///< the view's
+  WebKitUserContentManager* const _content;  ///< the view's
+  HiddenScrollBar _scrollBar;
   GCancellable* _gone = g_cancellable_new();
   std::vector<std::unique_ptr<Handler>> _handlers;
   std::vector<Dialog> _dialogs;  ///< those that scripts wait for

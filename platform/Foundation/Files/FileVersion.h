@@ -18,7 +18,7 @@ class FileVersion {
  public:
   /// No file.
   FileVersion() = default;
-  /// The file that the path leads to now, not opened for reading; no file if there is none.
+  /// The file that is at the path now. It is not opened for reading. A missing file is "no file".
   static FileVersion at(const std::filesystem::path& path);
   /// The open file, and what the system said of it.
   FileVersion(FileDescriptor file, const struct stat& status);

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <webkit/webkit.h>
+
+#include "Foundation/System/GLibReference.h"
+
+namespace oq::gtk {
+
+/// Keeps a page without a scroll bar until the user first moves the pointer over it, turns the wheel, touches it or
+/// presses a key. The engine would show the bar of a new page and fade it out two seconds later, and repaint the whole
+/// window with every frame of that second. Main thread only.
+class HiddenScrollBar {
+ public:
+  explicit HiddenScrollBar(WebKitWebView* view);
+  ~HiddenScrollBar();
+  HiddenScrollBar(const HiddenScrollBar&) = delete;
+  HiddenScrollBar& operator=(const HiddenScrollBar&) = delete;
+
+ private:
+  void show();
+
+  WebKitWebView* const _view;            ///< not owned; used while it delivers events
+  ObjectRef<GtkEventController> _input;  ///< shared with the view
+};
+
+}  // namespace oq::gtk
