@@ -27,8 +27,8 @@ OQCampaignList::Windows campaigns() {
 }
 
 /// Half of them known to campaigns, with the properties of a real shop's events.
-std::vector<Value> uploads() {
-  std::vector<Value> infos;
+std::vector<JSONValue> uploads() {
+  std::vector<JSONValue> infos;
   for (int i = 0; i < 1000; ++i) {
     const std::string name = (i % 2 ? "event_" : "page_") + std::to_string(i % 100);
     infos.push_back({{"appid", "shop"},
@@ -40,7 +40,7 @@ std::vector<Value> uploads() {
   return infos;
 }
 
-double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
+double secondsAnEvent(OQSDKManager& engine, const std::vector<JSONValue>& infos, int events) {
   const double seconds = secondsOf([&] {
     for (int i = 0; i < events; ++i) engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
   });
@@ -48,7 +48,7 @@ double secondsAnEvent(OQSDKManager& engine, const std::vector<Value>& infos, int
   return seconds / events;
 }
 
-double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events, int count) {
+double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<JSONValue>& infos, int events, int count) {
   const double seconds = secondsOf([&] {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {
@@ -64,10 +64,10 @@ double secondsAnEventFromThreads(OQSDKManager& engine, const std::vector<Value>&
   return seconds / events;
 }
 
-double medianOfSingleEvents(OQSDKManager& engine, const std::vector<Value>& infos) {
+double medianOfSingleEvents(OQSDKManager& engine, const std::vector<JSONValue>& infos) {
   std::vector<double> samples;
   for (int i = 0; i < 50000; ++i) {
-    const Value& info = infos[static_cast<std::size_t>(i) % infos.size()];
+    const JSONValue& info = infos[static_cast<std::size_t>(i) % infos.size()];
     samples.push_back(secondsOf([&] { engine.onEventDataReceived(info); }));
   }
   OQLogger::getInstance().flush();
@@ -86,7 +86,7 @@ int main() {
   OQCampaignList::Windows subscriptions;
   subscriptions.push_back(std::make_shared<OQWindowData>());
   engine->setSubscribeDataArray(subscriptions);
-  const std::vector<Value> infos = uploads();
+  const std::vector<JSONValue> infos = uploads();
   const auto [one, four, single] = inTurns(
       7, [&] { return secondsAnEvent(*engine, infos, 100000); },
       [&] { return secondsAnEventFromThreads(*engine, infos, 100000, 4); },

@@ -94,7 +94,7 @@ class Opening {
   void open() {
     _last = 0;
     _message = makeMainObject<OQPopWindow>();
-    _message->popWithData(message(), [this](std::int64_t code, const Value&) {
+    _message->popWithData(message(), [this](std::int64_t code, const JSONValue&) {
       // Closed a turn later: the last frames of the opening are not counted any more.
       if (code == 1) Glib::signal_timeout().connect_once([this] { close(); }, kPause);
     });

@@ -72,8 +72,7 @@ void startMessages(ShopWindow& window, const Options& options) {
 /// Prints "page NAME" whenever the messages know the customer on another page. For scripts.
 void printPages() {
   static std::string last;
-  const auto& engine = dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
-  const std::string page = engine.pageName().value_or("");
+  const std::string page = oq::TorvelinOqManager::engine().pageName().value_or("");
   if (page != last) std::cout << "page " << (last = page) << std::endl;
 }
 

@@ -45,7 +45,7 @@ bool isAttribute(std::string_view key) {
 }
 
 const boost::json::string* textOf(const PropertyValue& value) {
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   return object ? object->if_string() : nullptr;
 }
 
@@ -64,7 +64,7 @@ bool readEntry(std::string_view key, const PropertyValue& value, Request& reques
     request.data = *data;
     return key == kSecValueData;
   }
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   if (!object || !object->is_bool()) return false;
   if (key == kSecReturnAttributes) request.returnsAttributes = object->get_bool();
   if (key == kSecReturnData) request.returnsData = object->get_bool();
@@ -85,7 +85,7 @@ std::optional<Request> readQuery(const SecDictionary& dictionary) {
 
 SecDictionary dictionaryOf(const KeychainItem& item) {
   SecDictionary dictionary;
-  for (const auto& [name, text] : item.attributes) dictionary.emplace(name, Value(text));
+  for (const auto& [name, text] : item.attributes) dictionary.emplace(name, JSONValue(text));
   return dictionary;
 }
 

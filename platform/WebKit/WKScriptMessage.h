@@ -2,14 +2,14 @@
 
 #include <string>
 
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
 /// What a script of a page posted, and under which handler's name.
 struct WKScriptMessage {
   std::string name;
-  Value body;
+  JSONValue body;
 };
 
 class WKScriptMessageHandler {

@@ -52,7 +52,7 @@ class WKWebView : public UIView, private WebPageClient {
   /// The completion is called later, once, with the result or, where the script failed, an error; never once
   /// the page has gone.
   void evaluateJavaScript(const std::string& script,
-                          std::function<void(const Value& result, const std::optional<Error>& error)> completion);
+                          std::function<void(const JSONValue& result, const std::optional<Error>& error)> completion);
 
   /// Of "estimatedProgress".
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, const std::string& keyPath) {

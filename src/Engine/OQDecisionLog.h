@@ -41,7 +41,7 @@ class OQDecisionLog {
   /// The window is kept alive as long as the entry is; of the event only the name is kept.
   void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
   /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
-  Value entries() const;
+  JSONValue entries() const;
   /// Forgets what is at hand.
   void setCapacity(std::size_t capacity);
 
@@ -55,7 +55,7 @@ class OQDecisionLog {
     std::array<char, 95> name{};
   };
 
-  static Value valueOf(const Entry& entry);
+  static JSONValue valueOf(const Entry& entry);
 
   mutable std::mutex _mutex;
   std::vector<Entry> _ring;

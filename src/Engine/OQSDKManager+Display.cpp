@@ -31,8 +31,8 @@ double currentMilliseconds() {
   return std::nearbyint(secondsSince1970(currentDate()) * 1000.0);
 }
 
-Value orEmptyText(const Value& value) {
-  return value.is_null() ? Value("") : value;
+JSONValue orEmptyText(const JSONValue& value) {
+  return value.is_null() ? JSONValue("") : value;
 }
 
 std::optional<OQDecision> objectionOf(const OQRecordTreeNode* node) {
@@ -63,7 +63,9 @@ OQDecision OQSDKManager::_decide(const OQWindowData& window) {
   // Compared to the second, both ends included. Outside the lock, since every comparison writes to the
   // platform's log.
   const Date now = currentDate();
-  const auto compared = [now](const Value& time) { return OQUtils::compareOneDay(now, OQUtils::dateFromString(time)); };
+  const auto compared = [now](const JSONValue& time) {
+    return OQUtils::compareOneDay(now, OQUtils::dateFromString(time));
+  };
   if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;
   if (compared(window.endTime()) > 0) return OQDecision::AfterEnd;
   // A refusal needs no other process.
@@ -124,7 +126,7 @@ void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& wind
   _decisions.record(decision, event, window);
   if (decision != OQDecision::Shown) return;
   auto self = shared_from_this();
-  auto action = [self, window](std::int64_t code, const Value& link) {
+  auto action = [self, window](std::int64_t code, const JSONValue& link) {
     guarded([&] { self->_handleWindowAction(window, code, link); });
   };
   auto present = [self, window, action] { guarded([&] { self->presentWindow(window, action); }); };
@@ -136,7 +138,7 @@ void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, Wi
 }
 
 void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code,
-                                       const Value& link) {
+                                       const JSONValue& link) {
   const auto clicked = [&](const char* entry) {
     OQLogger::log(entry);
     jumpToWebViewWithURLStr(link);
@@ -238,26 +240,26 @@ void OQSDKManager::syncSubscribeData() {
 
 void OQSDKManager::reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type,
                                              const OQWindowData& window) {
-  Dictionary context{{"$dialog_id", orEmptyText(window.windowId())}};
+  JSONDictionary context{{"$dialog_id", orEmptyText(window.windowId())}};
   if (type != 0) context["$dialog_type"] = type;
   _reportEvent(_eventNamed(name.value_or(""), std::move(context)));
 }
 
-void OQSDKManager::reportPushEventWithType(std::uint64_t type, const Value& msg) {
+void OQSDKManager::reportPushEventWithType(std::uint64_t type, const JSONValue& msg) {
   if (!msg.is_object() || type > 1) return;
-  Dictionary context{{"$push_channel", orEmptyText(valueForKey(msg, "$push_channel"))},
-                     {"activityId", orEmptyText(valueForKey(msg, "activityId"))}};
+  JSONDictionary context{{"$push_channel", orEmptyText(valueForKey(msg, "$push_channel"))},
+                         {"activityId", orEmptyText(valueForKey(msg, "activityId"))}};
   _reportEvent(_eventNamed(type == 0 ? "$oq_push_delivery" : "$oq_push_click", std::move(context)));
 }
 
-std::shared_ptr<OQWindowEvent> OQSDKManager::_eventNamed(const std::string& name, Dictionary context) const {
+std::shared_ptr<OQWindowEvent> OQSDKManager::_eventNamed(const std::string& name, JSONDictionary context) const {
   const Session session = _session();
   auto event = std::make_shared<OQWindowEvent>();
-  event->setAppid(Value(session.appid.value_or("")));
-  event->setXwho(Value(session.userId.value_or("")));
+  event->setAppid(JSONValue(session.appid.value_or("")));
+  event->setXwho(JSONValue(session.userId.value_or("")));
   event->setXwhen(currentMilliseconds());
-  event->setXwhat(Value(name));
-  event->setXcontext(Value(std::move(context)));
+  event->setXwhat(JSONValue(name));
+  event->setXcontext(JSONValue(std::move(context)));
   return event;
 }
 
@@ -269,7 +271,7 @@ void OQSDKManager::_reportEvent(const std::shared_ptr<OQWindowEvent>& event) {
   });
 }
 
-void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
+void OQSDKManager::jumpToWebViewWithURLStr(const JSONValue& url) {
   if (!isNonEmptyString(url)) return;
   if (const auto navigation = OQNavigation::currentNavigation()) {
     _openWebController(*navigation, std::string(url.get_string()));

@@ -14,22 +14,22 @@
 
 namespace oq {
 
-void OQSDKManager::onEventDataReceived(const Value& info) {
+void OQSDKManager::onEventDataReceived(const JSONValue& info) {
   if (!info.is_object()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _keepUserId(valueForKey(info, "xwho"));
   setAppid(_textOrNil(valueForKey(info, "appid")));
   // Looked at but without consequence: page views are matched like any other event. This is intentional.
-  [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == Value("$pageview");
+  [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == JSONValue("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();
   event->setModelWithDic(info);
   triggerEventMatch(event);
 }
 
-void OQSDKManager::_keepUserId(const Value& xwho) {
+void OQSDKManager::_keepUserId(const JSONValue& xwho) {
   std::optional<std::string> userId = _textOrNil(xwho);
-  OQUserDefaults::defaultsWithName("group.oqsdk").setObject(userId ? Value(*userId) : Value(), "oq_xwho");
+  OQUserDefaults::defaultsWithName("group.oqsdk").setObject(userId ? JSONValue(*userId) : JSONValue(), "oq_xwho");
   setUserId(std::move(userId));
 }
 
@@ -80,7 +80,7 @@ OQSDKManager::Turn OQSDKManager::_listOrWait(const Snapshot<OQCampaignList>& lis
   return {nullptr};
 }
 
-Value OQSDKManager::_eventRequestBody(const OQWindowEvent& event) const {
+JSONValue OQSDKManager::_eventRequestBody(const OQWindowEvent& event) const {
   const Session session = _session();
   return {{"os",
            {{"brand", "iphone"},
@@ -91,7 +91,7 @@ Value OQSDKManager::_eventRequestBody(const OQWindowEvent& event) const {
           {"sdkVersion", OQSDKVersion},
           {"token", session.token.value_or("")},
           {"userId", session.userId.value_or("")},
-          {"events", Array{event.toDictionary()}}};
+          {"events", JSONArray{event.toDictionary()}}};
 }
 
 void OQSDKManager::triggerEvent(const std::shared_ptr<OQWindowEvent>& event) {
@@ -106,7 +106,7 @@ void OQSDKManager::autoPageCollected(const std::string& name) {
   setPageName(name);
 }
 
-void OQSDKManager::pushTrack(std::uint64_t type, const Value& msg) {
+void OQSDKManager::pushTrack(std::uint64_t type, const JSONValue& msg) {
   reportPushEventWithType(type, msg);
 }
 

@@ -22,8 +22,8 @@ namespace {
 constexpr const char* lastUpdateKey = "OQWindowDataLastUpdateTime";
 
 /// The campaigns of an answer; nullptr when there are none, and then nothing changes.
-const Array* campaignsOf(const std::optional<Value>& answer) {
-  const Array* records = valueForKey(*answer, "data").if_array();
+const JSONArray* campaignsOf(const std::optional<JSONValue>& answer) {
+  const JSONArray* records = valueForKey(*answer, "data").if_array();
   return records && !records->empty() ? records : nullptr;
 }
 
@@ -40,7 +40,7 @@ bool wasFetchedToday() {
 
 }  // namespace
 
-void OQSDKManager::_post(const std::string& path, const Value& body, AnswerHandler handler) {
+void OQSDKManager::_post(const std::string& path, const JSONValue& body, AnswerHandler handler) {
   auto success = [weak = weak_from_this(), handler = std::move(handler)](const URLResponse& response,
                                                                          const Data& data) {
     guarded([&] {
@@ -58,7 +58,7 @@ void OQSDKManager::_post(const std::string& path, const Value& body, AnswerHandl
                                                             std::move(failure));
 }
 
-bool OQSDKManager::_isSuccess(const std::optional<Value>& answer) {
+bool OQSDKManager::_isSuccess(const std::optional<JSONValue>& answer) {
   if (!answer || !answer->is_object()) return false;
   const std::int64_t code = integerValue(valueForKey(*answer, "code"));
   if (code == 0) return true;
@@ -69,23 +69,23 @@ bool OQSDKManager::_isSuccess(const std::optional<Value>& answer) {
 void OQSDKManager::login() {
   const auto host = configuration();
   // "packageName" is the library's own identifier and not the host's; this is intentional.
-  const Value body = {{"os",
-                       {{"brand", "iphone"},
-                        {"channel", "default"},
-                        {"platform", "ios"},
-                        {"version", OQUtils::getOSVersion()},
-                        {"mac", OQUtils::getUUID()},
-                        {"packageName", OQSDK_BUNDLE_IDENTIFIER}}},
-                      {"sdkVersion", OQSDKVersion},
-                      {"appKey", host ? host->appKey() : std::string()}};
+  const JSONValue body = {{"os",
+                           {{"brand", "iphone"},
+                            {"channel", "default"},
+                            {"platform", "ios"},
+                            {"version", OQUtils::getOSVersion()},
+                            {"mac", OQUtils::getUUID()},
+                            {"packageName", OQSDK_BUNDLE_IDENTIFIER}}},
+                          {"sdkVersion", OQSDKVersion},
+                          {"appKey", host ? host->appKey() : std::string()}};
   _post("/push/sdk/login", body, [](OQSDKManager& engine, const auto& answer) { engine._handleLoginAnswer(answer); });
 }
 
-void OQSDKManager::_handleLoginAnswer(const std::optional<Value>& answer) {
+void OQSDKManager::_handleLoginAnswer(const std::optional<JSONValue>& answer) {
   if (_isSuccess(answer)) {
     const std::optional<std::string> token = _textOrNil(valueForKey(*answer, "token"));
     setToken(token);
-    OQUserDefaults::defaultsWithName("group.oqsdk").setObject(token ? Value(*token) : Value(), "oq_token");
+    OQUserDefaults::defaultsWithName("group.oqsdk").setObject(token ? JSONValue(*token) : JSONValue(), "oq_token");
     getListData();
   }
   OQLogger::log("login data:\n%@", answer);
@@ -106,7 +106,7 @@ void OQSDKManager::getListData() {
   });
 }
 
-Value OQSDKManager::_listRequestBody() const {
+JSONValue OQSDKManager::_listRequestBody() const {
   const Session session = _session();
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are
   // intentional.
@@ -120,8 +120,8 @@ Value OQSDKManager::_listRequestBody() const {
 }
 
 void OQSDKManager::_postForList(const std::string& path,
-                                void (OQSDKManager::*handle)(const std::optional<Value>& answer)) {
-  _post(path, _listRequestBody(), [handle](OQSDKManager& engine, std::optional<Value> answer) {
+                                void (OQSDKManager::*handle)(const std::optional<JSONValue>& answer)) {
+  _post(path, _listRequestBody(), [handle](OQSDKManager& engine, std::optional<JSONValue> answer) {
     engine._listAnswers.run(
         [self = engine.shared_from_this(), handle, answer = std::move(answer)] { ((*self).*handle)(answer); });
   });
@@ -135,21 +135,21 @@ void OQSDKManager::getSubscribeList() {
   _postForList("/push/sdk/event/subscribe", &OQSDKManager::_handleSubscribeAnswer);
 }
 
-void OQSDKManager::_handleInAppAnswer(const std::optional<Value>& answer) {
+void OQSDKManager::_handleInAppAnswer(const std::optional<JSONValue>& answer) {
   if (_isSuccess(answer)) {
-    if (const Array* records = campaignsOf(answer)) {
+    if (const JSONArray* records = campaignsOf(answer)) {
       for (const auto& event : _installInAppList(*records)) triggerEventMatchInApp(event);
     }
   }
   OQLogger::log("in_app data:\n%@", answer);
 }
 
-OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
+OQSDKManager::Events OQSDKManager::_installInAppList(const JSONArray& records) {
   OQRecordTree& scratch = OQRecordTree::defaultTree();
   scratch.removeAllTreeNodes();
   Windows windows;
   windows.reserve(records.size());
-  for (const Value& record : records) {
+  for (const JSONValue& record : records) {
     const auto window = OQCampaignList::windowFrom(record);
     windows.push_back(window);
     scratch.addTreeNode(OQCampaignList::recordFor(*window));
@@ -174,20 +174,20 @@ OQSDKManager::Events OQSDKManager::_installInAppList(const Array& records) {
   return waited;
 }
 
-void OQSDKManager::_handleSubscribeAnswer(const std::optional<Value>& answer) {
+void OQSDKManager::_handleSubscribeAnswer(const std::optional<JSONValue>& answer) {
   if (_isSuccess(answer)) {
-    if (const Array* records = campaignsOf(answer)) {
+    if (const JSONArray* records = campaignsOf(answer)) {
       for (const auto& event : _installSubscribeList(*records)) triggerEventMatchSubscribe(event);
     }
   }
   OQLogger::log("subscribe data:\n%@", answer);
 }
 
-OQSDKManager::Events OQSDKManager::_installSubscribeList(const Array& records) {
+OQSDKManager::Events OQSDKManager::_installSubscribeList(const JSONArray& records) {
   // Subscriptions are never shown: no records, no pictures.
   Windows windows;
   windows.reserve(records.size());
-  for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
+  for (const JSONValue& record : records) windows.push_back(OQCampaignList::windowFrom(record));
   auto list = std::make_shared<const OQCampaignList>(std::move(windows), OQCampaignList::PreConditions::Ignored);
   Stored& stored = _stored();
   Events waited;

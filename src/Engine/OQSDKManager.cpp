@@ -46,7 +46,7 @@ OQSDKManager& OQSDKManager::sharedManager() {
 
 OQSDKManager::OQSDKManager() {
   OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.oqsdk");
-  const Value storedUserId = defaults.objectForKey("oq_xwho");
+  const JSONValue storedUserId = defaults.objectForKey("oq_xwho");
   _isNewUser = !storedUserId.is_null();
   _fields.token = _textOrNil(defaults.objectForKey("oq_token"));
   _fields.userId = _textOrNil(storedUserId);
@@ -105,7 +105,7 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
 
 void OQSDKManager::exchangeMethod() {
   OQUploadHookBlock block = [](Object&, SEL, const Value& info, const std::string&, const UploadHandler&) {
-    guarded([&] { sharedManager().onEventDataReceived(info); });
+    guarded([&] { sharedManager().onEventDataReceived(jsonIn(info)); });
   };
   Class* analytics = NSClassFromString("TorvelinSDK");
   if (!analytics) {
@@ -126,7 +126,7 @@ std::uint64_t OQSDKManager::getEnvironment() {
   return static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName("group.oqsdk").integerForKey("envType"));
 }
 
-std::optional<std::string> OQSDKManager::_textOrNil(const Value& value) {
+std::optional<std::string> OQSDKManager::_textOrNil(const JSONValue& value) {
   if (value.is_null()) return std::nullopt;
   return descriptionOf(value);
 }

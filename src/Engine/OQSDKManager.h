@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Engine/OQDecisionLog.h"
+#include "Foundation/Values/JSONValue.h"
 #include "Foundation/Values/Snapshot.h"
 #include "Matching/OQCampaignList.h"
 #include "Requests/OQNetwork.h"
@@ -18,7 +19,6 @@
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -45,7 +45,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
   /// What happened to a window on screen: 1 shown, 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and
   /// the link.
-  using WindowAction = std::function<void(std::int64_t code, const Value& link)>;
+  using WindowAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// The engine of the process, made at the first call. It is never destroyed: threads may still report to it
   /// while the process ends.
@@ -74,14 +74,14 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void getSubscribeList();
 
   /// What the analytics library uploads; ignored unless it is a dictionary.
-  void onEventDataReceived(const Value& info);
+  void onEventDataReceived(const JSONValue& info);
   void triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event);
   /// Tells the server of an event that it subscribed to.
   void triggerEvent(const std::shared_ptr<OQWindowEvent>& event);
   void autoPageCollected(const std::string& name);
-  void pushTrack(std::uint64_t type, const Value& msg);
+  void pushTrack(std::uint64_t type, const JSONValue& msg);
 
   /// Whether the window may be shown now. When it may, the display is already counted and written.
   bool readyToShowWithData(const OQWindowData& window);
@@ -97,10 +97,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void syncInAppData();
   void syncSubscribeData();
   void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
-  void reportPushEventWithType(std::uint64_t type, const Value& msg);
+  void reportPushEventWithType(std::uint64_t type, const JSONValue& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
   /// Main queue only.
-  void jumpToWebViewWithURLStr(const Value& url);
+  void jumpToWebViewWithURLStr(const JSONValue& url);
 
   /// Hands the log files (the newest, as many as a mail carries) to OQUtils::sendEmailTo(), with the names that
   /// they have in the log's folder. Reads them on the calling thread.
@@ -113,7 +113,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
-  Value recentDecisions() const override { return _decisions.entries(); }
+  Value recentDecisions() const override { return publicValue(_decisions.entries()); }
   void keepRecentDecisions(std::size_t most) override;
 
   // The state. Lists and arrays are handed out as they are at that moment. "xwho", "appid" and "token" that
@@ -167,7 +167,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
     std::optional<std::string> pageName;
     std::shared_ptr<OQNetwork> network;
   };
-  using AnswerHandler = std::function<void(OQSDKManager& engine, std::optional<Value> answer)>;
+  using AnswerHandler = std::function<void(OQSDKManager& engine, std::optional<JSONValue> answer)>;
 
   Session _session() const;
   template <class Field>
@@ -175,26 +175,26 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   template <class Field>
   void _setField(Field Session::*field, Field value);
   /// nullopt for null, else the value's text form.
-  static std::optional<std::string> _textOrNil(const Value& value);
+  static std::optional<std::string> _textOrNil(const JSONValue& value);
 
   /// Posts the body with a client of its own. The handler gets the parsed answer of status 200, or nullopt
   /// for what is not JSON; it is not called for anything else, nor once the engine is gone.
-  void _post(const std::string& path, const Value& body, AnswerHandler handler);
+  void _post(const std::string& path, const JSONValue& body, AnswerHandler handler);
   /// The same for a list; the answers of all lists are handled one after the other.
-  void _postForList(const std::string& path, void (OQSDKManager::*handle)(const std::optional<Value>& answer));
+  void _postForList(const std::string& path, void (OQSDKManager::*handle)(const std::optional<JSONValue>& answer));
   /// Whether the answer is a dictionary with code 0; another code is logged.
-  static bool _isSuccess(const std::optional<Value>& answer);
-  Value _listRequestBody() const;
-  Value _eventRequestBody(const OQWindowEvent& event) const;
+  static bool _isSuccess(const std::optional<JSONValue>& answer);
+  JSONValue _listRequestBody() const;
+  JSONValue _eventRequestBody(const OQWindowEvent& event) const;
 
-  void _handleLoginAnswer(const std::optional<Value>& answer);
-  void _handleInAppAnswer(const std::optional<Value>& answer);
-  void _handleSubscribeAnswer(const std::optional<Value>& answer);
+  void _handleLoginAnswer(const std::optional<JSONValue>& answer);
+  void _handleInAppAnswer(const std::optional<JSONValue>& answer);
+  void _handleSubscribeAnswer(const std::optional<JSONValue>& answer);
   /// Puts the list in force and on disk and returns the events that waited for it.
-  Events _installInAppList(const Array& records);
-  Events _installSubscribeList(const Array& records);
+  Events _installInAppList(const JSONArray& records);
+  Events _installSubscribeList(const JSONArray& records);
 
-  void _keepUserId(const Value& xwho);
+  void _keepUserId(const JSONValue& xwho);
   struct Turn {
     /// The list if it has windows. Otherwise nullptr: the event waits, or is dropped.
     std::shared_ptr<const OQCampaignList> list;
@@ -217,10 +217,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _writeRecords(OQRecordStore::Access access);
   /// Writes what was changed in memory; while the records are busy, tries again in the background.
   void _writeRecordsOrTryLater(OQRecordStore::Access access);
-  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
+  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const JSONValue& link);
   void _markClosed(const OQWindowData& window);
   /// An event of this moment, in the name of the user.
-  std::shared_ptr<OQWindowEvent> _eventNamed(const std::string& name, Dictionary context) const;
+  std::shared_ptr<OQWindowEvent> _eventNamed(const std::string& name, JSONDictionary context) const;
   void _openWebController(UINavigationController& navigation, const std::string& url);
 
   std::atomic<bool> _isNewUser{false};

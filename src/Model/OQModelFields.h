@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/JSONValue.h"
 #include "Foundation/Values/Number.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -14,9 +14,9 @@ namespace oq {
 
 /// Takes fields over from a dictionary; what it lacks becomes 0 or nil. Models within are always made.
 struct FieldsFromDictionary {
-  const Value& dic;
+  const JSONValue& dic;
 
-  void operator()(const char* key, const char*, Value& field) const { field = valueForKey(dic, key); }
+  void operator()(const char* key, const char*, JSONValue& field) const { field = valueForKey(dic, key); }
   void operator()(const char* key, const char*, std::int64_t& field) const {
     field = integerValue(valueForKey(dic, key));
   }
@@ -31,7 +31,7 @@ struct FieldsFromDictionary {
 struct FieldsToArchive {
   KeyedArchiver& coder;
 
-  void operator()(const char*, const char* key, const Value& field) const { coder.encodeObject(field, key); }
+  void operator()(const char*, const char* key, const JSONValue& field) const { coder.encodeObject(field, key); }
   void operator()(const char*, const char* key, const std::int64_t& field) const { coder.encodeInteger(field, key); }
   void operator()(const char*, const char* key, const double& field) const { coder.encodeDouble(field, key); }
   template <class Model>
@@ -43,7 +43,7 @@ struct FieldsToArchive {
 struct FieldsFromArchive {
   const KeyedUnarchiver& coder;
 
-  void operator()(const char*, const char* key, Value& field) const { field = coder.decodeValue(key); }
+  void operator()(const char*, const char* key, JSONValue& field) const { field = coder.decodeValue(key); }
   void operator()(const char*, const char* key, std::int64_t& field) const { field = coder.decodeInteger(key); }
   void operator()(const char*, const char* key, double& field) const { field = coder.decodeDouble(key); }
   template <class Model>

@@ -70,8 +70,8 @@ void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& ne
   if (newNode.count() >= 0) oldNode.setCount(newNode.count());
   // What the server sends says 0, which must not take back what was counted here.
   if (newNode.usedCount() > 0) oldNode.setUsedCount(newNode.usedCount());
-  if (Value start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
-  if (Value end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);
+  if (JSONValue start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
+  if (JSONValue end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);
   if (newNode.isUserClosed()) oldNode.setUserClosed(true);
 }
 

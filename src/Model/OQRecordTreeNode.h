@@ -5,8 +5,8 @@
 #include <mutex>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -44,10 +44,10 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::int64_t usedCount() const { return _usedCount; }
   void setUsedCount(std::int64_t usedCount);
   /// The time range, as the server wrote it; null when there is none.
-  Value startTime() const;
-  void setStartTime(const Value& time);
-  Value endTime() const;
-  void setEndTime(const Value& time);
+  JSONValue startTime() const;
+  void setStartTime(const JSONValue& time);
+  JSONValue endTime() const;
+  void setEndTime(const JSONValue& time);
 
   // Several processes of one application write their records to one file.
 
@@ -79,8 +79,8 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::atomic<std::int64_t> _usedCount{0};
   /// Guards the times, and that the used count is held against one count.
   mutable std::mutex _mutex;
-  Value _startTime;
-  Value _endTime;
+  JSONValue _startTime;
+  JSONValue _endTime;
   /// What is known of the file: the used count in it, and whether the count or the times were changed since.
   std::atomic<std::int64_t> _storedUsedCount{0};
   std::atomic<bool> _hasUnstoredTerms{false};

@@ -7,26 +7,26 @@ namespace oq {
 namespace {
 
 /// Values are equal only as strings: a number never equals a text, nor another number.
-bool equalStrings(const Value& one, const Value& other) {
+bool equalStrings(const JSONValue& one, const JSONValue& other) {
   return one.is_string() && other.is_string() && one.get_string() == other.get_string();
 }
 
-std::size_t keyCount(const Dictionary* context) {
+std::size_t keyCount(const JSONDictionary* context) {
   return context ? context->size() : 0;
 }
 
 /// Whether every entry of `walked` is in `other`, with an equal value.
-bool contains(const Dictionary* other, const Dictionary* walked) {
+bool contains(const JSONDictionary* other, const JSONDictionary* walked) {
   if (!walked) return true;
   for (const auto& entry : *walked) {
-    const Value* value = other ? other->if_contains(entry.key()) : nullptr;
+    const JSONValue* value = other ? other->if_contains(entry.key()) : nullptr;
     if (!value || !equalStrings(entry.value(), *value)) return false;
   }
   return true;
 }
 
-Value orEmptyText(const Value& value) {
-  return value.is_null() ? Value("") : value;
+JSONValue orEmptyText(const JSONValue& value) {
+  return value.is_null() ? JSONValue("") : value;
 }
 
 }  // namespace
@@ -45,7 +45,7 @@ void OQWindowEvent::visitFields(Event& event, const Visit& visit) {
   visit("xcontext", "xcontext", event._xcontext);
 }
 
-void OQWindowEvent::setModelWithDic(const Value& dic) {
+void OQWindowEvent::setModelWithDic(const JSONValue& dic) {
   _available = dic.is_object();
   if (_available) visitFields(*this, FieldsFromDictionary{dic});
 }
@@ -53,22 +53,22 @@ void OQWindowEvent::setModelWithDic(const Value& dic) {
 bool OQWindowEvent::matches(const OQWindowEvent& condition) const {
   if (!_available || !condition._available) return false;
   if (!equalStrings(_xwhat, condition._xwhat)) return false;
-  const Dictionary* own = _xcontext.if_object();
-  const Dictionary* required = condition._xcontext.if_object();
+  const JSONDictionary* own = _xcontext.if_object();
+  const JSONDictionary* required = condition._xcontext.if_object();
   // The smaller dictionary is walked, the condition's on a tie. So an event with fewer properties than the
   // condition is held only against those it has, and one without any satisfies every condition of its name.
   // This is meant.
   return keyCount(own) >= keyCount(required) ? contains(own, required) : contains(required, own);
 }
 
-Dictionary OQWindowEvent::toDictionary() const {
-  Dictionary dictionary;
+JSONDictionary OQWindowEvent::toDictionary() const {
+  JSONDictionary dictionary;
   dictionary.reserve(5);
   dictionary.emplace("appid", orEmptyText(_appid));
   dictionary.emplace("xwho", orEmptyText(_xwho));
   dictionary.emplace("xwhat", orEmptyText(_xwhat));
   dictionary.emplace("xwhen", _xwhen);
-  dictionary.emplace("xcontext", _xcontext.is_null() ? Value(Dictionary()) : _xcontext);
+  dictionary.emplace("xcontext", _xcontext.is_null() ? JSONValue(JSONDictionary()) : _xcontext);
   return dictionary;
 }
 

@@ -9,7 +9,7 @@ namespace oq {
 
 /// The colour of a text "#RRGGBB": black when it does not parse, never translucent. An object that is no
 /// string is parsed from its text form.
-UIColor colorFromHexString(const Value& text);
+UIColor colorFromHexString(const JSONValue& text);
 
 /// How one text or button of a window looks. Threads and failure: as for OQWindowDataModel.
 class OQWindowItemAttribute : public OQWindowDataModel {
@@ -18,8 +18,8 @@ class OQWindowItemAttribute : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowItemAttribute";
 
-  const Value& text() const { return _text; }
-  void setText(const Value& text) { _text = text; }
+  const JSONValue& text() const { return _text; }
+  void setText(const JSONValue& text) { _text = text; }
   const std::optional<UIColor>& color() const { return _color; }
   void setColor(std::optional<UIColor> color) { _color = color; }
   const std::optional<UIColor>& backgroundColor() const { return _backgroundColor; }
@@ -28,12 +28,12 @@ class OQWindowItemAttribute : public OQWindowDataModel {
   double size() const { return _size; }
   void setSize(double size) { _size = size; }
 
-  void setModelWithDic(const Value& dic) override;
+  void setModelWithDic(const JSONValue& dic) override;
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  Value _text;
+  JSONValue _text;
   std::optional<UIColor> _color;
   std::optional<UIColor> _backgroundColor;
   double _size = 0;

@@ -28,7 +28,7 @@ class OQKeychainItemWrapper : public Object {
 
   /// Writes the item when the value is another one. A null value does nothing.
   void setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value when there is none. Asks the wrapper, not the keychain.
+  /// A null JSONValue when there is none. Asks the wrapper, not the keychain.
   PropertyValue objectForKey(std::string_view key) const;
 
   /// Deletes the item and goes back to empty texts and an empty dictionary.

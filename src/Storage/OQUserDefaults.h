@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -27,8 +27,8 @@ class OQUserDefaults : public Object {
   const std::optional<std::string>& name() const { return _name; }
 
   /// A null value removes the entry.
-  void setObject(const Value& value, std::string_view key);
-  Value objectForKey(std::string_view key) const;
+  void setObject(const JSONValue& value, std::string_view key);
+  JSONValue objectForKey(std::string_view key) const;
   void setInteger(std::int64_t value, std::string_view key);
   /// 0 when there is none.
   std::int64_t integerForKey(std::string_view key) const;

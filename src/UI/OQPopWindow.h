@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
 #include "Pages/OQWebController.h"
 #include "UI/OQButton.h"
@@ -14,7 +15,6 @@
 #include "UIKit/Views/UIImageView.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Views/UIView.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -38,7 +38,7 @@ class OQPopWindow : public UIView {
  public:
   /// What happened: 1 shown (-1 as a tool window), 2 picture, 3 closed, 4 left, 5 right, 6 middle button;
   /// with the link of what was tapped, or null.
-  using EventAction = std::function<void(std::int64_t code, const Value& link)>;
+  using EventAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// As large as the main screen, whatever the frame.
   OQPopWindow();
@@ -119,7 +119,7 @@ class OQPopWindow : public UIView {
   void placeCloseButton(CGPoint centre);
   void placeCloseButtonBelow(const UIView& card);
   void fadeOut(std::function<void()> completion);
-  void report(std::int64_t code, const Value& link);
+  void report(std::int64_t code, const JSONValue& link);
   void loadPicture();
 
   std::shared_ptr<OQWindowData> _data;

@@ -8,7 +8,7 @@
 #include "CoreGraphics/Geometry.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
@@ -24,10 +24,10 @@ class OQUtils {
   /// Keeps getUUID() in the keychain unless an identifier is there. May wait some seconds for the keychain.
   static void saveUUIDWithKeyChain();
   /// What is kept there: an empty dictionary when nothing is, null when it cannot be read. Waits likewise.
-  static Value getUUIDWithKeychain();
+  static JSONValue getUUIDWithKeychain();
 
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
-  static std::optional<Date> dateFromString(const Value& text);
+  static std::optional<Date> dateFromString(const JSONValue& text);
   static std::string stringFromDate(Date date);
   /// 1 when the first is later, -1 when it is earlier, 0 when both fall into one second (not day, despite the
   /// name) or either is missing. Writes both to the platform's log, at every call.

@@ -77,9 +77,9 @@ class EngineTest : public WorldTest {
   void relaunch();
   /// Waits for all answers, then runs what they queued on the main queue, until nothing is left.
   void settle();
-  void deliverInApp(const Array& records);
-  void deliverSubscriptions(const Array& records);
-  void receive(const std::string& name, const Dictionary& context = {});
+  void deliverInApp(const JSONArray& records);
+  void deliverSubscriptions(const JSONArray& records);
+  void receive(const std::string& name, const JSONDictionary& context = {});
   /// The records as the file holds them: count shown by id.
   std::vector<std::pair<std::int64_t, std::int64_t>> usedCountsOnDisk() const;
 
@@ -87,9 +87,9 @@ class EngineTest : public WorldTest {
 };
 
 /// A campaign as the server sends it; `extra` adds to its keys or replaces them.
-Value campaign(const std::string& id, const std::string& eventName, const Dictionary& extra = {});
-Value listAnswer(const Array& records);
-Value uploadInfo(const std::string& name, const Dictionary& context = {});
-std::string textOf(const Value& value);
+JSONValue campaign(const std::string& id, const std::string& eventName, const JSONDictionary& extra = {});
+JSONValue listAnswer(const JSONArray& records);
+JSONValue uploadInfo(const std::string& name, const JSONDictionary& context = {});
+std::string textOf(const JSONValue& value);
 
 }  // namespace oq::test

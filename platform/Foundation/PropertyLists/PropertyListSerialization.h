@@ -21,8 +21,8 @@ class PropertyListSerialization {
   /// anywhere inside, text that XML has no characters for, more than 512 levels.
   static std::optional<Data> dataWithPropertyList(const PropertyValue& list, PropertyListFormat format,
                                                   Error* error = nullptr);
-  /// A null Value, and the error set, for anything that is no list in a format known here. So too for bytes
-  /// and dates inside a container, which a Value cannot hold.
+  /// A null JSONValue, and the error set, for anything that is no list in a format known here. So too for bytes
+  /// and dates inside a container, which a JSONValue cannot hold.
   static PropertyValue propertyListWithData(const Data& data, PropertyListFormat* format = nullptr,
                                             Error* error = nullptr);
 };

@@ -4,11 +4,11 @@
 
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
-/// What user defaults can hold. A null Value is "nothing": storing it removes the entry.
-using PropertyValue = std::variant<Value, Data, Date>;
+/// What user defaults can hold. A null JSONValue is "nothing": storing it removes the entry.
+using PropertyValue = std::variant<JSONValue, Data, Date>;
 
 }  // namespace oq

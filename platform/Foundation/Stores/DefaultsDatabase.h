@@ -30,7 +30,7 @@ class DefaultsDatabase {
   /// Other processes are waited for until then, and no longer. Set before each use.
   void waitUntil(Clock::time_point deadline) { _deadline = deadline; }
 
-  /// A null Value when the key has no entry; nullopt when the database cannot be asked at present.
+  /// A null JSONValue when the key has no entry; nullopt when the database cannot be asked at present.
   std::optional<PropertyValue> read(std::string_view key);
   bool write(std::string_view key, const PropertyValue& value);
   bool remove(std::string_view key);

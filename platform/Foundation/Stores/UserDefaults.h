@@ -23,7 +23,7 @@ class UserDefaults {
 
   /// A null value removes the entry. Returns once the value is handed to the database; false when it could not be kept.
   bool setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value when there is none.
+  /// A null JSONValue when there is none.
   PropertyValue objectForKey(std::string_view key);
   void removeObjectForKey(std::string_view key);
   void setInteger(std::int64_t value, std::string_view key);

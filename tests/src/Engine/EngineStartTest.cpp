@@ -37,7 +37,7 @@ TEST_F(EngineTest, BeginsWithNothingAndThenWithWhatTheLastRunLeft) {
   EXPECT_EQ(lengths, std::vector<std::size_t>(8, 3));
   EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, whatever the name says";
   EXPECT_EQ(engine->userId(), "ann");
-  EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), Value("8"));
+  EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), JSONValue("8"));
   const auto node = engine->recordTree()->findTreeNodeById(7);
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(node->usedCount(), 1);
@@ -92,20 +92,20 @@ TEST_F(EngineTest, LoginSendsTheDeviceAndTheKey) {
   const auto logins = network->requests("/push/sdk/login");
   ASSERT_EQ(logins.size(), 2u) << "one login at every start";
   EXPECT_EQ(logins[0].method, "POST");
-  const Value& device = logins[0].json.at("os");
+  const JSONValue& device = logins[0].json.at("os");
   EXPECT_TRUE(device.at("version").is_string());
   EXPECT_EQ(device.at("mac").as_string().size(), 36u);
-  const Value expected = {{"appKey", "key-1"},
-                          {"sdkVersion", OQSDKVersion},
-                          {"os",
-                           {{"brand", "iphone"},
-                            {"channel", "default"},
-                            {"platform", "ios"},
-                            {"version", device.at("version")},
-                            {"mac", device.at("mac")},
-                            {"packageName", OQSDKBundleId}}}};
+  const JSONValue expected = {{"appKey", "key-1"},
+                              {"sdkVersion", OQSDKVersion},
+                              {"os",
+                               {{"brand", "iphone"},
+                                {"channel", "default"},
+                                {"platform", "ios"},
+                                {"version", device.at("version")},
+                                {"mac", device.at("mac")},
+                                {"packageName", OQSDKBundleId}}}};
   EXPECT_EQ(logins[0].json, expected);
-  EXPECT_EQ(logins[1].json.at("appKey"), Value("")) << "without a configuration the key is empty";
+  EXPECT_EQ(logins[1].json.at("appKey"), JSONValue("")) << "without a configuration the key is empty";
 }
 
 TEST_F(EngineTest, EnvironmentIsOneForAllConfigurationsAndRuns) {
@@ -146,10 +146,11 @@ Class* TorvelinSDK::staticClass() {
 TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsOnce) {
   auto& shared = OQSDKManager::sharedManager();
   EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &shared);
-  auto& listener = dynamic_cast<OQObserverListener&>(TorvelinOqManager::getObserverListener());
-  const auto decisions = listener.recentDecisions().as_array().size();
+  OQObserverListener& listener = TorvelinOqManager::engine();
+  EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &listener);
+  const auto decisions = listener.recentDecisions().size();
   shared.triggerEventMatchInApp(std::make_shared<OQWindowEvent>());
-  EXPECT_EQ(listener.recentDecisions().as_array().size(), decisions + 1);
+  EXPECT_EQ(listener.recentDecisions().size(), decisions + 1);
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
   EXPECT_EQ(shared.configuration(), TorvelinOqConfig::defaultConfig());
@@ -157,7 +158,7 @@ TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsOnce) {
   EXPECT_EQ(network->requests("/push/sdk/login").size(), 2u);
 
   TorvelinSDK analytics;
-  send(analytics, saveUploadInfo, uploadInfo("buy"), "buy", nullptr);
+  send(analytics, saveUploadInfo, publicView(uploadInfo("buy")), "buy", nullptr);
   send(analytics, saveUploadInfo, Value("no dictionary"), "buy", nullptr);
   EXPECT_EQ(analytics.uploads, 2);
   EXPECT_EQ(shared.userId(), "ann");

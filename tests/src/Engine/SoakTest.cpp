@@ -31,10 +31,10 @@ std::ptrdiff_t descriptorCount() {
 
 /// The same windows in another order each time; some wait for an event first.
 std::string answerOf(int turn) {
-  Array records;
+  JSONArray records;
   for (int i = 0; i < windowCount; ++i) {
     const int id = (i + turn) % windowCount;
-    const Value awaited = id % 10 == 0 ? Value{{"xwhat", "e1"}} : Value();
+    const JSONValue awaited = id % 10 == 0 ? JSONValue{{"xwhat", "e1"}} : JSONValue();
     records.push_back(
         campaign(std::to_string(id), "e" + std::to_string(id),
                  {{"count", 1'000'000'000}, {"preEvent", awaited}, {"picture", "https://pictures.invalid/one.png"}}));

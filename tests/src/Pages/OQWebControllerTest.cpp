@@ -30,7 +30,7 @@ class WebController : public test::EngineTest {
   ~WebController() override { host.advance(1); }
 
   std::shared_ptr<OQWebController> jump(const std::string& url = kAddress) {
-    engine->jumpToWebViewWithURLStr(Value(url));
+    engine->jumpToWebViewWithURLStr(JSONValue(url));
     return current();
   }
   std::shared_ptr<OQWebController> current() {
@@ -91,7 +91,7 @@ TEST_F(WebController, AJumpOpensAPageOverTheHostAndCloseGivesItBack) {
 }
 
 TEST_F(WebController, LinksThatNameNoPageOpenNoneOrFail) {
-  for (const Value& nothing : {Value(), Value(""), Value(7), Value(Dictionary{})})
+  for (const JSONValue& nothing : {JSONValue(), JSONValue(""), JSONValue(7), JSONValue(JSONDictionary{})})
     engine->jumpToWebViewWithURLStr(nothing);
   EXPECT_EQ(current(), nullptr);
   const std::string enormous = "https://shop.example/" + std::string(2 << 20, 'x');
@@ -201,8 +201,8 @@ class ExpectantEngine : public WebEngine {
 TEST_F(WebController, TheEngineIsPreparedOnceACampaignLeadsToAPage) {
   ExpectantEngine expectant;
   setWebEngine(&expectant);
-  const Value link{{"text", "More"}, {"clickEvent", kAddress}};
-  const auto preparedFor = [&](const Dictionary& fields) {
+  const JSONValue link{{"text", "More"}, {"clickEvent", kAddress}};
+  const auto preparedFor = [&](const JSONDictionary& fields) {
     expectant.prepared = 0;
     deliverInApp({test::campaign("1", "buy", fields)});
     host.runMainQueue();

@@ -34,7 +34,7 @@ TEST(DataArchiver, WritesNothingForNoDataAndTellsItFromAnEmptyList) {
   list = OQDataArchiver::getDataForPath<OQWindowData>(file);
   ASSERT_TRUE(list);
   ASSERT_EQ(list->size(), 2u);
-  EXPECT_EQ(list->back()->windowId(), Value("b"));
+  EXPECT_EQ(list->back()->windowId(), JSONValue("b"));
 }
 
 }  // namespace

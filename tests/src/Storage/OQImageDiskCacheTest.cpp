@@ -23,7 +23,7 @@ class OQImageDiskCacheTest : public WorldTest {
   }
   static std::size_t indexedOnDisk() {
     const PropertyValue index = UserDefaults::standardUserDefaults()->objectForKey("OQImageDiskCacheKeys");
-    const Value* list = std::get_if<Value>(&index);
+    const JSONValue* list = std::get_if<JSONValue>(&index);
     return list && list->is_array() ? list->get_array().size() : 0;
   }
 };
@@ -91,7 +91,7 @@ TEST_F(OQImageDiskCacheTest, NoticesWhatIsDoneBehindItsBack) {
   const std::string storedKey = cache->keys()[0];
   defaults->setObject(bytes("other"), storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("other"));
-  defaults->setObject(Value("no bytes"), storedKey);
+  defaults->setObject(JSONValue("no bytes"), storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
   defaults->removeObjectForKey(storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
@@ -140,8 +140,8 @@ TEST_F(OQImageDiskCacheTest, UnreasonableAgesAreHarmless) {
 
 TEST_F(OQImageDiskCacheTest, ForeignEntriesOfTheIndexArePassedOver) {
   UserDefaults::standardUserDefaults()->setObject(
-      Value(Array{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
-                  *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
+      JSONValue(JSONArray{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
+                          *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
       "OQImageDiskCacheKeys");
   auto restored = OQImageDiskCache::create();
   EXPECT_EQ(restored->keys().size(), 3u);
