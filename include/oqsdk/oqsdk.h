@@ -10,4 +10,5 @@
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "oqsdk/TorvelinOqManager.h"
+#include "oqsdk/TypeEncoding.h"
 #include "oqsdk/Value.h"

@@ -8,6 +8,13 @@
 
 namespace oq {
 
+class OQTimer;
+
+template <>
+struct TypeEncoding<OQTimer> {
+  static constexpr std::string_view text = "{OQTimer}";
+};
+
 /// Sends a selector to its target on the main queue, once or again and again. Runs from the moment it is made
 /// until invalidate(), its one firing, the first firing after its target has gone, or its destruction.
 ///

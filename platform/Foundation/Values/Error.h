@@ -1,7 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
+
+#include "oqsdk/TypeEncoding.h"
 
 namespace oq {
 
@@ -10,6 +14,11 @@ struct Error {
   std::string domain;
   std::int64_t code = 0;
   std::string localizedDescription;
+};
+
+template <>
+struct TypeEncoding<std::optional<Error>> {
+  static constexpr std::string_view text = "{optional<Error>}";
 };
 
 /// The domain of failures of URL sessions. Their codes are those below.
