@@ -1,5 +1,6 @@
 #include "oqsdk/TorvelinOqConfig.h"
 
+#include <mutex>
 #include <utility>
 
 #include "Storage/OQUserDefaults.h"
@@ -13,6 +14,17 @@ constexpr const char* environmentKey = "envType";
 
 }  // namespace
 
+/// What any thread may read while the main thread sets it.
+class __attribute__((visibility("hidden"))) TorvelinOqConfig::State {
+ public:
+  std::mutex mutex;
+  std::string appKey;
+};
+
+TorvelinOqConfig::TorvelinOqConfig() : _state(std::make_unique<State>()) {}
+
+TorvelinOqConfig::~TorvelinOqConfig() = default;
+
 Class* TorvelinOqConfig::staticClass() {
   static Class* registered = registerClass("TorvelinOqConfig", Object::staticClass());
   return registered;
@@ -25,30 +37,21 @@ std::shared_ptr<TorvelinOqConfig> TorvelinOqConfig::defaultConfig() {
 }
 
 void TorvelinOqConfig::setAppKey(std::string appKey) {
-  std::lock_guard lock(_mutex);
-  _appKey = std::move(appKey);
+  std::lock_guard lock(_state->mutex);
+  _state->appKey = std::move(appKey);
 }
 
 std::string TorvelinOqConfig::appKey() const {
-  std::lock_guard lock(_mutex);
-  return _appKey;
+  std::lock_guard lock(_state->mutex);
+  return _state->appKey;
 }
 
 void TorvelinOqConfig::setEnvType(std::uint64_t envType) {
-  {
-    std::lock_guard lock(_mutex);
-    _envType = envType;
-  }
   OQUserDefaults::defaultsWithName(suiteName).setInteger(static_cast<std::int64_t>(envType), environmentKey);
 }
 
 std::uint64_t TorvelinOqConfig::envType() {
-  // The store decides, so that all configurations agree; the field only follows it.
-  const auto stored =
-      static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName(suiteName).integerForKey(environmentKey));
-  std::lock_guard lock(_mutex);
-  _envType = stored;
-  return stored;
+  return static_cast<std::uint64_t>(OQUserDefaults::defaultsWithName(suiteName).integerForKey(environmentKey));
 }
 
 }  // namespace oq
