@@ -276,7 +276,10 @@ TEST_F(WebController, TheFrameThatIsAskedForHoldsOnlyWhole) {
   EXPECT_EQ(controller->wkWebView()->frame(), CGRectMake(0, 0, 200, 300));
   EXPECT_EQ(controller->progress()->frame(), CGRectMake(0, 0, 200, 2));
   EXPECT_EQ(controller->progress()->tintColor(), UIColor::redColor());
-  EXPECT_EQ(page()->scripts(), std::vector<std::string>{"window.shop = 1;"});
+  ASSERT_EQ(page()->scripts().size(), 1u);
+  const HeadlessPage::Script& script = page()->scripts()[0];
+  EXPECT_EQ(script.source, "window.shop = 1;");
+  EXPECT_TRUE(script.atDocumentStart && !script.mainFrameOnly);
 
   load("");
   page()->pullDown();
