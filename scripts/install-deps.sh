@@ -14,7 +14,7 @@ packages=(
   # the web engine, and what its sandbox is built with
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # tests and judges
-  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx clang-format-14
+  libgtest-dev libgmock-dev libplist-dev python3 python3-jsonschema sqlite3 openssl curl nginx clang-14 clang-format-14
   # the benchmarks' peer
   libspdlog-dev
   # a keyring service to keep secrets in, and the library that the keychain loads when it finds one
@@ -24,10 +24,10 @@ packages=(
   fonts-dejavu-core fonts-noto-cjk fonts-noto-color-emoji
 )
 
-# What may be asked for besides: a compiler for fuzzing, what makes the reference, what makes and tries Debian packages.
+# What may be asked for besides: what fuzzing links, what makes the reference, what makes and tries Debian packages.
 for option in "$@"; do
   case $option in
-    --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
+    --fuzz) packages+=(libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
     --package) packages+=(dpkg-dev file mmdebstrap) ;;
     *) echo "usage: install-deps.sh [--fuzz] [--docs] [--package]" >&2; exit 2 ;;

@@ -10,6 +10,7 @@
 //   png FILE                    keeps the screen
 //
 // Each line is answered by "ok" or "failed: why".
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <sstream>

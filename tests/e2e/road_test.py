@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Follows one event from the hook to the server's list of events: the built server and the headless host as two
-processes, over TLS. Usage: road_test.py SERVER HOST"""
+processes, over TLS. Usage: road_test.py SERVER HOST [TEST...]"""
 import json
 import os
 import pathlib
@@ -221,4 +221,4 @@ class RoadTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
