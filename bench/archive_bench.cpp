@@ -29,7 +29,7 @@ Records records(int count) {
     record->setCount(5);
     record->setUsedCount(i % 5);
     record->setStartTime("2026-01-01 00:00:00");
-    record->setEndTime(Value("2026-12-31 23:59:" + std::to_string(10 + i % 50)));
+    record->setEndTime(JSONValue("2026-12-31 23:59:" + std::to_string(10 + i % 50)));
     made.push_back(std::move(record));
   }
   return made;

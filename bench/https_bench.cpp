@@ -88,13 +88,13 @@ class ServerProcess {
   pid_t _process = -1;
 };
 
-const Value& body() {
-  static const Value value{{"xwho", "user-0815"},
-                           {"appid", "com.example.shop"},
-                           {"token", "0123456789abcdef0123456789abcdef"},
-                           {"xwhat", "oq_window_click"},
-                           {"xwhen", 1'770'000'000'000},
-                           {"xcontext", {{"windowId", "1002"}, {"page", "ProductListController"}, {"type", 2}}}};
+const JSONValue& body() {
+  static const JSONValue value{{"xwho", "user-0815"},
+                               {"appid", "com.example.shop"},
+                               {"token", "0123456789abcdef0123456789abcdef"},
+                               {"xwhat", "oq_window_click"},
+                               {"xwhen", 1'770'000'000'000},
+                               {"xcontext", {{"windowId", "1002"}, {"page", "ProductListController"}, {"type", 2}}}};
   return value;
 }
 

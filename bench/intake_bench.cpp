@@ -29,8 +29,8 @@ OQCampaignList::Windows campaigns() {
 }
 
 /// Events with the properties of a typical shop. Campaigns wait for half of the names.
-std::vector<Value> uploads() {
-  std::vector<Value> infos;
+std::vector<JSONValue> uploads() {
+  std::vector<JSONValue> infos;
   for (int i = 0; i < 1000; ++i) {
     const std::string name = (i % 2 ? "event_" : "page_") + std::to_string(i % 100);
     infos.push_back({{"appid", "shop"},
@@ -42,7 +42,7 @@ std::vector<Value> uploads() {
   return infos;
 }
 
-double secondsPerEvent(OQSDKManager& engine, const std::vector<Value>& infos, int events) {
+double secondsPerEvent(OQSDKManager& engine, const std::vector<JSONValue>& infos, int events) {
   const double seconds = secondsOf([&] {
     for (int i = 0; i < events; ++i) engine.onEventDataReceived(infos[static_cast<std::size_t>(i) % infos.size()]);
   });
@@ -50,7 +50,7 @@ double secondsPerEvent(OQSDKManager& engine, const std::vector<Value>& infos, in
   return seconds / events;
 }
 
-double secondsPerEventFromThreads(OQSDKManager& engine, const std::vector<Value>& infos, int events, int count) {
+double secondsPerEventFromThreads(OQSDKManager& engine, const std::vector<JSONValue>& infos, int events, int count) {
   const double seconds = secondsOf([&] {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {
@@ -66,10 +66,10 @@ double secondsPerEventFromThreads(OQSDKManager& engine, const std::vector<Value>
   return seconds / events;
 }
 
-double medianOfSingleEvents(OQSDKManager& engine, const std::vector<Value>& infos) {
+double medianOfSingleEvents(OQSDKManager& engine, const std::vector<JSONValue>& infos) {
   std::vector<double> samples;
   for (int i = 0; i < 50000; ++i) {
-    const Value& info = infos[static_cast<std::size_t>(i) % infos.size()];
+    const JSONValue& info = infos[static_cast<std::size_t>(i) % infos.size()];
     samples.push_back(secondsOf([&] { engine.onEventDataReceived(info); }));
   }
   OQLogger::getInstance().flush();
@@ -88,7 +88,7 @@ int main() {
   OQCampaignList::Windows subscriptions;
   subscriptions.push_back(std::make_shared<OQWindowData>());
   engine->setSubscribeDataArray(subscriptions);
-  const std::vector<Value> infos = uploads();
+  const std::vector<JSONValue> infos = uploads();
   const auto [one, four, single] = inTurns(
       7, [&] { return secondsPerEvent(*engine, infos, 100000); },
       [&] { return secondsPerEventFromThreads(*engine, infos, 100000, 4); },

@@ -15,14 +15,14 @@ namespace {
 using namespace oq;
 using namespace oq::bench;
 
-Value record(int number) {
+JSONValue record(int number) {
   const std::string id = std::to_string(number);
-  const Value text = {{"text", "A title for the window number " + id}, {"color", "#222222"}, {"size", "32pd"}};
-  const Value button = {{"text", "Open"},
-                        {"color", "#ffffff"},
-                        {"background", "#3366cc"},
-                        {"size", 28},
-                        {"clickEvent", "https://shop.example/offers/" + id}};
+  const JSONValue text = {{"text", "A title for the window number " + id}, {"color", "#222222"}, {"size", "32pd"}};
+  const JSONValue button = {{"text", "Open"},
+                            {"color", "#ffffff"},
+                            {"background", "#3366cc"},
+                            {"size", 28},
+                            {"clickEvent", "https://shop.example/offers/" + id}};
   return {{"id", id},
           {"count", 3},
           {"style", 2},
@@ -43,9 +43,9 @@ Value record(int number) {
 }
 
 Data answerOf(int windows) {
-  Array records;
+  JSONArray records;
   for (int i = 0; i < windows; ++i) records.push_back(record(i));
-  return dataFromString(boost::json::serialize(Value{{"code", 0}, {"data", std::move(records)}}));
+  return dataFromString(boost::json::serialize(JSONValue{{"code", 0}, {"data", std::move(records)}}));
 }
 
 double parse(const Data& answer) {
@@ -63,7 +63,7 @@ double takeIn(const Data& answer, std::size_t expected) {
     require(parsed.has_value(), "the response is not JSON");
     OQRecordTree scratch;
     OQCampaignList::Windows windows;
-    for (const Value& each : parsed->at("data").as_array()) {
+    for (const JSONValue& each : parsed->at("data").as_array()) {
       windows.push_back(OQCampaignList::windowFrom(each));
       scratch.addTreeNode(OQCampaignList::recordFor(*windows.back()));
     }

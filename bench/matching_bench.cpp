@@ -16,17 +16,17 @@ using namespace oq::bench;
 using Windows = OQCampaignList::Windows;
 using Events = std::vector<std::unique_ptr<OQWindowEvent>>;
 
-std::shared_ptr<OQWindowData> window(const Value& condition, const Value& preCondition = nullptr) {
+std::shared_ptr<OQWindowData> window(const JSONValue& condition, const JSONValue& preCondition = nullptr) {
   auto made = std::make_shared<OQWindowData>();
   made->setModelWithDic({{"event", condition}, {"preEvent", preCondition}});
   return made;
 }
 
-Value named(const std::string& name, Dictionary context) {
+JSONValue named(const std::string& name, JSONDictionary context) {
   return {{"xwhat", name}, {"xcontext", std::move(context)}};
 }
 
-std::unique_ptr<OQWindowEvent> event(const Value& info) {
+std::unique_ptr<OQWindowEvent> event(const JSONValue& info) {
   auto made = std::make_unique<OQWindowEvent>();
   made->setModelWithDic(info);
   return made;
@@ -40,9 +40,9 @@ class TypicalMix {
     _names = std::max(1, count / 20);
     Windows made;
     for (int i = 0; i < count; ++i) {
-      Dictionary asked;
+      JSONDictionary asked;
       for (int property = i % 4; property > 0; --property) asked[key()] = value();
-      made.push_back(window(named(knownName(), asked), i % 10 ? Value() : named(knownName(), {{key(), value()}})));
+      made.push_back(window(named(knownName(), asked), i % 10 ? JSONValue() : named(knownName(), {{key(), value()}})));
     }
     return made;
   }
@@ -50,7 +50,7 @@ class TypicalMix {
   Events events(int count) {
     Events made;
     for (int i = 0; i < count; ++i) {
-      Dictionary context;
+      JSONDictionary context;
       while (context.size() < 5) context[key()] = value();
       made.push_back(event(named(i % 2 ? knownName() : "page_" + std::to_string(_random() % 500), context)));
     }

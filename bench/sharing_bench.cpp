@@ -24,7 +24,7 @@ OQRecordTree::Nodes::Vector records() {
     record->setNodeId(100'000 + i);
     record->setCount(1'000'000);
     record->setStartTime("2026-01-01 00:00:00");
-    record->setEndTime(Value("2026-12-31 23:59:" + std::to_string(10 + i % 50)));
+    record->setEndTime(JSONValue("2026-12-31 23:59:" + std::to_string(10 + i % 50)));
     made.push_back(std::move(record));
   }
   return made;

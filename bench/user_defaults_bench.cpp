@@ -98,25 +98,25 @@ std::string quoted(const std::string& text) {
 void compareChangedValues(OQUserDefaults& settings, UserDefaults& suite, const std::filesystem::path& folder) {
   Upsert full(folder / "full.sqlite", "FULL"), normal(folder / "normal.sqlite", "NORMAL");
   auto [our, peer] = inTurns(
-      kRounds, [&] { return each(100, [&](int i) { settings.setObject(Value(nextValue()), keyOf(i)); }); },
+      kRounds, [&] { return each(100, [&](int i) { settings.setObject(JSONValue(nextValue()), keyOf(i)); }); },
       [&] { return each(100, [&](int i) { full.set(keyOf(i), quoted(nextValue())); }); });
   atMost("user_defaults_changed_on_disk_vs_sqlite", medianRatio(our, peer), 1.3);
   note("user_defaults_changed_on_disk", 1e6 * median(our), "us");
   note("sqlite_upsert_full", 1e6 * median(peer), "us");
 
   auto [ourWrite, peerWrite] = inTurns(
-      kRounds, [&] { return each(2000, [&](int i) { suite.setObject(Value(nextValue()), keyOf(i)); }); },
+      kRounds, [&] { return each(2000, [&](int i) { suite.setObject(JSONValue(nextValue()), keyOf(i)); }); },
       [&] { return each(2000, [&](int i) { normal.set(keyOf(i), quoted(nextValue())); }); });
   atMost("user_defaults_changed_vs_sqlite", medianRatio(ourWrite, peerWrite), 1.3);
   note("user_defaults_changed", 1e6 * median(ourWrite), "us");
   note("sqlite_upsert_normal", 1e6 * median(peerWrite), "us");
-  require(std::get<Value>(suite.objectForKey(keyOf(1999))).is_string(), "the value was not kept");
+  require(std::get<JSONValue>(suite.objectForKey(keyOf(1999))).is_string(), "the value was not kept");
 }
 
 void compareUnchangedAndReads(OQUserDefaults& settings, const std::filesystem::path& folder) {
   Upsert peer(folder / "unchanged.sqlite", "NORMAL");
   const std::string key = "envType", text = nextValue();
-  const Value value(text);
+  const JSONValue value(text);
   settings.setObject(value, key);
   peer.set(key, text);
   constexpr int count = 2000;

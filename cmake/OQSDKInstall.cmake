@@ -47,9 +47,11 @@ endfunction()
 
 # A static library's own dependencies are linked by the application.
 set(OQSDK_STATIC_REQUIRES "")
+set(OQSDK_STATIC_LIBS "")
 if(NOT BUILD_SHARED_LIBS)
   set(OQSDK_STATIC_REQUIRES
       "libcrypto sqlite3 glib-2.0 gio-2.0 pangocairo gdk-pixbuf-2.0 libjpeg fontconfig zlib")
+  set(OQSDK_STATIC_LIBS " -lboost_json")
 endif()
 # The prefix in a .pc file is relative to the file, so that an installed tree can be moved.
 file(RELATIVE_PATH OQSDK_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})

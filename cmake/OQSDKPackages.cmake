@@ -43,7 +43,7 @@ oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.87)" RECOMMENDS ca
               DESCRIPTION "in-app messages for native applications
 A library that shows the campaigns of a server as messages in an application,
 with its resources and a host that needs no display.")
-oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}, libboost-json1.81-dev"
+oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}"
               DESCRIPTION "in-app messages for native applications (development)
 Headers, CMake package and pkg-config files of OQSDK and its headless host.")
 if(TARGET oqsdk_gtk)

@@ -30,11 +30,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   // The values are not compared, since the parser may round long numbers differently.
   require(oq::valueWithJSONData(oq::dataFromString(oq::compactJSON(*answer))).has_value());
 
-  const oq::Value records = oq::valueForKey(*answer, "data");
-  const oq::Array* list = records.if_array();
+  const oq::JSONValue records = oq::valueForKey(*answer, "data");
+  const oq::JSONArray* list = records.if_array();
   if (!list) return 0;
   std::vector<std::shared_ptr<const oq::SecureCoding>> windows;
-  for (const oq::Value& record : *list) {
+  for (const oq::JSONValue& record : *list) {
     auto window = std::make_shared<oq::OQWindowData>();
     window->setModelWithDic(record);
     windows.push_back(window);

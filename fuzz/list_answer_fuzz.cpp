@@ -51,11 +51,11 @@ void checkMatching(const OQCampaignList::Windows& windows, const OQCampaignList:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const auto answer = valueWithJSONData(Data(bytes, bytes + size));
   if (!answer) return 0;
-  const Value& data = valueForKey(*answer, "data");
-  const Array* records = data.if_array();
+  const JSONValue& data = valueForKey(*answer, "data");
+  const JSONArray* records = data.if_array();
   if (!records) return 0;
   OQCampaignList::Windows windows, walked;
-  for (const Value& record : *records) {
+  for (const JSONValue& record : *records) {
     windows.push_back(OQCampaignList::windowFrom(record));
     walked.push_back(OQCampaignList::windowFrom(record));
   }

@@ -26,10 +26,10 @@ class Choices {
   bool empty() const { return _bytes == _end; }
   unsigned below(unsigned most) { return empty() ? 0 : *_bytes++ % most; }
 
-  Value text(const char* letters) {
+  JSONValue text(const char* letters) {
     const unsigned choice = below(8);
-    if (choice == 7) return below(2) == 0 ? Value(1) : Value();
-    return Value(std::string(1, letters[choice % 3]));
+    if (choice == 7) return below(2) == 0 ? JSONValue(1) : JSONValue();
+    return JSONValue(std::string(1, letters[choice % 3]));
   }
 
   /// The bits of one byte select the properties.
@@ -37,11 +37,11 @@ class Choices {
     const unsigned keys = below(256);
     if (keys == 255) return nullptr;
     auto event = std::make_shared<OQWindowEvent>();
-    Dictionary context;
+    JSONDictionary context;
     for (unsigned i = 0; i < 6; ++i) {
       if (keys >> i & 1) context[std::string(1, static_cast<char>('k' + i))] = text("xyz");
     }
-    event->setModelWithDic({{"xwhat", text("abc")}, {"xcontext", keys & 128 ? Value() : Value(context)}});
+    event->setModelWithDic({{"xwhat", text("abc")}, {"xcontext", keys & 128 ? JSONValue() : JSONValue(context)}});
     return event;
   }
 

@@ -14,7 +14,7 @@ namespace {
 
 struct Record : oq::SecureCoding {
   static constexpr const char* ArchivedClassName = "OQWindowData";
-  oq::Value text, content;
+  oq::JSONValue text, content;
   std::shared_ptr<Record> child;
 
   std::string archivedClassName() const override { return ArchivedClassName; }

@@ -95,7 +95,7 @@ class Opening {
   void open() {
     _last = 0;
     _message = makeMainObject<OQPopWindow>();
-    _message->popWithData(message(), [this](std::int64_t code, const Value&) {
+    _message->popWithData(message(), [this](std::int64_t code, const JSONValue&) {
       // Closed after a pause, so that frames of the opening are not mixed with those of the closing.
       if (code == 1) Glib::signal_timeout().connect_once([this] { close(); }, kPause);
     });

@@ -5,10 +5,6 @@
 
 namespace {
 
-oq::OQObserverListener& engine() {
-  return dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
-}
-
 void rename(ShopWindow& window, TorvelinSDK& analytics, const Glib::ustring& name) {
   if (name.empty()) return;
   analytics.setUserId(name);
@@ -48,8 +44,8 @@ void showShopTools(ShopWindow& window, TorvelinSDK& analytics, const std::string
   oq::OQFloatingBall::show();
   oq::OQFloatingBall::setFloatingBtnClickedCallback([&window, &analytics, recipient](std::int64_t index) {
     if (index == 0) askForAlias(window, analytics);
-    if (index == 1) engine().changeEnvironment();
-    if (index == 2) engine().sendLogToEmail(recipient);
+    if (index == 1) oq::TorvelinOqManager::engine().changeEnvironment();
+    if (index == 2) oq::TorvelinOqManager::engine().sendLogToEmail(recipient);
   });
   window.addAboutButton("diagnostics", "What the messages see", [] { oq::OQDiagnosticsPanel::show(); });
   auto leave = [] {

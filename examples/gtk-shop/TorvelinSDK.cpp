@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TorvelinSDK.h"
 
-#include <boost/json/serialize.hpp>
 #include <chrono>
 #include <iostream>
 
@@ -28,6 +27,6 @@ void TorvelinSDK::track(const std::string& event, Properties properties) {
 }
 
 void TorvelinSDK::_saveUploadInfo(const oq::Value& info, const std::string& event, const oq::UploadHandler& handler) {
-  std::cout << "event " << event << " " << boost::json::serialize(info.at("xcontext")) << std::endl;
+  std::cout << "event " << event << " " << info.at("xcontext").json() << std::endl;
   if (handler) handler();
 }

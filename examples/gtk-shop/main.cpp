@@ -73,8 +73,7 @@ void startMessages(ShopWindow& window, const Options& options) {
 /// Prints "page NAME" when the library sees a new page. For scripts.
 void printPages() {
   static std::string last;
-  const auto& engine = dynamic_cast<oq::OQObserverListener&>(oq::TorvelinOqManager::getObserverListener());
-  const std::string page = engine.pageName().value_or("");
+  const std::string page = oq::TorvelinOqManager::engine().pageName().value_or("");
   if (page != last) std::cout << "page " << (last = page) << std::endl;
 }
 

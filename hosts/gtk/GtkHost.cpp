@@ -45,8 +45,9 @@ Surface* makeSurface(int width, int height, const AttachOptions& options) {
 }
 
 bool hasSurface(Gtk::Overlay& overlay) {
-  for (auto* child = overlay.get_first_child(); child; child = child->get_next_sibling()) {
-    if (dynamic_cast<Surface*>(child)) return true;
+  GtkWidget* child = gtk_widget_get_first_child(GTK_WIDGET(overlay.gobj()));
+  for (; child; child = gtk_widget_get_next_sibling(child)) {
+    if (Surface::isSurface(child)) return true;
   }
   return false;
 }

@@ -33,6 +33,9 @@ class Surface : public Gtk::Widget {
   Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
+  /// Whether the widget is one. Looks at its GTK class: the C++ object of a host's widget may have no type information.
+  static bool isSurface(GtkWidget* widget) { return GTK_WIDGET_GET_CLASS(widget)->focus == &moveFocus; }
+
   const std::shared_ptr<UIWindow>& window() const { return _window; }
   /// The position and scale of the library's window in the widget.
   const Stage& stage() const { return _stage.stage(); }

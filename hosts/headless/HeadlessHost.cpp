@@ -24,8 +24,7 @@ namespace oq {
 namespace {
 
 constexpr double kFrame = 1.0 / 60;
-/// Conditions may look at what other threads do, so they are asked again after this many milliseconds at the
-/// latest.
+/// A condition may depend on other threads, so it is checked at least once in this many milliseconds.
 constexpr guint kPoll = 5;
 constexpr int kFinger = 0;
 
@@ -72,7 +71,7 @@ const char* roleOf(const UIView& view) {
   return traits & UIAccessibilityTraitImage ? "image" : "text";
 }
 
-/// Wakes the main loop again and again while it lives.
+/// Wakes the main loop at an interval while it exists.
 class Ticker {
  public:
   explicit Ticker(guint milliseconds) : _id(g_timeout_add(milliseconds, &Ticker::tick, nullptr)) {}
@@ -87,14 +86,14 @@ class Ticker {
 
 }  // namespace
 
-// The class around it is exported, and this would be with it.
+// Hidden: the class around it is exported, and this would be with it.
 class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
  public:
   explicit Impl(const Options& options);
   ~Impl() override;
 
   double now() const override { return _now; }
-  // Painted when the caller looks, stepped by the caller's clock: there is nothing to ask for.
+  // The screen is painted when the caller reads it, and the caller moves the clock: there is nothing to request.
   void setNeedsFrame(UIWindow&) override;
   void setDeadline(double) override {}
 
@@ -106,7 +105,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
   UIWindow& window() { return *_window; }
   UIScene* scene() { return _scene.get(); }
   double scale() const { return _scale; }
-  /// Kept until something changes or moves.
+  /// The painted screen, kept until something changes or moves.
   cairo_surface_t* screen() {
     if (!_screen) _screen = takeScreenshot(_stage, _size, _scale, _now);
     return _screen.get();
@@ -152,8 +151,7 @@ HeadlessHost::Impl::Impl(const Options& options)
   _scene->addWindow(_window);
   application.connectScene(_scene);
   application.setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
-  // The first text of a process takes longer than a frame; by the time a window opens it is a thing of the
-  // past.
+  // Laying out the first string of a process takes longer than a frame, so it is done before a window opens.
   warmUpText();
 }
 
@@ -179,7 +177,7 @@ void HeadlessHost::Impl::closeWindow() {
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
   _stage.resize(size);
-  // It is resized at once, so resizing has ended.
+  // The size changes in one step, so resizing has ended.
   _stage.update();
   stageChanged();
 }
@@ -195,7 +193,7 @@ void HeadlessHost::Impl::stageChanged() {
 void HeadlessHost::Impl::setNeedsFrame(UIWindow&) {
   _screen.reset();
   if (!_stage.isOutdated() || _isUpdating) return;
-  // What kept the stage as it was may have gone.
+  // The message or alert that kept the stage's size may be gone.
   _isUpdating = true;
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
@@ -223,7 +221,7 @@ void HeadlessHost::Impl::moveClock(double now) {
 
 HeadlessHost::HeadlessHost(const Options& options) : _impl(std::make_unique<Impl>(options)) {}
 
-// What was still in motion ends with the window; its completions are called before the host goes, too.
+// Closing the window ends running animations; their completions run before the host is destroyed.
 HeadlessHost::~HeadlessHost() {
   _impl->closeWindow();
   runMainQueue();
@@ -242,7 +240,7 @@ void HeadlessHost::advance(double seconds) {
   }
 }
 
-// A block that posts itself again forever must not keep the caller here.
+// Bounded: a block that posts itself again forever must not block the caller.
 void HeadlessHost::runMainQueue() {
   for (int turn = 0; turn < 1000; ++turn) {
     const bool hasDispatched = g_main_context_iteration(nullptr, FALSE);

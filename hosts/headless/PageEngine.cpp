@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "headless/PageEngine.h"
 
-#include <boost/json/serialize.hpp>
-#include <boost/json/value.hpp>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "oqsdk/Value.h"
 
 namespace oq {
 
 namespace {
 
-using State = HeadlessPage::Impl;
+using State = PageEngine::State;
 
 class ScriptedPage : public WebPage {
  public:
@@ -33,9 +32,7 @@ class ScriptedPage : public WebPage {
     _state->ask(_state->history[_state->history.size() - 2]);
   }
   void evaluate(const std::string& script, std::function<void(const std::optional<std::string>&)> completion) override {
-    const auto result = script == "document.title"
-                            ? std::optional(boost::json::serialize(boost::json::value(_state->title)))
-                            : std::nullopt;
+    const auto result = script == "document.title" ? std::optional(Value(_state->title).json()) : std::nullopt;
     DispatchQueue::main().async([state = std::weak_ptr(_state), result, completion = std::move(completion)] {
       const auto page = state.lock();
       if (page && page->client) completion(result);
@@ -47,13 +44,6 @@ class ScriptedPage : public WebPage {
   const std::shared_ptr<State> _state;
 };
 
-std::string described(const WebScript& script) {
-  std::string where;
-  if (!script.atDocumentStart) where = "end";
-  if (script.mainFrameOnly) where += where.empty() ? "main" : " main";
-  return where.empty() ? script.source : where + ":" + script.source;
-}
-
 }  // namespace
 
 std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) {
@@ -64,9 +54,12 @@ std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, W
   auto state = std::make_shared<State>();
   state->settings = settings;
   state->client = &client;
-  for (const WebScript& script : settings.scripts) state->scripts.push_back(described(script));
+  for (const WebScript& script : settings.scripts) {
+    state->scripts.push_back({script.source, script.atDocumentStart, script.mainFrameOnly});
+  }
   std::erase_if(_pages, [](const auto& page) { return !page->isOpen(); });
-  _pages.push_back(std::make_shared<HeadlessPage>(state));
+  // Not make_shared(): only this class may use the constructor.
+  _pages.push_back(std::shared_ptr<HeadlessPage>(new HeadlessPage(state)));
   return std::make_unique<ScriptedPage>(std::move(state));
 }
 
@@ -113,7 +106,7 @@ int HeadlessPage::stops() const {
   return _impl->stops;
 }
 
-const std::vector<std::string>& HeadlessPage::scripts() const {
+const std::vector<HeadlessPage::Script>& HeadlessPage::scripts() const {
   return _impl->scripts;
 }
 
@@ -125,7 +118,7 @@ int HeadlessPage::openDialogs() const {
   return _impl->openDialogs;
 }
 
-// The client may close the page, and drop whoever holds it, in each of its calls.
+// In each of its calls the client may close the page and release its last owner, so the state is held meanwhile.
 
 void HeadlessPage::start() {
   const auto page = _impl;

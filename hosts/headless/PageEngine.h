@@ -10,13 +10,14 @@
 
 namespace oq {
 
-/// What a page and whoever plays its engine share.
-// The class around it is exported, and this would be with it.
+/// The state that a page shares with the library's view of it.
+// Hidden: the class around it is exported, and this would be with it.
 class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
  public:
   WebPageSettings settings;
   WebPageClient* client = nullptr;  ///< nullptr once the page is closed
-  std::vector<std::string> loads, scripts;
+  std::vector<std::string> loads;
+  std::vector<HeadlessPage::Script> scripts;
   std::vector<std::string> history;  ///< committed addresses; the last is shown
   std::string url, title;
   bool isGoingBack = false, isReloading = false;
@@ -28,13 +29,15 @@ class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
                  const std::shared_ptr<Impl>& self);
 };
 
-/// Opens pages that do what they are told. Main thread only.
+/// Opens pages whose loading the host's caller plays. Main thread only.
 class PageEngine : public WebEngine {
  public:
+  using State = HeadlessPage::Impl;
+
   std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
   /// The pages that are open, oldest first.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
-  /// Why no page can be opened from now on; "" when they can.
+  /// Sets why no page can be opened from now on; "" allows pages again.
   void refuse(std::string reason) { _refusal = std::move(reason); }
 
  private:

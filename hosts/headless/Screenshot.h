@@ -16,8 +16,9 @@ struct SurfaceRelease {
 };
 using Surface = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
-/// The stage as it looks at `now`, over the white that stands for the host's own widgets: `size` in points, 32-bit
-/// pixels, `scale` of them per point. A surface in an error state when there is no memory for it. Main thread only.
+/// Paints the stage as it looks at `now` (seconds on the animation clock), over white in place of the host's own
+/// widgets. `size` is in points; the surface has 32-bit pixels, `scale` of them per point. If memory runs out, the
+/// surface is in cairo's error state. Main thread only.
 Surface takeScreenshot(const WindowStage& stage, CGSize size, double scale, double now);
 
 }  // namespace oq

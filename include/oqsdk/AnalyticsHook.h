@@ -9,13 +9,13 @@
 
 namespace oq {
 
-/// What the analytics library calls when an upload has ended. May be empty.
+/// The analytics library calls it when an upload has ended. May be empty.
 using UploadHandler = std::function<void()>;
 
-/// The method of the class "TorvelinSDK" that every recorded event passes through: the upload information (a dictionary
-/// with "xwho", "appid", "xwhat", "xwhen" and "xcontext"), the event's name and the completion handler. Once
-/// TorvelinOqManager has been started, each call is followed by the library's own look at the same dictionary, on the
-/// caller's thread.
+/// The method of the class "TorvelinSDK" that every recorded event passes through. Its arguments are the upload
+/// information, a dictionary with "xwho", "appid", "xwhat", "xwhen" and "xcontext"; the event's name; and the
+/// completion handler. Once TorvelinOqManager is started, the library reads the dictionary after each call of the
+/// method, on the caller's thread.
 inline const Selector<void(const Value&, const std::string&, const UploadHandler&)> saveUploadInfo{
     "saveUploadInfo:event:handler:"};
 

@@ -8,17 +8,17 @@
 
 namespace oq {
 
-/// A programmer's error: a selector that a class lacks, or a value that cannot be written as JSON. Nothing that comes
-/// from a server, a file or a user ever raises it.
+/// A programmer's error: a message that a class has no method for, or a value that cannot be written as JSON. Input
+/// from a server, a file or a user never causes one.
 class OQSDK_EXPORT Exception : public std::runtime_error {
  public:
-  /// `name` says which error it is, for programs; `reason` what happened, for people.
+  /// `name` identifies the error for programs; `reason` describes it for people.
   Exception(std::string name, const std::string& reason);
   ~Exception() override;
 
-  /// Which error it is, such as "NSInvalidArgumentException".
+  /// Identifies the error, for example "NSInvalidArgumentException".
   const std::string& name() const { return _name; }
-  /// What happened, in one sentence; the same as what().
+  /// One sentence on what happened; the same as what().
   std::string reason() const { return what(); }
 
  private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// Marks what a host application, or one of the library's own hosts, may link against. Everything else stays hidden.
+/// Marks what a host application may link against. Everything else stays hidden.
 #define OQSDK_EXPORT __attribute__((visibility("default")))

@@ -5,13 +5,13 @@
 
 namespace oq {
 
-/// A page for whoever integrates the library: the environment, the user, the current page, both lists with
-/// what was shown of them, and why windows were shown or not, the latest first. What it shows is what
-/// OQObserverListener::diagnostics() tells at that moment.
+/// A page for developers who integrate the library. It shows the environment, the user, the current page, both campaign
+/// lists with how often each window was shown, and why windows were shown or not, the latest decision first. Its
+/// content is OQObserverListener::diagnostics() at the moment when it opens.
 class OQSDK_EXPORT OQDiagnosticsPanel {
  public:
-  /// Slides the panel in over everything; its buttons read everything anew and close it. Nothing happens
-  /// while it is open, or where no window is attached. Any thread.
+  /// Slides the panel in over everything. Its buttons read the state again, and close it. Has no effect while the panel
+  /// is open or if no window is attached. Any thread.
   static void show();
 };
 

@@ -8,28 +8,27 @@
 
 namespace oq {
 
-/// The round tool button that floats above a host's screens while it is being developed: it is dragged by a
-/// finger, rests at an edge, and fans out three buttons on a tap ("起别名", "切环境", "发日志"). What these
-/// do is the host's to say:
+/// The round tool button that floats above a host's screens during development. The user can drag it; it rests at an
+/// edge; a tap opens three buttons ("起别名", "切环境", "发日志"). The host decides what these do:
 ///
 ///     oq::OQFloatingBall::show();
 ///     oq::OQFloatingBall::setFloatingBtnClickedCallback([](std::int64_t index) { ... });
 ///
-/// There is one ball in a process. Any thread may call; off the main thread a call takes effect soon after,
-/// in order.
+/// A process has one ball. Threads: any. Calls from another thread than the main thread return at once and take effect
+/// soon after, in order.
 class OQSDK_EXPORT OQFloatingBall {
  public:
-  using Callback = std::function<void(std::int64_t index)>;  ///< Gets 0, 1 or 2.
+  using Callback = std::function<void(std::int64_t index)>;  ///< `index` is 0, 1 or 2, from the top.
 
-  /// Shows the ball above everything in the key window, resting at the nearer side.
+  /// Shows the ball above everything in the key window; it rests at the nearer side. Has no effect without a window.
   static void show();
-  /// Where the ball rests after a drag: 0 at the nearer side, 1 on the left, 2 on the right, any other where
-  /// it was dropped. The mode of the very first call stays for good.
+  /// The same, with the place where the ball rests after a drag: 0 at the nearer side, 1 on the left, 2 on the right,
+  /// any other number where it was dropped. Only the first call in a process sets the mode.
   static void showWithMode(std::int64_t mode);
-  /// Takes the ball off the screen and keeps it.
+  /// Takes the ball off the screen; show() brings the same ball back.
   static void hide();
-  /// What a tap on one of the three buttons reports, once they fold back: 0, 1 or 2, from the top. Lost when
-  /// the ball was never shown before. Called on the main thread.
+  /// Sets the function that a tap on one of the three buttons calls, on the main thread, once the buttons are folded
+  /// back. An empty function ends this. Has no effect before the ball was shown for the first time.
   static void setFloatingBtnClickedCallback(Callback callback);
 };
 

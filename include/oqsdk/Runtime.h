@@ -6,15 +6,15 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "oqsdk/Export.h"
+#include "oqsdk/TypeEncoding.h"
 
 /// \file
-/// Classes by name, with methods that are found when they are called: a method is reached by sending its selector, so
-/// replacing its implementation changes what runs. A host registers the class whose methods the library is to observe:
+/// Classes by name, with methods that are looked up at each call: a method is reached by sending its selector, so
+/// replacing its implementation changes what runs. A host registers the class whose methods the library observes:
 ///
 ///     class TorvelinSDK : public oq::Object {
 ///       OQ_CLASS(TorvelinSDK)
@@ -29,8 +29,8 @@
 ///       return registered;
 ///     }
 ///
-/// Threads: everything here may be called from any thread. Classes and methods are never freed, so a handle stays valid
-/// and identical for the life of the process, and looking a method up takes no lock.
+/// Threads: everything here may be called from any thread. Classes, methods and selectors are never freed, so a handle
+/// stays valid for the life of the process. Looking a method up takes no lock.
 namespace oq {
 
 class Object;
@@ -38,13 +38,13 @@ struct Class;
 struct Method;
 struct SelectorName;
 
-/// An implementation, erased. It is only ever called after a cast back to its exact type.
+/// An implementation without its type. It is called only after a cast back to its exact type.
 using IMP = void (*)();
 
 /// A selector: the interned name of a method. Equal names give the same pointer.
 using SEL = const SelectorName*;
 
-/// The selector of that name, made at its first use.
+/// The selector with this name; it is made at its first use.
 OQSDK_EXPORT SEL sel_registerName(std::string_view name);
 /// The name that the selector was registered with; "(null)" for nullptr.
 OQSDK_EXPORT const std::string& sel_getName(SEL selector);
@@ -56,45 +56,44 @@ OQSDK_EXPORT const std::string& class_getName(const Class* cls);
 /// nullptr for a root class, and for nullptr.
 OQSDK_EXPORT Class* class_getSuperclass(const Class* cls);
 
-/// The class's own method or the nearest inherited one; nullptr when there is none, or when either argument is nullptr.
+/// The class's own method or the nearest inherited one; nullptr if there is no such method, or if an argument is
+/// nullptr.
 OQSDK_EXPORT Method* class_getInstanceMethod(const Class* cls, SEL selector);
 /// The class's own methods, inherited ones not included, in no promised order.
 OQSDK_EXPORT std::vector<Method*> class_copyMethodList(const Class* cls);
-/// False, and nothing changed, when the class itself already has a method for the selector. A nullptr encoding means
-/// that the caller vouches for the implementation's type; it is then not checked when a message is sent.
+/// False if the class itself already has a method for the selector, or if one of the first three arguments is nullptr;
+/// nothing changes then. `typeEncoding` is not copied and must stay valid. If it is nullptr, the caller guarantees the
+/// implementation's type, and messages to it are not checked.
 OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding);
 
-/// A nullptr method has no implementation and no encoding; changing it does nothing.
+/// The current implementation; nullptr for a nullptr method.
 OQSDK_EXPORT IMP method_getImplementation(const Method* method);
-/// Returns the implementation that was replaced. A method keeps its own when nullptr is given. Messages to a method
-/// that the library has hooked still enter through that hook, which then calls what is set here.
+/// Returns the implementation that was replaced. If an argument is nullptr, nothing changes and nullptr is returned.
+/// Messages to a method that the library has hooked still enter through that hook, which then calls the new
+/// implementation.
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
-/// The signature that the method was registered with, as typeEncodingOf() tells it; nullptr when none was given.
+/// The signature that the method was registered with, as typeEncodingOf() returns it; nullptr if it has none.
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
-/// Each method gets the other's implementation. A hook of the library stays with its method.
+/// Gives each method the other's implementation. A hook of the library stays with its method. Has no effect if an
+/// argument is nullptr.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
 
-/// The signature as text. Two modules of one program agree on it.
-template <class Signature>
-const char* typeEncodingOf() {
-  return typeid(Signature).name();
-}
-
-/// A selector that knows its signature, so that registrations and sends are checked when they are compiled. Meant for
-/// constants: it may be used before and after any other object with static storage is alive.
+/// A selector that knows its signature, so that registrations and messages are checked when they are compiled. Define
+/// it as a constant: it may be used while other static objects are constructed and destroyed. Each type of the
+/// signature has a TypeEncoding.
 template <class Signature>
 class Selector;
 
-/// The one form that a selector has: R is what the method returns, A are its arguments.
+/// R is what the method returns, A are its arguments.
 template <class R, class... A>
 class Selector<R(A...)> {
  public:
-  /// What the method takes and returns.
+  /// The arguments and the result of the method.
   using Signature = R(A...);
   /// An implementation's exact type: the receiver and the selector come before the arguments.
   using Function = R (*)(Object&, SEL, A...);
 
-  /// `name` is not copied: it is a literal, as a rule.
+  /// `name` is not copied and must stay valid; usually it is a literal.
   constexpr explicit Selector(const char* name) : _name(name) {}
 
   /// The name as it was given.
@@ -111,9 +110,9 @@ class Selector<R(A...)> {
   /// The same as sel().
   operator SEL() const { return sel(); }  // NOLINT: a selector with a signature is a selector
 
-  /// An implementation as it is stored.
+  /// Converts an implementation to the type in which it is stored.
   static IMP erase(Function function) { return reinterpret_cast<IMP>(function); }
-  /// A stored implementation as it is called: of a method of this very signature, and of no other.
+  /// Converts a stored implementation back. It must belong to a method with this signature.
   static Function typed(IMP implementation) { return reinterpret_cast<Function>(implementation); }
 
  private:
@@ -123,8 +122,8 @@ class Selector<R(A...)> {
 
 namespace detail {
 
-/// The member's type is a parameter of its own, here and below: where only the member tells them apart, GCC 12 takes
-/// classes of one name in two files' unnamed namespaces for the same.
+/// The member's type is a parameter of its own, here and below. Without it GCC 12 confuses classes of the same name in
+/// unnamed namespaces of different files.
 template <auto member, class Member = decltype(member)>
 struct MemberThunk;
 
@@ -142,21 +141,21 @@ struct MethodDefinition {
   const char* typeEncoding;
 };
 
-/// What a message calls.
+/// The functions that a message calls.
 struct MessageTarget {
   IMP implementation;
-  /// The library's hook on the method; nullptr for a method without one. Its function takes the implementation before
-  /// the receiver and is called in its place.
+  /// The library's hook on the method; nullptr for a method without one. It is called in place of the implementation,
+  /// which it takes as an argument before the receiver.
   IMP entry;
 };
 
-/// What to call, or an Exception "NSInvalidArgumentException" when the class lacks the selector or knows it with
-/// another signature.
+/// Throws Exception "NSInvalidArgumentException" if the class has no method for the selector or has one with another
+/// signature.
 OQSDK_EXPORT MessageTarget messageTargetFor(const Class* cls, SEL selector, const char* typeEncoding);
 
 }  // namespace detail
 
-/// One entry of a class's method table: a member function that answers to the selector.
+/// One entry of a class's method table: the member function that a message with this selector calls.
 template <auto member, class Signature, class Member = decltype(member)>
 detail::MethodDefinition method(const Selector<Signature>& selector) {
   using Thunk = detail::MemberThunk<member>;
@@ -165,12 +164,12 @@ detail::MethodDefinition method(const Selector<Signature>& selector) {
   return {selector.sel(), Selector<Signature>::erase(&Thunk::call), typeEncodingOf<Signature>()};
 }
 
-/// Makes a class known under its name. A second call with the same name returns the first class, unchanged.
-/// The superclass may be nullptr only for a root class.
+/// Registers a class under its name. A second call with the same name returns the first class, unchanged. The
+/// superclass is nullptr only for a root class.
 OQSDK_EXPORT Class* registerClass(std::string_view name, Class* superclass,
                                   std::initializer_list<detail::MethodDefinition> methods = {});
 
-/// The root of everything that has a class at run time. Receivers of messages need not be owned by a shared_ptr.
+/// The base of all objects with a registered class. The receiver of a message may live anywhere, also on the stack.
 class OQSDK_EXPORT Object {
  public:
   Object() = default;
@@ -178,18 +177,18 @@ class OQSDK_EXPORT Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object();
 
-  /// The class "Object", which all others descend from.
+  /// The class "Object", the root of all others.
   static Class* staticClass();
-  /// The registered class of this object; a C++ subclass that is not registered answers with its ancestor's.
+  /// The registered class of this object; for a C++ subclass that is not registered, its nearest registered ancestor.
   virtual Class* class_() const { return staticClass(); }
   /// Whether the object's class is `cls` or descends from it; false for nullptr.
   bool isKindOfClass(const Class* cls) const;
-  /// The class's name in angle brackets, unless a subclass has something better to say.
+  /// A string for logs: the class's name in angle brackets, unless a subclass overrides it.
   virtual std::string description() const;
 };
 
-/// Declares that the enclosing class is registered under a name of its own, also before main() runs. Leaves the access
-/// at private.
+/// Declares in a class that it is registered; the program defines staticClass(), which registers it. That happens
+/// before main() runs. What follows the macro is private.
 #define OQ_CLASS(Type)                   \
  public:                                 \
   static ::oq::Class* staticClass();     \
@@ -202,7 +201,7 @@ class OQSDK_EXPORT Object {
 
 namespace detail {
 
-/// Sends a message to what `cls` has for the selector.
+/// Calls the method that `cls` has for the selector.
 template <class Signature>
 struct MessageTo;
 
@@ -214,7 +213,7 @@ struct MessageTo<R(A...)> {
   template <class... B>
   static R send(const Class* cls, Object& receiver, SEL selector, B&&... arguments) {
     const MessageTarget target = messageTargetFor(cls, selector, typeEncodingOf<R(A...)>());
-    if (target.entry) [[unlikely]] {
+    if (target.entry) {
       return reinterpret_cast<Entry>(target.entry)(target.implementation, receiver, selector,
                                                    std::forward<B>(arguments)...);
     }
@@ -224,13 +223,14 @@ struct MessageTo<R(A...)> {
 
 }  // namespace detail
 
-/// Calls the receiver's method for the selector, on the calling thread.
+/// Calls the receiver's method for the selector, on the calling thread. Throws Exception "NSInvalidArgumentException"
+/// if its class has no such method, or has one with another signature.
 template <class R, class... A, class... B>
 R send(Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
   return detail::MessageTo<R(A...)>::send(receiver.class_(), receiver, selector.sel(), std::forward<B>(arguments)...);
 }
 
-/// Calls what the superclass of `cls` has for the selector; `cls` is the class whose method makes the call.
+/// The same for the method of the superclass of `cls`, which is the class whose method makes the call.
 template <class R, class... A, class... B>
 R sendSuper(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
   return detail::MessageTo<R(A...)>::send(class_getSuperclass(cls), receiver, selector.sel(),

@@ -5,37 +5,41 @@
 #include <memory>
 
 #include "oqsdk/Export.h"
+#include "oqsdk/OQObserverListener.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "oqsdk/Value.h"
 
 namespace oq {
 
-/// All that a host calls. A host (GTK or headless) is installed first; then, on the main thread:
+/// Starts and controls the library. Install a host (GTK or headless) first; then, on the main thread:
 ///
 ///     auto config = oq::TorvelinOqConfig::defaultConfig();
 ///     config->setAppKey("...");
 ///     oq::TorvelinOqManager::startWithConfig(config);
 ///
-/// Called before a host is attached, these work in a data folder named after the program, which the attached
-/// application does not see. A start from another thread waits for the main loop to run.
+/// Before a host is attached, these functions work in a data folder named after the program, and what they store there
+/// is not found again once the host is attached. Threads: any; a start from another thread than the main thread waits
+/// until the main loop runs.
 ///
-/// No argument is validated, nothing is returned and nothing is thrown: what goes wrong is in the log.
+/// Arguments are not checked, and no function throws or returns an error: failures are in the log.
 class OQSDK_EXPORT TorvelinOqManager : public Object {
   OQ_CLASS(TorvelinOqManager)
 
  public:
-  /// The engine, for a host that wants to hold it. Lives until the process ends.
+  /// The engine. It lives until the process ends; the caller does not own it.
+  static OQObserverListener& engine();
+  /// The same object without its type.
   static Object& getObserverListener();
 
-  /// Installs the hooks (once per process) and logs in (at every call). Keeps the configuration. Accepts
-  /// nullptr: the login then carries an empty application key.
+  /// Installs the hooks (once per process) and logs in (at every call). Keeps the configuration. With nullptr the login
+  /// has an empty application key.
   static void startWithConfig(std::shared_ptr<TorvelinOqConfig> config);
 
-  /// Whether the names of appearing pages become the engine's current page name. On by default.
+  /// Whether the name of an appearing page becomes the engine's current page name. True unless set.
   static void setAutoCollectPage(bool collect);
 
-  /// Reports a push message: type 0 when it was delivered, 1 when it was opened; other types are ignored. The
-  /// payload is a dictionary that may hold "$push_channel" and "activityId"; anything else is ignored.
+  /// Reports a push message: type 0 if it was delivered, 1 if it was opened; other types are ignored. `msg` is a
+  /// dictionary, of which "$push_channel" and "activityId" are reported; both may be missing.
   static void pushTrack(std::uint64_t type, const Value& msg);
 };
 

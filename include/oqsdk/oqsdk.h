@@ -11,4 +11,5 @@
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "oqsdk/TorvelinOqManager.h"
+#include "oqsdk/TypeEncoding.h"
 #include "oqsdk/Value.h"

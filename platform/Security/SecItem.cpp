@@ -46,7 +46,7 @@ bool isAttribute(std::string_view key) {
 }
 
 const boost::json::string* textOf(const PropertyValue& value) {
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   return object ? object->if_string() : nullptr;
 }
 
@@ -65,7 +65,7 @@ bool readEntry(std::string_view key, const PropertyValue& value, ItemRequest& re
     request.data = *data;
     return key == kSecValueData;
   }
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   if (!object || !object->is_bool()) return false;
   if (key == kSecReturnAttributes) request.returnsAttributes = object->get_bool();
   if (key == kSecReturnData) request.returnsData = object->get_bool();
@@ -86,7 +86,7 @@ std::optional<ItemRequest> readQuery(const SecDictionary& dictionary) {
 
 SecDictionary dictionaryOf(const KeychainItem& item) {
   SecDictionary dictionary;
-  for (const auto& [name, text] : item.attributes) dictionary.emplace(name, Value(text));
+  for (const auto& [name, text] : item.attributes) dictionary.emplace(name, JSONValue(text));
   return dictionary;
 }
 

@@ -3,14 +3,14 @@
 
 #include <string>
 
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
 /// A message that a page's script posted, and the name of the handler.
 struct WKScriptMessage {
   std::string name;
-  Value body;
+  JSONValue body;
 };
 
 class WKScriptMessageHandler {

@@ -21,9 +21,9 @@ Error refusal(URLErrorCode code, const char* description) {
 }
 
 /// JSON that is nested too deeply stays a string.
-Value valueOf(const std::string& json) {
+JSONValue valueOf(const std::string& json) {
   if (auto value = valueWithJSONData(Data(json.begin(), json.end()))) return *std::move(value);
-  return Value(json);
+  return JSONValue(json);
 }
 
 }  // namespace
@@ -120,12 +120,13 @@ std::optional<oq::URL> WKWebView::URL() const {
 }
 
 void WKWebView::evaluateJavaScript(
-    const std::string& script, std::function<void(const Value& result, const std::optional<Error>& error)> completion) {
+    const std::string& script,
+    std::function<void(const JSONValue& result, const std::optional<Error>& error)> completion) {
   if (!_page) return;
   _page->evaluate(script, [completion = std::move(completion)](const std::optional<std::string>& json) {
     if (!completion) return;
     if (json) return completion(valueOf(*json), std::nullopt);
-    completion(Value(), Error{"WKErrorDomain", 4, "A JavaScript exception occurred"});
+    completion(JSONValue(), Error{"WKErrorDomain", 4, "A JavaScript exception occurred"});
   });
 }
 

@@ -53,7 +53,7 @@ class WKWebView : public UIView, private WebPageClient {
   /// The completion is called later, once, with the result, or with an error if the script failed. It is never called
   /// after the page has closed.
   void evaluateJavaScript(const std::string& script,
-                          std::function<void(const Value& result, const std::optional<Error>& error)> completion);
+                          std::function<void(const JSONValue& result, const std::optional<Error>& error)> completion);
 
   /// Supports the key path "estimatedProgress".
   void addObserver(const std::shared_ptr<KeyValueObserver>& observer, const std::string& keyPath) {

@@ -71,15 +71,15 @@ void OQDecisionLog::record(OQDecision decision, const OQWindowEvent* event,
   std::memcpy(entry.name.data(), name.data(), name.size());
 }
 
-Value OQDecisionLog::valueOf(const Entry& entry) {
+JSONValue OQDecisionLog::valueOf(const Entry& entry) {
   const double milliseconds = std::nearbyint(secondsSince1970(entry.time) * 1000.0);
   return {{"time", milliseconds},
-          {"event", entry.hasName ? Value(std::string_view(entry.name.data(), entry.nameLength)) : Value()},
-          {"windowId", entry.window ? entry.window->windowId() : Value()},
+          {"event", entry.hasName ? JSONValue(std::string_view(entry.name.data(), entry.nameLength)) : JSONValue()},
+          {"windowId", entry.window ? entry.window->windowId() : JSONValue()},
           {"outcome", textOf(entry.decision)}};
 }
 
-Value OQDecisionLog::entries() const {
+JSONValue OQDecisionLog::entries() const {
   std::vector<Entry> ring;
   std::uint64_t recorded = 0;
   {
@@ -87,7 +87,7 @@ Value OQDecisionLog::entries() const {
     ring = _ring;
     recorded = _recorded;
   }
-  Array entries;
+  JSONArray entries;
   const std::uint64_t count = std::min<std::uint64_t>(recorded, ring.size());
   for (std::uint64_t i = recorded - count; i < recorded; ++i) entries.push_back(valueOf(ring[i % ring.size()]));
   return entries;

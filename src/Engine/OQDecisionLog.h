@@ -42,7 +42,7 @@ class OQDecisionLog {
   /// The entry keeps the window alive, and a copy of the event's name.
   void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
   /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
-  Value entries() const;
+  JSONValue entries() const;
   /// Removes all entries.
   void setCapacity(std::size_t capacity);
 
@@ -56,7 +56,7 @@ class OQDecisionLog {
     std::array<char, 95> name{};
   };
 
-  static Value valueOf(const Entry& entry);
+  static JSONValue valueOf(const Entry& entry);
 
   mutable std::mutex _mutex;
   std::vector<Entry> _ring;

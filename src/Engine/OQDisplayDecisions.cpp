@@ -24,7 +24,7 @@ std::optional<OQDecision> refusalOf(const OQRecordTreeNode& record) {
 
 /// To the second, both ends included. Each comparison writes to the platform's log.
 std::optional<OQDecision> refusalByTime(const OQWindowData& window) {
-  const auto compared = [now = currentDate()](const Value& time) {
+  const auto compared = [now = currentDate()](const JSONValue& time) {
     return OQUtils::compareOneDay(now, OQUtils::dateFromString(time));
   };
   if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;

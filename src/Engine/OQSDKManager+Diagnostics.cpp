@@ -57,7 +57,7 @@ std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, cons
 }
 
 /// The event in the sample resource; null if the file is missing or has another format.
-Value sampleEvent() {
+JSONValue sampleEvent() {
   const auto file = pathForResource("OQSDK", "testData.json");
   const auto contents = file ? contentsOfFile(*file) : std::nullopt;
   auto sample = contents ? valueWithJSONData(*contents) : std::nullopt;
@@ -66,15 +66,15 @@ Value sampleEvent() {
   auto* records = data ? data->if_array() : nullptr;
   auto* first = records && !records->empty() ? records->front().if_object() : nullptr;
   auto* event = first ? first->if_contains("event") : nullptr;
-  return event ? std::move(*event) : Value();
+  return event ? std::move(*event) : JSONValue();
 }
 
-Value orNull(const std::optional<std::string>& text) {
-  return text ? Value(*text) : Value();
+JSONValue orNull(const std::optional<std::string>& text) {
+  return text ? JSONValue(*text) : JSONValue();
 }
 
-Value nameOf(const std::shared_ptr<OQWindowEvent>& condition) {
-  return condition ? condition->xwhat() : Value();
+JSONValue nameOf(const std::shared_ptr<OQWindowEvent>& condition) {
+  return condition ? condition->xwhat() : JSONValue();
 }
 
 }  // namespace
@@ -127,7 +127,7 @@ void OQSDKManager::testMultipleThread() {
 }
 
 Value OQSDKManager::diagnostics() const {
-  Array windows, subscriptions;
+  JSONArray windows, subscriptions;
   // Kept alive during the loop: another list may replace it.
   const auto inApp = inAppDataArray(), subscribed = subscribeDataArray();
   const auto records = recordTree();
@@ -144,11 +144,13 @@ Value OQSDKManager::diagnostics() const {
   for (const auto& window : *subscribed)
     subscriptions.push_back({{"windowId", window->windowId()}, {"event", nameOf(window->event())}});
   const Session session = _session.values();
-  return {{"environment", getEnvironment()},      {"isLoggedIn", session.token.has_value()},
-          {"userId", orNull(session.userId)},     {"appId", orNull(session.appid)},
-          {"pageName", orNull(session.pageName)}, {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},
-          {"windows", std::move(windows)},        {"subscriptions", std::move(subscriptions)},
-          {"decisions", recentDecisions()}};
+  JSONValue state{
+      {"environment", getEnvironment()},        {"isLoggedIn", session.token.has_value()},
+      {"userId", orNull(session.userId)},       {"appId", orNull(session.appid)},
+      {"pageName", orNull(session.pageName)},   {"waitingEvents", waitingEvents().size() + waitingEvents1().size()},
+      {"windows", std::move(windows)},          {"subscriptions", std::move(subscriptions)},
+      {"decisions", _decisions.log().entries()}};
+  return publicValue(std::move(state));
 }
 
 }  // namespace oq

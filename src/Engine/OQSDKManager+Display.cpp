@@ -12,12 +12,12 @@
 
 namespace oq {
 
-void OQSDKManager::onEventDataReceived(const Value& info) {
+void OQSDKManager::onEventDataReceived(const JSONValue& info) {
   if (!info.is_object()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
   // Checked without effect: page views are matched like any other event. This is intentional.
-  [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == Value("$pageview");
+  [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == JSONValue("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();
   event->setModelWithDic(info);
@@ -50,7 +50,7 @@ void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& nod
 
 void OQSDKManager::_present(const std::shared_ptr<OQWindowData>& window) {
   auto self = shared_from_this();
-  auto action = [self, window](std::int64_t code, const Value& link) {
+  auto action = [self, window](std::int64_t code, const JSONValue& link) {
     guarded([&] { self->_handleWindowAction(window, code, link); });
   };
   auto present = [self, window, action] { guarded([&] { self->presentWindow(window, action); }); };
@@ -64,7 +64,7 @@ void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, Wi
 }
 
 void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code,
-                                       const Value& link) {
+                                       const JSONValue& link) {
   const auto clicked = [&](const char* entry) {
     OQLogger::log(entry);
     jumpToWebViewWithURLStr(link);
@@ -91,7 +91,7 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
   }
 }
 
-void OQSDKManager::jumpToWebViewWithURLStr(const Value& url) {
+void OQSDKManager::jumpToWebViewWithURLStr(const JSONValue& url) {
   if (isNonEmptyString(url)) OQWebController::open(std::string(url.get_string()));
 }
 
@@ -100,7 +100,7 @@ void OQSDKManager::reportWindowEventWithName(const std::optional<std::string>& n
   _reportEvent(OQServerRequests::windowEvent(_session.values(), name, type, window));
 }
 
-void OQSDKManager::reportPushEventWithType(std::uint64_t type, const Value& msg) {
+void OQSDKManager::reportPushEventWithType(std::uint64_t type, const JSONValue& msg) {
   _reportEvent(OQServerRequests::pushEvent(_session.values(), type, msg));
 }
 

@@ -33,10 +33,10 @@ void noteFetchedToday() {
   defaults->synchronize();
 }
 
-OQCampaignStore::Windows windowsFrom(const Array& records) {
+OQCampaignStore::Windows windowsFrom(const JSONArray& records) {
   OQCampaignStore::Windows windows;
   windows.reserve(records.size());
-  for (const Value& record : records) windows.push_back(OQCampaignList::windowFrom(record));
+  for (const JSONValue& record : records) windows.push_back(OQCampaignList::windowFrom(record));
   return windows;
 }
 
@@ -82,7 +82,7 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
 
 void OQSDKManager::exchangeMethod() {
   OQUploadHookBlock block = [](Object&, SEL, const Value& info, const std::string&, const UploadHandler&) {
-    guarded([&] { sharedManager().onEventDataReceived(info); });
+    guarded([&] { sharedManager().onEventDataReceived(jsonIn(info)); });
   };
   Class* analytics = NSClassFromString("TorvelinSDK");
   if (!analytics) {
@@ -103,7 +103,7 @@ std::uint64_t OQSDKManager::getEnvironment() {
 }
 
 void OQSDKManager::login() {
-  OQServerRequests::login(_session.values(), weak_from_this(), [this](const Value& answer) {
+  OQServerRequests::login(_session.values(), weak_from_this(), [this](const JSONValue& answer) {
     _session.takeToken(valueForKey(answer, "token"));
     getListData();
   });
@@ -123,22 +123,22 @@ void OQSDKManager::getListData() {
 
 void OQSDKManager::getInAppList() {
   _requests.getInAppList(_session.values(), weak_from_this(),
-                         [this](const Array& records) { _installInAppList(records); });
+                         [this](const JSONArray& records) { _installInAppList(records); });
 }
 
 void OQSDKManager::getSubscribeList() {
   _requests.getSubscribeList(_session.values(), weak_from_this(),
-                             [this](const Array& records) { _installSubscribeList(records); });
+                             [this](const JSONArray& records) { _installSubscribeList(records); });
 }
 
-void OQSDKManager::_installInAppList(const Array& records) {
+void OQSDKManager::_installInAppList(const JSONArray& records) {
   auto windows = windowsFrom(records);
   // Only so that the picture is in the cache before the window is shown.
   for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
   for (const auto& event : _store->install(Kind::InApp, std::move(windows))) triggerEventMatchInApp(event);
 }
 
-void OQSDKManager::_installSubscribeList(const Array& records) {
+void OQSDKManager::_installSubscribeList(const JSONArray& records) {
   for (const auto& event : _store->install(Kind::Subscribe, windowsFrom(records))) triggerEventMatchSubscribe(event);
 }
 

@@ -12,6 +12,7 @@
 
 #include "Engine/OQCampaignStore.h"
 #include "Engine/OQDisplayDecisions.h"
+#include "Foundation/Values/JSONValue.h"
 #include "Requests/OQNetwork.h"
 #include "Requests/OQServerRequests.h"
 #include "Requests/OQSession.h"
@@ -19,7 +20,6 @@
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
 #include "oqsdk/TorvelinOqConfig.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -42,7 +42,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   using Events = OQCampaignStore::Events;
   /// What happened to a window on screen: 1 shown, 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and
   /// the link.
-  using WindowAction = std::function<void(std::int64_t code, const Value& link)>;
+  using WindowAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// The engine of the process, created at the first call. It is never destroyed: threads may still report to it
   /// while the process ends.
@@ -70,14 +70,14 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void getSubscribeList();
 
   /// Receives an event of the analytics library. Anything but a dictionary is ignored.
-  void onEventDataReceived(const Value& info);
+  void onEventDataReceived(const JSONValue& info);
   void triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event);
   void triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event);
   /// Sends an event that the server subscribed to.
   void triggerEvent(const std::shared_ptr<OQWindowEvent>& event);
   void autoPageCollected(const std::string& name) { setPageName(name); }
-  void pushTrack(std::uint64_t type, const Value& msg) { reportPushEventWithType(type, msg); }
+  void pushTrack(std::uint64_t type, const JSONValue& msg) { reportPushEventWithType(type, msg); }
 
   /// Whether the window may be shown now. If so, the display has been counted and written.
   bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
@@ -91,10 +91,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void syncInAppData() { _store->syncList(OQCampaignStore::Kind::InApp); }
   void syncSubscribeData() { _store->syncList(OQCampaignStore::Kind::Subscribe); }
   void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
-  void reportPushEventWithType(std::uint64_t type, const Value& msg);
+  void reportPushEventWithType(std::uint64_t type, const JSONValue& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
   /// Main queue only.
-  void jumpToWebViewWithURLStr(const Value& url);
+  void jumpToWebViewWithURLStr(const JSONValue& url);
 
   /// Hands the log files (the newest, as many as a mail carries) to OQUtils::sendEmailTo(), with the names that
   /// they have in the log's folder. Reads them on the calling thread.
@@ -107,7 +107,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// The completion may be empty; see OQNetwork.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
-  Value recentDecisions() const override { return _decisions.log().entries(); }
+  Value recentDecisions() const override { return publicValue(_decisions.log().entries()); }
   void keepRecentDecisions(std::size_t most) override;
 
   // The state. Lists and arrays are returned as they are at that moment.
@@ -157,11 +157,11 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   static std::shared_ptr<OQSDKManager> _makeShared();
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
-  void _installInAppList(const Array& records);
-  void _installSubscribeList(const Array& records);
+  void _installInAppList(const JSONArray& records);
+  void _installSubscribeList(const JSONArray& records);
   /// Called on any thread; continues on the main queue, immediately if the caller is already there.
   void _present(const std::shared_ptr<OQWindowData>& window);
-  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const Value& link);
+  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const JSONValue& link);
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
   OQDisplayDecisions _decisions{_store};

@@ -1,11 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oqsdk/TorvelinOqConfig.h"
 
+#include <mutex>
 #include <utility>
 
 #include "Storage/OQUserDefaults.h"
 
 namespace oq {
+
+/// Every thread reads it; the main thread sets it.
+class __attribute__((visibility("hidden"))) TorvelinOqConfig::State {
+ public:
+  std::mutex mutex;
+  std::string appKey;
+};
+
+TorvelinOqConfig::TorvelinOqConfig() : _state(std::make_unique<State>()) {}
+
+TorvelinOqConfig::~TorvelinOqConfig() = default;
 
 Class* TorvelinOqConfig::staticClass() {
   static Class* registered = registerClass("TorvelinOqConfig", Object::staticClass());
@@ -19,29 +31,21 @@ std::shared_ptr<TorvelinOqConfig> TorvelinOqConfig::defaultConfig() {
 }
 
 void TorvelinOqConfig::setAppKey(std::string appKey) {
-  std::lock_guard lock(_mutex);
-  _appKey = std::move(appKey);
+  std::lock_guard lock(_state->mutex);
+  _state->appKey = std::move(appKey);
 }
 
 std::string TorvelinOqConfig::appKey() const {
-  std::lock_guard lock(_mutex);
-  return _appKey;
+  std::lock_guard lock(_state->mutex);
+  return _state->appKey;
 }
 
 void TorvelinOqConfig::setEnvType(std::uint64_t envType) {
-  {
-    std::lock_guard lock(_mutex);
-    _envType = envType;
-  }
   OQUserDefaults::setEnvironment(envType);
 }
 
 std::uint64_t TorvelinOqConfig::envType() {
-  // The store decides, so that all configurations agree; the field only follows it.
-  const std::uint64_t stored = OQUserDefaults::environment();
-  std::lock_guard lock(_mutex);
-  _envType = stored;
-  return stored;
+  return OQUserDefaults::environment();
 }
 
 }  // namespace oq

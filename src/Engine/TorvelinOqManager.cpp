@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Values/JSONValue.h"
 #include "Utils/OQGuard.h"
 
 namespace oq {
@@ -13,8 +14,12 @@ Class* TorvelinOqManager::staticClass() {
   return registered;
 }
 
-Object& TorvelinOqManager::getObserverListener() {
+OQObserverListener& TorvelinOqManager::engine() {
   return OQSDKManager::sharedManager();
+}
+
+Object& TorvelinOqManager::getObserverListener() {
+  return engine();
 }
 
 void TorvelinOqManager::startWithConfig(std::shared_ptr<TorvelinOqConfig> config) {
@@ -26,7 +31,7 @@ void TorvelinOqManager::setAutoCollectPage(bool collect) {
 }
 
 void TorvelinOqManager::pushTrack(std::uint64_t type, const Value& msg) {
-  guarded([&] { OQSDKManager::sharedManager().pushTrack(type, msg); });
+  guarded([&] { OQSDKManager::sharedManager().pushTrack(type, jsonIn(msg)); });
 }
 
 }  // namespace oq

@@ -58,7 +58,7 @@ bool OQCampaignList::leadsToPages() const {
   return std::any_of(_windows.begin(), _windows.end(), [](const auto& window) { return leadsToPage(*window); });
 }
 
-std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const Value& record) {
+std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const JSONValue& record) {
   auto window = std::make_shared<OQWindowData>();
   window->setModelWithDic(record);
   return window;

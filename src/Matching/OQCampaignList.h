@@ -46,7 +46,7 @@ class OQCampaignList {
   explicit OQCampaignList(Windows windows, PreConditions preConditions = PreConditions::Heeded);
 
   /// A window as the server describes it, and its initial record.
-  static std::shared_ptr<OQWindowData> windowFrom(const Value& record);
+  static std::shared_ptr<OQWindowData> windowFrom(const JSONValue& record);
   static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
   const Windows& windows() const { return _windows; }

@@ -50,7 +50,7 @@ std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
 }
 
-std::size_t sizeOf(const Dictionary* context) {
+std::size_t sizeOf(const JSONDictionary* context) {
   return context ? std::min(context->size(), kLargestSize) : 0;
 }
 
@@ -110,7 +110,7 @@ class OQConditionIndex::Builder {
     if (!condition || !condition->available() || !condition->xwhat().is_string()) return;
     const std::uint64_t hash = hashOf(condition->xwhat().get_string());
     const std::uint32_t name = nameWith(hash, condition->xwhat().get_string());
-    const Dictionary* context = condition->xcontext().if_object();
+    const JSONDictionary* context = condition->xcontext().if_object();
     const std::size_t first = _properties.size();
     if (context) {
       for (const auto& [key, value] : *context) {
@@ -263,7 +263,7 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
   const Name* name = find(hash, *text);
   if (!name) return ranges;
 
-  const Dictionary* context = event.xcontext().if_object();
+  const JSONDictionary* context = event.xcontext().if_object();
   if (!context || context->empty()) {
     ranges.push_back(name->all);
     return ranges;

@@ -19,7 +19,7 @@ OQButtonAttribute::OQButtonAttribute() {
   setSize(UIScreen::mainScreen().bounds().size.width / 590.5 * 30.0);
 }
 
-void OQButtonAttribute::setModelWithDic(const Value& dic) {
+void OQButtonAttribute::setModelWithDic(const JSONValue& dic) {
   if (!dic.is_object()) return;
   OQWindowItemAttribute::setModelWithDic(dic);
   _eventLink = valueForKey(dic, "clickEvent");

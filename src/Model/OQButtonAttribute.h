@@ -16,15 +16,15 @@ class OQButtonAttribute : public OQWindowItemAttribute {
   OQButtonAttribute();
 
   /// The action or link of the button.
-  const Value& eventLink() const { return _eventLink; }
-  void setEventLink(const Value& link) { _eventLink = link; }
+  const JSONValue& eventLink() const { return _eventLink; }
+  void setEventLink(const JSONValue& link) { _eventLink = link; }
 
-  void setModelWithDic(const Value& dic) override;
+  void setModelWithDic(const JSONValue& dic) override;
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  Value _eventLink;
+  JSONValue _eventLink;
 };
 
 }  // namespace oq

@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/JSONValue.h"
 #include "Foundation/Values/Number.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -15,9 +15,9 @@ namespace oq {
 
 /// Reads fields from a dictionary; missing ones become 0 or nil. Nested models are always created.
 struct FieldsFromDictionary {
-  const Value& dic;
+  const JSONValue& dic;
 
-  void operator()(const char* key, const char*, Value& field) const { field = valueForKey(dic, key); }
+  void operator()(const char* key, const char*, JSONValue& field) const { field = valueForKey(dic, key); }
   void operator()(const char* key, const char*, std::int64_t& field) const {
     field = integerValue(valueForKey(dic, key));
   }
@@ -32,7 +32,7 @@ struct FieldsFromDictionary {
 struct FieldsToArchive {
   KeyedArchiver& coder;
 
-  void operator()(const char*, const char* key, const Value& field) const { coder.encodeObject(field, key); }
+  void operator()(const char*, const char* key, const JSONValue& field) const { coder.encodeObject(field, key); }
   void operator()(const char*, const char* key, const std::int64_t& field) const { coder.encodeInteger(field, key); }
   void operator()(const char*, const char* key, const double& field) const { coder.encodeDouble(field, key); }
   template <class Model>
@@ -44,7 +44,7 @@ struct FieldsToArchive {
 struct FieldsFromArchive {
   const KeyedUnarchiver& coder;
 
-  void operator()(const char*, const char* key, Value& field) const { field = coder.decodeValue(key); }
+  void operator()(const char*, const char* key, JSONValue& field) const { field = coder.decodeValue(key); }
   void operator()(const char*, const char* key, std::int64_t& field) const { field = coder.decodeInteger(key); }
   void operator()(const char*, const char* key, double& field) const { field = coder.decodeDouble(key); }
   template <class Model>

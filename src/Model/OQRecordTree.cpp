@@ -71,8 +71,8 @@ void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& ne
   if (newNode.count() >= 0) oldNode.setCount(newNode.count());
   // The server always sends 0, which must not reset the local count.
   if (newNode.usedCount() > 0) oldNode.setUsedCount(newNode.usedCount());
-  if (Value start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
-  if (Value end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);
+  if (JSONValue start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
+  if (JSONValue end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);
   if (newNode.isUserClosed()) oldNode.setUserClosed(true);
 }
 

@@ -48,23 +48,23 @@ void OQRecordTreeNode::setUsedCount(std::int64_t usedCount) {
   _usedCount = std::min(usedCount, _count.load());
 }
 
-Value OQRecordTreeNode::startTime() const {
+JSONValue OQRecordTreeNode::startTime() const {
   std::lock_guard lock(_mutex);
   return _startTime;
 }
 
-void OQRecordTreeNode::setStartTime(const Value& time) {
+void OQRecordTreeNode::setStartTime(const JSONValue& time) {
   std::lock_guard lock(_mutex);
   if (_startTime != time) ++_terms;
   _startTime = time;
 }
 
-Value OQRecordTreeNode::endTime() const {
+JSONValue OQRecordTreeNode::endTime() const {
   std::lock_guard lock(_mutex);
   return _endTime;
 }
 
-void OQRecordTreeNode::setEndTime(const Value& time) {
+void OQRecordTreeNode::setEndTime(const JSONValue& time) {
   std::lock_guard lock(_mutex);
   if (_endTime != time) ++_terms;
   _endTime = time;

@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -45,10 +45,10 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::int64_t usedCount() const { return _usedCount; }
   void setUsedCount(std::int64_t usedCount);
   /// The time range as the server sent it; null if there is none.
-  Value startTime() const;
-  void setStartTime(const Value& time);
-  Value endTime() const;
-  void setEndTime(const Value& time);
+  JSONValue startTime() const;
+  void setStartTime(const JSONValue& time);
+  JSONValue endTime() const;
+  void setEndTime(const JSONValue& time);
 
   // Several processes of one application store their records in one file.
 
@@ -83,8 +83,8 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::atomic<std::int64_t> _usedCount{0};
   /// Guards the times, that the used count is held against one count, and that one state is encoded.
   mutable std::mutex _mutex;
-  Value _startTime;
-  Value _endTime;
+  JSONValue _startTime;
+  JSONValue _endTime;
   /// What is known of the file: the used count in it, and which version of the terms, that is of the count and times.
   std::atomic<std::int64_t> _storedUsedCount{0};
   std::atomic<std::uint32_t> _storedTerms{0};

@@ -68,7 +68,7 @@ void OQWindowData::visitFields(Window& window, const Visit& visit) {
   visit("buttonRight", "rightBtnAttribute", window._rightBtnAttribute);
 }
 
-void OQWindowData::setModelWithDic(const Value& dic) {
+void OQWindowData::setModelWithDic(const JSONValue& dic) {
   if (dic.is_object()) visitFields(*this, WindowFieldsFromDictionary{{dic}});
 }
 

@@ -23,8 +23,8 @@ class OQWindowData : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowData";
 
-  const Value& windowId() const { return _windowId; }
-  void setWindowId(const Value& windowId) { _windowId = windowId; }
+  const JSONValue& windowId() const { return _windowId; }
+  void setWindowId(const JSONValue& windowId) { _windowId = windowId; }
   /// How often the window may be shown.
   std::int64_t count() const { return _count; }
   void setCount(std::int64_t count) { _count = count; }
@@ -34,17 +34,17 @@ class OQWindowData : public OQWindowDataModel {
   /// Stored, but not used.
   std::int64_t type() const { return _type; }
   void setType(std::int64_t type) { _type = type; }
-  const Value& createTime() const { return _createTime; }
-  void setCreateTime(const Value& time) { _createTime = time; }
-  const Value& changeTime() const { return _changeTime; }
-  void setChangeTime(const Value& time) { _changeTime = time; }
-  const Value& startTime() const { return _startTime; }
-  void setStartTime(const Value& time) { _startTime = time; }
-  const Value& endTime() const { return _endTime; }
-  void setEndTime(const Value& time) { _endTime = time; }
+  const JSONValue& createTime() const { return _createTime; }
+  void setCreateTime(const JSONValue& time) { _createTime = time; }
+  const JSONValue& changeTime() const { return _changeTime; }
+  void setChangeTime(const JSONValue& time) { _changeTime = time; }
+  const JSONValue& startTime() const { return _startTime; }
+  void setStartTime(const JSONValue& time) { _startTime = time; }
+  const JSONValue& endTime() const { return _endTime; }
+  void setEndTime(const JSONValue& time) { _endTime = time; }
   /// The action of a tap on the window itself.
-  const Value& eventLink() const { return _eventLink; }
-  void setEventLink(const Value& link) { _eventLink = link; }
+  const JSONValue& eventLink() const { return _eventLink; }
+  void setEventLink(const JSONValue& link) { _eventLink = link; }
   /// The condition; nullptr if the server sent none.
   const std::shared_ptr<OQWindowEvent>& event() const { return _event; }
   void setEvent(std::shared_ptr<OQWindowEvent> event) { _event = std::move(event); }
@@ -54,8 +54,8 @@ class OQWindowData : public OQWindowDataModel {
   /// Removes the pre-condition if it is still the expected one. True for the one caller that removed it.
   bool consumePreEvent(const std::shared_ptr<const OQWindowEvent>& expected);
   /// The picture's address.
-  const Value& picture() const { return _picture; }
-  void setPicture(const Value& picture) { _picture = picture; }
+  const JSONValue& picture() const { return _picture; }
+  void setPicture(const JSONValue& picture) { _picture = picture; }
   const std::shared_ptr<OQTextAttribute>& title() const { return _title; }
   void setTitle(std::shared_ptr<OQTextAttribute> title) { _title = std::move(title); }
   /// The body text, or the HTML of style 4.
@@ -69,7 +69,7 @@ class OQWindowData : public OQWindowDataModel {
   void setRightBtnAttribute(std::shared_ptr<OQButtonAttribute> button) { _rightBtnAttribute = std::move(button); }
 
   /// Texts and buttons are always created, even if the server sent none; conditions only if it sent a dictionary.
-  void setModelWithDic(const Value& dic) override;
+  void setModelWithDic(const JSONValue& dic) override;
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
@@ -78,19 +78,19 @@ class OQWindowData : public OQWindowDataModel {
   template <class Window, class Visit>
   static void visitFields(Window& window, const Visit& visit);
 
-  Value _windowId;
+  JSONValue _windowId;
   std::int64_t _count = 0;
   std::int64_t _style = 0;
   std::int64_t _type = 0;
-  Value _createTime;
-  Value _changeTime;
-  Value _startTime;
-  Value _endTime;
-  Value _eventLink;
+  JSONValue _createTime;
+  JSONValue _changeTime;
+  JSONValue _startTime;
+  JSONValue _endTime;
+  JSONValue _eventLink;
   std::shared_ptr<OQWindowEvent> _event;
   mutable std::mutex _preEventMutex;
   std::shared_ptr<OQWindowEvent> _preEvent;
-  Value _picture;
+  JSONValue _picture;
   std::shared_ptr<OQTextAttribute> _title;
   std::shared_ptr<OQTextAttribute> _content;
   std::shared_ptr<OQButtonAttribute> _leftBtnAttribute;

@@ -8,7 +8,7 @@ Class* OQWindowDataModel::staticClass() {
   return registered;
 }
 
-void OQWindowDataModel::setModelWithDic(const Value&) {}
+void OQWindowDataModel::setModelWithDic(const JSONValue&) {}
 
 void OQWindowDataModel::encodeWithCoder(KeyedArchiver&) const {}
 

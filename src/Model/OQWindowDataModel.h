@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -22,7 +22,7 @@ class OQWindowDataModel : public Object, public SecureCoding {
   static bool supportsSecureCoding() { return true; }
 
   /// Takes over the dictionary's values; has no effect in the base.
-  virtual void setModelWithDic(const Value& dic);
+  virtual void setModelWithDic(const JSONValue& dic);
   void encodeWithCoder(KeyedArchiver& coder) const override;
   virtual void initWithCoder(const KeyedUnarchiver& coder);
 

@@ -16,21 +16,21 @@ class OQWindowEvent : public OQWindowDataModel {
   /// Whether it was filled from a dictionary; otherwise it never matches.
   bool available() const { return _available; }
   void setAvailable(bool available) { _available = available; }
-  const Value& appid() const { return _appid; }
-  void setAppid(const Value& appid) { _appid = appid; }
+  const JSONValue& appid() const { return _appid; }
+  void setAppid(const JSONValue& appid) { _appid = appid; }
   /// The event's name.
-  const Value& xwhat() const { return _xwhat; }
-  void setXwhat(const Value& xwhat) { _xwhat = xwhat; }
+  const JSONValue& xwhat() const { return _xwhat; }
+  void setXwhat(const JSONValue& xwhat) { _xwhat = xwhat; }
   double xwhen() const { return _xwhen; }
   void setXwhen(double xwhen) { _xwhen = xwhen; }
-  const Value& xwho() const { return _xwho; }
-  void setXwho(const Value& xwho) { _xwho = xwho; }
+  const JSONValue& xwho() const { return _xwho; }
+  void setXwho(const JSONValue& xwho) { _xwho = xwho; }
   /// The event's properties by name, unchanged.
-  const Value& xcontext() const { return _xcontext; }
-  void setXcontext(const Value& xcontext) { _xcontext = xcontext; }
+  const JSONValue& xcontext() const { return _xcontext; }
+  void setXcontext(const JSONValue& xcontext) { _xcontext = xcontext; }
 
   /// Any value except a dictionary only makes the event unavailable. An empty dictionary is available.
-  void setModelWithDic(const Value& dic) override;
+  void setModelWithDic(const JSONValue& dic) override;
 
   /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the two contexts
   /// (the condition's if both have the same size). Allocates no memory.
@@ -39,7 +39,7 @@ class OQWindowEvent : public OQWindowDataModel {
   bool matches(const OQWindowEvent* condition) const { return condition && matches(*condition); }
 
   /// The event in the form sent to the server; missing values become an empty string or dictionary.
-  Dictionary toDictionary() const;
+  JSONDictionary toDictionary() const;
 
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
@@ -50,11 +50,11 @@ class OQWindowEvent : public OQWindowDataModel {
   static void visitFields(Event& event, const Visit& visit);
 
   bool _available = false;
-  Value _appid;
-  Value _xwhat;
+  JSONValue _appid;
+  JSONValue _xwhat;
   double _xwhen = 0;
-  Value _xwho;
-  Value _xcontext;
+  JSONValue _xwho;
+  JSONValue _xcontext;
 };
 
 }  // namespace oq

@@ -24,7 +24,7 @@ Class* OQWindowItemAttribute::staticClass() {
   return registered;
 }
 
-UIColor colorFromHexString(const Value& text) {
+UIColor colorFromHexString(const JSONValue& text) {
   std::string digits = replacingAll(descriptionOf(text), "#", "0x");
   // The result of strtoul is the colour: six digits are expected, the top byte of eight is dropped.
   unsigned long rgb = std::strtoul(digits.c_str(), nullptr, 16);
@@ -32,17 +32,17 @@ UIColor colorFromHexString(const Value& text) {
   return UIColor::colorWithRed(component(16), component(8), component(0), 1.0);
 }
 
-void OQWindowItemAttribute::setModelWithDic(const Value& dic) {
+void OQWindowItemAttribute::setModelWithDic(const JSONValue& dic) {
   if (!dic.is_object()) return;
   _text = valueForKey(dic, "text");
-  const Value& color = valueForKey(dic, "color");
+  const JSONValue& color = valueForKey(dic, "color");
   if (!color.is_null()) _color = colorFromHexString(color);
-  const Value& background = valueForKey(dic, "background");
+  const JSONValue& background = valueForKey(dic, "background");
   if (!background.is_null()) _backgroundColor = colorFromHexString(background);
-  const Value& size = valueForKey(dic, "size");
+  const JSONValue& size = valueForKey(dic, "size");
   if (size.is_null()) return;
   // Sizes are sent in half points.
-  _size = doubleValue(Value(replacingAll(descriptionOf(size), "pd", ""))) * 0.5;
+  _size = doubleValue(JSONValue(replacingAll(descriptionOf(size), "pd", ""))) * 0.5;
 }
 
 void OQWindowItemAttribute::encodeWithCoder(KeyedArchiver& coder) const {

@@ -10,7 +10,7 @@ namespace oq {
 
 /// The colour of a string "#RRGGBB": black if it cannot be parsed, always opaque. An object that is not a string is
 /// first converted to one.
-UIColor colorFromHexString(const Value& text);
+UIColor colorFromHexString(const JSONValue& text);
 
 /// The appearance of one text or button of a window. Threads and failure: as for OQWindowDataModel.
 class OQWindowItemAttribute : public OQWindowDataModel {
@@ -19,8 +19,8 @@ class OQWindowItemAttribute : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowItemAttribute";
 
-  const Value& text() const { return _text; }
-  void setText(const Value& text) { _text = text; }
+  const JSONValue& text() const { return _text; }
+  void setText(const JSONValue& text) { _text = text; }
   const std::optional<UIColor>& color() const { return _color; }
   void setColor(std::optional<UIColor> color) { _color = color; }
   const std::optional<UIColor>& backgroundColor() const { return _backgroundColor; }
@@ -29,12 +29,12 @@ class OQWindowItemAttribute : public OQWindowDataModel {
   double size() const { return _size; }
   void setSize(double size) { _size = size; }
 
-  void setModelWithDic(const Value& dic) override;
+  void setModelWithDic(const JSONValue& dic) override;
   void encodeWithCoder(KeyedArchiver& coder) const override;
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  Value _text;
+  JSONValue _text;
   std::optional<UIColor> _color;
   std::optional<UIColor> _backgroundColor;
   double _size = 0;

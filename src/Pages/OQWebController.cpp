@@ -198,8 +198,8 @@ const std::shared_ptr<UIBarButtonItem>& OQWebController::backBarButtonItem() {
   return _backBarButtonItem;
 }
 
-void OQWebController::observeValueForKeyPath(const std::string& keyPath, Object&, const Dictionary& change) {
-  const Value* value = keyPath == kEstimatedProgress ? change.if_contains("new") : nullptr;
+void OQWebController::observeValueForKeyPath(const std::string& keyPath, Object&, const JSONDictionary& change) {
+  const JSONValue* value = keyPath == kEstimatedProgress ? change.if_contains("new") : nullptr;
   if (!value) return;
   progress()->setProgress(static_cast<float>(doubleValue(*value)));
   if (progress()->progress() != 1.0f) return;
@@ -218,7 +218,7 @@ void OQWebController::didStartProvisionalNavigation(WKWebView& webView) {
 
 void OQWebController::didFinishNavigation(WKWebView& webView) {
   webView.evaluateJavaScript("document.title", [weak = std::weak_ptr<OQWebController>(self())](
-                                                   const Value& title, const std::optional<Error>&) {
+                                                   const JSONValue& title, const std::optional<Error>&) {
     const auto controller = weak.lock();
     if (!controller) return;
     controller->navigationItem()->setTitle(title.is_string() ? std::optional(std::string(title.get_string()))

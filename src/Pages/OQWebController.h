@@ -70,7 +70,7 @@ class OQWebController : public UIViewController,
   const std::shared_ptr<UIButton>& reloadBtn();
   const std::shared_ptr<UIBarButtonItem>& backBarButtonItem();
 
-  void observeValueForKeyPath(const std::string& keyPath, Object& object, const Dictionary& change) override;
+  void observeValueForKeyPath(const std::string& keyPath, Object& object, const JSONDictionary& change) override;
   void didStartProvisionalNavigation(WKWebView& webView) override;
   void didFinishNavigation(WKWebView& webView) override;
   void didFailProvisionalNavigation(WKWebView& webView, const Error& error) override;

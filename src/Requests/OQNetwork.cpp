@@ -32,7 +32,7 @@ std::optional<std::string> currentBaseURL() {
   }
 }
 
-std::string queryFromDictionary(const Value& dictionary) {
+std::string queryFromDictionary(const JSONValue& dictionary) {
   std::string query;
   if (!dictionary.is_object()) return query;
   for (const auto& [key, value] : dictionary.get_object()) {
@@ -44,11 +44,11 @@ std::string queryFromDictionary(const Value& dictionary) {
 
 /// The bytes sent are always JSON. A string passes the test for presence, but the JSON writer then refuses it. This
 /// asymmetry is intentional.
-bool isRequestBody(const Value& body) {
+bool isRequestBody(const JSONValue& body) {
   return body.is_string() || body.is_object();
 }
 
-void setHeader(URLRequest& request, const Value& header) {
+void setHeader(URLRequest& request, const JSONValue& header) {
   if (header.is_object()) {
     for (const auto& [field, value] : header.get_object()) {
       request.setValueForHTTPHeaderField(descriptionOf(value), std::string(field));
@@ -66,18 +66,18 @@ std::shared_ptr<OQNetwork> OQNetwork::randomNetwork() {
 OQNetwork::OQNetwork()
     : _session(URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultSessionConfiguration())) {}
 
-void OQNetwork::postRequestWithRelativeURLStr(const std::string& path, const Value& header, const Value& body,
+void OQNetwork::postRequestWithRelativeURLStr(const std::string& path, const JSONValue& header, const JSONValue& body,
                                               SuccessBlock success, FailureBlock failure) {
   requestWithRelativeUrl(path, 1, nullptr, header, body, std::move(success), std::move(failure));
 }
 
-void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const Value& parameters, SuccessBlock success,
+void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const JSONValue& parameters, SuccessBlock success,
                                              FailureBlock failure) {
   requestWithRelativeUrl(path, 0, parameters, nullptr, nullptr, std::move(success), std::move(failure));
 }
 
-void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters,
-                                       const Value& header, const Value& body, SuccessBlock success,
+void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
+                                       const JSONValue& header, const JSONValue& body, SuccessBlock success,
                                        FailureBlock failure) {
   URLRequest request(getHttpURLWithRelativeUrl(path, parameters), URLRequestCachePolicy::ReloadIgnoringLocalCacheData,
                      requestTimeout);
@@ -101,13 +101,13 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
   _session->dataTaskWithRequest(std::move(request), std::move(completion))->resume();
 }
 
-std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const Value& parameters) const {
+std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const {
   const std::string query = queryFromDictionary(parameters);
   const std::string pathAndQuery = query.empty() ? path : stringWithFormat("%@?%@", path, query);
   return URL::withString(stringWithFormat("%@%@", currentBaseURL(), pathAndQuery));
 }
 
-std::optional<std::string> OQNetwork::httpRequestBody(const Value& body) const {
+std::optional<std::string> OQNetwork::httpRequestBody(const JSONValue& body) const {
   if (!isRequestBody(body)) return std::nullopt;
   return body.is_string() ? std::string(body.get_string()) : queryFromDictionary(body);
 }

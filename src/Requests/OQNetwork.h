@@ -11,8 +11,8 @@
 #include "Foundation/Networking/URLSession.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Error.h"
+#include "Foundation/Values/JSONValue.h"
 #include "UIKit/Painting/UIImage.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -40,22 +40,23 @@ class OQNetwork {
   OQNetwork();
 
   /// POST with a JSON body. `header` is a dictionary of strings, or null.
-  void postRequestWithRelativeURLStr(const std::string& path, const Value& header, const Value& body,
+  void postRequestWithRelativeURLStr(const std::string& path, const JSONValue& header, const JSONValue& body,
                                      SuccessBlock success, FailureBlock failure);
-  void getRequestWithRelativeURLStr(const std::string& path, const Value& parameters, SuccessBlock success,
+  void getRequestWithRelativeURLStr(const std::string& path, const JSONValue& parameters, SuccessBlock success,
                                     FailureBlock failure);
   /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. A body that is a string passes the
   /// test for presence, and the JSON writer then refuses it: throws Exception "NSInvalidArgumentException". Null and
   /// dictionary bodies never throw. Either block may be empty.
-  void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const Value& parameters, const Value& header,
-                              const Value& body, SuccessBlock success, FailureBlock failure);
+  void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
+                              const JSONValue& header, const JSONValue& body, SuccessBlock success,
+                              FailureBlock failure);
 
   /// The address of a path on the current server; nullopt if the result is not a URL. Keys and values are inserted
   /// without escaping, in the order of the dictionary.
-  std::optional<URL> getHttpURLWithRelativeUrl(const std::string& path, const Value& parameters) const;
+  std::optional<URL> getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const;
   /// The body in the form of a query; nullopt for anything but strings and dictionaries. It only shows that there is a
   /// body, and is never sent.
-  std::optional<std::string> httpRequestBody(const Value& body) const;
+  std::optional<std::string> httpRequestBody(const JSONValue& body) const;
 
   /// Loads a picture from the disk cache, or else from the network and stores it in the cache. The completion may be
   /// empty and is called exactly once. Errors are logged and not cached.

@@ -20,21 +20,21 @@ namespace oq {
 namespace {
 
 /// The "os" object of every body, with the request's own entries.
-Value deviceWith(const Dictionary& more) {
-  Dictionary device{
+JSONValue deviceWith(const JSONDictionary& more) {
+  JSONDictionary device{
       {"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OQUtils::getOSVersion()}};
   device.insert(more.begin(), more.end());
   return device;
 }
 
-Value loginBody(const OQSession::Values& session) {
+JSONValue loginBody(const OQSession::Values& session) {
   // "packageName" is the library's own identifier and not the host's; this is intentional, here and in eventBody().
   return {{"os", deviceWith({{"mac", OQUtils::getUUID()}, {"packageName", OQSDK_BUNDLE_IDENTIFIER}})},
           {"sdkVersion", OQSDKVersion},
           {"appKey", session.configuration ? session.configuration->appKey() : std::string()}};
 }
 
-Value listBody(const OQSession::Values& session) {
+JSONValue listBody(const OQSession::Values& session) {
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are intentional.
   return {{"newUser", session.isNewUser ? 0 : 1},
           {"os", deviceWith({})},
@@ -43,18 +43,18 @@ Value listBody(const OQSession::Values& session) {
           {"userId", session.userId.value_or("")}};
 }
 
-Value eventBody(const OQSession::Values& session, const OQWindowEvent& event) {
+JSONValue eventBody(const OQSession::Values& session, const OQWindowEvent& event) {
   return {{"os", deviceWith({{"packageName", OQSDK_BUNDLE_IDENTIFIER}})},
           {"sdkVersion", OQSDKVersion},
           {"token", session.token.value_or("")},
           {"userId", session.userId.value_or("")},
-          {"events", Array{event.toDictionary()}}};
+          {"events", JSONArray{event.toDictionary()}}};
 }
 
 /// The parsed answer of status 200, or nullopt if it is not JSON; with the owner, which is kept alive meanwhile.
-using Handler = std::function<void(std::optional<Value> answer, const std::shared_ptr<const void>& owner)>;
+using Handler = std::function<void(std::optional<JSONValue> answer, const std::shared_ptr<const void>& owner)>;
 
-void post(const char* path, const Value& body, OQServerRequests::Owner owner, Handler handler) {
+void post(const char* path, const JSONValue& body, OQServerRequests::Owner owner, Handler handler) {
   auto success = [weak = std::move(owner), handler = std::move(handler)](const URLResponse& response,
                                                                          const Data& data) {
     guarded([&] {
@@ -70,7 +70,7 @@ void post(const char* path, const Value& body, OQServerRequests::Owner owner, Ha
 }
 
 /// Whether the answer is a dictionary with code 0; another code is logged.
-bool isSuccess(const std::optional<Value>& answer) {
+bool isSuccess(const std::optional<JSONValue>& answer) {
   if (!answer || !answer->is_object()) return false;
   const std::int64_t code = integerValue(valueForKey(*answer, "code"));
   if (code == 0) return true;
@@ -81,20 +81,20 @@ bool isSuccess(const std::optional<Value>& answer) {
 void postEvent(const char* path, const OQSession::Values& session, OQServerRequests::Owner owner,
                const OQWindowEvent& event, std::function<void()> succeeded, const char* entry) {
   post(path, eventBody(session, event), std::move(owner),
-       [succeeded = std::move(succeeded), entry](const std::optional<Value>& answer, const auto&) {
+       [succeeded = std::move(succeeded), entry](const std::optional<JSONValue>& answer, const auto&) {
          if (isSuccess(answer)) succeeded();
          OQLogger::log(entry, answer);
        });
 }
 
 std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name, const OQSession::Values& session,
-                                          Dictionary context) {
+                                          JSONDictionary context) {
   auto event = std::make_shared<OQWindowEvent>();
-  event->setAppid(Value(session.appid.value_or("")));
-  event->setXwho(Value(session.userId.value_or("")));
+  event->setAppid(JSONValue(session.appid.value_or("")));
+  event->setXwho(JSONValue(session.userId.value_or("")));
   event->setXwhen(std::nearbyint(secondsSince1970(currentDate()) * 1000.0));
-  event->setXwhat(Value(name));
-  event->setXcontext(Value(std::move(context)));
+  event->setXwhat(JSONValue(name));
+  event->setXcontext(JSONValue(std::move(context)));
   return event;
 }
 
@@ -102,7 +102,7 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name, const OQSessi
 
 void OQServerRequests::login(const Session& session, Owner owner, Answered answered) {
   post("/push/sdk/login", loginBody(session), std::move(owner),
-       [answered = std::move(answered)](const std::optional<Value>& answer, const auto&) {
+       [answered = std::move(answered)](const std::optional<JSONValue>& answer, const auto&) {
          if (isSuccess(answer)) answered(*answer);
          OQLogger::log("login data:\n%@", answer);
        });
@@ -118,15 +118,15 @@ void OQServerRequests::getSubscribeList(const Session& session, Owner owner, Cam
 
 void OQServerRequests::getList(const char* path, const char* entry, const Session& session, Owner owner,
                                Campaigns take) {
-  const auto handle = [take = std::move(take), entry](const std::optional<Value>& answer) {
+  const auto handle = [take = std::move(take), entry](const std::optional<JSONValue>& answer) {
     if (isSuccess(answer)) {
       // An answer without campaigns changes nothing.
-      const Array* records = valueForKey(*answer, "data").if_array();
+      const JSONArray* records = valueForKey(*answer, "data").if_array();
       if (records && !records->empty()) take(*records);
     }
     OQLogger::log(entry, answer);
   };
-  post(path, listBody(session), std::move(owner), [this, handle](std::optional<Value> answer, const auto& held) {
+  post(path, listBody(session), std::move(owner), [this, handle](std::optional<JSONValue> answer, const auto& held) {
     _listAnswers.run([held, handle, answer = std::move(answer)] { handle(answer); });
   });
 }
@@ -146,13 +146,13 @@ void OQServerRequests::reportEvent(const Session& session, Owner owner, std::sha
 std::shared_ptr<OQWindowEvent> OQServerRequests::windowEvent(const Session& session,
                                                              const std::optional<std::string>& name, std::int64_t type,
                                                              const OQWindowData& window) {
-  Dictionary context{{"$dialog_id", orEmptyString(window.windowId())}};
+  JSONDictionary context{{"$dialog_id", orEmptyString(window.windowId())}};
   if (type != 0) context["$dialog_type"] = type;
   return eventNamed(name.value_or(""), session, std::move(context));
 }
 
 std::shared_ptr<OQWindowEvent> OQServerRequests::pushEvent(const Session& session, std::uint64_t type,
-                                                           const Value& msg) {
+                                                           const JSONValue& msg) {
   if (!msg.is_object() || type > 1) return nullptr;
   return eventNamed(type == 0 ? "$oq_push_delivery" : "$oq_push_click", session,
                     {{"$push_channel", orEmptyString(valueForKey(msg, "$push_channel"))},

@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
 #include "Requests/OQSession.h"
 #include "Utils/OQSerialExecutor.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -28,9 +28,9 @@ class OQServerRequests {
   using Session = OQSession::Values;
   using Owner = std::weak_ptr<const void>;
   /// An answer with code 0.
-  using Answered = std::function<void(const Value& answer)>;
+  using Answered = std::function<void(const JSONValue& answer)>;
   /// The campaigns of an answer with code 0. Never empty.
-  using Campaigns = std::function<void(const Array& records)>;
+  using Campaigns = std::function<void(const JSONArray& records)>;
 
   static void login(const Session& session, Owner owner, Answered answered);
   void getInAppList(const Session& session, Owner owner, Campaigns take);
@@ -44,7 +44,7 @@ class OQServerRequests {
                                                     std::int64_t type, const OQWindowData& window);
   /// The report of a push message: type 0 is its delivery, 1 a click on it. nullptr for any other type, and for a
   /// message that is not a dictionary.
-  static std::shared_ptr<OQWindowEvent> pushEvent(const Session& session, std::uint64_t type, const Value& msg);
+  static std::shared_ptr<OQWindowEvent> pushEvent(const Session& session, std::uint64_t type, const JSONValue& msg);
 
  private:
   void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take);

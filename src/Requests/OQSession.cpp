@@ -10,13 +10,13 @@ namespace {
 
 constexpr const char *kTokenKey = "oq_token", *kUserIdKey = "oq_xwho";
 
-std::optional<std::string> textOrNil(const Value& value) {
+std::optional<std::string> textOrNil(const JSONValue& value) {
   if (value.is_null()) return std::nullopt;
   return descriptionOf(value);
 }
 
 void store(const std::optional<std::string>& text, const char* key) {
-  OQUserDefaults::groupDefaults().setObject(text ? Value(*text) : Value(), key);
+  OQUserDefaults::groupDefaults().setObject(text ? JSONValue(*text) : JSONValue(), key);
 }
 
 }  // namespace
@@ -33,7 +33,7 @@ OQSession::Values OQSession::values() const {
   return _values;
 }
 
-void OQSession::takeUser(const Value& xwho, const Value& appid) {
+void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
   std::optional<std::string> userId = textOrNil(xwho), application = textOrNil(appid);
   store(userId, kUserIdKey);
   std::lock_guard lock(_mutex);
@@ -41,7 +41,7 @@ void OQSession::takeUser(const Value& xwho, const Value& appid) {
   _values.appid.swap(application);
 }
 
-void OQSession::takeToken(const Value& token) {
+void OQSession::takeToken(const JSONValue& token) {
   const std::optional<std::string> text = textOrNil(token);
   set(&Values::token, text);
   store(text, kTokenKey);

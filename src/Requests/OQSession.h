@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/TorvelinOqConfig.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -48,8 +48,8 @@ class OQSession {
 
   /// Takes a value of an event or an answer: a string as it is, null as no value, any other value in its string form.
   /// The user id and the token are stored for later runs.
-  void takeUser(const Value& xwho, const Value& appid);
-  void takeToken(const Value& token);
+  void takeUser(const JSONValue& xwho, const JSONValue& appid);
+  void takeToken(const JSONValue& token);
 
  private:
   mutable std::mutex _mutex;

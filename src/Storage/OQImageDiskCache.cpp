@@ -45,7 +45,7 @@ std::optional<StoredKeyParts> splitStoredKey(const std::string& storedKey) {
 
 bool isOlderThan(const std::string& storedKey, std::int64_t time) {
   const std::optional<StoredKeyParts> parts = splitStoredKey(storedKey);
-  return parts && parts->time && integerValue(Value(*parts->time)) < time;
+  return parts && parts->time && integerValue(JSONValue(*parts->time)) < time;
 }
 
 void removeStored(const std::string& key) {
@@ -75,10 +75,10 @@ std::shared_ptr<OQImageDiskCache> OQImageDiskCache::create() {
 
 OQImageDiskCache::OQImageDiskCache() : _queue(DispatchQueue::concurrent(OQSDK_BUNDLE_IDENTIFIER ".imageDiskCache")) {
   const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(kIndexKey);
-  const auto* list = std::get_if<Value>(&stored);
+  const auto* list = std::get_if<JSONValue>(&stored);
   if (!list || !list->is_array()) return;
   auto index = std::make_shared<Index>();
-  for (const Value& key : list->get_array()) {
+  for (const JSONValue& key : list->get_array()) {
     if (key.is_string()) index->append(std::string(key.get_string()));
   }
   _index.exchange(std::move(index));
@@ -91,7 +91,7 @@ void OQImageDiskCache::setImageData(const std::optional<Data>& data, const std::
 
   std::lock_guard lock(_lock);
   auto defaults = UserDefaults::standardUserDefaults();
-  defaults->setObject(data ? PropertyValue(*data) : PropertyValue(Value()), *storedKey);
+  defaults->setObject(data ? PropertyValue(*data) : PropertyValue(JSONValue()), *storedKey);
   defaults->synchronize();
   Index index = *_index.load();
   if (std::ranges::find(index.keys, *storedKey) != index.keys.end()) return;
@@ -198,11 +198,11 @@ void OQImageDiskCache::_removeEarlierThan(std::int64_t time) {
 }
 
 void OQImageDiskCache::_install(Index index) {
-  Array list;
+  JSONArray list;
   for (const std::string& storedKey : index.keys) list.emplace_back(storedKey);
   _index.exchange(std::make_shared<Index>(std::move(index)));
   auto defaults = UserDefaults::standardUserDefaults();
-  defaults->setObject(Value(std::move(list)), kIndexKey);
+  defaults->setObject(JSONValue(std::move(list)), kIndexKey);
   defaults->synchronize();
 }
 

@@ -17,13 +17,13 @@ void remove(SecDictionary& dictionary, std::string_view key) {
 }
 
 bool isNothing(const PropertyValue& value) {
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   return object && object->is_null();
 }
 
 PropertyValue valueOf(const SecDictionary& dictionary, std::string_view key) {
   auto found = dictionary.find(key);
-  return found == dictionary.end() ? Value() : found->second;
+  return found == dictionary.end() ? JSONValue() : found->second;
 }
 
 }  // namespace
@@ -35,12 +35,12 @@ Class* OQKeychainItemWrapper::staticClass() {
 
 OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std::optional<std::string> accessGroup)
     : _accessGroup(std::move(accessGroup)) {
-  set(_genericPasswordQuery, kSecClass, Value(kSecClassGenericPassword));
-  set(_genericPasswordQuery, kSecAttrGeneric, Value(identifier));
+  set(_genericPasswordQuery, kSecClass, JSONValue(kSecClassGenericPassword));
+  set(_genericPasswordQuery, kSecAttrGeneric, JSONValue(identifier));
   // Like a device, not a simulator: the access group is used.
-  if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, Value(*_accessGroup));
-  set(_genericPasswordQuery, kSecMatchLimit, Value(kSecMatchLimitOne));
-  set(_genericPasswordQuery, kSecReturnAttributes, Value(true));
+  if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, JSONValue(*_accessGroup));
+  set(_genericPasswordQuery, kSecMatchLimit, JSONValue(kSecMatchLimitOne));
+  set(_genericPasswordQuery, kSecReturnAttributes, JSONValue(true));
 
   SecItemResult found;
   if (SecItemCopyMatching(_genericPasswordQuery, found) == errSecSuccess) {
@@ -48,8 +48,8 @@ OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std:
     return;
   }
   resetKeychainItem();
-  set(*_keychainItemData, kSecAttrGeneric, Value(identifier));
-  if (_accessGroup) set(*_keychainItemData, kSecAttrAccessGroup, Value(*_accessGroup));
+  set(*_keychainItemData, kSecAttrGeneric, JSONValue(identifier));
+  if (_accessGroup) set(*_keychainItemData, kSecAttrAccessGroup, JSONValue(*_accessGroup));
 }
 
 void OQKeychainItemWrapper::setObject(const PropertyValue& value, std::string_view key) {
@@ -69,9 +69,9 @@ void OQKeychainItemWrapper::resetKeychainItem() {
     _keychainItemData.emplace();
   }
   for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
-    set(*_keychainItemData, key, Value(""));
+    set(*_keychainItemData, key, JSONValue(""));
   }
-  set(*_keychainItemData, kSecValueData, Value(Dictionary{}));
+  set(*_keychainItemData, kSecValueData, JSONValue(JSONDictionary{}));
 }
 
 void OQKeychainItemWrapper::writeToKeychain() const {
@@ -91,7 +91,7 @@ void OQKeychainItemWrapper::writeToKeychain() const {
 
 SecDictionary OQKeychainItemWrapper::dictionaryToSecItemFormat(const SecDictionary& dict) const {
   SecDictionary result = dict;
-  set(result, kSecClass, Value(kSecClassGenericPassword));
+  set(result, kSecClass, JSONValue(kSecClassGenericPassword));
   Error error;
   auto bytes =
       PropertyListSerialization::dataWithPropertyList(valueOf(dict, kSecValueData), PropertyListFormat::XML, &error);
@@ -105,8 +105,8 @@ SecDictionary OQKeychainItemWrapper::dictionaryToSecItemFormat(const SecDictiona
 
 SecDictionary OQKeychainItemWrapper::secItemFormatToDictionary(const SecDictionary& dict) const {
   SecDictionary result = dict;
-  set(result, kSecReturnData, Value(true));
-  set(result, kSecClass, Value(kSecClassGenericPassword));
+  set(result, kSecReturnData, JSONValue(true));
+  set(result, kSecClass, JSONValue(kSecClassGenericPassword));
   SecItemResult found;
   if (SecItemCopyMatching(result, found) != errSecSuccess) {
     platformLog("secItemFormatToDictionary: format error.");

@@ -29,7 +29,7 @@ class OQKeychainItemWrapper : public Object {
 
   /// Writes the item if the value differs. A null value is ignored.
   void setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value if there is none. Reads the wrapper's state, not the keychain.
+  /// A null JSONValue if there is none. Reads the wrapper's state, not the keychain.
   PropertyValue objectForKey(std::string_view key) const;
 
   /// Deletes the item and resets to empty strings and an empty dictionary.

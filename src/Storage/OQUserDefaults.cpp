@@ -37,16 +37,16 @@ std::shared_ptr<UserDefaults> OQUserDefaults::open() const {
   return _name ? UserDefaults::withSuiteName(*_name) : UserDefaults::standardUserDefaults();
 }
 
-void OQUserDefaults::setObject(const Value& value, std::string_view key) {
+void OQUserDefaults::setObject(const JSONValue& value, std::string_view key) {
   auto defaults = open();
   defaults->setObject(value, key);
   defaults->synchronize();
 }
 
-Value OQUserDefaults::objectForKey(std::string_view key) const {
+JSONValue OQUserDefaults::objectForKey(std::string_view key) const {
   PropertyValue stored = open()->objectForKey(key);
-  Value* value = std::get_if<Value>(&stored);
-  return value ? std::move(*value) : Value();
+  JSONValue* value = std::get_if<JSONValue>(&stored);
+  return value ? std::move(*value) : JSONValue();
 }
 
 void OQUserDefaults::setInteger(std::int64_t value, std::string_view key) {

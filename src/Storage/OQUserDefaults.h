@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -33,8 +33,8 @@ class OQUserDefaults : public Object {
   const std::optional<std::string>& name() const { return _name; }
 
   /// A null value removes the entry.
-  void setObject(const Value& value, std::string_view key);
-  Value objectForKey(std::string_view key) const;
+  void setObject(const JSONValue& value, std::string_view key);
+  JSONValue objectForKey(std::string_view key) const;
   void setInteger(std::int64_t value, std::string_view key);
   /// 0 if there is no entry.
   std::int64_t integerForKey(std::string_view key) const;

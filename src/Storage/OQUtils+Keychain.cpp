@@ -13,7 +13,7 @@ OQKeychainItemWrapper identifierItem() {
 
 /// Bytes and dates are never empty, whatever their contents.
 bool isEmpty(const PropertyValue& stored) {
-  auto* value = std::get_if<Value>(&stored);
+  auto* value = std::get_if<JSONValue>(&stored);
   if (!value) return false;
   if (auto* text = value->if_string()) return text->empty();
   if (auto* array = value->if_array()) return array->empty();
@@ -28,13 +28,13 @@ void OQUtils::saveUUIDWithKeyChain() {
   if (!isEmpty(item.objectForKey(kSecValueData))) return;
   // A missing identifier is nil, which setObject() ignores.
   std::string identifier = getUUID();
-  item.setObject(identifier.empty() ? Value() : Value(identifier), kSecValueData);
+  item.setObject(identifier.empty() ? JSONValue() : JSONValue(identifier), kSecValueData);
 }
 
-Value OQUtils::getUUIDWithKeychain() {
+JSONValue OQUtils::getUUIDWithKeychain() {
   PropertyValue stored = identifierItem().objectForKey(kSecValueData);
-  Value* value = std::get_if<Value>(&stored);
-  return value ? std::move(*value) : Value();
+  JSONValue* value = std::get_if<JSONValue>(&stored);
+  return value ? std::move(*value) : JSONValue();
 }
 
 }  // namespace oq

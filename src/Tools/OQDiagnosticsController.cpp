@@ -109,7 +109,7 @@ std::shared_ptr<UIView> OQDiagnosticsController::makeHeader(double width) {
 void OQDiagnosticsController::refresh() {
   const auto before = _scroller->subviews();
   for (const auto& part : before) part->removeFromSuperview();
-  auto list = makeDiagnosticsList(OQSDKManager::sharedManager().diagnostics(), _scroller->bounds().size.width);
+  auto list = makeDiagnosticsList(jsonIn(OQSDKManager::sharedManager().diagnostics()), _scroller->bounds().size.width);
   _scroller->setContentSize(list->bounds().size);
   _scroller->setContentOffset({});
   _scroller->addSubview(list);

@@ -25,18 +25,18 @@ constexpr UIColor kLine = UIColor::colorWithRed(0.87, 0.88, 0.90, 1);
 constexpr UIColor kGood = UIColor::colorWithRed(0.07, 0.47, 0.25, 1);
 constexpr UIColor kHeld = UIColor::colorWithRed(0.70, 0.36, 0.02, 1);
 
-std::string textOr(const Value& value, const char* nothing) {
+std::string textOr(const JSONValue& value, const char* nothing) {
   return value.is_null() ? nothing : descriptionOf(value);
 }
 
-std::string environmentText(const Value& environment) {
+std::string environmentText(const JSONValue& environment) {
   const std::int64_t number = integerValue(environment);
   const char* names[] = {"production", "test", "development"};
   if (number < 0 || number > 2) return "unknown (" + descriptionOf(environment) + ")";
   return std::string(names[number]) + " (" + std::to_string(number) + ")";
 }
 
-std::string timeText(const Value& milliseconds) {
+std::string timeText(const JSONValue& milliseconds) {
   return DateFormatter("HH:mm:ss").stringFromDate(dateFromSecondsSince1970(doubleValue(milliseconds) / 1000));
 }
 
@@ -126,7 +126,7 @@ Row pair(const char* name, std::string value) {
   return {name, std::move(value), {}, kInk, kQuiet, false};
 }
 
-std::vector<Row> stateRows(const Dictionary& state) {
+std::vector<Row> stateRows(const JSONDictionary& state) {
   return {pair("Environment", environmentText(state.at("environment"))),
           pair("Session", state.at("isLoggedIn").as_bool() ? "logged in" : "no token"),
           pair("User id", textOr(state.at("userId"), "none yet")),
@@ -135,7 +135,7 @@ std::vector<Row> stateRows(const Dictionary& state) {
           pair("Waiting events", descriptionOf(state.at("waitingEvents")))};
 }
 
-Row windowRow(const Dictionary& window) {
+Row windowRow(const JSONDictionary& window) {
   const std::int64_t used = integerValue(window.at("usedCount")), count = integerValue(window.at("count"));
   std::string condition = "on " + textOr(window.at("event"), "no event");
   if (!window.at("preEvent").is_null()) condition += ", after " + descriptionOf(window.at("preEvent"));
@@ -143,21 +143,21 @@ Row windowRow(const Dictionary& window) {
           "shown " + std::to_string(used) + " of " + std::to_string(count),
           {std::move(condition)},
           used < count ? kGood : kHeld};
-  const Value &start = window.at("startTime"), &end = window.at("endTime");
+  const JSONValue &start = window.at("startTime"), &end = window.at("endTime");
   if (!start.is_null() || !end.is_null()) row.below.push_back(textOr(start, "…") + " – " + textOr(end, "…"));
   return row;
 }
 
-Row subscriptionRow(const Dictionary& subscription) {
+Row subscriptionRow(const JSONDictionary& subscription) {
   return {"Subscription " + textOr(subscription.at("windowId"), "without id"),
           "",
           {"on " + textOr(subscription.at("event"), "no event")}};
 }
 
-Row decisionRow(const Dictionary& decision) {
+Row decisionRow(const JSONDictionary& decision) {
   const std::string outcome = descriptionOf(decision.at("outcome"));
   const std::string event = textOr(decision.at("event"), "no event");
-  const Value& windowId = decision.at("windowId");
+  const JSONValue& windowId = decision.at("windowId");
   return {windowId.is_null() ? event : "Window " + descriptionOf(windowId) + " on " + event,
           timeText(decision.at("time")),
           {outcome},
@@ -166,24 +166,24 @@ Row decisionRow(const Dictionary& decision) {
 }
 
 /// One row per record, or a single row with the given text if there are none.
-std::vector<Row> rowsOf(const Array& records, Row (*rowOf)(const Dictionary&), const char* nothing) {
+std::vector<Row> rowsOf(const JSONArray& records, Row (*rowOf)(const JSONDictionary&), const char* nothing) {
   std::vector<Row> rows;
-  for (const Value& record : records) rows.push_back(rowOf(record.as_object()));
+  for (const JSONValue& record : records) rows.push_back(rowOf(record.as_object()));
   if (rows.empty()) rows.push_back({nothing, "", {}, kQuiet, kQuiet, false});
   return rows;
 }
 
-std::string counted(const char* name, const Array& records) {
+std::string counted(const char* name, const JSONArray& records) {
   return std::string(name) + " (" + std::to_string(records.size()) + ")";
 }
 
 }  // namespace
 
-std::shared_ptr<UIView> makeDiagnosticsList(const Value& diagnostics, double width) {
-  const Dictionary& state = diagnostics.as_object();
-  const Array& windows = state.at("windows").as_array();
-  const Array& subscriptions = state.at("subscriptions").as_array();
-  Array decisions = state.at("decisions").as_array();
+std::shared_ptr<UIView> makeDiagnosticsList(const JSONValue& diagnostics, double width) {
+  const JSONDictionary& state = diagnostics.as_object();
+  const JSONArray& windows = state.at("windows").as_array();
+  const JSONArray& subscriptions = state.at("subscriptions").as_array();
+  JSONArray decisions = state.at("decisions").as_array();
   std::reverse(decisions.begin(), decisions.end());
   Column column(width);
   column.addGroup("Now", stateRows(state));

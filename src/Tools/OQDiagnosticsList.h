@@ -5,12 +5,12 @@
 #include <string>
 
 #include "CoreGraphics/Color.h"
+#include "Foundation/Values/JSONValue.h"
 #include "UIKit/Views/UIView.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
 /// The engine's diagnostics as a column of the given width: groups of rows with headings. Main thread only.
-std::shared_ptr<UIView> makeDiagnosticsList(const Value& diagnostics, double width);
+std::shared_ptr<UIView> makeDiagnosticsList(const JSONValue& diagnostics, double width);
 
 }  // namespace oq

@@ -23,7 +23,7 @@ double atMost(double height, double limit) {
   return std::max(0.0, std::min(height, limit));
 }
 
-std::optional<URL> urlFromValue(const Value& address) {
+std::optional<URL> urlFromValue(const JSONValue& address) {
   return address.is_null() ? std::nullopt : URL::withString(descriptionOf(address));
 }
 

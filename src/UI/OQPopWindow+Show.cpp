@@ -26,13 +26,13 @@ void logShow(const std::shared_ptr<OQWindowData>& data) {
 
 std::shared_ptr<OQTextAttribute> textAttribute(const std::optional<std::string>& text) {
   auto attribute = std::make_shared<OQTextAttribute>();
-  if (text) attribute->setText(Value(*text));
+  if (text) attribute->setText(JSONValue(*text));
   return attribute;
 }
 
 std::shared_ptr<OQButtonAttribute> buttonAttribute(const char* text) {
   auto attribute = std::make_shared<OQButtonAttribute>();
-  attribute->setText(Value(text));
+  attribute->setText(JSONValue(text));
   return attribute;
 }
 
@@ -97,7 +97,7 @@ void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
 }
 
 void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
-  auto opened = [this, completion = std::move(completion)](std::int64_t code, const Value& link) {
+  auto opened = [this, completion = std::move(completion)](std::int64_t code, const JSONValue& link) {
     if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
   };
   present(&OQPopWindow::openText, std::move(opened));
@@ -192,7 +192,7 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
     }
     self->_isShowing = true;
     if (placeClose) placeClose();
-    if (completion) completion(kShown, Value());
+    if (completion) completion(kShown, JSONValue());
   };
   UIView::animateWithDuration(
       kOpening,
@@ -236,30 +236,31 @@ void OQPopWindow::fadeOut(std::function<void()> completion) {
 
 void OQPopWindow::closeWithCompletion(EventAction completion) {
   fadeOut([completion = std::move(completion)] {
-    if (completion) completion(kClosed, Value());
+    if (completion) completion(kClosed, JSONValue());
   });
 }
 
 void OQPopWindow::_close() {
-  fadeOut([this] { report(kClosed, Value()); });
+  fadeOut([this] { report(kClosed, JSONValue()); });
 }
 
 void OQPopWindow::imageClicked() {
-  closeWithCompletion([weak = weakSelf()](std::int64_t, const Value&) {
+  closeWithCompletion([weak = weakSelf()](std::int64_t, const JSONValue&) {
     auto window = weak.lock();
-    if (window) window->report(kPicture, window->_data ? window->_data->eventLink() : Value());
+    if (window) window->report(kPicture, window->_data ? window->_data->eventLink() : JSONValue());
   });
 }
 
 void OQPopWindow::jumpOut(const std::shared_ptr<OQButton>& button) {
-  closeWithCompletion([weak = weakSelf(), button](std::int64_t, const Value&) {
+  closeWithCompletion([weak = weakSelf(), button](std::int64_t, const JSONValue&) {
     const auto& attribute = button->attribute();
-    if (auto window = weak.lock()) window->report(button->eventType(), attribute ? attribute->eventLink() : Value());
+    if (auto window = weak.lock())
+      window->report(button->eventType(), attribute ? attribute->eventLink() : JSONValue());
   });
 }
 
 /// The callback may replace or remove itself while it runs.
-void OQPopWindow::report(std::int64_t code, const Value& link) {
+void OQPopWindow::report(std::int64_t code, const JSONValue& link) {
   EventAction action = _eventAction;
   if (action) action(code, link);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
 #include "Pages/OQWebController.h"
 #include "Requests/OQNetwork.h"
@@ -16,7 +17,6 @@
 #include "UIKit/Views/UIImageView.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Views/UIView.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -39,7 +39,7 @@ class OQPopWindow : public UIView {
  public:
   /// The event: 1 shown (-1 for a tool window), 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and the link of
   /// the tapped part, or null.
-  using EventAction = std::function<void(std::int64_t code, const Value& link)>;
+  using EventAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// As large as the main screen; the frame is ignored.
   OQPopWindow();
@@ -125,7 +125,7 @@ class OQPopWindow : public UIView {
   void placeCloseButton(CGPoint centre);
   void placeCloseButtonBelow(const UIView& card);
   void fadeOut(std::function<void()> completion);
-  void report(std::int64_t code, const Value& link);
+  void report(std::int64_t code, const JSONValue& link);
   void loadPicture();
 
   std::shared_ptr<OQNetwork> _network;

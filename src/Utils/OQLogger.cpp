@@ -197,7 +197,7 @@ void OQLogger::flush() {
   oq_log_get_dispatch_serial_queue()->sync([this] { _writer->drain(); });
 }
 
-void OQLogger::error(const Value& object) {
+void OQLogger::error(const JSONValue& object) {
   if (object.is_string()) return getInstance()._log(object.get_string());
   if (!object.is_number() && !object.is_bool()) return;
   // "descripton" is the intended spelling in the log, here and below.

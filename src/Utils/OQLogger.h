@@ -13,8 +13,8 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Values/Error.h"
 #include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -44,13 +44,13 @@ class OQLogger : public Object {
   }
 
   /// A number is logged as an HTTP status, a string unchanged; other values are ignored.
-  static void error(const Value& object);
+  static void error(const JSONValue& object);
   static void error(const Error& error);
   static void error(const std::string& message);
   static void error(const char* message);
   template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
   static void error(T number) {
-    error(Value(number));
+    error(JSONValue(number));
   }
 
   /// Logs a complete message. Line feeds in it are written unchanged.

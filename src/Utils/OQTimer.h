@@ -9,6 +9,13 @@
 
 namespace oq {
 
+class OQTimer;
+
+template <>
+struct TypeEncoding<OQTimer> {
+  static constexpr std::string_view text = "{OQTimer}";
+};
+
 /// Sends a selector to its target on the main queue, once or repeatedly. Runs from its creation until invalidate(), its
 /// single firing, the first firing after the target was destroyed, or its own destruction.
 ///

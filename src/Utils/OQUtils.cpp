@@ -33,7 +33,7 @@ std::string OQUtils::getUUID() {
   return identifierForVendor();
 }
 
-std::optional<Date> OQUtils::dateFromString(const Value& text) {
+std::optional<Date> OQUtils::dateFromString(const JSONValue& text) {
   if (!text.is_string()) return std::nullopt;
   return DateFormatter(kDateFormat).dateFromString(std::string_view(text.get_string()));
 }

@@ -9,7 +9,7 @@
 #include "CoreGraphics/Geometry.h"
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
@@ -25,10 +25,10 @@ class OQUtils {
   /// Stores getUUID() in the keychain unless an identifier is stored already. May block some seconds.
   static void saveUUIDWithKeyChain();
   /// The stored identifier: an empty dictionary if there is none, null if it cannot be read. May block some seconds.
-  static Value getUUIDWithKeychain();
+  static JSONValue getUUIDWithKeychain();
 
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
-  static std::optional<Date> dateFromString(const Value& text);
+  static std::optional<Date> dateFromString(const JSONValue& text);
   static std::string stringFromDate(Date date);
   /// 1 if the first date is later, -1 if it is earlier, 0 if both are in the same second (not day, despite the name) or
   /// either is missing. Every call writes both to the platform's log.
@@ -56,8 +56,8 @@ class OQUtils {
 };
 
 /// The value, or "" if it is null.
-inline Value orEmptyString(const Value& value) {
-  return value.is_null() ? Value("") : value;
+inline JSONValue orEmptyString(const JSONValue& value) {
+  return value.is_null() ? JSONValue("") : value;
 }
 
 }  // namespace oq

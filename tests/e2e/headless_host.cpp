@@ -10,6 +10,7 @@
 //   background, foreground      hides and shows the window
 //   png FILE                    writes a screenshot
 // The response to each line is "ok" or "failed: REASON".
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <sstream>

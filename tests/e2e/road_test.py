@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Follows an event from the hook to the server's list of events. The built server and the headless host run as two
-processes, connected by TLS. Usage: road_test.py SERVER HOST"""
+processes, connected by TLS. Usage: road_test.py SERVER HOST [TEST...]"""
 import json
 import os
 import pathlib
@@ -222,4 +222,4 @@ class RoadTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

@@ -38,7 +38,7 @@ inside "dpkg -L $library $gtk oqsdk-server"' | grep -E "\.so|/bin/." | xargs -n1
 echo "== development files: a program of ten lines"
 apt_get "install /packages/*-dev_* g++ cmake ninja-build pkg-config"
 inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --build by-cmake; by-cmake/consumer
-        c++ -std=c++20 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
+        c++ -std=c++17 consumer/main.cpp -o by-pkg-config $(pkg-config --cflags --libs oqsdk-headless); ./by-pkg-config
         ls -l screen.png'
 
 inside 'for file in /packages/*.deb; do

@@ -52,7 +52,7 @@ class Installed(unittest.TestCase):
         where = [str(path.parent) for path in self.prefix.rglob("oqsdk.pc")]
         flags = self.run_program("pkg-config", "--cflags", "--libs", "oqsdk-headless", PKG_CONFIG_PATH=":".join(where))
         libraries = next(self.prefix.rglob("liboqsdk.*")).parent
-        self.run_program("c++", "-std=c++20", CONSUMER / "main.cpp", "-o", "by-pkg-config", *flags.split(),
+        self.run_program("c++", "-std=c++17", CONSUMER / "main.cpp", "-o", "by-pkg-config", *flags.split(),
                          f"-Wl,-rpath,{libraries}")
         self.run_program("./by-pkg-config")
 

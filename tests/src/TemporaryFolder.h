@@ -6,7 +6,7 @@
 #include <string>
 
 #include "Foundation/Files/FileManager.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 #include "support/ScratchFolder.h"
 
 namespace oq::test {
@@ -22,7 +22,7 @@ class TemporaryFolder {
   const std::filesystem::path _path = freshFolder();
 };
 
-inline Value json(const std::string& text) {
+inline JSONValue json(const std::string& text) {
   return boost::json::parse(text);
 }
 

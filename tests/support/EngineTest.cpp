@@ -76,7 +76,7 @@ WorldTest::~WorldTest() {
 }
 
 void WorldTest::setNow(const std::string& text) {
-  setDate(OQUtils::dateFromString(Value(text)).value());
+  setDate(OQUtils::dateFromString(JSONValue(text)).value());
 }
 
 void WorldTest::setDate(Date date) {
@@ -128,19 +128,19 @@ void EngineTest::settle() {
   } while (DispatchQueue::drainMain() > 0);
 }
 
-void EngineTest::deliverInApp(const Array& records) {
+void EngineTest::deliverInApp(const JSONArray& records) {
   network->answer("/push/sdk/in_app", textOf(listAnswer(records)));
   engine->getInAppList();
   settle();
 }
 
-void EngineTest::deliverSubscriptions(const Array& records) {
+void EngineTest::deliverSubscriptions(const JSONArray& records) {
   network->answer("/push/sdk/event/subscribe", textOf(listAnswer(records)));
   engine->getSubscribeList();
   settle();
 }
 
-void EngineTest::receive(const std::string& name, const Dictionary& context) {
+void EngineTest::receive(const std::string& name, const JSONDictionary& context) {
   engine->onEventDataReceived(uploadInfo(name, context));
   settle();
 }
@@ -153,27 +153,27 @@ std::vector<std::pair<std::int64_t, std::int64_t>> EngineTest::usedCountsOnDisk(
   return counts;
 }
 
-Value campaign(const std::string& id, const std::string& eventName, const Dictionary& extra) {
-  Dictionary record{{"id", id},
-                    {"count", 1},
-                    {"style", 3},
-                    {"startTime", "2026-03-01 00:00:00"},
-                    {"endTime", "2026-03-31 23:59:59"},
-                    {"picture", "https://pictures.invalid/" + id + ".png"},
-                    {"event", {{"xwhat", eventName}}}};
+JSONValue campaign(const std::string& id, const std::string& eventName, const JSONDictionary& extra) {
+  JSONDictionary record{{"id", id},
+                        {"count", 1},
+                        {"style", 3},
+                        {"startTime", "2026-03-01 00:00:00"},
+                        {"endTime", "2026-03-31 23:59:59"},
+                        {"picture", "https://pictures.invalid/" + id + ".png"},
+                        {"event", {{"xwhat", eventName}}}};
   for (const auto& [key, value] : extra) record[key] = value;
   return record;
 }
 
-Value listAnswer(const Array& records) {
+JSONValue listAnswer(const JSONArray& records) {
   return {{"code", 0}, {"data", records}};
 }
 
-Value uploadInfo(const std::string& name, const Dictionary& context) {
+JSONValue uploadInfo(const std::string& name, const JSONDictionary& context) {
   return {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", name}, {"xwhen", 1.0}, {"xcontext", context}};
 }
 
-std::string textOf(const Value& value) {
+std::string textOf(const JSONValue& value) {
   return boost::json::serialize(value);
 }
 

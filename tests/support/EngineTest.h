@@ -78,9 +78,9 @@ class EngineTest : public WorldTest {
   void relaunch();
   /// Waits for all responses and runs the blocks they posted to the main queue, until nothing is left.
   void settle();
-  void deliverInApp(const Array& records);
-  void deliverSubscriptions(const Array& records);
-  void receive(const std::string& name, const Dictionary& context = {});
+  void deliverInApp(const JSONArray& records);
+  void deliverSubscriptions(const JSONArray& records);
+  void receive(const std::string& name, const JSONDictionary& context = {});
   /// The records in the file: pairs of id and display count.
   std::vector<std::pair<std::int64_t, std::int64_t>> usedCountsOnDisk() const;
 
@@ -88,9 +88,9 @@ class EngineTest : public WorldTest {
 };
 
 /// A campaign as the server sends it. `extra` adds or replaces keys.
-Value campaign(const std::string& id, const std::string& eventName, const Dictionary& extra = {});
-Value listAnswer(const Array& records);
-Value uploadInfo(const std::string& name, const Dictionary& context = {});
-std::string textOf(const Value& value);
+JSONValue campaign(const std::string& id, const std::string& eventName, const JSONDictionary& extra = {});
+JSONValue listAnswer(const JSONArray& records);
+JSONValue uploadInfo(const std::string& name, const JSONDictionary& context = {});
+std::string textOf(const JSONValue& value);
 
 }  // namespace oq::test

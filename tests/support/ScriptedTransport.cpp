@@ -25,7 +25,7 @@ ScriptedTransport::Request recorded(const URLRequest& request) {
   record.headers.insert(request.headerFields().begin(), request.headerFields().end());
   if (request.httpBody()) {
     record.body = stringFromData(*request.httpBody());
-    record.json = valueWithJSONData(*request.httpBody()).value_or(Value());
+    record.json = valueWithJSONData(*request.httpBody()).value_or(JSONValue());
   }
   record.cachePolicy = request.cachePolicy();
   record.timeout = request.timeoutInterval();

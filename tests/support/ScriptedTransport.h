@@ -12,7 +12,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Networking/URLSession.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq::test {
 
@@ -26,7 +26,7 @@ class ScriptedTransport : public URLTransport {
     std::string method;
     std::map<std::string, std::string> headers;
     std::string body;
-    Value json;  ///< the parsed body; null when it is not JSON
+    JSONValue json;  ///< the parsed body; null when it is not JSON
     URLRequestCachePolicy cachePolicy{};
     double timeout = 0;
   };

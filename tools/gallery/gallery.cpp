@@ -27,12 +27,12 @@ std::string repeated(const std::string& text, int times) {
   return all;
 }
 
-Value button(const char* text, const char* colour, const char* background) {
+JSONValue button(const char* text, const char* colour, const char* background) {
   return {{"text", text}, {"color", colour}, {"background", background}};
 }
 
 /// A message in Arabic.
-Value rightToLeftRecord(int style) {
+JSONValue rightToLeftRecord(int style) {
   return {{"style", style},
           {"picture", kStillLife},
           {"title", {{"text", "وصل حديثًا: أكواب مصنوعة يدويًا"}, {"color", "#1F2937"}}},
@@ -44,7 +44,7 @@ Value rightToLeftRecord(int style) {
           {"buttonRight", button("حسنًا", "#FFFFFF", "#0F766E")}};
 }
 
-Value record(int style, bool isLong) {
+JSONValue record(int style, bool isLong) {
   const std::string body =
       style == 2 ? "新品陶杯已经到店，会员免运费。The new stoneware is here, and delivery is on us this week."
                  : "您的订单今天发出，预计三天内送达。Your order is packed by hand and leaves us today.";
@@ -66,7 +66,8 @@ struct Screen {
   double width, height, scale;
 };
 
-void draw(const Screen& screen, const Value& content, const std::string& what, const std::filesystem::path& folder) {
+void draw(const Screen& screen, const JSONValue& content, const std::string& what,
+          const std::filesystem::path& folder) {
   HeadlessHost::Options options;
   options.width = screen.width;
   options.height = screen.height;

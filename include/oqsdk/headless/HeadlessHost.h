@@ -14,24 +14,27 @@
 
 namespace oq {
 
-/// A host without a display: one offscreen window, synthetic touches, a clock in the caller's hand, the screen as a
-/// PNG. One at a time; the thread that makes it is the main thread.
+/// A host without a display: one offscreen window, synthetic touches, a clock that the caller moves, the screen as a
+/// PNG. A process has at most one at a time. Threads: the thread that constructs it is the main thread, and calls all
+/// its functions.
+///
+/// Places and lengths are in points from the top left corner of the screen.
 class OQSDK_EXPORT HeadlessHost {
  public:
-  /// The screen, and what the library is told of the application that it is in.
+  /// The screen, and the application that the library believes it runs in.
   struct Options {
-    double width = 390;      ///< points
-    double height = 844;     ///< points
-    double scale = 1;        ///< pixels per point
-    bool animations = true;  ///< false: as on a desktop whose user wants none; what moves is at its end at once
-    /// Messages are laid out on the stage that a window of this size has in a GTK host, with this maximumScale; without
-    /// it the screen itself is what they are laid out on.
+    double width = 390;      ///< in points; 390 instead of a number that is not positive
+    double height = 844;     ///< in points; 844 instead of a number that is not positive
+    double scale = 1;        ///< pixels per point; 1 instead of a number that is not positive
+    bool animations = true;  ///< false: animations end at once, as for a user who has turned them off
+    /// With a value: messages are laid out on the stage that a window of this size has in a GTK host whose
+    /// `maximumScale` is the value. Without: they are laid out on the whole screen.
     std::optional<double> stage = std::nullopt;
     /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
     /// Written into logs.
     std::string applicationVersion = "1.0";
-    /// Where documents and preferences live; empty: the XDG data folder of the application.
+    /// The folder for documents and preferences; if empty, the XDG data folder of the application.
     std::filesystem::path dataDirectory;
   };
   /// A pixel of the screen, not premultiplied.
@@ -39,79 +42,87 @@ class OQSDK_EXPORT HeadlessHost {
     std::uint8_t red;    ///< 0 to 255
     std::uint8_t green;  ///< 0 to 255
     std::uint8_t blue;   ///< 0 to 255
-    /// All three the same.
-    bool operator==(const Pixel&) const = default;
+
+    /// The same colour.
+    friend bool operator==(const Pixel& a, const Pixel& b) {
+      return a.red == b.red && a.green == b.green && a.blue == b.blue;
+    }
+    /// Another colour.
+    friend bool operator!=(const Pixel& a, const Pixel& b) { return !(a == b); }
   };
 
-  /// The keys that the library knows.
+  /// The keys that the library handles.
   enum class Key { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
-  /// What assistive technology is told of one part of the screen.
+  /// One part of the screen as assistive technology sees it.
   struct AccessibleElement {
-    std::string role;  ///< "dialog", "heading", "text", "button", "link", "image"
+    std::string role;  ///< "dialog", "heading", "text", "button", "link" or "image"
     std::string name;  ///< what is spoken; may be empty
-    bool focused;      ///< the keyboard is there
-    double x;          ///< points from the left edge, of its middle
-    double y;          ///< points from the upper edge, of its middle
+    bool focused;      ///< whether it has the keyboard focus
+    double x;          ///< the middle, in points from the left edge of the screen
+    double y;          ///< the middle, in points from the top edge of the screen
   };
 
-  /// Installs the host; the calling thread becomes the main thread.
+  /// Installs the host. Attaching is not necessary: its window is ready for messages.
   explicit HeadlessHost(const Options& options);
   /// A screen of 390 by 844 points.
   HeadlessHost() : HeadlessHost(Options{}) {}
+  /// Closes the window and removes the host. Animations end, and their completions are called.
   ~HeadlessHost();
   HeadlessHost(const HeadlessHost&) = delete;
   HeadlessHost& operator=(const HeadlessHost&) = delete;
 
-  /// Seconds on the animation clock. It starts at 0 and moves only with advance() and a runUntil() that animates.
+  /// Seconds on the animation clock. It starts at 0; only advance() and an animating runUntil() move it.
   double now() const;
-  /// Moves the animation clock in frames of 1/60 s, runs what becomes due on the main queue between them.
+  /// Moves the animation clock in frames of 1/60 s, and runs the main queue before and after each frame. A number that
+  /// is negative or not finite only runs the main queue.
   void advance(double seconds);
-  /// Runs what is waiting on the main queue, without waiting for more.
+  /// Runs what is waiting on the main queue. Returns when nothing is ready, without waiting for more.
   void runMainQueue();
-  /// Runs the main queue until the condition holds, sleeping while there is nothing to do; false when `seconds` of
-  /// real time have passed first. The animation clock does not move unless `animate` is set: then it follows real time.
+  /// Runs the main queue until the condition holds, and sleeps while there is nothing to do. False if it does not hold
+  /// after `seconds` of real time. With `animate` the animation clock follows real time; otherwise it stands still.
   bool runUntil(const std::function<bool()>& condition, double seconds, bool animate = false);
 
-  /// Touches, in points from the top left corner. True when a view of the library took it; false when it would have
-  /// reached the host's own widgets.
+  /// A finger goes down. True if a view of the library took the touch; false if it would have reached the host's own
+  /// widgets. There is one finger: touch it down only when it is up.
   bool touchDown(double x, double y);
-  /// The touch that is down moves to another place.
+  /// The finger moves. Has no effect if no view took the touch; nor have touchUp() and touchCancel().
   void touchMove(double x, double y);
-  /// The touch that is down ends there.
+  /// The finger goes up.
   void touchUp(double x, double y);
-  /// The touch that is down ends without having been one.
+  /// The system ends the touch; it counts as no tap.
   void touchCancel();
-  /// Down and up in one place; true as with touchDown().
+  /// A finger goes down and up at one place. Returns what touchDown() returns.
   bool tap(double x, double y);
 
-  /// The pointer goes to a place, without a button held down. True where a press would do something: the cursor is a
-  /// hand there.
+  /// The pointer moves, with no button pressed. True where a press would do something, that is, where the pointer is
+  /// shown as a hand.
   bool movePointer(double x, double y);
 
-  /// A wheel or a touchpad over a place, in points to the right and down; true when a view used it.
+  /// A wheel or a touchpad scrolls at a place, by points to the right and down. True if a view used it.
   bool scroll(double x, double y, double dx, double dy);
-  /// True when the key is the library's: while a dialog is on screen every one of these is.
+  /// Presses a key. True if the library consumed it; while a dialog is on screen the library consumes all of them.
   bool pressKey(Key key);
-  /// In the order in which they are read; while a dialog is on screen that comes first, with only its own parts after
-  /// it.
+  /// The accessible elements in reading order. While a dialog is on screen: the dialog and its own parts.
   std::vector<AccessibleElement> accessibleElements();
 
-  /// Another size of the screen, from now on. While a message or an alert is shown a stage keeps its size, and is only
-  /// scaled and moved.
+  /// Changes the size of the screen. While a message or an alert is shown a stage keeps its size, and is scaled and
+  /// moved instead. Has no effect unless both numbers are positive.
   void setScreenSize(double width, double height);
-  /// Another number of pixels a point.
+  /// Changes the number of pixels per point. Has no effect unless it is positive.
   void setScale(double scale);
-  /// Whether the application is in the foreground. While it is not, messages wait to be shown.
+  /// Whether the application is in the foreground, as it is at first. While it is not, messages wait to be shown.
   void setActive(bool active);
 
-  /// The web pages that the library has open, oldest first. They are not painted: there is no engine to do it, and the
+  /// The web pages that the library has open, oldest first. They are not painted: there is no web engine, and the
   /// caller plays its part.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
-  /// Plays a host that cannot show web pages, for this reason, from now on; "" ends that. Pages that are open stay.
+  /// From now on opening a page fails with this reason, as on a host that cannot show web pages; "" ends that. Open
+  /// pages stay open.
   void refusePages(const std::string& reason);
 
-  Pixel pixelAt(double x, double y);  ///< What is painted at a place, in points; white outside the screen.
-  /// The screen as it is now. False when the file cannot be written.
+  /// The colour painted at a place; white outside the screen.
+  Pixel pixelAt(double x, double y);
+  /// Writes the current screen as a PNG. False if the file cannot be written.
   bool writePng(const std::filesystem::path& file);
 
  private:

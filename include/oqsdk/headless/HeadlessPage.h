@@ -9,56 +9,70 @@
 
 namespace oq {
 
-/// A web page of a headless host. There is no engine: nothing is fetched and no script runs. Whoever drives the host
-/// sees what the library asks of the page and plays the engine's part, in the order of a real load:
+/// A web page of a headless host. There is no web engine: nothing is loaded and no script runs. The program that drives
+/// the host sees what the library asks of the page and plays the engine's part, in the order of a real load:
 ///
 ///     auto page = host.pages().back();
 ///     page->start(); page->progress(0.4); page->commit(); page->progress(1); page->finish("Title");
 ///
-/// Main thread only. A page that the library has let go stays readable; telling it something then does nothing.
+/// Main thread only. A page that the library has closed can still be read; the functions that play a part then have no
+/// effect.
 class OQSDK_EXPORT HeadlessPage {
  public:
-  class Impl;
-  /// Made by the host.
-  explicit HeadlessPage(std::shared_ptr<Impl> impl) : _impl(std::move(impl)) {}
+  /// A script that the library would run in the page.
+  struct Script {
+    std::string source;    ///< JavaScript
+    bool atDocumentStart;  ///< runs before the document is loaded; false: after
+    bool mainFrameOnly;    ///< runs in the main frame alone; false: in every frame
+  };
 
-  /// False once the library has let go of it.
+  /// False once the library has closed it.
   bool isOpen() const;
-  /// The addresses that were asked for, oldest first; a reload and a step back ask for theirs again.
+  /// The addresses that the library asked for, oldest first. A reload and a step back add theirs again.
   const std::vector<std::string>& loads() const;
-  /// How often loading was stopped.
+  /// How often the library stopped the loading.
   int stops() const;
-  /// Scripts of the library's that would run in the page: at the document's start and in all frames, unless the text
-  /// says otherwise before a colon ("end:", "main:", "end main:").
-  const std::vector<std::string>& scripts() const;
-  /// Names under `window.webkit.messageHandlers`.
+  /// The library's scripts, in the order in which they would run.
+  const std::vector<Script>& scripts() const;
+  /// The names under `window.webkit.messageHandlers`.
   const std::vector<std::string>& messageHandlers() const;
-  /// Dialogs that scripts wait for.
+  /// How many dialogs of scripts are open.
   int openDialogs() const;
 
-  /// The load that was asked for last begins.
+  /// The load that the library asked for last begins.
   void start();
-  void start(const std::string& url);  ///< A load of the page's own begins.
-  void progress(double progress);      ///< How much is loaded, 0 to 1.
-  void commit();                       ///< The first bytes are there, and the page is what they make of it.
-  /// What "document.title" answers from now on.
+  /// The page itself begins to load this address.
+  void start(const std::string& url);
+  /// How much is loaded, 0 to 1.
+  void progress(double progress);
+  /// The first bytes have arrived: the page shows the new document.
+  void commit();
+  /// The load has ended. "document.title" returns `title` from now on.
   void finish(const std::string& title);
-  /// Before the commit; `code` is one of URLErrorCode's, -1009 for instance.
+  /// The load fails before the commit. `code` is an error code of the domain NSURLErrorDomain, for example -1009.
   void fail(int code, const std::string& description);
-  /// After the commit.
+  /// The load fails after the commit.
   void failLater(int code, const std::string& description);
-  void crash();  ///< The process that shows the page ends.
-  /// A server answered; whether the library lets it be shown.
+  /// The process that shows the page ends.
+  void crash();
+  /// The server has answered. Returns whether the library lets the page show the answer.
   bool respond(int statusCode, const std::string& mimeType);
   /// A script calls window.webkit.messageHandlers.HANDLER.postMessage() with this JSON.
   void post(const std::string& handler, const std::string& json);
-  void alert(const std::string& message);                                   ///< A script calls alert().
-  void confirm(const std::string& message);                                 ///< A script calls confirm().
-  void prompt(const std::string& message, const std::string& defaultText);  ///< A script calls prompt().
+  /// A script calls alert().
+  void alert(const std::string& message);
+  /// A script calls confirm().
+  void confirm(const std::string& message);
+  /// A script calls prompt().
+  void prompt(const std::string& message, const std::string& defaultText);
   /// The user pulls the page down beyond its top.
   void pullDown();
 
  private:
+  friend class PageEngine;
+  class Impl;
+  explicit HeadlessPage(std::shared_ptr<Impl> impl) : _impl(std::move(impl)) {}
+
   std::shared_ptr<Impl> _impl;
 };
 

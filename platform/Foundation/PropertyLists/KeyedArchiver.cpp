@@ -83,7 +83,7 @@ class KeyedArchiver::Writer {
   }
   void setObject(std::uint64_t object, std::string_view key) { set(key, reference(object)); }
 
-  std::uint64_t objectOf(const Value& value) { return objectOf(value, 0); }
+  std::uint64_t objectOf(const JSONValue& value) { return objectOf(value, 0); }
 
   std::uint64_t objectOf(const std::shared_ptr<const SecureCoding>& object) {
     if (!object) return archive::NullUid;
@@ -183,7 +183,7 @@ class KeyedArchiver::Writer {
     return number;
   }
 
-  std::uint64_t objectOf(const Value& value, std::size_t depth) {
+  std::uint64_t objectOf(const JSONValue& value, std::size_t depth) {
     switch (value.kind()) {
       case boost::json::kind::null:
         return archive::NullUid;
@@ -223,14 +223,14 @@ class KeyedArchiver::Writer {
     return true;
   }
 
-  std::uint64_t objectOf(const Array& array, std::size_t depth) {
+  std::uint64_t objectOf(const JSONArray& array, std::size_t depth) {
     ArrayNode references;
     references.items.reserve(array.size());
-    for (const Value& element : array) references.items.push_back(reference(objectOf(element, depth + 1)));
+    for (const JSONValue& element : array) references.items.push_back(reference(objectOf(element, depth + 1)));
     return arrayOf("NSArray", {"NSObject"}, std::move(references));
   }
 
-  std::uint64_t objectOf(const Dictionary& dictionary, std::size_t depth) {
+  std::uint64_t objectOf(const JSONDictionary& dictionary, std::size_t depth) {
     ArrayNode keys, values;
     for (const auto& entry : dictionary) {
       keys.items.push_back(reference(objectOf(std::string_view(entry.key()))));
@@ -307,7 +307,7 @@ void KeyedArchiver::encodeDouble(double value, std::string_view key) {
   _writer.setReal(value, false, key);
 }
 
-void KeyedArchiver::encodeObject(const Value& value, std::string_view key) {
+void KeyedArchiver::encodeObject(const JSONValue& value, std::string_view key) {
   _writer.setObject(_writer.objectOf(value), key);
 }
 

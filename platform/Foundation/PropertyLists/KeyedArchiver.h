@@ -14,7 +14,7 @@
 #include "CoreGraphics/Color.h"
 #include "Foundation/PropertyLists/BinaryPropertyListView.h"
 #include "Foundation/Values/Data.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
@@ -44,7 +44,7 @@ class KeyedArchiver {
   void encodeFloat(float value, std::string_view key);
   void encodeDouble(double value, std::string_view key);
   /// Writes the value; null writes the archive's null object.
-  void encodeObject(const Value& value, std::string_view key);
+  void encodeObject(const JSONValue& value, std::string_view key);
   void encodeObject(const std::shared_ptr<const SecureCoding>& object, std::string_view key);
   void encodeObject(const std::optional<UIColor>& colour, std::string_view key);
 
@@ -62,7 +62,7 @@ class KeyedUnarchiver {
   bool decodeBool(std::string_view key) const;
   float decodeFloat(std::string_view key) const;
   double decodeDouble(std::string_view key) const;
-  Value decodeValue(std::string_view key) const;
+  JSONValue decodeValue(std::string_view key) const;
   std::optional<UIColor> decodeColor(std::string_view key) const;
   /// nullptr unless the archived object's class is T's (T::ArchivedClassName).
   template <class T>

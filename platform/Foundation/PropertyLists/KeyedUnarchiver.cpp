@@ -81,7 +81,7 @@ class KeyedUnarchiver::Reader {
     return std::nullopt;
   }
 
-  Value value(std::uint64_t uid) const { return value(uid, 0); }
+  JSONValue value(std::uint64_t uid) const { return value(uid, 0); }
 
   struct KnownColour {
     std::uint64_t uid = archive::NullUid;
@@ -158,14 +158,14 @@ class KeyedUnarchiver::Reader {
     return !_isDamaged;
   }
 
-  Value value(std::uint64_t uid, std::size_t depth) const {
+  JSONValue value(std::uint64_t uid, std::size_t depth) const {
     auto found = object(uid);
     if (!found) return nullptr;
     switch (found->kind) {
       case Kind::ASCII:
-        return spend(found->value) ? Value(_view->bytes(*found)) : nullptr;
+        return spend(found->value) ? JSONValue(_view->bytes(*found)) : nullptr;
       case Kind::UTF16:
-        return spend(kMostBytesOfUnit * found->value) ? Value(_view->text(*found)) : nullptr;
+        return spend(kMostBytesOfUnit * found->value) ? JSONValue(_view->text(*found)) : nullptr;
       case Kind::Bool:
         return found->value != 0;
       case Kind::Integer:
@@ -181,7 +181,7 @@ class KeyedUnarchiver::Reader {
     }
   }
 
-  Value containerValue(const Item& dictionary, std::size_t depth) const {
+  JSONValue containerValue(const Item& dictionary, std::size_t depth) const {
     std::string_view className = classNameOf(dictionary);
     bool isArray = isArrayClass(className);
     if (!isArray && !isDictionaryClass(className)) return nullptr;
@@ -195,18 +195,18 @@ class KeyedUnarchiver::Reader {
     return isArray ? arrayValue(*objects, depth) : dictionaryValue(*keys, *objects, depth);
   }
 
-  Value arrayValue(const Item& objects, std::size_t depth) const {
-    Array array;
+  JSONValue arrayValue(const Item& objects, std::size_t depth) const {
+    JSONArray array;
     for (std::uint64_t i = 0; i < objects.value && !_isDamaged; ++i) {
       array.push_back(referredValue(element(objects, i), depth));
     }
     return array;
   }
 
-  Value dictionaryValue(const Item& keys, const Item& objects, std::size_t depth) const {
-    Dictionary result;
+  JSONValue dictionaryValue(const Item& keys, const Item& objects, std::size_t depth) const {
+    JSONDictionary result;
     for (std::uint64_t i = 0; i < keys.value && !_isDamaged; ++i) {
-      Value key = referredValue(element(keys, i), depth);
+      JSONValue key = referredValue(element(keys, i), depth);
       if (!key.is_string()) {
         _isDamaged = true;
         break;
@@ -216,7 +216,7 @@ class KeyedUnarchiver::Reader {
     return result;
   }
 
-  Value referredValue(const Item& reference, std::size_t depth) const {
+  JSONValue referredValue(const Item& reference, std::size_t depth) const {
     // A null has a cost, too. Otherwise an array of a million nulls would cost nothing, however often it is referenced.
     if (reference.kind != Kind::Uid || !spend(kValueCost)) {
       _isDamaged = true;
@@ -267,7 +267,7 @@ float KeyedUnarchiver::decodeFloat(std::string_view key) const {
   return static_cast<float>(decodeDouble(key));
 }
 
-Value KeyedUnarchiver::decodeValue(std::string_view key) const {
+JSONValue KeyedUnarchiver::decodeValue(std::string_view key) const {
   auto uid = inlineItem(key, Kind::Uid);
   return uid ? _reader.value(uid->value) : nullptr;
 }

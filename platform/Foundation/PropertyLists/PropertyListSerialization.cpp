@@ -11,11 +11,11 @@ namespace {
 
 constexpr const char* kTooDeep = "The property list is nested too deeply.";
 
-std::optional<Ref> add(Table& table, const Value& value, std::size_t depth);
+std::optional<Ref> add(Table& table, const JSONValue& value, std::size_t depth);
 
-std::optional<Ref> add(Table& table, const Array& array, std::size_t depth) {
+std::optional<Ref> add(Table& table, const JSONArray& array, std::size_t depth) {
   ArrayNode node;
-  for (const Value& element : array) {
+  for (const JSONValue& element : array) {
     auto item = add(table, element, depth + 1);
     if (!item) return std::nullopt;
     node.items.push_back(*item);
@@ -23,7 +23,7 @@ std::optional<Ref> add(Table& table, const Array& array, std::size_t depth) {
   return table.add(std::move(node));
 }
 
-std::optional<Ref> add(Table& table, const Dictionary& dictionary, std::size_t depth) {
+std::optional<Ref> add(Table& table, const JSONDictionary& dictionary, std::size_t depth) {
   DictNode node;
   for (const auto& entry : dictionary) {
     auto value = add(table, entry.value(), depth + 1);
@@ -35,7 +35,7 @@ std::optional<Ref> add(Table& table, const Dictionary& dictionary, std::size_t d
 }
 
 /// nullopt only if the nesting is too deep.
-std::optional<Ref> add(Table& table, const Value& value, std::size_t depth) {
+std::optional<Ref> add(Table& table, const JSONValue& value, std::size_t depth) {
   if (depth > MaximumXMLDepth) return std::nullopt;
   switch (value.kind()) {
     case boost::json::kind::null:
@@ -58,10 +58,10 @@ std::optional<Ref> add(Table& table, const Value& value, std::size_t depth) {
   return std::nullopt;
 }
 
-std::optional<Value> valueOf(const Table& table, Ref ref);
+std::optional<JSONValue> valueOf(const Table& table, Ref ref);
 
-std::optional<Value> valueOf(const Table& table, const ArrayNode& node) {
-  Array array;
+std::optional<JSONValue> valueOf(const Table& table, const ArrayNode& node) {
+  JSONArray array;
   for (Ref item : node.items) {
     auto element = valueOf(table, item);
     if (!element) return std::nullopt;
@@ -70,8 +70,8 @@ std::optional<Value> valueOf(const Table& table, const ArrayNode& node) {
   return array;
 }
 
-std::optional<Value> valueOf(const Table& table, const DictNode& node) {
-  Dictionary dictionary;
+std::optional<JSONValue> valueOf(const Table& table, const DictNode& node) {
+  JSONDictionary dictionary;
   for (std::size_t i = 0; i < node.keys.size(); ++i) {
     auto value = valueOf(table, node.values[i]);
     if (!value) return std::nullopt;
@@ -81,13 +81,13 @@ std::optional<Value> valueOf(const Table& table, const DictNode& node) {
 }
 
 /// nullopt for bytes and dates. The reader guarantees a tree of bounded depth.
-std::optional<Value> valueOf(const Table& table, Ref ref) {
+std::optional<JSONValue> valueOf(const Table& table, Ref ref) {
   const Node& node = table.nodes[ref];
   if (auto* truth = std::get_if<bool>(&node)) return *truth;
   if (auto* number = std::get_if<std::int64_t>(&node)) return *number;
   if (auto* number = std::get_if<std::uint64_t>(&node)) return *number;
   if (auto* real = std::get_if<RealNode>(&node)) return real->value;
-  if (auto* text = std::get_if<std::string>(&node)) return Value(*text);
+  if (auto* text = std::get_if<std::string>(&node)) return JSONValue(*text);
   if (auto* array = std::get_if<ArrayNode>(&node)) return valueOf(table, *array);
   if (auto* dictionary = std::get_if<DictNode>(&node)) return valueOf(table, *dictionary);
   return std::nullopt;
@@ -104,7 +104,7 @@ std::optional<Data> PropertyListSerialization::dataWithPropertyList(const Proper
   Table table;
   std::string reason = kTooDeep;
   std::optional<Ref> root;
-  if (auto* value = std::get_if<Value>(&list)) root = add(table, *value, 0);
+  if (auto* value = std::get_if<JSONValue>(&list)) root = add(table, *value, 0);
   if (auto* data = std::get_if<Data>(&list)) root = table.add(*data);
   if (auto* date = std::get_if<Date>(&list)) root = table.add(*date);
   std::optional<Data> bytes;
@@ -120,14 +120,14 @@ PropertyValue PropertyListSerialization::propertyListWithData(const Data& data, 
                                                               Error* error) {
   std::string reason = "The property list is empty.";
   auto table = readXML(data, &reason);
-  if (!table) return report(error, PropertyListReadCorruptError, reason), Value();
+  if (!table) return report(error, PropertyListReadCorruptError, reason), JSONValue();
   if (format) *format = PropertyListFormat::XML;
   const Node& root = table->nodes[table->root];
   if (auto* bytes = std::get_if<Data>(&root)) return *bytes;
   if (auto* date = std::get_if<Date>(&root)) return *date;
   auto value = valueOf(*table, table->root);
   if (!value)
-    return report(error, PropertyListReadCorruptError, "Bytes and dates are supported only as the root."), Value();
+    return report(error, PropertyListReadCorruptError, "Bytes and dates are supported only as the root."), JSONValue();
   return std::move(*value);
 }
 

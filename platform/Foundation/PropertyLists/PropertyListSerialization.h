@@ -22,8 +22,8 @@ class PropertyListSerialization {
   /// strings with characters that XML does not allow, more than 512 levels.
   static std::optional<Data> dataWithPropertyList(const PropertyValue& list, PropertyListFormat format,
                                                   Error* error = nullptr);
-  /// A null Value, and the error set if given, for data that is not a property list in a known format, or that has
-  /// bytes or dates inside a container (a Value cannot hold them).
+  /// A null JSONValue, and the error set if given, for data that is not a property list in a known format, or that has
+  /// bytes or dates inside a container (a JSONValue cannot hold them).
   static PropertyValue propertyListWithData(const Data& data, PropertyListFormat* format = nullptr,
                                             Error* error = nullptr);
 };

@@ -5,11 +5,11 @@
 
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
-#include "oqsdk/Value.h"
+#include "Foundation/Values/JSONValue.h"
 
 namespace oq {
 
-/// A value of the user defaults. A null Value means "no value": storing it removes the entry.
-using PropertyValue = std::variant<Value, Data, Date>;
+/// A value of the user defaults. A null JSONValue means "no value": storing it removes the entry.
+using PropertyValue = std::variant<JSONValue, Data, Date>;
 
 }  // namespace oq

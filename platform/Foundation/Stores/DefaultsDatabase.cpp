@@ -67,11 +67,11 @@ PropertyValue propertyOf(sqlite3_stmt* row) {
   if (kind == Nanoseconds && type == SQLITE_INTEGER) {
     return Date(std::chrono::duration_cast<Date::duration>(std::chrono::nanoseconds(sqlite3_column_int64(row, 1))));
   }
-  if (type != SQLITE_BLOB && type != SQLITE_TEXT) return Value();
+  if (type != SQLITE_BLOB && type != SQLITE_TEXT) return JSONValue();
   Data bytes = dataFromString(bytesOf(row, 1));
   if (kind == Bytes && type == SQLITE_BLOB) return bytes;
-  if (kind == JSONText && type == SQLITE_TEXT) return valueWithJSONData(bytes).value_or(Value());
-  return Value();
+  if (kind == JSONText && type == SQLITE_TEXT) return valueWithJSONData(bytes).value_or(JSONValue());
+  return JSONValue();
 }
 
 }  // namespace
@@ -86,12 +86,12 @@ std::optional<PropertyValue> DefaultsDatabase::read(std::string_view key) {
   bindText(_select.get(), 1, key);
   int result = sqlite3_step(_select.get());
   if (result == SQLITE_ROW) return propertyOf(_select.get());
-  return result == SQLITE_DONE ? std::optional<PropertyValue>(Value()) : std::nullopt;
+  return result == SQLITE_DONE ? std::optional<PropertyValue>(JSONValue()) : std::nullopt;
 }
 
 bool DefaultsDatabase::write(std::string_view key, const PropertyValue& value) {
   std::string text;
-  if (auto* object = std::get_if<Value>(&value)) text = compactJSON(*object);
+  if (auto* object = std::get_if<JSONValue>(&value)) text = compactJSON(*object);
   return change(_upsert, [&](sqlite3_stmt* statement) {
     bindText(statement, 1, key);
     sqlite3_bind_int64(statement, 2, static_cast<std::int64_t>(value.index()));

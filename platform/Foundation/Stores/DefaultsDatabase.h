@@ -30,7 +30,7 @@ class DefaultsDatabase {
   /// Waits for other processes end at this time. Set it before each use.
   void waitUntil(Clock::time_point deadline) { _deadline = deadline; }
 
-  /// A null Value if the key has no entry; nullopt if the database cannot be read at present.
+  /// A null JSONValue if the key has no entry; nullopt if the database cannot be read at present.
   std::optional<PropertyValue> read(std::string_view key);
   bool write(std::string_view key, const PropertyValue& value);
   bool remove(std::string_view key);

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
@@ -15,7 +15,7 @@ namespace oq {
 class KeyValueObserver {
  public:
   /// `change` has the new value for the key "new".
-  virtual void observeValueForKeyPath(const std::string& keyPath, Object& object, const Dictionary& change) = 0;
+  virtual void observeValueForKeyPath(const std::string& keyPath, Object& object, const JSONDictionary& change) = 0;
 
  protected:
   ~KeyValueObserver() = default;
@@ -32,7 +32,7 @@ class KeyValueObservers {
     std::erase_if(_entries, [&](const Entry& entry) { return entry.address == &observer && entry.keyPath == keyPath; });
   }
   /// The caller keeps the object alive during the call, whatever the observers do.
-  void notify(const std::string& keyPath, Object& object, const Value& newValue) const {
+  void notify(const std::string& keyPath, Object& object, const JSONValue& newValue) const {
     const auto entries = _entries;
     for (const Entry& entry : entries) {
       const auto observer = entry.keyPath == keyPath ? entry.observer.lock() : nullptr;

@@ -22,31 +22,31 @@ namespace oq {
 namespace {
 
 /// True if both are stored identically: distinguishes kinds of numbers and orders of keys.
-bool isSameValue(const Value& a, const Value& b) {
+bool isSameValue(const JSONValue& a, const JSONValue& b) {
   if (a.kind() != b.kind()) return false;
-  if (const Array* array = a.if_array()) {
+  if (const JSONArray* array = a.if_array()) {
     return std::equal(array->begin(), array->end(), b.get_array().begin(), b.get_array().end(), isSameValue);
   }
-  const Dictionary* object = a.if_object();
+  const JSONDictionary* object = a.if_object();
   if (!object) return a == b;
   return std::equal(object->begin(), object->end(), b.get_object().begin(), b.get_object().end(),
                     [](auto& x, auto& y) { return x.key() == y.key() && isSameValue(x.value(), y.value()); });
 }
 
 bool isSameProperty(const PropertyValue& a, const PropertyValue& b) {
-  auto* value = std::get_if<Value>(&a);
-  auto* other = std::get_if<Value>(&b);
+  auto* value = std::get_if<JSONValue>(&a);
+  auto* other = std::get_if<JSONValue>(&b);
   return value && other ? isSameValue(*value, *other) : a == b;
 }
 
 bool isNothing(const PropertyValue& value) {
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   return object && object->is_null();
 }
 
 /// Whether a stored value is read back identical, so that it may be cached without reading it.
 bool readsBackUnchanged(const PropertyValue& value) {
-  auto* object = std::get_if<Value>(&value);
+  auto* object = std::get_if<JSONValue>(&value);
   if (!object || object->is_bool() || object->is_int64() || object->is_uint64()) return true;
   return object->is_string() && isValidUTF8(object->get_string());
 }
@@ -82,10 +82,10 @@ class UserDefaults::Store {
 
   PropertyValue get(std::string_view key) {
     auto turn = takeTurn();
-    if (!turn) return Value();
+    if (!turn) return JSONValue();
     if (const PropertyValue* known = current(key)) return *known;
     auto value = _database.read(key);
-    if (!value) return Value();
+    if (!value) return JSONValue();
     if (isKeptInMemory(*value)) remember(key, *value);
     return *std::move(value);
   }
@@ -232,15 +232,15 @@ PropertyValue UserDefaults::objectForKey(std::string_view key) {
   return _store->get(key);
 }
 void UserDefaults::removeObjectForKey(std::string_view key) {
-  _store->set(Value(), key);
+  _store->set(JSONValue(), key);
 }
 void UserDefaults::setInteger(std::int64_t value, std::string_view key) {
-  _store->set(Value(value), key);
+  _store->set(JSONValue(value), key);
 }
 
 std::int64_t UserDefaults::integerForKey(std::string_view key) {
   PropertyValue stored = _store->get(key);
-  auto* value = std::get_if<Value>(&stored);
+  auto* value = std::get_if<JSONValue>(&stored);
   return value ? integerValue(*value) : 0;
 }
 

@@ -24,7 +24,7 @@ class UserDefaults {
 
   /// A null value removes the entry. Returns after the value was written to the database; false if that failed.
   bool setObject(const PropertyValue& value, std::string_view key);
-  /// A null Value if there is no entry.
+  /// A null JSONValue if there is no entry.
   PropertyValue objectForKey(std::string_view key);
   void removeObjectForKey(std::string_view key);
   void setInteger(std::int64_t value, std::string_view key);

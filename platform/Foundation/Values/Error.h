@@ -2,7 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
+
+#include "oqsdk/TypeEncoding.h"
 
 namespace oq {
 
@@ -11,6 +15,11 @@ struct Error {
   std::string domain;
   std::int64_t code = 0;
   std::string localizedDescription;
+};
+
+template <>
+struct TypeEncoding<std::optional<Error>> {
+  static constexpr std::string_view text = "{optional<Error>}";
 };
 
 /// The error domain of URL sessions; its codes are below.

@@ -33,7 +33,7 @@ std::string universalTimeOf(Date date) {
 std::string descriptionOfProperty(const PropertyValue& value) {
   if (auto* data = std::get_if<Data>(&value)) return hexOf(*data);
   if (auto* date = std::get_if<Date>(&value)) return universalTimeOf(*date);
-  return descriptionOf(std::get<Value>(value));
+  return descriptionOf(std::get<JSONValue>(value));
 }
 
 using LogHandler = std::function<void(std::string_view)>;
@@ -58,14 +58,14 @@ void writeToPlatformLog(GLogLevelFlags level, const char* priority, std::string_
 
 }  // namespace
 
-std::string descriptionOf(const Value& value) {
+std::string descriptionOf(const JSONValue& value) {
   if (value.is_null()) return "(null)";
   if (value.is_bool()) return value.get_bool() ? "1" : "0";
   if (value.is_string()) return std::string(value.get_string());
   return prettyJSON(value);
 }
 
-FormatArgument::FormatArgument(const Dictionary& value) : _text(prettyJSON(value)) {}
+FormatArgument::FormatArgument(const JSONDictionary& value) : _text(prettyJSON(value)) {}
 FormatArgument::FormatArgument(const PropertyValue& value) : _text(descriptionOfProperty(value)) {}
 FormatArgument::FormatArgument(const Error& error)
     : _text("Error Domain=" + error.domain + " Code=" + std::to_string(error.code) + " \"" +

@@ -14,32 +14,32 @@
 #include "Foundation/Values/Data.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Error.h"
+#include "Foundation/Values/JSONValue.h"
 #include "oqsdk/Export.h"
 #include "oqsdk/Runtime.h"
-#include "oqsdk/Value.h"
 
 namespace oq {
 
 /// The string that replaces `%@`: strings unquoted, numbers as in JSON (whole doubles without exponent), booleans as 1
 /// and 0, containers as pretty JSON, null as "(null)".
-std::string descriptionOf(const Value& value);
+std::string descriptionOf(const JSONValue& value);
 
 /// One argument of a format, already converted to a string.
 class FormatArgument {
  public:
-  FormatArgument(const char* text) : _text(text ? text : "(null)") {}    // NOLINT: formats convert on purpose
-  FormatArgument(std::string text) : _text(std::move(text)) {}           // NOLINT
-  FormatArgument(std::string_view text) : _text(text) {}                 // NOLINT
-  FormatArgument(std::nullptr_t) : _text("(null)") {}                    // NOLINT
-  FormatArgument(std::nullopt_t) : _text("(null)") {}                    // NOLINT
-  FormatArgument(const Value& value) : _text(descriptionOf(value)) {}    // NOLINT
-  FormatArgument(const Dictionary& value);                               // NOLINT
-  FormatArgument(const PropertyValue& value);                            // NOLINT
-  FormatArgument(const Error& error);                                    // NOLINT
-  FormatArgument(const Object& object) : _text(object.description()) {}  // NOLINT
+  FormatArgument(const char* text) : _text(text ? text : "(null)") {}      // NOLINT: formats convert on purpose
+  FormatArgument(std::string text) : _text(std::move(text)) {}             // NOLINT
+  FormatArgument(std::string_view text) : _text(text) {}                   // NOLINT
+  FormatArgument(std::nullptr_t) : _text("(null)") {}                      // NOLINT
+  FormatArgument(std::nullopt_t) : _text("(null)") {}                      // NOLINT
+  FormatArgument(const JSONValue& value) : _text(descriptionOf(value)) {}  // NOLINT
+  FormatArgument(const JSONDictionary& value);                             // NOLINT
+  FormatArgument(const PropertyValue& value);                              // NOLINT
+  FormatArgument(const Error& error);                                      // NOLINT
+  FormatArgument(const Object& object) : _text(object.description()) {}    // NOLINT
   FormatArgument(const Object* object) : _text(object ? object->description() : "(null)") {}  // NOLINT
   template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
-  FormatArgument(T number) : _text(descriptionOf(Value(number))) {}  // NOLINT
+  FormatArgument(T number) : _text(descriptionOf(JSONValue(number))) {}  // NOLINT
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
   FormatArgument(const std::shared_ptr<T>& object)  // NOLINT
       : FormatArgument(static_cast<const Object*>(object.get())) {}

@@ -4,7 +4,7 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <boost/json/parse.hpp>
+#include <boost/json/parser.hpp>
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -18,10 +18,10 @@ namespace {
 constexpr std::size_t kMaximumDepth = 512;
 
 /// boost::json parses a number with a too large exponent as infinity, which JSON does not have.
-bool isFinite(const Value& value) {
+bool isFinite(const JSONValue& value) {
   if (const double* number = value.if_double()) return std::isfinite(*number);
-  if (const Array* array = value.if_array()) return std::all_of(array->begin(), array->end(), isFinite);
-  const Dictionary* object = value.if_object();
+  if (const JSONArray* array = value.if_array()) return std::all_of(array->begin(), array->end(), isFinite);
+  const JSONDictionary* object = value.if_object();
   return !object || std::all_of(object->begin(), object->end(), [](auto& e) { return isFinite(e.value()); });
 }
 
@@ -41,7 +41,7 @@ class Writer {
  public:
   explicit Writer(Layout layout) : _pretty(layout == Layout::Pretty) { _text.reserve(512); }
 
-  void write(const Value& value) {
+  void write(const JSONValue& value) {
     switch (value.kind()) {
       case boost::json::kind::null:
         return append("null");
@@ -56,13 +56,13 @@ class Writer {
       case boost::json::kind::string:
         return appendString(value.get_string());
       case boost::json::kind::array:
-        return appendContainer(value.get_array(), '[', ']', [this](const Value& element) { write(element); });
+        return appendContainer(value.get_array(), '[', ']', [this](const JSONValue& element) { write(element); });
       case boost::json::kind::object:
         return writeObject(value.get_object());
     }
   }
 
-  void writeObject(const Dictionary& object) {
+  void writeObject(const JSONDictionary& object) {
     appendContainer(object, '{', '}', [this](const boost::json::key_value_pair& entry) {
       appendString(entry.key());
       append(_pretty ? " : " : ":");
@@ -168,7 +168,7 @@ class Writer {
   std::string _text;
 };
 
-std::string textOf(const Value& value, Layout layout) {
+std::string textOf(const JSONValue& value, Layout layout) {
   Writer writer(layout);
   writer.write(value);
   return writer.take();
@@ -176,36 +176,47 @@ std::string textOf(const Value& value, Layout layout) {
 
 }  // namespace
 
-std::optional<Value> valueWithJSONData(const Data& data) {
+std::optional<JSONValue> valueWithJSON(std::string_view text, std::string* error) {
   boost::json::parse_options options;
   options.max_depth = kMaximumDepth;
-  boost::json::error_code error;
-  std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";  // some servers and editors write one
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-  Value value = boost::json::parse(text, error, {}, options);
-  if (error || !isFinite(value)) return std::nullopt;
-  return value;
+  unsigned char scratch[BOOST_JSON_STACK_BUFFER_SIZE];
+  boost::json::parser parser({}, options, scratch);
+  boost::json::error_code code;
+  const std::size_t read = parser.write(text, code);
+  if (code) {
+    if (error) *error = "not JSON at byte " + std::to_string(read) + ": " + code.message();
+    return std::nullopt;
+  }
+  JSONValue value = parser.release();
+  if (isFinite(value)) return value;
+  if (error) *error = "not JSON: a number is out of range";
+  return std::nullopt;
 }
 
-Data dataWithJSONObject(const Value& object) {
+std::optional<JSONValue> valueWithJSONData(const Data& data) {
+  return valueWithJSON({reinterpret_cast<const char*>(data.data()), data.size()});
+}
+
+Data dataWithJSONObject(const JSONValue& object) {
   if (!object.is_object() && !object.is_array()) {
     throw Exception("NSInvalidArgumentException", "Invalid top-level type in JSON write");
   }
   return dataFromString(prettyJSON(object));
 }
 
-std::string prettyJSON(const Value& value) {
+std::string prettyJSON(const JSONValue& value) {
   return textOf(value, Layout::Pretty);
 }
 
-std::string prettyJSON(const Dictionary& dictionary) {
+std::string prettyJSON(const JSONDictionary& dictionary) {
   Writer writer(Layout::Pretty);
   writer.writeObject(dictionary);
   return writer.take();
 }
 
-std::string compactJSON(const Value& value) {
+std::string compactJSON(const JSONValue& value) {
   return textOf(value, Layout::Compact);
 }
 

@@ -77,7 +77,7 @@ std::int64_t integerFromDouble(double number) {
 
 }  // namespace
 
-std::int64_t integerValue(const Value& value) {
+std::int64_t integerValue(const JSONValue& value) {
   switch (value.kind()) {
     case boost::json::kind::int64:
       return value.get_int64();
@@ -96,7 +96,7 @@ std::int64_t integerValue(const Value& value) {
   }
 }
 
-double doubleValue(const Value& value) {
+double doubleValue(const JSONValue& value) {
   switch (value.kind()) {
     case boost::json::kind::int64:
       return static_cast<double>(value.get_int64());
@@ -113,15 +113,15 @@ double doubleValue(const Value& value) {
   }
 }
 
-const Value& valueForKey(const Value& object, std::string_view key) {
-  static const Value nothing;
-  const Dictionary* dictionary = object.if_object();
+const JSONValue& valueForKey(const JSONValue& object, std::string_view key) {
+  static const JSONValue nothing;
+  const JSONDictionary* dictionary = object.if_object();
   if (!dictionary) return nothing;
-  const Value* found = dictionary->if_contains(key);
+  const JSONValue* found = dictionary->if_contains(key);
   return found ? *found : nothing;
 }
 
-bool isNonEmptyString(const Value& value) {
+bool isNonEmptyString(const JSONValue& value) {
   return value.is_string() && !value.get_string().empty();
 }
 

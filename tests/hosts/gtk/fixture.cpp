@@ -231,7 +231,7 @@ class Fixture : public CommandFixture {
     auto window = oq::makeMainObject<oq::OQPopWindow>();
     _message = window;
     window->popWithData(message(style, repeats),
-                        [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
+                        [](std::int64_t code, const oq::JSONValue&) { say("code " + std::to_string(code)); });
   }
 
   /// Reports the accessible role and name of each proxy widget.
@@ -388,7 +388,7 @@ class Fixture : public CommandFixture {
   }
 
   static void openPage() {
-    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value("https://localhost:1/"));
+    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue("https://localhost:1/"));
   }
 
   int _width, _height;

@@ -76,7 +76,9 @@ class Fixture : public CommandFixture {
     return text;
   }
 
-  static void jump(std::istream& in) { oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::Value(rest(in))); }
+  static void jump(std::istream& in) {
+    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue(rest(in)));
+  }
 
   std::shared_ptr<oq::OQWebController> shown() {
     if (_popWindow) return _popWindow->webController();
@@ -95,7 +97,7 @@ class Fixture : public CommandFixture {
 
   void evaluate(std::istream& in) {
     shown()->wkWebView()->evaluateJavaScript(
-        rest(in), [](const oq::Value& result, const std::optional<oq::Error>& error) {
+        rest(in), [](const oq::JSONValue& result, const std::optional<oq::Error>& error) {
           say("result " + (error ? error->localizedDescription : boost::json::serialize(result)));
         });
   }
@@ -111,7 +113,7 @@ class Fixture : public CommandFixture {
     data->setModelWithDic({{"style", 4}});
     _popWindow = oq::makeMainObject<oq::OQPopWindow>();
     _popWindow->webController()->setUrlString(rest(in));
-    _popWindow->popWithData(data, [this](std::int64_t code, const oq::Value&) {
+    _popWindow->popWithData(data, [this](std::int64_t code, const oq::JSONValue&) {
       say("code " + std::to_string(code));
       if (code == 1) reportCard();
       if (code == 3) _popWindow.reset();
@@ -125,7 +127,7 @@ class Fixture : public CommandFixture {
                            {"buttonLeft", {{"text", "left"}}},
                            {"buttonRight", {{"text", "right"}}}});
     oq::makeMainObject<oq::OQPopWindow>()->popWithData(
-        data, [](std::int64_t code, const oq::Value&) { say("code " + std::to_string(code)); });
+        data, [](std::int64_t code, const oq::JSONValue&) { say("code " + std::to_string(code)); });
   }
 
   void reportCard() {
@@ -167,10 +169,10 @@ class Fixture : public CommandFixture {
       const auto web = controller->wkWebView();
       const auto url = web->URL();
       const auto title = controller->navigationItem()->title();
-      line = "page " + boost::json::serialize(oq::Value{
+      line = "page " + boost::json::serialize(oq::JSONValue{
                            {"number", _number},
                            {"url", url ? url->absoluteString() : ""},
-                           {"title", title ? oq::Value(*title) : oq::Value()},
+                           {"title", title ? oq::JSONValue(*title) : oq::JSONValue()},
                            {"hidden", web->isHidden()},
                            {"reload", !controller->reloadBtn()->isHidden()},
                            {"bar", !controller->progress()->isHidden()},

@@ -34,7 +34,7 @@ class HeadlessStage : public testing::Test {
     auto data = std::make_shared<OQWindowData>();
     data->setModelWithDic({{"style", style}, {"title", {{"text", "标题"}}}, {"content", {{"text", "正文"}}}});
     _window = makeMainObject<OQPopWindow>();
-    _window->popWithData(data, [this](std::int64_t code, const Value&) { _code = code; });
+    _window->popWithData(data, [this](std::int64_t code, const JSONValue&) { _code = code; });
     _host.advance(0.3);
   }
 

@@ -82,6 +82,14 @@ TEST(Runtime, MessagesReachOwnInheritedAndSuperMethods) {
   EXPECT_EQ(sel_registerName("greet:"), greetSelector.sel());
 }
 
+TEST(Runtime, SignaturesAreWrittenFromTheTable) {
+  EXPECT_STREQ(method_getTypeEncoding(class_getInstanceMethod(Dog::staticClass(), greetSelector)),
+               "{string}Rr{string}");
+  EXPECT_STREQ((typeEncodingOf<void(const Value&, const std::string&, const std::function<void()>&)>()),
+               "vRr{Value}Rr{string}Rr@?");
+  EXPECT_STREQ((typeEncodingOf<unsigned long long(Object*, const char*, SEL, Class*)>()), "Q^@^rc^r:^#");
+}
+
 TEST(Runtime, MissingMethodThrows) {
   Dog dog;
   Object object;

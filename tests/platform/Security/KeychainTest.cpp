@@ -36,7 +36,7 @@ std::string serviceState() {
 }
 
 SecDictionary item(std::initializer_list<std::pair<std::string_view, PropertyValue>> entries) {
-  SecDictionary dictionary{{std::string(kSecClass), Value(kSecClassGenericPassword)}};
+  SecDictionary dictionary{{std::string(kSecClass), JSONValue(kSecClassGenericPassword)}};
   for (const auto& [key, value] : entries) dictionary[std::string(key)] = value;
   return dictionary;
 }
@@ -46,7 +46,7 @@ SecDictionary named(const char* identifier) {
 
 /// The data of the first item found, or the status as a string.
 std::string dataOf(SecDictionary query) {
-  query[std::string(kSecReturnData)] = Value(true);
+  query[std::string(kSecReturnData)] = JSONValue(true);
   SecItemResult result;
   OSStatus status = SecItemCopyMatching(query, result);
   auto* data = std::get_if<Data>(&result);
@@ -54,8 +54,8 @@ std::string dataOf(SecDictionary query) {
 }
 
 SecDictionary attributesOf(SecDictionary query) {
-  query[std::string(kSecReturnAttributes)] = Value(true);
-  query[std::string(kSecMatchLimit)] = Value(kSecMatchLimitOne);
+  query[std::string(kSecReturnAttributes)] = JSONValue(true);
+  query[std::string(kSecMatchLimit)] = JSONValue(kSecMatchLimitOne);
   SecItemResult result;
   SecItemCopyMatching(query, result);
   auto* found = std::get_if<SecDictionary>(&result);
@@ -100,7 +100,7 @@ class FileKeychain : public KeychainTest {
   FileKeychain() { setKeychainStore(std::make_shared<FileKeychainStore>()); }
   std::filesystem::path keychain() const { return folder / "Keychain/keychain.plist"; }
   static OSStatus add(const std::string& identifier, const std::string& text = "x") {
-    return SecItemAdd(item({{kSecAttrGeneric, Value(identifier)}, {kSecValueData, dataFromString(text)}}));
+    return SecItemAdd(item({{kSecAttrGeneric, JSONValue(identifier)}, {kSecValueData, dataFromString(text)}}));
   }
 };
 
@@ -109,12 +109,12 @@ class FileKeychain : public KeychainTest {
 TEST_P(KeychainStoreTest, KeepsAnItemWithItsAttributesAndBytes) {
   Data every;
   for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<std::uint8_t>(byte));
-  SecDictionary attributes{{std::string(kSecAttrGeneric), Value("UUID")},
-                           {std::string(kSecAttrAccessGroup), Value("group")},
-                           {std::string(kSecAttrAccount), Value("")},
-                           {std::string(kSecAttrLabel), Value("Größe 😀")}};
+  SecDictionary attributes{{std::string(kSecAttrGeneric), JSONValue("UUID")},
+                           {std::string(kSecAttrAccessGroup), JSONValue("group")},
+                           {std::string(kSecAttrAccount), JSONValue("")},
+                           {std::string(kSecAttrLabel), JSONValue("Größe 😀")}};
   SecDictionary added = attributes;
-  added[std::string(kSecClass)] = Value(kSecClassGenericPassword);
+  added[std::string(kSecClass)] = JSONValue(kSecClassGenericPassword);
   added[std::string(kSecValueData)] = every;
   ASSERT_EQ(SecItemAdd(added), errSecSuccess);
   EXPECT_EQ(dataOf(named("UUID")), stringFromData(every));
@@ -141,12 +141,12 @@ TEST_P(KeychainStoreTest, UpdatesOnlyMatchingItems) {
   EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecValueData), dataFromString("new")}}), errSecSuccess);
   EXPECT_EQ(dataOf(first), "new");
   EXPECT_EQ(dataOf(second), "b");
-  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrDescription), Value("d")}}), errSecSuccess);
+  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrDescription), JSONValue("d")}}), errSecSuccess);
   EXPECT_TRUE(attributesOf(first).at(std::string(kSecAttrDescription)) == PropertyValue("d"));
   EXPECT_TRUE(attributesOf(first).at(std::string(kSecAttrLabel)) == PropertyValue("label"));
   EXPECT_EQ(dataOf(first), "new");
-  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrAccount), Value("b")}}), errSecDuplicateItem);
-  EXPECT_EQ(SecItemUpdate(named("none"), {{std::string(kSecAttrLabel), Value("")}}), errSecItemNotFound);
+  EXPECT_EQ(SecItemUpdate(first, {{std::string(kSecAttrAccount), JSONValue("b")}}), errSecDuplicateItem);
+  EXPECT_EQ(SecItemUpdate(named("none"), {{std::string(kSecAttrLabel), JSONValue("")}}), errSecItemNotFound);
   EXPECT_EQ(dataOf(first), "new");
   EXPECT_EQ(SecItemDelete(named("g")), errSecSuccess);
   EXPECT_EQ(dataOf(second), "-25300");
@@ -155,9 +155,9 @@ TEST_P(KeychainStoreTest, UpdatesOnlyMatchingItems) {
 TEST_P(KeychainStoreTest, ThreadsThatAddAndUpdateLoseNothing) {
   inThreads(6, [](int number) {
     const std::string name = std::to_string(number);
-    EXPECT_EQ(SecItemAdd(item({{kSecAttrGeneric, Value(name)}})), errSecSuccess);
+    EXPECT_EQ(SecItemAdd(item({{kSecAttrGeneric, JSONValue(name)}})), errSecSuccess);
     EXPECT_EQ(
-        SecItemUpdate(item({{kSecAttrGeneric, Value(name)}}), {{std::string(kSecValueData), dataFromString(name)}}),
+        SecItemUpdate(item({{kSecAttrGeneric, JSONValue(name)}}), {{std::string(kSecValueData), dataFromString(name)}}),
         errSecSuccess);
   });
   for (int i = 0; i < 6; ++i) EXPECT_EQ(dataOf(named(std::to_string(i).c_str())), std::to_string(i));
@@ -260,12 +260,12 @@ TEST_F(FileKeychain, HeldLockFailsAfterTimeout) {
 TEST_F(FileKeychain, RejectsInvalidRequests) {
   SecItemResult result;
   EXPECT_EQ(SecItemCopyMatching({}, result), errSecParam);
-  EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), Value("inet")}}, result), errSecParam);
+  EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), JSONValue("inet")}}, result), errSecParam);
   const std::pair<std::string_view, PropertyValue> wrong[] = {
-      {"unknown", "x"},           {kSecAttrGeneric, Value(1)},
+      {"unknown", "x"},           {kSecAttrGeneric, JSONValue(1)},
       {kSecAttrGeneric, Data{1}}, {kSecAttrGeneric, "\xff"},
       {kSecValueData, "text"},    {kSecMatchLimit, "m_LimitAll"},
-      {kSecReturnData, "yes"},    {kSecAttrLabel, Value(std::string_view("a\0b", 3))}};
+      {kSecReturnData, "yes"},    {kSecAttrLabel, JSONValue(std::string_view("a\0b", 3))}};
   for (const auto& [key, value] : wrong) {
     EXPECT_EQ(SecItemCopyMatching(item({{key, value}}), result), errSecParam) << key;
     EXPECT_EQ(SecItemAdd(item({{key, value}})), errSecParam) << key;
@@ -273,7 +273,7 @@ TEST_F(FileKeychain, RejectsInvalidRequests) {
   }
   EXPECT_EQ(SecItemUpdate(item({}), {}), errSecParam);
   EXPECT_EQ(SecItemUpdate(item({}), item({})), errSecParam);
-  EXPECT_EQ(SecItemUpdate(item({}), {{std::string(kSecReturnData), Value(true)}}), errSecParam);
+  EXPECT_EQ(SecItemUpdate(item({}), {{std::string(kSecReturnData), JSONValue(true)}}), errSecParam);
   EXPECT_FALSE(std::filesystem::exists(folder / "Keychain"));
 }
 

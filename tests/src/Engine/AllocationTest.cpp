@@ -17,10 +17,10 @@ namespace {
 /// Covers matching, pre-conditions, records and the decision log.
 TEST_F(EngineTest, EventWithoutAWindowDoesNotAllocate) {
   relaunch();
-  Array records;
+  JSONArray records;
   for (int i = 0; i < 200; ++i) {
     const std::string name = "e" + std::to_string(i % 10);
-    const Value awaited = i % 3 == 0 ? Value{{"xwhat", "e0"}} : Value();
+    const JSONValue awaited = i % 3 == 0 ? JSONValue{{"xwhat", "e0"}} : JSONValue();
     records.push_back(
         campaign(std::to_string(i), name,
                  {{"count", 0},
@@ -34,7 +34,7 @@ TEST_F(EngineTest, EventWithoutAWindowDoesNotAllocate) {
   engine->recordTree()->removeTreeNode(engine->recordTree()->findTreeNodeById(1001));
   std::vector<std::shared_ptr<OQWindowEvent>> events;
   for (int i = 0; i < 13; ++i) {
-    Dictionary context;
+    JSONDictionary context;
     for (int k = 0; k < i; ++k) context["k" + std::to_string(k)] = std::to_string(k);
     events.push_back(std::make_shared<OQWindowEvent>());
     events.back()->setModelWithDic(uploadInfo("e" + std::to_string(i), context));
@@ -50,7 +50,7 @@ TEST_F(EngineTest, EventWithoutAWindowDoesNotAllocate) {
   EXPECT_EQ(Faults::allocationsOfThread() - before, 1u) << "the allocation counter works";
   std::set<std::string> outcomes;
   const Value decisions = engine->recentDecisions();
-  for (const Value& each : decisions.as_array()) outcomes.emplace(each.at("outcome").as_string());
+  for (const Value& each : decisions) outcomes.emplace(each.at("outcome").toString());
   EXPECT_EQ(outcomes, (std::set<std::string>{"another window matched first", "count used up", "no match", "no record",
                                              "pre-condition not met"}));
 }

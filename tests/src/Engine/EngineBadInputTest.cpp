@@ -43,30 +43,30 @@ TEST_F(EngineBadInputTest, WindowsWithFieldsOfWrongTypesAreAccepted) {
   const char* fields[] = {"id",        "count",   "style",      "type",         "createTime", "changeTime",
                           "startTime", "endTime", "clickEvent", "event",        "preEvent",   "picture",
                           "title",     "content", "buttonLeft", "buttonMiddle", "buttonRight"};
-  Array values = {nullptr,
-                  true,
-                  -1,
-                  1.5,
-                  1e300,
-                  UINT64_MAX,
-                  "",
-                  "x",
-                  std::string(100000, '9'),
-                  Array{1, Array{}},
-                  Dictionary{},
-                  {{"text", 5}, {"color", Array{}}, {"background", true}, {"size", Dictionary{}}},
-                  {{"xwhat", Array{}}, {"xcontext", 5}, {"xwhen", "never"}, {"xwho", false}},
-                  *valueWithJSONData(dataFromString(nested(400)))};
-  Array records = {nullptr, 5, "window", Array{campaign("1", "buy")}};
+  JSONArray values = {nullptr,
+                      true,
+                      -1,
+                      1.5,
+                      1e300,
+                      UINT64_MAX,
+                      "",
+                      "x",
+                      std::string(100000, '9'),
+                      JSONArray{1, JSONArray{}},
+                      JSONDictionary{},
+                      {{"text", 5}, {"color", JSONArray{}}, {"background", true}, {"size", JSONDictionary{}}},
+                      {{"xwhat", JSONArray{}}, {"xcontext", 5}, {"xwhen", "never"}, {"xwho", false}},
+                      *valueWithJSONData(dataFromString(nested(400)))};
+  JSONArray records = {nullptr, 5, "window", JSONArray{campaign("1", "buy")}};
   for (const char* field : fields) {
-    for (const Value& value : values) records.push_back(campaign("7", "buy", {{field, value}}));
+    for (const JSONValue& value : values) records.push_back(campaign("7", "buy", {{field, value}}));
   }
   deliverInApp(records);
   ASSERT_EQ(engine->inAppDataArray()->size(), records.size());
   for (int i = 0; i < 3; ++i) receive("buy", {{"k", "v"}});
   // The next run starts with the same windows.
   const auto ids = [&] {
-    std::vector<std::pair<Value, std::int64_t>> found;
+    std::vector<std::pair<JSONValue, std::int64_t>> found;
     const auto windows = engine->inAppDataArray();
     for (const auto& window : *windows) found.emplace_back(window->windowId(), window->count());
     return found;
@@ -94,13 +94,15 @@ TEST_F(EngineBadInputTest, IdsOutOfRangeAreClamped) {
 TEST_F(EngineBadInputTest, EventsWithValuesOfWrongTypesAreAccepted) {
   relaunch();
   deliverInApp({campaign("1", "buy", {{"count", 1}})});
-  Value deep = "core";
-  for (int i = 0; i < 2000; ++i) deep = i % 2 ? Value(Array{std::move(deep)}) : Value{{"k", std::move(deep)}};
-  Dictionary wide;
+  JSONValue deep = "core";
+  for (int i = 0; i < 2000; ++i)
+    deep = i % 2 ? JSONValue(JSONArray{std::move(deep)}) : JSONValue{{"k", std::move(deep)}};
+  JSONDictionary wide;
   for (int i = 0; i < 3000; ++i) wide[std::to_string(i)] = std::to_string(i);
-  for (const Value& value : Array{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
+  for (const JSONValue& value :
+       JSONArray{deep, wide, std::string(1 << 20, 'x'), "\xff\xfe", std::string("a\0b", 3), 1e308}) {
     for (const char* key : {"xwho", "appid", "xwhat", "xwhen", "xcontext"}) {
-      Value info = uploadInfo("view");
+      JSONValue info = uploadInfo("view");
       info.as_object()[key] = value;
       engine->onEventDataReceived(info);
     }
@@ -117,7 +119,7 @@ TEST_F(EngineBadInputTest, AcceptsThousandsOfWindows) {
   constexpr std::int64_t windows = 50000;
 #endif
   relaunch();
-  Array records;
+  JSONArray records;
   for (std::int64_t i = 0; i < windows; ++i) {
     records.push_back(
         {{"id", i}, {"count", 1}, {"event", {{"xwhat", "buy"}, {"xcontext", {{"n", std::to_string(i)}}}}}});

@@ -12,10 +12,8 @@ namespace {
 /// "event window: outcome" of each entry.
 std::vector<std::string> linesOf(const Value& decisions) {
   std::vector<std::string> lines;
-  for (const Value& each : decisions.as_array()) {
-    const auto text = [&](const char* key) {
-      return each.at(key).is_null() ? "-" : std::string(each.at(key).as_string());
-    };
+  for (const Value& each : decisions) {
+    const auto text = [&](const char* key) { return std::string(each.at(key).toString("-")); };
     lines.push_back(text("event") + " " + text("windowId") + ": " + text("outcome"));
   }
   return lines;
@@ -62,24 +60,24 @@ TEST_F(EngineTest, DecisionsContainTheReasonWhyAWindowWasNotShown) {
 
 TEST(DecisionLog, KeepsTheNewestEntries) {
   OQDecisionLog log(3);
-  EXPECT_EQ(log.entries(), Value(Array()));
+  EXPECT_EQ(log.entries(), JSONValue(JSONArray()));
   OQWindowEvent event;
   for (int i = 0; i < 5; ++i) {
-    event.setXwhat(Value("e" + std::to_string(i)));
+    event.setXwhat(JSONValue("e" + std::to_string(i)));
     log.record(OQDecision::NoMatch, &event);
   }
-  EXPECT_EQ(linesOf(log.entries()), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
+  EXPECT_EQ(linesOf(publicView(log.entries())), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
   const std::string longest(94, 'x');
-  event.setXwhat(Value(longest + "键"));  // the limit is inside the last character
+  event.setXwhat(JSONValue(longest + "键"));  // the limit is inside the last character
   log.record(OQDecision::Waiting, &event);
-  event.setXwhat(Value(5));
+  event.setXwhat(JSONValue(5));
   log.record(OQDecision::Waiting, &event);
   log.record(OQDecision::Shown, nullptr, std::make_shared<OQWindowData>());
-  EXPECT_EQ(linesOf(log.entries()),
+  EXPECT_EQ(linesOf(publicView(log.entries())),
             (Lines{longest + " -: waiting", "- -: waiting", "- -: counted and handed to the screen"}));
   log.setCapacity(0);
   log.record(OQDecision::Waiting, &event);
-  EXPECT_EQ(log.entries(), Value(Array()));
+  EXPECT_EQ(log.entries(), JSONValue(JSONArray()));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ constexpr const char* reportPath = "/push/sdk/in_app/callback";
 
 TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
   struct Case {
-    Value start, end;
+    JSONValue start, end;
     bool shown = true;
   };
   std::vector<Case> cases = {
@@ -25,8 +25,8 @@ TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
       {"2026-03-01 00:00:00", "2026-03-10 11:59:59", false},
       {"2026-03-11 00:00:00", nullptr, false},
   };
-  for (const Value& none : Array{nullptr, "", "2026-02-30 00:00:00", "2026-13-01 00:00:00", "tomorrow", 5, "2026-03-10",
-                                 " 2026-03-11 00:00:00", "99999-01-01 00:00:00", Array{}})
+  for (const JSONValue& none : JSONArray{nullptr, "", "2026-02-30 00:00:00", "2026-13-01 00:00:00", "tomorrow", 5,
+                                         "2026-03-10", " 2026-03-11 00:00:00", "99999-01-01 00:00:00", JSONArray{}})
     cases.push_back({none, none});
   relaunch();
   moveClock(0.4);  // fractions of a second are ignored
@@ -44,7 +44,7 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   struct Case {
     std::int64_t code;
     std::vector<std::string> entries;
-    Value name;
+    JSONValue name;
   };
   const std::vector<Case> cases = {
       {1, {"显示弹窗，弹窗类型：3"}, "$impDialog"},
@@ -65,7 +65,7 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   for (const Case& each : cases) {
     const std::size_t before = logEntriesButRequests().size();
     const std::size_t sent = network->requests(reportPath).size();
-    engine->shown()[0].action(each.code, each.code == 4 ? Value("https://shop.invalid/") : Value());
+    engine->shown()[0].action(each.code, each.code == 4 ? JSONValue("https://shop.invalid/") : JSONValue());
     settle();
     std::vector<std::string> expected = each.entries;
     if (!each.name.is_null()) expected.emplace_back("statusCode:500\ndescripton:internal server error\n");
@@ -73,18 +73,18 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
     const auto reports = network->requests(reportPath);
     ASSERT_EQ(reports.size(), sent + (each.name.is_null() ? 0 : 1)) << each.code;
     if (each.name.is_null()) continue;
-    const Value expectedEvents = Array{{{"appid", "shop"},
-                                        {"xwho", "ann"},
-                                        {"xwhat", each.name},
-                                        {"xwhen", std::llround(secondsSince1970(currentDate()) * 1000)},
-                                        {"xcontext", {{"$dialog_id", "7"}, {"$dialog_type", each.code}}}}};
+    const JSONValue expectedEvents = JSONArray{{{"appid", "shop"},
+                                                {"xwho", "ann"},
+                                                {"xwhat", each.name},
+                                                {"xwhen", std::llround(secondsSince1970(currentDate()) * 1000)},
+                                                {"xcontext", {{"$dialog_id", "7"}, {"$dialog_type", each.code}}}}};
     EXPECT_EQ(reports.back().json.at("events"), expectedEvents);
   }
 }
 
 TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
   relaunch();
-  const Value msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
+  const JSONValue msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
   settle();
   const auto entries = logEntriesButRequests();
@@ -98,14 +98,15 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
   engine->pushTrack(1, nullptr);
   engine->reportWindowEventWithName(std::nullopt, 0, OQWindowData());
   settle();
-  const std::pair<Value, Value> expected[] = {{"$oq_push_delivery", {{"$push_channel", "mail"}, {"activityId", 5}}},
-                                              {"$oq_push_click", {{"$push_channel", ""}, {"activityId", ""}}},
-                                              {"", {{"$dialog_id", ""}}}};
+  const std::pair<JSONValue, JSONValue> expected[] = {
+      {"$oq_push_delivery", {{"$push_channel", "mail"}, {"activityId", 5}}},
+      {"$oq_push_click", {{"$push_channel", ""}, {"activityId", ""}}},
+      {"", {{"$dialog_id", ""}}}};
   const auto reports = network->requests(reportPath);
   ASSERT_EQ(reports.size(), std::size(expected));
   for (std::size_t i = 0; i < reports.size(); ++i) {
-    const Value& event = reports[i].json.at("events").at(0);
-    EXPECT_EQ(event.at("xwho"), Value(""));
+    const JSONValue& event = reports[i].json.at("events").at(0);
+    EXPECT_EQ(event.at("xwho"), JSONValue(""));
     EXPECT_EQ(event.at("xwhat"), expected[i].first);
     EXPECT_EQ(event.at("xcontext"), expected[i].second);
   }

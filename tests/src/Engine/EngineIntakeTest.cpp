@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* triggerPath = "/push/sdk/event/trigger";
 
-Value storedUser() {
+JSONValue storedUser() {
   return OQUserDefaults::defaultsWithName("group.oqsdk").objectForKey("oq_xwho");
 }
 
@@ -23,23 +23,23 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name) {
 TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
   relaunch();
   struct Case {
-    Value info;
+    JSONValue info;
     std::optional<std::string> userId, appid;
   };
   const std::vector<Case> cases = {
       {uploadInfo("buy"), "ann", "shop"},
       {{{"xwho", 42}, {"appid", 7.5}, {"xwhat", "buy"}}, "42", "7.5"},
-      {Value("no dictionary"), "42", "7.5"},
-      {Array{1, 2}, "42", "7.5"},
+      {JSONValue("no dictionary"), "42", "7.5"},
+      {JSONArray{1, 2}, "42", "7.5"},
       {nullptr, "42", "7.5"},
       {{{"xwho", ""}, {"appid", nullptr}, {"xwhat", "buy"}}, "", std::nullopt},
-      {Dictionary{}, std::nullopt, std::nullopt},
+      {JSONDictionary{}, std::nullopt, std::nullopt},
   };
   for (const Case& each : cases) {
     engine->onEventDataReceived(each.info);
     EXPECT_EQ(engine->userId(), each.userId) << each.info;
     EXPECT_EQ(engine->appid(), each.appid) << each.info;
-    EXPECT_EQ(storedUser(), each.userId ? Value(*each.userId) : Value()) << each.info;
+    EXPECT_EQ(storedUser(), each.userId ? JSONValue(*each.userId) : JSONValue()) << each.info;
   }
 }
 
@@ -69,7 +69,7 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
 
 TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
   relaunch();
-  const Value visit = {{"xwhat", "visit"}};
+  const JSONValue visit = {{"xwhat", "visit"}};
   deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),
                 campaign("3", "pay", {{"preEvent", {{"xwhat", "pay"}, {"xcontext", {{"a", "1"}}}}}})});
   receive("buy");
@@ -92,8 +92,8 @@ TEST_F(EngineTest, SubscribedEventIsReportedOnceAndShowsNoWindow) {
   EXPECT_TRUE(engine->shown().empty());
   const auto triggers = network->requests(triggerPath);
   ASSERT_EQ(triggers.size(), 1u);
-  const Value expected =
-      Array{{{"appid", "shop"}, {"xwho", "ann"}, {"xwhat", "buy"}, {"xwhen", 1}, {"xcontext", {{"sku", "x"}}}}};
+  const JSONValue expected =
+      JSONArray{{{"appid", "shop"}, {"xwho", "ann"}, {"xwhat", "buy"}, {"xwhen", 1}, {"xcontext", {{"sku", "x"}}}}};
   EXPECT_EQ(triggers[0].json.at("events"), expected);
 }
 

@@ -18,7 +18,7 @@ constexpr const char* loginPath = "/push/sdk/login";
 constexpr const char* inAppPath = "/push/sdk/in_app";
 constexpr const char* subscribePath = "/push/sdk/event/subscribe";
 
-Value storedToken() {
+JSONValue storedToken() {
   return OQUserDefaults::defaultsWithName("group.oqsdk").objectForKey("oq_token");
 }
 
@@ -36,7 +36,7 @@ TEST_F(EngineListsTest, LoginFetchesNoListsWithoutAUserOrAToken) {
   relaunch();
   logIn();
   EXPECT_EQ(engine->token(), "T");
-  EXPECT_EQ(storedToken(), Value("T"));
+  EXPECT_EQ(storedToken(), JSONValue("T"));
   EXPECT_EQ(network->requests().size(), 1u);
   engine->setUserId("ann");
   logIn();
@@ -45,7 +45,7 @@ TEST_F(EngineListsTest, LoginFetchesNoListsWithoutAUserOrAToken) {
   engine->login();
   settle();
   EXPECT_EQ(engine->token(), std::nullopt);
-  EXPECT_EQ(storedToken(), Value()) << "forgotten";
+  EXPECT_EQ(storedToken(), JSONValue()) << "forgotten";
   EXPECT_EQ(network->requests().size(), before + 1);
 }
 
@@ -122,7 +122,7 @@ TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {
       const bool isLoginWithoutToken = each.answer.body.starts_with("{\"data\"") && request.first == loginPath;
       if (isLoginWithoutToken) logIn();
       EXPECT_EQ(engine->token(), "T") << kind << " " << each.answer.body;
-      EXPECT_EQ(storedToken(), Value("T")) << kind << " " << each.answer.body;
+      EXPECT_EQ(storedToken(), JSONValue("T")) << kind << " " << each.answer.body;
       EXPECT_EQ(fileBytes(), filesBefore) << kind << " " << each.answer.body;
     }
   }
@@ -138,7 +138,7 @@ TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
   deliverInApp({campaign("9", "buy"), campaign("7", "sell", {{"count", 5}, {"startTime", ""}})});
 
   ASSERT_EQ(engine->inAppDataArray()->size(), 2u);
-  EXPECT_EQ(engine->inAppDataArray()->at(0)->windowId(), Value("9"));
+  EXPECT_EQ(engine->inAppDataArray()->at(0)->windowId(), JSONValue("9"));
   std::vector<std::int64_t> ids;
   for (const auto& node : engine->recordTree()->copyOfNodes()) ids.push_back(node->nodeId());
   EXPECT_EQ(ids, (std::vector<std::int64_t>{7, 8, 9})) << "refreshed, kept, appended";
@@ -146,7 +146,7 @@ TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
   EXPECT_EQ(node->count(), 5);
   EXPECT_EQ(node->usedCount(), 1);
   EXPECT_TRUE(node->isActivated()) << "shown in this run";
-  EXPECT_EQ(node->startTime(), Value("2026-03-01 00:00:00"));
+  EXPECT_EQ(node->startTime(), JSONValue("2026-03-01 00:00:00"));
 
   const std::vector<std::string> entries = logEntriesButRequests(before);
   ASSERT_EQ(entries.size(), 3u);
@@ -161,7 +161,7 @@ TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
 
 TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
   relaunch();
-  deliverSubscriptions({campaign("7", "buy"), Value("no dictionary"), campaign("8", "view")});
+  deliverSubscriptions({campaign("7", "buy"), JSONValue("no dictionary"), campaign("8", "view")});
   EXPECT_EQ(engine->subscribeDataArray()->size(), 3u);
   EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
   EXPECT_EQ(network->requests().size(), 1u);
@@ -179,7 +179,7 @@ TEST_F(EngineListsTest, ResponseForADestroyedEngineIsIgnored) {
   engine.reset();
   engineGone.set_value();
   ASSERT_TRUE(network->settle());
-  EXPECT_EQ(storedToken(), Value());
+  EXPECT_EQ(storedToken(), JSONValue());
   EXPECT_TRUE(logEntriesButRequests().empty());
 }
 

@@ -37,7 +37,7 @@ TEST_F(EngineTest, FirstStartIsEmptyAndLaterStartsRestoreTheLastRun) {
   EXPECT_EQ(lengths, std::vector<std::size_t>(8, 3));
   EXPECT_TRUE(engine->isNewUser()) << "a stored user id makes it true, in spite of the name";
   EXPECT_EQ(engine->userId(), "ann");
-  EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), Value("8"));
+  EXPECT_EQ(engine->inAppDataArray()->at(1)->windowId(), JSONValue("8"));
   const auto node = engine->recordTree()->findTreeNodeById(7);
   ASSERT_NE(node, nullptr);
   EXPECT_EQ(node->usedCount(), 1);
@@ -120,10 +120,11 @@ Class* TorvelinSDK::staticClass() {
 TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsClassOnce) {
   auto& shared = OQSDKManager::sharedManager();
   EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &shared);
-  auto& listener = dynamic_cast<OQObserverListener&>(TorvelinOqManager::getObserverListener());
-  const auto decisions = listener.recentDecisions().as_array().size();
+  OQObserverListener& listener = TorvelinOqManager::engine();
+  EXPECT_EQ(&TorvelinOqManager::getObserverListener(), &listener);
+  const auto decisions = listener.recentDecisions().size();
   shared.triggerEventMatchInApp(std::make_shared<OQWindowEvent>());
-  EXPECT_EQ(listener.recentDecisions().as_array().size(), decisions + 1);
+  EXPECT_EQ(listener.recentDecisions().size(), decisions + 1);
   TorvelinOqConfig::defaultConfig()->setAppKey("key-1");
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
   TorvelinOqManager::startWithConfig(TorvelinOqConfig::defaultConfig());
@@ -131,10 +132,10 @@ TEST_F(EngineTest, FacadeStartsTheSharedEngineAndHooksTheAnalyticsClassOnce) {
   settle();
   const auto logins = network->requests("/push/sdk/login");
   ASSERT_EQ(logins.size(), 2u) << "one at every start";
-  EXPECT_EQ(logins[0].json.at("appKey"), Value("key-1"));
+  EXPECT_EQ(logins[0].json.at("appKey"), JSONValue("key-1"));
 
   TorvelinSDK analytics;
-  send(analytics, saveUploadInfo, uploadInfo("buy"), "buy", nullptr);
+  send(analytics, saveUploadInfo, publicView(uploadInfo("buy")), "buy", nullptr);
   send(analytics, saveUploadInfo, Value("no dictionary"), "buy", nullptr);
   EXPECT_EQ(analytics.uploads, 2);
   EXPECT_EQ(shared.userId(), "ann");

@@ -33,8 +33,8 @@ class EngineStressTest : public EngineTest {
 constexpr int windowCount = 12;
 
 /// Windows that wait for "e" and their number and have a count of 2, in a different order each turn.
-Array campaigns(int number, int first = 0, int turn = 0) {
-  Array records;
+JSONArray campaigns(int number, int first = 0, int turn = 0) {
+  JSONArray records;
   for (int i = 0; i < number; ++i) {
     const std::string id = std::to_string(first + (i + turn) % number);
     records.push_back(campaign(id, "e" + id, {{"count", 2}, {"picture", nullptr}}));
@@ -42,7 +42,7 @@ Array campaigns(int number, int first = 0, int turn = 0) {
   return records;
 }
 
-Array shuffledCampaigns(int turn) {
+JSONArray shuffledCampaigns(int turn) {
   return campaigns(windowCount, 1, turn);
 }
 
@@ -97,8 +97,8 @@ TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
     engine->setRecordTree(nullptr);
     std::atomic<int> turn{0};
     const auto answer = [&](const auto&) {
-      Array records = shuffledCampaigns(turn++);
-      for (Value& record : records) {
+      JSONArray records = shuffledCampaigns(turn++);
+      for (JSONValue& record : records) {
         if (turn % 3 == 0) record.as_object()["preEvent"] = {{"xwhat", "e1"}, {"xcontext", {{"k", "1"}}}};
       }
       return ScriptedTransport::Answer{textOf(listAnswer(records))};
@@ -141,8 +141,8 @@ TEST_F(EngineStressTest, ReaderSeesOneCompleteListAndRecordsAtLeastAsNew) {
   relaunch();
   std::atomic<int> turn{0};
   network->script("/push/sdk/in_app", [&](const auto&) {
-    Array records = shuffledCampaigns(++turn);
-    for (Value& record : records) record.as_object()["count"] = turn.load();
+    JSONArray records = shuffledCampaigns(++turn);
+    for (JSONValue& record : records) record.as_object()["count"] = turn.load();
     return ScriptedTransport::Answer{textOf(listAnswer(records))};
   });
   std::atomic<bool> isOver{false};

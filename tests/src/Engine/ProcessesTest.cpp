@@ -86,7 +86,8 @@ class CountingEngine : public OQSDKManager {
       onEventDataReceived(uploadInfo("e" + std::to_string(window)));
       const auto waited = std::chrono::steady_clock::now() - start;
       DispatchQueue::drainMain();
-      const auto outcome = recentDecisions().as_array().back().at("outcome").as_string();
+      const Value decisions = recentDecisions();
+      const auto outcome = decisions.at(decisions.size() - 1).at("outcome").toString();
       const bool isShown = outcome == "counted and handed to the screen";
       step = isShown ? Step::Shown : outcome == "records are busy" ? Step::Busy : Step::UsedUp;
       if (step != Step::Shown) {
@@ -117,7 +118,7 @@ void enterApplication(const std::filesystem::path& folder) {
   setCurrentDateProvider([] { return Date(std::chrono::seconds(1773144000)); });
   setURLTransport(std::make_shared<ImmediateTransport>([](const std::string& path) -> std::optional<std::string> {
     if (path != "/push/sdk/in_app") return std::nullopt;
-    Array records;
+    JSONArray records;
     for (int i = 0; i < kProcessWindows; ++i) {
       const auto window = static_cast<std::size_t>(i);
       records.push_back(

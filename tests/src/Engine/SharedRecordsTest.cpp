@@ -31,7 +31,7 @@ class SharedRecordsTest : public EngineTest {
     other->closeAll();
   }
 
-  void deliverToOther(const Array& records) {
+  void deliverToOther(const JSONArray& records) {
     std::swap(engine, other);
     deliverInApp(records);
     std::swap(engine, other);
@@ -39,7 +39,8 @@ class SharedRecordsTest : public EngineTest {
   std::string outcomeIn(RecordingEngine& process, const std::string& event) {
     process.onEventDataReceived(uploadInfo(event));
     settle();
-    return std::string(process.recentDecisions().as_array().back().at("outcome").as_string());
+    const Value decisions = process.recentDecisions();
+    return std::string(decisions.at(decisions.size() - 1).at("outcome").toString());
   }
   static std::shared_ptr<OQRecordTreeNode> node(const RecordingEngine& process, std::int64_t id) {
     return process.recordTree()->findTreeNodeById(id);
@@ -65,7 +66,7 @@ TEST_F(SharedRecordsTest, WritesOfOneProcessKeepTheRecordsOfOthers) {
   deliverInApp({campaign("7", "buy", {{"count", 5}, {"endTime", "2026-04-30 23:59:59"}})});
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_EQ(node(*other, 7)->count(), 5);
-  EXPECT_EQ(node(*other, 7)->endTime(), Value("2026-04-30 23:59:59"));
+  EXPECT_EQ(node(*other, 7)->endTime(), JSONValue("2026-04-30 23:59:59"));
   EXPECT_THAT(usedCountsOnDisk(), ElementsAre(Pair(7, 2), Pair(8, 1)));
   EXPECT_FALSE(node(*engine, 8)->isActivated()) << "shown in the other process only";
 }

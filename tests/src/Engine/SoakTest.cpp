@@ -32,10 +32,10 @@ std::ptrdiff_t descriptorCount() {
 
 /// The same windows in a different order each time; some have a pre-condition.
 std::string answerOf(int turn) {
-  Array records;
+  JSONArray records;
   for (int i = 0; i < kSoakWindows; ++i) {
     const int id = (i + turn) % kSoakWindows;
-    const Value awaited = id % 10 == 0 ? Value{{"xwhat", "e1"}} : Value();
+    const JSONValue awaited = id % 10 == 0 ? JSONValue{{"xwhat", "e1"}} : JSONValue();
     records.push_back(
         campaign(std::to_string(id), "e" + std::to_string(id),
                  {{"count", 1'000'000'000}, {"preEvent", awaited}, {"picture", "https://pictures.invalid/one.png"}}));

@@ -19,13 +19,13 @@ namespace {
 
 using Windows = OQCampaignList::Windows;
 
-std::shared_ptr<OQWindowData> window(const Value& event, const Value& preEvent = nullptr) {
+std::shared_ptr<OQWindowData> window(const JSONValue& event, const JSONValue& preEvent = nullptr) {
   auto made = std::make_shared<OQWindowData>();
   made->setModelWithDic({{"event", event}, {"preEvent", preEvent}});
   return made;
 }
 
-OQWindowEvent& fill(OQWindowEvent& event, const Value& info) {
+OQWindowEvent& fill(OQWindowEvent& event, const JSONValue& info) {
   event.setModelWithDic(info);
   return event;
 }
@@ -60,16 +60,16 @@ class RandomWorld {
   explicit RandomWorld(unsigned seed) : _random(seed) {}
 
   int pick(int most) { return static_cast<int>(_random() % static_cast<unsigned>(most)); }
-  Value context(int most) {
+  JSONValue context(int most) {
     if (pick(12) == 0) return nullptr;
-    Dictionary properties;
+    JSONDictionary properties;
     for (int i = pick(most + 1); i > 0; --i) {
-      Value& value = properties["k" + std::to_string(pick(7))];
-      value = pick(15) == 0 ? Value(pick(2)) : Value(std::to_string(pick(3) / 2));
+      JSONValue& value = properties["k" + std::to_string(pick(7))];
+      value = pick(15) == 0 ? JSONValue(pick(2)) : JSONValue(std::to_string(pick(3) / 2));
     }
     return properties;
   }
-  Value condition(int names, int most) {
+  JSONValue condition(int names, int most) {
     switch (pick(30)) {
       case 0:
         return nullptr;
@@ -113,7 +113,7 @@ TEST(CampaignList, AgreesWithALinearSearch) {
     const OQCampaignList list(windows);
     for (int i = 0; i < eventsPerRound; ++i) {
       OQWindowEvent event;
-      const Value info = world.condition(names + 1, 6);
+      const JSONValue info = world.condition(names + 1, 6);
       fill(event, info);
       const std::size_t expected = linearMatch(copies, event);
       ASSERT_EQ(indexMatch(list, event), expected) << "round " << round << ", event " << info;
@@ -129,9 +129,9 @@ TEST(CampaignList, AgreesWithALinearSearch) {
 /// Above 63 properties the index no longer distinguishes sizes, and has fewer bits than properties.
 TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
   const auto large = [](int size, int odd) {
-    Dictionary context;
+    JSONDictionary context;
     for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
-    return Value{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
+    return JSONValue{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
   };
   int matched = 0;
   for (const int asked : {1, 2, 31, 62, 63, 64, 65, 70}) {
@@ -152,7 +152,7 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
 }
 
 TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
-  const Value buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
+  const JSONValue buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
   const OQCampaignList list(windows);
   OQWindowEvent event;
@@ -176,7 +176,7 @@ TEST(CampaignList, SubscriptionsDoNotWait) {
 
 /// A window that moves from waiting to active must always be found.
 TEST(CampaignList, WindowIsFoundWhileItsPreConditionIsRemoved) {
-  const Value both = {{"xwhat", "buy"}};
+  const JSONValue both = {{"xwhat", "buy"}};
   for (int round = 0; round < 300; ++round) {
     Windows windows;
     for (int i = 0; i < 100; ++i) windows.push_back(window({{"xwhat", "never"}}, both));

@@ -17,8 +17,8 @@ namespace {
 
 using Node = std::shared_ptr<OQRecordTreeNode>;
 
-Node node(std::int64_t id, std::int64_t count = 0, std::int64_t used = 0, const Value& start = nullptr,
-          const Value& end = nullptr) {
+Node node(std::int64_t id, std::int64_t count = 0, std::int64_t used = 0, const JSONValue& start = nullptr,
+          const JSONValue& end = nullptr) {
   auto made = std::make_shared<OQRecordTreeNode>();
   made->setNodeId(id);
   made->setCount(count);
@@ -57,7 +57,7 @@ TEST(RecordTree, RefreshesKnownNodes) {
   struct {
     Node known, added;
     std::int64_t count, used;
-    Value start, end;
+    JSONValue start, end;
   } cases[] = {
       {node(1, 3, 2, "s", "e"), node(1, 5, 0, "", nullptr), 5, 2, "s", "e"},
       {node(1, 3, 2, "s", "e"), node(1, 0, 0, 17, "new"), 0, 2, "s", "new"},
@@ -193,8 +193,8 @@ TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
   auto copy = restored->findTreeNodeById(-4);
   EXPECT_EQ(copy->count(), 3);
   EXPECT_EQ(copy->usedCount(), 3);
-  EXPECT_EQ(copy->startTime(), Value("2026-01-01 00:00:00"));
-  EXPECT_EQ(copy->endTime(), Value(12));
+  EXPECT_EQ(copy->startTime(), JSONValue("2026-01-01 00:00:00"));
+  EXPECT_EQ(copy->endTime(), JSONValue(12));
   EXPECT_TRUE(copy->isActivated());
   EXPECT_FALSE(copy->isUserClosed());
 }
@@ -256,7 +256,7 @@ TEST(RecordTree, IsThreadSafe) {
   OQRecordTree tree;
   test::inThreads(4, [&](int) {
     for (int id = 0; id < 100; ++id) {
-      tree.addTreeNode(node(id, id, 0, Value(std::to_string(id))));
+      tree.addTreeNode(node(id, id, 0, JSONValue(std::to_string(id))));
       auto found = tree.findTreeNodeById(id);
       ASSERT_TRUE(found);
       found->setUsedCount(found->usedCount() + 1);

@@ -69,8 +69,8 @@ TEST(WindowItemAttribute, KeepsMissingColoursButNotTheText) {
     button.setText("kept");
     button.setEventLink("kept");
     button.setModelWithDic(json(wrong));
-    EXPECT_EQ(button.text(), Value("kept")) << wrong;
-    EXPECT_EQ(button.eventLink(), Value("kept")) << wrong;
+    EXPECT_EQ(button.text(), JSONValue("kept")) << wrong;
+    EXPECT_EQ(button.eventLink(), JSONValue("kept")) << wrong;
   }
 }
 
@@ -81,18 +81,18 @@ TEST(ButtonAttribute, InitialLooksFollowTheScreen) {
   UIScreen::mainScreen().setBounds(before);
   button.setModelWithDic(json(R"({"clickEvent": "link", "text": "OK"})"));
   EXPECT_DOUBLE_EQ(button.size(), 60);
-  EXPECT_EQ(button.eventLink(), Value("link"));
+  EXPECT_EQ(button.eventLink(), JSONValue("link"));
 }
 
 TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {
   OQWindowData window;
   window.setModelWithDic(json(R"({"id": 17, "count": "3 times", "style": 2.9, "type": true, "startTime": false,
                                   "picture": ["p"], "event": {}, "preEvent": "buy"})"));
-  EXPECT_EQ(window.windowId(), Value(17));
+  EXPECT_EQ(window.windowId(), JSONValue(17));
   EXPECT_EQ(window.count(), 3);
   EXPECT_EQ(window.style(), 2);
   EXPECT_EQ(window.type(), 1);
-  EXPECT_EQ(window.startTime(), Value(false));
+  EXPECT_EQ(window.startTime(), JSONValue(false));
   EXPECT_EQ(window.picture(), json(R"(["p"])"));
   ASSERT_TRUE(window.event());
   EXPECT_TRUE(window.event()->available());
@@ -103,7 +103,7 @@ TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {
   EXPECT_TRUE(window.rightBtnAttribute()->color());
 
   window.setModelWithDic(json(R"(["not a dictionary"])"));
-  EXPECT_EQ(window.windowId(), Value(17));
+  EXPECT_EQ(window.windowId(), JSONValue(17));
   window.setModelWithDic(json("{}"));
   EXPECT_TRUE(window.windowId().is_null());
   EXPECT_EQ(window.count(), 0);
@@ -112,7 +112,7 @@ TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {
 
 /// An archive of one window as read by Python: references resolved, class names added, numbers rounded to nine
 /// decimals.
-Value readByOthers(const Data& archive) {
+JSONValue readByOthers(const Data& archive) {
   return json(test::python(R"(
 archive = plistlib.load(open(path, 'rb'))
 objects = archive['$objects']
@@ -143,51 +143,51 @@ TEST(WindowData, ArchiveIsReadableByOtherToolsAndRoundTrips) {
   // A missing colour stays missing. The default size is 0 because there is no screen.
   const auto rounded = [](double number) { return std::round(number * 1e9) / 1e9; };
   const auto colour = [&](int red, int green, int blue) {
-    return Value{{"class", "UIColor NSObject"},
-                 {"UIRed", rounded(red / 255.0)},
-                 {"UIGreen", rounded(green / 255.0)},
-                 {"UIBlue", rounded(blue / 255.0)},
-                 {"UIAlpha", 1.0}};
+    return JSONValue{{"class", "UIColor NSObject"},
+                     {"UIRed", rounded(red / 255.0)},
+                     {"UIGreen", rounded(green / 255.0)},
+                     {"UIBlue", rounded(blue / 255.0)},
+                     {"UIAlpha", 1.0}};
   };
-  const auto attribute = [](const char* name, Value text, Value color, Value background, double size) {
-    return Dictionary{{"class", std::string(name) + " OQWindowItemAttribute OQWindowDataModel NSObject"},
-                      {"text", text},
-                      {"color", color},
-                      {"backgroundColor", background},
-                      {"size", size}};
+  const auto attribute = [](const char* name, JSONValue text, JSONValue color, JSONValue background, double size) {
+    return JSONDictionary{{"class", std::string(name) + " OQWindowItemAttribute OQWindowDataModel NSObject"},
+                          {"text", text},
+                          {"color", color},
+                          {"backgroundColor", background},
+                          {"size", size}};
   };
-  const auto button = [&](Value text, Value color, Value background, Value link) {
-    Dictionary made = attribute("OQButtonAttribute", text, color, background, 0.0);
+  const auto button = [&](JSONValue text, JSONValue color, JSONValue background, JSONValue link) {
+    JSONDictionary made = attribute("OQButtonAttribute", text, color, background, 0.0);
     made["eventLink"] = link;
     return made;
   };
-  const Value dark = colour(0x44, 0x44, 0x44), pale = colour(0xf4, 0xf4, 0xf4);
-  const Value expected = {{"class", "OQWindowData OQWindowDataModel NSObject"},
-                          {"windowId", "w1"},
-                          {"count", 9007199254740993},
-                          {"style", 2},
-                          {"type", -1},
-                          {"createTime", "a"},
-                          {"changeTime", "b"},
-                          {"startTime", "2026-01-01 00:00:00"},
-                          {"endTime", 5},
-                          {"eventLink", "link"},
-                          {"event",
-                           {{"class", "OQWindowEvent OQWindowDataModel NSObject"},
-                            {"available", true},
-                            {"appid", "A"},
-                            {"xwho", nullptr},
-                            {"xwhat", "buy"},
-                            {"xwhen", 1e300},
-                            {"xcontext", {{"b", "2"}, {"a", "1"}, {"n", 3}}}}},
-                          {"preEvent", nullptr},
-                          {"picture", "https://x/y.png"},
-                          {"title", attribute("OQTextAttribute", "标题", colour(255, 128, 0), colour(16, 32, 48),
-                                              rounded(static_cast<double>(14.3f)))},
-                          {"content", attribute("OQTextAttribute", "<p>", nullptr, nullptr, 0)},
-                          {"leftBtnAttribute", button("L", dark, nullptr, "left")},
-                          {"middleBtnAttribute", button(nullptr, dark, pale, nullptr)},
-                          {"rightBtnAttribute", button(nullptr, colour(0, 0, 0), pale, nullptr)}};
+  const JSONValue dark = colour(0x44, 0x44, 0x44), pale = colour(0xf4, 0xf4, 0xf4);
+  const JSONValue expected = {{"class", "OQWindowData OQWindowDataModel NSObject"},
+                              {"windowId", "w1"},
+                              {"count", 9007199254740993},
+                              {"style", 2},
+                              {"type", -1},
+                              {"createTime", "a"},
+                              {"changeTime", "b"},
+                              {"startTime", "2026-01-01 00:00:00"},
+                              {"endTime", 5},
+                              {"eventLink", "link"},
+                              {"event",
+                               {{"class", "OQWindowEvent OQWindowDataModel NSObject"},
+                                {"available", true},
+                                {"appid", "A"},
+                                {"xwho", nullptr},
+                                {"xwhat", "buy"},
+                                {"xwhen", 1e300},
+                                {"xcontext", {{"b", "2"}, {"a", "1"}, {"n", 3}}}}},
+                              {"preEvent", nullptr},
+                              {"picture", "https://x/y.png"},
+                              {"title", attribute("OQTextAttribute", "标题", colour(255, 128, 0), colour(16, 32, 48),
+                                                  rounded(static_cast<double>(14.3f)))},
+                              {"content", attribute("OQTextAttribute", "<p>", nullptr, nullptr, 0)},
+                              {"leftBtnAttribute", button("L", dark, nullptr, "left")},
+                              {"middleBtnAttribute", button(nullptr, dark, pale, nullptr)},
+                              {"rightBtnAttribute", button(nullptr, colour(0, 0, 0), pale, nullptr)}};
   const Data archive = KeyedArchiver::archivedDataWithRootObjects({window});
   EXPECT_EQ(readByOthers(archive), expected);
   const auto restored = KeyedUnarchiver::unarchiveArrayOf<OQWindowData>(archive);
@@ -201,7 +201,7 @@ TEST(WindowData, PreConditionIsConsumedOnceWithManyReaders) {
   std::atomic<int> consumed{0};
   test::inThreads(4, [&](int) {
     while (auto condition = window.preEvent()) {
-      ASSERT_EQ(condition->xwhat(), Value("open"));
+      ASSERT_EQ(condition->xwhat(), JSONValue("open"));
       if (window.consumePreEvent(condition)) ++consumed;
     }
   });

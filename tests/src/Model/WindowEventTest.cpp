@@ -22,16 +22,17 @@ TEST(WindowEvent, NeverMatchesWithoutAConditionOrWhenUnavailable) {
   EXPECT_FALSE(event.matches(nullptr));
   EXPECT_TRUE(event.matches(condition));
   filled(condition, "[]");
-  EXPECT_EQ(condition.xwhat(), Value("buy"));  // only the availability changes
+  EXPECT_EQ(condition.xwhat(), JSONValue("buy"));  // only the availability changes
   EXPECT_FALSE(event.matches(condition));
 }
 
 TEST(WindowEvent, IsSentWithEveryKey) {
   OQWindowEvent event;
-  EXPECT_EQ(Value(filled(event, R"({"xwhen": "12.5"})")->toDictionary()),
+  EXPECT_EQ(JSONValue(filled(event, R"({"xwhen": "12.5"})")->toDictionary()),
             json(R"({"appid": "", "xwho": "", "xwhat": "", "xwhen": 12.5, "xcontext": {}})"));
   EXPECT_EQ(
-      Value(filled(event, R"({"appid": 1, "xwhat": "a", "xwho": "b", "xwhen": 3, "xcontext": [1]})")->toDictionary()),
+      JSONValue(
+          filled(event, R"({"appid": 1, "xwhat": "a", "xwho": "b", "xwhen": 3, "xcontext": [1]})")->toDictionary()),
       json(R"({"appid": 1, "xwho": "b", "xwhat": "a", "xwhen": 3.0, "xcontext": [1]})"));
 }
 

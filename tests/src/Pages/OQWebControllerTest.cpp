@@ -31,7 +31,7 @@ class WebController : public test::EngineTest {
   ~WebController() override { host.advance(1); }
 
   std::shared_ptr<OQWebController> jump(const std::string& url = kAddress) {
-    engine->jumpToWebViewWithURLStr(Value(url));
+    engine->jumpToWebViewWithURLStr(JSONValue(url));
     return current();
   }
   std::shared_ptr<OQWebController> current() {
@@ -92,7 +92,7 @@ TEST_F(WebController, JumpOpensAPageAndCloseRemovesIt) {
 }
 
 TEST_F(WebController, InvalidLinksOpenNoPageOrFail) {
-  for (const Value& nothing : {Value(), Value(""), Value(7), Value(Dictionary{})})
+  for (const JSONValue& nothing : {JSONValue(), JSONValue(""), JSONValue(7), JSONValue(JSONDictionary{})})
     engine->jumpToWebViewWithURLStr(nothing);
   EXPECT_EQ(current(), nullptr);
   const std::string enormous = "https://shop.example/" + std::string(2 << 20, 'x');
@@ -202,8 +202,8 @@ class ExpectantEngine : public WebEngine {
 TEST_F(WebController, EngineIsPreparedIfACampaignLeadsToAPage) {
   ExpectantEngine expectant;
   setWebEngine(&expectant);
-  const Value link{{"text", "More"}, {"clickEvent", kAddress}};
-  const auto preparedFor = [&](const Dictionary& fields) {
+  const JSONValue link{{"text", "More"}, {"clickEvent", kAddress}};
+  const auto preparedFor = [&](const JSONDictionary& fields) {
     expectant.prepared = 0;
     deliverInApp({test::campaign("1", "buy", fields)});
     host.runMainQueue();
@@ -277,7 +277,10 @@ TEST_F(WebController, RequestedFrameNeedsWidthAndHeight) {
   EXPECT_EQ(controller->wkWebView()->frame(), CGRectMake(0, 0, 200, 300));
   EXPECT_EQ(controller->progress()->frame(), CGRectMake(0, 0, 200, 2));
   EXPECT_EQ(controller->progress()->tintColor(), UIColor::redColor());
-  EXPECT_EQ(page()->scripts(), std::vector<std::string>{"window.shop = 1;"});
+  ASSERT_EQ(page()->scripts().size(), 1u);
+  const HeadlessPage::Script& script = page()->scripts()[0];
+  EXPECT_EQ(script.source, "window.shop = 1;");
+  EXPECT_TRUE(script.atDocumentStart && !script.mainFrameOnly);
 
   load("");
   page()->pullDown();

@@ -42,12 +42,12 @@ class OQNetworkTest : public WorldTest {
 TEST_F(OQNetworkTest, AddressesFollowTheStoredEnvironment) {
   struct Case {
     std::uint64_t environment;
-    Value parameters;
+    JSONValue parameters;
     std::string ending;
   };
   const std::vector<Case> cases = {
       {0, nullptr, ":8088/p"},
-      {1, Dictionary{}, ":28088/p"},
+      {1, JSONDictionary{}, ":28088/p"},
       {2, {{"a", 1}, {"b", "x&y"}, {"c", nullptr}}, ":38088/p?a=1&b=x&y&c=(null)"},
   };
   OQNetwork client;
@@ -62,7 +62,7 @@ TEST_F(OQNetworkTest, AddressesFollowTheStoredEnvironment) {
 }
 
 TEST_F(OQNetworkTest, PostSendsJSONWithItsOwnContentType) {
-  const Value body = {{"k", Array{1, "ä"}}};
+  const JSONValue body = {{"k", JSONArray{1, "ä"}}};
   OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/p", {{"content-type", "text/plain"}, {"X-Key", 7}}, body,
                                                             success(), failure());
   ASSERT_TRUE(network->settle());
@@ -118,8 +118,8 @@ TEST_F(OQNetworkTest, OnlyDictionariesAreAllowedAsBodies) {
   OQNetwork client;
   EXPECT_EQ(client.httpRequestBody("text"), "text");
   EXPECT_EQ(client.httpRequestBody({{"a", 1}, {"b", "x"}}), "a=1&b=x");
-  EXPECT_EQ(client.httpRequestBody(Dictionary{}), "");
-  EXPECT_EQ(client.httpRequestBody(Array{1}), std::nullopt);
+  EXPECT_EQ(client.httpRequestBody(JSONDictionary{}), "");
+  EXPECT_EQ(client.httpRequestBody(JSONArray{1}), std::nullopt);
   EXPECT_EQ(client.httpRequestBody(nullptr), std::nullopt);
   EXPECT_THROW(client.postRequestWithRelativeURLStr("/p", nullptr, "text", success(), failure()), Exception);
   EXPECT_TRUE(network->requests().empty());
@@ -129,7 +129,7 @@ TEST_F(OQNetworkTest, UnknownEnvironmentFailsOnce) {
   setURLTransport(nullptr);
   TorvelinOqConfig().setEnvType(3);
   std::promise<Error> failed;
-  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/push/sdk/login", nullptr, Dictionary{}, success(),
+  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr("/push/sdk/login", nullptr, JSONDictionary{}, success(),
                                                             [&](const Error& error) { failed.set_value(error); });
   auto answer = failed.get_future();
   ASSERT_EQ(answer.wait_for(std::chrono::seconds(60)), std::future_status::ready);

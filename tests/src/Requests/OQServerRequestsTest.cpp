@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Requests/OQServerRequests.h"
 
 #include <gtest/gtest.h>
@@ -23,27 +24,27 @@ TEST_F(OQServerRequestsTest, BodiesNameTheInstallationAndItsUser) {
     const auto event = OQServerRequests::windowEvent(values, "$impDialog", 1, OQWindowData());
     event->setXwhen(5.5);  // read back as the same kind of number
     const std::size_t before = network->requests().size();
-    OQServerRequests::login(values, requests, [](const Value&) {});
+    OQServerRequests::login(values, requests, [](const JSONValue&) {});
     requests->getInAppList(values, requests, nullptr);
     requests->getSubscribeList(values, requests, nullptr);
     OQServerRequests::triggerEvent(values, requests, event);
     OQServerRequests::reportEvent(values, requests, event);
     ASSERT_TRUE(network->settle());
 
-    const Value version(OQUtils::getOSVersion()), bundle(OQSDKBundleId);
-    Dictionary device{{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", version}};
-    Dictionary list{{"newUser", isKnown ? 0 : 1},
-                    {"os", device},
-                    {"sdkVersion", OQSDKVersion},
-                    {"token", isKnown ? "T" : ""},
-                    {"userId", isKnown ? "42" : ""}};
-    Dictionary events = list;
+    const JSONValue version(OQUtils::getOSVersion()), bundle(OQSDKBundleId);
+    JSONDictionary device{{"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", version}};
+    JSONDictionary list{{"newUser", isKnown ? 0 : 1},
+                        {"os", device},
+                        {"sdkVersion", OQSDKVersion},
+                        {"token", isKnown ? "T" : ""},
+                        {"userId", isKnown ? "42" : ""}};
+    JSONDictionary events = list;
     events.erase("newUser");
     events["os"].as_object()["packageName"] = bundle;
-    events["events"] = Array{event->toDictionary()};
+    events["events"] = JSONArray{event->toDictionary()};
     device["packageName"] = bundle;
     device["mac"] = OQUtils::getUUID();
-    const std::pair<const char*, Value> expected[] = {
+    const std::pair<const char*, JSONValue> expected[] = {
         {"/push/sdk/login", {{"os", device}, {"sdkVersion", OQSDKVersion}, {"appKey", isKnown ? "key-1" : ""}}},
         {"/push/sdk/in_app", list},
         {"/push/sdk/event/subscribe", list},

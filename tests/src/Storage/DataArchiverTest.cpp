@@ -35,7 +35,7 @@ TEST(DataArchiver, WritesNothingWithoutDataAndDistinguishesItFromAnEmptyList) {
   list = OQDataArchiver::getDataForPath<OQWindowData>(file);
   ASSERT_TRUE(list);
   ASSERT_EQ(list->size(), 2u);
-  EXPECT_EQ(list->back()->windowId(), Value("b"));
+  EXPECT_EQ(list->back()->windowId(), JSONValue("b"));
 }
 
 }  // namespace

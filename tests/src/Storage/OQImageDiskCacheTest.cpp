@@ -24,7 +24,7 @@ class OQImageDiskCacheTest : public WorldTest {
   }
   static std::size_t indexedOnDisk() {
     const PropertyValue index = UserDefaults::standardUserDefaults()->objectForKey("OQImageDiskCacheKeys");
-    const Value* list = std::get_if<Value>(&index);
+    const JSONValue* list = std::get_if<JSONValue>(&index);
     return list && list->is_array() ? list->get_array().size() : 0;
   }
 };
@@ -92,7 +92,7 @@ TEST_F(OQImageDiskCacheTest, SeesChangesOfTheUserDefaults) {
   const std::string storedKey = cache->keys()[0];
   defaults->setObject(bytes("other"), storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("other"));
-  defaults->setObject(Value("no bytes"), storedKey);
+  defaults->setObject(JSONValue("no bytes"), storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
   defaults->removeObjectForKey(storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
@@ -141,8 +141,8 @@ TEST_F(OQImageDiskCacheTest, ExtremeAgesAreHarmless) {
 
 TEST_F(OQImageDiskCacheTest, InvalidIndexEntriesAreSkipped) {
   UserDefaults::standardUserDefaults()->setObject(
-      Value(Array{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
-                  *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
+      JSONValue(JSONArray{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
+                          *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
       "OQImageDiskCacheKeys");
   auto restored = OQImageDiskCache::create();
   EXPECT_EQ(restored->keys().size(), 3u);

@@ -70,9 +70,9 @@ class KeychainItemTest : public testing::Test {
   /// The bytes of the item "UUID" as another program would read them.
   static std::string storedBytes() {
     SecItemResult result;
-    SecItemCopyMatching({{std::string(kSecClass), Value(kSecClassGenericPassword)},
-                         {std::string(kSecAttrGeneric), Value("UUID")},
-                         {std::string(kSecReturnData), Value(true)}},
+    SecItemCopyMatching({{std::string(kSecClass), JSONValue(kSecClassGenericPassword)},
+                         {std::string(kSecAttrGeneric), JSONValue("UUID")},
+                         {std::string(kSecReturnData), JSONValue(true)}},
                         result);
     auto* data = std::get_if<Data>(&result);
     return data ? stringFromData(*data) : "none";
@@ -90,17 +90,17 @@ TEST_F(KeychainItemTest, IsEmptyWithoutAnItem) {
   for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
     EXPECT_TRUE(item.objectForKey(key) == PropertyValue("")) << key;
   }
-  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(Dictionary{}));
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(JSONDictionary{}));
   EXPECT_TRUE(item.objectForKey(kSecAttrGeneric) == PropertyValue("UUID"));
-  EXPECT_TRUE(item.objectForKey(kSecAttrAccessGroup) == PropertyValue(Value(OQSDKBundleId)));
-  EXPECT_TRUE(item.objectForKey("unknown") == PropertyValue(Value()));
+  EXPECT_TRUE(item.objectForKey(kSecAttrAccessGroup) == PropertyValue(JSONValue(OQSDKBundleId)));
+  EXPECT_TRUE(item.objectForKey("unknown") == PropertyValue(JSONValue()));
   EXPECT_EQ(storedBytes(), "none");
   EXPECT_EQ(log, std::vector<std::string>{});
 }
 
 TEST_F(KeychainItemTest, StoresPlainObjectsAsXMLAndReadsThem) {
-  const PropertyValue values[] = {Value("text <&>"), Value(Dictionary{{"a", Array{1, 0.5, true}}}), Value(7),
-                                  Data{0, 1, 255}, dateFromSecondsSince1970(1794614400)};
+  const PropertyValue values[] = {JSONValue("text <&>"), JSONValue(JSONDictionary{{"a", JSONArray{1, 0.5, true}}}),
+                                  JSONValue(7), Data{0, 1, 255}, dateFromSecondsSince1970(1794614400)};
   for (const auto& value : values) {
     wrapper().setObject(value, kSecValueData);
     EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == value);
@@ -116,7 +116,7 @@ TEST_F(KeychainItemTest, WritesOnlyChangedNonNilValues) {
   item.setObject("x", kSecValueData);
   EXPECT_EQ(store->writes, 1);
   item.setObject("x", kSecValueData);
-  item.setObject(Value(), kSecValueData);
+  item.setObject(JSONValue(), kSecValueData);
   EXPECT_EQ(store->writes, 1);
   EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("x"));
   item.setObject("y", kSecValueData);
@@ -148,7 +148,7 @@ TEST_F(KeychainItemTest, ResettingDeletesTheItem) {
   item.resetKeychainItem();
   EXPECT_EQ(storedBytes(), "none");
   EXPECT_TRUE(item.objectForKey(kSecAttrAccount) == PropertyValue(""));
-  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(Dictionary{}));
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(JSONDictionary{}));
   item.setObject("again", kSecValueData);
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("again"));
 }
@@ -156,7 +156,7 @@ TEST_F(KeychainItemTest, ResettingDeletesTheItem) {
 TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
   auto item = wrapper();
   item.setObject("kept", kSecValueData);
-  item.setObject(Dictionary{{"nothing", nullptr}}, kSecValueData);
+  item.setObject(JSONDictionary{{"nothing", nullptr}}, kSecValueData);
   ASSERT_EQ(log.size(), 1u);
   EXPECT_EQ(log[0].find("dictionaryToSecItemFormat: Error! "), 0u) << log[0];
   EXPECT_GT(log[0].size(), std::string("dictionaryToSecItemFormat: Error! (null)").size());
@@ -166,7 +166,7 @@ TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
   store->refusesData = true;
   auto blind = wrapper();
   EXPECT_EQ(log, std::vector<std::string>{"secItemFormatToDictionary: format error."});
-  EXPECT_TRUE(blind.objectForKey(kSecValueData) == PropertyValue(Value()));
+  EXPECT_TRUE(blind.objectForKey(kSecValueData) == PropertyValue(JSONValue()));
   EXPECT_TRUE(OQUtils::getUUIDWithKeychain().is_null());
   OQUtils::saveUUIDWithKeyChain();
   store->refusesData = false;
@@ -174,23 +174,23 @@ TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
 }
 
 TEST_F(KeychainItemTest, InvalidDataReadsAsNoData) {
-  SecDictionary foreign{{std::string(kSecClass), Value(kSecClassGenericPassword)},
-                        {std::string(kSecAttrGeneric), Value("UUID")},
-                        {std::string(kSecAttrAccessGroup), Value(OQSDKBundleId)},
+  SecDictionary foreign{{std::string(kSecClass), JSONValue(kSecClassGenericPassword)},
+                        {std::string(kSecAttrGeneric), JSONValue("UUID")},
+                        {std::string(kSecAttrAccessGroup), JSONValue(OQSDKBundleId)},
                         {std::string(kSecValueData), dataFromString("not XML")}};
   ASSERT_EQ(SecItemAdd(foreign), errSecSuccess);
-  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue(Value()));
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue(JSONValue()));
   EXPECT_EQ(log, std::vector<std::string>{});
   OQUtils::saveUUIDWithKeyChain();
-  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(OQUtils::getUUID()));
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
 }
 
 TEST_F(KeychainItemTest, FirstIdentifierStays) {
-  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(Dictionary{}));
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(JSONDictionary{}));
   OQUtils::saveUUIDWithKeyChain();
   const std::string first = OQUtils::getUUID();
   ASSERT_EQ(first.size(), 36u);
-  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(first));
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(first));
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(store->writes, 1);
 
@@ -198,17 +198,17 @@ TEST_F(KeychainItemTest, FirstIdentifierStays) {
   std::filesystem::remove_all(folder.path() / "Preferences");
   ASSERT_NE(OQUtils::getUUID(), first);
   OQUtils::saveUUIDWithKeyChain();
-  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(first));
+  EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(first));
 }
 
 TEST_F(KeychainItemTest, OnlyEmptyValuesAreReplacedByTheIdentifier) {
-  for (const Value& empty : {Value(""), Value(Array{}), Value(Dictionary{})}) {
+  for (const JSONValue& empty : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{})}) {
     wrapper().setObject("x", kSecValueData);
     wrapper().setObject(empty, kSecValueData);
     OQUtils::saveUUIDWithKeyChain();
-    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), Value(OQUtils::getUUID()));
+    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
   }
-  for (const Value& value : {Value(false), Value(0), Value(Array{""})}) {
+  for (const JSONValue& value : {JSONValue(false), JSONValue(0), JSONValue(JSONArray{""})}) {
     wrapper().setObject(value, kSecValueData);
     OQUtils::saveUUIDWithKeyChain();
     EXPECT_EQ(OQUtils::getUUIDWithKeychain(), value);

@@ -47,14 +47,14 @@ std::optional<std::int64_t> readArchive() {
 
 bool writeDefaults(std::int64_t number) {
   auto suite = UserDefaults::withSuiteName("group.oqsdk");
-  bool isKept = number > 1 || suite->setObject(Value("kept"), "neighbour");
-  return isKept && suite->setObject(Value(number), "number") && suite->synchronize();
+  bool isKept = number > 1 || suite->setObject(JSONValue("kept"), "neighbour");
+  return isKept && suite->setObject(JSONValue(number), "number") && suite->synchronize();
 }
 
 std::optional<std::int64_t> readDefaults() {
   auto suite = UserDefaults::withSuiteName("group.oqsdk");
   std::int64_t number = suite->integerForKey("number");
-  bool isKept = number == 0 || suite->objectForKey("neighbour") == PropertyValue(Value("kept"));
+  bool isKept = number == 0 || suite->objectForKey("neighbour") == PropertyValue(JSONValue("kept"));
   return isKept && number != 0 ? std::optional(number) : std::nullopt;
 }
 

@@ -21,9 +21,9 @@ TEST_F(SmallValues, SuitesAreSeparateAndTheFirstDefaultNameWins) {
   OQUserDefaults suite("group.oqsdk"), other("group.other"), standard(std::nullopt);
   suite.setObject("suite", "key");
   standard.setObject("standard", "key");
-  EXPECT_EQ(first.objectForKey("key"), Value("suite"));
+  EXPECT_EQ(first.objectForKey("key"), JSONValue("suite"));
   EXPECT_TRUE(other.objectForKey("key").is_null());
-  EXPECT_EQ(standard.objectForKey("key"), Value("standard"));
+  EXPECT_EQ(standard.objectForKey("key"), JSONValue("standard"));
   UserDefaults::withSuiteName("group.oqsdk")->setObject(Data{1, 2}, "bytes");
   EXPECT_TRUE(suite.objectForKey("bytes").is_null());
   suite.setInteger(2, "number");

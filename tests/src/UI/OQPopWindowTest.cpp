@@ -25,7 +25,7 @@ const std::string kLong = [] {
   return text;
 }();
 
-using Report = std::pair<std::int64_t, Value>;
+using Report = std::pair<std::int64_t, JSONValue>;
 
 class PopWindow : public testing::Test {
  protected:
@@ -45,7 +45,7 @@ class PopWindow : public testing::Test {
     return data;
   }
   OQPopWindow::EventAction record() {
-    return [this](std::int64_t code, const Value& link) { reports.emplace_back(code, link); };
+    return [this](std::int64_t code, const JSONValue& link) { reports.emplace_back(code, link); };
   }
   /// Shows the window and waits until it has opened.
   void open(std::shared_ptr<OQWindowData> data) {
@@ -205,7 +205,7 @@ TEST_F(PopWindow, ReportsEachActionOnceAfterTheWindowIsGone) {
     window = makeMainObject<OQPopWindow>();
     bool goneAtReport = false;
     window->popWithData(dataOfStyle(c.style, "title", "text"),
-                        [&, record = record()](std::int64_t code, const Value& link) {
+                        [&, record = record()](std::int64_t code, const JSONValue& link) {
                           record(code, link);
                           goneAtReport = !isOnScreen() && !window->isShowing();
                         });
@@ -392,7 +392,7 @@ TEST_F(PopWindow, ShowsAToolPrompt) {
 }
 
 TEST_F(PopWindow, CallbackMayChangeTheCallback) {
-  window->popWithData(dataOfStyle(1), [this, record = record()](std::int64_t code, const Value& link) {
+  window->popWithData(dataOfStyle(1), [this, record = record()](std::int64_t code, const JSONValue& link) {
     window->setEventAction(nullptr);
     record(code, link);
     if (code == 1) window->setEventAction(record);
@@ -558,14 +558,14 @@ TEST_F(PopWindow, ReportsDespiteScreenChangesDuringAnimations) {
 TEST_F(PopWindow, InvalidInputIsHarmless) {
   std::string endless;
   for (int i = 0; i < 12'500; ++i) endless += "限时 off ";
-  const Value texts[] = {{{"text", "   \t "}},
-                         {{"text", endless}, {"size", "1e308"}},
-                         {{"text", "\xff\xfe"}, {"size", -7}, {"color", "none"}},
-                         {{"text", 42}, {"size", "nan"}, {"background", "#"}},
-                         {{"text", "مرحبا بالعالم 🎉"}, {"size", 1e-300}}};
+  const JSONValue texts[] = {{{"text", "   \t "}},
+                             {{"text", endless}, {"size", "1e308"}},
+                             {{"text", "\xff\xfe"}, {"size", -7}, {"color", "none"}},
+                             {{"text", 42}, {"size", "nan"}, {"background", "#"}},
+                             {{"text", "مرحبا بالعالم 🎉"}, {"size", 1e-300}}};
   for (CGSize screen : {CGSize{590.5, 1274.5}, {1, 1}, {20, 3000}, {4000, 30}}) {
     host.setScreenSize(screen.width, screen.height);
-    for (const Value& text : texts) {
+    for (const JSONValue& text : texts) {
       for (int style = 1; style <= 4; ++style) {
         auto data = std::make_shared<OQWindowData>();
         data->setModelWithDic({{"style", style},

@@ -213,11 +213,11 @@ TEST_F(Logger, ErrorsAcceptNumbersErrorsAndStrings) {
   OQLogger::error(Error{URLErrorDomain, URLErrorTimedOut, "too slow"});
   OQLogger::error("a text with %@");
   OQLogger::error(std::string("another"));
-  OQLogger::error(Value("a third"));
-  OQLogger::error(Value(Dictionary{{"a", 1}}));
-  OQLogger::error(Value(Array{1}));
+  OQLogger::error(JSONValue("a third"));
+  OQLogger::error(JSONValue(JSONDictionary{{"a", 1}}));
+  OQLogger::error(JSONValue(JSONArray{1}));
   OQLogger::error(nullptr);
-  OQLogger::log("%@: %@ and %@", "list", Value(nullptr), 3);
+  OQLogger::log("%@: %@ and %@", "list", JSONValue(nullptr), 3);
   shared.flush();
   std::string text = textOfFile(shared.logFilePath()).substr(before), plain;
   std::istringstream lines(text);

@@ -21,7 +21,7 @@ Date date(const char* text) {
 
 TEST(Utils, ReadsDatesStrictly) {
   EXPECT_EQ(OQUtils::stringFromDate(date("2026-02-28 23:59:59") + milliseconds(900)), "2026-02-28 23:59:59");
-  for (const Value& wrong : {Value(), Value("2026-02-30 00:00:00"), Value(20260203)})
+  for (const JSONValue& wrong : {JSONValue(), JSONValue("2026-02-30 00:00:00"), JSONValue(20260203)})
     EXPECT_FALSE(OQUtils::dateFromString(wrong)) << wrong;
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 struct Item : SecureCoding {
   static constexpr const char* ArchivedClassName = "OQItem";
-  Value text;
+  JSONValue text;
   std::int64_t count = 0;
   bool flag = false;
   float size = 0;
@@ -54,7 +54,7 @@ std::optional<Items> unarchived(const Data& data) {
   return KeyedUnarchiver::unarchiveArrayOf<Item>(data);
 }
 
-std::shared_ptr<Item> itemWith(Value text) {
+std::shared_ptr<Item> itemWith(JSONValue text) {
   auto item = std::make_shared<Item>();
   item->text = std::move(text);
   return item;
@@ -77,14 +77,15 @@ const std::string kArrayAndItemClass =
 }  // namespace
 
 TEST(KeyedArchiver, AllKindsOfValuesRoundTrip) {
-  const Value values[] = {// numbers
-                          nullptr, true, false, 0, 1, -1, 300, std::numeric_limits<std::int64_t>::min(),
-                          std::uint64_t{18446744073709551615u}, 1.0, 0.1, -0.0,
-                          // strings
-                          "", "$null", "text é😀", "NSArray",
-                          // containers
-                          Array{}, Dictionary{}, Array{1, 1.0, true, "1", nullptr, Array{}, Dictionary{}},
-                          Dictionary{{"b", Array{1, 2}}, {"a", Dictionary{{"b", nullptr}}}}};
+  const JSONValue values[] = {// numbers
+                              nullptr, true, false, 0, 1, -1, 300, std::numeric_limits<std::int64_t>::min(),
+                              std::uint64_t{18446744073709551615u}, 1.0, 0.1, -0.0,
+                              // strings
+                              "", "$null", "text é😀", "NSArray",
+                              // containers
+                              JSONArray{}, JSONDictionary{},
+                              JSONArray{1, 1.0, true, "1", nullptr, JSONArray{}, JSONDictionary{}},
+                              JSONDictionary{{"b", JSONArray{1, 2}}, {"a", JSONDictionary{{"b", nullptr}}}}};
   Items items;
   for (const auto& value : values) items.push_back(itemWith(value));
   auto back = unarchived(archived(items));
@@ -96,7 +97,7 @@ TEST(KeyedArchiver, AllKindsOfValuesRoundTrip) {
 }
 
 TEST(KeyedArchiver, HasTheStandardLayout) {
-  auto item = itemWith(Dictionary{{"k", "shared"}});
+  auto item = itemWith(JSONDictionary{{"k", "shared"}});
   Data data = archived({item, itemWith("shared"), item});
   EXPECT_EQ(python(R"(a = plistlib.load(open(path, 'rb'))
 o = a['$objects']
@@ -121,7 +122,7 @@ TEST(KeyedArchiver, ReadsFilesOfOtherTools) {
                            "'UIBlue': 0.0, 'UIAlpha': 1.0}, {'$classname': 'UIColor', '$classes': []}");
   ASSERT_TRUE(items && items->size() == 1u);
   const Item& item = *items->front();
-  EXPECT_EQ(item.text, Value("é"));
+  EXPECT_EQ(item.text, JSONValue("é"));
   EXPECT_EQ(item.count, std::int64_t{1} << 40);
   EXPECT_TRUE(item.flag);
   EXPECT_EQ(item.size, 2.5f);
@@ -178,7 +179,7 @@ TEST(KeyedArchiver, RejectsCyclesAndExcessiveExpansion) {
 TEST(KeyedArchiver, WrittenArchivesStayWithinTheReadersBudget) {
   // Lists that refer to the same values as often as possible.
   const std::string url(2000, 'u');
-  Array longTexts, shortTexts, numbers;
+  JSONArray longTexts, shortTexts, numbers;
   for (int i = 0; i < 50'000; ++i) {
     longTexts.emplace_back(url);
     shortTexts.emplace_back("short text, often");
@@ -186,7 +187,7 @@ TEST(KeyedArchiver, WrittenArchivesStayWithinTheReadersBudget) {
   }
   Items small, sameText;
   for (int i = 0; i < 20'000; ++i) small.push_back(itemWith(nullptr));
-  for (int i = 0; i < 20'000; ++i) sameText.push_back(itemWith(Value(url)));
+  for (int i = 0; i < 20'000; ++i) sameText.push_back(itemWith(JSONValue(url)));
   const Items lists[] = {{itemWith(longTexts)}, {itemWith(shortTexts)}, {itemWith(numbers)}, small, sameText};
   for (const Items& list : lists) {
     Data data = archived(list);
@@ -202,8 +203,9 @@ TEST(KeyedArchiver, WrittenArchivesStayWithinTheReadersBudget) {
 
 TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
   auto nested = [](int depth) {
-    Value value = "core";
-    for (int i = 0; i < depth; ++i) value = i % 2 ? Value(Array{value}) : Value(Dictionary{{"k", value}});
+    JSONValue value = "core";
+    for (int i = 0; i < depth; ++i)
+      value = i % 2 ? JSONValue(JSONArray{value}) : JSONValue(JSONDictionary{{"k", value}});
     return value;
   };
   auto back = unarchived(archived({itemWith(nested(512)), itemWith(nested(3000))}));
@@ -222,11 +224,11 @@ TEST(KeyedArchiver, TemporaryObjectIsNotMistakenForAnother) {
   };
   auto back = unarchived(KeyedArchiver::archivedDataWithRootObjects({std::make_shared<Maker>()}));
   ASSERT_TRUE(back && back->front()->child);
-  EXPECT_EQ(back->front()->child->text, Value("second"));
+  EXPECT_EQ(back->front()->child->text, JSONValue("second"));
 }
 
 TEST(KeyedArchiver, DamagedArchiveReadsAsAbsent) {
-  const Data data = archived({itemWith("some text"), itemWith(Array{1, 2})});
+  const Data data = archived({itemWith("some text"), itemWith(JSONArray{1, 2})});
   ASSERT_TRUE(unarchived(data));
   for (std::size_t bit = 0; bit < 8 * data.size(); ++bit) {
     Data flipped = data;

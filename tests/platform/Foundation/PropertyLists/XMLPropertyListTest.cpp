@@ -35,9 +35,9 @@ PropertyValue backAgain(const PropertyValue& value) {
 }
 
 /// Arrays nested in arrays; the innermost one is empty.
-Value nested(int levels) {
-  Value value = Array{};
-  for (int i = 1; i < levels; ++i) value = Array{std::move(value)};
+JSONValue nested(int levels) {
+  JSONValue value = JSONArray{};
+  for (int i = 1; i < levels; ++i) value = JSONArray{std::move(value)};
   return value;
 }
 
@@ -118,23 +118,25 @@ TEST(XMLPropertyList, RejectsUnsupportedNodes) {
 
 TEST(PropertyListSerialization, ValuesRoundTrip) {
   const PropertyValue values[] = {// bare
-                                  Value(true), Value(1), Value(1.0), Value(""), Value(" x\r\n"), Value(Array{}),
-                                  Value(Dictionary{}), Value(std::uint64_t{1} << 63), Data{}, Data{1, 2},
+                                  JSONValue(true), JSONValue(1), JSONValue(1.0), JSONValue(""), JSONValue(" x\r\n"),
+                                  JSONValue(JSONArray{}), JSONValue(JSONDictionary{}),
+                                  JSONValue(std::uint64_t{1} << 63), Data{}, Data{1, 2},
                                   dateFromSecondsSince1970(1794614400),
                                   // nested
-                                  Value(Dictionary{{"b", 1}, {"", Array{"x", 0.25, false}}}), nested(512)};
+                                  JSONValue(JSONDictionary{{"b", 1}, {"", JSONArray{"x", 0.25, false}}}), nested(512)};
   for (const auto& value : values) {
     PropertyValue back = backAgain(value);
     EXPECT_TRUE(back == value);
     // An integer equals the whole double with the same value, but must stay an integer.
-    if (auto* object = std::get_if<Value>(&value)) {
-      EXPECT_EQ(std::get<Value>(back).kind(), object->kind());
+    if (auto* object = std::get_if<JSONValue>(&value)) {
+      EXPECT_EQ(std::get<JSONValue>(back).kind(), object->kind());
     }
   }
 }
 
 TEST(PropertyListSerialization, ReportsErrors) {
-  for (const Value& value : {Value(), Value(Array{nullptr}), Value(Dictionary{{"k", "\x02"}}), nested(600)}) {
+  for (const JSONValue& value :
+       {JSONValue(), JSONValue(JSONArray{nullptr}), JSONValue(JSONDictionary{{"k", "\x02"}}), nested(600)}) {
     Error error;
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(value, PropertyListFormat::XML, &error));
     EXPECT_EQ(error.domain, "NSCocoaErrorDomain");
@@ -145,7 +147,7 @@ TEST(PropertyListSerialization, ReportsErrors) {
   for (const std::string& text : {std::string("bplist00"), document("<array><data></data></array>"), document(deep)}) {
     Error error;
     EXPECT_TRUE(PropertyListSerialization::propertyListWithData(dataFromString(text), nullptr, &error) ==
-                PropertyValue(Value()));
+                PropertyValue(JSONValue()));
     EXPECT_EQ(error.code, PropertyListReadCorruptError);
   }
 }

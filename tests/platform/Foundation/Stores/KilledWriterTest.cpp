@@ -26,7 +26,7 @@ using namespace oq::test;
 struct Stamp : SecureCoding {
   static constexpr const char* ArchivedClassName = "OQStamp";
   std::int64_t number = 0;
-  Value text;
+  JSONValue text;
   std::string archivedClassName() const override { return ArchivedClassName; }
   void encodeWithCoder(KeyedArchiver& coder) const override {
     coder.encodeInteger(number, "number");
@@ -45,7 +45,7 @@ Data archiveOf(std::int64_t number) {
   for (std::size_t i = 0; i < kStampsPerArchive; ++i) {
     auto stamp = std::make_shared<Stamp>();
     stamp->number = number;
-    stamp->text = Value(std::string(200, 'a') + std::to_string(i) + "." + std::to_string(number));
+    stamp->text = JSONValue(std::string(200, 'a') + std::to_string(i) + "." + std::to_string(number));
     stamps.push_back(stamp);
   }
   return KeyedArchiver::archivedDataWithRootObjects(stamps);
@@ -183,8 +183,8 @@ TEST(KilledWriter, UserDefaultsKeepAllAcknowledgedWrites) {
   // Two rows per number: a small one, and one that fills pages of the database.
   auto write = [&](std::int64_t number) {
     auto suite = UserDefaults::withSuiteName("killed");
-    return [suite, number, text = Value(padding + std::to_string(number))] {
-      return suite->setObject(text, "text") && suite->setObject(Value(number), "number") &&
+    return [suite, number, text = JSONValue(padding + std::to_string(number))] {
+      return suite->setObject(text, "text") && suite->setObject(JSONValue(number), "number") &&
              (number % 3 != 0 || suite->synchronize());
     };
   };
@@ -194,7 +194,7 @@ TEST(KilledWriter, UserDefaultsKeepAllAcknowledgedWrites) {
     std::int64_t number = suite->integerForKey("number");
     PropertyValue text = suite->objectForKey("text");
     closeAllUserDefaults();
-    auto isTextOf = [&](std::int64_t n) { return text == PropertyValue(Value(padding + std::to_string(n))); };
+    auto isTextOf = [&](std::int64_t n) { return text == PropertyValue(JSONValue(padding + std::to_string(n))); };
     if (number == 0 && !isTextOf(1)) return std::nullopt;
     // The text is written first, so it may be one ahead.
     return isTextOf(number) || isTextOf(number + 1) ? std::optional(number) : std::nullopt;

@@ -48,22 +48,25 @@ class UserDefaultsTest : public testing::Test {
   ScratchFolder folder;
 };
 
-const PropertyValue kNothing = Value();
+const PropertyValue kNothing = JSONValue();
 
 }  // namespace
 
 TEST_F(UserDefaultsTest, KeepsKindsOfValuesDistinct) {
   const PropertyValue values[] = {
       // similar values
-      Value(true), Value(1), Value(1.0), Value("1"), Value(""), Value(Array{}), Value(Dictionary{}), Data{},
+      JSONValue(true), JSONValue(1), JSONValue(1.0), JSONValue("1"), JSONValue(""), JSONValue(JSONArray{}),
+      JSONValue(JSONDictionary{}), Data{},
       // other values
-      Value(std::uint64_t{1} << 63), Value(-0.5), Value(std::string_view("nul\0and é😀", 14)),
-      Value(Array{1, nullptr, Array{"x"}}), Value(Dictionary{{"b", 1}, {"a", Dictionary{{"c", 2.0}}}}),
-      Data{0, 255, 'x'}, Data(300000, 7), dateFromSecondsSince1970(1794614400.125), dateFromSecondsSince1970(-5)};
+      JSONValue(std::uint64_t{1} << 63), JSONValue(-0.5), JSONValue(std::string_view("nul\0and é😀", 14)),
+      JSONValue(JSONArray{1, nullptr, JSONArray{"x"}}),
+      JSONValue(JSONDictionary{{"b", 1}, {"a", JSONDictionary{{"c", 2.0}}}}), Data{0, 255, 'x'}, Data(300000, 7),
+      dateFromSecondsSince1970(1794614400.125), dateFromSecondsSince1970(-5)};
   auto same = [](const PropertyValue& a, const PropertyValue& b) {
     if (a != b) return false;
-    auto* value = std::get_if<Value>(&a);
-    return !value || (value->kind() == std::get<Value>(b).kind() && serialize(*value) == serialize(std::get<Value>(b)));
+    auto* value = std::get_if<JSONValue>(&a);
+    return !value ||
+           (value->kind() == std::get<JSONValue>(b).kind() && serialize(*value) == serialize(std::get<JSONValue>(b)));
   };
   int key = 0;
   for (const auto& value : values) {
@@ -80,13 +83,14 @@ TEST_F(UserDefaultsTest, KeepsKindsOfValuesDistinct) {
 }
 
 TEST_F(UserDefaultsTest, OrderOfKeysMatters) {
-  suite()->setObject(Value(Dictionary{{"a", 1}, {"b", 2}}), "k");
-  suite()->setObject(Value(Dictionary{{"b", 2}, {"a", 1}}), "k");
-  EXPECT_EQ(serialize(std::get<Value>(reopened()->objectForKey("k"))), "{\"b\":2,\"a\":1}");
+  suite()->setObject(JSONValue(JSONDictionary{{"a", 1}, {"b", 2}}), "k");
+  suite()->setObject(JSONValue(JSONDictionary{{"b", 2}, {"a", 1}}), "k");
+  EXPECT_EQ(serialize(std::get<JSONValue>(reopened()->objectForKey("k"))), "{\"b\":2,\"a\":1}");
 }
 
 TEST_F(UserDefaultsTest, ReadsTheSameBeforeAndAfterReopening) {
-  const Value awkward[] = {std::nan(""), Array{HUGE_VAL, 1}, "\xff broken", Dictionary{{"k", std::nan("")}}};
+  const JSONValue awkward[] = {std::nan(""), JSONArray{HUGE_VAL, 1}, "\xff broken",
+                               JSONDictionary{{"k", std::nan("")}}};
   for (const auto& value : awkward) {
     EXPECT_TRUE(suite()->setObject(value, "k"));
     PropertyValue before = suite()->objectForKey("k");
@@ -95,14 +99,14 @@ TEST_F(UserDefaultsTest, ReadsTheSameBeforeAndAfterReopening) {
 }
 
 TEST_F(UserDefaultsTest, NullRemovesAndStringsReadAsIntegers) {
-  suite()->setObject(Value("x"), "k");
-  EXPECT_TRUE(suite()->setObject(Value(), "k"));
+  suite()->setObject(JSONValue("x"), "k");
+  EXPECT_TRUE(suite()->setObject(JSONValue(), "k"));
   EXPECT_EQ(suite()->objectForKey("k"), kNothing);
   suite()->setInteger(5, "k");
   suite()->removeObjectForKey("k");
   EXPECT_EQ(reopened()->objectForKey("k"), kNothing);
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-  suite()->setObject(Value(" 12 apples"), "k");
+  suite()->setObject(JSONValue(" 12 apples"), "k");
   EXPECT_EQ(suite()->integerForKey("k"), 12);
   suite()->setObject(Data{'7'}, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
@@ -131,7 +135,7 @@ TEST_F(UserDefaultsTest, SuitesAndFoldersAreSeparate) {
 
 TEST_F(UserDefaultsTest, FilesArePrivateWhateverTheUmask) {
   mode_t old = ::umask(0);
-  EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+  EXPECT_TRUE(suite()->setObject(JSONValue(1), "k"));
   ::umask(old);
   EXPECT_EQ(modeOf(folder / "Preferences"), 0700u);
   for (const auto& entry : std::filesystem::directory_iterator(folder / "Preferences")) {
@@ -140,11 +144,11 @@ TEST_F(UserDefaultsTest, FilesArePrivateWhateverTheUmask) {
 }
 
 TEST_F(UserDefaultsTest, UnchangedValueIsNotWritten) {
-  suite()->setObject(Value("same"), "k");
+  suite()->setObject(JSONValue("same"), "k");
   auto size = std::filesystem::file_size(database().string() + "-wal");
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(suite()->setObject(Value("same"), "k"));
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(suite()->setObject(JSONValue("same"), "k"));
   EXPECT_EQ(std::filesystem::file_size(database().string() + "-wal"), size);
-  suite()->setObject(Value("other"), "k");
+  suite()->setObject(JSONValue("other"), "k");
   EXPECT_GT(std::filesystem::file_size(database().string() + "-wal"), size);
 }
 
@@ -185,10 +189,10 @@ TEST_F(UserDefaultsTest, ManyProcessesStartingTogetherLoseNothing) {
   auto key = [](int process, int k) { return "p" + std::to_string(process) + "." + std::to_string(k); };
   EXPECT_TRUE(holdsInChildren<4>([&](int process) {
     bool ok = true;
-    for (int k = 0; k < 50; ++k) ok &= suite()->setObject(Value(k), key(process, k));
+    for (int k = 0; k < 50; ++k) ok &= suite()->setObject(JSONValue(k), key(process, k));
     return ok;
   }));
-  for (int i = 0; i < 200; ++i) EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(Value(i % 50)));
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(suite()->objectForKey(key(i / 50, i % 50)), PropertyValue(JSONValue(i % 50)));
 }
 
 TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
@@ -203,7 +207,7 @@ TEST_F(UserDefaultsTest, ThreadsShareOneSuite) {
 }
 
 TEST_F(UserDefaultsTest, ForeignOrDamagedFileReadsAsEmptyAndIsReplaced) {
-  suite()->setObject(Value("x"), "k");
+  suite()->setObject(JSONValue("x"), "k");
   closeAllUserDefaults();
   const std::string whole = textOfFile(database());
   ASSERT_GT(whole.size(), 4096u);
@@ -220,9 +224,9 @@ TEST_F(UserDefaultsTest, ForeignOrDamagedFileReadsAsEmptyAndIsReplaced) {
     EXPECT_EQ(suite()->objectForKey("k"), kNothing) << text.size();
     EXPECT_EQ(textOfFile(database()).substr(0, 5), text.empty() ? "SQLit" : text.substr(0, 5))
         << "reading changed the file";
-    EXPECT_TRUE(suite()->setObject(Value("new"), "k")) << text.size();
-    EXPECT_TRUE(suite()->setObject(Value(7), "other")) << text.size();
-    EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(Value("new")));
+    EXPECT_TRUE(suite()->setObject(JSONValue("new"), "k")) << text.size();
+    EXPECT_TRUE(suite()->setObject(JSONValue(7), "other")) << text.size();
+    EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(JSONValue("new")));
   }
 }
 
@@ -237,65 +241,65 @@ TEST_F(UserDefaultsTest, DatabaseOfAnotherProgramIsNotUsed) {
     std::filesystem::remove(database());
     ASSERT_TRUE(execute(schema));
     EXPECT_EQ(suite()->objectForKey("k"), kNothing);
-    EXPECT_TRUE(suite()->setObject(Value(1), "k"));
+    EXPECT_TRUE(suite()->setObject(JSONValue(1), "k"));
     EXPECT_EQ(reopened()->integerForKey("k"), 1);
   }
   // Our database, but with an added trigger that would run when we write.
   closeAllUserDefaults();
   ASSERT_TRUE(execute("CREATE TRIGGER t AFTER INSERT ON entries BEGIN DELETE FROM entries; END"));
-  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_TRUE(suite()->setObject(JSONValue(2), "m"));
   EXPECT_EQ(reopened()->integerForKey("m"), 2);
 }
 
 TEST_F(UserDefaultsTest, SeesWritesOfOtherPrograms) {
-  suite()->setObject(Value("ours"), "k");
+  suite()->setObject(JSONValue("ours"), "k");
   ASSERT_TRUE(
       execute("UPDATE entries SET value='\"theirs\"'; INSERT INTO entries VALUES('bad', 0, '{torn'), ('odd', 9, 1)"));
-  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("theirs")));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(JSONValue("theirs")));
   EXPECT_EQ(suite()->objectForKey("bad"), kNothing);
   EXPECT_EQ(suite()->objectForKey("odd"), kNothing);
 }
 
 TEST_F(UserDefaultsTest, StartsOverWhenItsFolderIsRemoved) {
-  suite()->setObject(Value(1), "k");
+  suite()->setObject(JSONValue(1), "k");
   std::filesystem::remove_all(folder / "Preferences");
-  EXPECT_TRUE(suite()->setObject(Value(2), "m"));
+  EXPECT_TRUE(suite()->setObject(JSONValue(2), "m"));
   EXPECT_EQ(suite()->objectForKey("k"), kNothing);
   EXPECT_EQ(reopened()->integerForKey("m"), 2);
 }
 
 TEST_F(UserDefaultsTest, FailedWriteReturnsFalseAndChangesNothing) {
-  suite()->setObject(Value("old"), "k");
+  suite()->setObject(JSONValue("old"), "k");
   closeAllUserDefaults();
   EXPECT_TRUE(holdsInChild([] {
-    if (!suite()->setObject(Value("warm"), "w")) return false;
+    if (!suite()->setObject(JSONValue("warm"), "w")) return false;
     rlimit limit{16384, 16384};
     limit.rlim_max = RLIM_INFINITY;
     ::setrlimit(RLIMIT_FSIZE, &limit);
     bool failed = !suite()->setObject(Data(200000, 1), "k");
     suite()->synchronize();
-    if (!failed || suite()->objectForKey("k") != PropertyValue(Value("old"))) return false;
+    if (!failed || suite()->objectForKey("k") != PropertyValue(JSONValue("old"))) return false;
     limit.rlim_cur = RLIM_INFINITY;
     ::setrlimit(RLIMIT_FSIZE, &limit);
     return suite()->setObject(Data(200000, 1), "room") && suite()->synchronize();
   }));
-  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+  EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(JSONValue("old")));
   EXPECT_EQ(suite()->objectForKey("room"), PropertyValue(Data(200000, 1)));
-  EXPECT_EQ(suite()->objectForKey("w"), PropertyValue(Value("warm")));
+  EXPECT_EQ(suite()->objectForKey("w"), PropertyValue(JSONValue("warm")));
 
   writeText(folder / "file", "");
   setApplicationDataDirectory(folder / "file");
-  EXPECT_FALSE(suite()->setObject(Value(1), "k"));
+  EXPECT_FALSE(suite()->setObject(JSONValue(1), "k"));
   EXPECT_EQ(suite()->objectForKey("k"), kNothing);
 }
 
 TEST_F(UserDefaultsTest, StoredValuesAreReadableWithoutWriteAccess) {
-  suite()->setObject(Value("old"), "k");
+  suite()->setObject(JSONValue("old"), "k");
   closeAllUserDefaults();
   EXPECT_TRUE(holdsInChild([] {
     rlimit limit{0, 0};
     ::setrlimit(RLIMIT_FSIZE, &limit);
-    return suite()->objectForKey("k") == PropertyValue(Value("old")) && !suite()->setObject(Value(1), "k");
+    return suite()->objectForKey("k") == PropertyValue(JSONValue("old")) && !suite()->setObject(JSONValue(1), "k");
   }));
 }
 
@@ -308,7 +312,7 @@ TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
   // Once closed normally, and once killed with the log still present.
   for (bool isKilled : {false, true}) {
     statusOfChild([&] {
-      suite()->setObject(Value("old"), "k");
+      suite()->setObject(JSONValue("old"), "k");
       if (isKilled) ::raise(SIGKILL);
       closeAllUserDefaults();
       return true;
@@ -320,45 +324,46 @@ TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
       ASSERT_EQ(std::system(("chmod go-w '" + (folder / "Preferences").string() + "'").c_str()), 0);
       EXPECT_TRUE(holdsInChild([&] {
         if (!becomeNobody()) return false;
-        return suite()->objectForKey("k") == PropertyValue(Value("old")) && suite()->objectForKey("none") == kNothing &&
-               (!isReadOnly || !suite()->setObject(Value("new"), "k")) &&
-               (!isReadOnly || suite()->objectForKey("k") == PropertyValue(Value("old")));
+        return suite()->objectForKey("k") == PropertyValue(JSONValue("old")) &&
+               suite()->objectForKey("none") == kNothing &&
+               (!isReadOnly || !suite()->setObject(JSONValue("new"), "k")) &&
+               (!isReadOnly || suite()->objectForKey("k") == PropertyValue(JSONValue("old")));
       })) << mode
           << (isKilled ? " after a kill" : "");
     }
     ASSERT_EQ(std::system(("chmod -R u+rwX '" + folder.path().string() + "'").c_str()), 0);
-    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(Value("old")));
+    EXPECT_EQ(suite()->objectForKey("k"), PropertyValue(JSONValue("old")));
     suite()->removeObjectForKey("k");
     closeAllUserDefaults();
   }
 }
 
 TEST_F(UserDefaultsTest, LockedDatabaseFailsAfterTimeout) {
-  suite()->setObject(Value(1), "k");
+  suite()->setObject(JSONValue(1), "k");
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   auto begin = std::chrono::steady_clock::now();
-  inThreads(10, [](int i) { EXPECT_FALSE(suite()->setObject(Value(2 + i), "k")); });
+  inThreads(10, [](int i) { EXPECT_FALSE(suite()->setObject(JSONValue(2 + i), "k")); });
   // Two seconds each, in parallel; one after the other they would take twenty.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
   EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
-  EXPECT_TRUE(suite()->setObject(Value(2), "k"));
+  EXPECT_TRUE(suite()->setObject(JSONValue(2), "k"));
 }
 
 TEST_F(UserDefaultsTest, BlockedSetUpFailsAfterTimeout) {
-  suite()->setObject(Value(1), "k");
+  suite()->setObject(JSONValue(1), "k");
   closeAllUserDefaults();
   FileDescriptor held(::open((database().string() + "-lock").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
-  EXPECT_FALSE(suite()->setObject(Value(2), "k"));
+  EXPECT_FALSE(suite()->setObject(JSONValue(2), "k"));
   held.close();
   EXPECT_EQ(suite()->integerForKey("k"), 1);
 }
 
 TEST_F(UserDefaultsTest, OtherToolsReadAndWriteTheDatabase) {
-  suite()->setObject(Value(Dictionary{{"a", Array{1, "é"}}}), "json");
+  suite()->setObject(JSONValue(JSONDictionary{{"a", JSONArray{1, "é"}}}), "json");
   suite()->setObject(Data{1, 2}, "bytes");
   suite()->setObject(dateFromSecondsSince1970(1.5), "date");
   closeAllUserDefaults();
@@ -368,6 +373,6 @@ TEST_F(UserDefaultsTest, OtherToolsReadAndWriteTheDatabase) {
   EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
             "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
   EXPECT_EQ(shell("INSERT INTO entries VALUES('theirs', 0, '{\\\"x\\\": [1, 2.5]}'), ('blob', 1, x'616263')"), "");
-  EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(Value(Dictionary{{"x", Array{1, 2.5}}})));
+  EXPECT_EQ(suite()->objectForKey("theirs"), PropertyValue(JSONValue(JSONDictionary{{"x", JSONArray{1, 2.5}}})));
   EXPECT_EQ(suite()->objectForKey("blob"), PropertyValue(Data{'a', 'b', 'c'}));
 }

@@ -15,7 +15,7 @@ using namespace oq;
 
 TEST(Format, FormatsEachKindOfObject) {
   struct Case {
-    Value value;
+    JSONValue value;
     const char* text;
   };
   const Case cases[] = {
@@ -30,9 +30,10 @@ TEST(Format, FormatsEachKindOfObject) {
       {1700000000123.0, "1700000000123"},
       {-2.5, "-2.5"},
       {std::uint64_t{18446744073709551615u}, "18446744073709551615"},
-      {Array{}, "[]"},
-      {Dictionary{}, "{}"},
-      {Dictionary{{"b", 1}, {"a", Array{nullptr, "x"}}}, "{\n  \"b\" : 1,\n  \"a\" : [\n    null,\n    \"x\"\n  ]\n}"},
+      {JSONArray{}, "[]"},
+      {JSONDictionary{}, "{}"},
+      {JSONDictionary{{"b", 1}, {"a", JSONArray{nullptr, "x"}}},
+       "{\n  \"b\" : 1,\n  \"a\" : [\n    null,\n    \"x\"\n  ]\n}"},
   };
   for (const auto& c : cases) EXPECT_EQ(stringWithFormat("%@", c.value), c.text);
 }
@@ -68,15 +69,15 @@ TEST(Number, ReadsNumbersFromAnyObject) {
   using Int = std::numeric_limits<std::int64_t>;
   constexpr double Max = std::numeric_limits<double>::max();
   struct Case {
-    Value value;
+    JSONValue value;
     std::int64_t integer;
     double real;
   };
   const Case cases[] = {
       {nullptr, 0, 0},
       {true, 1, 1},
-      {Array{1}, 0, 0},
-      {Dictionary{{"a", 1}}, 0, 0},
+      {JSONArray{1}, 0, 0},
+      {JSONDictionary{{"a", 1}}, 0, 0},
       {"", 0, 0},
       {"abc", 0, 0},
       {" \t\n42 apples", 42, 42},
@@ -108,7 +109,7 @@ TEST(Number, ReadsNumbersFromAnyObject) {
       {std::numeric_limits<double>::infinity(), Int::max(), Max},
       {std::uint64_t{1} << 63, Int::max(), 9223372036854775808.0},
       {"١٢", 0, 0},
-      {Value(std::string_view("7\0001", 3)), 7, 7},
+      {JSONValue(std::string_view("7\0001", 3)), 7, 7},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(integerValue(c.value), c.integer) << prettyJSON(c.value);
@@ -132,23 +133,23 @@ TEST(JSON, RejectsInvalidJSON) {
 }
 
 TEST(JSON, WrittenJSONCanBeRead) {
-  Value value = Dictionary{
-      {"text", "a\"\\\n\t\x01\x7f/é😀"}, {"empty", Array{}}, {"n", Array{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
+  JSONValue value = JSONDictionary{
+      {"text", "a\"\\\n\t\x01\x7f/é😀"}, {"empty", JSONArray{}}, {"n", JSONArray{-1, 2.5, 1e300, 1e-7, true, nullptr}}};
   EXPECT_EQ(valueWithJSONData(dataWithJSONObject(value)), value);
   EXPECT_EQ(valueWithJSONData(dataFromString(compactJSON(value))), value);
-  EXPECT_EQ(compactJSON(Array{3.0, 3, -0.0}), "[3.0,3,-0.0]");
-  EXPECT_EQ(prettyJSON(Array{std::nan(""), HUGE_VAL}), "[\n  null,\n  null\n]");
+  EXPECT_EQ(compactJSON(JSONArray{3.0, 3, -0.0}), "[3.0,3,-0.0]");
+  EXPECT_EQ(prettyJSON(JSONArray{std::nan(""), HUGE_VAL}), "[\n  null,\n  null\n]");
   EXPECT_EQ(compactJSON("\xff"
                         "a"),
             "\"\xef\xbf\xbd"
             "a\"");
-  Value deep = 1;
-  for (int i = 0; i < 2000; ++i) deep = Array{deep};
+  JSONValue deep = 1;
+  for (int i = 0; i < 2000; ++i) deep = JSONArray{deep};
   EXPECT_TRUE(valueWithJSONData(dataFromString(compactJSON(deep))));
 }
 
 TEST(JSON, FragmentsAreNotWritten) {
-  for (const Value& value : {Value(), Value("text"), Value(1)}) {
+  for (const JSONValue& value : {JSONValue(), JSONValue("text"), JSONValue(1)}) {
     try {
       dataWithJSONObject(value);
       ADD_FAILURE() << "a fragment was written";

@@ -1,0 +1,60 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Each public header compiles alone, as C++17 and without warnings: headers_test.py FLAG... -- COMPILER...
+FLAG... are what the GTK host's headers need besides."""
+import concurrent.futures
+import os
+import pathlib
+import subprocess
+import sys
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+cut = sys.argv.index("--")
+GTK, COMPILERS = sys.argv[1:cut], sys.argv[cut + 1:]
+WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror"]
+# Programs without these are hosts too, but not in GTK 4's C++ binding.
+WITHOUT = ["-fno-rtti", "-fno-exceptions"]
+# The templates of a header are only checked where they are used.
+USES = """
+namespace {
+class Shop : public oq::Object {
+  OQ_CLASS(Shop)
+  void _save(const oq::Value&, const std::string&, const oq::UploadHandler&) {}
+};
+oq::Class* Shop::staticClass() {
+  return oq::registerClass("Shop", oq::Object::staticClass(), {oq::method<&Shop::_save>(oq::saveUploadInfo)});
+}
+}
+void use(long long count, unsigned long long size, float ratio, long double share, char letter, const std::string& text) {
+  const oq::Value all[] = {count, size, ratio, share, letter, text, text.c_str(), nullptr, true, {{"k", {{"a", 1}}}}};
+  oq::Array list{count, size, ratio, oq::Array{1, "b"}};
+  for (const oq::Value& each : list) list.push_back(each == all[0]);
+  oq::Dictionary event{{"count", count}, {"size", size}, {"ratio", ratio}, {text, std::string_view(text)}, {"l", list}};
+  event["own"]["key"] = letter;
+  oq::send(*std::make_unique<Shop>(), oq::saveUploadInfo, event, text, nullptr);
+  (void)oq::TorvelinOqManager::engine().diagnostics().at("windows").at(0).at("count").toInteger();
+}
+"""
+
+
+def compile_alone(compiler, flags, code):
+    return subprocess.run([compiler, "-std=c++17", "-fsyntax-only", *WARNINGS, *flags, f"-I{ROOT / 'include'}", "-x",
+                           "c++", "-"], input=code, capture_output=True, text=True).stderr
+
+
+class Headers(unittest.TestCase):
+    def test_each_compiles_alone(self):
+        headers = [header.relative_to(ROOT / "include") for header in (ROOT / "include").rglob("*.h")]
+        jobs = [("every header, used", WITHOUT, '#include <oqsdk/oqsdk.h>\n#include <memory>\n' + USES)]
+        for header in headers:
+            flags = GTK if "gtk" in header.parts else WITHOUT
+            jobs.append((str(header), flags, f"#include <{header}>\n"))
+        self.assertGreater(len(jobs), 12)
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            runs = [(name, compiler, pool.submit(compile_alone, compiler, flags, code))
+                    for compiler in COMPILERS for name, flags, code in jobs]
+        self.assertEqual([(name, compiler, run.result()) for name, compiler, run in runs if run.result()], [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "oqsdk/Value.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "Foundation/Values/JSONValue.h"
+
+namespace oq {
+namespace {
+
+TEST(Value, HoldsWhatItIsMadeFrom) {
+  constexpr auto largest = std::numeric_limits<unsigned long long>::max();
+  const std::string text = "tea";
+  const struct {
+    Value value;
+    std::string json;
+  } cases[] = {
+      {{}, "null"},
+      {nullptr, "null"},
+      {static_cast<const char*>(nullptr), "null"},
+      {false, "false"},
+      {'a', "97"},
+      {-7, "-7"},
+      {largest, "18446744073709551615"},
+      {0.5F, "0.5"},
+      {2.0, "2.0"},
+      {3.0L, "3.0"},
+      {"tea", "\"tea\""},
+      {text, "\"tea\""},
+      {std::string_view("a\0b", 3), "\"a\\u0000b\""},
+      {Dictionary(), "{}"},
+      {Array(), "[]"},
+      {Dictionary{{"b", 1}, {"a", Dictionary{{text, Array{1, "x", nullptr}}}}, {"b", 2}},
+       R"({"b":2,"a":{"tea":[1,"x",null]}})"},
+      {{{"outer", {{"inner", true}}}}, R"({"outer":{"inner":true}})"},
+      {Array{Array{1}}, "[[1]]"},
+      {Array(Array{1}), "[1]"},
+      {Array{Value(Array{1})}, "[[1]]"},
+      {Value{Array{1}}, "[1]"},
+      {Array{std::nan("")}, "[null]"},
+  };
+  for (const auto& each : cases) EXPECT_EQ(each.value.json(), each.json);
+}
+
+TEST(Value, IsReadByItsKind) {
+  const Value value = Value::parse(R"({"no": false, "n": -2.9, "huge": 1e300, "big": 18446744073709551615, "t": "tea",
+                                       "list": [1, {"deep": "x"}], "none": null})");
+  EXPECT_EQ(value.keys(), (std::vector<std::string_view>{"no", "n", "huge", "big", "t", "list", "none"}));
+  EXPECT_EQ(value.size(), 7u);
+  EXPECT_FALSE(value.at("no").toBool(true));
+  EXPECT_TRUE(value.at("n").toBool(true)) << "not a boolean";
+  EXPECT_EQ(value.at("n").toInteger(), -2);
+  EXPECT_EQ(value.at("huge").toInteger(5), 5) << "does not fit";
+  EXPECT_EQ(value.at("big").toInteger(5), 5) << "does not fit";
+  EXPECT_EQ(value.at("big").toDouble(), 18446744073709551616.0);
+  EXPECT_EQ(value.at("t").toDouble(1.5), 1.5);
+  EXPECT_EQ(value.at("t").toString(), "tea");
+  EXPECT_EQ(value.at("n").toString("else"), "else");
+  EXPECT_EQ(value.at("list").at(1).at("deep").toString(), "x");
+  EXPECT_TRUE(value.at("list").at(2).isNull() && value.at("missing").at(0).at("x").isNull() && value.at(0).isNull());
+  EXPECT_TRUE(value.at("n").isNumber() && value.at("list").isArray() && value.isDictionary() &&
+              value.at("no").isBoolean());
+  int seen = 0;
+  for (const Value& element : value.at("list")) seen += element.isNumber() ? 1 : 10;
+  for (const Value& element : value) seen += element.isNull() ? 100 : 100;
+  EXPECT_EQ(seen, 11) << "a dictionary and an empty array have no elements to loop over";
+}
+
+TEST(Value, IsChangedAndCopiedAsAWhole) {
+  Value value = 5;
+  value["a"]["b"] = "first";
+  value["list"].push_back(1);
+  value["list"].push_back(value.at("a"));
+  Value copy = value;
+  value["a"]["b"] = "second";
+  EXPECT_EQ(copy.json(), R"({"a":{"b":"first"},"list":[1,{"b":"first"}]})");
+  EXPECT_EQ(value.json(), R"({"a":{"b":"second"},"list":[1,{"b":"first"}]})");
+  EXPECT_NE(copy, value);
+  EXPECT_TRUE(copy.erase("a") && !copy.erase("a") && !copy["list"].erase("a"));
+  Value moved = std::move(value);
+  EXPECT_EQ(moved.at("a").at("b"), "second");
+  EXPECT_TRUE(value.isNull());  // NOLINT: a promise of the header
+  copy = std::move(moved);
+  EXPECT_EQ(copy, (Dictionary{{"list", Array{1, Dictionary{{"b", "first"}}}}, {"a", Dictionary{{"b", "second"}}}}));
+  const Value& self = copy;
+  copy = self;
+  copy = copy.at("list");  // a part of itself
+  EXPECT_EQ(copy.size(), 2u);
+}
+
+TEST(Value, ParsesJSONOrSaysWhatIsWrong) {
+  std::string error = "old";
+  EXPECT_EQ(Value::parse("\xEF\xBB\xBF [1, 2.0, \"é\"] ", &error).json(), "[1,2.0,\"é\"]");
+  EXPECT_EQ(error, "");
+  const std::pair<std::string, const char*> wrong[] = {{"", "not JSON at byte 0"},
+                                                       {"[1, 2", "not JSON at byte 5"},
+                                                       {"[1, x]", "not JSON at byte 4"},
+                                                       {"1 2", "not JSON at byte 2"},
+                                                       {"[1e999]", "a number is out of range"},
+                                                       {"\"\xff\"", "not JSON at byte 1"},
+                                                       {std::string(600, '['), "not JSON at byte 512"}};
+  for (const auto& [text, reason] : wrong) {
+    EXPECT_TRUE(Value::parse(text, &error).isNull()) << text;
+    EXPECT_NE(error.find(reason), std::string::npos) << text << ": " << error;
+    EXPECT_TRUE(Value::parse(text).isNull());
+  }
+}
+
+}  // namespace
+}  // namespace oq
