@@ -28,7 +28,7 @@ OQRecordStore::Access OQRecordStore::access() {
   // Ends the turn unless it gets the lock.
   Access access(*this, FileLock(), folder / OQRecordTreeDataFileName);
   const auto lockFile = folder / OQRecordTreeLockFileName;
-  auto lock = FileLock::take(lockFile, Clock::time_point::min());
+  auto lock = _lockFile.take(lockFile, Clock::time_point::min());
   if (lock) {
     _blocked.reset();
   } else {
@@ -45,7 +45,7 @@ std::optional<FileLock> OQRecordStore::wait(const std::filesystem::path& lockFil
   const auto start = Clock::now();
   if (_blocked && _blocked->isStillAt(archive)) deadline = std::min(deadline, start + kPatienceWhenBlocked);
   setWaiting(true);
-  auto lock = FileLock::take(lockFile, deadline);
+  auto lock = _lockFile.take(lockFile, deadline);
   setWaiting(false);
   if (lock) {
     _blocked.reset();

@@ -65,7 +65,7 @@ class OQRecordStore {
   Access access();
 
  private:
-  using Clock = FileLock::Clock;
+  using Clock = LockFile::Clock;
 
   /// False if the thread does not get its turn. Sets the deadline if the thread had to wait for one that waits for
   /// another process: its own wait for other processes has begun then.
@@ -81,6 +81,7 @@ class OQRecordStore {
   bool _isWaiting = false;  ///< the thread whose turn it is waits for another process
 
   // Used by the thread whose turn it is.
+  LockFile _lockFile;
   std::optional<FileVersion> _blocked;  ///< the archive during a wait that was too short and saw no write
   FileVersion _known;
 };

@@ -20,6 +20,8 @@ class FileDescriptor {
 
   explicit operator bool() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
+  /// Gives up the ownership; the file stays open.
+  int release() { return std::exchange(_descriptor, -1); }
   /// False if close() reports a delayed write error, or if no file was open.
   bool close() {
     int descriptor = std::exchange(_descriptor, -1);

@@ -2,12 +2,15 @@
 #include "Foundation/Files/FileLock.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 namespace oq {
 
@@ -34,30 +37,113 @@ bool isRemoved(int file) {
   return ::fstat(file, &status) == 0 && status.st_nlink == 0;
 }
 
+/// 0, or why there is no lock.
+int tryToLock(int file) {
+  while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
 }  // namespace
 
-std::optional<FileLock> FileLock::take(const std::filesystem::path& path, Clock::time_point deadline) {
-  for (;;) {
-    FileLock lock(openLockFile(path));
-    if (!lock._file && isOutOfResources(errno)) return std::nullopt;
-    if (!lock._file) return lock;
-    auto pause = kFirstPause;
-    while (::flock(lock._file.get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno == EINTR) continue;
-      if (errno != EWOULDBLOCK) return FileLock();
-      const auto now = Clock::now();
-      if (now >= deadline) return std::nullopt;
-      std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
-      pause = std::min(2 * pause, kLongestPause);
+FileLock::~FileLock() {
+  if (_file >= 0) ::flock(_file, LOCK_UN);
+}
+
+/// Closes a forked process's copies of open lock files. A copy is the same lock: the process would share the lock of
+/// its parent, and keep it after the parent was killed.
+class LockFile::ForkHandler {
+ public:
+  static ForkHandler& shared() {
+    static auto* handler = new ForkHandler;  // never deleted: a thread may use it while the process ends
+    return *handler;
+  }
+
+  void add(LockFile* file) {
+    std::lock_guard lock(mutex);
+    _files.push_back(file);
+  }
+  void remove(LockFile* file) {
+    std::lock_guard lock(mutex);
+    std::erase(_files, file);
+  }
+
+  std::mutex mutex;  ///< held while a lock file is opened or closed, and while the process forks
+
+ private:
+  ForkHandler() {
+    ::pthread_atfork([] { shared().mutex.lock(); }, [] { shared().mutex.unlock(); }, [] { shared().inChild(); });
+  }
+  void inChild() {
+    for (LockFile* file : _files) {
+      file->forgetUnlessOurs();
+      file->_file.close();
     }
-    // A file that was removed during the wait is not the one that others lock.
-    if (!isRemoved(lock._file.get())) return lock;
+    mutex.unlock();
+  }
+  std::vector<LockFile*> _files;
+};
+
+LockFile::LockFile() {
+  ForkHandler::shared().add(this);
+}
+
+LockFile::~LockFile() {
+  ForkHandler::shared().remove(this);
+  forgetUnlessOurs();
+}
+
+std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock::time_point deadline) {
+  auto pause = kFirstPause;
+  forgetUnlessOurs();
+  for (;;) {
+    const bool isNew = !_file;
+    if (isNew && !open(path)) return isOutOfResources(errno) ? std::nullopt : std::optional(FileLock());
+    const int error = tryToLock(_file.get());
+    FileLock lock(error ? -1 : _file.get());
+    // Others do not lock a file that was removed. A file that was opened just now is not compared with its path: some
+    // file systems give a file another inode number each time it is opened.
+    if (isNew ? isRemoved(_file.get()) : !isAt(path)) {
+      lock = FileLock();
+      close();
+      continue;
+    }
+    if (error != EWOULDBLOCK) return lock;
+    const auto now = Clock::now();
+    if (now >= deadline) return std::nullopt;
+    std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
+    pause = std::min(2 * pause, kLongestPause);
   }
 }
 
-FileLock::~FileLock() {
-  // Closing is not enough: a process forked meanwhile shares the descriptor and would keep the lock.
-  if (_file) ::flock(_file.get(), LOCK_UN);
+bool LockFile::open(const std::filesystem::path& path) {
+  std::lock_guard lock(ForkHandler::shared().mutex);
+  FileDescriptor opened = openLockFile(path);
+  struct stat status {};
+  if (!opened || ::fstat(opened.get(), &status) != 0) return false;
+  _file = std::move(opened);
+  _device = status.st_dev;
+  _inode = status.st_ino;
+  return true;
+}
+
+void LockFile::close() {
+  std::lock_guard lock(ForkHandler::shared().mutex);
+  _file.close();
+}
+
+/// A host that closes all descriptors may use the number for a file of its own.
+void LockFile::forgetUnlessOurs() {
+  if (!_file) return;
+  struct stat status {};
+  const bool isOurs = ::fstat(_file.get(), &status) == 0 && status.st_dev == _device && status.st_ino == _inode;
+  if (!isOurs) _file.release();
+}
+
+bool LockFile::isAt(const std::filesystem::path& path) const {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && status.st_dev == _device && status.st_ino == _inode;
 }
 
 }  // namespace oq

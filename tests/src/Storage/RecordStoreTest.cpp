@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Storage/OQRecordStore.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -33,6 +36,16 @@ class RecordStore : public testing::Test {
   static std::optional<std::int64_t> changeIn(OQRecordStore& store) {
     const auto changes = store.access().changesOfOthers();
     return changes ? std::optional(changes->at(0)->usedCount()) : std::nullopt;
+  }
+  /// The descriptors with which this process has the lock file open.
+  std::vector<int> lockDescriptors() const {
+    std::vector<int> found;
+    std::error_code error;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) {
+      if (std::filesystem::read_symlink(each, error) == std::filesystem::canonical(lockFile))
+        found.push_back(std::stoi(each.path().filename()));
+    }
+    return found;
   }
 
   test::TemporaryFolder folder;
@@ -77,37 +90,55 @@ TEST_F(RecordStore, GrantsExclusiveAccess) {
   EXPECT_TRUE(ours.access());
 }
 
-TEST_F(RecordStore, ForkedProcessDoesNotKeepTheLock) {
-  auto access = ours.access();
+/// The lock file stays open, and a fork copies open files.
+TEST_F(RecordStore, ForkedProcessHasItsOwnLock) {
+  write(ours, 1);
   const pid_t child = ::fork();
   if (child == 0) {
-    ::pause();
-    ::_exit(0);
+    ::setpgid(0, 0);
+    auto access = ours.access();
+    if (!access) ::_exit(1);
+    // The grandchild outlives the child, and must not keep its lock.
+    if (::fork() > 0) ::raise(SIGSTOP);
+    for (;;) ::pause();
   }
-  access.release();
-  EXPECT_TRUE(theirs.access());
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, WUNTRACED), child);
+  ASSERT_TRUE(WIFSTOPPED(status));
+  EXPECT_FALSE(ours.access()) << "the child has the lock";
   ::kill(child, SIGKILL);
   test::statusOf(child);
+  EXPECT_TRUE(ours.access()) << "the child was killed";
+  ::kill(-child, SIGKILL);
 }
 
-/// A waiting process has the lock file open when it is removed; it must not accept the removed file as the lock.
-TEST_F(RecordStore, RemovedLockFileDoesNotCount) {
+/// Two processes have the lock file open when it is replaced, and one of them waits for it.
+TEST_F(RecordStore, ReplacedLockFileIsOpenedAgain) {
+  write(theirs, 1);
   auto access = ours.access();
   OQRecordStore waiting;
   auto waited = std::async(std::launch::async, [&] { return static_cast<bool>(waiting.access()); });
-  const auto openings = [&] {
-    int count = 0;
-    std::error_code error;
-    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
-      count += std::filesystem::read_symlink(each, error) == std::filesystem::canonical(lockFile);
-    return count;
-  };
-  while (openings() < 2) std::this_thread::yield();
-  std::filesystem::remove(lockFile);
-  const auto next = theirs.access();
-  EXPECT_TRUE(next);
+  while (lockDescriptors().size() < 3) std::this_thread::yield();
+  FileDescriptor other(::open((folder.path() / "other").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  std::filesystem::rename(folder.path() / "other", lockFile);
   access.release();
   EXPECT_FALSE(waited.get());
+  EXPECT_FALSE(theirs.access());
+  other.close();
+  EXPECT_TRUE(theirs.access());
+}
+
+/// Programs that become a daemon close all descriptors.
+TEST_F(RecordStore, DescriptorThatTheHostReusedIsNotTouched) {
+  write(ours, 1);
+  const int descriptor = lockDescriptors().at(0);
+  FileDescriptor other(::open((folder.path() / "host's").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  FileDescriptor reused(::dup2(other.get(), descriptor));
+  const auto access = ours.access();
+  EXPECT_TRUE(access);
+  EXPECT_FALSE(theirs.access());
+  EXPECT_TRUE(reused.close());
 }
 
 /// A replaced file's inode number may be reused by a later one.
