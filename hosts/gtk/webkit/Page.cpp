@@ -108,6 +108,8 @@ Page::Page(const char* folder, const WebPageSettings& settings, WebPageClient& c
   webkit_settings_set_enable_back_forward_navigation_gestures(webkit_web_view_get_settings(_view),
                                                               settings.allowsBackForwardGestures);
   keepFocusOffHelpers(widget());
+  // Until there is a document, GTK need not paint the widget in each frame of the opening.
+  gtk_widget_set_opacity(widget(), 0);
   connectLoad();
   connectLimits();
   if (settings.tellsPulls) connectPulls();
@@ -284,6 +286,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
       _allowed.clear();
       _cancellations = 0;
       _shown = url();
+      gtk_widget_set_opacity(widget(), 1);
       return _client.pageCommitted();
     case WEBKIT_LOAD_FINISHED:
       // The engine reports this after a failure as well.
