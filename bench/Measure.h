@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/ScratchFolder.h"
+
 /// Shared by the benchmarks: rounds, medians, and the result lines that run.sh reads.
 /// A machine can be slow for a while. So both sides of a comparison are measured alternately in the same run and
 /// compared round by round: a slow period then affects both.
@@ -122,25 +124,7 @@ void keep(const T& value) {
   asm volatile("" : : "g"(&value) : "memory");
 }
 
-/// An empty folder in $TMPDIR (or /tmp), deleted with the object. It must be on a real disk to measure writing.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "oqsdk-bench-XXXXXX").string();
-    require(::mkdtemp(pattern.data()) != nullptr, "cannot create a folder for the benchmark");
-    _path = pattern;
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  const std::filesystem::path& path() const { return _path; }
-
- private:
-  std::filesystem::path _path;
-};
+/// In $TMPDIR or /tmp. It must be on a real disk to measure writing.
+using test::ScratchFolder;
 
 }  // namespace oq::bench

@@ -5,12 +5,9 @@
 #include <gtkmm/object.h>
 
 #include "ChildWrapper.h"
-#include "Dispatch/DispatchQueue.h"
-#include "Foundation/Files/Bundle.h"
-#include "Foundation/Files/FileManager.h"
 #include "Host.h"
+#include "Host/HostInstallation.h"
 #include "Surface.h"
-#include "UIKit/Text/TextWarmUp.h"
 #include "WebPages.h"
 
 namespace oq::gtk {
@@ -31,12 +28,8 @@ void install(const AttachOptions& options) {
   static bool installed = false;
   if (installed) return;
   installed = true;
-  DispatchQueue::installMain();
-  setMainBundle(identifierFor(options), options.applicationVersion);
-  if (!options.dataDirectory.empty()) setApplicationDataDirectory(options.dataDirectory);
   WebPages::setPreloads(options.preloadWebEngine);
-  // The first text of a process takes longer than a frame; this does it before a window opens.
-  warmUpText();
+  prepareProcess({identifierFor(options), options.applicationVersion, options.dataDirectory});
 }
 
 Surface* makeSurface(int width, int height, const AttachOptions& options) {

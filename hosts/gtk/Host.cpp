@@ -11,7 +11,6 @@
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
-#include "WebKit/WebEngineRegistry.h"
 
 namespace oq::gtk {
 
@@ -26,8 +25,6 @@ Host::Host() : _self(std::make_shared<Host*>(this)) {
   _timer = std::make_shared<DispatchTimer>([self = std::weak_ptr<Host*>(_self)] {
     if (auto host = self.lock()) (*host)->deadlineReached();
   });
-  UIApplication::sharedApplication().setHost(this);
-  setWebEngine(&_webPages);
   watchSettings();
 }
 
@@ -35,9 +32,6 @@ Host::~Host() {
   _timer->cancel();
   if (_settings) g_signal_handler_disconnect(_settings, _animationsHandler);
   g_clear_object(&_settings);
-  AnimationEngine::shared().setEnabled(true);
-  setWebEngine(nullptr);
-  UIApplication::sharedApplication().setHost(nullptr);
 }
 
 /// The user may want no animations, and may change that setting.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Host/HostInstallation.h"
 #include "UIKit/Windows/UIHost.h"
 #include "WebPages.h"
 
@@ -59,6 +60,7 @@ class Host : public UIHost {
   std::optional<double> _frameAwaitedSince;  ///< the time of a deadline that waits for a frame
   std::shared_ptr<DispatchTimer> _timer;
   std::shared_ptr<Host*> _self;  ///< how the timer finds the host; emptied when the host is destroyed
+  const HostInstallation _installation{*this, _webPages};  ///< last: it may call the host
 };
 
 }  // namespace oq::gtk

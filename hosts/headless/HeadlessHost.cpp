@@ -9,13 +9,12 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
+#include "Host/HostInstallation.h"
 #include "Host/WindowStage.h"
-#include "UIKit/Text/TextWarmUp.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
-#include "WebKit/WebEngineRegistry.h"
 #include "headless/PageEngine.h"
 #include "headless/Screenshot.h"
 
@@ -34,32 +33,6 @@ double realTime() {
 
 bool isLength(double points) {
   return std::isfinite(points) && points > 0;
-}
-
-UIKeyboardKey keyFor(HeadlessHost::Key key) {
-  switch (key) {
-    case HeadlessHost::Key::Tab:
-      return UIKeyboardKey::Tab;
-    case HeadlessHost::Key::BackTab:
-      return UIKeyboardKey::BackTab;
-    case HeadlessHost::Key::Return:
-      return UIKeyboardKey::Return;
-    case HeadlessHost::Key::Escape:
-      return UIKeyboardKey::Escape;
-    case HeadlessHost::Key::Up:
-      return UIKeyboardKey::Up;
-    case HeadlessHost::Key::Down:
-      return UIKeyboardKey::Down;
-    case HeadlessHost::Key::PageUp:
-      return UIKeyboardKey::PageUp;
-    case HeadlessHost::Key::PageDown:
-      return UIKeyboardKey::PageDown;
-    case HeadlessHost::Key::Home:
-      return UIKeyboardKey::Home;
-    case HeadlessHost::Key::End:
-      break;
-  }
-  return UIKeyboardKey::End;
 }
 
 const char* roleOf(const UIView& view) {
@@ -123,6 +96,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
   WindowStage _stage;
   Surface _screen;
   PageEngine _engine;
+  std::optional<HostInstallation> _installation;
   std::shared_ptr<UIWindow> _window;
   std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
   const bool _hasStage;
@@ -136,31 +110,22 @@ HeadlessHost::Impl::Impl(const Options& options)
       _scale(isLength(options.scale) ? options.scale : 1),
       _stage(_size, options.stage),
       _hasStage(options.stage.has_value()) {
-  DispatchQueue::installMain();
-  setMainBundle(options.applicationIdentifier, options.applicationVersion);
-  setApplicationDataDirectory(options.dataDirectory);
-
-  auto& application = UIApplication::sharedApplication();
-  application.setHost(this);
+  prepareProcess({options.applicationIdentifier, options.applicationVersion, options.dataDirectory});
+  _installation.emplace(*this, _engine);
   AnimationEngine::shared().setEnabled(options.animations);
-  setWebEngine(&_engine);
   UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
   _window = makeHostWindow({{}, _stage.stage().size});
   _stage.setWindow(_window);
   stageChanged();
   _scene->addWindow(_window);
+  auto& application = UIApplication::sharedApplication();
   application.connectScene(_scene);
   application.setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
-  // Laying out the first string of a process takes longer than a frame, so it is done before a window opens.
-  warmUpText();
 }
 
 HeadlessHost::Impl::~Impl() {
-  auto& application = UIApplication::sharedApplication();
-  application.setHost(nullptr);
-  AnimationEngine::shared().setEnabled(true);
-  setWebEngine(nullptr);
-  application.setStatusBarFrame({});
+  _installation.reset();
+  UIApplication::sharedApplication().setStatusBarFrame({});
   UIScreen::mainScreen().setBounds({});
   UIScreen::mainScreen().setScale(1);
   setMainBundle("", "");
@@ -289,7 +254,7 @@ bool HeadlessHost::scroll(double x, double y, double dx, double dy) {
 }
 
 bool HeadlessHost::pressKey(Key key) {
-  return _impl->window().pressKey(keyFor(key));
+  return _impl->window().pressKey(key);
 }
 
 std::vector<HeadlessHost::AccessibleElement> HeadlessHost::accessibleElements() {

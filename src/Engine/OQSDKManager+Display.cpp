@@ -71,20 +71,20 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
     reportWindowEventWithName("$clickDialog", code, *window);
   };
   switch (code) {
-    case 1:
+    case OQWindowActionShown:
       OQLogger::log("显示弹窗，弹窗类型：%@", window->style());
       return reportWindowEventWithName("$impDialog", code, *window);
-    case 2:
+    case OQWindowActionPicture:
       return clicked("点击了弹窗图片");
-    case 3:
+    case OQWindowActionClosed:
       OQLogger::log("点击了弹窗关闭按钮");
       _store->markClosed(*window);
       return reportWindowEventWithName("$closeDialog", code, *window);
-    case 4:
+    case OQWindowActionLeftButton:
       return clicked("点击了弹窗left button");
-    case 5:
+    case OQWindowActionRightButton:
       return clicked("点击了弹窗right button");
-    case 6:
+    case OQWindowActionMiddleButton:
       return clicked("点击了弹窗middle button");
     default:
       return;

@@ -2,7 +2,7 @@
 #include "Model/OQButtonAttribute.h"
 
 #include "Foundation/Values/Number.h"
-#include "UIKit/Windows/UIScreen.h"
+#include "Model/OQReferenceScreen.h"
 
 namespace oq {
 
@@ -15,8 +15,7 @@ OQButtonAttribute::OQButtonAttribute() {
   static const UIColor color = colorFromHexString("#444444"), background = colorFromHexString("#f4f4f4");
   setColor(color);
   setBackgroundColor(background);
-  // 30 points on a reference screen of 590.5; 0 before there is a screen.
-  setSize(UIScreen::mainScreen().bounds().size.width / 590.5 * 30.0);
+  setSize(OQReferenceScreen::widthUnit() * 30.0);
 }
 
 void OQButtonAttribute::setModelWithDic(const JSONValue& dic) {

@@ -19,7 +19,7 @@ class OQButton : public UIButton {
   /// Stores the attribute (or nullptr) and applies its values to the normal state; missing values change nothing.
   void setAttribute(std::shared_ptr<OQButtonAttribute> attribute);
   const std::shared_ptr<OQButtonAttribute>& attribute() const { return _attribute; }
-  /// The code that a tap reports.
+  /// The OQWindowAction that a tap reports.
   std::int64_t eventType() const { return _eventType; }
   void setEventType(std::int64_t type) { _eventType = type; }
 

@@ -18,7 +18,6 @@ namespace oq {
 namespace {
 
 constexpr double kOpening = 0.2, kClosing = 0.05;  // seconds
-constexpr std::int64_t kShown = 1, kShownAsTool = -1, kPicture = 2, kClosed = 3;
 
 void logShow(const std::shared_ptr<OQWindowData>& data) {
   OQLogger::log("pop window with data:%@\n", data);
@@ -98,7 +97,7 @@ void OQPopWindow::_popWithTextAndImageWithCompletion(EventAction completion) {
 
 void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
   auto opened = [this, completion = std::move(completion)](std::int64_t code, const JSONValue& link) {
-    if (completion) completion(_isToolWindow ? kShownAsTool : code, link);
+    if (completion) completion(_isToolWindow ? OQWindowActionShownAsTool : code, link);
   };
   present(&OQPopWindow::openText, std::move(opened));
 }
@@ -192,7 +191,7 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
     }
     self->_isShowing = true;
     if (placeClose) placeClose();
-    if (completion) completion(kShown, JSONValue());
+    if (completion) completion(OQWindowActionShown, JSONValue());
   };
   UIView::animateWithDuration(
       kOpening,
@@ -236,18 +235,18 @@ void OQPopWindow::fadeOut(std::function<void()> completion) {
 
 void OQPopWindow::closeWithCompletion(EventAction completion) {
   fadeOut([completion = std::move(completion)] {
-    if (completion) completion(kClosed, JSONValue());
+    if (completion) completion(OQWindowActionClosed, JSONValue());
   });
 }
 
 void OQPopWindow::_close() {
-  fadeOut([this] { report(kClosed, JSONValue()); });
+  fadeOut([this] { report(OQWindowActionClosed, JSONValue()); });
 }
 
 void OQPopWindow::imageClicked() {
   closeWithCompletion([weak = weakSelf()](std::int64_t, const JSONValue&) {
     auto window = weak.lock();
-    if (window) window->report(kPicture, window->_data ? window->_data->eventLink() : JSONValue());
+    if (window) window->report(OQWindowActionPicture, window->_data ? window->_data->eventLink() : JSONValue());
   });
 }
 

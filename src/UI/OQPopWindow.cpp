@@ -150,17 +150,17 @@ std::shared_ptr<OQButton> OQPopWindow::actionButton(std::int64_t eventType) {
 
 // Intentional: from left to right the codes are 4, 6, 5.
 const std::shared_ptr<OQButton>& OQPopWindow::leftBtn() {
-  if (!_leftBtn) _leftBtn = actionButton(4);
+  if (!_leftBtn) _leftBtn = actionButton(OQWindowActionLeftButton);
   return _leftBtn;
 }
 
 const std::shared_ptr<OQButton>& OQPopWindow::middleBtn() {
-  if (!_middleBtn) _middleBtn = actionButton(6);
+  if (!_middleBtn) _middleBtn = actionButton(OQWindowActionMiddleButton);
   return _middleBtn;
 }
 
 const std::shared_ptr<OQButton>& OQPopWindow::rightBtn() {
-  if (!_rightBtn) _rightBtn = actionButton(5);
+  if (!_rightBtn) _rightBtn = actionButton(OQWindowActionRightButton);
   return _rightBtn;
 }
 

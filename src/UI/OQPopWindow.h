@@ -14,6 +14,7 @@
 #include "Requests/OQNetwork.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
+#include "UI/OQWindowAction.h"
 #include "UIKit/Views/UIImageView.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Views/UIView.h"
@@ -37,8 +38,7 @@ class OQPopWindow : public UIView {
   OQ_CLASS(OQPopWindow)
 
  public:
-  /// The event: 1 shown (-1 for a tool window), 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and the link of
-  /// the tapped part, or null.
+  /// Called with an OQWindowAction and the link of the tapped part, or null.
   using EventAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// As large as the main screen; the frame is ignored.

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "UIKit/Windows/UIScreen.h"
+#include "Model/OQReferenceScreen.h"
 
 namespace oq {
 
 /// The lengths of a message window, in points, from the main screen's bounds at the time of creation. Intentional:
 /// margins depend on the screen's height, but widths, fonts and the close button on its width.
 struct OQPopWindowMetrics {
-  double widthUnit = UIScreen::mainScreen().bounds().size.width / 590.5;
-  double heightUnit = UIScreen::mainScreen().bounds().size.height / 1274.5;
+  double widthUnit = OQReferenceScreen::widthUnit();
+  double heightUnit = OQReferenceScreen::heightUnit();
 
   double cardWidth() const { return widthUnit * 520; }
   double margin() const { return heightUnit * 22.5; }

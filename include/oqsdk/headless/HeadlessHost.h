@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "oqsdk/Export.h"
+#include "oqsdk/KeyboardKey.h"
 #include "oqsdk/headless/HeadlessPage.h"
 
 namespace oq {
@@ -51,8 +52,7 @@ class OQSDK_EXPORT HeadlessHost {
     friend bool operator!=(const Pixel& a, const Pixel& b) { return !(a == b); }
   };
 
-  /// The keys that the library handles.
-  enum class Key { Tab, BackTab, Return, Escape, Up, Down, PageUp, PageDown, Home, End };
+  using Key = KeyboardKey;
   /// One part of the screen as assistive technology sees it.
   struct AccessibleElement {
     std::string role;  ///< "dialog", "heading", "text", "button", "link" or "image"

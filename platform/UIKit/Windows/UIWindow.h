@@ -7,13 +7,13 @@
 
 #include "UIKit/Views/UIView.h"
 #include "oqsdk/Export.h"
+#include "oqsdk/KeyboardKey.h"
 
 namespace oq {
 
 class UIViewController;
 
-/// The keys that views handle. Back is Alt+Left on most keyboards.
-enum class UIKeyboardKey { Tab, BackTab, Return, Escape, Back, Up, Down, PageUp, PageDown, Home, End };
+using UIKeyboardKey = KeyboardKey;
 
 /// The root of a tree of views on one screen. The host passes touches to it; each goes to the view in which it began,
 /// recognisers first. A touch passes through the window's own area, and through views that ignore touches, to the

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Host/HostInstallation.h"
+
+#include "Dispatch/DispatchQueue.h"
+#include "Foundation/Files/Bundle.h"
+#include "Foundation/Files/FileManager.h"
+#include "UIKit/Text/TextWarmUp.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "WebKit/WebEngineRegistry.h"
+
+namespace oq {
+
+void prepareProcess(const HostedApplication& application) {
+  DispatchQueue::installMain();
+  setMainBundle(application.identifier, application.version);
+  if (!application.dataDirectory.empty()) setApplicationDataDirectory(application.dataDirectory);
+  warmUpText();
+}
+
+HostInstallation::HostInstallation(UIHost& host, WebEngine& engine) {
+  UIApplication::sharedApplication().setHost(&host);
+  setWebEngine(&engine);
+}
+
+HostInstallation::~HostInstallation() {
+  AnimationEngine::shared().setEnabled(true);
+  setWebEngine(nullptr);
+  UIApplication::sharedApplication().setHost(nullptr);
+}
+
+}  // namespace oq
