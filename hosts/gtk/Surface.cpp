@@ -255,6 +255,7 @@ void Surface::updateProxiesLater() {
     updateStage();
     if (_nativeChildren->areOutdated(stage())) queue_allocate();
     if (get_mapped()) _proxies->update();
+    if (_titleBarGuard) _titleBarGuard->update();
   });
 }
 

@@ -7,6 +7,20 @@ namespace oq::gtk {
 
 namespace {
 
+constexpr const char* kDimmedClass = "oqsdk-dimmed";
+// As dark as the background of a message. GTK shows no transition if the user has disabled animations.
+constexpr const char* kStyle = ".oqsdk-dimmed { filter: brightness(70%); transition: filter 200ms; }";
+
+void addStyle(GdkDisplay* display) {
+  constexpr const char* added = "oqsdk-title-bar-style";
+  if (g_object_get_data(G_OBJECT(display), added)) return;
+  GtkCssProvider* provider = gtk_css_provider_new();
+  gtk_css_provider_load_from_data(provider, kStyle, -1);
+  gtk_style_context_add_provider_for_display(display, GTK_STYLE_PROVIDER(provider),
+                                             GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+  g_object_set_data_full(G_OBJECT(display), added, provider, g_object_unref);
+}
+
 bool hasGesture(GtkWidget* widget) {
   GListModel* controllers = gtk_widget_observe_controllers(widget);
   bool found = false;
@@ -40,9 +54,24 @@ TitleBarGuard::TitleBarGuard(GtkWindow* window, std::function<bool()> hasDialog)
 }
 
 TitleBarGuard::~TitleBarGuard() {
+  setDimmed(nullptr);
   g_signal_handlers_disconnect_by_data(_events, this);
   if (GtkWidget* window = gtk_event_controller_get_widget(_events)) gtk_widget_remove_controller(window, _events);
   g_object_unref(_events);
+}
+
+void TitleBarGuard::update() {
+  setDimmed(_hasDialog() ? gtk_window_get_titlebar(_window) : nullptr);
+}
+
+/// The host may have replaced or destroyed the bar that was dimmed.
+void TitleBarGuard::setDimmed(GtkWidget* titleBar) {
+  if (titleBar == _dimmed) return;
+  if (_dimmed) gtk_widget_remove_css_class(_dimmed, kDimmedClass);
+  g_set_weak_pointer(&_dimmed, titleBar);
+  if (!titleBar) return;
+  addStyle(gtk_widget_get_display(titleBar));
+  gtk_widget_add_css_class(titleBar, kDimmedClass);
 }
 
 gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {

@@ -8,8 +8,8 @@
 namespace oq::gtk {
 
 /// The surface covers the content of a window, but not the host's widgets in its title bar. While a dialog is shown,
-/// the guard blocks presses and scrolling on those, too. The window's own buttons still work, and the bar still moves
-/// the window. Main thread only.
+/// the guard blocks presses and scrolling on those, too, and dims the bar like the content. The window's own buttons
+/// still work, and the bar still moves the window. Main thread only.
 class TitleBarGuard {
  public:
   /// Calls `hasDialog` at each press. The guard must be destroyed before the window.
@@ -18,14 +18,19 @@ class TitleBarGuard {
   TitleBarGuard(const TitleBarGuard&) = delete;
   TitleBarGuard& operator=(const TitleBarGuard&) = delete;
 
+  /// Call it when a dialog may have appeared or gone.
+  void update();
+
  private:
   static gboolean handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self);
   bool isHeldBack(GdkEvent* event);
+  void setDimmed(GtkWidget* titleBar);
 
   GtkWindow* const _window;
   const std::function<bool()> _hasDialog;
   GtkEventController* const _events;
-  double _x = 0, _y = 0;  ///< the last position of the pointer, in the window's surface
+  GtkWidget* _dimmed = nullptr;  ///< the title bar while it is dimmed; a weak pointer
+  double _x = 0, _y = 0;         ///< the last position of the pointer, in the window's surface
 };
 
 }  // namespace oq::gtk
