@@ -84,12 +84,20 @@ void DispatchQueue::runAsCurrent(const Block& block) noexcept {
   runningQueue = outer;
 }
 
-void DispatchQueue::installMain() {
-  MainQueue::shared().install();
+void DispatchQueue::installMain(MainLoop loop) {
+  MainQueue::shared().install(loop);
 }
 
-std::size_t DispatchQueue::drainMain() {
-  return MainQueue::shared().runWaitingBlocks();
+std::size_t DispatchQueue::drainMain(double seconds) {
+  return MainQueue::shared().runWaitingBlocks(seconds);
+}
+
+bool DispatchQueue::isMainEmpty() {
+  return MainQueue::shared().isEmpty();
+}
+
+void DispatchQueue::setMainWake(std::function<void()> wake) {
+  MainQueue::shared().setWake(std::move(wake));
 }
 
 }  // namespace oq

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,13 +16,16 @@ namespace oq {
 
 using Block = std::function<void()>;
 
+/// What runs the main queue: GLib's default main context, or only the host's calls of drainMain().
+enum class MainLoop { GLib, OfHost };
+
 /// Runs blocks in order (serial) or in parallel (concurrent) on a shared pool of threads, or on the main loop. A queue
 /// has a label and values by key, and a block can ask which queue it runs on. A block that throws ends the process, as
 /// a thread that throws does. The pool's threads block all signals. Thread-safe.
 class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   /// The main queue: runs its blocks one after the other, in order, on the thread that installed the host, while that
-  /// thread runs GLib's default main context.
+  /// thread runs GLib's default main context or calls drainMain().
   static DispatchQueue& main();
   static std::shared_ptr<DispatchQueue> serial(std::string label);
   static std::shared_ptr<DispatchQueue> concurrent(std::string label);
@@ -51,12 +55,18 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
 
   virtual ~DispatchQueue();
 
-  /// Makes the calling thread the main thread and starts the main queue on GLib's default main context. A host calls it
-  /// once when it is installed; a later call moves the queue to the calling thread. Blocks queued earlier are kept.
-  static void installMain();
-  /// Runs the blocks that wait on the main queue and returns their number. For hosts that run their own loop; main
-  /// thread only.
-  static std::size_t drainMain();
+  /// Makes the calling thread the main thread. With MainLoop::GLib the main queue also gets a source on GLib's default
+  /// main context, which runs blocks on this thread only. A host calls it once when it is installed; a later call moves
+  /// the queue to the calling thread. Blocks queued earlier are kept.
+  static void installMain(MainLoop loop = MainLoop::GLib);
+  /// Runs the blocks that wait on the main queue, not those that they add, and returns their number. Stops after the
+  /// block that ends later than `seconds` from now. For hosts that run their own loop; main thread only.
+  static std::size_t drainMain(double seconds = std::numeric_limits<double>::infinity());
+  /// Whether no block waits on the main queue. Any thread.
+  static bool isMainEmpty();
+  /// `wake` is called, on any thread, each time the main queue is no longer empty, also if it is not empty now. No lock
+  /// of the library is held. It must not call setMainWake(). Returns when no call of the former function is running.
+  static void setMainWake(std::function<void()> wake);
 
  protected:
   explicit DispatchQueue(std::string label);

@@ -3,7 +3,9 @@
 
 #include <glib.h>
 
+#include <chrono>
 #include <condition_variable>
+#include <limits>
 #include <utility>
 
 #include "Dispatch/WorkerPool.h"
@@ -15,9 +17,22 @@ namespace {
 /// The priority at which GTK redraws. With a higher priority, a block that posts itself again would prevent all
 /// painting. With the same priority the loop serves both in turn, and input still comes first.
 constexpr int kSourcePriority = G_PRIORITY_HIGH_IDLE + 20;
+constexpr double kUnlimited = std::numeric_limits<double>::infinity();
+
+/// Another thread may iterate the default context, too. It must not run blocks, and must not find the source ready
+/// again and again.
+gboolean isSourceReady(GSource*) noexcept {
+  const MainQueue& queue = MainQueue::shared();
+  return !queue.isEmpty() && queue.isMainThread();
+}
+
+gboolean prepareSource(GSource* source, gint* timeout) noexcept {
+  *timeout = -1;
+  return isSourceReady(source);
+}
 
 gboolean dispatchSource(GSource*, GSourceFunc, gpointer) noexcept {
-  MainQueue::shared().runWaitingBlocks();
+  MainQueue::shared().runWaitingBlocks(kUnlimited);
   return G_SOURCE_CONTINUE;
 }
 
@@ -28,24 +43,54 @@ MainQueue& MainQueue::shared() {
   return **queue;
 }
 
-void MainQueue::install() {
+void MainQueue::install(MainLoop loop) {
   _mainThread.store(std::this_thread::get_id(), std::memory_order_release);
   std::lock_guard lock(_mutex);
-  if (_source) return;
-  static GSourceFuncs functions{nullptr, nullptr, dispatchSource, nullptr, nullptr, nullptr};
+  if (loop == MainLoop::GLib && !_source) attach();
+  if (loop == MainLoop::OfHost && _source) {
+    g_source_destroy(_source);
+    g_source_unref(std::exchange(_source, nullptr));
+  }
+}
+
+void MainQueue::attach() {
+  static GSourceFuncs functions{prepareSource, isSourceReady, dispatchSource, nullptr, nullptr, nullptr};
   _source = g_source_new(&functions, sizeof(GSource));
   g_source_set_name(_source, label());
   g_source_set_priority(_source, kSourcePriority);
   // If a block runs the loop itself, as a modal dialogue does, the blocks after it still run.
   g_source_set_can_recurse(_source, TRUE);
   g_source_attach(_source, nullptr);
-  if (!_blocks.empty()) g_source_set_ready_time(_source, 0);
+}
+
+void MainQueue::setWake(std::function<void()> wake) {
+  auto next = wake ? std::make_shared<Wake>() : nullptr;
+  if (next) next->call = std::move(wake);
+  std::unique_lock lock(_mutex);
+  const auto former = std::exchange(_wake, next);
+  if (next && !_blocks.empty()) callWake(lock);
+  while (former && former->running > 0) _wakeEnded.wait(lock);
 }
 
 void MainQueue::async(Block block) {
-  std::lock_guard lock(_mutex);
+  std::unique_lock lock(_mutex);
   _blocks.push_back(std::move(block));
-  if (_blocks.size() == 1 && _source) g_source_set_ready_time(_source, 0);
+  _count.store(_blocks.size(), std::memory_order_release);
+  if (_blocks.size() > 1) return;
+  if (_source) g_main_context_wakeup(nullptr);
+  callWake(lock);
+}
+
+/// Calls without the lock, so that the host may do anything.
+void MainQueue::callWake(std::unique_lock<std::mutex>& lock) {
+  const auto wake = _wake;
+  if (!wake) return;
+  ++wake->running;
+  lock.unlock();
+  wake->call();
+  lock.lock();
+  --wake->running;
+  _wakeEnded.notify_all();
 }
 
 void MainQueue::sync(const Block& block) {
@@ -65,20 +110,24 @@ void MainQueue::sync(const Block& block) {
   changed.wait(lock, [&] { return isDone; });
 }
 
-std::size_t MainQueue::runWaitingBlocks() {
-  std::uint64_t begin;
+std::size_t MainQueue::runWaitingBlocks(double seconds) {
+  using Clock = std::chrono::steady_clock;
+  const bool isLimited = seconds < kUnlimited;
+  const auto began = isLimited ? Clock::now() : Clock::time_point();
   std::uint64_t end;
   {
     std::lock_guard lock(_mutex);
-    begin = _takenBlocks;
-    end = begin + _blocks.size();
+    end = _takenBlocks + _blocks.size();
   }
+  std::size_t ran = 0;
   Block block;
   while (takeBlock(end, block)) {
     runAsCurrent(block);
     block = nullptr;
+    ++ran;
+    if (isLimited && std::chrono::duration<double>(Clock::now() - began).count() >= seconds) break;
   }
-  return end - begin;
+  return ran;
 }
 
 /// Blocks are taken one by one from the common queue, so a loop that a block runs keeps their order.
@@ -88,7 +137,7 @@ bool MainQueue::takeBlock(std::uint64_t end, Block& block) {
   block = std::move(_blocks.front());
   _blocks.pop_front();
   ++_takenBlocks;
-  if (_blocks.empty() && _source) g_source_set_ready_time(_source, -1);
+  _count.store(_blocks.size(), std::memory_order_release);
   return true;
 }
 

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -16,7 +19,8 @@ using GSource = struct _GSource;
 
 namespace oq {
 
-/// One source on GLib's default main context, with its own queue of blocks. Blocks wait until install() is called.
+/// The blocks of the main thread. Blocks wait until install() is called. They run when the host pumps them, or from a
+/// source on GLib's default main context.
 class MainQueue final : public DispatchQueue {
  public:
   explicit MainQueue(std::string label) : DispatchQueue(std::move(label)) {}
@@ -27,20 +31,32 @@ class MainQueue final : public DispatchQueue {
   void async(Block block) override;
   void sync(const Block& block) override;
 
-  void install();
+  void install(MainLoop loop);
+  void setWake(std::function<void()> wake);
   bool isMainThread() const { return _mainThread.load(std::memory_order_acquire) == std::this_thread::get_id(); }
   bool isInstalled() const { return _mainThread.load(std::memory_order_acquire) != std::thread::id(); }
-  /// Runs the blocks that are queued now, not those that they add, and returns their number.
-  std::size_t runWaitingBlocks();
+  bool isEmpty() const { return _count.load(std::memory_order_acquire) == 0; }
+  /// Runs blocks that are queued now, not those that they add, until the time is over, and returns their number. At
+  /// least one runs.
+  std::size_t runWaitingBlocks(double seconds);
 
  private:
+  struct Wake {
+    std::function<void()> call;
+    int running = 0;
+  };
+  void attach();
   bool takeBlock(std::uint64_t end, Block& block);
+  void callWake(std::unique_lock<std::mutex>& lock);
 
   std::atomic<std::thread::id> _mainThread{};
   std::mutex _mutex;
   std::deque<Block> _blocks;
+  std::atomic<std::size_t> _count{0};  ///< of _blocks
   std::uint64_t _takenBlocks = 0;
-  GSource* _source = nullptr;  ///< ready exactly while blocks are queued
+  GSource* _source = nullptr;
+  std::shared_ptr<Wake> _wake;
+  std::condition_variable _wakeEnded;
 };
 
 }  // namespace oq

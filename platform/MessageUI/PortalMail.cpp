@@ -9,6 +9,7 @@
 #include <atomic>
 #include <utility>
 
+#include "Dispatch/BackgroundThread.h"
 #include "Dispatch/DeadlineThread.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/FileDescriptor.h"
@@ -56,13 +57,54 @@ GVariant* textVariant(const std::string& text) {
   return g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
 }
 
-/// One request; it ends when its owner drops it. GLib callbacks hold it strongly if an answer is certain, and weakly if
-/// it may never come.
-class Request : public MailComposition, public std::enable_shared_from_this<Request> {
+/// A thread with a main context of its own, so that mail works whatever loop the host runs. It lives as long as the
+/// process.
+class PortalThread {
  public:
-  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailCompletion completion)
+  /// nullptr if the system cannot create a thread.
+  static PortalThread* shared() {
+    static auto* thread = new PortalThread;
+    return thread->_isRunning ? thread : nullptr;
+  }
+
+  void async(Block block) {
+    auto run = +[](gpointer data) -> gboolean {
+      (*static_cast<Block*>(data))();
+      return G_SOURCE_REMOVE;
+    };
+    auto drop = +[](gpointer data) { delete static_cast<Block*>(data); };
+    g_main_context_invoke_full(_context, G_PRIORITY_DEFAULT, run, new Block(std::move(block)), drop);
+  }
+
+ private:
+  PortalThread() : _context(g_main_context_new()) {
+    _isRunning = startBackgroundThread("oq.mail", [context = _context] {
+      g_main_context_push_thread_default(context);
+      for (;;) g_main_context_iteration(context, TRUE);
+    });
+  }
+
+  GMainContext* const _context;
+  bool _isRunning;
+};
+
+/// The completion of a composition. Main thread only.
+using Report = std::shared_ptr<MailCompletion>;
+
+/// Calls the completion unless the composition was cancelled meanwhile.
+void deliver(Report report, MailOutcome outcome, std::optional<Error> error = std::nullopt) {
+  DispatchQueue::main().async([report = std::move(report), outcome, error = std::move(error)] {
+    if (const auto completion = std::exchange(*report, nullptr)) completion(outcome, error);
+  });
+}
+
+/// One request, on the portal thread; it ends when its owner drops it. GLib callbacks hold it strongly if an answer is
+/// certain, and weakly if it may never come.
+class Request : public std::enable_shared_from_this<Request> {
+ public:
+  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, Report report)
       : _message{message.recipients, message.subject, message.body, {}},
-        _completion(std::move(completion)),
+        _report(std::move(report)),
         _cancellable(g_cancellable_new()) {
     for (const auto& file : files) {
       if (_files.size() == PortalMail::mostFiles) break;
@@ -71,7 +113,7 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       if (open) _files.push_back(std::move(open));
     }
   }
-  ~Request() override { close(); }
+  ~Request() { close(); }
 
   void start() {
     const std::string address = sessionBusAddress();
@@ -80,9 +122,9 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
                                       &Request::connected, held());
   }
 
-  void cancel() override {
-    if (!_completion) return;
-    _completion = nullptr;
+  void cancel() {
+    if (_hasEnded) return;
+    _hasEnded = true;
     g_cancellable_cancel(_cancellable.get());
     if (_connection && !_handle.empty()) closeRequest();
   }
@@ -196,13 +238,13 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
       // Old portals choose the handle themselves.
       const char* handle = nullptr;
       g_variant_get(answer.get(), "(&o)", &handle);
-      if (self->_completion) self->listenTo(handle);
+      if (!self->_hasEnded) self->listenTo(handle);
     } else if (isUnknownThere(failure)) {
       self->end(MailOutcome::Unreachable);
     } else {
-      self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
       // The portal may still show the mail later, so close the request, unless cancel() already does.
       if (self->_connection && !self->_isClosing) self->closeRequest();
+      self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
     }
   }
 
@@ -223,15 +265,10 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
     self->end(MailOutcome::Failed, Error{MailErrorDomain, code, "The mail program could not be opened."});
   }
 
-  /// Calls the completion later, from the main queue, so an exception cannot unwind through C frames.
   void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
-    auto completion = std::exchange(_completion, nullptr);
-    if (!completion) return;
-    DispatchQueue::main().async(
-        [self = shared_from_this(), completion = std::move(completion), outcome, error = std::move(error)] {
-          if (!self->_isClosing) self->close();
-          completion(outcome, error);
-        });
+    if (std::exchange(_hasEnded, true)) return;
+    deliver(_report, outcome, std::move(error));
+    if (!_isClosing) close();
   }
 
   void stopListening() {
@@ -250,15 +287,38 @@ class Request : public MailComposition, public std::enable_shared_from_this<Requ
   static void dropWeakOfSignal(gpointer weak, GClosure*) { dropWeak(weak); }
 
   const MailMessage _message;
-  MailCompletion _completion;  ///< empty after it was called or the request was cancelled
+  const Report _report;
   std::vector<FileDescriptor> _files;
   const ObjectRef<GCancellable> _cancellable;
   ObjectRef<GDBusConnection> _connection;
   gulong _closed = 0;
   guint _subscription = 0;
   std::string _handle;
+  bool _hasEnded = false;
   bool _hasAsked = false;   ///< the portal has received the message
   bool _isClosing = false;  ///< "Close" is being sent to the portal; the connection is released after that
+};
+
+/// What the main thread holds of a request.
+class Composition : public MailComposition {
+ public:
+  Composition(PortalThread& thread, std::shared_ptr<Request> request, Report report)
+      : _thread(thread), _request(std::move(request)), _report(std::move(report)) {
+    _thread.async([request = _request] { request->start(); });
+  }
+  ~Composition() override {
+    _thread.async([request = std::move(_request)] {});
+  }
+
+  void cancel() override {
+    *_report = nullptr;
+    _thread.async([request = _request] { request->cancel(); });
+  }
+
+ private:
+  PortalThread& _thread;
+  std::shared_ptr<Request> _request;
+  const Report _report;
 };
 
 bool answersOn(const std::string& address, GCancellable* patience) {
@@ -292,9 +352,11 @@ bool PortalMail::isAvailable() {
 std::shared_ptr<MailComposition> PortalMail::compose(const MailMessage& message,
                                                      const std::vector<std::filesystem::path>& files,
                                                      MailCompletion completion) {
-  auto request = std::make_shared<Request>(message, files, std::move(completion));
-  request->start();
-  return request;
+  const auto report = std::make_shared<MailCompletion>(std::move(completion));
+  if (PortalThread* thread = PortalThread::shared())
+    return std::make_shared<Composition>(*thread, std::make_shared<Request>(message, files, report), report);
+  deliver(report, MailOutcome::Unreachable);
+  return nullptr;
 }
 
 }  // namespace oq

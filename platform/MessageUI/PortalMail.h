@@ -8,7 +8,7 @@
 namespace oq {
 
 /// The e-mail interface of the desktop's portal. Uses its own connection to the session bus, so closing it affects
-/// nothing else. Main thread only; GLib's default main context must run there.
+/// nothing else, and its own thread, so that no loop of GLib need run on the main thread. Main thread only.
 class PortalMail {
  public:
   /// The portal's limit: with a seventeenth file the bus would close the connection.

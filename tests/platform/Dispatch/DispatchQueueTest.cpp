@@ -155,6 +155,70 @@ TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
   DispatchQueue::drainMain();
 }
 
+/// Media libraries iterate the default main context on threads of their own.
+TEST(DispatchQueue, MainBlocksNeverRunOnAnotherThreadThatIteratesTheDefaultContext) {
+  std::atomic<bool> isOver = false;
+  std::thread other([&] {
+    while (!isOver) g_main_context_iteration(nullptr, FALSE);
+  });
+  for (MainLoop loop : {MainLoop::GLib, MainLoop::OfHost}) {
+    DispatchQueue::installMain(loop);
+    const auto mainThread = std::this_thread::get_id();
+    int ran = 0;
+    std::thread([&] {
+      for (int i = 0; i < 1000; ++i) {
+        DispatchQueue::main().async([&] {
+          EXPECT_EQ(std::this_thread::get_id(), mainThread);
+          ++ran;
+        });
+      }
+    }).join();
+    const auto step = [&] {
+      loop == MainLoop::GLib ? g_main_context_iteration(nullptr, FALSE) : DispatchQueue::drainMain();
+    };
+    while (ran < 1000) step();
+  }
+  isOver = true;
+  g_main_context_wakeup(nullptr);
+  other.join();
+  DispatchQueue::installMain();
+}
+
+TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOncePerChangeFromEmpty) {
+  DispatchQueue::installMain(MainLoop::OfHost);
+  auto& main = DispatchQueue::main();
+  std::atomic<int> wakes = 0;
+  main.async([] {});
+  DispatchQueue::setMainWake([&] { ++wakes; });
+  EXPECT_EQ(wakes, 1) << "a block waits already";
+  std::thread([&] { main.async([&] { main.async([] {}); }); }).join();
+  EXPECT_EQ(wakes, 1);
+  EXPECT_EQ(DispatchQueue::drainMain(), 2u) << "a block that posts itself must not hold up the frame";
+  EXPECT_FALSE(DispatchQueue::isMainEmpty());
+  main.async([] {});
+  EXPECT_EQ(DispatchQueue::drainMain(0), 1u) << "no time left";
+  EXPECT_EQ(DispatchQueue::drainMain(), 1u);
+  EXPECT_TRUE(DispatchQueue::isMainEmpty());
+  EXPECT_EQ(wakes, 2) << "the queue was empty while the posting block ran";
+
+  // Returns only when no call is running: the host may now destroy what the function uses.
+  std::promise<void> called, mayReturn;
+  DispatchQueue::setMainWake([&] {
+    called.set_value();
+    mayReturn.get_future().wait();
+    ++wakes;
+  });
+  std::thread poster([&] { main.async([] {}); });
+  called.get_future().wait();
+  std::thread releaser([&] { mayReturn.set_value(); });
+  DispatchQueue::setMainWake(nullptr);
+  EXPECT_EQ(wakes, 3);
+  poster.join();
+  releaser.join();
+  DispatchQueue::drainMain();
+  DispatchQueue::installMain();
+}
+
 TEST(DispatchQueue, LoopRunInsideBlockKeepsOrder) {
   DispatchQueue::installMain();
   std::vector<int> ran;
