@@ -20,9 +20,9 @@ ENVIRONMENT = {"GDK_BACKEND": "x11", "GSK_RENDERER": "cairo", "GTK_A11Y": "none"
                "G_DEBUG": "fatal-warnings"}
 
 
-def until(holds, problem, pause=0.02):
+def until(holds, problem, pause=0.02, seconds=WAIT):
     """Waits until holds() is true. After the timeout it fails with the message of problem()."""
-    deadline = time.monotonic() + WAIT
+    deadline = time.monotonic() + seconds
     while not holds():
         if time.monotonic() > deadline:
             raise AssertionError(problem())
@@ -248,7 +248,7 @@ def cursor(x, y):
 
 
 def pixel(x, y):
-    """The red, green and blue values of a pixel of the screen."""
+    """The red, green and blue values of a pixel of the screen. The cursor is part of the picture."""
     return tuple(screen.shot(x, y, 1, 1)[2::-1])
 
 
@@ -274,7 +274,7 @@ class GtkTest(unittest.TestCase):
 def main(size="1400x1000", **options):
     """Runs the tests of the calling script, whose first argument is the fixture's program."""
     global screen
-    GtkTest.program = sys.argv.pop(1)
+    GtkTest.program = os.path.abspath(sys.argv.pop(1))
     with Display(size) as screen:
         tests = unittest.main("__main__", exit=False, **options)
     sys.exit(not tests.result.wasSuccessful())

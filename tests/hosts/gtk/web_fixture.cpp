@@ -18,8 +18,8 @@
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 
-/// A host with one entry and one button, above which web pages are opened. It executes commands from its standard
-/// input, and reports the state of the open page on its standard output after each change; web_test.py controls it.
+/// A host with one entry and one button, above which web pages are opened. It reports the state of the open page after
+/// each change; web_test.py controls it.
 
 namespace {
 
