@@ -2,7 +2,6 @@
 """Controls GTK programs on a private X display: starts them, moves a real pointer, presses keys and reads pixels.
 As a program, driver.py PROGRAM [ARGUMENT...] runs another one on such a display."""
 
-import ctypes
 import math
 import os
 import select
@@ -225,26 +224,6 @@ def press(*keys):
 
 def hide_pointer():
     pointer("mousemove", *(int(length) - 1 for length in screen.size.split("x")))
-
-
-class CursorImage(ctypes.Structure):
-    _fields_ = [("x", ctypes.c_short), ("y", ctypes.c_short), ("width", ctypes.c_ushort), ("height", ctypes.c_ushort),
-                ("xhot", ctypes.c_ushort), ("yhot", ctypes.c_ushort), ("serial", ctypes.c_ulong),
-                ("pixels", ctypes.POINTER(ctypes.c_ulong))]
-
-
-def cursor(x, y):
-    """The shape of the cursor over a point."""
-    pointer("mousemove", x - 1, y, "mousemove", x, y)
-    x11, fixes = ctypes.CDLL("libX11.so.6"), ctypes.CDLL("libXfixes.so.3")
-    x11.XOpenDisplay.restype = ctypes.c_void_p
-    fixes.XFixesGetCursorImage.restype = ctypes.POINTER(CursorImage)
-    display = ctypes.c_void_p(x11.XOpenDisplay(None))
-    fixes.XFixesQueryExtension(display, ctypes.byref(ctypes.c_int()), ctypes.byref(ctypes.c_int()))
-    image = fixes.XFixesGetCursorImage(display).contents
-    shape = (image.xhot, image.yhot, tuple(image.pixels[: image.width * image.height]))
-    x11.XCloseDisplay(display)
-    return shape
 
 
 def pixel(x, y):

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -55,18 +56,12 @@ Gtk::Window* makeAdwaitaWindow(const std::string& type) {
 }
 
 std::string roleOf(GtkWidget* widget) {
-  switch (gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget))) {
-    case GTK_ACCESSIBLE_ROLE_DIALOG:
-      return "dialog";
-    case GTK_ACCESSIBLE_ROLE_HEADING:
-      return "heading";
-    case GTK_ACCESSIBLE_ROLE_LABEL:
-      return "text";
-    case GTK_ACCESSIBLE_ROLE_BUTTON:
-      return "button";
-    default:
-      return "other";
-  }
+  static const std::map<int, std::string> names{{GTK_ACCESSIBLE_ROLE_DIALOG, "dialog"},
+                                                {GTK_ACCESSIBLE_ROLE_HEADING, "heading"},
+                                                {GTK_ACCESSIBLE_ROLE_LABEL, "text"},
+                                                {GTK_ACCESSIBLE_ROLE_BUTTON, "button"}};
+  const auto found = names.find(gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget)));
+  return found == names.end() ? "other" : found->second;
 }
 
 std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
@@ -110,7 +105,8 @@ class Fixture : public CommandFixture {
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
         {"animations", [](auto& in) { setAnimations(in); }},
-        {"cursor", [this](auto& in) { _window->set_cursor(word(in)); }},
+        {"host_cursor", [this](auto& in) { _window->set_cursor(word(in)); }},
+        {"cursor", [this](auto& in) { reportCursor(in); }},
         {"child", [this](auto& in) { setChild(in); }},
         {"rehome", [this](auto&) { rehome(); }},
         {"above", [this](auto&) { addAbove(); }},
@@ -138,7 +134,6 @@ class Fixture : public CommandFixture {
         {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
         {"ball", [](auto&) { showBall(); }},
         {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
-        {"environment", [](auto&) { say("environment " + std::to_string(oq::OQSDKManager::getEnvironment())); }},
         {"rest", [](auto&) { reportRest(); }},
     });
   }
@@ -263,6 +258,15 @@ class Fixture : public CommandFixture {
     int enabled = 1;
     in >> enabled;
     g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
+  }
+
+  /// Reports the cursor that GTK shows at a point: that of the innermost widget there that has one.
+  void reportCursor(std::istream& in) {
+    double x = 0, y = 0;
+    in >> x >> y;
+    GtkWidget* widget = gtk_widget_pick(GTK_WIDGET(_window->gobj()), x, y, GTK_PICK_DEFAULT);
+    while (!gtk_widget_get_cursor(widget)) widget = gtk_widget_get_parent(widget);
+    say(std::string("cursor ") + gdk_cursor_get_name(gtk_widget_get_cursor(widget)));
   }
 
   void setChild(std::istream& in) {
@@ -414,7 +418,6 @@ class Fixture : public CommandFixture {
     oq::OQFloatingBall::show();
     oq::OQFloatingBall::setFloatingBtnClickedCallback([](std::int64_t index) {
       say("tapped " + std::to_string(index));
-      if (index == 1) oq::OQSDKManager::sharedManager().changeEnvironment();
       if (index == 2) oq::OQDiagnosticsPanel::show();
     });
   }

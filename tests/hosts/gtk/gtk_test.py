@@ -3,8 +3,8 @@
 """Tests the GTK host with a real pointer and keyboard: gtk_test.py FIXTURE [unittest arguments]."""
 
 import driver
-from driver import (GREEN, RED, WHITE, Compositor, Fixture, GtkTest, Stage, WindowManager, await_pixel, click, cursor,
-                    pixel, pointer, press, until)
+from driver import (GREEN, RED, WHITE, Compositor, Fixture, GtkTest, Stage, WindowManager, await_pixel, click, pixel,
+                    pointer, press, until)
 
 # The distance from the ball's centre to the button at its side.
 FAN = 84.8528137423857
@@ -68,22 +68,18 @@ class Host(GtkTest):
 
     def test_the_cursor_is_a_hand_over_buttons(self):
         fixture = self.start()
-        shapes = {}
-        for name in ("pointer", "default", "crosshair"):
-            fixture.do("cursor " + name)
-            fixture.painted()
-            shapes[name] = cursor(150, 300)
-        self.assertEqual(len(set(shapes.values())), 3)
+        fixture.do("host_cursor crosshair")
         fixture.do_until("pop 1", "code 1")
         fixture.painted()
         # The picture, the dimmed area, the close button below the picture, the dimmed area again.
         height = 375 * 520 / 590.5 * 1.5
         close = round(350 + height / 2 + 375 * 40 / 590.5)
         for x, y, name in ((200, 350, "pointer"), (5, 350, "default"), (188, close, "pointer"), (5, 5, "default")):
-            until(lambda: cursor(x, y) == shapes[name], lambda: f"not {name} at {x},{y}")
+            pointer("mousemove", x, y)
+            fixture.await_answer(f"cursor {x} {y}", name)
         click(188, close)
         fixture.await_line("code 3")
-        until(lambda: cursor(189, close) == shapes["crosshair"], lambda: "not the host's cursor")
+        fixture.await_answer(f"cursor 188 {close}", "crosshair")
 
     def test_animations_follow_the_settings_and_complete_in_hidden_windows(self):
         fixture = self.start()
@@ -348,7 +344,7 @@ class Host(GtkTest):
 
 
 class Tools(GtkTest):
-    """The floating ball, its alert and the diagnostics panel."""
+    """The floating ball and the diagnostics panel."""
 
     def await_rest(self, x, y, colour, gone=False):
         """Waits until the pixel has the colour (with `gone`: another colour) and no view moves. Moving views ignore
@@ -398,30 +394,6 @@ class Tools(GtkTest):
             fixture.do("diagnostics")
             fixture.do_until("rest", "at rest")
             self.assertEqual(fixture.close(), 0, "a GTK warning ends the fixture")
-
-    def test_the_alert_works_with_pointer_and_keyboard(self):
-        fixture = self.fixture = self.start(375, 700)
-        fixture.do("ball")
-
-        def ask():
-            self.await_rest(345, 305, RED)
-            click(345, 330)
-            self.await_rest(round(345 - FAN), 305, GREEN)
-            click(round(345 - FAN), 330)
-            self.assertEqual(fixture.await_line("tapped"), ["tapped 1"])
-            self.await_rest(60, 300, WHITE)  # the alert's card
-
-        ask()
-        click(200, 700 // 2 + 100)  # the last of three buttons: "test"
-        fixture.await_answer("environment", "1")
-        ask()
-        press("Tab", "Tab", "Return")  # the second one: "dev"
-        fixture.await_answer("environment", "2")
-        ask()
-        press("Escape")
-        self.await_rest(60, 300, WHITE, gone=True)
-        click(200, 600)
-        self.assertEqual(fixture.await_line("host"), ["host clicked"])
 
 
 if __name__ == "__main__":
