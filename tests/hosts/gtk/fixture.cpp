@@ -132,9 +132,7 @@ class Fixture : public CommandFixture {
         {"focus", [this](auto&) { reportFocus(); }},
         {"page", [](auto&) { openPage(); }},
         {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
-        {"ball", [](auto&) { showBall(); }},
         {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
-        {"rest", [](auto&) { reportRest(); }},
     });
   }
 
@@ -409,28 +407,6 @@ class Fixture : public CommandFixture {
 
   static void openPage() {
     oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue("https://localhost:1/"));
-  }
-
-  static void showBall() {
-    oq::registerClass("TorvelinSDK", oq::Object::staticClass(), {});  // without it the library warns
-    // The login fails, since no server is running.
-    oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
-    oq::OQFloatingBall::show();
-    oq::OQFloatingBall::setFloatingBtnClickedCallback([](std::int64_t index) {
-      say("tapped " + std::to_string(index));
-      if (index == 2) oq::OQDiagnosticsPanel::show();
-    });
-  }
-
-  /// Reports "at rest" when no animation runs and its completions are done.
-  static void reportRest() {
-    Glib::signal_timeout().connect(
-        [quiet = 0]() mutable {
-          quiet = oq::AnimationEngine::shared().isRunning() ? 0 : quiet + 1;
-          if (quiet == 3) say("at rest");
-          return quiet < 3;
-        },
-        10);
   }
 
   int _width, _height;

@@ -3,11 +3,8 @@
 """Tests the GTK host with a real pointer and keyboard: gtk_test.py FIXTURE [unittest arguments]."""
 
 import driver
-from driver import (GREEN, RED, WHITE, Compositor, Fixture, GtkTest, Stage, WindowManager, await_pixel, click, pixel,
+from driver import (RED, WHITE, Compositor, Fixture, GtkTest, Stage, WindowManager, await_pixel, click, pixel,
                     pointer, press, until)
-
-# The distance from the ball's centre to the button at its side.
-FAN = 84.8528137423857
 
 
 class Host(GtkTest):
@@ -347,57 +344,11 @@ class Host(GtkTest):
         fixture.do("quit")
         fixture.await_line("left")
 
-
-class Tools(GtkTest):
-    """The floating ball and the diagnostics panel."""
-
-    def await_rest(self, x, y, colour, gone=False):
-        """Waits until the pixel has the colour (with `gone`: another colour) and no view moves. Moving views ignore
-        touches."""
-        await_pixel(x, y, colour, gone)
-        self.fixture.do_until("rest", "at rest")
-
-    def test_the_ball_opens_closes_and_moves_on_two_screens(self):
-        for width, height in ((375, 700), (1280, 800)):
-            with self.subTest(width):
-                fixture = self.fixture = self.start(width, height)
-                fixture.do("ball")
-                stage = Stage(width, height)
-                at = stage.pixel
-                x, y = 345, 330
-                self.await_rest(*at(x, y - 25), RED)
-                click(*at(x, y))
-                for dx, dy in ((-60, -60), (-FAN, 0), (-60, 60)):
-                    self.await_rest(*at(x + dx, y + dy - 25), GREEN)
-                click(*at(x - 60, y - 60))
-                self.assertEqual(fixture.await_line("tapped"), ["tapped 0"])
-                # When the ball is folded, touches there reach the host again.
-                self.await_rest(*at(x - 60, y - 85), GREEN, gone=True)
-                click(*at(x - 60, y - 60))
-                self.assertEqual(fixture.await_line("host"), ["host clicked"])
-
-                pointer("mousemove", *at(x, y), "mousedown", 1, "mousemove", *at(200, 400), "mousemove", *at(100, 450),
-                        "mouseup", 1)
-                x, y = 30, 450
-                self.await_rest(*at(1, y), RED)  # at the edge of the window
-                click(*at(x, y))
-                self.await_rest(*at(x + FAN, y - 25), GREEN)
-                click(*at(x + 60, y + 60))
-                self.assertEqual(fixture.await_line("tapped"), ["tapped 2"])
-                # The white head of the diagnostics, whose button at the right closes them.
-                middle = at(187, 16)
-                self.await_rest(*middle, WHITE)
-                await_pixel(*at(14, stage.height - 40), (241, 243, 245))
-                click(*at(323, 36))
-                self.await_rest(*middle, WHITE, gone=True)
-                click(*at(187, 36))
-                self.assertEqual(fixture.await_line("host"), ["host clicked"])
-
     def test_the_diagnostics_open_in_a_tiny_window(self):
         for width, height in ((300, 200), (120, 120)):
             fixture = self.start(width, height)
             fixture.do("diagnostics")
-            fixture.do_until("rest", "at rest")
+            fixture.painted()
             self.assertEqual(fixture.close(), 0, "a GTK warning ends the fixture")
 
 
