@@ -10,7 +10,6 @@
 namespace oq::server {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -413,7 +413,7 @@ class ServerTest(unittest.TestCase):
         for options, code, message in cases:
             result = self.run_program(*options)
             self.assertEqual((result.returncode, result.stdout), (code, ""), options)
-            self.assertRegex(result.stderr, message)
+            self.assertRegex(result.stderr, f"^oqsdk-server: .*{message}.*try --help" if code == 2 else message)
 
     def test_init_writes_a_valid_file_and_never_overwrites(self):
         self.assertEqual(self.run_program("--init", self.campaigns).returncode, 0)
