@@ -28,6 +28,15 @@ def until(holds, problem, pause=0.02, seconds=WAIT):
         time.sleep(pause)
 
 
+def sandbox_works():
+    """Whether the web engine can build its sandbox on this machine."""
+    trial = ["bwrap", "--ro-bind", "/", "/", "--unshare-pid", "true"]
+    try:
+        return subprocess.run(trial, capture_output=True).returncode == 0
+    except OSError:
+        return False
+
+
 class Stage:
     """Computes the stage of a window from its description, independently of the library's code."""
 

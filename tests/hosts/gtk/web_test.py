@@ -19,14 +19,11 @@ import time
 import driver
 from driver import GREEN, RED, WAIT, GtkTest, Stage, await_pixel, click, pixel, pointer, press, until
 
-sys.path.append(str(pathlib.Path(__file__).parents[2] / "support"))
-from engine_sandbox import sandbox_works
-
 PAGES = ""
 # Without root rights, a user namespace provides them.
 NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK = (255, 221, 238)
-SANDBOX_WORKS = sandbox_works()
+SANDBOX_WORKS = driver.sandbox_works()
 
 
 class Authority:
