@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
@@ -94,6 +95,7 @@ TEST(HeadlessHostTest, ClockAdvancesInFramesAndCompletionsRunBetweenThem) {
   host.advance(0.4);
   EXPECT_NEAR(first, 0.2, 1.0 / 60);
   EXPECT_NEAR(second, first + 0.1, 1.0 / 60);
+  host.advance(std::numeric_limits<double>::infinity());  // not a time
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
 }
 
@@ -171,6 +173,7 @@ TEST(HeadlessHostTest, PixelsShowTheViewsAtTheScreensScale) {
   host.setScreenSize(-1, 300);
   EXPECT_EQ(UIScreen::mainScreen().bounds(), CGRectMake(0, 0, 50, 300));
   EXPECT_EQ(keyWindow()->subviews().front()->frame(), CGRectMake(0, 0, 50, 300));
+  EXPECT_EQ(host.pixelAt(10, 15), kRed);
 }
 
 TEST(HeadlessHostTest, WritesTheScreenAsPngOfAtLeastOnePixel) {
