@@ -273,7 +273,7 @@ class Demo:
             self.page_shown = True
             self.say("button tapped, its page is open: " + self.keep(self.screen.shoot_still(), "3-page.png"))
 
-        shown = self.screen.shoot().at(*top)
+        shown = self.screen.shoot_still().at(*top)
         self.screen.press("Escape")
         self.await_("the page is closed", lambda: self.screen.shoot().at(*top) != shown)
 

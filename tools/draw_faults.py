@@ -210,7 +210,7 @@ class Test:
         """One test, or one for each case of a Python script that takes the names of its cases."""
         scripts = [pathlib.Path(part) for part in entry["command"] if part.endswith("_test.py")]
         text = scripts[0].read_text() if scripts else ""
-        if not re.search(r"unittest\.main\((?!argv)", text):
+        if not re.search(r"(unittest|driver)\.main\((?!argv)", text):
             return [Test(entry)]
         classes = re.finditer(r"^class (\w+)(.*?)^(?=\S)", text, re.M | re.S)
         return [Test(entry, f"{owner.group(1)}.{case}") for owner in classes

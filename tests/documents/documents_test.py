@@ -24,11 +24,8 @@ class Documents(unittest.TestCase):
 
     def test_the_guide_quotes_its_example_exactly(self):
         example = ROOT / "examples/first-window"
-        sources = {
-            "cpp": (example / "main.cpp").read_text(encoding="utf-8"),
-            "cmake": (example / "CMakeLists.txt").read_text(encoding="utf-8"),
-            "json": (example / "campaigns.json").read_text(encoding="utf-8"),
-        }
+        files = {"cpp": "main.cpp", "cmake": "CMakeLists.txt", "json": "campaigns.json"}
+        sources = {language: (example / name).read_text(encoding="utf-8") for language, name in files.items()}
         guide = (ROOT / "docs/guide.md").read_text(encoding="utf-8")
         quotes = re.findall(r"^```(cpp|cmake|json)\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
         self.assertEqual({language for language, _ in quotes}, set(sources))

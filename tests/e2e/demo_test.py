@@ -9,8 +9,8 @@ import sys
 import tempfile
 import unittest
 
-sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
-from engine_sandbox import sandbox_works
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "hosts/gtk"))
+from driver import sandbox_works
 
 DEMO, BUILD = sys.argv[1:3]
 

@@ -3,14 +3,12 @@
 // A host application without a display, controlled by lines on standard input. It uses only the public API.
 //
 //   record NAME KEY=VALUE ...   records an event with the analytics class
-//   await-colour RRGGBB         runs until the colour is on the screen
-//   await-no-colour RRGGBB      runs until the colour is not on the screen
-//   tap-colour RRGGBB           taps the centre of the area with this colour
+//   await LABEL                 runs until a view with this label is on the screen
+//   await-no LABEL              runs until no view with this label is on the screen
+//   tap LABEL                   taps the centre of that view
 //   settle                      runs the main queue, and half a second of animation
 //   background, foreground      hides and shows the window
-//   png FILE                    writes a screenshot
 // The response to each line is "ok" or "failed: REASON".
-#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -41,14 +39,9 @@ oq::Class* TorvelinSDK::staticClass() {
   return registered;
 }
 
-struct Spot {
-  double x, y;
-};
-
 class Driver {
  public:
-  Driver(const oq::HeadlessHost::Options& options, std::string user)
-      : _size{options.width, options.height}, _host(options), _user(std::move(user)) {}
+  Driver(const oq::HeadlessHost::Options& options, std::string user) : _host(options), _user(std::move(user)) {}
 
   /// Executes a step. Returns an empty string, or the reason for its failure.
   std::string run(const std::string& line) {
@@ -56,12 +49,11 @@ class Driver {
     std::string step, argument;
     words >> step >> argument;
     if (step == "record") return record(argument, words);
-    if (step == "await-colour") return await(argument, true);
-    if (step == "await-no-colour") return await(argument, false);
-    if (step == "tap-colour") return tap(argument);
+    if (step == "await") return await(argument, true);
+    if (step == "await-no") return await(argument, false);
+    if (step == "tap") return tap(argument);
     if (step == "settle") return settle();
     if (step == "background" || step == "foreground") return _host.setActive(step == "foreground"), "";
-    if (step == "png") return _host.writePng(argument) ? "" : "cannot write " + argument;
     return "unknown step " + step;
   }
 
@@ -78,34 +70,24 @@ class Driver {
     return "";
   }
 
-  /// The centre of the pixels with the colour.
-  std::optional<Spot> find(const std::string& colour) {
-    auto rgb = std::stoul(colour, nullptr, 16);
-    oq::HeadlessHost::Pixel wanted{static_cast<std::uint8_t>(rgb >> 16), static_cast<std::uint8_t>(rgb >> 8),
-                                   static_cast<std::uint8_t>(rgb)};
-    double left = _size.x, right = -1, top = _size.y, bottom = -1;
-    for (double y = 2; y < _size.y; y += 4) {
-      for (double x = 2; x < _size.x; x += 4) {
-        if (_host.pixelAt(x, y) != wanted) continue;
-        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y), bottom = std::max(bottom, y);
-      }
+  std::optional<oq::HeadlessHost::AccessibleElement> find(const std::string& label) {
+    for (const auto& element : _host.accessibleElements()) {
+      if (element.name == label) return element;
     }
-    if (right < 0) return std::nullopt;
-    return Spot{(left + right) / 2, (top + bottom) / 2};
+    return std::nullopt;
   }
 
-  std::string await(const std::string& colour, bool present) {
-    bool met = _host.runUntil([&] { return find(colour).has_value() == present; }, 20, true);
+  std::string await(const std::string& label, bool present) {
+    const bool met = _host.runUntil([&] { return find(label).has_value() == present; }, 20, true);
     settle();
-    return met && find(colour).has_value() == present
-               ? ""
-               : "colour " + colour + (present ? " did not appear" : " did not disappear");
+    if (met && find(label).has_value() == present) return "";
+    return label + (present ? " did not appear" : " did not disappear");
   }
 
-  std::string tap(const std::string& colour) {
-    auto spot = find(colour);
-    if (!spot) return "colour " + colour + " is not on screen";
-    return _host.tap(spot->x, spot->y) ? "" : "the tap reached no view";
+  std::string tap(const std::string& label) {
+    const auto view = find(label);
+    if (!view) return label + " is not on screen";
+    return _host.tap(view->x, view->y) ? "" : "the tap reached no view";
   }
 
   std::string settle() {
@@ -114,7 +96,6 @@ class Driver {
     return "";
   }
 
-  Spot _size;
   oq::HeadlessHost _host;
   std::string _user;
   TorvelinSDK _analytics;

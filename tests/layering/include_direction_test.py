@@ -81,15 +81,9 @@ class IncludeDirection(unittest.TestCase):
         for path, include in (
             ("platform/Foundation/Files/X.cpp", '#include "Engine/OQSDKManager.h"'),
             ("platform/UIKit/X.h", "#include <gtkmm/window.h>"),
-            ("src/Engine/X.cpp", "#include <unistd.h>"),
             ("src/Requests/X.cpp", '#include "Engine/OQSDKManager.h"'),
-            ("src/Utils/X.h", '#include "Model/OQWindowData.h"'),
             ("src/UI/X.cpp", '#  include "gtk/Surface.h"'),
-            ("hosts/gtk/X.cpp", '#include "Utils/OQLogger.h"'),
-            ("include/oqsdk/X.h", '#include "Foundation/Values/Date.h"'),
-            ("include/oqsdk/X.h", "#include <gtkmm/window.h>"),
             ("include/oqsdk/X.h", "#include <boost/json.hpp>"),
-            ("server/X.cpp", "#include <oqsdk/oqsdk.h>"),
             ("examples/gtk-shop/X.cpp", '#include "UIKit/Views/UIView.h"'),
         ):
             with self.subTest(include):

@@ -15,7 +15,8 @@ WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werr
 # Programs without these are hosts too, but not in GTK 4's C++ binding.
 WITHOUT = ["-fno-rtti", "-fno-exceptions"]
 # The templates of a header are only checked where they are used.
-USES = """
+USES = """#include <memory>
+#include <oqsdk/oqsdk.h>
 namespace {
 class Shop : public oq::Object {
   OQ_CLASS(Shop)
@@ -25,7 +26,8 @@ oq::Class* Shop::staticClass() {
   return oq::registerClass("Shop", oq::Object::staticClass(), {oq::method<&Shop::_save>(oq::saveUploadInfo)});
 }
 }
-void use(long long count, unsigned long long size, float ratio, long double share, char letter, const std::string& text) {
+void use(long long count, unsigned long long size, float ratio, long double share, char letter,
+         const std::string& text) {
   const oq::Value all[] = {count, size, ratio, share, letter, text, text.c_str(), nullptr, true, {{"k", {{"a", 1}}}}};
   oq::Array list{count, size, ratio, oq::Array{1, "b"}};
   for (const oq::Value& each : list) list.push_back(each == all[0]);
@@ -45,7 +47,7 @@ def compile_alone(compiler, flags, code):
 class Headers(unittest.TestCase):
     def test_each_compiles_alone(self):
         headers = [header.relative_to(ROOT / "include") for header in (ROOT / "include").rglob("*.h")]
-        jobs = [("every header, used", WITHOUT, '#include <oqsdk/oqsdk.h>\n#include <memory>\n' + USES)]
+        jobs = [("every header, used", WITHOUT, USES)]
         for header in headers:
             flags = GTK if "gtk" in header.parts else WITHOUT
             jobs.append((str(header), flags, f"#include <{header}>\n"))

@@ -56,17 +56,14 @@ class Installed(unittest.TestCase):
                          f"-Wl,-rpath,{libraries}")
         self.run_program("./by-pkg-config")
 
-    def test_the_guides_first_window_builds_outside_the_tree(self):
-        self.configure(ROOT / "examples/first-window", "first-window")
-        self.run_program("cmake", "--build", "first-window")
-
-    def test_the_readmes_code_is_a_complete_program(self):
+    def test_the_first_programs_of_guide_and_readme_build_outside_the_tree(self):
         readme = (ROOT / "README.md").read_text(encoding="utf-8")
         (code,), (build,) = (re.findall(rf"^```{kind}\n(.*?)^```", readme, re.M | re.S) for kind in ("cpp", "cmake"))
-        source = self.project("shop", "add_executable(shop main.cpp)", build)
-        (source / "main.cpp").write_text(code + "int main() {}\n", encoding="utf-8")
-        self.configure(source, "shop/build")
-        self.run_program("cmake", "--build", "shop/build")
+        shop = self.project("shop", "add_executable(shop main.cpp)", build)
+        (shop / "main.cpp").write_text(code + "int main() {}\n", encoding="utf-8")
+        for source in (ROOT / "examples/first-window", shop):
+            self.configure(source, source.name + "-build")
+            self.run_program("cmake", "--build", source.name + "-build")
 
     def project(self, name, *lines):
         source = self.folder / name

@@ -10,7 +10,6 @@
 namespace oq::server {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -96,34 +95,6 @@ TEST(CampaignParser, WarnsAboutValuesWithoutEffectButAcceptsTheFile) {
                                             "windows[0].title.txt: unknown key", StartsWith("windows[0].picture: "),
                                             StartsWith("windows[0].event: is missing"),
                                             StartsWith("windows[0].count: is missing")));
-}
-
-TEST(CampaignParser, RemovesServerKeysAndKeepsTheOrderOfOthers) {
-  CampaignReport report;
-  const auto campaigns =
-      parseCampaigns(fileWith(R"("zeta":1,"newUser":1,"environments":["test"],"userIds":["u"],"alpha":2)"), report);
-  ASSERT_TRUE(campaigns);
-  EXPECT_EQ(campaigns->windows.at(0).json,
-            R"({"id":"1","style":3,"count":1,"event":{"xwhat":"buy"},"zeta":1,"alpha":2})");
-  EXPECT_FALSE(campaigns->appKeys);
-}
-
-TEST(Campaign, IsOnlyForMatchingEnvironmentNewUserAndUserId) {
-  CampaignReport report;
-  const auto campaigns = parseCampaigns(fileWith(R"("newUser":1,"environments":["test"],"userIds":["u","v"])"), report);
-  ASSERT_TRUE(campaigns);
-  const auto& campaign = campaigns->windows.at(0);
-  EXPECT_TRUE(campaign.isFor({Environment::test, 1, "v"}));
-  EXPECT_FALSE(campaign.isFor({Environment::production, 1, "v"}));
-  EXPECT_FALSE(campaign.isFor({Environment::test, 0, "v"}));
-  EXPECT_FALSE(campaign.isFor({Environment::test, std::nullopt, "v"}));
-  EXPECT_FALSE(campaign.isFor({Environment::test, 1, "w"}));
-}
-
-TEST(CampaignParser, AcceptsTheSampleFileWithoutWarnings) {
-  const auto report = reportOf(test::textOfFile(OQSDK_SAMPLE_CAMPAIGNS));
-  EXPECT_THAT(report.errors, IsEmpty());
-  EXPECT_THAT(report.warnings, IsEmpty());
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST(Certificates, AreRenewedBeforeTheyExpire) {
   certificates.ensure();
   const auto authority = textOfFile(certificates.authorityFile());
   const auto authorityKey = folder.path() / "ca-key.pem";
-  for (const auto& [end, renewed] : {std::pair(40 * day, false), {20 * day, true}, {-day, true}}) {
+  for (const auto& [end, renewed] : {std::pair(31 * day, false), {29 * day, true}, {-day, true}}) {
     setEnd(certificates.certificateFile(), authorityKey, end);
     const auto before = textOfFile(certificates.certificateFile());
     certificates.ensure();

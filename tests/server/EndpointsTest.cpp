@@ -77,24 +77,6 @@ TEST_F(EndpointsTest, LineBreaksInEventsDoNotAddOutputLines) {
   EXPECT_THAT(text, HasSubstr(R"( "a\nb" "" {})"));
 }
 
-TEST_F(EndpointsTest, ListsEventsByNameAndId) {
-  for (const auto* name : {"a", "b", "a", "b", "a"}) {
-    post(Endpoints::trigger, std::string(R"({"events":[{"xwhat":")") + name + R"("}]})");
-  }
-  const auto ids = [&](const EventFilter& filter) {
-    std::string text;
-    const auto answer = json::parse(endpoints.listEvents(filter).body);
-    for (const auto& event : answer.at("events").as_array()) text += json::serialize(event.at("id"));
-    return text;
-  };
-  EXPECT_EQ(ids({}), "12345");
-  EXPECT_EQ(ids({{}, {}, 2}), "45");
-  EXPECT_EQ(ids({1, {}, 2}), "23");
-  EXPECT_EQ(ids({{}, "a", 2}), "35");
-  EXPECT_EQ(ids({1, "a", 9}), "35");
-  EXPECT_EQ(ids({5, {}, 9}), "");
-}
-
 TEST_F(EndpointsTest, StoresAllEventsOfConcurrentClients) {
   constexpr int clients = 8, each = 20;
   test::inThreads(clients, [&](int) {
@@ -106,12 +88,6 @@ TEST_F(EndpointsTest, StoresAllEventsOfConcurrentClients) {
   EXPECT_EQ(store.count(), clients * each);
   const auto text = lines.str();
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), clients * each);
-}
-
-TEST(EventStore, RefusesAFileThatIsNotADatabase) {
-  const ScratchFolder folder;
-  const auto broken = folder.write("broken.db", std::string(4096, 'x'));
-  EXPECT_THROW(EventStore{broken}, std::runtime_error);
 }
 
 }  // namespace

@@ -10,25 +10,6 @@ namespace {
 
 using test::ScratchFolder;
 
-TEST(StaticFiles, FindsFilesWithTheirContentType) {
-  const ScratchFolder folder;
-  const std::pair<const char*, const char*> cases[] = {
-      {"a.png", "image/png"},
-      {"deep/er/B.JPG", "image/jpeg"},
-      {"page.html", "text/html; charset=utf-8"},
-      {"图片 1.svg", "image/svg+xml"},
-      {"unknown", "application/octet-stream"},
-      {"a..b", "application/octet-stream"},
-  };
-  for (const auto& [name, type] : cases) {
-    const auto written = folder.write(name, "x");
-    const auto file = StaticFiles(folder.path()).find(name);
-    ASSERT_TRUE(file) << name;
-    EXPECT_EQ(file->contentType, type);
-    EXPECT_TRUE(std::filesystem::equivalent(file->path, written));
-  }
-}
-
 TEST(StaticFiles, NeverServesFilesOutsideItsFolder) {
   const ScratchFolder outer;
   outer.write("secret.txt", "x");
@@ -50,14 +31,7 @@ TEST(StaticFiles, NeverServesFilesOutsideItsFolder) {
       // links to the outside, hidden names, names that are not files
       "up/secret.txt", "link.txt", ".hidden", ".git/config", "ok.txt\0.png"sv, "missing.txt", "up"};
   for (const auto name : refused) EXPECT_FALSE(files.find(name)) << name;
-  EXPECT_TRUE(files.find("ok.txt"));
-  EXPECT_TRUE(files.find("inside.txt"));
-}
-
-TEST(StaticFiles, RequiresAFolder) {
-  const ScratchFolder folder;
-  EXPECT_THROW(StaticFiles(folder.path() / "missing"), std::runtime_error);
-  EXPECT_THROW(StaticFiles(folder.write("file", "x")), std::runtime_error);
+  for (const auto* name : {"ok.txt", "inside.txt"}) EXPECT_TRUE(files.find(name)) << name;
 }
 
 }  // namespace

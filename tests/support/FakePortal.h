@@ -1,23 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <gio/gio.h>
-
-#include <condition_variable>
 #include <cstdint>
-#include <map>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
-
-#include "support/PrivateBus.h"
 
 namespace oq::test {
 
 /// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
-/// their attachments, and responds as configured. It runs on its own thread.
+/// their attachments, and responds as configured. It runs on its own thread. The bus ends even if the test crashes.
 class FakePortal {
  public:
   struct Mail {
@@ -40,7 +34,6 @@ class FakePortal {
 
   explicit FakePortal(Manners manners);
   FakePortal() : FakePortal(Manners{}) {}
-  /// Also stops the bus.
   ~FakePortal();
 
   std::vector<Mail> mails() const;
@@ -48,27 +41,8 @@ class FakePortal {
   int closedRequests() const;
 
  private:
-  void run();
-  void compose(GDBusConnection* bus, const std::string& sender, GVariant* parameters, GDBusMethodInvocation* call);
-  void respondRepeatedly(GDBusConnection* bus, const std::string& client, const std::string& handle);
-  Mail mailFrom(GVariant* options, GDBusMethodInvocation* call) const;
-  static void called(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
-                     GDBusMethodInvocation*, gpointer);
-  static void closeCalled(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
-                          GDBusMethodInvocation*, gpointer);
-  static GVariant* property(GDBusConnection*, const char*, const char*, const char*, const char*, GError**, gpointer);
-
-  const Manners _manners;
-  PrivateBus _bus;
-  GMainContext* _context;
-  GMainLoop* _loop;
-  GDBusInterfaceInfo* _request = nullptr;
-  mutable std::mutex _mutex;
-  std::condition_variable _changed;
-  bool _isUp = false;
-  std::vector<Mail> _mails;
-  int _closed = 0;
-  std::thread _thread;
+  class Impl;
+  std::unique_ptr<Impl> _impl;
 };
 
 }  // namespace oq::test

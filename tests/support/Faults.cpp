@@ -90,44 +90,29 @@ using namespace oq::test;
 #define REPLACE extern "C" __attribute__((visibility("default")))
 #define REAL(name) static auto* const real = next(#name, &::name)
 
-#define REPLACE_FOR_OPEN(name)                                \
-  REPLACE int name(const char* path, int flags, ...) {        \
+#define REPLACE_FOR_OPEN(name, parameters, ...)               \
+  REPLACE int name parameters {                               \
     REAL(name);                                               \
     va_list rest;                                             \
     va_start(rest, flags);                                    \
     mode_t mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0; \
     va_end(rest);                                             \
-    return failsNow() ? -1 : real(path, flags, mode);         \
+    return failsNow() ? -1 : real(__VA_ARGS__, flags, mode);  \
   }
-REPLACE_FOR_OPEN(open)
-REPLACE_FOR_OPEN(open64)
+REPLACE_FOR_OPEN(open, (const char* path, int flags, ...), path)
+REPLACE_FOR_OPEN(open64, (const char* path, int flags, ...), path)
+REPLACE_FOR_OPEN(openat, (int folder, const char* path, int flags, ...), folder, path)
+REPLACE_FOR_OPEN(openat64, (int folder, const char* path, int flags, ...), folder, path)
 
-#define REPLACE_FOR_OPENAT(name)                                   \
-  REPLACE int name(int folder, const char* path, int flags, ...) { \
-    REAL(name);                                                    \
-    va_list rest;                                                  \
-    va_start(rest, flags);                                         \
-    mode_t mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;      \
-    va_end(rest);                                                  \
-    return failsNow() ? -1 : real(folder, path, flags, mode);      \
+#define REPLACE_FOR_WRITE(name, parameters, ...)                                                \
+  REPLACE ssize_t name parameters {                                                             \
+    REAL(name);                                                                                 \
+    ssize_t allowed = allowedBytes(count);                                                      \
+    return allowed < 0 ? allowed : real(file, bytes, static_cast<size_t>(allowed) __VA_ARGS__); \
   }
-REPLACE_FOR_OPENAT(openat)
-REPLACE_FOR_OPENAT(openat64)
-
-REPLACE ssize_t write(int file, const void* bytes, size_t count) {
-  REAL(write);
-  ssize_t allowed = allowedBytes(count);
-  return allowed < 0 ? allowed : real(file, bytes, static_cast<size_t>(allowed));
-}
-
-#define REPLACE_FOR_PWRITE(name, offset_type)                                                 \
-  REPLACE ssize_t name(int file, const void* bytes, size_t count, offset_type position) {     \
-    REAL(name);                                                                               \
-    ssize_t allowed = allowedBytes(count);                                                    \
-    return allowed < 0 ? allowed : real(file, bytes, static_cast<size_t>(allowed), position); \
-  }
-REPLACE_FOR_PWRITE(pwrite, off_t)
-REPLACE_FOR_PWRITE(pwrite64, off64_t)
+REPLACE_FOR_WRITE(write, (int file, const void* bytes, size_t count))
+REPLACE_FOR_WRITE(pwrite, (int file, const void* bytes, size_t count, off_t position), , position)
+REPLACE_FOR_WRITE(pwrite64, (int file, const void* bytes, size_t count, off64_t position), , position)
 
 #define REPLACE_FOR_FLUSH(name)      \
   REPLACE int name(int file) {       \

@@ -1,19 +1,87 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/TestCertificates.h"
+
 namespace oq::test {
 
-/// An HTTPS server on the loopback interface, for tests. It runs from its construction to its destruction. The first
-/// one creates a certificate authority in a temporary folder and points SSL_CERT_FILE at it, so that URL sessions of
-/// this process trust it; create it before the first request.
+/// Returns a listening socket on a free port of the loopback interface. The caller closes it.
+int listenOnLoopback(int& port);
+
+/// The trusted certificate for localhost and 127.0.0.1. Clients of this process trust it.
+Identity trustedIdentity();
+
+/// A TLS server. The test controls every byte, for responses that are not valid HTTP. Each connection runs the function
+/// on its own thread and is closed when the function returns.
+class RawServer {
+ public:
+  class Connection {
+   public:
+    /// Reads the next request: head and body, unchanged. Returns "" if the client has closed the connection.
+    std::string readRequest();
+    /// False if the client has closed the connection.
+    bool write(const std::string& bytes);
+    /// Waits for a request, the client's end, or the other descriptor. False if only the other descriptor is readable.
+    bool waitForRequest(int otherDescriptor);
+    /// Ends the TLS stream in this direction. The TCP connection stays open.
+    void closeTLS();
+    /// Ends the TCP connection in this direction.
+    void closeTCP();
+    /// Reads and discards until the client closes.
+    void waitForClose();
+    /// Resets the TCP connection without a TLS close, as a restarted machine does.
+    void reset();
+
+   private:
+    friend class RawServer;
+    Connection(SSL_CTX* context, int socket, std::atomic<std::size_t>& requestCount);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    SSL* const _ssl;
+    const int _socket;
+    std::atomic<std::size_t>& _requestCount;
+  };
+
+  explicit RawServer(std::function<void(Connection&)> serve, const Identity& identity = trustedIdentity());
+  ~RawServer();
+  RawServer(const RawServer&) = delete;
+  RawServer& operator=(const RawServer&) = delete;
+
+  int port() const { return _port; }
+  std::string url(const std::string& path = "") const { return "https://localhost:" + std::to_string(_port) + path; }
+  /// The number of requests read so far, over all connections.
+  std::size_t requestCount() const { return _requestCount; }
+  std::size_t connectionCount() const { return _connectionCount; }
+
+ private:
+  void acceptConnections();
+  void run(int socket, std::size_t number);
+
+  const std::function<void(Connection&)> _serve;
+  SSL_CTX* const _context;
+  int _port = 0;
+  const int _listener = listenOnLoopback(_port);
+  std::atomic<std::size_t> _requestCount{0}, _connectionCount{0};
+  std::mutex _mutex;
+  std::map<std::size_t, int> _openSockets;
+  std::vector<std::thread> _threads;
+  std::thread _acceptor;
+};
+
+/// An HTTP server on top of it. The first one creates a certificate authority in a temporary folder and points
+/// SSL_CERT_FILE at it, so that URL sessions of this process trust it; create it before the first request.
 ///
 ///     LoopbackServer server;
 ///     server.answer("/push/sdk/login", R"({"code":0,"data":{}})");
@@ -48,15 +116,12 @@ class LoopbackServer {
     selfSigned,        ///< for localhost, signed by itself
   };
 
+  /// The destructor waits for running handlers and closes all connections.
   explicit LoopbackServer(Certificate certificate = Certificate::trusted);
-  /// Finishes running handlers and closes all connections.
-  ~LoopbackServer();
-  LoopbackServer(const LoopbackServer&) = delete;
-  LoopbackServer& operator=(const LoopbackServer&) = delete;
 
-  int port() const;
+  int port() const { return _server.port(); }
   /// "https://localhost:PORT" and the path.
-  std::string url(const std::string& path = "") const;
+  std::string url(const std::string& path = "") const { return _server.url(path); }
 
   /// Sets the handler of a path. Without a handler the response is 404. A request is recorded before its handler runs.
   void handle(const std::string& path, Handler handler);
@@ -66,58 +131,20 @@ class LoopbackServer {
   /// The requests so far, in order; with a path, only the requests for that path.
   std::vector<Request> requests(const std::string& path = "") const;
   /// The number of connections that have sent requests.
-  std::size_t connectionCount() const;
+  std::size_t connectionCount() const { return _connections; }
 
   /// Points SSL_CERT_FILE at the authority without starting a server.
-  static void trustTestAuthority();
+  static void trustTestAuthority() { TestAuthority::trusted().trust(); }
 
  private:
-  class Impl;
-  std::unique_ptr<Impl> _impl;
-};
+  void serve(RawServer::Connection& connection);
+  Response responseTo(const Request& request);
 
-/// Returns a listening socket on a free port of the loopback interface. The caller closes it.
-int listenOnLoopback(int& port);
-
-/// A TLS server with the trusted certificate. The test controls every byte, for responses that are not valid HTTP. Each
-/// connection runs the function on its own thread and is closed when the function returns.
-class RawServer {
- public:
-  class Connection {
-   public:
-    /// Reads the next request: head and body, unchanged. Returns "" if the client has closed the connection.
-    virtual std::string readRequest() = 0;
-    /// False if the client has closed the connection.
-    virtual bool write(const std::string& bytes) = 0;
-    /// Waits for a request, the client's end, or the other descriptor. False if only the other descriptor is readable.
-    virtual bool waitForRequest(int otherDescriptor) = 0;
-    /// Ends the TLS stream in this direction. The TCP connection stays open.
-    virtual void closeTLS() = 0;
-    /// Ends the TCP connection in this direction.
-    virtual void closeTCP() = 0;
-    /// Reads and discards until the client closes.
-    virtual void waitForClose() = 0;
-    /// Resets the TCP connection without a TLS close, as a restarted machine does.
-    virtual void reset() = 0;
-
-   protected:
-    ~Connection() = default;
-  };
-
-  explicit RawServer(std::function<void(Connection&)> serve);
-  ~RawServer();
-  RawServer(const RawServer&) = delete;
-  RawServer& operator=(const RawServer&) = delete;
-
-  int port() const;
-  std::string url(const std::string& path = "") const;
-  /// The number of requests read so far, over all connections.
-  std::size_t requestCount() const;
-  std::size_t connectionCount() const;
-
- private:
-  class Impl;
-  std::unique_ptr<Impl> _impl;
+  mutable std::mutex _mutex;
+  std::map<std::string, Handler> _handlers;
+  std::vector<Request> _recorded;
+  std::atomic<std::size_t> _connections{0};
+  RawServer _server;
 };
 
 }  // namespace oq::test

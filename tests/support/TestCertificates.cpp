@@ -13,8 +13,6 @@ namespace oq::test {
 
 namespace {
 
-constexpr long validSeconds = 24 * 3600;
-
 void addExtension(X509* certificate, X509* issuer, int kind, const std::string& value) {
   X509V3_CTX context;
   X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
@@ -26,24 +24,24 @@ void addExtension(X509* certificate, X509* issuer, int kind, const std::string& 
 
 /// Creates a certificate that is signed by the issuer, or self-signed if there is no issuer.
 Identity makeIdentity(const std::string& commonName, const Identity* issuer, const std::string& names,
-                      long secondsLeft = validSeconds) {
+                      long secondsLeft = 24 * 3600) {
   static std::atomic<long> serialNumber{1};
   Identity made{CertificatePointer(X509_new()), KeyPointer(EVP_EC_gen("P-256"))};
+  const Identity& signer = issuer ? *issuer : made;
   X509* certificate = made.certificate.get();
-  X509* issuerCertificate = issuer ? issuer->certificate.get() : certificate;
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), serialNumber++);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -validSeconds);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -24 * 3600);
   X509_gmtime_adj(X509_getm_notAfter(certificate), secondsLeft);
   X509_set_pubkey(certificate, made.key.get());
   auto text = reinterpret_cast<const unsigned char*>(commonName.c_str());
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, text, -1, -1, 0);
-  X509_set_issuer_name(certificate, X509_get_subject_name(issuerCertificate));
-  addExtension(certificate, issuerCertificate, NID_basic_constraints, issuer ? "CA:FALSE" : "critical,CA:TRUE");
-  if (!names.empty()) addExtension(certificate, issuerCertificate, NID_subject_alt_name, names);
-  if (!X509_sign(certificate, issuer ? issuer->key.get() : made.key.get(), EVP_sha256())) {
+  X509* signing = signer.certificate.get();
+  X509_set_issuer_name(certificate, X509_get_subject_name(signing));
+  addExtension(certificate, signing, NID_basic_constraints, issuer ? "CA:FALSE" : "critical,CA:TRUE");
+  if (!names.empty()) addExtension(certificate, signing, NID_subject_alt_name, names);
+  if (!X509_sign(certificate, signer.key.get(), EVP_sha256()))
     throw std::runtime_error("could not sign a test certificate");
-  }
   return made;
 }
 
@@ -74,12 +72,8 @@ TestAuthority& TestAuthority::unknown() {
   return authority;
 }
 
-Identity TestAuthority::issue(const std::string& alternativeNames) const {
-  return makeIdentity("server of " + _name, &_identity, alternativeNames);
-}
-
-Identity TestAuthority::issueExpired(const std::string& alternativeNames) const {
-  return makeIdentity("late server of " + _name, &_identity, alternativeNames, -3600);
+Identity TestAuthority::issue(const std::string& alternativeNames, long secondsLeft) const {
+  return makeIdentity("server of " + _name, &_identity, alternativeNames, secondsLeft);
 }
 
 Identity TestAuthority::selfSigned(const std::string& alternativeNames) {

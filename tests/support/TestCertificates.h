@@ -2,6 +2,7 @@
 #pragma once
 
 #include <openssl/evp.h>
+#include <openssl/ssl.h>
 #include <openssl/x509.h>
 
 #include <filesystem>
@@ -38,10 +39,9 @@ class TestAuthority {
   /// An authority that no client trusts.
   static TestAuthority& unknown();
 
-  /// Issues a certificate for alternative names in OpenSSL's form: "DNS:localhost,IP:127.0.0.1".
-  Identity issue(const std::string& alternativeNames) const;
-  /// The same, but expired an hour ago.
-  Identity issueExpired(const std::string& alternativeNames) const;
+  /// Issues a certificate for alternative names in OpenSSL's form: "DNS:localhost,IP:127.0.0.1". It has expired if
+  /// `secondsLeft` is negative.
+  Identity issue(const std::string& alternativeNames, long secondsLeft = 24 * 3600) const;
   /// Creates a self-signed certificate.
   static Identity selfSigned(const std::string& alternativeNames);
   /// Points SSL_CERT_FILE at this authority's certificate.

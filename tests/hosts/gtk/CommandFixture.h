@@ -15,6 +15,13 @@ inline void say(const std::string& line) {
   std::cout << line << std::endl;
 }
 
+/// Takes the next word of a command.
+inline std::string word(std::istream& in) {
+  std::string next;
+  in >> next;
+  return next;
+}
+
 /// A host that executes commands from its standard input. A line is the name of a command and its arguments.
 class CommandFixture {
  public:

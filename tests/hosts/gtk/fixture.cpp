@@ -3,7 +3,9 @@
 #include <gtk/gtk.h>
 #include <gtkmm.h>
 
+#include <algorithm>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -17,9 +19,10 @@
 #include "UIKit/Windows/UIScreen.h"
 #include "UIKit/Windows/UIWindow.h"
 #include "oqsdk/gtk/GtkHost.h"
+#include "oqsdk/oqsdk.h"
 
-/// A host with one button that fills its window, and views of the library above it. It executes commands from its
-/// standard input and reports events on its standard output; gtk_test.py and stage_test.py control it. Its kinds:
+/// A host with one button that fills its window, and views of the library above it. gtk_test.py and stage_test.py
+/// control it. Its kinds:
 ///
 /// "window": its window is attached
 /// "overlay": a Gtk::Overlay of the host is attached
@@ -53,18 +56,12 @@ Gtk::Window* makeAdwaitaWindow(const std::string& type) {
 }
 
 std::string roleOf(GtkWidget* widget) {
-  switch (gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget))) {
-    case GTK_ACCESSIBLE_ROLE_DIALOG:
-      return "dialog";
-    case GTK_ACCESSIBLE_ROLE_HEADING:
-      return "heading";
-    case GTK_ACCESSIBLE_ROLE_LABEL:
-      return "text";
-    case GTK_ACCESSIBLE_ROLE_BUTTON:
-      return "button";
-    default:
-      return "other";
-  }
+  static const std::map<int, std::string> names{{GTK_ACCESSIBLE_ROLE_DIALOG, "dialog"},
+                                                {GTK_ACCESSIBLE_ROLE_HEADING, "heading"},
+                                                {GTK_ACCESSIBLE_ROLE_LABEL, "text"},
+                                                {GTK_ACCESSIBLE_ROLE_BUTTON, "button"}};
+  const auto found = names.find(gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget)));
+  return found == names.end() ? "other" : found->second;
 }
 
 std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
@@ -105,14 +102,15 @@ class Fixture : public CommandFixture {
         {"dead", [this](auto&) { addText()->setAccessibilityTraits(oq::UIAccessibilityTraitButton); }},
         {"pop", [this](auto& in) { pop(in); }},
         {"a11y", [this](auto&) { reportAccessible(GTK_WIDGET(_window->gobj())); }},
-        {"fill", [this](auto&) { addFilling(); }},
         {"remove", [this](auto&) { _view->removeFromSuperview(); }},
         {"animate", [this](auto& in) { animate(in); }},
         {"animations", [](auto& in) { setAnimations(in); }},
-        {"cursor", [this](auto& in) { setCursor(in); }},
+        {"host_cursor", [this](auto& in) { _window->set_cursor(word(in)); }},
+        {"cursor", [this](auto& in) { reportCursor(in); }},
         {"child", [this](auto& in) { setChild(in); }},
         {"rehome", [this](auto&) { rehome(); }},
         {"above", [this](auto&) { addAbove(); }},
+        {"popover", [this](auto&) { openPopover(); }},
         {"hide", [this](auto&) { _window->set_visible(false); }},
         {"pop_and_hide", [this](auto&) { pop(3, 1), _window->set_visible(false); }},
         {"pop_and_close", [this](auto&) { pop(3, 1), _window->close(); }},
@@ -123,7 +121,9 @@ class Fixture : public CommandFixture {
         {"open", [this](auto& in) { openNamed(in); }},
         {"resize", [this](auto& in) { resize(in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
-        {"state", [this](auto&) { reportState(); }},
+        {"state", [](auto&) { reportState(); }},
+        {"held", [](auto&) { reportHeldBack(); }},
+        {"screen", [](auto&) { reportScreen(); }},
         {"plain", [this](auto&) { makePlain(); }},
         {"painted", [this](auto&) { reportWhenPainted(); }},
         {"card", [this](auto&) { reportCard(); }},
@@ -131,7 +131,8 @@ class Fixture : public CommandFixture {
         {"dismiss", [this](auto&) { _message.lock()->_close(); }},
         {"focus", [this](auto&) { reportFocus(); }},
         {"page", [](auto&) { openPage(); }},
-        {"shown", [this](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
+        {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
+        {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
     });
   }
 
@@ -147,7 +148,7 @@ class Fixture : public CommandFixture {
     if (_kind != "eager") _window->set_default_size(_width, _height);
     _window->signal_hide().connect([] { say("hidden"); });
     g_signal_connect(_window->gobj(), "destroy", G_CALLBACK(+[](GtkWidget*, gpointer) { say("destroyed"); }), nullptr);
-    auto& button = makeButton("host");
+    auto& button = *(_button = &makeButton("host"));
     if (_kind == "overlay" || _kind == "eager") {
       if (_kind == "eager") button.set_size_request(_width, _height);
       auto* overlay = Gtk::make_managed<Gtk::Overlay>();
@@ -165,10 +166,8 @@ class Fixture : public CommandFixture {
 
  private:
   void openNamed(std::istream& in) {
-    std::string title;
-    in >> title;
     open();
-    _window->set_title(title);
+    _window->set_title(word(in));
   }
 
   bool isAdwaita() const { return _kind.starts_with("adw_"); }
@@ -203,7 +202,7 @@ class Fixture : public CommandFixture {
     return *button;
   }
 
-  oq::UIWindow& ours() { return *oq::UIApplication::sharedApplication().keyWindow(); }
+  static oq::UIWindow& ours() { return *oq::UIApplication::sharedApplication().keyWindow(); }
 
   void addView(std::istream& in) {
     double x, y, width, height;
@@ -245,13 +244,6 @@ class Fixture : public CommandFixture {
       reportAccessible(child);
   }
 
-  void addFilling() {
-    auto view = oq::makeMainObject<TouchReporter>("filling", ours().bounds());
-    view->setBackgroundColor(oq::UIColor::greenColor());
-    view->setFillsSurroundings(true);
-    ours().addSubview(view);
-  }
-
   void animate(std::istream& in) {
     double seconds = 0;
     in >> seconds;
@@ -266,16 +258,17 @@ class Fixture : public CommandFixture {
     g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
   }
 
-  /// Sets the cursor of the window's child.
-  void setCursor(std::istream& in) {
-    std::string name;
-    in >> name;
-    _window->set_cursor(name);
+  /// Reports the cursor that GTK shows at a point: that of the innermost widget there that has one.
+  void reportCursor(std::istream& in) {
+    double x = 0, y = 0;
+    in >> x >> y;
+    GtkWidget* widget = gtk_widget_pick(GTK_WIDGET(_window->gobj()), x, y, GTK_PICK_DEFAULT);
+    while (!gtk_widget_get_cursor(widget)) widget = gtk_widget_get_parent(widget);
+    say(std::string("cursor ") + gdk_cursor_get_name(gtk_widget_get_cursor(widget)));
   }
 
   void setChild(std::istream& in) {
-    std::string name;
-    in >> name;
+    const std::string name = word(in);
     setChild(name.empty() ? nullptr : &makeButton(name));
   }
 
@@ -291,6 +284,18 @@ class Fixture : public CommandFixture {
     button.set_valign(Gtk::Align::START);
     button.set_size_request(200, 200);
     dynamic_cast<Gtk::Overlay&>(*_window->get_child()).add_overlay(button);
+  }
+
+  void openPopover() {
+    auto* popover = Gtk::make_managed<Gtk::Popover>();
+    popover->set_child(*Gtk::make_managed<Gtk::Entry>());
+    popover->set_parent(*_button);
+    popover->signal_map().connect([] { say("popover opened"); });
+    popover->signal_closed().connect([popover] {
+      say("popover closed");
+      popover->unparent();
+    });
+    popover->popup();
   }
 
   /// Moves the window's child into a new container, as a host does that adds a frame.
@@ -318,15 +323,28 @@ class Fixture : public CommandFixture {
     say("mapped");
   }
 
-  void reportState() {
-    auto& application = oq::UIApplication::sharedApplication();
-    int active = 0;
-    for (const auto& scene : application.connectedScenes())
-      active += scene->activationState() == oq::UISceneActivationState::ForegroundActive;
-    oq::CGSize screen = oq::UIScreen::mainScreen().bounds().size;
+  static long count(bool (*fits)(const oq::UIScene&)) {
+    const auto scenes = oq::UIApplication::sharedApplication().connectedScenes();
+    return std::count_if(scenes.begin(), scenes.end(), [fits](const auto& scene) { return fits(*scene); });
+  }
+
+  static void reportState() {
+    const long active = count(
+        [](const auto& scene) { return scene.activationState() == oq::UISceneActivationState::ForegroundActive; });
+    say("state scenes " + std::to_string(count([](const auto&) { return true; })) + " active " +
+        std::to_string(active) + " host " + (oq::UIApplication::sharedApplication().host() ? "1" : "0"));
+  }
+
+  /// Reports the number of windows whose frames the system holds back.
+  static void reportHeldBack() {
+    say("held " +
+        std::to_string(count([](const auto& scene) { return scene.visibility() == oq::UISceneVisibility::HeldBack; })));
+  }
+
+  static void reportScreen() {
+    const oq::CGSize screen = oq::UIScreen::mainScreen().bounds().size;
     std::ostringstream text;
-    text << "state scenes " << application.connectedScenes().size() << " active " << active << " host "
-         << (application.host() ? 1 : 0) << " screen " << screen.width << "x" << screen.height;
+    text << "screen " << screen.width << "x" << screen.height;
     say(text.str());
   }
 
@@ -398,6 +416,7 @@ class Fixture : public CommandFixture {
   const std::string _kind;
   int _frames = 0;
   Gtk::Window* _window = nullptr;
+  Gtk::Button* _button = nullptr;
   std::shared_ptr<oq::UIView> _view;
 };
 

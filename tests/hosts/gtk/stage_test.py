@@ -3,17 +3,13 @@
 """Shows all styles of messages, and pages, in windows of many sizes: stage_test.py FIXTURE. It computes the expected
 positions itself, compares pixels and clicks with a real pointer. OQSDK_STAGE=all runs every combination."""
 
-import contextlib
 import math
 import os
 import pathlib
 import subprocess
-import sys
-import tempfile
-import unittest
 
-import gtk_test
-from gtk_test import Display, Fixture, Stage, pointer, until
+import driver
+from driver import Compositor, GtkTest, Stage, pointer, until
 
 SIDE, LARGEST = 3840, 3840 * 2160
 SIZES = [(320, 568), (390, 844), (540, 960), (768, 1024), (1080, 1920), (800, 600), (1280, 800), (1920, 1080),
@@ -54,7 +50,7 @@ class Picture:
         return (columns[0] - left, columns[-1] + 1 - left) if columns else (0, 0)
 
 
-class Messages(unittest.TestCase):
+class Messages(GtkTest):
     """The expectations for a message on a stage."""
 
     def place(self, x, y):
@@ -123,45 +119,26 @@ class Messages(unittest.TestCase):
         Messages.title_width = getattr(Messages, "title_width", width)
         self.assertAlmostEqual(width, Messages.title_width, delta=1.5 + 1.5 / pixels_per_point)
 
-    def painted(self):
-        self.fixture.do("painted")
-        return self.fixture.await_line("painted")[-1]
-
     def show(self, style):
         self.fixture.do_until(f"pop {style}", "code 1")
-        self.painted()
+        self.fixture.painted()
 
 
 class OnX11(Messages):
     def start(self, pixels):
         self.pixels = pixels
-        pointer("mousemove", SIDE - 1, SIDE - 1)
-        self.fixture = fixture = Fixture(390, 844, GDK_SCALE=str(pixels))
-        self.addCleanup(lambda: self.assertEqual(fixture.close(), 0, fixture.lines[-8:]))
-        self.fixture.await_line("mapped")
+        self.fixture = super().start(390, 844, GDK_SCALE=str(pixels))
         self.fixture.do("plain")
         # Before that, the display may undo a resize.
-        until(lambda: self.painted() == "painted 390x844", lambda: "the window does not get its size")
-
-    @contextlib.contextmanager
-    def case(self, **names):
-        """Runs one combination. After a failure the next one starts with a new host."""
-        with self.subTest(pixels=self.pixels, **names):
-            try:
-                yield
-            except AssertionError:
-                self.fixture.close()
-                self.start(self.pixels)
-                raise
+        until(lambda: self.fixture.painted() == "painted 390x844", lambda: "the window does not get its size")
 
     def resize(self, size):
         self.fixture.do("resize {} {}".format(*size))
-        wanted = "painted {}x{}".format(*size)
-        until(lambda: self.painted() == wanted, lambda: f"not {wanted}")
+        until(lambda: self.fixture.painted() == "painted {}x{}".format(*size), lambda: f"the size is not {size}")
 
     def picture(self, size):
         width, height = (self.pixels * length for length in size)
-        return Picture(SCREEN.shot(width, height), width)
+        return Picture(driver.screen.shot(0, 0, width, height), width)
 
     def clicks(self, points):
         return [word for x, y in points for word in ("mousemove", int(x), int(y), "click", 1)]
@@ -170,21 +147,22 @@ class OnX11(Messages):
         """Checks that clicks reach the host again."""
         width, height = (self.pixels * length for length in size)
         # Then move the cursor out of the screenshots.
-        pointer(*self.clicks([(width / 2, height / 2), (3, height - 4)]), "mousemove", SIDE - 1, SIDE - 1)
+        pointer(*self.clicks([(width / 2, height / 2), (3, height - 4)]))
+        driver.hide_pointer()
         for _ in range(2):
             self.assertEqual(self.fixture.await_line("host clicked")[-1:], ["host clicked"])
 
     def check_message(self, style, size, laid_out_for=None, dim=DIM):
         """Checks the front-most message, and closes it."""
         self.stage = Stage(*size, laid_out_for)
-        self.painted()
+        self.fixture.painted()
         card, title, close_at = self.check_geometry(style)
         close_pixel = self.place(*close_at)
         outside = self.outside(size, card, close_pixel if style != 3 else None)
         picture = self.picture(size)
         self.check_look(picture, style, card, title, close_at, outside, dim)
 
-        keys = int(self.fixture.do("focus")[-1].split()[1])
+        keys = int(self.fixture.ask("focus").split()[0])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
         # The Shift key counts too.
         self.await_focus(keys + 5)
@@ -192,19 +170,20 @@ class OnX11(Messages):
         seen = self.fixture.await_line("code")
         self.assertEqual(seen[-1], "code 4" if style == 3 else "code 3")
         self.assertNotIn("host clicked", seen)
-        self.painted()
+        self.fixture.painted()
 
     def await_focus(self, keys):
-        def focus(): return self.fixture.do("focus")[-1]
+        until(lambda: int(self.fixture.ask("focus").split()[0]) >= keys, lambda: self.fixture.ask("focus"))
+        self.assertEqual(self.fixture.ask("focus").split()[1], "ours")
 
-        until(lambda: int(focus().split()[1]) >= keys, focus)
-        self.assertEqual(focus().split()[2], "ours")
+    def await_stage(self, size):
+        self.fixture.await_answer("screen", f"375x{Stage(*size).height:.6g}")
 
     def check_page(self, size):
         self.stage = Stage(*size)
         width, height = (self.pixels * length for length in size)
-        until(lambda: f" screen 375x{self.stage.height:.6g}" in self.fixture.state(), self.fixture.state)
-        self.painted()
+        self.await_stage(size)
+        self.fixture.painted()
         picture = self.picture(size)
         corners = [(x, y) for x in (2, 373) for y in (2, self.stage.height - 2)]
         for at in map(lambda corner: self.place(*corner), corners):
@@ -217,19 +196,19 @@ class OnX11(Messages):
         outside = [(x, y) for x, y in outside if 0 <= x < width and 0 <= y < height]
         for at in outside:
             self.assertTrue(is_close(picture[at], DIM), f"{picture[at]} outside the page at {at}")
-        keys = int(self.fixture.do("focus")[-1].split()[1])
+        keys = int(self.fixture.ask("focus").split()[0])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "Tab")
         self.await_focus(keys + 3)
         pointer(*self.clicks([self.place(62, 22)]))
-        until(lambda: self.fixture.do("shown")[-1] == "shown host", lambda: "the page does not close")
-        self.painted()
+        self.fixture.await_answer("shown", "host")
+        self.fixture.painted()
         self.assertNotIn("host clicked", self.fixture.lines[self.since:])
         self.check_host(size)
 
     def open_page(self):
         self.since = len(self.fixture.lines)
         self.fixture.do("page")
-        self.painted()
+        self.fixture.painted()
 
     def test_messages_and_pages_in_every_size_and_scale(self):
         for pixels in (1, 2, 3):
@@ -239,13 +218,13 @@ class OnX11(Messages):
             self.start(pixels)
             for index, size in enumerate(sizes):
                 for style in STYLES if ALL else (STYLES[index % 4],):
-                    with self.case(size=size, style=style):
+                    with self.subTest(pixels=pixels, size=size, style=style):
                         self.resize(size)
                         self.show(style)
                         self.check_message(style, size)
                         self.check_host(size)
                 if ALL or index % 4 == 2:
-                    with self.case(size=size, style="page"):
+                    with self.subTest(pixels=pixels, size=size, style="page"):
                         self.resize(size)
                         self.open_page()
                         self.check_page(size)
@@ -256,17 +235,16 @@ class OnX11(Messages):
         pairs = [(before, after) for before in RESIZED for after in RESIZED if before != after]
         for index, (before, after) in enumerate(pairs if ALL else pairs[::5]):
             for style in STYLES if ALL else (STYLES[index % 4],):
-                with self.case(before=before, after=after, style=style):
+                with self.subTest(before=before, after=after, style=style):
                     self.resize(before)
                     self.show(style)
                     self.resize(after)
                     self.check_message(style, after, laid_out_for=before)
                     self.check_host(after)
                     # After the message has closed, the stage fits the new window size.
-                    screen = f" screen 375x{Stage(*after).height:.6g}"
-                    until(lambda: self.fixture.state().endswith(screen), self.fixture.state)
+                    self.await_stage(after)
             if ALL or index % 2:
-                with self.case(before=before, after=after, style="page"):
+                with self.subTest(before=before, after=after, style="page"):
                     self.resize(before)
                     self.open_page()
                     self.resize(after)
@@ -276,37 +254,22 @@ class OnX11(Messages):
         self.start(1)
         self.resize((390, 844))
         self.show(3)
-        before = self.fixture.state()
+        before = self.fixture.ask("screen")
         self.resize((1280, 800))
         self.show(1)
-        self.assertEqual(self.fixture.state(), before)
+        self.assertEqual(self.fixture.ask("screen"), before)
         twice = tuple(0.7 * part for part in DIM)
         self.check_message(1, (1280, 800), laid_out_for=(390, 844), dim=twice)
 
 
 class OnWayland(Messages):
-    """Tests with a Wayland compositor without a screen and a pointer. Only pixels are compared."""
+    """Tests without a pointer. Only pixels are compared."""
     pixels = 1
 
-    def compositor(self, folder, size):
-        settings = pathlib.Path(folder) / "weston.ini"
-        settings.write_text("[shell]\nstartup-animation=none\nanimation=none\npanel-position=none\nlocking=false\n"
-                            "background-color=0xff000000\n")
-        weston = subprocess.Popen(
-            ["weston", "--backend=headless-backend.so", "--use-pixman", f"--config={settings}", "--idle-time=0",
-             "--debug", "--socket=stage", "--width={}".format(size[0]), "--height={}".format(size[1])],
-            env=dict(os.environ, XDG_RUNTIME_DIR=folder), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(weston.wait)
-        self.addCleanup(weston.terminate)
-        until(lambda: (pathlib.Path(folder) / "stage").exists(), lambda: "weston does not start")
-
     def test_a_message_has_the_right_position_and_pixels(self):
-        with tempfile.TemporaryDirectory() as folder:
-            self.compositor(folder, (1280, 800))
-            display = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": "stage"}
+        with Compositor() as session:
             for size in ((390, 700), (900, 640)):
-                self.fixture = Fixture(*size, GDK_BACKEND="wayland", **display)
-                self.fixture.await_line("mapped")
+                self.fixture = self.start(*size, **session)
                 self.fixture.do("plain")
                 self.stage = Stage(*size)
                 for style in (1, 2, 3):
@@ -314,24 +277,22 @@ class OnWayland(Messages):
                         self.show(style)
                         card, title, close_at = self.check_geometry(style)
                         outside = self.outside(size, card, self.place(*close_at) if style != 3 else None)
-                        subprocess.run(["weston-screenshooter"], env={**os.environ, **display}, cwd=folder, check=True,
-                                       timeout=60)
-                        shot = next(pathlib.Path(folder).glob("*.png"))
-                        data = subprocess.run(["convert", shot, "-depth", "8", "bgra:-"], check=True, timeout=60,
-                                              stdout=subprocess.PIPE).stdout
-                        shot.unlink()
-                        picture = Picture(data, 1280)
-                        # The compositor chooses the window's position. The background is black.
-                        first = next(at for at in range(0, len(data), 4) if any(data[at:at + 3])) // 4
-                        picture.corner = first % 1280, first // 1280
-                        self.check_look(picture, style, card, title, close_at, outside, DIM)
+                        self.check_look(self.picture(session), style, card, title, close_at, outside, DIM)
                         self.fixture.do_until("dismiss", "code 3")
                 self.assertEqual(self.fixture.close(), 0)
 
+    def picture(self, session):
+        folder = session["XDG_RUNTIME_DIR"]
+        subprocess.run(["weston-screenshooter"], env={**os.environ, **session}, cwd=folder, check=True, timeout=60)
+        shot = next(pathlib.Path(folder).glob("*.png"))
+        data = subprocess.check_output(["convert", shot, "-depth", "8", "bgra:-"], timeout=60)
+        shot.unlink()
+        picture = Picture(data, 1280)
+        # The compositor chooses the window's position.
+        first = next(at for at in range(0, len(data), 4) if any(data[at:at + 3])) // 4
+        picture.corner = first % 1280, first // 1280
+        return picture
+
 
 if __name__ == "__main__":
-    gtk_test.FIXTURE = sys.argv.pop(1)
-    SCREEN = Display(f"{SIDE}x{SIDE}")
-    with SCREEN as gtk_test.DISPLAY:
-        program = unittest.main(exit=False)
-    sys.exit(not program.result.wasSuccessful())
+    driver.main(f"{SIDE}x{SIDE}", failfast=True)

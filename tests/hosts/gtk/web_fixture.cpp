@@ -18,8 +18,8 @@
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/gtk/GtkHost.h"
 
-/// A host with one entry and one button, above which web pages are opened. It executes commands from its standard
-/// input, and reports the state of the open page on its standard output after each change; web_test.py controls it.
+/// A host with one entry and one button, above which web pages are opened. It reports the state of the open page after
+/// each change; web_test.py controls it.
 
 namespace {
 
@@ -87,9 +87,7 @@ class Fixture : public CommandFixture {
 
   void inject(std::istream& in) {
     auto page = oq::makeMainObject<oq::OQWebController>();
-    std::string url;
-    in >> url;
-    page->setUrlString(url);
+    page->setUrlString(word(in));
     page->setJsString(rest(in));
     page->setCanDownRefresh(true);
     oq::OQNavigation::currentNavigation()->pushViewController(page, false);
@@ -103,9 +101,7 @@ class Fixture : public CommandFixture {
   }
 
   void fade(std::istream& in) {
-    double seconds = 0;
-    in >> seconds;
-    oq::UIView::animateWithDuration(seconds, [this] { shown()->view()->setAlpha(0); });
+    oq::UIView::animateWithDuration(std::stod(word(in)), [this] { shown()->view()->setAlpha(0); });
   }
 
   void popWindow(std::istream& in) {

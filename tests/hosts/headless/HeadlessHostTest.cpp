@@ -2,10 +2,10 @@
 #include "oqsdk/headless/HeadlessHost.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <atomic>
-#include <fstream>
+#include <functional>
+#include <limits>
 #include <thread>
 
 #include "Dispatch/DispatchQueue.h"
@@ -36,6 +36,13 @@ std::shared_ptr<View> addRed(CGRect frame) {
   return view;
 }
 
+/// Adds a red view and fades it out.
+void fadeRed(double seconds, std::function<void(bool)> completion) {
+  auto view = addRed(CGRectMake(0, 0, 10, 10));
+  UIView::animateWithDuration(
+      seconds, [&] { view->setAlpha(0); }, std::move(completion));
+}
+
 TEST(HeadlessHostTest, StartWithoutAnAnalyticsClassWarnsOnce) {
   const test::ScratchFolder folder;
   HeadlessHost host({.dataDirectory = folder.path()});
@@ -64,9 +71,7 @@ TEST(HeadlessHostTest, OneProcessCanHaveSeveralHostsOneAfterTheOther) {
       EXPECT_EQ(applicationDataDirectory(), options.dataDirectory);
       EXPECT_EQ(host.now(), 0);
       EXPECT_EQ(UIApplication::sharedApplication().connectedScenes().size(), 1u);
-      auto view = addRed(CGRectMake(0, 0, 10, 10));
-      UIView::animateWithDuration(
-          1, [&] { view->setAlpha(0); }, [&](bool value) { finished = value; });
+      fadeRed(1, [&](bool value) { finished = value; });
       host.advance(0.5);
     }
     EXPECT_FALSE(finished) << "a running animation is cancelled";
@@ -79,20 +84,18 @@ TEST(HeadlessHostTest, OneProcessCanHaveSeveralHostsOneAfterTheOther) {
 
 TEST(HeadlessHostTest, ClockAdvancesInFramesAndCompletionsRunBetweenThem) {
   HeadlessHost host;
-  auto view = addRed(CGRectMake(0, 0, 10, 10));
   double first = 0, second = 0;
-  UIView::animateWithDuration(
-      0.2, [&] { view->setAlpha(0); },
-      [&](bool) {
-        first = host.now();
-        UIView::animateWithDuration(
-            0.1, [&] { view->setAlpha(1); }, [&](bool) { second = host.now(); });
-      });
+  fadeRed(0.2, [&](bool) {
+    first = host.now();
+    UIView::animateWithDuration(
+        0.1, [] { keyWindow()->setAlpha(0.5); }, [&](bool) { second = host.now(); });
+  });
   host.advance(0.1);
   EXPECT_EQ(first, 0);
   host.advance(0.4);
   EXPECT_NEAR(first, 0.2, 1.0 / 60);
   EXPECT_NEAR(second, first + 0.1, 1.0 / 60);
+  host.advance(std::numeric_limits<double>::infinity());  // not a time
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
 }
 
@@ -101,10 +104,8 @@ TEST(HeadlessHostTest, WithAnimationsDisabledCompletionsComeAtOnce) {
     HeadlessHost::Options options;
     options.animations = animations;
     HeadlessHost host(options);
-    auto view = addRed(CGRectMake(0, 0, 10, 10));
     bool completed = false;
-    UIView::animateWithDuration(
-        5, [&] { view->setAlpha(0); }, [&](bool) { completed = true; });
+    fadeRed(5, [&](bool) { completed = true; });
     host.runMainQueue();
     EXPECT_EQ(completed, !animations);
     EXPECT_EQ(host.pixelAt(5, 5), animations ? kRed : kWhite);
@@ -125,10 +126,8 @@ TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {
   EXPECT_FALSE(host.runUntil([] { return false; }, 0.02));
   EXPECT_EQ(host.now(), 0);
 
-  auto view = addRed(CGRectMake(0, 0, 10, 10));
   bool hasFaded = false;
-  UIView::animateWithDuration(
-      0.05, [&] { view->setAlpha(0); }, [&](bool) { hasFaded = true; });
+  fadeRed(0.05, [&](bool) { hasFaded = true; });
   EXPECT_TRUE(host.runUntil([&] { return hasFaded; }, 20, true));
   EXPECT_GE(host.now(), 0.05);
 }
@@ -174,17 +173,16 @@ TEST(HeadlessHostTest, PixelsShowTheViewsAtTheScreensScale) {
   host.setScreenSize(-1, 300);
   EXPECT_EQ(UIScreen::mainScreen().bounds(), CGRectMake(0, 0, 50, 300));
   EXPECT_EQ(keyWindow()->subviews().front()->frame(), CGRectMake(0, 0, 50, 300));
+  EXPECT_EQ(host.pixelAt(10, 15), kRed);
 }
 
-TEST(HeadlessHostTest, WritesTheScreenAsPng) {
-  HeadlessHost host;
+TEST(HeadlessHostTest, WritesTheScreenAsPngOfAtLeastOnePixel) {
+  HeadlessHost host({.width = 0.3, .height = 0.3, .dataDirectory = {}});
   const test::ScratchFolder folder;
-  const auto file = folder / "screen.png";
-  EXPECT_TRUE(host.writePng(file));
-  std::ifstream written(file, std::ios::binary);
-  char magic[4] = {};
-  written.read(magic, 4);
-  EXPECT_EQ(std::string(magic + 1, 3), "PNG");
+  EXPECT_TRUE(host.writePng(folder / "screen.png"));
+  const std::string written = test::textOfFile(folder / "screen.png");
+  EXPECT_EQ(written.substr(1, 3), "PNG");
+  EXPECT_EQ(written.substr(16, 8), std::string("\0\0\0\1\0\0\0\1", 8)) << "width and height";
   EXPECT_FALSE(host.writePng(folder / "missing/screen.png"));
 }
 

@@ -107,7 +107,7 @@ TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   resize({390, 844});
   const auto root = UIApplication::sharedApplication().keyWindow()->rootViewController();
   const auto navigation = std::dynamic_pointer_cast<UINavigationController>(root);
-  const auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
+  auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
   navigation->pushViewController(page, true);
   // Assistive technology may treat the page as a dialog.
   navigation->view()->setAccessibilityViewIsModal(true);
@@ -123,6 +123,13 @@ TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   _host.advance(0.5);
   EXPECT_FALSE(_host.tap(1, 400));
   EXPECT_EQ(_host.pixelAt(1, 400).red, 255);
+  // What the closed page still does has no effect.
+  const auto closed = _host.pages().at(0);
+  page.reset();
+  closed->confirm("late");
+  closed->finish("late");
+  EXPECT_FALSE(closed->isOpen());
+  EXPECT_EQ(closed->openDialogs(), 0);
 }
 
 TEST_F(HeadlessStage, FloatingBallKeepsNeitherTheStageNorTheHostsTouches) {

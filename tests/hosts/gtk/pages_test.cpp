@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
 #include <gtkmm.h>
 
 #include <future>
-#include <iostream>
 
 #include "Engine/OQSDKManager.h"
 #include "ShopWindow.h"
@@ -10,49 +10,43 @@
 #include "oqsdk/gtk/GtkHost.h"
 #include "oqsdk/oqsdk.h"
 
-/// Shows the example shop's window, a notebook and a page of another kind. After each step it prints the name of the
-/// page that the library has recorded, or "none". pages_test.py contains the expected lines.
+// Tests the names that the library gives to the pages of a GTK host.
 
 namespace {
 
-/// Prints the recorded page after all pages shown so far have been processed.
-void reportPage(const std::string& what) {
+/// The page recorded since the last call, or "none", after all pages shown so far have been processed.
+std::string page() {
+  while (Glib::MainContext::get_default()->iteration(false)) continue;
   std::promise<void> decided;
   oq::OQDispatchQueueManager::dispatchInSerialQueue(oq::QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                     [&] { decided.set_value(); });
   decided.get_future().wait();
-  std::cout << what << ": " << oq::OQSDKManager::sharedManager().pageName().value_or("none") << std::endl;
+  const std::string name = oq::OQSDKManager::sharedManager().pageName().value_or("none");
   oq::OQSDKManager::sharedManager().setPageName(std::nullopt);
+  return name;
 }
 
-void settle() {
-  auto context = Glib::MainContext::get_default();
-  while (context->iteration(false)) {
-  }
-}
-
-void visitShop() {
+TEST(Pages, AStackReportsEachPageThatComesOnScreen) {
   TorvelinSDK analytics("fixture", "anna");
   ShopWindow shop(analytics, 400, 700);
   oq::gtk::attach(shop);
   oq::gtk::collectPages(shop.pages());
-  reportPage("before it is shown");
+  EXPECT_EQ(page(), "none") << "not yet shown";
   shop.present();
-  settle();
-  reportPage("shop");
-  for (const char* name : {"cart", "about", "about", "products"}) {
+  EXPECT_EQ(page(), "ProductsPage");
+  for (const auto& [name, expected] :
+       {std::pair("cart", "CartPage"), {"about", "AboutPage"}, {"about", "none"}, {"products", "ProductsPage"}}) {
     shop.showPage(name);
-    reportPage(name);
+    EXPECT_EQ(page(), expected) << name;
   }
   shop.set_visible(false);
   shop.showPage("cart");
-  reportPage("while it is hidden");
+  EXPECT_EQ(page(), "none") << "hidden";
   shop.present();
-  settle();
-  reportPage("shown again");
+  EXPECT_EQ(page(), "CartPage");
 }
 
-void visitOthers() {
+TEST(Pages, ANotebookReportsWidgetNamesOrTabTitles) {
   Gtk::Window window;
   auto* notebook = Gtk::make_managed<Gtk::Notebook>();
   auto* named = Gtk::make_managed<Gtk::Label>("named");
@@ -60,31 +54,30 @@ void visitOthers() {
   notebook->append_page(*named, "General");
   notebook->append_page(*Gtk::make_managed<Gtk::Label>("text"), "Key bindings");
   notebook->append_page(*Gtk::make_managed<Gtk::Label>("text"), "UIWindow");
-  oq::gtk::collectPages(
-      *notebook, [](const std::string& name) { return name == "UIWindow" ? name : oq::gtk::pageClassName(name); });
   window.set_child(*notebook);
   window.present();
-  settle();
-  reportPage("notebook");
+  EXPECT_EQ(page(), "none");
+  // The page that is already on screen counts, too.
+  oq::gtk::collectPages(
+      *notebook, [](const std::string& name) { return name == "UIWindow" ? name : oq::gtk::pageClassName(name); });
+  EXPECT_EQ(page(), "SettingsGeneralPage");
   notebook->set_current_page(1);
-  reportPage("second tab");
+  EXPECT_EQ(page(), "KeyBindingsPage");
   notebook->set_current_page(2);
-  reportPage("a name that is taken");
-  oq::gtk::ShownPage page("WelcomePage");
-  reportPage("any other");
+  EXPECT_EQ(page(), "none") << "the name of another class";
+  oq::gtk::ShownPage other("WelcomePage");
+  EXPECT_EQ(page(), "WelcomePage");
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
   Gtk::Application::create("com.example.pages", Gio::Application::Flags::NON_UNIQUE);
   gtk_init();
   // Without a network the hooks are installed, and the login fails.
   Gtk::Window first;
   oq::gtk::attach(first);
   oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());
-  visitShop();
-  visitOthers();
-  std::cout << "left" << std::endl;
-  return 0;
+  return RUN_ALL_TESTS();
 }
