@@ -34,19 +34,18 @@ TEST(BackgroundTask, FinishWaitsForStartedWorkAndRunsWaitingWork) {
 }
 
 TEST(BackgroundTask, ThreadExitWaitsForItsTasks) {
-  std::promise<void> begun;
-  std::atomic<bool> released{false}, done{false};
-  std::thread starter([&] {
+  std::promise<void> begun, released;
+  std::atomic<bool> done{false};
+  std::jthread([&] {
     BackgroundTask task([&] {
       begun.set_value();
-      while (!released) std::this_thread::yield();
+      released.get_future().wait();
       done = true;
     });
     task.start();
     begun.get_future().wait();
-    released = true;
+    released.set_value();
   });
-  starter.join();
   EXPECT_TRUE(done);
 }
 

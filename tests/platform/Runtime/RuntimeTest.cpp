@@ -139,6 +139,24 @@ TEST(Runtime, ReplacedAndAddedMethodsRunForEveryCaller) {
   EXPECT_EQ(send(hooked, unknown, 1), 17);
 }
 
+TEST(Runtime, NilIsAnsweredWithNil) {
+  IMP twice = Selector<int(int)>::erase(&addTwice);
+  Method* method = class_getInstanceMethod(Animal::staticClass(), addSelector);
+  IMP original = method_getImplementation(method);
+  EXPECT_EQ(class_getInstanceMethod(nullptr, addSelector), nullptr);
+  EXPECT_EQ(class_getInstanceMethod(Animal::staticClass(), nullptr), nullptr);
+  EXPECT_FALSE(class_addMethod(nullptr, greetSelector, twice, nullptr));
+  EXPECT_FALSE(class_addMethod(Dog::staticClass(), nullptr, twice, nullptr));
+  EXPECT_FALSE(class_addMethod(Dog::staticClass(), sel_registerName("nothing"), nullptr, nullptr));
+  EXPECT_EQ(method_setImplementation(method, nullptr), nullptr);
+  method_exchangeImplementations(method, nullptr);
+  method_exchangeImplementations(nullptr, method);
+  EXPECT_EQ(method_getImplementation(method), original);
+  EXPECT_EQ(class_getSuperclass(nullptr), nullptr);
+  EXPECT_TRUE(class_copyMethodList(nullptr).empty());
+  EXPECT_EQ(class_getName(nullptr) + sel_getName(nullptr), "(null)(null)");
+}
+
 TEST(Runtime, MethodsMayChangeWhileOtherThreadsSend) {
   Class* cls = registerClass("Busy", Animal::staticClass());
   struct Busy : Animal {

@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <string>
-#include <utility>
 
 #include "Foundation/Values/JSONValue.h"
 
@@ -20,31 +17,29 @@ TEST(Value, HoldsWhatItIsMadeFrom) {
   const struct {
     Value value;
     std::string json;
-  } cases[] = {
-      {{}, "null"},
-      {nullptr, "null"},
-      {static_cast<const char*>(nullptr), "null"},
-      {false, "false"},
-      {'a', "97"},
-      {-7, "-7"},
-      {largest, "18446744073709551615"},
-      {0.5F, "0.5"},
-      {2.0, "2.0"},
-      {3.0L, "3.0"},
-      {"tea", "\"tea\""},
-      {text, "\"tea\""},
-      {std::string_view("a\0b", 3), "\"a\\u0000b\""},
-      {Dictionary(), "{}"},
-      {Array(), "[]"},
-      {Dictionary{{"b", 1}, {"a", Dictionary{{text, Array{1, "x", nullptr}}}}, {"b", 2}},
-       R"({"b":2,"a":{"tea":[1,"x",null]}})"},
-      {{{"outer", {{"inner", true}}}}, R"({"outer":{"inner":true}})"},
-      {Array{Array{1}}, "[[1]]"},
-      {Array(Array{1}), "[1]"},
-      {Array{Value(Array{1})}, "[[1]]"},
-      {Value{Array{1}}, "[1]"},
-      {Array{std::nan("")}, "[null]"},
-  };
+  } cases[] = {{{}, "null"},
+               {nullptr, "null"},
+               {static_cast<const char*>(nullptr), "null"},
+               {false, "false"},
+               {'a', "97"},
+               {-7, "-7"},
+               {largest, "18446744073709551615"},
+               {0.5F, "0.5"},
+               {2.0, "2.0"},
+               {3.0L, "3.0"},
+               {"tea", "\"tea\""},
+               {text, "\"tea\""},
+               {std::string_view("a\0b", 3), "\"a\\u0000b\""},
+               {Dictionary(), "{}"},
+               {Array(), "[]"},
+               {Dictionary{{"b", 1}, {"a", Dictionary{{text, Array{1, "x", nullptr}}}}, {"b", 2}},
+                R"({"b":2,"a":{"tea":[1,"x",null]}})"},
+               {{{"outer", {{"inner", true}}}}, R"({"outer":{"inner":true}})"},
+               {Array{Array{1}}, "[[1]]"},
+               {Array(Array{1}), "[1]"},
+               {Array{Value(Array{1})}, "[[1]]"},
+               {Value{Array{1}}, "[1]"},
+               {Array{std::nan("")}, "[null]"}};
   for (const auto& each : cases) EXPECT_EQ(each.value.json(), each.json);
 }
 
