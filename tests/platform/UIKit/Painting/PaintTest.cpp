@@ -200,33 +200,29 @@ TEST_F(Painting, DrawsContentOnceForManyFrames) {
 
 TEST_F(Painting, BlursShadows) {
   auto view = add(CGRectMake(30, 30, 40, 40), red);
-  view->layer().setShadowOpacity(1);
-  view->layer().setShadowOffset({0, 6});
-  view->layer().setShadowRadius(3);
+  auto ink = std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue);
+  for (const auto& each : {view, std::static_pointer_cast<UIView>(ink)}) {
+    each->layer().setShadowOpacity(1);
+    each->layer().setShadowOffset({0, 6});
+    each->layer().setShadowRadius(3);
+  }
   Canvas canvas(*window);
   EXPECT_EQ(canvas.at(50, 50), kRed);
-  int close = canvas.at(50, 72).red, farther = canvas.at(50, 76).red;
+  const int close = canvas.at(50, 72).red, farther = canvas.at(50, 76).red;
   EXPECT_LT(close, 60);
   EXPECT_GT(farther, close + 40) << "it fades";
   EXPECT_LT(farther, 250);
   EXPECT_EQ(canvas.at(50, 15), kWhite);
-
-  // A content casts a shadow with its own outline.
   view->removeFromSuperview();
-  auto ink = add(std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue), clear);
-  ink->layer().setShadowOpacity(1);
-  ink->layer().setShadowOffset({0, 6});
-  Canvas other(*window);
-  EXPECT_EQ(other.at(50, 72), canvas.at(50, 72));
+  add(ink, clear);
+  EXPECT_EQ(look(50, 72), canvas.at(50, 72)) << "a content casts a shadow with its own outline";
 }
 
 TEST_F(Painting, ReturnsTheColourOverTheSurroundings) {
-  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
   auto parent = add(CGRectMake(0, 0, 100, 100), red);
   auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);
   EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
   dim->setFillsSurroundings(true);
-  EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.3, 1e-9);
   parent->setAlpha(0.5);
   EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.15, 1e-9);
   auto second = add(CGRectMake(0, 0, 100, 100), UIColor::whiteColor());

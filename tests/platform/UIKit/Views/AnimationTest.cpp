@@ -148,36 +148,10 @@ TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
   EXPECT_TRUE(outer.isFinishedOnce());
 }
 
-TEST_F(AnimationTest, BlockWhoseOnlyPropertyIsReplacedInsideItCompletesOnce) {
-  Outcome outer, inner;
-  animate(1, outer, [&] {
-    view->setAlpha(0);
-    animate(0.2, inner, [&] { view->setAlpha(0.5); });
-  });
-  runMainQueue();
-  EXPECT_TRUE(outer.isUnfinishedOnce());
-  stepTo(0.2);
-  EXPECT_TRUE(inner.isFinishedOnce());
-  settle();
-  EXPECT_EQ(outer.size() + inner.size(), 2u);
-}
-
 TEST_F(AnimationTest, BlockThatThrowsIsClosed) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);
   EXPECT_FALSE(view->layer().isAnimating());
-}
-
-TEST_F(AnimationTest, CompletionMayRestartTheAnimation) {
-  int rounds = 0;
-  std::function<void(bool)> again = [&](bool) {
-    EXPECT_FALSE(view->layer().isAnimating());
-    if (++rounds < 3) fade(rounds % 2 ? 1 : 0, 0.1, again);
-  };
-  fade(0, 0.1, again);
-  for (double time = 0.1; time < 1; time += 0.1) stepTo(time);
-  EXPECT_EQ(rounds, 3);
-  settle();
 }
 
 TEST_F(AnimationTest, CompletionMayDestroyTheViewAndItsNeighbours) {
