@@ -227,8 +227,6 @@ TEST(KeyedArchiver, DamagedArchiveReadsAsAbsent) {
     Data flipped = data;
     flipped[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
     ASSERT_FALSE(unarchived(flipped)) << "bit " << bit;
-  }
-  for (std::size_t size = 0; size < data.size(); ++size) {
-    ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(size)))) << size;
+    ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(bit / 8)))) << bit / 8;
   }
 }
