@@ -74,6 +74,16 @@ TEST(Runtime, ClassesAreRegisteredByNameBeforeMain) {
   EXPECT_FALSE(Animal().isKindOfClass(Dog::staticClass()));
 }
 
+// A host may look a class up by its name.
+TEST(Runtime, ClassesOfThePlatformHaveTheirNames) {
+  for (const char* name :
+       {"Object", "UIView", "UIWindow", "UILabel", "UIImageView", "UIControl", "UIButton", "UIScrollView",
+        "UIProgressView", "UIRefreshControl", "UIViewController", "UINavigationController", "UINavigationBar",
+        "UITabBarController", "UIAlertController", "UIAlertAction", "WKWebView", "MFMailComposeViewController"}) {
+    EXPECT_EQ(class_getName(NSClassFromString(name)), name);
+  }
+}
+
 TEST(Runtime, MessagesReachOwnInheritedAndSuperMethods) {
   Dog dog;
   EXPECT_EQ(send(dog, greetSelector, "you"), "hello you, woof");
