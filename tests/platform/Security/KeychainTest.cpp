@@ -11,10 +11,12 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <future>
 
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
 #include "MessageUI/PortalMail.h"
+#include "Security/BoundedOperation.h"
 #include "Security/FileKeychainStore.h"
 #include "Security/SecItem.h"
 #include "Security/SecretServiceStore.h"
@@ -23,6 +25,7 @@
 
 using namespace oq;
 using namespace oq::test;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -267,6 +270,24 @@ TEST_F(KeychainTest, UsesTheFileWithoutAUsableSessionBus) {
     EXPECT_STREQ(chooseKeychainStore()->name(), "file");
     EXPECT_FALSE(PortalMail::isAvailable());
   }
+}
+
+TEST(BoundedOperation, EndsWithTheOperationOrSoonAfterCancellingIt) {
+  EXPECT_EQ(runBounded([](GCancellable*) { return errSecDuplicateItem; }, 1h, 1h), errSecDuplicateItem);
+  const auto untilCancelled = [](GCancellable* cancellable) {
+    while (!g_cancellable_is_cancelled(cancellable)) std::this_thread::yield();
+    return errSecSuccess;
+  };
+  EXPECT_EQ(runBounded(untilCancelled, 1ms, 1h), errSecSuccess) << "it succeeded nevertheless";
+  std::promise<void> released, ended;
+  const auto untilReleased = [&](GCancellable*) {
+    released.get_future().wait();
+    ended.set_value_at_thread_exit();
+    return errSecSuccess;
+  };
+  EXPECT_EQ(runBounded(untilReleased, 1ms, 1ms), errSecNotAvailable);
+  released.set_value();
+  ended.get_future().wait();
 }
 
 /// Run by secret_service_test.sh, once per state. The script ends a test that waits without limit.
