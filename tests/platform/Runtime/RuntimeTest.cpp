@@ -137,26 +137,6 @@ TEST(Runtime, NilIsAnsweredWithNil) {
   EXPECT_EQ(class_getName(nullptr) + sel_getName(nullptr), "(null)(null)");
 }
 
-// A hook may continue with a method that was not found; the method that it adds then has no encoding and is not
-// checked.
-TEST(Runtime, AddedMethodReplacesOnlyTheInheritedOne) {
-  Class* cls = registerClass("Hooked", Animal::staticClass());
-  struct Hooked : Animal {
-    Class* class_() const override { return NSClassFromString("Hooked"); }
-  } hooked;
-  const Selector<int(int)> unknown{"unknown:"};
-  IMP twice = Selector<int(int)>::erase(&addTwice);
-  for (SEL selector : {addSelector.sel(), unknown.sel()}) {
-    const char* encoding = method_getTypeEncoding(class_getInstanceMethod(cls, selector));
-    EXPECT_TRUE(class_addMethod(cls, selector, twice, encoding));
-    EXPECT_FALSE(class_addMethod(cls, selector, twice, encoding));
-  }
-  EXPECT_EQ(send(hooked, addSelector, 5), 10);
-  EXPECT_EQ(send(hooked, unknown, 1), 12);
-  Animal plain;
-  EXPECT_EQ(send(plain, addSelector, 5), 5);
-}
-
 TEST(Runtime, MethodsMayChangeWhileOtherThreadsSend) {
   Class* cls = registerClass("Busy", Animal::staticClass());
   struct Busy : Animal {

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Foundation/Stores/UserDefaults.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -15,7 +13,6 @@
 #include <cmath>
 
 #include "Foundation/Files/Bundle.h"
-#include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
 #include "support/Python.h"
 #include "support/Threads.h"
@@ -188,11 +185,6 @@ TEST_F(UserDefaultsTest, DatabaseOfAnotherProgramIsNotUsed) {
     EXPECT_TRUE(suite()->setObject(JSONValue(1), "k"));
     EXPECT_EQ(reopened()->integerForKey("k"), 1);
   }
-  // Our database, but with an added trigger that would run when we write.
-  closeAllUserDefaults();
-  ASSERT_EQ(shell("CREATE TRIGGER t AFTER INSERT ON entries BEGIN DELETE FROM entries; END"), "");
-  EXPECT_TRUE(suite()->setObject(JSONValue(2), "m"));
-  EXPECT_EQ(reopened()->integerForKey("m"), 2);
 }
 
 TEST_F(UserDefaultsTest, StartsOverWhenItsFolderIsRemoved) {
@@ -272,16 +264,6 @@ TEST_F(UserDefaultsTest, LockedDatabaseFailsAfterTimeout) {
   EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
   EXPECT_TRUE(suite()->setObject(JSONValue(2), "k"));
-}
-
-TEST_F(UserDefaultsTest, BlockedSetUpFailsAfterTimeout) {
-  suite()->setObject(JSONValue(1), "k");
-  closeAllUserDefaults();
-  FileDescriptor held(::open((database().string() + "-lock").c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
-  EXPECT_FALSE(suite()->setObject(JSONValue(2), "k"));
-  held.close();
-  EXPECT_EQ(suite()->integerForKey("k"), 1);
 }
 
 TEST_F(UserDefaultsTest, OtherProgramsReadAndWriteTheDatabase) {
