@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
 #include <string>
 
 #include "oqsdk/Exception.h"
-#include "support/Threads.h"
 
 namespace oq {
 namespace {
@@ -135,29 +133,6 @@ TEST(Runtime, NilIsAnsweredWithNil) {
   EXPECT_EQ(class_getSuperclass(nullptr), nullptr);
   EXPECT_TRUE(class_copyMethodList(nullptr).empty());
   EXPECT_EQ(class_getName(nullptr) + sel_getName(nullptr), "(null)(null)");
-}
-
-TEST(Runtime, MethodsMayChangeWhileOtherThreadsSend) {
-  Class* cls = registerClass("Busy", Animal::staticClass());
-  struct Busy : Animal {
-    Class* class_() const override { return NSClassFromString("Busy"); }
-  };
-  IMP twice = Selector<int(int)>::erase(&addTwice);
-  std::atomic<int> added{0};
-  auto threads = test::inThreads(3, [&](int) {
-    Busy busy;
-    for (int i = 0; i < 500; ++i) {
-      int before = busy.sum;
-      int step = send(busy, addSelector, 1) - before;
-      EXPECT_TRUE(step == 1 || step == 2);
-      SEL name = sel_registerName("fresh" + std::to_string(i));
-      added += class_addMethod(cls, name, twice, typeEncodingOf<int(int)>());
-    }
-  });
-  class_addMethod(cls, addSelector, twice, typeEncodingOf<int(int)>());
-  threads.clear();
-  EXPECT_EQ(added, 500);
-  EXPECT_EQ(class_copyMethodList(cls).size(), 501u);
 }
 
 }  // namespace

@@ -202,9 +202,17 @@ TEST_F(IdleConnections, RedirectToClosedConnectionRepeatsOnlyUnsentRequest) {
     EXPECT_TRUE(second.closeAll());
     EXPECT_EQ(perform(post(first.url(path))).text, hop);
   }
-  EXPECT_EQ(first.requests().size(), 3u);
+  // libcurl would not send them to another host than the first one.
+  for (const char* credentials : {"authorization", "cookie"}) {
+    URLRequest request = post(first.url("/302"));
+    request.setValueForHTTPHeaderField("secret", credentials);
+    EXPECT_EQ(perform(get(second.url("/before"))).text, "GET:/before");
+    EXPECT_TRUE(second.closeAll());
+    EXPECT_EQ(perform(request).errorCode, URLErrorNetworkConnectionLost);
+  }
+  EXPECT_EQ(first.requests().size(), 5u);
   EXPECT_THAT(second.requests(), testing::ElementsAre("GET:/before", "GET:/there", "GET:/before", "POST:/there",
-                                                      "GET:/before", "GET:/there"));
+                                                      "GET:/before", "GET:/there", "GET:/before", "GET:/before"));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <functional>
 #include <thread>
@@ -51,7 +52,14 @@ TEST_F(ServerFaults, NetworkAndCertificateErrors) {
   EXPECT_EQ(perform(post("https://" + std::string(64, 'x') + ".invalid/")).errorCode, URLErrorCannotFindHost);
   EXPECT_EQ(perform(post("https://:99999999/")).errorCode, URLErrorBadURL);
   MutePort mute;
-  EXPECT_EQ(perform(post(mute.url(), "{}", 0.3)).errorCode, URLErrorTimedOut) << "no TLS";
+  EXPECT_EQ(perform(post(mute.url(), "{}", 0.3)).errorCode, URLErrorTimedOut) << "silent";
+  int port = 0;
+  const FileDescriptor listener(listenOnLoopback(port));
+  std::jthread plain([&] {
+    const FileDescriptor socket(::accept(listener.get(), nullptr, nullptr));
+    ::send(socket.get(), "no TLS\r\n", 8, MSG_NOSIGNAL);
+  });
+  EXPECT_EQ(perform(post("https://localhost:" + std::to_string(port))).errorCode, URLErrorSecureConnectionFailed);
 }
 
 TEST_F(ServerFaults, InvalidResponses) {

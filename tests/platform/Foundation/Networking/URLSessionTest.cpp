@@ -50,6 +50,8 @@ TEST_F(URLSessionTest, SendsTheRequestAndReturnsTheResponse) {
   put.setHTTPMethod("PUT");
   put.setHTTPBody(Data{1, 0, 2});
   EXPECT_EQ(perform(put).text, "PUT:3");
+  put.setHTTPMethod("HEAD");
+  EXPECT_EQ(perform(put).text, "");
   put.setHTTPMethod("DELETE /x HTTP/1.1\r\nX:");
   EXPECT_EQ(perform(put).text, "GET:0") << "a method with other characters is not used";
   const auto last = server.requests().at(4);

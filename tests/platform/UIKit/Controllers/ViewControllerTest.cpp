@@ -87,6 +87,10 @@ Views shownIn(UINavigationController& navigation) {
 }
 
 TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
+  auto offScreen = std::make_shared<UINavigationController>(third);
+  offScreen->pushViewController(second, false);
+  offScreen->popViewControllerAnimated(false);
+  EXPECT_TRUE(log.empty()) << "not in a window";
   auto navigation = showInNavigation(first);
   EXPECT_EQ(first->navigationController(), navigation);
   EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
@@ -100,6 +104,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(second->view()->window(), window.get());
   EXPECT_EQ(second->view()->frame(), CGRectMake(0, 44, 100, 156));
   EXPECT_EQ(first->view()->window(), window.get()) << "until the other one has covered it";
+  EXPECT_DOUBLE_EQ(host.deadline, 0.35);
   const CGPoint outside{150, 50};
   EXPECT_TRUE(window->wantsTouchAt(outside));
   stepTo(1);
@@ -193,6 +198,7 @@ TEST_F(ViewControllerTest, PresentedPageSlidesAndCompletesOnce) {
   first->presentViewController(second, true, [&] { ++presented; });
   runMainQueue();
   EXPECT_EQ(presented, 0);
+  EXPECT_DOUBLE_EQ(host.deadline, 0.35);
   stepTo(1);
   EXPECT_EQ(presented, 1);
   first->dismissViewControllerAnimated(true, [&] { ++dismissed; });

@@ -4,6 +4,7 @@
 #include "Canvas.h"
 #include "UIKit/Painting/LayerContent.h"
 #include "UIKit/Painting/Painter.h"
+#include "UIKit/Views/UIProgressView.h"
 #include "UIKit/Views/UIScrollView.h"
 
 namespace oq {
@@ -196,6 +197,17 @@ TEST_F(Painting, DrawsContentOnceForManyFrames) {
   ink->setAlpha(0.5);
   EXPECT_TRUE(look(25, 99).isNear({127, 127, 255}));
   EXPECT_EQ(look(60, 50), kWhite);
+}
+
+TEST_F(Painting, FillsAProgressBarFromTheLeft) {
+  auto bar = add(std::make_shared<UIProgressView>(CGRectMake(0, 0, 100, 10)), clear);
+  bar->setTintColor(green);
+  bar->setProgress(0.25f);
+  bar->setProgress(std::nanf(""));
+  EXPECT_EQ(look(20, 5), kGreen);
+  EXPECT_TRUE(look(30, 5).isNear({235, 235, 235})) << look(30, 5);
+  bar->setProgress(7);
+  EXPECT_EQ(look(99, 5), kGreen);
 }
 
 TEST_F(Painting, BlursShadows) {
