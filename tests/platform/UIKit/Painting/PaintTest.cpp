@@ -91,6 +91,10 @@ TEST_F(Painting, TranslucentViewsBlendAsOne) {
   auto ink = add(std::make_shared<InkView>(CGRectMake(60, 0, 20, 20), blue), clear);
   ink->setAlpha(0.5);
   EXPECT_TRUE(look(70, 10).isNear(paleBlue)) << "content";
+  auto shadowed = add(CGRectMake(60, 60, 30, 30), red);
+  shadowed->setAlpha(0.5);
+  shadowed->layer().setShadowOpacity(1);
+  EXPECT_TRUE(look(75, 75).isNear(paleRed)) << "its shadow does not shine through";
 }
 
 TEST_F(Painting, SkipsInvisibleViews) {
