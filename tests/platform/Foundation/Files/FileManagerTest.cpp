@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Files/FileHandle.h"
+#include "Foundation/Files/FileLock.h"
 #include "support/ScratchFolder.h"
 
 using namespace oq;
@@ -149,4 +151,38 @@ TEST(FileManager, ReadsRegularFilesUpToLimit) {
   EXPECT_FALSE(contentsOfFile(folder / "pipe"));
   // The kernel reports size 0 for its own files.
   EXPECT_GT(contentsOfFile("/proc/self/status")->size(), 100u);
+}
+
+TEST(FileHandle, KeepsCompleteLinesInAPrivateRegularFile) {
+  ScratchFolder folder;
+  const auto log = folder.write("log", "old");
+  std::filesystem::permissions(log, std::filesystem::perms::all);
+  EXPECT_TRUE(holdsInChild([&] {
+    const auto handle = FileHandle::createForWriting(log);
+    limitFileSize(10);
+    const bool isTorn = handle && handle->writeData("1234\n") && !handle->writeData("a\nlong line\n");
+    limitFileSize(RLIM_INFINITY);
+    return isTorn && handle->writeData("z\n");
+  }));
+  EXPECT_EQ(textOfFile(log), "1234\na\nz\n");
+  EXPECT_EQ(modeOf(log), 0600u);
+  std::filesystem::create_symlink(log, folder / "link");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  for (const char* name : {"link", "pipe", "none/log"})
+    EXPECT_FALSE(FileHandle::createForWriting(folder / name)) << name;
+}
+
+TEST(FileLock, HasOneHolderUntilItIsDestroyed) {
+  ScratchFolder folder;
+  const mode_t mask = ::umask(0777);
+  auto lock = FileLock::take(folder / "lock", {});
+  ::umask(mask);
+  ASSERT_TRUE(lock);
+  EXPECT_EQ(modeOf(folder / "lock"), 0600u);
+  EXPECT_FALSE(FileLock::take(folder / "lock", {}));
+  lock.reset();
+  EXPECT_TRUE(FileLock::take(folder / "lock", {}));
+  // Without a lock file the caller continues without a lock.
+  EXPECT_TRUE(FileLock::take(folder / "none/lock", {}));
+  EXPECT_TRUE(FileLock::take(folder / "none/lock", {}));
 }

@@ -84,7 +84,7 @@ TEST_F(UserDefaultsTest, FilesArePrivateAndNullRemoves) {
   ::umask(old);
   EXPECT_EQ(modeOf(folder / "Preferences"), 0700u);
   for (const auto& entry : std::filesystem::directory_iterator(folder / "Preferences"))
-    EXPECT_EQ(modeOf(entry.path()) & 077, 0u) << entry.path();
+    EXPECT_EQ(modeOf(entry.path()), 0600u) << entry.path();
   EXPECT_EQ(suite()->integerForKey("k"), 12);
   suite()->setObject(Data{'7'}, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
