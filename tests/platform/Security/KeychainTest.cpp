@@ -269,15 +269,13 @@ TEST(BoundedOperation, EndsWithTheOperationOrSoonAfterCancellingIt) {
     return errSecSuccess;
   };
   EXPECT_EQ(runBounded(untilCancelled, 1ms, 1h), errSecSuccess) << "it succeeded nevertheless";
-  std::promise<void> released, ended;
-  const auto untilReleased = [&](GCancellable*) {
-    released.get_future().wait();
-    ended.set_value_at_thread_exit();
+  std::promise<void> released;
+  const auto untilReleased = [release = released.get_future().share()](GCancellable*) {
+    release.wait();
     return errSecSuccess;
   };
   EXPECT_EQ(runBounded(untilReleased, 1ms, 1ms), errSecNotAvailable);
   released.set_value();
-  ended.get_future().wait();
 }
 
 /// Run by secret_service_test.sh, once per state. The script ends a test that waits without limit.
