@@ -86,17 +86,6 @@ TEST(FileManager, RemovesOnlyFilesOfKilledWriters) {
   EXPECT_FALSE(std::filesystem::exists(folder / ".oq-living"));
 }
 
-TEST(FileManager, ParallelWritersKeepEachOthersFiles) {
-  ScratchFolder folder;
-  EXPECT_TRUE(holdsInChildren<4>([&](int number) {
-    const auto file = folder / std::to_string(number);
-    int written = 0;
-    for (int i = 0; i < 200; ++i) written += writeFileAtomically(file, Data(2000, 'x'));
-    return written == 200;
-  }));
-  EXPECT_EQ(enumerateDirectory(folder.path()), (Paths{"0", "1", "2", "3"}));
-}
-
 TEST(FileManager, EnumeratesInOrderAndRemovesWithoutFollowingLinks) {
   ScratchFolder folder, outside;
   outside.write("precious.log", "x");

@@ -103,7 +103,7 @@ TEST(KilledWriter, FileKeepsAllAcknowledgedWrites) {
   const auto write = [&](std::int64_t number) {
     return [&file, bytes = dataFromString(linesOf(number))] { return writeFileAtomically(file, bytes); };
   };
-  killAgainAndAgain("archive", write, [&] { return numberIn(file); });
+  killAgainAndAgain("file", write, [&] { return numberIn(file); });
   // The next write removes the files of the killed processes.
   EXPECT_TRUE(writeFileAtomically(file, {1}));
   EXPECT_EQ(enumerateDirectory(folder.path()), std::vector<std::filesystem::path>{"list.plist"});

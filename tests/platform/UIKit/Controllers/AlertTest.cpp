@@ -112,14 +112,11 @@ TEST_F(AlertTest, EscapeCancelsOrUsesTheFirstHarmlessButton) {
 }
 
 TEST_F(AlertTest, MailDialogSaysWhatItWaitsFor) {
-  const auto composer = makeMainObject<MFMailComposeViewController>();
-  const auto page = composer->topViewController()->view();
+  const auto page = makeMainObject<MFMailComposeViewController>()->topViewController()->view();
   EXPECT_EQ(page->accessibilityLabel(), "Opening your mail program");
   collect(*page, labels);
   EXPECT_EQ(labels.at(0)->text(), "Opening your mail program");
   EXPECT_EQ(labels.at(1)->text(), "The message waits there to be sent.");
-  collect(*page, buttons);
-  EXPECT_EQ(buttons.at(0)->titleForState(UIControlStateNormal), "Cancel");
 }
 
 }  // namespace

@@ -140,15 +140,6 @@ TEST(Text, LongTextEndsInAnEllipsis) {
   EXPECT_TRUE(paint("one\ntwo", 2, 200)->isSameAs(*paint("one\ntwo", 0, 200)));
 }
 
-TEST(Text, DensityDoesNotChangeSizes) {
-  CGSize size = boundingSizeOfText(styled(kLatin), kFont, 150);
-  Canvas one(150, 200), two(150, 200, 2);
-  draw(one, styled(kLatin), CGRectMake(0, 0, 150, size.height));
-  draw(two, styled(kLatin), CGRectMake(0, 0, 150, size.height));
-  EXPECT_NEAR(two.ink().right, 2 * one.ink().right, 3);
-  EXPECT_NEAR(two.ink().bottom, 2 * one.ink().bottom, 3);
-}
-
 TEST(Label, CentresItsTextVerticallyAndLaysItOutAgain) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 150, 100));
   auto label = std::make_shared<UILabel>();
