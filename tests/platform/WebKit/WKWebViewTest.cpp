@@ -44,10 +44,19 @@ class SilentEngine : public WebEngine {
 /// Allows only responses with status 200.
 class Delegate final : public WKNavigationDelegate {
  public:
+  void didStartProvisionalNavigation(WKWebView&) override {
+    log.push_back("started");
+    if (const auto action = std::exchange(onStart, nullptr)) action();
+  }
+  void didFailProvisionalNavigation(WKWebView&, const Error& error) override {
+    log.push_back("failed " + std::to_string(error.code));
+  }
   void decidePolicyForNavigationResponse(WKWebView&, const WebResponse& response,
                                          const std::function<void(WKNavigationResponsePolicy)>& decide) override {
     if (response.statusCode == 200) decide(WKNavigationResponsePolicy::Allow);
   }
+  Log log;
+  std::function<void()> onStart;
 };
 
 class WKWebViewTest : public UIKitTest {
@@ -95,6 +104,18 @@ TEST_F(WKWebViewTest, PageGetsItsScriptsAndReturnsTheirResults) {
   engine.client->pageProgressed(1.5);
   EXPECT_EQ(view->estimatedProgress(), 1);
   view->goBack();
+}
+
+TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {
+  const auto delegate = std::make_shared<Delegate>();
+  view->setNavigationDelegate(delegate);
+  const auto load = [&] { view->loadRequest(URL::withString("http://a.example/")); };
+  delegate->onStart = load;
+  load();
+  view->loadRequest(std::nullopt);
+  EXPECT_TRUE(delegate->log.empty());
+  runMainQueue();
+  EXPECT_EQ(delegate->log, (Log{"started", "started", "failed -1002"}));
 }
 
 TEST_F(WKWebViewTest, ReloadRepeatsALoadThatFailedBeforeTheCommit) {
