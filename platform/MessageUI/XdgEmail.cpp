@@ -15,23 +15,6 @@ constexpr const char* kProgram = "xdg-email";
 /// Some mail programs run until the user closes them, and xdg-email waits for them.
 constexpr double kLongEnough = 5;  // seconds
 
-class Command {
- public:
-  void add(const std::string& argument) { g_ptr_array_add(_arguments, g_strdup(argument.c_str())); }
-  const char* const* argv() {
-    if (_arguments->len == 0 || g_ptr_array_index(_arguments, _arguments->len - 1))
-      g_ptr_array_add(_arguments, nullptr);
-    return reinterpret_cast<const char* const*>(_arguments->pdata);
-  }
-  Command() : _arguments(g_ptr_array_new_with_free_func(g_free)) {}
-  ~Command() { g_ptr_array_unref(_arguments); }
-  Command(const Command&) = delete;
-  Command& operator=(const Command&) = delete;
-
- private:
-  GPtrArray* _arguments;
-};
-
 /// A mailto address: whatever characters it has, it cannot be read as an option or a header.
 std::string mailtoAddress(const std::vector<std::string>& recipients) {
   std::string address = "mailto:";
@@ -50,21 +33,15 @@ class Run : public MailComposition, public std::enable_shared_from_this<Run> {
   explicit Run(MailCompletion completion) : _completion(std::move(completion)) {}
 
   void start(const MailMessage& message, const std::vector<std::filesystem::path>& files) {
-    Command command;
-    command.add(kProgram);
-    command.add("--utf8");
-    command.add("--subject");
-    command.add(message.subject);
-    command.add("--body");
-    command.add(message.body);
-    for (const auto& file : files) {
-      command.add("--attach");
-      command.add(file.string());
-    }
-    command.add(mailtoAddress(message.recipients));
+    std::vector<std::string> command{kProgram, "--utf8", "--subject", message.subject, "--body", message.body};
+    for (const auto& file : files) command.insert(command.end(), {"--attach", file.string()});
+    command.push_back(mailtoAddress(message.recipients));
+    std::vector<const char*> arguments;
+    for (const auto& argument : command) arguments.push_back(argument.c_str());
+    arguments.push_back(nullptr);
     constexpr auto silent =
         static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_SILENCE);
-    const ObjectRef<GSubprocess> process(g_subprocess_newv(command.argv(), silent, nullptr));
+    const ObjectRef<GSubprocess> process(g_subprocess_newv(arguments.data(), silent, nullptr));
     if (!process) return end(MailOutcome::Unreachable);
     g_subprocess_wait_check_async(process.get(), nullptr, &Run::ended, new std::shared_ptr<Run>(shared_from_this()));
     DispatchQueue::main().after(kLongEnough, [weak = weak_from_this()] {

@@ -40,13 +40,6 @@ struct Class {
     }
     return nullptr;
   }
-
-  Method* findMethod(SEL selector) const {
-    for (const Class* cls = this; cls; cls = cls->superclass) {
-      if (Method* method = cls->ownMethod(selector)) return method;
-    }
-    return nullptr;
-  }
 };
 
 namespace {
@@ -67,6 +60,14 @@ NameTable<SelectorName>& selectorTable() {
 NameTable<Class>& classTable() {
   static auto* table = new NameTable<Class>;
   return *table;
+}
+
+/// Own or inherited; nullptr for no class.
+Method* findMethod(const Class* cls, SEL selector) {
+  for (const Class* each = cls; each; each = each->superclass) {
+    if (Method* method = each->ownMethod(selector)) return method;
+  }
+  return nullptr;
 }
 
 bool isSameEncoding(const char* first, const char* second) {
@@ -119,7 +120,7 @@ Class* class_getSuperclass(const Class* cls) {
 }
 
 Method* class_getInstanceMethod(const Class* cls, SEL selector) {
-  return cls && selector ? cls->findMethod(selector) : nullptr;
+  return findMethod(cls, selector);
 }
 
 std::vector<Method*> class_copyMethodList(const Class* cls) {
@@ -182,7 +183,7 @@ Class* registerClass(std::string_view name, Class* superclass,
 }
 
 detail::MessageTarget detail::messageTargetFor(const Class* cls, SEL selector, const char* typeEncoding) {
-  Method* method = cls ? cls->findMethod(selector) : nullptr;
+  Method* method = findMethod(cls, selector);
   if (!method) [[unlikely]]
     throwInvalidArgument(cls, selector, "unrecognized selector sent to instance");
   if (method->typeEncoding && !isSameEncoding(method->typeEncoding, typeEncoding)) [[unlikely]] {

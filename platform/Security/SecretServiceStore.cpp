@@ -3,9 +3,8 @@
 
 #include <chrono>
 #include <functional>
-#include <future>
 
-#include "Dispatch/BackgroundThread.h"
+#include "Security/BoundedOperation.h"
 #include "Security/SecretSession.h"
 
 namespace oq {
@@ -16,12 +15,6 @@ constexpr auto kCancellingPatience = std::chrono::milliseconds(500);
 
 using ServiceItems = std::vector<SecretSession::Item>;
 using Operation = std::function<OSStatus(const SecretSession&)>;
-
-/// Shared by the caller and the operation's thread; lives as long as either needs it.
-struct Conversation {
-  ObjectRef<GCancellable> cancellable{g_cancellable_new()};
-  std::promise<OSStatus> outcome;
-};
 
 OSStatus converse(GCancellable* cancellable, const Operation& operation) {
   // Events for the proxies go to this context instead of the host's.
@@ -40,19 +33,10 @@ OSStatus converse(GCancellable* cancellable, const Operation& operation) {
   return status;
 }
 
-/// The operation must own what it uses: it continues after its caller has timed out.
-OSStatus runBounded(Operation operation) {
-  auto conversation = std::make_shared<Conversation>();
-  std::future<OSStatus> outcome = conversation->outcome.get_future();
-  bool started = startBackgroundThread("oq-keychain", [conversation, operation = std::move(operation)] {
-    conversation->outcome.set_value(converse(conversation->cancellable.get(), operation));
-  });
-  if (!started) return errSecNotAvailable;
-  if (outcome.wait_for(kServicePatience) == std::future_status::ready) return outcome.get();
-  g_cancellable_cancel(conversation->cancellable.get());
-  // An operation may still succeed after the cancellation.
-  bool ended = outcome.wait_for(kCancellingPatience) == std::future_status::ready;
-  return ended ? outcome.get() : errSecNotAvailable;
+OSStatus run(Operation operation) {
+  return runBounded(
+      [operation = std::move(operation)](GCancellable* cancellable) { return converse(cancellable, operation); },
+      kServicePatience, kCancellingPatience);
 }
 
 OSStatus applyChange(const SecretSession& session, const ServiceItems& items, const KeychainAttributes& query,
@@ -79,12 +63,12 @@ OSStatus applyChange(const SecretSession& session, const ServiceItems& items, co
 }  // namespace
 
 bool SecretServiceStore::isUsable() {
-  return runBounded([](const SecretSession&) { return errSecSuccess; }) == errSecSuccess;
+  return run([](const SecretSession&) { return errSecSuccess; }) == errSecSuccess;
 }
 
 OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) {
   auto copy = std::make_shared<KeychainItem>();
-  OSStatus status = runBounded([query, wantsData, copy](const SecretSession& session) {
+  OSStatus status = run([query, wantsData, copy](const SecretSession& session) {
     ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     for (const auto& item : items) {
@@ -99,7 +83,7 @@ OSStatus SecretServiceStore::copyMatching(const KeychainAttributes& query, bool 
 }
 
 OSStatus SecretServiceStore::add(const KeychainItem& item) {
-  return runBounded([item](const SecretSession& session) {
+  return run([item](const SecretSession& session) {
     ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     std::vector<KeychainAttributes> after{item.attributes};
@@ -109,7 +93,7 @@ OSStatus SecretServiceStore::add(const KeychainItem& item) {
 }
 
 OSStatus SecretServiceStore::update(const KeychainAttributes& query, const KeychainChange& change) {
-  return runBounded([query, change](const SecretSession& session) {
+  return run([query, change](const SecretSession& session) {
     ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     return applyChange(session, items, query, change);
@@ -117,7 +101,7 @@ OSStatus SecretServiceStore::update(const KeychainAttributes& query, const Keych
 }
 
 OSStatus SecretServiceStore::remove(const KeychainAttributes& query) {
-  return runBounded([query](const SecretSession& session) {
+  return run([query](const SecretSession& session) {
     ServiceItems items;
     if (OSStatus failure = session.items(items); failure != errSecSuccess) return failure;
     OSStatus status = errSecItemNotFound;

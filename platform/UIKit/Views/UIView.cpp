@@ -84,19 +84,20 @@ void UIView::bringSubviewToFront(const std::shared_ptr<UIView>& view) {
 void UIView::insertSubview(const std::shared_ptr<UIView>& view, std::size_t index) {
   if (!view || isInside(*view)) return;
   const auto self = shared_from_this();
-  const bool isReordered = view->superview() == self;
+  const auto added = view;  // the parameter may be an element of the list that changes below
+  const bool isReordered = added->superview() == self;
   if (!isReordered) {
-    view->removeFromSuperview();
+    added->removeFromSuperview();
     // Callbacks of the removal may have moved this view or the other one.
-    if (view->superview() || isInside(*view)) return;
+    if (added->superview() || isInside(*added)) return;
   }
-  std::erase(_subviews, view);
+  std::erase(_subviews, added);
   index = std::min(index, _subviews.size());
-  _subviews.insert(_subviews.begin() + static_cast<std::ptrdiff_t>(index), view);
+  _subviews.insert(_subviews.begin() + static_cast<std::ptrdiff_t>(index), added);
   setNeedsFrame();
   if (isReordered) return;
-  view->_superview = self;
-  if (window()) view->notifyMovedToWindow(true);
+  added->_superview = self;
+  if (window()) added->notifyMovedToWindow(true);
 }
 
 void UIView::removeFromSuperview() {

@@ -8,30 +8,23 @@
 namespace oq {
 namespace {
 
-struct Case {
-  CGSize window;
-  double height;  ///< of the stage
-  double scale;
-  CGPoint origin;
-};
-
 TEST(StageTest, EveryWindowShowsTheWholeStageCentred) {
-  const Case cases[] = {
-      {{375, 700}, 700, 1, {0, 0}},            // filled, up to a ratio of 0.6
-      {{390, 844}, 811.5385, 1.04, {0, 0}},    //
-      {{320, 568}, 665.625, 0.8533, {0, 0}},   //
-      {{540, 960}, 666.6667, 1.44, {0, 0}},    //
-      {{1080, 1920}, 666.6667, 2.88, {0, 0}},  //
-      {{300, 900}, 812, 0.8, {0, 125}},        // higher than the highest stage
-      {{768, 1024}, 620, 1.5948, {84, 17}},    // between 0.6 and 1: 3/8 of the way from 1.6516 to 1.5
-      {{1000, 1000}, 620, 1.5, {218, 35}},     // wide: at most 1.5
-      {{1280, 800}, 620, 1.2903, {398, 0}},    // smaller than the limit
-      {{1920, 1080}, 620, 1.5, {678, 75}},     //
-      {{3840, 2160}, 620, 1.5, {1638, 615}},   //
-      {{200, 200}, 620, 0.3226, {39, 0}},      //
-      {{0, 0}, 812, 1, {0, 0}},                // not known yet
-  };
-  for (const Case& each : cases) {
+  const struct {
+    CGSize window;
+    double height;  ///< of the stage
+    double scale;
+    CGPoint origin;
+  } cases[] = {{{375, 700}, 700, 1, {0, 0}},            // filled, up to a ratio of 0.6
+               {{390, 844}, 811.5385, 1.04, {0, 0}},    //
+               {{1080, 1920}, 666.6667, 2.88, {0, 0}},  //
+               {{300, 900}, 812, 0.8, {0, 125}},        // higher than the highest stage
+               {{768, 1024}, 620, 1.5948, {84, 17}},    // between 0.6 and 1: 3/8 of the way from 1.6516 to 1.5
+               {{1000, 1000}, 620, 1.5, {218, 35}},     // wide: at most 1.5
+               {{1280, 800}, 620, 1.2903, {398, 0}},    // smaller than the limit
+               {{3840, 2160}, 620, 1.5, {1638, 615}},   //
+               {{200, 200}, 620, 0.3226, {39, 0}},      //
+               {{0, 0}, 812, 1, {0, 0}}};               // not known yet
+  for (const auto& each : cases) {
     SCOPED_TRACE(testing::Message() << each.window.width << "x" << each.window.height);
     const Stage stage = Stage::in(each.window, Stage::sizeFor(each.window), Stage::defaultMaximumScale);
     EXPECT_EQ(stage.size.width, 375);
@@ -66,12 +59,10 @@ TEST(StageTest, StageThatKeepsItsSizeStillFits) {
 }
 
 TEST(StageTest, PicturesArePreparedInHalfSteps) {
-  const auto prepared = [](double scale, double pixels) { return (Stage{{375, 700}, scale, {}}).contentScale(pixels); };
-  EXPECT_EQ(prepared(1, 1), 1);
-  EXPECT_EQ(prepared(1.5, 2), 3);
-  EXPECT_EQ(prepared(1.04, 1), 1.5);
-  EXPECT_EQ(prepared(0.32, 1), 0.5);
-  EXPECT_EQ(prepared(375 / 390.0 * 1.04, 2), 2);
+  const std::tuple<double, double, double> cases[] = {
+      {1, 1, 1}, {1.5, 2, 3}, {1.04, 1, 1.5}, {0.32, 1, 0.5}, {375 / 390.0 * 1.04, 2, 2}};
+  for (const auto& [scale, pixels, prepared] : cases)
+    EXPECT_EQ((Stage{{375, 700}, scale, {}}).contentScale(pixels), prepared);
 }
 
 }  // namespace

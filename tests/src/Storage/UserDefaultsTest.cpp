@@ -33,5 +33,11 @@ TEST_F(SmallValues, SuitesAreSeparateAndTheFirstDefaultNameWins) {
   EXPECT_TRUE(suite.objectForKey("key").is_null());
 }
 
+// A new version finds the environment that an earlier one has stored.
+TEST_F(SmallValues, EnvironmentHasItsPlaceInTheLibrarysSuite) {
+  OQUserDefaults::setEnvironment(1);
+  EXPECT_EQ(UserDefaults::withSuiteName("group.oqsdk")->integerForKey("envType"), 1);
+}
+
 }  // namespace
 }  // namespace oq

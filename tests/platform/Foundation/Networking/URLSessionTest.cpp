@@ -1,15 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-#include <time.h>
+#include <gmock/gmock.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <future>
-#include <memory>
-#include <optional>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,7 +10,6 @@
 #include "Requests.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "support/LoopbackServer.h"
-#include "support/ScratchFolder.h"
 
 namespace oq {
 namespace {
@@ -28,53 +19,44 @@ using namespace test;
 
 class URLSessionTest : public testing::Test {
  protected:
-  void TearDown() override { setURLTransport(nullptr); }
-  void useLimits(const CurlTransport::Limits& limits) { setURLTransport(CurlTransport::make(limits)); }
+  ~URLSessionTest() override { setURLTransport(nullptr); }
 };
 
 TEST_F(URLSessionTest, SendsTheRequestAndReturnsTheResponse) {
   LoopbackServer server;
   server.handle("/echo", [](const auto& request) {
-    return LoopbackServer::Response{500, request.method + " " + request.body};
+    return LoopbackServer::Response{
+        500, request.method + ":" + std::to_string(request.body.size()), "text/plain", {{"Set-Cookie", "a=b"}}};
   });
   URLRequest request = post(server.url("/echo?a=1&b=%20"), "{}");
   request.setValueForHTTPHeaderField("text/plain", "content-type");
   request.setValueForHTTPHeaderField("a\r\nX-Injected: b", "X-Bad");
   auto outcome = perform(std::move(request));
   EXPECT_EQ(outcome.status, 500) << "a response like any other";
-  EXPECT_EQ(outcome.text, "POST {}");
+  EXPECT_EQ(outcome.text, "POST:2");
   EXPECT_EQ(outcome.url, server.url("/echo?a=1&b=%20"));
-
-  auto seen = server.requests().at(0);
+  const auto seen = server.requests().at(0);
   EXPECT_EQ(seen.target, "/echo?a=1&b=%20");
   EXPECT_EQ(seen.header("Content-Type"), "text/plain");
   EXPECT_EQ(seen.header("User-Agent"), "OQSDK/" + OQSDKVersion);
-  auto has = [&](const char* name) {
-    return std::any_of(seen.headers.begin(), seen.headers.end(), [&](auto& field) { return field.first == name; });
-  };
-  for (const char* unwanted : {"Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad"}) EXPECT_FALSE(has(unwanted));
-}
+  EXPECT_EQ(seen.header("Accept-Encoding"), "gzip, deflate");
+  for (const auto& [name, value] : seen.headers)
+    EXPECT_THAT(name, testing::Not(testing::AnyOf("Expect", "Cookie", "Cache-Control", "X-Injected", "X-Bad")));
 
-TEST_F(URLSessionTest, MethodsBodiesAndCachePolicy) {
-  LoopbackServer server;
-  server.handle("/m", [](const auto& request) {
-    return LoopbackServer::Response{
-        200, request.method + ":" + std::to_string(request.body.size()), "text/plain", {{"Set-Cookie", "a=b"}}};
-  });
-  EXPECT_EQ(perform(get(server.url("/m"))).text, "GET:0");
-  EXPECT_EQ(perform(post(server.url("/m"), "")).text, "POST:0");
-  EXPECT_EQ(perform(post(server.url("/m"), std::string(3 << 20, 'x'))).text, "POST:3145728");
-  URLRequest put(URL::withString(server.url("/m")), URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
+  EXPECT_EQ(perform(get(server.url("/echo"))).text, "GET:0");
+  EXPECT_EQ(perform(post(server.url("/echo"), "")).text, "POST:0");
+  EXPECT_EQ(perform(post(server.url("/echo"), std::string(3 << 20, 'x'))).text, "POST:3145728");
+  URLRequest put(URL::withString(server.url("/echo")), URLRequestCachePolicy::ReloadIgnoringLocalAndRemoteCacheData);
   put.setHTTPMethod("PUT");
   put.setHTTPBody(Data{1, 0, 2});
   EXPECT_EQ(perform(put).text, "PUT:3");
-  URLRequest injected = get(server.url("/m"));
-  injected.setHTTPMethod("DELETE /x HTTP/1.1\r\nX:");
-  EXPECT_EQ(perform(injected).text, "GET:0");
-  auto last = server.requests().at(3);
+  put.setHTTPMethod("HEAD");
+  EXPECT_EQ(perform(put).text, "");
+  put.setHTTPMethod("DELETE /x HTTP/1.1\r\nX:");
+  EXPECT_EQ(perform(put).text, "GET:0") << "a method with other characters is not used";
+  const auto last = server.requests().at(4);
   EXPECT_EQ(last.header("Cache-Control"), "no-cache");
-  EXPECT_EQ(last.header("Cookie"), "");
-  EXPECT_EQ(last.header("Expect"), "");
+  EXPECT_EQ(last.header("Cookie") + last.header("Expect"), "");
 }
 
 TEST_F(URLSessionTest, OtherSchemesFailBeforeTheNetwork) {
@@ -112,22 +94,17 @@ INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "
                          [](const auto& method) { return std::string(method.param); });
 
 TEST_F(URLSessionTest, TimesOutOnlyWithoutBytes) {
-  RawServer silent([](RawServer::Connection& connection) {
-    connection.readRequest();
-    connection.waitForClose();
-  });
-  auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(perform(post(silent.url("/"), "{}", 1)).errorCode, URLErrorTimedOut);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
-  EXPECT_EQ(silent.requestCount(), 1u);
-
-  RawServer stalls([](RawServer::Connection& connection) {
-    connection.readRequest();
-    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
-    connection.waitForClose();
-  });
-  EXPECT_EQ(perform(post(stalls.url("/"), "{}", 0.3)).errorCode, URLErrorTimedOut);
-
+  for (const char* begun : {"", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"}) {
+    RawServer silent([&](RawServer::Connection& connection) {
+      connection.readRequest();
+      connection.write(begun);
+      connection.waitForClose();
+    });
+    auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.5)).errorCode, URLErrorTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 500ms);
+    EXPECT_EQ(silent.requestCount(), 1u);
+  }
   // The whole transfer takes longer than the timeout, but each pause is so short that a busy machine may lengthen it.
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
@@ -139,21 +116,6 @@ TEST_F(URLSessionTest, TimesOutOnlyWithoutBytes) {
     connection.waitForClose();
   });
   EXPECT_EQ(perform(post(slow.url("/"), "{}", 2)).text, "xxxxxxxxxxxx");
-  CurlTransport::Limits limits;
-  limits.wholeTransfer = 400ms;
-  useLimits(limits);
-  EXPECT_EQ(perform(post(slow.url("/"))).errorCode, URLErrorTimedOut);
-}
-
-TEST_F(URLSessionTest, ResponseAboveLimitFails) {
-  CurlTransport::Limits limits;
-  limits.bodyBytes = 100'000;
-  useLimits(limits);
-  LoopbackServer server;
-  server.answer("/fits", std::string(100'000, 'x'));
-  server.answer("/long", std::string(100'001, 'x'));
-  EXPECT_EQ(perform(get(server.url("/fits"))).length, 100'000u);
-  EXPECT_EQ(perform(get(server.url("/long"))).errorCode, URLErrorBadServerResponse);
 }
 
 TEST_F(URLSessionTest, RedirectsUseOnlyHTTPSAndAreLimited) {
@@ -180,10 +142,8 @@ TEST_F(URLSessionTest, RedirectsUseOnlyHTTPSAndAreLimited) {
 }
 
 TEST_F(URLSessionTest, ManyRequestsShareFewConnections) {
-  DispatchQueue::installMain();
   LoopbackServer server;
-  std::atomic<int> inside{0};
-  std::atomic<int> most{0};
+  std::atomic<int> inside{0}, most{0};
   server.handle("/n", [&](const auto& request) {
     int now = ++inside;
     for (int known = most; known < now && !most.compare_exchange_weak(known, now);) continue;
@@ -197,74 +157,62 @@ TEST_F(URLSessionTest, ManyRequestsShareFewConnections) {
   EXPECT_LE(server.connectionCount(), 6u);
   EXPECT_LE(most, 6);
   EXPECT_GT(most, 1);
-
-  std::promise<bool> isMain;
-  auto session = URLSession::sessionWithConfiguration({});
-  session
-      ->dataTaskWithRequest(get(server.url("/n")),
-                            [&](auto&, auto&, auto&) {
-                              isMain.set_value(DispatchQueue::currentLabel() == DispatchQueue::main().label());
-                            })
-      ->resume();
-  EXPECT_FALSE(isMain.get_future().get());
 }
 
 // Slow completions delay neither each other nor further requests.
 TEST_F(URLSessionTest, CompletionMayWaitForAnotherRequest) {
+  DispatchQueue::installMain();
   LoopbackServer server;
   server.answer("/a", "a");
-  auto outer = std::make_shared<std::promise<std::string>>();
+  std::promise<std::string> outer;
   auto session = URLSession::sessionWithConfiguration({});
-  session
-      ->dataTaskWithRequest(get(server.url("/a")),
-                            [&, outer](auto&, auto&, auto&) { outer->set_value(perform(get(server.url("/a"))).text); })
-      ->resume();
-  auto future = outer->get_future();
-  ASSERT_EQ(future.wait_for(60s), std::future_status::ready);
-  EXPECT_EQ(future.get(), "a");
+  auto completion = [&](auto&, auto&, auto&) {
+    EXPECT_NE(DispatchQueue::currentLabel(), DispatchQueue::main().label());
+    outer.set_value(perform(get(server.url("/a"))).text);
+  };
+  session->dataTaskWithRequest(get(server.url("/a")), completion)->resume();
+  EXPECT_EQ(outer.get_future().get(), "a");
 }
 
-// Time in the queue for a busy host does not count towards the timeout.
-TEST_F(URLSessionTest, WaitingInQueueIsNotATimeout) {
-  CurlTransport::Limits limits;
-  limits.transfersPerHost = 1;
-  useLimits(limits);
+class OneConnectionTest : public URLSessionTest {
+ protected:
+  OneConnectionTest() {
+    CurlTransport::Limits limits;
+    limits.transfersPerHost = 1;
+    setURLTransport(CurlTransport::make(limits));
+  }
   LoopbackServer server;
+  std::vector<std::future<Outcome>> outcomes;
+};
+
+TEST_F(OneConnectionTest, WaitingInQueueIsNotATimeout) {
   server.handle("/slow", [](const auto&) {
     std::this_thread::sleep_for(300ms);
     return LoopbackServer::Response{200, "done"};
   });
-  std::vector<std::future<Outcome>> outcomes;
   for (int i = 0; i < 9; ++i) outcomes.push_back(start(get(server.url("/slow"), 2)));
   for (auto& outcome : outcomes) EXPECT_EQ(outcome.get().text, "done");
   EXPECT_EQ(server.connectionCount(), 1u);
 }
 
-// A process may exit during transfers. The server runs in the parent process, because it must not end with the child.
-TEST_F(URLSessionTest, ProcessMayExitDuringTransfer) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  std::optional<LoopbackServer> server;
-  if (!getenv("OQSDK_TEST_ADDRESS")) {
-    server.emplace();
-    server->answer("/a", std::string(3000, 'x'));
-    setenv("OQSDK_TEST_ADDRESS", server->url("/a").c_str(), 1);
-  }
-  auto endWithTransfers = [] {
-    std::string address = getenv("OQSDK_TEST_ADDRESS");
-    std::vector<std::future<Outcome>> outcomes;
-    for (int i = 0; i < 600; ++i) outcomes.push_back(start(get(address)));
-    bool isUnderWay = outcomes.front().get().status == 200;
-    std::exit(isUnderWay ? 0 : 1);
-  };
-  for (int i = 0; i < 15; ++i) EXPECT_EXIT(endWithTransfers(), testing::ExitedWithCode(0), "");
-  unsetenv("OQSDK_TEST_ADDRESS");
+/// User reports reach the server before the pictures of campaigns that may be shown later.
+TEST_F(OneConnectionTest, ReportsOvertakeFetches) {
+  std::promise<void> begun, release;
+  server.handle("/first", [&](const auto&) {
+    begun.set_value();
+    release.get_future().wait();
+    return LoopbackServer::Response{200, "ok"};
+  });
+  outcomes.push_back(start(get(server.url("/first"))));
+  begun.get_future().wait();
+  for (const char* picture : {"/picture/1", "/picture/2"}) outcomes.push_back(start(get(server.url(picture))));
+  for (const char* report : {"/report/1", "/report/2"}) outcomes.push_back(start(post(server.url(report))));
+  release.set_value();
+  for (auto& outcome : outcomes) outcomeOf(std::move(outcome));
+  std::vector<std::string> order;
+  for (const auto& request : server.requests()) order.push_back(request.path);
+  EXPECT_THAT(order, testing::ElementsAre("/first", "/report/1", "/report/2", "/picture/1", "/picture/2"));
 }
-
-// The library's milliseconds are its own thread's. In a process that has made requests before, this shows
-// less; under sanitizers, where every step is dearer, nothing. A busy machine makes some of the processes
-// slow; work that does not belong there makes every one slow.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#endif
 
 }  // namespace
 }  // namespace oq

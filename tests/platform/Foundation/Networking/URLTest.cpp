@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "Foundation/Networking/URLSession.h"
 
 namespace oq {
@@ -33,12 +31,13 @@ TEST(URL, SchemeIsLowerCaseAndEmptyForRelativeAddress) {
 }
 
 TEST(HTTPStatus, EveryStatusHasAPhrase) {
-  EXPECT_EQ(localizedStringForStatusCode(404), "not found");
-  EXPECT_EQ(localizedStringForStatusCode(500), "internal server error");
-  EXPECT_EQ(localizedStringForStatusCode(505), "unsupported version");
-  EXPECT_EQ(localizedStringForStatusCode(418), "client error");
-  EXPECT_EQ(localizedStringForStatusCode(299), "success");
-  EXPECT_EQ(localizedStringForStatusCode(-5), "server error");
+  const std::pair<std::int64_t, const char*> phrases[] = {{404, "not found"},
+                                                          {500, "internal server error"},
+                                                          {505, "unsupported version"},
+                                                          {418, "client error"},
+                                                          {299, "success"},
+                                                          {-5, "server error"}};
+  for (const auto& [code, phrase] : phrases) EXPECT_EQ(localizedStringForStatusCode(code), phrase);
 }
 
 }  // namespace

@@ -13,15 +13,6 @@ using namespace oq::test;
 
 namespace {
 
-Table smallDictionary() {
-  Table table;
-  DictNode root;
-  root.keys = {table.add(std::string("name")), table.add(std::string("größe"))};
-  root.values = {table.add(std::string("x")), table.add(std::int64_t{7})};
-  table.root = table.add(root);
-  return table;
-}
-
 /// A list of the given object bytes in sequence, with one-byte offsets and references.
 Data raw(const std::vector<std::string>& objects) {
   std::string text = "bplist00", offsets;
@@ -58,11 +49,6 @@ TEST(BinaryPropertyList, OtherToolsReadEveryKindOfNode) {
             "[True, False, 0, 255, 256, 65536, 4294967296, 9223372036854775807, -9223372036854775808, -1, "
             "9223372036854775808, 0.5, 1.5, datetime.datetime(1970, 1, 2, 0, 0), b'\\x01\\x02', 'long', "
             "'plain', 'aaaaaaaaaaaaaaaaaaaa', 'é😀', '', UID(5), UID(70000)]\n");
-  std::string xml = xmlFromLibplist(data);
-  for (const char* part : {"<integer>-9223372036854775808</integer>", "<string>é😀</string>", "<true/>",
-                           "<date>1970-01-02T00:00:00Z</date>", "<integer>4294967296</integer>"}) {
-    EXPECT_NE(xml.find(part), xml.npos) << part;
-  }
 }
 
 TEST(BinaryPropertyList, ReadsFilesOfOtherTools) {
@@ -72,10 +58,6 @@ TEST(BinaryPropertyList, ReadsFilesOfOtherTools) {
             "'é😀', "
             "UID 300, {'k': ['v']}, date 978307200, '" +
                 std::string(70000, 'a') + "']");
-  EXPECT_EQ(textOf(read(binaryFromLibplist(
-                "<array><true/><integer>-5</integer><real>0.5</real><string>é😀</string><data>eHk=</data>"
-                "<date>2001-01-01T00:00:00Z</date><dict><key>k</key><array/></dict></array>"))),
-            "[True, -5, real 0.5, 'é😀', b'xy', date 978307200, {'k': []}]");
 }
 
 TEST(BinaryPropertyList, ReplacesInvalidUTF8) {
@@ -114,12 +96,6 @@ TEST(BinaryPropertyList, RejectsMalformedFiles) {
   for (const auto& c : cases) EXPECT_FALSE(read(raw(c.objects))) << c.what;
 }
 
-TEST(BinaryPropertyList, KeepsCyclesAsReferences) {
-  auto table = read(raw({bytes({0xA2, 0, 0})}));
-  ASSERT_TRUE(table);
-  EXPECT_EQ(std::get<ArrayNode>(table->nodes[0]).items, (std::vector<Ref>{0, 0}));
-}
-
 TEST(BinaryPropertyList, RejectsManyReferencesToOneLongObject) {
   // 20,000 offsets of the same array of 20,000 references would expand to 1.6 GB.
   std::string text = "bplist00" + bytes({0xAF, 0x11, 20000 >> 8, 20000 & 255}) + std::string(40000, '\0');
@@ -135,22 +111,15 @@ TEST(BinaryPropertyList, RejectsManyReferencesToOneLongObject) {
   EXPECT_FALSE(read(dataFromString(text + trailer)));
 }
 
-TEST(SealedPropertyList, IsReadOnlyWithValidSeal) {
-  const Data sealed = writeSealed(smallDictionary());
-  ASSERT_TRUE(readSealed(sealed));
-  Data longer = sealed;
-  longer.push_back(0);
-  EXPECT_FALSE(readSealed(longer));
-  EXPECT_FALSE(readSealed(write(smallDictionary())));
-  EXPECT_FALSE(readSealed({}));
-}
-
-TEST(SealedPropertyList, OtherToolsReadSealedLists) {
-  Data sealed = writeSealed(smallDictionary());
-  EXPECT_EQ(python("list = plistlib.load(open(path, 'rb'))\nprint(list['name'], list['größe'], "
-                   "list['OQChecksum'][:7])",
-                   sealed),
-            "x 7 b'OQcrc32'\n");
-  EXPECT_NE(xmlFromLibplist(sealed).find("<key>OQChecksum</key>"), std::string::npos);
+TEST(SealedPropertyList, OtherToolsReadItAndAnythingAddedBreaksTheSeal) {
+  Table table;
+  DictNode root{{table.add(std::string("größe"))}, {table.add(std::int64_t{7})}};
+  table.root = table.add(root);
+  Data sealed = writeSealed(table);
+  EXPECT_EQ(python("list = plistlib.load(open(path, 'rb'))\nprint(list['größe'], list['OQChecksum'][:7])", sealed),
+            "7 b'OQcrc32'\n");
+  EXPECT_TRUE(readSealed(sealed));
+  sealed.push_back(0);
+  EXPECT_FALSE(readSealed(sealed));
   EXPECT_TRUE(writeSealed(Table{{std::string("no dictionary")}, 0}).empty());
 }

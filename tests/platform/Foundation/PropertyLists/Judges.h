@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <plist/plist.h>
-
-#include <cstdlib>
 #include <iomanip>
 #include <optional>
 #include <sstream>
@@ -14,7 +11,7 @@
 #include "Foundation/Values/Data.h"
 #include "support/Python.h"
 
-/// Independent readers and writers of property lists.
+/// Property lists as Python writes and reads them.
 namespace oq::test {
 
 inline plist::Table listOf(const std::vector<plist::Node>& nodes) {
@@ -58,41 +55,12 @@ inline std::string textOf(const std::optional<plist::Table>& table) {
 }
 
 /// The bytes that Python writes for the expression.
-inline Data plistFromPython(const std::string& expression) {
+inline Data plistFromPython(const std::string& expression, const std::string& format = "BINARY") {
   ScratchFolder folder;
-  std::string errors = python("open(path, 'wb').write(plistlib.dumps(" + expression +
-                                  ", fmt=plistlib.FMT_BINARY, "
-                                  "sort_keys=False))\n",
-                              folder / "made");
+  const std::string errors = python(
+      "open(path, 'wb').write(plistlib.dumps(" + expression + ", fmt=plistlib.FMT_" + format + ", sort_keys=False))\n",
+      folder / "made");
   return dataFromString(errors + textOfFile(folder / "made"));
-}
-
-/// The bytes that libplist writes for the XML.
-inline Data binaryFromLibplist(const std::string& xml) {
-  std::string document = "<plist version=\"1.0\">" + xml + "</plist>";
-  plist_t list = nullptr;
-  plist_from_xml(document.c_str(), static_cast<std::uint32_t>(document.size()), &list);
-  char* bytes = nullptr;
-  std::uint32_t length = 0;
-  plist_to_bin(list, &bytes, &length);
-  Data data(bytes, bytes + length);
-  std::free(bytes);
-  plist_free(list);
-  return data;
-}
-
-/// The XML that libplist makes of a binary list; "" if it cannot read it.
-inline std::string xmlFromLibplist(const Data& data) {
-  plist_t list = nullptr;
-  plist_from_bin(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &list);
-  if (!list) return "";
-  char* text = nullptr;
-  std::uint32_t length = 0;
-  plist_to_xml(list, &text, &length);
-  std::string xml(text, length);
-  std::free(text);
-  plist_free(list);
-  return xml;
 }
 
 }  // namespace oq::test

@@ -11,7 +11,6 @@
 #include <random>
 
 #include "Foundation/Files/FileManager.h"
-#include "Foundation/PropertyLists/KeyedArchiver.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "support/ScratchFolder.h"
 
@@ -22,44 +21,18 @@ namespace {
 
 using namespace oq::test;
 
-/// One of the many objects of an archive; all objects of one archive have the same number.
-struct Stamp : SecureCoding {
-  static constexpr const char* ArchivedClassName = "OQStamp";
-  std::int64_t number = 0;
-  JSONValue text;
-  std::string archivedClassName() const override { return ArchivedClassName; }
-  void encodeWithCoder(KeyedArchiver& coder) const override {
-    coder.encodeInteger(number, "number");
-    coder.encodeObject(text, "text");
-  }
-  void initWithCoder(const KeyedUnarchiver& coder) {
-    number = coder.decodeInteger("number");
-    text = coder.decodeValue("text");
-  }
-};
-
-constexpr std::size_t kStampsPerArchive = 300;
-
-Data archiveOf(std::int64_t number) {
-  std::vector<std::shared_ptr<const SecureCoding>> stamps;
-  for (std::size_t i = 0; i < kStampsPerArchive; ++i) {
-    auto stamp = std::make_shared<Stamp>();
-    stamp->number = number;
-    stamp->text = JSONValue(std::string(200, 'a') + std::to_string(i) + "." + std::to_string(number));
-    stamps.push_back(stamp);
-  }
-  return KeyedArchiver::archivedDataWithRootObjects(stamps);
+/// The number in 20,000 lines.
+std::string linesOf(std::int64_t number) {
+  std::string lines;
+  for (int i = 0; i < 20'000; ++i) lines += std::to_string(number) + "\n";
+  return lines;
 }
 
-/// The number of the archive in the file; nullopt if the file is not one complete archive.
+/// The number in the file; nullopt if its contents are incomplete or of several writes.
 std::optional<std::int64_t> numberIn(const std::filesystem::path& file) {
-  auto bytes = contentsOfFile(file);
-  auto stamps = bytes ? KeyedUnarchiver::unarchiveArrayOf<Stamp>(*bytes) : std::nullopt;
-  if (!stamps || stamps->size() != kStampsPerArchive) return std::nullopt;
-  for (const auto& stamp : *stamps) {
-    if (stamp->number != stamps->front()->number) return std::nullopt;
-  }
-  return stamps->front()->number;
+  const std::string lines = textOfFile(file);
+  const std::int64_t number = std::atoll(lines.c_str());
+  return lines == linesOf(number) ? std::optional(number) : std::nullopt;
 }
 
 /// The writer's progress: the last write that it began, and the last one that it completed.
@@ -102,107 +75,62 @@ Progress killWriter(const Write& write, std::int64_t first, std::mt19937& random
   return progress;
 }
 
-int killCount() {
-  const char* count = std::getenv("OQSDK_KILLS");
-  return count ? std::atoi(count) : 50;
-}
-
-/// Kills a writer repeatedly. Counts the kills after which the file was incomplete or lacked an acknowledged write.
-/// Each writer continues with the number in the file. If writes are so fast that no kill hit one, which would prove
-/// nothing, more kills follow.
-struct Tally {
-  int kills = 0, inside = 0, faults = 0;
-};
-
-Tally killAgainAndAgain(int kills, const Write& write, const std::function<std::optional<std::int64_t>()>& read,
-                        bool untilFirstFault = false) {
+/// Kills a writer repeatedly. After each kill the file must be complete and have every acknowledged write. Each writer
+/// continues with the number in the file. If writes are so fast that no kill hit one, which would prove nothing, more
+/// kills follow.
+void killAgainAndAgain(const char* what, const Write& write, const std::function<std::optional<std::int64_t>()>& read) {
+  const char* wanted = std::getenv("OQSDK_KILLS");
+  const int enough = wanted ? std::atoi(wanted) : 50;
   std::mt19937 random(std::random_device{}());
-  Tally tally;
-  std::int64_t next = 1;
-  const auto isEnough = [&] {
-    return tally.kills >= (tally.inside > 0 ? kills : 40 * kills) || (untilFirstFault && tally.faults > 0);
-  };
-  while (!isEnough()) {
-    Progress progress = killWriter(write, next, random);
-    ++tally.kills;
-    tally.inside += progress.isInside();
-    auto found = read();
+  int kills = 0, inside = 0, faults = 0;
+  for (std::int64_t next = 1; kills < (inside > 0 ? enough : 40 * enough); ++kills) {
+    const Progress progress = killWriter(write, next, random);
+    inside += progress.isInside();
+    const auto found = read();
     // Before the first write has ended, the file may be missing.
-    bool isSound = found ? *found == progress.done || *found == progress.begun : progress.done == 0;
-    tally.faults += !isSound;
+    const bool isSound = found ? *found == progress.done || *found == progress.begun : progress.done == 0;
+    faults += !isSound;
     next = found.value_or(0) + 1;
   }
-  return tally;
+  std::printf("[ kills    ] %s: %d kills, %d inside a write, %d faults\n", what, kills, inside, faults);
+  EXPECT_EQ(faults, 0);
+  EXPECT_GT(inside, 0) << "no kill hit a write: nothing was proved";
 }
 
-void report(const char* what, const Tally& tally) {
-  std::printf("[ kills    ] %s: %d kills, %d inside a write, %d faults\n", what, tally.kills, tally.inside,
-              tally.faults);
-}
-
-TEST(KilledWriter, ArchiveKeepsAllAcknowledgedWrites) {
+TEST(KilledWriter, FileKeepsAllAcknowledgedWrites) {
   ScratchFolder folder;
-  auto file = folder / "list.plist";
-  auto tally = killAgainAndAgain(
-      killCount(),
-      [&](std::int64_t number) {
-        return [&file, bytes = archiveOf(number)] { return writeFileAtomically(file, bytes); };
-      },
-      [&] { return numberIn(file); });
-  report("archive", tally);
-  EXPECT_EQ(tally.faults, 0);
-  EXPECT_GT(tally.inside, 0) << "no kill hit a write: nothing was proved";
+  const auto file = folder / "list.plist";
+  const auto write = [&](std::int64_t number) {
+    return [&file, bytes = dataFromString(linesOf(number))] { return writeFileAtomically(file, bytes); };
+  };
+  killAgainAndAgain("file", write, [&] { return numberIn(file); });
   // The next write removes the files of the killed processes.
-  EXPECT_TRUE(writeFileAtomically(file, archiveOf(1)));
+  EXPECT_TRUE(writeFileAtomically(file, {1}));
   EXPECT_EQ(enumerateDirectory(folder.path()), std::vector<std::filesystem::path>{"list.plist"});
-}
-
-/// The same without the rename that makes writes safe: shows that the kills detect unsafe writes.
-TEST(KilledWriter, WritesWithoutRenameAreDetected) {
-  ScratchFolder folder;
-  auto file = folder / "list.plist";
-  auto writeInPlace = [&file](const Data& bytes) {
-    FILE* stream = std::fopen(file.c_str(), "w");
-    bool isWritten = stream && std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() &&
-                     std::fflush(stream) == 0 && ::fsync(::fileno(stream)) == 0;
-    return stream && std::fclose(stream) == 0 && isWritten;
-  };
-  auto write = [&](std::int64_t number) {
-    return [&writeInPlace, bytes = archiveOf(number)] { return writeInPlace(bytes); };
-  };
-  auto tally = killAgainAndAgain(
-      2000, write, [&] { return numberIn(file); }, true);
-  report("archive without the rename, until the first fault", tally);
-  EXPECT_GT(tally.faults, 0);
 }
 
 TEST(KilledWriter, UserDefaultsKeepAllAcknowledgedWrites) {
   ScratchFolder folder;
   setApplicationDataDirectory(folder.path());
-  const std::string padding(3000, 'x');
   // Two rows per number: a small one, and one that fills pages of the database.
-  auto write = [&](std::int64_t number) {
-    auto suite = UserDefaults::withSuiteName("killed");
-    return [suite, number, text = JSONValue(padding + std::to_string(number))] {
+  const auto textFor = [](std::int64_t number) { return JSONValue(std::string(3000, 'x') + std::to_string(number)); };
+  const auto write = [&](std::int64_t number) {
+    return [suite = UserDefaults::withSuiteName("killed"), number, text = textFor(number)] {
       return suite->setObject(text, "text") && suite->setObject(JSONValue(number), "number") &&
              (number % 3 != 0 || suite->synchronize());
     };
   };
-  auto read = [&]() -> std::optional<std::int64_t> {
+  const auto read = [&]() -> std::optional<std::int64_t> {
     closeAllUserDefaults();
     auto suite = UserDefaults::withSuiteName("killed");
-    std::int64_t number = suite->integerForKey("number");
-    PropertyValue text = suite->objectForKey("text");
+    const std::int64_t number = suite->integerForKey("number");
+    const PropertyValue text = suite->objectForKey("text");
     closeAllUserDefaults();
-    auto isTextOf = [&](std::int64_t n) { return text == PropertyValue(JSONValue(padding + std::to_string(n))); };
-    if (number == 0 && !isTextOf(1)) return std::nullopt;
     // The text is written first, so it may be one ahead.
-    return isTextOf(number) || isTextOf(number + 1) ? std::optional(number) : std::nullopt;
+    if (text == PropertyValue(textFor(number + 1))) return number;
+    return number > 0 && text == PropertyValue(textFor(number)) ? std::optional(number) : std::nullopt;
   };
-  auto tally = killAgainAndAgain(killCount(), write, read);
-  report("user defaults", tally);
-  EXPECT_EQ(tally.faults, 0);
-  EXPECT_GT(tally.inside, 0) << "no kill hit a write: nothing was proved";
+  killAgainAndAgain("user defaults", write, read);
 }
 
 }  // namespace

@@ -28,6 +28,7 @@ TEST(Device, AllProcessesShareOneIdentifier) {
   EXPECT_EQ(std::string(text, sizeof text), own + own + own + own);
   EXPECT_EQ(own.find_first_not_of("0123456789ABCDEF-"), own.npos);
   for (int end : ends) ::close(end);
+  EXPECT_EQ(modeOf(preferencesDirectory() / "identifierForVendor"), 0600u);
 
   writeText(preferencesDirectory() / "identifierForVendor", "torn");
   EXPECT_EQ(identifierForVendor().size(), 36u);

@@ -3,11 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <string_view>
-
 using namespace oq;
 
 TEST(Base64, DecodesOnlyWellFormedInput) {
@@ -25,18 +20,13 @@ TEST(Base64, DecodesOnlyWellFormedInput) {
   Data bytes;
   for (int i = 0; i < 256; ++i) {
     bytes.push_back(static_cast<std::uint8_t>(i));
-    std::string text = base64EncodedString(bytes);
-    EXPECT_EQ(text.find('\n'), text.npos);
-    EXPECT_EQ(dataWithBase64(text), bytes);
+    EXPECT_EQ(dataWithBase64(base64EncodedString(bytes)), bytes);
   }
+  EXPECT_EQ(base64EncodedString(bytes).find('\n'), std::string::npos);
 }
 
 TEST(UTF8, DistinguishesValidFromInvalid) {
-  for (std::string_view text : {std::string_view(""), std::string_view("a\0b\0", 4), std::string_view("é😀")}) {
-    EXPECT_TRUE(isValidUTF8(text));
-  }
-  for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"}) {
+  EXPECT_TRUE(isValidUTF8(std::string_view("a\0é😀", 8)));
+  for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"})
     EXPECT_FALSE(isValidUTF8(text)) << text;
-  }
-  EXPECT_FALSE(isValidUTF8(std::string_view("\0\xff", 2)));
 }

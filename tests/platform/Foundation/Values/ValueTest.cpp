@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <string>
-#include <utility>
 
 #include "Foundation/Values/JSONValue.h"
 
@@ -17,35 +14,20 @@ namespace {
 TEST(Value, HoldsWhatItIsMadeFrom) {
   constexpr auto largest = std::numeric_limits<unsigned long long>::max();
   const std::string text = "tea";
-  const struct {
-    Value value;
-    std::string json;
-  } cases[] = {
-      {{}, "null"},
-      {nullptr, "null"},
-      {static_cast<const char*>(nullptr), "null"},
-      {false, "false"},
-      {'a', "97"},
-      {-7, "-7"},
-      {largest, "18446744073709551615"},
-      {0.5F, "0.5"},
-      {2.0, "2.0"},
-      {3.0L, "3.0"},
-      {"tea", "\"tea\""},
-      {text, "\"tea\""},
-      {std::string_view("a\0b", 3), "\"a\\u0000b\""},
-      {Dictionary(), "{}"},
-      {Array(), "[]"},
-      {Dictionary{{"b", 1}, {"a", Dictionary{{text, Array{1, "x", nullptr}}}}, {"b", 2}},
-       R"({"b":2,"a":{"tea":[1,"x",null]}})"},
-      {{{"outer", {{"inner", true}}}}, R"({"outer":{"inner":true}})"},
-      {Array{Array{1}}, "[[1]]"},
-      {Array(Array{1}), "[1]"},
-      {Array{Value(Array{1})}, "[[1]]"},
-      {Value{Array{1}}, "[1]"},
-      {Array{std::nan("")}, "[null]"},
-  };
-  for (const auto& each : cases) EXPECT_EQ(each.value.json(), each.json);
+  const Value scalars = Array{
+      Value(), nullptr, static_cast<const char*>(nullptr), false,        'a',     -7,          largest, 0.5F, 2.0, 3.0L,
+      "tea",   text,    std::string_view("a\0b", 3),       Dictionary(), Array(), std::nan("")};
+  EXPECT_EQ(scalars.json(),
+            "[null,null,null,false,97,-7,18446744073709551615,0.5,2.0,3.0,\"tea\",\"tea\","
+            "\"a\\u0000b\",{},[],null]");
+  EXPECT_EQ(Value(Dictionary{{"b", 1}, {"a", Dictionary{{text, Array{1, "x", nullptr}}}}, {"b", 2}}).json(),
+            R"({"b":2,"a":{"tea":[1,"x",null]}})");
+  const Value braced = {{"outer", {{"inner", true}}}};
+  EXPECT_EQ(braced.json(), R"({"outer":{"inner":true}})");
+  EXPECT_EQ(Value(Array{Array{1}}).json(), "[[1]]");
+  EXPECT_EQ(Value(Array(Array{1})).json(), "[1]");
+  EXPECT_EQ(Value(Array{Value(Array{1})}).json(), "[[1]]");
+  EXPECT_EQ(Value{Array{1}}.json(), "[1]");
 }
 
 TEST(Value, IsReadByItsKind) {
@@ -98,17 +80,12 @@ TEST(Value, ParsesJSONOrSaysWhatIsWrong) {
   std::string error = "old";
   EXPECT_EQ(Value::parse("\xEF\xBB\xBF [1, 2.0, \"é\"] ", &error).json(), "[1,2.0,\"é\"]");
   EXPECT_EQ(error, "");
-  const std::pair<std::string, const char*> wrong[] = {{"", "not JSON at byte 0"},
-                                                       {"[1, 2", "not JSON at byte 5"},
-                                                       {"[1, x]", "not JSON at byte 4"},
-                                                       {"1 2", "not JSON at byte 2"},
-                                                       {"[1e999]", "a number is out of range"},
-                                                       {"\"\xff\"", "not JSON at byte 1"},
-                                                       {std::string(600, '['), "not JSON at byte 512"}};
-  for (const auto& [text, reason] : wrong) {
-    EXPECT_TRUE(Value::parse(text, &error).isNull()) << text;
+  for (const auto& [text, reason] : {std::pair{"", "not JSON at byte 0"},
+                                     {"[1, x]", "not JSON at byte 4"},
+                                     {"1 2", "not JSON at byte 2"},
+                                     {"[1e999]", "a number is out of range"}}) {
+    EXPECT_TRUE(Value::parse(text, &error).isNull() && Value::parse(text).isNull()) << text;
     EXPECT_NE(error.find(reason), std::string::npos) << text << ": " << error;
-    EXPECT_TRUE(Value::parse(text).isNull());
   }
 }
 
