@@ -23,7 +23,7 @@ packages=(
 # Test libraries, a second compiler, programs that the tests run, and the formatter that they check with.
 tests=(
   libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14
-  openssl sqlite3 dbus
+  openssl sqlite3 nginx dbus
   # The keychain with a Secret Service: the service, and the library that the keychain loads at run time.
   gnome-keyring libsecret-1-0
   # A window manager, a Wayland compositor, window properties, another kind of GTK window, one more font.
@@ -55,5 +55,9 @@ if [[ $(id -u) -ne 0 ]]; then
 fi
 echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
+# The tests start their own nginx. The package must not start one as a service.
+nginx_is_new() { [[ " ${missing[*]} " == *" nginx "* && -d /run/systemd/system ]]; }
+! nginx_is_new || "${as_root[@]}" systemctl --quiet mask nginx
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+! nginx_is_new || { "${as_root[@]}" systemctl --quiet unmask nginx; "${as_root[@]}" systemctl --quiet disable nginx; }

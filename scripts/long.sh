@@ -40,7 +40,10 @@ for part in "${parts[@]}"; do
   case $part in
     kills) OQSDK_KILLS=${OQSDK_KILLS:-1000} tests dev platform_tests 'KilledWriter.*' ;;
     display) OQSDK_KILLS=${OQSDK_KILLS:-500} tests dev core_tests 'KillTest.*' ;;
-    idle) tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*' ;;
+    idle)
+      OQSDK_NGINX_CYCLES=${OQSDK_NGINX_CYCLES:-50} \
+        tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*'
+      ;;
     stage)
       cmake --preset dev >/dev/null
       cmake --build --preset dev --target gtk_fixture oqsdk_webkit -- --quiet

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/eventfd.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +17,8 @@
 #include "Foundation/Networking/CurlTransport.h"
 #include "Requests.h"
 #include "support/LoopbackServer.h"
+#include "support/ScratchFolder.h"
+#include "support/TestCertificates.h"
 
 /// Kept connections that end between requests.
 namespace oq {
@@ -213,6 +218,82 @@ TEST_F(IdleConnections, RedirectToClosedConnectionRepeatsOnlyUnsentRequest) {
   EXPECT_EQ(first.requests().size(), 5u);
   EXPECT_THAT(second.requests(), testing::ElementsAre("GET:/before", "GET:/there", "GET:/before", "POST:/there",
                                                       "GET:/before", "GET:/there", "GET:/before", "GET:/before"));
+}
+
+/// A real nginx on a free port, in its own folder. It closes connections that were idle for two seconds.
+class Nginx {
+ public:
+  Nginx() {
+    TestAuthority::trusted().trust();
+    const Identity identity = TestAuthority::trusted().issue("DNS:localhost,IP:127.0.0.1");
+    identity.write(_folder / "certificate.pem", _folder / "key.pem");
+    const FileDescriptor listener(listenOnLoopback(_port));
+    _folder.write("nginx.conf", R"(
+daemon off; worker_processes 1; pid nginx.pid;
+events {}
+http {
+  keepalive_timeout 2;
+  log_format name '$request_method:$uri';
+  access_log access.log name;
+  client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path fastcgi; uwsgi_temp_path uwsgi;
+  scgi_temp_path scgi;
+  server {
+    listen 127.0.0.1:)" + std::to_string(_port) +
+                                    R"( ssl;
+    ssl_certificate certificate.pem; ssl_certificate_key key.pem;
+    location / { return 200 $request_method:$uri; }
+  }
+})");
+    // nginx takes over the open socket, as it does when it restarts itself: no other program can take the port.
+    const std::string prefix = _folder.path().string() + "/", socket = "NGINX=" + std::to_string(listener.get()) + ";";
+    const char* const environment[] = {socket.c_str(), nullptr};
+    _process = ::fork();
+    if (_process != 0) return;
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    ::fcntl(listener.get(), F_SETFD, 0);
+    ::fcntl(listener.get(), F_SETFL, O_NONBLOCK);
+    ::execle("/usr/sbin/nginx", "nginx", "-p", prefix.c_str(), "-c", "nginx.conf", "-e", "error.log", nullptr,
+             environment);
+    ::_exit(127);
+  }
+  ~Nginx() { stop(); }
+  Nginx(const Nginx&) = delete;
+  Nginx& operator=(const Nginx&) = delete;
+
+  int port() const { return _port; }
+  std::string url(const std::string& path) const { return "https://localhost:" + std::to_string(_port) + path; }
+  /// Afterwards its log is complete.
+  void stop() {
+    if (_process <= 0) return;
+    ::kill(_process, SIGQUIT);
+    statusOf(std::exchange(_process, -1));
+  }
+  std::vector<std::string> requests() const {
+    std::ifstream log(_folder / "access.log");
+    return {std::istream_iterator<std::string>(log), {}};
+  }
+  std::string errors() const { return textOfFile(_folder / "error.log"); }
+
+ private:
+  ScratchFolder _folder;
+  int _port = 0;
+  pid_t _process = -1;
+};
+
+TEST_F(IdleConnections, ConnectionsClosedByNginxLoseNoRequest) {
+  const char* cycles = std::getenv("OQSDK_NGINX_CYCLES");  // four seconds each
+  Nginx nginx;
+  const auto url = [&](const std::string& path) { return nginx.url(path); };
+  sendBurst(1, url);
+  ASSERT_FALSE(HasFailure()) << nginx.errors();
+  for (int cycle = 0; cycle < (cycles ? std::atoi(cycles) : 1); ++cycle) {
+    for (const int count : {6, 1}) {
+      ASSERT_TRUE(hasNewsOnAll(nginx.port()));
+      sendBurst(count, url);
+    }
+  }
+  nginx.stop();
+  EXPECT_THAT(nginx.requests(), testing::UnorderedElementsAreArray(_sent));
 }
 
 }  // namespace
