@@ -26,7 +26,6 @@
 namespace oq::test {
 namespace {
 
-constexpr int processCount = 8;
 /// The display count of each window. Each process shows a window at most once.
 constexpr std::array<int, 4> counts = {1, 5, 8, 11};
 constexpr int kProcessWindows = static_cast<int>(counts.size());
@@ -200,7 +199,8 @@ struct Tally {
 };
 
 /// Runs processes that start and record their events at the same time, until they end or are killed.
-void runTogether(const std::filesystem::path& folder, Deaths deaths, std::mt19937& random, Tally& tally) {
+void runTogether(int processCount, const std::filesystem::path& folder, Deaths deaths, std::mt19937& random,
+                 Tally& tally) {
   const auto pick = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
   Pipe go;
   std::vector<std::unique_ptr<Process>> processes;
@@ -225,16 +225,23 @@ void runTogether(const std::filesystem::path& folder, Deaths deaths, std::mt1993
   for (const auto& process : processes) tally.add(*process);
 }
 
+/// Processes that run at the same time, in several lives of the application one after the other.
+struct Kind {
+  const char* name;
+  Deaths deaths;
+  int processes = 8, lives = 2;
+};
+
 struct Totals {
   int shown = 0, died = 0, counted = 0, unanswered = 0, killed = 0, busy = 0;
 };
 
-/// Runs eight processes and then eight more in a new folder. The first ones find no records.
-void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
+/// Starts in a new folder: the processes of the first life find no records.
+void playRound(std::mt19937& random, const Kind& kind, Totals& totals) {
   const ScratchFolder folder;
   Tally tally;
-  for (int life = 1; life <= 2; ++life) {
-    runTogether(folder.path(), deaths, random, tally);
+  for (int life = 1; life <= kind.lives; ++life) {
+    runTogether(kind.processes, folder.path(), kind.deaths, random, tally);
     auto counted = countedIn(folder.path());
     for (int i = 0; i < kProcessWindows; ++i) {
       const auto window = static_cast<std::size_t>(i);
@@ -244,11 +251,11 @@ void playRound(std::mt19937& random, Deaths deaths, Totals& totals) {
       const int known = tally.shown[window] + tally.died[window];
       EXPECT_LE(known, counted[i]);
       EXPECT_GE(known + tally.unanswered[window], counted[i]);
-      EXPECT_TRUE(deaths == Deaths::AnyMoment || tally.unanswered[window] == 0) << tally.unanswered[window];
+      EXPECT_TRUE(kind.deaths == Deaths::AnyMoment || tally.unanswered[window] == 0) << tally.unanswered[window];
       EXPECT_TRUE(tally.usedUp[window] == 0 || counted[i] == counts[window]) << counted[i];
-      const int mostShown = std::min(counts[window], life * processCount);
-      EXPECT_TRUE(deaths != Deaths::None || tally.shown[window] == mostShown) << tally.shown[window];
-      if (life == 1) continue;
+      const int mostShown = std::min(counts[window], life * kind.processes);
+      EXPECT_TRUE(kind.deaths != Deaths::None || tally.shown[window] == mostShown) << tally.shown[window];
+      if (life < kind.lives) continue;
       totals.shown += tally.shown[window];
       totals.died += tally.died[window];
       totals.counted += counted[i];
@@ -266,15 +273,18 @@ int rounds() {
 
 void playRounds() {
   std::mt19937 random(std::random_device{}());
-  const std::pair<Deaths, const char*> kinds[] = {
-      {Deaths::None, "no deaths"}, {Deaths::BeforeTheFrame, "deaths before the frame"}, {Deaths::AnyMoment, "kills"}};
-  for (const auto& [deaths, name] : kinds) {
+  const Kind kinds[] = {{"no deaths", Deaths::None},
+                        {"deaths before the frame", Deaths::BeforeTheFrame},
+                        {"kills", Deaths::AnyMoment},
+                        {"kills of a process that runs alone", Deaths::AnyMoment, 1, 20}};
+  for (const Kind& kind : kinds) {
     Totals totals;
-    for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) playRound(random, deaths, totals);
+    for (int round = 0; round < rounds() && !testing::Test::HasFailure(); ++round) playRound(random, kind, totals);
     std::printf(
-        "[ process  ] %s, %d rounds of 8 processes and 8 more: %d counted, %d shown, %d died before the frame, "
+        "[ process  ] %s, %d rounds with %d runs of %d processes: %d counted, %d shown, %d died before the frame, "
         "%d killed, %d of them without an answer; records busy %d times\n",
-        name, rounds(), totals.counted, totals.shown, totals.died, totals.killed, totals.unanswered, totals.busy);
+        kind.name, rounds(), kind.lives, kind.processes, totals.counted, totals.shown, totals.died, totals.killed,
+        totals.unanswered, totals.busy);
     std::fflush(stdout);  // so that forks do not print it again
   }
 }
@@ -286,7 +296,7 @@ void stopOne() {
   constexpr int eventCount = 3;
   Pipe stopped, resumed;
   std::vector<std::unique_ptr<Process>> others;
-  for (int number = 1; number < processCount; ++number) {
+  for (int number = 0; number < 7; ++number) {
     others.push_back(std::make_unique<Process>([&](Pipe& reports) {
       stopped.closeWriter();
       resumed.closeWriter();
@@ -353,7 +363,7 @@ void inProgram(void (*body)()) {
 }
 
 /// OQSDK_PROCESS_ROUNDS sets a larger number of rounds.
-TEST(ProcessesTest, EightProcessesShareTheCounts) {
+TEST(ProcessesTest, CountsAreSharedAndSurviveKills) {
   inProgram(playRounds);
 }
 
