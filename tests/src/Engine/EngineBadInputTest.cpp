@@ -112,24 +112,5 @@ TEST_F(EngineBadInputTest, EventsWithValuesOfWrongTypesAreAccepted) {
   EXPECT_EQ(engine->userId(), "ann");
 }
 
-TEST_F(EngineBadInputTest, AcceptsThousandsOfWindows) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr std::int64_t windows = 5000;  // each costs a millisecond
-#else
-  constexpr std::int64_t windows = 50000;
-#endif
-  relaunch();
-  JSONArray records;
-  for (std::int64_t i = 0; i < windows; ++i) {
-    records.push_back(
-        {{"id", i}, {"count", 1}, {"event", {{"xwhat", "buy"}, {"xcontext", {{"n", std::to_string(i)}}}}}});
-  }
-  deliverInApp(records);
-  const std::string last = std::to_string(windows - 1);
-  receive("buy", {{"n", last}, {"m", "0"}});
-  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{last});
-  EXPECT_EQ(usedCountsOnDisk().back(), std::pair(windows - 1, std::int64_t{1}));
-}
-
 }  // namespace
 }  // namespace oq::test

@@ -7,6 +7,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <future>
+#include <iostream>
 #include <map>
 #include <random>
 #include <thread>
@@ -15,7 +18,9 @@
 #include "Foundation/Values/Number.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
+#include "Utils/OQLogger.h"
 #include "support/EngineTest.h"
+#include "support/ImmediateTransport.h"
 #include "support/Threads.h"
 
 namespace oq::test {
@@ -233,33 +238,6 @@ TEST_F(EngineStressTest, TwoThreadsWithTheSameEventShowAWindowOnce) {
   for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
 }
 
-TEST_F(EngineStressTest, RecordFileNeverLosesACount) {
-  constexpr int rounds = 100;
-  relaunch();
-  deliverInApp(campaigns(2 * rounds));
-  std::barrier round(2);
-  const auto bring = [&](int thread, int i) {
-    round.arrive_and_wait();
-    // A different delay between the two threads in every round.
-    const auto begin = std::chrono::steady_clock::now() + std::chrono::microseconds(i % 50 * 20 * thread);
-    while (std::chrono::steady_clock::now() < begin) {
-    }
-    engine->onEventDataReceived(uploadInfo("e" + std::to_string(2 * i + thread)));
-    round.arrive_and_wait();
-  };
-  std::thread other([&] {
-    for (int i = 0; i < rounds; ++i) bring(1, i);
-  });
-  int missing = 0;
-  for (int i = 0; i < rounds; ++i) {
-    bring(0, i);
-    const auto counts = usedCountsOnDisk();
-    for (int id = 0; id < 2 * i + 2; ++id) missing += counts.at(static_cast<std::size_t>(id)).second == 1 ? 0 : 1;
-  }
-  other.join();
-  EXPECT_EQ(missing, 0) << "counts that a later write has overwritten";
-}
-
 TEST_F(EngineStressTest, EventDuringTheInstallationOfTheFirstListIsMatched) {
   network->answer("/push/sdk/in_app", textOf(listAnswer(campaigns(4000))));
   for (int turn = 0; turn < 3; ++turn) {
@@ -289,6 +267,158 @@ TEST_F(EngineStressTest, ConcurrentLoginsFetchTheWindowsOnce) {
   settle();
   EXPECT_EQ(network->requests("/push/sdk/in_app").size(), 1u);
   EXPECT_EQ(network->requests("/push/sdk/event/subscribe").size(), 4u);
+}
+
+using Callout = std::function<void(const std::string& where)>;
+
+class CallingEngine : public RecordingEngine {
+ public:
+  Callout callout;
+
+ protected:
+  void presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action) override {
+    callout("window");
+    RecordingEngine::presentWindow(window, std::move(action));
+  }
+};
+
+void useAllOf(OQSDKManager& engine) {
+  engine.onEventDataReceived(uploadInfo("other"));
+  engine.getInAppList();
+  engine.syncRecordTree();
+  engine.syncInAppData();
+  engine.setNetwork(engine.network());
+  (void)engine.recentDecisions();
+  (void)engine.inAppDataArray();
+  (void)engine.waitingEvents();
+  (void)engine.recordTree()->allNodes();
+  OQLogger::getInstance().flush();
+}
+
+/// During each callout of the engine, another thread uses the whole engine, and the callout waits for that thread. If
+/// the engine held a lock, this would deadlock.
+TEST_F(EngineTest, HoldsNoLockDuringCallouts) {
+  const auto calling = std::make_shared<CallingEngine>();
+  engine = calling;
+  std::map<std::string, int> callouts;
+  std::atomic<bool> isUsed{false};
+  const Callout callout = [&](const std::string& where) {
+    if (isUsed.exchange(true)) return;  // caused by the other thread
+    if (++callouts[where] > 2) {
+      isUsed = false;
+      return;
+    }
+    auto use = std::async(std::launch::async, [&] { useAllOf(*calling); });
+    if (use.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+      std::cerr << "a lock is held while calling out: " << where << std::endl;
+      std::abort();
+    }
+    isUsed = false;
+  };
+  calling->callout = callout;
+  setPlatformLogHandler([&](std::string_view) { callout("platform log"); });
+  const std::map<std::string, std::string> answers = {
+      {"/push/sdk/login", R"({"code":0,"token":"T"})"},
+      {"/push/sdk/event/subscribe", textOf(listAnswer({campaign("9", "buy")}))},
+      {"/push/sdk/in_app", textOf(listAnswer({campaign("1", "buy"), campaign("2", "view")}))},
+      {"/push/sdk/event/trigger", R"({"code":0})"},
+      {"/push/sdk/in_app/callback", R"({"code":0})"}};
+  setURLTransport(std::make_shared<ImmediateTransport>([&](const std::string& path) -> std::optional<std::string> {
+    callout(path);
+    const auto known = answers.find(path);
+    return known == answers.end() ? std::nullopt : std::optional(known->second);
+  }));
+  engine->onEventDataReceived(uploadInfo("buy"));  // waits for the lists
+  engine->login();
+  while (DispatchQueue::drainMain() > 0) {
+  }
+  engine->onEventDataReceived(uploadInfo("view"));
+  engine->shown().at(0).action(3, nullptr);
+  EXPECT_EQ(engine->shownIds(), (std::vector<std::string>{"1", "2"}));
+  for (const char* where : {"/push/sdk/login", "/push/sdk/event/subscribe", "/push/sdk/in_app", "/1.png",
+                            "/push/sdk/event/trigger", "/push/sdk/in_app/callback", "platform log", "window"}) {
+    EXPECT_GT(callouts[where], 0) << where;
+  }
+  setPlatformLogHandler([](std::string_view) {});
+}
+
+constexpr int kSoakWindows = 50;
+
+double residentMegabytes() {
+  std::size_t total = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return static_cast<double>(resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE))) / 1e6;
+}
+
+std::ptrdiff_t descriptorCount() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+/// The same windows in a different order each time; some have a pre-condition.
+std::string answerOf(int turn) {
+  JSONArray records;
+  for (int i = 0; i < kSoakWindows; ++i) {
+    const int id = (i + turn) % kSoakWindows;
+    const JSONValue awaited = id % 10 == 0 ? JSONValue{{"xwhat", "e1"}} : JSONValue();
+    records.push_back(
+        campaign(std::to_string(id), "e" + std::to_string(id),
+                 {{"count", 1'000'000'000}, {"preEvent", awaited}, {"picture", "https://pictures.invalid/one.png"}}));
+  }
+  return textOf(listAnswer(records));
+}
+
+void bringEvents(OQSDKManager& engine, std::int64_t count, unsigned seed) {
+  std::mt19937 random(seed);
+  for (std::int64_t i = 0; i < count; ++i) {
+    engine.onEventDataReceived(
+        uploadInfo("e" + std::to_string(random() % (2 * kSoakWindows)), {{"k", std::to_string(random() % 1000)}}));
+  }
+}
+
+/// OQSDK_SOAK_EVENTS sets a larger number of events.
+TEST_F(EngineTest, MemoryAndDescriptorsStayFlatOverManyEvents) {
+  constexpr int sections = 100, threads = 4;
+  const char* asked = std::getenv("OQSDK_SOAK_EVENTS");
+  const std::int64_t events = asked ? std::atoll(asked) : 20'000;
+  std::atomic<int> lists{0};
+  setURLTransport(std::make_shared<ImmediateTransport>([&](const std::string& path) {
+    if (path == "/push/sdk/in_app") return std::optional(answerOf(lists++));
+    return std::optional(textOf(listAnswer({campaign("1", "e1")})));
+  }));
+  relaunch();
+  engine->getSubscribeList();
+  double early = 0;
+  std::ptrdiff_t earlyDescriptors = 0;
+  std::size_t shown = 0;
+  for (int section = 0; section < sections; ++section) {
+    engine->getInAppList();
+    if (section % 10 == 0) {
+      for (const auto& node : engine->recordTree()->copyOfNodes()) node->setActivated(false);
+    }
+    inThreads(threads, [&](int t) {
+      bringEvents(*engine, events / sections / threads, static_cast<unsigned>(section * threads + t));
+    });
+    settle();
+    shown += engine->shown().size();
+    engine->closeAll();
+    OQLogger::getInstance().flush();
+    // The log is not needed here, and would fill the disk.
+    std::filesystem::resize_file(OQLogger::getInstance().logFilePath(), 0);
+    if (section != sections / 10) continue;
+    early = residentMegabytes();
+    earlyDescriptors = descriptorCount();
+  }
+  const double late = residentMegabytes();
+  std::printf(
+      "[ soak     ] %lld events, %d lists, %zu windows shown: memory %.1f MB after a tenth, %.1f MB at the "
+      "end; "
+      "descriptors %td, %td\n",
+      static_cast<long long>(events), lists.load(), shown, early, late, earlyDescriptors, descriptorCount());
+  EXPECT_GT(shown, 0u);
+  EXPECT_EQ(descriptorCount(), earlyDescriptors);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  EXPECT_LT(late, early + 8);
+#endif
 }
 
 }  // namespace
