@@ -154,23 +154,19 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
 TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
   const JSONValue buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
-  const OQCampaignList list(windows);
   OQWindowEvent event;
-  const OQCampaignMatch match = list.match(fill(event, buy));
+  const OQCampaignMatch match = OQCampaignList(windows).match(fill(event, buy));
   EXPECT_EQ(match.position, 2u);
   ASSERT_EQ(match.passedOverCount, 2u);
-  EXPECT_EQ(match.passedOver[0].position, 0u);
-  EXPECT_TRUE(match.passedOver[0].isWaiting);
-  EXPECT_EQ(match.passedOver[1].position, 4u);
-  EXPECT_FALSE(match.passedOver[1].isWaiting);
-}
+  for (std::size_t i : {0, 1}) {
+    EXPECT_EQ(match.passedOver[i].position, 4 * i);
+    EXPECT_EQ(match.passedOver[i].isWaiting, i == 0);
+  }
 
-TEST(CampaignList, SubscriptionsDoNotWait) {
-  const Windows windows = {window({{"xwhat", "buy"}}, {{"xwhat", "pay"}})};
-  const OQCampaignList list(windows, OQCampaignList::PreConditions::Ignored);
-  OQWindowEvent event;
-  EXPECT_EQ(list.match(fill(event, {{"xwhat", "buy"}})).position, 0u);
-  list.match(fill(event, {{"xwhat", "pay"}}));
+  // Subscriptions do not wait.
+  const OQCampaignList subscriptions({windows[0]}, OQCampaignList::PreConditions::Ignored);
+  EXPECT_EQ(subscriptions.match(event).position, 0u);
+  subscriptions.match(fill(event, pay));
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 

@@ -72,9 +72,9 @@ TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
 TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
-  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped);
-  const auto mainScene = attach(main, UISceneVisibility::NeverMapped);
-  const auto toolsScene = attach(tools, UISceneVisibility::NeverMapped);
+  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped),
+             mainScene = attach(main, UISceneVisibility::NeverMapped),
+             toolsScene = attach(tools, UISceneVisibility::NeverMapped);
   EXPECT_EQ(OQNavigation::keyWindow(), splash) << "before any window is mapped, the first one counts";
 
   application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
@@ -107,7 +107,6 @@ TEST_F(Navigation, FollowsTheStackToItsTopOrReturnsAPlainRoot) {
   auto navigation = OQNavigation::currentNavigation();
   ASSERT_TRUE(navigation);
   EXPECT_EQ(navigation, front->rootViewController());
-  EXPECT_EQ(OQNavigation::currentViewController(), navigation->topViewController());
   auto page = std::make_shared<UIViewController>();
   navigation->pushViewController(page, false);
   EXPECT_EQ(OQNavigation::currentViewController(), page);
