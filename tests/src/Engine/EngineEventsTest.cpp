@@ -30,7 +30,6 @@ std::vector<std::string> linesOf(const Value& decisions) {
 using Lines = std::vector<std::string>;
 
 TEST_F(EngineTest, DecisionsContainTheReasonWhyAWindowWasNotShown) {
-  relaunch();
   receive("early");
   for (int i = 0; i < 3; ++i) receive("late");
   EXPECT_EQ(linesOf(engine->recentDecisions()), (Lines{"early -: waiting", "late -: waiting", "late -: waiting",
@@ -155,7 +154,6 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
 }
 
 TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
-  relaunch();
   const JSONValue msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
   settle();
@@ -185,7 +183,6 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
 }
 
 TEST_F(EngineTest, FailedWriteOfTheRecordsIsOnlyLogged) {
-  relaunch();
   deliverInApp({campaign("7", "buy")});
   // A folder with the file's name, which a rename cannot replace.
   std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
@@ -205,7 +202,6 @@ std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name, const JSONDic
 }
 
 TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
-  relaunch();
   struct Case {
     JSONValue info;
     std::optional<std::string> userId, appid;
@@ -229,7 +225,6 @@ TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
 }
 
 TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
-  relaunch();
   const std::vector<std::shared_ptr<OQWindowEvent>> events = {eventNamed("a"), eventNamed("b"), eventNamed("c"),
                                                               eventNamed("d")};
   engine->triggerEventMatch(events[0]);
@@ -253,7 +248,6 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
 }
 
 TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
-  relaunch();
   const JSONValue visit = {{"xwhat", "visit"}};
   deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),
                 campaign("3", "pay", {{"preEvent", {{"xwhat", "pay"}, {"xcontext", {{"a", "1"}}}}}})});
@@ -270,7 +264,6 @@ TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
 }
 
 TEST_F(EngineTest, SubscribedEventIsReportedOnceAndShowsNoWindow) {
-  relaunch();
   deliverSubscriptions(
       {campaign("5", "view"), campaign("6", "buy", {{"preEvent", {{"xwhat", "never"}}}}), campaign("7", "buy")});
   receive("buy", {{"sku", "x"}});
@@ -290,7 +283,6 @@ TEST_F(EngineTest, SubscribedEventIsReportedOnceAndShowsNoWindow) {
 
 /// Covers matching, pre-conditions, records and the decision log.
 TEST_F(EngineTest, EventWithoutAWindowDoesNotAllocate) {
-  relaunch();
   JSONArray records;
   for (int i = 0; i < 200; ++i) {
     const std::string name = "e" + std::to_string(i % 10);

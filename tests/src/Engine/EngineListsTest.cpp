@@ -38,7 +38,6 @@ class EngineListsTest : public EngineTest {
 };
 
 TEST_F(EngineListsTest, LoginFetchesNoListsWithoutAUserOrAToken) {
-  relaunch();
   logIn();
   EXPECT_EQ(engine->token(), "T");
   EXPECT_EQ(storedToken(), JSONValue("T"));
@@ -55,7 +54,6 @@ TEST_F(EngineListsTest, LoginFetchesNoListsWithoutAUserOrAToken) {
 }
 
 TEST_F(EngineListsTest, WindowsAreFetchedOncePerCalendarDay) {
-  relaunch();
   engine->setUserId("ann");
   network->fail(inAppPath, Error{URLErrorDomain, URLErrorTimedOut, "timed out"});
   setNow("2026-03-10 23:59:58");
@@ -130,7 +128,6 @@ TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {
 }
 
 TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
-  relaunch();
   deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view")});
   receive("buy");
   const std::size_t before = logEntriesButRequests().size();
@@ -159,7 +156,6 @@ TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
 }
 
 TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
-  relaunch();
   deliverSubscriptions({campaign("7", "buy"), JSONValue("no dictionary"), campaign("8", "view")});
   EXPECT_EQ(engine->subscribeDataArray()->size(), 3u);
   EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
@@ -168,7 +164,6 @@ TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
 }
 
 TEST_F(EngineListsTest, ResponseForADestroyedEngineIsIgnored) {
-  relaunch();
   std::promise<void> engineGone;
   network->script(loginPath, [&](const auto&) {
     engineGone.get_future().wait();
@@ -184,7 +179,6 @@ TEST_F(EngineListsTest, ResponseForADestroyedEngineIsIgnored) {
 
 /// The first thread that needs the campaigns reads them; other threads wait for it.
 TEST_F(EngineTest, FirstStartIsEmptyAndLaterStartsRestoreTheLastRun) {
-  relaunch();
   EXPECT_TRUE(engine->treeNodesInit() && !engine->isNewUser() && engine->autoCollectPage());
   EXPECT_TRUE(!engine->userId() && !engine->pageName() && !engine->configuration());
   EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
@@ -271,7 +265,13 @@ TEST_F(EngineTest, EnvironmentIsSharedByAllConfigurationsAndRuns) {
   EXPECT_EQ(TorvelinOqConfig::defaultConfig()->envType(), 2u);
   closeAllUserDefaults();
   EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
-  EXPECT_EQ(UserDefaults::withSuiteName("group.oqsdk")->integerForKey("envType"), 2);
+  const auto suite = UserDefaults::withSuiteName("group.oqsdk");
+  EXPECT_EQ(suite->integerForKey("envType"), 2);
+  EXPECT_EQ(UserDefaults::standardUserDefaults()->integerForKey("envType"), 0);
+  suite->setObject(Data{1}, "bytes");
+  const OQUserDefaults& defaults = OQUserDefaults::defaultsWithName("group.other");
+  EXPECT_EQ(&defaults, &OQUserDefaults::groupDefaults()) << "the first name decides";
+  EXPECT_TRUE(defaults.objectForKey("bytes").is_null());
   TorvelinOqConfig().setEnvType(3);
   EXPECT_EQ(OQSDKManager::getEnvironment(), 3u) << "unknown environments are kept as they are";
 

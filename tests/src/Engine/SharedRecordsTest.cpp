@@ -20,7 +20,6 @@ using testing::Pair;
 class SharedRecordsTest : public EngineTest {
  protected:
   SharedRecordsTest() {
-    relaunch();
     other = std::make_shared<RecordingEngine>();
     // Both have read that there are no records yet.
     EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());

@@ -14,9 +14,8 @@
 #include "Hooks/OQSwizzleSlots.h"
 #include "Hooks/Object+OQSwizzle.h"
 #include "UIKit/Controllers/UIViewController.h"
-#include "Utils/OQLogger.h"
 #include "oqsdk/Exception.h"
-#include "src/TemporaryFolder.h"
+#include "support/EngineTest.h"
 #include "support/Threads.h"
 
 namespace oq {
@@ -78,12 +77,10 @@ Method* methodOf(Class* cls) {
 }
 
 /// Every test starts without hooks and uses new classes.
-class Swizzler : public testing::Test {
+class Swizzler : public test::WorldTest {
  protected:
   Swizzler() {
     for (const char* name : kHookable) _former.push_back(getSwizzleByName(name)->exchange(nullptr));
-    OQLogger::getInstance().flush();
-    _logStart = test::textOfFile(OQLogger::getInstance().logFilePath()).size();
   }
   ~Swizzler() override {
     for (std::size_t i = 0; i < _former.size(); ++i) getSwizzleByName(kHookable[i])->exchange(_former[i]);
@@ -114,17 +111,10 @@ class Swizzler : public testing::Test {
     return receiver.calls;
   }
 
-  std::string logged() const {
-    OQLogger::getInstance().flush();
-    return test::textOfFile(OQLogger::getInstance().logFilePath()).substr(_logStart);
-  }
-
  private:
   static constexpr const char* kHookable[] = {"saveUploadInfo:event:handler:", "viewDidAppear:", "viewWillDisappear:",
                                               "mailComposeController:didFinishWithResult:error:"};
-  test::TemporaryFolder _folder;
   std::vector<std::shared_ptr<OQSwizzle>> _former;
-  std::size_t _logStart = 0;
 };
 
 TEST_F(Swizzler, KeepsOneRecordWithABlockPerName) {
@@ -161,7 +151,7 @@ TEST_F(Swizzler, GivesAnInheritingClassItsOwnMethod) {
   EXPECT_EQ(record()->originalMethod(), original);
   EXPECT_THAT(callsOf(base), ElementsAre("original"));
   EXPECT_THAT(callsOf(sub), ElementsAre("original", "a"));
-  EXPECT_EQ(logged(), "");
+  EXPECT_TRUE(logEntries().empty());
 }
 
 /// The second class gets the record, and with it the first class's original, which is not called for an unrelated
@@ -209,8 +199,8 @@ TEST_F(Swizzler, WrapsScalarArgumentsInObjects) {
 TEST_F(Swizzler, AddsAMissingMethodButOfScreensOnlyTheHook) {
   Class* cls = makeClass({});
   hook(cls, "a");
-  EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Cannot find method for saveUploadInfo:event:handler: on " +
-                                          class_getName(cls) + "\n"));
+  EXPECT_EQ(logEntries().back(),
+            "SwizzleException:Cannot find method for saveUploadInfo:event:handler: on " + class_getName(cls));
   EXPECT_THAT(callsOf(cls), ElementsAre("a"));
   EXPECT_EQ(record()->originalMethod(), nullptr);
   OQSwizzler::swizzleSelector(
@@ -240,9 +230,8 @@ TEST_F(Swizzler, KeepsTheFormerRecordIfAnotherThreadAddsTheMethod) {
     EXPECT_EQ(record(), former);
     EXPECT_THAT(callsOf(first), ElementsAre("original", "kept"));
     EXPECT_THAT(callsOf(cls), ElementsAre("original"));
-    EXPECT_THAT(logged(), testing::EndsWith("SwizzleException:Could not add swizzle for " + class_getName(cls) +
-                                            "::saveUploadInfo:event:handler:, even though it didn't already "
-                                            "exist locally\n"));
+    EXPECT_EQ(logEntries().back(), "SwizzleException:Could not add swizzle for " + class_getName(cls) +
+                                       "::saveUploadInfo:event:handler:, even though it didn't already exist locally");
     return;
   }
   FAIL() << "the other thread never won the race";
@@ -267,7 +256,7 @@ TEST_F(Swizzler, SilentlyIgnoresWhatItCannotHook) {
   EXPECT_EQ(method_getImplementation(unknown), before);
   EXPECT_EQ(record(), nullptr);
   EXPECT_EQ(OQSwizzler::swizzleForSelector(exchanged), nullptr);
-  EXPECT_EQ(logged(), "");
+  EXPECT_TRUE(logEntries().empty());
   EXPECT_THAT(callsOf(cls), ElementsAre("original"));
   Receiver ofOtherTypes(otherTypes);
   send(ofOtherTypes, sameName, true);

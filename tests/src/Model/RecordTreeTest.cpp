@@ -143,37 +143,33 @@ TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
   }
 }
 
-TEST(RecordTree, MergesAnotherTreeAndItself) {
-  OQRecordTree tree, fresh;
-  for (int id : {1, 2, 3}) tree.addTreeNode(node(id, id));
-  for (int id : {5, 2, 4}) fresh.addTreeNode(node(id, 10 * id));
-  for (OQRecordTree* merged : {&fresh, &tree}) {
-    tree.updateWithTree(*merged);
-    EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2, 3, 5, 4));
-    EXPECT_EQ(tree.findTreeNodeById(2)->count(), 20);
-  }
-}
-
 TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
   test::TemporaryFolder folder;
-  auto file = documentsDirectory() / OQRecordTreeDataFileName;
+  const auto file = folder.path() / "records.plist";
   OQRecordTree tree;
   tree.addTreeNode(lowered(node(-4, 8, 8, "2026-01-01 00:00:00", 12), 3));
   tree.findTreeNodeById(-4)->setActivated(true);
   tree.addTreeNode(node(5, 2, 1));
+  tree.allNodes()->push_back(nullptr);  // is left out
   ASSERT_TRUE(OQDataArchiver::setData(tree.copyOfNodes(), file));
+  EXPECT_FALSE(OQDataArchiver::setData(nullptr, file));
+  EXPECT_FALSE(OQDataArchiver::setData(std::shared_ptr<OQRecordTree::Nodes::Vector>(), file));
+  EXPECT_FALSE(OQDataArchiver::setData(tree.copyOfNodes(), folder.path() / "missing" / "records.plist"));
 
-  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(file);
-  ASSERT_TRUE(nodes);
-  auto restored = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(*nodes));
-  EXPECT_THAT(ids(*restored), testing::ElementsAre(-4, 5));
-  auto copy = restored->findTreeNodeById(-4);
+  const auto restored = OQDataArchiver::getDataForPath<OQRecordTreeNode>(file);
+  ASSERT_TRUE(restored && restored->size() == 2);
+  const auto& copy = restored->front();
+  EXPECT_EQ(copy->nodeId(), -4);
   EXPECT_EQ(copy->count(), 3);
   EXPECT_EQ(copy->usedCount(), 3);
   EXPECT_EQ(copy->startTime(), JSONValue("2026-01-01 00:00:00"));
   EXPECT_EQ(copy->endTime(), JSONValue(12));
   EXPECT_TRUE(copy->isActivated());
   EXPECT_FALSE(copy->isUserClosed());
+  // An empty list is not the same as no list.
+  ASSERT_TRUE(OQDataArchiver::setData(OQRecordTree::Nodes::Vector(), file));
+  EXPECT_TRUE(OQDataArchiver::getDataForPath<OQRecordTreeNode>(file).value().empty());
+  EXPECT_FALSE(OQDataArchiver::getDataForPath<OQRecordTreeNode>(folder.path() / "missing"));
 }
 
 TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {

@@ -6,7 +6,6 @@
 #include <atomic>
 
 #include "Foundation/PropertyLists/KeyedArchiver.h"
-#include "UIKit/Windows/UIScreen.h"
 #include "src/TemporaryFolder.h"
 #include "support/Python.h"
 #include "support/Threads.h"
@@ -66,16 +65,6 @@ TEST(WindowItemAttribute, KeepsMissingColoursButNotTheText) {
     EXPECT_EQ(button.text(), JSONValue("kept")) << wrong;
     EXPECT_EQ(button.eventLink(), JSONValue("kept")) << wrong;
   }
-}
-
-TEST(ButtonAttribute, InitialLooksFollowTheScreen) {
-  CGRect before = UIScreen::mainScreen().bounds();
-  UIScreen::mainScreen().setBounds(CGRectMake(0, 0, 1181, 2549));
-  OQButtonAttribute button;
-  UIScreen::mainScreen().setBounds(before);
-  button.setModelWithDic(json(R"({"clickEvent": "link", "text": "OK"})"));
-  EXPECT_DOUBLE_EQ(button.size(), 60);
-  EXPECT_EQ(button.eventLink(), JSONValue("link"));
 }
 
 TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {

@@ -108,20 +108,15 @@ TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
   EXPECT_FALSE(isStored(stored[2]));
   EXPECT_EQ(indexedOnDisk(), 2u);
   cache->trimToAge(kThreeDays);
-  EXPECT_EQ(cache->keys().size(), 1u);
   EXPECT_TRUE(cache->containsImageDataForKey("d"));
-}
-
-TEST_F(OQImageDiskCacheTest, ExtremeAgesAreHarmless) {
-  cache->setImageData(bytes("a"), "a");
   for (const double age : {1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
     cache->trimToAge(age);
     EXPECT_EQ(cache->keys().size(), 1u) << age;
   }
-  const std::string storedKey = cache->keys()[0];
+  const std::string last = cache->keys()[0];
   cache->trimToAge(0);
   EXPECT_TRUE(cache->keys().empty());
-  EXPECT_FALSE(isStored(storedKey));
+  EXPECT_FALSE(isStored(last));
   EXPECT_EQ(indexedOnDisk(), 0u);
 }
 

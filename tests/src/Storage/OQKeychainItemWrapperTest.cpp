@@ -109,6 +109,11 @@ TEST_F(KeychainItemTest, StoresPlainObjectsAsXMLAndReadsThem) {
     EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == value);
     EXPECT_EQ(storedBytes().substr(0, 5), "<?xml");
   }
+  // Items with another identifier or access group.
+  wrapper("two").setObject("2", kSecValueData);
+  OQKeychainItemWrapper("UUID", "another.group").setObject("3", kSecValueData);
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == values[4]);
+  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup), 0u);
 }
 
 TEST_F(KeychainItemTest, WritesOnlyChangedNonNilValues) {
@@ -126,15 +131,6 @@ TEST_F(KeychainItemTest, WritesOnlyChangedNonNilValues) {
   EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("y"));
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("x"));
   EXPECT_EQ(log, std::vector<std::string>{});
-}
-
-TEST_F(KeychainItemTest, ItemsAreIdentifiedByIdentifierAndAccessGroup) {
-  wrapper("one").setObject("1", kSecValueData);
-  wrapper("two").setObject("2", kSecValueData);
-  OQKeychainItemWrapper("one", "another.group").setObject("3", kSecValueData);
-  EXPECT_TRUE(wrapper("one").objectForKey(kSecValueData) == PropertyValue("1"));
-  EXPECT_TRUE(wrapper("two").objectForKey(kSecValueData) == PropertyValue("2"));
-  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup), 0u);
 }
 
 TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
@@ -183,19 +179,13 @@ TEST_F(KeychainItemTest, FirstIdentifierStays) {
   ASSERT_NE(OQUtils::getUUID(), first);
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(first));
-}
-
-TEST_F(KeychainItemTest, OnlyEmptyValuesAreReplacedByTheIdentifier) {
-  for (const JSONValue& empty : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{})}) {
-    wrapper().setObject("x", kSecValueData);
-    wrapper().setObject(empty, kSecValueData);
-    OQUtils::saveUUIDWithKeyChain();
-    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
-  }
-  for (const JSONValue& value : {JSONValue(false), JSONValue(0), JSONValue(JSONArray{""})}) {
+  // Only empty values are replaced.
+  for (const JSONValue& value : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{}), JSONValue(false),
+                                 JSONValue(0), JSONValue(JSONArray{""})}) {
     wrapper().setObject(value, kSecValueData);
     OQUtils::saveUUIDWithKeyChain();
-    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), value);
+    const bool isEmpty = value == JSONValue("") || value == JSONArray{} || value == JSONDictionary{};
+    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), isEmpty ? JSONValue(OQUtils::getUUID()) : value) << value;
   }
 }
 

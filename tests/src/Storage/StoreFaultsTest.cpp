@@ -163,17 +163,6 @@ TEST_F(StoreFaults, LogHasOnlyCompleteEntries) {
     for (; std::getline(lines, line); last = line) ASSERT_TRUE(std::regex_match(line, entry)) << line;
     ASSERT_TRUE(last.ends_with("  after " + std::to_string(number))) << last;
   }
-  hasStruck = true;
-  for (int number = 1; hasStruck; ++number) {
-    std::filesystem::remove_all(folder.path() / "Log");
-    hasStruck = false;
-    attempt(Faults::Kind::fileCall, number, hasStruck, [&] {
-      OQLogger made(folder.path() / "Log");
-      made._log("entry");
-      made.flush();
-      return true;
-    });
-  }
 }
 
 }  // namespace

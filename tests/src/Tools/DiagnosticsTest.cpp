@@ -12,10 +12,7 @@
 namespace oq::test {
 namespace {
 
-class DiagnosticsTest : public EngineTest {
- protected:
-  DiagnosticsTest() { relaunch(); }
-};
+using DiagnosticsTest = EngineTest;
 
 TEST_F(DiagnosticsTest, HandlesEveryEventOfManyThreads) {
   engine->keepRecentDecisions(20000);

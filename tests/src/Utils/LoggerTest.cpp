@@ -18,6 +18,7 @@
 #include "Foundation/Values/Date.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
+#include "support/EngineTest.h"
 #include "support/Threads.h"
 
 namespace oq {
@@ -183,10 +184,9 @@ TEST_F(Logger, CallersWaitForTheDiskOnlyIfTheMemoryIsFull) {
   EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
 }
 
-TEST_F(Logger, ErrorsAcceptNumbersErrorsAndStrings) {
-  OQLogger& shared = OQLogger::getInstance();
-  shared.flush();
-  std::size_t before = textOfFile(shared.logFilePath()).size();
+using LoggerEntries = test::WorldTest;
+
+TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
   OQLogger::error(404);
   OQLogger::error(Error{URLErrorDomain, URLErrorTimedOut, "too slow"});
   OQLogger::error("a text with %@");
@@ -195,16 +195,9 @@ TEST_F(Logger, ErrorsAcceptNumbersErrorsAndStrings) {
   OQLogger::error(JSONValue(JSONArray{1}));
   OQLogger::error(nullptr);
   OQLogger::log("%@: %@ and %@", "list", JSONValue(nullptr), 3);
-  shared.flush();
-  std::string text = textOfFile(shared.logFilePath()).substr(before), plain;
-  std::istringstream lines(text);
-  const std::string stamp = "2026-03-10 12:00:00.000  ";
-  for (std::string line; std::getline(lines, line);) {
-    plain += (line.starts_with(stamp) ? "> " + line.substr(stamp.size()) : line) + "\n";
-  }
-  EXPECT_EQ(plain,
-            "> statusCode:404\ndescripton:not found\n\n> code:-1001\ndescripton:too slow\n\n"
-            "> a text with %@\n> another\n> a third\n> list: (null) and 3\n");
+  EXPECT_THAT(logEntries(),
+              testing::ElementsAre("statusCode:404\ndescripton:not found\n", "code:-1001\ndescripton:too slow\n",
+                                   "a text with %@", "another", "a third", "list: (null) and 3"));
 }
 
 /// Runs in a separate process, because the signal of the file-size limit would end it.

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <vector>
 
 #include "Foundation/Values/Format.h"
@@ -17,12 +15,6 @@ using std::chrono::milliseconds;
 
 Date date(const char* text) {
   return OQUtils::dateFromString(text).value();
-}
-
-TEST(Utils, ReadsDatesStrictly) {
-  EXPECT_EQ(OQUtils::stringFromDate(date("2026-02-28 23:59:59") + milliseconds(900)), "2026-02-28 23:59:59");
-  for (const JSONValue& wrong : {JSONValue(), JSONValue("2026-02-30 00:00:00"), JSONValue(20260203)})
-    EXPECT_FALSE(OQUtils::dateFromString(wrong)) << wrong;
 }
 
 TEST(Utils, ComparesWholeSecondsAndLogs) {
@@ -78,19 +70,6 @@ TEST(Utils, DaysChangeAtLocalMidnight) {
   ::setenv("TZ", "UTC", 1);
   resetSystemTimeZone();
   setPlatformLogHandler({});
-}
-
-TEST(Utils, CircleHasTheWidthAsDiameter) {
-  CGRect tall = CGRectMake(0, 0, 60, 100), moved = CGRectMake(100, -50, 60, 10);
-  struct {
-    CGPoint point;
-    CGRect rect;
-    bool inside;
-  } cases[] = {{{30, 60}, tall, true},    {{30, 61}, tall, false},
-               {{0, 30}, tall, true},     {{0, 0}, tall, false},
-               {{130, -20}, moved, true}, {{130, 10.5}, moved, false},
-               {{48, 54}, tall, true},    {{std::numeric_limits<double>::quiet_NaN(), 30}, tall, false}};
-  for (const auto& c : cases) EXPECT_EQ(OQUtils::point(c.point, c.rect), c.inside) << c.point.x << ", " << c.point.y;
 }
 
 TEST(Utils, Base64OfStrings) {
