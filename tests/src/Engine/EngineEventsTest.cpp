@@ -247,6 +247,36 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
+TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
+  deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view", {{"count", 3}})});
+  const auto windows = engine->inAppDataArray();
+  engine->_showWindowWithData(windows->at(0));
+  engine->_showWindowWithData(windows->at(0));
+  engine->_showWindowWithData(nullptr);
+  EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"});
+  EXPECT_TRUE(engine->readyToShowWithData(*windows->at(1)));
+  EXPECT_FALSE(engine->readyToShowWithData(*windows->at(1)));
+  // Only the first call has an effect, and none on windows that the user closed.
+  engine->recordTree()->findTreeNodeById(8)->setUserClosed(true);
+  engine->clearTreeNodeActivateState();
+  EXPECT_FALSE(engine->readyToShowWithData(*windows->at(0)));
+  engine->setTreeNodesInit(false);
+  engine->clearTreeNodeActivateState();
+  EXPECT_TRUE(engine->treeNodesInit());
+  EXPECT_TRUE(engine->readyToShowWithData(*windows->at(0)));
+  EXPECT_FALSE(engine->readyToShowWithData(*windows->at(1)));
+  EXPECT_EQ(usedCountsOnDisk(), (std::vector<std::pair<std::int64_t, std::int64_t>>{{7, 2}, {8, 1}}));
+  engine->setSubscribeDataArray(*windows);
+  engine->syncSubscribeData();
+  EXPECT_EQ(logEntriesButRequests().back(), "syncSubscribeData 成功！");
+  relaunch();
+  EXPECT_EQ(engine->subscribeDataArray()->size(), 2u);
+  engine->setInAppDataArray({});
+  engine->setMaxWaitingReceivedEventsNum(1);
+  for (const char* name : {"a", "b"}) receive(name);
+  EXPECT_EQ(engine->waitingEvents().size(), 1u);
+}
+
 TEST_F(EngineTest, PreConditionMustBeMetFirstAndOnlyOnce) {
   const JSONValue visit = {{"xwhat", "visit"}};
   deliverInApp({campaign("1", "buy", {{"preEvent", visit}}), campaign("2", "visit", {{"preEvent", visit}}),

@@ -22,7 +22,7 @@ class EnvironmentSwitch : public testing::Test {
   ~EnvironmentSwitch() override { OQSDKManager::sharedManager().setConfiguration(nullptr); }
 
   void ask() {
-    OQUtils::changeEnvironment();
+    OQSDKManager::sharedManager().changeEnvironment();
     host.advance(0.5);
   }
   static std::vector<std::string> texts() {

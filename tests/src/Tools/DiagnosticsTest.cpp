@@ -48,6 +48,7 @@ TEST_F(DiagnosticsTest, ReportsTheState) {
   EXPECT_EQ(state.at("windows").at(0).at("count"), 2);
   EXPECT_EQ(state.at("windows").at(0).at("usedCount"), 1);
   EXPECT_EQ(state.at("windows").at(1).at("preEvent"), "enter");
+  EXPECT_EQ(state.at("subscriptions").at(0).at("windowId"), "9");
   EXPECT_EQ(state.at("subscriptions").at(0).at("event"), "pay");
   EXPECT_EQ(state.at("isLoggedIn"), false);
   EXPECT_EQ(state.at("waitingEvents"), 0);
@@ -64,6 +65,7 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
                                 campaign("9", "pay", {{"preEvent", enter}})})
     windows.push_back(OQCampaignList::windowFrom(each));
   shared.setInAppDataArray(windows);
+  shared.setSubscribeDataArray({OQCampaignList::windowFrom(campaign("4", "quit"))});
   shared.setUserId("ann");
   shared.setPageName("CartPage");
   for (const char* event : {"other", "buy"}) shared.onEventDataReceived(uploadInfo(event));
@@ -79,23 +81,29 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   const std::string title = "OQSDK " + OQSDKVersion;
   for (const char* text :
        {title.c_str(), "production (0)", "no token", "ann", "CartPage", "In-app windows (3)", "Window 7",
-        "shown 0 of 1", "on buy", "2026-03-01 00:00:00 – …", "on pay, after enter", "Subscriptions (0)",
-        "The list is empty", "Last decisions (2)", "Window 7 on buy", "no record", "other", "12:00:00"})
+        "shown 0 of 1", "on buy", "2026-03-01 00:00:00 – …", "on pay, after enter", "Subscriptions (1)",
+        "Subscription 4", "on quit", "Last decisions (2)", "Window 7 on buy", "no record", "other", "12:00:00"})
     EXPECT_FALSE(labels(text).empty()) << text;
   // Rows do not overlap, and each outcome has its colour.
   const auto top = [&](const char* text) { return labels(text).at(0)->convertPointToWindow({}).y; };
   EXPECT_EQ(top("Window 8") - top("Window 7"), 75);
   EXPECT_EQ(top("Window 9") - top("Window 8"), 75);
-  EXPECT_GT(top("Last decisions (2)"), top("The list is empty"));
+  EXPECT_GT(top("Last decisions (2)"), top("on quit"));
   const auto colour = [&](const char* text) { return labels(text).at(0)->textColor(); };
   EXPECT_NE(colour("no record"), colour("no match"));
   EXPECT_EQ(colour("no match"), colour("on buy")) << "quiet";
   EXPECT_EQ(colour("shown 0 of 0"), colour("no record")) << "held back";
   EXPECT_NE(colour("shown 0 of 1"), colour("no record"));
   EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is not a page";
+  const double first = top("Now");
+  host.scroll(195, 400, 0, 50);
+  EXPECT_LT(top("Now"), first);
   shared.setUserId(std::nullopt);
+  shared.setInAppDataArray({});
   EXPECT_TRUE(tapButton(host, "Refresh"));
   EXPECT_TRUE(labels("ann").empty());
+  EXPECT_FALSE(labels("The list is empty").empty());
+  EXPECT_EQ(top("Now"), first);
   host.setScreenSize(320, 568);
   EXPECT_TRUE(tapButton(host, "Close"));
   host.advance(0.5);

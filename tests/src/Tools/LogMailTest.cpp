@@ -108,7 +108,7 @@ class LogMail : public testing::Test {
     return documentsDirectory() / "Log";
   }
   void send(const std::string& recipient = "dev@example.org") {
-    OQSDKManager::sharedManager().sendLogToEmail(recipient, delegate);
+    OQSDKManager::sharedManager().sendLogToEmail(recipient);  // from the current screen, which is the delegate
   }
   /// Waits until the delegate was called with this result only, and the composer is gone.
   void expectResult(MFMailComposeResult result) {
