@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <set>
@@ -100,7 +100,6 @@ TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
   };
   for (const JSONValue& none : JSONArray{nullptr, "", "2026-02-30 00:00:00", "tomorrow", 5, "2026-03-10", JSONArray{}})
     cases.push_back({none, none});
-  relaunch();
   moveClock(0.4);  // fractions of a second are ignored
   std::size_t shown = 0;
   for (std::size_t i = 0; i < cases.size(); ++i) {
@@ -125,10 +124,8 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
       {4, {"点击了弹窗left button"}, "$clickDialog"},
       {5, {"点击了弹窗right button"}, "$clickDialog"},
       {6, {"点击了弹窗middle button"}, "$clickDialog"},
-      {0, {}, nullptr},
       {7, {}, nullptr},
   };
-  relaunch();
   network->answer(reportPath, "", 500);
   deliverInApp({campaign("7", "buy")});
   receive("buy");
@@ -157,15 +154,12 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
   const JSONValue msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
   settle();
-  const auto entries = logEntriesButRequests();
-  ASSERT_EQ(entries.size(), 2u);
-  EXPECT_TRUE(entries[0].starts_with("上报事件成功, event:{")) << entries[0];
-  EXPECT_NE(entries[0].find("$oq_push_delivery"), std::string::npos);
-  EXPECT_TRUE(entries[1].starts_with("上报事件 data:\n{")) << entries[1];
+  EXPECT_THAT(logEntriesButRequests(),
+              testing::ElementsAre(testing::ContainsRegex("^上报事件成功, event:\\{.*(\n.*)*oq_push_delivery"),
+                                   testing::StartsWith("上报事件 data:\n{")));
   engine->pushTrack(1, {{"activityId", nullptr}});
   engine->pushTrack(2, msg);
   engine->pushTrack(1, "no dictionary");
-  engine->pushTrack(1, nullptr);
   engine->reportWindowEventWithName(std::nullopt, 0, OQWindowData());
   settle();
   const std::pair<JSONValue, JSONValue> expected[] = {
@@ -210,7 +204,6 @@ TEST_F(EngineTest, EachEventSetsTheUserAndTheApplication) {
       {uploadInfo("buy"), "ann", "shop"},
       {{{"xwho", 42}, {"appid", 7.5}, {"xwhat", "buy"}}, "42", "7.5"},
       {JSONValue("no dictionary"), "42", "7.5"},
-      {JSONArray{1, 2}, "42", "7.5"},
       {nullptr, "42", "7.5"},
       {{{"xwho", ""}, {"appid", nullptr}, {"xwhat", "buy"}}, "", std::nullopt},
       {JSONDictionary{}, std::nullopt, std::nullopt},

@@ -50,21 +50,19 @@ TEST(WindowItemAttribute, SizesInAnyFormAreHalved) {
 }
 
 TEST(WindowItemAttribute, KeepsMissingColoursButNotTheText) {
-  OQTextAttribute attribute;
-  attribute.setModelWithDic(json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4})"));
+  OQButtonAttribute attribute;
+  attribute.setModelWithDic(
+      json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4, "clickEvent": "link"})"));
+  for (const char* wrong : {"null", "[]", R"("text")", "3"}) {
+    attribute.setModelWithDic(json(wrong));
+    EXPECT_EQ(attribute.text(), JSONValue("one")) << wrong;
+    EXPECT_EQ(attribute.eventLink(), JSONValue("link")) << wrong;
+  }
   attribute.setModelWithDic(json(R"({"color": null})"));
-  EXPECT_TRUE(attribute.text().is_null());
+  EXPECT_TRUE(attribute.text().is_null() && attribute.eventLink().is_null());
   EXPECT_EQ(attribute.color(), colorFromHexString("#010203"));
   EXPECT_EQ(attribute.backgroundColor(), colorFromHexString("#040506"));
   EXPECT_EQ(attribute.size(), 2);
-  for (const char* wrong : {"null", "[]", R"("text")", "3"}) {
-    OQButtonAttribute button;
-    button.setText("kept");
-    button.setEventLink("kept");
-    button.setModelWithDic(json(wrong));
-    EXPECT_EQ(button.text(), JSONValue("kept")) << wrong;
-    EXPECT_EQ(button.eventLink(), JSONValue("kept")) << wrong;
-  }
 }
 
 TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {

@@ -103,62 +103,51 @@ TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 
-TEST_F(Navigation, FollowsTheStackToItsTopOrReturnsAPlainRoot) {
-  auto navigation = OQNavigation::currentNavigation();
-  ASSERT_TRUE(navigation);
-  EXPECT_EQ(navigation, front->rootViewController());
-  auto page = std::make_shared<UIViewController>();
-  navigation->pushViewController(page, false);
-  EXPECT_EQ(OQNavigation::currentViewController(), page);
-  page = std::make_shared<UIViewController>();
-  front->setRootViewController(page);
-  EXPECT_EQ(OQNavigation::currentViewController(), page);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
+  const auto expect = [](const auto& controller, const auto& navigation) {
+    EXPECT_EQ(OQNavigation::currentViewController(), controller);
+    EXPECT_EQ(OQNavigation::currentNavigation(), navigation);
+  };
+  const auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>(),
+             sheet = std::make_shared<UIViewController>();
+  const auto stack = std::make_shared<UINavigationController>(std::make_shared<UIViewController>());
   front->setRootViewController(nullptr);
-  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
-}
+  expect(nullptr, nullptr);
+  front->setRootViewController(plain);
+  expect(plain, nullptr);
+  front->setRootViewController(stack);
+  expect(stack->topViewController(), stack);
+  stack->pushViewController(top, false);
+  expect(top, stack);
 
-TEST_F(Navigation, FollowsTheSelectedTabAndThenPresentedScreens) {
-  auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>();
-  auto stack = std::make_shared<UINavigationController>(top);
-  auto tabs = std::make_shared<UITabBarController>();
+  const auto tabs = std::make_shared<UITabBarController>();
   front->setRootViewController(tabs);
-  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
-
+  expect(nullptr, nullptr);
   tabs->setViewControllers({plain, stack});
-  EXPECT_EQ(OQNavigation::currentViewController(), plain);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  expect(plain, nullptr);
   tabs->setSelectedViewController(stack);
-  EXPECT_EQ(OQNavigation::currentViewController(), top);
-  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+  expect(top, stack);
+  top->presentViewController(std::make_shared<UINavigationController>(sheet), false);
+  expect(sheet, stack);
 
-  auto sheet = std::make_shared<UIViewController>();
-  auto sheetStack = std::make_shared<UINavigationController>(sheet);
-  top->presentViewController(sheetStack, false);
-  EXPECT_EQ(OQNavigation::currentViewController(), sheet);
-  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
-
-  auto around = std::make_shared<UINavigationController>(tabs);
+  const auto around = std::make_shared<UINavigationController>(tabs);
   front->setRootViewController(around);
   tabs->setSelectedViewController(plain);
-  EXPECT_EQ(OQNavigation::currentViewController(), plain);
-  EXPECT_EQ(OQNavigation::currentNavigation(), around);
+  expect(plain, around);
 }
 
 TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
   auto page = std::make_shared<UIViewController>();
   front->setRootViewController(page);
-  auto box = std::make_shared<UIView>(), label = std::make_shared<UIView>();
-  page->view()->addSubview(label);
+  auto box = std::make_shared<UIView>();
   page->view()->addSubview(box);
   box->addSubview(std::make_shared<NamedView>("WKWebView"));
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
-  auto old = std::make_shared<NamedView>("UIWebView"), recent = std::make_shared<NamedView>("WKWebView");
-  page->view()->addSubview(recent);
-  EXPECT_EQ(OQNavigation::currentWebview(), recent);
-  page->view()->insertSubview(old, 1);
-  EXPECT_EQ(OQNavigation::currentWebview(), old);
+  for (const char* name : {"WKWebView", "UIWebView"}) {
+    auto view = std::make_shared<NamedView>(name);
+    page->view()->insertSubview(view, 1);
+    EXPECT_EQ(OQNavigation::currentWebview(), view) << "the first one";
+  }
 }
 
 }  // namespace
