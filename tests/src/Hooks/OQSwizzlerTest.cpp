@@ -8,7 +8,6 @@
 #include <atomic>
 #include <functional>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 #include "Hooks/OQSwizzleSlots.h"
@@ -207,34 +206,6 @@ TEST_F(Swizzler, AddsAMissingMethodButOfScreensOnlyTheHook) {
       viewDidAppearSelector, cls, [](Object&, SEL, const Value&) { FAIL(); }, "a");
   Receiver screen(cls);
   EXPECT_THROW(send(screen, viewDidAppearSelector, false), Exception);
-}
-
-/// Another thread may add the method between the search and the addition.
-TEST_F(Swizzler, KeepsTheFormerRecordIfAnotherThreadAddsTheMethod) {
-  for (int attempt = 0; attempt < 20000; ++attempt) {
-    removeRecord();
-    Class *first = makeClass({saving}), *cls = makeClass({});
-    hook(first, "kept");
-    const auto former = record();
-    std::atomic<bool> go = false;
-    std::thread adding([&] {
-      while (!go) {
-      }
-      class_addMethod(cls, saving.selector, saving.implementation, saving.typeEncoding);
-    });
-    go = true;
-    hook(cls, "late");
-    adding.join();
-    // The other thread was too early (the class already had the method) or too late (the hook was already installed).
-    if (former->blocks()->size() != 1) continue;
-    EXPECT_EQ(record(), former);
-    EXPECT_THAT(callsOf(first), ElementsAre("original", "kept"));
-    EXPECT_THAT(callsOf(cls), ElementsAre("original"));
-    EXPECT_EQ(logEntries().back(), "SwizzleException:Could not add swizzle for " + class_getName(cls) +
-                                       "::saveUploadInfo:event:handler:, even though it didn't already exist locally");
-    return;
-  }
-  FAIL() << "the other thread never won the race";
 }
 
 TEST_F(Swizzler, SilentlyIgnoresWhatItCannotHook) {

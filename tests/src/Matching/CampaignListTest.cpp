@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <thread>
 
@@ -41,9 +39,9 @@ TEST(CampaignList, FollowsTheMatchingRule) {
     fill(event, json(each.event));
     const std::string text = std::string(each.event) + " against " + each.condition;
     // Alone, behind other conditions with the same name, and as a pre-condition.
-    const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
-                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), window(json(each.condition))};
     const Windows alone = {window(json(each.condition))};
+    const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
+                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), alone[0]};
     EXPECT_EQ(indexMatch(OQCampaignList(alone), event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(linearMatch(alone, event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(indexMatch(OQCampaignList(others), event), linearMatch(others, event)) << text;
@@ -133,22 +131,18 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
     for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
     return JSONValue{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
   };
-  int matched = 0;
-  for (const int asked : {1, 2, 31, 62, 63, 64, 65, 70}) {
+  const int sizes[] = {1, 31, 62, 63, 64, 65, 70};
+  for (const int asked : sizes) {
     for (const int odd : {-1, 0, 61, 63}) {
       const Windows windows = {window(large(asked, odd))};
-      const OQCampaignList list(windows);
-      for (const int size : {1, 2, 31, 62, 63, 64, 65, 70}) {
+      for (const int size : sizes) {
         OQWindowEvent event;
         fill(event, large(size, -1));
-        const std::size_t expected = linearMatch(windows, event);
-        ASSERT_EQ(indexMatch(list, event), expected)
+        ASSERT_EQ(indexMatch(OQCampaignList(windows), event), linearMatch(windows, event))
             << size << " properties, " << asked << " in the condition, odd " << odd;
-        matched += expected == 0 ? 1 : 0;
       }
     }
   }
-  EXPECT_GT(matched, 8 * 8);
 }
 
 TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {

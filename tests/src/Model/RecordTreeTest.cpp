@@ -53,28 +53,26 @@ TEST(RecordTree, RefreshesKnownNodes) {
     Node known, added;
     std::int64_t count, used;
     JSONValue start, end;
+    bool isClosed = false;
   } cases[] = {
       {node(1, 3, 2, "s", "e"), node(1, 5, 0, "", nullptr), 5, 2, "s", "e"},
       {node(1, 3, 2, "s", "e"), node(1, 0, 0, 17, "new"), 0, 2, "s", "new"},
       {node(1, 3, 2, "s", "e"), node(1, -1, 0, "t", "e"), 3, 2, "t", "e"},
-      {node(1, 9, 2), node(1, 7, 4, "s"), 7, 4, "s", nullptr},
+      {node(1, 9, 2), node(1, 7, 4, "s"), 7, 4, "s", nullptr, true},
       {node(1, 9, 1), lowered(node(1, 7, 7), 3), 3, 3, nullptr, nullptr},
   };
-  for (const auto& c : cases) {
+  for (const auto& [known, added, count, used, start, end, isClosed] : cases) {
     OQRecordTree tree;
-    c.known->setActivated(true);
-    c.added->setUserClosed(c.used == 4);
-    EXPECT_TRUE(tree.addTreeNode(c.known));
-    EXPECT_TRUE(tree.addTreeNode(c.added));
-    tree.addTreeNode(node(1, -1));  // changes nothing
-    ASSERT_EQ(tree.allNodes()->size(), 1u);
-    EXPECT_EQ(tree.findTreeNodeById(1), c.known);
-    EXPECT_EQ(c.known->count(), c.count);
-    EXPECT_EQ(c.known->usedCount(), c.used);
-    EXPECT_EQ(c.known->startTime(), c.start);
-    EXPECT_EQ(c.known->endTime(), c.end);
-    EXPECT_TRUE(c.known->isActivated());
-    EXPECT_EQ(c.known->isUserClosed(), c.used == 4);
+    known->setActivated(true);
+    added->setUserClosed(isClosed);
+    for (const Node& each : {known, added, node(1, -1)}) EXPECT_TRUE(tree.addTreeNode(each));
+    ASSERT_EQ(tree.allNodes()->all(), std::vector{known});
+    EXPECT_EQ(known->count(), count);
+    EXPECT_EQ(known->usedCount(), used);
+    EXPECT_EQ(known->startTime(), start);
+    EXPECT_EQ(known->endTime(), end);
+    EXPECT_TRUE(known->isActivated());
+    EXPECT_EQ(known->isUserClosed(), isClosed);
   }
 }
 

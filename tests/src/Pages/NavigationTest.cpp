@@ -13,6 +13,8 @@
 namespace oq {
 namespace {
 
+using Visibility = UISceneVisibility;
+
 /// A view of a class that is known only by name.
 class NamedView : public UIView {
  public:
@@ -27,14 +29,14 @@ class Navigation : public testing::Test {
  protected:
   Navigation() : _before(platformSystemVersion()) {
     DispatchQueue::installMain();
-    attach(background, UISceneVisibility::Hidden);
-    attach(front, UISceneVisibility::OnScreen);
+    attach(background, Visibility::Hidden);
+    attach(front, Visibility::OnScreen);
   }
   ~Navigation() override {
     detachAll();
     setPlatformSystemVersion(_before);
   }
-  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, UISceneVisibility visibility) {
+  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, Visibility visibility) {
     window = makeHostWindow(CGRectMake(0, 0, 100, 200));
     auto scene = std::make_shared<UIScene>();
     scene->addWindow(window);
@@ -43,7 +45,7 @@ class Navigation : public testing::Test {
     application.setSceneVisibility(*scene, visibility);
     return scene;
   }
-  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), UISceneVisibility::Hidden); }
+  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), Visibility::Hidden); }
   void detachAll() {
     for (const auto& scene : _scenes) application.disconnectScene(scene);
   }
@@ -72,34 +74,26 @@ TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
 TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
-  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped),
-             mainScene = attach(main, UISceneVisibility::NeverMapped),
-             toolsScene = attach(tools, UISceneVisibility::NeverMapped);
+  const auto ofSplash = attach(splash, Visibility::NeverMapped), ofMain = attach(main, Visibility::NeverMapped),
+             ofTools = attach(tools, Visibility::NeverMapped);
   EXPECT_EQ(OQNavigation::keyWindow(), splash) << "before any window is mapped, the first one counts";
-
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not replace it";
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
-  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
-  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused windows are in the order of attachment";
-
-  application.sceneWasUsed(*mainScene);
-  application.sceneWasUsed(*toolsScene);
-  application.sceneWasUsed(*splashScene);
+  const auto keyWindowAfter = [&](const auto& scene, Visibility visibility) {
+    application.setSceneVisibility(*scene, visibility);
+    return OQNavigation::keyWindow();
+  };
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Mapped), tools);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Hidden), nullptr) << "one that was never mapped does not replace it";
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::OnScreen), tools);
+  EXPECT_EQ(keyWindowAfter(ofMain, Visibility::OnScreen), main) << "unused windows are in the order of attachment";
+  for (const auto& scene : {ofMain, ofTools, ofSplash}) application.sceneWasUsed(*scene);
   EXPECT_EQ(OQNavigation::keyWindow(), tools) << "one that was never mapped comes last";
-  EXPECT_EQ(application.connectedScenes().back(), splashScene);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), main);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "a hidden window keeps its rank";
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::HeldBack);
-  EXPECT_EQ(OQNavigation::keyWindow(), main) << "the user sees nothing of the other window";
-  application.setSceneVisibility(*mainScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools);
-  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
-  application.disconnectScene(toolsScene);
+  EXPECT_EQ(application.connectedScenes().back(), ofSplash);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Hidden), main);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::OnScreen), tools) << "a hidden window keeps its rank";
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::HeldBack), main) << "the user sees nothing of the other window";
+  EXPECT_EQ(keyWindowAfter(ofMain, Visibility::Hidden), tools);
+  application.setSceneVisibility(*ofMain, Visibility::OnScreen);
+  application.disconnectScene(ofTools);
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 

@@ -171,6 +171,14 @@ TEST_F(OQNetworkImageTest, CachesPicturesAndOtherBytesButNotErrors) {
     EXPECT_EQ(picture.bytes, "no picture");
   }
   EXPECT_EQ(network->requests().size(), 3u);
+  // A truncated picture is not cached.
+  const auto cut = URL::withString("https://pictures.invalid/cut.png");
+  network->answer("/cut.png", png.substr(0, png.size() - 4));
+  download(cut);
+  OQNetwork().downloadImageWithURL(cut, nullptr);
+  ASSERT_TRUE(network->settle());
+  network->answer("/cut.png", png);
+  EXPECT_TRUE(download(cut).hasImage);
 }
 
 }  // namespace

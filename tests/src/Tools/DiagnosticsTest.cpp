@@ -88,7 +88,8 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   const auto top = [&](const char* text) { return labels(text).at(0)->convertPointToWindow({}).y; };
   EXPECT_EQ(top("Window 8") - top("Window 7"), 75);
   EXPECT_EQ(top("Window 9") - top("Window 8"), 75);
-  EXPECT_GT(top("Last decisions (2)"), top("on quit"));
+  EXPECT_LT(top("on quit"), top("Window 7 on buy"));
+  EXPECT_LT(top("Window 7 on buy"), top("other")) << "the newest decision comes first";
   const auto colour = [&](const char* text) { return labels(text).at(0)->textColor(); };
   EXPECT_NE(colour("no record"), colour("no match"));
   EXPECT_EQ(colour("no match"), colour("on buy")) << "quiet";
@@ -99,11 +100,12 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   host.scroll(195, 400, 0, 50);
   EXPECT_LT(top("Now"), first);
   shared.setUserId(std::nullopt);
-  shared.setInAppDataArray({});
   EXPECT_TRUE(tapButton(host, "Refresh"));
   EXPECT_TRUE(labels("ann").empty());
-  EXPECT_FALSE(labels("The list is empty").empty());
   EXPECT_EQ(top("Now"), first);
+  shared.setInAppDataArray({});
+  EXPECT_TRUE(tapButton(host, "Refresh"));
+  EXPECT_FALSE(labels("The list is empty").empty());
   host.setScreenSize(320, 568);
   EXPECT_TRUE(tapButton(host, "Close"));
   host.advance(0.5);

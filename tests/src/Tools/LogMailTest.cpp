@@ -126,8 +126,8 @@ class LogMail : public testing::Test {
 
 /// Names and contents, except for the last one, which is this run's log.
 std::vector<std::pair<std::string, std::string>> filesOf(FakePortal::Mail mail) {
-  EXPECT_TRUE(!mail.files.empty() && mail.files.back().first.starts_with("oqsdk_"));
-  if (!mail.files.empty()) mail.files.pop_back();
+  EXPECT_TRUE(mail.files.at(mail.files.size() - 1).first.starts_with("oqsdk_"));
+  mail.files.pop_back();
   return mail.files;
 }
 
@@ -160,8 +160,7 @@ TEST_F(LogMail, PortalGetsEveryLogFile) {
                                          Pair("2-m_a.log", "the same attachment name")));
   EXPECT_FALSE(fs::exists(mails / "old"));
   EXPECT_TRUE(fs::exists(mails / "recent/a.log"));
-  auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
-  ASSERT_TRUE(record);
+  const auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
   EXPECT_EQ(record->swizzledClass(), Delegate::staticClass());
   EXPECT_TRUE(record->blocks()->contains("MFMailComposeViewControllerDelegate"));
 }

@@ -344,13 +344,13 @@ TEST_F(PopWindow, OnlyTheFirstOfTwoFingersCounts) {
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {4, "https://shop.example/left"}}));
 }
 
-TEST_F(PopWindow, UsesTheColoursOfItsRecord) {
+TEST_F(PopWindow, UsesTheAttributesOfItsRecord) {
   auto data = std::make_shared<OQWindowData>();
   data->setModelWithDic({{"style", 3},
                          {"title", {{"text", " "}, {"background", "#102030"}}},
                          {"content", {{"text", kLong}, {"color", "#405060"}, {"background", "#405060"}}},
-                         {"buttonLeft", {{"background", "#708090"}}},
-                         {"buttonRight", {{"background", "#a0b0c0"}}}});
+                         {"buttonLeft", {{"text", true}, {"background", "#708090"}, {"color", "#ff0000"}}},
+                         {"buttonRight", {{"background", "#a0b0c0"}, {"size", 30}}}});
   open(data);
   using Pixel = HeadlessHost::Pixel;
   EXPECT_EQ(pixelOf(*window->titleLbl(), 20, 10), (Pixel{0x10, 0x20, 0x30}));
@@ -358,6 +358,20 @@ TEST_F(PopWindow, UsesTheColoursOfItsRecord) {
   EXPECT_EQ(pixelOf(*window->leftBtn(), 258, 50), (Pixel{0x70, 0x80, 0x90}));
   EXPECT_EQ(pixelOf(*window->rightBtn(), 1, 50), (Pixel{0xa0, 0xb0, 0xc0}));
   EXPECT_EQ(pixelOf(*window->contentView(), 5, 5), kWhite);
+  EXPECT_EQ(window->leftBtn()->titleForState(UIControlStateNormal), "1");
+  EXPECT_EQ(window->leftBtn()->titleColorForState(UIControlStateNormal), UIColor::redColor());
+  EXPECT_EQ(window->rightBtn()->titleLabel().font(), UIFont::fontWithName("PingFangSC-Regular", 15));
+  // Missing attributes change nothing.
+  auto missing = std::make_shared<OQTextAttribute>();
+  window->textLbl()->setAttribute(nullptr);
+  window->textLbl()->setAttribute(missing);
+  EXPECT_EQ(window->textLbl()->text(), kLong);
+  EXPECT_EQ(window->textLbl()->textColor(), colorFromHexString("#405060"));
+  EXPECT_EQ(window->textLbl()->font().pointSize(), 24);
+  missing->setModelWithDic({{"text", ""}, {"size", "28pd"}});
+  window->textLbl()->setAttribute(missing);
+  EXPECT_EQ(window->textLbl()->text(), "") << "an empty string is not missing";
+  EXPECT_EQ(window->textLbl()->font().pointSize(), 14);
   host.setScale(2);
   EXPECT_NEAR(pixelOf(*window->contentView(), 260, window->leftBtn()->frame().minY() + 50).red, 255, 1)
       << "the gap between the buttons";

@@ -21,9 +21,6 @@ class WebImage : public test::WorldTest {
     setURLTransport(network);
   }
   static std::optional<URL> url(const std::string& name) { return URL::withString("https://p.example/" + name); }
-  bool isShown() {
-    return host.runUntil([&] { return view->image() != nullptr; }, 20);
-  }
 
   /// A picture of one pixel.
   const std::string picture = stringFromData(*dataWithBase64(
@@ -62,31 +59,13 @@ TEST_F(WebImage, LateDownloadReplacesALaterRequest) {
   network->fail("/broken.png", Error{"test", 7, "down"});
   oq_setImageWithURL(view, url("slow.png"));
   oq_setImageWithURL(view, url("fast.png"));
-  ASSERT_TRUE(isShown());
+  ASSERT_TRUE(host.runUntil([&] { return view->image() != nullptr; }, 20));
   const auto first = view->image();
   for (const char* nothing : {"missing.png", "text.png", "broken.png"}) oq_setImageWithURL(view, url(nothing));
   released.set_value();
   ASSERT_TRUE(network->settle());
   ASSERT_TRUE(host.runUntil([&] { return view->image() != first; }, 20));
   EXPECT_TRUE(view->image());
-}
-
-TEST_F(WebImage, TruncatedDownloadFailsAndIsTriedAgain) {
-  network->answer("/cut.png", picture.substr(0, picture.size() - 4));
-  network->answer("/text.png", "not a picture");
-  oq_setImageWithURL(view, url("cut.png"));
-  OQNetwork client;
-  client.downloadImageWithURL(url("cut.png"), nullptr);
-  client.downloadImageWithURL(url("text.png"), nullptr);
-  ASSERT_TRUE(network->settle());
-  host.runMainQueue();
-  EXPECT_FALSE(view->image());
-  EXPECT_FALSE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/cut.png"));
-  EXPECT_TRUE(OQImageDiskCache::cache().containsImageDataForKey("https://p.example/text.png"))
-      << "bytes that are not a picture at all are cached";
-  network->answer("/cut.png", picture);
-  oq_setImageWithURL(view, url("cut.png"));
-  EXPECT_TRUE(isShown());
 }
 
 }  // namespace

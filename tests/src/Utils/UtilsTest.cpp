@@ -72,16 +72,5 @@ TEST(Utils, DaysChangeAtLocalMidnight) {
   setPlatformLogHandler({});
 }
 
-TEST(Utils, Base64OfStrings) {
-  EXPECT_EQ(OQUtils::base64Encode("弹窗?>"), "5by556qXPz4=");
-  EXPECT_EQ(OQUtils::base64Decode("5by5\n 56qX*Pz4="), "弹窗?>");
-  for (const std::optional<std::string>& nothing : {std::optional<std::string>(), std::optional<std::string>("")}) {
-    EXPECT_FALSE(OQUtils::base64Encode(nothing));
-    EXPECT_FALSE(OQUtils::base64Decode(nothing));
-  }
-  EXPECT_FALSE(OQUtils::base64Decode("/w=="));  // not UTF-8
-  EXPECT_FALSE(OQUtils::base64Decode("A"));
-}
-
 }  // namespace
 }  // namespace oq
