@@ -127,6 +127,13 @@ TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {
 }
 
 TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
+  // Subscriptions have no records and no pictures.
+  deliverSubscriptions({campaign("7", "sell"), JSONValue("no dictionary")});
+  EXPECT_EQ(engine->subscribeDataArray()->size(), 2u);
+  EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
+  EXPECT_EQ(network->requests().size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(documentsDirectory() / OQRecordTreeDataFileName));
+
   deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view")});
   receive("buy");
   const std::size_t before = logEntriesButRequests().size();
@@ -150,14 +157,6 @@ TEST_F(EngineListsTest, NewListReplacesTheOldOneAndKeepsTheRecords) {
   ASSERT_TRUE(onDisk);
   EXPECT_EQ(onDisk->size(), 2u);
   EXPECT_EQ(network->requests("/9.png").size(), 1u) << "pictures are prefetched";
-}
-
-TEST_F(EngineListsTest, SubscriptionsHaveNoRecordsAndNoPictures) {
-  deliverSubscriptions({campaign("7", "buy"), JSONValue("no dictionary"), campaign("8", "view")});
-  EXPECT_EQ(engine->subscribeDataArray()->size(), 3u);
-  EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
-  EXPECT_EQ(network->requests().size(), 1u);
-  EXPECT_FALSE(std::filesystem::exists(documentsDirectory() / OQRecordTreeDataFileName));
 }
 
 TEST_F(EngineListsTest, ResponseForADestroyedEngineIsIgnored) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <barrier>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -15,7 +14,6 @@
 #include <thread>
 
 #include "Foundation/Values/Format.h"
-#include "Foundation/Values/Number.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Utils/OQLogger.h"
@@ -120,41 +118,6 @@ TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
 #endif
 }
 
-TEST_F(EngineStressTest, ReaderSeesOneCompleteListAndRecordsAtLeastAsNew) {
-  std::atomic<int> turn{0};
-  network->script("/push/sdk/in_app", [&](const auto&) {
-    JSONArray records = campaigns(windowCount, 1, ++turn);
-    for (JSONValue& record : records) record.as_object()["count"] = turn.load();
-    return ScriptedTransport::Answer{textOf(listAnswer(records))};
-  });
-  std::atomic<bool> isOver{false};
-  std::atomic<int> mixtures{0}, missing{0}, seen{0};
-  const auto read = [&] {
-    for (std::int64_t last = 0; !isOver;) {
-      const auto windows = engine->inAppDataArray();
-      if (windows->empty()) continue;
-      const std::int64_t number = windows->front()->count();
-      for (const auto& window : *windows) {
-        const auto node = engine->recordTree()->findTreeNodeById(integerValue(window->windowId()));
-        mixtures += window->count() == number ? 0 : 1;
-        missing += node && node->count() >= number ? 0 : 1;
-      }
-      seen += std::exchange(last, number) == number ? 0 : 1;
-    }
-  };
-  std::thread one(read), other(read);
-  for (int i = 0; i < 100; ++i) {
-    engine->getInAppList();
-    settle();
-  }
-  isOver = true;
-  one.join();
-  other.join();
-  EXPECT_EQ(mixtures, 0);
-  EXPECT_EQ(missing, 0);
-  EXPECT_GT(seen, 2) << "the list was never replaced";
-}
-
 #ifdef __SANITIZE_THREAD__
 /// Proves that the sanitizer would report a race in our code.
 TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
@@ -173,39 +136,6 @@ TEST(ThreadSanitizerTest, ReportsARaceInACampaign) {
       ::testing::ExitedWithCode(66), "ThreadSanitizer: data race");
 }
 #endif
-
-/// Lets two threads continue at the same moment. A thread waits only a short time for the other.
-void meet(std::atomic<int>& arrived) {
-  ++arrived;
-  for (int i = 0; i < 20000 && arrived < 2; ++i) {
-    if (i % 64 == 63) std::this_thread::yield();
-  }
-}
-
-TEST_F(EngineStressTest, TwoThreadsWithTheSameEventShowAWindowOnce) {
-  constexpr int windows = 200;
-  deliverInApp(campaigns(windows));
-  // A decision writes its two times to the platform's log; the second entry comes right before the decision.
-  std::atomic<int> arrived{0};
-  setPlatformLogHandler([&](std::string_view) {
-    thread_local int comparisons = 0;
-    if (++comparisons % 2 == 0) meet(arrived);
-  });
-  std::barrier round(2, [&]() noexcept { arrived = 0; });
-  const auto bringEvents = [&] {
-    for (int i = 0; i < windows; ++i) {
-      round.arrive_and_wait();
-      engine->onEventDataReceived(uploadInfo("e" + std::to_string(i)));
-    }
-  };
-  std::thread other(bringEvents);
-  bringEvents();
-  other.join();
-  setPlatformLogHandler([](std::string_view) {});
-  settle();
-  EXPECT_EQ(engine->shown().size(), static_cast<std::size_t>(windows));
-  for (const auto& [id, used] : usedCountsOnDisk()) EXPECT_EQ(used, 1) << id;
-}
 
 TEST_F(EngineStressTest, EventDuringTheInstallationOfTheFirstListIsMatched) {
   network->answer("/push/sdk/in_app", textOf(listAnswer(campaigns(4000))));

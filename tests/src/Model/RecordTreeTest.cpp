@@ -202,25 +202,6 @@ TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {
     EXPECT_EQ(own->count(), each.expectedCount);
     EXPECT_EQ(own->usedCount(), each.expectedUsedCount);
   }
-
-  // Activation is local to each process, except for a window that the user closed.
-  for (const bool isClosed : {false, true}) {
-    OQRecordTree tree;
-    tree.addTreeNode(node(1, 5));
-    OQRecordTree::Nodes::Vector stored = {node(1, 5), node(2, 5)};
-    for (const auto& each : stored) {
-      each->setActivated(true);
-      each->setUserClosed(isClosed);
-    }
-    tree.adopt(stored);
-    for (const auto& each : tree.copyOfNodes()) {
-      EXPECT_EQ(each->isActivated(), isClosed);
-      EXPECT_EQ(each->isUserClosed(), isClosed);
-    }
-    tree.adopt({node(2, 5)});
-    EXPECT_EQ(tree.findTreeNodeById(2)->isUserClosed(), isClosed);
-    EXPECT_THAT(ids(tree), testing::ElementsAre(1, 2));
-  }
 }
 
 }  // namespace

@@ -300,7 +300,7 @@ TEST_F(WebController, ScriptMessagesAreOnlyLogged) {
 
   page()->alert("hello");
   page()->confirm("sure?");
-  page()->prompt("name?", "nobody");
+  page()->prompt("name?", "none");
   host.runMainQueue();
   EXPECT_EQ(page()->openDialogs(), 3) << "neither shown nor answered";
   EXPECT_TRUE(page()->respond(500, "application/octet-stream"));

@@ -88,6 +88,7 @@ TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
   for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
   const std::vector<std::string> stored = cache->keys();
   moveClock(kThreeDays);
+  EXPECT_EQ(cache->ageLimit(), kThreeDays);
   cache->trimToAge(kThreeDays);
   EXPECT_EQ(cache->keys().size(), 3u) << "not older than the limit yet";
   moveClock(1);

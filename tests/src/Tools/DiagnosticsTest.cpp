@@ -104,8 +104,11 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   EXPECT_TRUE(labels("ann").empty());
   EXPECT_EQ(top("Now"), first);
   shared.setInAppDataArray({});
+  shared.setToken("T");
+  TorvelinOqConfig().setEnvType(7);
   EXPECT_TRUE(tapButton(host, "Refresh"));
-  EXPECT_FALSE(labels("The list is empty").empty());
+  for (const char* text : {"The list is empty", "none yet", "logged in", "unknown (7)"})
+    EXPECT_FALSE(labels(text).empty()) << text;
   host.setScreenSize(320, 568);
   EXPECT_TRUE(tapButton(host, "Close"));
   host.advance(0.5);

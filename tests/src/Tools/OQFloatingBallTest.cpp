@@ -196,6 +196,9 @@ TEST(FloatingBall, HandlesInterruptions) {
   screen.tapBall();
   screen.host.advance(1);
   EXPECT_EQ(screen.ball->subviews().size(), 4u);
+  screen.tapBall();
+  screen.host.advance(1);
+  EXPECT_EQ(screen.ball->subviews().size(), 1u);
   // Hidden during a drag.
   screen.drag({200, 200});
   screen.ball->_hide();
