@@ -202,6 +202,19 @@ TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {
     EXPECT_EQ(own->count(), each.expectedCount);
     EXPECT_EQ(own->usedCount(), each.expectedUsedCount);
   }
+
+  // A new record begins its run in this process, unless the user closed the window.
+  for (const bool isClosed : {false, true}) {
+    OQRecordTree tree;
+    const auto added = node(2, 5);
+    added->setActivated(true);
+    added->setUserClosed(isClosed);
+    tree.adopt({added});
+    EXPECT_EQ(added->isActivated(), isClosed);
+    tree.adopt({node(2, 5)});
+    EXPECT_EQ(added->isUserClosed(), isClosed);
+    EXPECT_THAT(ids(tree), testing::ElementsAre(2));
+  }
 }
 
 }  // namespace

@@ -273,6 +273,7 @@ TEST_F(PopWindow, WaitsUntilVisibleAndOpensAgainIfItsWindowWasHidden) {
     EXPECT_FALSE(isOnScreen());
     for (bool isActive : {true, false, true}) {
       host.setActive(isActive);
+      if (!isActive) host.setScreenSize(590.5 + style, 1274.5);
       host.advance(isActive ? 0.1 : 1);
       EXPECT_EQ(window->superview(), neverShown.application.connectedScenes().front()->windows().front());
       EXPECT_TRUE(reports.empty()) << "it has not opened completely";
@@ -280,6 +281,7 @@ TEST_F(PopWindow, WaitsUntilVisibleAndOpensAgainIfItsWindowWasHidden) {
     host.advance(0.15);
     EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {-1, {}}}));
     EXPECT_FALSE(window->isHidden());
+    expectFrame(*window->backgroundView(), {{}, {590.5 + style, 1274.5}}, "background");
     window->_close();
     host.advance(0.1);
     EXPECT_EQ(reports.size(), 3u);
@@ -477,6 +479,7 @@ TEST_F(PopWindow, ReportsDespiteScreenChangesDuringAnimations) {
       event();
       host.advance(0.3);
       EXPECT_EQ(reports, (std::vector<Report>{{1, {}}}));
+      EXPECT_EQ(isOnScreen(), &event - events != 3) << "unless it was closed";
       window->_close();
       event();
       host.advance(0.3);
