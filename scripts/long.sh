@@ -55,7 +55,7 @@ for part in "${parts[@]}"; do
       ;;
     processes) OQSDK_PROCESS_ROUNDS=${OQSDK_PROCESS_ROUNDS:-200} tests dev core_tests 'ProcessesTest.*' ;;
     soak)
-      OQSDK_STRESS_SEEDS=${OQSDK_STRESS_SEEDS:-60} tests dev core_tests 'EngineStressTest.SixteenThreads*'
+      OQSDK_SOAK_EVENTS=${OQSDK_SOAK_EVENTS:-10000000} tests dev core_tests '*MemoryAndDescriptorsStayFlat*'
       ;;
     seeds)
       OQSDK_STRESS_SEEDS=${OQSDK_STRESS_SEEDS:-100} \
