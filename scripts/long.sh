@@ -11,7 +11,7 @@ scripts/install-deps.sh --tests --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
-[[ ${#parts[@]} -gt 0 ]] || parts=(kills display processes idle stage soak seeds fuzz)
+[[ ${#parts[@]} -gt 0 ]] || parts=(kills processes idle stage soak seeds fuzz)
 echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc) processors, $(date -u +%F)"
 
 passed=0 failed=0
@@ -39,7 +39,6 @@ for part in "${parts[@]}"; do
   echo "== $part"
   case $part in
     kills) OQSDK_KILLS=${OQSDK_KILLS:-1000} tests dev platform_tests 'KilledWriter.*' ;;
-    display) OQSDK_KILLS=${OQSDK_KILLS:-500} tests dev core_tests 'KillTest.*' ;;
     idle)
       OQSDK_NGINX_CYCLES=${OQSDK_NGINX_CYCLES:-50} \
         tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*'

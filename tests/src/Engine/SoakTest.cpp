@@ -61,7 +61,6 @@ TEST_F(EngineTest, MemoryAndDescriptorsStayFlatOverManyEvents) {
     if (path == "/push/sdk/in_app") return std::optional(answerOf(lists++));
     return std::optional(textOf(listAnswer({campaign("1", "e1")})));
   }));
-  relaunch();
   engine->getSubscribeList();
   double early = 0;
   std::ptrdiff_t earlyDescriptors = 0;

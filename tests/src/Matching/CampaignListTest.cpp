@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <thread>
 
@@ -41,9 +39,9 @@ TEST(CampaignList, FollowsTheMatchingRule) {
     fill(event, json(each.event));
     const std::string text = std::string(each.event) + " against " + each.condition;
     // Alone, behind other conditions with the same name, and as a pre-condition.
-    const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
-                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), window(json(each.condition))};
     const Windows alone = {window(json(each.condition))};
+    const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
+                            window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), alone[0]};
     EXPECT_EQ(indexMatch(OQCampaignList(alone), event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(linearMatch(alone, event), each.matches ? 0u : 1u) << text;
     EXPECT_EQ(indexMatch(OQCampaignList(others), event), linearMatch(others, event)) << text;
@@ -133,61 +131,54 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
     for (int i = 0; i < size; ++i) context["key " + std::to_string(i)] = i == odd ? "another" : "value";
     return JSONValue{{"xwhat", "buy"}, {"xcontext", std::move(context)}};
   };
-  int matched = 0;
-  for (const int asked : {1, 2, 31, 62, 63, 64, 65, 70}) {
+  const int sizes[] = {1, 31, 62, 63, 64, 65, 70};
+  for (const int asked : sizes) {
     for (const int odd : {-1, 0, 61, 63}) {
       const Windows windows = {window(large(asked, odd))};
-      const OQCampaignList list(windows);
-      for (const int size : {1, 2, 31, 62, 63, 64, 65, 70}) {
+      for (const int size : sizes) {
         OQWindowEvent event;
         fill(event, large(size, -1));
-        const std::size_t expected = linearMatch(windows, event);
-        ASSERT_EQ(indexMatch(list, event), expected)
+        ASSERT_EQ(indexMatch(OQCampaignList(windows), event), linearMatch(windows, event))
             << size << " properties, " << asked << " in the condition, odd " << odd;
-        matched += expected == 0 ? 1 : 0;
       }
     }
   }
-  EXPECT_GT(matched, 8 * 8);
 }
 
 TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
   const JSONValue buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
-  const OQCampaignList list(windows);
   OQWindowEvent event;
-  const OQCampaignMatch match = list.match(fill(event, buy));
+  const OQCampaignMatch match = OQCampaignList(windows).match(fill(event, buy));
   EXPECT_EQ(match.position, 2u);
   ASSERT_EQ(match.passedOverCount, 2u);
-  EXPECT_EQ(match.passedOver[0].position, 0u);
-  EXPECT_TRUE(match.passedOver[0].isWaiting);
-  EXPECT_EQ(match.passedOver[1].position, 4u);
-  EXPECT_FALSE(match.passedOver[1].isWaiting);
-}
+  for (std::size_t i : {0, 1}) {
+    EXPECT_EQ(match.passedOver[i].position, 4 * i);
+    EXPECT_EQ(match.passedOver[i].isWaiting, i == 0);
+  }
 
-TEST(CampaignList, SubscriptionsDoNotWait) {
-  const Windows windows = {window({{"xwhat", "buy"}}, {{"xwhat", "pay"}})};
-  const OQCampaignList list(windows, OQCampaignList::PreConditions::Ignored);
-  OQWindowEvent event;
-  EXPECT_EQ(list.match(fill(event, {{"xwhat", "buy"}})).position, 0u);
-  list.match(fill(event, {{"xwhat", "pay"}}));
+  // Subscriptions do not wait.
+  const OQCampaignList subscriptions({windows[0]}, OQCampaignList::PreConditions::Ignored);
+  EXPECT_EQ(subscriptions.match(event).position, 0u);
+  subscriptions.match(fill(event, pay));
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 
-/// A window that moves from waiting to active must always be found.
+/// A window that moves from waiting to active must always be found. Many properties make the move take longer.
 TEST(CampaignList, WindowIsFoundWhileItsPreConditionIsRemoved) {
-  const JSONValue both = {{"xwhat", "buy"}};
-  for (int round = 0; round < 300; ++round) {
-    Windows windows;
-    for (int i = 0; i < 100; ++i) windows.push_back(window({{"xwhat", "never"}}, both));
-    windows.push_back(window(both, both));
+  JSONDictionary context;
+  for (int i = 0; i < 60; ++i) context["k" + std::to_string(i)] = "v";
+  const JSONValue both = {{"xwhat", "buy"}, {"xcontext", context}};
+  OQWindowEvent event;
+  fill(event, both);
+  for (int round = 0; round < 2000; ++round) {
+    const Windows windows = {window({{"xwhat", "never"}}, both), window(both, both)};
     const OQCampaignList list(windows);
     std::atomic<int> ready{0};
     const auto matchOnce = [&] {
-      OQWindowEvent event;
-      fill(event, both);
-      for (++ready; ready < 2;) std::this_thread::yield();
-      EXPECT_EQ(list.match(event).position, 100u);
+      for (++ready; ready < 2;) {
+      }
+      EXPECT_EQ(list.match(event).position, 1u);
     };
     std::thread other(matchOnce);
     matchOnce();

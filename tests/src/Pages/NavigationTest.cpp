@@ -13,6 +13,8 @@
 namespace oq {
 namespace {
 
+using Visibility = UISceneVisibility;
+
 /// A view of a class that is known only by name.
 class NamedView : public UIView {
  public:
@@ -27,14 +29,14 @@ class Navigation : public testing::Test {
  protected:
   Navigation() : _before(platformSystemVersion()) {
     DispatchQueue::installMain();
-    attach(background, UISceneVisibility::Hidden);
-    attach(front, UISceneVisibility::OnScreen);
+    attach(background, Visibility::Hidden);
+    attach(front, Visibility::OnScreen);
   }
   ~Navigation() override {
     detachAll();
     setPlatformSystemVersion(_before);
   }
-  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, UISceneVisibility visibility) {
+  std::shared_ptr<UIScene> attach(std::shared_ptr<UIWindow>& window, Visibility visibility) {
     window = makeHostWindow(CGRectMake(0, 0, 100, 200));
     auto scene = std::make_shared<UIScene>();
     scene->addWindow(window);
@@ -43,7 +45,7 @@ class Navigation : public testing::Test {
     application.setSceneVisibility(*scene, visibility);
     return scene;
   }
-  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), UISceneVisibility::Hidden); }
+  void sendToBackground() { application.setSceneVisibility(*_scenes.back(), Visibility::Hidden); }
   void detachAll() {
     for (const auto& scene : _scenes) application.disconnectScene(scene);
   }
@@ -72,94 +74,74 @@ TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
 TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
-  const auto splashScene = attach(splash, UISceneVisibility::NeverMapped);
-  const auto mainScene = attach(main, UISceneVisibility::NeverMapped);
-  const auto toolsScene = attach(tools, UISceneVisibility::NeverMapped);
+  const auto ofSplash = attach(splash, Visibility::NeverMapped), ofMain = attach(main, Visibility::NeverMapped),
+             ofTools = attach(tools, Visibility::NeverMapped);
   EXPECT_EQ(OQNavigation::keyWindow(), splash) << "before any window is mapped, the first one counts";
-
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Mapped);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), nullptr) << "a window that was never mapped does not replace it";
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
-  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
-  EXPECT_EQ(OQNavigation::keyWindow(), main) << "unused windows are in the order of attachment";
-
-  application.sceneWasUsed(*mainScene);
-  application.sceneWasUsed(*toolsScene);
-  application.sceneWasUsed(*splashScene);
+  const auto keyWindowAfter = [&](const auto& scene, Visibility visibility) {
+    application.setSceneVisibility(*scene, visibility);
+    return OQNavigation::keyWindow();
+  };
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Mapped), tools);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Hidden), nullptr) << "one that was never mapped does not replace it";
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::OnScreen), tools);
+  EXPECT_EQ(keyWindowAfter(ofMain, Visibility::OnScreen), main) << "unused windows are in the order of attachment";
+  for (const auto& scene : {ofMain, ofTools, ofSplash}) application.sceneWasUsed(*scene);
   EXPECT_EQ(OQNavigation::keyWindow(), tools) << "one that was never mapped comes last";
-  EXPECT_EQ(application.connectedScenes().back(), splashScene);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), main);
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::OnScreen);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools) << "a hidden window keeps its rank";
-  application.setSceneVisibility(*toolsScene, UISceneVisibility::HeldBack);
-  EXPECT_EQ(OQNavigation::keyWindow(), main) << "the user sees nothing of the other window";
-  application.setSceneVisibility(*mainScene, UISceneVisibility::Hidden);
-  EXPECT_EQ(OQNavigation::keyWindow(), tools);
-  application.setSceneVisibility(*mainScene, UISceneVisibility::OnScreen);
-  application.disconnectScene(toolsScene);
+  EXPECT_EQ(application.connectedScenes().back(), ofSplash);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::Hidden), main);
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::OnScreen), tools) << "a hidden window keeps its rank";
+  EXPECT_EQ(keyWindowAfter(ofTools, Visibility::HeldBack), main) << "the user sees nothing of the other window";
+  EXPECT_EQ(keyWindowAfter(ofMain, Visibility::Hidden), tools);
+  application.setSceneVisibility(*ofMain, Visibility::OnScreen);
+  application.disconnectScene(ofTools);
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 
-TEST_F(Navigation, FollowsTheStackToItsTopOrReturnsAPlainRoot) {
-  auto navigation = OQNavigation::currentNavigation();
-  ASSERT_TRUE(navigation);
-  EXPECT_EQ(navigation, front->rootViewController());
-  EXPECT_EQ(OQNavigation::currentViewController(), navigation->topViewController());
-  auto page = std::make_shared<UIViewController>();
-  navigation->pushViewController(page, false);
-  EXPECT_EQ(OQNavigation::currentViewController(), page);
-  page = std::make_shared<UIViewController>();
-  front->setRootViewController(page);
-  EXPECT_EQ(OQNavigation::currentViewController(), page);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
+  const auto expect = [](const auto& controller, const auto& navigation) {
+    EXPECT_EQ(OQNavigation::currentViewController(), controller);
+    EXPECT_EQ(OQNavigation::currentNavigation(), navigation);
+  };
+  const auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>(),
+             sheet = std::make_shared<UIViewController>();
+  const auto stack = std::make_shared<UINavigationController>(std::make_shared<UIViewController>());
   front->setRootViewController(nullptr);
-  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
-}
+  expect(nullptr, nullptr);
+  front->setRootViewController(plain);
+  expect(plain, nullptr);
+  front->setRootViewController(stack);
+  expect(stack->topViewController(), stack);
+  stack->pushViewController(top, false);
+  expect(top, stack);
 
-TEST_F(Navigation, FollowsTheSelectedTabAndThenPresentedScreens) {
-  auto plain = std::make_shared<UIViewController>(), top = std::make_shared<UIViewController>();
-  auto stack = std::make_shared<UINavigationController>(top);
-  auto tabs = std::make_shared<UITabBarController>();
+  const auto tabs = std::make_shared<UITabBarController>();
   front->setRootViewController(tabs);
-  EXPECT_EQ(OQNavigation::currentViewController(), nullptr);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
-
+  expect(nullptr, nullptr);
   tabs->setViewControllers({plain, stack});
-  EXPECT_EQ(OQNavigation::currentViewController(), plain);
-  EXPECT_EQ(OQNavigation::currentNavigation(), nullptr);
+  expect(plain, nullptr);
   tabs->setSelectedViewController(stack);
-  EXPECT_EQ(OQNavigation::currentViewController(), top);
-  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
+  expect(top, stack);
+  top->presentViewController(std::make_shared<UINavigationController>(sheet), false);
+  expect(sheet, stack);
 
-  auto sheet = std::make_shared<UIViewController>();
-  auto sheetStack = std::make_shared<UINavigationController>(sheet);
-  top->presentViewController(sheetStack, false);
-  EXPECT_EQ(OQNavigation::currentViewController(), sheet);
-  EXPECT_EQ(OQNavigation::currentNavigation(), stack);
-
-  auto around = std::make_shared<UINavigationController>(tabs);
+  const auto around = std::make_shared<UINavigationController>(tabs);
   front->setRootViewController(around);
   tabs->setSelectedViewController(plain);
-  EXPECT_EQ(OQNavigation::currentViewController(), plain);
-  EXPECT_EQ(OQNavigation::currentNavigation(), around);
+  expect(plain, around);
 }
 
 TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
   auto page = std::make_shared<UIViewController>();
   front->setRootViewController(page);
-  auto box = std::make_shared<UIView>(), label = std::make_shared<UIView>();
-  page->view()->addSubview(label);
+  auto box = std::make_shared<UIView>();
   page->view()->addSubview(box);
   box->addSubview(std::make_shared<NamedView>("WKWebView"));
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
-  auto old = std::make_shared<NamedView>("UIWebView"), recent = std::make_shared<NamedView>("WKWebView");
-  page->view()->addSubview(recent);
-  EXPECT_EQ(OQNavigation::currentWebview(), recent);
-  page->view()->insertSubview(old, 1);
-  EXPECT_EQ(OQNavigation::currentWebview(), old);
+  for (const char* name : {"WKWebView", "UIWebView"}) {
+    auto view = std::make_shared<NamedView>(name);
+    page->view()->insertSubview(view, 1);
+    EXPECT_EQ(OQNavigation::currentWebview(), view) << "the first one";
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <future>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Engine/OQSDKManager.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Controllers/UIViewController.h"
@@ -75,6 +76,17 @@ TEST_F(PageCollection, FollowsScreensAndReportsPagesIfEnabled) {
   isCollecting = false;
   EXPECT_EQ(pagesAfter(other), Pages("PageTestOther", "PageTestPage"));
   EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
+}
+
+TEST_F(PageCollection, EngineFollowsItUnlessDisabled) {
+  auto& engine = OQSDKManager::sharedManager();
+  Named<UIViewController> page("PageTestEnginePage");
+  for (bool isEnabled : {false, true}) {
+    engine.setAutoCollectPage(isEnabled);
+    EXPECT_EQ(pagesAfter(page).first, "PageTestEnginePage");
+    EXPECT_EQ(engine.pageName().has_value(), isEnabled);
+  }
+  EXPECT_EQ(engine.pageName(), "PageTestEnginePage");
 }
 
 TEST_F(PageCollection, DoesNotKeepAQueuedScreenAlive) {

@@ -51,8 +51,10 @@ TEST_F(OQServerRequestsTest, BodiesNameTheInstallationAndItsUser) {
         {"/push/sdk/event/trigger", events},
         {"/push/sdk/in_app/callback", events}};
     for (std::size_t i = 0; i < std::size(expected); ++i) {
-      EXPECT_EQ(network->requests().at(before + i).path, expected[i].first);
-      EXPECT_EQ(network->requests()[before + i].json, expected[i].second) << expected[i].first;
+      const auto request = network->requests().at(before + i);
+      EXPECT_EQ(request.path, expected[i].first);
+      EXPECT_EQ(request.method, "POST");
+      EXPECT_EQ(request.json, expected[i].second) << expected[i].first;
     }
     session.takeToken("T");
     session.takeUser(42, "shop");

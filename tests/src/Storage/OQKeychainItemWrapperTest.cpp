@@ -13,9 +13,7 @@
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
 
-using namespace oq;
-using namespace oq::test;
-
+namespace oq::test {
 namespace {
 
 /// The store under test: the Secret Service that secret_service_test.sh has started, otherwise the file.
@@ -83,18 +81,23 @@ class KeychainItemTest : public testing::Test {
   std::vector<std::string> log;
 };
 
-}  // namespace
-
-TEST_F(KeychainItemTest, IsEmptyWithoutAnItem) {
+TEST_F(KeychainItemTest, IsEmptyWithoutAnItemAndAfterAReset) {
   auto item = wrapper();
-  for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
-    EXPECT_TRUE(item.objectForKey(key) == PropertyValue("")) << key;
+  for (bool wasReset : {false, true}) {
+    for (std::string_view key : {kSecAttrAccount, kSecAttrService, kSecAttrLabel, kSecAttrDescription}) {
+      EXPECT_TRUE(item.objectForKey(key) == PropertyValue("")) << key;
+    }
+    EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(JSONDictionary{}));
+    EXPECT_TRUE(item.objectForKey(kSecAttrGeneric) == PropertyValue("UUID"));
+    EXPECT_TRUE(item.objectForKey(kSecAttrAccessGroup) == PropertyValue(JSONValue(OQSDKBundleId)));
+    EXPECT_TRUE(item.objectForKey("unknown") == PropertyValue(JSONValue()));
+    EXPECT_EQ(storedBytes(), "none");
+    item.setObject("Anna", kSecAttrAccount);
+    item.setObject(wasReset ? "again" : "x", kSecValueData);
+    EXPECT_TRUE(wrapper().objectForKey(kSecAttrAccount) == PropertyValue("Anna"));
+    if (!wasReset) item.resetKeychainItem();
   }
-  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(JSONDictionary{}));
-  EXPECT_TRUE(item.objectForKey(kSecAttrGeneric) == PropertyValue("UUID"));
-  EXPECT_TRUE(item.objectForKey(kSecAttrAccessGroup) == PropertyValue(JSONValue(OQSDKBundleId)));
-  EXPECT_TRUE(item.objectForKey("unknown") == PropertyValue(JSONValue()));
-  EXPECT_EQ(storedBytes(), "none");
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("again"));
   EXPECT_EQ(log, std::vector<std::string>{});
 }
 
@@ -106,51 +109,28 @@ TEST_F(KeychainItemTest, StoresPlainObjectsAsXMLAndReadsThem) {
     EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == value);
     EXPECT_EQ(storedBytes().substr(0, 5), "<?xml");
   }
-  wrapper().setObject("Anna", kSecAttrAccount);
-  EXPECT_TRUE(wrapper().objectForKey(kSecAttrAccount) == PropertyValue("Anna"));
+  // Items with another identifier or access group.
+  wrapper("two").setObject("2", kSecValueData);
+  OQKeychainItemWrapper("UUID", "another.group").setObject("3", kSecValueData);
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == values[4]);
+  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup), 0u);
 }
 
 TEST_F(KeychainItemTest, WritesOnlyChangedNonNilValues) {
   auto item = wrapper();
-  item.setObject("x", kSecValueData);
-  EXPECT_EQ(store->writes, 1);
-  item.setObject("x", kSecValueData);
-  item.setObject(JSONValue(), kSecValueData);
-  EXPECT_EQ(store->writes, 1);
+  for (const PropertyValue& value : {PropertyValue("x"), PropertyValue("x"), PropertyValue(JSONValue())}) {
+    item.setObject(value, kSecValueData);
+    EXPECT_EQ(store->writes, 1);
+  }
   EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("x"));
-  item.setObject("y", kSecValueData);
-  EXPECT_EQ(store->writes, 2);
 
   // The value in memory survives a failure of the keychain.
-  store->remove({});
-  auto unwritten = wrapper();
   store->refusesWrites = true;
-  unwritten.setObject("z", kSecValueData);
-  EXPECT_TRUE(unwritten.objectForKey(kSecValueData) == PropertyValue("z"));
-  EXPECT_EQ(storedBytes(), "none");
+  item.setObject("y", kSecValueData);
+  EXPECT_EQ(store->writes, 2);
+  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue("y"));
+  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("x"));
   EXPECT_EQ(log, std::vector<std::string>{});
-}
-
-TEST_F(KeychainItemTest, ItemsAreIdentifiedByIdentifierAndAccessGroup) {
-  wrapper("one").setObject("1", kSecValueData);
-  wrapper("two").setObject("2", kSecValueData);
-  OQKeychainItemWrapper("one", "another.group").setObject("3", kSecValueData);
-  EXPECT_TRUE(wrapper("one").objectForKey(kSecValueData) == PropertyValue("1"));
-  EXPECT_TRUE(wrapper("two").objectForKey(kSecValueData) == PropertyValue("2"));
-  EXPECT_EQ(OQKeychainItemWrapper("three", std::nullopt).genericPasswordQuery().count(kSecAttrAccessGroup), 0u);
-}
-
-TEST_F(KeychainItemTest, ResettingDeletesTheItem) {
-  auto item = wrapper();
-  item.setObject("x", kSecValueData);
-  item.setObject("Anna", kSecAttrAccount);
-  item.resetKeychainItem();
-  EXPECT_EQ(storedBytes(), "none");
-  EXPECT_TRUE(item.objectForKey(kSecAttrAccount) == PropertyValue(""));
-  EXPECT_TRUE(item.objectForKey(kSecValueData) == PropertyValue(JSONDictionary{}));
-  item.setObject("again", kSecValueData);
-  EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == PropertyValue("again"));
 }
 
 TEST_F(KeychainItemTest, LogsWhatCannotBeWrittenOrRead) {
@@ -199,18 +179,15 @@ TEST_F(KeychainItemTest, FirstIdentifierStays) {
   ASSERT_NE(OQUtils::getUUID(), first);
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(first));
-}
-
-TEST_F(KeychainItemTest, OnlyEmptyValuesAreReplacedByTheIdentifier) {
-  for (const JSONValue& empty : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{})}) {
-    wrapper().setObject("x", kSecValueData);
-    wrapper().setObject(empty, kSecValueData);
-    OQUtils::saveUUIDWithKeyChain();
-    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
-  }
-  for (const JSONValue& value : {JSONValue(false), JSONValue(0), JSONValue(JSONArray{""})}) {
+  // Only empty values are replaced.
+  for (const JSONValue& value : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{}), JSONValue(false),
+                                 JSONValue(0), JSONValue(JSONArray{""})}) {
     wrapper().setObject(value, kSecValueData);
     OQUtils::saveUUIDWithKeyChain();
-    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), value);
+    const bool isEmpty = value == JSONValue("") || value == JSONArray{} || value == JSONDictionary{};
+    EXPECT_EQ(OQUtils::getUUIDWithKeychain(), isEmpty ? JSONValue(OQUtils::getUUID()) : value) << value;
   }
 }
+
+}  // namespace
+}  // namespace oq::test

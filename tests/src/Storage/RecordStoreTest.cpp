@@ -144,41 +144,24 @@ TEST_F(RecordStore, DescriptorThatTheHostReusedIsNotTouched) {
 /// A replaced file's inode number may be reused by a later one.
 TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
   const auto time = std::filesystem::file_time_type::clock::now();
-  const auto replace = [&] {
+  FileVersion version;
+  for (int i = 0; i < 20; ++i) {
     test::writeText(folder.path() / "new", "same size");
     std::filesystem::last_write_time(folder.path() / "new", time);
     std::filesystem::rename(folder.path() / "new", file);
-  };
-  replace();
-  FileVersion version;
-  ASSERT_TRUE(contentsOfFile(file, UsualFileLimit, &version));
-  EXPECT_TRUE(version.isStillAt(file));
-  for (int i = 0; i < 20; ++i) {
-    replace();
-    ASSERT_FALSE(version.isStillAt(file)) << i;
+    if (i == 0) {
+      ASSERT_TRUE(contentsOfFile(file, UsualFileLimit, &version));
+    }
+    ASSERT_EQ(version.isStillAt(file), i == 0);
   }
 }
 
 TEST_F(RecordStore, WithoutLocksEachProcessWorksAlone) {
   std::filesystem::create_directory(lockFile);
   auto access = ours.access();
-  EXPECT_TRUE(access);
   EXPECT_TRUE(theirs.access());
   EXPECT_TRUE(access.write(nodes(1)));
 }
 
-TEST_F(RecordStore, ProcessesThatWriteSlowlyAreWaitedForEachTime) {
-  {
-    auto access = theirs.access();
-    EXPECT_FALSE(ours.access());
-    EXPECT_TRUE(access.write(nodes(1)));
-  }
-  const auto access = theirs.access();
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(ours.access());
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
-}
-
 }  // namespace
-
 }  // namespace oq

@@ -29,10 +29,6 @@ struct Store {
   std::function<std::optional<std::int64_t>()> read;
 };
 
-std::filesystem::path archiveFile() {
-  return applicationDataDirectory() / "Documents" / OQRecordTreeDataFileName;
-}
-
 bool writeArchive(std::int64_t number) {
   auto node = std::make_shared<OQRecordTreeNode>();
   node->setNodeId(number);
@@ -41,7 +37,8 @@ bool writeArchive(std::int64_t number) {
 }
 
 std::optional<std::int64_t> readArchive() {
-  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(archiveFile());
+  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(applicationDataDirectory() / "Documents" /
+                                                                OQRecordTreeDataFileName);
   return nodes && nodes->size() == 2 ? std::optional(nodes->front()->nodeId()) : std::nullopt;
 }
 
@@ -93,27 +90,26 @@ class StoreFaults : public testing::TestWithParam<Store> {
   TemporaryFolder folder;
 };
 
-void closeIfCold(bool isCold) {
-  if (isCold) closeAllUserDefaults();
-}
-
 TEST_P(StoreFaults, KeepsTheOldOrTheNewValue) {
   const Store& store = GetParam();
   for (Faults::Kind kind : {Faults::Kind::fileCall, Faults::Kind::databaseStep, Faults::Kind::allocation}) {
     for (bool isCold : {false, true}) {
+      const auto closeIfCold = [&] {
+        if (isCold) closeAllUserDefaults();
+      };
       std::int64_t kept = 1;
       ASSERT_TRUE(store.write(kept));
       bool hasStruck = true;
       for (int number = 1; hasStruck; ++number) {
         SCOPED_TRACE(testing::Message() << (isCold ? "cold " : "warm ") << static_cast<int>(kind) << "." << number);
         hasStruck = false;
-        closeIfCold(isCold);
+        closeIfCold();
         const std::int64_t wanted = kept + 1;
         const bool isWritten = attempt(kind, number, hasStruck, [&] { return store.write(wanted); });
-        closeIfCold(isCold);
+        closeIfCold();
         const auto found = store.read();
         ASSERT_TRUE(found == wanted || (found == kept && !isWritten)) << found.value_or(0) << " for " << wanted;
-        closeIfCold(isCold);
+        closeIfCold();
         const auto seen = attempt(kind, number, hasStruck, store.read);
         ASSERT_TRUE(!seen || seen == found) << *seen << " for " << *found;
         ASSERT_EQ(store.read(), found);
@@ -162,17 +158,6 @@ TEST_F(StoreFaults, LogHasOnlyCompleteEntries) {
     static const std::regex entry(R"([0-9-]{10} [0-9:]{8}\.[0-9]{3}  (entry|after) .*[0-9]+)");
     for (; std::getline(lines, line); last = line) ASSERT_TRUE(std::regex_match(line, entry)) << line;
     ASSERT_TRUE(last.ends_with("  after " + std::to_string(number))) << last;
-  }
-  hasStruck = true;
-  for (int number = 1; hasStruck; ++number) {
-    std::filesystem::remove_all(folder.path() / "Log");
-    hasStruck = false;
-    attempt(Faults::Kind::fileCall, number, hasStruck, [&] {
-      OQLogger made(folder.path() / "Log");
-      made._log("entry");
-      made.flush();
-      return true;
-    });
   }
 }
 

@@ -48,7 +48,7 @@ Class* Delegate::staticClass() {
 
 void write(const fs::path& file, const std::string& text) {
   fs::create_directories(file.parent_path());
-  std::ofstream(file) << text;
+  test::writeText(file, text);
 }
 
 /// A home folder without a mail program, a portal or a bus.
@@ -66,11 +66,15 @@ class Desktop {
   /// The program writes its arguments to a file, one per line, saves the attachments, and exits with the status.
   void addXdgEmail(int status) const {
     const fs::path program = path() / "bin/xdg-email";
-    write(program, "#!/bin/sh\ncd " + path().string() +
-                       "\nfor argument; do\n  printf '%s\\n' \"$argument\" >>arguments\n"
-                       "  [ \"$last\" = --attach ] && cat \"$argument\" >>attached\n  last=$argument\ndone\n"
-                       "touch asked\nexit " +
-                       std::to_string(status) + "\n");
+    write(program, "#!/bin/sh\ncd " + path().string() + R"(
+for argument; do
+  printf '%s\n' "$argument" >>arguments
+  [ "$last" = --attach ] && cat "$argument" >>attached
+  last=$argument
+done
+touch asked
+exit )" + std::to_string(status) +
+                       "\n");
     ::chmod(program.c_str(), 0755);
   }
   void addMailProgram() const {
@@ -100,35 +104,30 @@ class LogMail : public testing::Test {
     OQNavigation::currentNavigation()->pushViewController(delegate, false);
     OQLogger::getInstance().flush();
   }
-  static HeadlessHost::Options optionsIn(const fs::path& folder) {
-    HeadlessHost::Options options;
-    options.dataDirectory = folder / "data";
-    return options;
-  }
   static fs::path logs() {
     return documentsDirectory() / "Log";
   }
   void send(const std::string& recipient = "dev@example.org") {
-    OQSDKManager::sharedManager().sendLogToEmail(recipient, delegate);
+    OQSDKManager::sharedManager().sendLogToEmail(recipient);  // from the current screen, which is the delegate
   }
-  /// Waits until the delegate was called and the composer is gone.
-  ::testing::AssertionResult finishes() {
-    const bool hasFinished = host.runUntil([&] { return delegate->results.size() == 1; }, 20, true);
+  /// Waits until the delegate was called with this result only, and the composer is gone.
+  void expectResult(MFMailComposeResult result) {
+    EXPECT_TRUE(host.runUntil([&] { return !delegate->results.empty(); }, 20, true));
     host.advance(1);
-    if (!hasFinished) return ::testing::AssertionFailure() << "the delegate was not called";
-    if (delegate->presentedViewController()) return ::testing::AssertionFailure() << "the composer is still presented";
-    return ::testing::AssertionSuccess();
+    EXPECT_THAT(std::exchange(delegate->results, {}), ElementsAre(static_cast<int>(result)));
+    EXPECT_EQ(std::exchange(delegate->error, {}).has_value(), result == MFMailComposeResult::Failed);
+    EXPECT_EQ(delegate->presentedViewController(), nullptr);
   }
 
   Desktop desktop;
-  HeadlessHost host{optionsIn(desktop.path())};
+  HeadlessHost host{{.dataDirectory = desktop.path() / "data"}};
   std::shared_ptr<Delegate> delegate;
 };
 
 /// Names and contents, except for the last one, which is this run's log.
 std::vector<std::pair<std::string, std::string>> filesOf(FakePortal::Mail mail) {
-  EXPECT_TRUE(!mail.files.empty() && mail.files.back().first.starts_with("oqsdk_"));
-  if (!mail.files.empty()) mail.files.pop_back();
+  EXPECT_TRUE(mail.files.at(mail.files.size() - 1).first.starts_with("oqsdk_"));
+  mail.files.pop_back();
   return mail.files;
 }
 
@@ -151,8 +150,7 @@ TEST_F(LogMail, PortalGetsEveryLogFile) {
   send(odd);
   host.advance(0.1);
   EXPECT_EQ(class_getName(delegate->presentedViewController()->class_()), "MFMailComposeViewController");
-  EXPECT_TRUE(finishes());
-  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Sent)));
+  expectResult(MFMailComposeResult::Sent);
   ASSERT_EQ(portal.mails().size(), 1u);
   const auto mail = portal.mails().front();
   EXPECT_THAT(mail.addresses, ElementsAre(odd));
@@ -162,8 +160,7 @@ TEST_F(LogMail, PortalGetsEveryLogFile) {
                                          Pair("2-m_a.log", "the same attachment name")));
   EXPECT_FALSE(fs::exists(mails / "old"));
   EXPECT_TRUE(fs::exists(mails / "recent/a.log"));
-  auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
-  ASSERT_TRUE(record);
+  const auto record = OQSwizzler::swizzleForSelector(mailComposeDidFinishSelector);
   EXPECT_EQ(record->swizzledClass(), Delegate::staticClass());
   EXPECT_TRUE(record->blocks()->contains("MFMailComposeViewControllerDelegate"));
 }
@@ -181,35 +178,25 @@ TEST_F(LogMail, SendsTheNewestFilesAndLogsTheRest) {
   setPlatformLogHandler([&](std::string_view line) { lines.emplace_back(line); });
   send();
   setPlatformLogHandler({});
-  EXPECT_TRUE(finishes());
-  EXPECT_THAT(lines, testing::ElementsAre("2985 log files stay behind, a mail carries the newest 16"));
+  expectResult(MFMailComposeResult::Sent);
+  EXPECT_THAT(lines, ElementsAre("2985 log files stay behind, a mail carries the newest 16"));
   const auto files = filesOf(portal.mails().at(0));
   EXPECT_EQ(files.size(), 15u);
-  for (const auto& [name, bytes] : files) {
-    EXPECT_EQ(name, bytes + ".log");
-    EXPECT_EQ(std::stoi(bytes) % 200, 7) << name;
-  }
+  for (const auto& [name, bytes] : files) EXPECT_TRUE(name == bytes + ".log" && std::stoi(bytes) % 200 == 7) << name;
 }
 
 TEST_F(LogMail, ResultFollowsThePortal) {
-  struct Case {
-    FakePortal::Manners manners;
-    MFMailComposeResult result;
-  };
   using enum MFMailComposeResult;
   const std::string refusal = "org.freedesktop.portal.Error.InvalidArgument";
-  for (const Case& each :
-       {Case{{.version = 2}, Sent}, Case{{.response = 1}, Cancelled}, Case{{.response = 2}, Failed},
-        Case{{.error = refusal}, Failed}, Case{{.ownHandle = true}, Sent}, Case{{.breaksDown = true}, Failed}}) {
-    FakePortal portal(each.manners);
-    delegate->results.clear();
-    delegate->error.reset();
+  const std::pair<FakePortal::Manners, MFMailComposeResult> cases[] = {
+      {{.version = 2}, Sent},       {{.response = 1}, Cancelled}, {{.response = 2}, Failed},
+      {{.error = refusal}, Failed}, {{.ownHandle = true}, Sent},  {{.breaksDown = true}, Failed}};
+  for (const auto& [manners, result] : cases) {
+    FakePortal portal(manners);
     send();
-    EXPECT_TRUE(finishes());
-    EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(each.result)));
-    EXPECT_EQ(delegate->error.has_value(), each.result == Failed);
+    expectResult(result);
     ASSERT_EQ(portal.mails().size(), 1u);
-    EXPECT_EQ(portal.mails().front().address, each.manners.version < 3 ? "dev@example.org" : "");
+    EXPECT_EQ(portal.mails().front().address, manners.version < 3 ? "dev@example.org" : "");
   }
 }
 
@@ -234,11 +221,9 @@ TEST_F(LogMail, CanBeCancelledWhileThePortalIsSilent) {
   host.advance(1);
   EXPECT_EQ(delegate->results.size(), 0u);
   EXPECT_TRUE(test::tapButton(host, "Cancel"));
-  EXPECT_TRUE(finishes());
-  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Cancelled)));
+  expectResult(MFMailComposeResult::Cancelled);
   EXPECT_TRUE(host.runUntil([&] { return portal.closedRequests() == 1; }, 20));
   // If other code dismisses it, the delegate is not called.
-  delegate->results.clear();
   send();
   ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 2; }, 20, true));
   host.advance(1);
@@ -265,7 +250,7 @@ TEST_F(LogMail, NeedsRecipientControllerAndMailProgram) {
   EXPECT_FALSE(fs::exists(desktop.path() / "asked"));
   // A mail without attachments is sent as well.
   OQUtils::sendEmailTo("dev@example.org", {Data{'x'}}, {}, delegate);
-  EXPECT_TRUE(finishes());
+  expectResult(MFMailComposeResult::Sent);
   EXPECT_EQ(portal.mails().at(0).files.size(), 0u);
 }
 
@@ -275,8 +260,7 @@ TEST_F(LogMail, UsesXdgEmailWithoutAPortal) {
   ASSERT_TRUE(MFMailComposeViewController::canSendMail());
   write(logs() / "a b.log", "first");
   send("--attach /etc/passwd@example.org?cc=x");
-  EXPECT_TRUE(finishes());
-  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Sent)));
+  expectResult(MFMailComposeResult::Sent);
   std::ifstream lines(desktop.path() / "arguments");
   std::vector<std::string> arguments;
   for (std::string line; std::getline(lines, line);) arguments.push_back(line);
@@ -287,11 +271,8 @@ TEST_F(LogMail, UsesXdgEmailWithoutAPortal) {
   EXPECT_THAT(test::textOfFile(desktop.path() / "attached"), testing::StartsWith("first"));
 
   desktop.addXdgEmail(3);
-  delegate->results.clear();
   send();
-  EXPECT_TRUE(finishes());
-  EXPECT_THAT(delegate->results, ElementsAre(static_cast<int>(MFMailComposeResult::Failed)));
-  EXPECT_TRUE(delegate->error);
+  expectResult(MFMailComposeResult::Failed);
 }
 
 }  // namespace
