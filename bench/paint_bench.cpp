@@ -54,11 +54,11 @@ class Screen {
   }
   void fill() {
     auto* pixels = reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(_surface));
-    static std::uint32_t colour = 0;
-    std::fill_n(pixels, static_cast<std::size_t>(kWidth) * kHeight, ++colour);
+    static std::uint32_t color = 0;
+    std::fill_n(pixels, static_cast<std::size_t>(kWidth) * kHeight, ++color);
     keep(*pixels);
   }
-  int coloursIn(int x, int y, int side) const {
+  int colorsIn(int x, int y, int side) const {
     auto* bytes = cairo_image_surface_get_data(_surface);
     std::vector<std::uint32_t> found;
     for (int row = y; row < y + side; ++row) {
@@ -194,7 +194,7 @@ class Bench {
       CGPoint at = part->convertPointToWindow({0, 0});
       at.x += part->bounds().size.width / 2;
       at.y += 10;
-      require(_screen.coloursIn(static_cast<int>(at.x * _scale) - 40, static_cast<int>(at.y * _scale), 80) > 3,
+      require(_screen.colorsIn(static_cast<int>(at.x * _scale) - 40, static_cast<int>(at.y * _scale), 80) > 3,
               "a part of the message is not visible");
     }
   }

@@ -17,8 +17,8 @@ namespace {
 
 /// A cross in a ring on a dark disc: visible on light and dark pictures.
 void drawClose(cairo_t* cr) {
-  const double centre = 20, ring = 17.25, arm = 6.5;
-  cairo_arc(cr, centre, centre, ring, 0, 2 * std::numbers::pi);
+  const double center = 20, ring = 17.25, arm = 6.5;
+  cairo_arc(cr, center, center, ring, 0, 2 * std::numbers::pi);
   cairo_set_source_rgba(cr, 0, 0, 0, 0.45);
   cairo_fill_preserve(cr);
   cairo_set_source_rgb(cr, 1, 1, 1);
@@ -27,8 +27,8 @@ void drawClose(cairo_t* cr) {
   cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
   cairo_set_line_width(cr, 3);
   for (double direction : {1.0, -1.0}) {
-    cairo_move_to(cr, centre - arm, centre - direction * arm);
-    cairo_line_to(cr, centre + arm, centre + direction * arm);
+    cairo_move_to(cr, center - arm, center - direction * arm);
+    cairo_line_to(cr, center + arm, center + direction * arm);
   }
   cairo_stroke(cr);
 }

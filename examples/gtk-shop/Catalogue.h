@@ -12,7 +12,7 @@ struct Product {
   std::string name;
   std::string line;
   int cents;
-  Colour backdrop;
+  Color backdrop;
   Drawing draw;
 };
 

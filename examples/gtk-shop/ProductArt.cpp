@@ -6,47 +6,47 @@
 namespace {
 
 constexpr double pi = std::numbers::pi;
-constexpr Colour ink{0.17, 0.22, 0.21};
-constexpr Colour pine{0.18, 0.37, 0.31};
-constexpr Colour moss{0.45, 0.56, 0.42};
-constexpr Colour clay{0.78, 0.42, 0.28};
-constexpr Colour brick{0.62, 0.30, 0.20};
-constexpr Colour sand{0.95, 0.80, 0.52};
-constexpr Colour chalk{0.99, 0.98, 0.95};
-constexpr Colour wood{0.72, 0.53, 0.36};
-constexpr Colour darkWood{0.55, 0.38, 0.25};
+constexpr Color ink{0.17, 0.22, 0.21};
+constexpr Color pine{0.18, 0.37, 0.31};
+constexpr Color moss{0.45, 0.56, 0.42};
+constexpr Color clay{0.78, 0.42, 0.28};
+constexpr Color brick{0.62, 0.30, 0.20};
+constexpr Color sand{0.95, 0.80, 0.52};
+constexpr Color chalk{0.99, 0.98, 0.95};
+constexpr Color wood{0.72, 0.53, 0.36};
+constexpr Color darkWood{0.55, 0.38, 0.25};
 
-void use(Cairo::Context& cr, Colour colour) {
-  cr.set_source_rgb(colour.red, colour.green, colour.blue);
+void use(Cairo::Context& cr, Color color) {
+  cr.set_source_rgb(color.red, color.green, color.blue);
 }
 
-void box(Cairo::Context& cr, double x, double y, double width, double height, double radius, Colour colour) {
+void box(Cairo::Context& cr, double x, double y, double width, double height, double radius, Color color) {
   cr.begin_new_sub_path();
   cr.arc(x + width - radius, y + radius, radius, -pi / 2, 0);
   cr.arc(x + width - radius, y + height - radius, radius, 0, pi / 2);
   cr.arc(x + radius, y + height - radius, radius, pi / 2, pi);
   cr.arc(x + radius, y + radius, radius, pi, 1.5 * pi);
   cr.close_path();
-  use(cr, colour);
+  use(cr, color);
   cr.fill();
 }
 
-void ellipse(Cairo::Context& cr, double x, double y, double width, double height, Colour colour) {
+void ellipse(Cairo::Context& cr, double x, double y, double width, double height, Color color) {
   cr.save();
   cr.translate(x, y);
   cr.scale(width / 2, height / 2);
   cr.arc(0, 0, 1, 0, 2 * pi);
   cr.restore();
-  use(cr, colour);
+  use(cr, color);
   cr.fill();
 }
 
-void line(Cairo::Context& cr, double x1, double y1, double x2, double y2, double width, Colour colour) {
+void line(Cairo::Context& cr, double x1, double y1, double x2, double y2, double width, Color color) {
   cr.set_line_cap(Cairo::Context::LineCap::ROUND);
   cr.set_line_width(width);
   cr.move_to(x1, y1);
   cr.line_to(x2, y2);
-  use(cr, colour);
+  use(cr, color);
   cr.stroke();
 }
 

@@ -3,7 +3,7 @@
 
 #include <cairomm/context.h>
 
-struct Colour {
+struct Color {
   double red, green, blue;
 };
 

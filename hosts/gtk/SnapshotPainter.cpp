@@ -39,8 +39,8 @@ GskRoundedRect toRoundedRect(CGRect rect, double cornerRadius) {
   return rounded;
 }
 
-GdkRGBA toRgba(UIColor colour) {
-  return {toFloat(colour.red), toFloat(colour.green), toFloat(colour.blue), toFloat(colour.alpha)};
+GdkRGBA toRgba(UIColor color) {
+  return {toFloat(color.red), toFloat(color.green), toFloat(color.blue), toFloat(color.alpha)};
 }
 
 GskRenderNode* nodeOf(LayerContent& content) {
@@ -110,9 +110,9 @@ void SnapshotPainter::pop() {
   }
 }
 
-void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
-  if (rect.isEmpty() || colour.alpha <= 0) return;
-  GdkRGBA rgba = toRgba(colour);
+void SnapshotPainter::fill(CGRect rect, double cornerRadius, UIColor color) {
+  if (rect.isEmpty() || color.alpha <= 0) return;
+  GdkRGBA rgba = toRgba(color);
   graphene_rect_t bounds = toRect(snapped(rect));
   if (cornerRadius <= 0) return gtk_snapshot_append_color(_snapshot, &rgba, &bounds);
   GskRoundedRect rounded = toRoundedRect(snapped(rect), cornerRadius);
@@ -167,24 +167,24 @@ void SnapshotPainter::nativeView(UIView& view, CGRect bounds, double opacity) {
   if (_nativeChildren) _nativeChildren->snapshot(_snapshot, view, snapped(bounds), opacity);
 }
 
-void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) {
-  if (rect.isEmpty() || colour.alpha <= 0) return;
+void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) {
+  if (rect.isEmpty() || color.alpha <= 0) return;
   GskRoundedRect outline = toRoundedRect(rect, cornerRadius);
-  GdkRGBA rgba = toRgba(colour);
+  GdkRGBA rgba = toRgba(color);
   // GTK's blur radius is twice the standard deviation, which a layer's shadow radius is.
   gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height), 0,
                                     toFloat(2 * radius));
 }
 
-void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                                     double radius) {
-  if (colour.alpha <= 0) return;
+  if (color.alpha <= 0) return;
   // Keeps the outline only: each pixel gets the shadow's colour and its own alpha.
-  const float alphaOnly[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, toFloat(colour.alpha)};
+  const float alphaOnly[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, toFloat(color.alpha)};
   graphene_matrix_t matrix;
   graphene_matrix_init_from_float(&matrix, alphaOnly);
   graphene_vec4_t tint;
-  graphene_vec4_init(&tint, toFloat(colour.red), toFloat(colour.green), toFloat(colour.blue), 0);
+  graphene_vec4_init(&tint, toFloat(color.red), toFloat(color.green), toFloat(color.blue), 0);
 
   gtk_snapshot_push_blur(_snapshot, 2 * radius);
   gtk_snapshot_push_color_matrix(_snapshot, &matrix, &tint);

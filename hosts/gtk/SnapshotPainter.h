@@ -24,10 +24,10 @@ class SnapshotPainter : public Painter {
   void pushClip(CGRect rect, double cornerRadius) override;
   void pushOpacity(double opacity) override;
   void pop() override;
-  void fill(CGRect rect, double cornerRadius, UIColor colour) override;
+  void fill(CGRect rect, double cornerRadius, UIColor color) override;
   void content(LayerContent& content, CGRect destination, double opacity) override;
-  void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
-  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset, double radius) override;
+  void shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset, double radius) override;
   void nativeView(UIView& view, CGRect bounds, double opacity) override;
   /// The widgets to paint at their views' positions; borrowed.
   void setNativeChildren(NativeChildren* children) { _nativeChildren = children; }

@@ -173,7 +173,7 @@ void HeadlessHost::Impl::setScale(double scale) {
 }
 
 HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
-  const CGPoint middle = view.convertPointToWindow(view.bounds().centre());
+  const CGPoint middle = view.convertPointToWindow(view.bounds().center());
   const CGPoint place = _stage.stage().toWindow(middle);
   return {roleOf(view), view.accessibilityLabel(), _window->focusedView().get() == &view, place.x, place.y};
 }

@@ -23,7 +23,7 @@ struct CGRect {
   double minY() const { return origin.y; }
   double maxX() const { return origin.x + size.width; }
   double maxY() const { return origin.y + size.height; }
-  CGPoint centre() const { return {origin.x + size.width / 2, origin.y + size.height / 2}; }
+  CGPoint center() const { return {origin.x + size.width / 2, origin.y + size.height / 2}; }
   bool isEmpty() const { return size.width <= 0 || size.height <= 0; }
   /// The left and top edges belong to the rectangle, the right and bottom ones do not.
   bool contains(CGPoint p) const { return p.x >= minX() && p.x < maxX() && p.y >= minY() && p.y < maxY(); }

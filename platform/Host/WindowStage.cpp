@@ -67,12 +67,12 @@ bool WindowStage::set(CGSize size) {
 void WindowStage::paint(Painter& painter, double now) const {
   const CGRect all = _stage.windowInStage(_size);
   const CGSize size = _stage.size;
-  const UIColor colour = surroundingsColor(*_window, now);
+  const UIColor color = surroundingsColor(*_window, now);
   painter.pushTranslation(-all.minX(), -all.minY());
-  painter.fill(CGRectMake(all.minX(), all.minY(), all.size.width, -all.minY()), 0, colour);
-  painter.fill(CGRectMake(all.minX(), size.height, all.size.width, all.maxY() - size.height), 0, colour);
-  painter.fill(CGRectMake(all.minX(), 0, -all.minX(), size.height), 0, colour);
-  painter.fill(CGRectMake(size.width, 0, all.maxX() - size.width, size.height), 0, colour);
+  painter.fill(CGRectMake(all.minX(), all.minY(), all.size.width, -all.minY()), 0, color);
+  painter.fill(CGRectMake(all.minX(), size.height, all.size.width, all.maxY() - size.height), 0, color);
+  painter.fill(CGRectMake(all.minX(), 0, -all.minX(), size.height), 0, color);
+  painter.fill(CGRectMake(size.width, 0, all.maxX() - size.width, size.height), 0, color);
   painter.pushClip({{}, size}, 0);
   paintWindow(*_window, painter, now);
   painter.pop();

@@ -14,9 +14,9 @@ struct SecretBytes;
 /// keychain need not load or install the library. The types are opaque pointers; service, collection and item are
 /// GDBusProxy objects.
 struct LibSecret {
-  static constexpr int ServiceOpenSession = 1 << 1;
-  static constexpr int CollectionNone = 0;
-  static constexpr int SearchAll = 1 << 1;
+  static constexpr int kServiceOpenSession = 1 << 1;
+  static constexpr int kCollectionNone = 0;
+  static constexpr int kSearchAll = 1 << 1;
 
   /// nullptr if the library is not installed or lacks one of the functions. Thread-safe; never unloaded, because its
   /// classes are registered for the whole process.

@@ -122,16 +122,16 @@ bool SecretSession::serviceRuns() const {
 bool SecretSession::openCollection() {
   _service.reset(static_cast<SecretServiceProxy*>(g_initable_new(_library->serviceType, _cancellable, nullptr,
                                                                  "g-connection", _connection.get(), "flags",
-                                                                 LibSecret::ServiceOpenSession, nullptr)));
+                                                                 LibSecret::kServiceOpenSession, nullptr)));
   if (!_service) return false;
   _collection.reset(
-      _library->collectionForAlias(_service.get(), "default", LibSecret::CollectionNone, _cancellable, nullptr));
+      _library->collectionForAlias(_service.get(), "default", LibSecret::kCollectionNone, _cancellable, nullptr));
   return _collection && !_library->collectionIsLocked(_collection.get());
 }
 
 OSStatus SecretSession::items(std::vector<Item>& items) const {
   Failure failure;
-  GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::SearchAll, _cancellable,
+  GList* found = _library->search(_collection.get(), nullptr, tableOf({}).get(), LibSecret::kSearchAll, _cancellable,
                                   failure.out());
   if (failure) return statusOf(failure);
   for (GList* link = found; link; link = link->next) {

@@ -48,7 +48,7 @@ class OQWebController : public UIViewController,
   const std::optional<std::string>& jsString() const { return _jsString; }
   void setJsString(std::optional<std::string> script) { _jsString = std::move(script); }
   const std::optional<UIColor>& loadingProgressColor() const { return _loadingProgressColor; }
-  void setLoadingProgressColor(std::optional<UIColor> colour) { _loadingProgressColor = colour; }
+  void setLoadingProgressColor(std::optional<UIColor> color) { _loadingProgressColor = color; }
 
   void setupUI();
   void loadRequest();

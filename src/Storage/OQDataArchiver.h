@@ -55,7 +55,7 @@ class OQDataArchiver {
   /// where given, becomes the file that was read.
   template <class T>
   static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path, FileVersion* version = nullptr) {
-    std::optional<Data> bytes = contentsOfFile(path, UsualFileLimit, version);
+    std::optional<Data> bytes = contentsOfFile(path, kUsualFileLimit, version);
     if (!bytes) return std::nullopt;
     return KeyedUnarchiver::unarchiveArrayOf<T>(*bytes);
   }

@@ -40,7 +40,7 @@ std::string timeText(const JSONValue& milliseconds) {
   return DateFormatter("HH:mm:ss").stringFromDate(dateFromSecondsSince1970(doubleValue(milliseconds) / 1000));
 }
 
-UIColor colourOf(const std::string& outcome) {
+UIColor colorOf(const std::string& outcome) {
   if (outcome == "counted and handed to the screen") return kGood;
   return outcome == "no match" || outcome == "waiting" ? kQuiet : kHeld;
 }
@@ -49,7 +49,7 @@ UIColor colourOf(const std::string& outcome) {
 struct Row {
   std::string text, right;
   std::vector<std::string> below;
-  UIColor rightColour = kQuiet, belowColour = kQuiet;
+  UIColor rightColor = kQuiet, belowColor = kQuiet;
   bool isBold = true;
 };
 
@@ -82,12 +82,12 @@ class Column {
  private:
   double inside() const { return _width - 2 * kMargin; }
 
-  static void addLabel(UIView& parent, const std::string& text, const UIFont& font, UIColor colour, CGRect frame,
+  static void addLabel(UIView& parent, const std::string& text, const UIFont& font, UIColor color, CGRect frame,
                        NSTextAlignment alignment = NSTextAlignment::Left) {
     auto label = makeMainObject<UILabel>();
     label->setFrame(frame);
     label->setFont(font);
-    label->setTextColor(colour);
+    label->setTextColor(color);
     label->setText(text);
     label->setTextAlignment(alignment);
     parent.addSubview(label);
@@ -107,11 +107,11 @@ class Column {
     const double right = std::min(needed, room * 0.66);
     addLabel(group, row.text, row.isBold ? UIFont::boldSystemFontOfSize(15) : font, kInk,
              {{kPadding, top}, {std::max(0.0, room - right - (right > 0 ? 10 : 0)), line}});
-    addLabel(group, row.right, font, row.rightColour, {{kPadding + room - right, top}, {right, line}},
+    addLabel(group, row.right, font, row.rightColor, {{kPadding + room - right, top}, {right, line}},
              NSTextAlignment::Right);
     double bottom = top + line - kRowEnd;
     for (const std::string& text : row.below) {
-      addLabel(group, text, UIFont::systemFontOfSize(13), row.belowColour, {{kPadding, bottom}, {room, kSmall}});
+      addLabel(group, text, UIFont::systemFontOfSize(13), row.belowColor, {{kPadding, bottom}, {room, kSmall}});
       bottom += kSmall;
     }
     return row.below.empty() ? line : bottom - top + 2 * kRowEnd;
@@ -162,7 +162,7 @@ Row decisionRow(const JSONDictionary& decision) {
           timeText(decision.at("time")),
           {outcome},
           kQuiet,
-          colourOf(outcome)};
+          colorOf(outcome)};
 }
 
 /// One row per record, or a single row with the given text if there are none.

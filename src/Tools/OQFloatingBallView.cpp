@@ -85,10 +85,10 @@ void OQFloatingBallView::_hide() {
 
 // The buttons.
 
-std::shared_ptr<OQFloatingBallBtn> OQFloatingBallView::makeButton(const char* title, UIColor colour) const {
+std::shared_ptr<OQFloatingBallBtn> OQFloatingBallView::makeButton(const char* title, UIColor color) const {
   auto button = makeMainObject<OQFloatingBallBtn>();
   button->setFrame(bounds());
-  button->setBackgroundColor(colour);
+  button->setBackgroundColor(color);
   button->setTitle(title, UIControlStateNormal);
   button->layer().setCornerRadius(bounds().size.width / 2);
   button->setClipsToBounds(true);
@@ -158,13 +158,13 @@ void OQFloatingBallView::fanOut(std::int64_t direction) {
     button->removeFromSuperview();
     insertSubview(button, index);
     button->setBounds(bounds());
-    button->setCenter(bounds().centre());
+    button->setCenter(bounds().center());
   }
   animateWithDuration(kFanning, [this, direction] {
-    const CGPoint centre = bounds().centre();
+    const CGPoint center = bounds().center();
     for (std::size_t index = 0; index < _subBtns.size(); ++index) {
       const CGPoint offset = fanOffset(index, direction);
-      _subBtns[index]->setCenter({centre.x + offset.x, centre.y + offset.y});
+      _subBtns[index]->setCenter({center.x + offset.x, center.y + offset.y});
     }
   });
 }
@@ -175,7 +175,7 @@ void OQFloatingBallView::hideSubBtn() {
       kFanning,
       [this] {
         for (const auto& button : _subBtns) {
-          if (button) button->setCenter(bounds().centre());
+          if (button) button->setCenter(bounds().center());
         }
       },
       [self, folded = _subBtns](bool) { self->takeAway(folded); });

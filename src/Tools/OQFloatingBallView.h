@@ -63,7 +63,7 @@ class OQFloatingBallView : public UIView {
  private:
   using SubButtons = std::array<std::shared_ptr<OQFloatingBallBtn>, 3>;
 
-  std::shared_ptr<OQFloatingBallBtn> makeButton(const char* title, UIColor colour) const;
+  std::shared_ptr<OQFloatingBallBtn> makeButton(const char* title, UIColor color) const;
   const std::shared_ptr<OQFloatingBallBtn>& subButton(std::size_t index);
   void fanOut(std::int64_t direction);
   void takeAway(const SubButtons& folded);

@@ -211,13 +211,13 @@ bool OQPopWindow::isOutOfSight() const {
 
 void OQPopWindow::placeCloseButtonBelow(const UIView& card) {
   const CGRect frame = card.frame();
-  placeCloseButton({frame.centre().x, frame.maxY() + OQPopWindowMetrics().closeButtonSide()});
+  placeCloseButton({frame.center().x, frame.maxY() + OQPopWindowMetrics().closeButtonSide()});
 }
 
-void OQPopWindow::placeCloseButton(CGPoint centre) {
+void OQPopWindow::placeCloseButton(CGPoint center) {
   double side = OQPopWindowMetrics().closeButtonSide();
   addSubview(closeBtn());
-  closeBtn()->setFrame(CGRectMake(centre.x - side / 2, centre.y - side / 2, side, side));
+  closeBtn()->setFrame(CGRectMake(center.x - side / 2, center.y - side / 2, side, side));
 }
 
 void OQPopWindow::fadeOut(std::function<void()> completion) {

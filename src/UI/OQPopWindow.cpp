@@ -28,9 +28,9 @@ class CloseButton : public UIButton {
  public:
   bool pointInside(CGPoint point) const override {
     if (UIButton::pointInside(point)) return true;
-    const CGPoint centre = bounds().centre();
+    const CGPoint center = bounds().center();
     constexpr double reach = kTouchSide / 2;
-    const bool isNear = std::abs(point.x - centre.x) <= reach && std::abs(point.y - centre.y) <= reach;
+    const bool isNear = std::abs(point.x - center.x) <= reach && std::abs(point.y - center.y) <= reach;
     return isNear && !isOverNeighbour(point);
   }
 

@@ -122,7 +122,7 @@ class OQPopWindow : public UIView {
   void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton, Opening open,
                 EventAction completion);
   bool isOutOfSight() const;
-  void placeCloseButton(CGPoint centre);
+  void placeCloseButton(CGPoint center);
   void placeCloseButtonBelow(const UIView& card);
   void fadeOut(std::function<void()> completion);
   void report(std::int64_t code, const JSONValue& link);

@@ -59,8 +59,8 @@ bool OQUtils::isSameDay(std::optional<Date> oneDay, std::optional<Date> anotherD
 
 bool OQUtils::point(CGPoint point, CGRect inCircleRect) {
   double radius = inCircleRect.size.width * 0.5;
-  CGPoint centre{inCircleRect.origin.x + radius, inCircleRect.origin.y + radius};
-  return std::hypot(std::abs(point.x - centre.x), std::abs(point.y - centre.y)) <= radius;
+  CGPoint center{inCircleRect.origin.x + radius, inCircleRect.origin.y + radius};
+  return std::hypot(std::abs(point.x - center.x), std::abs(point.y - center.y)) <= radius;
 }
 
 std::optional<std::string> OQUtils::base64Encode(const std::optional<std::string>& text) {

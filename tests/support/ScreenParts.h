@@ -34,7 +34,7 @@ inline std::vector<std::string> buttonTitlesOnScreen() {
 
 /// Taps the centre of the view; false if another view is there.
 inline bool tap(HeadlessHost& host, const UIView& view) {
-  const CGPoint at = view.convertPointToWindow(view.bounds().centre());
+  const CGPoint at = view.convertPointToWindow(view.bounds().center());
   return OQNavigation::keyWindow()->hitTest(at).get() == &view && host.tap(at.x, at.y);
 }
 

@@ -26,21 +26,21 @@ void fillWith(cairo_t* cr, cairo_pattern_t* pattern, std::initializer_list<Stop>
   cairo_fill(cr);
 }
 
-void centredText(cairo_t* cr, const std::string& text, double size, UIColor colour, double top) {
+void centeredText(cairo_t* cr, const std::string& text, double size, UIColor color, double top) {
   NSAttributedString styled{text, {0, NSTextAlignment::Center}};
-  drawText(cr, styled, UIFont::fontWithName("PingFangSC-Regular", size), colour, CGRectMake(0, top, 520, 2 * size), 1,
+  drawText(cr, styled, UIFont::fontWithName("PingFangSC-Regular", size), color, CGRectMake(0, top, 520, 2 * size), 1,
            false);
 }
 
 /// Hills: the sum of two waves.
-void hills(cairo_t* cr, double base, double height, double phase, UIColor colour) {
+void hills(cairo_t* cr, double base, double height, double phase, UIColor color) {
   cairo_move_to(cr, 0, 780);
   for (int x = 0; x <= 520; x += 4) {
     double wave = std::sin(x / 95.0 + phase) + 0.45 * std::sin(x / 37.0 + 2 * phase);
     cairo_line_to(cr, x, base - height * wave);
   }
   cairo_line_to(cr, 520, 780);
-  cairo_set_source_rgb(cr, colour.red, colour.green, colour.blue);
+  cairo_set_source_rgb(cr, color.red, color.green, color.blue);
   cairo_fill(cr);
 }
 
@@ -57,9 +57,9 @@ void drawPoster(cairo_t* cr) {
   hills(cr, 560, 26, 0.6, {.62, .29, .42, 1});
   hills(cr, 620, 30, 2.1, {.40, .19, .38, 1});
   hills(cr, 690, 24, 3.9, {.20, .12, .29, 1});
-  centredText(cr, "夏日特惠", 84, {1, 1, 1, 1}, 96);
-  centredText(cr, "SUMMER  SALE", 30, {1, 1, 1, .85}, 222);
-  centredText(cr, "全场八折 · 20% off everything", 25, {1, .93, .82, 1}, 706);
+  centeredText(cr, "夏日特惠", 84, {1, 1, 1, 1}, 96);
+  centeredText(cr, "SUMMER  SALE", 30, {1, 1, 1, .85}, 222);
+  centeredText(cr, "全场八折 · 20% off everything", 25, {1, .93, .82, 1}, 706);
 }
 
 void ellipse(cairo_t* cr, double x, double y, double across, double down) {

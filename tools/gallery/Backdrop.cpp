@@ -13,19 +13,19 @@ namespace {
 
 constexpr UIColor kPaper{.965, .957, .937, 1}, kInk{.13, .20, .18, 1}, kFaint{.45, .48, .46, 1};
 
-std::shared_ptr<UIView> box(const std::shared_ptr<UIView>& parent, CGRect frame, UIColor colour, double corner) {
+std::shared_ptr<UIView> box(const std::shared_ptr<UIView>& parent, CGRect frame, UIColor color, double corner) {
   auto view = makeMainObject<UIView>(frame);
-  view->setBackgroundColor(colour);
+  view->setBackgroundColor(color);
   view->layer().setCornerRadius(corner);
   parent->addSubview(view);
   return view;
 }
 
-void text(const std::shared_ptr<UIView>& parent, CGRect frame, const std::string& string, double size, UIColor colour) {
+void text(const std::shared_ptr<UIView>& parent, CGRect frame, const std::string& string, double size, UIColor color) {
   auto label = makeMainObject<UILabel>();
   label->setFrame(frame);
   label->setFont(UIFont::systemFontOfSize(size));
-  label->setTextColor(colour);
+  label->setTextColor(color);
   label->setText(string);
   parent->addSubview(label);
 }
@@ -35,7 +35,7 @@ void text(const std::shared_ptr<UIView>& parent, CGRect frame, const std::string
 void addBackdrop() {
   struct Item {
     const char *name, *price;
-    UIColor colour;
+    UIColor color;
   };
   const Item items[] = {
       {"Stoneware mug", "$28.00", {.85, .79, .70, 1}},  {"Reading lamp", "$74.00", {.76, .82, .78, 1}},
@@ -52,7 +52,7 @@ void addBackdrop() {
     auto card = box(page, CGRectMake(16 + i % 2 * (side + 16), 84 + i / 2 * (height + 14), side, height),
                     UIColor::whiteColor(), 14);
     card->setClipsToBounds(true);
-    box(card, CGRectMake(0, 0, side, side * .88), items[i].colour, 0);
+    box(card, CGRectMake(0, 0, side, side * .88), items[i].color, 0);
     text(card, CGRectMake(12, side * .92, side, 22), items[i].name, 15, kInk);
     text(card, CGRectMake(12, side * .92 + 22, side, 22), items[i].price, 14, kFaint);
   }

@@ -27,8 +27,8 @@ std::string repeated(const std::string& text, int times) {
   return all;
 }
 
-JSONValue button(const char* text, const char* colour, const char* background) {
-  return {{"text", text}, {"color", colour}, {"background", background}};
+JSONValue button(const char* text, const char* color, const char* background) {
+  return {{"text", text}, {"color", color}, {"background", background}};
 }
 
 /// A message in Arabic.

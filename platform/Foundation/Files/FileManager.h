@@ -31,10 +31,10 @@ std::uint64_t applicationDataGeneration();
 /// Creates the folder and its missing parents with mode 0700, whatever the umask. True if the folder exists afterwards.
 OQSDK_EXPORT bool createDirectory(const std::filesystem::path& directory);
 
-inline constexpr std::size_t UsualFileLimit = 256u << 20;
+inline constexpr std::size_t kUsualFileLimit = 256u << 20;
 /// The bytes of a regular file of at most `limit` bytes; nullopt if it cannot be read completely. If `version` is
 /// given, it is set to the file that was read, or to "no file" on failure.
-std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = UsualFileLimit,
+std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = kUsualFileLimit,
                                    FileVersion* version = nullptr);
 
 /// Writes a temporary file in the target's folder, flushes it to the disk and renames it over the target: a reader sees

@@ -13,10 +13,10 @@ namespace oq::plist {
 
 // An array, because a view of a literal may refer to a different copy of it in each file that includes this header.
 inline constexpr std::array<char, 8> Header{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
-inline constexpr std::size_t TrailerSize = 32;
-inline constexpr double ReferenceDate = 978307200;  // 2001-01-01, the format's epoch
+inline constexpr std::size_t kTrailerSize = 32;
+inline constexpr double kReferenceDate = 978307200;  // 2001-01-01, the format's epoch
 // One byte of the file can become a node of fifty bytes, so the number of nodes is limited separately.
-inline constexpr std::uint64_t MaximumNodes = 4u << 20;
+inline constexpr std::uint64_t kMaximumNodes = 4u << 20;
 
 enum Marker : std::uint8_t {
   Null = 0x00,

@@ -27,7 +27,7 @@ Node nodeOf(const View& view, const View::Item& item) {
     case Kind::Real:
       return RealNode{item.real(), item.isSingle()};
     case Kind::Date:
-      return dateFromSecondsSince1970(item.real() + ReferenceDate);
+      return dateFromSecondsSince1970(item.real() + kReferenceDate);
     case Kind::Uid:
       return Uid{item.value};
     case Kind::Bytes:

@@ -28,14 +28,14 @@ double View::Item::real() const {
 }
 
 std::optional<Trailer> trailerOf(const Data& data) {
-  if (data.size() < Header.size() + 1 + TrailerSize) return std::nullopt;
+  if (data.size() < Header.size() + 1 + kTrailerSize) return std::nullopt;
   if (!std::equal(Header.begin(), Header.end(), data.begin())) return std::nullopt;
-  std::size_t at = data.size() - TrailerSize;
+  std::size_t at = data.size() - kTrailerSize;
   Trailer trailer{data[at + 6], data[at + 7], numberAt(data, at + 8, 8), numberAt(data, at + 16, 8),
                   numberAt(data, at + 24, 8)};
   auto isWidth = [](unsigned width) { return width >= 1 && width <= 8; };
   if (!isWidth(trailer.offsetWidth) || !isWidth(trailer.refWidth)) return std::nullopt;
-  if (trailer.count > MaximumNodes || trailer.root >= trailer.count) return std::nullopt;
+  if (trailer.count > kMaximumNodes || trailer.root >= trailer.count) return std::nullopt;
   if (trailer.tableOffset <= Header.size() || trailer.tableOffset > at) return std::nullopt;
   if (trailer.count * trailer.offsetWidth > at - trailer.tableOffset) return std::nullopt;
   // Each node takes at least one byte; otherwise memory would be reserved for nodes that cannot exist.

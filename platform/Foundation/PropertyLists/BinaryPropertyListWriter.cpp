@@ -69,7 +69,7 @@ class Writer {
   }
   void append(const Date& date) {
     _out.push_back(DateMarker);
-    appendNumber(std::bit_cast<std::uint64_t>(secondsSince1970(date) - ReferenceDate), 8);
+    appendNumber(std::bit_cast<std::uint64_t>(secondsSince1970(date) - kReferenceDate), 8);
   }
   void append(const Data& data) {
     appendCount(Bytes, data.size());

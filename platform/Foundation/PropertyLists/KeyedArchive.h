@@ -9,24 +9,24 @@
 /// The names of the keyed-archive layout, for its writer and its reader.
 namespace oq::archive {
 
-inline constexpr std::string_view VersionKey = "$version";
-inline constexpr std::int64_t Version = 100000;
-inline constexpr std::string_view ArchiverKey = "$archiver";
-inline constexpr std::string_view ArchiverName = "NSKeyedArchiver";
-inline constexpr std::string_view TopKey = "$top";
-inline constexpr std::string_view RootKey = "root";
-inline constexpr std::string_view AllObjectsKey = "$objects";
-inline constexpr std::string_view NullObject = "$null";
-inline constexpr std::uint64_t NullUid = 0;
+inline constexpr std::string_view kVersionKey = "$version";
+inline constexpr std::int64_t kVersion = 100000;
+inline constexpr std::string_view kArchiverKey = "$archiver";
+inline constexpr std::string_view kArchiverName = "NSKeyedArchiver";
+inline constexpr std::string_view kTopKey = "$top";
+inline constexpr std::string_view kRootKey = "root";
+inline constexpr std::string_view kAllObjectsKey = "$objects";
+inline constexpr std::string_view kNullObject = "$null";
+inline constexpr std::uint64_t kNullUid = 0;
 
-inline constexpr std::string_view ClassKey = "$class";
-inline constexpr std::string_view ClassNameKey = "$classname";
-inline constexpr std::string_view ClassesKey = "$classes";
-inline constexpr std::string_view KeysKey = "NS.keys";
-inline constexpr std::string_view ObjectsKey = "NS.objects";
-inline constexpr std::array<std::string_view, 4> ColourKeys{"UIRed", "UIGreen", "UIBlue", "UIAlpha"};
+inline constexpr std::string_view kClassKey = "$class";
+inline constexpr std::string_view kClassNameKey = "$classname";
+inline constexpr std::string_view kClassesKey = "$classes";
+inline constexpr std::string_view kKeysKey = "NS.keys";
+inline constexpr std::string_view kObjectsKey = "NS.objects";
+inline constexpr std::array<std::string_view, 4> kColorKeys{"UIRed", "UIGreen", "UIBlue", "UIAlpha"};
 
 /// Maximum nesting of arrays and dictionaries, for writing and reading.
-inline constexpr std::size_t MaximumDepth = 512;
+inline constexpr std::size_t kMaximumDepth = 512;
 
 }  // namespace oq::archive

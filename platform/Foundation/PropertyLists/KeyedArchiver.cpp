@@ -74,7 +74,7 @@ class TextIndex {
 /// each other in cycles. Strings, colours, classes, keys, small numbers and references are written once.
 class KeyedArchiver::Writer {
  public:
-  Writer() { addObject(_table.add(std::string(archive::NullObject))); }
+  Writer() { addObject(_table.add(std::string(archive::kNullObject))); }
 
   void setInteger(std::int64_t value, std::string_view key) { set(key, integer(value)); }
   void setBool(bool value, std::string_view key) { set(key, boolean(value)); }
@@ -86,7 +86,7 @@ class KeyedArchiver::Writer {
   std::uint64_t objectOf(const JSONValue& value) { return objectOf(value, 0); }
 
   std::uint64_t objectOf(const std::shared_ptr<const SecureCoding>& object) {
-    if (!object) return archive::NullUid;
+    if (!object) return archive::kNullUid;
     auto known = _coded.find(object.get());
     if (known != _coded.end()) return known->second;
     // Kept until the archive is complete: the address of a temporary object must not be reused by another.
@@ -100,19 +100,19 @@ class KeyedArchiver::Writer {
     KeyedArchiver coder(*this);
     object->encodeWithCoder(coder);
     auto superclasses = object->archivedSuperclassNames();
-    setObject(classOf(object->archivedClassName(), superclasses), archive::ClassKey);
+    setObject(classOf(object->archivedClassName(), superclasses), archive::kClassKey);
     _usualKeys = _current.keys.size();
     _objects[number] = _table.add(std::exchange(_current, std::move(outer)));
     return number;
   }
 
-  std::uint64_t objectOf(const UIColor& colour) {
-    std::array<double, 4> components{colour.red, colour.green, colour.blue, colour.alpha};
-    auto [known, isNew] = _colours.try_emplace(std::bit_cast<ColourBits>(components), 0);
+  std::uint64_t objectOf(const UIColor& color) {
+    std::array<double, 4> components{color.red, color.green, color.blue, color.alpha};
+    auto [known, isNew] = _colors.try_emplace(std::bit_cast<ColorBits>(components), 0);
     if (!isNew) return known->second;
     DictNode node;
     for (std::size_t i = 0; i < components.size(); ++i) {
-      node.keys.push_back(key(archive::ColourKeys[i]));
+      node.keys.push_back(key(archive::kColorKeys[i]));
       node.values.push_back(_table.add(plist::RealNode{components[i], false}));
     }
     return known->second = addInstance(std::move(node), classOf("UIColor", {"NSObject"}));
@@ -120,7 +120,7 @@ class KeyedArchiver::Writer {
 
   std::uint64_t arrayOf(std::string_view className, std::vector<std::string> superclasses, ArrayNode references) {
     DictNode node;
-    node.keys.push_back(key(archive::ObjectsKey));
+    node.keys.push_back(key(archive::kObjectsKey));
     node.values.push_back(_table.add(std::move(references)));
     return addInstance(std::move(node), classOf(className, superclasses));
   }
@@ -132,23 +132,23 @@ class KeyedArchiver::Writer {
 
   Data archiveWithRoot(std::uint64_t root) {
     DictNode top;
-    top.keys.push_back(key(archive::RootKey));
+    top.keys.push_back(key(archive::kRootKey));
     top.values.push_back(reference(root));
     DictNode file;
     auto add = [&](std::string_view name, Ref value) {
       file.keys.push_back(key(name));
       file.values.push_back(value);
     };
-    add(archive::VersionKey, integer(archive::Version));
-    add(archive::ArchiverKey, string(archive::ArchiverName));
-    add(archive::TopKey, _table.add(std::move(top)));
-    add(archive::AllObjectsKey, _table.add(ArrayNode{std::move(_objects)}));
+    add(archive::kVersionKey, integer(archive::kVersion));
+    add(archive::kArchiverKey, string(archive::kArchiverName));
+    add(archive::kTopKey, _table.add(std::move(top)));
+    add(archive::kAllObjectsKey, _table.add(ArrayNode{std::move(_objects)}));
     _table.root = _table.add(std::move(file));
     return plist::writeSealed(std::move(_table));
   }
 
  private:
-  using ColourBits = std::array<std::uint64_t, 4>;
+  using ColorBits = std::array<std::uint64_t, 4>;
   static constexpr std::int64_t kSharedIntegers = 256;
   static constexpr std::uint64_t kRepeatedForEachByte = 16;
 
@@ -164,7 +164,7 @@ class KeyedArchiver::Writer {
   }
 
   std::uint64_t addInstance(DictNode node, std::uint64_t classObject) {
-    node.keys.push_back(key(archive::ClassKey));
+    node.keys.push_back(key(archive::kClassKey));
     node.values.push_back(reference(classObject));
     return addObject(_table.add(std::move(node)));
   }
@@ -175,7 +175,7 @@ class KeyedArchiver::Writer {
     names.items.push_back(string(name));
     for (const auto& superclass : superclasses) names.items.push_back(string(superclass));
     DictNode node;
-    node.keys = {key(archive::ClassNameKey), key(archive::ClassesKey)};
+    node.keys = {key(archive::kClassNameKey), key(archive::kClassesKey)};
     Ref nameRef = names.items.front();
     node.values = {nameRef, _table.add(std::move(names))};
     std::uint64_t number = addObject(_table.add(std::move(node)));
@@ -186,7 +186,7 @@ class KeyedArchiver::Writer {
   std::uint64_t objectOf(const JSONValue& value, std::size_t depth) {
     switch (value.kind()) {
       case boost::json::kind::null:
-        return archive::NullUid;
+        return archive::kNullUid;
       case boost::json::kind::bool_:
         return objectOnce(boolean(value.get_bool()));
       case boost::json::kind::int64:
@@ -198,11 +198,11 @@ class KeyedArchiver::Writer {
       case boost::json::kind::string:
         return objectOf(std::string_view(value.get_string()));
       case boost::json::kind::array:
-        return depth < archive::MaximumDepth ? objectOf(value.get_array(), depth) : archive::NullUid;
+        return depth < archive::kMaximumDepth ? objectOf(value.get_array(), depth) : archive::kNullUid;
       case boost::json::kind::object:
-        return depth < archive::MaximumDepth ? objectOf(value.get_object(), depth) : archive::NullUid;
+        return depth < archive::kMaximumDepth ? objectOf(value.get_object(), depth) : archive::kNullUid;
     }
-    return archive::NullUid;
+    return archive::kNullUid;
   }
 
   std::uint64_t objectOf(std::string_view text) {
@@ -237,7 +237,7 @@ class KeyedArchiver::Writer {
       values.items.push_back(reference(objectOf(entry.value(), depth + 1)));
     }
     DictNode node;
-    node.keys = {key(archive::KeysKey), key(archive::ObjectsKey)};
+    node.keys = {key(archive::kKeysKey), key(archive::kObjectsKey)};
     node.values = {_table.add(std::move(keys)), _table.add(std::move(values))};
     return addInstance(std::move(node), classOf("NSDictionary", {"NSObject"}));
   }
@@ -277,7 +277,7 @@ class KeyedArchiver::Writer {
   std::size_t _usualKeys = 0;  ///< of the previous object: neighbours are mostly alike
   std::vector<std::shared_ptr<const SecureCoding>> _kept;
   std::unordered_map<const SecureCoding*, std::uint64_t> _coded;
-  std::map<ColourBits, std::uint64_t> _colours;
+  std::map<ColorBits, std::uint64_t> _colors;
   TextIndex _strings{_table}, _keys{_table};
   std::uint64_t _writtenText = 0, _repeatedText = 0;  ///< bytes
   std::map<std::string, std::uint64_t, std::less<>> _classes;
@@ -315,8 +315,8 @@ void KeyedArchiver::encodeObject(const std::shared_ptr<const SecureCoding>& obje
   _writer.setObject(_writer.objectOf(object), key);
 }
 
-void KeyedArchiver::encodeObject(const std::optional<UIColor>& colour, std::string_view key) {
-  _writer.setObject(colour ? _writer.objectOf(*colour) : archive::NullUid, key);
+void KeyedArchiver::encodeObject(const std::optional<UIColor>& color, std::string_view key) {
+  _writer.setObject(color ? _writer.objectOf(*color) : archive::kNullUid, key);
 }
 
 }  // namespace oq

@@ -46,7 +46,7 @@ class KeyedArchiver {
   /// Writes the value; null writes the archive's null object.
   void encodeObject(const JSONValue& value, std::string_view key);
   void encodeObject(const std::shared_ptr<const SecureCoding>& object, std::string_view key);
-  void encodeObject(const std::optional<UIColor>& colour, std::string_view key);
+  void encodeObject(const std::optional<UIColor>& color, std::string_view key);
 
  private:
   class Writer;

@@ -25,11 +25,11 @@ class KeyedUnarchiver::Reader {
     if (!_view) return false;
     const Item file = _view->item(_view->root());
     if (file.kind != Kind::Dictionary || !isArchive(file)) return false;
-    auto objects = entry(file, archive::AllObjectsKey, Kind::Array);
-    auto top = entry(file, archive::TopKey, Kind::Dictionary);
+    auto objects = entry(file, archive::kAllObjectsKey, Kind::Array);
+    auto top = entry(file, archive::kTopKey, Kind::Dictionary);
     if (!objects || objects->value == 0 || !top) return false;
-    if (!_view->equals(element(*objects, 0), archive::NullObject)) return false;
-    auto root = entry(*top, archive::RootKey, Kind::Uid);
+    if (!_view->equals(element(*objects, 0), archive::kNullObject)) return false;
+    auto root = entry(*top, archive::kRootKey, Kind::Uid);
     if (!root) return false;
     _objects = *objects;
     _root = root->value;
@@ -44,7 +44,7 @@ class KeyedUnarchiver::Reader {
 
   /// nullopt for the null object and for a number without an object.
   std::optional<Item> object(std::uint64_t uid) const {
-    bool exists = uid != archive::NullUid && uid < _objects.value;
+    bool exists = uid != archive::kNullUid && uid < _objects.value;
     return exists ? std::optional(element(_objects, uid)) : std::nullopt;
   }
 
@@ -57,7 +57,7 @@ class KeyedUnarchiver::Reader {
   /// The references of an array object, mutable or not; nullopt for anything else.
   std::optional<Item> arrayObject(std::uint64_t uid) const {
     auto found = object(uid);
-    return found && isArrayClass(classNameOf(*found)) ? entry(*found, archive::ObjectsKey, Kind::Array) : std::nullopt;
+    return found && isArrayClass(classNameOf(*found)) ? entry(*found, archive::kObjectsKey, Kind::Array) : std::nullopt;
   }
 
   std::optional<Item> entry(const Item& dictionary, std::string_view key, Kind kind) const {
@@ -83,16 +83,16 @@ class KeyedUnarchiver::Reader {
 
   JSONValue value(std::uint64_t uid) const { return value(uid, 0); }
 
-  struct KnownColour {
-    std::uint64_t uid = archive::NullUid;
-    std::optional<UIColor> colour;
+  struct KnownColor {
+    std::uint64_t uid = archive::kNullUid;
+    std::optional<UIColor> color;
   };
   /// The cache slot for a colour: windows use few colours, each many times.
-  KnownColour& knownColour(std::uint64_t uid) const { return _knownColours[uid % _knownColours.size()]; }
+  KnownColor& knownColor(std::uint64_t uid) const { return _knownColors[uid % _knownColors.size()]; }
 
   /// Calls the visitor, which creates an object of `size` bytes, if budget and nesting allow it.
   void visit(const Item& dictionary, std::size_t size, const Visitor& visitor) const {
-    if (_visitDepth == archive::MaximumDepth) _isDamaged = true;
+    if (_visitDepth == archive::kMaximumDepth) _isDamaged = true;
     if (_isDamaged || !spend(size + kObjectCost)) return;
     ++_visitDepth;
     visitor(KeyedUnarchiver(*this, dictionary));
@@ -126,10 +126,10 @@ class KeyedUnarchiver::Reader {
   }
 
   bool isArchive(const Item& file) const {
-    auto archiver = entry(file, archive::ArchiverKey, Kind::ASCII);
-    auto version = entry(file, archive::VersionKey, Kind::Integer);
-    return archiver && _view->equals(*archiver, archive::ArchiverName) && version &&
-           version->integer() == archive::Version;
+    auto archiver = entry(file, archive::kArchiverKey, Kind::ASCII);
+    auto version = entry(file, archive::kVersionKey, Kind::Integer);
+    return archiver && _view->equals(*archiver, archive::kArchiverName) && version &&
+           version->integer() == archive::kVersion;
   }
 
   /// "" for anything that is not an instance of a class.
@@ -137,7 +137,7 @@ class KeyedUnarchiver::Reader {
     if (found.kind != Kind::Dictionary) return "";
     // Archivers write the class last.
     std::uint64_t last = found.value == 0 ? 0 : found.value - 1;
-    auto index = indexOf(found, archive::ClassKey, last);
+    auto index = indexOf(found, archive::kClassKey, last);
     auto uid = index ? valueAt(found, *index, Kind::Uid) : std::nullopt;
     return uid ? nameOfClass(uid->value) : "";
   }
@@ -147,7 +147,7 @@ class KeyedUnarchiver::Reader {
     if (known.node == uid) return known.text;
     auto classObject = object(uid);
     if (!classObject || classObject->kind != Kind::Dictionary) return "";
-    auto name = entry(*classObject, archive::ClassNameKey, Kind::ASCII);
+    auto name = entry(*classObject, archive::kClassNameKey, Kind::ASCII);
     known = {uid, name ? _view->bytes(*name) : ""};
     return known.text;
   }
@@ -185,10 +185,10 @@ class KeyedUnarchiver::Reader {
     std::string_view className = classNameOf(dictionary);
     bool isArray = isArrayClass(className);
     if (!isArray && !isDictionaryClass(className)) return nullptr;
-    auto objects = entry(dictionary, archive::ObjectsKey, Kind::Array);
-    auto keys = isArray ? std::nullopt : entry(dictionary, archive::KeysKey, Kind::Array);
+    auto objects = entry(dictionary, archive::kObjectsKey, Kind::Array);
+    auto keys = isArray ? std::nullopt : entry(dictionary, archive::kKeysKey, Kind::Array);
     bool isWhole = objects && (isArray || (keys && keys->value == objects->value));
-    if (!isWhole || depth >= archive::MaximumDepth || !spend(kContainerCost)) {
+    if (!isWhole || depth >= archive::kMaximumDepth || !spend(kContainerCost)) {
       _isDamaged = true;
       return nullptr;
     }
@@ -231,7 +231,7 @@ class KeyedUnarchiver::Reader {
   };
 
   std::optional<View> _view;
-  mutable std::array<KnownColour, 16> _knownColours;
+  mutable std::array<KnownColor, 16> _knownColors;
   mutable std::array<KnownText, 256> _knownKeys;
   mutable std::array<KnownText, 16> _knownClasses;  ///< by object number
   Item _objects;
@@ -274,22 +274,22 @@ JSONValue KeyedUnarchiver::decodeValue(std::string_view key) const {
 
 std::optional<UIColor> KeyedUnarchiver::decodeColor(std::string_view key) const {
   auto uid = inlineItem(key, Kind::Uid);
-  if (!uid || uid->value == archive::NullUid) return std::nullopt;
-  Reader::KnownColour& known = _reader.knownColour(uid->value);
-  if (known.uid == uid->value) return known.colour;
+  if (!uid || uid->value == archive::kNullUid) return std::nullopt;
+  Reader::KnownColor& known = _reader.knownColor(uid->value);
+  if (known.uid == uid->value) return known.color;
   known = {uid->value, std::nullopt};
   auto object = _reader.instance(uid->value, "UIColor");
   if (!object) return std::nullopt;
   _reader.visit(*object, 0, [&](const KeyedUnarchiver& coder) {
     std::array<double, 4> components{};
     for (std::size_t i = 0; i < components.size(); ++i) {
-      auto real = coder.inlineItem(archive::ColourKeys[i], Kind::Real);
+      auto real = coder.inlineItem(archive::kColorKeys[i], Kind::Real);
       if (!real || !std::isfinite(real->real())) return;
       components[i] = std::clamp(real->real(), 0.0, 1.0);
     }
-    known.colour = UIColor::colorWithRed(components[0], components[1], components[2], components[3]);
+    known.color = UIColor::colorWithRed(components[0], components[1], components[2], components[3]);
   });
-  return known.colour;
+  return known.color;
 }
 
 void KeyedUnarchiver::withObject(std::string_view key, std::string_view className, std::size_t size,

@@ -36,7 +36,7 @@ std::optional<Ref> add(Table& table, const JSONDictionary& dictionary, std::size
 
 /// nullopt only if the nesting is too deep.
 std::optional<Ref> add(Table& table, const JSONValue& value, std::size_t depth) {
-  if (depth > MaximumXMLDepth) return std::nullopt;
+  if (depth > kMaximumXMLDepth) return std::nullopt;
   switch (value.kind()) {
     case boost::json::kind::null:
       return table.add(NullNode{});

@@ -9,7 +9,7 @@
 namespace oq::plist {
 
 /// The maximum nesting of containers, for reading and writing.
-inline constexpr std::size_t MaximumXMLDepth = 512;
+inline constexpr std::size_t kMaximumXMLDepth = 512;
 
 /// The XML format of property lists, with the same table as the binary one. UTF-8; dates in whole seconds. nullopt for
 /// a table that the format cannot represent: null, UIDs, strings that are invalid UTF-8 or have characters that XML

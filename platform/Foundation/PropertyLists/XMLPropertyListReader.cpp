@@ -89,7 +89,7 @@ class Builder {
   bool start(std::string_view name, const char** attributeNames, const char** attributeValues) {
     if (_open.empty()) return startDocument(name, attributeNames, attributeValues);
     Element& parent = _open.back();
-    if (*attributeNames || !parent.isContainer() || _open.size() > MaximumXMLDepth + 1) return false;
+    if (*attributeNames || !parent.isContainer() || _open.size() > kMaximumXMLDepth + 1) return false;
     if (name == "plist") return false;
     bool isKey = name == "key";
     if (parent.name == "plist" ? isKey || _hasRoot : isKey != parent.wantsKey()) return false;

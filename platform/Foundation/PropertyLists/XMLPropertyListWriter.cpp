@@ -63,7 +63,7 @@ class XMLWriter {
  private:
   bool writeNode(Ref ref, std::size_t depth) {
     if (ref >= _table.nodes.size()) return fail("A reference leads nowhere.");
-    if (depth > MaximumXMLDepth) return fail("The property list is nested too deeply.");
+    if (depth > kMaximumXMLDepth) return fail("The property list is nested too deeply.");
     if (_text.size() > kMaximumSize) return fail("The property list is too large.");
     return std::visit([&](const auto& node) { return writeKind(node, depth); }, _table.nodes[ref]);
   }

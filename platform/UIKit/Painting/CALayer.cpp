@@ -28,8 +28,8 @@ bool isFinite(CGSize size) {
 bool isFinite(CGRect rect) {
   return isFinite(rect.origin) && isFinite(rect.size);
 }
-bool isFinite(UIColor colour) {
-  return isFinite(colour.red) && isFinite(colour.green) && isFinite(colour.blue) && isFinite(colour.alpha);
+bool isFinite(UIColor color) {
+  return isFinite(color.red) && isFinite(color.green) && isFinite(color.blue) && isFinite(color.alpha);
 }
 
 double mix(double from, double to, double t) {
@@ -159,7 +159,7 @@ double CALayer::nextEnd() const {
 
 void CALayer::setFrame(CGRect frame) {
   if (!isFinite(frame)) return;
-  setPosition(frame.centre());
+  setPosition(frame.center());
   setBounds({_model.bounds.origin, frame.size});
 }
 
@@ -178,8 +178,8 @@ void CALayer::setOpacity(double opacity) {
 void CALayer::setCornerRadius(double radius) {
   change(Property::CornerRadius, &LayerState::cornerRadius, radius);
 }
-void CALayer::setBackgroundColor(UIColor colour) {
-  change(Property::BackgroundColor, &LayerState::backgroundColor, colour);
+void CALayer::setBackgroundColor(UIColor color) {
+  change(Property::BackgroundColor, &LayerState::backgroundColor, color);
 }
 void CALayer::setShadowOpacity(double opacity) {
   change(Property::ShadowOpacity, &LayerState::shadowOpacity, opacity);
@@ -193,8 +193,8 @@ void CALayer::setHidden(bool hidden) {
 void CALayer::setMasksToBounds(bool masks) {
   set(&LayerState::masksToBounds, masks);
 }
-void CALayer::setShadowColor(UIColor colour) {
-  set(&LayerState::shadowColor, colour);
+void CALayer::setShadowColor(UIColor color) {
+  set(&LayerState::shadowColor, color);
 }
 void CALayer::setShadowOffset(CGSize offset) {
   set(&LayerState::shadowOffset, offset);

@@ -59,12 +59,12 @@ class CALayer {
   void setBounds(CGRect bounds);
   void setOpacity(double opacity);
   void setCornerRadius(double radius);
-  void setBackgroundColor(UIColor colour);
+  void setBackgroundColor(UIColor color);
   void setShadowOpacity(double opacity);
   void setZPosition(double z);
   void setHidden(bool hidden);
   void setMasksToBounds(bool masks);
-  void setShadowColor(UIColor colour);
+  void setShadowColor(UIColor color);
   void setShadowOffset(CGSize offset);
   void setShadowRadius(double radius);
 

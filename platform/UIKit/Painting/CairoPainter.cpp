@@ -81,16 +81,16 @@ SurfaceCache* cacheOf(LayerContent& content, double scale) {
   return known;
 }
 
-void setColour(cairo_t* cr, const UIColor& colour) {
-  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+void setColor(cairo_t* cr, const UIColor& color) {
+  cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
 }
 
 void addRect(cairo_t* cr, const CGRect& rect) {
   cairo_rectangle(cr, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
 }
 
-void paintMask(cairo_t* cr, const ShadowMask& mask, CGPoint origin, const UIColor& colour) {
-  setColour(cr, colour);
+void paintMask(cairo_t* cr, const ShadowMask& mask, CGPoint origin, const UIColor& color) {
+  setColor(cr, color);
   cairo_mask_surface(cr, mask.surface(), origin.x - mask.margin(), origin.y - mask.margin());
 }
 
@@ -220,9 +220,9 @@ void CairoPainter::pop() {
   cairo_paint_with_alpha(_cr, opacity);
 }
 
-void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor colour) {
+void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor color) {
   if (rect.isEmpty()) return;
-  setColour(_cr, colour);
+  setColor(_cr, color);
   if (cornerRadius > 0) {
     addRoundedRect(_cr, snapped(rect), cornerRadius);
   } else {
@@ -274,14 +274,14 @@ void CairoPainter::drawUncached(const LayerContent& content, CGRect destination,
   cairo_restore(_cr);
 }
 
-void CairoPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) {
+void CairoPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) {
   if (rect.isEmpty()) return;
   _groupIsEmpty = false;
   auto mask = ShadowMask::forShape(rect.size, cornerRadius, radius, _scale);
-  if (mask) paintMask(_cr, *mask, snapped(CGPoint{rect.minX() + offset.width, rect.minY() + offset.height}), colour);
+  if (mask) paintMask(_cr, *mask, snapped(CGPoint{rect.minX() + offset.width, rect.minY() + offset.height}), color);
 }
 
-void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                                  double radius) {
   SurfaceCache* cache = destination.isEmpty() ? nullptr : cacheOf(content, _scale);
   if (!cache) return;
@@ -298,7 +298,7 @@ void CairoPainter::contentShadow(LayerContent& content, CGRect destination, UICo
   CGPoint origin = snapped(CGPoint{destination.minX() + offset.width, destination.minY() + offset.height});
   cairo_translate(_cr, origin.x, origin.y);
   cairo_scale(_cr, destination.size.width / content.size().width, destination.size.height / content.size().height);
-  paintMask(_cr, *cache->shadow, {0, 0}, colour);
+  paintMask(_cr, *cache->shadow, {0, 0}, color);
   cairo_restore(_cr);
 }
 

@@ -22,10 +22,10 @@ class OQSDK_EXPORT CairoPainter : public Painter {
   void pushClip(CGRect rect, double cornerRadius) override;
   void pushOpacity(double opacity) override;
   void pop() override;
-  void fill(CGRect rect, double cornerRadius, UIColor colour) override;
+  void fill(CGRect rect, double cornerRadius, UIColor color) override;
   void content(LayerContent& content, CGRect destination, double opacity) override;
-  void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) override;
-  void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset, double radius) override;
+  void shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) override;
+  void contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset, double radius) override;
 
  private:
   CGPoint snapped(CGPoint point) const;

@@ -102,33 +102,33 @@ class TreePainter {
   }
 
   void paintShadow(UIView& view, const LayerState& state, double opacity) {
-    UIColor colour = state.shadowColor;
-    colour.alpha *= state.shadowOpacity * opacity;
+    UIColor color = state.shadowColor;
+    color.alpha *= state.shadowOpacity * opacity;
     if (state.backgroundColor.alpha > 0) {
-      colour.alpha *= state.backgroundColor.alpha;
-      _painter.shapeShadow(state.bounds, state.cornerRadius, colour, state.shadowOffset, state.shadowRadius);
+      color.alpha *= state.backgroundColor.alpha;
+      _painter.shapeShadow(state.bounds, state.cornerRadius, color, state.shadowOffset, state.shadowRadius);
     } else if (const auto& content = view.content()) {
-      _painter.contentShadow(*content, view.contentRect(state.bounds), colour, state.shadowOffset, state.shadowRadius);
+      _painter.contentShadow(*content, view.contentRect(state.bounds), color, state.shadowOffset, state.shadowRadius);
     } else {
-      paintShadowsOfSubviews(view, state, colour);
+      paintShadowsOfSubviews(view, state, color);
     }
   }
 
   /// A transparent view casts the shadows of the shapes that it contains.
-  void paintShadowsOfSubviews(UIView& view, const LayerState& state, const UIColor& colour) {
+  void paintShadowsOfSubviews(UIView& view, const LayerState& state, const UIColor& color) {
     for (const auto& child : view.subviews()) {
       LayerState shape = stateOf(*child, _now);
       if (!isShown(shape) || shape.backgroundColor.alpha <= 0) continue;
       _painter.shapeShadow(shape.frame(), shape.cornerRadius,
-                           colour.withAlphaComponent(colour.alpha * shape.backgroundColor.alpha * shape.opacity),
+                           color.withAlphaComponent(color.alpha * shape.backgroundColor.alpha * shape.opacity),
                            state.shadowOffset, state.shadowRadius);
     }
   }
 
   void fillBackground(const LayerState& state, double opacity) {
-    UIColor colour = state.backgroundColor;
-    colour.alpha *= opacity;
-    if (colour.alpha > 0) _painter.fill(state.bounds, state.cornerRadius, colour);
+    UIColor color = state.backgroundColor;
+    color.alpha *= opacity;
+    if (color.alpha > 0) _painter.fill(state.bounds, state.cornerRadius, color);
   }
 
   void paintContent(UIView& view, const LayerState& state, double opacity) {
@@ -202,16 +202,16 @@ UIColor blend(const UIColor& under, const UIColor& over) {
   return {mix(under.red, over.red), mix(under.green, over.green), mix(under.blue, over.blue), alpha};
 }
 
-void addSurroundings(UIView& view, double now, double opacity, UIColor& colour) {
+void addSurroundings(UIView& view, double now, double opacity, UIColor& color) {
   LayerState state = stateOf(view, now);
   if (!isShown(state)) return;
   opacity *= state.opacity;
   if (view.fillsSurroundings()) {
     UIColor own = state.backgroundColor;
     own.alpha *= opacity;
-    colour = blend(colour, own);
+    color = blend(color, own);
   }
-  for (UIView* child : paintOrder(view, now)) addSurroundings(*child, now, opacity, colour);
+  for (UIView* child : paintOrder(view, now)) addSurroundings(*child, now, opacity, color);
 }
 
 }  // namespace
@@ -221,9 +221,9 @@ void paintWindow(UIWindow& window, Painter& painter, double now) {
 }
 
 UIColor surroundingsColor(UIWindow& window, double now) {
-  UIColor colour = UIColor::clearColor();
-  addSurroundings(window, now, 1, colour);
-  return colour;
+  UIColor color = UIColor::clearColor();
+  addSurroundings(window, now, 1, color);
+  return color;
 }
 
 }  // namespace oq

@@ -22,13 +22,13 @@ class Painter {
   virtual void pushOpacity(double opacity) = 0;
   virtual void pop() = 0;
 
-  virtual void fill(CGRect rect, double cornerRadius, UIColor colour) = 0;
+  virtual void fill(CGRect rect, double cornerRadius, UIColor color) = 0;
   /// Paints the content, scaled to the destination.
   virtual void content(LayerContent& content, CGRect destination, double opacity) = 0;
   /// The shadow of a filled shape; the colour's alpha includes the shadow's opacity.
-  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor colour, CGSize offset, double radius) = 0;
+  virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) = 0;
   /// The shadow of a content's own outline.
-  virtual void contentShadow(LayerContent& content, CGRect destination, UIColor colour, CGSize offset,
+  virtual void contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                              double radius) = 0;
   /// Called for every visible view, in painting order, with its bounds and the opacity to apply. A painter whose host
   /// renders some views itself (a web page) inserts its own rendering here.

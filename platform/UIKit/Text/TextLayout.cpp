@@ -309,13 +309,13 @@ PangoLayout* TextLayout::shortenedLine(const Shown& shown) const {
   return shortened;
 }
 
-void TextLayout::draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines, bool centredVertically) const {
+void TextLayout::draw(cairo_t* cr, UIColor color, CGRect rect, int numberOfLines, bool centeredVertically) const {
   if (!_layout) return;
   std::lock_guard lock(pangoMutex());
   Shown shown = linesThatFit(rect.size.height, numberOfLines);
   double left = rect.minX(), top = rect.minY();
-  if (centredVertically) top += (rect.size.height - shown.height) / 2;
-  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+  if (centeredVertically) top += (rect.size.height - shown.height) / 2;
+  cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
 
   double clipLeft, clipTop, clipRight, clipBottom;
   cairo_clip_extents(cr, &clipLeft, &clipTop, &clipRight, &clipBottom);
@@ -345,9 +345,9 @@ CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, do
   return TextLayout(text, font, width).size();
 }
 
-void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
-              int numberOfLines, bool centredVertically) {
-  TextLayout(text, font, rect.size.width).draw(cr, colour, rect, numberOfLines, centredVertically);
+void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor color, CGRect rect,
+              int numberOfLines, bool centeredVertically) {
+  TextLayout(text, font, rect.size.width).draw(cr, color, rect, numberOfLines, centeredVertically);
 }
 
 }  // namespace oq

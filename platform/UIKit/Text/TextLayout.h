@@ -40,7 +40,7 @@ class TextLayout {
 
   CGSize size() const { return _size; }
   /// Like drawText() below; `rect` must have the layout's width.
-  void draw(cairo_t* cr, UIColor colour, CGRect rect, int numberOfLines, bool centredVertically) const;
+  void draw(cairo_t* cr, UIColor color, CGRect rect, int numberOfLines, bool centeredVertically) const;
 
  private:
   struct Shown;
@@ -57,7 +57,7 @@ CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, do
 
 /// Draws into `rect`, from its top: at most `numberOfLines` lines (0: any number) and no more than fit. If there are
 /// more, the last line ends in an ellipsis. With `centredVertically` the text is centred in the rectangle.
-void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor colour, CGRect rect,
-              int numberOfLines, bool centredVertically);
+void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor color, CGRect rect,
+              int numberOfLines, bool centeredVertically);
 
 }  // namespace oq

@@ -39,8 +39,8 @@ CGRect unionOf(CGRect a, CGRect b) {
   return CGRectMake(x, y, std::max(a.maxX(), b.maxX()) - x, std::max(a.maxY(), b.maxY()) - y);
 }
 
-double luminance(UIColor colour) {
-  return 0.2126 * colour.red + 0.7152 * colour.green + 0.0722 * colour.blue;
+double luminance(UIColor color) {
+  return 0.2126 * color.red + 0.7152 * color.green + 0.0722 * color.blue;
 }
 
 UIColor shadeOver(UIColor background, double opacity) {
@@ -49,9 +49,9 @@ UIColor shadeOver(UIColor background, double opacity) {
                 : UIColor::blackColor().withAlphaComponent(opacity);
 }
 
-void paintOver(cairo_t* cr, UIColor colour, double opacity, cairo_operator_t how) {
+void paintOver(cairo_t* cr, UIColor color, double opacity, cairo_operator_t how) {
   cairo_set_operator(cr, how);
-  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, opacity);
+  cairo_set_source_rgba(cr, color.red, color.green, color.blue, opacity);
   cairo_paint(cr);
 }
 
@@ -108,7 +108,7 @@ CGRect UIButton::titleArea(CGRect bounds) const {
   CGRect area =
       CGRectMake(bounds.minX() + in.left, bounds.minY() + in.top, std::max(0.0, bounds.size.width - in.left - in.right),
                  bounds.size.height - in.top - in.bottom);
-  if (area.size.height < 0) area = CGRectMake(area.minX(), area.centre().y, area.size.width, 0);
+  if (area.size.height < 0) area = CGRectMake(area.minX(), area.center().y, area.size.width, 0);
   return area;
 }
 
@@ -117,7 +117,7 @@ CGRect UIButton::titleRect(CGRect bounds) const {
   const CGRect area = titleArea(bounds);
   if (title.empty()) return {};
   const double height = boundingSizeOfText({title, {}}, _titleLabel.font(), area.size.width).height;
-  return CGRectMake(area.minX(), area.centre().y - height / 2, area.size.width, height);
+  return CGRectMake(area.minX(), area.center().y - height / 2, area.size.width, height);
 }
 
 CGRect UIButton::contentRect(CGRect bounds) const {
@@ -147,14 +147,14 @@ std::optional<std::string> UIButton::titleForState(std::uint32_t state) const {
   return title ? std::optional(*title) : std::nullopt;
 }
 
-void UIButton::setTitleColor(UIColor colour, std::uint32_t state) {
-  _titleColors[state] = colour;
+void UIButton::setTitleColor(UIColor color, std::uint32_t state) {
+  _titleColors[state] = color;
   setNeedsDisplay();
 }
 
 UIColor UIButton::titleColorForState(std::uint32_t state) const {
-  const UIColor* colour = lookUp(_titleColors, state);
-  return colour ? *colour : UIColor::whiteColor();
+  const UIColor* color = lookUp(_titleColors, state);
+  return color ? *color : UIColor::whiteColor();
 }
 
 void UIButton::setImage(std::shared_ptr<const UIImage> image, std::uint32_t state) {
@@ -185,11 +185,11 @@ std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
   auto text = std::make_shared<TextLayout>(NSAttributedString{title, style}, _titleLabel.font(), area.size.width);
   const UIColor shade = shadeOver(backgroundColor(), shaded);
   return std::make_shared<LayerContent>(painted.size,
-                                        [=, lines = _titleLabel.numberOfLines(), colour = titleColorForState(look),
+                                        [=, lines = _titleLabel.numberOfLines(), color = titleColorForState(look),
                                          background = backgroundColor().alpha](cairo_t* cr) {
                                           cairo_translate(cr, -painted.minX(), -painted.minY());
                                           if (image) drawImage(cr, *image, fitted(image->size(), size));
-                                          text->draw(cr, colour, area, lines, true);
+                                          text->draw(cr, color, area, lines, true);
                                           if (shaded == 0) return;
                                           // Painted pixels get the shade on top; where only the background is visible,
                                           // the shade itself is painted.

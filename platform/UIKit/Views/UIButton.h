@@ -30,7 +30,7 @@ class UIButton : public UIControl {
   void setTitle(std::optional<std::string> title, std::uint32_t state);
   std::optional<std::string> titleForState(std::uint32_t state) const;
   /// White by default.
-  void setTitleColor(UIColor colour, std::uint32_t state);
+  void setTitleColor(UIColor color, std::uint32_t state);
   UIColor titleColorForState(std::uint32_t state) const;
   void setImage(std::shared_ptr<const UIImage> image, std::uint32_t state);
   std::shared_ptr<const UIImage> imageForState(std::uint32_t state) const;

@@ -84,8 +84,8 @@ bool UIImageView::isImageReady() {
 CGRect UIImageView::contentRect(CGRect bounds) const {
   if (!_pixels || bounds.isEmpty()) return bounds;
   CGSize fit = fitted(_pixels->imageSize, bounds.size, _contentMode);
-  CGPoint centre = bounds.centre();
-  return {{centre.x - fit.width / 2, centre.y - fit.height / 2}, inWholePixels(fit, _pixels->request.scale)};
+  CGPoint center = bounds.center();
+  return {{center.x - fit.width / 2, center.y - fit.height / 2}, inWholePixels(fit, _pixels->request.scale)};
 }
 
 double UIImageView::contentScale() const {

@@ -61,9 +61,9 @@ void UILabel::setFont(UIFont font) {
   textChanged();
 }
 
-void UILabel::setTextColor(UIColor colour) {
-  if (colour == _textColor) return;
-  _textColor = colour;
+void UILabel::setTextColor(UIColor color) {
+  if (color == _textColor) return;
+  _textColor = color;
   setNeedsDisplay();
 }
 
@@ -83,8 +83,8 @@ void UILabel::setTextAlignment(NSTextAlignment alignment) {
 std::shared_ptr<LayerContent> UILabel::makeContent(CGSize size) {
   if (!_text || _text->empty()) return nullptr;
   auto layout = layoutForWidth(size.width);
-  return std::make_shared<LayerContent>(size, [=, colour = _textColor, lines = _numberOfLines](cairo_t* cr) {
-    layout->draw(cr, colour, {{0, 0}, size}, lines, true);
+  return std::make_shared<LayerContent>(size, [=, color = _textColor, lines = _numberOfLines](cairo_t* cr) {
+    layout->draw(cr, color, {{0, 0}, size}, lines, true);
   });
 }
 

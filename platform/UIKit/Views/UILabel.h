@@ -26,7 +26,7 @@ class UILabel : public UIView {
   const UIFont& font() const { return _font; }
   void setFont(UIFont font);
   UIColor textColor() const { return _textColor; }
-  void setTextColor(UIColor colour);
+  void setTextColor(UIColor color);
   /// 0 for any number; 1 by default.
   int numberOfLines() const { return _numberOfLines; }
   void setNumberOfLines(int lines);

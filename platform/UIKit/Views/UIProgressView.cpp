@@ -11,8 +11,8 @@ namespace oq {
 namespace {
 constexpr UIColor kTrack{0, 0, 0, 0.08};
 
-void fill(cairo_t* cr, UIColor colour, double width, double height) {
-  cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+void fill(cairo_t* cr, UIColor color, double width, double height) {
+  cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
   cairo_rectangle(cr, 0, 0, width, height);
   cairo_fill(cr);
 }
@@ -35,8 +35,8 @@ void UIProgressView::setProgress(float progress) {
   setNeedsDisplay();
 }
 
-void UIProgressView::setTintColor(UIColor colour) {
-  _tint = colour;
+void UIProgressView::setTintColor(UIColor color) {
+  _tint = color;
   setNeedsDisplay();
 }
 

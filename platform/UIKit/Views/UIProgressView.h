@@ -15,7 +15,7 @@ class UIProgressView : public UIView {
   /// Clamped to 0 to 1; not-a-number is ignored.
   void setProgress(float progress);
   UIColor tintColor() const { return _tint; }
-  void setTintColor(UIColor colour);
+  void setTintColor(UIColor color);
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;

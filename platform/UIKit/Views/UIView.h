@@ -39,7 +39,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   CGRect bounds() const { return _layer.model().bounds; }
   void setBounds(CGRect bounds) { _layer.setBounds(bounds); }
   CGPoint center() const { return _layer.model().position; }
-  void setCenter(CGPoint centre) { _layer.setPosition(centre); }
+  void setCenter(CGPoint center) { _layer.setPosition(center); }
   CGPoint convertPointToWindow(CGPoint point) const;
   CGPoint convertPointFromWindow(CGPoint point) const;
 
@@ -51,7 +51,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   bool clipsToBounds() const { return _layer.model().masksToBounds; }
   void setClipsToBounds(bool clips) { _layer.setMasksToBounds(clips); }
   UIColor backgroundColor() const { return _layer.model().backgroundColor; }
-  void setBackgroundColor(UIColor colour) { _layer.setBackgroundColor(colour); }
+  void setBackgroundColor(UIColor color) { _layer.setBackgroundColor(color); }
   CALayer& layer() { return _layer; }
   const CALayer& layer() const { return _layer; }
   /// The background also covers the host's area around the stage, and takes touches there.

@@ -131,7 +131,7 @@ class Fixture : public CommandFixture {
     const auto close = _popWindow->closeBtn()->frame();
     std::ostringstream text;
     text << "card " << frame.minX() << " " << frame.minY() << " " << frame.size.width << " " << frame.size.height << " "
-         << close.centre().x << " " << close.centre().y;
+         << close.center().x << " " << close.center().y;
     say(text.str());
   }
 

@@ -8,7 +8,7 @@
 namespace oq {
 namespace {
 
-TEST(StageTest, EveryWindowShowsTheWholeStageCentred) {
+TEST(StageTest, EveryWindowShowsTheWholeStageCentered) {
   const struct {
     CGSize window;
     double height;  ///< of the stage

@@ -15,7 +15,7 @@ namespace {
 
 using test::json;
 
-TEST(WindowItemAttribute, ColoursAreParsedLikeHexadecimalNumbers) {
+TEST(WindowItemAttribute, ColorsAreParsedLikeHexadecimalNumbers) {
   struct {
     const char* text;
     int red, green, blue;
@@ -49,7 +49,7 @@ TEST(WindowItemAttribute, SizesInAnyFormAreHalved) {
   }
 }
 
-TEST(WindowItemAttribute, KeepsMissingColoursButNotTheText) {
+TEST(WindowItemAttribute, KeepsMissingColorsButNotTheText) {
   OQButtonAttribute attribute;
   attribute.setModelWithDic(
       json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4, "clickEvent": "link"})"));

@@ -46,7 +46,7 @@ class WebController : public test::EngineTest {
   }
   void tapBar(std::size_t button) {
     auto& pair = *current()->backBarButtonItem()->customView()->subviews().at(button);
-    const CGPoint at = pair.convertPointToWindow(pair.bounds().centre());
+    const CGPoint at = pair.convertPointToWindow(pair.bounds().center());
     EXPECT_TRUE(host.tap(at.x, at.y));
     host.advance(0.5);
   }
@@ -369,7 +369,7 @@ TEST_F(WebController, WindowOfStyleFourShowsThePageInTheCard) {
   EXPECT_EQ(shown(card).size, (CGSize{width, 0}));
   host.advance(0.1);
   EXPECT_TRUE(shown(card).size.height > 0 && shown(card).size.height < height);
-  EXPECT_NEAR(shown(card).centre().y, 422, 1e-9);
+  EXPECT_NEAR(shown(card).center().y, 422, 1e-9);
   EXPECT_EQ(window->webController()->wkWebView()->frame(), CGRectMake(0, 0, width, height))
       << "the model size is set immediately";
   host.advance(0.2);

@@ -150,7 +150,7 @@ TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
     std::filesystem::last_write_time(folder.path() / "new", time);
     std::filesystem::rename(folder.path() / "new", file);
     if (i == 0) {
-      ASSERT_TRUE(contentsOfFile(file, UsualFileLimit, &version));
+      ASSERT_TRUE(contentsOfFile(file, kUsualFileLimit, &version));
     }
     ASSERT_EQ(version.isStillAt(file), i == 0);
   }

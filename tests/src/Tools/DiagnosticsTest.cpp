@@ -90,11 +90,11 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   EXPECT_EQ(top("Window 9") - top("Window 8"), 75);
   EXPECT_LT(top("on quit"), top("Window 7 on buy"));
   EXPECT_LT(top("Window 7 on buy"), top("other")) << "the newest decision comes first";
-  const auto colour = [&](const char* text) { return labels(text).at(0)->textColor(); };
-  EXPECT_NE(colour("no record"), colour("no match"));
-  EXPECT_EQ(colour("no match"), colour("on buy")) << "quiet";
-  EXPECT_EQ(colour("shown 0 of 0"), colour("no record")) << "held back";
-  EXPECT_NE(colour("shown 0 of 1"), colour("no record"));
+  const auto color = [&](const char* text) { return labels(text).at(0)->textColor(); };
+  EXPECT_NE(color("no record"), color("no match"));
+  EXPECT_EQ(color("no match"), color("on buy")) << "quiet";
+  EXPECT_EQ(color("shown 0 of 0"), color("no record")) << "held back";
+  EXPECT_NE(color("shown 0 of 1"), color("no record"));
   EXPECT_EQ(shared.pageName(), "CartPage") << "the panel is not a page";
   const double first = top("Now");
   host.scroll(195, 400, 0, 50);

@@ -32,7 +32,7 @@ struct Screen {
     OQNavigation::keyWindow()->addSubview(ball);
     ball->setBtnClickedCallback([this](std::int64_t index) {
       reported.push_back(index);
-      centreWhenReported = ball->subBtn1()->center();
+      centerWhenReported = ball->subBtn1()->center();
     });
   }
   ~Screen() { ball->removeFromSuperview(); }
@@ -54,7 +54,7 @@ struct Screen {
   HeadlessHost host;
   std::shared_ptr<OQFloatingBallView> ball;
   std::vector<std::int64_t> reported;
-  CGPoint centreWhenReported;
+  CGPoint centerWhenReported;
 };
 
 CGRect ballAt(double x, double y) {
@@ -93,16 +93,16 @@ TEST(FloatingBall, FollowsTheFingerWithItsIntentionalCorrections) {
 TEST(FloatingBall, RestsAccordingToItsMode) {
   struct Case {
     std::int64_t mode;
-    double centreX, restsAt;
+    double centerX, restsAt;
   };
   for (const Case& each : {Case{0, 194, 0}, {0, 195, 330}, {1, 300, 0}, {2, 60, 330}, {3, 150, 120}, {-1, 150, 120}}) {
     Screen screen(kTall, each.mode);
-    screen.drag({each.centreX, 400});
-    screen.host.touchUp(each.centreX, 400);
-    EXPECT_EQ(screen.frame(), ballAt(each.restsAt, 370)) << each.mode << " " << each.centreX;
+    screen.drag({each.centerX, 400});
+    screen.host.touchUp(each.centerX, 400);
+    EXPECT_EQ(screen.frame(), ballAt(each.restsAt, 370)) << each.mode << " " << each.centerX;
     // Half of the way in half of the time.
     screen.host.advance(0.25);
-    EXPECT_NEAR(screen.ball->layer().presentation(screen.host.now()).position.x, (each.centreX + each.restsAt + 30) / 2,
+    EXPECT_NEAR(screen.ball->layer().presentation(screen.host.now()).position.x, (each.centerX + each.restsAt + 30) / 2,
                 1);
     screen.host.advance(0.3);
     EXPECT_FALSE(screen.ball->layer().isAnimating());
@@ -166,7 +166,7 @@ TEST(FloatingBall, FansOutReportsAndFolds) {
       screen.host.advance(0.3);
       EXPECT_FALSE(tapAt({side * 82, 82})) << "in the corner of the button's square";
       EXPECT_TRUE(tapAt({offset.x + 20, offset.y + 20}));
-      EXPECT_EQ(screen.centreWhenReported, (CGPoint{30, 30})) << "it folds first";
+      EXPECT_EQ(screen.centerWhenReported, (CGPoint{30, 30})) << "it folds first";
       screen.host.advance(0.3);
       EXPECT_EQ(ball.subviews().size(), 1u);
     }

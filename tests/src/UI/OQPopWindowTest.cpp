@@ -56,7 +56,7 @@ class PopWindow : public testing::Test {
     EXPECT_TRUE(host.tap(at.x, at.y));
     host.advance(0.2);
   }
-  static CGPoint middleOf(const UIView& view) { return view.convertPointToWindow(view.bounds().centre()); }
+  static CGPoint middleOf(const UIView& view) { return view.convertPointToWindow(view.bounds().center()); }
   HeadlessHost::Pixel pixelOf(const UIView& view, double x, double y) {
     const CGPoint point = view.convertPointToWindow({x, y});
     return host.pixelAt(point.x, point.y);
@@ -397,7 +397,7 @@ TEST_F(PopWindowOnThePhone, LaysOutByWidthAndHeight) {
 TEST_F(PopWindowOnThePhone, CloseButtonReactsAroundItButNotOnTheCard) {
   struct Case {
     int style;
-    CGPoint fromItsCentre;
+    CGPoint fromItsCenter;
     std::int64_t code;  // 1: it stays open
   };
   // The button's picture is 25 points wide.
@@ -409,8 +409,8 @@ TEST_F(PopWindowOnThePhone, CloseButtonReactsAroundItButNotOnTheCard) {
     reports.clear();
     window = makeMainObject<OQPopWindow>();
     open(dataOfStyle(style, "title", kLong));
-    const CGPoint centre = window->closeBtn()->center();
-    host.tap(centre.x + offset.x, centre.y + offset.y);
+    const CGPoint center = window->closeBtn()->center();
+    host.tap(center.x + offset.x, center.y + offset.y);
     host.advance(0.1);
     EXPECT_EQ(reports.back().first, code);
     window->removeFromSuperview();

@@ -164,14 +164,19 @@ TEST(FileHandle, KeepsCompleteLinesInAPrivateRegularFile) {
 TEST(FileLock, HasOneHolderUntilItIsDestroyed) {
   ScratchFolder folder;
   const mode_t mask = ::umask(0777);
-  auto lock = FileLock::take(folder / "lock", {});
+  LockFile ours, theirs;
+  auto lock = ours.take(folder / "lock", {});
   ::umask(mask);
   ASSERT_TRUE(lock);
   EXPECT_EQ(modeOf(folder / "lock"), 0600u);
-  EXPECT_FALSE(FileLock::take(folder / "lock", {}));
+  EXPECT_FALSE(theirs.take(folder / "lock", {}));
   lock.reset();
-  EXPECT_TRUE(FileLock::take(folder / "lock", {}));
+  EXPECT_TRUE(theirs.take(folder / "lock", {}));
   // Without a lock file the caller continues without a lock.
-  EXPECT_TRUE(FileLock::take(folder / "none/lock", {}));
+  LockFile nowhere, alsoNowhere;
+  auto none = nowhere.take(folder / "none/lock", {});
+  EXPECT_TRUE(none);
+  EXPECT_TRUE(alsoNowhere.take(folder / "none/lock", {}));
+}));
   EXPECT_TRUE(FileLock::take(folder / "none/lock", {}));
 }

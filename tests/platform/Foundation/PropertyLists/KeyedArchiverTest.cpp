@@ -20,7 +20,7 @@ struct Item : SecureCoding {
   bool flag = false;
   float size = 0;
   double when = 0;
-  std::optional<UIColor> colour;
+  std::optional<UIColor> color;
   std::shared_ptr<Item> child;
 
   std::string archivedClassName() const override { return ArchivedClassName; }
@@ -31,7 +31,7 @@ struct Item : SecureCoding {
     coder.encodeBool(flag, "flag");
     coder.encodeFloat(size, "size");
     coder.encodeDouble(when, "when");
-    coder.encodeObject(colour, "color");
+    coder.encodeObject(color, "color");
     coder.encodeObject(std::shared_ptr<const SecureCoding>(child), "child");
   }
   void initWithCoder(const KeyedUnarchiver& coder) {
@@ -40,7 +40,7 @@ struct Item : SecureCoding {
     flag = coder.decodeBool("flag");
     size = coder.decodeFloat("size");
     when = coder.decodeDouble("when");
-    colour = coder.decodeColor("color");
+    color = coder.decodeColor("color");
     child = coder.decodeObjectOf<Item>("child");
   }
 };
@@ -125,7 +125,7 @@ TEST(KeyedArchiver, ReadsFieldsOfOtherToolsByTheirType) {
   EXPECT_EQ(item.count, std::int64_t{1} << 40);
   EXPECT_TRUE(item.flag);
   EXPECT_EQ(item.size, 2.5f);
-  EXPECT_EQ(item.colour, (UIColor{1, 0.5, 0, 1}));
+  EXPECT_EQ(item.color, (UIColor{1, 0.5, 0, 1}));
 
   items = unarchivedFromPython(kArrayAndItemClass +
                                "{'$class': UID(3), 'text': 'bare', 'count': 2.5, 'flag': 1, 'size': 3, 'when': True, "
@@ -134,7 +134,7 @@ TEST(KeyedArchiver, ReadsFieldsOfOtherToolsByTheirType) {
   const Item wrong = *items->front();
   EXPECT_TRUE(wrong.text.is_null());
   EXPECT_EQ(std::tuple(wrong.count, wrong.flag, wrong.size, wrong.when), std::tuple(0, false, 0.0f, 0.0));
-  EXPECT_FALSE(wrong.colour || wrong.child);
+  EXPECT_FALSE(wrong.color || wrong.child);
 }
 
 TEST(KeyedArchiver, ForeignArchiveReadsAsAbsent) {

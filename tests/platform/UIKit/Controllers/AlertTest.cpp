@@ -36,7 +36,7 @@ class AlertTest : public UIKitTest {
     return UIAlertAction::actionWithTitle(title, style, [this, title](auto&) { answers.emplace_back(title); });
   }
   void tap(UIView& view) {
-    const CGPoint at = view.convertPointToWindow(view.bounds().centre());
+    const CGPoint at = view.convertPointToWindow(view.bounds().center());
     window->touchBegan(0, at, host.time);
     window->touchEnded(0, at, host.time);
   }
@@ -65,9 +65,9 @@ TEST_F(AlertTest, StacksTextAndButtonsOnACardInTheMiddle) {
   EXPECT_LT(line->backgroundColor().red, 0.9);
 
   const UIColor blue{0, 0.44, 0.92, 1}, red{0.85, 0.16, 0.13, 1};
-  const std::vector<UIColor> colours{blue, red, blue};
+  const std::vector<UIColor> colors{blue, red, blue};
   for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(buttons[i]->titleColorForState(UIControlStateNormal), colours[i]) << i;
+    EXPECT_EQ(buttons[i]->titleColorForState(UIControlStateNormal), colors[i]) << i;
     EXPECT_EQ(buttons[i]->titleLabel().font().isBold(), i == 2) << "only cancelling buttons are bold";
   }
 }

@@ -15,18 +15,18 @@
 
 namespace oq::test {
 
-struct Colour {
+struct Color {
   int red, green, blue;
-  bool operator==(const Colour&) const = default;
+  bool operator==(const Color&) const = default;
   /// Equal, except for rounding in one or two blends.
-  bool isNear(const Colour& o) const {
+  bool isNear(const Color& o) const {
     return std::abs(red - o.red) < 3 && std::abs(green - o.green) < 3 && std::abs(blue - o.blue) < 3;
   }
 };
-inline std::ostream& operator<<(std::ostream& out, const Colour& c) {
+inline std::ostream& operator<<(std::ostream& out, const Color& c) {
   return out << "(" << c.red << ", " << c.green << ", " << c.blue << ")";
 }
-inline constexpr Colour kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
+inline constexpr Color kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
 
 /// A white surface for painting whose pixels can be read.
 class Canvas {
@@ -61,7 +61,7 @@ class Canvas {
   int height() const { return cairo_image_surface_get_height(_surface); }
 
   /// In pixels.
-  Colour at(int x, int y) const {
+  Color at(int x, int y) const {
     cairo_surface_flush(_surface);
     const unsigned char* row = cairo_image_surface_get_data(_surface) + y * cairo_image_surface_get_stride(_surface);
     return {row[4 * x + 2], row[4 * x + 1], row[4 * x]};

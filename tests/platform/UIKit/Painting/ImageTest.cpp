@@ -242,7 +242,7 @@ TEST(ImageView, DecodesOnAnotherThreadAndKeepsItsPictureWhenTheNextIsBroken) {
 
 class Button : public testing::Test {
  protected:
-  Colour colourAt(int x, int y) { return Canvas(*window).at(x, y); }
+  Color colorAt(int x, int y) { return Canvas(*window).at(x, y); }
   void hold() { window->touchBegan(0, {50, 50}, 0); }
 
   std::shared_ptr<UIButton> button = std::make_shared<UIButton>();
@@ -253,39 +253,39 @@ class Button : public testing::Test {
 TEST_F(Button, DarkensWhilePressedButNotWhereItIsTransparent) {
   button->setBackgroundColor(UIColor::redColor());
   button->setImage(UIImage::imageWithData(pngOf(20, 20)), UIControlStateNormal);
-  const Colour before = colourAt(75, 50);
+  const Color before = colorAt(75, 50);
   hold();
-  EXPECT_TRUE(colourAt(5, 5).red < 230 && colourAt(5, 5).red > 150);
-  EXPECT_LT(colourAt(75, 50).blue, before.blue);
+  EXPECT_TRUE(colorAt(5, 5).red < 230 && colorAt(5, 5).red > 150);
+  EXPECT_LT(colorAt(75, 50).blue, before.blue);
   button->setBackgroundColor(UIColor::clearColor());
   button->setImage(nullptr, UIControlStateNormal);
-  EXPECT_EQ(colourAt(5, 5), kWhite);
+  EXPECT_EQ(colorAt(5, 5), kWhite);
 }
 
 TEST_F(Button, PointerShadesSlightly) {
   for (const UIColor background : {UIColor::redColor(), UIColor::blackColor()}) {
     button->setBackgroundColor(background);
-    const Colour before = colourAt(50, 50);
+    const Color before = colorAt(50, 50);
     EXPECT_TRUE(window->pointerMoved(CGPoint{50, 50}));
-    const int little = std::abs(colourAt(50, 50).red - before.red);
+    const int little = std::abs(colorAt(50, 50).red - before.red);
     EXPECT_GT(little, 8);
     hold();
-    EXPECT_GT(std::abs(colourAt(50, 50).red - before.red), 2 * little) << "pressed";
+    EXPECT_GT(std::abs(colorAt(50, 50).red - before.red), 2 * little) << "pressed";
     window->touchEnded(0, {50, 50}, 0);
-    EXPECT_EQ(std::abs(colourAt(50, 50).red - before.red), little);
+    EXPECT_EQ(std::abs(colorAt(50, 50).red - before.red), little);
     EXPECT_FALSE(window->pointerMoved(std::nullopt));
-    EXPECT_EQ(colourAt(50, 50), before);
+    EXPECT_EQ(colorAt(50, 50), before);
   }
-  const Colour before = colourAt(50, 50);
+  const Color before = colorAt(50, 50);
   button->setEnabled(false);
   EXPECT_FALSE(window->pointerMoved(CGPoint{50, 50}));
-  EXPECT_EQ(colourAt(50, 50), before);
+  EXPECT_EQ(colorAt(50, 50), before);
   // A button that was removed under the pointer has its normal appearance when it is added again.
   button->setEnabled(true);
   window->pointerMoved(CGPoint{50, 50});
   button->removeFromSuperview();
   window->addSubview(button);
-  EXPECT_EQ(colourAt(50, 50), before);
+  EXPECT_EQ(colorAt(50, 50), before);
 }
 
 TEST_F(Button, ShowsTheAppearanceOfItsStateOrTheNormalOne) {
@@ -298,12 +298,12 @@ TEST_F(Button, ShowsTheAppearanceOfItsStateOrTheNormalOne) {
   auto image = UIImage::imageWithData(pngOf(20, 20));
   button->setImage(image, UIControlStateNormal);
   button->setImage(image, UIControlStateHighlighted);
-  Colour before = colourAt(25, 50);
+  Color before = colorAt(25, 50);
   hold();
-  EXPECT_EQ(colourAt(25, 50), before) << "it has its own appearance for that state";
+  EXPECT_EQ(colorAt(25, 50), before) << "it has its own appearance for that state";
 }
 
-TEST_F(Button, CentresItsTitle) {
+TEST_F(Button, CentersItsTitle) {
   button->setTitle("ok", UIControlStateNormal);
   button->setTitleColor(UIColor::blackColor(), UIControlStateNormal);
   auto ink = [&] { return Canvas(*window).ink(); };

@@ -17,35 +17,35 @@ constexpr UIColor red = UIColor::redColor(), green = UIColor::greenColor(), blue
 /// Shows one colour everywhere, as content instead of background.
 class InkView : public UIView {
  public:
-  InkView(CGRect frame, UIColor colour) : UIView(frame), _colour(colour) {}
+  InkView(CGRect frame, UIColor color) : UIView(frame), _color(color) {}
   int drawn() const { return *_drawn; }
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override {
-    return std::make_shared<LayerContent>(size, [colour = _colour, drawn = _drawn](cairo_t* cr) {
+    return std::make_shared<LayerContent>(size, [color = _color, drawn = _drawn](cairo_t* cr) {
       ++*drawn;
-      cairo_set_source_rgba(cr, colour.red, colour.green, colour.blue, colour.alpha);
+      cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
       cairo_paint(cr);
     });
   }
 
  private:
-  UIColor _colour;
+  UIColor _color;
   std::shared_ptr<int> _drawn = std::make_shared<int>(0);
 };
 
 class Painting : public testing::Test {
  protected:
-  std::shared_ptr<UIView> add(CGRect frame, UIColor colour, const std::shared_ptr<UIView>& parent = nullptr) {
-    return add(std::make_shared<UIView>(frame), colour, parent);
+  std::shared_ptr<UIView> add(CGRect frame, UIColor color, const std::shared_ptr<UIView>& parent = nullptr) {
+    return add(std::make_shared<UIView>(frame), color, parent);
   }
   template <class V>
-  std::shared_ptr<V> add(std::shared_ptr<V> view, UIColor colour, const std::shared_ptr<UIView>& parent = nullptr) {
-    view->setBackgroundColor(colour);
+  std::shared_ptr<V> add(std::shared_ptr<V> view, UIColor color, const std::shared_ptr<UIView>& parent = nullptr) {
+    view->setBackgroundColor(color);
     (parent ? parent : std::static_pointer_cast<UIView>(window))->addSubview(view);
     return view;
   }
-  Colour look(int x, int y) { return Canvas(*window).at(x, y); }
+  Color look(int x, int y) { return Canvas(*window).at(x, y); }
 
   std::shared_ptr<UIWindow> window = std::make_shared<UIWindow>(CGRectMake(0, 0, 100, 100));
   const UIColor clear = UIColor::clearColor();
@@ -77,7 +77,7 @@ TEST_F(Painting, StacksSubviewsByZPositionAndThenByOrder) {
 }
 
 TEST_F(Painting, TranslucentViewsBlendAsOne) {
-  const Colour paleRed{255, 127, 127}, paleGreen{127, 255, 127}, paleBlue{127, 127, 255};
+  const Color paleRed{255, 127, 127}, paleGreen{127, 255, 127}, paleBlue{127, 127, 255};
   auto view = add(CGRectMake(0, 0, 50, 50), red);
   view->setAlpha(0.5);
   EXPECT_TRUE(look(25, 25).isNear(paleRed));
@@ -170,7 +170,7 @@ TEST_F(Painting, AlignsEdgesAndContentsToWholePixels) {
     Canvas canvas(*window, scale);
     for (int y = 0; y < canvas.height(); ++y) {
       for (int x = 0; x < canvas.width(); ++x) {
-        Colour c = canvas.at(x, y);
+        Color c = canvas.at(x, y);
         ASSERT_TRUE(c == kWhite || c == kRed || c == kBlue) << c << " at " << x << ", " << y << ", scale " << scale;
       }
     }
@@ -234,7 +234,7 @@ TEST_F(Painting, BlursShadows) {
   EXPECT_EQ(look(50, 72), canvas.at(50, 72)) << "a content casts a shadow with its own outline";
 }
 
-TEST_F(Painting, ReturnsTheColourOverTheSurroundings) {
+TEST_F(Painting, ReturnsTheColorOverTheSurroundings) {
   auto parent = add(CGRectMake(0, 0, 100, 100), red);
   auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);
   EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);

@@ -24,8 +24,8 @@ NSAttributedString styled(std::string text, NSTextAlignment alignment = NSTextAl
   return {std::move(text), {spacing, alignment}};
 }
 
-void draw(Canvas& canvas, const NSAttributedString& text, CGRect rect, int lines = 0, bool centred = false) {
-  drawText(canvas.cr(), text, kFont, UIColor::blackColor(), rect, lines, centred);
+void draw(Canvas& canvas, const NSAttributedString& text, CGRect rect, int lines = 0, bool centered = false) {
+  drawText(canvas.cr(), text, kFont, UIColor::blackColor(), rect, lines, centered);
 }
 
 TEST(Text, InkIsWithinTheMeasuredSize) {
@@ -93,12 +93,12 @@ TEST(Text, ShowsEveryScript) {
 
   Canvas canvas(40, 40);
   draw(canvas, styled("🎉"), CGRectMake(5, 5, 30, 30));
-  bool colourful = false;
+  bool colorful = false;
   for (int i = 0; i < 40 * 40; ++i) {
-    Colour c = canvas.at(i % 40, i / 40);
-    colourful = colourful || std::abs(c.red - c.blue) > 60;
+    Color c = canvas.at(i % 40, i / 40);
+    colorful = colorful || std::abs(c.red - c.blue) > 60;
   }
-  EXPECT_TRUE(colourful) << "an emoji keeps its colours";
+  EXPECT_TRUE(colorful) << "an emoji keeps its colours";
 }
 
 TEST(Text, Aligns) {
@@ -109,8 +109,8 @@ TEST(Text, Aligns) {
   };
   EXPECT_LT(inkOf("word", NSTextAlignment::Left).left, 4);
   EXPECT_GT(inkOf("word", NSTextAlignment::Right).right, 196);
-  auto centred = inkOf("word", NSTextAlignment::Center);
-  EXPECT_NEAR(centred.left, 200 - centred.right, 4);
+  auto centered = inkOf("word", NSTextAlignment::Center);
+  EXPECT_NEAR(centered.left, 200 - centered.right, 4);
   EXPECT_LT(inkOf("مرحبا", NSTextAlignment::Left).left, 6) << "left also means left for right-to-left text";
   // A justified line fills the width, except the last one.
   EXPECT_LT(inkOf("last line", NSTextAlignment::Justified).right, 120);
@@ -140,7 +140,7 @@ TEST(Text, LongTextEndsInAnEllipsis) {
   EXPECT_TRUE(paint("one\ntwo", 2, 200)->isSameAs(*paint("one\ntwo", 0, 200)));
 }
 
-TEST(Label, CentresItsTextVerticallyAndLaysItOutAgain) {
+TEST(Label, CentersItsTextVerticallyAndLaysItOutAgain) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 150, 100));
   auto label = std::make_shared<UILabel>();
   label->setFrame(CGRectMake(0, 0, 150, 100));
