@@ -86,7 +86,7 @@ TEST(CampaignParser, ReportsAllErrorsAndEqualIdsWithDifferentSpelling) {
 TEST(CampaignParser, WarnsAboutValuesWithoutEffectButAcceptsTheFile) {
   CampaignReport report;
   const auto campaigns = parseCampaigns(
-      R"({"window":[],"windows":[{"id":1,"style":1,"color":"x","picture":"http://a/b.png","title":{"txt":"a"}}]})",
+      R"({"window":[],"windows":[{"id":1,"style":1,"colour":"x","picture":"http://a/b.png","title":{"txt":"a"}}]})",
       report);
   ASSERT_TRUE(campaigns);
   EXPECT_THAT(campaigns->windows, SizeIs(1));
