@@ -55,11 +55,12 @@ void LoopbackServer::serve(RawServer::Connection& connection) {
   bool isNew = true;
   for (std::string text; !(text = connection.readRequest()).empty(); isNew = false) {
     if (isNew) ++_connections;
-    const Response answer = responseTo(parsed(text));
+    const Request request = parsed(text);
+    const Response answer = responseTo(request);
     std::string head = "HTTP/1.1 " + std::to_string(answer.status) + " \r\nContent-Type: " + answer.contentType +
                        "\r\nContent-Length: " + std::to_string(answer.body.size()) + "\r\n";
     for (const auto& [name, value] : answer.headers) head += name + ": " + value + "\r\n";
-    connection.write(head + "\r\n" + answer.body);
+    connection.write(head + "\r\n" + (request.method == "HEAD" ? "" : answer.body));
   }
 }
 

@@ -94,7 +94,9 @@ class Fixture : public CommandFixture {
   }
 
   void evaluate(std::istream& in) {
-    shown()->wkWebView()->evaluateJavaScript(
+    const auto page = shown();
+    if (!page) return say("result none");
+    page->wkWebView()->evaluateJavaScript(
         rest(in), [](const oq::JSONValue& result, const std::optional<oq::Error>& error) {
           say("result " + (error ? error->localizedDescription : boost::json::serialize(result)));
         });

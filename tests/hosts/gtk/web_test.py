@@ -453,7 +453,7 @@ class WebPages(GtkTest):
         fixture.do("reload")
         fixture.await_page(reload=False, hidden=False)
         await_pixel(200, 400, PINK)
-        self.assertEqual(fixture.result("document.title"), '"One 一"')
+        until(lambda: fixture.result("document.title") == '"One 一"', lambda: "the page is not there")
 
     def test_pulling_down_reloads_the_page(self):
         fixture = self.start()
