@@ -17,28 +17,17 @@
 
 namespace oq::gtk {
 
-namespace {
-
-/// Resizing counts as ended when the window has kept its size for this long, in seconds.
-constexpr double kResizingPause = 0.2;
-
-}  // namespace
-
 Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
     : Glib::ObjectBase("OQSurface"),
       _host(std::move(host)),
-      _scene(std::make_shared<UIScene>()),
-      _stage(size, maximumScale) {
+      _surface(*_host, *this, size, get_scale_factor(), maximumScale),
+      _window(_surface.window()) {
   set_name("oqsdk-surface");
   set_focusable(false);
   keepFocusInDialogs();
-  _window = makeHostWindow({{}, stage().size});
-  _stage.setWindow(_window);
-  _window->setContentScale(stage().contentScale(get_scale_factor()));
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
   _proxies = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
-  _scene->addWindow(_window);
-  connectScene();
+  _surface.connect();
 
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
   GtkEventController* motion = gtk_event_controller_motion_new();
@@ -53,31 +42,17 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
-  property_scale_factor().signal_changed().connect(sigc::mem_fun(*this, &Surface::stageChanged));
+  property_scale_factor().signal_changed().connect([this] { _surface.setPixelsPerPoint(get_scale_factor()); });
 }
 
 Surface::~Surface() {
   stopListening();
   stopWatchingToplevel();
-  disconnectScene();
+  _surface.disconnect();
   cancelAllTouches();
   rememberPageKey(nullptr);
   _proxies.reset();
   _nativeChildren.reset();
-}
-
-void Surface::connectScene() {
-  if (_connected) return;
-  _connected = true;
-  UIApplication::sharedApplication().connectScene(_scene);
-  _host->add(*this);
-}
-
-void Surface::disconnectScene() {
-  if (!_connected) return;
-  _connected = false;
-  _host->remove(*this);
-  UIApplication::sharedApplication().disconnectScene(_scene);
 }
 
 void Surface::realizationChanged() {
@@ -85,9 +60,9 @@ void Surface::realizationChanged() {
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     if (get_realized()) {
-      connectScene();
+      _surface.connect();
     } else {
-      disconnectScene();
+      _surface.disconnect();
     }
   });
 }
@@ -95,15 +70,15 @@ void Surface::realizationChanged() {
 void Surface::shown() {
   watchToplevel();
   // A window is shown before it is laid out, and its host may record an event in between.
-  if (!_stage.isPlaced()) layOutAsExpected();
+  if (!_surface.isPlaced()) layOutAsExpected();
   updateVisibility();
   noteUse();
-  updateProxiesLater();
+  _surface.changeLater();
 }
 
 void Surface::hidden() {
   stopWatchingToplevel();
-  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::Hidden);
+  _surface.setVisible(false);
   cancelAllTouches();
 }
 
@@ -122,10 +97,10 @@ void Surface::watchToplevel() {
   // The host may focus a widget that a dialog covers.
   auto focused = +[](GObject*, GParamSpec*, gpointer self) {
     auto* surface = static_cast<Surface*>(self);
-    if (surface->_proxies->hasDialog()) surface->updateProxiesLater();
+    if (surface->_proxies->hasDialog()) surface->_surface.changeLater();
   };
   g_signal_connect(_root, "notify::focus-widget", G_CALLBACK(focused), this);
-  _titleBarGuard = std::make_unique<TitleBarGuard>(_root, [this] { return frontmostDialog(*_window) != nullptr; });
+  _titleBarGuard = std::make_unique<TitleBarGuard>(_root, [this] { return _surface.hasDialog(); });
 }
 
 void Surface::stopWatchingToplevel() {
@@ -137,47 +112,14 @@ void Surface::stopWatchingToplevel() {
 }
 
 void Surface::updateVisibility() {
-  bool minimised = _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
-  const UISceneVisibility before = _scene->visibility();
-  // A window that is held back stays so until a frame arrives.
-  if (!minimised && (before == UISceneVisibility::OnScreen || before == UISceneVisibility::HeldBack)) return;
-  UIApplication::sharedApplication().setSceneVisibility(
-      *_scene, minimised ? UISceneVisibility::Hidden : UISceneVisibility::Mapped);
-  // Requests the frame that shows that the window is visible.
-  queue_draw();
-}
-
-bool Surface::awaitsFrame() const {
-  return (_frameWanted || _tick != 0) && _scene->visibility() == UISceneVisibility::OnScreen;
-}
-
-void Surface::checkFrames(double since) {
-  if (!awaitsFrame() || _lastFrame >= since) return;
-  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::HeldBack);
-  queue_draw();
-}
-
-bool Surface::isMappedUnseen() const {
-  const UISceneVisibility visibility = _scene->visibility();
-  return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
-}
-
-/// Queued, because the tree must not change while it is painted.
-void Surface::noteFrame() {
-  _frameWanted = false;
-  _lastFrame = _host->now();
-  if (_noting || !isMappedUnseen()) return;
-  _noting = true;
-  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
-    if (alive.expired()) return;
-    _noting = false;
-    if (isMappedUnseen()) UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
-  });
+  const bool isMinimised =
+      _toplevel && (gdk_toplevel_get_state(GDK_TOPLEVEL(_toplevel)) & GDK_TOPLEVEL_STATE_MINIMIZED);
+  _surface.setVisible(!isMinimised);
 }
 
 /// The user turned to the window. A window that loses the focus stays the most recently used one.
 void Surface::noteUse() {
-  if (_root && gtk_window_is_active(_root)) UIApplication::sharedApplication().sceneWasUsed(*_scene);
+  if (_root && gtk_window_is_active(_root)) _surface.noteUse();
 }
 
 void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, int& minimumBaseline,
@@ -187,7 +129,7 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 }
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
-  layOut(width, height);
+  _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
   _nativeChildren->allocate(stage());
   _proxies->allocate(stage());
 }
@@ -204,59 +146,15 @@ void Surface::layOutAsExpected() {
     return std::max(minimum, wanted > 0 ? wanted : natural);
   };
   width = length(GTK_ORIENTATION_HORIZONTAL, width, -1);
-  layOut(width, length(GTK_ORIENTATION_VERTICAL, height, width));
+  height = length(GTK_ORIENTATION_VERTICAL, height, width);
+  _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
 }
 
-void Surface::layOut(int width, int height) {
-  const CGSize size{static_cast<double>(width), static_cast<double>(height)};
-  if (size == _stage.windowSize()) return;
-  if (_stage.resize(size)) stageChanged();
-  if (_stage.isOutdated()) updateStageWhenResized();
-}
-
-/// The message or page that kept the stage's size may be gone.
-void Surface::updateStage() {
-  if (_resizes > 0 || !_stage.update()) return;
-  stageChanged();
-  queue_allocate();
-}
-
-/// GTK does not report the end of resizing.
-void Surface::updateStageWhenResized() {
-  ++_resizes;
-  DispatchQueue::main().after(kResizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
-    if (alive.expired() || resizes != _resizes) return;
-    _resizes = 0;
-    updateStage();
-  });
-}
-
-void Surface::stageChanged() {
-  _window->setContentScale(stage().contentScale(get_scale_factor()));
-  _host->updateScreen();
-  pointerSettlesLater();
-  queue_draw();
-}
-
-void Surface::treeChanged() {
-  _frameWanted = true;
-  queue_draw();
-  pointerSettlesLater();
-  updateProxiesLater();
-}
-
-/// Updates once for all changes in one iteration of the main loop.
-void Surface::updateProxiesLater() {
-  if (_updatingProxies) return;
-  _updatingProxies = true;
-  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
-    if (alive.expired()) return;
-    _updatingProxies = false;
-    updateStage();
-    if (_nativeChildren->areOutdated(stage())) queue_allocate();
-    if (get_mapped()) _proxies->update();
-    if (_titleBarGuard) _titleBarGuard->update();
-  });
+void Surface::viewsChanged() {
+  settlePointer();
+  if (_nativeChildren->areOutdated(stage())) queue_allocate();
+  if (get_mapped()) _proxies->update();
+  if (_titleBarGuard) _titleBarGuard->update();
 }
 
 /// gtkmm has no virtual function for this. Only surfaces have this class.
@@ -281,10 +179,9 @@ double Surface::frameTime() {
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
   paintStage(snapshot->gobj(), frameTime());
   // Animations request their frames one by one, starting with the frame that shows their start.
-  if (_tick == 0 && AnimationEngine::shared().isRunning()) {
-    _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
-  }
-  noteFrame();
+  if (_tick != 0 || !AnimationEngine::shared().isRunning()) return;
+  _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
+  _surface.setPaintsContinuously(true);
 }
 
 void Surface::paintStage(GtkSnapshot* snapshot, double time) {
@@ -294,7 +191,7 @@ void Surface::paintStage(GtkSnapshot* snapshot, double time) {
   gtk_snapshot_scale(snapshot, scale, scale);
   SnapshotPainter painter(snapshot, get_scale_factor() * stage().scale, {{}, stage().windowInStage(size).size});
   painter.setNativeChildren(_nativeChildren.get());
-  _stage.paint(painter, time);
+  _surface.paint(painter, time);
   gtk_snapshot_restore(snapshot);
 }
 
@@ -303,6 +200,7 @@ bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {
   UIApplication::sharedApplication().step(frameTime());
   if (AnimationEngine::shared().isRunning()) return true;
   _tick = 0;
+  _surface.setPaintsContinuously(false);
   return false;
 }
 

@@ -16,8 +16,6 @@ namespace {
 
 /// Points scrolled by one notch of a wheel.
 constexpr double kWheelNotch = 60;
-/// Seconds of touchpad scrolling that determine its speed.
-constexpr double kScrollMemory = 0.1;
 
 std::optional<UIKeyboardKey> keyFor(guint value, GdkModifierType modifiers) {
   const bool isLeft = value == GDK_KEY_Left || value == GDK_KEY_KP_Left;
@@ -65,12 +63,7 @@ std::optional<UIKeyboardKey> keyFor(guint value, GdkModifierType modifiers) {
 }  // namespace
 
 bool Surface::contains_vfunc(double x, double y) const {
-  return covers({x, y});
-}
-
-/// Also outside the stage, where views may fill the surrounding area.
-bool Surface::covers(CGPoint point) const {
-  return _window->wantsTouchAt(inStage(point));
+  return _surface.covers({x, y});
 }
 
 /// GTK sends a press to the widget that the pointer last moved over. That is the wrong one if a view of ours appears
@@ -101,28 +94,22 @@ bool Surface::isOnTopAt(CGPoint point) {
   double x = 0, y = 0;
   if (!parent || !gtk_widget_translate_coordinates(gobj(), parent, point.x, point.y, &x, &y)) return false;
   GtkWidget* top = gtk_widget_pick(parent, x, y, GTK_PICK_DEFAULT);
-  if (!top || (top != gobj() && !gtk_widget_is_ancestor(top, gobj())) || !covers(point)) return false;
-  return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(inStage(point)).get());
+  if (!top || (top != gobj() && !gtk_widget_is_ancestor(top, gobj())) || !_surface.covers(point)) return false;
+  return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(_surface.inStage(point)).get());
 }
 
 /// The views under a resting pointer have changed. If the view under it has closed, GTK still treats the surface as the
 /// pointer's widget, and the next press would be lost.
-void Surface::pointerSettlesLater() {
-  if (!_pointerIsOurs || _settlingPointer) return;
-  _settlingPointer = true;
-  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
-    if (alive.expired()) return;
-    _settlingPointer = false;
-    if (!_pointerIsOurs || !_touches.empty()) return;
-    followPointer();
-    if (!covers(*_pointer)) givePointerBack();
-  });
+void Surface::settlePointer() {
+  if (!_pointerIsOurs || _surface.hasTouches()) return;
+  followPointer();
+  if (!_surface.covers(*_pointer)) givePointerBack();
 }
 
 /// A hand over views that can be pressed, otherwise the default arrow: the host's cursor under a message has no effect.
 void Surface::followPointer() {
   const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
-  const bool pressable = _window->pointerMoved(isOver ? std::optional(inStage(*_pointer)) : std::nullopt);
+  const bool pressable = _window->pointerMoved(isOver ? std::optional(_surface.inStage(*_pointer)) : std::nullopt);
   const char* cursor = pressable ? "pointer" : "default";
   if (cursor == _cursor) return;
   _cursor = cursor;
@@ -130,7 +117,7 @@ void Surface::followPointer() {
 }
 
 void Surface::pointerLeft() {
-  if (!_touches.empty()) return;
+  if (_surface.hasTouches()) return;
   _pointerIsOurs = false;
   _window->pointerMoved(std::nullopt);
 }
@@ -157,7 +144,7 @@ gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpoint
 bool Surface::handle(GdkEvent* event) {
   CGPoint point;
   const GdkEventType type = gdk_event_get_event_type(event);
-  if (type == GDK_BUTTON_PRESS || type == GDK_TOUCH_BEGIN) UIApplication::sharedApplication().sceneWasUsed(*_scene);
+  if (type == GDK_BUTTON_PRESS || type == GDK_TOUCH_BEGIN) _surface.noteUse();
   switch (type) {
     case GDK_BUTTON_PRESS:
     case GDK_MOTION_NOTIFY:
@@ -202,9 +189,9 @@ bool Surface::locate(GdkEvent* event, CGPoint& point) {
 }
 
 bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
-  bool running = _touches.contains(pointerTouch);
+  bool running = _surface.hasTouch(pointerTouch);
   _pointer = point;
-  _pointerIsOurs = running || covers(point);
+  _pointerIsOurs = running || _surface.covers(point);
   switch (gdk_event_get_event_type(event)) {
     case GDK_BUTTON_PRESS:
       // Other buttons over a view of ours do nothing, and must not reach the widget below either.
@@ -219,9 +206,9 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
       // The release was lost, for example to a grab by the host.
       if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
-        move(pointerTouch, point);
+        _surface.touchMoved(pointerTouch, point);
       } else {
-        cancel(pointerTouch);
+        _surface.touchCancelled(pointerTouch);
       }
       return true;
   }
@@ -229,7 +216,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
 
 bool Surface::endPress(CGPoint point) {
   std::weak_ptr<bool> alive = _alive;
-  end(pointerTouch, point);
+  _surface.touchEnded(pointerTouch, point);
   // The action of the press may have closed the window.
   if (!alive.expired()) followPointer();
   return true;
@@ -249,15 +236,15 @@ bool Surface::handleTouch(GdkEvent* event, CGPoint point) {
   int identifier = finger->second;
   switch (gdk_event_get_event_type(event)) {
     case GDK_TOUCH_UPDATE:
-      move(identifier, point);
+      _surface.touchMoved(identifier, point);
       return true;
     case GDK_TOUCH_END:
       _fingers.erase(finger);
-      end(identifier, point);
+      _surface.touchEnded(identifier, point);
       return true;
     default:
       _fingers.erase(finger);
-      cancel(identifier);
+      _surface.touchCancelled(identifier);
       return true;
   }
 }
@@ -283,41 +270,18 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
       double unit = gdk_scroll_event_get_unit(event) == GDK_SCROLL_UNIT_WHEEL ? kWheelNotch : 1;
       dx *= unit;
       dy *= unit;
+      const double time = gdk_event_get_time(event) / 1e3;
       if (gdk_scroll_event_is_stop(event)) {
-        flingScrolled(event, point);
-        return true;
+        _surface.touchpadReleased(point, time);
+      } else {
+        _surface.scrollByTouchpad(point, dx, dy, time);
       }
-      rememberScroll(event, dx, dy);
-      break;
+      return true;
     }
   }
-  auto window = _window;
-  window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
+  _surface.scroll(point, dx, dy);
   // Even if no view used it, widgets below a view of ours do not scroll.
   return true;
-}
-
-void Surface::rememberScroll(GdkEvent* event, double dx, double dy) {
-  double time = gdk_event_get_time(event) / 1e3;
-  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
-  _scrolled.push_back({time, dx, dy});
-}
-
-/// The fingers have left the touchpad: continue the scrolling with deceleration.
-void Surface::flingScrolled(GdkEvent* event, CGPoint point) {
-  double time = gdk_event_get_time(event) / 1e3;
-  auto scrolled = std::move(_scrolled);
-  _scrolled.clear();
-  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
-  double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
-  if (elapsed <= 0) return;
-  double dx = 0, dy = 0;
-  for (const Scrolled& each : scrolled) {
-    dx += each.dx;
-    dy += each.dy;
-  }
-  auto window = _window;
-  window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
 }
 
 /// While a dialog is shown its keys are handled before the host's widgets get them; without one GTK handles all keys.
@@ -339,8 +303,7 @@ bool Surface::handleKey(GdkEvent* event) {
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
   if (key == UIKeyboardKey::BackTab && goIntoPage(false)) return true;
-  auto window = _window;
-  return window->pressKey(*key);
+  return _surface.press(*key);
 }
 
 /// Keeps a reference, so that no later event has the same address.
@@ -365,43 +328,13 @@ bool Surface::goIntoPage(bool forward) {
 }
 
 bool Surface::begin(int identifier, CGPoint point) {
-  cancel(identifier);
-  if (!isOnTopAt(point)) return false;
-  // Recorded first, because the view may close the window.
-  auto window = _window;
-  _touches[identifier] = true;
-  bool taken = window->touchBegan(identifier, inStage(point), _host->now());
-  if (auto touch = _touches.find(identifier); touch != _touches.end()) touch->second = taken;
-  return true;
-}
-
-void Surface::move(int identifier, CGPoint point) {
-  auto window = _window;
-  auto touch = _touches.find(identifier);
-  if (touch != _touches.end() && touch->second) window->touchMoved(identifier, inStage(point), _host->now());
-}
-
-void Surface::end(int identifier, CGPoint point) {
-  auto window = _window;
-  auto touch = _touches.find(identifier);
-  if (touch == _touches.end()) return;
-  bool taken = touch->second;
-  _touches.erase(touch);
-  if (taken) window->touchEnded(identifier, inStage(point), _host->now());
-}
-
-void Surface::cancel(int identifier) {
-  auto window = _window;
-  auto touch = _touches.find(identifier);
-  if (touch == _touches.end()) return;
-  bool taken = touch->second;
-  _touches.erase(touch);
-  if (taken) window->touchCancelled(identifier);
+  _surface.touchCancelled(identifier);
+  return isOnTopAt(point) && _surface.touchBegan(identifier, point);
 }
 
 void Surface::cancelAllTouches() {
   _fingers.clear();
-  while (!_touches.empty()) cancel(_touches.begin()->first);
+  _surface.cancelAllTouches();
 }
 
 }  // namespace oq::gtk

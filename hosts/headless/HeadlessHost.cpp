@@ -10,7 +10,8 @@
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
 #include "Host/HostInstallation.h"
-#include "Host/WindowStage.h"
+#include "Host/HostSurface.h"
+#include "Host/SurfaceHost.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIApplication.h"
@@ -60,71 +61,54 @@ class Ticker {
 }  // namespace
 
 // Hidden: the class around it is exported, and this would be with it.
-class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public UIHost {
+class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceHost, public HostSurface::Client {
  public:
   explicit Impl(const Options& options);
   ~Impl() override;
 
+  // The caller moves the clock, and the screen is painted when the caller reads it.
   double now() const override { return _now; }
-  // The screen is painted when the caller reads it, and the caller moves the clock: there is nothing to request.
-  void setNeedsFrame(UIWindow&) override;
   void setDeadline(double) override {}
+  void frameWanted() override { _screen.reset(); }
 
-  void closeWindow();
+  void closeWindow() { _surface.reset(); }
   void setSize(CGSize size);
   void setScale(double scale);
   void moveClock(double now);
   PageEngine& engine() { return _engine; }
-  UIWindow& window() { return *_window; }
-  UIScene* scene() { return _scene.get(); }
+  UIWindow& window() { return *_surface->window(); }
+  HostSurface& surface() { return *_surface; }
   double scale() const { return _scale; }
   /// The painted screen, kept until something changes or moves.
   cairo_surface_t* screen() {
-    if (!_screen) _screen = takeScreenshot(_stage, _size, _scale, _now);
+    if (!_screen) _screen = takeScreenshot(*_surface, _size, _scale, _now);
     return _screen.get();
   }
-  CGPoint inStage(double x, double y) const { return _stage.stage().toStage({x, y}); }
-  double stageScale() const { return _stage.stage().scale; }
   AccessibleElement describe(const UIView& view) const;
 
  private:
-  void stageChanged();
-
   double _now = 0;
   CGSize _size;
   double _scale;
-  WindowStage _stage;
-  Surface _screen;
+  Screenshot _screen;
   PageEngine _engine;
   std::optional<HostInstallation> _installation;
-  std::shared_ptr<UIWindow> _window;
-  std::shared_ptr<UIScene> _scene = std::make_shared<UIScene>();
-  const bool _hasStage;
-  bool _isUpdating = false;
-  const std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
+  std::optional<HostSurface> _surface;  ///< empty after closeWindow()
 };
 
 HeadlessHost::Impl::Impl(const Options& options)
     : _size{isLength(options.width) ? options.width : Options{}.width,
             isLength(options.height) ? options.height : Options{}.height},
-      _scale(isLength(options.scale) ? options.scale : 1),
-      _stage(_size, options.stage),
-      _hasStage(options.stage.has_value()) {
+      _scale(isLength(options.scale) ? options.scale : 1) {
   prepareProcess({options.applicationIdentifier, options.applicationVersion, options.dataDirectory});
   _installation.emplace(*this, _engine);
   AnimationEngine::shared().setEnabled(options.animations);
-  UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
-  _window = makeHostWindow({{}, _stage.stage().size});
-  _stage.setWindow(_window);
-  stageChanged();
-  _scene->addWindow(_window);
-  auto& application = UIApplication::sharedApplication();
-  application.connectScene(_scene);
-  application.setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+  _surface.emplace(*this, *this, _size, _scale, options.stage);
+  _surface->connect();
+  _surface->setVisible(true, false);
 }
 
 HeadlessHost::Impl::~Impl() {
-  _installation.reset();
   UIApplication::sharedApplication().setStatusBarFrame({});
   UIScreen::mainScreen().setBounds({});
   UIScreen::mainScreen().setScale(1);
@@ -132,50 +116,23 @@ HeadlessHost::Impl::~Impl() {
   setApplicationDataDirectory({});
 }
 
-void HeadlessHost::Impl::closeWindow() {
-  UIApplication::sharedApplication().disconnectScene(_scene);
-  _scene.reset();
-  _window.reset();
-  _stage.setWindow(nullptr);
-}
-
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
-  _stage.resize(size);
-  // The size changes in one step, so resizing has ended.
-  _stage.update();
-  stageChanged();
-}
-
-void HeadlessHost::Impl::stageChanged() {
   _screen.reset();
-  const double scale = _hasStage ? _stage.stage().contentScale(_scale) : _scale;
-  UIScreen::mainScreen().setBounds({{}, _stage.stage().size});
-  UIScreen::mainScreen().setScale(scale);
-  if (_window) _window->setContentScale(scale);
-}
-
-void HeadlessHost::Impl::setNeedsFrame(UIWindow&) {
-  _screen.reset();
-  if (!_stage.isOutdated() || _isUpdating) return;
-  // The message or alert that kept the stage's size may be gone.
-  _isUpdating = true;
-  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
-    if (alive.expired()) return;
-    _isUpdating = false;
-    if (_window && _stage.update()) stageChanged();
-  });
+  _surface->setSize(size);
+  // The size changes in one step.
+  _surface->endResizing();
 }
 
 void HeadlessHost::Impl::setScale(double scale) {
   _scale = scale;
-  stageChanged();
+  _surface->setPixelsPerPoint(scale);
 }
 
 HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
   const CGPoint middle = view.convertPointToWindow(view.bounds().center());
-  const CGPoint place = _stage.stage().toWindow(middle);
-  return {roleOf(view), view.accessibilityLabel(), _window->focusedView().get() == &view, place.x, place.y};
+  const CGPoint place = _surface->stage().toWindow(middle);
+  return {roleOf(view), view.accessibilityLabel(), _surface->window()->focusedView().get() == &view, place.x, place.y};
 }
 
 void HeadlessHost::Impl::moveClock(double now) {
@@ -226,13 +183,13 @@ bool HeadlessHost::runUntil(const std::function<bool()>& condition, double secon
 }
 
 bool HeadlessHost::touchDown(double x, double y) {
-  return _impl->window().touchBegan(kFinger, _impl->inStage(x, y), now());
+  return _impl->window().touchBegan(kFinger, _impl->surface().inStage({x, y}), now());
 }
 void HeadlessHost::touchMove(double x, double y) {
-  _impl->window().touchMoved(kFinger, _impl->inStage(x, y), now());
+  _impl->window().touchMoved(kFinger, _impl->surface().inStage({x, y}), now());
 }
 void HeadlessHost::touchUp(double x, double y) {
-  _impl->window().touchEnded(kFinger, _impl->inStage(x, y), now());
+  _impl->window().touchEnded(kFinger, _impl->surface().inStage({x, y}), now());
 }
 void HeadlessHost::touchCancel() {
   _impl->window().touchCancelled(kFinger);
@@ -245,12 +202,12 @@ bool HeadlessHost::tap(double x, double y) {
 }
 
 bool HeadlessHost::movePointer(double x, double y) {
-  return _impl->window().pointerMoved(_impl->inStage(x, y));
+  return _impl->window().pointerMoved(_impl->surface().inStage({x, y}));
 }
 
 bool HeadlessHost::scroll(double x, double y, double dx, double dy) {
-  const double scale = _impl->stageScale();
-  return _impl->window().scroll(_impl->inStage(x, y), dx / scale, dy / scale);
+  const double scale = _impl->surface().stage().scale;
+  return _impl->window().scroll(_impl->surface().inStage({x, y}), dx / scale, dy / scale);
 }
 
 bool HeadlessHost::pressKey(Key key) {
@@ -279,9 +236,7 @@ void HeadlessHost::setScreenSize(double width, double height) {
 }
 
 void HeadlessHost::setActive(bool active) {
-  if (UIScene* scene = _impl->scene())
-    UIApplication::sharedApplication().setSceneVisibility(
-        *scene, active ? UISceneVisibility::OnScreen : UISceneVisibility::Hidden);
+  _impl->surface().setVisible(active, false);
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {

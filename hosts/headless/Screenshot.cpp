@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Host/WindowStage.h"
+#include "Host/HostSurface.h"
 #include "UIKit/Painting/CairoPainter.h"
 
 namespace oq {
@@ -19,16 +19,16 @@ int pixels(double points, double scale) {
 }
 }  // namespace
 
-Surface takeScreenshot(const WindowStage& stage, CGSize size, double scale, double now) {
-  Surface surface(
+Screenshot takeScreenshot(HostSurface& window, CGSize size, double scale, double now) {
+  Screenshot surface(
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(size.width, scale), pixels(size.height, scale)));
   const std::unique_ptr<cairo_t, ContextRelease> cr(cairo_create(surface.get()));
   cairo_set_source_rgb(cr.get(), 1, 1, 1);
   cairo_paint(cr.get());
-  scale *= stage.stage().scale;
+  scale *= window.stage().scale;
   cairo_scale(cr.get(), scale, scale);
   CairoPainter painter(cr.get(), scale);
-  stage.paint(painter, now);
+  window.paint(painter, now);
   cairo_surface_flush(surface.get());
   return surface;
 }

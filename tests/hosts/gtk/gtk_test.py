@@ -98,15 +98,19 @@ class Host(GtkTest):
         fixture.do("hide")
         fixture.do_until("remove", "completed 0")
 
-    def test_a_message_blocks_the_hosts_title_bar_but_not_the_windows_close_button(self):
+    def test_a_message_blocks_and_dims_the_hosts_title_bar_but_not_the_windows_close_button(self):
         fixture = self.start(375, 700, "titlebar")
         places = fixture.ask("bar").split()
         bar, close = places[:2], places[2:]
         click(*bar)
         fixture.await_line("bar clicked")
+        bright = pixel(100, int(bar[1]))
+        dim = tuple(0.7 * value for value in bright)
         fixture.do_until("pop 3", "code 1")
         click(*bar)
+        until(lambda: max(abs(a - b) for a, b in zip(pixel(100, int(bar[1])), dim)) < 3, lambda: "the bar is not dim")
         fixture.do_until("dismiss", "code 3")
+        await_pixel(100, int(bar[1]), bright)
         click(*bar)
         self.assertEqual(fixture.await_line("bar clicked"), ["bar clicked"])
         fixture.do_until("pop 3", "code 1")

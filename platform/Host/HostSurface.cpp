@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Host/HostSurface.h"
+
+#include <utility>
+
+#include "Dispatch/DispatchQueue.h"
+#include "Host/SurfaceHost.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
+
+namespace oq {
+
+namespace {
+
+/// Resizing counts as ended when the window has kept its size for this long, in seconds.
+constexpr double kResizingPause = 0.2;
+/// Seconds of touchpad scrolling that determine its speed.
+constexpr double kScrollMemory = 0.1;
+
+}  // namespace
+
+HostSurface::HostSurface(SurfaceHost& host, Client& client, CGSize size, double pixelsPerPoint,
+                         std::optional<double> maximumScale)
+    : _host(host),
+      _client(client),
+      _scene(std::make_shared<UIScene>()),
+      _hasStage(maximumScale.has_value()),
+      _stage(size, maximumScale),
+      _pixelsPerPoint(pixelsPerPoint) {
+  _window = makeHostWindow({{}, stage().size});
+  _stage.setWindow(_window);
+  rescale();
+  _scene->addWindow(_window);
+}
+
+HostSurface::~HostSurface() {
+  disconnect();
+  cancelAllTouches();
+}
+
+void HostSurface::connect() {
+  if (std::exchange(_isConnected, true)) return;
+  // Added first, so that the main screen is known when observers learn of the scene.
+  _host.add(*this);
+  UIApplication::sharedApplication().connectScene(_scene);
+}
+
+void HostSurface::disconnect() {
+  if (!std::exchange(_isConnected, false)) return;
+  _host.remove(*this);
+  UIApplication::sharedApplication().disconnectScene(_scene);
+}
+
+void HostSurface::setSize(CGSize size) {
+  if (size == _stage.windowSize()) return;
+  if (_stage.resize(size)) {
+    rescale();
+    _client.frameWanted();
+  }
+  if (_stage.isOutdated()) updateStageWhenResized();
+}
+
+void HostSurface::setPixelsPerPoint(double pixels) {
+  _pixelsPerPoint = pixels;
+  rescale();
+  _client.frameWanted();
+}
+
+void HostSurface::rescale() {
+  _window->setContentScale(_hasStage ? stage().contentScale(_pixelsPerPoint) : _pixelsPerPoint);
+  if (!_isConnected) return;
+  _host.updateScreen();
+  changeLater();
+}
+
+/// The message or page that kept the stage's size may be gone.
+void HostSurface::updateStage() {
+  if (_resizes > 0 || !_stage.update()) return;
+  rescale();
+  _client.frameWanted();
+  _client.stageChanged();
+}
+
+/// Toolkits do not report the end of resizing.
+void HostSurface::updateStageWhenResized() {
+  ++_resizes;
+  DispatchQueue::main().after(kResizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
+    if (!alive.expired() && resizes == _resizes) endResizing();
+  });
+}
+
+void HostSurface::endResizing() {
+  _resizes = 0;
+  updateStage();
+}
+
+void HostSurface::setVisible(bool isVisible, bool needsFrame) {
+  const UISceneVisibility before = _scene->visibility();
+  // A window that is held back stays so until a frame arrives.
+  if (isVisible && (before == UISceneVisibility::OnScreen || before == UISceneVisibility::HeldBack)) return;
+  const UISceneVisibility shown = needsFrame ? UISceneVisibility::Mapped : UISceneVisibility::OnScreen;
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, isVisible ? shown : UISceneVisibility::Hidden);
+  // Requests the frame that shows that the window is visible.
+  _client.frameWanted();
+}
+
+void HostSurface::noteUse() {
+  UIApplication::sharedApplication().sceneWasUsed(*_scene);
+}
+
+void HostSurface::treeChanged() {
+  _frameWanted = true;
+  _client.frameWanted();
+  changeLater();
+}
+
+void HostSurface::changeLater() {
+  if (std::exchange(_isChanging, true)) return;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _isChanging = false;
+    updateStage();
+    _client.viewsChanged();
+  });
+}
+
+void HostSurface::paint(Painter& painter, double time) {
+  _stage.paint(painter, time);
+  noteFrame();
+}
+
+/// Queued, because the tree must not change while it is painted.
+void HostSurface::noteFrame() {
+  _frameWanted = false;
+  _lastFrame = _host.now();
+  if (_isNoting || !isMappedUnseen()) return;
+  _isNoting = true;
+  DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
+    if (alive.expired()) return;
+    _isNoting = false;
+    if (isMappedUnseen()) UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+  });
+}
+
+bool HostSurface::isMappedUnseen() const {
+  const UISceneVisibility visibility = _scene->visibility();
+  return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
+}
+
+bool HostSurface::awaitsFrame() const {
+  return (_frameWanted || _paintsContinuously) && _scene->visibility() == UISceneVisibility::OnScreen;
+}
+
+void HostSurface::checkFrames(double since) {
+  if (!awaitsFrame() || _lastFrame >= since) return;
+  UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::HeldBack);
+  _client.frameWanted();
+}
+
+bool HostSurface::covers(CGPoint point) const {
+  return _window->wantsTouchAt(inStage(point));
+}
+
+// A view may close the window during a touch, so each function keeps it.
+
+bool HostSurface::touchBegan(int identifier, CGPoint point) {
+  touchCancelled(identifier);
+  if (!covers(point)) return false;
+  const auto window = _window;
+  const std::weak_ptr<bool> alive = _alive;
+  // Recorded first, because the view may close the window.
+  _touches[identifier] = true;
+  const bool isTaken = window->touchBegan(identifier, inStage(point), _host.now());
+  if (alive.expired()) return true;
+  if (const auto touch = _touches.find(identifier); touch != _touches.end()) touch->second = isTaken;
+  return true;
+}
+
+void HostSurface::touchMoved(int identifier, CGPoint point) {
+  const auto window = _window;
+  const auto touch = _touches.find(identifier);
+  if (touch != _touches.end() && touch->second) window->touchMoved(identifier, inStage(point), _host.now());
+}
+
+void HostSurface::touchEnded(int identifier, CGPoint point) {
+  const auto window = _window;
+  const auto touch = _touches.extract(identifier);
+  if (touch && touch.mapped()) window->touchEnded(identifier, inStage(point), _host.now());
+}
+
+void HostSurface::touchCancelled(int identifier) {
+  const auto window = _window;
+  const auto touch = _touches.extract(identifier);
+  if (touch && touch.mapped()) window->touchCancelled(identifier);
+}
+
+void HostSurface::cancelAllTouches() {
+  while (!_touches.empty()) touchCancelled(_touches.begin()->first);
+}
+
+void HostSurface::scroll(CGPoint point, double dx, double dy) {
+  const auto window = _window;
+  window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
+}
+
+void HostSurface::scrollByTouchpad(CGPoint point, double dx, double dy, double time) {
+  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
+  _scrolled.push_back({time, dx, dy});
+  scroll(point, dx, dy);
+}
+
+void HostSurface::touchpadReleased(CGPoint point, double time) {
+  auto scrolled = std::exchange(_scrolled, {});
+  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
+  const double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
+  if (elapsed <= 0) return;
+  double dx = 0, dy = 0;
+  for (const Scrolled& each : scrolled) {
+    dx += each.dx;
+    dy += each.dy;
+  }
+  const auto window = _window;
+  window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
+}
+
+bool HostSurface::hasDialog() const {
+  return frontmostDialog(*_window) != nullptr;
+}
+
+bool HostSurface::press(KeyboardKey key) {
+  const auto window = _window;
+  return hasDialog() && window->pressKey(key);
+}
+
+}  // namespace oq

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Host/SurfaceHost.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "Host/HostSurface.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIScreen.h"
+
+namespace oq {
+
+namespace {
+
+/// Seconds to wait for a frame that was requested.
+constexpr double kFramePatience = 0.1;
+
+std::int64_t nanoseconds(double seconds) {
+  return static_cast<std::int64_t>(std::max(0.0, seconds) * 1e9);
+}
+
+}  // namespace
+
+SurfaceHost::SurfaceHost() : _self(std::make_shared<SurfaceHost*>(this)) {
+  _timer = std::make_unique<DispatchTimer>([self = std::weak_ptr<SurfaceHost*>(_self)] {
+    if (const auto host = self.lock()) (*host)->deadlineReached();
+  });
+}
+
+SurfaceHost::~SurfaceHost() {
+  _timer->cancel();
+}
+
+double SurfaceHost::now() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+void SurfaceHost::setNeedsFrame(UIWindow& window) {
+  if (HostSurface* surface = surfaceOf(window)) surface->treeChanged();
+}
+
+HostSurface* SurfaceHost::surfaceOf(const UIWindow& window) const {
+  const auto found = std::find_if(_surfaces.begin(), _surfaces.end(),
+                                  [&](const HostSurface* surface) { return surface->window().get() == &window; });
+  return found == _surfaces.end() ? nullptr : *found;
+}
+
+void SurfaceHost::setAnimationsEnabled(bool enabled) {
+  // Not 0: the end of an animation waits for a frame, which shows whether frames still come.
+  AnimationEngine::shared().setEnabled(enabled, 0.001);
+}
+
+void SurfaceHost::setDeadline(double deadline) {
+  if (deadline == _deadline) return;
+  _deadline = deadline;
+  _frameAwaitedSince.reset();
+  arm();
+}
+
+void SurfaceHost::arm() {
+  // An armed timer that is no longer needed still fires once; deadlineReached() checks the time itself.
+  if (std::isfinite(_deadline)) _timer->setTimer(nanoseconds(_deadline - now()), 0);
+}
+
+void SurfaceHost::deadlineReached() {
+  if (!std::isfinite(_deadline)) return;
+  const double time = now();
+  if (time < _deadline) return arm();
+  if (awaitFrame(time)) return;
+  // Cleared first, so that the same deadline can be set again.
+  _deadline = std::numeric_limits<double>::infinity();
+  _frameAwaitedSince.reset();
+  UIApplication::sharedApplication().step(time);
+}
+
+/// True while a frame may still come; that frame ends the animations that are over. Toolkits run timers before frames
+/// that are due. A frame that is slow to paint does not count as held back.
+bool SurfaceHost::awaitFrame(double time) {
+  if (_frameAwaitedSince) {
+    for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
+    return false;
+  }
+  const bool isAwaited = std::any_of(_surfaces.begin(), _surfaces.end(),
+                                     [](const HostSurface* surface) { return surface->awaitsFrame(); });
+  if (!isAwaited) return false;
+  _frameAwaitedSince = time;
+  _timer->setTimer(nanoseconds(kFramePatience), 0);
+  return true;
+}
+
+void SurfaceHost::add(HostSurface& surface) {
+  _surfaces.push_back(&surface);
+  updateScreen();
+}
+
+void SurfaceHost::remove(HostSurface& surface) {
+  if (std::erase(_surfaces, &surface) > 0) updateScreen();
+}
+
+HostSurface* SurfaceHost::screenSurface() const {
+  HostSurface* first = nullptr;
+  for (const auto& scene : UIApplication::sharedApplication().connectedScenes()) {
+    HostSurface* surface = scene->windows().empty() ? nullptr : surfaceOf(*scene->windows().front());
+    if (!surface) continue;
+    if (scene->activationState() == UISceneActivationState::ForegroundActive) return surface;
+    if (!first) first = surface;
+  }
+  return first;
+}
+
+void SurfaceHost::updateScreen() {
+  const HostSurface* surface = screenSurface();
+  if (!surface) return;
+  UIScreen::mainScreen().setBounds({{}, surface->stage().size});
+  UIScreen::mainScreen().setScale(surface->window()->contentScale());
+}
+
+}  // namespace oq

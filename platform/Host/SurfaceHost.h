@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Dispatch/DispatchQueue.h"
+#include "UIKit/Windows/UIHost.h"
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+class HostSurface;
+
+/// The part of a host that is the same for every toolkit: a clock, a timer for deadlines without a frame, and the main
+/// screen, which is the stage of one of the surfaces. A host derives from it and installs itself. Main thread only.
+class OQSDK_EXPORT SurfaceHost : public UIHost {
+ public:
+  SurfaceHost();
+  ~SurfaceHost() override;
+  SurfaceHost(const SurfaceHost&) = delete;
+  SurfaceHost& operator=(const SurfaceHost&) = delete;
+
+  /// The system's monotonic clock.
+  double now() const override;
+  void setNeedsFrame(UIWindow& window) override;
+  void setDeadline(double deadline) override;
+  void scenesChanged() override { updateScreen(); }
+
+  /// Whether the user wants animations. Without them, messages open and close at once.
+  void setAnimationsEnabled(bool enabled);
+  /// Sets the main screen to the stage where messages are shown: that of the first active scene, or else of the first
+  /// scene. Call it when one of them changes.
+  void updateScreen();
+  /// The surface that shows the window; nullptr if there is none.
+  HostSurface* surfaceOf(const UIWindow& window) const;
+
+ private:
+  friend class HostSurface;
+  /// A surface whose scene is connected.
+  void add(HostSurface& surface);
+  void remove(HostSurface& surface);
+  HostSurface* screenSurface() const;
+  void arm();
+  void deadlineReached();
+  bool awaitFrame(double time);
+
+  std::vector<HostSurface*> _surfaces;
+  double _deadline = std::numeric_limits<double>::infinity();
+  std::optional<double> _frameAwaitedSince;  ///< the time of a deadline that waits for a frame
+  std::unique_ptr<DispatchTimer> _timer;
+  std::shared_ptr<SurfaceHost*> _self;  ///< how the timer finds the host; emptied when the host is destroyed
+};
+
+}  // namespace oq
