@@ -101,7 +101,7 @@ HeadlessHost::Impl::Impl(const Options& options)
             isLength(options.height) ? options.height : Options{}.height},
       _scale(isLength(options.scale) ? options.scale : 1) {
   prepareProcess({options.applicationIdentifier, options.applicationVersion, options.dataDirectory});
-  _installation.emplace(*this, _engine);
+  _installation.emplace(*this, &_engine);
   AnimationEngine::shared().setEnabled(options.animations);
   _surface.emplace(*this, *this, _size, _scale, options.stage);
   _surface->connect();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Host/HostInstallation.h"
 
-#include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
 #include "UIKit/Text/TextWarmUp.h"
@@ -11,16 +10,16 @@
 
 namespace oq {
 
-void prepareProcess(const HostedApplication& application) {
-  DispatchQueue::installMain();
+void prepareProcess(const HostedApplication& application, MainLoop loop) {
+  DispatchQueue::installMain(loop);
   setMainBundle(application.identifier, application.version);
   if (!application.dataDirectory.empty()) setApplicationDataDirectory(application.dataDirectory);
   warmUpText();
 }
 
-HostInstallation::HostInstallation(UIHost& host, WebEngine& engine) {
+HostInstallation::HostInstallation(UIHost& host, WebEngine* engine) {
   UIApplication::sharedApplication().setHost(&host);
-  setWebEngine(&engine);
+  setWebEngine(engine);
 }
 
 HostInstallation::~HostInstallation() {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 
+#include "Dispatch/DispatchQueue.h"
 #include "oqsdk/Export.h"
 
 namespace oq {
@@ -20,13 +21,13 @@ struct HostedApplication {
 
 /// What every host does first: makes the calling thread the main thread, names the application, and begins to warm up
 /// the layout of text on another thread, because the first text of a process takes longer than a frame.
-OQSDK_EXPORT void prepareProcess(const HostedApplication& application);
+OQSDK_EXPORT void prepareProcess(const HostedApplication& application, MainLoop loop = MainLoop::GLib);
 
-/// The host and web engine of the process, while this object exists. Both must outlive it. At its end animations are
-/// enabled again. Main thread only.
+/// The host and web engine of the process, while this object exists. Both must outlive it; without an engine (nullptr)
+/// pages cannot be shown. At its end animations are enabled again. Main thread only.
 class OQSDK_EXPORT HostInstallation {
  public:
-  HostInstallation(UIHost& host, WebEngine& engine);
+  HostInstallation(UIHost& host, WebEngine* engine);
   ~HostInstallation();
   HostInstallation(const HostInstallation&) = delete;
   HostInstallation& operator=(const HostInstallation&) = delete;
