@@ -28,7 +28,7 @@ OQCampaignList::Windows campaigns() {
   return windows;
 }
 
-/// Events with the properties of a typical shop. Campaigns wait for half of the names.
+/// Events with the properties of a typical shop. Half of the names occur in conditions of campaigns.
 std::vector<JSONValue> uploads() {
   std::vector<JSONValue> infos;
   for (int i = 0; i < 1000; ++i) {

@@ -12,7 +12,7 @@ function(oqsdk_own_target target)
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
   if(CMAKE_UNITY_BUILD)
-    # GCC takes the parts of a unity file for headers, whose types must not use an anonymous namespace.
+    # GCC mistakes the sources in a unity file for headers, and warns of their types with anonymous namespaces.
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   endif()
   if(OQSDK_SANITIZE)

@@ -120,7 +120,7 @@ void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
   _screen.reset();
   _surface->setSize(size);
-  // The size changes in one step.
+  // No further sizes follow, so there is no pause to wait for.
   _surface->endResizing();
 }
 

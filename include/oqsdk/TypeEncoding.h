@@ -113,7 +113,8 @@ template <class T>
 struct TypeEncoding<const T> : detail::DerivedEncoding<detail::ConstantMark, T> {};
 /// \endcond
 
-/// The encoding of a signature such as `void(bool)`, "vB". All modules of a program agree on it. The string is static.
+/// The encoding of a signature, for example "vB" for `void(bool)`. It is the same in all modules of a program. The
+/// string is never freed.
 template <class Signature>
 const char* typeEncodingOf() {
   return detail::SignatureEncoding<Signature>::text();

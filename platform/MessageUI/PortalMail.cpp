@@ -25,7 +25,7 @@ constexpr const char* kEmail = "org.freedesktop.portal.Email";
 constexpr const char* kRequest = "org.freedesktop.portal.Request";
 constexpr const char* kRequests = "/org/freedesktop/portal/desktop/request/";
 constexpr int kShortWait = 2000;            // milliseconds
-constexpr int kComposeWait = 25000;         // milliseconds, until the portal has taken the call
+constexpr int kComposeWait = 25000;         // milliseconds that the portal may take to accept a mail
 constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
 
 /// The error means that no e-mail portal is available, so the call will have no effect.

@@ -43,8 +43,8 @@ struct WebPanel {
   Kind kind = Kind::Alert;
   std::string message;
   std::string defaultText;
-  /// Ends the dialog: whether it was confirmed, and for a prompt the entered text. Without a call the script waits
-  /// until the page closes. Has no effect after the page has closed.
+  /// Call it to end the dialog. `confirmed`: whether the user accepted it; `text`: what the user entered in a prompt.
+  /// Until then the script waits, at most until the page closes. After that a call has no effect.
   std::function<void(bool confirmed, const std::optional<std::string>& text)> answer;
 };
 

@@ -24,8 +24,8 @@ class OQDataArchiver {
   template <class T>
   using Objects = std::vector<std::shared_ptr<T>>;
 
-  /// False, and nothing written, for no data; else whether the file was written. nullptr objects are left
-  /// out.
+  /// Writes the objects and returns whether that succeeded. Returns false without writing if `data` is nullptr. Objects
+  /// that are nullptr are left out.
   template <class T>
   static bool setData(const Objects<T>* data, const std::filesystem::path& path) {
     return data && writeFileAtomically(path, archiveOf(*data));

@@ -329,8 +329,9 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
   return true;
 }
 
-/// The permission and the load reach the network process on different channels. The load therefore waits until the
-/// process has answered a request that was sent after the permission.
+/// The exception for the certificate, made in certificateRefused(), and the load reach the network process on different
+/// channels. So the page is loaded only after the process has answered a later request. The cookie policy is asked for
+/// only for that purpose.
 void Page::retryWhenAllowed(const std::string& url) {
   _retried = url;
   struct Retry {

@@ -55,7 +55,7 @@ class KeyedArchiver {
 };
 
 /// Reads one object of an archive; passed to the object's initWithCoder(). A key that is absent or has another type
-/// reads as 0, NO or nil.
+/// reads as 0, false, null, std::nullopt or nullptr.
 class KeyedUnarchiver {
  public:
   std::int64_t decodeInteger(std::string_view key) const;

@@ -29,8 +29,8 @@ OQSDK_EXPORT std::shared_ptr<UIView> frontmostDialog(const UIWindow& window);
 /// The elements inside the view that are reported to assistive technology, in reading order. Hidden elements, and those
 /// with neither a name nor a function, are left out.
 OQSDK_EXPORT std::vector<std::shared_ptr<UIView>> accessibilityElements(const std::shared_ptr<UIView>& root);
-/// False for a view that is hidden or clear. One that fades out is shown until its animation ends. Ignores the views
-/// that it lies in.
+/// Whether the view itself is visible: not hidden, and not transparent (alpha below 0.01) unless it is animated.
+/// Superviews are not considered.
 OQSDK_EXPORT bool isShown(const UIView& view);
 /// Whether the keyboard can go to the element: something that can be pressed.
 OQSDK_EXPORT bool canBecomeFocused(const UIView& element);
