@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Foundation/Values/Number.h"
-#include "Model/OQRecordTreeNode.h"
+#include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 
 namespace oq {

@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Model/OQModelFields.h"
+#include "Model/OQWindowDataModel.h"
 
 namespace oq {
 
