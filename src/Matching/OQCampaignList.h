@@ -6,7 +6,6 @@
 #include <memory>
 #include <vector>
 
-#include "Matching/OQBitmapIndex.h"
 #include "Matching/OQConditionIndex.h"
 
 namespace oq {
