@@ -42,7 +42,7 @@ void noteFetchedToday() {
 OQCampaignStore::Windows windowsFrom(const JSONArray& records) {
   OQCampaignStore::Windows windows;
   windows.reserve(records.size());
-  for (const JSONValue& record : records) windows.push_back(OQCampaignList::windowFrom(record));
+  for (const JSONValue& record : records) windows.push_back(OQWindowData::windowFrom(record));
   return windows;
 }
 

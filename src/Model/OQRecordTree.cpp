@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Foundation/Values/Number.h"
+#include "Model/OQWindowData.h"
 
 namespace oq {
 
@@ -22,6 +23,15 @@ std::uint64_t excess(std::int64_t number, std::int64_t other) {
 Class* OQRecordTreeNode::staticClass() {
   static Class* registered = registerClass("OQRecordTreeNode", Object::staticClass());
   return registered;
+}
+
+std::shared_ptr<OQRecordTreeNode> OQRecordTreeNode::recordFor(const OQWindowData& window) {
+  auto node = std::make_shared<OQRecordTreeNode>();
+  node->setNodeId(integerValue(window.windowId()));
+  node->setCount(window.count());
+  node->setStartTime(window.startTime());
+  node->setEndTime(window.endTime());
+  return node;
 }
 
 // Each side writes its own flag before it reads the other's: either the index sees the new id, or setNodeId() sees the

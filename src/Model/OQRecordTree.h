@@ -16,6 +16,8 @@
 
 namespace oq {
 
+class OQWindowData;
+
 /// The record of one window: how often and when it may be shown, how often it was shown, whether it was shown in this
 /// run, and whether the user closed it.
 ///
@@ -27,6 +29,9 @@ class OQRecordTreeNode : public Object, public SecureCoding {
  public:
   static constexpr const char* ArchivedClassName = "OQRecordTreeNode";
   static bool supportsSecureCoding() { return true; }
+
+  /// The first record of a window: it was never shown.
+  static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
   /// The window's trigger has fired: it waits to be shown, or was shown in this run.
   bool isActivated() const { return _activated; }

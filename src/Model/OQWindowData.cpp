@@ -26,6 +26,12 @@ Class* OQWindowData::staticClass() {
   return registered;
 }
 
+std::shared_ptr<OQWindowData> OQWindowData::windowFrom(const JSONValue& record) {
+  auto window = std::make_shared<OQWindowData>();
+  window->setModelWithDic(record);
+  return window;
+}
+
 std::shared_ptr<OQWindowEvent> OQWindowData::preEvent() const {
   std::lock_guard lock(_preEventMutex);
   return _preEvent;

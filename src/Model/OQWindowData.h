@@ -22,6 +22,9 @@ class OQWindowData : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowData";
 
+  /// A window as the server describes it.
+  static std::shared_ptr<OQWindowData> windowFrom(const JSONValue& record);
+
   const JSONValue& windowId() const { return _windowId; }
   void setWindowId(const JSONValue& windowId) { _windowId = windowId; }
   /// How often the window may be shown.
