@@ -8,7 +8,7 @@
 
 #include "Foundation/Files/FileManager.h"
 #include "Measure.h"
-#include "Model/OQRecordTreeNode.h"
+#include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
 

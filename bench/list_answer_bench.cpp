@@ -64,8 +64,8 @@ double takeIn(const Data& answer, std::size_t expected) {
     OQRecordTree scratch;
     OQCampaignList::Windows windows;
     for (const JSONValue& each : parsed->at("data").as_array()) {
-      windows.push_back(OQCampaignList::windowFrom(each));
-      scratch.addTreeNode(OQCampaignList::recordFor(*windows.back()));
+      windows.push_back(OQWindowData::windowFrom(each));
+      scratch.addTreeNode(OQRecordTreeNode::recordFor(*windows.back()));
     }
     const OQCampaignList list(std::move(windows));
     records.updateWithTree(scratch);

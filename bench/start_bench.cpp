@@ -13,7 +13,7 @@
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Measure.h"
-#include "Model/OQRecordTreeNode.h"
+#include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"

@@ -24,7 +24,7 @@ void require(bool holds) {
 
 void checkRecords(const OQCampaignList::Windows& windows) {
   OQRecordTree scratch, records;
-  for (const auto& window : windows) scratch.addTreeNode(OQCampaignList::recordFor(*window));
+  for (const auto& window : windows) scratch.addTreeNode(OQRecordTreeNode::recordFor(*window));
   records.updateWithTree(scratch);
   records.updateWithTree(scratch);
   require(records.copyOfNodes().size() == scratch.copyOfNodes().size());
@@ -56,8 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (!records) return 0;
   OQCampaignList::Windows windows, walked;
   for (const JSONValue& record : *records) {
-    windows.push_back(OQCampaignList::windowFrom(record));
-    walked.push_back(OQCampaignList::windowFrom(record));
+    windows.push_back(OQWindowData::windowFrom(record));
+    walked.push_back(OQWindowData::windowFrom(record));
   }
   checkRecords(windows);
   checkMatching(windows, walked);

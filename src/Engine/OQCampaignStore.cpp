@@ -96,7 +96,7 @@ OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
   prepareWebEngineFor(*list);
   OQRecordTree& fresh = OQRecordTree::defaultTree();
   fresh.removeAllTreeNodes();
-  for (const auto& window : list->windows()) fresh.addTreeNode(OQCampaignList::recordFor(*window));
+  for (const auto& window : list->windows()) fresh.addTreeNode(OQRecordTreeNode::recordFor(*window));
   {
     const auto access = shareRecords();
     locked([&] {

@@ -102,7 +102,6 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   static std::shared_ptr<const OQCampaignList> makeList(Kind kind, Windows windows);
   Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
   const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
-  Events exchangeList(Kind kind, std::shared_ptr<const OQCampaignList> list);
   /// Writes what was changed in memory; while the records are busy, tries again in the background.
   void writeRecordsOrTryLater(OQRecordStore::Access access);
 

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Engine/OQDisplayDecisions.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 #include "Foundation/Values/Date.h"
 #include "Utils/OQUtils.h"
@@ -30,6 +35,46 @@ std::optional<OQDecision> refusalByTime(const OQWindowData& window) {
   if (compared(window.startTime()) < 0) return OQDecision::BeforeStart;
   if (compared(window.endTime()) > 0) return OQDecision::AfterEnd;
   return std::nullopt;
+}
+
+const char* textOf(OQDecision decision) {
+  switch (decision) {
+    case OQDecision::NoMatch:
+      return "no match";
+    case OQDecision::AnotherWindowFirst:
+      return "another window matched first";
+    case OQDecision::PreConditionNotMet:
+      return "pre-condition not met";
+    case OQDecision::NoRecord:
+      return "no record";
+    case OQDecision::CountUsedUp:
+      return "count used up";
+    case OQDecision::BeforeStart:
+      return "before start";
+    case OQDecision::AfterEnd:
+      return "after end";
+    case OQDecision::AlreadyShown:
+      return "already shown in this run";
+    case OQDecision::ClosedByUser:
+      return "closed by the user in an earlier run";
+    case OQDecision::RecordsBusy:
+      return "records are busy";
+    case OQDecision::Shown:
+      return "counted and handed to the screen";
+    case OQDecision::Waiting:
+      return "waiting";
+    case OQDecision::Dropped:
+      return "dropped because the waiting array is full";
+  }
+  return "";
+}
+
+/// The longest part that fits and ends with a whole character.
+std::string_view beginningOf(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  const auto isContinuation = [&](std::size_t at) { return (text[at] & 0xc0) == 0x80; };
+  while (most > 0 && isContinuation(most)) --most;
+  return text.substr(0, most);
 }
 
 }  // namespace
@@ -87,6 +132,53 @@ OQDecision OQDisplayDecisions::countIfStillAllowed(OQRecordTreeNode& record) {
   if (refusal) return *refusal;
   _store->writeRecords(std::move(access));
   return OQDecision::Shown;
+}
+
+void OQDecisionLog::record(OQDecision decision, const OQWindowEvent* event,
+                           std::shared_ptr<const OQWindowData> window) {
+  const auto* text = event ? event->xwhat().if_string() : nullptr;
+  const Date now = currentDate();
+  // The window of the overwritten entry is released with the parameter, outside the lock.
+  std::lock_guard lock(_mutex);
+  if (_ring.empty()) return;
+  Entry& entry = _ring[_recorded++ % _ring.size()];
+  entry.time = now;
+  entry.window.swap(window);
+  entry.decision = decision;
+  entry.hasName = text != nullptr;
+  if (!text) return;
+  const std::string_view name = beginningOf(*text, entry.name.size());
+  entry.nameLength = static_cast<std::uint8_t>(name.size());
+  std::memcpy(entry.name.data(), name.data(), name.size());
+}
+
+JSONValue OQDecisionLog::valueOf(const Entry& entry) {
+  const double milliseconds = std::nearbyint(secondsSince1970(entry.time) * 1000.0);
+  return {{"time", milliseconds},
+          {"event", entry.hasName ? JSONValue(std::string_view(entry.name.data(), entry.nameLength)) : JSONValue()},
+          {"windowId", entry.window ? entry.window->windowId() : JSONValue()},
+          {"outcome", textOf(entry.decision)}};
+}
+
+JSONValue OQDecisionLog::entries() const {
+  std::vector<Entry> ring;
+  std::uint64_t recorded = 0;
+  {
+    std::lock_guard lock(_mutex);
+    ring = _ring;
+    recorded = _recorded;
+  }
+  JSONArray entries;
+  const std::uint64_t count = std::min<std::uint64_t>(recorded, ring.size());
+  for (std::uint64_t i = recorded - count; i < recorded; ++i) entries.push_back(valueOf(ring[i % ring.size()]));
+  return entries;
+}
+
+void OQDecisionLog::setCapacity(std::size_t capacity) {
+  std::vector<Entry> ring(capacity);
+  std::lock_guard lock(_mutex);
+  _ring.swap(ring);
+  _recorded = 0;
 }
 
 }  // namespace oq

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "Foundation/Values/Format.h"
-#include "Hooks/OQSwizzleSlots.h"
 #include "Runtime/Hook.h"
 #include "Utils/OQLogger.h"
 
@@ -133,6 +132,18 @@ void OQSwizzler::unswizzleSelector(SEL selector, Class*, const std::optional<std
 std::shared_ptr<OQSwizzle> OQSwizzler::swizzleForSelector(SEL selector) {
   OQSwizzleSlot* slot = selector ? getSwizzleByName(sel_getName(selector)) : nullptr;
   return slot ? slot->load() : nullptr;
+}
+
+void oq_exchangeOriginalSel(Class* cls, SEL originalSel, SEL replacedSel) {
+  Method* original = class_getInstanceMethod(cls, originalSel);
+  Method* replacement = class_getInstanceMethod(cls, replacedSel);
+  if (!replacement) return;
+  bool added =
+      class_addMethod(cls, originalSel, method_getImplementation(replacement), method_getTypeEncoding(replacement));
+  if (added) replacement = class_getInstanceMethod(cls, replacedSel);
+  // Uses the method found before the addition: an inherited original is exchanged in the superclass. This is
+  // intentional.
+  method_exchangeImplementations(original, replacement);
 }
 
 }  // namespace oq

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Hooks/OQSwizzle.h"
+#include "oqsdk/Runtime.h"
 
 namespace oq {
 
@@ -32,5 +33,10 @@ class OQSwizzler {
   /// The record of the selector; nullptr before it is hooked.
   static std::shared_ptr<OQSwizzle> swizzleForSelector(SEL selector);
 };
+
+/// Exchanges the class's implementations of two selectors; has no effect if it lacks the replacement. If the original
+/// is inherited, the class gets the replacement as a new method, and the exchange changes the superclass's method; this
+/// is intentional. Thread-safe.
+void oq_exchangeOriginalSel(Class* cls, SEL originalSel, SEL replacedSel);
 
 }  // namespace oq

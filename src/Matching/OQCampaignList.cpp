@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "Foundation/Values/Number.h"
-#include "Model/OQRecordTreeNode.h"
 #include "Model/OQWindowData.h"
 
 namespace oq {
@@ -56,21 +55,6 @@ OQCampaignList::OQCampaignList(Windows windows, PreConditions preConditions) : _
 
 bool OQCampaignList::leadsToPages() const {
   return std::any_of(_windows.begin(), _windows.end(), [](const auto& window) { return leadsToPage(*window); });
-}
-
-std::shared_ptr<OQWindowData> OQCampaignList::windowFrom(const JSONValue& record) {
-  auto window = std::make_shared<OQWindowData>();
-  window->setModelWithDic(record);
-  return window;
-}
-
-std::shared_ptr<OQRecordTreeNode> OQCampaignList::recordFor(const OQWindowData& window) {
-  auto node = std::make_shared<OQRecordTreeNode>();
-  node->setNodeId(integerValue(window.windowId()));
-  node->setCount(window.count());
-  node->setStartTime(window.startTime());
-  node->setEndTime(window.endTime());
-  return node;
 }
 
 /// Visits the slots of the range that are in the set, in list order, until the visitor returns false. The visitor gets

@@ -6,12 +6,10 @@
 #include <memory>
 #include <vector>
 
-#include "Matching/OQBitmapIndex.h"
 #include "Matching/OQConditionIndex.h"
 
 namespace oq {
 
-class OQRecordTreeNode;
 class OQWindowData;
 
 /// The result of matching an event against a campaign list, as positions in the list.
@@ -44,10 +42,6 @@ class OQCampaignList {
   OQCampaignList() = default;
   /// nullptr windows are left out.
   explicit OQCampaignList(Windows windows, PreConditions preConditions = PreConditions::Heeded);
-
-  /// A window as the server describes it, and its initial record.
-  static std::shared_ptr<OQWindowData> windowFrom(const JSONValue& record);
-  static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
   const Windows& windows() const { return _windows; }
   bool empty() const { return _windows.empty(); }

@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Model/OQModelFields.h"
+#include "Model/OQWindowDataModel.h"
 
 namespace oq {
 
@@ -24,6 +24,12 @@ struct WindowFieldsFromDictionary : FieldsFromDictionary {
 Class* OQWindowData::staticClass() {
   static Class* registered = registerClass("OQWindowData", OQWindowDataModel::staticClass());
   return registered;
+}
+
+std::shared_ptr<OQWindowData> OQWindowData::windowFrom(const JSONValue& record) {
+  auto window = std::make_shared<OQWindowData>();
+  window->setModelWithDic(record);
+  return window;
 }
 
 std::shared_ptr<OQWindowEvent> OQWindowData::preEvent() const {

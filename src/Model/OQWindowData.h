@@ -5,10 +5,9 @@
 #include <memory>
 #include <mutex>
 
-#include "Model/OQButtonAttribute.h"
-#include "Model/OQTextAttribute.h"
 #include "Model/OQWindowDataModel.h"
 #include "Model/OQWindowEvent.h"
+#include "Model/OQWindowItemAttribute.h"
 
 namespace oq {
 
@@ -22,6 +21,9 @@ class OQWindowData : public OQWindowDataModel {
 
  public:
   static constexpr const char* ArchivedClassName = "OQWindowData";
+
+  /// A window as the server describes it.
+  static std::shared_ptr<OQWindowData> windowFrom(const JSONValue& record);
 
   const JSONValue& windowId() const { return _windowId; }
   void setWindowId(const JSONValue& windowId) { _windowId = windowId; }
@@ -74,7 +76,7 @@ class OQWindowData : public OQWindowDataModel {
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  /// Passes every field to `visit`, as OQModelFields.h describes.
+  /// Passes every field to `visit`, as OQWindowDataModel.h describes.
   template <class Window, class Visit>
   static void visitFields(Window& window, const Visit& visit);
 

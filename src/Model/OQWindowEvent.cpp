@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Model/OQWindowEvent.h"
 
-#include "Model/OQModelFields.h"
+#include "Model/OQWindowDataModel.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {

@@ -45,7 +45,7 @@ class OQWindowEvent : public OQWindowDataModel {
   void initWithCoder(const KeyedUnarchiver& coder) override;
 
  private:
-  /// Passes every field except the availability to `visit`, as OQModelFields.h describes.
+  /// Passes every field except the availability to `visit`, as OQWindowDataModel.h describes.
   template <class Event, class Visit>
   static void visitFields(Event& event, const Visit& visit);
 

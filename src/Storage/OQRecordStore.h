@@ -9,7 +9,7 @@
 
 #include "Foundation/Files/FileLock.h"
 #include "Foundation/Files/FileVersion.h"
-#include "Model/OQRecordNodes.h"
+#include "Model/OQRecordTree.h"
 
 namespace oq {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Foundation/Values/Format.h"
-#include "UI/OQPopWindowFont.h"
+#include "UI/OQPopWindowMetrics.h"
 
 namespace oq {
 

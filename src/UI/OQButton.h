@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "Model/OQButtonAttribute.h"
+#include "Model/OQWindowItemAttribute.h"
 #include "UIKit/Views/UIButton.h"
 
 namespace oq {

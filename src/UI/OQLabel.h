@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Model/OQTextAttribute.h"
+#include "Model/OQWindowItemAttribute.h"
 #include "UIKit/Views/UILabel.h"
 
 namespace oq {

@@ -7,12 +7,12 @@
 
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Values/Format.h"
-#include "UI/OQPopWindowFont.h"
 #include "UI/OQPopWindowMetrics.h"
 #include "UIKit/Painting/UIImage.h"
 #include "UIKit/Windows/UIScreen.h"
 
 namespace oq {
+
 namespace {
 
 // Labels for assistive technology, for parts without text.

@@ -14,12 +14,22 @@
 #include "Requests/OQNetwork.h"
 #include "UI/OQButton.h"
 #include "UI/OQLabel.h"
-#include "UI/OQWindowAction.h"
 #include "UIKit/Views/UIImageView.h"
 #include "UIKit/Views/UIScrollView.h"
 #include "UIKit/Views/UIView.h"
 
 namespace oq {
+
+/// What happened to a message window, as reported to the server.
+enum OQWindowAction : std::int64_t {
+  OQWindowActionShownAsTool = -1,  ///< shown as a tool for developers, which is not reported
+  OQWindowActionShown = 1,
+  OQWindowActionPicture = 2,
+  OQWindowActionClosed = 3,
+  OQWindowActionLeftButton = 4,
+  OQWindowActionRightButton = 5,
+  OQWindowActionMiddleButton = 6,
+};
 
 /// One message on screen: a card above a dimmed background. Create it with makeMainObject() and show it once.
 ///

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Model/OQReferenceScreen.h"
+#include "UIKit/Text/UIFont.h"
 
 namespace oq {
 
@@ -27,5 +28,10 @@ struct OQPopWindowMetrics {
   /// The height that title and body share: more if there is no picture.
   double textBudget(bool textOnly) const { return pageHeight() * (textOnly ? 1 : 0.5) - 2 * margin() - buttonHeight(); }
 };
+
+/// The font of all message windows; size in points.
+inline UIFont popWindowFont(double size) {
+  return UIFont::fontWithName("PingFangSC-Regular", size);
+}
 
 }  // namespace oq

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "Engine/OQDecisionLog.h"
+#include "Engine/OQDisplayDecisions.h"
 #include "Foundation/Files/FileManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"

@@ -10,8 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "Hooks/OQSwizzleSlots.h"
-#include "Hooks/Object+OQSwizzle.h"
+#include "Hooks/OQSwizzle.h"
 #include "UIKit/Controllers/UIViewController.h"
 #include "oqsdk/Exception.h"
 #include "support/EngineTest.h"

@@ -8,7 +8,7 @@
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/System/Device.h"
-#include "Model/OQRecordTreeNode.h"
+#include "Model/OQRecordTree.h"
 #include "Security/FileKeychainStore.h"
 #include "Storage/OQDataArchiver.h"
 #include "Utils/OQLogger.h"

@@ -63,9 +63,9 @@ TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
   OQCampaignList::Windows windows;
   for (const JSONValue& each : {campaign("7", "buy", {{"endTime", nullptr}}), campaign("8", "pay", {{"count", 0}}),
                                 campaign("9", "pay", {{"preEvent", enter}})})
-    windows.push_back(OQCampaignList::windowFrom(each));
+    windows.push_back(OQWindowData::windowFrom(each));
   shared.setInAppDataArray(windows);
-  shared.setSubscribeDataArray({OQCampaignList::windowFrom(campaign("4", "quit"))});
+  shared.setSubscribeDataArray({OQWindowData::windowFrom(campaign("4", "quit"))});
   shared.setUserId("ann");
   shared.setPageName("CartPage");
   for (const char* event : {"other", "buy"}) shared.onEventDataReceived(uploadInfo(event));
