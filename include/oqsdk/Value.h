@@ -87,8 +87,12 @@ class OQSDK_EXPORT Value {
   const Value* begin() const noexcept;
   const Value* end() const noexcept;  ///< Past the last element.
 
+  /// Stores the value for the key. Any other kind becomes an empty dictionary first. The value may be a part of this
+  /// one: `event.set("b", event.at("a"))`.
+  void set(std::string_view key, Value value);
   /// The value of the key, null if it is new. Any other kind becomes an empty dictionary first. The reference is
-  /// valid until the dictionary is changed or destroyed.
+  /// valid until the dictionary is changed or destroyed. Adding a key changes it, so `event["b"] = event.at("a")` is
+  /// wrong if "b" is new: at() returns a reference. Use set().
   Value& operator[](std::string_view key);
   Value& operator[](std::size_t index) = delete;  ///< Elements of arrays are read with at() and added with push_back().
   /// Adds an element at the end. Any other kind becomes an empty array first.

@@ -171,8 +171,14 @@ const Value* Value::end() const noexcept {
 
 Value& Value::operator[](std::string_view key) {
   JSONValue& value = jsonIn(*this);
+  if (JSONValue* found = value.is_object() ? value.get_object().if_contains(key) : nullptr) return publicView(*found);
+  const std::string added(key);  // the key may be a part of this value
   if (!value.is_object()) value.emplace_object();
-  return publicView(value.get_object()[key]);
+  return publicView(value.get_object()[added]);
+}
+
+void Value::set(std::string_view key, Value value) {
+  (*this)[key] = std::move(value);
 }
 
 void Value::push_back(Value element) {
@@ -183,7 +189,9 @@ void Value::push_back(Value element) {
 
 bool Value::erase(std::string_view key) {
   JSONDictionary* dictionary = jsonIn(*this).if_object();
-  return dictionary && dictionary->erase(key) > 0;
+  if (!dictionary || !dictionary->contains(key)) return false;
+  dictionary->stable_erase(key);  // keeps the order of the others
+  return true;
 }
 
 bool Value::isEqual(const Value& other) const noexcept {

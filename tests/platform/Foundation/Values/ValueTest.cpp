@@ -65,6 +65,11 @@ TEST(Value, IsChangedAndCopiedAsAWhole) {
   EXPECT_EQ(value.json(), R"({"a":{"b":"second"},"list":[1,{"b":"first"}]})");
   EXPECT_NE(copy, value);
   EXPECT_TRUE(copy.erase("a") && !copy.erase("a") && !copy["list"].erase("a"));
+  Value parts = Dictionary{{"a", "1"}, {"b", 2}, {"c", 3}};
+  for (const char* key : {"d", "e", "f", "g", "h"}) parts.set(key, parts.at("a"));
+  parts[parts.at("a").toString()] = 4;
+  EXPECT_TRUE(parts.erase("a"));
+  EXPECT_EQ(parts.json(), R"({"b":2,"c":3,"d":"1","e":"1","f":"1","g":"1","h":"1","1":4})");
   Value moved = std::move(value);
   EXPECT_EQ(moved.at("a").at("b"), "second");
   EXPECT_TRUE(value.isNull());  // NOLINT: a promise of the header
