@@ -9,12 +9,12 @@
 #include <atomic>
 #include <utility>
 
-#include "Dispatch/BackgroundThread.h"
 #include "Dispatch/DeadlineThread.h"
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/System/GLibReference.h"
 #include "Foundation/System/SessionBus.h"
+#include "MessageUI/MailThread.h"
 
 namespace oq {
 namespace {
@@ -57,52 +57,11 @@ GVariant* textVariant(const std::string& text) {
   return g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
 }
 
-/// A thread with a main context of its own, so that mail works whatever loop the host runs. It lives as long as the
-/// process.
-class PortalThread {
- public:
-  /// nullptr if the system cannot create a thread.
-  static PortalThread* shared() {
-    static auto* thread = new PortalThread;
-    return thread->_isRunning ? thread : nullptr;
-  }
-
-  void async(Block block) {
-    auto run = +[](gpointer data) -> gboolean {
-      (*static_cast<Block*>(data))();
-      return G_SOURCE_REMOVE;
-    };
-    auto drop = +[](gpointer data) { delete static_cast<Block*>(data); };
-    g_main_context_invoke_full(_context, G_PRIORITY_DEFAULT, run, new Block(std::move(block)), drop);
-  }
-
- private:
-  PortalThread() : _context(g_main_context_new()) {
-    _isRunning = startBackgroundThread("oq.mail", [context = _context] {
-      g_main_context_push_thread_default(context);
-      for (;;) g_main_context_iteration(context, TRUE);
-    });
-  }
-
-  GMainContext* const _context;
-  bool _isRunning;
-};
-
-/// The completion of a composition. Main thread only.
-using Report = std::shared_ptr<MailCompletion>;
-
-/// Calls the completion unless the composition was cancelled meanwhile.
-void deliver(Report report, MailOutcome outcome, std::optional<Error> error = std::nullopt) {
-  DispatchQueue::main().async([report = std::move(report), outcome, error = std::move(error)] {
-    if (const auto completion = std::exchange(*report, nullptr)) completion(outcome, error);
-  });
-}
-
-/// One request, on the portal thread; it ends when its owner drops it. GLib callbacks hold it strongly if an answer is
-/// certain, and weakly if it may never come.
+/// One request, on the mail thread, but constructed on the main thread; it ends when its owner drops it. GLib callbacks
+/// hold it strongly if an answer is certain, and weakly if it may never come.
 class Request : public std::enable_shared_from_this<Request> {
  public:
-  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, Report report)
+  Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailReport report)
       : _message{message.recipients, message.subject, message.body, {}},
         _report(std::move(report)),
         _cancellable(g_cancellable_new()) {
@@ -116,9 +75,8 @@ class Request : public std::enable_shared_from_this<Request> {
   ~Request() { close(); }
 
   void start() {
-    const std::string address = sessionBusAddress();
-    if (address.empty()) return end(MailOutcome::Unreachable);
-    g_dbus_connection_new_for_address(address.c_str(), kConnectionFlags, nullptr, _cancellable.get(),
+    if (_address.empty()) return end(MailOutcome::Unreachable);
+    g_dbus_connection_new_for_address(_address.c_str(), kConnectionFlags, nullptr, _cancellable.get(),
                                       &Request::connected, held());
   }
 
@@ -287,7 +245,8 @@ class Request : public std::enable_shared_from_this<Request> {
   static void dropWeakOfSignal(gpointer weak, GClosure*) { dropWeak(weak); }
 
   const MailMessage _message;
-  const Report _report;
+  const MailReport _report;
+  const std::string _address = sessionBusAddress();
   std::vector<FileDescriptor> _files;
   const ObjectRef<GCancellable> _cancellable;
   ObjectRef<GDBusConnection> _connection;
@@ -302,7 +261,7 @@ class Request : public std::enable_shared_from_this<Request> {
 /// What the main thread holds of a request.
 class Composition : public MailComposition {
  public:
-  Composition(PortalThread& thread, std::shared_ptr<Request> request, Report report)
+  Composition(MailThread& thread, std::shared_ptr<Request> request, MailReport report)
       : _thread(thread), _request(std::move(request)), _report(std::move(report)) {
     _thread.async([request = _request] { request->start(); });
   }
@@ -316,9 +275,9 @@ class Composition : public MailComposition {
   }
 
  private:
-  PortalThread& _thread;
+  MailThread& _thread;
   std::shared_ptr<Request> _request;
-  const Report _report;
+  const MailReport _report;
 };
 
 bool answersOn(const std::string& address, GCancellable* patience) {
@@ -353,7 +312,7 @@ std::shared_ptr<MailComposition> PortalMail::compose(const MailMessage& message,
                                                      const std::vector<std::filesystem::path>& files,
                                                      MailCompletion completion) {
   const auto report = std::make_shared<MailCompletion>(std::move(completion));
-  if (PortalThread* thread = PortalThread::shared())
+  if (MailThread* thread = MailThread::shared())
     return std::make_shared<Composition>(*thread, std::make_shared<Request>(message, files, report), report);
   deliver(report, MailOutcome::Unreachable);
   return nullptr;

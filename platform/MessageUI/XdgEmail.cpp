@@ -3,10 +3,12 @@
 
 #include <gio/gio.h>
 
+#include <memory>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/System/GLibReference.h"
+#include "MessageUI/MailThread.h"
 
 namespace oq {
 namespace {
@@ -27,47 +29,40 @@ std::string mailtoAddress(const std::vector<std::string>& recipients) {
   return address;
 }
 
-/// Keeps itself alive until the program has ended, which always happens.
-class Run : public MailComposition, public std::enable_shared_from_this<Run> {
+struct WaitedFor {
+  ObjectRef<GSubprocess> process;
+  MailReport report;
+};
+
+/// On the mail thread.
+void ended(GObject* process, GAsyncResult* result, gpointer data) {
+  const std::unique_ptr<WaitedFor> waited(static_cast<WaitedFor*>(data));
+  Failure failure;
+  if (g_subprocess_wait_check_finish(G_SUBPROCESS(process), result, failure.out()))
+    return deliver(waited->report, MailOutcome::HandedOver);
+  deliver(waited->report, MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
+}
+
+/// nullptr if the program cannot be started.
+GSubprocess* started(const MailMessage& message, const std::vector<std::filesystem::path>& files) {
+  std::vector<std::string> command{kProgram, "--utf8", "--subject", message.subject, "--body", message.body};
+  for (const auto& file : files) command.insert(command.end(), {"--attach", file.string()});
+  command.push_back(mailtoAddress(message.recipients));
+  std::vector<const char*> arguments;
+  for (const auto& argument : command) arguments.push_back(argument.c_str());
+  arguments.push_back(nullptr);
+  constexpr auto silent =
+      static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_SILENCE);
+  return g_subprocess_newv(arguments.data(), silent, nullptr);
+}
+
+class Run : public MailComposition {
  public:
-  explicit Run(MailCompletion completion) : _completion(std::move(completion)) {}
-
-  void start(const MailMessage& message, const std::vector<std::filesystem::path>& files) {
-    std::vector<std::string> command{kProgram, "--utf8", "--subject", message.subject, "--body", message.body};
-    for (const auto& file : files) command.insert(command.end(), {"--attach", file.string()});
-    command.push_back(mailtoAddress(message.recipients));
-    std::vector<const char*> arguments;
-    for (const auto& argument : command) arguments.push_back(argument.c_str());
-    arguments.push_back(nullptr);
-    constexpr auto silent =
-        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_SILENCE);
-    const ObjectRef<GSubprocess> process(g_subprocess_newv(arguments.data(), silent, nullptr));
-    if (!process) return end(MailOutcome::Unreachable);
-    g_subprocess_wait_check_async(process.get(), nullptr, &Run::ended, new std::shared_ptr<Run>(shared_from_this()));
-    DispatchQueue::main().after(kLongEnough, [weak = weak_from_this()] {
-      if (auto run = weak.lock()) run->end(MailOutcome::HandedOver);
-    });
-  }
-
-  void cancel() override { _completion = nullptr; }
+  explicit Run(MailReport report) : _report(std::move(report)) {}
+  void cancel() override { *_report = nullptr; }
 
  private:
-  static void ended(GObject* process, GAsyncResult* result, gpointer held) {
-    const std::unique_ptr<std::shared_ptr<Run>> self(static_cast<std::shared_ptr<Run>*>(held));
-    Failure failure;
-    if (g_subprocess_wait_check_finish(G_SUBPROCESS(process), result, failure.out()))
-      return (*self)->end(MailOutcome::HandedOver);
-    (*self)->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
-  }
-
-  void end(MailOutcome outcome, std::optional<Error> error = std::nullopt) {
-    auto completion = std::exchange(_completion, nullptr);
-    if (!completion) return;
-    DispatchQueue::main().async(
-        [completion = std::move(completion), outcome, error = std::move(error)] { completion(outcome, error); });
-  }
-
-  MailCompletion _completion;  ///< empty after it was called or cancelled
+  const MailReport _report;
 };
 
 }  // namespace
@@ -82,9 +77,18 @@ bool XdgEmail::isAvailable() {
 std::shared_ptr<MailComposition> XdgEmail::compose(const MailMessage& message,
                                                    const std::vector<std::filesystem::path>& files,
                                                    MailCompletion completion) {
-  auto run = std::make_shared<Run>(std::move(completion));
-  run->start(message, files);
-  return run;
+  auto report = std::make_shared<MailCompletion>(std::move(completion));
+  MailThread* thread = MailThread::shared();
+  GSubprocess* process = thread ? started(message, files) : nullptr;
+  if (process) {
+    thread->async([waited = new WaitedFor{ObjectRef<GSubprocess>(process), report}] {
+      g_subprocess_wait_check_async(waited->process.get(), nullptr, ended, waited);
+    });
+    DispatchQueue::main().after(kLongEnough, [report] { deliver(report, MailOutcome::HandedOver); });
+  } else {
+    deliver(report, MailOutcome::Unreachable);
+  }
+  return std::make_shared<Run>(std::move(report));
 }
 
 }  // namespace oq
