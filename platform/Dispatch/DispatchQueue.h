@@ -65,7 +65,8 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
   /// Whether no block waits on the main queue. Any thread.
   static bool isMainEmpty();
   /// `wake` is called, on any thread, each time the main queue is no longer empty, also if it is not empty now. No lock
-  /// of the library is held. It must not call setMainWake(). Returns when no call of the former function is running.
+  /// of the library is held. It must not throw or call setMainWake(). Returns when no call of the former function is
+  /// running.
   static void setMainWake(std::function<void()> wake);
 
  protected:

@@ -66,8 +66,9 @@ void MainQueue::attach() {
 void MainQueue::setWake(std::function<void()> wake) {
   auto next = wake ? std::make_shared<Wake>() : nullptr;
   if (next) next->call = std::move(wake);
+  std::shared_ptr<Wake> former;  // destroyed without the lock: its function may own what posts blocks
   std::unique_lock lock(_mutex);
-  const auto former = std::exchange(_wake, next);
+  former = std::exchange(_wake, next);
   if (next && !_blocks.empty()) callWake(lock);
   while (former && former->running > 0) _wakeEnded.wait(lock);
 }
@@ -83,7 +84,7 @@ void MainQueue::async(Block block) {
 
 /// Calls without the lock, so that the host may do anything.
 void MainQueue::callWake(std::unique_lock<std::mutex>& lock) {
-  const auto wake = _wake;
+  auto wake = _wake;
   if (!wake) return;
   ++wake->running;
   lock.unlock();
@@ -91,6 +92,9 @@ void MainQueue::callWake(std::unique_lock<std::mutex>& lock) {
   lock.lock();
   --wake->running;
   _wakeEnded.notify_all();
+  lock.unlock();
+  wake.reset();
+  lock.lock();
 }
 
 void MainQueue::sync(const Block& block) {

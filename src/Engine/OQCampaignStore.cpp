@@ -53,19 +53,21 @@ std::shared_ptr<const OQCampaignList> OQCampaignStore::makeList(Kind kind, Windo
 
 void OQCampaignStore::restore() {
   if (_isRestored.load(std::memory_order_acquire)) return;
-  std::lock_guard lock(_restoreMutex);
+  std::unique_lock lock(_restoreMutex);
   if (_isRestored.load(std::memory_order_relaxed)) return;
   // All of it or, out of memory, nothing: the next call tries again.
   auto inApp = makeList(Kind::InApp, restored<OQWindowData>(OQInAppWindowDataFileName));
   auto subscribe = makeList(Kind::Subscribe, restored<OQWindowData>(OQSubscribeWindowDataFileName));
   auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
   beginRun(*tree);
-  prepareWebEngineFor(*inApp);
-  of(Kind::InApp).list.exchange(std::move(inApp));
+  of(Kind::InApp).list.exchange(inApp);
   of(Kind::Subscribe).list.exchange(std::move(subscribe));
   _recordTree = std::move(tree);
   _isActivatedCleared = true;
   _isRestored.store(true, std::memory_order_release);
+  lock.unlock();
+  // Calls the host.
+  prepareWebEngineFor(*inApp);
 }
 
 std::shared_ptr<const OQCampaignList> OQCampaignStore::list(Kind kind) {
