@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,7 @@ namespace {
 
 constexpr auto kFirstPause = std::chrono::microseconds(100);
 constexpr auto kLongestPause = std::chrono::microseconds(2000);
+constexpr int kMostReplacements = 100;
 
 FileDescriptor openLockFile(const std::filesystem::path& path) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
@@ -96,6 +98,7 @@ LockFile::~LockFile() {
 
 std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock::time_point deadline) {
   auto pause = kFirstPause;
+  int replaced = 0;
   forgetUnlessOurs();
   for (;;) {
     const bool isNew = !_file;
@@ -107,6 +110,8 @@ std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock:
     if (isNew ? isRemoved(_file.get()) : !isAt(path)) {
       lock = FileLock();
       close();
+      // Some file systems say of every open file that it was removed.
+      if (++replaced > kMostReplacements) return FileLock();
       continue;
     }
     if (error != EWOULDBLOCK) return lock;
@@ -120,6 +125,9 @@ std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock:
 bool LockFile::open(const std::filesystem::path& path) {
   std::lock_guard lock(ForkHandler::shared().mutex);
   FileDescriptor opened = openLockFile(path);
+  // The host may have closed the standard streams. What it writes to them must not get into the file.
+  if (opened && opened.get() <= STDERR_FILENO)
+    opened = FileDescriptor(::fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   struct stat status {};
   if (!opened || ::fstat(opened.get(), &status) != 0) return false;
   _file = std::move(opened);
