@@ -7,6 +7,7 @@
 
 #include "AccessibilityProxies.h"
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/System/GLibReference.h"
 #include "Host.h"
 #include "NativeChildren.h"
 #include "SnapshotPainter.h"
@@ -151,6 +152,8 @@ void Surface::layOutAsExpected() {
 }
 
 void Surface::viewsChanged() {
+  // The host may destroy its window when the focus moves.
+  const ObjectRef<GtkWidget> kept(GTK_WIDGET(g_object_ref(gobj())));
   settlePointer();
   if (_nativeChildren->areOutdated(stage())) queue_allocate();
   if (get_mapped()) _proxies->update();

@@ -271,17 +271,11 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
       dx *= unit;
       dy *= unit;
       const double time = gdk_event_get_time(event) / 1e3;
-      if (gdk_scroll_event_is_stop(event)) {
-        _surface.touchpadReleased(point, time);
-      } else {
-        _surface.scrollByTouchpad(point, dx, dy, time);
-      }
-      return true;
+      return gdk_scroll_event_is_stop(event) ? _surface.touchpadReleased(point, time)
+                                             : _surface.scrollByTouchpad(point, dx, dy, time);
     }
   }
-  _surface.scroll(point, dx, dy);
-  // Even if no view used it, widgets below a view of ours do not scroll.
-  return true;
+  return _surface.scroll(point, dx, dy);
 }
 
 /// While a dialog is shown its keys are handled before the host's widgets get them; without one GTK handles all keys.

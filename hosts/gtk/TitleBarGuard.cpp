@@ -66,11 +66,11 @@ void TitleBarGuard::update() {
 
 /// The host may have replaced or destroyed the bar that was dimmed.
 void TitleBarGuard::setDimmed(GtkWidget* titleBar) {
-  if (titleBar == _dimmed) return;
-  if (_dimmed) gtk_widget_remove_css_class(_dimmed, kDimmedClass);
+  if (_dimmed && _dimmed != titleBar) gtk_widget_remove_css_class(_dimmed, kDimmedClass);
   g_set_weak_pointer(&_dimmed, titleBar);
   if (!titleBar) return;
   addStyle(gtk_widget_get_display(titleBar));
+  // Added each time: another surface of the window may have removed it.
   gtk_widget_add_css_class(titleBar, kDimmedClass);
 }
 

@@ -8,7 +8,7 @@
 namespace oq::gtk {
 
 /// The surface covers the content of a window, but not the host's widgets in its title bar. While a dialog is shown,
-/// the guard blocks presses and scrolling on those, too, and dims the bar like the content. The window's own buttons
+/// the guard blocks presses and scrolling on those, too, and dims the bar. The window's own buttons
 /// still work, and the bar still moves the window. Main thread only.
 class TitleBarGuard {
  public:

@@ -74,6 +74,9 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   void closeWindow() { _surface.reset(); }
   void setSize(CGSize size);
   void setScale(double scale);
+  void setVisible(bool isVisible) {
+    if (_surface) _surface->setVisible(isVisible, false);
+  }
   void moveClock(double now);
   PageEngine& engine() { return _engine; }
   UIWindow& window() { return *_surface->window(); }
@@ -119,6 +122,7 @@ HeadlessHost::Impl::~Impl() {
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
   _screen.reset();
+  if (!_surface) return;
   _surface->setSize(size);
   // No further sizes follow, so there is no pause to wait for.
   _surface->endResizing();
@@ -126,7 +130,7 @@ void HeadlessHost::Impl::setSize(CGSize size) {
 
 void HeadlessHost::Impl::setScale(double scale) {
   _scale = scale;
-  _surface->setPixelsPerPoint(scale);
+  if (_surface) _surface->setPixelsPerPoint(scale);
 }
 
 HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
@@ -236,7 +240,7 @@ void HeadlessHost::setScreenSize(double width, double height) {
 }
 
 void HeadlessHost::setActive(bool active) {
-  _impl->surface().setVisible(active, false);
+  _impl->setVisible(active);
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> HeadlessHost::pages() const {

@@ -176,44 +176,54 @@ bool HostSurface::touchBegan(int identifier, CGPoint point) {
   return true;
 }
 
-void HostSurface::touchMoved(int identifier, CGPoint point) {
+bool HostSurface::touchMoved(int identifier, CGPoint point) {
   const auto window = _window;
   const auto touch = _touches.find(identifier);
-  if (touch != _touches.end() && touch->second) window->touchMoved(identifier, inStage(point), _host.now());
+  if (touch == _touches.end()) return false;
+  if (touch->second) window->touchMoved(identifier, inStage(point), _host.now());
+  return true;
 }
 
-void HostSurface::touchEnded(int identifier, CGPoint point) {
+bool HostSurface::touchEnded(int identifier, CGPoint point) {
   const auto window = _window;
   const auto touch = _touches.extract(identifier);
-  if (touch && touch.mapped()) window->touchEnded(identifier, inStage(point), _host.now());
+  if (!touch) return false;
+  if (touch.mapped()) window->touchEnded(identifier, inStage(point), _host.now());
+  return true;
 }
 
-void HostSurface::touchCancelled(int identifier) {
+bool HostSurface::touchCancelled(int identifier) {
   const auto window = _window;
   const auto touch = _touches.extract(identifier);
-  if (touch && touch.mapped()) window->touchCancelled(identifier);
+  if (!touch) return false;
+  if (touch.mapped()) window->touchCancelled(identifier);
+  return true;
 }
 
 void HostSurface::cancelAllTouches() {
   while (!_touches.empty()) touchCancelled(_touches.begin()->first);
 }
 
-void HostSurface::scroll(CGPoint point, double dx, double dy) {
+bool HostSurface::scroll(CGPoint point, double dx, double dy) {
+  if (!covers(point)) return false;
   const auto window = _window;
+  // Even if no view uses it, widgets below a view must not scroll.
   window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
+  return true;
 }
 
-void HostSurface::scrollByTouchpad(CGPoint point, double dx, double dy, double time) {
+bool HostSurface::scrollByTouchpad(CGPoint point, double dx, double dy, double time) {
   std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
   _scrolled.push_back({time, dx, dy});
-  scroll(point, dx, dy);
+  return scroll(point, dx, dy);
 }
 
-void HostSurface::touchpadReleased(CGPoint point, double time) {
+bool HostSurface::touchpadReleased(CGPoint point, double time) {
   auto scrolled = std::exchange(_scrolled, {});
   std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
   const double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
-  if (elapsed <= 0) return;
+  if (!covers(point)) return false;
+  if (elapsed <= 0) return true;
   double dx = 0, dy = 0;
   for (const Scrolled& each : scrolled) {
     dx += each.dx;
@@ -221,6 +231,7 @@ void HostSurface::touchpadReleased(CGPoint point, double time) {
   }
   const auto window = _window;
   window->fling(inStage(point), dx / elapsed / stage().scale, dy / elapsed / stage().scale);
+  return true;
 }
 
 bool HostSurface::hasDialog() const {

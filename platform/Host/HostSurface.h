@@ -41,7 +41,7 @@ class OQSDK_EXPORT HostSurface {
   };
 
   /// `size`: of the window, empty while unknown. `maximumScale`: of the stage; without it there is no stage, and the
-  /// views fill the window. No function of the client is called before connect().
+  /// views fill the window. The constructor calls no function of the client.
   HostSurface(SurfaceHost& host, Client& client, CGSize size, double pixelsPerPoint,
               std::optional<double> maximumScale);
   ~HostSurface();
@@ -83,18 +83,18 @@ class OQSDK_EXPORT HostSurface {
   bool covers(CGPoint point) const;
   /// `identifier` distinguishes fingers. False if the touch is not the library's.
   bool touchBegan(int identifier, CGPoint point);
-  void touchMoved(int identifier, CGPoint point);
-  void touchEnded(int identifier, CGPoint point);
-  void touchCancelled(int identifier);
+  bool touchMoved(int identifier, CGPoint point);
+  bool touchEnded(int identifier, CGPoint point);
+  bool touchCancelled(int identifier);
   void cancelAllTouches();
   bool hasTouch(int identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// A wheel, or a touchpad whose fingers will not be reported.
-  void scroll(CGPoint point, double dx, double dy);
+  bool scroll(CGPoint point, double dx, double dy);
   /// A touchpad; `time` in seconds.
-  void scrollByTouchpad(CGPoint point, double dx, double dy, double time);
+  bool scrollByTouchpad(CGPoint point, double dx, double dy, double time);
   /// The fingers have left the touchpad: continues the scrolling with deceleration.
-  void touchpadReleased(CGPoint point, double time);
+  bool touchpadReleased(CGPoint point, double time);
   bool hasDialog() const;
   /// While a dialog is shown, all keys are the library's.
   bool press(KeyboardKey key);
