@@ -40,8 +40,8 @@ class OQSwizzle : public Object {
   using Blocks = std::map<std::string, OQSwizzleBlock>;
 
   OQSwizzle() = default;
-  /// `originalClass` is the class that the original was written for; receivers of other classes must not be passed to
-  /// it. `first` is the implementation from before any library replaced it.
+  /// `originalClass` is the class that `original` was written for; `original` may only be called for its instances and
+  /// those of its subclasses. `first` is the implementation from before any library replaced it.
   OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
             const Class* originalClass, IMP first = nullptr);
 

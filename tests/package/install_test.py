@@ -48,7 +48,7 @@ class Installed(unittest.TestCase):
         self.run_program("by-cmake/consumer")
         self.assertGreater((self.folder / "screen.png").stat().st_size, 100)
 
-    def test_a_program_of_ten_lines_finds_it_with_pkg_config(self):
+    def test_a_small_program_builds_and_runs_with_pkg_config(self):
         where = [str(path.parent) for path in self.prefix.rglob("oqsdk.pc")]
         flags = self.run_program("pkg-config", "--cflags", "--libs", "oqsdk-headless", PKG_CONFIG_PATH=":".join(where))
         libraries = next(self.prefix.rglob("liboqsdk.*")).parent

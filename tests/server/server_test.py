@@ -198,7 +198,7 @@ class ServerTest(unittest.TestCase):
         self.assertEqual(server.window_ids(token, newUser=1, userId="u"), [1, 3, 4])
         self.assertEqual(server.window_ids(token, environment="test"), [1, 2])
         self.assertEqual(server.window_ids(token, path="/push/sdk/event/subscribe"), [9])
-        # The campaigns without the keys that are only for the server, and with the others in their order.
+        # The response leaves out the keys that only the server uses, and keeps the order of the others.
         _, answer = server.post("/push/sdk/in_app", {"token": token, "userId": "u"}, "test")
         self.assertEqual(json.dumps(answer), json.dumps({"code": 0, "message": "ok", "data": [
             window(1), window(2), window(4, zeta=1, alpha=2)]}))

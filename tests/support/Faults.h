@@ -3,16 +3,17 @@
 
 namespace oq::test {
 
-/// Makes the n-th system request of this process fail: calls that open, create, change and rename files, steps of
-/// SQLite statements, or allocations with new (not under the sanitizers, which have their own operators).
+/// Makes the n-th operation of one kind fail, counted in the whole process: a file call (open, create, write, rename,
+/// flush), a step of a SQLite statement, or an allocation with new. Not available under ThreadSanitizer; no allocations
+/// under AddressSanitizer, which has its own operators.
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);
 ///       ... do something ...
-///       if (!fault.hasStruck()) break;  // there were fewer requests
+///       if (!fault.hasStruck()) break;  // there were fewer operations
 ///     }
-/// Requests of all threads count. A failing write has written half of its bytes. While a fault is armed, flushes do not
-/// reach the disk.
+/// Operations of all threads count. A failing write has written half of its bytes. While a fault is armed, flushes do
+/// not reach the disk.
 class Faults {
  public:
   enum class Kind { fileCall, databaseStep, allocation };

@@ -78,7 +78,7 @@ class HeadlessStage : public testing::Test {
   std::int64_t _code = 0;
 };
 
-TEST_F(HeadlessStage, MessagesAreCompleteAndModalInEveryWindowSize) {
+TEST_F(HeadlessStage, MessagesFitAndBlockTheHostInEveryWindowSize) {
   for (const CGSize size : kSizes) {
     for (int style = 1; style <= 4; ++style) {
       SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " style " << style);

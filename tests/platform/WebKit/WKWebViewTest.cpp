@@ -87,7 +87,7 @@ TEST_F(WKWebViewTest, WithoutADelegateDialogsAreCancelledAndResponsesShown) {
   EXPECT_FALSE(engine.client->pageMayShow({"", "text/html", 404})) << "the delegate did not decide";
 }
 
-TEST_F(WKWebViewTest, PageGetsItsScriptsAndReturnsTheirResults) {
+TEST_F(WKWebViewTest, EngineGetsUserScriptsAndEvaluationReturnsItsResult) {
   ASSERT_EQ(engine.settings.scripts.size(), 2u);
   EXPECT_TRUE(engine.settings.scripts[0].atDocumentStart && engine.settings.scripts[0].mainFrameOnly);
   EXPECT_FALSE(engine.settings.scripts[1].atDocumentStart || engine.settings.scripts[1].mainFrameOnly);

@@ -39,7 +39,7 @@ std::vector<std::int64_t> ids(const OQRecordTree& tree) {
   return found;
 }
 
-TEST(RecordTreeNode, UsedCountIsLimitedOnlyWhenSet) {
+TEST(RecordTreeNode, LoweringTheCountDoesNotLowerTheUsedCount) {
   auto one = node(1, 5, 10);
   EXPECT_EQ(one->usedCount(), 5);
   one->setCount(2);
@@ -170,7 +170,7 @@ TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
   EXPECT_FALSE(OQDataArchiver::getDataForPath<OQRecordTreeNode>(folder.path() / "missing"));
 }
 
-TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {
+TEST(RecordTree, MergesRecordsOfAnotherProcess) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min(), highest = std::numeric_limits<std::int64_t>::max();
   struct Case {
     std::int64_t known, own;        ///< used count when the file was last read, and now
@@ -181,7 +181,7 @@ TEST(RecordTree, AdoptsRecordsOfAnotherProcess) {
   const Case cases[] = {
       {2, 2, 10, 10, 5, 10, 5},                        // counted by others
       {2, 3, 10, 10, 5, 10, 6},                        // also counted here, not stored yet
-      {2, 9, 10, 10, 5, 10, 10},                       // at most the count
+      {2, 9, 10, 10, 5, 10, 10},                       // the sum would exceed the count, and is limited to it
       {2, 2, 10, 3, 3, 3, 3},                          // lowered by another process's list
       {2, 3, 20, 12, 5, 20, 6},                        // raised by a list of this process, not stored yet
       {5, 5, 3, 10, 6, 3, 3},                          // lowered by this process

@@ -65,7 +65,7 @@ TEST(WindowItemAttribute, KeepsMissingColorsButNotTheText) {
   EXPECT_EQ(attribute.size(), 2);
 }
 
-TEST(WindowData, ConditionsComeOnlyFromDictionariesAndValuesStayUnchanged) {
+TEST(WindowData, ReadsConditionsOnlyFromObjectsConvertsNumbersAndKeepsOtherValues) {
   OQWindowData window;
   window.setModelWithDic(json(R"({"id": 17, "count": "3 times", "style": 2.9, "type": true, "startTime": false,
                                   "picture": ["p"], "event": {}, "preEvent": "buy"})"));

@@ -54,7 +54,7 @@ class RecordStore : public testing::Test {
   OQRecordStore ours, theirs;
 };
 
-TEST_F(RecordStore, ReportsEachChangeOfOthersOnce) {
+TEST_F(RecordStore, ReportsTheLatestWriteOfAnotherProcessOnce) {
   EXPECT_TRUE(ours.read().empty());
   EXPECT_EQ(changeIn(ours), std::nullopt) << "no file yet";
   for (int value = 1; value < 60; value += 3) {
@@ -156,7 +156,7 @@ TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
   }
 }
 
-TEST_F(RecordStore, WithoutLocksEachProcessWorksAlone) {
+TEST_F(RecordStore, AccessIsGrantedIfTheLockFileCannotBeOpened) {
   std::filesystem::create_directory(lockFile);
   auto access = ours.access();
   EXPECT_TRUE(theirs.access());

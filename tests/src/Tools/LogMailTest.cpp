@@ -171,7 +171,7 @@ TEST_F(LogMail, SendsTheNewestFilesAndLogsTheRest) {
   for (int i = 0; i < 3000; ++i) {
     const fs::path file = logs() / (std::to_string(i) + ".log");
     write(file, std::to_string(i));
-    // By age every 200th file is new, but not by name.
+    // Every 200th file is recent; sorted by name, these are not the last ones.
     fs::last_write_time(file, now - std::chrono::hours(i % 200 == 7 ? 1 : 100));
   }
   std::vector<std::string> lines;

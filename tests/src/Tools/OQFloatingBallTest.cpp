@@ -90,7 +90,7 @@ TEST(FloatingBall, FollowsTheFingerWithItsIntentionalCorrections) {
   }
 }
 
-TEST(FloatingBall, RestsAccordingToItsMode) {
+TEST(FloatingBall, MovesToTheEdgeOfItsStayModeAfterADrag) {
   struct Case {
     std::int64_t mode;
     double centerX, restsAt;
@@ -118,7 +118,7 @@ TEST(FloatingBall, DistinguishesTapsFromDrags) {
   }
 }
 
-TEST(FloatingBall, FansOutReportsAndFolds) {
+TEST(FloatingBall, FansOutItsButtonsReportsTheTappedOneAndFolds) {
   for (double side : {-1.0, 1.0}) {
     Screen screen(kTall, side < 0 ? 2 : 1);
     auto& ball = *screen.ball;

@@ -78,7 +78,7 @@ void expectFrame(const UIView& view, CGRect expected, const char* what, double e
 
 constexpr HeadlessHost::Pixel kWhite{255, 255, 255}, kDimmed{179, 179, 179};
 
-// The screen of these tests has the reference size, so that all numbers are the reference values.
+// The screen is 590.5 x 1274.5 points, the size that all lengths are given for, so the expected frames need no scaling.
 
 TEST_F(PopWindow, LaysOutAPicture) {
   open(dataOfStyle(1));
@@ -202,7 +202,7 @@ TEST_F(PopWindow, ReportsEachActionOnceAfterTheWindowIsGone) {
   }
 }
 
-TEST_F(PopWindow, SecondCallIsIgnoredWhileShownButNotWhileOpening) {
+TEST_F(PopWindow, SecondPopWithDataIsIgnoredWhileShownButNotWhileOpening) {
   auto first = dataOfStyle(3, "first"), second = dataOfStyle(1);
   window->popWithData(first, record());
   host.advance(0.1);

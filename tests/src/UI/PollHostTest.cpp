@@ -128,7 +128,7 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsTouches) {
   EXPECT_FALSE(host.surface().press(KeyboardKey::Escape));
 }
 
-TEST_F(PollLoop, PaintsAPictureThatArrivesAndThenRests) {
+TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   setURLTransport(network);
   std::promise<void> arrived;
   network->script("/red.png", [wait = arrived.get_future().share()](const auto&) {

@@ -17,7 +17,7 @@ Date date(const char* text) {
   return OQUtils::dateFromString(text).value();
 }
 
-TEST(Utils, ComparesWholeSecondsAndLogs) {
+TEST(Utils, DateComparisonIgnoresMillisecondsAndLogsBothDates) {
   std::vector<std::string> lines;
   setPlatformLogHandler([&](std::string_view line) { lines.emplace_back(line); });
   Date noon = date("2026-03-10 12:00:00");

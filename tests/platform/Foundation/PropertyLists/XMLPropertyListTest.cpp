@@ -88,7 +88,7 @@ TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
   }
 }
 
-TEST(XMLPropertyList, RejectsUnsupportedNodes) {
+TEST(XMLPropertyList, WriterRejectsWhatXMLCannotExpress) {
   Table circle;
   circle.nodes = {ArrayNode{{0, 0}}};
   Table doubling = listOf({true});

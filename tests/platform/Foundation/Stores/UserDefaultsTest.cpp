@@ -116,7 +116,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   int ends[2];
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   const pid_t child = ::fork();
-  // Each side closes the other's end, so that the death of a process ends the waiting of the other.
+  // Each process closes the other's end, so that recv() returns if the other process dies.
   const int own = ends[child == 0], other = ends[child != 0];
   ::close(other);
   const auto signal = [&] { return ::send(own, "x", 1, MSG_NOSIGNAL) == 1; };

@@ -136,7 +136,7 @@ TEST_F(TouchTest, ViewRemovedByRecogniserSeesNoTouchBegin) {
   EXPECT_EQ(view->log, (Log{"cancelled"}));
 }
 
-TEST_F(TouchTest, TapMayDestroyItsOwner) {
+TEST_F(TouchTest, TapHandlerMayDestroyItsView) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   std::weak_ptr<UIView> watched = view;
   auto token = std::make_shared<int>(7);

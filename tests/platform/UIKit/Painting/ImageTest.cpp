@@ -262,7 +262,7 @@ TEST_F(Button, DarkensWhilePressedButNotWhereItIsTransparent) {
   EXPECT_EQ(colorAt(5, 5), kWhite);
 }
 
-TEST_F(Button, PointerShadesSlightly) {
+TEST_F(Button, HoveringShadesItLessThanPressing) {
   for (const UIColor background : {UIColor::redColor(), UIColor::blackColor()}) {
     button->setBackgroundColor(background);
     const Color before = colorAt(50, 50);

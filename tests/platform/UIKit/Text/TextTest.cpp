@@ -101,7 +101,7 @@ TEST(Text, ShowsEveryScript) {
   EXPECT_TRUE(colorful) << "an emoji keeps its colours";
 }
 
-TEST(Text, Aligns) {
+TEST(Text, IsAlignedLeftRightCenteredOrJustified) {
   auto inkOf = [](const std::string& text, NSTextAlignment alignment) {
     Canvas canvas(200, 60);
     draw(canvas, styled(text, alignment), CGRectMake(0, 0, 200, 60));

@@ -148,7 +148,7 @@ TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
   EXPECT_TRUE(outer.isFinishedOnce());
 }
 
-TEST_F(AnimationTest, BlockThatThrowsIsClosed) {
+TEST_F(AnimationTest, ChangesAfterABlockThatThrowsAreNotAnimated) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);
   EXPECT_FALSE(view->layer().isAnimating());

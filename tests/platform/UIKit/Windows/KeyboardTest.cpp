@@ -55,7 +55,7 @@ TEST_F(KeyboardTest, TabGoesRoundADialogAndLeavesTheWindowOtherwise) {
   EXPECT_EQ(window->focusedView(), nullptr);
 }
 
-TEST_F(KeyboardTest, MovingDialogIgnoresKeysAndPassesNone) {
+TEST_F(KeyboardTest, AnimatingDialogConsumesKeysWithoutEffect) {
   auto dialog = addDialog();
   auto button = addButton("a", dialog);
   UIView::animateWithDuration(1, [&] { button->setAlpha(0.5); });
