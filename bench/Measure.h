@@ -52,8 +52,8 @@ double ownSecondsOf(Run&& run) {
   return now() - start;
 }
 
-/// `part` is 0 to 1. For the median of an even number of samples, the upper of the two in the middle; 0 without
-/// samples.
+/// Returns a percentile of the samples; `part` is 0 to 1. The median of an even number of samples is the upper one of
+/// the two in the middle. Returns 0 if there are no samples.
 inline double percentile(std::vector<double> samples, double part) {
   if (samples.empty()) return 0;
   const auto last = static_cast<double>(samples.size() - 1);
@@ -124,7 +124,7 @@ void keep(const T& value) {
   asm volatile("" : : "g"(&value) : "memory");
 }
 
-/// In $TMPDIR or /tmp. It must be on a real disk to measure writing.
+/// A folder in $TMPDIR or /tmp. It must be on a real disk to measure writing.
 using test::ScratchFolder;
 
 }  // namespace oq::bench

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Encoding and writing archives of 500 records and 10,000 windows, compared with a plain write and rename of the same
+// Encoding and writing archives of 500 records and 10,000 windows. Compared with a plain write and rename of the same
 // bytes, with the same flushes to the disk, and with libplist, which writes the same property list.
 #include <fcntl.h>
 #include <plist/plist.h>
@@ -136,7 +136,8 @@ void benchWindows(const ScratchFolder& folder) {
   note("archive_10000_windows_plain_write", 1e3 * median(plain), "ms");
   note("archive_10000_windows_encode_only", 1e3 * median(encode), "ms");
   note("archive_10000_windows_read", 1e3 * median(read), "ms");
-  // Not in turns with the others: it fragments the heap into half a million pieces, which would slow down the next run.
+  // libplist is measured separately: it fragments the heap into half a million pieces, which would slow down the next
+  // run.
   auto [libplist] = inTurns(5, [&] { return secondsOf([&] { keep(PropertyList(bytes)); }); });
   note("archive_10000_windows_libplist_parse", 1e3 * median(libplist), "ms");
   note("archive_10000_windows_size", static_cast<double>(bytes.size()) / 1e6, "MB");

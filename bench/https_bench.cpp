@@ -198,7 +198,7 @@ int main() {
         });
       });
   atLeast("https_posts_6_under_way_vs_libcurl_handle", medianRatio(handle, six), 0.85);
-  // Without a goal: one by one, this measures the latency of three thread switches, not the possible rate.
+  // This figure has no goal. It measures the latency of three thread switches per request, not the possible rate.
   note("https_posts_one_by_one_vs_libcurl_handle", medianRatio(handle, oneByOne), "of its rate");
   note("https_posts_6_under_way", kPosts / median(six), "POSTs/s");
   note("https_posts_one_by_one", kPosts / median(oneByOne), "POSTs/s");

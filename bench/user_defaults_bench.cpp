@@ -90,7 +90,7 @@ double each(int count, Call call) {
          count;
 }
 
-/// User defaults store strings as JSON; with quotes both sides write the same bytes.
+/// Returns the text in quotes. User defaults store strings as JSON, so with quotes both sides write the same bytes.
 std::string quoted(const std::string& text) {
   return '"' + text + '"';
 }

@@ -31,14 +31,15 @@ const json::value* present(const json::object& object, std::string_view key) {
   return value && !value->is_null() ? value : nullptr;
 }
 
-// A string member of the campaign. Also nullopt for another type, which the schema check has already reported.
+// Returns a string member of the campaign, or nullopt if it is absent or has another type. The schema check has already
+// reported a wrong type.
 std::optional<std::string_view> textOf(const json::object& campaign, std::string_view key) {
   const auto* value = campaign.if_contains(key);
   if (!value || !value->is_string()) return std::nullopt;
   return std::string_view(value->get_string());
 }
 
-// 7 and "007" are the same id, since clients count displays per number.
+// Clients convert ids to numbers, so 7 and "007" are the same id and have the same canonical form.
 std::string canonicalId(const json::value& id) {
   if (!id.is_string()) return json::serialize(id);
   const std::string_view digits = id.get_string();

@@ -10,8 +10,8 @@
 
 namespace oq::server {
 
-// The campaign file on disk and its content at the last reading. Problems are written to `messages` as lines "FILE:
-// PLACE: PROBLEM". For one thread only; readers of the campaigns use CurrentCampaigns.
+// The campaign file on disk and the content that was last read from it. Problems are written to `messages`, one per
+// line: "FILE: PLACE: PROBLEM". For one thread only. Other threads read the campaigns through CurrentCampaigns.
 class CampaignFile {
  public:
   CampaignFile(std::filesystem::path path, CurrentCampaigns& campaigns, std::ostream& messages);
@@ -30,7 +30,7 @@ class CampaignFile {
   std::filesystem::path _path;
   CurrentCampaigns& _campaigns;
   std::ostream& _messages;
-  std::optional<std::string> _lastText;  // also of a refused file, so that each is reported once
+  std::optional<std::string> _lastText;  // even if it was refused, so that problems are reported once
 };
 
 }  // namespace oq::server

@@ -18,7 +18,7 @@ namespace oq::server {
 
 namespace {
 
-// Readable by its owner only, since it holds private keys and users' events.
+// Only the owner can read the folder, since it contains private keys and users' events.
 const std::filesystem::path& makeDataFolder(const std::filesystem::path& folder) {
   if (folder.has_parent_path()) std::filesystem::create_directories(folder.parent_path());
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
@@ -86,7 +86,7 @@ void CampaignServer::_loadCampaigns() {
 }
 
 void CampaignServer::_open(Environment environment) {
-  constexpr int tries = 20;  // to find a port that is free on every address
+  constexpr int tries = 20;  // attempts to find a port that is free on every address
   const int wanted = _options.ports[static_cast<std::size_t>(environment)];
   const auto before = _listeners.size();
   for (int i = 1;; ++i) try {
@@ -110,7 +110,7 @@ int CampaignServer::_bindAll(Environment environment, int port) {
     try {
       port = listener->bind(address, port);
     } catch (const std::system_error& problem) {
-      // A machine without IPv6 has no ::1. The other address is enough.
+      // A machine without IPv6 has no ::1. The address that is already bound is enough.
       if (isDefault && any && isMissingFamily(problem)) continue;
       throw;
     }

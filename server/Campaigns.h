@@ -12,7 +12,7 @@
 
 namespace oq::server {
 
-// The environments that a client can select. The values are the client's.
+// The environments that a client can select. Clients use the same numbers.
 enum class Environment { production = 0, test = 1, development = 2 };
 
 inline constexpr Environment allEnvironments[] = {Environment::production, Environment::test, Environment::development};
@@ -50,7 +50,8 @@ struct Campaigns {
   std::vector<Campaign> subscriptions;
 };
 
-// The current campaigns. Any thread may read them while another one replaces them; a reader keeps its version.
+// The current campaigns. Any thread may read them while another one replaces them. A reader keeps the version that it
+// got.
 class CurrentCampaigns {
  public:
   std::shared_ptr<const Campaigns> get() const {

@@ -125,12 +125,13 @@ void addExtension(X509* certificate, X509* issuer, int kind, const std::string& 
 void setSerialNumber(X509* certificate) {
   unsigned char bytes[16];
   require(RAND_bytes(bytes, sizeof bytes) == 1);
-  bytes[0] = (bytes[0] & 0x7f) | 0x40;  // positive, and of full length
+  bytes[0] = (bytes[0] & 0x7f) | 0x40;  // so the number is positive and its first byte is not zero
   const std::unique_ptr<BIGNUM, FreeWith<BN_free>> number(BN_bin2bn(bytes, sizeof bytes, nullptr));
   require(number && BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)));
 }
 
-// A certificate for a new P-256 key that is valid from now on, without issuer, extensions and signature.
+// Creates a P-256 key and a certificate for it that is valid from now on. The certificate has no issuer, extensions or
+// signature yet.
 Identity draft(const std::string& commonName, long life) {
   Identity identity{Certificate(X509_new()), Key(EVP_EC_gen("P-256"))};
   auto* certificate = identity.certificate.get();

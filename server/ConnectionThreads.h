@@ -30,7 +30,7 @@ class ConnectionThreads : public httplib::TaskQueue {
   // Report the state of the calling thread's connection to its pool. No effect on threads without a pool.
   static void noteSocket(int socket);
   static void noteRequest();
-  static void noteAnswer();  // idle until the next request
+  static void noteAnswer();  // the connection is now idle until its next request
   static void noteEnd();     // the socket is about to be closed, and its number may be reused
 
  private:

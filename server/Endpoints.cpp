@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t kMaximumBodyDepth = 512;
 
-// A member as a string. Clients send the type that their host supplied, so null and absent become "", and other types
-// become their JSON.
+// Returns a member as a string. Clients send the type that their host supplied: a null or absent member becomes "", and
+// a value of another type becomes its JSON text.
 std::string stringOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   if (!value || value->is_null()) return {};

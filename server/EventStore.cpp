@@ -12,12 +12,13 @@ namespace oq::server {
 
 namespace {
 
-// Bytes of events at which a listing stops, whatever its limit, so that large events cannot exhaust the memory.
+// A listing ends when its events reach this number of bytes, even below its limit, so that large events cannot exhaust
+// the memory.
 constexpr std::size_t largestListing = 8u << 20;
 
 Database openDatabase(const std::filesystem::path& file) {
   Database database(file);
-  // With FULL, an acknowledged event also survives a power failure.
+  // With synchronous = FULL, an acknowledged event also survives a power failure.
   database.execute(R"(
     PRAGMA journal_mode = WAL;
     PRAGMA synchronous = FULL;
@@ -45,7 +46,7 @@ std::string randomToken() {
   return token;
 }
 
-// Rolls back in the destructor unless it was committed.
+// A transaction. The destructor rolls it back unless it was committed.
 class Transaction {
  public:
   explicit Transaction(Database& database) : _database(database) { _database.execute("BEGIN IMMEDIATE"); }

@@ -25,8 +25,8 @@ struct StoredEvent : ReceivedEvent {
   std::string time, environment, endpoint, user;
 };
 
-// Which events to list, at most `limit`: with `since`, the first ones after that id; without, the newest ones. They are
-// always in order, the newest last.
+// Selects at most `limit` events: the first ones after the id `since`, or the newest ones if `since` is absent. Events
+// are always listed in order, the newest last.
 struct EventFilter {
   std::optional<std::int64_t> since;
   std::optional<std::string> name;

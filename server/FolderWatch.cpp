@@ -12,8 +12,8 @@ namespace oq::server {
 
 namespace {
 
-// A write in place counts when the writer closes the file, so that no half-written file is read. IN_CREATE is for links
-// and folders, which are complete when they appear.
+// A file that is written in place is reported when the writer closes it, so that no half-written file is read.
+// IN_CREATE is used only for links and folders, which are complete when they appear.
 constexpr unsigned events = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
 constexpr int mostLinks = 40;  // the kernel's limit
 
@@ -46,7 +46,7 @@ FolderWatch::~FolderWatch() {
   close(_descriptor);
 }
 
-// Watches exactly the folders on the path to the file. Each folder is watched before its link is read, so that no
+// Watches exactly the folders on the path to the file. Each folder is watched before the link in it is read, so that no
 // change of the link is missed.
 void FolderWatch::_follow() {
   std::map<int, std::filesystem::path> folders;

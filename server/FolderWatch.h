@@ -17,7 +17,7 @@ class FolderWatch {
   FolderWatch(const FolderWatch&) = delete;
   FolderWatch& operator=(const FolderWatch&) = delete;
 
-  // Readable when there are events in the folders.
+  // A descriptor for poll(). It is readable when there are events in the watched folders.
   int descriptor() const { return _descriptor; }
 
   // Reads the pending events without waiting. True if the file should be read again.

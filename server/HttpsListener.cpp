@@ -18,7 +18,7 @@ void noteHandshake(const SSL* ssl, int where, int) {
   if (where & SSL_CB_HANDSHAKE_START) ConnectionThreads::noteSocket(SSL_get_fd(ssl));
 }
 
-// cpp-httplib frees a connection's TLS state right before it closes the socket.
+// Called when a connection's TLS state is freed. cpp-httplib does this right before it closes the socket.
 void noteFree(void*, void*, CRYPTO_EX_DATA*, int, long, void*) {
   ConnectionThreads::noteEnd();
 }
@@ -31,8 +31,8 @@ bool setUp(SSL_CTX& context, const Certificates& certificates) {
          SSL_CTX_use_PrivateKey_file(&context, certificates.keyFile().c_str(), SSL_FILETYPE_PEM) == 1;
 }
 
-// SO_REUSEADDR allows binding the address again right after a restart, but never shares it with a running server, as
-// cpp-httplib's default, SO_REUSEPORT, would.
+// SO_REUSEADDR allows binding the address right after a restart, but not while another server uses it. cpp-httplib's
+// default, SO_REUSEPORT, would let two servers share the address.
 void allowRestart(int socket) {
   const int yes = 1;
   setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);

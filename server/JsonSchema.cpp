@@ -123,7 +123,7 @@ class JsonSchema::Compiler {
         {"$schema", nothing},
         {"title", nothing},
         {"description", nothing},
-        {"definitions", nothing},  // compiled on use
+        {"definitions", nothing},  // compiled when a reference uses them
         {"type", [](Compiler&, Node& node, const json::value& v) { node.types = _typesFrom(v); }},
         {"enum", [](Compiler&, Node& node,
                     const json::value& v) { node.enumeration.assign(v.as_array().begin(), v.as_array().end()); }},
@@ -169,7 +169,8 @@ class JsonSchema::Compiler {
     return isCalendarTime;
   }
 
-  // regex_match() matches the whole string, but JSON Schema searches an unanchored pattern anywhere in it.
+  // regex_match() matches the whole string, but JSON Schema searches for a pattern anywhere in the string. For a
+  // pattern with both anchors there is no difference, so only such patterns are accepted.
   static std::regex _patternFrom(std::string_view pattern) {
     if (!pattern.starts_with('^') || !pattern.ends_with('$')) throw std::logic_error("a pattern without anchors");
     return std::regex(pattern.begin(), pattern.end());

@@ -28,7 +28,8 @@ void send(Response& response, const Reply& reply) {
   response.set_content(reply.body, "application/json");
 }
 
-// For a request whose body was not fully read: the next bytes on this connection are not a new request.
+// Closes the connection after the response. Needed if the body was not read to its end, since the next bytes on the
+// connection are then not a new request.
 void closeAfterAnswer(const Request& request, Response& response) {
   response.set_header("Connection", "close");
   // cpp-httplib passes the connection as const. Marking it as shut down is the only way to stop it from reading on.
@@ -43,8 +44,8 @@ bool isRead(const Request& request) {
   return request.method == "GET" || request.method == "HEAD";
 }
 
-// cpp-httplib would read such a body into memory, whatever its length, and would parse the body of a GET as the next
-// request.
+// True if the request has or may have a body that no endpoint reads. cpp-httplib would read such a body into memory,
+// whatever its length. It would parse the body of a GET request as the next request.
 bool hasUnwantedBody(const Request& request) {
   const bool taken =
       request.method == "POST" && std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
@@ -53,8 +54,8 @@ bool hasUnwantedBody(const Request& request) {
   return !isRead(request) || (hasBody(request) && request.get_header_value("Content-Length") != "0");
 }
 
-// Returns nullopt if it has already set the response. The limit applies to the decompressed bytes, also of a chunked
-// body.
+// Reads the body. If this fails, it sets an error response and returns nullopt. The size limit applies to the
+// decompressed bytes, also of a chunked body.
 std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read) {
   // Without a length cpp-httplib would wait for the end of the connection.
   if (!hasBody(request)) {
@@ -91,7 +92,8 @@ std::optional<std::int64_t> numberFrom(const Request& request, const char* name)
   return number;
 }
 
-// True if a proxy forwarded the request: the proxy may run on this machine while the client does not.
+// True if a proxy forwarded the request. The client may then be on another machine, although the connection comes from
+// this one.
 bool isForwarded(const Request& request) {
   return request.has_header("X-Forwarded-For") || request.has_header("Forwarded") || request.has_header("X-Real-IP");
 }
@@ -152,7 +154,8 @@ void addRoutes(httplib::Server& server, Environment environment, Endpoints& endp
   server.Get("/events", [&endpoints, open = options.publicEvents](const Request& request, Response& response) {
     send(response, listEvents(request, endpoints, open));
   });
-  // Not a route with a pattern: cpp-httplib matches those with a recursive regular expression.
+  // Static files are not served by a route with a pattern, since cpp-httplib matches patterns with a recursive regular
+  // expression.
   server.set_pre_routing_handler([&options](const Request& request, Response& response) {
     ConnectionThreads::noteRequest();
     if (hasUnwantedBody(request)) {

@@ -26,7 +26,7 @@ class Statement {
     return *this;
   }
 
-  // Returns true if there is a row.
+  // Executes the statement up to its next row. Returns false if there are no more rows.
   bool step();
   // Executes the statement to its end and resets it.
   void run();

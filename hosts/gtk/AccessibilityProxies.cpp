@@ -23,7 +23,8 @@ GtkAccessibleRole roleOf(const UIView& view) {
   return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
 }
 
-/// A disabled button is still a button; a view that ignores input must not get the focus.
+/// Whether the view is a button or link that takes input. A disabled button counts as well. A view that ignores input
+/// does not, because it must not get the focus.
 bool takesInput(const UIView& view) {
   return (view.accessibilityTraits() & (UIAccessibilityTraitButton | UIAccessibilityTraitLink)) &&
          view.isUserInteractionEnabled();
@@ -42,7 +43,7 @@ void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::s
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
 }
 
-/// Restores the focus without a side effect: an entry would select its text.
+/// Gives the focus back. gtk_widget_grab_focus() would also select the text of an entry.
 void giveFocusBack(GtkWidget* widget) {
   if (GTK_IS_TEXT(widget)) {
     gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
@@ -51,7 +52,7 @@ void giveFocusBack(GtkWidget* widget) {
   }
 }
 
-/// An exception must not unwind through GTK's own frames.
+/// An exception must not unwind through GTK's stack frames.
 template <class Run>
 void guarded(Run&& run) {
   try {
@@ -108,7 +109,7 @@ void AccessibilityProxies::setDialog(const std::shared_ptr<UIView>& view) {
   const bool isFree = !focus() || gtk_widget_is_ancestor(focus(), _surface);
   const auto element = viewOf(focus());
   const auto now = FocusMemory::at(element, element || isOurs(focus()) ? nullptr : focus());
-  // The elements of another dialog have another parent.
+  // Removes all proxies, because the elements of another dialog need another parent widget.
   clear();
   _dialog = {};
   _description.clear();
@@ -131,7 +132,7 @@ void AccessibilityProxies::focusDialog() {
 }
 
 void AccessibilityProxies::returnFocus(const FocusMemory::Place& place) {
-  // GTK's focus follows.
+  // followFocus() then moves GTK's focus, too.
   if (const auto view = place.view.lock()) return _window->setFocusedView(view);
   GtkWidget* widget = FocusMemory::widgetAt(place);
   if (widget && gtk_widget_get_root(widget) == gtk_widget_get_root(_surface)) giveFocusBack(widget);
@@ -229,7 +230,8 @@ void AccessibilityProxies::followFocus() {
   if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) takeFocusBack();
 }
 
-/// A host may keep focusing a widget of its own whenever that loses the focus. Then it wins after a few rounds.
+/// Moves the focus into the dialog. The host may focus its own widget again whenever that widget loses the focus, so
+/// this function gives up after three calls in quick succession.
 void AccessibilityProxies::takeFocusBack() {
   const gint64 now = g_get_monotonic_time();
   if (now - _lastTakeBack > G_USEC_PER_SEC) _takeBacks = 0;

@@ -80,7 +80,7 @@ class AccessibilityProxies {
   void place(const AccessibilityProxy& proxy, CGPoint origin, double scale) const;
 
   gint64 _lastTakeBack = 0;  ///< g_get_monotonic_time() of the last takeFocusBack()
-  int _takeBacks = 0;        ///< less than a second apart
+  int _takeBacks = 0;        ///< the number of calls less than a second apart
 
   GtkWidget* const _surface;
   const std::shared_ptr<UIWindow> _window;

@@ -33,8 +33,8 @@ class KeepFocus {
   GtkWidget* _default = nullptr;
 };
 
-/// The property that holds a window's contents. libadwaita's windows end the process if "child" is replaced. They are
-/// identified by name, so that the library is not needed.
+/// The property that holds a window's contents. For libadwaita's windows this is not "child": replacing that ends the
+/// process. These windows are identified by name, so that libadwaita itself is not needed.
 const char* childProperty(GtkWindow* window) {
   for (const char* name : {"AdwWindow", "AdwApplicationWindow"}) {
     const GType type = g_type_from_name(name);
@@ -57,7 +57,7 @@ void ChildWrapper::wrap(GtkWindow* window, GtkWidget* surface) {
 
 ChildWrapper::ChildWrapper(GtkWindow* window, GtkWidget* surface)
     : _window(window), _property(childProperty(window)), _overlay(gtk_overlay_new()) {
-  // An own reference, because a window that gets another child releases the overlay.
+  // Holds its own reference, because a window that gets another child releases the overlay.
   g_object_ref_sink(_overlay);
   gtk_overlay_add_overlay(GTK_OVERLAY(_overlay), surface);
   adopt();
@@ -82,7 +82,7 @@ void ChildWrapper::childChanged(GObject*, GParamSpec*, gpointer self) {
   auto* wrapper = static_cast<ChildWrapper*>(self);
   if (wrapper->_adopting || gtk_widget_in_destruction(GTK_WIDGET(wrapper->_window))) return;
   if (wrapper->child() == wrapper->_overlay) return;
-  // Immediately, because the host may be about to put its former child elsewhere.
+  // The former child leaves the overlay immediately, because the host may be about to put it elsewhere.
   gtk_overlay_set_child(GTK_OVERLAY(wrapper->_overlay), nullptr);
   if (wrapper->child()) {
     wrapper->adopt();
@@ -92,7 +92,7 @@ void ChildWrapper::childChanged(GObject*, GParamSpec*, gpointer self) {
 }
 
 void ChildWrapper::adopt() {
-  // The host has made the overlay itself a child in another widget tree.
+  // Nothing can be done if the host has put the overlay itself into another widget tree.
   if (gtk_widget_get_parent(_overlay)) return;
   _adopting = true;
   {

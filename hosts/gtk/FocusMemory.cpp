@@ -18,7 +18,8 @@ FocusMemory::Place FocusMemory::at(const std::shared_ptr<UIView>& view, GtkWidge
 
 GtkWidget* FocusMemory::widgetAt(const Place& place) {
   gpointer widget = place.widget ? g_weak_ref_get(place.widget.get()) : nullptr;
-  // Its parent keeps it alive; without a parent it cannot have the focus.
+  // The reference can be released here, because the parent keeps the widget alive. A widget without a parent cannot
+  // have the focus, so it is not returned.
   if (widget) g_object_unref(widget);
   return widget && gtk_widget_get_root(GTK_WIDGET(widget)) ? GTK_WIDGET(widget) : nullptr;
 }

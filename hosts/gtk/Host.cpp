@@ -21,7 +21,7 @@ Host::~Host() {
   g_clear_object(&_settings);
 }
 
-/// The user may want no animations, and may change that setting.
+/// Disables animations if the user wants none, and follows later changes of that setting.
 void Host::watchSettings() {
   _settings = gtk_settings_get_default();
   if (!_settings) return;

@@ -33,7 +33,7 @@ class Host : public SurfaceHost {
   WebPages _webPages;
   GtkSettings* _settings = nullptr;
   gulong _animationsHandler = 0;
-  const HostInstallation _installation{*this, &_webPages};  ///< last: it may call the host
+  const HostInstallation _installation{*this, &_webPages};  ///< the last member, because it may call the host
 };
 
 }  // namespace oq::gtk

@@ -17,7 +17,7 @@ bool isShownInWindow(const UIView& view) {
   return !above || isShownInWindow(*above);
 }
 
-/// In the surface; nullopt for a view that is not shown.
+/// The rectangle of the view in the surface; nullopt for a view that is not shown.
 std::optional<GtkAllocation> placeOf(const UIView& view, const Stage& stage) {
   const CGSize size = view.bounds().size;
   const CGPoint origin = stage.toWindow(view.convertPointToWindow(view.bounds().origin));

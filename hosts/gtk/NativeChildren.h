@@ -18,8 +18,8 @@ class UIView;
 namespace oq::gtk {
 
 /// The widgets that show views of a surface's window: web pages. Each widget has the position and size of its view's
-/// model, so it is laid out once whatever animation its view has. It is painted in the order of its view, clipped to
-/// the view's visible part. Main thread only.
+/// model, so that an animation of the view does not lay out the widget in every frame. It is painted in the order of
+/// its view, clipped to the view's visible part. Main thread only.
 class NativeChildren {
  public:
   explicit NativeChildren(GtkWidget* surface) : _surface(surface) {}

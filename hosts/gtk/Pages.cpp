@@ -20,7 +20,7 @@ Class* classNamed(const std::string& name) {
   return made[name] = registerClass(name, UIViewController::staticClass());
 }
 
-/// Shows the page of a container that is on screen. Owned by the container's signals.
+/// Reports the visible page of a container while the container is on screen. Owned by the container's signal handlers.
 class PageWatch {
  public:
   explicit PageWatch(PageNames names) : _names(std::move(names)) {}
@@ -48,7 +48,7 @@ std::string nameOf(Gtk::Stack& stack) {
 std::string nameOf(Gtk::Notebook& notebook) {
   auto* child = notebook.get_nth_page(notebook.get_current_page());
   if (!child) return "";
-  // A widget without a name returns the name of its type.
+  // For a widget without a name, get_name() returns the name of its type.
   const std::string name = child->get_name();
   return name != G_OBJECT_TYPE_NAME(child->gobj()) ? name : std::string(notebook.get_tab_label_text(*child));
 }

@@ -60,7 +60,8 @@ double SnapshotPainter::snapped(double value, double origin) const {
   return std::round((origin + value) * _scale) / _scale - origin;
 }
 
-/// Both edges move to the nearest pixel, so that neighbours still touch. A hairline that would vanish stays unchanged.
+/// Moves all edges to the nearest pixel boundary, so that adjacent rectangles still touch. A rectangle that would
+/// become empty, such as a thin line, is returned unchanged.
 CGRect SnapshotPainter::snapped(CGRect rect) const {
   double left = snapped(rect.minX(), _origin.x), top = snapped(rect.minY(), _origin.y);
   double right = snapped(rect.maxX(), _origin.x), bottom = snapped(rect.maxY(), _origin.y);
@@ -134,7 +135,7 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   bool scaled = destination.size != size;
   if (!scaled && std::max(size.width, size.height) * _scale > kLongest) return appendPart(content, destination.origin);
   GskRenderNode* node = nodeOf(content);
-  // A content in its own size starts on a whole pixel; otherwise its text would be blurred.
+  // A content that is not scaled starts on a whole pixel; otherwise its text would be blurred.
   double x = destination.minX(), y = destination.minY();
   if (!scaled) {
     x = snapped(x, _origin.x);
@@ -171,7 +172,7 @@ void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colo
   if (rect.isEmpty() || color.alpha <= 0) return;
   GskRoundedRect outline = toRoundedRect(rect, cornerRadius);
   GdkRGBA rgba = toRgba(color);
-  // GTK's blur radius is twice the standard deviation, which a layer's shadow radius is.
+  // A layer's shadow radius is the standard deviation of the blur. GTK's blur radius is twice that value.
   gtk_snapshot_append_outset_shadow(_snapshot, &outline, &rgba, toFloat(offset.width), toFloat(offset.height), 0,
                                     toFloat(2 * radius));
 }

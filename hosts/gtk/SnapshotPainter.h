@@ -12,7 +12,7 @@ namespace oq::gtk {
 class NativeChildren;
 
 /// Paints into a GtkSnapshot, in points. A content is recorded once as a render node, and the node is used in every
-/// frame that shows it, so that GTK can cache its rendering. Straight edges, and contents in their own size, are
+/// frame that shows it, so that GTK can cache its rendering. Straight edges, and contents that are not scaled, are
 /// aligned to whole pixels. Lives for one snapshot.
 class SnapshotPainter : public Painter {
  public:

@@ -70,7 +70,8 @@ void Surface::realizationChanged() {
 
 void Surface::shown() {
   watchToplevel();
-  // A window is shown before it is laid out, and its host may record an event in between.
+  // GTK shows a window before it lays it out, but the host may record an event in between. So the size must be known
+  // now.
   if (!_surface.isPlaced()) layOutAsExpected();
   updateVisibility();
   noteUse();
@@ -118,7 +119,8 @@ void Surface::updateVisibility() {
   _surface.setVisible(!isMinimised);
 }
 
-/// The user turned to the window. A window that loses the focus stays the most recently used one.
+/// Reports that the user uses the window, if it is active. A window that loses the focus stays the most recently used
+/// one.
 void Surface::noteUse() {
   if (_root && gtk_window_is_active(_root)) _surface.noteUse();
 }
@@ -160,13 +162,14 @@ void Surface::viewsChanged() {
   if (_titleBarGuard) _titleBarGuard->update();
 }
 
-/// gtkmm has no virtual function for this. Only surfaces have this class.
+/// Replaces the function in the GTK class, because gtkmm has no virtual function for this. Only surfaces have this GTK
+/// class.
 void Surface::keepFocusInDialogs() {
   GtkWidgetClass* surfaces = GTK_WIDGET_GET_CLASS(gobj());
   surfaces->focus = moveFocus;
 }
 
-/// Keeps the keyboard focus inside a dialog, even at the end of a page in it.
+/// Keeps the keyboard focus inside a dialog, even when the focus leaves a web page in the dialog.
 gboolean Surface::moveFocus(GtkWidget* widget, GtkDirectionType direction) {
   auto* surface = dynamic_cast<Surface*>(Glib::wrap(widget));
   if (surface && surface->_proxies->hasDialog()) return surface->_proxies->takeFocus(direction != GTK_DIR_TAB_BACKWARD);
@@ -199,7 +202,7 @@ void Surface::paintStage(GtkSnapshot* snapshot, double time) {
 }
 
 bool Surface::tick(const Glib::RefPtr<Gdk::FrameClock>&) {
-  // Requests a frame wherever something moves, including the last one, which shows the final position.
+  // Requests a frame for each animated window. If the animation ends now, that frame shows the final position.
   UIApplication::sharedApplication().step(frameTime());
   if (AnimationEngine::shared().isRunning()) return true;
   _tick = 0;

@@ -32,7 +32,8 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
-  /// Whether the widget is one. Looks at its GTK class: the C++ object of a host's widget may have no type information.
+  /// Whether the widget is a surface. Compares the GTK class, because the C++ object of a host's widget may have no
+  /// type information.
   static bool isSurface(GtkWidget* widget) { return GTK_WIDGET_GET_CLASS(widget)->focus == &moveFocus; }
 
   /// The widgets that show views of the window; destroyed before the surface.

@@ -66,9 +66,9 @@ bool Surface::contains_vfunc(double x, double y) const {
   return _surface.covers({x, y});
 }
 
-/// GTK sends a press to the widget that the pointer last moved over. That is the wrong one if a view of ours appears
-/// under a resting pointer, or above a web page. So events are handled before all of these, in the overlay's capture
-/// phase.
+/// GTK sends a press to the widget that the pointer last moved over. This is the wrong widget if a view of ours has
+/// appeared under a resting pointer or above a web page. So events are handled in the capture phase of the overlay,
+/// before the widgets inside it get them.
 void Surface::listen() {
   stopListening();
   GtkWidget* parent = gtk_widget_get_parent(gobj());
@@ -98,15 +98,16 @@ bool Surface::isOnTopAt(CGPoint point) {
   return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(_surface.inStage(point)).get());
 }
 
-/// The views under a resting pointer have changed. If the view under it has closed, GTK still treats the surface as the
-/// pointer's widget, and the next press would be lost.
+/// To be called when the views under a resting pointer may have changed. If the view under it has closed, GTK still
+/// treats the surface as the pointer's widget, and the next press would be lost.
 void Surface::settlePointer() {
   if (!_pointerIsOurs || _surface.hasTouches()) return;
   followPointer();
   if (!_surface.covers(*_pointer)) givePointerBack();
 }
 
-/// A hand over views that can be pressed, otherwise the default arrow: the host's cursor under a message has no effect.
+/// Shows a hand over views that can be pressed, otherwise the default arrow. Without this the host's widget below a
+/// message would determine the cursor.
 void Surface::followPointer() {
   const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
   const bool pressable = _window->pointerMoved(isOver ? std::optional(_surface.inStage(*_pointer)) : std::nullopt);
@@ -132,7 +133,7 @@ void Surface::givePointerBack() {
 }
 
 gboolean Surface::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, gpointer self) {
-  // An exception must not unwind through GTK's own frames.
+  // An exception must not unwind through GTK's stack frames.
   try {
     return static_cast<Surface*>(self)->handle(event) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
   } catch (const std::exception& failure) {
@@ -204,7 +205,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       if (!running) followPointer();
       // A page below a view of ours does not see the pointer either.
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
-      // The release was lost, for example to a grab by the host.
+      // If the button is not down any more, the release was lost, for example to a grab by the host.
       if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
         _surface.touchMoved(pointerTouch, point);
       } else {
@@ -286,13 +287,15 @@ bool Surface::handleKey(GdkEvent* event) {
   constexpr auto looked = GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK;
   auto key = keyFor(gdk_key_event_get_keyval(event), static_cast<GdkModifierType>(modifiers & looked));
   if (!key || !_proxies->hasDialog()) return false;
-  // A page in the dialog handles its own keys, but has no key to leave it.
+  // A web page in the dialog handles its own keys. Only Escape and Back are handled here, because the page has no key
+  // to leave it.
   const bool leaves = key == UIKeyboardKey::Escape || key == UIKeyboardKey::Back;
   if (!_proxies->hasKeyboard() && !leaves) {
     rememberPageKey(event);
     return false;
   }
-  // The engine queues a key again if its page has not used it, including the Tab that moved the focus out of the page.
+  // If a page does not use a key, the engine queues the same event again. This includes the Tab that moved the focus
+  // out of the page, so it must not move the focus a second time.
   if (event == _pageKey) return true;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
@@ -300,7 +303,7 @@ bool Surface::handleKey(GdkEvent* event) {
   return _surface.press(*key);
 }
 
-/// Keeps a reference, so that no later event has the same address.
+/// Holds a reference to the event, so that no later event has the same address: handleKey() compares addresses.
 void Surface::rememberPageKey(GdkEvent* event) {
   g_clear_pointer(&_pageKey, gdk_event_unref);
   if (event) _pageKey = gdk_event_ref(event);

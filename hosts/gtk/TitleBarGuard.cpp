@@ -78,7 +78,8 @@ gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, 
   return static_cast<TitleBarGuard*>(self)->isHeldBack(event);
 }
 
-/// A press that does not arrive never becomes a click, so the events after it may pass.
+/// Blocks only scrolling and the beginning of presses. Without its beginning a press never becomes a click, so the
+/// events that follow it may pass.
 bool TitleBarGuard::isHeldBack(GdkEvent* event) {
   // An open menu has its own surface above everything.
   if (gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;

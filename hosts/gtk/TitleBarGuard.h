@@ -8,8 +8,8 @@
 namespace oq::gtk {
 
 /// The surface covers the content of a window, but not the host's widgets in its title bar. While a dialog is shown,
-/// the guard blocks presses and scrolling on those, too, and dims the bar. The window's own buttons
-/// still work, and the bar still moves the window. Main thread only.
+/// the guard blocks presses and scrolling on these widgets and dims the bar. The window's own buttons still work, and
+/// the bar still moves the window. Main thread only.
 class TitleBarGuard {
  public:
   /// Calls `hasDialog` at each press. The guard must be destroyed before the window.

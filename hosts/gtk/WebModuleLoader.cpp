@@ -19,15 +19,15 @@ fs::path ownFolder() {
   Dl_info ours{};
   const bool isKnown = dladdr(reinterpret_cast<void*>(&loadWebModule), &ours) != 0 && ours.dli_fname;
   fs::path file = isKnown ? ours.dli_fname : "";
-  // For a program the name is the one that it was called with, which may not be its path.
+  // For a program, dladdr() returns the name with which it was started. That name need not be its path.
   if (!file.is_absolute()) file = "/proc/self/exe";
   std::error_code error;
   file = fs::canonical(file, error);
   return error ? fs::path() : file.parent_path();
 }
 
-/// The library's folder, its module folder, the build folder and the installation folder; never relative to the current
-/// folder.
+/// The folders in which the module is searched for: the library's folder, its subfolder for modules, the build folder
+/// and the installation folder. None is relative to the current folder.
 std::vector<fs::path> modulePlaces() {
   std::vector<fs::path> places;
   if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
@@ -64,7 +64,7 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
     return std::nullopt;
   }
   const fs::path file = findModule();
-  // All symbols are bound now, so that no page is delayed by it later.
+  // RTLD_NOW resolves all symbols here, so that this does not delay a page later.
   void* module = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!module) {
     const char* problem = file.empty() ? nullptr : dlerror();

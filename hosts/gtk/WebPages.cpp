@@ -17,7 +17,7 @@ namespace oq::gtk {
 
 namespace {
 
-/// Shows the module's widget where its view is.
+/// Shows the module's widget at the position of the page's view.
 class HostedPage : public WebPage {
  public:
   explicit HostedPage(std::unique_ptr<WidgetPage> page) : _page(std::move(page)) {}
@@ -104,7 +104,7 @@ void WebPages::prepare() {
   if (!preloads || _module || _preload) return;
   _preload = std::make_unique<Preload>([weak = std::weak_ptr<WebPages*>(_self)] {
     const auto self = weak.lock();
-    // Each step in its own iteration of the main loop, between frames.
+    // Each step runs in its own iteration of the main loop, so that frames can be painted between the steps.
     if (self) (*self)->whenIdle(&WebPages::prepareEngine);
   });
   whenIdle(&WebPages::startPreload);
@@ -141,7 +141,7 @@ bool WebPages::takePreloaded() {
   return _module.has_value();
 }
 
-/// Tries again after a failure: the reason may be gone.
+/// After a failure the next call tries again, because the reason may no longer exist.
 bool WebPages::loadModule(std::string& reason) {
   if (_module || takePreloaded()) return true;
   _module = loadWebModule(sandboxTrial(displayName()), reason);

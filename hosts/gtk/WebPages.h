@@ -12,8 +12,8 @@
 
 namespace oq::gtk {
 
-/// Web pages with WebKitGTK. The module is loaded on a background thread when a page is expected, otherwise for the
-/// first page, and only if it would not end the host's process. Main thread only.
+/// Web pages with WebKitGTK. The module is loaded on a background thread when a page is expected, or else when the
+/// first page is opened. It is not loaded if the engine would end the host's process. Main thread only.
 class WebPages : public WebEngine {
  public:
   WebPages();

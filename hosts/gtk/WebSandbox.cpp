@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kSandboxTool = "/usr/bin/bwrap";
 constexpr const char* kBusProxy = "/usr/bin/xdg-dbus-proxy";
 
-/// The engine's own switch to run without a sandbox. Not for applications.
+/// Whether the engine's own environment variable disables its sandbox. Applications should not set this variable.
 bool isSandboxDisabled() {
   const char* disabled = std::getenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS");
   return disabled && std::string(disabled) == "1";
@@ -42,7 +42,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& words) {
   return pointers;
 }
 
-/// What the command wrote to its error output, or why it did not run; nullopt where it succeeded.
+/// What the command wrote to its error output, or why it did not run; nullopt if it succeeded.
 std::optional<std::string> failureOf(const SandboxTrial& trial) {
   auto arguments = pointersTo(trial.command), environment = pointersTo(trial.environment);
   g_autofree char* said = nullptr;
@@ -56,9 +56,10 @@ std::optional<std::string> failureOf(const SandboxTrial& trial) {
   return text.empty() ? error->message : text;
 }
 
-/// The namespaces and mounts with which the engine starts its processes, so that the tool fails exactly when theirs
-/// would. Optional mounts are included, one per folder, because a folder without search permission is an error even for
-/// them. The command run inside is the D-Bus proxy, which the engine needs as well.
+/// The command that tries the sandbox. It uses the namespaces and mounts with which the engine starts its processes, so
+/// that it fails exactly when they would fail. Optional mounts are included, one per folder, because a folder without
+/// search permission is an error even for these. The program that runs inside is the D-Bus proxy, which the engine
+/// needs as well.
 Command sandbox() {
   Command command;
   command({kSandboxTool, "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--unshare-net"});

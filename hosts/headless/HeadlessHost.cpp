@@ -60,7 +60,7 @@ class Ticker {
 
 }  // namespace
 
-// Hidden: the class around it is exported, and this would be with it.
+// The enclosing class is exported; without this attribute the nested class would be, too.
 class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceHost, public HostSurface::Client {
  public:
   explicit Impl(const Options& options);
@@ -166,7 +166,7 @@ void HeadlessHost::advance(double seconds) {
   }
 }
 
-// Bounded: a block that posts itself again forever must not block the caller.
+// The number of turns is limited, because a block that posts itself again forever must not block the caller.
 void HeadlessHost::runMainQueue() {
   for (int turn = 0; turn < 1000; ++turn) {
     const bool hasDispatched = g_main_context_iteration(nullptr, FALSE);

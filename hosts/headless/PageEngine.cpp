@@ -58,7 +58,7 @@ std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, W
     state->scripts.push_back({script.source, script.atDocumentStart, script.mainFrameOnly});
   }
   std::erase_if(_pages, [](const auto& page) { return !page->isOpen(); });
-  // Not make_shared(): only this class may use the constructor.
+  // Not make_shared(), which cannot call the private constructor.
   _pages.push_back(std::shared_ptr<HeadlessPage>(new HeadlessPage(state)));
   return std::make_unique<ScriptedPage>(std::move(state));
 }
@@ -118,7 +118,8 @@ int HeadlessPage::openDialogs() const {
   return _impl->openDialogs;
 }
 
-// In each of its calls the client may close the page and release its last owner, so the state is held meanwhile.
+// The client may close the page in each call, and release the last owner of this object. So each function below keeps
+// the state alive until it returns.
 
 void HeadlessPage::start() {
   const auto page = _impl;

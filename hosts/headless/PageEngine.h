@@ -11,7 +11,7 @@
 namespace oq {
 
 /// The state that a page shares with the library's view of it.
-// Hidden: the class around it is exported, and this would be with it.
+// The enclosing class is exported; without this attribute the nested class would be, too.
 class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
  public:
   WebPageSettings settings;
@@ -29,7 +29,7 @@ class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
                  const std::shared_ptr<Impl>& self);
 };
 
-/// Opens pages whose loading the host's caller plays. Main thread only.
+/// Opens pages that load nothing themselves: the host's caller simulates the loading. Main thread only.
 class PageEngine : public WebEngine {
  public:
   using State = HeadlessPage::Impl;

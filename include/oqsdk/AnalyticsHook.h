@@ -9,7 +9,7 @@
 
 namespace oq {
 
-/// The analytics library calls it when an upload has ended. May be empty.
+/// A function that the analytics library calls when an upload has ended. May be empty.
 using UploadHandler = std::function<void()>;
 
 /// The method of the class "TorvelinSDK" that every recorded event passes through. Its arguments are the upload

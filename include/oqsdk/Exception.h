@@ -8,8 +8,8 @@
 
 namespace oq {
 
-/// A programmer's error: a message that a class has no method for, or a value that cannot be written as JSON. Input
-/// from a server, a file or a user never causes one.
+/// Reports a programming error: a message for which a class has no method, or a value that cannot be written as JSON.
+/// Input from a server, a file or a user never causes one.
 class OQSDK_EXPORT Exception : public std::runtime_error {
  public:
   /// `name` identifies the error for programs; `reason` describes it for people.

@@ -10,8 +10,8 @@ namespace oq {
 /// content is OQObserverListener::diagnostics() at the moment when it opens.
 class OQSDK_EXPORT OQDiagnosticsPanel {
  public:
-  /// Slides the panel in over everything. Its buttons read the state again, and close it. Has no effect while the panel
-  /// is open or if no window is attached. Any thread.
+  /// Slides the panel in above all other views. One of its buttons reads the state again, another one closes the panel.
+  /// Has no effect while the panel is open or if no window is attached. Any thread.
   static void show();
 };
 

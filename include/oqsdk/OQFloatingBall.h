@@ -22,13 +22,14 @@ class OQSDK_EXPORT OQFloatingBall {
 
   /// Shows the ball above everything in the key window; it rests at the nearer side. Has no effect without a window.
   static void show();
-  /// The same, with the place where the ball rests after a drag: 0 at the nearer side, 1 on the left, 2 on the right,
-  /// any other number where it was dropped. Only the first call in a process sets the mode.
+  /// Like show(). `mode` determines where the ball rests after a drag: 0 at the nearer side, 1 on the left, 2 on the
+  /// right. With any other number it stays where it was dropped. Only the first call in a process sets the mode.
   static void showWithMode(std::int64_t mode);
   /// Takes the ball off the screen; show() brings the same ball back.
   static void hide();
   /// Sets the function that a tap on one of the three buttons calls, on the main thread, once the buttons are folded
-  /// back. An empty function ends this. Has no effect before the ball was shown for the first time.
+  /// back. With an empty function, a tap on a button calls nothing. Has no effect before the ball was shown for the
+  /// first time.
   static void setFloatingBtnClickedCallback(Callback callback);
 };
 

@@ -11,7 +11,7 @@
 
 namespace oq {
 
-/// The engine, as a host sees it:
+/// The part of the engine that a host can use:
 ///
 ///     const oq::Value decisions = oq::TorvelinOqManager::engine().recentDecisions();
 ///     for (const oq::Value& decision : decisions) std::cout << decision.at("outcome").toString() << "\n";
@@ -21,8 +21,8 @@ class OQSDK_EXPORT OQObserverListener : public Object {
  public:
   ~OQObserverListener() override;
 
-  /// Why a window was shown or was not: the last decisions, oldest first, kept in memory only. An array of
-  /// dictionaries with
+  /// Why windows were shown or not. Returns the last decisions, oldest first; they are kept in memory only. The result
+  /// is an array of dictionaries with
   ///
   /// - "time": milliseconds since 1970, a number
   /// - "event": the event's name as the host recorded it, cut after 95 bytes; null if it has none
@@ -49,7 +49,7 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   /// The class name of the host's page that appeared last, among those whose names are collected; nullopt before the
   /// first one.
   virtual std::optional<std::string> pageName() const = 0;
-  /// Sets how many decisions are kept: 256 by default; 0 keeps none. Drops those kept so far.
+  /// Sets how many decisions are kept. The default is 256; 0 keeps none. Removes all decisions that were kept so far.
   virtual void keepRecentDecisions(std::size_t most) = 0;
 
   /// The engine's current state, a dictionary with
@@ -67,7 +67,7 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   /// OQDiagnosticsPanel shows it.
   virtual Value diagnostics() const = 0;
 
-  // Tools for developers who integrate the library, also behind the buttons of an OQFloatingBall.
+  // Tools for developers who integrate the library. A host can offer them on the buttons of an OQFloatingBall.
 
   /// Opens a message to the recipient in the user's mail program, with the newest log files, at most 16. Has no effect
   /// without a recipient, a window or a mail program. Returns at once.

@@ -13,8 +13,9 @@
 #include "oqsdk/TypeEncoding.h"
 
 /// \file
-/// Classes by name, with methods that are looked up at each call: a method is reached by sending its selector, so
-/// replacing its implementation changes what runs. A host registers the class whose methods the library observes:
+/// Classes that are registered by name. Their methods are looked up at each call: a caller sends a selector, so
+/// replacing a method's implementation changes what runs. A host registers the class whose methods the library
+/// observes:
 ///
 ///     class TorvelinSDK : public oq::Object {
 ///       OQ_CLASS(TorvelinSDK)
@@ -44,7 +45,7 @@ using IMP = void (*)();
 /// A selector: the interned name of a method. Equal names give the same pointer.
 using SEL = const SelectorName*;
 
-/// The selector with this name; it is made at its first use.
+/// Returns the selector with this name. The first call with a name creates the selector.
 OQSDK_EXPORT SEL sel_registerName(std::string_view name);
 /// The name that the selector was registered with; "(null)" for nullptr.
 OQSDK_EXPORT const std::string& sel_getName(SEL selector);
@@ -53,17 +54,17 @@ OQSDK_EXPORT const std::string& sel_getName(SEL selector);
 OQSDK_EXPORT Class* NSClassFromString(std::string_view name);
 /// The name that the class was registered under; "(null)" for nullptr.
 OQSDK_EXPORT const std::string& class_getName(const Class* cls);
-/// nullptr for a root class, and for nullptr.
+/// The superclass; nullptr for a root class, and if `cls` is nullptr.
 OQSDK_EXPORT Class* class_getSuperclass(const Class* cls);
 
 /// The class's own method or the nearest inherited one; nullptr if there is no such method, or if an argument is
 /// nullptr.
 OQSDK_EXPORT Method* class_getInstanceMethod(const Class* cls, SEL selector);
-/// The class's own methods, inherited ones not included, in no promised order.
+/// The class's own methods, without inherited ones. Their order is unspecified.
 OQSDK_EXPORT std::vector<Method*> class_copyMethodList(const Class* cls);
-/// False if the class itself already has a method for the selector, or if one of the first three arguments is nullptr;
-/// nothing changes then. `typeEncoding` is not copied and must stay valid. If it is nullptr, the caller guarantees the
-/// implementation's type, and messages to it are not checked.
+/// Adds a method to the class. Returns false and changes nothing if the class itself already has a method for the
+/// selector, or if one of the first three arguments is nullptr. `typeEncoding` is not copied and must stay valid. If it
+/// is nullptr, the caller guarantees the implementation's type, and messages to it are not checked.
 OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, const char* typeEncoding);
 
 /// The current implementation; nullptr for a nullptr method.
@@ -74,7 +75,7 @@ OQSDK_EXPORT IMP method_getImplementation(const Method* method);
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
 /// The signature that the method was registered with, as typeEncodingOf() returns it; nullptr if it has none.
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
-/// Gives each method the other's implementation. A hook of the library stays with its method. Has no effect if an
+/// Exchanges the implementations of the two methods. A hook of the library stays with its method. Has no effect if an
 /// argument is nullptr.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
 
@@ -122,8 +123,8 @@ class Selector<R(A...)> {
 
 namespace detail {
 
-/// The member's type is a parameter of its own, here and below. Without it GCC 12 confuses classes of the same name in
-/// unnamed namespaces of different files.
+/// The member's type is a separate template parameter, here and below. Without this parameter, GCC 12 confuses classes
+/// of the same name in unnamed namespaces of different files.
 template <auto member, class Member = decltype(member)>
 struct MemberThunk;
 
@@ -144,8 +145,8 @@ struct MethodDefinition {
 /// The functions that a message calls.
 struct MessageTarget {
   IMP implementation;
-  /// The library's hook on the method; nullptr for a method without one. It is called in place of the implementation,
-  /// which it takes as an argument before the receiver.
+  /// The library's hook on the method; nullptr for a method without one. The hook is called in place of the
+  /// implementation and gets the implementation as an argument before the receiver.
   IMP entry;
 };
 
@@ -187,8 +188,8 @@ class OQSDK_EXPORT Object {
   virtual std::string description() const;
 };
 
-/// Declares in a class that it is registered; the program defines staticClass(), which registers it. That happens
-/// before main() runs. What follows the macro is private.
+/// Declares the members of a registered class. The program defines staticClass(), which registers the class; the macro
+/// calls it before main() runs. Members after the macro are private.
 #define OQ_CLASS(Type)                   \
  public:                                 \
   static ::oq::Class* staticClass();     \
@@ -230,7 +231,7 @@ R send(Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
   return detail::MessageTo<R(A...)>::send(receiver.class_(), receiver, selector.sel(), std::forward<B>(arguments)...);
 }
 
-/// The same for the method of the superclass of `cls`, which is the class whose method makes the call.
+/// Like send(), but calls the method of the superclass of `cls`. `cls` is the class whose method makes this call.
 template <class R, class... A, class... B>
 R sendSuper(const Class* cls, Object& receiver, const Selector<R(A...)>& selector, B&&... arguments) {
   return detail::MessageTo<R(A...)>::send(class_getSuperclass(cls), receiver, selector.sel(),

@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// The servers that a configuration can name. The functions take plain integers: any other value is stored as it is and
-/// makes every request fail.
+/// The servers that a configuration can select. The functions accept any integer. A value that is not listed here is
+/// stored unchanged and makes every request fail.
 enum OQEnvironment : std::uint64_t {
   OQEnvironmentProduction = 0,   ///< port 8088
   OQEnvironmentTest = 1,         ///< port 28088
@@ -24,7 +24,7 @@ class OQSDK_EXPORT TorvelinOqConfig : public Object {
   OQ_CLASS(TorvelinOqConfig)
 
  public:
-  /// A configuration of its own, with an empty application key.
+  /// Creates a configuration that is separate from defaultConfig(), with an empty application key.
   TorvelinOqConfig();
   ~TorvelinOqConfig() override;
 

@@ -35,7 +35,7 @@ class OQSDK_EXPORT TorvelinOqManager : public Object {
   /// has an empty application key.
   static void startWithConfig(std::shared_ptr<TorvelinOqConfig> config);
 
-  /// Whether the name of an appearing page becomes the engine's current page name. True unless set.
+  /// Whether the name of an appearing page becomes the engine's current page name. The default is true.
   static void setAutoCollectPage(bool collect);
 
   /// Reports a push message: type 0 if it was delivered, 1 if it was opened; other types are ignored. `msg` is a

@@ -8,8 +8,9 @@
 #include <string_view>
 
 /// \file
-/// How a method's signature is written: the result and then each argument, from the table below. A pointer is "^" and
-/// what it points to, a reference "R" and what it refers to, a constant "r" and its type.
+/// How a method's signature is written: the encoding of the result, then that of each argument, from the table below. A
+/// pointer is "^" and the encoding of the type it points to, a reference "R" and that of the type it refers to, a
+/// constant "r" and that of its type.
 namespace oq {
 
 class Object;
@@ -17,8 +18,8 @@ class Value;
 struct Class;
 struct SelectorName;
 
-/// One entry of the table. A selector can take and return the types that have one; specialise this template for types
-/// of your own, with a name in braces:
+/// One entry of the table. Only types with an entry can be arguments or results of a selector. To add a type of your
+/// own, specialise this template with a name in braces:
 ///
 ///     template <>
 ///     struct oq::TypeEncoding<Basket> {

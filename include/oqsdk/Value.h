@@ -15,8 +15,8 @@ namespace oq {
 
 struct Member;
 
-/// Any object of a message: null, boolean, number, string, array or dictionary. Dictionaries keep the order of their
-/// keys. A null Value stands for "no object"; an empty string, array or dictionary is an object.
+/// A value of one of these kinds: null, boolean, number, string, array or dictionary. Dictionaries keep the order of
+/// their keys. A null Value stands for "no object"; an empty string, array or dictionary is an object.
 ///
 ///     oq::Value event = oq::Dictionary{{"xwhat", "buy"}, {"xwhen", 12.5}, {"xcontext", oq::Dictionary()}};
 ///     event["xcontext"]["item"] = "tea";
@@ -43,18 +43,20 @@ class OQSDK_EXPORT Value {
   template <class T, class = std::enable_if_t<std::is_convertible_v<const T&, std::string_view> &&
                                               !std::is_convertible_v<const T&, const char*>>>
   Value(const T& text) : Value(std::string_view(text), Exactly()) {}  // NOLINT
-  /// A dictionary, as Dictionary makes it.
+  /// A dictionary with these members; see Dictionary.
   Value(std::initializer_list<Member> members);  // NOLINT
 
+  /// A deep copy.
   Value(const Value& other);
   /// Leaves `other` null.
   Value(Value&& other) noexcept;
+  /// A deep copy; `other` may be a part of this value.
   Value& operator=(const Value& other);
   /// Leaves `other` null.
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
-  /// What it holds.
+  /// The kind of the value.
   Kind kind() const noexcept;
   bool isNull() const noexcept { return kind() == Kind::Null; }              ///< "No object".
   bool isBoolean() const noexcept { return kind() == Kind::Boolean; }        ///< true or false.
@@ -83,16 +85,17 @@ class OQSDK_EXPORT Value {
   const Value& at(std::string_view key) const noexcept;
   /// The keys of a dictionary in order, valid until this Value is changed or destroyed; empty for any other kind.
   std::vector<std::string_view> keys() const;
-  /// The elements of an array, for a loop. Both are equal for any other kind.
+  /// The first element, for a loop over an array. For any other kind begin() equals end().
   const Value* begin() const noexcept;
   const Value* end() const noexcept;  ///< Past the last element.
 
-  /// Stores the value for the key. Any other kind becomes an empty dictionary first. The value may be a part of this
-  /// one: `event.set("b", event.at("a"))`.
+  /// Stores the value for the key. A Value of any other kind becomes an empty dictionary first. The new value may be a
+  /// part of this Value: `event.set("b", event.at("a"))`.
   void set(std::string_view key, Value value);
-  /// The value of the key, null if it is new. Any other kind becomes an empty dictionary first. The reference is
-  /// valid until the dictionary is changed or destroyed. Adding a key changes it, so `event["b"] = event.at("a")` is
-  /// wrong if "b" is new: at() returns a reference. Use set().
+  /// The value of the key; a new key is added with a null Value. Any other kind becomes an empty dictionary first. The
+  /// reference is valid until the dictionary is changed or destroyed. Adding a key is such a change. So
+  /// `event["b"] = event.at("a")` is wrong if "b" is new: the reference that at() returned may already be invalid when
+  /// the value is copied. Use set().
   Value& operator[](std::string_view key);
   Value& operator[](std::size_t index) = delete;  ///< Elements of arrays are read with at() and added with push_back().
   /// Adds an element at the end. Any other kind becomes an empty array first.
@@ -100,16 +103,18 @@ class OQSDK_EXPORT Value {
   /// Removes a key from a dictionary; false if there is no such key or this is not a dictionary.
   bool erase(std::string_view key);
 
-  /// The same content, dictionaries in any order of their keys. An integer is never equal to a double.
+  /// Whether both have the same content. The order of a dictionary's keys does not matter. An integer is never equal to
+  /// a double.
   friend bool operator==(const Value& a, const Value& b) noexcept { return a.isEqual(b); }
-  /// Not the same content.
+  /// Whether the contents differ.
   friend bool operator!=(const Value& a, const Value& b) noexcept { return !a.isEqual(b); }
 
-  /// The Value as JSON (RFC 8259) without blanks, in UTF-8; a double is still a double when it is read again. What
-  /// nests deeper than 512 and numbers that are not finite are written as null.
+  /// The Value as JSON (RFC 8259) without blanks, in UTF-8; a double is still a double when it is read again. Values
+  /// nested more than 512 deep and numbers that are not finite are written as null.
   std::string json() const;
-  /// Reads one JSON value of any kind, nested at most 512 deep. A null Value if the text is anything else; `error`, if
-  /// given, is then set to a sentence that says what is wrong and at which byte, and otherwise to "".
+  /// Reads one JSON value of any kind, nested at most 512 deep. Returns a null Value if the text is anything else.
+  /// `error`, if given, is then set to a sentence with the reason and the position in bytes; after a success it is set
+  /// to "".
   static Value parse(std::string_view json, std::string* error = nullptr);
 
  protected:
@@ -117,7 +122,7 @@ class OQSDK_EXPORT Value {
   explicit Value(Kind kind);
 
  private:
-  /// Leads to the constructor of one type, without conversions.
+  /// Selects a constructor for exactly one type, without conversions.
   struct Exactly {};
   template <class T>
   using Number =
@@ -140,8 +145,8 @@ struct Member {
   mutable Value value;   ///< Moved into the dictionary; the list is of no further use.
 };
 
-/// A Value that starts as a dictionary: keys and their values, in the order of the list. Of equal keys the last counts,
-/// at the place of the first.
+/// A Value that starts as a dictionary: keys and their values, in the order of the list. If a key occurs more than
+/// once, its last value is stored at the place of its first occurrence.
 class Dictionary : public Value {
  public:
   Dictionary() : Value(Kind::Dictionary) {}                              ///< Empty.

@@ -39,7 +39,7 @@ struct BackgroundTask::State {
   }
 
   void cancelOrWait() {
-    // The threads of the parent process do not exist in a forked child.
+    // A forked child does not have the threads of its parent, so waiting for the work would never end.
     if (::getpid() != process) return;
     {
       std::lock_guard lock(mutex);
@@ -52,7 +52,8 @@ struct BackgroundTask::State {
 BackgroundTask::BackgroundTask(std::function<void()> work) : _state(std::make_shared<State>(std::move(work))) {}
 
 void BackgroundTask::start() {
-  // The thread_local objects of the thread that exits the process are destroyed before any exit handler runs.
+  // When a thread exits the process, its thread_local objects are destroyed before any exit handler runs. So the work
+  // has ended before a library's exit handler frees the data.
   struct EndOfThread {
     std::vector<std::shared_ptr<State>> started;
     ~EndOfThread() {

@@ -8,16 +8,17 @@
 
 namespace oq {
 
-/// Work that runs at most once, usually on a background thread. Use it for libraries that free, at process exit, data
-/// that their threads share: the exit of the thread that called start() waits for work that is running, and work that
-/// has not begun by then never begins. The work must not throw.
+/// Work that runs at most once, usually on a background thread. Use it to call libraries that free shared data at
+/// process exit: when the thread that called start() exits, it waits for work that is running and prevents work that
+/// has not begun. The work must not throw.
 class OQSDK_EXPORT BackgroundTask {
  public:
   explicit BackgroundTask(std::function<void()> work);
 
   /// Queues the work. Call it once.
   void start();
-  /// Returns when the work is done. Waits for work that is running; runs work that has not begun on the calling thread.
+  /// Returns when the work is done. Waits for the work if it is running; runs it on the calling thread if it has not
+  /// begun.
   void finish();
 
  private:

@@ -9,7 +9,8 @@
 namespace oq {
 
 bool startBackgroundThread(const char* name, std::function<void()> function) {
-  // A thread inherits the signal mask of its creator, so no signal can arrive before the mask is set.
+  // A thread inherits the signal mask of its creator. The mask is therefore set here, before the thread exists, so that
+  // the thread never receives a blocked signal.
   sigset_t all;
   sigset_t callers;
   sigfillset(&all);

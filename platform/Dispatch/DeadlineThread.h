@@ -25,7 +25,7 @@ class DeadlineThread {
   /// Has no effect if the call has been made or is being made.
   void cancel(const Ticket& ticket);
 
-  /// Saturates instead of overflowing; a negative delay counts as 0.
+  /// The time `delay` from now, or the last possible time if that would overflow. A negative delay counts as 0.
   static Clock::time_point after(std::chrono::nanoseconds delay);
 
  private:

@@ -78,7 +78,8 @@ void* DispatchQueue::currentSpecific(const void* key) {
 }
 
 void DispatchQueue::runAsCurrent(const Block& block) noexcept {
-  // Restored, not cleared: a block may call sync() on another queue, which runs on the same thread.
+  // The outer queue is restored afterwards, because a block may call sync() on another queue, which runs on the same
+  // thread.
   DispatchQueue* outer = std::exchange(runningQueue, this);
   if (block) block();
   runningQueue = outer;

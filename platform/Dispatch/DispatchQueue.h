@@ -34,21 +34,22 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
 
   /// Queues the block; never blocks the caller.
   virtual void async(Block block) = 0;
-  /// Runs the block on the queue and waits until it has ended. From another thread, sync() on the main queue needs a
-  /// running main loop. Calling sync() on the serial queue that the caller runs on is a programming error (it would
-  /// never return). The block runs on the calling thread; only the main queue's blocks run on the main thread.
+  /// Runs the block on the queue and waits until it has ended. The main queue's blocks run on the main thread; a block
+  /// of any other queue runs on the calling thread. From another thread, sync() on the main queue needs a running main
+  /// loop. Calling sync() on the serial queue that the caller runs on is a programming error (it would never return).
   virtual void sync(const Block& block) = 0;
-  /// Queues the block after a delay in seconds (monotonic); 0 or less is async().
+  /// Queues the block after a delay in seconds of the monotonic clock. With a delay of 0 or less it is the same as
+  /// async().
   void after(double seconds, Block block);
 
-  /// Compared by address, not by contents.
+  /// The queue's label. Labels are compared by address, not by contents.
   const char* label() const;
   /// The label of the queue whose block runs on this thread. On the main thread, outside any other queue's block, it is
   /// the main queue's label. Otherwise it is a label that belongs to no queue. Before installMain() no thread is the
   /// main thread.
   static const char* currentLabel();
 
-  /// A value by key; keys are addresses.
+  /// Stores a value of this queue for the key. Keys are compared by address.
   void setSpecific(const void* key, void* value);
   /// The current queue's value for the key; nullptr if there is no such value.
   static void* currentSpecific(const void* key);
@@ -59,14 +60,15 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
   /// main context, which runs blocks on this thread only. A host calls it once when it is installed; a later call moves
   /// the queue to the calling thread. Blocks queued earlier are kept.
   static void installMain(MainLoop loop = MainLoop::GLib);
-  /// Runs the blocks that wait on the main queue, not those that they add, and returns their number. Stops after the
-  /// block that ends later than `seconds` from now. For hosts that run their own loop; main thread only.
+  /// Runs the blocks that are queued on the main queue now, but not blocks that these add. Returns how many blocks ran.
+  /// Stops early after a block that ends `seconds` or more after the call. For hosts that run their own loop; main
+  /// thread only.
   static std::size_t drainMain(double seconds = std::numeric_limits<double>::infinity());
   /// Whether no block waits on the main queue. Any thread.
   static bool isMainEmpty();
-  /// `wake` is called, on any thread, each time the main queue is no longer empty, also if it is not empty now. No lock
-  /// of the library is held. It must not throw or call setMainWake(). Returns when no call of the former function is
-  /// running.
+  /// `wake` is called, on any thread, each time a block is added to an empty main queue, and at once if the queue is
+  /// not empty now. The library holds no lock during the call. `wake` must not throw or call setMainWake(). When this
+  /// function returns, no call of the former `wake` is running.
   static void setMainWake(std::function<void()> wake);
 
  protected:

@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// The next firing is scheduled after the last one has run. After a main loop was busy for long, one firing is queued,
-/// not all that it missed.
+/// Schedules the next firing after the last one has run. If the main loop was busy for a long time, only one firing is
+/// queued, not all that were missed.
 class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
  public:
   explicit Impl(Block handler) : _handler(std::make_shared<const Block>(std::move(handler))) {}
@@ -66,7 +66,8 @@ class DispatchTimer::Impl : public std::enable_shared_from_this<Impl> {
     if (setting == _setting && _interval.count() > 0) callAt(nextDeadline());
   }
 
-  /// The first multiple of the interval in the future: firings keep their phase.
+  /// The first future time that is a whole number of intervals after the last deadline, so a late firing does not delay
+  /// the later ones.
   Clock::time_point nextDeadline() const {
     auto late = std::max(Clock::now() - _deadline, Clock::duration(0));
     auto lastDue = _deadline + (late - late % _interval);

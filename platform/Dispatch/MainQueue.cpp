@@ -19,8 +19,8 @@ namespace {
 constexpr int kSourcePriority = G_PRIORITY_HIGH_IDLE + 20;
 constexpr double kUnlimited = std::numeric_limits<double>::infinity();
 
-/// Another thread may iterate the default context, too. It must not run blocks, and must not find the source ready
-/// again and again.
+/// Another thread may iterate the default context, too. For that thread the source is never ready: it must not run
+/// blocks, and a source that stays ready would keep it busy.
 gboolean isSourceReady(GSource*) noexcept {
   const MainQueue& queue = MainQueue::shared();
   return !queue.isEmpty() && queue.isMainThread();
@@ -66,7 +66,7 @@ void MainQueue::attach() {
 void MainQueue::setWake(std::function<void()> wake) {
   auto next = wake ? std::make_shared<Wake>() : nullptr;
   if (next) next->call = std::move(wake);
-  std::shared_ptr<Wake> former;  // destroyed without the lock: its function may own what posts blocks
+  std::shared_ptr<Wake> former;  // destroyed after the lock is released: destroying its function may post blocks
   std::unique_lock lock(_mutex);
   former = std::exchange(_wake, next);
   if (next && !_blocks.empty()) callWake(lock);
@@ -82,7 +82,7 @@ void MainQueue::async(Block block) {
   callWake(lock);
 }
 
-/// Calls without the lock, so that the host may do anything.
+/// Calls the host's function without holding the lock, so that the function may use the queue.
 void MainQueue::callWake(std::unique_lock<std::mutex>& lock) {
   auto wake = _wake;
   if (!wake) return;
@@ -98,7 +98,7 @@ void MainQueue::callWake(std::unique_lock<std::mutex>& lock) {
 }
 
 void MainQueue::sync(const Block& block) {
-  // The calling thread must run it: it is the main thread, or there is no main thread yet.
+  // The calling thread runs the block if it is the main thread, or if there is no main thread yet.
   if (isMainThread() || !isInstalled()) return runAsCurrent(block);
   std::mutex mutex;
   std::condition_variable changed;
@@ -107,7 +107,7 @@ void MainQueue::sync(const Block& block) {
     if (block) block();
     std::lock_guard lock(mutex);
     isDone = true;
-    changed.notify_one();  // under the lock: the waiting stack frame may be gone right after it is released
+    changed.notify_one();  // under the lock: once it is released, sync() may return and destroy `changed`
   });
   std::unique_lock lock(mutex);
   WorkerPool::Waiting waiting;
@@ -134,7 +134,8 @@ std::size_t MainQueue::runWaitingBlocks(double seconds) {
   return ran;
 }
 
-/// Blocks are taken one by one from the common queue, so a loop that a block runs keeps their order.
+/// Takes one block at a time from the queue. If the block runs a nested main loop, that loop continues with the next
+/// block in order.
 bool MainQueue::takeBlock(std::uint64_t end, Block& block) {
   std::lock_guard lock(_mutex);
   if (_takenBlocks >= end) return false;

@@ -19,8 +19,8 @@ using GSource = struct _GSource;
 
 namespace oq {
 
-/// The blocks of the main thread. Blocks wait until install() is called. They run when the host pumps them, or from a
-/// source on GLib's default main context.
+/// The blocks of the main thread. Blocks wait until install() is called. They run when the host calls drainMain(), or
+/// from a source on GLib's default main context.
 class MainQueue final : public DispatchQueue {
  public:
   explicit MainQueue(std::string label) : DispatchQueue(std::move(label)) {}
@@ -36,8 +36,8 @@ class MainQueue final : public DispatchQueue {
   bool isMainThread() const { return _mainThread.load(std::memory_order_acquire) == std::this_thread::get_id(); }
   bool isInstalled() const { return _mainThread.load(std::memory_order_acquire) != std::thread::id(); }
   bool isEmpty() const { return _count.load(std::memory_order_acquire) == 0; }
-  /// Runs blocks that are queued now, not those that they add, until the time is over, and returns their number. At
-  /// least one runs.
+  /// Runs the blocks that are queued now, but not blocks that these add. Returns how many blocks ran. Stops after
+  /// `seconds`, but runs at least one block if any is queued.
   std::size_t runWaitingBlocks(double seconds);
 
  private:
@@ -52,7 +52,7 @@ class MainQueue final : public DispatchQueue {
   std::atomic<std::thread::id> _mainThread{};
   std::mutex _mutex;
   std::deque<Block> _blocks;
-  std::atomic<std::size_t> _count{0};  ///< of _blocks
+  std::atomic<std::size_t> _count{0};  ///< the size of _blocks
   std::uint64_t _takenBlocks = 0;
   GSource* _source = nullptr;
   std::shared_ptr<Wake> _wake;

@@ -63,7 +63,7 @@ void SerialQueue::passTurnOn() {
     if (Waiter* waiter = _entries.front().waiter) {
       _entries.pop_front();
       waiter->hasTurn = true;
-      waiter->changed.notify_one();  // under the lock: the waiter may be gone right after it is released
+      waiter->changed.notify_one();  // under the lock: once it is released, the waiter may be destroyed
       return;
     }
     try {
@@ -71,7 +71,7 @@ void SerialQueue::passTurnOn() {
     } catch (const std::bad_alloc&) {
     }
   }
-  // No memory for a job: the queued blocks were accepted, so they run here.
+  // There is no memory for a job. The queue has accepted the blocks and must run them, so this thread runs them.
   runBlocks();
 }
 

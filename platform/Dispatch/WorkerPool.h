@@ -24,8 +24,8 @@ class WorkerPool {
 
   void submit(Job job, Share share);
 
-  /// While it lives, the calling thread counts as idle because it waits for another queue. Has no effect on threads
-  /// outside the pool.
+  /// While an object of this class exists, the thread that created it counts as idle, because it waits for another
+  /// queue. Has no effect on threads outside the pool.
   class Waiting {
    public:
     Waiting();

@@ -73,7 +73,7 @@ void HostSurface::rescale() {
   changeLater();
 }
 
-/// The message or page that kept the stage's size may be gone.
+/// Gives the stage its required size, unless the window is being resized, or a message or an alert is shown.
 void HostSurface::updateStage() {
   if (_resizes > 0 || !_stage.update()) return;
   rescale();
@@ -81,7 +81,7 @@ void HostSurface::updateStage() {
   _client.stageChanged();
 }
 
-/// Toolkits do not report the end of resizing.
+/// Treats a pause in the changes of size as the end of resizing, because toolkits do not report the end.
 void HostSurface::updateStageWhenResized() {
   ++_resizes;
   DispatchQueue::main().after(kResizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
@@ -129,7 +129,7 @@ void HostSurface::paint(Painter& painter, double time) {
   noteFrame();
 }
 
-/// Queued, because the tree must not change while it is painted.
+/// Reports the frame in a queued block, because the tree must not change while it is painted.
 void HostSurface::noteFrame() {
   _frameWanted = false;
   _lastFrame = _host.now();
@@ -161,7 +161,7 @@ bool HostSurface::covers(CGPoint point) const {
   return _window->wantsTouchAt(inStage(point));
 }
 
-// A view may close the window during a touch, so each function keeps it.
+// A view may close the window during a touch, so each function below keeps the window alive until it returns.
 
 bool HostSurface::touchBegan(int identifier, CGPoint point) {
   touchCancelled(identifier);
@@ -207,7 +207,7 @@ void HostSurface::cancelAllTouches() {
 bool HostSurface::scroll(CGPoint point, double dx, double dy) {
   if (!covers(point)) return false;
   const auto window = _window;
-  // Even if no view uses it, widgets below a view must not scroll.
+  // The result is ignored: even if no view used the scrolling, the widgets below must not scroll.
   window->scroll(inStage(point), dx / stage().scale, dy / stage().scale);
   return true;
 }

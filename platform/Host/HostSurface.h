@@ -18,18 +18,18 @@ class SurfaceHost;
 class UIScene;
 class UIWindow;
 
-/// The layer with the library's views in one window of the application. A host makes one for each window, reports what
-/// happens to the window, passes its input on, and paints when asked. Places and lengths are in points of the host's
-/// window. Main thread only.
+/// The layer with the library's views in one window of the application. A host creates one surface for each window. It
+/// reports changes of the window to the surface, passes input to it and calls paint() for each frame. Positions and
+/// lengths are in points of the host's window. Main thread only.
 ///
-/// Every input function answers at once whether the event is the library's. If it is, the host's own widgets must not
-/// get it.
+/// Every input function returns whether the library consumed the event. If so, the host's own widgets must not get the
+/// event.
 class OQSDK_EXPORT HostSurface {
  public:
   /// What a toolkit implements. The client must outlive its surface.
   class Client {
    public:
-    /// paint() is wanted soon.
+    /// The host should call paint() soon.
     virtual void frameWanted() = 0;
     /// The views have changed; called once for all changes in one run of the main queue.
     virtual void viewsChanged() {}
@@ -40,8 +40,8 @@ class OQSDK_EXPORT HostSurface {
     ~Client() = default;
   };
 
-  /// `size`: of the window, empty while unknown. `maximumScale`: of the stage; without it there is no stage, and the
-  /// views fill the window. The constructor calls no function of the client.
+  /// `size` is the size of the window; empty while it is unknown. `maximumScale` is the maximum scale of the stage.
+  /// With nullopt there is no stage, and the views fill the window. The constructor calls no function of the client.
   HostSurface(SurfaceHost& host, Client& client, CGSize size, double pixelsPerPoint,
               std::optional<double> maximumScale);
   ~HostSurface();
@@ -50,7 +50,7 @@ class OQSDK_EXPORT HostSurface {
 
   Client& client() const { return _client; }
   const std::shared_ptr<UIWindow>& window() const { return _window; }
-  /// The position and scale of the library's window in the host's.
+  /// The position and scale of the library's window in the host's window.
   const Stage& stage() const { return _stage.stage(); }
   CGPoint inStage(CGPoint point) const { return stage().toStage(point); }
 
@@ -61,27 +61,30 @@ class OQSDK_EXPORT HostSurface {
   void setSize(CGSize size);
   /// False until the window has had a size.
   bool isPlaced() const { return _stage.isPlaced(); }
-  /// Resizing has ended. Otherwise it counts as ended when the size has not changed for 0.2 s.
+  /// To be called if the host knows that resizing has ended. Otherwise resizing counts as ended when the size has not
+  /// changed for 0.2 s.
   void endResizing();
   void setPixelsPerPoint(double pixels);
-  /// Whether the window is mapped and not minimised. Only after its next frame can the user see it, unless
-  /// `needsFrame` is false.
+  /// Reports whether the window is mapped and not minimised. If it is, it counts as on screen after its next frame, or
+  /// immediately if `needsFrame` is false.
   void setVisible(bool isVisible, bool needsFrame = true);
-  /// The user turned to the window: it became active, or was pressed.
+  /// Reports that the user has used the window: it became active, or was pressed.
   void noteUse();
 
   // Frames.
-  /// The painter's units are points of the stage, from the corner of the window. `time` is the host's.
+  /// The painter's origin is the corner of the window, and its units are points of the stage. `time` is on the host's
+  /// clock.
   void paint(Painter& painter, double time);
-  /// Whether the host paints frame after frame now, as it should while animations run.
+  /// Reports whether the host now paints every frame, which it should do while animations run.
   void setPaintsContinuously(bool does) { _paintsContinuously = does; }
   /// Calls viewsChanged() later, as if a view had changed.
   void changeLater();
 
   // Input.
-  /// Whether a touch there is the library's. Also outside the stage, where views may fill the surrounding area.
+  /// Whether the library consumes a touch at this point. The point may be outside the stage, because views may fill the
+  /// surrounding area.
   bool covers(CGPoint point) const;
-  /// `identifier` distinguishes fingers. False if the touch is not the library's.
+  /// `identifier` distinguishes fingers. Returns false if the library does not consume the touch.
   bool touchBegan(int identifier, CGPoint point);
   bool touchMoved(int identifier, CGPoint point);
   bool touchEnded(int identifier, CGPoint point);
@@ -89,14 +92,14 @@ class OQSDK_EXPORT HostSurface {
   void cancelAllTouches();
   bool hasTouch(int identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
-  /// A wheel, or a touchpad whose fingers will not be reported.
+  /// Scrolls by a wheel, or by a touchpad that does not report when the fingers leave it.
   bool scroll(CGPoint point, double dx, double dy);
-  /// A touchpad; `time` in seconds.
+  /// Scrolls by a touchpad that reports when the fingers leave it; `time` in seconds.
   bool scrollByTouchpad(CGPoint point, double dx, double dy, double time);
   /// The fingers have left the touchpad: continues the scrolling with deceleration.
   bool touchpadReleased(CGPoint point, double time);
   bool hasDialog() const;
-  /// While a dialog is shown, all keys are the library's.
+  /// While a dialog is shown, the library consumes all keys.
   bool press(KeyboardKey key);
 
  private:

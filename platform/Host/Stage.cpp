@@ -7,8 +7,8 @@ namespace oq {
 
 namespace {
 
-/// Ratios of width to height. Up to the first one the scale is not limited; from the second one on it is; between them
-/// the limit takes effect gradually.
+/// Ratios of a window's width to its height. Up to kUpright the scale is not limited, from kSquare on it is. Between
+/// these ratios the limit takes effect gradually.
 constexpr double kUpright = 0.6, kSquare = 1;
 /// Tolerance for rounding errors in products of lengths and scales.
 constexpr double kRounding = 1e-6;

@@ -48,7 +48,7 @@ HostSurface* SurfaceHost::surfaceOf(const UIWindow& window) const {
 }
 
 void SurfaceHost::setAnimationsEnabled(bool enabled) {
-  // Not 0: the end of an animation waits for a frame, which shows whether frames still come.
+  // Not 0: an animation then still ends with a frame, which shows whether the window still gets frames.
   AnimationEngine::shared().setEnabled(enabled, 0.001);
 }
 
@@ -75,8 +75,9 @@ void SurfaceHost::deadlineReached() {
   UIApplication::sharedApplication().step(time);
 }
 
-/// True while a frame may still come; that frame ends the animations that are over. Toolkits run timers before frames
-/// that are due. A frame that is slow to paint does not count as held back.
+/// Whether to wait for a frame that is still expected. That frame will end the animations that are over. Waiting is
+/// necessary because toolkits run timers before frames that are due, and a frame that is slow to paint must not count
+/// as held back.
 bool SurfaceHost::awaitFrame(double time) {
   if (_frameAwaitedSince) {
     for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);

@@ -11,7 +11,8 @@ namespace oq {
 
 namespace {
 
-/// True for a message or an alert. A page may be a dialog, too; it is the view of the root controller.
+/// Whether the front-most dialog is a message or an alert. A pushed page can be a dialog, too, but it is the view of
+/// the root controller.
 bool showsMessage(const UIWindow& window) {
   const auto dialog = frontmostDialog(window);
   const auto root = window.rootViewController();

@@ -13,8 +13,8 @@ class Painter;
 class UIWindow;
 
 /// Keeps a UIWindow on the stage of a host's window. While a message or an alert is shown, the stage keeps its size,
-/// and resizing the host's window changes only its scale and position. A page is laid out again when the resizing has
-/// ended. Everything else follows at once. Main thread only.
+/// and resizing the host's window changes only the stage's scale and position. While a page is shown, the stage keeps
+/// its size only until resizing has ended. Otherwise the stage follows the window immediately. Main thread only.
 class OQSDK_EXPORT WindowStage {
  public:
   /// `window` is the size of the host's window, empty while unknown. A scale that is not a positive number is replaced

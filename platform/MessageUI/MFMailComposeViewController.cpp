@@ -97,7 +97,7 @@ void MFMailComposeViewController::_viewDidAppear(bool animated) {
   if (!std::exchange(_hasBegun, true)) begin();
 }
 
-/// Dismissed by other code: do not open a mail program any more.
+/// If other code dismissed the composer, no mail program is opened any more.
 void MFMailComposeViewController::_viewDidDisappear(bool animated) {
   sendSuper(staticClass(), *this, viewDidDisappearSelector, animated);
   if (presentingViewController() || _hasFinished) return;

@@ -21,16 +21,16 @@ inline const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> 
     "mailComposeController:didFinishWithResult:error:"};
 
 /// Opens a message in the user's own mail program. On screen it shows a small card with a Cancel button. After it has
-/// appeared, it writes the attachments into files and asks the desktop's portal, or xdg-email if no portal answers.
-/// Then it notifies the delegate, which dismisses the composer. "Sent" means that a mail program shows the message;
-/// what the user does there is unknown.
+/// appeared, it writes the attachments into files. Then it asks the desktop's portal to show the message, or starts
+/// xdg-email if no portal answers. Finally it notifies the delegate, which dismisses the composer. "Sent" means that a
+/// mail program shows the message; what the user does there is unknown.
 ///
 /// Main thread only. Create it with makeMainObject() and present it once.
 class MFMailComposeViewController : public UINavigationController {
   OQ_CLASS(MFMailComposeViewController)
 
  public:
-  /// The maximum number of files in a message; the last ones are kept.
+  /// The maximum number of files in a message. If more are added, only the last ones are kept.
   static constexpr std::size_t mostAttachments = 16;
   /// Whether a portal or a mail program is available. May block some seconds while a portal starts.
   static bool canSendMail();
@@ -42,9 +42,9 @@ class MFMailComposeViewController : public UINavigationController {
   void setMailComposeDelegate(const std::shared_ptr<Object>& delegate) { _delegate = delegate; }
   void setSubject(std::string subject) { _message.subject = std::move(subject); }
   void setToRecipients(std::vector<std::string> recipients) { _message.recipients = std::move(recipients); }
-  /// The mail program always gets plain text.
+  /// `isHTML` has no effect: the mail program always gets the body as plain text.
   void setMessageBody(std::string body, bool isHTML);
-  /// The mail program derives the kind of file from its name.
+  /// `mimeType` has no effect: the mail program derives the type of the file from its name.
   void addAttachmentData(Data data, const std::string& mimeType, std::string fileName);
 
  protected:

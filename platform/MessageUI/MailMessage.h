@@ -26,7 +26,7 @@ struct MailMessage {
 };
 
 enum class MailOutcome {
-  HandedOver,   ///< a mail program shows it
+  HandedOver,   ///< a mail program shows the message
   Cancelled,    ///< by the user
   Failed,       ///< refused; there is an error
   Unreachable,  ///< no portal or program accepts mail

@@ -11,13 +11,13 @@ using GMainContext = struct _GMainContext;
 
 namespace oq {
 
-/// A thread with a main context of GLib of its own, so that mail works whatever loop the host runs. It lives as long as
+/// A thread with its own GLib main context, so that mail works with any loop that the host runs. It lives as long as
 /// the process. Thread-safe.
 class MailThread {
  public:
   /// nullptr if the system cannot create a thread now.
   static MailThread* shared();
-  /// Runs the block on the thread, whose context is the default one of the blocks' GLib calls.
+  /// Runs the block on the thread. Asynchronous GLib calls in the block use the thread's context.
   void async(Block block);
 
  private:
@@ -26,11 +26,11 @@ class MailThread {
   GMainContext* const _context;
 };
 
-/// The completion of a composition; empty after it was called or cancelled. Its value is used on the main thread only;
-/// the pointer may be released on any thread.
+/// The completion of a composition. The function is empty after it was called or the composition was cancelled. It is
+/// used on the main thread only; the pointer may be released on any thread.
 using MailReport = std::shared_ptr<MailCompletion>;
 
-/// Calls the completion on the main queue, unless the composition is cancelled until then.
+/// Calls the completion on the main queue, unless the composition is cancelled before that.
 void deliver(MailReport report, MailOutcome outcome, std::optional<Error> error = std::nullopt);
 
 }  // namespace oq

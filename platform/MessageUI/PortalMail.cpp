@@ -26,9 +26,9 @@ constexpr const char* kRequest = "org.freedesktop.portal.Request";
 constexpr const char* kRequests = "/org/freedesktop/portal/desktop/request/";
 constexpr int kShortWait = 2000;            // milliseconds
 constexpr int kComposeWait = 25000;         // milliseconds that the portal may take to accept a mail
-constexpr guint32 kTakesManyAddresses = 3;  // the version from which it does
+constexpr guint32 kTakesManyAddresses = 3;  // the first version that accepts several addresses
 
-/// The error means that no e-mail portal is available, so the call will have no effect.
+/// Whether the error means that no e-mail portal is available, so that the call has had no effect.
 bool isUnknownThere(const Failure& failure) {
   const std::string name = failure.remoteName();
   for (const char* unknown : {"ServiceUnknown", "NameHasNoOwner", "UnknownObject", "UnknownInterface", "UnknownMethod",
@@ -57,8 +57,9 @@ GVariant* textVariant(const std::string& text) {
   return g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
 }
 
-/// One request, on the mail thread, but constructed on the main thread; it ends when its owner drops it. GLib callbacks
-/// hold it strongly if an answer is certain, and weakly if it may never come.
+/// One request to the portal. It is constructed on the main thread, then used on the mail thread, and ends when its
+/// owner releases it. A GLib callback that is certain to be called holds it strongly; one that may never be called
+/// holds it weakly.
 class Request : public std::enable_shared_from_this<Request> {
  public:
   Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailReport report)
@@ -88,7 +89,7 @@ class Request : public std::enable_shared_from_this<Request> {
   }
 
  private:
-  /// Keeps the connection until the portal has received the call.
+  /// Asks the portal to close the request. The connection stays open until this call has ended.
   void closeRequest() {
     _isClosing = true;
     g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
@@ -193,7 +194,7 @@ class Request : public std::enable_shared_from_this<Request> {
     const VariantRef answer(
         g_dbus_connection_call_with_unix_fd_list_finish(G_DBUS_CONNECTION(connection), nullptr, result, failure.out()));
     if (answer) {
-      // Old portals choose the handle themselves.
+      // Old portals choose the handle themselves, so it may differ from the expected one.
       const char* handle = nullptr;
       g_variant_get(answer.get(), "(&o)", &handle);
       if (!self->_hasEnded) self->listenTo(handle);
@@ -206,7 +207,8 @@ class Request : public std::enable_shared_from_this<Request> {
     }
   }
 
-  /// Lets xdg-email be tried only if the portal has not received the message; otherwise two mail windows could open.
+  /// Reports "unreachable", so that xdg-email is tried, only if the message was not sent to the portal; otherwise two
+  /// mail windows could open.
   void endUnanswered() {
     if (!_hasAsked) return end(MailOutcome::Unreachable);
     end(MailOutcome::Failed, Error{MailErrorDomain, 3, "The mail program's portal has gone."});
@@ -254,11 +256,11 @@ class Request : public std::enable_shared_from_this<Request> {
   guint _subscription = 0;
   std::string _handle;
   bool _hasEnded = false;
-  bool _hasAsked = false;   ///< the portal has received the message
+  bool _hasAsked = false;   ///< the message was sent to the portal
   bool _isClosing = false;  ///< "Close" is being sent to the portal; the connection is released after that
 };
 
-/// What the main thread holds of a request.
+/// Owns a request for the main thread, and releases it on the mail thread.
 class Composition : public MailComposition {
  public:
   Composition(MailThread& thread, std::shared_ptr<Request> request, MailReport report)

@@ -7,8 +7,9 @@
 
 namespace oq {
 
-/// The e-mail interface of the desktop's portal. Uses its own connection to the session bus, so closing it affects
-/// nothing else, and its own thread, so that no loop of GLib need run on the main thread. Main thread only.
+/// The e-mail interface of the desktop's portal. It uses its own connection to the session bus, so closing that
+/// connection affects nothing else. It uses its own thread, so the main thread need not run a GLib loop. Main thread
+/// only.
 class PortalMail {
  public:
   /// The portal's limit: with a seventeenth file the bus would close the connection.

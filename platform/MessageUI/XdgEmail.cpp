@@ -14,10 +14,11 @@ namespace oq {
 namespace {
 
 constexpr const char* kProgram = "xdg-email";
-/// Some mail programs run until the user closes them, and xdg-email waits for them.
+/// After this time the message counts as handed over: some mail programs run until the user closes them, and xdg-email
+/// waits for them.
 constexpr double kLongEnough = 5;  // seconds
 
-/// A mailto address: whatever characters it has, it cannot be read as an option or a header.
+/// Builds a mailto address. Recipients are escaped, so that none of them can be read as an option or a header.
 std::string mailtoAddress(const std::vector<std::string>& recipients) {
   std::string address = "mailto:";
   for (const auto& recipient : recipients) {
@@ -34,7 +35,7 @@ struct WaitedFor {
   MailReport report;
 };
 
-/// On the mail thread.
+/// Called on the mail thread when xdg-email has ended.
 void ended(GObject* process, GAsyncResult* result, gpointer data) {
   const std::unique_ptr<WaitedFor> waited(static_cast<WaitedFor*>(data));
   Failure failure;

@@ -3,7 +3,7 @@
 
 #include "oqsdk/Runtime.h"
 
-/// What the library's own hooks need from the class runtime. Thread-safe.
+/// Functions of the class runtime for the library's own hooks. Thread-safe.
 namespace oq::detail {
 
 /// From now on, messages that find this method call `entry` (see MessageTarget) until the process ends, even if other
@@ -11,7 +11,7 @@ namespace oq::detail {
 void setMessageEntry(Method& method, IMP entry);
 /// nullptr for a method whose messages call its implementation directly.
 IMP messageEntry(const Method& method);
-/// The implementation that the method was created with; nullptr without a method.
+/// The implementation that the method was created with; nullptr if `method` is nullptr.
 IMP firstImplementation(const Method* method);
 
 }  // namespace oq::detail

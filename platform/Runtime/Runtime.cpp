@@ -62,7 +62,7 @@ NameTable<Class>& classTable() {
   return *table;
 }
 
-/// Own or inherited; nullptr for no class.
+/// The class's own method or an inherited one; nullptr if there is none or if `cls` is nullptr.
 Method* findMethod(const Class* cls, SEL selector) {
   for (const Class* each = cls; each; each = each->superclass) {
     if (Method* method = each->ownMethod(selector)) return method;

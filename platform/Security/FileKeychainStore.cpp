@@ -32,7 +32,7 @@ fs::path folderPath() {
   return applicationDataDirectory() / "Keychain";
 }
 
-/// The folder itself must not be a link and must belong to the user.
+/// Opens the keychain's folder. Fails if the folder is a link or does not belong to the user.
 FileDescriptor openFolder() {
   FileDescriptor folder(::open(folderPath().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
@@ -56,7 +56,7 @@ FileDescriptor lockIn(int folder, Clock::time_point deadline) {
   return lock;
 }
 
-/// All bytes up to the limit; nullopt if reading fails.
+/// The contents of the file; nullopt if reading fails. Stops as soon as the contents exceed the limit.
 std::optional<Data> readAll(int file) {
   Data contents;
   std::uint8_t buffer[4096];

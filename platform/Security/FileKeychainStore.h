@@ -29,7 +29,7 @@ class FileKeychainStore : public KeychainStore {
   static OSStatus readItems(int folder, Items& items);
   OSStatus change(const std::function<OSStatus(Items&)>& body);
 
-  std::timed_mutex _changeMutex;  ///< one thread of this process waits for the lock between processes
+  std::timed_mutex _changeMutex;  ///< only one thread of this process waits for the lock between processes
 };
 
 }  // namespace oq

@@ -9,7 +9,8 @@ namespace {
 GObject* constructService(GType type, guint count, GObjectConstructParam* properties) {
   auto* parent = static_cast<GObjectClass*>(g_type_class_peek(g_type_parent(type)));
   GObject* service = parent->constructor(type, count, properties);
-  // Overwrites what the library's constructor has just set, while that is still possible.
+  // Overwrites the construct-only properties that the library's constructor has just set. They can be set only until
+  // this function returns.
   g_object_set(service, "g-bus-type", G_BUS_TYPE_NONE, "g-flags", G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, nullptr);
   return service;
 }

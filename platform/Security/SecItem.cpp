@@ -53,7 +53,7 @@ const boost::json::string* textOf(const PropertyValue& value) {
 bool readText(std::string_view key, const boost::json::string& text, ItemRequest& request) {
   if (key == kSecClass) return request.hasClass = text == kSecClassGenericPassword;
   if (key == kSecMatchLimit) return request.hasLimit = text == kSecMatchLimitOne;
-  // The stores use C strings.
+  // The stores use C strings, which cannot contain a NUL.
   if (!isAttribute(key) || !isValidUTF8(text) || text.find('\0') != text.npos) return false;
   request.attributes[std::string(key)] = std::string(text);
   return true;

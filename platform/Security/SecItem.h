@@ -41,7 +41,7 @@ inline constexpr std::string_view kSecReturnData = "r_Data";
 
 /// Attributes are strings, the data is bytes, the kSecReturn... keys have booleans.
 using SecDictionary = std::map<std::string, PropertyValue, std::less<>>;
-/// Nothing, the attributes (including the data if both were requested), or only the data.
+/// What a query found: nothing, the attributes (including the data if both were requested), or only the data.
 using SecItemResult = std::variant<std::monostate, SecDictionary, Data>;
 
 /// Generic-password items of this application. An item is identified by its generic attribute, access group, account

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kServiceName = "org.freedesktop.secrets";
 constexpr const char* kSchemaKey = "xdg:schema";
 constexpr const char* kSchemaName = "oqsdk.GenericPassword";
-// All programs of the user share the collection.
+// All programs of the user share the collection, so each item names its application.
 constexpr const char* kApplicationKey = "application";
 constexpr int kCallMilliseconds = 2000;
 
@@ -107,7 +107,8 @@ bool SecretSession::connect() {
   return static_cast<bool>(_connection);
 }
 
-/// A service that must be started first has no unlocked collection, and some show a window when they start.
+/// Whether the service already runs. It is never started: a service that has just started has no unlocked collection,
+/// and some services show a window when they start.
 bool SecretSession::serviceRuns() const {
   VariantRef answer(g_dbus_connection_call_sync(_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                                 "org.freedesktop.DBus", "NameHasOwner",

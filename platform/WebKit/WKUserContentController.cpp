@@ -21,7 +21,8 @@ std::shared_ptr<WKScriptMessageHandler> WKUserContentController::handlerForName(
 
 void WKUserContentController::setKeepsHandlers(bool keeps) {
   _keepsHandlers = keeps;
-  // Released after the loop: this may be the last owner of a handler, and the handler the last owner of this.
+  // Handlers are released after the loop. This object may be the last owner of a handler that is itself the last owner
+  // of this object.
   std::vector<std::shared_ptr<WKScriptMessageHandler>> released;
   for (auto& [name, handler] : _handlers) {
     released.push_back(std::move(handler.kept));

@@ -20,7 +20,7 @@ Error refusal(URLErrorCode code, const char* description) {
   return {URLErrorDomain, code, description};
 }
 
-/// JSON that is nested too deeply stays a string.
+/// Parses JSON. JSON that is nested too deeply is returned as a string.
 JSONValue valueOf(const std::string& json) {
   if (auto value = valueWithJSONData(Data(json.begin(), json.end()))) return *std::move(value);
   return JSONValue(json);
@@ -136,7 +136,7 @@ void WKWebView::didMoveToWindow() {
   if (const auto& content = _configuration->userContentController()) content->setKeepsHandlers(window() != nullptr);
 }
 
-// A page's callbacks may destroy this view, so each of these functions holds it.
+// A page's callbacks may destroy this view, so each function below keeps the view alive until it returns.
 
 void WKWebView::pageStarted() {
   const auto keepsView = self();

@@ -16,8 +16,8 @@
 
 namespace oq {
 
-/// Why an address must not be loaded; nullopt if it may: HTTPS, and the empty "about" pages. Local resources are never
-/// allowed.
+/// Why an address must not be loaded; nullopt if it may be loaded. Only HTTPS addresses and the empty "about" pages may
+/// be loaded, never local resources.
 std::optional<Error> objectionToLoading(const std::optional<URL>& url);
 
 /// A view that shows web pages with the engine of the installed host. The engine creates a page at the first load. If

@@ -9,8 +9,8 @@
 
 #include "Foundation/Values/Error.h"
 
-/// What web views need from a host. Only strings and interfaces, so that an engine can be a module that is not linked
-/// with the library. Main thread only.
+/// What web views need from a host. It consists only of plain data and interfaces, so that an engine can be a module
+/// that is not linked with the library. Main thread only.
 namespace oq {
 
 class UIView;
@@ -21,9 +21,9 @@ struct WebScript {
   bool mainFrameOnly = true;
 };
 
-/// What a page is opened with.
+/// The settings with which a page is opened.
 struct WebPageSettings {
-  /// Names below `window.webkit.messageHandlers`.
+  /// The names of the handlers that scripts find in `window.webkit.messageHandlers`.
   std::vector<std::string> messageHandlers;
   std::vector<WebScript> scripts;
   bool allowsBackForwardGestures = false;
@@ -43,8 +43,8 @@ struct WebPanel {
   Kind kind = Kind::Alert;
   std::string message;
   std::string defaultText;
-  /// Call it to end the dialog. `confirmed`: whether the user accepted it; `text`: what the user entered in a prompt.
-  /// Until then the script waits, at most until the page closes. After that a call has no effect.
+  /// Ends the dialog. `confirmed` is whether the user accepted it; `text` is what the user entered in a prompt. The
+  /// script waits until this is called or the page closes. After the page has closed, a call has no effect.
   std::function<void(bool confirmed, const std::optional<std::string>& text)> answer;
 };
 

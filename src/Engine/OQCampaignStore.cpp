@@ -18,7 +18,7 @@ namespace {
 
 constexpr double kSecondsUntilNextTry = 1;
 
-/// What the file of an earlier run holds.
+/// Reads the objects that an earlier run stored in the file; empty if there are none.
 template <class T>
 std::vector<std::shared_ptr<T>> restored(const char* fileName) {
   auto objects = OQDataArchiver::getDataForPath<T>(documentsDirectory() / fileName);
@@ -33,7 +33,7 @@ void beginRun(const OQRecordTree& tree) {
   for (const auto& node : tree.copyOfNodes()) node->beginRun();
 }
 
-/// Large, and so prepared before a window needs it.
+/// The web engine is large, so it is prepared before a window needs it.
 void prepareWebEngineFor(const OQCampaignList& list) {
   if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
 }
@@ -55,7 +55,7 @@ void OQCampaignStore::restore() {
   if (_isRestored.load(std::memory_order_acquire)) return;
   std::unique_lock lock(_restoreMutex);
   if (_isRestored.load(std::memory_order_relaxed)) return;
-  // All of it or, out of memory, nothing: the next call tries again.
+  // Reads everything before it changes anything: if memory runs out, the next call tries again.
   auto inApp = makeList(Kind::InApp, restored<OQWindowData>(OQInAppWindowDataFileName));
   auto subscribe = makeList(Kind::Subscribe, restored<OQWindowData>(OQSubscribeWindowDataFileName));
   auto tree = OQRecordTree::treeWithNodes(std::make_shared<OQRecordTree::Nodes>(_records.read()));
@@ -66,7 +66,7 @@ void OQCampaignStore::restore() {
   _isActivatedCleared = true;
   _isRestored.store(true, std::memory_order_release);
   lock.unlock();
-  // Calls the host.
+  // Not under the lock, because this calls the host.
   prepareWebEngineFor(*inApp);
 }
 
@@ -102,7 +102,8 @@ OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
   {
     const auto access = shareRecords();
     locked([&] {
-      // The records first: a reader that sees the new list without the lock finds them merged.
+      // The records are merged first: a reader may see the new list without the lock, and must then find the merged
+      // records.
       _recordTree->updateWithTree(fresh);
       exchange();
     });
@@ -127,12 +128,13 @@ OQCampaignStore::Turn OQCampaignStore::listOrWait(Kind kind, const std::shared_p
   auto current = list(kind);
   if (!current->empty()) return {current};
   return locked([&]() -> Turn {
-    // Read again under the lock under which a list is installed, so that an event that waits is sure to be replayed.
+    // The list is read again under the lock with which lists are installed. So every event that is stored here is
+    // replayed when a list arrives.
     current = of(kind).list.load();
     if (!current->empty()) return {current};
     Events& waiting = of(kind).waiting;
     if (std::ranges::find(waiting, event) != waiting.end()) return {nullptr};
-    // The oldest are kept, not the newest; this is intentional.
+    // Intentional: if the array is full, the oldest events are kept and the new one is dropped.
     if (static_cast<std::int64_t>(waiting.size()) >= maxWaitingEvents()) return {nullptr, true};
     waiting.push_back(event);
     return {nullptr};

@@ -25,16 +25,16 @@ namespace oq {
 ///
 /// Locks, in the order in which they are taken:
 ///   1. _restoreMutex, while the files of earlier runs are read. It is released before any of the others is taken.
-///   2. access to the records (OQRecordStore::Access), exclusive among the processes of the application. What is
-///      written is read inside it, so that a later write never contains older counts.
-///   3. _fileMutex, while the file of a list is written. What is written is read inside it.
-///   4. _mutex: in one step, a display is allowed and counted; a list is installed with its records and the events that
-///      waited for it are taken; an event is matched or waits.
+///   2. access to the records (OQRecordStore::Access), exclusive among the processes of the application. The
+///      records to write are read while it is held, so that a later write never contains older counts.
+///   3. _fileMutex, while the file of a list is written. The list to write is read while it is held.
+///   4. _mutex, for each of these steps: a display is allowed and counted; a list is installed with its records and the
+///      events that waited for it are taken; an event is matched or waits.
 ///   5. the locks inside the lists, the tree and its records.
-/// While one of them is held, the host is not called and nothing is written to the log.
+/// While one of these locks is held, the host is not called and nothing is written to the log.
 ///
-/// Ownership: a shared_ptr must own it; a write that waits for busy records keeps a weak_ptr. Failure: a missing or
-/// damaged file counts as empty. If a file cannot be written, this is logged and the state in memory is kept.
+/// Ownership: a shared_ptr must own the store; a write that waits for busy records keeps a weak_ptr. Failure: a missing
+/// or damaged file counts as empty. If a file cannot be written, this is logged and the state in memory is kept.
 class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
  public:
   using Windows = OQCampaignList::Windows;
@@ -42,7 +42,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   using Record = std::shared_ptr<OQRecordTreeNode>;
   enum class Kind { InApp, Subscribe };
 
-  /// Reads the files, or waits for the thread that does.
+  /// Reads the files, or waits for the thread that is reading them.
   void restore();
 
   std::shared_ptr<const OQCampaignList> list(Kind kind);
@@ -69,15 +69,15 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   std::shared_ptr<OQRecordTree> recordTree();
   /// nullptr means an empty tree.
   void setRecordTree(std::shared_ptr<OQRecordTree> tree);
-  /// The window's record, or nullptr. Several of its fields are read and changed in one step by locked().
+  /// The window's record, or nullptr. Use locked() to read and change several of its fields in one step.
   Record recordOf(const OQWindowData& window);
-  /// Runs the work under _mutex. It must take no lock of an outer level, and log nothing.
+  /// Runs the work under _mutex. The work must not take a lock that comes earlier in the order above, and must not log.
   template <class Work>
   auto locked(const Work& work) const {
     std::lock_guard lock(_mutex);
     return work();
   }
-  /// Counts one display. Under locked().
+  /// Counts one display. Call it only inside locked().
   static void count(OQRecordTreeNode& record);
 
   /// Counts one display and writes the records.
@@ -90,7 +90,8 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   /// Writes the records as they are in memory, whatever other processes of the application wrote.
   void syncRecords();
 
-  /// Access to the records, after the changes of other processes were adopted. False while the records are busy.
+  /// Takes access to the records and adopts the changes of other processes. The result is false if the records are
+  /// busy.
   OQRecordStore::Access shareRecords();
   void writeRecords(OQRecordStore::Access access);
 
@@ -114,7 +115,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   OQRecordStore _records;
   std::atomic<bool> _isWriteDue{false};
 
-  /// In a cache line of its own: each decision locks it, on any core, while others read the lists.
+  /// In a separate cache line, because each decision locks it, on any core, while other cores read the lists.
   alignas(64) mutable std::mutex _mutex;
   std::shared_ptr<OQRecordTree> _recordTree;
 };

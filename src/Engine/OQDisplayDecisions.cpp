@@ -27,7 +27,8 @@ std::optional<OQDecision> refusalOf(const OQRecordTreeNode& record) {
   return wasClosedBefore ? OQDecision::ClosedByUser : OQDecision::AlreadyShown;
 }
 
-/// To the second, both ends included. Each comparison writes to the platform's log.
+/// Checks the window's time range, to the second; the start and the end belong to the range. Each comparison writes to
+/// the platform's log.
 std::optional<OQDecision> refusalByTime(const OQWindowData& window) {
   const auto compared = [now = currentDate()](const JSONValue& time) {
     return OQUtils::compareOneDay(now, OQUtils::dateFromString(time));
@@ -69,7 +70,7 @@ const char* textOf(OQDecision decision) {
   return "";
 }
 
-/// The longest part that fits and ends with a whole character.
+/// The longest beginning of the text that has at most `most` bytes and ends with a whole character.
 std::string_view beginningOf(std::string_view text, std::size_t most) {
   if (text.size() <= most) return text;
   const auto isContinuation = [&](std::size_t at) { return (text[at] & 0xc0) == 0x80; };
@@ -116,7 +117,7 @@ OQDecision OQDisplayDecisions::decide(const OQWindowData& window) {
   if (!record) return OQDecision::NoRecord;
   if (_store->locked([&] { return isUsedUp(*record); })) return OQDecision::CountUsedUp;
   if (const auto refusal = refusalByTime(window)) return *refusal;
-  // A refusal does not depend on other processes.
+  // This refusal does not depend on other processes, so access to the shared records is not needed.
   if (const auto refusal = _store->locked([&] { return refusalOf(*record); })) return *refusal;
   return countIfStillAllowed(*record);
 }
@@ -138,7 +139,7 @@ void OQDecisionLog::record(OQDecision decision, const OQWindowEvent* event,
                            std::shared_ptr<const OQWindowData> window) {
   const auto* text = event ? event->xwhat().if_string() : nullptr;
   const Date now = currentDate();
-  // The window of the overwritten entry is released with the parameter, outside the lock.
+  // The window of the overwritten entry is swapped into the parameter, which is destroyed after the lock is released.
   std::lock_guard lock(_mutex);
   if (_ring.empty()) return;
   Entry& entry = _ring[_recorded++ % _ring.size()];

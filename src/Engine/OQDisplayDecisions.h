@@ -41,11 +41,11 @@ class OQDecisionLog {
 
   explicit OQDecisionLog(std::size_t capacity = defaultCapacity) : _ring(capacity) {}
 
-  /// The entry keeps the window alive, and a copy of the event's name.
+  /// The entry keeps the window alive and contains a copy of the event's name.
   void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
   /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
   JSONValue entries() const;
-  /// Removes all entries.
+  /// Sets how many entries are kept, and removes all entries.
   void setCapacity(std::size_t capacity);
 
  private:
@@ -68,8 +68,8 @@ class OQDecisionLog {
 /// Decides which window an event shows, counts the display, and records each decision in its log.
 ///
 /// Thread-safe. Among all processes of the application, the decision and the counting are one step; see the locks of
-/// OQCampaignStore. The rule is checked before that step without a lock, and again in it. Failure: while another
-/// process keeps the records busy, the window is not shown.
+/// OQCampaignStore. The rules are checked twice: first without access to the shared records, then again in that step.
+/// Failure: while another process keeps the records busy, the window is not shown.
 class OQDisplayDecisions {
  public:
   explicit OQDisplayDecisions(std::shared_ptr<OQCampaignStore> store) : _store(std::move(store)) {}

@@ -128,7 +128,7 @@ void OQSDKManager::testMultipleThread() {
 
 Value OQSDKManager::diagnostics() const {
   JSONArray windows, subscriptions;
-  // Kept alive during the loop: another list may replace it.
+  // These pointers keep the lists alive during the loops: another thread may replace the lists meanwhile.
   const auto inApp = inAppDataArray(), subscribed = subscribeDataArray();
   const auto records = recordTree();
   for (const auto& window : *inApp) {

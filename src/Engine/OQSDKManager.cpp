@@ -69,14 +69,13 @@ std::shared_ptr<OQSDKManager> OQSDKManager::_makeShared() {
   OQPageCollection::sharedInstance().setObserver(
       {[] { return sharedManager().autoCollectPage(); },
        [](const std::string& name) { sharedManager().autoPageCollected(name); }});
-  // The starting thread does not wait. A caller that needs a campaign earlier waits for the reading.
+  // The starting thread does not wait for the files. A caller that needs a campaign earlier waits until they are read.
   guarded([&] { DispatchQueue::background().async([store = engine->_store] { guarded([&] { store->restore(); }); }); });
   return engine;
 }
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
-  // A flag and not a once-only guard: the hooks wait for the main thread, which may be starting the library
-  // itself.
+  // A flag, not std::call_once: installing the hooks waits for the main thread, which may be in this function, too.
   static std::atomic<bool> hooksInstalled{false};
   if (!hooksInstalled.exchange(true)) {
     exchangeMethod();
@@ -122,7 +121,7 @@ void OQSDKManager::getListData() {
   _dailyFetches.run([self = shared_from_this()] {
     if (wasFetchedToday()) return;
     self->getInAppList();
-    // When the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+    // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
     noteFetchedToday();
   });
 }
@@ -139,7 +138,7 @@ void OQSDKManager::getSubscribeList() {
 
 void OQSDKManager::_installInAppList(const JSONArray& records) {
   auto windows = windowsFrom(records);
-  // Only so that the picture is in the cache before the window is shown.
+  // The pictures are loaded only to have them in the cache before a window is shown.
   for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
   for (const auto& event : _store->install(Kind::InApp, std::move(windows))) triggerEventMatchInApp(event);
 }
@@ -172,7 +171,7 @@ void OQSDKManager::onEventDataReceived(const JSONValue& info) {
   if (!info.is_object()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
-  // Checked without effect: page views are matched like any other event. This is intentional.
+  // This check has no effect: page views are matched like any other event. This is intentional.
   [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == JSONValue("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();

@@ -40,23 +40,23 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
  public:
   using Windows = OQCampaignStore::Windows;
   using Events = OQCampaignStore::Events;
-  /// What happened to a window on screen: 1 shown, 2 picture, 3 closed, 4 left, 5 right, 6 middle button; and
-  /// the link.
+  /// Reports what happened to a window on screen, and the link. The codes are 1 shown, 2 picture, 3 closed, 4 left, 5
+  /// right and 6 middle button.
   using WindowAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
   /// The engine of the process, created at the first call. It is never destroyed: threads may still report to it
   /// while the process ends.
   static OQSDKManager& sharedManager();
 
-  /// The campaigns and records of earlier runs are read when they are first needed. Not for hosts: a second engine in
-  /// one process is for tests, and must be owned by a shared_ptr.
+  /// The campaigns and records of earlier runs are read when they are first needed. Hosts must not use this
+  /// constructor: only tests create a second engine in one process. A shared_ptr must own it.
   OQSDKManager() = default;
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
   /// Hooks the analytics library, so that its events reach the shared engine. Without that library it does nothing.
   void exchangeMethod();
-  /// Stores it through the shared engine's configuration. Without a configuration it does nothing.
+  /// Stores the environment through the shared engine's configuration. Does nothing without a configuration.
   static void setEnvironment(std::uint64_t environment);
   /// The stored environment, read at each call; 0 if there is none.
   static std::uint64_t getEnvironment();
@@ -96,10 +96,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Main queue only.
   void jumpToWebViewWithURLStr(const JSONValue& url);
 
-  /// Hands the log files (the newest, as many as a mail carries) to OQUtils::sendEmailTo(), with the names that
-  /// they have in the log's folder. Reads them on the calling thread.
+  /// Passes the newest log files, as many as a mail can contain, to OQUtils::sendEmailTo(), with their file names.
+  /// Reads the files on the calling thread.
   void sendLogToEmail(const std::optional<std::string>& recipient, std::shared_ptr<UIViewController> controller);
-  /// The same, on the current screen.
+  /// The same, presented from the current screen.
   void sendLogToEmail(const std::string& recipient) override;
   void changeEnvironment() override;
   void testMultipleThread() override;

@@ -76,7 +76,7 @@ struct Message {
   const OQSwizzleSlot* slot;
   const Object* receiver;
   IMP implementation;  ///< the one that the hook called
-  int passes;          ///< its running calls of the trampoline
+  int passes;          ///< how many calls of the trampoline are running for this message
   Message* outer;
 };
 thread_local Message* innermost = nullptr;
@@ -123,7 +123,7 @@ void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& s
   innermost = &entered.message;
   const OQSwizzle* swizzle = slot.current();
   if (implementation == slot.trampoline() && swizzle && swizzle->canCallOriginal(self)) {
-    // The usual case. Like the other branch, but without searching for the message.
+    // The usual case. The result is the same as in the other branch, but no search for the message is needed.
     passOn<TypedSelector>(*swizzle, entered.message, self, selector, arguments...);
   } else {
     TypedSelector::typed(implementation)(self, selector, arguments...);
@@ -137,8 +137,9 @@ bool isPassedOnLate(const OQSwizzleSlot& slot, const Object& receiver, SEL selec
   return method && detail::messageEntry(*method) && method_getImplementation(method) != slot.trampoline();
 }
 
-/// The first half of the trampoline. Returns whether the blocks must run next: not for a message that entered through
-/// the hook, which runs them itself.
+/// The first half of the trampoline. Returns whether the caller must run the blocks next. If the message entered
+/// through the hook, the result is false, because the hook runs the blocks itself. It is also false for a message that
+/// is passed on late.
 template <class TypedSelector, class... Arguments>
 bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
                   const Arguments&... arguments) {
@@ -162,8 +163,8 @@ void forEachBlock(const OQSwizzleSlot& slot, const Call& call) {
   for (const auto& [name, block] : *blocks) call(std::get<HookBlock>(block));
 }
 
-// For each selector: its blocks, the trampoline, and the message entry. A slot is the same for every class, so the
-// search from the receiver's class upwards is a single check.
+// The functions for each selector: one runs its blocks, one is the trampoline, and one is the message entry. All
+// classes share the slot of a selector, so a single check replaces a search from the receiver's class upwards.
 
 void runUploadBlocks(Object& self, SEL selector, const Value& info, const std::string& event,
                      const UploadHandler& handler) {
@@ -190,8 +191,8 @@ void runScreenBlocks(const OQSwizzleSlot& slot, Object& self, SEL selector, bool
   forEachBlock<OQAppearanceHookBlock>(slot, [&](const auto& block) { block(self, selector, Value(animated)); });
 }
 
-/// Intentionally different from the other two: a screen's original is called without a check. If there is none, the
-/// call fails as for any selector that a class lacks, and no block runs.
+/// Intentionally different from the other two trampolines: if there is no original for this screen, the call throws,
+/// like a call of any method that a class lacks, and no block runs.
 void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;
@@ -280,7 +281,7 @@ OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle() {
   return slot;
 }
 
-/// In the order in which a selector is searched.
+/// All slots, in the order in which a selector is looked up.
 std::array<OQSwizzleSlot*, 4> allSlots() {
   return {&saveUploadInfoSwizzle(), &UIViewControllerViewDidAppearSwizzle(),
           &UIViewControllerViewWillDisappearSwizzle(), &MailComposeControllerDidFinishWithResultSwizzle()};

@@ -23,7 +23,7 @@
 namespace oq {
 
 /// A block that runs after a hooked method, one type per kind of method. It gets the receiver, the selector and the
-/// method's arguments, with numbers and booleans as objects.
+/// method's arguments, with numbers and booleans as Values.
 using OQUploadHookBlock = std::function<void(Object& receiver, SEL selector, const Value& info,
                                              const std::string& event, const UploadHandler& handler)>;
 using OQAppearanceHookBlock = std::function<void(Object& receiver, SEL selector, const Value& animated)>;
@@ -53,7 +53,7 @@ class OQSwizzle : public Object {
   void setOriginalMethod(IMP original) { _originalMethod.store(original, std::memory_order_release); }
   IMP firstMethod() const { return _firstMethod; }
   const Class* originalClass() const { return _originalClass; }
-  /// Whether there is an original that accepts this receiver.
+  /// Whether there is an original method that may be called for this receiver.
   bool canCallOriginal(const Object& receiver) const;
   /// Always 0; nothing sets it.
   std::uint32_t numArgs() const { return _numArgs; }
@@ -95,7 +95,7 @@ class OQSwizzleSlot {
   /// The function that messages to a hooked method call (see Runtime/Hook.h).
   IMP entry() const { return _entry; }
   const char* typeEncoding() const { return _typeEncoding; }
-  /// Whether the block has the selector's kind.
+  /// Whether the block has the type that the selector requires.
   bool accepts(const OQSwizzleBlock& block) const { return block.index() == _blockKind; }
 
   /// nullptr before the selector is hooked.

@@ -58,7 +58,7 @@ void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
     hook.replaced = record->setBlock(hook.name, std::move(hook.block));
     return;
   }
-  // The record first: another thread that finds the trampoline must find the original, too.
+  // The record is stored first: another thread that finds the trampoline must find the original, too.
   auto record =
       makeRecord(hook, method_getImplementation(hook.method), hook.cls, detail::firstImplementation(hook.method));
   slot.exchange(record);
@@ -104,7 +104,8 @@ void OQSwizzler::swizzleSelector(SEL selector, Class* cls, OQSwizzleBlock block,
   if (!method) {
     OQLogger::error(stringWithFormat("SwizzleException:Cannot find method for %@ on %@", sel_getName(selector),
                                      class_getName(cls)));
-    // Intentional: continues without a method; the class then gets one that only runs the blocks.
+    // Intentional: continues without a method. The class then gets one that only runs the blocks or, for a screen,
+    // throws.
   }
   OQSwizzleSlot* slot = getSwizzleByName(sel_getName(selector));
   if (!slot || !slot->accepts(block) || !hasSignatureOf(*slot, method)) return;

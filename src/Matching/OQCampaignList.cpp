@@ -93,8 +93,8 @@ OQCampaignList::First OQCampaignList::firstPosition(const OQWindowEvent& event, 
       });
     }
   };
-  // Waiting windows first: if another thread removes a pre-condition meanwhile, the window is still found among the
-  // others.
+  // Windows with a pending pre-condition are searched first: if another thread removes the pre-condition meanwhile, the
+  // second search still finds the window.
   if (_hasPreConditions) {
     look(_awaited, [&](std::size_t position) {
       satisfiesPreConditions = true;

@@ -23,7 +23,7 @@ struct OQCampaignMatch {
 
   /// The chosen window, or `nowhere`.
   std::size_t position = nowhere;
-  /// The first ones found; not complete.
+  /// The first windows found that were not chosen. The array is not complete.
   std::array<PassedOver, 4> passedOver;
   std::size_t passedOverCount = 0;
 };
@@ -36,7 +36,7 @@ struct OQCampaignMatch {
 class OQCampaignList {
  public:
   using Windows = std::vector<std::shared_ptr<OQWindowData>>;
-  /// The pre-conditions of subscriptions are ignored.
+  /// Whether pre-conditions are used. Those of subscriptions are ignored.
   enum class PreConditions { Heeded, Ignored };
 
   OQCampaignList() = default;
@@ -64,7 +64,7 @@ class OQCampaignList {
 
   struct First {
     std::size_t position;
-    bool satisfiesPreConditions;  ///< of a waiting window up to that position
+    bool satisfiesPreConditions;  ///< a waiting window up to `position` has a pre-condition that the event satisfies
   };
   struct Search {
     const OQBitmapIndex& set;
@@ -88,7 +88,7 @@ class OQCampaignList {
   // Sets of slots in the index. The first one grows, the others shrink.
   mutable OQBitmapIndex _inForce;  ///< conditions of windows without a pending pre-condition
   mutable OQBitmapIndex _waiting;  ///< conditions of windows with a pending pre-condition
-  mutable OQBitmapIndex _awaited;  ///< those pre-conditions
+  mutable OQBitmapIndex _awaited;  ///< the pending pre-conditions
 };
 
 }  // namespace oq

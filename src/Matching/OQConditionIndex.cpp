@@ -40,7 +40,7 @@ std::uint64_t hashOf(std::uint64_t name, std::string_view key, std::string_view 
   return hashOf(value, hashOf(key, name));
 }
 
-/// The hash for conditions of this size that have the property and others.
+/// The hash for conditions that have this property, and `size` properties in total.
 std::uint64_t withOthers(std::uint64_t property, std::size_t size) {
   return mixed(property, size + 2);
 }
@@ -58,7 +58,7 @@ std::size_t tableSizeFor(std::size_t count) {
   return std::bit_ceil(count * 2 + 1);
 }
 
-/// The cell with the hash, or the free one in which to store it.
+/// The cell with the hash, or else the free cell in which the hash must be stored.
 template <class Cells>
 auto& cellOf(Cells& cells, std::uint64_t hash) {
   std::size_t at = hash & (cells.size() - 1);
@@ -164,7 +164,7 @@ class OQConditionIndex::Builder {
       }
       _places.push_back({condition.name, place, Kind::Name});
       if (condition.size == 0) _places.push_back({condition.name, place, Kind::NameWithoutProperties});
-      // A condition with a value that is not a string is satisfied by no event with as many properties.
+      // If a condition has a value that is not a string, no event with at least as many properties satisfies it.
       if (condition.size > 0 && condition.hasOnlyTexts) {
         const std::uint64_t rarest = rarestProperty(condition);
         name.properties |= bitOf(rarest);
@@ -270,7 +270,7 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
   }
   if (name->withoutProperties.size() > 0) ranges.push_back(name->withoutProperties);
   if (name->sizes == 1) return ranges;
-  // All hashes first: candidates can then be rejected by their bits, and memory accesses can overlap.
+  // All hashes are computed first: candidates can then be rejected by their bits, and memory accesses can overlap.
   boost::container::small_vector<std::uint64_t, 24> hashes;
   Properties properties = 0;
   for (const auto& [key, value] : *context) {

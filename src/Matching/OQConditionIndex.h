@@ -39,8 +39,8 @@ class OQBitmapIndex {
     const std::uint64_t inWord = bitsFrom(_words[from / 64], from % 64);
     if (inWord) return atMost(end, from / 64 * 64 + lowest(inWord));
     for (std::size_t word = from / 64 + 1; word * 64 < end; word = (word / 64 + 1) * 64) {
-      // Other threads may change words after the block was read: a word filled since is missed, one emptied since is
-      // skipped.
+      // Other threads may change words after the block was read: a word that was filled since then is missed, and a
+      // word that was emptied is skipped.
       for (std::uint64_t block = bitsFrom(_blocks[word / 64], word % 64); block; block &= block - 1) {
         const std::size_t found = word / 64 * 64 + lowest(block);
         if (const std::uint64_t members = _words[found]) return atMost(end, found * 64 + lowest(members));
@@ -80,7 +80,7 @@ class OQConditionIndex {
   /// A range of slots in the index. Each slot has the number of a condition; the numbers are ascending.
   struct Range {
     enum class Rule : std::uint8_t {
-      Satisfied,  ///< all of them, because the name is enough
+      Satisfied,  ///< the event satisfies all conditions of the range: the name is enough
       AskLess,    ///< the event must have all properties of the condition
       AskMore,    ///< the condition must have all properties of the event
     };
@@ -90,11 +90,11 @@ class OQConditionIndex {
     Properties properties = 0;  ///< of the event
     std::size_t size() const { return end - begin; }
   };
-  /// On the stack, unless an event has very many properties that conditions use.
+  /// Stored on the stack, unless an event has very many properties that conditions use.
   using Ranges = boost::container::small_vector<Range, 24>;
 
   OQConditionIndex() = default;
-  /// nullptr, and conditions that no event can satisfy, are never found.
+  /// Conditions that are nullptr or that no event can satisfy are never found.
   explicit OQConditionIndex(Conditions conditions);
 
   const Conditions& conditions() const { return _all; }
@@ -112,7 +112,7 @@ class OQConditionIndex {
     if (asksLess ? place.properties & ~range.properties : range.properties & ~place.properties) return false;
     return event.matches(*_all[place.condition]);
   }
-  /// The part of the range from this condition (or the next higher one) on.
+  /// The part of the range that starts with this condition, or with the next higher one in the range.
   Range from(const Range& range, std::size_t condition) const;
   std::size_t slotCount() const { return _places.size(); }
   /// All slots of one condition.
@@ -153,8 +153,8 @@ class OQConditionIndex {
   Conditions _all;
   std::vector<Name> _names;
   std::vector<NameCell> _nameCells;
-  /// Slots by property, and by property and number of properties. Separate, because the first are used far more often
-  /// and so stay in the processor's cache.
+  /// _buckets finds slots by property, _bucketsOfLarger by property and number of properties. They are separate because
+  /// _buckets is used far more often and so stays in the processor's cache.
   Buckets _buckets;
   Buckets _bucketsOfLarger;
   std::vector<Place> _places;

@@ -13,7 +13,8 @@ namespace {
 
 std::atomic<std::uint64_t> renumberingCount{0};
 
-/// By how much the number is greater, or 0. Exact for all pairs, because a file may contain any numbers.
+/// By how much `number` is greater than `other`; 0 if it is not greater. Exact for all pairs, because a file may
+/// contain any numbers.
 std::uint64_t excess(std::int64_t number, std::int64_t other) {
   return number > other ? static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(other) : 0;
 }
@@ -34,8 +35,8 @@ std::shared_ptr<OQRecordTreeNode> OQRecordTreeNode::recordFor(const OQWindowData
   return node;
 }
 
-// Each side writes its own flag before it reads the other's: either the index sees the new id, or setNodeId() sees the
-// index.
+// setNodeId() and nodeIdForIndex() may run at the same time. Each of them writes its own member before it reads the
+// member that the other one writes. So either the index sees the new id, or setNodeId() sees that the node is indexed.
 
 void OQRecordTreeNode::setNodeId(std::int64_t nodeId) {
   _nodeId = nodeId;

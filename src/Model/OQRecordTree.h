@@ -30,7 +30,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   static constexpr const char* ArchivedClassName = "OQRecordTreeNode";
   static bool supportsSecureCoding() { return true; }
 
-  /// The first record of a window: it was never shown.
+  /// Creates the first record of a window, which was never shown before.
   static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
   /// The window's trigger has fired: it waits to be shown, or was shown in this run.
@@ -38,7 +38,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   void setActivated(bool activated) { _activated = activated; }
   bool isUserClosed() const { return _userClosed; }
   void setUserClosed(bool closed) { _userClosed = closed; }
-  /// A window that the user has not closed may be shown again.
+  /// Begins a new run of the application: the window may be shown again unless the user has closed it.
   void beginRun() {
     if (!isUserClosed()) setActivated(false);
   }
@@ -51,7 +51,7 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   /// How often the window may be shown. Lowering it does not change the used count; this is intentional.
   std::int64_t count() const { return _count; }
   void setCount(std::int64_t count);
-  /// How often it was shown. At most count() at the time of the call is stored.
+  /// How often the window was shown. setUsedCount() stores at most the value of count() at that moment.
   std::int64_t usedCount() const { return _usedCount; }
   void setUsedCount(std::int64_t usedCount);
   /// The time range as the server sent it; null if there is none.
@@ -63,13 +63,13 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   // Several processes of one application store their records in one file.
 
   /// Takes over what another process stored for the window. The count and times are replaced, unless they have unstored
-  /// local changes. The used count becomes the stored one plus the displays counted here and not stored yet. If the
-  /// user closed the window, that is taken over, and only then its activation as well.
+  /// local changes. The used count becomes the stored one plus the displays counted here and not stored yet. If
+  /// `stored` is closed by the user, this is taken over, together with its activation; otherwise neither changes.
   void adopt(const OQRecordTreeNode& stored);
-  /// Whether the last encoding of the node differs from what is known of the file.
+  /// Whether the node's last encoded state differs from its state in the file, as far as this process knows the file.
   bool hasNewsForFile() const;
-  /// The last encoding of the node is in the file. What was changed since then is still to be stored. For the thread
-  /// that has access to the file and encoded the node for it.
+  /// Notes that the node's last encoded state is now in the file. Later changes are not stored yet. Call it only on the
+  /// thread that has access to the file and encoded the node for it.
   void noteStored();
 
   /// Nodes are equal if their ids are; nullptr equals nothing.
@@ -91,15 +91,17 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   std::atomic<std::int64_t> _nodeId{0};
   std::atomic<std::int64_t> _count{0};
   std::atomic<std::int64_t> _usedCount{0};
-  /// Guards the times, that the used count is held against one count, and that one state is encoded.
+  /// Guards the times. Also held while the used count is limited by the count, and while the node is encoded, so that
+  /// both use one consistent state.
   mutable std::mutex _mutex;
   JSONValue _startTime;
   JSONValue _endTime;
-  /// What is known of the file: the used count in it, and which version of the terms, that is of the count and times.
+  /// The state in the file as far as this process knows it: the used count, and the version of the terms. The terms are
+  /// the count and the times.
   std::atomic<std::int64_t> _storedUsedCount{0};
   std::atomic<std::uint32_t> _storedTerms{0};
   std::uint32_t _terms = 0;  ///< grows with every change of the terms
-  /// What was encoded last.
+  /// The state that was encoded last.
   mutable std::atomic<std::int64_t> _encodedUsedCount{0};
   mutable std::atomic<std::uint32_t> _encodedTerms{0};
 };
@@ -122,7 +124,7 @@ class OQRecordNodes {
   auto end() const { return _nodes.end(); }
 
   void push_back(Node node) { _nodes.push_back(std::move(node)); }
-  /// For all other changes: `change` gets the vector and must not keep it.
+  /// Makes any other change: `change` gets the vector and must not keep a reference to it.
   template <class Change>
   void change(const Change& change) {
     _firstPosition.clear();

@@ -38,7 +38,7 @@ std::shared_ptr<OQWindowEvent> OQWindowData::preEvent() const {
 }
 
 void OQWindowData::setPreEvent(std::shared_ptr<OQWindowEvent> event) {
-  // The former one is destroyed with the parameter, after the lock.
+  // The former event is destroyed with the parameter, after the lock is released.
   std::lock_guard lock(_preEventMutex);
   _preEvent.swap(event);
 }

@@ -53,7 +53,7 @@ class OQWindowData : public OQWindowDataModel {
   /// The event that must happen before the condition counts; nullptr if there is none. Thread-safe.
   std::shared_ptr<OQWindowEvent> preEvent() const;
   void setPreEvent(std::shared_ptr<OQWindowEvent> event);
-  /// Removes the pre-condition if it is still the expected one. True for the one caller that removed it.
+  /// Removes the pre-condition if it is still the expected one. Returns true only to the caller that removed it.
   bool consumePreEvent(const std::shared_ptr<const OQWindowEvent>& expected);
   /// The picture's address.
   const JSONValue& picture() const { return _picture; }

@@ -24,7 +24,7 @@ class OQWindowDataModel : public Object, public SecureCoding {
   static constexpr const char* ArchivedClassName = "OQWindowDataModel";
   static bool supportsSecureCoding() { return true; }
 
-  /// Takes over the dictionary's values; has no effect in the base.
+  /// Takes over the dictionary's values; has no effect in the base class.
   virtual void setModelWithDic(const JSONValue& dic);
   void encodeWithCoder(KeyedArchiver& coder) const override;
   virtual void initWithCoder(const KeyedUnarchiver& coder);
@@ -37,7 +37,7 @@ class OQWindowDataModel : public Object, public SecureCoding {
 // A model lists its fields once, in one table, with the key of each in the server's JSON and in archives. The function
 // objects below are applied to such a table.
 
-/// Reads fields from a dictionary; missing ones become 0 or nil. Nested models are always created.
+/// Reads fields from a dictionary; missing ones become 0 or null. Nested models are always created.
 struct FieldsFromDictionary {
   const JSONValue& dic;
 

@@ -29,7 +29,8 @@ class OQWindowEvent : public OQWindowDataModel {
   const JSONValue& xcontext() const { return _xcontext; }
   void setXcontext(const JSONValue& xcontext) { _xcontext = xcontext; }
 
-  /// Any value except a dictionary only makes the event unavailable. An empty dictionary is available.
+  /// A value that is not a dictionary makes the event unavailable and changes nothing else. An empty dictionary is
+  /// available.
   void setModelWithDic(const JSONValue& dic) override;
 
   /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the two contexts

@@ -27,7 +27,7 @@ Class* OQWindowItemAttribute::staticClass() {
 
 UIColor colorFromHexString(const JSONValue& text) {
   std::string digits = replacingAll(descriptionOf(text), "#", "0x");
-  // The result of strtoul is the colour: six digits are expected, the top byte of eight is dropped.
+  // Six digits are expected. Of eight digits, the first two are ignored.
   unsigned long rgb = std::strtoul(digits.c_str(), nullptr, 16);
   auto component = [rgb](int shift) { return static_cast<double>((rgb >> shift) & 0xff) / 255.0; };
   return UIColor::colorWithRed(component(16), component(8), component(0), 1.0);
@@ -50,7 +50,7 @@ void OQWindowItemAttribute::encodeWithCoder(KeyedArchiver& coder) const {
   OQWindowDataModel::encodeWithCoder(coder);
   coder.encodeObject(_text, "text");
   coder.encodeObject(_color, "color");
-  // The server's key is "background", the archive's key is not.
+  // The server uses the key "background"; the archive uses another one.
   coder.encodeObject(_backgroundColor, "backgroundColor");
   // Stored as a double but archived in single precision; this is intentional.
   coder.encodeFloat(static_cast<float>(_size), "size");

@@ -10,7 +10,8 @@ class UIView;
 class UIViewController;
 class UIWindow;
 
-/// The screens that are shown now, and so where to present. Main thread only; results are nullptr if there is none.
+/// Finds the screens that are shown now, for example to present another screen from them. Main thread only. Each
+/// function returns nullptr if it finds nothing.
 class OQNavigation {
  public:
   /// The first window of the first scene that is foreground active; before system version 13, the application's key
@@ -18,10 +19,10 @@ class OQNavigation {
   static std::shared_ptr<UIWindow> keyWindow();
   /// The top-most screen: presented screens first, then the top of a navigation stack, then the selected tab.
   static std::shared_ptr<UIViewController> currentViewController();
-  /// The window's root if it is a navigation controller, or else that of the root's selected tab. Presented screens are
-  /// not considered.
+  /// The window's root if it is a navigation controller, or else the navigation controller of the root's selected tab.
+  /// Presented screens are not considered.
   static std::shared_ptr<UINavigationController> currentNavigation();
-  /// The first web view among the direct subviews of the current screen's view; loads that view.
+  /// The first web view among the direct subviews of the current screen's view. Loads the screen's view if necessary.
   static std::shared_ptr<UIView> currentWebview();
 };
 

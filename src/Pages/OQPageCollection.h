@@ -24,15 +24,16 @@ class OQPageCollection : public Object {
   static OQPageCollection& sharedInstance();
   OQPageCollection() = default;
 
-  /// Both are called on the serial queue, isCollecting() also by canCollectViewController(). Without isCollecting()
-  /// pages are collected; without pageCollected() none is reported.
+  /// Both functions are called on the serial queue. canCollectViewController() also calls isCollecting(). If
+  /// isCollecting is empty, pages are collected; if pageCollected is empty, no page is reported.
   struct Observer {
     std::function<bool()> isCollecting;
     std::function<void(const std::string& name)> pageCollected;
   };
   void setObserver(Observer observer);
 
-  /// Hooks the appearance of all screens; a second call has no effect. On other threads it waits for the main queue.
+  /// Hooks the appearance of all screens; a second call has no effect. A call on another thread waits for the main
+  /// queue.
   static void collectPage();
 
   /// A screen has appeared. If it can be collected, its class name becomes the page's name and is reported. If it

@@ -39,7 +39,7 @@ OQWebController::~OQWebController() {
   _wkWebView->setNavigationDelegate(nullptr);
 }
 
-/// What is popped is the top of the stack each time, and not necessarily the page that was found; intentional.
+/// Intentional: for each page that is found, the top of the stack is popped, which is not necessarily that page.
 void OQWebController::open(const std::string& url) {
   const auto navigation = OQNavigation::currentNavigation();
   if (!navigation) return;

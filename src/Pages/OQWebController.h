@@ -36,8 +36,8 @@ class OQWebController : public UIViewController,
   explicit OQWebController(std::string url) : _urlString(std::move(url)) {}
   ~OQWebController() override;
 
-  /// Pushes a page on the navigation controller of the current screen, if there is one, in place of a page that is
-  /// open.
+  /// Pushes a page on OQNavigation::currentNavigation(), in place of a page that is already open. Has no effect if
+  /// there is no navigation controller.
   static void open(const std::string& url);
 
   const std::optional<std::string>& urlString() const { return _urlString; }

@@ -8,8 +8,8 @@
 
 namespace oq {
 
-/// An image of the web controller from the resource bundle: by asset name, in the density that fits the main screen
-/// best; before system version 13, the file for exactly the screen's scale. nullptr if there is none.
+/// Returns an image of the web controller from the resource bundle, by its asset name, in the density that fits the
+/// main screen best. Before system version 13 it is the file for exactly the screen's scale. nullptr if there is none.
 std::shared_ptr<const UIImage> webControllerImage(const std::string& name);
 
 }  // namespace oq

@@ -44,9 +44,9 @@ class OQNetwork {
                                      SuccessBlock success, FailureBlock failure);
   void getRequestWithRelativeURLStr(const std::string& path, const JSONValue& parameters, SuccessBlock success,
                                     FailureBlock failure);
-  /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. A body that is a string passes the
-  /// test for presence, and the JSON writer then refuses it: throws Exception "NSInvalidArgumentException". Null and
-  /// dictionary bodies never throw. Either block may be empty.
+  /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. Throws Exception
+  /// "NSInvalidArgumentException" if the body is a string: a string passes the test for presence, but the JSON writer
+  /// refuses it. Null and dictionary bodies never throw. Either block may be empty.
   void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
                               const JSONValue& header, const JSONValue& body, SuccessBlock success,
                               FailureBlock failure);

@@ -51,7 +51,8 @@ JSONValue eventBody(const OQSession::Values& session, const OQWindowEvent& event
           {"events", JSONArray{event.toDictionary()}}};
 }
 
-/// The parsed answer of status 200, or nullopt if it is not JSON; with the owner, which is kept alive meanwhile.
+/// Gets the parsed answer of status 200, or nullopt if the answer is not JSON. Also gets the owner, which stays alive
+/// during the call.
 using Handler = std::function<void(std::optional<JSONValue> answer, const std::shared_ptr<const void>& owner)>;
 
 void post(const char* path, const JSONValue& body, OQServerRequests::Owner owner, Handler handler) {

@@ -27,9 +27,9 @@ class OQServerRequests {
  public:
   using Session = OQSession::Values;
   using Owner = std::weak_ptr<const void>;
-  /// An answer with code 0.
+  /// Gets an answer with code 0.
   using Answered = std::function<void(const JSONValue& answer)>;
-  /// The campaigns of an answer with code 0. Never empty.
+  /// Gets the campaigns of an answer with code 0. The array is never empty.
   using Campaigns = std::function<void(const JSONArray& records)>;
 
   static void login(const Session& session, Owner owner, Answered answered);

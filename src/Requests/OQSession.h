@@ -46,8 +46,8 @@ class OQSession {
     std::swap(_values.*field, value);
   }
 
-  /// Takes a value of an event or an answer: a string as it is, null as no value, any other value in its string form.
-  /// The user id and the token are stored for later runs.
+  /// These two functions store values of an event or an answer: a string unchanged, null as no value, and any other
+  /// value converted to a string. The user id and the token are stored for later runs.
   void takeUser(const JSONValue& xwho, const JSONValue& appid);
   void takeToken(const JSONValue& token);
 

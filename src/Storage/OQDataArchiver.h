@@ -51,8 +51,8 @@ class OQDataArchiver {
     return KeyedArchiver::archivedDataWithRootObjects(roots);
   }
 
-  /// The array in the file; nullopt when there is no file, or one that is damaged or holds anything else. `version`,
-  /// where given, becomes the file that was read.
+  /// The array in the file; nullopt if there is no file, or if the file is damaged or contains anything else.
+  /// `version`, if given, is set to the version of the file that was read.
   template <class T>
   static std::optional<Objects<T>> getDataForPath(const std::filesystem::path& path, FileVersion* version = nullptr) {
     std::optional<Data> bytes = contentsOfFile(path, kUsualFileLimit, version);

@@ -31,8 +31,8 @@ struct StoredKeyParts {
   std::optional<std::string> time;
 };
 
-/// The parts before the first separator, and between the first and the second one. An address that contains the
-/// separator is therefore never found again; it expires at the first trim.
+/// Splits a stored key into the address, which ends at the first separator, and the time, which ends at the second one.
+/// An address that contains the separator is therefore never found again, and its entry expires at the first trim.
 std::optional<StoredKeyParts> splitStoredKey(const std::string& storedKey) {
   const std::optional<std::string> text = OQUtils::base64Decode(storedKey);
   if (!text) return std::nullopt;
@@ -166,7 +166,7 @@ void OQImageDiskCache::_trimToAge(double age) {
     return;
   }
   const std::int64_t now = currentTime();
-  // Also true for not-a-number.
+  // The negated condition is also true if the age is not a number.
   if (!(age < static_cast<double>(now))) return;
   const auto limit = static_cast<std::int64_t>(static_cast<double>(now) - age);
   if (limit >= std::numeric_limits<std::int32_t>::max()) return;

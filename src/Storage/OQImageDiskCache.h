@@ -35,7 +35,8 @@ class OQImageDiskCache : public std::enable_shared_from_this<OQImageDiskCache> {
   /// owner.
   static std::shared_ptr<OQImageDiskCache> create();
 
-  /// Without data it removes the entry of this second, and still adds the key to the index.
+  /// Stores the bytes for the key. Without data it removes the entry of this second, but still adds the key to the
+  /// index.
   void setImageData(const std::optional<Data>& data, const std::string& key);
   std::optional<Data> imageDataForKey(const std::string& key) const;
   /// Whether the index has the key; does not read the bytes.

@@ -37,7 +37,7 @@ OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std:
     : _accessGroup(std::move(accessGroup)) {
   set(_genericPasswordQuery, kSecClass, JSONValue(kSecClassGenericPassword));
   set(_genericPasswordQuery, kSecAttrGeneric, JSONValue(identifier));
-  // Like a device, not a simulator: the access group is used.
+  // The access group is used, as on a device and not as in a simulator.
   if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, JSONValue(*_accessGroup));
   set(_genericPasswordQuery, kSecMatchLimit, JSONValue(kSecMatchLimitOne));
   set(_genericPasswordQuery, kSecReturnAttributes, JSONValue(true));
@@ -110,7 +110,7 @@ SecDictionary OQKeychainItemWrapper::secItemFormatToDictionary(const SecDictiona
   SecItemResult found;
   if (SecItemCopyMatching(result, found) != errSecSuccess) {
     platformLog("secItemFormatToDictionary: format error.");
-    // Intentional: kSecReturnData stays in it, so that an item whose data could not be read is not overwritten.
+    // Intentional: kSecReturnData stays in the result, so that an item whose data could not be read is not overwritten.
     return result;
   }
   remove(result, kSecReturnData);

@@ -14,7 +14,7 @@ namespace oq {
 /// One generic-password item of the keychain, identified by its generic attribute and access group. Its data is a plain
 /// object (string, number, array, dictionary, bytes, date). Not thread-safe.
 ///
-/// Failures of the keychain are not reported: the wrapper's own state changes as if they had succeeded.
+/// Failures of the keychain are not reported: the wrapper's own state changes as if the operation had succeeded.
 class OQKeychainItemWrapper : public Object {
   OQ_CLASS(OQKeychainItemWrapper)
 
@@ -29,7 +29,7 @@ class OQKeychainItemWrapper : public Object {
 
   /// Writes the item if the value differs. A null value is ignored.
   void setObject(const PropertyValue& value, std::string_view key);
-  /// A null JSONValue if there is none. Reads the wrapper's state, not the keychain.
+  /// The value for the key; a null JSONValue if there is none. Reads the wrapper's state, not the keychain.
   PropertyValue objectForKey(std::string_view key) const;
 
   /// Deletes the item and resets to empty strings and an empty dictionary.

@@ -25,7 +25,7 @@ OQRecordStore::Access OQRecordStore::access() {
   const auto folder = documentsDirectory();
   std::optional<Clock::time_point> deadline;
   if (!takeTurn(deadline)) return Access();
-  // Ends the turn unless it gets the lock.
+  // If no lock is obtained, the destructor of `access` ends the turn.
   Access access(*this, FileLock(), folder / OQRecordTreeDataFileName);
   const auto lockFile = folder / OQRecordTreeLockFileName;
   auto lock = _lockFile.take(lockFile, Clock::time_point::min());
@@ -49,7 +49,7 @@ std::optional<FileLock> OQRecordStore::wait(const std::filesystem::path& lockFil
   setWaiting(false);
   if (lock) {
     _blocked.reset();
-  } else if (deadline - start >= kPatienceWhenBlocked) {  // A shorter wait proves nothing.
+  } else if (deadline - start >= kPatienceWhenBlocked) {  // A shorter wait does not show that the holder is stuck.
     // A holder that writes is not stuck.
     _blocked = before.isStillAt(archive) ? std::optional(std::move(before)) : std::nullopt;
   }
@@ -100,7 +100,8 @@ std::optional<OQRecordStore::Nodes> OQRecordStore::Access::changesOfOthers() {
 
 bool OQRecordStore::Access::write(const Nodes& nodes) {
   const Data archive = OQDataArchiver::archiveOf(nodes);
-  // Found now, while the nodes are in the processor's cache: after the disk was waited for, a walk takes much longer.
+  // Collected now, while the nodes are in the processor's cache. After the wait for the disk, this loop would take much
+  // longer.
   Nodes changed;
   for (const auto& node : nodes) {
     if (node && node->hasNewsForFile()) changed.push_back(node);

@@ -13,7 +13,7 @@
 
 namespace oq {
 
-/// In the same folder as OQRecordTreeDataFileName; empty. Locked by the process that uses the records.
+/// An empty file in the same folder as OQRecordTreeDataFileName. Locked by the process that uses the records.
 inline constexpr const char* OQRecordTreeLockFileName = "OQRecordTreeData.lock";
 
 /// The file of records, shared by all processes of an application. To change records, a process takes access, adopts
@@ -29,7 +29,7 @@ class OQRecordStore {
   /// Exclusive use of the records until it is released or destroyed. Must not outlive its store. Not thread-safe.
   class Access {
    public:
-    /// No access.
+    /// An object without access.
     Access() = default;
     Access(Access&& other) noexcept;
     Access& operator=(Access&&) = delete;
@@ -37,8 +37,8 @@ class OQRecordStore {
 
     /// False if the records are busy.
     explicit operator bool() const { return _store != nullptr; }
-    /// The contents of the file, if it is not what this store last read or wrote; each change is read once. Also
-    /// nullopt if the file is missing or damaged; then the process only has its own records.
+    /// The contents of the file if it has changed since this store last read or wrote it, else nullopt. Each change is
+    /// returned once. Also nullopt if the file is missing or damaged; then the process only has its own records.
     std::optional<Nodes> changesOfOthers();
     /// Writes the nodes, and releases the access as soon as others can read them. Returns whether they are on the disk.
     /// After a failure the nodes still know what must be added to the file.
@@ -57,18 +57,19 @@ class OQRecordStore {
   /// The nodes in the file; empty if it is missing or damaged. Takes no lock. Call it only before the first access.
   Nodes read();
 
-  /// Waits up to 250 ms for another process, or for a thread of this process that waits for one. If that is not enough,
-  /// the result is empty. A thread of this process that has access is waited for as long as it takes. If the archive
-  /// was not replaced during a wait that was too short, another process is probably stopped. The next waits then end
-  /// after 20 ms, until the lock is free or the archive is replaced: a main thread with many events must not wait long
-  /// for each of them. Processes that write slowly are waited for up to 250 ms each time.
+  /// Waits up to 250 ms for another process, or for a thread of this process that itself waits for another process. If
+  /// that is not enough, the result is empty. If a thread of this process has access, the call waits for this thread
+  /// without a limit. If the archive was not replaced during a wait that was too short, another process is probably
+  /// stopped. The next waits then end after 20 ms, until the lock is free or the archive is replaced: a main thread
+  /// with many events must not wait long for each of them. Processes that write slowly are waited for up to 250 ms each
+  /// time.
   Access access();
 
  private:
   using Clock = LockFile::Clock;
 
-  /// False if the thread does not get its turn. Sets the deadline if the thread had to wait for one that waits for
-  /// another process: its own wait for other processes has begun then.
+  /// Returns false if the thread does not get its turn. Sets the deadline if the thread had to wait for a thread that
+  /// waits for another process: this time counts as part of its own wait for other processes.
   bool takeTurn(std::optional<Clock::time_point>& deadline);
   void endTurn();
   std::optional<FileLock> wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,

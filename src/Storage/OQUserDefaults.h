@@ -24,7 +24,7 @@ class OQUserDefaults : public Object {
   static OQUserDefaults& defaultsWithName(const std::string& name);
   /// The library's own suite, "group.oqsdk".
   static OQUserDefaults& groupDefaults();
-  /// The environment stored in it, read at each call; 0 if there is none.
+  /// The environment that is stored in groupDefaults(), read at each call; 0 if there is none.
   static std::uint64_t environment();
   static void setEnvironment(std::uint64_t environment);
   /// Without a name it uses the standard defaults.

@@ -26,7 +26,7 @@ bool isEmpty(const PropertyValue& stored) {
 void OQUtils::saveUUIDWithKeyChain() {
   OQKeychainItemWrapper item = identifierItem();
   if (!isEmpty(item.objectForKey(kSecValueData))) return;
-  // A missing identifier is nil, which setObject() ignores.
+  // A missing identifier becomes a null value, which setObject() ignores.
   std::string identifier = getUUID();
   item.setObject(identifier.empty() ? JSONValue() : JSONValue(identifier), kSecValueData);
 }

@@ -20,7 +20,7 @@ constexpr double kAtTheTop = 0.7;                   // of the height; intentiona
 constexpr std::int64_t kNearerSide = 0, kLeft = 1, kRight = 2;
 constexpr std::int64_t kFannedToTheLeft = 0, kFannedToTheRight = 1;
 
-/// The sub-buttons' offsets from the ball's centre when they fan out to its right: on one circle.
+/// The sub-buttons' offsets from the ball's centre when they fan out to its right. They are on one circle.
 constexpr double kFanRadius = 84.8528137423857;
 constexpr CGPoint kFan[] = {{60, -60}, {kFanRadius, 0}, {60, 60}};
 constexpr const char* kTitles[] = {"起别名", "切环境", "发日志"};

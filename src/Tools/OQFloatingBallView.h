@@ -27,7 +27,8 @@ class OQFloatingBallView : public UIView {
   /// The ball of the process; nullptr before it is first shown.
   static std::shared_ptr<OQFloatingBallView>& floatingBall();
 
-  /// 60 by 60 points at the right edge; only half of the frame's width is used, as corner radius.
+  /// Creates a ball of 60 by 60 points at the right edge. Of the frame, only half of the width is used, as the corner
+  /// radius.
   explicit OQFloatingBallView(CGRect frame);
   OQFloatingBallView(CGRect frame, std::int64_t stayMode);
 

@@ -41,7 +41,7 @@ void present(Mail& mail) {
   composer->setSubject(stringWithFormat("OQSDK v%@ 用户行为日志", OQSDKVersion));
   composer->setToRecipients({mail.recipient});
   composer->setMessageBody("请查收附件", false);
-  // Too few names are a mistake of the caller; files without a name are left out.
+  // If the caller passes fewer names than files, the files without a name are left out.
   const std::size_t count = std::min(mail.datas.size(), mail.fileNames.size());
   for (std::size_t i = 0; i < count; ++i) composer->addAttachmentData(std::move(mail.datas[i]), "", mail.fileNames[i]);
   mail.controller->presentViewController(composer, true);

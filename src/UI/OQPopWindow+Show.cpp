@@ -240,7 +240,7 @@ void OQPopWindow::layoutButtonWithData(const OQWindowData& data) {
     button->setAttribute(attribute);
   };
   if (data.style() == 3) {
-    // The gap of one point shows the card's background: a divider.
+    // The gap of one point shows the card's background, which looks like a divider.
     double width = (metrics.cardWidth() - 1) * 0.5;
     place(leftBtn(), 0, width, data.leftBtnAttribute());
     place(rightBtn(), width + 1, width, data.rightBtnAttribute());
@@ -274,7 +274,7 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
   setAlpha(1);
   // Holds this window strongly: without a key window no view owns it until it has reported.
   auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
-    // Its host window was hidden or destroyed meanwhile: open again where it is visible.
+    // The host window was hidden or destroyed meanwhile. Open the message again when the user can see it.
     if (self->isOutOfSight()) {
       self->setHidden(true);
       return self->present(open, completion);

@@ -181,7 +181,7 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   return _closeBtn;
 }
 
-/// Also the window's name in the log if it has no title. The content of a page is not text.
+/// Also the window's name in the log if it has no title. The content of a web page is HTML and is not used.
 std::string OQPopWindow::accessibilityLabel() const {
   if (!_data) return kWindowName;
   for (const auto& attribute : {_data->title(), _data->style() == 4 ? nullptr : _data->content()}) {

@@ -40,10 +40,11 @@ enum OQWindowAction : std::int64_t {
 /// still called.
 ///
 /// While no attached window is visible, the message waits in OQPresentationQueue. If its host window is hidden during
-/// the opening, the message waits again and then repeats the opening. "Shown" is reported only after an opening whose
-/// end was visible.
+/// the opening, the message waits again and then repeats the opening. "Shown" is reported only if the host window is
+/// visible at the end of an opening.
 ///
-/// Sizes use the main screen's bounds at the time of use. Nothing is laid out again later.
+/// Sizes use the main screen's bounds at the time of use. A later change of the bounds has no effect on a message that
+/// is laid out.
 class OQPopWindow : public UIView {
   OQ_CLASS(OQPopWindow)
 
@@ -55,12 +56,12 @@ class OQPopWindow : public UIView {
   OQPopWindow();
   explicit OQPopWindow(CGRect frame);
 
-  /// What fetches the picture; without one, a client of its own.
+  /// Sets the client that loads the picture. Without one, the picture is loaded with a new client.
   void setNetwork(std::shared_ptr<OQNetwork> network) { _network = std::move(network); }
 
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
-  /// The same for a caller on the main queue.
+  /// The same, but the caller must be on the main queue.
   void popOnMainQueue(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   /// A prompt with the buttons "取消" and "确定". Thread-safe.
   void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
@@ -118,7 +119,7 @@ class OQPopWindow : public UIView {
 
   void showData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
   using Opening = void (OQPopWindow::*)(const EventAction& completion);
-  /// Opens the message as soon as it is visible.
+  /// Opens the message as soon as the user can see it.
   void present(Opening open, EventAction completion);
   void openImage(const EventAction& completion);
   void openTextAndImage(const EventAction& completion);

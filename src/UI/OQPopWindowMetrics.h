@@ -17,7 +17,7 @@ struct OQPopWindowMetrics {
   double buttonHeight() const { return heightUnit * 100.5; }
   double textWidth() const { return cardWidth() - 2 * margin(); }
   double closeButtonSide() const { return widthUnit * 40; }
-  /// Of every kind of card.
+  /// The corner radius of every kind of card.
   double cornerRadius() const { return widthUnit * 16; }
   double titleFontSize() const { return widthUnit * 30; }
   double bodyFontSize() const { return widthUnit * 24; }

@@ -11,8 +11,8 @@
 namespace oq {
 
 /// Shows the picture at the address as soon as it is loaded from the image cache or the network. The view is not
-/// changed if that fails, if the view was destroyed meanwhile, or if there is no address (which is stored all the
-/// same). Main queue only. Without `network` it creates a client of its own.
+/// changed if that fails, if the view was destroyed meanwhile, or if there is no address. The address is stored in
+/// every case. Main queue only. If `network` is nullptr, a new client is used.
 void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url,
                         const std::shared_ptr<OQNetwork>& network = nullptr);
 /// The last address that was set.

@@ -37,7 +37,7 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(const void* tag) {
   return queue;
 }
 
-/// One queue for both tags; the first call decides permanently.
+/// There is one queue for both tags. The tag of the first call determines it permanently.
 const std::shared_ptr<DispatchQueue>& getSerialQueue(const void* tag) {
   static const auto& serialQueue = *new std::shared_ptr(makeSerialQueue(tag));
   return serialQueue;
@@ -48,7 +48,8 @@ const std::shared_ptr<DispatchQueue>& getSerialQueue(const void* tag) {
 void OQDispatchQueueManager::dispatchInMainThread(const Block& block, bool async) {
   if (!block) return;
   DispatchQueue& main = DispatchQueue::main();
-  // Compares the labels' addresses: the main thread inside another queue's block is not on the main queue.
+  // The labels' addresses are compared, not the threads: while the main thread runs a block of another queue, it is not
+  // on the main queue.
   if (DispatchQueue::currentLabel() == main.label()) return block();
   if (async) {
     main.async(block);

@@ -67,7 +67,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   void appendEntry(std::string_view message) {
     append(message.size(), [&](std::string& pending) {
-      // Under the lock, so that entries are ordered by time.
+      // The time is read under the lock, so that entries are ordered by time.
       _clock.appendStamp(pending, currentDate());
       pending.append("  ").append(message).push_back('\n');
     });

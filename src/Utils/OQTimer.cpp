@@ -13,12 +13,14 @@ namespace oq {
 
 namespace {
 
-/// Saturates; negative numbers and not-a-number become 0.
+/// Converts seconds to nanoseconds. Larger numbers than Count can hold become its largest number; negative numbers and
+/// not-a-number become 0.
 template <class Count>
 Count nanoseconds(double seconds) {
   double count = seconds * 1e9;
   if (!(count > 0)) return 0;
-  // The largest integer is not a double: the next larger double is the first one that is too large.
+  // The largest integer cannot be represented as a double. The next larger double is the first number that is too
+  // large.
   if (count >= std::ldexp(1.0, std::numeric_limits<Count>::digits)) return std::numeric_limits<Count>::max();
   return static_cast<Count>(count);
 }
@@ -79,7 +81,7 @@ void OQTimer::fire() {
 }
 
 void OQTimer::invalidate() {
-  // Released after the lock.
+  // Destroyed after the lock is released.
   std::unique_ptr<DispatchTimer> source;
   std::lock_guard lock(_lock);
   if (!_valid) return;

@@ -27,13 +27,13 @@ class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   /// The action; it gets the timer. The target's class must have a method for it.
   using Action = Selector<void(OQTimer&)>;
 
-  /// First fires after one interval. In seconds.
+  /// Creates a timer that first fires after one interval. All times are in seconds.
   static std::shared_ptr<OQTimer> timerWithTimeInterval(double interval, const std::shared_ptr<Object>& target,
                                                         const Action& selector, bool repeats);
   static std::shared_ptr<OQTimer> initWithFireTime(double fireTime, double interval,
                                                    const std::shared_ptr<Object>& target, const Action& selector,
                                                    bool repeats);
-  /// Throws Exception "OQTimer init error": a timer needs arguments.
+  /// Always throws Exception "OQTimer init error", because a timer needs arguments.
   OQTimer();
   ~OQTimer() override;
 

@@ -49,7 +49,7 @@ class OQUtils {
   /// Asks which of the other two environments to store; it takes effect at the next start. Thread-safe.
   static void changeEnvironment();
 
-  /// nullopt for nothing and for an empty string.
+  /// Returns nullopt for nullopt and for an empty string.
   static std::optional<std::string> base64Encode(const std::optional<std::string>& text);
   /// Also nullopt if the input is not base64 of valid UTF-8.
   static std::optional<std::string> base64Decode(const std::optional<std::string>& text);

@@ -22,7 +22,7 @@ INCLUDES = "#include <glib.h>\n#include <gtkmm.h>\n#include <oqsdk/gtk/GtkHost.h
 
 
 def snippets():
-    """Yields (is it a complete file, the code to compile)."""
+    """Yields pairs: whether the snippet is a complete file, and the code to compile."""
     for document in DOCUMENTS:
         if document.name == "guide.md":
             continue

@@ -20,7 +20,7 @@ void makeRequest() {
 }
 
 void makeHost() {
-  // Not deleted, as in a host that ends with exit().
+  // The host is not deleted, like in a program that ends with exit().
   static auto* host = new oq::HeadlessHost(oq::HeadlessHost::Options{});
   (void)host;
 }

@@ -165,7 +165,8 @@ class RoadTest(unittest.TestCase):
         fourth.do("await-no Fine")
         self.assertEqual(fourth.quit(), (0, ""))
         self.assertEqual(self.names().count("$impDialog"), 2)
-        # The reason was the count, not a lost list: both are on disk, where other tools can read them.
+        # The reason was the count, not a lost list: the count and the list are on disk, where other tools can read
+        # them.
         self.assertEqual(self.used_counts(fourth), [(7001, 2)])
         windows = (fourth.folder / "Documents" / "OQInAppWindowData.plist").read_bytes()
         self.assertIn("7001", plistlib.loads(windows)["$objects"])

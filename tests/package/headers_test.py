@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Each public header compiles alone, as C++17 and without warnings: headers_test.py FLAG... -- COMPILER...
-FLAG... are what the GTK host's headers need besides."""
+FLAG... are the additional flags that the headers of the GTK host need."""
 import concurrent.futures
 import os
 import pathlib
@@ -12,7 +12,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 cut = sys.argv.index("--")
 GTK, COMPILERS = sys.argv[1:cut], sys.argv[cut + 1:]
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror"]
-# Programs without these are hosts too, but not in GTK 4's C++ binding.
+# Programs without these features can be hosts, too. Only GTK 4's C++ binding needs them.
 WITHOUT = ["-fno-rtti", "-fno-exceptions"]
 # The templates of a header are only checked where they are used.
 USES = """#include <memory>

@@ -32,7 +32,7 @@ class Client {
   // Waits until the connection has a thread.
   bool begins() { return receives('!'); }
 
-  // False if the connection was ended.
+  // Sends a command. Returns false if the connection was ended.
   bool obeys(char what) { return send(_socket, &what, 1, MSG_NOSIGNAL) == 1 && receives(what); }
 
   bool isEnded() { return _done.wait_for(std::chrono::milliseconds(patience)) == std::future_status::ready; }

@@ -33,7 +33,8 @@ TEST_F(HttpsListenerTest, ServesMoreKeptConnectionsThanThreads) {
 }
 
 TEST_F(HttpsListenerTest, StartReturnsIfItCannotListen) {
-  // Without a bound address, listening ends at once. That may be before or after start() looks for the first time.
+  // Without a bound address, listening ends at once. This may happen before or after start() checks for it the first
+  // time.
   for (int i = 0; i < 300; ++i) {
     listener.start();
     listener.stop();

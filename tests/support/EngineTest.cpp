@@ -28,7 +28,7 @@ std::uintmax_t logSize() {
   return std::filesystem::file_size(OQLogger::getInstance().logFilePath());
 }
 
-/// The form of a log entry's time: a letter stands for a digit.
+/// The format of the time in a log entry. Each letter stands for a digit.
 constexpr std::string_view stamp = "yyyy-MM-dd HH:mm:ss.SSS  ";
 
 bool beginsAnEntry(std::string_view line) {

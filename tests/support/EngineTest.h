@@ -28,7 +28,7 @@ class RecordingEngine : public OQSDKManager {
     return _shown;
   }
   std::vector<std::string> shownIds() const;
-  /// Removes the shown windows. Each one keeps a reference to the engine.
+  /// Removes the shown windows. Otherwise their references would keep the engine alive.
   void closeAll();
 
  protected:

@@ -21,7 +21,8 @@ constexpr const char* configuration =
     "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context='default'>"
     "<allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/></policy></busconfig>";
 
-// The shell kills the daemon when its standard input is closed, that is when the test process ends.
+// A shell script that runs the bus daemon. It kills the daemon when the shell's standard input is closed, that is, when
+// the test process ends.
 constexpr const char* script =
     "dbus-daemon --config-file=\"$0\" --nofork --nopidfile --print-address=1 & read end; kill $!; wait";
 
@@ -92,8 +93,8 @@ class FakePortal::Impl {
   int closed = 0;
 
  private:
-  // Not GTestDBus: it forks, and its child exits through the leak check. There it may wait forever for a lock that
-  // another thread held at the time of the fork.
+  // Does not use GTestDBus, which forks. Its child exits through the leak check, where it may wait forever for a lock
+  // that another thread held at the time of the fork.
   void startBus() {
     const std::string file = _folder.write("bus.conf", configuration);
     const char* const command[] = {"sh", "-c", script, file.c_str(), nullptr};
@@ -167,10 +168,11 @@ class FakePortal::Impl {
     static const GDBusInterfaceVTable request{&Impl::closeCalled, nullptr, nullptr, {}};
     g_dbus_connection_register_object(_connection, handle.c_str(), _node->interfaces[1], &request, this, nullptr,
                                       nullptr);
-    // The response arrives before the call returns.
+    // The response is sent before the call returns.
     if (_manners.response) respond(sender, handle);
     g_dbus_method_invocation_return_value(call, g_variant_new("(o)", handle.c_str()));
-    // The caller subscribes to an unexpected handle only after it has the handle, and the portal cannot see when.
+    // The caller cannot subscribe to an unexpected handle before the call returns, and the portal cannot see when it
+    // does. So the portal repeats the response.
     if (_manners.ownHandle) runLater(50, [this, sender, handle] { return respond(sender, handle); });
   }
 

@@ -22,13 +22,14 @@ class FakePortal {
   };
   struct Manners {
     std::uint32_t version = 3;
-    /// 0: the mail program was opened, 1: the user cancelled, 2: another end; nullopt: no response.
+    /// 0: the mail program was opened, 1: the user cancelled, 2: the request ended in another way; nullopt: no
+    /// response.
     std::optional<std::uint32_t> response = 0;
     /// If not empty, the call returns the D-Bus error of this name.
     std::string error = {};
-    /// The request's handle is not the one that the caller can predict.
+    /// If true, the portal's handle for the request is not the one that the caller predicts.
     bool ownHandle = false;
-    /// Closes its bus connection when it is called.
+    /// If true, the portal closes its bus connection when it is called.
     bool breaksDown = false;
   };
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Not under ThreadSanitizer: it ignores calls from libraries that were not built for it, but not the calls of these
-// replacements. It would see only half of what such a library does with a descriptor.
+// There are no replacements under ThreadSanitizer. It ignores the calls of libraries that were not built for it, but
+// not the calls that our replacements make for them. So it would see only a part of what such a library does with a
+// descriptor.
 #ifndef __SANITIZE_THREAD__
 
 #include "support/Faults.h"
@@ -37,7 +38,7 @@ bool isLast(std::atomic<int>& left) {
   return left.fetch_sub(1) == 1;
 }
 
-/// True if this call must fail; then it has set errno.
+/// Returns true and sets errno if this call must fail.
 bool failsNow() {
   if (!isLast(callsLeft)) return false;
   errno = ENOSPC;

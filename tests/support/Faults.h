@@ -4,8 +4,8 @@
 namespace oq::test {
 
 /// Makes the n-th operation of one kind fail, counted in the whole process: a file call (open, create, write, rename,
-/// flush), a step of a SQLite statement, or an allocation with new. Not available under ThreadSanitizer; no allocations
-/// under AddressSanitizer, which has its own operators.
+/// flush), a step of a SQLite statement, or an allocation with new. Not available under ThreadSanitizer. Under
+/// AddressSanitizer allocations cannot fail, since it has its own operators.
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);

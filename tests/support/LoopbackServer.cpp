@@ -19,7 +19,7 @@ Identity identityFor(LoopbackServer::Certificate certificate) {
   return TestAuthority::trusted().issue(here);
 }
 
-/// `text`: head and body of a valid request.
+/// Parses the head and body of a valid request.
 LoopbackServer::Request parsed(const std::string& text) {
   LoopbackServer::Request request;
   const std::size_t methodEnd = text.find(' '), targetEnd = text.find(' ', methodEnd + 1);

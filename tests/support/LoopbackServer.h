@@ -31,11 +31,12 @@ class RawServer {
     std::string readRequest();
     /// False if the client has closed the connection.
     bool write(const std::string& bytes);
-    /// Waits for a request, the client's end, or the other descriptor. False if only the other descriptor is readable.
+    /// Waits for a request, for the end of the client's stream, or until the other descriptor is readable. Returns
+    /// false if only the other descriptor is readable.
     bool waitForRequest(int otherDescriptor);
-    /// Ends the TLS stream in this direction. The TCP connection stays open.
+    /// Ends the server's direction of the TLS stream. The TCP connection stays open.
     void closeTLS();
-    /// Ends the TCP connection in this direction.
+    /// Ends the server's direction of the TCP connection.
     void closeTCP();
     /// Reads and discards until the client closes.
     void waitForClose();
@@ -80,8 +81,9 @@ class RawServer {
   std::thread _acceptor;
 };
 
-/// An HTTP server on top of it. The first one creates a certificate authority in a temporary folder and points
-/// SSL_CERT_FILE at it, so that URL sessions of this process trust it; create it before the first request.
+/// An HTTP server on top of RawServer. The first instance creates a certificate authority in a temporary folder and
+/// points SSL_CERT_FILE at it, so that URL sessions of this process trust it. Create this instance before the first
+/// request.
 ///
 ///     LoopbackServer server;
 ///     server.answer("/push/sdk/login", R"({"code":0,"data":{}})");

@@ -8,8 +8,8 @@
 
 namespace oq::test {
 
-/// Runs GLib's default main context until the condition is true; false after the timeout. The condition is checked
-/// after every iteration, and at least every few milliseconds.
+/// Runs GLib's default main context until the condition is true. Returns false after the timeout. The condition is
+/// checked after every iteration, and at least every few milliseconds.
 inline bool runLoopUntil(const std::function<bool()>& condition,
                          std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
   auto end = std::chrono::steady_clock::now() + timeout;

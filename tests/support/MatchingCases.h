@@ -39,7 +39,7 @@ inline std::span<const MatchingCase> matchingCases() {
       {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy"})", true},
       {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": {}})", true},
       {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": [1, 2, 3]})", true},
-      // names
+      // Names match if they are equal strings.
       {R"({"xwhat": "Buy", "xcontext": {"a": "1"}})", buy, false},
       {R"({"xwhat": ""})", R"({"xwhat": ""})", true},
       {R"({"xwhat": 5})", R"({"xwhat": 5})", false},

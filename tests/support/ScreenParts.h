@@ -32,7 +32,7 @@ inline std::vector<std::string> buttonTitlesOnScreen() {
   return titles;
 }
 
-/// Taps the centre of the view; false if another view is there.
+/// Taps the centre of the view. Returns false if another view covers this point.
 inline bool tap(HeadlessHost& host, const UIView& view) {
   const CGPoint at = view.convertPointToWindow(view.bounds().center());
   return OQNavigation::keyWindow()->hitTest(at).get() == &view && host.tap(at.x, at.y);

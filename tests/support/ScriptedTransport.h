@@ -55,7 +55,7 @@ class ScriptedTransport : public URLTransport {
 
   /// The requests so far, in order; with a path, only the requests for that path.
   std::vector<Request> requests(const std::string& path = "") const;
-  /// Waits until all requests are answered, including new ones that responses cause. False after a minute.
+  /// Waits until all requests are answered, including new ones that responses cause. Returns false after a minute.
   bool settle();
 
   void perform(URLRequest request, URLCompletion completion) override;

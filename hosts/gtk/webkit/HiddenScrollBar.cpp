@@ -5,7 +5,7 @@ namespace oq::gtk {
 
 namespace {
 
-/// Whether the user does something in the page, or only moves the pointer there.
+/// Whether the event comes from the user, as an action or only a movement of the pointer.
 bool isFromUser(GdkEventType type) {
   switch (type) {
     case GDK_MOTION_NOTIFY:

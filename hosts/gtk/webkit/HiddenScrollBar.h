@@ -8,8 +8,8 @@
 namespace oq::gtk {
 
 /// Keeps a page without a scroll bar until the user first moves the pointer over it, turns the wheel, touches it or
-/// presses a key. The engine would show the bar of a new page and fade it out two seconds later, and repaint the whole
-/// window with every frame of that second. Main thread only.
+/// presses a key. Otherwise the engine would show the bar of a new page and fade it out two seconds later. The fading
+/// takes a second, in which every frame would repaint the whole window. Main thread only.
 class HiddenScrollBar {
  public:
   explicit HiddenScrollBar(WebKitWebView* view);

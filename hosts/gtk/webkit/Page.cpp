@@ -14,7 +14,7 @@ std::string textOf(const char* text) {
   return text ? text : "";
 }
 
-/// JSON; "null" for values that JSON does not have.
+/// The value as JSON; "null" for a value that JSON cannot express.
 std::string jsonOf(JSCValue* value) {
   char* json = value ? jsc_value_to_json(value, 0) : nullptr;
   std::string text = json ? json : "null";
@@ -44,7 +44,8 @@ std::int64_t codeOf(const GError& error) {
   }
 }
 
-/// For loads in any frame. A page may create frames from its own data, but must not access local resources.
+/// Whether an address may be loaded, in any frame of a page. A page may create frames from its own data, but must not
+/// access local resources.
 bool mayBeLoaded(const char* address) {
   const char* scheme = address ? g_uri_peek_scheme(address) : nullptr;
   if (!scheme) return false;
@@ -87,7 +88,7 @@ gboolean goOnWithoutPassword(WebKitWebView*, WebKitAuthenticationRequest* reques
 
 }  // namespace
 
-/// A message handler with a name.
+/// The page and the name of one message handler, for the handler's signal.
 struct Page::Handler {
   Page& page;
   std::string name;
@@ -108,7 +109,8 @@ Page::Page(const char* folder, const WebPageSettings& settings, WebPageClient& c
   webkit_settings_set_enable_back_forward_navigation_gestures(webkit_web_view_get_settings(_view),
                                                               settings.allowsBackForwardGestures);
   keepFocusOffHelpers(widget());
-  // Until there is a document, GTK need not paint the widget in each frame of the opening.
+  // Transparent until there is a document, so that GTK does not paint the widget in each frame of the opening
+  // animation.
   gtk_widget_set_opacity(widget(), 0);
   connectLoad();
   connectLimits();
@@ -276,7 +278,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
   switch (event) {
     case WEBKIT_LOAD_STARTED:
       _failed = _crashed = false;
-      // The client sees both as one load.
+      // A repeated load is not reported, because for the client it is part of the first one.
       if (!_retried.empty()) return;
       return _client.pageStarted();
     case WEBKIT_LOAD_REDIRECTED:
@@ -329,9 +331,9 @@ bool Page::certificateRefused(const char* address, GTlsCertificate* certificate)
   return true;
 }
 
-/// The exception for the certificate, made in certificateRefused(), and the load reach the network process on different
-/// channels. So the page is loaded only after the process has answered a later request. The cookie policy is asked for
-/// only for that purpose.
+/// The permission for the certificate, given in certificateRefused(), and the load reach the network process on
+/// different channels. So the page is loaded only after the process has answered a later request. The cookie policy is
+/// requested only for this purpose.
 void Page::retryWhenAllowed(const std::string& url) {
   _retried = url;
   struct Retry {

@@ -72,7 +72,7 @@ WebKitWebView* takeView(const char* folder) {
 
 bool prepareNextPart(const char* folder) {
   static int part = 0;
-  // A page that opened meanwhile has created the rest.
+  // If a page was opened meanwhile, everything that it needs exists already.
   if (areViewsTaken) return false;
   switch (part++) {
     case 0:

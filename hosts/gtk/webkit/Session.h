@@ -10,8 +10,8 @@ namespace oq::gtk {
 /// cancels all downloads and stores no passwords.
 WebKitWebView* takeView(const char* folder);
 
-/// Creates one of the objects that the first page needs, so that it opens faster; the last ones are its view and a web
-/// process. Returns whether any is left.
+/// Does one step of the preparation for the first page, so that the page opens faster. The steps create, among other
+/// objects, its view and a web process. Returns whether a step is left.
 bool prepareNextPart(const char* folder);
 
 /// Whether the library's HTTPS client accepts a certificate that the engine refused: its chain ends at an authority in

@@ -17,16 +17,16 @@ namespace oq::gtk {
 
 /// What the library needs to know about the application.
 struct AttachOptions {
-  /// Names the data folder and is written into logs. If empty, the identifier of the GApplication, or else the name of
-  /// the program.
+  /// Names the data folder and is written into logs. If it is empty, the identifier of the GApplication is used, or
+  /// else the name of the program.
   std::string applicationIdentifier;
   /// Written into logs; may be empty.
   std::string applicationVersion;
   /// The folder for documents and preferences; if empty, the XDG data folder of the application.
   std::filesystem::path dataDirectory;
   /// Messages are laid out on an upright stage, 375 points wide and 620 to 812 high, which is scaled to fit the window.
-  /// It fills an upright window; in one that is at least as wide as high it is shown at most this many times its size.
-  /// Each window has its own limit. A value that is not a positive number counts as 1.5.
+  /// The stage fills an upright window. In a window that is at least as wide as it is high, the stage is enlarged at
+  /// most by this factor. Each window has its own factor. A value that is not a positive number counts as 1.5.
   double maximumScale = 1.5;
   /// Whether to load the web engine in advance, while the process is idle, once a campaign with a web page is known.
   /// The engine takes about 60 MB more of resident memory, 9 MB of it private, and starts two processes with 71 MB of
@@ -40,7 +40,7 @@ struct AttachOptions {
 /// library's views reach the host's widgets as before. The attachment ends when the window is destroyed.
 OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {});
 
-/// The same for a host with an overlay of its own: adds a layer on top of it.
+/// The same for a host that has its own overlay: adds a layer on top of that overlay.
 OQSDK_EXPORT void attach(Gtk::Overlay& overlay, const AttachOptions& options = {});
 
 /// Returns a page's class name for the name that the host gave it; "" if it is not a page.
@@ -53,15 +53,15 @@ OQSDK_EXPORT std::string pageClassName(const std::string& name);
 
 /// Collects the children of a stack as pages: the visible child appears and disappears as a view controller of the
 /// class that `names` returns for it, which is registered when it is first needed. `names` gets the child's name in the
-/// stack, or its title if it has no name. A name that another class of the program has is ignored. Call it once, after
-/// TorvelinOqManager::startWithConfig(), on GTK's main thread. It ends when the stack is destroyed.
+/// stack, or its title if it has no name. A name that already belongs to another class of the program is ignored. Call
+/// it once, after TorvelinOqManager::startWithConfig(), on GTK's main thread. It ends when the stack is destroyed.
 OQSDK_EXPORT void collectPages(Gtk::Stack& stack, PageNames names = pageClassName);
 
 /// The same for a notebook. `names` gets the name of the page's widget, or the label of its tab if it has no name.
 OQSDK_EXPORT void collectPages(Gtk::Notebook& notebook, PageNames names = pageClassName);
 
-/// Any other page of a host: it appears when the object is constructed and disappears when it is destroyed. Main thread
-/// only.
+/// Reports any other page of a host: the page appears when the object is constructed and disappears when it is
+/// destroyed. Main thread only.
 class OQSDK_EXPORT ShownPage {
  public:
   /// `className` is used unchanged. "" and the name of a class that is not a page have no effect.

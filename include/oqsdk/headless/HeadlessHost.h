@@ -15,9 +15,9 @@
 
 namespace oq {
 
-/// A host without a display: one offscreen window, synthetic touches, a clock that the caller moves, the screen as a
-/// PNG. A process has at most one at a time. Threads: the thread that constructs it is the main thread, and calls all
-/// its functions.
+/// A host without a display. It has one offscreen window and an animation clock. The caller sends touches, moves the
+/// clock, and can write the screen as a PNG. A process has at most one such host at a time. Threads: the thread that
+/// constructs the host is the main thread; only this thread may call its functions.
 ///
 /// Places and lengths are in points from the top left corner of the screen.
 class OQSDK_EXPORT HeadlessHost {
@@ -28,8 +28,8 @@ class OQSDK_EXPORT HeadlessHost {
     double height = 844;     ///< in points; 844 instead of a number that is not positive
     double scale = 1;        ///< pixels per point; 1 instead of a number that is not positive
     bool animations = true;  ///< false: animations end at once, as for a user who has turned them off
-    /// With a value: messages are laid out on the stage that a window of this size has in a GTK host whose
-    /// `maximumScale` is the value. Without: they are laid out on the whole screen.
+    /// If this has a value, messages are laid out on a stage, as in a GTK host whose window has the screen's size and
+    /// whose `maximumScale` is this value. Otherwise they are laid out on the whole screen.
     std::optional<double> stage = std::nullopt;
     /// Names the data folder and is written into logs.
     std::string applicationIdentifier = "com.example.headless";
@@ -52,6 +52,7 @@ class OQSDK_EXPORT HeadlessHost {
     friend bool operator!=(const Pixel& a, const Pixel& b) { return !(a == b); }
   };
 
+  /// The keys that the library handles.
   using Key = KeyboardKey;
   /// One part of the screen as assistive technology sees it.
   struct AccessibleElement {
@@ -85,39 +86,40 @@ class OQSDK_EXPORT HeadlessHost {
   /// A finger goes down. True if a view of the library took the touch; false if it would have reached the host's own
   /// widgets. There is one finger: touch it down only when it is up.
   bool touchDown(double x, double y);
-  /// The finger moves. Has no effect if no view took the touch; nor have touchUp() and touchCancel().
+  /// The finger moves. Like touchUp() and touchCancel(), this has no effect if no view took the touch.
   void touchMove(double x, double y);
   /// The finger goes up.
   void touchUp(double x, double y);
-  /// The system ends the touch; it counts as no tap.
+  /// The system cancels the touch, so there is no tap.
   void touchCancel();
   /// A finger goes down and up at one place. Returns what touchDown() returns.
   bool tap(double x, double y);
 
-  /// The pointer moves, with no button pressed. True where a press would do something, that is, where the pointer is
-  /// shown as a hand.
+  /// The pointer moves, with no button pressed. Returns whether a press at this place would do something, that is,
+  /// whether the pointer is shown as a hand.
   bool movePointer(double x, double y);
 
   /// A wheel or a touchpad scrolls at a place, by points to the right and down. True if a view used it.
   bool scroll(double x, double y, double dx, double dy);
   /// Presses a key. True if the library consumed it; while a dialog is on screen the library consumes all of them.
   bool pressKey(Key key);
-  /// The accessible elements in reading order. While a dialog is on screen: the dialog and its own parts.
+  /// The accessible elements in reading order. While a dialog is on screen, only the dialog and its parts are returned.
   std::vector<AccessibleElement> accessibleElements();
 
-  /// Changes the size of the screen. While a message or an alert is shown a stage keeps its size, and is scaled and
-  /// moved instead. Has no effect unless both numbers are positive.
+  /// Changes the size of the screen. While a message or an alert is shown, the stage (if there is one) keeps its size
+  /// and is only scaled and moved. Has no effect unless both numbers are positive.
   void setScreenSize(double width, double height);
   /// Changes the number of pixels per point. Has no effect unless it is positive.
   void setScale(double scale);
-  /// Whether the application is in the foreground, as it is at first. While it is not, messages wait to be shown.
+  /// Sets whether the application is in the foreground. It is in the foreground at first. While it is not, messages
+  /// wait to be shown.
   void setActive(bool active);
 
   /// The web pages that the library has open, oldest first. They are not painted: there is no web engine, and the
   /// caller plays its part.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
-  /// From now on opening a page fails with this reason, as on a host that cannot show web pages; "" ends that. Open
-  /// pages stay open.
+  /// Makes every later opening of a page fail with this reason, as on a host that cannot show web pages; "" allows
+  /// pages again. Open pages stay open.
   void refusePages(const std::string& reason);
 
   /// The colour painted at a place; white outside the screen.

@@ -15,8 +15,8 @@ namespace oq {
 ///     auto page = host.pages().back();
 ///     page->start(); page->progress(0.4); page->commit(); page->progress(1); page->finish("Title");
 ///
-/// Main thread only. A page that the library has closed can still be read; the functions that play a part then have no
-/// effect.
+/// Main thread only. A page that the library has closed can still be read; the functions that simulate the engine,
+/// scripts or the user then have no effect.
 class OQSDK_EXPORT HeadlessPage {
  public:
   /// A script that the library would run in the page.
@@ -26,9 +26,9 @@ class OQSDK_EXPORT HeadlessPage {
     bool mainFrameOnly;    ///< runs in the main frame alone; false: in every frame
   };
 
-  /// False once the library has closed it.
+  /// False once the library has closed the page.
   bool isOpen() const;
-  /// The addresses that the library asked for, oldest first. A reload and a step back add theirs again.
+  /// The addresses that the library asked for, oldest first. A reload or a step back adds its address again.
   const std::vector<std::string>& loads() const;
   /// How often the library stopped the loading.
   int stops() const;
@@ -41,7 +41,7 @@ class OQSDK_EXPORT HeadlessPage {
 
   /// The load that the library asked for last begins.
   void start();
-  /// The page itself begins to load this address.
+  /// The page itself, not the library, begins to load this address.
   void start(const std::string& url);
   /// How much is loaded, 0 to 1.
   void progress(double progress);

@@ -31,7 +31,7 @@ fs::path ownFolder() {
   const bool known = ::dladdr(reinterpret_cast<const void*>(&mainBundleGeneration), &own) != 0 && own.dli_fname;
   fs::path file = known ? own.dli_fname : "";
   std::error_code error;
-  // For a program the name is the one that it was called with, which may not be its path.
+  // For a program, dladdr() returns the name that the program was started with, which may not be its path.
   if (!file.is_absolute()) file = fs::read_symlink("/proc/self/exe", error);
   return file.parent_path();
 }

@@ -11,7 +11,7 @@
 
 namespace oq {
 
-/// Set by the host when it installs the library. An empty identifier falls back to the program's name.
+/// The host calls it when it installs the library. If the identifier is empty, the program's name is used instead.
 OQSDK_EXPORT void setMainBundle(std::string identifier, std::string shortVersion);
 std::string mainBundleIdentifier();
 std::string mainBundleShortVersion();

@@ -39,7 +39,7 @@ bool FileHandle::writeData(std::string_view bytes) {
 }
 
 void FileHandle::takeBackTornLine(std::string_view written) {
-  // Without a line feed all of it is an incomplete line.
+  // If `written` has no line feed, all of it is an incomplete line.
   std::size_t torn = written.size() - (written.rfind('\n') + 1);
   off_t end = ::lseek(_descriptor.get(), -static_cast<off_t>(torn), SEEK_CUR);
   // If the file cannot be truncated, the next write overwrites the rest.

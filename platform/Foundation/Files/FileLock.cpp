@@ -39,7 +39,7 @@ bool isRemoved(int file) {
   return ::fstat(file, &status) == 0 && status.st_nlink == 0;
 }
 
-/// 0, or why there is no lock.
+/// Returns 0 if the file is locked now, otherwise the number of the error.
 int tryToLock(int file) {
   while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EINTR) return errno;
@@ -53,8 +53,8 @@ FileLock::~FileLock() {
   if (_file >= 0) ::flock(_file, LOCK_UN);
 }
 
-/// Closes a forked process's copies of open lock files. A copy is the same lock: the process would share the lock of
-/// its parent, and keep it after the parent was killed.
+/// Closes the copies of open lock files in a forked process. A copied descriptor holds the same lock, so the child
+/// would share the lock of its parent, and keep it after the parent was killed.
 class LockFile::ForkHandler {
  public:
   static ForkHandler& shared() {
@@ -105,12 +105,13 @@ std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock:
     if (isNew && !open(path)) return isOutOfResources(errno) ? std::nullopt : std::optional(FileLock());
     const int error = tryToLock(_file.get());
     FileLock lock(error ? -1 : _file.get());
-    // Others do not lock a file that was removed. A file that was opened just now is not compared with its path: some
-    // file systems give a file another inode number each time it is opened.
+    // The lock of a removed file protects nothing, because other processes lock the file that is at the path now. A
+    // file that was opened just now is not compared with the path: some file systems report another inode number each
+    // time a file is opened.
     if (isNew ? isRemoved(_file.get()) : !isAt(path)) {
       lock = FileLock();
       close();
-      // Some file systems say of every open file that it was removed.
+      // Some file systems report every open file as removed, so the number of tries is limited.
       if (++replaced > kMostReplacements) return FileLock();
       continue;
     }
@@ -125,7 +126,8 @@ std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock:
 bool LockFile::open(const std::filesystem::path& path) {
   std::lock_guard lock(ForkHandler::shared().mutex);
   FileDescriptor opened = openLockFile(path);
-  // The host may have closed the standard streams. What it writes to them must not get into the file.
+  // If the host has closed the standard streams, the file may get the number of such a stream. Then the host's output
+  // would be written into the file, so another number is used.
   if (opened && opened.get() <= STDERR_FILENO)
     opened = FileDescriptor(::fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   struct stat status {};
@@ -141,7 +143,8 @@ void LockFile::close() {
   _file.close();
 }
 
-/// A host that closes all descriptors may use the number for a file of its own.
+/// Forgets the descriptor if it is no longer our file: a host that closes all descriptors may have reused the number
+/// for a file of its own.
 void LockFile::forgetUnlessOurs() {
   if (!_file) return;
   struct stat status {};

@@ -15,7 +15,7 @@ namespace oq {
 /// its LockFile. Any thread may release it.
 class FileLock {
  public:
-  /// No lock.
+  /// Holds no lock.
   FileLock() = default;
   FileLock(FileLock&& other) noexcept : _file(std::exchange(other._file, -1)) {}
   FileLock& operator=(FileLock&& other) noexcept {
@@ -31,9 +31,10 @@ class FileLock {
   int _file = -1;
 };
 
-/// A file that serves only as a lock: a file that is replaced by renaming loses its lock, because the new file is not
-/// locked. It stays open from one lock to the next, since opening and closing it take longer than locking. A forked
-/// process closes its copy, so it neither shares a lock of its parent nor keeps one. Not thread-safe.
+/// A file that serves only as a lock. A data file cannot serve as one if it is replaced by renaming, because the new
+/// file is not locked. The lock file stays open from one lock to the next, since opening and closing it take longer
+/// than locking. A forked process closes its copy, so it neither shares nor keeps a lock of its parent. Not
+/// thread-safe.
 class LockFile {
  public:
   using Clock = std::chrono::steady_clock;

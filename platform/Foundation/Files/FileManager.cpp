@@ -75,8 +75,8 @@ FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
     struct stat status {};
     if (!file || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-      // Either another process takes it for abandoned and is about to remove it (try again), or files here have no
-      // locks.
+      // Either another process considers the file abandoned and is about to remove it, so try again; or this file
+      // system has no locks.
       if (file && errno == EWOULDBLOCK) continue;
       return file;
     }
@@ -125,7 +125,7 @@ bool writeAll(int file, const Data& contents) {
 
 void flushDirectory(const fs::path& directory) {
   FileDescriptor folder(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // The contents are on the disk already; some file systems cannot flush a folder.
+  // Errors are ignored: the contents are on the disk already, and some file systems cannot flush a folder.
   if (folder) ::fsync(folder.get());
 }
 
@@ -162,7 +162,7 @@ fs::path applicationDataDirectory() {
 }
 
 std::uint64_t applicationDataGeneration() {
-  // The default folder is named after the main bundle.
+  // A change of the main bundle counts, too, because the default folder is named after it.
   return location().generation.load(std::memory_order_acquire) + mainBundleGeneration();
 }
 
@@ -219,7 +219,7 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
   std::string temporary;
   FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
-  // Its lock protects the temporary name only, and ends with the descriptor.
+  // The lock of the file protects only the temporary name, and ends when the descriptor is closed.
   bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) && ::fsync(file.get()) == 0 &&
                   ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {

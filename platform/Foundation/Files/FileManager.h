@@ -55,8 +55,8 @@ std::vector<std::filesystem::path> enumerateDirectory(const std::filesystem::pat
 /// removed.
 bool removeItem(const std::filesystem::path& directory, const std::filesystem::path& item);
 
-/// Takes the exclusive lock of an open file, against other processes and other open descriptions of it. False if
-/// another holder keeps it until the deadline, or if the file cannot be locked.
+/// Locks an open file exclusively, against other processes and other open descriptions of the same file. Returns false
+/// if another holder keeps the lock until the deadline, or if the file cannot be locked.
 bool lockFile(int file, std::chrono::steady_clock::time_point deadline);
 
 /// While a guard lives, a write on its thread beyond a file-size limit or into a closed pipe fails with an error

@@ -16,11 +16,11 @@ namespace oq {
 /// it. Not thread-safe.
 class FileVersion {
  public:
-  /// No file.
+  /// The state "no file".
   FileVersion() = default;
   /// The file that is at the path now. It is not opened for reading. A missing file is "no file".
   static FileVersion at(const std::filesystem::path& path);
-  /// The open file, and what the system said of it.
+  /// `status` is the result of fstat() for the open file.
   FileVersion(FileDescriptor file, const struct stat& status);
 
   /// True if the path leads to this file and the file has not been written since. For "no file", true if the path does

@@ -96,7 +96,7 @@ std::shared_ptr<CurlConnections::Connection> CurlConnections::find(const Ends& e
 }
 
 bool CurlConnections::isUsable(const Connection& connection, CURL* handle) const {
-  // Bytes on a new connection belong to its handshake.
+  // A new connection is always usable: bytes that it has received belong to its handshake.
   if (!connection.lastUse) return true;
   const Moment now = _clock();
   const auto idle = now.sinceBoot - connection.lastUse->sinceBoot;

@@ -16,7 +16,7 @@ namespace oq {
 /// One moment on two clocks of the machine.
 struct Moment {
   std::chrono::nanoseconds sinceBoot;  ///< includes time while the machine was suspended
-  std::chrono::nanoseconds awake;      ///< excludes it
+  std::chrono::nanoseconds awake;      ///< excludes that time
 
   static Moment now();
 };

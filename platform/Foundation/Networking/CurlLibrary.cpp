@@ -9,7 +9,8 @@
 namespace oq {
 namespace {
 
-/// 7.87. The options that restrict redirects to HTTPS need 7.85; an older version would ignore them.
+/// 7.87, the first version with CURLOPT_QUICK_EXIT. The options that restrict redirects to HTTPS need 7.85; an older
+/// version would ignore them.
 constexpr unsigned kFirstVersion = 0x075700;
 
 bool findAll(void* library, CurlLibrary& functions) {

@@ -7,15 +7,15 @@
 
 namespace oq {
 
-/// The functions of libcurl, which is loaded at the first request. If it were linked, it and its thirty dependencies
-/// would be half of what linking OQSDK costs an application, even one that makes no request.
+/// The functions of libcurl, which is loaded at the first request. If OQSDK were linked with libcurl, half of the cost
+/// of linking OQSDK would come from libcurl and its thirty dependencies, even in an application that makes no request.
 struct CurlLibrary {
   /// The first call loads the library, which takes milliseconds; the process must not exit meanwhile. nullptr if the
   /// library is missing or too old, or if memory or descriptors are short; the next call tries again. Thread-safe.
   static const CurlLibrary* shared();
 
-  /// Sets an option; the value's type must match the option's. A failure for lack of memory appears when the transfer
-  /// runs.
+  /// Sets an option; the value's type must match the option's. If memory is short, the error appears only when the
+  /// transfer runs.
   template <CURLoption option, class Value>
   void set(CURL* handle, Value value) const {
     constexpr auto kind = option / 10000 * 10000;

@@ -41,8 +41,8 @@ std::string namedAuthorities() {
   return file ? file : "";
 }
 
-/// SSL_CERT_FILE adds certificates to the system's folder. Empty if there are none to add. The system's own bundle adds
-/// nothing, and reading it again would cost each connection 30 ms.
+/// The file named by SSL_CERT_FILE if its certificates must be added to those in the system's folder, otherwise empty.
+/// The system's own bundle adds nothing, and reading it again would cost each connection 30 ms.
 std::string readableAuthorities(const std::string& file) {
   if (file.empty() || access(file.c_str(), R_OK) != 0) return "";
   const char* bundle = curl().versionInfo(CURLVERSION_NOW)->cainfo;
@@ -51,7 +51,7 @@ std::string readableAuthorities(const std::string& file) {
   return file;
 }
 
-/// The same, but checks the file at most once per second.
+/// The result of readableAuthorities(), but the file is checked at most once per second.
 const std::string& additionalAuthorities(const std::string& file) {
   struct Known {
     std::string file, authorities;
@@ -147,8 +147,9 @@ bool CurlTransfer::prepareAgain() {
   curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
   curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_METHOD, &method);
   if (redirects == 0) return true;
-  // Otherwise libcurl would repeat the requests that were answered by redirects, and would take the redirect's target
-  // for the host that the credentials belong to.
+  // The transfer continues at the redirect's target. From the first address, libcurl would repeat the requests that
+  // were answered by redirects. A request with credentials fails instead, because libcurl would send the credentials to
+  // the target as if they belonged to it.
   if (!address || !method || hasCredentials(_request)) return false;
   const bool isFetch = std::string_view(method) == "GET";
   const std::string target = address;  // setting it frees the one that libcurl returned
@@ -251,10 +252,10 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
   return 0;
 }
 
-/// Called before each request is sent, including those after a redirect. If the request before it has had no response,
-/// libcurl is sending it again because a kept connection turned out to be dead. The server may have read the first one,
-/// and a request is sent at most once. Nothing of the new request has been written yet: if the connection is closed by
-/// now, another one is used.
+/// Called before each request is sent, including those after a redirect. If the previous request has had no response,
+/// libcurl is sending it again because a kept connection turned out to be dead. That is refused, because the server may
+/// have read the request, and a request is sent at most once. Nothing of the new request has been written yet, so if
+/// its connection is unusable, the request can move to another connection.
 int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
   if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;

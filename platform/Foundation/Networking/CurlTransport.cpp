@@ -67,7 +67,8 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
     return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
   }
   _submitted.push_back(std::move(transfer));
-  // If there are more, the thread has been woken and has not looked yet. If it is not initialized, it will look anyway.
+  // If other transfers wait, the thread has been woken for them and has not looked yet. If it has not set _multi yet,
+  // it will look at the transfers after that.
   if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
 }
 
@@ -180,7 +181,8 @@ void CurlTransport::finishDone() {
   }
 }
 
-/// Always ends: libcurl has closed the unusable connection, and only connections that carried a response are kept.
+/// If the connection was unusable, sends the request on another one. This cannot repeat for ever: libcurl has closed
+/// the unusable connection, and a new connection is always usable.
 bool CurlTransport::beginAgain(CURL* handle) {
   if (!_running.find(handle)->second->prepareAgain()) return false;
   _curl->multiRemoveHandle(_multi, handle);

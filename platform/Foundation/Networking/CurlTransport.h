@@ -74,7 +74,7 @@ class CurlTransport final : public URLTransport {
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
   CURLM* _multi = nullptr;  ///< nullptr until the thread has initialized it
   bool _hasThread = false;
-  bool _isBroken = false;  ///< process exit would not wait for libcurl
+  bool _isBroken = false;  ///< no exit handler could be registered, so process exit would not wait for libcurl
 
   /// Set before _multi: a thread that sees _multi may use it.
   const CurlLibrary* _curl = nullptr;

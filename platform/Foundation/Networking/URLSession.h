@@ -95,13 +95,14 @@ class URLSessionDataTask {
   bool _started = false;
 };
 
-/// Clients use separate sessions; all sessions share connections and TLS sessions. HTTPS only: a request with any other
-/// address, or without one, fails with URLErrorUnsupportedURL before the network is used. A request is sent at most
-/// once. If its connection ends before the response, the task fails with URLErrorNetworkConnectionLost; a kept
-/// connection that ended before the request is replaced first. Completions run on a background queue, in parallel and
-/// in no particular order. At most 20 redirects, HTTPS only; a refused redirect is a failure. A response of more than
-/// 64 MiB after decompression is a failure, and never takes more memory than that. No cookies. Certificates are checked
-/// against the system's and those of the file named by SSL_CERT_FILE.
+/// Each client has its own session; all sessions share connections and TLS sessions. Only HTTPS is supported: a request
+/// with any other address, or without an address, fails with URLErrorUnsupportedURL before the network is used. A
+/// request is sent at most once. If its connection ends before the response, the task fails with
+/// URLErrorNetworkConnectionLost. A kept connection that has already ended is replaced before the request is sent.
+/// Completions run on a background queue, in parallel and in no particular order. At most 20 redirects are followed,
+/// and only to HTTPS addresses; any other redirect is a failure. A response of more than 64 MiB after decompression is
+/// a failure, and never takes more memory than that. Cookies are not supported. Certificates are checked against the
+/// system's authorities and those in the file named by SSL_CERT_FILE.
 class URLSession {
  public:
   static std::shared_ptr<URLSession> sessionWithConfiguration(const URLSessionConfiguration& configuration);

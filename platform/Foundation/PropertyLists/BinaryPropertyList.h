@@ -51,8 +51,9 @@ Data write(const Table& table);
 /// references or strings, keys that are not strings). Nodes may refer to each other in cycles.
 std::optional<Table> read(const Data& data);
 
-/// Adds a checksum that other tools ignore: a data entry "OQChecksum" in the root dictionary with 8 bytes of magic and
-/// a CRC-32 of the whole file, computed with those 4 bytes zero. Empty unless the root is a dictionary.
+/// Writes the table with a checksum that other tools ignore: a data entry "OQChecksum" in the root dictionary. It
+/// contains 8 bytes of magic and a CRC-32 of the whole file, computed while the four bytes of the CRC are zero. The
+/// result is empty if the root is not a dictionary.
 Data writeSealed(Table table);
 /// Checks size (at most 256 MiB), checksum and structure, in this order.
 std::optional<Table> readSealed(const Data& data);

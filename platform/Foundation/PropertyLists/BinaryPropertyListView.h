@@ -42,14 +42,15 @@ class View {
     double real() const;
   };
 
-  /// nullopt for data that plist::read() does not read either.
+  /// Returns nullopt for exactly the data that plist::read() rejects.
   static std::optional<View> open(const Data& data);
 
   Ref root() const { return static_cast<Ref>(_trailer.root); }
   Ref count() const { return static_cast<Ref>(_trailer.count); }
   Item item(Ref ref) const { return *itemAt(static_cast<std::size_t>(offsetOf(ref))); }
 
-  /// A reference in an array, or in a dictionary (first its keys, then its values).
+  /// The reference at the index of an array or a dictionary. A dictionary has the references of all keys first, then
+  /// those of all values.
   Ref reference(const Item& container, std::uint64_t index) const {
     return static_cast<Ref>(numberAt(*_data, container.begin + index * _trailer.refWidth, _trailer.refWidth));
   }

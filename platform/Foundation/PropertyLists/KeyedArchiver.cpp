@@ -215,8 +215,8 @@ class KeyedArchiver::Writer {
     return number;
   }
 
-  /// Each reference to a string costs the reader the whole string. The read result must stay in proportion to the file,
-  /// so a string that repeats often is written again from time to time.
+  /// Whether another reference to the string is allowed; if not, the string is written again. A reader copies the whole
+  /// string for each reference, and the size of what it reads must stay in proportion to the size of the file.
   bool mayRepeat(std::string_view text) {
     if (_repeatedText + text.size() > kRepeatedForEachByte * (_writtenText + _table.nodes.size())) return false;
     _repeatedText += text.size();
@@ -274,7 +274,7 @@ class KeyedArchiver::Writer {
   std::vector<Ref> _objects;
   std::vector<std::optional<Ref>> _references;
   DictNode _current;
-  std::size_t _usualKeys = 0;  ///< of the previous object: neighbours are mostly alike
+  std::size_t _usualKeys = 0;  ///< the number of keys of the previous object; the next one usually has as many
   std::vector<std::shared_ptr<const SecureCoding>> _kept;
   std::unordered_map<const SecureCoding*, std::uint64_t> _coded;
   std::map<ColorBits, std::uint64_t> _colors;

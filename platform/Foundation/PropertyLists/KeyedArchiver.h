@@ -75,9 +75,9 @@ class KeyedUnarchiver {
     return result;
   }
 
-  /// The root array, if every element is a T. nullopt for a damaged archive, for another root or for another class in
-  /// it: a foreign archive counts as absent. The same applies to an archive whose objects would take more than 64 times
-  /// its size (and more than 1 MiB), which is possible if many references name the same object.
+  /// The root array, if every element is a T. Returns nullopt if the archive is damaged, or if the root or an element
+  /// has another type. Also returns nullopt if the objects would take more than 1 MiB plus 64 times the size of the
+  /// archive, which is possible if many references name the same object.
   template <class T>
   static std::optional<std::vector<std::shared_ptr<T>>> unarchiveArrayOf(const Data& data) {
     std::vector<std::shared_ptr<T>> result;

@@ -135,7 +135,7 @@ class KeyedUnarchiver::Reader {
   /// "" for anything that is not an instance of a class.
   std::string_view classNameOf(const Item& found) const {
     if (found.kind != Kind::Dictionary) return "";
-    // Archivers write the class last.
+    // Archivers write the class as the last entry, so the search starts there.
     std::uint64_t last = found.value == 0 ? 0 : found.value - 1;
     auto index = indexOf(found, archive::kClassKey, last);
     auto uid = index ? valueAt(found, *index, Kind::Uid) : std::nullopt;

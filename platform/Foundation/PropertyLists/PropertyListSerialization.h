@@ -18,12 +18,12 @@ enum CocoaErrorCode : std::int64_t { PropertyListReadCorruptError = 3840, Proper
 /// Property lists as bytes. Stateless and thread-safe.
 class PropertyListSerialization {
  public:
-  /// nullopt, and the error set if given, for values that a property list cannot hold: a null value at any level,
-  /// strings with characters that XML does not allow, more than 512 levels.
+  /// Returns nullopt, and sets `error` if given, for a value that a property list cannot represent: null at any level,
+  /// strings with characters that XML does not allow, or more than 512 levels.
   static std::optional<Data> dataWithPropertyList(const PropertyValue& list, PropertyListFormat format,
                                                   Error* error = nullptr);
-  /// A null JSONValue, and the error set if given, for data that is not a property list in a known format, or that has
-  /// bytes or dates inside a container (a JSONValue cannot hold them).
+  /// Returns a null JSONValue, and sets `error` if given, if the data is not a property list in a known format, or if
+  /// it has bytes or dates inside a container (a JSONValue cannot hold them).
   static PropertyValue propertyListWithData(const Data& data, PropertyListFormat* format = nullptr,
                                             Error* error = nullptr);
 };

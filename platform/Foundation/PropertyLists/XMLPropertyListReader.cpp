@@ -99,7 +99,7 @@ class Builder {
 
   bool text(std::string_view text) {
     if (_open.empty() || _open.back().isContainer()) return isBlank(text);
-    // GMarkup accepts control characters.
+    // GMarkup accepts control characters, which XML does not allow.
     auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 && kBlanks.find(c) == kBlanks.npos; };
     if (std::any_of(text.begin(), text.end(), isControl)) return false;
     _open.back().text += text;

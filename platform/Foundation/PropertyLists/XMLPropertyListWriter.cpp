@@ -18,7 +18,7 @@ constexpr const char* kHead =
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
 
-/// XML does not allow control characters, U+FFFE and U+FFFF, not even escaped.
+/// XML does not allow U+FFFE, U+FFFF and control characters other than tab and line ends, not even escaped.
 bool isXMLText(std::string_view text) {
   if (!isValidUTF8(text)) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -109,7 +109,7 @@ class XMLWriter {
       } else if (c == '>') {
         escaped += "&gt;";
       } else if (c == '\r') {
-        escaped += "&#13;";  // a bare one would be read as a line feed
+        escaped += "&#13;";  // an unescaped carriage return would be read as a line feed
       } else {
         escaped.push_back(c);
       }

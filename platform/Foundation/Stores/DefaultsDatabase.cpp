@@ -22,7 +22,7 @@ constexpr std::int64_t kApplicationId = 0x4F515544;  // "OQUD"
 
 enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
 
-/// The file's address for SQLite, with the guarantee that no process changes the file.
+/// The file's URI for SQLite. It promises SQLite that no process changes the file.
 std::string immutableAddressOf(const std::filesystem::path& file) {
   std::string address = "file:";
   for (char c : file.string()) {
@@ -115,7 +115,7 @@ template <class Bind>
 bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
   WriteSignalGuard guard;
   if (_connection && !isStillInPlace()) close();
-  // The second round is for a file whose damage only shows in the first one.
+  // If the first round finds that the file is damaged, the second round replaces the file.
   for (int round = 0; round < 2; ++round) {
     if (!open(Foreign::Replace)) return false;
     if (bind(statement.get()) != SQLITE_OK) return sqlite3_clear_bindings(statement.get()), false;
@@ -151,8 +151,8 @@ bool DefaultsDatabase::flush() {
   if (_writes == _flushedWrites) return true;
   if (!_connection) return false;
   WriteSignalGuard guard;
-  // Flushing the log is enough, and takes one flush instead of a checkpoint's three: values in the log are read from
-  // there, and SQLite flushes the log before it copies from it.
+  // Flushing the log is enough: SQLite reads the values from the log, and flushes the log before it copies them into
+  // the database. A checkpoint would take three flushes instead of one.
   sqlite3_file* log = nullptr;
   sqlite3_file_control(_connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) return false;
@@ -243,7 +243,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   return State::Usable;
 }
 
-/// Checks before anything is written: a foreign file is left unchanged until a value must be stored.
+/// Identifies the file before anything is written. A foreign file is left unchanged until a value must be stored.
 DefaultsDatabase::State DefaultsDatabase::identify() {
   auto id = integerOf(prepare("PRAGMA application_id").get());
   auto objects = id ? integerOf(prepare("SELECT count(*) FROM sqlite_schema").get()) : std::nullopt;
@@ -257,7 +257,7 @@ DefaultsDatabase::State DefaultsDatabase::identify() {
   bindText(ours.get(), 1, kSchema);
   if (*id != kApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
   if (!_isDamaged) return State::Usable;
-  // The damage was found in a file of this name, which another process may have replaced meanwhile.
+  // Another process may have replaced the damaged file meanwhile, so the file is checked again.
   return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) == 1
              ? State::Usable
              : State::Foreign;

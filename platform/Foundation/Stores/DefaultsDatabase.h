@@ -27,15 +27,15 @@ class DefaultsDatabase {
   DefaultsDatabase& operator=(const DefaultsDatabase&) = delete;
 
   using Clock = std::chrono::steady_clock;
-  /// Waits for other processes end at this time. Set it before each use.
+  /// Sets the time at which waiting for other processes ends. Call it before each use.
   void waitUntil(Clock::time_point deadline) { _deadline = deadline; }
 
   /// A null JSONValue if the key has no entry; nullopt if the database cannot be read at present.
   std::optional<PropertyValue> read(std::string_view key);
   bool write(std::string_view key, const PropertyValue& value);
   bool remove(std::string_view key);
-  /// Whether values read before the last call may have been changed by others. Costs no system call as long as no
-  /// process writes.
+  /// Whether another process may have written since the last call, so that values read earlier may be out of date.
+  /// Makes no system call as long as no process writes.
   bool changedElsewhere();
   /// Blocks until every write has reached the disk.
   bool flush();

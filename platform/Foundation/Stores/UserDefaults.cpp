@@ -116,8 +116,8 @@ class UserDefaults::Store {
   static constexpr std::size_t kMaximumKnown = 4096;
   static constexpr std::size_t kMaximumKnownBytes = 64 << 10;
 
-  /// Returns an unlocked lock if other threads hold the mutex until the timeout. The time limit covers the database,
-  /// too, however many callers wait.
+  /// Returns an unlocked lock if other threads hold the mutex until the timeout. The time spent waiting for the mutex
+  /// leaves less time to wait for the database, so a call never waits longer than kLongestWait.
   std::unique_lock<std::timed_mutex> takeTurn() {
     auto deadline = DefaultsDatabase::Clock::now() + kLongestWait;
     auto turn = lockWithin(_mutex, kLongestWait);
@@ -137,7 +137,8 @@ class UserDefaults::Store {
     return known == _known.end() ? nullptr : &known->second;
   }
 
-  /// A value that differs from the cached one is written in any case, so the database is queried only for an equal one.
+  /// Whether the value is already stored. A value that differs from the cached one is written in any case, so the
+  /// database is queried only if they are equal or no value is cached.
   bool isKnownToBe(const PropertyValue& value, std::string_view key) {
     if (!isKeptInMemory(value)) return false;
     if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value)) return false;

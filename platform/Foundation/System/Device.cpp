@@ -65,7 +65,7 @@ std::string identifierForVendor() {
     return readable ? identifierIn(readable.get()) : "";
   }
   // If two processes start for the first time, one creates the identifier and the other reads it. A process that holds
-  // the lock for long is not creating an identifier.
+  // the lock for longer than kLongestWait is not creating an identifier, so the wait ends then.
   bool isLocked = lockFile(file.get(), std::chrono::steady_clock::now() + kLongestWait);
   std::string identifier = identifierIn(file.get());
   if (!identifier.empty() || !isLocked) return identifier;

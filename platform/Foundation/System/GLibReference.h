@@ -18,7 +18,7 @@ using ObjectRef = std::unique_ptr<T, UnrefObject>;
 struct UnrefVariant {
   void operator()(GVariant* variant) const { g_variant_unref(variant); }
 };
-/// Owns one reference; the caller sinks a floating one first.
+/// Owns one reference. If the reference is floating, the caller sinks it first.
 using VariantRef = std::unique_ptr<GVariant, UnrefVariant>;
 
 /// The GError of one GLib call, freed on destruction. Use a new object for each call.

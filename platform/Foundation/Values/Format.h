@@ -27,7 +27,7 @@ std::string descriptionOf(const JSONValue& value);
 /// One argument of a format, already converted to a string.
 class FormatArgument {
  public:
-  FormatArgument(const char* text) : _text(text ? text : "(null)") {}      // NOLINT: formats convert on purpose
+  FormatArgument(const char* text) : _text(text ? text : "(null)") {}      // NOLINT: implicit on purpose
   FormatArgument(std::string text) : _text(std::move(text)) {}             // NOLINT
   FormatArgument(std::string_view text) : _text(text) {}                   // NOLINT
   FormatArgument(std::nullptr_t) : _text("(null)") {}                      // NOLINT
@@ -68,7 +68,8 @@ OQSDK_EXPORT void platformLog(std::string_view text);
 /// Like platformLog(), but at warning level, which GLib writes to standard error: for a mistake in how the library was
 /// integrated.
 void platformWarning(std::string_view text);
-/// The handler receives the lines of both instead of GLib; an empty function restores GLib. For tests.
+/// The handler receives the lines of platformLog() and platformWarning() instead of GLib. An empty function restores
+/// GLib. For tests.
 void setPlatformLogHandler(std::function<void(std::string_view)> handler);
 
 }  // namespace oq

@@ -9,12 +9,12 @@
 
 namespace oq {
 
-/// What a public Value holds in its place. The library works with these; only the public interface takes a Value.
+/// The JSON value inside a public Value. The library uses this type; only the public interface uses Value.
 using JSONValue = boost::json::value;
 using JSONDictionary = boost::json::object;
 using JSONArray = boost::json::array;
 
-/// What the Value holds. Both views cost nothing and live as long as their argument.
+/// The JSON value inside the Value. This is a cast: it copies nothing, and the result is valid as long as the argument.
 inline JSONValue& jsonIn(Value& value) {
   return *std::launder(reinterpret_cast<JSONValue*>(&value));
 }
@@ -22,7 +22,8 @@ inline const JSONValue& jsonIn(const Value& value) {
   return *std::launder(reinterpret_cast<const JSONValue*>(&value));
 }
 
-/// The JSON value as a host sees it. A Value is nothing but its storage, and reads it through jsonIn() alone.
+/// The JSON value as a Value, for the host. The cast is possible because a Value consists only of the storage of a JSON
+/// value, and accesses it only through jsonIn().
 inline const Value& publicView(const JSONValue& value) {
   return reinterpret_cast<const Value&>(value);
 }

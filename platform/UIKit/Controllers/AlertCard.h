@@ -16,8 +16,8 @@ namespace oq {
 std::shared_ptr<UIButton> makeAlertButton(const std::optional<std::string>& title, UIAlertActionStyle style,
                                           std::function<void()> action);
 
-/// A white card, centred in the view that it is added to, for a page of the given width: title, message, and the
-/// buttons (two side by side, otherwise one below the other). Main thread only.
+/// A white card with title, message and buttons. It stays in the centre of its superview, a page of the given width.
+/// Two buttons are side by side, any other number one below the other. Main thread only.
 std::shared_ptr<UIView> makeAlertCard(const std::string& title, const std::string& message,
                                       const std::vector<std::shared_ptr<UIButton>>& buttons, double pageWidth);
 

@@ -29,7 +29,7 @@ void ContainerViewController::placePage(UIView& page) {
   page.setFillsSuperview(true);
 }
 
-/// Asks for the current page, because the earlier messages may have changed it.
+/// Calls shownPage(), because code that ran for earlier messages may have changed the page.
 void ContainerViewController::showPage(const std::shared_ptr<UIView>& leaving) {
   if (!isViewLoaded()) return;
   const auto shown = shownPage();

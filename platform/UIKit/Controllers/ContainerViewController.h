@@ -18,9 +18,9 @@ class PageContainer : public UIView {
   }
 };
 
-/// The common base of controllers that show one of several pages. The page's view fills theirs, the page receives their
-/// appearance messages, and on a change of pages both pages receive theirs. Not registered as a class at run time. Main
-/// thread only.
+/// The common base of controllers that show one of several pages. The shown page fills the controller's view and
+/// receives the controller's appearance messages. When another page is shown, both pages receive their own messages.
+/// This class is not registered at run time. Main thread only.
 class ContainerViewController : public UIViewController {
  protected:
   /// The page to show; nullptr if there is none.

@@ -8,9 +8,9 @@
 
 namespace oq {
 
-/// The page of a dialog: dims everything behind it, including the area outside an upright stage, takes all touches
-/// there, and confines assistive technology and the keyboard to the dialog. As large as the main screen. Main thread
-/// only.
+/// The page of a dialog. It dims everything behind it, including the area around the stage, and takes all touches
+/// there. It also confines assistive technology and the keyboard to the dialog. As large as the main screen. Main
+/// thread only.
 class DialogPage : public UIView {
  public:
   /// `escape` handles the Escape key and returns whether it did anything.

@@ -78,7 +78,7 @@ std::shared_ptr<UIAlertAction> UIAlertController::wayOut() const {
 }
 
 void UIAlertController::answer(const std::shared_ptr<UIAlertAction>& action) {
-  // Already answered and being dismissed.
+  // The alert was already answered and is being dismissed.
   if (!presentingViewController()) return;
   dismissViewControllerAnimated(true, [action] { action->perform(); });
 }

@@ -36,8 +36,9 @@ class UIAlertAction : public Object {
 };
 
 /// A question shown above everything else: title, message, and one button per action, in order (two are side by side).
-/// To be presented. A tap on a button dismisses the alert and, after it is gone, calls the action's handler.
-/// Destructive buttons are red, cancelling ones bold. Main thread only; create it with alertControllerWithTitle().
+/// Show it with presentViewController(). A tap on a button dismisses the alert. When the alert is gone, the action's
+/// handler is called. Destructive buttons are red, cancelling ones bold. Main thread only; create it with
+/// alertControllerWithTitle().
 class UIAlertController : public UIViewController {
   OQ_CLASS(UIAlertController)
 

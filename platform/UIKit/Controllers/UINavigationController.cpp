@@ -13,7 +13,8 @@ namespace {
 constexpr double kSlide = 0.35;  // seconds
 constexpr double kShade = 0.3;   // opacity
 
-/// A dialog while a pushed page is shown, because that page covers all of the host's widgets.
+/// The controller's view. It is a dialog while a pushed page is shown, because that page covers all of the host's
+/// widgets.
 class NavigationView : public PageContainer {
  public:
   explicit NavigationView(std::weak_ptr<UINavigationController> owner)
@@ -143,7 +144,7 @@ void UINavigationController::showPage(const std::shared_ptr<UIView>& leaving) {
   view()->setAccessibilityViewIsModal(_stack.size() > 1);
   updateBar();
   view()->addSubview(_bar);
-  // A page that slides animates the shade, too.
+  // If a page slides, slide() updates the shade as a part of the animation.
   if (!leaving) updateShade();
 }
 

@@ -11,9 +11,10 @@ namespace oq {
 
 class UINavigationBar;
 
-/// A stack of pages that shows the top one, below a bar with its title and left item. An animated page slides in from
-/// the right, or out to the right; the stack changes and the appearance messages are sent immediately. A pushed page is
-/// a dialog for keyboard and assistive technology, and Escape pops it. Main thread only.
+/// A stack of pages that shows the top one, below a bar with its title and left item. With animation, a pushed page
+/// slides in from the right and a popped page slides out to the right. The stack changes and the appearance messages
+/// are sent immediately, not after the animation. A pushed page is a dialog for keyboard and assistive technology, and
+/// Escape pops it. Main thread only.
 class UINavigationController : public ContainerViewController {
   OQ_CLASS(UINavigationController)
 
@@ -53,7 +54,7 @@ class UINavigationController : public ContainerViewController {
   std::shared_ptr<UINavigationBar> _bar;
   std::shared_ptr<UIView> _shade;  ///< dims and blocks the area that pushed pages leave uncovered
   std::weak_ptr<UIView> _shownView;
-  Turn _turn = Turn::Push;    ///< whether the next page shown was pushed or popped to
+  Turn _turn = Turn::Push;    ///< whether the last change pushed or popped a page
   std::uint64_t _slides = 0;  ///< identifies the last slide
   bool _barHidden = false;
 };

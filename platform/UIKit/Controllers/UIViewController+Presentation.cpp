@@ -58,7 +58,7 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   if (animated) controller->placeOffScreen(*window);
   if (covers) presenter->viewWillDisappear(animated);
   controller->viewWillAppear(animated);
-  // Each of these messages may have dismissed the controller again.
+  // Code that ran for one of these messages may have dismissed the controller.
   if (presenter->_presented != controller) return completion ? completion() : void();
   window->addSubview(page);
   if (covers) {
@@ -115,7 +115,8 @@ void UIViewController::takeAwayPresented(bool animated, std::function<void()> co
   if (completion) completion();
 }
 
-/// The root goes below everything, a presented page below the page that it presented.
+/// Adds the view to the window again: the view of the root controller below all others, any other view directly below
+/// `above`.
 void UIViewController::putBackInto(UIWindow& window, const UIView& above) {
   const auto& views = window.subviews();
   const auto found = std::find_if(views.begin(), views.end(), [&](const auto& v) { return v.get() == &above; });
@@ -138,7 +139,7 @@ void UIViewController::turnOut(std::function<void()> completion) {
     if (const auto window = windowOf(*this)) placeOffScreen(*window);
   };
   const auto end = [self = shared_from_this(), page, completion = std::move(completion)](bool) {
-    // It may have been presented again meanwhile.
+    // The controller may have been presented again while the animation ran.
     if (!self->_presenting.lock()) page->removeFromSuperview();
     if (completion) completion();
   };

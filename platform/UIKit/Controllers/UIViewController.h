@@ -60,10 +60,10 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   /// The nearest enclosing navigation controller; nullptr if there is none.
   std::shared_ptr<UINavigationController> navigationController() const;
 
-  /// Shows the controller above everything in this one's window; the outermost controller that contains this one
-  /// presents it. Nothing happens, and the completion is dropped, if this one is off screen or already presents
-  /// another, or if the controller is already shown. Otherwise the completion is called once: when the animation has
-  /// ended, or immediately without one.
+  /// Shows `controller` above everything in this controller's window. The presenter is the outermost controller that
+  /// contains this one. If the presenter is off screen or already presents another controller, or if `controller` is
+  /// already shown, nothing happens and the completion is dropped. Otherwise the completion is called once: when the
+  /// animation has ended, or immediately without animation.
   void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
                              std::function<void()> completion = nullptr);
   /// Removes the controller that this one presents, and all that are presented on top of it. If this one presents none,
@@ -100,7 +100,7 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   std::shared_ptr<UIViewController> outermost();
   void putBackInto(UIWindow& window, const UIView& above);
   void takeAwayPresented(bool animated, std::function<void()> completion);
-  /// Moves the page to where it is before its animation begins and after it has ended.
+  /// Puts the page into its state before the opening and after the closing animation: below the window, or transparent.
   void placeOffScreen(UIWindow& window);
   void turnOut(std::function<void()> completion);
 

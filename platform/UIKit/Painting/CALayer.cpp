@@ -42,7 +42,8 @@ CGRect mix(CGRect from, CGRect to, double t) {
   return {mix(from.origin, to.origin, t),
           {mix(from.size.width, to.size.width, t), mix(from.size.height, to.size.height, t)}};
 }
-/// A fully transparent colour has no hue, so it is mixed as the other colour without alpha.
+/// If one of the colours is fully transparent, its red, green and blue have no meaning. Those of the other colour are
+/// used, so that only the alpha changes.
 UIColor mix(UIColor from, UIColor to, double t) {
   if (from.alpha == 0) from = to.withAlphaComponent(0);
   if (to.alpha == 0) to = from.withAlphaComponent(0);

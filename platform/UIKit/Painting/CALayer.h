@@ -13,8 +13,8 @@ namespace oq {
 class UIView;
 struct AnimationGroup;
 
-/// The state of a layer as a plain value. What is painted is a pure function of it, the running animations and the
-/// time.
+/// The state of a layer as a plain value. This state, the running animations and the time determine completely what is
+/// painted.
 struct LayerState {
   CGPoint position;  ///< the centre of the bounds, in the parent's coordinates
   CGRect bounds;     ///< a non-zero origin scrolls the contents
@@ -34,10 +34,10 @@ struct LayerState {
   }
 };
 
-/// The visual part of a view. The setters of all animatable properties work the same way. An equal or non-finite value
-/// changes nothing. Inside UIView::animateWithDuration() the value on screen becomes the animation's start value. Then
-/// the model is written and the window is asked for a frame. Outside such a block, a running animation of the property
-/// ends at the new value. Main thread only.
+/// The visual part of a view. A setter ignores an equal or non-finite value. Otherwise it writes the model and requests
+/// a frame from the window. If the setter of an animatable property is called inside UIView::animateWithDuration(), the
+/// property is also animated from the value on screen to the new value. Outside such a block, a running animation of
+/// the property is stopped, and the new value is shown immediately. Main thread only.
 class CALayer {
  public:
   explicit CALayer(UIView& owner) : _owner(owner) {}
@@ -45,7 +45,7 @@ class CALayer {
   CALayer& operator=(const CALayer&) = delete;
 
   const LayerState& model() const { return _model; }
-  /// The values shown on screen at that time.
+  /// The values shown on screen at the time `now`.
   LayerState presentation(double now) const;
   bool isAnimating() const { return !_animations.empty(); }
   /// Whether an animation runs during which the layer ignores touches.
@@ -53,7 +53,7 @@ class CALayer {
   /// Ends the animations as not finished; the screen shows the model values again.
   void removeAllAnimations();
 
-  /// Sets the position, and the size of the bounds; the origin of the bounds stays.
+  /// Sets the position and the size of the bounds. Does not change the origin of the bounds.
   void setFrame(CGRect frame);
   void setPosition(CGPoint position);
   void setBounds(CGRect bounds);
@@ -83,7 +83,7 @@ class CALayer {
   template <class T>
   void set(T LayerState::*member, T value);
   void startAnimation(Property property, const std::shared_ptr<AnimationGroup>& group);
-  /// True if there was one.
+  /// Stops the animation of the property as not finished. Returns whether there was one.
   bool stopAnimation(Property property);
   void takeOffEnded(double now);
   double nextEnd() const;

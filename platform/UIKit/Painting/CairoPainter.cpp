@@ -19,7 +19,7 @@ constexpr double kLargestSide = 16384, kLargestArea = 32e6;  // the largest cont
 constexpr double kPlainSave = -1, kRoundedClip = -2;         // used in place of a group's opacity
 constexpr double kSameSize = 0.01;                           // points
 
-/// A content as pixels, with its shadow after the first use of that.
+/// A content rendered to pixels. The shadow is added when it is painted for the first time.
 struct SurfaceCache : LayerContent::Cache {
   cairo_surface_t* surface = nullptr;
   cairo_surface_t* opaque = nullptr;  ///< the same pixels, without an alpha channel
@@ -42,7 +42,8 @@ bool fitsInMemory(CGSize size, double scale) {
   return width > 0 && height > 0 && width <= kLargestSide && height <= kLargestSide && width * height <= kLargestArea;
 }
 
-/// The pixels as a surface without alpha, if they are all opaque: copying is several times faster than blending.
+/// Returns the same pixels as a surface without alpha channel, because copying is several times faster than blending.
+/// Returns nullptr unless all pixels are opaque.
 cairo_surface_t* opaqueView(cairo_surface_t* surface) {
   const std::uint8_t* data = cairo_image_surface_get_data(surface);
   int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
@@ -136,8 +137,8 @@ CGPoint CairoPainter::snapped(CGPoint point) const {
   return point;
 }
 
-/// Both edges move to the nearest pixel, so that neighbours still touch and straight edges are sharp. A hairline that
-/// would vanish stays unchanged.
+/// Moves all edges to the nearest pixel boundary, so that straight edges are sharp and adjacent rectangles still touch.
+/// A rectangle that would become empty, such as a thin line, is returned unchanged.
 CGRect CairoPainter::snapped(CGRect rect) const {
   CGPoint from = snapped(rect.origin), to = snapped(CGPoint{rect.maxX(), rect.maxY()});
   CGRect whole{from, {to.x - from.x, to.y - from.y}};
@@ -189,7 +190,7 @@ void CairoPainter::putBack(const Corners& corners) const {
     cairo_save(_cr);
     addRect(_cr, place);
     cairo_clip(_cr);
-    // The part of the corner outside the curve.
+    // Restores only the part of the corner outside the curve.
     cairo_set_fill_rule(_cr, CAIRO_FILL_RULE_EVEN_ODD);
     addRect(_cr, place);
     addRoundedRect(_cr, corners.rect, corners.radius);
@@ -258,7 +259,8 @@ void CairoPainter::content(LayerContent& content, CGRect destination, double opa
   cairo_restore(_cr);
 }
 
-/// A content that is too large for the cache is drawn for every frame; the clip limits that to the visible part.
+/// Draws a content that is too large for the cache. This is done for every frame, but the clip limits it to the visible
+/// part.
 void CairoPainter::drawUncached(const LayerContent& content, CGRect destination, double opacity) {
   cairo_save(_cr);
   addRect(_cr, destination);

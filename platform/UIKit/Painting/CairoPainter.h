@@ -30,8 +30,8 @@ class OQSDK_EXPORT CairoPainter : public Painter {
  private:
   CGPoint snapped(CGPoint point) const;
   CGRect snapped(CGRect rect) const;
-  /// The pixels in the corners of a rounded clip, restored when the clip ends: clipping by a path would need a mask for
-  /// everything that is painted inside.
+  /// The pixels in the corners of a rounded clip. They are saved when the clip begins and restored when it ends.
+  /// Clipping by a path would need a mask for everything that is painted inside.
   struct Corners;
   Corners saveCorners(CGRect rect, double radius) const;
   void putBack(const Corners& corners) const;

@@ -3,9 +3,9 @@
 
 #include <csetjmp>
 #include <cstdio>
-// Needs <cstdio>.
+// Must be included after <cstdio>.
 #include <jpeglib.h>
-// Needs <jpeglib.h>.
+// Must be included after <jpeglib.h>.
 #include <jerror.h>
 
 namespace oq {
@@ -22,12 +22,13 @@ Report& reportOf(j_common_ptr jpeg) {
   return *static_cast<Report*>(jpeg->client_data);
 }
 
-/// libjpeg requires that this does not return.
+/// Called by libjpeg after a fatal error. libjpeg requires that this function does not return.
 [[noreturn]] void failed(j_common_ptr jpeg) {
   std::longjmp(reportOf(jpeg).leave, 1);
 }
 
-/// Other warnings do not matter, such as extra bytes between segments or an unknown version.
+/// Called by libjpeg for warnings, with a negative level, and for trace messages. Only warnings about missing pixels
+/// matter. Others report, for example, extra bytes between segments or an unknown version.
 void noted(j_common_ptr jpeg, int level) {
   if (level >= 0) return;
   switch (jpeg->err->msg_code) {

@@ -5,8 +5,9 @@
 
 namespace oq {
 
-/// Whether every pixel of the JPEG is present: the data is neither truncated nor has gaps. The decoder for pictures
-/// ignores both and leaves missing pixels grey. Takes about half as long as decoding. Thread-safe.
+/// Whether the data contains every pixel of the JPEG, so it is neither truncated nor has gaps. The check is necessary
+/// because the decoder for pictures accepts such data and leaves missing pixels grey. Takes about half as long as
+/// decoding. Thread-safe.
 bool isWholeJpeg(const Data& data);
 
 }  // namespace oq

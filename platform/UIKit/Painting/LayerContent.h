@@ -21,7 +21,8 @@ class LayerContent {
   CGSize size() const { return _size; }
   void draw(cairo_t* cr) const { _draw(cr); }
 
-  /// Owned by the current painter; another kind of painter, or another scale, replaces it.
+  /// The rendering by the painter that used the content last. A painter of another kind, or with another scale,
+  /// replaces it.
   struct Cache {
     virtual ~Cache() = default;
   };

@@ -54,8 +54,8 @@ class TreePainter {
   TreePainter(UIWindow& window, Painter& painter, double now)
       : _window(window), _painter(painter), _now(now), _focused(window.focusedView()) {}
 
-  /// `visible` is the visible part of the parent, in its coordinates; `opacity` is the part of the ancestors' opacity
-  /// that is not applied yet.
+  /// `visible` is the visible part of the parent, in the parent's coordinates. `opacity` is the product of the
+  /// ancestors' opacities that no enclosing group applies.
   void paint(UIView& view, CGRect visible, double opacity) {
     LayerState state = stateOf(view, _now);
     if (!isShown(state)) return;
@@ -114,7 +114,7 @@ class TreePainter {
     }
   }
 
-  /// A transparent view casts the shadows of the shapes that it contains.
+  /// A view without background and content casts a shadow for each of its subviews that has a background.
   void paintShadowsOfSubviews(UIView& view, const LayerState& state, const UIColor& color) {
     for (const auto& child : view.subviews()) {
       LayerState shape = stateOf(*child, _now);
@@ -142,8 +142,9 @@ class TreePainter {
     if (rounded) _painter.pop();
   }
 
-  /// Slim bars that show the visible part of the content if it does not fit. They are painted next to the view if its
-  /// superview has space there, so that they do not cover the content, otherwise inside its edge.
+  /// Paints slim bars that show which part of the content is visible, if the content does not fit. A bar is painted
+  /// next to the view if the superview has space there, so that it does not cover the content. Otherwise it is painted
+  /// inside the edge of the view.
   void paintScrollIndicators(UIView& view, const CGRect& bounds, double opacity) {
     auto* scroll = dynamic_cast<UIScrollView*>(&view);
     if (!scroll) return;
@@ -167,7 +168,8 @@ class TreePainter {
     CGRect bounds = parent->bounds(), frame = view.frame();
     return {bounds.maxX() - frame.maxX(), bounds.maxY() - frame.maxY()};
   }
-  /// In the middle of the margin if that is wide enough, so that the bar does not touch the content.
+  /// The distance of a bar from the view's edge: positive, in the middle of the space next to the view, if that is wide
+  /// enough. Otherwise negative, inside the view.
   static double distance(double space) {
     return space >= kThickness + 2 * kGap ? std::min((space - kThickness) / 2, kFarthest) : -kThickness - kGap;
   }

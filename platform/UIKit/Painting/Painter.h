@@ -11,7 +11,7 @@ class LayerContent;
 class UIView;
 class UIWindow;
 
-/// The target that a tree of views is painted with. Each push needs one pop.
+/// The interface with which a tree of views is painted. Each call of a push function needs one call of pop().
 class Painter {
  public:
   virtual ~Painter() = default;
@@ -25,9 +25,9 @@ class Painter {
   virtual void fill(CGRect rect, double cornerRadius, UIColor color) = 0;
   /// Paints the content, scaled to the destination.
   virtual void content(LayerContent& content, CGRect destination, double opacity) = 0;
-  /// The shadow of a filled shape; the colour's alpha includes the shadow's opacity.
+  /// Paints the shadow of a filled shape. The alpha of the colour already includes the shadow's opacity.
   virtual void shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) = 0;
-  /// The shadow of a content's own outline.
+  /// Paints a shadow with the shape of the content's own pixels.
   virtual void contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                              double radius) = 0;
   /// Called for every visible view, in painting order, with its bounds and the opacity to apply. A painter whose host
@@ -39,7 +39,8 @@ class Painter {
 /// position and order, clipped to the rounded bounds. A group is used only if a translucent view has several parts to
 /// blend.
 OQSDK_EXPORT void paintWindow(UIWindow& window, Painter& painter, double now);
-/// The colour with which views that fill the area around the stage cover it at `now`; clear if there are none.
+/// The blended colour of all views that also fill the area around the stage, at `now`. Fully transparent if there are
+/// none.
 OQSDK_EXPORT UIColor surroundingsColor(UIWindow& window, double now);
 
 }  // namespace oq

@@ -30,11 +30,11 @@ bool isTooLarge(int width, int height) {
 struct Header {
   bool isRead = false;
   bool isAcceptable = false;
-  /// The data begins like a bitmap format.
+  /// The first bytes belong to a bitmap format, not to a vector format.
   bool isOfPixels = false;
 };
 
-/// Every decoder refuses a picture of size 0 before it allocates memory.
+/// Makes the loader fail: every decoder refuses a picture of size 0 before it allocates memory.
 void refuse(GdkPixbufLoader* loader) {
   gdk_pixbuf_loader_set_size(loader, 0, 0);
 }
@@ -79,7 +79,8 @@ std::string formatOf(GdkPixbufLoader* loader) {
   return name ? name.get() : "";
 }
 
-/// An interlaced PNG has every row long before its end, so only the final chunk shows that it is complete.
+/// Whether the PNG has its final chunk. Complete rows are no proof, because an interlaced PNG has data for every row
+/// long before its end.
 bool hasEndOfPng(const Data& data) {
   constexpr std::size_t signature = 8, frame = 12;  // a chunk's length, type and checksum
   for (std::size_t at = signature; data.size() >= at + frame;) {
@@ -91,7 +92,8 @@ bool hasEndOfPng(const Data& data) {
   return false;
 }
 
-/// The decoders of PNG and JPEG accept truncated pictures and leave missing pixels grey or transparent.
+/// Whether no data is missing. The decoders of PNG and JPEG do not check this. They accept truncated pictures and leave
+/// the missing pixels grey or transparent.
 bool isComplete(const Data& data, const std::string& format) {
   if (format == "png") return hasEndOfPng(data);
   return format != "jpeg" || isWholeJpeg(data);
@@ -150,13 +152,14 @@ UIImage::~UIImage() {
 }
 
 std::shared_ptr<const UIImage> UIImage::imageWithData(const Data& data) {
-  // Checked before the data is copied.
+  // Checks the header first, so that data which is not a picture is not copied.
   return looksLikeAPicture(data) ? make(data, 1) : nullptr;
 }
 
 bool UIImage::isBroken(const Data& data) {
   const Header header = headerOf(data);
-  // Some formats have their header at the end.
+  // Some formats have their header at the end, where it is lost if the data is truncated. Then only the format is
+  // known.
   const bool isPicture = header.isRead ? header.isAcceptable : header.isOfPixels;
   return isPicture && !decodedPixels(data);
 }

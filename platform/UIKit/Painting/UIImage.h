@@ -30,10 +30,11 @@ class UIImage {
   UIImage(const UIImage&) = delete;
   UIImage& operator=(const UIImage&) = delete;
 
-  /// In points; decodes. Zero for a picture that turns out to be broken after its header.
+  /// In points. Decodes the picture. Zero if decoding finds that the picture is broken after its header.
   CGSize size() const;
   double scale() const { return _scale; }
-  /// 32-bit premultiplied pixels, owned by the image; decodes. nullptr for a broken picture.
+  /// The pixels: 32 bits each, with premultiplied alpha, owned by the image. Decodes the picture. nullptr if it is
+  /// broken.
   cairo_surface_t* surface() const;
 
  private:
@@ -41,7 +42,7 @@ class UIImage {
   static std::shared_ptr<const UIImage> make(Data data, double scale);
 
   mutable std::once_flag _decoded;
-  mutable Data _data;  ///< until it has been decoded
+  mutable Data _data;  ///< kept until it has been decoded
   mutable cairo_surface_t* _surface = nullptr;
   const double _scale;
 };

@@ -8,8 +8,8 @@
 
 namespace oq {
 
-/// An image of a resource bundle with one file per density, "NAME@2x.png": the one for the main screen's scale, or else
-/// the densest. nullptr if there is none. Main thread only.
+/// An image of a resource bundle that has one file per density, such as "NAME@2x.png". Chooses the file for the main
+/// screen's scale, or else the densest one. nullptr if there is none. Main thread only.
 std::shared_ptr<const UIImage> imageNamed(const std::string& name, const std::string& bundle);
 
 }  // namespace oq

@@ -87,8 +87,8 @@ std::string familyInsteadOf(const std::string& name) {
   return family;
 }
 
-/// The requested name, then its substitute. Otherwise Pango would use different fonts for Chinese and Latin characters
-/// in one line.
+/// The font families to request: the name itself, then the family that is used instead of it. With the name alone,
+/// Pango would use different fonts for Chinese and Latin characters in one line.
 const std::string& familiesFor(const std::string& name) {
   static auto& known = *new std::map<std::string, std::string>;
   auto [entry, isNew] = known.try_emplace(name, name);
@@ -100,11 +100,12 @@ const std::string& familiesFor(const std::string& name) {
   return entry->second;
 }
 
-/// Valid UTF-8, short enough for Pango's coordinates even with a line break at every byte.
+/// Makes the text valid UTF-8. Cuts it, so that even with a line break at every byte it would fit into Pango's
+/// coordinates.
 std::string displayable(const std::string& text, double lineHeight) {
   std::string cut = text.substr(0, static_cast<std::size_t>(kTallestLayout / std::max(lineHeight, 10.0)));
   if (cut.size() < text.size()) {
-    // Does not split a character.
+    // Removes the rest of a character that the cut has split.
     for (int i = 0; i < 3 && (cut.back() & 0xc0) == 0x80; ++i) cut.pop_back();
     if (cut.back() & 0x80) cut.pop_back();
   }
@@ -134,7 +135,7 @@ std::string withBreakableWords(const std::string& text) {
 }
 
 PangoAlignment alignmentFor(NSTextAlignment alignment, PangoDirection direction) {
-  // Pango's left is the start of the line, so the explicit sides depend on the text direction.
+  // In Pango, left means the start of the line. So left and right are exchanged for text from right to left.
   bool rightToLeft = direction == PANGO_DIRECTION_RTL;
   switch (alignment) {
     case NSTextAlignment::Center:

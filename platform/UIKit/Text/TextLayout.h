@@ -55,8 +55,9 @@ class TextLayout {
 /// Main thread only.
 CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
 
-/// Draws into `rect`, from its top: at most `numberOfLines` lines (0: any number) and no more than fit. If there are
-/// more, the last line ends in an ellipsis. With `centredVertically` the text is centred in the rectangle.
+/// Draws into `rect`, starting at its top: at most `numberOfLines` lines (0: any number), and only lines that fit. If
+/// there are more lines, the last drawn one ends in an ellipsis. With `centeredVertically` the text is centred in the
+/// rectangle.
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor color, CGRect rect,
               int numberOfLines, bool centeredVertically);
 

@@ -28,7 +28,8 @@ void shapeFirstText() {
 }  // namespace
 
 void warmUpText() {
-  // The text libraries free shared data at process exit, even while another thread uses it.
+  // Process exit waits for this task, because the text libraries free shared data then, even while another thread uses
+  // it.
   static BackgroundTask task([] {
     try {
       shapeFirstText();

@@ -6,7 +6,7 @@
 namespace oq {
 
 /// Loads fonts and shapes a first string on a background thread, once per process, so that the first window need not
-/// wait for it. Call it on the main thread: the exit of that thread waits if the work has begun.
+/// wait for this. Call it on the main thread, which at process exit waits for the work if it has begun.
 OQSDK_EXPORT void warmUpText();
 
 }  // namespace oq

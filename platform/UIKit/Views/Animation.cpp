@@ -65,7 +65,8 @@ void AnimationEngine::commit() {
   UIApplication::sharedApplication().animationsChanged();
 }
 
-/// Called once per group: no property is added after its block, and the number of running ones only decreases.
+/// Called once per group: after the group's block has returned, no property is added, and the number of properties
+/// still animated only decreases.
 void AnimationEngine::complete(AnimationGroup& group) {
   if (!group.completion) return;
   DispatchQueue::main().async(

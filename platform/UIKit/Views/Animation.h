@@ -12,7 +12,7 @@ namespace oq {
 
 class UIView;
 
-/// How a motion proceeds in time.
+/// The duration of an animation and how its speed changes.
 struct AnimationTiming {
   double duration = 0;
   /// If above 0, the motion decelerates exponentially at this rate, per second. Otherwise it eases in and out.

@@ -11,7 +11,8 @@ namespace {
 
 // Opacity of the shade over a button that is pressed, or under the pointer.
 constexpr double kHeldDown = 0.18, kHovered = 0.06;
-// On a dark background black would be hardly visible, and white needs more opacity than black.
+// The shade is black, or white on backgrounds with a luminance below kDark, where black would be hardly visible. White
+// needs kWhiteFactor times the opacity of black.
 constexpr double kDark = 0.15, kWhiteFactor = 1.6;
 
 /// The value for the state, or else for the normal state.

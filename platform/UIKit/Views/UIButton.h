@@ -37,12 +37,12 @@ class UIButton : public UIControl {
 
   /// Minimum distance of the title from the left and right edges, in points; 0 by default.
   void setTitlePadding(double padding);
-  /// Moves the title, possibly out of the button. The title's area reacts to touches there, too.
+  /// Moves the title, possibly beyond the bounds of the button. Touches on the title then belong to the button, too.
   void setTitleEdgeInsets(UIEdgeInsets insets);
   CGRect contentRect(CGRect bounds) const override;
   bool pointInside(CGPoint point) const override;
 
-  /// Sets the title's font and lines. Not a subview.
+  /// Gives access to the title's font, alignment and number of lines. Not a subview.
   class TitleLabel {
    public:
     explicit TitleLabel(UIButton& button) : _button(button) {}
@@ -62,7 +62,7 @@ class UIButton : public UIControl {
   };
   TitleLabel& titleLabel() { return _titleLabel; }
 
-  /// The title for the normal state, unless a label was set.
+  /// The accessibility label that was set, or else the title for the normal state.
   std::string accessibilityLabel() const override;
 
  protected:

@@ -43,7 +43,7 @@ class UIControl : public UIView {
   void didMoveToWindow() override;
 
   UIAccessibilityTraits accessibilityTraits() const override;
-  /// Like a tap inside the control.
+  /// Has the same effect as a tap inside the control.
   bool accessibilityActivate() override;
 
   void touchesBegan(UITouch& touch) override;

@@ -22,7 +22,7 @@ CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
   double across = room.width / image.width, down = room.height / image.height;
   double factor = mode == UIViewContentMode::ScaleAspectFit ? std::min(across, down) : std::max(across, down);
   const CGSize size{image.width * factor, image.height * factor};
-  // A picture made for exactly this size leaves no hairline at its edge.
+  // If less than a point is missing, the picture fills the whole view, so that no thin gap remains at its edge.
   const bool isClose = std::abs(size.width - room.width) < kHairline && std::abs(size.height - room.height) < kHairline;
   return isClose ? room : size;
 }

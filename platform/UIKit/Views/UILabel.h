@@ -36,7 +36,7 @@ class UILabel : public UIView {
   /// when the label gets that width.
   CGSize textSizeForWidth(double width);
 
-  /// The text, unless a label was set.
+  /// The accessibility label that was set, or else the text.
   std::string accessibilityLabel() const override;
 
  protected:

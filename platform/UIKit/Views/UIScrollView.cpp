@@ -66,7 +66,7 @@ bool UIScrollView::takesOver(const UITouch& touch) const {
   return dragged > kTakeOverDistance && _contentSize.height > bounds().size.height;
 }
 
-// Measured in the window, because the view's own coordinates move while it scrolls.
+// Drags are measured in window coordinates, because the view's own coordinates move while it scrolls.
 void UIScrollView::touchesBegan(UITouch& touch) {
   stop();
   _dragStart = touch.locationInWindow;

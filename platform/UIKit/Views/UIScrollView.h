@@ -22,7 +22,7 @@ class UIScrollView : public UIView {
   UIScrollView();
   CGSize contentSize() const { return _contentSize; }
   void setContentSize(CGSize size);
-  /// The current offset, or while decelerating the final one.
+  /// The current offset. While the view decelerates: the offset at which it will stop.
   CGPoint contentOffset() const { return bounds().origin; }
   /// Clamped to the content; ends the deceleration.
   void setContentOffset(CGPoint offset);
@@ -31,7 +31,8 @@ class UIScrollView : public UIView {
   void setShowsHorizontalScrollIndicator(bool shows) { _showsHorizontal = shows; }
   bool showsVerticalScrollIndicator() const { return _showsVertical; }
   void setShowsVerticalScrollIndicator(bool shows) { _showsVertical = shows; }
-  /// The control for a pull beyond the top; the code that detects the pull notifies it.
+  /// The control to show for a pull beyond the top. The scroll view only stores it; the code that detects the pull
+  /// notifies the control.
   const std::shared_ptr<UIRefreshControl>& refreshControl() const { return _refreshControl; }
   void setRefreshControl(std::shared_ptr<UIRefreshControl> control) { _refreshControl = std::move(control); }
 

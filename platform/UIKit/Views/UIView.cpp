@@ -88,7 +88,7 @@ void UIView::insertSubview(const std::shared_ptr<UIView>& view, std::size_t inde
   const bool isReordered = added->superview() == self;
   if (!isReordered) {
     added->removeFromSuperview();
-    // Callbacks of the removal may have moved this view or the other one.
+    // Callbacks of the removal may have moved either of the two views.
     if (added->superview() || isInside(*added)) return;
   }
   std::erase(_subviews, added);

@@ -81,7 +81,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setNeedsDisplayInSubtree();
   /// The recorded content, created if needed; nullptr if the view has only its background.
   const std::shared_ptr<LayerContent>& content();
-  /// The rectangle into which the content is painted, for the current bounds; by default all of them.
+  /// The rectangle into which the content is painted; by default the whole bounds.
   virtual CGRect contentRect(CGRect bounds) const { return bounds; }
 
   // Touches.
@@ -106,7 +106,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   /// Whether a press on the view has an effect: then the pointer becomes a hand over it. By default true for views that
   /// the keyboard can press.
   virtual bool isPressable() const;
-  /// The pointer has entered or left the view. Fingers do not count.
+  /// The pointer has entered or left the view. Not called for fingers.
   virtual void hoverChanged(bool) {}
   void addGestureRecognizer(std::shared_ptr<UIGestureRecognizer> recognizer);
   const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return _recognizers; }

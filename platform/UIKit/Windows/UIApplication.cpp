@@ -95,7 +95,8 @@ void UIApplication::animationsChanged() {
 }
 
 namespace {
-/// Represents the host's own widgets, so it has no bar; the first page above it shows one.
+/// The root page, which represents the host's own widgets. It hides the navigation bar; a page that is pushed above it
+/// can show the bar.
 class HostPage : public UIViewController {
  public:
   bool hidesNavigationBar() const override { return true; }

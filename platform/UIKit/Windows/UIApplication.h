@@ -45,16 +45,16 @@ class UIScene {
 
   UISceneActivationState _state = UISceneActivationState::Unattached;
   UISceneVisibility _visibility = UISceneVisibility::NeverMapped;
-  std::uint64_t _lastUse = 0;     ///< a counter of the application; 0: never used
-  std::uint64_t _connection = 0;  ///< a counter of the application
+  std::uint64_t _lastUse = 0;     ///< the application's counter at the last use; 0: never used
+  std::uint64_t _connection = 0;  ///< the application's counter at the connection
   std::vector<std::shared_ptr<UIWindow>> _windows;
 };
 
 /// The installed host and its scenes. Main thread only.
 ///
-/// A scene is foreground active while its window is mapped and not minimised. One whose frames are held back may be
-/// minimised, so it is active only while no other scene is on screen. Before any window was mapped all scenes are
-/// active, so that an application can prepare its first window.
+/// A scene is foreground active while its window is mapped and not minimised. If the system shows none of a window's
+/// frames, the window may be minimised. Its scene is then active only while no other scene is on screen. Before the
+/// first window is mapped all scenes are active, so that an application can prepare its first window.
 class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();
@@ -63,8 +63,8 @@ class OQSDK_EXPORT UIApplication {
   void setHost(UIHost* host) { _host = host; }
   UIHost* host() const { return _host; }
 
-  /// Ordered: scenes that were mapped before those that never were, then by most recent use, then by time of
-  /// connection.
+  /// Scenes that have been mapped come before scenes that never were. In each of these groups the most recently used
+  /// scene comes first. Scenes that were not used are in the order of their connection.
   const std::vector<std::shared_ptr<UIScene>>& connectedScenes() const { return _scenes; }
   void connectScene(std::shared_ptr<UIScene> scene);
   void disconnectScene(const std::shared_ptr<UIScene>& scene);

@@ -67,7 +67,7 @@ void UIWindow::setFocusedView(const std::shared_ptr<UIView>& view) {
 bool UIWindow::pressKey(UIKeyboardKey key) {
   const auto self = shared_from_this();
   const auto dialog = frontmostDialog(*this);
-  // An animated dialog ignores keys, and passes none to what is behind it.
+  // An animated dialog ignores all keys. They do not reach the host's widgets behind the dialog either.
   if (dialog && isInMotion(*dialog)) return true;
   switch (key) {
     case UIKeyboardKey::Tab:

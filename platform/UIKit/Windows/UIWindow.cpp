@@ -40,7 +40,8 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
     previous->view()->removeFromSuperview();
     previous->viewDidDisappear(false);
   }
-  // Each message may set another root, whose view was then added by that call.
+  // These messages run code that may set another root controller. Then that nested call has already added the right
+  // view.
   if (!controller || controller != _rootViewController) return;
   const auto root = controller->view();
   root->setFrame(bounds());
@@ -137,7 +138,8 @@ void UIWindow::cancelTouchesIn(UIView& view) {
   for (int identifier : identifiers) touchCancelled(identifier);
 }
 
-/// Delivers a began or moved touch: recognisers first, then the view, as long as none of them has ended it.
+/// Delivers a touch that began or moved, first to the recognisers, then to the view. Stops when one of them has ended
+/// the touch.
 void UIWindow::deliver(int identifier, const TouchPointer& touch) {
   const auto view = touch->view.lock();
   if (!view) return;
@@ -151,7 +153,7 @@ void UIWindow::deliver(int identifier, const TouchPointer& touch) {
   began ? view->touchesBegan(*touch) : view->touchesMoved(*touch);
 }
 
-/// The touch was already removed from the active ones, so it is not ended twice.
+/// The caller has removed the touch from the active touches, so that it cannot be ended twice.
 void UIWindow::end(UITouch& touch, UITouchPhase phase) {
   const auto view = touch.view.lock();
   if (!view) return;

@@ -39,13 +39,13 @@ class OQSDK_EXPORT UIWindow : public UIView {
 
   /// Whether the library consumes a touch there: a view would take it, or an animated view blocks it.
   bool wantsTouchAt(CGPoint point);
-  /// A touch begins; `identifier` distinguishes fingers. False if the host must handle it; then the library needs no
-  /// further events of it.
+  /// To be called when a touch begins. `identifier` distinguishes fingers. Returns false if the host must handle the
+  /// touch. Then the library needs no further events of this touch.
   bool touchBegan(int identifier, CGPoint point, double timestamp);
   void touchMoved(int identifier, CGPoint point, double timestamp);
   void touchEnded(int identifier, CGPoint point, double timestamp);
   void touchCancelled(int identifier);
-  /// Wheel or touchpad; true if a view used it.
+  /// Scrolls by wheel or touchpad. Returns whether a view used this.
   bool scroll(CGPoint point, double dx, double dy);
   /// The remaining velocity when the fingers leave a touchpad, in points per second; true if a view used it.
   bool fling(CGPoint point, double dx, double dy);
@@ -59,10 +59,10 @@ class OQSDK_EXPORT UIWindow : public UIView {
   /// The view that is marked by a ring; nullptr if none is focused.
   std::shared_ptr<UIView> focusedView() const;
   void setFocusedView(const std::shared_ptr<UIView>& view);
-  /// The ring for a view of that size.
+  /// The ring that marks a focused view of this size.
   const std::shared_ptr<LayerContent>& focusRing(CGSize size);
-  /// The pointer is at this point; without a point it has left the window. Returns whether a press there has an effect.
-  /// Call it again when the window changes under a pointer at rest.
+  /// To be called when the pointer has moved to `point`, or, with nullopt, when it has left the window. Returns whether
+  /// a press at the point has an effect. Call it also when the views under a resting pointer have changed.
   bool pointerMoved(std::optional<CGPoint> point);
   /// Cancels the touches that began in the view or its subviews.
   void cancelTouchesIn(UIView& view);

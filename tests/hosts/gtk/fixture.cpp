@@ -258,7 +258,7 @@ class Fixture : public CommandFixture {
     g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
   }
 
-  /// Reports the cursor that GTK shows at a point: that of the innermost widget there that has one.
+  /// Reports the cursor that GTK shows at a point. It is the cursor of the innermost widget there that has a cursor.
   void reportCursor(std::istream& in) {
     double x = 0, y = 0;
     in >> x >> y;
@@ -298,7 +298,7 @@ class Fixture : public CommandFixture {
     popover->popup();
   }
 
-  /// Moves the window's child into a new container, as a host does that adds a frame.
+  /// Moves the window's child into a new container, like a host that adds a frame.
   void rehome() {
     auto& button = makeButton("inner");
     setChild(&button);

@@ -187,7 +187,7 @@ class Host(GtkTest):
         fixture.do_until("pop 1", "code 1")
         fixture.painted()
         self.assertEqual(fixture.do("a11y"), ["dialog 春季大促 | undefined *", "button 图片", "button 关闭"])
-        # Keys in a popover of the host are the popover's.
+        # While a popover of the host is open, it gets the keys.
         fixture.do_until("popover", "popover opened")
         press("Escape")
         self.assertNotIn("code 3", fixture.await_line("popover closed"))
@@ -198,7 +198,7 @@ class Host(GtkTest):
         fixture = self.start()
         for command in ("show", "resize 350 600", "resize 900 600", "close"):
             with self.subTest(command):
-                # The messages of earlier rounds have already reported.
+                # The messages of earlier rounds have already been reported.
                 before = fixture.lines.count("code 1")
                 fixture.do("pop 2")
                 fixture.do(command)
@@ -255,7 +255,7 @@ class Host(GtkTest):
             before = fixture.lines.count("code 1")
             fixture.do("view 0 0 1 1")
             fixture.painted()
-            # The end of a running animation waits for a frame. That shows that none comes.
+            # While an animation runs, the host waits for frames. That is how it notices that none comes.
             shown = int(fixture.ask("frames"))
             fixture.do("animate 2")
             until(lambda: int(fixture.ask("frames")) > shown + 2, lambda: "the animation is not painted")

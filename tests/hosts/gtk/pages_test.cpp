@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   Gtk::Application::create("com.example.pages", Gio::Application::Flags::NON_UNIQUE);
   gtk_init();
-  // Without a network the hooks are installed, and the login fails.
+  // There is no network: the hooks are installed, but the login fails.
   Gtk::Window first;
   oq::gtk::attach(first);
   oq::TorvelinOqManager::startWithConfig(oq::TorvelinOqConfig::defaultConfig());

@@ -129,7 +129,7 @@ class OnX11(Messages):
         self.pixels = pixels
         self.fixture = super().start(390, 844, GDK_SCALE=str(pixels))
         self.fixture.do("plain")
-        # Before that, the display may undo a resize.
+        # Wait for the initial size first: until then the display may undo a resize.
         until(lambda: self.fixture.painted() == "painted 390x844", lambda: "the window does not get its size")
 
     def resize(self, size):

@@ -155,7 +155,8 @@ class Fixture(driver.Fixture):
 
     def __init__(self, program, authority, namespace="", **environment):
         """`namespace`: shell commands that mount something only for the fixture."""
-        # Run with a plain name as found through PATH, and a wrong file with the module's name in the current folder.
+        # Run the program under a plain name, as if it was found through PATH. The current folder contains a wrong file
+        # with the module's name.
         run = f"""{namespace}
             cd "$XDG_DATA_HOME" && echo "not a library" >liboqsdk-webkit.so
             exec -a "$(basename "$1")" "$1" "$XDG_DATA_HOME" """
@@ -263,7 +264,7 @@ class WebPages(GtkTest):
         web = fixture.await_descendants("WebKitWebProcess", 1)[0]
         if os.environ.get("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS") != "1":
             self.assertNotEqual(os.readlink(f"/proc/{web}/ns/pid"), os.readlink("/proc/self/ns/pid"))
-        # The engine would fade a scroll bar out for a second, and repaint the window with every frame of it.
+        # No scroll bar is shown. The engine would fade it out for a second, and repaint the window in every frame.
         self.assertEqual(pixel(370, 70), PINK)
         # Touches reach the page, except where a view of the library covers it.
         fixture.do("cover")
@@ -311,7 +312,7 @@ class WebPages(GtkTest):
         press("Escape")
         fixture.await_none()
         self.await_focus(fixture, "host")
-        # The keyboard goes back: first in the page's history, then out of the page.
+        # The user goes back with the keyboard: first in the page's history, then out of the page.
         fixture.jump(self.url("/links"), title="Links", moving=False)
         press("Tab", "Tab")
         self.await_focus(fixture, '"last"')
@@ -356,7 +357,7 @@ class WebPages(GtkTest):
         fixture.do("prepare")
         fixture.do("idle")
         fixture.await_line("idle")
-        # The absence of preloading cannot be awaited.
+        # No event reports that there is no preloading, so wait for a second.
         with self.assertRaises(AssertionError):
             until(fixture.has_engine, lambda: "the engine is not loaded", seconds=1)
         fixture.jump(self.url("/one"), title="One 一")

@@ -99,7 +99,7 @@ TEST(DispatchQueue, WaitingForOtherQueuesDoesNotExhaustThePool) {
       DispatchQueue::main().sync([&] { ++done; });
     });
   }
-  // Queued behind all of those: it runs only if waiting blocks do not count.
+  // This block is queued after all of these. It runs only if waiting blocks do not count as running.
   concurrent->async([&] { gate.set_value(); });
   EXPECT_TRUE(runLoopUntil([&] { return done == blocks; }));
   // The pool does not know that these blocks wait, and must still have a thread for a serial queue.
@@ -181,7 +181,7 @@ TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOncePerChangeFromEmpty) {
   EXPECT_TRUE(DispatchQueue::isMainEmpty());
   EXPECT_EQ(wakes, 2) << "the queue was empty while the posting block ran";
 
-  // Returns only when no call is running: the host may now destroy what the function uses.
+  // setMainWake() returns only when no call of the former function is running. The host may then destroy what it uses.
   std::promise<void> called, mayReturn;
   DispatchQueue::setMainWake([&] {
     called.set_value();

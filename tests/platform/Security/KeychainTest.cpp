@@ -28,8 +28,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// The state that secret_service_test.sh has prepared: "open", "locked", "missing" (no default collection) or "frozen"
-/// from the start, or open first and then "closing", "freezing" or "busless". "" without a service.
+/// The state that secret_service_test.sh has prepared, or "" without a service. The service is "open", "locked",
+/// "missing" (no default collection) or "frozen" from the start. In the states "closing", "freezing" and "busless" it
+/// is open at first.
 std::string serviceState() {
   const char* state = std::getenv("OQSDK_TEST_SECRET_SERVICE");
   return state ? state : "";
@@ -303,7 +304,7 @@ TEST_P(SecretServiceState, StateDecidesTheStore) {
                           "org.freedesktop.DBus.GetConnectionUnixProcessID string:org.freedesktop.DBus | "
                           "awk '{print $2}')"),
               0);
-    // A connection that ends the process when the bus closes would do so here.
+    // If a closed bus connection ended this process, that would happen here.
     while (g_main_context_iteration(nullptr, FALSE)) {
     }
   } else {

@@ -13,7 +13,7 @@ namespace {
 
 class EngineBadInputTest : public EngineTest {
  protected:
-  /// Delivers any bytes as the response.
+  /// Delivers the bytes, which need not be JSON, as the response.
   void answerInApp(const std::string& body) {
     network->answer("/push/sdk/in_app", body);
     engine->getInAppList();

@@ -11,11 +11,11 @@
 #include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 
-/// What an event does: the decision about a window, its display and reports, triggers.
+/// What an event causes: the decision about a window, the window's display and its reports, and triggers.
 namespace oq::test {
 namespace {
 
-/// "event window: outcome" of each entry.
+/// Returns one line per decision: "event window: outcome".
 std::vector<std::string> linesOf(const Value& decisions) {
   std::vector<std::string> lines;
   for (const Value& each : decisions) {
@@ -176,7 +176,7 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
 
 TEST_F(EngineTest, FailedWriteOfTheRecordsIsOnlyLogged) {
   deliverInApp({campaign("7", "buy")});
-  // A folder with the file's name, which a rename cannot replace.
+  // A folder with the file's name makes the write fail, since a rename cannot replace it.
   std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
   std::filesystem::create_directories(documentsDirectory() / OQRecordTreeDataFileName / "in the way");
   receive("buy");
@@ -244,7 +244,7 @@ TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
   EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"});
   EXPECT_TRUE(engine->readyToShowWithData(*windows->at(1)));
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(1)));
-  // Only the first call has an effect, and none on windows that the user closed.
+  // The call has an effect only while treeNodesInit() is false, and never on windows that the user closed.
   engine->recordTree()->findTreeNodeById(8)->setUserClosed(true);
   engine->clearTreeNodeActivateState();
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(0)));

@@ -214,7 +214,7 @@ TEST_F(EngineTest, DamagedFilesCountAsEmptyAndAreReplacedByTheNextWrite) {
   std::vector<Data> good;
   for (const char* name : kFiles) good.push_back(contentsOfFile(documentsDirectory() / name).value());
   const Data cutOff(good[0].begin(), good[0].begin() + static_cast<std::ptrdiff_t>(good[0].size() / 2));
-  // The files are cut off, of another format, and valid but with objects of another class.
+  // The files are truncated, then of another format, then valid but with objects of another class.
   const std::vector<std::vector<Data>> damages = {{cutOff, cutOff, cutOff},
                                                   {dataFromString("bplist00 but torn"), dataFromString("{}"), Data()},
                                                   {good[2], good[2], good[0]}};

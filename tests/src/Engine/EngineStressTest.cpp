@@ -34,7 +34,7 @@ class EngineStressTest : public EngineTest {
 
 constexpr int windowCount = 12;
 
-/// Windows that wait for "e" and their number and have a count of 2, in a different order each turn.
+/// Windows with a count of 2. Each waits for the event "e" followed by the window's id. Their order depends on `turn`.
 JSONArray campaigns(int number, int first = 0, int turn = 0) {
   JSONArray records;
   for (int i = 0; i < number; ++i) {
@@ -44,7 +44,7 @@ JSONArray campaigns(int number, int first = 0, int turn = 0) {
   return records;
 }
 
-/// Three runs with the same records show each window in two of them. OQSDK_STRESS_SEEDS sets a larger number of runs.
+/// Of three runs with the same records, two show each window. OQSDK_STRESS_SEEDS sets a larger number of runs.
 TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
   constexpr int threads = 16;
   constexpr int eventsPerThread = 10000;

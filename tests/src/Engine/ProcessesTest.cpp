@@ -69,7 +69,8 @@ class Pipe {
   int _ends[2];
 };
 
-/// Reports each window at the moment it would be shown. After `showings` windows it kills its process there.
+/// Reports each window at the moment when it would be shown. After `showings` windows it kills its process when
+/// the next window would be shown.
 class CountingEngine : public OQSDKManager {
  public:
   explicit CountingEngine(Pipe& pipe, int showings = kProcessWindows) : _pipe(pipe), _showings(showings) {}
@@ -99,7 +100,7 @@ class CountingEngine : public OQSDKManager {
  private:
   void report(Step step, int window) { _pipe.write({step, static_cast<std::uint8_t>(window)}); }
   Pipe& _pipe;
-  int _showings;  ///< before it kills its process
+  int _showings;  ///< the number of windows before it kills its process
 };
 
 void enterApplication(const std::filesystem::path& folder) {
@@ -216,7 +217,8 @@ void runTogether(int processCount, const std::filesystem::path& folder, Deaths d
   for (const auto& process : processes) tally.add(*process);
 }
 
-/// Processes that run at the same time, in several lives of the application one after the other.
+/// A kind of round: several lives of the application, one after the other. In each life, several processes run in
+/// parallel.
 struct Kind {
   const char* name;
   Deaths deaths;
@@ -227,7 +229,7 @@ struct Totals {
   int shown = 0, died = 0, counted = 0, unanswered = 0, killed = 0, busy = 0;
 };
 
-/// Starts in a new folder: the processes of the first life find no records.
+/// Plays a round in a new folder, so the processes of the first life find no records.
 void playRound(std::mt19937& random, const Kind& kind, Totals& totals) {
   const ScratchFolder folder;
   Tally tally;

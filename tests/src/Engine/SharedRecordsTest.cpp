@@ -76,7 +76,7 @@ TEST_F(SharedRecordsTest, WindowClosedInOneProcessIsClosedInAll) {
   EXPECT_EQ(outcomeIn(*engine, "buy"), shown);
   engine->shown().at(0).action(3, nullptr);
   EXPECT_EQ(outcomeIn(*other, "buy"), "closed by the user in an earlier run");
-  // A write by the other process does not reset it.
+  // A later write by the other process does not open the window again.
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_TRUE(isClosedOnDisk(7));
   EXPECT_TRUE(node(*other, 7)->isActivated());

@@ -37,7 +37,8 @@ class Receiver : public Object {
   Class* class_() const override { return _class; }
   void save(const std::string& event = "e") { send(*this, saveUploadInfo, Value(1), event, nullptr); }
   void note(const std::string& call) { calls.push_back(call); }
-  /// Called first by each library's hook: an endless loop ends the test's message, not the process.
+  /// Called first by each library's hook. In an endless loop, the exception ends the test's message, so the process
+  /// survives.
   void enter() {
     if (++_entered > 40) throw EndlessLoop();
   }
@@ -152,8 +153,8 @@ TEST_F(Swizzler, GivesAnInheritingClassItsOwnMethod) {
   EXPECT_TRUE(logEntries().empty());
 }
 
-/// The second class gets the record, and with it the first class's original, which is not called for an unrelated
-/// receiver.
+/// The second class takes over the record together with the first class's original implementation. If the classes are
+/// unrelated, this implementation is not called.
 TEST_F(Swizzler, SecondClassDropsTheBlocksOfTheFormerRecord) {
   for (bool isRelated : {true, false}) {
     removeRecord();
@@ -340,7 +341,7 @@ Library replacing() {
   return {arrive, leave};
 }
 
-/// Exchanges the method with its own, whose selector then reaches the former implementation.
+/// Exchanges the method with a method of the library, whose selector then reaches the former implementation.
 template <char letter>
 Library exchanging() {
   using Own = State<letter>;
@@ -419,7 +420,7 @@ TEST_F(HookHistory, OtherLibrariesAreUnaffectedAndOurBlockRunsOncePerMessage) {
     for (const std::string& history : historiesOfOthers(7)) {
       const Calls without = callsAfter(history, pair, "e");
       if (std::count(without.begin(), without.end(), "original") != 1)
-        continue;  // they loop or lose calls by themselves
+        continue;  // these libraries loop or lose calls even without our hook
       Calls once = without;
       once.push_back("block");
       Calls again = once;
@@ -478,7 +479,7 @@ TEST_F(HookHistory, LibraryAboveMayPassAMessageOnTwiceOrLater) {
   EXPECT_THAT(receiver.calls, ElementsAre("block", "original", "A"));
 }
 
-/// The override's messages do not enter through the hook, which is on the superclass.
+/// The hook is on the superclass, so a message to the subclass reaches the override before the hook.
 TEST_F(HookHistory, OverrideReachesTheHookThroughItsSuperclass) {
   static IMP inherited;
   Class* base = makeHookableClass();

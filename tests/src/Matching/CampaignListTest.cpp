@@ -38,7 +38,7 @@ TEST(CampaignList, FollowsTheMatchingRule) {
     OQWindowEvent event;
     fill(event, json(each.event));
     const std::string text = std::string(each.event) + " against " + each.condition;
-    // Alone, behind other conditions with the same name, and as a pre-condition.
+    // Tests the condition alone, after other conditions with the same name, and as a pre-condition.
     const Windows alone = {window(json(each.condition))};
     const Windows others = {window(json(R"({"xwhat": "buy", "xcontext": {"a": "1", "q": "1"}})")),
                             window(json(R"({"xwhat": "buy", "xcontext": {"z": "7"}})")), alone[0]};
@@ -124,7 +124,8 @@ TEST(CampaignList, AgreesWithALinearSearch) {
   EXPECT_GE(matched, rounds * eventsPerRound * 3 / 10);
 }
 
-/// Above 63 properties the index no longer distinguishes sizes, and has fewer bits than properties.
+/// For conditions with more than 63 properties, the index no longer distinguishes sizes, and has fewer bits than
+/// properties.
 TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
   const auto large = [](int size, int odd) {
     JSONDictionary context;
@@ -157,7 +158,7 @@ TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
     EXPECT_EQ(match.passedOver[i].isWaiting, i == 0);
   }
 
-  // Subscriptions do not wait.
+  // Subscriptions ignore pre-conditions, so they do not wait.
   const OQCampaignList subscriptions({windows[0]}, OQCampaignList::PreConditions::Ignored);
   EXPECT_EQ(subscriptions.match(event).position, 0u);
   subscriptions.match(fill(event, pay));

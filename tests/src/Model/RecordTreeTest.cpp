@@ -27,7 +27,7 @@ Node node(std::int64_t id, std::int64_t count = 0, std::int64_t used = 0, const 
   return made;
 }
 
-/// With a count that is lowered afterwards, which keeps the used count.
+/// Returns the node after its count was lowered, which keeps its used count.
 Node lowered(Node made, std::int64_t count) {
   made->setCount(count);
   return made;
@@ -91,7 +91,7 @@ TEST(RecordTree, UsesTheGivenArrayUntilAllNodesAreRemoved) {
   EXPECT_TRUE(tree->removeTreeNode(nullptr));
 }
 
-/// Whatever changes the array, and whatever ids its nodes get: the result is the same as for a linear search.
+/// The result is the same as for a linear search, whatever changes the array and whatever ids its nodes get.
 TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
   std::mt19937 random(20260310);
   const auto below = [&](std::size_t most) { return most ? random() % most : 0; };
@@ -148,7 +148,7 @@ TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
   tree.addTreeNode(lowered(node(-4, 8, 8, "2026-01-01 00:00:00", 12), 3));
   tree.findTreeNodeById(-4)->setActivated(true);
   tree.addTreeNode(node(5, 2, 1));
-  tree.allNodes()->push_back(nullptr);  // is left out
+  tree.allNodes()->push_back(nullptr);  // a null node is left out
   ASSERT_TRUE(OQDataArchiver::setData(tree.copyOfNodes(), file));
   EXPECT_FALSE(OQDataArchiver::setData(nullptr, file));
   EXPECT_FALSE(OQDataArchiver::setData(std::shared_ptr<OQRecordTree::Nodes::Vector>(), file));
@@ -179,8 +179,8 @@ TEST(RecordTree, MergesRecordsOfAnotherProcess) {
     std::int64_t expectedCount, expectedUsedCount;
   };
   const Case cases[] = {
-      {2, 2, 10, 10, 5, 10, 5},                        // counted by others
-      {2, 3, 10, 10, 5, 10, 6},                        // also counted here, not stored yet
+      {2, 2, 10, 10, 5, 10, 5},                        // counted by another process
+      {2, 3, 10, 10, 5, 10, 6},                        // also counted by this process, not stored yet
       {2, 9, 10, 10, 5, 10, 10},                       // the sum would exceed the count, and is limited to it
       {2, 2, 10, 3, 3, 3, 3},                          // lowered by another process's list
       {2, 3, 20, 12, 5, 20, 6},                        // raised by a list of this process, not stored yet
@@ -192,7 +192,7 @@ TEST(RecordTree, MergesRecordsOfAnotherProcess) {
     SCOPED_TRACE(&each - cases);
     auto own = node(7, std::max<std::int64_t>(10, each.own), each.known);
     KeyedArchiver::archivedDataWithRootObjects({own});
-    // Changed after it was encoded, and before it was stored.
+    // The node changes after it was encoded and before it is stored.
     own->setUsedCount(each.own);
     own->setCount(each.ownCount);
     own->noteStored();
@@ -203,7 +203,7 @@ TEST(RecordTree, MergesRecordsOfAnotherProcess) {
     EXPECT_EQ(own->usedCount(), each.expectedUsedCount);
   }
 
-  // A new record begins its run in this process, unless the user closed the window.
+  // When a new record is adopted, it is deactivated, unless the user closed the window.
   for (const bool isClosed : {false, true}) {
     OQRecordTree tree;
     const auto added = node(2, 5);

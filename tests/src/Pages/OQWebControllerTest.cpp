@@ -132,7 +132,7 @@ TEST_F(WebController, LoadStatesAreShown) {
   page()->start();
   EXPECT_TRUE(isPageShown());
 
-  // The bar is hidden shortly after exactly 1, and shown again by the next load.
+  // The progress bar is hidden shortly after the progress is exactly 1. The next load shows it again.
   page()->progress(0.99);
   EXPECT_EQ(bar->progress(), 0.99f);
   page()->progress(1);
@@ -343,7 +343,8 @@ TEST_F(WebController, ClosingInEachPhaseReleasesEverything) {
   }
 }
 
-/// For each web page found, the top of the stack is popped: here the host's page above it.
+/// For each web page in the stack, a jump pops the top of the stack. Here the top is the host's page above the web
+/// page.
 TEST_F(WebController, JumpPopsTheTopForEachPageFound) {
   const auto navigation = OQNavigation::currentNavigation();
   const auto plain = makeMainObject<UIViewController>(), above = makeMainObject<UIViewController>();

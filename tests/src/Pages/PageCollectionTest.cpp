@@ -34,14 +34,14 @@ class PageCollection : public testing::Test {
   PageCollection() {
     DispatchQueue::installMain();
     OQPageCollection::collectPage();
-    OQPageCollection::collectPage();  // harmless
+    OQPageCollection::collectPage();  // the second call has no effect
     OQPageCollection::sharedInstance().setObserver(
         {[this] { return isCollecting; }, [this](const std::string& name) { reported = name; }});
     OQPageCollection::sharedInstance().setPageName("before");
   }
   ~PageCollection() override { OQPageCollection::sharedInstance().setObserver({}); }
 
-  /// The current page, and the last one that was reported, once the screen has appeared and been decided on.
+  /// The current page and the last reported one, after the screen has appeared and the library has processed it.
   std::pair<std::string, std::string> pagesAfter(UIViewController& screen) {
     screen.viewDidAppear(false);
     screen.viewWillDisappear(false);

@@ -113,7 +113,8 @@ class OQNetworkImageTest : public OQNetworkTest {
     std::string bytes;
     std::optional<Error> error;
   };
-  /// What the completion had got when the call returned, or after all requests.
+  /// Returns the arguments of the completion. It must have been called when all requests have ended, or, without
+  /// `waits`, when the call returns.
   Picture download(const std::optional<URL>& url, bool waits = true) {
     auto picture = std::make_shared<Picture>();
     OQNetwork().downloadImageWithURL(

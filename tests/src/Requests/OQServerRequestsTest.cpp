@@ -12,7 +12,7 @@ namespace {
 
 using OQServerRequestsTest = WorldTest;
 
-/// A first session knows nothing. A later one has a configuration, and what the first one stored.
+/// The first session is empty. The second one has a configuration, and values that the first one stored.
 TEST_F(OQServerRequestsTest, BodiesNameTheInstallationAndItsUser) {
   const auto configuration = std::make_shared<TorvelinOqConfig>();
   configuration->setAppKey("key-1");

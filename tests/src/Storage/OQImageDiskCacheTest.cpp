@@ -76,7 +76,7 @@ TEST_F(OQImageDiskCacheTest, SeesChangesOfTheUserDefaults) {
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("other"));
   defaults->setObject(JSONValue("no bytes"), storedKey);
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
-  // The address now gets two entries. Reading finds the older one, which is unusable, until it expires.
+  // The address now gets a second entry. Until the older, unusable entry expires, reading finds only that entry.
   moveClock(1);
   cache->setImageData(bytes("two"), "u");
   EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);

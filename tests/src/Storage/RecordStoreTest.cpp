@@ -98,7 +98,7 @@ TEST_F(RecordStore, ForkedProcessHasItsOwnLock) {
     ::setpgid(0, 0);
     auto access = ours.access();
     if (!access) ::_exit(1);
-    // The grandchild outlives the child, and must not keep its lock.
+    // The grandchild outlives the child, and must not keep the child's lock.
     if (::fork() > 0) ::raise(SIGSTOP);
     for (;;) ::pause();
   }
@@ -129,7 +129,8 @@ TEST_F(RecordStore, ReplacedLockFileIsOpenedAgain) {
   EXPECT_TRUE(theirs.access());
 }
 
-/// Programs that become a daemon close all descriptors.
+/// A program that becomes a daemon closes all descriptors, also that of the lock file. The host may then get
+/// the same number for another file.
 TEST_F(RecordStore, DescriptorThatTheHostReusedIsNotTouched) {
   write(ours, 1);
   const int descriptor = lockDescriptors().at(0);

@@ -95,8 +95,8 @@ class LogMail : public testing::Test {
 #endif
   }
   LogMail() {
-    // The text libraries read the environment on their own thread, while a test's bus changes it. That thread has ended
-    // after the first text was measured.
+    // The text libraries read the environment on a thread of their own, while a test's bus changes the environment.
+    // That thread ends when the first text has been measured, so measure a text now.
     const auto label = makeMainObject<UILabel>();
     label->setText("text");
     label->textSizeForWidth(100);

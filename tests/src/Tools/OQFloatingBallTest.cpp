@@ -152,7 +152,7 @@ TEST(FloatingBall, FansOutItsButtonsReportsTheTappedOneAndFolds) {
     EXPECT_EQ(at(-26, -26), at(-32, -32)) << "the buttons are round";
     EXPECT_NE(at(-20, -20), at(-32, -32));
 
-    // They move with the ball, and fold at its next tap.
+    // The buttons move with the ball, and fold at the next tap on the ball.
     screen.put({180, 500});
     EXPECT_EQ(ball.subviews(), order);
     screen.tapBall();
@@ -199,12 +199,12 @@ TEST(FloatingBall, HandlesInterruptions) {
   screen.tapBall();
   screen.host.advance(1);
   EXPECT_EQ(screen.ball->subviews().size(), 1u);
-  // Hidden during a drag.
+  // The ball is hidden during a drag.
   screen.drag({200, 200});
   screen.ball->_hide();
   screen.host.touchMove(300, 300);
   EXPECT_EQ(screen.frame(), ballAt(170, 170));
-  // Destroyed by its own callback.
+  // The ball is destroyed by its own callback.
   auto ball = screen.ball;
   std::weak_ptr<UIView> weak = ball;
   ball->setBtnClickedCallback(

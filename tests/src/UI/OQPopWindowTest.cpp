@@ -398,7 +398,7 @@ TEST_F(PopWindowOnThePhone, CloseButtonReactsAroundItButNotOnTheCard) {
   struct Case {
     int style;
     CGPoint fromItsCenter;
-    std::int64_t code;  // 1: it stays open
+    std::int64_t code;  // 1: the window stays open
   };
   // The button's picture is 25 points wide.
   const Case cases[] = {{1, {21, 21}, 3},  {1, {-21, -21}, 3}, {1, {0, 23}, 1},   {1, {0, -27}, 2},
@@ -449,7 +449,7 @@ TEST_F(PopWindow, IsAnAccessibleDialogWithKeyboardControl) {
 
   for (auto [style, key, code] : {std::tuple{1, Key::Escape, 3}, {4, Key::Escape, 3}, {1, Key::Return, 2}}) {
     window = makeMainObject<OQPopWindow>();
-    // Without a title the text is the name, but the text of a page is not shown.
+    // Without a title, the accessible name is the text. For a web page the text is not used, since it is not shown.
     open(dataOfStyle(style, " \t\r\n", "正文"));
     const std::string heardNow = heard();
     EXPECT_TRUE(style == 4 ? heardNow.starts_with("dialog 消息, ")

@@ -28,7 +28,7 @@ namespace {
 constexpr int kWidth = 375, kHeight = 700;
 constexpr int kFrame = 16, kRest = 50;  // milliseconds
 
-/// A host with a plain poll loop, as a game has one. It paints only when it is asked to.
+/// A host with a plain poll loop, like that of a game. It paints only when the library asks for it.
 class PollHost : public SurfaceHost, public HostSurface::Client {
  public:
   PollHost() {

@@ -207,7 +207,7 @@ TEST_F(IdleConnections, RedirectToClosedConnectionRepeatsOnlyUnsentRequest) {
     EXPECT_TRUE(second.closeAll());
     EXPECT_EQ(perform(post(first.url(path))).text, hop);
   }
-  // libcurl would not send them to another host than the first one.
+  // libcurl would not send credentials to another host than the first one, so the request is not repeated.
   for (const char* credentials : {"authorization", "cookie"}) {
     URLRequest request = post(first.url("/302"));
     request.setValueForHTTPHeaderField("secret", credentials);
@@ -262,7 +262,7 @@ http {
 
   int port() const { return _port; }
   std::string url(const std::string& path) const { return "https://localhost:" + std::to_string(_port) + path; }
-  /// Afterwards its log is complete.
+  /// Stops the server. Afterwards its log is complete.
   void stop() {
     if (_process <= 0) return;
     ::kill(_process, SIGQUIT);

@@ -11,7 +11,8 @@
 #include "support/LoopbackServer.h"
 #include "support/Python.h"
 
-/// Faults of servers and networks: each fails the request once, with its code, and blocks no other request.
+/// Faults of servers and networks. Each makes its request fail once, with the right error code, and blocks no other
+/// request.
 namespace oq {
 namespace {
 
@@ -141,7 +142,7 @@ TEST_F(ServerFaults, StartDoesNotBlock) {
   for (auto& each : refused) EXPECT_EQ(outcomeOf(std::move(each)).errorCode, URLErrorTimedOut);
 }
 
-/// The output of the program, packed.
+/// The output of the shell command, compressed with gzip.
 std::string gzipped(const std::string& program) {
   return outputOf(program + " | gzip --fast");
 }

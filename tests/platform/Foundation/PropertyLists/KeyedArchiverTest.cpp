@@ -60,7 +60,7 @@ std::shared_ptr<Item> itemWith(JSONValue text) {
   return item;
 }
 
-/// Reads an archive written by Python; adds our checksum, so that only the contents decide.
+/// Reads an archive written by Python. Adds our checksum, so that only the contents decide whether it is accepted.
 std::optional<Items> unarchivedFromPython(const std::string& objects, const std::string& top = "{'root': UID(1)}",
                                           const std::string& archiver = "NSKeyedArchiver") {
   auto table = plist::read(plistFromPython("{'$version': 100000, '$archiver': '" + archiver + "', '$top': " + top +

@@ -14,21 +14,21 @@
 #include "Foundation/Stores/UserDefaults.h"
 #include "support/ScratchFolder.h"
 
-/// Kills processes at random moments while they write. OQSDK_KILLS sets how many of each kind (default 50; 1000 for a
-/// night).
+/// Kills processes at random moments while they write. OQSDK_KILLS sets the number of kills per test (default 50; 1000
+/// for a run over night).
 namespace oq {
 namespace {
 
 using namespace oq::test;
 
-/// The number in 20,000 lines.
+/// 20,000 lines, each with the number.
 std::string linesOf(std::int64_t number) {
   std::string lines;
   for (int i = 0; i < 20'000; ++i) lines += std::to_string(number) + "\n";
   return lines;
 }
 
-/// The number in the file; nullopt if its contents are incomplete or of several writes.
+/// The number in the file; nullopt if the contents are incomplete or a mixture of several writes.
 std::optional<std::int64_t> numberIn(const std::filesystem::path& file) {
   const std::string lines = textOfFile(file);
   const std::int64_t number = std::atoll(lines.c_str());
@@ -75,9 +75,9 @@ Progress killWriter(const Write& write, std::int64_t first, std::mt19937& random
   return progress;
 }
 
-/// Kills a writer repeatedly. After each kill the file must be complete and have every acknowledged write. Each writer
-/// continues with the number in the file. If writes are so fast that no kill hit one, which would prove nothing, more
-/// kills follow.
+/// Kills a writer repeatedly. After each kill the file must be complete and contain every acknowledged write. Each
+/// writer continues with the number in the file. If no kill interrupted a write, which would prove nothing, more kills
+/// follow.
 void killAgainAndAgain(const char* what, const Write& write, const std::function<std::optional<std::int64_t>()>& read) {
   const char* wanted = std::getenv("OQSDK_KILLS");
   const int enough = wanted ? std::atoi(wanted) : 50;
@@ -126,7 +126,7 @@ TEST(KilledWriter, UserDefaultsKeepAllAcknowledgedWrites) {
     const std::int64_t number = suite->integerForKey("number");
     const PropertyValue text = suite->objectForKey("text");
     closeAllUserDefaults();
-    // The text is written first, so it may be one ahead.
+    // The text is written first, so its number may be one higher.
     if (text == PropertyValue(textFor(number + 1))) return number;
     return number > 0 && text == PropertyValue(textFor(number)) ? std::optional(number) : std::nullopt;
   };

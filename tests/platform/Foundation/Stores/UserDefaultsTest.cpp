@@ -116,7 +116,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
   int ends[2];
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   const pid_t child = ::fork();
-  // Each process closes the other's end, so that recv() returns if the other process dies.
+  // Each process closes the other process's end, so that recv() returns if the other process dies.
   const int own = ends[child == 0], other = ends[child != 0];
   ::close(other);
   const auto signal = [&] { return ::send(own, "x", 1, MSG_NOSIGNAL) == 1; };
@@ -131,7 +131,7 @@ TEST_F(UserDefaultsTest, TwoProcessesSeeEachOthersWrites) {
     }
     suite()->setInteger(2 * round, "shared");
     holds = signal() && await() && suite()->integerForKey("shared") == 2 * round + 1;
-    // Equal to what this process wrote before, but not to the stored value.
+    // This value equals the last one that this process wrote, but not the stored one.
     suite()->setInteger(2 * round, "shared");
     holds = holds && suite()->integerForKey("shared") == 2 * round;
   }
@@ -228,7 +228,7 @@ TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
   const auto chmod = [](const char* mode, const std::filesystem::path& path) {
     ASSERT_EQ(std::system(("chmod -R " + (mode + (" '" + path.string() + "'"))).c_str()), 0);
   };
-  // Once closed normally, and once killed with the log still present.
+  // The first process closes the database normally. The second one is killed, so that its log is still present.
   for (bool isKilled : {false, true}) {
     statusOfChild([&] {
       suite()->setObject(JSONValue("old"), "k");

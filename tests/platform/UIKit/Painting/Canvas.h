@@ -40,7 +40,7 @@ class Canvas {
     cairo_paint(_cr);
     cairo_scale(_cr, scale, scale);
   }
-  /// As large as the window, with the window painted.
+  /// Creates a canvas as large as the window, and paints the window on it.
   explicit Canvas(UIWindow& window, double scale = 1, double now = 0)
       : Canvas(static_cast<int>(window.bounds().size.width), static_cast<int>(window.bounds().size.height), scale) {
     paint(window, now);
@@ -60,7 +60,7 @@ class Canvas {
   int width() const { return cairo_image_surface_get_width(_surface); }
   int height() const { return cairo_image_surface_get_height(_surface); }
 
-  /// In pixels.
+  /// The colour of a pixel.
   Color at(int x, int y) const {
     cairo_surface_flush(_surface);
     const unsigned char* row = cairo_image_surface_get_data(_surface) + y * cairo_image_surface_get_stride(_surface);

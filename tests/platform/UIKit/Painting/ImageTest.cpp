@@ -37,7 +37,7 @@ Data pngOf(int width, int height) {
   return test::pngData(makePicture(width, height));
 }
 
-/// Takes over the pixels.
+/// Encodes the pixels and takes ownership of them.
 Data savedAs(const char* format, GdkPixbuf* pixels) {
   gchar* bytes = nullptr;
   gsize length = 0;

@@ -14,7 +14,7 @@ using namespace test;
 
 constexpr UIColor red = UIColor::redColor(), green = UIColor::greenColor(), blue{0, 0, 1, 1};
 
-/// Shows one colour everywhere, as content instead of background.
+/// A view whose content has the same colour everywhere. The colour is not its background.
 class InkView : public UIView {
  public:
   InkView(CGRect frame, UIColor color) : UIView(frame), _color(color) {}

@@ -131,7 +131,7 @@ TEST(Text, LongTextEndsInAnEllipsis) {
   EXPECT_LE(paint(kLatin, 1, 200)->ink().bottom, line + 1);
   EXPECT_LE(paint(kLatin, 2, 200)->ink().bottom, 2 * line + 1);
   EXPECT_GT(paint(kLatin, 2, 200)->ink().bottom, line + 1);
-  // As many complete lines as fit, but at least one.
+  // Shows as many complete lines as fit, but at least one.
   EXPECT_TRUE(paint(kLatin, 0, 2.6 * line)->isSameAs(*paint(kLatin, 2, 200)));
   EXPECT_TRUE(paint(kLatin, 0, 1)->isSameAs(*paint(kLatin, 1, 200)));
   // The ellipsis is at the end of the last line, even if that line ends a paragraph.

@@ -8,7 +8,7 @@
 namespace oq {
 namespace {
 
-/// The arguments of a completion's calls.
+/// The arguments with which a completion was called.
 struct Outcome : std::vector<bool> {
   auto record() {
     return [this](bool value) { push_back(value); };
