@@ -124,7 +124,7 @@ void HeadlessHost::Impl::setSize(CGSize size) {
   _screen.reset();
   if (!_surface) return;
   _surface->setSize(size);
-  // No further sizes follow, so there is no pause to wait for.
+  // This size is final, so the stage need not wait for a pause in resizing.
   _surface->endResizing();
 }
 

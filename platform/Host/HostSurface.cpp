@@ -24,7 +24,6 @@ HostSurface::HostSurface(SurfaceHost& host, Client& client, CGSize size, double 
     : _host(host),
       _client(client),
       _scene(std::make_shared<UIScene>()),
-      _hasStage(maximumScale.has_value()),
       _stage(size, maximumScale),
       _pixelsPerPoint(pixelsPerPoint) {
   _window = makeHostWindow({{}, stage().size});
@@ -67,7 +66,7 @@ void HostSurface::setPixelsPerPoint(double pixels) {
 }
 
 void HostSurface::rescale() {
-  _window->setContentScale(_hasStage ? stage().contentScale(_pixelsPerPoint) : _pixelsPerPoint);
+  _window->setContentScale(_stage.contentScale(_pixelsPerPoint));
   if (!_isConnected) return;
   _host.updateScreen();
   changeLater();
@@ -212,15 +211,19 @@ bool HostSurface::scroll(CGPoint point, double dx, double dy) {
   return true;
 }
 
+void HostSurface::forgetScrollingBefore(double time) {
+  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time; });
+}
+
 bool HostSurface::scrollByTouchpad(CGPoint point, double dx, double dy, double time) {
-  std::erase_if(_scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
+  forgetScrollingBefore(time - kScrollMemory);
   _scrolled.push_back({time, dx, dy});
   return scroll(point, dx, dy);
 }
 
 bool HostSurface::touchpadReleased(CGPoint point, double time) {
-  auto scrolled = std::exchange(_scrolled, {});
-  std::erase_if(scrolled, [&](const Scrolled& earlier) { return earlier.time < time - kScrollMemory; });
+  forgetScrollingBefore(time - kScrollMemory);
+  const auto scrolled = std::exchange(_scrolled, {});
   const double elapsed = scrolled.empty() ? 0 : time - scrolled.front().time;
   if (!covers(point)) return false;
   if (elapsed <= 0) return true;

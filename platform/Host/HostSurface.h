@@ -115,13 +115,13 @@ class OQSDK_EXPORT HostSurface {
   void updateStage();
   void updateStageWhenResized();
   void rescale();
+  void forgetScrollingBefore(double time);
 
   SurfaceHost& _host;
   Client& _client;
   std::shared_ptr<UIWindow> _window;
   const std::shared_ptr<UIScene> _scene;
   const std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
-  const bool _hasStage;
   WindowStage _stage;
   double _pixelsPerPoint;
   bool _isConnected = false;

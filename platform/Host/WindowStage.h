@@ -21,6 +21,10 @@ class OQSDK_EXPORT WindowStage {
   /// by the default. Without a scale there is no stage, and the UIWindow fills the host's window.
   WindowStage(CGSize window, std::optional<double> maximumScale);
   const Stage& stage() const { return _stage; }
+  /// The pixels per point of the UIWindow for which pictures are prepared, given those of the host's window.
+  double contentScale(double pixelsPerPoint) const {
+    return _maximumScale ? _stage.contentScale(pixelsPerPoint) : pixelsPerPoint;
+  }
   /// The window to keep on the stage; nullptr when it closes.
   void setWindow(std::shared_ptr<UIWindow> window);
   const CGSize& windowSize() const { return _size; }
