@@ -4,8 +4,9 @@
 #include <dlfcn.h>
 
 #include <filesystem>
-#include <system_error>
 #include <vector>
+
+#include "Host/ModuleFinder.h"
 
 namespace oq::gtk {
 
@@ -14,36 +15,13 @@ namespace {
 namespace fs = std::filesystem;
 constexpr const char* kModuleFile = "liboqsdk-webkit.so";
 
-/// The folder of the library, or of the program if it is linked statically; "" if unknown.
-fs::path ownFolder() {
-  Dl_info ours{};
-  const bool isKnown = dladdr(reinterpret_cast<void*>(&loadWebModule), &ours) != 0 && ours.dli_fname;
-  fs::path file = isKnown ? ours.dli_fname : "";
-  // For a program, dladdr() returns the name with which it was started. That name need not be its path.
-  if (!file.is_absolute()) file = "/proc/self/exe";
-  std::error_code error;
-  file = fs::canonical(file, error);
-  return error ? fs::path() : file.parent_path();
-}
-
-/// The folders in which the module is searched for: the library's folder, its subfolder for modules, the build folder
-/// and the installation folder. None is relative to the current folder.
-std::vector<fs::path> modulePlaces() {
-  std::vector<fs::path> places;
-  if (const fs::path folder = ownFolder(); !folder.empty()) places = {folder, folder / "oqsdk"};
-#ifdef OQSDK_BUILT_MODULE_DIR
-  places.emplace_back(OQSDK_BUILT_MODULE_DIR);
-#endif
-  places.emplace_back(OQSDK_INSTALLED_MODULE_DIR);
-  return places;
-}
-
 fs::path findModule() {
-  std::error_code error;
-  for (const fs::path& place : modulePlaces()) {
-    if (fs::is_regular_file(place / kModuleFile, error)) return place / kModuleFile;
-  }
-  return {};
+  std::vector<fs::path> more;
+#ifdef OQSDK_BUILT_MODULE_DIR
+  more.emplace_back(OQSDK_BUILT_MODULE_DIR);
+#endif
+  more.emplace_back(OQSDK_INSTALLED_MODULE_DIR);
+  return oq::findModule(kModuleFile, reinterpret_cast<const void*>(&loadWebModule), more);
 }
 
 template <class Function>
@@ -52,6 +30,10 @@ Function function(void* module, const char* name) {
 }
 
 }  // namespace
+
+bool isWebModuleInstalled() {
+  return !findModule().empty();
+}
 
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason) {
   // The engine loads libsoup 3, which ends the process if libsoup 2 is loaded.

@@ -15,6 +15,8 @@ struct WebModule {
   PrepareWebPages prepare;
 };
 
+/// Whether the module's file exists. Thread-safe.
+bool isWebModuleInstalled();
 /// Loads the module. nullopt, with the reason, if it is missing, has another version, or its engine would end the
 /// process here. Thread-safe. Calls none of the engine's functions.
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason);

@@ -12,6 +12,7 @@
 #include "Surface.h"
 #include "UIKit/Views/UIView.h"
 #include "UIKit/Windows/UIWindow.h"
+#include "WebKit/WebEngineRegistry.h"
 
 namespace oq::gtk {
 
@@ -138,6 +139,7 @@ bool WebPages::takePreloaded() {
   if (!_preload) return false;
   _preload->task.finish();
   if (!_module) _module = _preload->result->module;
+  setCanShowWebPages(_module.has_value());
   return _module.has_value();
 }
 
@@ -145,6 +147,7 @@ bool WebPages::takePreloaded() {
 bool WebPages::loadModule(std::string& reason) {
   if (_module || takePreloaded()) return true;
   _module = loadWebModule(sandboxTrial(displayName()), reason);
+  setCanShowWebPages(_module.has_value());
   return _module.has_value();
 }
 

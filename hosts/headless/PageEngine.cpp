@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/Value.h"
 
 namespace oq {
@@ -61,6 +62,11 @@ std::unique_ptr<WebPage> PageEngine::openPage(const WebPageSettings& settings, W
   // Not make_shared(), which cannot call the private constructor.
   _pages.push_back(std::shared_ptr<HeadlessPage>(new HeadlessPage(state)));
   return std::make_unique<ScriptedPage>(std::move(state));
+}
+
+void PageEngine::refuse(std::string reason) {
+  _refusal = std::move(reason);
+  setCanShowWebPages(_refusal.empty());
 }
 
 std::vector<std::shared_ptr<HeadlessPage>> PageEngine::pages() const {

@@ -38,7 +38,7 @@ class PageEngine : public WebEngine {
   /// The pages that are open, oldest first.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
   /// Sets why no page can be opened from now on; "" allows pages again.
-  void refuse(std::string reason) { _refusal = std::move(reason); }
+  void refuse(std::string reason);
 
  private:
   std::string _refusal;

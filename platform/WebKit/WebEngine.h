@@ -101,6 +101,8 @@ class WebEngine {
   /// A page will probably be opened in this process. A slow engine may start loading; the call returns immediately and
   /// keeps the main thread free for frames.
   virtual void prepare() {}
+  /// Whether the engine is installed on this system; asked when the host is installed. It may still be unable to run.
+  virtual bool isInstalled() const { return true; }
 };
 
 }  // namespace oq

@@ -312,7 +312,9 @@ TEST_F(WebController, HostWithoutAnEngineLogsTheReason) {
   host.advance(0.5);
   EXPECT_FALSE(controller->reloadBtn()->isHidden());
   EXPECT_NE(lastEntry().find("no user namespaces for the sandbox"), std::string::npos);
+  EXPECT_FALSE(canShowWebPages());
   host.refusePages("");
+  EXPECT_TRUE(canShowWebPages());
   controller->wkWebViewReload();
   ASSERT_TRUE(page());
   EXPECT_EQ(page()->loads().size(), 1u);
