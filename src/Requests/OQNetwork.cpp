@@ -5,11 +5,10 @@
 
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
+#include "Requests/OQServerAddress.h"
 #include "Storage/OQImageDiskCache.h"
-#include "Storage/OQUserDefaults.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
-#include "oqsdk/TorvelinOqConfig.h"
 
 namespace oq {
 
@@ -17,20 +16,6 @@ namespace {
 
 constexpr double requestTimeout = 30.0;
 constexpr std::int64_t nilImageURLCode = 1000;
-
-/// Chosen again for each request. An unknown environment has no server; there is no fallback to production.
-std::optional<std::string> currentBaseURL() {
-  switch (OQUserDefaults::environment()) {
-    case OQEnvironmentProduction:
-      return "https://" OQSDK_PRODUCTION_HOST ":8088";
-    case OQEnvironmentTest:
-      return "https://" OQSDK_TEST_HOST ":28088";
-    case OQEnvironmentDevelopment:
-      return "https://" OQSDK_DEVELOPMENT_HOST ":38088";
-    default:
-      return std::nullopt;
-  }
-}
 
 std::string queryFromDictionary(const JSONValue& dictionary) {
   std::string query;
@@ -104,7 +89,7 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
 std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const {
   const std::string query = queryFromDictionary(parameters);
   const std::string pathAndQuery = query.empty() ? path : stringWithFormat("%@?%@", path, query);
-  return URL::withString(stringWithFormat("%@%@", currentBaseURL(), pathAndQuery));
+  return URL::withString(stringWithFormat("%@%@", OQServerAddress::current(), pathAndQuery));
 }
 
 std::optional<std::string> OQNetwork::httpRequestBody(const JSONValue& body) const {

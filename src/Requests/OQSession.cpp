@@ -3,6 +3,7 @@
 
 #include "Foundation/Values/Format.h"
 #include "Storage/OQUserDefaults.h"
+#include "Utils/OQLogger.h"
 
 namespace oq {
 
@@ -26,6 +27,7 @@ OQSession::OQSession() {
   _values.token = textOrNil(defaults.objectForKey(kTokenKey));
   _values.userId = textOrNil(defaults.objectForKey(kUserIdKey));
   _values.isNewUser = _values.userId.has_value();
+  OQLogger::setSecret(_values.token.value_or(""));
 }
 
 OQSession::Values OQSession::values() const {
@@ -43,6 +45,7 @@ void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
 
 void OQSession::takeToken(const JSONValue& token) {
   const std::optional<std::string> text = textOrNil(token);
+  OQLogger::setSecret(text.value_or(""));
   set(&Values::token, text);
   store(text, kTokenKey);
 }
