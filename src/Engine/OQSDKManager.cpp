@@ -260,11 +260,11 @@ void OQSDKManager::reportPushEventWithType(std::uint64_t type, const JSONValue& 
 }
 
 void OQSDKManager::_reportEvent(const std::shared_ptr<OQWindowEvent>& event) {
-  if (event) OQServerRequests::reportEvent(_session.values(), weak_from_this(), event);
+  if (event) _reports->send(_session.values(), OQReports::Kind::WindowEvent, *event);
 }
 
 void OQSDKManager::triggerEvent(const std::shared_ptr<OQWindowEvent>& event) {
-  if (event) OQServerRequests::triggerEvent(_session.values(), weak_from_this(), event);
+  if (event) _reports->send(_session.values(), OQReports::Kind::SubscribedEvent, *event);
 }
 
 }  // namespace oq

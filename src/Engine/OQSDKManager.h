@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "Engine/OQDisplayDecisions.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Requests/OQNetwork.h"
+#include "Requests/OQReports.h"
 #include "Requests/OQServerRequests.h"
 #include "Requests/OQSession.h"
 #include "Utils/OQSerialExecutor.h"
@@ -26,8 +28,8 @@ namespace oq {
 class UIViewController;
 
 /// The engine behind the public facade and the analytics hook. It passes events to the decisions, shows windows, and
-/// sends reports. State and work are in four classes: OQSession (the user), OQCampaignStore
-/// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows) and OQServerRequests.
+/// sends reports. State and work are in five classes: OQSession (the user), OQCampaignStore
+/// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows), OQServerRequests and OQReports.
 ///
 /// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
 /// answers are handled on the HTTP client's queue; windows are presented, and their actions handled, on the main queue.
@@ -93,6 +95,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
   void reportPushEventWithType(std::uint64_t type, const JSONValue& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
+  /// See OQReports::flush().
+  std::size_t flush(double seconds) { return _reports->flush(seconds); }
   /// Main queue only.
   void jumpToWebViewWithURLStr(const JSONValue& url);
 
@@ -167,6 +171,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   OQDisplayDecisions _decisions{_store};
   OQSession _session;
   OQServerRequests _requests;
+  const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();
   std::atomic<bool> _autoCollectPageInfo{true};
   /// One login answer at a time decides whether today's list was fetched.
   OQSerialExecutor _dailyFetches;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,6 +21,17 @@ enum class URLRequestCachePolicy : std::uint64_t {
   UseProtocolCachePolicy = 0,
   ReloadIgnoringLocalCacheData = 1,           ///< adds no header: nothing is cached locally
   ReloadIgnoringLocalAndRemoteCacheData = 4,  ///< adds "Cache-Control: no-cache"
+};
+
+/// Cancels the requests that share it. A request that is not yet being written is never sent: it fails with
+/// URLErrorCancelled. A request that is under way may still reach the server. Thread-safe.
+class URLCancellation {
+ public:
+  void cancel() { _isCancelled = true; }
+  bool isCancelled() const { return _isCancelled; }
+
+ private:
+  std::atomic<bool> _isCancelled{false};
 };
 
 class URLRequest {
@@ -44,6 +56,9 @@ class URLRequest {
   void setHTTPBody(Data body) { _body = std::move(body); }
   const std::optional<Data>& httpBody() const { return _body; }
 
+  void setCancellation(std::shared_ptr<const URLCancellation> cancellation) { _cancellation = std::move(cancellation); }
+  bool isCancelled() const { return _cancellation && _cancellation->isCancelled(); }
+
  private:
   std::optional<URL> _url;
   URLRequestCachePolicy _cachePolicy;
@@ -51,11 +66,15 @@ class URLRequest {
   std::string _method = "GET";
   std::vector<std::pair<std::string, std::string>> _headerFields;
   std::optional<Data> _body;
+  std::shared_ptr<const URLCancellation> _cancellation;
 };
 
 struct URLResponse {
   std::int64_t statusCode = 0;
   std::string url;
+  /// How many seconds the client should wait before its next request, from the field Retry-After (seconds or a date).
+  /// 0 if the server does not say it.
+  std::int64_t retryAfter = 0;
 };
 
 /// The standard phrase for an HTTP status code, in lower case for display ("not found").

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <ctime>
 #include <thread>
 #include <vector>
 
@@ -68,6 +69,51 @@ TEST_F(URLSessionTest, OtherSchemesFailBeforeTheNetwork) {
     auto outcome = perform(post(address, "{}"));
     EXPECT_EQ(outcome.errorCode, URLErrorUnsupportedURL) << address;
   }
+}
+
+TEST_F(URLSessionTest, ResponsesContainHowLongToWait) {
+  LoopbackServer server;
+  const auto waitFor = [&](const std::string& field) {
+    server.handle("/busy", [&](const auto&) {
+      return LoopbackServer::Response{503, "", "text/plain", {{"Retry-After", field}}};
+    });
+    return perform(get(server.url("/busy"))).retryAfter;
+  };
+  EXPECT_EQ(waitFor("120"), 120);
+  EXPECT_EQ(waitFor("-5"), 0);
+  EXPECT_EQ(waitFor("soon"), 0);
+  EXPECT_EQ(waitFor("Sun, 06 Nov 1994 08:49:37 GMT"), 0) << "in the past";
+  char date[40];
+  const std::time_t inAnHour = std::time(nullptr) + 3600;
+  std::strftime(date, sizeof date, "%a, %d %b %Y %H:%M:%S GMT", std::gmtime(&inAnHour));
+  EXPECT_NEAR(static_cast<double>(waitFor(date)), 3600, 60);
+}
+
+TEST_F(URLSessionTest, CancelledRequestsAreNotSent) {
+  LoopbackServer server;
+  std::promise<void> release;
+  server.handle("/slow", [released = release.get_future().share()](const auto&) {
+    released.wait();
+    return LoopbackServer::Response{};
+  });
+  const auto cancellation = std::make_shared<URLCancellation>();
+  const auto startSlow = [&] {
+    URLRequest request = post(server.url("/slow"));
+    request.setCancellation(cancellation);
+    return start(std::move(request));
+  };
+  // Six run at the same time, so the last ones wait.
+  std::vector<std::future<Outcome>> outcomes;
+  for (int i = 0; i < 6; ++i) outcomes.push_back(startSlow());
+  while (server.requests("/slow").size() < 6) std::this_thread::yield();
+  for (int i = 0; i < 3; ++i) outcomes.push_back(startSlow());
+  cancellation->cancel();
+  release.set_value();
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    const std::int64_t expected = i < 6 ? 0 : std::int64_t{URLErrorCancelled};
+    EXPECT_EQ(outcomeOf(std::move(outcomes[i])).errorCode, expected) << i;
+  }
+  EXPECT_EQ(server.requests("/slow").size(), 6u);
 }
 
 // The server reads a second request on the kept connection and closes without a response. It may have handled the
