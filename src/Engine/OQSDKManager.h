@@ -13,11 +13,13 @@
 
 #include "Engine/OQCampaignStore.h"
 #include "Engine/OQDisplayDecisions.h"
+#include "Engine/OQMessageControl.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Requests/OQNetwork.h"
 #include "Requests/OQReports.h"
 #include "Requests/OQServerRequests.h"
 #include "Requests/OQSession.h"
+#include "UI/OQPopWindow.h"
 #include "Utils/OQSerialExecutor.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
@@ -28,8 +30,9 @@ namespace oq {
 class UIViewController;
 
 /// The engine behind the public facade and the analytics hook. It passes events to the decisions, shows windows, and
-/// sends reports. State and work are in five classes: OQSession (the user), OQCampaignStore
-/// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows), OQServerRequests and OQReports.
+/// sends reports. State and work are in six classes: OQSession (the user), OQCampaignStore (lists, records, waiting
+/// events, files), OQDisplayDecisions (what an event shows), OQMessageControl (what the host decides), OQServerRequests
+/// and OQReports.
 ///
 /// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
 /// answers are handled on the HTTP client's queue; windows are presented, and their actions handled, on the main queue.
@@ -56,7 +59,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
-  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it does nothing.
+  /// The same for a host that need not have an analytics library.
+  void startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> configuration);
+  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it warns.
   void exchangeMethod();
   /// Stores the environment through the shared engine's configuration. Does nothing without a configuration.
   static void setEnvironment(std::uint64_t environment);
@@ -82,6 +87,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void pushTrack(std::uint64_t type, const JSONValue& msg) { reportPushEventWithType(type, msg); }
 
   /// Whether the window may be shown now. If so, the display has been counted and written.
+  /// The host is not asked.
   bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
   /// Counts one display of the node and writes the records.
@@ -113,6 +119,23 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   Value recentDecisions() const override { return publicValue(_decisions.log().entries()); }
   void keepRecentDecisions(std::size_t most) override;
+
+  // For hosts that use Messages.
+
+  OQMessageControl& messageControl() { return *_control; }
+  /// Another user: removes messages from the screen, drops what belongs to the former user, and fetches both lists.
+  void setUser(const std::string& userId);
+  /// Records an event of the current user, with the current time.
+  void record(const std::string& event, const JSONValue& properties);
+  /// Fetches both lists now.
+  void refresh();
+  void hold();
+  void resume();
+  void dismiss();
+  /// Cancels requests, removes messages from the screen, and drops events that wait.
+  void withdraw();
+  /// Removes everything that is stored about the user; with `keepDevice` not the identifiers of this installation.
+  void forget(bool keepDevice);
 
   // The state. Lists and arrays are returned as they are at that moment.
 
@@ -161,14 +184,24 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   static std::shared_ptr<OQSDKManager> _makeShared();
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
-  void _installInAppList(const JSONArray& records);
-  void _installSubscribeList(const JSONArray& records);
+  using Generation = OQCampaignStore::Generation;
+  void _start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics);
+  void _match(const JSONValue& info);
+  void _installInAppList(const JSONArray& records, Generation generation);
+  void _installSubscribeList(const JSONArray& records, Generation generation);
   /// Called on any thread; continues on the main queue, immediately if the caller is already there.
-  void _present(const std::shared_ptr<OQWindowData>& window);
-  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const JSONValue& link);
+  void _present(const std::shared_ptr<OQMessage>& message);
+  void _presentOnMainQueue(const std::shared_ptr<OQMessage>& message);
+  void _handleNotice(OQMessage& message, OQPopWindow::Notice notice);
+  void _handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link);
+  void _openLink(const OQMessage& message, const JSONValue& link);
+  /// Removes messages from the screen, and those that wait for it.
+  void _removeMessages();
+  void _handleForgettingElsewhere();
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
-  OQDisplayDecisions _decisions{_store};
+  const std::shared_ptr<OQMessageControl> _control = std::make_shared<OQMessageControl>();
+  OQDisplayDecisions _decisions{_store, _control};
   OQSession _session;
   OQServerRequests _requests;
   const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();

@@ -43,6 +43,14 @@ void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
   _values.appid.swap(application);
 }
 
+void OQSession::forget() {
+  store(std::nullopt, kTokenKey);
+  store(std::nullopt, kUserIdKey);
+  std::lock_guard lock(_mutex);
+  _values.token.reset();
+  _values.userId.reset();
+}
+
 void OQSession::takeToken(const JSONValue& token) {
   const std::optional<std::string> text = textOrNil(token);
   OQLogger::setSecret(text.value_or(""));

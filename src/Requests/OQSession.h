@@ -50,6 +50,8 @@ class OQSession {
   /// value converted to a string. The user id and the token are stored for later runs.
   void takeUser(const JSONValue& xwho, const JSONValue& appid);
   void takeToken(const JSONValue& token);
+  /// Removes the user id and the token, in memory and from the store.
+  void forget();
 
  private:
   mutable std::mutex _mutex;

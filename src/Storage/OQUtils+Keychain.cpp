@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Foundation/System/Device.h"
 #include "Storage/OQKeychainItemWrapper.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
@@ -29,6 +30,11 @@ void OQUtils::saveUUIDWithKeyChain() {
   // A missing identifier becomes a null value, which setObject() ignores.
   std::string identifier = getUUID();
   item.setObject(identifier.empty() ? JSONValue() : JSONValue(identifier), kSecValueData);
+}
+
+void OQUtils::forgetUUID() {
+  forgetIdentifierForVendor();
+  identifierItem().resetKeychainItem();
 }
 
 JSONValue OQUtils::getUUIDWithKeychain() {

@@ -127,6 +127,21 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     drain();
   }
 
+  void removeFiles() {
+    std::lock_guard writing(_fileMutex);
+    {
+      std::lock_guard lock(_mutex);
+      _pending.clear();
+      _pendingEnds.clear();
+    }
+    _file.reset();
+    for (const auto& entry : enumerateDirectory(_folder)) {
+      if (entry.extension() == ".log") removeItem(_folder, entry);
+    }
+    beginFile();
+    write("");
+  }
+
   std::filesystem::path file() const {
     std::lock_guard lock(_mutex);
     return _path;
@@ -302,6 +317,10 @@ std::filesystem::path OQLogger::logFilePath() const {
 
 void OQLogger::setFileLimit(std::optional<std::uint64_t> bytes) {
   mostBytes = bytes.value_or(kNoLimit);
+}
+
+void OQLogger::removeFiles() {
+  if (isFileWanted()) getInstance()._writer->removeFiles();
 }
 
 bool OQLogger::isWanted() {
