@@ -82,15 +82,6 @@ TEST(ConnectionThreads, NewConnectionEndsTheLongestIdleOne) {
   for (auto* client : {&first, &answering, &silent, &waiting}) EXPECT_TRUE(client->obeys('?'));
 }
 
-TEST(ConnectionThreads, EachWaitingConnectionEndsOneIdleConnection) {
-  Pool pool(2);
-  Client first(pool), second(pool);
-  for (auto* client : {&first, &second}) ASSERT_TRUE(client->begins() && client->obeys('.'));
-  Client third(pool), fourth(pool);
-  ASSERT_TRUE(third.begins());
-  EXPECT_TRUE(fourth.begins());
-}
-
 TEST(ConnectionThreads, BusyConnectionFinishesItsResponseBeforeItEnds) {
   Pool pool(1);
   Client busy(pool);
@@ -110,17 +101,6 @@ TEST(ConnectionThreads, NoConnectionIsEndedIfAThreadBecomesFreeAnyway) {
   EXPECT_TRUE(idle.obeys('?'));
   leaving.leave();
   EXPECT_TRUE(waiting.begins());
-}
-
-TEST(ConnectionThreads, ShutdownEndsIdleConnectionsAtOnce) {
-  Pool pool(2);
-  Client idle(pool), silent(pool);
-  for (auto* client : {&idle, &silent}) ASSERT_TRUE(client->begins());
-  ASSERT_TRUE(idle.obeys('.'));
-  const auto ended = std::async(std::launch::async, [&] { pool.shutdown(); });
-  EXPECT_TRUE(idle.isEnded());
-  EXPECT_TRUE(silent.isEnded());
-  for (auto* client : {&idle, &silent}) client->leave();
 }
 
 }  // namespace

@@ -132,7 +132,6 @@ class Fixture : public CommandFixture {
         {"focus", [this](auto&) { reportFocus(); }},
         {"page", [](auto&) { openPage(); }},
         {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
-        {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
     });
   }
 

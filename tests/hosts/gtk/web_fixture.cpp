@@ -30,7 +30,6 @@ class Fixture : public CommandFixture {
         {"prepare", [](auto&) { oq::prepareWebEngine(); }},
         {"jump", [](auto& in) { jump(in); }},
         {"close", [this](auto&) { shown()->close(); }},
-        {"fade", [this](auto& in) { fade(in); }},
         {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
         {"script", [this](auto& in) { evaluate(in); }},
         {"inject", [this](auto& in) { inject(in); }},
@@ -100,10 +99,6 @@ class Fixture : public CommandFixture {
         rest(in), [](const oq::JSONValue& result, const std::optional<oq::Error>& error) {
           say("result " + (error ? error->localizedDescription : boost::json::serialize(result)));
         });
-  }
-
-  void fade(std::istream& in) {
-    oq::UIView::animateWithDuration(std::stod(word(in)), [this] { shown()->view()->setAlpha(0); });
   }
 
   void popWindow(std::istream& in) {
