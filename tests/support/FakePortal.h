@@ -2,16 +2,18 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/ScratchFolder.h"
+
 namespace oq::test {
 
 /// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
-/// their attachments, and responds as configured. It runs on its own thread. The bus ends even if the test crashes.
+/// their attachments, and responds as configured. Both are processes that end even if the test crashes.
 class FakePortal {
  public:
   struct Mail {
@@ -33,17 +35,19 @@ class FakePortal {
     bool breaksDown = false;
   };
 
-  explicit FakePortal(Manners manners);
+  explicit FakePortal(const Manners& manners);
   FakePortal() : FakePortal(Manners{}) {}
   ~FakePortal();
+  FakePortal(const FakePortal&) = delete;
+  FakePortal& operator=(const FakePortal&) = delete;
 
   std::vector<Mail> mails() const;
   /// The number of requests that their senders closed.
-  int closedRequests() const;
+  std::size_t closedRequests() const;
 
  private:
-  class Impl;
-  std::unique_ptr<Impl> _impl;
+  const ScratchFolder _folder;
+  std::FILE* _output = nullptr;
 };
 
 }  // namespace oq::test

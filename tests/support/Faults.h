@@ -3,9 +3,8 @@
 
 namespace oq::test {
 
-/// Makes the n-th operation of one kind fail, counted in the whole process: a file call (open, create, write, rename,
-/// flush), a step of a SQLite statement, or an allocation with new. Not available under ThreadSanitizer. Under
-/// AddressSanitizer allocations cannot fail, since it has its own operators.
+/// Makes the n-th system request of this process fail: calls that open, create, change and rename files, and steps of
+/// SQLite statements.
 ///
 ///     for (int number = 1;; ++number) {
 ///       Faults::Armed fault(Faults::Kind::fileCall, number);
@@ -16,7 +15,7 @@ namespace oq::test {
 /// not reach the disk.
 class Faults {
  public:
-  enum class Kind { fileCall, databaseStep, allocation };
+  enum class Kind { fileCall, databaseStep };
 
   class Armed {
    public:
@@ -26,9 +25,6 @@ class Faults {
     Armed& operator=(const Armed&) = delete;
     bool hasStruck() const;
   };
-
-  /// The number of allocations on this thread so far. Always 0 under the sanitizers.
-  static unsigned long allocationsOfThread();
 };
 
 }  // namespace oq::test

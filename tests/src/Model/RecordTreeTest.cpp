@@ -76,21 +76,6 @@ TEST(RecordTree, RefreshesKnownNodes) {
   }
 }
 
-TEST(RecordTree, UsesTheGivenArrayUntilAllNodesAreRemoved) {
-  auto array = std::make_shared<OQRecordTree::Nodes>();
-  array->push_back(node(1));
-  auto tree = OQRecordTree::treeWithNodes(array);
-  tree->addTreeNode(node(2));
-  EXPECT_EQ(tree->allNodes(), array);
-  EXPECT_EQ(array->size(), 2u);
-  tree->removeAllTreeNodes();
-  tree->addTreeNode(node(3));
-  EXPECT_EQ(array->size(), 2u);
-  EXPECT_THAT(ids(*tree), testing::ElementsAre(3));
-  EXPECT_TRUE(OQRecordTree::treeWithNodes(nullptr)->addTreeNode(nullptr));
-  EXPECT_TRUE(tree->removeTreeNode(nullptr));
-}
-
 /// The result is the same as for a linear search, whatever changes the array and whatever ids its nodes get.
 TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
   std::mt19937 random(20260310);

@@ -7,13 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <fstream>
-#include <future>
 #include <regex>
 #include <sstream>
-#include <thread>
 
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/System/Device.h"
@@ -158,36 +155,6 @@ TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
     ASSERT_EQ(number, next.at(static_cast<std::size_t>(thread))++);
   }
   EXPECT_THAT(next, testing::Each(entries));
-}
-
-bool isAsleep(pid_t thread) {
-  return textOfFile("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") != std::string::npos;
-}
-
-TEST_F(Logger, CallersWaitForTheDiskOnlyIfTheMemoryIsFull) {
-  std::promise<void> blocked, released;
-  oq_log_get_dispatch_serial_queue()->async([&] {
-    blocked.set_value();
-    released.get_future().wait();
-  });
-  blocked.get_future().wait();
-  OQLogger logger(logs(), 100'000);
-  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, although nothing can be written
-  EXPECT_EQ(textOfFile(logger.logFilePath()), "");
-  std::atomic<pid_t> thread = 0;
-  std::atomic<bool> isLogged = false;
-  std::thread late([&] {
-    thread = ::gettid();
-    logger._log(std::string(20'000, 'y'));
-    isLogged = true;
-  });
-  while (!isLogged && !isAsleep(thread)) std::this_thread::yield();
-  EXPECT_FALSE(isLogged);
-  released.set_value();
-  late.join();
-  logger._log(std::string(200'000, 'z'));  // larger than the limit: accepted when nothing else waits
-  logger.flush();
-  EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
 }
 
 using LoggerEntries = test::WorldTest;

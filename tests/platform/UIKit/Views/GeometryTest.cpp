@@ -2,7 +2,6 @@
 #include <cmath>
 #include <limits>
 
-#include "UIKit/Views/UIScrollView.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
 namespace oq {
@@ -90,18 +89,6 @@ TEST_F(GeometryTest, ViewThatMovesItselfIsInOneTree) {
   EXPECT_TRUE(other->subviews().empty());
   EXPECT_EQ(view->home->subviews().size(), 1u);
   view->home = nullptr;
-}
-
-TEST_F(GeometryTest, ScrollingIsClampedToTheContent) {
-  auto view = add<UIScrollView>(CGRectMake(0, 0, 100, 50));
-  view->setContentSize({100, 80});
-  EXPECT_TRUE(view->scrollBy(5, 20));
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 20));
-  EXPECT_TRUE(view->scrollBy(0, 100));
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 30));
-  EXPECT_FALSE(view->scrollBy(0, 1)) << "left to the views below";
-  view->setContentSize({100, 20});
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 0));
 }
 
 }  // namespace
