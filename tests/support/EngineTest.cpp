@@ -11,7 +11,6 @@
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Format.h"
-#include "Foundation/Values/JSONSerialization.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"

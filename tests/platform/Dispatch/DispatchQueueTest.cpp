@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <future>
-#include <string>
 
 #include "support/MainLoop.h"
 #include "support/Threads.h"

@@ -2,9 +2,7 @@
 #include "Model/OQRecordTree.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <ctime>
 #include <limits>
 #include <random>
 

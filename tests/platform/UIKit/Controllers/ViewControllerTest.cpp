@@ -20,14 +20,10 @@ class Page : public UIViewController {
 
  public:
   Page(std::string name, Log& log) : _name(std::move(name)), _log(log) {}
-  std::function<void()> onWillAppear;
 
  private:
   void _loaded() { note("load"); }
-  void _willAppear(bool animated) {
-    note(animated ? "will appear animated" : "will appear");
-    if (const auto action = std::exchange(onWillAppear, nullptr)) action();
-  }
+  void _willAppear(bool animated) { note(animated ? "will appear animated" : "will appear"); }
   void _didAppear(bool animated) {
     sendSuper(staticClass(), *this, viewDidAppearSelector, animated);
     note("did appear");
@@ -224,24 +220,6 @@ TEST_F(ViewControllerTest, StackedPresentedPagesAreDismissedTogether) {
   first->presentViewController(second, false);
   window->setRootViewController(third);
   EXPECT_EQ(window->subviews(), (Views{third->view()})) << "a replaced root takes its presented page with it";
-}
-
-TEST_F(ViewControllerTest, PageMayChangeTheScreenWhileAppearing) {
-  first->onWillAppear = [&] { window->setRootViewController(second); };
-  window->setRootViewController(first);
-  EXPECT_EQ(window->subviews(), (Views{second->view()}));
-
-  const auto navigation = showInNavigation(first);
-  second->onWillAppear = [&] { navigation->pushViewController(third, false); };
-  navigation->pushViewController(second, false);
-  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
-
-  const auto modal = page("d");
-  modal->onWillAppear = [&] { modal->dismissViewControllerAnimated(false); };
-  int completions = 0;
-  third->presentViewController(modal, true, [&] { ++completions; });
-  EXPECT_EQ(window->subviews(), (Views{navigation->view()}));
-  EXPECT_EQ(completions, 1);
 }
 
 }  // namespace

@@ -275,23 +275,5 @@ TEST_F(ControlTest, TouchesBecomeEvents) {
   EXPECT_EQ(log, (Log{"down", "cancel"}));
 }
 
-TEST_F(ControlTest, ActionMayDropItsControlAndAddActions) {
-  std::weak_ptr<UIControl> watched = control;
-  const auto drop = [this](UIControl& sender) {
-    if (!control) return;
-    sender.removeFromSuperview();
-    control.reset();
-    for (int i = 0; i < 100; ++i) {
-      sender.addTarget([this](UIControl&) { log.push_back("late"); }, UIControlEventValueChanged);
-    }
-  };
-  control->addTarget(drop, UIControlEventValueChanged);
-  control->addTarget([this](UIControl&) { log.push_back("changed"); }, UIControlEventValueChanged);
-  UIControl& dropped = *control;
-  dropped.sendActionsForControlEvents(UIControlEventValueChanged);
-  EXPECT_TRUE(watched.expired());
-  EXPECT_EQ(log, (Log{"changed"}));
-}
-
 }  // namespace
 }  // namespace oq

@@ -4,10 +4,7 @@
 #include <cairo.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
-#include <functional>
-#include <memory>
 #include <ostream>
 
 #include "UIKit/Painting/CairoPainter.h"

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "Canvas.h"
-#include "UIKit/Input/UITouch.h"
 #include "UIKit/Painting/UIImage.h"
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UIImageView.h"

@@ -234,20 +234,5 @@ TEST_F(Painting, BlursShadows) {
   EXPECT_EQ(look(50, 72), canvas.at(50, 72)) << "a content casts a shadow with its own outline";
 }
 
-TEST_F(Painting, ReturnsTheColorOverTheSurroundings) {
-  auto parent = add(CGRectMake(0, 0, 100, 100), red);
-  auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);
-  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
-  dim->setFillsSurroundings(true);
-  parent->setAlpha(0.5);
-  EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.15, 1e-9);
-  auto second = add(CGRectMake(0, 0, 100, 100), UIColor::whiteColor());
-  second->setFillsSurroundings(true);
-  EXPECT_EQ(surroundingsColor(*window, 0), UIColor::whiteColor());
-  parent->setHidden(true);
-  second->removeFromSuperview();
-  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
-}
-
 }  // namespace
 }  // namespace oq

@@ -190,23 +190,5 @@ TEST_F(AnimationTest, LeavingTheWindowEndsAnimationsOfTheSubtree) {
   }
 }
 
-TEST_F(AnimationTest, GroupCompletesWithItsLastView) {
-  auto other = add(CGRectMake(0, 0, 10, 10));
-  Outcome outcome;
-  animate(1, outcome, [&] {
-    view->setFrame(CGRectMake(5, 5, 50, 50));
-    other->setBackgroundColor(UIColor::redColor());
-  });
-  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
-      << "from a clear colour only the alpha changes";
-  other->removeFromSuperview();
-  runMainQueue();
-  EXPECT_TRUE(outcome.empty());
-  host.time = 0.5;
-  EXPECT_NEAR(view->layer().presentation(0.5).frame().size.width, 30, 1e-9);
-  stepTo(1);
-  EXPECT_TRUE(outcome.isUnfinishedOnce());
-}
-
 }  // namespace
 }  // namespace oq
