@@ -214,25 +214,5 @@ TEST_F(Painting, FillsAProgressBarFromTheLeft) {
   EXPECT_EQ(look(99, 5), kGreen);
 }
 
-TEST_F(Painting, BlursShadows) {
-  auto view = add(CGRectMake(30, 30, 40, 40), red);
-  auto ink = std::make_shared<InkView>(CGRectMake(30, 30, 40, 40), blue);
-  for (const auto& each : {view, std::static_pointer_cast<UIView>(ink)}) {
-    each->layer().setShadowOpacity(1);
-    each->layer().setShadowOffset({0, 6});
-    each->layer().setShadowRadius(3);
-  }
-  Canvas canvas(*window);
-  EXPECT_EQ(canvas.at(50, 50), kRed);
-  const int close = canvas.at(50, 72).red, farther = canvas.at(50, 76).red;
-  EXPECT_LT(close, 60);
-  EXPECT_GT(farther, close + 40) << "it fades";
-  EXPECT_LT(farther, 250);
-  EXPECT_EQ(canvas.at(50, 15), kWhite);
-  view->removeFromSuperview();
-  add(ink, clear);
-  EXPECT_EQ(look(50, 72), canvas.at(50, 72)) << "a content casts a shadow with its own outline";
-}
-
 }  // namespace
 }  // namespace oq
