@@ -3,16 +3,9 @@
 
 namespace oq::test {
 
-/// Makes the n-th system request of this process fail: calls that open, create, change and rename files, and steps of
-/// SQLite statements.
-///
-///     for (int number = 1;; ++number) {
-///       Faults::Armed fault(Faults::Kind::fileCall, number);
-///       ... do something ...
-///       if (!fault.hasStruck()) break;  // there were fewer operations
-///     }
-/// Operations of all threads count. A failing write has written half of its bytes. While a fault is armed, flushes do
-/// not reach the disk.
+/// Makes the n-th operation of one kind fail, counted over all threads of the process: a file call (open, create,
+/// write, rename, flush) or a step of a SQLite statement. A failing write has written half of its bytes. While a fault
+/// is armed, flushes do not reach the disk. Not available under ThreadSanitizer.
 class Faults {
  public:
   enum class Kind { fileCall, databaseStep };
@@ -23,6 +16,7 @@ class Faults {
     ~Armed();
     Armed(const Armed&) = delete;
     Armed& operator=(const Armed&) = delete;
+    /// False if there were fewer operations.
     bool hasStruck() const;
   };
 };

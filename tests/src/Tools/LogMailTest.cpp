@@ -199,20 +199,6 @@ TEST_F(LogMail, ResultFollowsThePortal) {
   }
 }
 
-TEST_F(LogMail, ControllerNeedsNoMailMethod) {
-  FakePortal portal;
-  auto plain = makeMainObject<UIViewController>();
-  OQNavigation::currentNavigation()->pushViewController(plain, false);
-  for (std::size_t mails : {1, 2}) {  // the second time the class has the method that the hook added
-    OQSDKManager::sharedManager().sendLogToEmail("\xff@example.org", plain);
-    EXPECT_TRUE(plain->presentedViewController());
-    EXPECT_TRUE(host.runUntil([&] { return !plain->presentedViewController(); }, 20, true));
-    ASSERT_EQ(portal.mails().size(), mails);
-    EXPECT_THAT(portal.mails().back().addresses, ElementsAre("\uFFFD@example.org"));
-    host.advance(1);
-  }
-}
-
 TEST_F(LogMail, CanBeCancelledWhileThePortalIsSilent) {
   FakePortal portal({.response = std::nullopt});
   send();

@@ -88,22 +88,6 @@ TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
   }
 }
 
-TEST(XMLPropertyList, WriterRejectsWhatXMLCannotExpress) {
-  Table circle;
-  circle.nodes = {ArrayNode{{0, 0}}};
-  Table doubling = listOf({true});
-  for (int i = 0; i < 200; ++i) doubling.root = doubling.add(ArrayNode{{doubling.root, doubling.root}});
-  Table numbered;
-  numbered.nodes = {DictNode{{1}, {1}}, std::int64_t{1}};
-  for (const Table& table :
-       {circle, doubling, numbered, listOf({NullNode{}}), listOf({Uid{1}}), listOf({std::string("\x01")}),
-        listOf({std::string("\xff")}), listOf({std::string("\xEF\xBF\xBF")}), Table{{ArrayNode{{7}}}, 0}}) {
-    std::string reason;
-    EXPECT_FALSE(writeXML(table, &reason));
-    EXPECT_NE(reason, "");
-  }
-}
-
 TEST(PropertyListSerialization, ReportsErrorsAndLimitsTheDepth) {
   const auto deepest = PropertyListSerialization::dataWithPropertyList(nested(513), PropertyListFormat::XML);
   ASSERT_TRUE(deepest);

@@ -123,19 +123,6 @@ TEST_F(TouchTest, TapIsRecognisedBeforeTheViewAndCancelsIt) {
   EXPECT_EQ(view->log, (Log{"began", "moved", "ended"})) << "moved too far in between";
 }
 
-struct RemovingRecognizer : UITapGestureRecognizer {
-  RemovingRecognizer() : UITapGestureRecognizer(nullptr) {}
-  void touchesBegan(UITouch&, UIView& view) override { view.removeFromSuperview(); }
-};
-
-TEST_F(TouchTest, ViewRemovedByRecogniserSeesNoTouchBegin) {
-  auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
-  view->addGestureRecognizer(std::make_shared<RemovingRecognizer>());
-  down(10, 10);
-  up(10, 10);
-  EXPECT_EQ(view->log, (Log{"cancelled"}));
-}
-
 TEST_F(TouchTest, TapHandlerMayDestroyItsView) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   std::weak_ptr<UIView> watched = view;

@@ -10,7 +10,6 @@
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UIImageView.h"
 #include "oqsdk/headless/HeadlessHost.h"
-#include "support/ScratchFolder.h"
 
 namespace oq {
 namespace {
@@ -170,15 +169,6 @@ TEST(Image, AppliesTheExifOrientationAndShowsTheFirstFrame) {
   EXPECT_EQ(canvas.at(8, 28), kRed);
 }
 
-TEST(Image, FileNameSetsTheScale) {
-  ScratchFolder folder;
-  for (auto [name, side] : {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
-    auto image = UIImage::imageWithContentsOfFile(folder.write(name, stringFromData(pngOf(60, 60))));
-    ASSERT_TRUE(image) << name;
-    EXPECT_EQ(image->size(), (CGSize{side, side})) << name;
-  }
-}
-
 TEST(ImageView, ContentModePlacesThePicture) {
   HeadlessHost host;
   auto view = std::make_shared<UIImageView>();
@@ -274,21 +264,6 @@ TEST_F(Button, HoveringShadesItLessThanPressing) {
   button->removeFromSuperview();
   window->addSubview(button);
   EXPECT_EQ(colorAt(50, 50), before);
-}
-
-TEST_F(Button, ShowsTheAppearanceOfItsStateOrTheNormalOne) {
-  button->setTitle("normal", UIControlStateNormal);
-  EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
-  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::whiteColor());
-  button->setTitleColor(UIColor::redColor(), UIControlStateNormal);
-  EXPECT_EQ(button->titleColorForState(UIControlStateDisabled), UIColor::redColor());
-  button->setTitle(std::nullopt, UIControlStateNormal);
-  auto image = UIImage::imageWithData(pngOf(20, 20));
-  button->setImage(image, UIControlStateNormal);
-  button->setImage(image, UIControlStateHighlighted);
-  Color before = colorAt(25, 50);
-  hold();
-  EXPECT_EQ(colorAt(25, 50), before) << "it has its own appearance for that state";
 }
 
 TEST_F(Button, CentersItsTitle) {

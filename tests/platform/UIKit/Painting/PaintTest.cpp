@@ -18,12 +18,10 @@ constexpr UIColor red = UIColor::redColor(), green = UIColor::greenColor(), blue
 class InkView : public UIView {
  public:
   InkView(CGRect frame, UIColor color) : UIView(frame), _color(color) {}
-  int drawn() const { return *_drawn; }
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override {
-    return std::make_shared<LayerContent>(size, [color = _color, drawn = _drawn](cairo_t* cr) {
-      ++*drawn;
+    return std::make_shared<LayerContent>(size, [color = _color](cairo_t* cr) {
       cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
       cairo_paint(cr);
     });
@@ -31,7 +29,6 @@ class InkView : public UIView {
 
  private:
   UIColor _color;
-  std::shared_ptr<int> _drawn = std::make_shared<int>(0);
 };
 
 class Painting : public testing::Test {
@@ -177,30 +174,6 @@ TEST_F(Painting, AlignsEdgesAndContentsToWholePixels) {
     EXPECT_EQ(canvas.at(std::lround(20 * scale), std::lround(20 * scale)), kRed);
     EXPECT_EQ(canvas.at(std::lround(70 * scale), std::lround(20 * scale)), kBlue);
   }
-}
-
-TEST_F(Painting, DrawsContentOnceForManyFrames) {
-  auto ink = add(std::make_shared<InkView>(CGRectMake(0, 0, 50, 50), blue), clear);
-  for (int frame = 0; frame < 3; ++frame) {
-    ink->setFrame(CGRectMake(frame, 0, 50, 50));
-    Canvas canvas(*window);
-    EXPECT_EQ(canvas.at(25, 25), kBlue);
-  }
-  EXPECT_EQ(ink->drawn(), 1);
-  ink->setNeedsDisplay();
-  Canvas{*window};
-  EXPECT_EQ(ink->drawn(), 2);
-  Canvas(*window, 2);
-  EXPECT_EQ(ink->drawn(), 3) << "another density needs new pixels";
-  const auto content = ink->content();
-  ink->setBounds(CGRectMake(0, 0, 50, 0));
-  EXPECT_EQ(ink->content(), content) << "it may still be shrinking on screen";
-
-  // Too large for the cache.
-  ink->setFrame(CGRectMake(0, 0, 50, 1e6));
-  ink->setAlpha(0.5);
-  EXPECT_TRUE(look(25, 99).isNear({127, 127, 255}));
-  EXPECT_EQ(look(60, 50), kWhite);
 }
 
 TEST_F(Painting, FillsAProgressBarFromTheLeft) {

@@ -119,20 +119,6 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   }
 }
 
-TEST_F(AnimationTest, DisablingEndsRunningAnimations) {
-  Outcome running;
-  fade(0, 30, running.record());
-  stepTo(1);
-  AnimationEngine::shared().setEnabled(false);
-  runMainQueue();
-  EXPECT_TRUE(running.isFinishedOnce());
-  EXPECT_EQ(shownAlpha(), 0);
-  AnimationEngine::shared().setEnabled(true);
-  fade(1, 30);
-  EXPECT_EQ(shownAlpha(), 0);
-  settle();
-}
-
 TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
   Outcome outer, inner;
   animate(1, outer, [&] {

@@ -70,26 +70,5 @@ TEST_F(GeometryTest, SubviewHasOneSuperviewAndTreesHaveNoCycles) {
   EXPECT_EQ(second->superview(), nullptr);
 }
 
-/// Moves to another view as soon as it is removed.
-class RestlessView : public MovingView {
- public:
-  void didMoveToWindow() override {
-    MovingView::didMoveToWindow();
-    if (!window() && !superview()) home->addSubview(shared_from_this());
-  }
-  std::shared_ptr<UIView> home;
-};
-
-TEST_F(GeometryTest, ViewThatMovesItselfIsInOneTree) {
-  auto view = add<RestlessView>(CGRectMake(0, 0, 10, 10));
-  view->home = add(CGRectMake(0, 0, 10, 10));
-  auto other = add(CGRectMake(0, 0, 10, 10));
-  other->addSubview(view);
-  EXPECT_EQ(view->superview(), view->home);
-  EXPECT_TRUE(other->subviews().empty());
-  EXPECT_EQ(view->home->subviews().size(), 1u);
-  view->home = nullptr;
-}
-
 }  // namespace
 }  // namespace oq
