@@ -43,16 +43,10 @@ TEST(XMLPropertyList, OtherToolsReadEveryKindOfNode) {
 }
 
 TEST(XMLPropertyList, ReadsFilesOfOtherTools) {
-  Data xml = plistFromPython(
+  const std::string list =
       "{'b': [True, False, -5, 2**63 - 1, 2**63, 0.1, float('inf')], '<k&é>': {'': ''}, 's': ' a\\n<b>&amp; ', "
-      "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}",
-      "XML");
-  std::string every;
-  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
-  EXPECT_EQ(textOf(readXML(xml)),
-            "{'b': [True, False, -5, 9223372036854775807, 9223372036854775808u, real 0.10000000000000001, real "
-            "inf], '<k&é>': {'': ''}, 's': ' a\n<b>&amp; ', 'd': date 1709251198, 'x': b'" +
-                every + "'}");
+      "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}";
+  EXPECT_EQ(isReadByPython(list, writeXML(readXML(plistFromPython(list, "XML")).value()).value()), "True\n");
 }
 
 TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
