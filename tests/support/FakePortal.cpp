@@ -8,17 +8,10 @@
 
 namespace oq::test {
 
-FakePortal::FakePortal(const Manners& manners) {
-  const boost::json::value response = manners.response ? boost::json::value(*manners.response) : nullptr;
-  const boost::json::value all = {{"version", manners.version},
-                                  {"response", response},
-                                  {"error", manners.error},
-                                  {"ownHandle", manners.ownHandle},
-                                  {"breaksDown", manners.breaksDown}};
+FakePortal::FakePortal(const std::string& manners) {
   const std::string program = OQSDK_SOURCE_DIR "/tests/support/fake_portal.py";
   _output = ::popen(
-      ("exec /usr/bin/python3 '" + program + "' " + _folder.path().string() + " '" + serialize(all) + "'").c_str(),
-      "r");
+      ("exec /usr/bin/python3 '" + program + "' " + _folder.path().string() + " '" + manners + "'").c_str(), "r");
   char line[256];
   if (!_output || !std::fgets(line, sizeof line, _output)) throw std::runtime_error("cannot start the fake portal");
   const std::string address = line;

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,21 +20,8 @@ class FakePortal {
     /// The attachments in order: file name and content.
     std::vector<std::pair<std::string, std::string>> files;
   };
-  struct Manners {
-    std::uint32_t version = 3;
-    /// 0: the mail program was opened, 1: the user cancelled, 2: the request ended in another way; nullopt: no
-    /// response.
-    std::optional<std::uint32_t> response = 0;
-    /// If not empty, the call returns the D-Bus error of this name.
-    std::string error = {};
-    /// If true, the portal's handle for the request is not the one that the caller predicts.
-    bool ownHandle = false;
-    /// If true, the portal closes its bus connection when it is called.
-    bool breaksDown = false;
-  };
-
-  explicit FakePortal(const Manners& manners);
-  FakePortal() : FakePortal(Manners{}) {}
+  /// The manners are JSON, as fake_portal.py describes them.
+  explicit FakePortal(const std::string& manners = "{}");
   ~FakePortal();
   FakePortal(const FakePortal&) = delete;
   FakePortal& operator=(const FakePortal&) = delete;

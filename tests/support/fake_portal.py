@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """A private session bus with a fake desktop portal for e-mails: fake_portal.py FOLDER MANNERS. It prints the bus's
 address, and ends when its standard output is closed. FOLDER gets a file for each mail, and a byte in the file "closed"
-for each request that its sender closed. MANNERS is FakePortal::Manners as JSON."""
+for each request that its sender closed. MANNERS is JSON that replaces some of the values below."""
 
 import json
 import os
@@ -10,6 +10,14 @@ import sys
 
 from gi.repository import Gio, GLib
 
+MANNERS = {
+    "version": 3,
+    # 0: the mail program was opened, 1: the user cancelled, 2: the request ended in another way, None: no response.
+    "response": 0,
+    "error": "",  # if not empty, the call returns the D-Bus error of this name
+    "ownHandle": False,  # whether the portal's handle for the request is another one than the caller predicts
+    "breaksDown": False,  # whether the portal closes its bus connection when it is called
+}
 PORTAL = "/org/freedesktop/portal/desktop"
 CONFIGURATION = """<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context='default'>
     <allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/></policy></busconfig>"""
@@ -75,7 +83,7 @@ with open(f"{sys.argv[1]}/bus.conf", "w", encoding="utf-8") as out:
     out.write(CONFIGURATION)
 daemon = subprocess.Popen(["dbus-daemon", "--config-file=" + out.name, "--nofork", "--nopidfile", "--print-address=1"],
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-portal = Portal(daemon.stdout.readline().strip(), sys.argv[1], json.loads(sys.argv[2]))
+portal = Portal(daemon.stdout.readline().strip(), sys.argv[1], {**MANNERS, **json.loads(sys.argv[2])})
 loop = GLib.MainLoop()
 GLib.io_add_watch(1, GLib.PRIORITY_DEFAULT, GLib.IOCondition.ERR | GLib.IOCondition.HUP, lambda *_: loop.quit())
 loop.run()
