@@ -39,7 +39,7 @@ class Fixture : public CommandFixture {
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { reportFocus(); }},
         {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
-        {"resize", [this](auto& in) { resize(in); }},
+        {"resize", [this](auto& in) { resize(*_window, in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
     });
   }
@@ -138,12 +138,6 @@ class Fixture : public CommandFixture {
     if (focus->is_ancestor(*_entry)) return say("focus host");
     const auto element = oq::UIApplication::sharedApplication().keyWindow()->focusedView();
     say("focus " + (element ? element->accessibilityLabel() : G_OBJECT_TYPE_NAME(focus->gobj())));
-  }
-
-  void resize(std::istream& in) {
-    int width = 0, height = 0;
-    in >> width >> height;
-    _window->set_default_size(width, height);
   }
 
   /// Adds a view above the open page.
