@@ -2,9 +2,7 @@
 #include "Utils/OQLogger.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
@@ -170,30 +168,6 @@ TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
   EXPECT_THAT(logEntries(),
               testing::ElementsAre("statusCode:404\ndescripton:not found\n", "code:-1001\ndescripton:too slow\n",
                                    "a text with %@", "another", "a third", "list: (null) and 3"));
-}
-
-/// Runs in a separate process, because the signal of the file-size limit would end it.
-[[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
-  rlimit limit{8192, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  OQLogger logger(folder);
-  for (int i = 0; i < 4; ++i) {
-    logger._log(std::string(4000, 'x'));
-    logger.flush();
-  }
-  // The third entry did not fit, and no part of it was left before the next one.
-  const std::string text = textOfFile(logger.logFilePath());
-  if (text.size() < 8000 || text.size() > 8192 || !text.ends_with("x\n")) std::exit(1);
-  limit.rlim_cur = RLIM_INFINITY;
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  logger._log("there is room again");
-  logger.flush();
-  std::exit(textOfFile(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
-}
-
-TEST_F(Logger, FullDiskDoesNotEndTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(logBeyondTheLimit(logs()), testing::ExitedWithCode(0), "");
 }
 
 /// Logs right before the process exits.

@@ -4,7 +4,6 @@
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Controllers/UINavigationItem.h"
-#include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Painting/Painter.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
@@ -134,29 +133,6 @@ TEST_F(ViewControllerTest, OverlappingTransitionsLeaveOnlyTheLastPage) {
   EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
   EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
   EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
-}
-
-TEST_F(ViewControllerTest, OnlyTheSelectedTabIsShown) {
-  auto tabs = std::make_shared<UITabBarController>();
-  window->setRootViewController(tabs);
-  tabs->setViewControllers({first, second, nullptr, first, tabs});
-  EXPECT_EQ(tabs->viewControllers().size(), 2u);
-  log.clear();
-  tabs->setSelectedViewController(third);
-  tabs->setSelectedIndex(7);
-  tabs->setSelectedViewController(first);
-  EXPECT_TRUE(log.empty());
-  tabs->setSelectedIndex(1);
-  EXPECT_EQ(log, (Log{"a will disappear", "b will appear", "b load", "a did disappear", "b did appear"}));
-  EXPECT_EQ(tabs->view()->subviews(), (Views{second->view()}));
-
-  log.clear();
-  tabs->setViewControllers({third, second});
-  EXPECT_EQ(tabs->selectedIndex(), 1u) << "the selected screen stays";
-  EXPECT_EQ(first->parentViewController(), nullptr);
-  tabs->setViewControllers({});
-  EXPECT_EQ(log, (Log{"b will disappear", "b did disappear"}));
-  EXPECT_TRUE(tabs->view()->subviews().empty());
 }
 
 TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {

@@ -131,16 +131,6 @@ TEST_F(Painting, ClipsToTheBoundsAndRoundsTheCorners) {
   EXPECT_EQ(look(70, 70), kGreen);
 }
 
-TEST_F(Painting, BoundsOriginScrolls) {
-  auto view = add(CGRectMake(10, 10, 40, 40), red);
-  add(CGRectMake(0, 60, 10, 10), blue, view);
-  view->setClipsToBounds(true);
-  EXPECT_EQ(look(15, 25), kRed);
-  view->setBounds(CGRectMake(0, 50, 40, 40));
-  EXPECT_EQ(look(15, 25), kBlue);
-  EXPECT_EQ(look(15, 12), kRed) << "the background does not scroll";
-}
-
 TEST_F(Painting, ShowsScrollIndicatorOnlyIfContentIsLarger) {
   auto scroll = add(std::make_shared<UIScrollView>(), clear);
   scroll->setFrame(CGRectMake(0, 0, 50, 100));
@@ -185,6 +175,17 @@ TEST_F(Painting, FillsAProgressBarFromTheLeft) {
   EXPECT_TRUE(look(30, 5).isNear({235, 235, 235})) << look(30, 5);
   bar->setProgress(7);
   EXPECT_EQ(look(99, 5), kGreen);
+}
+
+TEST_F(Painting, SurroundingsHaveTheColorOfTheViewThatFillsThem) {
+  auto parent = add(CGRectMake(0, 0, 100, 100), red);
+  auto dim = add(CGRectMake(0, 0, 100, 100), UIColor::blackColor().withAlphaComponent(0.3), parent);
+  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
+  dim->setFillsSurroundings(true);
+  parent->setAlpha(0.5);
+  EXPECT_NEAR(surroundingsColor(*window, 0).alpha, 0.15, 1e-9);
+  parent->setHidden(true);
+  EXPECT_EQ(surroundingsColor(*window, 0).alpha, 0);
 }
 
 }  // namespace

@@ -119,21 +119,6 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   }
 }
 
-TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
-  Outcome outer, inner;
-  animate(1, outer, [&] {
-    view->setAlpha(0);
-    animate(0.2, inner, [&] { view->setCenter({50, 50}); });
-    view->layer().setCornerRadius(5);
-  });
-  stepTo(0.2);
-  EXPECT_TRUE(inner.isFinishedOnce());
-  EXPECT_TRUE(outer.empty());
-  EXPECT_LT(view->layer().presentation(0.2).cornerRadius, 5);
-  stepTo(1);
-  EXPECT_TRUE(outer.isFinishedOnce());
-}
-
 TEST_F(AnimationTest, ChangesAfterABlockThatThrowsAreNotAnimated) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);
