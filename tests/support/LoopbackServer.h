@@ -108,7 +108,6 @@ class LoopbackServer {
     unknownAuthority,  ///< for localhost, from an authority that no client trusts
     otherHost,         ///< from the trusted authority, for another name
     expired,           ///< from the trusted authority, for localhost, expired
-    selfSigned,        ///< for localhost, signed by itself
   };
 
   /// The destructor waits for running handlers and closes all connections.
