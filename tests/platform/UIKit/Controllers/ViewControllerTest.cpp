@@ -3,7 +3,6 @@
 
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
-#include "UIKit/Controllers/UINavigationItem.h"
 #include "UIKit/Painting/Painter.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
@@ -113,26 +112,6 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_FALSE(window->wantsTouchAt(outside));
   EXPECT_EQ(surroundingsColor(*window, 1).alpha, 0);
   EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
-}
-
-TEST_F(ViewControllerTest, OverlappingTransitionsLeaveOnlyTheLastPage) {
-  auto navigation = showInNavigation(first);
-  navigation->pushViewController(second, true);
-  stepTo(0.1);
-  navigation->popViewControllerAnimated(true);
-  stepTo(0.2);
-  navigation->pushViewController(third, true);
-  stepTo(0.3);
-  third->navigationItem()->setTitle("C");
-  navigation->setNavigationBarHidden(true);
-  EXPECT_EQ(navigation->navigationBar()->frame().size.height, 0);
-  EXPECT_EQ(third->view()->frame(), window->bounds());
-  navigation->setNavigationBarHidden(false);
-  stepTo(2);
-  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
-  EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
-  EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
-  EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
 }
 
 TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {
