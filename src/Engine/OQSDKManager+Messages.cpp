@@ -86,7 +86,7 @@ void OQSDKManager::_removeMessages() {
 
 void OQSDKManager::withdraw() {
   _reports->removeAll();
-  // TMP  OQNetwork::cancelAll();
+  OQNetwork::cancelAll();
   _store->setWaitingEvents(OQCampaignStore::Kind::InApp, {});
   _store->setWaitingEvents(OQCampaignStore::Kind::Subscribe, {});
   _removeMessages();

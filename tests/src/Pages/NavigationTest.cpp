@@ -15,16 +15,6 @@ namespace {
 
 using Visibility = UISceneVisibility;
 
-/// A view of a class that is known only by name.
-class NamedView : public UIView {
- public:
-  explicit NamedView(const char* name) : _class(registerClass(name, UIView::staticClass())) {}
-  Class* class_() const override { return _class; }
-
- private:
-  Class* const _class;
-};
-
 class Navigation : public testing::Test {
  protected:
   Navigation() : _before(platformSystemVersion()) {
@@ -128,20 +118,6 @@ TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
   front->setRootViewController(around);
   tabs->setSelectedViewController(plain);
   expect(plain, around);
-}
-
-TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
-  auto page = std::make_shared<UIViewController>();
-  front->setRootViewController(page);
-  auto box = std::make_shared<UIView>();
-  page->view()->addSubview(box);
-  box->addSubview(std::make_shared<NamedView>("WKWebView"));
-  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
-  for (const char* name : {"WKWebView", "UIWebView"}) {
-    auto view = std::make_shared<NamedView>(name);
-    page->view()->insertSubview(view, 1);
-    EXPECT_EQ(OQNavigation::currentWebview(), view) << "the first one";
-  }
 }
 
 }  // namespace

