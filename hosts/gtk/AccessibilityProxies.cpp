@@ -3,38 +3,34 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <utility>
 
+#include "Foundation/System/GLibReference.h"
 #include "Foundation/Values/Format.h"
 #include "NativeChildren.h"
-#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq::gtk {
 
 namespace {
 
-constexpr std::size_t kLongestDescription = 2000;  // bytes
-
-GtkAccessibleRole roleOf(const UIView& view) {
-  UIAccessibilityTraits traits = view.accessibilityTraits();
-  if (traits & UIAccessibilityTraitButton) return GTK_ACCESSIBLE_ROLE_BUTTON;
-  if (traits & UIAccessibilityTraitLink) return GTK_ACCESSIBLE_ROLE_LINK;
-  if (traits & UIAccessibilityTraitHeader) return GTK_ACCESSIBLE_ROLE_HEADING;
-  return traits & UIAccessibilityTraitImage ? GTK_ACCESSIBLE_ROLE_IMG : GTK_ACCESSIBLE_ROLE_LABEL;
-}
-
-/// Whether the view is a button or link that takes input. A disabled button counts as well. A view that ignores input
-/// does not, because it must not get the focus.
-bool takesInput(const UIView& view) {
-  return (view.accessibilityTraits() & (UIAccessibilityTraitButton | UIAccessibilityTraitLink)) &&
-         view.isUserInteractionEnabled();
-}
-
-CGRect frameInWindow(const UIView& view) {
-  CGRect bounds = view.bounds();
-  // A view may have a negative size if there is no space. GTK warns about negative sizes.
-  return {view.convertPointToWindow(bounds.origin),
-          {std::max(0.0, bounds.size.width), std::max(0.0, bounds.size.height)}};
+GtkAccessibleRole roleOf(const AccessibleElement& element) {
+  switch (element.role) {
+    case AccessibleRole::Dialog:
+      return GTK_ACCESSIBLE_ROLE_DIALOG;
+    case AccessibleRole::Button:
+      return GTK_ACCESSIBLE_ROLE_BUTTON;
+    case AccessibleRole::Link:
+      return GTK_ACCESSIBLE_ROLE_LINK;
+    case AccessibleRole::Heading:
+      return GTK_ACCESSIBLE_ROLE_HEADING;
+    case AccessibleRole::Image:
+      return GTK_ACCESSIBLE_ROLE_IMG;
+    case AccessibleRole::Text:
+      break;
+  }
+  return GTK_ACCESSIBLE_ROLE_LABEL;
 }
 
 void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::string& value) {
@@ -64,66 +60,64 @@ void guarded(Run&& run) {
 
 }  // namespace
 
-AccessibilityProxies::AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window,
-                                           const NativeChildren& pages)
-    : _surface(surface), _window(std::move(window)), _pages(pages) {}
+AccessibilityProxies::AccessibilityProxies(GtkWidget* widget, HostSurface& views, const NativeChildren& pages)
+    : _surface(widget), _views(views), _pages(pages) {}
 
 AccessibilityProxies::~AccessibilityProxies() {
   clear();
 }
 
 void AccessibilityProxies::clear() {
-  for (auto& [view, proxy] : _elements) remove(proxy);
+  for (auto& [id, proxy] : _elements) remove(proxy);
   _elements.clear();
   remove(_dialog);
 }
 
 /// A CSS name that no theme uses avoids the theme's paddings and minimum sizes.
-GtkWidget* AccessibilityProxies::make(GtkAccessibleRole role, bool focusable) {
-  GType type = focusable && role != GTK_ACCESSIBLE_ROLE_DIALOG ? GTK_TYPE_BUTTON : GTK_TYPE_BOX;
-  auto* widget = GTK_WIDGET(g_object_new(type, "css-name", "oqsdk-stand-in", "accessible-role", role, "can-target",
-                                         FALSE, "focusable", focusable, nullptr));
+AccessibilityProxies::Proxy AccessibilityProxies::make(const AccessibleElement& element, GtkWidget* parent) {
+  const bool focusable = element.takesInput || element.role == AccessibleRole::Dialog;
+  auto* widget = GTK_WIDGET(g_object_new(element.takesInput ? GTK_TYPE_BUTTON : GTK_TYPE_BOX, "css-name",
+                                         "oqsdk-stand-in", "accessible-role", roleOf(element), "can-target", FALSE,
+                                         "focusable", focusable, nullptr));
   gtk_widget_set_layout_manager(widget, nullptr);
-  return widget;
+  gtk_widget_set_parent(widget, parent);
+  _changed = true;
+  if (element.takesInput) {
+    g_signal_connect(widget, "clicked", G_CALLBACK(clicked), this);
+    GtkEventController* watch = gtk_event_controller_focus_new();
+    g_signal_connect(watch, "enter", G_CALLBACK(entered), this);
+    g_signal_connect(watch, "leave", G_CALLBACK(left), this);
+    gtk_widget_add_controller(widget, watch);
+  }
+  return {widget, {}};
 }
 
-void AccessibilityProxies::remove(AccessibilityProxy& proxy) {
+void AccessibilityProxies::remove(Proxy& proxy) {
   if (!proxy.widget) return;
   g_signal_handlers_disconnect_by_data(proxy.widget, this);
   gtk_widget_unparent(proxy.widget);
-  proxy.widget = nullptr;
+  proxy = {};
 }
 
 void AccessibilityProxies::update() {
-  auto dialog = frontmostDialog(*_window);
-  auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
-  setDialog(dialog);
-  setElements(elements);
-  if (dialog) describeDialog(elements);
+  const AccessibleTree& tree = _views.accessibleTree();
+  setDialog(tree.dialog);
+  setElements(tree.elements);
   followFocus();
   if (_changed) gtk_widget_queue_allocate(_surface);
 }
 
-void AccessibilityProxies::setDialog(const std::shared_ptr<UIView>& view) {
-  if (_dialog.view.lock() == view && (_dialog.widget != nullptr) == (view != nullptr)) return;
-  const bool isFree = !focus() || gtk_widget_is_ancestor(focus(), _surface);
-  const auto element = viewOf(focus());
-  const auto now = FocusMemory::at(element, element || isOurs(focus()) ? nullptr : focus());
-  // Removes all proxies, because the elements of another dialog need another parent widget.
-  clear();
-  _dialog = {};
-  _description.clear();
-  if (view) {
-    _dialog.widget = make(GTK_ACCESSIBLE_ROLE_DIALOG, true);
-    _dialog.view = view;
-    gtk_widget_set_parent(_dialog.widget, _surface);
-    gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
-    _changed = true;
-    describe(_dialog, *view);
+void AccessibilityProxies::setDialog(const std::optional<AccessibleElement>& dialog) {
+  if (_dialog.element.id != (dialog ? dialog->id : 0)) {
+    // Removes all proxies, because the elements of another dialog need another parent widget.
+    clear();
+    if (dialog) {
+      _dialog = make(*dialog, _surface);
+      gtk_accessible_update_property(GTK_ACCESSIBLE(_dialog.widget), GTK_ACCESSIBLE_PROPERTY_MODAL, TRUE, -1);
+    }
   }
-  const auto before = _focusMemory.dialogChanged(view, now);
-  if (view && !before) return focusDialog();
-  if (before && isFree) returnFocus(*before);
+  if (dialog) describe(_dialog, *dialog);
+  if (dialog && std::exchange(_takesFocus, false)) focusDialog();
 }
 
 void AccessibilityProxies::focusDialog() {
@@ -131,72 +125,49 @@ void AccessibilityProxies::focusDialog() {
   gtk_widget_grab_focus(page ? page : _dialog.widget);
 }
 
-void AccessibilityProxies::returnFocus(const FocusMemory::Place& place) {
-  // followFocus() then moves GTK's focus, too.
-  if (const auto view = place.view.lock()) return _window->setFocusedView(view);
-  GtkWidget* widget = FocusMemory::widgetAt(place);
-  if (widget && gtk_widget_get_root(widget) == gtk_widget_get_root(_surface)) giveFocusBack(widget);
+HostFocus AccessibilityProxies::hostFocus() const {
+  GtkWidget* widget = focus();
+  if (!widget || isOurs(widget)) return nullptr;
+  const std::shared_ptr<GWeakRef> reference(new GWeakRef, [](GWeakRef* former) {
+    g_weak_ref_clear(former);
+    delete former;
+  });
+  g_weak_ref_init(reference.get(), widget);
+  return reference;
 }
 
-void AccessibilityProxies::setElements(const std::vector<std::shared_ptr<UIView>>& elements) {
-  for (auto entry = _elements.begin(); entry != _elements.end();) {
-    AccessibilityProxy& proxy = entry->second;
-    auto view = proxy.view.lock();
-    bool stays = view && std::find(elements.begin(), elements.end(), view) != elements.end() &&
-                 proxy.role == roleOf(*view) && (GTK_IS_BUTTON(proxy.widget) != FALSE) == takesInput(*view);
-    if (!stays) remove(proxy);
-    entry = stays ? std::next(entry) : _elements.erase(entry);
+void AccessibilityProxies::restoreFocus(const HostFocus& former) {
+  // A widget outside the surface keeps the focus that it has got in the meantime.
+  if (focus() && !gtk_widget_is_ancestor(focus(), _surface)) return;
+  const ObjectRef<GtkWidget> widget(static_cast<GtkWidget*>(g_weak_ref_get(static_cast<GWeakRef*>(former.get()))));
+  GtkRoot* root = widget ? gtk_widget_get_root(widget.get()) : nullptr;
+  if (root && root == gtk_widget_get_root(_surface)) giveFocusBack(widget.get());
+}
+
+void AccessibilityProxies::setElements(const std::vector<AccessibleElement>& elements) {
+  for (auto& [id, proxy] : _elements) {
+    const auto isSame = [id = id](const AccessibleElement& element) { return element.id == id; };
+    if (std::none_of(elements.begin(), elements.end(), isSame)) remove(proxy);
   }
+  std::erase_if(_elements, [](const auto& entry) { return !entry.second.widget; });
   GtkWidget* parent = _dialog.widget ? _dialog.widget : _surface;
   GtkWidget* previous = nullptr;
-  for (const auto& view : elements) {
-    AccessibilityProxy& proxy = _elements[view.get()];
-    if (!proxy.widget) {
-      proxy.role = roleOf(*view);
-      proxy.view = view;
-      proxy.widget = make(proxy.role, takesInput(*view));
-      gtk_widget_set_parent(proxy.widget, parent);
-      _changed = true;
-      if (GTK_IS_BUTTON(proxy.widget)) {
-        g_signal_connect(proxy.widget, "clicked", G_CALLBACK(clicked), this);
-        GtkEventController* watch = gtk_event_controller_focus_new();
-        g_signal_connect(watch, "enter", G_CALLBACK(entered), this);
-        g_signal_connect(watch, "leave", G_CALLBACK(left), this);
-        gtk_widget_add_controller(proxy.widget, watch);
-      }
-    }
-    describe(proxy, *view);
+  for (const AccessibleElement& element : elements) {
+    Proxy& proxy = _elements[element.id];
+    if (!proxy.widget) proxy = make(element, parent);
+    describe(proxy, element);
     if (gtk_widget_get_prev_sibling(proxy.widget) != previous) gtk_widget_insert_after(proxy.widget, parent, previous);
     previous = proxy.widget;
   }
 }
 
-void AccessibilityProxies::describe(AccessibilityProxy& proxy, const UIView& view) {
-  std::string name = view.accessibilityLabel();
-  if (name != proxy.name) setProperty(proxy.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, name);
-  proxy.name = std::move(name);
-  gtk_widget_set_sensitive(proxy.widget, !(view.accessibilityTraits() & UIAccessibilityTraitNotEnabled));
-  CGRect frame = frameInWindow(view);
-  if (frame != proxy.frame) _changed = true;
-  proxy.frame = frame;
-}
-
-/// The text of the dialog, which screen readers announce with its name when it opens.
-void AccessibilityProxies::describeDialog(const std::vector<std::shared_ptr<UIView>>& elements) {
-  std::string text;
-  for (const auto& view : elements) {
-    bool isText = roleOf(*view) == GTK_ACCESSIBLE_ROLE_LABEL;
-    if (!isText || view->accessibilityLabel() == _dialog.name) continue;
-    if (!text.empty()) text += '\n';
-    text += view->accessibilityLabel();
-  }
-  if (text.size() > kLongestDescription) {
-    const char* end = g_utf8_find_prev_char(text.data(), text.data() + kLongestDescription);
-    text.resize(end ? static_cast<std::size_t>(end - text.data()) : 0);
-  }
-  if (text == _description) return;
-  _description = text;
-  setProperty(_dialog.widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, text);
+void AccessibilityProxies::describe(Proxy& proxy, const AccessibleElement& element) {
+  const AccessibleElement before = std::exchange(proxy.element, element);
+  if (element.name != before.name) setProperty(proxy.widget, GTK_ACCESSIBLE_PROPERTY_LABEL, element.name);
+  if (element.description != before.description)
+    setProperty(proxy.widget, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, element.description);
+  gtk_widget_set_sensitive(proxy.widget, element.isEnabled);
+  _changed |= element.frame != before.frame;
 }
 
 GtkWidget* AccessibilityProxies::focus() const {
@@ -205,28 +176,32 @@ GtkWidget* AccessibilityProxies::focus() const {
 }
 
 bool AccessibilityProxies::isOurs(GtkWidget* widget) const {
-  if (!widget) return false;
-  return widget == _dialog.widget || std::any_of(_elements.begin(), _elements.end(),
-                                                 [widget](const auto& entry) { return entry.second.widget == widget; });
+  return widget && (widget == _dialog.widget || elementOf(widget) != 0);
 }
 
-std::shared_ptr<UIView> AccessibilityProxies::viewOf(GtkWidget* widget) const {
-  for (const auto& [view, proxy] : _elements) {
-    if (proxy.widget == widget) return proxy.view.lock();
-  }
-  return nullptr;
+/// The element that the widget represents; 0 if there is none.
+std::uint64_t AccessibilityProxies::elementOf(gpointer widget) const {
+  const auto found = std::find_if(_elements.begin(), _elements.end(),
+                                  [widget](const auto& entry) { return entry.second.widget == widget; });
+  return found == _elements.end() ? 0 : found->first;
+}
+
+GtkWidget* AccessibilityProxies::focusedProxy() const {
+  const auto view = _views.window()->focusedView();
+  if (!view) return nullptr;
+  const auto found = std::find_if(_elements.begin(), _elements.end(),
+                                  [&](const auto& entry) { return _views.viewOf(entry.first) == view; });
+  return found == _elements.end() ? nullptr : found->second.widget;
 }
 
 /// Moves GTK's focus to the window's focused view, and keeps it inside the dialog.
 void AccessibilityProxies::followFocus() {
-  auto focused = _window->focusedView();
-  auto found = _elements.find(focused.get());
-  if (found != _elements.end()) {
-    if (focus() != found->second.widget) gtk_widget_grab_focus(found->second.widget);
+  if (GtkWidget* focused = focusedProxy()) {
+    if (focus() != focused) gtk_widget_grab_focus(focused);
     return;
   }
   if (!_dialog.widget || isInDialog(focus())) return;
-  if (isCovered(focus())) _focusMemory.setHostFocus(focus());
+  if (isCovered(focus())) _views.noteHostFocus(hostFocus());
   if (!focus() || isCovered(focus()) || gtk_widget_is_ancestor(focus(), _surface)) takeFocusBack();
 }
 
@@ -240,7 +215,7 @@ void AccessibilityProxies::takeFocusBack() {
 }
 
 GtkWidget* AccessibilityProxies::pageOfDialog() const {
-  const auto dialog = _dialog.view.lock();
+  const auto dialog = _views.viewOf(_dialog.element.id);
   return dialog ? _pages.widgetIn(*dialog) : nullptr;
 }
 
@@ -272,53 +247,47 @@ bool AccessibilityProxies::hasKeyboard() const {
 
 bool AccessibilityProxies::takeFocus(bool first) {
   if (!hasDialog()) return false;
-  _window->setFocusedView(nullptr);
-  _window->pressKey(first ? UIKeyboardKey::Tab : UIKeyboardKey::BackTab);
-  auto found = _elements.find(_window->focusedView().get());
-  return gtk_widget_grab_focus(found == _elements.end() ? _dialog.widget : found->second.widget);
+  _views.window()->setFocusedView(nullptr);
+  _views.press(first ? KeyboardKey::Tab : KeyboardKey::BackTab);
+  GtkWidget* focused = focusedProxy();
+  return gtk_widget_grab_focus(focused ? focused : _dialog.widget);
 }
 
 void AccessibilityProxies::clicked(GtkButton* button, gpointer self) {
-  guarded([&] {
-    auto* proxies = static_cast<AccessibilityProxies*>(self);
-    auto window = proxies->_window;
-    window->setFocusedView(proxies->viewOf(GTK_WIDGET(button)));
-    window->pressKey(UIKeyboardKey::Return);
-  });
+  auto* proxies = static_cast<AccessibilityProxies*>(self);
+  guarded([&] { proxies->_views.activate(proxies->elementOf(button)); });
 }
 
 void AccessibilityProxies::entered(GtkEventControllerFocus* controller, gpointer self) {
   auto* proxies = static_cast<AccessibilityProxies*>(self);
   GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
-  guarded([&] { proxies->_window->setFocusedView(proxies->viewOf(widget)); });
+  guarded([&] { proxies->_views.setElementFocused(proxies->elementOf(widget), true); });
 }
 
 void AccessibilityProxies::left(GtkEventControllerFocus* controller, gpointer self) {
   auto* proxies = static_cast<AccessibilityProxies*>(self);
   GtkWidget* widget = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
-  guarded([&] {
-    auto view = proxies->viewOf(widget);
-    if (view && proxies->_window->focusedView() == view) proxies->_window->setFocusedView(nullptr);
-  });
+  guarded([&] { proxies->_views.setElementFocused(proxies->elementOf(widget), false); });
 }
 
-void AccessibilityProxies::allocate(const Stage& stage) {
+void AccessibilityProxies::allocate() {
   _changed = false;
-  const CGPoint surface = stage.toStage({});
-  if (_dialog.widget) place(_dialog, surface, stage.scale);
-  CGPoint origin = _dialog.widget ? _dialog.frame.origin : surface;
-  for (const auto& [view, proxy] : _elements) place(proxy, origin, stage.scale);
+  // Not accessibleTree(), which may be older than the size.
+  const AccessibleTree tree = _views.currentAccessibleTree();
+  if (_dialog.widget) place(_dialog, tree, {});
+  for (const auto& [id, proxy] : _elements) place(proxy, tree, tree.dialog ? tree.dialog->frame.origin : CGPoint{});
 }
 
-/// `origin`: the origin of the parent widget, in the window.
-void AccessibilityProxies::place(const AccessibilityProxy& proxy, CGPoint origin, double scale) const {
+/// `origin`: the origin of the parent widget.
+void AccessibilityProxies::place(const Proxy& proxy, const AccessibleTree& tree, CGPoint origin) const {
   // GTK requires measuring before allocating.
   gtk_widget_measure(proxy.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);
   gtk_widget_measure(proxy.widget, GTK_ORIENTATION_VERTICAL, -1, nullptr, nullptr, nullptr, nullptr);
-  auto whole = [scale](double value) { return static_cast<int>(std::lround(std::clamp(value * scale, -1e6, 1e6))); };
-  const CGRect& frame = proxy.frame;
-  GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y), whole(frame.size.width),
-                           whole(frame.size.height)};
+  const auto whole = [](double value) { return static_cast<int>(std::lround(std::clamp(value, -1e6, 1e6))); };
+  const AccessibleElement* current = tree.find(proxy.element.id);
+  const CGRect& frame = current ? current->frame : proxy.element.frame;
+  const GtkAllocation allocation{whole(frame.minX() - origin.x), whole(frame.minY() - origin.y),
+                                 whole(frame.size.width), whole(frame.size.height)};
   gtk_widget_size_allocate(proxy.widget, &allocation, -1);
 }
 

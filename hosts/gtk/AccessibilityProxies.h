@@ -3,19 +3,12 @@
 
 #include <gtk/gtk.h>
 
+#include <cstdint>
 #include <map>
-#include <memory>
-#include <string>
+#include <optional>
 #include <vector>
 
-#include "CoreGraphics/Geometry.h"
-#include "FocusMemory.h"
-#include "Host/Stage.h"
-
-namespace oq {
-class UIView;
-class UIWindow;
-}  // namespace oq
+#include "Host/HostSurface.h"
 
 namespace oq::gtk {
 
@@ -26,18 +19,23 @@ class NativeChildren;
 /// allocates them but does not paint them; they ignore the pointer. Main thread only.
 class AccessibilityProxies {
  public:
-  /// `pages`: the surface's web pages; they must outlive this object.
-  AccessibilityProxies(GtkWidget* surface, std::shared_ptr<UIWindow> window, const NativeChildren& pages);
+  /// `widget` is the parent of the proxies, and shows `views`. `pages` are its web pages. They must outlive this
+  /// object.
+  AccessibilityProxies(GtkWidget* widget, HostSurface& views, const NativeChildren& pages);
   ~AccessibilityProxies();
   AccessibilityProxies(const AccessibilityProxies&) = delete;
   AccessibilityProxies& operator=(const AccessibilityProxies&) = delete;
 
-  /// Synchronizes the proxies with the window's current views. While a dialog is shown it has the keyboard focus (its
-  /// page first, if it has one), and the widgets that it covers cannot get it. When it has closed, the focus returns to
-  /// its former widget.
+  /// Synchronizes the proxies with the tree of elements. While a dialog is shown it has the keyboard focus (its page
+  /// first, if it has one), and the widgets that it covers cannot get it.
   void update();
-  /// Moves each proxy to the position of its view in the surface.
-  void allocate(const Stage& stage);
+  /// Moves each proxy to the position of its element.
+  void allocate();
+  /// The next update moves the focus into the dialog if `isShown`.
+  void dialogChanged(bool isShown) { _takesFocus = isShown; }
+  /// The focused widget; nullptr if it is one of the proxies.
+  HostFocus hostFocus() const;
+  void restoreFocus(const HostFocus& former);
   /// True if a dialog is shown and the keyboard focus is not in one of its pages.
   bool hasKeyboard() const;
   bool hasDialog() const { return _dialog.widget != nullptr; }
@@ -47,23 +45,20 @@ class AccessibilityProxies {
   void clear();
 
  private:
-  struct AccessibilityProxy {
+  struct Proxy {
     GtkWidget* widget = nullptr;
-    std::weak_ptr<UIView> view;
-    GtkAccessibleRole role = GTK_ACCESSIBLE_ROLE_GROUP;
-    std::string name;
-    CGRect frame;
+    AccessibleElement element;
   };
-  static GtkWidget* make(GtkAccessibleRole role, bool focusable);
+  Proxy make(const AccessibleElement& element, GtkWidget* parent);
   static void clicked(GtkButton* button, gpointer self);
   static void entered(GtkEventControllerFocus* controller, gpointer self);
   static void left(GtkEventControllerFocus* controller, gpointer self);
-  std::shared_ptr<UIView> viewOf(GtkWidget* widget) const;
-  void setDialog(const std::shared_ptr<UIView>& view);
-  void setElements(const std::vector<std::shared_ptr<UIView>>& elements);
-  void describe(AccessibilityProxy& proxy, const UIView& view);
-  void describeDialog(const std::vector<std::shared_ptr<UIView>>& elements);
-  void remove(AccessibilityProxy& proxy);
+  std::uint64_t elementOf(gpointer widget) const;
+  GtkWidget* focusedProxy() const;
+  void setDialog(const std::optional<AccessibleElement>& dialog);
+  void setElements(const std::vector<AccessibleElement>& elements);
+  void describe(Proxy& proxy, const AccessibleElement& element);
+  void remove(Proxy& proxy);
   void followFocus();
   GtkWidget* focus() const;
   bool isOurs(GtkWidget* widget) const;
@@ -76,19 +71,17 @@ class AccessibilityProxies {
   bool isCovered(GtkWidget* widget) const;
   void focusDialog();
   void takeFocusBack();
-  void returnFocus(const FocusMemory::Place& place);
-  void place(const AccessibilityProxy& proxy, CGPoint origin, double scale) const;
+  void place(const Proxy& proxy, const AccessibleTree& tree, CGPoint origin) const;
 
   gint64 _lastTakeBack = 0;  ///< g_get_monotonic_time() of the last takeFocusBack()
   int _takeBacks = 0;        ///< the number of calls less than a second apart
 
   GtkWidget* const _surface;
-  const std::shared_ptr<UIWindow> _window;
-  AccessibilityProxy _dialog;
-  std::string _description;
-  std::map<const UIView*, AccessibilityProxy> _elements;
+  HostSurface& _views;
   const NativeChildren& _pages;
-  FocusMemory _focusMemory;
+  Proxy _dialog;
+  std::map<std::uint64_t, Proxy> _elements;
+  bool _takesFocus = false;
   bool _changed = false;  ///< a proxy needs a new allocation
 };
 

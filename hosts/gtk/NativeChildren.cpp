@@ -2,30 +2,21 @@
 #include "NativeChildren.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "UIKit/Views/UIView.h"
-#include "UIKit/Windows/Accessibility.h"
 
 namespace oq::gtk {
 
 namespace {
 
-bool isShownInWindow(const UIView& view) {
-  if (!isShown(view)) return false;
-  const auto above = view.superview();
-  return !above || isShownInWindow(*above);
+GtkAllocation allocationFor(const CGRect& frame) {
+  const auto whole = [](double length) { return static_cast<int>(length); };
+  return {whole(frame.minX()), whole(frame.minY()), whole(frame.size.width), whole(frame.size.height)};
 }
 
-/// The rectangle of the view in the surface; nullopt for a view that is not shown.
-std::optional<GtkAllocation> placeOf(const UIView& view, const Stage& stage) {
-  const CGSize size = view.bounds().size;
-  const CGPoint origin = stage.toWindow(view.convertPointToWindow(view.bounds().origin));
-  const GtkAllocation place{static_cast<int>(std::lround(origin.x)), static_cast<int>(std::lround(origin.y)),
-                            static_cast<int>(std::lround(size.width * stage.scale)),
-                            static_cast<int>(std::lround(size.height * stage.scale))};
-  if (place.width <= 0 || place.height <= 0 || !isShownInWindow(view)) return std::nullopt;
-  return place;
+std::optional<CGRect> frameOf(const UIView& view, const Stage& stage) {
+  const auto place = nativePlaceOf(view, stage);
+  return place ? std::optional(place->frame) : std::nullopt;
 }
 
 }  // namespace
@@ -70,10 +61,7 @@ GtkWidget* NativeChildren::widgetIn(const UIView& view) const {
 
 bool NativeChildren::areOutdated(const Stage& stage) const {
   return std::any_of(_children.begin(), _children.end(), [&](const auto& each) {
-    if (each->scale != stage.scale) return true;
-    const std::optional<GtkAllocation> place = placeOf(*each->view, stage);
-    if (place.has_value() != each->place.has_value()) return true;
-    return place && !gdk_rectangle_equal(&*place, &*each->place);
+    return each->scale != stage.scale || frameOf(*each->view, stage) != each->frame;
   });
 }
 
@@ -82,18 +70,19 @@ void NativeChildren::allocate(const Stage& stage) {
     Child& child = *each;
     if (child.scale != stage.scale) child.zoom(stage.scale);
     child.scale = stage.scale;
-    child.place = placeOf(*child.view, stage);
-    gtk_widget_set_child_visible(child.widget, child.place.has_value());
-    if (!child.place) continue;
+    child.frame = frameOf(*child.view, stage);
+    gtk_widget_set_child_visible(child.widget, child.frame.has_value());
+    if (!child.frame) continue;
+    const GtkAllocation place = allocationFor(*child.frame);
     int minimum = 0, natural = 0;
     gtk_widget_measure(child.widget, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, &natural, nullptr, nullptr);
-    gtk_widget_size_allocate(child.widget, &*child.place, -1);
+    gtk_widget_size_allocate(child.widget, &place, -1);
   }
 }
 
 void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds, double opacity) {
   Child* child = find(&view);
-  if (!child || !child->place || bounds.isEmpty()) return;
+  if (!child || !child->frame || bounds.isEmpty()) return;
   const graphene_rect_t clip{{static_cast<float>(bounds.minX()), static_cast<float>(bounds.minY())},
                              {static_cast<float>(bounds.size.width), static_cast<float>(bounds.size.height)}};
   gtk_snapshot_push_clip(snapshot, &clip);
@@ -105,7 +94,7 @@ void NativeChildren::snapshot(GtkSnapshot* snapshot, UIView& view, CGRect bounds
   const auto scale = static_cast<float>(1 / child->scale);
   gtk_snapshot_scale(snapshot, scale, scale);
   // GTK adds the allocation's origin when it paints the widget.
-  const graphene_point_t offset{static_cast<float>(-child->place->x), static_cast<float>(-child->place->y)};
+  const graphene_point_t offset{static_cast<float>(-child->frame->minX()), static_cast<float>(-child->frame->minY())};
   gtk_snapshot_translate(snapshot, &offset);
   gtk_widget_snapshot_child(_surface, child->widget, snapshot);
   gtk_snapshot_restore(snapshot);

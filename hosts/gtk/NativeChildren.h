@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
-#include "Host/Stage.h"
+#include "Host/NativePlace.h"
 
 namespace oq {
 class UIView;
@@ -51,8 +51,8 @@ class NativeChildren {
     UIView* view;
     GtkWidget* widget;
     std::function<void(double)> zoom;
-    double scale = 0;                    ///< the last value passed to zoom
-    std::optional<GtkAllocation> place;  ///< of the last allocation, in the surface; nullopt: not shown
+    double scale = 0;             ///< the last value passed to zoom
+    std::optional<CGRect> frame;  ///< of the last allocation, in the surface; nullopt: not shown
   };
   Child* find(const UIView* view);
 

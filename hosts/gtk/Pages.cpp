@@ -1,24 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <glib.h>
-
-#include <map>
 #include <optional>
 
-#include "UIKit/Controllers/UIViewController.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 namespace oq::gtk {
 
 namespace {
-
-/// The page class with that name. nullptr if the name is empty, or belongs to another class: that class's methods would
-/// treat our objects as their own.
-Class* classNamed(const std::string& name) {
-  static auto& made = *new std::map<std::string, Class*>;
-  if (const auto found = made.find(name); found != made.end()) return found->second;
-  if (name.empty() || NSClassFromString(name)) return nullptr;
-  return made[name] = registerClass(name, UIViewController::staticClass());
-}
 
 /// Reports the visible page of a container while the container is on screen. Owned by the container's signal handlers.
 class PageWatch {
@@ -66,22 +53,6 @@ void watch(Container& container, PageNames names, Changed changed) {
 
 }  // namespace
 
-std::string pageClassName(const std::string& name) {
-  std::string result;
-  bool wordBegins = true;
-  // ASCII only, so that a page has the same name in every locale.
-  for (const char letter : name) {
-    if (static_cast<unsigned char>(letter) < 0x80 && !g_ascii_isalnum(letter)) {
-      wordBegins = true;
-      continue;
-    }
-    result += wordBegins ? g_ascii_toupper(letter) : letter;
-    wordBegins = false;
-  }
-  const bool isPage = result.size() >= 4 && result.compare(result.size() - 4, 4, "Page") == 0;
-  return result.empty() || isPage ? result : result + "Page";
-}
-
 void collectPages(Gtk::Stack& stack, PageNames names) {
   watch(stack, std::move(names), [&](auto update) { stack.property_visible_child().signal_changed().connect(update); });
 }
@@ -89,30 +60,6 @@ void collectPages(Gtk::Stack& stack, PageNames names) {
 void collectPages(Gtk::Notebook& notebook, PageNames names) {
   watch(notebook, std::move(names),
         [&](auto update) { notebook.signal_switch_page().connect([update](Gtk::Widget*, guint) { update(); }); });
-}
-
-// The enclosing class is exported; without this attribute the nested class would be, too.
-class __attribute__((visibility("hidden"))) ShownPage::Controller : public UIViewController {
- public:
-  explicit Controller(Class* cls) : _class(cls) {}
-  Class* class_() const override { return _class; }
-
- private:
-  Class* const _class;
-};
-
-ShownPage::ShownPage(const std::string& className) {
-  Class* cls = classNamed(className);
-  if (!cls) return;
-  _controller = makeMainObject<Controller>(cls);
-  _controller->viewWillAppear(false);
-  _controller->viewDidAppear(false);
-}
-
-ShownPage::~ShownPage() {
-  if (!_controller) return;
-  _controller->viewWillDisappear(false);
-  _controller->viewDidDisappear(false);
 }
 
 }  // namespace oq::gtk

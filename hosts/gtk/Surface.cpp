@@ -27,7 +27,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   set_focusable(false);
   keepFocusInDialogs();
   _nativeChildren = std::make_shared<NativeChildren>(GTK_WIDGET(gobj()));
-  _proxies = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _window, *_nativeChildren);
+  _proxies = std::make_unique<AccessibilityProxies>(GTK_WIDGET(gobj()), _surface, *_nativeChildren);
   _surface.connect();
 
   property_parent().signal_changed().connect(sigc::mem_fun(*this, &Surface::listen));
@@ -134,7 +134,7 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 void Surface::size_allocate_vfunc(int width, int height, int) {
   _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
   _nativeChildren->allocate(stage());
-  _proxies->allocate(stage());
+  _proxies->allocate();
 }
 
 /// Lays out with the window's size, or, if it has none yet, with the size that GTK will give it.
@@ -151,6 +151,20 @@ void Surface::layOutAsExpected() {
   width = length(GTK_ORIENTATION_HORIZONTAL, width, -1);
   height = length(GTK_ORIENTATION_VERTICAL, height, width);
   _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
+}
+
+void Surface::dialogChanged(bool isShown) {
+  _proxies->dialogChanged(isShown);
+}
+
+HostFocus Surface::hostFocus() {
+  return _proxies->hostFocus();
+}
+
+void Surface::restoreFocus(const HostFocus& focus) {
+  // The host may destroy its window when the focus moves.
+  const ObjectRef<GtkWidget> kept(GTK_WIDGET(g_object_ref(gobj())));
+  _proxies->restoreFocus(focus);
 }
 
 void Surface::viewsChanged() {

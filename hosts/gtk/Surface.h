@@ -62,6 +62,9 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
 
   // Frames.
   void frameWanted() override { queue_draw(); }
+  void dialogChanged(bool isShown) override;
+  HostFocus hostFocus() override;
+  void restoreFocus(const HostFocus& focus) override;
   void viewsChanged() override;
   void stageChanged() override { queue_allocate(); }
   double frameTime();

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oqsdk/headless/HeadlessHost.h"
 
+#include <cairo.h>
 #include <glib.h>
 
 #include <algorithm>
 #include <cmath>
+#include <new>
+#include <utility>
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/Bundle.h"
@@ -13,11 +16,9 @@
 #include "Host/HostSurface.h"
 #include "Host/SurfaceHost.h"
 #include "UIKit/Views/Animation.h"
-#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
 #include "headless/PageEngine.h"
-#include "headless/Screenshot.h"
 
 namespace oq {
 
@@ -36,13 +37,9 @@ bool isLength(double points) {
   return std::isfinite(points) && points > 0;
 }
 
-const char* roleOf(const UIView& view) {
-  const UIAccessibilityTraits traits = view.accessibilityTraits();
-  if (view.accessibilityViewIsModal()) return "dialog";
-  if (traits & UIAccessibilityTraitButton) return "button";
-  if (traits & UIAccessibilityTraitLink) return "link";
-  if (traits & UIAccessibilityTraitHeader) return "heading";
-  return traits & UIAccessibilityTraitImage ? "image" : "text";
+const char* nameOf(AccessibleRole role) {
+  static constexpr const char* names[] = {"dialog", "button", "link", "heading", "image", "text"};
+  return names[static_cast<int>(role)];
 }
 
 /// Wakes the main loop at an interval while it exists.
@@ -69,7 +66,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   // The caller moves the clock, and the screen is painted when the caller reads it.
   double now() const override { return _now; }
   void setDeadline(double) override {}
-  void frameWanted() override { _screen.reset(); }
+  void frameWanted() override { _isOutdated = true; }
 
   void closeWindow() { _surface.reset(); }
   void setSize(CGSize size);
@@ -82,18 +79,16 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   UIWindow& window() { return *_surface->window(); }
   HostSurface& surface() { return *_surface; }
   double scale() const { return _scale; }
-  /// The painted screen, kept until something changes or moves.
-  cairo_surface_t* screen() {
-    if (!_screen) _screen = takeScreenshot(*_surface, _size, _scale, _now);
-    return _screen.get();
-  }
-  AccessibleElement describe(const UIView& view) const;
+  /// The screen, painted over white in place of the host's own widgets.
+  const PixelBuffer& screen();
 
  private:
   double _now = 0;
   CGSize _size;
   double _scale;
-  Screenshot _screen;
+  std::unique_ptr<std::uint32_t[]> _pixels;
+  PixelBuffer _screen;      ///< without pixels if there is not enough memory
+  bool _isOutdated = true;  ///< something has changed or moved since the screen was painted
   PageEngine _engine;
   std::optional<HostInstallation> _installation;
   std::optional<HostSurface> _surface;  ///< empty after closeWindow()
@@ -121,7 +116,7 @@ HeadlessHost::Impl::~Impl() {
 
 void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
-  _screen.reset();
+  _isOutdated = true;
   if (!_surface) return;
   _surface->setSize(size);
   // This size is final, so the stage need not wait for a pause in resizing.
@@ -133,15 +128,23 @@ void HeadlessHost::Impl::setScale(double scale) {
   if (_surface) _surface->setPixelsPerPoint(scale);
 }
 
-HeadlessHost::AccessibleElement HeadlessHost::Impl::describe(const UIView& view) const {
-  const CGPoint middle = view.convertPointToWindow(view.bounds().center());
-  const CGPoint place = _surface->stage().toWindow(middle);
-  return {roleOf(view), view.accessibilityLabel(), _surface->window()->focusedView().get() == &view, place.x, place.y};
+const PixelBuffer& HeadlessHost::Impl::screen() {
+  if (!std::exchange(_isOutdated, false)) return _screen;
+  const PixelRect size = _surface->pixelSize();
+  const bool isKept = size.width == _screen.width && size.height == _screen.height;
+  if (!isKept) {
+    _screen = {};
+    _pixels.reset(new (std::nothrow) std::uint32_t[static_cast<std::size_t>(size.width) * size.height]);
+    if (!_pixels) return _screen;
+  }
+  _screen = {_pixels.get(), size.width, size.height, size.width * 4, isKept, 0xffffffff};
+  _surface->paint(_screen, _now);
+  return _screen;
 }
 
 void HeadlessHost::Impl::moveClock(double now) {
   _now = now;
-  if (AnimationEngine::shared().isRunning()) _screen.reset();
+  if (AnimationEngine::shared().isRunning()) _isOutdated = true;
   UIApplication::sharedApplication().step(now);
 }
 
@@ -219,15 +222,14 @@ bool HeadlessHost::pressKey(Key key) {
 }
 
 std::vector<HeadlessHost::AccessibleElement> HeadlessHost::accessibleElements() {
-  UIWindow& window = _impl->window();
+  const AccessibleTree tree = _impl->surface().currentAccessibleTree();
   std::vector<AccessibleElement> elements;
-  auto root = frontmostDialog(window);
-  if (root) {
-    elements.push_back(_impl->describe(*root));
-  } else {
-    root = window.shared_from_this();
-  }
-  for (const auto& view : accessibilityElements(root)) elements.push_back(_impl->describe(*view));
+  const auto add = [&](const oq::AccessibleElement& element) {
+    const CGPoint middle = element.frame.center();
+    elements.push_back({nameOf(element.role), element.name, element.isFocused, middle.x, middle.y});
+  };
+  if (tree.dialog) add(*tree.dialog);
+  std::for_each(tree.elements.begin(), tree.elements.end(), add);
   return elements;
 }
 
@@ -252,24 +254,24 @@ void HeadlessHost::refusePages(const std::string& reason) {
 }
 
 HeadlessHost::Pixel HeadlessHost::pixelAt(double x, double y) {
-  cairo_surface_t* screen = _impl->screen();
-  const int column = static_cast<int>(std::floor(x * _impl->scale()));
-  const int row = static_cast<int>(std::floor(y * _impl->scale()));
-  const unsigned char* data = cairo_image_surface_get_data(screen);
-  if (!data || column < 0 || row < 0 || column >= cairo_image_surface_get_width(screen) ||
-      row >= cairo_image_surface_get_height(screen)) {
-    return {255, 255, 255};
-  }
-  const auto* line = reinterpret_cast<const std::uint32_t*>(
-      static_cast<const void*>(data + row * cairo_image_surface_get_stride(screen)));
-  const std::uint32_t pixel = line[column];
+  const PixelBuffer& screen = _impl->screen();
+  const double column = std::floor(x * _impl->scale()), row = std::floor(y * _impl->scale());
+  if (!(column >= 0 && row >= 0 && column < screen.width && row < screen.height)) return {255, 255, 255};
+  const std::uint32_t pixel = screen.pixels[static_cast<std::ptrdiff_t>(row) * screen.width + static_cast<int>(column)];
   return {static_cast<std::uint8_t>(pixel >> 16), static_cast<std::uint8_t>(pixel >> 8),
           static_cast<std::uint8_t>(pixel)};
 }
 
 bool HeadlessHost::writePng(const std::filesystem::path& file) {
-  cairo_surface_t* screen = _impl->screen();
-  return cairo_surface_write_to_png(screen, file.c_str()) == CAIRO_STATUS_SUCCESS;
+  const PixelBuffer& screen = _impl->screen();
+  if (!screen.pixels) return false;
+  // Every pixel is opaque.
+  cairo_surface_t* image =
+      cairo_image_surface_create_for_data(static_cast<unsigned char*>(static_cast<void*>(screen.pixels)),
+                                          CAIRO_FORMAT_RGB24, screen.width, screen.height, screen.stride);
+  const bool isWritten = cairo_surface_write_to_png(image, file.c_str()) == CAIRO_STATUS_SUCCESS;
+  cairo_surface_destroy(image);
+  return isWritten;
 }
 
 }  // namespace oq

@@ -10,6 +10,7 @@
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "oqsdk/Runtime.h"
+#include "oqsdk/ShownPage.h"
 #include "oqsdk/TorvelinOqConfig.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "oqsdk/TypeEncoding.h"

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Host/HostSurface.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Host/DrawList.h"
 #include "Host/SurfaceHost.h"
+#include "UIKit/Views/Animation.h"
+#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 
@@ -16,6 +21,8 @@ namespace {
 constexpr double kResizingPause = 0.2;
 /// Seconds of touchpad scrolling that determine its speed.
 constexpr double kScrollMemory = 0.1;
+/// Pixels; tolerance for rounding errors in products of lengths and scales.
+constexpr double kRounding = 1e-6;
 
 }  // namespace
 
@@ -107,6 +114,16 @@ void HostSurface::noteUse() {
   UIApplication::sharedApplication().sceneWasUsed(*_scene);
 }
 
+void HostSurface::setFocused(bool isFocused) {
+  if (isFocused) {
+    noteUse();
+    if (const auto view = std::exchange(_unfocused, {}).lock()) _window->setFocusedView(view);
+  } else if (const auto view = _window->focusedView()) {
+    _unfocused = view;
+    _window->setFocusedView(nullptr);
+  }
+}
+
 void HostSurface::treeChanged() {
   _frameWanted = true;
   _client.frameWanted();
@@ -118,9 +135,60 @@ void HostSurface::changeLater() {
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     _isChanging = false;
-    updateStage();
-    _client.viewsChanged();
+    reportChanges();
   });
+}
+
+/// The client may destroy the surface in each call.
+void HostSurface::reportChanges() {
+  const std::weak_ptr<bool> alive = _alive;
+  updateStage();
+  if (!alive.expired()) updateDialog();
+  if (!alive.expired() && _elements.update(_window, stage())) _client.elementsChanged(_elements.tree());
+  if (!alive.expired()) _client.viewsChanged();
+}
+
+void HostSurface::updateDialog() {
+  const auto dialog = frontmostDialog(*_window);
+  if (_dialog.lock() == dialog && _hasDialog == (dialog != nullptr)) return;
+  _dialog = dialog;
+  _hasDialog = dialog != nullptr;
+  const FocusMemory::Place now{_window->focusedView(), _client.hostFocus()};
+  const auto before = _focusMemory.dialogChanged(dialog, now);
+  if (dialog && !before) return _client.dialogChanged(true);
+  const std::weak_ptr<bool> alive = _alive;
+  if (const auto view = before ? before->view.lock() : nullptr) {
+    if (!now.host) _window->setFocusedView(view);
+  } else if (before && before->host) {
+    _client.restoreFocus(before->host);
+  }
+  if (!dialog && !alive.expired()) _client.dialogChanged(false);
+}
+
+PaintedFrame HostSurface::paint(const PixelBuffer& buffer, double time) {
+  const PaintedFrame frame = _frames.paint(_stage, buffer, _pixelsPerPoint, time);
+  noteFrame();
+  return frame;
+}
+
+PixelRect HostSurface::pixelSize() const {
+  const auto pixels = [this](double points) {
+    const double length = std::ceil(points * _pixelsPerPoint - kRounding);
+    return static_cast<int>(std::clamp<double>(length, 1, PixelBuffer::largestSide));
+  };
+  return {0, 0, pixels(_stage.windowSize().width), pixels(_stage.windowSize().height)};
+}
+
+bool HostSurface::isEmpty() const {
+  if (isAnimating()) return false;
+  DrawList list(1);
+  _stage.paint(list, _host.now());
+  return list.isEmpty();
+}
+
+bool HostSurface::isAnimating() const {
+  const auto& views = AnimationEngine::shared().views();
+  return std::any_of(views.begin(), views.end(), [this](UIView* view) { return view->window() == _window.get(); });
 }
 
 void HostSurface::paint(Painter& painter, double time) {
@@ -244,6 +312,24 @@ bool HostSurface::hasDialog() const {
 bool HostSurface::press(KeyboardKey key) {
   const auto window = _window;
   return hasDialog() && window->pressKey(key);
+}
+
+bool HostSurface::activate(std::uint64_t element) {
+  const auto window = _window;
+  const auto view = _elements.viewOf(element);
+  if (!view || !canBecomeFocused(*view)) return false;
+  window->setFocusedView(view);
+  window->pressKey(KeyboardKey::Return);
+  return true;
+}
+
+void HostSurface::setElementFocused(std::uint64_t element, bool isFocused) {
+  const auto view = _elements.viewOf(element);
+  if (isFocused) {
+    _window->setFocusedView(view);
+  } else if (view && _window->focusedView() == view) {
+    _window->setFocusedView(nullptr);
+  }
 }
 
 }  // namespace oq

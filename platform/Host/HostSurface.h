@@ -4,9 +4,13 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
+#include "Host/AccessibleTree.h"
+#include "Host/FocusMemory.h"
+#include "Host/PixelFrames.h"
 #include "Host/WindowStage.h"
 #include "oqsdk/Export.h"
 #include "oqsdk/KeyboardKey.h"
@@ -26,12 +30,25 @@ class UIWindow;
 /// event.
 class OQSDK_EXPORT HostSurface {
  public:
-  /// What a toolkit implements. The client must outlive its surface.
+  /// What a toolkit implements. The client must outlive its surface. After changes of the views, the functions from
+  /// dialogChanged() to viewsChanged() are called in this order, once for all changes in one run of the main queue. Any
+  /// of these may destroy the surface.
   class Client {
    public:
     /// The host should call paint() soon.
     virtual void frameWanted() = 0;
-    /// The views have changed; called once for all changes in one run of the main queue.
+    /// True: a dialog has opened, so the host should take the keyboard focus and pass keys to press(). False: the last
+    /// dialog has closed; called after restoreFocus(), and before the host learns that it can hide its layer.
+    virtual void dialogChanged(bool /*isShown*/) {}
+    /// The widget that has the keyboard focus: one of the host, also one that shows a page of the library; nullptr if
+    /// there is none, or if the library's layer has the focus.
+    virtual HostFocus hostFocus() { return nullptr; }
+    /// Gives the focus back to a widget that hostFocus() returned before a dialog. Should have no effect if another
+    /// widget has got the focus in the meantime.
+    virtual void restoreFocus(const HostFocus&) {}
+    /// Assistive technology must be informed of this tree.
+    virtual void elementsChanged(const AccessibleTree&) {}
+    /// The views have changed.
     virtual void viewsChanged() {}
     /// The stage has changed outside setSize() and setPixelsPerPoint().
     virtual void stageChanged() {}
@@ -70,11 +87,24 @@ class OQSDK_EXPORT HostSurface {
   void setVisible(bool isVisible, bool needsFrame = true);
   /// Reports that the user has used the window: it became active, or was pressed.
   void noteUse();
+  /// Reports that the window has got or lost the keyboard focus. Without it no view is marked as focused. Getting it
+  /// counts as use.
+  void setFocused(bool isFocused);
+  /// Reports that the host has focused a widget of its own although a dialog covers it. That widget gets the focus back
+  /// when the dialogs have closed.
+  void noteHostFocus(HostFocus focus) { _focusMemory.setHostFocus(std::move(focus)); }
 
   // Frames.
-  /// The painter's origin is the corner of the window, and its units are points of the stage. `time` is on the host's
-  /// clock.
+  /// Paints into memory what has changed since the last call. `time` is on the host's clock.
+  PaintedFrame paint(const PixelBuffer& buffer, double time);
+  /// The size of a buffer for the whole window, in pixels; at least 1, and at most PixelBuffer::largestSide.
+  PixelRect pixelSize() const;
+  /// The painter's origin is the corner of the window, and its units are points of the stage.
   void paint(Painter& painter, double time);
+  /// Whether there is nothing to show, now or soon, so that the host can hide its layer.
+  bool isEmpty() const;
+  /// Whether a view in this window is animated. Then the host should paint each frame of its display.
+  bool isAnimating() const;
   /// Reports whether the host now paints every frame, which it should do while animations run.
   void setPaintsContinuously(bool does) { _paintsContinuously = does; }
   /// Calls viewsChanged() later, as if a view had changed.
@@ -102,6 +132,17 @@ class OQSDK_EXPORT HostSurface {
   /// While a dialog is shown, the library consumes all keys.
   bool press(KeyboardKey key);
 
+  // Assistive technology.
+  /// The tree that elementsChanged() got last.
+  const AccessibleTree& accessibleTree() const { return _elements.tree(); }
+  /// The tree with the views as they are now, without its changes.
+  AccessibleTree currentAccessibleTree() { return _elements.treeOf(_window, stage()); }
+  /// Focuses the element and does what Return does. False if it does not exist any more or takes no input.
+  bool activate(std::uint64_t element);
+  /// Moves the keyboard focus of the window to the element, or removes it from the element.
+  void setElementFocused(std::uint64_t element, bool isFocused);
+  std::shared_ptr<UIView> viewOf(std::uint64_t element) const { return _elements.viewOf(element); }
+
  private:
   friend class SurfaceHost;
   void treeChanged();
@@ -116,6 +157,8 @@ class OQSDK_EXPORT HostSurface {
   void updateStageWhenResized();
   void rescale();
   void forgetScrollingBefore(double time);
+  void reportChanges();
+  void updateDialog();
 
   SurfaceHost& _host;
   Client& _client;
@@ -136,6 +179,12 @@ class OQSDK_EXPORT HostSurface {
     double time, dx, dy;
   };
   std::vector<Scrolled> _scrolled;  ///< the recent scrolling of a touchpad
+  PixelFrames _frames;
+  AccessibleElements _elements;
+  FocusMemory _focusMemory;
+  std::weak_ptr<UIView> _dialog;     ///< the front-most dialog of the last update
+  bool _hasDialog = false;           ///< there was one
+  std::weak_ptr<UIView> _unfocused;  ///< the view that had the focus when the window lost it
 };
 
 }  // namespace oq

@@ -16,6 +16,10 @@ namespace {
 
 /// Seconds to wait for a frame that was requested.
 constexpr double kFramePatience = 0.1;
+/// Seconds between frames of an animation.
+constexpr double kFrame = 1.0 / 60;
+/// Seconds by which the timer may fire early.
+constexpr double kRounding = 1e-3;
 
 std::int64_t nanoseconds(double seconds) {
   return static_cast<std::int64_t>(std::max(0.0, seconds) * 1e9);
@@ -75,16 +79,31 @@ void SurfaceHost::deadlineReached() {
   UIApplication::sharedApplication().step(time);
 }
 
+double SurfaceHost::pump(double budget) {
+  DispatchQueue::drainMain(budget);
+  const double time = now();
+  const AnimationEngine& animations = AnimationEngine::shared();
+  if (time >= _deadline) {
+    deadlineReached();
+  } else if (animations.isRunning()) {
+    UIApplication::sharedApplication().step(time);
+  }
+  if (!DispatchQueue::isMainEmpty()) return 0;
+  return animations.isRunning() ? kFrame : std::max(0.0, _deadline - now());
+}
+
 /// Whether to wait for a frame that is still expected. That frame will end the animations that are over. Waiting is
 /// necessary because toolkits run timers before frames that are due, and a frame that is slow to paint must not count
 /// as held back.
 bool SurfaceHost::awaitFrame(double time) {
+  const bool isAwaited = std::any_of(_surfaces.begin(), _surfaces.end(),
+                                     [](const HostSurface* surface) { return surface->awaitsFrame(); });
   if (_frameAwaitedSince) {
+    // pump() may ask before the timer fires.
+    if (isAwaited && time < *_frameAwaitedSince + kFramePatience - kRounding) return true;
     for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
     return false;
   }
-  const bool isAwaited = std::any_of(_surfaces.begin(), _surfaces.end(),
-                                     [](const HostSurface* surface) { return surface->awaitsFrame(); });
   if (!isAwaited) return false;
   _frameAwaitedSince = time;
   _timer->setTimer(nanoseconds(kFramePatience), 0);

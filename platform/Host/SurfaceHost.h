@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
@@ -28,6 +30,13 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
   void setNeedsFrame(UIWindow& window) override;
   void setDeadline(double deadline) override;
   void scenesChanged() override { updateScreen(); }
+
+  /// For a host that runs its own loop: runs what waits on the main queue, for about `budget` seconds, and moves
+  /// animations on. Call it once for each pass of the loop, before painting. Returns the seconds after which it wants
+  /// to be called again: 0 if blocks are left, infinity if nothing is scheduled. It must also be called after a wake.
+  double pump(double budget);
+  /// `wake` is called, on any thread, each time there is work for pump(); see DispatchQueue::setMainWake().
+  static void setWake(std::function<void()> wake) { DispatchQueue::setMainWake(std::move(wake)); }
 
   /// Whether the user wants animations. Without them, messages open and close at once.
   void setAnimationsEnabled(bool enabled);

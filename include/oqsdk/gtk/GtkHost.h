@@ -8,10 +8,10 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "oqsdk/Export.h"
+#include "oqsdk/ShownPage.h"
 
 namespace oq::gtk {
 
@@ -43,13 +43,11 @@ OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {})
 /// The same for a host that has its own overlay: adds a layer on top of that overlay.
 OQSDK_EXPORT void attach(Gtk::Overlay& overlay, const AttachOptions& options = {});
 
+/// The default names of pages.
+using oq::pageClassName;
+
 /// Returns a page's class name for the name that the host gave it; "" if it is not a page.
 using PageNames = std::function<std::string(const std::string& name)>;
-
-/// Capitalises each word, removes what separates words (ASCII characters other than letters and digits), and appends
-/// "Page" unless it is there: "cart" becomes "CartPage", "new-arrivals" becomes "NewArrivalsPage". "FrontPage" and ""
-/// stay as they are.
-OQSDK_EXPORT std::string pageClassName(const std::string& name);
 
 /// Collects the children of a stack as pages: the visible child appears and disappears as a view controller of the
 /// class that `names` returns for it, which is registered when it is first needed. `names` gets the child's name in the
@@ -60,20 +58,7 @@ OQSDK_EXPORT void collectPages(Gtk::Stack& stack, PageNames names = pageClassNam
 /// The same for a notebook. `names` gets the name of the page's widget, or the label of its tab if it has no name.
 OQSDK_EXPORT void collectPages(Gtk::Notebook& notebook, PageNames names = pageClassName);
 
-/// Reports any other page of a host: the page appears when the object is constructed and disappears when it is
-/// destroyed. Main thread only.
-class OQSDK_EXPORT ShownPage {
- public:
-  /// `className` is used unchanged. "" and the name of a class that is not a page have no effect.
-  explicit ShownPage(const std::string& className);
-  /// The page disappears.
-  ~ShownPage();
-  ShownPage(const ShownPage&) = delete;
-  ShownPage& operator=(const ShownPage&) = delete;
-
- private:
-  class Controller;
-  std::shared_ptr<Controller> _controller;
-};
+/// Any other page is reported by an object of this class.
+using oq::ShownPage;
 
 }  // namespace oq::gtk

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -19,6 +21,8 @@ class LayerContent {
   LayerContent(CGSize size, Draw draw) : _size(size), _draw(std::move(draw)) {}
 
   CGSize size() const { return _size; }
+  /// No other content of this process has, or had, the same number. An address may be used again.
+  std::uint64_t identity() const { return _identity; }
   void draw(cairo_t* cr) const { _draw(cr); }
 
   /// The rendering by the painter that used the content last. A painter of another kind, or with another scale,
@@ -29,6 +33,8 @@ class LayerContent {
   std::unique_ptr<Cache> cache;
 
  private:
+  static inline std::atomic<std::uint64_t> _made = 0;
+  const std::uint64_t _identity = ++_made;
   CGSize _size;
   Draw _draw;
 };

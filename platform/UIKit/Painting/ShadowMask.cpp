@@ -45,7 +45,15 @@ void blur(cairo_surface_t* surface, int half) {
   cairo_surface_mark_dirty(surface);
 }
 
+int boxRadius(double radius, double scale) {
+  return static_cast<int>(std::lround(std::clamp(radius, 0.0, 200.0) * scale / 2));
+}
+
 }  // namespace
+
+int ShadowMask::marginFor(double radius, double scale) {
+  return kPasses * boxRadius(radius, scale) + 1;
+}
 
 ShadowMask::~ShadowMask() {
   cairo_surface_destroy(_surface);
@@ -53,8 +61,7 @@ ShadowMask::~ShadowMask() {
 
 std::shared_ptr<const ShadowMask> ShadowMask::make(CGSize size, double radius, double scale,
                                                    const std::function<void(cairo_t*)>& draw) {
-  int half = static_cast<int>(std::lround(std::clamp(radius, 0.0, 200.0) * scale / 2));
-  int margin = kPasses * half + 1;
+  int half = boxRadius(radius, scale), margin = marginFor(radius, scale);
   double width = std::ceil(size.width * scale) + 2 * margin, height = std::ceil(size.height * scale) + 2 * margin;
   if (!(width <= kLargestMaskSide && height <= kLargestMaskSide)) return nullptr;
   auto* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(width), static_cast<int>(height));

@@ -20,6 +20,9 @@ class ShadowMask {
   /// The mask of a rectangle with rounded corners; the last few are cached.
   static std::shared_ptr<const ShadowMask> forShape(CGSize size, double cornerRadius, double radius, double scale);
 
+  /// How far a blur of this radius extends beyond the outline, in pixels.
+  static int marginFor(double radius, double scale);
+
   ShadowMask(cairo_surface_t* surface, double margin) : _surface(surface), _margin(margin) {}
   ~ShadowMask();
   ShadowMask(const ShadowMask&) = delete;

@@ -1,91 +1,89 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "support/PollHost.h"
+
 #include <cairo.h>
 #include <glib.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 
+#include <cstdlib>
 #include <future>
 #include <thread>
 
-#include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Values/Base64.h"
-#include "Host/HostInstallation.h"
-#include "Host/HostSurface.h"
-#include "Host/SurfaceHost.h"
 #include "UI/OQPopWindow.h"
 #include "UI/UIImageView+OQWebCache.h"
 #include "UIKit/Painting/CairoPainter.h"
-#include "UIKit/Views/Animation.h"
-#include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/MainObject.h"
-#include "UIKit/Windows/UIApplication.h"
+#include "UIKit/Windows/UIWindow.h"
 #include "support/EngineTest.h"
 
 namespace oq {
 namespace {
 
-constexpr int kWidth = 375, kHeight = 700;
-constexpr int kFrame = 16, kRest = 50;  // milliseconds
+constexpr double kScale = 1.25;
 
-/// A host with a plain poll loop, like that of a game. It paints only when the library asks for it.
-class PollHost : public SurfaceHost, public HostSurface::Client {
+/// A host that has a widget with the keyboard focus, and that compares each frame with one that is painted as a whole.
+class CheckedHost : public test::PollHost {
  public:
-  PollHost() {
-    prepareProcess({"com.example.poll", "1.0", {}}, MainLoop::OfHost);
-    DispatchQueue::setMainWake([this] { ::eventfd_write(_wake.get(), 1); });
-    _surface.connect();
-    _surface.setVisible(true);
-  }
-  ~PollHost() override {
-    _surface.disconnect();
-    DispatchQueue::setMainWake(nullptr);
-    DispatchQueue::drainMain();
-  }
+  CheckedHost() : PollHost({375, 700}, kScale) {}
 
-  void frameWanted() override { _isFrameWanted = true; }
-  HostSurface& surface() { return _surface; }
-  int frames() const { return _frames; }
-  std::uint32_t pixel(int x, int y) const { return _pixels[static_cast<std::size_t>(y * kWidth + x)]; }
+  void dialogChanged(bool isShown) override { calls.push_back(isShown ? "take focus" : "give focus back"); }
+  HostFocus hostFocus() override { return widget; }
+  void restoreFocus(const HostFocus& focus) override {
+    calls.push_back(focus == former ? "restore" : "restore another widget");
+  }
+  void elementsChanged(const AccessibleTree& tree) override {
+    for (const std::uint64_t id : tree.removed) EXPECT_EQ(known.erase(id), 1u);
+    for (const std::uint64_t id : tree.added) EXPECT_TRUE(known.emplace(id, *tree.find(id)).second);
+    for (const std::uint64_t id : tree.changed) known[id] = *tree.find(id);
+    EXPECT_EQ(known.size(), tree.elements.size() + tree.dialog.has_value());
+    for (const auto& [id, element] : known) EXPECT_EQ(element, *tree.find(id));
+  }
+  void show(const PixelBuffer& buffer, const PaintedFrame& painted, double time) override {
+    frames.push_back(painted);
+    pixels.assign(buffer.pixels, buffer.pixels + buffer.width * buffer.height);
+    EXPECT_EQ(painted.result == PaintedFrame::Result::Nothing, pixels == std::vector<std::uint32_t>(pixels.size()));
+    EXPECT_EQ(differences(buffer, time), 0) << "frame " << frames.size();
+  }
+  std::uint32_t pixel(int x, int y) const {
+    return pixels.empty() ? 0 : pixels[static_cast<std::size_t>(y * surface().pixelSize().width + x)];
+  }
+  HostSurface& surface() const { return const_cast<CheckedHost*>(this)->PollHost::surface(); }
 
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition) {
     const double end = now() + 30;
-    while (!condition() && now() < end) {
-      DispatchQueue::drainMain(0.004);
-      const bool isAnimating = AnimationEngine::shared().isRunning();
-      if (isAnimating) UIApplication::sharedApplication().step(now());
-      if (_isFrameWanted) paint();
-      pollfd wake{_wake.get(), POLLIN, 0};
-      const bool hasWork = _isFrameWanted || !DispatchQueue::isMainEmpty();
-      if (!hasWork && ::poll(&wake, 1, isAnimating ? kFrame : kRest) > 0) {
-        eventfd_t count;
-        ::eventfd_read(_wake.get(), &count);
-      }
-    }
+    while (!condition() && now() < end) runOnce(0.05);
     return condition();
   }
-
- private:
-  void paint() {
-    _isFrameWanted = false;
-    ++_frames;
-    std::fill(_pixels.begin(), _pixels.end(), 0);
-    cairo_surface_t* image =
-        cairo_image_surface_create_for_data(static_cast<unsigned char*>(static_cast<void*>(_pixels.data())),
-                                            CAIRO_FORMAT_ARGB32, kWidth, kHeight, kWidth * 4);
-    cairo_t* cr = cairo_create(image);
-    CairoPainter painter(cr, _surface.stage().scale);
-    _surface.paint(painter, now());
-    cairo_destroy(cr);
-    cairo_surface_destroy(image);
+  /// Runs until no frame, block or animation is left.
+  [[nodiscard]] bool rest() {
+    return runUntil([this] { return pump(1) > 1 && !isFrameWanted(); });
   }
 
-  const FileDescriptor _wake{::eventfd(0, EFD_CLOEXEC)};
-  std::vector<std::uint32_t> _pixels = std::vector<std::uint32_t>(kWidth * kHeight);
-  bool _isFrameWanted = false;
-  int _frames = 0;
-  HostSurface _surface{*this, *this, {kWidth, kHeight}, 1, 1.5};
-  const HostInstallation _installation{*this, nullptr};
+  std::shared_ptr<int> former = std::make_shared<int>();
+  HostFocus widget = former;
+  std::vector<std::string> calls;
+  std::map<std::uint64_t, AccessibleElement> known;  ///< from the changes alone
+  std::vector<PaintedFrame> frames;
+  std::vector<std::uint32_t> pixels;
+
+ private:
+  /// The number of pixels that a painter without a damaged area paints differently, apart from rounding.
+  int differences(const PixelBuffer& buffer, double time) {
+    cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, buffer.width, buffer.height);
+    cairo_t* cr = cairo_create(image);
+    const double scale = kScale * surface().stage().scale;
+    cairo_scale(cr, scale, scale);
+    CairoPainter painter(cr, scale);
+    surface().paint(painter, time);
+    cairo_destroy(cr);
+    const unsigned char* whole = cairo_image_surface_get_data(image);
+    const auto* kept = reinterpret_cast<const unsigned char*>(buffer.pixels);
+    int count = 0;
+    for (int at = 0; at < buffer.height * buffer.stride; ++at) count += std::abs(whole[at] - kept[at]) > 1;
+    cairo_surface_destroy(image);
+    return count;
+  }
 };
 
 /// Another thread iterates GLib's default main context, as media libraries do.
@@ -99,7 +97,7 @@ class PollLoop : public test::WorldTest {
 
   std::shared_ptr<test::ScriptedTransport> network =
       std::make_shared<test::ScriptedTransport>(DispatchQueue::concurrent("test.pictures"));
-  PollHost host;
+  CheckedHost host;
 
  private:
   std::atomic<bool> _isOver = false;
@@ -108,24 +106,47 @@ class PollLoop : public test::WorldTest {
   }};
 };
 
-TEST_F(PollLoop, ShowsAMessageAndPassesOnItsTouches) {
+TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   std::vector<std::int64_t> codes;
   const auto window = makeMainObject<OQPopWindow>();
+  EXPECT_TRUE(host.surface().isEmpty());
   window->popWithTitle("title", "text", [&](std::int64_t code, const JSONValue&) { codes.push_back(code); });
-  ASSERT_TRUE(host.runUntil([&] { return codes.size() == 1; }));
-  EXPECT_TRUE(host.surface().hasDialog());
+  ASSERT_TRUE(host.runUntil([&] { return codes.size() == 1; }) && host.rest());
+  EXPECT_FALSE(host.surface().isEmpty());
+  EXPECT_EQ(host.calls, std::vector<std::string>{"take focus"});
   EXPECT_GT(host.pixel(5, 5) >> 24, 0u) << "the rest of the window is dimmed";
+  const AccessibleTree tree = host.surface().accessibleTree();
+  ASSERT_TRUE(tree.dialog && tree.elements.size() == 4);
+  EXPECT_EQ(tree.dialog->name + ": " + tree.dialog->description, "title: text");
 
-  const auto elements = accessibilityElements(frontmostDialog(*host.surface().window()));
-  const auto button = elements.back();
-  const CGPoint at = host.surface().stage().toWindow(button->convertPointToWindow(button->bounds().center()));
+  // The keyboard marks a button, and only that button is painted again.
+  host.widget = nullptr;
+  const std::size_t before = host.frames.size();
+  const AccessibleElement button = tree.elements.back();
+  EXPECT_TRUE(host.surface().press(KeyboardKey::BackTab) && host.rest());
+  EXPECT_TRUE(host.known[button.id].isFocused);
+  ASSERT_EQ(host.frames.size(), before + 1);
+  const PixelRect& damage = host.frames.back().damage;
+  EXPECT_LT(damage.width * damage.height, 1.2 * kScale * kScale * button.frame.size.width * button.frame.size.height);
+  host.surface().setFocused(false);
+  EXPECT_TRUE(host.rest());
+  EXPECT_FALSE(host.known[button.id].isFocused);
+  host.surface().setFocused(true);
+  EXPECT_TRUE(host.rest());
+  EXPECT_TRUE(host.known[button.id].isFocused);
+
+  const CGPoint at = button.frame.center();
   EXPECT_TRUE(host.surface().touchBegan(1, at));
   EXPECT_TRUE(host.surface().touchBegan(2, {5, 5})) << "nothing reaches the host past a message";
   host.surface().touchEnded(1, at);
   host.surface().touchCancelled(2);
-  ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2 && host.pixel(5, 5) == 0; }));
+  ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2; }) && host.rest());
+  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "restore", "give focus back"}));
+  EXPECT_EQ(host.frames.back().result, PaintedFrame::Result::Nothing);
+  EXPECT_TRUE(host.surface().isEmpty() && host.known.empty());
   EXPECT_FALSE(host.surface().touchBegan(1, at));
   EXPECT_FALSE(host.surface().press(KeyboardKey::Escape));
+  EXPECT_FALSE(host.surface().activate(button.id));
 }
 
 TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
@@ -137,16 +158,18 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
         "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg=="))};
   });
   const auto view = std::make_shared<UIImageView>();
-  view->setFrame({{}, host.surface().stage().size});
+  view->setFrame({{50, 60}, {100, 80}});
   host.surface().window()->addSubview(view);
   oq_setImageWithURL(view, URL::withString("https://p.example/red.png"));
-  ASSERT_TRUE(host.runUntil([&] { return host.frames() > 0 && DispatchQueue::isMainEmpty(); }));
+  ASSERT_TRUE(host.rest());
   EXPECT_EQ(host.pixel(100, 100), 0u);
   arrived.set_value();
-  EXPECT_TRUE(host.runUntil([&] { return host.pixel(100, 100) != 0; }));
-  const int frames = host.frames();
-  EXPECT_TRUE(host.runUntil([&, turns = 0]() mutable { return ++turns > 3; }));
-  EXPECT_LE(host.frames(), frames + 1) << "nothing is painted while nothing changes";
+  EXPECT_TRUE(host.runUntil([&] { return host.pixel(100, 100) != 0; }) && host.rest());
+  const PixelRect& damage = host.frames.back().damage;
+  EXPECT_LT(damage.width * damage.height, 1.1 * kScale * kScale * 100 * 80);
+  const std::size_t frames = host.frames.size();
+  for (int turn = 0; turn < 3; ++turn) host.runOnce(0.02);
+  EXPECT_EQ(host.frames.size(), frames) << "nothing is painted while nothing changes";
 }
 
 }  // namespace

@@ -1,35 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <gtk/gtk.h>
-
 #include <memory>
 #include <optional>
 #include <vector>
 
 namespace oq {
-class UIView;
-}
 
-namespace oq::gtk {
+class UIView;
+
+/// A host's reference to one of its widgets. Only the host knows its contents. It should not keep the widget alive.
+using HostFocus = std::shared_ptr<void>;
 
 /// Remembers the keyboard focus from before each dialog, so that it can be restored. Main thread only.
 class FocusMemory {
  public:
-  /// A view of the library or a widget; both are empty if nothing had the focus. Held weakly.
+  /// A view of the library or a widget of the host; both are empty if nothing had the focus. The view is held weakly.
   struct Place {
     std::weak_ptr<UIView> view;
-    std::shared_ptr<GWeakRef> widget;
+    HostFocus host;
   };
-  static Place at(const std::shared_ptr<UIView>& view, GtkWidget* widget);
-  /// The widget of a place, if it still exists.
-  static GtkWidget* widgetAt(const Place& place);
 
   /// The front-most dialog is now `dialog` (nullptr for none), and the focus is at `now`. If the change closed dialogs
   /// and opened none, returns the place to focus.
   std::optional<Place> dialogChanged(const std::shared_ptr<UIView>& dialog, const Place& now);
   /// The host has chosen this focus while dialogs were shown; it is restored when they are closed.
-  void setHostFocus(GtkWidget* widget);
+  void setHostFocus(HostFocus focus);
 
  private:
   struct Entry {
@@ -39,4 +35,4 @@ class FocusMemory {
   std::vector<Entry> _entries;  ///< the front-most dialog is last
 };
 
-}  // namespace oq::gtk
+}  // namespace oq

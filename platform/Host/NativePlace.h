@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+
+#include "CoreGraphics/Geometry.h"
+#include "Host/Stage.h"
+#include "oqsdk/Export.h"
+
+namespace oq {
+
+class UIView;
+
+/// Where a widget of the host lies that shows a view, such as a web page. In points of the host's window.
+struct NativePlace {
+  CGRect frame;  ///< whole points: the final position, also while the view is animated
+  CGRect clip;   ///< the visible part of the frame; for a host that cannot paint the widget in the order of the views
+  double zoom = 1;  ///< points of the window per point of the page
+  bool operator==(const NativePlace&) const = default;
+};
+
+/// nullopt if the view is not shown.
+OQSDK_EXPORT std::optional<NativePlace> nativePlaceOf(const UIView& view, const Stage& stage);
+/// Whether the view and all its superviews are visible.
+OQSDK_EXPORT bool isShownInWindow(const UIView& view);
+
+}  // namespace oq

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "Foundation/Files/FileDescriptor.h"
+#include "Host/HostInstallation.h"
+#include "Host/HostSurface.h"
+#include "Host/SurfaceHost.h"
+
+// docs/hosts.md quotes the class below, so change both together.
+
+namespace oq::test {
+
+/// A host with a poll loop and pixels in memory, like that of a game or a kiosk. It sleeps while nothing changes.
+class PollHost : public SurfaceHost, public HostSurface::Client {
+ public:
+  PollHost(CGSize size, double pixelsPerPoint) : _surface(*this, *this, size, pixelsPerPoint, 1.5) {
+    prepareProcess({"com.example.poll", "1.0", {}}, MainLoop::OfHost);
+    setWake([this] { ::eventfd_write(_wake.get(), 1); });
+    _surface.connect();
+    _surface.setVisible(true);
+  }
+  ~PollHost() override {
+    setWake(nullptr);
+    _surface.disconnect();
+    DispatchQueue::drainMain();
+  }
+  HostSurface& surface() { return _surface; }
+
+  /// One pass of the loop. Sleeps for at most `longest` seconds.
+  void runOnce(double longest) {
+    const double idle = std::min(longest, pump(0.004));
+    if (_isFrameWanted) paint();
+    pollfd wake{_wake.get(), POLLIN, 0};
+    // A host also polls its input here, and passes it on to the surface.
+    if (::poll(&wake, 1, _isFrameWanted ? 0 : static_cast<int>(std::ceil(idle * 1000))) <= 0) return;
+    eventfd_t count;
+    ::eventfd_read(_wake.get(), &count);
+  }
+
+ protected:
+  void frameWanted() override { _isFrameWanted = true; }
+  /// Copies the damaged part to the display.
+  virtual void show(const PixelBuffer& /*buffer*/, const PaintedFrame& /*frame*/, double /*time*/) {}
+  bool isFrameWanted() const { return _isFrameWanted; }
+
+ private:
+  void paint() {
+    _isFrameWanted = false;
+    const PixelRect size = _surface.pixelSize();
+    _pixels.resize(static_cast<std::size_t>(size.width) * size.height);
+    const bool isKept = _buffer.width == size.width && _buffer.height == size.height;
+    _buffer = {_pixels.data(), size.width, size.height, size.width * 4, isKept};
+    const double time = now();
+    const PaintedFrame frame = _surface.paint(_buffer, time);
+    if (!frame.damage.isEmpty()) show(_buffer, frame, time);
+  }
+
+  const FileDescriptor _wake{::eventfd(0, EFD_CLOEXEC)};
+  std::vector<std::uint32_t> _pixels;
+  PixelBuffer _buffer;
+  bool _isFrameWanted = false;
+  HostSurface _surface;
+  const HostInstallation _installation{*this, nullptr};
+};
+
+}  // namespace oq::test
