@@ -59,7 +59,8 @@ void setPlatformSystemVersion(double version) {
 
 std::string identifierForVendor() {
   auto path = preferencesDirectory() / "identifierForVendor";
-  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  FileDescriptor file;
+  if (mayWriteFiles()) file = FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) {
     FileDescriptor readable(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readable ? identifierIn(readable.get()) : "";
