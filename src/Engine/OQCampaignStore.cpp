@@ -10,6 +10,7 @@
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Number.h"
 #include "Storage/OQDataArchiver.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
@@ -40,7 +41,10 @@ void beginRun(const OQRecordTree& tree) {
 
 /// The web engine is large, so it is prepared before a window needs it.
 void prepareWebEngineFor(const OQCampaignList& list) {
-  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
+  if (OQConsent::isMissing() || !list.leadsToPages()) return;
+  DispatchQueue::main().async([] {
+    if (!OQConsent::isMissing()) prepareWebEngine();
+  });
 }
 
 void storeLastFetch(const PropertyValue& time) {

@@ -3,10 +3,12 @@
 
 #include <utility>
 
+#include "Dispatch/DispatchQueue.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
 #include "Requests/OQServerAddress.h"
 #include "Storage/OQImageDiskCache.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 
@@ -16,6 +18,11 @@ namespace {
 
 constexpr double requestTimeout = 30.0;
 constexpr std::int64_t nilImageURLCode = 1000;
+constexpr std::int64_t consentMissingCode = 1001;
+
+Error consentMissing() {
+  return {OQErrorDomain, consentMissingCode, "The user's consent is missing"};
+}
 
 std::string queryFromDictionary(const JSONValue& dictionary) {
   std::string query;
@@ -64,6 +71,10 @@ void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const JSON
 void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
                                        const JSONValue& header, const JSONValue& body, SuccessBlock success,
                                        FailureBlock failure) {
+  if (OQConsent::isMissing()) {
+    if (failure) DispatchQueue::background().async([failure = std::move(failure)] { failure(consentMissing()); });
+    return;
+  }
   URLRequest request(getHttpURLWithRelativeUrl(path, parameters), URLRequestCachePolicy::ReloadIgnoringLocalCacheData,
                      requestTimeout);
   if (type == 0) request.setHTTPMethod("GET");
@@ -84,7 +95,23 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
       success(*response, data);
     }
   };
-  _session->dataTaskWithRequest(std::move(request), std::move(completion))->resume();
+  _send(std::move(request), std::move(completion));
+}
+
+void OQNetwork::_send(URLRequest request, URLCompletion completion) {
+  auto completed = [completion = std::move(completion)](const Data& data, const std::optional<URLResponse>& response,
+                                                        const std::optional<Error>& error) {
+    // An answer that arrives after the withdrawal must not be used.
+    if (!OQConsent::isMissing()) return completion(data, response, error);
+    completion({}, std::nullopt, consentMissing());
+  };
+  _session->dataTaskWithRequest(std::move(request), std::move(completed))->resume();
+  // If consent was withdrawn after the caller's check, cancelAll() may have come too early for this request.
+  if (OQConsent::isMissing()) cancelAll();
+}
+
+void OQNetwork::cancelAll() {
+  URLSession::cancelAllTasks();
 }
 
 std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const {
@@ -103,6 +130,12 @@ void OQNetwork::downloadImageWithURL(const std::optional<URL>& url, ImageComplet
     const Error error{OQErrorDomain, nilImageURLCode, "Image url is nil"};
     if (completion) completion(nullptr, {}, error, true);
     OQLogger::error(error);
+    return;
+  }
+  if (OQConsent::isMissing()) {
+    if (!completion) return;
+    DispatchQueue::background().async(
+        [completion = std::move(completion)] { completion(nullptr, {}, consentMissing(), true); });
     return;
   }
   const std::string& key = url->absoluteString();
@@ -134,7 +167,7 @@ void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
         OQImageDiskCache::cache().setImageData(data, key);
     });
   };
-  _session->dataTaskWithRequest(std::move(request), std::move(ended))->resume();
+  _send(std::move(request), std::move(ended));
 }
 
 }  // namespace oq

@@ -3,6 +3,7 @@
 
 #include "Foundation/Values/Format.h"
 #include "Storage/OQUserDefaults.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQLogger.h"
 
 namespace oq {
@@ -36,6 +37,7 @@ OQSession::Values OQSession::values() const {
 }
 
 void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
+  if (OQConsent::isMissing()) return;
   std::optional<std::string> userId = textOrNil(xwho), application = textOrNil(appid);
   store(userId, kUserIdKey);
   std::lock_guard lock(_mutex);
@@ -52,6 +54,7 @@ void OQSession::forget() {
 }
 
 void OQSession::takeToken(const JSONValue& token) {
+  if (OQConsent::isMissing()) return;
   const std::optional<std::string> text = textOrNil(token);
   OQLogger::setSecret(text.value_or(""));
   set(&Values::token, text);

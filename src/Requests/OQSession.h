@@ -15,6 +15,8 @@ namespace oq {
 /// The session with the campaign server: the user, the application, and the values that each request contains. It
 /// starts with the token and the user id that an earlier run stored.
 ///
+/// While consent is missing (OQConsent), users and tokens are ignored.
+///
 /// Thread-safe. One mutex guards all fields; no other code is called while it is held. Failure: a value that cannot be
 /// stored is kept in memory only.
 class OQSession {

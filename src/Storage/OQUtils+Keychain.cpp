@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Foundation/System/Device.h"
 #include "Storage/OQKeychainItemWrapper.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -25,6 +26,7 @@ bool isEmpty(const PropertyValue& stored) {
 }  // namespace
 
 void OQUtils::saveUUIDWithKeyChain() {
+  if (OQConsent::isMissing()) return;
   OQKeychainItemWrapper item = identifierItem();
   if (!isEmpty(item.objectForKey(kSecValueData))) return;
   // A missing identifier becomes a null value, which setObject() ignores.

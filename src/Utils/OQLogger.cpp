@@ -20,6 +20,7 @@
 #include "Foundation/System/Device.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Number.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQSDKBundleIdentifier.h"
 #include "oqsdk/OQSDKConstants.h"
@@ -43,7 +44,7 @@ std::uint64_t fileLimit() {
 }
 
 bool isFileWanted() {
-  return fileLimit() != 0;
+  return fileLimit() != 0 && !OQConsent::isMissing();
 }
 
 bool isOnLogQueue() {
@@ -324,10 +325,11 @@ void OQLogger::removeFiles() {
 }
 
 bool OQLogger::isWanted() {
-  return isFileWanted() || OQLogHandler::isWanted();
+  return !OQConsent::isMissing() && (fileLimit() != 0 || OQLogHandler::isWanted());
 }
 
 void OQLogger::put(OQLogLevel level, std::string_view message) {
+  if (OQConsent::isMissing()) return;
   if (isFileWanted()) getInstance()._log(message);
   OQLogHandler::pass(level, message);
 }

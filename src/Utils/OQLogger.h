@@ -28,7 +28,8 @@ const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue();
 ///
 /// Threads: any thread may log. An entry has the time of the call, and the file is ordered by time. The caller never
 /// waits for the disk, unless 64 MiB are waiting already; no entry is dropped. Entries that still wait are written at
-/// process exit. Failure: if the file cannot be created or written, entries are lost silently.
+/// process exit. While consent is missing (OQConsent), entries are dropped, also those that wait, and no file is
+/// created. Failure: if the file cannot be created or written, entries are lost silently.
 class OQLogger : public Object {
   OQ_CLASS(OQLogger)
 

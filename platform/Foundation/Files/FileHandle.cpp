@@ -21,6 +21,7 @@ std::unique_ptr<FileHandle> FileHandle::createNew(const std::filesystem::path& f
 }
 
 std::unique_ptr<FileHandle> FileHandle::open(const std::filesystem::path& file, int additionalFlags) {
+  if (!mayWriteFiles()) return nullptr;
   // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
   constexpr int Flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   FileDescriptor opened(::open(file.c_str(), Flags | additionalFlags, 0600));

@@ -42,6 +42,7 @@ class CurlTransfer {
   /// Passes the result to the completion on a background queue. Only the first call has an effect.
   void complete(CURLcode result);
   void completeWithError(URLErrorCode code, std::string description);
+  void cancel() { completeWithError(URLErrorCancelled, "cancelled"); }
 
  private:
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* transfer);

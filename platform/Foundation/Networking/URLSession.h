@@ -90,6 +90,8 @@ class URLTransport {
   virtual ~URLTransport() = default;
   /// Sends the request at most once and calls the completion exactly once, on a background thread.
   virtual void perform(URLRequest request, URLCompletion completion) = 0;
+  /// Ends all requests that are under way with URLErrorCancelled. Requests that have ended are not affected.
+  virtual void cancelAll() {}
 };
 
 /// nullptr restores the real transport. Tasks that are running are not affected. Thread-safe.
@@ -125,6 +127,9 @@ class URLSessionDataTask {
 class URLSession {
  public:
   static std::shared_ptr<URLSession> sessionWithConfiguration(const URLSessionConfiguration& configuration);
+  /// Cancels the running tasks of all sessions: each fails with URLErrorCancelled, unless it has already ended. Their
+  /// connections are closed. Later tasks are not affected. Thread-safe; does not wait.
+  static void cancelAllTasks();
   std::shared_ptr<URLSessionDataTask> dataTaskWithRequest(URLRequest request, URLCompletion completion);
 };
 

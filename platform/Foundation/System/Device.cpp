@@ -67,7 +67,8 @@ void forgetIdentifierForVendor() {
 
 std::string identifierForVendor() {
   auto path = identifierFile();
-  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  FileDescriptor file;
+  if (mayWriteFiles()) file = FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) {
     FileDescriptor readable(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readable ? identifierIn(readable.get()) : "";

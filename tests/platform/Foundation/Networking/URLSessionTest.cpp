@@ -116,6 +116,33 @@ TEST_F(URLSessionTest, CancelledRequestsAreNotSent) {
   EXPECT_EQ(server.requests("/slow").size(), 6u);
 }
 
+TEST_F(URLSessionTest, CancelledTasksFailOnceWhereverTheyAre) {
+  std::promise<void> released;
+  const auto release = released.get_future().share();
+  LoopbackServer server;
+  server.handle("/slow", [&](const auto&) {
+    release.wait();
+    return LoopbackServer::Response{};
+  });
+  server.answer("/fast", "{}");
+  EXPECT_EQ(perform(post(server.url("/fast"))).status, 200);
+  // Six are sent, the others wait for their turn.
+  constexpr std::size_t sent = 6;
+  std::vector<std::future<Outcome>> tasks;
+  for (int i = 0; i < 10; ++i) tasks.push_back(start(i % 2 ? get(server.url("/slow")) : post(server.url("/slow"))));
+  while (server.requests("/slow").size() < sent) std::this_thread::yield();
+  // These may not have been looked at when they are cancelled.
+  for (int i = 0; i < 3; ++i) tasks.push_back(start(post(server.url("/slow"))));
+  URLSession::cancelAllTasks();
+  auto later = start(post(server.url("/fast")));
+  for (auto& task : tasks) EXPECT_EQ(outcomeOf(std::move(task)).errorCode, URLErrorCancelled);
+  EXPECT_EQ(outcomeOf(std::move(later)).status, 200);
+  EXPECT_EQ(server.requests("/slow").size(), sent) << "a cancelled request was sent";
+  released.set_value();
+  URLSession::cancelAllTasks();
+  EXPECT_EQ(perform(post(server.url("/fast"))).status, 200);
+}
+
 // The server reads a second request on the kept connection and closes without a response. It may have handled the
 // request, so it must not receive it again, whatever the method, and whether or not the body was sent.
 class SentOnceTest : public URLSessionTest, public testing::WithParamInterface<const char*> {};

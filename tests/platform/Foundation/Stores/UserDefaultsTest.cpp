@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Foundation/Stores/UserDefaults.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
@@ -12,6 +13,7 @@
 
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
+#include "support/FolderState.h"
 #include "support/Python.h"
 #include "support/Threads.h"
 
@@ -65,6 +67,37 @@ TEST_F(UserDefaultsTest, KeepsKindsOfValuesAndOrderOfKeys) {
     EXPECT_TRUE(same(suite()->objectForKey("k"), value)) << &value - values;
     EXPECT_TRUE(same(reopened()->objectForKey("k"), value)) << &value - values << " from the disk";
   }
+}
+
+TEST_F(UserDefaultsTest, WithoutPermissionToWriteValuesAreReadAndNoFileIsTouched) {
+  struct NoPermission {
+    NoPermission() {
+      setWritePermission([] { return false; });
+    }
+    ~NoPermission() { setWritePermission(nullptr); }
+  };
+  const auto expectOnlyRead = [&](const PropertyValue& expected, const char* when) {
+    const NoPermission none;
+    const FolderState state(folder.path());
+    EXPECT_EQ(suite()->objectForKey("k"), expected) << when;
+    EXPECT_FALSE(suite()->setObject(JSONValue("other"), "k")) << when;
+    suite()->removeObjectForKey("k");
+    EXPECT_EQ(suite()->objectForKey("k"), expected) << when;
+    suite()->synchronize();
+    closeAllUserDefaults();
+    EXPECT_THAT(state.changes(), testing::IsEmpty()) << when;
+  };
+  expectOnlyRead(kNothing, "without a file");
+  // Another process writes and ends without closing, so the value is only in the log.
+  EXPECT_TRUE(holdsInChild([&] { return suite()->setObject(JSONValue("logged"), "k"); }));
+  ASSERT_GT(std::filesystem::file_size(database().string() + "-wal"), 0u);
+  expectOnlyRead(JSONValue("logged"), "after a process that ended without closing");
+  EXPECT_TRUE(suite()->setObject(JSONValue("mine"), "k"));
+  expectOnlyRead(JSONValue("mine"), "with an open connection");
+  EXPECT_EQ(shell("PRAGMA wal_checkpoint(TRUNCATE); SELECT value FROM entries"), "0|0|0\n\"mine\"\n");
+  expectOnlyRead(JSONValue("mine"), "without a log");
+  EXPECT_TRUE(suite()->setObject(JSONValue("again"), "k"));
+  EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(JSONValue("again")));
 }
 
 TEST_F(UserDefaultsTest, FilesArePrivateAndNullRemoves) {
