@@ -13,6 +13,7 @@
 #include "Storage/OQUserDefaults.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
@@ -80,6 +81,11 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
   if (!hooksInstalled.exchange(true)) {
     exchangeMethod();
     OQPageCollection::collectPage();
+    const auto observe = [] {
+      UIApplication::sharedApplication().setForegroundObserver(
+          [] { guarded([] { sharedManager().returnedToForeground(); }); });
+    };
+    OQDispatchQueueManager::dispatchInMainThread(observe, true);
   }
   setConfiguration(std::move(configuration));
   login();
@@ -108,8 +114,9 @@ std::uint64_t OQSDKManager::getEnvironment() {
 }
 
 void OQSDKManager::login() {
-  OQServerRequests::login(_session.values(), weak_from_this(), [this](const JSONValue& answer) {
+  OQServerRequests::login(_session.values(), weak_from_this(), [this, environment = getEnvironment()](auto& answer) {
     _session.takeToken(valueForKey(answer, "token"));
+    _session.takeOffer(answer, environment);
     getListData();
   });
 }
@@ -117,13 +124,29 @@ void OQSDKManager::login() {
 void OQSDKManager::getListData() {
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
-  getSubscribeList();
-  _dailyFetches.run([self = shared_from_this()] {
-    if (wasFetchedToday()) return;
-    self->getInAppList();
-    // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
-    noteFetchedToday();
+  const auto isFetched = std::make_shared<bool>(false);
+  _fetchSubscriptions([this, isFetched] { _fetchWindowsOnce(isFetched, true); });
+  _fetchWindowsOnce(isFetched, false);
+}
+
+void OQSDKManager::_fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester) {
+  _dailyFetches.run([self = shared_from_this(), isFetched, isTester] {
+    if (*isFetched || (!isTester && wasFetchedToday())) return;
+    *isFetched = true;
+    self->_fetchWindows();
   });
+}
+
+void OQSDKManager::returnedToForeground() {
+  if (!_isTester || !_session.values().currentOffer()) return;
+  getSubscribeList();
+  _fetchWindows();
+}
+
+void OQSDKManager::_fetchWindows() {
+  getInAppList();
+  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+  noteFetchedToday();
 }
 
 void OQSDKManager::getInAppList() {
@@ -132,8 +155,18 @@ void OQSDKManager::getInAppList() {
 }
 
 void OQSDKManager::getSubscribeList() {
-  _requests.getSubscribeList(_session.values(), weak_from_this(),
-                             [this](const JSONArray& records) { _installSubscribeList(records); });
+  _fetchSubscriptions(nullptr);
+}
+
+void OQSDKManager::_fetchSubscriptions(std::function<void()> ifTester) {
+  const Session session = _session.values();
+  const auto offer = session.currentOffer();
+  const auto answered = [this, isOffered = offer && offer->tester, ifTester](const JSONValue& answer) {
+    _isTester = isOffered && valueForKey(answer, "tester") == JSONValue(true);
+    if (_isTester && ifTester) ifTester();
+  };
+  _requests.getSubscribeList(
+      session, weak_from_this(), [this](const JSONArray& records) { _installSubscribeList(records); }, answered);
 }
 
 void OQSDKManager::_installInAppList(const JSONArray& records) {
