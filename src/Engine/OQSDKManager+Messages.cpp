@@ -55,8 +55,7 @@ void OQSDKManager::refresh() {
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
   getSubscribeList();
-  getInAppList();
-  OQCampaignStore::noteFetchedToday();
+  _fetchWindows();
 }
 
 void OQSDKManager::hold() {

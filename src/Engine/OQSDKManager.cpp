@@ -12,6 +12,7 @@
 #include "Storage/OQUserDefaults.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "Utils/OQConsent.h"
 #include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
@@ -71,9 +72,16 @@ void OQSDKManager::startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> confi
 
 void OQSDKManager::_start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics) {
   // Flags, not std::call_once: installing the hooks waits for the main thread, which may be in this function, too.
-  static std::atomic<bool> isHooked{false}, pagesCollected{false};
+  static std::atomic<bool> isHooked{false}, isObserving{false};
   if (needsAnalytics && !isHooked.exchange(true)) exchangeMethod();
-  if (!pagesCollected.exchange(true)) OQPageCollection::collectPage();
+  if (!isObserving.exchange(true)) {
+    OQPageCollection::collectPage();
+    const auto observe = [] {
+      UIApplication::sharedApplication().setForegroundObserver(
+          [] { guarded([] { sharedManager().returnedToForeground(); }); });
+    };
+    OQDispatchQueueManager::dispatchInMainThread(observe, true);
+  }
   setConfiguration(std::move(configuration));
   login();
 }
@@ -101,8 +109,9 @@ std::uint64_t OQSDKManager::getEnvironment() {
 }
 
 void OQSDKManager::login() {
-  OQServerRequests::login(_session.values(), weak_from_this(), [this](const JSONValue& answer) {
+  OQServerRequests::login(_session.values(), weak_from_this(), [this, environment = getEnvironment()](auto& answer) {
     _session.takeToken(valueForKey(answer, "token"));
+    _session.takeOffer(answer, environment);
     getListData();
   });
 }
@@ -110,13 +119,29 @@ void OQSDKManager::login() {
 void OQSDKManager::getListData() {
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
-  getSubscribeList();
-  _dailyFetches.run([self = shared_from_this()] {
-    if (OQCampaignStore::wasFetchedToday()) return;
-    self->getInAppList();
-    // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
-    OQCampaignStore::noteFetchedToday();
+  const auto isFetched = std::make_shared<bool>(false);
+  _fetchSubscriptions([this, isFetched] { _fetchWindowsOnce(isFetched, true); });
+  _fetchWindowsOnce(isFetched, false);
+}
+
+void OQSDKManager::_fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester) {
+  _dailyFetches.run([self = shared_from_this(), isFetched, isTester] {
+    if (*isFetched || (!isTester && OQCampaignStore::wasFetchedToday())) return;
+    *isFetched = true;
+    self->_fetchWindows();
   });
+}
+
+void OQSDKManager::returnedToForeground() {
+  if (!_isTester || !_session.values().currentOffer()) return;
+  getSubscribeList();
+  _fetchWindows();
+}
+
+void OQSDKManager::_fetchWindows() {
+  getInAppList();
+  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+  OQCampaignStore::noteFetchedToday();
 }
 
 void OQSDKManager::getInAppList() {
@@ -127,10 +152,21 @@ void OQSDKManager::getInAppList() {
 }
 
 void OQSDKManager::getSubscribeList() {
+  _fetchSubscriptions(nullptr);
+}
+
+void OQSDKManager::_fetchSubscriptions(std::function<void()> ifTester) {
+  // The generation is read before the user: if the user changes in between, the answer is ignored.
   const Generation generation = _store->generation();
-  _requests.getSubscribeList(_session.values(), weak_from_this(), [this, generation](const JSONArray& records) {
-    _installSubscribeList(records, generation);
-  });
+  const Session session = _session.values();
+  const auto offer = session.currentOffer();
+  const auto answered = [this, generation, isOffered = offer && offer->tester, ifTester](const JSONValue& answer) {
+    if (generation != _store->generation()) return;
+    _isTester = isOffered && valueForKey(answer, "tester") == JSONValue(true);
+    if (_isTester && ifTester) ifTester();
+  };
+  _requests.getSubscribeList(
+      session, weak_from_this(), [this, generation](const JSONArray& records) { _installSubscribeList(records, generation); }, answered);
 }
 
 void OQSDKManager::_installInAppList(const JSONArray& records, Generation generation) {

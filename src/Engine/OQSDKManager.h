@@ -72,7 +72,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   void login();
   /// Fetches the subscriptions, and the windows once per calendar day. Does nothing without a token and a user id.
+  /// A tester (see docs/server.md) fetches the windows whatever the day.
   void getListData();
+  /// Fetches both lists if the user is a tester.
+  void returnedToForeground();
   void getInAppList();
   void getSubscribeList();
 
@@ -189,6 +192,11 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _match(const JSONValue& info);
   void _installInAppList(const JSONArray& records, Generation generation);
   void _installSubscribeList(const JSONArray& records, Generation generation);
+  /// `ifTester` is called if the answer declares the user a tester.
+  void _fetchSubscriptions(std::function<void()> ifTester);
+  void _fetchWindows();
+  /// Unless this start has fetched the windows (`isFetched`), or today for a user who is not a tester.
+  void _fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester);
   /// Called on any thread; continues on the main queue, immediately if the caller is already there.
   void _present(const std::shared_ptr<OQMessage>& message);
   void _presentOnMainQueue(const std::shared_ptr<OQMessage>& message);
@@ -206,6 +214,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   OQServerRequests _requests;
   const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();
   std::atomic<bool> _autoCollectPageInfo{true};
+  std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
   /// One login answer at a time decides whether today's list was fetched.
   OQSerialExecutor _dailyFetches;
   std::mutex _networkMutex;

@@ -36,11 +36,13 @@ JSONValue loginBody(const OQSession::Values& session) {
 
 JSONValue listBody(const OQSession::Values& session) {
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are intentional.
-  return {{"newUser", session.isNewUser ? 0 : 1},
-          {"os", deviceWith({})},
-          {"sdkVersion", OQSDKVersion},
-          {"token", session.token.value_or("")},
-          {"userId", session.userId.value_or("")}};
+  JSONDictionary body{{"newUser", session.isNewUser ? 0 : 1},
+                      {"os", deviceWith({})},
+                      {"sdkVersion", OQSDKVersion},
+                      {"token", session.token.value_or("")},
+                      {"userId", session.userId.value_or("")}};
+  if (session.currentOffer()) body["extensions"] = OQExtensions::names();
+  return body;
 }
 
 JSONValue reportsBody(const OQServerRequests::Reports& reports) {
@@ -135,17 +137,20 @@ void OQServerRequests::login(const Session& session, Owner owner, Answered answe
 }
 
 void OQServerRequests::getInAppList(const Session& session, Owner owner, Campaigns take) {
-  getList("/push/sdk/in_app", "in_app data:\n%@", session, std::move(owner), std::move(take));
+  getList("/push/sdk/in_app", "in_app data:\n%@", session, std::move(owner), std::move(take), nullptr);
 }
 
-void OQServerRequests::getSubscribeList(const Session& session, Owner owner, Campaigns take) {
-  getList("/push/sdk/event/subscribe", "subscribe data:\n%@", session, std::move(owner), std::move(take));
+void OQServerRequests::getSubscribeList(const Session& session, Owner owner, Campaigns take, Answered answered) {
+  getList("/push/sdk/event/subscribe", "subscribe data:\n%@", session, std::move(owner), std::move(take),
+          std::move(answered));
 }
 
-void OQServerRequests::getList(const char* path, const char* entry, const Session& session, Owner owner,
-                               Campaigns take) {
-  const auto handle = [take = std::move(take), entry](const std::optional<JSONValue>& answer) {
+void OQServerRequests::getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take,
+                               Answered answered) {
+  const auto handle = [take = std::move(take), answered = std::move(answered),
+                       entry](const std::optional<JSONValue>& answer) {
     if (isSuccess(answer)) {
+      if (answered) answered(*answer);
       // An answer without campaigns changes nothing.
       const JSONArray* records = valueForKey(*answer, "data").if_array();
       if (records && !records->empty()) take(*records);

@@ -55,7 +55,8 @@ class OQServerRequests {
 
   static void login(const Session& session, Owner owner, Answered answered);
   void getInAppList(const Session& session, Owner owner, Campaigns take);
-  void getSubscribeList(const Session& session, Owner owner, Campaigns take);
+  /// `answered` gets the whole answer, before `take`, also if the answer contains no campaigns.
+  void getSubscribeList(const Session& session, Owner owner, Campaigns take, Answered answered = nullptr);
   /// Sends the reports in one request. `answered` is called exactly once, also if the request is cancelled.
   static void sendReports(Reports reports, std::shared_ptr<const URLCancellation> cancellation,
                           ReportsAnswered answered);
@@ -68,7 +69,8 @@ class OQServerRequests {
   static std::shared_ptr<OQWindowEvent> pushEvent(const Session& session, std::uint64_t type, const JSONValue& msg);
 
  private:
-  void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take);
+  void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take,
+               Answered answered);
 
   OQSerialExecutor _listAnswers;
 };

@@ -61,4 +61,12 @@ void OQSession::takeToken(const JSONValue& token) {
   store(text, kTokenKey);
 }
 
+void OQSession::takeOffer(const JSONValue& loginAnswer, std::uint64_t environment) {
+  set(&Values::offer, OQExtensions::offeredIn(loginAnswer, environment));
+}
+
+std::optional<OQExtensions> OQSession::Values::currentOffer() const {
+  return offer && offer->environment == OQUserDefaults::environment() ? offer : std::nullopt;
+}
+
 }  // namespace oq
