@@ -166,7 +166,8 @@ void OQSDKManager::_fetchSubscriptions(std::function<void()> ifTester) {
     if (_isTester && ifTester) ifTester();
   };
   _requests.getSubscribeList(
-      session, weak_from_this(), [this, generation](const JSONArray& records) { _installSubscribeList(records, generation); }, answered);
+      session, weak_from_this(),
+      [this, generation](const JSONArray& records) { _installSubscribeList(records, generation); }, answered);
 }
 
 void OQSDKManager::_installInAppList(const JSONArray& records, Generation generation) {

@@ -315,6 +315,10 @@ TEST_F(LogHandler, IsReplacedAndRemovedWhileOthersLog) {
   isStopped = true;
 }
 
+bool isAsleep(pid_t thread) {
+  return textOfFile("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") != std::string::npos;
+}
+
 TEST_F(LogHandler, RemovalWaitsForARunningCall) {
   std::promise<void> entered, released;
   std::atomic<bool> hasReturned = false, isRemoved = false;
