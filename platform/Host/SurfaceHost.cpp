@@ -33,6 +33,10 @@ SurfaceHost::SurfaceHost() : _self(std::make_shared<SurfaceHost*>(this)) {
   });
 }
 
+SurfaceHost::SurfaceHost(const HostedApplication& application, MainLoop loop) : SurfaceHost() {
+  prepareProcess(application, loop);
+}
+
 SurfaceHost::~SurfaceHost() {
   _timer->cancel();
 }
