@@ -208,7 +208,7 @@ bool HeadlessHost::tap(double x, double y) {
 }
 
 bool HeadlessHost::movePointer(double x, double y) {
-  return _impl->window().pointerMoved(_impl->surface().inStage({x, y}));
+  return _impl->surface().pointerMoved(CGPoint{x, y});
 }
 
 bool HeadlessHost::scroll(double x, double y, double dx, double dy) {

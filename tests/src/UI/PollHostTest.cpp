@@ -141,13 +141,25 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   EXPECT_TRUE(host.rest());
   EXPECT_TRUE(host.known[button.id].isFocused);
 
+  // A second message takes the focus, and the first one gets it back with the button that had it.
+  const auto other = makeMainObject<OQPopWindow>();
+  other->popWithTitle("other", "text", nullptr);
+  const auto shows = [&](const std::string& dialog) {
+    return host.runUntil([&] { return host.surface().accessibleTree().dialog->name == dialog; }) && host.rest();
+  };
+  ASSERT_TRUE(shows("other"));
+  EXPECT_FALSE(host.surface().activate(button.id)) << "covered";
+  EXPECT_TRUE(host.surface().activate(host.surface().accessibleTree().elements.back().id));
+  ASSERT_TRUE(shows("title"));
+  EXPECT_TRUE(host.surface().accessibleTree().elements.back().isFocused);
+
   const CGPoint at = button.frame.center();
   EXPECT_TRUE(host.surface().touchBegan(1, at));
   EXPECT_TRUE(host.surface().touchBegan(2, {5, 5})) << "nothing reaches the host past a message";
   host.surface().touchEnded(1, at);
   host.surface().touchCancelled(2);
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2; }) && host.rest());
-  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "restore", "give focus back"}));
+  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "take focus", "restore", "give focus back"}));
   EXPECT_EQ(host.frames.back().result, PaintedFrame::Result::Nothing);
   EXPECT_TRUE(host.surface().isEmpty() && host.known.empty());
   EXPECT_FALSE(host.surface().touchBegan(1, at));
