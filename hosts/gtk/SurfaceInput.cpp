@@ -110,7 +110,7 @@ void Surface::settlePointer() {
 /// message would determine the cursor.
 void Surface::followPointer() {
   const bool isOver = _pointerIsOurs && isOnTopAt(*_pointer);
-  const bool pressable = _window->pointerMoved(isOver ? std::optional(_surface.inStage(*_pointer)) : std::nullopt);
+  const bool pressable = _surface.pointerMoved(isOver ? _pointer : std::nullopt);
   const char* cursor = pressable ? "pointer" : "default";
   if (cursor == _cursor) return;
   _cursor = cursor;
@@ -120,7 +120,7 @@ void Surface::followPointer() {
 void Surface::pointerLeft() {
   if (_surface.hasTouches()) return;
   _pointerIsOurs = false;
-  _window->pointerMoved(std::nullopt);
+  _surface.pointerMoved(std::nullopt);
 }
 
 void Surface::givePointerBack() {

@@ -90,16 +90,15 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   PixelBuffer _screen;      ///< without pixels if there is not enough memory
   bool _isOutdated = true;  ///< something has changed or moved since the screen was painted
   PageEngine _engine;
-  std::optional<HostInstallation> _installation;
+  const HostInstallation _installation{*this, &_engine};
   std::optional<HostSurface> _surface;  ///< empty after closeWindow()
 };
 
 HeadlessHost::Impl::Impl(const Options& options)
-    : _size{isLength(options.width) ? options.width : Options{}.width,
+    : SurfaceHost({options.applicationIdentifier, options.applicationVersion, options.dataDirectory}, MainLoop::GLib),
+      _size{isLength(options.width) ? options.width : Options{}.width,
             isLength(options.height) ? options.height : Options{}.height},
       _scale(isLength(options.scale) ? options.scale : 1) {
-  prepareProcess({options.applicationIdentifier, options.applicationVersion, options.dataDirectory});
-  _installation.emplace(*this, &_engine);
   AnimationEngine::shared().setEnabled(options.animations);
   _surface.emplace(*this, *this, _size, _scale, options.stage);
   _surface->connect();
@@ -209,7 +208,7 @@ bool HeadlessHost::tap(double x, double y) {
 }
 
 bool HeadlessHost::movePointer(double x, double y) {
-  return _impl->window().pointerMoved(_impl->surface().inStage({x, y}));
+  return _impl->surface().pointerMoved(CGPoint{x, y});
 }
 
 bool HeadlessHost::scroll(double x, double y, double dx, double dy) {

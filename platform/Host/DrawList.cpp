@@ -14,7 +14,7 @@ namespace {
 /// Pixels by which the painter may move an edge: it aligns to whole pixels, and blends the edges of scaled contents.
 constexpr double kEdge = 1;
 
-CGRect unionOf(const CGRect& a, const CGRect& b) {
+CGRect joined(const CGRect& a, const CGRect& b) {
   if (a.isEmpty()) return b;
   if (b.isEmpty()) return a;
   const double x = std::min(a.minX(), b.minX()), y = std::min(a.minY(), b.minY());
@@ -35,10 +35,10 @@ CGRect DrawList::differenceTo(const DrawList& other) const {
   const auto isUnchanged = [&](std::size_t step) { return count == others && _steps[step] == other._steps[step]; };
   CGRect area;
   for (std::size_t step = begin; step < count - end; ++step) {
-    if (!isUnchanged(step)) area = unionOf(area, _bounds[step]);
+    if (!isUnchanged(step)) area = joined(area, _bounds[step]);
   }
   for (std::size_t step = begin; step < others - end; ++step) {
-    if (!isUnchanged(step)) area = unionOf(area, other._bounds[step]);
+    if (!isUnchanged(step)) area = joined(area, other._bounds[step]);
   }
   return area;
 }
@@ -88,7 +88,7 @@ void DrawList::pop() {
   _scopes.pop_back();
   if (scope.end == Kind::Fill) return;
   CGRect area;
-  for (std::size_t step = scope.begin; step < _bounds.size(); ++step) area = unionOf(area, _bounds[step]);
+  for (std::size_t step = scope.begin; step < _bounds.size(); ++step) area = joined(area, _bounds[step]);
   add({.kind = scope.end});
   _bounds.back() = area;
   _bounds[scope.begin] = area;

@@ -22,7 +22,7 @@ constexpr double kResizingPause = 0.2;
 /// Seconds of touchpad scrolling that determine its speed.
 constexpr double kScrollMemory = 0.1;
 /// Pixels; tolerance for rounding errors in products of lengths and scales.
-constexpr double kRounding = 1e-6;
+constexpr double kPixelRounding = 1e-6;
 
 }  // namespace
 
@@ -173,7 +173,7 @@ PaintedFrame HostSurface::paint(const PixelBuffer& buffer, double time) {
 
 PixelRect HostSurface::pixelSize() const {
   const auto pixels = [this](double points) {
-    const double length = std::ceil(points * _pixelsPerPoint - kRounding);
+    const double length = std::ceil(points * _pixelsPerPoint - kPixelRounding);
     return static_cast<int>(std::clamp<double>(length, 1, PixelBuffer::largestSide));
   };
   return {0, 0, pixels(_stage.windowSize().width), pixels(_stage.windowSize().height)};
@@ -269,6 +269,10 @@ bool HostSurface::touchCancelled(int identifier) {
 
 void HostSurface::cancelAllTouches() {
   while (!_touches.empty()) touchCancelled(_touches.begin()->first);
+}
+
+bool HostSurface::pointerMoved(std::optional<CGPoint> point) {
+  return _window->pointerMoved(point ? std::optional(inStage(*point)) : std::nullopt);
 }
 
 bool HostSurface::scroll(CGPoint point, double dx, double dy) {

@@ -31,7 +31,7 @@ PixelRect wholePixels(CGRect area, const PixelBuffer& buffer) {
   return {x, y, static_cast<int>(std::ceil(inside.maxX())) - x, static_cast<int>(std::ceil(inside.maxY())) - y};
 }
 
-void fill(const PixelBuffer& buffer, PixelRect area) {
+void clearArea(const PixelBuffer& buffer, PixelRect area) {
   for (int y = area.y; y < area.y + area.height; ++y) {
     std::uint32_t* row = buffer.pixels + static_cast<std::ptrdiff_t>(y) * (buffer.stride / 4);
     std::fill_n(row + area.x, area.width, buffer.background);
@@ -67,7 +67,7 @@ PaintedFrame PixelFrames::paint(const WindowStage& stage, const PixelBuffer& buf
   const bool isEmpty = list.isEmpty();
   _format = format;
   _last.emplace(std::move(list));
-  if (!damage.isEmpty()) fill(buffer, damage);
+  if (!damage.isEmpty()) clearArea(buffer, damage);
   if (isEmpty) return {Result::Nothing, damage};
   if (damage.isEmpty()) return {Result::Same, {}};
   paintArea(stage, buffer, damage, scale, time);

@@ -19,7 +19,7 @@ constexpr double kFramePatience = 0.1;
 /// Seconds between frames of an animation.
 constexpr double kFrame = 1.0 / 60;
 /// Seconds by which the timer may fire early.
-constexpr double kRounding = 1e-3;
+constexpr double kEarlyTimer = 1e-3;
 
 std::int64_t nanoseconds(double seconds) {
   return static_cast<std::int64_t>(std::max(0.0, seconds) * 1e9);
@@ -31,6 +31,10 @@ SurfaceHost::SurfaceHost() : _self(std::make_shared<SurfaceHost*>(this)) {
   _timer = std::make_unique<DispatchTimer>([self = std::weak_ptr<SurfaceHost*>(_self)] {
     if (const auto host = self.lock()) (*host)->deadlineReached();
   });
+}
+
+SurfaceHost::SurfaceHost(const HostedApplication& application, MainLoop loop) : SurfaceHost() {
+  prepareProcess(application, loop);
 }
 
 SurfaceHost::~SurfaceHost() {
@@ -100,7 +104,7 @@ bool SurfaceHost::awaitFrame(double time) {
                                      [](const HostSurface* surface) { return surface->awaitsFrame(); });
   if (_frameAwaitedSince) {
     // pump() may ask before the timer fires.
-    if (isAwaited && time < *_frameAwaitedSince + kFramePatience - kRounding) return true;
+    if (isAwaited && time < *_frameAwaitedSince + kFramePatience - kEarlyTimer) return true;
     for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
     return false;
   }

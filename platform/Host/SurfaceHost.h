@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
+#include "Host/HostInstallation.h"
 #include "UIKit/Windows/UIHost.h"
 #include "oqsdk/Export.h"
 
@@ -20,7 +21,10 @@ class HostSurface;
 /// screen, which is the stage of one of the surfaces. A host derives from it and installs itself. Main thread only.
 class OQSDK_EXPORT SurfaceHost : public UIHost {
  public:
+  /// For a process that is prepared already.
   SurfaceHost();
+  /// Prepares the process.
+  SurfaceHost(const HostedApplication& application, MainLoop loop);
   ~SurfaceHost() override;
   SurfaceHost(const SurfaceHost&) = delete;
   SurfaceHost& operator=(const SurfaceHost&) = delete;

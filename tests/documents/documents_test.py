@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Checks the documents: the targets of links and the named files exist, and the guide quotes its example exactly."""
+"""Checks the documents: the targets of links and the named files exist, and quotes of source files are exact."""
 import pathlib
 import re
 import unittest
@@ -22,17 +22,19 @@ class Documents(unittest.TestCase):
                     known = target.exists() or any(target.parent.glob(target.name + "*"))
                     self.assertTrue(known)
 
-    def test_the_guide_quotes_its_example_exactly(self):
-        example = ROOT / "examples/first-window"
-        files = {"cpp": "main.cpp", "cmake": "CMakeLists.txt", "json": "campaigns.json"}
-        sources = {language: (example / name).read_text(encoding="utf-8") for language, name in files.items()}
-        guide = (ROOT / "docs/guide.md").read_text(encoding="utf-8")
-        quotes = re.findall(r"^```(cpp|cmake|json)\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
-        self.assertEqual({language for language, _ in quotes}, set(sources))
-        for language, quote in quotes:
-            for line in quote.splitlines():
-                with self.subTest(line):
-                    self.assertIn(line.strip(), sources[language])
+    def test_quoted_examples_are_exact(self):
+        example = "examples/first-window/"
+        for document, files in (("guide.md", {"cpp": example + "main.cpp", "cmake": example + "CMakeLists.txt",
+                                              "json": example + "campaigns.json"}),
+                                ("hosts.md", {"cpp": "tests/support/PollHost.h"})):
+            sources = {language: (ROOT / name).read_text(encoding="utf-8") for language, name in files.items()}
+            text = (ROOT / "docs" / document).read_text(encoding="utf-8")
+            quotes = re.findall(r"^```(cpp|cmake|json)\n(.*?)^```", text, re.MULTILINE | re.DOTALL)
+            self.assertEqual({language for language, _ in quotes}, set(sources))
+            for language, quote in quotes:
+                for line in quote.splitlines():
+                    with self.subTest(f"{document}: {line}"):
+                        self.assertIn(line.strip(), sources[language])
 
 
 if __name__ == "__main__":

@@ -21,8 +21,9 @@ namespace oq::test {
 /// A host with a poll loop and pixels in memory, like that of a game or a kiosk. It sleeps while nothing changes.
 class PollHost : public SurfaceHost, public HostSurface::Client {
  public:
-  PollHost(CGSize size, double pixelsPerPoint) : _surface(*this, *this, size, pixelsPerPoint, 1.5) {
-    prepareProcess({"com.example.poll", "1.0", {}}, MainLoop::OfHost);
+  PollHost(CGSize size, double pixelsPerPoint)
+      : SurfaceHost({"com.example.poll", "1.0", {}}, MainLoop::OfHost),
+        _surface(*this, *this, size, pixelsPerPoint, 1.5) {
     setWake([this] { ::eventfd_write(_wake.get(), 1); });
     _surface.connect();
     _surface.setVisible(true);
@@ -67,8 +68,8 @@ class PollHost : public SurfaceHost, public HostSurface::Client {
   std::vector<std::uint32_t> _pixels;
   PixelBuffer _buffer;
   bool _isFrameWanted = false;
-  HostSurface _surface;
   const HostInstallation _installation{*this, nullptr};
+  HostSurface _surface;
 };
 
 }  // namespace oq::test

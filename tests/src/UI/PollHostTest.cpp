@@ -20,13 +20,15 @@
 namespace oq {
 namespace {
 
-constexpr double kScale = 1.25;
+constexpr double kScale = 1.25, kFrame = 1.0 / 60;
 
 /// A host that has a widget with the keyboard focus, and that compares each frame with one that is painted as a whole.
+/// Its clock moves on by a frame in each pass of the loop.
 class CheckedHost : public test::PollHost {
  public:
   CheckedHost() : PollHost({375, 700}, kScale) {}
 
+  double now() const override { return _now; }
   void dialogChanged(bool isShown) override { calls.push_back(isShown ? "take focus" : "give focus back"); }
   HostFocus hostFocus() override { return widget; }
   void restoreFocus(const HostFocus& focus) override {
@@ -51,8 +53,10 @@ class CheckedHost : public test::PollHost {
   HostSurface& surface() const { return const_cast<CheckedHost*>(this)->PollHost::surface(); }
 
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition) {
-    const double end = now() + 30;
-    while (!condition() && now() < end) runOnce(0.05);
+    for (int turn = 0; !condition() && turn < 20'000; ++turn) {
+      runOnce(0.002);
+      _now += kFrame;
+    }
     return condition();
   }
   /// Runs until no frame, block or animation is left.
@@ -68,6 +72,7 @@ class CheckedHost : public test::PollHost {
   std::vector<std::uint32_t> pixels;
 
  private:
+  double _now = 0;
   /// The number of pixels that a painter without a damaged area paints differently, apart from rounding.
   int differences(const PixelBuffer& buffer, double time) {
     cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, buffer.width, buffer.height);
@@ -113,6 +118,7 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   window->popWithTitle("title", "text", [&](std::int64_t code, const JSONValue&) { codes.push_back(code); });
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 1; }) && host.rest());
   EXPECT_FALSE(host.surface().isEmpty());
+  EXPECT_GT(host.frames.size(), 10u) << "the opening is animated";
   EXPECT_EQ(host.calls, std::vector<std::string>{"take focus"});
   EXPECT_GT(host.pixel(5, 5) >> 24, 0u) << "the rest of the window is dimmed";
   const AccessibleTree tree = host.surface().accessibleTree();
@@ -135,13 +141,25 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   EXPECT_TRUE(host.rest());
   EXPECT_TRUE(host.known[button.id].isFocused);
 
+  // A second message takes the focus, and the first one gets it back with the button that had it.
+  const auto other = makeMainObject<OQPopWindow>();
+  other->popWithTitle("other", "text", nullptr);
+  const auto shows = [&](const std::string& dialog) {
+    return host.runUntil([&] { return host.surface().accessibleTree().dialog->name == dialog; }) && host.rest();
+  };
+  ASSERT_TRUE(shows("other"));
+  EXPECT_FALSE(host.surface().activate(button.id)) << "covered";
+  EXPECT_TRUE(host.surface().activate(host.surface().accessibleTree().elements.back().id));
+  ASSERT_TRUE(shows("title"));
+  EXPECT_TRUE(host.surface().accessibleTree().elements.back().isFocused);
+
   const CGPoint at = button.frame.center();
   EXPECT_TRUE(host.surface().touchBegan(1, at));
   EXPECT_TRUE(host.surface().touchBegan(2, {5, 5})) << "nothing reaches the host past a message";
   host.surface().touchEnded(1, at);
   host.surface().touchCancelled(2);
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2; }) && host.rest());
-  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "restore", "give focus back"}));
+  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "take focus", "restore", "give focus back"}));
   EXPECT_EQ(host.frames.back().result, PaintedFrame::Result::Nothing);
   EXPECT_TRUE(host.surface().isEmpty() && host.known.empty());
   EXPECT_FALSE(host.surface().touchBegan(1, at));
@@ -168,7 +186,7 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   const PixelRect& damage = host.frames.back().damage;
   EXPECT_LT(damage.width * damage.height, 1.1 * kScale * kScale * 100 * 80);
   const std::size_t frames = host.frames.size();
-  for (int turn = 0; turn < 3; ++turn) host.runOnce(0.02);
+  for (int turn = 0; turn < 3; ++turn) host.runOnce(0.01);
   EXPECT_EQ(host.frames.size(), frames) << "nothing is painted while nothing changes";
 }
 
