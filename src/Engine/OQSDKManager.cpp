@@ -13,6 +13,7 @@
 #include "Storage/OQUserDefaults.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Windows/MainObject.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
@@ -168,7 +169,7 @@ void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url, OQNetwork
 }
 
 void OQSDKManager::onEventDataReceived(const JSONValue& info) {
-  if (!info.is_object()) return;
+  if (!info.is_object() || OQConsent::isMissing()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
   // This check has no effect: page views are matched like any other event. This is intentional.
