@@ -42,11 +42,11 @@ enum class MessageAction : std::int64_t {
 /// the same message. When the last copy is destroyed, the message counts as gone.
 class OQSDK_EXPORT MessageReporter {
  public:
-  class State;
-  explicit MessageReporter(std::shared_ptr<State> state);
+  class State;                                               ///< Private to the library.
+  explicit MessageReporter(std::shared_ptr<State> state);    ///< Only the library makes reporters.
+  MessageReporter(const MessageReporter& other);             ///< Reports for the same message.
+  MessageReporter& operator=(const MessageReporter& other);  ///< Reports for the same message.
   ~MessageReporter();
-  MessageReporter(const MessageReporter&);
-  MessageReporter& operator=(const MessageReporter&);
 
   /// Reports the action; a click also opens the link of that part. The first report must be `Shown`. Any other action
   /// ends the message. Returns false, and reports nothing, in any other order, after the end, and when the library has
@@ -175,6 +175,7 @@ class OQSDK_EXPORT Messages {
   /// not sent. The library works as before afterwards.
   static std::size_t flush(double seconds);
 
+  /// The kind of an entry of the log.
   enum class LogLevel { Info, Error };
   /// Passes each entry of the library's log to the handler, without the session's token; nullptr ends this. The handler
   /// is called on the thread that logs. This function waits for a call that is running on another thread.

@@ -123,8 +123,8 @@ class OQSDK_EXPORT HostSurface {
   bool hasTouch(int identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// The pointer has moved to the point with no button pressed, or, with nullopt, it has left the window or is over a
-  /// widget of the host. Returns whether a press there has an effect, so that the pointer should be a hand. Call it also
-  /// in viewsChanged(), because the views under a resting pointer may have changed.
+  /// widget of the host. Returns whether a press there has an effect, so that the pointer should be a hand. Call it
+  /// also in viewsChanged(), because the views under a resting pointer may have changed.
   bool pointerMoved(std::optional<CGPoint> point);
   /// Scrolls by a wheel, or by a touchpad that does not report when the fingers leave it.
   bool scroll(CGPoint point, double dx, double dy);

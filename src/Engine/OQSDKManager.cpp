@@ -7,6 +7,7 @@
 #include "Engine/OQHostPresentation.h"
 #include "Foundation/Values/Number.h"
 #include "Hooks/OQSwizzler.h"
+#include "Pages/OQLinks.h"
 #include "Pages/OQPageCollection.h"
 #include "Pages/OQWebController.h"
 #include "Storage/OQUserDefaults.h"
@@ -328,7 +329,7 @@ void OQSDKManager::_openLink(const OQMessage& message, const JSONValue& link) {
   if (handlers->link) {
     guarded([&] { isHandled = handlers->link(message.description(), std::string(link.get_string())); });
   }
-  if (!isHandled) jumpToWebViewWithURLStr(link);
+  if (!isHandled) OQLinks::open(std::string(link.get_string()));
 }
 
 void OQSDKManager::jumpToWebViewWithURLStr(const JSONValue& url) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Requests/OQServerAddress.h"
 
-#include <stdlib.h>
+#include <cstdlib>
 
 #include <array>
 #include <mutex>

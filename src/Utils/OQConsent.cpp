@@ -18,7 +18,9 @@ constexpr std::string_view kGiven = "given\n", kWithdrawn = "withdrawn\n";
 constexpr std::size_t kLongestFile = 64;
 
 std::mutex consentMutex;
-bool isConsentRequired = false;  // guarded by the mutex
+// Guarded by the mutex.
+bool isConsentRequired = false;
+std::optional<bool> lastConsent;  ///< the last decision that was found or made
 /// What is known: twice the generation of the data folder, plus 1 if consent is missing. 0: nothing.
 std::atomic<std::uint64_t> knownConsent{0};
 
@@ -36,7 +38,9 @@ std::optional<bool> storedConsent() {
 bool lookUpConsent() {
   std::lock_guard lock(consentMutex);
   const std::uint64_t generation = applicationDataGeneration();
-  const bool isMissing = !storedConsent().value_or(!isConsentRequired);
+  // A host that is removed at the process's end takes its data folder away. Its user's decision still holds.
+  if (const auto stored = storedConsent()) lastConsent = stored;
+  const bool isMissing = !lastConsent.value_or(!isConsentRequired);
   knownConsent.store(knowledge(isMissing, generation), std::memory_order_release);
   return isMissing;
 }
@@ -44,6 +48,7 @@ bool lookUpConsent() {
 void storeConsent(bool isGiven) {
   std::lock_guard lock(consentMutex);
   const std::uint64_t generation = applicationDataGeneration();
+  lastConsent = isGiven;
   // What others must not do any more ends before the file is written.
   if (!isGiven) knownConsent.store(knowledge(true, generation), std::memory_order_release);
   {
@@ -67,6 +72,7 @@ void storeConsent(bool isGiven) {
 void OQConsent::require(bool isRequired) {
   std::lock_guard lock(consentMutex);
   isConsentRequired = isRequired;
+  lastConsent.reset();
   knownConsent.store(0, std::memory_order_release);
 }
 

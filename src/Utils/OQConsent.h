@@ -7,9 +7,10 @@ namespace oq {
 /// writes no entry of the log, and stores and changes nothing; files of earlier runs can be read.
 ///
 /// What was given or withdrawn is stored for later runs in the file "consent" of the preferences folder, and belongs to
-/// the application's data folder. It is a file of its own because a start that requires no consent must find out
-/// cheaply whether consent was withdrawn, and because a damaged database must not make a withdrawal undone.
-/// Thread-safe. Failure: what cannot be stored holds in this run only, and there is a warning.
+/// the application's data folder. In a folder without this file, the last decision of this run holds. It is a file of
+/// its own because a start that requires no consent must find out cheaply whether consent was withdrawn, and because a
+/// damaged database must not make a withdrawal undone. Thread-safe. Failure: what cannot be stored holds in this run
+/// only, and there is a warning.
 class OQConsent {
  public:
   /// From now on consent is necessary in this run. To be called before the start. With false, it is no longer

@@ -228,7 +228,7 @@ bool DefaultsDatabase::openReadOnly() {
   const bool hasLog = std::filesystem::exists(_file.string() + "-wal", error);
   if (hasLog) state = openFile(Sharing::ReadOnly);
   if (state == State::Usable) return true;
-  // Without a log, everything is in the database. Without the log's index, at least the database can be read.
+  // Without a log, everything is in the database. If the log cannot be read, at least the database can.
   close();
   state = openFile(Sharing::Immutable);
   return state == State::Usable;
@@ -241,7 +241,7 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
     FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (made) ::fchmod(made.get(), 0600);
   }
-  const char* option = sharing == Sharing::ReadOnly ? "readonly_shm=1" : "immutable=1";
+  const char* option = sharing == Sharing::ReadOnly ? "mode=ro" : "immutable=1";
   std::string name = isFixed ? addressOf(_file, option) : _file.string();
   int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE |
               (isFixed ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
@@ -250,7 +250,8 @@ DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   bool isReadOnly = sqlite3_db_readonly(_connection, "main") == 1;
   _isForOneRead = sharing != Sharing::Shared || isReadOnly;
   if (sharing == Sharing::Shared) sqlite3_busy_handler(_connection, &waitWhileBusy, this);
-  if (sharing == Sharing::Exclusive) execute("PRAGMA locking_mode=EXCLUSIVE");
+  if (sharing == Sharing::ReadOnly) sqlite3_db_config(_connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  if (sharing == Sharing::Exclusive || sharing == Sharing::ReadOnly) execute("PRAGMA locking_mode=EXCLUSIVE");
   sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
   State state = identify();

@@ -7,12 +7,15 @@ namespace oq {
 
 namespace {
 
-constexpr const char* kName = "oq-read-only";
+constexpr const char *kName = "oq-read-only", *kWithoutLocks = "unix-none";
 
 int openForReading(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* resultingFlags) {
   constexpr int Writing = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_DELETEONCLOSE;
-  sqlite3_vfs* usual = sqlite3_vfs_find(nullptr);
-  return usual->xOpen(usual, name, file, (flags & ~Writing) | SQLITE_OPEN_READONLY, resultingFlags);
+  flags = (flags & ~Writing) | SQLITE_OPEN_READONLY;
+  // If the user is root, SQLite sets the owner of a file that is opened as a log.
+  if (flags & SQLITE_OPEN_WAL) flags ^= SQLITE_OPEN_WAL | SQLITE_OPEN_SUBJOURNAL;
+  sqlite3_vfs* base = sqlite3_vfs_find(kWithoutLocks);
+  return base->xOpen(base, name, file, flags, resultingFlags);
 }
 
 int refuseToRemove(sqlite3_vfs*, const char*, int) {
@@ -20,10 +23,10 @@ int refuseToRemove(sqlite3_vfs*, const char*, int) {
 }
 
 bool registerVFS() {
-  const sqlite3_vfs* usual = sqlite3_vfs_find(nullptr);
-  if (!usual) return false;
+  const sqlite3_vfs* base = sqlite3_vfs_find(kWithoutLocks);
+  if (!base) return false;
   static sqlite3_vfs ours;
-  ours = *usual;
+  ours = *base;
   ours.pNext = nullptr;
   ours.zName = kName;
   ours.xOpen = openForReading;
