@@ -56,12 +56,13 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
   const auto version = function<WebModuleVersion>(module, "oqsdk_web_module_version");
   const auto open = function<OpenWebPage>(module, "oqsdk_open_web_page");
   const auto prepare = function<PrepareWebPages>(module, "oqsdk_prepare_web_pages");
-  if (!version || !open || !prepare || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
+  const auto removeData = function<RemoveWebData>(module, "oqsdk_remove_web_data");
+  if (!version || !open || !prepare || !removeData || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
     // Not unloaded: unloading the engine's libraries would end the process.
     reason = file.string() + " belongs to another version";
     return std::nullopt;
   }
-  return WebModule{open, prepare};
+  return WebModule{open, prepare, removeData};
 }
 
 }  // namespace oq::gtk

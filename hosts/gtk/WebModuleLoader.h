@@ -13,6 +13,7 @@ namespace oq::gtk {
 struct WebModule {
   OpenWebPage open;
   PrepareWebPages prepare;
+  RemoveWebData removeData;
 };
 
 /// Whether the module's file exists. Thread-safe.

@@ -57,8 +57,10 @@ class HostedPage : public WebPage {
   const std::unique_ptr<WidgetPage> _page;
 };
 
+constexpr const char* kFolder = "Web";
+
 std::string webFolder() {
-  const auto folder = applicationDataDirectory() / "Web";
+  const auto folder = applicationDataDirectory() / kFolder;
   createDirectory(folder);
   return folder.string();
 }
@@ -109,6 +111,12 @@ void WebPages::prepare() {
     if (self) (*self)->whenIdle(&WebPages::prepareEngine);
   });
   whenIdle(&WebPages::startPreload);
+}
+
+void WebPages::removeData() {
+  if (_module && _module->removeData()) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(applicationDataDirectory() / kFolder, ignored);
 }
 
 void WebPages::whenIdle(void (WebPages::*step)()) {

@@ -101,6 +101,9 @@ class WebEngine {
   /// A page will probably be opened in this process. A slow engine may start loading; the call returns immediately and
   /// keeps the main thread free for frames.
   virtual void prepare() {}
+  /// Removes cookies, caches and everything else that pages have stored, also in earlier runs. An engine that is in use
+  /// may finish this after the call.
+  virtual void removeData() {}
   /// Whether the engine is installed on this system; asked when the host is installed. It may still be unable to run.
   virtual bool isInstalled() const { return true; }
 };

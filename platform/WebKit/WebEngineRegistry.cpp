@@ -29,6 +29,10 @@ void setCanShowWebPages(bool can) {
   isUsable = can && installed;
 }
 
+void removeWebData() {
+  if (installed) installed->removeData();
+}
+
 void prepareWebEngine() {
   isWanted = true;
   if (installed) installed->prepare();

@@ -19,5 +19,7 @@ OQSDK_EXPORT bool canShowWebPages();
 OQSDK_EXPORT void setCanShowWebPages(bool can);
 /// Prepares the installed engine, and each one that is installed later.
 void prepareWebEngine();
+/// Lets the installed engine remove what pages have stored.
+void removeWebData();
 
 }  // namespace oq

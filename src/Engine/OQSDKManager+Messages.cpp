@@ -13,6 +13,7 @@
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
+#include "WebKit/WebEngineRegistry.h"
 
 namespace oq {
 
@@ -97,6 +98,7 @@ void OQSDKManager::forget(bool keepDevice) {
   _session.forget();
   _reports->removeAll();
   OQImageDiskCache::cache().removeAllCaches();
+  onMainQueue(removeWebData);
   OQLogger::removeFiles();
   if (!keepDevice) OQUtils::forgetUUID();
 }

@@ -417,6 +417,10 @@ extern "C" __attribute__((visibility("default"))) bool oqsdk_prepare_web_pages(c
   return oq::gtk::prepareNextPart(folder);
 }
 
+extern "C" __attribute__((visibility("default"))) bool oqsdk_remove_web_data() {
+  return oq::gtk::removeStoredData();
+}
+
 extern "C" __attribute__((visibility("default"))) const char* oqsdk_web_module_version() {
   return OQSDK_WEB_MODULE_VERSION;
 }

@@ -37,10 +37,12 @@ WebKitNetworkSession* makeSession(const std::string& folder) {
   return session;
 }
 
+WebKitNetworkSession* madeSession = nullptr;
+
 /// The one network session of the process, made at the first call and never destroyed.
 WebKitNetworkSession* networkSession(const char* folder) {
-  static WebKitNetworkSession* session = makeSession(folder);
-  return session;
+  if (!madeSession) madeSession = makeSession(folder);
+  return madeSession;
 }
 
 /// Settings that restrict what pages may do.
@@ -100,6 +102,14 @@ bool prepareNextPart(const char* folder) {
     default:
       return false;
   }
+}
+
+bool removeStoredData() {
+  if (!madeSession) return false;
+  constexpr GTimeSpan kOfAnyAge = 0;
+  webkit_website_data_manager_clear(webkit_network_session_get_website_data_manager(madeSession),
+                                    WEBKIT_WEBSITE_DATA_ALL, kOfAnyAge, nullptr, nullptr, nullptr);
+  return true;
 }
 
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address) {

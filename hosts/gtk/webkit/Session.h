@@ -14,6 +14,9 @@ WebKitWebView* takeView(const char* folder);
 /// objects, its view and a web process. Returns whether a step is left.
 bool prepareNextPart(const char* folder);
 
+/// Removes what pages have stored; this may end later. Returns false if there is no network session yet.
+bool removeStoredData();
+
 /// Whether the library's HTTPS client accepts a certificate that the engine refused: its chain ends at an authority in
 /// the file that SSL_CERT_FILE names, and it is valid for the address's host.
 bool isTrustedByUs(GTlsCertificate* certificate, const char* address);

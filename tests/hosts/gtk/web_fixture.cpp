@@ -16,6 +16,7 @@
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 #include "WebKit/WebEngineRegistry.h"
+#include "oqsdk/Messages.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 /// A host with one entry and one button, above which web pages are opened. It reports the state of the open page after
@@ -29,6 +30,7 @@ class Fixture : public CommandFixture {
     takeCommands({
         {"prepare", [](auto&) { oq::prepareWebEngine(); }},
         {"jump", [](auto& in) { jump(in); }},
+        {"forget", [](auto&) { oq::Messages::forget(); }},
         {"close", [this](auto&) { shown()->close(); }},
         {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
         {"script", [this](auto& in) { evaluate(in); }},

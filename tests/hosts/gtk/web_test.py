@@ -478,6 +478,16 @@ class WebPages(GtkTest):
         fixture.await_idle()
         self.assertLessEqual(len(fixture.descendants("WebKitNetworkProcess")), 1)
 
+    def test_forgetting_the_user_removes_what_pages_have_stored(self):
+        fixture = self.start()
+        fixture.jump(self.url("/one"), title="One 一")
+        fixture.result("document.cookie = 'who=me; max-age=999'; localStorage.who = 'me'; 1")
+        self.assertEqual(fixture.result("document.cookie + localStorage.who"), '"who=meme"')
+        fixture.do("forget")
+        fixture.do("reload")
+        until(lambda: fixture.result("document.cookie + localStorage.who") == '"undefined"',
+              lambda: f"still stored: {fixture.result('document.cookie + localStorage.who')}")
+
     def test_a_style_4_window_shows_its_page_in_the_card(self):
         fixture = self.start()
         fixture.open("window " + self.url("/static/window.html"))
