@@ -36,7 +36,7 @@ struct AccessibleElement {
 
 /// The elements of a window in reading order, and what has changed since the tree before. While a dialog is shown, the
 /// tree contains only the dialog and the elements in it.
-struct AccessibleTree {
+struct OQSDK_EXPORT AccessibleTree {
   std::optional<AccessibleElement> dialog;  ///< the parent of all elements
   std::vector<AccessibleElement> elements;
   // Identifiers, also that of the dialog. An element that only moved within the reading order is not listed.

@@ -124,6 +124,10 @@ void HostSurface::setFocused(bool isFocused) {
   }
 }
 
+void HostSurface::noteHostFocus(HostFocus focus) {
+  _focusMemory.setHostFocus(std::move(focus));
+}
+
 void HostSurface::treeChanged() {
   _frameWanted = true;
   _client.frameWanted();

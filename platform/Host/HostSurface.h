@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
@@ -92,7 +91,7 @@ class OQSDK_EXPORT HostSurface {
   void setFocused(bool isFocused);
   /// Reports that the host has focused a widget of its own although a dialog covers it. That widget gets the focus back
   /// when the dialogs have closed.
-  void noteHostFocus(HostFocus focus) { _focusMemory.setHostFocus(std::move(focus)); }
+  void noteHostFocus(HostFocus focus);
 
   // Frames.
   /// Paints into memory what has changed since the last call. `time` is on the host's clock.
