@@ -117,7 +117,12 @@ void HostSurface::noteUse() {
 void HostSurface::setFocused(bool isFocused) {
   if (isFocused) {
     noteUse();
-    if (const auto view = std::exchange(_unfocused, {}).lock()) _window->setFocusedView(view);
+    const auto view = std::exchange(_unfocused, {}).lock();
+    const auto dialog = frontmostDialog(*_window);
+    const auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
+    // A dialog may have opened above the view in the meantime.
+    const bool isReachable = std::find(elements.begin(), elements.end(), view) != elements.end();
+    if (isReachable && !_window->focusedView()) _window->setFocusedView(view);
   } else if (const auto view = _window->focusedView()) {
     _unfocused = view;
     _window->setFocusedView(nullptr);

@@ -37,7 +37,7 @@ class OQSDK_EXPORT HostSurface {
     /// The host should call paint() soon.
     virtual void frameWanted() = 0;
     /// True: a dialog has opened, so the host should take the keyboard focus and pass keys to press(). False: the last
-    /// dialog has closed; called after restoreFocus(), and before the host learns that it can hide its layer.
+    /// dialog has closed; called after restoreFocus().
     virtual void dialogChanged(bool /*isShown*/) {}
     /// The widget that has the keyboard focus: one of the host, also one that shows a page of the library; nullptr if
     /// there is none, or if the library's layer has the focus.
@@ -47,7 +47,7 @@ class OQSDK_EXPORT HostSurface {
     virtual void restoreFocus(const HostFocus&) {}
     /// Assistive technology must be informed of this tree.
     virtual void elementsChanged(const AccessibleTree&) {}
-    /// The views have changed.
+    /// The views have changed. The place to hide the layer if isEmpty(), because the focus has been given back before.
     virtual void viewsChanged() {}
     /// The stage has changed outside setSize() and setPixelsPerPoint().
     virtual void stageChanged() {}
@@ -122,7 +122,7 @@ class OQSDK_EXPORT HostSurface {
   bool hasTouch(int identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// The pointer has moved to the point with no button pressed, or, with nullopt, it has left the window or is over a
-  /// widget of the host. Returns whether a press there has an effect, so that the pointer should be a hand. Call it also
+  /// widget of the host. Returns whether a press there has an effect; then the pointer should be a hand. Call it also
   /// in viewsChanged(), because the views under a resting pointer may have changed.
   bool pointerMoved(std::optional<CGPoint> point);
   /// Scrolls by a wheel, or by a touchpad that does not report when the fingers leave it.
