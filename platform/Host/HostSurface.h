@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -113,13 +114,14 @@ class OQSDK_EXPORT HostSurface {
   /// Whether the library consumes a touch at this point. The point may be outside the stage, because views may fill the
   /// surrounding area.
   bool covers(CGPoint point) const;
-  /// `identifier` distinguishes fingers. Returns false if the library does not consume the touch.
-  bool touchBegan(int identifier, CGPoint point);
-  bool touchMoved(int identifier, CGPoint point);
-  bool touchEnded(int identifier, CGPoint point);
-  bool touchCancelled(int identifier);
+  /// `identifier` distinguishes fingers; it is any number of the host. Returns false if the library does not consume
+  /// the touch.
+  bool touchBegan(std::int64_t identifier, CGPoint point);
+  bool touchMoved(std::int64_t identifier, CGPoint point);
+  bool touchEnded(std::int64_t identifier, CGPoint point);
+  bool touchCancelled(std::int64_t identifier);
   void cancelAllTouches();
-  bool hasTouch(int identifier) const { return _touches.contains(identifier); }
+  bool hasTouch(std::int64_t identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// The pointer has moved to the point with no button pressed, or, with nullopt, it has left the window or is over a
   /// widget of the host. Returns whether a press there has an effect; then the pointer should be a hand. Call it also
@@ -177,7 +179,12 @@ class OQSDK_EXPORT HostSurface {
   bool _frameWanted = false;  ///< requested, and not yet painted
   bool _paintsContinuously = false;
   double _lastFrame = 0;
-  std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: it is only kept from the host
+  struct Touch {
+    int number;    ///< for the window
+    bool isTaken;  ///< a view has the touch; otherwise it is only kept from the host
+  };
+  std::map<std::int64_t, Touch> _touches;  ///< the running touches
+  int _lastTouch = 0;
   struct Scrolled {
     double time, dx, dy;
   };
