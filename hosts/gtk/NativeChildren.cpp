@@ -39,14 +39,10 @@ void NativeChildren::clear() {
   while (!_children.empty()) remove(*_children.back()->view);
 }
 
-NativeChildren::Child* NativeChildren::find(const UIView* view) {
+NativeChildren::Child* NativeChildren::find(const UIView* view) const {
   const auto found =
       std::find_if(_children.begin(), _children.end(), [&](const auto& each) { return each->view == view; });
   return found == _children.end() ? nullptr : found->get();
-}
-
-bool NativeChildren::has(const UIView* view) const {
-  return std::any_of(_children.begin(), _children.end(), [&](const auto& each) { return each->view == view; });
 }
 
 GtkWidget* NativeChildren::widgetIn(const UIView& view) const {

@@ -34,7 +34,7 @@ class NativeChildren {
   void clear();
   bool isEmpty() const { return _children.empty(); }
   /// Whether a widget shows the view; GTK then sends the input to that widget.
-  bool has(const UIView* view) const;
+  bool has(const UIView* view) const { return find(view) != nullptr; }
   /// The widget of a view inside this one; nullptr if there is none.
   GtkWidget* widgetIn(const UIView& view) const;
 
@@ -54,7 +54,7 @@ class NativeChildren {
     double scale = 0;             ///< the last value passed to zoom
     std::optional<CGRect> frame;  ///< of the last allocation, in the surface; nullopt: not shown
   };
-  Child* find(const UIView* view);
+  Child* find(const UIView* view) const;
 
   GtkWidget* _surface;
   std::vector<std::unique_ptr<Child>> _children;

@@ -50,7 +50,7 @@ Surface::~Surface() {
   stopListening();
   stopWatchingToplevel();
   _surface.disconnect();
-  cancelAllTouches();
+  _surface.cancelAllTouches();
   rememberPageKey(nullptr);
   _proxies.reset();
   _nativeChildren.reset();
@@ -81,7 +81,7 @@ void Surface::shown() {
 void Surface::hidden() {
   stopWatchingToplevel();
   _surface.setVisible(false);
-  cancelAllTouches();
+  _surface.cancelAllTouches();
 }
 
 void Surface::watchToplevel() {

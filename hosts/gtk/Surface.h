@@ -3,7 +3,6 @@
 
 #include <gtkmm/widget.h>
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -48,7 +47,7 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   void snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) override;
 
  private:
-  static constexpr int pointerTouch = 0;
+  static constexpr std::int64_t pointerTouch = 0;  ///< no finger has this number
 
   // The scene's lifetime.
   void realizationChanged();
@@ -91,8 +90,7 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   void givePointerBack();
   void followPointer();
   void pointerLeft();
-  bool begin(int identifier, CGPoint point);
-  void cancelAllTouches();
+  bool begin(std::int64_t identifier, CGPoint point);
   const Stage& stage() const { return _surface.stage(); }
 
   std::shared_ptr<Host> _host;
@@ -111,8 +109,6 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   std::optional<CGPoint> _pointer;  ///< the last known position
   bool _pointerIsOurs = false;      ///< the last position was over a view of the library
   const char* _cursor = nullptr;    ///< the name of the current cursor
-  std::map<GdkEventSequence*, int> _fingers;
-  int _nextFinger = pointerTouch + 1;
 };
 
 }  // namespace oq::gtk

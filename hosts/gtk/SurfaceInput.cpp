@@ -161,7 +161,7 @@ bool Surface::handle(GdkEvent* event) {
     case GDK_KEY_PRESS:
       return handleKey(event);
     case GDK_GRAB_BROKEN:
-      cancelAllTouches();
+      _surface.cancelAllTouches();
       return false;
     default:
       return false;
@@ -224,29 +224,16 @@ bool Surface::endPress(CGPoint point) {
 }
 
 bool Surface::handleTouch(GdkEvent* event, CGPoint point) {
-  GdkEventSequence* sequence = gdk_event_get_event_sequence(event);
-  if (gdk_event_get_event_type(event) == GDK_TOUCH_BEGIN) {
-    int identifier = _nextFinger++;
-    _fingers[sequence] = identifier;
-    if (begin(identifier, point)) return true;
-    _fingers.erase(sequence);
-    return false;
-  }
-  auto finger = _fingers.find(sequence);
-  if (finger == _fingers.end()) return false;
-  int identifier = finger->second;
+  const auto finger = reinterpret_cast<std::intptr_t>(gdk_event_get_event_sequence(event));
   switch (gdk_event_get_event_type(event)) {
+    case GDK_TOUCH_BEGIN:
+      return begin(finger, point);
     case GDK_TOUCH_UPDATE:
-      _surface.touchMoved(identifier, point);
-      return true;
+      return _surface.touchMoved(finger, point);
     case GDK_TOUCH_END:
-      _fingers.erase(finger);
-      _surface.touchEnded(identifier, point);
-      return true;
+      return _surface.touchEnded(finger, point);
     default:
-      _fingers.erase(finger);
-      _surface.touchCancelled(identifier);
-      return true;
+      return _surface.touchCancelled(finger);
   }
 }
 
@@ -324,14 +311,9 @@ bool Surface::goIntoPage(bool forward) {
   return true;
 }
 
-bool Surface::begin(int identifier, CGPoint point) {
+bool Surface::begin(std::int64_t identifier, CGPoint point) {
   _surface.touchCancelled(identifier);
   return isOnTopAt(point) && _surface.touchBegan(identifier, point);
-}
-
-void Surface::cancelAllTouches() {
-  _fingers.clear();
-  _surface.cancelAllTouches();
 }
 
 }  // namespace oq::gtk

@@ -117,11 +117,20 @@ void HostSurface::noteUse() {
 void HostSurface::setFocused(bool isFocused) {
   if (isFocused) {
     noteUse();
-    if (const auto view = std::exchange(_unfocused, {}).lock()) _window->setFocusedView(view);
+    const auto view = std::exchange(_unfocused, {}).lock();
+    const auto dialog = frontmostDialog(*_window);
+    const auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
+    // A dialog may have opened above the view in the meantime.
+    const bool isReachable = std::find(elements.begin(), elements.end(), view) != elements.end();
+    if (isReachable && !_window->focusedView()) _window->setFocusedView(view);
   } else if (const auto view = _window->focusedView()) {
     _unfocused = view;
     _window->setFocusedView(nullptr);
   }
+}
+
+void HostSurface::noteHostFocus(HostFocus focus) {
+  _focusMemory.setHostFocus(std::move(focus));
 }
 
 void HostSurface::treeChanged() {
@@ -230,40 +239,41 @@ bool HostSurface::covers(CGPoint point) const {
 
 // A view may close the window during a touch, so each function below keeps the window alive until it returns.
 
-bool HostSurface::touchBegan(int identifier, CGPoint point) {
+bool HostSurface::touchBegan(std::int64_t identifier, CGPoint point) {
   touchCancelled(identifier);
   if (!covers(point)) return false;
   const auto window = _window;
   const std::weak_ptr<bool> alive = _alive;
+  const int number = ++_lastTouch;
   // Recorded first, because the view may close the window.
-  _touches[identifier] = true;
-  const bool isTaken = window->touchBegan(identifier, inStage(point), _host.now());
+  _touches[identifier] = {number, true};
+  const bool isTaken = window->touchBegan(number, inStage(point), _host.now());
   if (alive.expired()) return true;
-  if (const auto touch = _touches.find(identifier); touch != _touches.end()) touch->second = isTaken;
+  if (const auto touch = _touches.find(identifier); touch != _touches.end()) touch->second.isTaken = isTaken;
   return true;
 }
 
-bool HostSurface::touchMoved(int identifier, CGPoint point) {
+bool HostSurface::touchMoved(std::int64_t identifier, CGPoint point) {
   const auto window = _window;
   const auto touch = _touches.find(identifier);
   if (touch == _touches.end()) return false;
-  if (touch->second) window->touchMoved(identifier, inStage(point), _host.now());
+  if (touch->second.isTaken) window->touchMoved(touch->second.number, inStage(point), _host.now());
   return true;
 }
 
-bool HostSurface::touchEnded(int identifier, CGPoint point) {
+bool HostSurface::touchEnded(std::int64_t identifier, CGPoint point) {
   const auto window = _window;
   const auto touch = _touches.extract(identifier);
   if (!touch) return false;
-  if (touch.mapped()) window->touchEnded(identifier, inStage(point), _host.now());
+  if (touch.mapped().isTaken) window->touchEnded(touch.mapped().number, inStage(point), _host.now());
   return true;
 }
 
-bool HostSurface::touchCancelled(int identifier) {
+bool HostSurface::touchCancelled(std::int64_t identifier) {
   const auto window = _window;
   const auto touch = _touches.extract(identifier);
   if (!touch) return false;
-  if (touch.mapped()) window->touchCancelled(identifier);
+  if (touch.mapped().isTaken) window->touchCancelled(touch.mapped().number);
   return true;
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "CoreGraphics/Geometry.h"
@@ -38,7 +38,7 @@ class OQSDK_EXPORT HostSurface {
     /// The host should call paint() soon.
     virtual void frameWanted() = 0;
     /// True: a dialog has opened, so the host should take the keyboard focus and pass keys to press(). False: the last
-    /// dialog has closed; called after restoreFocus(), and before the host learns that it can hide its layer.
+    /// dialog has closed; called after restoreFocus().
     virtual void dialogChanged(bool /*isShown*/) {}
     /// The widget that has the keyboard focus: one of the host, also one that shows a page of the library; nullptr if
     /// there is none, or if the library's layer has the focus.
@@ -48,7 +48,7 @@ class OQSDK_EXPORT HostSurface {
     virtual void restoreFocus(const HostFocus&) {}
     /// Assistive technology must be informed of this tree.
     virtual void elementsChanged(const AccessibleTree&) {}
-    /// The views have changed.
+    /// The views have changed. The place to hide the layer if isEmpty(), because the focus has been given back before.
     virtual void viewsChanged() {}
     /// The stage has changed outside setSize() and setPixelsPerPoint().
     virtual void stageChanged() {}
@@ -92,7 +92,7 @@ class OQSDK_EXPORT HostSurface {
   void setFocused(bool isFocused);
   /// Reports that the host has focused a widget of its own although a dialog covers it. That widget gets the focus back
   /// when the dialogs have closed.
-  void noteHostFocus(HostFocus focus) { _focusMemory.setHostFocus(std::move(focus)); }
+  void noteHostFocus(HostFocus focus);
 
   // Frames.
   /// Paints into memory what has changed since the last call. `time` is on the host's clock.
@@ -114,17 +114,18 @@ class OQSDK_EXPORT HostSurface {
   /// Whether the library consumes a touch at this point. The point may be outside the stage, because views may fill the
   /// surrounding area.
   bool covers(CGPoint point) const;
-  /// `identifier` distinguishes fingers. Returns false if the library does not consume the touch.
-  bool touchBegan(int identifier, CGPoint point);
-  bool touchMoved(int identifier, CGPoint point);
-  bool touchEnded(int identifier, CGPoint point);
-  bool touchCancelled(int identifier);
+  /// `identifier` distinguishes fingers; it is any number of the host. Returns false if the library does not consume
+  /// the touch.
+  bool touchBegan(std::int64_t identifier, CGPoint point);
+  bool touchMoved(std::int64_t identifier, CGPoint point);
+  bool touchEnded(std::int64_t identifier, CGPoint point);
+  bool touchCancelled(std::int64_t identifier);
   void cancelAllTouches();
-  bool hasTouch(int identifier) const { return _touches.contains(identifier); }
+  bool hasTouch(std::int64_t identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// The pointer has moved to the point with no button pressed, or, with nullopt, it has left the window or is over a
-  /// widget of the host. Returns whether a press there has an effect, so that the pointer should be a hand. Call it
-  /// also in viewsChanged(), because the views under a resting pointer may have changed.
+  /// widget of the host. Returns whether a press there has an effect; then the pointer should be a hand. Call it also
+  /// in viewsChanged(), because the views under a resting pointer may have changed.
   bool pointerMoved(std::optional<CGPoint> point);
   /// Scrolls by a wheel, or by a touchpad that does not report when the fingers leave it.
   bool scroll(CGPoint point, double dx, double dy);
@@ -178,7 +179,12 @@ class OQSDK_EXPORT HostSurface {
   bool _frameWanted = false;  ///< requested, and not yet painted
   bool _paintsContinuously = false;
   double _lastFrame = 0;
-  std::map<int, bool> _touches;  ///< running touches; true: a view has it, false: it is only kept from the host
+  struct Touch {
+    int number;    ///< for the window
+    bool isTaken;  ///< a view has the touch; otherwise it is only kept from the host
+  };
+  std::map<std::int64_t, Touch> _touches;  ///< the running touches
+  int _lastTouch = 0;
   struct Scrolled {
     double time, dx, dy;
   };

@@ -132,6 +132,7 @@ struct Screen {
     cairo_surface_destroy(image);
     int count = 0;
     for (std::size_t at = 0; at < pixels.size(); ++at) {
+      if (pixels[at] == whole[at]) continue;
       const bool isPadding = at % (buffer.stride / 4) >= static_cast<std::size_t>(buffer.width);
       if (isPadding) count += pixels[at] != kUntouched;
       for (int shift = 0; shift < 32 && !isPadding; shift += 8) {

@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <future>
+#include <limits>
 #include <thread>
 
 #include "Foundation/Values/Base64.h"
@@ -142,16 +143,24 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   EXPECT_TRUE(host.known[button.id].isFocused);
 
   // A second message takes the focus, and the first one gets it back with the button that had it.
-  const auto other = makeMainObject<OQPopWindow>();
-  other->popWithTitle("other", "text", nullptr);
   const auto shows = [&](const std::string& dialog) {
     return host.runUntil([&] { return host.surface().accessibleTree().dialog->name == dialog; }) && host.rest();
   };
-  ASSERT_TRUE(shows("other"));
-  EXPECT_FALSE(host.surface().activate(button.id)) << "covered";
-  EXPECT_TRUE(host.surface().activate(host.surface().accessibleTree().elements.back().id));
-  ASSERT_TRUE(shows("title"));
+  const auto closeOther = [&] {
+    EXPECT_FALSE(host.surface().activate(button.id)) << "covered";
+    EXPECT_TRUE(host.surface().activate(host.surface().accessibleTree().elements.back().id));
+    return shows("title");
+  };
+  makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
+  ASSERT_TRUE(shows("other") && closeOther());
   EXPECT_TRUE(host.surface().accessibleTree().elements.back().isFocused);
+  // A message opens while the user looks at another window.
+  host.surface().setFocused(false);
+  makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
+  ASSERT_TRUE(shows("other"));
+  host.surface().setFocused(true);
+  EXPECT_FALSE(host.surface().window()->focusedView()) << "it is covered";
+  ASSERT_TRUE(closeOther());
 
   const CGPoint at = button.frame.center();
   EXPECT_TRUE(host.surface().touchBegan(1, at));
@@ -159,7 +168,8 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   host.surface().touchEnded(1, at);
   host.surface().touchCancelled(2);
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2; }) && host.rest());
-  EXPECT_EQ(host.calls, (std::vector<std::string>{"take focus", "take focus", "restore", "give focus back"}));
+  EXPECT_EQ(host.calls,
+            (std::vector<std::string>{"take focus", "take focus", "take focus", "restore", "give focus back"}));
   EXPECT_EQ(host.frames.back().result, PaintedFrame::Result::Nothing);
   EXPECT_TRUE(host.surface().isEmpty() && host.known.empty());
   EXPECT_FALSE(host.surface().touchBegan(1, at));
@@ -188,6 +198,20 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   const std::size_t frames = host.frames.size();
   for (int turn = 0; turn < 3; ++turn) host.runOnce(0.01);
   EXPECT_EQ(host.frames.size(), frames) << "nothing is painted while nothing changes";
+}
+
+TEST_F(PollLoop, PumpReturnsWhenItWantsToRunAgain) {
+  ASSERT_TRUE(host.rest());
+  EXPECT_EQ(host.pump(1), std::numeric_limits<double>::infinity());
+  int turns = 0;
+  const std::function<void()> again = [&] {
+    if (++turns < 3) DispatchQueue::main().async(again);
+  };
+  DispatchQueue::main().async(again);
+  EXPECT_EQ(host.pump(1), 0);
+  EXPECT_EQ(turns, 1) << "a block that queues itself again holds no frame";
+  EXPECT_TRUE(host.rest());
+  EXPECT_EQ(turns, 3);
 }
 
 }  // namespace
