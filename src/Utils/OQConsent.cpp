@@ -45,20 +45,18 @@ bool lookUpConsent() {
   return isMissing;
 }
 
-void storeConsent(bool isGiven) {
+/// Returns whether the decision was written to the file.
+bool storeConsent(bool isGiven) {
   std::lock_guard lock(consentMutex);
   const std::uint64_t generation = applicationDataGeneration();
   lastConsent = isGiven;
   // What others must not do any more ends before the file is written.
   if (!isGiven) knownConsent.store(knowledge(true, generation), std::memory_order_release);
-  {
-    const UnconditionalWrites writes;
-    const auto file = preferencesDirectory() / "consent";
-    if (!writeFileAtomically(file, dataFromString(isGiven ? kGiven : kWithdrawn))) {
-      platformWarning(stringWithFormat("The user's consent could not be stored in %@.", file.string()));
-    }
-  }
+  const UnconditionalWrites writes;
+  const bool isWritten =
+      writeFileAtomically(preferencesDirectory() / "consent", dataFromString(isGiven ? kGiven : kWithdrawn));
   if (isGiven) knownConsent.store(knowledge(false, generation), std::memory_order_release);
+  return isWritten;
 }
 
 /// Set when the library is loaded, so that no file is written before it is known whether consent is missing.
@@ -77,11 +75,12 @@ void OQConsent::require(bool isRequired) {
 }
 
 void OQConsent::give() {
-  storeConsent(true);
+  if (!storeConsent(true)) platformWarning("The user's consent could not be stored. It holds in this run only.");
 }
 
 void OQConsent::withdraw() {
-  storeConsent(false);
+  if (!storeConsent(false))
+    platformWarning("The withdrawal of consent could not be stored. It holds in this run only.");
 }
 
 bool OQConsent::isMissing() {

@@ -329,9 +329,9 @@ bool OQLogger::isWanted() {
 }
 
 void OQLogger::put(OQLogLevel level, std::string_view message) {
-  if (OQConsent::isMissing()) return;
-  if (isFileWanted()) getInstance()._log(message);
-  OQLogHandler::pass(level, message);
+  // The file's writer asks for the consent itself.
+  if (fileLimit() != 0) getInstance()._log(message);
+  if (OQLogHandler::isWanted() && !OQConsent::isMissing()) OQLogHandler::pass(level, message);
 }
 
 void OQLogger::handleFilesOfDirectory(const std::filesystem::path& folder) {
