@@ -34,6 +34,7 @@ class ScriptedTransport : public URLTransport {
     std::string body = R"({"code":0})";
     std::int64_t status = 200;
     std::optional<Error> error = std::nullopt;
+    std::int64_t retryAfter = 0;
   };
   /// Runs on the transport's queue, and may block there.
   using Script = std::function<Answer(const Request&)>;
