@@ -53,10 +53,9 @@ struct Contents {
 
   void read(std::string_view text) {
     while (!text.empty()) {
-      const auto end = text.find('\n');
-      if (end == text.npos) return;  // incomplete
-      if (const auto line = valueWithJSON(text.substr(0, end))) takeLine(*line);
-      text.remove_prefix(end + 1);
+      const auto length = std::min(text.find('\n'), text.size());
+      if (const auto line = valueWithJSON(text.substr(0, length))) takeLine(*line);
+      text.remove_prefix(std::min(length + 1, text.size()));
     }
   }
 

@@ -29,6 +29,7 @@ ScriptedTransport::Request recorded(const URLRequest& request) {
   }
   record.cachePolicy = request.cachePolicy();
   record.timeout = request.timeoutInterval();
+  record.original = std::make_shared<const URLRequest>(request);
   return record;
 }
 
