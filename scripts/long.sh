@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # The long versions of tests that ./test.sh runs in a short version, with their figures: processes killed while they
-# write and while they show windows, messages in windows of every size, many seeds under ThreadSanitizer, a soak test,
+# write and while they show windows, an absent server, messages in windows of every size, many seeds under ThreadSanitizer, a soak test,
 # an hour of fuzzing. `scripts/long.sh kills soak` runs only those. The variables that set the lengths (CONTRIBUTING.md)
 # also apply here; OQSDK_FUZZ_SECONDS sets the time per fuzz target. The last line is "N passed, N failed".
 set -euo pipefail
@@ -11,7 +11,7 @@ scripts/install-deps.sh --tests --fuzz
 unset SSL_CERT_FILE SSL_CERT_DIR DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME
 
 parts=("$@")
-[[ ${#parts[@]} -gt 0 ]] || parts=(kills processes idle stage soak seeds fuzz)
+[[ ${#parts[@]} -gt 0 ]] || parts=(kills processes idle reports stage soak seeds fuzz)
 echo "commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown), $(nproc) processors, $(date -u +%F)"
 
 passed=0 failed=0
@@ -42,6 +42,18 @@ for part in "${parts[@]}"; do
     idle)
       OQSDK_NGINX_CYCLES=${OQSDK_NGINX_CYCLES:-50} \
         tests dev platform_tests '*ClosedWhileIdle.*:IdleConnections.*'
+      ;;
+    reports)
+      OQSDK_REPORT_DELAY=${OQSDK_REPORT_DELAY:-1000} tests dev core_tests 'OQReportsTest.*'
+      cmake --build --preset dev --target oqsdk-server headless_host -- --quiet
+      start=$SECONDS
+      if OQSDK_AWAY_SECONDS=${OQSDK_AWAY_SECONDS:-600} python3 tests/e2e/road_test.py build/dev/server/oqsdk-server \
+        build/dev/tests/headless_host RoadTest.test_every_report_arrives_once_after_an_absence_of_the_server; then
+        passed=$((passed + 1))
+      else
+        failed=$((failed + 1))
+      fi
+      echo "== $((SECONDS - start)) s"
       ;;
     stage)
       cmake --preset dev >/dev/null

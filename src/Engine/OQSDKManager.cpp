@@ -113,6 +113,7 @@ void OQSDKManager::login() {
   OQServerRequests::login(_session.values(), weak_from_this(), [this, environment = getEnvironment()](auto& answer) {
     _session.takeToken(valueForKey(answer, "token"));
     _session.takeOffer(answer, environment);
+    _reports->takeOffer(_session.values());
     getListData();
   });
 }

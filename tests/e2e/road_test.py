@@ -7,9 +7,11 @@ import os
 import pathlib
 import plistlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 TESTS = pathlib.Path(__file__).resolve().parents[1]
@@ -99,12 +101,15 @@ class RoadTest(unittest.TestCase):
         self.folder = pathlib.Path(temporary.name)
         self.campaigns = self.folder / "campaigns.json"
         self.campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
+        self.start_server()
+        self.addCleanup(lambda: self.server.end())
+
+    def start_server(self):
         self.server = server_test.Server("--data", str(self.folder / "server"), "--campaigns", str(self.campaigns),
                                          "--port-production", "0", "--port-test", "0", "--port-development", str(PORT))
-        self.addCleanup(self.server.end)
 
     def events(self):
-        return [listed["event"] for listed in self.server.events()]
+        return [listed["event"] for listed in self.server.events("?limit=1000")]
 
     def await_event(self, name, **context):
         """Waits until the server lists the event."""
@@ -203,6 +208,52 @@ class RoadTest(unittest.TestCase):
         third.do("record look")
         third.do("await Fine")
         self.assertEqual(third.quit(), (0, ""))
+
+    def await_offer(self, host, probe):
+        """Waits until the host's reports have ids."""
+        def arrived():
+            return any("id" in event for event in self.events() if event["xcontext"].get("item") == probe)
+        until(lambda: arrived() or host.do("record add_to_cart item=" + probe), lambda: probe)
+
+    def test_every_report_arrives_once_after_an_absence_of_the_server(self):
+        """OQSDK_AWAY_SECONDS sets how long the server is away. Meanwhile a client that sends reports is killed, and so
+        is the next one; another process of the application runs all the time."""
+        away = float(os.environ.get("OQSDK_AWAY_SECONDS", "0"))
+        first = Host(self.folder, self.server.authority)
+        first.await_log("login data:")
+        first.do("record hello")
+        self.assertEqual(first.quit(), (0, ""))
+        killed, alive = Host(self.folder, self.server.authority), Host(self.folder, self.server.authority)
+        self.await_offer(killed, "probe-1")
+        self.await_offer(alive, "probe-2")
+        items = []
+        for number in range(100):
+            for host, name in ((killed, "first"), (alive, "second")):
+                items.append(f"{name}-{number}")
+                host.do("record add_to_cart item=" + items[-1])
+            if number == 20:
+                self.server.end(signal.SIGKILL)
+        time.sleep(away / 3)
+        killed.process.kill()
+        without_offer = Host(self.folder, self.server.authority)
+        without_offer.await_log("descripton:")
+        time.sleep(away / 3)
+        without_offer.process.kill()
+        time.sleep(away / 3)
+        self.start_server()
+        last = Host(self.folder, self.server.authority)
+
+        def arrived():
+            return [event["xcontext"].get("item") for event in self.events() if event["xwhat"] == "add_to_cart"]
+
+        # The process that runs all the time may have begun a pause that is as long as the absence.
+        until(lambda: set(items) <= set(arrived()), lambda: f"missing: {set(items) - set(arrived())}", seconds=60 + away)
+        self.assertEqual([item for item in items if arrived().count(item) != 1], [])
+        journals = self.folder / "host/Documents/OQReports"
+        until(lambda: not list(journals.iterdir()), lambda: f"left: {list(journals.iterdir())}")
+        self.assertEqual([host.quit() for host in (alive, last)], [(0, "")] * 2)
+        for host in (killed, without_offer):
+            host.process.wait()
 
     @staticmethod
     def used_counts(host):

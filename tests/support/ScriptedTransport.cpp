@@ -29,6 +29,7 @@ ScriptedTransport::Request recorded(const URLRequest& request) {
   }
   record.cachePolicy = request.cachePolicy();
   record.timeout = request.timeoutInterval();
+  record.original = std::make_shared<const URLRequest>(request);
   return record;
 }
 
@@ -57,18 +58,18 @@ void ScriptedTransport::perform(URLRequest request, URLCompletion completion) {
     _requests.push_back(record);
     if (auto known = _scripts.find(record.path); known != _scripts.end()) script = known->second;
   }
-  _queue->async(
-      [this, record = std::move(record), script = std::move(script), completion = std::move(completion)]() mutable {
-        const Answer answer = script ? script(record) : Answer{};
-        if (answer.error) {
-          completion({}, std::nullopt, answer.error);
-        } else {
-          completion(dataFromString(answer.body), URLResponse{answer.status, record.url}, std::nullopt);
-        }
-        completion = nullptr;
-        std::lock_guard lock(_mutex);
-        if (--_underWay == 0) _quiet.notify_all();
-      });
+  _queue->async([this, record = std::move(record), script = std::move(script),
+                 completion = std::move(completion)]() mutable {
+    const Answer answer = script ? script(record) : Answer{};
+    if (answer.error) {
+      completion({}, std::nullopt, answer.error);
+    } else {
+      completion(dataFromString(answer.body), URLResponse{answer.status, record.url, answer.retryAfter}, std::nullopt);
+    }
+    completion = nullptr;
+    std::lock_guard lock(_mutex);
+    if (--_underWay == 0) _quiet.notify_all();
+  });
 }
 
 }  // namespace oq::test

@@ -29,11 +29,13 @@ class ScriptedTransport : public URLTransport {
     JSONValue json;  ///< the parsed body; null when it is not JSON
     URLRequestCachePolicy cachePolicy{};
     double timeout = 0;
+    std::shared_ptr<const URLRequest> original;
   };
   struct Answer {
     std::string body = R"({"code":0})";
     std::int64_t status = 200;
     std::optional<Error> error = std::nullopt;
+    std::int64_t retryAfter = 0;
   };
   /// Runs on the transport's queue, and may block there.
   using Script = std::function<Answer(const Request&)>;

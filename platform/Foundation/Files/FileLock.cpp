@@ -19,8 +19,8 @@ namespace oq {
 
 namespace {
 
-constexpr auto kFirstPause = std::chrono::microseconds(100);
-constexpr auto kLongestPause = std::chrono::microseconds(2000);
+constexpr auto kFirstLockPause = std::chrono::microseconds(100);
+constexpr auto kLongestLockPause = std::chrono::microseconds(2000);
 constexpr int kMostReplacements = 100;
 
 FileDescriptor openLockFile(const std::filesystem::path& path) {
@@ -100,7 +100,7 @@ LockFile::~LockFile() {
 
 std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock::time_point deadline) {
   if (!mayWriteFiles()) return FileLock();
-  auto pause = kFirstPause;
+  auto pause = kFirstLockPause;
   int replaced = 0;
   forgetUnlessOurs();
   for (;;) {
@@ -122,7 +122,7 @@ std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock:
     const auto now = Clock::now();
     if (now >= deadline) return std::nullopt;
     std::this_thread::sleep_until(std::min<Clock::time_point>(now + pause, deadline));
-    pause = std::min(2 * pause, kLongestPause);
+    pause = std::min(2 * pause, kLongestLockPause);
   }
 }
 

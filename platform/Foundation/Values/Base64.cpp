@@ -3,7 +3,9 @@
 
 #include <glib.h>
 
+#include <cstdio>
 #include <memory>
+#include <random>
 
 namespace oq {
 namespace {
@@ -63,8 +65,14 @@ bool isValidUTF8(std::string_view text) {
 }
 
 std::string uuidString() {
-  GOwned<char> lower(g_uuid_string_random());
-  return GOwned<char>(g_ascii_strup(lower.get(), -1)).get();
+  // From the system for each identifier: GLib's generator would return the same ones after a fork in both processes.
+  std::random_device system;
+  const auto bits = [&] { return static_cast<unsigned>(system()); };
+  const unsigned a = bits(), b = bits(), c = bits(), d = bits();
+  char text[37];
+  std::snprintf(text, sizeof text, "%08X-%04X-4%03X-%04X-%04X%08X", a, b >> 16, b & 0xfff, 0x8000 | (c >> 18),
+                c & 0xffff, d);
+  return text;
 }
 
 }  // namespace oq

@@ -3,15 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <future>
 #include <limits>
+#include <set>
 #include <thread>
 
 #include "Foundation/Files/FileDescriptor.h"
+#include "Foundation/Files/FileManager.h"
 #include "Foundation/Networking/CurlTransport.h"
+#include "Foundation/Values/Format.h"
+#include "Foundation/Values/Number.h"
+#include "Storage/OQReportJournal.h"
+#include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 #include "support/LoopbackServer.h"
 
@@ -88,6 +95,214 @@ TEST_F(OQReportsTest, FlushWaitsForAnswersAndReturnsWhatWasNotSent) {
   ASSERT_TRUE(network->settle());
   EXPECT_EQ(reports->flush(aMinute), 4u) << "failed before";
   EXPECT_EQ(reports->flush(aMinute), 0u);
+}
+
+class KeptReportsTest : public OQReportsTest {
+ protected:
+  using Pauses = OQReports::Pauses;
+  using Request = ScriptedTransport::Request;
+  using Answer = ScriptedTransport::Answer;
+
+  KeptReportsTest() {
+    session.offer = OQExtensions{false, true, OQEnvironmentProduction};
+    session.userId = "ann";
+    launch();
+  }
+
+  /// Like the next start of a process, after its login. With the default pauses, only flush() sends reports again.
+  void launch(const Pauses& pauses = {std::chrono::hours(1000), std::chrono::hours(1000)}) {
+    ASSERT_TRUE(network->settle());
+    reports = std::make_shared<OQReports>(pauses);
+    reports->takeOffer(session);
+  }
+  void launchWithShortPauses() { launch({std::chrono::milliseconds(1), std::chrono::milliseconds(2)}); }
+  void serverIsAway() { network->fail(callbackPath, Error{URLErrorDomain, URLErrorCannotConnectToHost, "refused"}); }
+  void serverIsBack() { network->answer(callbackPath, R"({"code":0})"); }
+
+  std::vector<Request> requests() const { return network->requests(callbackPath); }
+  static std::vector<std::string> idsIn(const Request& request) {
+    std::vector<std::string> ids;
+    for (const JSONValue& event : request.json.at("events").as_array())
+      ids.emplace_back(valueForKey(event, "id").get_string());
+    return ids;
+  }
+  static std::filesystem::path journals() { return documentsDirectory() / OQReportsFolderName; }
+};
+
+TEST_F(KeptReportsTest, AreSentWithTheSameIdUntilTheServerAcknowledgesThem) {
+  std::vector<Answer> answers = {{"", 0, Error{URLErrorDomain, URLErrorTimedOut, "timed out"}},
+                                 {"", 500},
+                                 {"", 429},
+                                 {"", 408},
+                                 {"", 301},
+                                 {"<html>", 200},
+                                 {"[0]", 200}};
+  const auto failures = answers.size();
+  std::promise<void> release;
+  network->script(callbackPath, [&, released = release.get_future().share()](const auto&) {
+    released.wait();
+    if (answers.empty()) return Answer();
+    const Answer answer = answers.back();
+    answers.pop_back();
+    return answer;
+  });
+  launchWithShortPauses();
+  session.token = "old";
+  send(1);
+  session.token = "new";
+  session.userId = "bob";
+  send(1);
+  release.set_value();
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  const auto all = requests();
+  ASSERT_EQ(all.size(), failures + 2);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const bool isLast = i == all.size() - 1;
+    EXPECT_EQ(all[i].json.at("userId"), isLast ? "bob" : "ann") << "the user to whom it happened";
+    EXPECT_EQ(all[i].json.at("token"), i > 0 ? "new" : "old");
+    ASSERT_EQ(idsIn(all[i]).size(), 1u);
+    EXPECT_EQ(idsIn(all[i]) == idsIn(all[0]), !isLast);
+  }
+  EXPECT_TRUE(enumerateDirectory(journals()).empty());
+}
+
+TEST_F(KeptReportsTest, WaitingReportsShareRequests) {
+  std::promise<void> release;
+  network->script(callbackPath, [released = release.get_future().share()](const auto&) {
+    released.wait();
+    return Answer();
+  });
+  send(251);
+  release.set_value();
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  std::vector<std::size_t> sizes;
+  std::vector<std::string> names;
+  std::set<std::string> ids;
+  for (const Request& request : requests()) {
+    sizes.push_back(idsIn(request).size());
+    for (const auto& id : idsIn(request)) ids.insert(id);
+    for (const auto& event : request.json.at("events").as_array()) names.push_back(descriptionOf(event.at("xwhat")));
+  }
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{1, 100, 100, 50}));
+  EXPECT_EQ(ids.size(), 251u);
+  for (int i = 0; i < 251; ++i) EXPECT_EQ(names.at(static_cast<std::size_t>(i)), std::to_string(i + 1));
+  session.userId = "bob";  // large reports are split by their size
+  OQWindowEvent large;
+  large.setXwhat(JSONValue(std::string(60'000, 'x')));
+  serverIsAway();
+  for (int i = 0; i < 5; ++i) reports->send(session, Kind::WindowEvent, large);
+  serverIsBack();
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  for (const Request& request : requests()) EXPECT_LT(request.body.size(), 200'000u);
+}
+
+TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
+  launchWithShortPauses();
+  for (const Answer& refusal : {Answer{R"({"code":7})"}, Answer{"", 413}}) {
+    serverIsAway();
+    send(5);
+    const std::string poison = std::to_string(sent - 2);
+    network->script(callbackPath, [&](const Request& request) {
+      for (const auto& event : request.json.at("events").as_array()) {
+        if (event.at("xwhat") == JSONValue(poison)) return refusal;
+      }
+      return Answer();
+    });
+    EXPECT_EQ(reports->flush(aMinute), 1u);
+    EXPECT_EQ(reports->pending(), 0u);
+  }
+}
+
+TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
+  serverIsAway();
+  send(3);
+  ASSERT_TRUE(network->settle());
+  launch();
+  const auto ids = idsIn(requests().back());
+  serverIsBack();
+  // The next run has no offer. Its own reports are sent once and leave no trace.
+  session.offer.reset();
+  launch();
+  const std::size_t before = requests().size();
+  const auto files = enumerateDirectory(journals());
+  send(1);
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  ASSERT_EQ(requests().size(), before + 1);
+  EXPECT_FALSE(requests().back().json.at("events").at(0).as_object().contains("id"));
+  EXPECT_EQ(enumerateDirectory(journals()), files);
+  // An offer of the server of another environment. Then the right one, but without this extension.
+  OQUserDefaults::setEnvironment(OQEnvironmentTest);
+  session.offer = OQExtensions{false, true, OQEnvironmentTest};
+  launch();
+  EXPECT_EQ(reports->flush(aMinute), 3u);
+  OQUserDefaults::setEnvironment(OQEnvironmentProduction);
+  EXPECT_EQ(reports->flush(aMinute), 3u);
+  session.offer = OQExtensions{true, false, OQEnvironmentProduction};
+  launch();
+  EXPECT_EQ(requests().size(), before + 1);
+  session.offer = OQExtensions{false, true, OQEnvironmentProduction};
+  launch();
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  ASSERT_EQ(requests().size(), before + 2);
+  EXPECT_EQ(idsIn(requests().back()), ids);
+}
+
+TEST_F(KeptReportsTest, NoAttemptIsMadeEarlierThanTheServerAsks) {
+  network->script(callbackPath, [](const auto&) { return Answer{"", 503, std::nullopt, 86400}; });
+  send(1);
+  ASSERT_TRUE(network->settle());
+  serverIsBack();
+  EXPECT_EQ(reports->flush(aMinute), 1u) << "returns at once";
+  launch();
+  send(1);
+  EXPECT_EQ(reports->flush(aMinute), 2u) << "also after a restart";
+  EXPECT_EQ(requests().size(), 1u);
+  moveClock(3599);
+  launch();
+  EXPECT_EQ(reports->flush(0), 2u);
+  moveClock(3601);
+  launch();
+  EXPECT_EQ(reports->flush(aMinute), 0u) << "at most an hour";
+}
+
+TEST_F(KeptReportsTest, TheOldestOfTooManyAreDropped) {
+  serverIsAway();
+  send(1003);
+  EXPECT_EQ(reports->pending(), 1000u);
+  const auto entries = logEntriesButRequests();
+  EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
+                          [](const auto& entry) { return entry.find("oldest") != entry.npos; }),
+            1);
+  serverIsBack();
+  EXPECT_EQ(reports->flush(aMinute), 3u);
+}
+
+TEST_F(KeptReportsTest, RemovedReportsAreNeverSent) {
+  serverIsAway();
+  send(3);
+  const auto other = std::make_shared<OQReports>();
+  other->takeOffer(session);
+  ASSERT_TRUE(network->settle());
+  std::promise<void> release;
+  network->script(callbackPath, [released = release.get_future().share()](const auto&) {
+    released.wait();
+    return Answer{"", 500};
+  });
+  other->send(session, Kind::WindowEvent, OQWindowEvent());
+  other->removeAll();
+  EXPECT_EQ(other->pending(), 0u);
+  EXPECT_TRUE(enumerateDirectory(journals()).empty());
+  const std::size_t before = requests().size();
+  EXPECT_TRUE(requests().back().original->isCancelled()) << "it may not be written yet";
+  release.set_value();
+  ASSERT_TRUE(network->settle());
+  serverIsBack();
+  EXPECT_EQ(other->flush(aMinute), 0u);
+  EXPECT_EQ(reports->flush(aMinute), 0u) << "the other process drops its reports, too";
+  EXPECT_EQ(requests().size(), before);
+  send(1);
+  EXPECT_EQ(reports->flush(aMinute), 0u);
+  EXPECT_EQ(requests().size(), before + 1);
 }
 
 /// OQSDK_REPORT_DELAY sets the milliseconds after which the server answers.
