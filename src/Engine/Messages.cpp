@@ -50,12 +50,15 @@ PendingUser& pendingUser() {
 
 Status Messages::start(const MessageOptions& options) {
   if (options.appKey.empty()) return failure("The application key is empty.");
+  if (auto problem = OQServerAddress::problemWith(options.server)) return failure(std::move(*problem));
+  // Before anything that could store something.
+  if (options.requireConsent) OQConsent::require();
   if (!options.server.empty()) {
-    if (const auto error = OQServerAddress::set(OQSDKManager::getEnvironment(), options.server)) return {*error};
+    if (auto problem = OQServerAddress::set(OQSDKManager::getEnvironment(), options.server))
+      return failure(std::move(*problem));
   }
   guarded([&] {
     OQServerAddress::allowEnvironmentVariable(options.serverFromEnvironment);
-    if (options.requireConsent) OQConsent::require();
     setOneAtATime(options.oneAtATime);
     const auto configuration = TorvelinOqConfig::defaultConfig();
     configuration->setAppKey(options.appKey);

@@ -4,6 +4,7 @@
 
 #include "Engine/OQHostPresentation.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Date.h"
 #include "Storage/OQImageDiskCache.h"
 #include "UI/OQPopWindow.h"
@@ -85,6 +86,7 @@ void OQSDKManager::_removeMessages() {
 }
 
 void OQSDKManager::withdraw() {
+  const UnconditionalWrites writes;  // removing reports is allowed
   _reports->removeAll();
   OQNetwork::cancelAll();
   _store->setWaitingEvents(OQCampaignStore::Kind::InApp, {});
@@ -93,6 +95,8 @@ void OQSDKManager::withdraw() {
 }
 
 void OQSDKManager::forget(bool keepDevice) {
+  // Also after consent was withdrawn.
+  const UnconditionalWrites writes;
   _store->forget();
   _removeMessages();
   _session.forget();

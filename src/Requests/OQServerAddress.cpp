@@ -72,13 +72,16 @@ std::string addressInVariable() {
 
 }  // namespace
 
+std::optional<std::string> OQServerAddress::problemWith(const std::string& url) {
+  const auto problem = url.empty() ? std::nullopt : problemOf(url);
+  return problem ? std::optional(messageFor(*problem)) : std::nullopt;
+}
+
 std::optional<std::string> OQServerAddress::set(std::uint64_t environment, const std::string& url) {
   if (environment >= kDefaults.size()) {
     return stringWithFormat("There is no environment %@.", environment);
   }
-  if (!url.empty()) {
-    if (const auto problem = problemOf(url)) return messageFor(*problem);
-  }
+  if (auto problem = problemWith(url)) return problem;
   std::string address = withoutSlashAtEnd(url);
   std::lock_guard lock(addresses().mutex);
   addresses().chosen[environment].swap(address);

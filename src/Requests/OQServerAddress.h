@@ -13,6 +13,8 @@ namespace oq {
 /// Thread-safe. A change affects the requests that begin after it.
 class OQServerAddress {
  public:
+  /// What is wrong with an address, in a sentence; nullopt if it can be set. "" is allowed.
+  static std::optional<std::string> problemWith(const std::string& url);
   /// Sets the address for an environment; "" restores the default. A path is put before the path of each request, with
   /// or without a "/" at its end. Returns nullopt, or a description of what is wrong; then nothing has changed. The
   /// address must be an https URL with a host and without user, query and fragment.

@@ -12,13 +12,12 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 #include "Engine/OQSDKManager.h"
 #include "Pages/OQPageCollection.h"
-#include "Requests/OQServerAddress.h"
 #include "UIKit/Controllers/UIViewController.h"
-#include "Utils/OQConsent.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/headless/HeadlessHost.h"
@@ -33,8 +32,8 @@ OQSDKManager& engine() {
 }
 
 void record(const std::string& name) {
-  engine().onEventDataReceived(
-      {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", name}, {"xwhen", 1.0}, {"xcontext", JSONDictionary{}}});
+  Messages::setUser("ann");
+  Messages::record(name);
 }
 
 void settle(HeadlessHost& host) {
@@ -42,16 +41,18 @@ void settle(HeadlessHost& host) {
   OQLogger::getInstance().flush();
 }
 
+MessageOptions options{"consent-key"};
+
 void start() {
-  auto config = TorvelinOqConfig::defaultConfig();
-  config->setEnvType(OQEnvironmentProduction);
-  config->setAppKey("consent-key");
-  TorvelinOqManager::startWithConfig(config);
+  if (const Status status = Messages::start(options); !status) throw std::runtime_error(status.error);
 }
 
 void use(HeadlessHost& host) {
   start();
   for (const char* name : {"buy", "add_to_cart", "$pageview"}) record(name);
+  engine().onEventDataReceived(
+      {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", "buy"}, {"xwhen", 1.0}, {"xcontext", JSONDictionary{}}});
+  Messages::refresh();
   OQPageCollection::sharedInstance().viewDidAppear(UIViewController());
   TorvelinOqManager::pushTrack(1, Dictionary{{"activityId", "7"}});
   engine().jumpToWebViewWithURLStr("https://localhost/offer.html");
@@ -74,11 +75,8 @@ void runStep(HeadlessHost& host, const std::string& line) {
   if (line == "start") start();
   if (line == "use") use(host);
   if (line.starts_with("record ")) record(line.substr(7));
-  if (line == "give") OQConsent::give();
-  if (line == "withdraw") {
-    OQConsent::withdraw();
-    OQNetwork::cancelAll();
-  }
+  if (line == "give") Messages::giveConsent();
+  if (line == "withdraw") Messages::withdrawConsent();
   settle(host);
   ::access("/step/end", F_OK);
 }
@@ -90,15 +88,12 @@ int main(int argc, char** argv) {
     std::cerr << "usage: consent_host DATA-DIR SERVER required|optional\n";
     return 2;
   }
-  if (std::string(argv[3]) == "required") OQConsent::require();
+  options.server = argv[2];
+  options.requireConsent = std::string(argv[3]) == "required";
   ::access("/step/host", F_OK);
-  HeadlessHost::Options options;
-  options.dataDirectory = argv[1];
-  HeadlessHost host(options);
-  if (const auto problem = OQServerAddress::set(OQEnvironmentProduction, argv[2])) {
-    std::cerr << *problem << "\n";
-    return 2;
-  }
+  HeadlessHost::Options screen;
+  screen.dataDirectory = argv[1];
+  HeadlessHost host(screen);
   for (std::string line; std::getline(std::cin, line);) {
     runStep(host, line);
     std::cout << "ok" << std::endl;

@@ -25,8 +25,8 @@ using OpenWebPage = WidgetPage* (*)(const char* folder, const WebPageSettings& s
 /// "oqsdk_prepare_web_pages": each call does one step of the first page's initialization, with the same folder, and
 /// takes about a frame. Returns whether a step is left.
 using PrepareWebPages = bool (*)(const char* folder);
-/// "oqsdk_remove_web_data": removes what pages have stored. Returns false if the engine has not used the folder yet; then
-/// the caller can remove the folder.
+/// "oqsdk_remove_web_data": removes what pages have stored. Returns false if the engine has not used the folder yet;
+/// then the caller can remove the folder.
 using RemoveWebData = bool (*)();
 /// "oqsdk_web_module_version": the version of the library that the module belongs to.
 using WebModuleVersion = const char* (*)();

@@ -407,9 +407,11 @@ TEST_F(MessagesTest, ForgottenUserLeavesNothingBehind) {
   OQUserDefaults::setEnvironment(2);
   Messages::record("buy");
   show();
+  Messages::withdrawConsent();
   Messages::forget();
   settle();
   EXPECT_FALSE(isOnScreen());
+  EXPECT_FALSE(Messages::hasConsent()) << "the withdrawal is kept";
   closeAllUserDefaults();
   for (const auto& file : std::filesystem::recursive_directory_iterator(folder())) {
     if (!file.is_regular_file()) continue;
@@ -419,6 +421,7 @@ TEST_F(MessagesTest, ForgottenUserLeavesNothingBehind) {
   }
   EXPECT_EQ(OQUserDefaults::environment(), 2u);
 
+  Messages::giveConsent();
   other->onEventDataReceived(test::uploadInfo("buy"));
   settle();
   EXPECT_TRUE(other->shownIds().empty());
