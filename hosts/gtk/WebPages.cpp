@@ -136,7 +136,7 @@ void WebPages::whenIdle(void (WebPages::*step)()) {
 }
 
 void WebPages::startPreload() {
-  if (!_module) _preload->task.start();
+  if (_preload && !_module) _preload->task.start();
 }
 
 void WebPages::prepareEngine() {
@@ -147,6 +147,8 @@ bool WebPages::takePreloaded() {
   if (!_preload) return false;
   _preload->task.finish();
   if (!_module) _module = _preload->result->module;
+  // The next prepare() tries again, because the reason of a failure may no longer exist then.
+  if (!_module) _preload.reset();
   setCanShowWebPages(_module.has_value());
   return _module.has_value();
 }
