@@ -197,6 +197,14 @@ TEST_F(KeptReportsTest, WaitingReportsShareRequests) {
 }
 
 TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
+  serverIsAway();
+  send(3);
+  ASSERT_TRUE(network->settle());
+  network->answer(callbackPath, "", 400);
+  reports->flush(0);
+  ASSERT_TRUE(network->settle());
+  EXPECT_EQ(reports->pending(), 3u) << "a server that refuses everything is not flooded";
+  reports->removeAll();
   launchWithShortPauses();
   for (const Answer& refusal : {Answer{R"({"code":7})"}, Answer{"", 413}}) {
     serverIsAway();
@@ -248,7 +256,10 @@ TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
 }
 
 TEST_F(KeptReportsTest, NoAttemptIsMadeEarlierThanTheServerAsks) {
-  network->script(callbackPath, [](const auto&) { return Answer{"", 503, std::nullopt, 86400}; });
+  const auto serverAsksToWait = [&] {
+    network->script(callbackPath, [](const auto&) { return Answer{"", 503, std::nullopt, 86400}; });
+  };
+  serverAsksToWait();
   send(1);
   ASSERT_TRUE(network->settle());
   serverIsBack();
@@ -263,6 +274,14 @@ TEST_F(KeptReportsTest, NoAttemptIsMadeEarlierThanTheServerAsks) {
   moveClock(3601);
   launch();
   EXPECT_EQ(reports->flush(aMinute), 0u) << "at most an hour";
+
+  serverAsksToWait();
+  send(1);
+  ASSERT_TRUE(network->settle());
+  serverIsBack();
+  moveClock(-86400);
+  launch();
+  EXPECT_EQ(reports->flush(aMinute), 0u) << "a clock that was wrong does not stop reports";
 }
 
 TEST_F(KeptReportsTest, TheOldestOfTooManyAreDropped) {
@@ -297,12 +316,15 @@ TEST_F(KeptReportsTest, RemovedReportsAreNeverSent) {
   release.set_value();
   ASSERT_TRUE(network->settle());
   serverIsBack();
+  other->send(session, Kind::WindowEvent, OQWindowEvent());
+  ASSERT_TRUE(network->settle());
+  EXPECT_EQ(requests().size(), before + 1) << "the failure of the removed report causes no pause";
   EXPECT_EQ(other->flush(aMinute), 0u);
   EXPECT_EQ(reports->flush(aMinute), 0u) << "the other process drops its reports, too";
-  EXPECT_EQ(requests().size(), before);
+  EXPECT_EQ(requests().size(), before + 1);
   send(1);
   EXPECT_EQ(reports->flush(aMinute), 0u);
-  EXPECT_EQ(requests().size(), before + 1);
+  EXPECT_EQ(requests().size(), before + 2);
 }
 
 /// OQSDK_REPORT_DELAY sets the milliseconds after which the server answers.
