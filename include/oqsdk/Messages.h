@@ -16,16 +16,16 @@ namespace oq {
 /// The result of a call.
 struct Status {
   /// Why the call failed, in plain English; "" after success. A call that fails changes nothing.
-  std::string error;
+  std::string error = "";
   /// Whether the call succeeded.
   explicit operator bool() const noexcept { return error.empty(); }
 };
 
 /// A message, as the callbacks receive it.
 struct Message {
-  std::string campaignId;  ///< As the server sent it.
-  std::string event;       ///< The name of the event that caused the message.
-  int style = 0;           ///< 1 picture, 2 picture and text, 3 text with two buttons, 4 web page.
+  std::string campaignId = "";  ///< As the server sent it.
+  std::string event = "";       ///< The name of the event that caused the message.
+  int style = 0;                ///< 1 picture, 2 picture and text, 3 text with two buttons, 4 web page.
 };
 
 /// What happened to a message. The numbers are those of the reports.
@@ -88,10 +88,10 @@ struct MessageHandlers {
 /// The settings that Messages::start() needs.
 struct MessageOptions {
   /// The application key that the server has issued.
-  std::string appKey;
+  std::string appKey = "";
   /// The server's address, for example "https://messages.example.com". It replaces the address that was built in for
   /// the environment in use; see Messages::setServer(). "" keeps that one.
-  std::string server;
+  std::string server = "";
   /// Whether the environment variable OQSDK_SERVER may replace the address. It is ignored in a program with raised
   /// privileges.
   bool serverFromEnvironment = false;
