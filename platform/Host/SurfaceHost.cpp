@@ -18,8 +18,13 @@ namespace {
 constexpr double kFramePatience = 0.1;
 /// Seconds between frames of an animation.
 constexpr double kFrame = 1.0 / 60;
-/// Seconds by which the timer may fire early.
-constexpr double kEarlyTimer = 1e-3;
+/// Seconds by which a deadline counts as reached early, because times are rounded. Animations have such a tolerance,
+/// too.
+constexpr double kTimeRounding = 1e-6;
+
+bool isReached(double deadline, double time) {
+  return time >= deadline - kTimeRounding;
+}
 
 std::int64_t nanoseconds(double seconds) {
   return static_cast<std::int64_t>(std::max(0.0, seconds) * 1e9);
@@ -75,7 +80,7 @@ void SurfaceHost::arm() {
 void SurfaceHost::deadlineReached() {
   if (!std::isfinite(_deadline)) return;
   const double time = now();
-  if (time < _deadline) return arm();
+  if (!isReached(_deadline, time)) return arm();
   if (awaitFrame(time)) return;
   // Cleared first, so that the same deadline can be set again.
   _deadline = std::numeric_limits<double>::infinity();
@@ -87,7 +92,7 @@ double SurfaceHost::pump(double budget) {
   DispatchQueue::drainMain(budget);
   const double time = now();
   const AnimationEngine& animations = AnimationEngine::shared();
-  if (time >= _deadline) {
+  if (isReached(_deadline, time)) {
     deadlineReached();
   } else if (animations.isRunning()) {
     UIApplication::sharedApplication().step(time);
@@ -104,7 +109,7 @@ bool SurfaceHost::awaitFrame(double time) {
                                      [](const HostSurface* surface) { return surface->awaitsFrame(); });
   if (_frameAwaitedSince) {
     // pump() may ask before the timer fires.
-    if (isAwaited && time < *_frameAwaitedSince + kFramePatience - kEarlyTimer) return true;
+    if (isAwaited && !isReached(*_frameAwaitedSince + kFramePatience, time)) return true;
     for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
     return false;
   }

@@ -15,6 +15,7 @@
 #include "UI/UIImageView+OQWebCache.h"
 #include "UIKit/Painting/CairoPainter.h"
 #include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 #include "support/EngineTest.h"
 
@@ -59,6 +60,10 @@ class CheckedHost : public test::PollHost {
       _now += kFrame;
     }
     return condition();
+  }
+  /// Lets time pass without painting, as while a compositor shows no frames of the window.
+  void skipFrames(int count) {
+    for (int frame = 0; frame < count; ++frame, _now += kFrame) pump(1);
   }
   /// Runs until no frame, block or animation is left.
   [[nodiscard]] bool rest() {
@@ -198,6 +203,20 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   const std::size_t frames = host.frames.size();
   for (int turn = 0; turn < 3; ++turn) host.runOnce(0.01);
   EXPECT_EQ(host.frames.size(), frames) << "nothing is painted while nothing changes";
+}
+
+TEST_F(PollLoop, MessageWithoutFramesWaitsUntilThereAreFrames) {
+  std::vector<std::int64_t> codes;
+  makeMainObject<OQPopWindow>()->popWithTitle("title", "text",
+                                              [&](std::int64_t code, const JSONValue&) { codes.push_back(code); });
+  ASSERT_TRUE(host.runUntil([&] { return host.frames.size() == 3; }));
+  const auto visibility = [] { return UIApplication::sharedApplication().connectedScenes().front()->visibility(); };
+  host.skipFrames(15);
+  EXPECT_EQ(visibility(), UISceneVisibility::OnScreen) << "the opening has ended, but its last frame may be slow";
+  host.skipFrames(15);
+  EXPECT_EQ(visibility(), UISceneVisibility::HeldBack);
+  EXPECT_TRUE(codes.empty()) << "it opened unseen";
+  EXPECT_TRUE(host.runUntil([&] { return codes.size() == 1; }));
 }
 
 TEST_F(PollLoop, PumpReturnsWhenItWantsToRunAgain) {
