@@ -57,10 +57,8 @@ class HostedPage : public WebPage {
   const std::unique_ptr<WidgetPage> _page;
 };
 
-constexpr const char* kFolder = "Web";
-
 std::string webFolder() {
-  const auto folder = applicationDataDirectory() / kFolder;
+  const auto folder = webDataDirectory();
   createDirectory(folder);
   return folder.string();
 }
@@ -114,9 +112,7 @@ void WebPages::prepare() {
 }
 
 void WebPages::removeData() {
-  if (_module && _module->removeData()) return;
-  std::error_code ignored;
-  std::filesystem::remove_all(applicationDataDirectory() / kFolder, ignored);
+  if (!_module || !_module->removeData()) removeWebDataDirectory();
 }
 
 void WebPages::whenIdle(void (WebPages::*step)()) {

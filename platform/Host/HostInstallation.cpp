@@ -20,6 +20,7 @@ void prepareProcess(const HostedApplication& application, MainLoop loop) {
 HostInstallation::HostInstallation(UIHost& host, WebEngine* engine) {
   UIApplication::sharedApplication().setHost(&host);
   setWebEngine(engine);
+  if (!engine) setCanShowWebPages(false);
 }
 
 HostInstallation::~HostInstallation() {

@@ -2,6 +2,9 @@
 #include "WebKit/WebEngineRegistry.h"
 
 #include <atomic>
+#include <system_error>
+
+#include "Foundation/Files/FileManager.h"
 
 namespace oq {
 
@@ -13,7 +16,7 @@ bool isWanted = false;
 
 void setWebEngine(WebEngine* engine) {
   installed = engine;
-  isUsable = engine && engine->isInstalled();
+  isUsable = !engine || engine->isInstalled();
   if (installed && isWanted) installed->prepare();
 }
 
@@ -30,7 +33,17 @@ void setCanShowWebPages(bool can) {
 }
 
 void removeWebData() {
-  if (installed) installed->removeData();
+  if (installed) return installed->removeData();
+  removeWebDataDirectory();
+}
+
+std::filesystem::path webDataDirectory() {
+  return applicationDataDirectory() / "Web";
+}
+
+void removeWebDataDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(webDataDirectory(), ignored);
 }
 
 void prepareWebEngine() {

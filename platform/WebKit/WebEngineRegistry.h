@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <filesystem>
+
 #include "WebKit/WebEngine.h"
 #include "oqsdk/Export.h"
 
@@ -11,15 +13,19 @@ namespace oq {
 OQSDK_EXPORT void setWebEngine(WebEngine* engine);
 /// nullptr without a host, or if the host has no web engine.
 WebEngine* webEngine();
-/// Whether this host can show web pages, as far as is known. True until a host is installed; then false without an
-/// engine, and while the engine reports that it cannot run here. A page that is opened anyway fails to load, with the
-/// reason. Any thread.
+/// Whether this host can show web pages, as far as is known. True while no host is installed; otherwise false without
+/// an engine, and while the engine reports that it cannot run here. A page that is opened anyway fails to load, with
+/// the reason. Any thread.
 OQSDK_EXPORT bool canShowWebPages();
 /// To be called by the installed engine when it finds out whether it can run in this process. Main thread only.
 OQSDK_EXPORT void setCanShowWebPages(bool can);
 /// Prepares the installed engine, and each one that is installed later.
 void prepareWebEngine();
-/// Lets the installed engine remove what pages have stored.
+/// The folder in which engines keep what pages store. Not created by this call.
+OQSDK_EXPORT std::filesystem::path webDataDirectory();
+/// Removes what pages have stored, through the installed engine or, without one, by removing the folder.
 void removeWebData();
+/// Removes the folder. Only for an engine that does not use it yet.
+OQSDK_EXPORT void removeWebDataDirectory();
 
 }  // namespace oq

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oqsdk/Messages.h"
 
-#include <mutex>
 #include <utility>
 
+#include "Engine/OQMessageControl.h"
 #include "Engine/OQSDKManager.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Requests/OQServerAddress.h"
@@ -24,26 +24,8 @@ Status failure(std::string error) {
   return {std::move(error)};
 }
 
-/// The user that the host set while consent was missing, when nothing may be stored.
-class PendingUser {
- public:
-  void set(std::string userId) {
-    std::lock_guard lock(_mutex);
-    _userId.swap(userId);
-  }
-  std::string take() {
-    std::lock_guard lock(_mutex);
-    return std::exchange(_userId, {});
-  }
-
- private:
-  std::mutex _mutex;
-  std::string _userId;
-};
-
-PendingUser& pendingUser() {
-  static auto& user = *new PendingUser;
-  return user;
+OQMessageControl& control() {
+  return *OQMessageControl::shared();
 }
 
 }  // namespace
@@ -59,7 +41,7 @@ Status Messages::start(const MessageOptions& options) {
   }
   guarded([&] {
     OQServerAddress::allowEnvironmentVariable(options.serverFromEnvironment);
-    setOneAtATime(options.oneAtATime);
+    if (options.oneAtATime) setOneAtATime(true);
     const auto configuration = TorvelinOqConfig::defaultConfig();
     configuration->setAppKey(options.appKey);
     engine().startWithoutAnalytics(configuration);
@@ -73,39 +55,36 @@ Status Messages::setServer(std::uint64_t environment, const std::string& url) {
 
 Status Messages::setUser(const std::string& userId) {
   if (userId.empty()) return failure("The user id is empty.");
-  if (!hasConsent()) {
-    pendingUser().set(userId);
-    return {};
-  }
-  guarded([&] { engine().setUser(userId); });
+  guarded([&] { engine().setUserWhenPossible(userId); });
   return {};
 }
 
 Status Messages::record(const std::string& event, const Value& properties) {
   if (event.empty()) return failure("The event's name is empty.");
   if (!properties.isDictionary()) return failure("The event's properties are not a dictionary.");
+  if (!engine().isStarted()) return failure("The library is not started.");
   guarded([&] { engine().record(event, jsonIn(properties)); });
   return {};
 }
 
 void Messages::setHandlers(MessageHandlers handlers) {
-  engine().messageControl().setHandlers(std::move(handlers));
+  control().setHandlers(std::move(handlers));
 }
 
 void Messages::hold() {
-  engine().hold();
+  control().setHeld(true);
 }
 
 void Messages::resume() {
-  guarded([] { engine().resume(); });
+  guarded([] { control().setHeld(false); });
 }
 
 bool Messages::isHeld() {
-  return engine().messageControl().isHeld();
+  return control().isHeld();
 }
 
 void Messages::setOneAtATime(bool oneAtATime) {
-  engine().messageControl().setOneAtATime(oneAtATime);
+  control().setOneAtATime(oneAtATime);
 }
 
 void Messages::dismiss() {
@@ -116,9 +95,7 @@ void Messages::giveConsent() {
   guarded([] {
     const bool wasMissing = OQConsent::isMissing();
     OQConsent::give();
-    const std::string user = pendingUser().take();
-    if (!user.empty()) engine().setUser(user);
-    if (wasMissing && engine().configuration()) engine().login();
+    if (wasMissing) engine().proceedWithConsent();
   });
 }
 
@@ -150,7 +127,7 @@ std::size_t Messages::flush(double seconds) {
 void Messages::setLogHandler(std::function<void(LogLevel, std::string_view)> handler) {
   if (!handler) return OQLogger::setHandler(nullptr);
   OQLogger::setHandler([handler = std::move(handler)](OQLogLevel level, std::string_view entry) {
-    guarded([&] { handler(level == OQLogLevel::Error ? LogLevel::Error : LogLevel::Info, entry); });
+    callHost([&] { handler(level == OQLogLevel::Error ? LogLevel::Error : LogLevel::Info, entry); });
   });
 }
 

@@ -2,6 +2,7 @@
 #include "Engine/OQCampaignStore.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
@@ -146,18 +147,19 @@ void OQCampaignStore::syncList(Kind kind) {
   logWritten(kind == Kind::InApp ? "syncInAppData" : "syncSubscribeData", isWritten);
 }
 
-void OQCampaignStore::beginGeneration(bool withRecords) {
+void OQCampaignStore::beginGeneration(Records records, const std::function<void()>& replaceUser) {
   // Destroyed after the lock is released.
   std::array<std::shared_ptr<const OQCampaignList>, 2> lists{makeList(Kind::InApp, {}), makeList(Kind::Subscribe, {})};
   std::array<Events, 2> waiting;
   auto tree = std::make_shared<OQRecordTree>();
   locked([&] {
+    if (replaceUser) replaceUser();
     ++_generation;
     for (std::size_t i = 0; i < _campaigns.size(); ++i) {
       lists[i] = _campaigns[i].list.exchange(std::move(lists[i]));
       waiting[i].swap(_campaigns[i].waiting);
     }
-    if (!withRecords) _recordTree.swap(tree);
+    if (records == Records::Remove) _recordTree.swap(tree);
   });
 }
 
@@ -171,21 +173,20 @@ void OQCampaignStore::noteFetchedToday() {
   storeLastFetch(currentDate());
 }
 
-void OQCampaignStore::dropCampaigns() {
+void OQCampaignStore::dropCampaigns(const std::function<void()>& replaceUser) {
   restore();
   storeLastFetch(JSONValue());
-  beginGeneration(true);
+  beginGeneration(Records::Keep, replaceUser);
   syncList(Kind::InApp);
   syncList(Kind::Subscribe);
 }
 
-void OQCampaignStore::forget() {
+void OQCampaignStore::forget(const std::function<void()>& removeUser) {
   restore();
   storeLastFetch(JSONValue());
-  auto access = patientAccess();
-  beginGeneration(false);
-  if (access) access.noteForgetting();
-  writeRecordsOrTryLater(std::move(access));
+  beginGeneration(Records::Remove, removeUser);
+  _isForgettingDue = true;
+  writeRecordsOrTryLater(patientAccess());
   std::lock_guard lock(_fileMutex);
   for (const Kind kind : {Kind::InApp, Kind::Subscribe}) removeItem(documentsDirectory(), fileNameOf(kind));
 }
@@ -277,10 +278,16 @@ OQRecordStore::Access OQCampaignStore::shareRecords() {
   restore();
   auto access = _records.access();
   if (!access) return access;
+  if (_isForgettingDue.exchange(false)) {
+    // What others have written before is removed, too.
+    access.changesOfOthers();
+    access.noteForgetting();
+    return access;
+  }
   if (const auto others = access.changesOfOthers()) {
     if (access.wasForgottenElsewhere()) {
-      beginGeneration(false);
-      if (_forgottenElsewhere) DispatchQueue::background().async(_forgottenElsewhere);
+      beginGeneration(Records::Remove);
+      _isForgottenElsewhere = true;
     }
     locked([&] { _recordTree->adopt(*others); });
   }
@@ -300,6 +307,8 @@ void OQCampaignStore::writeRecordsOrTryLater(OQRecordStore::Access access) {
       const auto store = weak.lock();
       if (!store) return;
       store->_isWriteDue = false;
+      std::optional<UnconditionalWrites> forgetting;
+      if (store->_isForgettingDue) forgetting.emplace();
       store->writeRecordsOrTryLater(store->shareRecords());
     });
   });

@@ -61,13 +61,15 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   /// Any thread; takes no lock.
   Generation generation() const { return _generation.load(std::memory_order_acquire); }
   /// Another user: empties both lists, in memory and in their files, and removes the events that wait. The in-app list
-  /// then counts as not fetched today.
-  void dropCampaigns();
+  /// then counts as not fetched today. `replaceUser` runs in the step that begins the new generation, under the mutex.
+  /// So whoever reads the new generation also sees the new user.
+  void dropCampaigns(const std::function<void()>& replaceUser);
   /// The same, and also removes all records and the files. Other processes of the application do this when they next
-  /// use the records, and then call their `forgottenElsewhere`.
-  void forget();
-  /// Called on a background queue after another process has called forget(). Set it before the first use.
-  void setForgottenElsewhere(std::function<void()> forgotten) { _forgottenElsewhere = std::move(forgotten); }
+  /// use the records. While another process keeps the records busy, waits up to five seconds, and then completes this
+  /// in the background.
+  void forget(const std::function<void()>& removeUser);
+  /// True once after another process has called forget().
+  bool wasForgottenElsewhere() { return _isForgottenElsewhere && _isForgottenElsewhere.exchange(false); }
 
   /// Whether the in-app list was requested on the present calendar day, in this run or an earlier one.
   static bool wasFetchedToday();
@@ -123,8 +125,9 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   static std::shared_ptr<const OQCampaignList> makeList(Kind kind, Windows windows);
   Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
   const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
-  /// Begins a new generation without campaigns, and without records unless `withRecords`.
-  void beginGeneration(bool withRecords);
+  enum class Records { Keep, Remove };
+  /// Begins a new generation without campaigns.
+  void beginGeneration(Records records, const std::function<void()>& replaceUser = {});
   OQRecordStore::Access patientAccess();
   /// Writes what was changed in memory; while the records are busy, tries again in the background.
   void writeRecordsOrTryLater(OQRecordStore::Access access);
@@ -133,7 +136,8 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   std::atomic<bool> _isRestored{false};
   std::array<Campaigns, 2> _campaigns;
   std::atomic<Generation> _generation{0};
-  std::function<void()> _forgottenElsewhere;
+  std::atomic<bool> _isForgottenElsewhere{false};
+  std::atomic<bool> _isForgettingDue{false};  ///< the other processes do not know about it yet
   std::atomic<std::int64_t> _maxWaitingEvents{3};
   std::atomic<bool> _isActivatedCleared{false};
   std::mutex _fileMutex;

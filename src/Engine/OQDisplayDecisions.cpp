@@ -90,9 +90,12 @@ std::string_view beginningOf(std::string_view text, std::size_t most) {
 
 }  // namespace
 
-std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<OQWindowEvent>& event) {
-  // Read before the list: if the user changes from now on, a window of this list is not shown.
-  const Generation generation = _store->generation();
+std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<OQWindowEvent>& event,
+                                                          Generation generation) {
+  if (generation != _store->generation()) {
+    _log.record(OQDecision::UserChanged, event.get());
+    return nullptr;
+  }
   const OQCampaignStore::Turn turn = _store->listOrWait(OQCampaignStore::Kind::InApp, event);
   if (!turn.list) {
     _log.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());

@@ -62,8 +62,9 @@ class OQDisplayDecisions {
       : _store(std::move(store)), _control(std::move(control)) {}
 
   /// The message to show for the event, with its display already counted and written. nullptr if there is none; the
-  /// event may then wait for the list.
-  std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowEvent>& event);
+  /// event may then wait for the list. `generation` is that of the event: an event of a former user shows nothing.
+  std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowEvent>& event,
+                                        OQCampaignStore::Generation generation);
   /// The message to show for the window now, with its display counted and written; nullptr if it may not be shown.
   std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowData>& window);
   /// Whether the described rules allow the window now. If so, the display has been counted and written. Neither asks

@@ -79,6 +79,12 @@ class __attribute__((visibility("hidden"))) MessageReporter::State : public std:
     return true;
   }
 
+  /// Ends the message if nothing was reported. False if something was, or if the library has ended it.
+  bool cancel() {
+    std::lock_guard lock(_mutex);
+    return !_isShown && !std::exchange(_isEnded, true);
+  }
+
   /// Ends the message without a report. False if it has ended already. Main queue only.
   bool remove() {
     {
@@ -146,23 +152,34 @@ JSONValue messageContent(const OQWindowData& window) {
   return content;
 }
 
-void presentByHost(const std::shared_ptr<OQMessage>& message, OQMessageControl::Handlers handlers,
-                   OQHostPresentation presentation, std::function<void()> otherwise) {
-  auto present = [message, handlers = std::move(handlers), presentation = std::move(presentation),
-                  otherwise = std::move(otherwise)] {
+namespace {
+
+/// Whether the host has taken the message. If not, the message has neither ended nor been reported as shown.
+bool isTakenByHost(const std::shared_ptr<OQMessage>& message, const MessageHandlers& handlers,
+                   const OQHostPresentation& presentation) {
+  auto state = std::make_shared<MessageReporter::State>(message, presentation);
+  std::erase_if(drawnByHost(), [](const auto& drawn) { return drawn.expired(); });
+  drawnByHost().push_back(state);
+  bool isTaken = false;
+  callHost([&] {
+    isTaken = handlers.present(message->description(), publicValue(messageContent(*message->window())),
+                               MessageReporter(state));
+  });
+  // A host that has reported something has taken the message, whatever it returned.
+  return isTaken || !state->cancel();
+}
+
+}  // namespace
+
+void presentByHost(const std::shared_ptr<OQMessage>& message, const std::shared_ptr<OQMessageControl>& control,
+                   OQHostPresentation presentation) {
+  auto present = [message, control, presentation = std::move(presentation)] {
     if (message->isDropped()) return;
-    auto state = std::make_shared<MessageReporter::State>(message, presentation);
-    std::erase_if(drawnByHost(), [](const auto& drawn) { return drawn.expired(); });
-    drawnByHost().push_back(state);
-    bool isTaken = false;
-    guarded([&] {
-      isTaken = handlers->present(message->description(), publicValue(messageContent(*message->window())),
-                                  MessageReporter(state));
-    });
-    if (isTaken) return;
-    // The host may have dismissed messages meanwhile.
-    std::erase_if(drawnByHost(), [&](const auto& drawn) { return drawn.lock() == state; });
-    otherwise();
+    // Those that are set now: the host may have replaced the callbacks while the message waited.
+    const auto handlers = control->handlers();
+    if (handlers->present && isTakenByHost(message, *handlers, presentation)) return;
+    if (message->isDropped() || !OQMessageControl::canBeShownHere(*message)) return;
+    presentation.otherwise();
   };
   OQPresentationQueue::shared().add(OQPresentationQueue::Kind::Campaign, std::move(present));
 }

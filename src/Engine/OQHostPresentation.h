@@ -18,12 +18,13 @@ struct OQHostPresentation {
   std::function<void(std::int64_t code, const JSONValue& link)> action;
   /// The library has ended the message.
   std::function<void()> removed;
+  /// The host leaves the message to the library.
+  std::function<void()> otherwise;
 };
 
-/// Passes the message to the host's presenter as soon as the user could see it. If the host does not want it,
-/// `otherwise` is called. Main queue only.
-void presentByHost(const std::shared_ptr<OQMessage>& message, OQMessageControl::Handlers handlers,
-                   OQHostPresentation presentation, std::function<void()> otherwise);
+/// Passes the message to the presenter that the host has set when the user could see the message. Main queue only.
+void presentByHost(const std::shared_ptr<OQMessage>& message, const std::shared_ptr<OQMessageControl>& control,
+                   OQHostPresentation presentation);
 
 /// Ends the newest message that the host draws; false if there is none. Main queue only.
 bool dismissNewestOfHost();

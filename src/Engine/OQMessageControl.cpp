@@ -2,6 +2,7 @@
 #include "Engine/OQMessageControl.h"
 
 #include "Foundation/Values/Format.h"
+#include "UI/OQPresentationQueue.h"
 #include "Utils/OQGuard.h"
 #include "WebKit/WebEngineRegistry.h"
 
@@ -15,9 +16,10 @@ std::string textOf(const JSONValue& value) {
   return value.is_null() ? std::string() : descriptionOf(value);
 }
 
+/// A host whose answer ends in an exception does not object.
 bool isAllowedByHost(const MessageHandlers& handlers, const Message& message) {
   bool isAllowed = true;
-  if (handlers.mayShow) guarded([&] { isAllowed = handlers.mayShow(message); });
+  if (handlers.mayShow) callHost([&] { isAllowed = handlers.mayShow(message); });
   return isAllowed;
 }
 
@@ -28,6 +30,18 @@ std::shared_ptr<OQMessage> OQMessageControl::messageOf(const std::shared_ptr<OQW
   Message description{textOf(window->windowId()), event ? textOf(event->xwhat()) : std::string(),
                       static_cast<int>(window->style())};
   return std::make_shared<OQMessage>(window, std::move(description));
+}
+
+const std::shared_ptr<OQMessageControl>& OQMessageControl::shared() {
+  static auto& control = *new std::shared_ptr(std::make_shared<OQMessageControl>());
+  return control;
+}
+
+void OQMessageControl::setHeld(bool isHeld) {
+  // Both flags change together, whichever threads hold and resume.
+  std::lock_guard lock(_mutex);
+  _isHeld = isHeld;
+  OQPresentationQueue::setHeld(isHeld);
 }
 
 void OQMessageControl::setHandlers(MessageHandlers handlers) {
@@ -42,10 +56,13 @@ OQMessageControl::Handlers OQMessageControl::handlers() const {
   return _handlers;
 }
 
+bool OQMessageControl::canBeShownHere(const OQMessage& message) {
+  return message.window()->style() != kStyleWebPage || canShowWebPages();
+}
+
 std::optional<OQDecision> OQMessageControl::refusalOf(const OQMessage& message) const {
   const Handlers current = handlers();
-  const bool needsPage = message.window()->style() == kStyleWebPage && !current->present;
-  if (needsPage && !canShowWebPages()) return OQDecision::CannotBeShownHere;
+  if (!current->present && !canBeShownHere(message)) return OQDecision::CannotBeShownHere;
   if (isHeld()) return OQDecision::Held;
   if (isAnotherShown()) return OQDecision::AnotherIsShown;
   if (!isAllowedByHost(*current, message.description())) return OQDecision::RefusedByHost;

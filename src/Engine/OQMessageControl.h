@@ -30,8 +30,8 @@ class OQMessage {
   /// Dropped: the message must neither appear nor report anything any more.
   void drop() { _isDropped = true; }
   bool isDropped() const { return _isDropped; }
-  /// Ended: the user has closed the message or clicked it.
-  void end() { _isEnded = true; }
+  /// Ended: the user has closed the message or clicked it, or the library has removed it. False if it had ended before.
+  bool end() { return !_isEnded.exchange(true); }
   bool isEnded() const { return _isEnded; }
 
  private:
@@ -49,13 +49,18 @@ class OQMessageControl {
  public:
   using Handlers = std::shared_ptr<const MessageHandlers>;
 
+  /// That of the process. A host may use it before the library starts. Never destroyed.
+  static const std::shared_ptr<OQMessageControl>& shared();
+
   void setHandlers(MessageHandlers handlers);
   /// Never nullptr.
   Handlers handlers() const;
-  void setHeld(bool isHeld) { _isHeld = isHeld; }
+  void setHeld(bool isHeld);
   bool isHeld() const { return _isHeld; }
   void setOneAtATime(bool oneAtATime) { _isOneAtATime = oneAtATime; }
 
+  /// Whether the library can show the message in this host.
+  static bool canBeShownHere(const OQMessage& message);
   /// Why the message may not be shown now; nullopt if it may. Calls the host, without a lock.
   std::optional<OQDecision> refusalOf(const OQMessage& message) const;
   /// Whether refusalOf() asks the host.

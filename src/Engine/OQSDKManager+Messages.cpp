@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
+#include <mutex>
 #include <utility>
 
 #include "Engine/OQHostPresentation.h"
 #include "Engine/OQSDKManager.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Date.h"
+#include "Pages/OQWebController.h"
 #include "Storage/OQImageDiskCache.h"
 #include "UI/OQPopWindow.h"
 #include "UI/OQPresentationQueue.h"
@@ -28,17 +31,48 @@ void onMainQueue(Work work) {
 
 }  // namespace
 
+void OQSDKManager::setUserWhenPossible(const std::string& userId) {
+  {
+    std::lock_guard lock(_pendingUserMutex);
+    _pendingUser = userId;
+  }
+  if (isStarted()) _takePendingUser();
+}
+
+void OQSDKManager::_takePendingUser() {
+  if (OQConsent::isMissing()) return;
+  std::string userId;
+  {
+    std::lock_guard lock(_pendingUserMutex);
+    userId.swap(_pendingUser);
+  }
+  if (!userId.empty()) setUser(userId);
+}
+
+void OQSDKManager::proceedWithConsent() {
+  if (!isStarted()) return;
+  _takePendingUser();
+  login();
+}
+
 void OQSDKManager::setUser(const std::string& userId) {
+  // Users are replaced one after the other. No callback of the host runs meanwhile.
+  std::unique_lock lock(_userMutex);
   const std::string former = _session.get(&Session::userId).value_or("");
   if (former == userId) return;
   const bool isAnother = !former.empty();
-  // The lists are emptied first: if the process ends in between, the next run does not match them for the new user.
+  const auto replace = [&] { _session.setUser(userId); };
+  // The lists are emptied before the user is stored: if the process ends in between, the next run does not match them
+  // for the new user.
   if (isAnother) {
-    _store->dropCampaigns();
-    _removeMessages();
+    _store->dropCampaigns(replace);
+  } else {
+    replace();
   }
-  _session.takeUser(JSONValue(userId), JSONValue(_session.get(&Session::appid).value_or("")));
-  if (configuration() && !_session.get(&Session::token).value_or("").empty()) refresh();
+  _session.storeUser();
+  lock.unlock();
+  if (isAnother) _removeMessages();
+  if (isStarted()) refresh();
 }
 
 void OQSDKManager::record(const std::string& event, const JSONValue& properties) {
@@ -60,16 +94,6 @@ void OQSDKManager::refresh() {
   _fetchWindows();
 }
 
-void OQSDKManager::hold() {
-  _control->setHeld(true);
-  OQPresentationQueue::setHeld(true);
-}
-
-void OQSDKManager::resume() {
-  _control->setHeld(false);
-  OQPresentationQueue::setHeld(false);
-}
-
 void OQSDKManager::dismiss() {
   onMainQueue([] {
     if (!dismissNewestOfHost()) OQPopWindow::dismissNewest();
@@ -82,33 +106,53 @@ void OQSDKManager::_removeMessages() {
     OQPresentationQueue::shared().removeCampaigns();
     removeAllOfHost();
     OQPopWindow::removeAll();
+    OQWebController::closeAll();
   });
 }
 
 void OQSDKManager::withdraw() {
-  const UnconditionalWrites writes;  // removing reports is allowed
-  _reports->removeAll();
   OQNetwork::cancelAll();
   _store->setWaitingEvents(OQCampaignStore::Kind::InApp, {});
   _store->setWaitingEvents(OQCampaignStore::Kind::Subscribe, {});
+  {
+    const UnconditionalWrites removing;
+    _reports->removeAll();
+  }
   _removeMessages();
 }
 
 void OQSDKManager::forget(bool keepDevice) {
-  // Also after consent was withdrawn.
-  const UnconditionalWrites writes;
-  _store->forget();
+  ++_forgettings;
+  {
+    std::lock_guard lock(_pendingUserMutex);
+    _pendingUser.clear();
+  }
+  OQNetwork::cancelAll();
+  {
+    // Also after consent was withdrawn.
+    const UnconditionalWrites removing;
+    std::lock_guard lock(_userMutex);
+    _store->forget([this] { _session.forget(); });
+    OQSession::forgetStored();
+    _reports->removeAll();
+    OQImageDiskCache::cache().removeAllCaches();
+    OQLogger::removeFiles();
+    if (!keepDevice) OQUtils::forgetUUID();
+    // Removed values are also in the log of an open database.
+    closeAllUserDefaults();
+  }
+  _isTester = false;
   _removeMessages();
-  _session.forget();
-  _reports->removeAll();
-  OQImageDiskCache::cache().removeAllCaches();
-  onMainQueue(removeWebData);
-  OQLogger::removeFiles();
-  if (!keepDevice) OQUtils::forgetUUID();
+  onMainQueue([] {
+    const UnconditionalWrites removing;
+    removeWebData();
+  });
 }
 
 void OQSDKManager::_handleForgettingElsewhere() {
+  ++_forgettings;
   _session.forget();
+  _isTester = false;
   _removeMessages();
 }
 

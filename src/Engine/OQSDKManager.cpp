@@ -53,7 +53,7 @@ OQSDKManager& OQSDKManager::sharedManager() {
 }
 
 std::shared_ptr<OQSDKManager> OQSDKManager::_makeShared() {
-  auto engine = std::make_shared<OQSDKManager>();
+  auto engine = std::make_shared<OQSDKManager>(OQMessageControl::shared());
   OQPageCollection::sharedInstance().setObserver(
       {[] { return sharedManager().autoCollectPage(); },
        [](const std::string& name) { sharedManager().autoPageCollected(name); }});
@@ -67,7 +67,7 @@ void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> conf
 }
 
 void OQSDKManager::startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> configuration) {
-  if (!appid() && configuration) setAppid(configuration->appKey());
+  if (appid().value_or("").empty() && configuration) setAppid(configuration->appKey());
   _start(std::move(configuration), NSClassFromString("TorvelinSDK") != nullptr);
 }
 
@@ -84,6 +84,8 @@ void OQSDKManager::_start(std::shared_ptr<TorvelinOqConfig> configuration, bool 
     OQDispatchQueueManager::dispatchInMainThread(observe, true);
   }
   setConfiguration(std::move(configuration));
+  _isStarted = true;
+  _takePendingUser();
   login();
 }
 
@@ -110,12 +112,15 @@ std::uint64_t OQSDKManager::getEnvironment() {
 }
 
 void OQSDKManager::login() {
-  OQServerRequests::login(_session.values(), weak_from_this(), [this, environment = getEnvironment()](auto& answer) {
+  const auto answered = [this, environment = getEnvironment(), forgettings = _forgettings.load()](auto& answer) {
+    // The token is not for whoever was forgotten meanwhile.
+    if (forgettings != _forgettings) return;
     _session.takeToken(valueForKey(answer, "token"));
     _session.takeOffer(answer, environment);
     _reports->takeOffer(_session.values());
     getListData();
-  });
+  };
+  OQServerRequests::login(_session.values(), weak_from_this(), answered);
 }
 
 void OQSDKManager::getListData() {
@@ -178,12 +183,12 @@ void OQSDKManager::_installInAppList(const JSONArray& records, Generation genera
   // The pictures are loaded only to have them in the cache before a window is shown.
   for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
   const auto waited = _store->install(Kind::InApp, std::move(windows), generation);
-  for (const auto& event : waited) triggerEventMatchInApp(event);
+  for (const auto& event : waited) _matchInApp(event, generation);
 }
 
 void OQSDKManager::_installSubscribeList(const JSONArray& records, Generation generation) {
   const auto waited = _store->install(Kind::Subscribe, windowsFrom(records), generation);
-  for (const auto& event : waited) triggerEventMatchSubscribe(event);
+  for (const auto& event : waited) _matchSubscribe(event, generation);
 }
 
 std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::_windows(Kind kind) const {
@@ -228,12 +233,21 @@ void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event
 }
 
 void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
+  _matchInApp(event, _store->generation());
+}
+
+void OQSDKManager::_matchInApp(const std::shared_ptr<OQWindowEvent>& event, Generation generation) {
   if (!event) return;
-  if (const auto message = _decisions.messageFor(event)) _present(message);
+  if (const auto message = _decisions.messageFor(event, generation)) _present(message);
+  if (_store->wasForgottenElsewhere()) _handleForgettingElsewhere();
 }
 
 void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
-  if (!event) return;
+  _matchSubscribe(event, _store->generation());
+}
+
+void OQSDKManager::_matchSubscribe(const std::shared_ptr<OQWindowEvent>& event, Generation generation) {
+  if (!event || generation != _store->generation()) return;
   const auto list = _store->listOrWait(OQCampaignStore::Kind::Subscribe, event).list;
   if (list && list->match(*event).position != OQCampaignMatch::nowhere) triggerEvent(event);
 }
@@ -253,18 +267,15 @@ void OQSDKManager::_present(const std::shared_ptr<OQMessage>& message) {
 }
 
 void OQSDKManager::_presentOnMainQueue(const std::shared_ptr<OQMessage>& message) {
-  if (message->isDropped()) return;
+  // Consent may have been withdrawn while the host was asked.
+  if (message->isDropped() || OQConsent::isMissing()) return;
   auto action = [self = shared_from_this(), message](std::int64_t code, const JSONValue& link) {
     guarded([&] { self->_handleMessageAction(*message, code, link); });
   };
   auto present = [self = shared_from_this(), message, action] { self->presentWindow(message->window(), action); };
-  if (_control->handlers()->present) {
-    auto removed = [self = shared_from_this(), message] {
-      self->_handleNotice(*message, OQPopWindow::Notice::Removed);
-    };
-    return presentByHost(message, _control->handlers(), {action, removed}, present);
-  }
-  present();
+  if (!_control->handlers()->present) return present();
+  auto removed = [self = shared_from_this(), message] { self->_handleNotice(*message, OQPopWindow::Notice::Removed); };
+  presentByHost(message, _control, {action, removed, present});
 }
 
 void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action) {
@@ -278,18 +289,27 @@ void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, Wi
 }
 
 void OQSDKManager::_handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link) {
-  if (message.isDropped()) return;
+  // The user was faster than the removal. The host hears how the message ended all the same.
+  if (message.isDropped()) {
+    if (code > OQWindowActionShown) _handleNotice(message, OQPopWindow::Notice::Removed);
+    return;
+  }
   const auto& window = *message.window();
   const auto handlers = _control->handlers();
   const auto call = [&](const auto& handler, const auto&... more) {
-    if (handler) guarded([&] { handler(message.description(), more...); });
+    if (handler) callHost([&] { handler(message.description(), more...); });
   };
   const auto clicked = [&](const char* entry) {
     message.end();
     OQLogger::log(entry);
+    // The host may set another user or forget this one in its callbacks.
+    const Session session = _session.values();
+    const unsigned forgettings = _forgettings;
     call(handlers->clicked, static_cast<MessageAction>(code));
-    _openLink(message, link);
-    reportWindowEventWithName("$clickDialog", code, window);
+    if (!message.isDropped()) _openLink(message, link);
+    if (forgettings != _forgettings) return;
+    const auto report = OQServerRequests::windowEvent(session, "$clickDialog", code, window);
+    _reports->send(session, OQReports::Kind::WindowEvent, *report);
   };
   switch (code) {
     case OQWindowActionShown:
@@ -317,10 +337,10 @@ void OQSDKManager::_handleMessageAction(OQMessage& message, std::int64_t code, c
 
 void OQSDKManager::_handleNotice(OQMessage& message, OQPopWindow::Notice notice) {
   const bool isRemoved = notice == OQPopWindow::Notice::Removed;
-  if (isRemoved) message.end();
+  if (isRemoved && !message.end()) return;
   const auto handlers = _control->handlers();
   const auto& handler = isRemoved ? handlers->removed : handlers->shownWithoutPicture;
-  if (handler) guarded([&] { handler(message.description()); });
+  if (handler) callHost([&] { handler(message.description()); });
 }
 
 void OQSDKManager::_openLink(const OQMessage& message, const JSONValue& link) {
@@ -328,7 +348,7 @@ void OQSDKManager::_openLink(const OQMessage& message, const JSONValue& link) {
   const auto handlers = _control->handlers();
   bool isHandled = false;
   if (handlers->link) {
-    guarded([&] { isHandled = handlers->link(message.description(), std::string(link.get_string())); });
+    callHost([&] { isHandled = handlers->link(message.description(), std::string(link.get_string())); });
   }
   if (!isHandled) OQLinks::open(std::string(link.get_string()));
 }

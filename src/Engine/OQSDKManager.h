@@ -55,7 +55,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   /// The campaigns and records of earlier runs are read when they are first needed. Hosts must not use this
   /// constructor: only tests create a second engine in one process. A shared_ptr must own it.
-  OQSDKManager() = default;
+  explicit OQSDKManager(std::shared_ptr<OQMessageControl> control = std::make_shared<OQMessageControl>())
+      : _control(std::move(control)) {}
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
@@ -125,15 +126,17 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   // For hosts that use Messages.
 
-  OQMessageControl& messageControl() { return *_control; }
+  bool isStarted() const { return _isStarted; }
+  /// Calls setUser() now or, before the start and while consent is missing, when that is over.
+  void setUserWhenPossible(const std::string& userId);
+  /// The user has given consent: does what was due.
+  void proceedWithConsent();
   /// Another user: removes messages from the screen, drops what belongs to the former user, and fetches both lists.
   void setUser(const std::string& userId);
   /// Records an event of the current user, with the current time.
   void record(const std::string& event, const JSONValue& properties);
   /// Fetches both lists now.
   void refresh();
-  void hold();
-  void resume();
   void dismiss();
   /// Cancels requests, removes messages from the screen, and drops events that wait.
   void withdraw();
@@ -189,7 +192,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
   using Generation = OQCampaignStore::Generation;
   void _start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics);
+  void _takePendingUser();
   void _match(const JSONValue& info);
+  void _matchInApp(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
+  void _matchSubscribe(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
   void _installInAppList(const JSONArray& records, Generation generation);
   void _installSubscribeList(const JSONArray& records, Generation generation);
   /// `ifTester` is called if the answer declares the user a tester.
@@ -208,7 +214,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _handleForgettingElsewhere();
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
-  const std::shared_ptr<OQMessageControl> _control = std::make_shared<OQMessageControl>();
+  const std::shared_ptr<OQMessageControl> _control;
   OQDisplayDecisions _decisions{_store, _control};
   OQSession _session;
   OQServerRequests _requests;
@@ -217,6 +223,11 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
   /// One login answer at a time decides whether today's list was fetched.
   OQSerialExecutor _dailyFetches;
+  std::mutex _userMutex;                  ///< held while the user is replaced; taken before all others
+  std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
+  std::atomic<bool> _isStarted{false};
+  std::mutex _pendingUserMutex;
+  std::string _pendingUser;  ///< in memory only, until it may be stored
   std::mutex _networkMutex;
   std::shared_ptr<OQNetwork> _network;
 };

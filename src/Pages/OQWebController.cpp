@@ -54,6 +54,15 @@ void OQWebController::open(const std::string& url) {
   navigation->pushViewController(std::move(page), true);
 }
 
+void OQWebController::closeAll() {
+  const auto navigation = OQNavigation::currentNavigation();
+  if (!navigation) return;
+  const auto controllers = navigation->viewControllers();
+  for (const auto& controller : controllers) {
+    if (const auto page = std::dynamic_pointer_cast<OQWebController>(controller)) page->close();
+  }
+}
+
 void OQWebController::_viewDidLoad() {
   sendSuper(staticClass(), *this, viewDidLoadSelector);
   setupUI();

@@ -40,6 +40,8 @@ class OQWebController : public UIViewController,
   /// Pushes a page on OQNavigation::currentNavigation(), in place of a page that is already open. Has no effect if
   /// there is no navigation controller.
   static void open(const std::string& url);
+  /// Closes all pages on that stack.
+  static void closeAll();
 
   const std::optional<std::string>& urlString() const { return _urlString; }
   void setUrlString(std::optional<std::string> url) { _urlString = std::move(url); }

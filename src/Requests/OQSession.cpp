@@ -45,12 +45,21 @@ void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
   _values.appid.swap(application);
 }
 
+void OQSession::storeUser() const {
+  store(get(&Values::userId), kUserIdKey);
+}
+
 void OQSession::forget() {
-  store(std::nullopt, kTokenKey);
-  store(std::nullopt, kUserIdKey);
   std::lock_guard lock(_mutex);
   _values.token.reset();
   _values.userId.reset();
+  _values.offer.reset();
+  _values.isNewUser = false;
+}
+
+void OQSession::forgetStored() {
+  store(std::nullopt, kTokenKey);
+  store(std::nullopt, kUserIdKey);
 }
 
 void OQSession::takeToken(const JSONValue& token) {

@@ -19,7 +19,8 @@ namespace oq {
 ///
 /// While consent is missing (OQConsent), users and tokens are ignored.
 ///
-/// Thread-safe. One mutex guards all fields; no other code is called while it is held. Failure: a value that cannot be
+/// Thread-safe. One mutex guards all fields; no other code is called while it is held, so it may be taken under any
+/// other lock. Failure: a value that cannot be
 /// stored is kept in memory only.
 class OQSession {
  public:
@@ -60,8 +61,13 @@ class OQSession {
   void takeUser(const JSONValue& xwho, const JSONValue& appid);
   void takeToken(const JSONValue& token);
   void takeOffer(const JSONValue& loginAnswer, std::uint64_t environment);
-  /// Removes the user id and the token, in memory and from the store.
+  /// Sets the user in memory; storeUser() then stores it for later runs.
+  void setUser(const std::string& userId) { set(&Values::userId, std::optional(userId)); }
+  void storeUser() const;
+  /// Removes the user, the token and what the server has offered from memory; forgetStored() also removes what earlier
+  /// runs stored.
   void forget();
+  static void forgetStored();
 
  private:
   mutable std::mutex _mutex;

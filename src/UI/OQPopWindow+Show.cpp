@@ -200,8 +200,11 @@ void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
 
 void OQPopWindow::loadPicture() {
   _isPictureMissing = false;
-  const auto failed = [weak = weakSelf()] {
-    if (auto window = weak.lock()) window->pictureFailed();
+  // A text may come without a picture.
+  const bool isExpected = _data && (_data->style() == 1 || !_data->picture().is_null());
+  const auto failed = [weak = weakSelf(), isExpected] {
+    const auto window = weak.lock();
+    if (window && isExpected) window->pictureFailed();
   };
   oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt, _network, failed);
 }
@@ -298,7 +301,7 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
     self->_isShowing = true;
     if (placeClose) placeClose();
     if (completion) completion(OQWindowActionShown, JSONValue());
-    if (self->_isPictureMissing) self->notify(Notice::ShownWithoutPicture);
+    if (self->_isPictureMissing && !self->_isClosing) self->notify(Notice::ShownWithoutPicture);
   };
   UIView::animateWithDuration(
       kOpening,
@@ -361,8 +364,10 @@ OQPopWindow::~OQPopWindow() {
 }
 
 void OQPopWindow::dismissNewest() {
-  if (onScreen().empty() || onScreen().back()->_isClosing) return;
-  const auto newest = onScreen().back()->self();
+  const auto found =
+      std::find_if(onScreen().rbegin(), onScreen().rend(), [](auto* window) { return !window->_isRemoved; });
+  if (found == onScreen().rend() || (*found)->_isClosing) return;
+  const auto newest = (*found)->self();
   newest->_isRemoved = true;
   newest->fadeOut([window = newest.get()] { window->notify(Notice::Removed); });
 }

@@ -51,17 +51,6 @@ bool isOnLogQueue() {
   return DispatchQueue::currentLabel() == oq_log_get_dispatch_serial_queue()->label();
 }
 
-/// Not created here: without consent, nothing may be created.
-std::filesystem::path defaultFolder() {
-  return applicationDataDirectory() / "Documents" / "Log";
-}
-
-void removeLogFiles(const std::filesystem::path& folder) {
-  for (const auto& entry : enumerateDirectory(folder)) {
-    if (entry.extension() == ".log") removeItem(folder, entry);
-  }
-}
-
 /// Formats the time stamps of entries; the part up to the second is formatted once per second.
 class Clock {
  public:
@@ -147,9 +136,11 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
       _pendingEnds.clear();
     }
     _file.reset();
-    removeLogFiles(_folder);
-    beginFile();
-    write("");
+    _header.clear();
+    for (const auto& entry : enumerateDirectory(_folder)) {
+      if (entry.extension() == ".log") removeItem(_folder, entry);
+    }
+    if (isFileWanted() && beginFile()) write("");
   }
 
   std::filesystem::path file() const {
@@ -314,7 +305,7 @@ OQLogger& OQLogger::getInstance() {
   return shared;
 }
 
-OQLogger::OQLogger() : OQLogger(defaultFolder()) {}
+OQLogger::OQLogger() : OQLogger(applicationDataDirectory() / "Documents" / "Log") {}
 
 OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit)
     : _writer(std::make_shared<Writer>(folder, memoryLimit)) {
@@ -330,8 +321,7 @@ void OQLogger::setFileLimit(std::optional<std::uint64_t> bytes) {
 }
 
 void OQLogger::removeFiles() {
-  if (isFileWanted()) return getInstance()._writer->removeFiles();
-  removeLogFiles(defaultFolder());
+  getInstance()._writer->removeFiles();
 }
 
 bool OQLogger::isWanted() {

@@ -407,6 +407,8 @@ TEST_F(MessagesTest, ForgottenUserLeavesNothingBehind) {
   OQUserDefaults::setEnvironment(2);
   Messages::record("buy");
   show();
+  std::filesystem::create_directories(folder() / "Web");
+  test::writeText(folder() / "Web/cookies.sqlite", "of a page that user-1 has opened");
   Messages::withdrawConsent();
   Messages::forget();
   settle();
