@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oqsdk/Messages.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -24,7 +25,10 @@ Status failure(std::string error) {
   return {std::move(error)};
 }
 
-/// The user that the host set while consent was missing, when nothing may be stored.
+/// Before the first start it is not known whether consent is required.
+std::atomic<bool> isStarted{false};
+
+/// The user that the host set before the start or while consent was missing, when nothing may be stored.
 class PendingUser {
  public:
   void set(std::string userId) {
@@ -46,17 +50,25 @@ PendingUser& pendingUser() {
   return user;
 }
 
+void takePendingUser() {
+  const std::string user = pendingUser().take();
+  if (!user.empty()) engine().setUser(user);
+}
+
 }  // namespace
 
 Status Messages::start(const MessageOptions& options) {
   if (options.appKey.empty()) return failure("The application key is empty.");
+  // First, because everything else reads what is stored.
+  if (options.requireConsent) OQConsent::require();
   if (!options.server.empty()) {
     if (const auto error = OQServerAddress::set(OQSDKManager::getEnvironment(), options.server)) return {*error};
   }
   guarded([&] {
     OQServerAddress::allowEnvironmentVariable(options.serverFromEnvironment);
-    if (options.requireConsent) OQConsent::require();
     setOneAtATime(options.oneAtATime);
+    isStarted = true;
+    if (hasConsent()) takePendingUser();
     const auto configuration = TorvelinOqConfig::defaultConfig();
     configuration->setAppKey(options.appKey);
     engine().startWithoutAnalytics(configuration);
@@ -70,7 +82,7 @@ Status Messages::setServer(std::uint64_t environment, const std::string& url) {
 
 Status Messages::setUser(const std::string& userId) {
   if (userId.empty()) return failure("The user id is empty.");
-  if (!hasConsent()) {
+  if (!isStarted || !hasConsent()) {
     pendingUser().set(userId);
     return {};
   }
@@ -113,8 +125,7 @@ void Messages::giveConsent() {
   guarded([] {
     const bool wasMissing = OQConsent::isMissing();
     OQConsent::give();
-    const std::string user = pendingUser().take();
-    if (!user.empty()) engine().setUser(user);
+    takePendingUser();
     if (wasMissing && engine().configuration()) engine().login();
   });
 }

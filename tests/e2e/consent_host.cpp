@@ -16,11 +16,10 @@
 
 #include "Engine/OQSDKManager.h"
 #include "Pages/OQPageCollection.h"
-#include "Requests/OQServerAddress.h"
 #include "UIKit/Controllers/UIViewController.h"
-#include "Utils/OQConsent.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
+#include "oqsdk/Messages.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "oqsdk/oqsdk.h"
 
@@ -28,13 +27,18 @@ namespace {
 
 using namespace oq;
 
+/// The command line.
+struct {
+  std::string server;
+  bool requiresConsent = false;
+} settings;
+
 OQSDKManager& engine() {
   return OQSDKManager::sharedManager();
 }
 
 void record(const std::string& name) {
-  engine().onEventDataReceived(
-      {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", name}, {"xwhen", 1.0}, {"xcontext", JSONDictionary{}}});
+  Messages::record(name);
 }
 
 void settle(HeadlessHost& host) {
@@ -43,14 +47,16 @@ void settle(HeadlessHost& host) {
 }
 
 void start() {
-  auto config = TorvelinOqConfig::defaultConfig();
-  config->setEnvType(OQEnvironmentProduction);
-  config->setAppKey("consent-key");
-  TorvelinOqManager::startWithConfig(config);
+  MessageOptions options{"consent-key", settings.server};
+  options.requireConsent = settings.requiresConsent;
+  if (const Status status = Messages::start(options); !status) std::cerr << status.error << std::endl;
 }
 
 void use(HeadlessHost& host) {
   start();
+  TorvelinOqConfig::defaultConfig()->setEnvType(OQEnvironmentProduction);
+  Messages::setUser("ann");
+  engine().onEventDataReceived({{"xwho", "bob"}, {"xwhat", "buy"}, {"xcontext", JSONDictionary{}}});
   for (const char* name : {"buy", "add_to_cart", "$pageview"}) record(name);
   OQPageCollection::sharedInstance().viewDidAppear(UIViewController());
   TorvelinOqManager::pushTrack(1, Dictionary{{"activityId", "7"}});
@@ -74,11 +80,8 @@ void runStep(HeadlessHost& host, const std::string& line) {
   if (line == "start") start();
   if (line == "use") use(host);
   if (line.starts_with("record ")) record(line.substr(7));
-  if (line == "give") OQConsent::give();
-  if (line == "withdraw") {
-    OQConsent::withdraw();
-    OQNetwork::cancelAll();
-  }
+  if (line == "give") Messages::giveConsent();
+  if (line == "withdraw") Messages::withdrawConsent();
   settle(host);
   ::access("/step/end", F_OK);
 }
@@ -90,15 +93,17 @@ int main(int argc, char** argv) {
     std::cerr << "usage: consent_host DATA-DIR SERVER required|optional\n";
     return 2;
   }
-  if (std::string(argv[3]) == "required") OQConsent::require();
+  settings = {argv[2], std::string(argv[3]) == "required"};
   ::access("/step/host", F_OK);
   HeadlessHost::Options options;
   options.dataDirectory = argv[1];
   HeadlessHost host(options);
-  if (const auto problem = OQServerAddress::set(OQEnvironmentProduction, argv[2])) {
-    std::cerr << *problem << "\n";
-    return 2;
-  }
+  // What a host does before it starts the library, which learns only then that consent is required.
+  Messages::setLogHandler([](Messages::LogLevel, std::string_view) {});
+  Messages::setHandlers({});
+  Messages::setLogFileLimit(1 << 20);
+  Messages::setUser("ann");
+  engine().diagnostics();  // waits until the files of earlier runs are read
   for (std::string line; std::getline(std::cin, line);) {
     runStep(host, line);
     std::cout << "ok" << std::endl;
