@@ -4,6 +4,7 @@
 
 #include "Engine/OQHostPresentation.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Date.h"
 #include "Storage/OQImageDiskCache.h"
 #include "UI/OQPopWindow.h"
@@ -92,6 +93,8 @@ void OQSDKManager::withdraw() {
 }
 
 void OQSDKManager::forget(bool keepDevice) {
+  // A user who has withdrawn consent can still be forgotten.
+  const UnconditionalWrites writes;
   _store->forget();
   _removeMessages();
   _session.forget();

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Storage/OQKeychainItemWrapper.h"
 
+#include "Foundation/Files/FileManager.h"
 #include "Foundation/PropertyLists/PropertyListSerialization.h"
 #include "Foundation/Values/Format.h"
-#include "Utils/OQConsent.h"
 
 namespace oq {
 
@@ -65,7 +65,7 @@ PropertyValue OQKeychainItemWrapper::objectForKey(std::string_view key) const {
 
 void OQKeychainItemWrapper::resetKeychainItem() {
   if (_keychainItemData) {
-    if (!OQConsent::isMissing()) SecItemDelete(dictionaryToSecItemFormat(*_keychainItemData));
+    if (mayWriteFiles()) SecItemDelete(dictionaryToSecItemFormat(*_keychainItemData));
   } else {
     _keychainItemData.emplace();
   }
@@ -76,7 +76,7 @@ void OQKeychainItemWrapper::resetKeychainItem() {
 }
 
 void OQKeychainItemWrapper::writeToKeychain() const {
-  if (OQConsent::isMissing()) return;
+  if (!mayWriteFiles()) return;
   SecDictionary item = dictionaryToSecItemFormat(*_keychainItemData);
   SecItemResult found;
   // Intentional: the results are ignored; the state in memory is kept either way.

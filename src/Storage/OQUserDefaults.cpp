@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Utils/OQConsent.h"
 
@@ -67,7 +68,7 @@ std::shared_ptr<UserDefaults> OQUserDefaults::open() const {
 }
 
 void OQUserDefaults::setObject(const JSONValue& value, std::string_view key) {
-  if (OQConsent::isMissing()) return;
+  if (!mayWriteFiles()) return;
   auto defaults = open();
   defaults->setObject(value, key);
   defaults->synchronize();
@@ -80,7 +81,7 @@ JSONValue OQUserDefaults::objectForKey(std::string_view key) const {
 }
 
 void OQUserDefaults::setInteger(std::int64_t value, std::string_view key) {
-  if (OQConsent::isMissing()) return;
+  if (!mayWriteFiles()) return;
   auto defaults = open();
   defaults->setInteger(value, key);
   defaults->synchronize();

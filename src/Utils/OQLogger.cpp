@@ -139,8 +139,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     for (const auto& entry : enumerateDirectory(_folder)) {
       if (entry.extension() == ".log") removeItem(_folder, entry);
     }
-    beginFile();
-    write("");
+    if (isFileWanted() && beginFile()) write("");
   }
 
   std::filesystem::path file() const {
@@ -321,7 +320,7 @@ void OQLogger::setFileLimit(std::optional<std::uint64_t> bytes) {
 }
 
 void OQLogger::removeFiles() {
-  if (isFileWanted()) getInstance()._writer->removeFiles();
+  getInstance()._writer->removeFiles();
 }
 
 bool OQLogger::isWanted() {

@@ -53,7 +53,8 @@ class OQLogger : public Object {
   /// time of its beginning, or the next second for which there is no file. With 0, no file is written, and entries that
   /// wait are dropped. With nullopt (the default) a file has no limit.
   static void setFileLimit(std::optional<std::uint64_t> bytes);
-  /// Removes all log files, also those of earlier runs, and entries that wait. A new file follows.
+  /// Removes all log files, also those of earlier runs, and entries that wait. A new file follows, if one
+  /// is wanted.
   static void removeFiles();
 
   /// Formats like stringWithFormat() and logs the result.
