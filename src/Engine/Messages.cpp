@@ -55,14 +55,14 @@ Status Messages::setServer(std::uint64_t environment, const std::string& url) {
 
 Status Messages::setUser(const std::string& userId) {
   if (userId.empty()) return failure("The user id is empty.");
-  guarded([&] { engine().setUserWhenPossible(userId); });
+  guarded([&] { OQSDKManager::setUserWhenPossible(userId); });
   return {};
 }
 
 Status Messages::record(const std::string& event, const Value& properties) {
   if (event.empty()) return failure("The event's name is empty.");
   if (!properties.isDictionary()) return failure("The event's properties are not a dictionary.");
-  if (!engine().isStarted()) return failure("The library is not started.");
+  if (!OQSDKManager::isStarted()) return failure("The library is not started.");
   guarded([&] { engine().record(event, jsonIn(properties)); });
   return {};
 }
@@ -95,14 +95,14 @@ void Messages::giveConsent() {
   guarded([] {
     const bool wasMissing = OQConsent::isMissing();
     OQConsent::give();
-    if (wasMissing) engine().proceedWithConsent();
+    if (wasMissing && OQSDKManager::isStarted()) engine().proceedWithConsent();
   });
 }
 
 void Messages::withdrawConsent() {
   guarded([] {
     OQConsent::withdraw();
-    engine().withdraw();
+    if (OQSDKManager::isStarted()) engine().withdraw();
   });
 }
 

@@ -28,7 +28,7 @@ constexpr int kPatientAttempts = 20;
 /// Reads the objects that an earlier run stored in the file; empty if there are none.
 template <class T>
 std::vector<std::shared_ptr<T>> restored(const char* fileName) {
-  auto objects = OQDataArchiver::getDataForPath<T>(documentsDirectory() / fileName);
+  auto objects = OQDataArchiver::getDataForPath<T>(applicationDataDirectory() / "Documents" / fileName);
   return objects ? std::move(*objects) : std::vector<std::shared_ptr<T>>();
 }
 

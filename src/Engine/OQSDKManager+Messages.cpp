@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <atomic>
 #include <cmath>
 #include <mutex>
 #include <utility>
@@ -29,28 +30,48 @@ void onMainQueue(Work work) {
   OQDispatchQueueManager::dispatchInMainThread([work = std::move(work)] { guarded(work); }, true);
 }
 
+/// The user that the host has set, in memory only, until it may be stored.
+class PendingUser {
+ public:
+  std::string exchange(std::string userId) {
+    std::lock_guard lock(_mutex);
+    return std::exchange(_userId, std::move(userId));
+  }
+
+ private:
+  std::mutex _mutex;
+  std::string _userId;
+};
+
+PendingUser& pendingUser() {
+  static auto& user = *new PendingUser;
+  return user;
+}
+
+std::atomic<bool> isEngineStarted{false};
+
 }  // namespace
 
+bool OQSDKManager::isStarted() {
+  return isEngineStarted;
+}
+
+void OQSDKManager::_noteStarted() {
+  isEngineStarted = true;
+}
+
 void OQSDKManager::setUserWhenPossible(const std::string& userId) {
-  {
-    std::lock_guard lock(_pendingUserMutex);
-    _pendingUser = userId;
-  }
-  if (isStarted()) _takePendingUser();
+  pendingUser().exchange(userId);
+  if (isStarted()) sharedManager()._takePendingUser();
 }
 
 void OQSDKManager::_takePendingUser() {
   if (OQConsent::isMissing()) return;
-  std::string userId;
-  {
-    std::lock_guard lock(_pendingUserMutex);
-    userId.swap(_pendingUser);
-  }
+  const std::string userId = pendingUser().exchange("");
   if (!userId.empty()) setUser(userId);
 }
 
 void OQSDKManager::proceedWithConsent() {
-  if (!isStarted()) return;
   _takePendingUser();
   login();
 }
@@ -123,10 +144,7 @@ void OQSDKManager::withdraw() {
 
 void OQSDKManager::forget(bool keepDevice) {
   ++_forgettings;
-  {
-    std::lock_guard lock(_pendingUserMutex);
-    _pendingUser.clear();
-  }
+  pendingUser().exchange("");
   OQNetwork::cancelAll();
   {
     // Also after consent was withdrawn.

@@ -84,7 +84,7 @@ void OQSDKManager::_start(std::shared_ptr<TorvelinOqConfig> configuration, bool 
     OQDispatchQueueManager::dispatchInMainThread(observe, true);
   }
   setConfiguration(std::move(configuration));
-  _isStarted = true;
+  _noteStarted();
   _takePendingUser();
   login();
 }

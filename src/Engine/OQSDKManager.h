@@ -126,9 +126,11 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   // For hosts that use Messages.
 
-  bool isStarted() const { return _isStarted; }
+  /// Whether the engine of the process was started. Neither this nor setUserWhenPossible() creates the engine, which
+  /// reads files: before the start it is not known whether consent is required.
+  static bool isStarted();
   /// Calls setUser() now or, before the start and while consent is missing, when that is over.
-  void setUserWhenPossible(const std::string& userId);
+  static void setUserWhenPossible(const std::string& userId);
   /// The user has given consent: does what was due.
   void proceedWithConsent();
   /// Another user: removes messages from the screen, drops what belongs to the former user, and fetches both lists.
@@ -192,6 +194,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
   using Generation = OQCampaignStore::Generation;
   void _start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics);
+  static void _noteStarted();
   void _takePendingUser();
   void _match(const JSONValue& info);
   void _matchInApp(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
@@ -225,9 +228,6 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   OQSerialExecutor _dailyFetches;
   std::mutex _userMutex;                  ///< held while the user is replaced; taken before all others
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
-  std::atomic<bool> _isStarted{false};
-  std::mutex _pendingUserMutex;
-  std::string _pendingUser;  ///< in memory only, until it may be stored
   std::mutex _networkMutex;
   std::shared_ptr<OQNetwork> _network;
 };

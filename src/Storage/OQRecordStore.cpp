@@ -14,8 +14,13 @@ namespace {
 constexpr auto kPatience = std::chrono::milliseconds(250);
 constexpr auto kPatienceWhenBlocked = std::chrono::milliseconds(20);
 
+/// The documents folder, which a reader does not create.
+std::filesystem::path readableFolder() {
+  return applicationDataDirectory() / "Documents";
+}
+
 std::filesystem::path forgettingFile() {
-  return documentsDirectory() / OQForgettingFileName;
+  return readableFolder() / OQForgettingFileName;
 }
 
 }  // namespace
@@ -23,8 +28,7 @@ std::filesystem::path forgettingFile() {
 OQRecordStore::Nodes OQRecordStore::read() {
   // Before the records: if another process forgets the user in between, the next access notices it.
   _forgetting = FileVersion::at(forgettingFile());
-  auto nodes =
-      OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName, &_known);
+  auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(readableFolder() / OQRecordTreeDataFileName, &_known);
   return nodes ? std::move(*nodes) : Nodes();
 }
 

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
 #include "Engine/OQSDKManager.h"
@@ -20,6 +19,7 @@
 #include "UIKit/Controllers/UIViewController.h"
 #include "Utils/OQLogger.h"
 #include "Utils/OQUtils.h"
+#include "oqsdk/Messages.h"
 #include "oqsdk/headless/HeadlessHost.h"
 #include "oqsdk/oqsdk.h"
 
@@ -27,12 +27,17 @@ namespace {
 
 using namespace oq;
 
+/// The command line.
+struct {
+  std::string server;
+  bool requiresConsent = false;
+} settings;
+
 OQSDKManager& engine() {
   return OQSDKManager::sharedManager();
 }
 
 void record(const std::string& name) {
-  Messages::setUser("ann");
   Messages::record(name);
 }
 
@@ -41,18 +46,18 @@ void settle(HeadlessHost& host) {
   OQLogger::getInstance().flush();
 }
 
-MessageOptions options{"consent-key"};
-
 void start() {
-  if (const Status status = Messages::start(options); !status) throw std::runtime_error(status.error);
+  MessageOptions options{"consent-key", settings.server};
+  options.requireConsent = settings.requiresConsent;
+  if (const Status status = Messages::start(options); !status) std::cerr << status.error << std::endl;
 }
 
 void use(HeadlessHost& host) {
   start();
+  TorvelinOqConfig::defaultConfig()->setEnvType(OQEnvironmentProduction);
+  Messages::setUser("ann");
+  engine().onEventDataReceived({{"xwho", "bob"}, {"xwhat", "buy"}, {"xcontext", JSONDictionary{}}});
   for (const char* name : {"buy", "add_to_cart", "$pageview"}) record(name);
-  engine().onEventDataReceived(
-      {{"xwho", "ann"}, {"appid", "shop"}, {"xwhat", "buy"}, {"xwhen", 1.0}, {"xcontext", JSONDictionary{}}});
-  Messages::refresh();
   OQPageCollection::sharedInstance().viewDidAppear(UIViewController());
   TorvelinOqManager::pushTrack(1, Dictionary{{"activityId", "7"}});
   engine().jumpToWebViewWithURLStr("https://localhost/offer.html");
@@ -88,12 +93,17 @@ int main(int argc, char** argv) {
     std::cerr << "usage: consent_host DATA-DIR SERVER required|optional\n";
     return 2;
   }
-  options.server = argv[2];
-  options.requireConsent = std::string(argv[3]) == "required";
+  settings = {argv[2], std::string(argv[3]) == "required"};
   ::access("/step/host", F_OK);
-  HeadlessHost::Options screen;
-  screen.dataDirectory = argv[1];
-  HeadlessHost host(screen);
+  HeadlessHost::Options options;
+  options.dataDirectory = argv[1];
+  HeadlessHost host(options);
+  // What a host does before it starts the library, which learns only then that consent is required.
+  Messages::setLogHandler([](Messages::LogLevel, std::string_view) {});
+  Messages::setHandlers({});
+  Messages::setLogFileLimit(1 << 20);
+  Messages::setUser("ann");
+  engine().diagnostics();  // waits until the files of earlier runs are read
   for (std::string line; std::getline(std::cin, line);) {
     runStep(host, line);
     std::cout << "ok" << std::endl;

@@ -189,6 +189,9 @@ void DefaultsDatabase::close() {
 bool DefaultsDatabase::open(Foreign treatment) {
   if (_connection) return true;
   if (!mayWriteFiles()) return openReadOnly();
+  // A reader creates no database.
+  std::error_code unknown;
+  if (treatment == Foreign::Keep && !std::filesystem::exists(_file, unknown)) return false;
   if (!createDirectory(_file.parent_path())) return false;
   std::optional<FileDescriptor> lock = lockSetup();
   // If no lock file can be created, no process can create a database here, but an existing one can be read.

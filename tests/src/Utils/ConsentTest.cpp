@@ -33,6 +33,7 @@ class Consent : public EngineTest {
     OQLogger::setHandler(nullptr);
     OQConsent::give();
     OQConsent::require(false);
+    OQLogger::log("Begins a file, which the next test expects.");
   }
   /// A later run of the same application.
   void startAgain(bool requiresConsent) {
@@ -168,6 +169,31 @@ TEST_F(Consent, WithdrawalHoldsInLaterRunsAndLeavesEarlierFilesUntouched) {
   startAgain(false);
   EXPECT_FALSE(OQConsent::isMissing());
   startAgain(true);
+  EXPECT_TRUE(OQConsent::isMissing());
+}
+
+TEST_F(Consent, UserCanBeForgottenAfterTheWithdrawal) {
+  network->answer("/push/sdk/login", R"({"code":0,"token":"t-1"})");
+  engine->login();
+  receive("buy");
+  deliverInApp({campaign("1", "buy")});
+  OQUtils::saveUUIDWithKeyChain();
+  ASSERT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
+  const fs::path log = OQLogger::getInstance().logFilePath();
+  OQConsent::withdraw();
+  engine->forget(false);
+  settle();
+  closeAllUserDefaults();
+  const OQUserDefaults& defaults = OQUserDefaults::groupDefaults();
+  EXPECT_EQ(defaults.objectForKey("oq_token"), JSONValue());
+  EXPECT_EQ(defaults.objectForKey("oq_xwho"), JSONValue());
+  EXPECT_EQ(OQUtils::getUUID(), "") << "none is made without consent";
+  EXPECT_FALSE(OQUtils::getUUIDWithKeychain().is_string());
+  EXPECT_FALSE(fs::exists(folder() / "Documents/OQInAppWindowData.plist"));
+  EXPECT_TRUE(usedCountsOnDisk().empty());
+  EXPECT_FALSE(fs::exists(log));
+  EXPECT_TRUE(OQConsent::isMissing());
+  startAgain(false);
   EXPECT_TRUE(OQConsent::isMissing());
 }
 
