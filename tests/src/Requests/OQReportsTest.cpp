@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <future>
 #include <limits>
+#include <map>
+#include <mutex>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -21,6 +24,7 @@
 #include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 #include "support/LoopbackServer.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
@@ -219,6 +223,43 @@ TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
     EXPECT_EQ(reports->flush(aMinute), 1u);
     EXPECT_EQ(reports->pending(), 0u);
   }
+}
+
+/// The server fails before or after it stores a request. Threads send meanwhile, and the library is restarted.
+TEST_F(KeptReportsTest, EachIsStoredOnceByAServerThatFailsAtRandom) {
+  constexpr int threads = 4, each = 100;
+  std::mutex mutex;
+  std::mt19937 random(1);
+  std::map<std::string, std::string> stored;  // names by id
+  const auto serve = [&](const Request& request) {
+    std::lock_guard lock(mutex);
+    const Answer failures[] = {{"", 503}, {"", 0, Error{URLErrorDomain, URLErrorNetworkConnectionLost, "lost"}}};
+    if (random() % 4 == 0) return failures[random() % 2];
+    for (const auto& event : request.json.at("events").as_array())
+      stored.emplace(descriptionOf(event.at("id")), descriptionOf(event.at("xwhat")));
+    return random() % 2 == 0 ? Answer() : failures[random() % 2];
+  };
+  network->script(callbackPath, serve);
+  network->script("/push/sdk/event/trigger", serve);
+  for (int life = 0; life < 3; ++life) {
+    launchWithShortPauses();
+    inThreads(threads, [&](int thread) {
+      for (int i = 0; i < each; ++i) {
+        OQWindowEvent event;
+        event.setXwhat(JSONValue(std::to_string(life) + "/" + std::to_string(thread) + "/" + std::to_string(i)));
+        reports->send(session, i % 2 == 0 ? Kind::WindowEvent : Kind::SubscribedEvent, event);
+        if (i % 10 == 0) reports->flush(0);
+      }
+    });
+  }
+  // An attempt that is ending keeps its journal locked, so one start may not be enough.
+  do {
+    launchWithShortPauses();
+    EXPECT_EQ(reports->flush(aMinute), 0u);
+  } while (!enumerateDirectory(journals()).empty());
+  std::set<std::string> names;
+  for (const auto& [id, name] : stored) EXPECT_TRUE(names.insert(name).second) << name;
+  EXPECT_EQ(names.size(), 3u * threads * each);
 }
 
 TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
