@@ -19,6 +19,7 @@
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Networking/CurlTransport.h"
 #include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
 #include "Storage/OQReportJournal.h"
 #include "Storage/OQUserDefaults.h"
@@ -66,6 +67,11 @@ class OQReportsTest : public WorldTest {
     }
   }
 
+  void takeOffer() {
+    session.offer = OQExtensions{false, true, OQEnvironmentProduction};
+    reports->takeOffer(session);
+  }
+
   OQSession::Values session;
   int sent = 0;
   std::shared_ptr<OQReports> reports = std::make_shared<OQReports>();
@@ -108,8 +114,8 @@ class KeptReportsTest : public OQReportsTest {
   using Answer = ScriptedTransport::Answer;
 
   KeptReportsTest() {
-    session.offer = OQExtensions{false, true, OQEnvironmentProduction};
     session.userId = "ann";
+    takeOffer();
     launch();
   }
 
@@ -378,27 +384,35 @@ TEST_F(OQReportsTest, AllReportsReachASlowServerBeforeTheProcessEnds) {
     return LoopbackServer::Response{200, R"({"code":0})"};
   });
   setURLTransport(std::make_shared<TransportTo>(server.url()));
-  const auto begin = std::chrono::steady_clock::now();
-  send(20);
-  EXPECT_EQ(reports->flush(aMinute), 0u);
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-  EXPECT_EQ(server.requests(callbackPath).size(), 20u);
-  std::printf("[ reports  ] 20 reports, each delayed by %d ms: %.2f s\n", static_cast<int>(delay.count()),
-              taken.count());
+  for (const bool isOffered : {false, true}) {
+    if (isOffered) takeOffer();
+    const auto begin = std::chrono::steady_clock::now();
+    send(20);
+    EXPECT_EQ(reports->flush(aMinute), 0u);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    std::printf("[ reports  ] 20 reports %s the offer, each request delayed by %d ms: %.2f s\n",
+                isOffered ? "with" : "without", static_cast<int>(delay.count()), taken.count());
+  }
+  std::size_t arrived = 0;
+  for (const auto& request : server.requests(callbackPath))
+    arrived += valueWithJSON(request.body)->at("events").as_array().size();
+  EXPECT_EQ(arrived, 40u);
 }
 
 /// A server that accepts connections and never answers, and one that refuses them.
 TEST_F(OQReportsTest, FlushAgainstADeadServerEndsInTime) {
   int port = 0;
   const FileDescriptor silent(listenOnLoopback(port));
-  for (const int deadPort : {port, 1}) {
+  for (const auto& [deadPort, isOffered] : {std::pair(port, false), {1, false}, {port, true}, {1, true}}) {
     setURLTransport(std::make_shared<TransportTo>("https://localhost:" + std::to_string(deadPort)));
+    if (isOffered) takeOffer();
     send(20);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(reports->flush(0.3), 20u);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     EXPECT_LT(taken.count(), 10) << "much less than the timeout of a request";
-    std::printf("[ reports  ] 20 reports to a dead server, limit 0.3 s: %.3f s\n", taken.count());
+    std::printf("[ reports  ] 20 reports to a server that %s, %s the offer, limit 0.3 s: %.3f s\n",
+                deadPort == 1 ? "refuses connections" : "never answers", isOffered ? "with" : "without", taken.count());
     reports->removeAll();
     EXPECT_EQ(reports->pending(), 0u);
   }
