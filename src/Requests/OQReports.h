@@ -26,8 +26,8 @@ namespace oq {
 
 /// The reports to the campaign server. Without an offer of the extension "reports", each report is sent once, at once.
 /// With it, a report gets an id and goes to the journal before it is sent, and is sent again until the server
-/// acknowledges or refuses it, also by later runs. Such reports are sent in order, several per request, one request at
-/// a time. Their order of arrival is not guaranteed.
+/// acknowledges or refuses it, also by later runs. Such reports are sent oldest first, several per request, one request
+/// at a time.
 ///
 /// Threads: any thread may call, also the main thread while it does not run its loop: nothing here uses the main queue.
 /// send() writes the journal on the calling thread. One mutex guards everything; no other code is called while it is

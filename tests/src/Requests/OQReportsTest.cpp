@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <future>
 #include <limits>
+#include <map>
+#include <mutex>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -16,11 +19,13 @@
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Networking/CurlTransport.h"
 #include "Foundation/Values/Format.h"
+#include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
 #include "Storage/OQReportJournal.h"
 #include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 #include "support/LoopbackServer.h"
+#include "support/Threads.h"
 
 namespace oq::test {
 namespace {
@@ -60,6 +65,11 @@ class OQReportsTest : public WorldTest {
       event.setXwhat(JSONValue(std::to_string(++sent)));
       reports->send(session, Kind::WindowEvent, event);
     }
+  }
+
+  void takeOffer() {
+    session.offer = OQExtensions{false, true, OQEnvironmentProduction};
+    reports->takeOffer(session);
   }
 
   OQSession::Values session;
@@ -104,8 +114,8 @@ class KeptReportsTest : public OQReportsTest {
   using Answer = ScriptedTransport::Answer;
 
   KeptReportsTest() {
-    session.offer = OQExtensions{false, true, OQEnvironmentProduction};
     session.userId = "ann";
+    takeOffer();
     launch();
   }
 
@@ -219,6 +229,43 @@ TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
     EXPECT_EQ(reports->flush(aMinute), 1u);
     EXPECT_EQ(reports->pending(), 0u);
   }
+}
+
+/// The server fails before or after it stores a request. Threads send meanwhile, and the library is restarted.
+TEST_F(KeptReportsTest, EachIsStoredOnceByAServerThatFailsAtRandom) {
+  constexpr int threads = 4, each = 100;
+  std::mutex mutex;
+  std::mt19937 random(1);
+  std::map<std::string, std::string> stored;  // names by id
+  const auto serve = [&](const Request& request) {
+    std::lock_guard lock(mutex);
+    const Answer failures[] = {{"", 503}, {"", 0, Error{URLErrorDomain, URLErrorNetworkConnectionLost, "lost"}}};
+    if (random() % 4 == 0) return failures[random() % 2];
+    for (const auto& event : request.json.at("events").as_array())
+      stored.emplace(descriptionOf(event.at("id")), descriptionOf(event.at("xwhat")));
+    return random() % 2 == 0 ? Answer() : failures[random() % 2];
+  };
+  network->script(callbackPath, serve);
+  network->script("/push/sdk/event/trigger", serve);
+  for (int life = 0; life < 3; ++life) {
+    launchWithShortPauses();
+    inThreads(threads, [&](int thread) {
+      for (int i = 0; i < each; ++i) {
+        OQWindowEvent event;
+        event.setXwhat(JSONValue(std::to_string(life) + "/" + std::to_string(thread) + "/" + std::to_string(i)));
+        reports->send(session, i % 2 == 0 ? Kind::WindowEvent : Kind::SubscribedEvent, event);
+        if (i % 10 == 0) reports->flush(0);
+      }
+    });
+  }
+  // An attempt that is ending keeps its journal locked, so one start may not be enough.
+  do {
+    launchWithShortPauses();
+    EXPECT_EQ(reports->flush(aMinute), 0u);
+  } while (!enumerateDirectory(journals()).empty());
+  std::set<std::string> names;
+  for (const auto& [id, name] : stored) EXPECT_TRUE(names.insert(name).second) << name;
+  EXPECT_EQ(names.size(), 3u * threads * each);
 }
 
 TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
@@ -337,27 +384,35 @@ TEST_F(OQReportsTest, AllReportsReachASlowServerBeforeTheProcessEnds) {
     return LoopbackServer::Response{200, R"({"code":0})"};
   });
   setURLTransport(std::make_shared<TransportTo>(server.url()));
-  const auto begin = std::chrono::steady_clock::now();
-  send(20);
-  EXPECT_EQ(reports->flush(aMinute), 0u);
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-  EXPECT_EQ(server.requests(callbackPath).size(), 20u);
-  std::printf("[ reports  ] 20 reports, each delayed by %d ms: %.2f s\n", static_cast<int>(delay.count()),
-              taken.count());
+  for (const bool isOffered : {false, true}) {
+    if (isOffered) takeOffer();
+    const auto begin = std::chrono::steady_clock::now();
+    send(20);
+    EXPECT_EQ(reports->flush(aMinute), 0u);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    std::printf("[ reports  ] 20 reports %s the offer, each request delayed by %d ms: %.2f s\n",
+                isOffered ? "with" : "without", static_cast<int>(delay.count()), taken.count());
+  }
+  std::size_t arrived = 0;
+  for (const auto& request : server.requests(callbackPath))
+    arrived += valueWithJSON(request.body)->at("events").as_array().size();
+  EXPECT_EQ(arrived, 40u);
 }
 
 /// A server that accepts connections and never answers, and one that refuses them.
 TEST_F(OQReportsTest, FlushAgainstADeadServerEndsInTime) {
   int port = 0;
   const FileDescriptor silent(listenOnLoopback(port));
-  for (const int deadPort : {port, 1}) {
+  for (const auto& [deadPort, isOffered] : {std::pair(port, false), {1, false}, {port, true}, {1, true}}) {
     setURLTransport(std::make_shared<TransportTo>("https://localhost:" + std::to_string(deadPort)));
+    if (isOffered) takeOffer();
     send(20);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(reports->flush(0.3), 20u);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     EXPECT_LT(taken.count(), 10) << "much less than the timeout of a request";
-    std::printf("[ reports  ] 20 reports to a dead server, limit 0.3 s: %.3f s\n", taken.count());
+    std::printf("[ reports  ] 20 reports to a server that %s, %s the offer, limit 0.3 s: %.3f s\n",
+                deadPort == 1 ? "refuses connections" : "never answers", isOffered ? "with" : "without", taken.count());
     reports->removeAll();
     EXPECT_EQ(reports->pending(), 0u);
   }
