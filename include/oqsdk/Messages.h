@@ -59,7 +59,7 @@ class OQSDK_EXPORT MessageReporter {
 
 /// The host's callbacks. Each may be empty. All but `mayShow` are called on the main thread; `mayShow` is called on the
 /// thread that recorded the event. No lock is held during a call, so a callback may call any function of Messages.
-/// An exception that leaves a callback is caught and ignored.
+/// An exception that leaves a callback is caught and ignored; if `mayShow` ends with one, the message may be shown.
 struct MessageHandlers {
   /// Asked after all other rules have allowed the message, and before it is counted. `false` means that the message is
   /// not shown: the event is used up and no other campaign is tried.
@@ -81,7 +81,8 @@ struct MessageHandlers {
   /// Draws the message in place of the library. `content` is a dictionary in the form of the campaign file: "style",
   /// "picture", "clickEvent", and "title", "content", "buttonLeft", "buttonMiddle" and "buttonRight" with "text",
   /// "color", "background", "size" (points) and "clickEvent"; parts that the campaign does not have are missing. Keep
-  /// the reporter as long as the message is on screen. `false` means that the library is to show the message.
+  /// the reporter as long as the message is on screen. `false`, before anything was reported, means that the library is
+  /// to show the message; a web page (style 4) that it cannot show is then lost, although it was counted.
   std::function<bool(const Message&, const Value& content, MessageReporter reporter)> present;
 };
 
@@ -98,7 +99,7 @@ struct MessageOptions {
   /// Nothing is sent, stored or shown until Messages::giveConsent() is called, in this run or an earlier one.
   bool requireConsent = false;
   /// While a message is on screen or about to appear, other messages are neither shown nor counted. By default a newer
-  /// message appears on top.
+  /// message appears on top. `false` changes nothing that Messages::setOneAtATime() has set.
   bool oneAtATime = false;
 };
 
@@ -125,13 +126,13 @@ class OQSDK_EXPORT Messages {
   static Status setServer(std::uint64_t environment, const std::string& url);
 
   /// Sets the user for whom campaigns are fetched. The library keeps the user for later runs; set before start(), it
-  /// gets campaigns in the first run. Fails if the id is empty.
+  /// gets campaigns in the first run; until then it is kept in memory only. Fails if the id is empty.
   ///
   /// Another user than before gets nothing of the former one's campaigns: messages on screen are removed, waiting
   /// events are dropped, and new lists are fetched. How often each campaign was shown on this device is kept.
   static Status setUser(const std::string& userId);
   /// Records an event now. A campaign may show a message for it. `properties` is a dictionary. Fails if the name is
-  /// empty or the properties are of another kind.
+  /// empty, the properties are of another kind, or the library was not started.
   static Status record(const std::string& event, const Value& properties = Dictionary());
 
   /// Replaces all callbacks. A callback of the former ones may still be running on another thread when this returns; it
@@ -152,8 +153,8 @@ class OQSDK_EXPORT Messages {
   /// Gives the user's consent, and keeps it for later runs. If start() was called, the library logs in.
   static void giveConsent();
   /// Withdraws it, also for later runs, in which it remains withdrawn even without MessageOptions::requireConsent.
-  /// Requests under way are cancelled, and messages are removed from the screen without a report. What is stored stays;
-  /// see forget().
+  /// Requests under way are cancelled, reports that were not sent are dropped, and messages and pages are removed from
+  /// the screen without a report. Everything else that is stored stays; see forget().
   static void withdrawConsent();
   /// False while consent is required and not given, or withdrawn.
   static bool hasConsent();
@@ -165,7 +166,8 @@ class OQSDK_EXPORT Messages {
   /// Removes everything that the library has stored about the user and the device: user id, token, campaigns, how often
   /// they were shown, waiting events and reports, log files, pictures, web data, and the identifiers of this
   /// installation. Keeps the environment and a withdrawn consent. Other running processes of the application remove
-  /// theirs when a message is due next. May wait some seconds for the desktop's keychain.
+  /// theirs when a message is due next. May wait some seconds for the desktop's keychain, or for a process that uses
+  /// the counts. Nothing is fetched before start() is called again.
   static void forget(Forget what = Forget::Everything);
 
   /// Fetches the campaigns now, even if they were fetched today. Does nothing before the login was answered, or

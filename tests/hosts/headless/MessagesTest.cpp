@@ -54,12 +54,10 @@ class MessagesTest : public test::WorldTest {
   }
 
   void offer(const JSONArray& records) { network->answer("/push/sdk/in_app", test::textOf(test::listAnswer(records))); }
-  void start(const JSONArray& records, bool requireConsent = false) {
+  void start(const JSONArray& records) {
     offer(records);
     ASSERT_TRUE(Messages::setUser("user-1"));
-    MessageOptions options{"my-application", "https://messages.example"};
-    options.requireConsent = requireConsent;
-    ASSERT_TRUE(Messages::start(options));
+    ASSERT_TRUE(Messages::start({"my-application", "https://messages.example"}));
     settle();
   }
   void settle() {
@@ -129,6 +127,8 @@ TEST_F(MessagesTest, HostHearsWhatTheUserDoes) {
   EXPECT_EQ(calls, (Calls{"shown 1", "clicked 1 5", "link https://shop.example/yes"}));
   EXPECT_TRUE(host.pages().empty()) << "the host has handled the link";
   EXPECT_EQ(reports(), (Calls{"$impDialog", "$clickDialog"}));
+  EXPECT_EQ(network->requests("/push/sdk/in_app/callback").back().json.at("events").at(0).at("appid"),
+            "my-application");
 
   calls.clear();
   ASSERT_TRUE(Messages::record("look"));
@@ -193,7 +193,7 @@ TEST_F(MessagesTest, RefusedMessagesAreNotCountedAndMayBeShownLater) {
 }
 
 TEST_F(MessagesTest, RulesAreCheckedAgainAfterTheHostHasAgreed) {
-  start({buttonsCampaign("1", "buy", 3)});
+  start({buttonsCampaign("1", "buy", 3), buttonsCampaign("2", "leave")});
   bool isNested = false;
   handlers.mayShow = [&](const Message&) {
     // Meanwhile another event shows the same campaign.
@@ -206,6 +206,13 @@ TEST_F(MessagesTest, RulesAreCheckedAgainAfterTheHostHasAgreed) {
   show();
   EXPECT_EQ(calls, (Calls{"shown 1"}));
   EXPECT_EQ(usedCount("1"), 1);
+  handlers.mayShow = [&](const Message&) {
+    setNow("2026-04-01 00:00:00");
+    return true;
+  };
+  Messages::setHandlers(handlers);
+  Messages::record("leave");
+  EXPECT_EQ(outcome(), "after end");
 }
 
 /// How far a message has come when the host does something.
@@ -428,6 +435,7 @@ TEST_F(MessagesTest, ForgottenUserLeavesNothingBehind) {
   settle();
   EXPECT_TRUE(other->shownIds().empty());
   EXPECT_TRUE(other->inAppDataArray()->empty());
+  EXPECT_EQ(other->userId(), std::nullopt);
 }
 
 TEST_F(MessagesTest, BadInputGetsAnErrorAndChangesNothing) {
@@ -437,6 +445,7 @@ TEST_F(MessagesTest, BadInputGetsAnErrorAndChangesNothing) {
   EXPECT_EQ(errorOf(Messages::setUser("")), "The user id is empty.");
   EXPECT_EQ(errorOf(Messages::record("")), "The event's name is empty.");
   EXPECT_EQ(errorOf(Messages::record("buy", Array{1})), "The event's properties are not a dictionary.");
+  EXPECT_EQ(errorOf(Messages::record("buy")), "The library is not started.");
   EXPECT_NE(errorOf(Messages::setServer(OQEnvironmentProduction, "https://user@messages.example")), "");
   settle();
   EXPECT_TRUE(network->requests().empty());
