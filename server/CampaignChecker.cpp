@@ -18,7 +18,7 @@ namespace json = boost::json;
 namespace {
 
 // Keys for the server only; they are never sent to clients.
-constexpr std::array<std::string_view, 3> serverKeys = {"environments", "newUser", "userIds"};
+constexpr std::array<std::string_view, 4> serverKeys = {"environments", "newUser", "userIds", "requires"};
 
 const JsonSchema& schema() {
   static const JsonSchema compiled(campaignSchema);
@@ -69,6 +69,9 @@ Campaigns CampaignChecker::check(const json::value& root) {
     auto& accepted = campaigns.appKeys.emplace();
     for (const auto& key : keys->get_array()) accepted.emplace(key.get_string());
   }
+  if (const auto* testers = present(*object, "testers")) {
+    for (const auto& userId : testers->get_array()) campaigns.testers.emplace(userId.get_string());
+  }
   return campaigns;
 }
 
@@ -116,6 +119,18 @@ void CampaignChecker::_warnOfNoEffect(const std::string& path, const json::objec
   if (!picture.empty() && !picture.starts_with("https://")) {
     _warn(memberOf(path, "picture"), "clients load https:// pictures only");
   }
+  _warnOfUnknownExtensions(path, campaign);
+}
+
+void CampaignChecker::_warnOfUnknownExtensions(const std::string& path, const json::object& campaign) {
+  const auto* required = present(campaign, "requires");
+  const auto* names = required ? required->if_array() : nullptr;
+  for (std::size_t i = 0; names && i < names->size(); ++i) {
+    const auto* name = (*names)[i].if_string();
+    const bool isKnown = !name || std::find(std::begin(extensionNames), std::end(extensionNames),
+                                            std::string_view(*name)) != std::end(extensionNames);
+    if (!isKnown) _warn(elementOf(memberOf(path, "requires"), i), "this server offers no such extension to clients");
+  }
 }
 
 std::vector<Campaign> CampaignChecker::_campaignsFrom(const json::object& root, std::string_view key) {
@@ -139,6 +154,9 @@ Campaign CampaignChecker::_campaignFrom(const json::object& source) {
   }
   if (const auto* userIds = present(source, "userIds")) {
     for (const auto& userId : userIds->get_array()) campaign.userIds.emplace(userId.get_string());
+  }
+  if (const auto* required = present(source, "requires")) {
+    for (const auto& name : required->get_array()) campaign.requiredExtensions.emplace(name.get_string());
   }
   json::object sent;
   for (const auto& [key, value] : source) {

@@ -27,6 +27,7 @@ class CampaignChecker {
   void _checkRange(const std::string& path, const boost::json::object& campaign);
   void _checkDuplicates(std::string_view list, const boost::json::array& campaigns);
   void _warnOfNoEffect(const std::string& path, const boost::json::object& campaign, Kind kind);
+  void _warnOfUnknownExtensions(const std::string& path, const boost::json::object& campaign);
   std::vector<Campaign> _campaignsFrom(const boost::json::object& root, std::string_view key);
   Campaign _campaignFrom(const boost::json::object& source);
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <bitset>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,11 +24,17 @@ inline std::string_view nameOf(Environment environment) {
   return environmentNames[static_cast<int>(environment)];
 }
 
+// The extensions that this server offers to clients in the response to their login.
+inline constexpr std::string_view testerExtension = "tester";
+inline constexpr std::string_view reportsExtension = "reports";
+inline constexpr std::string_view extensionNames[] = {testerExtension, reportsExtension};
+
 // The client that requests a list. `newUser` is absent if the request does not contain it.
 struct Audience {
   Environment environment = Environment::production;
   std::optional<int> newUser;
   std::string userId;
+  std::set<std::string, std::less<>> extensions;  // that the client named
 };
 
 // One campaign: the JSON for clients, and the rules by which the server selects clients.
@@ -35,10 +43,13 @@ struct Campaign {
   std::bitset<3> environments = 0b111;
   std::optional<int> newUser;
   std::set<std::string> userIds;  // empty: all users
+  std::set<std::string, std::less<>> requiredExtensions;
 
   bool isFor(const Audience& audience) const {
     if (!environments[static_cast<size_t>(audience.environment)]) return false;
     if (newUser && newUser != audience.newUser) return false;
+    const auto &named = audience.extensions, &required = requiredExtensions;
+    if (!std::includes(named.begin(), named.end(), required.begin(), required.end())) return false;
     return userIds.empty() || userIds.count(audience.userId) > 0;
   }
 };
@@ -46,6 +57,7 @@ struct Campaign {
 // The content of one campaign file. Immutable once it is published.
 struct Campaigns {
   std::optional<std::set<std::string>> appKeys;  // absent: every key may log in
+  std::set<std::string> testers;                 // user ids
   std::vector<Campaign> windows;
   std::vector<Campaign> subscriptions;
 };

@@ -12,6 +12,7 @@ namespace json = boost::json;
 namespace {
 
 constexpr std::size_t kMaximumBodyDepth = 512;
+constexpr std::size_t kLongestReportId = 64;
 
 // Returns a member as a string. Clients send the type that their host supplied: a null or absent member becomes "", and
 // a value of another type becomes its JSON text.
@@ -33,9 +34,28 @@ std::optional<int> newUserOf(const json::object& request) {
   return static_cast<int>(value->get_int64());
 }
 
+// The extensions that the client named. Entries that are not strings are ignored, as are unknown names.
+std::set<std::string, std::less<>> extensionsOf(const json::object& request) {
+  std::set<std::string, std::less<>> names;
+  const auto* list = request.if_contains("extensions");
+  if (!list || !list->is_array()) return names;
+  for (const auto& name : list->get_array()) {
+    if (name.is_string()) names.emplace(name.get_string());
+  }
+  return names;
+}
+
+// The id that a client with the extension "reports" gives to each event; otherwise empty.
+std::string reportIdOf(const json::object& event) {
+  const auto* id = event.if_contains("id");
+  if (!id || !id->is_string() || id->get_string().size() > kLongestReportId) return {};
+  return std::string(id->get_string());
+}
+
 ReceivedEvent receivedEvent(const json::object& event) {
   const auto* context = event.if_contains("xcontext");
-  return {stringOf(event, "xwhat"), context ? json::serialize(*context) : "{}", json::serialize(event)};
+  return {reportIdOf(event), stringOf(event, "xwhat"), context ? json::serialize(*context) : "{}",
+          json::serialize(event)};
 }
 
 std::string jsonString(std::string_view text) {
@@ -85,7 +105,10 @@ Reply Endpoints::_login(const Object& request) {
     return {200, refusal(403, "this appKey is not accepted here").body};
   }
   const auto token = _store.createToken(key, deviceOf(request));
-  return {200, json::serialize(json::object{{"code", 0}, {"message", "ok"}, {"token", token}})};
+  json::array extensions;
+  for (const auto name : extensionNames) extensions.emplace_back(name);
+  return {200, json::serialize(json::object{
+                   {"code", 0}, {"message", "ok"}, {"token", token}, {"extensions", std::move(extensions)}})};
 }
 
 Reply Endpoints::_list(Environment environment, const Object& request, bool windows) {
@@ -95,8 +118,12 @@ Reply Endpoints::_list(Environment environment, const Object& request, bool wind
     return {200, refusal(401, "unknown token: log in first").body};
   }
   const auto campaigns = _campaigns.get();
-  const Audience audience{environment, newUserOf(request), stringOf(request, "userId")};
-  std::string body = R"({"code":0,"message":"ok","data":[)";
+  const Audience audience{environment, newUserOf(request), stringOf(request, "userId"), extensionsOf(request)};
+  const bool isTester =
+      !windows && audience.extensions.contains(testerExtension) && campaigns->testers.contains(audience.userId);
+  std::string body = R"({"code":0,"message":"ok",)";
+  if (isTester) body += R"("tester":true,)";
+  body += R"("data":[)";
   bool first = true;
   for (const auto& campaign : windows ? campaigns->windows : campaigns->subscriptions) {
     if (!campaign.isFor(audience)) continue;
@@ -121,16 +148,18 @@ Reply Endpoints::_receive(Environment environment, std::string_view path, const 
   }
   const auto time = timestampNow();
   const auto user = stringOf(request, "userId");
-  _store.append(time, nameOf(environment), path, user, events);
-  _print(time, path, user, events);
+  const auto stored = _store.append(time, nameOf(environment), path, user, events);
+  _print(time, path, user, events, stored);
   return {200, R"({"code":0,"message":"ok"})"};
 }
 
 // User and name are written as JSON strings, so that a client cannot inject a line break.
 void Endpoints::_print(std::string_view time, std::string_view path, std::string_view user,
-                       const std::vector<ReceivedEvent>& events) {
+                       const std::vector<ReceivedEvent>& events, const std::vector<bool>& stored) {
   std::lock_guard lock(_printing);
-  for (const auto& event : events) {
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    if (!stored[i]) continue;
+    const auto& event = events[i];
     _eventLines << time << ' ' << path << ' ' << jsonString(user) << ' ' << jsonString(event.name) << ' '
                 << event.context << '\n';
   }

@@ -32,8 +32,9 @@ class Endpoints {
   static constexpr std::string_view callback = "/push/sdk/in_app/callback";
   static constexpr std::string_view paths[] = {login, inApp, subscribe, trigger, callback};
 
-  // Each received event is stored and then written to `eventLines` as one line. The arguments must outlive this object;
-  // no other code may write to `eventLines` meanwhile.
+  // Each received event is stored and then written to `eventLines` as one line. An event with the id of an earlier one
+  // is acknowledged, but neither stored nor written. The arguments must outlive this object; no other code may write to
+  // `eventLines` meanwhile.
   Endpoints(EventStore& store, const CurrentCampaigns& campaigns, std::ostream& eventLines);
 
   // `path` is one of `paths`.
@@ -53,7 +54,7 @@ class Endpoints {
   Reply _list(Environment environment, const Object& request, bool windows);
   Reply _receive(Environment environment, std::string_view path, const Object& request);
   void _print(std::string_view time, std::string_view path, std::string_view user,
-              const std::vector<ReceivedEvent>& events);
+              const std::vector<ReceivedEvent>& events, const std::vector<bool>& stored);
 
   EventStore& _store;
   const CurrentCampaigns& _campaigns;

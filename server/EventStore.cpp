@@ -30,6 +30,8 @@ Database openDatabase(const std::filesystem::path& file) {
       id INTEGER PRIMARY KEY AUTOINCREMENT, time TEXT NOT NULL, environment TEXT NOT NULL,
       endpoint TEXT NOT NULL, user TEXT NOT NULL, name TEXT NOT NULL, context TEXT NOT NULL, body TEXT NOT NULL);
     CREATE INDEX IF NOT EXISTS events_named ON events (name, id);
+    CREATE TABLE IF NOT EXISTS reports (id TEXT PRIMARY KEY, time TEXT NOT NULL) WITHOUT ROWID;
+    CREATE INDEX IF NOT EXISTS reports_by_time ON reports (time);
   )");
   return database;
 }
@@ -79,6 +81,9 @@ EventStore::EventStore(const std::filesystem::path& file)
       _findToken(_database.prepare("SELECT 1 FROM tokens WHERE token = ?")),
       _insertEvent(_database.prepare("INSERT INTO events (time, environment, endpoint, user, name, context, body) "
                                      "VALUES (?, ?, ?, ?, ?, ?, ?)")),
+      _insertReport(_database.prepare("INSERT OR IGNORE INTO reports (id, time) VALUES (?, ?)")),
+      _purgeReports(
+          _database.prepare("DELETE FROM reports WHERE time < strftime('%Y-%m-%dT%H:%M:%fZ', ?, '-30 days')")),
       _listSince(_database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
                                    "FROM events WHERE id > ?1 AND (?2 = 0 OR name = ?3) ORDER BY id LIMIT ?4")),
       _listNewest(_database.prepare("SELECT id, time, environment, endpoint, user, name, context, body "
@@ -102,14 +107,24 @@ bool EventStore::knowsToken(std::string_view token) {
   return found;
 }
 
-void EventStore::append(std::string_view time, std::string_view environment, std::string_view endpoint,
-                        std::string_view user, const std::vector<ReceivedEvent>& events) {
+std::vector<bool> EventStore::append(std::string_view time, std::string_view environment, std::string_view endpoint,
+                                     std::string_view user, const std::vector<ReceivedEvent>& events) {
+  std::vector<bool> stored;
   std::lock_guard lock(_mutex);
   Transaction transaction(_database);
   for (const auto& event : events) {
+    stored.push_back(event.reportId.empty() || _isNewReport(time, event.reportId));
+    if (!stored.back()) continue;
     _insertEvent.with(time, environment, endpoint, user, event.name, event.context, event.body).run();
   }
   transaction.commit();
+  return stored;
+}
+
+bool EventStore::_isNewReport(std::string_view time, std::string_view id) {
+  _purgeReports.with(time).run();
+  _insertReport.with(id, time).run();
+  return _database.changes() > 0;
 }
 
 std::vector<StoredEvent> EventStore::list(const EventFilter& filter) {

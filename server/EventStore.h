@@ -13,8 +13,10 @@
 
 namespace oq::server {
 
-// One event as a client sent it. `context` and `body` are compact JSON.
+// One event as a client sent it. `context` and `body` are compact JSON. `reportId` is empty if the client gave it no
+// id.
 struct ReceivedEvent {
+  std::string reportId;
   std::string name;
   std::string context;
   std::string body;
@@ -43,16 +45,20 @@ class EventStore {
   std::string createToken(std::string_view appKey, std::string_view device);
   bool knowsToken(std::string_view token);
 
-  // Stores all events. If it throws, it has stored no event. `time` comes from timestampNow().
-  void append(std::string_view time, std::string_view environment, std::string_view endpoint, std::string_view user,
-              const std::vector<ReceivedEvent>& events);
+  // Stores the events, except those with an id that was stored in the last 30 days. Returns which ones it stored. If it
+  // throws, it has stored no event. `time` comes from timestampNow().
+  std::vector<bool> append(std::string_view time, std::string_view environment, std::string_view endpoint,
+                           std::string_view user, const std::vector<ReceivedEvent>& events);
   std::vector<StoredEvent> list(const EventFilter& filter);
   std::int64_t count();
 
  private:
+  bool _isNewReport(std::string_view time, std::string_view id);
+
   std::mutex _mutex;  // guards the connection and its statements
   Database _database;
-  Statement _insertToken, _trimTokens, _findToken, _insertEvent, _listSince, _listNewest, _count;
+  Statement _insertToken, _trimTokens, _findToken, _insertEvent, _insertReport, _purgeReports, _listSince, _listNewest,
+      _count;
 };
 
 }  // namespace oq::server

@@ -52,6 +52,8 @@ class Database {
   explicit Database(const std::filesystem::path& file);
 
   void execute(const char* sql);
+  // The number of rows that the last INSERT, UPDATE or DELETE changed.
+  int changes() const { return sqlite3_changes(_handle.get()); }
   Statement prepare(std::string_view sql) { return Statement(_handle.get(), sql); }
 
  private:

@@ -40,6 +40,11 @@ class OQSDK_EXPORT OQObserverListener : public Object {
   /// | "already shown in this run" | waits for the next start of the application |
   /// | "closed by the user in an earlier run" | will not be shown again |
   /// | "records are busy" | another process of the application kept the records for 250 ms; not counted |
+  /// | "cannot be shown by this host" | is a web page, and the host has no web engine; not counted |
+  /// | "held by the host" | was refused because of Messages::hold(); not counted |
+  /// | "another message is shown" | was refused because only one may be shown at a time; not counted |
+  /// | "refused by the host" | was refused by MessageHandlers::mayShow; not counted |
+  /// | "the user has changed" | belongs to the former user; not counted |
   /// | "counted and handed to the screen" | is shown |
   /// | "waiting" | the event waits for a list of windows |
   /// | "dropped because the waiting array is full" | the event is ignored |

@@ -4,6 +4,7 @@
 /// Everything of the library that does not depend on the kind of host.
 #include "oqsdk/AnalyticsHook.h"
 #include "oqsdk/Exception.h"
+#include "oqsdk/Messages.h"
 #include "oqsdk/OQDiagnosticsPanel.h"
 #include "oqsdk/OQFloatingBall.h"
 #include "oqsdk/OQObserverListener.h"

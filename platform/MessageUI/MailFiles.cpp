@@ -40,7 +40,7 @@ std::string fileNameFor(std::string name) {
 
 std::vector<fs::path> writeMailFiles(const std::vector<MailAttachment>& attachments) {
   const fs::path mail = applicationDataDirectory() / "Mail";
-  if (attachments.empty() || !createDirectory(mail)) return {};
+  if (attachments.empty() || !mayWriteFiles() || !createDirectory(mail)) return {};
   removeOldFolders(mail);
   std::string folder = (mail / "XXXXXX").string();
   if (!::mkdtemp(folder.data())) return {};

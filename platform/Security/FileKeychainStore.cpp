@@ -41,7 +41,7 @@ FileDescriptor openFolder() {
     errno = EPERM;
     return FileDescriptor();
   }
-  if ((status.st_mode & 07777) != 0700) ::fchmod(folder.get(), 0700);
+  if ((status.st_mode & 07777) != 0700 && mayWriteFiles()) ::fchmod(folder.get(), 0700);
   return folder;
 }
 
@@ -165,6 +165,7 @@ OSStatus FileKeychainStore::readItems(int folder, Items& items) {
 
 /// Reads the items, lets `body` change them and writes them back, under the locks against other threads and processes.
 OSStatus FileKeychainStore::change(const std::function<OSStatus(Items&)>& body) {
+  if (!mayWriteFiles()) return errSecIO;
   const auto deadline = Clock::now() + kPatience;
   const auto thread = lockWithin(_changeMutex, kPatience);
   if (!thread) return errSecNotAvailable;

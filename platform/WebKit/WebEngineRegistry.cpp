@@ -7,7 +7,7 @@ namespace oq {
 
 namespace {
 WebEngine* installed = nullptr;
-std::atomic<bool> isUsable = false;
+std::atomic<bool> isUsable = true;  // until a host is installed
 bool isWanted = false;
 }  // namespace
 

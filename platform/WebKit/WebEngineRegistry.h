@@ -11,8 +11,9 @@ namespace oq {
 OQSDK_EXPORT void setWebEngine(WebEngine* engine);
 /// nullptr without a host, or if the host has no web engine.
 WebEngine* webEngine();
-/// Whether this host can show web pages, as far as is known: false without an engine, and while the engine reports that
-/// it cannot run here. A page that is opened anyway fails to load, with the reason. Any thread.
+/// Whether this host can show web pages, as far as is known. True until a host is installed; then false without an
+/// engine, and while the engine reports that it cannot run here. A page that is opened anyway fails to load, with the
+/// reason. Any thread.
 OQSDK_EXPORT bool canShowWebPages();
 /// To be called by the installed engine when it finds out whether it can run in this process. Main thread only.
 OQSDK_EXPORT void setCanShowWebPages(bool can);

@@ -6,17 +6,23 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/UserDefaults.h"
+#include "Foundation/Values/Date.h"
 #include "Foundation/Values/Number.h"
 #include "Storage/OQDataArchiver.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
+#include "Utils/OQUtils.h"
 #include "WebKit/WebEngineRegistry.h"
 
 namespace oq {
 
 namespace {
 
+constexpr const char* kLastUpdateKey = "OQWindowDataLastUpdateTime";
 constexpr double kSecondsUntilNextTry = 1;
+constexpr int kPatientAttempts = 20;
 
 /// Reads the objects that an earlier run stored in the file; empty if there are none.
 template <class T>
@@ -35,7 +41,16 @@ void beginRun(const OQRecordTree& tree) {
 
 /// The web engine is large, so it is prepared before a window needs it.
 void prepareWebEngineFor(const OQCampaignList& list) {
-  if (list.leadsToPages()) DispatchQueue::main().async(prepareWebEngine);
+  if (OQConsent::isMissing() || !list.leadsToPages()) return;
+  DispatchQueue::main().async([] {
+    if (!OQConsent::isMissing()) prepareWebEngine();
+  });
+}
+
+void storeLastFetch(const PropertyValue& time) {
+  auto defaults = UserDefaults::standardUserDefaults();
+  defaults->setObject(time, kLastUpdateKey);
+  defaults->synchronize();
 }
 
 void logWritten(const char* what, bool isWritten) {
@@ -81,7 +96,7 @@ void OQCampaignStore::setList(Kind kind, Windows windows) {
   locked([&] { list = of(kind).list.exchange(std::move(list)); });
 }
 
-OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
+OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows, Generation generation) {
   restore();
   auto list = makeList(kind, std::move(windows));
   Events waited;
@@ -91,8 +106,12 @@ OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
   };
   if (kind == Kind::Subscribe) {
     // Subscriptions are never shown and have no records.
-    locked(exchange);
-    syncList(kind);
+    const bool isCurrent = locked([&] {
+      if (_generation != generation) return false;
+      exchange();
+      return true;
+    });
+    if (isCurrent) syncList(kind);
     return waited;
   }
   prepareWebEngineFor(*list);
@@ -101,12 +120,15 @@ OQCampaignStore::Events OQCampaignStore::install(Kind kind, Windows windows) {
   for (const auto& window : list->windows()) fresh.addTreeNode(OQRecordTreeNode::recordFor(*window));
   {
     const auto access = shareRecords();
-    locked([&] {
+    const bool isCurrent = locked([&] {
+      if (_generation != generation) return false;
       // The records are merged first: a reader may see the new list without the lock, and must then find the merged
       // records.
       _recordTree->updateWithTree(fresh);
       exchange();
+      return true;
     });
+    if (!isCurrent) return waited;
   }
   clearActivated();
   syncList(kind);
@@ -122,6 +144,58 @@ void OQCampaignStore::syncList(Kind kind) {
     isWritten = OQDataArchiver::setData(of(kind).list.load()->windows(), documentsDirectory() / fileNameOf(kind));
   }
   logWritten(kind == Kind::InApp ? "syncInAppData" : "syncSubscribeData", isWritten);
+}
+
+void OQCampaignStore::beginGeneration(bool withRecords) {
+  // Destroyed after the lock is released.
+  std::array<std::shared_ptr<const OQCampaignList>, 2> lists{makeList(Kind::InApp, {}), makeList(Kind::Subscribe, {})};
+  std::array<Events, 2> waiting;
+  auto tree = std::make_shared<OQRecordTree>();
+  locked([&] {
+    ++_generation;
+    for (std::size_t i = 0; i < _campaigns.size(); ++i) {
+      lists[i] = _campaigns[i].list.exchange(std::move(lists[i]));
+      waiting[i].swap(_campaigns[i].waiting);
+    }
+    if (!withRecords) _recordTree.swap(tree);
+  });
+}
+
+bool OQCampaignStore::wasFetchedToday() {
+  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(kLastUpdateKey);
+  const Date* last = std::get_if<Date>(&stored);
+  return OQUtils::isSameDay(currentDate(), last ? std::optional(*last) : std::nullopt);
+}
+
+void OQCampaignStore::noteFetchedToday() {
+  storeLastFetch(currentDate());
+}
+
+void OQCampaignStore::dropCampaigns() {
+  restore();
+  storeLastFetch(JSONValue());
+  beginGeneration(true);
+  syncList(Kind::InApp);
+  syncList(Kind::Subscribe);
+}
+
+void OQCampaignStore::forget() {
+  restore();
+  storeLastFetch(JSONValue());
+  auto access = patientAccess();
+  beginGeneration(false);
+  if (access) access.noteForgetting();
+  writeRecordsOrTryLater(std::move(access));
+  std::lock_guard lock(_fileMutex);
+  for (const Kind kind : {Kind::InApp, Kind::Subscribe}) removeItem(documentsDirectory(), fileNameOf(kind));
+}
+
+/// Waits much longer than a decision may.
+OQRecordStore::Access OQCampaignStore::patientAccess() {
+  for (int attempt = 1; attempt < kPatientAttempts; ++attempt) {
+    if (auto access = shareRecords()) return access;
+  }
+  return shareRecords();
 }
 
 OQCampaignStore::Turn OQCampaignStore::listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event) {
@@ -203,7 +277,13 @@ OQRecordStore::Access OQCampaignStore::shareRecords() {
   restore();
   auto access = _records.access();
   if (!access) return access;
-  if (const auto others = access.changesOfOthers()) locked([&] { _recordTree->adopt(*others); });
+  if (const auto others = access.changesOfOthers()) {
+    if (access.wasForgottenElsewhere()) {
+      beginGeneration(false);
+      if (_forgottenElsewhere) DispatchQueue::background().async(_forgottenElsewhere);
+    }
+    locked([&] { _recordTree->adopt(*others); });
+  }
   return access;
 }
 

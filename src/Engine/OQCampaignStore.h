@@ -4,8 +4,10 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "Foundation/Values/Snapshot.h"
@@ -40,6 +42,9 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   using Windows = OQCampaignList::Windows;
   using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
   using Record = std::shared_ptr<OQRecordTreeNode>;
+  /// Changes when the campaigns of a user are dropped. Whoever reads it before a list or before a request can tell
+  /// later whether they belong to the present user.
+  using Generation = std::uint64_t;
   enum class Kind { InApp, Subscribe };
 
   /// Reads the files, or waits for the thread that is reading them.
@@ -48,10 +53,25 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   std::shared_ptr<const OQCampaignList> list(Kind kind);
   void setList(Kind kind, Windows windows);
   /// Replaces the list with the windows of an answer, in memory and in its file; in-app windows also update their
-  /// records. Returns the events that waited for the list.
-  Events install(Kind kind, Windows windows);
+  /// records. Returns the events that waited for the list. Does nothing if the generation has changed.
+  Events install(Kind kind, Windows windows, Generation generation);
   /// Writes the list to its file.
   void syncList(Kind kind);
+
+  /// Any thread; takes no lock.
+  Generation generation() const { return _generation.load(std::memory_order_acquire); }
+  /// Another user: empties both lists, in memory and in their files, and removes the events that wait. The in-app list
+  /// then counts as not fetched today.
+  void dropCampaigns();
+  /// The same, and also removes all records and the files. Other processes of the application do this when they next
+  /// use the records, and then call their `forgottenElsewhere`.
+  void forget();
+  /// Called on a background queue after another process has called forget(). Set it before the first use.
+  void setForgottenElsewhere(std::function<void()> forgotten) { _forgottenElsewhere = std::move(forgotten); }
+
+  /// Whether the in-app list was requested on the present calendar day, in this run or an earlier one.
+  static bool wasFetchedToday();
+  static void noteFetchedToday();
 
   struct Turn {
     /// The list, or nullptr if it is empty. The event then waits or is dropped.
@@ -103,12 +123,17 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   static std::shared_ptr<const OQCampaignList> makeList(Kind kind, Windows windows);
   Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
   const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
+  /// Begins a new generation without campaigns, and without records unless `withRecords`.
+  void beginGeneration(bool withRecords);
+  OQRecordStore::Access patientAccess();
   /// Writes what was changed in memory; while the records are busy, tries again in the background.
   void writeRecordsOrTryLater(OQRecordStore::Access access);
 
   std::mutex _restoreMutex;
   std::atomic<bool> _isRestored{false};
   std::array<Campaigns, 2> _campaigns;
+  std::atomic<Generation> _generation{0};
+  std::function<void()> _forgottenElsewhere;
   std::atomic<std::int64_t> _maxWaitingEvents{3};
   std::atomic<bool> _isActivatedCleared{false};
   std::mutex _fileMutex;

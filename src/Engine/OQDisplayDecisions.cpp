@@ -66,6 +66,16 @@ const char* textOf(OQDecision decision) {
       return "waiting";
     case OQDecision::Dropped:
       return "dropped because the waiting array is full";
+    case OQDecision::CannotBeShownHere:
+      return "cannot be shown by this host";
+    case OQDecision::Held:
+      return "held by the host";
+    case OQDecision::RefusedByHost:
+      return "refused by the host";
+    case OQDecision::AnotherIsShown:
+      return "another message is shown";
+    case OQDecision::UserChanged:
+      return "the user has changed";
   }
   return "";
 }
@@ -80,7 +90,9 @@ std::string_view beginningOf(std::string_view text, std::size_t most) {
 
 }  // namespace
 
-std::shared_ptr<OQWindowData> OQDisplayDecisions::windowFor(const std::shared_ptr<OQWindowEvent>& event) {
+std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<OQWindowEvent>& event) {
+  // Read before the list: if the user changes from now on, a window of this list is not shown.
+  const Generation generation = _store->generation();
   const OQCampaignStore::Turn turn = _store->listOrWait(OQCampaignStore::Kind::InApp, event);
   if (!turn.list) {
     _log.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
@@ -93,8 +105,11 @@ std::shared_ptr<OQWindowData> OQDisplayDecisions::windowFor(const std::shared_pt
     return nullptr;
   }
   // The first match wins, even if that window is then not shown.
-  const auto& window = turn.list->windows()[match.position];
-  return mayShow(window, event.get()) ? window : nullptr;
+  return admit(turn.list->windows()[match.position], event.get(), generation);
+}
+
+std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<OQWindowData>& window) {
+  return admit(window, nullptr, _store->generation());
 }
 
 void OQDisplayDecisions::notePassedOver(const OQWindowEvent& event, const OQCampaignList& list,
@@ -106,26 +121,50 @@ void OQDisplayDecisions::notePassedOver(const OQWindowEvent& event, const OQCamp
   }
 }
 
-bool OQDisplayDecisions::mayShow(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event) {
-  const OQDecision decision = decide(*window);
-  _log.record(decision, event, window);
-  return decision == OQDecision::Shown;
+std::shared_ptr<OQMessage> OQDisplayDecisions::admit(const std::shared_ptr<OQWindowData>& window,
+                                                     const OQWindowEvent* event, Generation generation) {
+  std::shared_ptr<OQMessage> message;
+  _log.record(decide(window, event, generation, message), event, window);
+  return message;
+}
+
+OQDecision OQDisplayDecisions::decide(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event,
+                                      Generation generation, std::shared_ptr<OQMessage>& message) {
+  const auto record = _store->recordOf(*window);
+  if (!record) return OQDecision::NoRecord;
+  if (const auto refusal = refusalByRules(*window, *record)) return *refusal;
+  auto candidate = OQMessageControl::messageOf(window, event);
+  if (const auto refusal = _control->refusalOf(*candidate)) return *refusal;
+  if (!_control->begin(candidate)) return OQDecision::AnotherIsShown;
+  // The host may have taken long to answer, so all rules are checked again.
+  if (_control->asksHost()) {
+    if (const auto refusal = refusalByRules(*window, *record)) return *refusal;
+  }
+  const OQDecision decision = countIfStillAllowed(*record, generation);
+  if (decision == OQDecision::Shown) message = std::move(candidate);
+  return decision;
 }
 
 OQDecision OQDisplayDecisions::decide(const OQWindowData& window) {
   const auto record = _store->recordOf(window);
   if (!record) return OQDecision::NoRecord;
-  if (_store->locked([&] { return isUsedUp(*record); })) return OQDecision::CountUsedUp;
-  if (const auto refusal = refusalByTime(window)) return *refusal;
-  // This refusal does not depend on other processes, so access to the shared records is not needed.
-  if (const auto refusal = _store->locked([&] { return refusalOf(*record); })) return *refusal;
-  return countIfStillAllowed(*record);
+  if (const auto refusal = refusalByRules(window, *record)) return *refusal;
+  return countIfStillAllowed(*record, _store->generation());
 }
 
-OQDecision OQDisplayDecisions::countIfStillAllowed(OQRecordTreeNode& record) {
+/// These refusals do not depend on other processes, so access to the shared records is not needed.
+std::optional<OQDecision> OQDisplayDecisions::refusalByRules(const OQWindowData& window,
+                                                             OQRecordTreeNode& record) const {
+  if (_store->locked([&] { return isUsedUp(record); })) return OQDecision::CountUsedUp;
+  if (const auto refusal = refusalByTime(window)) return refusal;
+  return _store->locked([&] { return refusalOf(record); });
+}
+
+OQDecision OQDisplayDecisions::countIfStillAllowed(OQRecordTreeNode& record, Generation generation) {
   auto access = _store->shareRecords();
   if (!access) return OQDecision::RecordsBusy;
-  const auto refusal = _store->locked([&] {
+  const auto refusal = _store->locked([&]() -> std::optional<OQDecision> {
+    if (_store->generation() != generation) return OQDecision::UserChanged;
     const auto found = refusalOf(record);
     if (!found) OQCampaignStore::count(record);
     return found;

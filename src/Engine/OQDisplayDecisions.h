@@ -6,32 +6,18 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "Engine/OQCampaignStore.h"
+#include "Engine/OQDecision.h"
+#include "Engine/OQMessageControl.h"
 #include "Foundation/Values/Date.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
 
 namespace oq {
-
-/// The result of an event for one window, or for the event itself.
-enum class OQDecision : std::uint8_t {
-  NoMatch,
-  AnotherWindowFirst,
-  PreConditionNotMet,
-  NoRecord,
-  CountUsedUp,
-  BeforeStart,
-  AfterEnd,
-  AlreadyShown,
-  ClosedByUser,
-  RecordsBusy,
-  Shown,
-  Waiting,
-  Dropped,
-};
 
 /// The last decisions, in a ring buffer in memory. Recording does not allocate; strings are built when they are read.
 /// Thread-safe.
@@ -72,24 +58,35 @@ class OQDecisionLog {
 /// Failure: while another process keeps the records busy, the window is not shown.
 class OQDisplayDecisions {
  public:
-  explicit OQDisplayDecisions(std::shared_ptr<OQCampaignStore> store) : _store(std::move(store)) {}
+  OQDisplayDecisions(std::shared_ptr<OQCampaignStore> store, std::shared_ptr<OQMessageControl> control)
+      : _store(std::move(store)), _control(std::move(control)) {}
 
-  /// The window to show for the event, with its display already counted and written. nullptr if there is none; the
+  /// The message to show for the event, with its display already counted and written. nullptr if there is none; the
   /// event may then wait for the list.
-  std::shared_ptr<OQWindowData> windowFor(const std::shared_ptr<OQWindowEvent>& event);
-  /// Whether the window may be shown now. If so, the display has been counted and written. The event may be nullptr.
-  bool mayShow(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event);
-  /// The same without an entry in the log.
+  std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowEvent>& event);
+  /// The message to show for the window now, with its display counted and written; nullptr if it may not be shown.
+  std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowData>& window);
+  /// Whether the described rules allow the window now. If so, the display has been counted and written. Neither asks
+  /// the host nor writes to the log.
   OQDecision decide(const OQWindowData& window);
 
   const OQDecisionLog& log() const { return _log; }
   OQDecisionLog& log() { return _log; }
 
  private:
-  OQDecision countIfStillAllowed(OQRecordTreeNode& record);
+  using Generation = OQCampaignStore::Generation;
+
+  std::shared_ptr<OQMessage> admit(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event,
+                                   Generation generation);
+  /// Sets `message` if the result is Shown.
+  OQDecision decide(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event, Generation generation,
+                    std::shared_ptr<OQMessage>& message);
+  std::optional<OQDecision> refusalByRules(const OQWindowData& window, OQRecordTreeNode& record) const;
+  OQDecision countIfStillAllowed(OQRecordTreeNode& record, Generation generation);
   void notePassedOver(const OQWindowEvent& event, const OQCampaignList& list, const OQCampaignMatch& match);
 
   const std::shared_ptr<OQCampaignStore> _store;
+  const std::shared_ptr<OQMessageControl> _control;
   alignas(64) OQDecisionLog _log;  ///< written at every event, while other cores read _store
 };
 

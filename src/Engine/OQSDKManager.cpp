@@ -4,15 +4,17 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "Foundation/Stores/UserDefaults.h"
-#include "Foundation/Values/Date.h"
+#include "Engine/OQHostPresentation.h"
 #include "Foundation/Values/Number.h"
 #include "Hooks/OQSwizzler.h"
+#include "Pages/OQLinks.h"
 #include "Pages/OQPageCollection.h"
 #include "Pages/OQWebController.h"
 #include "Storage/OQUserDefaults.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Windows/MainObject.h"
+#include "UIKit/Windows/UIApplication.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
@@ -24,20 +26,6 @@ namespace oq {
 namespace {
 
 using Kind = OQCampaignStore::Kind;
-
-constexpr const char* kLastUpdateKey = "OQWindowDataLastUpdateTime";
-
-bool wasFetchedToday() {
-  const PropertyValue stored = UserDefaults::standardUserDefaults()->objectForKey(kLastUpdateKey);
-  const Date* last = std::get_if<Date>(&stored);
-  return OQUtils::isSameDay(currentDate(), last ? std::optional(*last) : std::nullopt);
-}
-
-void noteFetchedToday() {
-  auto defaults = UserDefaults::standardUserDefaults();
-  defaults->setObject(currentDate(), kLastUpdateKey);
-  defaults->synchronize();
-}
 
 OQCampaignStore::Windows windowsFrom(const JSONArray& records) {
   OQCampaignStore::Windows windows;
@@ -75,11 +63,25 @@ std::shared_ptr<OQSDKManager> OQSDKManager::_makeShared() {
 }
 
 void OQSDKManager::startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration) {
-  // A flag, not std::call_once: installing the hooks waits for the main thread, which may be in this function, too.
-  static std::atomic<bool> hooksInstalled{false};
-  if (!hooksInstalled.exchange(true)) {
-    exchangeMethod();
+  _start(std::move(configuration), true);
+}
+
+void OQSDKManager::startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> configuration) {
+  if (!appid() && configuration) setAppid(configuration->appKey());
+  _start(std::move(configuration), NSClassFromString("TorvelinSDK") != nullptr);
+}
+
+void OQSDKManager::_start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics) {
+  // Flags, not std::call_once: installing the hooks waits for the main thread, which may be in this function, too.
+  static std::atomic<bool> isHooked{false}, isObserving{false};
+  if (needsAnalytics && !isHooked.exchange(true)) exchangeMethod();
+  if (!isObserving.exchange(true)) {
     OQPageCollection::collectPage();
+    const auto observe = [] {
+      UIApplication::sharedApplication().setForegroundObserver(
+          [] { guarded([] { sharedManager().returnedToForeground(); }); });
+    };
+    OQDispatchQueueManager::dispatchInMainThread(observe, true);
   }
   setConfiguration(std::move(configuration));
   login();
@@ -108,8 +110,9 @@ std::uint64_t OQSDKManager::getEnvironment() {
 }
 
 void OQSDKManager::login() {
-  OQServerRequests::login(_session.values(), weak_from_this(), [this](const JSONValue& answer) {
+  OQServerRequests::login(_session.values(), weak_from_this(), [this, environment = getEnvironment()](auto& answer) {
     _session.takeToken(valueForKey(answer, "token"));
+    _session.takeOffer(answer, environment);
     getListData();
   });
 }
@@ -117,34 +120,69 @@ void OQSDKManager::login() {
 void OQSDKManager::getListData() {
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
-  getSubscribeList();
-  _dailyFetches.run([self = shared_from_this()] {
-    if (wasFetchedToday()) return;
-    self->getInAppList();
-    // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
-    noteFetchedToday();
+  const auto isFetched = std::make_shared<bool>(false);
+  _fetchSubscriptions([this, isFetched] { _fetchWindowsOnce(isFetched, true); });
+  _fetchWindowsOnce(isFetched, false);
+}
+
+void OQSDKManager::_fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester) {
+  _dailyFetches.run([self = shared_from_this(), isFetched, isTester] {
+    if (*isFetched || (!isTester && OQCampaignStore::wasFetchedToday())) return;
+    *isFetched = true;
+    self->_fetchWindows();
   });
 }
 
+void OQSDKManager::returnedToForeground() {
+  if (!_isTester || !_session.values().currentOffer()) return;
+  getSubscribeList();
+  _fetchWindows();
+}
+
+void OQSDKManager::_fetchWindows() {
+  getInAppList();
+  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+  OQCampaignStore::noteFetchedToday();
+}
+
 void OQSDKManager::getInAppList() {
+  // The generation is read before the user: if the user changes in between, the answer is ignored.
+  const Generation generation = _store->generation();
   _requests.getInAppList(_session.values(), weak_from_this(),
-                         [this](const JSONArray& records) { _installInAppList(records); });
+                         [this, generation](const JSONArray& records) { _installInAppList(records, generation); });
 }
 
 void OQSDKManager::getSubscribeList() {
-  _requests.getSubscribeList(_session.values(), weak_from_this(),
-                             [this](const JSONArray& records) { _installSubscribeList(records); });
+  _fetchSubscriptions(nullptr);
 }
 
-void OQSDKManager::_installInAppList(const JSONArray& records) {
+void OQSDKManager::_fetchSubscriptions(std::function<void()> ifTester) {
+  // The generation is read before the user: if the user changes in between, the answer is ignored.
+  const Generation generation = _store->generation();
+  const Session session = _session.values();
+  const auto offer = session.currentOffer();
+  const auto answered = [this, generation, isOffered = offer && offer->tester, ifTester](const JSONValue& answer) {
+    if (generation != _store->generation()) return;
+    _isTester = isOffered && valueForKey(answer, "tester") == JSONValue(true);
+    if (_isTester && ifTester) ifTester();
+  };
+  _requests.getSubscribeList(
+      session, weak_from_this(),
+      [this, generation](const JSONArray& records) { _installSubscribeList(records, generation); }, answered);
+}
+
+void OQSDKManager::_installInAppList(const JSONArray& records, Generation generation) {
+  if (generation != _store->generation()) return;
   auto windows = windowsFrom(records);
   // The pictures are loaded only to have them in the cache before a window is shown.
   for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
-  for (const auto& event : _store->install(Kind::InApp, std::move(windows))) triggerEventMatchInApp(event);
+  const auto waited = _store->install(Kind::InApp, std::move(windows), generation);
+  for (const auto& event : waited) triggerEventMatchInApp(event);
 }
 
-void OQSDKManager::_installSubscribeList(const JSONArray& records) {
-  for (const auto& event : _store->install(Kind::Subscribe, windowsFrom(records))) triggerEventMatchSubscribe(event);
+void OQSDKManager::_installSubscribeList(const JSONArray& records, Generation generation) {
+  const auto waited = _store->install(Kind::Subscribe, windowsFrom(records), generation);
+  for (const auto& event : waited) triggerEventMatchSubscribe(event);
 }
 
 std::shared_ptr<const OQSDKManager::Windows> OQSDKManager::_windows(Kind kind) const {
@@ -168,9 +206,13 @@ void OQSDKManager::downloadImageWithURL(const std::optional<URL>& url, OQNetwork
 }
 
 void OQSDKManager::onEventDataReceived(const JSONValue& info) {
-  if (!info.is_object()) return;
+  if (!info.is_object() || OQConsent::isMissing()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
+  _match(info);
+}
+
+void OQSDKManager::_match(const JSONValue& info) {
   // This check has no effect: page views are matched like any other event. This is intentional.
   [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == JSONValue("$pageview");
 
@@ -186,7 +228,7 @@ void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event
 
 void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& event) {
   if (!event) return;
-  if (const auto window = _decisions.windowFor(event)) _present(window);
+  if (const auto message = _decisions.messageFor(event)) _present(message);
 }
 
 void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
@@ -196,45 +238,71 @@ void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEven
 }
 
 void OQSDKManager::_showWindowWithData(const std::shared_ptr<OQWindowData>& window) {
-  if (window && _decisions.mayShow(window, nullptr)) _present(window);
+  if (!window) return;
+  if (const auto message = _decisions.messageFor(window)) _present(message);
 }
 
 void OQSDKManager::syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node) {
   if (node) _store->countDisplay(*node);
 }
 
-void OQSDKManager::_present(const std::shared_ptr<OQWindowData>& window) {
-  auto self = shared_from_this();
-  auto action = [self, window](std::int64_t code, const JSONValue& link) {
-    guarded([&] { self->_handleWindowAction(window, code, link); });
-  };
-  auto present = [self, window, action] { guarded([&] { self->presentWindow(window, action); }); };
+void OQSDKManager::_present(const std::shared_ptr<OQMessage>& message) {
+  auto present = [self = shared_from_this(), message] { guarded([&] { self->_presentOnMainQueue(message); }); };
   OQDispatchQueueManager::dispatchInMainThread(present, true);
+}
+
+void OQSDKManager::_presentOnMainQueue(const std::shared_ptr<OQMessage>& message) {
+  if (message->isDropped()) return;
+  auto action = [self = shared_from_this(), message](std::int64_t code, const JSONValue& link) {
+    guarded([&] { self->_handleMessageAction(*message, code, link); });
+  };
+  auto present = [self = shared_from_this(), message, action] { self->presentWindow(message->window(), action); };
+  if (_control->handlers()->present) {
+    auto removed = [self = shared_from_this(), message] {
+      self->_handleNotice(*message, OQPopWindow::Notice::Removed);
+    };
+    return presentByHost(message, _control->handlers(), {action, removed}, present);
+  }
+  present();
 }
 
 void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, WindowAction action) {
   const auto popWindow = makeMainObject<OQPopWindow>();
   popWindow->setNetwork(network());
+  if (const auto message = _control->find(*window)) {
+    popWindow->setNoticeHandler(
+        [self = shared_from_this(), message](OQPopWindow::Notice notice) { self->_handleNotice(*message, notice); });
+  }
   popWindow->popOnMainQueue(window, std::move(action));
 }
 
-void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code,
-                                       const JSONValue& link) {
+void OQSDKManager::_handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link) {
+  if (message.isDropped()) return;
+  const auto& window = *message.window();
+  const auto handlers = _control->handlers();
+  const auto call = [&](const auto& handler, const auto&... more) {
+    if (handler) guarded([&] { handler(message.description(), more...); });
+  };
   const auto clicked = [&](const char* entry) {
+    message.end();
     OQLogger::log(entry);
-    jumpToWebViewWithURLStr(link);
-    reportWindowEventWithName("$clickDialog", code, *window);
+    call(handlers->clicked, static_cast<MessageAction>(code));
+    _openLink(message, link);
+    reportWindowEventWithName("$clickDialog", code, window);
   };
   switch (code) {
     case OQWindowActionShown:
-      OQLogger::log("显示弹窗，弹窗类型：%@", window->style());
-      return reportWindowEventWithName("$impDialog", code, *window);
+      OQLogger::log("显示弹窗，弹窗类型：%@", window.style());
+      reportWindowEventWithName("$impDialog", code, window);
+      return call(handlers->shown);
     case OQWindowActionPicture:
       return clicked("点击了弹窗图片");
     case OQWindowActionClosed:
+      message.end();
       OQLogger::log("点击了弹窗关闭按钮");
-      _store->markClosed(*window);
-      return reportWindowEventWithName("$closeDialog", code, *window);
+      _store->markClosed(window);
+      reportWindowEventWithName("$closeDialog", code, window);
+      return call(handlers->closed);
     case OQWindowActionLeftButton:
       return clicked("点击了弹窗left button");
     case OQWindowActionRightButton:
@@ -244,6 +312,24 @@ void OQSDKManager::_handleWindowAction(const std::shared_ptr<OQWindowData>& wind
     default:
       return;
   }
+}
+
+void OQSDKManager::_handleNotice(OQMessage& message, OQPopWindow::Notice notice) {
+  const bool isRemoved = notice == OQPopWindow::Notice::Removed;
+  if (isRemoved) message.end();
+  const auto handlers = _control->handlers();
+  const auto& handler = isRemoved ? handlers->removed : handlers->shownWithoutPicture;
+  if (handler) guarded([&] { handler(message.description()); });
+}
+
+void OQSDKManager::_openLink(const OQMessage& message, const JSONValue& link) {
+  if (!isNonEmptyString(link)) return;
+  const auto handlers = _control->handlers();
+  bool isHandled = false;
+  if (handlers->link) {
+    guarded([&] { isHandled = handlers->link(message.description(), std::string(link.get_string())); });
+  }
+  if (!isHandled) OQLinks::open(std::string(link.get_string()));
 }
 
 void OQSDKManager::jumpToWebViewWithURLStr(const JSONValue& url) {
@@ -260,11 +346,11 @@ void OQSDKManager::reportPushEventWithType(std::uint64_t type, const JSONValue& 
 }
 
 void OQSDKManager::_reportEvent(const std::shared_ptr<OQWindowEvent>& event) {
-  if (event) OQServerRequests::reportEvent(_session.values(), weak_from_this(), event);
+  if (event) _reports->send(_session.values(), OQReports::Kind::WindowEvent, *event);
 }
 
 void OQSDKManager::triggerEvent(const std::shared_ptr<OQWindowEvent>& event) {
-  if (event) OQServerRequests::triggerEvent(_session.values(), weak_from_this(), event);
+  if (event) _reports->send(_session.values(), OQReports::Kind::SubscribedEvent, *event);
 }
 
 }  // namespace oq

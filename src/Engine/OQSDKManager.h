@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -12,10 +13,13 @@
 
 #include "Engine/OQCampaignStore.h"
 #include "Engine/OQDisplayDecisions.h"
+#include "Engine/OQMessageControl.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Requests/OQNetwork.h"
+#include "Requests/OQReports.h"
 #include "Requests/OQServerRequests.h"
 #include "Requests/OQSession.h"
+#include "UI/OQPopWindow.h"
 #include "Utils/OQSerialExecutor.h"
 #include "oqsdk/OQObserverListener.h"
 #include "oqsdk/Runtime.h"
@@ -26,8 +30,9 @@ namespace oq {
 class UIViewController;
 
 /// The engine behind the public facade and the analytics hook. It passes events to the decisions, shows windows, and
-/// sends reports. State and work are in four classes: OQSession (the user), OQCampaignStore
-/// (lists, records, waiting events, files), OQDisplayDecisions (what an event shows) and OQServerRequests.
+/// sends reports. State and work are in six classes: OQSession (the user), OQCampaignStore (lists, records, waiting
+/// events, files), OQDisplayDecisions (what an event shows), OQMessageControl (what the host decides), OQServerRequests
+/// and OQReports.
 ///
 /// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
 /// answers are handled on the HTTP client's queue; windows are presented, and their actions handled, on the main queue.
@@ -54,7 +59,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
-  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it does nothing.
+  /// The same for a host that need not have an analytics library.
+  void startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> configuration);
+  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it warns.
   void exchangeMethod();
   /// Stores the environment through the shared engine's configuration. Does nothing without a configuration.
   static void setEnvironment(std::uint64_t environment);
@@ -65,7 +72,10 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   void login();
   /// Fetches the subscriptions, and the windows once per calendar day. Does nothing without a token and a user id.
+  /// A tester (see docs/server.md) fetches the windows whatever the day.
   void getListData();
+  /// Fetches both lists if the user is a tester.
+  void returnedToForeground();
   void getInAppList();
   void getSubscribeList();
 
@@ -80,6 +90,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void pushTrack(std::uint64_t type, const JSONValue& msg) { reportPushEventWithType(type, msg); }
 
   /// Whether the window may be shown now. If so, the display has been counted and written.
+  /// The host is not asked.
   bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
   /// Counts one display of the node and writes the records.
@@ -93,6 +104,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void reportWindowEventWithName(const std::optional<std::string>& name, std::int64_t type, const OQWindowData& window);
   void reportPushEventWithType(std::uint64_t type, const JSONValue& msg);
   void _reportEvent(const std::shared_ptr<OQWindowEvent>& event);
+  /// See OQReports::flush().
+  std::size_t flush(double seconds) { return _reports->flush(seconds); }
   /// Main queue only.
   void jumpToWebViewWithURLStr(const JSONValue& url);
 
@@ -109,6 +122,23 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   Value recentDecisions() const override { return publicValue(_decisions.log().entries()); }
   void keepRecentDecisions(std::size_t most) override;
+
+  // For hosts that use Messages.
+
+  OQMessageControl& messageControl() { return *_control; }
+  /// Another user: removes messages from the screen, drops what belongs to the former user, and fetches both lists.
+  void setUser(const std::string& userId);
+  /// Records an event of the current user, with the current time.
+  void record(const std::string& event, const JSONValue& properties);
+  /// Fetches both lists now.
+  void refresh();
+  void hold();
+  void resume();
+  void dismiss();
+  /// Cancels requests, removes messages from the screen, and drops events that wait.
+  void withdraw();
+  /// Removes everything that is stored about the user; with `keepDevice` not the identifiers of this installation.
+  void forget(bool keepDevice);
 
   // The state. Lists and arrays are returned as they are at that moment.
 
@@ -157,17 +187,34 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   static std::shared_ptr<OQSDKManager> _makeShared();
   std::shared_ptr<const Windows> _windows(OQCampaignStore::Kind kind) const;
-  void _installInAppList(const JSONArray& records);
-  void _installSubscribeList(const JSONArray& records);
+  using Generation = OQCampaignStore::Generation;
+  void _start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics);
+  void _match(const JSONValue& info);
+  void _installInAppList(const JSONArray& records, Generation generation);
+  void _installSubscribeList(const JSONArray& records, Generation generation);
+  /// `ifTester` is called if the answer declares the user a tester.
+  void _fetchSubscriptions(std::function<void()> ifTester);
+  void _fetchWindows();
+  /// Unless this start has fetched the windows (`isFetched`), or today for a user who is not a tester.
+  void _fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester);
   /// Called on any thread; continues on the main queue, immediately if the caller is already there.
-  void _present(const std::shared_ptr<OQWindowData>& window);
-  void _handleWindowAction(const std::shared_ptr<OQWindowData>& window, std::int64_t code, const JSONValue& link);
+  void _present(const std::shared_ptr<OQMessage>& message);
+  void _presentOnMainQueue(const std::shared_ptr<OQMessage>& message);
+  void _handleNotice(OQMessage& message, OQPopWindow::Notice notice);
+  void _handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link);
+  void _openLink(const OQMessage& message, const JSONValue& link);
+  /// Removes messages from the screen, and those that wait for it.
+  void _removeMessages();
+  void _handleForgettingElsewhere();
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
-  OQDisplayDecisions _decisions{_store};
+  const std::shared_ptr<OQMessageControl> _control = std::make_shared<OQMessageControl>();
+  OQDisplayDecisions _decisions{_store, _control};
   OQSession _session;
   OQServerRequests _requests;
+  const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();
   std::atomic<bool> _autoCollectPageInfo{true};
+  std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
   /// One login answer at a time decides whether today's list was fetched.
   OQSerialExecutor _dailyFetches;
   std::mutex _networkMutex;

@@ -11,6 +11,7 @@
 #include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIScreen.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQLogger.h"
 
 namespace oq {
@@ -41,6 +42,7 @@ OQWebController::~OQWebController() {
 
 /// Intentional: for each page that is found, the top of the stack is popped, which is not necessarily that page.
 void OQWebController::open(const std::string& url) {
+  if (OQConsent::isMissing()) return;
   const auto navigation = OQNavigation::currentNavigation();
   if (!navigation) return;
   for (std::size_t i = 0; i < navigation->viewControllers().size(); ++i) {
@@ -70,10 +72,12 @@ void OQWebController::setupUI() {
 }
 
 void OQWebController::loadRequest() {
+  if (OQConsent::isMissing()) return;
   wkWebView()->loadRequest(URL::withString(_urlString.value_or("")));
 }
 
 void OQWebController::wkWebViewReload() {
+  if (OQConsent::isMissing()) return;
   wkWebView()->reload();
 }
 

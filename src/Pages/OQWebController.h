@@ -22,6 +22,7 @@ namespace oq {
 /// Create it with makeMainObject(); main thread only. The web view's content controller keeps this controller alive
 /// while the page is in a window, although this controller owns the page. The cycle ends when the page leaves its
 /// window (see WKUserContentController). Failure: an address that cannot be loaded is logged, and the button is shown.
+/// While consent is missing (OQConsent), no page is opened or loaded.
 class OQWebController : public UIViewController,
                         public WKUIDelegate,
                         public WKNavigationDelegate,

@@ -3,13 +3,14 @@
 
 #include <utility>
 
+#include "Dispatch/DispatchQueue.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONSerialization.h"
+#include "Requests/OQServerAddress.h"
 #include "Storage/OQImageDiskCache.h"
-#include "Storage/OQUserDefaults.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
-#include "oqsdk/TorvelinOqConfig.h"
 
 namespace oq {
 
@@ -17,19 +18,10 @@ namespace {
 
 constexpr double requestTimeout = 30.0;
 constexpr std::int64_t nilImageURLCode = 1000;
+constexpr std::int64_t consentMissingCode = 1001;
 
-/// Chosen again for each request. An unknown environment has no server; there is no fallback to production.
-std::optional<std::string> currentBaseURL() {
-  switch (OQUserDefaults::environment()) {
-    case OQEnvironmentProduction:
-      return "https://" OQSDK_PRODUCTION_HOST ":8088";
-    case OQEnvironmentTest:
-      return "https://" OQSDK_TEST_HOST ":28088";
-    case OQEnvironmentDevelopment:
-      return "https://" OQSDK_DEVELOPMENT_HOST ":38088";
-    default:
-      return std::nullopt;
-  }
+Error consentMissing() {
+  return {OQErrorDomain, consentMissingCode, "The user's consent is missing"};
 }
 
 std::string queryFromDictionary(const JSONValue& dictionary) {
@@ -79,11 +71,16 @@ void OQNetwork::getRequestWithRelativeURLStr(const std::string& path, const JSON
 void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
                                        const JSONValue& header, const JSONValue& body, SuccessBlock success,
                                        FailureBlock failure) {
+  if (OQConsent::isMissing()) {
+    if (failure) DispatchQueue::background().async([failure = std::move(failure)] { failure(consentMissing()); });
+    return;
+  }
   URLRequest request(getHttpURLWithRelativeUrl(path, parameters), URLRequestCachePolicy::ReloadIgnoringLocalCacheData,
                      requestTimeout);
   if (type == 0) request.setHTTPMethod("GET");
   if (type == 1) request.setHTTPMethod("POST");
   setHeader(request, header);
+  request.setCancellation(_cancellation);
   if (isRequestBody(body)) request.setHTTPBody(dataWithJSONObject(body));
 
   const std::optional<URL>& url = request.url();
@@ -98,13 +95,29 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
       success(*response, data);
     }
   };
-  _session->dataTaskWithRequest(std::move(request), std::move(completion))->resume();
+  _send(std::move(request), std::move(completion));
+}
+
+void OQNetwork::_send(URLRequest request, URLCompletion completion) {
+  auto completed = [completion = std::move(completion)](const Data& data, const std::optional<URLResponse>& response,
+                                                        const std::optional<Error>& error) {
+    // An answer that arrives after the withdrawal must not be used.
+    if (!OQConsent::isMissing()) return completion(data, response, error);
+    completion({}, std::nullopt, consentMissing());
+  };
+  _session->dataTaskWithRequest(std::move(request), std::move(completed))->resume();
+  // If consent was withdrawn after the caller's check, cancelAll() may have come too early for this request.
+  if (OQConsent::isMissing()) cancelAll();
+}
+
+void OQNetwork::cancelAll() {
+  URLSession::cancelAllTasks();
 }
 
 std::optional<URL> OQNetwork::getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const {
   const std::string query = queryFromDictionary(parameters);
   const std::string pathAndQuery = query.empty() ? path : stringWithFormat("%@?%@", path, query);
-  return URL::withString(stringWithFormat("%@%@", currentBaseURL(), pathAndQuery));
+  return URL::withString(stringWithFormat("%@%@", OQServerAddress::current(), pathAndQuery));
 }
 
 std::optional<std::string> OQNetwork::httpRequestBody(const JSONValue& body) const {
@@ -117,6 +130,12 @@ void OQNetwork::downloadImageWithURL(const std::optional<URL>& url, ImageComplet
     const Error error{OQErrorDomain, nilImageURLCode, "Image url is nil"};
     if (completion) completion(nullptr, {}, error, true);
     OQLogger::error(error);
+    return;
+  }
+  if (OQConsent::isMissing()) {
+    if (!completion) return;
+    DispatchQueue::background().async(
+        [completion = std::move(completion)] { completion(nullptr, {}, consentMissing(), true); });
     return;
   }
   const std::string& key = url->absoluteString();
@@ -148,7 +167,7 @@ void OQNetwork::_fetchImage(const URL& url, ImageCompletion completion) {
         OQImageDiskCache::cache().setImageData(data, key);
     });
   };
-  _session->dataTaskWithRequest(std::move(request), std::move(ended))->resume();
+  _send(std::move(request), std::move(ended));
 }
 
 }  // namespace oq

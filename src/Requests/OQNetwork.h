@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Foundation/Networking/URL.h"
 #include "Foundation/Networking/URLSession.h"
@@ -25,7 +26,8 @@ inline constexpr const char* OQErrorDomain = "OQErrorDomain";
 /// Threads: any thread may call. The blocks run on the URL session's background queue, but a cached picture is passed
 /// to its block before downloadImageWithURL() returns. A block that uses views must switch to the main queue.
 /// Ownership: a client may be released at once; its requests continue and keep their blocks until they end. Failure:
-/// exactly one of the two blocks runs, once. Nothing is retried.
+/// exactly one of the two blocks runs, once. Nothing is retried. While consent is missing (OQConsent), every request
+/// and every picture fails on a background queue with an error of OQErrorDomain, also those that are under way.
 class OQNetwork {
  public:
   /// Called for every answer, including 4xx and 5xx. The caller checks the status code.
@@ -62,12 +64,20 @@ class OQNetwork {
   /// empty and is called exactly once. Errors are logged and not cached.
   void downloadImageWithURL(const std::optional<URL>& url, ImageCompletion completion);
 
+  /// Cancels the requests and pictures that are under way, of all clients. They fail as if the connection had failed.
+  static void cancelAll();
+
   std::shared_ptr<URLSession> session() const { return _session; }
 
+  /// Applies to the later requests of this client, pictures excluded. Not thread-safe.
+  void setCancellation(std::shared_ptr<const URLCancellation> cancellation) { _cancellation = std::move(cancellation); }
+
  private:
+  void _send(URLRequest request, URLCompletion completion);
   void _fetchImage(const URL& url, ImageCompletion completion);
 
   const std::shared_ptr<URLSession> _session;
+  std::shared_ptr<const URLCancellation> _cancellation;
 };
 
 }  // namespace oq

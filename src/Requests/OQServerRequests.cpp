@@ -28,7 +28,7 @@ JSONValue deviceWith(const JSONDictionary& more) {
 }
 
 JSONValue loginBody(const OQSession::Values& session) {
-  // "packageName" is the library's own identifier and not the host's; this is intentional, here and in eventBody().
+  // "packageName" is the library's own identifier and not the host's; this is intentional, here and in reportsBody().
   return {{"os", deviceWith({{"mac", OQUtils::getUUID()}, {"packageName", OQSDK_BUNDLE_IDENTIFIER}})},
           {"sdkVersion", OQSDKVersion},
           {"appKey", session.configuration ? session.configuration->appKey() : std::string()}};
@@ -36,19 +36,21 @@ JSONValue loginBody(const OQSession::Values& session) {
 
 JSONValue listBody(const OQSession::Values& session) {
   // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are intentional.
-  return {{"newUser", session.isNewUser ? 0 : 1},
-          {"os", deviceWith({})},
-          {"sdkVersion", OQSDKVersion},
-          {"token", session.token.value_or("")},
-          {"userId", session.userId.value_or("")}};
+  JSONDictionary body{{"newUser", session.isNewUser ? 0 : 1},
+                      {"os", deviceWith({})},
+                      {"sdkVersion", OQSDKVersion},
+                      {"token", session.token.value_or("")},
+                      {"userId", session.userId.value_or("")}};
+  if (session.currentOffer()) body["extensions"] = OQExtensions::names();
+  return body;
 }
 
-JSONValue eventBody(const OQSession::Values& session, const OQWindowEvent& event) {
+JSONValue reportsBody(const OQServerRequests::Reports& reports) {
   return {{"os", deviceWith({{"packageName", OQSDK_BUNDLE_IDENTIFIER}})},
           {"sdkVersion", OQSDKVersion},
-          {"token", session.token.value_or("")},
-          {"userId", session.userId.value_or("")},
-          {"events", JSONArray{event.toDictionary()}}};
+          {"token", reports.token},
+          {"userId", reports.userId},
+          {"events", reports.events}};
 }
 
 /// Gets the parsed answer of status 200, or nullopt if the answer is not JSON. Also gets the owner, which stays alive
@@ -79,13 +81,38 @@ bool isSuccess(const std::optional<JSONValue>& answer) {
   return false;
 }
 
-void postEvent(const char* path, const OQSession::Values& session, OQServerRequests::Owner owner,
-               const OQWindowEvent& event, std::function<void()> succeeded, const char* entry) {
-  post(path, eventBody(session, event), std::move(owner),
-       [succeeded = std::move(succeeded), entry](const std::optional<JSONValue>& answer, const auto&) {
-         if (isSuccess(answer)) succeeded();
-         OQLogger::log(entry, answer);
-       });
+void logAcknowledged(const OQServerRequests::Reports& reports) {
+  for (const JSONValue& event : reports.events) {
+    if (reports.kind == OQServerRequests::ReportKind::SubscribedEvent) {
+      OQLogger::log("触发事件成功!事件名：%@", valueForKey(event, "xwhat"));
+    } else {
+      OQLogger::log("上报事件成功, event:%@", event);
+    }
+  }
+}
+
+OQServerRequests::ReportOutcome outcomeOf(std::int64_t status) {
+  const bool isRefused = status >= 400 && status < 500 && status != 408 && status != 429;
+  return isRefused ? OQServerRequests::ReportOutcome::Refused : OQServerRequests::ReportOutcome::Failed;
+}
+
+/// Logs the response and returns its meaning.
+OQServerRequests::ReportOutcome handleReportsResponse(const OQServerRequests::Reports& reports, std::int64_t status,
+                                                      const Data& data) {
+  using Outcome = OQServerRequests::ReportOutcome;
+  if (status != 200) {
+    OQLogger::error(status);
+    return outcomeOf(status);
+  }
+  const auto answer = valueWithJSONData(data);
+  auto outcome = answer && answer->is_object() ? Outcome::Refused : Outcome::Failed;
+  if (isSuccess(answer)) {
+    outcome = Outcome::Acknowledged;
+    logAcknowledged(reports);
+  }
+  const bool isSubscribed = reports.kind == OQServerRequests::ReportKind::SubscribedEvent;
+  OQLogger::log(isSubscribed ? "触发事件 data:\n%@" : "上报事件 data:\n%@", answer);
+  return outcome;
 }
 
 std::shared_ptr<OQWindowEvent> eventNamed(const std::string& name, const OQSession::Values& session,
@@ -110,17 +137,20 @@ void OQServerRequests::login(const Session& session, Owner owner, Answered answe
 }
 
 void OQServerRequests::getInAppList(const Session& session, Owner owner, Campaigns take) {
-  getList("/push/sdk/in_app", "in_app data:\n%@", session, std::move(owner), std::move(take));
+  getList("/push/sdk/in_app", "in_app data:\n%@", session, std::move(owner), std::move(take), nullptr);
 }
 
-void OQServerRequests::getSubscribeList(const Session& session, Owner owner, Campaigns take) {
-  getList("/push/sdk/event/subscribe", "subscribe data:\n%@", session, std::move(owner), std::move(take));
+void OQServerRequests::getSubscribeList(const Session& session, Owner owner, Campaigns take, Answered answered) {
+  getList("/push/sdk/event/subscribe", "subscribe data:\n%@", session, std::move(owner), std::move(take),
+          std::move(answered));
 }
 
-void OQServerRequests::getList(const char* path, const char* entry, const Session& session, Owner owner,
-                               Campaigns take) {
-  const auto handle = [take = std::move(take), entry](const std::optional<JSONValue>& answer) {
+void OQServerRequests::getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take,
+                               Answered answered) {
+  const auto handle = [take = std::move(take), answered = std::move(answered),
+                       entry](const std::optional<JSONValue>& answer) {
     if (isSuccess(answer)) {
+      if (answered) answered(*answer);
       // An answer without campaigns changes nothing.
       const JSONArray* records = valueForKey(*answer, "data").if_array();
       if (records && !records->empty()) take(*records);
@@ -132,16 +162,23 @@ void OQServerRequests::getList(const char* path, const char* entry, const Sessio
   });
 }
 
-void OQServerRequests::triggerEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event) {
-  postEvent(
-      "/push/sdk/event/trigger", session, std::move(owner), *event,
-      [event] { OQLogger::log("触发事件成功!事件名：%@", event->xwhat()); }, "触发事件 data:\n%@");
-}
-
-void OQServerRequests::reportEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event) {
-  postEvent(
-      "/push/sdk/in_app/callback", session, std::move(owner), *event,
-      [event] { OQLogger::log("上报事件成功, event:%@", event->toDictionary()); }, "上报事件 data:\n%@");
+void OQServerRequests::sendReports(Reports reports, std::shared_ptr<const URLCancellation> cancellation,
+                                   ReportsAnswered answered) {
+  const JSONValue body = reportsBody(reports);
+  const char* path =
+      reports.kind == ReportKind::SubscribedEvent ? "/push/sdk/event/trigger" : "/push/sdk/in_app/callback";
+  auto success = [reports = std::move(reports), answered](const URLResponse& response, const Data& data) {
+    ReportAnswer answer{ReportOutcome::Failed, std::chrono::seconds(response.retryAfter)};
+    guarded([&] { answer.outcome = handleReportsResponse(reports, response.statusCode, data); });
+    guarded([&] { answered(answer); });
+  };
+  auto failure = [answered](const Error& error) {
+    guarded([&] { OQLogger::error(error); });
+    guarded([&] { answered({ReportOutcome::Failed}); });
+  };
+  const auto network = OQNetwork::randomNetwork();
+  network->setCancellation(std::move(cancellation));
+  network->postRequestWithRelativeURLStr(path, nullptr, body, std::move(success), std::move(failure));
 }
 
 std::shared_ptr<OQWindowEvent> OQServerRequests::windowEvent(const Session& session,

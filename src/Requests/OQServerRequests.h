@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "Foundation/Networking/URLSession.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
@@ -20,9 +22,9 @@ namespace oq {
 ///
 /// Threads: any thread may call; callbacks run on the HTTP client's queue. The answers of both lists are handled one
 /// after the other. Ownership: the owner holds this object. A running request keeps a weak_ptr to
-/// the owner: the answer is ignored if the owner is gone, and the owner stays alive while a callback runs. Failure: a
-/// request that fails, a status other than 200 and a code other than 0 are logged, and the callback does not run.
-/// Nothing is retried.
+/// the owner: the answer is ignored if the owner is gone, and the owner stays alive while a callback runs. Requests
+/// with reports have no owner. Failure: a request that fails, a status other than 200 and a code other than 0 are
+/// logged, and the callback does not run; the callback of reports always runs. Nothing is retried.
 class OQServerRequests {
  public:
   using Session = OQSession::Values;
@@ -32,12 +34,32 @@ class OQServerRequests {
   /// Gets the campaigns of an answer with code 0. The array is never empty.
   using Campaigns = std::function<void(const JSONArray& records)>;
 
+  /// What a report is about: an event that the server subscribed to, or a window.
+  enum class ReportKind { SubscribedEvent, WindowEvent };
+  struct Reports {
+    ReportKind kind{};
+    std::string token;
+    std::string userId;
+    JSONArray events;  ///< in the form of OQWindowEvent::toDictionary()
+  };
+  enum class ReportOutcome {
+    Acknowledged,  ///< status 200 and code 0
+    Refused,       ///< would be refused again: another code, or a status 4xx except 408 and 429
+    Failed,        ///< no answer, or any other answer
+  };
+  struct ReportAnswer {
+    ReportOutcome outcome{};
+    std::chrono::seconds retryAfter{0};  ///< how long the server asks to wait
+  };
+  using ReportsAnswered = std::function<void(ReportAnswer answer)>;
+
   static void login(const Session& session, Owner owner, Answered answered);
   void getInAppList(const Session& session, Owner owner, Campaigns take);
-  void getSubscribeList(const Session& session, Owner owner, Campaigns take);
-  /// Sends an event that the server subscribed to.
-  static void triggerEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
-  static void reportEvent(const Session& session, Owner owner, std::shared_ptr<const OQWindowEvent> event);
+  /// `answered` gets the whole answer, before `take`, also if the answer contains no campaigns.
+  void getSubscribeList(const Session& session, Owner owner, Campaigns take, Answered answered = nullptr);
+  /// Sends the reports in one request. `answered` is called exactly once, also if the request is cancelled.
+  static void sendReports(Reports reports, std::shared_ptr<const URLCancellation> cancellation,
+                          ReportsAnswered answered);
 
   /// The report of a user's action on a window, with the current time and the session's user. Type 0 is left out.
   static std::shared_ptr<OQWindowEvent> windowEvent(const Session& session, const std::optional<std::string>& name,
@@ -47,7 +69,8 @@ class OQServerRequests {
   static std::shared_ptr<OQWindowEvent> pushEvent(const Session& session, std::uint64_t type, const JSONValue& msg);
 
  private:
-  void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take);
+  void getList(const char* path, const char* entry, const Session& session, Owner owner, Campaigns take,
+               Answered answered);
 
   OQSerialExecutor _listAnswers;
 };

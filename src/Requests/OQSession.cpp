@@ -3,6 +3,8 @@
 
 #include "Foundation/Values/Format.h"
 #include "Storage/OQUserDefaults.h"
+#include "Utils/OQConsent.h"
+#include "Utils/OQLogger.h"
 
 namespace oq {
 
@@ -26,6 +28,7 @@ OQSession::OQSession() {
   _values.token = textOrNil(defaults.objectForKey(kTokenKey));
   _values.userId = textOrNil(defaults.objectForKey(kUserIdKey));
   _values.isNewUser = _values.userId.has_value();
+  OQLogger::setSecret(_values.token.value_or(""));
 }
 
 OQSession::Values OQSession::values() const {
@@ -34,6 +37,7 @@ OQSession::Values OQSession::values() const {
 }
 
 void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
+  if (OQConsent::isMissing()) return;
   std::optional<std::string> userId = textOrNil(xwho), application = textOrNil(appid);
   store(userId, kUserIdKey);
   std::lock_guard lock(_mutex);
@@ -41,10 +45,28 @@ void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
   _values.appid.swap(application);
 }
 
+void OQSession::forget() {
+  store(std::nullopt, kTokenKey);
+  store(std::nullopt, kUserIdKey);
+  std::lock_guard lock(_mutex);
+  _values.token.reset();
+  _values.userId.reset();
+}
+
 void OQSession::takeToken(const JSONValue& token) {
+  if (OQConsent::isMissing()) return;
   const std::optional<std::string> text = textOrNil(token);
+  OQLogger::setSecret(text.value_or(""));
   set(&Values::token, text);
   store(text, kTokenKey);
+}
+
+void OQSession::takeOffer(const JSONValue& loginAnswer, std::uint64_t environment) {
+  set(&Values::offer, OQExtensions::offeredIn(loginAnswer, environment));
+}
+
+std::optional<OQExtensions> OQSession::Values::currentOffer() const {
+  return offer && offer->environment == OQUserDefaults::environment() ? offer : std::nullopt;
 }
 
 }  // namespace oq

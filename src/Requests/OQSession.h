@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -8,12 +9,15 @@
 #include <utility>
 
 #include "Foundation/Values/JSONValue.h"
+#include "Requests/OQExtensions.h"
 #include "oqsdk/TorvelinOqConfig.h"
 
 namespace oq {
 
 /// The session with the campaign server: the user, the application, and the values that each request contains. It
 /// starts with the token and the user id that an earlier run stored.
+///
+/// While consent is missing (OQConsent), users and tokens are ignored.
 ///
 /// Thread-safe. One mutex guards all fields; no other code is called while it is held. Failure: a value that cannot be
 /// stored is kept in memory only.
@@ -28,6 +32,11 @@ class OQSession {
     /// True if a user id was stored when the session began. The name says the opposite. This and the inversion in the
     /// list requests are both intentional.
     bool isNewUser = false;
+    /// What the last login of this run was offered; never stored.
+    std::optional<OQExtensions> offer = std::nullopt;
+
+    /// The offer if it comes from the server of the environment that is stored now, otherwise nullopt.
+    std::optional<OQExtensions> currentOffer() const;
   };
 
   OQSession();
@@ -50,6 +59,9 @@ class OQSession {
   /// value converted to a string. The user id and the token are stored for later runs.
   void takeUser(const JSONValue& xwho, const JSONValue& appid);
   void takeToken(const JSONValue& token);
+  void takeOffer(const JSONValue& loginAnswer, std::uint64_t environment);
+  /// Removes the user id and the token, in memory and from the store.
+  void forget();
 
  private:
   mutable std::mutex _mutex;

@@ -11,6 +11,7 @@
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQSDKBundleIdentifier.h"
 #include "Utils/OQUtils.h"
@@ -141,7 +142,11 @@ void OQImageDiskCache::_trimRecursively() {
 
 void OQImageDiskCache::_trimInBackground() {
   _queue->async([weak = weak_from_this()] {
-    if (auto cache = weak.lock()) guarded([&] { cache->trimToAge(cache->ageLimit()); });
+    if (auto cache = weak.lock())
+      guarded([&] {
+        // Keys that cannot be removed from the store must stay in the index.
+        if (!OQConsent::isMissing()) cache->trimToAge(cache->ageLimit());
+      });
   });
 }
 

@@ -3,6 +3,7 @@
 
 #include "Foundation/PropertyLists/PropertyListSerialization.h"
 #include "Foundation/Values/Format.h"
+#include "Utils/OQConsent.h"
 
 namespace oq {
 
@@ -64,7 +65,7 @@ PropertyValue OQKeychainItemWrapper::objectForKey(std::string_view key) const {
 
 void OQKeychainItemWrapper::resetKeychainItem() {
   if (_keychainItemData) {
-    SecItemDelete(dictionaryToSecItemFormat(*_keychainItemData));
+    if (!OQConsent::isMissing()) SecItemDelete(dictionaryToSecItemFormat(*_keychainItemData));
   } else {
     _keychainItemData.emplace();
   }
@@ -75,6 +76,7 @@ void OQKeychainItemWrapper::resetKeychainItem() {
 }
 
 void OQKeychainItemWrapper::writeToKeychain() const {
+  if (OQConsent::isMissing()) return;
   SecDictionary item = dictionaryToSecItemFormat(*_keychainItemData);
   SecItemResult found;
   // Intentional: the results are ignored; the state in memory is kept either way.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Foundation/Files/FileManager.h"
 #include "Storage/OQDataArchiver.h"
 
 namespace oq {
@@ -13,9 +14,15 @@ namespace {
 constexpr auto kPatience = std::chrono::milliseconds(250);
 constexpr auto kPatienceWhenBlocked = std::chrono::milliseconds(20);
 
+std::filesystem::path forgettingFile() {
+  return documentsDirectory() / OQForgettingFileName;
+}
+
 }  // namespace
 
 OQRecordStore::Nodes OQRecordStore::read() {
+  // Before the records: if another process forgets the user in between, the next access notices it.
+  _forgetting = FileVersion::at(forgettingFile());
   auto nodes =
       OQDataArchiver::getDataForPath<OQRecordTreeNode>(documentsDirectory() / OQRecordTreeDataFileName, &_known);
   return nodes ? std::move(*nodes) : Nodes();
@@ -113,6 +120,17 @@ bool OQRecordStore::Access::write(const Nodes& nodes) {
   });
   release();
   return isWritten;
+}
+
+bool OQRecordStore::Access::wasForgottenElsewhere() {
+  if (_store->_forgetting.isStillAt(forgettingFile())) return false;
+  _store->_forgetting = FileVersion::at(forgettingFile());
+  return true;
+}
+
+void OQRecordStore::Access::noteForgetting() {
+  writeFileAtomically(forgettingFile(), {});
+  _store->_forgetting = FileVersion::at(forgettingFile());
 }
 
 void OQRecordStore::Access::release() {

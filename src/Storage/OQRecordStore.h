@@ -16,6 +16,9 @@ namespace oq {
 /// An empty file in the same folder as OQRecordTreeDataFileName. Locked by the process that uses the records.
 inline constexpr const char* OQRecordTreeLockFileName = "OQRecordTreeData.lock";
 
+/// In the same folder. Replaced whenever a process of the application forgets the user.
+inline constexpr const char* OQForgettingFileName = "OQForgetting";
+
 /// The file of records, shared by all processes of an application. To change records, a process takes access, adopts
 /// what others have written, changes its own records, writes them, and releases the access. So each process sees every
 /// display that was counted before.
@@ -43,6 +46,11 @@ class OQRecordStore {
     /// Writes the nodes, and releases the access as soon as others can read them. Returns whether they are on the disk.
     /// After a failure the nodes still know what must be added to the file.
     bool write(const Nodes& nodes);
+    /// Whether another process has called noteForgetting(); true once for each time. The file of records has changed
+    /// as well then, so a caller need only ask after changesOfOthers() has found something.
+    bool wasForgottenElsewhere();
+    /// Lets the other processes know that all records were removed. The caller then writes an empty array.
+    void noteForgetting();
     void release();
 
    private:
@@ -85,6 +93,7 @@ class OQRecordStore {
   LockFile _lockFile;
   std::optional<FileVersion> _blocked;  ///< the archive during a wait that was too short and saw no write
   FileVersion _known;
+  FileVersion _forgetting;
 };
 
 }  // namespace oq

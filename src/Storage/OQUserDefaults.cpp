@@ -1,13 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Storage/OQUserDefaults.h"
 
+#include <atomic>
+#include <mutex>
+
 #include "Foundation/Stores/UserDefaults.h"
+#include "Utils/OQConsent.h"
 
 namespace oq {
 
 namespace {
 
 constexpr const char* kEnvironmentKey = "envType";
+
+/// The environment that was chosen while consent was missing.
+struct WaitingEnvironment {
+  std::atomic<bool> exists{false};
+  std::mutex mutex;
+  std::uint64_t value = 0;
+};
+
+WaitingEnvironment& waitingEnvironment() {
+  static auto* shared = new WaitingEnvironment;  // used until the last thread ends
+  return *shared;
+}
 
 }  // namespace
 
@@ -26,10 +42,23 @@ OQUserDefaults& OQUserDefaults::groupDefaults() {
 }
 
 std::uint64_t OQUserDefaults::environment() {
+  WaitingEnvironment& waiting = waitingEnvironment();
+  if (waiting.exists) {
+    std::lock_guard lock(waiting.mutex);
+    if (waiting.exists && OQConsent::isMissing()) return waiting.value;
+    if (waiting.exists.exchange(false)) {
+      groupDefaults().setInteger(static_cast<std::int64_t>(waiting.value), kEnvironmentKey);
+    }
+  }
   return static_cast<std::uint64_t>(groupDefaults().integerForKey(kEnvironmentKey));
 }
 
 void OQUserDefaults::setEnvironment(std::uint64_t environment) {
+  WaitingEnvironment& waiting = waitingEnvironment();
+  std::lock_guard lock(waiting.mutex);
+  waiting.exists = OQConsent::isMissing();
+  waiting.value = environment;
+  if (waiting.exists) return;
   groupDefaults().setInteger(static_cast<std::int64_t>(environment), kEnvironmentKey);
 }
 
@@ -38,6 +67,7 @@ std::shared_ptr<UserDefaults> OQUserDefaults::open() const {
 }
 
 void OQUserDefaults::setObject(const JSONValue& value, std::string_view key) {
+  if (OQConsent::isMissing()) return;
   auto defaults = open();
   defaults->setObject(value, key);
   defaults->synchronize();
@@ -50,6 +80,7 @@ JSONValue OQUserDefaults::objectForKey(std::string_view key) const {
 }
 
 void OQUserDefaults::setInteger(std::int64_t value, std::string_view key) {
+  if (OQConsent::isMissing()) return;
   auto defaults = open();
   defaults->setInteger(value, key);
   defaults->synchronize();

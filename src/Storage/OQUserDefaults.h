@@ -15,7 +15,7 @@ namespace oq {
 class UserDefaults;
 
 /// The library's small persistent values: one suite of user defaults, selected by name. Thread-safe. Failed writes are
-/// silent; entries that are bytes or dates read as null.
+/// silent; entries that are bytes or dates read as null. While consent is missing (OQConsent), entries are only read.
 class OQUserDefaults : public Object {
   OQ_CLASS(OQUserDefaults)
 
@@ -26,6 +26,8 @@ class OQUserDefaults : public Object {
   static OQUserDefaults& groupDefaults();
   /// The environment that is stored in groupDefaults(), read at each call; 0 if there is none.
   static std::uint64_t environment();
+  /// While consent is missing, the environment is kept in memory and stored by the first reader after that: a host
+  /// chooses it before the start, and the first login must use it.
   static void setEnvironment(std::uint64_t environment);
   /// Without a name it uses the standard defaults.
   explicit OQUserDefaults(std::optional<std::string> name) : _name(std::move(name)) {}

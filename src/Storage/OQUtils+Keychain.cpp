@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Foundation/System/Device.h"
 #include "Storage/OQKeychainItemWrapper.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQUtils.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -24,11 +26,17 @@ bool isEmpty(const PropertyValue& stored) {
 }  // namespace
 
 void OQUtils::saveUUIDWithKeyChain() {
+  if (OQConsent::isMissing()) return;
   OQKeychainItemWrapper item = identifierItem();
   if (!isEmpty(item.objectForKey(kSecValueData))) return;
   // A missing identifier becomes a null value, which setObject() ignores.
   std::string identifier = getUUID();
   item.setObject(identifier.empty() ? JSONValue() : JSONValue(identifier), kSecValueData);
+}
+
+void OQUtils::forgetUUID() {
+  forgetIdentifierForVendor();
+  identifierItem().resetKeychainItem();
 }
 
 JSONValue OQUtils::getUUIDWithKeychain() {

@@ -129,7 +129,8 @@ void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
 
 /// Holds this window strongly: no view owns it until it opens.
 void OQPopWindow::present(Opening open, EventAction completion) {
-  OQPresentationQueue::shared().add([self = self(), open, completion = std::move(completion)] {
+  const auto kind = _isToolWindow ? OQPresentationQueue::Kind::Tool : OQPresentationQueue::Kind::Campaign;
+  OQPresentationQueue::shared().add(kind, [self = self(), open, completion = std::move(completion)] {
     self->setHidden(false);
     (self.get()->*open)(completion);
   });
@@ -198,7 +199,16 @@ void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
 }
 
 void OQPopWindow::loadPicture() {
-  oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt, _network);
+  _isPictureMissing = false;
+  const auto failed = [weak = weakSelf()] {
+    if (auto window = weak.lock()) window->pictureFailed();
+  };
+  oq_setImageWithURL(imgView(), _data ? urlFromValue(_data->picture()) : std::nullopt, _network, failed);
+}
+
+void OQPopWindow::pictureFailed() {
+  _isPictureMissing = true;
+  if (_isShowing && !_isClosing) notify(Notice::ShownWithoutPicture);
 }
 
 void OQPopWindow::layoutImage() {
@@ -270,18 +280,25 @@ void OQPopWindow::setPageHeight(double height) {
 void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void()> placeClose, Opening open,
                            EventAction completion) {
   _isClosing = false;
+  if (!_isToolWindow) {
+    std::erase(onScreen(), this);
+    onScreen().push_back(this);
+  }
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
   // Holds this window strongly: without a key window no view owns it until it has reported.
   auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
+    if (self->_isRemoved) return;
     // The host window was hidden or destroyed meanwhile. Open the message again when the user can see it.
     if (self->isOutOfSight()) {
       self->setHidden(true);
+      std::erase(onScreen(), self.get());
       return self->present(open, completion);
     }
     self->_isShowing = true;
     if (placeClose) placeClose();
     if (completion) completion(OQWindowActionShown, JSONValue());
+    if (self->_isPictureMissing) self->notify(Notice::ShownWithoutPicture);
   };
   UIView::animateWithDuration(
       kOpening,
@@ -319,6 +336,7 @@ void OQPopWindow::fadeOut(std::function<void()> completion) {
       [self = self(), completion = std::move(completion)](bool) {
         self->removeFromSuperview();
         self->_isShowing = false;
+        std::erase(onScreen(), self.get());
         completion();
       });
 }
@@ -331,6 +349,44 @@ void OQPopWindow::closeWithCompletion(EventAction completion) {
 
 void OQPopWindow::_close() {
   fadeOut([this] { report(OQWindowActionClosed, JSONValue()); });
+}
+
+std::vector<OQPopWindow*>& OQPopWindow::onScreen() {
+  static auto& windows = *new std::vector<OQPopWindow*>;
+  return windows;
+}
+
+OQPopWindow::~OQPopWindow() {
+  std::erase(onScreen(), this);
+}
+
+void OQPopWindow::dismissNewest() {
+  if (onScreen().empty() || onScreen().back()->_isClosing) return;
+  const auto newest = onScreen().back()->self();
+  newest->_isRemoved = true;
+  newest->fadeOut([window = newest.get()] { window->notify(Notice::Removed); });
+}
+
+void OQPopWindow::removeAll() {
+  std::vector<std::shared_ptr<OQPopWindow>> windows;
+  for (OQPopWindow* window : onScreen()) windows.push_back(window->self());
+  for (const auto& window : windows) window->remove();
+}
+
+void OQPopWindow::remove() {
+  _isRemoved = _isClosing = true;
+  if (UIWindow* root = window()) root->cancelTouchesIn(*this);
+  removeFromSuperview();
+  _isShowing = false;
+  std::erase(onScreen(), this);
+  // A fade-out that is still running then reports nothing.
+  _eventAction = nullptr;
+  notify(Notice::Removed);
+}
+
+void OQPopWindow::notify(Notice notice) {
+  const auto handler = _noticeHandler;
+  if (handler) handler(notice);
 }
 
 void OQPopWindow::imageClicked() {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
@@ -51,13 +52,22 @@ class OQPopWindow : public UIView {
  public:
   /// Called with an OQWindowAction and the link of the tapped part, or null.
   using EventAction = std::function<void(std::int64_t code, const JSONValue& link)>;
+  /// What is not an action of the user and is not reported.
+  enum class Notice {
+    ShownWithoutPicture,  ///< The message is on screen, but its picture could not be loaded.
+    Removed,              ///< dismissNewest() or removeAll() has removed it. No action follows.
+  };
 
   /// As large as the main screen; the frame is ignored.
   OQPopWindow();
   explicit OQPopWindow(CGRect frame);
+  ~OQPopWindow() override;
 
   /// Sets the client that loads the picture. Without one, the picture is loaded with a new client.
   void setNetwork(std::shared_ptr<OQNetwork> network) { _network = std::move(network); }
+
+  /// Sets who hears of notices.
+  void setNoticeHandler(std::function<void(Notice)> handler) { _noticeHandler = std::move(handler); }
 
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
@@ -76,6 +86,10 @@ class OQPopWindow : public UIView {
   /// Fades out, removes the window, then calls back with (3, null).
   void closeWithCompletion(EventAction completion);
   void _close();
+  /// Fades out the newest message of a campaign on screen. A message that the user is already closing stays as it is.
+  static void dismissNewest();
+  /// Removes all messages of campaigns from the screen at once.
+  static void removeAll();
   void imageClicked();
   void jumpOut(const std::shared_ptr<OQButton>& button);
 
@@ -138,10 +152,16 @@ class OQPopWindow : public UIView {
   void fadeOut(std::function<void()> completion);
   void report(std::int64_t code, const JSONValue& link);
   void loadPicture();
+  void pictureFailed();
+  void notify(Notice notice);
+  /// The messages on screen, from the beginning of their opening until they are gone, oldest first.
+  static std::vector<OQPopWindow*>& onScreen();
+  void remove();
 
   std::shared_ptr<OQNetwork> _network;
   std::shared_ptr<OQWindowData> _data;
   EventAction _eventAction;
+  std::function<void(Notice)> _noticeHandler;
   std::shared_ptr<UIView> _backgroundView, _contentView;
   std::shared_ptr<UIImageView> _imgView;
   std::shared_ptr<OQWebController> _webController;
@@ -152,6 +172,8 @@ class OQPopWindow : public UIView {
   std::atomic<bool> _isShowing{false};
   bool _isToolWindow = false;
   bool _isClosing = false;
+  bool _isRemoved = false;         ///< by the library
+  bool _isPictureMissing = false;  ///< its download has failed
   double _imageAndTextWindowHeight = 0;
   double _textWindowHeight = 0;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "UI/OQPresentationQueue.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
@@ -20,16 +21,34 @@ OQPresentationQueue::OQPresentationQueue() {
   UIApplication::sharedApplication().setScenesObserver([this] { runLater(); });
 }
 
-bool OQPresentationQueue::isOpen() {
-  const auto window = OQNavigation::keyWindow();
-  return window && UIApplication::sharedApplication().isOnScreen(*window);
+void OQPresentationQueue::add(Kind kind, std::function<void()> present) {
+  const bool hasWindows = !UIApplication::sharedApplication().connectedScenes().empty();
+  Entry entry{kind, hasWindows, std::move(present)};
+  const bool isFirst = !hasWindows || _waiting.empty();
+  if (isFirst && mayRun(entry)) return entry.present();
+  _waiting.push_back(std::move(entry));
+  runLater();
 }
 
-void OQPresentationQueue::add(std::function<void()> present) {
-  const bool hasWindows = !UIApplication::sharedApplication().connectedScenes().empty();
-  if (!hasWindows || (_waiting.empty() && isOpen())) return present();
-  _waiting.push_back(std::move(present));
-  runLater();
+bool OQPresentationQueue::mayRun(const Entry& entry) const {
+  if (entry.kind == Kind::Campaign && _isHeld) return false;
+  const auto& application = UIApplication::sharedApplication();
+  if (!entry.waitsForWindow && application.connectedScenes().empty()) return true;
+  const auto window = OQNavigation::keyWindow();
+  return window && application.isOnScreen(*window);
+}
+
+void OQPresentationQueue::setHeld(bool isHeld) {
+  _isHeld = isHeld;
+  if (!isHeld) DispatchQueue::main().async([] { shared().runLater(); });
+}
+
+void OQPresentationQueue::removeCampaigns() {
+  std::deque<Entry> removed;  // destroyed when the queue is consistent again
+  removed.swap(_waiting);
+  for (Entry& entry : removed) {
+    if (entry.kind == Kind::Tool) _waiting.push_back(std::move(entry));
+  }
 }
 
 /// Queued, because the host reports changes of its windows while it is making them.
@@ -40,9 +59,12 @@ void OQPresentationQueue::runLater() {
 
 void OQPresentationQueue::run() {
   _running = false;
-  while (!_waiting.empty() && isOpen()) {
-    const auto present = std::move(_waiting.front());
-    _waiting.pop_front();
+  const auto next = [this] {
+    return std::ranges::find_if(_waiting, [this](const Entry& entry) { return mayRun(entry); });
+  };
+  for (auto entry = next(); entry != _waiting.end(); entry = next()) {
+    const auto present = std::move(entry->present);
+    _waiting.erase(entry);
     guarded(present);
   }
 }

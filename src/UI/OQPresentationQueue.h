@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 
@@ -10,23 +11,36 @@ namespace oq {
 /// in order of arrival, each in the window that is then the key window.
 ///
 /// If no window is attached, there is nothing to wait for, and a message is presented immediately, in no window. A
-/// message that already waits continues to wait when the last window is closed: it appears in the next window that is
-/// attached. Main queue only.
+/// message that already waits for a window continues to wait when the last window is closed: it appears in the next
+/// window that is attached. The host can also hold all messages of campaigns. Main queue only, except setHeld().
 class OQPresentationQueue {
  public:
   static OQPresentationQueue& shared();
 
+  /// Tools for developers are never held.
+  enum class Kind { Campaign, Tool };
   /// Runs `present` immediately, or later from the main queue when the key window is visible.
-  void add(std::function<void()> present);
+  void add(Kind kind, std::function<void()> present);
+  /// While held, no message of a campaign is presented. Any thread.
+  static void setHeld(bool isHeld);
+  /// Drops the messages of campaigns that wait.
+  void removeCampaigns();
 
  private:
+  struct Entry {
+    Kind kind;
+    bool waitsForWindow;
+    std::function<void()> present;
+  };
+
   OQPresentationQueue();
-  static bool isOpen();
+  bool mayRun(const Entry& entry) const;
   void runLater();
   void run();
 
-  std::deque<std::function<void()>> _waiting;
+  std::deque<Entry> _waiting;
   bool _running = false;  ///< run() is queued
+  static inline std::atomic<bool> _isHeld{false};
 };
 
 }  // namespace oq

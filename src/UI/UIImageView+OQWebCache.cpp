@@ -20,13 +20,21 @@ void show(const std::weak_ptr<UIImageView>& view, std::shared_ptr<const UIImage>
 }  // namespace
 
 void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::optional<URL>& url,
-                        const std::shared_ptr<OQNetwork>& network) {
+                        const std::shared_ptr<OQNetwork>& network, std::function<void()> failed) {
   if (!view) return;
   view->setAssociatedObject(&kImageURLKey, url);
-  if (!url) return;
-  auto completion = [weak = std::weak_ptr(view)](std::shared_ptr<const UIImage> image, const Data&,
-                                                 const std::optional<Error>&, bool) {
-    if (!image) return;
+  if (!url) {
+    if (failed) failed();
+    return;
+  }
+  auto completion = [weak = std::weak_ptr(view), failed = std::move(failed)](
+                        std::shared_ptr<const UIImage> image, const Data&, const std::optional<Error>&, bool) {
+    // A picture from the cache is complete, and need not be decoded here.
+    const bool isBroken = !image || (!isOnMainQueue() && !image->surface());
+    if (isBroken) {
+      if (failed) DispatchQueue::main().async(failed);
+      return;
+    }
     if (isOnMainQueue()) return show(weak, std::move(image));
     DispatchQueue::main().async([weak, image = std::move(image)] { show(weak, image); });
   };

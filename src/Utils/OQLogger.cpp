@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Utils/OQLogger.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <limits>
 #include <mutex>
 #include <new>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -16,6 +20,8 @@
 #include "Foundation/System/Device.h"
 #include "Foundation/Values/Date.h"
 #include "Foundation/Values/Number.h"
+#include "Utils/OQConsent.h"
+#include "Utils/OQGuard.h"
 #include "Utils/OQSDKBundleIdentifier.h"
 #include "oqsdk/OQSDKConstants.h"
 
@@ -27,6 +33,19 @@ const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue() {
 }
 
 namespace {
+
+/// The value of mostBytes without a limit.
+constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
+/// Of a file.
+std::atomic<std::uint64_t> mostBytes{kNoLimit};
+
+std::uint64_t fileLimit() {
+  return mostBytes.load(std::memory_order_relaxed);
+}
+
+bool isFileWanted() {
+  return fileLimit() != 0 && !OQConsent::isMissing();
+}
 
 bool isOnLogQueue() {
   return DispatchQueue::currentLabel() == oq_log_get_dispatch_serial_queue()->label();
@@ -59,18 +78,27 @@ class Clock {
 /// in one call, without blocking callers meanwhile.
 class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
  public:
-  Writer(std::unique_ptr<FileHandle> file, std::size_t memoryLimit) : _limit(memoryLimit), _file(std::move(file)) {}
+  Writer(std::filesystem::path folder, std::size_t memoryLimit) : _limit(memoryLimit), _folder(std::move(folder)) {}
 
-  void appendHeader(const std::string& header) {
-    append(header.size(), [&](std::string& pending) { pending.append(header); });
+  /// Begins the file of this start. Its header is written as soon as the queue runs.
+  void start() {
+    if (!isFileWanted()) return;
+    {
+      std::lock_guard writing(_fileMutex);
+      if (!beginFile()) return;
+    }
+    wakeQueue(std::unique_lock(_mutex));
   }
 
   void appendEntry(std::string_view message) {
-    append(message.size(), [&](std::string& pending) {
-      // The time is read under the lock, so that entries are ordered by time.
-      _clock.appendStamp(pending, currentDate());
-      pending.append("  ").append(message).push_back('\n');
-    });
+    if (!acceptsEntries()) return;
+    std::unique_lock lock(_mutex);
+    waitForSpace(lock, message.size());
+    // The time is read under the lock, so that entries are ordered by time.
+    _clock.appendStamp(_pending, currentDate());
+    _pending.append("  ").append(message).push_back('\n');
+    if (fileLimit() != kNoLimit) _pendingEnds.push_back(_pending.size());
+    wakeQueue(std::move(lock));
   }
 
   /// Writes all waiting entries.
@@ -79,10 +107,12 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     {
       std::lock_guard lock(_mutex);
       _batch.swap(_pending);
+      _batchEnds.swap(_pendingEnds);
       _bytesBeingWritten = _batch.size();
     }
-    if (!_batch.empty()) _file->writeData(_batch);
+    guarded([&] { writeBatch(); });
     _batch.clear();
+    _batchEnds.clear();
     if (_batch.capacity() > kKeptCapacity) _batch.shrink_to_fit();
     std::lock_guard lock(_mutex);
     _bytesBeingWritten = 0;
@@ -98,19 +128,117 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     drain();
   }
 
+  void removeFiles() {
+    std::lock_guard writing(_fileMutex);
+    {
+      std::lock_guard lock(_mutex);
+      _pending.clear();
+      _pendingEnds.clear();
+    }
+    _file.reset();
+    for (const auto& entry : enumerateDirectory(_folder)) {
+      if (entry.extension() == ".log") removeItem(_folder, entry);
+    }
+    beginFile();
+    write("");
+  }
+
+  std::filesystem::path file() const {
+    std::lock_guard lock(_mutex);
+    return _path;
+  }
+
+  bool acceptsEntries() const {
+    if (!isFileWanted()) return false;
+    // Without a limit, the file of the start is the only one.
+    return fileLimit() != kNoLimit || !_hasFailed.load(std::memory_order_relaxed);
+  }
+
  private:
   static constexpr std::size_t kKeptCapacity = 1 << 20;
 
-  template <class Append>
-  void append(std::size_t size, const Append& appendTo) {
-    if (!_file) return;
-    std::unique_lock lock(_mutex);
-    waitForSpace(lock, size);
-    appendTo(_pending);
-    bool finishing = _isFinishing;
-    bool firstInLine = !finishing && !std::exchange(_isDrainQueued, true);
+  /// Writes the batch or, if no file is wanted now, drops it.
+  void writeBatch() {
+    if (!isFileWanted()) {
+      if (fileLimit() == 0) _file.reset();
+      return;
+    }
+    if (!_file && (_batch.empty() || !beginFile())) return;
+    const std::string_view batch = _batch;
+    const std::uint64_t limit = fileLimit();
+    _batchEnds.push_back(batch.size());
+    std::size_t begin = 0, end = 0;
+    for (const std::size_t next : _batchEnds) {
+      const bool hasEntries = _hasEntries || end > begin;
+      const bool isFull = limit != kNoLimit && _size + _header.size() + (next - begin) > limit;
+      if (isFull && hasEntries && next > end) {
+        write(batch.substr(begin, end - begin));
+        begin = end;
+        if (!beginFile()) return;
+      }
+      end = next;
+    }
+    write(batch.substr(begin));
+  }
+
+  /// Writes the header, if it is due, and the entries in one call.
+  void write(std::string_view entries) {
+    if (!entries.empty()) _hasEntries = true;
+    _size += _header.size() + entries.size();
+    if (_header.empty()) {
+      if (!entries.empty()) _file->writeData(entries);
+      return;
+    }
+    _file->writeData(std::exchange(_header, "").append(entries));
+  }
+
+  bool beginFile() {
+    _file.reset();
+    createDirectory(_folder);
+    handleFilesOfDirectory(_folder);
+    const auto [path, second] = createFile();
+    _hasFailed = !_file;
+    std::lock_guard lock(_mutex);
+    _path = path;
+    if (!_file) return false;
+    _begun = second;
+    _size = 0;
+    _hasEntries = false;
+    _header = stringWithFormat("SDKVersion:%@\n设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", OQSDKVersion,
+                               machineIdentifier(), operatingSystemVersion(), mainBundleShortVersion());
+    return true;
+  }
+
+  using Second = std::chrono::sys_seconds;
+
+  /// Creates the file of the current second. At a start without a limit, a file of the same second is replaced. With a
+  /// limit there may be several in a second: the later ones get the names of the following seconds, so that they stay
+  /// in order.
+  std::pair<std::filesystem::path, Second> createFile() {
+    constexpr int kMostTries = 1000;
+    const DateFormatter formatter("yyyy-MM-dd HH:mm:ss");
+    const auto pathAt = [&](Second second) { return _folder / ("oqsdk_" + formatter.stringFromDate(second) + ".log"); };
+    Second second = std::chrono::floor<std::chrono::seconds>(currentDate());
+    if (fileLimit() == kNoLimit && !_begun) {
+      _file = FileHandle::createForWriting(pathAt(second));
+      return {pathAt(second), second};
+    }
+    if (_begun) second = std::max(second, *_begun + std::chrono::seconds(1));
+    for (int tries = 0; tries < kMostTries && !_file; ++tries, second += std::chrono::seconds(1)) {
+      const auto path = pathAt(second);
+      _file = FileHandle::createNew(path);
+      if (_file) return {path, second};
+      std::error_code error;
+      if (!std::filesystem::exists(std::filesystem::symlink_status(path, error))) break;
+    }
+    return {pathAt(second), second};
+  }
+
+  void wakeQueue(std::unique_lock<std::mutex> lock) {
+    const bool isFinishing = _isFinishing;
+    const bool firstInLine = !isFinishing && !std::exchange(_isDrainQueued, true);
     lock.unlock();
-    if (finishing) drain();
+    if (isFinishing) drain();
     if (firstInLine) queueDrain();
   }
 
@@ -139,19 +267,28 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
   }
 
   const std::size_t _limit;
+  const std::filesystem::path _folder;
+  std::atomic<bool> _hasFailed{false};  ///< the last attempt to begin a file
   /// Guards all members up to the next mutex. Callers hold it only to append.
-  std::mutex _mutex;
+  mutable std::mutex _mutex;
   std::condition_variable _spaceFreed;
   Clock _clock;
   std::string _pending;
+  std::vector<std::size_t> _pendingEnds;  ///< of the entries, while the file has a limit
+  std::filesystem::path _path;
   std::size_t _bytesBeingWritten = 0;
   bool _isDrainQueued = false;
   bool _isFinishing = false;
   /// Guards the file and the batch. Locked before _mutex.
   std::mutex _fileMutex;
   std::string _batch;
-  /// nullptr if the file could not be created; entries are then dropped.
-  const std::unique_ptr<FileHandle> _file;
+  std::vector<std::size_t> _batchEnds;
+  /// nullptr before the first file and if it could not be created; entries are then dropped.
+  std::unique_ptr<FileHandle> _file;
+  std::optional<Second> _begun;  ///< the time in the name of the last file
+  std::string _header;           ///< until it is written
+  std::uint64_t _size = 0;
+  bool _hasEntries = false;
 };
 
 Class* OQLogger::staticClass() {
@@ -168,16 +305,33 @@ OQLogger& OQLogger::getInstance() {
   return shared;
 }
 
-OQLogger::OQLogger() : OQLogger(documentsDirectory() / "Log") {}
+OQLogger::OQLogger() : OQLogger(applicationDataDirectory() / "Documents" / "Log") {}
 
-OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit) {
-  createDirectory(folder);
-  handleFilesOfDirectory(folder);
-  std::string name = "oqsdk_" + DateFormatter("yyyy-MM-dd HH:mm:ss").stringFromDate(currentDate()) + ".log";
-  _logFilePath = folder / name;
-  _writer = std::make_shared<Writer>(FileHandle::createForWriting(_logFilePath), memoryLimit);
-  _writer->appendHeader(stringWithFormat("SDKVersion:%@\n设备名称:%@\n手机系统版本:%@\n应用版本号:%@\n\n", OQSDKVersion,
-                                         machineIdentifier(), operatingSystemVersion(), mainBundleShortVersion()));
+OQLogger::OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit)
+    : _writer(std::make_shared<Writer>(folder, memoryLimit)) {
+  _writer->start();
+}
+
+std::filesystem::path OQLogger::logFilePath() const {
+  return _writer->file();
+}
+
+void OQLogger::setFileLimit(std::optional<std::uint64_t> bytes) {
+  mostBytes = bytes.value_or(kNoLimit);
+}
+
+void OQLogger::removeFiles() {
+  if (isFileWanted()) getInstance()._writer->removeFiles();
+}
+
+bool OQLogger::isWanted() {
+  return !OQConsent::isMissing() && (fileLimit() != 0 || OQLogHandler::isWanted());
+}
+
+void OQLogger::put(OQLogLevel level, std::string_view message) {
+  if (OQConsent::isMissing()) return;
+  if (isFileWanted()) getInstance()._log(message);
+  OQLogHandler::pass(level, message);
 }
 
 void OQLogger::handleFilesOfDirectory(const std::filesystem::path& folder) {
@@ -198,22 +352,24 @@ void OQLogger::flush() {
 }
 
 void OQLogger::error(const JSONValue& object) {
-  if (object.is_string()) return getInstance()._log(object.get_string());
-  if (!object.is_number() && !object.is_bool()) return;
+  if (object.is_string()) return put(OQLogLevel::Error, object.get_string());
+  if (!isWanted() || (!object.is_number() && !object.is_bool())) return;
   // "descripton" is the intended spelling in the log, here and below.
-  log("statusCode:%@\ndescripton:%@\n", object, localizedStringForStatusCode(integerValue(object)));
+  put(OQLogLevel::Error,
+      stringWithFormat("statusCode:%@\ndescripton:%@\n", object, localizedStringForStatusCode(integerValue(object))));
 }
 
 void OQLogger::error(const Error& error) {
-  log("code:%@\ndescripton:%@\n", error.code, error.localizedDescription);
+  if (!isWanted()) return;
+  put(OQLogLevel::Error, stringWithFormat("code:%@\ndescripton:%@\n", error.code, error.localizedDescription));
 }
 
 void OQLogger::error(const std::string& message) {
-  getInstance()._log(message);
+  put(OQLogLevel::Error, message);
 }
 
 void OQLogger::error(const char* message) {
-  if (message) getInstance()._log(message);
+  if (message) put(OQLogLevel::Error, message);
 }
 
 }  // namespace oq

@@ -9,11 +9,13 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "Dispatch/DispatchQueue.h"
 #include "Foundation/Values/Error.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/JSONValue.h"
+#include "Utils/OQLogHandler.h"
 #include "oqsdk/Runtime.h"
 
 namespace oq {
@@ -21,11 +23,13 @@ namespace oq {
 /// The queue that writes log files: one serial queue for the process.
 const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue();
 
-/// The library's log: one plain text file per start of the process, in the folder "Log" of the documents folder.
+/// The library's log: one plain text file per start of the process, in the folder "Log" of the documents folder. The
+/// host can limit the size of the files, turn them off, and get each entry itself.
 ///
 /// Threads: any thread may log. An entry has the time of the call, and the file is ordered by time. The caller never
 /// waits for the disk, unless 64 MiB are waiting already; no entry is dropped. Entries that still wait are written at
-/// process exit. Failure: if the file cannot be created or written, entries are lost silently.
+/// process exit. While consent is missing (OQConsent), entries are dropped, also those that wait, and no file is
+/// created. Failure: if the file cannot be created or written, entries are lost silently.
 class OQLogger : public Object {
   OQ_CLASS(OQLogger)
 
@@ -37,10 +41,25 @@ class OQLogger : public Object {
   /// The same in another folder, for tests; at most `memoryLimit` bytes may wait.
   explicit OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit = 64u << 20);
 
+  /// The handler gets each later entry, without its time, on the thread that logs and without a lock. Entries that a
+  /// handler itself causes on its thread are only written to the file. May be called at any time on any thread; an
+  /// empty function removes the handler. Returns when no call of a former handler runs any more, except inside a call
+  /// of a handler, where it does not wait.
+  static void setHandler(OQLogHandler::Handler handler) { OQLogHandler::set(std::move(handler)); }
+  /// The handler never gets this string; it gets "***" instead. Former ones stay hidden. To be called with each token.
+  static void setSecret(const std::string& secret) { OQLogHandler::hide(secret); }
+  /// Limits the size of each file of all loggers. An entry that would exceed the limit begins the next file, unless the
+  /// file has no other entry. Before each file the oldest of ten is removed, as at a start. The name of a file is the
+  /// time of its beginning, or the next second for which there is no file. With 0, no file is written, and entries that
+  /// wait are dropped. With nullopt (the default) a file has no limit.
+  static void setFileLimit(std::optional<std::uint64_t> bytes);
+  /// Removes all log files, also those of earlier runs, and entries that wait. A new file follows.
+  static void removeFiles();
+
   /// Formats like stringWithFormat() and logs the result.
   template <class... Arguments>
   static void log(std::string_view format, const Arguments&... arguments) {
-    getInstance()._log(stringWithFormat(format, arguments...));
+    if (isWanted()) put(OQLogLevel::Info, stringWithFormat(format, arguments...));
   }
 
   /// A number is logged as an HTTP status, a string unchanged; other values are ignored.
@@ -57,7 +76,8 @@ class OQLogger : public Object {
   void _log(std::string_view message);
   /// Returns after everything logged before the call has been written to the file.
   void flush();
-  const std::filesystem::path& logFilePath() const { return _logFilePath; }
+  /// The current file; empty if none was begun.
+  std::filesystem::path logFilePath() const;
 
   /// If the folder has ten or more log files (including sub-folders), removes the first one by name. Intentional: only
   /// one per call.
@@ -66,7 +86,10 @@ class OQLogger : public Object {
  private:
   class Writer;
 
-  std::filesystem::path _logFilePath;
+  /// Whether an entry would be written or passed to the handler.
+  static bool isWanted();
+  static void put(OQLogLevel level, std::string_view message);
+
   /// Shared with the block that writes.
   std::shared_ptr<Writer> _writer;
 };

@@ -27,6 +27,9 @@ class OQUtils {
   /// The stored identifier: an empty dictionary if there is none, null if it cannot be read. May block some seconds.
   static JSONValue getUUIDWithKeychain();
 
+  /// Removes the identifier, also from the keychain; getUUID() then returns a new one. May block some seconds.
+  static void forgetUUID();
+
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
   static std::optional<Date> dateFromString(const JSONValue& text);
   static std::string stringFromDate(Date date);

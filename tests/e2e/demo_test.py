@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs the demo with the programs of this build: once normally, and once where the web engine cannot run.
-Usage: demo_test.py DEMO BUILD"""
+"""Runs the demo with the programs of this build: demo_test.py DEMO BUILD"""
 import os
 import pathlib
 import subprocess
@@ -16,29 +15,16 @@ DEMO, BUILD = sys.argv[1:3]
 
 
 class Demo(unittest.TestCase):
-    def run_demo(self, sandbox, *within):
-        environment = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
-        environment["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "" if sandbox else "1"
-        with tempfile.TemporaryDirectory() as folder:
-            return subprocess.run([*within, sys.executable, DEMO, "--build", BUILD, "--out", folder], env=environment,
-                                  capture_output=True, text=True, encoding="utf-8")
-
     def test_all_steps_of_the_demo_succeed(self):
+        environment = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
         if not sandbox_works():
             print("demo_test: no user namespaces here: the engine runs WITHOUT its sandbox, only for this test")
-        run = self.run_demo(sandbox_works())
+            environment["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1"
+        with tempfile.TemporaryDirectory() as folder:
+            run = subprocess.run([sys.executable, DEMO, "--build", BUILD, "--out", folder], env=environment,
+                                 capture_output=True, text=True, encoding="utf-8")
         self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
         self.assertTrue(run.stdout.splitlines()[-1].startswith("Everything happened."), run.stdout)
-
-    def test_a_page_that_cannot_be_shown_is_reported(self):
-        within = []
-        if sandbox_works():
-            root = [] if os.geteuid() == 0 else ["-r"]
-            within = ["unshare", "-m", *root, "sh", "-c", 'mount -t tmpfs none /sys && exec "$@"', "sh"]
-        run = self.run_demo(True, *within)
-        self.assertEqual(run.returncode, 2, run.stdout + run.stderr)
-        self.assertTrue(run.stdout.splitlines()[-1].startswith("The web page was not shown;"), run.stdout)
-        self.assertNotIn("Everything happened", run.stdout)
 
 
 if __name__ == "__main__":

@@ -51,6 +51,9 @@ def await_idle_end(port):
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
+        # Logs are named after the second of their start, so an earlier one could be taken for this host's.
+        for log in self.logs():
+            log.unlink()
         self.errors = tempfile.TemporaryFile("w+", encoding="utf-8")
         self.process = subprocess.Popen(
             [HOST, str(self.folder), environment, "e2e-key", "user-1"], stdin=subprocess.PIPE,
@@ -69,9 +72,12 @@ class Host:
         """Waits for a log entry: a response that shows no window is visible only in the log."""
         until(lambda: text in self.log() or self.do("settle"), lambda: f"not logged: {text}\n{self.log()}")
 
+    def logs(self):
+        return list((self.folder / "Documents" / "Log").glob("*.log"))
+
     def log(self):
-        files = sorted((self.folder / "Documents" / "Log").glob("*.log"))
-        return files[-1].read_text(encoding="utf-8") if files else "(no log)"
+        files = self.logs()
+        return files[0].read_text(encoding="utf-8") if files else "(no log)"
 
     def entries(self):
         """The log's entries without header and times."""
@@ -91,9 +97,9 @@ class RoadTest(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory()
         self.addCleanup(temporary.cleanup)
         self.folder = pathlib.Path(temporary.name)
-        campaigns = self.folder / "campaigns.json"
-        campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
-        self.server = server_test.Server("--data", str(self.folder / "server"), "--campaigns", str(campaigns),
+        self.campaigns = self.folder / "campaigns.json"
+        self.campaigns.write_text(json.dumps(CAMPAIGNS), encoding="utf-8")
+        self.server = server_test.Server("--data", str(self.folder / "server"), "--campaigns", str(self.campaigns),
                                          "--port-production", "0", "--port-test", "0", "--port-development", str(PORT))
         self.addCleanup(self.server.end)
 
@@ -170,6 +176,33 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(self.used_counts(fourth), [(7001, 2)])
         windows = (fourth.folder / "Documents" / "OQInAppWindowData.plist").read_bytes()
         self.assertIn("7001", plistlib.loads(windows)["$objects"])
+
+    def load(self, campaigns):
+        self.campaigns.write_text(json.dumps(campaigns), encoding="utf-8")
+        self.server.err.wait_for("loaded")
+
+    def test_a_tester_gets_a_changed_list_at_once(self):
+        self.load({**CAMPAIGNS, "testers": ["user-1"]})
+        first = Host(self.folder, self.server.authority)
+        first.await_log("login data:")
+        first.do("record hello")
+        self.assertEqual(first.quit(), (0, ""))
+        second = Host(self.folder, self.server.authority)
+        second.await_log("in_app data:")
+        self.assertEqual(second.quit(), (0, ""))
+        # On the same day the next start fetches the list again, once.
+        third = Host(self.folder, self.server.authority)
+        third.await_log("in_app data:")
+        third.await_log("subscribe data:")
+        self.assertEqual(third.log().count("/push/sdk/in_app\n"), 1)
+        window = {**CAMPAIGNS["windows"][0], "id": "7002", "requires": ["tester", "reports"]}
+        self.load({"testers": ["user-1"], "windows": [{**window, "event": {"xwhat": "look"}}]})
+        third.do("background")
+        third.do("foreground")
+        until(lambda: third.log().count("in_app data:") == 2 or third.do("settle"), lambda: third.log())
+        third.do("record look")
+        third.do("await Fine")
+        self.assertEqual(third.quit(), (0, ""))
 
     @staticmethod
     def used_counts(host):

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
-#include <openssl/x509.h>
 
 #include "support/ScratchFolder.h"
+#include "support/TestCertificates.h"
 
 namespace oq::server {
 namespace {
@@ -39,19 +39,15 @@ TEST(Certificates, AreReplacedOnlyIfHostsChangeOrAFileIsBad) {
 
 // Changes the certificate's expiry time and signs it again.
 void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile, long seconds) {
-  FILE* in = fopen(certificateFile.c_str(), "r");
-  X509* certificate = PEM_read_X509(in, nullptr, nullptr, nullptr);
-  fclose(in);
-  FILE* keyIn = fopen(issuerKeyFile.c_str(), "r");
-  EVP_PKEY* key = PEM_read_PrivateKey(keyIn, nullptr, nullptr, nullptr);
-  fclose(keyIn);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), seconds);
-  X509_sign(certificate, key, EVP_sha256());
-  FILE* out = fopen(certificateFile.c_str(), "w");
-  PEM_write_X509(out, certificate);
-  fclose(out);
-  X509_free(certificate);
-  EVP_PKEY_free(key);
+  const auto open = [](const std::filesystem::path& file, const char* mode) {
+    return std::unique_ptr<FILE, int (*)(FILE*)>(fopen(file.c_str(), mode), fclose);
+  };
+  const test::CertificatePointer certificate(
+      PEM_read_X509(open(certificateFile, "r").get(), nullptr, nullptr, nullptr));
+  const test::KeyPointer key(PEM_read_PrivateKey(open(issuerKeyFile, "r").get(), nullptr, nullptr, nullptr));
+  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), seconds);
+  X509_sign(certificate.get(), key.get(), EVP_sha256());
+  PEM_write_X509(open(certificateFile, "w").get(), certificate.get());
 }
 
 TEST(Certificates, AreRenewedBeforeTheyExpire) {

@@ -14,7 +14,7 @@ namespace {
 constexpr int patience = 30'000;  // timeout in milliseconds
 
 // A client and its connection in a pool. The connection obeys single characters and echoes each one: '?' starts a
-// request, '.' sends a response, '-' announces the end of the connection without freeing its thread.
+// request, '.' sends a response.
 class Client {
  public:
   explicit Client(ConnectionThreads& pool) {
@@ -37,8 +37,6 @@ class Client {
 
   bool isEnded() { return _done.wait_for(std::chrono::milliseconds(patience)) == std::future_status::ready; }
 
-  void leave() { ::shutdown(_socket, SHUT_RDWR); }
-
  private:
   static void serve(int socket) {
     ConnectionThreads::noteSocket(socket);
@@ -46,7 +44,6 @@ class Client {
     do {
       if (what == '?') ConnectionThreads::noteRequest();
       if (what == '.') ConnectionThreads::noteAnswer();
-      if (what == '-') ConnectionThreads::noteEnd();
       send(socket, &what, 1, MSG_NOSIGNAL);
     } while (read(socket, &what, 1) == 1);
     ConnectionThreads::noteEnd();
@@ -82,15 +79,6 @@ TEST(ConnectionThreads, NewConnectionEndsTheLongestIdleOne) {
   for (auto* client : {&first, &answering, &silent, &waiting}) EXPECT_TRUE(client->obeys('?'));
 }
 
-TEST(ConnectionThreads, EachWaitingConnectionEndsOneIdleConnection) {
-  Pool pool(2);
-  Client first(pool), second(pool);
-  for (auto* client : {&first, &second}) ASSERT_TRUE(client->begins() && client->obeys('.'));
-  Client third(pool), fourth(pool);
-  ASSERT_TRUE(third.begins());
-  EXPECT_TRUE(fourth.begins());
-}
-
 TEST(ConnectionThreads, BusyConnectionFinishesItsResponseBeforeItEnds) {
   Pool pool(1);
   Client busy(pool);
@@ -99,28 +87,6 @@ TEST(ConnectionThreads, BusyConnectionFinishesItsResponseBeforeItEnds) {
   EXPECT_TRUE(busy.obeys('.'));
   ASSERT_TRUE(waiting.begins());
   EXPECT_TRUE(busy.isEnded());
-}
-
-TEST(ConnectionThreads, NoConnectionIsEndedIfAThreadBecomesFreeAnyway) {
-  Pool pool(2);
-  Client leaving(pool), idle(pool);
-  for (auto* client : {&leaving, &idle}) ASSERT_TRUE(client->begins() && client->obeys('.'));
-  ASSERT_TRUE(leaving.obeys('-'));
-  Client waiting(pool);
-  EXPECT_TRUE(idle.obeys('?'));
-  leaving.leave();
-  EXPECT_TRUE(waiting.begins());
-}
-
-TEST(ConnectionThreads, ShutdownEndsIdleConnectionsAtOnce) {
-  Pool pool(2);
-  Client idle(pool), silent(pool);
-  for (auto* client : {&idle, &silent}) ASSERT_TRUE(client->begins());
-  ASSERT_TRUE(idle.obeys('.'));
-  const auto ended = std::async(std::launch::async, [&] { pool.shutdown(); });
-  EXPECT_TRUE(idle.isEnded());
-  EXPECT_TRUE(silent.isEnded());
-  for (auto* client : {&idle, &silent}) client->leave();
 }
 
 }  // namespace

@@ -160,6 +160,10 @@ class ServerTest(unittest.TestCase):
     def run_program(self, *options):
         return subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=PATIENCE)
 
+    def assert_reloads(self, server, token, *ids):
+        server.err.wait_for(f": loaded, {len(ids)} windows")
+        self.assertEqual(server.window_ids(token), [*ids])
+
     def test_certificates_are_trusted_only_with_its_authority(self):
         server = self.start()
         for name, mode in (("ca-key.pem", 0o600), ("server-key.pem", 0o600)):
@@ -277,16 +281,13 @@ class ServerTest(unittest.TestCase):
         server = self.start("--campaigns", self.campaigns)
         token = server.login()
         self.write({"windows": [window(2)]})  # in place
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [2])
+        self.assert_reloads(server, token, 2)
         os.replace(self.write({"windows": [window(3)]}, self.path("new")), self.campaigns)
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [3])
+        self.assert_reloads(server, token, 3)
         os.rename(self.campaigns, self.path("backup"))  # as editors with backups do
         self.assertEqual(server.window_ids(token), [3])
         self.write({"windows": [window(4), window(5)]})
-        server.err.wait_for(": loaded, 2 windows")
-        self.assertEqual(server.window_ids(token), [4, 5])
+        self.assert_reloads(server, token, 4, 5)
 
     def test_reloads_campaigns_if_a_link_or_its_target_changes(self):
         files = [self.path(folder, "list.json") for folder in ("first", "second")]
@@ -297,23 +298,19 @@ class ServerTest(unittest.TestCase):
         server = self.start("--campaigns", self.campaigns)
         token = server.login()
         os.replace(self.write({"windows": [window(2)]}, self.path("new")), files[0])
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [2])
+        self.assert_reloads(server, token, 2)
         # The link now has another target.
         os.symlink(files[1], self.path("new"))
         os.replace(self.path("new"), self.campaigns)
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [1])
+        self.assert_reloads(server, token, 1)
         os.replace(self.write({"windows": [window(3)]}, self.path("new")), files[1])
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [3])
+        self.assert_reloads(server, token, 3)
         # The target and its folder are created after the link.
         os.symlink(self.path("third", "list.json"), self.path("new"))
         os.replace(self.path("new"), self.campaigns)
         file = self.write({"windows": [window(4)]}, self.path("made", "list.json"))
         os.renames(file, self.path("third", "list.json"))
-        server.err.wait_for(": loaded, 1 windows")
-        self.assertEqual(server.window_ids(token), [4])
+        self.assert_reloads(server, token, 4)
 
     def test_keeps_the_last_good_campaigns_and_reports_errors(self):
         self.write({"windows": [window(1)]})

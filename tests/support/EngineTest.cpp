@@ -3,15 +3,12 @@
 
 #include <boost/json/serialize.hpp>
 
-#include <algorithm>
-#include <cctype>
-#include <sstream>
-#include <string_view>
+#include <fstream>
+#include <regex>
 
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/Format.h"
-#include "Foundation/Values/JSONSerialization.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "Storage/OQDataArchiver.h"
@@ -28,20 +25,8 @@ std::uintmax_t logSize() {
   return std::filesystem::file_size(OQLogger::getInstance().logFilePath());
 }
 
-/// The format of the time in a log entry. Each letter stands for a digit.
-constexpr std::string_view stamp = "yyyy-MM-dd HH:mm:ss.SSS  ";
-
-bool beginsAnEntry(std::string_view line) {
-  if (line.size() < stamp.size()) return false;
-  return std::equal(stamp.begin(), stamp.end(), line.begin(), [](char expected, char found) {
-    return std::isalpha(expected) ? std::isdigit(found) : expected == found;
-  });
-}
-
-std::string logTextFrom(std::uintmax_t offset) {
-  OQLogger::getInstance().flush();
-  return textOfFile(OQLogger::getInstance().logFilePath()).substr(offset);
-}
+/// The time at the beginning of each entry.
+const std::regex stamp(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}  )");
 
 }  // namespace
 
@@ -86,10 +71,13 @@ void WorldTest::setDate(Date date) {
 
 std::vector<std::string> WorldTest::logEntries() const {
   std::vector<std::string> entries;
-  std::istringstream text(logTextFrom(_logStart));
+  OQLogger::getInstance().flush();
+  std::ifstream text(OQLogger::getInstance().logFilePath());
+  text.seekg(static_cast<std::streamoff>(_logStart));
+  std::smatch found;
   for (std::string line; std::getline(text, line);) {
-    if (beginsAnEntry(line)) {
-      entries.push_back(line.substr(stamp.size()));
+    if (std::regex_search(line, found, stamp, std::regex_constants::match_continuous)) {
+      entries.push_back(found.suffix());
     } else {
       entries.back() += "\n" + line;
     }

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
-#include <memory>
-#include <optional>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/ScratchFolder.h"
+
 namespace oq::test {
 
 /// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
-/// their attachments, and responds as configured. It runs on its own thread. The bus ends even if the test crashes.
+/// their attachments, and responds as configured. Both are processes that end even if the test crashes.
 class FakePortal {
  public:
   struct Mail {
@@ -20,30 +20,19 @@ class FakePortal {
     /// The attachments in order: file name and content.
     std::vector<std::pair<std::string, std::string>> files;
   };
-  struct Manners {
-    std::uint32_t version = 3;
-    /// 0: the mail program was opened, 1: the user cancelled, 2: the request ended in another way; nullopt: no
-    /// response.
-    std::optional<std::uint32_t> response = 0;
-    /// If not empty, the call returns the D-Bus error of this name.
-    std::string error = {};
-    /// If true, the portal's handle for the request is not the one that the caller predicts.
-    bool ownHandle = false;
-    /// If true, the portal closes its bus connection when it is called.
-    bool breaksDown = false;
-  };
-
-  explicit FakePortal(Manners manners);
-  FakePortal() : FakePortal(Manners{}) {}
+  /// The manners are JSON, as fake_portal.py describes them.
+  explicit FakePortal(const std::string& manners = "{}");
   ~FakePortal();
+  FakePortal(const FakePortal&) = delete;
+  FakePortal& operator=(const FakePortal&) = delete;
 
   std::vector<Mail> mails() const;
   /// The number of requests that their senders closed.
-  int closedRequests() const;
+  std::size_t closedRequests() const;
 
  private:
-  class Impl;
-  std::unique_ptr<Impl> _impl;
+  const ScratchFolder _folder;
+  std::FILE* _output = nullptr;
 };
 
 }  // namespace oq::test

@@ -13,24 +13,20 @@
 #include <sqlite3.h>
 #include <stdarg.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <new>
 
 namespace oq::test {
 namespace {
 
 /// The number of calls up to and including the one that fails; 0 if no call should fail.
-std::atomic<int> callsLeft{0}, stepsLeft{0}, allocationsLeft{0};
+std::atomic<int> callsLeft{0}, stepsLeft{0};
 std::atomic<bool> isArmed{false}, writeIsTorn{false};
-thread_local unsigned long threadAllocations = 0;
 
 std::atomic<int>& leftOf(Faults::Kind kind) {
-  if (kind == Faults::Kind::databaseStep) return stepsLeft;
-  return kind == Faults::Kind::fileCall ? callsLeft : allocationsLeft;
+  return kind == Faults::Kind::databaseStep ? stepsLeft : callsLeft;
 }
 
 bool isLast(std::atomic<int>& left) {
@@ -71,16 +67,12 @@ Faults::Armed::Armed(Kind kind, int number) {
 }
 
 Faults::Armed::~Armed() {
-  callsLeft = stepsLeft = allocationsLeft = 0;
+  callsLeft = stepsLeft = 0;
   isArmed = writeIsTorn = false;
 }
 
 bool Faults::Armed::hasStruck() const {
-  return callsLeft <= 0 && stepsLeft <= 0 && allocationsLeft <= 0;
-}
-
-unsigned long Faults::allocationsOfThread() {
-  return threadAllocations;
+  return callsLeft <= 0 && stepsLeft <= 0;
 }
 
 }  // namespace oq::test
@@ -145,22 +137,5 @@ REPLACE int sqlite3_step(sqlite3_stmt* statement) {
   REAL(sqlite3_step);
   return isLast(stepsLeft) ? SQLITE_IOERR : real(statement);
 }
-
-#ifndef __SANITIZE_ADDRESS__
-
-void* operator new(std::size_t size) {
-  ++threadAllocations;
-  void* memory = isLast(allocationsLeft) ? nullptr : std::malloc(size ? size : 1);
-  if (!memory) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-
-#endif
 
 #endif

@@ -3,20 +3,12 @@
 
 namespace oq::test {
 
-/// Makes the n-th operation of one kind fail, counted in the whole process: a file call (open, create, write, rename,
-/// flush), a step of a SQLite statement, or an allocation with new. Not available under ThreadSanitizer. Under
-/// AddressSanitizer allocations cannot fail, since it has its own operators.
-///
-///     for (int number = 1;; ++number) {
-///       Faults::Armed fault(Faults::Kind::fileCall, number);
-///       ... do something ...
-///       if (!fault.hasStruck()) break;  // there were fewer operations
-///     }
-/// Operations of all threads count. A failing write has written half of its bytes. While a fault is armed, flushes do
-/// not reach the disk.
+/// Makes the n-th operation of one kind fail, counted over all threads of the process: a file call (open, create,
+/// write, rename, flush) or a step of a SQLite statement. A failing write has written half of its bytes. While a fault
+/// is armed, flushes do not reach the disk. Not available under ThreadSanitizer.
 class Faults {
  public:
-  enum class Kind { fileCall, databaseStep, allocation };
+  enum class Kind { fileCall, databaseStep };
 
   class Armed {
    public:
@@ -24,11 +16,9 @@ class Faults {
     ~Armed();
     Armed(const Armed&) = delete;
     Armed& operator=(const Armed&) = delete;
+    /// False if there were fewer operations.
     bool hasStruck() const;
   };
-
-  /// The number of allocations on this thread so far. Always 0 under the sanitizers.
-  static unsigned long allocationsOfThread();
 };
 
 }  // namespace oq::test

@@ -83,14 +83,7 @@ class RawServer {
 
 /// An HTTP server on top of RawServer. The first instance creates a certificate authority in a temporary folder and
 /// points SSL_CERT_FILE at it, so that URL sessions of this process trust it. Create this instance before the first
-/// request.
-///
-///     LoopbackServer server;
-///     server.answer("/push/sdk/login", R"({"code":0,"data":{}})");
-///     ... post to server.url("/push/sdk/login") ...
-///     EXPECT_EQ(server.requests("/push/sdk/login").front().header("Content-Type"), "application/json");
-///
-/// Any thread may use it. Handlers run on the server's threads, several at a time.
+/// request. Any thread may use it. Handlers run on the server's threads, several at a time.
 class LoopbackServer {
  public:
   struct Request {
@@ -115,7 +108,6 @@ class LoopbackServer {
     unknownAuthority,  ///< for localhost, from an authority that no client trusts
     otherHost,         ///< from the trusted authority, for another name
     expired,           ///< from the trusted authority, for localhost, expired
-    selfSigned,        ///< for localhost, signed by itself
   };
 
   /// The destructor waits for running handlers and closes all connections.

@@ -76,10 +76,6 @@ Identity TestAuthority::issue(const std::string& alternativeNames, long secondsL
   return makeIdentity("server of " + _name, &_identity, alternativeNames, secondsLeft);
 }
 
-Identity TestAuthority::selfSigned(const std::string& alternativeNames) {
-  return makeIdentity("its own authority", nullptr, alternativeNames);
-}
-
 void TestAuthority::trust() {
   if (_folder) return;
   _folder.emplace();

@@ -42,8 +42,6 @@ class TestAuthority {
   /// Issues a certificate for alternative names in OpenSSL's form: "DNS:localhost,IP:127.0.0.1". It has expired if
   /// `secondsLeft` is negative.
   Identity issue(const std::string& alternativeNames, long secondsLeft = 24 * 3600) const;
-  /// Creates a self-signed certificate.
-  static Identity selfSigned(const std::string& alternativeNames);
   /// Points SSL_CERT_FILE at this authority's certificate.
   void trust();
 

@@ -9,11 +9,23 @@
 #include <numbers>
 
 #include "UIKit/Text/TextLayout.h"
-#include "support/PngData.h"
 
 namespace oq::gallery {
 
 namespace {
+
+/// Encodes the surface as PNG, and destroys the surface.
+Data pngData(cairo_surface_t* surface) {
+  Data data;
+  auto append = [](void* to, const unsigned char* bytes, unsigned length) {
+    auto& target = *static_cast<Data*>(to);
+    target.insert(target.end(), bytes, bytes + length);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  cairo_surface_write_to_png_stream(surface, append, &data);
+  cairo_surface_destroy(surface);
+  return data;
+}
 
 struct Stop {
   double at, red, green, blue, alpha;
@@ -114,7 +126,7 @@ Data png(int width, int height, double drawnWidth, double drawnHeight, void (*dr
   cairo_scale(cr, width / drawnWidth, height / drawnHeight);
   draw(cr);
   cairo_destroy(cr);
-  return test::pngData(surface);
+  return pngData(surface);
 }
 
 }  // namespace

@@ -13,9 +13,18 @@
 namespace oq {
 
 std::unique_ptr<FileHandle> FileHandle::createForWriting(const std::filesystem::path& file) {
+  return open(file, O_TRUNC);
+}
+
+std::unique_ptr<FileHandle> FileHandle::createNew(const std::filesystem::path& file) {
+  return open(file, O_EXCL);
+}
+
+std::unique_ptr<FileHandle> FileHandle::open(const std::filesystem::path& file, int additionalFlags) {
+  if (!mayWriteFiles()) return nullptr;
   // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
-  constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  FileDescriptor opened(::open(file.c_str(), Flags, 0600));
+  constexpr int Flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  FileDescriptor opened(::open(file.c_str(), Flags | additionalFlags, 0600));
   struct stat status {};
   if (!opened || ::fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   // The umask may have cleared bits, and an existing file keeps its old mode.

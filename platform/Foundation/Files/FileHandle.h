@@ -16,6 +16,8 @@ class FileHandle {
   /// Creates the file or empties an existing one; its mode becomes 0600. nullptr if it cannot be opened, or if the name
   /// belongs to a link or anything else that is not a regular file.
   static std::unique_ptr<FileHandle> createForWriting(const std::filesystem::path& file);
+  /// The same, but nullptr if there is anything with this name.
+  static std::unique_ptr<FileHandle> createNew(const std::filesystem::path& file);
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;
 
@@ -24,6 +26,7 @@ class FileHandle {
   bool writeData(std::string_view bytes);
 
  private:
+  static std::unique_ptr<FileHandle> open(const std::filesystem::path& file, int additionalFlags);
   void takeBackTornLine(std::string_view written);
   explicit FileHandle(FileDescriptor descriptor) : _descriptor(std::move(descriptor)) {}
   const FileDescriptor _descriptor;

@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "Foundation/Files/FileManager.h"
+
 namespace oq {
 
 namespace {
@@ -97,6 +99,7 @@ LockFile::~LockFile() {
 }
 
 std::optional<FileLock> LockFile::take(const std::filesystem::path& path, Clock::time_point deadline) {
+  if (!mayWriteFiles()) return FileLock();
   auto pause = kFirstPause;
   int replaced = 0;
   forgetUnlessOurs();

@@ -45,9 +45,9 @@ class LockFile {
   LockFile& operator=(const LockFile&) = delete;
 
   /// Locks the file at the path, and creates it (0600) if it is missing. nullopt if another holder keeps the lock until
-  /// the deadline, or if no descriptor is free; the wait sleeps between tries. If locking is impossible (the file
-  /// cannot be opened for writing, or its file system has no locks) the result holds nothing and the caller continues
-  /// without a lock.
+  /// the deadline, or if no descriptor is free; the wait sleeps between tries. If locking is impossible (files may not
+  /// be written now, the file cannot be opened for writing, or its file system has no locks) the result holds nothing
+  /// and the caller continues without a lock.
   std::optional<FileLock> take(const std::filesystem::path& path, Clock::time_point deadline);
 
  private:

@@ -37,6 +37,9 @@ Location& location() {
   return *shared;
 }
 
+std::atomic<bool (*)()> writePermission{nullptr};
+thread_local int unconditionalWrites = 0;
+
 fs::path homeDirectory() {
   if (const char* home = std::getenv("HOME"); home && *home == '/') return home;
   passwd entry{};
@@ -143,6 +146,24 @@ void enumerateInto(const fs::path& directory, const fs::path& prefix, std::vecto
 
 }  // namespace
 
+void setWritePermission(bool (*mayWrite)()) {
+  writePermission.store(mayWrite, std::memory_order_release);
+}
+
+bool mayWriteFiles() {
+  if (unconditionalWrites > 0) return true;
+  bool (*permission)() = writePermission.load(std::memory_order_acquire);
+  return !permission || permission();
+}
+
+UnconditionalWrites::UnconditionalWrites() {
+  ++unconditionalWrites;
+}
+
+UnconditionalWrites::~UnconditionalWrites() {
+  --unconditionalWrites;
+}
+
 void setApplicationDataDirectory(const fs::path& directory) {
   std::lock_guard lock(location().mutex);
   if (directory.empty()) {
@@ -176,6 +197,7 @@ fs::path preferencesDirectory() {
 bool createDirectory(const fs::path& directory) {
   std::error_code error;
   if (fs::is_directory(directory, error)) return true;
+  if (!mayWriteFiles()) return false;
   fs::path parent = directory.parent_path();
   if (!parent.empty() && parent != directory && !createDirectory(parent)) return false;
   // Another process may be making the same folder.
@@ -213,6 +235,7 @@ std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, File
 }
 
 bool writeFileAtomically(const fs::path& path, const Data& contents, const FileReplaced& replaced) {
+  if (!mayWriteFiles()) return false;
   WriteSignalGuard guard;
   fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
   removeAbandonedFiles(folder);
@@ -235,6 +258,7 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
 }
 
 bool removeItem(const fs::path& directory, const fs::path& item) {
+  if (!mayWriteFiles()) return false;
   FileDescriptor folder(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   for (const auto& component : item.parent_path()) {
     if (!folder || component == "..") return false;

@@ -26,6 +26,18 @@ OQSDK_EXPORT std::filesystem::path applicationDataDirectory();
 /// The application's documents folder; created (0700) if it is missing.
 std::filesystem::path documentsDirectory();
 std::filesystem::path preferencesDirectory();
+/// Asked before the platform creates, changes or removes a file or folder, on any thread. While it returns false, the
+/// platform works as on a read-only file system: files can be read, and nothing is touched. nullptr always allows it.
+void setWritePermission(bool (*mayWrite)());
+bool mayWriteFiles();
+/// While it lives, its thread may write files in any case.
+class UnconditionalWrites {
+ public:
+  UnconditionalWrites();
+  ~UnconditionalWrites();
+  UnconditionalWrites(const UnconditionalWrites&) = delete;
+  UnconditionalWrites& operator=(const UnconditionalWrites&) = delete;
+};
 /// Increases whenever the folders may have changed. Callers that keep a file open compare it to decide when to reopen.
 std::uint64_t applicationDataGeneration();
 /// Creates the folder and its missing parents with mode 0700, whatever the umask. True if the folder exists afterwards.

@@ -258,7 +258,7 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
 /// its connection is unusable, the request can move to another connection.
 int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
-  if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;
+  if (self._isAwaitingAnswer || self.isCancelled()) return CURL_PREREQFUNC_ABORT;
   self._connection = self._connections.find({remoteAddress, remotePort, localAddress, localPort});
   if (self._connection) {
     self._isConnectionUnusable = !self._connections.isUsable(*self._connection, self._handle);
@@ -281,10 +281,13 @@ void CurlTransfer::complete(CURLcode result) {
   if (result != CURLE_OK) return completeWithError(errorCodeFor(result), descriptionOf(result));
   URLResponse response;
   long statusCode = 0;
+  curl_off_t retryAfter = 0;
   const char* address = nullptr;
   curl().easyGetInfo(_handle, CURLINFO_RESPONSE_CODE, &statusCode);
   curl().easyGetInfo(_handle, CURLINFO_EFFECTIVE_URL, &address);
+  curl().easyGetInfo(_handle, CURLINFO_RETRY_AFTER, &retryAfter);
   response.statusCode = statusCode;
+  response.retryAfter = std::max<curl_off_t>(retryAfter, 0);
   response.url = address ? address : _request.url()->absoluteString();
   succeed(std::exchange(_completion, nullptr), std::move(_body), std::move(response));
 }
@@ -294,6 +297,7 @@ void CurlTransfer::completeWithError(URLErrorCode code, std::string description)
 }
 
 URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
+  if (isCancelled()) return URLErrorCancelled;
   if (_isTooLong) return URLErrorBadServerResponse;
   if (result == CURLE_OPERATION_TIMEDOUT) return URLErrorTimedOut;
   if (_isAwaitingAnswer) {
@@ -338,6 +342,7 @@ URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
 }
 
 std::string CurlTransfer::descriptionOf(CURLcode result) const {
+  if (isCancelled()) return "The request was cancelled";
   if (_isTooLong) return "The answer is too long";
   if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection was closed before an answer came";
   if (result == CURLE_OPERATION_TIMEDOUT) return "The request timed out";

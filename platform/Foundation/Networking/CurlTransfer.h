@@ -30,6 +30,7 @@ class CurlTransfer {
   const std::string& host() const { return _host; }
   /// True if the request does not change anything at the server.
   bool onlyFetches() const { return _request.httpMethod() == "GET"; }
+  bool isCancelled() const { return _request.isCancelled(); }
 
   /// Sets all options of the request on the handle, and starts the timeout.
   void prepare(CURL* handle);
@@ -41,6 +42,7 @@ class CurlTransfer {
   /// Passes the result to the completion on a background queue. Only the first call has an effect.
   void complete(CURLcode result);
   void completeWithError(URLErrorCode code, std::string description);
+  void cancel() { completeWithError(URLErrorCancelled, "cancelled"); }
 
  private:
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* transfer);

@@ -72,6 +72,17 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
   if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
 }
 
+void CurlTransport::cancelAll() {
+  std::vector<std::shared_ptr<CurlTransfer>> cancelled;
+  {
+    std::lock_guard lock(_mutex);
+    cancelled.swap(_submitted);
+    _isCancelling = true;
+    if (_multi) _curl->multiWakeUp(_multi);
+  }
+  for (const auto& transfer : cancelled) transfer->cancel();
+}
+
 bool CurlTransport::setUp() {
   std::shared_lock gate(processEndGate());
   _curl = CurlLibrary::shared();
@@ -106,6 +117,7 @@ void CurlTransport::runThread() {
     {
       std::shared_lock lock(processEndGate());
       int stillRunning = 0;
+      cancelTaken();
       _curl->multiPerform(_multi, &stillRunning);
       finishDone();
       finishOverdue();
@@ -116,8 +128,28 @@ void CurlTransport::runThread() {
   }
 }
 
+void CurlTransport::cancelTaken() {
+  {
+    std::lock_guard lock(_mutex);
+    if (!std::exchange(_isCancelling, false)) return;
+  }
+  while (!_running.empty()) {
+    const auto [handle, transfer] = *_running.begin();
+    transfer->cancel();
+    finish(handle, CURLE_ABORTED_BY_CALLBACK);
+  }
+  for (auto& [name, host] : _hosts) {
+    for (Line& line : host.lines) {
+      for (const auto& transfer : line) transfer->cancel();
+      line.clear();
+    }
+  }
+}
+
 void CurlTransport::takeSubmitted() {
   std::lock_guard lock(_mutex);
+  // Later requests must not be among those that are cancelled. The thread has been woken and will look again.
+  if (_isCancelling) return;
   for (auto& transfer : _submitted) {
     auto& lines = _hosts[transfer->host()].lines;
     lines[transfer->onlyFetches() ? 1 : 0].push_back(std::move(transfer));
@@ -141,7 +173,9 @@ bool CurlTransport::startWaiting() {
     while (host.running < _limits.transfersPerHost) {
       const auto transfer = host.takeNext();
       if (!transfer) break;
-      if (start(transfer)) {
+      if (transfer->isCancelled()) {
+        transfer->complete(CURLE_ABORTED_BY_CALLBACK);
+      } else if (start(transfer)) {
         ++host.running;
         hasStarted = true;
       } else {

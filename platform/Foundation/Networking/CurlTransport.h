@@ -37,6 +37,7 @@ class CurlTransport final : public URLTransport {
   static std::shared_ptr<CurlTransport> make(const Limits& limits);
 
   void perform(URLRequest request, URLCompletion completion) override;
+  void cancelAll() override;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -59,6 +60,7 @@ class CurlTransport final : public URLTransport {
   void runThread();
   bool setUp();
   void refuseAll();
+  void cancelTaken();
   void takeSubmitted();
   bool startWaiting();
   bool start(const std::shared_ptr<CurlTransfer>& transfer);
@@ -70,9 +72,10 @@ class CurlTransport final : public URLTransport {
 
   const Limits _limits;
 
-  std::mutex _mutex;  // guards the next four
+  std::mutex _mutex;  // guards the next five
   std::vector<std::shared_ptr<CurlTransfer>> _submitted;
-  CURLM* _multi = nullptr;  ///< nullptr until the thread has initialized it
+  bool _isCancelling = false;  ///< the transfers that the thread had taken when cancelAll() was called must end
+  CURLM* _multi = nullptr;     ///< nullptr until the thread has initialized it
   bool _hasThread = false;
   bool _isBroken = false;  ///< no exit handler could be registered, so process exit would not wait for libcurl
 

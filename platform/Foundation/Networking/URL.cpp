@@ -4,6 +4,7 @@
 #include <glib.h>
 
 #include <cstring>
+#include <memory>
 
 namespace oq {
 
@@ -41,6 +42,22 @@ std::string URL::scheme() const {
     scheme += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   }
   return "";
+}
+
+std::optional<URL::Parts> URL::parts() const {
+  struct Unref {
+    void operator()(GUri* uri) const { g_uri_unref(uri); }
+  };
+  const std::unique_ptr<GUri, Unref> uri(g_uri_parse(_text.c_str(), G_URI_FLAGS_ENCODED, nullptr));
+  if (!uri || g_uri_get_port(uri.get()) == 0) return std::nullopt;
+  Parts parts;
+  if (const char* host = g_uri_get_host(uri.get())) parts.host = host;
+  if (const int port = g_uri_get_port(uri.get()); port > 0) parts.port = port;
+  parts.path = g_uri_get_path(uri.get());
+  parts.hasUser = g_uri_get_userinfo(uri.get()) != nullptr;
+  parts.hasQuery = g_uri_get_query(uri.get()) != nullptr;
+  parts.hasFragment = g_uri_get_fragment(uri.get()) != nullptr;
+  return parts;
 }
 
 }  // namespace oq

@@ -17,6 +17,17 @@ class URL {
   /// In lower case, without the colon; empty for a relative address.
   std::string scheme() const;
 
+  struct Parts {
+    std::string host;
+    std::optional<int> port;
+    std::string path;  ///< escaped as in the address
+    bool hasUser = false;
+    bool hasQuery = false;
+    bool hasFragment = false;
+  };
+  /// nullopt if the address does not have the form of RFC 3986, or if the port is not between 1 and 65535.
+  std::optional<Parts> parts() const;
+
   bool operator==(const URL&) const = default;
 
  private:

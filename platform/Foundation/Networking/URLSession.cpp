@@ -86,6 +86,10 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(const URLSessio
   return std::make_shared<URLSession>();
 }
 
+void URLSession::cancelAllTasks() {
+  currentTransport()->cancelAll();
+}
+
 std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest(URLRequest request, URLCompletion completion) {
   return std::make_shared<URLSessionDataTask>(std::move(request), std::move(completion));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,6 +21,17 @@ enum class URLRequestCachePolicy : std::uint64_t {
   UseProtocolCachePolicy = 0,
   ReloadIgnoringLocalCacheData = 1,           ///< adds no header: nothing is cached locally
   ReloadIgnoringLocalAndRemoteCacheData = 4,  ///< adds "Cache-Control: no-cache"
+};
+
+/// Cancels the requests that share it. A request that is not yet being written is never sent: it fails with
+/// URLErrorCancelled. A request that is under way may still reach the server. Thread-safe.
+class URLCancellation {
+ public:
+  void cancel() { _isCancelled = true; }
+  bool isCancelled() const { return _isCancelled; }
+
+ private:
+  std::atomic<bool> _isCancelled{false};
 };
 
 class URLRequest {
@@ -44,6 +56,9 @@ class URLRequest {
   void setHTTPBody(Data body) { _body = std::move(body); }
   const std::optional<Data>& httpBody() const { return _body; }
 
+  void setCancellation(std::shared_ptr<const URLCancellation> cancellation) { _cancellation = std::move(cancellation); }
+  bool isCancelled() const { return _cancellation && _cancellation->isCancelled(); }
+
  private:
   std::optional<URL> _url;
   URLRequestCachePolicy _cachePolicy;
@@ -51,11 +66,15 @@ class URLRequest {
   std::string _method = "GET";
   std::vector<std::pair<std::string, std::string>> _headerFields;
   std::optional<Data> _body;
+  std::shared_ptr<const URLCancellation> _cancellation;
 };
 
 struct URLResponse {
   std::int64_t statusCode = 0;
   std::string url;
+  /// How many seconds the client should wait before its next request, from the field Retry-After (seconds or a date).
+  /// 0 if the server does not say it.
+  std::int64_t retryAfter = 0;
 };
 
 /// The standard phrase for an HTTP status code, in lower case for display ("not found").
@@ -71,6 +90,8 @@ class URLTransport {
   virtual ~URLTransport() = default;
   /// Sends the request at most once and calls the completion exactly once, on a background thread.
   virtual void perform(URLRequest request, URLCompletion completion) = 0;
+  /// Ends all requests that are under way with URLErrorCancelled. Requests that have ended are not affected.
+  virtual void cancelAll() {}
 };
 
 /// nullptr restores the real transport. Tasks that are running are not affected. Thread-safe.
@@ -106,6 +127,9 @@ class URLSessionDataTask {
 class URLSession {
  public:
   static std::shared_ptr<URLSession> sessionWithConfiguration(const URLSessionConfiguration& configuration);
+  /// Cancels the running tasks of all sessions: each fails with URLErrorCancelled, unless it has already ended. Their
+  /// connections are closed. Later tasks are not affected. Thread-safe; does not wait.
+  static void cancelAllTasks();
   std::shared_ptr<URLSessionDataTask> dataTaskWithRequest(URLRequest request, URLCompletion completion);
 };
 

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/Stores/ReadOnlySQLite.h"
 #include "Foundation/Values/JSONSerialization.h"
 
 namespace oq {
@@ -22,8 +23,8 @@ constexpr std::int64_t kApplicationId = 0x4F515544;  // "OQUD"
 
 enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
 
-/// The file's URI for SQLite. It promises SQLite that no process changes the file.
-std::string immutableAddressOf(const std::filesystem::path& file) {
+/// The file's URI for SQLite, with an option.
+std::string addressOf(const std::filesystem::path& file, const char* option) {
   std::string address = "file:";
   for (char c : file.string()) {
     if (c == '%' || c == '?' || c == '#') {
@@ -33,7 +34,7 @@ std::string immutableAddressOf(const std::filesystem::path& file) {
       address.push_back(c);
     }
   }
-  return address + "?immutable=1";
+  return address + "?" + option;
 }
 
 int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
@@ -113,8 +114,9 @@ bool DefaultsDatabase::remove(std::string_view key) {
 
 template <class Bind>
 bool DefaultsDatabase::change(const Statement& statement, Bind bind) {
+  if (!mayWriteFiles()) return false;
   WriteSignalGuard guard;
-  if (_connection && !isStillInPlace()) close();
+  if (_connection && (_isForOneRead || !isStillInPlace())) close();
   // If the first round finds that the file is damaged, the second round replaces the file.
   for (int round = 0; round < 2; ++round) {
     if (!open(Foreign::Replace)) return false;
@@ -179,11 +181,14 @@ void DefaultsDatabase::close() {
   for (Statement* statement : {&_select, &_upsert, &_delete, &_dataVersion}) statement->reset();
   _walIndex = nullptr;
   _isLogEntered = false;
+  // Otherwise SQLite would copy the log into the database and remove it.
+  if (!mayWriteFiles()) sqlite3_db_config(_connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   sqlite3_close_v2(std::exchange(_connection, nullptr));
 }
 
 bool DefaultsDatabase::open(Foreign treatment) {
   if (_connection) return true;
+  if (!mayWriteFiles()) return openReadOnly();
   if (!createDirectory(_file.parent_path())) return false;
   std::optional<FileDescriptor> lock = lockSetup();
   // If no lock file can be created, no process can create a database here, but an existing one can be read.
@@ -214,21 +219,39 @@ bool DefaultsDatabase::open(Foreign treatment) {
   return state == State::Usable;
 }
 
+bool DefaultsDatabase::openReadOnly() {
+  State state = State::Unavailable;
+  AtEnd ending([&] {
+    if (state != State::Usable) close();
+  });
+  std::error_code error;
+  const bool hasLog = std::filesystem::exists(_file.string() + "-wal", error);
+  if (hasLog) state = openFile(Sharing::ReadOnly);
+  if (state == State::Usable) return true;
+  // Without a log, everything is in the database. If the log cannot be read, at least the database can.
+  close();
+  state = openFile(Sharing::Immutable);
+  return state == State::Usable;
+}
+
 DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
   // Created here with mode 0600, because SQLite would apply the umask; SQLite's other files copy the mode of this one.
-  FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (made) ::fchmod(made.get(), 0600);
-  made.close();
-
-  bool isFixed = sharing == Sharing::Immutable;
-  std::string name = isFixed ? immutableAddressOf(_file) : _file.string();
+  bool isFixed = sharing == Sharing::Immutable || sharing == Sharing::ReadOnly;
+  if (!isFixed) {
+    FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (made) ::fchmod(made.get(), 0600);
+  }
+  const char* option = sharing == Sharing::ReadOnly ? "mode=ro" : "immutable=1";
+  std::string name = isFixed ? addressOf(_file, option) : _file.string();
   int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE |
               (isFixed ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
-  if (sqlite3_open_v2(name.c_str(), &_connection, flags, nullptr) != SQLITE_OK) return State::Unavailable;
+  const char* vfs = isFixed ? readOnlySQLiteVFS() : nullptr;
+  if (sqlite3_open_v2(name.c_str(), &_connection, flags, vfs) != SQLITE_OK) return State::Unavailable;
   bool isReadOnly = sqlite3_db_readonly(_connection, "main") == 1;
   _isForOneRead = sharing != Sharing::Shared || isReadOnly;
   if (sharing == Sharing::Shared) sqlite3_busy_handler(_connection, &waitWhileBusy, this);
-  if (sharing == Sharing::Exclusive) execute("PRAGMA locking_mode=EXCLUSIVE");
+  if (sharing == Sharing::ReadOnly) sqlite3_db_config(_connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  if (sharing == Sharing::Exclusive || sharing == Sharing::ReadOnly) execute("PRAGMA locking_mode=EXCLUSIVE");
   sqlite3_db_config(_connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
 
   State state = identify();

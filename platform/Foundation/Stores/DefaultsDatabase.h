@@ -18,7 +18,8 @@ namespace oq {
 
 /// The file of one suite of user defaults: an SQLite database in WAL mode with one row per key. It is opened at first
 /// use and again after close(). A file that is damaged or not ours reads as empty, and is replaced by the next write.
-/// No function throws or ends the process, whatever the disk does. Not thread-safe: its owner must lock.
+/// While files may not be written (mayWriteFiles()), values are read without touching any file. No function throws or
+/// ends the process, whatever the disk does. Not thread-safe: its owner must lock.
 class DefaultsDatabase {
  public:
   explicit DefaultsDatabase(std::filesystem::path file) : _file(std::move(file)) {}
@@ -56,6 +57,7 @@ class DefaultsDatabase {
   enum class Sharing {
     Shared,     ///< other processes may read and write the file
     Exclusive,  ///< the file is locked while the connection is open
+    ReadOnly,   ///< the database and its log are read and not touched
     Immutable   ///< no process can change the file, so no lock is needed
   };
   struct Finalizer {
@@ -65,6 +67,7 @@ class DefaultsDatabase {
   using WalIndexHeader = std::array<std::uint64_t, 6>;
 
   bool open(Foreign treatment);
+  bool openReadOnly();
   State openFile(Sharing sharing);
   State identify();
   bool createSchema();

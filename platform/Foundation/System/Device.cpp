@@ -22,6 +22,10 @@ std::atomic<double> systemVersion{13.0};
 constexpr std::size_t kIdentifierLength = 36;
 constexpr auto kLongestWait = std::chrono::seconds(2);
 
+std::filesystem::path identifierFile() {
+  return preferencesDirectory() / "identifierForVendor";
+}
+
 /// The identifier in the file, or "" if the file has other contents.
 std::string identifierIn(int file) {
   char text[kIdentifierLength + 1] = {};
@@ -57,9 +61,14 @@ void setPlatformSystemVersion(double version) {
   systemVersion.store(version, std::memory_order_relaxed);
 }
 
+void forgetIdentifierForVendor() {
+  ::unlink(identifierFile().c_str());
+}
+
 std::string identifierForVendor() {
-  auto path = preferencesDirectory() / "identifierForVendor";
-  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  auto path = identifierFile();
+  FileDescriptor file;
+  if (mayWriteFiles()) file = FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!file) {
     FileDescriptor readable(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readable ? identifierIn(readable.get()) : "";

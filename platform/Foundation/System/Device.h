@@ -18,5 +18,7 @@ void setPlatformSystemVersion(double version);
 /// An identifier of this installation: an upper-case UUID, created once and kept in the preferences folder. All
 /// processes of the application share it. "" only if it can be neither read nor stored.
 std::string identifierForVendor();
+/// Removes the identifier; the next call of identifierForVendor() creates another one.
+void forgetIdentifierForVendor();
 
 }  // namespace oq

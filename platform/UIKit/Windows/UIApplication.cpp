@@ -54,9 +54,21 @@ void UIApplication::scenesChanged() {
     const bool isActive = (scene->isMapped() && !isHeldBack) || !anyWasMapped;
     scene->_state = isActive ? UISceneActivationState::ForegroundActive : UISceneActivationState::Background;
   }
+  const bool hasReturned = hasReturnedToForeground();
   if (_host) _host->scenesChanged();
-  // A copy, because the observer may set another one.
+  // Copies, because an observer may set another one.
   if (const auto observer = _scenesObserver) observer();
+  if (const auto observer = hasReturned ? _foregroundObserver : nullptr) observer();
+}
+
+bool UIApplication::hasReturnedToForeground() {
+  const bool isInForeground = std::any_of(_scenes.begin(), _scenes.end(), [](const auto& scene) {
+    return scene->wasMapped() && scene->_state == UISceneActivationState::ForegroundActive;
+  });
+  const bool hasReturned = isInForeground && !_isInForeground && _wasInForeground;
+  _isInForeground = isInForeground;
+  _wasInForeground = _wasInForeground || isInForeground;
+  return hasReturned;
 }
 
 bool UIApplication::isOnScreen(const UIWindow& window) const {

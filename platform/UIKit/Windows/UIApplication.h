@@ -76,6 +76,9 @@ class OQSDK_EXPORT UIApplication {
   bool isOnScreen(const UIWindow& window) const;
   /// Called after scenes have changed. Replaces an earlier observer.
   void setScenesObserver(std::function<void()> observer) { _scenesObserver = std::move(observer); }
+  /// Called when the application returns to the foreground: a scene becomes active after all mapped scenes were hidden
+  /// or disconnected. Not called for the first scene. Replaces an earlier observer.
+  void setForegroundObserver(std::function<void()> observer) { _foregroundObserver = std::move(observer); }
   /// The first window of the first scene, in any state.
   std::shared_ptr<UIWindow> keyWindow() const;
 
@@ -92,11 +95,13 @@ class OQSDK_EXPORT UIApplication {
 
  private:
   void scenesChanged();
+  bool hasReturnedToForeground();
 
   UIHost* _host = nullptr;
   std::vector<std::shared_ptr<UIScene>> _scenes;
   std::uint64_t _uses = 0, _connections = 0;
-  std::function<void()> _scenesObserver;
+  std::function<void()> _scenesObserver, _foregroundObserver;
+  bool _isInForeground = false, _wasInForeground = false;
   CGRect _statusBarFrame;
 };
 

@@ -22,6 +22,13 @@ inline std::string word(std::istream& in) {
   return next;
 }
 
+/// Gives the window the size that follows in a command.
+inline void resize(Gtk::Window& window, std::istream& in) {
+  int width = 0, height = 0;
+  in >> width >> height;
+  window.set_default_size(width, height);
+}
+
 /// A host that executes commands from its standard input. A line is the name of a command and its arguments.
 class CommandFixture {
  public:

@@ -3,7 +3,6 @@
 #include <gtk/gtk.h>
 #include <gtkmm.h>
 
-#include <algorithm>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -118,11 +117,10 @@ class Fixture : public CommandFixture {
         {"minimise", [this](auto&) { _window->minimize(); }},
         {"unminimise", [this](auto&) { _window->unminimize(); }},
         {"close", [this](auto&) { _window->close(); }},
-        {"open", [this](auto& in) { openNamed(in); }},
-        {"resize", [this](auto& in) { resize(in); }},
+        {"open", [this](auto& in) { open(), _window->set_title(word(in)); }},
+        {"resize", [this](auto& in) { resize(*_window, in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [](auto&) { reportState(); }},
-        {"held", [](auto&) { reportHeldBack(); }},
         {"screen", [](auto&) { reportScreen(); }},
         {"plain", [this](auto&) { makePlain(); }},
         {"painted", [this](auto&) { reportWhenPainted(); }},
@@ -132,7 +130,6 @@ class Fixture : public CommandFixture {
         {"focus", [this](auto&) { reportFocus(); }},
         {"page", [](auto&) { openPage(); }},
         {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
-        {"diagnostics", [](auto&) { oq::OQDiagnosticsPanel::show(); }},
     });
   }
 
@@ -165,11 +162,6 @@ class Fixture : public CommandFixture {
   }
 
  private:
-  void openNamed(std::istream& in) {
-    open();
-    _window->set_title(word(in));
-  }
-
   bool isAdwaita() const { return _kind.starts_with("adw_"); }
 
   void addTitleBar() {
@@ -245,17 +237,13 @@ class Fixture : public CommandFixture {
   }
 
   void animate(std::istream& in) {
-    double seconds = 0;
-    in >> seconds;
     oq::UIView::animateWithDuration(
-        seconds, [this] { _view->setAlpha(_view->alpha() < 1 ? 1 : 0.5); },
+        std::stod(word(in)), [this] { _view->setAlpha(_view->alpha() < 1 ? 1 : 0.5); },
         [](bool finished) { say(finished ? "completed 1" : "completed 0"); });
   }
 
   static void setAnimations(std::istream& in) {
-    int enabled = 1;
-    in >> enabled;
-    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", enabled, nullptr);
+    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", std::stoi(word(in)), nullptr);
   }
 
   /// Reports the cursor that GTK shows at a point. It is the cursor of the innermost widget there that has a cursor.
@@ -311,34 +299,25 @@ class Fixture : public CommandFixture {
     setChild(box);
   }
 
-  void resize(std::istream& in) {
-    int width, height;
-    in >> width >> height;
-    _window->set_default_size(width, height);
-  }
-
   void watchFrames() {
     auto painted = +[](GdkFrameClock*, gpointer frames) { ++*static_cast<int*>(frames); };
     g_signal_connect(_window->get_frame_clock()->gobj(), "paint", G_CALLBACK(painted), &_frames);
     say("mapped");
   }
 
-  static long count(bool (*fits)(const oq::UIScene&)) {
-    const auto scenes = oq::UIApplication::sharedApplication().connectedScenes();
-    return std::count_if(scenes.begin(), scenes.end(), [fits](const auto& scene) { return fits(*scene); });
-  }
-
+  /// Reports "state scenes N active N host 0|1", and "held N" if the system holds back the frames of windows.
   static void reportState() {
-    const long active = count(
-        [](const auto& scene) { return scene.activationState() == oq::UISceneActivationState::ForegroundActive; });
-    say("state scenes " + std::to_string(count([](const auto&) { return true; })) + " active " +
-        std::to_string(active) + " host " + (oq::UIApplication::sharedApplication().host() ? "1" : "0"));
-  }
-
-  /// Reports the number of windows whose frames the system holds back.
-  static void reportHeldBack() {
-    say("held " +
-        std::to_string(count([](const auto& scene) { return scene.visibility() == oq::UISceneVisibility::HeldBack; })));
+    const auto& application = oq::UIApplication::sharedApplication();
+    const auto scenes = application.connectedScenes();
+    int active = 0, held = 0;
+    for (const auto& scene : scenes) {
+      active += scene->activationState() == oq::UISceneActivationState::ForegroundActive;
+      held += scene->visibility() == oq::UISceneVisibility::HeldBack;
+    }
+    std::ostringstream text;
+    text << "state scenes " << scenes.size() << " active " << active << " host " << (application.host() ? 1 : 0);
+    if (held) text << " held " << held;
+    say(text.str());
   }
 
   static void reportScreen() {

@@ -30,7 +30,6 @@ class Fixture : public CommandFixture {
         {"prepare", [](auto&) { oq::prepareWebEngine(); }},
         {"jump", [](auto& in) { jump(in); }},
         {"close", [this](auto&) { shown()->close(); }},
-        {"fade", [this](auto& in) { fade(in); }},
         {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
         {"script", [this](auto& in) { evaluate(in); }},
         {"inject", [this](auto& in) { inject(in); }},
@@ -40,7 +39,7 @@ class Fixture : public CommandFixture {
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { reportFocus(); }},
         {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
-        {"resize", [this](auto& in) { resize(in); }},
+        {"resize", [this](auto& in) { resize(*_window, in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
     });
   }
@@ -102,10 +101,6 @@ class Fixture : public CommandFixture {
         });
   }
 
-  void fade(std::istream& in) {
-    oq::UIView::animateWithDuration(std::stod(word(in)), [this] { shown()->view()->setAlpha(0); });
-  }
-
   void popWindow(std::istream& in) {
     auto data = std::make_shared<oq::OQWindowData>();
     data->setModelWithDic({{"style", 4}});
@@ -143,12 +138,6 @@ class Fixture : public CommandFixture {
     if (focus->is_ancestor(*_entry)) return say("focus host");
     const auto element = oq::UIApplication::sharedApplication().keyWindow()->focusedView();
     say("focus " + (element ? element->accessibilityLabel() : G_OBJECT_TYPE_NAME(focus->gobj())));
-  }
-
-  void resize(std::istream& in) {
-    int width = 0, height = 0;
-    in >> width >> height;
-    _window->set_default_size(width, height);
   }
 
   /// Adds a view above the open page.

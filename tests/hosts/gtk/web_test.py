@@ -362,15 +362,6 @@ class WebPages(GtkTest):
             until(fixture.has_engine, lambda: "the engine is not loaded", seconds=1)
         fixture.jump(self.url("/one"), title="One 一")
 
-    def test_a_page_fades_with_its_view(self):
-        fixture = self.start()
-        fixture.jump(self.url("/one"), title="One 一", bar=False, hidden=False, moving=False)
-        await_pixel(200, 400, PINK)
-        fixture.do("fade 30")
-        await_pixel(200, 400, PINK, gone=True)
-        red, green, _ = pixel(200, 400)
-        self.assertGreater(red, green + 10, "the rest of the page is still pink")
-
     def test_a_failed_page_can_be_reloaded(self):
         fixture = self.start()
         closed = Server(self.authority.issue("localhost"))

@@ -132,21 +132,6 @@ TEST(HeadlessHostTest, RunUntilWaitsForOtherThreadsAndForTime) {
   EXPECT_GT(host.now(), 0.0499);
 }
 
-TEST(HeadlessHostTest, RunMainQueueReturnsAlthoughABlockPostsItselfAgain) {
-  HeadlessHost host;
-  auto isOver = std::make_shared<bool>(false);
-  struct Again {
-    std::shared_ptr<bool> isOver;
-    void operator()() const {
-      if (!*isOver) DispatchQueue::main().async(*this);
-    }
-  };
-  DispatchQueue::main().async(Again{isOver});
-  host.runMainQueue();
-  EXPECT_FALSE(*isOver);
-  *isOver = true;
-}
-
 TEST(HeadlessHostTest, TapReturnsWhetherAViewGotTheTouch) {
   HeadlessHost host;
   auto control = addRed<UIControl>(CGRectMake(0, 0, 50, 50));

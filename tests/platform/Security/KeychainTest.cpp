@@ -204,11 +204,6 @@ TEST_F(FileKeychain, FollowsNoLink) {
   EXPECT_EQ(add("d"), errSecIO);
 }
 
-TEST_F(FileKeychain, FailedWriteIsAnError) {
-  std::filesystem::create_directories(keychain());
-  EXPECT_EQ(add("c"), errSecIO);
-}
-
 TEST_F(FileKeychain, TwoProcessesLoseNothing) {
   EXPECT_TRUE(holdsInChildren<2>([](int process) {
     bool all = true;

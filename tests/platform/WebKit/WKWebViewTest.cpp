@@ -14,15 +14,12 @@ class SilentEngine : public WebEngine {
  public:
   SilentEngine() { setWebEngine(this); }
   ~SilentEngine() override { setWebEngine(nullptr); }
-  std::unique_ptr<WebPage> openPage(const WebPageSettings& wanted, WebPageClient& pageClient, Error&) override {
-    settings = wanted;
+  std::unique_ptr<WebPage> openPage(const WebPageSettings&, WebPageClient& pageClient, Error&) override {
     client = &pageClient;
     return std::make_unique<Page>(*this);
   }
   Log log;
-  WebPageSettings settings;
   WebPageClient* client = nullptr;
-  std::optional<std::string> result;
 
  private:
   struct Page : WebPage {
@@ -33,9 +30,7 @@ class SilentEngine : public WebEngine {
     std::string url() const override { return ""; }
     bool canGoBack() const override { return false; }
     void goBack() override { ADD_FAILURE(); }
-    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)> done) override {
-      done(_engine.result);
-    }
+    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)>) override {}
     void viewMoved(UIView&) override {}
     SilentEngine& _engine;
   };
@@ -61,14 +56,10 @@ class Delegate final : public WKNavigationDelegate {
 
 class WKWebViewTest : public UIKitTest {
  protected:
-  WKWebViewTest() {
-    configuration->userContentController()->addUserScript({"a", WKUserScriptInjectionTime::AtDocumentStart, true});
-    configuration->userContentController()->addUserScript({"b", WKUserScriptInjectionTime::AtDocumentEnd, false});
-    view->loadRequest(URL::withString("https://a.example/"));
-  }
+  WKWebViewTest() { view->loadRequest(URL::withString("https://a.example/")); }
   SilentEngine engine;
-  std::shared_ptr<WKWebViewConfiguration> configuration = std::make_shared<WKWebViewConfiguration>();
-  std::shared_ptr<WKWebView> view = makeMainObject<WKWebView>(CGRectMake(0, 0, 100, 200), configuration);
+  std::shared_ptr<WKWebView> view =
+      makeMainObject<WKWebView>(CGRectMake(0, 0, 100, 200), std::make_shared<WKWebViewConfiguration>());
 };
 
 TEST_F(WKWebViewTest, WithoutADelegateDialogsAreCancelledAndResponsesShown) {
@@ -85,25 +76,6 @@ TEST_F(WKWebViewTest, WithoutADelegateDialogsAreCancelledAndResponsesShown) {
   view->setNavigationDelegate(delegate);
   EXPECT_TRUE(engine.client->pageMayShow({"", "text/html", 200}));
   EXPECT_FALSE(engine.client->pageMayShow({"", "text/html", 404})) << "the delegate did not decide";
-}
-
-TEST_F(WKWebViewTest, EngineGetsUserScriptsAndEvaluationReturnsItsResult) {
-  ASSERT_EQ(engine.settings.scripts.size(), 2u);
-  EXPECT_TRUE(engine.settings.scripts[0].atDocumentStart && engine.settings.scripts[0].mainFrameOnly);
-  EXPECT_FALSE(engine.settings.scripts[1].atDocumentStart || engine.settings.scripts[1].mainFrameOnly);
-  EXPECT_FALSE(engine.settings.allowsBackForwardGestures || engine.settings.tellsPulls);
-  Log results;
-  for (const auto& json :
-       {std::optional<std::string>(), std::optional<std::string>("[1]"), std::optional<std::string>("{torn")}) {
-    engine.result = json;
-    view->evaluateJavaScript("", [&](const JSONValue& value, const std::optional<Error>& error) {
-      results.push_back(error ? error->domain : serialize(value));
-    });
-  }
-  EXPECT_EQ(results, (Log{"WKErrorDomain", "[1]", "\"{torn\""}));
-  engine.client->pageProgressed(1.5);
-  EXPECT_EQ(view->estimatedProgress(), 1);
-  view->goBack();
 }
 
 TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 
 #include "Foundation/Values/JSONSerialization.h"
-#include "Foundation/Values/Number.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
 #include "src/TemporaryFolder.h"

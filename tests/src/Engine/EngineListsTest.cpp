@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 
+#include <functional>
 #include <future>
 
 #include "Foundation/Files/FileManager.h"
@@ -69,6 +69,52 @@ TEST_F(EngineListsTest, WindowsAreFetchedOncePerCalendarDay) {
   logIn();
   EXPECT_EQ(sent(subscribePath), 3u);
   EXPECT_EQ(sent(inAppPath), 2u);
+}
+
+/// Also with a list that is fetched by the daily rule: no start fetches it twice.
+TEST_F(EngineListsTest, TestersFetchListsAtEveryStartAndOnReturningToTheForeground) {
+  const auto countsAfter = [&](const std::function<void()>& action) {
+    const auto windows = sent(inAppPath), subscriptions = sent(subscribePath);
+    action();
+    return std::pair(sent(inAppPath) - windows, sent(subscribePath) - subscriptions);
+  };
+  const auto start = [&](const std::string& offer, const std::string& tester) {
+    network->answer(loginPath, R"({"code":0,"token":"T")" + offer + "}");
+    network->answer(subscribePath, R"({"code":0,"data":[])" + tester + "}");
+    relaunch();
+    engine->setUserId("ann");
+    return countsAfter([&] {
+      engine->login();
+      settle();
+    });
+  };
+  const auto returnToForeground = [&] {
+    return countsAfter([&] {
+      engine->returnedToForeground();
+      settle();
+    });
+  };
+  const std::string offer = R"(,"extensions":["unknown",7,"tester"])", tester = R"(,"tester":true)";
+  using Counts = std::pair<std::size_t, std::size_t>;
+  EXPECT_EQ(start(offer, tester), Counts(1, 1)) << "by the daily rule";
+  EXPECT_EQ(start(offer, tester), Counts(1, 1)) << "on the same day";
+  const JSONValue names = JSONArray{"tester", "reports"};
+  for (const char* path : {inAppPath, subscribePath})
+    EXPECT_EQ(network->requests(path).back().json.at("extensions"), names);
+  EXPECT_EQ(returnToForeground(), Counts(1, 1));
+  // The offer of one server does not hold for the server of another environment.
+  OQUserDefaults::setEnvironment(OQEnvironmentTest);
+  EXPECT_EQ(returnToForeground(), Counts(0, 0));
+  OQUserDefaults::setEnvironment(OQEnvironmentProduction);
+  network->answer(subscribePath, R"({"code":0})");
+  EXPECT_EQ(returnToForeground(), Counts(1, 1)) << "the response says that the user is no tester any more";
+  EXPECT_EQ(returnToForeground(), Counts(0, 0));
+  EXPECT_EQ(start(offer, ""), Counts(0, 1)) << "once a day again";
+  EXPECT_EQ(start("", tester), Counts(0, 1)) << "the extension was not offered in this run";
+  EXPECT_EQ(network->requests(subscribePath).back().json.as_object().contains("extensions"), false);
+  EXPECT_EQ(start(R"(,"extensions":["reports"])", tester), Counts(0, 1)) << "another extension was offered";
+  moveClock(86400);
+  EXPECT_EQ(start("", ""), Counts(1, 1));
 }
 
 TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {

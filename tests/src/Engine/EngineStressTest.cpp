@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <future>
 #include <iostream>
 #include <map>
@@ -42,6 +42,12 @@ JSONArray campaigns(int number, int first = 0, int turn = 0) {
     records.push_back(campaign(id, "e" + id, {{"count", 2}, {"picture", nullptr}}));
   }
   return records;
+}
+
+/// The log would fill the disk.
+void emptyLog() {
+  OQLogger::getInstance().flush();
+  std::filesystem::resize_file(OQLogger::getInstance().logFilePath(), 0);
 }
 
 /// Of three runs with the same records, two show each window. OQSDK_STRESS_SEEDS sets a larger number of runs.
@@ -89,9 +95,7 @@ TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
     EXPECT_EQ(onDisk.size(), static_cast<std::size_t>(windowCount));
     for (const auto& [id, used] : onDisk) EXPECT_EQ(used, run == 0 ? 1 : 2) << id;
     lists += turn;
-    // The log is not needed here, and would fill the disk.
-    OQLogger::getInstance().flush();
-    std::filesystem::resize_file(OQLogger::getInstance().logFilePath(), 0);
+    emptyLog();
   }
   std::printf("[ seeds    ] %u seeds, %d threads with %d events each, in parallel %d lists\n", seeds, threads,
               eventsPerThread, lists);
@@ -144,6 +148,62 @@ TEST_F(EngineStressTest, ConcurrentLoginsFetchTheWindowsOnce) {
   settle();
   EXPECT_EQ(network->requests("/push/sdk/in_app").size(), 1u);
   EXPECT_EQ(network->requests("/push/sdk/event/subscribe").size(), 4u);
+}
+
+double residentMegabytes() {
+  std::size_t total = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return static_cast<double>(resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE))) / 1e6;
+}
+
+std::ptrdiff_t descriptorCount() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+/// OQSDK_SOAK_EVENTS sets a larger number of events.
+TEST_F(EngineTest, MemoryAndDescriptorsStayFlatOverManyEvents) {
+  constexpr int sections = 100, threads = 4;
+  const char* asked = std::getenv("OQSDK_SOAK_EVENTS");
+  const std::int64_t events = asked ? std::atoll(asked) : 20'000;
+  int lists = 0;
+  setURLTransport(std::make_shared<ImmediateTransport>([&](const std::string& path) {
+    JSONArray records = campaigns(windowCount, 0, path == "/push/sdk/in_app" ? lists++ : 0);
+    for (JSONValue& record : records) record.as_object()["count"] = 1'000'000'000;
+    return std::optional(textOf(listAnswer(records)));
+  }));
+  engine->getSubscribeList();
+  double early = 0;
+  std::ptrdiff_t earlyDescriptors = 0;
+  std::size_t shown = 0;
+  for (int section = 0; section < sections; ++section) {
+    engine->getInAppList();
+    if (section % 10 == 0) {
+      for (const auto& node : engine->recordTree()->copyOfNodes()) node->setActivated(false);
+    }
+    inThreads(threads, [&](int t) {
+      std::mt19937 random(static_cast<unsigned>(section * threads + t));
+      for (std::int64_t i = 0; i < events / sections / threads; ++i) {
+        const std::string name = "e" + std::to_string(random() % (2 * windowCount));
+        engine->onEventDataReceived(uploadInfo(name, {{"k", std::to_string(random() % 1000)}}));
+      }
+    });
+    settle();
+    shown += engine->shown().size();
+    engine->closeAll();
+    emptyLog();
+    if (section != sections / 10) continue;
+    early = residentMegabytes();
+    earlyDescriptors = descriptorCount();
+  }
+  const double late = residentMegabytes();
+  std::printf(
+      "[ soak     ] %lld events, %d lists, %zu windows shown: memory %.1f MB after a tenth, %.1f MB at the end\n",
+      static_cast<long long>(events), lists, shown, early, late);
+  EXPECT_GT(shown, 0u);
+  EXPECT_EQ(descriptorCount(), earlyDescriptors);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  EXPECT_LT(late, early + 8);
+#endif
 }
 
 using Callout = std::function<void(const std::string& where)>;

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
@@ -41,32 +41,26 @@ struct Report {
 class Pipe {
  public:
   Pipe() {
-    if (::pipe(_ends) != 0) throw std::runtime_error("no pipe");
+    int ends[2];
+    if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+    _reader = FileDescriptor(ends[0]);
+    _writer = FileDescriptor(ends[1]);
   }
-  ~Pipe() {
-    close(0);
-    close(1);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
 
   void write(Report report) {
-    if (::write(_ends[1], &report, sizeof report) != sizeof report) ::_exit(3);
+    if (::write(_writer.get(), &report, sizeof report) != sizeof report) ::_exit(3);
   }
   /// False when all writers have closed the pipe.
-  bool read(Report& report) { return ::read(_ends[0], &report, sizeof report) == sizeof report; }
+  bool read(Report& report) { return ::read(_reader.get(), &report, sizeof report) == sizeof report; }
   void waitForEnd() {
     for (Report ignored; read(ignored);) {
     }
   }
-  void closeReader() { close(0); }
-  void closeWriter() { close(1); }
+  void closeReader() { _reader.close(); }
+  void closeWriter() { _writer.close(); }
 
  private:
-  void close(int end) {
-    if (_ends[end] >= 0) ::close(std::exchange(_ends[end], -1));
-  }
-  int _ends[2];
+  FileDescriptor _reader, _writer;
 };
 
 /// Reports each window at the moment when it would be shown. After `showings` windows it kills its process when

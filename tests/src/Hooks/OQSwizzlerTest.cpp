@@ -2,7 +2,6 @@
 #include "Hooks/OQSwizzler.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>

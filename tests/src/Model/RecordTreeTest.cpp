@@ -2,9 +2,7 @@
 #include "Model/OQRecordTree.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <ctime>
 #include <limits>
 #include <random>
 
@@ -74,21 +72,6 @@ TEST(RecordTree, RefreshesKnownNodes) {
     EXPECT_TRUE(known->isActivated());
     EXPECT_EQ(known->isUserClosed(), isClosed);
   }
-}
-
-TEST(RecordTree, UsesTheGivenArrayUntilAllNodesAreRemoved) {
-  auto array = std::make_shared<OQRecordTree::Nodes>();
-  array->push_back(node(1));
-  auto tree = OQRecordTree::treeWithNodes(array);
-  tree->addTreeNode(node(2));
-  EXPECT_EQ(tree->allNodes(), array);
-  EXPECT_EQ(array->size(), 2u);
-  tree->removeAllTreeNodes();
-  tree->addTreeNode(node(3));
-  EXPECT_EQ(array->size(), 2u);
-  EXPECT_THAT(ids(*tree), testing::ElementsAre(3));
-  EXPECT_TRUE(OQRecordTree::treeWithNodes(nullptr)->addTreeNode(nullptr));
-  EXPECT_TRUE(tree->removeTreeNode(nullptr));
 }
 
 /// The result is the same as for a linear search, whatever changes the array and whatever ids its nodes get.

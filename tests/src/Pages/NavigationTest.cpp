@@ -15,16 +15,6 @@ namespace {
 
 using Visibility = UISceneVisibility;
 
-/// A view of a class that is known only by name.
-class NamedView : public UIView {
- public:
-  explicit NamedView(const char* name) : _class(registerClass(name, UIView::staticClass())) {}
-  Class* class_() const override { return _class; }
-
- private:
-  Class* const _class;
-};
-
 class Navigation : public testing::Test {
  protected:
   Navigation() : _before(platformSystemVersion()) {
@@ -97,6 +87,29 @@ TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
   EXPECT_EQ(OQNavigation::keyWindow(), main);
 }
 
+TEST_F(Navigation, NotifiesWhenTheApplicationReturnsToTheForeground) {
+  int returns = 0;
+  application.setForegroundObserver([&] { ++returns; });
+  const auto returnsAfter = [&](const auto& scene, Visibility visibility) {
+    application.setSceneVisibility(*scene, visibility);
+    return returns;
+  };
+  std::shared_ptr<UIWindow> window;
+  const auto scene = attach(window, Visibility::OnScreen);
+  EXPECT_EQ(returnsAfter(scene, Visibility::Hidden), 0) << "another window is still visible";
+  EXPECT_EQ(returnsAfter(scene, Visibility::OnScreen), 0);
+  detachAll();
+  EXPECT_EQ(returns, 0);
+  const auto next = attach(window, Visibility::NeverMapped);
+  EXPECT_EQ(returns, 0) << "a window that is not mapped yet";
+  EXPECT_EQ(returnsAfter(next, Visibility::Mapped), 1);
+  EXPECT_EQ(returnsAfter(next, Visibility::OnScreen), 1);
+  EXPECT_EQ(returnsAfter(next, Visibility::HeldBack), 1) << "perhaps only covered";
+  EXPECT_EQ(returnsAfter(next, Visibility::Hidden), 1);
+  EXPECT_EQ(returnsAfter(next, Visibility::OnScreen), 2);
+  application.setForegroundObserver(nullptr);
+}
+
 TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
   const auto expect = [](const auto& controller, const auto& navigation) {
     EXPECT_EQ(OQNavigation::currentViewController(), controller);
@@ -128,20 +141,6 @@ TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
   front->setRootViewController(around);
   tabs->setSelectedViewController(plain);
   expect(plain, around);
-}
-
-TEST_F(Navigation, FindsWebViewsOfBothKindsAmongDirectSubviewsOnly) {
-  auto page = std::make_shared<UIViewController>();
-  front->setRootViewController(page);
-  auto box = std::make_shared<UIView>();
-  page->view()->addSubview(box);
-  box->addSubview(std::make_shared<NamedView>("WKWebView"));
-  EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
-  for (const char* name : {"WKWebView", "UIWebView"}) {
-    auto view = std::make_shared<NamedView>(name);
-    page->view()->insertSubview(view, 1);
-    EXPECT_EQ(OQNavigation::currentWebview(), view) << "the first one";
-  }
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Pages/OQWebController.h"
 
-#include <gtest/gtest.h>
-
 #include "Engine/OQSDKManager.h"
 #include "Foundation/System/Device.h"
 #include "Model/OQWindowData.h"

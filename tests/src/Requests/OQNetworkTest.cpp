@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Requests/OQNetwork.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 
 #include "Engine/OQSDKManager.h"
 #include "Foundation/Values/Base64.h"
-#include "Storage/OQImageDiskCache.h"
 #include "oqsdk/Exception.h"
 #include "support/EngineTest.h"
 

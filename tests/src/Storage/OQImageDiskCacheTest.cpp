@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Storage/OQImageDiskCache.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "Foundation/Stores/UserDefaults.h"
@@ -110,21 +108,6 @@ TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
   EXPECT_TRUE(cache->keys().empty());
   EXPECT_FALSE(isStored(last));
   EXPECT_EQ(indexedOnDisk(), 0u);
-}
-
-TEST_F(OQImageDiskCacheTest, InvalidIndexEntriesAreSkipped) {
-  UserDefaults::standardUserDefaults()->setObject(
-      JSONValue(JSONArray{"not base64!", 7, nullptr, *OQUtils::base64Encode("no separator"),
-                          *OQUtils::base64Encode("a__#OQ#__b__#OQ#__5")}),
-      "OQImageDiskCacheKeys");
-  auto restored = OQImageDiskCache::create();
-  EXPECT_EQ(restored->keys().size(), 3u);
-  EXPECT_FALSE(restored->containsImageDataForKey("not base64!"));
-  EXPECT_TRUE(restored->containsImageDataForKey("no separator"));
-  EXPECT_TRUE(restored->containsImageDataForKey("a"));
-  restored->removeCachesEalierThanTime(1);
-  EXPECT_FALSE(restored->containsImageDataForKey("a")) << "its second part, b, reads as 0";
-  EXPECT_EQ(restored->keys().size(), 2u);
 }
 
 TEST_F(OQImageDiskCacheTest, ParallelStoresAndTrimsLoseNothing) {

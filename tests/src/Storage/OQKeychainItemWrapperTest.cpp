@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <vector>
 
-#include "Foundation/System/Device.h"
 #include "Foundation/Values/Format.h"
 #include "Security/FileKeychainStore.h"
 #include "Utils/OQUtils.h"

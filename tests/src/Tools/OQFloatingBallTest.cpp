@@ -10,14 +10,6 @@
 #include "oqsdk/headless/HeadlessHost.h"
 
 namespace oq {
-
-static void PrintTo(const CGRect& rect, std::ostream* out) {
-  *out << rect.minX() << "," << rect.minY() << " " << rect.size.width << "x" << rect.size.height;
-}
-static void PrintTo(const CGPoint& point, std::ostream* out) {
-  *out << point.x << "," << point.y;
-}
-
 namespace {
 
 constexpr CGSize kTall{390, 844}, kSmall{320, 568};
@@ -172,46 +164,6 @@ TEST(FloatingBall, FansOutItsButtonsReportsTheTappedOneAndFolds) {
     }
     EXPECT_EQ(screen.reported, (std::vector<std::int64_t>{0, 1, 2}));
   }
-}
-
-TEST(FloatingBall, HandlesInterruptions) {
-  Screen screen(kTall, 0);
-  screen.drag({100, 400});
-  screen.host.touchUp(100, 400);
-  screen.host.advance(0.1);
-  EXPECT_TRUE(screen.host.touchDown(30, 400)) << "during the animation the host does not get it either";
-  screen.host.touchMove(200, 500);
-  screen.host.touchUp(200, 500);
-  EXPECT_EQ(screen.frame(), ballAt(0, 370));
-  screen.host.advance(0.6);
-  // A button that is folding cannot be pressed: the ball gets the touch, and folds.
-  screen.tapBall();
-  EXPECT_TRUE(screen.host.tap(30 + 60, 400 + 60));
-  EXPECT_TRUE(screen.reported.empty());
-  // Folded again before it has folded, then fanned out and folded.
-  screen.host.advance(0.1);
-  screen.tapBall();
-  screen.host.advance(0.05);
-  EXPECT_EQ(screen.ball->subviews().size(), 1u);
-  screen.tapBall();
-  screen.host.advance(1);
-  EXPECT_EQ(screen.ball->subviews().size(), 4u);
-  screen.tapBall();
-  screen.host.advance(1);
-  EXPECT_EQ(screen.ball->subviews().size(), 1u);
-  // The ball is hidden during a drag.
-  screen.drag({200, 200});
-  screen.ball->_hide();
-  screen.host.touchMove(300, 300);
-  EXPECT_EQ(screen.frame(), ballAt(170, 170));
-  // The ball is destroyed by its own callback.
-  auto ball = screen.ball;
-  std::weak_ptr<UIView> weak = ball;
-  ball->setBtnClickedCallback(
-      [&](std::int64_t) { ball.reset(), screen.ball = makeMainObject<OQFloatingBallView>(CGRect{}); });
-  ball->btn2Clicked();
-  screen.host.advance(1);
-  EXPECT_TRUE(weak.expired());
 }
 
 TEST(FloatingBall, StaysReachableWhenTheScreenShrinks) {

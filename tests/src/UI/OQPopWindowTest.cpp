@@ -144,21 +144,6 @@ TEST_F(PopWindow, LaysOutTextAndTwoButtons) {
   EXPECT_EQ(reports, (std::vector<Report>{{1, {}}, {5, {}}}));
 }
 
-TEST_F(PopWindow, CardOpensFromTheMiddle) {
-  window->popWithData(dataOfStyle(3, kLong, kLong), record());
-  host.advance(0.1);
-  EXPECT_TRUE(reports.empty());
-  EXPECT_EQ(host.pixelAt(295, 300), host.pixelAt(10, 10)) << "the card does not reach this point yet";
-  EXPECT_NE(host.pixelAt(295, 480), host.pixelAt(10, 10));
-  auto half = host.pixelAt(10, 10);
-  EXPECT_NEAR(half.red, 255 * (1 - 0.3 * 0.6), 3);
-  // An animated card ignores touches, and the host does not get them either.
-  tapOn(*window->leftBtn());
-  EXPECT_EQ(reports, (std::vector<Report>{{1, {}}}));
-  EXPECT_EQ(host.pixelAt(10, 10), kDimmed);
-  EXPECT_TRUE(window->isShowing());
-}
-
 TEST_F(PopWindow, ReportsEachActionOnceAfterTheWindowIsGone) {
   struct Case {
     int style;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "UI/UIImageView+OQWebCache.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 
 #include "Foundation/Values/Base64.h"

@@ -2,22 +2,24 @@
 #include "Utils/OQLogger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <future>
+#include <memory>
+#include <mutex>
 #include <regex>
 #include <sstream>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/System/Device.h"
 #include "Foundation/Values/Date.h"
+#include "Requests/OQSession.h"
+#include "Storage/OQUserDefaults.h"
 #include "oqsdk/OQSDKConstants.h"
 #include "src/TemporaryFolder.h"
 #include "support/EngineTest.h"
@@ -36,7 +38,10 @@ Date noon() {
 class Logger : public testing::Test {
  protected:
   Logger() { setNow(noon()); }
-  ~Logger() override { setCurrentDateProvider({}); }
+  ~Logger() override {
+    OQLogger::setFileLimit(std::nullopt);
+    setCurrentDateProvider({});
+  }
   static void setNow(Date now) {
     setCurrentDateProvider([now] { return now; });
   }
@@ -160,36 +165,6 @@ TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
   EXPECT_THAT(next, testing::Each(entries));
 }
 
-bool isAsleep(pid_t thread) {
-  return textOfFile("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") != std::string::npos;
-}
-
-TEST_F(Logger, CallersWaitForTheDiskOnlyIfTheMemoryIsFull) {
-  std::promise<void> blocked, released;
-  oq_log_get_dispatch_serial_queue()->async([&] {
-    blocked.set_value();
-    released.get_future().wait();
-  });
-  blocked.get_future().wait();
-  OQLogger logger(logs(), 100'000);
-  for (int i = 0; i < 9; ++i) logger._log(std::string(10'000, 'x'));  // returns, although nothing can be written
-  EXPECT_EQ(textOfFile(logger.logFilePath()), "");
-  std::atomic<pid_t> thread = 0;
-  std::atomic<bool> isLogged = false;
-  std::thread late([&] {
-    thread = ::gettid();
-    logger._log(std::string(20'000, 'y'));
-    isLogged = true;
-  });
-  while (!isLogged && !isAsleep(thread)) std::this_thread::yield();
-  EXPECT_FALSE(isLogged);
-  released.set_value();
-  late.join();
-  logger._log(std::string(200'000, 'z'));  // larger than the limit: accepted when nothing else waits
-  logger.flush();
-  EXPECT_EQ(afterHeader(logger).size(), 9 * 10'026u + 20'026u + 200'026u);
-}
-
 using LoggerEntries = test::WorldTest;
 
 TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
@@ -206,28 +181,60 @@ TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
                                    "a text with %@", "another", "a third", "list: (null) and 3"));
 }
 
-/// Runs in a separate process, because the signal of the file-size limit would end it.
-[[noreturn]] void logBeyondTheLimit(const std::filesystem::path& folder) {
-  rlimit limit{8192, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  OQLogger logger(folder);
-  for (int i = 0; i < 4; ++i) {
-    logger._log(std::string(4000, 'x'));
-    logger.flush();
+TEST_F(Logger, LimitedFilesAreNeverMoreThanTenAndKeepTheNewestEntries) {
+  const std::size_t header = [&] {
+    OQLogger unlimited(logs());
+    unlimited._log("of an unlimited start");
+    unlimited.flush();
+    return textOfFile(unlimited.logFilePath()).find("\n\n") + 2;
+  }();
+  // Room for three entries of 26 bytes and one digit, all within one second.
+  const std::size_t limit = header + 3 * 27;
+  OQLogger::setFileLimit(limit);
+  OQLogger logger(logs());
+  for (int i = 0; i < 100; ++i) {
+    logger._log(std::to_string(i % 10));
+    if (i % 7 == 0) logger.flush();
+    EXPECT_LE(countOf(".log"), 10u);
   }
-  // The third entry did not fit, and no part of it was left before the next one.
-  const std::string text = textOfFile(logger.logFilePath());
-  if (text.size() < 8000 || text.size() > 8192 || !text.ends_with("x\n")) std::exit(1);
-  limit.rlim_cur = RLIM_INFINITY;
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  logger._log("there is room again");
   logger.flush();
-  std::exit(textOfFile(logger.logFilePath()).substr(text.size()).ends_with("  there is room again\n") ? 0 : 1);
+  std::vector<std::filesystem::path> files(std::filesystem::directory_iterator(logs()), {});
+  std::ranges::sort(files);
+  ASSERT_EQ(files.size(), 10u);
+  std::string entries;
+  for (const auto& file : files) {
+    EXPECT_TRUE(std::regex_match(file.filename().string(), std::regex("oqsdk_2026-03-10 12:00:[0-5]\\d\\.log")))
+        << file;
+    const std::string text = textOfFile(file);
+    EXPECT_LE(text.size(), limit);
+    EXPECT_TRUE(text.starts_with("SDKVersion:"));
+    std::istringstream lines(text.substr(header));
+    for (std::string line; std::getline(lines, line);) entries += line.back();
+  }
+  EXPECT_EQ(entries, "2345678901234567890123456789") << "nine full files, and the last one with one entry";
+  EXPECT_EQ(logger.logFilePath(), files.back());
+  // An entry that is larger than the limit has a file of its own.
+  logger._log(std::string(limit, 'x'));
+  logger._log("after");
+  logger.flush();
+  EXPECT_THAT(afterHeader(logger), testing::EndsWith("  after\n"));
+  EXPECT_EQ(afterHeader(logger).size(), 31u);
+  OQLogger::setFileLimit(std::nullopt);
+  for (int i = 0; i < 10; ++i) logger._log("after");
+  logger.flush();
+  EXPECT_EQ(afterHeader(logger).size(), 11 * 31u);
 }
 
-TEST_F(Logger, FullDiskDoesNotEndTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(logBeyondTheLimit(logs()), testing::ExitedWithCode(0), "");
+TEST_F(Logger, LimitOfZeroWritesNoFile) {
+  OQLogger::setFileLimit(0);
+  OQLogger logger(logs());
+  logger._log("nowhere");
+  logger.flush();
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "Documents"));
+  OQLogger::setFileLimit(std::nullopt);
+  logger._log("somewhere");
+  logger.flush();
+  EXPECT_EQ(afterHeader(logger), "2026-03-10 12:00:00.000  somewhere\n");
 }
 
 /// Logs right before the process exits.
@@ -247,6 +254,91 @@ TEST_F(Logger, WaitingEntriesAreOnDiskAfterTheProcessHasEnded) {
   ::unsetenv(variable);
   const auto file = *std::filesystem::directory_iterator(place / "Documents/Log");
   EXPECT_THAT(textOfFile(file), testing::EndsWith("  entry 999\n"));
+}
+
+class LogHandler : public test::WorldTest {
+ protected:
+  ~LogHandler() override { OQLogger::setHandler(nullptr); }
+};
+
+TEST_F(LogHandler, GetsEveryEntryWithItsLevelAndWithoutTokens) {
+  std::vector<std::pair<OQLogLevel, std::string>> got;
+  OQLogger::setHandler([&](OQLogLevel level, std::string_view message) {
+    got.emplace_back(level, message);
+    OQLogger::log("caused by the handler");
+  });
+  OQUserDefaults::groupDefaults().setObject("stored-token", "oq_token");
+  OQSession session;
+  session.takeToken("quote\"d");
+  session.takeToken("quote\"d and longer");
+  session.takeToken(nullptr);
+  OQLogger::log("%@", JSONValue{{"token", "quote\"d"}, {"other", "stored-token."}});
+  OQLogger::error("quote\"d and longer, stored-token");
+  OQLogger::error(404);
+  OQLogger::error(Error{URLErrorDomain, -1001, "too slow"});
+  using enum OQLogLevel;
+  EXPECT_THAT(got, testing::ElementsAre(std::pair(Info, "{\n  \"token\" : \"***\",\n  \"other\" : \"***.\"\n}"),
+                                        std::pair(Error, "***, ***"),
+                                        std::pair(Error, "statusCode:404\ndescripton:not found\n"),
+                                        std::pair(Error, "code:-1001\ndescripton:too slow\n")));
+  const auto entries = logEntries();
+  ASSERT_EQ(entries.size(), 8u) << "the handler's own entries are in the file";
+  EXPECT_EQ(entries[0], "{\n  \"token\" : \"quote\\\"d\",\n  \"other\" : \"stored-token.\"\n}");
+  OQLogger::setFileLimit(0);
+  OQLogger::log("only for the handler");
+  OQLogger::setFileLimit(std::nullopt);
+  EXPECT_EQ(got.back().second, "only for the handler");
+  EXPECT_EQ(logEntries().size(), 8u);
+}
+
+TEST_F(LogHandler, IsReplacedAndRemovedWhileOthersLog) {
+  constexpr int loggers = 3, rounds = 300;
+  std::atomic<bool> isStopped = false;
+  std::vector<std::jthread> threads = test::inThreads(loggers, [&](int) {
+    while (!isStopped) OQLogger::log("entry");
+  });
+  for (int i = 0; i < rounds; ++i) {
+    auto calls = std::make_unique<int>(0);  // destroyed as soon as the handler is removed
+    std::mutex mutex;
+    std::promise<void> called;
+    OQLogger::setHandler([&, counted = calls.get()](OQLogLevel, std::string_view) {
+      std::lock_guard lock(mutex);
+      if (++*counted == 1) called.set_value();
+      // A handler may remove itself, also on several threads at once.
+      if (i % 3 == 0) OQLogger::setHandler(nullptr);
+    });
+    called.get_future().wait();
+    if (i % 2 == 0) OQLogger::setHandler([](OQLogLevel, std::string_view) {});
+    OQLogger::setHandler(nullptr);
+    calls.reset();
+  }
+  isStopped = true;
+}
+
+bool isAsleep(pid_t thread) {
+  return textOfFile("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") != std::string::npos;
+}
+
+TEST_F(LogHandler, RemovalWaitsForARunningCall) {
+  std::promise<void> entered, released;
+  std::atomic<bool> hasReturned = false, isRemoved = false;
+  OQLogger::setHandler([&](OQLogLevel, std::string_view) {
+    entered.set_value();
+    released.get_future().wait();
+    hasReturned = true;
+  });
+  std::jthread logging([] { OQLogger::log("slow"); });
+  entered.get_future().wait();
+  std::atomic<pid_t> remover = 0;
+  std::jthread removing([&] {
+    remover = ::gettid();
+    OQLogger::setHandler(nullptr);
+    EXPECT_TRUE(hasReturned);
+    isRemoved = true;
+  });
+  while (!isRemoved && !isAsleep(remover)) std::this_thread::yield();
+  EXPECT_FALSE(isRemoved);
+  released.set_value();
 }
 
 }  // namespace

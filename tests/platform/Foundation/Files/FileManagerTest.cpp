@@ -56,21 +56,6 @@ TEST(FileManager, FailedWriteLeavesNoFile) {
   EXPECT_EQ(enumerateDirectory(folder.path()).size(), 3u);
 }
 
-TEST(FileManager, FileSizeLimitFailsTheWrite) {
-  ScratchFolder folder;
-  ASSERT_TRUE(writeFileAtomically(folder / "kept", dataFromString("old")));
-  EXPECT_TRUE(holdsInChild([&] {
-    limitFileSize(1000);
-    if (writeFileAtomically(folder / "kept", Data(5000)) || textOfFile(folder / "kept") != "old" ||
-        !writeFileAtomically(folder / "small", Data(1000)))
-      return false;
-    limitFileSize(RLIM_INFINITY);
-    return writeFileAtomically(folder / "kept", Data(5000));
-  }));
-  EXPECT_EQ(textOfFile(folder / "kept").size(), 5000u);
-  EXPECT_EQ(enumerateDirectory(folder.path()).size(), 2u);
-}
-
 TEST(FileManager, RemovesOnlyFilesOfKilledWriters) {
   ScratchFolder folder;
   for (const char* name : {".oq-abcdef", ".oq-living", ".oq-longer-name", "oq-abcdef"}) writeText(folder / name, "x");

@@ -21,6 +21,7 @@ struct Outcome {
   std::string text;  ///< only if the body has at most 1000 bytes
   std::int64_t status = 0;
   std::string url;
+  std::int64_t retryAfter = 0;
   std::int64_t errorCode = 0;  ///< 0 for a response
 };
 
@@ -48,7 +49,10 @@ inline std::future<Outcome> start(URLRequest request) {
     Outcome outcome;
     outcome.length = data.size();
     if (data.size() <= 1000) outcome.text = stringFromData(data);
-    if (response) outcome.status = response->statusCode, outcome.url = response->url;
+    if (response) {
+      outcome.status = response->statusCode, outcome.url = response->url;
+      outcome.retryAfter = response->retryAfter;
+    }
     if (error) outcome.errorCode = error->code;
     promise->set_value(std::move(outcome));  // throws if the completion is called twice
   };

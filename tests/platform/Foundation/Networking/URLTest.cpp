@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Foundation/Networking/URLSession.h"
-
 namespace oq {
 namespace {
 
@@ -28,16 +26,6 @@ TEST(URL, SchemeIsLowerCaseAndEmptyForRelativeAddress) {
   for (const char* relative : {"(null)/push", "/a:b", "a/b:c", "1a:b", "?q=http://x", "a", "a%3A:b"}) {
     EXPECT_EQ(URL::withString(relative)->scheme(), "") << relative;
   }
-}
-
-TEST(HTTPStatus, EveryStatusHasAPhrase) {
-  const std::pair<std::int64_t, const char*> phrases[] = {{404, "not found"},
-                                                          {500, "internal server error"},
-                                                          {505, "unsupported version"},
-                                                          {418, "client error"},
-                                                          {299, "success"},
-                                                          {-5, "server error"}};
-  for (const auto& [code, phrase] : phrases) EXPECT_EQ(localizedStringForStatusCode(code), phrase);
 }
 
 }  // namespace

@@ -52,12 +52,10 @@ TEST(BinaryPropertyList, OtherToolsReadEveryKindOfNode) {
 }
 
 TEST(BinaryPropertyList, ReadsFilesOfOtherTools) {
-  EXPECT_EQ(textOf(read(plistFromPython("[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, "
-                                        "datetime.datetime(2001, 1, 1), 'a' * 70000]"))),
-            "[True, -5, 9223372036854775807, 9223372036854775808u, 1099511627776, real 0.10000000000000001, b'xy', "
-            "'é😀', "
-            "UID 300, {'k': ['v']}, date 978307200, '" +
-                std::string(70000, 'a') + "']");
+  const std::string list =
+      "[True, -5, 2**63 - 1, 2**63, 2**40, 0.1, b'xy', 'é😀', UID(300), {'k': ['v']}, datetime.datetime(2001, 1, 1), "
+      "'a' * 70000]";
+  EXPECT_EQ(isReadByPython(list, write(read(plistFromPython(list)).value())), "True\n");
 }
 
 TEST(BinaryPropertyList, ReplacesInvalidUTF8) {

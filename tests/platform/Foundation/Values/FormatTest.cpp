@@ -9,7 +9,6 @@
 
 #include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
-#include "oqsdk/Exception.h"
 
 using namespace oq;
 
@@ -108,9 +107,4 @@ TEST(JSON, WrittenJSONCanBeRead) {
   JSONValue deep = 1;
   for (int i = 0; i < 2000; ++i) deep = JSONArray{deep};
   EXPECT_TRUE(valueWithJSONData(dataFromString(compactJSON(deep))));
-}
-
-TEST(JSON, FragmentsAreNotWritten) {
-  for (const JSONValue& value : {JSONValue(), JSONValue("text"), JSONValue(1)})
-    EXPECT_THROW(dataWithJSONObject(value), Exception);
 }

@@ -6,8 +6,6 @@
 #include <cmath>
 #include <limits>
 
-#include "Foundation/Values/JSONValue.h"
-
 namespace oq {
 namespace {
 

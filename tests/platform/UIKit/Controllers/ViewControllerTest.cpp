@@ -3,8 +3,6 @@
 
 #include "UIKit/Controllers/UINavigationBar.h"
 #include "UIKit/Controllers/UINavigationController.h"
-#include "UIKit/Controllers/UINavigationItem.h"
-#include "UIKit/Controllers/UITabBarController.h"
 #include "UIKit/Painting/Painter.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
@@ -20,14 +18,10 @@ class Page : public UIViewController {
 
  public:
   Page(std::string name, Log& log) : _name(std::move(name)), _log(log) {}
-  std::function<void()> onWillAppear;
 
  private:
   void _loaded() { note("load"); }
-  void _willAppear(bool animated) {
-    note(animated ? "will appear animated" : "will appear");
-    if (const auto action = std::exchange(onWillAppear, nullptr)) action();
-  }
+  void _willAppear(bool animated) { note(animated ? "will appear animated" : "will appear"); }
   void _didAppear(bool animated) {
     sendSuper(staticClass(), *this, viewDidAppearSelector, animated);
     note("did appear");
@@ -120,49 +114,6 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
 }
 
-TEST_F(ViewControllerTest, OverlappingTransitionsLeaveOnlyTheLastPage) {
-  auto navigation = showInNavigation(first);
-  navigation->pushViewController(second, true);
-  stepTo(0.1);
-  navigation->popViewControllerAnimated(true);
-  stepTo(0.2);
-  navigation->pushViewController(third, true);
-  stepTo(0.3);
-  third->navigationItem()->setTitle("C");
-  navigation->setNavigationBarHidden(true);
-  EXPECT_EQ(navigation->navigationBar()->frame().size.height, 0);
-  EXPECT_EQ(third->view()->frame(), window->bounds());
-  navigation->setNavigationBarHidden(false);
-  stepTo(2);
-  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
-  EXPECT_EQ(third->view()->frame(), CGRectMake(0, 44, 100, 156));
-  EXPECT_EQ(navigation->navigationBar()->frame(), CGRectMake(0, 0, 100, 44));
-  EXPECT_EQ(navigation->navigationBar()->topItem(), third->navigationItem());
-}
-
-TEST_F(ViewControllerTest, OnlyTheSelectedTabIsShown) {
-  auto tabs = std::make_shared<UITabBarController>();
-  window->setRootViewController(tabs);
-  tabs->setViewControllers({first, second, nullptr, first, tabs});
-  EXPECT_EQ(tabs->viewControllers().size(), 2u);
-  log.clear();
-  tabs->setSelectedViewController(third);
-  tabs->setSelectedIndex(7);
-  tabs->setSelectedViewController(first);
-  EXPECT_TRUE(log.empty());
-  tabs->setSelectedIndex(1);
-  EXPECT_EQ(log, (Log{"a will disappear", "b will appear", "b load", "a did disappear", "b did appear"}));
-  EXPECT_EQ(tabs->view()->subviews(), (Views{second->view()}));
-
-  log.clear();
-  tabs->setViewControllers({third, second});
-  EXPECT_EQ(tabs->selectedIndex(), 1u) << "the selected screen stays";
-  EXPECT_EQ(first->parentViewController(), nullptr);
-  tabs->setViewControllers({});
-  EXPECT_EQ(log, (Log{"b will disappear", "b did disappear"}));
-  EXPECT_TRUE(tabs->view()->subviews().empty());
-}
-
 TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {
   auto navigation = std::make_shared<UINavigationController>(first);
   int presented = 0, dismissed = 0;
@@ -224,24 +175,6 @@ TEST_F(ViewControllerTest, StackedPresentedPagesAreDismissedTogether) {
   first->presentViewController(second, false);
   window->setRootViewController(third);
   EXPECT_EQ(window->subviews(), (Views{third->view()})) << "a replaced root takes its presented page with it";
-}
-
-TEST_F(ViewControllerTest, PageMayChangeTheScreenWhileAppearing) {
-  first->onWillAppear = [&] { window->setRootViewController(second); };
-  window->setRootViewController(first);
-  EXPECT_EQ(window->subviews(), (Views{second->view()}));
-
-  const auto navigation = showInNavigation(first);
-  second->onWillAppear = [&] { navigation->pushViewController(third, false); };
-  navigation->pushViewController(second, false);
-  EXPECT_EQ(shownIn(*navigation), (Views{third->view(), navigation->navigationBar()}));
-
-  const auto modal = page("d");
-  modal->onWillAppear = [&] { modal->dismissViewControllerAnimated(false); };
-  int completions = 0;
-  third->presentViewController(modal, true, [&] { ++completions; });
-  EXPECT_EQ(window->subviews(), (Views{navigation->view()}));
-  EXPECT_EQ(completions, 1);
 }
 
 }  // namespace

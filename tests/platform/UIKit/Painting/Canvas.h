@@ -4,10 +4,8 @@
 #include <cairo.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
-#include <functional>
-#include <memory>
+#include <cstring>
 #include <ostream>
 
 #include "UIKit/Painting/CairoPainter.h"
@@ -26,7 +24,7 @@ struct Color {
 inline std::ostream& operator<<(std::ostream& out, const Color& c) {
   return out << "(" << c.red << ", " << c.green << ", " << c.blue << ")";
 }
-inline constexpr Color kWhite{255, 255, 255}, kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
+inline constexpr Color kWhite{255, 255, 255}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
 
 /// A white surface for painting whose pixels can be read.
 class Canvas {
@@ -82,13 +80,12 @@ class Canvas {
     return found;
   }
   bool isSameAs(const Canvas& other) const {
-    if (width() != other.width() || height() != other.height()) return false;
-    for (int y = 0; y < height(); ++y) {
-      for (int x = 0; x < width(); ++x) {
-        if (at(x, y) != other.at(x, y)) return false;
-      }
-    }
-    return true;
+    cairo_surface_flush(_surface);
+    cairo_surface_flush(other._surface);
+    const auto bytes = static_cast<std::size_t>(cairo_image_surface_get_stride(_surface) * height());
+    return width() == other.width() && height() == other.height() &&
+           std::memcmp(cairo_image_surface_get_data(_surface), cairo_image_surface_get_data(other._surface), bytes) ==
+               0;
   }
 
  private:

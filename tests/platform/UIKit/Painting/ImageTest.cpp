@@ -6,36 +6,15 @@
 #include <string>
 
 #include "Canvas.h"
-#include "UIKit/Input/UITouch.h"
 #include "UIKit/Painting/UIImage.h"
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UIImageView.h"
 #include "oqsdk/headless/HeadlessHost.h"
-#include "support/PngData.h"
-#include "support/ScratchFolder.h"
 
 namespace oq {
 namespace {
 
 using namespace test;
-
-/// A picture with a red left half and a translucent blue right half.
-cairo_surface_t* makePicture(int width, int height) {
-  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
-  cairo_t* cr = cairo_create(surface);
-  cairo_set_source_rgba(cr, 0, 0, 1, 0.5);
-  cairo_paint(cr);
-  cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
-  cairo_set_source_rgb(cr, 1, 0, 0);
-  cairo_rectangle(cr, 0, 0, width / 2, height);
-  cairo_fill(cr);
-  cairo_destroy(cr);
-  return surface;
-}
-
-Data pngOf(int width, int height) {
-  return test::pngData(makePicture(width, height));
-}
 
 /// Encodes the pixels and takes ownership of them.
 Data savedAs(const char* format, GdkPixbuf* pixels) {
@@ -48,14 +27,22 @@ Data savedAs(const char* format, GdkPixbuf* pixels) {
   return data;
 }
 
-/// A JPEG with a red left half and a green right half, and an Exif orientation.
-Data jpegOf(int width, int height, std::uint8_t orientation) {
-  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
+/// A picture with a red left half and a right half of the given red, green, blue and alpha.
+Data pictureOf(const char* format, int width, int height, guint32 right) {
+  GdkPixbuf* pixels = gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, width, height);
   gdk_pixbuf_fill(pixels, 0xff0000ff);
-  GdkPixbuf* right = gdk_pixbuf_new_subpixbuf(pixels, width / 2, 0, width / 2, height);
-  gdk_pixbuf_fill(right, 0x00ff00ff);
-  g_object_unref(right);
-  Data jpeg = savedAs("jpeg", pixels);
+  GdkPixbuf* half = gdk_pixbuf_new_subpixbuf(pixels, width / 2, 0, width - width / 2, height);
+  gdk_pixbuf_fill(half, right);
+  g_object_unref(half);
+  return savedAs(format, pixels);
+}
+
+Data pngOf(int width, int height) {
+  return pictureOf("png", width, height, 0x0000ff80);
+}
+
+Data jpegOf(int width, int height, std::uint8_t orientation) {
+  Data jpeg = pictureOf("jpeg", width, height, 0x00ff00ff);
   const Data exif = {0xff, 0xe1, 0,    34,   'E', 'x', 'i', 'f', 0, 0, 'I',         'I', 42, 0, 8, 0, 0, 0,
                      1,    0,    0x12, 0x01, 3,   0,   1,   0,   0, 0, orientation, 0,   0,  0, 0, 0, 0, 0};
   jpeg.insert(jpeg.begin() + 2, exif.begin(), exif.end());
@@ -182,15 +169,6 @@ TEST(Image, AppliesTheExifOrientationAndShowsTheFirstFrame) {
   EXPECT_EQ(canvas.at(8, 28), kRed);
 }
 
-TEST(Image, FileNameSetsTheScale) {
-  ScratchFolder folder;
-  for (auto [name, side] : {std::pair{"a.png", 60.0}, {"a@2x.png", 30.0}, {"a@3x.png", 20.0}, {"@2xa.png", 60.0}}) {
-    auto image = UIImage::imageWithContentsOfFile(folder.write(name, stringFromData(pngOf(60, 60))));
-    ASSERT_TRUE(image) << name;
-    EXPECT_EQ(image->size(), (CGSize{side, side})) << name;
-  }
-}
-
 TEST(ImageView, ContentModePlacesThePicture) {
   HeadlessHost host;
   auto view = std::make_shared<UIImageView>();
@@ -286,21 +264,6 @@ TEST_F(Button, HoveringShadesItLessThanPressing) {
   button->removeFromSuperview();
   window->addSubview(button);
   EXPECT_EQ(colorAt(50, 50), before);
-}
-
-TEST_F(Button, ShowsTheAppearanceOfItsStateOrTheNormalOne) {
-  button->setTitle("normal", UIControlStateNormal);
-  EXPECT_EQ(button->titleForState(UIControlStateHighlighted), "normal");
-  EXPECT_EQ(button->titleColorForState(UIControlStateNormal), UIColor::whiteColor());
-  button->setTitleColor(UIColor::redColor(), UIControlStateNormal);
-  EXPECT_EQ(button->titleColorForState(UIControlStateDisabled), UIColor::redColor());
-  button->setTitle(std::nullopt, UIControlStateNormal);
-  auto image = UIImage::imageWithData(pngOf(20, 20));
-  button->setImage(image, UIControlStateNormal);
-  button->setImage(image, UIControlStateHighlighted);
-  Color before = colorAt(25, 50);
-  hold();
-  EXPECT_EQ(colorAt(25, 50), before) << "it has its own appearance for that state";
 }
 
 TEST_F(Button, CentersItsTitle) {

@@ -119,35 +119,6 @@ TEST_F(AnimationTest, BlocksWithoutMotionStillComplete) {
   }
 }
 
-TEST_F(AnimationTest, DisablingEndsRunningAnimations) {
-  Outcome running;
-  fade(0, 30, running.record());
-  stepTo(1);
-  AnimationEngine::shared().setEnabled(false);
-  runMainQueue();
-  EXPECT_TRUE(running.isFinishedOnce());
-  EXPECT_EQ(shownAlpha(), 0);
-  AnimationEngine::shared().setEnabled(true);
-  fade(1, 30);
-  EXPECT_EQ(shownAlpha(), 0);
-  settle();
-}
-
-TEST_F(AnimationTest, NestedBlocksHaveTheirOwnTiming) {
-  Outcome outer, inner;
-  animate(1, outer, [&] {
-    view->setAlpha(0);
-    animate(0.2, inner, [&] { view->setCenter({50, 50}); });
-    view->layer().setCornerRadius(5);
-  });
-  stepTo(0.2);
-  EXPECT_TRUE(inner.isFinishedOnce());
-  EXPECT_TRUE(outer.empty());
-  EXPECT_LT(view->layer().presentation(0.2).cornerRadius, 5);
-  stepTo(1);
-  EXPECT_TRUE(outer.isFinishedOnce());
-}
-
 TEST_F(AnimationTest, ChangesAfterABlockThatThrowsAreNotAnimated) {
   EXPECT_THROW(UIView::animateWithDuration(1, [] { throw 1; }), int);
   view->setAlpha(0);
@@ -188,24 +159,6 @@ TEST_F(AnimationTest, LeavingTheWindowEndsAnimationsOfTheSubtree) {
     settle();
     EXPECT_EQ(outcome.size(), 1u);
   }
-}
-
-TEST_F(AnimationTest, GroupCompletesWithItsLastView) {
-  auto other = add(CGRectMake(0, 0, 10, 10));
-  Outcome outcome;
-  animate(1, outcome, [&] {
-    view->setFrame(CGRectMake(5, 5, 50, 50));
-    other->setBackgroundColor(UIColor::redColor());
-  });
-  EXPECT_DOUBLE_EQ(other->layer().presentation(0.5).backgroundColor.red, 1)
-      << "from a clear colour only the alpha changes";
-  other->removeFromSuperview();
-  runMainQueue();
-  EXPECT_TRUE(outcome.empty());
-  host.time = 0.5;
-  EXPECT_NEAR(view->layer().presentation(0.5).frame().size.width, 30, 1e-9);
-  stepTo(1);
-  EXPECT_TRUE(outcome.isUnfinishedOnce());
 }
 
 }  // namespace

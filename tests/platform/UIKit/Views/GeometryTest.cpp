@@ -2,7 +2,6 @@
 #include <cmath>
 #include <limits>
 
-#include "UIKit/Views/UIScrollView.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
 namespace oq {
@@ -69,39 +68,6 @@ TEST_F(GeometryTest, SubviewHasOneSuperviewAndTreesHaveNoCycles) {
   window.reset();
   EXPECT_EQ(child->moves, (std::vector<bool>{true, false, true, false})) << "a view that outlives its window";
   EXPECT_EQ(second->superview(), nullptr);
-}
-
-/// Moves to another view as soon as it is removed.
-class RestlessView : public MovingView {
- public:
-  void didMoveToWindow() override {
-    MovingView::didMoveToWindow();
-    if (!window() && !superview()) home->addSubview(shared_from_this());
-  }
-  std::shared_ptr<UIView> home;
-};
-
-TEST_F(GeometryTest, ViewThatMovesItselfIsInOneTree) {
-  auto view = add<RestlessView>(CGRectMake(0, 0, 10, 10));
-  view->home = add(CGRectMake(0, 0, 10, 10));
-  auto other = add(CGRectMake(0, 0, 10, 10));
-  other->addSubview(view);
-  EXPECT_EQ(view->superview(), view->home);
-  EXPECT_TRUE(other->subviews().empty());
-  EXPECT_EQ(view->home->subviews().size(), 1u);
-  view->home = nullptr;
-}
-
-TEST_F(GeometryTest, ScrollingIsClampedToTheContent) {
-  auto view = add<UIScrollView>(CGRectMake(0, 0, 100, 50));
-  view->setContentSize({100, 80});
-  EXPECT_TRUE(view->scrollBy(5, 20));
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 20));
-  EXPECT_TRUE(view->scrollBy(0, 100));
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 30));
-  EXPECT_FALSE(view->scrollBy(0, 1)) << "left to the views below";
-  view->setContentSize({100, 20});
-  EXPECT_EQ(view->contentOffset(), CGPointMake(0, 0));
 }
 
 }  // namespace

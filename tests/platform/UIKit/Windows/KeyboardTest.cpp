@@ -2,7 +2,6 @@
 #include "UIKit/Controllers/DialogPage.h"
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UIScrollView.h"
-#include "platform/UIKit/Painting/Canvas.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
 
 namespace oq {
@@ -83,19 +82,6 @@ TEST_F(KeyboardTest, KeysScrollTheFirstViewThatCanScroll) {
   EXPECT_TRUE(window->pressKey(Key::Down));
   EXPECT_EQ(scrolls[2]->contentOffset().y, 40) << "the first one is at its end";
   EXPECT_EQ(scrolls[0]->contentOffset().y, 0);
-}
-
-TEST_F(KeyboardTest, FocusRingIsBlueBetweenWhiteLines) {
-  auto button = addButton("a");
-  button->setBackgroundColor(UIColor::blackColor());
-  EXPECT_EQ(test::Canvas(*window).at(12, 35), test::kBlack);
-  host.frames = 0;
-  window->setFocusedView(button);
-  EXPECT_EQ(host.frames, 1);
-  test::Canvas canvas(*window);
-  EXPECT_TRUE(canvas.at(12, 35).isNear({28, 112, 217})) << canvas.at(12, 35);
-  EXPECT_EQ(canvas.at(14, 35), test::kWhite);
-  EXPECT_EQ(canvas.at(17, 35), test::kBlack);
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 
 #include <limits>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "Dispatch/DispatchQueue.h"
 #include "UIKit/Windows/UIApplication.h"

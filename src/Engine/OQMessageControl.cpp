@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Engine/OQMessageControl.h"
+
+#include "Foundation/Values/Format.h"
+#include "Utils/OQGuard.h"
+#include "WebKit/WebEngineRegistry.h"
+
+namespace oq {
+
+namespace {
+
+constexpr std::int64_t kStyleWebPage = 4;
+
+std::string textOf(const JSONValue& value) {
+  return value.is_null() ? std::string() : descriptionOf(value);
+}
+
+bool isAllowedByHost(const MessageHandlers& handlers, const Message& message) {
+  bool isAllowed = true;
+  if (handlers.mayShow) guarded([&] { isAllowed = handlers.mayShow(message); });
+  return isAllowed;
+}
+
+}  // namespace
+
+std::shared_ptr<OQMessage> OQMessageControl::messageOf(const std::shared_ptr<OQWindowData>& window,
+                                                       const OQWindowEvent* event) {
+  Message description{textOf(window->windowId()), event ? textOf(event->xwhat()) : std::string(),
+                      static_cast<int>(window->style())};
+  return std::make_shared<OQMessage>(window, std::move(description));
+}
+
+void OQMessageControl::setHandlers(MessageHandlers handlers) {
+  auto fresh = std::make_shared<const MessageHandlers>(std::move(handlers));
+  // The former callbacks are destroyed after the lock is released.
+  std::lock_guard lock(_mutex);
+  _handlers.swap(fresh);
+}
+
+OQMessageControl::Handlers OQMessageControl::handlers() const {
+  std::lock_guard lock(_mutex);
+  return _handlers;
+}
+
+std::optional<OQDecision> OQMessageControl::refusalOf(const OQMessage& message) const {
+  const Handlers current = handlers();
+  const bool needsPage = message.window()->style() == kStyleWebPage && !current->present;
+  if (needsPage && !canShowWebPages()) return OQDecision::CannotBeShownHere;
+  if (isHeld()) return OQDecision::Held;
+  if (isAnotherShown()) return OQDecision::AnotherIsShown;
+  if (!isAllowedByHost(*current, message.description())) return OQDecision::RefusedByHost;
+  return std::nullopt;
+}
+
+std::vector<std::shared_ptr<OQMessage>> OQMessageControl::current() const {
+  std::vector<std::shared_ptr<OQMessage>> found;
+  std::erase_if(_messages, [&](const std::weak_ptr<OQMessage>& known) {
+    auto message = known.lock();
+    const bool isGone = !message || message->isEnded() || message->isDropped();
+    if (!isGone) found.push_back(std::move(message));
+    return isGone;
+  });
+  return found;
+}
+
+bool OQMessageControl::isAnotherShown() const {
+  if (!_isOneAtATime) return false;
+  std::vector<std::shared_ptr<OQMessage>> messages;  // released without the lock
+  std::lock_guard lock(_mutex);
+  messages = current();
+  return !messages.empty();
+}
+
+bool OQMessageControl::begin(const std::shared_ptr<OQMessage>& message) {
+  std::vector<std::shared_ptr<OQMessage>> others;  // released without the lock
+  std::lock_guard lock(_mutex);
+  others = current();
+  if (_isOneAtATime && !others.empty()) return false;
+  _messages.push_back(message);
+  return true;
+}
+
+std::shared_ptr<OQMessage> OQMessageControl::find(const OQWindowData& window) const {
+  std::vector<std::shared_ptr<OQMessage>> messages;  // released without the lock
+  std::lock_guard lock(_mutex);
+  messages = current();
+  for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
+    if ((*message)->window().get() == &window) return *message;
+  }
+  return nullptr;
+}
+
+void OQMessageControl::dropAll() {
+  std::vector<std::shared_ptr<OQMessage>> messages;
+  std::lock_guard lock(_mutex);
+  messages = current();
+  for (const auto& message : messages) message->drop();
+}
+
+}  // namespace oq

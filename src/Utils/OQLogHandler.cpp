@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Utils/OQLogHandler.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Values/JSONSerialization.h"
+#include "Utils/OQGuard.h"
+
+namespace oq {
+
+namespace {
+
+constexpr std::size_t kMostSecrets = 16;
+constexpr std::string_view kSubstitute = "***";
+
+using Strings = std::vector<std::string>;
+
+struct Installed {
+  explicit Installed(OQLogHandler::Handler function) : handler(std::move(function)) {}
+
+  const OQLogHandler::Handler handler;
+  int running = 0;  ///< calls, on all threads
+};
+
+struct State {
+  std::atomic<bool> hasHandler{false};
+  /// Guards the rest.
+  std::mutex mutex;
+  std::condition_variable callEnded;
+  std::shared_ptr<Installed> installed;
+  std::vector<std::shared_ptr<Installed>> former;  ///< those that are still running
+  std::deque<std::string> secrets;                 ///< oldest first
+  /// The secrets in all their forms, longest first: one may contain another.
+  std::shared_ptr<const Strings> hidden = std::make_shared<const Strings>();
+};
+
+State& state() {
+  static auto* shared = new State;  // used until the last thread ends
+  return *shared;
+}
+
+thread_local bool isInHandler = false;
+
+/// A call of the handler. Counted, so that a thread that removes the handler can wait for the call.
+class Call {
+ public:
+  explicit Call(std::shared_ptr<Installed> installed) : _installed(std::move(installed)) { isInHandler = true; }
+  ~Call() {
+    isInHandler = false;
+    {
+      std::lock_guard lock(state().mutex);
+      if (--_installed->running > 0 || std::erase(state().former, _installed) == 0) return;
+    }
+    state().callEnded.notify_all();
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+  void run(OQLogLevel level, std::string_view message) const { _installed->handler(level, message); }
+
+ private:
+  const std::shared_ptr<Installed> _installed;
+};
+
+std::string inJSON(const std::string& text) {
+  const std::string quoted = compactJSON(JSONValue(text));
+  return quoted.substr(1, quoted.size() - 2);
+}
+
+void replaceAll(std::string& text, const std::string& part) {
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += kSubstitute.size()) {
+    text.replace(at, part.size(), kSubstitute);
+  }
+}
+
+}  // namespace
+
+void OQLogHandler::set(Handler handler) {
+  auto next = handler ? std::make_shared<Installed>(std::move(handler)) : nullptr;
+  State& shared = state();
+  std::unique_lock lock(shared.mutex);
+  shared.hasHandler = next != nullptr;
+  shared.installed.swap(next);
+  if (next && next->running > 0) shared.former.push_back(std::move(next));
+  // Inside a handler this would wait for itself, or for another call that waits for this one.
+  if (!isInHandler) shared.callEnded.wait(lock, [&] { return shared.former.empty(); });
+}
+
+bool OQLogHandler::isWanted() {
+  return state().hasHandler.load(std::memory_order_relaxed) && !isInHandler;
+}
+
+void OQLogHandler::pass(OQLogLevel level, std::string_view message) {
+  if (!isWanted()) return;
+  std::shared_ptr<Installed> installed;
+  std::shared_ptr<const Strings> hidden;
+  {
+    std::lock_guard lock(state().mutex);
+    if (!state().installed) return;
+    hidden = state().hidden;
+    installed = state().installed;
+    ++installed->running;
+  }
+  const Call call(std::move(installed));
+  guarded([&] {
+    std::string text(message);
+    for (const std::string& secret : *hidden) replaceAll(text, secret);
+    call.run(level, text);
+  });
+}
+
+void OQLogHandler::hide(const std::string& secret) {
+  if (secret.empty()) return;
+  State& shared = state();
+  std::lock_guard lock(shared.mutex);
+  std::erase(shared.secrets, secret);
+  shared.secrets.push_back(secret);
+  if (shared.secrets.size() > kMostSecrets) shared.secrets.pop_front();
+  Strings hidden;
+  for (const std::string& each : shared.secrets) hidden.insert(hidden.end(), {each, inJSON(each)});
+  std::ranges::sort(hidden, std::ranges::greater(), &std::string::size);
+  shared.hidden = std::make_shared<const Strings>(std::move(hidden));
+}
+
+}  // namespace oq
