@@ -5,8 +5,6 @@
 #include <optional>
 #include <vector>
 
-#include "oqsdk/Export.h"
-
 namespace oq {
 
 class UIView;
@@ -15,7 +13,7 @@ class UIView;
 using HostFocus = std::shared_ptr<void>;
 
 /// Remembers the keyboard focus from before each dialog, so that it can be restored. Main thread only.
-class OQSDK_EXPORT FocusMemory {
+class FocusMemory {
  public:
   /// A view of the library or a widget of the host; both are empty if nothing had the focus. The view is held weakly.
   struct Place {
