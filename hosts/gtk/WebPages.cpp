@@ -111,10 +111,6 @@ void WebPages::prepare() {
   whenIdle(&WebPages::startPreload);
 }
 
-void WebPages::removeData() {
-  if (!_module || !_module->removeData()) removeWebDataDirectory();
-}
-
 void WebPages::whenIdle(void (WebPages::*step)()) {
   struct Call {
     WebPages* pages;

@@ -20,7 +20,7 @@ class WebPages : public WebEngine {
   ~WebPages() override;
   std::unique_ptr<WebPage> openPage(const WebPageSettings& settings, WebPageClient& client, Error& reason) override;
   void prepare() override;
-  void removeData() override;
+  bool removeData() override { return _module && _module->removeData(); }
   bool isInstalled() const override { return isWebModuleInstalled(); }
   /// Whether prepare() has an effect, for all hosts of the process; true by default.
   static void setPreloads(bool does);

@@ -102,8 +102,9 @@ class WebEngine {
   /// keeps the main thread free for frames.
   virtual void prepare() {}
   /// Removes cookies, caches and everything else that pages have stored, also in earlier runs. An engine that is in use
-  /// may finish this after the call.
-  virtual void removeData() {}
+  /// may finish this after the call. Returns false if the engine does not use webDataDirectory() yet: then the caller
+  /// removes that folder.
+  virtual bool removeData() { return false; }
   /// Whether the engine is installed on this system; asked when the host is installed. It may still be unable to run.
   virtual bool isInstalled() const { return true; }
 };

@@ -33,17 +33,13 @@ void setCanShowWebPages(bool can) {
 }
 
 void removeWebData() {
-  if (installed) return installed->removeData();
-  removeWebDataDirectory();
+  if (installed && installed->removeData()) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(webDataDirectory(), ignored);
 }
 
 std::filesystem::path webDataDirectory() {
   return applicationDataDirectory() / "Web";
-}
-
-void removeWebDataDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(webDataDirectory(), ignored);
 }
 
 void prepareWebEngine() {

@@ -23,9 +23,7 @@ OQSDK_EXPORT void setCanShowWebPages(bool can);
 void prepareWebEngine();
 /// The folder in which engines keep what pages store. Not created by this call.
 OQSDK_EXPORT std::filesystem::path webDataDirectory();
-/// Removes what pages have stored, through the installed engine or, without one, by removing the folder.
+/// Removes what pages have stored, also in earlier runs.
 void removeWebData();
-/// Removes the folder. Only for an engine that does not use it yet.
-OQSDK_EXPORT void removeWebDataDirectory();
 
 }  // namespace oq
