@@ -197,12 +197,14 @@ void OQReports::batchEnded(const std::vector<std::string>& ids, const URLCancell
 
 void OQReports::takeAnswer(const std::vector<std::string>& ids, const Answer& answer) {
   using Outcome = OQServerRequests::ReportOutcome;
+  const bool beganBeforeFlush = std::exchange(_beganBeforeFlush, false);
   if (answer.outcome == Outcome::Acknowledged) {
     _failuresInARow = 0;
     _journal.remove(ids);
     return drop(ids, false);
   }
   pause(answer.retryAfter);
+  if (beganBeforeFlush) _pausedUntil = {};  // the flush makes an attempt of its own
   if (answer.outcome == Outcome::Failed) return;
   if (ids.size() == 1) {
     _journal.remove(ids);
@@ -218,9 +220,9 @@ void OQReports::pause(std::chrono::seconds asked) {
   const auto most = std::min<std::chrono::milliseconds>(
       _pauses.longest, _pauses.first * (std::int64_t{1} << std::min(_failuresInARow++, mostDoublings)));
   const auto random = std::uniform_int_distribution<std::int64_t>(0, most.count())(_random);
-  if (!std::exchange(_skipsPause, false)) _pausedUntil = Clock::now() + std::chrono::milliseconds(random);
+  _pausedUntil = Clock::now() + std::chrono::milliseconds(random);
   if (asked <= std::chrono::seconds::zero()) return;
-  const auto wait = std::min<std::chrono::milliseconds>(asked, _pauses.longestAsked);
+  const auto wait = std::min(asked, std::chrono::ceil<std::chrono::seconds>(_pauses.longestAsked));
   _askedUntil = Clock::now() + wait;
   _journal.setNotBefore(secondsSince1970(currentDate() + wait));
 }
@@ -279,7 +281,7 @@ std::size_t OQReports::flush(double seconds) {
   {
     std::lock_guard lock(_mutex);
     _pausedUntil = {};
-    _skipsPause = _isSending;
+    _beganBeforeFlush = _isSending;
   }
   sendKept();
   std::unique_lock lock(_mutex);

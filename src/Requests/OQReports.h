@@ -130,8 +130,8 @@ class OQReports : public std::enable_shared_from_this<OQReports> {
   std::deque<Kept> _kept;                            ///< what is in the journal, ordered by number
   std::optional<std::uint64_t> _offeredEnvironment;  ///< whose server offers the extension
   std::string _token;
-  bool _isSending = false;   ///< a request with kept reports is under way
-  bool _skipsPause = false;  ///< that request began before a flush, which makes an attempt of its own
+  bool _isSending = false;         ///< a request with kept reports is under way
+  bool _beganBeforeFlush = false;  ///< that request was under way when flush() was called
   int _failuresInARow = 0;
   Clock::time_point _pausedUntil{}, _askedUntil{};
   std::optional<DeadlineThread::Ticket> _wakeUp;

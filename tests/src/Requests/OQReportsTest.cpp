@@ -304,7 +304,9 @@ TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
 
 TEST_F(KeptReportsTest, NoAttemptIsMadeEarlierThanTheServerAsks) {
   const auto serverAsksToWait = [&] {
-    network->script(callbackPath, [](const auto&) { return Answer{"", 503, std::nullopt, 86400}; });
+    network->script(callbackPath, [](const auto&) {
+      return Answer{"", 503, std::nullopt, std::numeric_limits<std::int64_t>::max()};
+    });
   };
   serverAsksToWait();
   send(1);
