@@ -5,6 +5,7 @@
 
 #include "Engine/OQMessageControl.h"
 #include "Engine/OQSDKManager.h"
+#include "Foundation/System/HostCall.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Requests/OQServerAddress.h"
 #include "Utils/OQConsent.h"

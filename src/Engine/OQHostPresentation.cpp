@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/System/HostCall.h"
 #include "Dispatch/DispatchQueue.h"
 #include "UI/OQPresentationQueue.h"
 #include "Utils/OQDispatchQueueManager.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Engine/OQMessageControl.h"
 
+#include "Foundation/System/HostCall.h"
 #include "Foundation/Values/Format.h"
 #include "UI/OQPresentationQueue.h"
 #include "Utils/OQGuard.h"

@@ -5,6 +5,7 @@
 
 #include "Dispatch/DispatchQueue.h"
 #include "Engine/OQHostPresentation.h"
+#include "Foundation/System/HostCall.h"
 #include "Foundation/Values/Number.h"
 #include "Hooks/OQSwizzler.h"
 #include "Pages/OQLinks.h"

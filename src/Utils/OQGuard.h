@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cxxabi.h>
-
 #include <exception>
 #include <utility>
 
@@ -16,17 +14,6 @@ void guarded(Work&& work) {
   try {
     std::forward<Work>(work)();
   } catch (const std::exception&) {
-  }
-}
-
-/// The same for a callback of the host, which may throw anything.
-template <class Work>
-void callHost(Work&& work) {
-  try {
-    std::forward<Work>(work)();
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (...) {
   }
 }
 

@@ -484,7 +484,8 @@ class WebPages(GtkTest):
         fixture.result("document.cookie = 'who=me; max-age=999'; localStorage.who = 'me'; 1")
         self.assertEqual(fixture.result("document.cookie + localStorage.who"), '"who=meme"')
         fixture.do("forget")
-        fixture.do("reload")
+        fixture.await_none()
+        fixture.jump(self.url("/one"), title="One 一")
         until(lambda: fixture.result("document.cookie + localStorage.who") == '"undefined"',
               lambda: f"still stored: {fixture.result('document.cookie + localStorage.who')}")
 
