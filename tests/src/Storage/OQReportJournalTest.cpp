@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <memory>
 
@@ -80,6 +81,16 @@ TEST_F(OQReportJournalTest, DamagedLinesAreIgnored) {
   EXPECT_THAT(idsIn(journal.adopt()), ElementsAre("good"));
   const auto left = files();
   EXPECT_EQ(left.size(), 4u) << "the new journal, and what is not a journal";
+}
+
+TEST_F(OQReportJournalTest, AReportThatCannotBeWrittenDamagesNoOther) {
+  EXPECT_TRUE(holdsInChild([] {
+    const rlimit limit{1000, 1000};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    OQReportJournal journal;
+    return add(journal, "a", 600).isStored && !add(journal, "b", 600).isStored && add(journal, "c").isStored;
+  }));
+  EXPECT_THAT(idsIn(OQReportJournal().adopt()), ElementsAre("a", "c"));
 }
 
 TEST_F(OQReportJournalTest, LimitsAreKeptByDroppingTheOldest) {
