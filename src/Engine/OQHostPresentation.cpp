@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/System/HostCall.h"
 #include "Dispatch/DispatchQueue.h"
+#include "Foundation/System/HostCall.h"
 #include "UI/OQPresentationQueue.h"
 #include "Utils/OQDispatchQueueManager.h"
 #include "Utils/OQGuard.h"

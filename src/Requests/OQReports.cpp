@@ -11,6 +11,7 @@
 #include "Foundation/Values/JSONSerialization.h"
 #include "Foundation/Values/Number.h"
 #include "Storage/OQUserDefaults.h"
+#include "Utils/OQConsent.h"
 #include "Utils/OQGuard.h"
 #include "Utils/OQLogger.h"
 
@@ -91,6 +92,7 @@ void OQReports::takeOffer(const OQSession::Values& session) {
 }
 
 void OQReports::send(const OQSession::Values& session, Kind kind, const OQWindowEvent& event) {
+  if (OQConsent::isMissing()) return;
   const auto offer = session.currentOffer();
   if (offer && offer->reports && keep(session, kind, event)) return sendKept();
   sendOnce(session, kind, event);

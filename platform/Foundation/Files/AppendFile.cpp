@@ -14,6 +14,7 @@
 namespace oq {
 
 std::unique_ptr<AppendFile> AppendFile::create(const std::filesystem::path& path) {
+  if (!mayWriteFiles()) return nullptr;
   std::unique_ptr<AppendFile> made(new AppendFile(path));
   // Until the new file is locked, another process may regard it as abandoned and remove it. LockFile then creates it
   // again.
