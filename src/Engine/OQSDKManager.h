@@ -224,7 +224,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();
   std::atomic<bool> _autoCollectPageInfo{true};
   std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
-  /// One login answer at a time decides whether today's list was fetched.
+  /// Handles one login answer at a time, so that two answers do not both find that the list was not fetched today.
   OQSerialExecutor _dailyFetches;
   std::mutex _userMutex;                  ///< held while the user is replaced; taken before all others
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten

@@ -115,7 +115,7 @@ class OQConditionIndex {
   /// The part of the range that starts with this condition, or with the next higher one in the range.
   Range from(const Range& range, std::size_t condition) const;
   std::size_t slotCount() const { return _places.size(); }
-  /// All slots of one condition.
+  /// The slots (positions in _places) that contain the condition; several if it is in several ranges.
   std::span<const std::uint32_t> slotsOf(std::size_t condition) const;
 
  private:

@@ -56,8 +56,8 @@ class OQNetwork {
   /// The address of a path on the current server; nullopt if the result is not a URL. Keys and values are inserted
   /// without escaping, in the order of the dictionary.
   std::optional<URL> getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const;
-  /// The body in the form of a query; nullopt for anything but strings and dictionaries. It only shows that there is a
-  /// body, and is never sent.
+  /// The body in the form of a query; nullopt for anything but strings and dictionaries. The result itself is never
+  /// sent: only whether there is one matters.
   std::optional<std::string> httpRequestBody(const JSONValue& body) const;
 
   /// Loads a picture from the disk cache, or else from the network and stores it in the cache. The completion may be

@@ -242,7 +242,8 @@ bool writeFileAtomically(const fs::path& path, const Data& contents, const FileR
   std::string temporary;
   FileDescriptor file = makeTemporaryFile(folder, temporary);
   if (!file) return false;
-  // The lock of the file protects only the temporary name, and ends when the descriptor is closed.
+  // makeTemporaryFile() has locked the file, so that removeAbandonedFiles() of another process does not remove it. The
+  // lock ends when the descriptor is closed.
   bool complete = ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), contents) && ::fsync(file.get()) == 0 &&
                   ::rename(temporary.c_str(), path.c_str()) == 0;
   if (!complete) {

@@ -138,8 +138,8 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
                                   std::function<void(bool finished)> completion = nullptr);
 
  protected:
-  /// Records what the view shows in `size`; nullptr if it shows nothing.
-  virtual std::shared_ptr<LayerContent> makeContent(CGSize) { return nullptr; }
+  /// What the view shows, recorded for a view of this size; nullptr if it shows nothing.
+  virtual std::shared_ptr<LayerContent> makeContent([[maybe_unused]] CGSize size) { return nullptr; }
   /// Asks the window for a frame.
   void setNeedsFrame();
   const std::optional<std::string>& ownAccessibilityLabel() const { return _accessibilityLabel; }

@@ -60,7 +60,7 @@ class PageCollection : public testing::Test {
 using Pages = std::pair<std::string, std::string>;
 
 /// The host's pages are reported, its containers only change the page's name, and system screens are ignored.
-TEST_F(PageCollection, FollowsScreensAndReportsPagesIfEnabled) {
+TEST_F(PageCollection, RemembersTheLastPageAndReportsItIfEnabled) {
   const auto inner = std::make_shared<UIViewController>();
   UIViewController plain;
   UINavigationController systemStack(inner);

@@ -167,7 +167,7 @@ TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
 
 using LoggerEntries = test::WorldTest;
 
-TEST_F(LoggerEntries, ErrorsAcceptNumbersErrorsAndStrings) {
+TEST_F(LoggerEntries, ErrorMayBeAStatusAnErrorObjectOrAString) {
   OQLogger::error(404);
   OQLogger::error(Error{URLErrorDomain, URLErrorTimedOut, "too slow"});
   OQLogger::error("a text with %@");

@@ -28,7 +28,7 @@ TEST(Value, HoldsWhatItIsMadeFrom) {
   EXPECT_EQ(Value{Array{1}}.json(), "[1]");
 }
 
-TEST(Value, IsReadByItsKind) {
+TEST(Value, ReadAsAnotherKindReturnsTheDefault) {
   const Value value = Value::parse(R"({"no": false, "n": -2.9, "huge": 1e300, "big": 18446744073709551615, "t": "tea",
                                        "list": [1, {"deep": "x"}], "none": null})");
   EXPECT_EQ(value.keys(), (std::vector<std::string_view>{"no", "n", "huge", "big", "t", "list", "none"}));

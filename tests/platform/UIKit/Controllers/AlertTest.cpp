@@ -94,7 +94,7 @@ TEST_F(AlertTest, FadesOutAndThenPerformsTheFirstAnswer) {
   EXPECT_EQ(answers, (std::vector<std::string>{"go"}));
 }
 
-TEST_F(AlertTest, EscapeChoosesCancelOrTheFirstButtonWithoutAHandler) {
+TEST_F(AlertTest, EscapeChoosesCancelOrElseTheFirstButtonThatHasNoHandler) {
   const auto harmless = UIAlertAction::actionWithTitle("ok", UIAlertActionStyle::Default);
   const auto escaped = [&] {
     window->pressKey(UIKeyboardKey::Escape);

@@ -108,7 +108,7 @@ TEST_F(TouchTest, ViewMayBeRemovedDuringAnyTouchPhase) {
   EXPECT_EQ(last->log, (Log{"began", "moved", "cancelled"}));
 }
 
-TEST_F(TouchTest, TapIsRecognisedBeforeTheViewAndCancelsIt) {
+TEST_F(TouchTest, RecognizedTapCancelsTheTouchOfItsView) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   view->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([&] { view->log.push_back("tap"); }));
   down(10, 10);

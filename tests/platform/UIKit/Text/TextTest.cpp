@@ -120,7 +120,7 @@ TEST(Text, LongTextEndsInAnEllipsis) {
   EXPECT_TRUE(paint("one\ntwo", 2, 200)->isSameAs(*paint("one\ntwo", 0, 200)));
 }
 
-TEST(Label, CentersItsTextVerticallyAndLaysItOutAgain) {
+TEST(Label, CentersItsTextVerticallyAndLaysItOutAgainForANewFont) {
   auto window = std::make_shared<UIWindow>(CGRectMake(0, 0, 150, 100));
   auto label = std::make_shared<UILabel>();
   label->setFrame(CGRectMake(0, 0, 150, 100));
