@@ -223,12 +223,13 @@ bool HostSurface::isMappedUnseen() const {
   return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
 }
 
-bool HostSurface::awaitsFrame() const {
-  return (_frameWanted || _paintsContinuously) && _scene->visibility() == UISceneVisibility::OnScreen;
+bool HostSurface::awaitsFrame(double since) const {
+  return (_frameWanted || _paintsContinuously) && _lastFrame < since &&
+         _scene->visibility() == UISceneVisibility::OnScreen;
 }
 
 void HostSurface::checkFrames(double since) {
-  if (!awaitsFrame() || _lastFrame >= since) return;
+  if (!awaitsFrame(since)) return;
   UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::HeldBack);
   _client.frameWanted();
 }

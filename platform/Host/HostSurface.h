@@ -151,8 +151,8 @@ class OQSDK_EXPORT HostSurface {
  private:
   friend class SurfaceHost;
   void treeChanged();
-  /// A frame was requested and should come soon.
-  bool awaitsFrame() const;
+  /// A frame was requested, should come soon, and has not come since `since`.
+  bool awaitsFrame(double since) const;
   /// Detects that no frame has come since `since` although one was requested. A Wayland compositor stops frames while a
   /// window is minimised or on another workspace, and reports this in no other way.
   void checkFrames(double since);
