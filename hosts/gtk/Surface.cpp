@@ -43,7 +43,7 @@ Surface::Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale)
   });
   signal_realize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
   signal_unrealize().connect(sigc::mem_fun(*this, &Surface::realizationChanged));
-  property_scale_factor().signal_changed().connect([this] { _surface.setPixelsPerPoint(get_scale_factor()); });
+  property_scale_factor().signal_changed().connect([this] { setSize(get_width(), get_height()); });
 }
 
 Surface::~Surface() {
@@ -132,9 +132,13 @@ void Surface::measure_vfunc(Gtk::Orientation, int, int& minimum, int& natural, i
 }
 
 void Surface::size_allocate_vfunc(int width, int height, int) {
-  _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
+  setSize(width, height);
   _nativeChildren->allocate(stage());
   _proxies->allocate();
+}
+
+void Surface::setSize(int width, int height) {
+  _surface.setSize({static_cast<double>(width), static_cast<double>(height)}, get_scale_factor());
 }
 
 /// Lays out with the window's size, or, if it has none yet, with the size that GTK will give it.
@@ -150,7 +154,7 @@ void Surface::layOutAsExpected() {
   };
   width = length(GTK_ORIENTATION_HORIZONTAL, width, -1);
   height = length(GTK_ORIENTATION_VERTICAL, height, width);
-  _surface.setSize({static_cast<double>(width), static_cast<double>(height)});
+  setSize(width, height);
 }
 
 void Surface::dialogChanged(bool isShown) {

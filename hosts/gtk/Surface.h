@@ -57,10 +57,12 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   void watchToplevel();
   void stopWatchingToplevel();
   void noteUse();
+  void setSize(int width, int height);
   void layOutAsExpected();
 
   // Frames.
   void frameWanted() override { queue_draw(); }
+  bool wantsElements() const override { return true; }
   void dialogChanged(bool isShown) override;
   HostFocus hostFocus() override;
   void restoreFocus(const HostFocus& focus) override;

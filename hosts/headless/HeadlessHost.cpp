@@ -117,14 +117,14 @@ void HeadlessHost::Impl::setSize(CGSize size) {
   _size = size;
   _isOutdated = true;
   if (!_surface) return;
-  _surface->setSize(size);
+  _surface->setSize(size, _scale);
   // This size is final, so the stage need not wait for a pause in resizing.
   _surface->endResizing();
 }
 
 void HeadlessHost::Impl::setScale(double scale) {
   _scale = scale;
-  if (_surface) _surface->setPixelsPerPoint(scale);
+  if (_surface) _surface->setSize(_size, scale);
 }
 
 const PixelBuffer& HeadlessHost::Impl::screen() {

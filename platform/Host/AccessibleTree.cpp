@@ -83,6 +83,7 @@ AccessibleElement AccessibleElements::describe(const std::shared_ptr<UIView>& vi
 }
 
 AccessibleTree AccessibleElements::treeOf(const std::shared_ptr<UIWindow>& window, const Stage& stage) {
+  std::erase_if(_known, [](const auto& entry) { return entry.second.view.expired(); });
   AccessibleTree tree;
   const auto dialog = frontmostDialog(*window);
   if (dialog) tree.dialog = describe(dialog, stage, AccessibleRole::Dialog);

@@ -14,6 +14,14 @@ namespace {
 /// Pixels by which the painter may move an edge: it aligns to whole pixels, and blends the edges of scaled contents.
 constexpr double kEdge = 1;
 
+/// How much larger a content is painted than it is, and by how many pixels it then reaches beyond its rectangle: the
+/// painter rounds the content's size up to whole pixels, and blends its edge over half a pixel, before scaling it.
+double growthOf(const LayerContent& content, CGSize painted) {
+  const CGSize size = content.size();
+  return std::max(painted.width / size.width, painted.height / size.height);
+}
+constexpr double kContentEdge = 1.5;
+
 CGRect joined(const CGRect& a, const CGRect& b) {
   if (a.isEmpty()) return b;
   if (b.isEmpty()) return a;
@@ -88,7 +96,7 @@ void DrawList::pop() {
   _scopes.pop_back();
   if (scope.end == Kind::Fill) return;
   CGRect area;
-  for (std::size_t step = scope.begin; step < _bounds.size(); ++step) area = joined(area, _bounds[step]);
+  for (std::size_t step = scope.begin + 1; step < _bounds.size(); ++step) area = joined(area, _bounds[step]);
   add({.kind = scope.end});
   _bounds.back() = area;
   _bounds[scope.begin] = area;
@@ -100,7 +108,9 @@ void DrawList::fill(CGRect rect, double cornerRadius, UIColor color) {
 }
 
 void DrawList::content(LayerContent& content, CGRect destination, double opacity) {
-  add({.kind = Kind::Content, .rect = placed(destination), .opacity = opacity, .content = content.identity()});
+  if (destination.isEmpty() || CGRect{{}, content.size()}.isEmpty()) return;
+  const double edge = destination.size == content.size() ? 0 : growthOf(content, destination.size) * kContentEdge;
+  add({.kind = Kind::Content, .rect = placed(destination), .opacity = opacity, .content = content.identity()}, edge);
 }
 
 void DrawList::shapeShadow(CGRect rect, double cornerRadius, UIColor color, CGSize offset, double radius) {
@@ -118,15 +128,14 @@ void DrawList::contentShadow(LayerContent& content, CGRect destination, UIColor 
   if (destination.isEmpty() || CGRect{{}, content.size()}.isEmpty()) return;
   const double reach = std::max(std::abs(offset.width), std::abs(offset.height)) * _scale;
   // The shadow is scaled together with the content.
-  const double growth =
-      std::max({1.0, destination.size.width / content.size().width, destination.size.height / content.size().height});
+  const double growth = std::max(1.0, growthOf(content, destination.size));
   add({.kind = Kind::ContentShadow,
        .rect = placed(destination),
        .color = color,
        .content = content.identity(),
        .offset = offset,
        .radius = radius},
-      reach + ShadowMask::marginFor(radius, _scale) * growth);
+      reach + (ShadowMask::marginFor(radius, _scale) + kContentEdge) * growth);
 }
 
 }  // namespace oq

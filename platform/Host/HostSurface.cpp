@@ -8,8 +8,10 @@
 #include "Dispatch/DispatchQueue.h"
 #include "Host/DrawList.h"
 #include "Host/SurfaceHost.h"
+#include "UIKit/Painting/CairoPainter.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Windows/Motion.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
 
@@ -21,9 +23,6 @@ namespace {
 constexpr double kResizingPause = 0.2;
 /// Seconds of touchpad scrolling that determine its speed.
 constexpr double kScrollMemory = 0.1;
-/// Pixels; tolerance for rounding errors in products of lengths and scales.
-constexpr double kPixelRounding = 1e-6;
-
 }  // namespace
 
 HostSurface::HostSurface(SurfaceHost& host, Client& client, CGSize size, double pixelsPerPoint,
@@ -57,19 +56,15 @@ void HostSurface::disconnect() {
   UIApplication::sharedApplication().disconnectScene(_scene);
 }
 
-void HostSurface::setSize(CGSize size) {
-  if (size == _stage.windowSize()) return;
-  if (_stage.resize(size)) {
+void HostSurface::setSize(CGSize size, double pixelsPerPoint) {
+  const bool isResized = size != _stage.windowSize();
+  const bool isRescaled = std::exchange(_pixelsPerPoint, pixelsPerPoint) != pixelsPerPoint;
+  const bool isStageChanged = isResized && _stage.resize(size);
+  if (isStageChanged || isRescaled) {
     rescale();
     _client.frameWanted();
   }
-  if (_stage.isOutdated()) updateStageWhenResized();
-}
-
-void HostSurface::setPixelsPerPoint(double pixels) {
-  _pixelsPerPoint = pixels;
-  rescale();
-  _client.frameWanted();
+  if (isResized && _stage.isOutdated()) updateStageWhenResized();
 }
 
 void HostSurface::rescale() {
@@ -108,6 +103,7 @@ void HostSurface::setVisible(bool isVisible, bool needsFrame) {
   UIApplication::sharedApplication().setSceneVisibility(*_scene, isVisible ? shown : UISceneVisibility::Hidden);
   // Requests the frame that shows that the window is visible.
   _client.frameWanted();
+  changeLater();
 }
 
 void HostSurface::noteUse() {
@@ -117,16 +113,27 @@ void HostSurface::noteUse() {
 void HostSurface::setFocused(bool isFocused) {
   if (isFocused) {
     noteUse();
+    _isFocused = true;
     const auto view = std::exchange(_unfocused, {}).lock();
-    const auto dialog = frontmostDialog(*_window);
-    const auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
     // A dialog may have opened above the view in the meantime.
-    const bool isReachable = std::find(elements.begin(), elements.end(), view) != elements.end();
-    if (isReachable && !_window->focusedView()) _window->setFocusedView(view);
-  } else if (const auto view = _window->focusedView()) {
-    _unfocused = view;
+    if (isReachable(view) && !_window->focusedView()) _window->setFocusedView(view);
+  } else if (std::exchange(_isFocused, false)) {
+    _unfocused = _window->focusedView();
     _window->setFocusedView(nullptr);
   }
+}
+
+/// Whether the view is an element of the window, and no dialog covers it.
+bool HostSurface::isReachable(const std::shared_ptr<UIView>& view) const {
+  const auto dialog = frontmostDialog(*_window);
+  const auto elements = accessibilityElements(dialog ? dialog : std::static_pointer_cast<UIView>(_window));
+  return std::find(elements.begin(), elements.end(), view) != elements.end();
+}
+
+/// Without the keyboard focus, the window marks the view when it gets the focus.
+void HostSurface::focus(const std::shared_ptr<UIView>& view) {
+  if (_isFocused) return _window->setFocusedView(view);
+  _unfocused = view;
 }
 
 void HostSurface::noteHostFocus(HostFocus focus) {
@@ -153,7 +160,8 @@ void HostSurface::reportChanges() {
   const std::weak_ptr<bool> alive = _alive;
   updateStage();
   if (!alive.expired()) updateDialog();
-  if (!alive.expired() && _elements.update(_window, stage())) _client.elementsChanged(_elements.tree());
+  const bool wantsElements = !alive.expired() && _client.wantsElements();
+  if (wantsElements && _elements.update(_window, stage())) _client.elementsChanged(_elements.tree());
   if (!alive.expired()) _client.viewsChanged();
 }
 
@@ -162,12 +170,12 @@ void HostSurface::updateDialog() {
   if (_dialog.lock() == dialog && _hasDialog == (dialog != nullptr)) return;
   _dialog = dialog;
   _hasDialog = dialog != nullptr;
-  const FocusMemory::Place now{_window->focusedView(), _client.hostFocus()};
+  const FocusMemory::Place now{_isFocused ? _window->focusedView() : _unfocused.lock(), _client.hostFocus()};
   const auto before = _focusMemory.dialogChanged(dialog, now);
   if (dialog && !before) return _client.dialogChanged(true);
   const std::weak_ptr<bool> alive = _alive;
   if (const auto view = before ? before->view.lock() : nullptr) {
-    if (!now.host) _window->setFocusedView(view);
+    if (!now.host) focus(view);
   } else if (before && before->host) {
     _client.restoreFocus(before->host);
   }
@@ -176,20 +184,21 @@ void HostSurface::updateDialog() {
 
 PaintedFrame HostSurface::paint(const PixelBuffer& buffer, double time) {
   const PaintedFrame frame = _frames.paint(_stage, buffer, _pixelsPerPoint, time);
-  noteFrame();
+  if (buffer.isValid()) noteFrame();
   return frame;
 }
 
 PixelRect HostSurface::pixelSize() const {
   const auto pixels = [this](double points) {
-    const double length = std::ceil(points * _pixelsPerPoint - kPixelRounding);
+    const double length = nearestPixel(points * _pixelsPerPoint);
     return static_cast<int>(std::clamp<double>(length, 1, PixelBuffer::largestSide));
   };
   return {0, 0, pixels(_stage.windowSize().width), pixels(_stage.windowSize().height)};
 }
 
 bool HostSurface::isEmpty() const {
-  if (isAnimating()) return false;
+  // Otherwise a host that hides its layer would never paint the frame for which messages wait.
+  if (isAnimating() || isMappedUnseen()) return false;
   DrawList list(1);
   _stage.paint(list, _host.now());
   return list.isEmpty();
@@ -214,7 +223,9 @@ void HostSurface::noteFrame() {
   DispatchQueue::main().async([this, alive = std::weak_ptr<bool>(_alive)] {
     if (alive.expired()) return;
     _isNoting = false;
-    if (isMappedUnseen()) UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
+    if (!isMappedUnseen()) return;
+    changeLater();
+    UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::OnScreen);
   });
 }
 
@@ -223,12 +234,13 @@ bool HostSurface::isMappedUnseen() const {
   return visibility == UISceneVisibility::Mapped || visibility == UISceneVisibility::HeldBack;
 }
 
-bool HostSurface::awaitsFrame() const {
-  return (_frameWanted || _paintsContinuously) && _scene->visibility() == UISceneVisibility::OnScreen;
+bool HostSurface::awaitsFrame(double since) const {
+  return (_frameWanted || _paintsContinuously) && _lastFrame < since &&
+         _scene->visibility() == UISceneVisibility::OnScreen && !isEmpty();
 }
 
 void HostSurface::checkFrames(double since) {
-  if (!awaitsFrame() || _lastFrame >= since) return;
+  if (!awaitsFrame(since)) return;
   UIApplication::sharedApplication().setSceneVisibility(*_scene, UISceneVisibility::HeldBack);
   _client.frameWanted();
 }
@@ -328,22 +340,28 @@ bool HostSurface::press(KeyboardKey key) {
   return hasDialog() && window->pressKey(key);
 }
 
+std::shared_ptr<UIView> HostSurface::pressable(std::uint64_t element) const {
+  const auto view = _elements.viewOf(element);
+  return view && canBecomeFocused(*view) && isReachable(view) ? view : nullptr;
+}
+
 bool HostSurface::activate(std::uint64_t element) {
   const auto window = _window;
-  const auto view = _elements.viewOf(element);
-  if (!view || !canBecomeFocused(*view)) return false;
-  window->setFocusedView(view);
-  window->pressKey(KeyboardKey::Return);
-  return true;
+  const auto view = pressable(element);
+  if (!view) return false;
+  focus(view);
+  // As with keys, an animated dialog cannot be pressed.
+  const auto dialog = frontmostDialog(*window);
+  return !(dialog && isInMotion(*dialog)) && view->accessibilityActivate();
 }
 
 void HostSurface::setElementFocused(std::uint64_t element, bool isFocused) {
-  const auto view = _elements.viewOf(element);
   if (isFocused) {
-    _window->setFocusedView(view);
-  } else if (view && _window->focusedView() == view) {
-    _window->setFocusedView(nullptr);
+    if (const auto view = pressable(element)) focus(view);
+    return;
   }
+  const auto view = _elements.viewOf(element);
+  if (view && _window->focusedView() == view) _window->setFocusedView(nullptr);
 }
 
 }  // namespace oq

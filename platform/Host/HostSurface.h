@@ -46,11 +46,14 @@ class OQSDK_EXPORT HostSurface {
     /// Gives the focus back to a widget that hostFocus() returned before a dialog. Should have no effect if another
     /// widget has got the focus in the meantime.
     virtual void restoreFocus(const HostFocus&) {}
+    /// Whether the host supports assistive technology. If not, the tree is not made, elementsChanged() is not called,
+    /// and accessibleTree() is empty.
+    virtual bool wantsElements() const { return false; }
     /// Assistive technology must be informed of this tree.
     virtual void elementsChanged(const AccessibleTree&) {}
     /// The views have changed. The place to hide the layer if isEmpty(), because the focus has been given back before.
     virtual void viewsChanged() {}
-    /// The stage has changed outside setSize() and setPixelsPerPoint().
+    /// The stage has changed outside setSize().
     virtual void stageChanged() {}
 
    protected:
@@ -75,13 +78,13 @@ class OQSDK_EXPORT HostSurface {
   /// The window exists; messages can be shown in it.
   void connect();
   void disconnect();
-  void setSize(CGSize size);
+  /// The window's size, and the pixels of one of its points.
+  void setSize(CGSize size, double pixelsPerPoint);
   /// False until the window has had a size.
   bool isPlaced() const { return _stage.isPlaced(); }
   /// To be called if the host knows that resizing has ended. Otherwise resizing counts as ended when the size has not
   /// changed for 0.2 s.
   void endResizing();
-  void setPixelsPerPoint(double pixels);
   /// Reports whether the window is mapped and not minimised. If it is, it counts as on screen after its next frame, or
   /// immediately if `needsFrame` is false.
   void setVisible(bool isVisible, bool needsFrame = true);
@@ -101,7 +104,8 @@ class OQSDK_EXPORT HostSurface {
   PixelRect pixelSize() const;
   /// The painter's origin is the corner of the window, and its units are points of the stage.
   void paint(Painter& painter, double time);
-  /// Whether there is nothing to show, now or soon, so that the host can hide its layer.
+  /// Whether there is nothing to show, now or soon, so that the host can hide its layer. False while a frame is needed
+  /// to know that the window is on screen.
   bool isEmpty() const;
   /// Whether a view in this window is animated. Then the host should paint each frame of its display.
   bool isAnimating() const;
@@ -142,17 +146,18 @@ class OQSDK_EXPORT HostSurface {
   const AccessibleTree& accessibleTree() const { return _elements.tree(); }
   /// The tree with the views as they are now, without its changes.
   AccessibleTree currentAccessibleTree() { return _elements.treeOf(_window, stage()); }
-  /// Focuses the element and does what Return does. False if it does not exist any more or takes no input.
+  /// Focuses the element and presses it. False if that has no effect: the element does not exist any more, takes no
+  /// input, is disabled, or is covered by a dialog.
   bool activate(std::uint64_t element);
-  /// Moves the keyboard focus of the window to the element, or removes it from the element.
+  /// Moves the keyboard focus of the window to the element, if it can be pressed, or removes it from the element.
   void setElementFocused(std::uint64_t element, bool isFocused);
   std::shared_ptr<UIView> viewOf(std::uint64_t element) const { return _elements.viewOf(element); }
 
  private:
   friend class SurfaceHost;
   void treeChanged();
-  /// A frame was requested and should come soon.
-  bool awaitsFrame() const;
+  /// A frame was requested, should come soon, and has not come since `since`.
+  bool awaitsFrame(double since) const;
   /// Detects that no frame has come since `since` although one was requested. A Wayland compositor stops frames while a
   /// window is minimised or on another workspace, and reports this in no other way.
   void checkFrames(double since);
@@ -164,6 +169,9 @@ class OQSDK_EXPORT HostSurface {
   void forgetScrollingBefore(double time);
   void reportChanges();
   void updateDialog();
+  std::shared_ptr<UIView> pressable(std::uint64_t element) const;
+  bool isReachable(const std::shared_ptr<UIView>& view) const;
+  void focus(const std::shared_ptr<UIView>& view);
 
   SurfaceHost& _host;
   Client& _client;
@@ -194,7 +202,8 @@ class OQSDK_EXPORT HostSurface {
   FocusMemory _focusMemory;
   std::weak_ptr<UIView> _dialog;     ///< the front-most dialog of the last update
   bool _hasDialog = false;           ///< there was one
-  std::weak_ptr<UIView> _unfocused;  ///< the view that had the focus when the window lost it
+  bool _isFocused = true;            ///< the window has the keyboard focus
+  std::weak_ptr<UIView> _unfocused;  ///< while it has not: the view to focus when it gets it
 };
 
 }  // namespace oq

@@ -18,11 +18,6 @@ bool isLength(int pixels) {
   return pixels > 0 && pixels <= PixelBuffer::largestSide;
 }
 
-bool isValid(const PixelBuffer& buffer) {
-  return buffer.pixels && isLength(buffer.width) && isLength(buffer.height) && buffer.stride % 4 == 0 &&
-         buffer.stride / 4 >= buffer.width;
-}
-
 PixelRect wholePixels(CGRect area, const PixelBuffer& buffer) {
   const CGRect inside =
       area.intersection({{}, {static_cast<double>(buffer.width), static_cast<double>(buffer.height)}});
@@ -53,10 +48,14 @@ void paintArea(const WindowStage& stage, const PixelBuffer& buffer, PixelRect ar
 
 }  // namespace
 
+bool PixelBuffer::isValid() const {
+  return pixels && isLength(width) && isLength(height) && stride % 4 == 0 && stride / 4 >= width;
+}
+
 PaintedFrame PixelFrames::paint(const WindowStage& stage, const PixelBuffer& buffer, double pixelsPerPoint,
                                 double time) {
   using Result = PaintedFrame::Result;
-  if (!isValid(buffer)) return {Result::Same, {}};
+  if (!buffer.isValid()) return {Result::Same, {}};
   const double scale = pixelsPerPoint * stage.stage().scale;
   const Format format{buffer.width, buffer.height, scale, buffer.background};
   DrawList list(scale);

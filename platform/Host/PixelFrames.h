@@ -11,7 +11,7 @@
 namespace oq {
 
 /// Memory of the caller into which a frame is painted.
-struct PixelBuffer {
+struct OQSDK_EXPORT PixelBuffer {
   static constexpr int largestSide = 32767;
   /// Pixels of 32 bits in the processor's byte order: alpha in the highest byte, then red, green and blue, each
   /// multiplied by alpha. Half-transparent white is 0x80808080.
@@ -25,6 +25,8 @@ struct PixelBuffer {
   bool holdsLastFrame = false;
   /// The pixel behind the library's views: transparent by default, or the host's background if it is opaque.
   std::uint32_t background = 0;
+
+  bool isValid() const;
 };
 
 /// In pixels, from the upper left corner of the buffer.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 #include "Host/HostSurface.h"
 #include "UIKit/Views/Animation.h"
@@ -21,6 +22,14 @@ constexpr double kFrame = 1.0 / 60;
 /// Seconds by which a deadline counts as reached early, because times are rounded. Animations have such a tolerance,
 /// too.
 constexpr double kTimeRounding = 1e-6;
+
+/// The main thread is in pump() and will run the blocks that it queues now.
+thread_local bool isPumping = false;
+
+struct PumpScope {
+  PumpScope() { isPumping = true; }
+  ~PumpScope() { isPumping = false; }
+};
 
 bool isReached(double deadline, double time) {
   return time >= deadline - kTimeRounding;
@@ -89,28 +98,45 @@ void SurfaceHost::deadlineReached() {
 }
 
 double SurfaceHost::pump(double budget) {
-  DispatchQueue::drainMain(budget);
-  const double time = now();
-  const AnimationEngine& animations = AnimationEngine::shared();
-  if (isReached(_deadline, time)) {
-    deadlineReached();
-  } else if (animations.isRunning()) {
-    UIApplication::sharedApplication().step(time);
+  // First, so that the blocks that this queues run in this pass. Otherwise each frame would take a second pass.
+  {
+    const PumpScope scope;
+    moveAnimations(now());
   }
+  DispatchQueue::drainMain(budget);
   if (!DispatchQueue::isMainEmpty()) return 0;
-  return animations.isRunning() ? kFrame : std::max(0.0, _deadline - now());
+  const double next = AnimationEngine::shared().isRunning() ? _lastStep + kFrame : _deadline;
+  return std::max(0.0, next - now());
+}
+
+/// Moves animations on once for each frame, however often it is called. Half a frame allows for a display that is
+/// sometimes early.
+void SurfaceHost::moveAnimations(double time) {
+  const bool isRunning = AnimationEngine::shared().isRunning();
+  if (isRunning && !isReached(_lastStep + kFrame / 2, time)) return;
+  _lastStep = time;
+  if (isReached(_deadline, time)) return deadlineReached();
+  if (isRunning) UIApplication::sharedApplication().step(time);
+}
+
+void SurfaceHost::setWake(std::function<void()> wake) {
+  if (!wake) return DispatchQueue::setMainWake(nullptr);
+  DispatchQueue::setMainWake([wake = std::move(wake)] {
+    if (!isPumping) wake();
+  });
 }
 
 /// Whether to wait for a frame that is still expected. That frame will end the animations that are over. Waiting is
 /// necessary because toolkits run timers before frames that are due, and a frame that is slow to paint must not count
 /// as held back.
 bool SurfaceHost::awaitFrame(double time) {
+  const double since = _frameAwaitedSince.value_or(time);
   const bool isAwaited = std::any_of(_surfaces.begin(), _surfaces.end(),
-                                     [](const HostSurface* surface) { return surface->awaitsFrame(); });
+                                     [&](const HostSurface* surface) { return surface->awaitsFrame(since); });
   if (_frameAwaitedSince) {
     // pump() may ask before the timer fires.
-    if (isAwaited && !isReached(*_frameAwaitedSince + kFramePatience, time)) return true;
-    for (HostSurface* surface : _surfaces) surface->checkFrames(*_frameAwaitedSince);
+    if (isAwaited && !isReached(since + kFramePatience, time)) return true;
+    for (HostSurface* surface : _surfaces) surface->checkFrames(since);
     return false;
   }
   if (!isAwaited) return false;

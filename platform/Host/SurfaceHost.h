@@ -5,7 +5,6 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "Dispatch/DispatchQueue.h"
@@ -35,12 +34,13 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
   void setDeadline(double deadline) override;
   void scenesChanged() override { updateScreen(); }
 
-  /// For a host that runs its own loop: runs what waits on the main queue, for about `budget` seconds, and moves
-  /// animations on. Call it once for each pass of the loop, before painting. Returns the seconds after which it wants
-  /// to be called again: 0 if blocks are left, infinity if nothing is scheduled. It must also be called after a wake.
+  /// For a host that runs its own loop: moves animations on, and runs what waits on the main queue, for about `budget`
+  /// seconds. Call it once for each pass of the loop, before painting. Returns the seconds after which it wants to be
+  /// called again: 0 if blocks are left, the rest of a frame's length during an animation, infinity if nothing is
+  /// scheduled. It must also be called after a wake.
   double pump(double budget);
-  /// `wake` is called, on any thread, each time there is work for pump(); see DispatchQueue::setMainWake().
-  static void setWake(std::function<void()> wake) { DispatchQueue::setMainWake(std::move(wake)); }
+  /// `wake` is called, on any thread, each time there is work for a further pump(); see DispatchQueue::setMainWake().
+  static void setWake(std::function<void()> wake);
 
   /// Whether the user wants animations. Without them, messages open and close at once.
   void setAnimationsEnabled(bool enabled);
@@ -58,10 +58,12 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
   HostSurface* screenSurface() const;
   void arm();
   void deadlineReached();
+  void moveAnimations(double time);
   bool awaitFrame(double time);
 
   std::vector<HostSurface*> _surfaces;
   double _deadline = std::numeric_limits<double>::infinity();
+  double _lastStep = 0;                      ///< when pump() moved animations on, or found none
   std::optional<double> _frameAwaitedSince;  ///< the time of a deadline that waits for a frame
   std::unique_ptr<DispatchTimer> _timer;
   std::shared_ptr<SurfaceHost*> _self;  ///< how the timer finds the host; emptied when the host is destroyed

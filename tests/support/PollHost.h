@@ -35,22 +35,24 @@ class PollHost : public SurfaceHost, public HostSurface::Client {
   }
   HostSurface& surface() { return _surface; }
 
-  /// One pass of the loop. Sleeps for at most `longest` seconds.
-  void runOnce(double longest) {
+  /// One pass of the loop. Sleeps for at most `longest` seconds. Returns whether a wake has ended the sleep.
+  bool runOnce(double longest) {
     const double idle = std::min(longest, pump(0.004));
-    if (_isFrameWanted) paint();
+    if (isFrameDue()) paint();
     pollfd wake{_wake.get(), POLLIN, 0};
     // A host also polls its input here, and passes it on to the surface.
-    if (::poll(&wake, 1, _isFrameWanted ? 0 : static_cast<int>(std::ceil(idle * 1000))) <= 0) return;
+    if (::poll(&wake, 1, milliseconds(idle)) <= 0) return false;
     eventfd_t count;
-    ::eventfd_read(_wake.get(), &count);
+    return ::eventfd_read(_wake.get(), &count) == 0;
   }
 
  protected:
   void frameWanted() override { _isFrameWanted = true; }
+  /// A display draws the buffer only while the layer is shown.
+  void viewsChanged() override { _isShown = !_surface.isEmpty(); }
   /// Copies the damaged part to the display.
   virtual void show(const PixelBuffer& /*buffer*/, const PaintedFrame& /*frame*/, double /*time*/) {}
-  bool isFrameWanted() const { return _isFrameWanted; }
+  bool isFrameDue() const { return _isFrameWanted && _isShown; }
 
  private:
   void paint() {
@@ -64,10 +66,15 @@ class PollHost : public SurfaceHost, public HostSurface::Client {
     if (!frame.damage.isEmpty()) show(_buffer, frame, time);
   }
 
+  /// For poll(): -1 if there is no limit.
+  static int milliseconds(double seconds) {
+    return std::isfinite(seconds) ? static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000)) : -1;
+  }
+
   const FileDescriptor _wake{::eventfd(0, EFD_CLOEXEC)};
   std::vector<std::uint32_t> _pixels;
   PixelBuffer _buffer;
-  bool _isFrameWanted = false;
+  bool _isFrameWanted = false, _isShown = false;
   const HostInstallation _installation{*this, nullptr};
   HostSurface _surface;
 };

@@ -18,6 +18,7 @@ namespace {
 constexpr double kLargestSide = 16384, kLargestArea = 32e6;  // the largest content that is cached, in pixels
 constexpr double kPlainSave = -1, kRoundedClip = -2;         // used in place of a group's opacity
 constexpr double kSameSize = 0.01;                           // points
+constexpr double kRounding = 1e-6;                           // pixels; for errors in products of sizes and scales
 
 /// A content rendered to pixels. The shadow is added when it is painted for the first time.
 struct SurfaceCache : LayerContent::Cache {
@@ -62,10 +63,8 @@ SurfaceCache* cacheOf(LayerContent& content, double scale) {
   auto* known = dynamic_cast<SurfaceCache*>(content.cache.get());
   if (known && known->scale == scale) return known;
   if (!fitsInMemory(content.size(), scale)) return nullptr;
-  // Tolerance for rounding errors in products of sizes and scales.
-  constexpr double rounding = 1e-6;
-  int width = static_cast<int>(std::ceil(content.size().width * scale - rounding));
-  int height = static_cast<int>(std::ceil(content.size().height * scale - rounding));
+  int width = static_cast<int>(std::ceil(content.size().width * scale - kRounding));
+  int height = static_cast<int>(std::ceil(content.size().height * scale - kRounding));
   auto cache = std::make_unique<SurfaceCache>();
   cache->scale = scale;
   cache->surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
@@ -96,6 +95,10 @@ void paintMask(cairo_t* cr, const ShadowMask& mask, CGPoint origin, const UIColo
 }
 
 }  // namespace
+
+double nearestPixel(double pixels) {
+  return std::floor(pixels + 0.5 + kRounding);
+}
 
 void addRoundedRect(cairo_t* cr, CGRect rect, double cornerRadius) {
   double radius = std::min({cornerRadius, rect.size.width / 2, rect.size.height / 2});
@@ -132,7 +135,7 @@ CGPoint CairoPainter::snapped(CGPoint point) const {
   double sx = 1, sy = 1;
   cairo_surface_get_device_scale(cairo_get_group_target(_cr), &sx, &sy);
   cairo_user_to_device(_cr, &point.x, &point.y);
-  point = {std::round(point.x * sx) / sx, std::round(point.y * sy) / sy};
+  point = {nearestPixel(point.x * sx) / sx, nearestPixel(point.y * sy) / sy};
   cairo_device_to_user(_cr, &point.x, &point.y);
   return point;
 }

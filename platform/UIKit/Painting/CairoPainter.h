@@ -44,6 +44,9 @@ class OQSDK_EXPORT CairoPainter : public Painter {
   bool _groupIsEmpty = false;  ///< nothing has been painted into the innermost group yet
 };
 
+/// The nearest pixel boundary. Half a pixel is rounded up, also if rounding errors have made it a bit smaller, so that
+/// all computations of an edge agree.
+OQSDK_EXPORT double nearestPixel(double pixels);
 /// Adds a rectangle with rounded corners to the current path.
 void addRoundedRect(cairo_t* cr, CGRect rect, double cornerRadius);
 

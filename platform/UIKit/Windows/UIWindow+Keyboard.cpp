@@ -8,6 +8,7 @@
 #include "UIKit/Painting/CairoPainter.h"
 #include "UIKit/Painting/LayerContent.h"
 #include "UIKit/Windows/Accessibility.h"
+#include "UIKit/Windows/Motion.h"
 #include "UIKit/Windows/UIWindow.h"
 
 namespace oq {
@@ -17,12 +18,6 @@ constexpr double kArrowStep = 40;  // points
 constexpr double kPage = 0.9;      // fraction of the visible height
 constexpr double kFarAway = 1e9;   // points
 constexpr double kRingWidth = 2.5, kRingCorner = 6;
-
-bool isInMotion(const UIView& view) {
-  if (view.layer().isInMotion()) return true;
-  return std::any_of(view.subviews().begin(), view.subviews().end(),
-                     [](const auto& child) { return isInMotion(*child); });
-}
 
 bool scroll(UIView& view, UIKeyboardKey key) {
   const double page = kPage * view.bounds().size.height;
@@ -52,6 +47,12 @@ bool scrollFirst(UIView& view, UIKeyboardKey key) {
 }
 
 }  // namespace
+
+bool isInMotion(const UIView& view) {
+  if (view.layer().isInMotion()) return true;
+  return std::any_of(view.subviews().begin(), view.subviews().end(),
+                     [](const auto& child) { return isInMotion(*child); });
+}
 
 std::shared_ptr<UIView> UIWindow::focusedView() const {
   auto view = _focused.lock();

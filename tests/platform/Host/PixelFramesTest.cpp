@@ -19,20 +19,30 @@ constexpr double kScale = 1.3;  // pixels per point
 constexpr int kPadding = 3;     // pixels between the rows
 constexpr std::uint32_t kUntouched = 0x12345678;
 
-/// Draws a figure in its colour, which is not a rectangle, so that its shadow is not one either.
+/// Draws a figure in its colour, which is not a rectangle, so that its shadow is not one either. Or it is a small
+/// rectangle that is scaled to the view, as a picture is.
 class Figure : public UIView {
  public:
-  using UIView::UIView;
+  Figure(CGRect frame, bool isPicture) : UIView(frame), _isPicture(isPicture) {}
   UIColor color = UIColor::redColor();
 
  protected:
   std::shared_ptr<LayerContent> makeContent(CGSize size) override {
+    if (_isPicture) {
+      return std::make_shared<LayerContent>(CGSizeMake(9.3, 7.1), [color = color](cairo_t* cr) {
+        cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
+        cairo_paint(cr);
+      });
+    }
     return std::make_shared<LayerContent>(size, [color = color, size](cairo_t* cr) {
       cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
       cairo_arc(cr, size.width / 2, size.height / 2, std::min(size.width, size.height) / 2, 0, 7);
       cairo_fill(cr);
     });
   }
+
+ private:
+  const bool _isPicture;
 };
 
 /// A tree of views that changes at random.
@@ -89,7 +99,7 @@ class RandomTree {
   UIColor color() { return {part(), part(), part(), below(2) ? 1 : part()}; }
   CGRect rect() { return {{200 * part() - 50, 200 * part() - 50}, {200 * part(), 200 * part()}}; }
   void add() {
-    const auto view = below(2) ? std::make_shared<UIView>(rect()) : std::make_shared<Figure>(rect());
+    const auto view = below(2) ? std::make_shared<UIView>(rect()) : std::make_shared<Figure>(rect(), below(2));
     view->setBackgroundColor(below(3) ? UIColor::clearColor() : color());
     if (below(2)) view->setAlpha(part());
     if (below(2)) view->layer().setCornerRadius(60 * part());
@@ -190,6 +200,13 @@ TEST(PixelFramesTest, ResultSaysWhatTheCallerHasToShow) {
                    static_cast<std::size_t>(middle.x * kScale)],
             0x80808080)
       << "premultiplied";
+
+  // A clip in which nothing is painted.
+  const auto clip = std::make_shared<UIView>(CGRectMake(10, 10, 50, 50));
+  clip->setClipsToBounds(true);
+  clip->layer().setCornerRadius(5);
+  window->addSubview(clip);
+  EXPECT_EQ(screen.paint().result, Result::Same);
 
   // What has moved out of sight leaves nothing behind.
   view->removeFromSuperview();

@@ -24,11 +24,12 @@ constexpr const char* kLink = "https://shop.example/a?x=$(touch%20injected)&y='1
 /// The folder with the desktop's settings, passed on to the process that opens the link.
 constexpr const char* kVariable = "OQSDK_TEST_DESKTOP";
 
-/// Installs a browser that writes its arguments, one per line, into the file "opened".
+/// Installs a browser that writes its arguments, one per line, and which signals it blocks, into the file "opened".
 void installBrowser(const fs::path& desktop) {
   fs::create_directories(desktop / "applications");
-  writeText(desktop / "browser", "#!/bin/sh\nprintf '%s\\n' \"$@\" >\"" + (desktop / "opening").string() + "\"\nmv \"" +
-                                     (desktop / "opening").string() + "\" \"" + (desktop / "opened").string() + "\"\n");
+  writeText(desktop / "browser", "#!/bin/sh\n(printf '%s\\n' \"$@\"; grep SigBlk /proc/self/status) >\"" +
+                                     (desktop / "opening").string() + "\"\nmv \"" + (desktop / "opening").string() +
+                                     "\" \"" + (desktop / "opened").string() + "\"\n");
   fs::permissions(desktop / "browser", fs::perms::owner_all);
   writeText(desktop / "applications/browser.desktop",
             "[Desktop Entry]\nType=Application\nName=Browser\n"
@@ -54,7 +55,8 @@ void installBrowser(const fs::path& desktop) {
   while (!fs::exists(desktop / "opened") && !isWarned() && std::chrono::steady_clock::now() < end) {
   }
   if (!host.pages().empty()) std::exit(2);
-  if (opens) std::exit(textOfFile(desktop / "opened") == "--new\n" + link + "\n" ? 0 : 3);
+  const std::string expected = "--new\n" + link + "\nSigBlk:\t0000000000000000\n";
+  if (opens) std::exit(textOfFile(desktop / "opened") == expected ? 0 : 3);
   if (fs::exists(desktop / "opened") || !isWarned()) std::exit(4);
   std::exit(warning.get().find(link) != std::string::npos ? 0 : 5);
 }

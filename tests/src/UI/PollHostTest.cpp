@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/PollHost.h"
 
-#include <cairo.h>
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <future>
 #include <limits>
@@ -13,7 +13,6 @@
 #include "Foundation/Values/Base64.h"
 #include "UI/OQPopWindow.h"
 #include "UI/UIImageView+OQWebCache.h"
-#include "UIKit/Painting/CairoPainter.h"
 #include "UIKit/Windows/MainObject.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
@@ -23,19 +22,22 @@ namespace oq {
 namespace {
 
 constexpr double kScale = 1.25, kFrame = 1.0 / 60;
+constexpr CGSize kWindow = {375, 700};
 
 /// A host that has a widget with the keyboard focus, and that compares each frame with one that is painted as a whole.
 /// Its clock moves on by a frame in each pass of the loop.
 class CheckedHost : public test::PollHost {
  public:
-  CheckedHost() : PollHost({375, 700}, kScale) {}
+  CheckedHost() : PollHost(kWindow, kScale) {}
 
   double now() const override { return _now; }
+  using PollHost::frameWanted;
   void dialogChanged(bool isShown) override { calls.push_back(isShown ? "take focus" : "give focus back"); }
   HostFocus hostFocus() override { return widget; }
   void restoreFocus(const HostFocus& focus) override {
     calls.push_back(focus == former ? "restore" : "restore another widget");
   }
+  bool wantsElements() const override { return true; }
   void elementsChanged(const AccessibleTree& tree) override {
     for (const std::uint64_t id : tree.removed) EXPECT_EQ(known.erase(id), 1u);
     for (const std::uint64_t id : tree.added) EXPECT_TRUE(known.emplace(id, *tree.find(id)).second);
@@ -57,17 +59,18 @@ class CheckedHost : public test::PollHost {
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition) {
     for (int turn = 0; !condition() && turn < 20'000; ++turn) {
       runOnce(0.002);
-      _now += kFrame;
+      nextFrame();
     }
     return condition();
   }
+  void nextFrame() { _now += kFrame; }
   /// Lets time pass without painting, as while a compositor shows no frames of the window.
   void skipFrames(int count) {
-    for (int frame = 0; frame < count; ++frame, _now += kFrame) pump(1);
+    for (int frame = 0; frame < count; ++frame, nextFrame()) pump(1);
   }
   /// Runs until no frame, block or animation is left.
   [[nodiscard]] bool rest() {
-    return runUntil([this] { return pump(1) > 1 && !isFrameWanted(); });
+    return runUntil([this] { return pump(1) > 1 && !isFrameDue(); });
   }
 
   std::shared_ptr<int> former = std::make_shared<int>();
@@ -79,22 +82,26 @@ class CheckedHost : public test::PollHost {
 
  private:
   double _now = 0;
-  /// The number of pixels that a painter without a damaged area paints differently, apart from rounding.
+  /// The number of bytes that differ from a painting of the whole frame, apart from rounding. It is not painted by the
+  /// surface, which would take it for a frame.
   int differences(const PixelBuffer& buffer, double time) {
-    cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, buffer.width, buffer.height);
-    cairo_t* cr = cairo_create(image);
-    const double scale = kScale * surface().stage().scale;
-    cairo_scale(cr, scale, scale);
-    CairoPainter painter(cr, scale);
-    surface().paint(painter, time);
-    cairo_destroy(cr);
-    const unsigned char* whole = cairo_image_surface_get_data(image);
-    const auto* kept = reinterpret_cast<const unsigned char*>(buffer.pixels);
+    WindowStage stage(kWindow, 1.5);
+    stage.setWindow(surface().window());
+    std::vector<std::uint32_t> whole(pixels.size());
+    PixelFrames().paint(stage, {whole.data(), buffer.width, buffer.height, buffer.stride}, kScale, time);
     int count = 0;
-    for (int at = 0; at < buffer.height * buffer.stride; ++at) count += std::abs(whole[at] - kept[at]) > 1;
-    cairo_surface_destroy(image);
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      for (int shift = 0; shift < 32; shift += 8) {
+        const auto byte = [shift](std::uint32_t pixel) { return static_cast<int>(pixel >> shift & 0xff); };
+        count += std::abs(byte(whole[at]) - byte(pixels[at])) > 1;
+      }
+    }
     return count;
   }
+};
+
+struct QuietClient final : HostSurface::Client {
+  void frameWanted() override {}
 };
 
 /// Another thread iterates GLib's default main context, as media libraries do.
@@ -120,7 +127,7 @@ class PollLoop : public test::WorldTest {
 TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   std::vector<std::int64_t> codes;
   const auto window = makeMainObject<OQPopWindow>();
-  EXPECT_TRUE(host.surface().isEmpty());
+  EXPECT_TRUE(host.rest() && host.surface().isEmpty());
   window->popWithTitle("title", "text", [&](std::int64_t code, const JSONValue&) { codes.push_back(code); });
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 1; }) && host.rest());
   EXPECT_FALSE(host.surface().isEmpty());
@@ -146,26 +153,38 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   host.surface().setFocused(true);
   EXPECT_TRUE(host.rest());
   EXPECT_TRUE(host.known[button.id].isFocused);
+  host.surface().setElementFocused(tree.elements.front().id, true);
+  EXPECT_EQ(host.surface().window()->focusedView(), host.surface().viewOf(button.id)) << "a text takes no focus";
 
   // A second message takes the focus, and the first one gets it back with the button that had it.
   const auto shows = [&](const std::string& dialog) {
     return host.runUntil([&] { return host.surface().accessibleTree().dialog->name == dialog; }) && host.rest();
   };
-  const auto closeOther = [&] {
+  const auto closeOther = [&](bool isFocused) {
     EXPECT_FALSE(host.surface().activate(button.id)) << "covered";
-    EXPECT_TRUE(host.surface().activate(host.surface().accessibleTree().elements.back().id));
+    const std::uint64_t other = host.surface().accessibleTree().elements.back().id;
+    host.surface().setElementFocused(other, true);
+    host.surface().setElementFocused(button.id, true);
+    EXPECT_EQ(host.surface().window()->focusedView(), isFocused ? host.surface().viewOf(other) : nullptr);
+    EXPECT_TRUE(host.surface().activate(other));
     return shows("title");
   };
   makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
-  ASSERT_TRUE(shows("other") && closeOther());
-  EXPECT_TRUE(host.surface().accessibleTree().elements.back().isFocused);
-  // A message opens while the user looks at another window.
-  host.surface().setFocused(false);
-  makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
-  ASSERT_TRUE(shows("other"));
-  host.surface().setFocused(true);
-  EXPECT_FALSE(host.surface().window()->focusedView()) << "it is covered";
-  ASSERT_TRUE(closeOther());
+  ASSERT_TRUE(shows("other") && closeOther(true));
+  const auto isMarked = [&] { return host.rest() && host.surface().accessibleTree().elements.back().isFocused; };
+  EXPECT_TRUE(isMarked());
+  // A message opens, and also closes, while the user looks at another window.
+  for (const bool closesFocused : {true, false}) {
+    host.surface().setFocused(false);
+    makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
+    ASSERT_TRUE(shows("other"));
+    host.surface().setFocused(closesFocused);
+    EXPECT_FALSE(host.surface().window()->focusedView()) << "it is covered";
+    ASSERT_TRUE(closeOther(closesFocused));
+    EXPECT_EQ(isMarked(), closesFocused);
+    host.surface().setFocused(true);
+    EXPECT_TRUE(isMarked());
+  }
 
   const CGPoint at = button.frame.center();
   EXPECT_TRUE(host.surface().touchBegan(1, at));
@@ -173,9 +192,9 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   host.surface().touchEnded(1, at);
   host.surface().touchCancelled(2);
   ASSERT_TRUE(host.runUntil([&] { return codes.size() == 2; }) && host.rest());
-  EXPECT_EQ(host.calls,
-            (std::vector<std::string>{"take focus", "take focus", "take focus", "restore", "give focus back"}));
-  EXPECT_EQ(host.frames.back().result, PaintedFrame::Result::Nothing);
+  std::vector<std::string> expected(4, "take focus");
+  expected.insert(expected.end(), {"restore", "give focus back"});
+  EXPECT_EQ(host.calls, expected);
   EXPECT_TRUE(host.surface().isEmpty() && host.known.empty());
   EXPECT_FALSE(host.surface().touchBegan(1, at));
   EXPECT_FALSE(host.surface().press(KeyboardKey::Escape));
@@ -196,7 +215,10 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   oq_setImageWithURL(view, URL::withString("https://p.example/red.png"));
   ASSERT_TRUE(host.rest());
   EXPECT_EQ(host.pixel(100, 100), 0u);
+  while (host.runOnce(0)) {
+  }
   arrived.set_value();
+  EXPECT_TRUE(host.runOnce(30)) << "the picture ends the sleep";
   EXPECT_TRUE(host.runUntil([&] { return host.pixel(100, 100) != 0; }) && host.rest());
   const PixelRect& damage = host.frames.back().damage;
   EXPECT_LT(damage.width * damage.height, 1.1 * kScale * kScale * 100 * 80);
@@ -216,7 +238,68 @@ TEST_F(PollLoop, MessageWithoutFramesWaitsUntilThereAreFrames) {
   host.skipFrames(15);
   EXPECT_EQ(visibility(), UISceneVisibility::HeldBack);
   EXPECT_TRUE(codes.empty()) << "it opened unseen";
+  host.surface().paint(PixelBuffer{}, host.now());
+  host.skipFrames(1);
+  EXPECT_EQ(visibility(), UISceneVisibility::HeldBack) << "nothing was painted";
   EXPECT_TRUE(host.runUntil([&] { return codes.size() == 1; }));
+}
+
+TEST_F(PollLoop, HiddenLayerHoldsBackNoOtherWindow) {
+  ASSERT_TRUE(host.rest());
+  host.setNeedsFrame(*host.surface().window());
+  QuietClient client;
+  HostSurface other(host, client, kWindow, 1, 1.5);
+  other.connect();
+  const auto view = std::make_shared<UIView>(CGRectMake(0, 0, 100, 100));
+  other.window()->addSubview(view);
+  bool hasEnded = false;
+  UIView::animateWithDuration(
+      4 * kFrame, [&] { view->setAlpha(0.5); }, [&](bool) { hasEnded = true; });
+  host.skipFrames(8);
+  EXPECT_TRUE(hasEnded) << "an empty layer need not be painted";
+  host.skipFrames(8);
+  EXPECT_EQ(UIApplication::sharedApplication().connectedScenes().front()->visibility(), UISceneVisibility::OnScreen);
+}
+
+TEST_F(PollLoop, SleepsBetweenTheFramesOfAnAnimation) {
+  std::vector<int> passes;
+  for (const bool paintsContinuously : {false, true}) {
+    ASSERT_TRUE(host.rest());
+    makeMainObject<OQPopWindow>()->popWithTitle("title", "text", nullptr);
+    ASSERT_TRUE(host.runUntil([&] { return host.surface().isAnimating(); }));
+    host.surface().setPaintsContinuously(paintsContinuously);
+    int wakes = 0, returns = 0;
+    bool pressed = true;
+    passes.push_back(0);
+    for (; host.surface().isAnimating() && passes.back() < 1000; ++passes.back(), host.nextFrame()) {
+      if (paintsContinuously) host.frameWanted();
+      wakes += host.runOnce(0);
+      returns += host.pump(1) < kFrame / 2;
+      if (passes.back() == 5) pressed = host.surface().activate(host.surface().accessibleTree().elements.back().id);
+    }
+    host.surface().setPaintsContinuously(false);
+    EXPECT_GT(passes.back(), 10);
+    EXPECT_LE(wakes, 4) << "the start and the end";
+    EXPECT_LE(returns, 4);
+    EXPECT_FALSE(pressed) << "a moving message cannot be pressed";
+  }
+  EXPECT_LE(passes[1], passes[0] + 3) << "the end waits for one frame only";
+}
+
+TEST_F(PollLoop, FillsWindowsToTheLastPixel) {
+  QuietClient client;
+  for (const auto& [size, scale] : {std::pair(CGSizeMake(665, 700), 1.25), std::pair(CGSizeMake(333, 555), 1.5),
+                                    std::pair(CGSizeMake(1001, 777), 1.1), std::pair(CGSizeMake(375, 811), 1.75)}) {
+    HostSurface surface(host, client, size, scale, 1.5);
+    const auto view = std::make_shared<UIView>(surface.window()->bounds());
+    view->setBackgroundColor({0, 0, 0, 1});
+    view->setFillsSurroundings(true);
+    surface.window()->addSubview(view);
+    const PixelRect whole = surface.pixelSize();
+    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(whole.width) * whole.height);
+    surface.paint(PixelBuffer{pixels.data(), whole.width, whole.height, whole.width * 4}, 0);
+    EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0xff000000), std::ssize(pixels)) << size.width;
+  }
 }
 
 TEST_F(PollLoop, PumpReturnsWhenItWantsToRunAgain) {
