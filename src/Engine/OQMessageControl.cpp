@@ -39,10 +39,14 @@ const std::shared_ptr<OQMessageControl>& OQMessageControl::shared() {
 }
 
 void OQMessageControl::setHeld(bool isHeld) {
-  // Both flags change together, whichever threads hold and resume.
-  std::lock_guard lock(_mutex);
-  _isHeld = isHeld;
-  OQPresentationQueue::setHeld(isHeld);
+  {
+    // Both flags change together, whichever threads hold and resume.
+    std::lock_guard lock(_mutex);
+    _isHeld = isHeld;
+    OQPresentationQueue::setHeld(isHeld);
+  }
+  // Without the lock, because this may wake the host.
+  OQPresentationQueue::presentSoon();
 }
 
 void OQMessageControl::setHandlers(MessageHandlers handlers) {

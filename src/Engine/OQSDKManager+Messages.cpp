@@ -77,7 +77,7 @@ void OQSDKManager::proceedWithConsent() {
 }
 
 void OQSDKManager::setUser(const std::string& userId) {
-  // Users are replaced one after the other. No callback of the host runs meanwhile.
+  // Users are replaced one after the other.
   std::unique_lock lock(_userMutex);
   const std::string former = _session.get(&Session::userId).value_or("");
   if (former == userId) return;

@@ -226,7 +226,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
   /// Handles one login answer at a time, so that two answers do not both find that the list was not fetched today.
   OQSerialExecutor _dailyFetches;
-  std::mutex _userMutex;                  ///< held while the user is replaced; taken before all others
+  /// Held while the user is replaced; taken before all others. Recursive, because a handler of the log that the host
+  /// has set may set a user.
+  std::recursive_mutex _userMutex;
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
   std::mutex _networkMutex;
   std::shared_ptr<OQNetwork> _network;

@@ -38,9 +38,8 @@ bool OQPresentationQueue::mayRun(const Entry& entry) const {
   return window && application.isOnScreen(*window);
 }
 
-void OQPresentationQueue::setHeld(bool isHeld) {
-  _isHeld = isHeld;
-  if (!isHeld) DispatchQueue::main().async([] { shared().runLater(); });
+void OQPresentationQueue::presentSoon() {
+  DispatchQueue::main().async([] { shared().runLater(); });
 }
 
 void OQPresentationQueue::removeCampaigns() {

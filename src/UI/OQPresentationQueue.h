@@ -12,7 +12,7 @@ namespace oq {
 ///
 /// If no window is attached, there is nothing to wait for, and a message is presented immediately, in no window. A
 /// message that already waits for a window continues to wait when the last window is closed: it appears in the next
-/// window that is attached. The host can also hold all messages of campaigns. Main queue only, except setHeld().
+/// window that is attached. The host can also hold all messages of campaigns. Main queue only, except where noted.
 class OQPresentationQueue {
  public:
   static OQPresentationQueue& shared();
@@ -21,8 +21,10 @@ class OQPresentationQueue {
   enum class Kind { Campaign, Tool };
   /// Runs `present` immediately, or later from the main queue when the key window is visible.
   void add(Kind kind, std::function<void()> present);
-  /// While held, no message of a campaign is presented. Any thread.
-  static void setHeld(bool isHeld);
+  /// While held, no message of a campaign is presented. When this ends, call presentSoon(). Any thread.
+  static void setHeld(bool isHeld) { _isHeld = isHeld; }
+  /// Presents the messages that need not wait any more, from the main queue. Any thread.
+  static void presentSoon();
   /// Drops the messages of campaigns that wait.
   void removeCampaigns();
 
