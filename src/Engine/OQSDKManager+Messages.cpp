@@ -109,6 +109,8 @@ void OQSDKManager::record(const std::string& event, const JSONValue& properties)
 }
 
 void OQSDKManager::refresh() {
+  // The answer to the login is followed by the lists anyway.
+  if (!_isLoggedIn) return;
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
   getSubscribeList();
@@ -160,6 +162,7 @@ void OQSDKManager::forget(bool keepDevice) {
     closeAllUserDefaults();
   }
   _isTester = false;
+  _isLoggedIn = false;
   _removeMessages();
   onMainQueue([] {
     const UnconditionalWrites removing;
@@ -171,6 +174,7 @@ void OQSDKManager::_handleForgettingElsewhere() {
   ++_forgettings;
   _session.forget();
   _isTester = false;
+  _isLoggedIn = false;
   _removeMessages();
 }
 

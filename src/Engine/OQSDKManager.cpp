@@ -117,6 +117,7 @@ void OQSDKManager::login() {
     // The token is not for whoever was forgotten meanwhile.
     if (forgettings != _forgettings) return;
     _session.takeToken(valueForKey(answer, "token"));
+    _isLoggedIn = true;
     _session.takeOffer(answer, environment);
     _reports->takeOffer(_session.values());
     getListData();

@@ -229,6 +229,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Held while the user is replaced; taken before all others. Recursive, because a handler of the log that the host
   /// has set may set a user.
   std::recursive_mutex _userMutex;
+  std::atomic<bool> _isLoggedIn{false};   ///< in this run
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
   std::mutex _networkMutex;
   std::shared_ptr<OQNetwork> _network;
