@@ -125,8 +125,8 @@ class OQSDK_EXPORT Messages {
   /// and a path that is put before the paths of all requests. "" restores the built-in address.
   static Status setServer(std::uint64_t environment, const std::string& url);
 
-  /// Sets the user for whom campaigns are fetched. The library keeps the user for later runs; set before start(), it
-  /// gets campaigns in the first run; until then it is kept in memory only. Fails if the id is empty.
+  /// Sets the user for whom campaigns are fetched, also for later runs. Best called before start(): then the first run
+  /// gets campaigns already. Nothing is stored before the start. Fails if the id is empty.
   ///
   /// Another user than before gets nothing of the former one's campaigns: messages on screen are removed, waiting
   /// events are dropped, and new lists are fetched. How often each campaign was shown on this device is kept.

@@ -71,7 +71,7 @@ void SerialQueue::passTurnOn() {
     } catch (const std::bad_alloc&) {
     }
   }
-  // There is no memory for a job. The queue has accepted the blocks and must run them, so this thread runs them.
+  // Memory is short, so no other thread can run the blocks. The queue has accepted them, so this thread runs them.
   runBlocks();
 }
 

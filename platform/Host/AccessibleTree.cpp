@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "Foundation/Values/Text.h"
 #include "UIKit/Windows/Accessibility.h"
 #include "UIKit/Windows/UIWindow.h"
 
@@ -27,12 +28,11 @@ bool takesInput(const UIView& view, AccessibleRole role) {
 
 CGRect frameInHost(const UIView& view, const Stage& stage) {
   const CGRect bounds = view.bounds();
-  // A view may have a negative size if there is no space.
+  // On a very small screen, layout can give a view a negative size.
   return {stage.toWindow(view.convertPointToWindow(bounds.origin)),
           {std::max(0.0, bounds.size.width) * stage.scale, std::max(0.0, bounds.size.height) * stage.scale}};
 }
 
-/// Cut between two characters.
 std::string textOf(const AccessibleTree& tree) {
   std::string text;
   for (const AccessibleElement& element : tree.elements) {
@@ -40,11 +40,7 @@ std::string textOf(const AccessibleTree& tree) {
     if (!text.empty()) text += '\n';
     text += element.name;
   }
-  if (text.size() <= kLongestDescription) return text;
-  std::size_t end = kLongestDescription;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
-  text.resize(end);
-  return text;
+  return std::string(beginningOf(text, kLongestDescription));
 }
 
 std::vector<const AccessibleElement*> allOf(const AccessibleTree& tree) {

@@ -103,7 +103,7 @@ void Messages::giveConsent() {
 void Messages::withdrawConsent() {
   guarded([] {
     OQConsent::withdraw();
-    if (OQSDKManager::isStarted()) engine().withdraw();
+    engine().withdraw();
   });
 }
 

@@ -148,18 +148,23 @@ void OQCampaignStore::syncList(Kind kind) {
 }
 
 void OQCampaignStore::beginGeneration(Records records, const std::function<void()>& replaceUser) {
+  restore();
   // Destroyed after the lock is released.
   std::array<std::shared_ptr<const OQCampaignList>, 2> lists{makeList(Kind::InApp, {}), makeList(Kind::Subscribe, {})};
   std::array<Events, 2> waiting;
   auto tree = std::make_shared<OQRecordTree>();
   locked([&] {
-    if (replaceUser) replaceUser();
-    ++_generation;
     for (std::size_t i = 0; i < _campaigns.size(); ++i) {
       lists[i] = _campaigns[i].list.exchange(std::move(lists[i]));
       waiting[i].swap(_campaigns[i].waiting);
     }
-    if (records == Records::Remove) _recordTree.swap(tree);
+    if (records == Records::Remove) {
+      _recordTree.swap(tree);
+      _isForgettingDue = true;
+    }
+    // Last, so that whoever reads the new generation sees the new user.
+    replaceUser();
+    ++_generation;
   });
 }
 
@@ -173,22 +178,11 @@ void OQCampaignStore::noteFetchedToday() {
   storeLastFetch(currentDate());
 }
 
-void OQCampaignStore::dropCampaigns(const std::function<void()>& replaceUser) {
-  restore();
+void OQCampaignStore::storeGeneration(Records records) {
   storeLastFetch(JSONValue());
-  beginGeneration(Records::Keep, replaceUser);
   syncList(Kind::InApp);
   syncList(Kind::Subscribe);
-}
-
-void OQCampaignStore::forget(const std::function<void()>& removeUser) {
-  restore();
-  storeLastFetch(JSONValue());
-  beginGeneration(Records::Remove, removeUser);
-  _isForgettingDue = true;
-  writeRecordsOrTryLater(patientAccess());
-  std::lock_guard lock(_fileMutex);
-  for (const Kind kind : {Kind::InApp, Kind::Subscribe}) removeItem(documentsDirectory(), fileNameOf(kind));
+  if (records == Records::Remove) writeRecordsOrTryLater(patientAccess());
 }
 
 /// Waits much longer than a decision may.
@@ -199,10 +193,13 @@ OQRecordStore::Access OQCampaignStore::patientAccess() {
   return shareRecords();
 }
 
-OQCampaignStore::Turn OQCampaignStore::listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event) {
+OQCampaignStore::Turn OQCampaignStore::listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event,
+                                                  Generation generation) {
+  const Turn outdated{nullptr, false, true};
   auto current = list(kind);
-  if (!current->empty()) return {current};
+  if (!current->empty()) return generation == this->generation() ? Turn{current} : outdated;
   return locked([&]() -> Turn {
+    if (generation != this->generation()) return outdated;
     // The list is read again under the lock with which lists are installed. So every event that is stored here is
     // replayed when a list arrives.
     current = of(kind).list.load();
@@ -286,8 +283,10 @@ OQRecordStore::Access OQCampaignStore::shareRecords() {
   }
   if (const auto others = access.changesOfOthers()) {
     if (access.wasForgottenElsewhere()) {
-      beginGeneration(Records::Remove);
-      _isForgottenElsewhere = true;
+      beginGeneration(Records::Remove, [this] {
+        _isForgottenElsewhere = true;
+        _isForgettingDue = false;  // the others know
+      });
     }
     locked([&] { _recordTree->adopt(*others); });
   }

@@ -60,14 +60,14 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
 
   /// Any thread; takes no lock.
   Generation generation() const { return _generation.load(std::memory_order_acquire); }
-  /// Another user: empties both lists, in memory and in their files, and removes the events that wait. The in-app list
-  /// then counts as not fetched today. `replaceUser` runs in the step that begins the new generation, under the mutex.
-  /// So whoever reads the new generation also sees the new user.
-  void dropCampaigns(const std::function<void()>& replaceUser);
-  /// The same, and also removes all records and the files. Other processes of the application do this when they next
-  /// use the records. While another process keeps the records busy, waits up to five seconds, and then completes this
-  /// in the background.
-  void forget(const std::function<void()>& removeUser);
+  enum class Records { Keep, Remove };
+  /// Begins a new generation without campaigns and without events that wait. `replaceUser` runs in the same step, under
+  /// _mutex. So whoever reads the new generation also sees the new user. Call storeGeneration() afterwards.
+  void beginGeneration(Records records, const std::function<void()>& replaceUser);
+  /// Writes both lists as they are now. The in-app list then counts as not fetched today. Without records, lets the
+  /// other processes of the application know: they remove theirs when they next use them. While one of them keeps the
+  /// records busy, waits up to five seconds, and then completes this in the background.
+  void storeGeneration(Records records);
   /// True once after another process has called forget().
   bool wasForgottenElsewhere() { return _isForgottenElsewhere && _isForgottenElsewhere.exchange(false); }
 
@@ -78,10 +78,11 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   struct Turn {
     /// The list, or nullptr if it is empty. The event then waits or is dropped.
     std::shared_ptr<const OQCampaignList> list;
-    bool isDropped = false;
+    bool isDropped = false;   ///< too many events wait
+    bool isOutdated = false;  ///< the event is of an earlier generation, and is dropped
   };
   /// Returns the list to match the event against, or stores the event until a list arrives.
-  Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event);
+  Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event, Generation generation);
   Events waitingEvents(Kind kind) const;
   void setWaitingEvents(Kind kind, Events events);
   /// The largest number of events that wait for one list.
@@ -125,9 +126,6 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   static std::shared_ptr<const OQCampaignList> makeList(Kind kind, Windows windows);
   Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
   const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
-  enum class Records { Keep, Remove };
-  /// Begins a new generation without campaigns.
-  void beginGeneration(Records records, const std::function<void()>& replaceUser = {});
   OQRecordStore::Access patientAccess();
   /// Writes what was changed in memory; while the records are busy, tries again in the background.
   void writeRecordsOrTryLater(OQRecordStore::Access access);

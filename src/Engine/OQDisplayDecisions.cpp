@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Foundation/Values/Date.h"
+#include "Foundation/Values/Text.h"
 #include "Utils/OQUtils.h"
 
 namespace oq {
@@ -80,25 +81,14 @@ const char* textOf(OQDecision decision) {
   return "";
 }
 
-/// The longest beginning of the text that has at most `most` bytes and ends with a whole character.
-std::string_view beginningOf(std::string_view text, std::size_t most) {
-  if (text.size() <= most) return text;
-  const auto isContinuation = [&](std::size_t at) { return (text[at] & 0xc0) == 0x80; };
-  while (most > 0 && isContinuation(most)) --most;
-  return text.substr(0, most);
-}
-
 }  // namespace
 
 std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<OQWindowEvent>& event,
                                                           Generation generation) {
-  if (generation != _store->generation()) {
-    _log.record(OQDecision::UserChanged, event.get());
-    return nullptr;
-  }
-  const OQCampaignStore::Turn turn = _store->listOrWait(OQCampaignStore::Kind::InApp, event);
+  const OQCampaignStore::Turn turn = _store->listOrWait(OQCampaignStore::Kind::InApp, event, generation);
   if (!turn.list) {
-    _log.record(turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting, event.get());
+    const auto instead = turn.isDropped ? OQDecision::Dropped : OQDecision::Waiting;
+    _log.record(turn.isOutdated ? OQDecision::UserChanged : instead, event.get());
     return nullptr;
   }
   const OQCampaignMatch match = turn.list->match(*event);

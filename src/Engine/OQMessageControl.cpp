@@ -46,7 +46,7 @@ void OQMessageControl::setHeld(bool isHeld) {
     OQPresentationQueue::setHeld(isHeld);
   }
   // Without the lock, because this may wake the host.
-  OQPresentationQueue::presentSoon();
+  if (!isHeld) OQPresentationQueue::presentSoon();
 }
 
 void OQMessageControl::setHandlers(MessageHandlers handlers) {

@@ -24,6 +24,8 @@ namespace oq {
 
 namespace {
 
+using Records = OQCampaignStore::Records;
+
 /// Runs the work on the main queue; immediately if the caller is there.
 template <class Work>
 void onMainQueue(Work work) {
@@ -77,35 +79,47 @@ void OQSDKManager::proceedWithConsent() {
 }
 
 void OQSDKManager::setUser(const std::string& userId) {
-  // Users are replaced one after the other.
-  std::unique_lock lock(_userMutex);
-  const std::string former = _session.get(&Session::userId).value_or("");
-  if (former == userId) return;
-  const bool isAnother = !former.empty();
-  const auto replace = [&] { _session.setUser(userId); };
-  // The lists are emptied before the user is stored: if the process ends in between, the next run does not match them
-  // for the new user.
-  if (isAnother) {
-    _store->dropCampaigns(replace);
-  } else {
-    replace();
+  // If another process has forgotten the former user, this must not remove the new one later.
+  _store->shareRecords();
+  _followForgetting();
+  bool isAnother = false;
+  {
+    std::lock_guard lock(_userMutex);
+    const std::string former = _session.get(&Session::userId).value_or("");
+    if (former == userId) return;
+    isAnother = !former.empty();
+    const auto replace = [&] { _session.setUser(userId); };
+    if (isAnother) {
+      _store->beginGeneration(Records::Keep, replace);
+    } else {
+      replace();
+    }
   }
-  _session.storeUser();
-  lock.unlock();
+  // The empty lists are stored first: if the process ends in between, the next run does not match the former ones for
+  // the new user.
+  if (isAnother) _store->storeGeneration(Records::Keep);
+  _storeSession();
   if (isAnother) _removeMessages();
   if (isStarted()) refresh();
 }
 
+void OQSDKManager::_storeSession() {
+  std::lock_guard lock(_userMutex);
+  _session.store();
+}
+
 void OQSDKManager::record(const std::string& event, const JSONValue& properties) {
-  const Session session = _session.values();
   if (OQConsent::isMissing()) return;
+  // The generation is read before the user: if the user changes from now on, the event shows nothing.
+  const auto generation = _store->generation();
+  const Session session = _session.values();
   const JSONValue info{{"xwho", session.userId.value_or("")},
                        {"appid", session.appid.value_or("")},
                        {"xwhat", event},
                        {"xwhen", std::nearbyint(secondsSince1970(currentDate()) * 1000.0)},
                        {"xcontext", properties}};
   OQLogger::log("收到event回调：\n%@", info);
-  _match(info);
+  _match(info, generation);
 }
 
 void OQSDKManager::refresh() {
@@ -134,35 +148,35 @@ void OQSDKManager::_removeMessages() {
 }
 
 void OQSDKManager::withdraw() {
-  OQNetwork::cancelAll();
   _store->setWaitingEvents(OQCampaignStore::Kind::InApp, {});
   _store->setWaitingEvents(OQCampaignStore::Kind::Subscribe, {});
   {
     const UnconditionalWrites removing;
     _reports->removeAll();
   }
+  OQNetwork::cancelAll();
   _removeMessages();
 }
 
 void OQSDKManager::forget(bool keepDevice) {
-  ++_forgettings;
   pendingUser().exchange("");
-  OQNetwork::cancelAll();
   {
     // Also after consent was withdrawn.
     const UnconditionalWrites removing;
-    std::lock_guard lock(_userMutex);
-    _store->forget([this] { _session.forget(); });
-    OQSession::forgetStored();
+    {
+      std::lock_guard lock(_userMutex);
+      _store->beginGeneration(Records::Remove, [this] { _forgetUser(); });
+    }
     _reports->removeAll();
+    OQNetwork::cancelAll();
+    _storeSession();
+    _store->storeGeneration(Records::Remove);
     OQImageDiskCache::cache().removeAllCaches();
     OQLogger::removeFiles();
     if (!keepDevice) OQUtils::forgetUUID();
     // Removed values are also in the log of an open database.
     closeAllUserDefaults();
   }
-  _isTester = false;
-  _isLoggedIn = false;
   _removeMessages();
   onMainQueue([] {
     const UnconditionalWrites removing;
@@ -170,11 +184,19 @@ void OQSDKManager::forget(bool keepDevice) {
   });
 }
 
-void OQSDKManager::_handleForgettingElsewhere() {
+void OQSDKManager::_forgetUser() {
   ++_forgettings;
   _session.forget();
   _isTester = false;
   _isLoggedIn = false;
+}
+
+void OQSDKManager::_followForgetting() {
+  if (!_store->wasForgottenElsewhere()) return;
+  {
+    std::lock_guard lock(_userMutex);
+    _forgetUser();
+  }
   _removeMessages();
 }
 

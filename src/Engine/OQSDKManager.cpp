@@ -114,11 +114,14 @@ std::uint64_t OQSDKManager::getEnvironment() {
 
 void OQSDKManager::login() {
   const auto answered = [this, environment = getEnvironment(), forgettings = _forgettings.load()](auto& answer) {
-    // The token is not for whoever was forgotten meanwhile.
-    if (forgettings != _forgettings) return;
-    _session.takeToken(valueForKey(answer, "token"));
-    _isLoggedIn = true;
-    _session.takeOffer(answer, environment);
+    {
+      std::lock_guard lock(_userMutex);
+      // The token is not for a user who was forgotten meanwhile.
+      if (forgettings != _forgettings) return;
+      _session.takeToken(valueForKey(answer, "token"));
+      _session.takeOffer(answer, environment);
+      _isLoggedIn = true;
+    }
     _reports->takeOffer(_session.values());
     getListData();
   };
@@ -148,9 +151,12 @@ void OQSDKManager::returnedToForeground() {
 }
 
 void OQSDKManager::_fetchWindows() {
+  const Generation generation = _store->generation();
   getInAppList();
-  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
-  OQCampaignStore::noteFetchedToday();
+  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day. But another
+  // user has not fetched yet.
+  std::lock_guard lock(_userMutex);
+  if (generation == _store->generation()) OQCampaignStore::noteFetchedToday();
 }
 
 void OQSDKManager::getInAppList() {
@@ -185,6 +191,7 @@ void OQSDKManager::_installInAppList(const JSONArray& records, Generation genera
   // The pictures are loaded only to have them in the cache before a window is shown.
   for (const auto& window : windows) downloadImageWithURL(pictureURL(*window), nullptr);
   const auto waited = _store->install(Kind::InApp, std::move(windows), generation);
+  _followForgetting();
   for (const auto& event : waited) _matchInApp(event, generation);
 }
 
@@ -217,16 +224,17 @@ void OQSDKManager::onEventDataReceived(const JSONValue& info) {
   if (!info.is_object() || OQConsent::isMissing()) return;
   OQLogger::log("收到event回调：\n%@", info);
   _session.takeUser(valueForKey(info, "xwho"), valueForKey(info, "appid"));
-  _match(info);
+  _match(info, _store->generation());
 }
 
-void OQSDKManager::_match(const JSONValue& info) {
+void OQSDKManager::_match(const JSONValue& info, Generation generation) {
   // This check has no effect: page views are matched like any other event. This is intentional.
   [[maybe_unused]] const bool isPageView = valueForKey(info, "xwhat") == JSONValue("$pageview");
 
   auto event = std::make_shared<OQWindowEvent>();
   event->setModelWithDic(info);
-  triggerEventMatch(event);
+  _matchInApp(event, generation);
+  _matchSubscribe(event, generation);
 }
 
 void OQSDKManager::triggerEventMatch(const std::shared_ptr<OQWindowEvent>& event) {
@@ -241,7 +249,7 @@ void OQSDKManager::triggerEventMatchInApp(const std::shared_ptr<OQWindowEvent>& 
 void OQSDKManager::_matchInApp(const std::shared_ptr<OQWindowEvent>& event, Generation generation) {
   if (!event) return;
   if (const auto message = _decisions.messageFor(event, generation)) _present(message);
-  if (_store->wasForgottenElsewhere()) _handleForgettingElsewhere();
+  _followForgetting();
 }
 
 void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEvent>& event) {
@@ -249,8 +257,8 @@ void OQSDKManager::triggerEventMatchSubscribe(const std::shared_ptr<OQWindowEven
 }
 
 void OQSDKManager::_matchSubscribe(const std::shared_ptr<OQWindowEvent>& event, Generation generation) {
-  if (!event || generation != _store->generation()) return;
-  const auto list = _store->listOrWait(OQCampaignStore::Kind::Subscribe, event).list;
+  if (!event) return;
+  const auto list = _store->listOrWait(OQCampaignStore::Kind::Subscribe, event, generation).list;
   if (list && list->match(*event).position != OQCampaignMatch::nowhere) triggerEvent(event);
 }
 

@@ -196,7 +196,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics);
   static void _noteStarted();
   void _takePendingUser();
-  void _match(const JSONValue& info);
+  void _match(const JSONValue& info, Generation generation);
   void _matchInApp(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
   void _matchSubscribe(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
   void _installInAppList(const JSONArray& records, Generation generation);
@@ -214,7 +214,12 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _openLink(const OQMessage& message, const JSONValue& link);
   /// Removes messages from the screen, and those that wait for it.
   void _removeMessages();
-  void _handleForgettingElsewhere();
+  /// The caller holds _userMutex.
+  void _forgetUser();
+  /// Removes the user if another process has forgotten the user.
+  void _followForgetting();
+  /// Stores the user and the token as they are now.
+  void _storeSession();
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
   const std::shared_ptr<OQMessageControl> _control;
@@ -226,9 +231,9 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
   /// Handles one login answer at a time, so that two answers do not both find that the list was not fetched today.
   OQSerialExecutor _dailyFetches;
-  /// Held while the user is replaced; taken before all others. Recursive, because a handler of the log that the host
-  /// has set may set a user.
-  std::recursive_mutex _userMutex;
+  /// Held while the user or the token is replaced or stored; taken before all others. The log is not written under it,
+  /// because this calls the host.
+  std::mutex _userMutex;
   std::atomic<bool> _isLoggedIn{false};   ///< in this run
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
   std::mutex _networkMutex;

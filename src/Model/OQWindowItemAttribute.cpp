@@ -5,20 +5,10 @@
 
 #include "Foundation/Values/Format.h"
 #include "Foundation/Values/Number.h"
+#include "Foundation/Values/Text.h"
 #include "Model/OQReferenceScreen.h"
 
 namespace oq {
-
-namespace {
-
-std::string replacingAll(std::string text, std::string_view what, std::string_view with) {
-  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
-    text.replace(at, what.size(), with);
-  }
-  return text;
-}
-
-}  // namespace
 
 Class* OQWindowItemAttribute::staticClass() {
   static Class* registered = registerClass("OQWindowItemAttribute", OQWindowDataModel::staticClass());

@@ -80,7 +80,6 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
   if (type == 0) request.setHTTPMethod("GET");
   if (type == 1) request.setHTTPMethod("POST");
   setHeader(request, header);
-  request.setCancellation(_cancellation);
   if (isRequestBody(body)) request.setHTTPBody(dataWithJSONObject(body));
 
   const std::optional<URL>& url = request.url();

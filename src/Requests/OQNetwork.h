@@ -69,15 +69,11 @@ class OQNetwork {
 
   std::shared_ptr<URLSession> session() const { return _session; }
 
-  /// Applies to the later requests of this client, pictures excluded. Not thread-safe.
-  void setCancellation(std::shared_ptr<const URLCancellation> cancellation) { _cancellation = std::move(cancellation); }
-
  private:
   void _send(URLRequest request, URLCompletion completion);
   void _fetchImage(const URL& url, ImageCompletion completion);
 
   const std::shared_ptr<URLSession> _session;
-  std::shared_ptr<const URLCancellation> _cancellation;
 };
 
 }  // namespace oq

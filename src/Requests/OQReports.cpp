@@ -127,17 +127,14 @@ void OQReports::sendOnce(const OQSession::Values& session, Kind kind, const OQWi
   OQServerRequests::Reports reports{kind, session.token.value_or(""), session.userId.value_or(""),
                                     JSONArray{event.toDictionary()}};
   std::uint64_t number;
-  std::shared_ptr<URLCancellation> cancellation;
   {
     std::lock_guard lock(_mutex);
     number = ++_lastNumber;
     _once.insert(number);
-    cancellation = _cancellation;
   }
-  OQServerRequests::sendReports(std::move(reports), std::move(cancellation),
-                                [weak = weak_from_this(), number](const Answer& answer) {
-                                  if (const auto self = weak.lock()) self->onceEnded(number, answer);
-                                });
+  OQServerRequests::sendReports(std::move(reports), [weak = weak_from_this(), number](const Answer& answer) {
+    if (const auto self = weak.lock()) self->onceEnded(number, answer);
+  });
 }
 
 void OQReports::onceEnded(std::uint64_t number, const Answer& answer) {
@@ -155,11 +152,10 @@ void OQReports::sendKept() {
     batch = nextBatch(environment);
   }
   if (!batch) return;
-  auto answered = [weak = weak_from_this(), ids = batch->ids,
-                   cancellation = batch->cancellation](const Answer& answer) {
-    if (const auto self = weak.lock()) self->batchEnded(ids, *cancellation, answer);
+  auto answered = [weak = weak_from_this(), ids = batch->ids, drops = batch->drops](const Answer& answer) {
+    if (const auto self = weak.lock()) self->batchEnded(ids, drops, answer);
   };
-  OQServerRequests::sendReports(std::move(batch->reports), batch->cancellation, std::move(answered));
+  OQServerRequests::sendReports(std::move(batch->reports), std::move(answered));
 }
 
 std::optional<OQReports::Batch> OQReports::nextBatch(std::uint64_t environment) {
@@ -172,7 +168,7 @@ std::optional<OQReports::Batch> OQReports::nextBatch(std::uint64_t environment) 
     wakeAt(earliest());
     return std::nullopt;
   }
-  Batch batch{{first->kind, _token, first->userId, {}}, {}, _cancellation};
+  Batch batch{{first->kind, _token, first->userId, {}}, {}, _drops};
   std::size_t bytes = 0;
   for (auto next = first; next != _kept.end() && batch.ids.size() < mostPerRequest; ++next) {
     if (next != first && (first->isAlone || !next->fitsWith(*first))) continue;
@@ -185,11 +181,10 @@ std::optional<OQReports::Batch> OQReports::nextBatch(std::uint64_t environment) 
   return batch;
 }
 
-void OQReports::batchEnded(const std::vector<std::string>& ids, const URLCancellation& cancellation,
-                           const Answer& answer) {
+void OQReports::batchEnded(const std::vector<std::string>& ids, std::uint64_t drops, const Answer& answer) {
   {
     std::lock_guard lock(_mutex);
-    if (cancellation.isCancelled()) return;  // the reports were dropped meanwhile
+    if (drops != _drops) return;  // the reports were dropped meanwhile
     _isSending = false;
     takeAnswer(ids, answer);
     _changed.notify_all();
@@ -257,8 +252,7 @@ void OQReports::drop(const std::vector<std::string>& ids, bool areLost) {
 }
 
 void OQReports::dropAll() {
-  _cancellation->cancel();
-  _cancellation = std::make_shared<URLCancellation>();
+  ++_drops;
   _once.clear();
   _kept.clear();
   _journal.abandon();

@@ -66,8 +66,8 @@ class OQReports : public std::enable_shared_from_this<OQReports> {
   /// the limit. Returns how many reports did not succeed; reports that were lost since the previous flush count as
   /// well.
   std::size_t flush(double seconds);
-  /// Drops all reports, also those of earlier runs and of other processes. What is already being written to the network
-  /// may still reach the server.
+  /// Drops all reports, also those of earlier runs and of other processes. Requests that are under way continue, but
+  /// their answers are ignored.
   void removeAll();
 
  private:
@@ -94,7 +94,7 @@ class OQReports : public std::enable_shared_from_this<OQReports> {
   struct Batch {
     OQServerRequests::Reports reports;
     std::vector<std::string> ids;
-    std::shared_ptr<URLCancellation> cancellation;
+    std::uint64_t drops = 0;
   };
 
   bool keep(const OQSession::Values& session, Kind kind, const OQWindowEvent& event);
@@ -103,7 +103,7 @@ class OQReports : public std::enable_shared_from_this<OQReports> {
 
   void sendKept();
   std::optional<Batch> nextBatch(std::uint64_t environment);
-  void batchEnded(const std::vector<std::string>& ids, const URLCancellation& cancellation, const Answer& answer);
+  void batchEnded(const std::vector<std::string>& ids, std::uint64_t drops, const Answer& answer);
   void takeAnswer(const std::vector<std::string>& ids, const Answer& answer);
   void pause(std::chrono::seconds asked);
   Clock::time_point earliest() const { return std::max(_pausedUntil, _askedUntil); }
@@ -123,8 +123,7 @@ class OQReports : public std::enable_shared_from_this<OQReports> {
   std::set<std::uint64_t> _once;  ///< the reports that are sent once and have not ended
   std::vector<Flush*> _flushes;   ///< that wait
   std::size_t _failures = 0;      ///< that no flush has counted
-  /// Of all requests. Replaced by dropAll(), so it also identifies the requests whose answers count.
-  std::shared_ptr<URLCancellation> _cancellation = std::make_shared<URLCancellation>();
+  std::uint64_t _drops = 0;       ///< how often all reports were dropped; answers from before do not count
 
   OQReportJournal _journal;
   std::deque<Kept> _kept;                            ///< what is in the journal, ordered by number

@@ -162,8 +162,7 @@ void OQServerRequests::getList(const char* path, const char* entry, const Sessio
   });
 }
 
-void OQServerRequests::sendReports(Reports reports, std::shared_ptr<const URLCancellation> cancellation,
-                                   ReportsAnswered answered) {
+void OQServerRequests::sendReports(Reports reports, ReportsAnswered answered) {
   const JSONValue body = reportsBody(reports);
   const char* path =
       reports.kind == ReportKind::SubscribedEvent ? "/push/sdk/event/trigger" : "/push/sdk/in_app/callback";
@@ -176,9 +175,8 @@ void OQServerRequests::sendReports(Reports reports, std::shared_ptr<const URLCan
     guarded([&] { OQLogger::error(error); });
     guarded([&] { answered({ReportOutcome::Failed}); });
   };
-  const auto network = OQNetwork::randomNetwork();
-  network->setCancellation(std::move(cancellation));
-  network->postRequestWithRelativeURLStr(path, nullptr, body, std::move(success), std::move(failure));
+  OQNetwork::randomNetwork()->postRequestWithRelativeURLStr(path, nullptr, body, std::move(success),
+                                                            std::move(failure));
 }
 
 std::shared_ptr<OQWindowEvent> OQServerRequests::windowEvent(const Session& session,

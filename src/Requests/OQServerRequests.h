@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "Foundation/Networking/URLSession.h"
 #include "Foundation/Values/JSONValue.h"
 #include "Model/OQWindowData.h"
 #include "Model/OQWindowEvent.h"
@@ -58,8 +57,7 @@ class OQServerRequests {
   /// `answered` gets the whole answer, before `take`, also if the answer contains no campaigns.
   void getSubscribeList(const Session& session, Owner owner, Campaigns take, Answered answered = nullptr);
   /// Sends the reports in one request. `answered` is called exactly once, also if the request is cancelled.
-  static void sendReports(Reports reports, std::shared_ptr<const URLCancellation> cancellation,
-                          ReportsAnswered answered);
+  static void sendReports(Reports reports, ReportsAnswered answered);
 
   /// The report of a user's action on a window, with the current time and the session's user. Type 0 is left out.
   static std::shared_ptr<OQWindowEvent> windowEvent(const Session& session, const std::optional<std::string>& name,

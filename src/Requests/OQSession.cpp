@@ -17,7 +17,7 @@ std::optional<std::string> textOrNil(const JSONValue& value) {
   return descriptionOf(value);
 }
 
-void store(const std::optional<std::string>& text, const char* key) {
+void storeText(const std::optional<std::string>& text, const char* key) {
   OQUserDefaults::groupDefaults().setObject(text ? JSONValue(*text) : JSONValue(), key);
 }
 
@@ -39,14 +39,10 @@ OQSession::Values OQSession::values() const {
 void OQSession::takeUser(const JSONValue& xwho, const JSONValue& appid) {
   if (OQConsent::isMissing()) return;
   std::optional<std::string> userId = textOrNil(xwho), application = textOrNil(appid);
-  store(userId, kUserIdKey);
+  storeText(userId, kUserIdKey);
   std::lock_guard lock(_mutex);
   _values.userId.swap(userId);
   _values.appid.swap(application);
-}
-
-void OQSession::storeUser() const {
-  store(get(&Values::userId), kUserIdKey);
 }
 
 void OQSession::forget() {
@@ -57,9 +53,10 @@ void OQSession::forget() {
   _values.isNewUser = false;
 }
 
-void OQSession::forgetStored() {
-  store(std::nullopt, kTokenKey);
-  store(std::nullopt, kUserIdKey);
+void OQSession::store() const {
+  const Values current = values();
+  storeText(current.token, kTokenKey);
+  storeText(current.userId, kUserIdKey);
 }
 
 void OQSession::takeToken(const JSONValue& token) {
@@ -67,7 +64,7 @@ void OQSession::takeToken(const JSONValue& token) {
   const std::optional<std::string> text = textOrNil(token);
   OQLogger::setSecret(text.value_or(""));
   set(&Values::token, text);
-  store(text, kTokenKey);
+  storeText(text, kTokenKey);
 }
 
 void OQSession::takeOffer(const JSONValue& loginAnswer, std::uint64_t environment) {

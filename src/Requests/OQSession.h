@@ -61,13 +61,12 @@ class OQSession {
   void takeUser(const JSONValue& xwho, const JSONValue& appid);
   void takeToken(const JSONValue& token);
   void takeOffer(const JSONValue& loginAnswer, std::uint64_t environment);
-  /// Sets the user in memory; storeUser() then stores it for later runs.
+  /// Sets the user in memory.
   void setUser(const std::string& userId) { set(&Values::userId, std::optional(userId)); }
-  void storeUser() const;
-  /// Removes the user, the token and what the server has offered from memory; forgetStored() also removes what earlier
-  /// runs stored.
+  /// Removes the user, the token and what the server has offered from memory.
   void forget();
-  static void forgetStored();
+  /// Stores the user id and the token for later runs, or removes the stored ones.
+  void store() const;
 
  private:
   mutable std::mutex _mutex;

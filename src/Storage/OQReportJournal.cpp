@@ -21,7 +21,7 @@ constexpr std::size_t kLargestFile = 1u << 20;
 constexpr const char* kExtension = ".journal";
 
 fs::path journalFolder() {
-  return documentsDirectory() / OQReportsFolderName;
+  return applicationDataDirectory() / "Documents" / OQReportsFolderName;  // not created here
 }
 
 std::string lineOf(const JSONDictionary& object) {

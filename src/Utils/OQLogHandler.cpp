@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Foundation/Values/JSONSerialization.h"
+#include "Foundation/Values/Text.h"
 #include "Utils/OQGuard.h"
 
 namespace oq {
@@ -74,12 +75,6 @@ std::string inJSON(const std::string& text) {
   return quoted.substr(1, quoted.size() - 2);
 }
 
-void replaceAll(std::string& text, const std::string& part) {
-  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += kSubstitute.size()) {
-    text.replace(at, part.size(), kSubstitute);
-  }
-}
-
 }  // namespace
 
 void OQLogHandler::set(Handler handler) {
@@ -111,7 +106,7 @@ void OQLogHandler::pass(OQLogLevel level, std::string_view message) {
   const Call call(std::move(installed));
   guarded([&] {
     std::string text(message);
-    for (const std::string& secret : *hidden) replaceAll(text, secret);
+    for (const std::string& secret : *hidden) text = replacingAll(std::move(text), secret, kSubstitute);
     call.run(level, text);
   });
 }

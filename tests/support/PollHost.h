@@ -66,7 +66,7 @@ class PollHost : public SurfaceHost, public HostSurface::Client {
     if (!frame.damage.isEmpty()) show(_buffer, frame, time);
   }
 
-  /// For poll(): -1 if there is no limit.
+  /// The timeout for poll() in milliseconds; -1 to wait without a limit.
   static int milliseconds(double seconds) {
     return std::isfinite(seconds) ? static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000)) : -1;
   }

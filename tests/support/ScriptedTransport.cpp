@@ -29,7 +29,6 @@ ScriptedTransport::Request recorded(const URLRequest& request) {
   }
   record.cachePolicy = request.cachePolicy();
   record.timeout = request.timeoutInterval();
-  record.original = std::make_shared<const URLRequest>(request);
   return record;
 }
 

@@ -29,7 +29,6 @@ class ScriptedTransport : public URLTransport {
     JSONValue json;  ///< the parsed body; null when it is not JSON
     URLRequestCachePolicy cachePolicy{};
     double timeout = 0;
-    std::shared_ptr<const URLRequest> original;
   };
   struct Answer {
     std::string body = R"({"code":0})";

@@ -14,7 +14,8 @@ WebKitWebView* takeView(const char* folder);
 /// objects, its view and a web process. Returns whether a step is left.
 bool prepareNextPart(const char* folder);
 
-/// Removes what pages have stored; this may end later. Returns false if there is no network session yet.
+/// Begins to remove what pages have stored, and does not wait for the end. Returns false if there is no network session
+/// yet.
 bool removeStoredData();
 
 /// Whether the library's HTTPS client accepts a certificate that the engine refused: its chain ends at an authority in

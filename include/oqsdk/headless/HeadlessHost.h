@@ -90,7 +90,7 @@ class OQSDK_EXPORT HeadlessHost {
   void touchMove(double x, double y);
   /// The finger goes up.
   void touchUp(double x, double y);
-  /// The system cancels the touch, so there is no tap.
+  /// The system cancels the touch; it does not count as a tap.
   void touchCancel();
   /// A finger goes down and up at one place. Returns what touchDown() returns.
   bool tap(double x, double y);

@@ -258,7 +258,7 @@ int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, cu
 /// its connection is unusable, the request can move to another connection.
 int CurlTransfer::onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort) {
   auto& self = *static_cast<CurlTransfer*>(transfer);
-  if (self._isAwaitingAnswer || self.isCancelled()) return CURL_PREREQFUNC_ABORT;
+  if (self._isAwaitingAnswer) return CURL_PREREQFUNC_ABORT;
   self._connection = self._connections.find({remoteAddress, remotePort, localAddress, localPort});
   if (self._connection) {
     self._isConnectionUnusable = !self._connections.isUsable(*self._connection, self._handle);
@@ -297,7 +297,6 @@ void CurlTransfer::completeWithError(URLErrorCode code, std::string description)
 }
 
 URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
-  if (isCancelled()) return URLErrorCancelled;
   if (_isTooLong) return URLErrorBadServerResponse;
   if (result == CURLE_OPERATION_TIMEDOUT) return URLErrorTimedOut;
   if (_isAwaitingAnswer) {
@@ -342,7 +341,6 @@ URLErrorCode CurlTransfer::errorCodeFor(CURLcode result) const {
 }
 
 std::string CurlTransfer::descriptionOf(CURLcode result) const {
-  if (isCancelled()) return "The request was cancelled";
   if (_isTooLong) return "The answer is too long";
   if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection was closed before an answer came";
   if (result == CURLE_OPERATION_TIMEDOUT) return "The request timed out";

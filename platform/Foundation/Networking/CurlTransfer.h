@@ -30,7 +30,6 @@ class CurlTransfer {
   const std::string& host() const { return _host; }
   /// True if the request does not change anything at the server.
   bool onlyFetches() const { return _request.httpMethod() == "GET"; }
-  bool isCancelled() const { return _request.isCancelled(); }
 
   /// Sets all options of the request on the handle, and starts the timeout.
   void prepare(CURL* handle);

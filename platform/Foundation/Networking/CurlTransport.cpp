@@ -173,9 +173,7 @@ bool CurlTransport::startWaiting() {
     while (host.running < _limits.transfersPerHost) {
       const auto transfer = host.takeNext();
       if (!transfer) break;
-      if (transfer->isCancelled()) {
-        transfer->complete(CURLE_ABORTED_BY_CALLBACK);
-      } else if (start(transfer)) {
+      if (start(transfer)) {
         ++host.running;
         hasStarted = true;
       } else {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -23,16 +22,7 @@ enum class URLRequestCachePolicy : std::uint64_t {
   ReloadIgnoringLocalAndRemoteCacheData = 4,  ///< adds "Cache-Control: no-cache"
 };
 
-/// Cancels the requests that share it. A request that is not yet being written is never sent: it fails with
-/// URLErrorCancelled. A request that is under way may still reach the server. Thread-safe.
-class URLCancellation {
- public:
-  void cancel() { _isCancelled = true; }
-  bool isCancelled() const { return _isCancelled; }
-
- private:
-  std::atomic<bool> _isCancelled{false};
-};
+;
 
 class URLRequest {
  public:
@@ -56,9 +46,6 @@ class URLRequest {
   void setHTTPBody(Data body) { _body = std::move(body); }
   const std::optional<Data>& httpBody() const { return _body; }
 
-  void setCancellation(std::shared_ptr<const URLCancellation> cancellation) { _cancellation = std::move(cancellation); }
-  bool isCancelled() const { return _cancellation && _cancellation->isCancelled(); }
-
  private:
   std::optional<URL> _url;
   URLRequestCachePolicy _cachePolicy;
@@ -66,7 +53,6 @@ class URLRequest {
   std::string _method = "GET";
   std::vector<std::pair<std::string, std::string>> _headerFields;
   std::optional<Data> _body;
-  std::shared_ptr<const URLCancellation> _cancellation;
 };
 
 struct URLResponse {

@@ -12,6 +12,7 @@
 #include "Engine/OQSDKManager.h"
 #include "Foundation/Stores/UserDefaults.h"
 #include "Foundation/Values/JSONSerialization.h"
+#include "Storage/OQReportJournal.h"
 #include "Storage/OQUserDefaults.h"
 #include "oqsdk/TorvelinOqManager.h"
 #include "oqsdk/headless/HeadlessHost.h"
@@ -366,6 +367,47 @@ TEST_F(MessagesTest, AnotherUserGetsBothListsOnTheSameDayAndNoAnswerOfTheFormerU
   Messages::record("buy");
   show();
   EXPECT_EQ(calls, (Calls{"shown 2"}));
+}
+
+TEST_F(MessagesTest, EventOfTheFormerUserDoesNotWaitForTheListOfTheNext) {
+  start({buttonsCampaign("1", "buy")});
+  network->answer("/push/sdk/in_app", test::textOf(test::listAnswer({})));
+  // The user changes between the event and its matching.
+  Messages::setLogHandler([](Messages::LogLevel, std::string_view entry) {
+    if (entry.starts_with("收到event回调")) Messages::setUser("user-2");
+  });
+  Messages::record("buy");
+  Messages::setLogHandler(nullptr);
+  EXPECT_EQ(outcome(), "the user has changed");
+  settle();
+  offer({buttonsCampaign("2", "buy")});
+  Messages::refresh();
+  settle();
+  show();
+  EXPECT_EQ(usedCount("2"), 0);
+  EXPECT_FALSE(isOnScreen());
+}
+
+TEST_F(MessagesTest, UserSetAfterAnotherProcessForgotTheFormerOneStays) {
+  start({buttonsCampaign("1", "buy")});
+  auto other = std::make_shared<test::RecordingEngine>();  // stands for another process of the application
+  ASSERT_EQ(other->inAppDataArray()->size(), 1u);
+  other->forget(true);
+  offer({buttonsCampaign("2", "buy")});
+  ASSERT_TRUE(Messages::setUser("user-2"));
+  ASSERT_TRUE(Messages::start({"my-application", "https://messages.example"}));
+  settle();
+  Messages::record("buy");
+  show();
+  EXPECT_EQ(calls, (Calls{"shown 2"}));
+  EXPECT_EQ(network->requests("/push/sdk/in_app/callback").back().json.at("userId"), "user-2");
+}
+
+TEST_F(MessagesTest, WithdrawalBeforeTheStartDropsReportsOfEarlierRuns) {
+  ASSERT_TRUE(OQReportJournal().add({"id", {{"kind", 1}}}).isStored);
+  Messages::withdrawConsent();
+  Messages::giveConsent();
+  EXPECT_TRUE(OQReportJournal().adopt().entries.empty());
 }
 
 TEST_F(MessagesTest, HostDrawsMessagesItself) {

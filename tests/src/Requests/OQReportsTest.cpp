@@ -361,7 +361,6 @@ TEST_F(KeptReportsTest, RemovedReportsAreNeverSent) {
   EXPECT_EQ(other->pending(), 0u);
   EXPECT_TRUE(enumerateDirectory(journals()).empty());
   const std::size_t before = requests().size();
-  EXPECT_TRUE(requests().back().original->isCancelled()) << "it may not be written yet";
   release.set_value();
   ASSERT_TRUE(network->settle());
   serverIsBack();

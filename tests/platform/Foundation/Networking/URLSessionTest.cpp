@@ -89,33 +89,6 @@ TEST_F(URLSessionTest, ResponsesContainHowLongToWait) {
   EXPECT_NEAR(static_cast<double>(waitFor(date)), 3600, 60);
 }
 
-TEST_F(URLSessionTest, CancelledRequestsAreNotSent) {
-  LoopbackServer server;
-  std::promise<void> release;
-  server.handle("/slow", [released = release.get_future().share()](const auto&) {
-    released.wait();
-    return LoopbackServer::Response{};
-  });
-  const auto cancellation = std::make_shared<URLCancellation>();
-  const auto startSlow = [&] {
-    URLRequest request = post(server.url("/slow"));
-    request.setCancellation(cancellation);
-    return start(std::move(request));
-  };
-  // Six run at the same time, so the last ones wait.
-  std::vector<std::future<Outcome>> outcomes;
-  for (int i = 0; i < 6; ++i) outcomes.push_back(startSlow());
-  while (server.requests("/slow").size() < 6) std::this_thread::yield();
-  for (int i = 0; i < 3; ++i) outcomes.push_back(startSlow());
-  cancellation->cancel();
-  release.set_value();
-  for (std::size_t i = 0; i < outcomes.size(); ++i) {
-    const std::int64_t expected = i < 6 ? 0 : std::int64_t{URLErrorCancelled};
-    EXPECT_EQ(outcomeOf(std::move(outcomes[i])).errorCode, expected) << i;
-  }
-  EXPECT_EQ(server.requests("/slow").size(), 6u);
-}
-
 TEST_F(URLSessionTest, CancelledTasksFailOnceWhereverTheyAre) {
   std::promise<void> released;
   const auto release = released.get_future().share();
