@@ -39,3 +39,10 @@ function(oqsdk_limit_exports target)
   target_link_options(${target} PRIVATE LINKER:--version-script=${file})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${file})
 endfunction()
+
+# The same for a library with a C interface.
+function(oqsdk_export_c_functions target)
+  set(file ${PROJECT_SOURCE_DIR}/cmake/c.map)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${file})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${file})
+endfunction()

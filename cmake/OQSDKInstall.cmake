@@ -13,15 +13,23 @@ set(OQSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/OQSDK)
 set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
 # Installs one library: its files, its headers, and its CMake and pkg-config files. NAME is its component for
-# find_package().
+# find_package(). With C_INTERFACE, the library has that interface version, and exports only the functions of its C
+# headers.
 function(oqsdk_library target)
-  cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG" "HEADERS" ${ARGN})
-  set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
-                        SOVERSION ${OQSDK_INTERFACE_VERSION})
+  cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG;C_INTERFACE" "HEADERS" ${ARGN})
+  if(ARG_C_INTERFACE)
+    set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} SOVERSION ${ARG_C_INTERFACE}
+                          VERSION ${ARG_C_INTERFACE}.${PROJECT_VERSION})
+  else()
+    set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} VERSION ${PROJECT_VERSION}
+                          SOVERSION ${OQSDK_INTERFACE_VERSION})
+  endif()
   if(NOT ARG_NAME STREQUAL "oqsdk" AND NOT CMAKE_SKIP_INSTALL_RPATH)
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")  # liboqsdk is in the same folder
   endif()
-  if(BUILD_SHARED_LIBS)
+  if(BUILD_SHARED_LIBS AND ARG_C_INTERFACE)
+    oqsdk_export_c_functions(${target})
+  elseif(BUILD_SHARED_LIBS)
     set(for_hosts "")
     if(ARG_FOR_HOSTS)
       set(for_hosts FOR_HOSTS)
@@ -48,10 +56,12 @@ endfunction()
 # A static library's own dependencies are linked by the application.
 set(OQSDK_STATIC_REQUIRES "")
 set(OQSDK_STATIC_LIBS "")
+set(OQSDK_C_REQUIRES "")
 if(NOT BUILD_SHARED_LIBS)
+  set(OQSDK_C_REQUIRES "Requires: oqsdk = ${PROJECT_VERSION}")
   set(OQSDK_STATIC_REQUIRES
       "libcrypto sqlite3 glib-2.0 gio-2.0 pangocairo gdk-pixbuf-2.0 libjpeg fontconfig zlib")
-  set(OQSDK_STATIC_LIBS " -lboost_json")
+  set(OQSDK_STATIC_LIBS " -lboost_json -lstdc++ -lm")  # for programs in C that a C compiler links
 endif()
 # The prefix in a .pc file is relative to the file, so that an installed tree can be moved.
 file(RELATIVE_PATH OQSDK_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
@@ -64,6 +74,8 @@ oqsdk_library(oqsdk NAME oqsdk RUNTIME library DEVELOPMENT development PKG_CONFI
                       HEADERS ${OQSDK_HEADERS})
 oqsdk_library(oqsdk_headless NAME headless RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk-headless
                       HEADERS ${OQSDK_HEADLESS_HEADERS})
+oqsdk_library(oqsdk_c NAME c RUNTIME c DEVELOPMENT c_development PKG_CONFIG oqsdk-c C_INTERFACE 1
+                      HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/c/oqsdk.h)
 if(TARGET oqsdk_gtk)
   oqsdk_library(oqsdk_gtk NAME gtk RUNTIME gtk DEVELOPMENT gtk_development PKG_CONFIG oqsdk-gtk
                         HEADERS ${OQSDK_GTK_HEADERS})

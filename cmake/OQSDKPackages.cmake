@@ -46,6 +46,12 @@ with its resources and a host that needs no display.")
 oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}"
               DESCRIPTION "in-app messages for native applications (development)
 Headers, CMake package and pkg-config files of OQSDK and its headless host.")
+oqsdk_package(c liboqsdk-c1 libs DEPENDS "${library} ${same}"
+              DESCRIPTION "in-app messages for native applications (C interface)
+The C interface of OQSDK, for programs in C and in languages that call C.")
+oqsdk_package(c_development liboqsdk-c-dev libdevel DEPENDS "liboqsdk-c1 ${same}, liboqsdk-dev ${same}"
+              DESCRIPTION "in-app messages for native applications (C development)
+Header, CMake package and pkg-config file of OQSDK's C interface.")
 if(TARGET oqsdk_gtk)
   oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
                 DESCRIPTION "in-app messages for GTK 4 applications

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Each public header compiles alone, as C++17 and without warnings: headers_test.py FLAG... -- COMPILER...
+"""Each public header compiles alone, as C++17 or C99 and without warnings: headers_test.py FLAG... -- COMPILER...
 FLAG... are the additional flags that the headers of the GTK host need."""
 import concurrent.futures
 import os
@@ -39,9 +39,9 @@ void use(long long count, unsigned long long size, float ratio, long double shar
 """
 
 
-def compile_alone(compiler, flags, code):
-    return subprocess.run([compiler, "-std=c++17", "-fsyntax-only", *WARNINGS, *flags, f"-I{ROOT / 'include'}", "-x",
-                           "c++", "-"], input=code, capture_output=True, text=True).stderr
+def compile_alone(compiler, flags, code, language=("-std=c++17", "-x", "c++")):
+    return subprocess.run([compiler, "-fsyntax-only", *WARNINGS, *flags, f"-I{ROOT / 'include'}", *language, "-"],
+                          input=code, capture_output=True, text=True).stderr
 
 
 class Headers(unittest.TestCase):
@@ -52,9 +52,14 @@ class Headers(unittest.TestCase):
             flags = GTK if "gtk" in header.parts else WITHOUT
             jobs.append((str(header), flags, f"#include <{header}>\n"))
         self.assertGreater(len(jobs), 12)
+        c_headers = [header for header in headers if "c" in header.parts]
+        self.assertTrue(c_headers)
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             runs = [(name, compiler, pool.submit(compile_alone, compiler, flags, code))
                     for compiler in COMPILERS for name, flags, code in jobs]
+            runs += [(f"{header} in C", compiler, pool.submit(compile_alone, compiler, GTK if "gtk" in header.name else [],
+                                                              f"#include <{header}>\n", ("-std=c99", "-x", "c")))
+                     for compiler in COMPILERS for header in c_headers]
         self.assertEqual([(name, compiler, run.result()) for name, compiler, run in runs if run.result()], [])
 
 

@@ -56,6 +56,17 @@ class Installed(unittest.TestCase):
                          f"-Wl,-rpath,{libraries}")
         self.run_program("./by-pkg-config")
 
+    def test_a_program_in_c_builds_and_runs(self):
+        where = next(self.prefix.rglob("oqsdk-c.pc")).parent
+        flags = self.run_program("pkg-config", "--cflags", "--libs", "oqsdk-c", PKG_CONFIG_PATH=str(where)).split()
+        self.run_program("cc", "-std=c99", CONSUMER / "main.c", "-o", "in-c", *flags, f"-Wl,-rpath,{where.parent}")
+        self.assertIn(VERSION + ": application is NULL.", self.run_program("./in-c"))
+        source = self.project("c-by-cmake", "enable_language(C)", "find_package(OQSDK REQUIRED COMPONENTS c)",
+                              f"add_executable(in-c {CONSUMER / 'main.c'})", "target_link_libraries(in-c OQSDK::c)")
+        self.configure(source, "c-by-cmake/build")
+        self.run_program("cmake", "--build", "c-by-cmake/build")
+        self.run_program("c-by-cmake/build/in-c")
+
     def test_the_first_programs_of_guide_and_readme_build_outside_the_tree(self):
         readme = (ROOT / "README.md").read_text(encoding="utf-8")
         (code,), (build,) = (re.findall(rf"^```{kind}\n(.*?)^```", readme, re.M | re.S) for kind in ("cpp", "cmake"))
