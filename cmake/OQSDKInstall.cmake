@@ -14,9 +14,9 @@ set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
 # Installs one library: its files, its headers, and its CMake and pkg-config files. NAME is its component for
 # find_package(). With C_INTERFACE, the library has that interface version, and exports only the functions of its C
-# headers.
+# header. With C_FUNCTIONS, a library of C++ also exports the C functions with this pattern of names.
 function(oqsdk_library target)
-  cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG;C_INTERFACE" "HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG;C_INTERFACE;C_FUNCTIONS" "HEADERS" ${ARGN})
   if(ARG_C_INTERFACE)
     set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_NAME} SOVERSION ${ARG_C_INTERFACE}
                           VERSION ${ARG_C_INTERFACE}.${PROJECT_VERSION})
@@ -34,7 +34,7 @@ function(oqsdk_library target)
     if(ARG_FOR_HOSTS)
       set(for_hosts FOR_HOSTS)
     endif()
-    oqsdk_limit_exports(${target} HEADERS ${ARG_HEADERS} ${for_hosts})
+    oqsdk_limit_exports(${target} HEADERS ${ARG_HEADERS} ${for_hosts} C_FUNCTIONS ${ARG_C_FUNCTIONS})
   endif()
   if(NOT OQSDK_INSTALL)
     return()
@@ -70,6 +70,7 @@ string(REGEX REPLACE "/$" "" OQSDK_PREFIX_FROM_PC "${OQSDK_PREFIX_FROM_PC}")
 file(GLOB OQSDK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/*.h)
 file(GLOB OQSDK_HEADLESS_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/headless/*.h)
 file(GLOB OQSDK_GTK_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/gtk/*.h)
+list(APPEND OQSDK_GTK_HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/c/gtk.h)
 oqsdk_library(oqsdk NAME oqsdk RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk FOR_HOSTS
                       HEADERS ${OQSDK_HEADERS})
 oqsdk_library(oqsdk_headless NAME headless RUNTIME library DEVELOPMENT development PKG_CONFIG oqsdk-headless
@@ -78,6 +79,7 @@ oqsdk_library(oqsdk_c NAME c RUNTIME c DEVELOPMENT c_development PKG_CONFIG oqsd
                       HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/c/oqsdk.h)
 if(TARGET oqsdk_gtk)
   oqsdk_library(oqsdk_gtk NAME gtk RUNTIME gtk DEVELOPMENT gtk_development PKG_CONFIG oqsdk-gtk
+                        C_FUNCTIONS oqsdk_gtk_*
                         HEADERS ${OQSDK_GTK_HEADERS})
 endif()
 

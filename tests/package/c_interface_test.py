@@ -2,13 +2,14 @@
 """Checks that the C interface still contains everything in c_interface.txt, unchanged: functions with their parameters,
 enumerators with their values, and the fields of structs at their places. Additions are allowed.
 
-    c_interface_test.py HEADER LIBRARY     check the header, and that the library exports exactly its functions
-    c_interface_test.py HEADER --record    add what is new to c_interface.txt"""
+    c_interface_test.py LIBRARY=HEADER ...    check the headers, and that each library exports exactly its functions
+    c_interface_test.py --record              add what is new to c_interface.txt"""
 import pathlib
 import re
 import subprocess
 import sys
 
+HEADERS = pathlib.Path(__file__).resolve().parents[2] / "include/oqsdk/c"
 RECORDED = pathlib.Path(__file__).with_name("c_interface.txt")
 
 
@@ -16,7 +17,7 @@ def interface(header):
     """Returns the lines that describe the header's declarations, and the names of its functions."""
     text = re.sub(r"/\*.*?\*/|^\s*#[^\n]*", "", header.read_text(encoding="utf-8"), flags=re.S | re.M)
     lines, names = [], []
-    for declaration in re.findall(r"OQ_API ([^;]+);", text):
+    for declaration in re.findall(r"(?:OQ_API|__attribute__\(\(.*?\)\)) ([^;]+);", text):
         lines.append("function " + " ".join(declaration.split()))
         names.append(re.search(r"(\w+)\((?!\*)", declaration).group(1))
     for kind, tag, body in re.findall(r"\b(enum|struct)\s*(\w*)\s*\{(.*?)\}", text, flags=re.S):
@@ -33,23 +34,30 @@ def interface(header):
     return lines, names
 
 
+def exported(library):
+    """The C functions of the library with their versions. Other versions are those of functions in C++."""
+    listing = subprocess.run(["nm", "-D", "--defined-only", library], check=True, capture_output=True, text=True)
+    return {line.split()[2] for line in listing.stdout.splitlines() if line.split()[1] != "A" and "@@OQSDK_0" not in line
+            and "@@OQSDK_PRIVATE" not in line}
+
+
 def main():
-    lines, names = interface(pathlib.Path(sys.argv[1]))
     recorded = RECORDED.read_text(encoding="utf-8").splitlines() if RECORDED.exists() else []
-    if sys.argv[2] == "--record":
-        RECORDED.write_text("".join(f"{line}\n" for line in recorded + [l for l in lines if l not in recorded]))
+    current = [line for header in sorted(HEADERS.glob("*.h")) for line in interface(header)[0]]
+    if sys.argv[1:] == ["--record"]:
+        recorded += [line for line in current if line not in recorded]
+        RECORDED.write_text("".join(f"{line}\n" for line in recorded), encoding="utf-8")
         return
-    problems = [f"gone or changed: {line}" for line in recorded if line not in lines]
-    if len(recorded) < 100 or len(names) < 40:
-        problems.append(f"only {len(recorded)} recorded declarations and {len(names)} functions were read")
-    listing = subprocess.run(["nm", "-D", "--defined-only", sys.argv[2]], check=True, capture_output=True, text=True)
-    symbols = {line.split()[2] for line in listing.stdout.splitlines() if line.split()[1] != "A"}
-    exported = {symbol.split("@")[0] for symbol in symbols}
-    problems += [f"not exported: {name}" for name in sorted(set(names) - exported)]
-    problems += [f"exported, but not in the header: {name}" for name in sorted(exported - set(names))]
-    problems += [f"without the version OQSDK_C_1: {name}" for name in symbols if not name.endswith("@@OQSDK_C_1")]
-    print(f"{len(recorded)} recorded declarations, {len(names)} functions, {len(problems)} problems", *problems, sep="\n")
-    sys.exit(bool(problems))
+    problems = [f"gone or changed: {line}" for line in recorded if line not in current]
+    if len(recorded) < 150:
+        problems.append(f"only {len(recorded)} declarations are recorded")
+    for library, header in (argument.split("=") for argument in sys.argv[1:]):
+        expected = {f"{name}@@OQSDK_C_1" for name in interface(HEADERS / header)[1]}
+        assert expected, header
+        problems += [f"{header}: {name} is not exported" for name in sorted(expected - exported(library))]
+        problems += [f"{library}: {name} is not in {header}" for name in sorted(exported(library) - expected)]
+    print(f"{len(recorded)} recorded declarations, {len(problems)} problems", *problems, sep="\n")
+    sys.exit(1 if problems or len(sys.argv) < 2 else 0)
 
 
 main()
