@@ -57,8 +57,10 @@ endfunction()
 set(OQSDK_STATIC_REQUIRES "")
 set(OQSDK_STATIC_LIBS "")
 set(OQSDK_C_REQUIRES "")
+set(OQSDK_GTK_C_REQUIRES "gtk4")
 if(NOT BUILD_SHARED_LIBS)
   set(OQSDK_C_REQUIRES "Requires: oqsdk = ${PROJECT_VERSION}")
+  set(OQSDK_GTK_C_REQUIRES "gtk4 gtkmm-4.0")
   set(OQSDK_STATIC_REQUIRES
       "libcrypto sqlite3 glib-2.0 gio-2.0 pangocairo gdk-pixbuf-2.0 libjpeg fontconfig zlib")
   set(OQSDK_STATIC_LIBS " -lboost_json -lstdc++ -lm")  # for programs in C that a C compiler links
@@ -81,6 +83,13 @@ if(TARGET oqsdk_gtk)
   oqsdk_library(oqsdk_gtk NAME gtk RUNTIME gtk DEVELOPMENT gtk_development PKG_CONFIG oqsdk-gtk
                         C_FUNCTIONS oqsdk_gtk_*
                         HEADERS ${OQSDK_GTK_HEADERS})
+endif()
+
+# For programs in C, which do not need the headers of GTK's C++ binding.
+if(TARGET oqsdk_gtk AND OQSDK_INSTALL)
+  configure_file(cmake/oqsdk-gtk-c.pc.in ${PROJECT_BINARY_DIR}/oqsdk-gtk-c.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/oqsdk-gtk-c.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT gtk_development)
 endif()
 
 # The web engine is not linked: the GTK host loads it as a module for the first page and looks up its C names.
