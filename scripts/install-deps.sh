@@ -28,6 +28,8 @@ tests=(
   gnome-keyring libsecret-1-0
   # A window manager, a Wayland compositor, window properties, another kind of GTK window, one more font.
   openbox weston x11-utils libadwaita-1-0 fonts-noto-color-emoji
+  # The example of a game, and OpenGL without a graphics card.
+  libglfw3-dev libgl-dev libgl1-mesa-dri
 )
 
 for option in "$@"; do
