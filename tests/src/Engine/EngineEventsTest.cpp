@@ -4,10 +4,8 @@
 #include <cmath>
 
 #include "Engine/OQDisplayDecisions.h"
-#include "Foundation/Files/FileManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
-#include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 
@@ -172,17 +170,6 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
     EXPECT_EQ(event.at("xwhat"), expected[i].first);
     EXPECT_EQ(event.at("xcontext"), expected[i].second);
   }
-}
-
-TEST_F(EngineTest, FailedWriteOfTheRecordsIsOnlyLogged) {
-  deliverInApp({campaign("7", "buy")});
-  // A folder with the file's name makes the write fail, since a rename cannot replace it.
-  std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
-  std::filesystem::create_directories(documentsDirectory() / OQRecordTreeDataFileName / "in the way");
-  receive("buy");
-  EXPECT_EQ(engine->shown().size(), 1u) << "counted in memory, and shown";
-  EXPECT_EQ(engine->recordTree()->findTreeNodeById(7)->usedCount(), 1);
-  EXPECT_EQ(logEntriesButRequests().back(), "syncRecordTree 失败！");
 }
 
 constexpr const char* triggerPath = "/push/sdk/event/trigger";

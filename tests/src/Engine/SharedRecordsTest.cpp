@@ -90,6 +90,7 @@ TEST_F(SharedRecordsTest, CountsThatCouldNotBeWrittenAreAddedLater) {
   std::filesystem::create_directories(file / "in the way");
   for (const auto& process : {engine, other}) process->syncWithTreeNode(node(*process, 7));
   EXPECT_EQ(node(*other, 7)->usedCount(), 1) << "without the other process's count";
+  EXPECT_EQ(logEntriesButRequests().back(), "syncRecordTree 失败！");
   std::filesystem::remove_all(file);
   std::filesystem::rename(folder() / "kept", file);
   engine->syncWithTreeNode(node(*engine, 7));

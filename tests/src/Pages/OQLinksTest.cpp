@@ -94,13 +94,5 @@ TEST_F(Links, FailedLaunchIsAWarning) {
   EXPECT_EXIT(openWithoutPages("https://shop.example/ --flag", false), testing::ExitedWithCode(0), "");
 }
 
-TEST(LinksOfAHostWithPages, AreOpenedInAPage) {
-  const ScratchFolder folder;
-  HeadlessHost host{{.dataDirectory = folder.path()}};
-  OQLinks::open(kLink);
-  ASSERT_EQ(host.pages().size(), 1u);
-  EXPECT_EQ(host.pages()[0]->loads(), std::vector<std::string>{kLink});
-}
-
 }  // namespace
 }  // namespace oq::test
