@@ -32,8 +32,8 @@ class OQPageCollection : public Object {
   };
   void setObserver(Observer observer);
 
-  /// Hooks the methods that all screens call when they appear and disappear; a second call has no effect. On any other
-  /// thread than the main thread, the call waits for the main queue.
+  /// Hooks viewDidAppear and viewWillDisappear of all screens; a second call has no effect. On any other thread than
+  /// the main thread, the call waits for the main queue.
   static void collectPage();
 
   /// To be called when a screen has appeared. Queues the following: if canCollectViewController() is true, the screen's
