@@ -43,7 +43,7 @@ void OQPresentationQueue::presentSoon() {
 }
 
 void OQPresentationQueue::removeCampaigns() {
-  std::deque<Entry> removed;  // destroyed when the queue is consistent again
+  std::deque<Entry> removed;  // destroyed last, when the queue is consistent again
   removed.swap(_waiting);
   for (Entry& entry : removed) {
     if (entry.kind == Kind::Tool) _waiting.push_back(std::move(entry));
