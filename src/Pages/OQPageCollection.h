@@ -37,8 +37,8 @@ class OQPageCollection : public Object {
   static void collectPage();
 
   /// To be called when a screen has appeared. Queues the following: if canCollectViewController() is true, the screen's
-  /// class name becomes pageName() and is passed to the observer. Otherwise it only becomes pageName(), and a system
-  /// screen is ignored.
+  /// class name becomes pageName() and is passed to the observer. A system screen is ignored. The class name of any
+  /// other screen becomes pageName(), but is not passed on.
   void viewDidAppear(const Object& screen);
   /// Queues a task without any effect; this is intentional.
   void viewWillDisappear(const Object& screen);

@@ -17,7 +17,7 @@ struct OQExtensions {
   /// answered.
   static std::optional<OQExtensions> offeredIn(const JSONValue& loginAnswer, std::uint64_t environment);
 
-  bool tester = false;   ///< testers fetch lists more often
+  bool tester = false;   ///< the server names users (testers) whose clients fetch lists more often
   bool reports = false;  ///< reports have an id and are sent until they are acknowledged
   std::uint64_t environment = 0;
 };

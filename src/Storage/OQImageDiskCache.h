@@ -20,8 +20,9 @@ namespace oq {
 /// Caches picture bytes by address, across runs. Despite its name it has no files: bytes and index are in the standard
 /// user defaults. Suitable only for a few window pictures: every store and removal rewrites the whole index.
 ///
-/// The key of stored bytes includes the time of storage in seconds. Storing the same address in a later second adds a
-/// second entry; look-ups return the oldest entry until it expires.
+/// The key of stored bytes includes the address (which is the `key` of the functions) and the time of storage in
+/// seconds. Storing the same address in a later second adds a second entry; look-ups return the oldest entry until it
+/// expires.
 ///
 /// Thread-safe. Look-ups never wait; stores and trims are serialized. The block of a look-up is called on the caller's
 /// thread, without a lock. Empty keys are ignored and never found.

@@ -26,7 +26,7 @@ inline constexpr const char* OQReportsFolderName = "OQReports";
 /// larger, the reports that remain are copied into a new file. An empty journal is removed.
 ///
 /// A report that was added survives the death of the process. Lines are not flushed to the disk one by one, so a loss
-/// of power may lose the reports of the last seconds. Not thread-safe. Failure: see add().
+/// of power may lose the reports of the last seconds. Not thread-safe. Failure: see Added.
 class OQReportJournal {
  public:
   static constexpr std::size_t mostReports = 1000;

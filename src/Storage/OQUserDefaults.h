@@ -25,7 +25,7 @@ class OQUserDefaults : public Object {
   /// The library's own suite, "group.oqsdk".
   static OQUserDefaults& groupDefaults();
   /// The environment that is stored in groupDefaults(), read at each call; 0 if there is none. While consent is
-  /// missing, an environment that was set is returned instead.
+  /// missing, an environment that setEnvironment() keeps in memory is returned instead.
   static std::uint64_t environment();
   /// Stores the environment. While consent is missing it is only kept in memory; the first call of environment() after
   /// consent was given stores it. A host sets the environment before the start, and the first login must use it.

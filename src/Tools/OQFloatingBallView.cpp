@@ -48,7 +48,7 @@ Class* OQFloatingBallView::staticClass() {
 }
 
 std::shared_ptr<OQFloatingBallView>& OQFloatingBallView::floatingBall() {
-  // Never destroyed: at process exit the views are already gone.
+  // Never destroyed: its destructor would run at process exit, when the other views are already gone.
   static auto& floatingBall = *new std::shared_ptr<OQFloatingBallView>();
   return floatingBall;
 }

@@ -50,7 +50,7 @@ void OQPresentationQueue::removeCampaigns() {
   }
 }
 
-/// Queued, because the host reports changes of its windows while it is making them.
+/// Queues run() instead of calling it, because the host reports changes of its windows while it is making them.
 void OQPresentationQueue::runLater() {
   if (_waiting.empty() || std::exchange(_running, true)) return;
   DispatchQueue::main().async([this] { run(); });

@@ -18,7 +18,7 @@ constexpr std::string_view kGiven = "given\n", kWithdrawn = "withdrawn\n";
 constexpr std::size_t kLongestFile = 64;
 
 std::mutex consentMutex;
-// Guarded by the mutex.
+// The next two variables are guarded by consentMutex.
 bool isConsentRequired = false;
 std::optional<bool> lastConsent;  ///< the last decision that was found or made
 /// What isMissing() returns, and for which data folder this is known: twice applicationDataGeneration(), plus 1 if
@@ -61,7 +61,8 @@ bool storeConsent(bool isGiven) {
   return isWritten;
 }
 
-/// Set when the library is loaded, so that no file is written before it is known whether consent is missing.
+/// The permission to write files depends on consent from the moment when the library is loaded, so that no file is
+/// written before it is known whether consent is missing.
 [[maybe_unused]] const bool isPermissionSet = [] {
   setWritePermission([] { return !OQConsent::isMissing(); });
   return true;

@@ -151,7 +151,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   bool acceptsEntries() const {
     if (!isFileWanted()) return false;
-    // Without a limit a run has only one file. If it could not be created, no other is tried.
+    // Without a limit, new entries do not cause another attempt after a file could not be created.
     return fileLimit() != kNoLimit || !_hasFailed.load(std::memory_order_relaxed);
   }
 
@@ -213,8 +213,9 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
   using Second = std::chrono::sys_seconds;
 
   /// Creates a file with the current second as its name. Without a limit, the first file of a run replaces a file of
-  /// that name. With a limit several files may begin in one second. The later ones get the names of the following
-  /// seconds, so that the names stay in order.
+  /// that name. For any other file the name is the first second that is not before now, later than the name of the
+  /// previous file, and not the name of an existing file. So the names stay in order if several files begin in one
+  /// second.
   std::pair<std::filesystem::path, Second> createFile() {
     constexpr int kMostTries = 1000;
     const DateFormatter formatter("yyyy-MM-dd HH:mm:ss");

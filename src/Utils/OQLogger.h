@@ -27,9 +27,9 @@ const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue();
 /// host can limit the size of the files, turn them off, and get each entry itself.
 ///
 /// Threads: any thread may log. An entry has the time of the call, and the file is ordered by time. The caller never
-/// waits for the disk, unless 64 MiB are waiting already; no entry is dropped. Entries that still wait are written at
-/// process exit. While consent is missing (OQConsent), entries are dropped, also those that wait, and no file is
-/// created. Failure: if the file cannot be created or written, entries are lost silently.
+/// waits for the disk, unless 64 MiB are waiting already; no entry is dropped to save this wait. Entries that still
+/// wait are written at process exit. While consent is missing (OQConsent), entries are dropped, also those that wait,
+/// and no file is created. Failure: if the file cannot be created or written, entries are lost silently.
 class OQLogger : public Object {
   OQ_CLASS(OQLogger)
 
@@ -50,9 +50,10 @@ class OQLogger : public Object {
   /// token.
   static void setSecret(const std::string& secret) { OQLogHandler::hide(secret); }
   /// Limits the size in bytes of each file of all loggers. An entry that would exceed the limit begins the next file,
-  /// unless the file has no other entry. If there are ten files, the oldest is removed before the next one begins, as
-  /// at a start. The name of a file is the second in which it begins, or the next second for which there is no file.
-  /// With 0, no file is written, and entries that wait are dropped. With nullopt (the default) a file has no limit.
+  /// unless the file has no other entry. If there are ten files or more, the oldest is removed before the next one
+  /// begins, as at a start. The name of a file is the second in which it begins, or the next second for which there is
+  /// no file. With 0, no file is written, and entries that wait are dropped. With nullopt (the default) a file has no
+  /// limit.
   static void setFileLimit(std::optional<std::uint64_t> bytes);
   /// Removes all log files, also those of earlier runs, and entries that wait. Then begins a new file, unless no entry
   /// may be written now.
