@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// The servers that a configuration can select. The functions accept any integer. A value that is not listed here is
-/// stored unchanged and makes every request fail.
+/// The servers that a configuration can select. TorvelinOqConfig::setEnvType() accepts any integer: a value that is not
+/// listed here is stored unchanged and makes every request fail.
 enum OQEnvironment : std::uint64_t {
   OQEnvironmentProduction = 0,   ///< port 8088
   OQEnvironmentTest = 1,         ///< port 28088
