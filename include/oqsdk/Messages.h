@@ -102,7 +102,7 @@ struct MessageOptions {
   /// If true, nothing is sent, stored or shown until Messages::giveConsent() is called, in this run or an earlier one.
   bool requireConsent = false;
   /// If true: while a message is on screen or about to appear, other messages are neither shown nor counted. By default
-  /// a newer message appears on top. `false` does not undo an earlier Messages::setOneAtATime(true).
+  /// a newer message appears on top. `false` does not undo an earlier call of Messages::setOneAtATime().
   bool oneAtATime = false;
 };
 
