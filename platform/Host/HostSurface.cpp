@@ -97,7 +97,8 @@ void HostSurface::endResizing() {
 
 void HostSurface::setVisible(bool isVisible, bool needsFrame) {
   const UISceneVisibility before = _scene->visibility();
-  // If the system holds back the window's frames (HeldBack), only the next frame changes this.
+  // HeldBack: the system holds back the window's frames. A report that the window is visible does not change this; only
+  // the next frame does.
   if (isVisible && (before == UISceneVisibility::OnScreen || before == UISceneVisibility::HeldBack)) return;
   const UISceneVisibility shown = needsFrame ? UISceneVisibility::Mapped : UISceneVisibility::OnScreen;
   UIApplication::sharedApplication().setSceneVisibility(*_scene, isVisible ? shown : UISceneVisibility::Hidden);

@@ -12,7 +12,7 @@ namespace oq {
 namespace {
 
 /// The page class with this name, registered at the first call. nullptr if the name is empty, or belongs to a class
-/// that is not from here: the methods of such a class would treat our controller as an object of their own C++ class.
+/// that this function has not registered: its methods would treat our controller as an object of another C++ class.
 Class* classNamed(const std::string& name) {
   static auto& made = *new std::map<std::string, Class*>;
   if (const auto found = made.find(name); found != made.end()) return found->second;
