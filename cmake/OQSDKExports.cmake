@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 
-# Limits the symbols that a shared library exports. Exported are the symbols that its public HEADERS mark with
-# OQSDK_EXPORT; their symbol version changes with the interface (OQSDK_0.8). With FOR_HOSTS, the symbols of the platform
-# layer are exported too, for our own hosts; their symbol version changes with every release, so that only hosts of the
-# same release can link them. Instantiated templates of the standard library and of Boost are not exported.
+# Limits the symbols that a shared library exports. The library exports the symbols that its public HEADERS mark with
+# OQSDK_EXPORT; their symbol version is that of the interface (for example OQSDK_0.8). With FOR_HOSTS, the library also
+# exports all other symbols with OQSDK_EXPORT, for our own hosts; their symbol version changes with every release, so
+# that only hosts of the same release can link them. Instantiated templates of the standard library and of Boost are not
+# exported.
 function(oqsdk_limit_exports target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "" "HEADERS" ${ARGN})
   set(public "")
