@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 
-# Limits the symbols that a shared library exports. Exported are the symbols that its public HEADERS mark with
-# OQSDK_EXPORT; their symbol version changes with the interface (OQSDK_0.8). With FOR_HOSTS, the symbols of the platform
-# layer are exported too, for our own hosts; their symbol version changes with every release, so that only hosts of the
-# same release can link them. With C_FUNCTIONS, the C functions with this pattern of names are exported, too; the version
-# of their symbols is that of the C interface. Instantiated templates of the standard library and of Boost are not
+# Limits the symbols that a shared library exports. The library exports the symbols that its public HEADERS mark with
+# OQSDK_EXPORT; their symbol version is that of the interface (for example OQSDK_0.8). With FOR_HOSTS, the library also
+# exports all other symbols with OQSDK_EXPORT, for our own hosts; their symbol version changes with every release, so
+# that only hosts of the same release can link them. With C_FUNCTIONS, the library also exports the C functions whose
+# names match this pattern. Instantiated templates of the standard library and of Boost are not
 # exported.
 function(oqsdk_limit_exports target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "C_FUNCTIONS" "HEADERS" ${ARGN})

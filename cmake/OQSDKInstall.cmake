@@ -3,8 +3,8 @@
 # The names and exports of our libraries, and the files that `cmake --install` installs. Each component becomes one
 # Debian package.
 include(CMakePackageConfigHelpers)
-# The interface version: programs run only with the interface version they were linked to. While the major version is 0,
-# a minor version may change the interface.
+# The interface version: a program runs only with libraries of the interface version that it was linked to. While the
+# major version is 0, a new minor version may change the interface, so the interface version contains both numbers.
 set(OQSDK_INTERFACE_VERSION ${PROJECT_VERSION_MAJOR})
 if(PROJECT_VERSION_MAJOR EQUAL 0)
   string(APPEND OQSDK_INTERFACE_VERSION .${PROJECT_VERSION_MINOR})
@@ -12,9 +12,10 @@ endif()
 set(OQSDK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/OQSDK)
 set(OQSDK_MODULES_DIR ${CMAKE_INSTALL_LIBDIR}/oqsdk)
 
-# Installs one library: its files, its headers, and its CMake and pkg-config files. NAME is its component for
-# find_package(). With C_INTERFACE, the library has that interface version, and exports only the functions of its C
-# header. With C_FUNCTIONS, a library of C++ also exports the C functions with this pattern of names.
+# Sets the version and exports of one library, and installs its files, its headers, and its CMake and pkg-config files.
+# NAME is the library's component for find_package(); RUNTIME and DEVELOPMENT are its components for `cmake --install`.
+# With C_INTERFACE, the library has that interface version, and exports only the functions of its C header. With
+# C_FUNCTIONS, a library in C++ also exports the C functions whose names match this pattern.
 function(oqsdk_library target)
   cmake_parse_arguments(ARG "FOR_HOSTS" "NAME;RUNTIME;DEVELOPMENT;PKG_CONFIG;C_INTERFACE;C_FUNCTIONS" "HEADERS" ${ARGN})
   if(ARG_C_INTERFACE)
@@ -53,7 +54,7 @@ function(oqsdk_library target)
           COMPONENT ${ARG_DEVELOPMENT})
 endfunction()
 
-# A static library's own dependencies are linked by the application.
+# If OQSDK is a static library, the application has to link the libraries that OQSDK uses.
 set(OQSDK_STATIC_REQUIRES "")
 set(OQSDK_STATIC_LIBS "")
 set(OQSDK_C_REQUIRES "")
@@ -92,7 +93,8 @@ if(TARGET oqsdk_gtk AND OQSDK_INSTALL)
           COMPONENT gtk_development)
 endif()
 
-# The web engine is not linked: the GTK host loads it as a module for the first page and looks up its C names.
+# The GTK host loads the web engine as a module at run time and looks up its C functions by name, so the module exports
+# only these functions.
 if(TARGET oqsdk_webkit)
   target_link_options(oqsdk_webkit PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/module.map)
 endif()

@@ -11,7 +11,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Dependencies are read from the binaries; our own library is found in the build tree.
+# The tool that reads dependencies from the binaries (dpkg-shlibdeps) finds our own library in the build tree.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)

@@ -12,7 +12,7 @@ namespace oq {
 class UIHost;
 class WebEngine;
 
-/// The application that a host runs in.
+/// The application that contains the host.
 struct HostedApplication {
   std::string identifier;
   std::string version;
