@@ -10,8 +10,8 @@
 #include <stdlib.h>
 
 typedef struct Game {
-  GLFWwindow *window;
-  oq_surface *surface;
+  GLFWwindow* window;
+  oq_surface* surface;
   oq_buffer buffer; /* what the texture shows */
   GLuint texture;
   bool is_frame_wanted, has_message;
@@ -21,24 +21,24 @@ static Game game = {NULL, NULL, OQ_BUFFER_INIT, 0, true, false};
 
 /* ---- The library's loop and pixels */
 
-static void wake(void *data) {
+static void wake(void* data) {
   (void)data;
   glfwPostEmptyEvent(); /* may be called on any thread */
 }
 
-static void frame_wanted(oq_surface *surface, void *data) {
+static void frame_wanted(oq_surface* surface, void* data) {
   (void)surface;
-  ((Game *)data)->is_frame_wanted = true;
+  ((Game*)data)->is_frame_wanted = true;
 }
 
 /* Paints what has changed, and copies only that part to the texture. */
-static void paint_messages(Game *self) {
+static void paint_messages(Game* self) {
   oq_rect damage = {0, 0, 0, 0};
   int32_t width, height;
   self->is_frame_wanted = false;
   if (oq_surface_pixel_size(self->surface, &width, &height) != OQ_OK) return;
   if (width != self->buffer.width || height != self->buffer.height) {
-    uint32_t *pixels = realloc(self->buffer.pixels, (size_t)width * (size_t)height * sizeof *pixels);
+    uint32_t* pixels = realloc(self->buffer.pixels, (size_t)width * (size_t)height * sizeof *pixels);
     if (!pixels) return;
     self->buffer.pixels = pixels;
     self->buffer.width = width;
@@ -59,7 +59,7 @@ static void paint_messages(Game *self) {
   self->buffer.holds_last_frame = true;
 }
 
-static void draw_messages(const Game *self) {
+static void draw_messages(const Game* self) {
   if (!self->has_message) return;
   glEnable(GL_TEXTURE_2D);
   glEnable(GL_BLEND);
@@ -99,7 +99,7 @@ static void draw_scene(double time) {
 
 /* ---- Input: the library is asked first */
 
-static void moved(GLFWwindow *window, double x, double y) {
+static void moved(GLFWwindow* window, double x, double y) {
   (void)window;
   if (glfwGetMouseButton(game.window, GLFW_MOUSE_BUTTON_LEFT) == GLFW_PRESS)
     oq_surface_touch(game.surface, 0, OQ_TOUCH_MOVED, x, y);
@@ -107,7 +107,7 @@ static void moved(GLFWwindow *window, double x, double y) {
     oq_surface_pointer(game.surface, true, x, y);
 }
 
-static void pressed(GLFWwindow *window, int button, int action, int modifiers) {
+static void pressed(GLFWwindow* window, int button, int action, int modifiers) {
   double x, y;
   (void)modifiers;
   if (button != GLFW_MOUSE_BUTTON_LEFT) return;
@@ -117,7 +117,7 @@ static void pressed(GLFWwindow *window, int button, int action, int modifiers) {
   if (action == GLFW_PRESS && oq_record("buy", NULL) != OQ_OK) fprintf(stderr, "%s\n", oq_last_error());
 }
 
-static void key_pressed(GLFWwindow *window, int key, int scancode, int action, int modifiers) {
+static void key_pressed(GLFWwindow* window, int key, int scancode, int action, int modifiers) {
   (void)scancode;
   if (action == GLFW_RELEASE) return;
   oq_key known = OQ_KEY_OTHER;
@@ -130,7 +130,7 @@ static void key_pressed(GLFWwindow *window, int key, int scancode, int action, i
   if (key == GLFW_KEY_ESCAPE) glfwSetWindowShouldClose(window, GLFW_TRUE);
 }
 
-static void scrolled(GLFWwindow *window, double dx, double dy) {
+static void scrolled(GLFWwindow* window, double dx, double dy) {
   double x, y;
   glfwGetCursorPos(window, &x, &y);
   oq_surface_scroll(game.surface, x, y, -40 * dx, -40 * dy);
@@ -138,24 +138,24 @@ static void scrolled(GLFWwindow *window, double dx, double dy) {
 
 /* ---- The window */
 
-static void resized(GLFWwindow *window) {
+static void resized(GLFWwindow* window) {
   int width, height, pixels, unused;
   glfwGetWindowSize(window, &width, &height);
   glfwGetFramebufferSize(window, &pixels, &unused);
   if (width > 0) oq_surface_set_size(game.surface, width, height, (double)pixels / width);
 }
 
-static void size_changed(GLFWwindow *window, int width, int height) {
+static void size_changed(GLFWwindow* window, int width, int height) {
   (void)width, (void)height;
   resized(window);
 }
 
-static void minimised(GLFWwindow *window, int is_minimised) {
+static void minimised(GLFWwindow* window, int is_minimised) {
   (void)window;
   oq_surface_set_visible(game.surface, !is_minimised);
 }
 
-static void focused(GLFWwindow *window, int is_focused) {
+static void focused(GLFWwindow* window, int is_focused) {
   (void)window;
   oq_surface_set_focused(game.surface, is_focused);
 }

@@ -5,19 +5,19 @@
 #include <oqsdk/c/gtk.h>
 #include <oqsdk/c/oqsdk.h>
 
-static void pressed(GtkButton *button, gpointer data) {
+static void pressed(GtkButton* button, gpointer data) {
   (void)button, (void)data;
   if (oq_record("buy", NULL) != OQ_OK) g_warning("%s", oq_last_error()); /* an event may show a message */
 }
 
-static void activate(GtkApplication *application, gpointer data) {
+static void activate(GtkApplication* application, gpointer data) {
   (void)data;
-  GtkWidget *button = gtk_button_new_with_label("Buy");
+  GtkWidget* button = gtk_button_new_with_label("Buy");
   gtk_widget_set_halign(button, GTK_ALIGN_CENTER);
   gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
   g_signal_connect(button, "clicked", G_CALLBACK(pressed), NULL);
 
-  GtkWidget *window = gtk_application_window_new(application);
+  GtkWidget* window = gtk_application_window_new(application);
   gtk_window_set_title(GTK_WINDOW(window), "First window");
   gtk_window_set_default_size(GTK_WINDOW(window), 390, 700);
   gtk_window_set_child(GTK_WINDOW(window), button);
@@ -31,8 +31,8 @@ static void activate(GtkApplication *application, gpointer data) {
   gtk_window_present(GTK_WINDOW(window));
 }
 
-int main(int argc, char **argv) {
-  GtkApplication *application = gtk_application_new("com.example.FirstWindow", G_APPLICATION_DEFAULT_FLAGS);
+int main(int argc, char** argv) {
+  GtkApplication* application = gtk_application_new("com.example.FirstWindow", G_APPLICATION_DEFAULT_FLAGS);
   g_signal_connect(application, "activate", G_CALLBACK(activate), NULL);
   const int status = g_application_run(G_APPLICATION(application), argc, argv);
   g_object_unref(application);

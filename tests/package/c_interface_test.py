@@ -13,24 +13,24 @@ HEADERS = pathlib.Path(__file__).resolve().parents[2] / "include/oqsdk/c"
 RECORDED = pathlib.Path(__file__).with_name("c_interface.txt")
 
 
+def plain(declaration):
+    """The declaration without differences of formatting."""
+    return re.sub(r"\s*\*\s*", " *", " ".join(declaration.split())).replace("( *", "(*")
+
+
 def interface(header):
     """Returns the lines that describe the header's declarations, and the names of its functions."""
     text = re.sub(r"/\*.*?\*/|^\s*#[^\n]*", "", header.read_text(encoding="utf-8"), flags=re.S | re.M)
     lines, names = [], []
     for declaration in re.findall(r"(?:OQ_API|__attribute__\(\(.*?\)\)) ([^;]+);", text):
-        lines.append("function " + " ".join(declaration.split()))
+        lines.append("function " + plain(declaration))
         names.append(re.search(r"(\w+)\((?!\*)", declaration).group(1))
     for kind, tag, body in re.findall(r"\b(enum|struct)\s*(\w*)\s*\{(.*?)\}", text, flags=re.S):
         if kind == "enum":
-            lines += [f"enum {' '.join(entry.split())}" for entry in body.split(",") if entry.strip()]
+            lines += [f"enum {plain(entry)}" for entry in body.split(",") if entry.strip()]
         else:
-            # "double x, y" declares two fields.
-            fields = [" ".join(field.split()) for field in body.split(";") if field.strip()]
-            single = []
-            for field in fields:
-                first, *others = re.split(r",\s*(?![^(]*\))", field)
-                single += [first] + [f"{first.rsplit(' ', 1)[0]} {other}" for other in others]
-            lines += [f"field {tag} {place} {field}" for place, field in enumerate(single)]
+            fields = [plain(field) for field in body.split(";") if field.strip()]
+            lines += [f"field {tag} {place} {field}" for place, field in enumerate(fields)]
     return lines, names
 
 

@@ -19,7 +19,7 @@ G_BEGIN_DECLS
  *
  * Returns: whether the window is attached; %TRUE also if it was attached before
  */
-__attribute__((visibility("default"))) gboolean oqsdk_gtk_attach(GtkWindow *window, GError **error);
+__attribute__((visibility("default"))) gboolean oqsdk_gtk_attach(GtkWindow* window, GError** error);
 
 /**
  * oqsdk_gtk_attach_full:
@@ -27,7 +27,8 @@ __attribute__((visibility("default"))) gboolean oqsdk_gtk_attach(GtkWindow *wind
  * @application: (nullable): names the data folder and is written into logs; %NULL: the id of the GApplication, or else
  *   the name of the program
  * @version: (nullable): the application's version, for logs
- * @data_folder: (nullable) (type filename): for everything that is stored; %NULL: the XDG data folder of the application
+ * @data_folder: (nullable) (type filename): for everything that is stored; %NULL: the XDG data folder of the
+ * application
  * @maximum_scale: messages are laid out on a stage 375 points wide; in a window that is at least as wide as it is high
  *   it is enlarged at most by this factor. 0: the default, 1.5
  * @error: why it failed
@@ -36,9 +37,9 @@ __attribute__((visibility("default"))) gboolean oqsdk_gtk_attach(GtkWindow *wind
  *
  * Returns: whether the window is attached; %TRUE also if it was attached before
  */
-__attribute__((visibility("default"))) gboolean oqsdk_gtk_attach_full(GtkWindow *window, const char *application,
-                                                                      const char *version, const char *data_folder,
-                                                                      double maximum_scale, GError **error);
+__attribute__((visibility("default"))) gboolean oqsdk_gtk_attach_full(GtkWindow* window, const char* application,
+                                                                      const char* version, const char* data_folder,
+                                                                      double maximum_scale, GError** error);
 
 G_END_DECLS
 #endif
