@@ -266,13 +266,14 @@ TEST_F(CInterface, CallbacksMayCallTheLibraryAndThrow) {
     results.push_back(oq_surface_free(surface));
     results.push_back(oq_set_handlers(nullptr));
     results.push_back(oq_surface_free(surface));
+    isFrameWanted = false;  // there is no surface to paint any more
     throw std::runtime_error("after all that");
   };
   ASSERT_EQ(oq_record("buy", nullptr), OQ_OK);
   ASSERT_TRUE(runUntil([&] { return !results.empty() || !surface; }));
   EXPECT_EQ(results, (std::vector<int>{OQ_ERROR_STATE, OQ_ERROR_STATE, OQ_OK, OQ_OK, OQ_OK, OQ_ERROR_ARGUMENT}));
   inCallback = nullptr;
-  isFrameWanted = false;
+  EXPECT_FALSE(isFrameWanted);
   oq_pump(1);
   EXPECT_EQ(released, 2) << "the surface's and the handlers', after their last callback";
   EXPECT_EQ(oq_surface_state(surface), 0u);
