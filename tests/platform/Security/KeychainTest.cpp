@@ -10,10 +10,12 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <future>
 
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/System/SessionBus.h"
 #include "MessageUI/PortalMail.h"
 #include "Security/BoundedOperation.h"
 #include "Security/FileKeychainStore.h"
@@ -227,11 +229,15 @@ TEST_F(FileKeychain, RejectsInvalidRequests) {
   SecItemResult result;
   EXPECT_EQ(SecItemCopyMatching({}, result), errSecParam);
   EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), JSONValue("inet")}}, result), errSecParam);
-  const std::pair<std::string_view, PropertyValue> wrong[] = {
-      {"unknown", "x"},           {kSecAttrGeneric, JSONValue(1)},
-      {kSecAttrGeneric, Data{1}}, {kSecAttrGeneric, "\xff"},
-      {kSecValueData, "text"},    {kSecMatchLimit, "m_LimitAll"},
-      {kSecReturnData, "yes"},    {kSecAttrLabel, JSONValue(std::string_view("a\0b", 3))}};
+  const std::pair<std::string_view, PropertyValue> wrong[] = {{"unknown", "x"},
+                                                              {kSecAttrGeneric, JSONValue(1)},
+                                                              {kSecAttrGeneric, Data{1}},
+                                                              {kSecAttrGeneric, "\xff"},
+                                                              {kSecValueData, "text"},
+                                                              {kSecMatchLimit, "m_LimitAll"},
+                                                              {kSecReturnData, "yes"},
+                                                              {kSecReturnData, JSONValue(1)},
+                                                              {kSecAttrLabel, JSONValue(std::string_view("a\0b", 3))}};
   for (const auto& [key, value] : wrong) {
     EXPECT_EQ(SecItemCopyMatching(item({{key, value}}), result), errSecParam) << key;
     EXPECT_EQ(SecItemAdd(item({{key, value}})), errSecParam) << key;
@@ -256,6 +262,12 @@ TEST_F(KeychainTest, UsesTheFileWithoutAUsableSessionBus) {
     EXPECT_STREQ(chooseKeychainStore()->name(), "file");
     EXPECT_FALSE(PortalMail::isAvailable());
   }
+  setBusAddress(nullptr);
+  ::setenv("XDG_RUNTIME_DIR", (folder / ".").c_str(), 1);
+  EXPECT_EQ(sessionBusAddress(), "unix:path=" + (folder / "./bus").string());
+  std::filesystem::remove(folder / "bus");
+  std::ofstream(folder / "bus") << "not a socket";
+  EXPECT_EQ(sessionBusAddress(), "");
 }
 
 TEST(BoundedOperation, EndsWithTheOperationOrSoonAfterCancellingIt) {

@@ -30,7 +30,9 @@ class SilentEngine : public WebEngine {
     std::string url() const override { return ""; }
     bool canGoBack() const override { return false; }
     void goBack() override { ADD_FAILURE(); }
-    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)>) override {}
+    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)> done) override {
+      done(std::nullopt);
+    }
     void viewMoved(UIView&) override {}
     SilentEngine& _engine;
   };
@@ -88,6 +90,20 @@ TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {
   EXPECT_TRUE(delegate->log.empty());
   runMainQueue();
   EXPECT_EQ(delegate->log, (Log{"started", "started", "failed -1002"}));
+}
+
+TEST_F(WKWebViewTest, ScriptsThatThrowAndHostsWithoutAnEngineAreReportedAsErrors) {
+  std::optional<Error> thrown;
+  view->evaluateJavaScript("throw 1", [&](const JSONValue&, const std::optional<Error>& error) { thrown = error; });
+  EXPECT_EQ(thrown.value_or(Error{}).code, 4);
+
+  setWebEngine(nullptr);
+  const auto other = makeMainObject<WKWebView>(CGRectMake(0, 0, 100, 200), std::make_shared<WKWebViewConfiguration>());
+  const auto delegate = std::make_shared<Delegate>();
+  other->setNavigationDelegate(delegate);
+  other->loadRequest(URL::withString("https://a.example/"));
+  runMainQueue();
+  EXPECT_EQ(delegate->log, (Log{"started", "failed -1"}));
 }
 
 TEST_F(WKWebViewTest, ReloadRepeatsALoadThatFailedBeforeTheCommit) {

@@ -83,6 +83,9 @@ TEST_F(ServerAddress, VariableCountsOnlyWhereItIsAllowed) {
   for (int request : {1, 2}) EXPECT_EQ(target(), before) << request;
   ASSERT_EQ(warnings.size(), 1u);
   EXPECT_NE(warnings[0].find("OQSDK_SERVER"), std::string::npos) << warnings[0];
+  ::unsetenv("OQSDK_SERVER");
+  OQServerAddress::allowEnvironmentVariable(true);
+  EXPECT_EQ(target(), before);
 }
 
 }  // namespace

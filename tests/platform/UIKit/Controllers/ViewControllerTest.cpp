@@ -112,6 +112,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_FALSE(window->wantsTouchAt(outside));
   EXPECT_EQ(surroundingsColor(*window, 1).alpha, 0);
   EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
+  EXPECT_EQ(navigation->navigationBar()->frame().origin, CGPoint());
 }
 
 TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {

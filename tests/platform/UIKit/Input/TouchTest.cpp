@@ -138,6 +138,7 @@ TEST_F(TouchTest, TapHandlerMayDestroyItsView) {
   up(10, 10);
   EXPECT_TRUE(watched.expired());
   EXPECT_EQ(token.use_count(), 1);
+  EXPECT_FALSE(UITapGestureRecognizer(nullptr).activate());
 }
 
 TEST_F(TouchTest, ScrollViewTakesOverVerticalDrags) {
