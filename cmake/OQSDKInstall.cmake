@@ -80,10 +80,27 @@ oqsdk_library(oqsdk_headless NAME headless RUNTIME library DEVELOPMENT developme
                       HEADERS ${OQSDK_HEADLESS_HEADERS})
 oqsdk_library(oqsdk_c NAME c RUNTIME c DEVELOPMENT c_development PKG_CONFIG oqsdk-c C_INTERFACE 1
                       HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/c/oqsdk.h)
+oqsdk_library(oqsdk_gobject NAME gobject RUNTIME gobject DEVELOPMENT c_development PKG_CONFIG oqsdk-gobject
+                      C_INTERFACE 1 HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/c/gobject.h)
 if(TARGET oqsdk_gtk)
   oqsdk_library(oqsdk_gtk NAME gtk RUNTIME gtk DEVELOPMENT gtk_development PKG_CONFIG oqsdk-gtk
                         C_FUNCTIONS oqsdk_gtk_*
                         HEADERS ${OQSDK_GTK_HEADERS})
+endif()
+
+set(OQSDK_INSTALLS_INTROSPECTION FALSE)
+if(BUILD_SHARED_LIBS AND OQSDK_BUILD_INTROSPECTION)
+  set(OQSDK_INSTALLS_INTROSPECTION ${OQSDK_INSTALL})
+  oqsdk_introspect(oqsdk_gobject Oqsdk ${OQSDK_INTROSPECTION})
+  if(TARGET oqsdk_gtk)
+    oqsdk_introspect(oqsdk_gtk OqsdkGtk ${OQSDK_GTK_INTROSPECTION})
+  endif()
+  if(OQSDK_INSTALL)
+    oqsdk_install_introspection(Oqsdk PACKAGE oqsdk-gobject RUNTIME introspection DEVELOPMENT c_development)
+    if(TARGET oqsdk_gtk)
+      oqsdk_install_introspection(OqsdkGtk PACKAGE oqsdk-gtk-c RUNTIME gtk_introspection DEVELOPMENT gtk_development)
+    endif()
+  endif()
 endif()
 
 # For programs in C, which do not need the headers of GTK's C++ binding.

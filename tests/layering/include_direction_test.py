@@ -24,7 +24,7 @@ SRC_ORDER = ["Utils", "Hooks", "Model", "Storage", "Matching", "Requests", "Page
 # The library headers that a folder may include. Folders that are not listed may include any.
 LIBRARIES = {
     "include": re.compile(r"[a-z_]+"),
-    "include/oqsdk/c": re.compile(r"std(bool|def|int)\.h|gtk/gtk\.h"),
+    "include/oqsdk/c": re.compile(r"std(bool|def|int)\.h|gtk/gtk\.h|glib-object\.h"),
     "include/oqsdk/gtk": re.compile(r"[a-z_]+|gtkmm/.*"),
     "platform": re.compile(r"(?!gtk|gdk/|gdkmm|glibmm|giomm|webkit).*"),
     "src": re.compile(r"[a-z_]+|boost/(json|container)/.*"),

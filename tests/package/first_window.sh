@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # The guide's example on an X display: a server with one campaign, the program, a press of its button and one of the
-# message's button. Succeeds when the server receives both reports. Writes a picture with the program's name.
-#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE
+# message's button. Succeeds when the server receives both reports and, if LINE is given, when the program prints this
+# line. Writes a picture with the program's name.
+#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE [LINE]
 set -euo pipefail
 program=$(realpath "$1") example=$(realpath "$2")
 folder=$(mktemp -d)
@@ -47,4 +48,5 @@ until_true 30 reported impDialog
 import -silent -window root "$(basename "$program").png"
 press 540  # the message's button
 until_true 30 reported clickDialog
+if [[ $# -gt 2 ]]; then until_true 30 grep -qx "$3" "$folder/program.log"; fi
 grep -E "impDialog|clickDialog" "$folder/server.log"

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Each public header compiles alone, as C++17 or C99 and without warnings: headers_test.py FLAG... -- COMPILER...
-FLAG... are the additional flags that the headers of the GTK host need."""
+FLAG... are the additional flags that the headers of the GTK host and of the GObject need."""
 import concurrent.futures
 import os
 import pathlib
@@ -44,20 +44,23 @@ def compile_alone(compiler, flags, code, language=("-std=c++17", "-x", "c++")):
                           input=code, capture_output=True, text=True).stderr
 
 
+def flags_of(header, otherwise):
+    return GTK if "gtk" in str(header) or header.name == "gobject.h" else otherwise
+
+
 class Headers(unittest.TestCase):
     def test_each_compiles_alone(self):
         headers = [header.relative_to(ROOT / "include") for header in (ROOT / "include").rglob("*.h")]
         jobs = [("every header, used", WITHOUT, USES)]
         for header in headers:
-            flags = GTK if "gtk" in str(header) else WITHOUT
-            jobs.append((str(header), flags, f"#include <{header}>\n"))
+            jobs.append((str(header), flags_of(header, WITHOUT), f"#include <{header}>\n"))
         self.assertGreater(len(jobs), 12)
         c_headers = [header for header in headers if "c" in header.parts]
         self.assertTrue(c_headers)
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             runs = [(name, compiler, pool.submit(compile_alone, compiler, flags, code))
                     for compiler in COMPILERS for name, flags, code in jobs]
-            runs += [(f"{header} in C", compiler, pool.submit(compile_alone, compiler, GTK if "gtk" in header.name else [],
+            runs += [(f"{header} in C", compiler, pool.submit(compile_alone, compiler, flags_of(header, []),
                                                               f"#include <{header}>\n", ("-std=c99", "-x", "c")))
                      for compiler in COMPILERS for header in c_headers]
         self.assertEqual([(name, compiler, run.result()) for name, compiler, run in runs if run.result()], [])

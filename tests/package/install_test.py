@@ -62,10 +62,14 @@ class Installed(unittest.TestCase):
         self.run_program("cc", "-std=c99", CONSUMER / "main.c", "-o", "in-c", *flags, f"-Wl,-rpath,{where.parent}")
         self.assertIn(VERSION + ": application is NULL.", self.run_program("./in-c"))
         source = self.project("c-by-cmake", "enable_language(C)", "find_package(OQSDK REQUIRED COMPONENTS c)",
-                              f"add_executable(in-c {CONSUMER / 'main.c'})", "target_link_libraries(in-c OQSDK::c)")
+                              f"add_executable(in-c {CONSUMER / 'main.c'})", "target_link_libraries(in-c OQSDK::c)",
+                              "find_package(OQSDK REQUIRED COMPONENTS gobject)", "file(WRITE object.c",
+                              "\"#include <oqsdk/c/gobject.h>\\nint main(void) { return !OQSDK_TYPE_MESSAGES; }\")",
+                              "add_executable(object object.c)", "target_link_libraries(object OQSDK::gobject)")
         self.configure(source, "c-by-cmake/build")
         self.run_program("cmake", "--build", "c-by-cmake/build")
         self.run_program("c-by-cmake/build/in-c")
+        self.run_program("c-by-cmake/build/object")
 
     def test_the_first_programs_of_guide_and_readme_build_outside_the_tree(self):
         readme = (ROOT / "README.md").read_text(encoding="utf-8")
