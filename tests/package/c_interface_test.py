@@ -25,12 +25,12 @@ def interface(header):
     for declaration in re.findall(r"(?:OQ_API|__attribute__\(\(.*?\)\)) ([^;]+);", text):
         lines.append("function " + plain(declaration))
         names.append(re.search(r"(\w+)\((?!\*)", declaration).group(1))
-    for kind, tag, body in re.findall(r"\b(enum|struct)\s*(\w*)\s*\{(.*?)\}", text, flags=re.S):
+    for kind, tag, body, name in re.findall(r"\b(enum|struct)\s*(\w*)\s*\{(.*?)\}\s*(\w*)", text, flags=re.S):
         if kind == "enum":
             lines += [f"enum {plain(entry)}" for entry in body.split(",") if entry.strip()]
         else:
             fields = [plain(field) for field in body.split(";") if field.strip()]
-            lines += [f"field {tag} {place} {field}" for place, field in enumerate(fields)]
+            lines += [f"field {tag or name} {place} {field}" for place, field in enumerate(fields)]
     return lines, names
 
 
