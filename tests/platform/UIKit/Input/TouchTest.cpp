@@ -60,7 +60,7 @@ TEST_F(TouchTest, FrontMostTouchableViewIsHit) {
   }
 }
 
-TEST_F(TouchTest, TouchStaysWithItsViewAndEachViewHasOne) {
+TEST_F(TouchTest, TouchStaysWithItsViewAndAViewHasOneTouchAtATime) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   EXPECT_FALSE(window->wantsTouchAt({60, 60}));
   EXPECT_FALSE(down(60, 60)) << "passed to the host";
@@ -194,7 +194,7 @@ TEST_F(TouchTest, ScrollViewDeceleratesUntilTouched) {
     stepTo(host.time + rest);
     up(50, 40);
   };
-  drag();  // it moves another 500 points
+  drag();  // after the drag, deceleration alone would move the content by another 500 points
   EXPECT_EQ(shown(), 50);
   stepTo(host.time + 0.2);
   const double stopped = shown();
