@@ -20,7 +20,7 @@ class FakePortal {
     /// The attachments in order: file name and content.
     std::vector<std::pair<std::string, std::string>> files;
   };
-  /// The manners are JSON, as fake_portal.py describes them.
+  /// `manners` is JSON that configures the behaviour of the portal; fake_portal.py describes its keys.
   explicit FakePortal(const std::string& manners = "{}");
   ~FakePortal();
   FakePortal(const FakePortal&) = delete;

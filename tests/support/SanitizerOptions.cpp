@@ -35,8 +35,8 @@ SANITIZER_HOOK __tsan_default_options() {
 }
 
 // These libraries are not built for the sanitizer, so it does not see their synchronisation. For cairo and OpenSSL only
-// reports of races are suppressed, since other libraries rely on the locks of these two. This is enough because they do
-// not call our code.
+// reports of races are suppressed: "called_from_lib" would also hide their locks, on which other libraries rely.
+// Suppressing reports is enough for these two, because they do not call our code.
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
          "called_from_lib:libcpp-httplib.so\n"
