@@ -59,7 +59,7 @@ class CommandFixture {
   Commands _commands;
 };
 
-/// Runs the fixture until the application ends. Prints "left" after both are destroyed.
+/// Runs the fixture until the application ends. Then destroys the fixture and prints "left".
 inline int runFixture(const std::string& identifier, std::unique_ptr<CommandFixture> fixture) {
   auto application = Gtk::Application::create(identifier, Gio::Application::Flags::NON_UNIQUE);
   application->signal_activate().connect([&] {
