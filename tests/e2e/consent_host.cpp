@@ -98,7 +98,8 @@ int main(int argc, char** argv) {
   HeadlessHost::Options options;
   options.dataDirectory = argv[1];
   HeadlessHost host(options);
-  // What a host does before it starts the library, which learns only then that consent is required.
+  // What a host may do before it starts the library. Only start() tells the library that consent is required, so these
+  // calls must change nothing either.
   Messages::setLogHandler([](Messages::LogLevel, std::string_view) {});
   Messages::setHandlers({});
   Messages::setLogFileLimit(1 << 20);
