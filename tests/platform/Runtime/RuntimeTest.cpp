@@ -73,7 +73,7 @@ TEST(Runtime, ClassesAreRegisteredByNameBeforeMain) {
 }
 
 // The names are part of the interface: a host may look up a class by its name.
-TEST(Runtime, ClassesOfThePlatformHaveTheirNames) {
+TEST(Runtime, PlatformClassesCanBeLookedUpByName) {
   for (const char* name :
        {"Object", "UIView", "UIWindow", "UILabel", "UIImageView", "UIControl", "UIButton", "UIScrollView",
         "UIProgressView", "UIRefreshControl", "UIViewController", "UINavigationController", "UINavigationBar",

@@ -281,7 +281,7 @@ class SecretServiceState : public KeychainTest, public testing::WithParamInterfa
   bool fileExists() const { return std::filesystem::exists(folder / "Keychain"); }
 };
 
-TEST_P(SecretServiceState, StateDecidesTheStore) {
+TEST_P(SecretServiceState, ServiceStateDecidesTheStoreForTheWholeProcess) {
   const std::string state = GetParam();
   EXPECT_EQ(SecItemAdd(named("a")), errSecSuccess);
   EXPECT_EQ(fileExists(), state == "locked" || state == "missing" || state == "frozen");

@@ -20,7 +20,7 @@
 #include "support/ScratchFolder.h"
 #include "support/TestCertificates.h"
 
-/// Kept connections that end between requests.
+/// Tests of kept connections that end between requests, and of the next request.
 namespace oq {
 namespace {
 

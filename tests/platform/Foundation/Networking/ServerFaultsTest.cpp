@@ -121,7 +121,7 @@ TEST_F(ServerFaults, SlowTrickleEndsAtWholeTransferLimit) {
 }
 
 // The server does nothing until start() has returned: if start() waited, this test would not end.
-TEST_F(ServerFaults, StartDoesNotBlock) {
+TEST_F(ServerFaults, StartDoesNotWaitForTheServer) {
   std::promise<void> handedOver;
   auto returned = handedOver.get_future().share();
   RawServer server([&](RawServer::Connection& connection) {

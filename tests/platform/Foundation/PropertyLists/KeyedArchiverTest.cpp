@@ -96,7 +96,7 @@ TEST(KeyedArchiver, AllKindsOfValuesRoundTrip) {
   }
 }
 
-TEST(KeyedArchiver, HasTheStandardLayout) {
+TEST(KeyedArchiver, OtherToolsReadArchivesInTheStandardLayout) {
   auto item = itemWith(JSONDictionary{{"k", "shared"}});
   Data data = archived({item, itemWith("shared"), item});
   EXPECT_EQ(python(R"(a = plistlib.load(open(path, 'rb'))

@@ -123,7 +123,7 @@ TEST_F(UserDefaultsTest, SuitesAndApplicationsHaveSeparateValues) {
   UserDefaults::standardUserDefaults()->setInteger(1, "k");
   UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-  // Applications whose identifier is the name of a suite, or a path to a suite's file.
+  // Applications whose identifiers resemble the name of a suite or the path of its file.
   suite()->setInteger(3, "k");
   for (const char* identifier : {"group.oqsdk", "%group.oqsdk", "../Preferences/group.oqsdk", "", "standard"}) {
     setMainBundle(identifier, "");
@@ -200,7 +200,7 @@ TEST_F(UserDefaultsTest, FailedWriteReturnsFalseAndChangesNothing) {
   EXPECT_EQ(suite()->objectForKey("k"), kNothing);
 }
 
-TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
+TEST_F(UserDefaultsTest, ValuesInAReadOnlyFolderCanBeRead) {
   const PropertyValue old = JSONValue("old");
   const auto allow = [&](const std::string& mode) {
     EXPECT_EQ(outputOf("chmod -R " + mode + " '" + folder.path().string() + "'"), "");

@@ -42,7 +42,7 @@ TEST_F(DateTest, ParsesOnlyTextThatMatchesTheFormatExactly) {
   EXPECT_GT(dateFromSecondsSince1970(1e300), currentDate());
 }
 
-TEST_F(DateTest, FormatsInTheDevicesZone) {
+TEST_F(DateTest, FormatsInTheSystemTimeZone) {
   DateFormatter formatter("yyyy-MM-dd HH:mm:ss.SSS (yyyy)");
   useZone("Asia/Shanghai");
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(0.5)), "1970-01-01 08:00:00.500 (1970)");

@@ -80,7 +80,7 @@ Views shownIn(UINavigationController& navigation) {
   return views;
 }
 
-TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
+TEST_F(ViewControllerTest, PushingAndPoppingAPageSendsItsAppearanceMessages) {
   auto offScreen = std::make_shared<UINavigationController>(third);
   offScreen->pushViewController(second, false);
   offScreen->popViewControllerAnimated(false);

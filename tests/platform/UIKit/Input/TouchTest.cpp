@@ -12,7 +12,7 @@ namespace {
 
 using Log = std::vector<std::string>;
 
-/// Records its touches; a test may set a callback.
+/// Records the phases of its touches and calls onTouch, if the test has set it, with each phase.
 class TouchView : public UIView {
  public:
   void touchesBegan(UITouch&) override { note("began"); }
@@ -231,7 +231,7 @@ class ControlTest : public TouchTest {
   Log log;
 };
 
-TEST_F(ControlTest, TouchesBecomeEvents) {
+TEST_F(ControlTest, TouchesBecomeControlEvents) {
   down(10, 10);
   EXPECT_TRUE(control->isHighlighted());
   move(10, 89);
