@@ -29,7 +29,8 @@ inline void resize(Gtk::Window& window, std::istream& in) {
   window.set_default_size(width, height);
 }
 
-/// A host that executes commands from its standard input. A line is the name of a command and its arguments.
+/// A host that executes commands from its standard input. A line is the name of a command and its
+/// arguments. After each line it prints "did " and the line.
 class CommandFixture {
  public:
   using Commands = std::map<std::string, std::function<void(std::istream&)>>;

@@ -250,7 +250,7 @@ class OnX11(Messages):
                     self.resize(after)
                     self.check_page(after)
 
-    def test_a_second_message_uses_the_same_stage(self):
+    def test_after_a_resize_a_second_message_uses_the_stage_of_the_first(self):
         self.start(1)
         self.resize((390, 844))
         self.show(3)

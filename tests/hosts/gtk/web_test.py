@@ -386,7 +386,7 @@ class WebPages(GtkTest):
             click(200, 44 + 350)
             fixture.await_page(title="One 一", reload=False, hidden=False)
 
-    def test_certificates_are_checked(self):
+    def test_pages_of_servers_with_untrusted_certificates_are_not_loaded(self):
         fixture = self.start()
         Handler.served.clear()
         with (Server(self.stranger.issue("localhost")) as unknown,

@@ -109,7 +109,7 @@ TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   const auto navigation = std::dynamic_pointer_cast<UINavigationController>(root);
   auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
   navigation->pushViewController(page, true);
-  // Assistive technology may treat the page as a dialog.
+  // To assistive technology the page is modal, as a message is. Unlike a message, it must be laid out again.
   navigation->view()->setAccessibilityViewIsModal(true);
   _host.advance(0.5);
   resize({1280, 800});
