@@ -11,7 +11,8 @@
 namespace oq::test {
 
 /// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
-/// their attachments, and responds as configured. Both are processes that end even if the test crashes.
+/// their attachments, and responds as configured. The bus and the portal are processes, which end even if the test
+/// crashes.
 class FakePortal {
  public:
   struct Mail {
