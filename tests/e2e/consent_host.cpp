@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A host application that requires the user's consent, controlled by lines on standard input. It is run under a tracer
-// of system calls.
+// A host application that can require the user's consent, controlled by lines on standard input. consent_test.py runs
+// it under a tracer of system calls.
 //
 //   start               starts the library
 //   use                 does what hosts, users and the clock can cause, and ten seconds of animation
