@@ -41,7 +41,7 @@ class CallScope {
 
 void setLastError(std::string_view reason) noexcept;
 
-// The rules of a call; each throws a Failure if its rule is broken.
+// Each of these functions checks a rule for calls of the C interface. It throws a Failure if the rule is broken.
 
 /// A host must be installed.
 void requireHost();

@@ -38,8 +38,8 @@ Struct readStruct(const Struct* given, std::size_t firstSize, const char* name) 
   return read;
 }
 
-/// The pointer that the program passed with its callbacks, and its function that is called when no callback can use the
-/// pointer any more. Callbacks share it.
+/// The data pointer that the program passed with its callbacks, and the program's function `release`, which is called
+/// when no callback can use the pointer any more. The callbacks that use the pointer share one CallerData.
 class CallerData {
  public:
   using Release = void (*)(void*);

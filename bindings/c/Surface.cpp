@@ -123,7 +123,8 @@ oq_element described(const AccessibleElement& element) {
 
 void remove(std::shared_ptr<oq_surface> surface) {
   surface->mute();
-  // During a callback, functions below it on the call stack may still use the surface, so it is destroyed later.
+  // During a callback, the functions that called it may still use the surface. It is destroyed later, on the main
+  // queue.
   if (CallScope::isNested()) DispatchQueue::main().async([surface = std::move(surface)] {});
 }
 
