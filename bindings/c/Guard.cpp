@@ -14,8 +14,9 @@ namespace oq::c {
 
 namespace {
 
-/// Not a std::string, so that it can be set when memory has run out.
 constexpr std::size_t kLongestReason = 255;
+/// Why the newest call on this thread has failed; "" if it has not. An array and not a std::string, so that it can be
+/// set when memory has run out.
 thread_local char lastError[kLongestReason + 1] = "";
 
 }  // namespace
@@ -24,7 +25,7 @@ thread_local int CallScope::_depth = 0;
 
 void setLastError(std::string_view reason) noexcept {
   std::size_t length = std::min(reason.size(), kLongestReason);
-  // Not in the middle of a character: the bytes after its first one begin with the bits 10.
+  // Does not cut off in the middle of a UTF-8 character: all bytes of a character but the first begin with the bits 10.
   while (length < reason.size() && length > 0 && (reason[length] & 0xC0) == 0x80) --length;
   std::copy_n(reason.data(), length, lastError);
   lastError[length] = '\0';

@@ -13,7 +13,7 @@
 
 namespace oq::c {
 
-/// Why a call fails. Thrown inside the library, and turned into an oq_result where it leaves it.
+/// The reason why a call fails. It is thrown inside the library. call() catches it and returns an oq_result instead.
 class Failure : public std::exception {
  public:
   Failure(oq_result result, std::string reason) : _result(result), _reason(std::move(reason)) {}
@@ -25,14 +25,14 @@ class Failure : public std::exception {
   std::string _reason;
 };
 
-/// While one exists, the calling thread is inside the library or in a callback of the program.
+/// While an instance exists, its thread is in a function of the C interface or in a callback that the library called.
 class CallScope {
  public:
   CallScope() { ++_depth; }
   ~CallScope() { --_depth; }
   CallScope(const CallScope&) = delete;
   CallScope& operator=(const CallScope&) = delete;
-  /// Whether the current call was made by a callback.
+  /// Whether the program has made the current call in a callback.
   static bool isNested() { return _depth > 1; }
 
  private:
@@ -41,21 +41,22 @@ class CallScope {
 
 void setLastError(std::string_view reason) noexcept;
 
-// The rules of a call; each throws a Failure if its rule is broken.
+// Each of these functions checks a rule for calls of the C interface. It throws a Failure if the rule is broken.
 
 /// A host must be installed.
 void requireHost();
 void requireMainThread();
 /// The call must not have been made by a callback.
 void requireNoCallback(const char* function);
-/// A string that must be there. `name` is used for the reason, as in the next function.
+/// The string must not be NULL or empty, and must be UTF-8. Returns a copy. `name` names the parameter in the reason.
 std::string required(const char* string, const char* name);
-/// A string that may be missing; then it is "".
+/// The string must be UTF-8 or NULL. Returns a copy; "" for NULL.
 std::string optional(const char* string, const char* name);
 void requireFinite(double number, const char* name);
 
-/// Runs the body of a function of the C interface. No exception leaves it; after one, the function returns what
-/// `otherwise` makes of the result. The forced unwinding of a cancelled thread is not stopped.
+/// Runs the body of a function of the C interface and returns its value. If the body throws, stores the reason for
+/// oq_last_error() and returns what `otherwise` returns for the oq_result. Only the forced unwinding of a cancelled
+/// thread passes through.
 template <class Body, class Otherwise>
 auto call(Body&& body, Otherwise&& otherwise) -> decltype(body()) {
   const CallScope scope;
@@ -90,7 +91,7 @@ oq_result call(Body&& body) {
       [](oq_result result) { return result; });
 }
 
-/// The same for a function that returns this value after an error.
+/// The same for a function that returns the value `otherwise` after an error.
 template <class Value, class Body>
 Value callOr(Value otherwise, Body&& body) {
   return call([&]() -> Value { return body(); }, [&](oq_result) { return otherwise; });

@@ -35,7 +35,7 @@ Handles<oq_page>& pages() {
   return all;
 }
 
-/// The program's callbacks. A copy of `handlers` is in each function that the library has.
+/// The program's callbacks and their data. Each function that the library stores in MessageHandlers holds a copy.
 struct Callbacks {
   oq_handlers handlers;
   std::shared_ptr<CallerData> caller;
@@ -58,7 +58,7 @@ bool present(const Callbacks& callbacks, const Message& message, const Value& co
   oq_reporter* handle = reporters().add(std::make_shared<oq_reporter>(oq_reporter{std::move(reporter)}));
   bool isPresented = false;
   callHost([&] { isPresented = callbacks(callbacks.handlers.present, message, content.json().c_str(), handle); });
-  // An error means that the callback has freed the reporter.
+  // If this fails, the callback has already freed the reporter.
   if (!isPresented) oq_reporter_free(handle);
   return isPresented;
 }

@@ -10,8 +10,8 @@
 
 namespace oq::c {
 
-/// The objects of one kind that the program holds pointers to. A pointer that was freed, or was never valid, is noticed
-/// before it is used. Thread-safe.
+/// The objects of one kind that the program holds pointers to. get() and take() refuse a pointer that was
+/// freed or was never valid. Thread-safe.
 template <class Object>
 class Handles {
  public:

@@ -17,12 +17,13 @@ using namespace oq::c;
 
 namespace {
 
-/// Throws a Failure with this error of the library; none if it is "".
+/// Throws a Failure with the error of the status, if the status is an error.
 void check(const Status& status, oq_result result = OQ_ERROR_ARGUMENT) {
   if (!status) throw Failure(result, status.error);
 }
 
-/// A JSON object of the program; nullptr stands for an empty one.
+/// Parses the program's JSON object; NULL stands for an empty one. `name` names the parameter in the reason of a
+/// Failure.
 Value objectIn(const char* json, const char* name) {
   if (!json) return Dictionary();
   std::string problem;
@@ -39,11 +40,11 @@ std::uint64_t checkedEnvironment(oq_environment environment) {
 }
 
 void checkSeconds(double seconds, const char* name) {
-  // Infinity is valid: without a limit.
+  // Infinity is valid and means that there is no limit.
   if (!(seconds >= 0)) throw Failure(OQ_ERROR_ARGUMENT, std::string(name) + " is negative or not a number.");
 }
 
-/// For a function that only passes a call on.
+/// For a function that only needs an installed host and passes the call on to the C++ interface, on any thread.
 template <class Body>
 oq_result forward(Body&& body) {
   return call([&] {
@@ -80,7 +81,7 @@ oq_result oq_shutdown(void) {
     forgetReporters();
     hidePages();
     freeSurfaces();
-    // Blocks that refer to the host.
+    // Blocks that still wait may refer to the host, so they run before it is destroyed.
     if (ProgramHost::shared()) DispatchQueue::drainMain();
     ProgramHost::uninstall();
   });

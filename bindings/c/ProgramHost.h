@@ -15,7 +15,7 @@ class ProgramHost : public SurfaceHost {
 
   /// nullptr before oq_init() and after oq_shutdown().
   static ProgramHost* shared();
-  /// Throws a Failure if there is none.
+  /// Throws a Failure if there is no host.
   static ProgramHost& required();
   static void install(const HostedApplication& application, bool animations);
   static void uninstall();

@@ -12,12 +12,13 @@
 
 namespace oq::c {
 
-/// The size of a struct as far as its first version went, without padding at its end. Fields that are appended later
-/// must not change the member named here.
+/// The size of a struct in the first version of the header, without padding at its end. `last` is the last field of
+/// that version, and stays the same when later versions append fields.
 #define OQ_FIRST_SIZE(type, last) (offsetof(type, last) + sizeof(type::last))
 
-/// Reads a struct of the program, which may be that of another version of the header. Fields that it does not have are
-/// 0. Fields that this library does not know must be 0. Throws a Failure if the size is wrong.
+/// Copies a struct of the program, which may have been compiled with another version of the header. Fields that the
+/// program's struct does not have are 0 in the copy. Throws a Failure if the struct is NULL, if its size is wrong, or
+/// if a field that this library does not know is not 0.
 template <class Struct>
 Struct readStruct(const Struct* given, std::size_t firstSize, const char* name) {
   // No version of a struct is larger. The limit keeps a wrong size from reading far beyond the struct.
@@ -37,8 +38,8 @@ Struct readStruct(const Struct* given, std::size_t firstSize, const char* name) 
   return read;
 }
 
-/// The pointer that the program passed with its callbacks, and its function that is called when no callback can use the
-/// pointer any more. Callbacks share it.
+/// The data pointer that the program passed with its callbacks, and the program's function `release`, which is called
+/// when no callback can use the pointer any more. The callbacks that use the pointer share one CallerData.
 class CallerData {
  public:
   using Release = void (*)(void*);
@@ -51,7 +52,7 @@ class CallerData {
   CallerData& operator=(const CallerData&) = delete;
 
   void* get() const { return _data; }
-  /// The library has accepted the callbacks. Before, `release` would not be called.
+  /// To be called after the library has accepted the callbacks. After a failed call, `release` is not called.
   void accept(Release release) { _release = release; }
 
  private:

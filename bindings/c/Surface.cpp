@@ -28,7 +28,7 @@ struct oq_surface final : private HostSurface::Client {
 
   HostSurface& layer() { return _surface; }
   void accept() { _caller->accept(_options.release); }
-  /// No callback is called any more.
+  /// Afterwards no callback is called. Drops the reference to the data of the callbacks.
   void mute() {
     _options.frame_wanted = nullptr;
     _options.changed = nullptr;
@@ -123,7 +123,8 @@ oq_element described(const AccessibleElement& element) {
 
 void remove(std::shared_ptr<oq_surface> surface) {
   surface->mute();
-  // The library may be using the surface further down the stack.
+  // During a callback, the functions that called it may still use the surface. It is destroyed later, on the main
+  // queue.
   if (CallScope::isNested()) DispatchQueue::main().async([surface = std::move(surface)] {});
 }
 

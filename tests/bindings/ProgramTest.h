@@ -70,7 +70,8 @@ class ProgramTest : public WorldTest {
     ASSERT_TRUE(network->settle());
     oq_pump(1);
   }
-  /// Runs the loop, which sleeps until it is woken or the next frame is due. Returns false after half a minute.
+  /// Runs the loop until the condition is true. Each pass sleeps until the library wakes it, until the time that
+  /// oq_pump() has returned, or for 50 ms. Returns false after half a minute.
   [[nodiscard]] bool runUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!condition()) {

@@ -53,7 +53,7 @@ def await_idle_end(port):
 class Host:
     def __init__(self, folder, authority, environment=DEVELOPMENT):
         self.folder = folder / "host"
-        # Logs are named after the second of their start, so an earlier one could be taken for this host's.
+        # log() reads the only file in the folder, so the logs of earlier hosts are removed first.
         for log in self.logs():
             log.unlink()
         self.errors = tempfile.TemporaryFile("w+", encoding="utf-8")
@@ -87,7 +87,7 @@ class Host:
         return [entry.rstrip("\n") for entry in entries[1:]]
 
     def quit(self):
-        """Returns the exit status and what was printed on the standard error."""
+        """Ends the host. Returns its exit status and what it printed on the standard error."""
         self.process.stdin.close()
         status = self.process.wait(timeout=30)
         self.errors.seek(0)
@@ -210,7 +210,8 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(third.quit(), (0, ""))
 
     def await_offer(self, host, probe):
-        """Waits until the host's reports have ids."""
+        """Waits until the host's reports have ids: the server's response to the login has then offered to store each
+        report only once."""
         def arrived():
             return any("id" in event for event in self.events() if event["xcontext"].get("item") == probe)
         until(lambda: arrived() or host.do("record add_to_cart item=" + probe), lambda: probe)

@@ -35,7 +35,8 @@ def interface(header):
 
 
 def exported(library):
-    """The C functions of the library with their versions. Other versions are those of functions in C++."""
+    """The C functions that the library exports, as NAME@@VERSION. Left out are C++ functions, which have the versions
+    OQSDK_0... and OQSDK_PRIVATE..."""
     listing = subprocess.run(["nm", "-D", "--defined-only", library], check=True, capture_output=True, text=True)
     return {line.split()[2] for line in listing.stdout.splitlines() if line.split()[1] != "A" and "@@OQSDK_0" not in line
             and "@@OQSDK_PRIVATE" not in line}

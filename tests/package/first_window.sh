@@ -32,7 +32,7 @@ export DISPLAY=:$(tr -d '\n' <"$folder/display") GDK_BACKEND=x11 GSK_RENDERER=ca
 export SSL_CERT_FILE=$folder/server/tls/ca.pem
 
 visible() { xdotool search --onlyvisible --name '^First window$' >/dev/null 2>&1; }
-# The root window is black.
+# The root window is black, so any other colour at its centre belongs to the program.
 drawn() { import -silent -window root -crop 80x40+155+330 +repage -format '%[fx:maxima]' info: | grep -qv '^0$'; }
 stored() { ls "$folder"/data/com.example.FirstWindow/"$1" >/dev/null 2>&1; }
 reported() { grep -q "$1" "$folder/server.log"; }

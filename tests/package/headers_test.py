@@ -12,9 +12,9 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 cut = sys.argv.index("--")
 GTK, COMPILERS = sys.argv[1:cut], sys.argv[cut + 1:]
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror"]
-# Programs without these features can be hosts, too. Only GTK 4's C++ binding needs them.
+# Programs without RTTI and exceptions can be hosts, too. Only GTK 4's C++ binding needs these features.
 WITHOUT = ["-fno-rtti", "-fno-exceptions"]
-# The templates of a header are only checked where they are used.
+# A compiler checks templates completely only where they are used, so this code uses those of the public headers.
 USES = """#include <memory>
 #include <oqsdk/oqsdk.h>
 namespace {
@@ -49,7 +49,7 @@ def flags_of(header, otherwise):
 
 
 class Headers(unittest.TestCase):
-    def test_each_compiles_alone(self):
+    def test_each_public_header_compiles_alone(self):
         headers = [header.relative_to(ROOT / "include") for header in (ROOT / "include").rglob("*.h")]
         jobs = [("every header, used", WITHOUT, USES)]
         for header in headers:

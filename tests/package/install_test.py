@@ -42,7 +42,7 @@ class Installed(unittest.TestCase):
         return self.run_program("cmake", "-G", "Ninja", "-S", source, "-B", self.folder / name,
                                 f"-DCMAKE_PREFIX_PATH={self.prefix}", *options, **how)
 
-    def test_a_program_of_ten_lines_finds_it_with_cmake(self):
+    def test_a_program_of_ten_lines_finds_the_library_with_cmake(self):
         self.configure(CONSUMER, "by-cmake")
         self.run_program("cmake", "--build", "by-cmake")
         self.run_program("by-cmake/consumer")
@@ -94,7 +94,7 @@ class Installed(unittest.TestCase):
             source = self.project("refused", text)
             self.assertIn(wanted, self.configure(source, "refused/build", "--fresh", succeeds=False))
 
-    def test_as_a_subproject_it_builds_only_the_libraries(self):
+    def test_as_a_subproject_only_the_libraries_are_built_and_nothing_is_installed(self):
         (self.folder / "program.cpp").write_text("int main() {}\n", encoding="utf-8")
         source = self.project("whole", f"add_subdirectory({ROOT} oqsdk)", "add_executable(program ../program.cpp)",
                               "target_link_libraries(program PRIVATE OQSDK::oqsdk OQSDK::headless OQSDK::gtk)")

@@ -97,7 +97,7 @@ TEST_F(CInterface, MessageIsPaintedAndItsButtonsWork) {
   EXPECT_EQ(released, 2);
 }
 
-TEST_F(CInterface, ProgramDrawsAMessageItself) {
+TEST_F(CInterface, ProgramCanDrawAMessageItselfAndReportWhatHappens) {
   static oq_reporter* reporter = nullptr;
   static std::string content;
   oq_handlers handlers = recordingHandlers();
@@ -125,7 +125,7 @@ TEST_F(CInterface, ProgramDrawsAMessageItself) {
   ASSERT_TRUE(runUntil([&] { return calls.size() == 3; }));
   EXPECT_EQ(calls, (Calls{"shown 1 buy", "clicked 5 1 buy", "https://shop.example/yes 1 buy"}));
 
-  // The library shows the next one.
+  // For the next message `present` returns false, so the library shows it.
   ASSERT_EQ(oq_record("leave", nullptr), OQ_OK);
   ASSERT_TRUE(runUntil([&] { return calls.size() == 4; }));
   EXPECT_NE(find("Yes").id, 0u);
@@ -160,14 +160,15 @@ TEST_F(CInterface, CallbacksMayCallTheLibraryAndThrow) {
   EXPECT_STRNE(oq_last_error(), "");
 }
 
-/// Each call must fail with this result and a reason.
+/// A call that must fail with this result, and with a reason in oq_last_error().
 struct BadCall {
   const char* name;
   oq_result expected;
   std::function<oq_result()> call;
 };
 
-/// For functions that return no oq_result: the result can be read from the reason only.
+/// The result of a bad call of a function that returns no oq_result. The call has failed as expected if `hasFailed` is
+/// true and oq_last_error() contains a reason.
 oq_result failed(bool hasFailed) {
   return hasFailed && *oq_last_error() ? OQ_ERROR_ARGUMENT : OQ_OK;
 }
@@ -260,8 +261,8 @@ TEST_F(CInterface, InvalidArgumentsAreRefusedWithAReason) {
   EXPECT_EQ(network->requests().size(), requests) << "nothing was sent";
 }
 
-TEST_F(CInterface, StructsOfOtherVersionsAreRead) {
-  // A program that was compiled with a newer header.
+TEST_F(CInterface, StructsOfNewerHeadersAreAcceptedIfTheirAddedFieldsAreZero) {
+  // As in a program that was compiled with a newer header, whose struct has one more field.
   struct Newer {
     oq_start_options known = OQ_START_OPTIONS_INIT;
     const char* added = nullptr;
@@ -274,7 +275,7 @@ TEST_F(CInterface, StructsOfOtherVersionsAreRead) {
   EXPECT_EQ(oq_start(&newer.known), OQ_OK) << oq_last_error();
 }
 
-TEST_F(CInterface, ThreadsAndTheEndAreChecked) {
+TEST_F(CInterface, CallsOnOtherThreadsOrAfterShutdownAreRefused) {
   makeSurface();
   start({});
   oq_page* page = oq_page_show("CartPage");
@@ -316,7 +317,7 @@ TEST_F(CInterface, ThreadsAndTheEndAreChecked) {
   EXPECT_TRUE(makeSurface());
 }
 
-TEST_F(CInterface, LogEntriesReachTheProgramUntilItEndsThat) {
+TEST_F(CInterface, LogEntriesReachTheHandlerUntilItIsRemoved) {
   static std::string log;
   log.clear();
   int releases = 0;

@@ -29,7 +29,8 @@ inline void resize(Gtk::Window& window, std::istream& in) {
   window.set_default_size(width, height);
 }
 
-/// A host that executes commands from its standard input. A line is the name of a command and its arguments.
+/// A host that executes commands from its standard input. A line is the name of a command and its
+/// arguments. After each line it prints "did " and the line.
 class CommandFixture {
  public:
   using Commands = std::map<std::string, std::function<void(std::istream&)>>;
@@ -59,7 +60,7 @@ class CommandFixture {
   Commands _commands;
 };
 
-/// Runs the fixture until the application ends. Prints "left" after both are destroyed.
+/// Runs the fixture until the application ends. Then destroys the fixture and prints "left".
 inline int runFixture(const std::string& identifier, std::unique_ptr<CommandFixture> fixture) {
   auto application = Gtk::Application::create(identifier, Gio::Application::Flags::NON_UNIQUE);
   application->signal_activate().connect([&] {

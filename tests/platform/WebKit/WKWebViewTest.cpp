@@ -38,7 +38,7 @@ class SilentEngine : public WebEngine {
   };
 };
 
-/// Allows only responses with status 200.
+/// Records navigations. Allows responses with status 200, and makes no decision about others.
 class Delegate final : public WKNavigationDelegate {
  public:
   void didStartProvisionalNavigation(WKWebView&) override {
@@ -80,7 +80,7 @@ TEST_F(WKWebViewTest, WithoutADelegateDialogsAreCancelledAndResponsesShown) {
   EXPECT_FALSE(engine.client->pageMayShow({"", "text/html", 404})) << "the delegate did not decide";
 }
 
-TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {
+TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherLoadFollows) {
   const auto delegate = std::make_shared<Delegate>();
   view->setNavigationDelegate(delegate);
   const auto load = [&] { view->loadRequest(URL::withString("http://a.example/")); };

@@ -12,7 +12,7 @@ namespace {
 using Log = std::vector<std::string>;
 using Views = std::vector<std::shared_ptr<UIView>>;
 
-/// Records its messages in a shared log.
+/// A view controller that records its appearance messages in a log that all pages of a test share.
 class Page : public UIViewController {
   OQ_CLASS(Page)
 
@@ -80,7 +80,7 @@ Views shownIn(UINavigationController& navigation) {
   return views;
 }
 
-TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
+TEST_F(ViewControllerTest, PushingAndPoppingAPageSendsItsAppearanceMessages) {
   auto offScreen = std::make_shared<UINavigationController>(third);
   offScreen->pushViewController(second, false);
   offScreen->popViewControllerAnimated(false);
