@@ -69,7 +69,7 @@ TEST(DecisionLog, KeepsTheNewestEntries) {
   }
   EXPECT_EQ(linesOf(publicView(log.entries())), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
   const std::string longest(94, 'x');
-  event.setXwhat(JSONValue(longest + "键"));  // the limit is inside the last character
+  event.setXwhat(JSONValue(longest + "键"));  // the log cuts names at 95 bytes, here inside the last character
   log.record(OQDecision::Waiting, &event);
   event.setXwhat(JSONValue(5));
   log.record(OQDecision::Waiting, &event);
@@ -107,7 +107,7 @@ TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
   }
 }
 
-TEST_F(EngineTest, ActionsAreLoggedAndReported) {
+TEST_F(EngineTest, WindowActionsAreLoggedAndReported) {
   struct Case {
     std::int64_t code;
     std::vector<std::string> entries;
@@ -146,7 +146,7 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   }
 }
 
-TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
+TEST_F(EngineTest, ReportsPushMessagesAndAlsoAWindowWithoutTypeAndId) {
   const JSONValue msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
   settle();
@@ -222,7 +222,7 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
-TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
+TEST_F(EngineTest, WindowIsReadyOncePerRunUnlessItsActivationIsCleared) {
   deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view", {{"count", 3}})});
   const auto windows = engine->inAppDataArray();
   engine->_showWindowWithData(windows->at(0));
@@ -231,7 +231,8 @@ TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
   EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"});
   EXPECT_TRUE(engine->readyToShowWithData(*windows->at(1)));
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(1)));
-  // The call has an effect only while treeNodesInit() is false, and never on windows that the user closed.
+  // clearTreeNodeActivateState() has an effect only while treeNodesInit() is false, and never on windows that the user
+  // closed.
   engine->recordTree()->findTreeNodeById(8)->setUserClosed(true);
   engine->clearTreeNodeActivateState();
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(0)));

@@ -71,7 +71,8 @@ TEST_F(EngineListsTest, WindowsAreFetchedOncePerCalendarDay) {
   EXPECT_EQ(sent(inAppPath), 2u);
 }
 
-/// Also with a list that is fetched by the daily rule: no start fetches it twice.
+/// A server that offers the extension "tester" at login may mark the user as a tester ("tester": true). A start at
+/// which the daily rule also wants the window list fetches the list only once.
 TEST_F(EngineListsTest, TestersFetchListsAtEveryStartAndOnReturningToTheForeground) {
   const auto countsAfter = [&](const std::function<void()>& action) {
     const auto windows = sent(inAppPath), subscriptions = sent(subscribePath);
@@ -102,7 +103,7 @@ TEST_F(EngineListsTest, TestersFetchListsAtEveryStartAndOnReturningToTheForegrou
   for (const char* path : {inAppPath, subscribePath})
     EXPECT_EQ(network->requests(path).back().json.at("extensions"), names);
   EXPECT_EQ(returnToForeground(), Counts(1, 1));
-  // The offer of one server does not hold for the server of another environment.
+  // An extension that the server of one environment offered is not used with the server of another environment.
   OQUserDefaults::setEnvironment(OQEnvironmentTest);
   EXPECT_EQ(returnToForeground(), Counts(0, 0));
   OQUserDefaults::setEnvironment(OQEnvironmentProduction);
@@ -117,7 +118,7 @@ TEST_F(EngineListsTest, TestersFetchListsAtEveryStartAndOnReturningToTheForegrou
   EXPECT_EQ(start("", ""), Counts(1, 1));
 }
 
-TEST_F(EngineListsTest, FailedRequestsWriteTheDescribedLogEntries) {
+TEST_F(EngineListsTest, FailedRequestsAreLoggedAndChangeNoTokenOrList) {
   struct Case {
     ScriptedTransport::Answer answer;
     std::vector<std::string> entries;  ///< {data} is replaced by the kind of request
@@ -284,7 +285,7 @@ TEST_F(EngineTest, DamagedFilesCountAsEmptyAndAreReplacedByTheNextWrite) {
   }
 }
 
-TEST(PublicNames, AreTheDescribedOnes) {
+TEST(PublicNames, ClassNamesVersionAndBundleIdAreFixed) {
   EXPECT_STREQ(reinterpret_cast<const char*>(OQSDKVersionString), "@(#)PROGRAM:OQSDK  PROJECT:OQSDK-1\n");
   EXPECT_EQ(OQSDKVersionNumber, 1.0);
   EXPECT_EQ(OQSDKBundleId, "com.torvelin.oqsdk");

@@ -95,7 +95,7 @@ TEST_F(EnvironmentSwitch, AsksOnceInAnAccessibleAlertThatStaysCentred) {
   EXPECT_TRUE(card.x == 160 && std::abs(card.y - 284) < 0.5);
   EXPECT_TRUE(test::tapButton(host, "取消"));
   host.setActive(false);
-  OQUtils::changeEnvironment();  // without a window
+  OQUtils::changeEnvironment();  // has no effect without an active window
   host.advance(0.5);
   host.setActive(true);
   EXPECT_EQ(texts().size(), 0u);

@@ -25,12 +25,14 @@
 namespace oq::test {
 namespace {
 
-/// The display count of each window. Each process shows a window at most once.
+/// How often each window may be shown in total. Each process shows a window at most once.
 constexpr std::array<int, 4> counts = {1, 5, 8, 11};
 constexpr int kProcessWindows = static_cast<int>(counts.size());
 
-/// The outcome of an event, which a process reports through its pipe.
+/// What a process reports through its pipe: that it records an event (Recorded), or the event's outcome. Died: the
+/// process kills itself instead of showing the window.
 enum class Step : std::uint8_t { Recorded, Shown, Died, UsedUp, Busy };
+/// When processes die. BeforeTheFrame: after a display was counted, before the window is shown.
 enum class Deaths { None, BeforeTheFrame, AnyMoment };
 struct Report {
   Step step;
@@ -93,7 +95,7 @@ class CountingEngine : public OQSDKManager {
  private:
   void report(Step step, int window) { _pipe.write({step, static_cast<std::uint8_t>(window)}); }
   Pipe& _pipe;
-  int _showings;  ///< the number of windows before it kills its process
+  int _showings;  ///< the number of windows that it still shows before it kills its process
 };
 
 void enterApplication(const std::filesystem::path& folder) {
@@ -296,7 +298,7 @@ void stopOne() {
   EXPECT_EQ(countedIn(folder.path())[1], 1);
 }
 
-/// Runs the body in a separate program, since it forks processes.
+/// Runs the body in a newly started process: the body forks, which is not safe in a process with other threads.
 void inProgram(void (*body)()) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(

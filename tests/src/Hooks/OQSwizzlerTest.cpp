@@ -26,16 +26,16 @@ const Selector<void()> exchanged{"swizzlerTestExchanged"};
 
 struct EndlessLoop {};
 
-/// An object with a class created by the test, and a record of its calls. For the event "nested" the original sends
-/// another message, to the child if there is one.
+/// An object with a class created by the test, and a record of its calls. For the event "nested" the original method
+/// sends another message, to the child if there is one.
 class Receiver : public Object {
  public:
   explicit Receiver(Class* cls) : _class(cls) {}
   Class* class_() const override { return _class; }
   void save(const std::string& event = "e") { send(*this, saveUploadInfo, Value(1), event, nullptr); }
   void note(const std::string& call) { calls.push_back(call); }
-  /// Called first by each library's hook. In an endless loop, the exception ends the test's message, so the process
-  /// survives.
+  /// Each hook of another library calls this first. If hooks call each other without end, the exception ends the test's
+  /// message before the stack overflows.
   void enter() {
     if (++_entered > 40) throw EndlessLoop();
   }
@@ -151,7 +151,7 @@ TEST_F(Swizzler, GivesAnInheritingClassItsOwnMethod) {
 
 /// The second class takes over the record together with the first class's original implementation. If the classes are
 /// unrelated, this implementation is not called.
-TEST_F(Swizzler, SecondClassDropsTheBlocksOfTheFormerRecord) {
+TEST_F(Swizzler, HookOnASecondClassDropsTheBlocksOfTheFirst) {
   for (bool isRelated : {true, false}) {
     removeRecord();
     Class* first = makeClass({saving});
@@ -180,7 +180,7 @@ TEST_F(Swizzler, BlockGetsAScalarArgumentAsAValue) {
   EXPECT_THAT(receiver.calls, ElementsAre("original animated", "a"));
 }
 
-TEST_F(Swizzler, AddsAMissingMethodButOfScreensOnlyTheHook) {
+TEST_F(Swizzler, MissingUploadMethodIsAddedButAMissingScreenMethodThrows) {
   Class* cls = makeClass({});
   hook(cls, "a");
   EXPECT_EQ(logEntries().back(),
@@ -231,7 +231,7 @@ TEST_F(Swizzler, BlocksMayChangeHooksAndCallTheMethodAgain) {
   EXPECT_THAT(callsOf(cls), ElementsAre("original", "original", "added", "after"));
 }
 
-TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
+TEST_F(Swizzler, ConcurrentCallsReachTheOriginalOnceWhileHooksChange) {
   Class* cls = makeClass({saving});
   static std::atomic<IMP> below;
   below = method_getImplementation(methodOf(cls));
@@ -265,7 +265,7 @@ TEST_F(Swizzler, CallsStayCompleteWhileHooksChange) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(Swizzler, ExchangesTwoMethodsAndReachesTheSuperclassOfAnInheritedOne) {
+TEST_F(Swizzler, ExchangesTwoMethodsAndChangesTheSuperclassIfOneIsInherited) {
   const Selector<void()> other{"swizzlerTestOther"};
   const auto one = method<&Receiver::_exchangedOne>(exchanged), two = method<&Receiver::_exchangedTwo>(other);
   auto calls = [&](Class* cls) {
@@ -286,7 +286,7 @@ TEST_F(Swizzler, ExchangesTwoMethodsAndReachesTheSuperclassOfAnInheritedOne) {
   EXPECT_THAT(calls(base), ElementsAre("two"));
 }
 
-// Our hook on a method that other libraries replace, exchange and restore as well.
+// The rest of this file tests our hook on a method that other libraries also replace, exchange and restore.
 
 /// A message as another library's hook gets it.
 struct Message {
@@ -298,7 +298,7 @@ struct Message {
   void passTo(IMP former) const { Upload::typed(former)(self, selector, info, event, handler); }
 };
 
-/// The implementation that runs the body, which captures nothing, with each message.
+/// Returns a method implementation that calls the body with each message. The body must capture nothing.
 template <auto body>
 IMP implementation() {
   constexpr Upload::Function function = [](Object& self, SEL selector, const Value& info, const std::string& event,
@@ -308,7 +308,8 @@ IMP implementation() {
   return Upload::erase(function);
 }
 
-/// Another library: its hook calls the former implementation, and then records its letter while it is installed.
+/// Another library, which can install and remove its hook. The hook calls the former implementation, and then, while it
+/// is installed, records the library's letter.
 struct Library {
   std::function<void(Class*)> arrive, leave;
 };
@@ -322,7 +323,7 @@ struct State {
   }
 };
 
-/// Stores the implementation that it finds, and restores it later.
+/// A library that stores the implementation that it finds, and restores this implementation when it leaves.
 template <char letter>
 Library replacing() {
   using Own = State<letter>;
@@ -342,7 +343,8 @@ Library replacing() {
   return {arrive, leave};
 }
 
-/// Exchanges the method with a method of the library, whose selector then reaches the former implementation.
+/// A library that adds a method of its own and exchanges the implementations of the two methods. The selector of its
+/// own method then reaches the former implementation.
 template <char letter>
 Library exchanging() {
   using Own = State<letter>;
@@ -449,7 +451,7 @@ TEST_F(HookHistory, LibraryThatReinstallsItselfAboveOurHookIsCalledOnce) {
 }
 
 /// Libraries may call the former implementation several times, or later.
-TEST_F(HookHistory, LibraryAboveMayPassAMessageOnTwiceOrLater) {
+TEST_F(HookHistory, BlockRunsOnceIfALibraryPassesTheMessageOnTwiceOrLater) {
   static std::vector<std::function<void()>> kept;
   static IMP former;
   Class* cls = classAfter("A*", replacing<'A'>());
@@ -490,7 +492,7 @@ TEST_F(HookHistory, OverrideReachesTheHookThroughItsSuperclass) {
               ElementsAre("override", "original", "block"));
 }
 
-TEST_F(HookHistory, OriginalThatThrowsLeavesNoState) {
+TEST_F(HookHistory, ExceptionOfTheOriginalLeavesNoMessageRecorded) {
   static bool fails;
   fails = true;
   Class* cls = makeHookableClass();

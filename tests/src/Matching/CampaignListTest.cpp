@@ -63,17 +63,17 @@ const MatchingCase kMatchingCases[] = {
     {R"({"xwhat": "Buy", "xcontext": {"a": "1"}})", kBuy, false},
     {R"({"xwhat": ""})", R"({"xwhat": ""})", true},
     {R"({"xwhat": 5})", R"({"xwhat": 5})", false},
-    // Values that are not strings.
+    // Values that are not strings never match; empty strings do.
     {R"({"xwhat": "buy", "xcontext": {"n": "1"}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
     {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
     {R"({"xwhat": "buy", "xcontext": {"n": null}})", R"({"xwhat": "buy", "xcontext": {"n": null}})", false},
     {R"({"xwhat": "buy", "xcontext": {"": ""}})", R"({"xwhat": "buy", "xcontext": {"": ""}})", true},
-    // Not dictionaries.
+    // Conditions and events that are not dictionaries never match.
     {R"({"xwhat": "buy"})", R"("buy")", false},
     {R"(["buy"])", R"({"xwhat": "buy"})", false},
 };
 
-TEST(CampaignList, FollowsTheMatchingRule) {
+TEST(CampaignList, ComparesTheNameAndThePropertiesOfWhicheverSideHasFewer) {
   for (const auto& each : kMatchingCases) {
     OQWindowEvent event;
     fill(event, json(each.event));
@@ -182,7 +182,7 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
   }
 }
 
-TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
+TEST(CampaignList, ReportsSomeWindowsThatMatchedButWereNotChosen) {
   const JSONValue buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
   OQWindowEvent event;
@@ -201,7 +201,8 @@ TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 
-/// A window that moves from waiting to active must always be found. Many properties make the move take longer.
+/// Two threads match the same event. Both must find the window, even if the other thread is just removing its
+/// pre-condition. Many properties make the removal take longer.
 TEST(CampaignList, WindowIsFoundWhileItsPreConditionIsRemoved) {
   JSONDictionary context;
   for (int i = 0; i < 60; ++i) context["k" + std::to_string(i)] = "v";

@@ -46,7 +46,7 @@ TEST(RecordTreeNode, LoweringTheCountDoesNotLowerTheUsedCount) {
   EXPECT_EQ(one->usedCount(), -3);
 }
 
-TEST(RecordTree, RefreshesKnownNodes) {
+TEST(RecordTree, AddingANodeWithAKnownIdRefreshesTheKnownNode) {
   struct {
     Node known, added;
     std::int64_t count, used;
@@ -75,7 +75,7 @@ TEST(RecordTree, RefreshesKnownNodes) {
 }
 
 /// The result is the same as for a linear search, whatever changes the array and whatever ids its nodes get.
-TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
+TEST(RecordTree, FindsTheSameNodeAsALinearSearchAfterAnyChange) {
   std::mt19937 random(20260310);
   const auto below = [&](std::size_t most) { return most ? random() % most : 0; };
   const auto array = std::make_shared<OQRecordTree::Nodes>();
@@ -150,8 +150,8 @@ TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
 TEST(RecordTree, MergesRecordsOfAnotherProcess) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min(), highest = std::numeric_limits<std::int64_t>::max();
   struct Case {
-    std::int64_t known, own;        ///< used count when the file was last read, and now
-    std::int64_t ownCount;          ///< 10 in the file when it was last read
+    std::int64_t known, own;        ///< this process's used count when the file was last read, and now
+    std::int64_t ownCount;          ///< this process's count now; it was 10 when the file was last read
     std::int64_t count, usedCount;  ///< in the file now
     std::int64_t expectedCount, expectedUsedCount;
   };

@@ -49,7 +49,7 @@ TEST(WindowItemAttribute, SizesInAnyFormAreHalved) {
   }
 }
 
-TEST(WindowItemAttribute, KeepsMissingColorsButNotTheText) {
+TEST(WindowItemAttribute, MissingColorsKeepTheirValuesButMissingTextIsCleared) {
   OQButtonAttribute attribute;
   attribute.setModelWithDic(
       json(R"({"text": "one", "color": "#010203", "background": "#040506", "size": 4, "clickEvent": "link"})"));
@@ -162,7 +162,7 @@ TEST(WindowData, PreConditionIsConsumedOnceWithManyReaders) {
   EXPECT_FALSE(window.consumePreEvent(nullptr));
 }
 
-TEST(WindowEvent, IsUnavailableWithoutADictionary) {
+TEST(WindowEvent, MatchesNothingIfLastSetFromANonDictionary) {
   OQWindowEvent event;
   event.setModelWithDic(json(R"({"xwhat": "buy", "xwhen": "12.5"})"));
   EXPECT_EQ(event.toDictionary().at("xwhen"), JSONValue(12.5));

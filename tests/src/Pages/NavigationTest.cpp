@@ -48,7 +48,7 @@ class Navigation : public testing::Test {
   std::vector<std::shared_ptr<UIScene>> _scenes;
 };
 
-TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
+TEST_F(Navigation, KeyWindowBelongsToTheFirstActiveSceneSinceSystemVersion13) {
   EXPECT_EQ(OQNavigation::keyWindow(), front);
   setPlatformSystemVersion(12.4);
   EXPECT_EQ(OQNavigation::keyWindow(), background);
@@ -61,7 +61,7 @@ TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
-TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
+TEST_F(Navigation, KeyWindowIsTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
   const auto ofSplash = attach(splash, Visibility::NeverMapped), ofMain = attach(main, Visibility::NeverMapped),
@@ -98,7 +98,7 @@ TEST_F(Navigation, NotifiesWhenTheApplicationReturnsToTheForeground) {
   detachAll();
   scene = attach(window, Visibility::NeverMapped);
   EXPECT_EQ(returns, 0) << "a window that is not mapped yet";
-  // A window that is held back may only be covered.
+  // While the only window is held back, the application stays in the foreground: the window may only be covered.
   for (const auto& [visibility, expected] : {std::pair(Visibility::Mapped, 1),
                                              {Visibility::OnScreen, 1},
                                              {Visibility::HeldBack, 1},
@@ -110,7 +110,7 @@ TEST_F(Navigation, NotifiesWhenTheApplicationReturnsToTheForeground) {
   application.setForegroundObserver(nullptr);
 }
 
-TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
+TEST_F(Navigation, CurrentControllerIsFoundThroughContainersAndPresentedScreens) {
   const auto expect = [](const auto& controller, const auto& navigation) {
     EXPECT_EQ(OQNavigation::currentViewController(), controller);
     EXPECT_EQ(OQNavigation::currentNavigation(), navigation);

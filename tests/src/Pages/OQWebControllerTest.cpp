@@ -82,7 +82,7 @@ TEST_F(WebController, JumpOpensAPageAndCloseRemovesIt) {
   EXPECT_FALSE(host.tap(200, 20)) << "neither page nor bar covers the host any more";
 }
 
-TEST_F(WebController, InvalidLinksOpenNoPageOrFail) {
+TEST_F(WebController, MissingLinksOpenNothingAndInvalidOnesShowTheReloadButton) {
   for (const JSONValue& nothing : {JSONValue(), JSONValue(""), JSONValue(7)}) engine->jumpToWebViewWithURLStr(nothing);
   EXPECT_EQ(current(), nullptr);
   for (const std::string& link :
@@ -109,7 +109,7 @@ TEST_F(WebController, InvalidLinksOpenNoPageOrFail) {
   EXPECT_EQ(navigation->viewControllers().at(1), before.at(1));
 }
 
-TEST_F(WebController, LoadStatesAreShown) {
+TEST_F(WebController, LoadingShowsProgressAndAFailureShowsTheReloadButton) {
   const auto controller = jump();
   const auto web = controller->wkWebView();
   const auto bar = controller->progress();
@@ -199,7 +199,7 @@ class ExpectantEngine : public WebEngine {
   int prepared = 0;
 };
 
-TEST_F(WebController, EngineIsPreparedIfACampaignLeadsToAPage) {
+TEST_F(WebController, WebEngineIsPreparedIfACampaignLeadsToAPage) {
   ExpectantEngine expectant;
   setWebEngine(&expectant);
   const JSONValue link{{"text", "More"}, {"clickEvent", kAddress}};
@@ -227,7 +227,7 @@ TEST_F(WebController, EngineIsPreparedIfACampaignLeadsToAPage) {
   setWebEngine(nullptr);
 }
 
-TEST_F(WebController, ClosedPageStopsLoadingWithItsController) {
+TEST_F(WebController, ClosedPageStopsLoadingWhenItsControllerIsDestroyed) {
   auto controller = jump();
   host.advance(0.5);
   load("One");
@@ -241,7 +241,7 @@ TEST_F(WebController, ClosedPageStopsLoadingWithItsController) {
   left->post("jsCallOC", "1");
   left->finish("late");
 
-  // Presented instead of pushed.
+  // A controller that is presented instead of pushed can be closed, too.
   auto presented = makeMainObject<OQWebController>(std::string(kAddress));
   OQNavigation::currentViewController()->presentViewController(presented, true);
   host.advance(0.5);
@@ -251,7 +251,7 @@ TEST_F(WebController, ClosedPageStopsLoadingWithItsController) {
   EXPECT_EQ(current(), nullptr);
 }
 
-TEST_F(WebController, RequestedFrameNeedsWidthAndHeight) {
+TEST_F(WebController, EmptyFrameFillsTheScreenAndOtherSettingsAreApplied) {
   UIApplication::sharedApplication().setStatusBarFrame(CGRectMake(0, 0, 390, 20));
   for (CGRect asked : {CGRect{}, CGRectMake(5, 6, 0, 100), CGRectMake(5, 6, 100, 0), CGRectMake(5, 6, 100, 50)}) {
     const CGRect expected = asked.isEmpty() ? CGRectMake(0, 0, 390, 824) : asked;
@@ -307,7 +307,7 @@ TEST_F(WebController, ScriptMessagesAreOnlyLogged) {
   EXPECT_TRUE(page()->respond(500, "application/octet-stream"));
 }
 
-TEST_F(WebController, HostWithoutAnEngineLogsTheReason) {
+TEST_F(WebController, HostWithoutAWebEngineLogsTheReason) {
   host.refusePages("no user namespaces for the sandbox");
   const auto controller = jump();
   host.advance(0.5);
@@ -321,7 +321,7 @@ TEST_F(WebController, HostWithoutAnEngineLogsTheReason) {
   EXPECT_EQ(page()->loads().size(), 1u);
 }
 
-TEST_F(WebController, ClosingInEachPhaseReleasesEverything) {
+TEST_F(WebController, ClosingInAnyLoadPhaseReleasesControllerAndPage) {
   const std::function<void()> phases[] = {
       [] {},
       [&] { page()->start(); },
@@ -371,7 +371,7 @@ TEST_F(WebController, WindowOfStyleFourShowsThePageInTheCard) {
   EXPECT_TRUE(host.pages().empty());
 }
 
-TEST_F(WebController, ImagesAreFoundByNameOrBefore13ByScreenScale) {
+TEST_F(WebController, ButtonImagesAreFoundByNameOrBeforeVersion13ByScreenScale) {
   const double before = platformSystemVersion();
   for (double version : {before, 12.0}) {
     setPlatformSystemVersion(version);

@@ -61,7 +61,7 @@ class OQReportsTest : public WorldTest {
 };
 
 /// The test's thread is the main thread and runs no loop meanwhile, like a host that is about to exit.
-TEST_F(OQReportsTest, FlushWaitsForAnswersAndReturnsWhatWasNotSent) {
+TEST_F(OQReportsTest, FlushWaitsForAnswersAndReturnsHowManyReportsDidNotSucceed) {
   std::promise<void> release;
   const auto released = release.get_future().share();
   std::atomic<int> answers{0};
@@ -91,6 +91,7 @@ TEST_F(OQReportsTest, FlushWaitsForAnswersAndReturnsWhatWasNotSent) {
   EXPECT_EQ(reports->flush(aMinute), 0u);
 }
 
+/// The server offers the extension "reports", so reports are kept in a journal until the server acknowledges them.
 class KeptReportsTest : public OQReportsTest {
  protected:
   using Pauses = OQReports::Pauses;
@@ -103,7 +104,8 @@ class KeptReportsTest : public OQReportsTest {
     launch();
   }
 
-  /// Like the next start of a process, after its login. With the default pauses, only flush() sends reports again.
+  /// Like the next start of a process, after its login. The default pauses are so long that only flush() sends failed
+  /// reports again.
   void launch(const Pauses& pauses = {std::chrono::hours(1000), std::chrono::hours(1000)}) {
     ASSERT_TRUE(network->settle());
     reports = std::make_shared<OQReports>(pauses);
@@ -177,7 +179,8 @@ TEST_F(KeptReportsTest, WaitingReportsShareRequests) {
   }
   EXPECT_EQ(sizes, (std::vector<std::size_t>{1, 100, 100, 50}));
   for (int i = 0; i < 251; ++i) EXPECT_EQ(names.at(static_cast<std::size_t>(i)), std::to_string(i + 1));
-  session.userId = "bob";  // large reports are split by their size
+  // The size of a request is limited, too, so that five large reports need several requests.
+  session.userId = "bob";
   OQWindowEvent large;
   large.setXwhat(JSONValue(std::string(60'000, 'x')));
   serverIsAway();
@@ -187,7 +190,7 @@ TEST_F(KeptReportsTest, WaitingReportsShareRequests) {
   for (const Request& request : requests()) EXPECT_LT(request.body.size(), 200'000u);
 }
 
-TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
+TEST_F(KeptReportsTest, OneRefusedReportDoesNotMakeOthersFail) {
   serverIsAway();
   send(3);
   ASSERT_TRUE(network->settle());
@@ -212,7 +215,8 @@ TEST_F(KeptReportsTest, OneRefusedReportDoesNotTakeOthersWithIt) {
   }
 }
 
-/// The server fails before or after it stores a request. Threads send meanwhile, and the library is restarted.
+/// At random, the server fails before or after it stores the reports of a request. Several threads send reports, and
+/// the library is restarted twice.
 TEST_F(KeptReportsTest, EachIsStoredOnceByAServerThatFailsAtRandom) {
   constexpr int threads = 4, each = 100;
   std::mutex mutex;
@@ -239,7 +243,8 @@ TEST_F(KeptReportsTest, EachIsStoredOnceByAServerThatFailsAtRandom) {
       }
     });
   }
-  // An attempt that is ending keeps its journal locked, so one start may not be enough.
+  // The former OQReports keeps its journal locked until its last attempt has ended. The next start cannot adopt this
+  // journal before, so one start may not be enough.
   do {
     launchWithShortPauses();
     EXPECT_EQ(reports->flush(aMinute), 0u);
@@ -249,14 +254,14 @@ TEST_F(KeptReportsTest, EachIsStoredOnceByAServerThatFailsAtRandom) {
   EXPECT_EQ(names.size(), 3u * threads * each);
 }
 
-TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
+TEST_F(KeptReportsTest, WaitUntilTheSameServerOffersTheExtensionInALaterRun) {
   serverIsAway();
   send(3);
   ASSERT_TRUE(network->settle());
   launch();
   const auto ids = idsIn(requests().back());
   serverIsBack();
-  // The next run has no offer. Its own reports are sent once and leave no trace.
+  // The next run has no offer. Its own reports are sent once, without an id, and are not kept in a journal.
   session.offer.reset();
   launch();
   const std::size_t before = requests().size();
@@ -266,7 +271,8 @@ TEST_F(KeptReportsTest, WaitForTheOfferOfALaterRun) {
   ASSERT_EQ(requests().size(), before + 1);
   EXPECT_FALSE(requests().back().json.at("events").at(0).as_object().contains("id"));
   EXPECT_EQ(enumerateDirectory(journals()), files);
-  // An offer of the server of another environment. Then the right one, but without this extension.
+  // The kept reports are sent neither after an offer of another environment's server, nor after one of the right server
+  // without this extension.
   OQUserDefaults::setEnvironment(OQEnvironmentTest);
   session.offer = OQExtensions{false, true, OQEnvironmentTest};
   launch();
@@ -345,7 +351,7 @@ TEST_F(KeptReportsTest, RemovedReportsAreNeverSent) {
 }
 
 /// OQSDK_REPORT_DELAY sets the milliseconds after which the server answers.
-TEST_F(OQReportsTest, AllReportsReachASlowServerBeforeTheProcessEnds) {
+TEST_F(OQReportsTest, FlushWaitsUntilAllReportsReachASlowServer) {
   const char* asked = std::getenv("OQSDK_REPORT_DELAY");
   const auto delay = std::chrono::milliseconds(asked ? std::stoi(asked) : 5);
   LoopbackServer server;

@@ -64,7 +64,7 @@ TEST_F(ServerAddress, UnusableAddressChangesNothing) {
   EXPECT_NE(OQServerAddress::set(3, "https://a.example"), std::nullopt);
 }
 
-TEST_F(ServerAddress, VariableCountsOnlyWhereItIsAllowed) {
+TEST_F(ServerAddress, EnvironmentVariableIsUsedOnlyIfAllowed) {
   OQServerAddress::set(OQEnvironmentTest, "https://push.example.com");
   ::setenv("OQSDK_SERVER", "https://test.example/", 1);
   const std::string before = target();

@@ -11,7 +11,7 @@ namespace {
 
 using OQServerRequestsTest = WorldTest;
 
-// Without whitespace.
+// The expected bodies, without whitespace. Values replace "%@".
 constexpr const char* loginBody =
     R"({"os":{"brand":"iphone","channel":"default","platform":"ios","version":"%@","mac":"%@",)"
     R"("packageName":"com.torvelin.oqsdk"},"sdkVersion":"0.8.6","appKey":"%@"})";
@@ -25,7 +25,7 @@ constexpr const char* reportBody =
 
 /// The first session is empty. The second one has a configuration, and values that the first one stored. Servers that
 /// offer no extension may depend on every member and on the order of the members.
-TEST_F(OQServerRequestsTest, RequestsWithoutAnOfferHaveTheseMembersInThisOrder) {
+TEST_F(OQServerRequestsTest, RequestsToServersWithoutExtensionsHaveFixedMembersInFixedOrder) {
   const auto configuration = std::make_shared<TorvelinOqConfig>();
   configuration->setAppKey("key-1");
   for (const bool isKnown : {false, true}) {

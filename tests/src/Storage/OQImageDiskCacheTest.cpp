@@ -27,7 +27,7 @@ class OQImageDiskCacheTest : public WorldTest {
   }
 };
 
-TEST_F(OQImageDiskCacheTest, OldestOfSeveralEntriesIsFound) {
+TEST_F(OQImageDiskCacheTest, OldestEntryOfAKeyIsFoundUntilItExpires) {
   cache->setImageData(bytes("old"), "u");
   const auto time = static_cast<long>(secondsSince1970(currentDate()));
   EXPECT_EQ(cache->keys(), std::vector<std::string>{*OQUtils::base64Encode("u__#OQ#__" + std::to_string(time))});
@@ -49,7 +49,7 @@ TEST_F(OQImageDiskCacheTest, OldestOfSeveralEntriesIsFound) {
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("new"));
 }
 
-TEST_F(OQImageDiskCacheTest, BlockLookUpsCallBackOnceImmediately) {
+TEST_F(OQImageDiskCacheTest, LookUpWithABlockCallsTheBlockOnceImmediately) {
   cache->setImageData(bytes("one"), "there");
   cache->setImageData(std::nullopt, "nothing");
   cache->setImageData(bytes("x"), "");
@@ -69,7 +69,7 @@ TEST_F(OQImageDiskCacheTest, BlockLookUpsCallBackOnceImmediately) {
   cache->containsImageDataForKey("there", nullptr);
 }
 
-TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
+TEST_F(OQImageDiskCacheTest, TrimRemovesOldEntriesButSkipsTheNeighbourOfARemovedOne) {
   for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
   const std::vector<std::string> stored = cache->keys();
   moveClock(kThreeDays);

@@ -31,7 +31,7 @@ TEST_F(DiagnosticsTest, HandlesEveryEventOfManyThreads) {
   EXPECT_EQ(engine->appid(), "torvelin-load-test");
 }
 
-TEST_F(DiagnosticsTest, PanelShowsTheStateInAnyHost) {
+TEST_F(DiagnosticsTest, PanelShowsTheLibrarysStateInAnyHost) {
   HeadlessHost host({.dataDirectory = folder()});
   auto& shared = OQSDKManager::sharedManager();
   const JSONValue enter{{"xwhat", "enter"}};

@@ -53,7 +53,7 @@ CGRect ballAt(double x, double y) {
   return CGRectMake(x, y, 60, 60);
 }
 
-TEST(FloatingBall, FollowsTheFingerWithItsIntentionalCorrections) {
+TEST(FloatingBall, FollowsTheFingerButIsCorrectedAtScreenEdges) {
   struct Case {
     CGSize screen;
     CGPoint finger;
@@ -65,7 +65,7 @@ TEST(FloatingBall, FollowsTheFingerWithItsIntentionalCorrections) {
            Case{kTall, {420, 500}, {390, 470}},  // not beyond the right edge yet
            Case{kTall, {421, 500}, {330, 470}},  // beyond it
            Case{kTall, {200, 31}, {170, 1}},
-           Case{kTall, {200, 30}, {170, 12}},  // the centre is at 0.7 of the height
+           Case{kTall, {200, 30}, {170, 12}},  // the centre moves to 0.7 of the ball's height
            Case{kTall, {10, 10}, {-20, 12}},   // in the corner x follows the finger
            Case{kTall, {200, 814}, {170, 784}},
            Case{kTall, {200, 815}, {170, 784}},

@@ -93,7 +93,7 @@ class Consent : public EngineTest {
   }
 };
 
-TEST_F(Consent, NothingIsSentWrittenOrOpenedWhileItIsMissing) {
+TEST_F(Consent, NothingIsSentWrittenOrOpenedWithoutConsent) {
   OQConsent::require();
   // A start in an empty folder.
   const ScratchFolder empty;
@@ -148,7 +148,8 @@ TEST_F(Consent, WithdrawalHoldsInLaterRunsAndLeavesEarlierFilesUntouched) {
   EXPECT_EQ(engine->userId(), "ann") << "files of earlier runs are read";
   EXPECT_EQ(engine->token(), "t-1");
   EXPECT_EQ(network->requests().size(), requests);
-  // When the process ends, the host is removed before the last threads end.
+  // When a process ends, the host and its data folder are removed before the last threads end. The withdrawal then also
+  // holds in the folder that replaces it.
   const ScratchFolder elsewhere;
   setApplicationDataDirectory(elsewhere.path());
   useEverything();

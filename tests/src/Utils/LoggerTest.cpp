@@ -136,7 +136,7 @@ TEST_F(Logger, FollowsNoLinkOutOfItsFolder) {
   for (int i = 0; i < 12; ++i) EXPECT_EQ(textOfFile(outside / ("a" + std::to_string(i) + ".log")), "precious");
 }
 
-TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
+TEST_F(Logger, EntriesKeepTheOrderOfTheirThreadsAndTimes) {
   setCurrentDateProvider({});
   OQLogger logger(logs(), 4096);  // so small that callers also wait for the disk
   constexpr int threads = 8, entries = 500;
@@ -154,7 +154,7 @@ TEST_F(Logger, KeepsTheOrderOfThreadsAndTimes) {
   EXPECT_THAT(next, testing::Each(entries));
 }
 
-TEST_F(Logger, LimitedFilesAreNeverMoreThanTenAndKeepTheNewestEntries) {
+TEST_F(Logger, SizeLimitedFilesAreAtMostTenAndKeepTheNewestEntries) {
   OQLogger::setFileLimit(0);
   OQLogger first(logs());
   first._log("nowhere");
