@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -123,6 +124,7 @@ class ProgramTest : public WorldTest {
   std::vector<std::uint32_t> pixels;
   oq_rect damage{};
   int released = 0;
+  std::atomic<int> wakes = 0;  ///< how often the library has woken the loop
   bool isFrameWanted = false, isShutDown = false;
 
  private:
@@ -130,6 +132,7 @@ class ProgramTest : public WorldTest {
     auto& test = *static_cast<ProgramTest*>(self);
     const std::lock_guard lock(test._mutex);
     test._isAwake = true;
+    ++test.wakes;
     test._woken.notify_all();
   }
 

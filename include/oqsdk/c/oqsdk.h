@@ -78,9 +78,10 @@ typedef struct oq_init_options {
 /** Installs a host that the program drives with oq_pump(). The calling thread becomes the main thread. Fails if a host
  * is installed already. */
 OQ_API oq_result oq_init(const oq_init_options* options);
-/** Frees all surfaces and pages, removes all callbacks, and uninstalls the host. Afterwards only oq_init(),
- * oq_version() and oq_last_error() work. Reports that were not sent are sent in a later run if the server
- * supports that; see oq_flush(). Fails inside a callback. Main thread. */
+/** Frees all surfaces and pages, removes all callbacks, and uninstalls the host of oq_init(). Afterwards only
+ * oq_init(), oq_version() and oq_last_error() work. Reports that were not sent are sent in a later run if the server
+ * supports that; see oq_flush(). In a program with a toolkit's host it only frees the pages and removes the callbacks.
+ * Fails inside a callback. Main thread. */
 OQ_API oq_result oq_shutdown(void);
 
 /** Runs the library's work on the main thread, for about `budget` seconds (0 or more); moves animations on. Call it
@@ -107,7 +108,8 @@ typedef struct oq_start_options {
 #define OQ_START_OPTIONS_INIT \
   { sizeof(oq_start_options), NULL, NULL, false, false, false }
 
-/** Starts the library and logs in; a later call logs in again. Main thread. */
+/** Starts the library and logs in; a later call logs in again. On another thread than the main thread the first call
+ * waits until the main thread runs its loop. */
 OQ_API oq_result oq_start(const oq_start_options* options);
 
 /** The servers for different purposes; each has an address of its own. */

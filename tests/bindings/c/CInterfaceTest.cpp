@@ -79,7 +79,10 @@ TEST_F(CInterface, MessageIsPaintedAndItsButtonsWork) {
   EXPECT_EQ(damage.width, 0) << "nothing has changed since";
 
   calls.clear();
-  ASSERT_EQ(oq_record("leave", nullptr), OQ_OK);
+  ASSERT_EQ(oq_pump(1), INFINITY) << "nothing is scheduled";
+  const int wakesBefore = wakes;
+  std::thread([] { EXPECT_EQ(oq_record("leave", nullptr), OQ_OK); }).join();
+  EXPECT_GT(wakes, wakesBefore);
   ASSERT_TRUE(runUntilCalled({"shown 2 leave"}));
   ASSERT_EQ(oq_surface_set_size(surface, 1200, 700, 1), OQ_OK);
   ASSERT_TRUE(runUntil([&] { return pixels.size() == 1200u * 700u; }));
