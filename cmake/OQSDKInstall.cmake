@@ -120,4 +120,5 @@ if(TARGET oqsdk-server)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/oqsdk-server COMPONENT server)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/server.md ${PROJECT_SOURCE_DIR}/docs/campaigns.md
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/oqsdk-server COMPONENT server)
+  install(FILES ${OQSDK_SERVER_MANUAL} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT server)
 endif()

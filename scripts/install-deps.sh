@@ -22,7 +22,7 @@ packages=(
 )
 # Test libraries, a second compiler, programs that the tests run, and the formatter that they check with.
 tests=(
-  libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14
+  libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14 groff-base
   openssl sqlite3 nginx dbus doxygen python3-gi strace
   # The keychain with a Secret Service: the service, and the library that the keychain loads at run time.
   gnome-keyring libsecret-1-0
