@@ -101,7 +101,7 @@ if(NOT OQSDK_INSTALL)
   return()
 endif()
 if(TARGET oqsdk_webkit)
-  install(TARGETS oqsdk_webkit LIBRARY DESTINATION ${OQSDK_MODULES_DIR} COMPONENT gtk)
+  install(TARGETS oqsdk_webkit LIBRARY DESTINATION ${OQSDK_MODULES_DIR} COMPONENT gtk_web)
 endif()
 configure_package_config_file(cmake/OQSDKConfig.cmake.in ${PROJECT_BINARY_DIR}/OQSDKConfig.cmake
                               INSTALL_DESTINATION ${OQSDK_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
