@@ -13,7 +13,7 @@ case "${1:-}" in
   *) echo "usage: ./demo.sh [--interactive]" >&2; exit 2 ;;
 esac
 
-scripts/install-deps.sh
+scripts/install-deps.sh --demo
 echo "building ..."
 mkdir -p build
 cmake --preset release >build/demo-configure.log 2>&1 || { cat build/demo-configure.log; exit 1; }

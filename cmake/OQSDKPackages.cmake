@@ -38,8 +38,9 @@ endfunction()
 set(same "(= ${PROJECT_VERSION})")
 set(library liboqsdk${OQSDK_INTERFACE_VERSION})
 set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
-# Every version installs its resources and the web engine's module in the same place, hence ONE_OF. libcurl is loaded at
-# run time, so shlibdeps does not see this dependency.
+set(web liboqsdk-gtk-web${OQSDK_INTERFACE_VERSION})
+# Every version installs its resources in the same place, hence ONE_OF. libcurl is loaded at run time, so shlibdeps does
+# not see this dependency.
 oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.87)" RECOMMENDS ca-certificates ONE_OF liboqsdk
               DESCRIPTION "in-app messages for native applications
 A library that shows the campaigns of a server as messages in an application,
@@ -65,11 +66,21 @@ oqsdk_package(c_development liboqsdk-c-dev libdevel
               DESCRIPTION "in-app messages for native applications (C development)
 Headers, CMake package and pkg-config files of OQSDK's C and GObject interfaces.")
 if(TARGET oqsdk_gtk)
-  oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
+  # The web engine is several times larger than everything else, and messages without web pages do not need it.
+  set(recommends "")
+  if(TARGET oqsdk_webkit)
+    set(recommends RECOMMENDS "${web} ${same}")
+    oqsdk_package(gtk_web ${web} libs DEPENDS "${gtk} ${same}" ONE_OF liboqsdk-gtk-web
+                  DESCRIPTION "in-app messages for GTK 4 applications (web pages)
+The web engine with which OQSDK shows web pages in GTK 4 windows. Without it,
+links open in the system's browser, and messages that are web pages are not
+shown.")
+  endif()
+  oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}" ${recommends}
                 DESCRIPTION "in-app messages for GTK 4 applications
 The part of OQSDK that shows its messages in GTK 4 windows.")
   oqsdk_package(gtk_development liboqsdk-gtk-dev libdevel
-                DEPENDS "${gtk} ${same}, liboqsdk-dev ${same}, libgtkmm-4.0-dev"
+                DEPENDS "${gtk} ${same}, liboqsdk-c-dev ${same}, libgtkmm-4.0-dev"
                 DESCRIPTION "in-app messages for GTK 4 applications (development)
 Headers, CMake package and pkg-config files of OQSDK's GTK host.")
   if(OQSDK_INSTALLS_INTROSPECTION)

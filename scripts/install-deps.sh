@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 
-# Installs missing Debian packages. This is the only list of the project's packages. Without options: what building, the
-# demo and packaging need. It is quick if nothing is missing, and needs root or sudo only if something is.
+# Installs missing Debian packages. This is the only list of the project's packages. Without options: what building
+# needs. It is quick if nothing is missing, and needs root or sudo only if something is.
 #
-#   install-deps.sh [--tests] [--bench] [--fuzz] [--docs] [--package]
+#   install-deps.sh [--demo] [--tests] [--bench] [--fuzz] [--docs] [--package] [--try]
 set -euo pipefail
 
 packages=(
@@ -17,14 +17,17 @@ packages=(
   libgtkmm-4.0-dev libcpp-httplib-dev
   # introspection data and files for Vala
   gobject-introspection libgirepository1.0-dev valac
-  # the web engine and its sandbox
-  libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
-  # the demo: a display, pointer events, screenshots, fonts
-  python3 xvfb xdotool imagemagick fonts-dejavu-core fonts-noto-cjk
+  # the web engine
+  libwebkitgtk-6.0-dev
+)
+# The demo: the web engine's sandbox, a display, pointer events, screenshots, fonts.
+demo=(
+  bubblewrap xdg-dbus-proxy python3 xvfb xdotool imagemagick fonts-dejavu-core fonts-noto-cjk
 )
 # Test libraries, a second compiler, programs that the tests run, and the formatter that they check with.
 tests=(
-  libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14
+  "${demo[@]}"
+  libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14 groff-base
   openssl sqlite3 nginx dbus doxygen python3-gi strace
   # The keychain with a Secret Service: the service, and the library that the keychain loads at run time.
   gnome-keyring libsecret-1-0
@@ -38,12 +41,14 @@ tests=(
 
 for option in "$@"; do
   case $option in
+    --demo) packages+=("${demo[@]}") ;;
     --tests) packages+=("${tests[@]}") ;;
-    --bench) packages+=(libspdlog-dev libplist-dev) ;;
+    --bench) packages+=("${demo[@]}" libspdlog-dev libplist-dev) ;;
     --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
-    --package) packages+=(dpkg-dev file mmdebstrap) ;;
-    *) echo "usage: install-deps.sh [--tests] [--bench] [--fuzz] [--docs] [--package]" >&2; exit 2 ;;
+    --package) packages+=(dpkg-dev file python3) ;;
+    --try) packages+=(mmdebstrap iproute2) ;;
+    *) echo "usage: install-deps.sh [--demo] [--tests] [--bench] [--fuzz] [--docs] [--package] [--try]" >&2; exit 2 ;;
   esac
 done
 

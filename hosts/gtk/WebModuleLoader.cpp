@@ -36,6 +36,12 @@ bool isWebModuleInstalled() {
 }
 
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason) {
+  // First, because what the engine needs is usually installed with the module, and missing with it.
+  const fs::path file = findModule();
+  if (file.empty()) {
+    reason = std::string(kModuleFile) + " is not installed";
+    return std::nullopt;
+  }
   // The engine loads libsoup 3, which ends the process if libsoup 2 is loaded.
   if (dlsym(RTLD_DEFAULT, "soup_uri_new")) {
     reason = "libsoup 2 is in this process already";
@@ -45,12 +51,11 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
     reason = *problem;
     return std::nullopt;
   }
-  const fs::path file = findModule();
   // RTLD_NOW resolves all symbols here, so that this does not delay a page later.
-  void* module = file.empty() ? nullptr : dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!module) {
-    const char* problem = file.empty() ? nullptr : dlerror();
-    reason = problem ? problem : std::string(kModuleFile) + " is not installed";
+    const char* problem = dlerror();
+    reason = problem ? problem : file.string() + " cannot be loaded";
     return std::nullopt;
   }
   const auto version = function<WebModuleVersion>(module, "oqsdk_web_module_version");

@@ -102,7 +102,7 @@ void WebPages::setPreloads(bool does) {
 }
 
 void WebPages::prepare() {
-  if (!preloads || _module || _preload) return;
+  if (!preloads || _module || _preload || !isInstalled()) return;
   _preload = std::make_unique<Preload>([weak = std::weak_ptr<WebPages*>(_self)] {
     const auto self = weak.lock();
     // Each step runs in its own iteration of the main loop, so that frames can be painted between the steps.

@@ -3,9 +3,11 @@
 
 # The guide's example on an X display: a server with one campaign, the program, a press of its button and one of the
 # message's button. Succeeds when the server receives both reports and, if LINE is given, when the program prints this
-# line. Writes a picture with the program's name.
-#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE [LINE]
+# line. Writes a picture with the program's name. With --page, the message is a web page, and the picture is page.png.
+#   first_window.sh [--page] PROGRAM FOLDER-OF-THE-EXAMPLE [LINE]
 set -euo pipefail
+page=0
+[[ $1 != --page ]] || { page=1; shift; }
 program=$(realpath "$1") example=$(realpath "$2")
 folder=$(mktemp -d)
 children=()
@@ -20,10 +22,15 @@ until_true() {  # SECONDS COMMAND...
   done
 }
 
-oqsdk-server --campaigns "$example/campaigns.json" --static "$example/static" --data "$folder/server" \
+campaigns=$example/campaigns.json
+if [[ $page == 1 ]]; then
+  campaigns=$folder/campaigns.json
+  sed 's/"style": 2/"style": 4/' "$example/campaigns.json" >"$campaigns"
+fi
+oqsdk-server --campaigns "$campaigns" --static "$example/static" --data "$folder/server" \
   >"$folder/server.log" 2>&1 &
 children+=($!)
-until_true 20 grep -q '^ready' "$folder/server.log"
+until_true 20 grep -qs '^ready' "$folder/server.log"
 
 Xvfb -displayfd 3 -screen 0 390x700x24 -nolisten tcp -noreset 3>"$folder/display" 2>/dev/null &
 children+=($!)
@@ -45,6 +52,13 @@ until_true 30 visible
 until_true 30 drawn
 press 350
 until_true 30 reported impDialog
+if [[ $page == 1 ]]; then
+  # The colour of the page's button.
+  button_drawn() { import -silent -window root -crop 1x700+100+0 txt:- | grep -c 'srgb(36,87,214)' >/dev/null; }
+  until_true 60 button_drawn
+  import -silent -window root page.png
+  exit 0
+fi
 import -silent -window root "$(basename "$program").png"
 press 540  # the message's button
 until_true 30 reported clickDialog

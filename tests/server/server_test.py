@@ -5,6 +5,7 @@ import contextlib
 import http.client
 import json
 import os
+import pathlib
 import queue
 import re
 import resource
@@ -24,6 +25,7 @@ import urllib.parse
 import urllib.request
 
 PROGRAM = None
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 PATIENCE = 30  # timeout in seconds
 MIB = 1 << 20
 PORTS = ("--port-production", "0", "--port-test", "0", "--port-development", "0")
@@ -426,8 +428,21 @@ class ServerTest(unittest.TestCase):
         server = self.start("--campaigns", self.campaigns)
         self.assertEqual(server.window_ids(server.login()), ["1001", "1002"])
         self.assertRegex(self.run_program("--version").stdout, r"^oqsdk-server \d+\.\d+\.\d+\n$")
-        self.assertIn("--campaigns FILE", self.run_program("--help").stdout)
         self.assertIn("windows", json.loads(self.run_program("--schema").stdout)["properties"])
+
+    def test_manual_and_guide_have_the_options_of_help(self):
+        def options(text, pattern):
+            return sorted(re.findall(pattern % "(--[a-z-]+(?: [A-Z]+)?)", text, re.MULTILINE))
+
+        listed = options(self.run_program("--help").stdout, "^  %s")
+        self.assertGreater(len(listed), 10)
+        manual = subprocess.run(["groff", "-mdoc", "-Tascii", "-P-cbou", "-ww", ROOT / "server/oqsdk-server.1"],
+                                capture_output=True, text=True, check=True)
+        self.assertEqual(manual.stderr, "")
+        self.assertEqual(options(manual.stdout, "^     %s"), listed)
+        guide = (ROOT / "docs/server.md").read_text(encoding="utf-8").partition("\n## Options\n")[2]
+        rows = "".join(line for line in guide.partition("\n## ")[0].splitlines() if line.startswith("| `"))
+        self.assertEqual(options(rows, "`%s`"), listed)
 
 
 if __name__ == "__main__":

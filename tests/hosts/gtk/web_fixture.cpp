@@ -17,6 +17,8 @@
 #include "UIKit/Windows/UIWindow.h"
 #include "WebKit/WebEngineRegistry.h"
 #include "oqsdk/Messages.h"
+#include "oqsdk/OQObserverListener.h"
+#include "oqsdk/TorvelinOqManager.h"
 #include "oqsdk/gtk/GtkHost.h"
 
 /// A host with one entry and one button, above which web pages are opened. It reports the state of the open page after
@@ -43,6 +45,8 @@ class Fixture : public CommandFixture {
         {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
         {"resize", [this](auto& in) { resize(*_window, in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
+        {"start", [](auto& in) { start(word(in)); }},
+        {"record", [](auto& in) { record(word(in)); }},
     });
   }
 
@@ -75,6 +79,19 @@ class Fixture : public CommandFixture {
     std::string text;
     std::getline(in >> std::ws, text);
     return text;
+  }
+
+  static void start(const std::string& server) {
+    oq::Messages::setUser("user-1");
+    oq::Messages::start({"my-application", server});
+  }
+
+  /// Records an event and prints what its newest decision was.
+  static void record(const std::string& event) {
+    oq::Messages::record(event);
+    const oq::Value decisions = oq::TorvelinOqManager::engine().recentDecisions();
+    const auto count = decisions.size();
+    say("outcome " + std::string(count ? decisions.at(count - 1).at("outcome").toString() : ""));
   }
 
   static void jump(std::istream& in) {

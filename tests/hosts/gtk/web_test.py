@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Tests web pages with the real engine, in a fixture on a private Xvfb: web_test.py FIXTURE PAGES [arguments]."""
+"""Tests web pages with the real engine, in a fixture on a private Xvfb:
+web_test.py FIXTURE PAGES MODULE[:MODULE...] [arguments]. The modules are the files in which the host may find the
+engine."""
 
 import http.server
 import json
@@ -19,7 +21,7 @@ import time
 import driver
 from driver import GREEN, RED, WAIT, GtkTest, Stage, await_pixel, click, pixel, pointer, press, until
 
-PAGES = ""
+PAGES, MODULES = "", []
 # The tests mount file systems, which needs root rights. A user namespace provides them if the user is not root.
 NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK = (255, 221, 238)
@@ -85,7 +87,7 @@ PAGE = {
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
-    served = []
+    served, windows, reports = [], [], []
     release = threading.Event()
 
     def do_GET(self):
@@ -109,6 +111,13 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.answer((pathlib.Path(PAGES) / path[8:]).read_bytes())
         else:
             self.answer(b"", 404)
+
+    def do_POST(self):
+        """Answers as a campaign server."""
+        request = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
+        self.reports.extend(event["xwhat"] for event in request.get("events", ()))
+        data = {"/push/sdk/in_app": self.windows}.get(self.path, [])
+        self.answer(json.dumps({"code": 0, "message": "ok", "token": "token", "data": data}).encode())
 
     def answer(self, body, status=200, headers=(), length=None):
         self.send_response(status)
@@ -526,6 +535,56 @@ class WebPages(GtkTest):
         click(200, 400)
         fixture.await_line("host clicked")
 
+    def test_without_the_engine_links_open_in_the_browser(self):
+        def window(number, event, **fields):
+            return {"id": number, "count": 5, "event": {"xwhat": event}, **fields}
+
+        part = {"text": "Yes", "clickEvent": self.url("/linked")}
+        Handler.windows = [window(1, "page", style=4),
+                           window(2, "text", style=3, title={"text": "Title"}, buttonLeft=part, buttonRight=part)]
+        Handler.reports.clear()
+        with tempfile.TemporaryDirectory() as desktop:
+            opened = pathlib.Path(desktop, "opened")
+            for name, text in (("browser", f"""#!/bin/sh\necho "$1" >{opened}.new; mv {opened}.new {opened}"""),
+                               ("mimeapps.list", "[Default Applications]\nx-scheme-handler/https=browser.desktop\n"),
+                               ("applications/browser.desktop", "[Desktop Entry]\nType=Application\nName=Browser\n"
+                                f"MimeType=x-scheme-handler/https;\nExec={desktop}/browser %u\n")):
+                file = pathlib.Path(desktop, name)
+                file.parent.mkdir(exist_ok=True)
+                file.write_text(text, encoding="utf-8")
+                file.chmod(0o700)
+            # What the engine needs is missing, too.
+            hidden = [*MODULES, "/usr/bin/bwrap"]
+            hide = "; ".join(f"[ ! -e {file} ] || mount --bind /dev/null {file}" for file in hidden)
+            # Without preloading, which would also find out that there is no engine, but later.
+            fixture = self.start(namespace=hide, XDG_CONFIG_HOME=desktop, XDG_DATA_DIRS=desktop + ":/usr/share",
+                                 XDG_CONFIG_DIRS=desktop, FIXTURE_WITHOUT_PRELOADING="1")
+            fixture.do("start " + self.url(""))
+            until((fixture.data / "Documents" / "OQInAppWindowData.plist").exists, lambda: "there are no campaigns")
+            outcome = "waiting"  # for the new list
+            while outcome.startswith(("waiting", "dropped")):
+                outcome = fixture.ask("record page")
+            self.assertEqual(outcome, "cannot be shown by this host")
+            self.assertEqual(fixture.ask("record text"), "counted and handed to the screen")
+            until(lambda: "$impDialog" in Handler.reports, lambda: f"the message is not shown: {Handler.reports}")
+            press("Tab", "Return")
+            until(opened.exists, lambda: "the link is not opened in the browser: " + fixture.log()[-2000:])
+            self.assertEqual(opened.read_text().strip(), self.url("/linked"))
+            # A page that is opened anyway fails with the real reason.
+            fixture.jump(self.url("/one"), reload=True, hidden=True)
+            fixture.await_log("liboqsdk-webkit.so is not installed")
+            self.assertFalse(fixture.has_engine())
+            # The engine can be installed while the application runs.
+            if SANDBOX_WORKS:
+                unhide = "; ".join(f"[ -f {file} ] || umount {file}" for file in hidden if os.path.exists(file))
+                subprocess.run(["nsenter", "-t", str(fixture.process.pid), "-m", *ENTER, "sh", "-c", unhide],
+                               check=True)
+                fixture.await_page(moving=False)
+                click(62, 22)
+                fixture.await_none()
+                fixture.jump(self.url("/one"), title="One 一")
+                self.assertEqual(fixture.ask("record page"), "counted and handed to the screen")
+
     def test_the_engine_is_not_loaded_if_it_cannot_run(self):
         # If /sys is empty, the engine's sandbox cannot start, and the engine would end the process.
         fixture = self.start(namespace="mount -t tmpfs none /sys" if SANDBOX_WORKS else "",
@@ -552,7 +611,7 @@ class WebPages(GtkTest):
 
 
 if __name__ == "__main__":
-    PAGES = sys.argv.pop(2)
+    PAGES, MODULES = sys.argv.pop(2), sys.argv.pop(2).split(":")
     if not SANDBOX_WORKS:
         print("web_test: no user namespaces here: the engine runs WITHOUT its sandbox, only for this test", flush=True)
         os.environ["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1"
