@@ -198,7 +198,7 @@ class OnX11(Messages):
 
     def open_page(self):
         self.since = len(self.fixture.lines)
-        self.fixture.do("page")
+        self.fixture.do("jump https://localhost:1/")
         self.fixture.painted()
 
     def test_messages_and_pages_in_every_size_and_scale(self):
