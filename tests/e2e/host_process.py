@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Controls a host application by lines on its standard input. The calling test's arguments are SERVER HOST [TEST...]."""
+"""Controls a host application by lines on its standard input. The test that uses it is called with SERVER HOST
+[TEST...]."""
 import pathlib
 import subprocess
 import sys
