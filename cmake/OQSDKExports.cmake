@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 
-# Limits the symbols that a shared library exports. Exported are the symbols that its public HEADERS mark with
-# OQSDK_EXPORT; their symbol version changes with the interface (OQSDK_0.8). With FOR_HOSTS, the symbols of the platform
-# layer are exported too, for our own hosts; their symbol version changes with every release, so that only hosts of the
-# same release can link them. Instantiated templates of the standard library and of Boost are not exported.
+# Limits the symbols that a shared library exports. The library exports the symbols that its public HEADERS mark with
+# OQSDK_EXPORT; their symbol version is that of the interface (for example OQSDK_0.8). With FOR_HOSTS, the library also
+# exports all other symbols with OQSDK_EXPORT, for our own hosts; their symbol version changes with every release, so
+# that only hosts of the same release can link them. With C_FUNCTIONS, the library also exports the C functions whose
+# names match this pattern. Instantiated templates of the standard library and of Boost are not
+# exported.
 function(oqsdk_limit_exports target)
-  cmake_parse_arguments(ARG "FOR_HOSTS" "" "HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "FOR_HOSTS" "C_FUNCTIONS" "HEADERS" ${ARGN})
   set(public "")
   foreach(header ${ARG_HEADERS})
     set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
@@ -34,8 +36,18 @@ function(oqsdk_limit_exports target)
     # If two patterns match, the later one wins, so the public names come last.
     string(PREPEND script "OQSDK_PRIVATE_${PROJECT_VERSION} {\n  global:\n    extern \"C++\" {\n${private}    };\n};\n")
   endif()
+  if(ARG_C_FUNCTIONS)
+    string(APPEND script "OQSDK_C_1 {\n  global: ${ARG_C_FUNCTIONS};\n};\n")
+  endif()
   set(file ${PROJECT_BINARY_DIR}/exports/${target}.map)
   file(CONFIGURE OUTPUT ${file} CONTENT "${script}" @ONLY)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${file})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${file})
+endfunction()
+
+# The same for a library that exports only the functions of its C header.
+function(oqsdk_export_c_functions target)
+  set(file ${PROJECT_SOURCE_DIR}/cmake/c.map)
   target_link_options(${target} PRIVATE LINKER:--version-script=${file})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${file})
 endfunction()

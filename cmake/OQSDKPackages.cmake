@@ -11,9 +11,10 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Dependencies are read from the binaries; our own library is found in the build tree.
+# The tool that reads dependencies from the binaries (dpkg-shlibdeps) finds our own library in the build tree.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts
+    ${PROJECT_BINARY_DIR}/bindings)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
@@ -46,6 +47,23 @@ with its resources and a host that needs no display.")
 oqsdk_package(development liboqsdk-dev libdevel DEPENDS "${library} ${same}"
               DESCRIPTION "in-app messages for native applications (development)
 Headers, CMake package and pkg-config files of OQSDK and its headless host.")
+oqsdk_package(c liboqsdk-c1 libs DEPENDS "${library} ${same}"
+              DESCRIPTION "in-app messages for native applications (C interface)
+The C interface of OQSDK, for programs in C and in languages that call C.")
+oqsdk_package(gobject liboqsdk-gobject1 libs DEPENDS "liboqsdk-c1 ${same}"
+              DESCRIPTION "in-app messages for native applications (GObject)
+OQSDK as a GObject, for languages that use introspection data.")
+set(of_gobject "libglib2.0-dev")
+if(OQSDK_INSTALLS_INTROSPECTION)
+  string(APPEND of_gobject ", gir1.2-oqsdk-1 ${same}")
+  oqsdk_package(introspection gir1.2-oqsdk-1 introspection DEPENDS "liboqsdk-gobject1 ${same}"
+                DESCRIPTION "in-app messages for native applications (introspection data)
+What Python and other languages need to use OQSDK.")
+endif()
+oqsdk_package(c_development liboqsdk-c-dev libdevel
+              DEPENDS "liboqsdk-c1 ${same}, liboqsdk-gobject1 ${same}, liboqsdk-dev ${same}, ${of_gobject}"
+              DESCRIPTION "in-app messages for native applications (C development)
+Headers, CMake package and pkg-config files of OQSDK's C and GObject interfaces.")
 if(TARGET oqsdk_gtk)
   oqsdk_package(gtk ${gtk} libs DEPENDS "${library} ${same}"
                 DESCRIPTION "in-app messages for GTK 4 applications
@@ -54,6 +72,13 @@ The part of OQSDK that shows its messages in GTK 4 windows.")
                 DEPENDS "${gtk} ${same}, liboqsdk-dev ${same}, libgtkmm-4.0-dev"
                 DESCRIPTION "in-app messages for GTK 4 applications (development)
 Headers, CMake package and pkg-config files of OQSDK's GTK host.")
+  if(OQSDK_INSTALLS_INTROSPECTION)
+    string(APPEND CPACK_DEBIAN_GTK_DEVELOPMENT_PACKAGE_DEPENDS ", gir1.2-oqsdkgtk-1 ${same}")
+    oqsdk_package(gtk_introspection gir1.2-oqsdkgtk-1 introspection
+                  DEPENDS "${gtk} ${same}, gir1.2-oqsdk-1 ${same}, gir1.2-gtk-4.0"
+                  DESCRIPTION "in-app messages for GTK 4 applications (introspection data)
+What Python and other languages need to show OQSDK's messages in GTK 4 windows.")
+  endif()
 endif()
 if(TARGET oqsdk-server)
   oqsdk_package(server oqsdk-server net

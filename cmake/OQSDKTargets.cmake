@@ -12,7 +12,7 @@ function(oqsdk_own_target target)
     target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
   if(CMAKE_UNITY_BUILD)
-    # GCC mistakes the sources in a unity file for headers, and warns of their types with anonymous namespaces.
+    # GCC treats the sources in a unity file as headers, and therefore warns of types that use anonymous namespaces.
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   endif()
   if(OQSDK_SANITIZE)
@@ -21,7 +21,7 @@ function(oqsdk_own_target target)
   endif()
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "SHARED_LIBRARY")
-    # Fail now, not in the application, if a host uses a symbol that the library does not export.
+    # If a host uses a symbol that the library does not export, linking fails here instead of in the application.
     target_link_options(${target} PRIVATE LINKER:-z,defs)
   endif()
 endfunction()

@@ -8,5 +8,5 @@ cd "$(dirname "$0")/.."
 
 mode=(-i)
 [[ ${1:-} != --check ]] || mode=(--dry-run --Werror)
-find bench examples fuzz hosts include platform server src tests tools \( -name '*.h' -o -name '*.cpp' \) -print0 |
+find bench bindings examples fuzz hosts include platform server src tests tools \( -name '*.h' -o -name '*.cpp' -o -name '*.c' \) -print0 |
   xargs -0 -P "$(nproc)" -n 20 clang-format-14 "${mode[@]}"

@@ -15,6 +15,8 @@ packages=(
   libgdk-pixbuf-2.0-dev libjpeg-dev libfontconfig-dev zlib1g-dev
   # the GTK host, the campaign server
   libgtkmm-4.0-dev libcpp-httplib-dev
+  # introspection data and files for Vala
+  gobject-introspection libgirepository1.0-dev valac
   # the web engine and its sandbox
   libwebkitgtk-6.0-dev bubblewrap xdg-dbus-proxy
   # the demo: a display, pointer events, screenshots, fonts
@@ -28,6 +30,10 @@ tests=(
   gnome-keyring libsecret-1-0
   # A window manager, a Wayland compositor, window properties, another kind of GTK window, one more font.
   openbox weston x11-utils libadwaita-1-0 fonts-noto-color-emoji
+  # The example of a game, and OpenGL without a graphics card.
+  libglfw3-dev libgl-dev libgl1-mesa-dri
+  # The example in Python.
+  gir1.2-gtk-4.0
 )
 
 for option in "$@"; do

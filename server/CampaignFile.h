@@ -30,7 +30,7 @@ class CampaignFile {
   std::filesystem::path _path;
   CurrentCampaigns& _campaigns;
   std::ostream& _messages;
-  std::optional<std::string> _lastText;  // even if it was refused, so that problems are reported once
+  std::optional<std::string> _lastText;  // the last content, even if refused, so that its problems are reported once
 };
 
 }  // namespace oq::server

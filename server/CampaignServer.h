@@ -19,7 +19,8 @@
 namespace oq::server {
 
 // The whole server. The constructor creates all parts and throws std::runtime_error (with one sentence for the user) if
-// one fails; the destructor stops the parts in order. For the main thread only.
+// one fails. The destructor lets connections finish their current response, and then stops all parts. For the main
+// thread only.
 class CampaignServer {
  public:
   // SIGTERM and SIGINT must be blocked in the calling thread, since the server's threads inherit its signal mask.
@@ -30,7 +31,7 @@ class CampaignServer {
   void run();
 
  private:
-  // A lock on the data folder, so that two servers never share one.
+  // A lock on the data folder, so that two servers never use the same folder.
   class Lock {
    public:
     explicit Lock(const std::filesystem::path& folder);

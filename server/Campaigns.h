@@ -29,12 +29,12 @@ inline constexpr std::string_view testerExtension = "tester";
 inline constexpr std::string_view reportsExtension = "reports";
 inline constexpr std::string_view extensionNames[] = {testerExtension, reportsExtension};
 
-// The client that requests a list. `newUser` is absent if the request does not contain it.
+// The client that requests a list. `newUser` is absent if the request does not contain an integer "newUser".
 struct Audience {
   Environment environment = Environment::production;
   std::optional<int> newUser;
   std::string userId;
-  std::set<std::string, std::less<>> extensions;  // that the client named
+  std::set<std::string, std::less<>> extensions;  // the names that the client sent
 };
 
 // One campaign: the JSON for clients, and the rules by which the server selects clients.
@@ -62,8 +62,8 @@ struct Campaigns {
   std::vector<Campaign> subscriptions;
 };
 
-// The current campaigns. Any thread may read them while another one replaces them. A reader keeps the version that it
-// got.
+// The current campaigns. Any thread may read them while another one replaces them. The campaigns that a reader got from
+// get() do not change.
 class CurrentCampaigns {
  public:
   std::shared_ptr<const Campaigns> get() const {

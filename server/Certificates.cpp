@@ -174,7 +174,8 @@ Identity makeServer(const Identity& authority, const std::set<std::string>& host
   return identity;
 }
 
-// Compares the encoded names, so that different spellings of an address are equal.
+// Whether the certificate is valid for exactly these hosts. Compares the encoded names, so that different spellings of
+// an address are equal.
 bool isFor(const Certificate& certificate, const std::set<std::string>& hosts) {
   const int at = X509_get_ext_by_NID(certificate.get(), NID_subject_alt_name, -1);
   const Extension wanted(X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, subjectNames(hosts).c_str()));

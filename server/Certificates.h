@@ -14,9 +14,10 @@ class Certificates {
   // `hosts` are the names or numeric addresses for which the server certificate is valid; at least one.
   Certificates(std::filesystem::path folder, std::set<std::string> hosts);
 
-  // Creates missing files and renews certificates that expire within 30 days. Also renews the server certificate if the
-  // hosts differ or the authority is new. Throws std::runtime_error, naming the file, if one cannot be read, written or
-  // parsed: a damaged file never causes a new authority, since clients trust the old one.
+  // Creates missing certificates and renews those that expire within 30 days. Also renews the server certificate if it
+  // is damaged, if the hosts differ, or if the authority is new. Throws std::runtime_error, naming the file, if a file
+  // of the authority cannot be read or parsed, or if a file cannot be written. A damaged authority is not replaced,
+  // since clients trust it.
   void ensure();
 
   std::filesystem::path authorityFile() const { return _folder / "ca.pem"; }

@@ -31,7 +31,8 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// `arguments` does not contain the program's name. A value may be the next argument or follow '='. Throws UsageError.
+// `arguments` does not contain the program's name. The value of an option is the next argument, or follows '=' in the
+// same argument. Throws UsageError.
 Options parseCommandLine(const std::vector<std::string>& arguments);
 
 // The text of --help.

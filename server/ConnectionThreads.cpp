@@ -73,7 +73,7 @@ void ConnectionThreads::_end(Connection& connection) {
 
 // If a connection waits for a thread, ends the connection that has been idle longest. Called each time a connection
 // starts to wait or becomes idle, so ending one per call is enough. No connection is ended before its first response,
-// so that a burst of new clients is served one after the other.
+// so that each client of a burst gets a response.
 void ConnectionThreads::_freeThread() {
   if (_stopping) return;
   const auto ends = [](const Connection* connection) { return connection->ends; };

@@ -27,7 +27,8 @@ class ConnectionThreads : public httplib::TaskQueue {
   // Ends idle connections at once, lets the others finish their current response, and joins all threads.
   void shutdown() override;
 
-  // Report the state of the calling thread's connection to its pool. No effect on threads without a pool.
+  // These functions report the state of the connection that the calling thread serves. They have no effect on a thread
+  // that belongs to no pool.
   static void noteSocket(int socket);
   static void noteRequest();
   static void noteAnswer();  // the connection is now idle until its next request
@@ -38,7 +39,7 @@ class ConnectionThreads : public httplib::TaskQueue {
 
   struct Connection {
     int socket = -1;
-    bool ends = false;  // its thread will soon be free
+    bool ends = false;  // the connection is ending, so its thread will soon be free
     std::optional<Clock::time_point> idleSince;
   };
 

@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t kMaximumBodyDepth = 512;
 constexpr std::size_t kLongestReportId = 64;
 
-// Returns a member as a string. Clients send the type that their host supplied: a null or absent member becomes "", and
-// a value of another type becomes its JSON text.
+// Returns a member as a string. A null or absent member becomes "". A value of another type becomes its JSON text,
+// since a client sends each value in the type in which its host application supplied it.
 std::string stringOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   if (!value || value->is_null()) return {};
@@ -34,7 +34,7 @@ std::optional<int> newUserOf(const json::object& request) {
   return static_cast<int>(value->get_int64());
 }
 
-// The extensions that the client named. Entries that are not strings are ignored, as are unknown names.
+// The extensions that the client named. Entries that are not strings are ignored. Unknown names have no effect.
 std::set<std::string, std::less<>> extensionsOf(const json::object& request) {
   std::set<std::string, std::less<>> names;
   const auto* list = request.if_contains("extensions");

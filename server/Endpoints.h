@@ -40,10 +40,10 @@ class Endpoints {
   // `path` is one of `paths`.
   Reply post(Environment environment, std::string_view path, std::string_view body);
 
-  // {"events":[...]}, newest last.
+  // Returns {"events":[...]}, the newest event last.
   Reply listEvents(const EventFilter& filter);
 
-  // The version, the environment, and the numbers of campaigns and events.
+  // Returns the version, the environment, and the numbers of campaigns and events.
   Reply status(Environment environment);
 
  private:

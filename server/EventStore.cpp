@@ -12,8 +12,8 @@ namespace oq::server {
 
 namespace {
 
-// A listing ends when its events reach this number of bytes, even below its limit, so that large events cannot exhaust
-// the memory.
+// A listing ends when its events reach this number of bytes, even if it has fewer events than its limit, so that large
+// events cannot exhaust the memory.
 constexpr std::size_t largestListing = 8u << 20;
 
 Database openDatabase(const std::filesystem::path& file) {

@@ -27,8 +27,8 @@ struct StoredEvent : ReceivedEvent {
   std::string time, environment, endpoint, user;
 };
 
-// Selects at most `limit` events: the first ones after the id `since`, or the newest ones if `since` is absent. Events
-// are always listed in order, the newest last.
+// Selects at most `limit` events: the first ones after the id `since`, or the newest ones if `since` is absent. If
+// there is a `name`, only events with this name are selected. Events are always listed in order, the newest last.
 struct EventFilter {
   std::optional<std::int64_t> since;
   std::optional<std::string> name;
@@ -41,12 +41,13 @@ class EventStore {
  public:
   explicit EventStore(const std::filesystem::path& file);
 
-  // Returns a new random token. Each device keeps its newest 16 tokens.
+  // Returns a new random token. Of each device with the same application key, only the newest 16 tokens stay valid;
+  // tokens of unknown devices (empty `device`) are not limited.
   std::string createToken(std::string_view appKey, std::string_view device);
   bool knowsToken(std::string_view token);
 
-  // Stores the events, except those with an id that was stored in the last 30 days. Returns which ones it stored. If it
-  // throws, it has stored no event. `time` comes from timestampNow().
+  // Stores the events, except those with a report id that was stored in the last 30 days. Returns for each event
+  // whether it was stored. If the function throws, it has stored no event. `time` comes from timestampNow().
   std::vector<bool> append(std::string_view time, std::string_view environment, std::string_view endpoint,
                            std::string_view user, const std::vector<ReceivedEvent>& events);
   std::vector<StoredEvent> list(const EventFilter& filter);

@@ -13,7 +13,7 @@ namespace oq::server {
 namespace {
 
 // A file that is written in place is reported when the writer closes it, so that no half-written file is read.
-// IN_CREATE is used only for links and folders, which are complete when they appear.
+// IN_CREATE counts only for links and folders, which are complete when they appear.
 constexpr unsigned events = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
 constexpr int mostLinks = 40;  // the kernel's limit
 

@@ -6,9 +6,9 @@
 
 namespace oq::server {
 
-// Reports that a file may have new content. It watches the file's folder, so it notices a file that is written in
-// place, replaced by a rename, or created again after a deletion. For a link it also watches the folders of all its
-// targets. For one thread only.
+// Reports that a file may have new content. Watches the file's folder, and so notices a file that is written in place,
+// replaced by a rename, or created again after a deletion. If the file is a symbolic link, the folder of each target
+// (a target may be a link again) is also watched. For one thread only.
 class FolderWatch {
  public:
   // Throws std::system_error if a folder cannot be watched.
@@ -29,7 +29,7 @@ class FolderWatch {
 
   std::filesystem::path _file;
   int _descriptor;
-  std::map<int, std::filesystem::path> _folders;  // by watch descriptor
+  std::map<int, std::filesystem::path> _folders;  // the watched folders by watch descriptor
 };
 
 }  // namespace oq::server

@@ -18,7 +18,7 @@ void noteHandshake(const SSL* ssl, int where, int) {
   if (where & SSL_CB_HANDSHAKE_START) ConnectionThreads::noteSocket(SSL_get_fd(ssl));
 }
 
-// Called when a connection's TLS state is freed. cpp-httplib does this right before it closes the socket.
+// Called when a connection's TLS state is freed. cpp-httplib frees this state immediately before it closes the socket.
 void noteFree(void*, void*, CRYPTO_EX_DATA*, int, long, void*) {
   ConnectionThreads::noteEnd();
 }

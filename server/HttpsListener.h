@@ -26,7 +26,7 @@ class HttpsListener {
   explicit HttpsListener(const Certificates& certificates, const ConnectionLimits& limits = {});
   ~HttpsListener();
 
-  // For adding routes, before start().
+  // The HTTP server, to add routes to it before start().
   httplib::Server& routes() { return *_server; }
 
   // Binds the port (0: any free one) and returns its number. Clients that connect from now on wait for start(). Throws
@@ -35,8 +35,8 @@ class HttpsListener {
 
   void start();
 
-  // Lets connections finish the response they are sending, ends them, and waits for their threads. May be called at any
-  // time.
+  // Lets connections finish their current response, ends them, and waits for their threads. May be called at any time;
+  // has no effect before start().
   void stop();
 
  private:

@@ -7,7 +7,8 @@
 
 namespace oq::server {
 
-// These build the path of a value in a campaign file, such as "windows[2].event.xwhat", for messages.
+// These functions build the path of a value in a campaign file, such as "windows[2].event.xwhat", for errors and
+// warnings.
 inline std::string memberOf(const std::string& path, std::string_view key) {
   return path.empty() ? std::string(key) : path + "." + std::string(key);
 }

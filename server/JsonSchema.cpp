@@ -72,7 +72,7 @@ struct JsonSchema::Node {
   const Node* additionalProperties = nullptr;
   const Node* items = nullptr;
   std::string mustBe;
-  Nodes parts;  // all nodes that a value has to satisfy: those of allOf, and this one
+  Nodes parts;  // all nodes that a value has to satisfy: the nodes of "allOf", and this node
 
   // Checks the value itself, without its members and elements.
   bool accepts(const json::value& value) const {
@@ -83,8 +83,8 @@ struct JsonSchema::Node {
     if (const auto* array = value.if_array(); array && array->size() < minItems) return false;
     const auto* text = value.if_string();
     if (!text) return true;
-    // The length is counted in bytes instead of characters. This makes no difference for our schema: it only asks for
-    // "not empty", or also has a pattern of ASCII characters.
+    // The length is counted in bytes, although JSON Schema counts characters. For our schema this makes no difference:
+    // it only requires non-empty strings, or it also requires a pattern of ASCII characters.
     if (text->size() < minLength || text->size() > maxLength) return false;
     if (pattern && !std::regex_match(text->begin(), text->end(), *pattern)) return false;
     return !format || format(*text);

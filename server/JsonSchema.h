@@ -12,7 +12,7 @@ namespace oq::server {
 
 // A JSON Schema (draft 7) for checking values. It supports the keywords that the schema of campaign files uses, and
 // refuses a schema with any other keyword, so that no keyword is silently ignored. One keyword is our own: "mustBe"
-// describes the expected value for messages. Immutable, so any thread may use it.
+// describes the expected value for error messages. Immutable, so any thread may use it.
 class JsonSchema {
  public:
   // Throws std::logic_error if `text` is not a schema or contains an unknown keyword.

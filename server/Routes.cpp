@@ -32,7 +32,8 @@ void send(Response& response, const Reply& reply) {
 // connection are then not a new request.
 void closeAfterAnswer(const Request& request, Response& response) {
   response.set_header("Connection", "close");
-  // cpp-httplib passes the connection as const. Marking it as shut down is the only way to stop it from reading on.
+  // cpp-httplib passes the connection as const. The cast is necessary, because cpp-httplib stops reading only if the
+  // connection is marked as shut down.
   if (request.ssl) SSL_set_shutdown(const_cast<SSL*>(request.ssl), SSL_RECEIVED_SHUTDOWN);
 }
 
@@ -45,7 +46,7 @@ bool isRead(const Request& request) {
 }
 
 // True if the request has or may have a body that no endpoint reads. cpp-httplib would read such a body into memory,
-// whatever its length. It would parse the body of a GET request as the next request.
+// whatever its length, and would parse the body of a GET request as the next request.
 bool hasUnwantedBody(const Request& request) {
   const bool taken =
       request.method == "POST" && std::ranges::find(Endpoints::paths, request.path) != std::end(Endpoints::paths);
@@ -54,10 +55,10 @@ bool hasUnwantedBody(const Request& request) {
   return !isRead(request) || (hasBody(request) && request.get_header_value("Content-Length") != "0");
 }
 
-// Reads the body. If this fails, it sets an error response and returns nullopt. The size limit applies to the
+// Reads the body. If this fails, the function sets an error response and returns nullopt. The size limit applies to the
 // decompressed bytes, also of a chunked body.
 std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read) {
-  // Without a length cpp-httplib would wait for the end of the connection.
+  // Without this check, cpp-httplib would wait for the end of the connection.
   if (!hasBody(request)) {
     send(response, refusal(411, "the request has no body"));
     return std::nullopt;

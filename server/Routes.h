@@ -13,10 +13,10 @@ namespace oq::server {
 struct RouteOptions {
   std::optional<StaticFiles> staticFiles;
   std::optional<StaticFiles> shippedFiles;  // searched after staticFiles
-  bool publicEvents = false;                // "/events" also answers clients of other machines
+  bool publicEvents = false;                // "/events" also responds to clients on other machines
 };
 
-// Connects an HTTP server to the endpoints. Both references must outlive the server.
+// Connects an HTTP server to the endpoints. `endpoints` and `options` must outlive the server.
 void addRoutes(httplib::Server& server, Environment environment, Endpoints& endpoints, const RouteOptions& options);
 
 }  // namespace oq::server

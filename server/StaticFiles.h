@@ -8,8 +8,8 @@
 
 namespace oq::server {
 
-// The pictures and pages of one folder. Files outside it cannot be reached, neither by ".." nor through a symbolic
-// link. Hidden files and directory listings are not served. Any thread may use it.
+// The pictures and pages of one folder. Files outside the folder cannot be reached, neither by ".." nor through a
+// symbolic link. Hidden files and directory listings are not served. Any thread may use an object.
 class StaticFiles {
  public:
   // Throws std::runtime_error if the folder does not exist.

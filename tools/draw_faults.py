@@ -32,7 +32,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "faults"
 TREE = WORK / "tree"
 BUILD = TREE / "build" / "dev"
-FOLDERS = ("src", "platform", "server", "hosts")
+FOLDERS = ("src", "platform", "server", "hosts", "bindings")
 JOBS = 2
 LEAST_PER_FOLDER = 3
 # These tests check the source tree or an installed copy of it, not behaviour.
@@ -303,7 +303,7 @@ class Tests:
                                                 else line in test.covered.get(fault.file, ()))]
         # If all programs of a script were killed, the script left no record. It may cover anything that it starts.
         chosen += [test for test in self.all if not self._size[test.name] and self._starts(test, fault.file) and
-                   (not chosen or fault.file.startswith(("hosts", "server")))]
+                   (not chosen or fault.file.startswith(("hosts", "server", "bindings")))]
 
         def unspecific(test):
             share = len(test.covered.get(fault.file, ())) / max(1, self._size[test.name])

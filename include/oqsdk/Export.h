@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// Marks what a host application may link against. Everything else stays hidden.
+/// Exports a symbol from the library, so that other programs can link to it. Symbols without this mark stay hidden.
 #define OQSDK_EXPORT __attribute__((visibility("default")))

@@ -13,9 +13,9 @@
 #include "oqsdk/TypeEncoding.h"
 
 /// \file
-/// Classes that are registered by name. Their methods are looked up at each call: a caller sends a selector, so
-/// replacing a method's implementation changes what runs. A host registers the class whose methods the library
-/// observes:
+/// Classes that are registered by name. A caller sends a selector (the name of a method) to an object, and the method
+/// is looked up at each call. So if a method's implementation is replaced, the next call runs the new one. A host
+/// registers the class whose methods the library observes:
 ///
 ///     class TorvelinSDK : public oq::Object {
 ///       OQ_CLASS(TorvelinSDK)
@@ -30,8 +30,8 @@
 ///       return registered;
 ///     }
 ///
-/// Threads: everything here may be called from any thread. Classes, methods and selectors are never freed, so a handle
-/// stays valid for the life of the process. Looking a method up takes no lock.
+/// Threads: every function of this file may be called on any thread. Classes, methods and selectors are never freed, so
+/// pointers to them stay valid until the process ends. Looking a method up takes no lock.
 namespace oq {
 
 class Object;
@@ -39,7 +39,8 @@ struct Class;
 struct Method;
 struct SelectorName;
 
-/// An implementation without its type. It is called only after a cast back to its exact type.
+/// A pointer to a method's implementation, without its type. Cast the pointer back to the exact type before the call;
+/// see Selector::Function.
 using IMP = void (*)();
 
 /// A selector: the interned name of a method. Equal names give the same pointer.
@@ -69,19 +70,19 @@ OQSDK_EXPORT bool class_addMethod(Class* cls, SEL selector, IMP implementation, 
 
 /// The current implementation; nullptr for a nullptr method.
 OQSDK_EXPORT IMP method_getImplementation(const Method* method);
-/// Returns the implementation that was replaced. If an argument is nullptr, nothing changes and nullptr is returned.
-/// Messages to a method that the library has hooked still enter through that hook, which then calls the new
-/// implementation.
+/// Replaces the method's implementation and returns the former one. If an argument is nullptr, nothing changes and
+/// nullptr is returned. If the library has hooked the method, a message still calls the hook first, and the hook then
+/// calls the new implementation.
 OQSDK_EXPORT IMP method_setImplementation(Method* method, IMP implementation);
 /// The signature that the method was registered with, as typeEncodingOf() returns it; nullptr if it has none.
 OQSDK_EXPORT const char* method_getTypeEncoding(const Method* method);
-/// Exchanges the implementations of the two methods. A hook of the library stays with its method. Has no effect if an
-/// argument is nullptr.
+/// Exchanges the implementations of the two methods. Hooks of the library are not exchanged: each stays with its
+/// method. Has no effect if an argument is nullptr.
 OQSDK_EXPORT void method_exchangeImplementations(Method* first, Method* second);
 
-/// A selector that knows its signature, so that registrations and messages are checked when they are compiled. Define
-/// it as a constant: it may be used while other static objects are constructed and destroyed. Each type of the
-/// signature has a TypeEncoding.
+/// A selector that knows its signature, so that the compiler checks registrations and messages. Define selectors as
+/// constants, like saveUploadInfo: they are initialised at compile time, so they can be used while other static objects
+/// are constructed and destroyed. Each type in the signature needs a TypeEncoding.
 template <class Signature>
 class Selector;
 
@@ -97,9 +98,9 @@ class Selector<R(A...)> {
   /// `name` is not copied and must stay valid; usually it is a literal.
   constexpr explicit Selector(const char* name) : _name(name) {}
 
-  /// The name as it was given.
+  /// The name that was passed to the constructor.
   const char* name() const { return _name; }
-  /// The interned selector, looked up once.
+  /// The interned selector; looked up at the first call only.
   SEL sel() const {
     SEL known = _sel.load(std::memory_order_acquire);
     if (!known) {
@@ -142,11 +143,11 @@ struct MethodDefinition {
   const char* typeEncoding;
 };
 
-/// The functions that a message calls.
+/// What sending a message calls: `entry`, or `implementation` if `entry` is nullptr.
 struct MessageTarget {
   IMP implementation;
-  /// The library's hook on the method; nullptr for a method without one. The hook is called in place of the
-  /// implementation and gets the implementation as an argument before the receiver.
+  /// The library's hook on the method; nullptr if the method is not hooked. The hook is called instead of the
+  /// implementation, and gets the implementation as its first argument, before the receiver.
   IMP entry;
 };
 

@@ -13,9 +13,9 @@ namespace oq {
 /// stay as they are.
 OQSDK_EXPORT std::string pageClassName(const std::string& name);
 
-/// Reports a page of the host: the page appears when the object is constructed and disappears when it is destroyed, as
-/// a view controller of a class with the given name, which is registered when it is first needed. Use it after
-/// TorvelinOqManager::startWithConfig(), on the main thread only.
+/// Reports a page of the host: the page appears when the object is constructed and disappears when the object is
+/// destroyed. For the library, the page is a view controller whose class has the given name; this class is registered
+/// when it is first needed. Use ShownPage after TorvelinOqManager::startWithConfig(), on the main thread only.
 class OQSDK_EXPORT ShownPage {
  public:
   /// `className` is used unchanged. "" and the name of a class that is not a page have no effect.

@@ -10,8 +10,8 @@
 
 namespace oq {
 
-/// The servers that a configuration can select. The functions accept any integer. A value that is not listed here is
-/// stored unchanged and makes every request fail.
+/// The servers that a configuration can select. TorvelinOqConfig::setEnvType() accepts any integer: a value that is not
+/// listed here is stored unchanged and makes every request fail.
 enum OQEnvironment : std::uint64_t {
   OQEnvironmentProduction = 0,   ///< port 8088
   OQEnvironmentTest = 1,         ///< port 28088
@@ -37,7 +37,8 @@ class OQSDK_EXPORT TorvelinOqConfig : public Object {
   std::string appKey() const;
 
   /// Stores the environment, one of OQEnvironment, for this run and later ones in the application's data folder. Attach
-  /// a host first: it determines that folder. If the file cannot be written, the environment stays as it was.
+  /// a host first: it determines that folder. If the file cannot be written, the environment stays as it was. While the
+  /// user's consent is missing, the environment is kept in memory; it is stored after the user has consented.
   void setEnvType(std::uint64_t envType);
   /// The stored environment, read from the store at each call; 0 (production) if none was ever stored.
   std::uint64_t envType();

@@ -28,14 +28,15 @@ class OQSDK_EXPORT TorvelinOqManager : public Object {
  public:
   /// The engine. It lives until the process ends; the caller does not own it.
   static OQObserverListener& engine();
-  /// The same object without its type.
+  /// Returns the object of engine() as its base class.
   static Object& getObserverListener();
 
-  /// Installs the hooks (once per process) and logs in (at every call). Keeps the configuration. With nullptr the login
-  /// has an empty application key.
+  /// Installs the hooks (once per process) and logs in (at every call). The library keeps a reference to the
+  /// configuration. With nullptr the login has an empty application key.
   static void startWithConfig(std::shared_ptr<TorvelinOqConfig> config);
 
-  /// Whether the name of an appearing page becomes the engine's current page name. The default is true.
+  /// Sets whether the name of an appearing page becomes the engine's current page name (see
+  /// OQObserverListener::pageName()). The default is true.
   static void setAutoCollectPage(bool collect);
 
   /// Reports a push message: type 0 if it was delivered, 1 if it was opened; other types are ignored. `msg` is a

@@ -16,7 +16,7 @@ namespace oq {
 struct Member;
 
 /// A value of one of these kinds: null, boolean, number, string, array or dictionary. Dictionaries keep the order of
-/// their keys. A null Value stands for "no object"; an empty string, array or dictionary is an object.
+/// their keys. A null Value means that there is no value; an empty string, array or dictionary is a value.
 ///
 ///     oq::Value event = oq::Dictionary{{"xwhat", "buy"}, {"xwhen", 12.5}, {"xcontext", oq::Dictionary()}};
 ///     event["xcontext"]["item"] = "tea";
@@ -58,7 +58,7 @@ class OQSDK_EXPORT Value {
 
   /// The kind of the value.
   Kind kind() const noexcept;
-  bool isNull() const noexcept { return kind() == Kind::Null; }              ///< "No object".
+  bool isNull() const noexcept { return kind() == Kind::Null; }              ///< No value.
   bool isBoolean() const noexcept { return kind() == Kind::Boolean; }        ///< true or false.
   bool isNumber() const noexcept { return kind() == Kind::Number; }          ///< An integer or a double.
   bool isString() const noexcept { return kind() == Kind::String; }          ///< A string, "" as well.
@@ -89,16 +89,16 @@ class OQSDK_EXPORT Value {
   const Value* begin() const noexcept;
   const Value* end() const noexcept;  ///< Past the last element.
 
-  /// Stores the value for the key. A Value of any other kind becomes an empty dictionary first. The new value may be a
-  /// part of this Value: `event.set("b", event.at("a"))`.
+  /// Stores the value for the key. If this Value is not a dictionary, it becomes an empty dictionary first. The new
+  /// value may be a part of this Value: `event.set("b", event.at("a"))`.
   void set(std::string_view key, Value value);
-  /// The value of the key; a new key is added with a null Value. Any other kind becomes an empty dictionary first. The
-  /// reference is valid until the dictionary is changed or destroyed. Adding a key is such a change. So
-  /// `event["b"] = event.at("a")` is wrong if "b" is new: the reference that at() returned may already be invalid when
-  /// the value is copied. Use set().
+  /// The value of the key; a new key is added with a null Value. If this Value is not a dictionary, it becomes an empty
+  /// dictionary first. The reference is valid until the dictionary is changed or destroyed. Adding a key is such a
+  /// change. So `event["b"] = event.at("a")` is wrong if "b" is new: the reference that at() returned may already be
+  /// invalid when the value is copied. Use set().
   Value& operator[](std::string_view key);
   Value& operator[](std::size_t index) = delete;  ///< Elements of arrays are read with at() and added with push_back().
-  /// Adds an element at the end. Any other kind becomes an empty array first.
+  /// Adds an element at the end. If this Value is not an array, it becomes an empty array first.
   void push_back(Value element);
   /// Removes a key from a dictionary; false if there is no such key or this is not a dictionary.
   bool erase(std::string_view key);
@@ -112,9 +112,9 @@ class OQSDK_EXPORT Value {
   /// The Value as JSON (RFC 8259) without blanks, in UTF-8; a double is still a double when it is read again. Values
   /// nested more than 512 deep and numbers that are not finite are written as null.
   std::string json() const;
-  /// Reads one JSON value of any kind, nested at most 512 deep. Returns a null Value if the text is anything else.
-  /// `error`, if given, is then set to a sentence with the reason and the position in bytes; after a success it is set
-  /// to "".
+  /// Reads one JSON value of any kind, nested at most 512 deep. Returns a null Value if the text is anything else. A
+  /// failure sets `*error`, unless `error` is nullptr, to a sentence with the reason and the position in bytes; a
+  /// success sets it to "".
   static Value parse(std::string_view json, std::string* error = nullptr);
 
  protected:
@@ -139,7 +139,7 @@ class OQSDK_EXPORT Value {
   alignas(8) unsigned char _storage[24];
 };
 
-/// One entry of a Dictionary that is made from a list.
+/// One entry of the initializer list of a Dictionary.
 struct Member {
   std::string_view key;  ///< Copied into the dictionary.
   mutable Value value;   ///< Moved into the dictionary; the list is of no further use.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// Everything of the library that does not depend on the kind of host.
+/// Includes all public headers that do not depend on the kind of host (GTK or headless).
 #include "oqsdk/AnalyticsHook.h"
 #include "oqsdk/Exception.h"
 #include "oqsdk/Messages.h"

@@ -53,7 +53,7 @@ BackgroundTask::BackgroundTask(std::function<void()> work) : _state(std::make_sh
 
 void BackgroundTask::start() {
   // When a thread exits the process, its thread_local objects are destroyed before any exit handler runs. So the work
-  // has ended before a library's exit handler frees the data.
+  // has ended before a library's exit handler frees the data that the work uses.
   struct EndOfThread {
     std::vector<std::shared_ptr<State>> started;
     ~EndOfThread() {

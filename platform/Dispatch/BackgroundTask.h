@@ -9,8 +9,8 @@
 namespace oq {
 
 /// Work that runs at most once, usually on a background thread. Use it to call libraries that free shared data at
-/// process exit: when the thread that called start() exits, it waits for work that is running and prevents work that
-/// has not begun. The work must not throw.
+/// process exit: when the thread that called start() ends, also by exiting the process, that thread waits for work that
+/// is running and prevents work that has not begun. The work must not throw.
 class OQSDK_EXPORT BackgroundTask {
  public:
   explicit BackgroundTask(std::function<void()> work);

@@ -10,7 +10,7 @@ namespace oq {
 
 bool startBackgroundThread(const char* name, std::function<void()> function) {
   // A thread inherits the signal mask of its creator. The mask is therefore set here, before the thread exists, so that
-  // the thread never receives a blocked signal.
+  // the thread receives no signal before it could block the signal itself.
   sigset_t all;
   sigset_t callers;
   sigfillset(&all);

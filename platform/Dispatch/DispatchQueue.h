@@ -21,7 +21,7 @@ enum class MainLoop { GLib, OfHost };
 
 /// Runs blocks in order (serial) or in parallel (concurrent) on a shared pool of threads, or on the main loop. A queue
 /// has a label and values by key, and a block can ask which queue it runs on. A block that throws ends the process, as
-/// a thread that throws does. The pool's threads block all signals. Thread-safe.
+/// a thread that throws does. The pool's threads block all signals except those of faults. Thread-safe.
 class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   /// The main queue: runs its blocks one after the other, in order, on the thread that installed the host, while that
@@ -29,7 +29,7 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
   static DispatchQueue& main();
   static std::shared_ptr<DispatchQueue> serial(std::string label);
   static std::shared_ptr<DispatchQueue> concurrent(std::string label);
-  /// A process-wide concurrent queue of background priority.
+  /// The concurrent queue for background work, shared by the whole process.
   static DispatchQueue& background();
 
   /// Queues the block; never blocks the caller.
@@ -57,8 +57,8 @@ class OQSDK_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQ
   virtual ~DispatchQueue();
 
   /// Makes the calling thread the main thread. With MainLoop::GLib the main queue also gets a source on GLib's default
-  /// main context, which runs blocks on this thread only. A host calls it once when it is installed; a later call moves
-  /// the queue to the calling thread. Blocks queued earlier are kept.
+  /// main context, which runs blocks on this thread only. Called once, when a host is installed; a later call moves the
+  /// queue to the calling thread. Blocks queued earlier are kept.
   static void installMain(MainLoop loop = MainLoop::GLib);
   /// Runs the blocks that are queued on the main queue now, but not blocks that these add. Returns how many blocks ran.
   /// Stops early after a block that ends `seconds` or more after the call. For hosts that run their own loop; main
@@ -91,8 +91,8 @@ class OQSDK_EXPORT DispatchTimer {
   DispatchTimer(const DispatchTimer&) = delete;
   DispatchTimer& operator=(const DispatchTimer&) = delete;
 
-  /// Fires first after `start` nanoseconds, then every `interval` nanoseconds; interval 0 fires once. Replaces an
-  /// earlier setting.
+  /// Fires first after `startNanoseconds`, then every `intervalNanoseconds`; an interval of 0 means only once. Replaces
+  /// an earlier setting.
   void setTimer(std::int64_t startNanoseconds, std::uint64_t intervalNanoseconds);
   /// Permanent: later calls of setTimer() have no effect.
   void cancel();

@@ -19,8 +19,8 @@ namespace {
 constexpr int kSourcePriority = G_PRIORITY_HIGH_IDLE + 20;
 constexpr double kUnlimited = std::numeric_limits<double>::infinity();
 
-/// Another thread may iterate the default context, too. For that thread the source is never ready: it must not run
-/// blocks, and a source that stays ready would keep it busy.
+/// Another thread may iterate the default context, too. For that thread the source is never ready: the thread must not
+/// run blocks, and a source that stays ready would keep the thread busy.
 gboolean isSourceReady(GSource*) noexcept {
   const MainQueue& queue = MainQueue::shared();
   return !queue.isEmpty() && queue.isMainThread();

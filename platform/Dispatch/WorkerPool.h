@@ -13,7 +13,8 @@ namespace oq {
 /// The threads of all queues but the main one. A thread is created when work waits and no thread is free.
 ///
 /// The work of concurrent queues keeps at most max(4, cores) threads busy. A serial queue with work always gets a
-/// thread, and a thread that waits for another queue does not count, so neither kind can block the other for ever.
+/// thread, and a thread that waits for another queue does not count towards the limit, so neither kind can block the
+/// other for ever.
 class WorkerPool {
  public:
   enum class Share { SerialQueue, ConcurrentQueue };
@@ -50,7 +51,7 @@ class WorkerPool {
   std::deque<Job> _concurrentJobs;
   std::size_t _freeThreads = 0;          ///< threads that will look for a job next
   bool _isSpinning = false;              ///< one free thread spins, and takes the next job without being woken
-  std::atomic<bool> _hasNewWork{false};  ///< wakes the spinning thread
+  std::atomic<bool> _hasNewWork{false};  ///< ends the spinning
   std::size_t _concurrentRunning = 0;  ///< threads that run a concurrent queue's job and do not wait for another queue
 };
 

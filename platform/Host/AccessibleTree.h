@@ -39,7 +39,7 @@ struct AccessibleElement {
 struct OQSDK_EXPORT AccessibleTree {
   std::optional<AccessibleElement> dialog;  ///< the parent of all elements
   std::vector<AccessibleElement> elements;
-  // Identifiers, also that of the dialog. An element that only moved within the reading order is not listed.
+  // The ids of elements, also of the dialog. An element that only moved within the reading order is not listed.
   std::vector<std::uint64_t> added, removed, changed;
 
   /// nullptr if there is no such element. The dialog is an element, too.
@@ -49,9 +49,11 @@ struct OQSDK_EXPORT AccessibleTree {
 /// Makes the trees of one window. Main thread only.
 class OQSDK_EXPORT AccessibleElements {
  public:
-  /// The tree now, without changes. Lengths are those of the window in which `stage` lies.
+  /// The tree as it is now, with empty lists of changes. Frames are in points of the host's window that contains
+  /// `stage`.
   AccessibleTree treeOf(const std::shared_ptr<UIWindow>& window, const Stage& stage);
-  /// The tree now. If it differs from tree(), that becomes this tree with its changes. Returns whether it does.
+  /// Makes the tree as it is now. If it differs from tree(), it replaces tree() and lists the changes. Returns whether
+  /// they differed.
   bool update(const std::shared_ptr<UIWindow>& window, const Stage& stage);
   const AccessibleTree& tree() const { return _tree; }
   /// nullptr if there is no such element any more.

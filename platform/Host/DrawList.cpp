@@ -14,12 +14,13 @@ namespace {
 /// Pixels by which the painter may move an edge: it aligns to whole pixels, and blends the edges of scaled contents.
 constexpr double kEdge = 1;
 
-/// How much larger a content is painted than it is, and by how many pixels it then reaches beyond its rectangle: the
-/// painter rounds the content's size up to whole pixels, and blends its edge over half a pixel, before scaling it.
+/// The factor by which a content is scaled up when it is painted at this size.
 double growthOf(const LayerContent& content, CGSize painted) {
   const CGSize size = content.size();
   return std::max(painted.width / size.width, painted.height / size.height);
 }
+/// Pixels by which a content reaches beyond its rectangle, before it is scaled: the painter rounds the content's size
+/// up to whole pixels, and blends the content's edge over half a pixel.
 constexpr double kContentEdge = 1.5;
 
 CGRect joined(const CGRect& a, const CGRect& b) {

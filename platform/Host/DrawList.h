@@ -11,7 +11,8 @@
 namespace oq {
 
 /// The steps that paint one frame, as values. Comparing two lists shows which area of the frame has changed, so that
-/// nothing else needs painting. Views that a host renders itself are not contained.
+/// nothing else needs painting. Not included are the contents that the host shows in its own widgets, such as web
+/// pages.
 class DrawList : public Painter {
  public:
   /// `scale` is the number of pixels per unit of the painter.
@@ -19,7 +20,7 @@ class DrawList : public Painter {
 
   /// Whether the frame is completely transparent.
   bool isEmpty() const;
-  /// The area in pixels, not rounded, outside of which both lists paint the same. Empty if they are equal.
+  /// The area, in pixels and not rounded, outside of which both lists paint the same. Empty if the lists are equal.
   CGRect differenceTo(const DrawList& other) const;
 
   void pushTranslation(double x, double y) override;
@@ -49,7 +50,7 @@ class DrawList : public Painter {
     CGPoint origin;
     CGRect clip;
     std::size_t begin = 0;  ///< the step that began a group or a clip with round corners
-    Kind end = Kind::Fill;  ///< the step that ends it; Fill for other scopes
+    Kind end = Kind::Fill;  ///< the kind of the step that ends the group or clip; Fill for other scopes
   };
 
   void add(Step step, double margin = 0);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Host/HostInstallation.h"
 
+#include <atomic>
+
 #include "Foundation/Files/Bundle.h"
 #include "Foundation/Files/FileManager.h"
 #include "UIKit/Text/TextWarmUp.h"
@@ -10,11 +12,22 @@
 
 namespace oq {
 
+namespace {
+
+std::atomic<bool> isPrepared = false;
+
+}  // namespace
+
 void prepareProcess(const HostedApplication& application, MainLoop loop) {
   DispatchQueue::installMain(loop);
   setMainBundle(application.identifier, application.version);
   if (!application.dataDirectory.empty()) setApplicationDataDirectory(application.dataDirectory);
   warmUpText();
+  isPrepared = true;
+}
+
+bool isProcessPrepared() {
+  return isPrepared;
 }
 
 HostInstallation::HostInstallation(UIHost& host, WebEngine* engine) {

@@ -12,7 +12,7 @@ namespace oq {
 class UIHost;
 class WebEngine;
 
-/// The application that a host runs in.
+/// The application that contains the host.
 struct HostedApplication {
   std::string identifier;
   std::string version;
@@ -22,6 +22,8 @@ struct HostedApplication {
 /// What every host does first: makes the calling thread the main thread, names the application, and begins to warm up
 /// the layout of text on another thread, because the first text of a process takes longer than a frame.
 OQSDK_EXPORT void prepareProcess(const HostedApplication& application, MainLoop loop = MainLoop::GLib);
+/// Whether prepareProcess() was called. Any thread.
+OQSDK_EXPORT bool isProcessPrepared();
 
 /// While this object exists, the process uses the host and web engine that were passed to it. Both must outlive it.
 /// Without an engine (nullptr) pages cannot be shown. The destructor enables animations again. Main thread only.

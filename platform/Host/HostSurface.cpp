@@ -21,7 +21,7 @@ namespace {
 
 /// Resizing counts as ended when the window has kept its size for this long, in seconds.
 constexpr double kResizingPause = 0.2;
-/// Seconds of touchpad scrolling that determine its speed.
+/// When the fingers leave a touchpad, the speed of the scrolling is the average over at most this time, in seconds.
 constexpr double kScrollMemory = 0.1;
 }  // namespace
 
@@ -45,7 +45,7 @@ HostSurface::~HostSurface() {
 
 void HostSurface::connect() {
   if (std::exchange(_isConnected, true)) return;
-  // Added first, so that the main screen is known when observers learn of the scene.
+  // First, so that the main screen is known when observers are notified of the new scene.
   _host.add(*this);
   UIApplication::sharedApplication().connectScene(_scene);
 }
@@ -82,7 +82,7 @@ void HostSurface::updateStage() {
   _client.stageChanged();
 }
 
-/// Treats a pause in the changes of size as the end of resizing, because toolkits do not report the end.
+/// Treats a pause in the changes of size as the end of resizing, because most toolkits do not report the end.
 void HostSurface::updateStageWhenResized() {
   ++_resizes;
   DispatchQueue::main().after(kResizingPause, [this, resizes = _resizes, alive = std::weak_ptr<bool>(_alive)] {
@@ -97,7 +97,8 @@ void HostSurface::endResizing() {
 
 void HostSurface::setVisible(bool isVisible, bool needsFrame) {
   const UISceneVisibility before = _scene->visibility();
-  // A window that is held back stays so until a frame arrives.
+  // HeldBack: the system holds back the window's frames. A report that the window is visible does not change this; only
+  // the next frame does.
   if (isVisible && (before == UISceneVisibility::OnScreen || before == UISceneVisibility::HeldBack)) return;
   const UISceneVisibility shown = needsFrame ? UISceneVisibility::Mapped : UISceneVisibility::OnScreen;
   UIApplication::sharedApplication().setSceneVisibility(*_scene, isVisible ? shown : UISceneVisibility::Hidden);
@@ -130,7 +131,7 @@ bool HostSurface::isReachable(const std::shared_ptr<UIView>& view) const {
   return std::find(elements.begin(), elements.end(), view) != elements.end();
 }
 
-/// Without the keyboard focus, the window marks the view when it gets the focus.
+/// If the window does not have the keyboard focus, the view is focused only when the window gets it.
 void HostSurface::focus(const std::shared_ptr<UIView>& view) {
   if (_isFocused) return _window->setFocusedView(view);
   _unfocused = view;
@@ -155,7 +156,7 @@ void HostSurface::changeLater() {
   });
 }
 
-/// The client may destroy the surface in each call.
+/// The client may destroy the surface in each of its functions that report a change.
 void HostSurface::reportChanges() {
   const std::weak_ptr<bool> alive = _alive;
   updateStage();
@@ -350,7 +351,7 @@ bool HostSurface::activate(std::uint64_t element) {
   const auto view = pressable(element);
   if (!view) return false;
   focus(view);
-  // As with keys, an animated dialog cannot be pressed.
+  // As with keys, nothing in a dialog can be pressed while the dialog is animated.
   const auto dialog = frontmostDialog(*window);
   return !(dialog && isInMotion(*dialog)) && view->accessibilityActivate();
 }

@@ -31,8 +31,9 @@ class UIWindow;
 class OQSDK_EXPORT HostSurface {
  public:
   /// What a toolkit implements. The client must outlive its surface. After changes of the views, the functions from
-  /// dialogChanged() to viewsChanged() are called in this order, once for all changes in one run of the main queue. Any
-  /// of these may destroy the surface.
+  /// dialogChanged() to viewsChanged() are called, once for all changes in one run of the main queue: first those about
+  /// dialogs and the focus, then elementsChanged(), then viewsChanged(). The functions without a result, except
+  /// frameWanted(), may destroy the surface.
   class Client {
    public:
     /// The host should call paint() soon.
@@ -40,18 +41,19 @@ class OQSDK_EXPORT HostSurface {
     /// True: a dialog has opened, so the host should take the keyboard focus and pass keys to press(). False: the last
     /// dialog has closed; called after restoreFocus().
     virtual void dialogChanged(bool /*isShown*/) {}
-    /// The widget that has the keyboard focus: one of the host, also one that shows a page of the library; nullptr if
-    /// there is none, or if the library's layer has the focus.
+    /// Returns the widget of the host that has the keyboard focus; a widget that shows a web page of the library counts
+    /// as such a widget. nullptr if no widget has the focus, or if the library's layer has it.
     virtual HostFocus hostFocus() { return nullptr; }
     /// Gives the focus back to a widget that hostFocus() returned before a dialog. Should have no effect if another
     /// widget has got the focus in the meantime.
     virtual void restoreFocus(const HostFocus&) {}
-    /// Whether the host supports assistive technology. If not, the tree is not made, elementsChanged() is not called,
-    /// and accessibleTree() is empty.
+    /// Whether the host supports assistive technology. If not, the surface makes no accessible tree: elementsChanged()
+    /// is not called, and accessibleTree() is empty.
     virtual bool wantsElements() const { return false; }
     /// Assistive technology must be informed of this tree.
     virtual void elementsChanged(const AccessibleTree&) {}
-    /// The views have changed. The place to hide the layer if isEmpty(), because the focus has been given back before.
+    /// The views have changed. If isEmpty(), the host can now hide the layer: the keyboard focus has already been given
+    /// back to the host's widgets.
     virtual void viewsChanged() {}
     /// The stage has changed outside setSize().
     virtual void stageChanged() {}
@@ -75,10 +77,10 @@ class OQSDK_EXPORT HostSurface {
   CGPoint inStage(CGPoint point) const { return stage().toStage(point); }
 
   // The window.
-  /// The window exists; messages can be shown in it.
+  /// To be called when the window exists. From now on messages can be shown in it.
   void connect();
   void disconnect();
-  /// The window's size, and the pixels of one of its points.
+  /// Sets the window's size in points, and the number of pixels per point.
   void setSize(CGSize size, double pixelsPerPoint);
   /// False until the window has had a size.
   bool isPlaced() const { return _stage.isPlaced(); }
@@ -93,21 +95,22 @@ class OQSDK_EXPORT HostSurface {
   /// Reports that the window has got or lost the keyboard focus. Without it no view is marked as focused. Getting it
   /// counts as use.
   void setFocused(bool isFocused);
-  /// Reports that the host has focused a widget of its own although a dialog covers it. That widget gets the focus back
-  /// when the dialogs have closed.
+  /// Reports that the host has focused one of its own widgets although a dialog covers the widget. This widget gets the
+  /// focus again when all dialogs have closed.
   void noteHostFocus(HostFocus focus);
 
   // Frames.
-  /// Paints into memory what has changed since the last call. `time` is on the host's clock.
+  /// Paints into memory what has changed since the last call. `time` is a time of SurfaceHost::now().
   PaintedFrame paint(const PixelBuffer& buffer, double time);
   /// The size of a buffer for the whole window, in pixels; at least 1, and at most PixelBuffer::largestSide.
   PixelRect pixelSize() const;
-  /// The painter's origin is the corner of the window, and its units are points of the stage.
+  /// Paints the whole frame. The painter's origin is the upper left corner of the window, and its units are points of
+  /// the stage.
   void paint(Painter& painter, double time);
   /// Whether there is nothing to show, now or soon, so that the host can hide its layer. False while a frame is needed
   /// to know that the window is on screen.
   bool isEmpty() const;
-  /// Whether a view in this window is animated. Then the host should paint each frame of its display.
+  /// Whether a view in this window is animated. If so, the host should paint every frame of its display.
   bool isAnimating() const;
   /// Reports whether the host now paints every frame, which it should do while animations run.
   void setPaintsContinuously(bool does) { _paintsContinuously = does; }
@@ -115,8 +118,8 @@ class OQSDK_EXPORT HostSurface {
   void changeLater();
 
   // Input.
-  /// Whether the library consumes a touch at this point. The point may be outside the stage, because views may fill the
-  /// surrounding area.
+  /// Whether the library consumes a touch at this point. The point may be outside the stage: a message, an alert or a
+  /// page also consumes touches there.
   bool covers(CGPoint point) const;
   /// `identifier` distinguishes fingers; it is any number of the host. Returns false if the library does not consume
   /// the touch.
@@ -128,8 +131,8 @@ class OQSDK_EXPORT HostSurface {
   bool hasTouch(std::int64_t identifier) const { return _touches.contains(identifier); }
   bool hasTouches() const { return !_touches.empty(); }
   /// The pointer has moved to the point with no button pressed, or, with nullopt, it has left the window or is over a
-  /// widget of the host. Returns whether a press there has an effect; then the pointer should be a hand. Call it also
-  /// in viewsChanged(), because the views under a resting pointer may have changed.
+  /// widget of the host. Returns whether a press there has an effect; if so, the pointer should be a hand. Call this
+  /// function also in viewsChanged(), because the views under a resting pointer may have changed.
   bool pointerMoved(std::optional<CGPoint> point);
   /// Scrolls by a wheel, or by a touchpad that does not report when the fingers leave it.
   bool scroll(CGPoint point, double dx, double dy);
@@ -144,21 +147,22 @@ class OQSDK_EXPORT HostSurface {
   // Assistive technology.
   /// The tree that elementsChanged() got last.
   const AccessibleTree& accessibleTree() const { return _elements.tree(); }
-  /// The tree with the views as they are now, without its changes.
+  /// The tree with the views as they are now. Its lists of changes are empty.
   AccessibleTree currentAccessibleTree() { return _elements.treeOf(_window, stage()); }
   /// Focuses the element and presses it. False if that has no effect: the element does not exist any more, takes no
   /// input, is disabled, or is covered by a dialog.
   bool activate(std::uint64_t element);
-  /// Moves the keyboard focus of the window to the element, if it can be pressed, or removes it from the element.
+  /// With true, focuses the element if it can be pressed. With false, the element loses the keyboard focus if it has
+  /// it.
   void setElementFocused(std::uint64_t element, bool isFocused);
   std::shared_ptr<UIView> viewOf(std::uint64_t element) const { return _elements.viewOf(element); }
 
  private:
   friend class SurfaceHost;
   void treeChanged();
-  /// A frame was requested, should come soon, and has not come since `since`.
+  /// Whether a frame was requested or animations run, and the window is on screen, but no frame has come since `since`.
   bool awaitsFrame(double since) const;
-  /// Detects that no frame has come since `since` although one was requested. A Wayland compositor stops frames while a
+  /// If awaitsFrame(), notes that the system holds back the window's frames. A Wayland compositor stops frames while a
   /// window is minimised or on another workspace, and reports this in no other way.
   void checkFrames(double since);
   void noteFrame();
@@ -181,14 +185,14 @@ class OQSDK_EXPORT HostSurface {
   WindowStage _stage;
   double _pixelsPerPoint;
   bool _isConnected = false;
-  int _resizes = 0;  ///< size changes since the page was last laid out
+  int _resizes = 0;  ///< size changes of the resizing that has not ended; 0 if there is none
   bool _isChanging = false;
   bool _isNoting = false;     ///< a block that reports the painted frame is queued
   bool _frameWanted = false;  ///< requested, and not yet painted
   bool _paintsContinuously = false;
   double _lastFrame = 0;
   struct Touch {
-    int number;    ///< for the window
+    int number;    ///< identifies the touch for the UIWindow
     bool isTaken;  ///< a view has the touch; otherwise it is only kept from the host
   };
   std::map<std::int64_t, Touch> _touches;  ///< the running touches
@@ -201,9 +205,9 @@ class OQSDK_EXPORT HostSurface {
   AccessibleElements _elements;
   FocusMemory _focusMemory;
   std::weak_ptr<UIView> _dialog;     ///< the front-most dialog of the last update
-  bool _hasDialog = false;           ///< there was one
+  bool _hasDialog = false;           ///< whether the last update found a dialog, which may be destroyed by now
   bool _isFocused = true;            ///< the window has the keyboard focus
-  std::weak_ptr<UIView> _unfocused;  ///< while it has not: the view to focus when it gets it
+  std::weak_ptr<UIView> _unfocused;  ///< if not _isFocused: the view to focus when the window gets the focus
 };
 
 }  // namespace oq

@@ -9,9 +9,10 @@
 
 namespace oq {
 
-/// The path of a module that a host loads at run time, such as a web engine. Searched for in the folder of the library
-/// or program that contains `function`, in that folder's subfolder "oqsdk", and then in `more`. Empty if the module is
-/// not installed. No relative path is used, so the current folder does not matter. Thread-safe.
+/// Returns the path of a module that a host loads at run time, such as a web engine; empty if the module is not
+/// installed. `file` is the module's file name. It is searched for in the folder of the library or program that
+/// contains `function`, in that folder's subfolder "oqsdk", and then in the folders `more`. Relative paths are ignored,
+/// so the current folder does not matter. Thread-safe.
 OQSDK_EXPORT std::filesystem::path findModule(const std::string& file, const void* function,
                                               const std::vector<std::filesystem::path>& more);
 

@@ -20,8 +20,8 @@ struct OQSDK_EXPORT PixelBuffer {
   int width = 0, height = 0;
   /// Bytes from one row to the next: a multiple of 4, and at least 4 * width.
   int stride = 0;
-  /// Whether the buffer still contains what the last call painted. Then only what has changed since is painted. Must be
-  /// false for a buffer that is new, or that was not the last one (when two buffers take turns).
+  /// Whether the buffer still contains what the last call painted. If so, only what has changed since then is painted.
+  /// Must be false for a new buffer, and for a buffer that the last call did not get (if two buffers take turns).
   bool holdsLastFrame = false;
   /// The pixel behind the library's views: transparent by default, or the host's background if it is opaque.
   std::uint32_t background = 0;
@@ -43,18 +43,18 @@ struct PaintedFrame {
     Changed
   };
   Result result = Result::Nothing;
-  /// The part of the buffer that was written. It can be non-empty with any result but Same.
+  /// The part of the buffer that was written: empty for Same, not empty for Changed; for Nothing both are possible.
   PixelRect damage;
 };
 
 /// Paints frames into memory, each time only what has changed since the frame before. Main thread only.
 class OQSDK_EXPORT PixelFrames {
  public:
-  /// A buffer that violates the rules of PixelBuffer is not touched.
+  /// A buffer that violates the rules of PixelBuffer is not changed; the result is then Same.
   PaintedFrame paint(const WindowStage& stage, const PixelBuffer& buffer, double pixelsPerPoint, double time);
 
  private:
-  /// What the last frame was painted from; another value requires a whole new frame.
+  /// Properties of the last frame. If one of them changes, the whole frame is painted again.
   struct Format {
     int width = 0, height = 0;
     double scale = 0;

@@ -11,8 +11,8 @@ namespace oq {
 
 namespace {
 
-/// The page class with that name. nullptr if the name is empty, or belongs to another class: that class's methods would
-/// treat our objects as their own.
+/// The page class with this name, registered at the first call. nullptr if the name is empty, or belongs to a class
+/// that this function has not registered: its methods would treat our controller as an object of another C++ class.
 Class* classNamed(const std::string& name) {
   static auto& made = *new std::map<std::string, Class*>;
   if (const auto found = made.find(name); found != made.end()) return found->second;

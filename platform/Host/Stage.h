@@ -11,7 +11,7 @@ namespace oq {
 /// points, lengths in the window are in window points.
 struct OQSDK_EXPORT Stage {
   static constexpr double width = 375;
-  /// Enough for the highest card with its close button, which needs 572.
+  /// In stage points. Enough for the highest card with its close button, which needs 572.
   static constexpr double smallestHeight = 620;
   static constexpr double largestHeight = 812;
   static constexpr double defaultMaximumScale = 1.5;

@@ -19,11 +19,12 @@ namespace {
 constexpr double kFramePatience = 0.1;
 /// Seconds between frames of an animation.
 constexpr double kFrame = 1.0 / 60;
-/// Seconds by which a deadline counts as reached early, because times are rounded. Animations have such a tolerance,
+/// A deadline counts as reached this many seconds early, because times are rounded. Animations have such a tolerance,
 /// too.
 constexpr double kTimeRounding = 1e-6;
 
-/// The main thread is in pump() and will run the blocks that it queues now.
+/// The main thread is moving animations on in pump(). The same pump() runs the blocks that they queue, so no wake is
+/// needed.
 thread_local bool isPumping = false;
 
 struct PumpScope {
@@ -70,7 +71,8 @@ HostSurface* SurfaceHost::surfaceOf(const UIWindow& window) const {
 }
 
 void SurfaceHost::setAnimationsEnabled(bool enabled) {
-  // Not 0: an animation then still ends with a frame, which shows whether the window still gets frames.
+  // The shortest duration is not 0, so that an animation still ends with a frame. Whether this frame comes shows
+  // whether the window still gets frames.
   AnimationEngine::shared().setEnabled(enabled, 0.001);
 }
 
@@ -98,7 +100,8 @@ void SurfaceHost::deadlineReached() {
 }
 
 double SurfaceHost::pump(double budget) {
-  // First, so that the blocks that this queues run in this pass. Otherwise each frame would take a second pass.
+  // Animations first, so that the blocks that they queue run in this pass. Otherwise each frame would need a second
+  // pass.
   {
     const PumpScope scope;
     moveAnimations(now());
@@ -109,8 +112,8 @@ double SurfaceHost::pump(double budget) {
   return std::max(0.0, next - now());
 }
 
-/// Moves animations on once for each frame, however often it is called. Half a frame allows for a display that is
-/// sometimes early.
+/// Moves animations on once for each frame, however often this function is called. Half a frame after the last step is
+/// enough, because a display may paint a frame early.
 void SurfaceHost::moveAnimations(double time) {
   const bool isRunning = AnimationEngine::shared().isRunning();
   if (isRunning && !isReached(_lastStep + kFrame / 2, time)) return;
@@ -126,15 +129,15 @@ void SurfaceHost::setWake(std::function<void()> wake) {
   });
 }
 
-/// Whether to wait for a frame that is still expected. That frame will end the animations that are over. Waiting is
-/// necessary because toolkits run timers before frames that are due, and a frame that is slow to paint must not count
-/// as held back.
+/// Whether a reached deadline has to wait for a frame that is still expected. This frame ends the animations whose time
+/// is over, so the deadline need not do it. The wait is necessary because toolkits run timers before frames that are
+/// due, and a window whose frame is slow to paint must not count as held back.
 bool SurfaceHost::awaitFrame(double time) {
   const double since = _frameAwaitedSince.value_or(time);
   const bool isAwaited = std::any_of(_surfaces.begin(), _surfaces.end(),
                                      [&](const HostSurface* surface) { return surface->awaitsFrame(since); });
   if (_frameAwaitedSince) {
-    // pump() may ask before the timer fires.
+    // pump() may call this function before the timer fires.
     if (isAwaited && !isReached(since + kFramePatience, time)) return true;
     for (HostSurface* surface : _surfaces) surface->checkFrames(since);
     return false;

@@ -16,13 +16,14 @@ namespace oq {
 
 class HostSurface;
 
-/// The part of a host that is the same for every toolkit: a clock, a timer for deadlines without a frame, and the main
-/// screen, which is the stage of one of the surfaces. A host derives from it and installs itself. Main thread only.
+/// The part of a host that is the same for every toolkit: a clock, a timer for deadlines at which no frame is painted,
+/// and the main screen, which is the stage of one of the surfaces. A host derives from this class and installs itself
+/// with HostInstallation. Main thread only.
 class OQSDK_EXPORT SurfaceHost : public UIHost {
  public:
-  /// For a process that is prepared already.
+  /// For a process in which prepareProcess() has been called already.
   SurfaceHost();
-  /// Prepares the process.
+  /// Calls prepareProcess() with these arguments.
   SurfaceHost(const HostedApplication& application, MainLoop loop);
   ~SurfaceHost() override;
   SurfaceHost(const SurfaceHost&) = delete;
@@ -35,9 +36,9 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
   void scenesChanged() override { updateScreen(); }
 
   /// For a host that runs its own loop: moves animations on, and runs what waits on the main queue, for about `budget`
-  /// seconds. Call it once for each pass of the loop, before painting. Returns the seconds after which it wants to be
-  /// called again: 0 if blocks are left, the rest of a frame's length during an animation, infinity if nothing is
-  /// scheduled. It must also be called after a wake.
+  /// seconds. Call this function once for each pass of the loop, before painting. Call it again after the returned
+  /// number of seconds, or earlier if `wake` is called (see setWake()). The number is 0 if blocks are left, the rest of
+  /// a frame's length during an animation, and infinity if nothing is scheduled.
   double pump(double budget);
   /// `wake` is called, on any thread, each time there is work for a further pump(); see DispatchQueue::setMainWake().
   static void setWake(std::function<void()> wake);
@@ -45,14 +46,14 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
   /// Whether the user wants animations. Without them, messages open and close at once.
   void setAnimationsEnabled(bool enabled);
   /// Sets the main screen to the stage where messages are shown: that of the first active scene, or else of the first
-  /// scene. Call it when one of them changes.
+  /// scene. Call this function when a stage or the order or state of the scenes changes.
   void updateScreen();
   /// The surface that shows the window; nullptr if there is none.
   HostSurface* surfaceOf(const UIWindow& window) const;
 
  private:
   friend class HostSurface;
-  /// A surface whose scene is connected.
+  /// Adds a surface whose scene is about to be connected.
   void add(HostSurface& surface);
   void remove(HostSurface& surface);
   HostSurface* screenSurface() const;
@@ -63,8 +64,8 @@ class OQSDK_EXPORT SurfaceHost : public UIHost {
 
   std::vector<HostSurface*> _surfaces;
   double _deadline = std::numeric_limits<double>::infinity();
-  double _lastStep = 0;                      ///< when pump() moved animations on, or found none
-  std::optional<double> _frameAwaitedSince;  ///< the time of a deadline that waits for a frame
+  double _lastStep = 0;                      ///< when pump() last moved animations on or found none
+  std::optional<double> _frameAwaitedSince;  ///< when a deadline was reached that still waits for a frame
   std::unique_ptr<DispatchTimer> _timer;
   std::shared_ptr<SurfaceHost*> _self;  ///< how the timer finds the host; emptied when the host is destroyed
 };

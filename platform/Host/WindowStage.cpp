@@ -11,8 +11,8 @@ namespace oq {
 
 namespace {
 
-/// Whether the front-most dialog is a message or an alert. A pushed page can be a dialog, too, but it is the view of
-/// the root controller.
+/// Whether the front-most dialog is a message or an alert. While a page is shown, the front-most dialog may also be the
+/// view of the root controller, which contains the page.
 bool showsMessage(const UIWindow& window) {
   const auto dialog = frontmostDialog(window);
   const auto root = window.rootViewController();

@@ -17,11 +17,12 @@ class UIWindow;
 /// its size only until resizing has ended. Otherwise the stage follows the window immediately. Main thread only.
 class OQSDK_EXPORT WindowStage {
  public:
-  /// `window` is the size of the host's window, empty while unknown. A scale that is not a positive number is replaced
-  /// by the default. Without a scale there is no stage, and the UIWindow fills the host's window.
+  /// `window` is the size of the host's window, empty while unknown. A `maximumScale` that is not a positive number is
+  /// replaced by the default. With nullopt the UIWindow is not scaled and fills the host's window.
   WindowStage(CGSize window, std::optional<double> maximumScale);
   const Stage& stage() const { return _stage; }
-  /// The pixels per point of the UIWindow for which pictures are prepared, given those of the host's window.
+  /// The pixels per point of the UIWindow for which pictures are prepared. `pixelsPerPoint` is that of the host's
+  /// window.
   double contentScale(double pixelsPerPoint) const {
     return _maximumScale ? _stage.contentScale(pixelsPerPoint) : pixelsPerPoint;
   }

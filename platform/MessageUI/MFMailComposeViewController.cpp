@@ -97,7 +97,8 @@ void MFMailComposeViewController::_viewDidAppear(bool animated) {
   if (!std::exchange(_hasBegun, true)) begin();
 }
 
-/// If other code dismissed the composer, no mail program is opened any more.
+/// If other code dismisses the composer before the message is handed over, the message is cancelled and the delegate is
+/// not notified.
 void MFMailComposeViewController::_viewDidDisappear(bool animated) {
   sendSuper(staticClass(), *this, viewDidDisappearSelector, animated);
   if (presentingViewController() || _hasFinished) return;

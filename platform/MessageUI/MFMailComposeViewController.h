@@ -16,14 +16,16 @@ namespace oq {
 
 enum class MFMailComposeResult : std::int64_t { Cancelled = 0, Saved = 1, Sent = 2, Failed = 3 };
 
-/// The message to a composer's delegate: the composer, the result as a number, and the error, if any.
+/// The delegate's method that a composer calls when it has finished. The arguments are the composer, the
+/// MFMailComposeResult as a number, and the error, if any.
 inline const Selector<void(Object*, std::int64_t, const std::optional<Error>&)> mailComposeDidFinishSelector{
     "mailComposeController:didFinishWithResult:error:"};
 
-/// Opens a message in the user's own mail program. On screen it shows a small card with a Cancel button. After it has
-/// appeared, it writes the attachments into files. Then it asks the desktop's portal to show the message, or starts
-/// xdg-email if no portal answers. Finally it notifies the delegate, which dismisses the composer. "Sent" means that a
-/// mail program shows the message; what the user does there is unknown.
+/// Opens a message in the user's own mail program. On screen it shows a small card with a Cancel button. When the card
+/// has appeared, the composer writes the attachments into files. Then it asks the desktop's portal to show the message,
+/// or starts xdg-email if no portal accepts mail. Finally it notifies the delegate, which must dismiss the composer.
+/// Without a delegate that has the method, the composer dismisses itself. The result Sent means that a mail program
+/// shows the message; whether the user sends it is unknown.
 ///
 /// Main thread only. Create it with makeMainObject() and present it once.
 class MFMailComposeViewController : public UINavigationController {
@@ -32,7 +34,8 @@ class MFMailComposeViewController : public UINavigationController {
  public:
   /// The maximum number of files in a message. If more are added, only the last ones are kept.
   static constexpr std::size_t mostAttachments = 16;
-  /// Whether a portal or a mail program is available. May block some seconds while a portal starts.
+  /// Whether an e-mail portal, or xdg-email with a mail program, is available. Blocks for up to two seconds while a
+  /// portal starts.
   static bool canSendMail();
 
   MFMailComposeViewController();
@@ -60,7 +63,7 @@ class MFMailComposeViewController : public UINavigationController {
   void composeByPortal();
   void composeByProgram();
   void giveUp();
-  /// Returns a completion that calls the member, unless the composer is gone.
+  /// Returns a completion that calls the member function, unless the composer has been destroyed by then.
   MailCompletion telling(void (MFMailComposeViewController::*member)(MailOutcome, const std::optional<Error>&));
   void portalEnded(MailOutcome outcome, const std::optional<Error>& error);
   void programEnded(MailOutcome outcome, const std::optional<Error>& error);

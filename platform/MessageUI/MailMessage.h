@@ -27,12 +27,12 @@ struct MailMessage {
 
 enum class MailOutcome {
   HandedOver,   ///< a mail program shows the message
-  Cancelled,    ///< by the user
-  Failed,       ///< refused; there is an error
+  Cancelled,    ///< the user cancelled
+  Failed,       ///< not handed over; the error contains the reason
   Unreachable,  ///< no portal or program accepts mail
 };
 
-/// Called once, on the main queue.
+/// Called once, on the main queue, but not after MailComposition::cancel().
 using MailCompletion = std::function<void(MailOutcome outcome, std::optional<Error> error)>;
 
 /// A message that is being passed to a mail program. Main thread only.
@@ -43,7 +43,6 @@ class MailComposition {
   virtual void cancel() = 0;
 };
 
-/// The error domain of mail.
 inline constexpr const char* MailErrorDomain = "MFMailComposeErrorDomain";
 
 }  // namespace oq

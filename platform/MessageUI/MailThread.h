@@ -30,7 +30,7 @@ class MailThread {
 /// used on the main thread only; the pointer may be released on any thread.
 using MailReport = std::shared_ptr<MailCompletion>;
 
-/// Calls the completion on the main queue, unless the composition is cancelled before that.
+/// Calls the completion on the main queue, unless it was already called or the composition is cancelled before that.
 void deliver(MailReport report, MailOutcome outcome, std::optional<Error> error = std::nullopt);
 
 }  // namespace oq

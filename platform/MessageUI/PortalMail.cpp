@@ -26,7 +26,7 @@ constexpr const char* kRequest = "org.freedesktop.portal.Request";
 constexpr const char* kRequests = "/org/freedesktop/portal/desktop/request/";
 constexpr int kShortWait = 2000;            // milliseconds
 constexpr int kComposeWait = 25000;         // milliseconds that the portal may take to accept a mail
-constexpr guint32 kTakesManyAddresses = 3;  // the first version that accepts several addresses
+constexpr guint32 kTakesManyAddresses = 3;  // the first portal version that accepts several addresses
 
 /// Whether the error means that no e-mail portal is available, so that the call has had no effect.
 bool isUnknownThere(const Failure& failure) {
@@ -58,8 +58,8 @@ GVariant* textVariant(const std::string& text) {
 }
 
 /// One request to the portal. It is constructed on the main thread, then used on the mail thread, and ends when its
-/// owner releases it. A GLib callback that is certain to be called holds it strongly; one that may never be called
-/// holds it weakly.
+/// owner releases it. A GLib callback that will certainly be called holds the request strongly. A callback that may
+/// never be called holds it weakly; otherwise the request might never be destroyed.
 class Request : public std::enable_shared_from_this<Request> {
  public:
   Request(const MailMessage& message, const std::vector<std::filesystem::path>& files, MailReport report)
@@ -89,7 +89,7 @@ class Request : public std::enable_shared_from_this<Request> {
   }
 
  private:
-  /// Asks the portal to close the request. The connection stays open until this call has ended.
+  /// Asks the portal to close the request. The connection stays open until this D-Bus call has ended.
   void closeRequest() {
     _isClosing = true;
     g_dbus_connection_call(_connection.get(), kPortal, _handle.c_str(), kRequest, "Close", nullptr, nullptr,
@@ -136,7 +136,7 @@ class Request : public std::enable_shared_from_this<Request> {
   void askFor(guint32 version) {
     static std::atomic<unsigned> requests{0};
     const std::string token = "oqsdk" + std::to_string(g_random_int()) + "_" + std::to_string(++requests);
-    // Subscribes before the call: the response may arrive before the call returns.
+    // Subscribes before the call: the response may arrive before the answer to the call.
     listenTo(expectedHandle(token));
     _hasAsked = true;
     const ObjectRef<GUnixFDList> files(g_unix_fd_list_new());
@@ -201,14 +201,16 @@ class Request : public std::enable_shared_from_this<Request> {
     } else if (isUnknownThere(failure)) {
       self->end(MailOutcome::Unreachable);
     } else {
-      // The portal may still show the mail later, so close the request, unless cancel() already does.
+      // The portal may still show the mail, for example after a timeout. So the request is closed, unless cancel() is
+      // already closing it.
       if (self->_connection && !self->_isClosing) self->closeRequest();
       self->end(MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
     }
   }
 
-  /// Reports "unreachable", so that xdg-email is tried, only if the message was not sent to the portal; otherwise two
-  /// mail windows could open.
+  /// Called when the connection was closed. If the message was not sent to the portal yet, the outcome is Unreachable,
+  /// so that xdg-email is tried. Otherwise it is Failed, because the portal may already show the message, and xdg-email
+  /// would open a second window.
   void endUnanswered() {
     if (!_hasAsked) return end(MailOutcome::Unreachable);
     end(MailOutcome::Failed, Error{MailErrorDomain, 3, "The mail program's portal has gone."});
@@ -301,7 +303,8 @@ bool answersOn(const std::string& address, GCancellable* patience) {
 bool PortalMail::isAvailable() {
   const std::string address = sessionBusAddress();
   if (address.empty()) return false;
-  // Also limits the wait for a bus that accepts the connection and then does not answer.
+  // The timeout of the D-Bus call does not include connecting. The cancellable also ends the wait for a bus that
+  // accepts the connection and then does not answer.
   const std::shared_ptr<GCancellable> patience(g_cancellable_new(), g_object_unref);
   const auto end = DeadlineThread::shared().callAt(DeadlineThread::after(std::chrono::milliseconds(kShortWait)),
                                                    [patience] { g_cancellable_cancel(patience.get()); });

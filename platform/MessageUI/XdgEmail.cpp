@@ -44,7 +44,7 @@ void ended(GObject* process, GAsyncResult* result, gpointer data) {
   deliver(waited->report, MailOutcome::Failed, Error{MailErrorDomain, failure.code(), failure.message()});
 }
 
-/// nullptr if the program cannot be started.
+/// Starts xdg-email. Returns nullptr if it cannot be started.
 GSubprocess* started(const MailMessage& message, const std::vector<std::filesystem::path>& files) {
   std::vector<std::string> command{kProgram, "--utf8", "--subject", message.subject, "--body", message.body};
   for (const auto& file : files) command.insert(command.end(), {"--attach", file.string()});

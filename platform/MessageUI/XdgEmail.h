@@ -10,9 +10,9 @@ namespace oq {
 /// The program xdg-email, which passes a message to the user's preferred mail program. Main thread only.
 class XdgEmail {
  public:
-  /// Whether the program is on PATH and a mail program is registered.
+  /// Whether xdg-email is on PATH and a mail program is registered for mailto links.
   static bool isAvailable();
-  /// Starts the program with the files as attachments.
+  /// Starts xdg-email with the files as attachments. If it cannot be started, the outcome is Unreachable.
   static std::shared_ptr<MailComposition> compose(const MailMessage& message,
                                                   const std::vector<std::filesystem::path>& files,
                                                   MailCompletion completion);

@@ -21,7 +21,7 @@ struct Method {
       : selector(of), typeEncoding(encoding), first(made), implementation(made) {}
 
   SEL selector;
-  const char* typeEncoding;  ///< nullptr: the caller that added it guarantees the type
+  const char* typeEncoding;  ///< nullptr if not known: the caller that added the method guarantees the type
   const IMP first;
   std::atomic<IMP> implementation;
   std::atomic<IMP> entry{nullptr};

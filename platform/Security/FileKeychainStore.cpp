@@ -150,7 +150,7 @@ std::vector<KeychainAttributes> attributesOf(const Items& items) {
 
 OSStatus FileKeychainStore::readItems(int folder, Items& items) {
   FileDescriptor file(::openat(folder, kFileName, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  // A link of that name counts as foreign, like anything else that is not our file.
+  // A link counts as a foreign file, which reads as empty.
   if (!file) return errno == ENOENT || errno == ELOOP ? errSecSuccess : errSecIO;
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return errSecIO;

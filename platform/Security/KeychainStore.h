@@ -12,7 +12,6 @@
 
 namespace oq {
 
-/// Attribute values by name.
 using KeychainAttributes = std::map<std::string, std::string, std::less<>>;
 
 struct KeychainItem {
@@ -20,20 +19,20 @@ struct KeychainItem {
   Data data;
 };
 
-/// Attributes that are not mentioned keep their value.
+/// Attributes that are not listed keep their values. Without `data` the data stays unchanged.
 struct KeychainChange {
   KeychainAttributes attributes;
   std::optional<Data> data;
 };
 
-/// Where items are stored. Thread-safe. A failure changes nothing, with one exception: an update of several attributes
-/// and the data in a store that writes them one by one.
+/// Where items are stored. Thread-safe. A failure changes nothing, with one exception: a store that writes items one by
+/// one (SecretServiceStore) may fail in update() or remove() after a part of the change.
 class KeychainStore {
  public:
   virtual ~KeychainStore() = default;
 
   virtual const char* name() const = 0;
-  /// The data stays empty unless `wantsData`.
+  /// Finds the first item with all attributes of the query. Its data stays empty unless `wantsData`.
   virtual OSStatus copyMatching(const KeychainAttributes& query, bool wantsData, KeychainItem& found) = 0;
   virtual OSStatus add(const KeychainItem& item) = 0;
   virtual OSStatus update(const KeychainAttributes& query, const KeychainChange& change) = 0;
@@ -50,7 +49,7 @@ void setKeychainStore(std::shared_ptr<KeychainStore> store);
 /// Whether the item has all attributes of the query.
 bool matches(const KeychainAttributes& item, const KeychainAttributes& query);
 KeychainAttributes changed(KeychainAttributes item, const KeychainAttributes& change);
-/// Whether two of the items have the same identity.
+/// Whether two of the items have the same identity: generic attribute, access group, account and service.
 bool haveDuplicates(const std::vector<KeychainAttributes>& items);
 
 }  // namespace oq

@@ -23,7 +23,7 @@ struct LibSecret {
   static const LibSecret* shared();
 
   /// A subclass of the library's service that keeps the "g-connection" it is created with. The library's own class uses
-  /// the shared bus connection of the process, and GLib ends the process when that one closes.
+  /// the shared bus connection of the process, and GLib ends the process when the shared connection closes.
   GType serviceType;
 
   GVariant* (*encodeSecret)(SecretServiceProxy*, SecretBytes*);

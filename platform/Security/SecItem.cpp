@@ -17,7 +17,7 @@ struct Stores {
 };
 
 Stores& stores() {
-  static auto* shared = new Stores;  // used until the last thread ends
+  static auto* shared = new Stores;  // never destroyed: threads may use it while the process ends
   return *shared;
 }
 

@@ -49,7 +49,8 @@ using SecItemResult = std::variant<std::monostate, SecDictionary, Data>;
 /// first call of the process decides which.
 ///
 /// Safe between threads and processes. A call may block some seconds for another process or for the service, and never
-/// shows a question to the user. A failure changes nothing.
+/// shows a question to the user. A failure changes nothing, except that an update or a deletion in the Secret Service
+/// may fail after a part of the change.
 
 /// The first item that has all attributes of the query; its data is not compared.
 OSStatus SecItemCopyMatching(const SecDictionary& query, SecItemResult& result);

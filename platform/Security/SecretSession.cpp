@@ -119,7 +119,7 @@ bool SecretSession::serviceRuns() const {
   return runs;
 }
 
-/// Each session creates new proxies, so that the state of the lock is current.
+/// Each session creates new proxies, so that it sees whether the collection is locked now.
 bool SecretSession::openCollection() {
   _service.reset(static_cast<SecretServiceProxy*>(g_initable_new(_library->serviceType, _cancellable, nullptr,
                                                                  "g-connection", _connection.get(), "flags",

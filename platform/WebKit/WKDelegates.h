@@ -34,8 +34,8 @@ class WKNavigationDelegate {
   ~WKNavigationDelegate() = default;
 };
 
-/// Shows the dialogs of scripts. A script waits until its completion handler is called. Without a delegate dialogs end
-/// immediately, as if cancelled. Main thread only.
+/// Shows the dialogs that a page's scripts open. The script waits until the completion handler is called. Without a
+/// delegate every dialog ends immediately, as if the user had cancelled it. Main thread only.
 class WKUIDelegate {
  public:
   virtual void runJavaScriptAlertPanel(WKWebView&, const std::string& message,

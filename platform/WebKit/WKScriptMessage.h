@@ -7,7 +7,7 @@
 
 namespace oq {
 
-/// A message that a page's script posted, and the name of the handler.
+/// A message that a page's script posted, and the name of the handler that the script posted it to.
 struct WKScriptMessage {
   std::string name;
   JSONValue body;

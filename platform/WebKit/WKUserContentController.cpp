@@ -21,8 +21,8 @@ std::shared_ptr<WKScriptMessageHandler> WKUserContentController::handlerForName(
 
 void WKUserContentController::setKeepsHandlers(bool keeps) {
   _keepsHandlers = keeps;
-  // Handlers are released after the loop. This object may be the last owner of a handler that is itself the last owner
-  // of this object.
+  // Handlers are released after the loop, because releasing one may destroy this object: a handler may be the last
+  // owner of the web view, which owns this object.
   std::vector<std::shared_ptr<WKScriptMessageHandler>> released;
   for (auto& [name, handler] : _handlers) {
     released.push_back(std::move(handler.kept));

@@ -12,7 +12,7 @@ namespace oq {
 
 enum class WKUserScriptInjectionTime : int { AtDocumentStart = 0, AtDocumentEnd = 1 };
 
-/// A script that runs in every page.
+/// A script that runs in every page of a web view.
 struct WKUserScript {
   std::string source;
   WKUserScriptInjectionTime injectionTime = WKUserScriptInjectionTime::AtDocumentStart;
@@ -20,10 +20,12 @@ struct WKUserScript {
 };
 
 /// What a web view adds to its pages: the library's scripts, and handlers to which page scripts can post messages.
-/// Changes affect only pages that are opened later. Main thread only.
+/// Scripts and handler names that are added after a web view's first load have no effect on that view. Main thread
+/// only.
 ///
 /// Ownership: a handler is held strongly while the web view is in a window, and weakly otherwise. A handler often owns
-/// the web view; the resulting cycle exists only while the view is on screen. The registration is permanent.
+/// the web view; the resulting reference cycle exists only while the view is in a window. A handler stays registered
+/// until it is removed by name, also while it is held weakly.
 class WKUserContentController {
  public:
   /// A second handler with the same name is ignored.

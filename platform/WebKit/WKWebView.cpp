@@ -20,7 +20,7 @@ Error refusal(URLErrorCode code, const char* description) {
   return {URLErrorDomain, code, description};
 }
 
-/// Parses JSON. JSON that is nested too deeply is returned as a string.
+/// Parses JSON. JSON that cannot be parsed, for example because it is nested too deeply, is returned as a string.
 JSONValue valueOf(const std::string& json) {
   if (auto value = valueWithJSONData(Data(json.begin(), json.end()))) return *std::move(value);
   return JSONValue(json);

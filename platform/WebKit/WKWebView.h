@@ -21,9 +21,9 @@ namespace oq {
 std::optional<Error> objectionToLoading(const std::optional<URL>& url);
 
 /// A view that shows web pages with the engine of the installed host. The engine creates a page at the first load. If
-/// an address cannot be loaded, because there is no engine or the address is not allowed, the navigation starts and
-/// fails later on the main queue. Delegates and observers are held weakly. Create it with makeMainObject(); main thread
-/// only.
+/// an address cannot be loaded, because there is no engine or the address is not allowed, the navigation delegate is
+/// notified later, on the main queue, of the start and then of the failure. Delegates and observers are held weakly.
+/// Create it with makeMainObject(); main thread only.
 class WKWebView : public UIView, private WebPageClient {
   OQ_CLASS(WKWebView)
 
@@ -38,11 +38,11 @@ class WKWebView : public UIView, private WebPageClient {
   void setNavigationDelegate(const std::shared_ptr<WKNavigationDelegate>& delegate) { _navigationDelegate = delegate; }
   bool allowsBackForwardNavigationGestures() const { return _allowsGestures; }
   void setAllowsBackForwardNavigationGestures(bool allows) { _allowsGestures = allows; }
-  /// Represents the page's own scrolling; holds the refresh control.
+  /// Never scrolls, because the engine scrolls the page. It only holds the refresh control.
   const std::shared_ptr<UIScrollView>& scrollView() const { return _scrollView; }
 
   void loadRequest(const std::optional<URL>& url);
-  /// Loads the address that failed last, or else the shown page, again.
+  /// If the last load failed before its page was shown, loads that address again. Otherwise reloads the shown page.
   void reload();
   void stopLoading();
   bool canGoBack() const;
@@ -51,7 +51,7 @@ class WKWebView : public UIView, private WebPageClient {
   std::optional<oq::URL> URL() const;
   double estimatedProgress() const { return _estimatedProgress; }
   /// The completion is called later, once, with the result, or with an error if the script failed. It is never called
-  /// after the page has closed.
+  /// if nothing was loaded before, or if the page closes first.
   void evaluateJavaScript(const std::string& script,
                           std::function<void(const JSONValue& result, const std::optional<Error>& error)> completion);
 
@@ -87,10 +87,10 @@ class WKWebView : public UIView, private WebPageClient {
   std::weak_ptr<WKNavigationDelegate> _navigationDelegate;
   KeyValueObservers _observers;
   std::unique_ptr<WebPage> _page;
-  /// The address that reload() must load because it failed before anything was shown; nullopt if the page itself can
-  /// reload.
+  /// The address that reload() must load, because its last load failed before a page was shown; nullopt if the page
+  /// itself can reload.
   std::optional<std::string> _failedAddress;
-  /// Distinguishes loads that fail without an engine.
+  /// Increased by every load and stop, so that failLater() does not report a load that is no longer the latest.
   std::uint64_t _loads = 0;
   double _estimatedProgress = 0;
   bool _allowsGestures = false;

@@ -34,7 +34,7 @@ OQMessageControl& control() {
 Status Messages::start(const MessageOptions& options) {
   if (options.appKey.empty()) return failure("The application key is empty.");
   if (auto problem = OQServerAddress::problemWith(options.server)) return failure(std::move(*problem));
-  // Before anything that could store something.
+  // Called first, because the calls below may store something.
   if (options.requireConsent) OQConsent::require();
   if (!options.server.empty()) {
     if (auto problem = OQServerAddress::set(OQSDKManager::getEnvironment(), options.server))

@@ -40,7 +40,7 @@ void beginRun(const OQRecordTree& tree) {
   for (const auto& node : tree.copyOfNodes()) node->beginRun();
 }
 
-/// The web engine is large, so it is prepared before a window needs it.
+/// The web engine may take long to load, so it is prepared before a window needs it.
 void prepareWebEngineFor(const OQCampaignList& list) {
   if (OQConsent::isMissing() || !list.leadsToPages()) return;
   DispatchQueue::main().async([] {
@@ -82,7 +82,7 @@ void OQCampaignStore::restore() {
   _isActivatedCleared = true;
   _isRestored.store(true, std::memory_order_release);
   lock.unlock();
-  // Not under the lock, because this calls the host.
+  // Called after the lock is released, because work for the main queue may wake the host's main loop.
   prepareWebEngineFor(*inApp);
 }
 
@@ -149,7 +149,7 @@ void OQCampaignStore::syncList(Kind kind) {
 
 void OQCampaignStore::beginGeneration(Records records, const std::function<void()>& replaceUser) {
   restore();
-  // Destroyed after the lock is released.
+  // The former lists, events and records are swapped into these variables and destroyed after the lock is released.
   std::array<std::shared_ptr<const OQCampaignList>, 2> lists{makeList(Kind::InApp, {}), makeList(Kind::Subscribe, {})};
   std::array<Events, 2> waiting;
   auto tree = std::make_shared<OQRecordTree>();
@@ -162,7 +162,7 @@ void OQCampaignStore::beginGeneration(Records records, const std::function<void(
       _recordTree.swap(tree);
       _isForgettingDue = true;
     }
-    // Last, so that whoever reads the new generation sees the new user.
+    // The generation changes last, so that a thread that reads the new one also sees the new user.
     replaceUser();
     ++_generation;
   });
@@ -185,7 +185,8 @@ void OQCampaignStore::storeGeneration(Records records) {
   if (records == Records::Remove) writeRecordsOrTryLater(patientAccess());
 }
 
-/// Waits much longer than a decision may.
+/// Like shareRecords(), but tries up to kPatientAttempts times: the removal of the records may wait longer than a
+/// decision.
 OQRecordStore::Access OQCampaignStore::patientAccess() {
   for (int attempt = 1; attempt < kPatientAttempts; ++attempt) {
     if (auto access = shareRecords()) return access;
@@ -276,7 +277,8 @@ OQRecordStore::Access OQCampaignStore::shareRecords() {
   auto access = _records.access();
   if (!access) return access;
   if (_isForgettingDue.exchange(false)) {
-    // What others have written before is removed, too.
+    // Reads what other processes have written and ignores it, so that it counts as known: their records are removed,
+    // too.
     access.changesOfOthers();
     access.noteForgetting();
     return access;
@@ -285,7 +287,7 @@ OQRecordStore::Access OQCampaignStore::shareRecords() {
     if (access.wasForgottenElsewhere()) {
       beginGeneration(Records::Remove, [this] {
         _isForgottenElsewhere = true;
-        _isForgettingDue = false;  // the others know
+        _isForgettingDue = false;  // that process has notified all others
       });
     }
     locked([&] { _recordTree->adopt(*others); });

@@ -26,12 +26,12 @@ namespace oq {
 /// become visible together.
 ///
 /// Locks, in the order in which they are taken:
-///   1. _restoreMutex, while the files of earlier runs are read. It is released before any of the others is taken.
+///   1. _restoreMutex, while the files of earlier runs are read. It is released before locks 2 to 4 are taken.
 ///   2. access to the records (OQRecordStore::Access), exclusive among the processes of the application. The
 ///      records to write are read while it is held, so that a later write never contains older counts.
 ///   3. _fileMutex, while the file of a list is written. The list to write is read while it is held.
 ///   4. _mutex, for each of these steps: a display is allowed and counted; a list is installed with its records and the
-///      events that waited for it are taken; an event is matched or waits.
+///      events that waited for it are taken; an event gets a list or begins to wait; a new generation begins.
 ///   5. the locks inside the lists, the tree and its records.
 /// While one of these locks is held, the host is not called and nothing is written to the log.
 ///
@@ -42,12 +42,12 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   using Windows = OQCampaignList::Windows;
   using Events = std::vector<std::shared_ptr<OQWindowEvent>>;
   using Record = std::shared_ptr<OQRecordTreeNode>;
-  /// Changes when the campaigns of a user are dropped. Whoever reads it before a list or before a request can tell
-  /// later whether they belong to the present user.
+  /// A number that changes when the campaigns of a user are dropped. Code that reads the number before it reads a list
+  /// or sends a request can find out later whether the list or the answer still belongs to the current user.
   using Generation = std::uint64_t;
   enum class Kind { InApp, Subscribe };
 
-  /// Reads the files, or waits for the thread that is reading them.
+  /// Reads the files unless this was done already. Waits if another thread is reading them.
   void restore();
 
   std::shared_ptr<const OQCampaignList> list(Kind kind);
@@ -61,14 +61,16 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   /// Any thread; takes no lock.
   Generation generation() const { return _generation.load(std::memory_order_acquire); }
   enum class Records { Keep, Remove };
-  /// Begins a new generation without campaigns and without events that wait. `replaceUser` runs in the same step, under
-  /// _mutex. So whoever reads the new generation also sees the new user. Call storeGeneration() afterwards.
+  /// Begins a new generation without campaigns and waiting events; Records::Remove also removes the records.
+  /// `replaceUser` runs in the same step, under _mutex, so that a thread that reads the new generation also sees the
+  /// new user. Call storeGeneration() afterwards.
   void beginGeneration(Records records, const std::function<void()>& replaceUser);
-  /// Writes both lists as they are now. The in-app list then counts as not fetched today. Without records, lets the
-  /// other processes of the application know: they remove theirs when they next use them. While one of them keeps the
-  /// records busy, waits up to five seconds, and then completes this in the background.
+  /// Writes both lists as they are now. The in-app list then counts as not fetched today. Records::Remove also writes
+  /// the records and notifies the other processes of the application, which remove their records when they next use
+  /// them. If another process keeps the records busy, the call waits up to five seconds, and the rest is done in the
+  /// background.
   void storeGeneration(Records records);
-  /// True once after another process has called forget().
+  /// Returns true once after another process of the application has forgotten the user.
   bool wasForgottenElsewhere() { return _isForgottenElsewhere && _isForgottenElsewhere.exchange(false); }
 
   /// Whether the in-app list was requested on the present calendar day, in this run or an earlier one.
@@ -76,10 +78,10 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   static void noteFetchedToday();
 
   struct Turn {
-    /// The list, or nullptr if it is empty. The event then waits or is dropped.
+    /// The list to match the event against; nullptr if the event waits, or if one of the flags is set.
     std::shared_ptr<const OQCampaignList> list;
-    bool isDropped = false;   ///< too many events wait
-    bool isOutdated = false;  ///< the event is of an earlier generation, and is dropped
+    bool isDropped = false;   ///< the event is dropped, because too many events wait
+    bool isOutdated = false;  ///< the event is ignored, because it is of an earlier generation
   };
   /// Returns the list to match the event against, or stores the event until a list arrives.
   Turn listOrWait(Kind kind, const std::shared_ptr<OQWindowEvent>& event, Generation generation);
@@ -106,15 +108,17 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   /// Counts one display and writes the records.
   void countDisplay(OQRecordTreeNode& record);
   void markClosed(const OQWindowData& window);
-  /// Allows windows that the user has not closed to be shown again. Only the first call has an effect.
+  /// Allows windows that the user has not closed to be shown again. Does nothing if isActivatedCleared(), which
+  /// restore() sets.
   void clearActivated();
   bool isActivatedCleared();
   void setActivatedCleared(bool isCleared);
-  /// Writes the records as they are in memory, whatever other processes of the application wrote.
+  /// Writes the records as they are in memory. This overwrites what other processes of the application have written
+  /// since this process last read the file.
   void syncRecords();
 
-  /// Takes access to the records and adopts the changes of other processes. The result is false if the records are
-  /// busy.
+  /// Takes access to the records, adopts the changes of other processes, and notifies them if this process has removed
+  /// the records. The result is false if the records are busy.
   OQRecordStore::Access shareRecords();
   void writeRecords(OQRecordStore::Access access);
 
@@ -127,7 +131,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   Campaigns& of(Kind kind) { return _campaigns[static_cast<std::size_t>(kind)]; }
   const Campaigns& of(Kind kind) const { return _campaigns[static_cast<std::size_t>(kind)]; }
   OQRecordStore::Access patientAccess();
-  /// Writes what was changed in memory; while the records are busy, tries again in the background.
+  /// Writes the records. If `access` is false because the records are busy, tries again in the background.
   void writeRecordsOrTryLater(OQRecordStore::Access access);
 
   std::mutex _restoreMutex;
@@ -135,7 +139,7 @@ class OQCampaignStore : public std::enable_shared_from_this<OQCampaignStore> {
   std::array<Campaigns, 2> _campaigns;
   std::atomic<Generation> _generation{0};
   std::atomic<bool> _isForgottenElsewhere{false};
-  std::atomic<bool> _isForgettingDue{false};  ///< the other processes do not know about it yet
+  std::atomic<bool> _isForgettingDue{false};  ///< the records were removed, but the other processes do not know it yet
   std::atomic<std::int64_t> _maxWaitingEvents{3};
   std::atomic<bool> _isActivatedCleared{false};
   std::mutex _fileMutex;

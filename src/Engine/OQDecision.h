@@ -5,7 +5,8 @@
 
 namespace oq {
 
-/// The result of an event for one window, or for the event itself.
+/// The result of matching an event, for one window or, if no window takes part, for the event. recentDecisions() in
+/// OQObserverListener.h describes the values.
 enum class OQDecision : std::uint8_t {
   NoMatch,
   AnotherWindowFirst,

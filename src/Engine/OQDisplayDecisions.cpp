@@ -97,7 +97,7 @@ std::shared_ptr<OQMessage> OQDisplayDecisions::messageFor(const std::shared_ptr<
     _log.record(OQDecision::NoMatch, event.get());
     return nullptr;
   }
-  // The first match wins, even if that window is then not shown.
+  // Only the first match counts: if that window may not be shown, no other window is tried.
   return admit(turn.list->windows()[match.position], event.get(), generation);
 }
 
@@ -145,7 +145,7 @@ OQDecision OQDisplayDecisions::decide(const OQWindowData& window) {
   return countIfStillAllowed(*record, _store->generation());
 }
 
-/// These refusals do not depend on other processes, so access to the shared records is not needed.
+/// Checks the record as this process knows it. A refusal here saves the access to the shared records.
 std::optional<OQDecision> OQDisplayDecisions::refusalByRules(const OQWindowData& window,
                                                              OQRecordTreeNode& record) const {
   if (_store->locked([&] { return isUsedUp(record); })) return OQDecision::CountUsedUp;

@@ -19,7 +19,7 @@
 
 namespace oq {
 
-/// The last decisions, in a ring buffer in memory. Recording does not allocate; strings are built when they are read.
+/// The last decisions, in a ring buffer in memory. record() does not allocate memory; strings are built by entries().
 /// Thread-safe.
 class OQDecisionLog {
  public:
@@ -29,7 +29,7 @@ class OQDecisionLog {
 
   /// The entry keeps the window alive and contains a copy of the event's name.
   void record(OQDecision decision, const OQWindowEvent* event, std::shared_ptr<const OQWindowData> window = nullptr);
-  /// Oldest first, as recentDecisions() in OQObserverListener.h describes them.
+  /// The entries, oldest first, in the form that recentDecisions() in OQObserverListener.h describes.
   JSONValue entries() const;
   /// Sets how many entries are kept, and removes all entries.
   void setCapacity(std::size_t capacity);
@@ -53,22 +53,24 @@ class OQDecisionLog {
 
 /// Decides which window an event shows, counts the display, and records each decision in its log.
 ///
-/// Thread-safe. Among all processes of the application, the decision and the counting are one step; see the locks of
-/// OQCampaignStore. The rules are checked twice: first without access to the shared records, then again in that step.
-/// Failure: while another process keeps the records busy, the window is not shown.
+/// Thread-safe. The final check and the counting are one step, in which no other process of the application can count a
+/// display; see the locks of OQCampaignStore. All rules are first checked without access to the shared records; those
+/// that depend on the record are checked again in that step. Failure: while another process keeps the records busy, the
+/// window is not shown.
 class OQDisplayDecisions {
  public:
   OQDisplayDecisions(std::shared_ptr<OQCampaignStore> store, std::shared_ptr<OQMessageControl> control)
       : _store(std::move(store)), _control(std::move(control)) {}
 
   /// The message to show for the event, with its display already counted and written. nullptr if there is none; the
-  /// event may then wait for the list. `generation` is that of the event: an event of a former user shows nothing.
+  /// event may then wait for the list. `generation` is the one in which the event was recorded: an event of a former
+  /// user shows nothing.
   std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowEvent>& event,
                                         OQCampaignStore::Generation generation);
   /// The message to show for the window now, with its display counted and written; nullptr if it may not be shown.
   std::shared_ptr<OQMessage> messageFor(const std::shared_ptr<OQWindowData>& window);
-  /// Whether the described rules allow the window now. If so, the display has been counted and written. Neither asks
-  /// the host nor writes to the log.
+  /// Whether the window's record and time range allow a display now. If so, the display is already counted and written.
+  /// Does not ask the host, and adds nothing to log().
   OQDecision decide(const OQWindowData& window);
 
   const OQDecisionLog& log() const { return _log; }
@@ -88,7 +90,7 @@ class OQDisplayDecisions {
 
   const std::shared_ptr<OQCampaignStore> _store;
   const std::shared_ptr<OQMessageControl> _control;
-  alignas(64) OQDecisionLog _log;  ///< written at every event, while other cores read _store
+  alignas(64) OQDecisionLog _log;  ///< in its own cache line: every event writes it while other cores read _store
 };
 
 }  // namespace oq

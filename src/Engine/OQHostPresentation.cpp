@@ -38,7 +38,8 @@ JSONDictionary partOf(const OQWindowItemAttribute& attribute) {
   return part;
 }
 
-/// Every window has all parts. Those that the campaign does not mention have no text.
+/// Adds the part if the campaign has it. Every window has an object for each part; the part is missing in the campaign
+/// if the object has no text.
 void addText(JSONDictionary& content, const char* key, const std::shared_ptr<OQTextAttribute>& text) {
   if (text && !text->text().is_null()) content[key] = partOf(*text);
 }
@@ -80,13 +81,15 @@ class __attribute__((visibility("hidden"))) MessageReporter::State : public std:
     return true;
   }
 
-  /// Ends the message if nothing was reported. False if something was, or if the library has ended it.
+  /// Ends the message if the host has reported nothing yet. Returns false if the host has reported something, or if the
+  /// library has ended the message.
   bool cancel() {
     std::lock_guard lock(_mutex);
     return !_isShown && !std::exchange(_isEnded, true);
   }
 
-  /// Ends the message without a report. False if it has ended already. Main queue only.
+  /// Ends the message for the library and calls `removed`. Returns false if the message has already ended. Main queue
+  /// only.
   bool remove() {
     {
       std::lock_guard lock(_mutex);
@@ -119,7 +122,7 @@ class __attribute__((visibility("hidden"))) MessageReporter::State : public std:
   std::mutex _mutex;
   bool _isShown = false;
   bool _isEnded = false;
-  bool _isRemoved = false;  ///< used on the main queue
+  bool _isRemoved = false;  ///< by remove(); main queue only
 };
 
 MessageReporter::MessageReporter(std::shared_ptr<State> state) : _state(std::move(state)) {}
@@ -155,7 +158,8 @@ JSONValue messageContent(const OQWindowData& window) {
 
 namespace {
 
-/// Whether the host has taken the message. If not, the message has neither ended nor been reported as shown.
+/// Offers the message to the host. Returns whether the host draws it. If not, the host has reported nothing, and the
+/// library may show the message.
 bool isTakenByHost(const std::shared_ptr<OQMessage>& message, const MessageHandlers& handlers,
                    const OQHostPresentation& presentation) {
   auto state = std::make_shared<MessageReporter::State>(message, presentation);
@@ -176,7 +180,7 @@ void presentByHost(const std::shared_ptr<OQMessage>& message, const std::shared_
                    OQHostPresentation presentation) {
   auto present = [message, control, presentation = std::move(presentation)] {
     if (message->isDropped()) return;
-    // Those that are set now: the host may have replaced the callbacks while the message waited.
+    // The callbacks are read now, because the host may have replaced them while the message waited.
     const auto handlers = control->handlers();
     if (handlers->present && isTakenByHost(message, *handlers, presentation)) return;
     if (message->isDropped() || !OQMessageControl::canBeShownHere(*message)) return;

@@ -10,19 +10,20 @@
 
 namespace oq {
 
-/// What a host that draws messages itself gets of a campaign: the fields of MessageHandlers::present.
+/// The fields of a campaign that a host gets if it draws messages itself: the `content` of MessageHandlers::present.
 JSONValue messageContent(const OQWindowData& window);
 
 struct OQHostPresentation {
-  /// Gets what the host reports.
+  /// Called with what the host reports: the number of a MessageAction, and the link of the clicked part, or null.
   std::function<void(std::int64_t code, const JSONValue& link)> action;
-  /// The library has ended the message.
+  /// Called when the library has removed the message from the screen.
   std::function<void()> removed;
-  /// The host leaves the message to the library.
+  /// Called to show the message if the host does not draw it.
   std::function<void()> otherwise;
 };
 
-/// Passes the message to the presenter that the host has set when the user could see the message. Main queue only.
+/// Passes the message to MessageHandlers::present, as soon as OQPresentationQueue lets a message appear. If the host
+/// does not draw the message, the library shows it. Main queue only.
 void presentByHost(const std::shared_ptr<OQMessage>& message, const std::shared_ptr<OQMessageControl>& control,
                    OQHostPresentation presentation);
 

@@ -17,7 +17,7 @@ std::string textOf(const JSONValue& value) {
   return value.is_null() ? std::string() : descriptionOf(value);
 }
 
-/// A host whose answer ends in an exception does not object.
+/// If the host's callback throws an exception, the message is allowed.
 bool isAllowedByHost(const MessageHandlers& handlers, const Message& message) {
   bool isAllowed = true;
   if (handlers.mayShow) callHost([&] { isAllowed = handlers.mayShow(message); });
@@ -40,18 +40,18 @@ const std::shared_ptr<OQMessageControl>& OQMessageControl::shared() {
 
 void OQMessageControl::setHeld(bool isHeld) {
   {
-    // Both flags change together, whichever threads hold and resume.
+    // One lock for both flags, so that they stay equal if several threads hold and resume at the same time.
     std::lock_guard lock(_mutex);
     _isHeld = isHeld;
     OQPresentationQueue::setHeld(isHeld);
   }
-  // Without the lock, because this may wake the host.
+  // Called after the lock is released, because this may wake the host's main loop.
   if (!isHeld) OQPresentationQueue::presentSoon();
 }
 
 void OQMessageControl::setHandlers(MessageHandlers handlers) {
   auto fresh = std::make_shared<const MessageHandlers>(std::move(handlers));
-  // The former callbacks are destroyed after the lock is released.
+  // The former callbacks, now in `fresh`, are destroyed after the lock is released.
   std::lock_guard lock(_mutex);
   _handlers.swap(fresh);
 }
@@ -87,14 +87,14 @@ std::vector<std::shared_ptr<OQMessage>> OQMessageControl::current() const {
 
 bool OQMessageControl::isAnotherShown() const {
   if (!_isOneAtATime) return false;
-  std::vector<std::shared_ptr<OQMessage>> messages;  // released without the lock
+  std::vector<std::shared_ptr<OQMessage>> messages;  // destroyed after the lock is released
   std::lock_guard lock(_mutex);
   messages = current();
   return !messages.empty();
 }
 
 bool OQMessageControl::begin(const std::shared_ptr<OQMessage>& message) {
-  std::vector<std::shared_ptr<OQMessage>> others;  // released without the lock
+  std::vector<std::shared_ptr<OQMessage>> others;  // destroyed after the lock is released
   std::lock_guard lock(_mutex);
   others = current();
   if (_isOneAtATime && !others.empty()) return false;
@@ -103,7 +103,7 @@ bool OQMessageControl::begin(const std::shared_ptr<OQMessage>& message) {
 }
 
 std::shared_ptr<OQMessage> OQMessageControl::find(const OQWindowData& window) const {
-  std::vector<std::shared_ptr<OQMessage>> messages;  // released without the lock
+  std::vector<std::shared_ptr<OQMessage>> messages;  // destroyed after the lock is released
   std::lock_guard lock(_mutex);
   messages = current();
   for (auto message = messages.rbegin(); message != messages.rend(); ++message) {

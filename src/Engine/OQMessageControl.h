@@ -17,8 +17,8 @@
 
 namespace oq {
 
-/// One message, from just before its display is counted until it is gone. The window on screen, or whoever draws the
-/// message, holds it. Thread-safe.
+/// One message, from just before its display is counted until it is gone: ended, dropped, or released by all owners.
+/// The window on screen owns it, or the MessageReporter of a host that draws it. Thread-safe.
 class OQMessage {
  public:
   OQMessage(std::shared_ptr<OQWindowData> window, Message description)
@@ -30,7 +30,8 @@ class OQMessage {
   /// Dropped: the message must neither appear nor report anything any more.
   void drop() { _isDropped = true; }
   bool isDropped() const { return _isDropped; }
-  /// Ended: the user has closed the message or clicked it, or the library has removed it. False if it had ended before.
+  /// Ended: the user has closed the message or clicked it, or the library has removed it. end() returns false if the
+  /// message had ended before.
   bool end() { return !_isEnded.exchange(true); }
   bool isEnded() const { return _isEnded; }
 
@@ -41,15 +42,15 @@ class OQMessage {
   std::atomic<bool> _isEnded{false};
 };
 
-/// What the host decides about messages: its callbacks, whether they are held back, and whether several may be on
-/// screen. It knows each message that is not gone yet.
+/// What the host decides about messages: its callbacks, whether messages are held back, and whether several may be on
+/// screen. Also keeps a list of the messages that are not gone yet.
 ///
 /// Thread-safe. No lock is held while a callback of the host runs.
 class OQMessageControl {
  public:
   using Handlers = std::shared_ptr<const MessageHandlers>;
 
-  /// That of the process. A host may use it before the library starts. Never destroyed.
+  /// The object of the process, never destroyed. A host may use it before the library starts.
   static const std::shared_ptr<OQMessageControl>& shared();
 
   void setHandlers(MessageHandlers handlers);
@@ -59,13 +60,14 @@ class OQMessageControl {
   bool isHeld() const { return _isHeld; }
   void setOneAtATime(bool oneAtATime) { _isOneAtATime = oneAtATime; }
 
-  /// Whether the library can show the message in this host.
+  /// Whether the library can show the message in this host: false for a web page if the host has no web engine.
   static bool canBeShownHere(const OQMessage& message);
   /// Why the message may not be shown now; nullopt if it may. Calls the host, without a lock.
   std::optional<OQDecision> refusalOf(const OQMessage& message) const;
   /// Whether refusalOf() asks the host.
   bool asksHost() const { return static_cast<bool>(handlers()->mayShow); }
-  /// Makes the message known. False if another one is not gone and only one may be shown.
+  /// Adds the message to the list. Returns false, and adds nothing, if only one message may be shown and another one is
+  /// not gone yet.
   bool begin(const std::shared_ptr<OQMessage>& message);
   /// The newest message of the window that is not gone, or nullptr.
   std::shared_ptr<OQMessage> find(const OQWindowData& window) const;
@@ -75,7 +77,7 @@ class OQMessageControl {
   static std::shared_ptr<OQMessage> messageOf(const std::shared_ptr<OQWindowData>& window, const OQWindowEvent* event);
 
  private:
-  /// Forgets messages that are gone, and returns the others. The caller holds _mutex.
+  /// Removes the messages that are gone from the list, and returns the others. The caller holds _mutex.
   std::vector<std::shared_ptr<OQMessage>> current() const;
   bool isAnotherShown() const;
 

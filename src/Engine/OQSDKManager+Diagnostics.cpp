@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A symbolic link is not one of our log files, whatever its name.
+/// Returns the log files in the folder. Symbolic links are left out, because the library does not create any.
 std::vector<fs::path> logFilesIn(const fs::path& folder) {
   auto files = enumerateDirectory(folder);
   std::erase_if(files, [&](const fs::path& file) {
@@ -39,7 +39,7 @@ std::vector<fs::path> logFilesIn(const fs::path& folder) {
   return files;
 }
 
-/// The newest files, in their original order.
+/// The newest `most` files, in their original order.
 std::vector<fs::path> newest(std::vector<fs::path> files, std::size_t most, const fs::path& folder) {
   if (files.size() <= most) return files;
   std::vector<std::pair<fs::file_time_type, std::size_t>> byAge;
@@ -91,7 +91,7 @@ void OQSDKManager::sendLogToEmail(const std::optional<std::string>& recipient,
   std::vector<Data> datas;
   std::vector<std::string> names;
   for (const fs::path& file : newest(std::move(files), most, folder)) {
-    // A file that was removed meanwhile is left out.
+    // A file that was removed in the meantime is left out.
     auto contents = contentsOfFile(folder / file, std::numeric_limits<std::size_t>::max());
     if (!contents) continue;
     datas.push_back(std::move(*contents));

@@ -26,13 +26,13 @@ namespace {
 
 using Records = OQCampaignStore::Records;
 
-/// Runs the work on the main queue; immediately if the caller is there.
+/// Runs the work on the main queue; immediately if the caller is already there.
 template <class Work>
 void onMainQueue(Work work) {
   OQDispatchQueueManager::dispatchInMainThread([work = std::move(work)] { guarded(work); }, true);
 }
 
-/// The user that the host has set, in memory only, until it may be stored.
+/// Keeps the user id that the host has set in memory until it may be stored.
 class PendingUser {
  public:
   std::string exchange(std::string userId) {
@@ -79,7 +79,8 @@ void OQSDKManager::proceedWithConsent() {
 }
 
 void OQSDKManager::setUser(const std::string& userId) {
-  // If another process has forgotten the former user, this must not remove the new one later.
+  // If another process has forgotten the former user, this process must notice it now. If it noticed it later, it would
+  // remove the new user.
   _store->shareRecords();
   _followForgetting();
   bool isAnother = false;
@@ -95,8 +96,8 @@ void OQSDKManager::setUser(const std::string& userId) {
       replace();
     }
   }
-  // The empty lists are stored first: if the process ends in between, the next run does not match the former ones for
-  // the new user.
+  // The empty lists are stored before the new user: if the process ends in between, the next run must not match the new
+  // user's events against the former user's lists.
   if (isAnother) _store->storeGeneration(Records::Keep);
   _storeSession();
   if (isAnother) _removeMessages();
@@ -123,7 +124,7 @@ void OQSDKManager::record(const std::string& event, const JSONValue& properties)
 }
 
 void OQSDKManager::refresh() {
-  // The answer to the login is followed by the lists anyway.
+  // When the login is answered, getListData() is called anyway.
   if (!_isLoggedIn) return;
   const Session session = _session.values();
   if (session.token.value_or("").empty() || session.userId.value_or("").empty()) return;
@@ -161,7 +162,7 @@ void OQSDKManager::withdraw() {
 void OQSDKManager::forget(bool keepDevice) {
   pendingUser().exchange("");
   {
-    // Also after consent was withdrawn.
+    // Allows this thread to remove files even after consent was withdrawn.
     const UnconditionalWrites removing;
     {
       std::lock_guard lock(_userMutex);
@@ -174,7 +175,7 @@ void OQSDKManager::forget(bool keepDevice) {
     OQImageDiskCache::cache().removeAllCaches();
     OQLogger::removeFiles();
     if (!keepDevice) OQUtils::forgetUUID();
-    // Removed values are also in the log of an open database.
+    // The write-ahead log of a database may still contain removed values until the database is closed.
     closeAllUserDefaults();
   }
   _removeMessages();

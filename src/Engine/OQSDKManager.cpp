@@ -48,7 +48,7 @@ Class* OQSDKManager::staticClass() {
 }
 
 OQSDKManager& OQSDKManager::sharedManager() {
-  // Leaked on purpose.
+  // Leaked on purpose; the header explains why.
   static auto* shared = new std::shared_ptr<OQSDKManager>(_makeShared());
   return **shared;
 }
@@ -58,7 +58,8 @@ std::shared_ptr<OQSDKManager> OQSDKManager::_makeShared() {
   OQPageCollection::sharedInstance().setObserver(
       {[] { return sharedManager().autoCollectPage(); },
        [](const std::string& name) { sharedManager().autoPageCollected(name); }});
-  // The starting thread does not wait for the files. A caller that needs a campaign earlier waits until they are read.
+  // The files are read in the background, so that the starting thread does not wait for them. A caller that needs a
+  // campaign waits until they are read.
   guarded([&] { DispatchQueue::background().async([store = engine->_store] { guarded([&] { store->restore(); }); }); });
   return engine;
 }
@@ -73,7 +74,8 @@ void OQSDKManager::startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> confi
 }
 
 void OQSDKManager::_start(std::shared_ptr<TorvelinOqConfig> configuration, bool needsAnalytics) {
-  // Flags, not std::call_once: installing the hooks waits for the main thread, which may be in this function, too.
+  // Flags, because std::call_once could deadlock: another thread that installs the hooks waits for the main thread, and
+  // the main thread may be waiting in this function for the other thread.
   static std::atomic<bool> isHooked{false}, isObserving{false};
   if (needsAnalytics && !isHooked.exchange(true)) exchangeMethod();
   if (!isObserving.exchange(true)) {
@@ -104,7 +106,8 @@ void OQSDKManager::exchangeMethod() {
 }
 
 void OQSDKManager::setEnvironment(std::uint64_t environment) {
-  // Without a configuration nothing is stored. A host that chooses before the start uses its own configuration.
+  // Without a configuration nothing is stored. To choose the environment before the start, a host calls setEnvType() of
+  // its own configuration.
   if (auto configuration = sharedManager().configuration()) configuration->setEnvType(environment);
 }
 
@@ -116,7 +119,7 @@ void OQSDKManager::login() {
   const auto answered = [this, environment = getEnvironment(), forgettings = _forgettings.load()](auto& answer) {
     {
       std::lock_guard lock(_userMutex);
-      // The token is not for a user who was forgotten meanwhile.
+      // If the user was forgotten since the request was sent, the token must not be kept.
       if (forgettings != _forgettings) return;
       _session.takeToken(valueForKey(answer, "token"));
       _session.takeOffer(answer, environment);
@@ -153,8 +156,8 @@ void OQSDKManager::returnedToForeground() {
 void OQSDKManager::_fetchWindows() {
   const Generation generation = _store->generation();
   getInAppList();
-  // Noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day. But another
-  // user has not fetched yet.
+  // The fetch is noted when the request is sent, whatever its outcome: a failed fetch is not repeated on the same day.
+  // It is not noted if the user has changed since: nothing was fetched for the new user.
   std::lock_guard lock(_userMutex);
   if (generation == _store->generation()) OQCampaignStore::noteFetchedToday();
 }
@@ -277,7 +280,7 @@ void OQSDKManager::_present(const std::shared_ptr<OQMessage>& message) {
 }
 
 void OQSDKManager::_presentOnMainQueue(const std::shared_ptr<OQMessage>& message) {
-  // Consent may have been withdrawn while the host was asked.
+  // Consent may have been withdrawn after the event was matched.
   if (message->isDropped() || OQConsent::isMissing()) return;
   auto action = [self = shared_from_this(), message](std::int64_t code, const JSONValue& link) {
     guarded([&] { self->_handleMessageAction(*message, code, link); });
@@ -299,7 +302,8 @@ void OQSDKManager::presentWindow(const std::shared_ptr<OQWindowData>& window, Wi
 }
 
 void OQSDKManager::_handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link) {
-  // The user was faster than the removal. The host hears how the message ended all the same.
+  // The user acted before the dropped message was removed from the screen. The server gets no report, but the host is
+  // notified that the message is gone.
   if (message.isDropped()) {
     if (code > OQWindowActionShown) _handleNotice(message, OQPopWindow::Notice::Removed);
     return;
@@ -312,7 +316,7 @@ void OQSDKManager::_handleMessageAction(OQMessage& message, std::int64_t code, c
   const auto clicked = [&](const char* entry) {
     message.end();
     OQLogger::log(entry);
-    // The host may set another user or forget this one in its callbacks.
+    // Copied before the host's callbacks run, because they may set another user or forget this one.
     const Session session = _session.values();
     const unsigned forgettings = _forgettings;
     call(handlers->clicked, static_cast<MessageAction>(code));

@@ -29,40 +29,43 @@ namespace oq {
 
 class UIViewController;
 
-/// The engine behind the public facade and the analytics hook. It passes events to the decisions, shows windows, and
-/// sends reports. State and work are in six classes: OQSession (the user), OQCampaignStore (lists, records, waiting
-/// events, files), OQDisplayDecisions (what an event shows), OQMessageControl (what the host decides), OQServerRequests
-/// and OQReports.
+/// The engine behind the public facade and the analytics hook. It passes events to OQDisplayDecisions, shows windows,
+/// and sends reports. State and work are in six classes: OQSession (the user), OQCampaignStore (lists, records, waiting
+/// events, files), OQDisplayDecisions (which window an event shows), OQMessageControl (what the host decides),
+/// OQServerRequests and OQReports.
 ///
-/// Threads: every method may be called from any thread. Analytics events are matched on the thread that records them;
-/// answers are handled on the HTTP client's queue; windows are presented, and their actions handled, on the main queue.
-/// No lock is held while anything outside the engine is called; the order of locks is in OQCampaignStore. Ownership:
-/// the engine is in a shared_ptr. Answers hold it weakly, a window on screen holds it strongly. Failure: errors are
-/// logged; nothing is retried.
+/// Threads: a method may be called from any thread unless it says otherwise. Analytics events are matched on the thread
+/// that records them; answers of the server are handled on the HTTP client's queue; windows are presented, and their
+/// actions handled, on the main queue. No lock is held while the host is called; OQCampaignStore describes the order of
+/// the locks. Ownership: a shared_ptr must own the engine. Pending requests hold it weakly, a window on screen holds it
+/// strongly. Failure: errors are logged. Only reports (OQReports) and writes of the records (OQCampaignStore) are
+/// retried.
 class OQSDKManager : public OQObserverListener, public std::enable_shared_from_this<OQSDKManager> {
   OQ_CLASS(OQSDKManager)
 
  public:
   using Windows = OQCampaignStore::Windows;
   using Events = OQCampaignStore::Events;
-  /// Reports what happened to a window on screen, and the link. The codes are 1 shown, 2 picture, 3 closed, 4 left, 5
-  /// right and 6 middle button.
+  /// Called when something happened to a window on screen. `code` is an OQWindowAction; `link` is the link of the
+  /// clicked part, or null.
   using WindowAction = std::function<void(std::int64_t code, const JSONValue& link)>;
 
-  /// The engine of the process, created at the first call. It is never destroyed: threads may still report to it
-  /// while the process ends.
+  /// The engine of the process, created at the first call. It is never destroyed, because threads may still call it
+  /// while the process exits.
   static OQSDKManager& sharedManager();
 
   /// The campaigns and records of earlier runs are read when they are first needed. Hosts must not use this
-  /// constructor: only tests create a second engine in one process. A shared_ptr must own it.
+  /// constructor: only tests create a second engine in one process. A shared_ptr must own the engine.
   explicit OQSDKManager(std::shared_ptr<OQMessageControl> control = std::make_shared<OQMessageControl>())
       : _control(std::move(control)) {}
 
-  /// Installs the hooks (once per process), keeps the configuration and logs in (at every call).
+  /// The first call in the process installs the hooks. Every call sets the configuration and logs in.
   void startWithConfiguration(std::shared_ptr<TorvelinOqConfig> configuration);
-  /// The same for a host that need not have an analytics library.
+  /// The same, but the analytics class is hooked only if the host has registered it. If no application id is known, the
+  /// application key is used as the id.
   void startWithoutAnalytics(std::shared_ptr<TorvelinOqConfig> configuration);
-  /// Hooks the analytics library, so that its events reach the shared engine. Without that library it warns.
+  /// Hooks the analytics class, so that its events reach the shared engine. Logs a warning if the host has not
+  /// registered this class.
   void exchangeMethod();
   /// Stores the environment through the shared engine's configuration. Does nothing without a configuration.
   static void setEnvironment(std::uint64_t environment);
@@ -72,8 +75,8 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void setAutoCollectPage(bool collect) { _autoCollectPageInfo = collect; }
 
   void login();
-  /// Fetches the subscriptions, and the windows once per calendar day. Does nothing without a token and a user id.
-  /// A tester (see docs/server.md) fetches the windows whatever the day.
+  /// Fetches the subscriptions, and the windows if they were not fetched today. For a tester (see docs/server.md), the
+  /// windows are fetched at every call. Does nothing if the token or the user id is missing.
   void getListData();
   /// Fetches both lists if the user is a tester.
   void returnedToForeground();
@@ -90,15 +93,17 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void autoPageCollected(const std::string& name) { setPageName(name); }
   void pushTrack(std::uint64_t type, const JSONValue& msg) { reportPushEventWithType(type, msg); }
 
-  /// Whether the window may be shown now. If so, the display has been counted and written.
-  /// The host is not asked.
+  /// Whether the window may be shown now. If so, its display is already counted, and the records are written.
+  /// MessageHandlers::mayShow is not called.
   bool readyToShowWithData(const OQWindowData& window) { return _decisions.decide(window) == OQDecision::Shown; }
   void _showWindowWithData(const std::shared_ptr<OQWindowData>& window);
-  /// Counts one display of the node and writes the records.
+  /// Counts one display in this record and writes all records.
   void syncWithTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
-  /// Allows windows that the user has not closed to be shown again. Only the first call has an effect.
+  /// Allows windows that the user has not closed to be shown again. Reading the records at the start does the same, so
+  /// this has an effect only after setTreeNodesInit(false).
   void clearTreeNodeActivateState() { _store->clearActivated(); }
-  /// Writes the records as they are in memory, whatever other processes of the application wrote.
+  /// Writes the records as they are in memory. This overwrites what other processes of the application have written
+  /// since this process last read the file.
   void syncRecordTree() { _store->syncRecords(); }
   void syncInAppData() { _store->syncList(OQCampaignStore::Kind::InApp); }
   void syncSubscribeData() { _store->syncList(OQCampaignStore::Kind::Subscribe); }
@@ -113,12 +118,12 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   /// Passes the newest log files, as many as a mail can contain, to OQUtils::sendEmailTo(), with their file names.
   /// Reads the files on the calling thread.
   void sendLogToEmail(const std::optional<std::string>& recipient, std::shared_ptr<UIViewController> controller);
-  /// The same, presented from the current screen.
+  /// The same on the main queue, with the view controller that is on screen.
   void sendLogToEmail(const std::string& recipient) override;
   void changeEnvironment() override;
   void testMultipleThread() override;
   Value diagnostics() const override;
-  /// The completion may be empty; see OQNetwork.
+  /// See OQNetwork::downloadImageWithURL(). The completion may be empty.
   void downloadImageWithURL(const std::optional<URL>& url, OQNetwork::ImageCompletion completion);
 
   Value recentDecisions() const override { return publicValue(_decisions.log().entries()); }
@@ -126,26 +131,33 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
 
   // For hosts that use Messages.
 
-  /// Whether the engine of the process was started. Neither this nor setUserWhenPossible() creates the engine, which
-  /// reads files: before the start it is not known whether consent is required.
+  /// Whether the engine of the process was started. Neither this function nor setUserWhenPossible() creates the engine:
+  /// creating it reads files, and before the start it is not known yet whether consent is required.
   static bool isStarted();
-  /// Calls setUser() now or, before the start and while consent is missing, when that is over.
+  /// Calls setUser(). Before the start or while consent is missing, only keeps the user id in memory; setUser() is
+  /// called as soon as the engine is started and consent is not missing.
   static void setUserWhenPossible(const std::string& userId);
-  /// The user has given consent: does what was due.
+  /// To be called when the user has given consent: calls setUser() if setUserWhenPossible() has kept a user id, and
+  /// logs in.
   void proceedWithConsent();
-  /// Another user: removes messages from the screen, drops what belongs to the former user, and fetches both lists.
+  /// Sets the user; has no effect if it is the same user. If another user was set, removes that user's messages from
+  /// the screen and drops the lists and waiting events, but keeps the records. Then calls refresh() if the engine was
+  /// started.
   void setUser(const std::string& userId);
   /// Records an event of the current user, with the current time.
   void record(const std::string& event, const JSONValue& properties);
-  /// Fetches both lists now.
+  /// Fetches both lists now. Does nothing before the login of this run was answered, or if the token or the user id is
+  /// missing.
   void refresh();
   void dismiss();
-  /// Cancels requests, removes messages from the screen, and drops events that wait.
+  /// To be called when the user has withdrawn consent: cancels requests, drops waiting events and reports that were not
+  /// sent, and removes messages from the screen.
   void withdraw();
-  /// Removes everything that is stored about the user; with `keepDevice` not the identifiers of this installation.
+  /// Removes everything that is stored about the user and the device. `keepDevice` keeps the identifiers of this
+  /// installation.
   void forget(bool keepDevice);
 
-  // The state. Lists and arrays are returned as they are at that moment.
+  // The state. Lists and arrays are returned as snapshots, which later changes do not affect.
 
   bool treeNodesInit() const { return _store->isActivatedCleared(); }
   void setTreeNodesInit(bool done) { _store->setActivatedCleared(done); }
@@ -167,7 +179,7 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void setAppid(std::optional<std::string> appid) { _session.set(&Session::appid, std::move(appid)); }
   std::optional<std::string> pageName() const override { return _session.get(&Session::pageName); }
   void setPageName(std::optional<std::string> pageName) { _session.set(&Session::pageName, std::move(pageName)); }
-  /// Created at the first call. It loads the pictures; every other request creates its own client.
+  /// The client that loads the pictures, created at the first call. Every other request creates its own client.
   std::shared_ptr<OQNetwork> network();
   void setNetwork(std::shared_ptr<OQNetwork> network);
   std::shared_ptr<const Windows> inAppDataArray() const { return _windows(OQCampaignStore::Kind::InApp); }
@@ -201,24 +213,26 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   void _matchSubscribe(const std::shared_ptr<OQWindowEvent>& event, Generation generation);
   void _installInAppList(const JSONArray& records, Generation generation);
   void _installSubscribeList(const JSONArray& records, Generation generation);
-  /// `ifTester` is called if the answer declares the user a tester.
+  /// Calls `ifTester`, which may be empty, if the answer declares the user a tester.
   void _fetchSubscriptions(std::function<void()> ifTester);
   void _fetchWindows();
-  /// Unless this start has fetched the windows (`isFetched`), or today for a user who is not a tester.
+  /// Fetches the windows, unless the same call of getListData() has already done so (`isFetched`). For a user who is
+  /// not a tester, also does nothing if the windows were already fetched today.
   void _fetchWindowsOnce(const std::shared_ptr<bool>& isFetched, bool isTester);
-  /// Called on any thread; continues on the main queue, immediately if the caller is already there.
+  /// Called on any thread; shows the message on the main queue, immediately if the caller is already there.
   void _present(const std::shared_ptr<OQMessage>& message);
   void _presentOnMainQueue(const std::shared_ptr<OQMessage>& message);
   void _handleNotice(OQMessage& message, OQPopWindow::Notice notice);
   void _handleMessageAction(OQMessage& message, std::int64_t code, const JSONValue& link);
   void _openLink(const OQMessage& message, const JSONValue& link);
-  /// Removes messages from the screen, and those that wait for it.
+  /// Removes the messages that are on screen or wait to be shown, and closes the web pages of the library.
   void _removeMessages();
   /// The caller holds _userMutex.
   void _forgetUser();
-  /// Removes the user if another process has forgotten the user.
+  /// If another process of the application has forgotten the user, removes the user and the messages from this process,
+  /// too.
   void _followForgetting();
-  /// Stores the user and the token as they are now.
+  /// Stores the current user id and token for later runs.
   void _storeSession();
 
   const std::shared_ptr<OQCampaignStore> _store = std::make_shared<OQCampaignStore>();
@@ -228,13 +242,14 @@ class OQSDKManager : public OQObserverListener, public std::enable_shared_from_t
   OQServerRequests _requests;
   const std::shared_ptr<OQReports> _reports = std::make_shared<OQReports>();
   std::atomic<bool> _autoCollectPageInfo{true};
-  std::atomic<bool> _isTester{false};  ///< according to the last answer of this run
-  /// Handles one login answer at a time, so that two answers do not both find that the list was not fetched today.
+  std::atomic<bool> _isTester{false};  ///< according to the last subscription list of this run
+  /// Runs one check of _fetchWindowsOnce() at a time, so that two login answers cannot both find that today's windows
+  /// are not fetched yet.
   OQSerialExecutor _dailyFetches;
-  /// Held while the user or the token is replaced or stored; taken before all others. The log is not written under it,
-  /// because this calls the host.
+  /// Held while setUser(), forget() or a login answer replaces the user or the token, and while they are stored. Taken
+  /// before all other locks. Nothing is logged while it is held, because logging calls the host's log handler.
   std::mutex _userMutex;
-  std::atomic<bool> _isLoggedIn{false};   ///< in this run
+  std::atomic<bool> _isLoggedIn{false};   ///< a login of this run was answered
   std::atomic<unsigned> _forgettings{0};  ///< how often the user was forgotten
   std::mutex _networkMutex;
   std::shared_ptr<OQNetwork> _network;

@@ -8,7 +8,7 @@
 
 namespace oq {
 
-/// Every thread reads it; the main thread sets it.
+/// The application key, and the mutex that guards it: any thread may read the key while another one sets it.
 class __attribute__((visibility("hidden"))) TorvelinOqConfig::State {
  public:
   std::mutex mutex;
@@ -25,7 +25,7 @@ Class* TorvelinOqConfig::staticClass() {
 }
 
 std::shared_ptr<TorvelinOqConfig> TorvelinOqConfig::defaultConfig() {
-  // Leaked on purpose: it may be read while the process ends.
+  // Leaked on purpose: threads may still read it while the process exits.
   static auto* shared = new std::shared_ptr<TorvelinOqConfig>(std::make_shared<TorvelinOqConfig>());
   return *shared;
 }

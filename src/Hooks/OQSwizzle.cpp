@@ -43,7 +43,7 @@ std::shared_ptr<const OQSwizzle::Blocks> OQSwizzle::removeBlock(const std::strin
 
 std::string OQSwizzle::description() const {
   std::string lines;
-  const auto held = blocks();  // another thread may replace them
+  const auto held = blocks();  // kept alive, because another thread may replace the blocks
   for (const auto& [name, block] : *held) lines += stringWithFormat("\t%@ : %@\n", name, "<block>");
   return stringWithFormat("Swizzle on %@::%@ [\n%@]", class_getName(_class), sel_getName(_selector), lines);
 }
@@ -71,11 +71,12 @@ OQSwizzleSlot& UIViewControllerViewDidAppearSwizzle();
 OQSwizzleSlot& UIViewControllerViewWillDisappearSwizzle();
 OQSwizzleSlot& MailComposeControllerDidFinishWithResultSwizzle();
 
-/// A message that entered through a hook and is being handled on this thread.
+/// A message, that is a method call with send(), to a hooked method. It entered through the slot's entry(), and its
+/// call is running on this thread.
 struct Message {
   const OQSwizzleSlot* slot;
   const Object* receiver;
-  IMP implementation;  ///< the one that the hook called
+  IMP implementation;  ///< the one that the entry called
   int passes;          ///< how many calls of the trampoline are running for this message
   Message* outer;
 };
@@ -88,9 +89,9 @@ Message* currentMessage(const OQSwizzleSlot& slot, const Object& receiver) {
   return nullptr;
 }
 
-/// What the trampoline calls when a message reaches it for the first or second time. A library that reinstalls itself
-/// because it is no longer the outermost one creates a cycle with the trampoline. The method's first implementation
-/// ends the cycle.
+/// The implementation that the trampoline calls next. If another library installs its replacement of the method a
+/// second time, after the hook, that replacement and the trampoline call each other in a cycle. The implementation that
+/// the method was created with ends the cycle.
 IMP nextImplementation(const OQSwizzle& swizzle, const Message& message) {
   IMP original = swizzle.originalMethod();
   const bool isCircle = message.passes > 0 || original == message.implementation;
@@ -110,8 +111,8 @@ void passOn(const OQSwizzle& swizzle, Message& message, Object& self, SEL select
   TypedSelector::typed(next)(self, selector, arguments...);
 }
 
-/// A message to a hooked method first calls the method's implementation: the trampoline, or the replacement that
-/// another library has set since.
+/// The first step of a message to a hooked method: calls the method's implementation, which is the trampoline or a
+/// replacement that another library has set after the hook.
 template <class TypedSelector, class... Arguments>
 void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& self, SEL selector,
                         const Arguments&... arguments) {
@@ -130,16 +131,16 @@ void callImplementation(const OQSwizzleSlot& slot, IMP implementation, Object& s
   }
 }
 
-/// Another library may store a call and pass it on after its message has ended, or on another thread. The blocks have
-/// already run for that message.
+/// Whether another library passes on a call late. It may store a call and pass it on after the message has ended, or on
+/// another thread. The blocks must not run for such a call, because they run for the message itself.
 bool isPassedOnLate(const OQSwizzleSlot& slot, const Object& receiver, SEL selector) {
   const Method* method = class_getInstanceMethod(receiver.class_(), selector);
   return method && detail::messageEntry(*method) && method_getImplementation(method) != slot.trampoline();
 }
 
-/// The first half of the trampoline. Returns whether the caller must run the blocks next. If the message entered
-/// through the hook, the result is false, because the hook runs the blocks itself. It is also false for a message that
-/// is passed on late.
+/// The first half of the trampoline: calls the original. Returns whether the caller must run the blocks next. The
+/// result is false if the message entered through entry(), which runs the blocks itself, and if the call is passed on
+/// late.
 template <class TypedSelector, class... Arguments>
 bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& self, SEL selector,
                   const Arguments&... arguments) {
@@ -154,17 +155,18 @@ bool callOriginal(const OQSwizzleSlot& slot, const OQSwizzle& swizzle, Object& s
   return runsBlocks;
 }
 
-/// Calls the current blocks; one of them may add or remove others. Each call gets new argument objects.
+/// Passes each current block to `call`. A block may add or remove blocks; this does not change which blocks run now.
 template <class HookBlock, class Call>
 void forEachBlock(const OQSwizzleSlot& slot, const Call& call) {
-  const OQSwizzle* swizzle = slot.current();  // may have been replaced since the original began
+  const OQSwizzle* swizzle = slot.current();  // another thread may have replaced it while the original ran
   if (!swizzle) return;
   auto blocks = swizzle->blocks();
   for (const auto& [name, block] : *blocks) call(std::get<HookBlock>(block));
 }
 
-// The functions for each selector: one runs its blocks, one is the trampoline, and one is the message entry. All
-// classes share the slot of a selector, so a single check replaces a search from the receiver's class upwards.
+// Three functions for each selector: one runs its blocks, one is the trampoline, and one is the message entry. All
+// classes share the slot of a selector, so the functions need not search the receiver's class and its superclasses for
+// a record.
 
 void runUploadBlocks(Object& self, SEL selector, const Value& info, const std::string& event,
                      const UploadHandler& handler) {
@@ -191,8 +193,8 @@ void runScreenBlocks(const OQSwizzleSlot& slot, Object& self, SEL selector, bool
   forEachBlock<OQAppearanceHookBlock>(slot, [&](const auto& block) { block(self, selector, Value(animated)); });
 }
 
-/// Intentionally different from the other two trampolines: if there is no original for this screen, the call throws,
-/// like a call of any method that a class lacks, and no block runs.
+/// The trampoline of both screen selectors. Intentionally different from the other two trampolines: if no original may
+/// be called for this screen, the call throws, like a call of any method that a class lacks, and no block runs.
 void callScreen(const OQSwizzleSlot& slot, Object& self, SEL selector, bool animated) {
   const OQSwizzle* swizzle = slot.current();
   if (!swizzle) return;

@@ -40,15 +40,16 @@ class OQSwizzle : public Object {
   using Blocks = std::map<std::string, OQSwizzleBlock>;
 
   OQSwizzle() = default;
-  /// `originalClass` is the class that `original` was written for; `original` may only be called for its instances and
-  /// those of its subclasses. `first` is the implementation from before any library replaced it.
+  /// `originalClass` is the class that `original` was written for; `original` may only be called for instances of this
+  /// class and its subclasses. `first` is the implementation that the method was created with, before any library
+  /// replaced it.
   OQSwizzle(OQSwizzleBlock block, const std::string& name, Class* swizzledClass, SEL selector, IMP original,
             const Class* originalClass, IMP first = nullptr);
 
   /// The class on which the hook was installed.
   Class* swizzledClass() const { return _class; }
   SEL selector() const { return _selector; }
-  /// The method's former implementation; nullptr if there was no method.
+  /// The method's implementation before the hook; nullptr if there was no method.
   IMP originalMethod() const { return _originalMethod.load(std::memory_order_acquire); }
   void setOriginalMethod(IMP original) { _originalMethod.store(original, std::memory_order_release); }
   IMP firstMethod() const { return _firstMethod; }
@@ -60,8 +61,8 @@ class OQSwizzle : public Object {
 
   /// The current blocks by name.
   std::shared_ptr<const Blocks> blocks() const { return _blocks.load(); }
-  /// Replaces an earlier block of that name. The caller must serialize changes to one record. Returns the former
-  /// blocks, so that the caller destroys them outside its locks.
+  /// Adds the block, in place of an earlier block of that name. The caller must serialize changes to one record.
+  /// Returns the former blocks, so that the caller destroys them after it has released its locks.
   std::shared_ptr<const Blocks> setBlock(const std::string& name, OQSwizzleBlock block);
   std::shared_ptr<const Blocks> removeBlock(const std::string& name);
   std::shared_ptr<const Blocks> removeAllBlocks() { return _blocks.exchange(std::make_shared<Blocks>()); }
@@ -78,8 +79,8 @@ class OQSwizzle : public Object {
   Snapshot<Blocks> _blocks;
 };
 
-/// Holds the record of one selector that can be hooked, and the function that replaces a hooked method. Never
-/// destroyed, so that methods may be called during process exit. Thread-safe.
+/// Holds the record of one selector that can be hooked, and the function that replaces a hooked method (the
+/// trampoline). Never destroyed, so that methods may be called while the process exits. Thread-safe.
 class OQSwizzleSlot {
  public:
   OQSwizzleSlot(std::string_view selectorName, IMP replacement, IMP sent, const char* typeEncoding,
@@ -92,7 +93,8 @@ class OQSwizzleSlot {
 
   std::string_view selectorName() const { return _selectorName; }
   IMP trampoline() const { return _trampoline; }
-  /// The function that messages to a hooked method call (see Runtime/Hook.h).
+  /// The function that each message to a hooked method calls in place of the method's implementation, which it gets as
+  /// an argument (see setMessageEntry() in Runtime/Hook.h).
   IMP entry() const { return _entry; }
   const char* typeEncoding() const { return _typeEncoding; }
   /// Whether the block has the type that the selector requires.
@@ -100,10 +102,10 @@ class OQSwizzleSlot {
 
   /// nullptr before the selector is hooked.
   std::shared_ptr<OQSwizzle> load() const;
-  /// Like load(), but without a lock, for every call of a hooked method.
+  /// Like load(), but without a lock, because it is used at every call of a hooked method.
   OQSwizzle* current() const { return _current.load(std::memory_order_acquire); }
-  /// Returns the former record. The slot also keeps it alive, for calls that may still use it; the caller must release
-  /// its blocks.
+  /// Sets the record and returns the former one. The slot keeps the former record alive, because running calls may
+  /// still use it; the caller must remove the blocks of that record.
   std::shared_ptr<OQSwizzle> exchange(std::shared_ptr<OQSwizzle> swizzle);
 
  private:

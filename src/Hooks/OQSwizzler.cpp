@@ -23,7 +23,7 @@ struct Hook {
   std::string name;
   /// The message to log after all locks are released.
   std::optional<std::string> failure;
-  /// The replaced object. Released last, because its blocks may own anything.
+  /// The replaced blocks. Destroyed after the lock is released, because destroying a block may run any code.
   std::shared_ptr<const void> replaced;
 };
 
@@ -63,17 +63,18 @@ void hookOwnMethod(OQSwizzleSlot& slot, Hook& hook) {
       makeRecord(hook, method_getImplementation(hook.method), hook.cls, detail::firstImplementation(hook.method));
   slot.exchange(record);
   record->setOriginalMethod(
-      method_setImplementation(hook.method, slot.trampoline()));  // another thread may have changed it in between
+      method_setImplementation(hook.method, slot.trampoline()));  // another thread may have changed the method since
   detail::setMessageEntry(*hook.method, slot.entry());
 }
 
 void hookInheritedMethod(OQSwizzleSlot& slot, Hook& hook) {
   auto former = slot.load();
-  // The inherited method may be the trampoline already; the original is then the one behind it.
+  // If the selector is already hooked, the inherited method may be the trampoline, so the original is taken from the
+  // former record.
   IMP original = former ? former->originalMethod() : method_getImplementation(hook.method);
   IMP first = former ? former->firstMethod() : detail::firstImplementation(hook.method);
   const Class* originalClass = former ? former->originalClass() : definingClass(hook.cls, hook.method);
-  // Intentional: the blocks of a former record are dropped with it.
+  // Intentional: the new record replaces the former one together with its blocks.
   slot.exchange(makeRecord(hook, original, originalClass, first));
   const char* inherited = method_getTypeEncoding(hook.method);
   bool added = class_addMethod(hook.cls, hook.selector, slot.trampoline(), inherited ? inherited : slot.typeEncoding());

@@ -11,7 +11,8 @@ namespace oq {
 
 namespace {
 
-/// How many windows are checked, apart from the chosen one, to report those that were passed over.
+/// How many windows one call of notePassedOver() checks at most: noting passed-over windows must not make matching
+/// slow.
 constexpr int kPassedOverLooks = 4;
 
 bool hasLink(const std::shared_ptr<OQButtonAttribute>& button) {

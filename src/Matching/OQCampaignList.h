@@ -23,7 +23,7 @@ struct OQCampaignMatch {
 
   /// The chosen window, or `nowhere`.
   std::size_t position = nowhere;
-  /// The first windows found that were not chosen. The array is not complete.
+  /// Some of the windows that were not chosen. Only the first `passedOverCount` entries are set.
   std::array<PassedOver, 4> passedOver;
   std::size_t passedOverCount = 0;
 };
@@ -45,7 +45,7 @@ class OQCampaignList {
 
   const Windows& windows() const { return _windows; }
   bool empty() const { return _windows.empty(); }
-  /// Whether a window is a web page or has a link to one. Takes linear time.
+  /// Whether any window of the list is a web page or has a link to one. Takes linear time.
   bool leadsToPages() const;
 
   /// The first window in list order whose condition the event satisfies. If the window has a pre-condition, that must
@@ -75,7 +75,8 @@ class OQCampaignList {
   template <class Visit>
   void walk(const Range& range, const OQBitmapIndex& set, Visit visit) const;
   First firstPosition(const OQWindowEvent& event, const Ranges& ranges) const;
-  /// Removes the pre-conditions that the event satisfies, up to and including position `last`.
+  /// Removes the pre-conditions that the event satisfies, up to and including position `last`; all of them if `last` is
+  /// `nowhere`.
   void consumePreConditions(const OQWindowEvent& event, const Ranges& ranges, std::size_t last) const;
   void consumePreCondition(std::size_t position) const;
   void notePassedOver(const OQWindowEvent& event, const Ranges& ranges, const Search& search,
@@ -85,7 +86,7 @@ class OQCampaignList {
   /// Also keeps the conditions alive, because another thread may use a pre-condition while it is removed.
   OQConditionIndex _index;
   bool _hasPreConditions = false;
-  // Sets of slots in the index. The first one grows, the others shrink.
+  // Sets of slots in the index. The first set only grows, the other two only shrink.
   mutable OQBitmapIndex _inForce;  ///< conditions of windows without a pending pre-condition
   mutable OQBitmapIndex _waiting;  ///< conditions of windows with a pending pre-condition
   mutable OQBitmapIndex _awaited;  ///< the pending pre-conditions

@@ -10,7 +10,7 @@ namespace oq {
 
 namespace {
 
-/// Contexts with more properties count as this size.
+/// Contexts with more properties count as this size, because Name::sizes has one bit for each size.
 constexpr std::size_t kLargestSize = 63;
 
 std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
@@ -45,7 +45,7 @@ std::uint64_t withOthers(std::uint64_t property, std::size_t size) {
   return mixed(property, size + 2);
 }
 
-/// The bit that represents a property.
+/// The bit that represents a property in OQConditionIndex::Properties.
 std::uint64_t bitOf(std::uint64_t hash) {
   return std::uint64_t{1} << (hash >> 58);
 }
@@ -96,7 +96,7 @@ class OQConditionIndex::Builder {
   };
   enum class Kind : std::uint8_t { Name, NameWithoutProperties, Property, PropertyOfLarger };
   struct ChosenPlace {
-    std::uint64_t key;  ///< the name's number, or the hash
+    std::uint64_t key;  ///< the name's number or a hash, depending on `kind`
     Place place;
     Kind kind;
   };
@@ -185,7 +185,7 @@ class OQConditionIndex::Builder {
     });
   }
 
-  /// Creates one bucket for each different hash of the kind.
+  /// Makes the table large enough for one bucket per different hash of the kind.
   void makeBuckets(Buckets& buckets, Kind kind) {
     std::vector<Count> hashes(tableSizeFor(_places.size()));
     std::size_t different = 0;
@@ -270,7 +270,8 @@ OQConditionIndex::Ranges OQConditionIndex::lookUp(const OQWindowEvent& event) co
   }
   if (name->withoutProperties.size() > 0) ranges.push_back(name->withoutProperties);
   if (name->sizes == 1) return ranges;
-  // All hashes are computed first: candidates can then be rejected by their bits, and memory accesses can overlap.
+  // All hashes are computed before the first look-up: every range needs the bits of all properties, and the memory
+  // accesses of the look-ups can then overlap.
   boost::container::small_vector<std::uint64_t, 24> hashes;
   Properties properties = 0;
   for (const auto& [key, value] : *context) {

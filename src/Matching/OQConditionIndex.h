@@ -16,9 +16,9 @@
 
 namespace oq {
 
-/// A set of numbers below a fixed size that finds its next member quickly, however sparse it is. Threads may
-/// read while others change it, as long as a shared set only grows or only shrinks. A reader finds every number that
-/// was inserted before it began.
+/// A set of numbers below a fixed size that finds its next member quickly, however sparse the set is. Threads may read
+/// while others change it, as long as a shared set only grows or only shrinks. A search in a growing set finds every
+/// number that was inserted before the search began.
 class OQBitmapIndex {
  public:
   explicit OQBitmapIndex(std::size_t size = 0) : _words(size / 64 + 1), _blocks(size / 4096 + 1) {}
@@ -59,7 +59,7 @@ class OQBitmapIndex {
   static std::size_t atMost(std::size_t end, std::size_t number) { return number < end ? number : end; }
 
   std::vector<std::atomic<std::uint64_t>> _words;
-  /// One bit for each word that may have members.
+  /// One bit for each word; 0 means that the word has no members.
   std::vector<std::atomic<std::uint64_t>> _blocks;
 };
 
@@ -67,10 +67,12 @@ class OQBitmapIndex {
 /// the fewest conditions of that name require. Immutable, so any thread may use it. Conditions are identified by
 /// number; their names and contexts must not change.
 ///
-/// The smaller context decides whether a condition is satisfied, so there are two ways to find a condition. If it has
-/// at most as many properties as the event, it is stored under its rarest property, which the event must have. If it
-/// has more, it is stored under each of its properties, separately for each number of properties, because it must have
-/// all of the event's properties; the search uses the rarest property of the event.
+/// An event and a condition are compared in the properties of the one that has fewer (OQWindowEvent::matches). So each
+/// condition is stored for two kinds of search:
+/// - For an event with at least as many properties as the condition: under the condition's rarest property, because the
+///   event must have this property.
+/// - For an event with fewer properties: under each property of the condition, together with the number of its
+///   properties. The condition must have all properties of the event, so the search uses the event's rarest one.
 class OQConditionIndex {
  public:
   using Conditions = std::vector<std::shared_ptr<const OQWindowEvent>>;
@@ -99,12 +101,14 @@ class OQConditionIndex {
 
   const Conditions& conditions() const { return _all; }
 
-  /// Every condition that the event satisfies is in one of the ranges; isSatisfied() identifies it.
+  /// The ranges of slots to check with isSatisfied(). They contain every condition that the event satisfies, and
+  /// others.
   Ranges lookUp(const OQWindowEvent& event) const;
   std::uint32_t conditionAt(std::size_t slot) const { return _places[slot].condition; }
-  /// Whether the event satisfies the condition in a slot of one of its ranges. If a condition is in several ranges, the
-  /// result is reliable in at least one of them: for a condition with more properties than the event, in those with the
-  /// rule AskMore.
+  /// Whether the event satisfies the condition in the slot. `range` is one of the ranges that lookUp() returned for the
+  /// event and contains the slot. The result true is always correct. If the event satisfies a condition that is in
+  /// several ranges, the result is true in at least one of them; for a condition with more properties than the event,
+  /// in a range with the rule AskMore.
   bool isSatisfied(std::size_t slot, const Range& range, const OQWindowEvent& event) const {
     if (range.rule == Range::Rule::Satisfied) return true;
     const Place& place = _places[slot];

@@ -224,7 +224,7 @@ bool OQRecordTree::refreshTreeNode(OQRecordTreeNode& oldNode, const OQRecordTree
 
 void OQRecordTree::refresh(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode) {
   if (newNode.count() >= 0) oldNode.setCount(newNode.count());
-  // The server always sends 0, which must not reset the local count.
+  // The records of a new list have the used count 0, which must not reset the local one.
   if (newNode.usedCount() > 0) oldNode.setUsedCount(newNode.usedCount());
   if (JSONValue start = newNode.startTime(); isNonEmptyString(start)) oldNode.setStartTime(start);
   if (JSONValue end = newNode.endTime(); isNonEmptyString(end)) oldNode.setEndTime(end);

@@ -33,7 +33,8 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   /// Creates the first record of a window, which was never shown before.
   static std::shared_ptr<OQRecordTreeNode> recordFor(const OQWindowData& window);
 
-  /// The window's trigger has fired: it waits to be shown, or was shown in this run.
+  /// Whether a display of the window was counted in this run. If the user has closed the window, the value of earlier
+  /// runs is kept.
   bool isActivated() const { return _activated; }
   void setActivated(bool activated) { _activated = activated; }
   bool isUserClosed() const { return _userClosed; }
@@ -63,8 +64,9 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   // Several processes of one application store their records in one file.
 
   /// Takes over what another process stored for the window. The count and times are replaced, unless they have unstored
-  /// local changes. The used count becomes the stored one plus the displays counted here and not stored yet. If
-  /// `stored` is closed by the user, this is taken over, together with its activation; otherwise neither changes.
+  /// local changes. The used count becomes the stored one plus the displays that were counted here and are not stored
+  /// yet, at most count(). isUserClosed() becomes true if it is true in `stored`; then isActivated() also becomes true
+  /// if it is true there.
   void adopt(const OQRecordTreeNode& stored);
   /// Whether the node's last encoded state differs from its state in the file, as far as this process knows the file.
   bool hasNewsForFile() const;
@@ -106,8 +108,8 @@ class OQRecordTreeNode : public Object, public SecureCoding {
   mutable std::atomic<std::uint32_t> _encodedTerms{0};
 };
 
-/// A mutable array of records that finds the first one with an id through an index. It notices all changes to the
-/// array, and changed ids of its records. Not thread-safe.
+/// A mutable array of records that finds the first record with an id through an index. The index follows all changes of
+/// the array and of the ids of its records. Not thread-safe.
 class OQRecordNodes {
  public:
   using Node = std::shared_ptr<OQRecordTreeNode>;
@@ -143,8 +145,8 @@ class OQRecordNodes {
   mutable std::uint64_t _renumberings = 0;
 };
 
-/// The records of all windows, in order of arrival. Despite its name it is a flat list. Each id is in it once, unless
-/// other code changes the array.
+/// The records of all windows, in order of arrival. Despite its name, the tree is a flat list. It contains each id
+/// once, unless other code changes the array.
 ///
 /// Threads: thread-safe; no callback runs under the lock. The array of allNodes() is live: to iterate over it, the
 /// caller must prevent additions by other threads, or use copyOfNodes(). Ownership: nodes are shared, so changing a
@@ -155,24 +157,27 @@ class OQRecordTree : public Object {
  public:
   using Nodes = OQRecordNodes;
 
-  /// The process-wide tree, created at the first call: it collects records that are then merged elsewhere.
+  /// A tree of the process, created at the first call. OQCampaignStore::install() collects the records of a new list in
+  /// this tree before it merges them into its own tree.
   static OQRecordTree& defaultTree();
   /// A tree that uses the given array itself: later additions go into it. nullptr means a new empty array.
   static std::shared_ptr<OQRecordTree> treeWithNodes(std::shared_ptr<Nodes> nodes);
   OQRecordTree();
 
-  /// The array itself, until removeAllTreeNodes() replaces it.
+  /// The array itself, not a copy. removeAllTreeNodes() replaces the array of the tree.
   std::shared_ptr<Nodes> allNodes() const;
   /// A copy of the current nodes, for iteration while other threads change the tree.
   Nodes::Vector copyOfNodes() const;
 
-  /// Refreshes the first equal node, or else appends the node. Always true.
+  /// Refreshes the first node with the same id (see refreshTreeNode()). If there is none, appends the given node.
+  /// Always returns true.
   bool addTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
-  /// Removes every node equal to this one. Always true.
+  /// Removes every node with the same id. Always returns true.
   bool removeTreeNode(const std::shared_ptr<OQRecordTreeNode>& node);
-  /// Starts a new empty array; the former one is not changed. Always true.
+  /// Starts a new empty array; the former array is not changed. Always returns true.
   bool removeAllTreeNodes();
-  /// Copies the set values of the new node into the old one. Always true.
+  /// Copies values of the new node into the old one: the count if it is not negative, the used count if it is above 0,
+  /// each time that is a non-empty string, and isUserClosed() if it is true. Always returns true.
   bool refreshTreeNode(OQRecordTreeNode& oldNode, const OQRecordTreeNode& newNode);
   /// The first node with the id, or nullptr. Uses an index, like addTreeNode().
   std::shared_ptr<OQRecordTreeNode> findTreeNodeById(std::int64_t nodeId) const;

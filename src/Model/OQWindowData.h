@@ -12,7 +12,7 @@
 namespace oq {
 
 /// One campaign: a window with its texts and buttons, how often and when it may be shown, and the events that trigger
-/// it. Values that should be strings are kept unchanged, even if they are not.
+/// it. Values that should be strings are kept as the server sent them, even if they have another type.
 ///
 /// Threads: filled by one thread, then read by any. Only the pre-condition changes later: it is removed once it has
 /// been satisfied, which is safe while other threads read. Parts held by pointers are shared, never copied.
@@ -22,7 +22,7 @@ class OQWindowData : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowData";
 
-  /// A window as the server describes it.
+  /// Creates a window from its description in the server's JSON.
   static std::shared_ptr<OQWindowData> windowFrom(const JSONValue& record);
 
   const JSONValue& windowId() const { return _windowId; }
@@ -44,13 +44,14 @@ class OQWindowData : public OQWindowDataModel {
   void setStartTime(const JSONValue& time) { _startTime = time; }
   const JSONValue& endTime() const { return _endTime; }
   void setEndTime(const JSONValue& time) { _endTime = time; }
-  /// The action of a tap on the window itself.
+  /// The link that a click on the picture opens.
   const JSONValue& eventLink() const { return _eventLink; }
   void setEventLink(const JSONValue& link) { _eventLink = link; }
   /// The condition; nullptr if the server sent none.
   const std::shared_ptr<OQWindowEvent>& event() const { return _event; }
   void setEvent(std::shared_ptr<OQWindowEvent> event) { _event = std::move(event); }
-  /// The event that must happen before the condition counts; nullptr if there is none. Thread-safe.
+  /// The pre-condition, which must be satisfied before the condition, or by the same event. nullptr if there is none,
+  /// or if it was satisfied. Thread-safe.
   std::shared_ptr<OQWindowEvent> preEvent() const;
   void setPreEvent(std::shared_ptr<OQWindowEvent> event);
   /// Removes the pre-condition if it is still the expected one. Returns true only to the caller that removed it.

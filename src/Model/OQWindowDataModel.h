@@ -15,8 +15,9 @@ namespace oq {
 
 /// The common base of a campaign's parts: filled from the server's JSON, stored in keyed archives.
 ///
-/// Threads: an object is filled by one thread and afterwards only read, by any thread; exceptions are documented.
-/// Failure: a wrong type at the top level changes nothing; single values of the wrong type are kept unchanged.
+/// Threads: an object is filled by one thread and afterwards only read, by any thread. Failure: JSON that is not a
+/// dictionary changes nothing. Single values of a wrong type are kept unchanged; if a number is needed, they are
+/// converted by integerValue() or doubleValue(). Subclasses document exceptions to these rules.
 class OQWindowDataModel : public Object, public SecureCoding {
   OQ_CLASS(OQWindowDataModel)
 
@@ -34,8 +35,8 @@ class OQWindowDataModel : public Object, public SecureCoding {
   std::vector<std::string> archivedSuperclassNames() const override;
 };
 
-// A model lists its fields once, in one table, with the key of each in the server's JSON and in archives. The function
-// objects below are applied to such a table.
+// OQWindowData and OQWindowEvent list their fields once, in visitFields(), with the key of each field in the server's
+// JSON and in archives. The function objects below are the visitors.
 
 /// Reads fields from a dictionary; missing ones become 0 or null. Nested models are always created.
 struct FieldsFromDictionary {

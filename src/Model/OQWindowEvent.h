@@ -13,7 +13,7 @@ class OQWindowEvent : public OQWindowDataModel {
  public:
   static constexpr const char* ArchivedClassName = "OQWindowEvent";
 
-  /// Whether it was filled from a dictionary; otherwise it never matches.
+  /// Whether the event was filled from a dictionary. If not, matches() is always false.
   bool available() const { return _available; }
   void setAvailable(bool available) { _available = available; }
   const JSONValue& appid() const { return _appid; }
@@ -29,8 +29,8 @@ class OQWindowEvent : public OQWindowDataModel {
   const JSONValue& xcontext() const { return _xcontext; }
   void setXcontext(const JSONValue& xcontext) { _xcontext = xcontext; }
 
-  /// A value that is not a dictionary makes the event unavailable and changes nothing else. An empty dictionary is
-  /// available.
+  /// With a dictionary, also an empty one, the event becomes available. Any other value makes the event unavailable and
+  /// changes nothing else.
   void setModelWithDic(const JSONValue& dic) override;
 
   /// Whether this event satisfies the condition: the same name, and equal properties in the smaller of the two contexts

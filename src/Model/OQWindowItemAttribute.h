@@ -8,8 +8,8 @@
 
 namespace oq {
 
-/// The colour of a string "#RRGGBB": black if it cannot be parsed, always opaque. An object that is not a string is
-/// first converted to one.
+/// The colour that a string "#RRGGBB" describes, always opaque; black if the string cannot be parsed. A value of
+/// another type is first converted to a string.
 UIColor colorFromHexString(const JSONValue& text);
 
 /// The appearance of one text or button of a window. Threads and failure: as for OQWindowDataModel.
@@ -58,7 +58,7 @@ class OQButtonAttribute : public OQWindowItemAttribute {
 
   OQButtonAttribute();
 
-  /// The action or link of the button.
+  /// The link that a click on the button opens.
   const JSONValue& eventLink() const { return _eventLink; }
   void setEventLink(const JSONValue& link) { _eventLink = link; }
 

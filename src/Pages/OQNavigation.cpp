@@ -26,8 +26,8 @@ std::shared_ptr<UIViewController> rootOfKeyWindow() {
   return window ? window->rootViewController() : nullptr;
 }
 
-/// The screen that this one presents or contains; nullopt if this one itself is shown. A tab-bar controller never
-/// counts as shown: without a selected tab the result is nullptr.
+/// The screen that `screen` presents or contains; nullopt if `screen` itself is shown. A tab-bar controller never
+/// counts as shown: without a selected tab the result contains nullptr.
 std::optional<std::shared_ptr<UIViewController>> screenAbove(const std::shared_ptr<UIViewController>& screen) {
   if (auto presented = screen->presentedViewController()) return presented;
   if (auto navigation = asNavigation(screen)) {
@@ -38,12 +38,13 @@ std::optional<std::shared_ptr<UIViewController>> screenAbove(const std::shared_p
   if (!tabs) return std::nullopt;
   auto selected = tabs->selectedViewController();
   auto stack = asNavigation(selected);
-  // Intentional: skips the navigation controller itself, and with it a screen that it presents.
+  // Intentional: the search continues at the top of the stack. A screen that the navigation controller presents is not
+  // found.
   return stack ? stack->topViewController() : selected;
 }
 
 bool isWebView(const UIView& view) {
-  // By name, because the class is registered only after a page was opened.
+  // Looks up the class by its name: it is registered only when it is first used, and until then no view can be of it.
   for (const char* name : {"UIWebView", "WKWebView"}) {
     const Class* kind = NSClassFromString(name);
     if (kind && view.isKindOfClass(kind)) return true;

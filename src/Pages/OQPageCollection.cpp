@@ -15,7 +15,7 @@ namespace oq {
 
 namespace {
 
-/// System screens, which are never collected. Intentional: compares the exact names, not subclasses.
+/// The classes of system screens, which are never collected. Intentional: their subclasses are not system screens.
 constexpr std::string_view _systemBuildInClasses[] = {
     "SFBrowserRemoteViewController",
     "SFSafariViewController",
@@ -146,7 +146,8 @@ void OQPageCollection::record(const Class* screenClass) {
     setPageName(name);
     if (observer.pageCollected) observer.pageCollected(name);
   } else if (!isSystemClass(name)) {
-    // If collection is disabled, and for the host's own navigation controllers, the name still follows the screens.
+    // The page's name also changes while collection is disabled, and for the host's subclasses of the navigation and
+    // tab-bar controllers, but is not reported.
     setPageName(name);
   }
 }

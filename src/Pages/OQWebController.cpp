@@ -40,7 +40,7 @@ OQWebController::~OQWebController() {
   _wkWebView->setNavigationDelegate(nullptr);
 }
 
-/// Intentional: for each page that is found, the top of the stack is popped, which is not necessarily that page.
+/// Intentional: for each web page on the stack, the top of the stack is popped, even if the top is another screen.
 void OQWebController::open(const std::string& url) {
   if (OQConsent::isMissing()) return;
   const auto navigation = OQNavigation::currentNavigation();
@@ -76,7 +76,7 @@ void OQWebController::setupUI() {
   view()->addSubview(wkWebView());
   view()->addSubview(progress());
   view()->addSubview(reloadBtn());
-  // The page is resized together with its window.
+  // Unless the web view has a frame of its own, it is resized together with the controller's view.
   wkWebView()->setFillsSuperview(!hasOwnFrame());
 }
 
@@ -174,7 +174,7 @@ const std::shared_ptr<UIButton>& OQWebController::reloadBtn() {
   _reloadBtn->setTitle("网络异常，点击重新加载", UIControlStateNormal);
   _reloadBtn->setTitleColor(UIColor::lightGrayColor(), UIControlStateNormal);
   _reloadBtn->titleLabel().setFont(UIFont::systemFontOfSize(15));
-  // Intentional: leaves space for a picture above the title, which would be centred otherwise.
+  // Intentional: the insets move the title below the centre, as if there were a picture above it.
   _reloadBtn->setTitleEdgeInsets({200, -50, 0, -50});
   _reloadBtn->titleLabel().setNumberOfLines(0);
   _reloadBtn->titleLabel().setTextAlignment(NSTextAlignment::Center);
@@ -245,7 +245,7 @@ void OQWebController::didFailProvisionalNavigation(WKWebView&, const Error& erro
   showFailure(error);
 }
 
-/// The page's process has ended: only the button to load the page again is shown.
+/// Called when the process that runs the page has ended. Then only the button to load the page again is shown.
 void OQWebController::webContentProcessDidTerminate(WKWebView&) {
   showFailure({"WebKitErrorDomain", 300, "the web process has ended"});
 }
@@ -261,7 +261,7 @@ void OQWebController::decidePolicyForNavigationResponse(
   decisionHandler(WKNavigationResponsePolicy::Allow);
 }
 
-/// Intentional: a script message calls nothing; not even the handler's name is checked.
+/// Intentional: a script message is only logged; not even the name of its handler is checked.
 void OQWebController::didReceiveScriptMessage(const WKScriptMessage& message) {
   OQLogger::log("js拦截，调用OC方法，方法名：%@,参数：%@", message.name, message.body);
 }

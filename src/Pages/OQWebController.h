@@ -19,10 +19,10 @@ namespace oq {
 /// One web page with a loading bar, a button to try again after a failed load, and a back and a close button for the
 /// navigation bar. Messages from the page's scripts are only logged; script dialogs are never shown nor answered.
 ///
-/// Create it with makeMainObject(); main thread only. The web view's content controller keeps this controller alive
-/// while the page is in a window, although this controller owns the page. The cycle ends when the page leaves its
-/// window (see WKUserContentController). Failure: an address that cannot be loaded is logged, and the button is shown.
-/// While consent is missing (OQConsent), no page is opened or loaded.
+/// Create it with makeMainObject(); main thread only. This controller owns the web view. While the web view is in a
+/// window, its content controller holds this controller strongly. The cycle ends when the web view leaves its window
+/// (see WKUserContentController). Failure: an address that cannot be loaded is logged, and the button to try again is
+/// shown. While consent is missing (OQConsent), no page is opened or loaded.
 class OQWebController : public UIViewController,
                         public WKUIDelegate,
                         public WKNavigationDelegate,
@@ -32,20 +32,22 @@ class OQWebController : public UIViewController,
 
  public:
   OQWebController() : OQWebController(CGRect{}) {}
-  /// The frame of the web view; a frame without width or height is ignored.
+  /// `frame` is the frame of the web view. It is ignored if its width or height is 0.
   explicit OQWebController(CGRect frame) : _frame(frame) {}
   explicit OQWebController(std::string url) : _urlString(std::move(url)) {}
   ~OQWebController() override;
 
-  /// Pushes a page on OQNavigation::currentNavigation(), in place of a page that is already open. Has no effect if
-  /// there is no navigation controller.
+  /// Pushes a page on the stack of OQNavigation::currentNavigation(). An open page at the top of the stack is popped
+  /// first. Has no effect without a navigation controller and while consent is missing.
   static void open(const std::string& url);
-  /// Closes all pages on that stack.
+  /// Calls close() for each page on the stack of OQNavigation::currentNavigation().
   static void closeAll();
 
   const std::optional<std::string>& urlString() const { return _urlString; }
   void setUrlString(std::optional<std::string> url) { _urlString = std::move(url); }
-  // These three are read when the part that they affect is created.
+  // Set these three values before the part that they affect is created; a later change has no effect. canDownRefresh
+  // (the user can pull the page down to reload it) and jsString (a script that runs at the start of each document)
+  // affect the web view, loadingProgressColor affects the loading bar.
   bool canDownRefresh() const { return _canDownRefresh; }
   void setCanDownRefresh(bool can) { _canDownRefresh = can; }
   const std::optional<std::string>& jsString() const { return _jsString; }
@@ -60,9 +62,9 @@ class OQWebController : public UIViewController,
   bool goBackInside() override;
   /// Goes back one page; on the first page, does the same as close().
   void back();
-  /// Pops the screen from its navigation stack, and dismisses it if it was presented.
+  /// Pops the top of its navigation stack, and dismisses this controller if it was presented.
   void close();
-  /// Sets the view's bounds and centre, and the web view's size.
+  /// Sets the view's bounds and centre, and fits the web view and the loading bar into the bounds.
   void setBounds(CGRect bounds, CGPoint center);
   void resizeFrame(CGRect frame);
 
@@ -93,7 +95,7 @@ class OQWebController : public UIViewController,
   CGRect webViewFrame() const;
   std::shared_ptr<OQWebController> self() { return std::static_pointer_cast<OQWebController>(shared_from_this()); }
   std::shared_ptr<UIButton> barButton(const char* image, const char* name, double x, void (OQWebController::*action)());
-  /// Calls the member function, unless this controller has been destroyed.
+  /// Returns an action that calls the member function. It does nothing after this controller was destroyed.
   UIControl::Action whenTapped(void (OQWebController::*action)());
   void showFailure(const Error& error);
 

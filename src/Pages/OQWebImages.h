@@ -9,7 +9,8 @@
 namespace oq {
 
 /// Returns an image of the web controller from the resource bundle, by its asset name, in the density that fits the
-/// main screen best. Before system version 13 it is the file for exactly the screen's scale. nullptr if there is none.
+/// main screen best. If platformSystemVersion() is less than 13, only the file for exactly the scale of the main screen
+/// is used. nullptr if there is no such image.
 std::shared_ptr<const UIImage> webControllerImage(const std::string& name);
 
 }  // namespace oq

@@ -34,8 +34,8 @@ std::string queryFromDictionary(const JSONValue& dictionary) {
   return query;
 }
 
-/// The bytes sent are always JSON. A string passes the test for presence, but the JSON writer then refuses it. This
-/// asymmetry is intentional.
+/// Whether a request with this value has a body. Intentional: a string counts as a body, although bodies are always
+/// sent as JSON and the JSON writer refuses a string.
 bool isRequestBody(const JSONValue& body) {
   return body.is_string() || body.is_object();
 }
@@ -100,12 +100,13 @@ void OQNetwork::requestWithRelativeUrl(const std::string& path, std::uint64_t ty
 void OQNetwork::_send(URLRequest request, URLCompletion completion) {
   auto completed = [completion = std::move(completion)](const Data& data, const std::optional<URLResponse>& response,
                                                         const std::optional<Error>& error) {
-    // An answer that arrives after the withdrawal must not be used.
+    // An answer that arrives after consent was withdrawn must not be used.
     if (!OQConsent::isMissing()) return completion(data, response, error);
     completion({}, std::nullopt, consentMissing());
   };
   _session->dataTaskWithRequest(std::move(request), std::move(completed))->resume();
-  // If consent was withdrawn after the caller's check, cancelAll() may have come too early for this request.
+  // If another thread withdrew consent after the check at the start of this request, its call of cancelAll() may have
+  // come too early for this request.
   if (OQConsent::isMissing()) cancelAll();
 }
 

@@ -20,14 +20,15 @@ namespace oq {
 /// The domain of the library's own errors.
 inline constexpr const char* OQErrorDomain = "OQErrorDomain";
 
-/// The library's HTTP client. It sends a relative path to the server of the environment that is stored at that moment,
-/// and returns the raw answer. It does not interpret bodies.
+/// The library's HTTP client. It sends each request to a path on the server of the environment that is stored at that
+/// moment, and passes on the raw answer. It does not interpret the bodies of answers.
 ///
-/// Threads: any thread may call. The blocks run on the URL session's background queue, but a cached picture is passed
-/// to its block before downloadImageWithURL() returns. A block that uses views must switch to the main queue.
-/// Ownership: a client may be released at once; its requests continue and keep their blocks until they end. Failure:
-/// exactly one of the two blocks runs, once. Nothing is retried. While consent is missing (OQConsent), every request
-/// and every picture fails on a background queue with an error of OQErrorDomain, also those that are under way.
+/// Threads: any thread may call. The functions that get the results ("blocks") run on the URL session's background
+/// queue, but a cached picture, or the error for a missing address, is passed on before downloadImageWithURL() returns.
+/// A block that uses views must switch to the main queue. Ownership: a client may be released immediately; its requests
+/// continue and keep their blocks until they end. Failure: of the success block and the failure block of a request,
+/// exactly one runs, once. Nothing is retried. While consent is missing (OQConsent), every request and every picture
+/// fails on a background queue with an error of OQErrorDomain, also those that are under way.
 class OQNetwork {
  public:
   /// Called for every answer, including 4xx and 5xx. The caller checks the status code.
@@ -46,18 +47,18 @@ class OQNetwork {
                                      SuccessBlock success, FailureBlock failure);
   void getRequestWithRelativeURLStr(const std::string& path, const JSONValue& parameters, SuccessBlock success,
                                     FailureBlock failure);
-  /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. Throws Exception
-  /// "NSInvalidArgumentException" if the body is a string: a string passes the test for presence, but the JSON writer
-  /// refuses it. Null and dictionary bodies never throw. Either block may be empty.
+  /// `type` 0 is GET and 1 is POST; any other value sets no method, so it is GET. A dictionary is sent as a JSON body;
+  /// null, numbers, booleans and arrays mean that there is no body. Throws Exception "NSInvalidArgumentException" if
+  /// the body is a string: it counts as a body, but the JSON writer refuses it. Either block may be empty.
   void requestWithRelativeUrl(const std::string& path, std::uint64_t type, const JSONValue& parameters,
                               const JSONValue& header, const JSONValue& body, SuccessBlock success,
                               FailureBlock failure);
 
-  /// The address of a path on the current server; nullopt if the result is not a URL. Keys and values are inserted
-  /// without escaping, in the order of the dictionary.
+  /// The address of a path on the server of the stored environment; nullopt if the result is not a URL. The keys and
+  /// values of `parameters` become the query, without escaping, in the order of the dictionary.
   std::optional<URL> getHttpURLWithRelativeUrl(const std::string& path, const JSONValue& parameters) const;
-  /// The body in the form of a query; nullopt for anything but strings and dictionaries. The result itself is never
-  /// sent: only whether there is one matters.
+  /// The body in the form of a query; nullopt for anything but strings and dictionaries. Only whether there is a value
+  /// matters: the string itself is never sent.
   std::optional<std::string> httpRequestBody(const JSONValue& body) const;
 
   /// Loads a picture from the disk cache, or else from the network and stores it in the cache. The completion may be

@@ -19,11 +19,11 @@ namespace oq {
 
 namespace {
 
-/// Requests have an indented form that is longer, and servers limit its length.
+/// In compact JSON. Requests contain indented JSON, which is longer, and servers limit the length of a request.
 constexpr std::size_t kMostBytesPerRequest = 128u << 10;
 
 DeadlineThread::Clock::time_point deadlineAfter(double seconds) {
-  constexpr double longest = 1e9;  // about 30 years; in nanoseconds still a valid number
+  constexpr double longest = 1e9;  // about 30 years; does not overflow in nanoseconds
   const double wait = seconds > 0 ? std::min(seconds, longest) : 0;
   return DeadlineThread::after(
       std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(wait)));
@@ -83,7 +83,7 @@ void OQReports::takeOffer(const OQSession::Values& session) {
     }
     _journal.remove(unusable);
     drop(adopted.dropped, true);
-    // The clock may have changed since the time was written.
+    // A wait that is too long is ignored: the clock was changed after `notBefore` had been written.
     const double wait = adopted.notBefore - secondsSince1970(currentDate());
     const double longest = std::chrono::duration<double>(_pauses.longestAsked).count();
     if (wait > 0 && wait <= longest) _askedUntil = std::max(_askedUntil, deadlineAfter(wait));
@@ -201,7 +201,7 @@ void OQReports::takeAnswer(const std::vector<std::string>& ids, const Answer& an
     return drop(ids, false);
   }
   pause(answer.retryAfter);
-  if (beganBeforeFlush) _pausedUntil = {};  // the flush makes an attempt of its own
+  if (beganBeforeFlush) _pausedUntil = {};  // flush() promises an attempt that begins after its call
   if (answer.outcome == Outcome::Failed) return;
   if (ids.size() == 1) {
     _journal.remove(ids);
@@ -288,7 +288,7 @@ std::size_t OQReports::flush(double seconds) {
   return flush.failed + openUpTo(flush.last);
 }
 
-/// True if nothing that ends before the deadline changes the result of the flush.
+/// True if nothing that can happen before the deadline changes the result of the flush.
 bool OQReports::isOver(std::uint64_t last, Clock::time_point deadline) const {
   if (openUpTo(last) == 0) return true;
   const bool waitsForOthers = !_once.empty() && *_once.begin() <= last;

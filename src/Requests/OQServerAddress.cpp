@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kVariable = "OQSDK_SERVER";
 
-/// By the number of the environment.
+/// The default addresses, indexed by the number of the environment.
 constexpr std::array<const char*, 3> kDefaults = {
     "https://" OQSDK_PRODUCTION_HOST ":8088",
     "https://" OQSDK_TEST_HOST ":28088",
@@ -28,12 +28,12 @@ static_assert(OQEnvironmentProduction == 0 && OQEnvironmentTest == 1 && OQEnviro
 
 struct Addresses {
   std::mutex mutex;
-  std::array<std::string, kDefaults.size()> chosen;  ///< "" for the default
-  std::string forAll;                                ///< "" for none
+  std::array<std::string, kDefaults.size()> chosen;  ///< by environment; "" for the default
+  std::string forAll;                                ///< from the environment variable; "" for none
 };
 
 Addresses& addresses() {
-  static auto* shared = new Addresses;  // used until the last thread ends
+  static auto* shared = new Addresses;  // never destroyed: threads may use it until the process ends
   return *shared;
 }
 

@@ -19,7 +19,7 @@ namespace oq {
 
 namespace {
 
-/// The "os" object of every body, with the request's own entries.
+/// The "os" object, which every body has, with the additional entries `more`.
 JSONValue deviceWith(const JSONDictionary& more) {
   JSONDictionary device{
       {"brand", "iphone"}, {"channel", "default"}, {"platform", "ios"}, {"version", OQUtils::getOSVersion()}};
@@ -35,7 +35,8 @@ JSONValue loginBody(const OQSession::Values& session) {
 }
 
 JSONValue listBody(const OQSession::Values& session) {
-  // Inverted a second time, so that 1 means that no user id was stored at the start. Both inversions are intentional.
+  // isNewUser means the opposite of its name (see OQSession). It is inverted here, so that "newUser" is 1 if no user id
+  // was stored at the start. Both inversions are intentional.
   JSONDictionary body{{"newUser", session.isNewUser ? 0 : 1},
                       {"os", deviceWith({})},
                       {"sdkVersion", OQSDKVersion},
@@ -53,8 +54,8 @@ JSONValue reportsBody(const OQServerRequests::Reports& reports) {
           {"events", reports.events}};
 }
 
-/// Gets the parsed answer of status 200, or nullopt if the answer is not JSON. Also gets the owner, which stays alive
-/// during the call.
+/// Called with the parsed body of an answer with status 200 (nullopt if it is not JSON), and with the owner, which
+/// stays alive during the call.
 using Handler = std::function<void(std::optional<JSONValue> answer, const std::shared_ptr<const void>& owner)>;
 
 void post(const char* path, const JSONValue& body, OQServerRequests::Owner owner, Handler handler) {
@@ -72,7 +73,7 @@ void post(const char* path, const JSONValue& body, OQServerRequests::Owner owner
                                                             std::move(failure));
 }
 
-/// Whether the answer is a dictionary with code 0; another code is logged.
+/// Whether the answer is a dictionary whose "code" is 0; any other "code" is logged.
 bool isSuccess(const std::optional<JSONValue>& answer) {
   if (!answer || !answer->is_object()) return false;
   const std::int64_t code = integerValue(valueForKey(*answer, "code"));
@@ -151,7 +152,7 @@ void OQServerRequests::getList(const char* path, const char* entry, const Sessio
                        entry](const std::optional<JSONValue>& answer) {
     if (isSuccess(answer)) {
       if (answered) answered(*answer);
-      // An answer without campaigns changes nothing.
+      // An answer without campaigns leaves the present list unchanged.
       const JSONArray* records = valueForKey(*answer, "data").if_array();
       if (records && !records->empty()) take(*records);
     }

@@ -32,8 +32,9 @@ struct StoredKeyParts {
   std::optional<std::string> time;
 };
 
-/// Splits a stored key into the address, which ends at the first separator, and the time, which ends at the second one.
-/// An address that contains the separator is therefore never found again, and its entry expires at the first trim.
+/// Splits a stored key into the address, which ends at the first separator, and the time, which ends at the second
+/// separator or at the end of the key. An address that contains the separator is therefore never found again, and its
+/// entry expires at the first trim.
 std::optional<StoredKeyParts> splitStoredKey(const std::string& storedKey) {
   const std::optional<std::string> text = OQUtils::base64Decode(storedKey);
   if (!text) return std::nullopt;
@@ -144,7 +145,7 @@ void OQImageDiskCache::_trimInBackground() {
   _queue->async([weak = weak_from_this()] {
     if (auto cache = weak.lock())
       guarded([&] {
-        // Keys that cannot be removed from the store must stay in the index.
+        // While consent is missing, nothing can be removed from the user defaults, so the keys must stay in the index.
         if (!OQConsent::isMissing()) cache->trimToAge(cache->ageLimit());
       });
   });

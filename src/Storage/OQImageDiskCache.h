@@ -20,8 +20,9 @@ namespace oq {
 /// Caches picture bytes by address, across runs. Despite its name it has no files: bytes and index are in the standard
 /// user defaults. Suitable only for a few window pictures: every store and removal rewrites the whole index.
 ///
-/// The key of stored bytes includes the time of storage in seconds. Storing the same address in a later second adds a
-/// second entry; look-ups return the oldest entry until it expires.
+/// The key of stored bytes includes the address (which is the `key` of the functions) and the time of storage in
+/// seconds. Storing the same address in a later second adds a second entry; look-ups return the oldest entry until it
+/// expires.
 ///
 /// Thread-safe. Look-ups never wait; stores and trims are serialized. The block of a look-up is called on the caller's
 /// thread, without a lock. Empty keys are ignored and never found.
@@ -31,12 +32,12 @@ class OQImageDiskCache : public std::enable_shared_from_this<OQImageDiskCache> {
 
   /// The cache of the process, created at the first call and never destroyed.
   static OQImageDiskCache& cache();
-  /// A cache that reads its index from the user defaults. Trims every autoTrimInterval() seconds as long as it has an
-  /// owner.
+  /// A cache that reads its index from the user defaults. Until it is destroyed, it calls trimToAge(ageLimit()) every
+  /// autoTrimInterval() seconds, unless consent is missing (OQConsent).
   static std::shared_ptr<OQImageDiskCache> create();
 
-  /// Stores the bytes for the key. Without data it removes the entry of this second, but still adds the key to the
-  /// index.
+  /// Stores the bytes for the key. Without data, it removes the bytes that were stored for the key in the current
+  /// second, but still adds the key to the index.
   void setImageData(const std::optional<Data>& data, const std::string& key);
   std::optional<Data> imageDataForKey(const std::string& key) const;
   /// Whether the index has the key; does not read the bytes.
@@ -49,17 +50,18 @@ class OQImageDiskCache : public std::enable_shared_from_this<OQImageDiskCache> {
   /// Removes entries stored before the time (seconds since 1970). Of two neighbouring entries that are both too old,
   /// the second stays until the next call; this is intentional.
   void removeCachesEalierThanTime(std::int64_t time);
-  /// An age of 0 or less removes everything.
+  /// Removes entries that are older than `age` seconds, except as in removeCachesEalierThanTime(). An age of 0 or less
+  /// removes everything.
   void trimToAge(double age);
 
-  /// Seconds; default three days.
+  /// The age, in seconds, at which entries are removed by the next trim; default three days.
   double ageLimit() const { return _ageLimit; }
   void setAgeLimit(double seconds) { _ageLimit = seconds; }
   /// Seconds between trims; default 60. A change takes effect at the next trim.
   double autoTrimInterval() const { return _autoTrimInterval; }
   void setAutoTrimInterval(double seconds) { _autoTrimInterval = seconds; }
 
-  /// The stored keys, oldest first.
+  /// The keys of all stored bytes, oldest first: base64 of the address and the time of storage.
   std::vector<std::string> keys() const { return _index.load()->keys; }
 
   void _trimRecursively();

@@ -38,7 +38,8 @@ OQKeychainItemWrapper::OQKeychainItemWrapper(const std::string& identifier, std:
     : _accessGroup(std::move(accessGroup)) {
   set(_genericPasswordQuery, kSecClass, JSONValue(kSecClassGenericPassword));
   set(_genericPasswordQuery, kSecAttrGeneric, JSONValue(identifier));
-  // The access group is used, as on a device and not as in a simulator.
+  // Intentional: an access group is always part of the search, as on a real device. (A simulator ignores access
+  // groups.)
   if (_accessGroup) set(_genericPasswordQuery, kSecAttrAccessGroup, JSONValue(*_accessGroup));
   set(_genericPasswordQuery, kSecMatchLimit, JSONValue(kSecMatchLimitOne));
   set(_genericPasswordQuery, kSecReturnAttributes, JSONValue(true));
@@ -112,7 +113,8 @@ SecDictionary OQKeychainItemWrapper::secItemFormatToDictionary(const SecDictiona
   SecItemResult found;
   if (SecItemCopyMatching(result, found) != errSecSuccess) {
     platformLog("secItemFormatToDictionary: format error.");
-    // Intentional: kSecReturnData stays in the result, so that an item whose data could not be read is not overwritten.
+    // Intentional: kSecReturnData stays in the result. SecItemUpdate() then refuses the dictionary, so that an item
+    // whose data could not be read is not overwritten.
     return result;
   }
   remove(result, kSecReturnData);

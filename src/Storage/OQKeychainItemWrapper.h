@@ -27,19 +27,20 @@ class OQKeychainItemWrapper : public Object {
   const SecDictionary& genericPasswordQuery() const { return _genericPasswordQuery; }
   const std::optional<std::string>& accessGroup() const { return _accessGroup; }
 
-  /// Writes the item if the value differs. A null value is ignored.
+  /// Sets the value and writes the item, if the value differs from that of the wrapper. A null value is ignored.
   void setObject(const PropertyValue& value, std::string_view key);
   /// The value for the key; a null JSONValue if there is none. Reads the wrapper's state, not the keychain.
   PropertyValue objectForKey(std::string_view key) const;
 
-  /// Deletes the item and resets to empty strings and an empty dictionary.
+  /// Deletes the item and resets the wrapper to empty strings and an empty dictionary.
   void resetKeychainItem();
   void writeToKeychain() const;
 
   /// The dictionary with the class added and the data converted to bytes. Data that a property list cannot hold stays
   /// unchanged.
   SecDictionary dictionaryToSecItemFormat(const SecDictionary& dict) const;
-  /// The attributes with the class, and the item's data as a plain object if there is any.
+  /// Looks up the data of the item with these attributes. Returns the attributes with the class added, and the data as
+  /// a plain object if there is any.
   SecDictionary secItemFormatToDictionary(const SecDictionary& dict) const;
 
  private:

@@ -14,7 +14,7 @@ namespace {
 constexpr auto kPatience = std::chrono::milliseconds(250);
 constexpr auto kPatienceWhenBlocked = std::chrono::milliseconds(20);
 
-/// The documents folder, which a reader does not create.
+/// The documents folder. Unlike documentsDirectory(), this does not create it: reading must not create a folder.
 std::filesystem::path readableFolder() {
   return applicationDataDirectory() / "Documents";
 }
@@ -26,7 +26,8 @@ std::filesystem::path forgettingFile() {
 }  // namespace
 
 OQRecordStore::Nodes OQRecordStore::read() {
-  // Before the records: if another process forgets the user in between, the next access notices it.
+  // This is read before the records: if another process forgets the user between the two reads, the next access notices
+  // it.
   _forgetting = FileVersion::at(forgettingFile());
   auto nodes = OQDataArchiver::getDataForPath<OQRecordTreeNode>(readableFolder() / OQRecordTreeDataFileName, &_known);
   return nodes ? std::move(*nodes) : Nodes();

@@ -13,18 +13,20 @@
 
 namespace oq {
 
-/// An empty file in the same folder as OQRecordTreeDataFileName. Locked by the process that uses the records.
+/// An empty file in the same folder as OQRecordTreeDataFileName. A process keeps it locked while it has access to the
+/// records.
 inline constexpr const char* OQRecordTreeLockFileName = "OQRecordTreeData.lock";
 
-/// In the same folder. Replaced whenever a process of the application forgets the user.
+/// A file in the same folder. A process of the application that forgets the user replaces it, so that the other
+/// processes notice.
 inline constexpr const char* OQForgettingFileName = "OQForgetting";
 
 /// The file of records, shared by all processes of an application. To change records, a process takes access, adopts
 /// what others have written, changes its own records, writes them, and releases the access. So each process sees every
 /// display that was counted before.
 ///
-/// Threads: any thread may request access; one at a time has it. Failure: if no file can be created or locked, access
-/// is granted without a lock, and the process counts independently of others.
+/// Threads: any thread may request access; one at a time has it. Failure: if the lock file cannot be created or locked,
+/// access is granted without a lock, and the process counts independently of others.
 class OQRecordStore {
  public:
   using Nodes = OQRecordNodes::Vector;
@@ -38,18 +40,19 @@ class OQRecordStore {
     Access& operator=(Access&&) = delete;
     ~Access() { release(); }
 
-    /// False if the records are busy.
+    /// Whether this object has access.
     explicit operator bool() const { return _store != nullptr; }
     /// The contents of the file if it has changed since this store last read or wrote it, else nullopt. Each change is
     /// returned once. Also nullopt if the file is missing or damaged; then the process only has its own records.
     std::optional<Nodes> changesOfOthers();
     /// Writes the nodes, and releases the access as soon as others can read them. Returns whether they are on the disk.
-    /// After a failure the nodes still know what must be added to the file.
+    /// If the file could not be replaced, hasNewsForFile() of the changed nodes stays true, so that a later write
+    /// includes the changes.
     bool write(const Nodes& nodes);
-    /// Whether another process has called noteForgetting(); true once for each time. The file of records has changed
-    /// as well then, so a caller need only ask after changesOfOthers() has found something.
+    /// Whether another process has called noteForgetting() since the last check. The file of records has then changed,
+    /// too, so this check is only necessary if changesOfOthers() has returned something.
     bool wasForgottenElsewhere();
-    /// Lets the other processes know that all records were removed. The caller then writes an empty array.
+    /// Lets the other processes know that all records were removed. The caller must then write() an empty array.
     void noteForgetting();
     void release();
 
@@ -65,19 +68,21 @@ class OQRecordStore {
   /// The nodes in the file; empty if it is missing or damaged. Takes no lock. Call it only before the first access.
   Nodes read();
 
-  /// Waits up to 250 ms for another process, or for a thread of this process that itself waits for another process. If
-  /// that is not enough, the result is empty. If a thread of this process has access, the call waits for this thread
-  /// without a limit. If the archive was not replaced during a wait that was too short, another process is probably
-  /// stopped. The next waits then end after 20 ms, until the lock is free or the archive is replaced: a main thread
-  /// with many events must not wait long for each of them. Processes that write slowly are waited for up to 250 ms each
-  /// time.
+  /// Requests access, and waits for it if necessary: without a limit while another thread of this process has access;
+  /// up to 250 ms while another process has access, also if another thread of this process already waits for that
+  /// process. After this time the result is an object without access.
+  ///
+  /// If the file of records was not replaced during the 250 ms, the other process has probably been stopped. Later
+  /// calls then wait only 20 ms, until the lock becomes free or the file is replaced: a main thread with many events
+  /// must not wait 250 ms for each of them. For a process that does write, but slowly, each call waits up to 250 ms.
   Access access();
 
  private:
   using Clock = LockFile::Clock;
 
-  /// Returns false if the thread does not get its turn. Sets the deadline if the thread had to wait for a thread that
-  /// waits for another process: this time counts as part of its own wait for other processes.
+  /// Waits until no other thread of this process uses the store. While that thread waits for another process, this wait
+  /// has a deadline, at which false is returned. The deadline also limits the calling thread's own wait for other
+  /// processes, so that both waits together take at most 250 ms.
   bool takeTurn(std::optional<Clock::time_point>& deadline);
   void endTurn();
   std::optional<FileLock> wait(const std::filesystem::path& lockFile, const std::filesystem::path& archive,
@@ -89,10 +94,11 @@ class OQRecordStore {
   bool _isInUse = false;
   bool _isWaiting = false;  ///< the thread whose turn it is waits for another process
 
-  // Used by the thread whose turn it is.
+  // The members below are used only by the thread whose turn it is.
   LockFile _lockFile;
-  std::optional<FileVersion> _blocked;  ///< the archive during a wait that was too short and saw no write
-  FileVersion _known;
+  /// The file of records during a wait that timed out, if the file was not replaced meanwhile; otherwise nullopt.
+  std::optional<FileVersion> _blocked;
+  FileVersion _known;  ///< the file of records as this process last read or wrote it
   FileVersion _forgetting;
 };
 

@@ -21,7 +21,7 @@ constexpr std::size_t kLargestFile = 1u << 20;
 constexpr const char* kExtension = ".journal";
 
 fs::path journalFolder() {
-  return applicationDataDirectory() / "Documents" / OQReportsFolderName;  // not created here
+  return applicationDataDirectory() / "Documents" / OQReportsFolderName;  // this does not create the folder
 }
 
 std::string lineOf(const JSONDictionary& object) {
@@ -32,7 +32,7 @@ std::string removalOf(const std::vector<std::string>& ids) {
   return lineOf({{"removed", JSONArray(ids.begin(), ids.end())}});
 }
 
-/// The journals in the folder, the one that was written last at the end.
+/// The journals in the folder, sorted by the time of their last write, the latest at the end.
 std::vector<fs::path> journalsIn(const fs::path& folder) {
   std::vector<std::pair<fs::file_time_type, fs::path>> found;
   for (const fs::path& name : enumerateDirectory(folder)) {
@@ -46,7 +46,7 @@ std::vector<fs::path> journalsIn(const fs::path& folder) {
   return paths;
 }
 
-/// The contents of a journal.
+/// What a journal contains: the reports that were not removed, and the latest "notBefore" time (0 if there is none).
 struct Contents {
   std::vector<OQReportJournal::Entry> entries;
   double notBefore = 0;
@@ -131,8 +131,8 @@ bool OQReportJournal::copyToNewFile(const std::string& more) {
   if (!file) return false;
   std::string lines = _notBefore > 0 ? lineOf({{"notBefore", _notBefore}}) : std::string();
   for (const Line& line : _lines) lines += line.text;
-  // The old file is removed only when the new one is on the disk. If the process dies before, both are adopted: equal
-  // ids count once.
+  // The old file is removed only when the new one is on the disk. If the process dies before that, both files are
+  // adopted; equal ids count once.
   const bool isCopied = file->append(lines + more) && (_lines.empty() || file->flush());
   if (isCopied) _file.swap(file);
   if (file) file->remove();
@@ -163,9 +163,9 @@ OQReportJournal::Adopted OQReportJournal::adopt() {
 bool OQReportJournal::adoptFile(const fs::path& path, Adopted& adopted) {
   LockFile lockFile;
   const auto lock = lockFile.take(path, LockFile::Clock::time_point::min());
-  if (!lock) return true;  // its process is alive
+  if (!lock) return true;  // the process of this journal is alive
   const auto bytes = contentsOfFile(path, 2 * kLargestFile);
-  if (!bytes) return true;  // perhaps no descriptor is free: it stays for a later time
+  if (!bytes) return true;  // perhaps no descriptor is free: the file stays and can be adopted later
   Contents contents;
   contents.read({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
   if (contents.notBefore > _notBefore) setNotBefore(contents.notBefore);

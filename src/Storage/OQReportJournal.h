@@ -26,11 +26,12 @@ inline constexpr const char* OQReportsFolderName = "OQReports";
 /// larger, the reports that remain are copied into a new file. An empty journal is removed.
 ///
 /// A report that was added survives the death of the process. Lines are not flushed to the disk one by one, so a loss
-/// of power may lose the reports of the last seconds. Not thread-safe. Failure: see add().
+/// of power may lose the reports of the last seconds. Not thread-safe. Failure: see Added.
 class OQReportJournal {
  public:
   static constexpr std::size_t mostReports = 1000;
-  /// Of the reports that remain. Less than the limit of the file, so that it is not copied for each report.
+  /// The largest total size of the reports that remain. It is less than the limit of the file: otherwise a full journal
+  /// would be copied for each new report.
   static constexpr std::size_t mostBytes = 768u << 10;
 
   struct Entry {
@@ -40,13 +41,13 @@ class OQReportJournal {
   /// What add() did.
   struct Added {
     bool isStored = false;             ///< false if the report is too large or cannot be written
-    std::vector<std::string> dropped;  ///< the ids of the oldest reports, which made room
+    std::vector<std::string> dropped;  ///< the ids of the oldest reports, which were removed to make room
   };
   /// What adopt() found.
   struct Adopted {
-    std::vector<Entry> entries;  ///< oldest first
-    std::vector<std::string> dropped;
-    double notBefore = 0;
+    std::vector<Entry> entries;        ///< oldest first
+    std::vector<std::string> dropped;  ///< as in Added
+    double notBefore = 0;              ///< seconds since 1970; 0 if the journals contain no such time
   };
 
   OQReportJournal() = default;
@@ -63,7 +64,7 @@ class OQReportJournal {
   void removeAll();
   /// Whether another process has removed this journal with removeAll(). The reports in memory must then be dropped.
   bool isRemovedByOthers() const { return _file && _file->isRemoved(); }
-  /// Forgets the journal, which others have removed.
+  /// Forgets the reports and the file of this journal, which has already been removed.
   void abandon() { forget(); }
 
  private:
@@ -80,9 +81,9 @@ class OQReportJournal {
   void removeFile();
   bool adoptFile(const std::filesystem::path& path, Adopted& adopted);
 
-  std::unique_ptr<AppendFile> _file;  ///< only while there are reports
-  std::deque<Line> _lines;            ///< of the reports that remain
-  std::size_t _bytes = 0;             ///< of these lines
+  std::unique_ptr<AppendFile> _file;  ///< exists only while there are reports
+  std::deque<Line> _lines;            ///< one for each report that remains
+  std::size_t _bytes = 0;             ///< the total length of these lines
   double _notBefore = 0;
 };
 

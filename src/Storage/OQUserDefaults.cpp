@@ -22,7 +22,7 @@ struct WaitingEnvironment {
 };
 
 WaitingEnvironment& waitingEnvironment() {
-  static auto* shared = new WaitingEnvironment;  // used until the last thread ends
+  static auto* shared = new WaitingEnvironment;  // never destroyed: threads may use it until the process ends
   return *shared;
 }
 

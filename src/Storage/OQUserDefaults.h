@@ -24,10 +24,11 @@ class OQUserDefaults : public Object {
   static OQUserDefaults& defaultsWithName(const std::string& name);
   /// The library's own suite, "group.oqsdk".
   static OQUserDefaults& groupDefaults();
-  /// The environment that is stored in groupDefaults(), read at each call; 0 if there is none.
+  /// The environment that is stored in groupDefaults(), read at each call; 0 if there is none. While consent is
+  /// missing, an environment that setEnvironment() keeps in memory is returned instead.
   static std::uint64_t environment();
-  /// While consent is missing, the environment is kept in memory and stored by the first reader after that: a host
-  /// chooses it before the start, and the first login must use it.
+  /// Stores the environment. While consent is missing it is only kept in memory; the first call of environment() after
+  /// consent was given stores it. A host sets the environment before the start, and the first login must use it.
   static void setEnvironment(std::uint64_t environment);
   /// Without a name it uses the standard defaults.
   explicit OQUserDefaults(std::optional<std::string> name) : _name(std::move(name)) {}
@@ -42,7 +43,7 @@ class OQUserDefaults : public Object {
   std::int64_t integerForKey(std::string_view key) const;
 
  private:
-  /// Opened again by every operation.
+  /// Every operation opens the store again: the data folder may have changed.
   std::shared_ptr<UserDefaults> open() const;
 
   const std::optional<std::string> _name;

@@ -13,7 +13,7 @@ OQKeychainItemWrapper identifierItem() {
   return OQKeychainItemWrapper("UUID", OQSDKBundleId);
 }
 
-/// Bytes and dates are never empty, whatever their contents.
+/// Bytes and dates never count as empty, whatever their contents.
 bool isEmpty(const PropertyValue& stored) {
   auto* value = std::get_if<JSONValue>(&stored);
   if (!value) return false;

@@ -32,7 +32,8 @@ std::shared_ptr<UIButton> makeHeaderButton(const char* title, CGRect frame, std:
 
 }  // namespace
 
-/// Notifies the controller when its superview has another size.
+/// The part of the page that contains everything. It lets the controller lay out again when the size of the page
+/// changes.
 class OQDiagnosticsController::Sheet : public UIView {
  public:
   explicit Sheet(std::weak_ptr<UIViewController> controller) : _controller(std::move(controller)) {}

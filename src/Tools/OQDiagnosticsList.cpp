@@ -165,7 +165,7 @@ Row decisionRow(const JSONDictionary& decision) {
           colorOf(outcome)};
 }
 
-/// One row per record, or a single row with the given text if there are none.
+/// One row per record, or a single row with the text `nothing` if there are no records.
 std::vector<Row> rowsOf(const JSONArray& records, Row (*rowOf)(const JSONDictionary&), const char* nothing) {
   std::vector<Row> rows;
   for (const JSONValue& record : records) rows.push_back(rowOf(record.as_object()));

@@ -10,7 +10,8 @@
 
 namespace oq {
 
-/// The engine's diagnostics as a column of the given width: groups of rows with headings. Main thread only.
+/// Shows the result of OQSDKManager::diagnostics() as a column of groups of rows, each group with a heading. The width
+/// is in points. Main thread only.
 std::shared_ptr<UIView> makeDiagnosticsList(const JSONValue& diagnostics, double width);
 
 }  // namespace oq

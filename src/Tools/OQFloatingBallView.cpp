@@ -16,11 +16,12 @@ namespace {
 constexpr double kSide = 60, kTop = 300;            // points
 constexpr double kFanning = 0.25, kSnapping = 0.5;  // seconds
 constexpr double kTapTolerance = 2;                 // points
-constexpr double kAtTheTop = 0.7;                   // of the height; intentionally not a half
+constexpr double kAtTheTop = 0.7;                   // centre's y at the top, in ball heights; intentionally not 0.5
 constexpr std::int64_t kNearerSide = 0, kLeft = 1, kRight = 2;
 constexpr std::int64_t kFannedToTheLeft = 0, kFannedToTheRight = 1;
 
-/// The sub-buttons' offsets from the ball's centre when they fan out to its right. They are on one circle.
+/// The offsets of the sub-buttons from the ball's centre when they fan out to the right. Their centres are on one
+/// circle.
 constexpr double kFanRadius = 84.8528137423857;
 constexpr CGPoint kFan[] = {{60, -60}, {kFanRadius, 0}, {60, 60}};
 constexpr const char* kTitles[] = {"起别名", "切环境", "发日志"};
@@ -47,7 +48,7 @@ Class* OQFloatingBallView::staticClass() {
 }
 
 std::shared_ptr<OQFloatingBallView>& OQFloatingBallView::floatingBall() {
-  // Never destroyed: at process exit the views are already gone.
+  // Never destroyed: its destructor would run at process exit, when the other views are already gone.
   static auto& floatingBall = *new std::shared_ptr<OQFloatingBallView>();
   return floatingBall;
 }
@@ -181,7 +182,7 @@ void OQFloatingBallView::hideSubBtn() {
       [self, folded = _subBtns](bool) { self->takeAway(folded); });
 }
 
-/// Removes only the buttons that were folded: a tap may have fanned out others meanwhile.
+/// Removes only the buttons that were folded: a tap during the animation may have created and fanned out others.
 void OQFloatingBallView::takeAway(const SubButtons& folded) {
   for (std::size_t index = 0; index < folded.size(); ++index) {
     if (!folded[index]) continue;
@@ -227,7 +228,7 @@ void OQFloatingBallView::touchesMoved(UITouch& touch) {
   } else if (ball.minX() < 0) {
     setCenter({ball.size.width / 2, moved.y});
   }
-  // Intentional: at the top and at the bottom x follows the finger again, even beyond the sides.
+  // Intentional: at the top and at the bottom of the screen, x follows the finger even beyond the left and right edges.
   if (ball.minY() <= 0) {
     setCenter({moved.x, ball.size.height * kAtTheTop});
   } else if (ball.minY() > screen.height - ball.size.height) {

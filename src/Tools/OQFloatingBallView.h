@@ -78,7 +78,7 @@ class OQFloatingBallView : public UIView {
   std::int64_t _stayMode = 0;
   std::int64_t _popDirection = 0;  ///< 0: fanned out to the left, 1: to the right
   std::shared_ptr<OQFloatingBallBtn> _floatingBtn;
-  SubButtons _subBtns;  ///< empty while folded
+  SubButtons _subBtns;  ///< all nullptr while folded
   OQFloatingBall::Callback _btnClickedCallback;
 };
 

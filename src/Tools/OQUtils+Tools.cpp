@@ -24,7 +24,8 @@ struct Mail {
   std::shared_ptr<UIViewController> controller;
 };
 
-/// Makes sure that the composer can be dismissed, even if the controller has no method for it.
+/// Makes sure that the composer is dismissed when it has finished, even if the controller's class has no method for
+/// this.
 void hookDelegate(const UIViewController& controller) {
   OQMailHookBlock dismissing = [](Object&, SEL, Object*, const Value&, const std::optional<Error>&) {
     if (const auto current = OQNavigation::currentViewController()) current->dismissViewControllerAnimated(true);
@@ -48,7 +49,7 @@ void present(Mail& mail) {
 }
 
 struct Choice {
-  const char* title;  ///< nullptr: neither a title nor an action
+  const char* title;  ///< nullptr: the button has neither a title nor an action
   std::uint64_t environment;
 };
 
@@ -85,7 +86,7 @@ void presentEnvironmentAlert() {
   auto alert = UIAlertController::alertControllerWithTitle(
       "切换环境", stringWithFormat("当前环境为“%@”，是否切换？\n切换后请重启APP", content.name),
       UIAlertControllerStyle::Alert);
-  // Intentional: red although it destroys nothing.
+  // Intentional: the cancel button is red (destructive), although it destroys nothing.
   alert->addAction(UIAlertAction::actionWithTitle("取消", UIAlertActionStyle::Destructive));
   for (const Choice& choice : content.others) alert->addAction(actionFor(choice));
   if (const auto navigation = OQNavigation::currentNavigation()) navigation->presentViewController(alert, true);

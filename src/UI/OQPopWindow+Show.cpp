@@ -122,12 +122,12 @@ void OQPopWindow::_popWithTextWithCompletion(EventAction completion) {
   present(&OQPopWindow::openText, std::move(opened));
 }
 
-/// Intentional: this style does not show the fields of the window's data.
+/// Intentional: this style shows one fixed page (see webController()) and no field of the window's data.
 void OQPopWindow::_popWithHTMLWithCompletion(EventAction completion) {
   present(&OQPopWindow::openPage, std::move(completion));
 }
 
-/// Holds this window strongly: no view owns it until it opens.
+/// The queue holds this window strongly: no view owns the window until it opens.
 void OQPopWindow::present(Opening open, EventAction completion) {
   const auto kind = _isToolWindow ? OQPresentationQueue::Kind::Tool : OQPresentationQueue::Kind::Campaign;
   OQPresentationQueue::shared().add(kind, [self = self(), open, completion = std::move(completion)] {
@@ -144,7 +144,7 @@ void OQPopWindow::openImage(const EventAction& completion) {
   imgView()->setUserInteractionEnabled(true);
   imgView()->setIsAccessibilityElement(true);
   imgView()->setAccessibilityTraits(UIAccessibilityTraitImage | UIAccessibilityTraitButton);
-  // When it is shown a second time, the picture already has its recogniser; another one would report each tap twice.
+  // When the message is opened again, the picture already has its recogniser; a second one would report each tap twice.
   if (imgView()->gestureRecognizers().empty()) {
     imgView()->addGestureRecognizer(std::make_shared<UITapGestureRecognizer>([weak = weakSelf()] {
       if (auto window = weak.lock()) window->imageClicked();
@@ -200,7 +200,7 @@ void OQPopWindow::addToKeyWindow(const std::shared_ptr<UIView>& card) {
 
 void OQPopWindow::loadPicture() {
   _isPictureMissing = false;
-  // A text may come without a picture.
+  // A message with a text may have no picture; one that consists of a picture (style 1) always needs one.
   const bool isExpected = _data && (_data->style() == 1 || !_data->picture().is_null());
   const auto failed = [weak = weakSelf(), isExpected] {
     const auto window = weak.lock();
@@ -229,7 +229,8 @@ void OQPopWindow::layoutTitleAndTextWithData(const OQWindowData& data) {
   contentView()->addSubview(titleLbl());
   titleLbl()->setAttribute(data.title());
   double titleHeight = atMost(styleAndMeasure(*titleLbl(), width), 0.3 * budget);
-  // Intentional: three quarters instead of the picture's ratio, so that there is some space above the title.
+  // Intentional: three quarters of the width, which is more than the height of the picture, so that there is some space
+  // above the title.
   double titleTop = textOnly ? margin : margin + metrics.cardWidth() * 0.75;
   titleLbl()->setFrame(CGRectMake(margin, titleTop, width, titleHeight));
 
@@ -289,7 +290,7 @@ void OQPopWindow::openCard(const std::function<void()>& grow, std::function<void
   }
   backgroundView()->setAlpha(0.2);
   setAlpha(1);
-  // Holds this window strongly: without a key window no view owns it until it has reported.
+  // The animation holds this window strongly: without a key window no view owns it until it has reported.
   auto opened = [self = self(), placeClose = std::move(placeClose), open, completion = std::move(completion)](bool) {
     if (self->_isRemoved) return;
     // The host window was hidden or destroyed meanwhile. Open the message again when the user can see it.

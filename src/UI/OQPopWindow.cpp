@@ -73,7 +73,8 @@ const std::shared_ptr<UIView>& OQPopWindow::backgroundView() {
   if (!_backgroundView) {
     _backgroundView = makeMainObject<UIView>(UIScreen::mainScreen().bounds());
     _backgroundView->setBackgroundColor(UIColor::blackColor().withAlphaComponent(0.3));
-    // The host's area around an upright stage is dimmed as well.
+    // If the host's window is wider or higher than the stage (the logical screen), the area around the stage is dimmed,
+    // too.
     _backgroundView->setFillsSurroundings(true);
   }
   return _backgroundView;
@@ -181,7 +182,7 @@ const std::shared_ptr<UIButton>& OQPopWindow::closeBtn() {
   return _closeBtn;
 }
 
-/// Also the window's name in the log if it has no title. The content of a web page is HTML and is not used.
+/// With style 4 (web page) the content is not used, because it is HTML.
 std::string OQPopWindow::accessibilityLabel() const {
   if (!_data) return kWindowName;
   for (const auto& attribute : {_data->title(), _data->style() == 4 ? nullptr : _data->content()}) {

@@ -36,23 +36,23 @@ enum OQWindowAction : std::int64_t {
 ///
 /// Threads: popWithData() and popWithTitle() may be called on any thread and switch to the main queue; everything else
 /// is main queue only. Ownership: while the window is shown, its superview owns it. A running animation keeps it alive
-/// until its completion has run, even if there is no window to show it in. A caller that only needs the result need not
-/// keep it. Failure: a missing host window or picture is not reported: the animations still end, and the callback is
-/// still called.
+/// until the animation's completion has run, even if there is no host window to show it in. A caller that only needs
+/// the result need not keep a reference. Failure: without a host window or a picture, the animations still end, and the
+/// callback is still called. A missing picture is reported only to the notice handler.
 ///
-/// While no attached window is visible, the message waits in OQPresentationQueue. If its host window is hidden during
-/// the opening, the message waits again and then repeats the opening. "Shown" is reported only if the host window is
-/// visible at the end of an opening.
+/// If host windows are attached but the key window is not visible, the message waits in OQPresentationQueue. If its
+/// host window is hidden during the opening, the message waits again and then repeats the opening. "Shown" is reported
+/// only if the host window is visible at the end of an opening, or if no host window is attached at all.
 ///
 /// Sizes use the main screen's bounds at the time of use. A later change of the bounds has no effect on a message that
-/// is laid out.
+/// is already laid out.
 class OQPopWindow : public UIView {
   OQ_CLASS(OQPopWindow)
 
  public:
   /// Called with an OQWindowAction and the link of the tapped part, or null.
   using EventAction = std::function<void(std::int64_t code, const JSONValue& link)>;
-  /// What is not an action of the user and is not reported.
+  /// What happens without an action of the user. It is not reported to the server.
   enum class Notice {
     ShownWithoutPicture,  ///< The message is on screen, but its picture could not be loaded.
     Removed,              ///< dismissNewest() or removeAll() has removed it. No action follows.
@@ -66,14 +66,14 @@ class OQPopWindow : public UIView {
   /// Sets the client that loads the picture. Without one, the picture is loaded with a new client.
   void setNetwork(std::shared_ptr<OQNetwork> network) { _network = std::move(network); }
 
-  /// Sets who hears of notices.
+  /// Sets the function that is called with each notice, on the main queue.
   void setNoticeHandler(std::function<void(Notice)> handler) { _noticeHandler = std::move(handler); }
 
   // Show and close.
   void popWithData(std::shared_ptr<OQWindowData> data, EventAction eventAction);
-  /// The same, but the caller must be on the main queue.
+  /// The same as popWithData(), but the caller must be on the main queue.
   void popOnMainQueue(std::shared_ptr<OQWindowData> data, EventAction eventAction);
-  /// A prompt with the buttons "取消" and "确定". Thread-safe.
+  /// Shows a prompt with the buttons "取消" and "确定". Thread-safe.
   void popWithTitle(std::optional<std::string> title, std::optional<std::string> message, EventAction eventAction);
   void _popWithImageWithCompletion(EventAction completion);
   void _popWithTextAndImageWithCompletion(EventAction completion);
@@ -83,12 +83,12 @@ class OQPopWindow : public UIView {
   void _popWithTextAndImage() { _popWithTextAndImageWithCompletion(nullptr); }
   void _popWithText() { _popWithTextWithCompletion(nullptr); }
   void _popWithHTML() { _popWithHTMLWithCompletion(nullptr); }
-  /// Fades out, removes the window, then calls back with (3, null).
+  /// Fades out, removes the window, then calls `completion` with OQWindowActionClosed and null.
   void closeWithCompletion(EventAction completion);
   void _close();
-  /// Fades out the newest message of a campaign on screen. A message that the user is already closing stays as it is.
+  /// Fades out the newest message of a campaign on screen. Has no effect if the user is already closing this message.
   static void dismissNewest();
-  /// Removes all messages of campaigns from the screen at once.
+  /// Removes all messages of campaigns from the screen immediately, without fading out.
   static void removeAll();
   void imageClicked();
   void jumpOut(const std::shared_ptr<OQButton>& button);
@@ -122,7 +122,7 @@ class OQPopWindow : public UIView {
 
   /// The title, or else the text, or else a generic name.
   std::string accessibilityLabel() const override;
-  /// Does the same as the close button, if that is shown.
+  /// Does the same as the close button. Returns false without effect if the close button is not shown.
   bool accessibilityPerformEscape() override;
 
  private:
@@ -142,8 +142,9 @@ class OQPopWindow : public UIView {
   void addToKeyWindow(const std::shared_ptr<UIView>& card);
   void setCardHeight(UIView& card, double height);
   void setPageHeight(double height);
-  /// `grow` sets the final height of the card. Afterwards the close button is placed and the code is reported. If the
-  /// host window was hidden before that, everything is repeated with `open` when it is visible again.
+  /// Animates the opening: `grow` sets the final height of the card. After the animation, places the close button and
+  /// calls `completion` with OQWindowActionShown. If the host window was hidden during the animation, the message is
+  /// instead presented again with `open`.
   void openCard(const std::function<void()>& grow, std::function<void()> placeCloseButton, Opening open,
                 EventAction completion);
   bool isOutOfSight() const;
@@ -154,7 +155,7 @@ class OQPopWindow : public UIView {
   void loadPicture();
   void pictureFailed();
   void notify(Notice notice);
-  /// The messages on screen, from the beginning of their opening until they are gone, oldest first.
+  /// The messages of campaigns on screen, from the beginning of their opening until they are gone, oldest first.
   static std::vector<OQPopWindow*>& onScreen();
   void remove();
 
@@ -172,7 +173,7 @@ class OQPopWindow : public UIView {
   std::atomic<bool> _isShowing{false};
   bool _isToolWindow = false;
   bool _isClosing = false;
-  bool _isRemoved = false;         ///< by the library
+  bool _isRemoved = false;         ///< by dismissNewest() or removeAll()
   bool _isPictureMissing = false;  ///< its download has failed
   double _imageAndTextWindowHeight = 0;
   double _textWindowHeight = 0;

@@ -6,8 +6,9 @@
 
 namespace oq {
 
-/// The lengths of a message window, in points, from the main screen's bounds at the time of creation. Intentional:
-/// margins depend on the screen's height, but widths, fonts and the close button on its width.
+/// The lengths of a message window, in points, computed from the main screen's bounds when this object is created.
+/// Intentional: margins and the height of buttons depend on the screen's height, but cards, pictures, fonts, corners
+/// and the close button on its width.
 struct OQPopWindowMetrics {
   double widthUnit = OQReferenceScreen::widthUnit();
   double heightUnit = OQReferenceScreen::heightUnit();
@@ -21,9 +22,9 @@ struct OQPopWindowMetrics {
   double cornerRadius() const { return widthUnit * 16; }
   double titleFontSize() const { return widthUnit * 30; }
   double bodyFontSize() const { return widthUnit * 24; }
-  /// The picture above a text.
+  /// The height of a picture above a text.
   double pictureHeight() const { return cardWidth() * 0.65625; }
-  /// A picture or page that fills the whole card.
+  /// The height of a picture or page that fills the whole card.
   double pageHeight() const { return cardWidth() * 1.5; }
   /// The height that title and body share: more if there is no picture.
   double textBudget(bool textOnly) const { return pageHeight() * (textOnly ? 1 : 0.5) - 2 * margin() - buttonHeight(); }

@@ -43,14 +43,14 @@ void OQPresentationQueue::presentSoon() {
 }
 
 void OQPresentationQueue::removeCampaigns() {
-  std::deque<Entry> removed;  // destroyed when the queue is consistent again
+  std::deque<Entry> removed;  // destroyed last, when the queue is consistent again
   removed.swap(_waiting);
   for (Entry& entry : removed) {
     if (entry.kind == Kind::Tool) _waiting.push_back(std::move(entry));
   }
 }
 
-/// Queued, because the host reports changes of its windows while it is making them.
+/// Queues run() instead of calling it, because the host reports changes of its windows while it is making them.
 void OQPresentationQueue::runLater() {
   if (_waiting.empty() || std::exchange(_running, true)) return;
   DispatchQueue::main().async([this] { run(); });

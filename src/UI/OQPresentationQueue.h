@@ -21,11 +21,11 @@ class OQPresentationQueue {
   enum class Kind { Campaign, Tool };
   /// Runs `present` immediately, or later from the main queue when the key window is visible.
   void add(Kind kind, std::function<void()> present);
-  /// While held, no message of a campaign is presented. When this ends, call presentSoon(). Any thread.
+  /// While held, no message of a campaign is presented. After setHeld(false), call presentSoon(). Any thread.
   static void setHeld(bool isHeld) { _isHeld = isHeld; }
   /// Presents the messages that need not wait any more, from the main queue. Any thread.
   static void presentSoon();
-  /// Drops the messages of campaigns that wait.
+  /// Drops the waiting messages of campaigns.
   void removeCampaigns();
 
  private:

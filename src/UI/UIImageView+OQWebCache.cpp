@@ -12,7 +12,7 @@ namespace {
 
 const char kImageURLKey = 0;
 
-// Intentional: an earlier, slower download may replace a later one.
+// Intentional: the picture of an earlier, slower download may replace that of a later one.
 void show(const std::weak_ptr<UIImageView>& view, std::shared_ptr<const UIImage> image) {
   if (auto strong = view.lock()) strong->setImage(std::move(image));
 }
@@ -29,7 +29,8 @@ void oq_setImageWithURL(const std::shared_ptr<UIImageView>& view, const std::opt
   }
   auto completion = [weak = std::weak_ptr(view), failed = std::move(failed)](
                         std::shared_ptr<const UIImage> image, const Data&, const std::optional<Error>&, bool) {
-    // A picture from the cache is complete, and need not be decoded here.
+    // On the main queue the picture comes from the cache, which contains no truncated pictures. It is not decoded here,
+    // because that would block the main queue.
     const bool isBroken = !image || (!isOnMainQueue() && !image->surface());
     if (isBroken) {
       if (failed) DispatchQueue::main().async(failed);

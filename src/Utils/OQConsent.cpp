@@ -18,10 +18,11 @@ constexpr std::string_view kGiven = "given\n", kWithdrawn = "withdrawn\n";
 constexpr std::size_t kLongestFile = 64;
 
 std::mutex consentMutex;
-// Guarded by the mutex.
+// The next two variables are guarded by consentMutex.
 bool isConsentRequired = false;
 std::optional<bool> lastConsent;  ///< the last decision that was found or made
-/// What is known: twice the generation of the data folder, plus 1 if consent is missing. 0: nothing.
+/// What isMissing() returns, and for which data folder this is known: twice applicationDataGeneration(), plus 1 if
+/// consent is missing. 0 if nothing is known yet.
 std::atomic<std::uint64_t> knownConsent{0};
 
 std::uint64_t knowledge(bool isMissing, std::uint64_t generation) {
@@ -38,7 +39,8 @@ std::optional<bool> storedConsent() {
 bool lookUpConsent() {
   std::lock_guard lock(consentMutex);
   const std::uint64_t generation = applicationDataGeneration();
-  // A host that is removed at the process's end takes its data folder away. Its user's decision still holds.
+  // When the host is removed at the end of the process, the default data folder is used again. It may have no file, but
+  // the last decision of the user still holds.
   if (const auto stored = storedConsent()) lastConsent = stored;
   const bool isMissing = !lastConsent.value_or(!isConsentRequired);
   knownConsent.store(knowledge(isMissing, generation), std::memory_order_release);
@@ -50,7 +52,7 @@ bool storeConsent(bool isGiven) {
   std::lock_guard lock(consentMutex);
   const std::uint64_t generation = applicationDataGeneration();
   lastConsent = isGiven;
-  // What others must not do any more ends before the file is written.
+  // For other threads a withdrawal takes effect before the file is written.
   if (!isGiven) knownConsent.store(knowledge(true, generation), std::memory_order_release);
   const UnconditionalWrites writes;
   const bool isWritten =
@@ -59,7 +61,8 @@ bool storeConsent(bool isGiven) {
   return isWritten;
 }
 
-/// Set when the library is loaded, so that no file is written before it is known whether consent is missing.
+/// The permission to write files depends on consent from the moment when the library is loaded, so that no file is
+/// written before it is known whether consent is missing.
 [[maybe_unused]] const bool isPermissionSet = [] {
   setWritePermission([] { return !OQConsent::isMissing(); });
   return true;

@@ -3,25 +3,26 @@
 
 namespace oq {
 
-/// The user's consent. Until a host requires it, nothing is withheld. While it is missing, the library sends nothing,
-/// writes no entry of the log, and stores and changes nothing; files of earlier runs can be read.
+/// The user's consent. It is missing if a host requires it and the user has not given it, or if the user has withdrawn
+/// it. While it is missing, the library sends nothing, writes no entry of the log, and stores and changes nothing;
+/// files of earlier runs can be read.
 ///
-/// What was given or withdrawn is stored for later runs in the file "consent" of the preferences folder, and belongs to
-/// the application's data folder. In a folder without this file, the last decision of this run holds. It is a file of
-/// its own because a start that requires no consent must find out cheaply whether consent was withdrawn, and because a
-/// damaged database must not make a withdrawal undone. Thread-safe. Failure: what cannot be stored holds in this run
-/// only, and there is a warning.
+/// The user's last decision is stored for later runs in the file "consent" of the preferences folder, so each data
+/// folder of an application has its own. For a data folder without this file, the last decision of this run holds. The
+/// decision is not stored in the user defaults, because a start that requires no consent must find out cheaply whether
+/// consent was withdrawn, and because a damaged database must not undo a withdrawal. Thread-safe. Failure: a decision
+/// that cannot be stored holds in this run only, and there is a warning.
 class OQConsent {
  public:
-  /// From now on consent is necessary in this run. To be called before the start. With false, it is no longer
-  /// necessary; for tests.
+  /// From now on consent is required in this run. To be called before the start of the library. With false, which is
+  /// for tests, it is no longer required.
   static void require(bool isRequired = true);
   static void give();
-  /// Also holds in later runs that do not require consent. Requests that are under way are not cancelled, and other
-  /// threads may still end what they have begun.
+  /// A withdrawal also holds in later runs that do not require consent. This function does not cancel requests that are
+  /// under way, and other threads may still end what they have begun.
   static void withdraw();
-  /// True if consent is required and was not given, or if it was withdrawn. Costs a few atomic loads, except for the
-  /// first call with a data folder, which reads the file.
+  /// True if consent is required and was not given, or if it was withdrawn. Costs a few atomic loads; only the first
+  /// call, and the first one after require() or a change of the data folder, reads the file.
   static bool isMissing();
 };
 

@@ -37,7 +37,8 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(const void* tag) {
   return queue;
 }
 
-/// There is one queue for both tags. The tag of the first call determines it permanently.
+/// Returns the one queue for both tags. The tag of the first call permanently determines the label and the tag of the
+/// queue.
 const std::shared_ptr<DispatchQueue>& getSerialQueue(const void* tag) {
   static const auto& serialQueue = *new std::shared_ptr(makeSerialQueue(tag));
   return serialQueue;

@@ -5,10 +5,10 @@
 
 namespace oq {
 
-/// Tags for work on the serial queue: keys whose value is their own address.
+/// Tags for work on the serial queue. The value of each is its own address, which makes it unique.
 extern const void* const QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 extern const void* const QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
-/// The corresponding labels.
+/// The labels of the queue that belong to these tags.
 extern const char* const QUEUE_NAME_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 extern const char* const QUEUE_NAME_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
 
@@ -16,11 +16,12 @@ extern const char* const QUEUE_NAME_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
 /// Thread-safe; empty blocks are ignored.
 class OQDispatchQueueManager {
  public:
-  /// Runs immediately on the main queue. Otherwise the block is queued there, and the call waits for it unless `async`.
+  /// If the caller is on the main queue, runs the block immediately. Otherwise queues it there, and waits until it has
+  /// ended unless `async`.
   static void dispatchInMainThread(const Block& block, bool async);
-  /// Runs immediately if the current queue has the tag, otherwise queues the block. The tag of the first call in the
-  /// process names the queue, which then serves every tag. If the first call has an unknown tag, there is never a
-  /// queue, and all queued work is dropped. Both are intentional.
+  /// Runs the block immediately if the current queue has the tag, otherwise queues it. The tag of the first call in the
+  /// process determines the queue's label and tag, but the queue then serves every tag. If the first call has an
+  /// unknown tag, there is never a queue, and all queued work is dropped. Both are intentional.
   static void dispatchInSerialQueue(const void* tag, Block block);
 };
 

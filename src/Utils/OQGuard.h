@@ -6,9 +6,9 @@
 
 namespace oq {
 
-/// Runs the work and lets no exception reach the caller: for calls from a host and callbacks on background threads,
-/// where an exception would end the host. The rest of the work is skipped silently, as for other invalid input. The
-/// forced unwinding of a cancelled thread is not stopped.
+/// Runs the work and lets no std::exception reach the caller: for calls from a host and callbacks on background
+/// threads, where an exception would end the host. After an exception the rest of the work is skipped silently, like
+/// other invalid input. The forced unwinding of a cancelled thread is not stopped.
 template <class Work>
 void guarded(Work&& work) {
   try {

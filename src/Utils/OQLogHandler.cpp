@@ -27,29 +27,29 @@ struct Installed {
   explicit Installed(OQLogHandler::Handler function) : handler(std::move(function)) {}
 
   const OQLogHandler::Handler handler;
-  int running = 0;  ///< calls, on all threads
+  int running = 0;  ///< the number of calls that are running, on all threads
 };
 
 struct State {
   std::atomic<bool> hasHandler{false};
-  /// Guards the rest.
+  /// Guards the members below.
   std::mutex mutex;
   std::condition_variable callEnded;
   std::shared_ptr<Installed> installed;
-  std::vector<std::shared_ptr<Installed>> former;  ///< those that are still running
+  std::vector<std::shared_ptr<Installed>> former;  ///< removed handlers that still run
   std::deque<std::string> secrets;                 ///< oldest first
-  /// The secrets in all their forms, longest first: one may contain another.
+  /// Each secret, unchanged and escaped as in JSON. Longest first, because one string may contain another.
   std::shared_ptr<const Strings> hidden = std::make_shared<const Strings>();
 };
 
 State& state() {
-  static auto* shared = new State;  // used until the last thread ends
+  static auto* shared = new State;  // never destroyed: threads may use it until the process ends
   return *shared;
 }
 
 thread_local bool isInHandler = false;
 
-/// A call of the handler. Counted, so that a thread that removes the handler can wait for the call.
+/// A call of the handler. It is counted, so that a thread that removes the handler can wait for its end.
 class Call {
  public:
   explicit Call(std::shared_ptr<Installed> installed) : _installed(std::move(installed)) { isInHandler = true; }
@@ -84,7 +84,8 @@ void OQLogHandler::set(Handler handler) {
   shared.hasHandler = next != nullptr;
   shared.installed.swap(next);
   if (next && next->running > 0) shared.former.push_back(std::move(next));
-  // Inside a handler this would wait for itself, or for another call that waits for this one.
+  // Inside a call of a handler, this wait might never end: it would wait for that call itself, or for a call on another
+  // thread that waits for that call.
   if (!isInHandler) shared.callEnded.wait(lock, [&] { return shared.former.empty(); });
 }
 

@@ -22,7 +22,7 @@ class OQLogHandler {
   /// call of a handler.
   static void pass(OQLogLevel level, std::string_view message);
   /// Messages get to the handler with "***" in place of the string, also where it is escaped as in JSON. The last 16
-  /// strings are hidden.
+  /// different strings of these calls are hidden.
   static void hide(const std::string& secret);
 };
 

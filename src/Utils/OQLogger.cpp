@@ -36,7 +36,7 @@ namespace {
 
 /// The value of mostBytes without a limit.
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
-/// Of a file.
+/// The largest size of a log file, in bytes; 0 if no file is wanted.
 std::atomic<std::uint64_t> mostBytes{kNoLimit};
 
 std::uint64_t fileLimit() {
@@ -74,13 +74,13 @@ class Clock {
 
 }  // namespace
 
-/// The waiting entries and the file. Callers append to a buffer; the queue's block takes the whole buffer and writes it
-/// in one call, without blocking callers meanwhile.
+/// The waiting entries and the file. Callers append to a buffer; a block on the log queue takes the whole buffer and
+/// writes it in one call, without blocking callers meanwhile.
 class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
  public:
   Writer(std::filesystem::path folder, std::size_t memoryLimit) : _limit(memoryLimit), _folder(std::move(folder)) {}
 
-  /// Begins the file of this start. Its header is written as soon as the queue runs.
+  /// Begins the first file of this run. Its header is written as soon as the log queue runs.
   void start() {
     if (!isFileWanted()) return;
     {
@@ -119,7 +119,8 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     _spaceFreed.notify_all();
   }
 
-  /// From now on callers write their entries themselves: the queue's threads may be gone.
+  /// Called at process exit. From now on callers write their entries themselves, because the threads of the log queue
+  /// may be gone.
   void finish() {
     {
       std::lock_guard lock(_mutex);
@@ -150,7 +151,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   bool acceptsEntries() const {
     if (!isFileWanted()) return false;
-    // Without a limit, the file of the start is the only one.
+    // Without a limit, new entries do not cause another attempt after a file could not be created.
     return fileLimit() != kNoLimit || !_hasFailed.load(std::memory_order_relaxed);
   }
 
@@ -181,7 +182,7 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
     write(batch.substr(begin));
   }
 
-  /// Writes the header, if it is due, and the entries in one call.
+  /// Writes the entries. The header, if it has not been written yet, is written in the same call.
   void write(std::string_view entries) {
     if (!entries.empty()) _hasEntries = true;
     _size += _header.size() + entries.size();
@@ -211,9 +212,10 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   using Second = std::chrono::sys_seconds;
 
-  /// Creates the file of the current second. At a start without a limit, a file of the same second is replaced. With a
-  /// limit there may be several in a second: the later ones get the names of the following seconds, so that they stay
-  /// in order.
+  /// Creates a file with the current second as its name. Without a limit, the first file of a run replaces a file of
+  /// that name. For any other file the name is the first second that is not before now, later than the name of the
+  /// previous file, and not the name of an existing file. So the names stay in order if several files begin in one
+  /// second.
   std::pair<std::filesystem::path, Second> createFile() {
     constexpr int kMostTries = 1000;
     const DateFormatter formatter("yyyy-MM-dd HH:mm:ss");
@@ -268,25 +270,25 @@ class OQLogger::Writer : public std::enable_shared_from_this<Writer> {
 
   const std::size_t _limit;
   const std::filesystem::path _folder;
-  std::atomic<bool> _hasFailed{false};  ///< the last attempt to begin a file
-  /// Guards all members up to the next mutex. Callers hold it only to append.
+  std::atomic<bool> _hasFailed{false};  ///< whether the last attempt to begin a file failed
+  /// Guards the members below, up to _fileMutex. Callers that log hold it only while they append an entry.
   mutable std::mutex _mutex;
   std::condition_variable _spaceFreed;
   Clock _clock;
   std::string _pending;
-  std::vector<std::size_t> _pendingEnds;  ///< of the entries, while the file has a limit
+  std::vector<std::size_t> _pendingEnds;  ///< where each entry ends; only while files have a limit
   std::filesystem::path _path;
   std::size_t _bytesBeingWritten = 0;
   bool _isDrainQueued = false;
   bool _isFinishing = false;
-  /// Guards the file and the batch. Locked before _mutex.
+  /// Guards the members below: the file, and the batch that is being written to it. Locked before _mutex.
   std::mutex _fileMutex;
   std::string _batch;
   std::vector<std::size_t> _batchEnds;
-  /// nullptr before the first file and if it could not be created; entries are then dropped.
+  /// nullptr before the first file, and if the file could not be created; entries are then dropped.
   std::unique_ptr<FileHandle> _file;
   std::optional<Second> _begun;  ///< the time in the name of the last file
-  std::string _header;           ///< until it is written
+  std::string _header;           ///< of the file; empty after it was written
   std::uint64_t _size = 0;
   bool _hasEntries = false;
 };
@@ -329,7 +331,7 @@ bool OQLogger::isWanted() {
 }
 
 void OQLogger::put(OQLogLevel level, std::string_view message) {
-  // The file's writer asks for the consent itself.
+  // The writer of the file checks the consent itself.
   if (fileLimit() != 0) getInstance()._log(message);
   if (OQLogHandler::isWanted() && !OQConsent::isMissing()) OQLogHandler::pass(level, message);
 }

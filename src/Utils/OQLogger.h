@@ -27,9 +27,9 @@ const std::shared_ptr<DispatchQueue>& oq_log_get_dispatch_serial_queue();
 /// host can limit the size of the files, turn them off, and get each entry itself.
 ///
 /// Threads: any thread may log. An entry has the time of the call, and the file is ordered by time. The caller never
-/// waits for the disk, unless 64 MiB are waiting already; no entry is dropped. Entries that still wait are written at
-/// process exit. While consent is missing (OQConsent), entries are dropped, also those that wait, and no file is
-/// created. Failure: if the file cannot be created or written, entries are lost silently.
+/// waits for the disk, unless 64 MiB are waiting already; no entry is dropped to save this wait. Entries that still
+/// wait are written at process exit. While consent is missing (OQConsent), entries are dropped, also those that wait,
+/// and no file is created. Failure: if the file cannot be created or written, entries are lost silently.
 class OQLogger : public Object {
   OQ_CLASS(OQLogger)
 
@@ -41,20 +41,22 @@ class OQLogger : public Object {
   /// The same in another folder, for tests; at most `memoryLimit` bytes may wait.
   explicit OQLogger(const std::filesystem::path& folder, std::size_t memoryLimit = 64u << 20);
 
-  /// The handler gets each later entry, without its time, on the thread that logs and without a lock. Entries that a
-  /// handler itself causes on its thread are only written to the file. May be called at any time on any thread; an
-  /// empty function removes the handler. Returns when no call of a former handler runs any more, except inside a call
-  /// of a handler, where it does not wait.
+  /// The handler gets each later entry, without its time, on the thread that logs and without a lock. Entries that are
+  /// logged inside a call of a handler, on the same thread, are only written to the file. May be called at any time on
+  /// any thread; an empty function removes the handler. Returns when no call of a former handler runs any more, except
+  /// inside a call of a handler, where it does not wait.
   static void setHandler(OQLogHandler::Handler handler) { OQLogHandler::set(std::move(handler)); }
-  /// The handler never gets this string; it gets "***" instead. Former ones stay hidden. To be called with each token.
+  /// From now on the handler gets "***" instead of this string. The last 16 strings stay hidden. To be called with each
+  /// token.
   static void setSecret(const std::string& secret) { OQLogHandler::hide(secret); }
-  /// Limits the size of each file of all loggers. An entry that would exceed the limit begins the next file, unless the
-  /// file has no other entry. Before each file the oldest of ten is removed, as at a start. The name of a file is the
-  /// time of its beginning, or the next second for which there is no file. With 0, no file is written, and entries that
-  /// wait are dropped. With nullopt (the default) a file has no limit.
+  /// Limits the size in bytes of each file of all loggers. An entry that would exceed the limit begins the next file,
+  /// unless the file has no other entry. If there are ten files or more, the oldest is removed before the next one
+  /// begins, as at a start. The name of a file is the second in which it begins, or the next second for which there is
+  /// no file. With 0, no file is written, and entries that wait are dropped. With nullopt (the default) a file has no
+  /// limit.
   static void setFileLimit(std::optional<std::uint64_t> bytes);
-  /// Removes all log files, also those of earlier runs, and entries that wait. A new file follows, unless no entry may
-  /// be written now.
+  /// Removes all log files, also those of earlier runs, and entries that wait. Then begins a new file, unless no entry
+  /// may be written now.
   static void removeFiles();
 
   /// Formats like stringWithFormat() and logs the result.

@@ -12,7 +12,7 @@ namespace oq {
 
 /// Runs work items one after the other, in order of arrival. Holds no lock while an item runs, and no caller waits: if
 /// another thread is already running items, that thread also runs the new one. Items added by an item run after it. No
-/// exception reaches the caller.
+/// std::exception reaches the caller.
 class OQSerialExecutor {
  public:
   using Work = std::function<void()>;

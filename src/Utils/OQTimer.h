@@ -27,7 +27,8 @@ class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   /// The action; it gets the timer. The target's class must have a method for it.
   using Action = Selector<void(OQTimer&)>;
 
-  /// Creates a timer that first fires after one interval. All times are in seconds.
+  /// Creates a timer that first fires after one interval. initWithFireTime() creates one that first fires after
+  /// `fireTime`. All times are in seconds from now.
   static std::shared_ptr<OQTimer> timerWithTimeInterval(double interval, const std::shared_ptr<Object>& target,
                                                         const Action& selector, bool repeats);
   static std::shared_ptr<OQTimer> initWithFireTime(double fireTime, double interval,
@@ -37,7 +38,8 @@ class OQTimer : public Object, public std::enable_shared_from_this<OQTimer> {
   OQTimer();
   ~OQTimer() override;
 
-  /// Runs the action once, on the calling thread.
+  /// Runs the action once, on the calling thread. A timer that does not repeat, or whose target was destroyed, is then
+  /// stopped.
   void fire();
   /// Stops the timer permanently.
   void invalidate();

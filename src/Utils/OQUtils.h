@@ -18,16 +18,17 @@ class UIViewController;
 /// Shared helper functions. Stateless and thread-safe.
 class OQUtils {
  public:
-  /// The operating system's version.
   static std::string getOSVersion();
   /// Identifies this installation; sent at login.
   static std::string getUUID();
   /// Stores getUUID() in the keychain unless an identifier is stored already. May block some seconds.
   static void saveUUIDWithKeyChain();
-  /// The stored identifier: an empty dictionary if there is none, null if it cannot be read. May block some seconds.
+  /// The identifier in the keychain: an empty dictionary if there is none, null if it cannot be read. May block some
+  /// seconds.
   static JSONValue getUUIDWithKeychain();
 
-  /// Removes the identifier, also from the keychain; getUUID() then returns a new one. May block some seconds.
+  /// Removes the identifier of this installation, also from the keychain; getUUID() then returns a new one. May block
+  /// some seconds.
   static void forgetUUID();
 
   /// "yyyy-MM-dd HH:mm:ss" in the device's time zone; nullopt for anything else.
@@ -49,7 +50,8 @@ class OQUtils {
   static void sendEmailTo(const std::optional<std::string>& recipient, std::vector<Data> attachmentDatas,
                           std::vector<std::string> attachmentFileNames,
                           std::shared_ptr<UIViewController> fromController);
-  /// Asks which of the other two environments to store; it takes effect at the next start. Thread-safe.
+  /// Shows an alert in which the user can store one of the other two environments, and which asks the user to restart
+  /// the application after that. Thread-safe.
   static void changeEnvironment();
 
   /// Returns nullopt for nullopt and for an empty string.

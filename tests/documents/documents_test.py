@@ -24,12 +24,14 @@ class Documents(unittest.TestCase):
 
     def test_quoted_examples_are_exact(self):
         example = "examples/first-window/"
+        others = {"c": example + "main.c", "python": example + "main.py"}
         for document, files in (("guide.md", {"cpp": example + "main.cpp", "cmake": example + "CMakeLists.txt",
-                                              "json": example + "campaigns.json"}),
+                                              "json": example + "campaigns.json", **others}),
+                                ("languages.md", {"vala": example + "main.vala", **others}),
                                 ("hosts.md", {"cpp": "tests/support/PollHost.h"})):
             sources = {language: (ROOT / name).read_text(encoding="utf-8") for language, name in files.items()}
             text = (ROOT / "docs" / document).read_text(encoding="utf-8")
-            quotes = re.findall(r"^```(cpp|cmake|json)\n(.*?)^```", text, re.MULTILINE | re.DOTALL)
+            quotes = re.findall(r"^```(cpp|cmake|json|c|python|vala)\n(.*?)^```", text, re.MULTILINE | re.DOTALL)
             self.assertEqual({language for language, _ in quotes}, set(sources))
             for language, quote in quotes:
                 for line in quote.splitlines():

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A host application that requires the user's consent, controlled by lines on standard input. It is run under a tracer
-// of system calls.
+// A host application that can require the user's consent, controlled by lines on standard input. consent_test.py runs
+// it under a tracer of system calls.
 //
 //   start               starts the library
 //   use                 does what hosts, users and the clock can cause, and ten seconds of animation
@@ -98,7 +98,8 @@ int main(int argc, char** argv) {
   HeadlessHost::Options options;
   options.dataDirectory = argv[1];
   HeadlessHost host(options);
-  // What a host does before it starts the library, which learns only then that consent is required.
+  // What a host may do before it starts the library. Only start() tells the library that consent is required, so these
+  // calls must change nothing either.
   Messages::setLogHandler([](Messages::LogLevel, std::string_view) {});
   Messages::setHandlers({});
   Messages::setLogFileLimit(1 << 20);

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Records every connection and every change of a file while the user's consent is missing: there is none.
+"""Records every connection and every change of a file, and checks that there is none without the user's consent.
 Usage: consent_test.py SERVER CONSENT-HOST [TEST...]"""
 import json
 import os
@@ -23,7 +23,7 @@ CHANGES = ("mkdir,mkdirat,rename,renameat,renameat2,unlink,unlinkat,rmdir,link,l
            "utimensat,setxattr,lsetxattr,fsetxattr,memfd_create")
 OPENING = "open,openat,openat2,creat"
 CALL = re.compile(r"^(?:\[pid +\d+\] |\d+ +)?(\w+)\((.*)")
-# Sockets of the system that its C library asks for names of users and hosts. They exist without this library.
+# Sockets of system services that the C library asks for names of users and hosts, in programs without OQSDK, too.
 SYSTEM_SOCKETS = ("/var/run/nscd/socket", "/run/systemd/userdb/", "/run/systemd/resolve/io.systemd.Resolve")
 # Not files: standard streams of the test, and devices without storage.
 DEVICES = ("/dev/null", "/dev/tty")
@@ -69,7 +69,7 @@ class Host(HostProcess):
         home = folder / "home"
         home.mkdir(exist_ok=True)
         calls = ",".join((NETWORK, CHANGES, OPENING, "access,faccessat,faccessat2"))
-        # Nothing answers on this bus; a connection to it would be seen.
+        # No bus listens at this address, but the trace would contain an attempt to connect to it.
         environment = {**os.environ, "HOME": str(home), "SSL_CERT_FILE": server.authority,
                        "DBUS_SESSION_BUS_ADDRESS": f"unix:path={folder}/bus"}
         for name in ("XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"):
@@ -132,7 +132,7 @@ class ConsentTest(unittest.TestCase):
         trace = host.trace()
         self.assertEqual(trace.before, [])
         self.assertEqual(trace.withdrawn, [])
-        # The trace does record what is sent and stored.
+        # With consent, the trace contains the connection and the files: it does record what is sent and stored.
         given = "\n".join(trace.given)
         self.assertIn(f"htons({self.server.ports['production']})", given)
         self.assertIn("oqsdk_", given)

@@ -43,7 +43,7 @@ class HostProcess:
         return files[0].read_text(encoding="utf-8") if files else "(no log)"
 
     def quit(self):
-        """Returns the exit status and what was printed on the standard error."""
+        """Ends the host. Returns its exit status and what it printed on the standard error."""
         self.process.stdin.close()
         status = self.process.wait(timeout=60)
         with self.errors:

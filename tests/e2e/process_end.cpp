@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Ends processes at different moments while another thread starts its first request or its first text layout. A
-// separate program, since the other test programs have already loaded the libraries for both.
+// Ends processes at different moments while another thread of the process starts its first request or its first text
+// layout. This is a separate program, because the other test programs have already loaded the libraries for both.
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -49,7 +49,7 @@ def await_idle_end(port):
 class Host(HostProcess):
     def __init__(self, folder, authority):
         self.data = folder / "host"
-        # Logs are named after the second of their start, so an earlier one could be taken for this host's.
+        # log() reads the only file in the folder, so the logs of earlier hosts are removed first.
         for log in self.logs():
             log.unlink()
         super().__init__(self.data, HOST, self.data, DEVELOPMENT, "e2e-key", "user-1",
@@ -155,7 +155,8 @@ class RoadTest(unittest.TestCase):
         self.assertEqual(second.quit(), (0, ""))
 
     def await_offer(self, host, probe):
-        """Waits until the host's reports have ids."""
+        """Waits until the host's reports have ids: the server's response to the login has then offered to store each
+        report only once."""
         def arrived():
             return any("id" in event for event in self.events() if event["xcontext"].get("item") == probe)
         until(lambda: arrived() or host.do("record add_to_cart item=" + probe), lambda: probe)
@@ -192,7 +193,8 @@ class RoadTest(unittest.TestCase):
             return [event["xcontext"].get("item") for event in self.events() if event["xwhat"] == "add_to_cart"]
 
         # The process that runs all the time may have begun a pause that is as long as the absence.
-        until(lambda: set(items) <= set(arrived()), lambda: f"missing: {set(items) - set(arrived())}", seconds=60 + away)
+        until(lambda: set(items) <= set(arrived()), lambda: f"missing: {set(items) - set(arrived())}",
+              seconds=60 + away)
         self.assertEqual([item for item in items if arrived().count(item) != 1], [])
         journals = self.folder / "host/Documents/OQReports"
         until(lambda: not list(journals.iterdir()), lambda: f"left: {list(journals.iterdir())}")

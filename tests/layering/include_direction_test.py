@@ -11,9 +11,10 @@ MAY_INCLUDE = {
     "platform": {"include", "platform"},
     "src": {"include", "platform", "src"},
     "hosts": {"include", "platform", "hosts"},
+    "bindings": {"include", "platform", "bindings"},
     "server": {"server"},
     "examples": {"include", "examples"},
-    "tests": {"include", "platform", "src", "hosts", "server", "tests"},
+    "tests": {"include", "platform", "src", "hosts", "bindings", "server", "tests"},
     "bench": {"include", "platform", "src", "hosts", "bench", "tests"},
     "tools": {"include", "platform", "src", "tests", "tools"},
     "fuzz": {"include", "platform", "src", "server", "fuzz", "tests"},
@@ -23,6 +24,7 @@ SRC_ORDER = ["Utils", "Hooks", "Model", "Storage", "Matching", "Requests", "Page
 # The library headers that a folder may include. Folders that are not listed may include any.
 LIBRARIES = {
     "include": re.compile(r"[a-z_]+"),
+    "include/oqsdk/c": re.compile(r"std(bool|def|int)\.h|gtk/gtk\.h|glib-object\.h"),
     "include/oqsdk/gtk": re.compile(r"[a-z_]+|gtkmm/.*"),
     "platform": re.compile(r"(?!gtk|gdk/|gdkmm|glibmm|giomm|webkit).*"),
     "src": re.compile(r"[a-z_]+|boost/(json|container)/.*"),
@@ -32,7 +34,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+["<]([^">]+)[">]', re.MULTILINE)
 
 def target_of(file, name):
     """The path of our header that an include refers to, or None for a library's header."""
-    folders = ("include", "platform", "src", "hosts", "server", "tests", "tools")
+    folders = ("include", "platform", "src", "hosts", "bindings", "server", "tests", "tools")
     for place in [file.parent, *(ROOT / folder for folder in folders)]:
         target = (place / name).resolve()
         if target.is_file() and target.is_relative_to(ROOT):

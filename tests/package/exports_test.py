@@ -11,6 +11,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 MAJOR, MINOR = re.search(r"project\(OQSDK VERSION (\d+)\.(\d+)", (ROOT / "CMakeLists.txt").read_text("utf-8")).groups()
 # Before 1.0 a minor version may change the interface.
 PUBLIC_VERSION = f"OQSDK_{MAJOR}" if int(MAJOR) else f"OQSDK_{MAJOR}.{MINOR}"
+C_VERSION = "OQSDK_C_1"
 PARTS_OF_CLASSES = re.compile(r"(typeinfo|typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable) (for|to) ")
 CLASS = re.compile(r"^\s*(?:class|struct) OQSDK_EXPORT (\w+)", re.MULTILINE)
 INNER = re.compile(r"^ +class (\w+);", re.MULTILINE)  # declared in a class, defined only inside the library
@@ -40,6 +41,8 @@ def check(library, public, inner, private):
     for name, version in symbols(library):
         count += 1
         words = set(name.split("::")[1:])
+        if version == C_VERSION:  # c_interface_test.py checks these
+            continue
         if not name.startswith("oq::"):
             problems.append(f"{name}: not ours")
         elif words & inner:

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 
-# The guide's example on an X display: a server with one campaign, the program, a press of its button. Succeeds when the
-# server receives the report that the message was shown. Writes first-window.png.
-#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE
+# The guide's example on an X display: a server with one campaign, the program, a press of its button and one of the
+# message's button. Succeeds when the server receives both reports and, if LINE is given, when the program prints this
+# line. Writes a picture with the program's name.
+#   first_window.sh PROGRAM FOLDER-OF-THE-EXAMPLE [LINE]
 set -euo pipefail
 program=$(realpath "$1") example=$(realpath "$2")
 folder=$(mktemp -d)
@@ -31,15 +32,21 @@ export DISPLAY=:$(tr -d '\n' <"$folder/display") GDK_BACKEND=x11 GSK_RENDERER=ca
 export SSL_CERT_FILE=$folder/server/tls/ca.pem
 
 visible() { xdotool search --onlyvisible --name '^First window$' >/dev/null 2>&1; }
+# The root window is black, so any other colour at its centre belongs to the program.
+drawn() { import -silent -window root -crop 80x40+155+330 +repage -format '%[fx:maxima]' info: | grep -qv '^0$'; }
 stored() { ls "$folder"/data/com.example.FirstWindow/"$1" >/dev/null 2>&1; }
 reported() { grep -q "$1" "$folder/server.log"; }
-press() { xdotool mousemove 195 350 click 1; }
+press() { xdotool mousemove 195 "$1" click 1; }
 
 "$program" >"$folder/program.log" 2>&1 &
 children+=($!)
 until_true 30 stored Documents/OQInAppWindowData.plist
 until_true 30 visible
-press
+until_true 30 drawn
+press 350
 until_true 30 reported impDialog
-import -silent -window root first-window.png
-grep impDialog "$folder/server.log"
+import -silent -window root "$(basename "$program").png"
+press 540  # the message's button
+until_true 30 reported clickDialog
+if [[ $# -gt 2 ]]; then until_true 30 grep -qx "$3" "$folder/program.log"; fi
+grep -E "impDialog|clickDialog" "$folder/server.log"

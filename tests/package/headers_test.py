@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Each public header compiles alone, as C++17 and without warnings: headers_test.py FLAG... -- COMPILER...
-FLAG... are the additional flags that the headers of the GTK host need."""
+"""Each public header compiles alone, as C++17 or C99 and without warnings: headers_test.py FLAG... -- COMPILER...
+FLAG... are the additional flags that the headers of the GTK host and of the GObject need."""
 import concurrent.futures
 import os
 import pathlib
@@ -12,9 +12,9 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 cut = sys.argv.index("--")
 GTK, COMPILERS = sys.argv[1:cut], sys.argv[cut + 1:]
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror"]
-# Programs without these features can be hosts, too. Only GTK 4's C++ binding needs them.
+# Programs without RTTI and exceptions can be hosts, too. Only GTK 4's C++ binding needs these features.
 WITHOUT = ["-fno-rtti", "-fno-exceptions"]
-# The templates of a header are only checked where they are used.
+# A compiler checks templates completely only where they are used, so this code uses those of the public headers.
 USES = """#include <memory>
 #include <oqsdk/oqsdk.h>
 namespace {
@@ -39,22 +39,30 @@ void use(long long count, unsigned long long size, float ratio, long double shar
 """
 
 
-def compile_alone(compiler, flags, code):
-    return subprocess.run([compiler, "-std=c++17", "-fsyntax-only", *WARNINGS, *flags, f"-I{ROOT / 'include'}", "-x",
-                           "c++", "-"], input=code, capture_output=True, text=True).stderr
+def compile_alone(compiler, flags, code, language=("-std=c++17", "-x", "c++")):
+    return subprocess.run([compiler, "-fsyntax-only", *WARNINGS, *flags, f"-I{ROOT / 'include'}", *language, "-"],
+                          input=code, capture_output=True, text=True).stderr
+
+
+def flags_of(header, otherwise):
+    return GTK if "gtk" in str(header) or header.name == "gobject.h" else otherwise
 
 
 class Headers(unittest.TestCase):
-    def test_each_compiles_alone(self):
+    def test_each_public_header_compiles_alone(self):
         headers = [header.relative_to(ROOT / "include") for header in (ROOT / "include").rglob("*.h")]
         jobs = [("every header, used", WITHOUT, USES)]
         for header in headers:
-            flags = GTK if "gtk" in header.parts else WITHOUT
-            jobs.append((str(header), flags, f"#include <{header}>\n"))
+            jobs.append((str(header), flags_of(header, WITHOUT), f"#include <{header}>\n"))
         self.assertGreater(len(jobs), 12)
+        c_headers = [header for header in headers if "c" in header.parts]
+        self.assertTrue(c_headers)
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             runs = [(name, compiler, pool.submit(compile_alone, compiler, flags, code))
                     for compiler in COMPILERS for name, flags, code in jobs]
+            runs += [(f"{header} in C", compiler, pool.submit(compile_alone, compiler, flags_of(header, []),
+                                                              f"#include <{header}>\n", ("-std=c99", "-x", "c")))
+                     for compiler in COMPILERS for header in c_headers]
         self.assertEqual([(name, compiler, run.result()) for name, compiler, run in runs if run.result()], [])
 
 

@@ -42,7 +42,7 @@ class Installed(unittest.TestCase):
         return self.run_program("cmake", "-G", "Ninja", "-S", source, "-B", self.folder / name,
                                 f"-DCMAKE_PREFIX_PATH={self.prefix}", *options, **how)
 
-    def test_a_program_of_ten_lines_finds_it_with_cmake(self):
+    def test_a_program_of_ten_lines_finds_the_library_with_cmake(self):
         self.configure(CONSUMER, "by-cmake")
         self.run_program("cmake", "--build", "by-cmake")
         self.run_program("by-cmake/consumer")
@@ -55,6 +55,21 @@ class Installed(unittest.TestCase):
         self.run_program("c++", "-std=c++17", CONSUMER / "main.cpp", "-o", "by-pkg-config", *flags.split(),
                          f"-Wl,-rpath,{libraries}")
         self.run_program("./by-pkg-config")
+
+    def test_a_program_in_c_builds_and_runs(self):
+        where = next(self.prefix.rglob("oqsdk-c.pc")).parent
+        flags = self.run_program("pkg-config", "--cflags", "--libs", "oqsdk-c", PKG_CONFIG_PATH=str(where)).split()
+        self.run_program("cc", "-std=c99", CONSUMER / "main.c", "-o", "in-c", *flags, f"-Wl,-rpath,{where.parent}")
+        self.assertIn(VERSION + ": application is NULL.", self.run_program("./in-c"))
+        source = self.project("c-by-cmake", "enable_language(C)", "find_package(OQSDK REQUIRED COMPONENTS c)",
+                              f"add_executable(in-c {CONSUMER / 'main.c'})", "target_link_libraries(in-c OQSDK::c)",
+                              "find_package(OQSDK REQUIRED COMPONENTS gobject)", "file(WRITE object.c",
+                              "\"#include <oqsdk/c/gobject.h>\\nint main(void) { return !OQSDK_TYPE_MESSAGES; }\")",
+                              "add_executable(object object.c)", "target_link_libraries(object OQSDK::gobject)")
+        self.configure(source, "c-by-cmake/build")
+        self.run_program("cmake", "--build", "c-by-cmake/build")
+        self.run_program("c-by-cmake/build/in-c")
+        self.run_program("c-by-cmake/build/object")
 
     def test_the_first_programs_of_guide_and_readme_build_outside_the_tree(self):
         readme = (ROOT / "README.md").read_text(encoding="utf-8")
@@ -79,7 +94,7 @@ class Installed(unittest.TestCase):
             source = self.project("refused", text)
             self.assertIn(wanted, self.configure(source, "refused/build", "--fresh", succeeds=False))
 
-    def test_as_a_subproject_it_builds_only_the_libraries(self):
+    def test_as_a_subproject_only_the_libraries_are_built_and_nothing_is_installed(self):
         (self.folder / "program.cpp").write_text("int main() {}\n", encoding="utf-8")
         source = self.project("whole", f"add_subdirectory({ROOT} oqsdk)", "add_executable(program ../program.cpp)",
                               "target_link_libraries(program PRIVATE OQSDK::oqsdk OQSDK::headless OQSDK::gtk)")

@@ -37,7 +37,7 @@ TEST(Certificates, AreReplacedOnlyIfHostsChangeOrAFileIsBad) {
   EXPECT_NE(textOfFile(first.certificateFile()), before);
 }
 
-// Changes the certificate's expiry time and signs it again.
+// Makes the certificate expire in this many seconds from now, and signs it again.
 void setEnd(const std::filesystem::path& certificateFile, const std::filesystem::path& issuerKeyFile, long seconds) {
   const auto open = [](const std::filesystem::path& file, const char* mode) {
     return std::unique_ptr<FILE, int (*)(FILE*)>(fopen(file.c_str(), mode), fclose);

@@ -78,7 +78,7 @@ TEST_F(EndpointsTest, LineBreaksInEventsDoNotAddOutputLines) {
   EXPECT_THAT(text, HasSubstr(R"( "a\nb" "" {})"));
 }
 
-// The database was written by a server that did not know ids of reports.
+// The first database was written by an older server, whose tables have no column for the ids of reports.
 TEST_F(EndpointsTest, StoresAReportWithTheSameIdOnceIn30Days) {
   const auto file = folder.path() / "old.db";
   Database(file).execute(R"(
@@ -109,7 +109,7 @@ TEST_F(EndpointsTest, StoresAReportWithTheSameIdOnceIn30Days) {
   EXPECT_EQ(append(reopened, "2026-03-02T12:00:00.001Z", {withId}), std::vector<bool>{true});
   EXPECT_EQ(reopened.count(), 5);
 
-  // A repeated report is acknowledged. Values that are no usable id are ignored.
+  // A repeated report is acknowledged, but not stored again. An id that is not a string of 1 to 64 bytes is ignored.
   const std::string repeated = R"({"id":"B","xwhat":"x"})";
   for (const std::string& event : {repeated, repeated, std::string(R"({"id":7})"), std::string(R"({"id":7})"),
                                    std::string(R"({"id":""})"), R"({"id":")" + std::string(65, 'i') + R"("})"}) {
@@ -120,7 +120,7 @@ TEST_F(EndpointsTest, StoresAReportWithTheSameIdOnceIn30Days) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
 }
 
-TEST_F(EndpointsTest, ClientsThatNameExtensionsGetWhatNeedsThem) {
+TEST_F(EndpointsTest, ClientsGetCampaignsThatRequireExtensionsOnlyIfTheyNameThem) {
   CampaignReport report;
   campaigns.set(*parseCampaigns(R"({"testers":["ann"],"windows":[
     {"id":1,"style":3,"count":1,"event":{"xwhat":"a"}},

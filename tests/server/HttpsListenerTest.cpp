@@ -33,8 +33,8 @@ TEST_F(HttpsListenerTest, ServesMoreKeptConnectionsThanThreads) {
 }
 
 TEST_F(HttpsListenerTest, StartReturnsIfItCannotListen) {
-  // Without a bound address, listening ends at once. This may happen before or after start() checks for it the first
-  // time.
+  // Without a bound address, listening ends at once. This may happen before or after start() first
+  // checks whether it has ended.
   for (int i = 0; i < 300; ++i) {
     listener.start();
     listener.stop();

@@ -164,7 +164,7 @@ class ServerTest(unittest.TestCase):
         server.err.wait_for(f": loaded, {len(ids)} windows")
         self.assertEqual(server.window_ids(token), [*ids])
 
-    def test_certificates_are_trusted_only_with_its_authority(self):
+    def test_clients_trust_the_server_only_with_its_own_authority(self):
         server = self.start()
         for name, mode in (("ca-key.pem", 0o600), ("server-key.pem", 0o600)):
             self.assertEqual(stat.S_IMODE(os.stat(os.path.join(self.data, "tls", name)).st_mode), mode)
@@ -270,7 +270,8 @@ class ServerTest(unittest.TestCase):
             answer = server.flood(line + " HTTP/1.1\r\n", 64 * MIB)
             self.assertIsNotNone(answer, f"{line}: the server read the whole body")
             self.assertRegex(answer.decode(), r"(?s)^HTTP/1\.1 404 .*Connection: close", line)
-        # Without a length, the body of a method that may have one extends to the end of the connection.
+        # The body of a PUT without a length could extend to the end of the connection. The server responds without
+        # waiting for that.
         with server.connect() as connection:
             connection.sendall(b"PUT / HTTP/1.1\r\nHost: localhost\r\n\r\n")
             self.assertRegex(connection.recv(65536), b"^HTTP/1.1 404 ")
@@ -320,6 +321,11 @@ class ServerTest(unittest.TestCase):
         server.err.wait_for(r"campaigns\.json: windows\[2\]\.style: must be 1, 2, 3 or 4")
         server.err.wait_for("refused, the last good campaigns stay")
         self.assertEqual(server.window_ids(token), [1])
+        self.write({"windows": [window(number, style=7) for number in range(25)]})
+        server.err.wait_for(r"windows\[19\]\.style")
+        server.err.wait_for("and 5 more")
+        self.assertFalse([line for line in server.err.seen if "windows[20]" in line])
+        server.err.wait_for("refused")
         self.write('{\n  "windows": [}\n')
         server.err.wait_for(r"campaigns\.json: line 2, column 15: ")
         server.err.wait_for("refused")

@@ -55,7 +55,7 @@ class WorldTest : public ::testing::Test {
   }
   /// The log entries since the start of the test, without their times.
   std::vector<std::string> logEntries() const;
-  /// The same without the entries of requests, and without the first `known` entries.
+  /// The same without the entries of requests. Of the remaining entries, the first `known` are left out.
   std::vector<std::string> logEntriesButRequests(std::size_t known = 0) const;
   const std::filesystem::path& folder() const { return _folder; }
 
@@ -82,7 +82,7 @@ class EngineTest : public WorldTest {
   void deliverInApp(const JSONArray& records);
   void deliverSubscriptions(const JSONArray& records);
   void receive(const std::string& name, const JSONDictionary& context = {});
-  /// The records in the file: pairs of id and display count.
+  /// The records in the file of the record tree: pairs of campaign id and display count. Empty without a file.
   std::vector<std::pair<std::int64_t, std::int64_t>> usedCountsOnDisk() const;
 
   std::shared_ptr<RecordingEngine> engine;

@@ -11,7 +11,8 @@
 namespace oq::test {
 
 /// A private session bus (DBUS_SESSION_BUS_ADDRESS points to it) with a fake desktop portal: it accepts e-mails, reads
-/// their attachments, and responds as configured. Both are processes that end even if the test crashes.
+/// their attachments, and responds as configured. The bus and the portal are processes, which end even if the test
+/// crashes.
 class FakePortal {
  public:
   struct Mail {
@@ -20,7 +21,7 @@ class FakePortal {
     /// The attachments in order: file name and content.
     std::vector<std::pair<std::string, std::string>> files;
   };
-  /// The manners are JSON, as fake_portal.py describes them.
+  /// `manners` is JSON that configures the behaviour of the portal; fake_portal.py describes its keys.
   explicit FakePortal(const std::string& manners = "{}");
   ~FakePortal();
   FakePortal(const FakePortal&) = delete;

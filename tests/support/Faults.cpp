@@ -2,7 +2,7 @@
 
 // There are no replacements under ThreadSanitizer. It ignores the calls of libraries that were not built for it, but
 // not the calls that our replacements make for them. So it would see only a part of what such a library does with a
-// descriptor.
+// descriptor, and report races that do not exist.
 #ifndef __SANITIZE_THREAD__
 
 #include "support/Faults.h"

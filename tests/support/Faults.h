@@ -16,7 +16,7 @@ class Faults {
     ~Armed();
     Armed(const Armed&) = delete;
     Armed& operator=(const Armed&) = delete;
-    /// False if there were fewer operations.
+    /// Whether the operation has failed; false if there were fewer operations than `number`.
     bool hasStruck() const;
   };
 };

@@ -9,8 +9,8 @@
 
 namespace oq::test {
 
-/// The matching rule, applied to every window in order. An index must give the same result. Returns the position of the
-/// matching window, or windows.size().
+/// The matching rule, applied to every window in order. An index must give the same result. Removes the pre-conditions
+/// that the event meets. Returns the position of the first matching window, or windows.size().
 inline std::size_t linearMatch(const std::vector<std::shared_ptr<OQWindowData>>& windows, const OQWindowEvent& event) {
   for (std::size_t position = 0; position < windows.size(); ++position) {
     OQWindowData& window = *windows[position];

@@ -15,14 +15,15 @@
 
 namespace oq::test {
 
-/// Returns a listening socket on a free port of the loopback interface. The caller closes it.
+/// Returns a socket that listens on a free port of the loopback interface, and sets `port` to its number. The caller
+/// closes the socket.
 int listenOnLoopback(int& port);
 
 /// The trusted certificate for localhost and 127.0.0.1. Clients of this process trust it.
 Identity trustedIdentity();
 
-/// A TLS server. The test controls every byte, for responses that are not valid HTTP. Each connection runs the function
-/// on its own thread and is closed when the function returns.
+/// A TLS server. The test controls every byte, so that responses can be invalid HTTP. The server calls `serve` for each
+/// connection, on a thread of its own, and closes the connection when `serve` returns.
 class RawServer {
  public:
   class Connection {

@@ -137,7 +137,8 @@ void RawServer::run(int socket, std::size_t number) {
   pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   Connection connection(_context, socket, _requestCount);
   if (SSL_accept(connection._ssl) == 1) _serve(connection);
-  // Removed before it is closed, so that the destructor does not shut down another socket with the same number.
+  // The socket leaves the map before ~Connection() closes it. Otherwise ~RawServer() could shut down another socket
+  // that has got the same number since.
   std::lock_guard lock(_mutex);
   _openSockets.erase(number);
 }

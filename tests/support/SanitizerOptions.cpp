@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Sanitizer options for all test programs. They are compiled in, so that a program started by hand behaves the same. No
-// suppression names our own code.
+// Sanitizer options for all test programs. They are compiled in, so that a program started by hand behaves as in CTest.
+// No suppression names our own code.
 
 #define SANITIZER_HOOK extern "C" __attribute__((visibility("default"))) const char*
 
@@ -28,15 +28,15 @@ SANITIZER_HOOK __lsan_default_suppressions() {
          "leak:libcairo\n";
 }
 
-// By default a process waits one second for its other threads when it ends, and each test case is a process. With a
-// shorter wait, library threads that are about to end would be reported as leaks.
+// By default a process waits one second for its other threads when it ends. This is too long, because each test is a
+// process of its own. After the shorter wait some library threads have not ended yet, so thread leaks are not reported.
 SANITIZER_HOOK __tsan_default_options() {
   return "halt_on_error=1:atexit_sleep_ms=20:report_thread_leaks=0";
 }
 
 // These libraries are not built for the sanitizer, so it does not see their synchronisation. For cairo and OpenSSL only
-// reports of races are suppressed, since other libraries rely on the locks of these two. This is enough because they do
-// not call our code.
+// reports of races are suppressed: "called_from_lib" would also hide their locks, on which other libraries rely.
+// Suppressing reports is enough for these two, because they do not call our code.
 SANITIZER_HOOK __tsan_default_suppressions() {
   return "called_from_lib:libglib-2.0.so.0\n"
          "called_from_lib:libcpp-httplib.so\n"

@@ -52,7 +52,8 @@ class Portal:
         if self.manners["response"] is not None:
             self.respond(sender, handle)
         call.return_value(GLib.Variant("(o)", (handle,)))
-        # The caller subscribes to an unexpected handle only after it has the handle, and the portal cannot see when.
+        # The caller subscribes to an unexpected handle only after it has the handle. The portal cannot see when, so it
+        # waits.
         if self.manners["ownHandle"]:
             GLib.timeout_add(50, self.respond, sender, handle)
 

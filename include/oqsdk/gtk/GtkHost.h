@@ -40,25 +40,27 @@ struct AttachOptions {
 /// library's views reach the host's widgets as before. The attachment ends when the window is destroyed.
 OQSDK_EXPORT void attach(Gtk::Window& window, const AttachOptions& options = {});
 
-/// The same for a host that has its own overlay: adds a layer on top of that overlay.
+/// Does the same for a host that has its own overlay: adds a layer on top of that overlay.
 OQSDK_EXPORT void attach(Gtk::Overlay& overlay, const AttachOptions& options = {});
 
-/// The default names of pages.
+/// Makes the class names of pages if collectPages() gets no other function.
 using oq::pageClassName;
 
-/// Returns a page's class name for the name that the host gave it; "" if it is not a page.
+/// Returns the class name of a page. `name` is the host's name for the page. Return "" for a child that is not a page.
 using PageNames = std::function<std::string(const std::string& name)>;
 
-/// Collects the children of a stack as pages: the visible child appears and disappears as a view controller of the
-/// class that `names` returns for it, which is registered when it is first needed. `names` gets the child's name in the
-/// stack, or its title if it has no name. A name that already belongs to another class of the program is ignored. Call
-/// it once, after TorvelinOqManager::startWithConfig(), on GTK's main thread. It ends when the stack is destroyed.
+/// Reports the visible child of a stack as a page: for the library, a view controller appears with the child and
+/// disappears with it. Its class has the name that `names` returns, and is registered when it is first needed. `names`
+/// gets the child's name in the stack, or the child's title if it has no name. If the returned name already belongs to
+/// another class of the program, the page is ignored. Call this function once, after
+/// TorvelinOqManager::startWithConfig(), on GTK's main thread. It has an effect until the stack is destroyed.
 OQSDK_EXPORT void collectPages(Gtk::Stack& stack, PageNames names = pageClassName);
 
-/// The same for a notebook. `names` gets the name of the page's widget, or the label of its tab if it has no name.
+/// Does the same for a notebook. `names` gets the name of the page's widget, or the label of the page's tab if the
+/// widget has no name.
 OQSDK_EXPORT void collectPages(Gtk::Notebook& notebook, PageNames names = pageClassName);
 
-/// Any other page is reported by an object of this class.
+/// Reports a page that is not the child of a stack or notebook.
 using oq::ShownPage;
 
 }  // namespace oq::gtk

@@ -63,28 +63,30 @@ class OQSDK_EXPORT HeadlessHost {
     double y;          ///< the middle, in points from the top edge of the screen
   };
 
-  /// Installs the host. Attaching is not necessary: its window is ready for messages.
+  /// Installs the host. Its window need not be attached: it can show messages from now on.
   explicit HeadlessHost(const Options& options);
-  /// A screen of 390 by 844 points.
+  /// Installs the host with the default options.
   HeadlessHost() : HeadlessHost(Options{}) {}
   /// Closes the window and removes the host. Animations end, and their completions are called.
   ~HeadlessHost();
   HeadlessHost(const HeadlessHost&) = delete;
   HeadlessHost& operator=(const HeadlessHost&) = delete;
 
-  /// Seconds on the animation clock. It starts at 0; only advance() and an animating runUntil() move it.
+  /// Seconds on the animation clock. The clock starts at 0; only advance() and runUntil() with `animate` move it.
   double now() const;
   /// Moves the animation clock in frames of 1/60 s, and runs the main queue before and after each frame. A number that
   /// is negative or not finite only runs the main queue.
   void advance(double seconds);
-  /// Runs what is waiting on the main queue. Returns when nothing is ready, without waiting for more.
+  /// Runs what is waiting on the main queue. Returns when nothing is ready, without waiting for more, and after 1000
+  /// rounds at the latest.
   void runMainQueue();
-  /// Runs the main queue until the condition holds, and sleeps while there is nothing to do. False if it does not hold
-  /// after `seconds` of real time. With `animate` the animation clock follows real time; otherwise it stands still.
+  /// Runs the main queue until the condition is true, and sleeps while there is nothing to do. Returns false if the
+  /// condition is not true after `seconds` of real time. With `animate` the animation clock follows real time;
+  /// otherwise the clock stands still.
   bool runUntil(const std::function<bool()>& condition, double seconds, bool animate = false);
 
-  /// A finger goes down. True if a view of the library took the touch; false if it would have reached the host's own
-  /// widgets. There is one finger: touch it down only when it is up.
+  /// A finger goes down. True if a view of the library took the touch; false if the touch would have reached the host's
+  /// own widgets. There is only one finger, so do not call this function while the finger is down.
   bool touchDown(double x, double y);
   /// The finger moves. Like touchUp() and touchCancel(), this has no effect if no view took the touch.
   void touchMove(double x, double y);
@@ -99,9 +101,9 @@ class OQSDK_EXPORT HeadlessHost {
   /// whether the pointer is shown as a hand.
   bool movePointer(double x, double y);
 
-  /// A wheel or a touchpad scrolls at a place, by points to the right and down. True if a view used it.
+  /// A wheel or a touchpad scrolls at a place, by points to the right and down. True if a view used the scrolling.
   bool scroll(double x, double y, double dx, double dy);
-  /// Presses a key. True if the library consumed it; while a dialog is on screen the library consumes all of them.
+  /// Presses a key. True if the library consumed the key; while a dialog is on screen the library consumes all keys.
   bool pressKey(Key key);
   /// The accessible elements in reading order. While a dialog is on screen, only the dialog and its parts are returned.
   std::vector<AccessibleElement> accessibleElements();
@@ -109,20 +111,20 @@ class OQSDK_EXPORT HeadlessHost {
   /// Changes the size of the screen. While a message or an alert is shown, the stage (if there is one) keeps its size
   /// and is only scaled and moved. Has no effect unless both numbers are positive.
   void setScreenSize(double width, double height);
-  /// Changes the number of pixels per point. Has no effect unless it is positive.
+  /// Changes the number of pixels per point. Has no effect unless the number is positive.
   void setScale(double scale);
-  /// Sets whether the application is in the foreground. It is in the foreground at first. While it is not, messages
-  /// wait to be shown.
+  /// Sets whether the application is in the foreground. At first it is in the foreground. Messages that become due in
+  /// the background appear when the application is in the foreground again.
   void setActive(bool active);
 
-  /// The web pages that the library has open, oldest first. They are not painted: there is no web engine, and the
-  /// caller plays its part.
+  /// The web pages that the library has open, oldest first. They are not painted, because there is no web engine: the
+  /// caller simulates the engine by the functions of HeadlessPage.
   std::vector<std::shared_ptr<HeadlessPage>> pages() const;
   /// Makes every later opening of a page fail with this reason, as on a host that cannot show web pages; "" allows
   /// pages again. Open pages stay open.
   void refusePages(const std::string& reason);
 
-  /// The colour painted at a place; white outside the screen.
+  /// The colour of the screen at a place; white where nothing is painted and outside the screen.
   Pixel pixelAt(double x, double y);
   /// Writes the current screen as a PNG. False if the file cannot be written.
   bool writePng(const std::filesystem::path& file);

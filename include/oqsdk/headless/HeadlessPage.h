@@ -9,8 +9,9 @@
 
 namespace oq {
 
-/// A web page of a headless host. There is no web engine: nothing is loaded and no script runs. The program that drives
-/// the host sees what the library asks of the page and plays the engine's part, in the order of a real load:
+/// A web page of a headless host. There is no web engine: nothing is loaded and no script runs. The program that
+/// controls the host sees what the library requests of the page, and simulates the engine's reports in the order of a
+/// real load:
 ///
 ///     auto page = host.pages().back();
 ///     page->start(); page->progress(0.4); page->commit(); page->progress(1); page->finish("Title");
@@ -28,7 +29,7 @@ class OQSDK_EXPORT HeadlessPage {
 
   /// False once the library has closed the page.
   bool isOpen() const;
-  /// The addresses that the library asked for, oldest first. A reload or a step back adds its address again.
+  /// The addresses that the library requested, oldest first. A reload or a step back adds its address again.
   const std::vector<std::string>& loads() const;
   /// How often the library stopped the loading.
   int stops() const;
@@ -39,7 +40,7 @@ class OQSDK_EXPORT HeadlessPage {
   /// How many dialogs of scripts are open.
   int openDialogs() const;
 
-  /// The load that the library asked for last begins.
+  /// The load that the library requested last begins.
   void start();
   /// The page itself, not the library, begins to load this address.
   void start(const std::string& url);

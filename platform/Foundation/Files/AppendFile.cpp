@@ -37,7 +37,7 @@ bool AppendFile::append(std::string_view bytes) {
     _size += bytes.size();
     return true;
   }
-  // Otherwise the next bytes would continue the incomplete ones.
+  // Removes incomplete bytes, so that the next write does not continue them.
   const bool isTakenBack = written <= 0 || ::ftruncate(_file.get(), static_cast<off_t>(_size)) == 0;
   if (!isTakenBack) _size += static_cast<std::size_t>(written);
   return false;

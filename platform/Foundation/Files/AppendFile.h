@@ -23,9 +23,9 @@ class AppendFile {
   /// False if the bytes could not be written completely; they are then removed again. Raises no signal. The bytes
   /// survive the death of the process, but not yet a loss of power.
   bool append(std::string_view bytes);
-  /// Returns when the contents and the name of the file are on the disk.
+  /// Blocks until the contents and the name of the file are on the disk; false if that fails.
   bool flush() const;
-  /// Whether the file has no name any more.
+  /// Whether the file was removed from its folder, for example by another process.
   bool isRemoved() const;
   void remove();
 
@@ -33,7 +33,7 @@ class AppendFile {
   explicit AppendFile(std::filesystem::path path) : _path(std::move(path)) {}
 
   const std::filesystem::path _path;
-  // Destroyed in reverse order: the lock before its file.
+  // Members are destroyed in reverse order, so the lock is released before its LockFile is destroyed.
   LockFile _lockFile;
   FileLock _lock;
   FileDescriptor _file;

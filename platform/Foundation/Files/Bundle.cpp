@@ -21,7 +21,7 @@ struct MainBundle {
 };
 
 MainBundle& mainBundle() {
-  static auto* bundle = new MainBundle;  // Used until the last thread ends.
+  static auto* bundle = new MainBundle;  // never destroyed: threads may use it while the process ends
   return *bundle;
 }
 

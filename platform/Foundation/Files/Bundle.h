@@ -11,7 +11,8 @@
 
 namespace oq {
 
-/// The host calls it when it installs the library. If the identifier is empty, the program's name is used instead.
+/// Sets the identifier and the version of the application; called when a host is installed. If the identifier is empty,
+/// the program's name is used instead.
 OQSDK_EXPORT void setMainBundle(std::string identifier, std::string shortVersion);
 std::string mainBundleIdentifier();
 std::string mainBundleShortVersion();
@@ -20,9 +21,9 @@ std::uint64_t mainBundleGeneration();
 
 /// The folder of one of the library's resource bundles: `name` + ".bundle". Searched in this order:
 /// $OQSDK_RESOURCE_DIR, share/oqsdk of the prefix that the library was loaded from, the install prefix set at build
-/// time, and the source tree.
+/// time, and (only in builds for development) the source tree.
 std::optional<std::filesystem::path> pathForResourceBundle(std::string_view name);
-/// A file of such a bundle; nullopt if the bundle or the file is missing.
+/// A file of a resource bundle; nullopt if the bundle or the file is missing.
 std::optional<std::filesystem::path> pathForResource(std::string_view bundle, std::string_view file);
 
 }  // namespace oq

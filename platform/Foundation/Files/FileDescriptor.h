@@ -20,7 +20,7 @@ class FileDescriptor {
 
   explicit operator bool() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
-  /// Gives up the ownership; the file stays open.
+  /// Returns the descriptor without closing it. The object no longer owns it.
   int release() { return std::exchange(_descriptor, -1); }
   /// False if close() reports a delayed write error, or if no file was open.
   bool close() {

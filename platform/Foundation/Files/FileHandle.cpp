@@ -22,7 +22,7 @@ std::unique_ptr<FileHandle> FileHandle::createNew(const std::filesystem::path& f
 
 std::unique_ptr<FileHandle> FileHandle::open(const std::filesystem::path& file, int additionalFlags) {
   if (!mayWriteFiles()) return nullptr;
-  // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
+  // Non-blocking, so that opening a FIFO does not wait for a reader; the check below refuses a FIFO.
   constexpr int Flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   FileDescriptor opened(::open(file.c_str(), Flags | additionalFlags, 0600));
   struct stat status {};
@@ -51,7 +51,7 @@ void FileHandle::takeBackTornLine(std::string_view written) {
   // If `written` has no line feed, all of it is an incomplete line.
   std::size_t torn = written.size() - (written.rfind('\n') + 1);
   off_t end = ::lseek(_descriptor.get(), -static_cast<off_t>(torn), SEEK_CUR);
-  // If the file cannot be truncated, the next write overwrites the rest.
+  // If the file cannot be truncated, the next write overwrites the incomplete line.
   [[maybe_unused]] bool isShorter = end >= 0 && ::ftruncate(_descriptor.get(), end) == 0;
 }
 

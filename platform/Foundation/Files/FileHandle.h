@@ -16,7 +16,7 @@ class FileHandle {
   /// Creates the file or empties an existing one; its mode becomes 0600. nullptr if it cannot be opened, or if the name
   /// belongs to a link or anything else that is not a regular file.
   static std::unique_ptr<FileHandle> createForWriting(const std::filesystem::path& file);
-  /// The same, but nullptr if there is anything with this name.
+  /// Like createForWriting(), but nullptr if anything with this name exists.
   static std::unique_ptr<FileHandle> createNew(const std::filesystem::path& file);
   FileHandle(const FileHandle&) = delete;
   FileHandle& operator=(const FileHandle&) = delete;

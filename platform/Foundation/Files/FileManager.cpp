@@ -33,7 +33,7 @@ struct Location {
 };
 
 Location& location() {
-  static auto* shared = new Location;  // Used until the last thread ends.
+  static auto* shared = new Location;  // never destroyed: threads may use it while the process ends
   return *shared;
 }
 
@@ -69,11 +69,12 @@ fs::path existing(fs::path directory) {
 constexpr std::string_view kTemporaryPrefix = ".oq-";
 constexpr std::string_view kTemporaryPattern = ".oq-XXXXXX";
 
-/// A new file in the target's folder, locked while it is open: the lock distinguishes it from one that a killed process
-/// left behind.
+/// Creates a file in the folder and sets `name` to its path. The file is locked while it is open: the lock
+/// distinguishes it from a file that a killed process left behind.
 FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
   for (;;) {
-    // The name has a fixed length: one made from the target's name could be too long for the file system.
+    // The name has a fixed length: a name made from that of the file to be replaced could be too long for the file
+    // system.
     name = (folder / kTemporaryPattern).string();
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
     struct stat status {};
@@ -83,7 +84,7 @@ FileDescriptor makeTemporaryFile(const fs::path& folder, std::string& name) {
       if (file && errno == EWOULDBLOCK) continue;
       return file;
     }
-    // Another process removed it as abandoned before it was locked.
+    // Another process regarded the file as abandoned and removed it before it was locked.
     if (::fstat(file.get(), &status) == 0 && status.st_nlink == 0) continue;
     return file;
   }
@@ -207,7 +208,7 @@ bool createDirectory(const fs::path& directory) {
 
 std::optional<Data> contentsOfFile(const fs::path& path, std::size_t limit, FileVersion* version) {
   if (version) *version = FileVersion();
-  // Non-blocking, so that opening a FIFO of that name fails instead of waiting.
+  // Non-blocking, so that opening a FIFO does not wait for a writer; the check below refuses a FIFO.
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -267,7 +268,7 @@ bool removeItem(const fs::path& directory, const fs::path& item) {
   }
   if (!folder) return false;
   std::error_code error;
-  // Removes through the open folder, even if its path now leads elsewhere.
+  // Removes the item through the open descriptor: the folder's path may lead elsewhere by now.
   fs::path open = "/proc/self/fd/" + std::to_string(folder.get());
   return fs::remove_all(open / item.filename(), error) > 0 && !error;
 }

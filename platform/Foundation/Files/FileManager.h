@@ -18,19 +18,20 @@ namespace oq {
 
 class FileVersion;
 
-/// The application's folder, which contains `Documents` and `Preferences`. By default the XDG data folder
-/// ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. A change affects only files that are
-/// opened later.
+/// The application's folder, which contains `Documents` and `Preferences`. By default, and after an empty path was set,
+/// the XDG data folder ($XDG_DATA_HOME, else ~/.local/share) joined with the application's identifier. A change affects
+/// only files that are opened later.
 OQSDK_EXPORT void setApplicationDataDirectory(const std::filesystem::path& directory);
 OQSDK_EXPORT std::filesystem::path applicationDataDirectory();
-/// The application's documents folder; created (0700) if it is missing.
+/// The application's folders for documents and preferences; created (0700) if missing.
 std::filesystem::path documentsDirectory();
 std::filesystem::path preferencesDirectory();
-/// Asked before the platform creates, changes or removes a file or folder, on any thread. While it returns false, the
-/// platform works as on a read-only file system: files can be read, and nothing is touched. nullptr always allows it.
+/// Sets the function that is asked before the platform layer creates, changes or removes a file or folder, on any
+/// thread. While it returns false, the layer works as on a read-only file system: files can be read, and nothing is
+/// touched. nullptr allows everything.
 void setWritePermission(bool (*mayWrite)());
 bool mayWriteFiles();
-/// While it lives, its thread may write files in any case.
+/// While such an object exists, mayWriteFiles() returns true on the thread that created it.
 class UnconditionalWrites {
  public:
   UnconditionalWrites();
@@ -38,28 +39,29 @@ class UnconditionalWrites {
   UnconditionalWrites(const UnconditionalWrites&) = delete;
   UnconditionalWrites& operator=(const UnconditionalWrites&) = delete;
 };
-/// Increases whenever the folders may have changed. Callers that keep a file open compare it to decide when to reopen.
+/// Increases whenever the path of the application's folder may have changed. Callers that keep a file open compare it
+/// with the earlier number, to decide when to reopen.
 std::uint64_t applicationDataGeneration();
 /// Creates the folder and its missing parents with mode 0700, whatever the umask. True if the folder exists afterwards.
 OQSDK_EXPORT bool createDirectory(const std::filesystem::path& directory);
 
 inline constexpr std::size_t kUsualFileLimit = 256u << 20;
 /// The bytes of a regular file of at most `limit` bytes; nullopt if it cannot be read completely. If `version` is
-/// given, it is set to the file that was read, or to "no file" on failure.
+/// given, it is set to the version that was read, or to "no file" on failure.
 std::optional<Data> contentsOfFile(const std::filesystem::path& file, std::size_t limit = kUsualFileLimit,
                                    FileVersion* version = nullptr);
 
 /// Writes a temporary file in the target's folder, flushes it to the disk and renames it over the target: a reader sees
-/// the old contents or the new ones, never a mixture, even after a crash. Mode 0600. If any step fails, it returns
-/// false and the old file is unchanged. It also removes temporary files that killed processes left in the folder, but
-/// not those that a process is writing. `replaced`, if given, is called as soon as others can read the new file. After
-/// that call a further flush makes the file survive a loss of power.
+/// the old contents or the new ones, never a mixture, even after a crash. Mode 0600. If a step up to the rename fails,
+/// the function returns false and the old file is unchanged. The function also removes temporary files that killed
+/// processes left in the folder, but not those that a process is writing. `replaced`, if given, is called as soon as
+/// others can read the new file. After that call a further flush makes the file survive a loss of power.
 using FileReplaced = std::function<void(FileVersion written)>;
 bool writeFileAtomically(const std::filesystem::path& file, const Data& contents,
                          const FileReplaced& replaced = nullptr);
 
-/// Every entry below the folder, relative to it, sorted by name; the contents of a sub-folder follow the sub-folder.
-/// Empty if the folder cannot be read.
+/// The paths of all entries below the folder, relative to it, sorted by name; the contents of a sub-folder follow the
+/// sub-folder. Empty if the folder cannot be read.
 std::vector<std::filesystem::path> enumerateDirectory(const std::filesystem::path& directory);
 
 /// Removes an entry that enumerateDirectory() returned; a folder is removed with its contents. Follows no link below
@@ -82,7 +84,7 @@ class WriteSignalGuard {
 
  private:
   sigset_t _savedMask;
-  sigset_t _ours;  ///< the signals that were not pending before
+  sigset_t _ours;  ///< the signals that were not pending at the start; the destructor discards them
 };
 
 }  // namespace oq

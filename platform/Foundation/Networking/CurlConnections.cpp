@@ -20,7 +20,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Tolerance: the two clocks are read one after the other, and the thread may be interrupted in between.
+/// A smaller difference between the two clocks does not count as a suspension: the clocks are read one after the other,
+/// and the thread may be interrupted in between.
 constexpr auto kShortestSuspension = 500ms;
 
 std::chrono::nanoseconds timeOf(clockid_t clock) {

@@ -16,14 +16,14 @@ namespace oq {
 /// One moment on two clocks of the machine.
 struct Moment {
   std::chrono::nanoseconds sinceBoot;  ///< includes time while the machine was suspended
-  std::chrono::nanoseconds awake;      ///< excludes that time
+  std::chrono::nanoseconds awake;      ///< excludes the time while the machine was suspended
 
   static Moment now();
 };
 
-/// Tracks the connections of one transport, and whether a used connection may carry another request. It is needed
-/// because libcurl 7.88 reuses a TLS connection on which the server has sent close_notify, or bytes that belong to no
-/// request. For the transport's thread only; must outlive the connections.
+/// Tracks the connections of one transport, and whether a used connection may carry another request. The class is
+/// needed because libcurl 7.88 reuses a TLS connection on which the server has sent close_notify, or bytes that belong
+/// to no request. For the transport's thread only; must outlive the connections.
 class CurlConnections {
  public:
   struct Connection {

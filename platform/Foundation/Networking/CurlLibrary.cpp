@@ -37,7 +37,7 @@ bool findAll(void* library, CurlLibrary& functions) {
 
 const CurlLibrary* load() {
   static CurlLibrary functions{};
-  // The variant for OpenSSL. The host may use the GnuTLS variant at the same time.
+  // This name belongs to the variant of libcurl with OpenSSL. The host may use the GnuTLS variant at the same time.
   void* library = openLibrary("libcurl.so.4");
   if (library) findFunction(library, "SSL_has_pending", functions.tlsHasPending);
   decltype(&curl_global_init) setUp = nullptr;

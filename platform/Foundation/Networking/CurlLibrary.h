@@ -7,8 +7,9 @@
 
 namespace oq {
 
-/// The functions of libcurl, which is loaded at the first request. If OQSDK were linked with libcurl, half of the cost
-/// of linking OQSDK would come from libcurl and its thirty dependencies, even in an application that makes no request.
+/// The functions of libcurl, which is loaded at the first request. If OQSDK were linked with libcurl, loading libcurl
+/// and its thirty dependencies would be about half of the start-up time that OQSDK costs, even in an application that
+/// makes no request.
 struct CurlLibrary {
   /// The first call loads the library, which takes milliseconds; the process must not exit meanwhile. nullptr if the
   /// library is missing or too old, or if memory or descriptors are short; the next call tries again. Thread-safe.

@@ -23,7 +23,7 @@ constexpr double kUsualTimeout = 60.0;
 constexpr std::size_t kLongestHead = 256 << 10;
 constexpr std::size_t kUsualBody = 1 << 20;
 
-/// Only for transfers that have a handle: libcurl is loaded then.
+/// Call it only for a transfer that has a handle: libcurl has been loaded then.
 const CurlLibrary& curl() {
   return *CurlLibrary::shared();
 }
@@ -35,7 +35,8 @@ std::string hostOf(const std::string& address) {
   return authority.substr(authority.rfind('@') + 1);
 }
 
-/// Read on the caller's thread: only the caller can be sure that no other thread changes the environment meanwhile.
+/// The file named by SSL_CERT_FILE, or "". Called on the thread that makes the request: only that thread can be sure
+/// that no other thread changes the environment meanwhile.
 std::string namedAuthorities() {
   const char* file = getenv("SSL_CERT_FILE");
   return file ? file : "";
@@ -152,7 +153,7 @@ bool CurlTransfer::prepareAgain() {
   // the target as if they belonged to it.
   if (!address || !method || hasCredentials(_request)) return false;
   const bool isFetch = std::string_view(method) == "GET";
-  const std::string target = address;  // setting it frees the one that libcurl returned
+  const std::string target = address;  // copied: setting the URL frees the string that libcurl returned
   curl().set<CURLOPT_URL>(_handle, target.c_str());
   if (isFetch) curl().set<CURLOPT_HTTPGET>(_handle, 1L);
   _redirectsLeft -= redirects;
@@ -167,7 +168,7 @@ void CurlTransfer::setAuthorities() {
   if (!extraAuthorities.empty()) {
     curl().set<CURLOPT_CAINFO>(_handle, extraAuthorities.c_str());
   } else if (hasFolderOfAuthorities()) {
-    curl().set<CURLOPT_CAINFO>(_handle, nullptr);  // the folder suffices, and its files are read only as needed
+    curl().set<CURLOPT_CAINFO>(_handle, nullptr);  // no bundle: the folder suffices, its files are read only as needed
   }
 }
 
@@ -181,7 +182,7 @@ void CurlTransfer::setMethodAndBody() {
     return;
   }
   if (method == "POST" || body) {
-    // Not copied: the request outlives the transfer.
+    // libcurl does not copy the body. It stays valid, because _request lives as long as this transfer uses the handle.
     bool isEmpty = !body || body->empty();
     curl().set<CURLOPT_POSTFIELDSIZE_LARGE>(_handle, static_cast<curl_off_t>(isEmpty ? 0 : body->size()));
     curl().set<CURLOPT_POSTFIELDS>(_handle, isEmpty ? "" : reinterpret_cast<const char*>(body->data()));

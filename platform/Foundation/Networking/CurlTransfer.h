@@ -19,7 +19,8 @@ class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// `connections` belongs to the transport.
+  /// `connections` belongs to the transport. `longestBody` is a number of bytes after decompression. `wholeTime` is the
+  /// limit for the whole transfer, which starts with this call.
   CurlTransfer(URLRequest request, URLCompletion completion, CurlConnections& connections, std::size_t longestBody,
                std::chrono::milliseconds wholeTime);
   ~CurlTransfer();
@@ -49,7 +50,7 @@ class CurlTransfer {
   static int onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
   static int onRequest(void* transfer, char* remoteAddress, char* localAddress, int remotePort, int localPort);
 
-  /// False if the body would be too long.
+  /// False if the body would be too long, or if memory is short.
   bool append(const char* bytes, std::size_t length);
   void setMethodAndBody();
   void setHeaderFields();
@@ -71,13 +72,13 @@ class CurlTransfer {
   char _message[CURL_ERROR_SIZE] = "";
   std::optional<Clock::time_point> _lastByte;
   curl_off_t _bytesSoFar = 0;
-  std::shared_ptr<CurlConnections::Connection> _connection;  ///< of the last request that was sent
+  std::shared_ptr<CurlConnections::Connection> _connection;  ///< libcurl chose it for the latest request
   long _redirectsLeft = 20;
   bool _isAwaitingAnswer = false;      ///< the request was passed to a connection, and no byte has come back yet
-  bool _isConnectionUnusable = false;  ///< of the request that is about to be sent
-  bool _isHeadComplete = false;        ///< of the latest response
+  bool _isConnectionUnusable = false;  ///< libcurl chose an unusable connection; prepareAgain() moves the request
+  bool _isHeadComplete = false;        ///< the head of the latest response has been received
   bool _isTooLong = false;
-  std::size_t _headLength = 0;  ///< of all responses, including redirects
+  std::size_t _headLength = 0;  ///< bytes in the heads of all responses, including redirects
   Data _body;
 };
 

@@ -26,10 +26,11 @@ std::shared_mutex& processEndGate() {
   return *gate;
 }
 
-/// Called before the first use of libcurl, on the thread that makes the first request; it takes microseconds. By
-/// default OpenSSL frees its state at process exit, even while another thread is still loading it, and crashes there.
-/// OPENSSL_INIT_NO_ATEXIT leaves the clean-up to the system. If the host initialized OpenSSL earlier, OpenSSL's exit
-/// handler runs after the gate has closed.
+/// Makes process exit wait until libcurl is not at work; false if that is impossible. Called before the first use of
+/// libcurl, on the thread that makes the first request; takes microseconds. By default OpenSSL frees its state at
+/// process exit, even while another thread is still loading it, and that thread crashes. OPENSSL_INIT_NO_ATEXIT leaves
+/// the clean-up to the system. If the host initialized OpenSSL earlier, OpenSSL's exit handler was registered earlier
+/// too, and so runs after the gate has closed.
 bool settleProcessEnd() {
   static const pid_t process = ::getpid();
   static const bool isSettled = [] {
@@ -67,8 +68,8 @@ void CurlTransport::perform(URLRequest request, URLCompletion completion) {
     return transfer->completeWithError(URLErrorUnknown, "There is no thread for the request");
   }
   _submitted.push_back(std::move(transfer));
-  // If other transfers wait, the thread has been woken for them and has not looked yet. If it has not set _multi yet,
-  // it will look at the transfers after that.
+  // The thread is woken only for the first of the submitted transfers. If others are submitted already, it has been
+  // woken for them and has not taken them yet. Without _multi it is still starting, and takes the transfers afterwards.
   if (_submitted.size() == 1 && _multi) _curl->multiWakeUp(_multi);
 }
 
@@ -148,7 +149,8 @@ void CurlTransport::cancelTaken() {
 
 void CurlTransport::takeSubmitted() {
   std::lock_guard lock(_mutex);
-  // Later requests must not be among those that are cancelled. The thread has been woken and will look again.
+  // Transfers submitted after cancelAll() must not be cancelled, so the thread takes them only after it has cancelled
+  // the earlier ones. cancelAll() has woken the thread, so it comes here again at once.
   if (_isCancelling) return;
   for (auto& transfer : _submitted) {
     auto& lines = _hosts[transfer->host()].lines;

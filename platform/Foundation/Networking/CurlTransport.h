@@ -29,11 +29,11 @@ class CurlTransport final : public URLTransport {
     std::chrono::milliseconds wholeTransfer = std::chrono::minutes(5);  ///< including time in the queue
     std::size_t bodyBytes = std::size_t{64} << 20;                      ///< of a response, after decompression
     std::size_t transfersPerHost = 6;
-    std::function<Moment()> clock = Moment::now;  ///< for idle connections; called on the transport's thread
+    std::function<Moment()> clock = Moment::now;  ///< measures the idle time of connections; on the transport's thread
   };
 
   static std::shared_ptr<CurlTransport> shared();
-  /// Lives as long as the process, as does its thread.
+  /// The transport lives as long as the process, as does its thread.
   static std::shared_ptr<CurlTransport> make(const Limits& limits);
 
   void perform(URLRequest request, URLCompletion completion) override;
@@ -45,12 +45,14 @@ class CurlTransport final : public URLTransport {
   explicit CurlTransport(const Limits& limits) : _limits(limits), _connections(limits.clock) {}
   ~CurlTransport() override = default;
 
-  /// Ordered by deadline.
+  /// Transfers that wait to be started, in order of submission. All have the same time limit, so the first has the
+  /// earliest deadline.
   using Line = std::deque<std::shared_ptr<CurlTransfer>>;
   /// The transfers to one host and port.
   struct Host {
     std::size_t running = 0;
-    /// Uploads first: a report must not wait for a campaign's pictures.
+    /// lines[0] has the transfers that send something, which go first: a report must not wait for a campaign's
+    /// pictures. lines[1] has those that only fetch.
     std::array<Line, 2> lines;
 
     std::shared_ptr<CurlTransfer> takeNext();
@@ -79,7 +81,7 @@ class CurlTransport final : public URLTransport {
   bool _hasThread = false;
   bool _isBroken = false;  ///< no exit handler could be registered, so process exit would not wait for libcurl
 
-  /// Set before _multi: a thread that sees _multi may use it.
+  /// Set before _multi: a thread that sees _multi may use _curl.
   const CurlLibrary* _curl = nullptr;
 
   // For the transport's thread only.

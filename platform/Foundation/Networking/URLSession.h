@@ -33,7 +33,7 @@ class URLRequest {
 
   const std::optional<URL>& url() const { return _url; }
   URLRequestCachePolicy cachePolicy() const { return _cachePolicy; }
-  /// Seconds without a byte after which the request fails.
+  /// Seconds without a byte after which the request fails; at most one day. 0 or less means 60 seconds.
   double timeoutInterval() const { return _timeoutInterval; }
 
   void setHTTPMethod(std::string method) { _method = std::move(method); }
@@ -58,8 +58,8 @@ class URLRequest {
 struct URLResponse {
   std::int64_t statusCode = 0;
   std::string url;
-  /// How many seconds the client should wait before its next request, from the field Retry-After (seconds or a date).
-  /// 0 if the server does not say it.
+  /// How many seconds the client should wait before its next request, from the field Retry-After (seconds or a date). 0
+  /// if the response has no such field.
   std::int64_t retryAfter = 0;
 };
 

@@ -12,8 +12,8 @@
 
 namespace oq::plist {
 
-/// The binary property list format as a flat table of nodes whose references are indices. Shared nodes are not
-/// expanded, so the memory for a hostile file is bounded by its size.
+/// The index of a node in a Table. A Table represents a binary property list as a flat list of nodes. Shared nodes are
+/// not expanded, so the memory for a hostile file is bounded by its size.
 using Ref = std::uint32_t;
 struct Uid {
   std::uint64_t value = 0;
@@ -47,15 +47,16 @@ struct Table {
 
 /// Invalid UTF-8 in a string is written as U+FFFD.
 Data write(const Table& table);
-/// nullopt for anything but a well-formed binary property list of at most four million nodes (bad offsets, sizes,
-/// references or strings, keys that are not strings). Nodes may refer to each other in cycles.
+/// nullopt unless the data is a well-formed binary property list of at most four million nodes. Wrong offsets, sizes,
+/// references or strings, overlapping nodes, and keys that are not strings make it malformed. Nodes may refer to each
+/// other in cycles.
 std::optional<Table> read(const Data& data);
 
 /// Writes the table with a checksum that other tools ignore: a data entry "OQChecksum" in the root dictionary. It
 /// contains 8 bytes of magic and a CRC-32 of the whole file, computed while the four bytes of the CRC are zero. The
 /// result is empty if the root is not a dictionary.
 Data writeSealed(Table table);
-/// Checks size (at most 256 MiB), checksum and structure, in this order.
+/// Checks size (at most 256 MiB), checksum and structure, in this order; nullopt if one of them is wrong.
 std::optional<Table> readSealed(const Data& data);
 
 }  // namespace oq::plist

@@ -11,7 +11,7 @@
 /// The bytes of the binary property list format, for its writer, its reader and its seal.
 namespace oq::plist {
 
-// An array, because a view of a literal may refer to a different copy of it in each file that includes this header.
+// An array, not a view of a literal: the literal may be a different object in each file that includes this header.
 inline constexpr std::array<char, 8> Header{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
 inline constexpr std::size_t kTrailerSize = 32;
 inline constexpr double kReferenceDate = 978307200;  // 2001-01-01, the format's epoch
@@ -47,7 +47,7 @@ struct Trailer {
   std::uint64_t count = 0, root = 0, tableOffset = 0;
 };
 
-/// nullopt unless header and trailer agree with the size of the file.
+/// nullopt unless the header is right and the numbers of the trailer fit the size of the file.
 std::optional<Trailer> trailerOf(const Data& data);
 
 }  // namespace oq::plist

@@ -38,7 +38,7 @@ std::optional<Trailer> trailerOf(const Data& data) {
   if (trailer.count > kMaximumNodes || trailer.root >= trailer.count) return std::nullopt;
   if (trailer.tableOffset <= Header.size() || trailer.tableOffset > at) return std::nullopt;
   if (trailer.count * trailer.offsetWidth > at - trailer.tableOffset) return std::nullopt;
-  // Each node takes at least one byte; otherwise memory would be reserved for nodes that cannot exist.
+  // Each node takes at least one byte. Without this check, memory would be reserved for nodes that cannot exist.
   if (trailer.count > trailer.tableOffset - Header.size()) return std::nullopt;
   return trailer;
 }
@@ -51,7 +51,8 @@ std::optional<View> View::open(const Data& data) {
 }
 
 bool View::check() const {
-  // Nodes of a well-formed file do not overlap. Without this check, many offsets could refer to one long node.
+  // Nodes of a well-formed file do not overlap. Without this check, many offsets could refer to one long node, which a
+  // reader would copy each time.
   std::uint64_t unclaimed = _trailer.tableOffset - Header.size();
   for (Ref ref = 0; ref < count(); ++ref) {
     std::uint64_t offset = offsetOf(ref);

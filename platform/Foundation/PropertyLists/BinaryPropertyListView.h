@@ -29,8 +29,8 @@ class View {
     Array,
     Dictionary
   };
-  /// A node. `value` has the bits of a number; for other kinds it is a count of bytes, UTF-16 units, references or
-  /// pairs of references.
+  /// A node. `value` has the bits of a number, or 0 or 1 for a boolean; for other kinds it is a count of bytes, UTF-16
+  /// units, references or pairs of references.
   struct Item {
     Kind kind = Kind::Null;
     std::uint64_t value = 0;
@@ -83,7 +83,7 @@ class View {
   Trailer _trailer;
 };
 
-/// The view of a file that writeSealed() wrote; see readSealed().
+/// Like readSealed(), but copies nothing: the data must outlive the view.
 std::optional<View> openSealed(const Data& data);
 
 }  // namespace oq::plist

@@ -71,7 +71,8 @@ class TextIndex {
 }  // namespace
 
 /// The archive being written. An object gets its number before its contents are written, so that objects may refer to
-/// each other in cycles. Strings, colours, classes, keys, small numbers and references are written once.
+/// each other in cycles. Strings, colours, classes, keys, small numbers and references are written once; mayRepeat()
+/// makes an exception for strings.
 class KeyedArchiver::Writer {
  public:
   Writer() { addObject(_table.add(std::string(archive::kNullObject))); }
@@ -242,7 +243,7 @@ class KeyedArchiver::Writer {
     return addInstance(std::move(node), classOf("NSDictionary", {"NSObject"}));
   }
 
-  /// The object number of a shared node.
+  /// The number of the object that consists of the node. The same node always gives the same object.
   std::uint64_t objectOnce(Ref node) {
     auto [known, isNew] = _objectOfNode.try_emplace(node, 0);
     if (isNew) known->second = addObject(node);

@@ -33,7 +33,7 @@ class SecureCoding {
 };
 
 /// Writes objects in the standard keyed-archive layout ("$archiver", "$objects", "$top", class names), sealed with a
-/// checksum. One archiver writes one archive.
+/// checksum. Each object's encodeWithCoder() gets an archiver that writes the contents of that object.
 class KeyedArchiver {
  public:
   /// Archives an array of objects as the root.
@@ -98,7 +98,7 @@ class KeyedUnarchiver {
   void withObject(std::string_view key, std::string_view className, std::size_t size, const Visitor& visitor) const;
   static bool readRootArray(const Data& data, std::string_view className, std::size_t size, const Visitor& visitor);
 
-  /// The value of the key, if it has that kind.
+  /// The value of the key, if it has that kind; nullopt otherwise.
   std::optional<plist::View::Item> inlineItem(std::string_view key, plist::View::Kind kind) const;
 
   const Reader& _reader;

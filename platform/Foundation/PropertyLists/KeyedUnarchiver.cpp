@@ -42,7 +42,7 @@ class KeyedUnarchiver::Reader {
     return _view->item(_view->reference(container, index));
   }
 
-  /// nullopt for the null object and for a number without an object.
+  /// The object with the number; nullopt for the null object and for a number that no object has.
   std::optional<Item> object(std::uint64_t uid) const {
     bool exists = uid != archive::kNullUid && uid < _objects.value;
     return exists ? std::optional(element(_objects, uid)) : std::nullopt;
@@ -233,7 +233,7 @@ class KeyedUnarchiver::Reader {
   std::optional<View> _view;
   mutable std::array<KnownColor, 16> _knownColors;
   mutable std::array<KnownText, 256> _knownKeys;
-  mutable std::array<KnownText, 16> _knownClasses;  ///< by object number
+  mutable std::array<KnownText, 16> _knownClasses;  ///< `node` is an object number here
   Item _objects;
   std::uint64_t _root = 0;
   mutable std::uint64_t _budget = 0;

@@ -15,15 +15,15 @@ enum class PropertyListFormat { XML = 100 };
 inline constexpr const char* CocoaErrorDomain = "NSCocoaErrorDomain";
 enum CocoaErrorCode : std::int64_t { PropertyListReadCorruptError = 3840, PropertyListWriteInvalidError = 3852 };
 
-/// Property lists as bytes. Stateless and thread-safe.
+/// Converts values to the bytes of XML property lists and back. Stateless and thread-safe.
 class PropertyListSerialization {
  public:
   /// Returns nullopt, and sets `error` if given, for a value that a property list cannot represent: null at any level,
   /// strings with characters that XML does not allow, or more than 512 levels.
   static std::optional<Data> dataWithPropertyList(const PropertyValue& list, PropertyListFormat format,
                                                   Error* error = nullptr);
-  /// Returns a null JSONValue, and sets `error` if given, if the data is not a property list in a known format, or if
-  /// it has bytes or dates inside a container (a JSONValue cannot hold them).
+  /// Returns a null JSONValue, and sets `error` if given, if the data is not an XML property list, or if it has bytes
+  /// or dates inside a container (a JSONValue cannot hold them).
   static PropertyValue propertyListWithData(const Data& data, PropertyListFormat* format = nullptr,
                                             Error* error = nullptr);
 };

@@ -212,7 +212,7 @@ std::optional<Table> readXML(const Data& data, std::string* reason) {
       g_markup_parse_context_free);
   GError* error = nullptr;
   auto* bytes = reinterpret_cast<const char*>(data.data());
-  // A NUL would end a string for the parser but not here.
+  // Data with a NUL is refused: the parser would end a string there, but this code would continue.
   bool parsed = !data.empty() && std::find(data.begin(), data.end(), 0) == data.end() &&
                 g_markup_parse_context_parse(context.get(), bytes, static_cast<gssize>(data.size()), &error) &&
                 g_markup_parse_context_end_parse(context.get(), &error);

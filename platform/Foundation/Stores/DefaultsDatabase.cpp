@@ -23,7 +23,7 @@ constexpr std::int64_t kApplicationId = 0x4F515544;  // "OQUD"
 
 enum Kind : int { JSONText = 0, Bytes = 1, Nanoseconds = 2 };
 
-/// The file's URI for SQLite, with an option.
+/// The file as a URI for SQLite with one parameter, for example "mode=ro".
 std::string addressOf(const std::filesystem::path& file, const char* option) {
   std::string address = "file:";
   for (char c : file.string()) {
@@ -38,12 +38,12 @@ std::string addressOf(const std::filesystem::path& file, const char* option) {
 }
 
 int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
-  // SQLite reads a null pointer as NULL, which is not a valid key.
+  // An empty string_view may have a null pointer, which SQLite would bind as NULL instead of an empty string.
   const char* bytes = text.empty() ? "" : text.data();
   return sqlite3_bind_text64(statement, index, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-/// Runs a function when the scope is left, also by an exception: memory may run out anywhere.
+/// Runs a function when the scope is left, also by an exception, for example when memory runs out.
 template <class Run>
 class AtEnd {
  public:
@@ -153,8 +153,8 @@ bool DefaultsDatabase::flush() {
   if (_writes == _flushedWrites) return true;
   if (!_connection) return false;
   WriteSignalGuard guard;
-  // Flushing the log is enough: SQLite reads the values from the log, and flushes the log before it copies them into
-  // the database. A checkpoint would take three flushes instead of one.
+  // Flushing the write-ahead log is enough: SQLite reads the values from the log, and flushes the log before it copies
+  // them into the database. A checkpoint would take three flushes instead of one.
   sqlite3_file* log = nullptr;
   sqlite3_file_control(_connection, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK) return false;
@@ -165,7 +165,7 @@ bool DefaultsDatabase::flush() {
 
 std::optional<DefaultsDatabase::Log> DefaultsDatabase::unflushedLog() const {
   if (_writes == _flushedWrites || !_connection || !_isLogEntered) return std::nullopt;
-  // SQLite keeps no locks on the log that closing this descriptor would release.
+  // Closing a descriptor releases all POSIX locks that the process has on the file. SQLite has none on the log.
   FileDescriptor file(::open((_file.string() + "-wal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   return file ? std::optional(Log{std::move(file), _writes}) : std::nullopt;
 }
@@ -181,7 +181,7 @@ void DefaultsDatabase::close() {
   for (Statement* statement : {&_select, &_upsert, &_delete, &_dataVersion}) statement->reset();
   _walIndex = nullptr;
   _isLogEntered = false;
-  // Otherwise SQLite would copy the log into the database and remove it.
+  // While no files may be written, closing must not copy the log into the database and remove the log.
   if (!mayWriteFiles()) sqlite3_db_config(_connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   sqlite3_close_v2(std::exchange(_connection, nullptr));
 }
@@ -189,12 +189,12 @@ void DefaultsDatabase::close() {
 bool DefaultsDatabase::open(Foreign treatment) {
   if (_connection) return true;
   if (!mayWriteFiles()) return openReadOnly();
-  // A reader creates no database.
+  // Reading does not create a database.
   std::error_code unknown;
   if (treatment == Foreign::Keep && !std::filesystem::exists(_file, unknown)) return false;
   if (!createDirectory(_file.parent_path())) return false;
   std::optional<FileDescriptor> lock = lockSetup();
-  // If no lock file can be created, no process can create a database here, but an existing one can be read.
+  // If no lock file can be created, no process can create a database here, but an existing database can be read.
   if (!lock || (!*lock && treatment == Foreign::Replace)) return false;
   State state = State::Unavailable;
   AtEnd ending([&] {
@@ -207,8 +207,8 @@ bool DefaultsDatabase::open(Foreign treatment) {
   };
   reopen(Sharing::Shared);
   if (state == State::Unavailable && treatment == Foreign::Keep) {
-    // On a full disk SQLite cannot even create the log's index. The log is then read with an index in memory, which
-    // locks out other processes until the value has been read.
+    // On a full disk SQLite cannot even create the shared index of the log. The log is then read with an index in
+    // memory, which locks out other processes until the value has been read.
     reopen(Sharing::Exclusive);
     bool isReadOnly = ::access(_file.parent_path().c_str(), W_OK) != 0;
     if (state == State::Unavailable && isReadOnly) reopen(Sharing::Immutable);
@@ -238,7 +238,8 @@ bool DefaultsDatabase::openReadOnly() {
 }
 
 DefaultsDatabase::State DefaultsDatabase::openFile(Sharing sharing) {
-  // Created here with mode 0600, because SQLite would apply the umask; SQLite's other files copy the mode of this one.
+  // Creates the file before SQLite does, because SQLite would apply the umask to its mode. SQLite gives its other files
+  // the mode of this one.
   bool isFixed = sharing == Sharing::Immutable || sharing == Sharing::ReadOnly;
   if (!isFixed) {
     FileDescriptor made(::open(_file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -283,7 +284,8 @@ DefaultsDatabase::State DefaultsDatabase::identify() {
   bindText(ours.get(), 1, kSchema);
   if (*id != kApplicationId || integerOf(ours.get()) != 1) return State::Foreign;
   if (!_isDamaged) return State::Usable;
-  // Another process may have replaced the damaged file meanwhile, so the file is checked again.
+  // A page was found damaged earlier. Another process may have replaced the file since, so the file counts as foreign
+  // only if it is still damaged.
   return integerOf(prepare("SELECT count(*)=1 AND max(quick_check)='ok' FROM pragma_quick_check(1)").get()) == 1
              ? State::Usable
              : State::Foreign;
@@ -305,9 +307,9 @@ bool DefaultsDatabase::prepareStatements() {
   return _select && _upsert && _delete && _dataVersion;
 }
 
-/// The first 48 bytes of the log's shared index change with every commit of any process; their layout is part of the
-/// file format. SQLite has mapped them already, so reading them costs no system call. Without the map each check runs
-/// "PRAGMA data_version".
+/// Finds the first 48 bytes of the log's shared index, which change with every commit of any process; their layout is
+/// part of the file format. SQLite has mapped them already, so reading them costs no system call. If they cannot be
+/// found, each check for changes runs "PRAGMA data_version".
 void DefaultsDatabase::mapWalIndex() {
   constexpr int RegionSize = 32768;
   sqlite3_file* file = nullptr;
@@ -371,7 +373,8 @@ std::optional<std::int64_t> DefaultsDatabase::integerOf(sqlite3_stmt* statement)
   return hasRow ? std::optional(number) : std::nullopt;
 }
 
-/// Resets a statement and its bindings. A damaged page closes the database.
+/// Resets a statement and clears its bindings; true if its last step succeeded. If SQLite found a damaged page, closes
+/// the database.
 bool DefaultsDatabase::finish(sqlite3_stmt* statement) {
   int result = sqlite3_reset(statement);
   sqlite3_clear_bindings(statement);

@@ -17,9 +17,9 @@
 namespace oq {
 
 /// The file of one suite of user defaults: an SQLite database in WAL mode with one row per key. It is opened at first
-/// use and again after close(). A file that is damaged or not ours reads as empty, and is replaced by the next write.
-/// While files may not be written (mayWriteFiles()), values are read without touching any file. No function throws or
-/// ends the process, whatever the disk does. Not thread-safe: its owner must lock.
+/// use and again after close(). A file that is damaged or has another format reads as empty, and is replaced by the
+/// next write. While mayWriteFiles() returns false, values are read without touching any file. No error of the disk
+/// makes a function throw or end the process. Not thread-safe: its owner must lock.
 class DefaultsDatabase {
  public:
   explicit DefaultsDatabase(std::filesystem::path file) : _file(std::move(file)) {}
@@ -38,16 +38,18 @@ class DefaultsDatabase {
   /// Whether another process may have written since the last call, so that values read earlier may be out of date.
   /// Makes no system call as long as no process writes.
   bool changedElsewhere();
-  /// Blocks until every write has reached the disk.
+  /// Blocks until every write of this object has reached the disk; false if that fails.
   bool flush();
-  /// The log, opened as a separate file, and the number of writes that it contains: flushing it has the effect of
-  /// flush() and does not need this object. nullopt if there is nothing to flush, or if only flush() can do it.
+  /// The write-ahead log, opened again, and the number of this object's writes at that time. Flushing `file` has the
+  /// effect of flush() but does not use this object, so the owner need not hold its lock meanwhile.
   struct Log {
     FileDescriptor file;
     std::uint64_t writes;
   };
+  /// nullopt if there is nothing to flush, or if the log's directory entry must be flushed too, which only flush()
+  /// does.
   std::optional<Log> unflushedLog() const;
-  /// To be called after the log was flushed.
+  /// Records that the log was flushed, so that flush() has nothing left to do for the writes in it.
   void noteFlushed(const Log& log);
   void close();
 
@@ -57,8 +59,8 @@ class DefaultsDatabase {
   enum class Sharing {
     Shared,     ///< other processes may read and write the file
     Exclusive,  ///< the file is locked while the connection is open
-    ReadOnly,   ///< the database and its log are read and not touched
-    Immutable   ///< no process can change the file, so no lock is needed
+    ReadOnly,   ///< the database and its log are read; no file is changed or locked
+    Immutable   ///< the database is read without its log and without a lock, as if no process changed it
   };
   struct Finalizer {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -91,7 +93,7 @@ class DefaultsDatabase {
   Statement _select, _upsert, _delete, _dataVersion;
   std::uint64_t _inode = 0;
   bool _isDamaged = false;     ///< a page was found damaged: the next open() checks the file more thoroughly
-  bool _isForOneRead = false;  ///< others are kept out, or their writes are not seen, while the connection is open
+  bool _isForOneRead = false;  ///< the connection locks out other processes or misses their writes: one read only
   Clock::time_point _deadline{};
   std::uint64_t _writes = 0, _flushedWrites = 0;
   bool _isLogEntered = false;  ///< the log's directory entry has reached the disk

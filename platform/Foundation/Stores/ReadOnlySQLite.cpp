@@ -12,7 +12,8 @@ constexpr const char *kName = "oq-read-only", *kWithoutLocks = "unix-none";
 int openForReading(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* resultingFlags) {
   constexpr int Writing = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_DELETEONCLOSE;
   flags = (flags & ~Writing) | SQLITE_OPEN_READONLY;
-  // If the user is root, SQLite sets the owner of a file that is opened as a log.
+  // Opens the log as a file of another kind: if the process runs as root, SQLite changes the owner of a file that it
+  // opens as a log.
   if (flags & SQLITE_OPEN_WAL) flags ^= SQLITE_OPEN_WAL | SQLITE_OPEN_SUBJOURNAL;
   sqlite3_vfs* base = sqlite3_vfs_find(kWithoutLocks);
   return base->xOpen(base, name, file, flags, resultingFlags);

@@ -21,7 +21,7 @@
 namespace oq {
 namespace {
 
-/// True if both are stored identically: distinguishes kinds of numbers and orders of keys.
+/// True if both are stored as the same text: kinds of numbers and the order of keys count.
 bool isSameValue(const JSONValue& a, const JSONValue& b) {
   if (a.kind() != b.kind()) return false;
   if (const JSONArray* array = a.if_array()) {
@@ -98,7 +98,7 @@ class UserDefaults::Store {
       log = _database.unflushedLog();
       if (!log) return _database.flush();
     }
-    // A disk may take seconds. The lock is released so that others can read and write meanwhile.
+    // Flushing can take seconds. The lock is released, so that other threads can read and write meanwhile.
     if (::fdatasync(log->file.get()) != 0) return false;
     if (auto turn = takeTurn()) _database.noteFlushed(*log);
     return true;
@@ -130,15 +130,15 @@ class UserDefaults::Store {
     return !data || data->size() <= kMaximumKnownBytes;
   }
 
-  /// The cached value of the key, unless another process has written since.
+  /// The cached value of the key; nullptr if there is none or if another process has written since.
   const PropertyValue* current(std::string_view key) {
     if (_database.changedElsewhere()) _known.clear();
     auto known = _known.find(key);
     return known == _known.end() ? nullptr : &known->second;
   }
 
-  /// Whether the value is already stored. A value that differs from the cached one is written in any case, so the
-  /// database is queried only if they are equal or no value is cached.
+  /// Whether the value is already stored. A value that differs from the cached one is written even if another process
+  /// has stored it since. So the database is queried only if both are equal or no value is cached.
   bool isKnownToBe(const PropertyValue& value, std::string_view key) {
     if (!isKeptInMemory(value)) return false;
     if (auto known = _known.find(key); known != _known.end() && !isSameProperty(known->second, value)) return false;
@@ -173,7 +173,7 @@ struct Registry {
 };
 
 Registry& registry() {
-  static auto* shared = new Registry;  // used until the last thread ends
+  static auto* shared = new Registry;  // never destroyed: threads may use it while the process ends
   return *shared;
 }
 
@@ -214,7 +214,8 @@ std::shared_ptr<UserDefaults> open(Registry::ByName Registry::*group, const char
 
 }  // namespace
 
-/// A suite may have the application's name, but not this file name: escaping never produces "%a".
+/// The prefix differs from every suite's file name, because escaped() never produces "%a". So a suite that has the
+/// application's name gets another file.
 std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
   return open(&Registry::applications, "%application.", mainBundleIdentifier());
 }

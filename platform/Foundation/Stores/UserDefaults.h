@@ -14,9 +14,9 @@ namespace oq {
 /// A persistent store of values by key: one SQLite database (WAL mode) per suite in the preferences folder. The
 /// application's standard defaults have a separate database, even if a suite has the application's name. Stored values
 /// survive a crash and are shared between processes. A damaged or foreign database reads as empty and is replaced at
-/// the next write. Objects of the same suite share one connection. Thread-safe; a call waits at most two seconds for
-/// other threads and processes, and then fails as on a full disk. Existing values can be read where writing is
-/// impossible.
+/// the next write. Objects of the same suite share one connection. Thread-safe. A call waits at most two seconds for
+/// other threads and processes; then it fails: a read returns no value, a write false. Existing values can be read
+/// where writing is impossible.
 class UserDefaults {
  public:
   static std::shared_ptr<UserDefaults> standardUserDefaults();
@@ -30,7 +30,7 @@ class UserDefaults {
   void setInteger(std::int64_t value, std::string_view key);
   /// 0 if there is no entry; strings are read as numbers.
   std::int64_t integerForKey(std::string_view key);
-  /// Blocks until every write so far has reached the disk.
+  /// Blocks until every write so far has reached the disk; false if that fails.
   bool synchronize();
 
   ~UserDefaults();
@@ -41,7 +41,8 @@ class UserDefaults {
   std::shared_ptr<Store> _store;
 };
 
-/// Closes every open database, as process exit would. For tests that change the data folder.
+/// Closes every open database; the next use opens it again. If no other process uses a database, SQLite then copies its
+/// log into it and removes the log, which may contain removed values.
 void closeAllUserDefaults();
 
 }  // namespace oq

@@ -10,8 +10,8 @@ std::string operatingSystemVersion();
 /// The machine field of uname ("x86_64").
 std::string machineIdentifier();
 
-/// The version of the platform layer, which decides between old and new behaviour of the interface: 13.0 or more unless
-/// a test sets another.
+/// The version of the platform layer, by which the pages choose between old and new behaviour: 13.0 unless a test sets
+/// another.
 double platformSystemVersion();
 void setPlatformSystemVersion(double version);
 

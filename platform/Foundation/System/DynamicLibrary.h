@@ -6,12 +6,12 @@
 namespace oq {
 
 /// Loads an optional library at run time, so that applications that never need it neither load nor install it. nullptr
-/// if it is not available. It stays loaded.
+/// if it is not available. A loaded library is never unloaded.
 inline void* openLibrary(const char* name) {
   return ::dlopen(name, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
 }
 
-/// False if the library has no such function. The caller must know that the type is right.
+/// Sets `function` to the library's function of that name; false if there is none. The type is not checked.
 template <class Function>
 bool findFunction(void* library, const char* name, Function*& function) {
   function = reinterpret_cast<Function*>(::dlsym(library, name));

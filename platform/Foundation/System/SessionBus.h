@@ -5,7 +5,8 @@
 
 namespace oq {
 
-/// The address of the session bus from the environment, or "". Addresses that would start a program are ignored.
+/// The address of the session bus from the environment; "" if there is none. Addresses that would start a program are
+/// ignored.
 std::string sessionBusAddress();
 
 }  // namespace oq

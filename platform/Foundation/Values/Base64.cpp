@@ -20,7 +20,8 @@ bool isInAlphabet(char c) {
   return g_ascii_isalnum(c) || c == '+' || c == '/';
 }
 
-/// The base64 characters; nullopt unless they form complete groups of four with padding only at the end.
+/// The text without the characters outside the base64 alphabet; nullopt unless the rest consists of complete groups of
+/// four, with padding only at the end.
 std::optional<std::string> withoutUnknownCharacters(std::string_view text) {
   std::string kept;
   std::size_t padding = 0;
@@ -65,7 +66,8 @@ bool isValidUTF8(std::string_view text) {
 }
 
 std::string uuidString() {
-  // From the system for each identifier: GLib's generator would return the same ones after a fork in both processes.
+  // Gets random bits from the system each time. The state of GLib's generator is copied by a fork, so parent and child
+  // would create the same identifiers.
   std::random_device system;
   const auto bits = [&] { return static_cast<unsigned>(system()); };
   const unsigned a = bits(), b = bits(), c = bits(), d = bits();

@@ -8,7 +8,6 @@
 
 namespace oq {
 
-/// Arbitrary bytes.
 using Data = std::vector<std::uint8_t>;
 
 inline Data dataFromString(std::string_view text) {

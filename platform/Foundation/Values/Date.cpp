@@ -25,15 +25,15 @@ std::atomic<bool> providerIsSet{false};
 std::atomic<unsigned> zoneGeneration{0};
 
 Snapshot<Provider>& provider() {
-  static auto* current = new Snapshot<Provider>;  // used until the last thread ends
+  static auto* current = new Snapshot<Provider>;  // never destroyed: threads may use it while the process ends
   return *current;
 }
 
 struct Field {
   const char* name;
   std::size_t width;
-  int std::tm::*member;  ///< nullptr: milliseconds
-  int offset;            ///< the member's value is the field minus this
+  int std::tm::*member;  ///< nullptr for milliseconds, which std::tm does not have
+  int offset;            ///< the member's value is the number in the string minus this
 };
 constexpr std::array<Field, 7> kFields{{{"yyyy", 4, &std::tm::tm_year, 1900},
                                         {"MM", 2, &std::tm::tm_mon, 1},
@@ -49,7 +49,8 @@ const Field* fieldAt(std::string_view format) {
   return found == kFields.end() ? nullptr : &*found;
 }
 
-/// Checks whether the device's time zone has changed. It needs a system call, so it runs at most once per second.
+/// Resets the cached time zone if the device's time zone has changed. Checks at most once per second, because the check
+/// needs a system call.
 void noticeNewZone() {
   static std::atomic<std::time_t> looked{-1};
   timespec now{};
@@ -64,7 +65,8 @@ void noticeNewZone() {
   if (std::exchange(known, changed) != changed) resetSystemTimeZone();
 }
 
-/// Local fields of a second. Many log entries share a second, so each thread caches its last result.
+/// The date and time of a second in the device's time zone. Many log entries share a second, so each thread caches its
+/// last result. The next call on the same thread changes the returned fields.
 const std::tm& localFields(std::time_t second) {
   struct Known {
     std::time_t second = 0;
@@ -89,9 +91,9 @@ bool isSameTime(const std::tm& a, const std::tm& b) {
          a.tm_min == b.tm_min && a.tm_sec == b.tm_sec;
 }
 
-/// The second that has these local fields. A local time that a clock change skips has no date; one that occurs twice
-/// means the later date. Uses the UTC offsets one day before and after instead of mktime, whose result for ambiguous
-/// hours depends on earlier calls.
+/// The second that has these fields in the device's time zone: nullopt for a local time that a clock change skips, the
+/// later second for one that occurs twice. Uses the UTC offsets one day before and after instead of mktime, whose
+/// result for ambiguous hours depends on earlier calls.
 std::optional<std::time_t> secondWithLocalFields(const std::tm& fields) {
   std::tm copy = fields;
   std::time_t asIfUniversal = timegm(&copy);

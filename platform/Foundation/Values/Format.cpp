@@ -39,15 +39,15 @@ std::string descriptionOfProperty(const PropertyValue& value) {
 using LogHandler = std::function<void(std::string_view)>;
 
 Snapshot<LogHandler>& logHandler() {
-  static auto* handler = new Snapshot<LogHandler>;  // used until the last thread ends
+  static auto* handler = new Snapshot<LogHandler>;  // never destroyed: threads may use it while the process ends
   return *handler;
 }
 
 void writeToPlatformLog(GLogLevelFlags level, const char* priority, std::string_view text) {
   auto handler = logHandler().load();
   if (*handler) return (*handler)(text);
-  // Writing to a closed standard error must not end the host. Usually nothing is written, so the guard's system calls
-  // are skipped.
+  // The guard keeps SIGPIPE from ending the host if standard error is a closed pipe. Usually GLib drops the line; then
+  // the system calls of the guard are not needed.
   std::optional<WriteSignalGuard> guard;
   if (!g_log_writer_default_would_drop(level, "OQSDK")) guard.emplace();
   const GLogField fields[] = {{"GLIB_DOMAIN", "OQSDK", -1},

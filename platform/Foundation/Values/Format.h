@@ -20,8 +20,8 @@
 
 namespace oq {
 
-/// The string that replaces `%@`: strings unquoted, numbers as in JSON (whole doubles without exponent), booleans as 1
-/// and 0, containers as pretty JSON, null as "(null)".
+/// The string that replaces "%@" in stringWithFormat(): strings unquoted, numbers as in JSON (whole doubles without
+/// exponent), booleans as 1 and 0, containers as pretty JSON, null as "(null)".
 std::string descriptionOf(const JSONValue& value);
 
 /// One argument of a format, already converted to a string.
@@ -65,8 +65,8 @@ std::string stringWithFormat(std::string_view format, const Arguments&... argume
 /// Writes a line to the platform's log: GLib's structured log, domain "OQSDK", at debug level. It appears on the host's
 /// standard error only if G_MESSAGES_DEBUG asks for it. The library's own log file is separate. Thread-safe.
 OQSDK_EXPORT void platformLog(std::string_view text);
-/// Like platformLog(), but at warning level, which GLib writes to standard error: for a mistake in how the library was
-/// integrated.
+/// Like platformLog(), but at warning level, which GLib writes to standard error: for problems that the developers of
+/// the host application should see, for example a mistake in how the library was integrated.
 void platformWarning(std::string_view text);
 /// The handler receives the lines of platformLog() and platformWarning() instead of GLib. An empty function restores
 /// GLib. For tests.

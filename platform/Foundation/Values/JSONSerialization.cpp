@@ -85,7 +85,7 @@ class Writer {
 
   template <class Container, class WriteElement>
   void appendContainer(const Container& container, char open, char close, WriteElement writeElement) {
-    // The reader must be able to read the result, and the stack is finite: stop at the reader's maximum depth.
+    // valueWithJSON() must be able to read the result, and the recursion must not exhaust the stack.
     if (_depth == kMaximumDepth) return append("null");
     _text.push_back(open);
     ++_depth;
@@ -112,7 +112,7 @@ class Writer {
     if (!std::isfinite(number)) return append("null");
     char digits[400];
     bool whole = number == std::trunc(number);
-    // Writing it as an integer takes half the time. Zero is excluded because it may be negative.
+    // Writing it as an integer takes half the time. Zero is excluded because an integer would lose the sign of -0.0.
     constexpr double exactBelow = 9007199254740992;
     if (_pretty && whole && std::abs(number) < exactBelow && number != 0) {
       return appendInteger(static_cast<std::int64_t>(number));

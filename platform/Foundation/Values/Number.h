@@ -16,7 +16,6 @@ double doubleValue(const JSONValue& value);
 
 /// The value of a dictionary's key; a null JSONValue if the key is missing or `object` is not a dictionary.
 const JSONValue& valueForKey(const JSONValue& object, std::string_view key);
-/// Whether the value is a string and not empty.
 bool isNonEmptyString(const JSONValue& value);
 
 }  // namespace oq

@@ -15,7 +15,7 @@ inline std::string_view beginningOf(std::string_view text, std::size_t most) {
   return text.substr(0, most);
 }
 
-/// The text with `with` in each place of `what`, which must not be empty.
+/// Replaces each occurrence of `what` by `with`. `what` must not be empty.
 inline std::string replacingAll(std::string text, std::string_view what, std::string_view with) {
   for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
     text.replace(at, what.size(), with);

@@ -172,7 +172,7 @@ const Value* Value::end() const noexcept {
 Value& Value::operator[](std::string_view key) {
   JSONValue& value = jsonIn(*this);
   if (JSONValue* found = value.is_object() ? value.get_object().if_contains(key) : nullptr) return publicView(*found);
-  const std::string added(key);  // the key may be a part of this value
+  const std::string added(key);  // copied: the key may point into this value
   if (!value.is_object()) value.emplace_object();
   return publicView(value.get_object()[added]);
 }

@@ -7,8 +7,8 @@
 
 namespace oq {
 
-/// Contains a page and ignores touches itself, so that the host's widgets behind a page that ignores touches stay
-/// usable.
+/// The view that contains a page. It ignores touches itself: if its page ignores touches too, the host's widgets behind
+/// them stay usable.
 class PageContainer : public UIView {
  public:
   using UIView::UIView;
@@ -19,13 +19,13 @@ class PageContainer : public UIView {
 };
 
 /// The common base of controllers that show one of several pages. The shown page fills the controller's view and
-/// receives the controller's appearance messages. When another page is shown, both pages receive their own messages.
-/// This class is not registered at run time. Main thread only.
+/// receives the controller's appearance messages. When another page replaces the shown one, both pages receive
+/// appearance messages. This class is not registered with the class runtime; its subclasses are. Main thread only.
 class ContainerViewController : public UIViewController {
  protected:
   /// The page to show; nullptr if there is none.
   virtual std::shared_ptr<UIViewController> shownPage() const = 0;
-  /// The registered class that has the methods below.
+  /// The registered class that has the appearance methods below; they pass it to sendSuper().
   virtual Class* containerClass() const = 0;
 
   std::shared_ptr<UIView> loadView() override;
@@ -34,11 +34,12 @@ class ContainerViewController : public UIViewController {
   void _viewWillDisappear(bool animated);
   void _viewDidDisappear(bool animated);
 
-  /// Sends the appearance messages around a change of pages; either page may be nullptr. Sends nothing if the
-  /// controller is off screen.
+  /// Calls bringInPage() after a change of pages, and sends the appearance messages of both pages before and after
+  /// that. Either page may be nullptr. If the controller is off screen, no messages are sent.
   void turnPage(const std::shared_ptr<UIViewController>& from, const std::shared_ptr<UIViewController>& to,
                 bool animated);
-  /// Shows only this page's view; `leaving` may stay in the tree until its animation has ended.
+  /// Shows the view of shownPage() and removes the views of other pages, except `leaving`, which stays until its
+  /// animation has ended.
   virtual void showPage(const std::shared_ptr<UIView>& leaving = nullptr);
   /// Lays out the page; by default it fills the controller's view.
   virtual void placePage(UIView& page);

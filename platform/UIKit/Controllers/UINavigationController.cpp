@@ -72,7 +72,7 @@ std::shared_ptr<UIView> UINavigationController::loadView() {
 const std::shared_ptr<UINavigationBar>& UINavigationController::navigationBar() {
   if (_bar) return _bar;
   _bar = makeMainObject<UINavigationBar>();
-  // The view may outlive its controller.
+  // The bar may outlive this controller.
   _bar->onSuperviewResize = [this, weak = std::weak_ptr<UIViewController>(shared_from_this())] {
     if (const auto keepsThis = weak.lock()) layOut();
   };

@@ -62,13 +62,13 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
 
   /// Shows `controller` above everything in this controller's window. The presenter is the outermost controller that
   /// contains this one. If the presenter is off screen or already presents another controller, or if `controller` is
-  /// already shown, nothing happens and the completion is dropped. Otherwise the completion is called once: when the
-  /// animation has ended, or immediately without animation.
+  /// already shown or has a parent, nothing happens and the completion is dropped. Otherwise the completion is called
+  /// once: when the animation has ended, or immediately without animation.
   void presentViewController(const std::shared_ptr<UIViewController>& controller, bool animated,
                              std::function<void()> completion = nullptr);
   /// Removes the controller that this one presents, and all that are presented on top of it. If this one presents none,
-  /// it is itself removed. The completion is called once: when the animation has ended, or immediately if there is none
-  /// or nothing to remove.
+  /// it is itself removed. The completion is called once: when the animation has ended, or immediately if there is no
+  /// animation or nothing to remove.
   void dismissViewControllerAnimated(bool animated, std::function<void()> completion = nullptr);
   /// The controller that this one or an enclosing one presents.
   std::shared_ptr<UIViewController> presentedViewController() const;
@@ -100,7 +100,7 @@ class OQSDK_EXPORT UIViewController : public Object, public std::enable_shared_f
   std::shared_ptr<UIViewController> outermost();
   void putBackInto(UIWindow& window, const UIView& above);
   void takeAwayPresented(bool animated, std::function<void()> completion);
-  /// Puts the page into its state before the opening and after the closing animation: below the window, or transparent.
+  /// Puts the page where the opening animation begins and the closing animation ends: below the window, or transparent.
   void placeOffScreen(UIWindow& window);
   void turnOut(std::function<void()> completion);
 

@@ -9,14 +9,15 @@ namespace oq {
 
 class UIView;
 
-/// Receives the touches of its view before the view. The caller keeps the recogniser alive during the call, because an
-/// action may drop the view.
+/// Receives the touches of the view that it was added to, before the view does. The caller keeps the recogniser alive
+/// during each call, because the recogniser's action may destroy the view.
 class UIGestureRecognizer {
  public:
   virtual ~UIGestureRecognizer() = default;
   virtual void touchesBegan(UITouch& touch, UIView& view) = 0;
   virtual void touchesMoved(UITouch& touch, UIView& view) = 0;
-  /// True if this touch completed the gesture; the view's own handling is then cancelled.
+  /// True if this touch completed the gesture. The view and the recognisers after this one then get touchesCancelled()
+  /// instead of touchesEnded().
   virtual bool touchesEnded(UITouch& touch, UIView& view) = 0;
   virtual void touchesCancelled(UITouch& touch, UIView& view) = 0;
   /// Performs the gesture's action without a touch; false if that is not possible.

@@ -20,7 +20,6 @@ struct UITouch {
   double timestamp = 0;  ///< seconds on the animation clock
   std::weak_ptr<UIView> view;
 
-  /// The location in the view's coordinates.
   CGPoint locationIn(const UIView& view) const;
 };
 

@@ -34,10 +34,10 @@ struct LayerState {
   }
 };
 
-/// The visual part of a view. A setter ignores an equal or non-finite value. Otherwise it writes the model and requests
-/// a frame from the window. If the setter of an animatable property is called inside UIView::animateWithDuration(), the
-/// property is also animated from the value on screen to the new value. Outside such a block, a running animation of
-/// the property is stopped, and the new value is shown immediately. Main thread only.
+/// The visual part of a view. A setter ignores a value that is equal to the current one or not finite. Otherwise it
+/// writes the model and requests a frame from the window. If the setter of an animatable property is called inside
+/// UIView::animateWithDuration(), the property is also animated from the value on screen to the new value. Outside such
+/// a block, a running animation of the property is stopped, and the new value is shown immediately. Main thread only.
 class CALayer {
  public:
   explicit CALayer(UIView& owner) : _owner(owner) {}
@@ -50,7 +50,7 @@ class CALayer {
   bool isAnimating() const { return !_animations.empty(); }
   /// Whether an animation runs during which the layer ignores touches.
   bool isInMotion() const;
-  /// Ends the animations as not finished; the screen shows the model values again.
+  /// Ends all animations; they count as not finished. The screen then shows the model values.
   void removeAllAnimations();
 
   /// Sets the position and the size of the bounds. Does not change the origin of the bounds.
@@ -83,7 +83,7 @@ class CALayer {
   template <class T>
   void set(T LayerState::*member, T value);
   void startAnimation(Property property, const std::shared_ptr<AnimationGroup>& group);
-  /// Stops the animation of the property as not finished. Returns whether there was one.
+  /// Stops the animation of the property, which then counts as not finished. Returns whether there was one.
   bool stopAnimation(Property property);
   void takeOffEnded(double now);
   double nextEnd() const;

@@ -20,7 +20,7 @@ constexpr double kPlainSave = -1, kRoundedClip = -2;         // used in place of
 constexpr double kSameSize = 0.01;                           // points
 constexpr double kRounding = 1e-6;                           // pixels; for errors in products of sizes and scales
 
-/// A content rendered to pixels. The shadow is added when it is painted for the first time.
+/// A content rendered to pixels. The mask of the shadow is added when the shadow is painted for the first time.
 struct SurfaceCache : LayerContent::Cache {
   cairo_surface_t* surface = nullptr;
   cairo_surface_t* opaque = nullptr;  ///< the same pixels, without an alpha channel
@@ -231,7 +231,7 @@ void CairoPainter::fill(CGRect rect, double cornerRadius, UIColor color) {
     addRoundedRect(_cr, snapped(rect), cornerRadius);
   } else {
     addRect(_cr, snapped(rect));
-    // The group is empty, so blending is not needed.
+    // An empty group contains nothing that the colour must be blended with.
     if (_groupIsEmpty) cairo_set_operator(_cr, CAIRO_OPERATOR_SOURCE);
   }
   cairo_fill(_cr);

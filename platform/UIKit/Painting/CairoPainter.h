@@ -31,7 +31,7 @@ class OQSDK_EXPORT CairoPainter : public Painter {
   CGPoint snapped(CGPoint point) const;
   CGRect snapped(CGRect rect) const;
   /// The pixels in the corners of a rounded clip. They are saved when the clip begins and restored when it ends.
-  /// Clipping by a path would need a mask for everything that is painted inside.
+  /// Clipping by a path instead would need a mask for everything that is painted inside.
   struct Corners;
   Corners saveCorners(CGRect rect, double radius) const;
   void putBack(const Corners& corners) const;

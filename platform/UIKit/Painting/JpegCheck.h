@@ -6,8 +6,8 @@
 namespace oq {
 
 /// Whether the data contains every pixel of the JPEG, so it is neither truncated nor has gaps. The check is necessary
-/// because the decoder for pictures accepts such data and leaves missing pixels grey. Takes about half as long as
-/// decoding. Thread-safe.
+/// because the decoder that UIImage uses accepts incomplete data and leaves missing pixels grey. Takes about half as
+/// long as decoding. Thread-safe.
 bool isWholeJpeg(const Data& data);
 
 }  // namespace oq

@@ -21,7 +21,8 @@ class LayerContent {
   LayerContent(CGSize size, Draw draw) : _size(size), _draw(std::move(draw)) {}
 
   CGSize size() const { return _size; }
-  /// No other content of this process has, or had, the same number. An address may be used again.
+  /// A number that no other content of this process has or had. The address does not identify a content, because a
+  /// later content may get the same address.
   std::uint64_t identity() const { return _identity; }
   void draw(cairo_t* cr) const { _draw(cr); }
 

@@ -18,7 +18,7 @@ class Painter {
 
   virtual void pushTranslation(double x, double y) = 0;
   virtual void pushClip(CGRect rect, double cornerRadius) = 0;
-  /// Everything until the matching pop is blended as a group.
+  /// Everything that is painted until the matching pop() is blended as one group, with this opacity.
   virtual void pushOpacity(double opacity) = 0;
   virtual void pop() = 0;
 
@@ -30,14 +30,14 @@ class Painter {
   /// Paints a shadow with the shape of the content's own pixels.
   virtual void contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                              double radius) = 0;
-  /// Called for every visible view, in painting order, with its bounds and the opacity to apply. A painter whose host
-  /// renders some views itself (a web page) inserts its own rendering here.
+  /// Called for every visible view, in painting order, with its bounds and the opacity to apply. If the host renders
+  /// some views itself, such as web pages, its painter inserts that rendering here.
   virtual void nativeView(UIView&, CGRect, double) {}
 };
 
 /// Paints the window's tree as it looks at `now`. For each view: shadow, background, content, then subviews by z
-/// position and order, clipped to the rounded bounds. A group is used only if a translucent view has several parts to
-/// blend.
+/// position and order. If the view masks to its bounds, its subviews are clipped to the rounded bounds.
+/// Painter::pushOpacity() is used only for a translucent view with several parts, which must be blended as a group.
 OQSDK_EXPORT void paintWindow(UIWindow& window, Painter& painter, double now);
 /// The blended colour of all views that also fill the area around the stage, at `now`. Fully transparent if there are
 /// none.

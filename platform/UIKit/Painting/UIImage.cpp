@@ -82,7 +82,7 @@ std::string formatOf(GdkPixbufLoader* loader) {
 /// Whether the PNG has its final chunk. Complete rows are no proof, because an interlaced PNG has data for every row
 /// long before its end.
 bool hasEndOfPng(const Data& data) {
-  constexpr std::size_t signature = 8, frame = 12;  // a chunk's length, type and checksum
+  constexpr std::size_t signature = 8, frame = 12;  // bytes; the frame is a chunk's length, type and checksum
   for (std::size_t at = signature; data.size() >= at + frame;) {
     const std::uint8_t* chunk = data.data() + at;
     const std::size_t length = std::size_t{chunk[0]} << 24 | chunk[1] << 16 | chunk[2] << 8 | chunk[3];
@@ -92,8 +92,8 @@ bool hasEndOfPng(const Data& data) {
   return false;
 }
 
-/// Whether no data is missing. The decoders of PNG and JPEG do not check this. They accept truncated pictures and leave
-/// the missing pixels grey or transparent.
+/// Whether the data has all pixels of the picture. The decoders of PNG and JPEG do not check this. They accept
+/// truncated pictures and leave the missing pixels grey or transparent.
 bool isComplete(const Data& data, const std::string& format) {
   if (format == "png") return hasEndOfPng(data);
   return format != "jpeg" || isWholeJpeg(data);

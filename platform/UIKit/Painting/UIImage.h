@@ -13,13 +13,14 @@ typedef struct _cairo_surface cairo_surface_t;
 
 namespace oq {
 
-/// A picture. Immutable and thread-safe. On the main queue creation reads only the header, and decoding is lazy: the
-/// first caller that needs pixels decodes. Main-queue callers avoid triggering it when they can wait. On other queues
-/// creation decodes immediately.
+/// A picture. Immutable and thread-safe. On the main queue creation reads only the header, and the first call that
+/// needs pixels decodes the picture. Decoding takes long, so code on the main queue lets a background queue make that
+/// call if it can wait. On other queues creation decodes immediately.
 class UIImage {
  public:
-  /// nullptr for data that is not a picture or is truncated, and for a picture of more than 8192 pixels per side or 32
-  /// million in all (refused before memory is allocated). An animated picture becomes its first frame.
+  /// nullptr for data that is not a picture, and for a picture of more than 8192 pixels per side or 32 million in all
+  /// (refused before memory is allocated). Also nullptr for a truncated or corrupt picture, except on the main queue:
+  /// there only decoding finds out. An animated picture becomes its first frame.
   static std::shared_ptr<const UIImage> imageWithData(const Data& data);
   /// Whether the data begins as an acceptable picture but is truncated or corrupt. Decodes, which takes long: do not
   /// call it on the main queue.

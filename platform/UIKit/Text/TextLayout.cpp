@@ -16,7 +16,7 @@
 namespace oq {
 namespace {
 
-constexpr double kWidest = 100'000;             // points; wider layouts are not broken
+constexpr double kWidest = 100'000;             // points; text at a larger width is not broken into lines
 constexpr double kLargestFont = 1000;           // points
 constexpr double kSmallestFont = 0.01;          // points; Pango's minimum
 constexpr double kTallestLayout = 1'500'000;    // points; Pango counts 1/1024 points in 32 bits
@@ -192,8 +192,9 @@ bool closes(gunichar character) {
   }
 }
 
-/// The places where a line may be stretched: after a space, and after an ideograph, unless punctuation for which
-/// closes() is true follows. Not at the end of the line.
+/// The glyphs after which a line may be stretched: each space, and in text from left to right each wide character, such
+/// as an ideograph, that is not followed by punctuation for which closes() is true. The last glyph of the line is left
+/// out.
 std::vector<PangoGlyphInfo*> gapsIn(const PangoLayoutLine& line, const char* text) {
   std::vector<PangoGlyphInfo*> gaps;
   PangoGlyphInfo* last = nullptr;

@@ -29,8 +29,8 @@ struct NSAttributedString {
 
 /// Text broken into lines at a width, ready to be measured and drawn repeatedly. Invalid UTF-8 is shown as replacement
 /// characters. A width that is not positive or extremely large means no line breaks; a font of size 0 shows nothing.
-/// Text that is too long for any card is cut after some ten thousand characters. May be used from any thread, but not
-/// from two at the same time.
+/// Text that is too long for any card is cut; at usual font sizes, tens of thousands of bytes remain. May be used from
+/// any thread, but not from two at the same time.
 class TextLayout {
  public:
   TextLayout(const NSAttributedString& text, const UIFont& font, double width);
@@ -51,13 +51,13 @@ class TextLayout {
   CGSize _size;
 };
 
-/// The size of the text when it is broken at the width; drawText() uses the same layout. An empty string has no height.
-/// Main thread only.
+/// The size of the text when it is broken into lines at the width; drawText() breaks the lines in the same way. An
+/// empty string has no height. Main thread only.
 CGSize boundingSizeOfText(const NSAttributedString& text, const UIFont& font, double width);
 
-/// Draws into `rect`, starting at its top: at most `numberOfLines` lines (0: any number), and only lines that fit. If
-/// there are more lines, the last drawn one ends in an ellipsis. With `centeredVertically` the text is centred in the
-/// rectangle.
+/// Draws into `rect`, starting at its top: at most `numberOfLines` lines (0: any number), and only lines that fit, but
+/// at least one. If there are more lines, the last drawn one ends in an ellipsis. With `centeredVertically` the text is
+/// centred in the rectangle.
 void drawText(cairo_t* cr, const NSAttributedString& text, const UIFont& font, UIColor color, CGRect rect,
               int numberOfLines, bool centeredVertically);
 

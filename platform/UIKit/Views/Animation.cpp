@@ -41,7 +41,7 @@ double AnimationGroup::progress(double now) const {
   return easeInOut((now - start) / timing.duration);
 }
 
-// Never destroyed: views with static storage end their animations at process exit.
+// Never destroyed, because views with static storage duration need it at process exit to end their animations.
 AnimationEngine& AnimationEngine::shared() {
   static auto& engine = *new AnimationEngine;
   return engine;
@@ -65,8 +65,8 @@ void AnimationEngine::commit() {
   UIApplication::sharedApplication().animationsChanged();
 }
 
-/// Called once per group: after the group's block has returned, no property is added, and the number of properties
-/// still animated only decreases.
+/// Called only once per group, when the group's block has returned and none of its properties is animated any more.
+/// After the block has returned, no property is added, so that happens only once.
 void AnimationEngine::complete(AnimationGroup& group) {
   if (!group.completion) return;
   DispatchQueue::main().async(

@@ -17,12 +17,12 @@ struct AnimationTiming {
   double duration = 0;
   /// If above 0, the motion decelerates exponentially at this rate, per second. Otherwise it eases in and out.
   double decay = 0;
-  /// The views accept touches during the motion.
+  /// Whether the views accept touches during the motion.
   bool letsTouchesThrough = false;
 };
 
-/// One call of UIView::animateWithDuration(): the properties it animates share a start, a duration and a completion.
-/// Main thread only.
+/// The animations that are added between AnimationEngine::begin() and commit(), for example by one call of
+/// UIView::animateWithDuration(). They share a start, a duration and a completion. Main thread only.
 struct AnimationGroup {
   double start = 0;
   AnimationTiming timing;
@@ -38,7 +38,8 @@ struct AnimationGroup {
   double progress(double now) const;
 };
 
-/// The running animations of all windows. The caller passes the time; the engine reads no clock.
+/// The running animations of all windows. A new animation starts at the time of the host's clock; step() gets the time
+/// from its caller.
 class OQSDK_EXPORT AnimationEngine {
  public:
   static AnimationEngine& shared();
@@ -49,8 +50,8 @@ class OQSDK_EXPORT AnimationEngine {
   bool isRunning() const { return !_views.empty(); }
   /// The views that are animated, not owned.
   const std::vector<UIView*>& views() const { return _views; }
-  /// Disabled if the user wants no animations: running ones end immediately, and new ones take at most `shortest`
-  /// seconds. Completions are called as usual.
+  /// `enabled` is false if the user wants no animations. Then running animations end immediately, and new ones take at
+  /// most `shortest` seconds. Completions are called as usual.
   void setEnabled(bool enabled, double shortest = 0);
   bool isEnabled() const { return _enabled; }
   /// The time at which the next group ends; infinity if no animation runs.
@@ -63,7 +64,8 @@ class OQSDK_EXPORT AnimationEngine {
   void commit();
   void track(UIView& view);
   void forget(UIView& view);
-  /// Called when one property of the group has ended. After the last one the completion is called on the main queue.
+  /// Called when the animation of one property of the group has ended. After the last one the group's completion is
+  /// called on the main queue.
   void propertyEnded(const std::shared_ptr<AnimationGroup>& group, bool finished);
 
  private:

@@ -9,7 +9,7 @@
 namespace oq {
 namespace {
 
-// Opacity of the shade over a button that is pressed, or under the pointer.
+// Opacity of the shade over a pressed button, and over a button under the pointer.
 constexpr double kHeldDown = 0.18, kHovered = 0.06;
 // The shade is black, or white on backgrounds with a luminance below kDark, where black would be hardly visible. White
 // needs kWhiteFactor times the opacity of black.
@@ -192,8 +192,9 @@ std::shared_ptr<LayerContent> UIButton::makeContent(CGSize size) {
                                           if (image) drawImage(cr, *image, fitted(image->size(), size));
                                           text->draw(cr, color, area, lines, true);
                                           if (shaded == 0) return;
-                                          // Painted pixels get the shade on top; where only the background is visible,
-                                          // the shade itself is painted.
+                                          // The background is not a part of this content. So the shade is painted on
+                                          // top of the title and the image, and below them where the background is
+                                          // visible.
                                           paintOver(cr, shade, shade.alpha, CAIRO_OPERATOR_ATOP);
                                           paintOver(cr, shade, shade.alpha * background, CAIRO_OPERATOR_DEST_OVER);
                                         });

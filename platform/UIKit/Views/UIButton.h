@@ -19,8 +19,8 @@ struct UIEdgeInsets {
 };
 
 /// A control with a centred title, a fitted image and the view's background colour. While pressed it darkens (or
-/// lightens on a dark background), unless it has its own appearance for the highlighted state; under the pointer it
-/// does so slightly. A title that is too long ends in an ellipsis. Main thread only.
+/// lightens on a dark background), unless it has its own appearance for the highlighted state. While the pointer is
+/// over the button, it darkens or lightens slightly. A title that is too long ends in an ellipsis. Main thread only.
 class UIButton : public UIControl {
   OQ_CLASS(UIButton)
 
@@ -37,7 +37,8 @@ class UIButton : public UIControl {
 
   /// Minimum distance of the title from the left and right edges, in points; 0 by default.
   void setTitlePadding(double padding);
-  /// Moves the title, possibly beyond the bounds of the button. Touches on the title then belong to the button, too.
+  /// Moves the title beyond the bounds of the button. Touches on the title then belong to the button, too. Insets with
+  /// which the title stays inside the bounds have no effect.
   void setTitleEdgeInsets(UIEdgeInsets insets);
   CGRect contentRect(CGRect bounds) const override;
   bool pointInside(CGPoint point) const override;
@@ -69,7 +70,7 @@ class UIButton : public UIControl {
   std::shared_ptr<LayerContent> makeContent(CGSize size) override;
 
  private:
-  /// The area available for the title, and the part of it that the title uses.
+  /// The area that the insets leave for the title, and the rectangle of the title, vertically centred on that area.
   CGRect titleArea(CGRect bounds) const;
   CGRect titleRect(CGRect bounds) const;
   std::uint32_t state() const;

@@ -32,12 +32,13 @@ class UIControl : public UIView {
   using Action = std::function<void(UIControl&)>;
   /// The control keeps the action alive; an action should capture other objects weakly.
   void addTarget(Action action, std::uint32_t events);
-  /// Calls the actions for the events. An action may remove or drop the control.
+  /// Calls the actions for the events. An action may remove the control from its superview and release the last
+  /// reference to it.
   void sendActionsForControlEvents(std::uint32_t events);
   bool isHighlighted() const { return _highlighted; }
   bool isEnabled() const { return _enabled; }
   void setEnabled(bool enabled);
-  /// The pointer is over the control.
+  /// Whether the pointer is over the control.
   bool isHovered() const { return _hovered; }
   void hoverChanged(bool hovered) override;
   void didMoveToWindow() override;

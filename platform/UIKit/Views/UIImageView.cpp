@@ -22,7 +22,8 @@ CGSize fitted(CGSize image, CGSize room, UIViewContentMode mode) {
   double across = room.width / image.width, down = room.height / image.height;
   double factor = mode == UIViewContentMode::ScaleAspectFit ? std::min(across, down) : std::max(across, down);
   const CGSize size{image.width * factor, image.height * factor};
-  // If less than a point is missing, the picture fills the whole view, so that no thin gap remains at its edge.
+  // If width and height both differ from the view's by less than a point, the picture fills the view exactly, so that
+  // no thin gap remains at an edge.
   const bool isClose = std::abs(size.width - room.width) < kHairline && std::abs(size.height - room.height) < kHairline;
   return isClose ? room : size;
 }

@@ -24,14 +24,16 @@ class UIImageView : public UIView {
   UIImageView();
   const std::shared_ptr<const UIImage>& image() const { return _image; }
   void setImage(std::shared_ptr<const UIImage> image);
-  /// True if the image is not being decoded or scaled any more, so the view can be painted.
+  /// False while the image is decoded or scaled in the background, so that the view cannot show it yet. The call starts
+  /// that work if necessary.
   bool isImageReady();
   UIViewContentMode contentMode() const { return _contentMode; }
   void setContentMode(UIViewContentMode mode);
   CGRect contentRect(CGRect bounds) const override;
   void didMoveToWindow() override;
 
-  /// A value that an extension of the class stores with a view, by the address of a key; nullptr if there is none.
+  /// Stores a value with the view, for code outside the class. The address `key` identifies the value;
+  /// associatedObject() returns nullptr if there is none.
   void setAssociatedObject(const void* key, std::any object) { _associatedObjects[key] = std::move(object); }
   const std::any* associatedObject(const void* key) const {
     auto found = _associatedObjects.find(key);

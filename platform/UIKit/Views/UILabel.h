@@ -17,7 +17,7 @@ class UILabel : public UIView {
  public:
   UILabel();
 
-  /// nullopt if no text was ever set.
+  /// nullopt if no text is set.
   const std::optional<std::string>& text() const { return _text; }
   /// Sets plain text; removes an earlier paragraph style.
   void setText(std::optional<std::string> text);
@@ -32,8 +32,8 @@ class UILabel : public UIView {
   void setNumberOfLines(int lines);
   NSTextAlignment textAlignment() const { return _paragraphStyle.alignment; }
   void setTextAlignment(NSTextAlignment alignment);
-  /// The size of the text when it is broken at the width, regardless of the number of lines. The same layout is painted
-  /// when the label gets that width.
+  /// The size of the whole text when it is broken into lines at the width; numberOfLines() does not limit it. The
+  /// layout is kept, and painted if the label gets that width.
   CGSize textSizeForWidth(double width);
 
   /// The accessibility label that was set, or else the text.

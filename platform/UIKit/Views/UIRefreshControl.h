@@ -5,8 +5,8 @@
 
 namespace oq {
 
-/// The indicator for "pull to refresh". A pull shows it at the view's top and sends "value changed"; endRefreshing()
-/// removes it. Main thread only.
+/// The indicator for "pull to refresh". A pull shows it at the view's top and sends UIControlEventValueChanged;
+/// endRefreshing() removes it. Main thread only.
 class UIRefreshControl : public UIControl {
   OQ_CLASS(UIRefreshControl)
 

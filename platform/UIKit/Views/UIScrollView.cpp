@@ -12,11 +12,11 @@ namespace oq {
 namespace {
 
 constexpr double kTakeOverDistance = 10;
-constexpr double kDecay = 2;       // fraction of the speed, per second
+constexpr double kDecay = 2;       // per second; the speed decreases exponentially at this rate
 constexpr double kSlowest = 50;    // points per second; slower drags do not decelerate
 constexpr double kStandstill = 5;  // points per second; treated as standing still
 constexpr double kFastest = 8000;  // points per second
-constexpr double kMemory = 0.1;    // seconds of a drag that determine its speed
+constexpr double kMemory = 0.1;    // seconds; this last part of a drag determines its speed
 
 double length(CGPoint vector) {
   return std::hypot(vector.x, vector.y);
@@ -87,7 +87,7 @@ void UIScrollView::touchesEnded(UITouch& touch) {
   decelerate({-finger.x, -finger.y});
 }
 
-/// The velocity of the finger from its recent positions; zero if it has rested since.
+/// The velocity of the finger from its recent positions; zero if the finger has rested since the last of them.
 CGPoint UIScrollView::velocityAt(double time) const {
   if (_drag.empty()) return {};
   const Sample &first = _drag.front(), &last = _drag.back();
@@ -106,7 +106,8 @@ bool UIScrollView::decelerate(CGPoint velocity) {
   const CGPoint to = clamped({from.x + velocity.x * slowed / kDecay, from.y + velocity.y * slowed / kDecay});
   const double way = length({to.x - from.x, to.y - from.y});
   if (way < 1) return false;
-  // An end of the content does not slow the motion down before it is reached.
+  // The end of the content does not slow the motion down in advance. The motion only stops there, and so takes less
+  // time.
   const double freeTime = std::log(speed / kStandstill) / kDecay;
   const double left = 1 - way * kDecay / speed;
   const double time = left > 0 ? std::min(freeTime, -std::log(left) / kDecay) : freeTime;

@@ -13,8 +13,8 @@ namespace oq {
 class UIRefreshControl;
 
 /// Shows and clips a part of a larger content; the origin of its bounds selects the part. Scrolls within its content by
-/// drag, wheel and touchpad. After a drag that ends in motion it decelerates until it is touched again. Main thread
-/// only.
+/// drag, wheel and touchpad. If the finger still moves at the end of a drag, the view decelerates until it stops or is
+/// touched. Main thread only.
 class UIScrollView : public UIView {
   OQ_CLASS(UIScrollView)
 
@@ -36,12 +36,13 @@ class UIScrollView : public UIView {
   const std::shared_ptr<UIRefreshControl>& refreshControl() const { return _refreshControl; }
   void setRefreshControl(std::shared_ptr<UIRefreshControl> control) { _refreshControl = std::move(control); }
 
-  /// While it decelerates, the view itself takes every touch.
+  /// While the view decelerates, it gets every touch itself instead of a subview, so that a touch stops the motion and
+  /// presses nothing.
   std::shared_ptr<UIView> hitTest(CGPoint point) override;
   void touchesBegan(UITouch& touch) override;
   void touchesMoved(UITouch& touch) override;
   void touchesEnded(UITouch& touch) override;
-  /// Takes over a vertical drag of more than 10 points if the content can scroll.
+  /// Takes over a vertical drag of more than 10 points if the content is higher than the view.
   bool takesOver(const UITouch& touch) const override;
   bool scrollBy(double dx, double dy) override;
   bool flingBy(double dx, double dy) override;
@@ -55,9 +56,9 @@ class UIScrollView : public UIView {
   CGPoint shownOffset() const;
   /// Stops at the offset that is on screen.
   void stop();
-  /// Starts decelerating from the velocity, in points per second. False if that is too slow, if the end is already
-  /// reached, or if the user wants no animations: then the view stays where it is instead of jumping to the final
-  /// offset.
+  /// Starts decelerating from the velocity, in points per second. False if the velocity is too low, if the end of the
+  /// content is already reached, or if the user wants no animations. Then the view stays where it is; it does not jump
+  /// to the final offset.
   bool decelerate(CGPoint velocity);
   CGPoint velocityAt(double time) const;
 

@@ -35,8 +35,8 @@ std::shared_ptr<UIView> UIView::hitTest(CGPoint point) {
   return shared_from_this();
 }
 
-/// An animated view ignores touches. So while the view that fills the area around the stage is animated, its superview
-/// takes the touches in that area, as it does on the stage.
+/// True also if only a subview fills the area around the stage. While that subview is animated, it ignores touches, and
+/// this view gets the touches in that area instead, as it does on the stage.
 bool UIView::coversSurroundings() const {
   return _fillsSurroundings || std::any_of(_subviews.begin(), _subviews.end(), [](const auto& child) {
            return child->_fillsSurroundings && child->_userInteractionEnabled && !child->isHidden();

@@ -37,7 +37,8 @@ CGPoint UIView::convertPointFromSuperview(CGPoint point) const {
   return {point.x - outer.x + inner.x, point.y - outer.y + inner.y};
 }
 
-// The host positions the root view: its coordinates are the window's.
+// The root view's coordinates are the window's. The root view's frame is not applied, because the host positions this
+// view.
 CGPoint UIView::convertPointToWindow(CGPoint point) const {
   const auto parent = superview();
   return parent ? parent->convertPointToWindow(convertPointToSuperview(point)) : point;

@@ -23,8 +23,8 @@ class UIWindow;
 class UIGestureRecognizer;
 
 /// A rectangle on screen that paints itself, holds subviews and receives touches. Create it with makeMainObject() (or
-/// std::make_shared in a test on the main thread), because subviews can be added only after construction. A superview
-/// owns its subviews; they refer to it weakly. Main thread only.
+/// std::make_shared in a test on the main thread): subviews can be added only to a view that a shared pointer owns, so
+/// not in a constructor. A superview owns its subviews; they refer to it weakly. Main thread only.
 class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<UIView> {
   OQ_CLASS(UIView)
 
@@ -43,7 +43,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   CGPoint convertPointToWindow(CGPoint point) const;
   CGPoint convertPointFromWindow(CGPoint point) const;
 
-  // Looks.
+  // Appearance.
   double alpha() const { return _layer.model().opacity; }
   void setAlpha(double alpha) { _layer.setOpacity(alpha); }
   bool isHidden() const { return _layer.model().hidden; }
@@ -54,10 +54,11 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setBackgroundColor(UIColor color) { _layer.setBackgroundColor(color); }
   CALayer& layer() { return _layer; }
   const CALayer& layer() const { return _layer; }
-  /// The background also covers the host's area around the stage, and takes touches there.
+  /// If true, the background also covers the area around the stage in the host's window, and the view gets touches
+  /// there.
   bool fillsSurroundings() const { return _fillsSurroundings; }
   void setFillsSurroundings(bool fills);
-  /// The frame follows the superview's bounds when their size changes.
+  /// If true, the frame becomes the superview's bounds whenever their size changes.
   void setFillsSuperview(bool fills) { _fillsSuperview = fills; }
 
   // The tree. A subview has one superview; adding it to another moves it.
@@ -67,7 +68,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual UIWindow* window() const;
   void addSubview(const std::shared_ptr<UIView>& view);
   void insertSubview(const std::shared_ptr<UIView>& view, std::size_t index);
-  /// Cancels the touches of the whole subtree and completes its animations (as not finished).
+  /// Also cancels the touches of the whole subtree and ends its animations, which count as not finished.
   void removeFromSuperview();
   void bringSubviewToFront(const std::shared_ptr<UIView>& view);
   /// Called after the view was added to a window's tree, or removed from it.
@@ -75,9 +76,9 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   /// Called after the size of the superview's bounds has changed.
   virtual void superviewDidResize() {}
 
-  // Painting. A view's content is recorded once and kept until setNeedsDisplay().
+  // Painting. A view's content is recorded once and kept until setNeedsDisplay() is called or the view's size changes.
   void setNeedsDisplay();
-  /// setNeedsDisplay() for the whole subtree, for a new screen density.
+  /// Calls setNeedsDisplay() for the whole subtree, which is necessary after a change of the screen's density.
   void setNeedsDisplayInSubtree();
   /// The recorded content, created if needed; nullptr if the view has only its background.
   const std::shared_ptr<LayerContent>& content();
@@ -87,21 +88,24 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   // Touches.
   bool isUserInteractionEnabled() const { return _userInteractionEnabled; }
   void setUserInteractionEnabled(bool enabled) { _userInteractionEnabled = enabled; }
-  /// The front-most view at a point in this view's coordinates: visible, interaction enabled, alpha at least 0.01,
-  /// point inside, not animated. Children are searched last to first, then the view itself. nullptr if there is no such
-  /// view.
+  /// The front-most view that gets a touch at the point, which is in this view's coordinates. A view is left out
+  /// together with its subviews if the point is outside, or if it is hidden, has an alpha below 0.01, has interaction
+  /// disabled, or is animated (unless the animation lets touches through). Subviews are searched from front to back,
+  /// then the view itself. nullptr if there is no such view.
   virtual std::shared_ptr<UIView> hitTest(CGPoint point);
   virtual bool pointInside(CGPoint point) const;
   virtual void touchesBegan(UITouch& touch);
   virtual void touchesMoved(UITouch& touch);
   virtual void touchesEnded(UITouch& touch);
   virtual void touchesCancelled(UITouch& touch);
-  /// Called for the superviews of the touched view while the touch moves. True takes over the touch: it is cancelled
-  /// for the former view and begins again in this one.
+  /// Called for the superviews of the touched view while the touch moves. If it returns true, this view takes over the
+  /// touch: the touch is cancelled for the former view and begins again in this one.
   virtual bool takesOver(const UITouch&) const { return false; }
-  /// A wheel or touchpad scroll over the view, in points; true if it was used.
+  /// Called when a wheel or touchpad scrolls over the view, with the distances in points. Returns whether the view
+  /// scrolled.
   virtual bool scrollBy(double, double) { return false; }
-  /// The remaining velocity when the fingers leave the touchpad, in points per second; true if it was used.
+  /// Called when the fingers leave the touchpad, with the remaining velocity in points per second. Returns whether the
+  /// view continues the motion.
   virtual bool flingBy(double, double) { return false; }
   /// Whether a press on the view has an effect: then the pointer becomes a hand over it. By default true for views that
   /// the keyboard can press.
@@ -119,7 +123,7 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   void setAccessibilityLabel(std::optional<std::string> label);
   virtual UIAccessibilityTraits accessibilityTraits() const { return _accessibilityTraits; }
   void setAccessibilityTraits(UIAccessibilityTraits traits);
-  /// Marks a dialog: everything behind it is unreachable until it closes.
+  /// True for a dialog: until it closes, the keyboard and assistive technology reach nothing behind it.
   bool accessibilityViewIsModal() const { return _accessibilityViewIsModal; }
   void setAccessibilityViewIsModal(bool modal);
   /// Does what a tap does; false if a tap has no effect.
@@ -130,17 +134,18 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   virtual bool accessibilityPerformBack() { return false; }
 
   // Animation.
-  /// Runs `animations` immediately. Animatable properties that it changes, of views in a window, move to their new
-  /// values over `duration` seconds, easing in and out. The completion is called exactly once, on the main queue, after
-  /// the animation was removed: with true if it ran to its end, with false if it was replaced, removed or detached. If
-  /// nothing is animated it is called soon, from the main queue. Calls can be nested.
+  /// Runs `animations` immediately. If that function changes animatable properties of views in a window, the properties
+  /// move to their new values over `duration` seconds, easing in and out. The completion is called exactly once, on the
+  /// main queue, after the animation has ended: with true if it ran to its end, with false if it was replaced or
+  /// removed, or the view left its window. If nothing is animated, the completion is called soon, with true. Calls can
+  /// be nested.
   static void animateWithDuration(double duration, const std::function<void()>& animations,
                                   std::function<void(bool finished)> completion = nullptr);
 
  protected:
-  /// What the view shows, recorded for a view of this size; nullptr if it shows nothing.
+  /// Returns a recording of what the view shows at the given size; nullptr if it shows nothing.
   virtual std::shared_ptr<LayerContent> makeContent([[maybe_unused]] CGSize size) { return nullptr; }
-  /// Asks the window for a frame.
+  /// Requests a new frame of the view's window; has no effect outside a window.
   void setNeedsFrame();
   const std::optional<std::string>& ownAccessibilityLabel() const { return _accessibilityLabel; }
 
@@ -150,9 +155,10 @@ class OQSDK_EXPORT UIView : public Object, public std::enable_shared_from_this<U
   bool isInside(const UIView& ancestor) const;
   bool takesTouches() const;
   bool coversSurroundings() const;
-  /// Whether a view at this point is animated: it ignores touches, and views below it do not get them either.
+  /// Whether this view or a subview is animated at the point. Such a view ignores touches, and the host's widgets below
+  /// it must not get them either.
   bool isInMotionAt(CGPoint point) const;
-  /// Back to front: by z position, then in order.
+  /// The subviews from back to front: by z position; in the order of subviews() if that is equal.
   std::vector<std::shared_ptr<UIView>> subviewsInDepthOrder() const;
   /// The front-most view that takes touches around the stage.
   std::shared_ptr<UIView> hitSurroundings();

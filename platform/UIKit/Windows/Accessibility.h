@@ -26,8 +26,8 @@ inline constexpr UIAccessibilityTraits UIAccessibilityTraitHeader = 65536;
 /// The front-most dialog of a window (a view that is modal for assistive technology); nullptr if there is none. Call
 /// this and the functions below on the main thread only.
 OQSDK_EXPORT std::shared_ptr<UIView> frontmostDialog(const UIWindow& window);
-/// The elements inside the view that are reported to assistive technology, in reading order. Hidden elements, and those
-/// with neither a name nor a function, are left out.
+/// The elements inside the view that are reported to assistive technology, in reading order. Hidden elements, and
+/// elements without a name that cannot be pressed, are left out.
 OQSDK_EXPORT std::vector<std::shared_ptr<UIView>> accessibilityElements(const std::shared_ptr<UIView>& root);
 /// Whether the view itself is visible: not hidden, and not transparent (alpha below 0.01) unless it is animated.
 /// Superviews are not considered.

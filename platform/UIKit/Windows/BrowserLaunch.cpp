@@ -19,8 +19,8 @@ bool isWebAddress(const std::optional<URL>& url) {
   return url && (url->scheme() == "https" || url->scheme() == "http");
 }
 
-/// Runs in the new process before the browser. The thread that starts it blocks signals, which the browser would
-/// inherit: it would ignore a request to end.
+/// Runs in the new process before the browser starts. The background thread blocks signals. The browser would inherit
+/// the blocked signals, and would then ignore a request to terminate.
 void unblockSignals(gpointer) noexcept {
   sigset_t none;
   sigemptyset(&none);
@@ -38,7 +38,7 @@ bool launchApplication(const std::string& scheme, const std::string& address) {
                                                    nullptr);
 }
 
-/// Not the asynchronous variants, whose steps need a main context that a host may never run.
+/// Does not use the asynchronous functions of GLib, because they need a main context, which a host may never run.
 void launch(const std::string& scheme, const std::string& address) {
   if (launchApplication(scheme, address)) return;
   // In a sandbox this asks the desktop to open the link.

@@ -8,7 +8,7 @@
 
 namespace oq {
 
-/// True on the thread that installed the host, outside any other queue's block.
+/// True on the thread that installed the host, unless a block of another queue runs on it.
 inline bool isOnMainQueue() {
   return DispatchQueue::currentLabel() == DispatchQueue::main().label();
 }

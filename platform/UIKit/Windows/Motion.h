@@ -5,7 +5,8 @@ namespace oq {
 
 class UIView;
 
-/// Whether the view or a view in it moves. A dialog in motion ignores all input. Main thread only.
+/// Whether the view or a view inside it has an animation during which it ignores touches. A dialog in motion ignores
+/// all input. Main thread only.
 bool isInMotion(const UIView& view);
 
 }  // namespace oq

@@ -10,7 +10,7 @@
 
 namespace oq {
 
-// Never destroyed: views with static storage end their animations at process exit.
+// Never destroyed, because views with static storage duration need it at process exit to end their animations.
 UIApplication& UIApplication::sharedApplication() {
   static auto& application = *new UIApplication;
   return application;

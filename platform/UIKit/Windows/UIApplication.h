@@ -45,8 +45,8 @@ class UIScene {
 
   UISceneActivationState _state = UISceneActivationState::Unattached;
   UISceneVisibility _visibility = UISceneVisibility::NeverMapped;
-  std::uint64_t _lastUse = 0;     ///< the application's counter at the last use; 0: never used
-  std::uint64_t _connection = 0;  ///< the application's counter at the connection
+  std::uint64_t _lastUse = 0;     ///< UIApplication's _uses after the last use; 0: never used
+  std::uint64_t _connection = 0;  ///< UIApplication's _connections after the connection
   std::vector<std::shared_ptr<UIWindow>> _windows;
 };
 
@@ -59,7 +59,7 @@ class OQSDK_EXPORT UIApplication {
  public:
   static UIApplication& sharedApplication();
 
-  /// Owned by the caller, which must reset it to nullptr before destroying it.
+  /// The caller owns the host, and must call setHost(nullptr) before destroying the host.
   void setHost(UIHost* host) { _host = host; }
   UIHost* host() const { return _host; }
 
@@ -68,7 +68,7 @@ class OQSDK_EXPORT UIApplication {
   const std::vector<std::shared_ptr<UIScene>>& connectedScenes() const { return _scenes; }
   void connectScene(std::shared_ptr<UIScene> scene);
   void disconnectScene(const std::shared_ptr<UIScene>& scene);
-  /// Called by the host when the visibility changes. A scene that was mapped never becomes NeverMapped again.
+  /// Called by the host when the visibility changes. A scene that was mapped must not become NeverMapped again.
   void setSceneVisibility(UIScene& scene, UISceneVisibility visibility);
   /// Called by the host when the scene's window becomes active or receives a press.
   void sceneWasUsed(UIScene& scene);
@@ -85,12 +85,13 @@ class OQSDK_EXPORT UIApplication {
   CGRect statusBarFrame() const { return _statusBarFrame; }
   void setStatusBarFrame(CGRect frame) { _statusBarFrame = frame; }
 
-  /// The host's clock; 0 without a host.
+  /// The time of the host's animation clock, in seconds; 0 without a host.
   double now() const { return _host ? _host->now() : 0; }
   /// Ends animations that are over by `now` and passes the next deadline to the host.
   void step(double now);
-  /// To be called when a window has changed, or an animation has begun.
+  /// Requests a frame of the window from the host. To be called when the window's tree has changed.
   void windowNeedsFrame(UIWindow& window);
+  /// Passes the next deadline to the host. To be called when animations have begun or ended.
   void animationsChanged();
 
  private:
@@ -105,8 +106,9 @@ class OQSDK_EXPORT UIApplication {
   CGRect _statusBarFrame;
 };
 
-/// A window with the root on which pages are pushed later: a navigation controller with a hidden bar and a transparent
-/// root page. That page ignores touches, so that the host's own widgets stay usable.
+/// Makes a window whose root controller is a navigation controller with a hidden bar and a transparent root page. Other
+/// pages are pushed above the root page later. The root page ignores touches, so that the host's own widgets stay
+/// usable.
 OQSDK_EXPORT std::shared_ptr<UIWindow> makeHostWindow(CGRect frame);
 
 }  // namespace oq

@@ -92,7 +92,7 @@ bool UIWindow::pressKey(UIKeyboardKey key) {
   }
 }
 
-/// Wraps around inside a dialog. Without a dialog the focus leaves the last element to the host's widgets.
+/// Wraps around inside a dialog. Without a dialog, the focus goes from the last element to the host's widgets.
 bool UIWindow::moveFocus(const std::shared_ptr<UIView>& dialog, bool forward) {
   auto elements = accessibilityElements(dialog ? dialog : shared_from_this());
   std::erase_if(elements, [](const auto& element) { return !canBecomeFocused(*element); });

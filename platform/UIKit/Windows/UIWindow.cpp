@@ -40,8 +40,8 @@ void UIWindow::setRootViewController(std::shared_ptr<UIViewController> controlle
     previous->view()->removeFromSuperview();
     previous->viewDidDisappear(false);
   }
-  // These messages run code that may set another root controller. Then that nested call has already added the right
-  // view.
+  // The messages viewWillDisappear and viewDidDisappear may run code that sets another root controller. Then that
+  // nested call has already added the right view.
   if (!controller || controller != _rootViewController) return;
   const auto root = controller->view();
   root->setFrame(bounds());

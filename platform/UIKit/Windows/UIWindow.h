@@ -15,9 +15,9 @@ class UIViewController;
 
 using UIKeyboardKey = KeyboardKey;
 
-/// The root of a tree of views on one screen. The host passes touches to it; each goes to the view in which it began,
-/// recognisers first. A touch passes through the window's own area, and through views that ignore touches, to the
-/// host's widgets below. Main thread only.
+/// The root of a tree of views on one screen. The host passes touches to the window. Each touch goes to the view in
+/// which it began, first to the view's recognisers. A touch passes through the window's own area, and through views
+/// that ignore touches, to the host's widgets below. Main thread only.
 class OQSDK_EXPORT UIWindow : public UIView {
   OQ_CLASS(UIWindow)
 
@@ -37,7 +37,7 @@ class OQSDK_EXPORT UIWindow : public UIView {
   /// Whether a message, an alert or a page takes all touches, including those around the stage.
   bool isCovered();
 
-  /// Whether the library consumes a touch there: a view would take it, or an animated view blocks it.
+  /// Whether the library consumes a touch at the point: a view would take it, or an animated view blocks it.
   bool wantsTouchAt(CGPoint point);
   /// To be called when a touch begins. `identifier` distinguishes fingers. Returns false if the host must handle the
   /// touch. Then the library needs no further events of this touch.
@@ -45,9 +45,10 @@ class OQSDK_EXPORT UIWindow : public UIView {
   void touchMoved(int identifier, CGPoint point, double timestamp);
   void touchEnded(int identifier, CGPoint point, double timestamp);
   void touchCancelled(int identifier);
-  /// Scrolls by wheel or touchpad. Returns whether a view used this.
+  /// To be called when a wheel or touchpad scrolls, with the distances in points. Returns whether a view scrolled.
   bool scroll(CGPoint point, double dx, double dy);
-  /// The remaining velocity when the fingers leave a touchpad, in points per second; true if a view used it.
+  /// To be called when the fingers leave a touchpad, with the remaining velocity in points per second. Returns whether
+  /// a view continues the motion.
   bool fling(CGPoint point, double dx, double dy);
 
   // The keyboard. No view has the focus until the user presses Tab, so that a user who is typing when a window appears

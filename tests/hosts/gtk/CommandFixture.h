@@ -34,7 +34,8 @@ inline std::string rest(std::istream& in) {
 }
 
 /// A host with a window that executes commands from its standard input. A line is the name of a command and its
-/// arguments. Each fixture has the commands "resize WIDTH HEIGHT", "jump ADDRESS", which opens a web page, and "quit".
+/// arguments. After each line it prints "did " and the line. Each fixture has the commands "resize WIDTH HEIGHT",
+/// "jump ADDRESS", which opens a web page, and "quit".
 class CommandFixture {
  public:
   using Commands = std::map<std::string, std::function<void(std::istream&)>>;
@@ -92,7 +93,7 @@ class CommandFixture {
   Commands _commands;
 };
 
-/// Runs the fixture until the application ends. Prints "left" after both are destroyed.
+/// Runs the fixture until the application ends. Then destroys the fixture and prints "left".
 inline int runFixture(const std::string& identifier, std::unique_ptr<CommandFixture> fixture) {
   auto application = Gtk::Application::create(identifier, Gio::Application::Flags::NON_UNIQUE);
   application->signal_activate().connect([&] {

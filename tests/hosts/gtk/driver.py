@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Controls GTK programs on a private X display: starts them, moves a real pointer, presses keys and reads pixels.
-As a program, driver.py PROGRAM [ARGUMENT...] runs another one on such a display."""
+Started as driver.py PROGRAM [ARGUMENT...], it runs that program on such a display."""
 
 import math
 import os
@@ -113,8 +113,8 @@ class Display(Service):
 
 
 class WindowManager(Service):
-    """A window manager that can minimise and activate windows. It does not activate a window that is pressed, and
-    places windows as X does without a window manager."""
+    """A window manager that can minimise and activate windows. It does not activate a window that is pressed. It
+    places every window at the top left of the screen, where X places windows without a window manager."""
 
     RULES = """<openbox_config xmlns="http://openbox.org/3.4/rc"><mouse/><applications><application class="*">
         <decor>no</decor><position force="yes"><x>0</x><y>0</y></position></application></applications>
@@ -127,8 +127,8 @@ class WindowManager(Service):
 
 
 class Compositor(Service):
-    """A Wayland compositor without a screen, a pointer and animations. The background is black. It sends no frame
-    callbacks to a minimised window."""
+    """A Wayland compositor without a screen, without a pointer and without animations. The background is black. The
+    compositor sends no frame callbacks to a minimised window."""
 
     SETTINGS = "[shell]\nstartup-animation=none\nanimation=none\npanel-position=none\nlocking=false\n" \
                "background-color=0xff000000\n"

@@ -22,6 +22,7 @@
 /// control it. Its kinds:
 ///
 /// "window": its window is attached
+/// "titlebar": like "window", with a title bar that contains a button of the host and the window's close button
 /// "overlay": a Gtk::Overlay of the host is attached
 /// "eager": like "overlay", but the window has no default size, and a message is shown right after present()
 /// "second": like "window", but another window, which is never shown, was attached before
@@ -52,7 +53,7 @@ std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
   return text;
 }
 
-/// Reports its touches.
+/// Prints each touch and each scrolling that it gets.
 class TouchReporter : public oq::UIView {
  public:
   TouchReporter(std::string name, oq::CGRect frame) : UIView(frame), _name(std::move(name)) {}

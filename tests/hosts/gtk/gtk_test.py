@@ -130,7 +130,7 @@ class Host(GtkTest):
         click(150, 150)
         self.assertEqual(fixture.await_line("view ended")[-2:], ["view began 150 150", "view ended 150 150"])
 
-    def test_later_children_are_wrapped(self):
+    def test_views_stay_above_a_child_that_the_host_sets_later(self):
         for kind in ("window", "adw_window", "adw_application_window"):
             fixture = self.start(375, 700, kind)
             fixture.do("view 100 100 200 100")
@@ -158,7 +158,7 @@ class Host(GtkTest):
 
     def test_a_message_is_a_dialog_that_the_keyboard_can_use(self):
         fixture = self.start()
-        # Without a dialog, the keyboard skips a view without input.
+        # Without a dialog, Tab skips views that take no input, also this text, which has the trait of a button.
         click(150, 300)
         fixture.await_line("host clicked")
         fixture.do("view 100 100 200 100")
@@ -253,7 +253,8 @@ class Host(GtkTest):
             for _ in range(2):
                 fixture.do_until("animate 0.3", "completed")
             self.assertEqual(fixture.lines.count("code 1"), before)
-            # Only a press in the session could restore the window, so hide and show it, which creates a new one.
+            # In this session only a pointer could restore the minimised window, and there is none. When the window is
+            # hidden and shown, GTK creates a new window on the display, which is not minimised.
             fixture.do("hide")
             fixture.do_until("show", "code 1")
             self.assertEqual(fixture.close(), 0)
@@ -293,7 +294,7 @@ class Host(GtkTest):
             click(650, 350)
             fixture.await_line("host clicked")
             pop_in("two")
-            # Activated without a press, while the message in the other window is still open.
+            # Window one is activated without a press, while the message in window two is still open.
             pointer("search", "--name", "^one$", "windowactivate", "--sync")
             pop_in("one")
             click(1100, 350)
@@ -310,7 +311,7 @@ class Host(GtkTest):
         fixture.do_until("pop 3 8000", "code 1")
         fixture.painted()
         body = (60, 250, 280, 200)
-        pointer("mousemove", 40, 350)  # the cursor is part of the picture
+        pointer("mousemove", 40, 350)  # left of the text, because screenshots show the cursor
         before = driver.screen.shot(*body)
         self.assertGreater(len(set(before)), 20, "no text is visible")
         for forth, back in (("click 5", "click 4"), ("key Down", "key Up"), ("key Page_Down", "key Page_Up"),

@@ -57,7 +57,7 @@ TEST(Pages, ANotebookReportsWidgetNamesOrTabTitles) {
   window.set_child(*notebook);
   window.present();
   EXPECT_EQ(page(), "none");
-  // The page that is already on screen counts, too.
+  // collectPages() also reports the page that is already on screen.
   oq::gtk::collectPages(
       *notebook, [](const std::string& name) { return name == "UIWindow" ? name : oq::gtk::pageClassName(name); });
   EXPECT_EQ(page(), "SettingsGeneralPage");

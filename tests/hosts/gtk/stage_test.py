@@ -138,7 +138,7 @@ class OnX11(Messages):
     def check_host(self, size):
         """Checks that clicks reach the host again."""
         width, height = (self.pixels * length for length in size)
-        # Then move the cursor out of the screenshots.
+        # After the clicks the cursor leaves the area of the screenshots.
         pointer(*self.clicks([(width / 2, height / 2), (3, height - 4)]))
         driver.hide_pointer()
         for _ in range(2):
@@ -156,7 +156,7 @@ class OnX11(Messages):
 
         keys = int(self.fixture.ask("focus").split()[0])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
-        # The Shift key counts too.
+        # The fixture counts four presses of Tab and one of Shift.
         self.await_focus(keys + 5)
         pointer(*self.clicks([close_pixel]))
         seen = self.fixture.await_line("code")
@@ -201,7 +201,7 @@ class OnX11(Messages):
         self.fixture.do("jump https://localhost:1/")
         self.fixture.painted()
 
-    def test_messages_and_pages_in_every_size_and_scale(self):
+    def test_messages_and_pages_fit_in_every_window_size_and_scale(self):
         for pixels in (1, 2, 3):
             sizes = [size for size in SIZES if pixels ** 2 * size[0] * size[1] <= LARGEST]
             if not ALL and pixels > 1:
@@ -221,7 +221,7 @@ class OnX11(Messages):
                         self.check_page(size)
             self.fixture.close()
 
-    def test_resizing_while_something_is_shown(self):
+    def test_a_resize_keeps_the_stage_of_messages_and_lays_out_pages_again(self):
         self.start(1)
         pairs = [(before, after) for before in RESIZED for after in RESIZED if before != after]
         for index, (before, after) in enumerate(pairs if ALL else pairs[::5]):
@@ -243,7 +243,7 @@ class OnX11(Messages):
 
 
 class OnWayland(Messages):
-    """Tests without a pointer. Only pixels are compared."""
+    """The compositor of these tests has no pointer, so only positions and pixels are checked."""
     pixels = 1
 
     def test_a_message_has_the_right_position_and_pixels(self):
@@ -268,7 +268,7 @@ class OnWayland(Messages):
         data = subprocess.check_output(["convert", shot, "-depth", "8", "bgra:-"], timeout=60)
         shot.unlink()
         picture = Picture(data, 1280)
-        # The compositor chooses the window's position.
+        # The compositor chooses the window's position. The first pixel that is not black is the window's corner.
         first = next(at for at in range(0, len(data), 4) if any(data[at:at + 3])) // 4
         picture.corner = first % 1280, first // 1280
         return picture

@@ -20,7 +20,7 @@ import driver
 from driver import GREEN, RED, WAIT, GtkTest, Stage, await_pixel, click, pixel, pointer, press, until
 
 PAGES = ""
-# Without root rights, a user namespace provides them.
+# The tests mount file systems, which needs root rights. A user namespace provides them if the user is not root.
 NAMESPACE, ENTER = ([], []) if os.geteuid() == 0 else (["-r"], ["-U", "--preserve-credentials"])
 PINK = (255, 221, 238)
 SANDBOX_WORKS = driver.sandbox_works()
@@ -155,13 +155,13 @@ class Fixture(driver.Fixture):
 
     def __init__(self, program, authority, namespace="", **environment):
         """`namespace`: shell commands that mount something only for the fixture."""
-        # Run the program under a plain name, as if it was found through PATH. The current folder contains a wrong file
-        # with the module's name.
+        # Run the program under a plain name, as if it was found through PATH. The current folder contains a file
+        # with the name of the engine's module, which the library must not load.
         run = f"""{namespace}
             cd "$XDG_DATA_HOME" && echo "not a library" >liboqsdk-webkit.so
             exec -a "$(basename "$1")" "$1" "$XDG_DATA_HOME" """
         unshare = ["unshare", "-m", *NAMESPACE] if namespace else []
-        # The test does not start a session bus.
+        # This address keeps GLib from starting a session bus.
         super().__init__(*unshare, "bash", "-c", run, "bash", program, G_DEBUG="", SSL_CERT_FILE=authority,
                          DBUS_SESSION_BUS_ADDRESS="disabled:", **environment)
         self.data = pathlib.Path(self.home.name)
@@ -264,7 +264,8 @@ class WebPages(GtkTest):
         web = fixture.await_descendants("WebKitWebProcess", 1)[0]
         if os.environ.get("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS") != "1":
             self.assertNotEqual(os.readlink(f"/proc/{web}/ns/pid"), os.readlink("/proc/self/ns/pid"))
-        # No scroll bar is shown. The engine would fade it out for a second, and repaint the window in every frame.
+        # A new page shows no scroll bar. The engine would fade it out for a second and repaint the window in every
+        # frame.
         self.assertEqual(pixel(370, 70), PINK)
         # Touches reach the page, except where a view of the library covers it.
         fixture.do("cover")
@@ -306,7 +307,8 @@ class WebPages(GtkTest):
             for stop in stops:
                 press(key)
                 self.await_focus(fixture, stop)
-        # A covered widget cannot take the focus, and gets it when the page closes.
+        # While the page covers the host's entry, the entry cannot take the focus. It gets the focus when the page
+        # closes.
         fixture.do("grab")
         self.await_focus(fixture, '""')
         press("Escape")
@@ -344,7 +346,7 @@ class WebPages(GtkTest):
         ahead = fixture.await_descendants("WebKitWebProcess", 1)
         fixture.jump(self.url("/one"), title="One 一", back=False)
         self.assertEqual(fixture.descendants("WebKitWebProcess"), ahead, "the first page did not use it")
-        # A page is opened, or the process ends, during preloading.
+        # A page can be opened during preloading, and the process can end.
         fixture = self.start()
         fixture.do("prepare")
         fixture.jump(self.url("/one"), title="One 一")
@@ -384,7 +386,7 @@ class WebPages(GtkTest):
             click(200, 44 + 350)
             fixture.await_page(title="One 一", reload=False, hidden=False)
 
-    def test_certificates_are_checked(self):
+    def test_pages_of_servers_with_untrusted_certificates_are_not_loaded(self):
         fixture = self.start()
         Handler.served.clear()
         with (Server(self.stranger.issue("localhost")) as unknown,
@@ -453,7 +455,7 @@ class WebPages(GtkTest):
         await_pixel(200, 400, PINK)
         before = Handler.served.count("/one")
         pointer("mousemove", 200, 300, "click", "--repeat", 6, "--delay", 20, 4)
-        # The refresh control may stop before the fixture reports it, so check the server's requests.
+        # The refresh control may start and stop between two reports of the fixture, so check the server's requests.
         until(lambda: Handler.served.count("/one") > before, lambda: "no reload")
         fixture.await_page(refreshing=False, bar=False)
         self.assertEqual(Handler.served.count("/one"), before + 1)
@@ -489,7 +491,7 @@ class WebPages(GtkTest):
         until(lambda: fixture.result("document.cookie + localStorage.who") == '"undefined"',
               lambda: f"still stored: {fixture.result('document.cookie + localStorage.who')}")
 
-    def test_a_style_4_window_shows_its_page_in_the_card(self):
+    def test_a_message_with_a_web_page_shows_the_page_in_its_card(self):
         fixture = self.start()
         fixture.open("window " + self.url("/static/window.html"))
         card = [float(word) for word in fixture.await_line("card ")[-1].split()[1:]]

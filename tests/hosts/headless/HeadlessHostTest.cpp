@@ -47,7 +47,7 @@ TEST(HeadlessHostTest, StartWithoutAnAnalyticsClassWarnsOnce) {
   const test::ScratchFolder folder;
   HeadlessHost host({.dataDirectory = folder.path()});
   auto config = TorvelinOqConfig::defaultConfig();
-  config->setEnvType(3);  // has no server
+  config->setEnvType(3);  // not one of the three environments, so it has no server
   testing::internal::CaptureStderr();
   for (int start = 0; start < 2; ++start) TorvelinOqManager::startWithConfig(config);
   const std::string printed = testing::internal::GetCapturedStderr();
@@ -95,7 +95,7 @@ TEST(HeadlessHostTest, ClockAdvancesInFramesAndCompletionsRunBetweenThem) {
   host.advance(0.4);
   EXPECT_NEAR(first, 0.2, 1.0 / 60);
   EXPECT_NEAR(second, first + 0.1, 1.0 / 60);
-  host.advance(std::numeric_limits<double>::infinity());  // not a time
+  host.advance(std::numeric_limits<double>::infinity());  // ignored, because it is not finite
   EXPECT_DOUBLE_EQ(host.now(), 0.5);
 }
 

@@ -26,7 +26,7 @@ using test::campaign;
 
 constexpr double kOpening = 0.3, kClosing = 0.2;  // seconds; longer than the animations
 
-/// A host that uses Messages, on a screen without a display, with a scripted server.
+/// A program that uses the class Messages, with a headless host and a scripted server.
 class MessagesTest : public test::WorldTest {
  protected:
   MessagesTest() {
@@ -88,7 +88,7 @@ class MessagesTest : public test::WorldTest {
       names.emplace_back(request.json.at("events").at(0).at("xwhat").as_string());
     return names;
   }
-  /// Of the last decision.
+  /// The outcome of the newest decision in the decision log; "" if there is none.
   static std::string outcome() {
     const Value decisions = TorvelinOqManager::engine().recentDecisions();
     return decisions.empty() ? "" : std::string(decisions.at(decisions.size() - 1).at("outcome").toString());
@@ -117,7 +117,7 @@ JSONValue buttonsCampaign(const std::string& id, const std::string& event, int c
 
 using Calls = std::vector<std::string>;
 
-TEST_F(MessagesTest, HostHearsWhatTheUserDoes) {
+TEST_F(MessagesTest, HandlersReportWhatTheUserDoes) {
   const JSONValue picture = campaign("2", "look", {{"style", 1}, {"picture", "https://pictures.example/gone.png"}});
   start({buttonsCampaign("1", "buy"), picture});
   network->fail("/gone.png", Error{"test", 1, "no such picture"});
@@ -155,7 +155,7 @@ TEST_F(MessagesTest, RefusedMessagesAreNotCountedAndMayBeShownLater) {
   std::thread::id asked;
   handlers.mayShow = [&](const Message& message) {
     asked = std::this_thread::get_id();
-    // No lock is held: the host may do anything here.
+    // The library holds no lock during this callback, so the host may call any of its functions.
     EXPECT_EQ(usedCount(message.campaignId), 0);
     Messages::record("unrelated");
     return false;
@@ -295,11 +295,11 @@ TEST_P(MessageMomentsTest, HeldMessageAppearsOnceAfterResume) {
   EXPECT_EQ(usedCount("1"), 1);
 }
 
-TEST_P(MessageMomentsTest, DismissedMessageIsNeitherReportedNorClosedByTheUser) {
+TEST_P(MessageMomentsTest, DismissedMessageIsRemovedAndNoCloseIsReported) {
   recordAndReach();
   Messages::dismiss();
   finish();
-  // A message that is not on screen yet is not the current one, and still appears.
+  // dismiss() closes only the message on screen. A message that is not on screen yet still appears.
   const bool wasOnScreen = GetParam() >= Moment::LoadingItsPicture;
   EXPECT_EQ(isOnScreen(), !wasOnScreen);
   EXPECT_EQ(callsOf(calls, "removed").size(), wasOnScreen ? 1u : 0u);
@@ -308,7 +308,7 @@ TEST_P(MessageMomentsTest, DismissedMessageIsNeitherReportedNorClosedByTheUser) 
   EXPECT_EQ(reports().size(), wasShown ? 1u : 0u);
 }
 
-TEST_P(MessageMomentsTest, AnotherUserNeverSeesIt) {
+TEST_P(MessageMomentsTest, MessageIsNeverShownToAnotherUser) {
   network->answer("/push/sdk/in_app", test::textOf(test::listAnswer({})));
   recordAndReach();
   ASSERT_TRUE(Messages::setUser("user-2"));
@@ -320,7 +320,7 @@ TEST_P(MessageMomentsTest, AnotherUserNeverSeesIt) {
   EXPECT_EQ(outcome(), "waiting") << "the former user's list is not matched";
 }
 
-TEST_P(MessageMomentsTest, WithdrawnConsentRemovesItWithoutAReport) {
+TEST_P(MessageMomentsTest, WithdrawnConsentRemovesTheMessageWithoutAReport) {
   recordAndReach();
   Messages::withdrawConsent();
   finish();
@@ -362,10 +362,11 @@ TEST_F(MessagesTest, AnotherUserGetsBothListsOnTheSameDayAndNoAnswerOfTheFormerU
   EXPECT_EQ(calls, (Calls{"shown 2"}));
 }
 
-TEST_F(MessagesTest, EventOfTheFormerUserDoesNotWaitForTheListOfTheNext) {
+TEST_F(MessagesTest, EventOfTheFormerUserDoesNotWaitForTheListOfTheNextUser) {
   start({buttonsCampaign("1", "buy")});
   network->answer("/push/sdk/in_app", test::textOf(test::listAnswer({})));
-  // The user changes between the event and its matching.
+  // The library writes this entry after it has received the event and before it matches it: the user changes in
+  // between.
   Messages::setLogHandler([](Messages::LogLevel, std::string_view entry) {
     if (entry.starts_with("收到event回调")) Messages::setUser("user-2");
   });
@@ -381,7 +382,7 @@ TEST_F(MessagesTest, EventOfTheFormerUserDoesNotWaitForTheListOfTheNext) {
   EXPECT_FALSE(isOnScreen());
 }
 
-TEST_F(MessagesTest, UserSetAfterAnotherProcessForgotTheFormerOneStays) {
+TEST_F(MessagesTest, UserSetAfterAnotherProcessForgotTheFormerUserIsKept) {
   start({buttonsCampaign("1", "buy")});
   auto other = std::make_shared<test::RecordingEngine>();  // stands for another process of the application
   ASSERT_EQ(other->inAppDataArray()->size(), 1u);
@@ -403,7 +404,7 @@ TEST_F(MessagesTest, WithdrawalBeforeTheStartDropsReportsOfEarlierRuns) {
   EXPECT_TRUE(OQReportJournal().adopt().entries.empty());
 }
 
-TEST_F(MessagesTest, HostDrawsMessagesItself) {
+TEST_F(MessagesTest, HostCanDrawMessagesItselfAndReportWhatHappens) {
   start({buttonsCampaign("1", "buy"), buttonsCampaign("2", "leave"), buttonsCampaign("3", "other")});
   std::optional<MessageReporter> reporter;
   Value content;

@@ -110,7 +110,7 @@ TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   const auto navigation = std::dynamic_pointer_cast<UINavigationController>(root);
   auto page = makeMainObject<OQWebController>(std::string("https://shop.example/"));
   navigation->pushViewController(page, true);
-  // Assistive technology may treat the page as a dialog.
+  // To assistive technology the page is modal, as a message is. Unlike a message, it must be laid out again.
   navigation->view()->setAccessibilityViewIsModal(true);
   _host.advance(0.5);
   resize({1280, 800});
@@ -133,7 +133,7 @@ TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {
   EXPECT_EQ(closed->openDialogs(), 0);
 }
 
-TEST_F(HeadlessStage, FloatingBallKeepsNeitherTheStageNorTheHostsTouches) {
+TEST_F(HeadlessStage, FloatingBallNeitherFixesTheStageNorBlocksTheHostsTouches) {
   resize({390, 844});
   OQFloatingBall::show();
   resize({1280, 800});
@@ -143,8 +143,8 @@ TEST_F(HeadlessStage, FloatingBallKeepsNeitherTheStageNorTheHostsTouches) {
   OQFloatingBall::hide();
 }
 
-/// A campaign without font sizes gets the default size when it is fetched. It is then stored and shown in other
-/// windows.
+/// A campaign without font sizes gets the default size when it is fetched. The size is stored with the campaign, which
+/// is later shown in windows of other sizes.
 TEST_F(HeadlessStage, StoredDefaultFontSizeIsRightInEveryWindowSize) {
   resize({1280, 800});
   auto fetched = std::make_shared<OQWindowData>();

@@ -10,7 +10,7 @@
 namespace oq {
 namespace {
 
-TEST(BackgroundTask, FinishAndThreadExitWaitForStartedWork) {
+TEST(BackgroundTask, FinishAndTheEndOfTheStartingThreadWaitForStartedWork) {
   for (const bool finishes : {true, false}) {
     std::promise<void> begun, released;
     const auto hasBegun = begun.get_future().share();

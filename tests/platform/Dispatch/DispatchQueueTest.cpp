@@ -21,7 +21,7 @@ using test::runLoopUntil;
 constexpr auto kPatience = 30s;
 
 TEST(DispatchQueue, MainBlocksAreKeptUntilAMainThreadIsInstalled) {
-  // If this test has its own process, installMain() was not called yet.
+  // An earlier test in the same process may have called installMain(). CTest runs each test in its own process.
   if (DispatchQueue::currentLabel() == DispatchQueue::main().label()) GTEST_SKIP() << "a host is installed";
   std::vector<int> ran;
   for (int i : {1, 2}) DispatchQueue::main().async([&, i] { ran.push_back(i); });
@@ -51,7 +51,7 @@ TEST(DispatchQueue, LabelsAndSpecificsBelongToTheRunningQueue) {
     });
     EXPECT_EQ(DispatchQueue::currentLabel(), outer->label());
   };
-  outer->sync(check);  // on the main thread, too, the block runs on this queue, not on the main queue
+  outer->sync(check);  // the current queue is `outer`, not the main queue, although the main thread calls
   outer->sync([] {
     DispatchQueue::main().sync(
         [] { EXPECT_EQ(DispatchQueue::currentLabel(), DispatchQueue::main().label()) << "runs at once"; });
@@ -96,10 +96,10 @@ TEST(DispatchQueue, WaitingForOtherQueuesDoesNotExhaustThePool) {
       DispatchQueue::main().sync([&] { ++done; });
     });
   }
-  // This block is queued after all of these. It runs only if waiting blocks do not count as running.
+  // This block is queued after all blocks above. It runs only if waiting blocks do not count as running.
   concurrent->async([&] { gate.set_value(); });
   EXPECT_TRUE(runLoopUntil([&] { return done == blocks; }));
-  // The pool does not know that these blocks wait, and must still have a thread for a serial queue.
+  // These blocks wait for a future, which the pool cannot notice. It must still have a thread for the queue `needed`.
   for (int i = 0; i < blocks; ++i) {
     concurrent->async([&] {
       std::promise<void> answer;
@@ -119,7 +119,7 @@ TEST(DispatchQueue, MainBlockThatRepostsItselfDoesNotStarveRedraw) {
     if (++reposts < 10000 && !hasDrawn) DispatchQueue::main().async(repost);
   };
   DispatchQueue::main().async(repost);
-  EXPECT_EQ(DispatchQueue::drainMain(), 1u);  // not the block that this one has posted
+  EXPECT_EQ(DispatchQueue::drainMain(), 1u);  // ran the first block, but not the block that it has posted
   g_idle_add_full(
       G_PRIORITY_HIGH_IDLE + 20,  // the priority of GTK's redraw
       [](gpointer flag) -> gboolean {
@@ -161,7 +161,7 @@ TEST(DispatchQueue, MainBlocksNeverRunOnAnotherThreadThatIteratesTheDefaultConte
   DispatchQueue::installMain();
 }
 
-TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOncePerChangeFromEmpty) {
+TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOnlyWhenTheEmptyMainQueueGetsABlock) {
   DispatchQueue::installMain(MainLoop::OfHost);
   auto& main = DispatchQueue::main();
   std::atomic<int> wakes = 0;
@@ -178,7 +178,8 @@ TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOncePerChangeFromEmpty) {
   EXPECT_TRUE(DispatchQueue::isMainEmpty());
   EXPECT_EQ(wakes, 2) << "the queue was empty while the posting block ran";
 
-  // setMainWake() returns only when no call of the former function is running. The host may then destroy what it uses.
+  // setMainWake() returns only when no call of the former function is running. The host may then destroy what that
+  // function uses.
   std::promise<void> called, mayReturn;
   DispatchQueue::setMainWake([&] {
     called.set_value();
@@ -196,7 +197,7 @@ TEST(DispatchQueue, HostWithItsOwnLoopIsWokenOncePerChangeFromEmpty) {
   DispatchQueue::installMain();
 }
 
-TEST(DispatchQueue, LoopRunInsideBlockKeepsOrder) {
+TEST(DispatchQueue, LoopThatABlockRunsKeepsTheOrderOfBlocks) {
   DispatchQueue::installMain();
   std::vector<int> ran;
   DispatchQueue::main().async([&] {
@@ -221,7 +222,7 @@ TEST(DispatchQueue, AfterRunsInOrderOfDelaysAndNeverEarly) {
   };
   queue->after(-1, [&] { note(0); });
   queue->after(1e300, [&] { ADD_FAILURE() << "ran a block with an endless delay"; });
-  // Late enough that the next call is made in time on a busy machine, too.
+  // Half a second is long enough that the next line runs earlier, even on a busy machine.
   queue->after(0.5, [&] { note(500); });
   queue->after(0.02, [&] { note(20); });
   ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);

@@ -20,7 +20,7 @@ constexpr std::int64_t kMillisecond = 1'000'000;
 class DispatchTimerTest : public testing::Test {
  protected:
   void SetUp() override { DispatchQueue::installMain(); }
-  /// Runs everything that is due, and a little more.
+  /// Runs the main loop for 30 ms, so that all timers that are due now fire.
   void settle() {
     bool isOver = false;
     DispatchQueue::main().after(0.03, [&] { isOver = true; });
@@ -58,7 +58,7 @@ TEST_F(DispatchTimerTest, BusyMainThreadGetsOneFiringNotAllMissedOnes) {
   EXPECT_TRUE(runLoopUntil([&] { return firings > 10; }));
 }
 
-TEST_F(DispatchTimerTest, HandlerMayReplaceOrDestroyItsTimerAndCancelAnother) {
+TEST_F(DispatchTimerTest, HandlerMayRescheduleOrDestroyItsTimerAndCancelAnother) {
   int replaced = 0, destroyed = 0;
   std::unique_ptr<DispatchTimer> first, second;
   DispatchTimer queued([] { ADD_FAILURE() << "fired after it was cancelled"; });

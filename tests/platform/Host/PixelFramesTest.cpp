@@ -19,8 +19,8 @@ constexpr double kScale = 1.3;  // pixels per point
 constexpr int kPadding = 3;     // pixels between the rows
 constexpr std::uint32_t kUntouched = 0x12345678;
 
-/// Draws a figure in its colour, which is not a rectangle, so that its shadow is not one either. Or it is a small
-/// rectangle that is scaled to the view, as a picture is.
+/// Draws a circle in its colour, so that neither the figure nor its shadow is a rectangle. With `isPicture` it records
+/// a small rectangle instead, which is scaled to the view as a picture is.
 class Figure : public UIView {
  public:
   Figure(CGRect frame, bool isPicture) : UIView(frame), _isPicture(isPicture) {}
@@ -51,7 +51,7 @@ class RandomTree {
   RandomTree(unsigned seed, std::shared_ptr<UIWindow> window) : _random(seed), _views{std::move(window)} {
     for (int count = 0; count < 14; ++count) add();
   }
-  /// One change. Returns what it was.
+  /// Changes a random view in a random way. Returns the kind of change, for failure messages.
   std::string change() {
     UIView& view = *_views[1 + below(_views.size() - 1)];
     switch (below(17)) {
@@ -125,7 +125,8 @@ struct Screen {
     buffer.holdsLastFrame = true;
     return frame;
   }
-  /// The number of bytes that differ from a painting of the whole frame, apart from rounding.
+  /// The number of bytes that differ from a complete painting by more than rounding, plus the padding pixels that were
+  /// overwritten.
   int differences() const {
     std::vector<std::uint32_t> whole(pixels.size());
     cairo_surface_t* image =
@@ -160,7 +161,7 @@ struct Screen {
   PixelFrames frames;
 };
 
-TEST(PixelFramesTest, KeptBufferShowsWhatAWholePaintingShows) {
+TEST(PixelFramesTest, ReusedBufferShowsTheSameAsACompletePainting) {
   for (unsigned seed = 0; seed < 30; ++seed) {
     Screen screen;
     RandomTree tree(seed, screen.window);
@@ -177,7 +178,7 @@ TEST(PixelFramesTest, KeptBufferShowsWhatAWholePaintingShows) {
   }
 }
 
-TEST(PixelFramesTest, ResultSaysWhatTheCallerHasToShow) {
+TEST(PixelFramesTest, ResultReportsWhetherThereAreViewsAndWhetherPixelsChanged) {
   Screen screen;
   auto& [window, stage, buffer, pixels, frames] = screen;
   using Result = PaintedFrame::Result;
@@ -201,21 +202,21 @@ TEST(PixelFramesTest, ResultSaysWhatTheCallerHasToShow) {
             0x80808080)
       << "premultiplied";
 
-  // A clip in which nothing is painted.
+  // A new view that clips, but paints nothing, changes no pixel.
   const auto clip = std::make_shared<UIView>(CGRectMake(10, 10, 50, 50));
   clip->setClipsToBounds(true);
   clip->layer().setCornerRadius(5);
   window->addSubview(clip);
   EXPECT_EQ(screen.paint().result, Result::Same);
 
-  // What has moved out of sight leaves nothing behind.
+  // A removed view leaves nothing behind in the buffer.
   view->removeFromSuperview();
   frame = screen.paint();
   EXPECT_EQ(frame.result, Result::Nothing);
   EXPECT_FALSE(frame.damage.isEmpty());
   EXPECT_EQ(screen.differences(), 0);
 
-  // Bad buffers are left alone.
+  // Nothing is painted into invalid buffers.
   for (const PixelBuffer& bad : {PixelBuffer{}, PixelBuffer{pixels.data(), 10, 10, 42},
                                  PixelBuffer{pixels.data(), 9, 9, 32}, PixelBuffer{pixels.data(), 40000, 1, 160000}}) {
     EXPECT_TRUE(frames.paint(stage, bad, kScale, 0).damage.isEmpty());

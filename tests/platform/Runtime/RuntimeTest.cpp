@@ -56,7 +56,7 @@ std::string reasonOf(const std::function<void()>& call) {
   return "nothing was thrown";
 }
 
-// Registered during the initialization of static objects, before main().
+// A class must be registered during the initialization of static objects, before main() starts.
 const bool wasFoundBeforeMain = NSClassFromString("Dog") != nullptr;
 
 TEST(Runtime, ClassesAreRegisteredByNameBeforeMain) {
@@ -72,8 +72,8 @@ TEST(Runtime, ClassesAreRegisteredByNameBeforeMain) {
   EXPECT_FALSE(Animal().isKindOfClass(Dog::staticClass()));
 }
 
-// A host may look a class up by its name.
-TEST(Runtime, ClassesOfThePlatformHaveTheirNames) {
+// The names are part of the interface: a host may look up a class by its name.
+TEST(Runtime, PlatformClassesCanBeLookedUpByName) {
   for (const char* name :
        {"Object", "UIView", "UIWindow", "UILabel", "UIImageView", "UIControl", "UIButton", "UIScrollView",
         "UIProgressView", "UIRefreshControl", "UIViewController", "UINavigationController", "UINavigationBar",
@@ -90,7 +90,7 @@ TEST(Runtime, MessagesReachOwnInheritedAndSuperMethods) {
   EXPECT_EQ(sel_registerName("greet:"), greetSelector.sel());
 }
 
-TEST(Runtime, SignaturesAreWrittenFromTheTable) {
+TEST(Runtime, TypeEncodingsDescribeResultAndParameters) {
   EXPECT_STREQ(method_getTypeEncoding(class_getInstanceMethod(Dog::staticClass(), greetSelector)),
                "{string}Rr{string}");
   EXPECT_STREQ((typeEncodingOf<void(const Value&, const std::string&, const std::function<void()>&)>()),
@@ -115,7 +115,7 @@ int addTwice(Object& self, SEL, int value) {
   return static_cast<Animal&>(self).sum += 2 * value;
 }
 
-TEST(Runtime, NilIsAnsweredWithNil) {
+TEST(Runtime, FunctionsReturnNilOrDoNothingForNilArguments) {
   IMP twice = Selector<int(int)>::erase(&addTwice);
   Method* method = class_getInstanceMethod(Animal::staticClass(), addSelector);
   IMP original = method_getImplementation(method);

@@ -10,10 +10,12 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <future>
 
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Files/FileManager.h"
+#include "Foundation/System/SessionBus.h"
 #include "MessageUI/PortalMail.h"
 #include "Security/BoundedOperation.h"
 #include "Security/FileKeychainStore.h"
@@ -30,7 +32,7 @@ namespace {
 
 /// The state that secret_service_test.sh has prepared, or "" without a service. The service is "open", "locked",
 /// "missing" (no default collection) or "frozen" from the start. In the states "closing", "freezing" and "busless" it
-/// is open at first.
+/// is open at first, and the test makes it fail.
 std::string serviceState() {
   const char* state = std::getenv("OQSDK_TEST_SECRET_SERVICE");
   return state ? state : "";
@@ -89,7 +91,8 @@ class KeychainStoreTest : public KeychainTest, public testing::WithParamInterfac
   static void clear() { SecItemDelete(item({})); }
 };
 
-/// Sets the address of the session bus; nullptr for none. Each test case is a separate process.
+/// Sets the address of the session bus; nullptr for none. The change is never undone, because CTest runs each test in a
+/// process of its own.
 void setBusAddress(const char* address) {
   for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}) ::unsetenv(name);
   if (address) ::setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
@@ -157,7 +160,7 @@ TEST_P(KeychainStoreTest, ThreadsThatAddAndUpdateLoseNothing) {
 INSTANTIATE_TEST_SUITE_P(File, KeychainStoreTest, testing::Values(MakeStore([] {
                            return std::shared_ptr<KeychainStore>(std::make_shared<FileKeychainStore>());
                          })));
-// Only if the script has started its own service: a real keyring is never changed.
+// Only if secret_service_test.sh has started a service: the tests never change the user's keyring.
 INSTANTIATE_TEST_SUITE_P(SecretService, KeychainStoreTest,
                          testing::ValuesIn(serviceState() == "open"
                                                ? std::vector<MakeStore>{[] { return chooseKeychainStore(); }}
@@ -182,7 +185,7 @@ TEST_F(FileKeychain, FilesArePrivateAndDamagedOnesAreReplaced) {
   EXPECT_EQ(dataOf(named("b")), "x");
 }
 
-TEST_F(FileKeychain, FollowsNoLink) {
+TEST_F(FileKeychain, SymbolicLinksAreNeverFollowed) {
   ASSERT_EQ(add("a"), errSecSuccess);
   const std::string whole = textOfFile(keychain());
   std::filesystem::rename(keychain(), folder / "elsewhere");
@@ -204,7 +207,7 @@ TEST_F(FileKeychain, FollowsNoLink) {
   EXPECT_EQ(add("d"), errSecIO);
 }
 
-TEST_F(FileKeychain, TwoProcessesLoseNothing) {
+TEST_F(FileKeychain, TwoProcessesThatAddItemsLoseNothing) {
   EXPECT_TRUE(holdsInChildren<2>([](int process) {
     bool all = true;
     for (int i = 0; i < 20; ++i) all &= add(std::to_string(2 * i + process)) == errSecSuccess;
@@ -213,7 +216,7 @@ TEST_F(FileKeychain, TwoProcessesLoseNothing) {
   for (int i = 0; i < 40; ++i) EXPECT_EQ(dataOf(named(std::to_string(i))), "x") << i;
 }
 
-TEST_F(FileKeychain, HeldLockFailsAfterTimeout) {
+TEST_F(FileKeychain, WhileTheLockIsHeldAddingFailsAfterTimeoutAndReadingWorks) {
   ASSERT_EQ(add("a"), errSecSuccess);
   FileDescriptor lock(::open((folder / "Keychain/keychain.lock").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
@@ -227,11 +230,15 @@ TEST_F(FileKeychain, RejectsInvalidRequests) {
   SecItemResult result;
   EXPECT_EQ(SecItemCopyMatching({}, result), errSecParam);
   EXPECT_EQ(SecItemCopyMatching({{std::string(kSecClass), JSONValue("inet")}}, result), errSecParam);
-  const std::pair<std::string_view, PropertyValue> wrong[] = {
-      {"unknown", "x"},           {kSecAttrGeneric, JSONValue(1)},
-      {kSecAttrGeneric, Data{1}}, {kSecAttrGeneric, "\xff"},
-      {kSecValueData, "text"},    {kSecMatchLimit, "m_LimitAll"},
-      {kSecReturnData, "yes"},    {kSecAttrLabel, JSONValue(std::string_view("a\0b", 3))}};
+  const std::pair<std::string_view, PropertyValue> wrong[] = {{"unknown", "x"},
+                                                              {kSecAttrGeneric, JSONValue(1)},
+                                                              {kSecAttrGeneric, Data{1}},
+                                                              {kSecAttrGeneric, "\xff"},
+                                                              {kSecValueData, "text"},
+                                                              {kSecMatchLimit, "m_LimitAll"},
+                                                              {kSecReturnData, "yes"},
+                                                              {kSecReturnData, JSONValue(1)},
+                                                              {kSecAttrLabel, JSONValue(std::string_view("a\0b", 3))}};
   for (const auto& [key, value] : wrong) {
     EXPECT_EQ(SecItemCopyMatching(item({{key, value}}), result), errSecParam) << key;
     EXPECT_EQ(SecItemAdd(item({{key, value}})), errSecParam) << key;
@@ -243,19 +250,25 @@ TEST_F(FileKeychain, RejectsInvalidRequests) {
   EXPECT_FALSE(std::filesystem::exists(folder / "Keychain"));
 }
 
-TEST_F(KeychainTest, UsesTheFileWithoutAUsableSessionBus) {
+TEST_F(KeychainTest, FileStoreIsChosenWithoutAUsableSessionBus) {
   FileDescriptor silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{AF_UNIX, {}};
   (folder / "bus").string().copy(address.sun_path, sizeof address.sun_path - 1);
   ASSERT_EQ(::bind(silent.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(::listen(silent.get(), 4), 0);
-  // The second address would start a bus.
+  // With "autolaunch:" GLib would start a new session bus, which the library must not do.
   for (const char* bus : {static_cast<const char*>(nullptr), "autolaunch:", "unix:path="}) {
     const std::string isSilent = bus && bus[0] == 'u' ? bus + (folder / "bus").string() : "";
     setBusAddress(isSilent.empty() ? bus : isSilent.c_str());
     EXPECT_STREQ(chooseKeychainStore()->name(), "file");
     EXPECT_FALSE(PortalMail::isAvailable());
   }
+  setBusAddress(nullptr);
+  ::setenv("XDG_RUNTIME_DIR", (folder / ".").c_str(), 1);
+  EXPECT_EQ(sessionBusAddress(), "unix:path=" + (folder / "./bus").string());
+  std::filesystem::remove(folder / "bus");
+  std::ofstream(folder / "bus") << "not a socket";
+  EXPECT_EQ(sessionBusAddress(), "");
 }
 
 TEST(BoundedOperation, EndsWithTheOperationOrSoonAfterCancellingIt) {
@@ -280,7 +293,7 @@ class SecretServiceState : public KeychainTest, public testing::WithParamInterfa
   bool fileExists() const { return std::filesystem::exists(folder / "Keychain"); }
 };
 
-TEST_P(SecretServiceState, StateDecidesTheStore) {
+TEST_P(SecretServiceState, ServiceStateDecidesTheStoreForTheWholeProcess) {
   const std::string state = GetParam();
   EXPECT_EQ(SecItemAdd(named("a")), errSecSuccess);
   EXPECT_EQ(fileExists(), state == "locked" || state == "missing" || state == "frozen");

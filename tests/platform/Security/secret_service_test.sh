@@ -48,7 +48,7 @@ inside() {
     programs=2
     OQSDK_TEST_SECRET_SERVICE=$state "$items" --gtest_filter='KeychainItemTest.*' >>"$work/output" 2>&1 || ended=$?
   fi
-  # In the state busless both processes have ended with the bus.
+  # In the state busless the service and the monitor have ended together with the bus.
   kill -CONT "$service" 2>/dev/null || true
   kill "$service" "$monitor" 2>/dev/null || true
   wait "$monitor" 2>/dev/null || true

@@ -30,13 +30,15 @@ class SilentEngine : public WebEngine {
     std::string url() const override { return ""; }
     bool canGoBack() const override { return false; }
     void goBack() override { ADD_FAILURE(); }
-    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)>) override {}
+    void evaluate(const std::string&, std::function<void(const std::optional<std::string>&)> done) override {
+      done(std::nullopt);
+    }
     void viewMoved(UIView&) override {}
     SilentEngine& _engine;
   };
 };
 
-/// Allows only responses with status 200.
+/// Records navigations. Allows responses with status 200, and makes no decision about others.
 class Delegate final : public WKNavigationDelegate {
  public:
   void didStartProvisionalNavigation(WKWebView&) override {
@@ -78,7 +80,7 @@ TEST_F(WKWebViewTest, WithoutADelegateDialogsAreCancelledAndResponsesShown) {
   EXPECT_FALSE(engine.client->pageMayShow({"", "text/html", 404})) << "the delegate did not decide";
 }
 
-TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {
+TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherLoadFollows) {
   const auto delegate = std::make_shared<Delegate>();
   view->setNavigationDelegate(delegate);
   const auto load = [&] { view->loadRequest(URL::withString("http://a.example/")); };
@@ -88,6 +90,20 @@ TEST_F(WKWebViewTest, RefusedLoadFailsLaterUnlessAnotherFollows) {
   EXPECT_TRUE(delegate->log.empty());
   runMainQueue();
   EXPECT_EQ(delegate->log, (Log{"started", "started", "failed -1002"}));
+}
+
+TEST_F(WKWebViewTest, ScriptsThatThrowAndHostsWithoutAnEngineAreReportedAsErrors) {
+  std::optional<Error> thrown;
+  view->evaluateJavaScript("throw 1", [&](const JSONValue&, const std::optional<Error>& error) { thrown = error; });
+  EXPECT_EQ(thrown.value_or(Error{}).code, 4);
+
+  setWebEngine(nullptr);
+  const auto other = makeMainObject<WKWebView>(CGRectMake(0, 0, 100, 200), std::make_shared<WKWebViewConfiguration>());
+  const auto delegate = std::make_shared<Delegate>();
+  other->setNavigationDelegate(delegate);
+  other->loadRequest(URL::withString("https://a.example/"));
+  runMainQueue();
+  EXPECT_EQ(delegate->log, (Log{"started", "failed -1"}));
 }
 
 TEST_F(WKWebViewTest, ReloadRepeatsALoadThatFailedBeforeTheCommit) {

@@ -4,10 +4,8 @@
 #include <cmath>
 
 #include "Engine/OQDisplayDecisions.h"
-#include "Foundation/Files/FileManager.h"
 #include "Model/OQRecordTree.h"
 #include "Model/OQWindowData.h"
-#include "Storage/OQDataArchiver.h"
 #include "Storage/OQUserDefaults.h"
 #include "support/EngineTest.h"
 
@@ -71,7 +69,7 @@ TEST(DecisionLog, KeepsTheNewestEntries) {
   }
   EXPECT_EQ(linesOf(publicView(log.entries())), (Lines{"e2 -: no match", "e3 -: no match", "e4 -: no match"}));
   const std::string longest(94, 'x');
-  event.setXwhat(JSONValue(longest + "键"));  // the limit is inside the last character
+  event.setXwhat(JSONValue(longest + "键"));  // the log cuts names at 95 bytes, here inside the last character
   log.record(OQDecision::Waiting, &event);
   event.setXwhat(JSONValue(5));
   log.record(OQDecision::Waiting, &event);
@@ -109,7 +107,7 @@ TEST_F(EngineTest, TimeRangeIsExactToTheSecondAndInvalidTimesDoNotRestrict) {
   }
 }
 
-TEST_F(EngineTest, ActionsAreLoggedAndReported) {
+TEST_F(EngineTest, WindowActionsAreLoggedAndReported) {
   struct Case {
     std::int64_t code;
     std::vector<std::string> entries;
@@ -148,7 +146,7 @@ TEST_F(EngineTest, ActionsAreLoggedAndReported) {
   }
 }
 
-TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
+TEST_F(EngineTest, ReportsPushMessagesAndAlsoAWindowWithoutTypeAndId) {
   const JSONValue msg = {{"$push_channel", "mail"}, {"activityId", 5}, {"other", 1}};
   engine->pushTrack(0, msg);
   settle();
@@ -172,17 +170,6 @@ TEST_F(EngineTest, ReportsPushMessagesAndWindowsWithoutTypeAndId) {
     EXPECT_EQ(event.at("xwhat"), expected[i].first);
     EXPECT_EQ(event.at("xcontext"), expected[i].second);
   }
-}
-
-TEST_F(EngineTest, FailedWriteOfTheRecordsIsOnlyLogged) {
-  deliverInApp({campaign("7", "buy")});
-  // A folder with the file's name makes the write fail, since a rename cannot replace it.
-  std::filesystem::remove(documentsDirectory() / OQRecordTreeDataFileName);
-  std::filesystem::create_directories(documentsDirectory() / OQRecordTreeDataFileName / "in the way");
-  receive("buy");
-  EXPECT_EQ(engine->shown().size(), 1u) << "counted in memory, and shown";
-  EXPECT_EQ(engine->recordTree()->findTreeNodeById(7)->usedCount(), 1);
-  EXPECT_EQ(logEntriesButRequests().back(), "syncRecordTree 失败！");
 }
 
 constexpr const char* triggerPath = "/push/sdk/event/trigger";
@@ -235,7 +222,7 @@ TEST_F(EngineTest, KeepsTheThreeOldestEventsUntilAListArrives) {
   ASSERT_EQ(network->requests(triggerPath).size(), 1u);
 }
 
-TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
+TEST_F(EngineTest, WindowIsReadyOncePerRunUnlessItsActivationIsCleared) {
   deliverInApp({campaign("7", "buy", {{"count", 3}}), campaign("8", "view", {{"count", 3}})});
   const auto windows = engine->inAppDataArray();
   engine->_showWindowWithData(windows->at(0));
@@ -244,7 +231,8 @@ TEST_F(EngineTest, DescribedCallsDecideCountAndWrite) {
   EXPECT_EQ(engine->shownIds(), std::vector<std::string>{"7"});
   EXPECT_TRUE(engine->readyToShowWithData(*windows->at(1)));
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(1)));
-  // The call has an effect only while treeNodesInit() is false, and never on windows that the user closed.
+  // clearTreeNodeActivateState() has an effect only while treeNodesInit() is false, and never on windows that the user
+  // closed.
   engine->recordTree()->findTreeNodeById(8)->setUserClosed(true);
   engine->clearTreeNodeActivateState();
   EXPECT_FALSE(engine->readyToShowWithData(*windows->at(0)));

@@ -34,7 +34,7 @@ class EngineStressTest : public EngineTest {
 
 constexpr int windowCount = 12;
 
-/// Windows with a count of 2. Each waits for the event "e" followed by the window's id. Their order depends on `turn`.
+/// Windows with a count of 2. Each has the condition "e" followed by the window's id. `turn` rotates their order.
 JSONArray campaigns(int number, int first = 0, int turn = 0) {
   JSONArray records;
   for (int i = 0; i < number; ++i) {
@@ -44,13 +44,14 @@ JSONArray campaigns(int number, int first = 0, int turn = 0) {
   return records;
 }
 
-/// The log would fill the disk.
+/// Tests with millions of events would otherwise fill the disk with the log.
 void emptyLog() {
   OQLogger::getInstance().flush();
   std::filesystem::resize_file(OQLogger::getInstance().logFilePath(), 0);
 }
 
-/// Of three runs with the same records, two show each window. OQSDK_STRESS_SEEDS sets a larger number of runs.
+/// Every three runs share their records. Each window has a count of 2, so the first two of them show it and the third
+/// does not. OQSDK_STRESS_SEEDS sets a larger number of runs.
 TEST_F(EngineStressTest, SixteenThreadsRecordEventsWhileListsAreReplaced) {
   constexpr int threads = 16;
   constexpr int eventsPerThread = 10000;
@@ -130,7 +131,7 @@ TEST_F(EngineStressTest, EventDuringTheInstallationOfTheFirstListIsMatched) {
     auto workers = inThreads(3, [&](int i) {
       auto event = std::make_shared<OQWindowEvent>();
       event->setModelWithDic(uploadInfo("e" + std::to_string(i)));
-      while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // the records are being merged
+      while (!tree->findTreeNodeById(i)) std::this_thread::yield();  // until the list's records are being merged
       engine->triggerEventMatchInApp(event);
     });
     engine->getInAppList();

@@ -77,37 +77,25 @@ TEST_F(EnvironmentSwitch, OffersTheTwoOtherEnvironmentsAndStoresTheChosenOne) {
   EXPECT_EQ(OQSDKManager::getEnvironment(), 7u);
 }
 
-TEST_F(EnvironmentSwitch, AsksOnceAndWorksWithKeyboardTouchesAndAccessibility) {
+TEST_F(EnvironmentSwitch, AsksOnceInAnAccessibleAlertThatStaysCentred) {
   std::thread([] { OQUtils::changeEnvironment(); }).join();
   host.advance(0.1);
   ask();  // no effect while the alert is shown
-  auto window = OQNavigation::keyWindow();
   EXPECT_EQ(test::viewsOnScreen<UIButton>().size(), 3u);
   EXPECT_EQ(class_getName(OQNavigation::currentViewController()->class_()), "UIAlertController");
   // For assistive technology it is a dialog with a name, two labels and three buttons.
-  auto dialog = frontmostDialog(*window);
+  auto dialog = frontmostDialog(*OQNavigation::keyWindow());
   ASSERT_TRUE(dialog);
   EXPECT_EQ(dialog->accessibilityLabel(), "切换环境");
   EXPECT_EQ(accessibilityElements(dialog).size(), 5u);
   EXPECT_TRUE(host.tap(5, 5)) << "the alert blocks touches behind it";
-  for (auto key : {UIKeyboardKey::Tab, UIKeyboardKey::Tab, UIKeyboardKey::Return, UIKeyboardKey::Return})
-    window->pressKey(key);
-  host.advance(0.5);
-  EXPECT_EQ(OQSDKManager::getEnvironment(), 2u) << "dev, the second button";
-  ask();
-  window->pressKey(UIKeyboardKey::Escape);
-  host.advance(0.5);
-  EXPECT_EQ(texts().size(), 0u);
-  EXPECT_EQ(OQSDKManager::getEnvironment(), 2u);
-
   // The alert stays centred when the screen changes.
-  ask();
   host.setScreenSize(320, 568);
   const CGPoint card = test::viewsOnScreen<UIButton>().front()->superview()->superview()->center();
   EXPECT_TRUE(card.x == 160 && std::abs(card.y - 284) < 0.5);
   EXPECT_TRUE(test::tapButton(host, "取消"));
   host.setActive(false);
-  OQUtils::changeEnvironment();  // without a window
+  OQUtils::changeEnvironment();  // has no effect without an active window
   host.advance(0.5);
   host.setActive(true);
   EXPECT_EQ(texts().size(), 0u);

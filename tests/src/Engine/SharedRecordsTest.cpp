@@ -61,7 +61,8 @@ TEST_F(SharedRecordsTest, WritesOfOneProcessKeepTheRecordsOfOthers) {
   EXPECT_EQ(outcomeIn(*engine, "buy"), shown);
   EXPECT_EQ(outcomeIn(*other, "view"), shown);
   EXPECT_THAT(usedCountsOnDisk(), ElementsAre(Pair(7, 1), Pair(8, 1)));
-  // After a newer list in one process, the other process writes the new terms together with its own count.
+  // `engine` gets a newer list. `other` then adopts the new count and end time, and writes them together with the
+  // display that it counts itself.
   deliverInApp({campaign("7", "buy", {{"count", 5}, {"endTime", "2026-04-30 23:59:59"}})});
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_EQ(node(*other, 7)->count(), 5);
@@ -76,7 +77,7 @@ TEST_F(SharedRecordsTest, WindowClosedInOneProcessIsClosedInAll) {
   EXPECT_EQ(outcomeIn(*engine, "buy"), shown);
   engine->shown().at(0).action(3, nullptr);
   EXPECT_EQ(outcomeIn(*other, "buy"), "closed by the user in an earlier run");
-  // A later write by the other process does not open the window again.
+  // After a later write by the other process, the window is still closed.
   other->syncWithTreeNode(node(*other, 7));
   EXPECT_TRUE(isClosedOnDisk(7));
   EXPECT_TRUE(node(*other, 7)->isActivated());
@@ -90,6 +91,7 @@ TEST_F(SharedRecordsTest, CountsThatCouldNotBeWrittenAreAddedLater) {
   std::filesystem::create_directories(file / "in the way");
   for (const auto& process : {engine, other}) process->syncWithTreeNode(node(*process, 7));
   EXPECT_EQ(node(*other, 7)->usedCount(), 1) << "without the other process's count";
+  EXPECT_EQ(logEntriesButRequests().back(), "syncRecordTree 失败！");
   std::filesystem::remove_all(file);
   std::filesystem::rename(folder() / "kept", file);
   engine->syncWithTreeNode(node(*engine, 7));
@@ -98,7 +100,7 @@ TEST_F(SharedRecordsTest, CountsThatCouldNotBeWrittenAreAddedLater) {
   EXPECT_EQ(outcomeIn(*other, "buy"), "count used up");
 }
 
-TEST_F(SharedRecordsTest, NothingIsCountedWhileRecordsAreBusy) {
+TEST_F(SharedRecordsTest, NothingIsCountedWhileAnotherProcessLocksTheRecords) {
   deliverInApp({campaign("7", "buy"), campaign("8", "view"), campaign("9", "sell")});
   EXPECT_EQ(outcomeIn(*engine, "view"), shown);
   auto access = std::make_unique<OQRecordStore::Access>(elsewhere.access());

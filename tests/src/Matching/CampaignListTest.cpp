@@ -45,15 +45,11 @@ const MatchingCase kMatchingCases[] = {
     {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", kBuy, true},
     {R"({"xwhat": "buy", "xcontext": {"a": "9"}})", kBuy, false},
     {R"({"xwhat": "buy", "xcontext": {"z": "1"}})", kBuy, false},
-    {R"({"xwhat": "buy", "xcontext": {"a": 1}})", kBuy, false},
     {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "3"}})", kMixed, true},
     {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2"}})", kMixed, false},
-    {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": 2}})", kMixed, false},
     // The event has no properties.
     {R"({"xwhat": "buy", "xcontext": {}})", kBuy, true},
     {R"({"xwhat": "buy"})", kBuy, true},
-    {R"({"xwhat": "buy"})", kMixed, true},
-    {R"({"xwhat": "buy", "xcontext": "a"})", kBuy, true},
     // Both have the same number: the condition's properties are compared.
     {R"({"xwhat": "buy", "xcontext": {"b": "2", "a": "1"}})", kBuy, true},
     {R"({"xwhat": "buy", "xcontext": {"a": "1", "c": "2"}})", kBuy, false},
@@ -62,26 +58,22 @@ const MatchingCase kMatchingCases[] = {
     {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "3", "d": "x"}})", kBuy, false},
     {R"({"xwhat": "buy", "xcontext": {"a": "1", "b": "2", "d": 4}})", kBuy, true},
     {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy"})", true},
-    {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": {}})", true},
     {R"({"xwhat": "buy", "xcontext": {"a": "1"}})", R"({"xwhat": "buy", "xcontext": [1, 2, 3]})", true},
     // Names match if they are equal strings.
     {R"({"xwhat": "Buy", "xcontext": {"a": "1"}})", kBuy, false},
     {R"({"xwhat": ""})", R"({"xwhat": ""})", true},
     {R"({"xwhat": 5})", R"({"xwhat": 5})", false},
-    {R"({"xwhat": null})", R"({"xwhat": null})", false},
-    {R"({})", R"({})", false},
-    // Values that are not strings.
-    {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": "1"}})", false},
+    // Values that are not strings never match; empty strings do.
     {R"({"xwhat": "buy", "xcontext": {"n": "1"}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
     {R"({"xwhat": "buy", "xcontext": {"n": 1}})", R"({"xwhat": "buy", "xcontext": {"n": 1}})", false},
     {R"({"xwhat": "buy", "xcontext": {"n": null}})", R"({"xwhat": "buy", "xcontext": {"n": null}})", false},
     {R"({"xwhat": "buy", "xcontext": {"": ""}})", R"({"xwhat": "buy", "xcontext": {"": ""}})", true},
-    // Not dictionaries.
+    // Conditions and events that are not dictionaries never match.
     {R"({"xwhat": "buy"})", R"("buy")", false},
     {R"(["buy"])", R"({"xwhat": "buy"})", false},
 };
 
-TEST(CampaignList, FollowsTheMatchingRule) {
+TEST(CampaignList, ComparesTheNameAndThePropertiesOfWhicheverSideHasFewer) {
   for (const auto& each : kMatchingCases) {
     OQWindowEvent event;
     fill(event, json(each.event));
@@ -116,14 +108,10 @@ class RandomWorld {
     return properties;
   }
   JSONValue condition(int names, int most) {
-    switch (pick(30)) {
-      case 0:
-        return nullptr;
-      case 1:
-        return {{"xwhat", pick(3)}};
-      default:
-        return {{"xwhat", "e" + std::to_string(pick(names))}, {"xcontext", context(most)}};
-    }
+    const int kind = pick(30);
+    if (kind == 0) return nullptr;
+    if (kind == 1) return {{"xwhat", pick(3)}};
+    return {{"xwhat", "e" + std::to_string(pick(names))}, {"xcontext", context(most)}};
   }
   Windows windows(int count, int names) {
     Windows made;
@@ -194,7 +182,7 @@ TEST(CampaignList, AgreesWithALinearSearchForLargeConditions) {
   }
 }
 
-TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
+TEST(CampaignList, ReportsSomeWindowsThatMatchedButWereNotChosen) {
   const JSONValue buy = {{"xwhat", "buy"}}, pay = {{"xwhat", "pay"}};
   const Windows windows = {window(buy, pay), window(pay), window(buy), window(buy, pay), window(buy)};
   OQWindowEvent event;
@@ -213,7 +201,8 @@ TEST(CampaignList, ReportsSomeOfTheWindowsPassedOver) {
   EXPECT_NE(windows[0]->preEvent(), nullptr);
 }
 
-/// A window that moves from waiting to active must always be found. Many properties make the move take longer.
+/// Two threads match the same event. Both must find the window, even if the other thread is just removing its
+/// pre-condition. Many properties make the removal take longer.
 TEST(CampaignList, WindowIsFoundWhileItsPreConditionIsRemoved) {
   JSONDictionary context;
   for (int i = 0; i < 60; ++i) context["k" + std::to_string(i)] = "v";

@@ -46,7 +46,7 @@ TEST(RecordTreeNode, LoweringTheCountDoesNotLowerTheUsedCount) {
   EXPECT_EQ(one->usedCount(), -3);
 }
 
-TEST(RecordTree, RefreshesKnownNodes) {
+TEST(RecordTree, AddingANodeWithAKnownIdRefreshesTheKnownNode) {
   struct {
     Node known, added;
     std::int64_t count, used;
@@ -75,7 +75,7 @@ TEST(RecordTree, RefreshesKnownNodes) {
 }
 
 /// The result is the same as for a linear search, whatever changes the array and whatever ids its nodes get.
-TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
+TEST(RecordTree, FindsTheSameNodeAsALinearSearchAfterAnyChange) {
   std::mt19937 random(20260310);
   const auto below = [&](std::size_t most) { return most ? random() % most : 0; };
   const auto array = std::make_shared<OQRecordTree::Nodes>();
@@ -87,13 +87,9 @@ TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
     }
     return Node();
   };
-  const auto changeBoth = [&](const auto& change) {
-    array->change(change);
-    change(walked);
-  };
   for (int step = 0; step < 20000; ++step) {
     const auto id = static_cast<std::int64_t>(below(15));
-    const auto position = static_cast<std::ptrdiff_t>(below(walked.size()));
+    const auto position = static_cast<std::ptrdiff_t>(below(walked.size() + 1));
     const Node made = below(9) == 0 ? nullptr : node(id, step);
     switch (walked.size() > 30 ? 0 : below(7)) {
       case 0:
@@ -101,22 +97,20 @@ TEST(RecordTree, AgreesWithALinearSearchOverTheLiveArray) {
         std::erase_if(walked, [&](const Node& known) { return known && known->nodeId() == id; });
         break;
       case 1:
-        array->push_back(made);
-        walked.push_back(made);
+        walked.insert(walked.begin() + position, made);
+        array->change([&](auto& nodes) { nodes = walked; });
         break;
       case 2:
-        changeBoth([&](auto& nodes) { nodes.insert(nodes.begin() + position, made); });
-        break;
-      case 3:
-        if (!walked.empty() && walked[position]) walked[position]->setNodeId(id);
+        if (position < std::ssize(walked) && walked[position]) walked[position]->setNodeId(id);
         break;
       default: {
         const Node known = first(id);
         tree->addTreeNode(made);
         if (known && made) {
           ASSERT_EQ(known->count(), step) << "refreshed";
+        } else if (made) {
+          walked.push_back(made);
         }
-        if (!known && made) walked.push_back(made);
       }
     }
     ASSERT_EQ(array->all(), walked) << "step " << step;
@@ -156,8 +150,8 @@ TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
 TEST(RecordTree, MergesRecordsOfAnotherProcess) {
   constexpr auto lowest = std::numeric_limits<std::int64_t>::min(), highest = std::numeric_limits<std::int64_t>::max();
   struct Case {
-    std::int64_t known, own;        ///< used count when the file was last read, and now
-    std::int64_t ownCount;          ///< 10 in the file when it was last read
+    std::int64_t known, own;        ///< this process's used count when the file was last read, and now
+    std::int64_t ownCount;          ///< this process's count now; it was 10 when the file was last read
     std::int64_t count, usedCount;  ///< in the file now
     std::int64_t expectedCount, expectedUsedCount;
   };

@@ -48,7 +48,7 @@ class Navigation : public testing::Test {
   std::vector<std::shared_ptr<UIScene>> _scenes;
 };
 
-TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
+TEST_F(Navigation, KeyWindowBelongsToTheFirstActiveSceneSinceSystemVersion13) {
   EXPECT_EQ(OQNavigation::keyWindow(), front);
   setPlatformSystemVersion(12.4);
   EXPECT_EQ(OQNavigation::keyWindow(), background);
@@ -61,7 +61,7 @@ TEST_F(Navigation, UsesTheFirstActiveSceneSinceVersion13) {
   EXPECT_EQ(OQNavigation::currentWebview(), nullptr);
 }
 
-TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
+TEST_F(Navigation, KeyWindowIsTheMostRecentlyUsedVisibleWindow) {
   detachAll();
   std::shared_ptr<UIWindow> splash, main, tools;
   const auto ofSplash = attach(splash, Visibility::NeverMapped), ofMain = attach(main, Visibility::NeverMapped),
@@ -90,27 +90,27 @@ TEST_F(Navigation, UsesTheMostRecentlyUsedVisibleWindow) {
 TEST_F(Navigation, NotifiesWhenTheApplicationReturnsToTheForeground) {
   int returns = 0;
   application.setForegroundObserver([&] { ++returns; });
-  const auto returnsAfter = [&](const auto& scene, Visibility visibility) {
-    application.setSceneVisibility(*scene, visibility);
-    return returns;
-  };
   std::shared_ptr<UIWindow> window;
-  const auto scene = attach(window, Visibility::OnScreen);
-  EXPECT_EQ(returnsAfter(scene, Visibility::Hidden), 0) << "another window is still visible";
-  EXPECT_EQ(returnsAfter(scene, Visibility::OnScreen), 0);
+  auto scene = attach(window, Visibility::OnScreen);
+  application.setSceneVisibility(*scene, Visibility::Hidden);
+  application.setSceneVisibility(*scene, Visibility::OnScreen);
+  EXPECT_EQ(returns, 0) << "another window was visible all the time";
   detachAll();
-  EXPECT_EQ(returns, 0);
-  const auto next = attach(window, Visibility::NeverMapped);
+  scene = attach(window, Visibility::NeverMapped);
   EXPECT_EQ(returns, 0) << "a window that is not mapped yet";
-  EXPECT_EQ(returnsAfter(next, Visibility::Mapped), 1);
-  EXPECT_EQ(returnsAfter(next, Visibility::OnScreen), 1);
-  EXPECT_EQ(returnsAfter(next, Visibility::HeldBack), 1) << "perhaps only covered";
-  EXPECT_EQ(returnsAfter(next, Visibility::Hidden), 1);
-  EXPECT_EQ(returnsAfter(next, Visibility::OnScreen), 2);
+  // While the only window is held back, the application stays in the foreground: the window may only be covered.
+  for (const auto& [visibility, expected] : {std::pair(Visibility::Mapped, 1),
+                                             {Visibility::OnScreen, 1},
+                                             {Visibility::HeldBack, 1},
+                                             {Visibility::Hidden, 1},
+                                             {Visibility::OnScreen, 2}}) {
+    application.setSceneVisibility(*scene, visibility);
+    EXPECT_EQ(returns, expected) << static_cast<int>(visibility);
+  }
   application.setForegroundObserver(nullptr);
 }
 
-TEST_F(Navigation, FollowsContainersAndPresentedScreens) {
+TEST_F(Navigation, CurrentControllerIsFoundThroughContainersAndPresentedScreens) {
   const auto expect = [](const auto& controller, const auto& navigation) {
     EXPECT_EQ(OQNavigation::currentViewController(), controller);
     EXPECT_EQ(OQNavigation::currentNavigation(), navigation);

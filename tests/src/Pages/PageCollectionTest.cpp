@@ -60,7 +60,7 @@ class PageCollection : public testing::Test {
 using Pages = std::pair<std::string, std::string>;
 
 /// The host's pages are reported, its containers only change the page's name, and system screens are ignored.
-TEST_F(PageCollection, RemembersTheLastPageAndReportsItIfEnabled) {
+TEST_F(PageCollection, AlwaysRemembersTheLastPageAndReportsItOnlyIfEnabled) {
   const auto inner = std::make_shared<UIViewController>();
   UIViewController plain;
   UINavigationController systemStack(inner);
@@ -78,7 +78,7 @@ TEST_F(PageCollection, RemembersTheLastPageAndReportsItIfEnabled) {
   EXPECT_EQ(pagesAfter(plain), Pages("PageTestOther", "PageTestPage"));
 }
 
-TEST_F(PageCollection, EngineFollowsItUnlessDisabled) {
+TEST_F(PageCollection, EngineTakesThePageNameUnlessCollectionIsDisabled) {
   auto& engine = OQSDKManager::sharedManager();
   Named<UIViewController> page("PageTestEnginePage");
   for (bool isEnabled : {false, true}) {
@@ -89,7 +89,7 @@ TEST_F(PageCollection, EngineFollowsItUnlessDisabled) {
   EXPECT_EQ(engine.pageName(), "PageTestEnginePage");
 }
 
-TEST_F(PageCollection, DoesNotKeepAQueuedScreenAlive) {
+TEST_F(PageCollection, CollectsThePageOfAScreenThatIsAlreadyDestroyed) {
   std::promise<void> go;
   OQDispatchQueueManager::dispatchInSerialQueue(QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD,
                                                 [&, open = go.get_future().share()] { open.wait(); });

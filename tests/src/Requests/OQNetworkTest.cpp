@@ -38,11 +38,10 @@ TEST_F(OQNetworkTest, AddressesFollowTheStoredEnvironment) {
   EXPECT_EQ(client.getHttpURLWithRelativeUrl("/p", {{"a", "x y"}}), std::nullopt) << "spaces are not escaped";
 }
 
-TEST_F(OQNetworkTest, SendsJSONWithItsOwnContentType) {
+TEST_F(OQNetworkTest, SendsJSONAndReplacesTheCallersContentType) {
   OQNetwork client;
-  EXPECT_NE(client.session(), OQNetwork::randomNetwork()->session());
   const JSONValue body = {{"k", JSONArray{1, "ä"}}};
-  // Only types 0 and 1 set the method.
+  // Types 0 and 1 mean GET and POST. Other types leave the default method, GET.
   const std::pair<std::uint64_t, const char*> cases[] = {{0, "GET"}, {1, "POST"}, {2, "GET"}, {~0ull, "GET"}};
   for (const auto& [type, method] : cases) {
     client.requestWithRelativeUrl("/p", type, {{"q", 1}}, {{"content-type", "text/plain"}, {"X-Key", 7}}, body,
@@ -91,7 +90,7 @@ TEST_F(OQNetworkTest, OnlyDictionariesAreAllowedAsBodies) {
   EXPECT_TRUE(network->requests().empty());
 }
 
-TEST_F(OQNetworkTest, UnknownEnvironmentFailsOnce) {
+TEST_F(OQNetworkTest, RequestInAnUnknownEnvironmentFailsOnce) {
   setURLTransport(nullptr);
   TorvelinOqConfig().setEnvType(3);
   std::promise<Error> failed;
@@ -110,8 +109,8 @@ class OQNetworkImageTest : public OQNetworkTest {
     std::string bytes;
     std::optional<Error> error;
   };
-  /// Returns the arguments of the completion. It must have been called when all requests have ended, or, without
-  /// `waits`, when the call returns.
+  /// Downloads the picture and returns the arguments of the completion. Expects one call of the completion: before all
+  /// requests have ended, or, if `waits` is false, before downloadImageWithURL() returns.
   Picture download(const std::optional<URL>& url, bool waits = true) {
     auto picture = std::make_shared<Picture>();
     OQNetwork().downloadImageWithURL(

@@ -46,19 +46,13 @@ TEST_F(ServerAddress, UnusableAddressChangesNothing) {
   const std::pair<const char*, const char*> cases[] = {
       {"http://a.example", "https"},
       {"a.example", "https"},
-      {"//a.example", "https"},
-      {"https:", "host"},
       {"https:///path", "host"},
       {"https://:8088", "host"},
       {"https://ann@a.example", "user"},
-      {"https://:secret@a.example", "user"},
-      {"https://a.example?", "query"},
       {"https://a.example/p?q=1", "query"},
       {"https://a.example#", "fragment"},
       {"https://a.example:0", "valid"},
       {"https://a.example:65536", "valid"},
-      {"https://a.example:-1", "valid"},
-      {"https://a.example:80x", "valid"},
       {"https://a.example :80", "characters"},
       {"https://a.example\n", "characters"},
       {"https://例子.example", "characters"},
@@ -70,7 +64,7 @@ TEST_F(ServerAddress, UnusableAddressChangesNothing) {
   EXPECT_NE(OQServerAddress::set(3, "https://a.example"), std::nullopt);
 }
 
-TEST_F(ServerAddress, VariableCountsOnlyWhereItIsAllowed) {
+TEST_F(ServerAddress, EnvironmentVariableIsUsedOnlyIfAllowed) {
   OQServerAddress::set(OQEnvironmentTest, "https://push.example.com");
   ::setenv("OQSDK_SERVER", "https://test.example/", 1);
   const std::string before = target();
@@ -89,6 +83,9 @@ TEST_F(ServerAddress, VariableCountsOnlyWhereItIsAllowed) {
   for (int request : {1, 2}) EXPECT_EQ(target(), before) << request;
   ASSERT_EQ(warnings.size(), 1u);
   EXPECT_NE(warnings[0].find("OQSDK_SERVER"), std::string::npos) << warnings[0];
+  ::unsetenv("OQSDK_SERVER");
+  OQServerAddress::allowEnvironmentVariable(true);
+  EXPECT_EQ(target(), before);
 }
 
 }  // namespace

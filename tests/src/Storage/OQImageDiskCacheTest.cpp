@@ -27,7 +27,7 @@ class OQImageDiskCacheTest : public WorldTest {
   }
 };
 
-TEST_F(OQImageDiskCacheTest, OldestOfSeveralEntriesIsFound) {
+TEST_F(OQImageDiskCacheTest, OldestEntryOfAKeyIsFoundUntilItExpires) {
   cache->setImageData(bytes("old"), "u");
   const auto time = static_cast<long>(secondsSince1970(currentDate()));
   EXPECT_EQ(cache->keys(), std::vector<std::string>{*OQUtils::base64Encode("u__#OQ#__" + std::to_string(time))});
@@ -41,12 +41,15 @@ TEST_F(OQImageDiskCacheTest, OldestOfSeveralEntriesIsFound) {
   closeAllUserDefaults();
   cache = OQImageDiskCache::create();
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("same second")) << "after a relaunch";
+  // Until the oldest entry expires, reading finds only that entry, although it is unusable.
+  UserDefaults::standardUserDefaults()->setObject(JSONValue("no bytes"), cache->keys()[0]);
+  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
   moveClock(kThreeDays);
   cache->trimToAge(kThreeDays);
   EXPECT_EQ(cache->imageDataForKey("u"), bytes("new"));
 }
 
-TEST_F(OQImageDiskCacheTest, BlockLookUpsCallBackOnceImmediately) {
+TEST_F(OQImageDiskCacheTest, LookUpWithABlockCallsTheBlockOnceImmediately) {
   cache->setImageData(bytes("one"), "there");
   cache->setImageData(std::nullopt, "nothing");
   cache->setImageData(bytes("x"), "");
@@ -66,23 +69,7 @@ TEST_F(OQImageDiskCacheTest, BlockLookUpsCallBackOnceImmediately) {
   cache->containsImageDataForKey("there", nullptr);
 }
 
-TEST_F(OQImageDiskCacheTest, SeesChangesOfTheUserDefaults) {
-  auto defaults = UserDefaults::standardUserDefaults();
-  cache->setImageData(bytes("one"), "u");
-  const std::string storedKey = cache->keys()[0];
-  defaults->setObject(bytes("other"), storedKey);
-  EXPECT_EQ(cache->imageDataForKey("u"), bytes("other"));
-  defaults->setObject(JSONValue("no bytes"), storedKey);
-  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
-  // The address now gets a second entry. Until the older, unusable entry expires, reading finds only that entry.
-  moveClock(1);
-  cache->setImageData(bytes("two"), "u");
-  EXPECT_EQ(cache->imageDataForKey("u"), std::nullopt);
-  cache->removeCachesEalierThanTime(static_cast<std::int64_t>(secondsSince1970(currentDate())));
-  EXPECT_EQ(cache->imageDataForKey("u"), bytes("two"));
-}
-
-TEST_F(OQImageDiskCacheTest, TrimsByAgeAndSkipsEverySecondNeighbour) {
+TEST_F(OQImageDiskCacheTest, TrimRemovesOldEntriesButSkipsTheNeighbourOfARemovedOne) {
   for (const char* key : {"a", "b", "c"}) cache->setImageData(bytes(key), key);
   const std::vector<std::string> stored = cache->keys();
   moveClock(kThreeDays);

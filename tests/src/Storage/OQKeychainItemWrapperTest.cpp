@@ -108,7 +108,7 @@ TEST_F(KeychainItemTest, StoresPlainObjectsAsXMLAndReadsThem) {
     EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == value);
     EXPECT_EQ(storedBytes().substr(0, 5), "<?xml");
   }
-  // Items with another identifier or access group.
+  // Items with another identifier or access group do not change this item.
   wrapper("two").setObject("2", kSecValueData);
   OQKeychainItemWrapper("UUID", "another.group").setObject("3", kSecValueData);
   EXPECT_TRUE(wrapper().objectForKey(kSecValueData) == values[4]);
@@ -164,7 +164,7 @@ TEST_F(KeychainItemTest, InvalidDataReadsAsNoData) {
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(OQUtils::getUUID()));
 }
 
-TEST_F(KeychainItemTest, FirstIdentifierStays) {
+TEST_F(KeychainItemTest, KeychainKeepsTheFirstIdentifier) {
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(JSONDictionary{}));
   OQUtils::saveUUIDWithKeyChain();
   const std::string first = OQUtils::getUUID();
@@ -178,7 +178,7 @@ TEST_F(KeychainItemTest, FirstIdentifierStays) {
   ASSERT_NE(OQUtils::getUUID(), first);
   OQUtils::saveUUIDWithKeyChain();
   EXPECT_EQ(OQUtils::getUUIDWithKeychain(), JSONValue(first));
-  // Only empty values are replaced.
+  // Of other values in the keychain, only empty ones are replaced by the identifier.
   for (const JSONValue& value : {JSONValue(""), JSONValue(JSONArray{}), JSONValue(JSONDictionary{}), JSONValue(false),
                                  JSONValue(0), JSONValue(JSONArray{""})}) {
     wrapper().setObject(value, kSecValueData);

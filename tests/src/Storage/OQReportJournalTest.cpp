@@ -93,14 +93,15 @@ TEST_F(OQReportJournalTest, AReportThatCannotBeWrittenDamagesNoOther) {
   EXPECT_THAT(idsIn(OQReportJournal().adopt()), ElementsAre("a", "c"));
 }
 
-TEST_F(OQReportJournalTest, LimitsAreKeptByDroppingTheOldest) {
+TEST_F(OQReportJournalTest, JournalLimitsAreKeptByDroppingTheOldestReports) {
   OQReportJournal journal;
   for (std::size_t i = 0; i < OQReportJournal::mostReports; ++i)
     ASSERT_THAT(add(journal, std::to_string(i)).dropped, IsEmpty());
   EXPECT_THAT(add(journal, "new").dropped, ElementsAre("0"));
   EXPECT_FALSE(add(journal, "huge", OQReportJournal::mostBytes).isStored);
   journal.removeAll();
-  // Many times the limit in large reports: the file never exceeds it, and the newest reports are in it.
+  // Adds large reports, several times as much as the limit: the file never exceeds 1 MiB, and contains the newest
+  // reports.
   std::size_t largest = 0;
   for (int i = 0; i < 40; ++i) {
     ASSERT_TRUE(add(journal, std::to_string(i), 100'000).isStored);

@@ -90,7 +90,7 @@ TEST_F(RecordStore, GrantsExclusiveAccess) {
   EXPECT_TRUE(ours.access());
 }
 
-/// The lock file stays open, and a fork copies open files.
+/// The lock file stays open between uses. A forked process inherits the descriptor, on which both would share one lock.
 TEST_F(RecordStore, ForkedProcessHasItsOwnLock) {
   write(ours, 1);
   const pid_t child = ::fork();
@@ -112,7 +112,7 @@ TEST_F(RecordStore, ForkedProcessHasItsOwnLock) {
   ::kill(-child, SIGKILL);
 }
 
-/// Two processes have the lock file open when it is replaced, and one of them waits for it.
+/// The lock file is replaced while one store has the lock, another one waits for it, and a third one has the file open.
 TEST_F(RecordStore, ReplacedLockFileIsOpenedAgain) {
   write(theirs, 1);
   auto access = ours.access();
@@ -142,7 +142,7 @@ TEST_F(RecordStore, DescriptorThatTheHostReusedIsNotTouched) {
   EXPECT_TRUE(reused.close());
 }
 
-/// A replaced file's inode number may be reused by a later one.
+/// The inode number of a replaced file may be reused by a later file.
 TEST_F(RecordStore, FilesOfSameSizeAndTimeAreDistinguished) {
   const auto time = std::filesystem::file_time_type::clock::now();
   FileVersion version;

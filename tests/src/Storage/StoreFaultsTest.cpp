@@ -15,7 +15,7 @@
 #include "src/TemporaryFolder.h"
 #include "support/Faults.h"
 
-// ThreadSanitizer does not intercept all of the system's functions.
+// Not under ThreadSanitizer, which does not intercept all of the system's functions that fail here.
 #ifndef __SANITIZE_THREAD__
 
 /// Each system call of the stores fails once, one after the other. Afterwards the store has the old value or the new

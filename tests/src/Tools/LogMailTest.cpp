@@ -62,7 +62,8 @@ class Desktop {
   }
   const fs::path& path() const { return _folder.path(); }
 
-  /// The program writes its arguments to a file, one per line, saves the attachments, and exits with the status.
+  /// Adds a program that writes its arguments to a file, one per line, saves the attachments, and exits with the
+  /// status.
   void addXdgEmail(int status) const {
     const fs::path program = path() / "bin/xdg-email";
     write(program, "#!/bin/sh\ncd " + path().string() + R"(
@@ -123,7 +124,7 @@ class LogMail : public testing::Test {
   std::shared_ptr<Delegate> delegate;
 };
 
-/// Names and contents, except for the last one, which is this run's log.
+/// Names and contents of the attachments, except for the last one, which is this run's log.
 std::vector<std::pair<std::string, std::string>> filesOf(FakePortal::Mail mail) {
   EXPECT_TRUE(mail.files.at(mail.files.size() - 1).first.starts_with("oqsdk_"));
   mail.files.pop_back();
@@ -164,7 +165,7 @@ TEST_F(LogMail, PortalGetsEveryLogFile) {
   EXPECT_TRUE(record->blocks()->contains("MFMailComposeViewControllerDelegate"));
 }
 
-TEST_F(LogMail, SendsTheNewestFilesAndLogsTheRest) {
+TEST_F(LogMail, SendsTheNewestFilesAndLogsHowManyAreLeftOut) {
   FakePortal portal;
   const auto now = fs::file_time_type::clock::now();
   for (int i = 0; i < 3000; ++i) {
@@ -184,7 +185,7 @@ TEST_F(LogMail, SendsTheNewestFilesAndLogsTheRest) {
   for (const auto& [name, bytes] : files) EXPECT_TRUE(name == bytes + ".log" && std::stoi(bytes) % 200 == 7) << name;
 }
 
-TEST_F(LogMail, ResultFollowsThePortal) {
+TEST_F(LogMail, ResultDependsOnThePortalsResponse) {
   using enum MFMailComposeResult;
   const std::pair<std::string, MFMailComposeResult> cases[] = {
       {R"({"version": 2})", Sent},      {R"({"response": 1})", Cancelled},
@@ -208,7 +209,7 @@ TEST_F(LogMail, CanBeCancelledWhileThePortalIsSilent) {
   EXPECT_TRUE(test::tapButton(host, "Cancel"));
   expectResult(MFMailComposeResult::Cancelled);
   EXPECT_TRUE(host.runUntil([&] { return portal.closedRequests() == 1; }, 20));
-  // If other code dismisses it, the delegate is not called.
+  // If other code dismisses the composer, the delegate is not called.
   send();
   ASSERT_TRUE(host.runUntil([&] { return portal.mails().size() == 2; }, 20, true));
   host.advance(1);

@@ -76,14 +76,14 @@ class CheckedHost : public test::PollHost {
   std::shared_ptr<int> former = std::make_shared<int>();
   HostFocus widget = former;
   std::vector<std::string> calls;
-  std::map<std::uint64_t, AccessibleElement> known;  ///< from the changes alone
+  std::map<std::uint64_t, AccessibleElement> known;  ///< the elements, built only from the changes
   std::vector<PaintedFrame> frames;
   std::vector<std::uint32_t> pixels;
 
  private:
   double _now = 0;
-  /// The number of bytes that differ from a painting of the whole frame, apart from rounding. It is not painted by the
-  /// surface, which would take it for a frame.
+  /// The number of bytes that differ from a painting of the whole frame, apart from rounding. PixelFrames paints the
+  /// whole frame, because the surface would count this painting as one of its frames.
   int differences(const PixelBuffer& buffer, double time) {
     WindowStage stage(kWindow, 1.5);
     stage.setWindow(surface().window());
@@ -124,7 +124,7 @@ class PollLoop : public test::WorldTest {
   }};
 };
 
-TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
+TEST_F(PollLoop, ShowsAMessageAndHandlesItsFocusAndTouches) {
   std::vector<std::int64_t> codes;
   const auto window = makeMainObject<OQPopWindow>();
   EXPECT_TRUE(host.rest() && host.surface().isEmpty());
@@ -156,7 +156,7 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   host.surface().setElementFocused(tree.elements.front().id, true);
   EXPECT_EQ(host.surface().window()->focusedView(), host.surface().viewOf(button.id)) << "a text takes no focus";
 
-  // A second message takes the focus, and the first one gets it back with the button that had it.
+  // A second message takes the focus. When it closes, the first one gets the focus back, on the same button as before.
   const auto shows = [&](const std::string& dialog) {
     return host.runUntil([&] { return host.surface().accessibleTree().dialog->name == dialog; }) && host.rest();
   };
@@ -173,7 +173,7 @@ TEST_F(PollLoop, ShowsAMessageAndPassesOnItsInput) {
   ASSERT_TRUE(shows("other") && closeOther(true));
   const auto isMarked = [&] { return host.rest() && host.surface().accessibleTree().elements.back().isFocused; };
   EXPECT_TRUE(isMarked());
-  // A message opens, and also closes, while the user looks at another window.
+  // A second message opens while the window has no focus, and closes while the window has the focus or has none.
   for (const bool closesFocused : {true, false}) {
     host.surface().setFocused(false);
     makeMainObject<OQPopWindow>()->popWithTitle("other", "text", nullptr);
@@ -244,7 +244,7 @@ TEST_F(PollLoop, MessageWithoutFramesWaitsUntilThereAreFrames) {
   EXPECT_TRUE(host.runUntil([&] { return codes.size() == 1; }));
 }
 
-TEST_F(PollLoop, HiddenLayerHoldsBackNoOtherWindow) {
+TEST_F(PollLoop, EmptyLayerIsNotHeldBackAndDelaysNoOtherWindow) {
   ASSERT_TRUE(host.rest());
   host.setNeedsFrame(*host.surface().window());
   QuietClient client;
@@ -302,7 +302,7 @@ TEST_F(PollLoop, FillsWindowsToTheLastPixel) {
   }
 }
 
-TEST_F(PollLoop, PumpReturnsWhenItWantsToRunAgain) {
+TEST_F(PollLoop, PumpReturnsTheSecondsUntilItWantsToRunAgain) {
   ASSERT_TRUE(host.rest());
   EXPECT_EQ(host.pump(1), std::numeric_limits<double>::infinity());
   int turns = 0;

@@ -11,7 +11,7 @@
 namespace oq {
 namespace {
 
-/// The network responds locally, in sequence or in parallel.
+/// Scripted responses arrive in parallel, so that a fast one can overtake a slow one.
 class WebImage : public test::WorldTest {
  protected:
   WebImage() {
@@ -45,7 +45,7 @@ TEST_F(WebImage, CachedPictureIsShownAtOnce) {
   EXPECT_TRUE(weak.expired()) << "loading does not keep the view alive";
 }
 
-TEST_F(WebImage, LateDownloadReplacesALaterRequest) {
+TEST_F(WebImage, SlowDownloadReplacesThePictureOfALaterRequest) {
   std::promise<void> released;
   network->script("/slow.png", [&, wait = released.get_future().share()](const auto&) {
     wait.wait();

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <future>
 #include <thread>
 #include <vector>
@@ -27,7 +26,6 @@ TEST(DispatchQueueManager, RunsImmediatelyOnlyOnTheMainQueue) {
   DispatchQueue::serial("test")->sync([&] { note(3, true); });
   EXPECT_EQ(order.size(), 2u);
   OQDispatchQueueManager::dispatchInMainThread(nullptr, false);
-  OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, nullptr);
   // From another thread the call waits.
   std::thread::id ranOn;
   auto caller = std::async(std::launch::async, [&] {
@@ -54,22 +52,6 @@ TEST(DispatchQueueManager, HasOneSerialQueueForAllTags) {
   });
   EXPECT_EQ(done.get_future().get(), (std::vector<std::string>{"com.torvelin.oqsdk.asyncTask", "inner", "outer ends",
                                                                "com.torvelin.oqsdk.asyncTask"}));
-}
-
-/// Runs in a separate process, because the first call decides permanently.
-int outcomeOfAForeignFirstTag() {
-  static int foreign;
-  OQDispatchQueueManager::dispatchInSerialQueue(&foreign, [] { std::_Exit(1); });
-  OQDispatchQueueManager::dispatchInSerialQueue(kAsyncTask, [] { std::_Exit(2); });
-  std::promise<void> passed;
-  DispatchQueue::serial("other")->async([&] { passed.set_value(); });
-  passed.get_future().wait();
-  return 0;
-}
-
-TEST(DispatchQueueManager, UnknownFirstTagLeavesNoQueue) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(std::exit(outcomeOfAForeignFirstTag()), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 using namespace oq;
 using namespace oq::test;
 
-TEST(Bundle, SearchesTheChosenResourceFolderFirst) {
+TEST(Bundle, FindsResourcesInTheFolderOfTheEnvironmentVariable) {
   ScratchFolder folder;
   folder.write("Some.bundle/a.txt", "x");
   ::setenv("OQSDK_RESOURCE_DIR", folder.path().c_str(), 1);
@@ -21,7 +21,7 @@ TEST(Bundle, SearchesTheChosenResourceFolderFirst) {
   EXPECT_FALSE(pathForResourceBundle("Some"));
 }
 
-TEST(Bundle, NameIsTheProgramsUntilSetAndBecomesOneFolder) {
+TEST(Bundle, IdentifierIsTheProgramNameUntilSetAndNamesTheDataFolder) {
   EXPECT_EQ(mainBundleIdentifier(), program_invocation_short_name);
   setMainBundle("com.example.shop", "2.1");
   ::setenv("XDG_DATA_HOME", "/somewhere", 1);

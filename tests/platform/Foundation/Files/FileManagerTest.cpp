@@ -89,7 +89,7 @@ TEST(FileManager, EnumeratesInOrderAndRemovesWithoutFollowingLinks) {
   EXPECT_EQ(enumerateDirectory(folder.path()), (Paths{"b", "b/z", "b.txt", "c", "door"}));
 }
 
-TEST(FileManager, GuardDiscardsOnlyItsOwnSignals) {
+TEST(FileManager, WriteSignalGuardDiscardsOnlySignalsRaisedWhileItExists) {
   EXPECT_TRUE(holdsInChild([] {
     ::signal(SIGPIPE, [](int) { handled = handled + 1; });
     int ends[2];
@@ -102,7 +102,7 @@ TEST(FileManager, GuardDiscardsOnlyItsOwnSignals) {
     }
     if (handled != 0) return false;
 
-    // A signal that was pending before belongs to the host, and arrives when the host unblocks it.
+    // A signal that was pending before the guard was created belongs to the host. It arrives when the host unblocks it.
     sigset_t pipe;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE);
@@ -123,7 +123,7 @@ TEST(FileManager, ReadsRegularFilesUpToLimit) {
   EXPECT_FALSE(contentsOfFile(folder.path()));
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_FALSE(contentsOfFile(folder / "pipe"));
-  // The kernel reports size 0 for its own files.
+  // For files in /proc the kernel reports size 0, although they have contents.
   EXPECT_GT(contentsOfFile("/proc/self/status")->size(), 100u);
 }
 
@@ -157,7 +157,7 @@ TEST(FileLock, HasOneHolderUntilItIsDestroyed) {
   EXPECT_FALSE(theirs.take(folder / "lock", {}));
   lock.reset();
   EXPECT_TRUE(theirs.take(folder / "lock", {}));
-  // Without a lock file the caller continues without a lock.
+  // If no lock file can be created, take() returns a value that holds no lock, so that the caller can continue.
   LockFile nowhere, alsoNowhere;
   auto none = nowhere.take(folder / "none/lock", {});
   EXPECT_TRUE(none);

@@ -20,7 +20,7 @@
 #include "support/ScratchFolder.h"
 #include "support/TestCertificates.h"
 
-/// Kept connections that end between requests.
+/// Tests of kept connections that end between requests, and of the next request.
 namespace oq {
 namespace {
 
@@ -37,7 +37,8 @@ std::string nameOf(const std::string& request) {
   return method + ":" + path;
 }
 
-/// Waits until each connection of this process to the port has received bytes, the end or an error.
+/// Waits until each connection of this process to the port has received bytes, the end of the stream or an error.
+/// Returns false after a minute.
 bool hasNewsOnAll(int port) {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     pollfd socket{std::atoi(entry.path().filename().c_str()), POLLIN, 0};
@@ -90,7 +91,7 @@ class ClosingServer {
   std::mutex _mutex;
   std::vector<std::string> _requests;
   std::vector<FileDescriptor> _signals;
-  std::atomic<int> _signal{-1};  ///< for new connections
+  std::atomic<int> _signal{-1};  ///< closeAll() makes it readable; for connections accepted from now on
   RawServer _server{[this](RawServer::Connection& connection) { serve(connection); }};
 };
 
@@ -173,7 +174,7 @@ TEST_F(IdleConnections, NotReusedAfterTimeoutSuspendOrServerLimit) {
       {"keep-alive: timeout=60\r\n", {{plain, plain, true}, {30s, 30s, false}}},
       {"Keep-Alive: max=100\r\nX-Other: timeout=5\r\n", {{plain, plain, true}}}};
   for (const auto& [field, pauses] : cases) {
-    // The library's thread reads the clock only during a request.
+    // No lock guards `now`: the library's thread reads the clock only during a request, while this thread waits.
     Moment now{1000s, 500s};
     CurlTransport::Limits limits;
     limits.clock = [&] { return now; };
@@ -207,7 +208,8 @@ TEST_F(IdleConnections, RedirectToClosedConnectionRepeatsOnlyUnsentRequest) {
     EXPECT_TRUE(second.closeAll());
     EXPECT_EQ(perform(post(first.url(path))).text, hop);
   }
-  // libcurl would not send credentials to another host than the first one, so the request is not repeated.
+  // A request with credentials fails instead. If the library repeated it at the redirect's target, libcurl would send
+  // the first server's credentials to the second server.
   for (const char* credentials : {"authorization", "cookie"}) {
     URLRequest request = post(first.url("/302"));
     request.setValueForHTTPHeaderField("secret", credentials);
@@ -281,7 +283,7 @@ http {
 };
 
 TEST_F(IdleConnections, ConnectionsClosedByNginxLoseNoRequest) {
-  const char* cycles = std::getenv("OQSDK_NGINX_CYCLES");  // four seconds each
+  const char* cycles = std::getenv("OQSDK_NGINX_CYCLES");  // each takes four seconds
   Nginx nginx;
   const auto url = [&](const std::string& path) { return nginx.url(path); };
   sendBurst(1, url);

@@ -15,7 +15,8 @@
 /// Helpers for requests through URL sessions and their results.
 namespace oq::test {
 
-/// Stores no long body and no error description, because tests of memory use it, too.
+/// The result of a request. Contains neither a long body nor an error description, because some tests that create it
+/// measure how much memory the process uses.
 struct Outcome {
   std::size_t length = 0;
   std::string text;  ///< only if the body has at most 1000 bytes

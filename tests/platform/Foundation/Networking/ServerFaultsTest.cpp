@@ -35,7 +35,7 @@ class MutePort {
   FileDescriptor _socket{listenOnLoopback(_port)};
 };
 
-TEST_F(ServerFaults, NetworkAndCertificateErrors) {
+TEST_F(ServerFaults, NetworkAndCertificateErrorsAreReportedWithTheirCodes) {
   using Certificate = LoopbackServer::Certificate;
   for (auto [certificate, name] : {std::pair{Certificate::expired, "expired"},
                                    {Certificate::otherHost, "wrong host"},
@@ -62,7 +62,7 @@ TEST_F(ServerFaults, NetworkAndCertificateErrors) {
   EXPECT_EQ(perform(post("https://localhost:" + std::to_string(port))).errorCode, URLErrorSecureConnectionFailed);
 }
 
-TEST_F(ServerFaults, InvalidResponses) {
+TEST_F(ServerFaults, InvalidResponsesFailWithTheirCodesAndAreNotRequestedAgain) {
   using Serve = std::function<void(RawServer::Connection&)>;
   auto sends = [](std::string answer) -> Serve {
     return [answer](RawServer::Connection& connection) { connection.write(answer); };
@@ -121,7 +121,7 @@ TEST_F(ServerFaults, SlowTrickleEndsAtWholeTransferLimit) {
 }
 
 // The server does nothing until start() has returned: if start() waited, this test would not end.
-TEST_F(ServerFaults, StartDoesNotBlock) {
+TEST_F(ServerFaults, StartDoesNotWaitForTheServer) {
   std::promise<void> handedOver;
   auto returned = handedOver.get_future().share();
   RawServer server([&](RawServer::Connection& connection) {
@@ -186,7 +186,7 @@ TEST_F(ServerFaults, EndlessResponsesEndAtLimitWithBoundedMemory) {
     bool isThere = connection.write("HTTP/1.1 200 OK\r\n");
     while (isThere) isThere = connection.write("X-Field: " + std::string(1000, 'x') + "\r\n");
   });
-  perform(post(LoopbackServer().url("/")));  // loads everything that is loaded once
+  perform(post(LoopbackServer().url("/")));  // so that what the first request allocates does not count
   PeakMemory::reset();
   double before = PeakMemory::mebibytes();
   EXPECT_EQ(perform(post(endless.url("/"))).errorCode, URLErrorBadServerResponse);

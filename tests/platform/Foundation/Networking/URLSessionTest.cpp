@@ -60,7 +60,7 @@ TEST_F(URLSessionTest, SendsTheRequestAndReturnsTheResponse) {
   EXPECT_EQ(last.header("Cookie") + last.header("Expect"), "");
 }
 
-TEST_F(URLSessionTest, OtherSchemesFailBeforeTheNetwork) {
+TEST_F(URLSessionTest, AddressesWithoutHTTPSFailWithoutUsingTheNetwork) {
   struct NoTransport : URLTransport {
     void perform(URLRequest, URLCompletion) override { ADD_FAILURE() << "used the network"; }
   };
@@ -71,7 +71,7 @@ TEST_F(URLSessionTest, OtherSchemesFailBeforeTheNetwork) {
   }
 }
 
-TEST_F(URLSessionTest, ResponsesContainHowLongToWait) {
+TEST_F(URLSessionTest, RetryAfterIsReadInSecondsOrAsADate) {
   LoopbackServer server;
   const auto waitFor = [&](const std::string& field) {
     server.handle("/busy", [&](const auto&) {
@@ -89,7 +89,7 @@ TEST_F(URLSessionTest, ResponsesContainHowLongToWait) {
   EXPECT_NEAR(static_cast<double>(waitFor(date)), 3600, 60);
 }
 
-TEST_F(URLSessionTest, CancelledTasksFailOnceWhereverTheyAre) {
+TEST_F(URLSessionTest, CancelledTasksFailOnceWhetherSentOrQueued) {
   std::promise<void> released;
   const auto release = released.get_future().share();
   LoopbackServer server;
@@ -104,7 +104,7 @@ TEST_F(URLSessionTest, CancelledTasksFailOnceWhereverTheyAre) {
   std::vector<std::future<Outcome>> tasks;
   for (int i = 0; i < 10; ++i) tasks.push_back(start(i % 2 ? get(server.url("/slow")) : post(server.url("/slow"))));
   while (server.requests("/slow").size() < sent) std::this_thread::yield();
-  // These may not have been looked at when they are cancelled.
+  // The transport's thread may not have seen these requests yet when they are cancelled.
   for (int i = 0; i < 3; ++i) tasks.push_back(start(post(server.url("/slow"))));
   URLSession::cancelAllTasks();
   auto later = start(post(server.url("/fast")));
@@ -139,14 +139,15 @@ TEST_P(SentOnceTest, DeadKeptConnectionFailsWithoutSecondRequest) {
 INSTANTIATE_TEST_SUITE_P(Methods, SentOnceTest, testing::Values("POST", "GET", "DELETE"),
                          [](const auto& method) { return std::string(method.param); });
 
-TEST_F(URLSessionTest, TimesOutOnlyWithoutBytes) {
+TEST_F(URLSessionTest, TimesOutOnlyIfNoBytesArrive) {
   RawServer stalled([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
     connection.waitForClose();
   });
   EXPECT_EQ(perform(post(stalled.url("/"), "{}", 0.5)).errorCode, URLErrorTimedOut);
-  // The whole transfer takes longer than the timeout, but each pause is so short that a busy machine may lengthen it.
+  // The whole transfer takes longer than the timeout. Each pause is much shorter, so that the test also passes on a
+  // busy machine, where pauses take longer.
   RawServer slow([](RawServer::Connection& connection) {
     connection.readRequest();
     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
@@ -226,7 +227,7 @@ class OneConnectionTest : public URLSessionTest {
   std::vector<std::future<Outcome>> outcomes;
 };
 
-TEST_F(OneConnectionTest, WaitingInQueueIsNotATimeout) {
+TEST_F(OneConnectionTest, TimeInTheQueueDoesNotCountTowardsTheTimeout) {
   server.handle("/slow", [](const auto&) {
     std::this_thread::sleep_for(300ms);
     return LoopbackServer::Response{200, "done"};
@@ -237,7 +238,7 @@ TEST_F(OneConnectionTest, WaitingInQueueIsNotATimeout) {
 }
 
 /// User reports reach the server before the pictures of campaigns that may be shown later.
-TEST_F(OneConnectionTest, ReportsOvertakeFetches) {
+TEST_F(OneConnectionTest, QueuedReportsAreSentBeforeQueuedPictures) {
   std::promise<void> begun, release;
   server.handle("/first", [&](const auto&) {
     begun.set_value();

@@ -109,7 +109,7 @@ TEST(BinaryPropertyList, RejectsManyReferencesToOneLongObject) {
   EXPECT_FALSE(read(dataFromString(text + trailer)));
 }
 
-TEST(SealedPropertyList, OtherToolsReadItAndAnythingAddedBreaksTheSeal) {
+TEST(SealedPropertyList, OtherToolsReadSealedListsAndAnAppendedByteBreaksTheSeal) {
   Table table;
   DictNode root{{table.add(std::string("größe"))}, {table.add(std::int64_t{7})}};
   table.root = table.add(root);

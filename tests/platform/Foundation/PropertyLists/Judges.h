@@ -28,7 +28,8 @@ inline Data plistFromPython(const std::string& expression, const std::string& fo
   return dataFromString(errors + textOfFile(folder / "made"));
 }
 
-/// Whether Python reads the value of the expression, with the same kinds of numbers.
+/// Returns "True\n" if Python reads the value of the expression from the list, with the same kinds of numbers;
+/// otherwise "False\n" or Python's error message.
 inline std::string isReadByPython(const std::string& expression, const Data& list) {
   return python("print(repr(plistlib.load(open(path, 'rb'))) == repr(" + expression + "))", list);
 }

@@ -96,7 +96,7 @@ TEST(KeyedArchiver, AllKindsOfValuesRoundTrip) {
   }
 }
 
-TEST(KeyedArchiver, HasTheStandardLayout) {
+TEST(KeyedArchiver, OtherToolsReadArchivesInTheStandardLayout) {
   auto item = itemWith(JSONDictionary{{"k", "shared"}});
   Data data = archived({item, itemWith("shared"), item});
   EXPECT_EQ(python(R"(a = plistlib.load(open(path, 'rb'))
@@ -113,7 +113,7 @@ print(o.count('shared'))
             "1\n");
 }
 
-TEST(KeyedArchiver, ReadsFieldsOfOtherToolsByTheirType) {
+TEST(KeyedArchiver, FieldsWrittenByOtherToolsAreReadOnlyIfTheirTypeFits) {
   auto items =
       unarchivedFromPython(kArrayAndItemClass +
                            "{'$class': UID(3), 'text': UID(5), 'count': 2**40, 'flag': True, "
@@ -137,7 +137,7 @@ TEST(KeyedArchiver, ReadsFieldsOfOtherToolsByTheirType) {
   EXPECT_FALSE(wrong.color || wrong.child);
 }
 
-TEST(KeyedArchiver, ForeignArchiveReadsAsAbsent) {
+TEST(KeyedArchiver, ArchivesWithAnotherRootClassOrArchiverAreRejected) {
   const std::string item = kArrayAndItemClass + "{'$class': UID(3)}";
   ASSERT_TRUE(unarchivedFromPython(item));
   for (const char* top : {"{'root': UID(4)}", "{'root': UID(99)}", "{'root': UID(2**63)}", "{'root': 1}", "{}"})
@@ -178,7 +178,7 @@ TEST(KeyedArchiver, WrittenArchivesStayWithinTheReadersBudget) {
   for (int i = 0; i < 1000; ++i) manyNumbers.emplace_back(i);
   const struct {
     Items list;
-    std::size_t textBytes;  ///< that the decoded strings take, if they could exceed the budget
+    std::size_t textBytes;  ///< size of all decoded strings; 0 if they are far below the reader's budget
   } cases[] = {{{itemWith(repeated(JSONValue(url)))}, 50'000 * url.size()},
                {{itemWith(repeated("short text, often"))}, 0},
                {{itemWith(repeated(1))}, 0},
@@ -207,7 +207,7 @@ TEST(KeyedArchiver, DepthHasOneLimitForWritingAndReading) {
   EXPECT_NE(serialize((*back)[1]->text).find("null"), std::string::npos);
 }
 
-TEST(KeyedArchiver, TemporaryObjectIsNotMistakenForAnother) {
+TEST(KeyedArchiver, TemporaryObjectsAreArchivedSeparatelyEvenAtTheSameAddress) {
   struct Maker : SecureCoding {
     std::string archivedClassName() const override { return Item::ArchivedClassName; }
     void encodeWithCoder(KeyedArchiver& coder) const override {
@@ -220,7 +220,7 @@ TEST(KeyedArchiver, TemporaryObjectIsNotMistakenForAnother) {
   EXPECT_EQ(back->front()->child->text, JSONValue("second"));
 }
 
-TEST(KeyedArchiver, DamagedArchiveReadsAsAbsent) {
+TEST(KeyedArchiver, DamagedArchiveIsRejected) {
   const Data data = archived({itemWith("some text"), itemWith(JSONArray{1, 2})});
   ASSERT_TRUE(unarchived(data));
   for (std::size_t bit = 0; bit < 8 * data.size(); ++bit) {

@@ -48,7 +48,7 @@ const PropertyValue kNothing = JSONValue();
 
 TEST_F(UserDefaultsTest, KeepsKindsOfValuesAndOrderOfKeys) {
   const PropertyValue values[] = {
-      // similar values
+      // values that are easily mistaken for each other
       JSONValue(true), JSONValue(1), JSONValue(1.0), JSONValue("1"), JSONValue(""), JSONValue(JSONArray{}),
       JSONValue(JSONDictionary{}), Data{},
       // other values
@@ -61,7 +61,8 @@ TEST_F(UserDefaultsTest, KeepsKindsOfValuesAndOrderOfKeys) {
     return a == b && (!value || (value->kind() == std::get<JSONValue>(b).kind() &&
                                  serialize(*value) == serialize(std::get<JSONValue>(b))));
   };
-  // One key with all kinds of values: neighbours that compare equal are still different values.
+  // All values are stored under one key, one after another. A value that compares equal to the one before it, but is of
+  // another kind, must still replace it.
   for (const auto& value : values) {
     EXPECT_TRUE(suite()->setObject(value, "k"));
     EXPECT_TRUE(same(suite()->objectForKey("k"), value)) << &value - values;
@@ -88,7 +89,7 @@ TEST_F(UserDefaultsTest, WithoutPermissionToWriteValuesAreReadAndNoFileIsTouched
     EXPECT_THAT(state.changes(), testing::IsEmpty()) << when;
   };
   expectOnlyRead(kNothing, "without a file");
-  // Another process writes and ends without closing, so the value is only in the log.
+  // Another process writes and ends without closing the database, so the value is only in SQLite's write-ahead log.
   EXPECT_TRUE(holdsInChild([&] { return suite()->setObject(JSONValue("logged"), "k"); }));
   ASSERT_GT(std::filesystem::file_size(database().string() + "-wal"), 0u);
   expectOnlyRead(JSONValue("logged"), "after a process that ended without closing");
@@ -100,7 +101,7 @@ TEST_F(UserDefaultsTest, WithoutPermissionToWriteValuesAreReadAndNoFileIsTouched
   EXPECT_EQ(reopened()->objectForKey("k"), PropertyValue(JSONValue("again")));
 }
 
-TEST_F(UserDefaultsTest, FilesArePrivateAndNullRemoves) {
+TEST_F(UserDefaultsTest, FilesArePrivateAndSettingNullRemovesTheKey) {
   mode_t old = ::umask(0);
   EXPECT_TRUE(suite()->setObject(JSONValue(" 12 apples"), "k"));
   ::umask(old);
@@ -117,12 +118,12 @@ TEST_F(UserDefaultsTest, FilesArePrivateAndNullRemoves) {
   EXPECT_EQ(reopened()->objectForKey("k"), kNothing);
 }
 
-TEST_F(UserDefaultsTest, SuitesAndFoldersAreSeparate) {
+TEST_F(UserDefaultsTest, SuitesAndApplicationsHaveSeparateValues) {
   setMainBundle("com.example.shop", "");
   UserDefaults::standardUserDefaults()->setInteger(1, "k");
   UserDefaults::withSuiteName("../escape")->setInteger(2, "k");
   EXPECT_EQ(suite()->integerForKey("k"), 0);
-  // An application named like a suite, or like a suite's file.
+  // Applications whose identifiers resemble the name of a suite or the path of its file.
   suite()->setInteger(3, "k");
   for (const char* identifier : {"group.oqsdk", "%group.oqsdk", "../Preferences/group.oqsdk", "", "standard"}) {
     setMainBundle(identifier, "");
@@ -199,7 +200,7 @@ TEST_F(UserDefaultsTest, FailedWriteReturnsFalseAndChangesNothing) {
   EXPECT_EQ(suite()->objectForKey("k"), kNothing);
 }
 
-TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
+TEST_F(UserDefaultsTest, ValuesInAReadOnlyFolderCanBeRead) {
   const PropertyValue old = JSONValue("old");
   const auto allow = [&](const std::string& mode) {
     EXPECT_EQ(outputOf("chmod -R " + mode + " '" + folder.path().string() + "'"), "");
@@ -214,7 +215,7 @@ TEST_F(UserDefaultsTest, ReadOnlyFolderIsReadable) {
     });
     allow("a=rX");
     EXPECT_TRUE(holdsInChild([&] {
-      // Root may write whatever the modes are.
+      // Root may write regardless of the modes, so the process becomes another user.
       const bool isOther = ::getuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0);
       return isOther && suite()->objectForKey("k") == old && suite()->objectForKey("none") == kNothing &&
              !suite()->setObject(JSONValue("new"), "k") && suite()->objectForKey("k") == old;
@@ -228,7 +229,7 @@ TEST_F(UserDefaultsTest, LockedDatabaseFailsAfterTimeout) {
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(database().c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-  // Two seconds each, in parallel; one after the other they would take longer than a test may.
+  // Each call waits two seconds. They wait in parallel: one after another they would exceed the test's time limit.
   inThreads(100, [](int i) { EXPECT_FALSE(suite()->setObject(JSONValue(2 + i), "k")); });
   EXPECT_EQ(suite()->integerForKey("k"), 1);
   sqlite3_close(other);
@@ -241,7 +242,7 @@ TEST_F(UserDefaultsTest, OtherProgramsReadAndWriteTheDatabase) {
   suite()->setObject(dateFromSecondsSince1970(1.5), "date");
   EXPECT_EQ(shell("PRAGMA integrity_check; SELECT key, kind, quote(value) FROM entries ORDER BY key"),
             "ok\nbytes|1|X'0102'\ndate|2|1500000000\njson|0|'{\"a\":[1,\"é\"]}'\n");
-  // The suite is open, and has cached its values.
+  // The suite is open and has cached its values. It must notice the changes of the other program.
   EXPECT_EQ(shell("UPDATE entries SET value = x'616263' WHERE key = 'bytes';"
                   "INSERT INTO entries VALUES('new', 0, '[1, 2.5]'), ('bad', 0, '{torn'), ('odd', 9, 1)"),
             "");
@@ -249,7 +250,7 @@ TEST_F(UserDefaultsTest, OtherProgramsReadAndWriteTheDatabase) {
   EXPECT_EQ(suite()->objectForKey("new"), PropertyValue(JSONValue(JSONArray{1, 2.5})));
   EXPECT_EQ(suite()->objectForKey("bad"), kNothing);
   EXPECT_EQ(suite()->objectForKey("odd"), kNothing);
-  // This value equals the last one that this process wrote, but not the stored one.
+  // The second setInteger() must write: its value equals the last one that this process wrote, but not the stored one.
   suite()->setInteger(1, "shared");
   EXPECT_EQ(shell("UPDATE entries SET value = '2' WHERE key = 'shared'"), "");
   suite()->setInteger(1, "shared");

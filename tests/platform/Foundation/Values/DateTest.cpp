@@ -24,7 +24,7 @@ class DateTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(DateTest, ParsesStrictly) {
+TEST_F(DateTest, ParsesOnlyTextThatMatchesTheFormatExactly) {
   useZone("UTC");
   EXPECT_EQ(parsed(seconds, "1970-01-02 00:00:01"), 86401);
   EXPECT_EQ(parsed(seconds, "2024-02-29 12:00:00"), 1709208000);
@@ -42,7 +42,7 @@ TEST_F(DateTest, ParsesStrictly) {
   EXPECT_GT(dateFromSecondsSince1970(1e300), currentDate());
 }
 
-TEST_F(DateTest, FormatsInTheDevicesZone) {
+TEST_F(DateTest, FormatsInTheSystemTimeZone) {
   DateFormatter formatter("yyyy-MM-dd HH:mm:ss.SSS (yyyy)");
   useZone("Asia/Shanghai");
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(0.5)), "1970-01-01 08:00:00.500 (1970)");
@@ -51,20 +51,20 @@ TEST_F(DateTest, FormatsInTheDevicesZone) {
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(0.5)), "1969-12-31 19:00:00.500 (1969)");
 }
 
-TEST_F(DateTest, HandlesClockChanges) {
+TEST_F(DateTest, SkippedTimesAreInvalidAndRepeatedTimesMeanTheLaterOne) {
   struct Case {
     const char* zone;
     const char* text;
     std::optional<double> expected;
   };
   const Case cases[] = {
-      {"America/New_York", "2026-03-08 02:30:00", std::nullopt},  // skipped
+      {"America/New_York", "2026-03-08 02:30:00", std::nullopt},  // does not exist: clocks skip this hour
       {"America/New_York", "2026-03-08 01:59:59", 1772953199},
       {"America/New_York", "2026-03-08 03:00:00", 1772953200},
-      {"America/New_York", "2026-11-01 01:30:00", 1793514600},  // occurs twice; the later one
+      {"America/New_York", "2026-11-01 01:30:00", 1793514600},  // occurs twice: the later time is used
       {"America/New_York", "2026-07-01 00:00:00", 1782878400},
-      {"Australia/Lord_Howe", "2026-10-04 02:15:00", std::nullopt},  // half an hour is skipped
-      {"Pacific/Apia", "2011-12-30 12:00:00", std::nullopt},         // a whole day is skipped
+      {"Australia/Lord_Howe", "2026-10-04 02:15:00", std::nullopt},  // clocks skip half an hour
+      {"Pacific/Apia", "2011-12-30 12:00:00", std::nullopt},         // the calendar skips this day
       {"Pacific/Apia", "2011-12-31 00:00:00", 1325239200},
   };
   for (const auto& c : cases) {

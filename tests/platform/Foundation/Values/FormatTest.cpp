@@ -39,7 +39,7 @@ TEST(Format, ReplacesPlaceholdersInOrderAndNeverScansArguments) {
   EXPECT_EQ(stringWithFormat("%@", PropertyValue(Data{0x0a, 0xff})), "<0aff>");
 }
 
-TEST(Format, PlatformLogIsQuietUnlessGLibIsAsked) {
+TEST(Format, PlatformLogIsSilentUnlessGLibDebugOutputIsEnabled) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   platformLog("quiet");
@@ -56,7 +56,7 @@ TEST(Format, PlatformLogIsQuietUnlessGLibIsAsked) {
 TEST(Number, ReadsNumbersFromAnyObject) {
   using Int = std::numeric_limits<std::int64_t>;
   constexpr double Max = std::numeric_limits<double>::max();
-  // Each value with its integer and its double.
+  // Each value, followed by the integer and the double that are read from it.
   const JSONValue cases = jsonFrom(R"([
       [null, 0, 0], [true, 1, 1], [[1], 0, 0], [{"a": 1}, 0, 0], [9.99, 9, 9.99], [-9.99, -9, -9.99],
       ["", 0, 0], ["abc", 0, 0], [" \t\n42 apples", 42, 42], ["-12.75", -12, -12.75], ["+5", 5, 5], ["+-5", 0, 0],

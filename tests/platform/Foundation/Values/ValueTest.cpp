@@ -52,7 +52,7 @@ TEST(Value, ReadAsAnotherKindReturnsTheDefault) {
   EXPECT_EQ(seen, 11) << "a dictionary and an empty array have no elements to loop over";
 }
 
-TEST(Value, IsChangedAndCopiedAsAWhole) {
+TEST(Value, CopiesAreIndependentAndAPartCanReplaceTheWhole) {
   Value value = 5;
   value["a"]["b"] = "first";
   value["list"].push_back(1);
@@ -70,7 +70,7 @@ TEST(Value, IsChangedAndCopiedAsAWhole) {
   EXPECT_EQ(parts.json(), R"({"b":2,"c":3,"d":"1","e":"1","f":"1","g":"1","h":"1","1":4})");
   Value moved = std::move(value);
   EXPECT_EQ(moved.at("a").at("b"), "second");
-  EXPECT_TRUE(value.isNull());  // NOLINT: a promise of the header
+  EXPECT_TRUE(value.isNull());  // NOLINT: a moved-from value is null
   copy = std::move(moved);
   EXPECT_EQ(copy, (Dictionary{{"list", Array{1, Dictionary{{"b", "first"}}}}, {"a", Dictionary{{"b", "second"}}}}));
   const Value& self = copy;
@@ -79,7 +79,7 @@ TEST(Value, IsChangedAndCopiedAsAWhole) {
   EXPECT_EQ(copy.size(), 2u);
 }
 
-TEST(Value, ParsesJSONOrSaysWhatIsWrong) {
+TEST(Value, ParsesJSONOrReportsTheError) {
   std::string error = "old";
   EXPECT_EQ(Value::parse("\xEF\xBB\xBF [1, 2.0, \"é\"] ", &error).json(), "[1,2.0,\"é\"]");
   EXPECT_EQ(error, "");

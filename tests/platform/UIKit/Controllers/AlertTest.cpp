@@ -111,7 +111,7 @@ TEST_F(AlertTest, EscapeChoosesCancelOrElseTheFirstButtonThatHasNoHandler) {
   EXPECT_FALSE(escaped());
 }
 
-TEST_F(AlertTest, MailDialogSaysWhatItWaitsFor) {
+TEST_F(AlertTest, MailDialogShowsThatTheMailProgramIsBeingOpened) {
   const auto page = makeMainObject<MFMailComposeViewController>()->topViewController()->view();
   EXPECT_EQ(page->accessibilityLabel(), "Opening your mail program");
   collect(*page, labels);

@@ -12,7 +12,7 @@ namespace {
 using Log = std::vector<std::string>;
 using Views = std::vector<std::shared_ptr<UIView>>;
 
-/// Records its messages in a shared log.
+/// A view controller that records its appearance messages in a log that all pages of a test share.
 class Page : public UIViewController {
   OQ_CLASS(Page)
 
@@ -80,7 +80,7 @@ Views shownIn(UINavigationController& navigation) {
   return views;
 }
 
-TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
+TEST_F(ViewControllerTest, PushingAndPoppingAPageSendsItsAppearanceMessages) {
   auto offScreen = std::make_shared<UINavigationController>(third);
   offScreen->pushViewController(second, false);
   offScreen->popViewControllerAnimated(false);
@@ -112,6 +112,7 @@ TEST_F(ViewControllerTest, PagesArePushedAndPoppedWithTheirMessages) {
   EXPECT_FALSE(window->wantsTouchAt(outside));
   EXPECT_EQ(surroundingsColor(*window, 1).alpha, 0);
   EXPECT_EQ(shownIn(*navigation), (Views{first->view(), navigation->navigationBar()}));
+  EXPECT_EQ(navigation->navigationBar()->frame().origin, CGPoint());
 }
 
 TEST_F(ViewControllerTest, PresentedPageCoversTheWindowUntilDismissed) {

@@ -12,7 +12,7 @@ namespace {
 
 using Log = std::vector<std::string>;
 
-/// Records its touches; a test may set a callback.
+/// Records the phases of its touches and calls onTouch, if the test has set it, with each phase.
 class TouchView : public UIView {
  public:
   void touchesBegan(UITouch&) override { note("began"); }
@@ -60,7 +60,7 @@ TEST_F(TouchTest, FrontMostTouchableViewIsHit) {
   }
 }
 
-TEST_F(TouchTest, TouchStaysWithItsViewAndEachViewHasOne) {
+TEST_F(TouchTest, TouchStaysWithItsViewAndAViewHasOneTouchAtATime) {
   auto view = add<TouchView>(CGRectMake(0, 0, 50, 50));
   EXPECT_FALSE(window->wantsTouchAt({60, 60}));
   EXPECT_FALSE(down(60, 60)) << "passed to the host";
@@ -138,6 +138,7 @@ TEST_F(TouchTest, TapHandlerMayDestroyItsView) {
   up(10, 10);
   EXPECT_TRUE(watched.expired());
   EXPECT_EQ(token.use_count(), 1);
+  EXPECT_FALSE(UITapGestureRecognizer(nullptr).activate());
 }
 
 TEST_F(TouchTest, ScrollViewTakesOverVerticalDrags) {
@@ -194,7 +195,7 @@ TEST_F(TouchTest, ScrollViewDeceleratesUntilTouched) {
     stepTo(host.time + rest);
     up(50, 40);
   };
-  drag();  // it moves another 500 points
+  drag();  // after the drag, deceleration alone would move the content by another 500 points
   EXPECT_EQ(shown(), 50);
   stepTo(host.time + 0.2);
   const double stopped = shown();
@@ -231,7 +232,7 @@ class ControlTest : public TouchTest {
   Log log;
 };
 
-TEST_F(ControlTest, TouchesBecomeEvents) {
+TEST_F(ControlTest, TouchesBecomeControlEvents) {
   down(10, 10);
   EXPECT_TRUE(control->isHighlighted());
   move(10, 89);

@@ -69,7 +69,8 @@ TEST(Image, RejectsInvalidPictures) {
   EXPECT_TRUE(UIImage::imageWithData(pngOf(8192, 1))) << "the maximum size";
 }
 
-/// Pictures of 20,000 by 20,000 pixels in a megabyte, in each format whose header has the size.
+/// Files of one megabyte whose headers announce 20,000 by 20,000 pixels: one for each format that has the size in its
+/// header.
 std::vector<std::pair<std::string, Data>> bombs() {
   auto bytes = [](std::initializer_list<int> list) { return Data(list.begin(), list.end()); };
   Data png = pngOf(20, 10), jpeg = jpegOf(32, 16, 1);
@@ -101,7 +102,7 @@ long peakKilobytes() {
 
 TEST(Image, RejectsHugePicturesByTheirHeader) {
   const auto pictures = bombs();
-  // Excludes memory that a decoder allocates once.
+  // The decoders allocate some memory once. Doing so here excludes it from the measurement.
   EXPECT_TRUE(UIImage::imageWithData(pngOf(8, 8)) && UIImage::imageWithData(jpegOf(32, 16, 1)));
   const long before = peakKilobytes();
   for (const auto& [name, data] : pictures) EXPECT_FALSE(UIImage::imageWithData(data)) << name;

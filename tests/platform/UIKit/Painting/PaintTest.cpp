@@ -73,7 +73,7 @@ TEST_F(Painting, StacksSubviewsByZPositionAndThenByOrder) {
   EXPECT_EQ(look(25, 25), kGreen);
 }
 
-TEST_F(Painting, TranslucentViewsBlendAsOne) {
+TEST_F(Painting, TranslucentViewIsBlendedTogetherWithItsSubviews) {
   const Color paleRed{255, 127, 127}, paleGreen{127, 255, 127}, paleBlue{127, 127, 255};
   auto view = add(CGRectMake(0, 0, 50, 50), red);
   view->setAlpha(0.5);

@@ -62,7 +62,7 @@ TEST(Text, EmptyTextHasNoSize) {
   EXPECT_EQ(canvas.ink().pixels, 0);
 }
 
-TEST(Text, InvalidInputIsHarmless) {
+TEST(Text, InvalidTextOrSizesNeitherCrashNorTakeLong) {
   const double infinity = std::numeric_limits<double>::infinity();
   const std::string texts[] = {kMixed, "bad \xff\xfe \xe6\x88", std::string("nul\0inside", 10),
                                std::string(3'000'000, '\n'), std::string(200'000, '\x80')};
@@ -73,7 +73,7 @@ TEST(Text, InvalidInputIsHarmless) {
       EXPECT_GT(size.height, 0) << width;
     }
   }
-  // Breaking a long word takes time in proportion to its length; otherwise this would not end.
+  // Breaking a long word takes time in proportion to its length; otherwise the test would exceed its time limit.
   EXPECT_LE(boundingSizeOfText(styled(std::string(1'000'000, 'x')), kFont, 200).width, 200);
   EXPECT_GT(boundingSizeOfText(styled(kMixed), kFont, 1e-9).height, 500);
   EXPECT_LT(boundingSizeOfText(styled("x"), UIFont::fontWithName("x", 1e12), 200).height, 1e5);

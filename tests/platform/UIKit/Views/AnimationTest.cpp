@@ -29,7 +29,7 @@ class AnimationTest : public UIKitTest {
     UIView::animateWithDuration(duration, std::move(block), outcome.record());
   }
   double shownAlpha() const { return view->layer().presentation(host.time).opacity; }
-  /// Checks that nothing is called a second time.
+  /// Lets 100 seconds pass, after which a test can check that no completion was called a second time.
   void settle() {
     stepTo(host.time + 100);
     runMainQueue();

@@ -9,14 +9,14 @@ namespace {
 
 class GeometryTest : public UIKitTest {};
 
-/// Records when it is added to a window's tree and removed from it.
+/// Records whether it has a window each time it is added to a window or removed from one.
 class MovingView : public UIView {
  public:
   void didMoveToWindow() override { moves.push_back(window() != nullptr); }
   std::vector<bool> moves;
 };
 
-TEST_F(GeometryTest, FrameIsDerivedAndPointsAreConvertedThroughScrolledAncestors) {
+TEST_F(GeometryTest, FrameFollowsTheBoundsAndPointsAreConvertedThroughScrolledAncestors) {
   auto view = add(CGRectMake(10, 20, 40, 60));
   view->setBounds(CGRectMake(0, 7, 40, 20));
   EXPECT_EQ(view->frame(), CGRectMake(10, 40, 40, 20)) << "grows and shrinks around its centre";

@@ -26,7 +26,7 @@ class KeyboardTest : public UIKitTest {
   std::vector<std::string> pressed;
 };
 
-TEST_F(KeyboardTest, TabGoesRoundADialogAndLeavesTheWindowOtherwise) {
+TEST_F(KeyboardTest, TabCyclesWithinADialogAndOtherwiseLeavesTheWindow) {
   auto behind = addButton("behind");
   EXPECT_TRUE(window->pressKey(Key::Tab));
   EXPECT_EQ(window->focusedView(), behind);
