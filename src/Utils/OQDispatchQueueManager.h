@@ -5,7 +5,8 @@
 
 namespace oq {
 
-/// Tags for work on the serial queue. The value of each is its own address, which makes it unique.
+/// Each kind of work on the library's serial queue has a tag. Despite the names, this work does not run on the main
+/// thread. The value of a tag is its own address, which makes it unique.
 extern const void* const QUEUE_TAG_HANDLE_NORMAL_ASYNC_TASK_IN_MAIN_THREAD;
 extern const void* const QUEUE_TAG_HANDLE_RECEIVED_EVENT_DATA_IN_MAIN_THREAD;
 /// The labels of the queue that belong to these tags.

@@ -75,7 +75,7 @@ TEST(CampaignParser, ReportsLineAndColumnOfInvalidJson) {
   EXPECT_THAT(reportOf(deep).errors, ElementsAre(StartsWith("line 1, column ")));
 }
 
-TEST(CampaignParser, ReportsAllErrorsAndEqualIdsWithDifferentSpelling) {
+TEST(CampaignParser, ReportsAllErrorsAndDuplicateIdsEvenIfSpelledDifferently) {
   const auto text = R"({"windows":[)" + window("") + "," + window(R"("id":1)") + "," + window(R"("id":"001")") + "," +
                     window(R"("id":2,"style":9)") + R"(],"subscriptions":[{"id":1,"event":{"xwhat":"a"}}]})";
   EXPECT_THAT(reportOf(text).errors, testing::UnorderedElementsAre("windows[1].id: is the same as windows[0].id",

@@ -35,8 +35,8 @@ std::string hostOf(const std::string& address) {
   return authority.substr(authority.rfind('@') + 1);
 }
 
-/// The file named by SSL_CERT_FILE, or "". Called on the thread that makes the request: only that thread can be sure
-/// that no other thread changes the environment meanwhile.
+/// The file named by SSL_CERT_FILE, or "". Called on the thread that makes the request, not on a thread of the library:
+/// a program that changes its environment can avoid that during its own calls, but knows nothing of our threads.
 std::string namedAuthorities() {
   const char* file = getenv("SSL_CERT_FILE");
   return file ? file : "";

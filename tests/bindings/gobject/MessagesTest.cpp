@@ -28,7 +28,7 @@ class GObjectInterface : public test::ProgramTest {
     EXPECT_TRUE(isFinalised) << "a reference was not released";
   }
 
-  /// Sets `isFinalised` at the end. (Weak references end earlier, when an object is disposed.)
+  /// Makes `isFinalised` true when `messages` is finalised. (A weak reference would end earlier, when it is disposed.)
   void observeMessages() {
     messages = oqsdk_messages_get_default();
     isFinalised = false;
@@ -84,7 +84,7 @@ class GObjectInterface : public test::ProgramTest {
   bool isFinalised = false;
 };
 
-TEST_F(GObjectInterface, SignalsFollowAMessage) {
+TEST_F(GObjectInterface, EachStepOfAMessageIsASignal) {
   static OqsdkMessage* kept = nullptr;
   connect("shown", &noteShown);
   connect("clicked", &noteClicked);

@@ -10,6 +10,10 @@
 #include <sstream>
 #include <string>
 
+#include "Engine/OQSDKManager.h"
+#include "UI/OQPopWindow.h"
+#include "UIKit/Windows/MainObject.h"
+
 /// Prints a line for the test script.
 inline void say(const std::string& line) {
   std::cout << line << std::endl;
@@ -22,15 +26,16 @@ inline std::string word(std::istream& in) {
   return next;
 }
 
-/// Gives the window the size that follows in a command.
-inline void resize(Gtk::Window& window, std::istream& in) {
-  int width = 0, height = 0;
-  in >> width >> height;
-  window.set_default_size(width, height);
+/// Takes the other words of a command.
+inline std::string rest(std::istream& in) {
+  std::string text;
+  std::getline(in >> std::ws, text);
+  return text;
 }
 
-/// A host that executes commands from its standard input. A line is the name of a command and its
-/// arguments. After each line it prints "did " and the line.
+/// A host with a window that executes commands from its standard input. A line is the name of a command and its
+/// arguments. After each line it prints "did " and the line. Each fixture has the commands "resize WIDTH HEIGHT",
+/// "jump ADDRESS", which opens a web page, and "quit".
 class CommandFixture {
  public:
   using Commands = std::map<std::string, std::function<void(std::istream&)>>;
@@ -41,8 +46,30 @@ class CommandFixture {
  protected:
   void takeCommands(Commands commands) {
     _commands = std::move(commands);
+    _commands["resize"] = [this](auto& in) { resize(in); };
+    _commands["jump"] = [](auto& in) {
+      oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue(rest(in)));
+    };
     _commands["quit"] = [](auto&) { Gio::Application::get_default()->quit(); };
   }
+
+  /// A button that prints "NAME clicked".
+  static Gtk::Button& makeButton(const std::string& name) {
+    auto* button = Gtk::make_managed<Gtk::Button>(name);
+    button->signal_clicked().connect([name] { say(name + " clicked"); });
+    return *button;
+  }
+
+  /// Shows a message that prints "code CODE" for each of its reports.
+  static std::shared_ptr<oq::OQPopWindow> popMessage(const oq::JSONDictionary& record) {
+    auto data = std::make_shared<oq::OQWindowData>();
+    data->setModelWithDic(record);
+    auto message = oq::makeMainObject<oq::OQPopWindow>();
+    message->popWithData(data, [](std::int64_t code, const auto&) { say("code " + std::to_string(code)); });
+    return message;
+  }
+
+  Gtk::Window* _window = nullptr;
 
  private:
   friend int runFixture(const std::string&, std::unique_ptr<CommandFixture>);
@@ -55,6 +82,12 @@ class CommandFixture {
     if (auto command = _commands.find(word); command != _commands.end()) command->second(in);
     say("did " + line);
     return true;
+  }
+
+  void resize(std::istream& in) {
+    int width = 0, height = 0;
+    in >> width >> height;
+    _window->set_default_size(width, height);
   }
 
   Commands _commands;

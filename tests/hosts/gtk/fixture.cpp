@@ -10,8 +10,6 @@
 #include <vector>
 
 #include "CommandFixture.h"
-#include "Engine/OQSDKManager.h"
-#include "UI/OQPopWindow.h"
 #include "UIKit/Views/Animation.h"
 #include "UIKit/Views/UILabel.h"
 #include "UIKit/Windows/UIApplication.h"
@@ -33,19 +31,6 @@
 
 namespace {
 
-/// A message whose text is repeated `repeats` times.
-std::shared_ptr<oq::OQWindowData> message(int style, int repeats) {
-  std::string text;
-  for (int i = 0; i < repeats; ++i) text += "全场八折 off ";
-  auto data = std::make_shared<oq::OQWindowData>();
-  data->setModelWithDic({{"style", style},
-                         {"title", {{"text", "春季大促"}}},
-                         {"content", {{"text", text}}},
-                         {"buttonLeft", {{"text", "取消"}}},
-                         {"buttonRight", {{"text", "确定"}}}});
-  return data;
-}
-
 /// A window of a libadwaita type, such as "adw_window".
 Gtk::Window* makeAdwaitaWindow(const std::string& type) {
   void* library = dlopen("libadwaita-1.so.0", RTLD_NOW);
@@ -56,12 +41,8 @@ Gtk::Window* makeAdwaitaWindow(const std::string& type) {
 }
 
 std::string roleOf(GtkWidget* widget) {
-  static const std::map<int, std::string> names{{GTK_ACCESSIBLE_ROLE_DIALOG, "dialog"},
-                                                {GTK_ACCESSIBLE_ROLE_HEADING, "heading"},
-                                                {GTK_ACCESSIBLE_ROLE_LABEL, "text"},
-                                                {GTK_ACCESSIBLE_ROLE_BUTTON, "button"}};
-  const auto found = names.find(gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget)));
-  return found == names.end() ? "other" : found->second;
+  static auto* roles = static_cast<GEnumClass*>(g_type_class_ref(GTK_TYPE_ACCESSIBLE_ROLE));
+  return g_enum_get_value(roles, gtk_accessible_get_accessible_role(GTK_ACCESSIBLE(widget)))->value_nick;
 }
 
 std::string propertyOf(GtkWidget* widget, GtkAccessibleProperty property) {
@@ -119,7 +100,6 @@ class Fixture : public CommandFixture {
         {"unminimise", [this](auto&) { _window->unminimize(); }},
         {"close", [this](auto&) { _window->close(); }},
         {"open", [this](auto& in) { open(), _window->set_title(word(in)); }},
-        {"resize", [this](auto& in) { resize(*_window, in); }},
         {"frames", [this](auto&) { say("frames " + std::to_string(_frames)); }},
         {"state", [](auto&) { reportState(); }},
         {"screen", [](auto&) { reportScreen(); }},
@@ -129,7 +109,6 @@ class Fixture : public CommandFixture {
         {"bar", [this](auto&) { reportTitleBar(); }},
         {"dismiss", [this](auto&) { _message.lock()->_close(); }},
         {"focus", [this](auto&) { reportFocus(); }},
-        {"page", [](auto&) { openPage(); }},
         {"shown", [](auto&) { say(ours().isCovered() ? "shown ours" : "shown host"); }},
     });
   }
@@ -189,12 +168,6 @@ class Fixture : public CommandFixture {
     say(line);
   }
 
-  Gtk::Button& makeButton(const std::string& name) {
-    auto* button = Gtk::make_managed<Gtk::Button>(name);
-    button->signal_clicked().connect([name] { say(name + " clicked"); });
-    return *button;
-  }
-
   static oq::UIWindow& ours() { return *oq::UIApplication::sharedApplication().keyWindow(); }
 
   void addView(std::istream& in) {
@@ -220,10 +193,13 @@ class Fixture : public CommandFixture {
   }
 
   void pop(int style, int repeats) {
-    auto window = oq::makeMainObject<oq::OQPopWindow>();
-    _message = window;
-    window->popWithData(message(style, repeats),
-                        [](std::int64_t code, const oq::JSONValue&) { say("code " + std::to_string(code)); });
+    std::string text;
+    for (int i = 0; i < repeats; ++i) text += "全场八折 off ";
+    _message = popMessage({{"style", style},
+                           {"title", {{"text", "春季大促"}}},
+                           {"content", {{"text", text}}},
+                           {"buttonLeft", {{"text", "取消"}}},
+                           {"buttonRight", {{"text", "确定"}}}});
   }
 
   /// Reports the accessible role and name of each proxy widget.
@@ -374,19 +350,7 @@ class Fixture : public CommandFixture {
   /// Reports "focus KEYS OWNER": the number of pressed keys, and whether the host or the library has the focus.
   void reportFocus() {
     auto* focus = _window->get_focus();
-    const bool isOurs = focus && isInSurface(focus->gobj());
-    say("focus " + std::to_string(_keys) + (isOurs ? " ours" : " host"));
-  }
-
-  static bool isInSurface(GtkWidget* widget) {
-    for (; widget; widget = gtk_widget_get_parent(widget)) {
-      if (std::string(gtk_widget_get_name(widget)) == "oqsdk-surface") return true;
-    }
-    return false;
-  }
-
-  static void openPage() {
-    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue("https://localhost:1/"));
+    say("focus " + std::to_string(_keys) + (focus && focus != _button ? " ours" : " host"));
   }
 
   int _width, _height;
@@ -395,7 +359,6 @@ class Fixture : public CommandFixture {
   std::vector<Gtk::Widget*> _inBar;  ///< the host's button, and the window's buttons
   const std::string _kind;
   int _frames = 0;
-  Gtk::Window* _window = nullptr;
   Gtk::Button* _button = nullptr;
   std::shared_ptr<oq::UIView> _view;
 };

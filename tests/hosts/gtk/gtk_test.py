@@ -168,7 +168,7 @@ class Host(GtkTest):
         fixture.do("remove")
         fixture.do_until("pop 3", "code 1")
         fixture.painted()
-        elements = ["dialog 春季大促 | 全场八折 off ", "heading 春季大促", "text 全场八折 off ", "button 取消",
+        elements = ["dialog 春季大促 | 全场八折 off ", "heading 春季大促", "label 全场八折 off ", "button 取消",
                     "button 确定"]
 
         def focused(at):

@@ -17,8 +17,7 @@ SIZES = [(320, 568), (390, 844), (540, 960), (768, 1024), (1080, 1920), (800, 60
 RESIZED = [(390, 844), (1280, 800), (200, 200), (1080, 1920), (800, 600)]
 STYLES = (1, 2, 3, 4)
 ALL = os.environ.get("OQSDK_STAGE") == "all"
-UNIT = 375 / 590.5
-CARD, CLOSE = 520 * UNIT, 40 * UNIT
+CLOSE = 25.4  # the width of the close button
 HOST = (0x3C, 0x78, 0xD8)
 DIM = tuple(round(0.7 * part) for part in HOST)
 
@@ -30,6 +29,12 @@ def is_close(color, other):
 def is_bright(color):
     """True for white and for the gray of buttons."""
     return min(color) >= 235
+
+
+def ring(left, top, right, bottom):
+    """The corners of a rectangle and the centres of its sides."""
+    middle = (left + right) / 2, (top + bottom) / 2
+    return [(x, y) for x in (left, middle[0], right) for y in (top, middle[1], bottom) if (x, y) != middle]
 
 
 class Picture:
@@ -58,43 +63,30 @@ class Messages(GtkTest):
         return tuple(self.pixels * at for at in self.stage.at(x, y))
 
     def outside(self, size, card, close):
-        """Sixteen points around the card and at the window's edges, outside the card and the close button."""
+        """Points around the card and at the window's edges, but not at the close button."""
         left, top = self.place(card[0], card[1])
         right, bottom = self.place(card[0] + card[2], card[1] + card[3])
         width, height = (self.pixels * length for length in size)
-        gap = 3 * self.pixels
-        found = [(2, 2), (width - 3, 2), (2, height - 3), (width - 3, height - 3)]
-        for part in (0.02, 0.25, 0.5, 0.75, 0.98):
-            x, y = left + part * (right - left), top + part * (bottom - top)
-            found += [(x, top - gap), (x, bottom + gap), (left - gap, y), (right + gap, y), (1, part * height),
-                      (width - 2, part * height), (part * width, 1), (part * width, height - 2)]
-        far = 1.2 * CLOSE * self.stage.scale * self.pixels
-        found = [(x, y) for x, y in found if 0 <= x < width and 0 <= y < height and not
-                 (close and abs(x - close[0]) < far and abs(y - close[1]) < far)]
-        self.assertGreaterEqual(len(found), 16)
-        return [found[round(index * (len(found) - 1) / 15)] for index in range(16)]
+        gap, far = 3 * self.pixels, 1.2 * CLOSE * self.stage.scale * self.pixels
+        found = [(x, y) for x, y in ring(1, 1, width - 2, height - 2) +
+                 ring(left - gap, top - gap, right + gap, bottom + gap)
+                 if not (close and abs(x - close[0]) < far and abs(y - close[1]) < far)]
+        self.assertGreater(len(found), 12)
+        return found
 
-    def check_geometry(self, style):
-        """Checks that the layout is right and on the stage. Returns card, title and the centre of the close button."""
+    def check_geometry(self):
+        """Checks that the message is on the stage. Returns card, title and the centre of the close button."""
         numbers = [float(word) for word in self.fixture.do("card")[-1].split()[1:]]
         card, title, close, scale = numbers[:4], numbers[4:8], numbers[8:12], numbers[12]
         self.assertEqual(scale, math.ceil(2 * self.pixels * self.stage.scale - 1e-6) / 2)
-        self.assertAlmostEqual(card[2], CARD, delta=0.01)
-        self.assertAlmostEqual(card[0] + card[2] / 2, 187.5, delta=0.01)
         self.assertAlmostEqual(card[1] + card[3] / 2, self.stage.height / 2, delta=0.01)
-        if style in (1, 4):
-            self.assertAlmostEqual(card[3], CARD * 1.5, delta=0.01)
-        close_at = {1: (187.5, card[1] + card[3] + CLOSE), 2: (card[0] + card[2], card[1]),
-                    3: (close[0] + close[2] / 2, close[1] + close[3] / 2)}[1 if style == 4 else style]
-        for at, start, length in zip(close_at, close[:2], close[2:]):
-            self.assertAlmostEqual(start + length / 2, at, delta=0.01)
         self.assertGreaterEqual(card[1], 0)
-        self.assertLessEqual(close_at[1] + (close[3] if style == 3 else CLOSE) / 2, self.stage.height)
-        return card, title, close_at
+        self.assertLessEqual(close[1] + close[3], self.stage.height)
+        return card, title, (close[0] + close[2] / 2, close[1] + close[3] / 2)
 
-    def check_look(self, picture, style, card, title, close_at, outside, dim):
+    def check_look(self, picture, style, card, title, close_at, outside):
         for x, y in outside:
-            self.assertTrue(is_close(picture[x, y], dim), f"{picture[x, y]} outside at {x},{y}")
+            self.assertTrue(is_close(picture[x, y], DIM), f"{picture[x, y]} outside at {x},{y}")
         inset = 4
         for x in (card[0] + inset, card[0] + card[2] - inset):
             for y in (card[1] + inset, card[1] + card[3] - inset):
@@ -152,15 +144,15 @@ class OnX11(Messages):
         for _ in range(2):
             self.assertEqual(self.fixture.await_line("host clicked")[-1:], ["host clicked"])
 
-    def check_message(self, style, size, laid_out_for=None, dim=DIM):
+    def check_message(self, style, size, laid_out_for=None):
         """Checks the front-most message, and closes it."""
         self.stage = Stage(*size, laid_out_for)
         self.fixture.painted()
-        card, title, close_at = self.check_geometry(style)
+        card, title, close_at = self.check_geometry()
         close_pixel = self.place(*close_at)
         outside = self.outside(size, card, close_pixel if style != 3 else None)
         picture = self.picture(size)
-        self.check_look(picture, style, card, title, close_at, outside, dim)
+        self.check_look(picture, style, card, title, close_at, outside)
 
         keys = int(self.fixture.ask("focus").split()[0])
         pointer(*self.clicks(outside), "key", "Tab", "key", "Tab", "key", "shift+Tab", "key", "Tab")
@@ -191,9 +183,8 @@ class OnX11(Messages):
         left, top = self.place(0, 0)
         right, bottom = self.place(375, self.stage.height)
         margin = 2 * self.pixels
-        outside = [(x, part * height / 6) for x in (left - margin, right + margin) for part in range(1, 5)] + \
-                  [(part * width / 6, y) for y in (top - margin, bottom + margin) for part in range(1, 5)]
-        outside = [(x, y) for x, y in outside if 0 <= x < width and 0 <= y < height]
+        outside = [(x, y) for x, y in ring(left - margin, top - margin, right + margin, bottom + margin)
+                   if 0 <= x < width and 0 <= y < height]
         for at in outside:
             self.assertTrue(is_close(picture[at], DIM), f"{picture[at]} outside the page at {at}")
         keys = int(self.fixture.ask("focus").split()[0])
@@ -207,7 +198,7 @@ class OnX11(Messages):
 
     def open_page(self):
         self.since = len(self.fixture.lines)
-        self.fixture.do("page")
+        self.fixture.do("jump https://localhost:1/")
         self.fixture.painted()
 
     def test_messages_and_pages_fit_in_every_window_size_and_scale(self):
@@ -250,17 +241,6 @@ class OnX11(Messages):
                     self.resize(after)
                     self.check_page(after)
 
-    def test_after_a_resize_a_second_message_uses_the_stage_of_the_first(self):
-        self.start(1)
-        self.resize((390, 844))
-        self.show(3)
-        before = self.fixture.ask("screen")
-        self.resize((1280, 800))
-        self.show(1)
-        self.assertEqual(self.fixture.ask("screen"), before)
-        twice = tuple(0.7 * part for part in DIM)
-        self.check_message(1, (1280, 800), laid_out_for=(390, 844), dim=twice)
-
 
 class OnWayland(Messages):
     """The compositor of these tests has no pointer, so only positions and pixels are checked."""
@@ -275,9 +255,9 @@ class OnWayland(Messages):
                 for style in (1, 2, 3):
                     with self.subTest(size=size, style=style):
                         self.show(style)
-                        card, title, close_at = self.check_geometry(style)
+                        card, title, close_at = self.check_geometry()
                         outside = self.outside(size, card, self.place(*close_at) if style != 3 else None)
-                        self.check_look(self.picture(session), style, card, title, close_at, outside, DIM)
+                        self.check_look(self.picture(session), style, card, title, close_at, outside)
                         self.fixture.do_until("dismiss", "code 3")
                 self.assertEqual(self.fixture.close(), 0)
 

@@ -7,11 +7,8 @@
 #include <sstream>
 
 #include "CommandFixture.h"
-#include "Engine/OQSDKManager.h"
-#include "Model/OQWindowData.h"
 #include "Pages/OQNavigation.h"
 #include "Pages/OQWebController.h"
-#include "UI/OQPopWindow.h"
 #include "UIKit/Controllers/UINavigationController.h"
 #include "UIKit/Windows/UIApplication.h"
 #include "UIKit/Windows/UIWindow.h"
@@ -31,19 +28,17 @@ class Fixture : public CommandFixture {
   explicit Fixture(std::string dataFolder) : _dataFolder(std::move(dataFolder)) {
     takeCommands({
         {"prepare", [](auto&) { oq::prepareWebEngine(); }},
-        {"jump", [](auto& in) { jump(in); }},
         {"forget", [](auto&) { oq::Messages::forget(); }},
         {"close", [this](auto&) { shown()->close(); }},
         {"reload", [this](auto&) { shown()->wkWebViewReload(); }},
         {"script", [this](auto& in) { evaluate(in); }},
         {"inject", [this](auto& in) { inject(in); }},
         {"window", [this](auto& in) { popWindow(in); }},
-        {"message", [](auto&) { popMessage(); }},
+        {"message", [](auto&) { popTwoButtons(); }},
         {"cover", [this](auto&) { cover(); }},
         {"uncover", [this](auto&) { _cover->removeFromSuperview(); }},
         {"focus", [this](auto&) { reportFocus(); }},
         {"idle", [](auto&) { Glib::signal_idle().connect_once([] { say("idle"); }, G_PRIORITY_LOW + 100); }},
-        {"resize", [this](auto& in) { resize(*_window, in); }},
         {"grab", [this](auto&) { _entry->grab_focus(); }},
         {"start", [](auto& in) { start(word(in)); }},
         {"record", [](auto& in) { record(word(in)); }},
@@ -57,11 +52,10 @@ class Fixture : public CommandFixture {
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     auto* entry = _entry = Gtk::make_managed<Gtk::Entry>();
     entry->signal_changed().connect([entry] { say("entry " + entry->get_text()); });
-    auto* button = Gtk::make_managed<Gtk::Button>("host");
-    button->set_vexpand();
-    button->signal_clicked().connect([] { say("host clicked"); });
+    auto& button = makeButton("host");
+    button.set_vexpand();
     box->append(*entry);
-    box->append(*button);
+    box->append(button);
     _window->set_child(*box);
     oq::gtk::AttachOptions options;
     options.applicationIdentifier = "com.example.web";
@@ -75,12 +69,6 @@ class Fixture : public CommandFixture {
   }
 
  private:
-  static std::string rest(std::istream& in) {
-    std::string text;
-    std::getline(in >> std::ws, text);
-    return text;
-  }
-
   static void start(const std::string& server) {
     oq::Messages::setUser("user-1");
     oq::Messages::start({"my-application", server});
@@ -92,10 +80,6 @@ class Fixture : public CommandFixture {
     const oq::Value decisions = oq::TorvelinOqManager::engine().recentDecisions();
     const auto count = decisions.size();
     say("outcome " + std::string(count ? decisions.at(count - 1).at("outcome").toString() : ""));
-  }
-
-  static void jump(std::istream& in) {
-    oq::OQSDKManager::sharedManager().jumpToWebViewWithURLStr(oq::JSONValue(rest(in)));
   }
 
   std::shared_ptr<oq::OQWebController> shown() {
@@ -132,14 +116,11 @@ class Fixture : public CommandFixture {
     });
   }
 
-  static void popMessage() {
-    auto data = std::make_shared<oq::OQWindowData>();
-    data->setModelWithDic({{"style", 3},
-                           {"title", {{"text", "Message"}}},
-                           {"buttonLeft", {{"text", "left"}}},
-                           {"buttonRight", {{"text", "right"}}}});
-    oq::makeMainObject<oq::OQPopWindow>()->popWithData(
-        data, [](std::int64_t code, const oq::JSONValue&) { say("code " + std::to_string(code)); });
+  static void popTwoButtons() {
+    popMessage({{"style", 3},
+                {"title", {{"text", "Message"}}},
+                {"buttonLeft", {{"text", "left"}}},
+                {"buttonRight", {{"text", "right"}}}});
   }
 
   void reportCard() {
@@ -196,7 +177,6 @@ class Fixture : public CommandFixture {
   std::string _reported = "page none";
   std::weak_ptr<oq::OQWebController> _last;
   int _number = 0;  ///< counts the opened pages
-  Gtk::Window* _window = nullptr;
   std::shared_ptr<oq::OQPopWindow> _popWindow;
   std::shared_ptr<oq::UIView> _cover;
 };

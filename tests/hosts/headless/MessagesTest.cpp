@@ -122,6 +122,8 @@ TEST_F(MessagesTest, HandlersReportWhatTheUserDoes) {
   start({buttonsCampaign("1", "buy"), picture});
   network->fail("/gone.png", Error{"test", 1, "no such picture"});
 
+  EXPECT_EQ(network->requests("/push/sdk/in_app").at(0).json.at("newUser"), 1) << "no user was stored at the start";
+
   ASSERT_TRUE(Messages::record("buy", Dictionary{{"price", 12}}));
   show();
   EXPECT_TRUE(tap("Yes"));
@@ -137,15 +139,6 @@ TEST_F(MessagesTest, HandlersReportWhatTheUserDoes) {
   EXPECT_TRUE(tap("关闭"));
   EXPECT_EQ(calls, (Calls{"shown 2", "without picture 2", "closed 2"}));
   EXPECT_EQ(reports(), (Calls{"$impDialog", "$clickDialog", "$impDialog", "$closeDialog"}));
-}
-
-TEST_F(MessagesTest, UserSetBeforeTheStartGetsCampaignsInTheFirstRun) {
-  start({buttonsCampaign("1", "buy")});
-  const auto lists = network->requests("/push/sdk/in_app");
-  ASSERT_EQ(lists.size(), 1u);
-  EXPECT_EQ(lists[0].json.at("userId"), "user-1");
-  EXPECT_EQ(lists[0].json.at("newUser"), 1) << "no user was stored at the start";
-  EXPECT_TRUE(lists[0].url.starts_with("https://messages.example/")) << lists[0].url;
 }
 
 TEST_F(MessagesTest, RefusedMessagesAreNotCountedAndMayBeShownLater) {

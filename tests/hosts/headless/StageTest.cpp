@@ -78,29 +78,30 @@ class HeadlessStage : public testing::Test {
   std::int64_t _code = 0;
 };
 
-TEST_F(HeadlessStage, MessagesFitAndBlockTheHostInEveryWindowSize) {
-  for (const CGSize size : kSizes) {
+TEST_F(HeadlessStage, MessagesBlockTheHostAndKeepTheirStageWhileTheWindowIsResized) {
+  std::vector<std::pair<CGSize, CGSize>> cases;  // the window's sizes when the message opens and later
+  for (const CGSize size : kSizes) cases.emplace_back(size, size);
+  for (const CGSize before : {kSizes[1], kSizes[6], kSizes[9]}) {
+    for (const CGSize after : {kSizes[4], kSizes[5]}) cases.emplace_back(before, after);
+  }
+  for (const auto& [before, after] : cases) {
     for (int style = 1; style <= 4; ++style) {
-      SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " style " << style);
-      resize(size);
+      SCOPED_TRACE(testing::Message() << before.width << " to " << after.width << " style " << style);
+      resize(before);
       show(style);
-      expectMessage(Stage::in(size, Stage::sizeFor(size), 1.5));
+      resize(after);
+      expectMessage(Stage::in(after, Stage::sizeFor(before), 1.5));
     }
   }
 }
 
-TEST_F(HeadlessStage, MessageKeepsItsStageWhileTheWindowIsResized) {
-  for (const CGSize before : {kSizes[1], kSizes[6], kSizes[9]}) {
-    for (const CGSize after : {kSizes[4], kSizes[5], kSizes[9]}) {
-      for (int style = 1; style <= 4; ++style) {
-        SCOPED_TRACE(testing::Message() << before.width << " to " << after.width << " style " << style);
-        resize(before);
-        show(style);
-        resize(after);
-        expectMessage(Stage::in(after, Stage::sizeFor(before), 1.5));
-      }
-    }
-  }
+TEST_F(HeadlessStage, SecondMessageUsesTheStageOfTheFirst) {
+  resize({390, 844});
+  show(3);
+  const auto first = _window;
+  resize({1280, 800});
+  show(1);
+  EXPECT_EQ(UIScreen::mainScreen().bounds().size, Stage::sizeFor({390, 844}));
 }
 
 TEST_F(HeadlessStage, PageIsLaidOutAgainAfterAResizeAndBlocksTheHost) {

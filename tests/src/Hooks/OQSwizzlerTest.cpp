@@ -451,7 +451,7 @@ TEST_F(HookHistory, LibraryThatReinstallsItselfAboveOurHookIsCalledOnce) {
 }
 
 /// Libraries may call the former implementation several times, or later.
-TEST_F(HookHistory, BlockRunsOnceIfALibraryPassesTheMessageOnTwiceOrLater) {
+TEST_F(HookHistory, BlockRunsOnceEvenIfALibraryForwardsTheCallTwiceOrWithDelay) {
   static std::vector<std::function<void()>> kept;
   static IMP former;
   Class* cls = classAfter("A*", replacing<'A'>());
@@ -492,7 +492,7 @@ TEST_F(HookHistory, OverrideReachesTheHookThroughItsSuperclass) {
               ElementsAre("override", "original", "block"));
 }
 
-TEST_F(HookHistory, ExceptionOfTheOriginalLeavesNoMessageRecorded) {
+TEST_F(HookHistory, CallIsForgottenIfTheOriginalMethodThrows) {
   static bool fails;
   fails = true;
   Class* cls = makeHookableClass();

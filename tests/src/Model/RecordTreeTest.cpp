@@ -118,7 +118,7 @@ TEST(RecordTree, FindsTheSameNodeAsALinearSearchAfterAnyChange) {
   }
 }
 
-TEST(RecordTree, FileRoundTripLimitsTheUsedCount) {
+TEST(RecordTree, UsedCountReadFromAFileIsAtMostTheCount) {
   test::TemporaryFolder folder;
   const auto file = folder.path() / "records.plist";
   OQRecordTree tree;

@@ -378,7 +378,7 @@ TEST_F(PopWindowOnThePhone, LaysOutByWidthAndHeight) {
   EXPECT_NEAR(window->titleLbl()->font().pointSize(), 19.052, 0.001);
 }
 
-TEST_F(PopWindowOnThePhone, CloseButtonReactsAroundItButNotOnTheCard) {
+TEST_F(PopWindowOnThePhone, CloseButtonTakesTouchesNearItExceptOnTheCard) {
   struct Case {
     int style;
     CGPoint fromItsCenter;

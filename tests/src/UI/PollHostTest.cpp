@@ -227,7 +227,7 @@ TEST_F(PollLoop, PaintsAPictureWhenItArrivesAndNothingAfterwards) {
   EXPECT_EQ(host.frames.size(), frames) << "nothing is painted while nothing changes";
 }
 
-TEST_F(PollLoop, MessageWithoutFramesWaitsUntilThereAreFrames) {
+TEST_F(PollLoop, MessageWaitsWhileTheHostPaintsNoFrames) {
   std::vector<std::int64_t> codes;
   makeMainObject<OQPopWindow>()->popWithTitle("title", "text",
                                               [&](std::int64_t code, const JSONValue&) { codes.push_back(code); });

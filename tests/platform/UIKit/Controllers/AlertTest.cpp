@@ -82,7 +82,7 @@ TEST_F(AlertTest, TwoButtonsAreSideBySideAndNarrowScreensHaveNarrowCards) {
   EXPECT_EQ(card->bounds().size.width, 120);
 }
 
-TEST_F(AlertTest, FadesOutAndThenPerformsTheFirstAnswer) {
+TEST_F(AlertTest, FadesOutAndThenRunsTheHandlerOfTheButtonPressedFirst) {
   present({action("go"), action("no", UIAlertActionStyle::Cancel)});
   tap(*buttons[0]);
   tap(*buttons[1]);
