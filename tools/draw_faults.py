@@ -37,8 +37,8 @@ JOBS = 2
 LEAST_PER_FOLDER = 3
 # These tests check the source tree or an installed copy of it, not behaviour.
 LEFT_OUT = re.compile(r"^(documents|layering|package)\.|^format$|^server_schema$")
-# Test programs list their cases when ctest starts, not when they are built: a program with a fault may be unable to list
-# them, and then the build would fail.
+# Test programs list their cases when ctest starts, not when they are built: a program with a fault may be unable to
+# list them, and then the build would fail.
 CONFIGURE = ["cmake", "--preset", "dev", "-DCMAKE_CXX_FLAGS=--coverage -fprofile-filter-files=/tree/",
              "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
 LLD = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED", "MODULE")]
@@ -220,8 +220,8 @@ class Test:
                 for case in re.findall(r"^    def (test_\w+)", owner.group(2), re.M)]
 
     def passes(self):
-        """Runs the test. Its coverage data go to a temporary folder: if they could not be written, the errors would appear
-        in the output of tests."""
+        """Runs the test. Its coverage data go to a temporary folder: if they could not be written, the errors would
+        appear in the output of tests."""
         with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
             return self._passes(folder)
 
