@@ -36,8 +36,8 @@ for preset in "${presets[@]}"; do
   echo "== $preset: tests"
   report=build/$preset/tests.xml
   rm -f "$report"
-  # One test more than processors, since most tests mostly wait. A test whose program is missing is "skipped" in the
-  # report, but ctest fails.
+  # Runs one more test in parallel than there are processors, since most tests mostly wait. If the program of a test is
+  # missing, the report counts the test as skipped, but ctest fails.
   ctest --preset "$preset" -j "$(($(nproc) + 1))" --output-junit "tests.xml" || complete=false
   [[ -s $report ]] || { echo "$preset wrote no test report" >&2; exit 1; }
   read -r ran broken left_out < <(python3 scripts/test-report.py "$report" "$preset" "$failures")

@@ -38,8 +38,8 @@ double secondsOf(Run&& run) {
   return secondsSince(start);
 }
 
-/// The calling thread's processor time for one call, in seconds. For work that never waits: other processes do not
-/// disturb a short measurement.
+/// The calling thread's processor time for one call, in seconds. Use it for work that never waits: unlike secondsOf(),
+/// it does not count the time in which other processes run.
 template <class Run>
 double ownSecondsOf(Run&& run) {
   const auto now = [] {
@@ -67,7 +67,7 @@ inline double median(const std::vector<double>& samples) {
 }
 
 /// Calls every run once per round and returns their results (mostly seconds). The order changes from round to round,
-/// since each run affects caches and the heap for the next. A first round is not counted.
+/// since each run affects caches and the heap for the next. An additional first round is not counted.
 template <class... Runs>
 std::array<std::vector<double>, sizeof...(Runs)> inTurns(int rounds, Runs&&... runs) {
   std::array<std::vector<double>, sizeof...(Runs)> samples;

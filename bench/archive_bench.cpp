@@ -60,7 +60,7 @@ Windows windows(int count) {
   return made;
 }
 
-/// The minimum for replacing a file safely.
+/// Replaces a file with the fewest steps that are safe: write, flush, rename, flush of the folder.
 void plainWrite(const Data& bytes, const std::filesystem::path& file) {
   const std::string temporary = file.string() + ".tmp";
   const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

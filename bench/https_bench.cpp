@@ -29,7 +29,7 @@ namespace {
 using namespace oq;
 using namespace oq::bench;
 
-constexpr int kPort = 38088;  // of the development environment
+constexpr int kPort = 38088;  // the port of the development environment
 constexpr int kRounds = 15;
 constexpr int kPosts = 300;
 constexpr const char* kPath = "/bench/report";
@@ -42,7 +42,8 @@ void waitForPort() {
   require(lock >= 0 && ::flock(lock, LOCK_EX) == 0, "cannot lock the port");
 }
 
-/// Serves until the parent process ends. Reports through the pipe when it is ready.
+/// Serves until the parent process ends. Writes one byte to the pipe `ready`: 1 when the server can be reached, 0 if
+/// the port is taken.
 [[noreturn]] void serve(const test::Identity& identity, int ready) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   httplib::SSLServer server(identity.certificate.get(), identity.key.get());
@@ -138,8 +139,8 @@ class KeptHandle {
   const std::string _body;
 };
 
-/// A counting semaphore. (The standard library's spins before it waits, which takes processor time from the threads it
-/// waits for.)
+/// A counting semaphore. The standard library's one would spin before it waits, and so take processor time from the
+/// threads that it waits for.
 class Places {
  public:
   explicit Places(int count) : _free(count) {}

@@ -37,7 +37,7 @@ struct Entries {
   bool operator==(const Entries&) const = default;
 };
 
-/// Counts the entries of the message, without other lines at the start of the file.
+/// Counts the lines that end with the message. Other lines, such as those at the start of a log, are not counted.
 Entries entriesOf(const std::filesystem::path& file) {
   Entries found;
   std::ifstream stream(file);

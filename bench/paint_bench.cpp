@@ -169,7 +169,8 @@ class Bench {
   }
   std::string name(const std::string& figure) const { return "paint_scale" + std::to_string(_scale) + "_" + figure; }
 
-  /// Shows the message until it is open and adds the duration of each frame to `frames`.
+  /// Opens the message and paints frames until it is open. Adds each frame's duration in milliseconds to `frames`, if
+  /// that is not nullptr.
   void open(std::vector<double>* frames) {
     _window = makeMainObject<OQPopWindow>();
     _window->popWithData(message(), nullptr);

@@ -86,7 +86,7 @@ void storeCampaigns(const std::filesystem::path& folder) {
   closeAllUserDefaults();
 }
 
-/// A host's start, in a separate process.
+/// Runs in a separate process: starts the library as a host does, and prints the duration in milliseconds.
 [[noreturn]] void startAsHost(const char* folder) {
   HeadlessHost::Options options;
   options.dataDirectory = folder;

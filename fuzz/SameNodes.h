@@ -15,7 +15,7 @@
 /// Compares property lists before and after writing and reading.
 namespace oq::plist {
 
-/// The precision of dates in a format.
+/// How precisely a format stores dates: the binary one as doubles, the XML one in whole seconds.
 enum class DatesIn { doubles, wholeSeconds };
 
 inline bool isSameReal(double one, double other) {

@@ -9,7 +9,8 @@
 #include "Model/OQWindowData.h"
 
 /// Passes arbitrary bytes through the stages of a list response: JSON, its "data", windows, their archive. Parsed JSON
-/// must survive writing and parsing again, and archiving restored windows must give the same archive.
+/// must survive writing and parsing again. An archive of restored windows must stay the same when it is restored and
+/// archived again.
 namespace {
 
 void require(bool holds) {

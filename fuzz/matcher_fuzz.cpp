@@ -32,7 +32,8 @@ class Choices {
     return JSONValue(std::string(1, letters[choice % 3]));
   }
 
-  /// The bits of one byte select the properties.
+  /// A condition or an event: the bits of one byte select its properties, further bytes their values. nullptr for byte
+  /// 255.
   std::shared_ptr<OQWindowEvent> condition() {
     const unsigned keys = below(256);
     if (keys == 255) return nullptr;

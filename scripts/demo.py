@@ -105,7 +105,7 @@ class Screen:
         return Picture(raw)
 
     def shoot_still(self, seconds=5):
-        """A screenshot when nothing moves any more, since pages fade and slide."""
+        """A screenshot when nothing moves any more (pages fade and slide), but after at most `seconds`."""
         end = time.monotonic() + seconds
         before, picture = None, self.shoot()
         while picture != before and time.monotonic() < end:

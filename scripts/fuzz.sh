@@ -7,7 +7,7 @@
 #   scripts/fuzz.sh [seconds, default 60] [target ...]
 # An input that fails is added to the cases, so every run fails until the fault is fixed. The cases named seed-* come
 # from long searches, so that a short search starts where they ended. Inputs that only reach new code are kept in
-# build/fuzz/corpus/<target> for the next run here. The last line counts targets: "N passed, N failed".
+# build/fuzz/corpus/<target> for the next run in this checkout. The last line counts targets: "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

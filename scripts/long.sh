@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 
-# The long versions of tests that ./test.sh runs in a short version, with their figures: processes killed while they
-# write and while they show windows, an absent server, messages in windows of every size, many seeds under
-# ThreadSanitizer, a soak test, an hour of fuzzing. `scripts/long.sh kills soak` runs only those. The variables that set the lengths (CONTRIBUTING.md)
-# also apply here; OQSDK_FUZZ_SECONDS sets the time per fuzz target. The last line is "N passed, N failed".
+# The long versions of tests that ./test.sh runs in a short version; they also print figures. The tests: processes
+# killed while they write and while they show windows, an absent server, messages in windows of every size, many seeds
+# under ThreadSanitizer, a soak test, an hour of fuzzing. `scripts/long.sh kills soak` runs only these two parts. The
+# variables that set the lengths (CONTRIBUTING.md) also apply here; OQSDK_FUZZ_SECONDS sets the time per fuzz target.
+# The last line is "N passed, N failed".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh --tests --fuzz

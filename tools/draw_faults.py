@@ -37,7 +37,8 @@ JOBS = 2
 LEAST_PER_FOLDER = 3
 # These tests check the source tree or an installed copy of it, not behaviour.
 LEFT_OUT = re.compile(r"^(documents|layering|package)\.|^format$|^server_schema$")
-# Test programs list their cases when ctest starts, not when they are built: with a fault, they may be unable to do it.
+# Test programs list their cases when ctest starts, not when they are built: a program with a fault may be unable to
+# list them, and then the build would fail.
 CONFIGURE = ["cmake", "--preset", "dev", "-DCMAKE_CXX_FLAGS=--coverage -fprofile-filter-files=/tree/",
              "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
 LLD = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=lld" for kind in ("EXE", "SHARED", "MODULE")]
@@ -151,7 +152,7 @@ def draw(count, seed):
 
 def found_again(results):
     """Yields the faults that an earlier draw found, each at the nearest equal line of a file with the same name, or
-    else at the only equal line of the tree."""
+    else at the only equal line of the tree. Prints the faults whose line is not found."""
     lines = collections.defaultdict(list)
     for path in sorted(path for top in FOLDERS for path in (ROOT / top).rglob("*.cpp")):
         for number, line in enumerate(path.read_text().split("\n"), 1):
@@ -219,7 +220,8 @@ class Test:
                 for case in re.findall(r"^    def (test_\w+)", owner.group(2), re.M)]
 
     def passes(self):
-        """Runs the test with a folder for its coverage data: write errors would appear in the output of tests."""
+        """Runs the test. Its coverage data go to a temporary folder: if they could not be written, the errors would
+        appear in the output of tests."""
         with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
             return self._passes(folder)
 
@@ -301,7 +303,8 @@ class Tests:
         at_file_scope = line not in self.lines[fault.file]
         chosen = [test for test in self.all if (test.covered.get(fault.file) if at_file_scope
                                                 else line in test.covered.get(fault.file, ()))]
-        # If all programs of a script were killed, the script left no record. It may cover anything that it starts.
+        # If all programs of a script were killed, there are no coverage data of the script. Then it counts as covering
+        # every file of the programs that it starts.
         chosen += [test for test in self.all if not self._size[test.name] and self._starts(test, fault.file) and
                    (not chosen or fault.file.startswith(("hosts", "server", "bindings")))]
 
@@ -387,7 +390,7 @@ class Trial:
 # ---- The report
 
 def report(results, failing, out):
-    """Writes the totals and the two lists as Markdown."""
+    """Writes the totals and the lists of found and surviving faults as Markdown."""
     counted = [entry for entry in results.values() if entry["result"] != "does not compile"]
     found = [entry for entry in counted if entry["result"] == "found"]
     lost = [entry for entry in counted if entry["result"] != "found"]

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The processor time of GTK's main thread for the first web page of a process: for preloading the web engine, and for
-// the page itself, from the call that opens it until nothing moves any more. A turn is the work between two polls. Run
-// it with bench/gtk.sh, which starts an X display. With the argument "cold", nothing is preloaded.
+// the page itself, from the call that opens it until nothing moves any more. A turn is the main loop's work between two
+// polls. Run this program with bench/gtk.sh, which starts an X display. With the argument "cold", nothing is preloaded.
 #include <gtkmm.h>
 #include <httplib.h>
 #include <unistd.h>
@@ -26,9 +26,9 @@ namespace {
 using namespace oq;
 using namespace oq::bench;
 
-constexpr double kFrame = 16.7;      // milliseconds
-constexpr unsigned kSettled = 2500;  // milliseconds after which all work is finished
-constexpr double kLongestTurn = 1.2, kWhole = 3;
+constexpr double kFrame = 16.7;                   // milliseconds
+constexpr unsigned kSettled = 2500;               // milliseconds after which all work is finished
+constexpr double kLongestTurn = 1.2, kWhole = 3;  // goals, in frames
 
 double mainThreadMilliseconds() {
   timespec time{};
@@ -64,7 +64,7 @@ class Turns {
   static inline double _began = mainThreadMilliseconds(), _whole = 0, _longest = 0;
 };
 
-/// The page that style 4 shows, over HTTPS.
+/// An HTTPS server with the page that messages of style 4 show.
 class Server {
  public:
   Server()
@@ -103,7 +103,7 @@ class FirstPage {
     application.add_window(_window);
     _window.present();
     Turns::watch();
-    // First the same animation without a web page, to subtract its cost.
+    // First pushes a page without a web view: report() subtracts the cost of this animation.
     later([] {
       const auto plain = makeMainObject<UIViewController>();
       plain->view()->setBackgroundColor(UIColor::whiteColor());

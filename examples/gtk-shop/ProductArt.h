@@ -7,7 +7,7 @@ struct Color {
   double red, green, blue;
 };
 
-/// Draws a product on the ground line of an area of 200 by 150.
+/// Draws a product that stands on the ground, in an area of artWidth by artHeight units.
 using Drawing = void (*)(Cairo::Context& cr);
 
 constexpr double artWidth = 200;

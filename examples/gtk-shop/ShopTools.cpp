@@ -52,7 +52,7 @@ void showShopTools(ShopWindow& window, TorvelinSDK& analytics, const std::string
     oq::OQFloatingBall::setFloatingBtnClickedCallback(nullptr);
     oq::OQFloatingBall::hide();
   };
-  // The floating ball outlives the window, so it is hidden with the window. This handler is connected before the
-  // others, since one of them deletes the window.
+  // The floating ball outlives the window, so it is hidden with the window. `false` makes this handler run before the
+  // one that deletes the window.
   window.signal_hide().connect(leave, false);
 }

@@ -70,7 +70,7 @@ void startMessages(ShopWindow& window, const Options& options) {
   oq::gtk::collectPages(window.pages());
 }
 
-/// Prints "page NAME" when the library sees a new page. For scripts.
+/// Prints "page NAME" if the library has seen a new page since the last call. For scripts.
 void printPages() {
   static std::string last;
   const std::string page = oq::TorvelinOqManager::engine().pageName().value_or("");
@@ -96,7 +96,8 @@ int main(int argc, char** argv) {
     window->signal_hide().connect([window] { delete window; });
     application->add_window(*window);
     if (options.printLayout) window->printLayout();
-    // Before the library starts: the customer did not choose the first page, so it is not an event.
+    // The library is not started yet, so it does not see the page view that this call records. This is intentional: the
+    // customer did not choose the first page.
     window->showPage("products");
     if (options.printLayout) Glib::signal_timeout().connect([] { return printPages(), true; }, 100);
     startMessages(*window, options);

@@ -39,7 +39,7 @@ void setProperty(GtkWidget* widget, GtkAccessibleProperty property, const std::s
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), property, valid.get(), -1);
 }
 
-/// Gives the focus back. gtk_widget_grab_focus() would also select the text of an entry.
+/// Focuses a widget of the host again. For a text field, gtk_widget_grab_focus() would also select the whole text.
 void giveFocusBack(GtkWidget* widget) {
   if (GTK_IS_TEXT(widget)) {
     gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
@@ -48,7 +48,7 @@ void giveFocusBack(GtkWidget* widget) {
   }
 }
 
-/// An exception must not unwind through GTK's stack frames.
+/// Calls `run` and logs its exceptions, because an exception must not unwind through GTK's stack frames.
 template <class Run>
 void guarded(Run&& run) {
   try {
@@ -137,7 +137,7 @@ HostFocus AccessibilityProxies::hostFocus() const {
 }
 
 void AccessibilityProxies::restoreFocus(const HostFocus& former) {
-  // A widget outside the surface keeps the focus that it has got in the meantime.
+  // If another widget outside the surface has got the focus in the meantime, that widget keeps the focus.
   if (focus() && !gtk_widget_is_ancestor(focus(), _surface)) return;
   const ObjectRef<GtkWidget> widget(static_cast<GtkWidget*>(g_weak_ref_get(static_cast<GWeakRef*>(former.get()))));
   GtkRoot* root = widget ? gtk_widget_get_root(widget.get()) : nullptr;
@@ -179,7 +179,7 @@ bool AccessibilityProxies::isOurs(GtkWidget* widget) const {
   return widget && (widget == _dialog.widget || elementOf(widget) != 0);
 }
 
-/// The element that the widget represents; 0 if there is none.
+/// The id of the element that the widget represents; 0 if it represents none.
 std::uint64_t AccessibilityProxies::elementOf(gpointer widget) const {
   const auto found = std::find_if(_elements.begin(), _elements.end(),
                                   [widget](const auto& entry) { return entry.second.widget == widget; });
@@ -194,7 +194,8 @@ GtkWidget* AccessibilityProxies::focusedProxy() const {
   return found == _elements.end() ? nullptr : found->second.widget;
 }
 
-/// Moves GTK's focus to the window's focused view, and keeps it inside the dialog.
+/// Moves GTK's focus to the proxy of the view that the library has focused. If there is none, keeps GTK's focus inside
+/// the dialog.
 void AccessibilityProxies::followFocus() {
   if (GtkWidget* focused = focusedProxy()) {
     if (focus() != focused) gtk_widget_grab_focus(focused);
@@ -272,13 +273,13 @@ void AccessibilityProxies::left(GtkEventControllerFocus* controller, gpointer se
 
 void AccessibilityProxies::allocate() {
   _changed = false;
-  // Not accessibleTree(), which may be older than the size.
+  // Makes the tree again, because accessibleTree() may be older than the current size.
   const AccessibleTree tree = _views.currentAccessibleTree();
   if (_dialog.widget) place(_dialog, tree, {});
   for (const auto& [id, proxy] : _elements) place(proxy, tree, tree.dialog ? tree.dialog->frame.origin : CGPoint{});
 }
 
-/// `origin`: the origin of the parent widget.
+/// `origin` is the position of the proxy's parent widget, relative to the surface.
 void AccessibilityProxies::place(const Proxy& proxy, const AccessibleTree& tree, CGPoint origin) const {
   // GTK requires measuring before allocating.
   gtk_widget_measure(proxy.widget, GTK_ORIENTATION_HORIZONTAL, -1, nullptr, nullptr, nullptr, nullptr);

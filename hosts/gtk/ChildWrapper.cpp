@@ -9,7 +9,8 @@ namespace {
 
 constexpr const char* kDataKey = "oqsdk-window-child";
 
-/// Moving a widget resets the window's focus and default widgets; this restores both.
+/// Restores the window's focus widget and default widget at the end of a scope. GTK resets both when a widget moves to
+/// another parent.
 class KeepFocus {
  public:
   explicit KeepFocus(GtkWindow* window) : _window(window) {
@@ -33,8 +34,8 @@ class KeepFocus {
   GtkWidget* _default = nullptr;
 };
 
-/// The property that holds a window's contents. For libadwaita's windows this is not "child": replacing that ends the
-/// process. These windows are identified by name, so that libadwaita itself is not needed.
+/// The property that holds a window's contents. For libadwaita's windows it is "content": setting their "child" would
+/// end the process. Their classes are found by name, so that the library need not link libadwaita.
 const char* childProperty(GtkWindow* window) {
   for (const char* name : {"AdwWindow", "AdwApplicationWindow"}) {
     const GType type = g_type_from_name(name);
@@ -57,7 +58,7 @@ void ChildWrapper::wrap(GtkWindow* window, GtkWidget* surface) {
 
 ChildWrapper::ChildWrapper(GtkWindow* window, GtkWidget* surface)
     : _window(window), _property(childProperty(window)), _overlay(gtk_overlay_new()) {
-  // Holds its own reference, because a window that gets another child releases the overlay.
+  // This object holds its own reference, because a window that gets another child releases the overlay.
   g_object_ref_sink(_overlay);
   gtk_overlay_add_overlay(GTK_OVERLAY(_overlay), surface);
   adopt();

@@ -9,8 +9,8 @@ namespace oq::gtk {
 /// child. For libadwaita's windows it wraps the content. Owned by the window. Main thread only.
 class ChildWrapper {
  public:
-  /// Wraps the window's child and each later one; has no effect on a window that is wrapped already. `surface` is shown
-  /// above the child; the overlay takes ownership.
+  /// Wraps the window's child, and each child that the host sets later. The window must not be wrapped yet; see
+  /// isWrapped(). `surface` is shown above the child; the overlay takes ownership of it.
   static void wrap(GtkWindow* window, GtkWidget* surface);
   static bool isWrapped(GtkWindow* window);
 

@@ -23,7 +23,7 @@ std::string identifierFor(const AttachOptions& options) {
   return program ? program : "";
 }
 
-/// Installs the host at the first attachment of the process; later options for the application are ignored.
+/// Applies the options that concern the whole process. Only those of the first attachment count.
 void install(const AttachOptions& options) {
   static bool installed = false;
   if (installed) return;

@@ -18,7 +18,7 @@ class Surface;
 /// thread only.
 class Host : public SurfaceHost {
  public:
-  /// The current host, or a new one.
+  /// Returns the current host; creates one if there is none.
   static std::shared_ptr<Host> shared();
   Host();
   ~Host() override;
@@ -33,7 +33,7 @@ class Host : public SurfaceHost {
   WebPages _webPages;
   GtkSettings* _settings = nullptr;
   gulong _animationsHandler = 0;
-  const HostInstallation _installation{*this, &_webPages};  ///< the last member, because it may call the host
+  const HostInstallation _installation{*this, &_webPages};  ///< declared last: it makes this host callable
 };
 
 }  // namespace oq::gtk

@@ -40,7 +40,7 @@ std::string nameOf(Gtk::Notebook& notebook) {
   return name != G_OBJECT_TYPE_NAME(child->gobj()) ? name : std::string(notebook.get_tab_label_text(*child));
 }
 
-/// `changed` connects a function that is called when another page comes to the front.
+/// `changed` gets a function, and must connect it to the container's signal for a change of the visible page.
 template <class Container, class Changed>
 void watch(Container& container, PageNames names, Changed changed) {
   auto pages = std::make_shared<PageWatch>(std::move(names));

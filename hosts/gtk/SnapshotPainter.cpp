@@ -10,8 +10,8 @@ namespace oq::gtk {
 
 namespace {
 
-/// In pixels. A content that is longer in one direction is not recorded as a whole: it would not fit into a texture,
-/// and processing it takes longer than drawing the visible part.
+/// In pixels. A content whose width or height is larger is not recorded as a whole: it would not fit into a texture,
+/// and processing it takes longer than drawing only its visible part.
 constexpr double kLongest = 8192;
 
 struct NodeCache : LayerContent::Cache {
@@ -152,7 +152,7 @@ void SnapshotPainter::appendContent(LayerContent& content, CGRect destination) {
   gtk_snapshot_restore(_snapshot);
 }
 
-/// Draws the visible part of the content, again in every frame.
+/// Draws only the visible part of a content that is too large to be recorded. This happens again in every frame.
 void SnapshotPainter::appendPart(LayerContent& content, CGPoint origin) {
   CGRect part = CGRect{origin, content.size()}.intersection(visible());
   if (part.isEmpty()) return;
@@ -180,7 +180,7 @@ void SnapshotPainter::shapeShadow(CGRect rect, double cornerRadius, UIColor colo
 void SnapshotPainter::contentShadow(LayerContent& content, CGRect destination, UIColor color, CGSize offset,
                                     double radius) {
   if (color.alpha <= 0) return;
-  // Keeps the outline only: each pixel gets the shadow's colour and its own alpha.
+  // Gives every pixel the shadow's colour, and multiplies the pixel's own alpha by the shadow's.
   const float alphaOnly[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, toFloat(color.alpha)};
   graphene_matrix_t matrix;
   graphene_matrix_init_from_float(&matrix, alphaOnly);

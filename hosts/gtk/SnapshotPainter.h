@@ -41,7 +41,7 @@ class SnapshotPainter : public Painter {
   void push(bool isTranslation) { _pushes.push_back({isTranslation, _origin, _visible}); }
   double snapped(double value, double origin) const;
   CGRect snapped(CGRect rect) const;
-  /// In the current coordinates.
+  /// The visible part of the snapshot, in the current coordinates.
   CGRect visible() const;
   void appendContent(LayerContent& content, CGRect destination);
   void appendPart(LayerContent& content, CGPoint origin);

@@ -70,8 +70,8 @@ void Surface::realizationChanged() {
 
 void Surface::shown() {
   watchToplevel();
-  // GTK shows a window before it lays it out, but the host may record an event in between. So the size must be known
-  // now.
+  // GTK maps a window before it lays out the window, and in between the host may record an event that shows a message.
+  // The message needs a size, so the expected one is used until the layout.
   if (!_surface.isPlaced()) layOutAsExpected();
   updateVisibility();
   noteUse();
@@ -96,7 +96,7 @@ void Surface::watchToplevel() {
   _root = GTK_WINDOW(g_object_ref(native));
   auto activated = +[](GObject*, GParamSpec*, gpointer self) { static_cast<Surface*>(self)->noteUse(); };
   g_signal_connect(_root, "notify::is-active", G_CALLBACK(activated), this);
-  // The host may focus a widget that a dialog covers.
+  // The host may focus a widget that a dialog covers. Then viewsChanged() moves the focus back into the dialog.
   auto focused = +[](GObject*, GParamSpec*, gpointer self) {
     auto* surface = static_cast<Surface*>(self);
     if (surface->_proxies->hasDialog()) surface->_surface.changeLater();
@@ -141,7 +141,7 @@ void Surface::setSize(int width, int height) {
   _surface.setSize({static_cast<double>(width), static_cast<double>(height)}, get_scale_factor());
 }
 
-/// Lays out with the window's size, or, if it has none yet, with the size that GTK will give it.
+/// Lays out the stage with the window's size, or with the size that GTK will give a window that has none yet.
 void Surface::layOutAsExpected() {
   auto* window = GTK_WIDGET(gtk_widget_get_root(gobj()));
   if (!GTK_IS_WINDOW(window)) return;
@@ -166,13 +166,13 @@ HostFocus Surface::hostFocus() {
 }
 
 void Surface::restoreFocus(const HostFocus& focus) {
-  // The host may destroy its window when the focus moves.
+  // When the focus moves, the host may destroy its window and with it this surface.
   const ObjectRef<GtkWidget> kept(GTK_WIDGET(g_object_ref(gobj())));
   _proxies->restoreFocus(focus);
 }
 
 void Surface::viewsChanged() {
-  // The host may destroy its window when the focus moves.
+  // When the focus moves, the host may destroy its window and with it this surface.
   const ObjectRef<GtkWidget> kept(GTK_WIDGET(g_object_ref(gobj())));
   settlePointer();
   if (_nativeChildren->areOutdated(stage())) queue_allocate();
@@ -180,8 +180,8 @@ void Surface::viewsChanged() {
   if (_titleBarGuard) _titleBarGuard->update();
 }
 
-/// Replaces the function in the GTK class, because gtkmm has no virtual function for this. Only surfaces have this GTK
-/// class.
+/// Replaces `focus` in the GTK class, because gtkmm has no virtual function for it. This affects no other widgets,
+/// because only surfaces have this GTK class.
 void Surface::keepFocusInDialogs() {
   GtkWidgetClass* surfaces = GTK_WIDGET_GET_CLASS(gobj());
   surfaces->focus = moveFocus;
@@ -202,7 +202,7 @@ double Surface::frameTime() {
 
 void Surface::snapshot_vfunc(const Glib::RefPtr<Gtk::Snapshot>& snapshot) {
   paintStage(snapshot->gobj(), frameTime());
-  // Animations request their frames one by one, starting with the frame that shows their start.
+  // This frame shows the start of the animation. From now on, the tick callback requests each further frame.
   if (_tick != 0 || !AnimationEngine::shared().isRunning()) return;
   _tick = add_tick_callback(sigc::mem_fun(*this, &Surface::tick));
   _surface.setPaintsContinuously(true);

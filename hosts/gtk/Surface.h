@@ -31,8 +31,8 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   Surface(std::shared_ptr<Host> host, CGSize size, double maximumScale);
   ~Surface() override;
 
-  /// Whether the widget is a surface. Compares the GTK class, because the C++ object of a host's widget may have no
-  /// type information.
+  /// Whether the widget is a surface. Only the GTK class of surfaces contains moveFocus(). A dynamic_cast is no
+  /// alternative, because the C++ object of a host's widget may be compiled without type information.
   static bool isSurface(GtkWidget* widget) { return GTK_WIDGET_GET_CLASS(widget)->focus == &moveFocus; }
 
   /// The widgets that show views of the window; destroyed before the surface.
@@ -101,14 +101,14 @@ class Surface : public Gtk::Widget, public HostSurface::Client {
   std::shared_ptr<bool> _alive = std::make_shared<bool>(true);
   std::unique_ptr<AccessibilityProxies> _proxies;
   std::shared_ptr<NativeChildren> _nativeChildren;
-  // Connected while the widget is mapped.
+  // Set while the widget is mapped.
   GdkSurface* _toplevel = nullptr;
   GtkWindow* _root = nullptr;
   std::unique_ptr<TitleBarGuard> _titleBarGuard;
   guint _tick = 0;
   GtkEventController* _events = nullptr;
   GdkEvent* _pageKey = nullptr;     ///< the last key event that went to a page
-  std::optional<CGPoint> _pointer;  ///< the last known position
+  std::optional<CGPoint> _pointer;  ///< the pointer's last known position
   bool _pointerIsOurs = false;      ///< the last position was over a view of the library
   const char* _cursor = nullptr;    ///< the name of the current cursor
 };

@@ -87,8 +87,8 @@ void Surface::stopListening() {
   g_clear_object(&_events);
 }
 
-/// Whether a touch that begins there is ours: a view of ours would take it, and the host has no widget above it. A web
-/// page is a widget and gets its touches from GTK.
+/// Whether a touch that begins at the point is ours: a view of ours would take it, and no widget of the host lies above
+/// that view. False above a web page, because a page is a widget and gets its touches from GTK.
 bool Surface::isOnTopAt(CGPoint point) {
   GtkWidget* parent = gtk_widget_get_parent(gobj());
   double x = 0, y = 0;
@@ -98,8 +98,8 @@ bool Surface::isOnTopAt(CGPoint point) {
   return _nativeChildren->isEmpty() || !_nativeChildren->has(_window->hitTest(_surface.inStage(point)).get());
 }
 
-/// To be called when the views under a resting pointer may have changed. If the view under it has closed, GTK still
-/// treats the surface as the pointer's widget, and the next press would be lost.
+/// To be called when the views under a resting pointer may have changed. If the view under the pointer has closed, GTK
+/// still treats the surface as the widget under the pointer, and the next press would be lost.
 void Surface::settlePointer() {
   if (!_pointerIsOurs || _surface.hasTouches()) return;
   followPointer();
@@ -126,7 +126,7 @@ void Surface::pointerLeft() {
 void Surface::givePointerBack() {
   _pointerIsOurs = false;
   // GTK has no function that determines the widget under the pointer again, but it does so when this widget becomes
-  // insensitive. A web page of the surface must not lose the focus, though.
+  // insensitive. That would take the focus from a web page in the surface, so a page that has the focus prevents it.
   if (get_focus_child()) return;
   set_sensitive(false);
   set_sensitive(true);
@@ -171,11 +171,12 @@ bool Surface::handle(GdkEvent* event) {
 bool Surface::locate(GdkEvent* event, CGPoint& point) {
   GtkNative* native = gtk_widget_get_native(gobj());
   GdkSurface* surface = native ? gtk_native_get_surface(native) : nullptr;
-  // A popover above has its own surface and coordinates; its events are not ours.
+  // A popover has its own GDK surface and coordinates; its events are not ours.
   if (!surface || gdk_event_get_surface(event) != surface) return false;
   double x = 0, y = 0;
   if (!gdk_event_get_position(event, &x, &y)) {
-    // A scroll event has no position, and querying the display ends the process for some kinds of devices.
+    // A scroll event has no position. The last known one is used, because asking the display for the position ends the
+    // process for some kinds of devices.
     if (gdk_event_get_event_type(event) != GDK_SCROLL) return gdk_event_get_event_type(event) == GDK_TOUCH_CANCEL;
     if (_pointer) point = *_pointer;
     return _pointer.has_value();
@@ -203,7 +204,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
       return endPress(point);
     default:
       if (!running) followPointer();
-      // A page below a view of ours does not see the pointer either.
+      // A web page below a view of ours must not get the movement.
       if (!running) return !_nativeChildren->isEmpty() && isOnTopAt(point);
       // If the button is not down any more, the release was lost, for example to a grab by the host.
       if (gdk_event_get_modifier_state(event) & GDK_BUTTON1_MASK) {
@@ -218,7 +219,7 @@ bool Surface::handlePointer(GdkEvent* event, CGPoint point) {
 bool Surface::endPress(CGPoint point) {
   std::weak_ptr<bool> alive = _alive;
   _surface.touchEnded(pointerTouch, point);
-  // The action of the press may have closed the window.
+  // The action of the press may have closed the host's window and destroyed this surface.
   if (!alive.expired()) followPointer();
   return true;
 }
@@ -266,7 +267,8 @@ bool Surface::handleScroll(GdkEvent* event, CGPoint point) {
   return _surface.scroll(point, dx, dy);
 }
 
-/// While a dialog is shown its keys are handled before the host's widgets get them; without one GTK handles all keys.
+/// While a dialog is shown, the library handles the keys before the host's widgets get them. Without a dialog GTK
+/// handles all keys.
 bool Surface::handleKey(GdkEvent* event) {
   GtkNative* native = gtk_widget_get_native(gobj());
   if (!native || gdk_event_get_surface(event) != gtk_native_get_surface(native)) return false;
@@ -274,15 +276,15 @@ bool Surface::handleKey(GdkEvent* event) {
   constexpr auto looked = GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK;
   auto key = keyFor(gdk_key_event_get_keyval(event), static_cast<GdkModifierType>(modifiers & looked));
   if (!key || !_proxies->hasDialog()) return false;
-  // A web page in the dialog handles its own keys. Only Escape and Back are handled here, because the page has no key
-  // to leave it.
+  // While a web page in the dialog has the focus, the page handles the keys. Only Escape and Back are handled here,
+  // because the page itself has no key that closes it.
   const bool leaves = key == UIKeyboardKey::Escape || key == UIKeyboardKey::Back;
   if (!_proxies->hasKeyboard() && !leaves) {
     rememberPageKey(event);
     return false;
   }
-  // If a page does not use a key, the engine queues the same event again. This includes the Tab that moved the focus
-  // out of the page, so it must not move the focus a second time.
+  // If a page does not use a key, the engine queues the same event again, also for the Tab that moved the focus out of
+  // the page. The repeated event must be ignored, or that Tab would move the focus a second time.
   if (event == _pageKey) return true;
   if (key == UIKeyboardKey::Tab && modifiers & GDK_SHIFT_MASK) key = UIKeyboardKey::BackTab;
   if (key == UIKeyboardKey::Tab && goIntoPage(true)) return true;
@@ -296,7 +298,8 @@ void Surface::rememberPageKey(GdkEvent* event) {
   if (event) _pageKey = gdk_event_ref(event);
 }
 
-/// In the focus order, a page in a dialog comes after the dialog's last button and before its first.
+/// Moves the focus into the dialog's web page if it is the page's turn. The focus moves in a circle: the page comes
+/// after the dialog's last button and before its first. Returns whether the focus has moved.
 bool Surface::goIntoPage(bool forward) {
   auto dialog = frontmostDialog(*_window);
   GtkWidget* page = dialog ? _nativeChildren->widgetIn(*dialog) : nullptr;

@@ -33,7 +33,8 @@ bool hasGesture(GtkWidget* widget) {
   return found;
 }
 
-/// Whether a widget there handles presses. Labels and boxes of a title bar do not: a press on them moves the window.
+/// Whether the widget, or one around it in the title bar, is a control of the host. Labels and boxes are not: a press
+/// on them moves the window. The window's own buttons do not count, because they must work while a dialog is shown.
 bool takesPresses(GtkWidget* widget, GtkWidget* titleBar) {
   for (; widget && widget != titleBar; widget = gtk_widget_get_parent(widget)) {
     if (GTK_IS_WINDOW_HANDLE(widget)) return false;
@@ -64,7 +65,7 @@ void TitleBarGuard::update() {
   setDimmed(_hasDialog() ? gtk_window_get_titlebar(_window) : nullptr);
 }
 
-/// The host may have replaced or destroyed the bar that was dimmed.
+/// Dims this title bar and no other; nullptr: none. The host may have replaced or destroyed the bar that was dimmed.
 void TitleBarGuard::setDimmed(GtkWidget* titleBar) {
   if (_dimmed && _dimmed != titleBar) gtk_widget_remove_css_class(_dimmed, kDimmedClass);
   g_set_weak_pointer(&_dimmed, titleBar);
@@ -81,9 +82,9 @@ gboolean TitleBarGuard::handleEvent(GtkEventControllerLegacy*, GdkEvent* event, 
 /// Blocks only scrolling and the beginning of presses. Without its beginning a press never becomes a click, so the
 /// events that follow it may pass.
 bool TitleBarGuard::isHeldBack(GdkEvent* event) {
-  // An open menu has its own surface above everything.
+  // An open menu has its own GDK surface; its events pass.
   if (gdk_event_get_surface(event) != gtk_native_get_surface(GTK_NATIVE(_window))) return false;
-  // Scroll events have no position.
+  // A scroll event has no position: then the last known one stays.
   gdk_event_get_position(event, &_x, &_y);
   const GdkEventType type = gdk_event_get_event_type(event);
   if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN && type != GDK_SCROLL) return false;

@@ -12,7 +12,7 @@ namespace oq::gtk {
 /// the bar still moves the window. Main thread only.
 class TitleBarGuard {
  public:
-  /// Calls `hasDialog` at each press. The guard must be destroyed before the window.
+  /// `hasDialog` returns whether the window's surface shows a dialog. The guard must be destroyed before the window.
   TitleBarGuard(GtkWindow* window, std::function<bool()> hasDialog);
   ~TitleBarGuard();
   TitleBarGuard(const TitleBarGuard&) = delete;

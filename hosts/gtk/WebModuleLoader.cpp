@@ -51,7 +51,7 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
     reason = *problem;
     return std::nullopt;
   }
-  // RTLD_NOW resolves all symbols here, so that this does not delay a page later.
+  // RTLD_NOW resolves all symbols now, on the loading thread, so that resolving them does not delay a page later.
   void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!module) {
     const char* problem = dlerror();
@@ -63,7 +63,7 @@ std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string&
   const auto prepare = function<PrepareWebPages>(module, "oqsdk_prepare_web_pages");
   const auto removeData = function<RemoveWebData>(module, "oqsdk_remove_web_data");
   if (!version || !open || !prepare || !removeData || std::string(version()) != OQSDK_WEB_MODULE_VERSION) {
-    // Not unloaded: unloading the engine's libraries would end the process.
+    // The module stays loaded, because unloading the engine's libraries would end the process.
     reason = file.string() + " belongs to another version";
     return std::nullopt;
   }

@@ -18,8 +18,8 @@ struct WebModule {
 
 /// Whether the module's file exists. Thread-safe.
 bool isWebModuleInstalled();
-/// Loads the module. nullopt, with the reason, if it is missing, has another version, or its engine would end the
-/// process here. Thread-safe. Calls none of the engine's functions.
+/// Loads the module, but calls none of the engine's functions. Returns nullopt and sets `reason` if the module is
+/// missing or has another version, or if the engine would end this process. Thread-safe.
 std::optional<WebModule> loadWebModule(const SandboxTrial& sandbox, std::string& reason);
 
 }  // namespace oq::gtk

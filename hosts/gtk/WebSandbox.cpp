@@ -57,8 +57,8 @@ std::optional<std::string> failureOf(const SandboxTrial& trial) {
 }
 
 /// The command that tries the sandbox. It uses the namespaces and mounts with which the engine starts its processes, so
-/// that it fails exactly when they would fail. Optional mounts are included, one per folder, because a folder without
-/// search permission is an error even for these. The program that runs inside is the D-Bus proxy, which the engine
+/// that it fails exactly when they would fail. It includes optional mounts, because these fail too if their folder may
+/// not be searched; one mount per folder is enough. The program that runs inside is the D-Bus proxy, which the engine
 /// needs as well.
 Command sandbox() {
   Command command;

@@ -7,8 +7,8 @@
 
 namespace oq::gtk {
 
-/// How to try the web engine's sandbox. It contains all values from the environment, because the host may change the
-/// environment while another thread reads it.
+/// What objectionToSandbox() needs to try the web engine's sandbox. The values from the environment are copied on the
+/// main thread, because the host may change the environment while another thread reads it.
 struct SandboxTrial {
   bool isNeeded = true;
   std::string display;
@@ -17,9 +17,9 @@ struct SandboxTrial {
 /// Main thread only. `display` is the name of the host's display.
 SandboxTrial sandboxTrial(const std::string& display);
 
-/// Why the web engine's sandbox cannot be built here, or why its processes could not reach the display from inside;
-/// nullopt if both work. If they do not, the engine ends the process. Runs the tool that builds the sandbox, which
-/// takes a few milliseconds. Thread-safe.
+/// Why the web engine's sandbox cannot be built here, or why the processes in it could not reach the display; nullopt
+/// if there is no problem. If there is one, opening a page would end the host's process. Runs the tool that builds the
+/// sandbox, which takes a few milliseconds. Thread-safe.
 std::optional<std::string> objectionToSandbox(const SandboxTrial& trial);
 
 }  // namespace oq::gtk

@@ -25,7 +25,7 @@ namespace oq {
 namespace {
 
 constexpr double kFrame = 1.0 / 60;
-/// A condition may depend on other threads, so it is checked at least once in this many milliseconds.
+/// The condition of runUntil() may depend on other threads, so it is checked at least once in this many milliseconds.
 constexpr guint kPoll = 5;
 constexpr int kFinger = 0;
 
@@ -42,7 +42,7 @@ const char* nameOf(AccessibleRole role) {
   return names[static_cast<int>(role)];
 }
 
-/// Wakes the main loop at an interval while it exists.
+/// While an object of this class exists, the main loop wakes up at the given interval.
 class Ticker {
  public:
   explicit Ticker(guint milliseconds) : _id(g_timeout_add(milliseconds, &Ticker::tick, nullptr)) {}
@@ -63,7 +63,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   explicit Impl(const Options& options);
   ~Impl() override;
 
-  // The caller moves the clock, and the screen is painted when the caller reads it.
+  // The caller moves the clock, so a deadline needs no timer. The screen is painted only when the caller reads it.
   double now() const override { return _now; }
   void setDeadline(double) override {}
   void frameWanted() override { _isOutdated = true; }
@@ -79,7 +79,7 @@ class __attribute__((visibility("hidden"))) HeadlessHost::Impl : public SurfaceH
   UIWindow& window() { return *_surface->window(); }
   HostSurface& surface() { return *_surface; }
   double scale() const { return _scale; }
-  /// The screen, painted over white in place of the host's own widgets.
+  /// The screen as it is now. A white background takes the place of a host's widgets.
   const PixelBuffer& screen();
 
  private:

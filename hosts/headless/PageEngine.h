@@ -10,7 +10,7 @@
 
 namespace oq {
 
-/// The state that a page shares with the library's view of it.
+/// The state of a page, shared by the caller's HeadlessPage and the page object that the library uses.
 // The enclosing class is exported; without this attribute the nested class would be, too.
 class __attribute__((visibility("hidden"))) HeadlessPage::Impl {
  public:

@@ -44,7 +44,7 @@ void centeredText(cairo_t* cr, const std::string& text, double size, UIColor col
            false);
 }
 
-/// Hills: the sum of two waves.
+/// Draws hills, whose outline is the sum of two waves.
 void hills(cairo_t* cr, double base, double height, double phase, UIColor color) {
   cairo_move_to(cr, 0, 780);
   for (int x = 0; x <= 520; x += 4) {
@@ -56,7 +56,7 @@ void hills(cairo_t* cr, double base, double height, double phase, UIColor color)
   cairo_fill(cr);
 }
 
-/// A poster of 520 by 780.
+/// Draws a poster of 520 by 780 units; png() scales it.
 void drawPoster(cairo_t* cr) {
   cairo_rectangle(cr, 0, 0, 520, 780);
   fillWith(cr, cairo_pattern_create_linear(0, 0, 0, 780),
@@ -83,7 +83,7 @@ void ellipse(cairo_t* cr, double x, double y, double across, double down) {
   cairo_restore(cr);
 }
 
-/// A mug on a table, 520 by 341.
+/// Draws a mug on a table, 520 by 341.25 units; png() scales it.
 void drawStillLife(cairo_t* cr) {
   cairo_rectangle(cr, 0, 0, 520, 342);
   fillWith(cr, cairo_pattern_create_linear(0, 0, 0, 342), {{0, .93, .88, .80, 1}, {1, .86, .77, .66, 1}});

@@ -5,7 +5,7 @@ namespace oq::gtk {
 
 namespace {
 
-/// Whether the event comes from the user, as an action or only a movement of the pointer.
+/// Whether the event is an input of the user; a mere movement of the pointer counts.
 bool isFromUser(GdkEventType type) {
   switch (type) {
     case GDK_MOTION_NOTIFY:
@@ -45,8 +45,8 @@ HiddenScrollBar::~HiddenScrollBar() {
 void HiddenScrollBar::show() {
   gtk_event_controller_set_propagation_phase(_input.get(), GTK_PHASE_NONE);
   webkit_user_content_manager_remove_all_style_sheets(webkit_web_view_get_user_content_manager(_view));
-  // The engine creates no bar for an existing document until the document's overflow changes. So the script changes it
-  // and restores it before anything is painted. The page keeps its inline style.
+  // The engine creates no bar for an existing document until the document's overflow changes. So the script changes the
+  // overflow and restores the page's own inline style before anything is painted.
   constexpr const char* makeBar =
       "const root = document.documentElement, hadStyle = root.hasAttribute('style'), before = root.style.cssText;"
       "root.style.setProperty('overflow', 'hidden', 'important'); root.offsetHeight;"

@@ -88,7 +88,7 @@ gboolean goOnWithoutPassword(WebKitWebView*, WebKitAuthenticationRequest* reques
 
 }  // namespace
 
-/// The page and the name of one message handler, for the handler's signal.
+/// One message handler of the page; passed to the handler's signal as its data.
 struct Page::Handler {
   Page& page;
   std::string name;
@@ -189,7 +189,8 @@ void Page::connectLoad() {
   g_signal_connect(_view, "script-dialog", G_CALLBACK(refuse), nullptr);
 }
 
-/// Blocks everything that leads out of the page: to files, to other windows of the user, to the keyring.
+/// Denies the page everything outside its widget: permissions, files, stored passwords, menus, printing, notifications
+/// and the full screen.
 void Page::connectLimits() {
   g_signal_connect(_view, "permission-request", G_CALLBACK(denyPermission), this);
   g_signal_connect(_view, "run-file-chooser", G_CALLBACK(cancelFileChooser), this);
@@ -199,7 +200,7 @@ void Page::connectLimits() {
     g_signal_connect(_view, offered, G_CALLBACK(refuse), this);
 }
 
-/// Detects a wheel or touchpad that continues upwards at the page's top.
+/// Detects that the user continues to scroll upwards, by wheel or touchpad, at the top of the page.
 void Page::connectPulls() {
   GtkEventController* wheel = gtk_event_controller_scroll_new(GTK_EVENT_CONTROLLER_SCROLL_VERTICAL);
   gtk_event_controller_set_propagation_phase(wheel, GTK_PHASE_CAPTURE);
@@ -291,7 +292,7 @@ void Page::loadChanged(WebKitLoadEvent event) {
       gtk_widget_set_opacity(widget(), 1);
       return _client.pageCommitted();
     case WEBKIT_LOAD_FINISHED:
-      // The engine reports this after a failure as well.
+      // The engine emits this event after a failure as well.
       if (!_failed) _client.pageFinished();
       return;
   }
@@ -301,7 +302,8 @@ bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& 
   _failed = true;
   const bool committed = event == WEBKIT_LOAD_COMMITTED || event == WEBKIT_LOAD_FINISHED;
   // The engine may open a connection before the load. If that connection's certificate is refused, the load that waits
-  // for it fails with G_IO_ERROR_CANCELLED. A real cancellation has an error code of the engine.
+  // for the connection fails with G_IO_ERROR_CANCELLED, and is repeated. A real cancellation has another error code:
+  // one of WEBKIT_NETWORK_ERROR.
   if (!committed && g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && _cancellations++ < 3) {
     retryWhenAllowed(textOf(address));
     return true;
@@ -311,8 +313,8 @@ bool Page::loadFailed(WebKitLoadEvent event, const char* address, const GError& 
   return true;
 }
 
-/// If the library trusts the certificate's authority and only the engine does not, the certificate is allowed for its
-/// host, and the load is repeated once.
+/// If the library trusts the certificate's authority and only the engine does not, allows the certificate for the host
+/// name in the address, and repeats the load once.
 bool Page::certificateRefused(const char* address, GTlsCertificate* certificate) {
   _failed = true;
   const std::string url = textOf(address);

@@ -50,16 +50,16 @@ class Page : public WidgetPage {
 
   WebPageClient& _client;
   WebKitWebView* const _view;
-  WebKitUserContentManager* const _content;  ///< the view's
+  WebKitUserContentManager* const _content;  ///< owned by the view
   HiddenScrollBar _scrollBar;
   GCancellable* _gone = g_cancellable_new();
   std::vector<std::unique_ptr<Handler>> _handlers;
-  std::vector<Dialog> _dialogs;  ///< those that scripts wait for
+  std::vector<Dialog> _dialogs;  ///< open dialogs, for whose answers scripts wait
   std::string _allowed;          ///< the address whose certificate was allowed for the current load
   std::string _retried;          ///< the address that is loaded again without a report to the client
   std::string _shown;            ///< the address to load after a crash
   bool _failed = false;          ///< the current load has failed
-  int _cancellations = 0;        ///< of the current load
+  int _cancellations = 0;        ///< how often the current load failed with G_IO_ERROR_CANCELLED
   bool _crashed = false;
   double _pulled = 0;
 };

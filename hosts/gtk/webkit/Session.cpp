@@ -32,7 +32,8 @@ WebKitNetworkSession* makeSession(const std::string& folder) {
   // Storing passwords would use the keyring, which may show a question to the user.
   webkit_network_session_set_persistent_credential_storage_enabled(session, FALSE);
   g_signal_connect(session, "download-started", G_CALLBACK(cancelDownload), nullptr);
-  // Each view shows one page once, so no memory is used to make going back faster.
+  // This model uses no memory for documents that were shown before. They are rarely needed, because each view belongs
+  // to one page of the library.
   webkit_web_context_set_cache_model(webkit_web_context_get_default(), WEBKIT_CACHE_MODEL_DOCUMENT_VIEWER);
   return session;
 }
@@ -95,7 +96,7 @@ bool prepareNextPart(const char* folder) {
       webkit_web_view_evaluate_javascript(preparedView, "0", -1, nullptr, nullptr, nullptr, nullptr, nullptr);
       return ownAuthorities() != nullptr;
     case 5: {
-      // Loads the module that verifies certificates.
+      // Creating a certificate database makes GLib load its TLS module.
       const ObjectRef<GTlsDatabase> authorities(g_tls_file_database_new(ownAuthorities(), nullptr));
       return false;
     }

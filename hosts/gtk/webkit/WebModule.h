@@ -5,14 +5,15 @@
 
 #include "WebKit/WebEngine.h"
 
-/// The interface between the GTK host and the module with the web engine. The module is not linked with the library,
-/// nor the host with the engine: they share interfaces and these function names.
+/// The interface between the GTK host and the module with the web engine. The module does not link the library, and the
+/// host does not link the engine. They share only these types and the names of the functions below, which the host
+/// looks up in the module.
 namespace oq::gtk {
 
 /// A page that a widget shows.
 class WidgetPage : public WebPage {
  public:
-  /// Owned by the page. Code that gives it a parent must unparent it before the page is destroyed.
+  /// Owned by the page. Code that gives the widget a parent must unparent it before the page is destroyed.
   virtual GtkWidget* widget() const = 0;
   /// Widget points per point of the page.
   virtual void setZoom(double zoom) = 0;
@@ -22,8 +23,8 @@ class WidgetPage : public WebPage {
 /// "oqsdk_open_web_page": the caller deletes the page; the client must outlive it. Pages and cookies are stored in the
 /// folder that the first call of a process passes.
 using OpenWebPage = WidgetPage* (*)(const char* folder, const WebPageSettings& settings, WebPageClient& client);
-/// "oqsdk_prepare_web_pages": each call does one step of the first page's initialization, with the same folder, and
-/// takes about a frame. Returns whether a step is left.
+/// "oqsdk_prepare_web_pages": each call does one step of the first page's initialization, which takes about as long as
+/// a frame. Pass the same folder in all calls. Returns whether a step is left.
 using PrepareWebPages = bool (*)(const char* folder);
 /// "oqsdk_remove_web_data": removes what pages have stored. Returns false if the engine has not used the folder yet;
 /// then the caller can remove the folder.
