@@ -62,7 +62,9 @@ auto call(Body&& body, Otherwise&& otherwise) -> decltype(body()) {
   const CallScope scope;
   setLastError("");
   try {
-    return body();
+    auto result = body();
+    setLastError("");  // a call of a callback may have failed
+    return result;
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const Failure& failure) {

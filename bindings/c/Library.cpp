@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "Dispatch/DispatchQueue.h"
-#include "UIKit/Windows/UIApplication.h"
+#include "Host/HostInstallation.h"
 #include "c/Guard.h"
 #include "c/Handlers.h"
 #include "c/ProgramHost.h"
@@ -65,7 +65,7 @@ oq_result oq_init(const oq_init_options* options) {
   return call([&] {
     requireNoCallback("oq_init");
     const auto given = readStruct(options, OQ_FIRST_SIZE(oq_init_options, no_animations), "options");
-    if (UIApplication::sharedApplication().host()) throw Failure(OQ_ERROR_STATE, "A host is installed already.");
+    if (isProcessPrepared() && !ProgramHost::isGone()) throw Failure(OQ_ERROR_STATE, "A host is installed already.");
     const HostedApplication application{required(given.application, "application"), optional(given.version, "version"),
                                         optional(given.data_folder, "data_folder")};
     ProgramHost::install(application, !given.no_animations);

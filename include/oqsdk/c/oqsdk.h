@@ -76,7 +76,7 @@ typedef struct oq_init_options {
   { sizeof(oq_init_options), NULL, NULL, NULL, false }
 
 /** Installs a host that the program drives with oq_pump(). The calling thread becomes the main thread. Fails if a host
- * is installed already. */
+ * was installed already, also by a toolkit. */
 OQ_API oq_result oq_init(const oq_init_options* options);
 /** Frees all surfaces and pages, removes all callbacks, and uninstalls the host of oq_init(). Afterwards only
  * oq_init(), oq_version() and oq_last_error() work. Reports that were not sent are sent in a later run if the server
