@@ -96,7 +96,7 @@ double oq_pump(double budget) {
   });
 }
 
-oq_result oq_set_wake(void (*wake)(void* data), void* data, void (*release)(void* data)) {
+oq_result oq_on_wake(void (*wake)(void* data), void* data, void (*release)(void* data)) {
   return call([&] {
     requireMainThread();
     ProgramHost::required();

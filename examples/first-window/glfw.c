@@ -166,7 +166,7 @@ static bool start_messages(void) {
   oq_surface_options surface = OQ_SURFACE_OPTIONS_INIT;
   surface.frame_wanted = frame_wanted;
   surface.data = &game;
-  if (oq_init(&init) != OQ_OK || oq_set_wake(wake, NULL, NULL) != OQ_OK) return false;
+  if (oq_init(&init) != OQ_OK || oq_on_wake(wake, NULL, NULL) != OQ_OK) return false;
   game.surface = oq_surface_new(&surface);
   if (!game.surface) return false;
   oq_start_options start = OQ_START_OPTIONS_INIT;

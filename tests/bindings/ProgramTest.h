@@ -41,7 +41,7 @@ class ProgramTest : public WorldTest {
     const std::string data = folder().string();
     options.data_folder = data.c_str();
     EXPECT_EQ(oq_init(&options), OQ_OK) << oq_last_error();
-    EXPECT_EQ(oq_set_wake(&ProgramTest::wake, this, nullptr), OQ_OK);
+    EXPECT_EQ(oq_on_wake(&ProgramTest::wake, this, nullptr), OQ_OK);
   }
   oq_surface* makeSurface() {
     oq_surface_options options = OQ_SURFACE_OPTIONS_INIT;

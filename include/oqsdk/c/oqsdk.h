@@ -91,7 +91,7 @@ OQ_API oq_result oq_shutdown(void);
 OQ_API double oq_pump(double budget);
 /** `wake` is called, on any thread, each time there is work for oq_pump(). It should only wake the program's loop, and
  * must not call the library. NULL removes it; afterwards it is not running any more. Main thread. */
-OQ_API oq_result oq_set_wake(void (*wake)(void* data), void* data, void (*release)(void* data));
+OQ_API oq_result oq_on_wake(void (*wake)(void* data), void* data, void (*release)(void* data));
 
 /* ---- Start, user, events ---- */
 
