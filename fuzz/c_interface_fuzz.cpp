@@ -182,7 +182,7 @@ void callSurface() {
     case 4:
       return require(oq_surface_pixel_size(surface, &width, choices.flag() ? &height : nullptr));
     case 5:
-      oq_surface_touch(surface, choices.below(3), static_cast<oq_touch>(choices.below(5)), x, y);
+      oq_surface_touch(surface, choices.below(3), static_cast<int>(choices.below(5)), x, y);
       return;
     case 6:
       oq_surface_pointer(surface, choices.flag(), x, y);
@@ -191,7 +191,7 @@ void callSurface() {
       oq_surface_scroll(surface, x, y, choices.number(), choices.number());
       return;
     case 8:
-      oq_surface_key(surface, static_cast<oq_key>(choices.below(13)));
+      oq_surface_key(surface, static_cast<int>(choices.below(13)));
       return;
     case 9:
       require(oq_surface_list_elements(
@@ -230,7 +230,7 @@ void callMessages() {
     case 6:
       return require(oq_refresh());
     case 7:
-      return require(oq_set_server(static_cast<oq_environment>(choices.below(4)), choices.string()));
+      return require(oq_set_server(static_cast<int>(choices.below(4)), choices.string()));
     case 8:
       return require(oq_track_push(choices.flag(), choices.string()));
     case 9:
@@ -239,7 +239,7 @@ void callMessages() {
     case 10:
       return require(oq_page_hide(chosen(program.pages)));
     default:
-      return require(oq_reporter_report(chosen(program.reporters), static_cast<oq_action>(choices.below(8))));
+      return require(oq_reporter_report(chosen(program.reporters), static_cast<int>(choices.below(8))));
   }
 }
 

@@ -110,7 +110,7 @@ oq_result oq_set_handlers(const oq_handlers* handlers) {
   });
 }
 
-oq_result oq_reporter_report(oq_reporter* reporter, oq_action action) {
+oq_result oq_reporter_report(oq_reporter* reporter, int action) {
   return call([&] {
     requireHost();
     const auto handle = reporters().get(reporter);

@@ -33,7 +33,7 @@ Value objectIn(const char* json, const char* name) {
   return object;
 }
 
-std::uint64_t checkedEnvironment(oq_environment environment) {
+std::uint64_t checkedEnvironment(int environment) {
   if (environment < OQ_ENVIRONMENT_PRODUCTION || environment > OQ_ENVIRONMENT_DEVELOPMENT)
     throw Failure(OQ_ERROR_ARGUMENT, "There is no such environment.");
   return static_cast<std::uint64_t>(environment);
@@ -123,7 +123,7 @@ oq_result oq_start(const oq_start_options* options) {
   });
 }
 
-oq_result oq_set_environment(oq_environment environment) {
+oq_result oq_set_environment(int environment) {
   return call([&] {
     requireMainThread();
     const std::uint64_t type = checkedEnvironment(environment);
@@ -133,7 +133,7 @@ oq_result oq_set_environment(oq_environment environment) {
   });
 }
 
-oq_result oq_set_server(oq_environment environment, const char* url) {
+oq_result oq_set_server(int environment, const char* url) {
   return forward([&] {
     if (!url) throw Failure(OQ_ERROR_ARGUMENT, "url is NULL.");
     check(Messages::setServer(checkedEnvironment(environment), optional(url, "url")));

@@ -88,7 +88,7 @@ CGPoint checkedPoint(double x, double y) {
   return {x, y};
 }
 
-bool touch(HostSurface& layer, std::int64_t finger, oq_touch phase, CGPoint point) {
+bool touch(HostSurface& layer, std::int64_t finger, int phase, CGPoint point) {
   switch (phase) {
     case OQ_TOUCH_BEGAN:
       layer.noteUse();
@@ -221,7 +221,7 @@ uint32_t oq_surface_state(oq_surface* surface) {
   });
 }
 
-bool oq_surface_touch(oq_surface* surface, int64_t finger, oq_touch phase, double x, double y) {
+bool oq_surface_touch(oq_surface* surface, int64_t finger, int phase, double x, double y) {
   return input(surface, [&](HostSurface& layer) { return touch(layer, finger, phase, checkedPoint(x, y)); });
 }
 
@@ -239,7 +239,7 @@ bool oq_surface_scroll(oq_surface* surface, double x, double y, double dx, doubl
   });
 }
 
-bool oq_surface_key(oq_surface* surface, oq_key key) {
+bool oq_surface_key(oq_surface* surface, int key) {
   return input(surface, [&](HostSurface& layer) {
     static_assert(static_cast<int>(KeyboardKey::End) == OQ_KEY_END);
     if (key < OQ_KEY_TAB || key > OQ_KEY_OTHER) throw Failure(OQ_ERROR_ARGUMENT, "There is no such key.");

@@ -351,12 +351,12 @@ gboolean oqsdk_messages_start(OqsdkMessages* self, const char* app_key, const ch
 
 gboolean oqsdk_messages_set_environment(OqsdkMessages* self, OqsdkEnvironment environment, GError** error) {
   g_return_val_if_fail(OQSDK_IS_MESSAGES(self), FALSE);
-  return isDone(oq_set_environment(static_cast<oq_environment>(environment)), error);
+  return isDone(oq_set_environment(static_cast<int>(environment)), error);
 }
 
 gboolean oqsdk_messages_set_server(OqsdkMessages* self, OqsdkEnvironment environment, const char* url, GError** error) {
   g_return_val_if_fail(OQSDK_IS_MESSAGES(self), FALSE);
-  return isDone(oq_set_server(static_cast<oq_environment>(environment), url), error);
+  return isDone(oq_set_server(static_cast<int>(environment), url), error);
 }
 
 gboolean oqsdk_messages_set_user(OqsdkMessages* self, const char* user, GError** error) {

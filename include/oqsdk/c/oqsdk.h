@@ -22,6 +22,8 @@
  * Threads: a function may be called on any thread unless "Main thread" is written at its declaration. The main thread
  * is the one that called oq_init() or attached the first window.
  *
+ * A parameter of an enum, for example oq_key, is an int, so that any other number is an error and not undefined.
+ *
  * Strings are UTF-8 with a NUL at the end. The library copies strings that it receives. Strings and structs that a
  * callback receives are valid until the callback returns.
  *
@@ -118,11 +120,12 @@ typedef enum oq_environment {
   OQ_ENVIRONMENT_TEST = 1,
   OQ_ENVIRONMENT_DEVELOPMENT = 2
 } oq_environment;
-/** Chooses the environment whose server is used, also for later runs. Call it before oq_start(). Main thread. */
-OQ_API oq_result oq_set_environment(oq_environment environment);
-/** Sets the server's address of an environment for this run: an https URL with a host, and optionally a port and a path
- * that is put before the paths of all requests. "" restores the address that was built in. */
-OQ_API oq_result oq_set_server(oq_environment environment, const char* url);
+/** Chooses the environment (oq_environment) whose server is used, also for later runs. Call it before oq_start(). Main
+ * thread. */
+OQ_API oq_result oq_set_environment(int environment);
+/** Sets the server's address of an environment (oq_environment) for this run: an https URL with a host, and optionally
+ * a port and a path that is put before the paths of all requests. "" restores the address that was built in. */
+OQ_API oq_result oq_set_server(int environment, const char* url);
 /** Sets the user for whom campaigns are fetched, also for later runs. Best called before oq_start(). The messages and
  * campaigns of another user are removed; how often each campaign was shown on this device is kept. */
 OQ_API oq_result oq_set_user(const char* user);
@@ -195,9 +198,10 @@ typedef struct oq_handlers {
 /** Replaces all callbacks; NULL removes them. A former callback may still be running on another thread when this
  * returns; its `release` is called after that. */
 OQ_API oq_result oq_set_handlers(const oq_handlers* handlers);
-/** Reports the action; a click also opens the link of that part. The first report must be OQ_SHOWN; any other action
- * ends the message. Fails in any other order, after the end, and when the library has removed the message. */
-OQ_API oq_result oq_reporter_report(oq_reporter* reporter, oq_action action);
+/** Reports the action (oq_action); a click also opens the link of that part. The first report must be OQ_SHOWN; any
+ * other action ends the message. Fails in any other order, after the end, and when the library has removed the message.
+ */
+OQ_API oq_result oq_reporter_report(oq_reporter* reporter, int action);
 /** The message counts as gone. NULL is allowed. */
 OQ_API oq_result oq_reporter_free(oq_reporter* reporter);
 
@@ -327,9 +331,9 @@ OQ_API uint32_t oq_surface_state(oq_surface* surface);
  * return false after an error. */
 /** The phase of a touch. */
 typedef enum oq_touch { OQ_TOUCH_BEGAN = 0, OQ_TOUCH_MOVED = 1, OQ_TOUCH_ENDED = 2, OQ_TOUCH_CANCELLED = 3 } oq_touch;
-/** A touch, or a press of the primary mouse button. `finger` is any number that distinguishes fingers. A press counts
- * as use of the window. */
-OQ_API bool oq_surface_touch(oq_surface* surface, int64_t finger, oq_touch phase, double x, double y);
+/** A touch, or a press of the primary mouse button. `phase` is an oq_touch. `finger` is any number that distinguishes
+ * fingers. A press counts as use of the window. */
+OQ_API bool oq_surface_touch(oq_surface* surface, int64_t finger, int phase, double x, double y);
 /** The pointer has moved with no button pressed, or, with `inside` false, has left the window. Returns whether a press
  * there has an effect; then the pointer should be a hand. */
 OQ_API bool oq_surface_pointer(oq_surface* surface, bool inside, double x, double y);
@@ -350,7 +354,8 @@ typedef enum oq_key {
   OQ_KEY_END = 10,
   OQ_KEY_OTHER = 11 /**< any other key: consumed while a message covers the window */
 } oq_key;
-OQ_API bool oq_surface_key(oq_surface* surface, oq_key key);
+/** A key (oq_key) was pressed. */
+OQ_API bool oq_surface_key(oq_surface* surface, int key);
 /** Whether the library consumes a touch at this point. */
 OQ_API bool oq_surface_covers(oq_surface* surface, double x, double y);
 

@@ -118,7 +118,7 @@ TEST_F(CInterface, ProgramCanDrawAMessageItselfAndReportWhatHappens) {
   const Value described = Value::parse(content);
   EXPECT_EQ(described.at("buttonRight").at("text"), "Yes");
   EXPECT_EQ(oq_reporter_report(reporter, OQ_LEFT_BUTTON), OQ_ERROR_STATE) << "it is not shown yet";
-  EXPECT_EQ(oq_reporter_report(reporter, static_cast<oq_action>(7)), OQ_ERROR_ARGUMENT);
+  EXPECT_EQ(oq_reporter_report(reporter, 7), OQ_ERROR_ARGUMENT);
   EXPECT_EQ(oq_reporter_report(reporter, OQ_SHOWN), OQ_OK);
   EXPECT_EQ(oq_reporter_report(reporter, OQ_RIGHT_BUTTON), OQ_OK);
   EXPECT_EQ(oq_reporter_report(reporter, OQ_CLOSED), OQ_ERROR_STATE) << "it is gone";
@@ -216,9 +216,8 @@ TEST_F(CInterface, InvalidArgumentsAreRefusedWithAReason) {
       {"struct too small", OQ_ERROR_ARGUMENT, [&] { return startWith([](auto& o) { o.size = 8; }); }},
       {"size not set", OQ_ERROR_ARGUMENT, [&] { return startWith([](auto& o) { o.size = 0; }); }},
       {"size is garbage", OQ_ERROR_ARGUMENT, [&] { return startWith([](auto& o) { o.size = SIZE_MAX; }); }},
-      {"environment", OQ_ERROR_ARGUMENT, [] { return oq_set_environment(static_cast<oq_environment>(3)); }},
-      {"server's environment", OQ_ERROR_ARGUMENT,
-       [] { return oq_set_server(static_cast<oq_environment>(-1), "https://a.example"); }},
+      {"environment", OQ_ERROR_ARGUMENT, [] { return oq_set_environment(3); }},
+      {"server's environment", OQ_ERROR_ARGUMENT, [] { return oq_set_server(-1, "https://a.example"); }},
       {"server is NULL", OQ_ERROR_ARGUMENT, [] { return oq_set_server(OQ_ENVIRONMENT_TEST, nullptr); }},
       {"server is no URL", OQ_ERROR_ARGUMENT, [] { return oq_set_server(OQ_ENVIRONMENT_TEST, "example"); }},
       {"user is NULL", OQ_ERROR_ARGUMENT, [] { return oq_set_user(nullptr); }},
@@ -248,11 +247,10 @@ TEST_F(CInterface, InvalidArgumentsAreRefusedWithAReason) {
       {"pixel size", OQ_ERROR_ARGUMENT, [&] { return oq_surface_pixel_size(surface, nullptr, &other); }},
       {"no pixels", OQ_ERROR_ARGUMENT, [&] { return paintWith([](auto& b) { b.pixels = nullptr; }); }},
       {"stride", OQ_ERROR_ARGUMENT, [&] { return paintWith([](auto& b) { b.stride = 4; }); }},
-      {"touch", OQ_ERROR_ARGUMENT,
-       [&] { return failed(!oq_surface_touch(surface, 1, static_cast<oq_touch>(4), 1, 1)); }},
+      {"touch", OQ_ERROR_ARGUMENT, [&] { return failed(!oq_surface_touch(surface, 1, 4, 1, 1)); }},
       {"position", OQ_ERROR_ARGUMENT, [&] { return failed(!oq_surface_touch(surface, 1, OQ_TOUCH_BEGAN, nan, 1)); }},
       {"scrolling", OQ_ERROR_ARGUMENT, [&] { return failed(!oq_surface_scroll(surface, 1, 1, 0, INFINITY)); }},
-      {"key", OQ_ERROR_ARGUMENT, [&] { return failed(!oq_surface_key(surface, static_cast<oq_key>(12))); }},
+      {"key", OQ_ERROR_ARGUMENT, [&] { return failed(!oq_surface_key(surface, 12)); }},
       {"elements", OQ_ERROR_ARGUMENT, [&] { return oq_surface_list_elements(surface, nullptr, nullptr); }},
   };
   for (const BadCall& bad : badCalls) {
