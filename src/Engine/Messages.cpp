@@ -34,12 +34,12 @@ OQMessageControl& control() {
 Status Messages::start(const MessageOptions& options) {
   if (options.appKey.empty()) return failure("The application key is empty.");
   if (auto problem = OQServerAddress::problemWith(options.server)) return failure(std::move(*problem));
-  // Called first, because the calls below may store something.
-  if (options.requireConsent) OQConsent::require();
   if (!options.server.empty()) {
     if (auto problem = OQServerAddress::set(OQSDKManager::getEnvironment(), options.server))
       return failure(std::move(*problem));
   }
+  // After everything that can fail, and before everything that may store something.
+  if (options.requireConsent) OQConsent::require();
   guarded([&] {
     OQServerAddress::allowEnvironmentVariable(options.serverFromEnvironment);
     if (options.oneAtATime) setOneAtATime(true);

@@ -483,6 +483,9 @@ TEST_F(MessagesTest, BadInputGetsAnErrorAndChangesNothing) {
   EXPECT_EQ(errorOf(Messages::record("buy", Array{1})), "The event's properties are not a dictionary.");
   EXPECT_EQ(errorOf(Messages::record("buy")), "The library is not started.");
   EXPECT_NE(errorOf(Messages::setServer(OQEnvironmentProduction, "https://user@messages.example")), "");
+  TorvelinOqConfig::defaultConfig()->setEnvType(3);
+  EXPECT_EQ(errorOf(Messages::start({"app", "https://messages.example", false, true})), "There is no environment 3.");
+  EXPECT_TRUE(Messages::hasConsent()) << "it is not required yet";
   settle();
   EXPECT_TRUE(network->requests().empty());
   EXPECT_EQ(outcome(), "");
