@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +64,12 @@ inline std::filesystem::path freshFolder() {
   const auto folder = root / std::to_string(++number);
   std::filesystem::create_directory(folder);
   return folder;
+}
+
+/// Limits the size of files that this process writes, as on a full disk.
+inline void limitFileSize(rlim_t bytes) {
+  const rlimit limit{bytes, RLIM_INFINITY};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 /// Waits for the process and returns its status as from waitpid().

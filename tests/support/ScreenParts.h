@@ -13,16 +13,21 @@
 
 namespace oq::test {
 
-/// All views of this type on the screen, in tree order.
+/// The view and the views below it that are of this type, in tree order.
 template <class View>
-std::vector<std::shared_ptr<View>> viewsOnScreen() {
+std::vector<std::shared_ptr<View>> viewsIn(const std::shared_ptr<UIView>& root) {
   std::vector<std::shared_ptr<View>> found;
   std::function<void(const std::shared_ptr<UIView>&)> collect = [&](const auto& view) {
     if (auto fitting = std::dynamic_pointer_cast<View>(view)) found.push_back(fitting);
     for (const auto& child : view->subviews()) collect(child);
   };
-  if (auto window = OQNavigation::keyWindow()) collect(window);
+  if (root) collect(root);
   return found;
+}
+
+template <class View>
+std::vector<std::shared_ptr<View>> viewsOnScreen() {
+  return viewsIn<View>(OQNavigation::keyWindow());
 }
 
 inline std::vector<std::string> buttonTitlesOnScreen() {

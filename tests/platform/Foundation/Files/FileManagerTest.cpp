@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,11 +21,6 @@ namespace {
 using Paths = std::vector<std::filesystem::path>;
 
 volatile sig_atomic_t handled = 0;
-
-void limitFileSize(rlim_t bytes) {
-  rlimit limit{bytes, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-}
 
 }  // namespace
 

@@ -11,7 +11,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <sstream>
 
 #include "Foundation/Files/FileDescriptor.h"
 #include "Foundation/Networking/CurlTransport.h"
@@ -31,10 +30,8 @@ const std::string kLateAnswer = "HTTP/1.1 408 Request Timeout\r\nContent-Length:
 
 /// The request's method and path, as in "GET:/1".
 std::string nameOf(const std::string& request) {
-  std::istringstream words(request);
-  std::string method, path;
-  words >> method >> path;
-  return method + ":" + path;
+  std::string name = request.substr(0, request.find(" HTTP/"));
+  return name.replace(name.find(' '), 1, ":");
 }
 
 /// Waits until each connection of this process to the port has received bytes, the end of the stream or an error.
@@ -75,8 +72,9 @@ class ClosingServer {
   void serve(RawServer::Connection& connection) {
     const int signal = _signal;
     while (connection.waitForRequest(signal)) {
-      const std::string request = connection.readRequest(), name = nameOf(request);
+      const std::string request = connection.readRequest();
       if (request.empty()) break;
+      const std::string name = nameOf(request);
       {
         std::lock_guard lock(_mutex);
         _requests.push_back(name);
@@ -108,10 +106,8 @@ const Ending kEndings[] = {
     {"LateAnswerAndFin", [](auto& connection) { connection.write(kLateAnswer), connection.closeTCP(); }},
 };
 
-class IdleConnections : public testing::Test {
+class IdleConnections : public TransportTest {
  protected:
-  ~IdleConnections() override { setURLTransport(nullptr); }
-
   /// Sends `count` requests in parallel, alternating reports and pictures, and expects each to get its own response.
   void sendBurst(int count, const std::function<std::string(const std::string&)>& url) {
     std::vector<std::pair<std::string, std::future<Outcome>>> sent;

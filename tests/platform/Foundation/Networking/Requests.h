@@ -26,6 +26,12 @@ struct Outcome {
   std::int64_t errorCode = 0;  ///< 0 for a response
 };
 
+/// The real transport, unless the test sets another one.
+class TransportTest : public testing::Test {
+ protected:
+  ~TransportTest() override { setURLTransport(nullptr); }
+};
+
 inline URLRequest post(const std::string& address, const std::string& body = "{}", double timeout = 20) {
   URLRequest request(URL::withString(address), URLRequestCachePolicy::ReloadIgnoringLocalCacheData, timeout);
   request.setHTTPMethod("POST");

@@ -19,10 +19,9 @@ namespace {
 using namespace std::chrono_literals;
 using namespace test;
 
-class ServerFaults : public testing::Test {
+class ServerFaults : public TransportTest {
  protected:
   ServerFaults() { LoopbackServer::trustTestAuthority(); }
-  ~ServerFaults() override { setURLTransport(nullptr); }
 };
 
 /// A port that accepts connections, and neither sends nor reads anything.

@@ -18,10 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 using namespace test;
 
-class URLSessionTest : public testing::Test {
- protected:
-  ~URLSessionTest() override { setURLTransport(nullptr); }
-};
+using URLSessionTest = TransportTest;
 
 TEST_F(URLSessionTest, SendsTheRequestAndReturnsTheResponse) {
   LoopbackServer server;

@@ -102,13 +102,13 @@ TEST(KeyedArchiver, OtherToolsReadArchivesInTheStandardLayout) {
   EXPECT_EQ(python(R"(a = plistlib.load(open(path, 'rb'))
 o = a['$objects']
 at = lambda uid: o[uid.data]
-print(a['$version'], a['$archiver'], o[0], list(a['$top']))
+print(a['$version'], a['$archiver'], o[0], list(a['$top']), a['OQChecksum'][:7])
 root = at(a['$top']['root'])
 print(at(root['$class'])['$classes'], len(root['NS.objects']), root['NS.objects'][0] == root['NS.objects'][2])
 print(o.count('shared'))
 )",
                    data),
-            "100000 NSKeyedArchiver $null ['root']\n"
+            "100000 NSKeyedArchiver $null ['root'] b'OQcrc32'\n"
             "['NSMutableArray', 'NSArray', 'NSObject'] 3 True\n"
             "1\n");
 }
@@ -229,4 +229,8 @@ TEST(KeyedArchiver, DamagedArchiveIsRejected) {
     ASSERT_FALSE(unarchived(flipped)) << "bit " << bit;
     ASSERT_FALSE(unarchived(Data(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(bit / 8)))) << bit / 8;
   }
+  Data longer = data;
+  longer.push_back(0);
+  EXPECT_FALSE(unarchived(longer));
+  EXPECT_TRUE(plist::writeSealed({{std::string("no dictionary")}, 0}).empty());
 }

@@ -71,7 +71,8 @@ TEST(XMLPropertyList, RejectsInvalidPropertyLists) {
       "<real/>", "<real>1e999</real>", "<real>1,5</real>",
       // dates and bytes
       "<date>2024-02-30T00:00:00Z</date>", "<date>2024-02-03T24:00:00Z</date>", "<date>2024-02-03T00:00:00</date>",
-      "<date>2024-02-03</date>", "<data>a</data>", "<data>****</data>", "<data>AA=A</data>"};
+      "<date>2024-02-03</date>", "<data>a</data>", "<data>****</data>", "<data>AA=A</data>", "<data>aGVsbG8</data>",
+      "<data>aGVsbG8==</data>", "<data>aG==Vs</data>", "<data>====</data>", "<data>aGVsb===</data>"};
   for (const char* content : contents) EXPECT_FALSE(readText(document(content))) << content;
   for (const std::string& text :
        {std::string("<true/>"), document("<true/>") + document("<true/>"), document("<true/>") + "x",

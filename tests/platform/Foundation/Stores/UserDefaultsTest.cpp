@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -180,10 +179,6 @@ TEST_F(UserDefaultsTest, FailedWriteReturnsFalseAndChangesNothing) {
   suite()->setObject(JSONValue("old"), "k");
   closeAllUserDefaults();
   EXPECT_TRUE(holdsInChild([] {
-    const auto limitFileSize = [](rlim_t bytes) {
-      rlimit limit{bytes, RLIM_INFINITY};
-      ::setrlimit(RLIMIT_FSIZE, &limit);
-    };
     if (!suite()->setObject(JSONValue("warm"), "w")) return false;
     limitFileSize(16384);
     bool failed = !suite()->setObject(Data(200000, 1), "k");

@@ -80,15 +80,36 @@ TEST(Value, CopiesAreIndependentAndAPartCanReplaceTheWhole) {
 }
 
 TEST(Value, ParsesJSONOrReportsTheError) {
+  const auto deep = [](std::size_t levels) { return std::string(levels, '[') + std::string(levels, ']'); };
   std::string error = "old";
   EXPECT_EQ(Value::parse("\xEF\xBB\xBF [1, 2.0, \"é\"] ", &error).json(), "[1,2.0,\"é\"]");
   EXPECT_EQ(error, "");
+  EXPECT_EQ(Value::parse(" -0.5e-3 ").toDouble(), -0.0005);
+  EXPECT_EQ(Value::parse(deep(512)).json(), deep(512));
   for (const auto& [text, reason] : {std::pair{"", "not JSON at byte 0"},
                                      {"[1, x]", "not JSON at byte 4"},
                                      {"1 2", "not JSON at byte 2"},
                                      {"[1e999]", "a number is out of range"}}) {
     EXPECT_TRUE(Value::parse(text, &error).isNull() && Value::parse(text).isNull()) << text;
     EXPECT_NE(error.find(reason), std::string::npos) << text << ": " << error;
+  }
+  const std::string refused[] = {"{",
+                                 "[1,]",
+                                 "{\"a\":}",
+                                 "nul",
+                                 "[1]x",
+                                 "\xef\xbb\xbf",
+                                 "{\xef\xbb\xbf}",
+                                 "'a'",
+                                 std::string("[1]\0", 4),
+                                 deep(513),
+                                 "NaN",
+                                 "{\"a\":{\"b\":-1e999}}",
+                                 "\"\xff\"",
+                                 "\"\xed\xa0\x80\"",
+                                 "\"\\ud800\""};
+  for (const std::string& text : refused) {
+    EXPECT_TRUE(Value::parse(text, &error).isNull() && !error.empty()) << text.substr(0, 40);
   }
 }
 

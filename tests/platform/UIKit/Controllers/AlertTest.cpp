@@ -4,18 +4,10 @@
 #include "UIKit/Views/UIButton.h"
 #include "UIKit/Views/UILabel.h"
 #include "platform/UIKit/Windows/ScriptedHost.h"
+#include "support/ScreenParts.h"
 
 namespace oq {
 namespace {
-
-/// Adds the views of this class below the view, in depth-first order.
-template <class View>
-void collect(const UIView& view, std::vector<std::shared_ptr<View>>& found) {
-  for (const auto& child : view.subviews()) {
-    if (auto match = std::dynamic_pointer_cast<View>(child)) found.push_back(match);
-    collect(*child, found);
-  }
-}
 
 class AlertTest : public UIKitTest {
  protected:
@@ -26,10 +18,8 @@ class AlertTest : public UIKitTest {
     for (const auto& action : actions) alert->addAction(action);
     window->setRootViewController(makeMainObject<UIViewController>());
     window->rootViewController()->presentViewController(alert, false);
-    buttons.clear();
-    labels.clear();
-    collect(*alert->view(), buttons);
-    collect(*alert->view(), labels);
+    buttons = test::viewsIn<UIButton>(alert->view());
+    labels = test::viewsIn<UILabel>(alert->view());
     card = buttons.at(0)->superview();
   }
   std::shared_ptr<UIAlertAction> action(const char* title, UIAlertActionStyle style = UIAlertActionStyle::Default) {
@@ -114,7 +104,7 @@ TEST_F(AlertTest, EscapeChoosesCancelOrElseTheFirstButtonThatHasNoHandler) {
 TEST_F(AlertTest, MailDialogShowsThatTheMailProgramIsBeingOpened) {
   const auto page = makeMainObject<MFMailComposeViewController>()->topViewController()->view();
   EXPECT_EQ(page->accessibilityLabel(), "Opening your mail program");
-  collect(*page, labels);
+  labels = test::viewsIn<UILabel>(page);
   EXPECT_EQ(labels.at(0)->text(), "Opening your mail program");
   EXPECT_EQ(labels.at(1)->text(), "The message waits there to be sent.");
 }
