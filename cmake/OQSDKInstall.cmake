@@ -88,6 +88,17 @@ if(TARGET oqsdk_gtk)
                         HEADERS ${OQSDK_GTK_HEADERS})
 endif()
 
+if(TARGET oqsdk_qt)
+  file(GLOB OQSDK_QT_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/qt/*.h)
+  oqsdk_library(oqsdk_qt NAME qt RUNTIME qt DEVELOPMENT qt_development PKG_CONFIG oqsdk-qt6 FOR_HOSTS
+                HEADERS ${OQSDK_QT_HEADERS})
+endif()
+if(TARGET oqsdk_sdl)
+  file(GLOB OQSDK_SDL_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/sdl/*.h)
+  oqsdk_library(oqsdk_sdl NAME sdl RUNTIME sdl DEVELOPMENT sdl_development PKG_CONFIG oqsdk-sdl2
+                HEADERS ${OQSDK_SDL_HEADERS})
+endif()
+
 set(OQSDK_INSTALLS_INTROSPECTION FALSE)
 if(BUILD_SHARED_LIBS AND OQSDK_BUILD_INTROSPECTION)
   set(OQSDK_INSTALLS_INTROSPECTION ${OQSDK_INSTALL})
