@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-deps.sh --bench
+scripts/install-deps.sh --bench gtk gtk-web
 mkdir -p build
 log=build/bench-gtk-build.log
 if ! { cmake --preset bench -B build/bench-gtk -DOQSDK_BUILD_GTK=ON &&

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-deps.sh --bench
+scripts/install-deps.sh --bench none
 log=build/bench-build.log
 mkdir -p build
 if ! { cmake --preset bench && cmake --build --preset bench; } >"$log" 2>&1; then

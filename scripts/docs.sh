@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-[[ ${1:-} == --quick ]] || scripts/install-deps.sh --docs
+[[ ${1:-} == --quick ]] || scripts/install-deps.sh --docs none
 mkdir -p build/docs
 OQSDK_VERSION=$(sed -n 's/^project(OQSDK VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) doxygen Doxyfile
 echo "$PWD/build/docs/reference/index.html"

@@ -18,7 +18,7 @@ if [[ ${#targets[@]} -eq 0 ]]; then
   for source in fuzz/*_fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
 fi
 
-scripts/install-deps.sh --fuzz
+scripts/install-deps.sh --fuzz none
 build=build/fuzz
 mkdir -p "$build"
 cmake --preset fuzz >"$build/configure.log" 2>&1 || { cat "$build/configure.log"; exit 1; }

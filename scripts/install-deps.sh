@@ -2,9 +2,11 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # Installs missing Debian packages. This is the only list of the project's packages. Without options: what building
-# needs. It is quick if nothing is missing, and needs root or sudo only if something is.
+# needs. It is quick if nothing is missing, and needs root or sudo only if something is. HOST is gtk, gtk-web, qt, qt-web
+# or sdl, where gtk-web and qt-web are the modules for web pages. Without a HOST, the packages of all hosts are
+# installed; otherwise only those of the named ones, and with the name "none" those of no host.
 #
-#   install-deps.sh [--demo] [--tests] [--bench] [--fuzz] [--docs] [--package] [--try]
+#   install-deps.sh [--demo] [--tests] [--bench] [--fuzz] [--docs] [--package] [--try] [HOST...]
 set -euo pipefail
 
 packages=(
@@ -13,43 +15,72 @@ packages=(
   # the library
   libcurl4-openssl-dev libssl-dev libsqlite3-dev libboost-json1.81-dev libglib2.0-dev libpango1.0-dev libcairo2-dev
   libgdk-pixbuf-2.0-dev libjpeg-dev libfontconfig-dev zlib1g-dev
-  # the GTK host, the campaign server
-  libgtkmm-4.0-dev libcpp-httplib-dev
+  # the campaign server
+  libcpp-httplib-dev
   # introspection data and files for Vala
   gobject-introspection libgirepository1.0-dev valac
-  # the web engine
-  libwebkitgtk-6.0-dev
 )
-# The demo: the web engine's sandbox, a display, pointer events, screenshots, fonts.
+# The demo: a display, pointer events, screenshots, fonts.
 demo=(
-  bubblewrap xdg-dbus-proxy python3 xvfb xdotool imagemagick fonts-dejavu-core fonts-noto-cjk
+  python3 xvfb xdotool imagemagick fonts-dejavu-core fonts-noto-cjk
 )
 # Test libraries, a second compiler, programs that the tests run, and the formatter that they check with.
 tests=(
-  "${demo[@]}"
   libgtest-dev libgmock-dev python3-jsonschema clang-14 clang-format-14 groff-base
   openssl sqlite3 nginx dbus doxygen python3-gi strace
   # The keychain with a Secret Service: the service, and the library that the keychain loads at run time.
   gnome-keyring libsecret-1-0
-  # A window manager, a Wayland compositor, window properties, another kind of GTK window, one more font.
-  openbox weston x11-utils libadwaita-1-0 fonts-noto-color-emoji
-  # The example of a game, and OpenGL without a graphics card.
-  libglfw3-dev libgl-dev libgl1-mesa-dri
-  # The example in Python.
-  gir1.2-gtk-4.0
+  # A window manager, a Wayland compositor, window properties, one more font.
+  openbox weston x11-utils fonts-noto-color-emoji
 )
 
-for option in "$@"; do
-  case $option in
-    --demo) packages+=("${demo[@]}") ;;
-    --tests) packages+=("${tests[@]}") ;;
-    --bench) packages+=("${demo[@]}" libspdlog-dev libplist-dev) ;;
+# The hosts: what building one needs, what its demo needs as well, and what its tests need as well.
+declare -A host host_demo host_tests
+host[gtk]="libgtkmm-4.0-dev"
+# The examples in Python, and of a game with OpenGL without a graphics card.
+host_demo[gtk]="python3-gi gir1.2-gtk-4.0 libglfw3-dev libgl-dev libgl1-mesa-dri"
+host_tests[gtk]="libadwaita-1-0"  # another kind of window
+host[gtk-web]="libwebkitgtk-6.0-dev"
+host_demo[gtk-web]="bubblewrap xdg-dbus-proxy"  # the web engine's sandbox
+host_tests[gtk-web]=""
+host[qt]="qt6-base-dev qt6-declarative-dev"
+host_demo[qt]="libgl1-mesa-dri qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
+  qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtqml-workerscript"
+host_tests[qt]="qt6-wayland at-spi2-core"
+host[qt-web]="qt6-webengine-dev"
+host_demo[qt-web]=""
+host_tests[qt-web]=""
+host[sdl]="libsdl2-dev"
+host_demo[sdl]="libgl1-mesa-dri"
+host_tests[sdl]=""
+
+usage() {
+  sed -n 's/^#   install-deps.sh/usage: install-deps.sh/p' "$0" >&2
+  exit 2
+}
+chosen=() of_hosts=("")
+for word in "$@"; do
+  case $word in
+    --demo) packages+=("${demo[@]}"); of_hosts+=(demo) ;;
+    --tests) packages+=("${demo[@]}" "${tests[@]}"); of_hosts+=(demo tests) ;;
+    --bench) packages+=("${demo[@]}" libspdlog-dev libplist-dev); of_hosts+=(demo) ;;
     --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
     --package) packages+=(dpkg-dev file python3) ;;
     --try) packages+=(mmdebstrap iproute2) ;;
-    *) echo "usage: install-deps.sh [--demo] [--tests] [--bench] [--fuzz] [--docs] [--package] [--try]" >&2; exit 2 ;;
+    -*) usage ;;
+    none) chosen+=(none) ;;
+    *) [[ -v host[$word] ]] || usage; chosen+=("$word") ;;
   esac
+done
+[[ ${#chosen[@]} -gt 0 ]] || chosen=("${!host[@]}")
+for name in "${chosen[@]}"; do
+  [[ $name != none ]] || continue
+  for purpose in "${of_hosts[@]}"; do
+    declare -n list=host${purpose:+_$purpose}
+    read -r -d '' -a words <<<"${list[$name]}" || true
+    packages+=("${words[@]}")
+  done
 done
 
 missing=()

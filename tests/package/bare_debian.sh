@@ -4,8 +4,9 @@
 # Installs the packages in minimal Debian 12 systems in a temporary folder, uses them there as a newcomer would, and
 # removes them. The first system gets no recommended packages, so it has no web engine: libraries and server, programs
 # in C++ and C that are built with CMake and pkg-config, and the guide's first window, on an X display, until it shows a
-# campaign's message. The second system also gets the web engine, and shows a web page. The third gets all recommended
-# packages. Prints how many packages and megabytes each step adds. Needs root and the network.
+# campaign's message. The second system also gets the web engine, and shows a web page; then the first window in Python,
+# for which it gets introspection data. The third gets all recommended packages. Prints how many packages and megabytes
+# each step adds. Needs root and the network.
 #   bare_debian.sh FOLDER-OF-PACKAGES
 set -euo pipefail
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -121,6 +122,13 @@ measure "$gtk $web"
 apt_get "--no-install-recommends install oqsdk-server $display"
 inside_alone "cd /work; ./first_window.sh --page build/first-window first-window"
 cp "$root/work/page.png" "$packages"
+
+echo "== the guide's first window in Python, without development files"
+apt_get "--no-install-recommends install gir1.2-oqsdkgtk-1 python3-gi"
+measure "gir1.2-oqsdkgtk-1 python3-gi"
+inside_alone "cd /work; ./first_window.sh first-window/main.py first-window 'middle-button buy'"
+cp "$root/work/main.py.png" "$packages"
+if installed | grep -e "oqsdk.*-dev$"; then exit 1; fi
 remove_ours
 
 echo "== with recommended packages"
