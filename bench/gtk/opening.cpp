@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "Measure.h"
+#include "Message.h"
 #include "UI/OQPopWindow.h"
-#include "UIKit/Painting/UIImage.h"
 #include "UIKit/Windows/MainObject.h"
 #include "oqsdk/gtk/GtkHost.h"
 
@@ -22,36 +22,6 @@ using namespace oq::bench;
 
 constexpr int kWidth = 1080, kHeight = 1920, kRounds = 20;
 constexpr unsigned kPause = 300;  // milliseconds, until nothing moves any more
-
-std::shared_ptr<const UIImage> picture() {
-  constexpr int width = 1200, height = 800;
-  auto pixels = Gdk::Pixbuf::create(Gdk::Colorspace::RGB, false, 8, width, height);
-  for (int y = 0; y < height; ++y) {
-    auto* row = pixels->get_pixels() + y * pixels->get_rowstride();
-    for (int x = 0; x < width; ++x) {
-      row[3 * x] = static_cast<guint8>(x * 255 / width);
-      row[3 * x + 1] = static_cast<guint8>(y * 255 / height);
-      row[3 * x + 2] = static_cast<guint8>((x * y) % 251);
-    }
-  }
-  gchar* bytes = nullptr;
-  gsize length = 0;
-  pixels->save_to_buffer(bytes, length, "png");
-  Data data(bytes, bytes + length);
-  g_free(bytes);
-  return UIImage::imageWithData(data);
-}
-
-std::shared_ptr<OQWindowData> message() {
-  std::string text;
-  for (int i = 0; i < 12; ++i) text += "本季跑鞋已经到店，会员免运费。This season's running shoes are here. ";
-  auto data = std::make_shared<OQWindowData>();
-  data->setModelWithDic({{"style", 2},
-                         {"title", {{"text", "新品上架 · New arrivals"}}},
-                         {"content", {{"text", text}}},
-                         {"buttonMiddle", {{"text", "立即选购 Shop now"}}}});
-  return data;
-}
 
 class Opening {
  public:
