@@ -22,7 +22,8 @@ function(oqsdk_own_target target)
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "SHARED_LIBRARY")
     # If a host uses a symbol that the library does not export, linking fails here instead of in the application.
-    target_link_options(${target} PRIVATE LINKER:-z,defs)
+    # The library's threads run until the process ends, so dlclose() must not remove its code.
+    target_link_options(${target} PRIVATE LINKER:-z,defs LINKER:-z,nodelete)
   endif()
 endfunction()
 

@@ -82,8 +82,16 @@ struct Program {
   std::vector<oq_page*> pages;
   std::vector<oq_reporter*> reporters;
   int depth = 0;
-  bool ownsCallbacks = false;
+  int accepted = 0, released = 0;  ///< sets of callbacks
 } program;
+
+/// The data of all callbacks.
+void* const kData = &program;
+
+void release(void* data) {
+  require(data == kData);
+  ++program.released;
+}
 
 void call();
 
@@ -137,7 +145,24 @@ void setHandlers() {
       return callBack();
     };
   }
-  require(oq_set_handlers(sized(handlers)));
+  handlers.data = kData;
+  handlers.release = release;
+  oq_handlers* given = sized(handlers);
+  const oq_result result = oq_set_handlers(given);
+  require(result);
+  if (given && result == OQ_OK) ++program.accepted;
+}
+
+void setLogHandler() {
+  const auto handler = [](oq_log_level, const char* entry, void* data) { require(entry && data == kData); };
+  require(oq_set_log_handler(program.choices->flag() ? handler : nullptr, kData, release));
+  ++program.accepted;
+}
+
+void setWake() {
+  const auto wake = [](void* data) { require(data == kData); };
+  require(oq_on_wake(program.choices->flag() ? wake : nullptr, kData, release));
+  ++program.accepted;
 }
 
 void makeSurface() {
@@ -146,9 +171,13 @@ void makeSurface() {
   options.height = program.choices->flag() ? 700 : program.choices->number();
   if (program.choices->below(4) == 0) options.pixels_per_point = program.choices->number();
   options.frame_wanted = options.changed = [](oq_surface*, void*) { callBack(); };
+  options.data = kData;
+  options.release = release;
   oq_surface* surface = oq_surface_new(sized(options));
   require((surface != nullptr) == (*oq_last_error() == '\0'));
-  if (surface) program.surfaces.push_back(surface);
+  if (!surface) return;
+  program.surfaces.push_back(surface);
+  ++program.accepted;
 }
 
 void paint() {
@@ -211,7 +240,7 @@ void callSurface() {
 
 void callMessages() {
   Choices& choices = *program.choices;
-  switch (choices.below(12)) {
+  switch (choices.below(19)) {
     case 0:
       return require(oq_set_user(choices.string()));
     case 1: {
@@ -238,6 +267,22 @@ void callMessages() {
       return;
     case 10:
       return require(oq_page_hide(chosen(program.pages)));
+    case 11:
+      return require(oq_reporter_free(chosen(program.reporters)));
+    case 12:
+      return setLogHandler();
+    case 13:
+      return setWake();
+    case 14:
+      return require(oq_forget(choices.flag()));
+    case 15: {
+      std::size_t unsent = 0;
+      return require(oq_flush(choices.flag() ? 0 : -1, &unsent));
+    }
+    case 16:
+      return require(oq_set_environment(static_cast<int>(choices.below(4))));
+    case 17:
+      return require(oq_list_decisions([](const char* json, void*) { require(json && *json == '{'); }, nullptr));
     default:
       return require(oq_reporter_report(chosen(program.reporters), static_cast<int>(choices.below(8))));
   }
@@ -303,10 +348,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   require(oq_start(&start));
   while (!choices.empty()) call();
   program.choices = nullptr;
+  require(oq_set_environment(OQ_ENVIRONMENT_PRODUCTION));
+  require(oq_set_log_handler(nullptr, nullptr, nullptr));
   require(oq_set_handlers(nullptr));
   require(oq_resume());
   require(oq_give_consent());
   require(oq_shutdown());
+  require(program.accepted == program.released);
   // Nothing works after the end.
   for (oq_surface* surface : program.surfaces) require(oq_surface_free(surface) == OQ_ERROR_STATE);
   program = Program();

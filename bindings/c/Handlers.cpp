@@ -44,7 +44,8 @@ struct Callbacks {
   template <class Callback, class... Arguments>
   auto operator()(Callback callback, const Message& message, Arguments... arguments) const {
     const CallScope scope;
-    const oq_message described{sizeof(oq_message), message.campaignId.c_str(), message.event.c_str(), message.style};
+    const oq_message described{
+        sizeof(oq_message), message.campaignId.c_str(), message.event.c_str(), message.style, {}};
     return callback(&described, arguments..., caller->get());
   }
 };

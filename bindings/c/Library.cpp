@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
+#include <condition_variable>
 #include <limits>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -19,8 +22,36 @@ namespace {
 
 /// Throws a Failure with the error of the status, if the status is an error.
 void check(const Status& status, oq_result result = OQ_ERROR_ARGUMENT) {
-  if (!status) throw Failure(result, status.error);
+  if (status) return;
+  throw Failure(status.error == "Out of memory." ? OQ_ERROR_MEMORY : result, status.error);
 }
+
+/// Exists during each call of oq_start(). On another thread than the main thread such a call may wait for the main
+/// queue.
+class StartCall {
+ public:
+  StartCall() {
+    const std::lock_guard lock(_mutex);
+    ++_count;
+  }
+  ~StartCall() {
+    const std::lock_guard lock(_mutex);
+    --_count;
+    _ended.notify_all();
+  }
+  StartCall(const StartCall&) = delete;
+  StartCall& operator=(const StartCall&) = delete;
+  /// Waits a moment for such calls to end. Returns whether there still is one. To be called outside of such a call.
+  static bool isRunningElsewhere() {
+    std::unique_lock lock(_mutex);
+    return !_ended.wait_for(lock, std::chrono::milliseconds(1), [] { return _count == 0; });
+  }
+
+ private:
+  static inline std::mutex _mutex;
+  static inline std::condition_variable _ended;
+  static inline int _count = 0;
+};
 
 /// Parses the program's JSON object; NULL stands for an empty one. `name` names the parameter in the reason of a
 /// Failure.
@@ -64,8 +95,8 @@ const char* oq_version(void) {
 oq_result oq_init(const oq_init_options* options) {
   return call([&] {
     requireNoCallback("oq_init");
-    const auto given = readStruct(options, OQ_FIRST_SIZE(oq_init_options, no_animations), "options");
-    if (isProcessPrepared() && !ProgramHost::isGone()) throw Failure(OQ_ERROR_STATE, "A host is installed already.");
+    const auto given =
+        readStruct(options, OQ_FIRST_SIZE(oq_init_options, reserved), "options", {&oq_init_options::no_animations});
     const HostedApplication application{required(given.application, "application"), optional(given.version, "version"),
                                         optional(given.data_folder, "data_folder")};
     ProgramHost::install(application, !given.no_animations);
@@ -76,14 +107,18 @@ oq_result oq_shutdown(void) {
   return call([&] {
     requireMainThread();
     requireNoCallback("oq_shutdown");
+    ProgramHost::Closing closing;  // a `release` that is called below must not make new objects
     Messages::setHandlers({});
     Messages::setLogHandler(nullptr);
     forgetReporters();
     hidePages();
     freeSurfaces();
-    // Blocks that still wait may refer to the host, so they run before it is destroyed.
-    if (ProgramHost::shared()) DispatchQueue::drainMain();
-    ProgramHost::uninstall();
+    // Blocks that still wait may refer to the host, so they run before it is destroyed. A start on another thread waits
+    // for such a block.
+    do {
+      if (ProgramHost::shared()) DispatchQueue::drainMain();
+    } while (StartCall::isRunningElsewhere());
+    closing.uninstall();
   });
 }
 
@@ -111,8 +146,11 @@ oq_result oq_on_wake(void (*wake)(void* data), void* data, void (*release)(void*
 
 oq_result oq_start(const oq_start_options* options) {
   return call([&] {
+    const StartCall running;  // before the host is checked, so that oq_shutdown() waits for it
     requireHost();
-    const auto given = readStruct(options, OQ_FIRST_SIZE(oq_start_options, one_at_a_time), "options");
+    const auto given = readStruct(options, OQ_FIRST_SIZE(oq_start_options, reserved), "options",
+                                  {&oq_start_options::server_from_environment, &oq_start_options::require_consent,
+                                   &oq_start_options::one_at_a_time});
     MessageOptions start;
     start.appKey = required(given.app_key, "app_key");
     start.server = optional(given.server, "server");
@@ -179,11 +217,11 @@ oq_result oq_dismiss(void) {
 }
 
 oq_result oq_give_consent(void) {
-  return forward([] { Messages::giveConsent(); });
+  return forward([] { check(Messages::giveConsent(), OQ_ERROR_INTERNAL); });
 }
 
 oq_result oq_withdraw_consent(void) {
-  return forward([] { Messages::withdrawConsent(); });
+  return forward([] { check(Messages::withdrawConsent(), OQ_ERROR_INTERNAL); });
 }
 
 bool oq_has_consent(void) {
@@ -206,6 +244,17 @@ oq_result oq_flush(double seconds, size_t* unsent) {
     checkSeconds(seconds, "seconds");
     const std::size_t left = Messages::flush(seconds);
     if (unsent) *unsent = left;
+  });
+}
+
+oq_result oq_list_decisions(void (*decision)(const char* json, void* data), void* data) {
+  return forward([&] {
+    if (!decision) throw Failure(OQ_ERROR_ARGUMENT, "decision is NULL.");
+    const Value decisions = TorvelinOqManager::engine().recentDecisions();
+    for (std::size_t i = 0; i < decisions.size(); ++i) {
+      const std::string json = decisions.at(i).json();
+      callHost([&] { decision(json.c_str(), data); });
+    }
   });
 }
 

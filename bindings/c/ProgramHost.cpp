@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 
 #include "c/Guard.h"
 
@@ -16,7 +17,10 @@ std::unique_ptr<ProgramHost>& instance() {
   return host;
 }
 
-std::atomic<bool> wasUninstalled = false;
+enum class State { NotInstalled, Installed, Closing, Gone };
+std::atomic<State> state = State::NotInstalled;
+/// Held while a host is installed or uninstalled, which programs may try on two threads at once.
+std::mutex installing;
 
 }  // namespace
 
@@ -39,18 +43,33 @@ ProgramHost& ProgramHost::required() {
 }
 
 void ProgramHost::install(const HostedApplication& application, bool animations) {
+  const std::lock_guard lock(installing);
+  if (isHostInstalled() || (isProcessPrepared() && state != State::Gone))
+    throw Failure(OQ_ERROR_STATE, "A host is installed already.");
   instance() = std::make_unique<ProgramHost>(application, animations);
-  wasUninstalled = false;
-}
-
-void ProgramHost::uninstall() {
-  if (!shared()) return;
-  instance().reset();
-  wasUninstalled = true;
+  state = State::Installed;
 }
 
 bool ProgramHost::isGone() {
-  return wasUninstalled;
+  const State now = state;
+  return now == State::Closing || (now == State::Gone && !isHostInstalled());
+}
+
+ProgramHost::Closing::Closing() {
+  const std::lock_guard lock(installing);
+  if (state == State::Installed) state = State::Closing;
+}
+
+ProgramHost::Closing::~Closing() {
+  const std::lock_guard lock(installing);
+  if (state == State::Closing) state = State::Installed;
+}
+
+void ProgramHost::Closing::uninstall() {
+  const std::lock_guard lock(installing);
+  if (state != State::Closing) return;
+  instance().reset();
+  state = State::Gone;
 }
 
 }  // namespace oq::c

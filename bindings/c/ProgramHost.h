@@ -17,10 +17,22 @@ class ProgramHost : public SurfaceHost {
   static ProgramHost* shared();
   /// Throws a Failure if there is no host.
   static ProgramHost& required();
+  /// Throws a Failure if this or another host is installed.
   static void install(const HostedApplication& application, bool animations);
-  static void uninstall();
-  /// Whether there was a host, and oq_shutdown() has uninstalled it. Any thread.
+  /// Whether the host is being uninstalled, or was, and no other host was installed since. Calls of the program fail
+  /// then. Any thread.
   static bool isGone();
+
+  /// While this object exists, isGone(), but the host still works. uninstall() ends the host; without it, for example
+  /// after an exception, the host stays.
+  class Closing {
+   public:
+    Closing();
+    ~Closing();
+    Closing(const Closing&) = delete;
+    Closing& operator=(const Closing&) = delete;
+    void uninstall();
+  };
 
  private:
   const HostInstallation _installation{*this, nullptr};

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -12,15 +14,18 @@
 
 namespace oq::c {
 
-/// The size of a struct in the first version of the header, without padding at its end. `last` is the last field of
+/// The size of a struct in the first version of the header. No struct has padding at its end, so that an appended field
+/// changes the size. `last` is the last field of
 /// that version, and stays the same when later versions append fields.
 #define OQ_FIRST_SIZE(type, last) (offsetof(type, last) + sizeof(type::last))
 
 /// Copies a struct of the program, which may have been compiled with another version of the header. Fields that the
 /// program's struct does not have are 0 in the copy. Throws a Failure if the struct is NULL, if its size is wrong, or
-/// if a field that this library does not know is not 0.
+/// if a field that this library does not know is not 0. `flags` are the fields of type bool: another language may store
+/// any number in one, and each but 0 means true.
 template <class Struct>
-Struct readStruct(const Struct* given, std::size_t firstSize, const char* name) {
+Struct readStruct(const Struct* given, std::size_t firstSize, const char* name,
+                  std::initializer_list<bool Struct::*> flags = {}) {
   // No version of a struct is larger. The limit keeps a wrong size from reading far beyond the struct.
   constexpr std::size_t kLargest = 1024;
   if (!given) throw Failure(OQ_ERROR_ARGUMENT, std::string(name) + " is NULL.");
@@ -35,6 +40,15 @@ Struct readStruct(const Struct* given, std::size_t firstSize, const char* name) 
                   std::string(name) + " uses a field that this version of the library does not have.");
   Struct read{};
   std::memcpy(&read, bytes, known);
+  if constexpr (requires { read.reserved; }) {
+    if (std::any_of(std::begin(read.reserved), std::end(read.reserved), [](auto byte) { return byte != 0; }))
+      throw Failure(OQ_ERROR_ARGUMENT, std::string(name) + ".reserved is not 0. Initialise it with its INIT macro.");
+  }
+  for (bool Struct::*const flag : flags) {
+    unsigned char stored = 0;
+    std::memcpy(&stored, &(read.*flag), sizeof stored);
+    read.*flag = stored != 0;
+  }
   return read;
 }
 

@@ -27,7 +27,12 @@ struct oq_surface final : private HostSurface::Client {
   ~oq_surface() { _surface.disconnect(); }
 
   HostSurface& layer() { return _surface; }
-  void accept() { _caller->accept(_options.release); }
+  /// From now on the callbacks are called with this handle. Before, the program does not know it.
+  void accept(oq_surface* handle) {
+    _handle = handle;
+    _caller->accept(_options.release);
+  }
+  void requestFrame() { notify(_options.frame_wanted); }
   /// Afterwards no callback is called. Drops the reference to the data of the callbacks.
   void mute() {
     _options.frame_wanted = nullptr;
@@ -36,18 +41,19 @@ struct oq_surface final : private HostSurface::Client {
   }
 
  private:
-  void frameWanted() override { notify(_options.frame_wanted); }
+  void frameWanted() override { requestFrame(); }
   void viewsChanged() override { notify(_options.changed); }
-  void stageChanged() override { notify(_options.frame_wanted); }
+  void stageChanged() override { requestFrame(); }
   void notify(void (*callback)(oq_surface*, void*)) {
-    if (!callback) return;
+    if (!callback || !_handle) return;
     const CallScope scope;
     const auto caller = _caller;  // the callback may free the surface
-    callHost([&] { callback(this, caller->get()); });
+    callHost([&] { callback(_handle, caller->get()); });
   }
 
   oq_surface_options _options;
   std::shared_ptr<CallerData> _caller;
+  oq_surface* _handle = nullptr;
   HostSurface _surface;
 };
 
@@ -145,9 +151,13 @@ oq_surface* oq_surface_new(const oq_surface_options* options) {
     checkScale(given.pixels_per_point, "pixels_per_point");
     checkScale(given.maximum_scale, "maximum_scale");
     const auto surface = std::make_shared<oq_surface>(given, size);
-    oq_surface* pointer = surfaces().add(surface);
-    surface->accept();
-    return pointer;
+    // The first request for a frame comes from the main queue, when the program knows the handle.
+    DispatchQueue::main().async([opened = std::weak_ptr(surface)] {
+      if (const auto alive = opened.lock()) alive->requestFrame();
+    });
+    oq_surface* handle = surfaces().add(surface);
+    surface->accept(handle);
+    return handle;
   });
 }
 
@@ -179,7 +189,8 @@ oq_result oq_surface_set_focused(oq_surface* surface, bool focused) {
 oq_frame oq_surface_paint(oq_surface* surface, const oq_buffer* buffer, oq_rect* damage) {
   return callOr(OQ_FRAME_ERROR, [&] {
     return withLayer(surface, [&](HostSurface& layer) {
-      const auto given = readStruct(buffer, OQ_FIRST_SIZE(oq_buffer, background), "buffer");
+      const auto given =
+          readStruct(buffer, OQ_FIRST_SIZE(oq_buffer, reserved), "buffer", {&oq_buffer::holds_last_frame});
       const PixelBuffer pixels{given.pixels,           given.width,     given.height, given.stride,
                                given.holds_last_frame, given.background};
       if (!pixels.isValid()) throw Failure(OQ_ERROR_ARGUMENT, "The buffer's pixels, size or stride are not valid.");
@@ -222,7 +233,10 @@ uint32_t oq_surface_state(oq_surface* surface) {
 }
 
 bool oq_surface_touch(oq_surface* surface, int64_t finger, int phase, double x, double y) {
-  return input(surface, [&](HostSurface& layer) { return touch(layer, finger, phase, checkedPoint(x, y)); });
+  return input(surface, [&](HostSurface& layer) {
+    // The position of a cancelled touch does not matter.
+    return touch(layer, finger, phase, phase == OQ_TOUCH_CANCELLED ? CGPoint{} : checkedPoint(x, y));
+  });
 }
 
 bool oq_surface_pointer(oq_surface* surface, bool inside, double x, double y) {

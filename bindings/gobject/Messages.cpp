@@ -71,16 +71,9 @@ struct _OqsdkMessagesClass {
   GObjectClass parent_class;
 };
 
-// Abstract, so that no language can create a second object.
-G_DEFINE_ABSTRACT_TYPE(OqsdkMessages, oqsdk_messages, G_TYPE_OBJECT)
+G_DEFINE_FINAL_TYPE(OqsdkMessages, oqsdk_messages, G_TYPE_OBJECT)
 
 namespace {
-
-using OqsdkDefaultMessages = OqsdkMessages;
-using OqsdkDefaultMessagesClass = OqsdkMessagesClass;
-G_DEFINE_TYPE(OqsdkDefaultMessages, oqsdk_default_messages, OQSDK_TYPE_MESSAGES)
-void oqsdk_default_messages_init(OqsdkDefaultMessages*) {}
-void oqsdk_default_messages_class_init(OqsdkDefaultMessagesClass*) {}
 
 class Lock {
  public:
@@ -145,6 +138,15 @@ oq_result installHandlers(OqsdkMessages* self) {
   const oq_result result = oq_set_handlers(&handlers);
   if (result != OQ_OK) g_object_unref(self);
   return result;
+}
+
+void removeHandlers(OqsdkMessages* self) {
+  bool hasHandlers = false;
+  {
+    const Lock lock(self);
+    std::swap(hasHandlers, self->hasHandlers);
+  }
+  if (hasHandlers) oq_set_handlers(nullptr);
 }
 
 /// Ends the emission at the first FALSE.
@@ -252,15 +254,26 @@ Page* takePage(OqsdkMessages* self, const char* name) {
   return nullptr;
 }
 
-/// Afterwards the object emits nothing, and oqsdk_messages_get_default() creates another one.
+/// There is one object in a process, also for a language that creates another. The process has a reference of its own.
+GObject* construct(GType type, guint count, GObjectConstructParam* parameters) {
+  const std::lock_guard lock(defaultMutex);
+  if (defaultMessages) return G_OBJECT(g_object_ref(defaultMessages));
+  GObject* object = G_OBJECT_CLASS(oqsdk_messages_parent_class)->constructor(type, count, parameters);
+  defaultMessages = OQSDK_MESSAGES(g_object_ref(object));
+  return object;
+}
+
+/// Afterwards the object emits nothing, its pages are hidden, and oqsdk_messages_get_default() creates another one.
 void dispose(GObject* object) {
   OqsdkMessages* self = OQSDK_MESSAGES(object);
-  bool hasHandlers = false;
+  removeHandlers(self);
+  GList* pages = nullptr;
   {
     const Lock lock(self);
-    std::swap(hasHandlers, self->hasHandlers);
+    std::swap(pages, self->pages);
   }
-  if (hasHandlers) oq_set_handlers(nullptr);
+  for (GList* link = pages; link; link = link->next) oq_page_hide(static_cast<Page*>(link->data)->page);
+  g_list_free_full(pages, reinterpret_cast<GDestroyNotify>(freePage));
   bool isDefault = false;
   {
     const std::lock_guard lock(defaultMutex);
@@ -274,7 +287,6 @@ void dispose(GObject* object) {
 void finalize(GObject* object) {
   OqsdkMessages* self = OQSDK_MESSAGES(object);
   g_free(self->user);
-  g_list_free_full(self->pages, reinterpret_cast<GDestroyNotify>(freePage));
   g_mutex_clear(&self->mutex);
   G_OBJECT_CLASS(oqsdk_messages_parent_class)->finalize(object);
 }
@@ -298,6 +310,7 @@ static void oqsdk_messages_init(OqsdkMessages* self) {
 
 static void oqsdk_messages_class_init(OqsdkMessagesClass* type) {
   GObjectClass* object = G_OBJECT_CLASS(type);
+  object->constructor = construct;
   object->set_property = setProperty;
   object->get_property = getProperty;
   object->dispose = dispose;
@@ -327,9 +340,13 @@ static void oqsdk_messages_class_init(OqsdkMessagesClass* type) {
 }
 
 OqsdkMessages* oqsdk_messages_get_default(void) {
-  const std::lock_guard lock(defaultMutex);
-  if (!defaultMessages) defaultMessages = OQSDK_MESSAGES(g_object_new(oqsdk_default_messages_get_type(), nullptr));
-  return defaultMessages;
+  {
+    const std::lock_guard lock(defaultMutex);
+    if (defaultMessages) return defaultMessages;
+  }
+  auto* object = OQSDK_MESSAGES(g_object_new(OQSDK_TYPE_MESSAGES, nullptr));
+  g_object_unref(object);  // the process's reference stays
+  return object;
 }
 
 gboolean oqsdk_messages_start(OqsdkMessages* self, const char* app_key, const char* server, GError** error) {
@@ -339,14 +356,21 @@ gboolean oqsdk_messages_start(OqsdkMessages* self, const char* app_key, const ch
   options.server = server;
   // First, so that no event that another thread records is shown without its signals.
   if (!isDone(installHandlers(self), error)) return FALSE;
+  bool hadHandlers = true;
   {
     const Lock lock(self);
-    self->hasHandlers = true;
+    std::swap(hadHandlers, self->hasHandlers);
     options.require_consent = self->requiresConsent;
     options.server_from_environment = self->takesServerFromEnvironment;
     options.one_at_a_time = self->isOneAtATime;
   }
-  return isDone(oq_start(&options), error);
+  const bool hadConsent = oq_has_consent();
+  if (!isDone(oq_start(&options), error)) {
+    if (!hadHandlers) removeHandlers(self);
+    return FALSE;
+  }
+  if (oq_has_consent() != hadConsent) g_object_notify_by_pspec(G_OBJECT(self), properties[kConsent]);
+  return TRUE;
 }
 
 gboolean oqsdk_messages_set_environment(OqsdkMessages* self, OqsdkEnvironment environment, GError** error) {

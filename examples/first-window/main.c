@@ -22,12 +22,13 @@ static void activate(GtkApplication* application, gpointer data) {
   gtk_window_set_default_size(GTK_WINDOW(window), 390, 700);
   gtk_window_set_child(GTK_WINDOW(window), button);
 
-  oqsdk_gtk_attach(GTK_WINDOW(window), NULL); /* messages appear in this window */
-  oq_set_user("user-1");                      /* campaigns belong to a user */
+  GError* error = NULL;
+  if (!oqsdk_gtk_attach(GTK_WINDOW(window), &error)) g_error("%s", error->message); /* messages appear in this window */
   oq_start_options options = OQ_START_OPTIONS_INIT;
   options.app_key = "my-application";
   options.server = "https://localhost:8088";
-  oq_start(&options); /* logs in, fetches the campaigns */
+  /* Campaigns belong to a user. The start logs in and fetches the campaigns. */
+  if (oq_set_user("user-1") != OQ_OK || oq_start(&options) != OQ_OK) g_error("%s", oq_last_error());
   gtk_window_present(GTK_WINDOW(window));
 }
 

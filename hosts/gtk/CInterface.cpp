@@ -32,8 +32,13 @@ bool hasOtherHost() {
   return host && !dynamic_cast<gtk::Host*>(host);
 }
 
+/// Whether this is not the main thread. Before the first window is attached, the main thread is the one that runs
+/// GLib's default main context, if one does.
 bool isOtherThread() {
-  return isProcessPrepared() && DispatchQueue::currentLabel() != DispatchQueue::main().label();
+  if (isProcessPrepared()) return DispatchQueue::currentLabel() != DispatchQueue::main().label();
+  if (!g_main_context_acquire(nullptr)) return true;
+  g_main_context_release(nullptr);
+  return false;
 }
 
 }  // namespace

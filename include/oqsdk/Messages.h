@@ -58,8 +58,9 @@ class OQSDK_EXPORT MessageReporter {
 };
 
 /// The host's callbacks. Each may be empty. All but `mayShow` are called on the main thread; `mayShow` is called on the
-/// thread that recorded the event. No lock is held during a call, so a callback may call any function of Messages.
-/// An exception that leaves a callback is caught and ignored; if `mayShow` throws, the message may be shown.
+/// thread that recorded the event, or, if the event had to wait for the campaigns, on a thread of the library. No lock
+/// is held during a call, so a callback may call any function of Messages. An exception that leaves a
+/// callback is caught and ignored; if `mayShow` throws, the message may be shown.
 struct MessageHandlers {
   /// Called after all other rules have allowed the message, and before its display is counted. `false` means that the
   /// message is not shown; the event then shows no other message either.
@@ -157,12 +158,13 @@ class OQSDK_EXPORT Messages {
   static void dismiss();
 
   /// Stores that the user consents, also for later runs. If consent was missing and start() was called, the library
-  /// logs in.
-  static void giveConsent();
+  /// logs in. If it cannot be stored, it holds in this run only, and the status is an error.
+  static Status giveConsent();
   /// Withdraws the consent, also for later runs, even if they do not set MessageOptions::requireConsent.
   /// Requests under way are cancelled, reports that were not sent are dropped, and messages and pages are removed from
-  /// the screen without a report. Everything else that is stored stays; see forget().
-  static void withdrawConsent();
+  /// the screen without a report. Everything else that is stored stays; see forget(). If the withdrawal cannot be
+  /// stored, it holds in this run only, and the status is an error.
+  static Status withdrawConsent();
   /// False if consent was withdrawn, and if consent is required and was not given.
   static bool hasConsent();
   /// What forget() removes.

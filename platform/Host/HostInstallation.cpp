@@ -15,6 +15,7 @@ namespace oq {
 namespace {
 
 std::atomic<bool> isPrepared = false;
+std::atomic<int> installations = 0;
 
 }  // namespace
 
@@ -30,7 +31,12 @@ bool isProcessPrepared() {
   return isPrepared;
 }
 
+bool isHostInstalled() {
+  return installations > 0;
+}
+
 HostInstallation::HostInstallation(UIHost& host, WebEngine* engine) {
+  ++installations;
   UIApplication::sharedApplication().setHost(&host);
   setWebEngine(engine);
   if (!engine) setCanShowWebPages(false);
@@ -40,6 +46,7 @@ HostInstallation::~HostInstallation() {
   AnimationEngine::shared().setEnabled(true);
   setWebEngine(nullptr);
   UIApplication::sharedApplication().setHost(nullptr);
+  --installations;
 }
 
 }  // namespace oq

@@ -25,6 +25,9 @@ OQSDK_EXPORT void prepareProcess(const HostedApplication& application, MainLoop 
 /// Whether prepareProcess() was called. Any thread.
 OQSDK_EXPORT bool isProcessPrepared();
 
+/// Whether there is a HostInstallation. Any thread.
+OQSDK_EXPORT bool isHostInstalled();
+
 /// While this object exists, the process uses the host and web engine that were passed to it. Both must outlive it.
 /// Without an engine (nullptr) pages cannot be shown. The destructor enables animations again. Main thread only.
 class OQSDK_EXPORT HostInstallation {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oqsdk/Messages.h"
 
+#include <new>
 #include <utility>
 
 #include "Engine/OQMessageControl.h"
@@ -25,6 +26,20 @@ Status failure(std::string error) {
   return {std::move(error)};
 }
 
+/// Like guarded(), but reports that memory has run out.
+template <class Work>
+Status attempt(Work&& work) {
+  bool isOutOfMemory = false;
+  guarded([&] {
+    try {
+      std::forward<Work>(work)();
+    } catch (const std::bad_alloc&) {
+      isOutOfMemory = true;
+    }
+  });
+  return isOutOfMemory ? failure("Out of memory.") : Status{};
+}
+
 OQMessageControl& control() {
   return *OQMessageControl::shared();
 }
@@ -40,14 +55,13 @@ Status Messages::start(const MessageOptions& options) {
   }
   // After everything that can fail, and before everything that may store something.
   if (options.requireConsent) OQConsent::require();
-  guarded([&] {
+  return attempt([&] {
     OQServerAddress::allowEnvironmentVariable(options.serverFromEnvironment);
     if (options.oneAtATime) setOneAtATime(true);
     const auto configuration = TorvelinOqConfig::defaultConfig();
     configuration->setAppKey(options.appKey);
     engine().startWithoutAnalytics(configuration);
   });
-  return {};
 }
 
 Status Messages::setServer(std::uint64_t environment, const std::string& url) {
@@ -56,16 +70,14 @@ Status Messages::setServer(std::uint64_t environment, const std::string& url) {
 
 Status Messages::setUser(const std::string& userId) {
   if (userId.empty()) return failure("The user id is empty.");
-  guarded([&] { OQSDKManager::setUserWhenPossible(userId); });
-  return {};
+  return attempt([&] { OQSDKManager::setUserWhenPossible(userId); });
 }
 
 Status Messages::record(const std::string& event, const Value& properties) {
   if (event.empty()) return failure("The event's name is empty.");
   if (!properties.isDictionary()) return failure("The event's properties are not a dictionary.");
   if (!OQSDKManager::isStarted()) return failure("The library is not started.");
-  guarded([&] { engine().record(event, jsonIn(properties)); });
-  return {};
+  return attempt([&] { engine().record(event, jsonIn(properties)); });
 }
 
 void Messages::setHandlers(MessageHandlers handlers) {
@@ -92,19 +104,23 @@ void Messages::dismiss() {
   guarded([] { engine().dismiss(); });
 }
 
-void Messages::giveConsent() {
-  guarded([] {
+Status Messages::giveConsent() {
+  bool isStored = false;
+  guarded([&] {
     const bool wasMissing = OQConsent::isMissing();
-    OQConsent::give();
+    isStored = OQConsent::give();
     if (wasMissing && OQSDKManager::isStarted()) engine().proceedWithConsent();
   });
+  return isStored ? Status{} : failure("The consent could not be stored. It holds in this run only.");
 }
 
-void Messages::withdrawConsent() {
-  guarded([] {
-    OQConsent::withdraw();
+Status Messages::withdrawConsent() {
+  bool isStored = false;
+  guarded([&] {
+    isStored = OQConsent::withdraw();
     engine().withdraw();
   });
+  return isStored ? Status{} : failure("The withdrawal could not be stored. It holds in this run only.");
 }
 
 bool Messages::hasConsent() {

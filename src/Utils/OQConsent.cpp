@@ -77,13 +77,16 @@ void OQConsent::require(bool isRequired) {
   knownConsent.store(0, std::memory_order_release);
 }
 
-void OQConsent::give() {
-  if (!storeConsent(true)) platformWarning("The user's consent could not be stored. It holds in this run only.");
+bool OQConsent::give() {
+  const bool isStored = storeConsent(true);
+  if (!isStored) platformWarning("The user's consent could not be stored. It holds in this run only.");
+  return isStored;
 }
 
-void OQConsent::withdraw() {
-  if (!storeConsent(false))
-    platformWarning("The withdrawal of consent could not be stored. It holds in this run only.");
+bool OQConsent::withdraw() {
+  const bool isStored = storeConsent(false);
+  if (!isStored) platformWarning("The withdrawal of consent could not be stored. It holds in this run only.");
+  return isStored;
 }
 
 bool OQConsent::isMissing() {

@@ -217,8 +217,9 @@ typedef struct _OqsdkMessagesClass OqsdkMessagesClass;
  * @self: the library
  * @message: the message
  *
- * Asks whether a message may be shown, before it is counted. It is emitted on the thread that recorded the event, which
- * need not be the main thread. The first handler that returns %FALSE ends the emission.
+ * Asks whether a message may be shown, before it is counted. It is emitted on the thread that recorded the event, or,
+ * if the event had to wait for the campaigns, on a thread of the library. The first handler that returns %FALSE ends
+ * the emission.
  *
  * Returns: %FALSE if the message is not to be shown; the event is used up and no other campaign is tried
  */
@@ -237,7 +238,7 @@ OQ_API OqsdkMessages* oqsdk_messages_get_default(void);
  * @server: (nullable): for example "https://messages.example.com"; %NULL: the address that was built in
  * @error: why it failed
  *
- * Starts the library and logs in; a later call logs in again. Signals are emitted from now on. Main thread.
+ * Starts the library and logs in; a later call logs in again. Signals are emitted from now on.
  *
  * Returns: whether it succeeded
  */

@@ -16,8 +16,10 @@
  * Any other program calls oq_init(), makes a surface for its window, and calls oq_pump() in its loop.
  *
  * Errors: a function that returns oq_result returns OQ_OK or an error. A function that returns a pointer returns NULL
- * after an error. Other functions name their value for an error. A call that fails changes nothing, and
- * oq_last_error() returns the reason. No call throws an exception or ends the process.
+ * after an error. Other functions name their value for an error. A call that fails changes nothing, unless something
+ * else is written at the function, and oq_last_error() returns the reason. No call throws an exception, and none ends
+ * the process, with one exception: if memory runs out, a call that fails may have done a part of its work, and
+ * oq_pump(), oq_shutdown() and oq_surface_free() may end the process.
  *
  * Threads: a function may be called on any thread unless "Main thread" is written at its declaration. The main thread
  * is the one that called oq_init() or attached the first window.
@@ -28,11 +30,16 @@
  * callback receives are valid until the callback returns.
  *
  * Structs begin with their own size, which the INIT macros set, so that later versions can append fields. A program
- * that was compiled with a newer header than the library may leave the new fields at 0.
+ * that was compiled with a newer header than the library may leave the new fields at 0. No struct has padding at its
+ * end.
  *
  * `data` and `release`: each set of callbacks has a pointer of the caller, which every callback receives, and an
  * optional function that is called once when no callback will use the pointer again. `release` may be called on any
- * thread that a callback uses. If the function that received them fails, `release` is not called. */
+ * thread, also by the call that replaces the callbacks. If the function that received them fails, `release` is not
+ * called.
+ *
+ * A pointer to a struct that is not defined here is a handle: a number and not an address. A handle that was freed is
+ * never valid again. */
 
 #include <stdbool.h>
 #include <stddef.h>
@@ -73,17 +80,23 @@ typedef struct oq_init_options {
   const char* version;     /**< of the application, for logs; may be NULL */
   const char* data_folder; /**< for everything that is stored; NULL: the XDG data folder of the application */
   bool no_animations;      /**< messages open and close at once */
+  uint8_t reserved[7];     /**< 0 */
 } oq_init_options;
-#define OQ_INIT_OPTIONS_INIT \
-  { sizeof(oq_init_options), NULL, NULL, NULL, false }
+#define OQ_INIT_OPTIONS_INIT                            \
+  {                                                     \
+    sizeof(oq_init_options), NULL, NULL, NULL, false, { \
+      0                                                 \
+    }                                                   \
+  }
 
 /** Installs a host that the program drives with oq_pump(). The calling thread becomes the main thread. Fails if a host
  * was installed already, also by a toolkit. */
 OQ_API oq_result oq_init(const oq_init_options* options);
 /** Frees all surfaces and pages, removes all callbacks, and uninstalls the host of oq_init(). Afterwards only
- * oq_init(), oq_version() and oq_last_error() work. Reports that were not sent are sent in a later run if the server
- * supports that; see oq_flush(). In a program with a toolkit's host it only frees the pages and removes the callbacks.
- * Fails inside a callback. Main thread. */
+ * oq_init(), oq_version() and oq_last_error() work. Waits for a call of oq_start() on another thread. Reports that were
+ * not sent are sent in a later run if the server supports that; see oq_flush(). In a program with a toolkit's host it
+ * only frees the pages and removes the callbacks. What oq_hold(), oq_set_one_at_a_time(), oq_set_server() and
+ * oq_set_log_file_limit() have set stays. Fails inside a callback. Main thread. */
 OQ_API oq_result oq_shutdown(void);
 
 /** Runs the library's work on the main thread, for about `budget` seconds (0 or more); moves animations on. Call it
@@ -106,9 +119,14 @@ typedef struct oq_start_options {
   bool require_consent; /**< nothing is sent, stored or shown before oq_give_consent(), in this run or an earlier
                            one */
   bool one_at_a_time;   /**< see oq_set_one_at_a_time() */
+  uint8_t reserved[5];  /**< 0 */
 } oq_start_options;
-#define OQ_START_OPTIONS_INIT \
-  { sizeof(oq_start_options), NULL, NULL, false, false, false }
+#define OQ_START_OPTIONS_INIT                                    \
+  {                                                              \
+    sizeof(oq_start_options), NULL, NULL, false, false, false, { \
+      0                                                          \
+    }                                                            \
+  }
 
 /** Starts the library and logs in; a later call logs in again. On another thread than the main thread the first call
  * waits until the main thread runs its loop. */
@@ -132,7 +150,7 @@ OQ_API oq_result oq_set_user(const char* user);
 /** Records an event now. A campaign may show a message for it. `properties` is a JSON object, or NULL for none. */
 OQ_API oq_result oq_record(const char* event, const char* properties);
 /** Reports a push message of the application that was delivered or opened. `message` is its JSON object, of which
- * "$push_channel" and "activityId" are reported. */
+ * "$push_channel" and "activityId" are reported; or NULL for none. */
 OQ_API oq_result oq_track_push(bool opened, const char* message);
 
 /** A page of the application. */
@@ -161,13 +179,15 @@ typedef struct oq_message {
   const char* campaign; /**< the campaign's id, as the server sent it */
   const char* event;    /**< the name of the event that caused the message */
   int32_t style;        /**< 1 picture, 2 picture and text, 3 text with two buttons, 4 web page */
+  uint8_t reserved[4];  /**< 0 */
 } oq_message;
 
 /** Reports what the user did with a message that the program draws itself. */
 typedef struct oq_reporter oq_reporter;
 
 /** Each callback may be NULL. All but `may_show` are called on the main thread; `may_show` is called on the thread that
- * recorded the event. A callback may call any function except oq_pump() and oq_shutdown(). */
+ * recorded the event, or, if the event had to wait for the campaigns, on a thread of the library. A callback
+ * may call any function except oq_pump() and oq_shutdown(). */
 typedef struct oq_handlers {
   size_t size;                 /**< of this struct; the INIT macro sets it */
   void* data;                  /**< passed to each callback */
@@ -220,9 +240,11 @@ OQ_API oq_result oq_dismiss(void);
 
 /* ---- Consent, data, log ---- */
 
-/** Gives the user's consent, and keeps it for later runs. If oq_start() was called, the library logs in. */
+/** Gives the user's consent, and keeps it for later runs. If oq_start() was called, the library logs in. If this fails
+ * with OQ_ERROR_INTERNAL, the consent could not be stored and holds in this run only. */
 OQ_API oq_result oq_give_consent(void);
-/** Withdraws it, also for later runs. Requests are cancelled, reports that were not sent are dropped, and messages are
+/** Withdraws it, also for later runs; OQ_ERROR_INTERNAL means that this could not be stored, and holds in this run
+ * only. Requests are cancelled, reports that were not sent are dropped, and messages are
  * removed from the screen without a report. Everything else that is stored stays; see oq_forget(). */
 OQ_API oq_result oq_withdraw_consent(void);
 /** False while consent is required and not given, when it is withdrawn, and after an error. */
@@ -237,6 +259,11 @@ OQ_API oq_result oq_refresh(void);
 /** Waits until the server has acknowledged all reports, at most this many seconds (0 or more). `unsent`, if not NULL,
  * is set to the number of reports that were not sent. */
 OQ_API oq_result oq_flush(double seconds, size_t* unsent);
+
+/** Calls `decision` for each of the newest decisions about events, oldest first, before this function returns: which
+ * message an event has shown, or why it has shown none. `json` is an object with "time" (milliseconds since 1970),
+ * "event", "windowId" (the campaign's id, or null) and "outcome", a sentence. */
+OQ_API oq_result oq_list_decisions(void (*decision)(const char* json, void* data), void* data);
 
 /** The kind of an entry of the log. */
 typedef enum oq_log_level { OQ_LOG_INFO = 0, OQ_LOG_ERROR = 1 } oq_log_level;
@@ -258,11 +285,11 @@ typedef struct oq_surface oq_surface;
 /** What oq_surface_new() needs. */
 typedef struct oq_surface_options {
   size_t size;             /**< of this struct; the INIT macro sets it */
-  double width;            /**< of the window, in points; width and height are 0 while unknown */
-  double height;           /**< of the window, in points */
-  double pixels_per_point; /**< more than 0 */
+  double width;            /**< of the window, in points, up to 32767; width and height are 0 while unknown */
+  double height;           /**< of the window, in points, up to 32767 */
+  double pixels_per_point; /**< more than 0, up to 100 */
   double maximum_scale; /**< messages are laid out on a stage 375 points wide, which is enlarged at most by this factor
-                           in a window that is not upright; more than 0 */
+                           in a window that is not upright; more than 0, up to 100 */
   void* data;           /**< passed to each callback */
   void (*release)(void* data); /**< called when no callback will use `data` again; may be NULL */
   /** Call oq_surface_paint() soon. May be NULL if the program paints continuously. */
@@ -294,11 +321,17 @@ typedef struct oq_buffer {
   int32_t width;         /**< in pixels; oq_surface_pixel_size() covers the whole window */
   int32_t height;        /**< in pixels */
   int32_t stride;        /**< bytes from one row to the next: a multiple of 4, and at least 4 * width */
-  bool holds_last_frame; /**< the buffer still contains what the last call painted */
+  bool holds_last_frame; /**< the buffer still contains what the last call painted; false for a new buffer, and if two
+                            buffers take turns */
   uint32_t background;   /**< the pixel behind the library's views; 0: transparent */
+  uint8_t reserved[4];   /**< 0 */
 } oq_buffer;
-#define OQ_BUFFER_INIT \
-  { sizeof(oq_buffer), NULL, 0, 0, 0, false, 0 }
+#define OQ_BUFFER_INIT                            \
+  {                                               \
+    sizeof(oq_buffer), NULL, 0, 0, 0, false, 0, { \
+      0                                           \
+    }                                             \
+  }
 /** A part of a buffer. */
 typedef struct oq_rect {
   int32_t x;      /**< of the left edge, in pixels of the buffer */
@@ -382,6 +415,7 @@ typedef struct oq_element {
   bool takes_input;        /**< a button or link that oq_surface_activate() presses */
   bool is_enabled;         /**< only enabled elements can be pressed */
   bool is_focused;         /**< it has the keyboard focus of the surface */
+  uint8_t reserved[5];     /**< 0 */
 } oq_element;
 /** Calls `element` for each element in reading order, before this function returns. A dialog comes before its elements;
  * while it is shown, there are no others. */

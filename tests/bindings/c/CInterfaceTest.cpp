@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -21,6 +22,12 @@ using Calls = std::vector<std::string>;
 
 /// A program that records the calls of its callbacks.
 class CInterface : public test::ProgramTest {
+ public:
+  void paintWanted(oq_surface* given) {
+    EXPECT_EQ(given, surface) << "the program knows the surface already";
+    paint();
+  }
+
  protected:
   oq_handlers recordingHandlers() {
     oq_handlers handlers = OQ_HANDLERS_INIT;
@@ -277,7 +284,43 @@ TEST_F(CInterface, StructsOfNewerHeadersAreAcceptedIfTheirAddedFieldsAreZero) {
   EXPECT_EQ(oq_start(&newer.known), OQ_OK) << oq_last_error();
 }
 
+TEST_F(CInterface, FlagThatIsNeitherZeroNorOneMeansTrue) {
+  oq_start_options options = OQ_START_OPTIONS_INIT;
+  options.app_key = "key";
+  std::memset(&options.require_consent, 2, 1);  // as a program in another language may do
+  EXPECT_TRUE(oq_has_consent());
+  EXPECT_EQ(oq_start(&options), OQ_OK) << oq_last_error();
+  EXPECT_FALSE(oq_has_consent());
+}
+
+TEST_F(CInterface, FreedHandleIsNeverValidAgain) {
+  oq_surface* first = makeSurface();
+  EXPECT_EQ(oq_surface_free(first), OQ_OK);
+  makeSurface();
+  EXPECT_EQ(oq_surface_free(first), OQ_ERROR_ARGUMENT);
+  EXPECT_EQ(oq_surface_set_visible(surface, true), OQ_OK);
+}
+
+TEST_F(CInterface, ProgramMayPaintWheneverAFrameIsWanted) {
+  oq_handlers handlers = recordingHandlers();
+  ASSERT_EQ(oq_set_handlers(&handlers), OQ_OK);
+  oq_surface_options options = OQ_SURFACE_OPTIONS_INIT;
+  options.width = options.height = 700;
+  options.data = this;
+  options.frame_wanted = [](oq_surface* given, void* self) { static_cast<CInterface*>(self)->paintWanted(given); };
+  surface = oq_surface_new(&options);
+  start({buttonsCampaign("1", "buy")});
+  ASSERT_EQ(oq_record("buy", nullptr), OQ_OK);
+  EXPECT_TRUE(runUntilCalled({"shown 1 buy"}));
+}
+
 TEST_F(CInterface, CallsOnOtherThreadsOrAfterShutdownAreRefused) {
+  oq_handlers handlers = recordingHandlers();
+  handlers.release = [](void*) {
+    const oq_surface_options options = OQ_SURFACE_OPTIONS_INIT;
+    EXPECT_EQ(oq_surface_new(&options), nullptr) << "during oq_shutdown()";
+  };
+  ASSERT_EQ(oq_set_handlers(&handlers), OQ_OK);
   makeSurface();
   start({});
   oq_page* page = oq_page_show("CartPage");
