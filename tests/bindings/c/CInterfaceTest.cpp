@@ -362,6 +362,16 @@ TEST_F(CInterface, CallsOnOtherThreadsOrAfterShutdownAreRefused) {
   EXPECT_TRUE(makeSurface());
 }
 
+TEST_F(CInterface, ShutdownWaitsForAStartOnAnotherThread) {
+  ASSERT_EQ(oq_pump(1), INFINITY);
+  const int wakesBefore = wakes;
+  std::thread starting([&] { startLibrary(); });
+  while (wakes == wakesBefore) std::this_thread::yield();  // until the start waits for the main queue
+  EXPECT_EQ(oq_shutdown(), OQ_OK) << oq_last_error();
+  isShutDown = true;
+  starting.join();
+}
+
 TEST_F(CInterface, LogEntriesReachTheHandlerUntilItIsRemoved) {
   static std::string log;
   log.clear();
