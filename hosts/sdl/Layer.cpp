@@ -95,7 +95,8 @@ int Layer::timeout() const {
 
 PixelRect Layer::paint() {
   _needsFrame = false;
-  if (!isAlive() || (_surface.isEmpty() && _picture.pixels.empty())) return {};
+  if (!isAlive()) return _picture = {}, PixelRect{};
+  if (_surface.isEmpty() && _picture.pixels.empty()) return {};
   int width = 0, height = 0;
   SDL_GetWindowSizeInPixels(_window, &width, &height);
   const auto count = static_cast<std::size_t>(std::max(width, 0)) * static_cast<std::size_t>(std::max(height, 0));
