@@ -51,7 +51,7 @@ host[qt-web]="qt6-webengine-dev"
 host_demo[qt-web]=""
 host_tests[qt-web]=""
 host[sdl]="libsdl2-dev"
-host_demo[sdl]="libgl1-mesa-dri"
+host_demo[sdl]="libgl-dev libgl1-mesa-dri"
 host_tests[sdl]=""
 
 usage() {

@@ -10,6 +10,7 @@ import pathlib
 import sys
 
 from first_window import FOLDER, FirstWindowDemo
+from game import GameDemo
 from shop import ShopDemo
 from stage import ROOT, Failure
 
@@ -18,6 +19,7 @@ IN_C = [("GTK 4 in C", "{build}/examples/first-window-main", None),
 IN_PYTHON = [("GTK 4 in Python", str(FOLDER / "main.py"), "middle-button buy")]
 DEMOS = {
     "gtk": lambda *places: ShopDemo("gtk-shop", *places),
+    "sdl": GameDemo,
     "c": lambda *places: FirstWindowDemo(IN_C, *places),
     "python": lambda *places: FirstWindowDemo(IN_PYTHON, *places),
 }

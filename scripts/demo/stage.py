@@ -126,9 +126,10 @@ class Picture:
         start = 3 * (int(y) * self.width + int(x))
         return tuple(self._pixels[start:start + 3])
 
-    def region(self, colour):
-        """The bounding box of all pixels of a colour, on a grid of 3; None if they are too few for a button."""
-        spots = [(x, y) for y in range(0, self.height, 3) for x in range(0, self.width, 3) if self.at(x, y) == colour]
+    def region(self, colour, top=0):
+        """The bounding box of all pixels of a colour below `top`, on a grid of 3; None if they are too few for a
+        button."""
+        spots = [(x, y) for y in range(top, self.height, 3) for x in range(0, self.width, 3) if self.at(x, y) == colour]
         if len(spots) < 60:
             return None
         xs, ys = [x for x, _ in spots], [y for _, y in spots]
