@@ -66,15 +66,17 @@ class HostButton : public QPushButton {
     if (event->type() == QEvent::ContextMenu) say(name + " context menu");
     if (event->type() == QEvent::HoverEnter) say(name + " entered");
     if (event->type() == QEvent::HoverLeave) say(name + " left");
-    if (event->type() == QEvent::DragEnter) event->accept();
-    if (event->type() == QEvent::Drop) say(name + " dropped");
+    if (event->type() == QEvent::DragEnter || event->type() == QEvent::Drop) event->accept();
+    if (event->type() == QEvent::Drop) return say(name + " dropped"), true;
     return QPushButton::event(event);
   }
 };
 
 class Window : public QWidget {
  protected:
-  void keyPressEvent(QKeyEvent* event) override { say("window key " + event->text().toStdString()); }
+  void keyPressEvent(QKeyEvent* event) override {
+    if (!event->text().isEmpty()) say("window key " + event->text().toStdString());
+  }
 };
 
 class Fixture {
@@ -238,6 +240,7 @@ class Fixture {
     native->setAttribute(Qt::WA_NativeWindow);
     native->setGeometry(0, 100, 100, 40);
     native->show();
+    native->raise();
   }
 
   void tap(std::istream& in) {
@@ -316,11 +319,13 @@ class Fixture {
 int main(int argc, char** argv) {
   // Before the application object exists, nothing can be attached.
   if (oq::qt::attach(reinterpret_cast<QWidget*>(argv))) return 1;
+  QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
   QApplication application(argc, argv);
   QApplication::setApplicationName("com.example.QtFixture");
   const std::string kind = argc > 3 ? argv[3] : "window";
   // Style sheets often give all widgets a background. The layer must stay transparent.
-  if (kind == "styled") application.setStyleSheet("QWidget { background: #3c78d8; color: #3c78d8; }");
+  if (kind == "styled")
+    application.setStyleSheet("QWidget { background: #3c78d8; color: #3c78d8; border: none; outline: none; }");
   Fixture fixture(application, kind);
   fixture.open(std::atoi(argv[1]), std::atoi(argv[2]));
   const int status = QApplication::exec();
