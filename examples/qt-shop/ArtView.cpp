@@ -5,18 +5,13 @@
 #include <QtGui/QPainterPath>
 #include <algorithm>
 
-ArtView::ArtView(const Product& product, Corners corners) : _product(product), _corners(corners) {
-  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  policy.setHeightForWidth(true);
-  setSizePolicy(policy);
-}
-
-int ArtView::heightForWidth(int width) const {
-  return static_cast<int>(width * artHeight / artWidth);
+ArtView::ArtView(const Product& product, int width, Corners corners)
+    : _product(product), _width(width), _corners(corners) {
+  setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
 }
 
 QSize ArtView::sizeHint() const {
-  return {200, heightForWidth(200)};
+  return {_width, static_cast<int>(_width * artHeight / artWidth)};
 }
 
 void ArtView::paintEvent(QPaintEvent*) {

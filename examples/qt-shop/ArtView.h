@@ -5,19 +5,19 @@
 
 #include "Catalogue.h"
 
-/// The picture of a product. It keeps its proportions and has rounded corners: all four, or only the top ones.
+/// The picture of a product, with rounded corners: all four, or only the top ones. It is as high as fits to the wanted
+/// width. If it gets more width, the background fills it.
 class ArtView : public QWidget {
  public:
   enum class Corners { All, Top };
-  ArtView(const Product& product, Corners corners);
+  ArtView(const Product& product, int width, Corners corners);
 
  protected:
-  bool hasHeightForWidth() const override { return true; }
-  int heightForWidth(int width) const override;
   QSize sizeHint() const override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
   const Product& _product;
+  const int _width;
   const Corners _corners;
 };

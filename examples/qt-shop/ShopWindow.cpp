@@ -13,6 +13,7 @@ namespace {
 
 constexpr int spacing = 16;
 constexpr int smallestCard = 200;
+constexpr int largestColumn = 500;
 
 QWidget* withLook(QWidget* widget, const char* look) {
   widget->setProperty("look", look);
@@ -165,7 +166,7 @@ QWidget* ShopWindow::makeProducts() {
 QWidget* ShopWindow::makeProduct(const Product& product) {
   auto* card = withLook(new QWidget, "card");
   auto* column = layoutIn<QVBoxLayout>(card, 1, 0);
-  column->addWidget(new ArtView(product, ArtView::Corners::Top));
+  column->addWidget(new ArtView(product, smallestCard, ArtView::Corners::Top));
   auto* body = new QVBoxLayout;
   body->setContentsMargins(14, 10, 14, 14);
   body->setSpacing(2);
@@ -184,7 +185,7 @@ QWidget* ShopWindow::makeProduct(const Product& product) {
 
 QWidget* ShopWindow::makeCart() {
   QScrollArea* page = nullptr;
-  auto* column = makePage(page, 500);
+  auto* column = makePage(page, largestColumn);
   column->addWidget(makeLabel("Your cart", "section"));
   _cartLines = new QVBoxLayout;
   _cartLines->setSpacing(10);
@@ -201,11 +202,11 @@ QWidget* ShopWindow::makeCart() {
 
 QWidget* ShopWindow::makeAbout() {
   QScrollArea* page = nullptr;
-  auto* column = makePage(page, 500);
+  auto* column = makePage(page, largestColumn);
   column->addWidget(makeLabel("About the shop", "section"));
   auto* card = withLook(new QWidget, "card");
   auto* inner = layoutIn<QVBoxLayout>(card, 1, 0);
-  inner->addWidget(new ArtView(catalogue()[2], ArtView::Corners::Top));
+  inner->addWidget(new ArtView(catalogue()[2], largestColumn, ArtView::Corners::Top));
   auto* body = new QVBoxLayout;
   body->setContentsMargins(14, 10, 14, 14);
   body->setSpacing(10);
@@ -280,8 +281,8 @@ void ShopWindow::refreshCart() {
     pieces += count;
     auto* line = withLook(new QWidget, "card");
     auto* row = layoutIn<QHBoxLayout>(line, 12, 14);
-    auto* art = new ArtView(product, ArtView::Corners::All);
-    art->setFixedSize(80, 60);
+    auto* art = new ArtView(product, 80, ArtView::Corners::All);
+    art->setFixedWidth(80);
     row->addWidget(art);
     auto* words = new QVBoxLayout;
     words->setSpacing(2);
@@ -303,12 +304,13 @@ void ShopWindow::resizeEvent(QResizeEvent*) {
   placeToast();
 }
 
-/// Two to four columns, as many as fit.
+/// One to four columns, as many as fit.
 void ShopWindow::arrangeProducts() {
-  const int columns = std::clamp((width() - 40 + spacing) / (smallestCard + spacing), 2, 4);
-  for (std::size_t i = 0; i < _cards.size(); ++i) {
-    const int index = static_cast<int>(i);
-    _grid->addWidget(_cards[i], index / columns, index % columns);
+  const int columns = std::clamp((width() - 40 + spacing) / (smallestCard + spacing), 1, 4);
+  int index = 0;
+  for (QWidget* card : _cards) {
+    _grid->addWidget(card, index / columns, index % columns);
+    ++index;
   }
   for (int column = 0; column < 4; ++column) _grid->setColumnStretch(column, column < columns ? 1 : 0);
 }
