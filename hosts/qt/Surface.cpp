@@ -65,7 +65,9 @@ void Surface::setWindow(QWindow* window) {
     watch(*window);
     QObject::connect(window, &QWindow::visibleChanged, this, [this] { updateVisibility(); });
     QObject::connect(window, &QWindow::windowStateChanged, this, [this] { updateVisibility(); });
-    QObject::connect(window, &QWindow::screenChanged, this, [this] { updateScale(); });
+    // Later, because the window gets the new screen's scale after this signal.
+    QObject::connect(
+        window, &QWindow::screenChanged, this, [this] { updateScale(); }, Qt::QueuedConnection);
     _surface.setFocused(window->isActive());
   }
   updateScale();
@@ -146,7 +148,7 @@ void Surface::render() {
     return;
   }
   updateScale();
-  const double scale = _qwindow->devicePixelRatio();
+  _imageScale = _qwindow->devicePixelRatio();
   const PixelRect size = _surface.pixelSize();
   const bool isKept = _image.size() == QSize(size.width, size.height);
   if (!isKept) _image = QImage(size.width, size.height, QImage::Format_ARGB32_Premultiplied);
@@ -158,7 +160,7 @@ void Surface::render() {
   buffer.stride = static_cast<int>(_image.bytesPerLine());
   buffer.holdsLastFrame = isKept;
   const PaintedFrame frame = _surface.paint(buffer, _host->now());
-  if (!frame.damage.isEmpty()) _layer.imageChanged(inPoints(frame.damage, scale));
+  if (!frame.damage.isEmpty()) _layer.imageChanged(inPoints(frame.damage, _imageScale));
 }
 
 void Surface::viewsChanged() {

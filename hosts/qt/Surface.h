@@ -50,6 +50,8 @@ class OQSDK_EXPORT Surface : public QObject, public HostSurface::Client, private
   /// The pixels to draw at the upper left corner of the window, one for each pixel of the window; null while the layer
   /// is hidden.
   const QImage& image() const { return _image; }
+  /// The number of pixels of image() per point.
+  double imageScale() const { return _imageScale; }
 
   /// To be called when an object of the application, or a native part of the layer, has got the keyboard focus of this
   /// window. While a dialog is shown, an application's object has to return the focus to the layer.
@@ -105,6 +107,7 @@ class OQSDK_EXPORT Surface : public QObject, public HostSurface::Client, private
   QPointer<QWindow> _qwindow;
   QSizeF _size;
   QImage _image;
+  double _imageScale = 1;
   bool _isShown = false;
   bool _isRenderQueued = false;
   bool _isFrameMissed = false;  ///< a frame was requested while the window was not exposed

@@ -106,8 +106,8 @@ void WidgetLayer::paintEvent(QPaintEvent* event) {
   if (image.isNull()) return;
   QPainter painter(this);
   painter.setClipRegion(event->region());
-  // One pixel of the image is one pixel of the window.
-  const double scale = devicePixelRatioF();
+  // One pixel of the image is one pixel of the window. devicePixelRatioF() may already be that of another screen.
+  const double scale = _surface.imageScale();
   painter.scale(1 / scale, 1 / scale);
   painter.drawImage(0, 0, image);
 }

@@ -99,6 +99,7 @@ class Fixture {
         {"tap", [this](auto& in) { tap(in); }},
         {"drop", [this](auto& in) { drop(in); }},
         {"resize", [this](auto& in) { resize(in); }},
+        {"move", [this](auto& in) { move(in); }},
         {"full", [this](auto&) { _window->showFullScreen(); }},
         {"hide", [this](auto&) { _window->hide(); }},
         {"show", [this](auto&) { _window->show(); }},
@@ -271,6 +272,12 @@ class Fixture {
     _window->resize(width, height);
   }
 
+  void move(std::istream& in) {
+    QPoint point;
+    in >> point.rx() >> point.ry();
+    _window->move(point);
+  }
+
   void addWindow() {
     auto* window = new QWidget;
     window->setGeometry(400, 0, 375, 700);
@@ -279,12 +286,14 @@ class Fixture {
     _second.reset(window);
   }
 
-  /// Reports the colour of a point of the window, for a display whose pixels the test cannot read.
+  /// Reports the colour of a point of the window, and the window's width in pixels. For a display whose pixels the test
+  /// cannot read.
   void grab(std::istream& in) {
-    QPoint point;
+    QPointF point;
     in >> point.rx() >> point.ry();
     const QImage image = _window->grab().toImage();
-    say("grab " + image.pixelColor(point * image.devicePixelRatio()).name().toStdString());
+    const QColor colour = image.pixelColor((point * image.devicePixelRatio()).toPoint());
+    say("grab " + colour.name().toStdString() + " " + std::to_string(image.width()));
   }
 
   /// Reports "card X Y WIDTH HEIGHT": the card on the stage.

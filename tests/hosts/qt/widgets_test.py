@@ -11,6 +11,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 import driver
 from driver import WHITE, Compositor, Service, Stage, WindowManager, await_pixel, click, pixel, pointer, press, until
 
+SCREEN = (1600, 1000)
 BLUE = (0x3c, 0x78, 0xd8)
 DIM_BLUE = (0x2a, 0x54, 0x98)
 LEFT, RIGHT = (105, 395), (270, 395)  # the buttons of the message in a window of 375 x 700
@@ -69,7 +70,7 @@ class Accessible:
 class Widgets(driver.GtkTest):
     def start(self, width=375, height=700, kind="styled", **environment):
         fixture = super().start(width, height, kind, **environment)
-        if environment.get("QT_QPA_PLATFORM") != "wayland":
+        if "QT_QPA_PLATFORM" not in environment:
             until(lambda: pixel(5, 200) != (0, 0, 0), lambda: "the window is not shown")
         return fixture
 
@@ -84,7 +85,7 @@ class Widgets(driver.GtkTest):
         shots = [b"", b" "]
 
         def is_still():
-            shots[:] = [shots[1], driver.screen.shot(0, 0, 1400, 1000)]
+            shots[:] = [shots[1], driver.screen.shot(0, 0, *SCREEN)]
             return shots[0] == shots[1]
 
         until(is_still, lambda: "the pixels change", pause=0.1)
@@ -222,7 +223,7 @@ class Widgets(driver.GtkTest):
         with WindowManager():
             fixture = self.start()
             self.pop(fixture)
-            for command, width, height in (("resize 800 600", 800, 600), ("full", 1400, 1000)):
+            for command, width, height in (("resize 800 600", 800, 600), ("full", *SCREEN)):
                 fixture.do(command)
                 await_pixel(width - 5, height - 5, DIM_BLUE)
                 stage = Stage(width, height, (375, 700))
@@ -240,6 +241,23 @@ class Widgets(driver.GtkTest):
             click(*OUTSIDE)
             fixture.await_line("above clicked")
             self.assertEqual(fixture.close(), 0)
+
+    def test_a_message_stays_sharp_on_a_screen_with_another_scale(self):
+        for name, x, output in (("A", 0, "screen"), ("B", 800, "none")):
+            subprocess.run(["xrandr", "--setmonitor", name, f"800/200x1000/250+{x}+0", output], check=True)
+            self.addCleanup(subprocess.run, ["xrandr", "--delmonitor", name], check=True)
+        fixture = self.start(375, 330, QT_SCREEN_SCALE_FACTORS="A=1;B=2")
+        self.pop(fixture)
+        fixture.do("move 810 10")
+        stage = Stage(375, 330)
+        left, top, _, high = map(float, fixture.ask("card").split())
+        edge, middle = stage.at(left, top + high / 4)
+        x, y = 820 + round(2 * edge), 20 + round(2 * middle)
+        await_pixel(x + 2, y, WHITE)
+        await_pixel(x - 2, y, DIM_BLUE)
+        button = stage.at(RIGHT[0], top + high - 20)
+        click(*(round(start + 2 * length) for start, length in zip((820, 20), button)))
+        fixture.await_line("code 5")
 
     def test_drags_and_native_child_windows_below_a_message_get_nothing(self):
         fixture = self.start()
@@ -283,10 +301,10 @@ class Widgets(driver.GtkTest):
         with Compositor() as environment:
             fixture = self.start(QT_QPA_PLATFORM="wayland", **environment)
             fixture.do_until("pop 3 3", "code 1")
-            fixture.await_answer("grab 187 300", "#ffffff")
-            fixture.await_answer("grab 5 600", "#2a5498")
+            fixture.await_answer("grab 187 300", "#ffffff 375")
+            fixture.await_answer("grab 5 600", "#2a5498 375")
             fixture.do_until("tap 270 395", "code 5")
-            fixture.await_answer("grab 187 300", "#3c78d8")
+            fixture.await_answer("grab 187 300", "#3c78d8 375")
             fixture.do_until("tap 200 600", "host clicked")
             self.assertEqual(fixture.close(), 0)
 
@@ -310,4 +328,4 @@ class Widgets(driver.GtkTest):
 
 
 if __name__ == "__main__":
-    driver.main()
+    driver.main("%dx%d" % SCREEN)
