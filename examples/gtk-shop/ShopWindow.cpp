@@ -38,7 +38,7 @@ Gtk::Widget& makeArt(const Product& product, int width, bool allCorners) {
     double scale = std::min(w / artWidth, h / artHeight);
     cr->translate((w - artWidth * scale) / 2, (h - artHeight * scale) / 2);
     cr->scale(scale, scale);
-    product.draw(*cr.operator->());
+    product.draw(cr->cobj());
   });
   return *area;
 }
