@@ -7,15 +7,17 @@
 # page was not shown. With --interactive the shop stays open for you.
 #
 # The name of another demo runs a program in another toolkit or language instead, and saves its pictures in
-# build/demo-NAME/pictures: `sdl` (a game), `c` (GTK, and OpenGL with GLFW) or `python` (GTK).
+# build/demo-NAME/pictures: `qt` (Qt Widgets), `quick` (QML), `sdl` (a game), `c` (GTK, and OpenGL with GLFW) or `python` (GTK).
 set -euo pipefail
 cd "$(dirname "$0")"
 
-usage() { echo "usage: ./demo.sh [gtk|sdl|c|python] [--interactive]" >&2; exit 2; }
+usage() { echo "usage: ./demo.sh [gtk|qt|quick|sdl|c|python] [--interactive]" >&2; exit 2; }
 name=gtk
 if [[ ${1:-} =~ ^[a-z]+$ ]]; then name=$1; shift; fi
 case $name in
   gtk) hosts=(gtk gtk-web) targets=(gtk-shop oqsdk_webkit) ;;
+  qt) hosts=(qt qt-web) targets=(qt-shop) ;;
+  quick) hosts=(qt qt-web) targets=(quick-shop) ;;
   sdl) hosts=(sdl) targets=(sdl-game) ;;
   c) hosts=(gtk) targets=(first-window-main first-window-glfw) ;;
   python) hosts=(gtk) targets=(oqsdk_gobject_introspection oqsdk_gtk_introspection) ;;

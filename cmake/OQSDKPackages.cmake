@@ -14,6 +14,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 # The tool that reads dependencies from the binaries (dpkg-shlibdeps) finds our own library in the build tree.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/hosts
+    ${PROJECT_BINARY_DIR}/hosts/qt ${PROJECT_BINARY_DIR}/hosts/qt/quick ${PROJECT_BINARY_DIR}/hosts/sdl
     ${PROJECT_BINARY_DIR}/bindings)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
@@ -39,6 +40,10 @@ set(same "(= ${PROJECT_VERSION})")
 set(library liboqsdk${OQSDK_INTERFACE_VERSION})
 set(gtk liboqsdk-gtk${OQSDK_INTERFACE_VERSION})
 set(web liboqsdk-gtk-web${OQSDK_INTERFACE_VERSION})
+set(qt liboqsdk-qt6-${OQSDK_INTERFACE_VERSION})
+set(quick liboqsdk-qt6-quick${OQSDK_INTERFACE_VERSION})
+set(qt_web liboqsdk-qt6-web${OQSDK_INTERFACE_VERSION})
+set(sdl liboqsdk-sdl2-${OQSDK_INTERFACE_VERSION})
 # Every version installs its resources in the same place, hence ONE_OF. libcurl is loaded at run time, so shlibdeps does
 # not see this dependency.
 oqsdk_package(library ${library} libs DEPENDS "libcurl4 (>= 7.87)" RECOMMENDS ca-certificates ONE_OF liboqsdk
@@ -90,6 +95,44 @@ Headers, CMake package and pkg-config files of OQSDK's GTK host.")
                   DESCRIPTION "in-app messages for GTK 4 applications (introspection data)
 What Python and other languages need to show OQSDK's messages in GTK 4 windows.")
   endif()
+endif()
+if(TARGET oqsdk_qt)
+  set(recommends "")
+  if(TARGET oqsdk_qt_web)
+    set(recommends RECOMMENDS "${qt_web} ${same}")
+    oqsdk_package(qt_web ${qt_web} libs DEPENDS "${qt} ${same}" ONE_OF liboqsdk-qt6-web
+                  DESCRIPTION "in-app messages for Qt 6 applications (web pages)
+The web engine with which OQSDK shows web pages in windows of Qt 6. It is used
+by applications that set Qt::AA_ShareOpenGLContexts. Without it, links open in
+the system's browser, and messages that are web pages are not shown.")
+  endif()
+  oqsdk_package(qt ${qt} libs DEPENDS "${library} ${same}" ${recommends}
+                DESCRIPTION "in-app messages for Qt 6 applications
+The part of OQSDK that shows its messages in windows of Qt 6 Widgets.")
+  oqsdk_package(quick ${quick} libs DEPENDS "${qt} ${same}" ${recommends}
+                DESCRIPTION "in-app messages for Qt 6 applications (Quick)
+The part of OQSDK that shows its messages in windows of Qt Quick.")
+  oqsdk_package(qml qml6-module-oqsdk libs DEPENDS "${quick} ${same}, qml6-module-qtquick"
+                DESCRIPTION "in-app messages for Qt 6 applications (QML module)
+The QML module Oqsdk with its type MessageLayer.")
+  oqsdk_package(qt_development liboqsdk-qt6-dev libdevel
+                DEPENDS "${qt} ${same}, liboqsdk-dev ${same}, qt6-base-dev"
+                DESCRIPTION "in-app messages for Qt 6 applications (development)
+Headers, CMake package and pkg-config files of OQSDK's host for Qt Widgets.")
+  oqsdk_package(quick_development liboqsdk-qt6-quick-dev libdevel
+                DEPENDS "${quick} ${same}, liboqsdk-qt6-dev ${same}, qml6-module-oqsdk ${same}, qt6-declarative-dev"
+                DESCRIPTION "in-app messages for Qt 6 applications (Quick, development)
+Headers, CMake package and pkg-config files of OQSDK's host for Qt Quick.")
+endif()
+if(TARGET oqsdk_sdl)
+  oqsdk_package(sdl ${sdl} libs DEPENDS "${library} ${same}"
+                DESCRIPTION "in-app messages for SDL 2 applications
+The part of OQSDK that shows its messages in windows of SDL 2, with a renderer,
+OpenGL, OpenGL ES, or as pixels.")
+  oqsdk_package(sdl_development liboqsdk-sdl2-dev libdevel
+                DEPENDS "${sdl} ${same}, liboqsdk-dev ${same}, libsdl2-dev"
+                DESCRIPTION "in-app messages for SDL 2 applications (development)
+Headers, CMake package and pkg-config files of OQSDK's host for SDL 2.")
 endif()
 if(TARGET oqsdk-server)
   oqsdk_package(server oqsdk-server net

@@ -37,7 +37,10 @@ cpack --preset package
 
 step "exported symbols"
 python3 tests/package/exports_test.py build/package/liboqsdk.so= build/package/hosts/liboqsdk_headless.so=headless \
-        build/package/hosts/liboqsdk_gtk.so=gtk build/package/hosts/liboqsdk-webkit.so=module
+        build/package/hosts/liboqsdk_gtk.so=gtk build/package/hosts/liboqsdk-webkit.so=module \
+        build/package/hosts/qt/liboqsdk_qt6.so=qt/AttachOptions.h,qt/QtHost.h \
+        build/package/hosts/qt/quick/liboqsdk_qt6_quick.so=qt/QuickHost.h \
+        build/package/hosts/sdl/liboqsdk_sdl2.so=sdl
 python3 tests/package/c_interface_test.py build/package/bindings/liboqsdk-c.so=oqsdk.h \
         build/package/hosts/liboqsdk_gtk.so=gtk.h
 ls -l build/package/*.deb

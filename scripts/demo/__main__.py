@@ -19,6 +19,8 @@ IN_C = [("GTK 4 in C", "{build}/examples/first-window-main", None),
 IN_PYTHON = [("GTK 4 in Python", str(FOLDER / "main.py"), "middle-button buy")]
 DEMOS = {
     "gtk": lambda *places: ShopDemo("gtk-shop", *places),
+    "qt": lambda *places: ShopDemo("qt-shop", *places),
+    "quick": lambda *places: ShopDemo("quick-shop", *places),
     "sdl": GameDemo,
     "c": lambda *places: FirstWindowDemo(IN_C, *places),
     "python": lambda *places: FirstWindowDemo(IN_PYTHON, *places),

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks that shared libraries export exactly the symbols that headers mark with OQSDK_EXPORT:
-exports_test.py LIBRARY=PUBLIC-HEADER-FOLDER ... (a folder below include/oqsdk), or MODULE=module for a module, which
+exports_test.py LIBRARY=PUBLIC-HEADERS ... (a folder or files below include/oqsdk, separated by commas), or MODULE=module for a module, which
 exports only C names that begin with oqsdk_."""
 import pathlib
 import re
@@ -61,7 +61,7 @@ def check(library, public, inner, private):
 
 
 def main():
-    private = found((ROOT / "platform").rglob("*.h"), CLASS, OTHER)
+    private = found([header for layer in ("platform", "hosts") for header in (ROOT / layer).rglob("*.h")], CLASS, OTHER)
     problems = []
     for argument in sys.argv[1:]:
         library, folder = argument.split("=")
@@ -69,7 +69,8 @@ def main():
             problems += [f"{name}: the module must not export it" for name, _ in symbols(library)
                          if not name.startswith("oqsdk_")]
             continue
-        headers = list((ROOT / "include/oqsdk" / folder).glob("*.h"))
+        places = [ROOT / "include/oqsdk" / place for place in folder.split(",")]
+        headers = [header for place in places for header in ([place] if place.is_file() else place.glob("*.h"))]
         public = found(headers, CLASS, OTHER)
         assert public, folder
         problems += check(library, public, found(headers, INNER), private)

@@ -87,6 +87,23 @@ class Installed(unittest.TestCase):
         (source / "CMakeLists.txt").write_text("\n".join([*head, *lines, ""]), encoding="utf-8")
         return source
 
+    def test_programs_with_other_toolkits_find_their_hosts(self):
+        programs = {"qt": "#include <oqsdk/qt/QtHost.h>\nint main() { return oq::qt::attach((QWidget*)nullptr); }\n",
+                    "quick": "#include <oqsdk/qt/QuickHost.h>\n"
+                             "int main() { return oq::qt::attach((QQuickWindow*)nullptr); }\n",
+                    "sdl": "#include <oqsdk/sdl/SdlHost.h>\n"
+                           "int main() { return oq::sdl::attach(nullptr) != nullptr; }\n"}
+        lines = [f"find_package(OQSDK 0.8 REQUIRED COMPONENTS {' '.join(programs)})"]
+        for name in programs:
+            lines += [f"add_executable({name} {name}.cpp)", f"target_link_libraries({name} PRIVATE OQSDK::{name})"]
+        source = self.project("toolkits", *lines)
+        for name, code in programs.items():
+            (source / f"{name}.cpp").write_text(code, encoding="utf-8")
+        self.configure(source, "toolkits/build")
+        self.run_program("cmake", "--build", "toolkits/build")
+        for name in programs:  # refused with a reason, since there is no application and no window
+            self.run_program(f"toolkits/build/{name}")
+
     def test_unknown_components_and_other_versions_are_refused(self):
         for text, wanted in (("find_package(OQSDK REQUIRED COMPONENTS telepathy)", 'unknown component "telepathy"'),
                              ("find_package(OQSDK 0.9 REQUIRED)", VERSION),
