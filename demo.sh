@@ -7,7 +7,8 @@
 # page was not shown. With --interactive the shop stays open for you.
 #
 # The name of another demo runs a program in another toolkit or language instead, and saves its pictures in
-# build/demo-NAME/pictures: `qt` (Qt Widgets), `quick` (QML), `sdl` (a game), `c` (GTK, and OpenGL with GLFW) or `python` (GTK).
+# build/demo-NAME/pictures: `qt` (Qt Widgets), `quick` (QML), `sdl` (a game), `c` (GTK, and OpenGL with GLFW) or `python`
+# (GTK).
 set -euo pipefail
 cd "$(dirname "$0")"
 
