@@ -34,8 +34,8 @@ tests=(
   openbox weston x11-utils fonts-noto-color-emoji
 )
 
-# The hosts: what building one needs, what its demo needs as well, and what its tests need as well.
-declare -A host host_demo host_tests
+# The hosts: what building one needs, and what its demo, its tests and its benchmarks need as well.
+declare -A host host_demo host_tests host_bench
 host[gtk]="libgtkmm-4.0-dev"
 # The examples in Python, and of a game with OpenGL without a graphics card.
 host_demo[gtk]="python3-gi gir1.2-gtk-4.0 libglfw3-dev libgl-dev libgl1-mesa-dri"
@@ -54,6 +54,9 @@ host[sdl]="libsdl2-dev"
 host_demo[sdl]="libgl-dev libgl1-mesa-dri"
 host_tests[sdl]=""
 
+host_bench[gtk]="" host_bench[gtk-web]="" host_bench[qt-web]="" host_bench[sdl]=""
+host_bench[qt]="kuserfeedback-dev"  # the neighbour
+
 usage() {
   sed -n 's/^#   install-deps.sh/usage: install-deps.sh/p' "$0" >&2
   exit 2
@@ -63,7 +66,7 @@ for word in "$@"; do
   case $word in
     --demo) packages+=("${demo[@]}"); of_hosts+=(demo) ;;
     --tests) packages+=("${demo[@]}" "${tests[@]}"); of_hosts+=(demo tests) ;;
-    --bench) packages+=("${demo[@]}" libspdlog-dev libplist-dev); of_hosts+=(demo) ;;
+    --bench) packages+=("${demo[@]}" libspdlog-dev libplist-dev); of_hosts+=(demo bench) ;;
     --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     --docs) packages+=(doxygen) ;;
     --package) packages+=(dpkg-dev file python3) ;;

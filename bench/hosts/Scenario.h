@@ -19,8 +19,8 @@ namespace oq::bench {
 /// What each host's program does, so that hosts can be compared: nothing for a while, then a message opens, stays on
 /// screen, and is closed. Prints the process's processor time of each part, on all threads, in milliseconds.
 ///
-/// The mode is the program's argument. "start" ends the program as soon as the window is ready. "plain" is the same
-/// program without the library. "idle", with the library, does nothing; "message" shows messages.
+/// The mode is the program's argument. "link" ends the program at once, and "start" as soon as the window is ready.
+/// "plain" is the same program without the library. "idle", with the library, does nothing; "message" shows messages.
 class Scenario {
  public:
   static constexpr int width = 1080, height = 1920;
@@ -28,6 +28,7 @@ class Scenario {
 
   Scenario(int argc, char** argv) : _mode(argc > 1 ? argv[1] : "message") {}
 
+  bool isLinkOnly() const { return _mode == "link"; }
   bool isPlain() const { return _mode == "plain" || _mode == "plain-start"; }
   /// To be called once when the window is on screen. `after` calls a block later on the main thread; `end` ends the
   /// program's loop.
@@ -35,6 +36,7 @@ class Scenario {
     _after = std::move(after);
     _end = std::move(end);
     if (_mode == "start" || _mode == "plain-start") return _end();
+    if (_mode == "message") _picture = picture();
     _after(kPause, [this] { _mode == "message" ? open() : idle("idle", _end); });
   }
 
@@ -76,7 +78,7 @@ class Scenario {
   std::string _mode;
   After _after;
   std::function<void()> _end;
-  std::shared_ptr<const UIImage> _picture = picture();
+  std::shared_ptr<const UIImage> _picture;
   std::shared_ptr<OQPopWindow> _message;
   int _round = 0;
 };

@@ -6,6 +6,7 @@
 
 int main(int argc, char** argv) {
   oq::bench::Scenario scenario(argc, argv);
+  if (scenario.isLinkOnly()) return 0;
   auto application = Gtk::Application::create("com.example.bench", Gio::Application::Flags::NON_UNIQUE);
   std::unique_ptr<Gtk::Window> window;
   application->signal_activate().connect([&] {

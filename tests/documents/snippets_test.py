@@ -18,7 +18,7 @@ DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]
 SNIPPET = re.compile(r"(?:<!-- given: (?P<given>.*?) -->\s*)?^(?P<indent> *)```cpp\n(?P<code>.*?)^ *```",
                      re.MULTILINE | re.DOTALL)
 INCLUDES = "#include <glib.h>\n#include <gtkmm.h>\n#include <oqsdk/gtk/GtkHost.h>\n#include <oqsdk/oqsdk.h>\n" \
-           "#include <oqsdk/qt/QtHost.h>\n#include <iostream>\n"
+           "#include <oqsdk/qt/QtHost.h>\n#include <oqsdk/sdl/SdlHost.h>\n#include <SDL2/SDL.h>\n#include <iostream>\n"
 
 
 def snippets():
