@@ -77,6 +77,9 @@ class Window : public QWidget {
   void keyPressEvent(QKeyEvent* event) override {
     if (!event->text().isEmpty()) say("window key " + event->text().toStdString());
   }
+  void keyReleaseEvent(QKeyEvent* event) override {
+    if (event->key() == Qt::Key_Return) say("window key released");
+  }
 };
 
 class Fixture {
@@ -239,7 +242,7 @@ class Fixture {
   void addNative() {
     auto* native = new HostButton("native", _window);
     native->setAttribute(Qt::WA_NativeWindow);
-    native->setGeometry(0, 100, 100, 40);
+    native->setGeometry(200, 350, 170, 100);
     native->show();
     native->raise();
   }
@@ -333,7 +336,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("com.example.QtFixture");
   const std::string kind = argc > 3 ? argv[3] : "window";
   // Style sheets often give all widgets a background. The layer must stay transparent.
-  if (kind == "styled")
+  if (kind != "window")
     application.setStyleSheet("QWidget { background: #3c78d8; color: #3c78d8; border: none; outline: none; }");
   Fixture fixture(application, kind);
   fixture.open(std::atoi(argv[1]), std::atoi(argv[2]));
