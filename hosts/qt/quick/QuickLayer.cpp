@@ -2,6 +2,7 @@
 #include "QuickLayer.h"
 
 #include <QtQml/qqml.h>
+#include <QtCore/QMetaMethod>
 #include <QtQuick/QSGImageNode>
 #include <algorithm>
 #include <cmath>
@@ -182,17 +183,32 @@ QObject* QuickLayer::focus() const {
 }
 
 void QuickLayer::focusMoved() {
-  if (!hasPopup()) _surface.focusMoved(focus());
+  if (hasActiveFocus() || !_surface.surface().hasDialog() || hasPopup()) return;
+  if (QObject* item = focus()) return _surface.focusMoved(item);
+  // A popup that closes may leave the focus nowhere.
+  QMetaObject::invokeMethod(this, &QuickLayer::popupClosed, Qt::QueuedConnection);
 }
 
+void QuickLayer::popupClosed() {
+  if (_surface.surface().hasDialog() && !hasActiveFocus()) takeFocus();
+}
+
+/// A popup keeps the focus until it closes.
 void QuickLayer::takeFocus() {
   setShown(true);
-  if (!hasPopup()) forceActiveFocus(Qt::PopupFocusReason);
+  if (!hasPopup()) return forceActiveFocus(Qt::PopupFocusReason);
+  for (QQuickItem* item : popups()) {
+    const QMetaObject* own = metaObject();
+    const QMetaObject* popup = item->parent()->metaObject();
+    connect(item->parent(), popup->method(popup->indexOfSignal("closed()")), this,
+            own->method(own->indexOfSlot("popupClosed()")), Qt::UniqueConnection);
+  }
 }
 
 void QuickLayer::restoreFocus(QObject& object) {
   auto* item = qobject_cast<QQuickItem*>(&object);
-  if (item && !focus()) item->forceActiveFocus(Qt::PopupFocusReason);
+  // An item of a popup that has closed is invisible.
+  if (item && item->isVisible() && !focus()) item->forceActiveFocus(Qt::PopupFocusReason);
 }
 
 void QuickLayer::dropFocus() {

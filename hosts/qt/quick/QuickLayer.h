@@ -47,6 +47,7 @@ class QuickLayer : public QQuickItem, public Layer {
   void follow();
   void makeAccessible();
   void focusMoved();
+  Q_SLOT void popupClosed();
   std::vector<QQuickItem*> popups() const;
 
   QQuickWindow& _host;  ///< the window; QQuickItem::window() is empty while the window is destroyed

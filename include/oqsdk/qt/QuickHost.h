@@ -33,11 +33,11 @@ using PageNames = std::function<std::string(const std::string& name)>;
 
 /// Reports the current item of a StackView, a SwipeView or another item with the property `currentItem` as a page: for
 /// the library, a view controller appears with the item and disappears with it. Its class has the name that `names`
-/// returns, and is registered when it is first needed. `names` gets the item's `objectName`, or else the name of its QML
-/// file without ".qml"; it gets "" for an item that has neither. If the returned name already belongs to another class
-/// of the program, the page is ignored. Call this function once, after TorvelinOqManager::startWithConfig(), on the
-/// main thread. It has an effect until `view` is destroyed. Returns false, and writes a warning, if `view` is nullptr
-/// or has no such property, or on another thread.
+/// returns, and is registered when it is first needed. `names` gets the item's `objectName`, or else the name of its
+/// QML file without ".qml"; it gets "" for an item that has neither. If the returned name already belongs to another
+/// class of the program, the page is ignored. Call this function once, after TorvelinOqManager::startWithConfig(), on
+/// the main thread. It has an effect until `view` is destroyed. Returns false, and writes a warning, if `view` is
+/// nullptr or has no such property, or on another thread.
 OQSDK_EXPORT bool collectPages(QQuickItem* view, PageNames names = pageClassName);
 
 }  // namespace oq::qt

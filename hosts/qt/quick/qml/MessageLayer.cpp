@@ -96,14 +96,17 @@ void MessageLayer::itemChange(ItemChange change, const ItemChangeData& data) {
   if (change == ItemSceneChange && isComponentComplete()) attachWhenShown();
 }
 
-/// The window that a QQuickWidget uses is known to be one only after it is shown: then another window draws it.
+/// The window of a QQuickWidget never becomes visible. The window of Qt Widgets that draws it is known when the widget
+/// is laid out or first drawn.
 void MessageLayer::attachWhenShown() {
-  disconnect(_awaitsWindow);
+  for (const auto& connection : _awaitsWindow) disconnect(connection);
+  _awaitsWindow.clear();
   QQuickWindow* target = window();
   if (!target) return;
-  const bool isOffscreen = target->inherits("QQuickOffScreenWindow");
-  if (isOffscreen && !QQuickRenderControl::renderWindowFor(target)) {
-    _awaitsWindow = connect(target, &QWindow::visibleChanged, this, [this] { attachWhenShown(); });
+  if (!target->isVisible() && !QQuickRenderControl::renderWindowFor(target)) {
+    _awaitsWindow = {connect(target, &QWindow::visibleChanged, this, [this] { attachWhenShown(); }),
+                     connect(target, &QWindow::widthChanged, this, [this] { attachWhenShown(); }),
+                     connect(target, &QQuickWindow::sceneGraphInitialized, this, [this] { attachWhenShown(); })};
     return;
   }
   oq::qt::AttachOptions options;

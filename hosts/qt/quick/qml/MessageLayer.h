@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QtCore/QMetaObject>
 #include <QtQml/qqmlregistration.h>
+#include <QtCore/QMetaObject>
 #include <QtQuick/QQuickItem>
+#include <vector>
 
 #include "oqsdk/Messages.h"
 
@@ -88,5 +89,5 @@ class MessageLayer : public QQuickItem {
   void attachWhenShown();
 
   double _maximumScale = 1.5;
-  QMetaObject::Connection _awaitsWindow;
+  std::vector<QMetaObject::Connection> _awaitsWindow;
 };
