@@ -59,16 +59,18 @@ class TilesNode : public QSGNode {
     }
     QSGTexture* texture = window.createTextureFromImage(tile, QQuickWindow::TextureHasAlphaChannel);
     if (!texture) return;
-    if (!node) {
+    const bool isNew = !node;
+    if (isNew) {
       node = window.createImageNode();
       node->setOwnsTexture(true);
       // One pixel of the image is one pixel of the window.
       node->setFiltering(QSGTexture::Nearest);
-      appendChildNode(node);
     }
     node->setTexture(texture);
     node->setRect(place);
     node->setSourceRect(QRectF(QPointF(), tile.size()));
+    // Last, because the software renderer cannot handle a node without a texture.
+    if (isNew) appendChildNode(node);
   }
 
   const int _columns;

@@ -163,7 +163,7 @@ class Quick(driver.GtkTest):
                                  QT_IM_MODULE="compose", **environment)
             fixture.do_until("pop 3", "code 1")
             fixture.await_answer("grab 187 300", "#ffffff")
-            fixture.await_answer("grab 5 600", "#b20000")
+            fixture.await_answer("grab 5 600", "#b30000")
 
 
 if __name__ == "__main__":
