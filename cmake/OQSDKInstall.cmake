@@ -90,8 +90,14 @@ endif()
 
 if(TARGET oqsdk_qt)
   file(GLOB OQSDK_QT_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/qt/*.h)
+  set(OQSDK_QUICK_HEADERS ${PROJECT_SOURCE_DIR}/include/oqsdk/qt/QuickHost.h)
+  list(REMOVE_ITEM OQSDK_QT_HEADERS ${OQSDK_QUICK_HEADERS})
   oqsdk_library(oqsdk_qt NAME qt RUNTIME qt DEVELOPMENT qt_development PKG_CONFIG oqsdk-qt6 FOR_HOSTS
                 HEADERS ${OQSDK_QT_HEADERS})
+endif()
+if(TARGET oqsdk_quick)
+  oqsdk_library(oqsdk_quick NAME quick RUNTIME quick DEVELOPMENT quick_development PKG_CONFIG oqsdk-qt6-quick
+                HEADERS ${OQSDK_QUICK_HEADERS})
 endif()
 if(TARGET oqsdk_sdl)
   file(GLOB OQSDK_SDL_HEADERS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/oqsdk/sdl/*.h)
@@ -129,6 +135,16 @@ endif()
 
 if(NOT OQSDK_INSTALL)
   return()
+endif()
+# If our libraries are static, the QML module is a part of each program.
+if(TARGET oqsdk_qml AND BUILD_SHARED_LIBS)
+  set(qml ${CMAKE_INSTALL_LIBDIR}/qt6/qml/Oqsdk)
+  if(NOT CMAKE_SKIP_INSTALL_RPATH)
+    set_target_properties(oqsdk_qml PROPERTIES INSTALL_RPATH "$ORIGIN/../../..")  # our libraries
+  endif()
+  install(TARGETS oqsdk_qml LIBRARY DESTINATION ${qml} COMPONENT qml)
+  install(FILES ${PROJECT_BINARY_DIR}/qml/Oqsdk/qmldir ${PROJECT_BINARY_DIR}/qml/Oqsdk/oqsdk_qml.qmltypes
+          DESTINATION ${qml} COMPONENT qml)
 endif()
 if(TARGET oqsdk_webkit)
   install(TARGETS oqsdk_webkit LIBRARY DESTINATION ${OQSDK_MODULES_DIR} COMPONENT gtk_web)
