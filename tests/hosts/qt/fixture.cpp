@@ -24,6 +24,7 @@
 #include <sstream>
 #include <string>
 
+#include "Dispatch/DispatchQueue.h"
 #include "Engine/OQSDKManager.h"
 #include "UI/OQPopWindow.h"
 #include "UIKit/Views/Animation.h"
@@ -77,6 +78,9 @@ class Window : public QWidget {
   void keyPressEvent(QKeyEvent* event) override {
     if (!event->text().isEmpty()) say("window key " + event->text().toStdString());
   }
+  void keyReleaseEvent(QKeyEvent* event) override {
+    if (event->key() == Qt::Key_Return) say("window key released");
+  }
 };
 
 class Fixture {
@@ -90,11 +94,15 @@ class Fixture {
         {"focus", [](auto&) { reportFocus(); }},
         {"cursor", [this](auto&) { say("cursor " + std::to_string(_window->windowHandle()->cursor().shape())); }},
         {"selected", [this](auto&) { say("selected " + _field->selectedText().toStdString()); }},
+        {"focus_window", [this](auto&) { _window->setFocus(); }},
         {"focus_field", [this](auto&) { _field->setFocus(); }},
         {"inputs", [this](auto&) { reportInputMethod(); }},
         {"menu", [this](auto&) { openMenu(); }},
+        {"reject", [this](auto&) { _dialog->reject(); }},
         {"exec", [this](auto& in) { openDialog(word(in) == "attached"); }},
         {"above", [this](auto&) { addAbove(); }},
+        {"raise", [this](auto&) { _button->raise(); }},
+        {"nest", [this](auto&) { openDialogFromBlock(); }},
         {"native", [this](auto&) { addNative(); }},
         {"tap", [this](auto& in) { tap(in); }},
         {"drop", [this](auto& in) { drop(in); }},
@@ -143,6 +151,7 @@ class Fixture {
       return splitter;
     }
     auto* window = new Window;
+    window->setObjectName("window");
     auto* column = new QVBoxLayout(window);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
@@ -211,35 +220,39 @@ class Fixture {
   /// Runs a modal dialog with an event loop of its own until it is closed.
   void openDialog(bool isAttached) {
     QMetaObject::invokeMethod(
-        &_application,
-        [this, isAttached] {
-          QDialog dialog(_window);
-          auto* column = new QVBoxLayout(&dialog);
-          column->setContentsMargins(0, 0, 0, 0);
-          column->addWidget(new HostButton("inner"));
-          dialog.setGeometry(500, 0, 375, 700);
-          if (isAttached) oq::qt::attach(&dialog);
-          QMetaObject::invokeMethod(
-              &dialog, [] { say("dialog opened"); }, Qt::QueuedConnection);
-          _dialog = &dialog;
-          dialog.exec();
-          say("dialog closed");
-        },
-        Qt::QueuedConnection);
-    _commands["reject"] = [this](auto&) { _dialog->reject(); };
+        &_application, [this, isAttached] { runDialog(isAttached); }, Qt::QueuedConnection);
+  }
+
+  /// Does the same in a block of the library's main queue, with another block behind it.
+  void openDialogFromBlock() {
+    oq::DispatchQueue::main().async([this] { runDialog(false); });
+    oq::DispatchQueue::main().async([] { say("second block"); });
+  }
+
+  void runDialog(bool isAttached) {
+    QDialog dialog(_window);
+    auto* column = new QVBoxLayout(&dialog);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(new HostButton("inner"));
+    dialog.setGeometry(500, 0, 375, 700);
+    if (isAttached) oq::qt::attach(&dialog);
+    QMetaObject::invokeMethod(
+        &dialog, [] { say("dialog opened"); }, Qt::QueuedConnection);
+    _dialog = &dialog;
+    dialog.exec();
+    say("dialog closed");
   }
 
   void addAbove() {
     auto* above = new HostButton("above", _window);
     above->setGeometry(0, 0, _window->width(), _window->height());
     above->show();
-    above->raise();
   }
 
   void addNative() {
     auto* native = new HostButton("native", _window);
     native->setAttribute(Qt::WA_NativeWindow);
-    native->setGeometry(0, 100, 100, 40);
+    native->setGeometry(200, 350, 170, 100);
     native->show();
     native->raise();
   }
@@ -333,7 +346,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("com.example.QtFixture");
   const std::string kind = argc > 3 ? argv[3] : "window";
   // Style sheets often give all widgets a background. The layer must stay transparent.
-  if (kind == "styled")
+  if (kind != "window")
     application.setStyleSheet("QWidget { background: #3c78d8; color: #3c78d8; border: none; outline: none; }");
   Fixture fixture(application, kind);
   fixture.open(std::atoi(argv[1]), std::atoi(argv[2]));

@@ -104,6 +104,7 @@ class Widgets(driver.GtkTest):
                 pointer("mousemove", *OUTSIDE)
                 # The message opens below the resting pointer.
                 self.pop(fixture)
+                self.assertEqual([pixel(5, 40), pixel(5, 650)], [DIM_BLUE, DIM_BLUE])
                 fixture.lines.clear()
                 pointer("click", 1, "click", 3, "click", 4, "click", 1, "mousemove", *LEFT, "mousedown", 1)
                 pointer("mousemove", *OUTSIDE, "mouseup", 1)
@@ -148,11 +149,12 @@ class Widgets(driver.GtkTest):
         press("Escape")
         fixture.await_line("shortcut Esc")
         # A key that is held down when its message closes does not act on the application.
+        fixture.do("focus_window")
         self.pop(fixture)
         press("Tab", "Tab")
         pointer("keydown", "Return")
         fixture.await_line("code 5")
-        fixture.await_answer("focus", "field")
+        fixture.await_answer("focus", "window")
         fixture.lines.clear()
         pointer("keyup", "Return", "key", "ctrl+k")
         fixture.await_line("shortcut Ctrl+K")
@@ -167,7 +169,7 @@ class Widgets(driver.GtkTest):
         fixture.do("menu")
         press("Escape")
         fixture.await_line("menu closed")
-        self.assertNotIn("code 3", fixture.lines)
+        self.assertFalse({"code 3", "code 5"} & set(fixture.lines))
         # The dialog blocks the window with the message until it closes.
         fixture.do_until("exec plain", "dialog opened")
         click(*RIGHT)
@@ -188,6 +190,11 @@ class Widgets(driver.GtkTest):
         self.assertNotIn("inner clicked", fixture.lines[-4:])
         click(700, 600)
         fixture.await_line("inner clicked")
+        # The library's queue continues in the event loop of a dialog that one of its blocks opens.
+        fixture.do_until("reject", "dialog closed")
+        fixture.do_until("nest", "second block")
+        fixture.do_until("reject", "dialog closed")
+        fixture.do_until("exec attached", "dialog opened")
         # The dialog is destroyed while it shows a message.
         self.pop(fixture)
         fixture.do_until("reject", "dialog closed")
@@ -228,18 +235,22 @@ class Widgets(driver.GtkTest):
                 await_pixel(width - 5, height - 5, DIM_BLUE)
                 stage = Stage(width, height, (375, 700))
                 await_pixel(*stage.pixel(187, 300), WHITE)
-            fixture.do("above")
-            await_pixel(5, 5, DIM_BLUE)
+            for command in ("above", "raise"):
+                fixture.do(command)
+                fixture.do("repaint")
+                self.settle(fixture)
+                self.assertEqual(pixel(5, 5), DIM_BLUE)
             fixture.do("hide")
             until(lambda: pixel(5, 5) == (0, 0, 0), lambda: "the window is not hidden")
             fixture.do("show")
-            await_pixel(5, 5, DIM_BLUE)
+            # The window is shown before it fills the screen again.
+            await_pixel(SCREEN[0] - 5, SCREEN[1] - 5, DIM_BLUE)
             click(*stage.pixel(*RIGHT))
             fixture.await_line("code 5")
             await_pixel(5, 5, BLUE)
-            self.assertNotIn("above clicked", fixture.lines)
             click(*OUTSIDE)
-            fixture.await_line("above clicked")
+            fixture.await_line("host clicked")
+            self.assertNotIn("above clicked", fixture.lines)
             self.assertEqual(fixture.close(), 0)
 
     def test_a_message_stays_sharp_on_a_screen_with_another_scale(self):
@@ -262,16 +273,18 @@ class Widgets(driver.GtkTest):
     def test_drags_and_native_child_windows_below_a_message_get_nothing(self):
         fixture = self.start()
         self.assertEqual(fixture.do("drop 200 600")[-2:], ["host dropped", "drop accepted"])
+        # The child window lies above a button of the message.
         fixture.do("native")
-        click(50, 120)
+        pointer("mousemove", *RIGHT)
+        fixture.await_line("native entered")
+        pointer("click", 1)
         fixture.await_line("native clicked")
         self.pop(fixture)
         self.assertEqual(fixture.do("drop 200 600"), ["drop refused"])
-        click(50, 120)
-        click(*RIGHT)
+        pointer("click", 1)
         fixture.await_line("code 5")
-        self.assertNotIn("native clicked", fixture.lines[-4:])
-        click(50, 120)
+        self.assertEqual(fixture.lines.count("native clicked"), 1)
+        pointer("click", 1)
         fixture.await_line("native clicked")
 
     def test_the_pointer_is_a_hand_over_buttons(self):
@@ -279,6 +292,7 @@ class Widgets(driver.GtkTest):
         pointer("mousemove", *OUTSIDE)
         fixture.await_line("host entered")
         self.pop(fixture)
+        self.assertEqual(fixture.lines.count("host left"), 1)
         fixture.await_answer("cursor", "0")
         pointer("mousemove", *RIGHT)
         fixture.await_answer("cursor", "13")
