@@ -170,25 +170,33 @@ Page::~Page() {
 }
 
 /// Scripts find the handlers in `window.webkit.messageHandlers`. Their messages come through the engine's web channel,
-/// whose own script is not needed to call one function.
+/// whose own script is not needed to call one function. Only the main frame has that channel, and it passes on the
+/// messages of other frames.
 void Page::addScripts(const WebPageSettings& settings) {
   auto* channel = new QWebChannel(_page);
   channel->registerObject("oqsdk", &_mailbox);
   _page->setWebChannel(channel, QWebEngineScript::MainWorld);
   QJsonArray names;
   for (const std::string& name : settings.messageHandlers) names.append(QString::fromStdString(name));
-  const QString post =
-      "const send = (name, json) => qt.webChannelTransport.send(JSON.stringify("
-      "{type: 6, object: 'oqsdk', method: 'post', args: [name, json], id: 0}));";
-  const QString handlers = QString(
-                               "(() => {%1 const handlers = {};"
-                               "for (const name of %2) handlers[name] = Object.freeze({postMessage: body => "
-                               "send(name, JSON.stringify(body) ?? 'null')});"
-                               "Object.defineProperty(window, 'webkit', {value: Object.freeze("
-                               "{messageHandlers: Object.freeze(handlers)})}); })()")
-                               .arg(post, QString::fromUtf8(QJsonDocument(names).toJson(QJsonDocument::Compact)));
-  addScript(*_page, handlers, true, false);
-  addScript(*_page, QString("(() => {%1 send('%2', 'null'); })()").arg(post, kCommitted), true, true);
+  constexpr const char* bridge = R"((() => {
+    const names = %1, handlers = {}, key = 'oqsdk message';
+    const send = (name, json) => qt.webChannelTransport.send(
+        JSON.stringify({type: 6, object: 'oqsdk', method: 'post', args: [name, json], id: 0}));
+    const pass = window === top ? send : (name, json) => top.postMessage({[key]: [name, json]}, '*');
+    for (const name of names)
+      handlers[name] = Object.freeze({postMessage: body => pass(name, JSON.stringify(body) ?? 'null')});
+    Object.defineProperty(window, 'webkit', {value: Object.freeze({messageHandlers: Object.freeze(handlers)})});
+    if (window !== top) return;
+    send('%2', 'null');
+    window.addEventListener('message', event => {
+      const message = event.data?.[key];
+      if (!message) return;
+      event.stopImmediatePropagation();
+      if (names.includes(message[0])) send(message[0], String(message[1]));
+    });
+  })())";
+  const QString known = QString::fromUtf8(QJsonDocument(names).toJson(QJsonDocument::Compact));
+  addScript(*_page, QString(bridge).arg(known, kCommitted), true, false);
   for (const WebScript& script : settings.scripts)
     addScript(*_page, QString::fromStdString(script.source), script.atDocumentStart, script.mainFrameOnly);
 }

@@ -29,7 +29,6 @@ class QtWebPages(driver.GtkTest):
     test_a_failed_page_can_be_reloaded = web_test.WebPages.test_a_failed_page_can_be_reloaded
     test_untrusted = web_test.WebPages.test_pages_of_servers_with_untrusted_certificates_are_not_loaded
     test_scripts_can_only_write_to_the_log = web_test.WebPages.test_scripts_can_only_write_to_the_log
-    test_card = web_test.WebPages.test_a_message_with_a_web_page_shows_the_page_in_its_card
     test_pulling_down_reloads_the_page = web_test.WebPages.test_pulling_down_reloads_the_page
 
     def start(self, **environment):
@@ -65,6 +64,12 @@ class QtWebPages(driver.GtkTest):
         self.assertNotIn("entry abc", fixture.await_line("entry "))
         click(200, 400)
         fixture.await_line("host clicked")
+        fixture.open("window " + self.url("/one"), title="One 一")
+        card = [float(length) for length in fixture.await_line("card ")[-1].split()[1:]]
+        await_pixel(187, 400, PINK)
+        click(*map(int, card[4:]))
+        fixture.await_line("code 3")
+        fixture.await_none()
         # The window may be destroyed while a page is shown.
         fixture.jump(self.url("/one"), title="One 一")
         fixture.do("destroy")
