@@ -29,7 +29,7 @@ class OQSDK_EXPORT Host : public SurfaceHost {
   /// Follows the style's setting for animations. To be called when the style may have changed.
   void updateAnimations();
   /// To be called for a window that cannot show web pages: from now on they open in the system's browser.
-  void forbidWebPages() { _webPages.forbid(); }
+  void forbidWebPages();
 
  private:
   void pumpLater();
