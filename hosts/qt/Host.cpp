@@ -106,6 +106,10 @@ void Host::pumpNow() {
   }
 }
 
+void Host::forbidWebPages() {
+  _webPages.forbid();
+}
+
 void Host::updateAnimations() {
   // Without QApplication there is no style, and Qt has no other public setting for animations.
   const bool hasStyle = qobject_cast<QApplication*>(QCoreApplication::instance());

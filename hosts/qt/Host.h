@@ -7,6 +7,7 @@
 
 #include "Host/HostInstallation.h"
 #include "Host/SurfaceHost.h"
+#include "WebPages.h"
 #include "oqsdk/Export.h"
 #include "oqsdk/qt/AttachOptions.h"
 
@@ -27,6 +28,8 @@ class OQSDK_EXPORT Host : public SurfaceHost {
 
   /// Follows the style's setting for animations. To be called when the style may have changed.
   void updateAnimations();
+  /// To be called for a window that cannot show web pages: from now on they open in the system's browser.
+  void forbidWebPages();
 
  private:
   void pumpLater();
@@ -36,7 +39,8 @@ class OQSDK_EXPORT Host : public SurfaceHost {
   QObject _context;  ///< receives the wakes; destroyed with the host
   QTimer _timer;
   QMetaObject::Connection _applicationEnd;
-  const HostInstallation _installation{*this, nullptr};  ///< declared last: it makes this host callable
+  WebPages _webPages;
+  const HostInstallation _installation{*this, &_webPages};  ///< declared last: it makes this host callable
 };
 
 }  // namespace oq::qt

@@ -4,10 +4,13 @@
 #include <QtCore/QObject>
 #include <QtCore/QPointF>
 #include <QtCore/QRect>
+#include <memory>
 
 #include "oqsdk/Export.h"
 
 namespace oq::qt {
+
+class WebViews;
 
 /// The part of a surface that depends on the kind of window: a widget, or an item of Qt Quick. It covers the whole
 /// window, lies above everything else in it, and ignores the mouse and touches. Positions are in points of the window.
@@ -27,6 +30,8 @@ class OQSDK_EXPORT Layer {
   virtual bool hasPopup() const { return false; }
   /// Whether a native part of the layer, such as a web page, gets the input at this point.
   virtual bool isNativeAt(const QPointF& /*point*/) const { return false; }
+  /// Shows web pages; nullptr if the layer shows none.
+  virtual std::shared_ptr<WebViews> webViews() { return nullptr; }
   /// Whether a native part of the layer has the keyboard focus. The library then handles only Escape and Back.
   virtual bool hasNativeFocus() const { return false; }
 

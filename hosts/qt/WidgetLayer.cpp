@@ -26,7 +26,7 @@ WidgetLayer::WidgetLayer(QWidget& window, std::shared_ptr<Host> host, double max
     if (child != this && child->isWidgetType()) child->installEventFilter(this);
   }
   connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
-    if (now && now != this && now->window() == parentWidget()) _surface.focusMoved(now);
+    if (now && now != this && now->window() == parentWidget() && !hasNativeFocus()) _surface.focusMoved(now);
   });
   follow();
 }
@@ -57,6 +57,9 @@ bool WidgetLayer::eventFilter(QObject* object, QEvent* event) {
     case QEvent::Resize:
     case QEvent::Show:
     case QEvent::WinIdChange:
+      activateAgain();
+      follow();
+      return false;
     case QEvent::ParentChange:
     case QEvent::ScreenChangeInternal:
       follow();
@@ -80,13 +83,30 @@ bool WidgetLayer::eventFilter(QObject* object, QEvent* event) {
   }
 }
 
+/// For the first web page in a window, Qt creates the native window again, which would leave it without the keyboard.
+void WidgetLayer::activateAgain() {
+  if (!parentWidget()->isActiveWindow()) return;
+  QMetaObject::invokeMethod(
+      this, [this] { parentWidget()->activateWindow(); }, Qt::QueuedConnection);
+}
+
+/// Whether only web pages of the library are above the layer.
+bool WidgetLayer::isOnTop() const {
+  const QObjectList& children = parentWidget()->children();
+  for (auto each = children.crbegin(); each != children.crend() && *each != this; ++each) {
+    const auto* widget = qobject_cast<QWidget*>(*each);
+    if (!widget || !_webViews->contains(widget)) return false;
+  }
+  return true;
+}
+
 /// Later, because the children are being changed.
 void WidgetLayer::stayOnTop() {
   if (isHidden()) return;
   QMetaObject::invokeMethod(
       this,
       [this] {
-        if (!isHidden() && parentWidget()->children().last() != this) raise();
+        if (!isHidden()) setShown(true);
       },
       Qt::QueuedConnection);
 }
@@ -114,7 +134,11 @@ void WidgetLayer::paintEvent(QPaintEvent* event) {
 
 void WidgetLayer::setShown(bool isShown) {
   setVisible(isShown);
-  if (isShown && parentWidget()->children().last() != this) raise();
+  if (isShown && !isOnTop()) {
+    raise();
+    _webViews->raise();
+  }
+  _webViews->update();
 }
 
 void WidgetLayer::imageChanged(const QRect& damage) {
@@ -134,6 +158,7 @@ QObject* WidgetLayer::focus() const {
 void WidgetLayer::takeFocus() {
   // Qt focuses no hidden widget.
   setShown(true);
+  if (hasNativeFocus()) return;
   setFocusPolicy(Qt::StrongFocus);
   setFocus(Qt::PopupFocusReason);
 }

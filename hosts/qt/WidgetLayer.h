@@ -6,6 +6,7 @@
 
 #include "Layer.h"
 #include "Surface.h"
+#include "WebViews.h"
 
 namespace oq::qt {
 
@@ -34,6 +35,9 @@ class WidgetLayer : public QWidget, public Layer {
   void frameWanted() override { _surface.renderLater(); }
   void imageChanged(const QRect& damage) override;
   bool hasPopup() const override;
+  bool isNativeAt(const QPointF& point) const override { return _webViews->isAt(point.toPoint()); }
+  bool hasNativeFocus() const override { return _webViews->hasFocus(); }
+  std::shared_ptr<WebViews> webViews() override { return _webViews; }
   QObject* focus() const override;
   void takeFocus() override;
   void restoreFocus(QObject& object) override;
@@ -41,9 +45,12 @@ class WidgetLayer : public QWidget, public Layer {
   QObject& accessibleObject() override { return *this; }
 
   void follow();
+  void activateAgain();
+  bool isOnTop() const;
   void stayOnTop();
 
   Surface _surface;
+  std::shared_ptr<WebViews> _webViews = std::make_shared<WebViews>(*this, _surface.surface());
 };
 
 }  // namespace oq::qt

@@ -15,7 +15,7 @@ T.Button {
     background: Rectangle {
         radius: height / 2
         opacity: button.enabled ? 1 : 0.4
-        color: button.down ? Qt.darker(button.fill, 1.2) : button.hovered ? Qt.lighter(button.fill, 1.15) : button.fill
+        color: button.down ? Qt.darker(button.fill, 1.15) : button.hovered ? Qt.darker(button.fill, 1.06) : button.fill
         border { width: button.visualFocus ? 2 : 0; color: "#e9c46a" }
     }
     contentItem: Text {

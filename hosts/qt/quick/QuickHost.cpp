@@ -40,6 +40,7 @@ bool attach(QQuickWindow* window, const AttachOptions& options) {
     qWarning("%s: the window is drawn by a QQuickRenderControl; attach the window in which it is shown", kCaller);
     return false;
   }
+  host->forbidWebPages();
   if (!QuickLayer::isIn(*window))
     new QuickLayer(*window, std::move(host), options.maximumScale);  // owned by the window
   return true;
