@@ -17,8 +17,8 @@ name=gtk
 if [[ ${1:-} =~ ^[a-z]+$ ]]; then name=$1; shift; fi
 case $name in
   gtk) hosts=(gtk gtk-web) targets=(gtk-shop oqsdk_webkit) ;;
-  qt) hosts=(qt qt-web) targets=(qt-shop) ;;
-  quick) hosts=(qt qt-web) targets=(quick-shop) ;;
+  qt) hosts=(qt qt-web) targets=(qt-shop oqsdk_qt_web) ;;
+  quick) hosts=(qt) targets=(quick-shop) ;;
   sdl) hosts=(sdl) targets=(sdl-game) ;;
   c) hosts=(gtk) targets=(first-window-main first-window-glfw) ;;
   python) hosts=(gtk) targets=(oqsdk_gobject_introspection oqsdk_gtk_introspection) ;;

@@ -68,6 +68,7 @@ int watchSignals() {
 
 int main(int argc, char** argv) {
   const int signals = watchSignals();
+  QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);  // for web pages
   QApplication application(argc, argv);
   QApplication::setApplicationName("com.torvelin.shop");
   QApplication::setApplicationVersion("1.0");

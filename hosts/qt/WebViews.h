@@ -48,8 +48,8 @@ class WebViews {
     QPointer<QWidget> widget;
     std::function<void(double)> zoom;
     std::function<bool()> isReady;
-    double scale = 0;        ///< the last value passed to zoom
-    bool wasShown = false;   ///< the widget has appeared before
+    double scale = 0;       ///< the last value passed to zoom
+    bool wasShown = false;  ///< the widget has appeared before
   };
   void place(Entry& entry);
   void show(Entry& entry, const QRect& frame, const QRegion& visible);
