@@ -164,6 +164,7 @@ class Quick(driver.GtkTest):
             fixture.do_until("pop 3", "code 1")
             fixture.await_answer("grab 187 300", "#ffffff")
             fixture.await_answer("grab 5 600", "#b30000")
+            self.assertEqual(fixture.close(), 0)
 
 
 if __name__ == "__main__":
