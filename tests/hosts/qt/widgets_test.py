@@ -194,8 +194,10 @@ class Widgets(driver.GtkTest):
         fixture.do_until("reject", "dialog closed")
         fixture.do_until("nest", "second block")
         fixture.do_until("reject", "dialog closed")
-        fixture.do_until("exec attached", "dialog opened")
         # The dialog is destroyed while it shows a message.
+        fixture.do_until("exec attached", "dialog opened")
+        click(600, 300)
+        fixture.await_line("inner clicked")
         self.pop(fixture)
         fixture.do_until("reject", "dialog closed")
         fixture.await_answer("state", "scenes 1 host 1")
