@@ -4,9 +4,9 @@
 # Installs the packages in minimal Debian 12 systems in a temporary folder, uses them there as a newcomer would, and
 # removes them. The first system gets no recommended packages, so it has no web engine: libraries and server, programs
 # in C++ and C that are built with CMake and pkg-config, and the guide's first window, on an X display, until it shows a
-# campaign's message. The second system also gets the web engine, and shows a web page; then the first window in Python,
-# for which it gets introspection data. The third gets all recommended packages. Prints how many packages and megabytes
-# each step adds. Needs root and the network.
+# campaign's message. The second gets the hosts for SDL and Qt. The third also gets the web engine, and shows a web
+# page; then the first window in Python, for which it gets introspection data. The fourth gets all recommended packages.
+# Prints how many packages and megabytes each step adds. Needs root and the network.
 #   bare_debian.sh FOLDER-OF-PACKAGES
 set -euo pipefail
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -24,6 +24,7 @@ cp -r "$source/tests/package/consumer" "$source/examples/first-window" "$source/
 # The names of the library packages contain the interface version.
 name_of() { (cd "$packages" && basename "$1"[0-9]*_*.deb | sed 's/_.*//'); }
 library=$(name_of liboqsdk) gtk=$(name_of liboqsdk-gtk) web=$(name_of liboqsdk-gtk-web)
+sdl=$(name_of liboqsdk-sdl2-) qt=$(name_of liboqsdk-qt6-) quick=$(name_of liboqsdk-qt6-quick)
 ours=$(cd "$packages" && for file in *.deb; do echo "${file%%_*}"; done)
 
 # A system in which our packages are in a repository, as it is for a user.
@@ -102,6 +103,15 @@ inside 'cd /work; cmake -G Ninja -S consumer -B by-cmake >/dev/null; cmake --bui
           fi
         done'
 
+echo "== development files: programs with Qt and SDL"
+inside 'cd /work
+        echo "#include <oqsdk/sdl/SdlHost.h>
+              int main() { return oq::sdl::attach(nullptr) != nullptr; }" >sdl.cpp
+        echo "#include <oqsdk/qt/QtHost.h>
+              int main() { return oq::qt::attach(static_cast<QWidget*>(nullptr)); }" >qt.cpp
+        c++ -std=c++17 sdl.cpp -o in-sdl $(pkg-config --cflags --libs oqsdk-sdl2); ./in-sdl
+        c++ -std=c++17 qt.cpp -o in-qt $(pkg-config --cflags --libs oqsdk-qt6); ./in-qt'
+
 echo "== the guide's first window, in C++ and C"
 display="xvfb xdotool imagemagick x11-utils fonts-dejavu-core ca-certificates"
 apt_get "--no-install-recommends install $display"
@@ -115,6 +125,17 @@ if installed | grep -i webkit; then exit 1; fi
 remove_ours
 
 cp -r "$root/work/build" "$folder/work"
+echo "== the hosts for SDL and Qt, without recommended packages"
+new_system toolkits
+for package in "$library" "$sdl" "$qt" "$quick" qml6-module-oqsdk; do
+  apt_get "--no-install-recommends install $package"
+  measure "$package"
+done
+if installed | grep -e libgtk -e webengine; then exit 1; fi
+inside "dpkg -L $sdl $qt $quick qml6-module-oqsdk"' | grep "\.so" | xargs -n1 ldd >/work/ldd
+        if grep "not found" /work/ldd; then exit 1; fi'
+remove_ours
+
 echo "== the web engine without other recommended packages"
 new_system engine
 apt_get "--no-install-recommends install $gtk $web"

@@ -230,6 +230,24 @@ TEST_F(GObjectInterface, PropertiesReachTheLibrary) {
   EXPECT_FALSE(user);
 }
 
+TEST_F(GObjectInterface, ThereIsOneObjectAndAFailedStartLeavesItAsItWas) {
+  g_autoptr(GObject) constructed = G_OBJECT(g_object_new(OQSDK_TYPE_MESSAGES, nullptr));
+  EXPECT_EQ(constructed, G_OBJECT(messages));
+  const guint references = G_OBJECT(messages)->ref_count;
+  EXPECT_FALSE(oqsdk_messages_start(messages, "", nullptr, nullptr));
+  EXPECT_EQ(G_OBJECT(messages)->ref_count, references) << "the library has no callbacks of it";
+}
+
+TEST_F(GObjectInterface, PagesOfBeforeAShutdownCannotBeHiddenByMistake) {
+  start({});
+  ASSERT_TRUE(oqsdk_messages_page_shown(messages, "CartPage", nullptr));
+  ASSERT_EQ(oq_shutdown(), OQ_OK);
+  initialise();
+  oq_page* other = oq_page_show("OtherPage");
+  EXPECT_FALSE(oqsdk_messages_page_hidden(messages, "CartPage", nullptr));
+  EXPECT_EQ(oq_page_hide(other), OQ_OK) << "it is still shown";
+}
+
 TEST_F(GObjectInterface, EventPropertiesBecomeJson) {
   struct Case {
     const char* variant;
