@@ -45,7 +45,8 @@ host_demo[gtk-web]="bubblewrap xdg-dbus-proxy"  # the web engine's sandbox
 host_tests[gtk-web]=""
 host[qt]="qt6-base-dev qt6-declarative-dev"
 host_demo[qt]="libgl1-mesa-dri qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
-  qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtqml-workerscript"
+  qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtqml qml6-module-qtqml-models
+  qml6-module-qtqml-workerscript"
 host_tests[qt]="qt6-wayland at-spi2-core x11-xserver-utils libglib2.0-bin"
 host[qt-web]="qt6-webengine-dev"
 host_demo[qt-web]=""
