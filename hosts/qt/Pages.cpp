@@ -13,20 +13,29 @@ namespace oq::qt {
 
 namespace {
 
+/// The visible page of a container; nullptr and "" if there is none.
+struct Page {
+  const QWidget* widget = nullptr;
+  QString name;
+};
+
 /// Reports the visible page of a container while the container is visible. The container owns it.
 class PageWatch : public QObject {
  public:
-  PageWatch(QWidget& container, PageNames names, std::function<QString()> current)
+  PageWatch(QWidget& container, PageNames names, std::function<Page()> current)
       : QObject(&container), _container(container), _names(std::move(names)), _current(std::move(current)) {
     container.installEventFilter(this);
   }
 
   void update() {
     if (!_container.isVisible()) return _shown.reset();
-    const std::string name = _current().toStdString();
-    if (_shown && name == _name) return;
+    const Page page = _current();
+    // Another page may have the same name.
+    if (_shown && page.widget == _widget && page.name == _name) return;
     _shown.reset();
-    _name = name;
+    _widget = page.widget;
+    _name = page.name;
+    const std::string name = page.name.toStdString();
     _shown.emplace(_names ? _names(name) : pageClassName(name));
   }
 
@@ -41,13 +50,14 @@ class PageWatch : public QObject {
  private:
   QWidget& _container;
   const PageNames _names;
-  const std::function<QString()> _current;
-  std::string _name;
+  const std::function<Page()> _current;
+  const QWidget* _widget = nullptr;
+  QString _name;
   std::optional<ShownPage> _shown;
 };
 
 template <class Container>
-bool watch(Container* container, PageNames names, std::function<QString(const Container&)> current) {
+bool watch(Container* container, PageNames names, std::function<Page(const Container&)> current) {
   if (!container) {
     qWarning("oq::qt::collectPages(): the widget is nullptr");
     return false;
@@ -67,17 +77,17 @@ bool watch(Container* container, PageNames names, std::function<QString(const Co
 bool collectPages(QStackedWidget* stack, PageNames names) {
   return watch<QStackedWidget>(stack, std::move(names), [](const QStackedWidget& container) {
     const QWidget* page = container.currentWidget();
-    if (!page) return QString();
-    return page->objectName().isEmpty() ? page->windowTitle() : page->objectName();
+    if (!page) return Page();
+    return Page{page, page->objectName().isEmpty() ? page->windowTitle() : page->objectName()};
   });
 }
 
 bool collectPages(QTabWidget* tabs, PageNames names) {
   return watch<QTabWidget>(tabs, std::move(names), [](const QTabWidget& container) {
     const QWidget* page = container.currentWidget();
-    if (!page) return QString();
-    if (!page->objectName().isEmpty()) return page->objectName();
-    return container.tabText(container.currentIndex()).remove('&');
+    if (!page) return Page();
+    if (!page->objectName().isEmpty()) return Page{page, page->objectName()};
+    return Page{page, container.tabText(container.currentIndex()).remove('&')};
   });
 }
 

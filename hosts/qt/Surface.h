@@ -97,9 +97,11 @@ class OQSDK_EXPORT Surface : public QObject, public HostSurface::Client, private
   bool handleKeyRelease(QKeyEvent& event);
   bool isOurs(CGPoint point) const;
   CGPoint inTopLevel(const QWindow& window, const QPointF& point) const;
-  void takePointer();
-  void givePointerBack();
-  void followPointer();
+  // Each of these returns false if the surface was destroyed by the application's handler of an event that was sent.
+  bool takePointer();
+  bool givePointerBack();
+  bool followPointer();
+  bool send(QWindow& window, QEvent& event);
 
   std::shared_ptr<Host> _host;
   Layer& _layer;
@@ -110,9 +112,9 @@ class OQSDK_EXPORT Surface : public QObject, public HostSurface::Client, private
   double _imageScale = 1;
   bool _isShown = false;
   bool _isRenderQueued = false;
-  bool _isFrameMissed = false;  ///< a frame was requested while the window was not exposed
-  bool _isRestoring = false;    ///< events that the surface itself sends to the window are not its own input
-  int _refocusings = 0;         ///< how often the focus was taken back from the application during this dialog
+  bool _isFrameMissed = false;    ///< a frame was requested while the window was not exposed
+  const QEvent* _sent = nullptr;  ///< the event that the surface itself sends to the window, and does not take
+  int _refocusings = 0;           ///< how often the focus was taken back from the application during this dialog
   // The pointer.
   std::optional<CGPoint> _pointer;  ///< its last known position
   bool _pointerIsOurs = false;      ///< the application was notified that the pointer has left it

@@ -72,7 +72,7 @@ int identifierOf(const QKeyEvent& event) {
 }  // namespace
 
 bool Surface::eventFilter(QObject* object, QEvent* event) {
-  if (_isRestoring || !object->isWindowType()) return false;
+  if (event == _sent || !object->isWindowType()) return false;
   // An exception must not unwind through Qt's event loop.
   try {
     if (object == _qwindow) windowChanged(*event);
@@ -83,7 +83,7 @@ bool Surface::eventFilter(QObject* object, QEvent* event) {
   }
 }
 
-/// After a press, a release or a key, the surface may be destroyed.
+/// Afterwards the surface may be destroyed.
 bool Surface::handle(QWindow& window, QEvent& event) {
   switch (event.type()) {
     case QEvent::MouseButtonPress:
@@ -104,8 +104,7 @@ bool Surface::handle(QWindow& window, QEvent& event) {
     case QEvent::Enter: {
       _pointer = inTopLevel(window, static_cast<QEnterEvent&>(event).position());
       _pointerIsOurs = false;
-      followPointer();
-      return _pointerIsOurs;
+      return !followPointer() || _pointerIsOurs;
     }
     case QEvent::Leave:
       _pointer.reset();
@@ -163,9 +162,7 @@ bool Surface::handlePress(CGPoint point, Qt::MouseButton button, Qt::MouseButton
   if (!_ourButtons && !isOurs(point)) return false;
   // Other buttons over a view of ours do nothing, and must not reach the application below either.
   _ourButtons |= button;
-  if (button != Qt::LeftButton) return true;
-  followPointer();
-  _surface.touchBegan(pointerTouch, point);
+  if (button == Qt::LeftButton && followPointer()) _surface.touchBegan(pointerTouch, point);
   return true;
 }
 
@@ -179,8 +176,7 @@ bool Surface::handleMove(QWindow&, CGPoint point, Qt::MouseButtons buttons) {
   }
   if (_ourButtons) return true;
   if (buttons) return false;
-  followPointer();
-  return _pointerIsOurs;
+  return !followPointer() || _pointerIsOurs;
 }
 
 bool Surface::handleRelease(CGPoint point, Qt::MouseButton button) {
@@ -199,47 +195,59 @@ bool Surface::handleRelease(CGPoint point, Qt::MouseButton button) {
 }
 
 /// To be called when the pointer has moved, or when the views under a resting pointer may have changed.
-void Surface::followPointer() {
-  if (!_pointer || !_qwindow || _surface.hasTouches()) return;
-  if (!_ourButtons && QGuiApplication::mouseButtons()) return;
+bool Surface::followPointer() {
+  if (!_pointer || !_qwindow || _surface.hasTouches()) return true;
+  if (!_ourButtons && QGuiApplication::mouseButtons()) return true;
   if (!isOurs(*_pointer)) return givePointerBack();
-  takePointer();
+  if (!takePointer()) return false;
+  if (!_pointer || !_qwindow) return true;
   const auto shape = _surface.pointerMoved(_pointer) ? Qt::PointingHandCursor : Qt::ArrowCursor;
   if (_qwindow->cursor().shape() != shape) _qwindow->setCursor(shape);
+  return true;
+}
+
+/// The application's handler may run an event loop, in which all other events are handled as usual.
+bool Surface::send(QWindow& window, QEvent& event) {
+  const QPointer<Surface> alive(this);
+  const QEvent* before = std::exchange(_sent, &event);
+  QCoreApplication::sendEvent(&window, &event);
+  if (!alive) return false;
+  _sent = before;
+  return true;
 }
 
 /// Ends the hover effects of the application's widgets below the message.
-void Surface::takePointer() {
-  if (std::exchange(_pointerIsOurs, true)) return;
+bool Surface::takePointer() {
+  if (std::exchange(_pointerIsOurs, true)) return true;
   QEvent left(QEvent::Leave);
-  const bool wasRestoring = std::exchange(_isRestoring, true);
-  QCoreApplication::sendEvent(_qwindow, &left);
-  _isRestoring = wasRestoring;
+  return send(*_qwindow, left);
 }
 
 /// Lets the widget below the pointer set its cursor and hover effects again.
-void Surface::givePointerBack() {
-  if (!std::exchange(_pointerIsOurs, false)) return;
+bool Surface::givePointerBack() {
+  if (!std::exchange(_pointerIsOurs, false)) return true;
   _surface.pointerMoved(std::nullopt);
   _qwindow->unsetCursor();
   const QPointF point(_pointer->x, _pointer->y);
   QEnterEvent entered(point, point, _qwindow->mapToGlobal(point));
-  const bool wasRestoring = std::exchange(_isRestoring, true);
-  QCoreApplication::sendEvent(_qwindow, &entered);
-  _isRestoring = wasRestoring;
+  return send(*_qwindow, entered);
 }
 
-/// Pens are handled like the mouse, except that the application can also use them without mouse events.
+/// Pens are handled like the mouse, except that the application can also use them without mouse events. The tip is the
+/// left button. A pen's other buttons do nothing over a view of ours.
 bool Surface::handlePen(QWindow& window, QEvent& event) {
-  const CGPoint point = inTopLevel(window, static_cast<QTabletEvent&>(event).position());
+  const auto& pen = static_cast<QTabletEvent&>(event);
+  const CGPoint point = inTopLevel(window, pen.position());
+  const bool isTip = pen.button() == Qt::LeftButton;
   if (event.type() == QEvent::TabletPress) {
     if (!isOurs(point)) return false;
     _surface.noteUse();
     event.accept();
-    return _surface.touchBegan(penTouch, point);
+    return !isTip || _surface.touchBegan(penTouch, point);
   }
-  if (!_surface.hasTouch(penTouch)) return false;
+  if (!_surface.hasTouch(penTouch)) return event.type() == QEvent::TabletRelease && !isTip && isOurs(point);
   event.accept();
+  if (event.type() == QEvent::TabletRelease && !isTip) return true;
   return event.type() == QEvent::TabletMove ? _surface.touchMoved(penTouch, point)
                                             : _surface.touchEnded(penTouch, point);
 }
@@ -301,9 +309,7 @@ bool Surface::handleDrag(QWindow& window, QEvent& event) {
   if (!wasOurs && event.type() != QEvent::DragEnter) {
     // The message has opened during the drag.
     QDragLeaveEvent left;
-    const bool wasRestoring = std::exchange(_isRestoring, true);
-    QCoreApplication::sendEvent(&window, &left);
-    _isRestoring = wasRestoring;
+    if (!send(window, left)) return true;
   }
   drop.setDropAction(Qt::IgnoreAction);
   drop.ignore();

@@ -87,7 +87,11 @@ bool WidgetLayer::eventFilter(QObject* object, QEvent* event) {
 void WidgetLayer::activateAgain() {
   if (!parentWidget()->isActiveWindow()) return;
   QMetaObject::invokeMethod(
-      this, [this] { parentWidget()->activateWindow(); }, Qt::QueuedConnection);
+      this,
+      [this] {
+        if (!QGuiApplication::focusWindow()) parentWidget()->activateWindow();
+      },
+      Qt::QueuedConnection);
 }
 
 /// Whether only web pages of the library are above the layer.

@@ -124,7 +124,7 @@ void QuickLayer::makeAccessible() {
 
 QSGNode* QuickLayer::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
   const QImage& image = _surface.image();
-  const double scale = _host.effectiveDevicePixelRatio();
+  const double scale = _surface.imageScale();
   auto* tiles = static_cast<TilesNode*>(old);
   if (image.isNull() || !tiles || tiles->size != image.size() || tiles->scale != scale) {
     delete tiles;

@@ -39,8 +39,9 @@ class QuickPageWatch : public QObject {
     const auto* page = _view.isVisible() ? _current.read(&_view).value<QQuickItem*>() : nullptr;
     if (!page) return hide();
     const std::string name = nameOf(*page).toStdString();
-    if (_shown && name == _name) return;
+    if (_shown && page == _page && name == _name) return;  // another page may have the same name
     hide();
+    _page = page;
     _name = name;
     _shown.emplace(_names ? _names(name) : pageClassName(name));
   }
@@ -49,6 +50,7 @@ class QuickPageWatch : public QObject {
   QQuickItem& _view;
   const QMetaProperty _current;
   const PageNames _names;
+  const QQuickItem* _page = nullptr;
   std::string _name;
   std::optional<ShownPage> _shown;
 };
