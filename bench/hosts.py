@@ -21,7 +21,7 @@ HOSTS = {
     "qt": ("host_qt", {}),
     "quick": ("host_quick", {"QT_QUICK_BACKEND": "software"}),
     "quick_gl": ("host_quick", {"QSG_RENDER_LOOP": "threaded"}),
-    "sdl": ("host_sdl", {"SDL_RENDER_DRIVER": "software"}),
+    "sdl": ("host_sdl", {"SDL_RENDER_DRIVER": "software", "SDL_FRAMEBUFFER_ACCELERATION": "0"}),
     "sdl_gl": ("host_sdl", {"SDL_RENDER_DRIVER": "opengl"}),
 }
 # Commands that end at once, without and with the library, or the neighbour's.

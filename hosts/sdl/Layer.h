@@ -31,7 +31,7 @@ class Layer final : private HostSurface::Client {
   bool handle(const SDL_Event& event);
   void update();
   int timeout() const;
-  bool needsRender() const { return _needsFrame || (isAlive() && _surface.isAnimating()); }
+  bool needsRender() const { return _needsFrame; }
   /// Paints into picture(), which is empty if there is nothing to show, and returns what has changed.
   PixelRect paint();
   const Picture& picture() const { return _picture; }

@@ -2,7 +2,6 @@
 #include "sdl/RendererTarget.h"
 
 #include <algorithm>
-#include <iterator>
 #include <vector>
 
 namespace oq::sdl {
@@ -124,9 +123,14 @@ bool RendererTarget::upload(const Picture& picture, const PixelRect& area) {
   if (_isPremultiplied) return SDL_UpdateTexture(_texture, &place, picture.at(area), picture.stride()) == 0;
   std::vector<std::uint32_t> pixels;
   pixels.reserve(static_cast<std::size_t>(area.width) * static_cast<std::size_t>(area.height));
+  // Most of the picture is one colour, so the last result is kept.
+  std::uint32_t last = 0, result = 0;
   for (int y = area.y; y < area.y + area.height; ++y) {
     const std::uint32_t* row = picture.at({area.x, y, area.width, 1});
-    std::transform(row, row + area.width, std::back_inserter(pixels), straight);
+    for (int x = 0; x < area.width; ++x) {
+      if (row[x] != last) result = straight(last = row[x]);
+      pixels.push_back(result);
+    }
   }
   return SDL_UpdateTexture(_texture, &place, pixels.data(), 4 * area.width) == 0;
 }
