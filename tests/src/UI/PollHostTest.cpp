@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <future>
 #include <limits>
 #include <thread>
+#include <utility>
 
 #include "Foundation/Values/Base64.h"
 #include "UI/OQPopWindow.h"
@@ -270,10 +272,14 @@ TEST_F(PollLoop, SleepsBetweenTheFramesOfAnAnimation) {
     host.surface().setPaintsContinuously(paintsContinuously);
     int wakes = 0, returns = 0;
     bool pressed = true;
+    auto last = std::chrono::steady_clock::now();
     passes.push_back(0);
     for (; host.surface().isAnimating() && passes.back() < 1000; ++passes.back(), host.nextFrame()) {
       if (paintsContinuously) host.frameWanted();
-      wakes += host.runOnce(0);
+      const bool isWoken = host.runOnce(0);
+      // While a busy machine takes long for a pass, the timer of the next frame may wake the host.
+      const auto passed = std::chrono::steady_clock::now() - std::exchange(last, std::chrono::steady_clock::now());
+      wakes += isWoken && passed < std::chrono::milliseconds(4);
       returns += host.pump(1) < kFrame / 2;
       if (passes.back() == 5) pressed = host.surface().activate(host.surface().accessibleTree().elements.back().id);
     }
