@@ -51,7 +51,9 @@ class CheckedHost : public test::PollHost {
     frames.push_back(painted);
     pixels.assign(buffer.pixels, buffer.pixels + buffer.width * buffer.height);
     EXPECT_EQ(painted.result == PaintedFrame::Result::Nothing, pixels == std::vector<std::uint32_t>(pixels.size()));
-    EXPECT_EQ(differences(buffer, time), 0) << "frame " << frames.size();
+    if (comparesFrames) {
+      EXPECT_EQ(differences(buffer, time), 0) << "frame " << frames.size();
+    }
   }
   std::uint32_t pixel(int x, int y) const {
     return pixels.empty() ? 0 : pixels[static_cast<std::size_t>(y * surface().pixelSize().width + x)];
@@ -81,6 +83,7 @@ class CheckedHost : public test::PollHost {
   std::map<std::uint64_t, AccessibleElement> known;  ///< the elements, built only from the changes
   std::vector<PaintedFrame> frames;
   std::vector<std::uint32_t> pixels;
+  bool comparesFrames = true;  ///< which takes longer than a frame
 
  private:
   double _now = 0;
@@ -267,10 +270,11 @@ TEST_F(PollLoop, SleepsBetweenTheFramesOfAnAnimation) {
   std::vector<int> passes;
   for (const bool paintsContinuously : {false, true}) {
     ASSERT_TRUE(host.rest());
+    host.comparesFrames = false;
     makeMainObject<OQPopWindow>()->popWithTitle("title", "text", nullptr);
     ASSERT_TRUE(host.runUntil([&] { return host.surface().isAnimating(); }));
     host.surface().setPaintsContinuously(paintsContinuously);
-    int wakes = 0, returns = 0;
+    int wakes = 0, quickPasses = 0, returns = 0;
     bool pressed = true;
     auto last = std::chrono::steady_clock::now();
     passes.push_back(0);
@@ -279,13 +283,15 @@ TEST_F(PollLoop, SleepsBetweenTheFramesOfAnAnimation) {
       const bool isWoken = host.runOnce(0);
       // While a busy machine takes long for a pass, the timer of the next frame may wake the host.
       const auto passed = std::chrono::steady_clock::now() - std::exchange(last, std::chrono::steady_clock::now());
-      wakes += isWoken && passed < std::chrono::milliseconds(4);
+      const bool isQuick = passed < std::chrono::milliseconds(8);
+      quickPasses += isQuick;
+      wakes += isQuick && isWoken;
       returns += host.pump(1) < kFrame / 2;
       if (passes.back() == 5) pressed = host.surface().activate(host.surface().accessibleTree().elements.back().id);
     }
     host.surface().setPaintsContinuously(false);
     EXPECT_GT(passes.back(), 10);
-    EXPECT_LT(wakes, passes.back()) << "a frame wakes the host";
+    EXPECT_LE(wakes, quickPasses / 2 + 2) << "a frame wakes the host";
     EXPECT_LE(returns, 4);
     EXPECT_FALSE(pressed) << "a moving message cannot be pressed";
   }
