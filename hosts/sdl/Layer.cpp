@@ -48,6 +48,7 @@ Layer::~Layer() {
   if (isAlive()) {
     SDL_SetWindowData(_window, kAttached, nullptr);
     showHand(false);
+    if (_hasMouse) dialogChanged(false);
   }
   if (_hand && SDL_WasInit(SDL_INIT_VIDEO)) SDL_FreeCursor(_hand);
   _surface.disconnect();
@@ -263,6 +264,7 @@ void Layer::showHand(bool isHand) {
 /// A message needs a pointer, which many games hide.
 void Layer::dialogChanged(bool isShown) {
   if (!isAlive()) return;
+  _hasMouse = isShown;
   if (isShown) {
     _wasRelative = SDL_GetRelativeMouseMode();
     _wasCursorShown = SDL_ShowCursor(SDL_QUERY) == SDL_ENABLE;

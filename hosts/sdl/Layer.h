@@ -79,6 +79,7 @@ class Layer final : private HostSurface::Client {
   SDL_Cursor* _hand = nullptr;
   SDL_Cursor* _cursorBefore = nullptr;  ///< the program's, while the pointer is a hand
   bool _isHand = false;
+  bool _hasMouse = false;                             ///< a dialog is shown
   bool _wasRelative = false, _wasCursorShown = true;  ///< the mouse before the dialog
 };
 

@@ -277,7 +277,7 @@ TEST_F(InputGame, LoopThatWaitsForEventsWakesUpForWorkAndForMessages) {
 }
 
 TEST_F(InputGame, HiddenPointerIsShownWhileAMessageIsOnScreen) {
-  start({"card"});
+  start({"card", "again"});
   SDL_ShowCursor(SDL_DISABLE);
   SDL_SetRelativeMouseMode(SDL_TRUE);
   show("card");
@@ -285,7 +285,12 @@ TEST_F(InputGame, HiddenPointerIsShownWhileAMessageIsOnScreen) {
   EXPECT_FALSE(SDL_GetRelativeMouseMode());
   EXPECT_TRUE(press(SDLK_ESCAPE));
   ASSERT_TRUE(runUntil([&] { return calls.back() == "closed card"; }));
-  EXPECT_TRUE(runUntil([] { return SDL_ShowCursor(SDL_QUERY) == SDL_DISABLE && SDL_GetRelativeMouseMode(); }));
+  const auto isHidden = [] { return SDL_ShowCursor(SDL_QUERY) == SDL_DISABLE && SDL_GetRelativeMouseMode(); };
+  EXPECT_TRUE(runUntil(isHidden));
+  show("again");
+  EXPECT_FALSE(isHidden());
+  overlay.reset();
+  EXPECT_TRUE(isHidden()) << "also if the overlay is destroyed first";
 }
 
 TEST_F(InputGame, MessageFollowsTheWindowsSizeAndWaitsWhileItIsHidden) {
